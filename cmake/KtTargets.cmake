@@ -1,0 +1,67 @@
+# What every target of this project has in common.
+
+set(KT_GNU_LIKE "$<CXX_COMPILER_ID:GNU,Clang,AppleClang>")
+
+add_library(kt_warnings INTERFACE)
+target_compile_options(kt_warnings INTERFACE
+  $<${KT_GNU_LIKE}:-Wall -Wextra -Wpedantic>
+  $<$<AND:$<BOOL:${KT_WERROR}>,${KT_GNU_LIKE}>:-Werror>)
+
+# A sanitizer has to see every object file and every link line, so all targets share these.
+add_library(kt_sanitize INTERFACE)
+if(KT_SANITIZE)
+  set(kt_sanitize_flags
+    -fsanitize=${KT_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_compile_options(kt_sanitize INTERFACE ${kt_sanitize_flags})
+  target_link_options(kt_sanitize INTERFACE ${kt_sanitize_flags})
+endif()
+
+# libFuzzer learns from coverage inside the libraries; only a build that is slow anyway pays for it.
+set(KT_LIBFUZZER OFF)
+if(KT_FUZZ AND CMAKE_CXX_COMPILER_ID MATCHES "Clang" AND KT_SANITIZE MATCHES "address")
+  set(KT_LIBFUZZER ON)
+  target_compile_options(kt_sanitize INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
+# Language level, warnings, sanitizers and hidden symbols for one target.
+function(kt_target_defaults target)
+  set_target_properties(${target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON)
+  target_compile_features(${target} PUBLIC cxx_std_20)
+  target_link_libraries(${target} PRIVATE
+    $<BUILD_INTERFACE:kt_warnings> $<BUILD_INTERFACE:kt_sanitize>)
+endfunction()
+
+# kt_add_library(<target> <macro part> <exported name>): one of the two libraries; the folders add
+# the sources. The macro part names KT_BUILDING_<part>, which turns imports into exports.
+function(kt_add_library target part export_name)
+  add_library(${target})
+  add_library(Kt::${export_name} ALIAS ${target})
+  kt_target_defaults(${target})
+  set_target_properties(${target} PROPERTIES
+    EXPORT_NAME ${export_name}
+    LINKER_LANGUAGE CXX
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR})
+  target_include_directories(${target} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/ktscript>)
+  target_compile_definitions(${target} PRIVATE KT_BUILDING_${part})
+  if(NOT BUILD_SHARED_LIBS)
+    target_compile_definitions(${target} PUBLIC KT_STATIC)
+  endif()
+  # Calls inside a library bind at link time, calls between them skip the jump table.
+  target_compile_options(${target} PRIVATE
+    $<$<AND:${KT_GNU_LIKE},$<CONFIG:Release,RelWithDebInfo>>:-fno-semantic-interposition -fno-plt>)
+endfunction()
+
+# A target without any source file does not configure; lets the folders fill up one by one.
+function(kt_ensure_sources target)
+  get_target_property(sources ${target} SOURCES)
+  if(NOT sources)
+    file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/${target}_empty.cpp "")
+    target_sources(${target} PRIVATE ${CMAKE_CURRENT_BINARY_DIR}/${target}_empty.cpp)
+  endif()
+endfunction()
