@@ -1,0 +1,57 @@
+#!/usr/bin/env bash
+# bench/compare.sh [DIRECTORY]: runs every pair NAME.kts and NAME.lua of the directory (default:
+# bench/workloads) in kt and in Lua 5.4 and prints the ratio of their times.
+#
+# The two take turns, so a slow spell of the machine hits both; the smallest wall time of all rounds
+# counts, start-up included. A slow run is no failure, a different result is.
+#
+# Environment: KT (path of kt, default build/release/bin/kt), LUA (lua5.4), ROUNDS (5).
+set -euo pipefail
+export LC_ALL=C  # EPOCHREALTIME has a decimal point only here
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+directory=${1:-$root/bench/workloads}
+kt=${KT:-$root/build/release/bin/kt}
+lua=${LUA:-lua5.4}
+rounds=${ROUNDS:-5}
+
+command -v "$kt" >/dev/null || { echo "compare: no kt at $kt; build it or set KT" >&2; exit 2; }
+command -v "$lua" >/dev/null || { echo "compare: no $lua; run scripts/setup.sh" >&2; exit 2; }
+
+# timed COMMAND...: output in $output, wall time in microseconds in $elapsed.
+timed() {
+  local start=${EPOCHREALTIME/./}
+  output=$("$@" 2>&1) || { output="exit status $?: $output"; return 1; }
+  elapsed=$((${EPOCHREALTIME/./} - start))
+}
+
+failed=0
+# compare_pair NAME: one line of the table.
+compare_pair() {
+  local name=$1 kt_best= lua_best= kt_output round
+  for ((round = 0; round < rounds; round++)); do
+    timed "$kt" run "$directory/$name.kts" || { echo "$name: kt: $output"; failed=1; return; }
+    kt_output=$output
+    [ -n "$kt_best" ] && ((kt_best <= elapsed)) || kt_best=$elapsed
+    timed "$lua" "$directory/$name.lua" || { echo "$name: lua: $output"; failed=1; return; }
+    [ -n "$lua_best" ] && ((lua_best <= elapsed)) || lua_best=$elapsed
+    if [ "$kt_output" != "$output" ]; then
+      echo "$name: different results: kt '$kt_output', lua '$output'"
+      failed=1
+      return
+    fi
+  done
+  awk -v name="$name" -v kt="$kt_best" -v lua="$lua_best" \
+    'BEGIN { printf "%-16s %10.3f %10.3f %8.2f\n", name, kt / 1e6, lua / 1e6, kt / lua }'
+}
+
+printf '%-16s %10s %10s %8s\n' workload "kt s" "lua s" kt/lua
+pairs=0
+for script in "$directory"/*.kts; do
+  name=$(basename "$script" .kts)
+  [ -f "$directory/$name.lua" ] || continue
+  pairs=$((pairs + 1))
+  compare_pair "$name"
+done
+[ "$pairs" -gt 0 ] || { echo "compare: no NAME.kts with a NAME.lua in $directory" >&2; exit 2; }
+exit "$failed"

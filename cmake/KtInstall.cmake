@@ -1,0 +1,47 @@
+# Install rules: libraries, public headers, the kt program, documents, and the two ways in which
+# other builds find them: find_package(KtScript) and pkg-config.
+include(CMakePackageConfigHelpers)
+
+set(kt_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KtScript)
+
+# Programs and libraries find each other by relative place, so an installed tree can be moved.
+file(RELATIVE_PATH kt_bin_to_lib /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
+set_target_properties(KtScriptLib320U PROPERTIES INSTALL_RPATH "$ORIGIN")
+
+install(TARGETS KtClassLib320U KtScriptLib320U EXPORT KtScriptTargets)
+if(TARGET kt)
+  set_target_properties(kt PROPERTIES INSTALL_RPATH "$ORIGIN/${kt_bin_to_lib}")
+  install(TARGETS kt)
+endif()
+
+foreach(folder ${KT_LIBRARY_FOLDERS})
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/${folder}
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ktscript
+    FILES_MATCHING PATTERN "*.h" PATTERN detail EXCLUDE)
+endforeach()
+
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/ DESTINATION ${CMAKE_INSTALL_DOCDIR}
+  FILES_MATCHING PATTERN "*.md" PATTERN "*.svg")
+
+install(EXPORT KtScriptTargets NAMESPACE Kt:: DESTINATION ${kt_package_dir})
+configure_package_config_file(
+  ${PROJECT_SOURCE_DIR}/cmake/KtScriptConfig.cmake.in ${PROJECT_BINARY_DIR}/KtScriptConfig.cmake
+  INSTALL_DESTINATION ${kt_package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/KtScriptConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/KtScriptConfig.cmake ${PROJECT_BINARY_DIR}/KtScriptConfigVersion.cmake
+  DESTINATION ${kt_package_dir})
+
+file(RELATIVE_PATH KT_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
+set(KT_PC_DEFINES "")
+set(KT_PC_PRIVATE_KEY "Requires.private")
+if(NOT BUILD_SHARED_LIBS)
+  set(KT_PC_DEFINES " -DKT_STATIC")
+  # Static libraries do not carry what they need; a plain `pkg-config --libs` has to name it.
+  set(KT_PC_PRIVATE_KEY "Requires")
+endif()
+configure_file(${PROJECT_SOURCE_DIR}/cmake/ktscript.pc.in ${PROJECT_BINARY_DIR}/ktscript.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/ktscript.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

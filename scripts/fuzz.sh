@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# scripts/fuzz.sh [SECONDS] [TARGET...]: builds the fuzz preset and runs each target (all, when none
+# is named) for SECONDS (30) over a copy of its kept corpus. Findings stay in build/fuzz/findings.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+seconds=${1:-30}
+shift || true
+
+cmake --preset fuzz
+cmake --build --preset fuzz
+
+targets=("$@")
+if [ ${#targets[@]} -eq 0 ]; then
+  for program in build/fuzz/fuzz/*_fuzz; do
+    [ -x "$program" ] || { echo "fuzz: no target was built" >&2; exit 1; }
+    name=$(basename "$program")
+    targets+=("${name%_fuzz}")
+  done
+fi
+
+findings=build/fuzz/findings
+mkdir -p "$findings"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+for target in "${targets[@]}"; do
+  # New inputs go to the copy: what is kept is chosen by hand.
+  mkdir "$work/$target"
+  cp -r "fuzz/corpus/$target/." "$work/$target/"
+  options=(-max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=16384
+           -print_final_stats=1 -verbosity=0 -artifact_prefix="$findings/$target-")
+  [ ! -f "fuzz/$target.dict" ] || options+=(-dict="fuzz/$target.dict")
+  echo "fuzz: $target for $seconds seconds"
+  "build/fuzz/fuzz/${target}_fuzz" "${options[@]}" "$work/$target"
+done

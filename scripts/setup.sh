@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# Installs what the build, the tests and the checks need on a Debian-like system; does nothing when
+# all of it is there.
+set -euo pipefail
+
+packages=(
+  g++ cmake ninja-build pkg-config
+  libicu-dev                                                   # class library
+  libcli11-dev nlohmann-json3-dev libfmt-dev libedit-dev       # kt
+  libgtest-dev libgmock-dev libbenchmark-dev lua5.4            # tests and benchmarks
+  clang clang-format libclang-rt-14-dev                        # fuzzing and format check
+)
+
+if ! command -v dpkg-query >/dev/null; then
+  echo "setup: not a Debian system; install the like of: ${packages[*]}" >&2
+  exit 0
+fi
+
+missing=()
+for package in "${packages[@]}"; do
+  state=$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null || true)
+  [ "$state" = installed ] || missing+=("$package")
+done
+if [ ${#missing[@]} -eq 0 ]; then
+  echo "setup: everything is installed"
+  exit 0
+fi
+
+as_root=()
+[ "$(id -u)" -eq 0 ] || as_root=(sudo)
+echo "setup: installing ${missing[*]}"
+"${as_root[@]}" apt-get update -qq
+"${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+  apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null
+echo "setup: done"

@@ -1,0 +1,9 @@
+# Runs SCRIPT with KT and the list ARGS in the current folder; its output has to equal EXPECTED.
+cmake_minimum_required(VERSION 3.21)
+
+execute_process(COMMAND ${KT} run ${SCRIPT} ${ARGS}
+  OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE status)
+file(READ ${EXPECTED} expected)
+if(NOT status EQUAL 0 OR NOT output STREQUAL expected)
+  message(FATAL_ERROR "exit status ${status}\n${errors}\nprinted:\n${output}\nexpected:\n${expected}")
+endif()

@@ -1,0 +1,46 @@
+# Installs the build into an empty prefix, builds the embedding example against that tree alone and
+# compares what it prints with its expected.txt. WAY is package (find_package) or pkgconfig.
+cmake_minimum_required(VERSION 3.21)
+
+function(run)
+  execute_process(COMMAND ${ARGV} OUTPUT_VARIABLE output ERROR_VARIABLE errors
+    RESULT_VARIABLE status)
+  if(NOT status EQUAL 0)
+    list(JOIN ARGV " " command)
+    message(FATAL_ERROR "failed (${status}): ${command}\n${output}\n${errors}")
+  endif()
+  set(output "${output}" PARENT_SCOPE)
+endfunction()
+
+# The place is not known when the tree is built: an installed tree has to work wherever it lands.
+set(prefix ${WORK_DIR}/prefix)
+file(REMOVE_RECURSE ${WORK_DIR})
+file(MAKE_DIRECTORY ${WORK_DIR}/build)
+run(${CMAKE_COMMAND} --install ${BUILD_DIR} --config ${CONFIG} --prefix ${prefix})
+
+set(host ${WORK_DIR}/build/embed)
+if(WAY STREQUAL "package")
+  run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build -DCMAKE_PREFIX_PATH=${prefix}
+    -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_BUILD_TYPE=${CONFIG} -DCMAKE_CXX_FLAGS=${FLAGS})
+  run(${CMAKE_COMMAND} --build ${WORK_DIR}/build --config ${CONFIG})
+else()
+  find_program(pkg_config NAMES pkg-config pkgconf REQUIRED)
+  set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)
+  run(${pkg_config} --cflags --libs ktscript)
+  separate_arguments(arguments UNIX_COMMAND "${output}")
+  file(GLOB sources ${SOURCE_DIR}/*.cpp)
+  run(${CXX} -std=c++20 ${FLAGS} ${sources} -o ${host} ${arguments} -Wl,-rpath,${prefix}/${LIBDIR})
+endif()
+
+run(${host})
+file(READ ${SOURCE_DIR}/expected.txt expected)
+if(NOT output STREQUAL expected)
+  message(FATAL_ERROR "The example printed:\n${output}\nexpected:\n${expected}")
+endif()
+
+if(EXISTS ${prefix}/bin/kt)
+  run(${prefix}/bin/kt eval "6 * 7")
+  if(NOT output STREQUAL "42\n")
+    message(FATAL_ERROR "The installed kt printed: ${output}")
+  endif()
+endif()
