@@ -28,7 +28,7 @@ timed() {
 failed=0
 # compare_pair NAME: one line of the table.
 compare_pair() {
-  local name=$1 kt_best= lua_best= kt_output round
+  local name=$1 kt_best='' lua_best='' kt_output round
   for ((round = 0; round < rounds; round++)); do
     timed "$kt" run "$directory/$name.kts" || { echo "$name: kt: $output"; failed=1; return; }
     kt_output=$output
