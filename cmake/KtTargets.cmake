@@ -53,8 +53,12 @@ function(kt_add_library target part export_name)
     target_compile_definitions(${target} PUBLIC KT_STATIC)
   endif()
   # Calls inside a library bind at link time, calls between them skip the jump table.
+  set(optimised $<AND:${KT_GNU_LIKE},$<CONFIG:Release,RelWithDebInfo>>)
   target_compile_options(${target} PRIVATE
-    $<$<AND:${KT_GNU_LIKE},$<CONFIG:Release,RelWithDebInfo>>:-fno-semantic-interposition -fno-plt>)
+    $<${optimised}:-fno-semantic-interposition -fno-plt>)
+  if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    target_link_options(${target} PRIVATE $<${optimised}:LINKER:-Bsymbolic-functions>)
+  endif()
 endfunction()
 
 # A target without any source file does not configure; lets the folders fill up one by one.

@@ -8,7 +8,7 @@ packages=(
   libicu-dev                                                   # class library
   libcli11-dev nlohmann-json3-dev libfmt-dev libedit-dev       # kt
   libgtest-dev libgmock-dev libbenchmark-dev lua5.4            # tests and benchmarks
-  clang clang-format libclang-rt-14-dev                        # fuzzing and format check
+  clang clang-format libclang-rt-dev                           # fuzzing and format check
 )
 
 if ! command -v dpkg-query >/dev/null; then
