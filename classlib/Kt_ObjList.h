@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vector>
+
+#include "classlib/Kt_Types.h"
+
+// The element operations of a Kt_ObjList. One static handler per element class; no state.
+class KT_CLASS_API Kt_ObjListHandler {
+ public:
+  virtual ~Kt_ObjListHandler() = default;
+  // Constructs an element in the `memory` of ItemSize() bytes and returns it.
+  virtual void* _InitItem(void* memory) const = 0;
+  // Destroys the element; its memory belongs to the list.
+  virtual void _FreeItem(void* item) const = 0;
+  // Copies `source` onto `target`; does nothing if either is null.
+  virtual void _AssignItem(void* target, const void* source) const = 0;
+  // By presence only: both there or both null 0, only the first 1, only the second -1.
+  virtual int _CompareItem(const void* a, const void* b) const = 0;
+  virtual std::size_t ItemSize() const = 0;
+};
+
+// A list of elements of one class, made, copied and freed through a handler. Elements keep their
+// address while the list grows, so pointers from GetSafeItem stay good until the element goes.
+//
+// Owns its elements. Threads: const members may run in parallel; a change needs sole access.
+class KT_CLASS_API Kt_ObjList {
+ public:
+  explicit Kt_ObjList(const Kt_ObjListHandler& handler) : handler_(&handler) {}
+  Kt_ObjList(const Kt_ObjList& other);
+  Kt_ObjList& operator=(const Kt_ObjList& other);
+  ~Kt_ObjList() { Clear(); }
+
+  kt_long GetCount() const { return static_cast<kt_long>(items_.size()); }
+  // Null outside the list.
+  const void* GetAt(kt_long index) const {
+    return index >= 0 && index < GetCount() ? items_[static_cast<std::size_t>(index)] : nullptr;
+  }
+  void* GetAt(kt_long index) {
+    return index >= 0 && index < GetCount() ? items_[static_cast<std::size_t>(index)] : nullptr;
+  }
+  // Appends a fresh element; returns its index, -1 when memory ran out.
+  kt_long Append();
+  // Appends a copy.
+  kt_long AddCopy(const void* source);
+  void RemoveAt(kt_long index);
+  void Clear();
+  // Replaces the elements by copies; null leaves the list as it is. Returns the count.
+  kt_long Assign(const Kt_ObjList* source);
+
+ private:
+  const Kt_ObjListHandler* handler_;
+  std::vector<void*> items_;
+};
