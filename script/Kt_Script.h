@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "classlib/Kt_WStrList.h"
+#include "script/Kt_ScriptContext.h"
+#include "script/Kt_ScriptFunc.h"
+
+class Kt_ScriptLoadHandler;
+
+namespace kt::detail {
+class RunState;
+class ScriptLoader;
+}  // namespace kt::detail
+
+// One script: its global variables and its functions, both visible to every expression in it.
+//
+//   Kt_Script script(&host_object);
+//   Kt_WStrList errors;
+//   if (script.Parse(u"orders", text, nullptr, &errors) == 0) {
+//     Kt_Variant result;
+//     script.ExecFunc(u"main", nullptr, result);
+//   }
+//
+// Several texts may be parsed into one script; what they define adds up. A second definition of a
+// function appends its arguments and statements to the first; a global declared again takes the
+// new value.
+// Ownership: owns globals and functions; borrows the external context, which must outlive it.
+// Threads: a script belongs to one thread.
+class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
+ public:
+  // `external_context` answers what the script does not know itself; may be null.
+  explicit Kt_Script(Kt_ExprObject* external_context = nullptr);
+  Kt_Script(const Kt_Script&) = delete;
+  Kt_Script& operator=(const Kt_Script&) = delete;
+  ~Kt_Script() override;
+
+  void SetExternalContext(Kt_ExprObject* context) { SetParentCtx(context); }
+  Kt_ExprObject* GetExternalContext() const { return GetParentCtx(); }
+
+  // Loads a text. Globals are evaluated at once; faults inside functions are recorded and loading
+  // goes on; the first fault outside of functions stops it with -1 and what was loaded before
+  // stays. `source_name` is for messages. With a `loader` and at least one #include, the result of
+  // LoadIncludes; otherwise 0 or -1. One text line per fault is appended to `errors` (may be
+  // null); a Kt_SyntaxErrorList also gets the places.
+  kt_long Parse(const Kt_WString& source_name, const Kt_WString& text, Kt_ScriptLoadHandler* loader,
+                Kt_WStrList* errors);
+  // The same without the loader: the names of the includes are appended to `includes`.
+  kt_long ParseScript(const Kt_WString& source_name, Kt_WStrList& includes, const char16_t* text,
+                      Kt_WStrList* errors);
+  // Evaluates "a = 1, b[3]" into globals. 0; at the first bad declarator a negative code.
+  kt_long AddVariable(const Kt_WString& declaration);
+  // Handles the text behind a '#': appends the name of an include and returns its index; -1 for
+  // every other pragma.
+  kt_long AddInclude(Kt_WStrList& includes, const Kt_WString& pragma);
+  // Copies variables of the host into the globals; existing ones only with `overwrite` not 0.
+  // Returns the number of variables in `variables`, -1 when there are none.
+  kt_long AddVariables(const Kt_VariableList& variables, int overwrite);
+  void Clear();
+
+  // The function of that name, in any case; null if there is none.
+  Kt_ScriptFunc* GetFunc(const Kt_WString& name);
+  const Kt_ScriptFuncList& GetFuncs() const { return funcs_; }
+
+  // Runs a function. -1 when there is none of that name, or `argc` is above 0 and `argv` null.
+  kt_long ExecFunc(const Kt_WString& name, int argc, Kt_Variant* argv, Kt_Variant& result);
+  kt_long ExecFunc(const Kt_WString& name, const Kt_VariantList* args, Kt_Variant& result);
+
+  // For the host: a text and a code page that it keeps with the script; the engine uses neither.
+  const Kt_WString& GetText() const { return text_; }
+  void SetText(const Kt_WString& text) { text_ = text; }
+  kt_long GetCodePage() const { return code_page_; }
+  void SetCodePage(kt_long code_page) { code_page_ = code_page; }
+
+  // What the interpreter keeps while functions of this script run; null until the first call.
+  kt::detail::RunState* GetRunState() const { return run_state_; }
+
+ private:
+  friend class kt::detail::RunState;
+  friend class kt::detail::ScriptLoader;
+
+  Kt_ScriptFuncList funcs_;
+  Kt_WString text_;
+  kt_long code_page_ = 1252;
+  kt::detail::RunState* run_state_ = nullptr;
+};
