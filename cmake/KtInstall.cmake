@@ -14,10 +14,11 @@ if(TARGET kt)
   install(TARGETS kt)
 endif()
 
+# With the detail folders: public templates stand on some of them.
 foreach(folder ${KT_LIBRARY_FOLDERS})
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${folder}
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ktscript
-    FILES_MATCHING PATTERN "*.h" PATTERN detail EXCLUDE)
+    FILES_MATCHING PATTERN "*.h")
 endforeach()
 
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})

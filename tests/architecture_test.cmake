@@ -33,9 +33,6 @@ function(check_quoted folder file path)
     endif()
   elseif(path MATCHES "/detail/" AND NOT target STREQUAL folder)
     set(fault "${target}/detail belongs to ${target}" PARENT_SCOPE)
-  elseif(path MATCHES "/detail/" AND folder IN_LIST library_folders
-         AND file MATCHES "\\.h$" AND NOT file MATCHES "/detail/")
-    set(fault "installed headers must not need detail headers" PARENT_SCOPE)
   endif()
 endfunction()
 
