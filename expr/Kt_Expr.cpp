@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#include "expr/Kt_Expr.h"
+
+#if __has_include("expr/detail/Kt_ExprCode.h")
+#include "expr/detail/Kt_ExprCode.h"
+#else
+class kt::detail::ExprCode {};
+#endif
+
+namespace {
+
+// Scripts hold thousands of expressions and nearly all of them fit in one such block.
+constexpr kt_long kBlockSize = 32;
+
+}  // namespace
+
+Kt_Expr::Kt_Expr() : ops_(kBlockSize) {}
+
+Kt_Expr::Kt_Expr(const char16_t* text) : ops_(kBlockSize), text_(text) {}
+
+Kt_Expr::Kt_Expr(const Kt_Expr& other) : ops_(other.ops_), text_(other.GetSource()) {}
+
+Kt_Expr& Kt_Expr::operator=(const Kt_Expr& other) {
+  if (this == &other) return *this;
+  SetExpr(other.GetSource());
+  ops_ = other.ops_;
+  return *this;
+}
+
+Kt_Expr& Kt_Expr::operator=(const Kt_WString& text) {
+  SetExpr(text);
+  return *this;
+}
+
+Kt_Expr::~Kt_Expr() = default;
+
+const Kt_ExprOp* Kt_Expr::GetFirstOp() const {
+  static const Kt_ExprOp none{};
+  return ops_.GetCount() > 0 ? ops_.GetItem(0) : &none;
+}
+
+void Kt_Expr::Clear() {
+  code_.reset();
+  state_ = kStateUnparsed;
+  error_offset_ = -1;
+  ops_.Clear();
+  text_.Empty();
+}
+
+void Kt_Expr::SetExpr(const Kt_WString& text) {
+  const Kt_WString held(text);  // `text` may be the stored one
+  Clear();
+  text_ = held;
+}
+
+void Kt_Expr::SetExpr(const char16_t* text) { SetExpr(Kt_WString(text)); }
+
+kt_long Kt_Expr::Parse(const Kt_WString& text, Kt_WString& error) {
+  text_ = text;
+  return ParseText(error);
+}
+
+kt_long Kt_Expr::Parse(Kt_WString& error, const char16_t* text) {
+  text_ = text && *text ? Kt_WString(text) : GetSource();
+  return ParseText(error);
+}
+
+kt_long Kt_Expr::ParseText(Kt_WString& error) {
+  code_.reset();
+  error_offset_ = -1;
+  if (text_.IsEmpty()) return kStateEmpty;
+  text_.Trim();
+  state_ = ParseExpr(text_.GetText(), text_.GetLength(), error);
+  if (state_ == kStateList) text_ = text_.Mid(1, text_.GetLength() - 2);
+  return state_;
+}
+
+// A bracket list is stored without its brackets; parsed again as it stands it would be something
+// else.
+Kt_WString Kt_Expr::GetSource() const {
+  if (state_ != kStateList) return text_;
+  Kt_WString source(u"[");
+  source += text_;
+  source += u']';
+  return source;
+}

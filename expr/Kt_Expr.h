@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+
+#include "classlib/Kt_Variant.h"
+#include "expr/Kt_ExprOp.h"
+
+class Kt_ExprObject;
+class Kt_ExprStackObj;
+
+namespace kt::detail {
+class ExprCode;
+}
+
+// One expression: its text, its operation list once parsed, and its parse state.
+//
+//   Kt_Expr expr(u"price * qty");
+//   Kt_Variant value;
+//   if (expr.ExecExpr(&context, value) == 0) Use(value);
+//
+// Parsed on first use, or by Parse when the caller wants the message; evaluated any number of
+// times after that. A parsed expression does not change, apart from the compiled form that the
+// script interpreter attaches.
+// Owns its text and operations. Threads: one thread at a time; copies are independent.
+class KT_SCRIPT_API Kt_Expr {
+ public:
+  Kt_Expr();
+  explicit Kt_Expr(const char16_t* text);
+  // Copies text and operations; the copy parses again on first use.
+  Kt_Expr(const Kt_Expr& other);
+  Kt_Expr& operator=(const Kt_Expr& other);
+  Kt_Expr& operator=(const Kt_WString& text);
+  ~Kt_Expr();
+
+  // 999 until parsed, then as the kState constants say; negative after a syntax error.
+  kt_long GetState() const { return state_; }
+  // After a bracket list was parsed: the inner text without the brackets.
+  const Kt_WString& GetText() const { return text_; }
+  const Kt_ExprOpList& GetOps() const { return ops_; }
+  // The first record; a shared one with code 0 when there is none.
+  const Kt_ExprOp* GetFirstOp() const;
+
+  void Clear();
+  void SetExpr(const Kt_WString& text);
+  void SetExpr(const char16_t* text);
+  // Stores `text` and parses it. Returns the parse state; -1 with the message in `error` when it is
+  // no expression; 200 for an empty text, which leaves the state as it was.
+  kt_long Parse(const Kt_WString& text, Kt_WString& error);
+  // The same for `text`, or for the stored text when `text` is null or empty.
+  kt_long Parse(Kt_WString& error, const char16_t* text);
+
+  // Evaluates to a plain value in `context` (null: only what needs no context). Returns 0 or a
+  // code; errors are reported through the context once.
+  kt_long ExecExpr(Kt_ExprObject* context, Kt_Variant& value);
+  // Evaluates to an entry that may still stand for something to assign to.
+  kt_long ExecExprObj(Kt_ExprObject* context, Kt_ExprStackObj& result);
+
+ protected:
+  // One pass over the tokens; appends to the operation list. The error position (offset of the
+  // token at fault) is kept in error_offset_.
+  kt_long ParseExpr(const char16_t* text, kt_long length, Kt_WString& error);
+
+ private:
+  friend class kt::detail::ExprCode;
+
+  kt_long ParseText(Kt_WString& error);
+  // The text as it was given: a bracket list with its brackets.
+  Kt_WString GetSource() const;
+
+  Kt_ExprOpList ops_;
+  kt_long state_ = kStateUnparsed;
+  Kt_WString text_;
+  kt_long error_offset_ = -1;
+  std::unique_ptr<kt::detail::ExprCode> code_;  // made by the interpreter, null until then
+
+ public:
+  // After a failed parse: offset of the token at fault in the trimmed text; -1 otherwise.
+  kt_long GetErrorOffset() const { return error_offset_; }
+  // The compiled form for script contexts; made on first use. Null when the expression has a form
+  // that only the general evaluator knows.
+  kt::detail::ExprCode* GetCode();
+};

@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+#include "expr/Kt_ExprOp.h"
+
+#include <algorithm>
+#include <bit>
+#include <new>
+
+const char* GetOpText(std::int16_t code) {
+  switch (code) {
+#define KT_EXPR_OP_TEXT(name, value, text) \
+  case name: return text;
+    KT_EXPR_OPS(KT_EXPR_OP_TEXT)
+#undef KT_EXPR_OP_TEXT
+    default: return "?";
+  }
+}
+
+void Kt_ExprOp::Set(const Kt_ExprOp& other) {
+  if (this == &other) return;
+  code = other.code;
+  arg = other.arg;
+  text = other.text;
+  if (code == kOpInteger) {
+    number.integer = other.number.integer;
+  } else if (code == kOpDecimal) {
+    number.decimal = other.number.decimal;
+  }
+}
+
+namespace {
+
+kt_long FloorToPowerOfTwo(kt_long request) {
+  if (request < 1 || request > 4096) return 256;
+  return static_cast<kt_long>(std::bit_floor(static_cast<std::uint32_t>(request)));
+}
+
+}  // namespace
+
+Kt_ExprOpList::Kt_ExprOpList(kt_long block_size)
+    : block_size_(FloorToPowerOfTwo(block_size)),
+      shift_(std::countr_zero(static_cast<std::uint32_t>(block_size_))) {}
+
+Kt_ExprOpList::Kt_ExprOpList(const Kt_ExprOpList& other)
+    : block_size_(other.block_size_), shift_(other.shift_) {
+  CopyFrom(other);
+}
+
+Kt_ExprOpList& Kt_ExprOpList::operator=(const Kt_ExprOpList& other) {
+  if (this == &other) return *this;
+  Clear();
+  block_size_ = other.block_size_;
+  shift_ = other.shift_;
+  CopyFrom(other);
+  return *this;
+}
+
+Kt_ExprOpList::~Kt_ExprOpList() { Clear(); }
+
+// A block for every block of the source, but never more than it has records: an index that the
+// source answers only because of an earlier, longer expression may be null here.
+void Kt_ExprOpList::CopyFrom(const Kt_ExprOpList& other) {
+  const kt_long block_count = std::min(other.GetBlockCount(), other.count_);
+  if (block_count > 0 && !GetSafeItem((block_count << shift_) - 1)) return;
+  for (kt_long index = 0; index < other.count_; ++index) {
+    *GetSafeItem(index) = *other.GetItem(index);
+  }
+  count_ = other.count_;
+}
+
+const Kt_ExprOp* Kt_ExprOpList::GetItem(kt_long index) const {
+  if (index < 0) index = count_ - 1;
+  if (index < 0) return nullptr;
+  const auto* const block = static_cast<const Kt_ExprOp*>(blocks_.GetItem(index >> shift_));
+  return block ? block + (index & (block_size_ - 1)) : nullptr;
+}
+
+Kt_ExprOp* Kt_ExprOpList::GetSafeItem(kt_long index) {
+  if (index < 0) index = std::max(count_ - 1, 0);
+  while (blocks_.GetCount() <= index >> shift_) {
+    auto* const block = new (std::nothrow) Kt_ExprOp[static_cast<std::size_t>(block_size_)];
+    if (!block || blocks_.Add(block) < 0) {
+      delete[] block;
+      return nullptr;
+    }
+  }
+  return static_cast<Kt_ExprOp*>(blocks_.GetItem(index >> shift_)) + (index & (block_size_ - 1));
+}
+
+kt_long Kt_ExprOpList::Add(const Kt_ExprOp& op) { return Add(&op); }
+
+kt_long Kt_ExprOpList::Add(const Kt_ExprOp* op) {
+  Kt_ExprOp* const slot = Append();
+  if (!slot) return -1;
+  if (op) slot->Set(*op);
+  return count_ - 1;
+}
+
+Kt_ExprOp* Kt_ExprOpList::Append() {
+  Kt_ExprOp* const slot = GetSafeItem(count_);
+  if (slot) ++count_;
+  return slot;
+}
+
+void Kt_ExprOpList::Append(const Kt_ExprOpList& other) {
+  const kt_long other_count = other.count_;  // `other` may be this list
+  for (kt_long index = 0; index < other_count; ++index) Add(other.GetItem(index));
+}
+
+void Kt_ExprOpList::Clear() {
+  for (kt_long at = 0; at < blocks_.GetCount(); ++at) {
+    delete[] static_cast<Kt_ExprOp*>(blocks_.GetItem(at));
+  }
+  blocks_.Clear();
+  count_ = 0;
+}

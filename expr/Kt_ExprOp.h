@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "classlib/Kt_Codes.h"
+#include "classlib/Kt_PtrList.h"
+#include "classlib/Kt_WString.h"
+
+// Every operation record: name, code, the token as a dump shows it. The top hexadecimal digit of a
+// code is its class: 1 operands, 3 operators and opening brackets, 4 postfix, 7 closing
+// punctuation and markers. The low digit of an operator is its precedence; higher binds tighter.
+// clang-format off
+#define KT_EXPR_OPS(X)                      \
+  X(kOpWord,        0x1010, "word")         \
+  X(kOpString,      0x1020, "string")       \
+  X(kOpInteger,     0x1030, "integer")      \
+  X(kOpDecimal,     0x1031, "decimal")      \
+  X(kOpName,        0x1040, "name")         \
+  X(kOpCall,        0x1110, "call")         \
+  X(kOpRef,         0x1120, "ref")          \
+  X(kOpMember,      0x1339, "member")       \
+  X(kOpMethod,      0x1349, "method")       \
+  X(kOpParen,       0x3010, "(")            \
+  X(kOpBracket,     0x3020, "[")            \
+  X(kOpOr,          0x3111, "||")           \
+  X(kOpAnd,         0x3122, "&&")           \
+  X(kOpNot,         0x3138, "!")            \
+  X(kOpEqual,       0x3214, "=")            \
+  X(kOpGreater,     0x3224, ">")            \
+  X(kOpGreaterEqual,0x3234, ">=")           \
+  X(kOpLess,        0x3244, "<")            \
+  X(kOpLessEqual,   0x3254, "<=")           \
+  X(kOpNotEqual,    0x3264, "<>")           \
+  X(kOpAdd,         0x3316, "+")            \
+  X(kOpSub,         0x3326, "-")            \
+  X(kOpLoneAnd,     0x3336, "&")            \
+  X(kOpMul,         0x3347, "*")            \
+  X(kOpDiv,         0x3357, "/")            \
+  X(kOpMod,         0x3367, "%")            \
+  X(kOpPreInc,      0x3418, "++x")          \
+  X(kOpPreDec,      0x3428, "--x")          \
+  X(kOpPostInc,     0x4011, "x++")          \
+  X(kOpPostDec,     0x4012, "x--")          \
+  X(kOpMarker,      0x7000, "reduce")       \
+  X(kOpParenEnd,    0x7100, ")")            \
+  X(kOpBracketEnd,  0x7200, "]")            \
+  X(kOpComma,       0x7300, ",")            \
+  X(kOpEnd,         0x7999, "end")
+// clang-format on
+
+#define KT_EXPR_OP_CONSTANT(name, code, text) inline constexpr std::int16_t name = code;
+KT_EXPR_OPS(KT_EXPR_OP_CONSTANT)
+#undef KT_EXPR_OP_CONSTANT
+
+// The class digit of a code (1, 3, 4 or 7) and the precedence of an operator.
+constexpr int GetOpClass(std::int16_t code) { return code >> 12; }
+constexpr int GetOpPrecedence(std::int16_t code) { return code & 15; }
+// The text of a code for dumps; "?" for an unknown one.
+KT_SCRIPT_API const char* GetOpText(std::int16_t code);
+
+// One operation of a parsed expression.
+class KT_SCRIPT_API Kt_ExprOp {
+ public:
+  Kt_ExprOp() = default;
+  Kt_ExprOp(const Kt_ExprOp& other) { Set(other); }
+  Kt_ExprOp& operator=(const Kt_ExprOp& other) {
+    Set(other);
+    return *this;
+  }
+  // Copies code, arg and text; the number only when the code is an integer or a decimal, so a
+  // record keeps its old number otherwise.
+  void Set(const Kt_ExprOp& other);
+
+  kt_long GetInteger() const { return number.integer; }
+  double GetDecimal() const { return number.decimal; }
+
+  std::int16_t code = 0;
+  std::int16_t arg = 0;  // 1 on a reduce marker
+  Kt_WString text;       // name, member name, string content or constant word
+  union Number {
+    std::int64_t bits = 0;
+    kt_long integer;
+    double decimal;
+  } number;
+};
+
+// The operations of one expression, in blocks that never move: a pointer to a record stays good
+// until Clear. Parsing again reuses the blocks.
+//
+// Owns its records. Threads: const members may run in parallel.
+// Fails: when memory runs out, the pointers are null, the indexes -1, and a copy is empty.
+class KT_SCRIPT_API Kt_ExprOpList {
+ public:
+  // `block_size` is cut to a power of two; below 1 or above 4096 means 256. Allocates nothing.
+  explicit Kt_ExprOpList(kt_long block_size = 256);
+  Kt_ExprOpList(const Kt_ExprOpList& other);
+  Kt_ExprOpList& operator=(const Kt_ExprOpList& other);
+  ~Kt_ExprOpList();
+
+  kt_long GetCount() const { return count_; }
+  kt_long GetBlockSize() const { return block_size_; }
+  kt_long GetBlockCount() const { return blocks_.GetCount(); }
+  // A negative index means the last record. Null when its block is not allocated; the index is not
+  // compared with the count.
+  const Kt_ExprOp* GetItem(kt_long index) const;
+
+  // Count 0; the blocks and their old contents stay for reuse.
+  void Start() { count_ = 0; }
+  // As GetItem, allocating every missing block up to the one that holds the index.
+  Kt_ExprOp* GetSafeItem(kt_long index);
+  Kt_ExprOp& operator[](kt_long index) { return *GetSafeItem(index); }
+  // Appends a copy; returns its index. A null pointer appends a slot and leaves it as it was.
+  kt_long Add(const Kt_ExprOp& op);
+  kt_long Add(const Kt_ExprOp* op);
+  // Appends a slot without resetting it: a reused slot still holds its old text and number.
+  Kt_ExprOp* Append();
+  void Append(const Kt_ExprOpList& other);
+  void Clear();
+
+ private:
+  void CopyFrom(const Kt_ExprOpList& other);
+
+  kt_long block_size_;
+  kt_long shift_;  // block_size_ == 1 << shift_
+  kt_long count_ = 0;
+  Kt_PtrList blocks_;
+};
