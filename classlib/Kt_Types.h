@@ -36,12 +36,14 @@
 #define KT_NOINLINE __attribute__((noinline))
 #define KT_COLD __attribute__((cold, noinline))
 #define KT_ALWAYS_INLINE inline __attribute__((always_inline))
+#define KT_MAY_ALIAS __attribute__((may_alias))
 #else
 #define KT_LIKELY(x) (x)
 #define KT_UNLIKELY(x) (x)
 #define KT_NOINLINE
 #define KT_COLD
 #define KT_ALWAYS_INLINE inline
+#define KT_MAY_ALIAS
 #endif
 
 // A fault of our own: checked in debug builds only, never used for bad input.
@@ -56,6 +58,8 @@ using kt_long = std::int32_t;
 
 // Characters in one string: 256 MiB of UTF-16 text.
 inline constexpr kt_long kMaxStringLength = 1 << 27;
+// Bytes in one binary value: as many as the longest string takes.
+inline constexpr std::int64_t kMaxBinaryBytes = std::int64_t{1} << 28;
 // Items in one list: 1 GiB of values.
 inline constexpr kt_long kMaxListItems = 1 << 26;
 // Pending operators and open brackets in one expression.

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+//
+// Joining and truth. Arithmetic and comparison have files of their own.
+#include "classlib/detail/Kt_VarOps.h"
+
+#include <algorithm>
+
+#include "classlib/Kt_Codes.h"
+#include "classlib/Kt_Object.h"
+#include "classlib/detail/Kt_Blank.h"
+#include "classlib/detail/Kt_VariantText.h"
+
+namespace {
+
+using kt::detail::ValueText;
+
+// Kinds whose text is made without asking an object, which could change either operand meanwhile.
+bool HasPlainText(const Kt_Variant& value) { return value.GetTag() < kTagList; }
+
+kt_long TooLong(Kt_Variant& result) {
+  result.Clear();
+  return kErrStringTooLong;
+}
+
+// Takes the text out of `target`, appends and puts it back, so that its buffer is not shared
+// meanwhile and grows in place: a loop of `s += x` is linear.
+kt_long AppendInPlace(Kt_Variant& target, const Kt_Variant& right) {
+  if (&right == &target) {
+    const Kt_WString twice = target.AsString();
+    Kt_WString text = target.TakeString();
+    if (!text.Append(twice.View())) return TooLong(target);
+    target.Set(std::move(text));
+    return 0;
+  }
+  const ValueText added(right);
+  Kt_WString text = target.TakeString();
+  if (!text.Append(added.View())) return TooLong(target);
+  target.Set(std::move(text));
+  return 0;
+}
+
+kt_long JoinPlain(const Kt_Variant& left, const Kt_Variant& right, Kt_Variant& result) {
+  const ValueText left_text(left);
+  const ValueText right_text(right);
+  const std::u16string_view first = left_text.View();
+  const std::u16string_view second = right_text.View();
+  // Nothing to join: the buffer is shared instead of copied.
+  if ((second.empty() && left.IsString()) || (first.empty() && right.IsString())) {
+    result = second.empty() && left.IsString() ? left : right;
+    return 0;
+  }
+  const std::size_t length = first.size() + second.size();
+  if (length > static_cast<std::size_t>(kMaxStringLength)) return TooLong(result);
+  const auto units = static_cast<kt_long>(length);
+  Kt_WString::Rep* const rep = Kt_WString::NewRep(units, units);
+  if (rep == nullptr) return TooLong(result);
+  std::copy(second.begin(), second.end(), std::copy(first.begin(), first.end(), rep->Text()));
+  result.Set(Kt_WString::FromRep(rep));
+  return 0;
+}
+
+kt_long JoinAny(const Kt_Variant& left, const Kt_Variant& right, Kt_Variant& result) {
+  const Kt_Variant held_left(left);
+  const Kt_Variant held_right(right);
+  Kt_WString text;
+  if (!kt::detail::AppendText(held_left, text) || !kt::detail::AppendText(held_right, text)) {
+    return TooLong(result);
+  }
+  result.Set(std::move(text));
+  return 0;
+}
+
+bool IsTrueText(std::u16string_view text) {
+  double number = 0.0;
+  if (kt_readnumberW(text, number)) return number != 0;
+  return kt_stricmpW(kt::detail::WithoutBlanks(text), std::u16string_view(u"true")) == 0;
+}
+
+}  // namespace
+
+namespace kt::detail {
+
+kt_long JoinTexts(const Kt_Variant& left, const Kt_Variant& right, Kt_Variant& result) {
+  if (!HasPlainText(left) || !HasPlainText(right)) return JoinAny(left, right, result);
+  if (&left == &result && left.IsString()) return AppendInPlace(result, right);
+  return JoinPlain(left, right, result);
+}
+
+}  // namespace kt::detail
+
+bool Var_IsTrue(const Kt_Variant& value) {
+  const Kt_Variant& target = value.Target();
+  switch (target.GetTag()) {
+    case kTagLong: return target.AsLong() != 0;
+    case kTagDouble:
+    case kTagDateTime: return target.AsDouble() != 0;
+    case kTagCurrency:
+    case kTagBool: return target.AsInt64() != 0;
+    case kTagString: return IsTrueText(target.AsStringView());
+    case kTagBinary: return !target.AsBinary().empty();
+    case kTagList: return target.ListCount() != 0;
+    case kTagObject: return target.GetHolder().IsValid();
+    default: return false;
+  }
+}
+
+int Var_AndOr(const Kt_Variant& left, const Kt_Variant& right, std::int16_t relation) {
+  switch (relation) {
+    case kLogicAnd: return Var_IsTrue(left) && Var_IsTrue(right) ? 1 : 0;
+    case kLogicOr: return Var_IsTrue(left) || Var_IsTrue(right) ? 1 : 0;
+    default: return 0;
+  }
+}
