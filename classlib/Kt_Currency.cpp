@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "classlib/Kt_Currency.h"
 
+#include <charconv>
 #include <cmath>
 #include <limits>
 
@@ -74,28 +75,38 @@ class AmountReader {
   bool round_up_ = false;
 };
 
-}  // namespace
-
-std::optional<Kt_Currency> Kt_Currency::FromDouble(double value) {
-  // 2^63 itself is a double, and the first one that does not fit.
-  constexpr double kLimit = 9223372036854775808.0;
-  const double units = std::round(value * static_cast<double>(kScale));
-  if (!(units >= -kLimit && units < kLimit)) return std::nullopt;
-  return FromUnits(static_cast<std::int64_t>(units));
-}
-
-std::optional<Kt_Currency> Kt_Currency::FromText(std::u16string_view text) {
-  text = kt::detail::WithoutBlanks(text);
-  const bool negative = text.starts_with(u'-');
-  if (negative || text.starts_with(u'+')) text.remove_prefix(1);
+// An optional sign and an amount, nothing around them.
+template <class Unit>
+std::optional<Kt_Currency> ReadAmount(std::basic_string_view<Unit> text) {
+  const bool negative = text.starts_with(Unit{'-'});
+  if (negative || text.starts_with(Unit{'+'})) text.remove_prefix(1);
   AmountReader reader;
-  for (const char16_t unit : text) {
-    if (!reader.Take(unit)) return std::nullopt;
+  for (const Unit unit : text) {
+    if (!reader.Take(static_cast<char16_t>(unit))) return std::nullopt;
   }
   Kt_Currency result;
   const Wide units = reader.Units();
   if (!reader.HasDigits() || !Store(negative ? -units : units, result)) return std::nullopt;
   return result;
+}
+
+}  // namespace
+
+std::optional<Kt_Currency> Kt_Currency::FromDouble(double value) {
+  // Through the shortest decimal text that means this double: 1.00015 is held a little below, and
+  // arithmetic on it would round the half that the user wrote downwards. Scaling a large value
+  // would lose its last digits, too.
+  constexpr double kBeyond = 1e15;
+  if (!(value > -kBeyond && value < kBeyond)) return std::nullopt;
+  if (std::abs(value) < 1e-5) return Kt_Currency{};
+  char narrow[32];  // at most 15 digits before the point; below 1e-5 nothing comes here
+  const char* const end =
+      std::to_chars(narrow, narrow + sizeof narrow, value, std::chars_format::fixed).ptr;
+  return ReadAmount(std::string_view(narrow, end));
+}
+
+std::optional<Kt_Currency> Kt_Currency::FromText(std::u16string_view text) {
+  return ReadAmount(kt::detail::WithoutBlanks(text));
 }
 
 Kt_WString Kt_Currency::ToText() const {
