@@ -1,12 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "expr/Kt_Expr.h"
 
-#if __has_include("expr/detail/Kt_ExprCode.h")
-#include "expr/detail/Kt_ExprCode.h"
-#else
-class kt::detail::ExprCode {};
-#endif
-
 namespace {
 
 // Scripts hold thousands of expressions and nearly all of them fit in one such block.
@@ -41,6 +35,7 @@ const Kt_ExprOp* Kt_Expr::GetFirstOp() const {
 
 void Kt_Expr::Clear() {
   code_.reset();
+  items_.reset();
   state_ = kStateUnparsed;
   error_offset_ = -1;
   ops_.Clear();
@@ -67,6 +62,7 @@ kt_long Kt_Expr::Parse(Kt_WString& error, const char16_t* text) {
 
 kt_long Kt_Expr::ParseText(Kt_WString& error) {
   code_.reset();
+  items_.reset();
   error_offset_ = -1;
   if (text_.IsEmpty()) return kStateEmpty;
   text_.Trim();

@@ -11,7 +11,8 @@ class Kt_ExprStackObj;
 
 namespace kt::detail {
 class ExprCode;
-}
+struct ExprItems;
+}  // namespace kt::detail
 
 // One expression: its text, its operation list once parsed, and its parse state.
 //
@@ -49,6 +50,8 @@ class KT_SCRIPT_API Kt_Expr {
   kt_long Parse(const Kt_WString& text, Kt_WString& error);
   // The same for `text`, or for the stored text when `text` is null or empty.
   kt_long Parse(Kt_WString& error, const char16_t* text);
+  // After a failed parse: offset of the token at fault in the trimmed text; -1 otherwise.
+  kt_long GetErrorOffset() const { return error_offset_; }
 
   // Evaluates to a plain value in `context` (null: only what needs no context). Returns 0 or a
   // code; errors are reported through the context once.
@@ -56,13 +59,20 @@ class KT_SCRIPT_API Kt_Expr {
   // Evaluates to an entry that may still stand for something to assign to.
   kt_long ExecExprObj(Kt_ExprObject* context, Kt_ExprStackObj& result);
 
+  // Where the script interpreter keeps the compiled form of this expression; empty again whenever
+  // the text changes.
+  std::shared_ptr<kt::detail::ExprCode>& CodeSlot() { return code_; }
+
  protected:
   // One pass over the tokens; appends to the operation list. The error position (offset of the
   // token at fault) is kept in error_offset_.
   kt_long ParseExpr(const char16_t* text, kt_long length, Kt_WString& error);
 
  private:
-  friend class kt::detail::ExprCode;
+  // Parses unless that was done; a failure is reported through `context` and returned.
+  kt_long ParseOnce(Kt_ExprObject* context);
+  kt_long ExecList(Kt_ExprObject* context, Kt_ExprStackObj& result);
+  kt_long ExecCtxVar(Kt_ExprObject* context, Kt_Variant& value);
 
   kt_long ParseText(Kt_WString& error);
   // The text as it was given: a bracket list with its brackets.
@@ -72,12 +82,8 @@ class KT_SCRIPT_API Kt_Expr {
   kt_long state_ = kStateUnparsed;
   Kt_WString text_;
   kt_long error_offset_ = -1;
-  std::unique_ptr<kt::detail::ExprCode> code_;  // made by the interpreter, null until then
-
- public:
-  // After a failed parse: offset of the token at fault in the trimmed text; -1 otherwise.
-  kt_long GetErrorOffset() const { return error_offset_; }
-  // The compiled form for script contexts; made on first use. Null when the expression has a form
-  // that only the general evaluator knows.
-  kt::detail::ExprCode* GetCode();
+  // Made on first use and dropped when the text changes. Shared, so that a running evaluation can
+  // hold them while a callback changes this expression.
+  std::shared_ptr<kt::detail::ExprCode> code_;
+  std::shared_ptr<kt::detail::ExprItems> items_;  // the pieces of a bracket list
 };

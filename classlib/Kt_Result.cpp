@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#include "classlib/Kt_Result.h"
+
+#include <cstdio>
+
+namespace {
+
+const Kt_WString kNoText;
+
+// `pattern` with %1 to %9 replaced by the arguments; a missing argument is empty.
+Kt_WString Fill(const char16_t* pattern, const std::vector<Kt_WString>& args) {
+  Kt_WString out;
+  for (const char16_t* at = pattern; *at != 0; ++at) {
+    if (*at == u'%' && at[1] >= u'1' && at[1] <= u'9') {
+      const auto arg = static_cast<std::size_t>(*++at - u'1');
+      if (arg < args.size()) out += args[arg];
+    } else {
+      out += *at;
+    }
+  }
+  return out;
+}
+
+Kt_WString WithoutText(kt_long code, const std::vector<Kt_WString>& args) {
+  char head[32];
+  std::snprintf(head, sizeof head, "error 0x%08X", static_cast<unsigned>(code));
+  Kt_WString out;
+  out.Set(head);
+  for (const Kt_WString& arg : args) {
+    out += u' ';
+    out += arg;
+  }
+  return out;
+}
+
+}  // namespace
+
+const Kt_WString& Kt_Result::GetSource() const {
+  return messages_.empty() ? kNoText : messages_.front().source;
+}
+
+kt_long Kt_Result::GetArgCount() const {
+  return messages_.empty() ? 0 : static_cast<kt_long>(messages_.front().args.size());
+}
+
+const Kt_WString& Kt_Result::GetArg(kt_long arg) const {
+  return arg >= 0 && arg < GetArgCount() ? messages_.front().args[static_cast<std::size_t>(arg)]
+                                         : kNoText;
+}
+
+Kt_WString Kt_Result::GetText() const {
+  if (messages_.empty()) return {};
+  const Message& message = messages_.front();
+  const char16_t* const pattern = kt_runtimetextW(message.code);
+  return pattern ? Fill(pattern, message.args) : WithoutText(message.code, message.args);
+}

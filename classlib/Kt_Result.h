@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vector>
+
+#include "classlib/Kt_Codes.h"
+#include "classlib/Kt_WString.h"
+
+// What an error callback receives: one or more messages, each a code with the place that raised it
+// and the texts its message takes. Plain data, owns its texts.
+class KT_CLASS_API Kt_Result {
+ public:
+  Kt_Result() = default;
+
+  // `source` names the part of the engine that reports and `line` its line there; the arguments
+  // fill %1, %2, ... of the message text of `code`.
+  template <class... Args>
+  void AddMsg(kt_long code, const char16_t* source, kt_long line, const Args&... args) {
+    messages_.push_back({code, Kt_WString(source), line, {Kt_WString(args)...}});
+  }
+
+  kt_long GetCount() const { return static_cast<kt_long>(messages_.size()); }
+  // The first message, 0 and empty when there is none.
+  kt_long GetCode() const { return messages_.empty() ? 0 : messages_.front().code; }
+  const Kt_WString& GetSource() const;
+  kt_long GetLine() const { return messages_.empty() ? 0 : messages_.front().line; }
+  kt_long GetArgCount() const;
+  const Kt_WString& GetArg(kt_long arg) const;  // empty outside
+  // The message text of the first code with its arguments filled in; a code without a text gives
+  // "error 0x........" and the arguments.
+  Kt_WString GetText() const;
+
+ private:
+  struct Message {
+    kt_long code;
+    Kt_WString source;
+    kt_long line;
+    std::vector<Kt_WString> args;
+  };
+  std::vector<Message> messages_;
+};

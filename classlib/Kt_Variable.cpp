@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: MIT
+#include "classlib/Kt_Variable.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+// Freed variables of this thread, kept for the next ones: a script call makes and frees one for
+// each argument and local, and this is several times faster than the general heap.
+struct FreeList {
+  static constexpr int kMaxKept = 1024;
+  struct Node {
+    Node* next;
+  };
+  Node* head = nullptr;
+  int kept = 0;
+  ~FreeList() {
+    while (head != nullptr) std::free(std::exchange(head, head->next));
+    kept = kMaxKept;  // variables freed after this point go straight to the heap
+  }
+};
+
+thread_local FreeList free_variables;
+
+}  // namespace
+
+void* Kt_Variable::operator new(std::size_t size_bytes) {
+  FreeList& list = free_variables;
+  if (KT_LIKELY(list.head != nullptr)) {
+    --list.kept;
+    return std::exchange(list.head, list.head->next);
+  }
+  if (void* const memory = std::malloc(size_bytes)) return memory;
+  throw std::bad_alloc();
+}
+
+void Kt_Variable::operator delete(void* memory) {
+  FreeList& list = free_variables;
+  if (KT_UNLIKELY(list.kept >= FreeList::kMaxKept)) {
+    std::free(memory);
+    return;
+  }
+  ++list.kept;
+  list.head = new (memory) FreeList::Node{list.head};
+}
+
+Kt_VariableList::Kt_VariableList(const Kt_VariableList& other) { *this = other; }
+
+Kt_VariableList& Kt_VariableList::operator=(const Kt_VariableList& other) {
+  if (this == &other) return *this;
+  Clear();
+  for (kt_long item = 0; item < other.GetCount(); ++item) {
+    AddVariable(other.GetItemName(item), other.variables_[item]->GetValue());
+  }
+  return *this;
+}
+
+Kt_WString Kt_VariableList::GetItemName(kt_long index) const {
+  if (index < 0 || index >= GetCount()) return {};
+  const Kt_WString& name = variables_[index]->GetName();
+  return kt_symbolW(name) == symbols_[index] ? name : kt_symbolnameW(symbols_[index]);
+}
+
+std::uint32_t Kt_VariableList::IndexOf(Kt_Symbol symbol) const {
+  if (index_) {
+    const auto it = index_->find(symbol);
+    return it == index_->end() ? count_ : it->second;
+  }
+  return static_cast<std::uint32_t>(std::find(symbols_, symbols_ + count_, symbol) - symbols_);
+}
+
+Kt_Variable* Kt_VariableList::Search(Kt_Symbol symbol) const {
+  const std::uint32_t found = IndexOf(symbol);
+  return found < count_ ? variables_[found] : nullptr;
+}
+
+Kt_Variable* Kt_VariableList::SearchAndNote(Kt_Symbol symbol, std::uint16_t& hint) const {
+  const std::uint32_t found = IndexOf(symbol);
+  if (found >= count_) return nullptr;
+  hint = static_cast<std::uint16_t>(found);
+  return variables_[found];
+}
+
+Kt_Variable* Kt_VariableList::AddVariable(const Kt_WString& name, const Kt_Variant& value) {
+  const Kt_Symbol symbol = kt_makesymbolW(name);
+  if (symbol == 0) return nullptr;
+  Kt_Variable* variable = Find(symbol);
+  if (variable == nullptr) variable = Append(symbol, Kt_Variable::New(name));
+  variable->SetValue(value);
+  return variable;
+}
+
+Kt_Variable* Kt_VariableList::AddRefVariable(const Kt_WString& name, const Kt_Variant& reference) {
+  Kt_Variable* const target = reference.GetRefVariable();
+  if (target == nullptr || reference.GetRefItem() >= 0) return AddVariable(name, reference);
+  const Kt_Symbol symbol = kt_makesymbolW(name);
+  if (symbol == 0) return nullptr;
+  target->AddRef();
+  const std::uint32_t found = IndexOf(symbol);
+  if (found == count_) return Append(symbol, target);
+  std::exchange(variables_[found], target)->Unref();
+  return target;
+}
+
+void Kt_VariableList::RemoveVariable(const Kt_WString& name) {
+  const std::uint32_t found = IndexOf(kt_symbolW(name));
+  if (found >= count_) return;
+  Kt_Variable* const variable = variables_[found];
+  std::copy(symbols_ + found + 1, symbols_ + count_, symbols_ + found);
+  std::copy(variables_ + found + 1, variables_ + count_, variables_ + found);
+  --count_;
+  RebuildIndex();
+  variable->Unref();
+}
+
+Kt_Variable* Kt_VariableList::Append(Kt_Symbol symbol, Kt_Variable* variable) {
+  if (count_ == capacity_) Grow();
+  symbols_[count_] = symbol;
+  variables_[count_] = variable;
+  mask_ |= Bit(symbol);
+  ++count_;
+  if (index_) {
+    index_->emplace(symbol, count_ - 1);
+  } else if (count_ == kIndexed) {
+    RebuildIndex();
+  }
+  return variable;
+}
+
+void Kt_VariableList::Grow() {
+  const std::uint32_t capacity = capacity_ * 2;
+  auto* const symbols = new Kt_Symbol[capacity];
+  auto* const variables = new Kt_Variable*[capacity];
+  std::copy(symbols_, symbols_ + count_, symbols);
+  std::copy(variables_, variables_ + count_, variables);
+  if (symbols_ != inline_symbols_) {
+    delete[] symbols_;
+    delete[] variables_;
+  }
+  symbols_ = symbols;
+  variables_ = variables;
+  capacity_ = capacity;
+}
+
+void Kt_VariableList::RebuildIndex() {
+  mask_ = 0;
+  for (std::uint32_t item = 0; item < count_; ++item) mask_ |= Bit(symbols_[item]);
+  index_.reset();
+  if (count_ < kIndexed) return;
+  index_ = std::make_unique<std::unordered_map<Kt_Symbol, std::uint32_t>>();
+  for (std::uint32_t item = 0; item < count_; ++item) index_->emplace(symbols_[item], item);
+}
+
+void Kt_VariableList::Release() {
+  // Emptied first: dropping a value may run code that looks at this list.
+  Kt_Symbol* const symbols = std::exchange(symbols_, inline_symbols_);
+  Kt_Variable** const variables = std::exchange(variables_, inline_variables_);
+  const std::uint32_t count = std::exchange(count_, 0);
+  mask_ = 0;
+  capacity_ = kInline;
+  index_.reset();
+  if (variables != inline_variables_) {
+    for (std::uint32_t item = 0; item < count; ++item) variables[item]->Unref();
+    delete[] symbols;
+    delete[] variables;
+    return;
+  }
+  for (std::uint32_t item = 0; item < count; ++item) variables[item]->Unref();
+}
+
+Kt_Variable* Kt_VariableListChain::FindVariable(const Kt_WString& name) const {
+  const Kt_Symbol symbol = kt_symbolW(name);
+  if (symbol == 0) return nullptr;
+  for (Kt_VariableList* const list : lists_) {
+    if (Kt_Variable* const variable = list->Find(symbol)) return variable;
+  }
+  return nullptr;
+}

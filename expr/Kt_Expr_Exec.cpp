@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: MIT
+#include "classlib/Kt_NativeStack.h"
+#include "expr/Kt_Expr.h"
+#include "expr/Kt_ExprUtil.h"
+#include "expr/detail/Kt_Evaluator.h"
+#include "expr/detail/Kt_ExprItems.h"
+#include "object/Kt_ExprStackObj.h"
+
+namespace {
+
+constexpr const char16_t* kSource = u"Kt_Expr";
+
+// The value of a single constant record.
+void ReadConstant(const Kt_ExprOp& op, Kt_Variant& value) {
+  switch (op.code) {
+    case kOpWord: (void)Kt_ExprUtil::GetConstant(op.text, value); break;
+    case kOpString: value.Set(op.text); break;
+    case kOpInteger: value.Set(op.GetInteger()); break;
+    default: value.Set(op.GetDecimal()); break;
+  }
+}
+
+bool SkipsTrace(Kt_ExprObject* context) {
+  return context == nullptr || context->IsDebugTraceMode() == 0;
+}
+
+}  // namespace
+
+kt_long Kt_Expr::ParseOnce(Kt_ExprObject* context) {
+  if (state_ != kStateUnparsed) return kOk;
+  Kt_WString error;
+  const Kt_WString text = text_;
+  const kt_long state = Parse(error, nullptr);
+  if (state == kStateEmpty) state_ = kStateEmpty;
+  if (state >= 0) return kOk;
+  (void)kt::Report(context, kSource, kErrNotAllowed, error, text);
+  return state;
+}
+
+kt_long Kt_Expr::ExecExprObj(Kt_ExprObject* context, Kt_ExprStackObj& result) {
+  if (const kt_long code = ParseOnce(context)) return code;
+  switch (state_) {
+    case kStateEmpty: return kOk;
+    case kStateConstant: {
+      Kt_Variant value;
+      ReadConstant(*GetFirstOp(), value);
+      result.SetOpCode(kOpEnd);
+      result.SetValueType(context, value);
+      return kOk;
+    }
+    case kStateCtxVar:
+      result.ClearValue();
+      result.SetOpCode(kOpEnd);
+      result.SetVarType(context, GetFirstOp()->text, nullptr);
+      return kOk;
+    case kStateTrace:
+      if (SkipsTrace(context)) return kOk;
+      break;
+    default:
+      if (state_ < 0) return state_;
+      break;
+  }
+  // Values of calls and lists are evaluated inside this one: the nesting is the user's.
+  if (!kt_hasstack()) return kt::Report(context, kSource, kErrTooDeep, text_);
+  if (state_ == kStateList) return ExecList(context, result);
+  return kt::detail::Evaluator(*this, context).Run(result);
+}
+
+// The values of the pieces as one list. The pieces are parsed once and kept.
+kt_long Kt_Expr::ExecList(Kt_ExprObject* context, Kt_ExprStackObj& result) {
+  if (items_ == nullptr) {
+    auto items = std::make_shared<kt::detail::ExprItems>();
+    if (!items->Split(text_)) return kt::Report(context, kSource, kErrTooDeep, text_);
+    items_ = std::move(items);
+  }
+  // Held: what a piece calls may change or free this very expression.
+  const std::shared_ptr<kt::detail::ExprItems> items = items_;
+  Kt_VariantList list;
+  for (Kt_Expr& item : items->items) {
+    Kt_Variant value;
+    if (const kt_long code = item.ExecExpr(context, value)) return code;
+    if (list.Add(value.Dereference()) < 0) {
+      return kt::Report(context, kSource, kErrListTooLong, text_);
+    }
+  }
+  result.ClearValue();
+  result.SetOpCode(kOpEnd);
+  result.SetValueType(context, Kt_Variant(list));
+  return kOk;
+}
+
+kt_long Kt_Expr::ExecExpr(Kt_ExprObject* context, Kt_Variant& value) {
+  if (context == nullptr) {
+    if (const kt_long code = ParseOnce(context)) return code;
+  }
+  if (state_ == kStateConstant) {
+    ReadConstant(*GetFirstOp(), value);
+    return kOk;
+  }
+  if (state_ == kStateTrace && context != nullptr && SkipsTrace(context)) return kOk;
+  if (state_ == kStateCtxVar) return ExecCtxVar(context, value);
+  Kt_ExprStackObj entry;
+  if (context != nullptr) {
+    if (const kt_long code = ExecExprObj(context, entry)) {
+      value.Clear();
+      return code;
+    }
+  }
+  if (entry.GetKind() == EXPR_OBJ_NONE) {
+    value.Clear();
+    return kOk;
+  }
+  return kt::detail::ReadEntry(context, entry, value, 0);
+}
+
+kt_long Kt_Expr::ExecCtxVar(Kt_ExprObject* context, Kt_Variant& value) {
+  const Kt_WString& name = GetFirstOp()->text;
+  Kt_Variable* variable = nullptr;
+  if (context == nullptr || context->GetCtxVar(name, &variable, nullptr) != kOk) {
+    return kt::Report(context, kSource, kErrNoVariable, name);
+  }
+  if (variable != nullptr) value = variable->GetValue();
+  return kOk;
+}

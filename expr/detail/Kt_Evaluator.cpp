@@ -1,0 +1,515 @@
+// SPDX-License-Identifier: MIT
+#include "expr/detail/Kt_Evaluator.h"
+
+#include "classlib/Kt_VarInline.h"
+#include "expr/Kt_ExprUtil.h"
+#include "expr/detail/Kt_TraceCalls.h"
+#include "object/Kt_ExprColumnSource.h"
+#include "script/Kt_Script.h"
+
+namespace kt::detail {
+
+namespace {
+
+constexpr const char16_t* kSource = u"Kt_Expr";
+
+// Values of Kt_ExprStackObj::GetObjStat.
+constexpr std::int16_t kArgsClosed = 1;  // the argument list of a call has ended
+
+bool IsOpener(std::int16_t code) { return code == kOpParen || code == kOpBracket; }
+
+// Operators that stand in front of their operand. Signs are among them when nothing stands before.
+bool IsPrefix(std::int16_t code) {
+  return code == kOpNot || code == kOpPreInc || code == kOpPreDec || code == kOpAdd ||
+         code == kOpSub;
+}
+
+bool IsCallable(std::int16_t kind) {
+  return kind == EXPR_OBJ_SCRIPTFUNC || kind == EXPR_OBJ_INTFUNC || kind == EXPR_OBJ_ARGREF ||
+         kind == EXPR_OBJ_METHOD || kind == EXPR_OBJ_EXTAPI;
+}
+
+bool IsObjectEntry(std::int16_t kind) {
+  return kind == EXPR_OBJ_DATASET || kind == EXPR_OBJ_COMPONENT || kind == EXPR_OBJ_COMPOSIT;
+}
+
+// Lists and binaries have no next or previous value.
+bool CanStep(const Kt_Variant& value) {
+  return value.GetTag() != kTagBinary && value.GetTag() != kTagList;
+}
+
+Kt_Variant Stepped(const Kt_Variant& value, kt_long step) {
+  Kt_Variant result;
+  (void)kt::VarAdd(Kt_Variant(value.ToInteger()), Kt_Variant(step), result);
+  return result;
+}
+
+// Applies a binary operator; `result` may be `left`.
+kt_long Compute(std::int16_t code, const Kt_Variant& left, const Kt_Variant& right,
+                Kt_Variant& result) {
+  switch (code) {
+    case kOpAdd: return kt::VarAdd(left, right, result);
+    case kOpSub: return kt::VarSub(left, right, result);
+    case kOpMul: return kt::VarMul(left, right, result);
+    case kOpDiv: return kt::VarDiv(left, right, result);
+    case kOpMod: return kt::VarMod(left, right, result);
+    case kOpEqual: result = kt_long{kt::VarCmp(left, right, kCmpEqual)}; return kOk;
+    case kOpNotEqual: result = kt_long{kt::VarCmp(left, right, kCmpEqual) == 0}; return kOk;
+    case kOpGreater: result = kt_long{kt::VarCmp(left, right, kCmpGreater)}; return kOk;
+    case kOpGreaterEqual: result = kt_long{kt::VarCmp(left, right, kCmpGreaterEqual)}; return kOk;
+    case kOpLess: result = kt_long{kt::VarCmp(left, right, kCmpLess)}; return kOk;
+    case kOpLessEqual: result = kt_long{kt::VarCmp(left, right, kCmpLessEqual)}; return kOk;
+    case kOpAnd: result = kt_long{Var_AndOr(left, right, kLogicAnd)}; return kOk;
+    case kOpOr: result = kt_long{Var_AndOr(left, right, kLogicOr)}; return kOk;
+    case kOpNot:
+      result = kt_long{Var_AndOr(right, Kt_Variant(kt_long{0}), kLogicOr) == 0};
+      return kOk;
+    case kOpLoneAnd: result = right; return kOk;  // computes nothing, on purpose
+    default: return kErrBadOperation;
+  }
+}
+
+Kt_WString OpName(const Kt_ExprOp& op) {
+  if (!op.text.IsEmpty()) return op.text;
+  Kt_WString name;
+  name.Set(GetOpText(op.code));
+  return name;
+}
+
+}  // namespace
+
+kt_long ReadEntry(Kt_ExprObject* context, Kt_ExprStackObj& entry, Kt_Variant& value, int by_ref) {
+  const kt_long code = entry.GetObjValue(context, value, by_ref);
+  if (KT_LIKELY(code == kOk)) return kOk;
+  const std::int16_t kind = entry.GetKind();
+  if (kind == EXPR_OBJ_METHOD && code == kObjectGone && context != nullptr) {
+    const Kt_Object* const container = context->GetContainer();
+    const Kt_Object* const component = entry.GetComponent();
+    if (container && component && container->IsParent(component)) return kAbort;
+  }
+  if (code == kNoMember && (kind == EXPR_OBJ_METHOD || kind == EXPR_OBJ_PROPERTY)) {
+    const Kt_WString member =
+        kind == EXPR_OBJ_METHOD ? entry.GetObjMethod().name : entry.GetObjProperty().name;
+    (void)kt::Report(context, kSource, kErrNoMethod, entry.GetObjID(), member);
+  }
+  return code;
+}
+
+kt_long Evaluator::Run(Kt_ExprStackObj& result) {
+  stack_.Top().SetOpStartIdx(0);
+  kt_long code = kOk;
+  for (at_ = 0; at_ < ops_.GetCount() && code == kOk; ++at_) {
+    const Kt_ExprOp& op = *ops_.GetItem(at_);
+    code = Step(op);
+    if (op.code == kOpEnd) break;
+  }
+  result.SetOpCode(kOpEnd);
+  result.SetObject(&stack_.Bottom());
+  return code;
+}
+
+kt_long Evaluator::Step(const Kt_ExprOp& op) {
+  Kt_ExprStackObj& top = stack_.Top();
+  switch (op.code) {
+    case kOpWord: {
+      Kt_Variant value;
+      (void)Kt_ExprUtil::GetConstant(op.text, value);
+      top.SetValueType(nullptr, value);
+      return kOk;
+    }
+    case kOpString: top.SetValueType(nullptr, Kt_Variant(op.text)); return kOk;
+    case kOpInteger: top.SetValueType(nullptr, Kt_Variant(op.GetInteger())); return kOk;
+    case kOpDecimal: top.SetValueType(nullptr, Kt_Variant(op.GetDecimal())); return kOk;
+    case kOpName: return Name(op);
+    case kOpCall: return Call(op);
+    case kOpRef:
+      if (top.GetKind() != EXPR_OBJ_NONE) return Misplaced(op);
+      top.SetArgReference();
+      return kOk;
+    case kOpMember:
+    case kOpMethod: return Member(op);
+    case kOpPostInc:
+    case kOpPostDec: return Postfix(op);
+    case kOpMarker: return Marker(op);
+    case kOpParenEnd:
+    case kOpBracketEnd:
+    case kOpComma:
+    case kOpEnd: return Close(op);
+    default: return GetOpClass(op.code) == 3 ? Operator(op) : Misplaced(op);
+  }
+}
+
+kt_long Evaluator::Misplaced(const Kt_ExprOp& op) {
+  return kt::Report(context_, kSource, kErrBadOperation, OpName(op));
+}
+
+// Names -------------------------------------------------------------------------------------------
+
+kt_long Evaluator::Name(const Kt_ExprOp& op) {
+  Kt_ExprStackObj& top = stack_.Top();
+  if (KT_UNLIKELY(top.GetKind() != EXPR_OBJ_NONE)) {
+    return kt::Report(context_, kSource, kErrEntryInUse, OpName(op));
+  }
+  const int kind = context_ ? context_->GetVarType(op.text, top) : kUnknownName;
+  if (top.GetKind() == EXPR_OBJ_NONE) FillByKind(kind, op.text);
+  return kOk;
+}
+
+// A context may answer a kind without the handle: then the handle is asked for by name.
+void Evaluator::FillByKind(int kind, const Kt_WString& name) {
+  Kt_ExprStackObj& top = stack_.Top();
+  switch (kind) {
+    case EXPR_OBJ_VAR: return top.SetVarType(context_, name, nullptr);
+    case EXPR_OBJ_COMPONENT:
+      return top.SetComponent(static_cast<Kt_ExprObject*>(context_->GetComponent(name)));
+    case EXPR_OBJ_COMPOSIT: return top.SetComposit(context_->GetChildContext(name));
+    default: return top.SetAutoVar(context_, name);
+  }
+}
+
+kt_long Evaluator::Call(const Kt_ExprOp& op) {
+  Kt_ExprStackObj& top = stack_.Top();
+  if (top.GetKind() != EXPR_OBJ_NONE) {
+    return kt::Report(context_, kSource, kErrEntryInUse, OpName(op));
+  }
+  const int kind = context_ ? context_->GetMethodType(op.text, top) : kUnknownName;
+  if (top.GetKind() != EXPR_OBJ_NONE) return kOk;
+  switch (kind) {
+    case EXPR_OBJ_METHOD: {
+      Kt_Getter method = nullptr;
+      (void)context_->GetMethodInfo(op.text, method);
+      top.SetObjMethod(context_, op.text, method);
+      return kOk;
+    }
+    case EXPR_OBJ_SCRIPTFUNC: BindScriptFunc(op.text); return kOk;
+    default: return BindPlainCall(op.text);
+  }
+}
+
+void Evaluator::BindScriptFunc(const Kt_WString& name) {
+  Kt_ScriptFunc* func = nullptr;
+  for (Kt_ExprObject* scope = context_; scope != nullptr && func == nullptr;
+       scope = scope->GetParentCtx()) {
+    if (Kt_Script* const script = scope->GetScript()) func = script->GetFunc(name);
+  }
+  stack_.Top().SetScriptFunc(context_, name, func);
+}
+
+// A built-in function, a trace call, or a method of the context's own container.
+kt_long Evaluator::BindPlainCall(const Kt_WString& name) {
+  Kt_ExprStackObj& top = stack_.Top();
+  if (const Kt_Getter builtin = Kt_ExprObject::GetIntFunc(name.GetText())) {
+    top.SetIntFunc(context_, name, builtin);
+    return kOk;
+  }
+  if (const Kt_ExtApi trace = FindTraceCall(name)) {
+    top.SetExtAPI(context_, name, trace);
+    return kOk;
+  }
+  Kt_ExprObject* const container = context_ ? context_->GetSelfContainer() : nullptr;
+  Kt_Getter method = nullptr;
+  if (container != nullptr && container->GetMethodInfo(name, method) != 0) {
+    top.SetObjMethod(container, name, method);
+    return kOk;
+  }
+  return kt::Report(context_, kSource, kErrNoMethod, context_ ? context_->GetID() : Kt_WString(),
+                    name);
+}
+
+// Members -----------------------------------------------------------------------------------------
+
+// Reads the entry in place: it becomes an object entry or a plain value.
+kt_long Evaluator::ReadAsEntry(Kt_ExprStackObj& entry) {
+  Kt_Variant value;
+  if (const kt_long code = ReadEntry(context_, entry, value, 0)) return code;
+  if (!value.IsObject()) {
+    entry.SetValueType(context_, value);
+    return kOk;
+  }
+  const Kt_ObjectHolder hold(value.GetHolder());
+  return entry.FromObject(context_, &hold);
+}
+
+kt_long Evaluator::Member(const Kt_ExprOp& op) {
+  Kt_ExprStackObj& top = stack_.Top();
+  if (top.GetKind() == EXPR_OBJ_COLUMN) return MemberOfColumn(op);
+  if (!IsObjectEntry(top.GetKind())) {
+    if (const kt_long code = ReadAsEntry(top)) return code;
+  }
+  if (!IsObjectEntry(top.GetKind())) {
+    const Kt_Variant value = top.GetKind() == EXPR_OBJ_VALUE ? top.GetValue() : Kt_Variant();
+    return MemberOfValue(op, value);
+  }
+  MemberOfObject(op);
+  return kOk;
+}
+
+bool Evaluator::BindBuiltin(const Kt_WString& name, const Kt_Variant& first_arg) {
+  const Kt_Getter builtin = Kt_ExprObject::GetIntFunc(name.GetText());
+  if (builtin == nullptr) return false;
+  Kt_ExprStackObj& top = stack_.Top();
+  top.ClearValue();
+  top.SetIntFunc(context_, name, builtin);
+  top.GetArgs().Add(first_arg);
+  return true;
+}
+
+kt_long Evaluator::MemberOfValue(const Kt_ExprOp& op, const Kt_Variant& value) {
+  if (BindBuiltin(op.text, value)) return kOk;
+  if (op.code == kOpMember) return kFailed;
+  return kt::Report(context_, kSource, kErrNoMethod, expr_.GetText(), Kt_WString());
+}
+
+kt_long Evaluator::MemberOfColumn(const Kt_ExprOp& op) {
+  Kt_ExprStackObj& top = stack_.Top();
+  if (Kt_ExprObject::GetIntFunc(op.text.GetText()) != nullptr) {
+    Kt_Variant value;
+    if (const kt_long code = ReadEntry(context_, top, value, 0)) return code;
+    (void)BindBuiltin(op.text, value);
+    return kOk;
+  }
+  if (op.code == kOpMethod) {
+    return kt::Report(context_, kSource, kErrNoMethod, u"COLUMN", op.text);
+  }
+  top.SetColumnProp(op.text);
+  return kOk;
+}
+
+// Asks the object in the entry, which keeps its hold. What the object does not know in advance is
+// bound by name and asked for when it is read.
+void Evaluator::MemberOfObject(const Kt_ExprOp& op) {
+  Kt_ExprStackObj& top = stack_.Top();
+  Kt_ExprObject* const object = top.GetComponent();
+  Kt_Getter get = nullptr;
+  Kt_Setter set = nullptr;
+  int flags = 0;
+  if (op.code == kOpMethod) {
+    if (object != nullptr) (void)object->GetMethodInfo(op.text, get);
+    return top.SetObjMethod(nullptr, op.text, get);
+  }
+  if (object == nullptr) return top.SetObjProp(nullptr, op.text, 0, nullptr, nullptr);
+  if (object->GetPropertyInfo(op.text, flags, get, set) != 0) {
+    return top.SetObjProp(nullptr, op.text, flags, get, set);
+  }
+  const auto* const columns = dynamic_cast<Kt_ExprColumnSource*>(object);
+  if (columns != nullptr && columns->HasData()) {
+    const kt_long col = columns->FindColumn(op.text);
+    if (col >= 0) return top.SetColumn(nullptr, op.text, col);
+  }
+  if (Kt_Object* const component = object->GetComponent(op.text)) {
+    return top.SetComponent(static_cast<Kt_ExprObject*>(component));
+  }
+  if (Kt_ExprObject* const child = object->GetChildContext(op.text)) {
+    return top.SetComposit(child);
+  }
+  top.SetObjProp(nullptr, op.text, 0, nullptr, nullptr);
+}
+
+// Operators ---------------------------------------------------------------------------------------
+
+kt_long Evaluator::Operator(const Kt_ExprOp& op) {
+  Kt_ExprStackObj& top = stack_.Top();
+  if (op.code == kOpParen && top.GetKind() != EXPR_OBJ_NONE &&
+      (!IsCallable(top.GetKind()) || top.GetObjStat() == kArgsClosed)) {
+    return Misplaced(op);
+  }
+  if (op.code == kOpAnd || op.code == kOpOr) {
+    bool skipped = false;
+    if (const kt_long code = Logical(op, skipped)) return code;
+    if (skipped) return kOk;
+  }
+  top.SetOpCode(op.code);
+  if (KT_UNLIKELY(stack_.Depth() >= kMaxExprDepth)) {
+    return kt::Report(context_, kSource, kErrTooDeep, u"expression");
+  }
+  stack_.Push(at_ + 1);
+  return kOk;
+}
+
+// The left side of && and || decides by its integer value whether the right side is walked at all.
+kt_long Evaluator::Logical(const Kt_ExprOp& op, bool& skipped) {
+  Kt_ExprStackObj& top = stack_.Top();
+  Kt_Variant value;
+  if (const kt_long code = ReadEntry(context_, top, value, 0)) return code;
+  const bool is_true = value.ToInteger() != 0;
+  skipped = is_true == (op.code == kOpOr);
+  if (skipped) {
+    top.SetValueType(context_, Kt_Variant(kt_long{is_true}));
+    SkipRightOperand();
+    return kOk;
+  }
+  if (!value.IsObject()) {
+    top.SetValueType(context_, value);
+    return kOk;
+  }
+  const Kt_ObjectHolder hold(value.GetHolder());
+  return top.FromObject(context_, &hold);
+}
+
+void Evaluator::SkipRightOperand() {
+  kt_long open = 0;
+  for (kt_long next = at_ + 1; next < ops_.GetCount(); ++next) {
+    const std::int16_t code = ops_.GetItem(next)->code;
+    if (IsOpener(code)) {
+      ++open;
+      continue;
+    }
+    const bool is_closer = code == kOpParenEnd || code == kOpBracketEnd;
+    if (code == kOpEnd || (open == 0 && (is_closer || code == kOpComma))) {
+      at_ = next - 1;  // the walk goes on with the closing record
+      return;
+    }
+    if (is_closer) --open;
+  }
+}
+
+kt_long Evaluator::Marker(const Kt_ExprOp& op) {
+  const Kt_ExprOp* const next = ops_.GetItem(at_ + 1);
+  for (std::int16_t left = op.arg; left > 0 && stack_.Depth() > 0; --left) {
+    const std::int16_t pending = stack_.Below().GetOpCode();
+    if (IsOpener(pending)) return kOk;
+    // A prefix operator waits for its operand.
+    if (stack_.Top().GetKind() == EXPR_OBJ_NONE && IsPrefix(pending)) return kOk;
+    if (next != nullptr && GetOpClass(next->code) == 3 &&
+        GetOpPrecedence(next->code) > GetOpPrecedence(pending)) {
+      return kOk;
+    }
+    if (const kt_long code = Apply()) return code;
+  }
+  return kOk;
+}
+
+kt_long Evaluator::ReduceToOpener() {
+  while (stack_.Depth() > 0 && !IsOpener(stack_.Below().GetOpCode())) {
+    if (const kt_long code = Apply()) return code;
+  }
+  return kOk;
+}
+
+// Applies the operator that is pending below the top entry; its result takes the place of both.
+kt_long Evaluator::Apply() {
+  Kt_ExprStackObj& left = stack_.Below();
+  const std::int16_t code = left.GetOpCode();
+  if (code == kOpPreInc) return ApplyPrefixStep(1);
+  if (code == kOpPreDec) return ApplyPrefixStep(-1);
+  Kt_Variant left_value;
+  Kt_Variant right_value;
+  if (const kt_long failed = ReadEntry(context_, left, left_value, 0)) return failed;
+  if (const kt_long failed = ReadEntry(context_, stack_.Top(), right_value, 0)) return failed;
+  left.ClearValue();  // a text that only this value held can now be appended to in place
+  const kt_long failed = Compute(code, left_value, right_value, left_value);
+  left.SetValueType(context_, left_value);
+  left.SetOpCode(0);
+  stack_.Pop();
+  if (KT_LIKELY(failed == kOk)) return kOk;
+  Kt_WString name;
+  name.Set(GetOpText(code));
+  return kt::Report(context_, kSource, failed, name);
+}
+
+kt_long Evaluator::ApplyPrefixStep(kt_long step) {
+  Kt_Variant value;
+  (void)stack_.Top().GetStaticValue(context_, value);
+  if (CanStep(value)) {
+    value = Stepped(value, step);
+    if (const kt_long code = stack_.Top().SetObjValue(context_, value)) {
+      if (code != kFailed) return code;
+      return kt::Report(context_, kSource, kErrBadOperation, step > 0 ? u"++" : u"--");
+    }
+  }
+  stack_.Below().SetValueType(context_, value);
+  stack_.Below().SetOpCode(0);
+  stack_.Pop();
+  return kOk;
+}
+
+// Gives the old value and stores the new one at once.
+kt_long Evaluator::Postfix(const Kt_ExprOp& op) {
+  Kt_ExprStackObj& top = stack_.Top();
+  if (IsCallable(top.GetKind()) && top.GetKind() != EXPR_OBJ_METHOD) {
+    if (const kt_long code = ReadAsEntry(top)) return code;  // a call runs once
+  }
+  Kt_Variant old_value;
+  (void)top.GetStaticValue(context_, old_value);
+  if (CanStep(old_value)) {
+    Kt_Variant new_value = Stepped(old_value, op.code == kOpPostInc ? 1 : -1);
+    if (const kt_long code = top.SetObjValue(context_, new_value)) {
+      return code == kFailed ? Misplaced(op) : code;
+    }
+  }
+  top.SetValueType(context_, old_value);
+  return kOk;
+}
+
+// Closing records ---------------------------------------------------------------------------------
+
+kt_long Evaluator::Close(const Kt_ExprOp& op) {
+  if (const kt_long code = ReduceToOpener()) return code;
+  switch (op.code) {
+    case kOpParenEnd: return CloseParen(op);
+    case kOpBracketEnd: return CloseBracket(op);
+    case kOpComma: return Comma(op);
+    default:
+      if (stack_.Depth() == 0) return kOk;
+      return Misplaced(op);  // a bracket is still open
+  }
+}
+
+kt_long Evaluator::CollectArg() {
+  Kt_ExprStackObj& call = stack_.Below();
+  Kt_Variant value;
+  const int by_ref = call.GetKind() == EXPR_OBJ_ARGREF ? 1 : 0;
+  if (const kt_long code = ReadEntry(context_, stack_.Top(), value, by_ref)) return code;
+  if (value.IsRef()) {
+    call.GetArgs().AddRefVar(value);
+  } else {
+    call.GetArgs().Add(value);
+  }
+  return kOk;
+}
+
+kt_long Evaluator::CloseParen(const Kt_ExprOp& op) {
+  if (stack_.Depth() == 0 || stack_.Below().GetOpCode() != kOpParen) return Misplaced(op);
+  Kt_ExprStackObj& below = stack_.Below();
+  if (below.GetKind() == EXPR_OBJ_NONE) {
+    below.SetObject(&stack_.Top());
+  } else {
+    const bool is_empty = ops_.GetItem(at_ - 1)->code == kOpParen;
+    if (const kt_long code = is_empty ? kOk : CollectArg()) return code;
+    below.SetObjStat(kArgsClosed);
+  }
+  below.SetOpCode(0);
+  stack_.Pop();
+  return kOk;
+}
+
+kt_long Evaluator::CloseBracket(const Kt_ExprOp& op) {
+  if (stack_.Depth() == 0 || stack_.Below().GetOpCode() != kOpBracket) return Misplaced(op);
+  Kt_Variant value;
+  if (const kt_long code = ReadEntry(context_, stack_.Top(), value, 0)) return code;
+  value = value.Dereference();
+  kt_long index = -1;
+  Kt_WString key;
+  if (value.IsLong() || value.IsDouble()) {
+    index = value.ToInteger();
+  } else if (!value.IsEmpty()) {
+    key = value.ToString();
+  }
+  stack_.Pop();
+  stack_.Top().SetOpCode(0);
+  return stack_.Top().ApplyIndex(context_, index, key);
+}
+
+kt_long Evaluator::Comma(const Kt_ExprOp& op) {
+  if (stack_.Depth() == 0 || stack_.Below().GetOpCode() != kOpParen ||
+      stack_.Below().GetKind() == EXPR_OBJ_NONE) {
+    return Misplaced(op);
+  }
+  if (const kt_long code = CollectArg()) return code;
+  stack_.Top().Clear();
+  stack_.Top().SetObjStat(0);
+  stack_.Top().SetOpStartIdx(at_ + 1);
+  return kOk;
+}
+
+}  // namespace kt::detail

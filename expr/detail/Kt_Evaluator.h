@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "expr/Kt_Expr.h"
+#include "expr/detail/Kt_EvalStack.h"
+
+namespace kt::detail {
+
+// Reads an entry for the evaluator: GetObjValue, with two rules on top. A method on a component
+// below the context's own container that answers 9998 stops everything quietly (9999); a member
+// that the object does not have (-2) is reported, since nobody above would.
+kt_long ReadEntry(Kt_ExprObject* context, Kt_ExprStackObj& entry, Kt_Variant& value, int by_ref);
+
+// One walk over the operations of an expression.
+//
+// Names, constants and calls fill the entry on top of the stack. An operator is noted in that entry
+// and a new one is pushed; reduce markers and closing brackets apply what is pending. Nothing is
+// read before its value is needed, so an entry can still be assigned to at the end.
+//
+// House rules:
+//  1. Anything that reads or writes an entry may run host code. Afterwards no reference into an
+//     object is used again; entries themselves stay where they are.
+//  2. A call runs when its entry is first read, and the entry then holds the value: never twice.
+//  3. The operation list does not change during the walk.
+//  4. Whoever detects a fault reports it; every other place passes the code on.
+class Evaluator {
+ public:
+  Evaluator(const Kt_Expr& expr, Kt_ExprObject* context)
+      : expr_(expr), ops_(expr.GetOps()), context_(context) {}
+
+  kt_long Run(Kt_ExprStackObj& result);
+
+ private:
+  kt_long Step(const Kt_ExprOp& op);
+  kt_long Close(const Kt_ExprOp& op);
+  kt_long Operator(const Kt_ExprOp& op);
+
+  kt_long Name(const Kt_ExprOp& op);
+  void FillByKind(int kind, const Kt_WString& name);
+  kt_long Call(const Kt_ExprOp& op);
+  void BindScriptFunc(const Kt_WString& name);
+  kt_long BindPlainCall(const Kt_WString& name);
+  kt_long Member(const Kt_ExprOp& op);
+  kt_long MemberOfValue(const Kt_ExprOp& op, const Kt_Variant& value);
+  kt_long MemberOfColumn(const Kt_ExprOp& op);
+  void MemberOfObject(const Kt_ExprOp& op);
+  bool BindBuiltin(const Kt_WString& name, const Kt_Variant& first_arg);
+
+  kt_long Marker(const Kt_ExprOp& op);
+  kt_long ReduceToOpener();
+  kt_long Apply();
+  kt_long ApplyPrefixStep(kt_long step);
+  kt_long Postfix(const Kt_ExprOp& op);
+  kt_long Logical(const Kt_ExprOp& op, bool& skipped);
+  void SkipRightOperand();
+  kt_long CollectArg();
+  kt_long CloseParen(const Kt_ExprOp& op);
+  kt_long CloseBracket(const Kt_ExprOp& op);
+  kt_long Comma(const Kt_ExprOp& op);
+
+  kt_long ReadAsEntry(Kt_ExprStackObj& entry);
+  kt_long Misplaced(const Kt_ExprOp& op);
+
+  const Kt_Expr& expr_;
+  const Kt_ExprOpList& ops_;
+  Kt_ExprObject* context_;
+  EvalStack stack_;
+  kt_long at_ = 0;  // index of the record in hand
+};
+
+}  // namespace kt::detail
