@@ -171,7 +171,7 @@ class Comparison {
     if (left.begin() == right.begin()) return 0;  // one buffer, or both empty
     const kt_long common = std::min(left.GetCount(), right.GetCount());
     for (kt_long item = 0; item < common; ++item) {
-      if (++visits_ > kt::detail::kMaxItemVisits) return 0;
+      if (depth > 0 && ++inner_visits_ > kt::detail::kMaxInnerVisits) return 0;
       const int order = Compare(left.begin()[item], right.begin()[item], depth + 1);
       if (order != 0) return order;
     }
@@ -179,7 +179,7 @@ class Comparison {
   }
 
   Rule rule_;
-  std::int64_t visits_ = 0;
+  std::int64_t inner_visits_ = 0;
 };
 
 }  // namespace

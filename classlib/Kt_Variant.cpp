@@ -146,8 +146,6 @@ bool Kt_Variant::ListSetSlow(kt_long index, const Kt_Variant& value) {
   return done;
 }
 
-bool Kt_Variant::ListAdd(const Kt_Variant& value) { return ListSet(ListCount(), value); }
-
 const Kt_ObjectHolder& Kt_Variant::GetHolder() const {
   static const Kt_ObjectHolder none;
   return IsObject() && IsCounted() ? static_cast<const HolderRep*>(payload_.counted)->holder : none;

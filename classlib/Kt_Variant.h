@@ -349,6 +349,18 @@ inline bool Kt_Variant::ListSet(kt_long index, const Kt_Variant& value) {
   return ListSetSlow(index, value);
 }
 
+inline bool Kt_Variant::ListAdd(const Kt_Variant& value) {
+  if (KT_LIKELY(bits_ == kCountedList && value.GetTag() < kTagList)) {
+    auto* const rep = static_cast<Kt_VariantList::Rep*>(payload_.counted);
+    if (KT_LIKELY(rep->count < rep->capacity && !rep->IsShared())) {
+      new (static_cast<void*>(rep->Items() + rep->count)) Kt_Variant(value);
+      ++rep->count;
+      return true;
+    }
+  }
+  return ListSetSlow(ListCount(), value);
+}
+
 // Relations for Var_Cmp and Var_AndOr.
 inline constexpr std::int16_t kCmpEqual = 31;
 inline constexpr std::int16_t kCmpGreater = 32;

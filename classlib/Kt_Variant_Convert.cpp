@@ -70,7 +70,7 @@ class ListJoiner {
     if (depth == kt::detail::kMaxListDepth) return true;
     bool first = true;
     for (const Kt_Variant& item : items) {
-      if (++visits_ > kt::detail::kMaxItemVisits) return false;
+      if (depth > 0 && ++inner_visits_ > kt::detail::kMaxInnerVisits) return false;
       if (!first && !out_.Append(u",")) return false;
       if (!JoinItem(item.Target(), depth)) return false;
       first = false;
@@ -86,7 +86,7 @@ class ListJoiner {
   }
 
   Kt_WString& out_;
-  std::int64_t visits_ = 0;
+  std::int64_t inner_visits_ = 0;
 };
 
 }  // namespace

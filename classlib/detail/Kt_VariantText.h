@@ -10,10 +10,11 @@ namespace kt::detail {
 // counts as empty. Data is never nested so deeply; what is, is a ring or an attack.
 inline constexpr int kMaxListDepth = 64;
 
-// Items that one text form or comparison may visit below the outer list. Lists that share their
+// Items that one text form or comparison may visit inside inner lists. Lists that share their
 // parts are exponentially larger to walk than to build; without a bound a few lines of script
-// would run for ever.
-inline constexpr std::int64_t kMaxItemVisits = kMaxListItems;
+// would run for ever. This many take a fraction of a second, and a quarter of a gigabyte if they
+// are real.
+inline constexpr std::int64_t kMaxInnerVisits = std::int64_t{1} << 24;
 
 // Appends the text of a value. False when the text would be too long (`out` then ends early).
 bool AppendText(const Kt_Variant& value, Kt_WString& out);

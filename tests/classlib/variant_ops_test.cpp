@@ -345,12 +345,14 @@ TEST(VarOps, InlineMatchesGeneral) {
 
 TEST(VarOps, Truth) {
   const SampleObject object;
-  auto* const gone = new SampleObject;
-  const Kt_Variant gone_hold = Object(*gone);
-  delete gone;
+  Kt_Variant gone_hold;
+  {
+    const SampleObject gone;
+    gone_hold = Object(gone);
+  }
   const Kt_Variant truths[] = {
-      1,         -1,    0.5,    kNaN,     Amount(1), Date(1),      Kt_Variant(true), u"true",
-      u" TRUE ", u"-1", u"0.1", u"1e999", List({0}), Binary("\0"), Object(object)};
+      1,         -1,    0.5,    kNaN,     Amount(1), Date(1),           Kt_Variant(true), u"true",
+      u" TRUE ", u"-1", u"0.1", u"1e999", List({0}), Binary({"\0", 1}), Object(object)};
   const Kt_Variant falsehoods[] = {
       0,         0.0,          -0.0,      Amount(0),  Date(0),   Kt_Variant(false),
       u"",       u"0",         u" 0.00 ", u"false",   u"yes",    u"truely",

@@ -17,7 +17,7 @@ inline constexpr double kInfinite = std::numeric_limits<double>::infinity();
 inline constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
 
 // An object whose text is "obj".
-class SampleObject : public Kt_Object {
+class SampleObject final : public Kt_Object {
  public:
   SampleObject() : Kt_Object(nullptr, &Ops()) {}
 
