@@ -13,7 +13,7 @@ class Kt_Script;
 class Kt_ScriptFunc;
 
 namespace kt::detail {
-class BodyParser;
+class ScriptLoader;
 }
 
 // The element operations of a Kt_ScriptFuncList.
@@ -96,7 +96,7 @@ class KT_SCRIPT_API Kt_ScriptFunc {
   kt_long ExecBody(const Kt_ScriptOpList& ops, Kt_ExprObject* ctx, Kt_Variant& result);
 
  private:
-  friend class kt::detail::BodyParser;
+  friend class kt::detail::ScriptLoader;
 
   Kt_WString name_;
   Kt_ScriptOpList args_;  // 0x1010 ops, one per argument
@@ -121,8 +121,8 @@ class KT_SCRIPT_API Kt_ScriptFuncList : public Kt_ObjList {
   Kt_ScriptFunc* GetSafeItem(kt_long index) { return static_cast<Kt_ScriptFunc*>(GetAt(index)); }
   // Index of the function; -1 if there is none.
   kt_long FindId(const Kt_WString& name) const;
-  // Null if there is none. `name` is the symbol of the name.
-  Kt_ScriptFunc* Find(Kt_Symbol name) const;
+  // The function with the symbol `name`; null if there is none.
+  Kt_ScriptFunc* Find(Kt_Symbol name);
 
   // Adds a copy that belongs to the same script, unless a function of that name is there already.
   // Returns the index of the function with the name; -1 when memory ran out.

@@ -102,6 +102,7 @@ class KT_SCRIPT_API Kt_ScriptOp {
   const Kt_ScriptOpSwitch* GetSwitch() const { return As<Kt_ScriptOpSwitch>(Payload::kSwitch); }
   Kt_ScriptOpSwitch* GetSwitch() { return As<Kt_ScriptOpSwitch>(Payload::kSwitch); }
   bool HasPayload() const { return payload_ != nullptr; }
+  bool HasName() const { return kind_ == Payload::kVar; }
 
   // Releases the payload, stores `code` and makes a fresh payload: plain-name assignments for
   // 0x1010 and group 0x3000, the class of the statement for 0x5000 and group 0x6000, and

@@ -80,8 +80,7 @@ class KT_SCRIPT_API Kt_ScriptOpIf {
 class KT_SCRIPT_API Kt_ScriptOpSwitch {
  public:
   Kt_ScriptOpSwitch() = default;
-  // The copy of a switch has its expression but no labels, like that of its op.
-  Kt_ScriptOpSwitch(const Kt_ScriptOpSwitch& other) : expression(other.expression) {}
+  Kt_ScriptOpSwitch(const Kt_ScriptOpSwitch&) = default;
   Kt_ScriptOpSwitch& operator=(const Kt_ScriptOpSwitch& other);
   virtual ~Kt_ScriptOpSwitch() = default;
   KT_POOLED_CLASS

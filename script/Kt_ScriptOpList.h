@@ -22,8 +22,10 @@ class KT_SCRIPT_API Kt_ScriptOpList : public Kt_ObjList {
   // if there is none.
   kt_long FindVarOp(const char16_t* name) const;
 
-  // Appends an op with `code` and `line`; null when memory ran out.
+  // Appends an op with `code` and `line`; null, and nothing appended, when memory ran out.
   Kt_ScriptOp* AddOp(std::int16_t code, kt_long line);
+  // Takes the last op away again.
+  void RemoveLast() { RemoveAt(GetCount() - 1); }
   // Replaces the ops by copies (see Kt_ScriptOp); null leaves the list as it is. Returns the count.
   kt_long Assign(const Kt_ScriptOpList* source) { return Kt_ObjList::Assign(source); }
 };

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+#include "script/Kt_ScriptFunc.h"
+
+#include <new>
+
+#include "script/detail/Kt_BodyParser.h"
+
+const Kt_ScriptFuncHandler Kt_ScriptFunc::_KtScriptFuncHandler;
+
+void* Kt_ScriptFuncHandler::_InitItem(void* memory) const { return new (memory) Kt_ScriptFunc; }
+
+void Kt_ScriptFuncHandler::_FreeItem(void* item) const {
+  static_cast<Kt_ScriptFunc*>(item)->~Kt_ScriptFunc();
+}
+
+void Kt_ScriptFuncHandler::_AssignItem(void* target, const void* source) const {
+  if (target == nullptr || source == nullptr) return;
+  static_cast<Kt_ScriptFunc*>(target)->Set(*static_cast<const Kt_ScriptFunc*>(source));
+}
+
+int Kt_ScriptFuncHandler::_CompareItem(const void* a, const void* b) const {
+  return static_cast<int>(a != nullptr) - static_cast<int>(b != nullptr);
+}
+
+std::size_t Kt_ScriptFuncHandler::ItemSize() const { return sizeof(Kt_ScriptFunc); }
+
+void Kt_ScriptFunc::Clear() {
+  name_.Empty();
+  args_.Clear();
+  body_.Clear();
+}
+
+void Kt_ScriptFunc::Set(const Kt_ScriptFunc& source) {
+  if (this == &source) return;
+  Clear();
+  name_ = source.name_;
+  args_.Assign(&source.args_);
+  body_.Assign(&source.body_);
+}
+
+namespace {
+
+using kt::detail::BodyParser;
+using kt::detail::Slice;
+
+// A parser over one text that the caller holds.
+class TextParser {
+ public:
+  TextParser(const Kt_ScriptFunc& func, const Kt_WString& text, kt_long line, Kt_WStrList* errors)
+      : text_{text.GetText(), text.GetLength()},
+        reporter_(errors, func.GetSourceName(), text.View(), line),
+        parser_(reporter_, func.GetName()) {}
+
+  BodyParser& Parser() { return parser_; }
+  const Slice& Text() const { return text_; }
+  kt::detail::SyntaxReporter& Reporter() { return reporter_; }
+
+ private:
+  Slice text_;
+  kt::detail::SyntaxReporter reporter_;
+  BodyParser parser_;
+};
+
+template <auto ParseHead, auto ParseBody>
+kt_long ParseCompound(const Kt_ScriptFunc& func, Kt_ScriptOp& op, const Kt_WString& head,
+                      kt_long head_line, const Kt_WString& body, kt_long body_line,
+                      Kt_WStrList* errors) {
+  {
+    TextParser text(func, head, head_line, errors);
+    const kt::detail::CleanText clean(text.Text(), text.Reporter(), &func.GetName());
+    const kt_long code = (text.Parser().*ParseHead)(op, clean.Get(), head_line);
+    if (code != 0) return code;
+  }
+  TextParser text(func, body, body_line, errors);
+  return (text.Parser().*ParseBody)(op, text.Text());
+}
+
+}  // namespace
+
+void Kt_ScriptFunc::SetInfo(const Kt_WString& source_name, const Kt_WString& proto,
+                            const Kt_WString& body, kt_long proto_line, kt_long body_line,
+                            Kt_WStrList* errors) {
+  source_name_ = source_name;
+  proto_line_ = proto_line;
+  ParseProto(proto, proto_line, errors);
+  ParseBody(body_, body, body_line, errors);
+}
+
+kt_long Kt_ScriptFunc::SetProto(const Kt_WString& proto, kt_long line, Kt_WStrList* errors) {
+  args_.Clear();
+  return ParseProto(proto, line, errors);
+}
+
+kt_long Kt_ScriptFunc::SetBody(const Kt_WString& body, kt_long line, Kt_WStrList* errors) {
+  body_.Clear();
+  return ParseBody(body_, body, line, errors);
+}
+
+kt_long Kt_ScriptFunc::ParseProto(const Kt_WString& proto, kt_long line, Kt_WStrList* errors) {
+  TextParser text(*this, proto, line, errors);
+  return text.Parser().ParseProto(args_, text.Text(), line);
+}
+
+kt_long Kt_ScriptFunc::ParseBody(Kt_ScriptOpList& ops, const Kt_WString& body, kt_long line,
+                                 Kt_WStrList* errors) {
+  TextParser text(*this, body, line, errors);
+  return text.Parser().ParseBody(ops, text.Text());
+}
+
+kt_long Kt_ScriptFunc::ParseLine(Kt_ScriptOp* op, const Kt_WString& statement, kt_long line,
+                                 Kt_WStrList* errors) {
+  TextParser text(*this, statement, line, errors);
+  return text.Parser().ParseLine(*op, text.Text().Trimmed(), line);
+}
+
+kt_long Kt_ScriptFunc::ParseVar(Kt_ScriptOp* op, const Kt_WString& declarator, kt_long line,
+                                Kt_WStrList* errors) {
+  TextParser text(*this, declarator, line, errors);
+  return text.Parser().ParseVar(*op, text.Text().Trimmed(), line);
+}
+
+kt_long Kt_ScriptFunc::ParseFor(Kt_ScriptOp* op, const Kt_WString& head, kt_long head_line,
+                                const Kt_WString& body, kt_long body_line, Kt_WStrList* errors) {
+  return ParseCompound<&BodyParser::ParseForHead, &BodyParser::ParseForBody>(
+      *this, *op, head, head_line, body, body_line, errors);
+}
+
+kt_long Kt_ScriptFunc::ParseWhile(Kt_ScriptOp* op, const Kt_WString& condition,
+                                  kt_long condition_line, const Kt_WString& body, kt_long body_line,
+                                  Kt_WStrList* errors) {
+  return ParseCompound<&BodyParser::ParseWhileHead, &BodyParser::ParseWhileBody>(
+      *this, *op, condition, condition_line, body, body_line, errors);
+}
+
+kt_long Kt_ScriptFunc::ParseSwitch(Kt_ScriptOp* op, const Kt_WString& expression,
+                                   kt_long expression_line, const Kt_WString& body,
+                                   kt_long body_line, Kt_WStrList* errors) {
+  return ParseCompound<&BodyParser::ParseSwitchHead, &BodyParser::ParseSwitchBody>(
+      *this, *op, expression, expression_line, body, body_line, errors);
+}
+
+kt_long Kt_ScriptFuncList::FindId(const Kt_WString& name) const {
+  const auto found = index_.find(kt_symbolW(name));
+  return found != index_.end() ? found->second : -1;
+}
+
+Kt_ScriptFunc* Kt_ScriptFuncList::Find(Kt_Symbol name) {
+  const auto found = index_.find(name);
+  return found != index_.end() ? GetSafeItem(found->second) : nullptr;
+}
+
+kt_long Kt_ScriptFuncList::Add(const Kt_ScriptFunc& func) {
+  const kt_long known = FindId(func.GetName());
+  if (known >= 0) return known;
+  const kt_long added = AddCopy(&func);
+  if (added < 0) return added;
+  GetSafeItem(added)->SetScript(func.GetScript());
+  index_.emplace(kt_makesymbolW(func.GetName()), added);
+  return added;
+}
+
+void Kt_ScriptFuncList::Clear() {
+  index_.clear();
+  Kt_ObjList::Clear();
+}

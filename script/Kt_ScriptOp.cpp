@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#include "script/Kt_ScriptOp.h"
+
+#include <new>
+
+#include "script/Kt_ScriptOpItem.h"
+#include "script/Kt_ScriptOpPayloads.h"
+
+const Kt_ScriptOpHandler Kt_ScriptOp::_KtScriptOpHandler;
+
+const char* GetScriptOpText(std::int16_t code) {
+  switch (code) {
+#define KT_SCRIPT_OP_TEXT(name, op_code, text) \
+  case name: return text;
+    KT_SCRIPT_OPS(KT_SCRIPT_OP_TEXT)
+#undef KT_SCRIPT_OP_TEXT
+    default: return "?";
+  }
+}
+
+void* Kt_ScriptOpHandler::_InitItem(void* memory) const { return new (memory) Kt_ScriptOp; }
+
+void Kt_ScriptOpHandler::_FreeItem(void* item) const {
+  Kt_ScriptOp::FreeWithMemory(static_cast<Kt_ScriptOp*>(item));
+}
+
+void Kt_ScriptOpHandler::_AssignItem(void* target, const void* source) const {
+  if (target == nullptr || source == nullptr) return;
+  static_cast<Kt_ScriptOp*>(target)->Set(*static_cast<const Kt_ScriptOp*>(source));
+}
+
+int Kt_ScriptOpHandler::_CompareItem(const void* a, const void* b) const {
+  return static_cast<int>(a != nullptr) - static_cast<int>(b != nullptr);
+}
+
+std::size_t Kt_ScriptOpHandler::ItemSize() const { return sizeof(Kt_ScriptOp); }
+
+void Kt_ScriptOp::InitWithMemory(Kt_ScriptOp* op) { new (op) Kt_ScriptOp; }
+
+void Kt_ScriptOp::FreeWithMemory(Kt_ScriptOp* op) { op->~Kt_ScriptOp(); }
+
+Kt_ScriptOp::Payload Kt_ScriptOp::KindOf(std::int16_t code) {
+  if ((code & 0xF000) == kScriptNameGroup) return Payload::kVar;
+  switch (code) {
+    case kScriptVar: return Payload::kVar;
+    case kScriptBlock: return Payload::kBlock;
+    case kScriptFor: return Payload::kFor;
+    case kScriptWhile: return Payload::kWhile;
+    case kScriptIf: return Payload::kIf;
+    case kScriptSwitch: return Payload::kSwitch;
+    default: return Payload::kSet;
+  }
+}
+
+template <class T>
+void Kt_ScriptOp::Make() {
+  payload_ = new T;
+}
+
+// A list has no pool, so it needs the form of new that gives null.
+template <>
+void Kt_ScriptOp::Make<Kt_ScriptOpList>() {
+  payload_ = new (std::nothrow) Kt_ScriptOpList;
+}
+
+void Kt_ScriptOp::MakePayload(Payload kind) {
+  switch (kind) {
+    case Payload::kNone: break;
+    case Payload::kVar: Make<Kt_ScriptOpVar>(); break;
+    case Payload::kSet: Make<Kt_ScriptOpSet>(); break;
+    case Payload::kFor: Make<Kt_ScriptOpFor>(); break;
+    case Payload::kWhile: Make<Kt_ScriptOpWhile>(); break;
+    case Payload::kIf: Make<Kt_ScriptOpIf>(); break;
+    case Payload::kSwitch: Make<Kt_ScriptOpSwitch>(); break;
+    case Payload::kBlock: Make<Kt_ScriptOpList>(); break;
+  }
+  kind_ = payload_ != nullptr ? kind : Payload::kNone;
+}
+
+void Kt_ScriptOp::SetOpCode(std::int16_t code) {
+  ClearInfo();
+  opcode = code;
+  MakePayload(KindOf(code));
+}
+
+void Kt_ScriptOp::ClearInfo() {
+  switch (kind_) {
+    case Payload::kNone: break;
+    case Payload::kVar: delete GetVar(); break;
+    case Payload::kSet: delete GetSet(); break;
+    case Payload::kFor: delete GetFor(); break;
+    case Payload::kWhile: delete GetWhile(); break;
+    case Payload::kIf: delete GetIf(); break;
+    case Payload::kSwitch: delete GetSwitch(); break;
+    case Payload::kBlock: delete GetBlock(); break;
+  }
+  kind_ = Payload::kNone;
+  payload_ = nullptr;
+}
+
+template <class T>
+void Kt_ScriptOp::Copy(const Kt_ScriptOp& source) {
+  *static_cast<T*>(payload_) = *static_cast<const T*>(source.payload_);
+}
+
+// Branches, labels and the statements of a block are not copied: an if, a switch or a block is
+// only ever run from the place where it was built.
+void Kt_ScriptOp::CopyPayload(const Kt_ScriptOp& source) {
+  switch (kind_) {
+    case Payload::kVar: Copy<Kt_ScriptOpVar>(source); break;
+    case Payload::kSet: Copy<Kt_ScriptOpSet>(source); break;
+    case Payload::kFor: Copy<Kt_ScriptOpFor>(source); break;
+    case Payload::kWhile: Copy<Kt_ScriptOpWhile>(source); break;
+    case Payload::kSwitch: GetSwitch()->expression = source.GetSwitch()->expression; break;
+    case Payload::kNone:
+    case Payload::kIf:
+    case Payload::kBlock: break;
+  }
+}
+
+void Kt_ScriptOp::Set(const Kt_ScriptOp& source) {
+  if (this == &source) return;
+  opcode = source.opcode;
+  line = source.line;
+  line32 = source.line32;
+  ClearInfo();
+  MakePayload(source.kind_);
+  CopyPayload(source);
+}

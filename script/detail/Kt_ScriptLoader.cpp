@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: MIT
+#include "script/detail/Kt_ScriptLoader.h"
+
+#include <algorithm>
+
+#include "expr/Kt_ExprUtil.h"
+#include "script/Kt_Script.h"
+#include "script/Kt_ScriptUtil.h"
+#include "script/detail/Kt_BodyParser.h"
+
+namespace kt::detail {
+
+ScriptLoader::ScriptLoader(Kt_Script& script, const Kt_WString& source_name, Kt_WStrList& includes,
+                           std::u16string_view text, Kt_WStrList* errors)
+    : script_(script),
+      source_name_(source_name),
+      includes_(includes),
+      text_{text.data(), static_cast<kt_long>(text.size())},
+      reporter_(errors, source_name, text, 0) {}
+
+kt_long ScriptLoader::Fail(kt_long code, kt_long line_at, const Slice& place,
+                           const Slice* near_text, const Slice* function_name) {
+  Kt_WString near_copy;
+  Kt_WString name_copy;
+  Fault fault{code, reporter_.Lines().LineOf(line_at), {place.SourceOf(0), place.length}};
+  if (near_text != nullptr) {
+    near_copy = near_text->Text();
+    fault.near_text = &near_copy;
+  }
+  if (function_name != nullptr) {
+    name_copy = function_name->Text();
+    fault.function_name = &name_copy;
+  }
+  reporter_.Report(fault);
+  return -1;
+}
+
+kt_long ScriptLoader::Run() {
+  for (kt_long at = 0;;) {
+    const Slice rest = text_.From(at);
+    kt_long error_pos = 0;
+    const kt_long token = Kt_ScriptUtil::FindNextToken(rest.text, rest.length, error_pos);
+    if (token < 0) return Fail(token, at + error_pos, rest.Part(error_pos, 2));
+    if (token >= rest.length) return 0;
+    Item item{at + token, Kt_ExprUtil::FindWordEnd(rest.text + token, rest.length - token), 0};
+    if (item.word == 0) {
+      at = item.start + 1;
+      continue;
+    }
+    if (const kt_long code = LoadItem(item)) return code;
+    at = item.end;
+  }
+}
+
+kt_long ScriptLoader::LoadItem(Item& item) {
+  const Slice word = text_.Part(item.start, item.word);
+  if (IsKeyword(word.text, word.length, u"var")) return LoadGlobals(item);
+  if (IsKeyword(word.text, word.length, u"function")) return LoadFunction(item);
+  if (word.length == 1 && word.text[0] == u'#') return LoadPragma(item);
+  return Fail(kSynKeyword, item.start, word, &word);
+}
+
+kt_long ScriptLoader::LoadGlobals(Item& item) {
+  const Slice word = text_.Part(item.start, item.word);
+  // The keyword and the one character behind it.
+  const kt_long start = std::min(item.start + 4, text_.length);
+  const Slice rest = text_.From(start);
+  kt_long error_pos = 0;
+  const kt_long length = Kt_ScriptUtil::FindLineEnd(rest.text, rest.length, error_pos);
+  if (length == -1) return Fail(kSynLabelMark, start, word);
+  if (length < 0) {
+    // The text line shows no message here: hosts compare these lines.
+    Fault fault{error_pos, reporter_.Lines().LineOf(start), {start + error_pos, 1}};
+    fault.record_code = length;
+    reporter_.Report(fault);
+    return -1;
+  }
+  item.end = start + length;
+  const CleanText clean(rest.Part(0, length - 1), reporter_, nullptr);
+  if (reporter_.WantsWarnings()) WarnOfGlobals(clean.Get());
+  Slice fault = word;
+  const kt_long code = AddGlobals(script_, clean.Get(), fault);
+  return code < 0 ? Fail(code, start, fault) : 0;
+}
+
+void ScriptLoader::WarnOfGlobals(const Slice& declaration) {
+  std::vector<Span> pieces;
+  SplitSpans(declaration.text, declaration.length, pieces);
+  for (const Span& piece : pieces) {
+    const Slice declarator = declaration.Part(piece.start, piece.length);
+    const kt_long set_at = Kt_ScriptUtil::FindSetOP(declarator.text, declarator.length);
+    if (set_at > 0) reporter_.WarnOfExpr(declarator.From(set_at + 1).Trimmed(), nullptr);
+  }
+}
+
+kt_long ScriptLoader::CutName(const Item& item, Slice& name) {
+  const Slice word = text_.Part(item.start, item.word);
+  const kt_long start = std::min(item.start + 9, text_.length);
+  const Slice rest = text_.From(start);
+  kt_long error_pos = 0;
+  const kt_long token = Kt_ScriptUtil::FindNextToken(rest.text, rest.length, error_pos);
+  const bool found = token >= 0 && token < rest.length;
+  const kt_long length =
+      found ? Kt_ExprUtil::FindWordEnd(rest.text + token, rest.length - token) : 0;
+  if (length == 0) return Fail(kSynKeyword, item.start, word);
+  name = rest.Part(token, length);
+  if (Kt_ExprUtil::ChkName(name.text, name.length) == 1) return 0;
+  return Fail(kSynName, item.start, name, nullptr, &name);
+}
+
+kt_long ScriptLoader::CutFunction(Item& item, FunctionText& function) {
+  if (const kt_long code = CutName(item, function.name)) return code;
+  const Slice& name = function.name;
+  kt_long error_pos = 0;
+  Span inner;
+  Slice rest = text_.From(name.offset + name.length);
+  const kt_long proto =
+      Kt_ScriptUtil::FindLineBlock(rest.text, rest.length, inner.start, inner.length, error_pos);
+  if (proto < 0) {
+    const bool at_end = error_pos >= rest.length;
+    return Fail(proto, item.start, at_end ? name : rest.Part(error_pos, 1), nullptr, &name);
+  }
+  function.proto = rest.Part(inner.start, inner.length);
+  rest = rest.From(proto);
+  error_pos = 0;
+  const kt_long body =
+      Kt_ScriptUtil::FindBraceBlock(rest.text, rest.length, inner.start, inner.length, error_pos);
+  if (body < 0) {
+    const bool at_end = error_pos >= rest.length;
+    return Fail(body, item.start, at_end ? name : rest.Part(error_pos, 1), nullptr, &name);
+  }
+  function.body = rest.Part(inner.start, inner.length);
+  item.end = rest.offset + body;
+  return 0;
+}
+
+kt_long ScriptLoader::LoadFunction(Item& item) {
+  FunctionText function;
+  if (const kt_long code = CutFunction(item, function)) return code;
+  ParseFunction(item, function);
+  return 0;
+}
+
+void ScriptLoader::ParseFunction(const Item& item, const FunctionText& function) {
+  const Kt_WString name = function.name.Text();
+  if (script_.funcs_.FindId(name) >= 0) {
+    reporter_.Warn(Kt_ScriptWarning::kWarnSecondFunction,
+                   {function.name.offset, function.name.length}, &name);
+  }
+  Kt_ScriptFunc* const func =
+      script_.funcs_.GetSafeItem(script_.funcs_.Add(Kt_ScriptFunc(name, &script_)));
+  if (func == nullptr) return;
+  func->source_name_ = source_name_;
+  func->proto_line_ = reporter_.Lines().LineOf(item.start);
+  BodyParser parser(reporter_, func->GetName());
+  parser.ParseProto(func->args_, function.proto, func->proto_line_);
+  parser.ParseBody(func->body_, function.body);
+}
+
+kt_long ScriptLoader::LoadPragma(Item& item) {
+  const Slice rest = text_.From(item.start + 1);
+  const kt_long length = Kt_ScriptUtil::FindCRLF(rest.text, rest.length);
+  item.end = item.start + 1 + length;
+  const CleanText clean(rest.Part(0, length), reporter_, nullptr);
+  if (script_.AddInclude(includes_, clean.Get().Text()) >= 0) return 0;
+  const kt_long shown = rest.Part(0, length).Trimmed().length;
+  return Fail(kSynAtPragma, item.start, text_.Part(item.start, shown + 1));
+}
+
+}  // namespace kt::detail

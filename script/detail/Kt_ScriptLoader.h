@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "script/detail/Kt_SyntaxReporter.h"
+
+class Kt_Expr;
+class Kt_Script;
+class Kt_ScriptFunc;
+
+namespace kt::detail {
+
+// Evaluates the declarators of a global `var` statement into the globals of `script`. The text is
+// trimmed and without comments. 0, or the code of the first bad declarator with its place in
+// `fault`.
+kt_long AddGlobals(Kt_Script& script, const Slice& declaration, Slice& fault);
+
+// Cuts one script text into globals, functions and pragmas and loads each. Borrows everything.
+class ScriptLoader {
+ public:
+  ScriptLoader(Kt_Script& script, const Kt_WString& source_name, Kt_WStrList& includes,
+               std::u16string_view text, Kt_WStrList* errors);
+
+  // 0, or -1 at the first fault outside of functions.
+  kt_long Run();
+
+ private:
+  // An item starts with the word at `start`; `end` is set to where the next one may start.
+  struct Item {
+    kt_long start;
+    kt_long word;
+    kt_long end;
+  };
+  struct FunctionText {
+    Slice name;
+    Slice proto;
+    Slice body;
+  };
+
+  kt_long LoadItem(Item& item);
+  kt_long LoadGlobals(Item& item);
+  kt_long LoadFunction(Item& item);
+  kt_long LoadPragma(Item& item);
+  kt_long CutFunction(Item& item, FunctionText& function);
+  kt_long CutName(const Item& item, Slice& name);
+  void ParseFunction(const Item& item, const FunctionText& function);
+
+  KT_COLD kt_long Fail(kt_long code, kt_long line_at, const Slice& place,
+                       const Slice* near_text = nullptr, const Slice* function_name = nullptr);
+  void WarnOfGlobals(const Slice& declaration);
+
+  Kt_Script& script_;
+  const Kt_WString& source_name_;
+  Kt_WStrList& includes_;
+  Slice text_;
+  SyntaxReporter reporter_;
+};
+
+}  // namespace kt::detail
