@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+//
+// Built-in functions that turn a value into one of another kind.
+
+#include "classlib/Kt_Clock.h"
+#include "object/Kt_ExprObject.h"
+#include "object/detail/Kt_DateArg.h"
+#include "object/detail/Kt_DecimalText.h"
+#include "object/detail/Kt_FuncArgs.h"
+
+using kt::detail::Kt_FuncArgs;
+using kt::detail::Plain;
+
+namespace {
+
+double ToNumber(double value) { return value; }
+kt_long ToInteger(kt_long value) { return value; }
+
+// An amount as people write it: "$1,234.50" and "1 234.50 EUR" too.
+Kt_Currency AmountOf(const Kt_Variant& value) {
+  if (!value.IsString()) return value.ToCurrency();
+  return Kt_Variant(kt::detail::StripToNumber(value.AsString())).ToCurrency();
+}
+
+Kt_Variant Moment(const Kt_DateParts& parts) {
+  Kt_DateTime moment;
+  return Kt_DateTime::FromParts(parts, moment) ? Kt_Variant(moment) : Kt_Variant();
+}
+
+Kt_Variant MomentOf(const Kt_Variant& value) {
+  kt::detail::Kt_DateArg date;
+  return date.ReadSolar(value) ? Moment(date.parts) : Kt_Variant();
+}
+
+}  // namespace
+
+kt_long Kt_ExprObject::_toNumber(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&ToNumber>(args, result);
+}
+
+kt_long Kt_ExprObject::_toInteger(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&ToInteger>(args, result);
+}
+
+kt_long Kt_ExprObject::_currency(const Kt_VariantList* args, Kt_Variant& result) {
+  result = Kt_FuncArgs(args).Value(0).ToCurrency();
+  return kOk;
+}
+
+kt_long Kt_ExprObject::_toCurrency(const Kt_VariantList* args, Kt_Variant& result) {
+  const Kt_FuncArgs in(args);
+  if (in.Has(0)) result = AmountOf(in.Value(0));
+  return kOk;
+}
+
+kt_long Kt_ExprObject::_toDate(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&MomentOf>(args, result);
+}
+
+kt_long Kt_ExprObject::_datetime(const Kt_VariantList* args, Kt_Variant& result) {
+  const Kt_FuncArgs in(args);
+  if (in.Count() < 2) return Plain<&MomentOf>(args, result);
+  result = Moment({in.Integer(0), in.Integer(1), in.Integer(2), in.Integer(3), in.Integer(4),
+                   in.Integer(5), 0});
+  return kOk;
+}

@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+//
+// Built-in functions: mathematics and random numbers.
+
+#include <cmath>
+
+#include "classlib/Kt_Random.h"
+#include "object/Kt_ExprObject.h"
+#include "object/detail/Kt_FuncArgs.h"
+
+using kt::detail::Kt_FuncArgs;
+using kt::detail::Plain;
+
+namespace {
+
+// The standard functions are overloaded and have no address of their own to hand on.
+double Abs(double value) { return std::fabs(value); }
+double Acos(double value) { return std::acos(value); }
+double Asin(double value) { return std::asin(value); }
+double Atan(double value) { return std::atan(value); }
+double Atan2(double y, double x) { return std::atan2(y, x); }
+double Ceil(double value) { return std::ceil(value); }
+double Cos(double radian) { return std::cos(radian); }
+double Exp(double value) { return std::exp(value); }
+double Floor(double value) { return std::floor(value); }
+double Log(double value) { return std::log(value); }
+double Pow(double base, double exponent) { return std::pow(base, exponent); }
+double Sin(double radian) { return std::sin(radian); }
+double Sqrt(double value) { return std::sqrt(value); }
+double Tan(double radian) { return std::tan(radian); }
+bool IsInfinite(double value) { return std::isinf(value); }
+
+}  // namespace
+
+kt_long Kt_ExprObject::_abs(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&Abs>(args, result);
+}
+kt_long Kt_ExprObject::_acos(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&Acos>(args, result);
+}
+kt_long Kt_ExprObject::_asin(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&Asin>(args, result);
+}
+kt_long Kt_ExprObject::_atan(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&Atan>(args, result);
+}
+kt_long Kt_ExprObject::_atan2(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&Atan2>(args, result);
+}
+kt_long Kt_ExprObject::_ceil(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&Ceil>(args, result);
+}
+kt_long Kt_ExprObject::_cos(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&Cos>(args, result);
+}
+kt_long Kt_ExprObject::_exp(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&Exp>(args, result);
+}
+kt_long Kt_ExprObject::_floor(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&Floor>(args, result);
+}
+kt_long Kt_ExprObject::_log(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&Log>(args, result);
+}
+kt_long Kt_ExprObject::_pow(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&Pow>(args, result);
+}
+kt_long Kt_ExprObject::_sin(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&Sin>(args, result);
+}
+kt_long Kt_ExprObject::_sqrt(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&Sqrt>(args, result);
+}
+kt_long Kt_ExprObject::_tan(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&Tan>(args, result);
+}
+kt_long Kt_ExprObject::_IsINF(const Kt_VariantList* args, Kt_Variant& result) {
+  return Plain<&IsInfinite>(args, result);
+}
+
+kt_long Kt_ExprObject::_random(const Kt_VariantList* args, Kt_Variant& result) {
+  const Kt_FuncArgs in(args);
+  if (!in.Has(0)) {
+    result.Set(kt_randomdouble());
+    return kOk;
+  }
+  const kt_long first = in.Integer(0);
+  result.Set(kt_random(first, in.Integer(1)));  // one limit: between it and 0
+  return kOk;
+}

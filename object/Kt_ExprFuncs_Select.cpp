@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+//
+// Built-in functions that choose one of their arguments.
+
+#include <cmath>
+
+#include "object/Kt_ExprObject.h"
+#include "object/detail/Kt_FuncArgs.h"
+
+using kt::detail::Kt_FuncArgs;
+
+namespace {
+
+bool IsTrue(const Kt_Variant& value) {
+  if (value.GetTag() == kTagBool) return value.AsInt64() != 0;
+  return Var_AndOr(value, Kt_Variant(kt_long{1}), kLogicAnd) != 0;
+}
+
+bool IsNan(const Kt_Variant& value) { return value.IsDouble() && std::isnan(value.AsDouble()); }
+
+// Keeps the value that stands in `relation` to all others. Empty values do not count, and NaN,
+// which stands in no relation to anything, only when there is nothing else.
+class Extreme {
+ public:
+  explicit Extreme(std::int16_t relation) : relation_(relation) {}
+
+  void Offer(const Kt_Variant& value) {
+    if (value.IsEmpty()) return;
+    if (best_.IsEmpty() || IsNan(best_) || Var_Cmp(value, best_, relation_) != 0) best_ = value;
+  }
+  const Kt_Variant& Best() const { return best_; }
+
+ private:
+  std::int16_t relation_;
+  Kt_Variant best_;
+};
+
+kt_long Select(const Kt_VariantList* args, Kt_Variant& result, std::int16_t relation) {
+  const Kt_FuncArgs in(args);
+  if (!in.Has(0)) return kOk;
+  Extreme extreme(relation);
+  if (in.Count() == 1 && in.Value(0).IsList()) {
+    const Kt_VariantList items = in.Value(0).GetList();
+    for (const Kt_Variant& item : items) extreme.Offer(item.Target());
+  } else {
+    for (kt_long arg = 0; arg < in.Count(); ++arg) extreme.Offer(in.Value(arg));
+  }
+  result = extreme.Best();
+  return kOk;
+}
+
+}  // namespace
+
+kt_long Kt_ExprObject::_iif(const Kt_VariantList* args, Kt_Variant& result) {
+  const Kt_FuncArgs in(args);
+  if (in.Count() < 2) return kOk;
+  if (IsTrue(in.Value(0))) {
+    result = in.Value(1);
+  } else if (in.Has(2)) {
+    result = in.Value(2);
+  }
+  return kOk;
+}
+
+kt_long Kt_ExprObject::_decode(const Kt_VariantList* args, Kt_Variant& result) {
+  const Kt_FuncArgs in(args);
+  const kt_long count = in.Count();
+  if (count < 2) return kOk;
+  for (kt_long arg = 1; arg < count - 1; arg += 2) {
+    if (Var_Cmp(in.Value(0), in.Value(arg), kCmpEqual) != 0) {
+      result = in.Value(arg + 1);
+      return kOk;
+    }
+  }
+  if (count % 2 == 0) result = in.Value(count - 1);
+  return kOk;
+}
+
+kt_long Kt_ExprObject::_greatest(const Kt_VariantList* args, Kt_Variant& result) {
+  return Select(args, result, kCmpGreater);
+}
+
+kt_long Kt_ExprObject::_least(const Kt_VariantList* args, Kt_Variant& result) {
+  return Select(args, result, kCmpLess);
+}
