@@ -25,14 +25,7 @@ kt_long TooLong(Kt_Variant& result) {
 // Takes the text out of `target`, appends and puts it back, so that its buffer is not shared
 // meanwhile and grows in place: a loop of `s += x` is linear.
 kt_long AppendInPlace(Kt_Variant& target, const Kt_Variant& right) {
-  if (&right == &target) {
-    const Kt_WString twice = target.AsString();
-    Kt_WString text = target.TakeString();
-    if (!text.Append(twice.View())) return TooLong(target);
-    target.Set(std::move(text));
-    return 0;
-  }
-  const ValueText added(right);
+  const ValueText added(right);  // of `target` itself, perhaps: Append takes parts of its own text
   Kt_WString text = target.TakeString();
   if (!text.Append(added.View())) return TooLong(target);
   target.Set(std::move(text));

@@ -34,8 +34,7 @@ int Turned(int order) { return order == kUnordered ? kUnordered : -order; }
 // amounts stay different and the order stays total; above, amounts compare exactly.
 constexpr std::int64_t kMaxRoundedUnits = (std::int64_t{1} << 38) * Kt_Currency::kScale;
 
-// An amount against a double by exact value. `amount` is far from the ends of 64 bits once divided
-// by the scale, so both whole parts fit.
+// REQUIRES: the amount is greater than kMaxRoundedUnits, or less than its negative.
 int CompareExactly(std::int64_t units, double real) {
   constexpr double kPastEveryAmount = 1e15;
   if (real >= kPastEveryAmount) return -1;
@@ -48,11 +47,9 @@ int CompareExactly(std::int64_t units, double real) {
     part += Kt_Currency::kScale;
   }
   if (const int order = Sign(whole, static_cast<std::int64_t>(floor))) return order;
-  // The product is rounded; where it meets the amount's part, the error of rounding decides.
-  const double fraction = real - floor;
-  const double scaled = fraction * static_cast<double>(Kt_Currency::kScale);
-  if (const int order = Sign(static_cast<double>(part), scaled)) return order;
-  return Sign(0.0, std::fma(fraction, static_cast<double>(Kt_Currency::kScale), -scaled));
+  // Exact: doubles of this size have at most 15 bits behind the point.
+  const double scaled = (real - floor) * static_cast<double>(Kt_Currency::kScale);
+  return Sign(static_cast<double>(part), scaled);
 }
 
 int CompareAmount(std::int64_t units, double real) {

@@ -19,14 +19,14 @@ using Kt_Tag = std::uint16_t;
 inline constexpr Kt_Tag kTagEmpty = 0;
 inline constexpr Kt_Tag kTagLong = 3;
 inline constexpr Kt_Tag kTagDouble = 5;
-inline constexpr Kt_Tag kTagCurrency = 6;   // 64 bits, four decimals
-inline constexpr Kt_Tag kTagDateTime = 7;   // day number as double, day 0 = 1899-12-30
+inline constexpr Kt_Tag kTagCurrency = 6;  // 64 bits, four decimals
+inline constexpr Kt_Tag kTagDateTime = 7;  // day number as double, day 0 = 1899-12-30
 inline constexpr Kt_Tag kTagString = 8;
 inline constexpr Kt_Tag kTagBool = 11;
 inline constexpr Kt_Tag kTagBinary = 13;
 inline constexpr Kt_Tag kTagList = 0x2000;
 inline constexpr Kt_Tag kTagObject = 0x4000;
-inline constexpr Kt_Tag kTagRef = 0x8000;   // a variable, or one item of a variable's list
+inline constexpr Kt_Tag kTagRef = 0x8000;  // a variable, or one item of a variable's list
 
 // A tagged value of 16 bytes. Numbers are stored in place; strings, lists, binaries, object holds
 // and referenced variables are counted and shared, so a copy never copies content. A change to a
@@ -42,7 +42,10 @@ class KT_CLASS_API Kt_Variant {
   static const Kt_Variant _KtNullVariant;  // the empty value
 
   Kt_Variant() : bits_(0) { payload_.bits = 0; }
-  Kt_Variant(kt_long value) : bits_(kTagLong) { payload_.bits = 0; payload_.integer = value; }
+  Kt_Variant(kt_long value) : bits_(kTagLong) {
+    payload_.bits = 0;
+    payload_.integer = value;
+  }
   Kt_Variant(double value) : bits_(kTagDouble) { payload_.real = value; }
   explicit Kt_Variant(bool value) : bits_(kTagBool) { payload_.bits = value ? 1 : 0; }
   Kt_Variant(const Kt_WString& value);
@@ -81,12 +84,27 @@ class KT_CLASS_API Kt_Variant {
     payload_ = payload;
     return *this;
   }
-  Kt_Variant& operator=(kt_long value) { Set(value); return *this; }
-  Kt_Variant& operator=(double value) { Set(value); return *this; }
-  Kt_Variant& operator=(const Kt_WString& value) { Set(value); return *this; }
-  Kt_Variant& operator=(const Kt_VariantList& value) { Set(value); return *this; }
+  Kt_Variant& operator=(kt_long value) {
+    Set(value);
+    return *this;
+  }
+  Kt_Variant& operator=(double value) {
+    Set(value);
+    return *this;
+  }
+  Kt_Variant& operator=(const Kt_WString& value) {
+    Set(value);
+    return *this;
+  }
+  Kt_Variant& operator=(const Kt_VariantList& value) {
+    Set(value);
+    return *this;
+  }
   Kt_Variant& operator=(Kt_WString&& value) { return *this = Kt_Variant(std::move(value)); }
-  Kt_Variant& operator=(Kt_VariantList&& value) { Set(std::move(value)); return *this; }
+  Kt_Variant& operator=(Kt_VariantList&& value) {
+    Set(std::move(value));
+    return *this;
+  }
   Kt_Variant& operator=(const char16_t* value) { return *this = Kt_Variant(value); }
 
   void Set(kt_long value) {
@@ -122,11 +140,11 @@ class KT_CLASS_API Kt_Variant {
 
   // The content. REQUIRES: the tag is the one named.
   kt_long AsLong() const { return payload_.integer; }
-  double AsDouble() const { return payload_.real; }           // double and date-time
-  std::int64_t AsInt64() const { return payload_.bits; }      // currency (ten-thousandths), bool
-  Kt_WString AsString() const;                                 // shares the buffer
-  std::u16string_view AsStringView() const;                    // good while the value stays
-  std::span<const std::uint8_t> AsBinary() const;              // good while the value stays
+  double AsDouble() const { return payload_.real; }       // double and date-time
+  std::int64_t AsInt64() const { return payload_.bits; }  // currency (ten-thousandths), bool
+  Kt_WString AsString() const;                            // shares the buffer
+  std::u16string_view AsStringView() const;               // good while the value stays
+  std::span<const std::uint8_t> AsBinary() const;         // good while the value stays
 
   // Conversions. ToInteger cuts towards zero and clamps to 32 bits; NaN is 0.
   kt_long ToInteger() const { return KT_LIKELY(IsLong()) ? AsLong() : ConvertToInteger(); }

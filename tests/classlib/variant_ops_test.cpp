@@ -213,6 +213,9 @@ TEST(VarOps, CompareRows) {
       {Amount(std::numeric_limits<std::int64_t>::min()), ">", -922337203685477.6250},
       {Amount(std::numeric_limits<std::int64_t>::min()), "<", 1e300},
       {Amount(std::numeric_limits<std::int64_t>::min()), ">", -kInfinite},
+      {Amount(-3000000000000500), ">", -300000000000.0625},
+      {Amount(-3000000000000500), "<", -300000000000.03125},
+      {Amount(-3000000000000500), "<", 0.5},
       {Amount(std::int64_t{kMaxLong} * 10000), "=", kMaxLong},
       // NaN.
       {kNaN, "?", kNaN},

@@ -282,8 +282,8 @@ TEST(Variant, ReferencesKeepTheirVariable) {
   {
     const Variable variable(u"kept");
     reference.SetRef(*variable);
-    reference.SetRef(*reference.GetRefVariable());  // held by nothing else in between
   }
+  reference.SetRef(*reference.GetRefVariable());  // what drops it is what holds it
   EXPECT_EQ(Describe(reference), "&Skept");
   reference = reference.Dereference();
   EXPECT_EQ(Describe(reference), "Skept");
