@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "classlib/Kt_WString.h"
+
+class Kt_Script;
+class Kt_ScriptFunc;
+class Kt_ScriptOpList;
+
+// Operation trees as text. A line per statement: its line in the source (from 1), its code in
+// hexadecimal, the name of the code, and its name and expressions with bars between them. What is
+// nested stands indented below.
+//
+//   function total(items)
+//       2  1010 var        sum | 0
+//       3  6020 while      i < 3
+//       3    3020 name +=    sum | i
+//
+// Control characters inside expressions are shown as blanks, so a statement never takes more than
+// its line.
+KT_SCRIPT_API Kt_WString DumpScriptOps(const Kt_ScriptOpList& ops);
+// One function / every function of a script, in the order of their definitions.
+KT_SCRIPT_API Kt_WString DumpScriptFunc(const Kt_ScriptFunc& func);
+KT_SCRIPT_API Kt_WString DumpScript(const Kt_Script& script);
