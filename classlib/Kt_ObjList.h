@@ -47,6 +47,8 @@ class KT_CLASS_API Kt_ObjList {
   void Clear();
   // Replaces the elements by copies; null leaves the list as it is. Returns the count.
   kt_long Assign(const Kt_ObjList* source);
+  // Exchanges the elements of two lists of one class; no element moves.
+  void Swap(Kt_ObjList& other) noexcept { items_.swap(other.items_); }
 
  private:
   const Kt_ObjListHandler* handler_;

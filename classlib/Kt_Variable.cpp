@@ -83,12 +83,22 @@ Kt_Variable* Kt_VariableList::SearchAndNote(Kt_Symbol symbol, std::uint16_t& hin
   return variables_[found];
 }
 
-Kt_Variable* Kt_VariableList::AddVariable(const Kt_WString& name, const Kt_Variant& value) {
+Kt_Variable* Kt_VariableList::FindOrAppend(const Kt_WString& name) {
   const Kt_Symbol symbol = kt_makesymbolW(name);
   if (symbol == 0) return nullptr;
-  Kt_Variable* variable = Find(symbol);
-  if (variable == nullptr) variable = Append(symbol, Kt_Variable::New(name));
-  variable->SetValue(value);
+  Kt_Variable* const found = Find(symbol);
+  return found ? found : Append(symbol, Kt_Variable::New(name));
+}
+
+Kt_Variable* Kt_VariableList::AddVariable(const Kt_WString& name, const Kt_Variant& value) {
+  Kt_Variable* const variable = FindOrAppend(name);
+  if (variable != nullptr) variable->SetValue(value);
+  return variable;
+}
+
+Kt_Variable* Kt_VariableList::AddVariable(const Kt_WString& name, Kt_Variant&& value) {
+  Kt_Variable* const variable = FindOrAppend(name);
+  if (variable != nullptr) variable->SetValue(std::move(value));
   return variable;
 }
 

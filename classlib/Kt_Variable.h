@@ -34,6 +34,14 @@ class KT_CLASS_API Kt_Variable : public Kt_Counted {
     }
   }
 
+  void SetValue(Kt_Variant&& value) {
+    if (KT_LIKELY(!value.IsRef())) {
+      value_ = std::move(value);
+    } else {
+      value_ = value.Dereference();
+    }
+  }
+
   static void* operator new(std::size_t size_bytes);
   static void operator delete(void* memory);
 
@@ -79,6 +87,7 @@ class KT_CLASS_API Kt_VariableList {
   // Adds the variable, or replaces the value of the one that has the name. Never null, unless the
   // name is empty.
   Kt_Variable* AddVariable(const Kt_WString& name, const Kt_Variant& value);
+  Kt_Variable* AddVariable(const Kt_WString& name, Kt_Variant&& value);
   // Makes `name` stand for the variable that `reference` (tag 0x8000) refers to; a reference to an
   // item of a list, or any other value, is added by copy.
   Kt_Variable* AddRefVariable(const Kt_WString& name, const Kt_Variant& reference);
@@ -94,6 +103,7 @@ class KT_CLASS_API Kt_VariableList {
   static std::uint64_t Bit(Kt_Symbol symbol) { return std::uint64_t{1} << (symbol & 63); }
   Kt_Variable* Search(Kt_Symbol symbol) const;
   Kt_Variable* SearchAndNote(Kt_Symbol symbol, std::uint16_t& hint) const;
+  Kt_Variable* FindOrAppend(const Kt_WString& name);
   std::uint32_t IndexOf(Kt_Symbol symbol) const;                 // count_ when there is none
   Kt_Variable* Append(Kt_Symbol symbol, Kt_Variable* variable);  // takes over one reference
   void Grow();

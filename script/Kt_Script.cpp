@@ -57,9 +57,4 @@ kt_long Kt_Script::AddVariables(const Kt_VariableList& variables, int overwrite)
   return count;
 }
 
-void Kt_Script::Clear() {
-  GetVariables().Clear();
-  funcs_.Clear();
-}
-
 Kt_ScriptFunc* Kt_Script::GetFunc(const Kt_WString& name) { return funcs_.Find(kt_symbolW(name)); }

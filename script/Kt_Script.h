@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <memory>
+
 #include "classlib/Kt_WStrList.h"
+#include "script/Kt_RunBudget.h"
 #include "script/Kt_ScriptContext.h"
 #include "script/Kt_ScriptFunc.h"
 
@@ -34,7 +37,10 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
   Kt_Script& operator=(const Kt_Script&) = delete;
   ~Kt_Script() override;
 
-  void SetExternalContext(Kt_ExprObject* context) { SetParentCtx(context); }
+  void SetExternalContext(Kt_ExprObject* context) {
+    SetParentCtx(context);
+    funcs_.NewVersion();  // names of calls may stand for something else now
+  }
   Kt_ExprObject* GetExternalContext() const { return GetParentCtx(); }
 
   // Loads a text. Globals are evaluated at once; faults inside functions are recorded and loading
@@ -55,6 +61,7 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
   // Copies variables of the host into the globals; existing ones only with `overwrite` not 0.
   // Returns the number of variables in `variables`, -1 when there are none.
   kt_long AddVariables(const Kt_VariableList& variables, int overwrite);
+  // Removes globals and functions; functions that are running are finished first.
   void Clear();
 
   // The function of that name, in any case; null if there is none.
@@ -71,8 +78,13 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
   kt_long GetCodePage() const { return code_page_; }
   void SetCodePage(kt_long code_page) { code_page_ = code_page; }
 
-  // What the interpreter keeps while functions of this script run; null until the first call.
-  kt::detail::RunState* GetRunState() const { return run_state_; }
+  // What a call from outside may use up; null for no limit. Takes effect with the next call.
+  void SetBudget(const Kt_RunBudget* budget);
+  // Where the script is while it runs, innermost call first: for a message in OnRunTimeError, say.
+  Kt_ScriptCallStack GetCallStack() const;
+
+  // Changes whenever what a called name stands for may have changed.
+  std::uint64_t GetVersion() const { return funcs_.GetVersion(); }
 
  private:
   friend class kt::detail::RunState;
@@ -81,5 +93,10 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
   Kt_ScriptFuncList funcs_;
   Kt_WString text_;
   kt_long code_page_ = 1252;
-  kt::detail::RunState* run_state_ = nullptr;
+  void FreeRetired();
+
+  // What the interpreter keeps while functions run; null until the first call.
+  std::shared_ptr<kt::detail::RunState> run_state_;
+  // Functions that were cleared while they may have been running.
+  std::vector<std::unique_ptr<Kt_ScriptFuncList>> retired_;
 };

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "script/Kt_ScriptFunc.h"
 
+#include <atomic>
+
 #include <new>
 
 #include "script/detail/Kt_BodyParser.h"
@@ -156,10 +158,24 @@ kt_long Kt_ScriptFuncList::Add(const Kt_ScriptFunc& func) {
   if (added < 0) return added;
   GetSafeItem(added)->SetScript(func.GetScript());
   index_.emplace(kt_makesymbolW(func.GetName()), added);
+  NewVersion();
   return added;
+}
+
+void Kt_ScriptFuncList::NewVersion() {
+  static std::atomic<std::uint64_t> last{0};
+  version_ = ++last;
+}
+
+void Kt_ScriptFuncList::Swap(Kt_ScriptFuncList& other) {
+  Kt_ObjList::Swap(other);
+  index_.swap(other.index_);
+  NewVersion();
+  other.NewVersion();
 }
 
 void Kt_ScriptFuncList::Clear() {
   index_.clear();
   Kt_ObjList::Clear();
+  NewVersion();
 }

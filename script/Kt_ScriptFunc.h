@@ -128,7 +128,13 @@ class KT_SCRIPT_API Kt_ScriptFuncList : public Kt_ObjList {
   // Returns the index of the function with the name; -1 when memory ran out.
   kt_long Add(const Kt_ScriptFunc& func);
   void Clear();
+  // Exchanges the functions; none moves in memory.
+  void Swap(Kt_ScriptFuncList& other);
+  // Changes whenever a function came or went; no two states of any lists have the same.
+  std::uint64_t GetVersion() const { return version_; }
+  void NewVersion();
 
  private:
   std::unordered_map<Kt_Symbol, kt_long> index_;
+  std::uint64_t version_ = 0;
 };

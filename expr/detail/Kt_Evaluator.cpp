@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "expr/detail/Kt_Evaluator.h"
 
-#include "classlib/Kt_VarInline.h"
 #include "expr/Kt_ExprUtil.h"
+#include "expr/detail/Kt_Step.h"
 #include "expr/detail/Kt_TraceCalls.h"
 #include "object/Kt_ExprColumnSource.h"
 #include "script/Kt_Script.h"
@@ -31,17 +31,6 @@ bool IsCallable(std::int16_t kind) {
 
 bool IsObjectEntry(std::int16_t kind) {
   return kind == EXPR_OBJ_DATASET || kind == EXPR_OBJ_COMPONENT || kind == EXPR_OBJ_COMPOSIT;
-}
-
-// Lists and binaries have no next or previous value.
-bool CanStep(const Kt_Variant& value) {
-  return value.GetTag() != kTagBinary && value.GetTag() != kTagList;
-}
-
-Kt_Variant Stepped(const Kt_Variant& value, kt_long step) {
-  Kt_Variant result;
-  (void)kt::VarAdd(Kt_Variant(value.ToInteger()), Kt_Variant(step), result);
-  return result;
 }
 
 // Applies a binary operator; `result` may be `left`.

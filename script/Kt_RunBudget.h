@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <vector>
+
+#include "classlib/Kt_WString.h"
+
+// What a host allows one call from outside into a script. Whatever is used up first stops the call:
+// it is reported once and the code (kErrStepBudget, kErrDeadline, kErrCancelled) is returned by
+// Kt_Script::ExecFunc. Deadline and flag are looked at every few hundred steps, which is well
+// within a millisecond of work.
+//
+// The host owns it, and the flag, for as long as the script has it.
+struct Kt_RunBudget {
+  // Statements, loop rounds and calls; 0: no limit.
+  std::int64_t limit_steps = 0;
+  // time_point::max(): none.
+  std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
+  // Stops the script when it becomes true; any thread may raise it. Null: none.
+  const std::atomic<bool>* cancel = nullptr;
+};
+
+// One level of a running script, for messages and debuggers.
+struct Kt_ScriptPosition {
+  Kt_WString source_name;
+  Kt_WString function;
+  kt_long line = 0;  // of the statement being run; counts from 0
+};
+using Kt_ScriptCallStack = std::vector<Kt_ScriptPosition>;  // innermost call first

@@ -1,0 +1,325 @@
+// SPDX-License-Identifier: MIT
+#include "script/detail/Kt_ExprCode.h"
+
+#include <new>
+
+#include "expr/detail/Kt_Step.h"
+#include "object/Kt_ExprStackObj.h"
+#include "script/detail/Kt_ExprCompiler.h"
+#include "script/detail/Kt_Interpreter.h"
+
+namespace kt::detail {
+
+namespace {
+
+constexpr const char16_t* kSource = u"Kt_Expr";
+
+const char16_t* OperatorText(CodeOp op) {
+  switch (op) {
+    case CodeOp::kAdd: return u"+";
+    case CodeOp::kSub: return u"-";
+    case CodeOp::kMul: return u"*";
+    case CodeOp::kDiv: return u"/";
+    default: return u"%";
+  }
+}
+
+// The index or key that an indexer's value stands for, as the evaluator reads it.
+void ReadIndex(const Kt_Variant& value, kt_long& index, Kt_WString& key) {
+  if (KT_LIKELY(value.IsLong())) {
+    index = value.AsLong();
+    return;
+  }
+  const Kt_Variant plain = value.Dereference();
+  index = -1;
+  if (plain.IsLong() || plain.IsDouble()) {
+    index = plain.ToInteger();
+  } else if (!plain.IsEmpty()) {
+    key = plain.ToString();
+  }
+}
+
+}  // namespace
+
+// The temps and bound variables of one evaluation, on the native stack.
+template <int kTemps>
+class CodeFrame {
+ public:
+  CodeFrame(ExprCode& code, Scope& scope)
+      : consts_(code.consts_.data()), code_(code), scope_(scope) {
+    for (std::uint16_t temp = 0; temp < code.temp_count_; ++temp) new (&Temp(temp)) Kt_Variant;
+  }
+  CodeFrame(const CodeFrame&) = delete;
+  CodeFrame& operator=(const CodeFrame&) = delete;
+  ~CodeFrame() {
+    for (std::uint16_t temp = 0; temp < code_.temp_count_; ++temp) Temp(temp).~Kt_Variant();
+    if (is_holding_) {
+      for (std::size_t var = 0; var < bound_count_; ++var) vars_[var]->Unref();
+    }
+  }
+
+  // Before anything runs that may remove variables: calls, and questions to objects.
+  void Hold() {
+    if (is_holding_) return;
+    is_holding_ = true;
+    for (std::size_t var = 0; var < bound_count_; ++var) vars_[var]->AddRef();
+  }
+
+  // Finds the variables; false when one is not a plain variable of the script.
+  bool Bind(const RunState& run) {
+    for (ExprCode::Var& var : code_.vars_) {
+      Kt_Variable* const found = run.FindVariable(&scope_, kt_symbolW(var.name), var.hint);
+      if (KT_UNLIKELY(found == nullptr)) return false;
+      vars_[bound_count_++] = found;
+    }
+    if (!code_.calls_.empty()) Hold();
+    return true;
+  }
+
+  Kt_Variant& Temp(std::uint16_t temp) { return reinterpret_cast<Kt_Variant*>(temps_)[temp]; }
+  Kt_Variable& Var(std::uint16_t operand) { return *vars_[operand - CodeOperand::kVarBase]; }
+  const Kt_Variant& Get(std::uint16_t operand) {
+    if (operand < CodeOperand::kConstBase) return Temp(operand);
+    if (operand < CodeOperand::kVarBase) return consts_[operand - CodeOperand::kConstBase];
+    const Kt_Variant& value = Var(operand).GetValue();
+    return KT_LIKELY(!value.IsObject()) ? value : CheckedObject(value);
+  }
+
+ private:
+  // A variable whose object has gone reads as empty.
+  KT_COLD const Kt_Variant& CheckedObject(const Kt_Variant& value) {
+    Hold();
+    if (value.GetHolder().IsValid()) return value;
+    (void)kt::Report(&scope_, u"kt_exprobj", kErrInvalidObject, u"InvalidObject");
+    return Kt_Variant::_KtNullVariant;
+  }
+
+  const Kt_Variant* consts_;
+  ExprCode& code_;
+  Scope& scope_;
+  std::size_t bound_count_ = 0;
+  bool is_holding_ = false;
+  Kt_Variable* vars_[ExprCode::kMaxVars];
+  alignas(Kt_Variant) unsigned char temps_[kTemps * sizeof(Kt_Variant)];
+};
+
+std::shared_ptr<ExprCode> ExprCode::Make(Kt_Expr& expr) {
+  auto code = std::make_shared<ExprCode>();
+  if (expr.GetText().IsEmpty()) {
+    code->consts_.emplace_back();
+    code->instrs_.push_back({CodeOp::kReturn, 0, CodeOperand::kConstBase, 0, 0});
+    return code;
+  }
+  if (expr.GetState() == kStateUnparsed) {
+    Kt_WString error;
+    if (expr.Parse(error, nullptr) < 0) return code;
+  }
+  const kt_long state = expr.GetState();
+  const bool is_plain = state == kStateOrdinary || state == kStateName || state == kStateConstant;
+  if (!is_plain || !ExprCompiler(expr.GetOps(), *code).Compile()) code->instrs_.clear();
+  return code;
+}
+
+// Calls -------------------------------------------------------------------------------------------
+
+bool ExprCode::BindCall(Call& call, RunState& run, Scope& scope) {
+  call.func = run.GetScript().GetFunc(call.name);
+  call.kind = Call::Kind::kScript;
+  if (call.func != nullptr) return true;
+  Kt_ExprObjInfo info;
+  const int kind = scope.GetMethodType(call.name, info);
+  if (info.GetKind() == EXPR_OBJ_EXTAPI && info.GetExtAPI().handle != nullptr) {
+    call.kind = Call::Kind::kExtApi;
+    call.ext_api = info.GetExtAPI().handle;
+    call.ext_context = info.GetExtAPI().context;
+    return true;
+  }
+  if (info.GetKind() != EXPR_OBJ_NONE || kind != kUnknownName) return false;
+  call.kind = Call::Kind::kBuiltin;
+  call.builtin = Kt_ExprObject::GetIntFunc(call.name.GetText());
+  return call.builtin != nullptr;
+}
+
+bool ExprCode::BindCalls(RunState& run, Scope& scope) {
+  bound_version_ = run.GetScript().GetVersion();
+  is_bound_ = true;
+  for (Call& call : calls_) {
+    if (!BindCall(call, run, scope)) is_bound_ = false;
+  }
+  return is_bound_;
+}
+
+// The walk ----------------------------------------------------------------------------------------
+
+template <int kTemps>
+kt_long ExprCode::RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target* target) {
+  CodeFrame<kTemps> frame(*this, scope);
+  if (KT_UNLIKELY(!frame.Bind(run))) return kUseEvaluator;
+  const CodeInstr* const first = instrs_.data();
+  for (const CodeInstr* in = first;; ++in) {
+    kt_long code = kOk;
+    switch (in->op) {
+      case CodeOp::kAdd:
+        code = kt::VarAdd(frame.Get(in->a), frame.Get(in->b), frame.Temp(in->dst));
+        break;
+      case CodeOp::kSub:
+        code = kt::VarSub(frame.Get(in->a), frame.Get(in->b), frame.Temp(in->dst));
+        break;
+      case CodeOp::kMul:
+        code = kt::VarMul(frame.Get(in->a), frame.Get(in->b), frame.Temp(in->dst));
+        break;
+      case CodeOp::kDiv:
+        code = kt::VarDiv(frame.Get(in->a), frame.Get(in->b), frame.Temp(in->dst));
+        break;
+      case CodeOp::kMod:
+        code = kt::VarMod(frame.Get(in->a), frame.Get(in->b), frame.Temp(in->dst));
+        break;
+      case CodeOp::kEqual:
+        frame.Temp(in->dst) = kt_long{kt::VarCmp(frame.Get(in->a), frame.Get(in->b), kCmpEqual)};
+        break;
+      case CodeOp::kNotEqual:
+        frame.Temp(in->dst) =
+            kt_long{kt::VarCmp(frame.Get(in->a), frame.Get(in->b), kCmpEqual) == 0};
+        break;
+      case CodeOp::kGreater:
+        frame.Temp(in->dst) = kt_long{kt::VarCmp(frame.Get(in->a), frame.Get(in->b), kCmpGreater)};
+        break;
+      case CodeOp::kGreaterEqual:
+        frame.Temp(in->dst) =
+            kt_long{kt::VarCmp(frame.Get(in->a), frame.Get(in->b), kCmpGreaterEqual)};
+        break;
+      case CodeOp::kLess:
+        frame.Temp(in->dst) = kt_long{kt::VarCmp(frame.Get(in->a), frame.Get(in->b), kCmpLess)};
+        break;
+      case CodeOp::kLessEqual:
+        frame.Temp(in->dst) =
+            kt_long{kt::VarCmp(frame.Get(in->a), frame.Get(in->b), kCmpLessEqual)};
+        break;
+      case CodeOp::kAnd:
+        frame.Temp(in->dst) = kt_long{Var_AndOr(frame.Get(in->a), frame.Get(in->b), kLogicAnd)};
+        break;
+      case CodeOp::kOr:
+        frame.Temp(in->dst) = kt_long{Var_AndOr(frame.Get(in->a), frame.Get(in->b), kLogicOr)};
+        break;
+      case CodeOp::kNot:
+        frame.Temp(in->dst) =
+            kt_long{Var_AndOr(frame.Get(in->b), Kt_Variant(kt_long{0}), kLogicOr) == 0};
+        break;
+      case CodeOp::kRight: frame.Temp(in->dst) = frame.Get(in->b); break;
+      case CodeOp::kMove: frame.Temp(in->dst) = frame.Get(in->a); break;
+      case CodeOp::kTestAnd:
+      case CodeOp::kTestOr: {
+        const bool is_true = frame.Get(in->a).ToInteger() != 0;
+        if (is_true == (in->op == CodeOp::kTestOr)) {
+          frame.Temp(in->dst) = kt_long{is_true};
+          in = first + in->extra - 1;
+        } else if (in->dst != in->a) {
+          frame.Temp(in->dst) = frame.Get(in->a);
+        }
+        break;
+      }
+      case CodeOp::kStepBefore:
+      case CodeOp::kStepAfter: {
+        const Kt_Variant old_value(frame.Get(in->a));
+        Kt_Variant new_value = CanStep(old_value) ? Stepped(old_value, in->extra) : old_value;
+        frame.Var(in->a).SetValue(new_value);
+        frame.Temp(in->dst) = in->op == CodeOp::kStepBefore ? new_value : old_value;
+        break;
+      }
+      case CodeOp::kElement: {
+        const Kt_Variant& index = frame.Get(in->b);
+        const Kt_Variant& base = frame.Var(in->a).GetValue();
+        if (KT_LIKELY(index.IsLong() && base.IsList() && index.AsLong() >= 0)) {
+          const Kt_Variant* const item = base.ListItem(index.AsLong());
+          frame.Temp(in->dst) = item ? *item : Kt_Variant::_KtNullVariant;
+          break;
+        }
+        frame.Hold();
+        code = ReadElement(scope, vars_[in->a - CodeOperand::kVarBase].name, base, index,
+                           frame.Temp(in->dst));
+        break;
+      }
+      case CodeOp::kIndex:
+        frame.Hold();
+        code = ReadElement(scope, Kt_WString(), frame.Get(in->a), frame.Get(in->b),
+                           frame.Temp(in->dst));
+        break;
+      case CodeOp::kRef: frame.Temp(in->dst).SetRef(frame.Var(in->a)); break;
+      case CodeOp::kCall:
+        code = RunCall(run, scope, calls_[static_cast<std::size_t>(in->extra)],
+                       in->b > 0 ? &frame.Temp(in->a) : nullptr, in->b, frame.Temp(in->dst));
+        if (KT_UNLIKELY(code != kOk)) return code;
+        break;
+      case CodeOp::kReturn:
+        if (in->a < CodeOperand::kConstBase) {
+          *result = std::move(frame.Temp(in->a));
+        } else {
+          *result = frame.Get(in->a);
+        }
+        return kOk;
+      case CodeOp::kTarget:
+        if (target == nullptr) break;
+        target->variable = Kt_VariableHold(&frame.Var(in->a));
+        target->name = &vars_[in->a - CodeOperand::kVarBase].name;
+        ReadIndex(frame.Get(in->b), target->index, target->key);
+        return kOk;
+    }
+    if (KT_UNLIKELY(code != kOk)) {
+      if (in->op > CodeOp::kMod) return code;  // reported by what found it
+      return kt::Report(&scope, kSource, code, OperatorText(in->op));
+    }
+  }
+}
+
+kt_long ExprCode::ReadElement(Scope& scope, const Kt_WString& name, const Kt_Variant& base,
+                              const Kt_Variant& index, Kt_Variant& result) {
+  kt_long at = -1;
+  Kt_WString key;
+  ReadIndex(index, at, key);
+  const Kt_Variant held = base.Dereference();  // `base` may be the very place of the result
+  Kt_Variant element;
+  const kt_long code = ReadElementOf(&scope, name, held, at, key, element);
+  result = std::move(element);
+  return code;
+}
+
+kt_long ExprCode::RunCall(RunState& run, Scope& scope, const Call& call, Kt_Variant* args,
+                          int arg_count, Kt_Variant& result) {
+  if (call.kind == Call::Kind::kScript) {
+    Kt_Variant value;
+    const kt_long code = Interpreter::CallFunc(*call.func, args, arg_count, value);
+    result = std::move(value);
+    return code;
+  }
+  Kt_VariantList& list = run.TakeArgs();
+  for (int arg = 0; arg < arg_count; ++arg) list.Add(args[arg]);
+  Kt_Variant value;
+  const kt_long code =
+      call.kind == Call::Kind::kBuiltin
+          ? (scope.*call.builtin)(&list, value)
+          : call.ext_api(call.ext_context ? call.ext_context : &scope, &list, value);
+  run.GiveBackArgs();
+  result = std::move(value);
+  return code;
+}
+
+kt_long ExprCode::Run(RunState& run, Scope& scope, Kt_Variant& result) {
+  if (!calls_.empty()) {
+    if (bound_version_ != run.GetScript().GetVersion()) BindCalls(run, scope);
+    if (!is_bound_) return kUseEvaluator;
+  }
+  return temp_count_ <= kFewTemps ? RunIn<kFewTemps>(run, scope, &result, nullptr)
+                                  : RunIn<kMaxTemps>(run, scope, &result, nullptr);
+}
+
+kt_long ExprCode::RunTarget(RunState& run, Scope& scope, Target& target) {
+  if (!has_target_) return kUseEvaluator;
+  if (!calls_.empty()) {
+    if (bound_version_ != run.GetScript().GetVersion()) BindCalls(run, scope);
+    if (!is_bound_) return kUseEvaluator;
+  }
+  return temp_count_ <= kFewTemps ? RunIn<kFewTemps>(run, scope, nullptr, &target)
+                                  : RunIn<kMaxTemps>(run, scope, nullptr, &target);
+}
+
+}  // namespace kt::detail

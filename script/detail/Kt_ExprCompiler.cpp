@@ -1,0 +1,429 @@
+// SPDX-License-Identifier: MIT
+#include "script/detail/Kt_ExprCompiler.h"
+
+#include "expr/Kt_ExprUtil.h"
+
+namespace kt::detail {
+
+namespace {
+
+using CodeOperand::kConstBase;
+using CodeOperand::kVarBase;
+
+bool IsOpener(std::int16_t code) { return code == kOpParen || code == kOpBracket; }
+bool IsVar(std::uint16_t operand) { return operand >= kVarBase; }
+bool IsConst(std::uint16_t operand) { return operand >= kConstBase && operand < kVarBase; }
+
+bool IsPrefix(std::int16_t code) {
+  return code == kOpNot || code == kOpPreInc || code == kOpPreDec || code == kOpAdd ||
+         code == kOpSub;
+}
+
+bool FindBinary(std::int16_t code, CodeOp& op) {
+  switch (code) {
+    case kOpAdd: op = CodeOp::kAdd; return true;
+    case kOpSub: op = CodeOp::kSub; return true;
+    case kOpMul: op = CodeOp::kMul; return true;
+    case kOpDiv: op = CodeOp::kDiv; return true;
+    case kOpMod: op = CodeOp::kMod; return true;
+    case kOpEqual: op = CodeOp::kEqual; return true;
+    case kOpNotEqual: op = CodeOp::kNotEqual; return true;
+    case kOpGreater: op = CodeOp::kGreater; return true;
+    case kOpGreaterEqual: op = CodeOp::kGreaterEqual; return true;
+    case kOpLess: op = CodeOp::kLess; return true;
+    case kOpLessEqual: op = CodeOp::kLessEqual; return true;
+    case kOpAnd: op = CodeOp::kAnd; return true;
+    case kOpOr: op = CodeOp::kOr; return true;
+    case kOpNot: op = CodeOp::kNot; return true;
+    case kOpLoneAnd: op = CodeOp::kRight; return true;
+    default: return false;
+  }
+}
+
+}  // namespace
+
+bool ExprCompiler::Compile() {
+  entries_.emplace_back();
+  for (at_ = 0; at_ < ops_.GetCount(); ++at_) {
+    const Kt_ExprOp& op = *ops_.GetItem(at_);
+    if (!Step(op) || has_failed_) return false;
+    if (op.code == kOpEnd) return Finish();
+  }
+  return false;
+}
+
+bool ExprCompiler::Step(const Kt_ExprOp& op) {
+  switch (op.code) {
+    case kOpWord: {
+      Kt_Variant value;
+      (void)Kt_ExprUtil::GetConstant(op.text, value);
+      return PushConstant(value);
+    }
+    case kOpString: return PushConstant(Kt_Variant(op.text));
+    case kOpInteger: return PushConstant(Kt_Variant(op.GetInteger()));
+    case kOpDecimal: return PushConstant(Kt_Variant(op.GetDecimal()));
+    case kOpName: return Name(op);
+    case kOpCall: return Call(op);
+    case kOpRef:
+      if (Top().kind != Entry::Kind::kNone) return false;
+      Top().kind = Entry::Kind::kRef;
+      return true;
+    case kOpPostInc:
+    case kOpPostDec: return Postfix(op);
+    case kOpMarker: return Marker(op);
+    case kOpParenEnd:
+    case kOpBracketEnd:
+    case kOpComma:
+    case kOpEnd: return Close(op);
+    default: return GetOpClass(op.code) == 3 && Operator(op);
+  }
+}
+
+// Operands ----------------------------------------------------------------------------------------
+
+void ExprCompiler::SetValue(Entry& entry, std::uint16_t operand) {
+  entry.kind = Entry::Kind::kValue;
+  entry.operand = operand;
+}
+
+bool ExprCompiler::PushConstant(const Kt_Variant& value) {
+  if (Top().kind != Entry::Kind::kNone) return false;
+  SetValue(Top(), AddConst(value));
+  return true;
+}
+
+bool ExprCompiler::Name(const Kt_ExprOp& op) {
+  if (Top().kind != Entry::Kind::kNone) return false;
+  const Kt_Symbol symbol = kt_makesymbolW(op.text);
+  const auto next = static_cast<std::uint16_t>(kVarBase + vars_.size());
+  const auto [it, is_new] = vars_.try_emplace(symbol, next);
+  if (is_new) code_.vars_.push_back({op.text});
+  Top().kind = Entry::Kind::kVar;
+  Top().operand = it->second;
+  return vars_.size() <= ExprCode::kMaxVars;
+}
+
+std::uint16_t ExprCompiler::NewTemp() {
+  if (temp_count_ >= ExprCode::kMaxTemps) has_failed_ = true;
+  return static_cast<std::uint16_t>(has_failed_ ? 0 : temp_count_++);
+}
+
+std::uint16_t ExprCompiler::AddConst(const Kt_Variant& value) {
+  if (code_.consts_.size() >= kConstBase) has_failed_ = true;
+  if (has_failed_) return kConstBase;
+  code_.consts_.push_back(value);
+  return static_cast<std::uint16_t>(kConstBase + code_.consts_.size() - 1);
+}
+
+void ExprCompiler::Emit(CodeOp op, std::uint16_t dst, std::uint16_t a, std::uint16_t b,
+                        std::int32_t extra) {
+  code_.instrs_.push_back({op, dst, a, b, extra});
+}
+
+std::uint16_t ExprCompiler::Fix(std::uint16_t operand) {
+  if (!IsVar(operand)) return operand;
+  const std::uint16_t temp = NewTemp();
+  Emit(CodeOp::kMove, temp, operand, 0);
+  return temp;
+}
+
+std::uint16_t ExprCompiler::Unfix(std::uint16_t operand) {
+  if (code_.instrs_.empty() || code_.instrs_.size() <= barrier_) return operand;
+  const CodeInstr last = code_.instrs_.back();
+  if (last.op != CodeOp::kMove || last.dst != operand || !IsVar(last.a)) return operand;
+  code_.instrs_.pop_back();
+  return last.a;
+}
+
+std::uint16_t ExprCompiler::Read(Entry& entry) {
+  switch (entry.kind) {
+    case Entry::Kind::kNone: return AddConst(Kt_Variant());
+    case Entry::Kind::kValue:
+    case Entry::Kind::kVar: return entry.operand;
+    case Entry::Kind::kElement: {
+      const std::uint16_t index = Unfix(entry.index);
+      const std::uint16_t temp = NewTemp();
+      Emit(CodeOp::kElement, temp, entry.operand, index);
+      SetValue(entry, temp);
+      return temp;
+    }
+    case Entry::Kind::kCall: {
+      const std::uint16_t temp = NewTemp();
+      Emit(CodeOp::kCall, temp, entry.first_arg, entry.arg_count, entry.call);
+      SetValue(entry, temp);
+      return temp;
+    }
+    default: has_failed_ = true; return kConstBase;
+  }
+}
+
+// Calls -------------------------------------------------------------------------------------------
+
+// The number of arguments of the call whose name is the record in hand; -1 when its parentheses do
+// not match.
+int ExprCompiler::CountArgs() const {
+  if (at_ + 2 >= ops_.GetCount() || ops_.GetItem(at_ + 1)->code != kOpParen) return -1;
+  if (ops_.GetItem(at_ + 2)->code == kOpParenEnd) return 0;
+  int open = 0;
+  int count = 1;
+  for (kt_long next = at_ + 2; next < ops_.GetCount(); ++next) {
+    switch (ops_.GetItem(next)->code) {
+      case kOpParen:
+      case kOpBracket: ++open; break;
+      case kOpBracketEnd: --open; break;
+      case kOpParenEnd:
+        if (open-- == 0) return count;
+        break;
+      case kOpComma: count += open == 0 ? 1 : 0; break;
+      default: break;
+    }
+  }
+  return -1;
+}
+
+bool ExprCompiler::Call(const Kt_ExprOp& op) {
+  const int arg_count = CountArgs();
+  if (Top().kind != Entry::Kind::kNone || arg_count < 0) return false;
+  if (temp_count_ + arg_count > ExprCode::kMaxTemps) return false;
+  Entry& entry = Top();
+  entry.kind = Entry::Kind::kCall;
+  entry.is_closed = false;
+  entry.arg_count = 0;
+  // Side by side, so that the call finds them in a row.
+  entry.first_arg = static_cast<std::uint16_t>(temp_count_);
+  temp_count_ += arg_count;
+  entry.call = static_cast<std::int32_t>(code_.calls_.size());
+  code_.calls_.emplace_back().name = op.text;
+  return true;
+}
+
+bool ExprCompiler::CollectArg() {
+  Entry& call = Below();
+  if (call.kind == Entry::Kind::kRef) {
+    if (Top().kind != Entry::Kind::kVar) return false;
+    const std::uint16_t temp = NewTemp();
+    Emit(CodeOp::kRef, temp, Top().operand, 0);
+    SetValue(call, temp);
+    return true;
+  }
+  if (call.kind != Entry::Kind::kCall) return false;
+  const auto slot = static_cast<std::uint16_t>(call.first_arg + call.arg_count++);
+  const std::uint16_t value = Read(Top());
+  // What was computed last can go straight to its place.
+  CodeInstr* const last = code_.instrs_.empty() ? nullptr : &code_.instrs_.back();
+  const bool is_fresh = last != nullptr && code_.instrs_.size() > barrier_ && last->dst == value &&
+                        !IsConst(value) && !IsVar(value) && last->op != CodeOp::kTestAnd &&
+                        last->op != CodeOp::kTestOr;
+  if (is_fresh) {
+    last->dst = slot;
+  } else {
+    Emit(CodeOp::kMove, slot, value, 0);
+  }
+  return true;
+}
+
+// Operators ---------------------------------------------------------------------------------------
+
+bool ExprCompiler::Operator(const Kt_ExprOp& op) {
+  Entry& top = Top();
+  if (op.code == kOpMember || op.code == kOpMethod) return false;
+  if (op.code == kOpParen && top.kind != Entry::Kind::kNone) {
+    const bool is_call = top.kind == Entry::Kind::kCall || top.kind == Entry::Kind::kRef;
+    if (!is_call || top.is_closed) return false;
+  }
+  if ((op.code == kOpAnd || op.code == kOpOr) && !Logical(op)) return false;
+  Top().pending = op.code;
+  entries_.emplace_back();
+  return true;
+}
+
+bool ExprCompiler::Logical(const Kt_ExprOp& op) {
+  Entry& top = Top();
+  const std::uint16_t value = Read(top);
+  if (top.logic_temp < 0) {
+    const bool is_temp = !IsVar(value) && !IsConst(value);
+    top.logic_temp = is_temp ? value : NewTemp();
+  }
+  const auto temp = static_cast<std::uint16_t>(top.logic_temp);
+  top.jumps.push_back(code_.instrs_.size());
+  Emit(op.code == kOpAnd ? CodeOp::kTestAnd : CodeOp::kTestOr, temp, value, 0);
+  SetValue(top, temp);
+  return true;
+}
+
+bool ExprCompiler::Marker(const Kt_ExprOp& op) {
+  const Kt_ExprOp* const next = ops_.GetItem(at_ + 1);
+  for (std::int16_t left = op.arg; left > 0 && HasBelow(); --left) {
+    const std::int16_t pending = Below().pending;
+    if (IsOpener(pending)) return true;
+    if (Top().kind == Entry::Kind::kNone && IsPrefix(pending)) return true;
+    if (next != nullptr && GetOpClass(next->code) == 3 &&
+        GetOpPrecedence(next->code) > GetOpPrecedence(pending)) {
+      return true;
+    }
+    // A value that a jump still has to reach would be lost among other entries.
+    if (!Top().jumps.empty()) return false;
+    if (!Apply()) return false;
+  }
+  return true;
+}
+
+bool ExprCompiler::Apply() {
+  Entry& left = Below();
+  if (left.pending == kOpPreInc) return ApplyStep(1);
+  if (left.pending == kOpPreDec) return ApplyStep(-1);
+  CodeOp op;
+  if (!FindBinary(left.pending, op)) return false;
+  std::uint16_t a = Read(left);
+  // The left variable is read first: what the call on the right does to it comes later.
+  if (IsVar(a) && Top().kind == Entry::Kind::kCall) a = Fix(a);
+  const std::uint16_t b = Read(Top());
+  if (FoldConstants(op, a, b)) return true;
+  const bool is_logic = op == CodeOp::kAnd || op == CodeOp::kOr;
+  if (is_logic && left.logic_temp < 0) return false;
+  const std::uint16_t dst = is_logic ? static_cast<std::uint16_t>(left.logic_temp) : NewTemp();
+  Emit(op, dst, a, b);
+  SetValue(left, dst);
+  left.pending = 0;
+  entries_.pop_back();
+  return true;
+}
+
+// Signs and sums of constants are computed here, once.
+bool ExprCompiler::FoldConstants(CodeOp op, std::uint16_t a, std::uint16_t b) {
+  if (!IsConst(a) || !IsConst(b) || op > CodeOp::kMod || has_failed_) return false;
+  const Kt_Variant& left = code_.consts_[a - kConstBase];
+  const Kt_Variant& right = code_.consts_[b - kConstBase];
+  if (!right.IsLong() && !right.IsDouble()) return false;
+  if (!left.IsLong() && !left.IsDouble() && !left.IsEmpty()) return false;
+  Kt_Variant result;
+  switch (op) {
+    case CodeOp::kAdd: (void)Var_Add(left, right, result); break;
+    case CodeOp::kSub: (void)Var_Sub(left, right, result); break;
+    case CodeOp::kMul: (void)Var_Mul(left, right, result); break;
+    case CodeOp::kDiv: (void)Var_Div(left, right, result); break;
+    default: (void)Var_Mod(left, right, result); break;
+  }
+  SetValue(Below(), AddConst(result));
+  Below().pending = 0;
+  entries_.pop_back();
+  return true;
+}
+
+bool ExprCompiler::ApplyStep(std::int32_t step) {
+  if (Top().kind != Entry::Kind::kVar) return false;
+  const std::uint16_t dst = NewTemp();
+  Emit(CodeOp::kStepBefore, dst, Top().operand, 0, step);
+  SetValue(Below(), dst);
+  Below().pending = 0;
+  entries_.pop_back();
+  return true;
+}
+
+bool ExprCompiler::Postfix(const Kt_ExprOp& op) {
+  if (Top().kind != Entry::Kind::kVar) return false;
+  const std::uint16_t dst = NewTemp();
+  Emit(CodeOp::kStepAfter, dst, Top().operand, 0, op.code == kOpPostInc ? 1 : -1);
+  SetValue(Top(), dst);
+  return true;
+}
+
+// Closing records ---------------------------------------------------------------------------------
+
+// Sends the jumps of skipped right operands to here, where the entry on top has its value.
+bool ExprCompiler::LandJumps() {
+  Entry& top = Top();
+  if (top.jumps.empty()) return true;
+  if (top.kind != Entry::Kind::kValue || top.operand != top.logic_temp) return false;
+  for (const std::size_t jump : top.jumps) {
+    code_.instrs_[jump].extra = static_cast<std::int32_t>(code_.instrs_.size());
+  }
+  barrier_ = code_.instrs_.size();
+  top.jumps.clear();
+  top.logic_temp = -1;
+  return true;
+}
+
+bool ExprCompiler::ReduceAtClose() {
+  for (;;) {
+    if (!LandJumps()) return false;
+    if (!HasBelow() || IsOpener(Below().pending)) return true;
+    if (!Apply()) return false;
+  }
+}
+
+bool ExprCompiler::Close(const Kt_ExprOp& op) {
+  if (!ReduceAtClose()) return false;
+  switch (op.code) {
+    case kOpParenEnd: return CloseParen();
+    case kOpBracketEnd: return CloseBracket();
+    case kOpComma: return Comma();
+    default: return !HasBelow();
+  }
+}
+
+bool ExprCompiler::CloseParen() {
+  if (!HasBelow() || Below().pending != kOpParen) return false;
+  Entry& below = Below();
+  if (below.kind == Entry::Kind::kNone) {
+    Entry moved = std::move(Top());
+    moved.logic_temp = below.logic_temp;
+    moved.jumps = std::move(below.jumps);
+    moved.is_closed = true;
+    below = std::move(moved);
+  } else {
+    const bool is_empty = ops_.GetItem(at_ - 1)->code == kOpParen;
+    if (!is_empty && !CollectArg()) return false;
+    if (is_empty && below.kind == Entry::Kind::kRef) return false;
+    below.is_closed = true;
+  }
+  below.pending = 0;
+  entries_.pop_back();
+  return true;
+}
+
+bool ExprCompiler::CloseBracket() {
+  if (!HasBelow() || Below().pending != kOpBracket) return false;
+  const std::uint16_t index = Fix(Read(Top()));
+  entries_.pop_back();
+  Entry& entry = Top();
+  entry.pending = 0;
+  if (entry.kind == Entry::Kind::kVar) {
+    entry.kind = Entry::Kind::kElement;
+    entry.index = index;
+    return true;
+  }
+  if (entry.kind == Entry::Kind::kNone) return false;
+  const std::uint16_t value = Read(entry);
+  const std::uint16_t dst = NewTemp();
+  Emit(CodeOp::kIndex, dst, value, index);
+  SetValue(entry, dst);
+  return true;
+}
+
+bool ExprCompiler::Comma() {
+  if (!HasBelow() || Below().pending != kOpParen || Below().kind != Entry::Kind::kCall) {
+    return false;
+  }
+  if (!CollectArg()) return false;
+  Top() = Entry();
+  return true;
+}
+
+bool ExprCompiler::Finish() {
+  Entry& top = Top();
+  if (top.kind == Entry::Kind::kElement) {
+    const std::uint16_t index = Unfix(top.index);
+    Emit(CodeOp::kTarget, 0, top.operand, index);
+    code_.has_target_ = true;
+    const std::uint16_t temp = NewTemp();
+    Emit(CodeOp::kElement, temp, top.operand, index);
+    Emit(CodeOp::kReturn, 0, temp, 0);
+  } else {
+    Emit(CodeOp::kReturn, 0, Read(top), 0);
+  }
+  code_.temp_count_ = static_cast<std::uint16_t>(temp_count_);
+  return !has_failed_;
+}
+
+}  // namespace kt::detail

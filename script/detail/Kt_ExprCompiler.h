@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <map>
+#include <vector>
+
+#include "script/detail/Kt_ExprCode.h"
+
+namespace kt::detail {
+
+// Makes the compiled form of an operation list by walking it as the evaluator does, with entries
+// that say where a value will be instead of holding one.
+//
+// The evaluator reads entries late, and so does the code: a variable is an operand of the operation
+// that reads it, a call is emitted where its value is first read. A jump is needed only for && and
+// ||: the place where a skipped operand ends is the closing record of its bracket, so the jump is
+// patched there, and both ways leave the value in the same temp.
+//
+// Whatever is not certain to come out the same makes Compile return false.
+class ExprCompiler {
+ public:
+  ExprCompiler(const Kt_ExprOpList& ops, ExprCode& code) : ops_(ops), code_(code) {}
+  bool Compile();
+
+ private:
+  struct Entry {
+    enum class Kind : std::uint8_t { kNone, kValue, kVar, kElement, kCall, kRef };
+    Kind kind = Kind::kNone;
+    bool is_closed = false;       // call: the argument list has ended
+    std::int16_t pending = 0;     // the operator that follows
+    std::uint16_t operand = 0;    // value, variable, or variable of the element
+    std::uint16_t index = 0;      // of the element
+    std::uint16_t first_arg = 0;  // of the call
+    std::uint16_t arg_count = 0;
+    std::int32_t call = -1;
+    int logic_temp = -1;             // where && and || leave their value
+    std::vector<std::size_t> jumps;  // to be sent to where the closing record begins
+  };
+
+  bool Step(const Kt_ExprOp& op);
+  bool PushConstant(const Kt_Variant& value);
+  bool Name(const Kt_ExprOp& op);
+  bool Call(const Kt_ExprOp& op);
+  bool Operator(const Kt_ExprOp& op);
+  bool Logical(const Kt_ExprOp& op);
+  bool Marker(const Kt_ExprOp& op);
+  bool Postfix(const Kt_ExprOp& op);
+  bool Apply();
+  bool ApplyStep(std::int32_t step);
+  bool FoldConstants(CodeOp op, std::uint16_t a, std::uint16_t b);
+  bool ReduceAtClose();
+  bool LandJumps();
+  bool Close(const Kt_ExprOp& op);
+  bool CollectArg();
+  bool CloseParen();
+  bool CloseBracket();
+  bool Comma();
+  bool Finish();
+
+  Entry& Top() { return entries_.back(); }
+  Entry& Below() { return entries_[entries_.size() - 2]; }
+  bool HasBelow() const { return entries_.size() > 1; }
+  void SetValue(Entry& entry, std::uint16_t operand);
+  // Emits what reads the entry, if anything; the operand to use by the next instruction.
+  std::uint16_t Read(Entry& entry);
+  std::uint16_t NewTemp();
+  std::uint16_t AddConst(const Kt_Variant& value);
+  int CountArgs() const;
+  void Emit(CodeOp op, std::uint16_t dst, std::uint16_t a, std::uint16_t b, std::int32_t extra = 0);
+  // The operand for a value that must be read now and used later.
+  std::uint16_t Fix(std::uint16_t operand);
+  // If the last instruction only moved a variable into `operand`, takes it back and gives the
+  // variable.
+  std::uint16_t Unfix(std::uint16_t operand);
+
+  const Kt_ExprOpList& ops_;
+  ExprCode& code_;
+  std::vector<Entry> entries_;
+  std::map<Kt_Symbol, std::uint16_t> vars_;
+  kt_long at_ = 0;
+  int temp_count_ = 0;
+  std::size_t barrier_ = 0;  // instructions before it are jumped to and may not be taken back
+  bool has_failed_ = false;
+};
+
+}  // namespace kt::detail

@@ -1,0 +1,403 @@
+// SPDX-License-Identifier: MIT
+#include "script/detail/Kt_Interpreter.h"
+
+#include "classlib/Kt_NativeStack.h"
+#include "expr/detail/Kt_Step.h"
+#include "object/Kt_ExprStackObj.h"
+#include "script/Kt_ScriptOpPayloads.h"
+
+namespace kt::detail {
+
+namespace {
+
+constexpr const char16_t* kSource = u"Kt_ScriptFunc";
+
+// The tree is const, but expressions parse and compile themselves on first use.
+Kt_Expr& Lazy(const Kt_Expr& expr) { return const_cast<Kt_Expr&>(expr); }
+
+// The operation of a compound assignment: the same digit in both groups, 0x?020 for += and on.
+int OperationOf(std::int16_t opcode) { return opcode & 0xF0; }
+constexpr int kPlainAssign = 0x10;
+
+const char16_t* OperationText(int operation) {
+  switch (operation) {
+    case 0x20: return u"+=";
+    case 0x30: return u"-=";
+    case 0x40: return u"*=";
+    case 0x50: return u"/=";
+    default: return u"%=";
+  }
+}
+
+// Signals that a loop or function lets out: everything but the end of the body and `continue`.
+bool LeavesLoop(kt_long code) { return code != kOk && code != kScriptContinue; }
+
+}  // namespace
+
+// Calls -------------------------------------------------------------------------------------------
+
+kt_long Interpreter::CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
+                              Kt_Variant& result) {
+  result.Clear();
+  if (func.GetScript() == nullptr) return kFailed;
+  Kt_Script& script = *func.GetScript();
+  RunState& run = RunState::Of(script);
+  RunState::Frame frame{&func, nullptr, nullptr};
+  run.Enter(frame);
+  kt_long code = kt_hasstack() ? run.Tick(&script) : run.StopTooDeep(&script);
+  if (KT_LIKELY(code == kOk)) {
+    Scope scope(script);
+    const Kt_ScriptOpList& declared = func.GetArgs();
+    for (int arg = 0; arg < declared.GetCount(); ++arg) {
+      const Kt_WString& name = declared.GetItem(arg)->GetVar()->name;
+      if (arg >= arg_count) {
+        scope.GetVariables().AddVariable(name, Kt_Variant());
+      } else if (args[arg].IsRef()) {
+        scope.GetVariables().AddRefVariable(name, args[arg]);
+      } else {
+        scope.GetVariables().AddVariable(name, std::move(args[arg]));
+      }
+    }
+    code = Interpreter(run, frame).Body(func.GetBody(), &scope, &scope, result);
+    if (code == kScriptReturn || code == kScriptBreak || code == kScriptContinue) code = kOk;
+    if (KT_UNLIKELY(run.GetStopCode() != kOk)) code = run.GetStopCode();
+  }
+  run.Leave();
+  return code;
+}
+
+// Statements --------------------------------------------------------------------------------------
+
+kt_long Interpreter::Body(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
+                          Kt_Variant& result) {
+  result.Clear();
+  // The count is read anew: a statement may load more of the same script.
+  for (kt_long index = 0; index < ops.GetCount(); ++index) {
+    const Kt_ScriptOp& op = *ops.GetItem(index);
+    frame_.op = &op;
+    kt_long code = run_.Tick(context);
+    if (KT_LIKELY(code == kOk)) code = Statement(op, context, scope, result);
+    if (KT_UNLIKELY(code != kOk)) return code;
+  }
+  return kOk;
+}
+
+kt_long Interpreter::Statement(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
+                               Kt_Variant& result) {
+  switch (op.opcode) {
+    case kScriptVar: return Declare(op, context, scope);
+    case kScriptVarArray: return DeclareArray(op, context, scope);
+    case kScriptInc:
+    case kScriptDec: return StepName(op, context, scope);
+    case kScriptSet:
+    case kScriptSetAdd:
+    case kScriptSetSub:
+    case kScriptSetMul:
+    case kScriptSetDiv:
+    case kScriptSetMod: return AssignName(op, context, scope);
+    case kScriptExpr: {
+      Kt_Variant ignored;
+      return Eval(op.GetSet()->value, context, scope, ignored);
+    }
+    case kScriptPathSet:
+    case kScriptPathSetAdd:
+    case kScriptPathSetSub:
+    case kScriptPathSetMul:
+    case kScriptPathSetDiv:
+    case kScriptPathSetMod: return AssignPath(op, context, scope);
+    case kScriptBlock: {
+      const kt_long code = ScopedBody(*op.GetBlock(), context, scope, result);
+      return code == kScriptContinue ? kOk : code;  // ends the block and nothing else
+    }
+    case kScriptContinue:
+    case kScriptBreak: return op.opcode;
+    case kScriptReturn: return Return(op, context, scope, result);
+    case kScriptIf: return If(op, context, scope, result);
+    case kScriptSwitch: return Switch(op, context, scope, result);
+    case kScriptWhile: return While(op, context, scope, result);
+    case kScriptFor: return For(op, context, scope, result);
+    default: return kOk;
+  }
+}
+
+kt_long Interpreter::ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
+                                Kt_Variant& result) {
+  if (KT_UNLIKELY(!kt_hasstack())) return run_.StopTooDeep(context);
+  Scope inner(context, scope, run_.GetScript());
+  return Body(ops, &inner, &inner, result);
+}
+
+// Expressions -------------------------------------------------------------------------------------
+
+kt_long Interpreter::Eval(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope,
+                          Kt_Variant& value) {
+  if (KT_LIKELY(scope != nullptr && scope == context)) {
+    if (ExprCode* const compiled = ExprCode::Of(Lazy(expr))) {
+      const kt_long code = compiled->Run(run_, *scope, value);
+      if (KT_LIKELY(code == kOk)) return kOk;
+      if (code != ExprCode::kUseEvaluator) {
+        value.Clear();
+        return code == kObjectGone ? AfterObjectGone() : code;
+      }
+    }
+  }
+  return EvalSlow(Lazy(expr), context, value);
+}
+
+kt_long Interpreter::EvalSlow(Kt_Expr& expr, Kt_ExprObject* context, Kt_Variant& value) {
+  const kt_long code = expr.ExecExpr(context, value);
+  return KT_UNLIKELY(code == kObjectGone) ? AfterObjectGone() : code;
+}
+
+kt_long Interpreter::EvalTruth(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope,
+                               bool& is_true) {
+  Kt_Variant value;
+  if (const kt_long code = Eval(expr, context, scope, value)) return code;
+  is_true = value.ToInteger() != 0;
+  return kOk;
+}
+
+kt_long Interpreter::ReportUnknown(const Kt_WString& name, kt_long code, Kt_ExprObject* context) {
+  (void)kt::Report(context, kSource, kErrNoVariable, name);
+  return code;
+}
+
+// Declarations ------------------------------------------------------------------------------------
+
+kt_long Interpreter::Declare(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope) {
+  Kt_Variant value;
+  const Kt_ScriptOpVar& var = *op.GetVar();
+  if (const kt_long code = Eval(var.expression, context, scope, value)) return code;
+  if (scope != context) return context->AddCtxVar(var.name, value);
+  if (value.IsRef()) value = value.Dereference();
+  scope->GetVariables().AddVariable(var.name, std::move(value));
+  return kOk;
+}
+
+kt_long Interpreter::DeclareArray(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope) {
+  Kt_Variant value;
+  const Kt_ScriptOpVar& var = *op.GetVar();
+  if (const kt_long code = Eval(var.expression, context, scope, value)) return code;
+  const kt_long count = value.ToInteger();
+  value.Clear();
+  if (count > 0) {
+    Kt_VariantList list;
+    if (!list.Resize(count)) return kt::Report(context, kSource, kErrListTooLong, var.name);
+    value.Set(std::move(list));
+  }
+  return context->AddCtxVar(var.name, value);
+}
+
+// Assignments -------------------------------------------------------------------------------------
+
+kt_long Interpreter::StepName(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope) {
+  const Kt_ScriptOpVar& var = *op.GetVar();
+  const kt_long step = op.opcode == kScriptInc ? 1 : -1;
+  Kt_Variable* variable = run_.FindVariable(scope, kt_symbolW(var.name), var.hint);
+  Kt_Variant value;
+  if (variable == nullptr) {
+    if (const kt_long code = context->GetCtxVar(var.name, &variable, &value)) {
+      return ReportUnknown(var.name, code, context);
+    }
+  }
+  if (variable == nullptr) return context->SetCtxVar(var.name, Stepped(value, step), 0);
+  variable->GetValueW() = Stepped(variable->GetValue(), step);
+  return kOk;
+}
+
+kt_long Interpreter::AssignName(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope) {
+  const Kt_ScriptOpVar& var = *op.GetVar();
+  const int operation = OperationOf(op.opcode);
+  Kt_Variant value;
+  if (const kt_long code = Eval(var.expression, context, scope, value)) return code;
+  if (operation != kPlainAssign) {
+    return CombineName(var.name, var.hint, operation, value, context, scope);
+  }
+  if (Kt_Variable* const found = run_.FindVariable(scope, kt_symbolW(var.name), var.hint)) {
+    found->SetValue(std::move(value));
+    return kOk;
+  }
+  return context->SetCtxVar(var.name, value, 1);
+}
+
+kt_long Interpreter::CombineName(const Kt_WString& name, std::uint16_t& hint, int operation,
+                                 const Kt_Variant& value, Kt_ExprObject* context, Scope* scope) {
+  Kt_Variable* variable = run_.FindVariable(scope, kt_symbolW(name), hint);
+  Kt_Variant current;
+  if (variable == nullptr) {
+    if (const kt_long code = context->GetCtxVar(name, &variable, &current)) {
+      return ReportUnknown(name, code, context);
+    }
+  }
+  if (variable != nullptr) {
+    const Kt_VariableHold hold(variable);  // an object's text may be asked of the host
+    return Combine(operation, value, variable->GetValueW(), context);
+  }
+  if (const kt_long code = Combine(operation, value, current, context)) return code;
+  return context->SetCtxVar(name, current, 0);
+}
+
+// target = target (operation) value; in place, so that appending to a text does not copy it.
+kt_long Interpreter::Combine(int operation, const Kt_Variant& value, Kt_Variant& target,
+                             Kt_ExprObject* context) {
+  kt_long code = kOk;
+  switch (operation) {
+    case 0x20: code = kt::VarAdd(target, value, target); break;
+    case 0x30: code = kt::VarSub(target, value, target); break;
+    case 0x40: code = kt::VarMul(target, value, target); break;
+    case 0x50: code = kt::VarDiv(target, value, target); break;
+    default: code = kt::VarMod(target, value, target); break;
+  }
+  if (KT_LIKELY(code == kOk)) return kOk;
+  return kt::Report(context, kSource, code, OperationText(operation));
+}
+
+kt_long Interpreter::AssignPath(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope) {
+  const Kt_ScriptOpSet& set = *op.GetSet();
+  const int operation = OperationOf(op.opcode);
+  Kt_Variant value;
+  if (const kt_long code = Eval(set.value, context, scope, value)) return code;
+  if (KT_LIKELY(scope != nullptr && scope == context)) {
+    if (ExprCode* const compiled = ExprCode::Of(Lazy(set.target))) {
+      ExprCode::Target target;
+      const kt_long code = compiled->RunTarget(run_, *scope, target);
+      if (KT_LIKELY(code == kOk)) return AssignElement(target, operation, value, context);
+      if (code != ExprCode::kUseEvaluator) {
+        return code == kObjectGone ? AfterObjectGone() : code;
+      }
+    }
+  }
+  return AssignEntry(Lazy(set.target), operation, value, context);
+}
+
+kt_long Interpreter::AssignElement(ExprCode::Target& target, int operation, Kt_Variant& value,
+                                   Kt_ExprObject* context) {
+  Kt_Variant& base = target.variable.Get()->GetValueW();
+  if (operation == kPlainAssign &&
+      KT_LIKELY(target.index >= 0 && base.IsList() && !value.IsRef())) {
+    if (KT_LIKELY(base.ListSet(target.index, value))) return kOk;
+  }
+  if (operation != kPlainAssign) {
+    Kt_Variant current;
+    const Kt_Variant held = base;
+    if (const kt_long code =
+            ReadElementOf(context, *target.name, held, target.index, target.key, current)) {
+      return code;
+    }
+    if (const kt_long code = Combine(operation, value, current, context)) return code;
+    value = std::move(current);
+  }
+  return WriteElementOf(context, *target.name, base, target.index, target.key, value);
+}
+
+kt_long Interpreter::AssignEntry(Kt_Expr& target, int operation, Kt_Variant& value,
+                                 Kt_ExprObject* context) {
+  Kt_ExprStackObj entry;
+  kt_long code = target.ExecExprObj(context, entry);
+  if (code == kObjectGone) code = AfterObjectGone();
+  if (code != kOk) return code;
+  if (target.GetState() == kStateName) {
+    const Kt_WString name = target.GetFirstOp()->text;
+    std::uint16_t hint = 0;
+    if (operation == kPlainAssign) return context->SetCtxVar(name, value, 1);
+    return CombineName(name, hint, operation, value, context, nullptr);
+  }
+  if (operation != kPlainAssign) {
+    Kt_Variant current;
+    if (const kt_long failed = entry.GetObjValue(context, current, 0)) return failed;
+    if (current.IsRef()) current = current.Dereference();
+    if (const kt_long failed = Combine(operation, value, current, context)) return failed;
+    value = std::move(current);
+  }
+  code = entry.SetObjValue(context, value);
+  if (code == kObjectGone) return AfterObjectGone();
+  if (code == kFailed) (void)kt::Report(context, kSource, kErrBadOperation, u"=");
+  if (code == kNoMember) {
+    (void)kt::Report(context, kSource, kErrNoMethod, entry.GetObjID(), target.GetText());
+  }
+  return code;
+}
+
+kt_long Interpreter::Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
+                            Kt_Variant& result) {
+  const kt_long code = Eval(op.GetSet()->value, context, scope, result);
+  if (KT_LIKELY(code == kOk)) return kScriptReturn;
+  // A failure has been reported; the function still returns.
+  return code == kAbort || run_.GetStopCode() != kOk ? code : kScriptReturn;
+}
+
+// Control -----------------------------------------------------------------------------------------
+
+kt_long Interpreter::If(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
+                        Kt_Variant& result) {
+  const Kt_ScriptOpIf& branches = *op.GetIf();
+  for (kt_long index = 0; index < branches.GetCount(); ++index) {
+    const Kt_ScriptOpItem& branch = *branches.GetItem(index);
+    bool is_taken = branch.flag == 1;
+    if (!is_taken) {
+      if (const kt_long code = EvalTruth(branch.expression, context, scope, is_taken)) return code;
+    }
+    if (is_taken) return ScopedBody(branch.body, context, scope, result);
+  }
+  return kOk;
+}
+
+kt_long Interpreter::Switch(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
+                            Kt_Variant& result) {
+  const Kt_ScriptOpSwitch& labels = *op.GetSwitch();
+  Kt_Variant chosen;
+  if (const kt_long code = Eval(labels.expression, context, scope, chosen)) return code;
+  bool is_matched = false;
+  for (kt_long index = 0; index < labels.GetCount(); ++index) {
+    const Kt_ScriptOpItem& label = *labels.GetItem(index);
+    if (label.flag == 1) {
+      is_matched = true;
+    } else if (!is_matched) {
+      Kt_Variant value;
+      if (const kt_long code = Eval(label.expression, context, scope, value)) return code;
+      is_matched = kt::VarCmp(chosen, value, kCmpEqual) != 0;
+    }
+    if (!is_matched) continue;
+    const kt_long code = ScopedBody(label.body, context, scope, result);
+    if (code == kScriptBreak) return kOk;
+    if (code != kOk) return code;
+  }
+  return kOk;
+}
+
+kt_long Interpreter::While(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
+                           Kt_Variant& result) {
+  const Kt_ScriptOpWhile& loop = *op.GetWhile();
+  if (KT_UNLIKELY(!kt_hasstack())) return run_.StopTooDeep(context);
+  // One scope for all rounds: what the body declares stays from one round to the next.
+  Scope inner(context, scope, run_.GetScript());
+  for (;;) {
+    frame_.op = &op;
+    bool goes_on = false;
+    if (const kt_long code = EvalTruth(loop.condition, context, scope, goes_on)) return code;
+    if (!goes_on) return kOk;
+    kt_long code = run_.Tick(context);
+    if (KT_LIKELY(code == kOk)) code = Body(loop.body, &inner, &inner, result);
+    if (KT_UNLIKELY(LeavesLoop(code))) return code == kScriptBreak ? kOk : code;
+  }
+}
+
+kt_long Interpreter::For(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
+                         Kt_Variant& result) {
+  const Kt_ScriptOpFor& loop = *op.GetFor();
+  if (KT_UNLIKELY(!kt_hasstack())) return run_.StopTooDeep(context);
+  if (const kt_long code = Body(loop.init, context, scope, result)) return code;
+  Scope inner(context, scope, run_.GetScript());
+  for (;;) {
+    frame_.op = &op;
+    bool goes_on = false;
+    if (const kt_long code = EvalTruth(loop.condition, context, scope, goes_on)) return code;
+    if (!goes_on) return kOk;
+    kt_long code = run_.Tick(context);
+    if (KT_LIKELY(code == kOk)) code = Body(loop.body, &inner, &inner, result);
+    if (KT_UNLIKELY(LeavesLoop(code))) return code == kScriptBreak ? kOk : code;
+    if (const kt_long failed = Body(loop.step, context, scope, result)) return failed;
+  }
+}
+
+}  // namespace kt::detail

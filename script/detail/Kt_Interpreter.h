@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "script/Kt_ScriptOpItem.h"
+#include "script/detail/Kt_ExprCode.h"
+#include "script/detail/Kt_RunState.h"
+
+namespace kt::detail {
+
+// Runs the operation tree of one function call.
+//
+// House rules:
+//  1. Every statement notes itself in the frame before it does anything, so that a report finds its
+//     line, and is charged as one step.
+//  2. Codes are passed up as they are, except where a statement gives one a meaning; a code that
+//     stops the run (GetStopCode) is never given another.
+//  3. Variables are found at each use: anything evaluated before may have made or removed some.
+//  4. `scope` is null when the context in hand was not made by the interpreter; then everything
+//     goes through the virtual operations of `context`.
+class Interpreter {
+ public:
+  Interpreter(RunState& run, RunState::Frame& frame) : run_(run), frame_(frame) {}
+
+  // Calls `func` with the `arg_count` values at `args`, which may be taken over.
+  static kt_long CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
+                          Kt_Variant& result);
+
+  kt_long Body(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
+               Kt_Variant& result);
+
+ private:
+  kt_long Statement(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
+                    Kt_Variant& result);
+  // Runs a body in a scope of its own inside `context`.
+  kt_long ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
+                     Kt_Variant& result);
+
+  kt_long Declare(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
+  kt_long DeclareArray(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
+  kt_long StepName(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
+  kt_long AssignName(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
+  kt_long CombineName(const Kt_WString& name, std::uint16_t& hint, int operation,
+                      const Kt_Variant& value, Kt_ExprObject* context, Scope* scope);
+  kt_long AssignPath(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
+  kt_long AssignElement(ExprCode::Target& target, int operation, Kt_Variant& value,
+                        Kt_ExprObject* context);
+  kt_long AssignEntry(Kt_Expr& target, int operation, Kt_Variant& value, Kt_ExprObject* context);
+  kt_long Combine(int operation, const Kt_Variant& value, Kt_Variant& target,
+                  Kt_ExprObject* context);
+  kt_long Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
+  kt_long If(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
+  kt_long Switch(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
+  kt_long While(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
+  kt_long For(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
+
+  // Evaluates; answers 9999 when the host behind the script has gone meanwhile.
+  kt_long Eval(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, Kt_Variant& value);
+  kt_long EvalSlow(Kt_Expr& expr, Kt_ExprObject* context, Kt_Variant& value);
+  kt_long EvalTruth(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, bool& is_true);
+  kt_long AfterObjectGone() const { return run_.IsHostValid() ? kOk : kAbort; }
+  kt_long ReportUnknown(const Kt_WString& name, kt_long code, Kt_ExprObject* context);
+
+  RunState& run_;
+  RunState::Frame& frame_;
+};
+
+}  // namespace kt::detail

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+#include "script/detail/Kt_RunState.h"
+
+#include <algorithm>
+
+namespace kt::detail {
+
+namespace {
+
+constexpr const char16_t* kSource = u"Kt_ScriptFunc";
+
+}  // namespace
+
+RunState::RunState(Kt_Script& script) : globals_(&script.GetVariables()), script_(&script) {}
+
+void RunState::Make(Kt_Script& script) { script.run_state_ = std::make_shared<RunState>(script); }
+
+void RunState::Begin() {
+  stop_code_ = kOk;
+  // A host may derive from Kt_Script and answer names itself: then it has to be asked.
+  has_plain_globals_ = typeid(*script_) == typeid(Kt_Script);
+  steps_left_ = budget_ && budget_->limit_steps > 0 ? budget_->limit_steps : kNoLimit;
+  RefillTicks();
+  Kt_ExprObject* const host = script_->GetExternalContext();
+  if (host != nullptr) {
+    host_.Set(host->GetContainer(), host);
+  } else {
+    host_.Clear();
+  }
+}
+
+void RunState::End() {
+  host_.Clear();
+  script_->FreeRetired();
+}
+
+void RunState::RefillTicks() {
+  const bool must_look =
+      budget_ != nullptr && (budget_->cancel != nullptr ||
+                             budget_->deadline != std::chrono::steady_clock::time_point::max());
+  ticks_left_ = must_look ? std::min(steps_left_, kTicksPerLook) : steps_left_;
+  if (steps_left_ != kNoLimit) steps_left_ -= ticks_left_;
+}
+
+kt_long RunState::OnTicksUsed(Kt_ExprObject* context) {
+  ticks_left_ = 0;
+  if (stop_code_ != kOk) return stop_code_;
+  if (budget_ == nullptr) {
+    RefillTicks();
+    return kOk;
+  }
+  if (budget_->cancel != nullptr && budget_->cancel->load(std::memory_order_relaxed)) {
+    return Stop(context, kErrCancelled);
+  }
+  if (std::chrono::steady_clock::now() >= budget_->deadline) return Stop(context, kErrDeadline);
+  if (steps_left_ == 0) return Stop(context, kErrStepBudget);
+  RefillTicks();
+  --ticks_left_;
+  return kOk;
+}
+
+kt_long RunState::StopTooDeep(Kt_ExprObject* context) {
+  return stop_code_ != kOk ? stop_code_ : Stop(context, kErrTooDeep);
+}
+
+kt_long RunState::Stop(Kt_ExprObject* context, kt_long code) {
+  stop_code_ = code;
+  ticks_left_ = 0;  // every later step finds the code again
+  return kt::Report(context, kSource, code, frame_ ? frame_->func->GetName() : Kt_WString());
+}
+
+}  // namespace kt::detail

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <limits>
+#include <typeinfo>
+
+#include "script/Kt_RunBudget.h"
+#include "script/detail/Kt_Scope.h"
+
+namespace kt::detail {
+
+// What the interpreter keeps for one script while its functions run: the chain of calls, the
+// budget, and why the run has to stop. Lives as long as the script.
+class RunState {
+ public:
+  // One call; on the native stack, innermost first.
+  struct Frame {
+    const Kt_ScriptFunc* func;
+    const Kt_ScriptOp* op;  // the statement being run; null before the first
+    Frame* caller;
+  };
+
+  explicit RunState(Kt_Script& script);
+
+  static RunState& Of(Kt_Script& script) {
+    if (KT_UNLIKELY(script.run_state_ == nullptr)) Make(script);
+    return *script.run_state_;
+  }
+
+  // Enters / leaves a call.
+  void Enter(Frame& frame) {
+    if (frame_ == nullptr) Begin();
+    frame.caller = frame_;
+    frame_ = &frame;
+  }
+  void Leave() {
+    frame_ = frame_->caller;
+    if (frame_ == nullptr) End();
+  }
+  bool IsRunning() const { return frame_ != nullptr; }
+  const Frame* GetFrame() const { return frame_; }
+
+  // Charges one step. 0, or the code that stops the run; reported through `context` once.
+  kt_long Tick(Kt_ExprObject* context) {
+    return KT_LIKELY(--ticks_left_ >= 0) ? kOk : OnTicksUsed(context);
+  }
+  // Stops the run because calls nest too deeply.
+  kt_long StopTooDeep(Kt_ExprObject* context);
+  // The code that stops the run, 0 while it goes on. Statements that turn failures into something
+  // else must not do so with this one.
+  kt_long GetStopCode() const { return stop_code_; }
+
+  // The host's object behind the script is still there.
+  bool IsHostValid() const { return host_.IsValid(); }
+
+  // The variable `symbol` as seen from `scope`: locals, then globals. Null when it is not a plain
+  // variable of the script, or only the script itself (a host's subclass) can tell.
+  Kt_Variable* FindVariable(Scope* scope, Kt_Symbol symbol, std::uint16_t& hint) const {
+    if (Kt_Variable* const local = Scope::Find(scope, symbol, hint)) return local;
+    return has_plain_globals_ ? globals_->Find(symbol, hint) : nullptr;
+  }
+
+  // An empty argument list that keeps its memory; give it back in reverse order.
+  Kt_VariantList& TakeArgs() {
+    if (args_used_ == args_.size()) args_.push_back(std::make_unique<Kt_VariantList>());
+    return *args_[args_used_++];
+  }
+  void GiveBackArgs() { args_[--args_used_]->ClearItems(); }
+
+  Kt_Script& GetScript() const { return *script_; }
+  void SetBudget(const Kt_RunBudget* budget) { budget_ = budget; }
+
+ private:
+  static void Make(Kt_Script& script);
+  void Begin();
+  void End();
+  void RefillTicks();
+  KT_COLD kt_long OnTicksUsed(Kt_ExprObject* context);
+  KT_COLD kt_long Stop(Kt_ExprObject* context, kt_long code);
+
+  static constexpr std::int64_t kNoLimit = std::numeric_limits<std::int64_t>::max();
+  static constexpr std::int64_t kTicksPerLook = 512;  // between looks at clock and flag
+
+  std::int64_t ticks_left_ = kNoLimit;
+  std::int64_t steps_left_ = kNoLimit;  // of the budget, without ticks_left_
+  Frame* frame_ = nullptr;
+  kt_long stop_code_ = kOk;
+  bool has_plain_globals_ = false;
+  const Kt_VariableList* globals_;
+  Kt_Script* script_;
+  const Kt_RunBudget* budget_ = nullptr;
+  Kt_ObjectHolder host_;
+  std::vector<std::unique_ptr<Kt_VariantList>> args_;
+  std::size_t args_used_ = 0;
+};
+
+}  // namespace kt::detail
