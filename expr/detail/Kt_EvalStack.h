@@ -23,7 +23,10 @@ struct EvalBlock {
 // the mutex take, a block cannot leave the list and come back between the two halves of a take.
 class EvalStack {
  public:
-  EvalStack() : block_(Take()) { Top().Clear(); }
+  EvalStack() : block_(Take()) {
+    Top().Clear();
+    Top().SetObjStat(0);  // Clear keeps it, and the block has been used before
+  }
   EvalStack(const EvalStack&) = delete;
   EvalStack& operator=(const EvalStack&) = delete;
   ~EvalStack();
