@@ -24,7 +24,7 @@
   /* operation or function */                                                                      \
   X(kErrBadOperation,    0x83B03120, u"'%1' cannot be applied here")                               \
   /* object, method */                                                                             \
-  X(kErrNoMethod,        0x83B03130, u"unknown function '%2' (called on '%1')")                    \
+  X(kErrNoMethod,        0x83B03130, u"unknown function: %2 %1")                                   \
   /* object or reason */                                                                           \
   X(kErrInvalidObject,   0x83B03140, u"invalid object: %1")                                        \
   /* column */                                                                                     \

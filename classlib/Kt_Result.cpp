@@ -18,6 +18,7 @@ Kt_WString Fill(const char16_t* pattern, const std::vector<Kt_WString>& args) {
       out += *at;
     }
   }
+  out.Trim();  // a text may end with an argument that is empty
   return out;
 }
 
