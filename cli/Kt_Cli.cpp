@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+#include "cli/Kt_Cli.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <ostream>
+#include <string_view>
+
+#include "classlib/Kt_WString.h"
+
+namespace kt::cli {
+namespace {
+
+constexpr std::string_view kValueOptions[] = {"--steps", "--timeout", "--include-dir"};
+
+// What follows the function of `kt run` belongs to the script, also when it looks like an option
+// (a negative number, say): a "--" in front of it says so to the parser.
+void ProtectScriptArguments(std::vector<std::string>& arguments) {
+  if (arguments.empty() || arguments[0] != "run") return;
+  int positionals = 0;
+  for (std::size_t at = 1; at < arguments.size(); ++at) {
+    const std::string& argument = arguments[at];
+    if (argument == "--") return;
+    if (std::find(std::begin(kValueOptions), std::end(kValueOptions), argument) !=
+        std::end(kValueOptions)) {
+      ++at;
+    } else if (argument.size() < 2 || argument[0] != '-') {
+      ++positionals;
+    }
+    if (positionals == 2) {
+      arguments.insert(arguments.begin() + static_cast<std::ptrdiff_t>(at) + 1, "--");
+      return;
+    }
+  }
+}
+
+// False when an argument is not UTF-8, which has been reported then.
+bool AreUtf8(const std::vector<std::string>& arguments, Streams streams) {
+  for (std::size_t at = 0; at < arguments.size(); ++at) {
+    Kt_WString ignored;
+    const std::int64_t bad = ConvertUtf8(arguments[at], ignored);
+    if (bad < 0) continue;
+    streams.messages << fmt::format("kt: argument {} is no valid UTF-8 at byte offset {}\n", at + 1,
+                                    bad);
+    return false;
+  }
+  return true;
+}
+
+int Parse(CLI::App& app, std::vector<std::string> arguments, Streams streams) {
+  // The parser takes its arguments from the end.
+  std::reverse(arguments.begin(), arguments.end());
+  try {
+    app.parse(std::move(arguments));
+  } catch (const CLI::ParseError& error) {
+    const int status = app.exit(error, streams.out, streams.messages);
+    return status == 0 ? kFine : kCommandFault;
+  }
+  return -1;
+}
+
+int Run(const Action& action, Streams streams) {
+  const int status = action(streams);
+  streams.out.flush();
+  if (streams.out) return status;
+  streams.messages << "kt: cannot write to the standard output\n";
+  return kScriptFault;
+}
+
+}  // namespace
+
+int Main(std::vector<std::string> arguments, Streams streams) {
+  if (!AreUtf8(arguments, streams)) return kCommandFault;
+  if (arguments.empty() || (arguments.size() == 1 && arguments[0] == "help")) {
+    arguments = {"--help"};
+  } else if (arguments[0] == "help") {
+    arguments = {arguments[1], "--help"};
+  }
+  ProtectScriptArguments(arguments);
+
+  Action action;
+  CLI::App app("Runs, evaluates, checks and explains KtScript scripts.", "kt");
+  app.set_version_flag("--version", std::string("kt ") + KT_CLI_VERSION, "Print the version");
+  app.require_subcommand(1);
+  app.footer(
+      "'kt help COMMAND' describes one command. Exit status: 0 fine, 1 a script or its data\n"
+      "is at fault, 2 the command line is.");
+  AddRun(app, action);
+  AddEval(app, action);
+  AddCheck(app, action);
+  AddDump(app, action);
+  AddFunctions(app, action);
+
+  const int status = Parse(app, std::move(arguments), streams);
+  return status >= 0 ? status : Run(action, streams);
+}
+
+}  // namespace kt::cli

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+}
+
+namespace kt::cli {
+
+// Exit statuses.
+inline constexpr int kFine = 0;
+inline constexpr int kScriptFault = 1;   // a script or its data
+inline constexpr int kCommandFault = 2;  // the command line
+
+// Where results and messages go; the tests pass text streams.
+struct Streams {
+  std::ostream& out;
+  std::ostream& messages;
+};
+
+// What the command line asks for, run after all of it has been read.
+using Action = std::function<int(Streams)>;
+
+// Each command adds itself to the command line and sets `action` when it is the one named.
+void AddRun(CLI::App& app, Action& action);
+void AddEval(CLI::App& app, Action& action);
+void AddCheck(CLI::App& app, Action& action);
+void AddDump(CLI::App& app, Action& action);
+void AddFunctions(CLI::App& app, Action& action);
+
+// The whole program for the arguments behind its name; returns the exit status.
+int Main(std::vector<std::string> arguments, Streams streams);
+
+}  // namespace kt::cli

@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+#include "cli/Kt_CliFile.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <system_error>
+
+namespace kt::cli {
+namespace {
+
+// No text within the limit needs more bytes than three for each unit.
+constexpr std::size_t kMaxFileBytes = std::size_t{3} * kMaxStringLength;
+constexpr std::size_t kReadBytes = 1 << 16;
+
+class FileHandle {
+ public:
+  explicit FileHandle(int fd) : fd_(fd) {}
+  FileHandle(const FileHandle&) = delete;
+  FileHandle& operator=(const FileHandle&) = delete;
+  ~FileHandle() { Close(); }
+
+  bool IsOpen() const { return fd_ >= 0; }
+  int Get() const { return fd_; }
+  bool Close() {
+    if (fd_ < 0) return true;
+    const int result = ::close(fd_);
+    fd_ = -1;
+    return result == 0;
+  }
+
+ private:
+  int fd_;
+};
+
+// The system would read a path with a zero inside as another, shorter one.
+bool IsUsable(const std::string& path) { return path.find('\0') == std::string::npos; }
+
+std::string ErrnoText() { return std::generic_category().message(errno); }
+
+// Reads to the end; a file that grows for ever (a device) ends at the limit.
+FileResult ReadBytes(const std::string& path, std::string& bytes, std::string& error) {
+  if (!IsUsable(path)) {
+    errno = ENOENT;
+    error = ErrnoText();
+    return FileResult::kNoAccess;
+  }
+  const FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.IsOpen()) {
+    error = ErrnoText();
+    return FileResult::kNoAccess;
+  }
+  const auto buffer = std::make_unique<char[]>(kReadBytes);
+  for (;;) {
+    const ssize_t count = ::read(file.Get(), buffer.get(), kReadBytes);
+    if (count == 0) return FileResult::kOk;
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      error = ErrnoText();
+      return FileResult::kNoAccess;
+    }
+    bytes.append(buffer.get(), static_cast<std::size_t>(count));
+    if (bytes.size() > kMaxFileBytes) {
+      error = fmt::format("longer than {} bytes", kMaxFileBytes);
+      return FileResult::kBadContent;
+    }
+  }
+}
+
+bool WriteBytes(int fd, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(fd, bytes.data(), bytes.size());
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    bytes.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+// The rights of the file that is replaced; what the umask leaves for a new one.
+mode_t RightsFor(const std::string& path) {
+  struct stat info;
+  if (::stat(path.c_str(), &info) == 0) return info.st_mode & 07777;
+  const mode_t mask = ::umask(0);
+  ::umask(mask);
+  return 0666 & ~mask;
+}
+
+// The file that a link stands for, so that renaming replaces that and not the link.
+std::string BehindLinks(const std::string& path) {
+  std::error_code ignored;
+  const std::filesystem::path target = std::filesystem::canonical(path, ignored);
+  return ignored ? path : target.string();
+}
+
+bool WriteAndRename(const std::string& target, std::string_view bytes) {
+  std::string beside = target + ".XXXXXX";
+  FileHandle file(::mkstemp(beside.data()));
+  if (!file.IsOpen()) return false;
+  const bool written = WriteBytes(file.Get(), bytes) &&
+                       ::fchmod(file.Get(), RightsFor(target)) == 0 && ::fsync(file.Get()) == 0 &&
+                       file.Close() && ::rename(beside.c_str(), target.c_str()) == 0;
+  if (!written) {
+    const int cause = errno;
+    ::unlink(beside.c_str());
+    errno = cause;
+  }
+  return written;
+}
+
+}  // namespace
+
+FileResult ReadTextFile(const std::string& path, Kt_WString& text, std::string& error) {
+  std::string bytes;
+  const FileResult result = ReadBytes(path, bytes, error);
+  if (result != FileResult::kOk) return result;
+  std::string_view rest = bytes;
+  std::size_t mark = 0;
+  if (rest.starts_with("\xEF\xBB\xBF")) mark = 3;
+  rest.remove_prefix(mark);
+  const std::int64_t bad = ConvertUtf8(rest, text);
+  if (bad < 0) return FileResult::kOk;
+  const bool too_long = text.IsEmpty() && bad >= kMaxStringLength;
+  error = too_long ? fmt::format("longer than {} characters", kMaxStringLength)
+                   : fmt::format("no valid UTF-8 at byte offset {}",
+                                 static_cast<std::size_t>(bad) + mark);
+  return FileResult::kBadContent;
+}
+
+bool WriteTextFile(const std::string& path, const Kt_WString& text, std::string& error) {
+  struct stat info;
+  const std::string bytes = text.ToUtf8();
+  bool written = false;
+  if (!IsUsable(path)) {
+    errno = ENOENT;
+    // A device or a pipe cannot be replaced by a rename; it takes the bytes as they come.
+  } else if (::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
+    FileHandle file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    written = file.IsOpen() && WriteBytes(file.Get(), bytes) && file.Close();
+  } else {
+    written = WriteAndRename(BehindLinks(path), bytes);
+  }
+  if (!written) error = ErrnoText();
+  return written;
+}
+
+}  // namespace kt::cli

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+#include "classlib/Kt_WString.h"
+
+namespace kt::cli {
+
+enum class FileResult {
+  kOk,
+  kNoAccess,    // missing, a folder, not allowed
+  kBadContent,  // too long, or not UTF-8
+};
+
+// The whole of a UTF-8 file as text; a byte order mark is skipped. When it is not kOk, `error` has
+// the reason without the path; for text that is not UTF-8 it names the offset of the byte at fault.
+FileResult ReadTextFile(const std::string& path, Kt_WString& text, std::string& error);
+
+// Writes `text` as UTF-8 into a new file beside `path` and renames it, so that a reader sees the
+// old file or the new one and a failure leaves the old one. A symbolic link stays one: its target
+// is replaced. False with the reason in `error`.
+bool WriteTextFile(const std::string& path, const Kt_WString& text, std::string& error);
+
+}  // namespace kt::cli

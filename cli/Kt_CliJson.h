@@ -1,0 +1,15 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+
+#include "classlib/Kt_Variant.h"
+
+namespace kt::cli {
+
+// The value as one line of JSON. Numbers stay numbers (an infinity or NaN becomes null), booleans
+// true and false, the empty value null, lists arrays; dates are texts, bytes hexadecimal texts, an
+// object is {"object": its identifier}. False when lists are nested too deeply.
+bool ToJson(const Kt_Variant& value, std::string& json);
+
+}  // namespace kt::cli

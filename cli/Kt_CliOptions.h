@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "cli/Kt_Cli.h"
+
+class Kt_CliLoader;
+
+namespace kt::cli {
+
+// The option that several commands share.
+void AddIncludeDirOption(CLI::App& command, std::vector<std::string>& include_dirs);
+// Hands the folders to the loader; false when one is no folder, which has been said then.
+bool AddIncludeDirs(const std::vector<std::string>& include_dirs, const char* command,
+                    Kt_CliLoader& loader, Streams streams);
+
+// Loading a script evaluates its global variables. Commands that do not run the script have no use
+// for their values, give them no host functions, and do not wait for one that runs a long loop.
+inline constexpr std::int64_t kInitialiserSteps = 10000;
+
+}  // namespace kt::cli

@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+#include "cli/Kt_CliReport.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <ostream>
+#include <tuple>
+#include <vector>
+
+#include "cli/Kt_CliText.h"
+#include "script/Kt_SyntaxErrors.h"
+
+namespace {
+
+// Nobody mends more than this at a time, and a text that is no script at all has a fault a line.
+constexpr std::size_t kMaxShown = 100;
+
+std::vector<const Kt_SyntaxError*> InOrder(const Kt_SyntaxErrorList& found) {
+  std::vector<const Kt_SyntaxError*> errors;
+  for (const Kt_SyntaxError& error : found.GetErrors()) errors.push_back(&error);
+  std::stable_sort(errors.begin(), errors.end(),
+                   [](const Kt_SyntaxError* a, const Kt_SyntaxError* b) {
+                     return std::tie(a->line, a->column) < std::tie(b->line, b->column);
+                   });
+  return errors;
+}
+
+std::string Describe(const Kt_SyntaxError& error) {
+  std::string text = (error.is_warning ? "warning: " : "error: ") + error.message.ToUtf8();
+  if (!error.detail.IsEmpty()) text += ": " + error.detail.ToUtf8();
+  if (!error.function_name.IsEmpty() && !error.is_warning) {
+    text += " in function " + error.function_name.ToUtf8();
+  }
+  if (error.is_warning) text += " [" + error.warning_name.ToUtf8() + "]";
+  return text;
+}
+
+}  // namespace
+
+void Kt_CliReport::Line(const std::string& message) {
+  out_.flush();
+  messages_ << message << '\n';
+}
+
+void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
+                           std::size_t length, const std::string& what) {
+  offset = std::min(offset, text.View().size());
+  const kt::cli::Place place = kt::cli::PlaceAt(text, offset);
+  out_.flush();
+  messages_ << fmt::format("{}:{}:{}: {}\n", name, place.line, place.column, what)
+            << kt::cli::LineWithCaret(text, offset, length);
+}
+
+bool Kt_CliReport::Syntax(const std::filesystem::path& file, const std::string& name,
+                          const Kt_WString& text, const Kt_SyntaxErrorList& found) {
+  const std::vector<const Kt_SyntaxError*> errors = InOrder(found);
+  const bool clean = std::all_of(errors.begin(), errors.end(),
+                                 [](const Kt_SyntaxError* error) { return error->is_warning; });
+  if (!reported_.insert(file).second) return clean;
+  for (std::size_t shown = 0; shown < std::min(errors.size(), kMaxShown); ++shown) {
+    const Kt_SyntaxError& error = *errors[shown];
+    const std::size_t offset =
+        kt::cli::LineStart(text, error.line) + static_cast<std::size_t>(error.column) - 1;
+    AtPlace(name, text, offset, static_cast<std::size_t>(std::max(error.length, kt_long{1})),
+            Describe(error));
+  }
+  if (errors.size() > kMaxShown) {
+    Line(fmt::format("{}: {} more are not shown", name, errors.size() - kMaxShown));
+  }
+  return clean;
+}

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <memory>
+#include <ostream>
+
+#include "cli/Kt_Cli.h"
+#include "cli/Kt_CliLoader.h"
+#include "cli/Kt_CliOptions.h"
+#include "cli/Kt_CliReport.h"
+#include "script/Kt_RunBudget.h"
+#include "script/Kt_Script.h"
+
+namespace kt::cli {
+namespace {
+
+struct Options {
+  std::vector<std::string> files;
+  std::vector<std::string> include_dirs;
+  bool no_warnings = false;
+};
+
+int CheckFile(const std::string& file, const Options& options, Kt_CliReport& report,
+              Streams streams) {
+  Kt_Script script;
+  Kt_RunBudget budget;
+  budget.limit_steps = kInitialiserSteps;
+  script.SetBudget(&budget);
+  Kt_CliLoader loader(script, report);
+  if (!AddIncludeDirs(options.include_dirs, "kt check", loader, streams)) return kCommandFault;
+  return loader.Load(file);
+}
+
+int Check(const Options& options, Streams streams) {
+  Kt_CliReport report(streams.out, streams.messages);
+  report.SetWarnings(!options.no_warnings);
+  int status = kFine;
+  for (const std::string& file : options.files) {
+    status = std::max(status, CheckFile(file, options, report, streams));
+  }
+  return status;
+}
+
+}  // namespace
+
+void AddCheck(CLI::App& app, Action& action) {
+  auto options = std::make_shared<Options>();
+  CLI::App* const check = app.add_subcommand("check", "Report syntax errors and likely mistakes");
+  check->add_option("FILE", options->files, "Scripts")->required();
+  AddIncludeDirOption(*check, options->include_dirs);
+  check->add_flag("--no-warn", options->no_warnings, "Report errors only");
+  check->callback([options, &action] {
+    action = [options](Streams streams) { return Check(*options, streams); };
+  });
+}
+
+}  // namespace kt::cli

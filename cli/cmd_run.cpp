@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <memory>
+#include <ostream>
+
+#include "cli/Kt_Cli.h"
+#include "cli/Kt_CliHost.h"
+#include "cli/Kt_CliJson.h"
+#include "cli/Kt_CliLoader.h"
+#include "cli/Kt_CliOptions.h"
+#include "cli/Kt_CliReport.h"
+#include "cli/Kt_CliText.h"
+#include "script/Kt_RunBudget.h"
+#include "script/Kt_Script.h"
+
+namespace kt::cli {
+namespace {
+
+struct Options {
+  std::string file;
+  std::string function = "main";
+  std::vector<std::string> arguments;
+  std::vector<std::string> include_dirs;
+  std::int64_t steps = 0;
+  double timeout_seconds = 0;
+  bool trace = false;
+  bool json = false;
+};
+
+// Longer than anybody waits, and far from overflowing the clock.
+constexpr double kMaxTimeoutSeconds = 1e8;
+
+Kt_RunBudget MakeBudget(const Options& options) {
+  Kt_RunBudget budget;
+  budget.limit_steps = options.steps;
+  if (options.timeout_seconds > 0) {
+    const std::chrono::duration<double> wait(options.timeout_seconds);
+    budget.deadline = std::chrono::steady_clock::now() +
+                      std::chrono::duration_cast<std::chrono::steady_clock::duration>(wait);
+  }
+  return budget;
+}
+
+Kt_VariantList ToList(const std::vector<std::string>& texts) {
+  Kt_VariantList list;
+  for (const std::string& text : texts) list.Add(Kt_WString::FromUtf8(text));
+  return list;
+}
+
+int PrintResult(const Kt_Variant& result, const Options& options, Streams streams) {
+  if (!options.json) {
+    if (!result.IsEmpty()) streams.out << ValueText(result) << '\n';
+    return kFine;
+  }
+  std::string json;
+  if (!ToJson(result, json)) {
+    streams.messages << options.file << ": error: the result is nested too deeply for JSON\n";
+    return kScriptFault;
+  }
+  streams.out << json << '\n';
+  return kFine;
+}
+
+int Call(Kt_Script& script, const Kt_CliHost& host, const Options& options, Streams streams) {
+  const Kt_WString function = Kt_WString::FromUtf8(options.function);
+  if (script.GetFunc(function) == nullptr) {
+    streams.out.flush();
+    streams.messages << fmt::format("{}: error: no function '{}'\n", options.file,
+                                    options.function);
+    return kScriptFault;
+  }
+  const Kt_VariantList arguments = ToList(options.arguments);
+  Kt_Variant result;
+  const kt_long code = script.ExecFunc(function, &arguments, result);
+  // An error in a `return` is reported without ending in a code of its own.
+  if (code == 0 && host.GetErrorCount() == 0) return PrintResult(result, options, streams);
+  if (host.GetErrorCount() == 0) {
+    streams.out.flush();
+    streams.messages << fmt::format("{}: error: function '{}' ended with code {}\n", options.file,
+                                    options.function, code);
+  }
+  return kScriptFault;
+}
+
+int Run(const Options& options, Streams streams) {
+  Kt_CliHost host(streams.out, streams.messages);
+  host.SetTrace(options.trace);
+  host.SetArgs(ToList(options.arguments));
+  Kt_Script script(&host);
+  host.SetScript(&script);
+  const Kt_RunBudget budget = MakeBudget(options);
+  script.SetBudget(&budget);
+
+  Kt_CliReport report(streams.out, streams.messages);
+  Kt_CliLoader loader(script, report);
+  if (!AddIncludeDirs(options.include_dirs, "kt run", loader, streams)) return kCommandFault;
+  loader.SetOnFile([&](const std::string& name) { host.SetSourceName(name); });
+  const int loaded = loader.Load(options.file);
+  if (loaded != kFine) return loaded;
+  if (host.GetErrorCount() > 0) return kScriptFault;
+  return Call(script, host, options, streams);
+}
+
+}  // namespace
+
+void AddRun(CLI::App& app, Action& action) {
+  auto options = std::make_shared<Options>();
+  CLI::App* const run = app.add_subcommand("run", "Load a script and call one of its functions");
+  run->add_option("FILE", options->file, "The script")->required();
+  run->add_option("FUNC", options->function, "The function to call")->capture_default_str();
+  run->add_option("ARG", options->arguments, "Arguments for the function, as texts");
+  AddIncludeDirOption(*run, options->include_dirs);
+  run->add_option("--steps", options->steps, "Stop after about this many steps of work")
+      ->type_name("N")
+      ->check(CLI::Range(std::int64_t{1}, std::numeric_limits<std::int64_t>::max()));
+  run->add_option("--timeout", options->timeout_seconds, "Stop after this many seconds")
+      ->type_name("S")
+      ->check(CLI::Range(0.001, kMaxTimeoutSeconds));
+  run->add_flag("--trace", options->trace, "Write what trace(...) calls say");
+  run->add_flag("--json", options->json, "Print the result as JSON");
+  run->callback([options, &action] {
+    action = [options](Streams streams) { return Run(*options, streams); };
+  });
+}
+
+}  // namespace kt::cli
