@@ -46,13 +46,26 @@ class FormatCache {
   std::size_t next_ = 0;
 };
 
+std::string LanguageOf(const char* locale) {
+  char language[ULOC_LANG_CAPACITY];
+  UErrorCode status = U_ZERO_ERROR;
+  uloc_getLanguage(locale, language, sizeof language, &status);
+  return U_SUCCESS(status) ? language : "";
+}
+
+// For an unknown locale ICU falls back to that of the machine, which would make the same script
+// give different texts on different machines.
+bool IsFallback(const UNumberFormat* format, const char* name) {
+  UErrorCode status = U_ZERO_ERROR;
+  const char* const used = unum_getLocaleByType(format, ULOC_VALID_LOCALE, &status);
+  return U_FAILURE(status) || used == nullptr || LanguageOf(used) != LanguageOf(name);
+}
+
 Format OpenLocale(const char* name) {
   UErrorCode status = U_ZERO_ERROR;
   Format format(unum_open(UNUM_DECIMAL, nullptr, 0, name, nullptr, &status));
-  // For an unknown locale ICU falls back to that of the machine, which would make the same script
-  // give different texts on different machines.
-  if (status == U_USING_DEFAULT_WARNING && *name != '\0') return OpenLocale("");
   if (U_FAILURE(status)) return nullptr;
+  if (*name != '\0' && IsFallback(format.get(), name)) return OpenLocale("");
   unum_setAttribute(format.get(), UNUM_MIN_FRACTION_DIGITS, 0);
   unum_setAttribute(format.get(), UNUM_MAX_FRACTION_DIGITS, 400);
   return format;

@@ -99,9 +99,20 @@ class DatePattern {
  private:
   // Copies up to the closing quote; two quotes in a row are one.
   std::size_t Quoted(std::u16string_view pattern, std::size_t at) {
-    const std::size_t end = std::min(pattern.find(u'\'', at), pattern.size());
-    out_ += end == at ? std::u16string_view(u"'") : pattern.substr(at, end - at);
-    return end + 1;
+    if (at < pattern.size() && pattern[at] == u'\'') {
+      out_ += u'\'';
+      return at + 1;
+    }
+    for (; at < pattern.size(); ++at) {
+      if (pattern[at] != u'\'') {
+        out_ += pattern[at];
+      } else if (at + 1 < pattern.size() && pattern[at + 1] == u'\'') {
+        out_ += pattern[at++];
+      } else {
+        return at + 1;
+      }
+    }
+    return at;
   }
 
   void Field(std::u16string_view run) {

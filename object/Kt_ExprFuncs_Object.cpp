@@ -26,7 +26,7 @@ class ObjectFinder {
   bool Find(const Kt_WString& id, Kt_Variant& result, Kt_WString& failing) {
     Kt_WString name = id;
     if (id.Find(u".") >= 1 && !Walk(id, name, failing)) return false;
-    failing = name;
+    failing = id;
     return Fetch(name, result);
   }
 
