@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "expr/Kt_Expr.h"
 
+#include <utility>
+
 namespace {
 
 // Scripts hold thousands of expressions and nearly all of them fit in one such block.
@@ -43,9 +45,9 @@ void Kt_Expr::Clear() {
 }
 
 void Kt_Expr::SetExpr(const Kt_WString& text) {
-  const Kt_WString held(text);  // `text` may be the stored one
+  Kt_WString held(text);  // `text` may be the stored one
   Clear();
-  text_ = held;
+  text_ = std::move(held);
 }
 
 void Kt_Expr::SetExpr(const char16_t* text) { SetExpr(Kt_WString(text)); }

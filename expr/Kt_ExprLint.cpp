@@ -197,7 +197,7 @@ class Linter {
     if (valid && expr.Parse(Kt_WString(text), error) >= 0) LintOps(piece, expr.GetOps());
   }
 
-  // Calls `visit` with the offset and text of every token.
+  // Calls `visit` with the offset, first unit and length of every token.
   template <class Visit>
   static void EachToken(std::u16string_view text, Visit visit) {
     const auto length = static_cast<kt_long>(text.size());
@@ -206,7 +206,8 @@ class Linter {
       int token_length = 0;
       const int next = Kt_ExprUtil::FindToken(text.data() + at, length - at, start, token_length);
       if (next < 1) return;
-      visit(at + start, text[static_cast<std::size_t>(at + start)], token_length);
+      const kt_long offset = at + start;
+      visit(offset, text[static_cast<std::size_t>(offset)], token_length);
       at += next;
     }
   }

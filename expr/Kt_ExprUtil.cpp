@@ -23,7 +23,7 @@ enum CharClass : std::uint8_t {
 constexpr std::array<std::uint8_t, 128> MakeClasses() {
   std::array<std::uint8_t, 128> classes{};
   const auto add = [&classes](std::string_view chars, int bits) {
-    for (const char c : chars) classes[static_cast<std::size_t>(c)] |= bits;
+    for (const unsigned char c : chars) classes[c] |= bits;
   };
   add(" \t\r\n", kSpace | kBreaker);
   add("0123456789", kDigit | kWord);
