@@ -37,7 +37,7 @@ std::uintptr_t FindFloor() {
   return top - kUnknownBytes;
 }
 
-thread_local std::uintptr_t stack_floor = 0;
+KT_THREAD_LOCAL std::uintptr_t stack_floor = 0;
 
 }  // namespace
 

@@ -46,6 +46,14 @@
 #define KT_MAY_ALIAS
 #endif
 
+// Thread-local state of our libraries that is read in hot paths: at a fixed distance from the
+// thread pointer, instead of through a call. Keep such state to a few words.
+#if defined(__GNUC__) && defined(__ELF__)
+#define KT_THREAD_LOCAL constinit thread_local __attribute__((tls_model("initial-exec")))
+#else
+#define KT_THREAD_LOCAL constinit thread_local
+#endif
+
 // A fault of our own: checked in debug builds only, never used for bad input.
 #define KT_ASSERT(condition) assert(condition)
 

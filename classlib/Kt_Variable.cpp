@@ -9,41 +9,43 @@ namespace {
 
 // Freed variables of this thread, kept for the next ones: a script call makes and frees one for
 // each argument and local, and this is several times faster than the general heap.
-struct FreeList {
-  static constexpr int kMaxKept = 1024;
-  struct Node {
-    Node* next;
-  };
-  Node* head = nullptr;
-  int kept = 0;
-  ~FreeList() {
-    while (head != nullptr) std::free(std::exchange(head, head->next));
-    kept = kMaxKept;  // variables freed after this point go straight to the heap
-  }
+struct FreeNode {
+  FreeNode* next;
 };
+constexpr int kMaxKept = 1024;
+KT_THREAD_LOCAL FreeNode* free_variables = nullptr;
+KT_THREAD_LOCAL int kept_count = 0;
 
-thread_local FreeList free_variables;
+// Empties the list when the thread ends; what is freed after that goes straight to the heap.
+struct ListOwner {
+  ~ListOwner() {
+    while (free_variables != nullptr) {
+      std::free(std::exchange(free_variables, free_variables->next));
+    }
+    kept_count = kMaxKept;
+  }
+  void Watch() {}  // makes sure that the owner exists
+};
+thread_local ListOwner list_owner;
 
 }  // namespace
 
 void* Kt_Variable::operator new(std::size_t size_bytes) {
-  FreeList& list = free_variables;
-  if (KT_LIKELY(list.head != nullptr)) {
-    --list.kept;
-    return std::exchange(list.head, list.head->next);
+  if (KT_LIKELY(free_variables != nullptr)) {
+    --kept_count;
+    return std::exchange(free_variables, free_variables->next);
   }
   if (void* const memory = std::malloc(size_bytes)) return memory;
   throw std::bad_alloc();
 }
 
 void Kt_Variable::operator delete(void* memory) {
-  FreeList& list = free_variables;
-  if (KT_UNLIKELY(list.kept >= FreeList::kMaxKept)) {
+  if (KT_UNLIKELY(kept_count >= kMaxKept)) {
     std::free(memory);
     return;
   }
-  ++list.kept;
-  list.head = new (memory) FreeList::Node{list.head};
+  if (kept_count++ == 0) list_owner.Watch();
+  free_variables = new (memory) FreeNode{free_variables};
 }
 
 Kt_VariableList::Kt_VariableList(const Kt_VariableList& other) { *this = other; }

@@ -42,10 +42,9 @@ class KT_CLASS_API Kt_Variant {
   static const Kt_Variant _KtNullVariant;  // the empty value
 
   Kt_Variant() : bits_(0) { payload_.bits = 0; }
-  Kt_Variant(kt_long value) : bits_(kTagLong) {
-    payload_.bits = 0;
-    payload_.integer = value;
-  }
+  // The whole payload is written at once: a copy reads all of it, and a processor cannot forward
+  // two smaller stores to one load.
+  Kt_Variant(kt_long value) : bits_(kTagLong) { payload_.bits = value; }
   Kt_Variant(double value) : bits_(kTagDouble) { payload_.real = value; }
   explicit Kt_Variant(bool value) : bits_(kTagBool) { payload_.bits = value ? 1 : 0; }
   Kt_Variant(const Kt_WString& value);
@@ -110,8 +109,7 @@ class KT_CLASS_API Kt_Variant {
   void Set(kt_long value) {
     Drop();
     bits_ = kTagLong;
-    payload_.bits = 0;
-    payload_.integer = value;
+    payload_.bits = value;
   }
   void Set(double value) {
     Drop();
@@ -139,7 +137,7 @@ class KT_CLASS_API Kt_Variant {
   bool IsRef() const { return GetTag() == kTagRef; }
 
   // The content. REQUIRES: the tag is the one named.
-  kt_long AsLong() const { return payload_.integer; }
+  kt_long AsLong() const { return static_cast<kt_long>(payload_.bits); }
   double AsDouble() const { return payload_.real; }       // double and date-time
   std::int64_t AsInt64() const { return payload_.bits; }  // currency (ten-thousandths), bool
   Kt_WString AsString() const;                            // shares the buffer
@@ -202,7 +200,6 @@ class KT_CLASS_API Kt_Variant {
   static constexpr std::uint64_t kCountedList = kTagList | kCountedBit;
   union Payload {
     std::int64_t bits;
-    kt_long integer;
     double real;
     Kt_Counted* counted;
   };

@@ -33,7 +33,7 @@ struct FreeQueue {
   Kt_VariantList::Rep* head;
   bool draining;
 };
-thread_local constinit FreeQueue free_queue{nullptr, false};
+KT_THREAD_LOCAL FreeQueue free_queue{nullptr, false};
 
 }  // namespace
 

@@ -68,7 +68,7 @@ class CodeFrame {
   // Finds the variables; false when one is not a plain variable of the script.
   bool Bind(const RunState& run) {
     for (ExprCode::Var& var : code_.vars_) {
-      Kt_Variable* const found = run.FindVariable(&scope_, kt_symbolW(var.name), var.hint);
+      Kt_Variable* const found = run.FindVariable(&scope_, var.symbol, var.hint);
       if (KT_UNLIKELY(found == nullptr)) return false;
       vars_[bound_count_++] = found;
     }
@@ -303,7 +303,35 @@ kt_long ExprCode::RunCall(RunState& run, Scope& scope, const Call& call, Kt_Vari
   return code;
 }
 
+const Kt_Variant* ExprCode::FindOperand(RunState& run, Scope& scope, std::uint16_t operand) {
+  if (operand < CodeOperand::kConstBase) return nullptr;
+  if (operand < CodeOperand::kVarBase) return &consts_[operand - CodeOperand::kConstBase];
+  Var& var = vars_[operand - CodeOperand::kVarBase];
+  const Kt_Variable* const found = run.FindVariable(&scope, var.symbol, var.hint);
+  return found && !found->GetValue().IsObject() ? &found->GetValue() : nullptr;
+}
+
+bool ExprCode::FindPlainTarget(RunState& run, Scope& scope, Target& target) {
+  const CodeInstr& in = instrs_.front();
+  if (in.op != CodeOp::kTarget) return false;
+  const Kt_Variant* const index = FindOperand(run, scope, in.b);
+  if (index == nullptr || !index->IsLong()) return false;
+  Var& var = vars_[in.a - CodeOperand::kVarBase];
+  Kt_Variable* const base = run.FindVariable(&scope, var.symbol, var.hint);
+  if (base == nullptr) return false;
+  target.variable = Kt_VariableHold(base);
+  target.name = &var.name;
+  target.index = index->AsLong();
+  return true;
+}
+
 kt_long ExprCode::Run(RunState& run, Scope& scope, Kt_Variant& result) {
+  if (instrs_.front().op == CodeOp::kReturn) {
+    if (const Kt_Variant* const operand = FindOperand(run, scope, instrs_.front().a)) {
+      result = *operand;
+      return kOk;
+    }
+  }
   if (!calls_.empty()) {
     if (bound_version_ != run.GetScript().GetVersion()) BindCalls(run, scope);
     if (!is_bound_) return kUseEvaluator;
@@ -314,6 +342,7 @@ kt_long ExprCode::Run(RunState& run, Scope& scope, Kt_Variant& result) {
 
 kt_long ExprCode::RunTarget(RunState& run, Scope& scope, Target& target) {
   if (!has_target_) return kUseEvaluator;
+  if (FindPlainTarget(run, scope, target)) return kOk;
   if (!calls_.empty()) {
     if (bound_version_ != run.GetScript().GetVersion()) BindCalls(run, scope);
     if (!is_bound_) return kUseEvaluator;

@@ -101,6 +101,7 @@ class ExprCode {
 
   struct Var {
     Kt_WString name;
+    Kt_Symbol symbol = 0;
     std::uint16_t hint = 0;
   };
   struct Call {
@@ -115,6 +116,9 @@ class ExprCode {
 
   static std::shared_ptr<ExprCode> Make(Kt_Expr& expr);
   bool BindCalls(RunState& run, Scope& scope);
+  // Single operands and plain elements need no frame. Null / false: run the code.
+  const Kt_Variant* FindOperand(RunState& run, Scope& scope, std::uint16_t operand);
+  bool FindPlainTarget(RunState& run, Scope& scope, Target& target);
   bool BindCall(Call& call, RunState& run, Scope& scope);
   template <int kTemps>
   kt_long RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target* target);

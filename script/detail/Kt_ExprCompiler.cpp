@@ -97,7 +97,7 @@ bool ExprCompiler::Name(const Kt_ExprOp& op) {
   const Kt_Symbol symbol = kt_makesymbolW(op.text);
   const auto next = static_cast<std::uint16_t>(kVarBase + vars_.size());
   const auto [it, is_new] = vars_.try_emplace(symbol, next);
-  if (is_new) code_.vars_.push_back({op.text});
+  if (is_new) code_.vars_.push_back({op.text, symbol});
   Top().kind = Entry::Kind::kVar;
   Top().operand = it->second;
   return vars_.size() <= ExprCode::kMaxVars;
