@@ -53,14 +53,14 @@ const BodyParser::Keyword BodyParser::kKeywords[] = {
     {u"continue", &BodyParser::ParseContinue},
 };
 
-kt_long BodyParser::Fail(kt_long code, const Slice* near_text, kt_long line, const Slice& place) {
+kt_long BodyParser::Fail(kt_long code, const Slice* near_text, kt_long line, const Slice& place,
+                         kt_long unnamed_code) {
   Kt_WString near_copy;
   if (near_text != nullptr) near_copy = near_text->Text();
   Fault fault{code, line, {place.SourceOf(0), place.length}};
   if (near_text != nullptr) fault.near_text = &near_copy;
   fault.function_name = &function_name_;
-  // The scanners' own sign for a text that ends before its ';'.
-  if (code == -1) fault.record_code = kSynLineEnd;
+  if (code == -1) fault.record_code = unnamed_code;
   reporter_.Report(fault);
   return -1;
 }

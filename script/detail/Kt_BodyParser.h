@@ -99,8 +99,10 @@ class BodyParser {
   kt_long ParseLabelValue(Kt_ScriptOpItem& item, const Slice& body, Label& label);
   kt_long ParseLabelBody(Kt_ScriptOpItem& item, const Slice& body, Label& label);
 
-  // Reports a fault of the text and returns -1.
-  KT_COLD kt_long Fail(kt_long code, const Slice* near_text, kt_long line, const Slice& place);
+  // Reports a fault of the text and returns -1. `unnamed_code` is what a record shows when the
+  // scanners' code is a plain -1.
+  KT_COLD kt_long Fail(kt_long code, const Slice* near_text, kt_long line, const Slice& place,
+                       kt_long unnamed_code = kSynLineEnd);
   // The same for a fault that a scanner found at `error_pos` of `text`; a place at the end of the
   // text says little, the statement at fault is shown instead.
   KT_COLD kt_long FailScan(kt_long code, const Statement& statement, const Slice& text,

@@ -93,8 +93,7 @@ kt_long BodyParser::ParseVarStatement(Statement& statement) {
   const kt_long code = SplitSpans(list.text, list.length, pieces);
   if (code >= 0) return ParseDeclarators(statement.ops, list, pieces, statement.line);
   const Slice word = statement.Word();
-  Fail(code, &word, statement.line, list);
-  return -1;
+  return Fail(code, &word, statement.line, list, kSynVariable);
 }
 
 kt_long BodyParser::ParseDeclarators(Kt_ScriptOpList& ops, const Slice& text,

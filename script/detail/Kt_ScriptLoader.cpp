@@ -23,6 +23,8 @@ kt_long ScriptLoader::Fail(kt_long code, kt_long line_at, const Slice& place,
   Kt_WString near_copy;
   Kt_WString name_copy;
   Fault fault{code, reporter_.Lines().LineOf(line_at), {place.SourceOf(0), place.length}};
+  // What a declaration answers that cannot even be split.
+  if (code == -1) fault.record_code = kSynVariable;
   if (near_text != nullptr) {
     near_copy = near_text->Text();
     fault.near_text = &near_copy;
