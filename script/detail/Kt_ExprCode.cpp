@@ -112,7 +112,11 @@ std::shared_ptr<ExprCode> ExprCode::Make(Kt_Expr& expr) {
   }
   if (expr.GetState() == kStateUnparsed) {
     Kt_WString error;
-    if (expr.Parse(error, nullptr) < 0) return code;
+    if (expr.Parse(error, nullptr) < 0) {
+      // Back to unparsed: the evaluator finds the fault again, and reports it.
+      expr.SetExpr(Kt_WString(expr.GetText()));
+      return code;
+    }
   }
   const kt_long state = expr.GetState();
   const bool is_plain = state == kStateOrdinary || state == kStateName || state == kStateConstant;
