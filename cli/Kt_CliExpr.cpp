@@ -37,16 +37,19 @@ void Complain(const Kt_WString& text, kt_long offset, const std::string& what,
 
 // A string without end and text behind a lone & or | pass the check of the engine, because scripts
 // may hold such text; on a command line the first is an error and the second worth a word.
-bool CheckEnd(const Kt_WString& text, Kt_CliReport& report) {
+bool CheckStrings(const Kt_WString& text, Kt_CliReport& report) {
   kt_long string_end = 0;
   const kt_long end = TokensEnd(text, string_end);
-  if (end >= text.GetLength()) return true;
-  if (string_end != 0) {
-    Complain(text, end, "error: " + Kt_WString(kt_exprtextW(string_end)).ToUtf8(), report);
-    return false;
-  }
+  if (string_end == 0) return true;
+  Complain(text, end, "error: " + Kt_WString(kt_exprtextW(string_end)).ToUtf8(), report);
+  return false;
+}
+
+void WarnOfUnread(const Kt_WString& text, Kt_CliReport& report) {
+  kt_long string_end = 0;
+  const kt_long end = TokensEnd(text, string_end);
+  if (end >= text.GetLength()) return;
   Complain(text, end, "warning: the text from here on is not read", report);
-  return true;
 }
 
 void Warn(const Kt_WString& text, Kt_CliReport& report) {
@@ -68,18 +71,20 @@ bool IsBracketList(const Kt_WString& text) {
 bool ParseExpression(const Kt_WString& text, Kt_Expr& expression, Kt_CliReport& report) {
   Kt_WString trimmed(text);
   trimmed.Trim();
+  const bool is_list = IsBracketList(trimmed);
+  if (!is_list && !CheckStrings(trimmed, report)) return false;
   kt_long offset = 0;
   const kt_long code = Kt_ExprUtil::IsValidExpr(trimmed.GetText(), trimmed.GetLength(), &offset);
   if (code != 0) {
     Complain(trimmed, offset, "error: " + Kt_WString(kt_exprtextW(code)).ToUtf8(), report);
     return false;
   }
-  if (!IsBracketList(trimmed) && !CheckEnd(trimmed, report)) return false;
   Kt_WString message;
   if (expression.Parse(message, trimmed.GetText()) < 0) {
     Complain(trimmed, expression.GetErrorOffset(), "error: " + message.ToUtf8(), report);
     return false;
   }
+  if (!is_list) WarnOfUnread(trimmed, report);
   Warn(trimmed, report);
   return true;
 }

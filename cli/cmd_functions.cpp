@@ -9,26 +9,49 @@
 #include "classlib/Kt_WStrList.h"
 #include "cli/Kt_Cli.h"
 #include "cli/Kt_CliHost.h"
+#include "cli/Kt_CliText.h"
+#include "object/Kt_ExprFuncsDoc.h"
 #include "object/Kt_ExprObject.h"
 
 namespace kt::cli {
 namespace {
 
+// What is said of the functions of kt itself.
+constexpr Kt_IntFuncDoc kHostDocs[] = {
+    {u"args", u"The list of the arguments that stand behind the function on the command line.", u"",
+     u"", u""},
+    {u"print", u"Writes the texts of the values, with blanks between them, and a line feed.", u"",
+     u"", u""},
+    {u"readText", u"The text of a UTF-8 file.",
+     u"A file that cannot be read, or is not UTF-8, is an error of the run.", u"", u""},
+    {u"writeText",
+     u"Replaces a file by the text, as UTF-8. Whoever reads it sees the old file or the new one.",
+     u"A file that cannot be written is an error of the run.", u"", u""},
+};
+
 // Rows of both tables, as far as a user is interested in them.
 struct Function {
   Kt_WString name;
-  Kt_WString forms;  // one a line
-  bool of_host = false;
+  Kt_WString forms;          // one a line
+  const Kt_IntFuncDoc* doc;  // null: nothing is said
 };
+
+const Kt_IntFuncDoc* HostDoc(const char16_t* name) {
+  for (const Kt_IntFuncDoc& doc : kHostDocs) {
+    if (kt_stricmpW(doc.name, name) == 0) return &doc;
+  }
+  return nullptr;
+}
 
 std::vector<Function> AllFunctions() {
   std::vector<Function> functions;
   const _EXPR_INTFUNC_INFO* const built_in = Kt_ExprObject::GetIntFuncMap();
   for (int row = 0; row < Kt_ExprObject::GetIntFuncCount(); ++row) {
-    functions.push_back({built_in[row].name, built_in[row].help, false});
+    functions.push_back(
+        {built_in[row].name, built_in[row].help, GetIntFuncDoc(built_in[row].name)});
   }
   for (const _EXPR_EXTAPI_INFO& row : HostFunctions()) {
-    functions.push_back({row.name, row.help, true});
+    functions.push_back({row.name, row.help, HostDoc(row.name)});
   }
   std::sort(functions.begin(), functions.end(), [](const Function& a, const Function& b) {
     return kt_stricmpW(a.name.View(), b.name.View()) < 0;
@@ -36,15 +59,22 @@ std::vector<Function> AllFunctions() {
   return functions;
 }
 
-// Call forms, one a line and indented.
-std::string Forms(const Kt_WString& forms, const char* indent) {
-  Kt_WStrList lines;
-  lines.Parse(forms, u"\n");
-  std::string text;
-  for (kt_long line = 0; line < lines.GetCount(); ++line) {
-    text += indent + lines[line].ToUtf8() + "\n";
+constexpr int kTextWidth = 76;
+
+// The words of `text` in indented lines.
+std::string Wrap(const Kt_WString& text) {
+  Kt_WStrList words;
+  words.Parse(text, u" ", 0, false, false);
+  std::string out;
+  int column = 0;
+  for (kt_long word = 0; word < words.GetCount(); ++word) {
+    const int width = DisplayWidth(words[word]);
+    const bool breaks = column == 0 || column + width >= kTextWidth;
+    out += breaks ? (out.empty() ? "    " : "\n    ") : " ";
+    out += words[word].ToUtf8();
+    column = breaks ? width : column + 1 + width;
   }
-  return text;
+  return out.empty() ? out : out + "\n";
 }
 
 int ListAll(Streams streams) {
@@ -59,11 +89,19 @@ int ListAll(Streams streams) {
   return kFine;
 }
 
+void PrintDoc(const Kt_IntFuncDoc& doc, Streams streams) {
+  streams.out << Wrap(doc.does) << Wrap(doc.odd);
+  if (*doc.example == 0) return;
+  streams.out << fmt::format("    {}  gives  {}\n", Kt_WString(doc.example).ToUtf8(),
+                             Kt_WString(doc.result).ToUtf8());
+}
+
 int Explain(const std::string& name, Streams streams) {
   const Kt_WString wanted = Kt_WString::FromUtf8(name);
   for (const Function& function : AllFunctions()) {
     if (!function.name.EqualsNoCase(wanted)) continue;
-    streams.out << Forms(function.forms, "") << (function.of_host ? "    (of kt)\n" : "");
+    streams.out << function.forms.ToUtf8() << '\n';
+    if (function.doc != nullptr) PrintDoc(*function.doc, streams);
     return kFine;
   }
   streams.messages << fmt::format("kt functions: there is no function '{}'\n", name);

@@ -16,8 +16,7 @@ class Order : public Kt_ExprObject {
   double GetDiscount() const { return discount_; }
 
   Kt_WString GetID() const override { return u"order"; }
-  int GetPropertyInfo(const Kt_WString& name, int& flags, Kt_Getter& get,
-                      Kt_Setter& set) override {
+  int GetPropertyInfo(const Kt_WString& name, int& flags, Kt_Getter& get, Kt_Setter& set) override {
     static constexpr _EXPR_SIMPLEPROP_INFO kProperties[] = {
         {u"discount", kHandler<&Order::Discount>, kSetHandler<&Order::SetDiscount>, 0, u""},
         {u"price", kHandler<&Order::Price>, nullptr, 0, u""},
@@ -79,11 +78,12 @@ class Shop : public Kt_ExprObject {
   Order order_;
 };
 
-constexpr char16_t kRules[] = u"function price(minimum) {\n"
-                              u"  if (order.quantity >= minimum) order.discount = 0.1;\n"
-                              u"  return 'total ' + order.total();\n"
-                              u"}\n"
-                              u"function broken() { return order.quantity * rebate; }\n";
+constexpr char16_t kRules[] =
+    u"function price(minimum) {\n"
+    u"  if (order.quantity >= minimum) order.discount = 0.1;\n"
+    u"  return 'total ' + order.total();\n"
+    u"}\n"
+    u"function broken() { return order.quantity * rebate; }\n";
 
 }  // namespace
 

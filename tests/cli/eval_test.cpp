@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+#include "cli_test_util.h"
+
+namespace {
+
+TEST(CliEval, Values) {
+  const struct {
+    std::vector<std::string> arguments;
+    const char* out;
+  } kRows[] = {
+      {{"6 * 7"}, "42\n"},
+      {{" 'é' + 1 "}, "é1\n"},
+      {{""}, "\n"},
+      {{"null"}, "\n"},
+      {{"[1, 'a', 2 + 3]"}, "[1, 'a', 5]\n"},
+      {{"--json", "[1, 'a', null]"}, "[1,\"a\",null]\n"},
+      {{"--json", "1.5"}, "1.5\n"},
+      {{"--", "-5 + 2"}, "-3\n"},
+      {{"length('abc')"}, "3\n"},
+  };
+  for (const auto& row : kRows) {
+    std::vector<std::string> arguments = {"eval"};
+    arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+    const Outcome outcome = Kt(arguments);
+    EXPECT_EQ(outcome.out, row.out) << row.arguments.back();
+    EXPECT_EQ(outcome.messages, "") << row.arguments.back();
+    EXPECT_EQ(outcome.status, 0) << row.arguments.back();
+  }
+}
+
+TEST(CliEval, FaultsPointAtTheirPlace) {
+  const struct {
+    const char* expression;
+    const char* messages;
+  } kRows[] = {
+      {"1 + * 2", "expression:1:5: error: operand expected before this operator\n1 + * 2\n    ^\n"},
+      {"(1", "expression:1:3: error: expression ends too early\n(1\n  ^\n"},
+      {"1 + 'abc", "expression:1:5: error: string without closing '\n1 + 'abc\n    ^\n"},
+      {"'abc", "expression:1:1: error: string without closing '\n'abc\n^\n"},
+      {"2 * -3", "expression:1:5: error: Invalid Operator -\n2 * -3\n    ^\n"},
+      {"missing + 1", "expression: error: unknown variable 'missing'\n"},
+      {"no_such_function(1)", "expression: error: unknown function: no_such_function"},
+  };
+  for (const auto& row : kRows) {
+    const Outcome outcome = Kt({"eval", row.expression});
+    EXPECT_TRUE(outcome.messages.starts_with(row.messages)) << row.expression << "\n"
+                                                            << outcome.messages;
+    EXPECT_EQ(outcome.out, "") << row.expression;
+    EXPECT_EQ(outcome.status, 1) << row.expression;
+  }
+}
+
+TEST(CliEval, WarnsWhereAnExpressionIsReadOtherwiseThanItLooks) {
+  const struct {
+    const char* expression;
+    const char* out;
+    const char* message;
+  } kRows[] = {
+      {"5 & 2", "5\n", "expression:1:3: warning: the text from here on is not read"},
+      {"0 && 1 || 1", "0\n", "[mixed-and-or]"},
+      {"100 - 2 * 3 * 4 - 5", "81\n", "[marker-grouping]"},
+  };
+  for (const auto& row : kRows) {
+    const Outcome outcome = Kt({"eval", row.expression});
+    EXPECT_EQ(outcome.out, row.out);
+    EXPECT_NE(outcome.messages.find(row.message), std::string::npos) << outcome.messages;
+    EXPECT_EQ(outcome.status, 0);
+  }
+}
+
+TEST(CliDump, ShowsOperationsAndTrees) {
+  Outcome outcome = Kt({"dump", "--expr", "1 * 2 + 3"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_NE(outcome.out.find("reduce"), std::string::npos) << outcome.out;
+  EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 7);
+  EXPECT_EQ(Kt({"dump", "--expr", "1 +"}).status, 1);
+
+  const TestFolder folder;
+  const std::string script =
+      folder.Write("a.kts", "function main(a) {\n  if (a) return 1;\n  a += 2;\n}\n");
+  outcome = Kt({"dump", script});
+  EXPECT_EQ(outcome.status, 0);
+  for (const char* const part : {"main", "if", "return", "name +="}) {
+    EXPECT_NE(outcome.out.find(part), std::string::npos) << part << "\n" << outcome.out;
+  }
+}
+
+TEST(CliFunctions, ListsAndExplains) {
+  const Outcome all = Kt({"functions"});
+  EXPECT_EQ(all.status, 0);
+  for (const char* const name : {"lpad", "print", "readText", "toUpperCase", "eval"}) {
+    EXPECT_NE(all.out.find(name), std::string::npos) << name;
+  }
+  for (const char* const name : {"LPAD", "lpad", "print", "Args"}) {
+    const Outcome one = Kt({"functions", name});
+    EXPECT_EQ(one.status, 0) << name;
+    EXPECT_LT(one.out.size(), all.out.size());
+    EXPECT_NE(one.out.find("\n    "), std::string::npos) << one.out;
+  }
+  const Outcome none = Kt({"functions", "nonsense"});
+  EXPECT_EQ(none.status, 2);
+  EXPECT_NE(none.messages, "");
+}
+
+}  // namespace

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+//
+// Runs the scripts of docs/language.md: every ```kts or ```check block, and compares what it prints
+// with the ```output block behind it.
+#include "cli_test_util.h"
+
+namespace {
+
+struct Snippet {
+  int line = 0;  // of the block in the document
+  std::string kind;
+  std::string text;
+  std::string expected;
+};
+
+std::vector<Snippet> ReadSnippets(const std::string& path) {
+  std::vector<Snippet> snippets;
+  std::ifstream file(path);
+  std::string block;
+  std::string line;
+  for (int number = 1; std::getline(file, line); ++number) {
+    if (line.starts_with("```")) {
+      const std::string mark = line.substr(3);
+      if (mark == "kts" || mark == "check") snippets.push_back({number, mark, "", ""});
+      block = block.empty() ? mark : "";
+    } else if (block == "kts" || block == "check") {
+      snippets.back().text += line + "\n";
+    } else if (block == "output" && !snippets.empty()) {
+      snippets.back().expected += line + "\n";
+    }
+  }
+  return snippets;
+}
+
+// Both streams in one, as a terminal shows them. What is only the inside of a function becomes one
+// without a line more, so that the lines in messages are those of the document.
+std::string Output(const Snippet& snippet) {
+  const TestFolder folder;
+  const bool whole = snippet.text.find("function ") != std::string::npos;
+  const std::string file = folder.Write(
+      "snippet.kts", whole ? snippet.text : "function main() { " + snippet.text + "}\n");
+  std::ostringstream both;
+  kt::cli::Main({snippet.kind == "check" ? "check" : "run", file}, {both, both});
+  return folder.Shorten(both.str());
+}
+
+TEST(LanguageDoc, SnippetsPrintWhatTheDocumentSays) {
+  const std::vector<Snippet> snippets = ReadSnippets(KT_PROJECT_DIR "/docs/language.md");
+  ASSERT_GT(snippets.size(), 40u);
+  for (const Snippet& snippet : snippets) {
+    EXPECT_EQ(Output(snippet), snippet.expected)
+        << "docs/language.md line " << snippet.line << ":\n"
+        << snippet.text;
+  }
+}
+
+TEST(ReadmeDoc, FirstScriptPrintsWhatItSays) {
+  const std::string path = KT_PROJECT_DIR "/README.md";
+  const std::vector<Snippet> snippets = ReadSnippets(path);
+  ASSERT_EQ(snippets.size(), 1u);
+  std::ifstream file(path);
+  const std::string text{std::istreambuf_iterator<char>(file), {}};
+  const std::string output = Output(snippets[0]);
+  EXPECT_NE(text.find("```\n$ kt run prices.kts\n" + output + "```\n"), std::string::npos)
+      << output;
+}
+
+TEST(LanguageDoc, EveryWarningHasAnEntryThatShowsIt) {
+  const std::vector<Snippet> snippets = ReadSnippets(KT_PROJECT_DIR "/docs/language.md");
+  std::string shown;
+  for (const Snippet& snippet : snippets) {
+    if (snippet.kind == "check") shown += snippet.expected;
+  }
+  for (const char* const name :
+       {"mixed-and-or", "marker-grouping", "dot-nine", "comment-eats-character",
+        "compare-statement", "else-two-letter-word", "for-ever", "label-case",
+        "default-before-last-label", "second-definition"}) {
+    EXPECT_NE(shown.find("[" + std::string(name) + "]"), std::string::npos) << name;
+  }
+}
+
+}  // namespace
