@@ -15,6 +15,9 @@ namespace fs = std::filesystem;
 
 namespace {
 
+// Each message looks for its line from the start of the file.
+constexpr int kMaxIncludeFaults = 100;
+
 // `start` moved behind the bracket group, the literal or the single character there.
 kt_long SkipPiece(const Kt_WString& text, kt_long start) {
   const char16_t* const at = text.GetText() + start;
@@ -63,26 +66,34 @@ bool Kt_CliLoader::AddIncludeDir(const std::string& path) {
 
 int Kt_CliLoader::Load(const std::string& path) {
   std::error_code error;
-  fs::path file = fs::canonical(path, error);
-  if (error || fs::is_directory(file, error)) {
-    const std::string why = error ? error.message() : "Is a directory";
+  const bool is_folder = fs::is_directory(path, error);
+  if (error || is_folder || !fs::exists(path, error)) {
+    const std::string why = is_folder ? "Is a directory" : error.message();
     report_.Line(fmt::format("{}: error: cannot read: {}", path, why));
     return 2;
   }
+  fs::path file = fs::canonical(path, error);
+  // A pipe has no place in the file system (/dev/stdin): its includes are those of this folder.
+  if (error) file = fs::current_path() / "-";
   root_ = file.parent_path();
   loaded_.insert(file);
-  bool ok = LoadFile(file, path);
+  bool ok = LoadFile(file, path, path);
   while (!wanted_.empty()) {
     const Wanted next = std::move(wanted_.back());
     wanted_.pop_back();
     ok = LoadWanted(next) && ok;
   }
+  if (include_faults_ > kMaxIncludeFaults) {
+    report_.Line(
+        fmt::format("{}: {} more includes failed", path, include_faults_ - kMaxIncludeFaults));
+  }
   return ok ? 0 : 1;
 }
 
-bool Kt_CliLoader::LoadFile(const fs::path& file, const std::string& shown_name) {
+bool Kt_CliLoader::LoadFile(const fs::path& file, const std::string& path,
+                            const std::string& shown_name) {
   std::string error;
-  if (kt::cli::ReadTextFile(file.string(), current_text_, error) != kt::cli::FileResult::kOk) {
+  if (kt::cli::ReadTextFile(path, current_text_, error) != kt::cli::FileResult::kOk) {
     report_.Line(fmt::format("{}: error: cannot read: {}", shown_name, error));
     return false;
   }
@@ -109,6 +120,7 @@ kt_long Kt_CliLoader::LoadIncludes(Kt_Script*, Kt_WStrList& includes) {
 bool Kt_CliLoader::LoadWanted(const Wanted& wanted) {
   const Found found = Find(wanted);
   if (found.file.empty()) {
+    if (++include_faults_ > kMaxIncludeFaults) return false;
     const char* const why =
         found.refused ? "it is outside the folder of the script (--include-dir allows others)"
                       : "there is no such file";
@@ -117,7 +129,7 @@ bool Kt_CliLoader::LoadWanted(const Wanted& wanted) {
     return false;
   }
   if (!loaded_.insert(found.file).second) return true;
-  return LoadFile(found.file, found.shown_name);
+  return LoadFile(found.file, found.file.string(), found.shown_name);
 }
 
 Kt_CliLoader::Found Kt_CliLoader::Find(const Wanted& wanted) const {

@@ -49,7 +49,9 @@ class Kt_CliLoader : public Kt_ScriptLoadHandler {
     bool refused = false;  // there is one, but outside the folders
   };
 
-  bool LoadFile(const std::filesystem::path& file, const std::string& shown_name);
+  // `file` says which file it is and where its includes are; `path` opens it.
+  bool LoadFile(const std::filesystem::path& file, const std::string& path,
+                const std::string& shown_name);
   bool LoadWanted(const Wanted& wanted);
   Found Find(const Wanted& wanted) const;
   bool IsAllowed(const std::filesystem::path& file) const;
@@ -66,6 +68,7 @@ class Kt_CliLoader : public Kt_ScriptLoadHandler {
   std::vector<IncludeDir> include_dirs_;
   std::set<std::filesystem::path> loaded_;
   std::vector<Wanted> wanted_;  // the next one last
+  int include_faults_ = 0;
   // The file that is being parsed.
   std::string current_name_;
   Kt_WString current_text_;

@@ -89,4 +89,12 @@ TEST(CliInclude, LongChainsTakeNoStack) {
   EXPECT_EQ(Kt({"run", folder.Path("f0.kts")}).out, "end\n");
 }
 
+TEST(CliInclude, ManyMissingFilesAreReportedInBrief) {
+  std::string text;
+  for (int line = 0; line < 20000; ++line) text += "#include 'none.kts'\n";
+  const Outcome outcome = RunText(text + "function main() { }\n");
+  EXPECT_EQ(outcome.status, 1);
+  EXPECT_TRUE(outcome.messages.ends_with("a.kts: 19900 more includes failed\n"));
+}
+
 }  // namespace
