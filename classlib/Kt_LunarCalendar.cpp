@@ -21,6 +21,28 @@ struct CloseCalendar {
   void operator()(UCalendar* calendar) const { ucal_close(calendar); }
 };
 
+// Where ICU 72 and the almanacs differ in the Chinese calendar from 1900 to 2050: its new moons are
+// right to some minutes, which decides about the day when one falls that near to midnight, and so
+// does the moment of a solar term about the month that is doubled. An ICU that gives the right days
+// itself is left alone.
+struct DayCorrection {
+  kt_long year;
+  kt_long month;
+  kt_long day;  // the first day of a lunar month by ICU
+  kt_long shift;
+};
+constexpr DayCorrection kDayCorrections[] = {
+    {1954, 2, 4, -1}, {1955, 2, 23, -1}, {1999, 1, 18, -1}, {2012, 8, 18, -1},
+    {2018, 11, 7, 1}, {2027, 2, 7, -1},  {2030, 2, 2, 1},
+};
+
+struct LeapCorrection {
+  kt_long year;
+  kt_long by_icu;
+  kt_long leap_month;
+};
+constexpr LeapCorrection kLeapCorrections[] = {{1917, 3, 2}, {1922, 6, 5}, {1987, 7, 6}};
+
 // ICU's view of one day.
 struct LunarDay {
   kt_long month = 0;
@@ -104,6 +126,17 @@ struct LunarYear {
     month_count = count;
     return true;
   }
+
+  void Correct(kt_long year) {
+    for (const DayCorrection& row : kDayCorrections) {
+      const kt_long by_icu = DayNumber(row.year, row.month, row.day);
+      for (kt_long& start : starts) start += start == by_icu ? row.shift : 0;
+    }
+    // The leap month `m` stands behind m months.
+    for (const LeapCorrection& row : kLeapCorrections) {
+      if (year == row.year && leap_index == row.by_icu) leap_index = row.leap_month;
+    }
+  }
 };
 
 class YearTable {
@@ -118,6 +151,7 @@ class YearTable {
       IcuCalendar calendar(which);
       LunarYear computed;
       if (!computed.Compute(calendar, year)) return false;
+      if (which == Kt_LunarCalendar::kChinese) computed.Correct(year);
       entry = computed;
     }
     out = entry;

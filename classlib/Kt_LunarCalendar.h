@@ -6,8 +6,9 @@
 // The lunisolar calendar of East Asia. Months begin on the day of the new moon; a year has twelve,
 // or thirteen when one of them is repeated as a leap month.
 //
-// The days are computed by ICU's astronomical calendars. They are right for the years in which
-// people use them, and cut to 1700 to 2299, beyond which nobody can check them.
+// The days are computed by ICU's astronomical calendars, for 1700 to 2299. Those of the Chinese
+// calendar from 1900 to 2050 are checked against almanacs and set right where ICU differs; outside
+// of that a month may begin a day off when its new moon falls within minutes of midnight.
 // Threads: free to call from any; the first question about a year computes that year.
 
 // Which of ICU's calendars: "chinese", whose months begin at Chinese time, or "dangi", the Korean

@@ -46,11 +46,13 @@ class FormatCache {
   std::size_t next_ = 0;
 };
 
+// Empty when there is none. A language that just fits has no terminating zero.
 std::string LanguageOf(const char* locale) {
   char language[ULOC_LANG_CAPACITY];
   UErrorCode status = U_ZERO_ERROR;
-  uloc_getLanguage(locale, language, sizeof language, &status);
-  return U_SUCCESS(status) ? language : "";
+  const std::int32_t length = uloc_getLanguage(locale, language, sizeof language, &status);
+  if (U_FAILURE(status) || length > static_cast<std::int32_t>(sizeof language)) return {};
+  return {language, static_cast<std::size_t>(length)};
 }
 
 // For an unknown locale ICU falls back to that of the machine, which would make the same script
