@@ -15,6 +15,7 @@
 // most six in a row. So parsing is linear.
 #include <algorithm>
 #include <bit>
+#include <limits>
 
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
@@ -311,17 +312,20 @@ bool Parser::ParseOperand() {
 }
 
 bool Parser::ParseNumber(int kind) {
-  // Nine digits always fit; longer numbers are cut to 32 bits by the string.
-  if (kind == 1 && token_length_ <= 9) {
+  if (kind == 1 && token_length_ <= 9) {  // always fits a long
     kt_long value = 0;
     for (const char16_t digit : Token()) value = value * 10 + (digit - u'0');
     slot_->number.integer = value;
-  } else if (kind == 1) {
-    slot_->number.integer = Kt_WString(Token()).ToInteger();
-  } else {
-    slot_->number.decimal = Kt_WString(Token()).ToDouble();
+    return Write(kOpInteger);
   }
-  return Write(kind == 1 ? kOpInteger : kOpDecimal);
+  const double value = Kt_WString(Token()).ToDouble();
+  // Like the result of an operator, a whole number that no long can hold is a double.
+  if (kind == 1 && value <= std::numeric_limits<kt_long>::max()) {
+    slot_->number.integer = static_cast<kt_long>(value);
+    return Write(kOpInteger);
+  }
+  slot_->number.decimal = value;
+  return Write(kOpDecimal);
 }
 
 bool Parser::Write(std::int16_t code, std::u16string_view text) {

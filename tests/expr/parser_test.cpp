@@ -47,7 +47,7 @@ TEST(Parser, WritesRecords) {
       {u"'it\\'s'", "string:it\\'s ."},
       {u"''", "string ."},
       {u"2147483647", "integer:2147483647 ."},
-      {u"99999999999", "integer:2147483647 ."},
+      {u"99999999999", "decimal:99999999999.000000 ."},
       {u"1.5", "decimal:1.500000 ."},
       {u".5", "decimal:0.500000 ."},
       {u"f (2)", "call:f ( integer:2 ) ."},
