@@ -2,7 +2,6 @@
 #include "script/Kt_ScriptFunc.h"
 
 #include <atomic>
-
 #include <new>
 
 #include "script/detail/Kt_BodyParser.h"
