@@ -137,4 +137,16 @@ KT_ALWAYS_INLINE bool VarIsTrue(const Kt_Variant& value) {
   return KT_LIKELY(value.IsLong()) ? value.AsLong() != 0 : Var_IsTrue(value);
 }
 
+// Lists and binaries have no next or previous value.
+inline bool CanStep(const Kt_Variant& value) {
+  return value.GetTag() != kTagBinary && value.GetTag() != kTagList;
+}
+
+// What ++ and -- make of a value: its integer value plus or minus one.
+inline Kt_Variant Stepped(const Kt_Variant& value, kt_long step) {
+  Kt_Variant result;
+  detail::StoreWhole(std::int64_t{value.ToInteger()} + step, result);
+  return result;
+}
+
 }  // namespace kt

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "expr/detail/Kt_Evaluator.h"
 
+#include "classlib/Kt_VarInline.h"
 #include "expr/Kt_ExprUtil.h"
-#include "expr/detail/Kt_Step.h"
 #include "expr/detail/Kt_TraceCalls.h"
 #include "object/Kt_ExprColumnSource.h"
 #include "script/Kt_Script.h"

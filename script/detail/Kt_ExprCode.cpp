@@ -3,7 +3,7 @@
 
 #include <new>
 
-#include "expr/detail/Kt_Step.h"
+#include "classlib/Kt_VarInline.h"
 #include "object/Kt_ExprStackObj.h"
 #include "script/detail/Kt_ExprCompiler.h"
 #include "script/detail/Kt_Interpreter.h"

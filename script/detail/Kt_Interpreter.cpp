@@ -2,7 +2,7 @@
 #include "script/detail/Kt_Interpreter.h"
 
 #include "classlib/Kt_NativeStack.h"
-#include "expr/detail/Kt_Step.h"
+#include "classlib/Kt_VarInline.h"
 #include "object/Kt_ExprStackObj.h"
 #include "script/Kt_ScriptOpPayloads.h"
 
