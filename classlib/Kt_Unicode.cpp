@@ -95,6 +95,7 @@ constexpr WidthRange kWidths[] = {
 constexpr std::u16string_view kFullKana =
     u"。「」、・ヲァィゥェォャュョッーアイウエオカキクケコサシスセソタチツテトナニヌネノ"
     u"ハヒフヘホマミムメモヤユヨラリルレロワン゛゜";
+constexpr char16_t kFirstFull = 0x2190;  // no character below it is a full-width form
 constexpr char16_t kFirstHalfKana = 0xFF61;
 constexpr char16_t kHalfVoiced = 0xFF9E;      // the mark that makes ga of ka
 constexpr char16_t kHalfSemiVoiced = 0xFF9F;  // and pa of ha
@@ -125,7 +126,7 @@ char16_t FullOf(char16_t unit) {
 }
 
 char16_t HalfOf(char16_t unit) {
-  if (unit < 0x2190) return unit;
+  if (unit < kFirstFull) return unit;
   if (const std::size_t kana = kFullKana.find(unit); kana != kFullKana.npos) {
     return static_cast<char16_t>(kFirstHalfKana + kana);
   }
@@ -218,7 +219,16 @@ bool kt_full2halfW(const Kt_WString& text, Kt_WString& out) {
   Kt_WString made;
   bool fits = true;
   const std::u16string_view from = text.View();
-  for (std::size_t at = 0; fits && at < from.size(); ++at) fits = AppendHalf(made, from[at]);
+  for (std::size_t at = 0; fits && at < from.size();) {
+    // Most of any text stays, and goes over in runs.
+    const auto changes = [](char16_t unit) { return unit >= kFirstFull; };
+    const auto run_end =
+        std::find_if(from.begin() + static_cast<std::ptrdiff_t>(at), from.end(), changes);
+    const auto end = static_cast<std::size_t>(run_end - from.begin());
+    fits = made.Append(from.substr(at, end - at));
+    at = end;
+    if (fits && at < from.size()) fits = AppendHalf(made, from[at++]);
+  }
   if (!fits) made.Empty();
   out = std::move(made);
   return fits;

@@ -115,6 +115,20 @@ TEST(BuiltinText, Split) {
   RunRows(kRows);
 }
 
+// One delimiter without quotes takes a way of its own; an escape that never occurs forces the
+// other.
+TEST(BuiltinText, SplitGivesTheSameOnBothWays) {
+  for (const char16_t* text :
+       {u"", u",", u"a", u" a , b ", u",,a,,", u"a,\u3000,b\u00A0", u" , "}) {
+    for (const char16_t* single_dim : {u"0", u"1"}) {
+      const Kt_WString call = Kt_WString(u"split('") + text + u"', ',', " + single_dim;
+      const std::string items = Eval(call + u").toString()");
+      EXPECT_EQ(items, Eval(call + u", 1, 1, '^').toString()")) << call.ToUtf8();
+      EXPECT_EQ(Eval(call + u").length()"), Eval(call + u", 1, 1, '^').length()")) << call.ToUtf8();
+    }
+  }
+}
+
 TEST(BuiltinText, PaddingAndLengths) {
   constexpr ExprRow kRows[] = {
       {u"lpad('ab', 'xy', 5)", u"xxxab"},
