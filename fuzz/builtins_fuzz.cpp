@@ -126,9 +126,12 @@ class Input {
   // other for ever.
   Kt_Variant Reference(Context& context, int depth) {
     if (in_variable_) return Text();
-    in_variable_ = true;
-    context.Variable().SetValue(Value(context, depth + 1));
-    in_variable_ = false;
+    if (!variable_set_) {  // once: an argument that was looked at does not change any more
+      in_variable_ = true;
+      context.Variable().SetValue(Value(context, depth + 1));
+      in_variable_ = false;
+      variable_set_ = true;
+    }
     Kt_Variant reference;
     reference.SetRef(context.Variable(), Byte() % 3 - 1);
     return reference;
@@ -137,6 +140,7 @@ class Input {
   const std::uint8_t* at_;
   std::size_t left_;
   bool in_variable_ = false;
+  bool variable_set_ = false;
 };
 
 // The limits themselves would take a gigabyte and seconds for each run: counts between the small
