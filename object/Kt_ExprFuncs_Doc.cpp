@@ -296,7 +296,8 @@ constexpr Kt_IntFuncDoc kDocs[] = {
      u"the character behind it plain. When the third argument is a text that does not begin with a "
      u"digit, the text is cut at the whole delimiter without regard to case, and nothing else is "
      u"done.",
-     u"One part without a delimiter or with an empty one. Empty without an argument.",
+     u"One part without a delimiter or with an empty one; no parts for the empty text between "
+     u"delimiters. Empty without an argument.",
      u"split(\"a, 'b,c' ,d\", ',')", u"a,b,c,d"},
     {u"split2",
      u"An array of arrays: the text is cut into rows at any character of strDelimiter1, each row "
