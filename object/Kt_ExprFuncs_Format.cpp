@@ -176,7 +176,7 @@ kt_long Kt_ExprObject::_toString(const Kt_VariantList* args, Kt_Variant& result)
     result = in.Text(0);
   } else if (in.Count() > 1) {
     const Kt_WString pattern = in.Text(1);
-    const Kt_Variant value = in.Value(0);
+    const Kt_Variant& value = in.Value(0);
     result = pattern.IsEmpty() ? value.ToString() : ToText(value, pattern);
   }
   return kOk;
