@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <new>
+
 #include "classlib/Kt_NativeStack.h"
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
@@ -62,8 +64,12 @@ kt_long Kt_Expr::ExecExprObj(Kt_ExprObject* context, Kt_ExprStackObj& result) {
   }
   // Values of calls and lists are evaluated inside this one: the nesting is the user's.
   if (!kt_hasstack()) return kt::Report(context, kSource, kErrTooDeep, text_);
-  if (state_ == kStateList) return ExecList(context, result);
-  return kt::detail::Evaluator(*this, context).Run(result);
+  try {
+    if (state_ == kStateList) return ExecList(context, result);
+    return kt::detail::Evaluator(*this, context).Run(result);
+  } catch (const std::bad_alloc&) {
+    return kt::Report(context, kSource, kErrNoMemory, text_);
+  }
 }
 
 // The values of the pieces as one list. The pieces are parsed once and kept.
@@ -110,7 +116,9 @@ kt_long Kt_Expr::ExecExpr(Kt_ExprObject* context, Kt_Variant& value) {
     value.Clear();
     return kOk;
   }
-  return kt::detail::ReadEntry(context, entry, value, 0);
+  const kt_long code = kt::detail::ReadEntry(context, entry, value, 0);
+  if (code != kOk) value.Clear();
+  return code;
 }
 
 kt_long Kt_Expr::ExecCtxVar(Kt_ExprObject* context, Kt_Variant& value) {

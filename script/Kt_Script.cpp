@@ -18,9 +18,13 @@ kt_long Kt_Script::Parse(const Kt_WString& source_name, const Kt_WString& text,
   // Held here: a script may be parsed again by its own load handler, and `text` may belong to it.
   const Kt_WString held = text;
   Kt_WStrList includes;
-  const kt_long code = ParseScript(source_name, includes, held.GetText(), errors);
-  if (code != 0 || loader == nullptr || includes.GetCount() == 0) return code;
-  return loader->LoadIncludes(this, includes);
+  try {
+    const kt_long code = ParseScript(source_name, includes, held.GetText(), errors);
+    if (code != 0 || loader == nullptr || includes.GetCount() == 0) return code;
+    return loader->LoadIncludes(this, includes);
+  } catch (const std::bad_alloc&) {
+    return kt::Report(this, u"Kt_Script", kErrNoMemory, source_name);
+  }
 }
 
 kt_long Kt_Script::ParseScript(const Kt_WString& source_name, Kt_WStrList& includes,

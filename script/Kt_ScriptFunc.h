@@ -98,6 +98,8 @@ class KT_SCRIPT_API Kt_ScriptFunc {
  private:
   friend class kt::detail::ScriptLoader;
 
+  kt_long CallWith(const Kt_VariantList* args, Kt_Variant& result);
+
   Kt_WString name_;
   Kt_ScriptOpList args_;  // 0x1010 ops, one per argument
   Kt_ScriptOpList body_;

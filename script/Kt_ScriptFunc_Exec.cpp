@@ -1,8 +1,20 @@
 // SPDX-License-Identifier: MIT
+#include <algorithm>
+#include <new>
+
 #include "script/Kt_Script.h"
 #include "script/detail/Kt_Interpreter.h"
 
 kt_long Kt_ScriptFunc::ExecFunc(const Kt_VariantList* args, Kt_Variant& result) {
+  try {
+    return CallWith(args, result);
+  } catch (const std::bad_alloc&) {
+    result.Clear();
+    return kt::Report(script_, u"Kt_ScriptFunc", kErrNoMemory, name_);
+  }
+}
+
+kt_long Kt_ScriptFunc::CallWith(const Kt_VariantList* args, Kt_Variant& result) {
   const Kt_VariantList held = args ? *args : Kt_VariantList();
   const int count = held.GetCount();
   // Few arguments are the rule; they are handed over from the native stack.
@@ -22,12 +34,10 @@ kt_long Kt_ScriptFunc::ExecBody(const Kt_ScriptOpList& ops, Kt_ExprObject* ctx,
   if (script_ == nullptr || ctx == nullptr) return kFailed;
   kt::detail::RunState& run = kt::detail::RunState::Of(*script_);
   kt::detail::RunState::Frame frame{this, nullptr, nullptr};
-  run.Enter(frame);
+  const kt::detail::RunState::Call call(run, frame);
   // A context that the host made is asked through its virtual operations.
   auto* const scope = dynamic_cast<kt::detail::Scope*>(ctx);
-  const kt_long code = kt::detail::Interpreter(run, frame).Body(ops, ctx, scope, result);
-  run.Leave();
-  return code;
+  return kt::detail::Interpreter(run, frame).Body(ops, ctx, scope, result);
 }
 
 kt_long Kt_Script::ExecFunc(const Kt_WString& name, int argc, Kt_Variant* argv,
@@ -68,6 +78,15 @@ void Kt_Script::Clear() {
   } else {
     funcs_.Clear();
   }
+}
+
+bool Kt_Script::HasFunc(const Kt_WString& name, const Kt_ScriptFunc* func) const {
+  const auto holds = [&](const Kt_ScriptFuncList& list) {
+    const kt_long index = list.FindId(name);
+    return index >= 0 && list.GetItem(index) == func;
+  };
+  return holds(funcs_) || std::any_of(retired_.begin(), retired_.end(),
+                                      [&](const auto& list) { return holds(*list); });
 }
 
 void Kt_Script::FreeRetired() { retired_.clear(); }

@@ -295,14 +295,13 @@ kt_long ExprCode::RunCall(RunState& run, Scope& scope, const Call& call, Kt_Vari
     result = std::move(value);
     return code;
   }
-  Kt_VariantList& list = run.TakeArgs();
-  for (int arg = 0; arg < arg_count; ++arg) list.Add(args[arg]);
+  const RunState::Args list(run);
+  for (int arg = 0; arg < arg_count; ++arg) (*list).Add(args[arg]);
   Kt_Variant value;
+  const bool is_builtin = call.kind == Call::Kind::kBuiltin;
   const kt_long code =
-      call.kind == Call::Kind::kBuiltin
-          ? (scope.*call.builtin)(&list, value)
-          : call.ext_api(call.ext_context ? call.ext_context : &scope, &list, value);
-  run.GiveBackArgs();
+      is_builtin ? (scope.*call.builtin)(&*list, value)
+                 : call.ext_api(call.ext_context ? call.ext_context : &scope, &*list, value);
   result = std::move(value);
   return code;
 }

@@ -36,6 +36,21 @@ bool LeavesLoop(kt_long code) { return code != kOk && code != kScriptContinue; }
 
 // Calls -------------------------------------------------------------------------------------------
 
+void Interpreter::BindArgs(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
+                           Kt_VariableList& variables) {
+  const Kt_ScriptOpList& declared = func.GetArgs();
+  for (int arg = 0; arg < declared.GetCount(); ++arg) {
+    const Kt_WString& name = declared.GetItem(arg)->GetVar()->name;
+    if (arg >= arg_count) {
+      variables.AddVariable(name, Kt_Variant());
+    } else if (args[arg].IsRef()) {
+      variables.AddRefVariable(name, args[arg]);
+    } else {
+      variables.AddVariable(name, std::move(args[arg]));
+    }
+  }
+}
+
 kt_long Interpreter::CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
                               Kt_Variant& result) {
   result.Clear();
@@ -43,27 +58,15 @@ kt_long Interpreter::CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int a
   Kt_Script& script = *func.GetScript();
   RunState& run = RunState::Of(script);
   RunState::Frame frame{&func, nullptr, nullptr};
-  run.Enter(frame);
+  const RunState::Call call(run, frame);
   kt_long code = kt_hasstack() ? run.Tick(&script) : run.StopTooDeep(&script);
-  if (KT_LIKELY(code == kOk)) {
-    Scope scope(script);
-    const Kt_ScriptOpList& declared = func.GetArgs();
-    for (int arg = 0; arg < declared.GetCount(); ++arg) {
-      const Kt_WString& name = declared.GetItem(arg)->GetVar()->name;
-      if (arg >= arg_count) {
-        scope.GetVariables().AddVariable(name, Kt_Variant());
-      } else if (args[arg].IsRef()) {
-        scope.GetVariables().AddRefVariable(name, args[arg]);
-      } else {
-        scope.GetVariables().AddVariable(name, std::move(args[arg]));
-      }
-    }
-    code = Interpreter(run, frame).Body(func.GetBody(), &scope, &scope, result);
-    if (code == kScriptReturn || code == kScriptBreak || code == kScriptContinue) code = kOk;
-    if (KT_UNLIKELY(run.GetStopCode() != kOk)) code = run.GetStopCode();
-  }
-  run.Leave();
-  return code;
+  if (KT_UNLIKELY(code != kOk)) return code;
+  Scope scope(script);
+  BindArgs(func, args, arg_count, scope.GetVariables());
+  code = Interpreter(run, frame).Body(func.GetBody(), &scope, &scope, result);
+  if (KT_UNLIKELY(run.GetStopCode() != kOk)) return run.GetStopCode();
+  const bool is_signal = code == kScriptReturn || code == kScriptBreak || code == kScriptContinue;
+  return is_signal ? kOk : code;
 }
 
 // Statements --------------------------------------------------------------------------------------

@@ -29,6 +29,8 @@ class Interpreter {
                Kt_Variant& result);
 
  private:
+  static void BindArgs(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
+                       Kt_VariableList& variables);
   kt_long Statement(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
                     Kt_Variant& result);
   // Runs a body in a scope of its own inside `context`.

@@ -27,16 +27,24 @@ class RunState {
     return *script.run_state_;
   }
 
-  // Enters / leaves a call.
-  void Enter(Frame& frame) {
-    if (frame_ == nullptr) Begin();
-    frame.caller = frame_;
-    frame_ = &frame;
-  }
-  void Leave() {
-    frame_ = frame_->caller;
-    if (frame_ == nullptr) End();
-  }
+  // Makes a frame the innermost one for as long as it lives, also when a host's callback throws.
+  class Call {
+   public:
+    Call(RunState& run, Frame& frame) : run_(run) {
+      if (run.frame_ == nullptr) run.Begin();
+      frame.caller = run.frame_;
+      run.frame_ = &frame;
+    }
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+    ~Call() {
+      run_.frame_ = run_.frame_->caller;
+      if (run_.frame_ == nullptr) run_.End();
+    }
+
+   private:
+    RunState& run_;
+  };
   bool IsRunning() const { return frame_ != nullptr; }
   const Frame* GetFrame() const { return frame_; }
 
@@ -60,12 +68,27 @@ class RunState {
     return has_plain_globals_ ? globals_->Find(symbol, hint) : nullptr;
   }
 
-  // An empty argument list that keeps its memory; give it back in reverse order.
-  Kt_VariantList& TakeArgs() {
-    if (args_used_ == args_.size()) args_.push_back(std::make_unique<Kt_VariantList>());
-    return *args_[args_used_++];
-  }
-  void GiveBackArgs() { args_[--args_used_]->ClearItems(); }
+  // An empty argument list for one call, whose memory the next call at this depth uses again.
+  class Args {
+   public:
+    explicit Args(RunState& run) : run_(run) {
+      if (run.args_used_ == run.args_.size()) {
+        run.args_.push_back(std::make_unique<Kt_VariantList>());
+      }
+      list_ = run.args_[run.args_used_++].get();
+    }
+    Args(const Args&) = delete;
+    Args& operator=(const Args&) = delete;
+    ~Args() {
+      list_->ClearItems();
+      --run_.args_used_;
+    }
+    Kt_VariantList& operator*() const { return *list_; }
+
+   private:
+    RunState& run_;
+    Kt_VariantList* list_;
+  };
 
   Kt_Script& GetScript() const { return *script_; }
   void SetBudget(const Kt_RunBudget* budget) { budget_ = budget; }
