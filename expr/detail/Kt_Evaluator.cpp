@@ -65,11 +65,8 @@ Kt_WString OpName(const Kt_ExprOp& op) {
   return name;
 }
 
-}  // namespace
-
-kt_long ReadEntry(Kt_ExprObject* context, Kt_ExprStackObj& entry, Kt_Variant& value, int by_ref) {
-  const kt_long code = entry.GetObjValue(context, value, by_ref);
-  if (KT_LIKELY(code == kOk)) return kOk;
+// What becomes of the code of an entry that could not be read or set; see ReadEntry.
+kt_long AfterFailure(Kt_ExprObject* context, const Kt_ExprStackObj& entry, kt_long code) {
   const std::int16_t kind = entry.GetKind();
   if (kind == EXPR_OBJ_METHOD && code == kObjectGone && context != nullptr) {
     const Kt_Object* const container = context->GetContainer();
@@ -78,10 +75,17 @@ kt_long ReadEntry(Kt_ExprObject* context, Kt_ExprStackObj& entry, Kt_Variant& va
   }
   if (code == kNoMember && (kind == EXPR_OBJ_METHOD || kind == EXPR_OBJ_PROPERTY)) {
     const Kt_WString member =
-        kind == EXPR_OBJ_METHOD ? entry.GetObjMethod().name : entry.GetObjProperty().name;
+        kind == EXPR_OBJ_METHOD ? entry.GetConstObjMethod().name : entry.GetConstObjProperty().name;
     (void)kt::Report(context, kSource, kErrNoMethod, entry.GetObjID(), member);
   }
   return code;
+}
+
+}  // namespace
+
+kt_long ReadEntry(Kt_ExprObject* context, Kt_ExprStackObj& entry, Kt_Variant& value, int by_ref) {
+  const kt_long code = entry.GetObjValue(context, value, by_ref);
+  return KT_LIKELY(code == kOk) ? kOk : AfterFailure(context, entry, code);
 }
 
 kt_long Evaluator::Run(Kt_ExprStackObj& result) {
@@ -396,15 +400,29 @@ kt_long Evaluator::Apply() {
   return kt::Report(context_, kSource, failed, name);
 }
 
+// Reads what the top entry stands for and stores the next or previous value there; values that
+// have none stay as they are.
+kt_long Evaluator::StepEntry(kt_long step, Kt_Variant& old_value, Kt_Variant& new_value) {
+  Kt_ExprStackObj& top = stack_.Top();
+  const std::int16_t kind = top.GetKind();
+  if (IsCallable(kind) && kind != EXPR_OBJ_METHOD && kind != EXPR_OBJ_ARGREF) {
+    if (const kt_long code = ReadAsEntry(top)) return code;  // a call runs once
+  }
+  (void)top.GetStaticValue(context_, old_value);
+  old_value = old_value.Dereference();
+  new_value = old_value;
+  if (!CanStep(old_value)) return kOk;
+  new_value = Stepped(old_value, step);
+  const kt_long code = top.SetObjValue(context_, new_value);
+  return KT_LIKELY(code == kOk) ? kOk : AfterFailure(context_, top, code);
+}
+
 kt_long Evaluator::ApplyPrefixStep(kt_long step) {
+  Kt_Variant old_value;
   Kt_Variant value;
-  (void)stack_.Top().GetStaticValue(context_, value);
-  if (CanStep(value)) {
-    value = Stepped(value, step);
-    if (const kt_long code = stack_.Top().SetObjValue(context_, value)) {
-      if (code != kFailed) return code;
-      return kt::Report(context_, kSource, kErrBadOperation, step > 0 ? u"++" : u"--");
-    }
+  if (const kt_long code = StepEntry(step, old_value, value)) {
+    if (code != kFailed) return code;
+    return kt::Report(context_, kSource, kErrBadOperation, step > 0 ? u"++" : u"--");
   }
   stack_.Below().SetValueType(context_, value);
   stack_.Below().SetOpCode(0);
@@ -414,19 +432,12 @@ kt_long Evaluator::ApplyPrefixStep(kt_long step) {
 
 // Gives the old value and stores the new one at once.
 kt_long Evaluator::Postfix(const Kt_ExprOp& op) {
-  Kt_ExprStackObj& top = stack_.Top();
-  if (IsCallable(top.GetKind()) && top.GetKind() != EXPR_OBJ_METHOD) {
-    if (const kt_long code = ReadAsEntry(top)) return code;  // a call runs once
-  }
   Kt_Variant old_value;
-  (void)top.GetStaticValue(context_, old_value);
-  if (CanStep(old_value)) {
-    Kt_Variant new_value = Stepped(old_value, op.code == kOpPostInc ? 1 : -1);
-    if (const kt_long code = top.SetObjValue(context_, new_value)) {
-      return code == kFailed ? Misplaced(op) : code;
-    }
+  Kt_Variant new_value;
+  if (const kt_long code = StepEntry(op.code == kOpPostInc ? 1 : -1, old_value, new_value)) {
+    return code == kFailed ? Misplaced(op) : code;
   }
-  top.SetValueType(context_, old_value);
+  stack_.Top().SetValueType(context_, old_value);
   return kOk;
 }
 
@@ -462,6 +473,7 @@ kt_long Evaluator::CloseParen(const Kt_ExprOp& op) {
   Kt_ExprStackObj& below = stack_.Below();
   if (below.GetKind() == EXPR_OBJ_NONE) {
     below.SetObject(&stack_.Top());
+    below.SetObjStat(stack_.Top().GetObjStat());  // a call in the group takes no more arguments
   } else {
     const bool is_empty = ops_.GetItem(at_ - 1)->code == kOpParen;
     if (const kt_long code = is_empty ? kOk : CollectArg()) return code;
@@ -485,8 +497,10 @@ kt_long Evaluator::CloseBracket(const Kt_ExprOp& op) {
     key = value.ToString();
   }
   stack_.Pop();
-  stack_.Top().SetOpCode(0);
-  return stack_.Top().ApplyIndex(context_, index, key);
+  Kt_ExprStackObj& top = stack_.Top();
+  top.SetOpCode(0);
+  const kt_long code = top.ApplyIndex(context_, index, key);
+  return KT_LIKELY(code == kOk) ? kOk : AfterFailure(context_, top, code);
 }
 
 kt_long Evaluator::Comma(const Kt_ExprOp& op) {

@@ -49,6 +49,7 @@ class Evaluator {
   kt_long Marker(const Kt_ExprOp& op);
   kt_long ReduceToOpener();
   kt_long Apply();
+  kt_long StepEntry(kt_long step, Kt_Variant& old_value, Kt_Variant& new_value);
   kt_long ApplyPrefixStep(kt_long step);
   kt_long Postfix(const Kt_ExprOp& op);
   kt_long Logical(const Kt_ExprOp& op, bool& skipped);
