@@ -80,6 +80,7 @@ class KT_SCRIPT_API Kt_ExprStackObj : public Kt_ExprObjInfo {
 
   kt_long ReadIntFunc(Kt_ExprObject* owner, Kt_Variant& result);
   kt_long ReadScriptFunc(Kt_ExprObject* owner, Kt_Variant& result);
+  bool HasLiveFunc(Kt_ExprObject* owner) const;
   kt_long ReadExtApi(Kt_ExprObject* owner, Kt_Variant& result);
   kt_long ReadVariable(Kt_ExprObject* owner, Kt_Variant& result, int byRef);
   kt_long ReadElement(Kt_ExprObject* owner, Kt_Variant& result, int byRef);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "object/Kt_ExprColumnSource.h"
 #include "object/Kt_ExprStackObj.h"
-#include "script/Kt_ScriptFunc.h"
+#include "script/Kt_Script.h"
 
 namespace {
 
@@ -156,9 +156,21 @@ kt_long Kt_ExprStackObj::ReadIntFunc(Kt_ExprObject* owner, Kt_Variant& result) {
   return (owner->*function)(&args, result);
 }
 
+// A call that ran since the name was resolved may have cleared the script: what is left of the
+// function is then only its address.
+bool Kt_ExprStackObj::HasLiveFunc(Kt_ExprObject* owner) const {
+  const Kt_ExprScriptFunc& bound = GetConstScriptFunc();
+  if (bound.handle == nullptr) return false;
+  for (Kt_ExprObject* scope = owner; scope != nullptr; scope = scope->GetParentCtx()) {
+    Kt_Script* const script = scope->GetScript();
+    if (script != nullptr && script->HasFunc(bound.name, bound.handle)) return true;
+  }
+  return false;
+}
+
 kt_long Kt_ExprStackObj::ReadScriptFunc(Kt_ExprObject* owner, Kt_Variant& result) {
   const Kt_VariantList args(args_);
-  if (Kt_ScriptFunc* const func = GetConstScriptFunc().handle) return func->ExecFunc(&args, result);
+  if (HasLiveFunc(owner)) return GetConstScriptFunc().handle->ExecFunc(&args, result);
   return owner->GetScriptFuncValue(GetObjID(), &args, result);
 }
 

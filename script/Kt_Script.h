@@ -66,6 +66,9 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
 
   // The function of that name, in any case; null if there is none.
   Kt_ScriptFunc* GetFunc(const Kt_WString& name);
+  // True while `func`, which GetFunc gave for `name` earlier, may still be called. Compares
+  // addresses only, so `func` may have gone.
+  bool HasFunc(const Kt_WString& name, const Kt_ScriptFunc* func) const;
   const Kt_ScriptFuncList& GetFuncs() const { return funcs_; }
 
   // Runs a function. -1 when there is none of that name, or `argc` is above 0 and `argv` null.
@@ -80,6 +83,10 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
 
   // What a call from outside may use up; null for no limit. Takes effect with the next call.
   void SetBudget(const Kt_RunBudget* budget);
+  // False: every expression is evaluated as it was parsed, without the compiled form, which gives
+  // the same at a multiple of the time. For tests that compare the two, and for finding out where
+  // a fault lies. True at first; at any time.
+  void SetCompiled(bool is_compiled);
   // Where the script is while it runs, innermost call first: for a message in OnRunTimeError, say.
   Kt_ScriptCallStack GetCallStack() const;
 

@@ -36,7 +36,8 @@ kt_long Kt_ScriptFunc::ExecBody(const Kt_ScriptOpList& ops, Kt_ExprObject* ctx,
   kt::detail::RunState::Frame frame{this, nullptr, nullptr};
   const kt::detail::RunState::Call call(run, frame);
   // A context that the host made is asked through its virtual operations.
-  auto* const scope = dynamic_cast<kt::detail::Scope*>(ctx);
+  auto* scope = dynamic_cast<kt::detail::Scope*>(ctx);
+  if (scope != nullptr && scope->GetScript() != script_) scope = nullptr;
   return kt::detail::Interpreter(run, frame).Body(ops, ctx, scope, result);
 }
 
@@ -57,6 +58,10 @@ kt_long Kt_Script::ExecFunc(const Kt_WString& name, const Kt_VariantList* args,
 
 void Kt_Script::SetBudget(const Kt_RunBudget* budget) {
   kt::detail::RunState::Of(*this).SetBudget(budget);
+}
+
+void Kt_Script::SetCompiled(bool is_compiled) {
+  kt::detail::RunState::Of(*this).SetCompiled(is_compiled);
 }
 
 Kt_ScriptCallStack Kt_Script::GetCallStack() const {

@@ -84,6 +84,14 @@ class CodeFrame {
     const Kt_Variant& value = Var(operand).GetValue();
     return KT_LIKELY(!value.IsObject()) ? value : CheckedObject(value);
   }
+  // An object gives the value of its default property.
+  Kt_Variant GetStatic(std::uint16_t operand) {
+    Kt_Variant value = Get(operand);
+    if (KT_LIKELY(!value.IsObject())) return value;
+    Hold();
+    Kt_Variant plain;
+    return ReadDefaultProp(value, plain) ? plain : Kt_Variant();
+  }
 
  private:
   // A variable whose object has gone reads as empty.
@@ -105,7 +113,7 @@ class CodeFrame {
 
 std::shared_ptr<ExprCode> ExprCode::Make(Kt_Expr& expr) {
   auto code = std::make_shared<ExprCode>();
-  if (expr.GetText().IsEmpty()) {
+  if (expr.GetText().IsEmpty() && expr.GetState() != kStateList) {
     code->consts_.emplace_back();
     code->instrs_.push_back({CodeOp::kReturn, 0, CodeOperand::kConstBase, 0, 0});
     return code;
@@ -224,7 +232,7 @@ kt_long ExprCode::RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target*
       }
       case CodeOp::kStepBefore:
       case CodeOp::kStepAfter: {
-        const Kt_Variant old_value(frame.Get(in->a));
+        const Kt_Variant old_value = frame.GetStatic(in->a);
         Kt_Variant new_value = CanStep(old_value) ? Stepped(old_value, in->extra) : old_value;
         frame.Var(in->a).SetValue(new_value);
         frame.Temp(in->dst) = in->op == CodeOp::kStepBefore ? new_value : old_value;
@@ -245,8 +253,8 @@ kt_long ExprCode::RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target*
       }
       case CodeOp::kIndex:
         frame.Hold();
-        code = ReadElement(scope, Kt_WString(), frame.Get(in->a), frame.Get(in->b),
-                           frame.Temp(in->dst));
+        code = ReadElement(scope, consts_[static_cast<std::size_t>(in->extra)].ToString(),
+                           frame.Get(in->a), frame.Get(in->b), frame.Temp(in->dst));
         break;
       case CodeOp::kRef: frame.Temp(in->dst).SetRef(frame.Var(in->a)); break;
       case CodeOp::kCall:

@@ -32,7 +32,7 @@ enum class CodeOp : std::uint8_t {
   kStepBefore,  // a += extra; dst = a
   kStepAfter,   // dst = a; a += extra
   kElement,     // dst = variable a [b]
-  kIndex,       // dst = value a [b]
+  kIndex,       // dst = value a [b]; the constant `extra` is the name for messages
   kRef,         // dst = reference to variable a
   kCall,        // dst = calls[extra](temps a .. a + b)
   kReturn,      // the result is a

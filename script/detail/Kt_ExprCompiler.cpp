@@ -103,6 +103,15 @@ bool ExprCompiler::Name(const Kt_ExprOp& op) {
   return vars_.size() <= ExprCode::kMaxVars;
 }
 
+// What messages call the entry.
+Kt_Variant ExprCompiler::NameOf(const Entry& entry) const {
+  switch (entry.kind) {
+    case Entry::Kind::kElement: return code_.vars_[entry.operand - kVarBase].name;
+    case Entry::Kind::kCall: return code_.calls_[static_cast<std::size_t>(entry.call)].name;
+    default: return Kt_Variant();
+  }
+}
+
 std::uint16_t ExprCompiler::NewTemp() {
   if (temp_count_ >= ExprCode::kMaxTemps) has_failed_ = true;
   return static_cast<std::uint16_t>(has_failed_ ? 0 : temp_count_++);
@@ -394,9 +403,10 @@ bool ExprCompiler::CloseBracket() {
     return true;
   }
   if (entry.kind == Entry::Kind::kNone) return false;
+  const std::uint16_t name = AddConst(NameOf(entry));
   const std::uint16_t value = Read(entry);
   const std::uint16_t dst = NewTemp();
-  Emit(CodeOp::kIndex, dst, value, index);
+  Emit(CodeOp::kIndex, dst, value, index, name - kConstBase);
   SetValue(entry, dst);
   return true;
 }

@@ -63,6 +63,7 @@ class ExprCompiler {
   void SetValue(Entry& entry, std::uint16_t operand);
   // Emits what reads the entry, if anything; the operand to use by the next instruction.
   std::uint16_t Read(Entry& entry);
+  Kt_Variant NameOf(const Entry& entry) const;
   std::uint16_t NewTemp();
   std::uint16_t AddConst(const Kt_Variant& value);
   int CountArgs() const;

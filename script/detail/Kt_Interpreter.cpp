@@ -64,6 +64,8 @@ kt_long Interpreter::CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int a
   Scope scope(script);
   BindArgs(func, args, arg_count, scope.GetVariables());
   code = Interpreter(run, frame).Body(func.GetBody(), &scope, &scope, result);
+  // From here on nothing is tried again: `f() + f()` would double the work with every level.
+  if (KT_UNLIKELY(code == kErrTooDeep)) run.NoteTooDeep();
   if (KT_UNLIKELY(run.GetStopCode() != kOk)) return run.GetStopCode();
   const bool is_signal = code == kScriptReturn || code == kScriptBreak || code == kScriptContinue;
   return is_signal ? kOk : code;
@@ -127,14 +129,14 @@ kt_long Interpreter::ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* conte
                                 Kt_Variant& result) {
   if (KT_UNLIKELY(!kt_hasstack())) return run_.StopTooDeep(context);
   Scope inner(context, scope, run_.GetScript());
-  return Body(ops, &inner, &inner, result);
+  return Body(ops, &inner, Inside(scope, inner), result);
 }
 
 // Expressions -------------------------------------------------------------------------------------
 
 kt_long Interpreter::Eval(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope,
                           Kt_Variant& value) {
-  if (KT_LIKELY(scope != nullptr && scope == context)) {
+  if (KT_LIKELY(IsCompilable(context, scope))) {
     if (ExprCode* const compiled = ExprCode::Of(Lazy(expr))) {
       const kt_long code = compiled->Run(run_, *scope, value);
       if (KT_LIKELY(code == kOk)) return kOk;
@@ -260,7 +262,7 @@ kt_long Interpreter::AssignPath(const Kt_ScriptOp& op, Kt_ExprObject* context, S
   const int operation = OperationOf(op.opcode);
   Kt_Variant value;
   if (const kt_long code = Eval(set.value, context, scope, value)) return code;
-  if (KT_LIKELY(scope != nullptr && scope == context)) {
+  if (KT_LIKELY(IsCompilable(context, scope))) {
     if (ExprCode* const compiled = ExprCode::Of(Lazy(set.target))) {
       ExprCode::Target target;
       const kt_long code = compiled->RunTarget(run_, *scope, target);
@@ -297,7 +299,7 @@ kt_long Interpreter::AssignEntry(Kt_Expr& target, int operation, Kt_Variant& val
                                  Kt_ExprObject* context) {
   Kt_ExprStackObj entry;
   kt_long code = target.ExecExprObj(context, entry);
-  if (code == kObjectGone) code = AfterObjectGone();
+  if (code == kObjectGone) return AfterObjectGone();  // nothing to assign to is left
   if (code != kOk) return code;
   if (target.GetState() == kStateName) {
     const Kt_WString name = target.GetFirstOp()->text;
@@ -326,7 +328,8 @@ kt_long Interpreter::Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope
   const kt_long code = Eval(op.GetSet()->value, context, scope, result);
   if (KT_LIKELY(code == kOk)) return kScriptReturn;
   // A failure has been reported; the function still returns.
-  return code == kAbort || run_.GetStopCode() != kOk ? code : kScriptReturn;
+  const bool ends_run = code == kAbort || code == kErrTooDeep || run_.GetStopCode() != kOk;
+  return ends_run ? code : kScriptReturn;
 }
 
 // Control -----------------------------------------------------------------------------------------
@@ -380,7 +383,7 @@ kt_long Interpreter::While(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope*
     if (const kt_long code = EvalTruth(loop.condition, context, scope, goes_on)) return code;
     if (!goes_on) return kOk;
     kt_long code = run_.Tick(context);
-    if (KT_LIKELY(code == kOk)) code = Body(loop.body, &inner, &inner, result);
+    if (KT_LIKELY(code == kOk)) code = Body(loop.body, &inner, Inside(scope, inner), result);
     if (KT_UNLIKELY(LeavesLoop(code))) return code == kScriptBreak ? kOk : code;
   }
 }
@@ -397,7 +400,7 @@ kt_long Interpreter::For(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* s
     if (const kt_long code = EvalTruth(loop.condition, context, scope, goes_on)) return code;
     if (!goes_on) return kOk;
     kt_long code = run_.Tick(context);
-    if (KT_LIKELY(code == kOk)) code = Body(loop.body, &inner, &inner, result);
+    if (KT_LIKELY(code == kOk)) code = Body(loop.body, &inner, Inside(scope, inner), result);
     if (KT_UNLIKELY(LeavesLoop(code))) return code == kScriptBreak ? kOk : code;
     if (const kt_long failed = Body(loop.step, context, scope, result)) return failed;
   }

@@ -15,8 +15,8 @@ namespace kt::detail {
 //  2. Codes are passed up as they are, except where a statement gives one a meaning; a code that
 //     stops the run (GetStopCode) is never given another.
 //  3. Variables are found at each use: anything evaluated before may have made or removed some.
-//  4. `scope` is null when the context in hand was not made by the interpreter; then everything
-//     goes through the virtual operations of `context`.
+//  4. `scope` is null when the context in hand, or one around it in the same call, was not made by
+//     the interpreter; then everything goes through the virtual operations of `context`.
 class Interpreter {
  public:
   Interpreter(RunState& run, RunState::Frame& frame) : run_(run), frame_(frame) {}
@@ -55,6 +55,12 @@ class Interpreter {
   kt_long While(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
   kt_long For(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
 
+  // The scope to hand to what runs in `inner`: none when it lies in a context of the host, whose
+  // names come before the globals.
+  static Scope* Inside(Scope* scope, Scope& inner) { return scope ? &inner : nullptr; }
+  bool IsCompilable(const Kt_ExprObject* context, const Scope* scope) const {
+    return scope != nullptr && scope == context && run_.IsCompiled();
+  }
   // Evaluates; answers 9999 when the host behind the script has gone meanwhile.
   kt_long Eval(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, Kt_Variant& value);
   kt_long EvalSlow(Kt_Expr& expr, Kt_ExprObject* context, Kt_Variant& value);

@@ -20,7 +20,8 @@ void RunState::Begin() {
   // A host may derive from Kt_Script and answer names itself: then it has to be asked.
   has_plain_globals_ = typeid(*script_) == typeid(Kt_Script);
   steps_left_ = budget_ && budget_->limit_steps > 0 ? budget_->limit_steps : kNoLimit;
-  RefillTicks();
+  ticks_left_ = 0;
+  if (!MustLook()) RefillTicks();  // else the first step looks: it may be too late already
   Kt_ExprObject* const host = script_->GetExternalContext();
   if (host != nullptr) {
     host_.Set(host->GetContainer(), host);
@@ -34,11 +35,14 @@ void RunState::End() {
   script_->FreeRetired();
 }
 
+// There is a clock or a flag to look at.
+bool RunState::MustLook() const {
+  return budget_ != nullptr && (budget_->cancel != nullptr ||
+                                budget_->deadline != std::chrono::steady_clock::time_point::max());
+}
+
 void RunState::RefillTicks() {
-  const bool must_look =
-      budget_ != nullptr && (budget_->cancel != nullptr ||
-                             budget_->deadline != std::chrono::steady_clock::time_point::max());
-  ticks_left_ = must_look ? std::min(steps_left_, kTicksPerLook) : steps_left_;
+  ticks_left_ = MustLook() ? std::min(steps_left_, kTicksPerLook) : steps_left_;
   if (steps_left_ != kNoLimit) steps_left_ -= ticks_left_;
 }
 
@@ -64,8 +68,7 @@ kt_long RunState::StopTooDeep(Kt_ExprObject* context) {
 }
 
 kt_long RunState::Stop(Kt_ExprObject* context, kt_long code) {
-  stop_code_ = code;
-  ticks_left_ = 0;  // every later step finds the code again
+  SetStop(code);
   return kt::Report(context, kSource, code, frame_ ? frame_->func->GetName() : Kt_WString());
 }
 

@@ -52,8 +52,12 @@ class RunState {
   kt_long Tick(Kt_ExprObject* context) {
     return KT_LIKELY(--ticks_left_ >= 0) ? kOk : OnTicksUsed(context);
   }
-  // Stops the run because calls nest too deeply.
+  // Stops the run because calls nest too deeply; reports it.
   kt_long StopTooDeep(Kt_ExprObject* context);
+  // The same where an expression has reported it already.
+  void NoteTooDeep() {
+    if (stop_code_ == kOk) SetStop(kErrTooDeep);
+  }
   // The code that stops the run, 0 while it goes on. Statements that turn failures into something
   // else must not do so with this one.
   kt_long GetStopCode() const { return stop_code_; }
@@ -61,11 +65,16 @@ class RunState {
   // The host's object behind the script is still there.
   bool IsHostValid() const { return host_.IsValid(); }
 
+  // Whether the compiled form of expressions may be used.
+  bool IsCompiled() const { return is_compiled_; }
+  void SetCompiled(bool is_compiled) { is_compiled_ = is_compiled; }
+
   // The variable `symbol` as seen from `scope`: locals, then globals. Null when it is not a plain
-  // variable of the script, or only the script itself (a host's subclass) can tell.
+  // variable of the script, when only the script itself (a host's subclass) can tell, and for a
+  // null scope, since then nobody knows what stands between here and the globals.
   Kt_Variable* FindVariable(Scope* scope, Kt_Symbol symbol, std::uint16_t& hint) const {
     if (Kt_Variable* const local = Scope::Find(scope, symbol, hint)) return local;
-    return has_plain_globals_ ? globals_->Find(symbol, hint) : nullptr;
+    return has_plain_globals_ && scope != nullptr ? globals_->Find(symbol, hint) : nullptr;
   }
 
   // An empty argument list for one call, whose memory the next call at this depth uses again.
@@ -98,6 +107,11 @@ class RunState {
   void Begin();
   void End();
   void RefillTicks();
+  bool MustLook() const;
+  void SetStop(kt_long code) {
+    stop_code_ = code;
+    ticks_left_ = 0;  // every later step finds the code again
+  }
   KT_COLD kt_long OnTicksUsed(Kt_ExprObject* context);
   KT_COLD kt_long Stop(Kt_ExprObject* context, kt_long code);
 
@@ -109,6 +123,7 @@ class RunState {
   Frame* frame_ = nullptr;
   kt_long stop_code_ = kOk;
   bool has_plain_globals_ = false;
+  bool is_compiled_ = true;
   const Kt_VariableList* globals_;
   Kt_Script* script_;
   const Kt_RunBudget* budget_ = nullptr;
