@@ -37,6 +37,16 @@ void ProtectScriptArguments(std::vector<std::string>& arguments) {
   }
 }
 
+// An expression may begin with a minus: the options of `kt eval` go first, the rest behind a "--".
+void ProtectExpression(std::vector<std::string>& arguments) {
+  if (arguments.empty() || arguments[0] != "eval") return;
+  const auto rest = std::stable_partition(
+      arguments.begin() + 1, arguments.end(), [](const std::string& argument) {
+        return argument == "--json" || argument == "--help" || argument == "-h";
+      });
+  if (rest != arguments.end() && *rest != "--") arguments.insert(rest, "--");
+}
+
 // False when an argument is not UTF-8, which has been reported then.
 bool AreUtf8(const std::vector<std::string>& arguments, Streams streams) {
   for (std::size_t at = 0; at < arguments.size(); ++at) {
@@ -62,6 +72,16 @@ int Parse(CLI::App& app, std::vector<std::string> arguments, Streams streams) {
   return -1;
 }
 
+int Help(const CLI::App& app, const std::string& command, Streams streams) {
+  for (const CLI::App* const found : app.get_subcommands([](const CLI::App*) { return true; })) {
+    if (found->get_name() != command) continue;
+    streams.out << found->help("kt");
+    return kFine;
+  }
+  streams.messages << fmt::format("kt help: there is no command '{}'\n", command);
+  return kCommandFault;
+}
+
 int Run(const Action& action, Streams streams) {
   const int status = action(streams);
   streams.out.flush();
@@ -76,10 +96,9 @@ int Main(std::vector<std::string> arguments, Streams streams) {
   if (!AreUtf8(arguments, streams)) return kCommandFault;
   if (arguments.empty() || (arguments.size() == 1 && arguments[0] == "help")) {
     arguments = {"--help"};
-  } else if (arguments[0] == "help") {
-    arguments = {arguments[1], "--help"};
   }
   ProtectScriptArguments(arguments);
+  ProtectExpression(arguments);
 
   Action action;
   CLI::App app("Runs, evaluates, checks and explains KtScript scripts.", "kt");
@@ -94,6 +113,7 @@ int Main(std::vector<std::string> arguments, Streams streams) {
   AddDump(app, action);
   AddFunctions(app, action);
 
+  if (arguments[0] == "help") return Help(app, arguments[1], streams);
   const int status = Parse(app, std::move(arguments), streams);
   return status >= 0 ? status : Run(action, streams);
 }

@@ -96,7 +96,7 @@ void Kt_CliHost::OnDebugTrace(const Kt_WString& text) {
 }
 
 kt_long Kt_CliHost::Print(const Kt_VariantList* args) {
-  out_ << JoinTexts(args) << '\n';
+  out_ << JoinTexts(args) + '\n';
   return 0;
 }
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <unistd.h>
+
 #include <iostream>
 
 #include "cli/Kt_Cli.h"
@@ -6,6 +8,8 @@
 int main(int argc, char** argv) {
   std::ios::sync_with_stdio(false);
   std::cin.tie(nullptr);
+  // Somebody who watches sees each line at once; a pipe gets full buffers.
+  if (::isatty(STDOUT_FILENO)) std::cout << std::unitbuf;
   std::vector<std::string> arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
   return kt::cli::Main(std::move(arguments), {std::cout, std::cerr});
 }

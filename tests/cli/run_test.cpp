@@ -153,6 +153,7 @@ TEST(CliRun, BadScriptsAndCommandLines) {
       {"run", "--nonsense", good},
       {"run", good, "main", "\xFF"},
       {"fly"},
+      {"help", "fly"},
       {"eval"},
       {"check"},
       {"dump"},
