@@ -62,7 +62,15 @@ inline std::string Show(const Kt_Result& result) {
   return result.GetArgCount() > 0 ? out + ")" : out;
 }
 
-class TestHost;
+// The arguments of a call as a list to keep: a reference becomes the text that Show gives it, since
+// a list with references that is stored in a variable could refer to itself.
+inline Kt_VariantList PlainArgs(const Kt_VariantList& args) {
+  Kt_VariantList out;
+  for (const Kt_Variant& arg : args) {
+    out.Add(arg.IsRef() ? Kt_Variant(Kt_WString::FromUtf8(Show(arg))) : arg);
+  }
+  return out;
+}
 
 // A component with properties, items and methods, and a record of what was asked of it.
 class TestThing : public Kt_ExprObject {
@@ -93,7 +101,7 @@ class TestThing : public Kt_ExprObject {
                      Kt_Variant& result) override {
     if (name.EqualsNoCase(u"hook") && on_call) return on_call(result);
     if (!name.EqualsNoCase(u"echo")) return kNoMember;
-    result = *args;
+    result = PlainArgs(*args);
     log += "call " + name.ToUtf8() + Args(args) + ";";
     return kOk;
   }
@@ -253,7 +261,7 @@ class TestHost : public Kt_ExprObject {
     return kOk;
   }
   static kt_long Count(Kt_ExprObject*, const Kt_VariantList* args, Kt_Variant& result) {
-    result = *args;
+    result = PlainArgs(*args);
     return kOk;
   }
   static kt_long Code(Kt_ExprObject*, const Kt_VariantList* args, Kt_Variant& result) {

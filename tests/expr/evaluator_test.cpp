@@ -158,7 +158,7 @@ TEST(Evaluator, Calls) {
       {u"log(5)", "5", "", "5;"},
       {u"log(5).toString().length()", "1", "", "5;"},
       {u"ref(a)", "&7"},
-      {u"count(ref(a), a)", "[&7, 7]"},
+      {u"count(ref(a), a)", "['&7', 7]"},
       {u"ref(a) + 1", "8"},
   });
 }

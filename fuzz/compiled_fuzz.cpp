@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+//
+// A script made out of the input by a grammar gives the same with the compiled form of expressions
+// as without it: codes, results, variables, reports and calls.
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+
+#include "tests/common/compiled_compare.h"
+#include "tests/common/program_maker.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const std::string script = kt::test::ProgramMaker(data, size).Program();
+  const std::string compiled = kt::test::RunToText(script, true);
+  const std::string evaluated = kt::test::RunToText(script, false);
+  if (compiled == evaluated) return 0;
+  std::fprintf(stderr, "%s\n--- compiled\n%s--- evaluated\n%s", script.c_str(), compiled.c_str(),
+               evaluated.c_str());
+  std::abort();
+}

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+// The same scripts for tests and for the fuzz target of the compiled form.
+namespace kt::test {
+
+// Writes small scripts out of a grammar, steered by bytes: the same bytes give the same script, and
+// when they run out every choice is the first one, which ends soon. Nearly all of what comes out
+// is valid; it uses the names of TestHost, the globals g and list, and the functions f and main.
+//
+// No text or list can double itself: what stands to the right of a + is never a variable.
+class ProgramMaker {
+ public:
+  ProgramMaker(const std::uint8_t* bytes, std::size_t size) : bytes_(bytes), size_(size) {}
+
+  // An expression over the arguments x and y, the globals and the host's names.
+  std::string Expression() { return Expr(4); }
+
+  std::string Program() {
+    std::string out = "var g = " + Leaf() + ", list = [1, 'two', [3, 4]], s = 'text';\n";
+    out += "function f(x, y) {\n" + Body(2) + "return " + Expr(2) + ";\n}\n";
+    return out + "function main(x, y) {\n" + Body(3) + "return " + Expr(3) + ";\n}\n";
+  }
+
+ private:
+  int Choose(int count) {
+    if (at_ >= size_) return 0;
+    return bytes_[at_++] % count;
+  }
+  template <std::size_t kCount>
+  std::string OneOf(const char* const (&texts)[kCount]) {
+    return texts[Choose(kCount)];
+  }
+
+  std::string Literal() {
+    return OneOf({"1", "0", "2", "'a'", "7", "2.5", "''", "'12'", "true", "null", "100000"});
+  }
+  std::string Name() {
+    return OneOf({"x", "y", "g", "list", "s", "hosted", "plain", "local", "obj", "unknown"});
+  }
+  std::string Leaf() { return Choose(3) == 0 ? Literal() : Name(); }
+
+  std::string Expr(int depth) {
+    if (depth == 0) return Leaf();
+    switch (Choose(18)) {
+      case 0: return Leaf();
+      case 1: return Expr(depth - 1) + " + " + (Choose(2) ? Literal() : Product(depth));
+      case 2: return Product(depth);
+      case 3: return Expr(depth - 1) + OneOf({" - ", " / ", " % ", " & "}) + Expr(depth - 1);
+      case 4:
+      case 5:
+        return Expr(depth - 1) + OneOf({" < ", " = ", " <> ", ">=", "<=", " > "}) + Expr(depth - 1);
+      case 6:
+      case 7: return Expr(depth - 1) + OneOf({" && ", " || ", " and ", " or "}) + Expr(depth - 1);
+      case 8: return "(" + Expr(depth - 1) + ")";
+      case 9: return "!" + OneOf({"", "!"}) + Name();
+      case 10: return "(-" + Expr(depth - 1) + ")";
+      case 11: return OneOf({"++", "--"}) + Name();
+      case 12: return Name() + OneOf({"++", "--"});
+      case 13: return Element(depth);
+      case 14: return OneOf({"length(", "mid('abcdef', ", "log(", "code("}) + Expr(depth - 1) + ")";
+      case 15: return OneOf({"f(", "count(", "iif("}) + Arg(depth) + ", " + Arg(depth) + ")";
+      case 16: return Name() + OneOf({".length", ".size", ".nosuch", ".mid(1)", ".echo(2)"});
+      default: return Element(depth) + OneOf({".length", ".mid(0)", "[0]", "++"});
+    }
+  }
+  std::string Product(int depth) { return Expr(depth - 1) + " * " + Expr(depth - 1); }
+  std::string Element(int depth) {
+    const std::string base = Name() + "[" + Expr(depth - 1) + "]";
+    return Choose(3) == 0 ? base + "[" + Expr(depth - 1) + "]" : base;
+  }
+  std::string Arg(int depth) { return Choose(3) == 1 ? "ref(" + Name() + ")" : Expr(depth - 1); }
+
+  std::string Body(int depth) {
+    std::string out;
+    for (int count = 1 + Choose(4); count > 0; --count) out += Statement(depth);
+    return out;
+  }
+  std::string Block(int depth) { return "{ " + Body(depth - 1) + "}"; }
+
+  std::string Statement(int depth) {
+    const int kind = Choose(depth == 0 ? 9 : 16);
+    const std::string counter = "i" + std::to_string(depth);
+    switch (kind) {
+      case 0: return Name() + " = " + Expr(2) + ";\n";
+      case 1: return Name() + OneOf({" -= ", " *= ", " %= ", " /= "}) + Expr(2) + ";\n";
+      case 2: return Name() + " += " + Literal() + ";\n";
+      case 3: return Name() + OneOf({"++", "--"}) + ";\n";
+      case 4:
+        return Name() + "[" + Expr(1) + "]" + OneOf({" = ", " -= ", " *= "}) + Expr(2) + ";\n";
+      case 5: return "var local = " + Expr(2) + ";\n";
+      case 6: return "var local[" + Literal() + " % 5];\n";
+      case 7: return "log(" + Expr(3) + ");\n";
+      case 8:
+        return OneOf({"obj.size", "(x)", "obj", "thing[0]", "f(1)"}) + " = " + Expr(1) + ";\n";
+      case 9: return "if (" + Expr(2) + ") " + Block(depth) + " else " + Block(depth) + "\n";
+      case 10:
+        return "for (var " + counter + " = 0; " + counter + " < 3; " + counter + "++) " +
+               Block(depth) + "\n";
+      case 11:
+        return "var " + counter + " = 3; while (" + counter + "-- > 0) " + Block(depth) + "\n";
+      case 12:
+        return "switch (" + Expr(1) + ") { case " + Expr(1) + ": " + Body(depth - 1) + "case " +
+               Expr(1) + ": " + Body(depth - 1) + "default: " + Body(depth - 1) + "}\n";
+      case 13: return Block(depth) + "\n";
+      case 14: return OneOf({"break;\n", "continue;\n"});
+      default: return "return " + Expr(2) + ";\n";
+    }
+  }
+
+  const std::uint8_t* bytes_;
+  std::size_t size_;
+  std::size_t at_ = 0;
+};
+
+}  // namespace kt::test

@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: MIT
+//
+// The compiled form of expressions against the evaluator: equal results, variables and reports.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <vector>
+
+#include "common/compiled_compare.h"
+#include "common/program_maker.h"
+
+namespace {
+
+using kt::test::ProgramMaker;
+using kt::test::RunToText;
+
+void ExpectSame(const std::string& script) {
+  EXPECT_EQ(RunToText(script, true), RunToText(script, false)) << script;
+}
+
+std::vector<std::uint8_t> RandomBytes(unsigned seed, std::size_t size) {
+  std::mt19937 random(seed);
+  std::vector<std::uint8_t> bytes(size);
+  for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random() >> 8);
+  return bytes;
+}
+
+TEST(Compiled, RandomExpressions) {
+  for (unsigned seed = 0; seed < 600 && !HasFailure(); ++seed) {
+    const std::vector<std::uint8_t> bytes = RandomBytes(seed, 60);
+    ProgramMaker maker(bytes.data(), bytes.size());
+    ExpectSame(
+        "var g = 2, list = [1, 'two', [3, 4]], s = 'text';\n"
+        "function f(x, y) { x = x + 1; return y; }\n"
+        "function main(x, y) { return " +
+        maker.Expression() + "; }\n");
+  }
+}
+
+TEST(Compiled, RandomPrograms) {
+  for (unsigned seed = 0; seed < 400 && !HasFailure(); ++seed) {
+    const std::vector<std::uint8_t> bytes = RandomBytes(seed + 10000, 400);
+    ExpectSame(ProgramMaker(bytes.data(), bytes.size()).Program());
+  }
+}
+
+// What the compiled form once did otherwise, and what it must leave to the evaluator.
+TEST(Compiled, KnownPlaces) {
+  const char* const bodies[] = {
+      "return list[0][1];",
+      "return list[2][1][0];",
+      "return count(1, 2)[0][0];",
+      "return count(1)['k'];",
+      "var o = obj; o++; return o;",
+      "var o = obj; return o++ + 1;",
+      "var o = obj; return ++o;",
+      "var a = []; a[1] = 2; return a;",
+      "return x + x++;",
+      "return x + f(ref(x), 1);",
+      "return f(ref(x), 1) * 2 + x;",
+      "return list[x = 5] + x++;",
+      "var i = 0; return count(list[i++], list[i++], i);",
+      "var i = 0; list[i++] = i; return list;",
+      "var i = 0; list[i++] += 5; return i;",
+      "return 0 && unknown;",
+      "return x && unknown;",
+      "list[code(-7)] = 1; return list;",
+      "list[code(9998)] = 1; return list;",
+      "list['k'] = 1; return list;",
+      "list[-1] = 1; return list;",
+      "s[1] = 'X'; s[99] = 'Y'; return s;",
+      "x[0] = 1; return x;",
+      "(x) += 4; return x;",
+      "var g = 10; (g) += 4; return g;",
+      "{ var g = 10; { g++; } } return g;",
+      "return ref(x);",
+      "var r = ref(x); r = 9; return x;",
+      "return code(-5);",
+      "return obj.size + code(-5);",
+      "f(1, 2) += 3; return 1;",
+      "log(1) += 3; return 1;",
+  };
+  for (const char* const body : bodies) {
+    ExpectSame(std::string("var g = 2, list = [1, 'two', [3, 4]], s = 'text';\n"
+                           "function f(x, y) { x = x + 1; return y; }\n"
+                           "function main(x, y) { ") +
+               body + " }\n");
+  }
+}
+
+// A switch in the middle of a script's life: what was parsed by one is used by the other.
+TEST(Compiled, Switched) {
+  Kt_Script script;
+  ASSERT_EQ(script.Parse(u"t", u"function main() { var a = []; a[2] = 1; return a[2] + 1; }",
+                         nullptr, nullptr),
+            0);
+  for (const bool is_compiled : {false, true, false, true}) {
+    script.SetCompiled(is_compiled);
+    Kt_Variant result;
+    EXPECT_EQ(script.ExecFunc(u"main", nullptr, result), 0);
+    EXPECT_EQ(kt::test::Show(result), "2");
+  }
+}
+
+}  // namespace
