@@ -194,7 +194,15 @@ class Linter {
     Kt_WString error;
     const bool valid =
         Kt_ExprUtil::IsValidExpr(text.data(), static_cast<kt_long>(text.size())) == 0;
-    if (valid && expr.Parse(Kt_WString(text), error) >= 0) LintOps(piece, expr.GetOps());
+    if (!valid) return;
+    if (expr.Parse(Kt_WString(text), error) >= 0) {
+      LintOps(piece, expr.GetOps());
+    } else {
+      // The parser is stricter than the validator in places: signs behind operators, lists inside
+      // expressions. A script with such an expression loads, and fails where it runs.
+      Warn(u"fails-at-run-time", piece.offset + std::max(expr.GetErrorOffset(), 0),
+           Kt_WString(u"this expression fails when it runs: ") + error);
+    }
   }
 
   // Calls `visit` with the offset, first unit and length of every token.

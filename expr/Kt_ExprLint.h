@@ -19,8 +19,10 @@ struct Kt_ExprWarning {
 //                    ends the whole level, so `0 && x || y` is 0 whatever y is
 //   marker-grouping  operators that are not grouped by precedence: `a - b * c * d - e` is computed
 //                    as a - (b * c * d - e)
+//   fails-at-run-time  the expression is accepted when the script loads and refused when it is
+//                    parsed, such as `2 * -3`
 //   dot-nine         `.9` is a point and a 9, while `.8` is a number
 //
-// The first two are looked for in expressions that are well formed and parse; one warning of each
+// The first three are looked for in expressions that are well formed; one warning of each
 // kind per bracket level. Time and memory are linear in the text.
 KT_SCRIPT_API void FindExprWarnings(const Kt_WString& text, std::vector<Kt_ExprWarning>& out);

@@ -39,6 +39,26 @@ void ReadIndex(const Kt_Variant& value, kt_long& index, Kt_WString& key) {
   }
 }
 
+bool IsNumber(const Kt_Variant& value) { return value.IsLong() || value.IsDouble(); }
+
+// With plain numbers no operator fails and nothing is asked of anybody.
+void ComputeNumbers(CodeOp op, const Kt_Variant& left, const Kt_Variant& right,
+                    Kt_Variant& result) {
+  switch (op) {
+    case CodeOp::kAdd: (void)kt::VarAdd(left, right, result); break;
+    case CodeOp::kSub: (void)kt::VarSub(left, right, result); break;
+    case CodeOp::kMul: (void)kt::VarMul(left, right, result); break;
+    case CodeOp::kDiv: (void)kt::VarDiv(left, right, result); break;
+    case CodeOp::kMod: (void)kt::VarMod(left, right, result); break;
+    case CodeOp::kEqual: result = kt_long{kt::VarCmp(left, right, kCmpEqual)}; break;
+    case CodeOp::kNotEqual: result = kt_long{kt::VarCmp(left, right, kCmpEqual) == 0}; break;
+    case CodeOp::kGreater: result = kt_long{kt::VarCmp(left, right, kCmpGreater)}; break;
+    case CodeOp::kGreaterEqual: result = kt_long{kt::VarCmp(left, right, kCmpGreaterEqual)}; break;
+    case CodeOp::kLess: result = kt_long{kt::VarCmp(left, right, kCmpLess)}; break;
+    default: result = kt_long{kt::VarCmp(left, right, kCmpLessEqual)}; break;
+  }
+}
+
 }  // namespace
 
 // The temps and bound variables of one evaluation, on the native stack.
@@ -322,27 +342,35 @@ const Kt_Variant* ExprCode::FindOperand(RunState& run, Scope& scope, std::uint16
   return found && !found->GetValue().IsObject() ? &found->GetValue() : nullptr;
 }
 
-bool ExprCode::FindPlainTarget(RunState& run, Scope& scope, Target& target) {
+bool ExprCode::StoreElement(RunState& run, Scope& scope, const Kt_Variant& value) {
   const CodeInstr& in = instrs_.front();
-  if (in.op != CodeOp::kTarget) return false;
+  if (in.op != CodeOp::kTarget || value.IsRef()) return false;
   const Kt_Variant* const index = FindOperand(run, scope, in.b);
   if (index == nullptr || !index->IsLong()) return false;
   Var& var = vars_[in.a - CodeOperand::kVarBase];
   Kt_Variable* const base = run.FindVariable(&scope, var.symbol, var.hint);
-  if (base == nullptr) return false;
-  target.variable = Kt_VariableHold(base);
-  target.name = &var.name;
-  target.index = index->AsLong();
+  return base != nullptr && base->GetValue().IsList() &&
+         base->GetValueW().ListSet(index->AsLong(), value);
+}
+
+// One operator over two plain numbers, such as the condition of a loop.
+bool ExprCode::RunSingle(RunState& run, Scope& scope, Kt_Variant& result) {
+  const CodeInstr& in = instrs_.front();
+  if (in.op == CodeOp::kReturn) {
+    const Kt_Variant* const operand = FindOperand(run, scope, in.a);
+    if (operand != nullptr) result = *operand;
+    return operand != nullptr;
+  }
+  if (in.op > CodeOp::kLessEqual || instrs_[1].op != CodeOp::kReturn) return false;
+  const Kt_Variant* const left = FindOperand(run, scope, in.a);
+  const Kt_Variant* const right = FindOperand(run, scope, in.b);
+  if (left == nullptr || right == nullptr || !IsNumber(*left) || !IsNumber(*right)) return false;
+  ComputeNumbers(in.op, *left, *right, result);
   return true;
 }
 
 kt_long ExprCode::Run(RunState& run, Scope& scope, Kt_Variant& result) {
-  if (instrs_.front().op == CodeOp::kReturn) {
-    if (const Kt_Variant* const operand = FindOperand(run, scope, instrs_.front().a)) {
-      result = *operand;
-      return kOk;
-    }
-  }
+  if (instrs_.size() <= 2 && RunSingle(run, scope, result)) return kOk;
   if (!calls_.empty()) {
     if (bound_version_ != run.GetScript().GetVersion()) BindCalls(run, scope);
     if (!is_bound_) return kUseEvaluator;
@@ -353,7 +381,6 @@ kt_long ExprCode::Run(RunState& run, Scope& scope, Kt_Variant& result) {
 
 kt_long ExprCode::RunTarget(RunState& run, Scope& scope, Target& target) {
   if (!has_target_) return kUseEvaluator;
-  if (FindPlainTarget(run, scope, target)) return kOk;
   if (!calls_.empty()) {
     if (bound_version_ != run.GetScript().GetVersion()) BindCalls(run, scope);
     if (!is_bound_) return kUseEvaluator;

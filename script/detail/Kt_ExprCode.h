@@ -93,6 +93,9 @@ class ExprCode {
   };
   // kUseEvaluator also when it stands for anything else.
   kt_long RunTarget(RunState& run, Scope& scope, Target& target);
+  // Stores into an item of a list when the expression is a variable indexed by a variable or a
+  // constant. False, with nothing done, in every other case.
+  bool StoreElement(RunState& run, Scope& scope, const Kt_Variant& value);
 
  private:
   friend class ExprCompiler;
@@ -118,7 +121,7 @@ class ExprCode {
   bool BindCalls(RunState& run, Scope& scope);
   // Single operands and plain elements need no frame. Null / false: run the code.
   const Kt_Variant* FindOperand(RunState& run, Scope& scope, std::uint16_t operand);
-  bool FindPlainTarget(RunState& run, Scope& scope, Target& target);
+  bool RunSingle(RunState& run, Scope& scope, Kt_Variant& result);
   bool BindCall(Call& call, RunState& run, Scope& scope);
   template <int kTemps>
   kt_long RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target* target);

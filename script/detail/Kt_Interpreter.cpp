@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "script/detail/Kt_Interpreter.h"
 
+#include <algorithm>
+
 #include "classlib/Kt_NativeStack.h"
 #include "classlib/Kt_VarInline.h"
 #include "object/Kt_ExprStackObj.h"
@@ -36,18 +38,32 @@ bool LeavesLoop(kt_long code) { return code != kOk && code != kScriptContinue; }
 
 // Calls -------------------------------------------------------------------------------------------
 
-void Interpreter::BindArgs(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
+bool Interpreter::BindArgs(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
                            Kt_VariableList& variables) {
   const Kt_ScriptOpList& declared = func.GetArgs();
+  bool has_items = false;
   for (int arg = 0; arg < declared.GetCount(); ++arg) {
     const Kt_WString& name = declared.GetItem(arg)->GetVar()->name;
     if (arg >= arg_count) {
       variables.AddVariable(name, Kt_Variant());
     } else if (args[arg].IsRef()) {
       variables.AddRefVariable(name, args[arg]);
+      has_items = has_items || args[arg].GetRefItem() >= 0;
     } else {
       variables.AddVariable(name, std::move(args[arg]));
     }
+  }
+  return has_items;
+}
+
+void Interpreter::WriteBack(const Kt_ScriptFunc& func, const Kt_Variant* args, int arg_count,
+                            const Kt_VariableList& variables) {
+  const int count = std::min<int>(func.GetArgs().GetCount(), arg_count);
+  for (int arg = 0; arg < count; ++arg) {
+    if (!args[arg].IsRef() || args[arg].GetRefItem() < 0) continue;
+    const Kt_Variable* const variable =
+        variables.FindVariable(func.GetArgs().GetItem(arg)->GetVar()->name);
+    if (variable != nullptr) (void)args[arg].AssignThroughRef(variable->GetValue());
   }
 }
 
@@ -62,8 +78,9 @@ kt_long Interpreter::CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int a
   kt_long code = kt_hasstack() ? run.Tick(&script) : run.StopTooDeep(&script);
   if (KT_UNLIKELY(code != kOk)) return code;
   Scope scope(script);
-  BindArgs(func, args, arg_count, scope.GetVariables());
+  const bool has_items = BindArgs(func, args, arg_count, scope.GetVariables());
   code = Interpreter(run, frame).Body(func.GetBody(), &scope, &scope, result);
+  if (KT_UNLIKELY(has_items)) WriteBack(func, args, arg_count, scope.GetVariables());
   // From here on nothing is tried again: `f() + f()` would double the work with every level.
   if (KT_UNLIKELY(code == kErrTooDeep)) run.NoteTooDeep();
   if (KT_UNLIKELY(run.GetStopCode() != kOk)) return run.GetStopCode();
@@ -234,8 +251,11 @@ kt_long Interpreter::CombineName(const Kt_WString& name, std::uint16_t& hint, in
       return ReportUnknown(name, code, context);
     }
   }
+  if (variable != nullptr && !value.IsObject() && !variable->GetValue().IsObject()) {
+    return Combine(operation, value, variable->GetValueW(), context);
+  }
   if (variable != nullptr) {
-    const Kt_VariableHold hold(variable);  // an object's text may be asked of the host
+    const Kt_VariableHold hold(variable);  // an object is asked for its value
     return Combine(operation, value, variable->GetValueW(), context);
   }
   if (const kt_long code = Combine(operation, value, current, context)) return code;
@@ -264,6 +284,7 @@ kt_long Interpreter::AssignPath(const Kt_ScriptOp& op, Kt_ExprObject* context, S
   if (const kt_long code = Eval(set.value, context, scope, value)) return code;
   if (KT_LIKELY(IsCompilable(context, scope))) {
     if (ExprCode* const compiled = ExprCode::Of(Lazy(set.target))) {
+      if (operation == kPlainAssign && compiled->StoreElement(run_, *scope, value)) return kOk;
       ExprCode::Target target;
       const kt_long code = compiled->RunTarget(run_, *scope, target);
       if (KT_LIKELY(code == kOk)) return AssignElement(target, operation, value, context);

@@ -29,8 +29,12 @@ class Interpreter {
                Kt_Variant& result);
 
  private:
-  static void BindArgs(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
+  // True when an argument refers to an item of a list: its variable is a copy, which WriteBack
+  // stores into the item after the call.
+  static bool BindArgs(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
                        Kt_VariableList& variables);
+  static void WriteBack(const Kt_ScriptFunc& func, const Kt_Variant* args, int arg_count,
+                        const Kt_VariableList& variables);
   kt_long Statement(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
                     Kt_Variant& result);
   // Runs a body in a scope of its own inside `context`.

@@ -55,6 +55,9 @@ TEST(ExprLint, FindsPlaces) {
       {u"x .9", "dot-nine@2"},
       {u"1 + .9", "dot-nine@4"},
       {u"'.9' + .8 + 1.9", ""},
+      // Loads, but does not parse.
+      {u"2 * -3", "fails-at-run-time@4"},
+      {u"a[!b]", "fails-at-run-time@2"},
       // Faulty text is not judged further.
       {u"a && b || ", ""},
   };
@@ -77,7 +80,8 @@ TEST(ExprLint, StandsDeepAndLongText) {
   EXPECT_EQ(Warnings(Kt_WString(std::u16string_view(deep))), "");
   std::u16string chain(u"a");
   for (int n = 0; n < 100000; ++n) chain += u" - b * c * d";
-  EXPECT_EQ(Warnings(Kt_WString(std::u16string_view(chain))), "");
+  // Each of these leaves an operator pending, until there are too many.
+  EXPECT_EQ(Warnings(Kt_WString(std::u16string_view(chain))), "fails-at-run-time@119994");
 }
 
 }  // namespace
