@@ -1,0 +1,139 @@
+// SPDX-License-Identifier: MIT
+//
+// Columns and constants.
+#include "classlib/Kt_Dataset.h"
+
+#include "classlib/detail/Kt_Refuse.h"
+
+namespace {
+
+const Kt_WString kNoText;
+
+// Logical columns may stand for logical columns; a chain longer than this is a ring.
+constexpr int kMaxChain = 16;
+
+}  // namespace
+
+const Kt_WString& Kt_Dataset::GetColID(kt_long col) const {
+  return HasCol(col) ? columns_[static_cast<std::size_t>(col)].id : kNoText;
+}
+
+Kt_ColumnType Kt_Dataset::GetColType(kt_long col) const {
+  return HasCol(col) ? columns_[static_cast<std::size_t>(col)].type : Kt_ColumnType::kString;
+}
+
+kt_long Kt_Dataset::GetColSize(kt_long col) const {
+  return HasCol(col) ? columns_[static_cast<std::size_t>(col)].size : 0;
+}
+
+const Kt_WString& Kt_Dataset::GetColMapValue(kt_long col) const {
+  return HasCol(col) ? columns_[static_cast<std::size_t>(col)].map : kNoText;
+}
+
+bool Kt_Dataset::IsLogicalColumn(kt_long col) const {
+  return HasCol(col) && columns_[static_cast<std::size_t>(col)].cells == nullptr;
+}
+
+kt_long Kt_Dataset::AddColumnRow(Column column) {
+  if (column.id.IsEmpty() || GetColIndex(column.id) >= 0) return -1;
+  if (GetColCount() >= kMaxDatasetColumns) return -1;
+  return kt::detail::RefuseOnFailure([&] {
+    const kt_long col = GetColCount();
+    columns_.push_back(std::move(column));
+    names_.Write().Add(columns_.back().id, col);
+    ResolveLogicalColumns();
+    ++structure_version_;
+    return col;
+  });
+}
+
+kt_long Kt_Dataset::AddColumn(const Kt_WString& id, Kt_ColumnType type, kt_long size) {
+  Column column{id, {}, type, size, -1, nullptr};
+  const bool made = kt::detail::RefuseOnFailure([&] {
+                      column.cells = std::make_shared<Kt_Column>(type);
+                      column.cells->AppendNulls(slot_count_);
+                      return 0;
+                    }) == 0;
+  return made ? AddColumnRow(std::move(column)) : -1;
+}
+
+kt_long Kt_Dataset::AddColumn(const Kt_WString& id, std::u16string_view type, kt_long size) {
+  Kt_ColumnType column_type = Kt_ColumnType::kString;
+  if (!type.empty() && !kt_findcolumntypeW(type, column_type)) return -1;
+  return AddColumn(id, column_type, size);
+}
+
+kt_long Kt_Dataset::AddLogicalColumn(const Kt_WString& id, const Kt_WString& map,
+                                     std::u16string_view type, kt_long size) {
+  Kt_ColumnType column_type = Kt_ColumnType::kString;
+  if (!type.empty() && !kt_findcolumntypeW(type, column_type)) return -1;
+  if (map.IsEmpty()) return -1;
+  return AddColumnRow({id, map, column_type, size, -1, nullptr});
+}
+
+void Kt_Dataset::ResolveLogicalColumns() {
+  for (Column& column : columns_) {
+    if (column.cells == nullptr) column.target = GetColIndex(column.map);
+  }
+}
+
+kt_long Kt_Dataset::StoredCol(kt_long col) const {
+  for (int step = 0; step < kMaxChain && HasCol(col); ++step) {
+    const Column& column = columns_[static_cast<std::size_t>(col)];
+    if (column.cells != nullptr) return col;
+    col = column.target;
+  }
+  return -1;
+}
+
+const Kt_Column* Kt_Dataset::CellsOf(kt_long col) const {
+  const kt_long stored = StoredCol(col);
+  return stored < 0 ? nullptr : columns_[static_cast<std::size_t>(stored)].cells.get();
+}
+
+Kt_Column& Kt_Dataset::WriteCells(kt_long stored_col) {
+  std::shared_ptr<Kt_Column>& cells = columns_[static_cast<std::size_t>(stored_col)].cells;
+  if (cells.use_count() != 1) cells = std::make_shared<Kt_Column>(*cells);
+  return *cells;
+}
+
+// ---- Constants --------------------------------------------------------------------------------
+
+kt_long Kt_Dataset::GetConstIndex(std::u16string_view id) const {
+  for (std::size_t constant = 0; constant < constants_.size(); ++constant) {
+    if (constants_[constant].id.EqualsNoCase(id)) return static_cast<kt_long>(constant);
+  }
+  return -1;
+}
+
+kt_long Kt_Dataset::AddConstColumn(const Kt_WString& id, const Kt_Variant& value) {
+  if (id.IsEmpty() || GetConstIndex(id) >= 0 || GetConstCount() >= kMaxDatasetColumns) return -1;
+  return kt::detail::RefuseOnFailure([&] {
+    constants_.push_back({id, value.Target()});
+    return GetConstCount() - 1;
+  });
+}
+
+const Kt_WString& Kt_Dataset::GetConstColID(kt_long constant) const {
+  if (constant < 0 || constant >= GetConstCount()) return kNoText;
+  return constants_[static_cast<std::size_t>(constant)].id;
+}
+
+const Kt_Variant& Kt_Dataset::GetConstColumn(kt_long constant) const {
+  if (constant < 0 || constant >= GetConstCount()) return Kt_Variant::_KtNullVariant;
+  return constants_[static_cast<std::size_t>(constant)].value;
+}
+
+const Kt_Variant& Kt_Dataset::GetConstColumn(std::u16string_view id) const {
+  return GetConstColumn(GetConstIndex(id));
+}
+
+kt_long Kt_Dataset::SetConstColumn(kt_long constant, const Kt_Variant& value) {
+  if (constant < 0 || constant >= GetConstCount()) return -1;
+  constants_[static_cast<std::size_t>(constant)].value = value.Target();
+  return 1;
+}
+
+kt_long Kt_Dataset::SetConstColumn(std::u16string_view id, const Kt_Variant& value) {
+  return SetConstColumn(GetConstIndex(id), value);
+}

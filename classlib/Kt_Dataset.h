@@ -1,0 +1,365 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "classlib/Kt_Column.h"
+#include "classlib/detail/Kt_ChangeBuffer.h"
+#include "classlib/detail/Kt_CopyOnWrite.h"
+#include "classlib/detail/Kt_NameMap.h"
+#include "classlib/detail/Kt_RowIndex.h"
+
+class Kt_Dataset;
+
+// What is made of the values of several rows; the codes that ModifyKeyStat takes.
+enum class Kt_Aggregate : std::uint8_t { kNone, kSum, kAvg, kMax, kMin, kCount };
+
+// Limits of one dataset; what goes past one is refused. Rows: their numbers, and twice as many
+// while something grows, fit 32 bits. Columns: each costs every row something.
+inline constexpr kt_long kMaxDatasetRows = 1 << 27;
+inline constexpr kt_long kMaxDatasetColumns = 16384;
+
+// Row states as GetRowType and SetRowType give and take them.
+inline constexpr kt_long kRowTypeNormal = 1;
+inline constexpr kt_long kRowTypeInsert = 2;
+inline constexpr kt_long kRowTypeUpdate = 4;
+inline constexpr kt_long kRowTypeDelete = 8;
+inline constexpr kt_long kRowTypeLogical = 16;
+
+// Computes the cells of logical columns whose map is an expression; the engine implements it.
+class KT_CLASS_API Kt_ColumnEvaluator {
+ public:
+  virtual ~Kt_ColumnEvaluator() = default;
+  // The value of `expression` in a row; `filtered` says which of the two row numberings `row`
+  // counts in. False gives an empty cell. Must not change the dataset.
+  virtual bool EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool filtered,
+                              const Kt_WString& expression, Kt_Variant& result) = 0;
+};
+
+// A table of typed columns and rows that knows what was changed since it was loaded.
+//
+//   Kt_Dataset orders(u"orders");
+//   const kt_long price = orders.AddColumn(u"price", u"currency");
+//   const kt_long row = orders.AppendRow();
+//   orders.SetColumn(row, price, u"12.50");
+//   orders.GetRowType(row);                         // kRowTypeInsert
+//
+// Rows are numbered from 0 as they are shown: behind both filters. The ...NF forms number all rows,
+// with both filters off. Rows have a state (normal, inserted, updated); the first values of updated
+// rows and the deleted rows are kept until ApplyChange forgets or Reset restores them. Column ids
+// compare without regard to case; the first of several counts.
+//
+// Owns its cells. Copies share columns, order and texts until one of them writes: copying costs
+// about as much as there are columns.
+// Threads: one thread per dataset, for reading too; copies on several threads may share content.
+// Fails: rows and columns outside read empty and refuse writes; refusals are negative results. An
+// operation that runs out of memory is refused. Nothing throws.
+class KT_CLASS_API Kt_Dataset {
+ public:
+  Kt_Dataset() = default;
+  explicit Kt_Dataset(const Kt_WString& id) : id_(id) {}
+
+  const Kt_WString& GetId() const { return id_; }
+  void SetId(const Kt_WString& id) { id_ = id; }
+
+  // Rises whenever columns or rows come, go or change places. A loop that calls out of the store
+  // compares it before it uses a row or column number again.
+  std::uint64_t GetStructureVersion() const { return structure_version_; }
+
+  // ---- Columns --------------------------------------------------------------------------------
+
+  kt_long GetColCount() const { return static_cast<kt_long>(columns_.size()); }
+  kt_long GetColIndex(std::u16string_view id) const { return names_->Find(id); }  // -1: none
+  // Index of the n-th column as shown; -1 outside.
+  kt_long GetColIDxByOrder(kt_long order) const { return HasCol(order) ? order : -1; }
+  // Empty, string and 0 outside.
+  const Kt_WString& GetColID(kt_long col) const;
+  Kt_ColumnType GetColType(kt_long col) const;
+  kt_long GetColSize(kt_long col) const;  // as declared; values are not cut to it
+  // What a logical column shows: a column id or an expression. Empty for all other columns.
+  const Kt_WString& GetColMapValue(kt_long col) const;
+  bool IsLogicalColumn(kt_long col) const;
+
+  // The index of the new column, whose cells are null. -1 when the id is empty or known or the type
+  // unknown, or at the limit. The empty type is string.
+  kt_long AddColumn(const Kt_WString& id, std::u16string_view type = {}, kt_long size = 0);
+  kt_long AddColumn(const Kt_WString& id, Kt_ColumnType type, kt_long size = 0);
+  // A column without cells of its own. `map` is the id of another column, now or later, which is
+  // then read and written through this one, or an expression for the evaluator (read-only).
+  kt_long AddLogicalColumn(const Kt_WString& id, const Kt_WString& map,
+                           std::u16string_view type = {}, kt_long size = 0);
+  // Borrowed; null for none. Copies of the dataset have none.
+  void SetEvaluator(Kt_ColumnEvaluator* evaluator) { evaluator_.pointer = evaluator; }
+
+  // Constants: one value for the whole dataset. Index or id; outside: -1, empty.
+  kt_long AddConstColumn(const Kt_WString& id, const Kt_Variant& value = {});
+  kt_long GetConstCount() const { return static_cast<kt_long>(constants_.size()); }
+  kt_long GetConstIndex(std::u16string_view id) const;
+  const Kt_WString& GetConstColID(kt_long constant) const;
+  const Kt_Variant& GetConstColumn(kt_long constant) const;
+  const Kt_Variant& GetConstColumn(std::u16string_view id) const;
+  kt_long SetConstColumn(kt_long constant, const Kt_Variant& value);  // 1 or -1
+  kt_long SetConstColumn(std::u16string_view id, const Kt_Variant& value);
+
+  // ---- Rows -----------------------------------------------------------------------------------
+
+  kt_long GetRowCount() const { return ViewCount(ActiveView()); }
+  kt_long GetRowCountNF() const { return ViewCount(kt::detail::kAllRows); }
+
+  // New rows: inserted, empty, shown, at the end / before a shown row (any other number: at the
+  // end). The first new index; -1 for a count below 1, at the limit or without memory. Costs
+  // O(log rows), wherever they go.
+  kt_long AppendRow(kt_long count = 1);
+  kt_long InsertRow(kt_long row, kt_long count = 1);
+  // 1, or -1 outside. An inserted row goes for good, any other to the deleted rows.
+  kt_long DeleteRow(kt_long row);
+  // Deletes the shown rows / those of them that are selected; returns how many.
+  kt_long DeleteAll();
+  kt_long DeleteSelected();
+  // Moves a row so that it has number `to` afterwards / exchanges two rows, in record order too. No
+  // row state changes. 1 or -1.
+  kt_long MoveRow(kt_long from, kt_long to);
+  kt_long ExchangeRow(kt_long a, kt_long b);
+  void ClearData();  // all rows with their states and originals; filters go off
+  void Clear();      // ClearData, and the columns
+  void ClearAll();   // Clear, and the constants
+
+  // kRowType...; 0 outside.
+  kt_long GetRowType(kt_long row) const { return RowType(ActiveView(), row); }
+  kt_long GetRowTypeNF(kt_long row) const { return RowType(kt::detail::kAllRows, row); }
+  // Forces normal (forgets the originals), insert or update. 1, or -1 for other types and outside.
+  kt_long SetRowType(kt_long row, kt_long type);
+  // The number that a shown row has without filters; -1 outside.
+  kt_long GetRowIndexNF(kt_long row) const;
+
+  // 1, or -1 outside.
+  kt_long SelectRow(kt_long row, bool selected = true);
+  bool GetSelect(kt_long row) const;
+  void ClearSelect();
+
+  // ---- Cells ----------------------------------------------------------------------------------
+
+  // The value of a cell; empty outside. Null cells are empty too. The pointer is never null, and
+  // good for 31 further calls.
+  Kt_Variant ReadColumn(kt_long row, kt_long col) const;
+  Kt_Variant ReadColumnNF(kt_long row, kt_long col) const;
+  const Kt_Variant* GetColumn(kt_long row, kt_long col) const;
+  const Kt_Variant* GetColumnNF(kt_long row, kt_long col) const;
+  // Stores a value, converted as Kt_Column::Write says, and moves the row state; an equal value
+  // changes nothing. 1, or -1 outside and for cells that cannot be written.
+  kt_long SetColumn(kt_long row, kt_long col, const Kt_Variant& value);
+  kt_long SetColumnNF(kt_long row, kt_long col, const Kt_Variant& value);
+  // Whether SetColumn would change the cell.
+  bool WouldChange(kt_long row, kt_long col, const Kt_Variant& value) const;
+
+  // ---- Filters and order ----------------------------------------------------------------------
+
+  // The main filter hides records, the local one rows that the main filter shows. Hiding turns the
+  // filter on; loops should go from the last row to the first, because the rows after a hidden one
+  // change their numbers. 1, or -1 outside. Filter counts rows without the local filter.
+  //
+  // Filters are not live: a row stays hidden or shown whatever becomes of its cells.
+  kt_long Filter(kt_long row);
+  kt_long LocFilter(kt_long row);
+  // Drops the filter / shows all its rows again with the filter on.
+  void UnFilter();
+  void LocUnFilter();
+  void ResetRecIndex();
+  void ResetFilIndex();
+  // Suspends a filter, or puts it back, without forgetting what it hides; costs nothing.
+  bool GetFilterStat() const { return (active_view_ & kt::detail::kRowMainHidden) != 0; }
+  bool GetLocFilterStat() const { return (active_view_ & kt::detail::kRowLocalHidden) != 0; }
+  void SetFilterStat(bool on);
+  void SetLocFilterStat(bool on);
+  // The filter that belongs to the definition of the dataset; the store only keeps the text.
+  const Kt_WString& GetFilterStr() const { return filter_text_; }
+  void SetFilterStr(const Kt_WString& text) { filter_text_ = text; }
+
+  // Sorts the records, hidden ones too, by a list "price:d, name": descending after ":d".
+  // `ascending` false turns every item round. Stable. Nulls stand after all values, or before all,
+  // whatever the direction; texts go by code unit; NaN is greater than every number. 1, or -1, and
+  // nothing changed, for an unknown column or an empty list.
+  kt_long Sort(std::u16string_view list, bool ascending = true, bool nulls_last = false);
+
+  // ---- Aggregates and searches ----------------------------------------------------------------
+
+  // Over the rows [start, end), cut to those there are. Nulls are left out. Sums of longs and
+  // currencies are exact and keep their kind while they fit, then doubles; sums of doubles depend
+  // on the sequence of the values alone. An average is a double. A text counts as the number that
+  // it starts with, except for the greatest and least, which are texts.
+  // 1, or 0 when no value was there (sum 0, otherwise empty), or -1 for an unknown column.
+  kt_long GetSum(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
+    return Aggregate(ActiveView(), Kt_Aggregate::kSum, col, start, end, result);
+  }
+  kt_long GetAvg(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
+    return Aggregate(ActiveView(), Kt_Aggregate::kAvg, col, start, end, result);
+  }
+  kt_long GetMax(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
+    return Aggregate(ActiveView(), Kt_Aggregate::kMax, col, start, end, result);
+  }
+  kt_long GetMin(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
+    return Aggregate(ActiveView(), Kt_Aggregate::kMin, col, start, end, result);
+  }
+  kt_long GetSumNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
+    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kSum, col, start, end, result);
+  }
+  kt_long GetAvgNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
+    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kAvg, col, start, end, result);
+  }
+  kt_long GetMaxNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
+    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kMax, col, start, end, result);
+  }
+  kt_long GetMinNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
+    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kMin, col, start, end, result);
+  }
+  // Records in the range.
+  kt_long GetCount(kt_long start, kt_long end) const;
+  kt_long GetCountNF(kt_long start, kt_long end) const;
+
+  // The first row in [start, end) whose column holds the value of `text`, converted to the column's
+  // type; the As forms compare the texts of the cells without regard to case. The empty text finds
+  // null and empty text. End -1: to the last row. -1 when there is none.
+  kt_long LookupDataRow(std::u16string_view id, std::u16string_view text, kt_long start = 0,
+                        kt_long end = -1) const;
+  kt_long LookupDataRowNF(std::u16string_view id, std::u16string_view text, kt_long start = 0,
+                          kt_long end = -1) const;
+  kt_long LookupDataRowAs(std::u16string_view id, std::u16string_view text, kt_long start = 0,
+                          kt_long end = -1) const;
+  kt_long LookupDataRowNFAs(std::u16string_view id, std::u16string_view text, kt_long start = 0,
+                            kt_long end = -1) const;
+  // The text of another column in the first row that LookupDataRow finds; empty for none.
+  Kt_WString LookupDataText(std::u16string_view id, std::u16string_view text,
+                            std::u16string_view out_id) const;
+
+  // ---- Changes --------------------------------------------------------------------------------
+
+  // The updated and deleted rows with their first values, in order of first change. The type is
+  // kRowTypeUpdate or kRowTypeDelete, 0 outside.
+  kt_long GetOrgBuffCount() const { return changes_->Count(); }
+  Kt_Variant GetOrgBuffColumn(kt_long index, kt_long col) const;
+  kt_long GetOrgBuffType(kt_long index) const;
+  // The first value of a cell: of an updated row as it was, of an inserted row empty.
+  Kt_Variant GetOrgColumn(kt_long row, kt_long col) const;
+  Kt_Variant GetOrgColumnNF(kt_long row, kt_long col) const;
+  // The deleted rows with their first values, in order of deletion.
+  kt_long GetDelRowCount() const { return static_cast<kt_long>(changes_->Deleted().size()); }
+  Kt_Variant GetDelColumn(kt_long index, kt_long col) const;
+
+  // Makes the present rows the unchanged ones.
+  void ApplyChange();
+  // Takes back all changes: inserted rows go, deleted ones return to their place, updated ones get
+  // their first values. Filters, order and selection stay.
+  void Reset();
+  // True when any row is inserted, updated or deleted. SetUpdate(false) is ApplyChange; true marks
+  // every normal row updated, so that everything will be saved.
+  bool GetUpdate() const { return inserted_count_ > 0 || changes_->Count() > 0; }
+  void SetUpdate(bool changed);
+
+ private:
+  using Slot = kt::detail::Slot;
+  using View = kt::detail::View;
+  using RowIndex = kt::detail::RowIndex;
+
+  struct Column {
+    Kt_WString id;
+    Kt_WString map;  // of a logical column
+    Kt_ColumnType type = Kt_ColumnType::kString;
+    kt_long size = 0;
+    kt_long target = -1;               // column that a logical column stands for, -1: expression
+    std::shared_ptr<Kt_Column> cells;  // shared between copies; null for a logical column
+  };
+  struct Constant {
+    Kt_WString id;
+    Kt_Variant value;
+  };
+  // Not part of the value: copies start with none.
+  struct Evaluator {
+    Evaluator() = default;
+    Evaluator(const Evaluator&) {}
+    Evaluator& operator=(const Evaluator&) { return *this; }
+    Kt_ColumnEvaluator* pointer = nullptr;
+    int depth = 0;
+  };
+  struct Scratch {
+    Scratch() = default;
+    Scratch(const Scratch&) {}
+    Scratch& operator=(const Scratch&) { return *this; }
+    std::array<Kt_Variant, 32> values;
+    std::size_t next = 0;
+  };
+
+  struct SortKey {
+    kt_long col;
+    bool ascending;
+  };
+
+  bool HasCol(kt_long col) const { return col >= 0 && col < GetColCount(); }
+  kt_long AddColumnRow(Column column);
+  void ResolveLogicalColumns();
+  // The column that holds the cells of `col`, through logical columns; null for an expression.
+  const Kt_Column* CellsOf(kt_long col) const;
+  kt_long StoredCol(kt_long col) const;  // its index, or -1
+  Kt_Column& WriteCells(kt_long stored_col);
+
+  View ActiveView() const { return active_view_; }
+  kt_long ViewCount(View view) const { return index_->Count(view); }
+  bool HasRow(View view, kt_long row) const { return row >= 0 && row < ViewCount(view); }
+  // The record behind a row; nothing outside.
+  std::optional<Slot> RecordAt(View view, kt_long row) const;
+  std::optional<RowIndex::Place> PlaceAt(View view, kt_long row) const;
+  kt_long RowType(View view, kt_long row) const;
+
+  bool NewSlots(kt_long count, std::vector<Slot>& slots);
+  void FreeSlot(Slot slot);
+  kt_long InsertSlots(kt_long row, kt_long count);
+  void DeleteAt(RowIndex::Place place);
+  template <class Keep>
+  kt_long DeleteWhere(Keep keep);
+  void RemoveEntries(std::uint8_t flags);
+  void SetNormal(Slot slot);
+
+  Kt_Variant ReadCell(View view, kt_long row, kt_long col) const;
+  Kt_Variant ReadExpression(View view, kt_long row, const Column& column) const;
+  const Kt_Variant* Remember(Kt_Variant value) const;
+  kt_long WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value);
+  void StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& value);
+  kt_long HideRow(View view, std::uint8_t filter, kt_long row);
+  void ShowAll(std::uint8_t filter, bool on);
+  void SwitchFilter(std::uint8_t filter, bool on);
+  bool ParseSortKeys(std::u16string_view list, bool ascending, std::vector<SortKey>& keys) const;
+  kt_long SortRows(const std::vector<SortKey>& keys, bool nulls_last);
+  std::shared_ptr<const Kt_Column> SlotCells(kt_long col) const;
+
+  Kt_Column Evaluated(View view, kt_long start, kt_long end, kt_long col) const;
+  kt_long Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
+                    Kt_Variant& result) const;
+  template <class Matches>
+  kt_long FindFirst(View view, kt_long start, kt_long end, Matches matches) const;
+  kt_long LookupExact(View view, std::u16string_view id, std::u16string_view text, kt_long start,
+                      kt_long end) const;
+  kt_long LookupAs(View view, std::u16string_view id, std::u16string_view text, kt_long start,
+                   kt_long end) const;
+
+  Kt_Variant FirstValue(Slot slot, kt_long col) const;
+  Kt_Variant OriginalAt(View view, kt_long row, kt_long col) const;
+  void RestoreFirstValues(Slot slot);
+
+  Kt_WString id_;
+  std::vector<Column> columns_;
+  std::vector<Constant> constants_;
+  kt::detail::CopyOnWrite<kt::detail::NameMap> names_;  // ids of columns_
+  kt::detail::CopyOnWrite<RowIndex> index_;
+  kt::detail::CopyOnWrite<kt::detail::ChangeBuffer> changes_;
+  std::vector<Slot> free_slots_;  // their cells are null
+  Slot slot_count_ = 0;           // every column has at least as many cells
+  kt_long inserted_count_ = 0;
+  View active_view_ = kt::detail::kAllRows;
+  Kt_WString filter_text_;
+  std::uint64_t structure_version_ = 0;
+  mutable Evaluator evaluator_;
+  mutable Scratch scratch_;
+};

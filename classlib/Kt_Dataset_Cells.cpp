@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+//
+// Reading and writing cells.
+#include "classlib/Kt_Dataset.h"
+#include "classlib/detail/Kt_Refuse.h"
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
+
+namespace {
+
+// Expressions of logical columns may read logical columns; deeper nesting is a ring and reads null.
+constexpr int kMaxEvaluationDepth = 16;
+
+}  // namespace
+
+Kt_Variant Kt_Dataset::ReadCell(View view, kt_long row, kt_long col) const {
+  const auto slot = RecordAt(view, row);
+  if (!slot || !HasCol(col)) return {};
+  const Column& column = columns_[static_cast<std::size_t>(col)];
+  if (column.cells != nullptr) return column.cells->Read(*slot);
+  const Kt_Column* const cells = CellsOf(col);
+  return cells != nullptr ? cells->Read(*slot) : ReadExpression(view, row, column);
+}
+
+Kt_Variant Kt_Dataset::ReadExpression(View view, kt_long row, const Column& column) const {
+  if (evaluator_.pointer == nullptr || evaluator_.depth >= kMaxEvaluationDepth) return {};
+  // Copies: the evaluator runs code that we do not know.
+  const Kt_WString expression = column.map;
+  const Kt_Column converter(column.type);
+  Kt_Variant value;
+  ++evaluator_.depth;
+  const bool found =
+      evaluator_.pointer->EvaluateColumn(*this, row, view == ActiveView(), expression, value);
+  --evaluator_.depth;
+  return found ? converter.Converted(value) : Kt_Variant();
+}
+
+const Kt_Variant* Kt_Dataset::Remember(Kt_Variant value) const {
+  Kt_Variant& place = scratch_.values[scratch_.next];
+  scratch_.next = (scratch_.next + 1) % scratch_.values.size();
+  place = std::move(value);
+  return &place;
+}
+
+Kt_Variant Kt_Dataset::ReadColumn(kt_long row, kt_long col) const {
+  return ReadCell(ActiveView(), row, col);
+}
+
+Kt_Variant Kt_Dataset::ReadColumnNF(kt_long row, kt_long col) const {
+  return ReadCell(kAllRows, row, col);
+}
+
+const Kt_Variant* Kt_Dataset::GetColumn(kt_long row, kt_long col) const {
+  return Remember(ReadColumn(row, col));
+}
+
+const Kt_Variant* Kt_Dataset::GetColumnNF(kt_long row, kt_long col) const {
+  return Remember(ReadColumnNF(row, col));
+}
+
+bool Kt_Dataset::WouldChange(kt_long row, kt_long col, const Kt_Variant& value) const {
+  const auto slot = RecordAt(ActiveView(), row);
+  const Kt_Column* const cells = CellsOf(col);
+  return slot && cells != nullptr && !cells->Equals(*slot, value);
+}
+
+kt_long Kt_Dataset::WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value) {
+  const auto slot = RecordAt(view, row);
+  const kt_long stored = StoredCol(col);
+  if (!slot || stored < 0) return -1;
+  return RefuseOnFailure([&] {
+    // Asked first, so that an equal value does not part a column that copies share.
+    if (!CellsOf(stored)->Equals(*slot, value)) StoreCell(*slot, stored, value);
+    return 1;
+  });
+}
+
+void Kt_Dataset::StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& value) {
+  Kt_Column& cells = WriteCells(stored_col);
+  if ((index_->Flags(slot) & kRowInserted) != 0) {
+    cells.Write(slot, value);
+    return;
+  }
+  const Kt_Variant before = cells.Read(slot);
+  ChangeBuffer& changes = changes_.Write();
+  changes.NoteWrite(slot, stored_col, before);
+  cells.Write(slot, value);
+  const bool restored =
+      cells.Equals(slot, *ChangeBuffer::OldValue(*changes.Find(slot), stored_col));
+  const bool changed = !restored || changes.NoteRestored(slot, stored_col);
+  const bool was_changed = (index_->Flags(slot) & kRowUpdated) != 0;
+  if (changed == was_changed) return;
+  index_.Write().Mark(slot, changed ? kRowUpdated : 0, changed ? 0 : kRowUpdated);
+}
+
+kt_long Kt_Dataset::SetColumn(kt_long row, kt_long col, const Kt_Variant& value) {
+  return WriteCell(ActiveView(), row, col, value);
+}
+
+kt_long Kt_Dataset::SetColumnNF(kt_long row, kt_long col, const Kt_Variant& value) {
+  return WriteCell(kAllRows, row, col, value);
+}

@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+//
+// Row states, first values, and taking changes over or back.
+#include "classlib/Kt_Dataset.h"
+#include "classlib/detail/Kt_Refuse.h"
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
+
+namespace {
+
+kt_long TypeOfFlags(std::uint8_t flags) {
+  if ((flags & kRowInserted) != 0) return kRowTypeInsert;
+  return (flags & kRowUpdated) != 0 ? kRowTypeUpdate : kRowTypeNormal;
+}
+
+}  // namespace
+
+kt_long Kt_Dataset::RowType(View view, kt_long row) const {
+  const auto slot = RecordAt(view, row);
+  return slot ? TypeOfFlags(index_->Flags(*slot)) : 0;
+}
+
+kt_long Kt_Dataset::SetRowType(kt_long row, kt_long type) {
+  const auto slot = RecordAt(ActiveView(), row);
+  if (!slot) return -1;
+  if (type != kRowTypeNormal && type != kRowTypeInsert && type != kRowTypeUpdate) return -1;
+  return RefuseOnFailure([&] {
+    if (TypeOfFlags(index_->Flags(*slot)) == type) return 1;
+    SetNormal(*slot);
+    RowIndex& index = index_.Write();
+    if (type == kRowTypeInsert) {
+      index.Mark(*slot, kRowInserted, 0);
+      ++inserted_count_;
+    } else if (type == kRowTypeUpdate) {
+      changes_.Write().Touch(*slot).forced = true;
+      index.Mark(*slot, kRowUpdated, 0);
+    }
+    return 1;
+  });
+}
+
+void Kt_Dataset::SetNormal(Slot slot) {
+  const std::uint8_t flags = index_->Flags(slot);
+  if ((flags & kRowInserted) != 0) --inserted_count_;
+  if ((flags & kRowUpdated) != 0) changes_.Write().Drop(slot);
+  index_.Write().Mark(slot, 0, kRowInserted | kRowUpdated);
+}
+
+// ---- First values -----------------------------------------------------------------------------
+
+Kt_Variant Kt_Dataset::FirstValue(Slot slot, kt_long col) const {
+  const kt_long stored = StoredCol(col);
+  if (stored < 0 || (index_->Flags(slot) & kRowInserted) != 0) return {};
+  const ChangeBuffer::Entry* const entry = changes_->Find(slot);
+  const Kt_Variant* const old = entry ? ChangeBuffer::OldValue(*entry, stored) : nullptr;
+  return old != nullptr ? *old : CellsOf(stored)->Read(slot);
+}
+
+Kt_Variant Kt_Dataset::OriginalAt(View view, kt_long row, kt_long col) const {
+  const auto slot = RecordAt(view, row);
+  return slot ? FirstValue(*slot, col) : Kt_Variant();
+}
+
+Kt_Variant Kt_Dataset::GetOrgColumn(kt_long row, kt_long col) const {
+  return OriginalAt(ActiveView(), row, col);
+}
+
+Kt_Variant Kt_Dataset::GetOrgColumnNF(kt_long row, kt_long col) const {
+  return OriginalAt(kAllRows, row, col);
+}
+
+Kt_Variant Kt_Dataset::GetOrgBuffColumn(kt_long index, kt_long col) const {
+  if (index < 0 || index >= GetOrgBuffCount()) return {};
+  return FirstValue(changes_->SlotAt(index), col);
+}
+
+kt_long Kt_Dataset::GetOrgBuffType(kt_long index) const {
+  if (index < 0 || index >= GetOrgBuffCount()) return 0;
+  return changes_->Find(changes_->SlotAt(index))->deleted ? kRowTypeDelete : kRowTypeUpdate;
+}
+
+Kt_Variant Kt_Dataset::GetDelColumn(kt_long index, kt_long col) const {
+  if (index < 0 || index >= GetDelRowCount()) return {};
+  return FirstValue(changes_->Deleted()[static_cast<std::size_t>(index)], col);
+}
+
+// ---- Taking over and back ---------------------------------------------------------------------
+
+void Kt_Dataset::ApplyChange() {
+  if (!GetUpdate()) return;
+  RefuseOnFailure([&] {
+    if (GetDelRowCount() > 0) {
+      RemoveEntries(kRowDeleted);
+      ++structure_version_;
+    }
+    index_.Write().ChangeAll(0, kRowInserted | kRowUpdated);
+    changes_ = {};
+    inserted_count_ = 0;
+    return 1;
+  });
+}
+
+void Kt_Dataset::RestoreFirstValues(Slot slot) {
+  const ChangeBuffer::Entry* const entry = changes_->Find(slot);
+  for (const auto& [col, old] : entry->cells) WriteCells(col).Write(slot, old);
+}
+
+void Kt_Dataset::Reset() {
+  if (!GetUpdate()) return;
+  RefuseOnFailure([&] {
+    for (kt_long entry = 0; entry < GetOrgBuffCount(); ++entry) {
+      RestoreFirstValues(changes_->SlotAt(entry));
+    }
+    if (inserted_count_ > 0) RemoveEntries(kRowInserted);
+    index_.Write().ChangeAll(0, kRowDeleted | kRowUpdated);
+    changes_ = {};
+    inserted_count_ = 0;
+    ++structure_version_;
+    return 1;
+  });
+}
+
+void Kt_Dataset::SetUpdate(bool changed) {
+  if (!changed) return ApplyChange();
+  RefuseOnFailure([&] {
+    index_->ForEachEntry([&](RowIndex::Place, Slot slot) {
+      if ((index_->Flags(slot) & (kRowInserted | kRowUpdated | kRowDeleted)) != 0) return;
+      changes_.Write().Touch(slot).forced = true;
+    });
+    for (kt_long entry = 0; entry < GetOrgBuffCount(); ++entry) {
+      const Slot slot = changes_->SlotAt(entry);
+      if (!changes_->Find(slot)->deleted) index_.Write().Mark(slot, kRowUpdated, 0);
+    }
+    return 1;
+  });
+}

@@ -1,0 +1,216 @@
+// SPDX-License-Identifier: MIT
+//
+// Rows: coming, going, order, selection.
+#include <algorithm>
+
+#include "classlib/Kt_Dataset.h"
+#include "classlib/detail/Kt_Refuse.h"
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
+
+std::optional<Slot> Kt_Dataset::RecordAt(View view, kt_long row) const {
+  if (!HasRow(view, row)) return std::nullopt;
+  return index_->At(view, row);
+}
+
+std::optional<RowIndex::Place> Kt_Dataset::PlaceAt(View view, kt_long row) const {
+  if (!HasRow(view, row)) return std::nullopt;
+  return index_->Find(view, row);
+}
+
+// ---- Slots ------------------------------------------------------------------------------------
+
+// Slots of rows that have gone are used again before the columns grow.
+bool Kt_Dataset::NewSlots(kt_long count, std::vector<Slot>& slots) {
+  const auto wanted = static_cast<std::size_t>(count);
+  const std::size_t reused = std::min(wanted, free_slots_.size());
+  const std::size_t fresh = wanted - reused;
+  if (slot_count_ + fresh > static_cast<std::size_t>(kMaxDatasetRows)) return false;
+  slots.reserve(wanted);
+  const std::size_t rows = slot_count_ + fresh;
+  for (std::size_t col = 0; col < columns_.size(); ++col) {
+    if (columns_[col].cells == nullptr || columns_[col].cells->RowCount() >= rows) continue;
+    Kt_Column& cells = WriteCells(static_cast<kt_long>(col));
+    cells.AppendNulls(rows - cells.RowCount());
+  }
+  for (std::size_t taken = 0; taken < reused; ++taken) {
+    slots.push_back(free_slots_.back());
+    free_slots_.pop_back();
+  }
+  while (slot_count_ < rows) slots.push_back(slot_count_++);
+  return true;
+}
+
+void Kt_Dataset::FreeSlot(Slot slot) {
+  free_slots_.push_back(slot);
+  index_.Write().Forget(slot);
+  for (std::size_t col = 0; col < columns_.size(); ++col) {
+    const Kt_Column* const cells = columns_[col].cells.get();
+    if (cells != nullptr && !cells->IsNull(slot))
+      WriteCells(static_cast<kt_long>(col)).WriteNull(slot);
+  }
+}
+
+// ---- New rows ---------------------------------------------------------------------------------
+
+kt_long Kt_Dataset::InsertSlots(kt_long row, kt_long count) {
+  return RefuseOnFailure([&]() -> kt_long {
+    std::vector<Slot> slots;
+    if (!NewSlots(count, slots)) return -1;
+    RowIndex& index = index_.Write();
+    const kt_long first = row < 0 ? GetRowCount() : row;
+    for (kt_long added = 0; added < count; ++added) {
+      const Slot slot = slots[static_cast<std::size_t>(added)];
+      if (row < 0) {
+        index.Append(slot, 1);
+      } else {
+        index.Insert(*PlaceAt(ActiveView(), row + added), slot);
+      }
+      index.Mark(slot, kRowInserted, 0);
+    }
+    inserted_count_ += count;
+    ++structure_version_;
+    return first;
+  });
+}
+
+kt_long Kt_Dataset::AppendRow(kt_long count) { return count < 1 ? -1 : InsertSlots(-1, count); }
+
+kt_long Kt_Dataset::InsertRow(kt_long row, kt_long count) {
+  if (count < 1) return -1;
+  return InsertSlots(HasRow(ActiveView(), row) ? row : -1, count);
+}
+
+// ---- Deleting ---------------------------------------------------------------------------------
+
+void Kt_Dataset::DeleteAt(RowIndex::Place place) {
+  RowIndex& index = index_.Write();
+  const Slot slot = index.SlotAt(place);
+  if ((index.Flags(slot) & kRowInserted) != 0) {
+    index.Remove(place);
+    FreeSlot(slot);
+    --inserted_count_;
+  } else {
+    changes_.Write().NoteDelete(slot);
+    index.Change(place, kRowDeleted, kRowSelected);
+  }
+  ++structure_version_;
+}
+
+kt_long Kt_Dataset::DeleteRow(kt_long row) {
+  const auto place = PlaceAt(ActiveView(), row);
+  if (!place) return -1;
+  return RefuseOnFailure([&] {
+    DeleteAt(*place);
+    return 1;
+  });
+}
+
+// From the last row to the first, so that the rows still to come keep their numbers.
+template <class Keep>
+kt_long Kt_Dataset::DeleteWhere(Keep keep) {
+  return RefuseOnFailure([&] {
+    kt_long deleted = 0;
+    for (kt_long row = GetRowCount() - 1; row >= 0; --row) {
+      const auto place = PlaceAt(ActiveView(), row);
+      if (!place || keep(index_->SlotAt(*place))) continue;
+      DeleteAt(*place);
+      ++deleted;
+    }
+    return deleted;
+  });
+}
+
+kt_long Kt_Dataset::DeleteAll() {
+  return DeleteWhere([](Slot) { return false; });
+}
+
+kt_long Kt_Dataset::DeleteSelected() {
+  return DeleteWhere([&](Slot slot) { return (index_->Flags(slot) & kRowSelected) == 0; });
+}
+
+// Takes every entry with one of `flags` out of the order, in one pass.
+void Kt_Dataset::RemoveEntries(std::uint8_t flags) {
+  std::vector<Slot> kept;
+  std::vector<Slot> removed;
+  index_->ForEachEntry([&](RowIndex::Place, Slot slot) {
+    ((index_->Flags(slot) & flags) != 0 ? removed : kept).push_back(slot);
+  });
+  if (removed.empty()) return;
+  index_.Write().Assign(kept);
+  for (const Slot slot : removed) FreeSlot(slot);
+}
+
+// ---- Order ------------------------------------------------------------------------------------
+
+kt_long Kt_Dataset::MoveRow(kt_long from, kt_long to) {
+  const auto place = PlaceAt(ActiveView(), from);
+  if (!place || !PlaceAt(ActiveView(), to)) return -1;
+  if (from == to) return 1;
+  return RefuseOnFailure([&] {
+    RowIndex& index = index_.Write();
+    const Slot slot = index.SlotAt(*place);
+    index.Remove(*place);
+    index.Insert(HasRow(ActiveView(), to) ? index.Find(ActiveView(), to) : index.End(), slot);
+    ++structure_version_;
+    return 1;
+  });
+}
+
+kt_long Kt_Dataset::ExchangeRow(kt_long a, kt_long b) {
+  const auto first = PlaceAt(ActiveView(), a);
+  const auto second = PlaceAt(ActiveView(), b);
+  if (!first || !second) return -1;
+  return RefuseOnFailure([&] {
+    if (a != b) index_.Write().Exchange(*first, *second);
+    ++structure_version_;
+    return 1;
+  });
+}
+
+void Kt_Dataset::ClearData() {
+  for (Column& column : columns_) {
+    if (column.cells != nullptr) column.cells = std::make_shared<Kt_Column>(column.type);
+  }
+  index_ = {};
+  changes_ = {};
+  free_slots_.clear();
+  slot_count_ = 0;
+  inserted_count_ = 0;
+  active_view_ = kAllRows;
+  ++structure_version_;
+}
+
+void Kt_Dataset::Clear() {
+  ClearData();
+  columns_.clear();
+  names_ = {};
+}
+
+void Kt_Dataset::ClearAll() {
+  Clear();
+  constants_.clear();
+}
+
+// ---- Marks ------------------------------------------------------------------------------------
+
+kt_long Kt_Dataset::GetRowIndexNF(kt_long row) const {
+  const auto place = PlaceAt(ActiveView(), row);
+  return place ? index_->RankOf(kAllRows, *place) : -1;
+}
+
+kt_long Kt_Dataset::SelectRow(kt_long row, bool selected) {
+  const auto slot = RecordAt(ActiveView(), row);
+  if (!slot) return -1;
+  return RefuseOnFailure([&] {
+    index_.Write().Mark(*slot, selected ? kRowSelected : 0, selected ? 0 : kRowSelected);
+    return 1;
+  });
+}
+
+bool Kt_Dataset::GetSelect(kt_long row) const {
+  const auto slot = RecordAt(ActiveView(), row);
+  return slot && (index_->Flags(*slot) & kRowSelected) != 0;
+}
+
+void Kt_Dataset::ClearSelect() { index_.Write().ChangeAll(0, kRowSelected); }

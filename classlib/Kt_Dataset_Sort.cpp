@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: MIT
+//
+// Sorting: every key column becomes 64-bit numbers, and the rows are sorted by the last key first,
+// so that stability makes the earlier keys win.
+#include <algorithm>
+#include <numeric>
+
+#include "classlib/Kt_Dataset.h"
+#include "classlib/Kt_WStrList.h"
+#include "classlib/detail/Kt_Refuse.h"
+#include "classlib/kernels/Kt_SortKernels.h"
+
+using namespace kt::detail;   // NOLINT(google-build-using-namespace): flags and views
+using namespace kt::kernels;  // NOLINT(google-build-using-namespace): all of them
+
+namespace {
+
+// Values of any kind have no number in their order, so they are ranked by comparing.
+std::vector<std::uint32_t> RanksOf(const Kt_Column::Values& values) {
+  std::vector<std::uint32_t> order(values.size());
+  std::iota(order.begin(), order.end(), 0u);
+  std::stable_sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+    return Var_Order(values[a], values[b]) < 0;
+  });
+  std::vector<std::uint32_t> ranks(values.size());
+  std::uint32_t rank = 0;
+  for (std::size_t at = 0; at < order.size(); ++at) {
+    if (at > 0 && Var_Order(values[order[at - 1]], values[order[at]]) != 0) ++rank;
+    ranks[order[at]] = rank;
+  }
+  return ranks;
+}
+
+template <class KeyAt>
+void FillKeys(std::vector<KeyedRow>& rows, bool ascending, KeyAt key_at) {
+  const std::uint64_t turn = ascending ? 0 : ~std::uint64_t{0};
+  for (KeyedRow& row : rows) row.key = key_at(row.row) ^ turn;
+}
+
+void FillKeys(std::vector<KeyedRow>& rows, const Kt_Column& column, bool ascending) {
+  VisitCells(column, [&]<class Cells>(const Cells& cells) {
+    if constexpr (std::is_same_v<Cells, Kt_Column::Texts>) {
+      const std::vector<std::uint32_t> ranks = cells.dictionary.Ranks();
+      FillKeys(rows, ascending, [&](Slot row) { return KeyOf(ranks[cells.codes[row]]); });
+    } else if constexpr (std::is_same_v<Cells, Kt_Column::Values>) {
+      const std::vector<std::uint32_t> ranks = RanksOf(cells);
+      FillKeys(rows, ascending, [&](Slot row) { return KeyOf(ranks[row]); });
+    } else {
+      FillKeys(rows, ascending, [&](Slot row) { return KeyOf(cells[row]); });
+    }
+  });
+}
+
+void SortByColumn(std::vector<Slot>& slots, const Kt_Column& column, bool ascending,
+                  bool nulls_last) {
+  std::vector<Slot> nulls;
+  std::vector<KeyedRow> rows;
+  std::vector<KeyedRow> spare;
+  rows.reserve(slots.size());
+  for (const Slot slot : slots) {
+    if (column.IsNull(slot)) {
+      nulls.push_back(slot);
+    } else {
+      rows.push_back({0, slot});
+    }
+  }
+  FillKeys(rows, column, ascending);
+  SortByKey(rows, spare);
+  auto out = slots.begin();
+  if (!nulls_last) out = std::copy(nulls.begin(), nulls.end(), out);
+  for (const KeyedRow& row : rows) *out++ = row.row;
+  if (nulls_last) std::copy(nulls.begin(), nulls.end(), out);
+}
+
+}  // namespace
+
+// Items are id, id:a or id:d. False for an unknown column or an empty list.
+bool Kt_Dataset::ParseSortKeys(std::u16string_view list, bool ascending,
+                               std::vector<SortKey>& keys) const {
+  Kt_WStrList items;
+  items.Parse(Kt_WString(list), u",");
+  for (kt_long number = 0; number < items.GetCount(); ++number) {
+    Kt_WString item = items.GetItem(number);
+    item.Trim();
+    if (item.IsEmpty()) continue;
+    SortKey key{GetColIndex(item), ascending};
+    const std::size_t colon = item.View().rfind(u':');
+    if (key.col < 0 && colon != std::u16string_view::npos) {
+      Kt_WString direction(item.View().substr(colon + 1));
+      Kt_WString id(item.View().substr(0, colon));
+      direction.Trim();
+      id.Trim();
+      const bool down = direction.EqualsNoCase(u"d");
+      if (!down && !direction.EqualsNoCase(u"a")) return false;
+      key = {GetColIndex(id), ascending != down};
+    }
+    if (key.col < 0) return false;
+    keys.push_back(key);
+  }
+  return !keys.empty();
+}
+
+// The cells of a column by slot; those of an expression column are computed, hidden rows included.
+std::shared_ptr<const Kt_Column> Kt_Dataset::SlotCells(kt_long col) const {
+  const kt_long stored = StoredCol(col);
+  if (stored >= 0) return columns_[static_cast<std::size_t>(stored)].cells;
+  auto cells = std::make_shared<Kt_Column>(GetColType(col));
+  cells->AppendNulls(slot_count_);
+  for (kt_long row = 0; row < ViewCount(kAllRows); ++row) {
+    cells->Write(index_->At(kAllRows, row), ReadCell(kAllRows, row, col));
+  }
+  return cells;
+}
+
+kt_long Kt_Dataset::SortRows(const std::vector<SortKey>& keys, bool nulls_last) {
+  return RefuseOnFailure([&] {
+    std::vector<Slot> slots = index_->Slots();
+    for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
+      SortByColumn(slots, *SlotCells(key->col), key->ascending, nulls_last);
+    }
+    index_.Write().Assign(slots);
+    ++structure_version_;
+    return 1;
+  });
+}
+
+kt_long Kt_Dataset::Sort(std::u16string_view list, bool ascending, bool nulls_last) {
+  std::vector<SortKey> keys;
+  return ParseSortKeys(list, ascending, keys) ? SortRows(keys, nulls_last) : -1;
+}

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "classlib/Kt_Variant.h"
+#include "classlib/detail/Kt_RowIndex.h"
+
+namespace kt::detail {
+
+// The first values of changed rows, and the deleted rows, in order of first change.
+//
+// Only the cells that were written are kept: an unchanged row costs nothing.
+class ChangeBuffer {
+ public:
+  struct Entry {
+    std::uint64_t number = 0;  // rises with every new entry
+    bool deleted = false;
+    bool forced = false;  // marked changed by the host: stays though every cell is the original
+    std::vector<std::pair<kt_long, Kt_Variant>> cells;  // column, old value
+  };
+
+  kt_long Count() const { return order_.Count(kAllRows); }
+  Slot SlotAt(kt_long index) const { return order_.At(kAllRows, index); }
+  // Null for a row without entry.
+  const Entry* Find(Slot slot) const;
+  // The old value of a cell; null when it still has its first value.
+  static const Kt_Variant* OldValue(const Entry& entry, kt_long col);
+  const std::vector<Slot>& Deleted() const { return deleted_; }
+
+  // The entry of a row, made if it is new.
+  Entry& Touch(Slot slot);
+  // Notes the value that a cell had before its first change; nothing when one is noted already.
+  void NoteWrite(Slot slot, kt_long col, const Kt_Variant& before);
+  // Notes that a cell has its first value again. False when that goes for the whole row: its entry
+  // has gone then.
+  bool NoteRestored(Slot slot, kt_long col);
+  void NoteDelete(Slot slot);
+  void Drop(Slot slot);
+  void Clear();
+
+ private:
+  kt_long IndexOf(std::uint64_t number) const;
+
+  std::unordered_map<Slot, Entry> entries_;
+  RowIndex order_;
+  std::vector<Slot> deleted_;  // in order of deletion
+  std::uint64_t next_number_ = 0;
+};
+
+}  // namespace kt::detail

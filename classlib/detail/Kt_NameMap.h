@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "classlib/Kt_WString.h"
+
+namespace kt::detail {
+
+// Index of the first item of a name, without regard to case.
+class NameMap {
+ public:
+  // -1 when there is no such name.
+  kt_long Find(std::u16string_view name) const {
+    const auto found = indexes_.find(name);
+    return found == indexes_.end() ? -1 : found->second;
+  }
+  void Add(std::u16string_view name, kt_long index) { indexes_.emplace(name, index); }
+  void Clear() { indexes_.clear(); }
+
+ private:
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::u16string_view name) const {
+      std::size_t hash = 0xCBF29CE484222325u;
+      for (const char16_t unit : name) hash = (hash ^ kt_foldcaseW(unit)) * 0x100000001B3u;
+      return hash;
+    }
+  };
+  struct Equal {
+    using is_transparent = void;
+    bool operator()(std::u16string_view a, std::u16string_view b) const {
+      return a.size() == b.size() && kt_stricmpW(a, b) == 0;
+    }
+  };
+  std::unordered_map<std::u16string, kt_long, Hash, Equal> indexes_;
+};
+
+}  // namespace kt::detail
