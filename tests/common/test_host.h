@@ -85,7 +85,7 @@ class TestThing : public Kt_ExprObject {
     if (found == nullptr) return kNoMember;
     result = found->GetValue();
     log += "get " + name.ToUtf8() + Args(args) + ";";
-    if (on_read) on_read();
+    if (on_access) on_access();
     return kOk;
   }
   kt_long SetProperty(const Kt_WString& name, const Kt_VariantList* args,
@@ -94,6 +94,7 @@ class TestThing : public Kt_ExprObject {
     if (found == nullptr) return kNoMember;
     log += "set " + name.ToUtf8() + Args(args) + "=" + Show(value) + ";";
     found->SetValue(value);
+    if (on_access) on_access();
     return kOk;
   }
   // "echo" gives its arguments as a list; "hook" what `on_call` gives.
@@ -122,7 +123,7 @@ class TestThing : public Kt_ExprObject {
   int GetItemCount() const override { return items.GetCount(); }
   kt_long GetItem(int index, Kt_Variant& result) override {
     result = items.GetItemNN(index);
-    if (on_read) on_read();
+    if (on_access) on_access();
     return kOk;
   }
   kt_long GetItem(const Kt_WString& name, Kt_Variant& result) override {
@@ -140,7 +141,7 @@ class TestThing : public Kt_ExprObject {
   Kt_VariantList items;
   const char16_t* default_prop = nullptr;
   std::string log;
-  std::function<void()> on_read;
+  std::function<void()> on_access;
   std::function<void()> on_text;
   std::function<kt_long(Kt_Variant& result)> on_call;
 
