@@ -32,6 +32,10 @@ void AddEval(CLI::App& app, Action& action);
 void AddCheck(CLI::App& app, Action& action);
 void AddDump(CLI::App& app, Action& action);
 void AddFunctions(CLI::App& app, Action& action);
+void AddRepl(CLI::App& app, Action& action);
+
+// What `kt functions NAME` prints; false, and nothing printed, when there is no such function.
+bool ExplainFunction(const std::string& name, std::ostream& out);
 
 // The whole program for the arguments behind its name; returns the exit status.
 int Main(std::vector<std::string> arguments, Streams streams);

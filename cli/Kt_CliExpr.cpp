@@ -45,13 +45,6 @@ bool CheckStrings(const Kt_WString& text, Kt_CliReport& report) {
   return false;
 }
 
-void WarnOfUnread(const Kt_WString& text, Kt_CliReport& report) {
-  kt_long string_end = 0;
-  const kt_long end = TokensEnd(text, string_end);
-  if (end >= text.GetLength()) return;
-  Complain(text, end, "warning: the text from here on is not read", report);
-}
-
 void Warn(const Kt_WString& text, Kt_CliReport& report) {
   std::vector<Kt_ExprWarning> warnings;
   FindExprWarnings(text, warnings);
@@ -67,6 +60,13 @@ bool IsBracketList(const Kt_WString& text) {
 }
 
 }  // namespace
+
+void WarnOfUnread(const Kt_WString& text, Kt_CliReport& report) {
+  kt_long string_end = 0;
+  const kt_long end = TokensEnd(text, string_end);
+  if (end >= text.GetLength()) return;
+  Complain(text, end, "warning: the text from here on is not read", report);
+}
 
 bool ParseExpression(const Kt_WString& text, Kt_Expr& expression, Kt_CliReport& report) {
   Kt_WString trimmed(text);

@@ -13,4 +13,7 @@ inline constexpr const char* kExpressionName = "expression";
 // everything that is likely to surprise has been reported then.
 bool ParseExpression(const Kt_WString& text, Kt_Expr& expression, Kt_CliReport& report);
 
+// Warns of text at the end that the engine does not read, such as what follows a lone '&'.
+void WarnOfUnread(const Kt_WString& text, Kt_CliReport& report);
+
 }  // namespace kt::cli

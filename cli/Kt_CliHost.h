@@ -34,6 +34,7 @@ class Kt_CliHost : public Kt_ExprObject {
   void SetTrace(bool on) { trace_ = on; }
   // Run-time errors so far.
   kt_long GetErrorCount() const { return error_count_; }
+  void ClearErrorCount() { error_count_ = 0; }
 
   int GetMethodType(const Kt_WString& name, Kt_ExprObjInfo& info) override;
   int IsSystemLogMode() override { return 1; }

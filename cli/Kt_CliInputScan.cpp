@@ -2,6 +2,7 @@
 #include "cli/Kt_CliInputScan.h"
 
 #include <algorithm>
+#include <initializer_list>
 
 #include "classlib/Kt_WString.h"
 

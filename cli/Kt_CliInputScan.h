@@ -16,7 +16,9 @@ class Kt_CliInputScan {
  public:
   // One line without its line end.
   void Feed(std::u16string_view line);
-  bool IsOpen() const { return quote_ != 0 || in_comment_ || depth_ > 0 || wanted_ != Wanted::kNone; }
+  bool IsOpen() const {
+    return quote_ != 0 || in_comment_ || depth_ > 0 || wanted_ != Wanted::kNone;
+  }
 
  private:
   // What must come outside of brackets before the input can end.

@@ -3,15 +3,14 @@
 
 #include <algorithm>
 
+#include "classlib/Kt_WStrList.h"
 #include "expr/Kt_ExprUtil.h"
 #include "script/Kt_ScriptUtil.h"
 
 namespace kt::cli {
 namespace {
 
-bool IsWord(std::u16string_view text, const char16_t* word) {
-  return kt_stricmpW(text, word) == 0;
-}
+bool IsWord(std::u16string_view text, const char16_t* word) { return kt_stricmpW(text, word) == 0; }
 
 bool IsStatementWord(std::u16string_view word) {
   constexpr const char16_t* kWords[] = {u"if",   u"else",    u"for",    u"while", u"switch",
@@ -46,6 +45,19 @@ bool IsAssignment(Kt_WString text) {
   }
   if (IsIn(text.GetAt(set_at - 1), u"+-*/%")) --set_at;
   return IsTarget(text.Mid(0, set_at));
+}
+
+// True when a declaration has a name with a size, which means more for globals than in functions.
+bool HasSizes(const Kt_WString& declaration) {
+  Kt_WStrList declarators;
+  Kt_ScriptUtil::SplitLine(declaration.GetText(), declaration.GetLength(), declarators);
+  for (kt_long index = 0; index < declarators.GetCount(); ++index) {
+    const Kt_WString& declarator = declarators[index];
+    const kt_long set_at = Kt_ScriptUtil::FindSetOP(declarator.GetText(), declarator.GetLength());
+    const kt_long name_end = set_at > 0 ? set_at : declarator.GetLength();
+    if (declarator.Mid(0, name_end).Find(u"[") >= 0) return true;
+  }
+  return false;
 }
 
 class Cutter {
@@ -91,8 +103,7 @@ class Cutter {
       piece.kind = PieceKind::kFunction;
       CutFunction(piece);
     } else {
-      if (IsWord(word, u"var")) piece.kind = PieceKind::kGlobals;
-      CutStatement(piece, !IsStatementWord(word));
+      CutStatement(piece, word);
     }
     return piece;
   }
@@ -108,24 +119,29 @@ class Cutter {
     if (head_length < 0) return;
     piece.proto.start += head;
     const kt_long block = head + head_length;
-    const kt_long length = Kt_ScriptUtil::FindBraceBlock(
-        At(block), RestAt(block), piece.body.start, piece.body.length, error_pos);
+    const kt_long length = Kt_ScriptUtil::FindBraceBlock(At(block), RestAt(block), piece.body.start,
+                                                         piece.body.length, error_pos);
     if (length < 0) return;
     piece.body.start += block;
     piece.whole.length = block + length - piece.whole.start;
   }
 
-  void CutStatement(Piece& piece, bool is_simple) const {
+  void CutStatement(Piece& piece, std::u16string_view word) const {
     kt_long error_pos = 0;
     PieceSpan ignored;
     const kt_long start = piece.whole.start;
     const kt_long length = Kt_ScriptUtil::FindBlock(At(start), RestAt(start), ignored.start,
                                                     ignored.length, error_pos);
-    if (length >= 0) piece.whole.length = length;
-    if (!is_simple || length < 1 || piece.kind == PieceKind::kGlobals) return;
-    if (text_.GetAt(start) == u'{' || IsAssignment(text_.Mid(start, length - 1))) return;
-    piece.kind = PieceKind::kExpression;
-    --piece.whole.length;
+    if (length < 1) return;
+    piece.whole.length = length;
+    if (word == u"{" || IsStatementWord(word)) return;
+    const Kt_WString text = text_.Mid(start, length - 1);
+    if (IsWord(word, u"var")) {
+      if (HasSizes(text)) piece.kind = PieceKind::kDeclaration;
+    } else if (!IsAssignment(text)) {
+      piece.kind = PieceKind::kExpression;
+      --piece.whole.length;
+    }
   }
 
   const Kt_WString& text_;

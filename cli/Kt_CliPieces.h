@@ -13,7 +13,13 @@ struct PieceSpan {
   kt_long length = 0;
 };
 
-enum class PieceKind { kFunction, kGlobals, kPragma, kStatement, kExpression };
+enum class PieceKind {
+  kFunction,
+  kDeclaration,  // `var` with a size, which has another meaning in functions
+  kPragma,
+  kStatement,
+  kExpression,
+};
 
 // What one can type at the prompt, once.
 struct Piece {

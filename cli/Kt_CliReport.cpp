@@ -43,12 +43,19 @@ void Kt_CliReport::Line(const std::string& message) {
   messages_ << message << '\n';
 }
 
-void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
+void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& part, std::size_t offset,
                            std::size_t length, const std::string& what) {
+  const Kt_WString& text = whole_ ? whole_->text : part;
+  if (whole_) {
+    const std::ptrdiff_t at = whole_->offset + static_cast<std::ptrdiff_t>(offset);
+    offset = static_cast<std::size_t>(std::max(at, std::ptrdiff_t{0}));
+  }
   offset = std::min(offset, text.View().size());
-  const kt::cli::Place place = kt::cli::PlaceAt(text, offset);
+  kt::cli::Place place = kt::cli::PlaceAt(text, offset);
+  if (whole_) place.line += whole_->first_line - 1;
   out_.flush();
-  messages_ << fmt::format("{}:{}:{}: {}\n", name, place.line, place.column, what)
+  messages_ << fmt::format("{}:{}:{}: {}\n", whole_ ? whole_->name : name, place.line, place.column,
+                           what)
             << kt::cli::LineWithCaret(text, offset, length);
 }
 

@@ -3,8 +3,10 @@
 
 #include <filesystem>
 #include <iosfwd>
+#include <optional>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "classlib/Kt_WString.h"
 
@@ -23,6 +25,15 @@ class Kt_CliReport {
   void SetWarnings(bool on) { warnings_ = on; }
   bool WantsWarnings() const { return warnings_; }
 
+  // From now on the texts that come are parts of this one, and so are the places shown.
+  struct Whole {
+    std::string name;
+    Kt_WString text;
+    std::ptrdiff_t offset = 0;  // where a part starts; below 0 when it has more in front
+    kt_long first_line = 1;     // what messages call the first line
+  };
+  void SetWhole(Whole whole) { whole_ = std::move(whole); }
+
   void Line(const std::string& message);
   // "name:line:column: what", the line at `offset`, and a caret with `length` units underlined.
   void AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
@@ -36,5 +47,6 @@ class Kt_CliReport {
   std::ostream& out_;
   std::ostream& messages_;
   bool warnings_ = false;
+  std::optional<Whole> whole_;
   std::set<std::filesystem::path> reported_;
 };

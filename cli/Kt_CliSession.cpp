@@ -10,6 +10,7 @@
 #include "cli/Kt_CliLoader.h"
 #include "cli/Kt_CliOptions.h"
 #include "cli/Kt_CliText.h"
+#include "script/Kt_ScriptOp.h"
 #include "script/Kt_ScriptUtil.h"
 #include "script/Kt_SyntaxErrors.h"
 
@@ -27,8 +28,6 @@ void Empty(Kt_ScriptFunc& func) {
   func.SetBody(u"", 0, nullptr);
 }
 
-bool HasFaults(const Kt_SyntaxErrorList& errors) { return errors.GetCount() > 0; }
-
 }  // namespace
 
 Kt_CliSession::Kt_CliSession(kt::cli::Streams streams, const std::atomic<bool>* cancel)
@@ -42,6 +41,7 @@ bool Kt_CliSession::Run(const Kt_WString& text, kt_long first_line) {
   // The last statement may lack its mark. It goes on a line of its own: a comment may end the text.
   text_ = text + u"\n;";
   first_line_ = first_line;
+  counted_to_ = counted_lines_ = 0;
   const std::vector<Piece> pieces = kt::cli::CutPieces(text_);
   bool ok = true;
   for (const Piece& piece : pieces) ok = Check(piece) && ok;
@@ -50,7 +50,8 @@ bool Kt_CliSession::Run(const Kt_WString& text, kt_long first_line) {
   return ok;
 }
 
-// Checking -----------------------------------------------------------------------------------------
+// Checking
+// -----------------------------------------------------------------------------------------
 
 bool Kt_CliSession::Check(const Piece& piece) {
   Kt_CliReport report(streams_.out, streams_.messages);
@@ -58,14 +59,16 @@ bool Kt_CliSession::Check(const Piece& piece) {
   const Kt_WString body = BodyOf(piece);
   Kt_SyntaxErrorList errors(true);
   switch (piece.kind) {
-    case PieceKind::kGlobals: return true;  // checked when they are evaluated, like in a file
+    case PieceKind::kDeclaration: return true;  // checked when it is evaluated, as in a file
     case PieceKind::kPragma:
       report.AtPlace(kInputName, body, 0, 1, "error: at the prompt, ':load FILE' takes files in");
       return false;
     case PieceKind::kFunction: Kt_Script().Parse(u"", body, nullptr, &errors); break;
     default: Kt_ScriptFunc().SetInfo(u"", u"", body, 0, 0, &errors);
   }
-  return report.Syntax("", kInputName, body, errors);
+  if (!report.Syntax("", kInputName, body, errors)) return false;
+  if (piece.kind == PieceKind::kExpression) kt::cli::WarnOfUnread(body, report);
+  return true;
 }
 
 Kt_WString Kt_CliSession::BodyOf(const Piece& piece) const {
@@ -77,14 +80,19 @@ Kt_WString Kt_CliSession::BodyOf(const Piece& piece) const {
 void Kt_CliSession::MovePlaces(const Piece& piece, Kt_CliReport& report) const {
   const bool has_prefix = piece.kind == PieceKind::kExpression;
   const std::ptrdiff_t prefix = has_prefix ? std::ssize(kReturn) : 0;
-  report.SetWhole({text_, piece.whole.start - prefix, first_line_});
+  report.SetWhole({kInputName, text_, piece.whole.start - prefix, first_line_});
 }
 
-kt_long Kt_CliSession::LineOf(kt_long offset) const {
-  return first_line_ - 1 + Kt_ScriptUtil::CountCRLF(text_.GetText(), offset);
+// Pieces come in order, so the lines between them are counted once.
+kt_long Kt_CliSession::LineOf(kt_long offset) {
+  if (offset < counted_to_) counted_to_ = counted_lines_ = 0;
+  counted_lines_ += Kt_ScriptUtil::CountCRLF(text_.GetText() + counted_to_, offset - counted_to_);
+  counted_to_ = offset;
+  return first_line_ - 1 + counted_lines_;
 }
 
-// Running ------------------------------------------------------------------------------------------
+// Running
+// ------------------------------------------------------------------------------------------
 
 bool Kt_CliSession::RunPiece(const Piece& piece) {
   host_.ClearErrorCount();
@@ -92,7 +100,7 @@ bool Kt_CliSession::RunPiece(const Piece& piece) {
   host_.SetSourceName(fmt::format("{}:{}", kInputName, LineOf(piece.whole.start) + 1));
   switch (piece.kind) {
     case PieceKind::kFunction: return Define(piece);
-    case PieceKind::kGlobals: return Declare(piece);
+    case PieceKind::kDeclaration: return Declare(piece);
     default: return Execute(piece);
   }
 }
@@ -121,9 +129,10 @@ bool Kt_CliSession::Declare(const Piece& piece) {
 
 // The script itself is the context, so that new names become globals.
 bool Kt_CliSession::Execute(const Piece& piece) {
-  Kt_ScriptFunc func(u"", &script_);
-  func.SetInfo(Kt_WString::FromUtf8(kInputName), u"", BodyOf(piece), LineOf(piece.whole.start),
-               LineOf(piece.whole.start), nullptr);
+  const Kt_WString name = Kt_WString::FromUtf8(kInputName);
+  Kt_ScriptFunc func(name, &script_);
+  func.SetInfo(name, u"", BodyOf(piece), LineOf(piece.whole.start), LineOf(piece.whole.start),
+               nullptr);
   Kt_Variant result;
   kt_long code = func.ExecBody(func.GetBody(), &script_, result);
   if (code == kScriptReturn || code == kScriptBreak || code == kScriptContinue) code = 0;
@@ -138,7 +147,8 @@ bool Kt_CliSession::Execute(const Piece& piece) {
   return true;
 }
 
-// Files --------------------------------------------------------------------------------------------
+// Files
+// --------------------------------------------------------------------------------------------
 
 bool Kt_CliSession::Load(const std::string& path, const std::vector<std::string>& include_dirs) {
   Kt_CliReport report(streams_.out, streams_.messages);

@@ -37,10 +37,10 @@ class Kt_CliSession {
   bool Load(const std::string& path, const std::vector<std::string>& include_dirs);
 
   Kt_Script& GetScript() { return script_; }
+  const Kt_Script& GetScript() const { return script_; }
 
  private:
   bool Check(const kt::cli::Piece& piece);
-  bool CheckFunction(const kt::cli::Piece& piece, Kt_SyntaxErrorList& errors);
   bool RunPiece(const kt::cli::Piece& piece);
   bool Define(const kt::cli::Piece& piece);
   bool Declare(const kt::cli::Piece& piece);
@@ -52,7 +52,7 @@ class Kt_CliSession {
   // The text of a statement or expression as a function has it.
   Kt_WString BodyOf(const kt::cli::Piece& piece) const;
   // Counted from 0, as functions have it.
-  kt_long LineOf(kt_long offset) const;
+  kt_long LineOf(kt_long offset);
   // Moves the places that `report` gets from BodyOf(piece) to the input.
   void MovePlaces(const kt::cli::Piece& piece, Kt_CliReport& report) const;
 
@@ -63,4 +63,7 @@ class Kt_CliSession {
   // The input in hand.
   Kt_WString text_;
   kt_long first_line_ = 1;
+  // Line ends counted so far in text_, and up to where.
+  kt_long counted_lines_ = 0;
+  kt_long counted_to_ = 0;
 };

@@ -89,26 +89,31 @@ int ListAll(Streams streams) {
   return kFine;
 }
 
-void PrintDoc(const Kt_IntFuncDoc& doc, Streams streams) {
-  streams.out << Wrap(doc.does) << Wrap(doc.odd);
+void PrintDoc(const Kt_IntFuncDoc& doc, std::ostream& out) {
+  out << Wrap(doc.does) << Wrap(doc.odd);
   if (*doc.example == 0) return;
-  streams.out << fmt::format("    {}  gives  {}\n", Kt_WString(doc.example).ToUtf8(),
-                             Kt_WString(doc.result).ToUtf8());
+  out << fmt::format("    {}  gives  {}\n", Kt_WString(doc.example).ToUtf8(),
+                     Kt_WString(doc.result).ToUtf8());
 }
 
 int Explain(const std::string& name, Streams streams) {
-  const Kt_WString wanted = Kt_WString::FromUtf8(name);
-  for (const Function& function : AllFunctions()) {
-    if (!function.name.EqualsNoCase(wanted)) continue;
-    streams.out << function.forms.ToUtf8() << '\n';
-    if (function.doc != nullptr) PrintDoc(*function.doc, streams);
-    return kFine;
-  }
+  if (ExplainFunction(name, streams.out)) return kFine;
   streams.messages << fmt::format("kt functions: there is no function '{}'\n", name);
   return kCommandFault;
 }
 
 }  // namespace
+
+bool ExplainFunction(const std::string& name, std::ostream& out) {
+  const Kt_WString wanted = Kt_WString::FromUtf8(name);
+  for (const Function& function : AllFunctions()) {
+    if (!function.name.EqualsNoCase(wanted)) continue;
+    out << function.forms.ToUtf8() << '\n';
+    if (function.doc != nullptr) PrintDoc(*function.doc, out);
+    return true;
+  }
+  return false;
+}
 
 void AddFunctions(CLI::App& app, Action& action) {
   auto name = std::make_shared<std::string>();
