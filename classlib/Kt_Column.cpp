@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "classlib/Kt_Column.h"
 
+#include <algorithm>
 #include <bit>
-#include <cmath>
+#include <numeric>
 
 #include "classlib/Kt_Number.h"
 #include "classlib/detail/Kt_VariantText.h"
@@ -233,6 +234,23 @@ void Kt_Column::AppendText(std::u16string_view text) {
 void Kt_Column::Append(const Kt_Variant& value) {
   AppendNulls(1);
   Write(row_count_ - 1, value);
+}
+
+void Kt_Column::AppendFrom(const Kt_Column& other) {
+  Reserve(row_count_ + other.row_count_);
+  for (std::size_t row = 0; row < other.row_count_; ++row) Append(other.Read(row));
+}
+
+Kt_Column Kt_Column::Head(std::size_t rows) const {
+  std::vector<std::uint32_t> kept(std::min(rows, row_count_));
+  std::iota(kept.begin(), kept.end(), 0u);
+  return Gather(kept);
+}
+
+void Kt_Column::CompactTexts() {
+  if (type_ != Kt_ColumnType::kString) return;
+  Texts& texts = std::get<Texts>(cells_);
+  texts.dictionary.Compact(texts.codes);
 }
 
 void Kt_Column::Reserve(std::size_t rows) {

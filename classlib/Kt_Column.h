@@ -77,12 +77,16 @@ class KT_CLASS_API Kt_Column {
   void AppendDouble(double value) { Append<Doubles>(value); }
   void AppendUnits(std::int64_t units) { Append<Units>(units); }
   void AppendText(std::u16string_view text);
-  void Append(const Kt_Variant& value);  // any type, converted as Write does
+  void Append(const Kt_Variant& value);     // any type, converted as Write does
+  void AppendFrom(const Kt_Column& other);  // all cells, converted when the types differ
   void Reserve(std::size_t rows);
   void ShrinkToFit();
 
   // A column of the cells that `rows` names, in that order.
   Kt_Column Gather(const std::vector<std::uint32_t>& rows) const;
+  Kt_Column Head(std::size_t rows) const;  // the first cells
+  // Drops texts that no cell uses.
+  void CompactTexts();
   // The value as a cell of this type would read it back.
   Kt_Variant Converted(const Kt_Variant& value) const;
 

@@ -4,6 +4,7 @@
 #include <array>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <vector>
 
@@ -13,7 +14,12 @@
 #include "classlib/detail/Kt_NameMap.h"
 #include "classlib/detail/Kt_RowIndex.h"
 
+class Kt_Buffer;
 class Kt_Dataset;
+namespace kt::detail {
+struct LoadedNote;
+struct LoadedTable;
+}  // namespace kt::detail
 
 // What is made of the values of several rows; the codes that ModifyKeyStat takes.
 enum class Kt_Aggregate : std::uint8_t { kNone, kSum, kAvg, kMax, kMin, kCount };
@@ -29,6 +35,31 @@ inline constexpr kt_long kRowTypeInsert = 2;
 inline constexpr kt_long kRowTypeUpdate = 4;
 inline constexpr kt_long kRowTypeDelete = 8;
 inline constexpr kt_long kRowTypeLogical = 16;
+
+// What a load made of its rows. Lists hold the first kMaxListed; the counts count all.
+struct KT_CLASS_API Kt_LoadReport {
+  static constexpr std::size_t kMaxListed = 1000;
+  struct Row {
+    std::int64_t line;  // in which the row begins, from 1
+    Kt_WString reason;
+  };
+  struct Cell {
+    std::int64_t line;
+    Kt_WString column;
+  };
+  kt_long rows_read = 0;  // now in the dataset
+  kt_long rows_rejected = 0;
+  kt_long cells_not_converted = 0;  // the cell is null, or the number that its text starts with
+  std::vector<Row> rejected;
+  std::vector<Cell> not_converted;
+  Kt_WString error;  // why nothing was loaded; empty when something was
+};
+
+struct Kt_CsvOptions {
+  char16_t separator = u',';
+  bool header = true;  // the first row holds the column ids; otherwise they are column1, column2...
+  bool clear = true;   // replaces the rows; otherwise appends
+};
 
 // Computes the cells of logical columns whose map is an expression; the engine implements it.
 class KT_CLASS_API Kt_ColumnEvaluator {
@@ -235,6 +266,38 @@ class KT_CLASS_API Kt_Dataset {
   Kt_WString LookupDataText(std::u16string_view id, std::u16string_view text,
                             std::u16string_view out_id) const;
 
+  // ---- Files ----------------------------------------------------------------------------------
+
+  // Every load either takes effect as a whole or leaves the dataset as it was. A clearing load
+  // replaces rows, states and, when the data says what its columns are, all columns but logical
+  // ones; otherwise columns are matched by id and missing ones added. Appended rows keep the state
+  // that the data gives them. The number of rows loaded, or -1.
+  //
+  // CSV: quotes as in RFC 4180; lines end with LF, CR LF or CR. The header names columns as "id" or
+  // "id:type" or "id:type(size)"; a column of no stated type that is not in the dataset yet gets
+  // the narrowest of long, double, datetime and string that holds every cell of it unchanged. An
+  // unquoted empty cell is null, "" the empty text. Short rows are filled with nulls; rows with
+  // too many cells or with misplaced quotes are left out and reported. The second form takes UTF-8.
+  kt_long LoadCSV(std::u16string_view text, bool clear = true);
+  kt_long LoadCSV(std::u16string_view text, const Kt_CsvOptions& options, Kt_LoadReport& report);
+  kt_long LoadCSVBytes(std::string_view text, const Kt_CsvOptions& options, Kt_LoadReport& report);
+
+  // Saves rows as they are shown: type "" or "all"; "nf": without filters; "update": inserted and
+  // updated rows. The number of rows, or -1 for another type or a text that would be too long.
+  // What is saved loads back equal, except that cells of variant columns come back as text and
+  // states are not kept.
+  kt_long SaveCSV(Kt_WString& out, std::u16string_view type = {}, char16_t separator = u',') const;
+
+  // XML keeps everything that the store knows of the rows it saves: values of every kind but
+  // objects, states, first values, deleted rows in their places. Without `header` types are left
+  // out, and the columns take those that the loading dataset has.
+  kt_long LoadDataXml(std::u16string_view text, bool clear = true);
+  kt_long LoadDataXml(std::u16string_view text, bool clear, Kt_LoadReport& report);
+  kt_long SaveDataXml(Kt_WString& out, std::u16string_view type = {}, bool header = true) const;
+  // The binary form keeps the same. Damaged or shortened data is refused as a whole.
+  kt_long LoadDataBin(std::span<const std::uint8_t> bytes, bool clear = true);
+  kt_long Save2(Kt_Buffer& out, std::u16string_view type = {}) const;
+
   // ---- Changes --------------------------------------------------------------------------------
 
   // The updated and deleted rows with their first values, in order of first change. The type is
@@ -343,6 +406,21 @@ class KT_CLASS_API Kt_Dataset {
                       kt_long end) const;
   kt_long LookupAs(View view, std::u16string_view id, std::u16string_view text, kt_long start,
                    kt_long end) const;
+
+  kt_long Adopt(kt::detail::LoadedTable& table, bool clear);
+  void DropStoredColumns();
+  bool AdoptColumns(kt::detail::LoadedTable& table, std::vector<kt_long>& cols);
+  void AdoptRows(const kt::detail::LoadedTable& table, const std::vector<kt_long>& cols,
+                 Slot first);
+  void AdoptNote(const kt::detail::LoadedNote& note, const std::vector<kt_long>& cols, Slot slot);
+  void AdoptDeletions(const kt::detail::LoadedTable& table, Slot first);
+  bool SaveViewOf(std::u16string_view save_type, View& view, bool& changed_only) const;
+  std::vector<Slot> RowsToSave(View view, bool changed_only, bool deleted) const;
+  kt::detail::LoadedTable TableToSave(View view, bool changed_only) const;
+  void AddNotes(const std::vector<Slot>& slots, kt::detail::LoadedTable& table) const;
+  template <class Unit>
+  kt_long LoadCsvText(std::basic_string_view<Unit> text, const Kt_CsvOptions& options,
+                      Kt_LoadReport& report);
 
   Kt_Variant FirstValue(Slot slot, kt_long col) const;
   Kt_Variant OriginalAt(View view, kt_long row, kt_long col) const;

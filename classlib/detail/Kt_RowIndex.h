@@ -67,10 +67,13 @@ class RowIndex {
   bool IsIn(View view, Slot slot) const { return (Flags(slot) & (view | kRowDeleted)) == 0; }
   // Sets and clears flags of the row at `place`; keeps the counts.
   void Change(Place place, std::uint8_t set, std::uint8_t clear);
-  // The same for flags that no view looks at. REQUIRES: only kRowInserted, Updated, Selected.
+  // The same for flags that no view looks at. REQUIRES: only kRowInserted, Updated, Selected; or
+  // RecountAll follows.
   void Mark(Slot slot, std::uint8_t set, std::uint8_t clear);
   // Sets and clears flags of every row.
   void ChangeAll(std::uint8_t set, std::uint8_t clear);
+  // Counts again, after Mark was used on flags that views look at.
+  void RecountAll();
   // Clears all flags of a slot that is in no chunk.
   void Forget(Slot slot);
 
@@ -122,7 +125,6 @@ class RowIndex {
   void List(Chunk& chunk);
   void Split(std::uint32_t chunk);
   void Recount(Chunk& chunk);
-  void RecountAll();
   void AddCount(std::uint32_t chunk, View view, int change);
   void DropTrees() const;
   void BuildTree(View view) const;
