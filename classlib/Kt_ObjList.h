@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <new>
 #include <vector>
 
 #include "classlib/Kt_Types.h"
@@ -18,6 +19,22 @@ class KT_CLASS_API Kt_ObjListHandler {
   // By presence only: both there or both null 0, only the first 1, only the second -1.
   virtual int _CompareItem(const void* a, const void* b) const = 0;
   virtual std::size_t ItemSize() const = 0;
+};
+
+// The handler for a class with a default constructor and `Set(const T&)`.
+template <class T>
+class Kt_ObjListHandlerOf : public Kt_ObjListHandler {
+ public:
+  void* _InitItem(void* memory) const override { return new (memory) T; }
+  void _FreeItem(void* item) const override { static_cast<T*>(item)->~T(); }
+  void _AssignItem(void* target, const void* source) const override {
+    if (target == nullptr || source == nullptr) return;
+    static_cast<T*>(target)->Set(*static_cast<const T*>(source));
+  }
+  int _CompareItem(const void* a, const void* b) const override {
+    return static_cast<int>(a != nullptr) - static_cast<int>(b != nullptr);
+  }
+  std::size_t ItemSize() const override { return sizeof(T); }
 };
 
 // A list of elements of one class, made, copied and freed through a handler. Elements keep their

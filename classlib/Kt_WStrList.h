@@ -31,12 +31,12 @@ class KT_CLASS_API Kt_WStrList {
 
   // Splits `text` at every unit that stands in `delimiters` and appends the pieces; returns the
   // item count of the list, -1 when it would pass kMaxListItems. An empty set of delimiters gives
-  // one piece, an empty text none. `escape` (0: none) makes the unit after it plain text and is itself dropped.
-  // `multi_dim` 0: delimiters in a row count as one and those at the ends are dropped; 1: every
-  // delimiter separates, so pieces may be empty. `check_quotes`: delimiters inside "..." or '...'
-  // do not separate (a quote that is never closed is a plain unit); `delete_quotes`: a piece
-  // enclosed in quotes loses them. `trim` takes white space from the ends of every piece.
-  // `brackets`: delimiters inside () [] {} do not separate.
+  // one piece, an empty text none. `escape` (0: none) makes the unit after it plain text and is
+  // itself dropped. `multi_dim` 0: delimiters in a row count as one and those at the ends are
+  // dropped; 1: every delimiter separates, so pieces may be empty. `check_quotes`: delimiters
+  // inside "..." or '...' do not separate (a quote that is never closed is a plain unit);
+  // `delete_quotes`: a piece enclosed in quotes loses them. `trim` takes white space from the ends
+  // of every piece. `brackets`: delimiters inside () [] {} do not separate.
   kt_long Parse(std::u16string_view text, std::u16string_view delimiters, char16_t escape = 0,
                 bool multi_dim = true, bool check_quotes = true, bool delete_quotes = false,
                 bool trim = true, bool brackets = false);

@@ -61,9 +61,7 @@ class KT_CLASS_API Kt_WString {
   kt_long GetLength() const { return rep_ ? rep_->length : 0; }
   // Never null: the empty string gives a pointer to a zero unit.
   const char16_t* GetText() const { return rep_ ? rep_->Text() : u""; }
-  std::u16string_view View() const {
-    return {GetText(), static_cast<std::size_t>(GetLength())};
-  }
+  std::u16string_view View() const { return {GetText(), static_cast<std::size_t>(GetLength())}; }
   operator std::u16string_view() const { return View(); }  // NOLINT(google-explicit-constructor)
   // The unit at `index`; 0 outside the text.
   char16_t GetAt(kt_long index) const {
@@ -87,14 +85,26 @@ class KT_CLASS_API Kt_WString {
   // Without regard to case.
   bool EqualsNoCase(std::u16string_view other) const;
 
-  void Empty() { Drop(); rep_ = nullptr; }
+  void Empty() {
+    Drop();
+    rep_ = nullptr;
+  }
   void Set(const Kt_WString& other) { *this = other; }
   void Set(const char16_t* text, kt_long length);  // length -1: up to the terminating zero
   void Set(const char* text);                      // UTF-8
-  Kt_WString& operator+=(const Kt_WString& other) { Append(other.View()); return *this; }
-  Kt_WString& operator+=(std::u16string_view other) { Append(other); return *this; }
+  Kt_WString& operator+=(const Kt_WString& other) {
+    Append(other.View());
+    return *this;
+  }
+  Kt_WString& operator+=(std::u16string_view other) {
+    Append(other);
+    return *this;
+  }
   Kt_WString& operator+=(const char16_t* other) { return *this += std::u16string_view(other); }
-  Kt_WString& operator+=(char16_t unit) { Append({&unit, 1}); return *this; }
+  Kt_WString& operator+=(char16_t unit) {
+    Append({&unit, 1});
+    return *this;
+  }
   // False, and nothing appended, when the result would pass kMaxStringLength.
   bool Append(std::u16string_view other);
   // Removes white space (space, tab, CR, LF and the Unicode blanks) from both ends / one end.
@@ -122,7 +132,11 @@ class KT_CLASS_API Kt_WString {
   // The cached symbol of the text (see Kt_Symbol); null for the empty string.
   Rep* GetRep() const { return rep_; }
   // Takes over a counted reference to `rep`.
-  static Kt_WString FromRep(Rep* rep) { Kt_WString out; out.rep_ = rep; return out; }
+  static Kt_WString FromRep(Rep* rep) {
+    Kt_WString out;
+    out.rep_ = rep;
+    return out;
+  }
   // Gives the reference away; the string is empty afterwards.
   Rep* Detach() { return std::exchange(rep_, nullptr); }
   static void FreeRep(Rep* rep);

@@ -8,23 +8,6 @@
 
 const Kt_ScriptFuncHandler Kt_ScriptFunc::_KtScriptFuncHandler;
 
-void* Kt_ScriptFuncHandler::_InitItem(void* memory) const { return new (memory) Kt_ScriptFunc; }
-
-void Kt_ScriptFuncHandler::_FreeItem(void* item) const {
-  static_cast<Kt_ScriptFunc*>(item)->~Kt_ScriptFunc();
-}
-
-void Kt_ScriptFuncHandler::_AssignItem(void* target, const void* source) const {
-  if (target == nullptr || source == nullptr) return;
-  static_cast<Kt_ScriptFunc*>(target)->Set(*static_cast<const Kt_ScriptFunc*>(source));
-}
-
-int Kt_ScriptFuncHandler::_CompareItem(const void* a, const void* b) const {
-  return static_cast<int>(a != nullptr) - static_cast<int>(b != nullptr);
-}
-
-std::size_t Kt_ScriptFuncHandler::ItemSize() const { return sizeof(Kt_ScriptFunc); }
-
 void Kt_ScriptFunc::Clear() {
   name_.Empty();
   args_.Clear();

@@ -17,14 +17,7 @@ class ScriptLoader;
 }
 
 // The element operations of a Kt_ScriptFuncList.
-class KT_SCRIPT_API Kt_ScriptFuncHandler : public Kt_ObjListHandler {
- public:
-  void* _InitItem(void* memory) const override;
-  void _FreeItem(void* item) const override;
-  void _AssignItem(void* target, const void* source) const override;
-  int _CompareItem(const void* a, const void* b) const override;
-  std::size_t ItemSize() const override;
-};
+using Kt_ScriptFuncHandler = Kt_ObjListHandlerOf<Kt_ScriptFunc>;
 
 // One function of a script: its arguments and its body as operation trees.
 //

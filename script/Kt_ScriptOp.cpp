@@ -18,23 +18,6 @@ const char* GetScriptOpText(std::int16_t code) {
   }
 }
 
-void* Kt_ScriptOpHandler::_InitItem(void* memory) const { return new (memory) Kt_ScriptOp; }
-
-void Kt_ScriptOpHandler::_FreeItem(void* item) const {
-  Kt_ScriptOp::FreeWithMemory(static_cast<Kt_ScriptOp*>(item));
-}
-
-void Kt_ScriptOpHandler::_AssignItem(void* target, const void* source) const {
-  if (target == nullptr || source == nullptr) return;
-  static_cast<Kt_ScriptOp*>(target)->Set(*static_cast<const Kt_ScriptOp*>(source));
-}
-
-int Kt_ScriptOpHandler::_CompareItem(const void* a, const void* b) const {
-  return static_cast<int>(a != nullptr) - static_cast<int>(b != nullptr);
-}
-
-std::size_t Kt_ScriptOpHandler::ItemSize() const { return sizeof(Kt_ScriptOp); }
-
 void Kt_ScriptOp::InitWithMemory(Kt_ScriptOp* op) { new (op) Kt_ScriptOp; }
 
 void Kt_ScriptOp::FreeWithMemory(Kt_ScriptOp* op) { op->~Kt_ScriptOp(); }

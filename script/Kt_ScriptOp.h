@@ -57,14 +57,7 @@ class Kt_ScriptOpVar;
 class Kt_ScriptOpWhile;
 
 // The element operations of a Kt_ScriptOpList.
-class KT_SCRIPT_API Kt_ScriptOpHandler : public Kt_ObjListHandler {
- public:
-  void* _InitItem(void* memory) const override;
-  void _FreeItem(void* item) const override;
-  void _AssignItem(void* target, const void* source) const override;
-  int _CompareItem(const void* a, const void* b) const override;
-  std::size_t ItemSize() const override;
-};
+using Kt_ScriptOpHandler = Kt_ObjListHandlerOf<Kt_ScriptOp>;
 
 // One statement: its code, the line on which it starts, and a payload whose class depends on the
 // code.

@@ -5,23 +5,6 @@
 
 const Kt_ScriptOpItemHandler Kt_ScriptOpItem::_KtScriptOpItemHandler;
 
-void* Kt_ScriptOpItemHandler::_InitItem(void* memory) const { return new (memory) Kt_ScriptOpItem; }
-
-void Kt_ScriptOpItemHandler::_FreeItem(void* item) const {
-  Kt_ScriptOpItem::FreeWithMemory(static_cast<Kt_ScriptOpItem*>(item));
-}
-
-void Kt_ScriptOpItemHandler::_AssignItem(void* target, const void* source) const {
-  if (target == nullptr || source == nullptr) return;
-  static_cast<Kt_ScriptOpItem*>(target)->Set(*static_cast<const Kt_ScriptOpItem*>(source));
-}
-
-int Kt_ScriptOpItemHandler::_CompareItem(const void* a, const void* b) const {
-  return static_cast<int>(a != nullptr) - static_cast<int>(b != nullptr);
-}
-
-std::size_t Kt_ScriptOpItemHandler::ItemSize() const { return sizeof(Kt_ScriptOpItem); }
-
 void Kt_ScriptOpItem::InitWithMemory(Kt_ScriptOpItem* item) { new (item) Kt_ScriptOpItem; }
 
 void Kt_ScriptOpItem::FreeWithMemory(Kt_ScriptOpItem* item) { item->~Kt_ScriptOpItem(); }

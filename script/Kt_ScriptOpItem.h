@@ -6,14 +6,7 @@
 class Kt_ScriptOpItem;
 
 // The element operations of a Kt_ScriptOpItemList.
-class KT_SCRIPT_API Kt_ScriptOpItemHandler : public Kt_ObjListHandler {
- public:
-  void* _InitItem(void* memory) const override;
-  void _FreeItem(void* item) const override;
-  void _AssignItem(void* target, const void* source) const override;
-  int _CompareItem(const void* a, const void* b) const override;
-  std::size_t ItemSize() const override;
-};
+using Kt_ScriptOpItemHandler = Kt_ObjListHandlerOf<Kt_ScriptOpItem>;
 
 // One branch of an if or one label of a switch.
 class KT_SCRIPT_API Kt_ScriptOpItem {

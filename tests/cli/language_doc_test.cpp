@@ -72,9 +72,9 @@ TEST(LanguageDoc, EveryWarningHasAnEntryThatShowsIt) {
     if (snippet.kind == "check") shown += snippet.expected;
   }
   for (const char* const name :
-       {"mixed-and-or", "marker-grouping", "fails-at-run-time", "dot-nine", "comment-eats-character",
-        "compare-statement", "else-two-letter-word", "for-ever", "label-case",
-        "default-before-last-label", "second-definition"}) {
+       {"mixed-and-or", "marker-grouping", "fails-at-run-time", "dot-nine",
+        "comment-eats-character", "compare-statement", "else-two-letter-word", "for-ever",
+        "label-case", "default-before-last-label", "second-definition"}) {
     EXPECT_NE(shown.find("[" + std::string(name) + "]"), std::string::npos) << name;
   }
 }
