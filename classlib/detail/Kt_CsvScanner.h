@@ -15,8 +15,8 @@ namespace kt::detail {
 //
 // A row that breaks the rules about quotes is given as bad and the scanner goes on with the next
 // line, so that one stray quote costs one row. After a quote that is never closed it goes on behind
-// the line in which it was opened. That reads the rest of the text a second time, but never a third:
-// all quotes behind the unclosed one come in pairs, and so no later one can stay open.
+// the line in which it was opened. That reads the rest of the text a second time, but never a
+// third: all quotes behind the unclosed one come in pairs, and so no later one can stay open.
 template <class Unit>
 class CsvScanner {
  public:
