@@ -132,6 +132,22 @@ bool Kt_Column::Equals(std::size_t row, const Kt_Variant& value) const {
   return SameValue(Read(row), Converted(value));
 }
 
+bool Kt_Column::SameCells(std::size_t a, std::size_t b) const {
+  if (IsNull(a) || IsNull(b)) return IsNull(a) == IsNull(b);
+  switch (type_) {
+    case Kt_ColumnType::kLong: return std::get<Longs>(cells_)[a] == std::get<Longs>(cells_)[b];
+    case Kt_ColumnType::kCurrency: return std::get<Units>(cells_)[a] == std::get<Units>(cells_)[b];
+    case Kt_ColumnType::kString: {
+      const Texts& texts = std::get<Texts>(cells_);
+      const std::uint32_t left = texts.codes[a];
+      const std::uint32_t right = texts.codes[b];
+      if (left == right || texts.dictionary.IsUnique()) return left == right;
+      return texts.dictionary.Text(left) == texts.dictionary.Text(right);
+    }
+    default: return Var_Order(Read(a), Read(b)) == 0;
+  }
+}
+
 bool Kt_Column::Write(std::size_t row, const Kt_Variant& value) {
   const Kt_Variant converted = Converted(value);
   if (SameValue(Read(row), converted)) return false;

@@ -64,6 +64,9 @@ class KT_CLASS_API Kt_Column {
   // True when writing `value` would leave the cell as it is.
   bool Equals(std::size_t row, const Kt_Variant& value) const;
 
+  // Whether two cells of the column are equal; null equals null.
+  bool SameCells(std::size_t a, std::size_t b) const;
+
   // Stores a value; true when the cell changed. Empty gives null in every type. Into a number
   // goes the number of the value, of a text the one it starts with, of an empty text null. A text
   // that is neither date nor number as a whole gives null in a datetime column. Into a binary goes

@@ -11,6 +11,7 @@
 #include "classlib/Kt_Column.h"
 #include "classlib/detail/Kt_ChangeBuffer.h"
 #include "classlib/detail/Kt_CopyOnWrite.h"
+#include "classlib/detail/Kt_GroupView.h"
 #include "classlib/detail/Kt_NameMap.h"
 #include "classlib/detail/Kt_RowIndex.h"
 
@@ -23,6 +24,10 @@ struct LoadedTable;
 
 // What is made of the values of several rows; the codes that ModifyKeyStat takes.
 enum class Kt_Aggregate : std::uint8_t { kNone, kSum, kAvg, kMax, kMin, kCount };
+
+// What ModifyKeyStat does, and with which keys; the codes that scripts give.
+enum class Kt_KeyCall : std::uint8_t { kAdd, kRemove, kChange, kClear };
+enum class Kt_KeyType : std::uint8_t { kSort, kGroup, kPivotRow, kPivotColumn, kPivotValue };
 
 // Limits of one dataset; what goes past one is refused. Rows: their numbers, and twice as many
 // while something grows, fit 32 bits. Columns: each costs every row something.
@@ -214,7 +219,39 @@ class KT_CLASS_API Kt_Dataset {
   // `ascending` false turns every item round. Stable. Nulls stand after all values, or before all,
   // whatever the direction; texts go by code unit; NaN is greater than every number. 1, or -1, and
   // nothing changed, for an unknown column or an empty list.
-  kt_long Sort(std::u16string_view list, bool ascending = true, bool nulls_last = false);
+  // The list becomes the sort keys, and with `group_keys` the group keys too.
+  kt_long Sort(std::u16string_view list, bool ascending = true, bool nulls_last = false,
+               bool group_keys = false);
+
+  // ---- Groups ---------------------------------------------------------------------------------
+
+  // Adds, removes or changes one key, or clears all keys of all types; takes effect at RecalcGroup.
+  // The subtotal kind counts for keys of type kPivotValue: their columns are totalled. 1, or -1 for
+  // an unknown column, a key that is known (add) or unknown (remove, change).
+  kt_long ModifyKeyStat(Kt_KeyCall call, Kt_KeyType type, kt_long col, bool ascending = true,
+                        Kt_Aggregate subtotal = Kt_Aggregate::kNone);
+  // The keys of a type as a list that Sort takes; GetGroupStr of the group keys.
+  Kt_WString GetKeyStr(Kt_KeyType type) const;
+  Kt_WString GetGroupStr() const { return GetKeyStr(Kt_KeyType::kGroup); }
+
+  // Lays subtotal rows between the rows as they stand: with group keys k1 to kn, one of level 1
+  // behind each run of equal (k1..kn), one of level 2 behind each run of equal (k1..kn-1), and so
+  // on. Without group keys they go. They count as rows everywhere, also in the NF numbering, but
+  // have no state, cannot be written, deleted or hidden, and are left out by aggregates, files and
+  // copies. Totals stay as they are until the next call; rows that come, go or are hidden shift
+  // them.
+  void RecalcGroup();
+  // Reversed, subtotals stand before their rows, outer ones first.
+  bool GetReverseSubSumStat() const { return reverse_subtotals_; }
+  void SetReverseSubSumStat(bool reverse);
+  kt_long GetRowLevel(kt_long row) const;  // 0 for a record and outside
+  // Of a subtotal: the first row of its group, reversed the last one. Of a record: itself. -1
+  // outside.
+  kt_long GetRowIndex(kt_long row) const;
+  // The first row that a subtotal covers and how many rows, inner subtotals among them; a record
+  // covers itself. -1 and 0 outside.
+  kt_long GetRangeStart(kt_long row) const;
+  kt_long GetRangeCount(kt_long row) const;
 
   // ---- Aggregates and searches ----------------------------------------------------------------
 
@@ -265,6 +302,27 @@ class KT_CLASS_API Kt_Dataset {
   // The text of another column in the first row that LookupDataRow finds; empty for none.
   Kt_WString LookupDataText(std::u16string_view id, std::u16string_view text,
                             std::u16string_view out_id) const;
+
+  // ---- Copying --------------------------------------------------------------------------------
+
+  // All keep this dataset's id. The number of rows that are shown / were appended / were appended
+  // or overwritten, or -1 without memory.
+  //
+  // Copy: columns, rows, states, first values and constants in place of the own ones; no filters
+  // and keys. Assign: these too. Both share the cells until one side writes.
+  kt_long Copy(const Kt_Dataset& source);
+  kt_long Assign(const Kt_Dataset& source);
+  // Copies the rows that are shown, as normal rows.
+  kt_long CopyF(const Kt_Dataset& source);
+  // Appends the rows that are shown, as inserted rows, into the columns with the same ids.
+  kt_long AppendDataset(const Kt_Dataset& source);
+  // As AppendDataset, but a row whose sort and group key cells are those of a row shown here is not
+  // appended: it overwrites that row when it is inserted or updated itself, and is left out when
+  // it is normal. Without such keys AppendDataset.
+  kt_long Merge(const Kt_Dataset& source);
+  // Copies one cell. 1, or -1 when either cell is not there or this one cannot be written.
+  kt_long CopyColumn(kt_long row, kt_long col, const Kt_Dataset& source, kt_long source_row,
+                     kt_long source_col);
 
   // ---- Files ----------------------------------------------------------------------------------
 
@@ -368,8 +426,34 @@ class KT_CLASS_API Kt_Dataset {
   kt_long StoredCol(kt_long col) const;  // its index, or -1
   Kt_Column& WriteCells(kt_long stored_col);
 
+  struct Key {
+    Kt_KeyType type;
+    kt_long col;
+    bool ascending;
+    Kt_Aggregate subtotal;
+  };
+
+  // What groups are made of, looked up once.
+  struct GroupPlan {
+    struct Item {
+      Key key;
+      std::shared_ptr<const Kt_Column> cells;  // by slot
+    };
+    std::vector<Item> keys;
+    std::vector<Item> values;
+  };
+
   View ActiveView() const { return active_view_; }
-  kt_long ViewCount(View view) const { return index_->Count(view); }
+  kt_long ViewCount(View view) const {
+    return index_->Count(view) + (KT_UNLIKELY(grouped_) ? GroupsOf(view).Count() : 0);
+  }
+  // The record number behind a row, in the view; -1 for a subtotal. REQUIRES: HasRow(view, row).
+  kt_long RecordOf(View view, kt_long row) const;
+  // How many records stand before a row. REQUIRES: 0 <= row <= ViewCount(view).
+  kt_long RecordsBefore(View view, kt_long row) const {
+    return grouped_ ? GroupsOf(view).RecordsBefore(row) : row;
+  }
+  void NoteGone(View view, kt_long row, std::uint8_t flags);
   bool HasRow(View view, kt_long row) const { return row >= 0 && row < ViewCount(view); }
   // The record behind a row; nothing outside.
   std::optional<Slot> RecordAt(View view, kt_long row) const;
@@ -380,12 +464,14 @@ class KT_CLASS_API Kt_Dataset {
   void FreeSlot(Slot slot);
   kt_long InsertSlots(kt_long row, kt_long count);
   void DeleteAt(RowIndex::Place place);
+  void DeleteShown(kt_long row, RowIndex::Place place);
   template <class Keep>
   kt_long DeleteWhere(Keep keep);
   void RemoveEntries(std::uint8_t flags);
   void SetNormal(Slot slot);
 
   Kt_Variant ReadCell(View view, kt_long row, kt_long col) const;
+  Kt_Variant ReadSubtotal(View view, kt_long row, kt_long col) const;
   Kt_Variant ReadExpression(View view, kt_long row, const Column& column) const;
   const Kt_Variant* Remember(Kt_Variant value) const;
   kt_long WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value);
@@ -394,6 +480,18 @@ class KT_CLASS_API Kt_Dataset {
   void ShowAll(std::uint8_t filter, bool on);
   void SwitchFilter(std::uint8_t filter, bool on);
   bool ParseSortKeys(std::u16string_view list, bool ascending, std::vector<SortKey>& keys) const;
+  void SetKeys(Kt_KeyType type, const std::vector<SortKey>& keys);
+  std::vector<Key> KeysOf(Kt_KeyType type) const;
+  void DropGroups(std::uint8_t flags = 0, int kept = -1) const;
+  kt::detail::GroupView& GroupsOf(View view) const;
+  kt_long BuildGroups(View view, kt::detail::GroupView& groups) const;
+  void PlaceSubtotals(kt::detail::GroupView& groups) const;
+  void FindGroups(View view, const GroupPlan& plan, kt::detail::GroupView& groups) const;
+  void FillSubtotals(View view, const GroupPlan& plan, kt::detail::GroupView& groups) const;
+  kt_long AggregateRecords(View view, Kt_Aggregate what, const Kt_Column& cells, kt_long start,
+                           kt_long end, Kt_Variant& result) const;
+  Kt_Variant ReadRecord(kt_long record, kt_long col) const;
+  kt_long CountRecords(View view, kt_long start, kt_long end) const;
   kt_long SortRows(const std::vector<SortKey>& keys, bool nulls_last);
   std::shared_ptr<const Kt_Column> SlotCells(kt_long col) const;
 
@@ -407,7 +505,16 @@ class KT_CLASS_API Kt_Dataset {
   kt_long LookupAs(View view, std::u16string_view id, std::u16string_view text, kt_long start,
                    kt_long end) const;
 
+  void TakeContent(const Kt_Dataset& source);
+  void DropArrangement();
+  kt::detail::LoadedTable ShownRows() const;
+  std::vector<std::pair<kt_long, kt_long>> SharedColumns(const Kt_Dataset& source) const;
+  void CopyCells(kt_long row, const Kt_Dataset& source, kt_long source_row,
+                 const std::vector<std::pair<kt_long, kt_long>>& cols);
+  std::u16string KeyText(kt_long row, const std::vector<kt_long>& cols) const;
   kt_long Adopt(kt::detail::LoadedTable& table, bool clear);
+  std::vector<Kt_WString> KeyIds() const;
+  void FindKeys(const std::vector<Kt_WString>& ids);
   void DropStoredColumns();
   bool AdoptColumns(kt::detail::LoadedTable& table, std::vector<kt_long>& cols);
   void AdoptRows(const kt::detail::LoadedTable& table, const std::vector<kt_long>& cols,
@@ -437,6 +544,11 @@ class KT_CLASS_API Kt_Dataset {
   kt_long inserted_count_ = 0;
   View active_view_ = kt::detail::kAllRows;
   Kt_WString filter_text_;
+  std::vector<Key> keys_;
+  std::vector<Key> shown_keys_;  // those that the subtotal rows are made of
+  bool grouped_ = false;         // there are subtotal rows
+  bool reverse_subtotals_ = false;
+  mutable std::array<std::optional<kt::detail::GroupView>, 4> groups_;  // by view, made when asked
   std::uint64_t structure_version_ = 0;
   mutable Evaluator evaluator_;
   mutable Scratch scratch_;

@@ -199,11 +199,22 @@ bool Compute(Kt_Aggregate what, const Kt_Column& column, Walk walk, Kt_Variant& 
 
 }  // namespace
 
-// The cells of an expression column, one after another.
+// The cells of an expression column in the records of some rows, one after another.
 Kt_Column Kt_Dataset::Evaluated(View view, kt_long start, kt_long end, kt_long col) const {
   Kt_Column cells(GetColType(col));
-  for (kt_long row = start; row < end; ++row) cells.Append(ReadCell(view, row, col));
+  for (kt_long row = start; row < end; ++row) {
+    if (RecordAt(view, row)) cells.Append(ReadCell(view, row, col));
+  }
   return cells;
+}
+
+// `start` and `end` count records.
+kt_long Kt_Dataset::AggregateRecords(View view, Kt_Aggregate what, const Kt_Column& cells,
+                                     kt_long start, kt_long end, Kt_Variant& result) const {
+  const auto walk = [&](auto dense, auto listed) {
+    index_->ForEachRun(view, start, end, dense, listed);
+  };
+  return Compute(what, cells, walk, result) ? 1 : 0;
 }
 
 kt_long Kt_Dataset::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
@@ -212,28 +223,29 @@ kt_long Kt_Dataset::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long
     result.Clear();
     return -1;
   }
-  start = std::max(start, 0);
-  end = std::max(start, std::min(end, ViewCount(view)));
+  start = std::clamp(start, 0, ViewCount(view));
+  end = std::clamp(end, start, ViewCount(view));
   return RefuseOnFailure([&]() -> kt_long {
-    const Kt_Column* const cells = CellsOf(col);
-    if (cells == nullptr) {
-      const Kt_Column evaluated = Evaluated(view, start, end, col);
-      const auto walk = [&](auto dense, auto) { dense(std::size_t{0}, evaluated.RowCount()); };
-      return Compute(what, evaluated, walk, result) ? 1 : 0;
+    if (StoredCol(col) < 0) {
+      const Kt_Column cells = Evaluated(view, start, end, col);
+      const auto walk = [&](auto dense, auto) { dense(std::size_t{0}, cells.RowCount()); };
+      return Compute(what, cells, walk, result) ? 1 : 0;
     }
-    const auto walk = [&](auto dense, auto listed) {
-      index_->ForEachRun(view, start, end, dense, listed);
-    };
-    return Compute(what, *cells, walk, result) ? 1 : 0;
+    return AggregateRecords(view, what, *CellsOf(col), RecordsBefore(view, start),
+                            RecordsBefore(view, end), result);
   });
 }
 
+kt_long Kt_Dataset::CountRecords(View view, kt_long start, kt_long end) const {
+  start = std::clamp(start, 0, ViewCount(view));
+  end = std::clamp(end, start, ViewCount(view));
+  return RecordsBefore(view, end) - RecordsBefore(view, start);
+}
+
 kt_long Kt_Dataset::GetCount(kt_long start, kt_long end) const {
-  start = std::max(start, 0);
-  return std::max(0, std::min(end, GetRowCount()) - start);
+  return CountRecords(ActiveView(), start, end);
 }
 
 kt_long Kt_Dataset::GetCountNF(kt_long start, kt_long end) const {
-  start = std::max(start, 0);
-  return std::max(0, std::min(end, GetRowCountNF()) - start);
+  return CountRecords(kAllRows, start, end);
 }

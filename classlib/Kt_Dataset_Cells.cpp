@@ -15,11 +15,22 @@ constexpr int kMaxEvaluationDepth = 16;
 
 Kt_Variant Kt_Dataset::ReadCell(View view, kt_long row, kt_long col) const {
   const auto slot = RecordAt(view, row);
-  if (!slot || !HasCol(col)) return {};
+  if (!slot) return ReadSubtotal(view, row, col);
+  if (!HasCol(col)) return {};
   const Column& column = columns_[static_cast<std::size_t>(col)];
   if (column.cells != nullptr) return column.cells->Read(*slot);
   const Kt_Column* const cells = CellsOf(col);
   return cells != nullptr ? cells->Read(*slot) : ReadExpression(view, row, column);
+}
+
+Kt_Variant Kt_Dataset::ReadSubtotal(View view, kt_long row, kt_long col) const {
+  const Subtotal* const subtotal =
+      grouped_ && HasRow(view, row) ? GroupsOf(view).Find(row) : nullptr;
+  if (subtotal == nullptr) return {};
+  for (const auto& [total_col, value] : subtotal->cells) {
+    if (total_col == col) return value;
+  }
+  return {};
 }
 
 Kt_Variant Kt_Dataset::ReadExpression(View view, kt_long row, const Column& column) const {
@@ -33,6 +44,12 @@ Kt_Variant Kt_Dataset::ReadExpression(View view, kt_long row, const Column& colu
       evaluator_.pointer->EvaluateColumn(*this, row, view == ActiveView(), expression, value);
   --evaluator_.depth;
   return found ? converter.Converted(value) : Kt_Variant();
+}
+
+// A cell of the n-th record of all.
+Kt_Variant Kt_Dataset::ReadRecord(kt_long record, kt_long col) const {
+  const kt_long row = grouped_ ? GroupsOf(kAllRows).RowOf(record) : record;
+  return ReadCell(kAllRows, row, col);
 }
 
 const Kt_Variant* Kt_Dataset::Remember(Kt_Variant value) const {

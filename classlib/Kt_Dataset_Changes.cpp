@@ -17,7 +17,8 @@ kt_long TypeOfFlags(std::uint8_t flags) {
 
 kt_long Kt_Dataset::RowType(View view, kt_long row) const {
   const auto slot = RecordAt(view, row);
-  return slot ? TypeOfFlags(index_->Flags(*slot)) : 0;
+  if (!slot) return HasRow(view, row) ? kRowTypeLogical : 0;
+  return TypeOfFlags(index_->Flags(*slot));
 }
 
 kt_long Kt_Dataset::SetRowType(kt_long row, kt_long type) {
@@ -115,6 +116,7 @@ void Kt_Dataset::Reset() {
     index_.Write().ChangeAll(0, kRowDeleted | kRowUpdated);
     changes_ = {};
     inserted_count_ = 0;
+    DropGroups();
     ++structure_version_;
     return 1;
   });

@@ -13,7 +13,7 @@ kt_long Kt_Dataset::HideRow(View view, std::uint8_t filter, kt_long row) {
   return RefuseOnFailure([&] {
     index_.Write().Change(*place, filter, 0);
     active_view_ |= filter;
-    ++structure_version_;
+    NoteGone(view, row, filter);
     return 1;
   });
 }
@@ -21,6 +21,7 @@ kt_long Kt_Dataset::HideRow(View view, std::uint8_t filter, kt_long row) {
 void Kt_Dataset::ShowAll(std::uint8_t filter, bool on) {
   RefuseOnFailure([&] {
     index_.Write().ChangeAll(0, filter);
+    DropGroups(filter);
     SwitchFilter(filter, on);
     return 1;
   });

@@ -13,6 +13,7 @@ using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and 
 kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
   return RefuseOnFailure([&]() -> kt_long {
     Kt_Dataset next(*this);
+    const std::vector<Kt_WString> key_ids = KeyIds();
     if (clear) next.ClearData();
     if (clear && table.has_column_info) next.DropStoredColumns();
     if (next.slot_count_ + std::size_t{table.row_count} >
@@ -23,6 +24,7 @@ kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
     std::vector<kt_long> cols;
     if (!next.AdoptColumns(table, cols)) return -1;
     next.AdoptRows(table, cols, first);
+    next.FindKeys(key_ids);
     for (const auto& [id, value] : table.constants) {
       if (next.SetConstColumn(id, value) < 0) next.AddConstColumn(id, value);
     }
@@ -33,6 +35,19 @@ kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
                std::count_if(table.notes.begin(), table.notes.end(),
                              [](const LoadedNote& note) { return note.type == kRowTypeDelete; }));
   });
+}
+
+std::vector<Kt_WString> Kt_Dataset::KeyIds() const {
+  std::vector<Kt_WString> ids;
+  for (const Key& key : keys_) ids.push_back(GetColID(key.col));
+  return ids;
+}
+
+// Keys stay with the ids of their columns, and go with them.
+void Kt_Dataset::FindKeys(const std::vector<Kt_WString>& ids) {
+  for (std::size_t key = 0; key < keys_.size(); ++key) keys_[key].col = GetColIndex(ids[key]);
+  std::erase_if(keys_, [](const Key& key) { return key.col < 0; });
+  RecalcGroup();
 }
 
 void Kt_Dataset::DropStoredColumns() {

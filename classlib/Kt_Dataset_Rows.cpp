@@ -8,14 +8,30 @@
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
+kt_long Kt_Dataset::RecordOf(View view, kt_long row) const {
+  if (KT_LIKELY(!grouped_)) return row;
+  GroupView& groups = GroupsOf(view);
+  return groups.Find(row) != nullptr ? -1 : groups.RecordsBefore(row);
+}
+
 std::optional<Slot> Kt_Dataset::RecordAt(View view, kt_long row) const {
-  if (!HasRow(view, row)) return std::nullopt;
-  return index_->At(view, row);
+  const kt_long record = HasRow(view, row) ? RecordOf(view, row) : -1;
+  if (record < 0) return std::nullopt;
+  return index_->At(view, record);
 }
 
 std::optional<RowIndex::Place> Kt_Dataset::PlaceAt(View view, kt_long row) const {
-  if (!HasRow(view, row)) return std::nullopt;
-  return index_->Find(view, row);
+  const kt_long record = HasRow(view, row) ? RecordOf(view, row) : -1;
+  if (record < 0) return std::nullopt;
+  return index_->Find(view, record);
+}
+
+// A row of `view` has gone from it, and from every other view that `flags` are part of.
+void Kt_Dataset::NoteGone(View view, kt_long row, std::uint8_t flags) {
+  ++structure_version_;
+  if (!grouped_) return;
+  if (groups_[view]) groups_[view]->NoteRemoved(row);
+  DropGroups(flags, view);
 }
 
 // ---- Slots ------------------------------------------------------------------------------------
@@ -59,15 +75,18 @@ kt_long Kt_Dataset::InsertSlots(kt_long row, kt_long count) {
     if (!NewSlots(count, slots)) return -1;
     RowIndex& index = index_.Write();
     const kt_long first = row < 0 ? GetRowCount() : row;
+    const kt_long record = row < 0 ? index.Count(ActiveView()) : RecordsBefore(ActiveView(), row);
     for (kt_long added = 0; added < count; ++added) {
       const Slot slot = slots[static_cast<std::size_t>(added)];
-      if (row < 0) {
+      if (record + added == index.Count(ActiveView())) {
         index.Append(slot, 1);
       } else {
-        index.Insert(*PlaceAt(ActiveView(), row + added), slot);
+        index.Insert(index.Find(ActiveView(), record + added), slot);
       }
       index.Mark(slot, kRowInserted, 0);
     }
+    if (grouped_ && row >= 0) GroupsOf(ActiveView()).NoteInserted(row, count);
+    if (grouped_) DropGroups(0, ActiveView());
     inserted_count_ += count;
     ++structure_version_;
     return first;
@@ -94,14 +113,19 @@ void Kt_Dataset::DeleteAt(RowIndex::Place place) {
     changes_.Write().NoteDelete(slot);
     index.Change(place, kRowDeleted, kRowSelected);
   }
-  ++structure_version_;
+}
+
+void Kt_Dataset::DeleteShown(kt_long row, RowIndex::Place place) {
+  const View view = ActiveView();
+  DeleteAt(place);
+  NoteGone(view, row, 0);
 }
 
 kt_long Kt_Dataset::DeleteRow(kt_long row) {
   const auto place = PlaceAt(ActiveView(), row);
   if (!place) return -1;
   return RefuseOnFailure([&] {
-    DeleteAt(*place);
+    DeleteShown(row, *place);
     return 1;
   });
 }
@@ -114,7 +138,7 @@ kt_long Kt_Dataset::DeleteWhere(Keep keep) {
     for (kt_long row = GetRowCount() - 1; row >= 0; --row) {
       const auto place = PlaceAt(ActiveView(), row);
       if (!place || keep(index_->SlotAt(*place))) continue;
-      DeleteAt(*place);
+      DeleteShown(row, *place);
       ++deleted;
     }
     return deleted;
@@ -150,8 +174,11 @@ kt_long Kt_Dataset::MoveRow(kt_long from, kt_long to) {
   return RefuseOnFailure([&] {
     RowIndex& index = index_.Write();
     const Slot slot = index.SlotAt(*place);
+    const kt_long record = RecordOf(ActiveView(), to);
     index.Remove(*place);
-    index.Insert(HasRow(ActiveView(), to) ? index.Find(ActiveView(), to) : index.End(), slot);
+    const bool inside = record < index.Count(ActiveView());
+    index.Insert(inside ? index.Find(ActiveView(), record) : index.End(), slot);
+    DropGroups(0, ActiveView());
     ++structure_version_;
     return 1;
   });
@@ -163,6 +190,7 @@ kt_long Kt_Dataset::ExchangeRow(kt_long a, kt_long b) {
   if (!first || !second) return -1;
   return RefuseOnFailure([&] {
     if (a != b) index_.Write().Exchange(*first, *second);
+    DropGroups(0, ActiveView());
     ++structure_version_;
     return 1;
   });
@@ -178,6 +206,7 @@ void Kt_Dataset::ClearData() {
   slot_count_ = 0;
   inserted_count_ = 0;
   active_view_ = kAllRows;
+  DropGroups();
   ++structure_version_;
 }
 
@@ -185,6 +214,8 @@ void Kt_Dataset::Clear() {
   ClearData();
   columns_.clear();
   names_ = {};
+  keys_.clear();
+  grouped_ = false;
 }
 
 void Kt_Dataset::ClearAll() {
@@ -196,7 +227,9 @@ void Kt_Dataset::ClearAll() {
 
 kt_long Kt_Dataset::GetRowIndexNF(kt_long row) const {
   const auto place = PlaceAt(ActiveView(), row);
-  return place ? index_->RankOf(kAllRows, *place) : -1;
+  if (!place) return -1;
+  const kt_long record = index_->RankOf(kAllRows, *place);
+  return grouped_ ? GroupsOf(kAllRows).RowOf(record) : record;
 }
 
 kt_long Kt_Dataset::SelectRow(kt_long row, bool selected) {

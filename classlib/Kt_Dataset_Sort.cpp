@@ -106,8 +106,9 @@ std::shared_ptr<const Kt_Column> Kt_Dataset::SlotCells(kt_long col) const {
   if (stored >= 0) return columns_[static_cast<std::size_t>(stored)].cells;
   auto cells = std::make_shared<Kt_Column>(GetColType(col));
   cells->AppendNulls(slot_count_);
-  for (kt_long row = 0; row < ViewCount(kAllRows); ++row) {
-    cells->Write(index_->At(kAllRows, row), ReadCell(kAllRows, row, col));
+  // By record: where subtotals stand may depend on this very column.
+  for (kt_long record = 0; record < index_->Count(kAllRows); ++record) {
+    cells->Write(index_->At(kAllRows, record), ReadRecord(record, col));
   }
   return cells;
 }
@@ -119,12 +120,19 @@ kt_long Kt_Dataset::SortRows(const std::vector<SortKey>& keys, bool nulls_last) 
       SortByColumn(slots, *SlotCells(key->col), key->ascending, nulls_last);
     }
     index_.Write().Assign(slots);
+    DropGroups();
     ++structure_version_;
     return 1;
   });
 }
 
-kt_long Kt_Dataset::Sort(std::u16string_view list, bool ascending, bool nulls_last) {
-  std::vector<SortKey> keys;
-  return ParseSortKeys(list, ascending, keys) ? SortRows(keys, nulls_last) : -1;
+kt_long Kt_Dataset::Sort(std::u16string_view list, bool ascending, bool nulls_last,
+                         bool group_keys) {
+  return RefuseOnFailure([&]() -> kt_long {
+    std::vector<SortKey> keys;
+    if (!ParseSortKeys(list, ascending, keys) || SortRows(keys, nulls_last) < 0) return -1;
+    SetKeys(Kt_KeyType::kSort, keys);
+    if (group_keys) SetKeys(Kt_KeyType::kGroup, keys);
+    return 1;
+  });
 }

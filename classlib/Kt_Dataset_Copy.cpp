@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: MIT
+//
+// Copying between datasets.
+#include <algorithm>
+#include <unordered_map>
+
+#include "classlib/Kt_Dataset.h"
+#include "classlib/detail/Kt_LoadedTable.h"
+#include "classlib/detail/Kt_Refuse.h"
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
+
+// The content of another dataset in place of this one's; what belongs to the dataset itself stays.
+void Kt_Dataset::TakeContent(const Kt_Dataset& source) {
+  const Kt_WString id = id_;
+  const std::uint64_t version = std::max(structure_version_, source.structure_version_);
+  *this = source;
+  id_ = id;
+  structure_version_ = version + 1;
+}
+
+void Kt_Dataset::DropArrangement() {
+  keys_.clear();
+  filter_text_.Empty();
+  grouped_ = false;
+  DropGroups();
+  UnFilter();
+  LocUnFilter();
+}
+
+kt_long Kt_Dataset::Assign(const Kt_Dataset& source) {
+  if (&source == this) return GetRowCount();
+  return RefuseOnFailure([&] {
+    TakeContent(source);
+    return GetRowCount();
+  });
+}
+
+kt_long Kt_Dataset::Copy(const Kt_Dataset& source) {
+  if (&source == this) return GetRowCount();
+  return RefuseOnFailure([&] {
+    TakeContent(source);
+    DropArrangement();
+    return GetRowCount();
+  });
+}
+
+kt_long Kt_Dataset::CopyF(const Kt_Dataset& source) {
+  return RefuseOnFailure([&]() -> kt_long {
+    LoadedTable table = source.ShownRows();
+    Kt_Dataset next(id_);
+    next.constants_ = source.constants_;
+    if (next.Adopt(table, true) < 0) return -1;
+    next.id_ = id_;
+    TakeContent(next);
+    return GetRowCount();
+  });
+}
+
+// The rows as they are shown, as if they had always been so.
+LoadedTable Kt_Dataset::ShownRows() const {
+  LoadedTable table;
+  table.has_column_info = true;
+  const std::vector<Slot> slots = RowsToSave(ActiveView(), false, false);
+  table.row_count = static_cast<std::uint32_t>(slots.size());
+  for (const Column& column : columns_) {
+    table.columns.push_back({column.id, column.map, column.type, column.size, nullptr});
+    if (column.cells == nullptr) continue;
+    table.columns.back().cells = std::make_shared<Kt_Column>(column.cells->Gather(slots));
+  }
+  return table;
+}
+
+// Pairs of stored columns with the same id: source, target.
+std::vector<std::pair<kt_long, kt_long>> Kt_Dataset::SharedColumns(const Kt_Dataset& source) const {
+  std::vector<std::pair<kt_long, kt_long>> cols;
+  for (kt_long col = 0; col < source.GetColCount(); ++col) {
+    const kt_long target = GetColIndex(source.GetColID(col));
+    if (target >= 0 && !IsLogicalColumn(target)) cols.emplace_back(col, target);
+  }
+  return cols;
+}
+
+void Kt_Dataset::CopyCells(kt_long row, const Kt_Dataset& source, kt_long source_row,
+                           const std::vector<std::pair<kt_long, kt_long>>& cols) {
+  for (const auto& [from, to] : cols) SetColumn(row, to, source.ReadColumn(source_row, from));
+}
+
+kt_long Kt_Dataset::AppendDataset(const Kt_Dataset& source) {
+  if (&source == this) return AppendDataset(Kt_Dataset(source));
+  return RefuseOnFailure([&]() -> kt_long {
+    const auto cols = SharedColumns(source);
+    kt_long appended = 0;
+    for (kt_long row = 0; row < source.GetRowCount(); ++row) {
+      if (source.GetRowLevel(row) > 0) continue;
+      const kt_long target = AppendRow();
+      if (target < 0) return -1;
+      CopyCells(target, source, row, cols);
+      ++appended;
+    }
+    return appended;
+  });
+}
+
+// The texts of the key cells, each with its length in front so that no two keys look the same.
+std::u16string Kt_Dataset::KeyText(kt_long row, const std::vector<kt_long>& cols) const {
+  std::u16string key;
+  for (const kt_long col : cols) {
+    const Kt_Variant value = ReadColumn(row, col);
+    const Kt_WString text = value.ToString();
+    key += static_cast<char16_t>(value.IsEmpty() ? u'-' : u'+');
+    key += static_cast<char16_t>(text.GetLength() & 0xFFFF);
+    key += static_cast<char16_t>(text.GetLength() >> 16);
+    key += text.View();
+  }
+  return key;
+}
+
+kt_long Kt_Dataset::Merge(const Kt_Dataset& source) {
+  if (&source == this) return 0;
+  std::vector<kt_long> own_keys;
+  std::vector<kt_long> source_keys;
+  for (const Key& key : keys_) {
+    const bool orders = key.type == Kt_KeyType::kSort || key.type == Kt_KeyType::kGroup;
+    const bool is_new = std::find(own_keys.begin(), own_keys.end(), key.col) == own_keys.end();
+    const kt_long source_col = source.GetColIndex(GetColID(key.col));
+    if (!orders || !is_new || source_col < 0) continue;
+    own_keys.push_back(key.col);
+    source_keys.push_back(source_col);
+  }
+  if (own_keys.empty()) return AppendDataset(source);
+  return RefuseOnFailure([&]() -> kt_long {
+    const auto cols = SharedColumns(source);
+    std::unordered_map<std::u16string, kt_long> rows;
+    for (kt_long row = 0; row < GetRowCount(); ++row) {
+      if (GetRowLevel(row) == 0) rows.emplace(KeyText(row, own_keys), row);
+    }
+    kt_long merged = 0;
+    for (kt_long row = 0; row < source.GetRowCount(); ++row) {
+      if (source.GetRowLevel(row) > 0) continue;
+      const auto found = rows.find(source.KeyText(row, source_keys));
+      if (found == rows.end()) {
+        const kt_long added = AppendRow();
+        if (added < 0) return -1;
+        CopyCells(added, source, row, cols);
+      } else if (source.GetRowType(row) != kRowTypeNormal) {
+        CopyCells(found->second, source, row, cols);
+      } else {
+        continue;
+      }
+      ++merged;
+    }
+    return merged;
+  });
+}
+
+kt_long Kt_Dataset::CopyColumn(kt_long row, kt_long col, const Kt_Dataset& source,
+                               kt_long source_row, kt_long source_col) {
+  if (!source.HasRow(source.ActiveView(), source_row) || !source.HasCol(source_col)) return -1;
+  return SetColumn(row, col, source.ReadColumn(source_row, source_col));
+}

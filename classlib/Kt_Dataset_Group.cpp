@@ -1,0 +1,192 @@
+// SPDX-License-Identifier: MIT
+//
+// Keys, and subtotal rows between the records.
+#include <algorithm>
+
+#include "classlib/Kt_Dataset.h"
+#include "classlib/detail/Kt_Refuse.h"
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
+
+// ---- Keys -------------------------------------------------------------------------------------
+
+kt_long Kt_Dataset::ModifyKeyStat(Kt_KeyCall call, Kt_KeyType type, kt_long col, bool ascending,
+                                  Kt_Aggregate subtotal) {
+  if (call > Kt_KeyCall::kClear || type > Kt_KeyType::kPivotValue ||
+      subtotal > Kt_Aggregate::kCount) {
+    return -1;
+  }
+  if (call == Kt_KeyCall::kClear) {
+    keys_.clear();
+    return 1;
+  }
+  if (!HasCol(col)) return -1;
+  const auto found = std::find_if(keys_.begin(), keys_.end(), [&](const Key& key) {
+    return key.type == type && key.col == col;
+  });
+  const bool is_known = found != keys_.end();
+  if (is_known != (call != Kt_KeyCall::kAdd)) return -1;
+  return RefuseOnFailure([&] {
+    if (call == Kt_KeyCall::kRemove) {
+      keys_.erase(found);
+    } else if (is_known) {
+      *found = {type, col, ascending, subtotal};
+    } else {
+      keys_.push_back({type, col, ascending, subtotal});
+    }
+    return 1;
+  });
+}
+
+void Kt_Dataset::SetKeys(Kt_KeyType type, const std::vector<SortKey>& keys) {
+  std::erase_if(keys_, [type](const Key& key) { return key.type == type; });
+  for (const SortKey& key : keys) {
+    keys_.push_back({type, key.col, key.ascending, Kt_Aggregate::kNone});
+  }
+}
+
+std::vector<Kt_Dataset::Key> Kt_Dataset::KeysOf(Kt_KeyType type) const {
+  std::vector<Key> keys;
+  for (const Key& key : keys_) {
+    if (key.type == type) keys.push_back(key);
+  }
+  return keys;
+}
+
+Kt_WString Kt_Dataset::GetKeyStr(Kt_KeyType type) const {
+  Kt_WString list;
+  for (const Key& key : KeysOf(type)) {
+    if (!list.IsEmpty()) list += u',';
+    list += GetColID(key.col);
+    if (!key.ascending) list += u":d";
+  }
+  return list;
+}
+
+// ---- Subtotals --------------------------------------------------------------------------------
+
+void Kt_Dataset::RecalcGroup() {
+  DropGroups();
+  // Keys that change from now on wait for the next call, also where a view is first asked for
+  // later.
+  shown_keys_ = keys_;
+  grouped_ = !KeysOf(Kt_KeyType::kGroup).empty();
+  ++structure_version_;
+}
+
+void Kt_Dataset::SetReverseSubSumStat(bool reverse) {
+  reverse_subtotals_ = reverse;
+  DropGroups();
+  ++structure_version_;
+}
+
+// The views that a change of `flags` can touch, all but `kept`.
+void Kt_Dataset::DropGroups(std::uint8_t flags, int kept) const {
+  for (int view = 0; view < static_cast<int>(groups_.size()); ++view) {
+    if (view != kept && (view & flags) == flags) groups_[static_cast<std::size_t>(view)].reset();
+  }
+}
+
+GroupView& Kt_Dataset::GroupsOf(View view) const {
+  std::optional<GroupView>& groups = groups_[view];
+  if (!groups) {
+    groups.emplace();
+    // Without memory for them there are no subtotals.
+    if (RefuseOnFailure([&] { return BuildGroups(view, *groups); }) < 0) groups.emplace();
+  }
+  return *groups;
+}
+
+kt_long Kt_Dataset::BuildGroups(View view, GroupView& groups) const {
+  GroupPlan plan;
+  for (const Key& key : shown_keys_) {
+    if (key.type == Kt_KeyType::kGroup) plan.keys.push_back({key, SlotCells(key.col)});
+    if (key.type == Kt_KeyType::kPivotValue) plan.values.push_back({key, SlotCells(key.col)});
+  }
+  FindGroups(view, plan, groups);
+  PlaceSubtotals(groups);
+  FillSubtotals(view, plan, groups);
+  return 1;
+}
+
+// One pass over the rows: where a key differs from the row before, the groups of that key and of
+// all keys after it end.
+void Kt_Dataset::FindGroups(View view, const GroupPlan& plan, GroupView& groups) const {
+  const kt_long count = index_->Count(view);
+  const std::size_t key_count = plan.keys.size();
+  std::vector<kt_long> starts(key_count, 0);  // record that begins the open group of each key
+  Slot before = 0;
+  for (kt_long record = 0; record <= count; ++record) {
+    const Slot slot = record < count ? index_->At(view, record) : 0;
+    std::size_t same = 0;
+    if (record > 0 && record < count) {
+      while (same < key_count && plan.keys[same].cells->SameCells(before, slot)) ++same;
+    }
+    for (std::size_t key = key_count; record > 0 && key-- > same;) {
+      Subtotal subtotal;
+      subtotal.level = static_cast<kt_long>(key_count - key);
+      subtotal.first = starts[key];
+      subtotal.last = record;
+      groups.Add(std::move(subtotal));
+      starts[key] = record;
+    }
+    before = slot;
+  }
+}
+
+// From record numbers to row numbers. Subtotals stand behind their rows, inner levels first, or,
+// reversed, before them, outer levels first.
+void Kt_Dataset::PlaceSubtotals(GroupView& groups) const {
+  std::vector<Subtotal>& all = groups.All();
+  if (reverse_subtotals_) {
+    std::stable_sort(all.begin(), all.end(), [](const Subtotal& a, const Subtotal& b) {
+      return a.first != b.first ? a.first < b.first : a.level > b.level;
+    });
+  }
+  for (std::size_t at = 0; at < all.size(); ++at) {
+    all[at].position =
+        (reverse_subtotals_ ? all[at].first : all[at].last) + static_cast<kt_long>(at);
+  }
+}
+
+void Kt_Dataset::FillSubtotals(View view, const GroupPlan& plan, GroupView& groups) const {
+  for (Subtotal& subtotal : groups.All()) {
+    const Slot slot = index_->At(view, subtotal.first);
+    const std::size_t shown = plan.keys.size() + 1 - static_cast<std::size_t>(subtotal.level);
+    for (std::size_t key = 0; key < shown; ++key) {
+      subtotal.cells.emplace_back(plan.keys[key].key.col, plan.keys[key].cells->Read(slot));
+    }
+    for (const auto& [value, cells] : plan.values) {
+      Kt_Variant total;
+      AggregateRecords(view, value.subtotal, *cells, subtotal.first, subtotal.last, total);
+      subtotal.cells.emplace_back(value.col, total);
+    }
+    subtotal.first = groups.RowOf(subtotal.first);
+    subtotal.last = groups.RowOf(subtotal.last - 1) + 1;
+  }
+}
+
+kt_long Kt_Dataset::GetRowLevel(kt_long row) const {
+  if (!grouped_ || !HasRow(ActiveView(), row)) return 0;
+  const Subtotal* const subtotal = GroupsOf(ActiveView()).Find(row);
+  return subtotal == nullptr ? 0 : subtotal->level;
+}
+
+kt_long Kt_Dataset::GetRowIndex(kt_long row) const {
+  if (!HasRow(ActiveView(), row)) return -1;
+  const Subtotal* const subtotal = grouped_ ? GroupsOf(ActiveView()).Find(row) : nullptr;
+  if (subtotal == nullptr) return row;
+  return reverse_subtotals_ ? subtotal->last - 1 : subtotal->first;
+}
+
+kt_long Kt_Dataset::GetRangeStart(kt_long row) const {
+  if (!HasRow(ActiveView(), row)) return -1;
+  if (GetRowLevel(row) == 0) return row;
+  return reverse_subtotals_ ? row + 1 : GetRowIndex(row);
+}
+
+kt_long Kt_Dataset::GetRangeCount(kt_long row) const {
+  if (!HasRow(ActiveView(), row)) return 0;
+  if (GetRowLevel(row) == 0) return 1;
+  return reverse_subtotals_ ? GetRowIndex(row) - row : row - GetRowIndex(row);
+}

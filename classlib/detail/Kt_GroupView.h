@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <utility>
+#include <vector>
+
+#include "classlib/Kt_Variant.h"
+
+namespace kt::detail {
+
+// A row that is no record: the total of a group.
+struct Subtotal {
+  kt_long position = 0;  // row number
+  kt_long level = 1;     // 1 innermost
+  kt_long first = 0;     // the rows of its group, [first, last)
+  kt_long last = 0;
+  std::vector<std::pair<kt_long, Kt_Variant>> cells;  // column, value; all others are null
+};
+
+// The subtotal rows between the records of one view.
+//
+// Only subtotals are kept, in order of position: the record behind a row is the row's number less
+// the subtotals before it. Loops that hide or delete rows from the last to the first are only
+// noted, and taken in when a row behind the last one is asked for.
+class GroupView {
+ public:
+  void Add(Subtotal subtotal) { subtotals_.push_back(std::move(subtotal)); }
+  std::vector<Subtotal>& All() { return subtotals_; }
+  kt_long Count() const { return static_cast<kt_long>(subtotals_.size()); }
+
+  // The subtotal at a row; null for a record.
+  const Subtotal* Find(kt_long row);
+  // How many records stand before a row.
+  kt_long RecordsBefore(kt_long row);
+  // The row of a record.
+  kt_long RowOf(kt_long record);
+  // Takes note that records came or one went.
+  void NoteInserted(kt_long row, kt_long count);
+  void NoteRemoved(kt_long row);
+
+ private:
+  std::size_t LowerBound(kt_long row) const;
+  void TakeIn();
+
+  std::vector<Subtotal> subtotals_;
+  std::vector<kt_long> removed_;  // rows that went, falling; by the numbers they had at first
+};
+
+}  // namespace kt::detail
