@@ -37,9 +37,15 @@ Kt_ExprObject::Kt_ExprObject(Kt_ExprObject* parent) : Kt_Object(parent, &kOps) {
 
 Kt_ExprObject::~Kt_ExprObject() = default;
 
+// Only this class gives its objects these operations.
+Kt_ExprObject* Kt_ExprObject::From(Kt_Object* object) {
+  const bool is_ours = object != nullptr && object->GetOps() == &kOps;
+  return is_ours ? static_cast<Kt_ExprObject*>(object) : nullptr;
+}
+
 Kt_ExprObject* Kt_ExprObject::GetSelfContainer() {
-  Kt_Object* const container = GetContainer();
-  return container ? static_cast<Kt_ExprObject*>(container) : this;
+  Kt_ExprObject* const own = From(GetContainer());
+  return own ? own : this;
 }
 
 // What an object without members of its own answers.

@@ -40,6 +40,9 @@ class KT_SCRIPT_API Kt_ExprObject : public Kt_Object {
   Kt_ExprObject(const Kt_ExprObject&) = default;
   Kt_ExprObject& operator=(const Kt_ExprObject&) = default;
 
+  // The object as one of the engine's; null for null and for objects of any other layer.
+  static Kt_ExprObject* From(Kt_Object* object);
+
   Kt_ExprObject* GetParentCtx() const { return static_cast<Kt_ExprObject*>(GetParent()); }
 
   // Numbers 0 and 1 are Kt_Object's GetObjType and GetInnerObject.

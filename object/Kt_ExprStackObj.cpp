@@ -74,7 +74,7 @@ kt_long Kt_ExprStackObj::FromObject(Kt_ExprObject* ctx, const Kt_ObjectHolder* h
   if (!copy.HasContainer() || copy.GetContainer() != copy.GetObject()) {
     SetHeldObject(EXPR_OBJ_COMPONENT, copy);
   } else {
-    SetComposit(static_cast<Kt_ExprObject*>(copy.GetContainer()));
+    SetComposit(Kt_ExprObject::From(copy.GetContainer()));
   }
   return kOk;
 }
@@ -127,14 +127,14 @@ Kt_ExprObject* Kt_ExprStackObj::GetContext() const {
     case EXPR_OBJ_ITEM: return nullptr;
     default: {
       const Kt_ObjectHolder* const hold = GetHold();
-      return hold ? static_cast<Kt_ExprObject*>(hold->GetContainer()) : nullptr;
+      return hold ? Kt_ExprObject::From(hold->GetContainer()) : nullptr;
     }
   }
 }
 
 Kt_ExprObject* Kt_ExprStackObj::GetComponent() const {
   const Kt_ObjectHolder* const hold = GetKind() == EXPR_OBJ_ITEM ? nullptr : GetHold();
-  return hold ? static_cast<Kt_ExprObject*>(hold->GetObject()) : nullptr;
+  return hold ? Kt_ExprObject::From(hold->GetObject()) : nullptr;
 }
 
 Kt_WString Kt_ExprStackObj::GetObjID() const {

@@ -154,7 +154,7 @@ void Evaluator::FillByKind(int kind, const Kt_WString& name) {
   switch (kind) {
     case EXPR_OBJ_VAR: return top.SetVarType(context_, name, nullptr);
     case EXPR_OBJ_COMPONENT:
-      return top.SetComponent(static_cast<Kt_ExprObject*>(context_->GetComponent(name)));
+      return top.SetComponent(Kt_ExprObject::From(context_->GetComponent(name)));
     case EXPR_OBJ_COMPOSIT: return top.SetComposit(context_->GetChildContext(name));
     default: return top.SetAutoVar(context_, name);
   }
@@ -289,8 +289,8 @@ void Evaluator::MemberOfObject(const Kt_ExprOp& op) {
     const kt_long col = columns->FindColumn(op.text);
     if (col >= 0) return top.SetColumn(nullptr, op.text, col);
   }
-  if (Kt_Object* const component = object->GetComponent(op.text)) {
-    return top.SetComponent(static_cast<Kt_ExprObject*>(component));
+  if (Kt_ExprObject* const component = Kt_ExprObject::From(object->GetComponent(op.text))) {
+    return top.SetComponent(component);
   }
   if (Kt_ExprObject* const child = object->GetChildContext(op.text)) {
     return top.SetComposit(child);

@@ -316,6 +316,21 @@ kt_long Interpreter::AssignElement(ExprCode::Target& target, int operation, Kt_V
   return WriteElementOf(context, *target.name, base, target.index, target.key, value);
 }
 
+// A call runs once: when it has been read, what it gave takes its place in the entry.
+kt_long Interpreter::SettleCall(Kt_ExprStackObj& entry, const Kt_Variant& value,
+                                Kt_ExprObject* context) {
+  const std::int16_t kind = entry.GetKind();
+  const bool is_call =
+      kind == EXPR_OBJ_SCRIPTFUNC || kind == EXPR_OBJ_INTFUNC || kind == EXPR_OBJ_EXTAPI;
+  if (!is_call) return kOk;
+  if (!value.IsObject()) {
+    entry.SetValueType(context, value);
+    return kOk;
+  }
+  const Kt_ObjectHolder hold(value.GetHolder());
+  return entry.FromObject(context, &hold);
+}
+
 kt_long Interpreter::AssignEntry(Kt_Expr& target, int operation, Kt_Variant& value,
                                  Kt_ExprObject* context) {
   Kt_ExprStackObj entry;
@@ -328,13 +343,15 @@ kt_long Interpreter::AssignEntry(Kt_Expr& target, int operation, Kt_Variant& val
     if (operation == kPlainAssign) return context->SetCtxVar(name, value, 1);
     return CombineName(name, hint, operation, value, context, nullptr);
   }
+  Kt_Variant current;
   if (operation != kPlainAssign) {
-    Kt_Variant current;
     if (const kt_long failed = entry.GetObjValue(context, current, 0)) return failed;
-    if (current.IsRef()) current = current.Dereference();
-    if (const kt_long failed = Combine(operation, value, current, context)) return failed;
-    value = std::move(current);
+    if (const kt_long failed = SettleCall(entry, current, context)) return failed;
+    Kt_Variant combined = current.Dereference();
+    if (const kt_long failed = Combine(operation, value, combined, context)) return failed;
+    value = std::move(combined);
   }
+  if (current.AssignThroughRef(value)) return kOk;
   code = entry.SetObjValue(context, value);
   if (code == kObjectGone) return AfterObjectGone();
   if (code == kFailed) (void)kt::Report(context, kSource, kErrBadOperation, u"=");

@@ -207,6 +207,11 @@ TEST(Interpreter, Assignments) {
       {"x[0] = 1; return x;", "-", "83B03210(x, [])", kErrNotAllowed},
       {"var s = 'abc'; s[1] = 'XY'; s[0] = 65; s[9] = 'z'; s[2] = ''; return s;", "'AXc'"},
       {"obj.size = 7; obj.size += 3; return obj.size;", "10"},
+      // What a call gives: a reference can be assigned to, a value cannot.
+      {"function same(a) { n += 1; return ref(a); } var n = 0;"
+       "function main(x) { var y = 1; same(ref(y)) += 2; return y * 10 + n; }",
+       "31"},
+      {"var y = 1; abs(y) += 2; return y;", "-", "83B03120(=)", kFailed},
       {"thing.quick = 2; thing.quick *= 4; return thing.quick;", "8"},
       {"obj.nosuch = 1; return 1;", "-", "83B03130(thing, obj.nosuch)", kNoMember},
       {"thing[0] = 1; return 1;", "-", "83B03140(thing)", kErrInvalidObject},
