@@ -381,6 +381,7 @@ class KT_CLASS_API Kt_Dataset {
   void SetUpdate(bool changed);
 
  private:
+  friend class Kt_Pivot;  // works on slots and columns
   using Slot = kt::detail::Slot;
   using View = kt::detail::View;
   using RowIndex = kt::detail::RowIndex;
@@ -490,6 +491,9 @@ class KT_CLASS_API Kt_Dataset {
   void FillSubtotals(View view, const GroupPlan& plan, kt::detail::GroupView& groups) const;
   kt_long AggregateRecords(View view, Kt_Aggregate what, const Kt_Column& cells, kt_long start,
                            kt_long end, Kt_Variant& result) const;
+  static void AggregateListed(Kt_Aggregate what, const Kt_Column& cells,
+                              const std::vector<Slot>& rows, Kt_Variant& result);
+  std::vector<Slot> OrderedRecords(const std::vector<SortKey>& keys) const;
   Kt_Variant ReadRecord(kt_long record, kt_long col) const;
   kt_long CountRecords(View view, kt_long start, kt_long end) const;
   kt_long SortRows(const std::vector<SortKey>& keys, bool nulls_last);

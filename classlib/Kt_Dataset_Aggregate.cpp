@@ -217,6 +217,12 @@ kt_long Kt_Dataset::AggregateRecords(View view, Kt_Aggregate what, const Kt_Colu
   return Compute(what, cells, walk, result) ? 1 : 0;
 }
 
+void Kt_Dataset::AggregateListed(Kt_Aggregate what, const Kt_Column& cells,
+                                 const std::vector<Slot>& rows, Kt_Variant& result) {
+  const auto walk = [&](auto, auto listed) { listed(rows.data(), rows.size()); };
+  Compute(what, cells, walk, result);
+}
+
 kt_long Kt_Dataset::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
                               Kt_Variant& result) const {
   if (!HasCol(col)) {

@@ -113,6 +113,15 @@ std::shared_ptr<const Kt_Column> Kt_Dataset::SlotCells(kt_long col) const {
   return cells;
 }
 
+// The records that are shown, by keys, nulls first.
+std::vector<Slot> Kt_Dataset::OrderedRecords(const std::vector<SortKey>& keys) const {
+  std::vector<Slot> slots = RowsToSave(ActiveView(), false, false);
+  for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
+    SortByColumn(slots, *SlotCells(key->col), key->ascending, false);
+  }
+  return slots;
+}
+
 kt_long Kt_Dataset::SortRows(const std::vector<SortKey>& keys, bool nulls_last) {
   return RefuseOnFailure([&] {
     std::vector<Slot> slots = index_->Slots();
