@@ -73,6 +73,11 @@ class KT_SCRIPT_API Kt_ExprOp {
   kt_long GetInteger() const { return number.integer; }
   double GetDecimal() const { return number.decimal; }
 
+  // Of a call, member or method as the parser wrote it: the row of the built-in function of that
+  // name, -1 when there is none. Found once, so that evaluations need not search.
+  int GetBuiltinRow() const { return static_cast<int>(number.bits) - 1; }
+  void SetBuiltinRow(int row) { number.bits = row + 1; }
+
   std::int16_t code = 0;
   std::int16_t arg = 0;  // 1 on a reduce marker
   Kt_WString text;       // name, member name, string content or constant word

@@ -19,6 +19,7 @@
 
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
+#include "object/Kt_ExprObject.h"
 
 namespace {
 
@@ -335,6 +336,10 @@ bool Parser::Write(std::int16_t code, std::u16string_view text) {
     slot_->text.Empty();
   } else {
     slot_->text = Kt_WString(text);
+  }
+  if (code == kOpCall || code == kOpMember || code == kOpMethod) {
+    slot_->SetBuiltinRow(FindIntFuncIdx(Kt_ExprObject::GetIntFuncMap(),
+                                        Kt_ExprObject::GetIntFuncCount(), slot_->text.GetText()));
   }
   previous_ = code;
   return NextSlot();

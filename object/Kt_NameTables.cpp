@@ -65,8 +65,12 @@ int SortTable(Row* table, int count) {
 
 }  // namespace
 
+int FindIntFuncIdx(const _EXPR_INTFUNC_INFO* table, int count, const char16_t* name) {
+  return FindRow(table, count, name, -1);
+}
+
 Kt_Getter GetIntFunc(const _EXPR_INTFUNC_INFO* table, int count, const char16_t* name) {
-  const int row = FindRow(table, count, name, -1);
+  const int row = FindIntFuncIdx(table, count, name);
   return row < 0 ? nullptr : table[row].handler;
 }
 

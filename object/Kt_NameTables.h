@@ -81,6 +81,7 @@ struct _EXPR_EXTAPI_INFO {
 // table is allowed except for simple properties). Bisection; takes no lock.
 KT_SCRIPT_API Kt_Getter GetIntFunc(const _EXPR_INTFUNC_INFO* table, int count,
                                    const char16_t* name);
+KT_SCRIPT_API int FindIntFuncIdx(const _EXPR_INTFUNC_INFO* table, int count, const char16_t* name);
 KT_SCRIPT_API int FindSimplePropFuncIdx(const _EXPR_SIMPLEPROP_INFO* table, int count,
                                         const char16_t* name);
 KT_SCRIPT_API int FindObjMethodFuncIdx(const _EXPR_OBJMETHOD_INFO* table, int count,

@@ -13,6 +13,11 @@ namespace {
 
 constexpr const char16_t* kSource = u"Kt_Expr";
 
+Kt_Getter BuiltinOf(const Kt_ExprOp& op) {
+  const int row = op.GetBuiltinRow();
+  return row < 0 ? nullptr : Kt_ExprObject::GetIntFuncMap()[row].handler;
+}
+
 // Values of Kt_ExprStackObj::GetObjStat.
 constexpr std::int16_t kArgsClosed = 1;  // the argument list of a call has ended
 
@@ -175,7 +180,7 @@ kt_long Evaluator::Call(const Kt_ExprOp& op) {
       return kOk;
     }
     case EXPR_OBJ_SCRIPTFUNC: BindScriptFunc(op.text); return kOk;
-    default: return BindPlainCall(op.text);
+    default: return BindPlainCall(op);
   }
 }
 
@@ -189,9 +194,10 @@ void Evaluator::BindScriptFunc(const Kt_WString& name) {
 }
 
 // A built-in function, a trace call, or a method of the context's own container.
-kt_long Evaluator::BindPlainCall(const Kt_WString& name) {
+kt_long Evaluator::BindPlainCall(const Kt_ExprOp& op) {
+  const Kt_WString& name = op.text;
   Kt_ExprStackObj& top = stack_.Top();
-  if (const Kt_Getter builtin = Kt_ExprObject::GetIntFunc(name.GetText())) {
+  if (const Kt_Getter builtin = BuiltinOf(op)) {
     top.SetIntFunc(context_, name, builtin);
     return kOk;
   }
@@ -237,28 +243,28 @@ kt_long Evaluator::Member(const Kt_ExprOp& op) {
   return kOk;
 }
 
-bool Evaluator::BindBuiltin(const Kt_WString& name, const Kt_Variant& first_arg) {
-  const Kt_Getter builtin = Kt_ExprObject::GetIntFunc(name.GetText());
+bool Evaluator::BindBuiltin(const Kt_ExprOp& op, const Kt_Variant& first_arg) {
+  const Kt_Getter builtin = BuiltinOf(op);
   if (builtin == nullptr) return false;
   Kt_ExprStackObj& top = stack_.Top();
   top.ClearValue();
-  top.SetIntFunc(context_, name, builtin);
+  top.SetIntFunc(context_, op.text, builtin);
   top.GetArgs().Add(first_arg);
   return true;
 }
 
 kt_long Evaluator::MemberOfValue(const Kt_ExprOp& op, const Kt_Variant& value) {
-  if (BindBuiltin(op.text, value)) return kOk;
+  if (BindBuiltin(op, value)) return kOk;
   if (op.code == kOpMember) return kFailed;
   return kt::Report(context_, kSource, kErrNoMethod, expr_.GetText(), Kt_WString());
 }
 
 kt_long Evaluator::MemberOfColumn(const Kt_ExprOp& op) {
   Kt_ExprStackObj& top = stack_.Top();
-  if (Kt_ExprObject::GetIntFunc(op.text.GetText()) != nullptr) {
+  if (op.GetBuiltinRow() >= 0) {
     Kt_Variant value;
     if (const kt_long code = ReadEntry(context_, top, value, 0)) return code;
-    (void)BindBuiltin(op.text, value);
+    (void)BindBuiltin(op, value);
     return kOk;
   }
   if (op.code == kOpMethod) {

@@ -39,12 +39,12 @@ class Evaluator {
   void FillByKind(int kind, const Kt_WString& name);
   kt_long Call(const Kt_ExprOp& op);
   void BindScriptFunc(const Kt_WString& name);
-  kt_long BindPlainCall(const Kt_WString& name);
+  kt_long BindPlainCall(const Kt_ExprOp& op);
   kt_long Member(const Kt_ExprOp& op);
   kt_long MemberOfValue(const Kt_ExprOp& op, const Kt_Variant& value);
   kt_long MemberOfColumn(const Kt_ExprOp& op);
   void MemberOfObject(const Kt_ExprOp& op);
-  bool BindBuiltin(const Kt_WString& name, const Kt_Variant& first_arg);
+  bool BindBuiltin(const Kt_ExprOp& op, const Kt_Variant& first_arg);
 
   kt_long Marker(const Kt_ExprOp& op);
   kt_long ReduceToOpener();
