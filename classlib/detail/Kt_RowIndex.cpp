@@ -154,7 +154,12 @@ void RowIndex::ChangeAll(std::uint8_t set, std::uint8_t clear) {
     ForEachEntry([&](Place, Slot slot) { slots = std::max<std::size_t>(slots, slot + 1); });
     flags_.resize(slots);
   }
-  for (std::uint8_t& flags : flags_) flags = static_cast<std::uint8_t>((flags & ~clear) | set);
+  std::uint8_t any = 0;
+  for (std::uint8_t& flags : flags_) {
+    flags = static_cast<std::uint8_t>((flags & ~clear) | set);
+    any |= flags;
+  }
+  if (any == 0) std::vector<std::uint8_t>().swap(flags_);
   if (((set | clear) & (kBothFilters | kRowDeleted)) != 0) RecountAll();
 }
 
