@@ -152,13 +152,6 @@ Kt_WString Kt_ExprStackObj::GetObjID() const {
   }
 }
 
-Kt_WString Kt_ExprStackObj::ElementName() const {
-  Kt_WString name = GetObjID();
-  if (!item_key_.IsEmpty()) return name + u"['" + item_key_ + u"]']";
-  if (item_index_ < 0) return name + u"['(null)']";
-  return name + u"[" + Kt_Variant(item_index_).ToString() + u"]";
-}
-
 Kt_ExprColumnSource* Kt_ExprStackObj::GetColumnSource() const {
   auto* const source = dynamic_cast<Kt_ExprColumnSource*>(GetComponent());
   return source && source->HasData() ? source : nullptr;

@@ -72,6 +72,10 @@ kt_long kt::detail::WriteElementOf(Kt_ExprObject* owner, const Kt_WString& id, K
   }
 }
 
+Kt_WString Kt_ExprStackObj::ElementName() const {
+  return ElementNameOf(GetObjID(), item_index_, item_key_);
+}
+
 kt_long Kt_ExprStackObj::SetObjValue(Kt_ExprObject* ctx, Kt_Variant& value) {
   Kt_ExprObject* owner = GetContext();
   if (owner == nullptr) owner = ctx;
