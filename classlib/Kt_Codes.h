@@ -9,10 +9,18 @@
 #define KT_RUN_TIME_CODES(X)                                                                       \
   /* element, "(Default)" */                                                                       \
   X(kErrNoDefaultProp,   0x83B01004, u"%1 has no property %2 to assign to")                        \
+  /* method */                                                                                      \
+  X(kErrBadArgument,     0x83B01008, u"no dataset, or too few arguments: %1")                      \
   /* element, "(Default)" */                                                                       \
   X(kErrNotAnObject,     0x83B01030, u"%1 is not an object, so it has no property %2")             \
+  /* dataset */                                                                                     \
+  X(kErrRowNotAdded,     0x83B01101, u"dataset %1 takes no more rows")                             \
+  /* row position */                                                                               \
+  X(kErrRowPosition,     0x83B01104, u"the row position cannot leave row %1")                      \
   /* column, row, old value, new value */                                                          \
   X(kErrColumnRejected,  0x83B01106, u"column %1 of row %2 cannot change from %3 to %4")           \
+  /* dataset, columns */                                                                            \
+  X(kErrSort,            0x83B01109, u"dataset %1 cannot be sorted by '%2'")                       \
   /* variable, key */                                                                              \
   X(kErrBadItemKey,      0x83B01525, u"%1 has no item '%2'")                                       \
   /* what failed */                                                                                \

@@ -14,6 +14,9 @@ constexpr int kMaxChain = 16;
 
 }  // namespace
 
+Kt_DatasetHandle::Kt_DatasetHandle(Kt_Dataset* dataset)
+    : life_(dataset != nullptr ? dataset->life_.Hold(dataset) : nullptr) {}
+
 const Kt_WString& Kt_Dataset::GetColID(kt_long col) const {
   return HasCol(col) ? columns_[static_cast<std::size_t>(col)].id : kNoText;
 }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "classlib/Kt_Column.h"
+#include "classlib/Kt_DatasetHandle.h"
 #include "classlib/detail/Kt_ChangeBuffer.h"
 #include "classlib/detail/Kt_CopyOnWrite.h"
 #include "classlib/detail/Kt_GroupView.h"
@@ -105,6 +106,14 @@ class KT_CLASS_API Kt_Dataset {
   // Rises whenever columns or rows come, go or change places. A loop that calls out of the store
   // compares it before it uses a row or column number again.
   std::uint64_t GetStructureVersion() const { return structure_version_; }
+
+  // ---- Kind -----------------------------------------------------------------------------------
+
+  // Physical: has cells of its own. Logical: shows those of a source, or a cross table of rows. A
+  // pivot is logical and not physical.
+  bool IsPhysical() const { return true; }
+  bool IsLogical() const { return false; }
+  bool IsPivot() const { return false; }
 
   // ---- Columns --------------------------------------------------------------------------------
 
@@ -382,6 +391,7 @@ class KT_CLASS_API Kt_Dataset {
 
  private:
   friend class Kt_Pivot;  // works on slots and columns
+  friend class Kt_DatasetHandle;
   using Slot = kt::detail::Slot;
   using View = kt::detail::View;
   using RowIndex = kt::detail::RowIndex;
@@ -554,6 +564,7 @@ class KT_CLASS_API Kt_Dataset {
   bool reverse_subtotals_ = false;
   mutable std::array<std::optional<kt::detail::GroupView>, 4> groups_;  // by view, made when asked
   std::uint64_t structure_version_ = 0;
+  kt::detail::DatasetLifeOwner life_;
   mutable Evaluator evaluator_;
   mutable Scratch scratch_;
 };

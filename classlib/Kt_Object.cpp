@@ -6,8 +6,14 @@
 
 namespace {
 
+// An owned object has no reference to its life record, so the last one is that of the last hold.
 void DropLife(Kt_ObjectLife* life) {
-  if (life != nullptr && life->Release()) delete life;
+  if (life == nullptr || !life->Release()) return;
+  if (life->owned && life->object != nullptr) {
+    Kt_Object& object = *life->object;
+    object.GetOps()->destroy(object);  // ends the life: the record's object is null after this
+  }
+  delete life;
 }
 
 // The object to ask, null when it has gone or its layer answers no questions.
@@ -37,9 +43,14 @@ Kt_ObjectLife* Kt_Object::HoldLife() const {
   return life_;
 }
 
+void Kt_Object::GiveToHolds() {
+  life_->owned = true;
+  DropLife(life_);
+}
+
 void Kt_Object::EndLife() {
   life_->object = nullptr;
-  DropLife(life_);
+  if (!life_->owned) DropLife(life_);
 }
 
 Kt_ObjectHolder::Kt_ObjectHolder(const Kt_ObjectHolder& other)

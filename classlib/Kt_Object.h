@@ -23,11 +23,13 @@ struct Kt_ObjectOps {
   kt_long (*get_item_by_name)(Kt_Object& object, const Kt_WString& name, Kt_Variant& result);
   const char16_t* (*get_default_prop)(const Kt_Object& object);         // null: none
   kt_long (*conv_to_string)(const Kt_Object& object, Kt_WString& out);  // 0: no text form
+  void (*destroy)(Kt_Object& object);  // the last hold on an owned object has gone
 };
 
 // Tells holders whether an object still lives. Made when the first hold is taken.
 struct Kt_ObjectLife : Kt_Counted {
   Kt_Object* object = nullptr;  // null once the object has gone
+  bool owned = false;           // the last hold destroys the object
 };
 
 // Base of everything that a value can refer to. Keeps a parent, which is the next context of the
@@ -51,6 +53,9 @@ class KT_CLASS_API Kt_Object {
 
   // A counted reference to the life record; the caller releases it.
   Kt_ObjectLife* HoldLife() const;
+  // From now on the object belongs to its holds: the last one to go destroys it. REQUIRES: there is
+  // a hold, and the layer's operations can destroy.
+  void GiveToHolds();
 
  protected:
   explicit Kt_Object(Kt_Object* parent, const Kt_ObjectOps* ops = nullptr)
@@ -78,8 +83,9 @@ class KT_CLASS_API Kt_Object {
   mutable Kt_ObjectLife* life_ = nullptr;
 };
 
-// A hold on an object and its container that knows when either has gone. It keeps neither alive:
-// the host owns its objects. Copies share the life records.
+// A hold on an object and its container that knows when either has gone. It keeps neither alive,
+// because the host owns its objects; except for objects that were given to their holds. Copies
+// share the life records.
 //
 // The members that ask the object answer as an object without members does (empty, 0, -1, -2) once
 // it has gone. Threads: as the object.

@@ -5,10 +5,10 @@
 #include "classlib/Kt_AString.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_CodePageArg.h"
-#include "object/detail/Kt_FuncArgs.h"
+#include "object/detail/Kt_FuncAnswers.h"
 
 using kt::detail::CodePageArg;
-using kt::detail::Kt_FuncArgs;
+using kt::Kt_FuncArgs;
 using kt::detail::TextTooLong;
 
 namespace kt::detail {

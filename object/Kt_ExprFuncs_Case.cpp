@@ -4,9 +4,9 @@
 
 #include "classlib/Kt_Unicode.h"
 #include "object/Kt_ExprObject.h"
-#include "object/detail/Kt_FuncArgs.h"
+#include "object/detail/Kt_FuncAnswers.h"
 
-using kt::detail::Kt_FuncArgs;
+using kt::Kt_FuncArgs;
 using kt::detail::Plain;
 
 namespace {

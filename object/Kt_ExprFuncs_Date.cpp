@@ -6,10 +6,10 @@
 #include "classlib/Kt_Number.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_DateArg.h"
-#include "object/detail/Kt_FuncArgs.h"
+#include "object/detail/Kt_FuncAnswers.h"
 
 using kt::detail::Kt_DateArg;
-using kt::detail::Kt_FuncArgs;
+using kt::Kt_FuncArgs;
 
 namespace {
 

@@ -10,9 +10,9 @@
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_DateArg.h"
 #include "object/detail/Kt_DecimalText.h"
-#include "object/detail/Kt_FuncArgs.h"
+#include "object/detail/Kt_FuncAnswers.h"
 
-using kt::detail::Kt_FuncArgs;
+using kt::Kt_FuncArgs;
 using kt::detail::TextTooLong;
 
 namespace {

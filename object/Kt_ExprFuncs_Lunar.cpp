@@ -7,10 +7,10 @@
 #include "classlib/Kt_LunarCalendar.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_DateArg.h"
-#include "object/detail/Kt_FuncArgs.h"
+#include "object/detail/Kt_FuncAnswers.h"
 
 using kt::detail::Kt_DateArg;
-using kt::detail::Kt_FuncArgs;
+using kt::Kt_FuncArgs;
 using kt::detail::Plain;
 
 namespace {

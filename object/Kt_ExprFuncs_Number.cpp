@@ -6,9 +6,9 @@
 
 #include "classlib/Kt_Random.h"
 #include "object/Kt_ExprObject.h"
-#include "object/detail/Kt_FuncArgs.h"
+#include "object/detail/Kt_FuncAnswers.h"
 
-using kt::detail::Kt_FuncArgs;
+using kt::Kt_FuncArgs;
 using kt::detail::Plain;
 
 namespace {

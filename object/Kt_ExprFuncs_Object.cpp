@@ -9,9 +9,9 @@
 #include "expr/Kt_ExprUtil.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "object/Kt_ExprObject.h"
-#include "object/detail/Kt_FuncArgs.h"
+#include "object/detail/Kt_FuncAnswers.h"
 
-using kt::detail::Kt_FuncArgs;
+using kt::Kt_FuncArgs;
 using kt::detail::Plain;
 
 namespace {

@@ -5,9 +5,9 @@
 #include <cmath>
 
 #include "object/Kt_ExprObject.h"
-#include "object/detail/Kt_FuncArgs.h"
+#include "object/detail/Kt_FuncAnswers.h"
 
-using kt::detail::Kt_FuncArgs;
+using kt::Kt_FuncArgs;
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include "classlib/Kt_AString.h"
 #include "classlib/Kt_WStrList.h"
 #include "object/Kt_ExprObject.h"
-#include "object/detail/Kt_FuncArgs.h"
+#include "object/detail/Kt_FuncAnswers.h"
 
-using kt::detail::Kt_FuncArgs;
+using kt::Kt_FuncArgs;
 using kt::detail::ListTooLong;
 
 namespace {

@@ -29,6 +29,7 @@ constexpr Kt_ObjectOps kOps = {
     .conv_to_string = [](const Kt_Object& object, Kt_WString& out) -> kt_long {
       return Expr(object).ConvToString(out);
     },
+    .destroy = [](Kt_Object& object) { Expr(object).DestroyObject(); },
 };
 
 }  // namespace
@@ -36,6 +37,11 @@ constexpr Kt_ObjectOps kOps = {
 Kt_ExprObject::Kt_ExprObject(Kt_ExprObject* parent) : Kt_Object(parent, &kOps) {}
 
 Kt_ExprObject::~Kt_ExprObject() = default;
+
+void kt::StoreObject(const Kt_Object* container, Kt_ExprObject* object, Kt_Variant& result) {
+  result = Kt_Variant(Kt_ObjectHolder(container, object));
+  object->GiveToHolds();
+}
 
 // Only this class gives its objects these operations.
 Kt_ExprObject* Kt_ExprObject::From(Kt_Object* object) {

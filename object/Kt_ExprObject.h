@@ -116,6 +116,11 @@ class KT_SCRIPT_API Kt_ExprObject : public Kt_Object {
 
 namespace kt {
 
+// Makes `result` an object value that owns `object`, made with new, whose DestroyObject deletes it.
+// The value is valid while `container` (may be null) lives.
+KT_SCRIPT_API void StoreObject(const Kt_Object* container, Kt_ExprObject* object,
+                               Kt_Variant& result);
+
 // The one way to report a run-time error: builds the record and passes it to OnRunTimeError of
 // `context` when it listens (not null, IsSystemLogMode), and returns `code` in every case.
 // `source` names the reporting part.

@@ -1,0 +1,257 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "classlib/Kt_DatasetHandle.h"
+#include "classlib/Kt_ObjList.h"
+#include "dataset/Kt_ExprDatasetMethods.h"
+#include "object/Kt_ExprColumnSource.h"
+#include "object/Kt_ExprObject.h"
+
+class Kt_Component;  // the host's; only passed through
+class Kt_Dataset;
+
+// The code that wrappers give IsExistsEvent to learn whether anybody wants to hear of refusals.
+inline constexpr int kEventFail = 99909;
+
+// Why OnLoadCompleted is called.
+enum class Kt_LoadReason : int {
+  kLoaded = 0,
+  kAppended = 4,
+  kSorted = 5,
+  kFiltered = 6,
+  kEmptied = 8,
+};
+
+// One dataset as expressions and scripts see it: properties, methods, columns, items, and the
+// cursor: the row position, and the row that row expressions read.
+//
+//   Kt_Dataset orders(u"orders");
+//   Kt_ExprDataset wrapper(&orders, &form);
+//   wrapper.SetEvents(1);
+//   wrapper.AppendRow();                      // asks CanRowPosChange, tells OnRowInserted, ...
+//
+// Every edit made through the wrapper asks and tells the event operations, which a host overrides.
+// An event is not called again from inside itself.
+//
+// Ownership: borrows the dataset and notices when it has gone; everything then yields its empty
+// value. Handlers and row expressions may edit, reload or destroy the dataset and the wrapper.
+// Threads: those of the dataset.
+//
+// The order of the virtual operations is part of the interface.
+class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnSource {
+ public:
+  Kt_ExprDataset();
+  Kt_ExprDataset(Kt_Dataset* dataset, Kt_ExprObject* parent);
+  // Construct and destroy in memory that the caller owns.
+  static void InitWithMemory(Kt_ExprDataset* memory);
+  static void FreeWithMemory(Kt_ExprDataset* memory);
+
+  // Rebinds; null unbinds. The cursor starts anew.
+  void SetDataset(Kt_Dataset* dataset);
+  // Null when there is none or it has gone.
+  Kt_Dataset* GetDataset() const { return dataset_.Get(); }
+  void SetEvents(int on) { events_on_ = on; }
+  int GetEvents() const { return events_on_; }
+  // The wrapper of the dataset that this one's logical dataset shows; null for none. Borrowed.
+  void SetLogicalSource(Kt_ExprDataset* source);
+  Kt_ExprDataset* GetLogicalSource() const;
+
+  // ---- Kt_ExprObject --------------------------------------------------------------------------
+  void* GetInnerObject() const override;  // the Kt_Dataset
+  void DestroyObject() override {}
+  Kt_WString GetID() const override;
+  kt_long GetProperty(const Kt_WString& name, const Kt_VariantList* args,
+                      Kt_Variant& result) override;
+  kt_long SetProperty(const Kt_WString& name, const Kt_VariantList* args,
+                      const Kt_Variant& value) override;
+  kt_long CallMethod(const Kt_WString& name, const Kt_VariantList* args,
+                     Kt_Variant& result) override;
+  int GetPropertyInfo(const Kt_WString& name, int& flags, Kt_Getter& get, Kt_Setter& set) override;
+  int GetMethodInfo(const Kt_WString& name, Kt_Getter& call) override;
+  int GetItemCount() const override;
+  kt_long GetItem(int index, Kt_Variant& result) override;
+  kt_long GetItem(const Kt_WString& name, Kt_Variant& result) override;
+  int ConvToString(Kt_WString& out) const override;
+  int ConvToStream(Kt_Buffer& out) const override;
+  const char16_t* GetDefaultProp() const override { return nullptr; }
+
+  // ---- Events, for hosts to override ----------------------------------------------------------
+  // Rows are visible rows. The Can... operations refuse with 0.
+  virtual int IsExistsEvent(int event);
+  virtual void OnLoadCompleted(int result, const Kt_WString& text, int reason);
+  virtual void OnFail(const Kt_Result& result);
+  virtual int CanColumnChange(const Kt_WString& column, const Kt_Variant& old_value,
+                              const Kt_Variant& new_value, int row, const Kt_Component* component,
+                              int pivot_index);
+  virtual void OnColumnChanged(const Kt_WString& column, const Kt_Variant& old_value,
+                               const Kt_Variant& new_value, int row, const Kt_Component* component,
+                               int pivot_index);
+  virtual int CanRowPosChange(int old_row, int new_row);
+  virtual void OnRowPosChanged(int old_row, int new_row);
+  virtual void OnRowInserted(int row, int count);
+  virtual void OnRowDeleting(int row, int count);
+  virtual void OnRowDeleted(int row, int count);
+  virtual void* vfnReserved0(void* argument);
+  virtual void* vfnReserved1(void* argument);
+  virtual void* vfnReserved2(void* argument);
+  void* fnReserved0(void* argument);
+  void* fnReserved1(void* argument);
+  void* fnReserved2(void* argument);
+
+  ~Kt_ExprDataset() override;
+
+  // ---- Cursor ---------------------------------------------------------------------------------
+  int GetRowCount() const;
+  int GetRowPosition() const { return row_position_; }
+  int GetCurRow() const { return current_row_; }
+  int GetRowIdx() const { return row_index_; }
+  int IsOriginalRow() const { return original_row_; }
+  int GetPivotRowCount() const;
+  int GetPivotRowPosition() const { return pivot_row_position_; }
+  int GetCurPivotRow() const { return pivot_current_row_; }
+  int GetPivotRowIdx() const { return pivot_row_index_; }
+  int GetPivotColCount() const;
+  int GetPivotColPosition() const { return pivot_col_position_; }
+  int GetCurPivotCol() const { return pivot_current_col_; }
+  int GetPivotColIdx() const { return pivot_col_index_; }
+
+  // Moves the position: 1, or 0 when it is outside or refused. -1 for an empty dataset.
+  int SetRowPosition(int position);
+  // The row that row expressions read; `original` counts rows of the original-value buffer. A row
+  // past the end is replaced by the position; a negative row index follows the row.
+  void SetCurRow(int row, int original, int row_index);
+  void SetRowIdx(int row_index);
+  void SetPivotRowPosition(int position);
+  void SetCurPivotRow(int row, int original, int row_index);
+  void SetPivotRowIdx(int row_index);
+  void SetPivotColPosition(int position);
+  void SetCurPivotCol(int col, int original, int col_index);
+  void SetPivotColIdx(int col_index);
+  // Puts the position to the first row after rows came, went or changed places, and tells
+  // OnLoadCompleted. False when the wrapper itself has gone meanwhile.
+  bool AnnounceRows(Kt_LoadReason reason);
+
+  // ---- Columns --------------------------------------------------------------------------------
+  // Rows, columns and pivot positions outside read empty.
+  int IsColumn(const char16_t* id) const;
+  int GetColumn(int row, int col, Kt_Variant& result, int pivot_index = -1) const;
+  int GetColumn(int row, const Kt_WString& id, Kt_Variant& result, int pivot_index = -1) const;
+  const Kt_Variant* GetColumn(int row, int col, int pivot_index = -1) const;
+  // The values in every pivot position, as a list.
+  int GetColumnSet(int row, int col, Kt_Variant& result) const;
+  int GetColumnSet(int row, const Kt_WString& id, Kt_Variant& result) const;
+  const Kt_Variant& GetConstColumn(int constant) const;
+  const Kt_Variant& GetConstColumn(const Kt_WString& id) const;
+  // 1, also for an equal value; 0 when refused; -1 without such a cell. `component` goes to the
+  // events.
+  int SetColumn(int row, int col, const Kt_Variant& value, const Kt_Component* component = nullptr,
+                int pivot_index = -1);
+  int SetColumn(int row, const Kt_WString& id, const Kt_Variant& value,
+                const Kt_Component* component = nullptr, int pivot_index = -1);
+  int SetColumnNF(int row, int col, const Kt_Variant& value);
+  int SetColumnNF(int row, const Kt_WString& id, const Kt_Variant& value);
+  int SetConstColumn(int constant, const Kt_Variant& value);
+  int SetConstColumn(const Kt_WString& id, const Kt_Variant& value);
+
+  // ---- Rows -----------------------------------------------------------------------------------
+  // The new row, how many, or 1/0; -1 on failure.
+  int AppendRow();
+  int InsertRow(int row);
+  int DeleteRow(int row);
+  int DeleteAll();
+  int DeleteSelected();
+  int ClearSelect();
+  int SelectRow(int row, int check);
+  int ClearAll();
+
+  // Hides the rows whose expression is false and shows all for the empty text; 1 when it acted.
+  // `recalc` re-applies the filter that belongs to the dataset's definition.
+  int ExprFilter(const Kt_WString& text, bool recalc);
+
+  // ---- Kt_ExprColumnSource --------------------------------------------------------------------
+  bool HasData() const override { return GetDataset() != nullptr; }
+  kt_long GetCurrentRow() const override;
+  kt_long GetWriteRow() const override;
+  kt_long FindColumn(const Kt_WString& name) const override;
+  bool IsOriginalRowMode() const override { return original_row_ != 0; }
+  void ReadColumn(kt_long row, kt_long col, Kt_Variant& result) const override;
+  void ReadOriginal(kt_long row, kt_long col, Kt_Variant& result) const override;
+  kt_long WriteColumn(kt_long row, kt_long col, const Kt_Variant& value) override;
+  kt_long GetRowLevel(kt_long row) const override;
+  kt_long GetRowIndex(kt_long row) const override;
+  kt_long GetReverseSubSumStat() const override;
+  void ReadAggregate(Aggregate what, kt_long col, kt_long start, kt_long end,
+                     Kt_Variant& result) const override;
+
+  // ---- Tables ---------------------------------------------------------------------------------
+  // Methods and properties, sorted by name; a handler by name in any case, or null.
+  static int GetDSetMethodCount();
+  static const _EXPR_OBJMETHOD_INFO* GetDSetMethodMap();
+  static Kt_Getter GetDSetMethodFunc(const char16_t* name);
+  static int GetDSetPropCount();
+  static const _EXPR_SIMPLEPROP_INFO* GetDSetPropMap();
+  static Kt_Getter GetDSetGetPropFunc(const char16_t* name);
+  static Kt_Setter GetDSetSetPropFunc(const char16_t* name);
+  static const _EXPR_SIMPLEPROP_INFO* GetDSetPropFuncInfo(const char16_t* name);
+
+  // The handlers that the method table names. Too few arguments and no dataset: kErrBadArgument,
+  // the result untouched, unless the family says otherwise.
+#define KT_DECLARE_METHOD(handler) kt_long handler(const Kt_VariantList* args, Kt_Variant& result);
+  KT_DATASET_METHOD_HANDLERS(KT_DECLARE_METHOD)
+#undef KT_DECLARE_METHOD
+
+ private:
+  // One flag for each event that must not be called from inside itself.
+  enum Guard : std::size_t {
+    kCanRowPosChange,
+    kCanColumnChange,
+    kOnRowDeleting,
+    kOnColumnChanged,
+    kOnRowPosChanged,
+    kOnRowInserted,
+    kOnRowDeleted,
+    kGuardCount
+  };
+
+  Kt_DatasetHandle dataset_;
+  int events_on_ = 0;
+  int row_position_ = -1;
+  int original_row_ = 0;  // the current row counts rows of the original-value buffer
+  int current_row_ = -1;
+  int row_index_ = -1;
+  Kt_ObjectHolder logical_source_;
+  int pivot_row_position_ = -1;
+  int pivot_current_row_ = -1;
+  int pivot_row_index_ = -1;
+  int pivot_col_position_ = -1;
+  int pivot_current_col_ = -1;
+  int pivot_col_index_ = -1;
+  std::array<bool, kGuardCount> guards_;  // true: the event may be called
+};
+
+// Wrappers by dataset; borrows them.
+class KT_SCRIPT_API Kt_ExprDatasetList {
+ public:
+  void Add(Kt_ExprDataset& wrapper);
+  // The index of the wrapper over that dataset, -1 for none.
+  int FindComp(const Kt_Dataset* dataset) const;
+  int GetCount() const;
+  Kt_ExprDataset* GetItem(int index) const;  // null outside
+
+ private:
+  std::vector<Kt_ExprDataset*> wrappers_;
+};
+
+// For lists that hold wrappers by value. Assigning copies dataset and parent only.
+class KT_SCRIPT_API Kt_ExprDatasetHandler : public Kt_ObjListHandler {
+ public:
+  void* _InitItem(void* memory) const override;
+  void _FreeItem(void* item) const override;
+  void _AssignItem(void* target, const void* source) const override;
+  // 0 for the same item and for wrappers over one dataset, -1 when only `a` is null, else 1.
+  int _CompareItem(const void* a, const void* b) const override;
+  std::size_t ItemSize() const override;
+};
