@@ -419,6 +419,9 @@ kt_long Kt_Dataset::LoadCSV(std::u16string_view text, const Kt_CsvOptions& optio
 kt_long Kt_Dataset::LoadCSVBytes(std::string_view text, const Kt_CsvOptions& options,
                                  Kt_LoadReport& report) {
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
+  if (options.separator > 127) {  // which is more than one byte
+    return LoadCsvText(Kt_WString::FromUtf8(text).View(), options, report);
+  }
   return LoadCsvText(text, options, report);
 }
 
@@ -443,7 +446,8 @@ kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type, char16_t 
       head += kt_columntypenameW(column.type);
       if (column.size != 0) head += Kt_WString(u"(") + kt_longtextW(column.size).View() + u")";
       if (!cells.empty()) text += separator;
-      AppendCell(text, head, false, separator);
+      // In quotes a mark of byte order is the first unit of an id, and stays.
+      AppendCell(text, head, head.GetAt(0) == u'\xFEFF', separator);
       cells.push_back(column.cells.get());
     }
     if (cells.empty()) return 0;
