@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -44,36 +45,14 @@ bool IsUsable(const std::string& path) { return path.find('\0') == std::string::
 
 std::string ErrnoText() { return std::generic_category().message(errno); }
 
-// Reads to the end; a file that grows for ever (a device) ends at the limit.
-FileResult ReadBytes(const std::string& path, std::string& bytes, std::string& error) {
-  if (!IsUsable(path)) {
-    errno = ENOENT;
-    error = ErrnoText();
-    return FileResult::kNoAccess;
-  }
-  const FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!file.IsOpen()) {
-    error = ErrnoText();
-    return FileResult::kNoAccess;
-  }
-  const auto buffer = std::make_unique<char[]>(kReadBytes);
-  for (;;) {
-    const ssize_t count = ::read(file.Get(), buffer.get(), kReadBytes);
-    if (count == 0) return FileResult::kOk;
-    if (count < 0) {
-      if (errno == EINTR) continue;
-      error = ErrnoText();
-      return FileResult::kNoAccess;
-    }
-    bytes.append(buffer.get(), static_cast<std::size_t>(count));
-    if (bytes.size() > kMaxFileBytes) {
-      error = fmt::format("longer than {} bytes", kMaxFileBytes);
-      return FileResult::kBadContent;
-    }
-  }
+// Makes room for a plain file at once, so that a large one is not copied while it is read.
+void ReserveFor(int fd, std::size_t limit_bytes, std::string& bytes) {
+  struct stat info;
+  if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size <= 0) return;
+  bytes.reserve(std::min(static_cast<std::size_t>(info.st_size), limit_bytes) + 1);
 }
 
-bool WriteBytes(int fd, std::string_view bytes) {
+bool WriteAll(int fd, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t count = ::write(fd, bytes.data(), bytes.size());
     if (count < 0) {
@@ -105,7 +84,7 @@ bool WriteAndRename(const std::string& target, std::string_view bytes) {
   std::string beside = target + ".XXXXXX";
   FileHandle file(::mkstemp(beside.data()));
   if (!file.IsOpen()) return false;
-  const bool written = WriteBytes(file.Get(), bytes) &&
+  const bool written = WriteAll(file.Get(), bytes) &&
                        ::fchmod(file.Get(), RightsFor(target)) == 0 && ::fsync(file.Get()) == 0 &&
                        file.Close() && ::rename(beside.c_str(), target.c_str()) == 0;
   if (!written) {
@@ -118,9 +97,40 @@ bool WriteAndRename(const std::string& target, std::string_view bytes) {
 
 }  // namespace
 
+// Reads to the end; a file that grows for ever (a device) ends at the limit.
+FileResult ReadFileBytes(const std::string& path, std::size_t limit_bytes, std::string& bytes,
+                         std::string& error) {
+  if (!IsUsable(path)) {
+    errno = ENOENT;
+    error = ErrnoText();
+    return FileResult::kNoAccess;
+  }
+  const FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.IsOpen()) {
+    error = ErrnoText();
+    return FileResult::kNoAccess;
+  }
+  ReserveFor(file.Get(), limit_bytes, bytes);
+  const auto buffer = std::make_unique<char[]>(kReadBytes);
+  for (;;) {
+    const ssize_t count = ::read(file.Get(), buffer.get(), kReadBytes);
+    if (count == 0) return FileResult::kOk;
+    if (count < 0) {
+      if (errno == EINTR) continue;
+      error = ErrnoText();
+      return FileResult::kNoAccess;
+    }
+    bytes.append(buffer.get(), static_cast<std::size_t>(count));
+    if (bytes.size() > limit_bytes) {
+      error = fmt::format("longer than {} bytes", limit_bytes);
+      return FileResult::kBadContent;
+    }
+  }
+}
+
 FileResult ReadTextFile(const std::string& path, Kt_WString& text, std::string& error) {
   std::string bytes;
-  const FileResult result = ReadBytes(path, bytes, error);
+  const FileResult result = ReadFileBytes(path, kMaxFileBytes, bytes, error);
   if (result != FileResult::kOk) return result;
   std::string_view rest = bytes;
   std::size_t mark = 0;
@@ -136,15 +146,18 @@ FileResult ReadTextFile(const std::string& path, Kt_WString& text, std::string& 
 }
 
 bool WriteTextFile(const std::string& path, const Kt_WString& text, std::string& error) {
+  return WriteFileBytes(path, text.ToUtf8(), error);
+}
+
+bool WriteFileBytes(const std::string& path, std::string_view bytes, std::string& error) {
   struct stat info;
-  const std::string bytes = text.ToUtf8();
   bool written = false;
   if (!IsUsable(path)) {
     errno = ENOENT;
     // A device or a pipe cannot be replaced by a rename; it takes the bytes as they come.
   } else if (::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
     FileHandle file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
-    written = file.IsOpen() && WriteBytes(file.Get(), bytes) && file.Close();
+    written = file.IsOpen() && WriteAll(file.Get(), bytes) && file.Close();
   } else {
     written = WriteAndRename(BehindLinks(path), bytes);
   }

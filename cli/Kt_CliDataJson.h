@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "cli/Kt_CliData.h"
+
+namespace kt::cli {
+
+// The rows of a JSON text in UTF-8:
+//
+//   [{"id": 1, "name": "a"}, {"id": 2}]       objects: a column per member, in order of appearance
+//   [["id", "name"], [1, "a"], [2]]           lists: the first one holds the column ids
+//   {"rows": [...], ...}                      either, beside members that are skipped
+//   {"id": 1, "name": "a"}\n{"id": 2}\n       one object or list after the other
+//
+// Replaces rows and columns as LoadDataFile says. False with the reason and the place in the
+// report.
+bool LoadJson(std::string_view text, Kt_Dataset& dataset, DataReport& report);
+
+// The shown rows as objects with every column: a list with a row per line, or, for `lines`, rows
+// alone. Null cells are null; numbers are the shortest that read back equal (no number: null);
+// dates are texts in ISO 8601, binaries texts in base 64.
+bool SaveJson(const Kt_Dataset& dataset, bool lines, std::string& text, std::string& reason);
+
+}  // namespace kt::cli
