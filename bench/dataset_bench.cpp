@@ -45,13 +45,13 @@ void Finish(benchmark::State& state) { state.SetItemsProcessed(state.iterations(
 
 // ---- Aggregates -------------------------------------------------------------------------------
 
-using Aggregate = kt_long (Kt_Dataset::*)(kt_long, kt_long, kt_long, Kt_Variant&) const;
+using Aggregate = kt_long (Kt_Dataset::*)(kt_long, kt_long, kt_long, Kt_Variant&, kt_long) const;
 
 void Run(benchmark::State& state, const Kt_Dataset& data, Aggregate aggregate, kt_long col,
          double wanted) {
   Kt_Variant result;
   for ([[maybe_unused]] auto round : state) {
-    (data.*aggregate)(col, 0, Rows(state), result);
+    (data.*aggregate)(col, 0, Rows(state), result, -1);
     benchmark::DoNotOptimize(result);
   }
   if (std::fabs(result.ToDouble() - wanted) > 1e-6) state.SkipWithError("wrong result");

@@ -18,6 +18,7 @@
 
 class Kt_Buffer;
 class Kt_Dataset;
+class Kt_Pivot;
 namespace kt::detail {
 struct LoadedNote;
 struct LoadedTable;
@@ -111,9 +112,23 @@ class KT_CLASS_API Kt_Dataset {
 
   // Physical: has cells of its own. Logical: shows those of a source, or a cross table of rows. A
   // pivot is logical and not physical.
-  bool IsPhysical() const { return true; }
-  bool IsLogical() const { return false; }
-  bool IsPivot() const { return false; }
+  bool IsPhysical() const { return !IsPivot(); }
+  bool IsLogical() const { return IsPivot(); }
+  bool IsPivot() const { return pivot_ != nullptr; }
+
+  // Makes this dataset show the records of `source`: one column of its own for each of the
+  // source's, under the same id; rows, columns and keys that it had go. Cells are read where they
+  // are, and written through; filters, order, groups and selection are its own. Changed cells show
+  // at once. Records that came or went do at ResetRecIndex, RecalcGroup and RecalcPivot; until then
+  // those that went read empty and cannot be written. When the source has gone there are no rows.
+  // Null: plain and empty again. 1, or -1 when the source shows this dataset, and nothing changed.
+  // More than 16 sources behind one another read null.
+  kt_long SetSource(Kt_Dataset* source);
+  Kt_Dataset* GetSource() const;  // borrowed; null: none, or it has gone
+  // The number without filters that the record behind a shown row has in the source / the column of
+  // the source behind a column. -1 outside, for subtotals, and for what is not the source's.
+  kt_long GetSourceRowNF(kt_long row) const;
+  kt_long GetSourceCol(kt_long col) const;
 
   // ---- Columns --------------------------------------------------------------------------------
 
@@ -189,11 +204,14 @@ class KT_CLASS_API Kt_Dataset {
   // ---- Cells ----------------------------------------------------------------------------------
 
   // The value of a cell; empty outside. Null cells are empty too. The pointer is never null, and
-  // good for 31 further calls.
-  Kt_Variant ReadColumn(kt_long row, kt_long col) const;
-  Kt_Variant ReadColumnNF(kt_long row, kt_long col) const;
-  const Kt_Variant* GetColumn(kt_long row, kt_long col) const;
-  const Kt_Variant* GetColumnNF(kt_long row, kt_long col) const;
+  // good for 31 further calls. A pivot has a value per position in its value columns; nothing else
+  // looks at the position.
+  Kt_Variant ReadColumn(kt_long row, kt_long col, kt_long position = -1) const;
+  Kt_Variant ReadColumnNF(kt_long row, kt_long col, kt_long position = -1) const;
+  const Kt_Variant* GetColumn(kt_long row, kt_long col, kt_long position = -1) const;
+  const Kt_Variant* GetColumnNF(kt_long row, kt_long col, kt_long position = -1) const;
+  // The values in all positions; the one value when this is no pivot.
+  Kt_VariantList GetColumnSet(kt_long row, kt_long col) const;
   // Stores a value, converted as Kt_Column::Write says, and moves the row state; an equal value
   // changes nothing. 1, or -1 outside and for cells that cannot be written.
   kt_long SetColumn(kt_long row, kt_long col, const Kt_Variant& value);
@@ -262,36 +280,105 @@ class KT_CLASS_API Kt_Dataset {
   kt_long GetRangeStart(kt_long row) const;
   kt_long GetRangeCount(kt_long row) const;
 
+  // ---- Pivot ----------------------------------------------------------------------------------
+
+  // With pivot row or column keys, the rows of this dataset are those of the cross table that
+  // Kt_Pivot describes, over the rows that are shown, and subtotals of them by those group keys
+  // that are row keys too. Columns stay as they are; filters, groups and selection are those of the
+  // pivot rows, which have no state and cannot be edited. Without such keys, the plain rows are
+  // back as they were. A snapshot: cells that change show at the next call. 1, or -1 without
+  // memory.
+  //
+  // Files and copies of a pivot hold a plain table: the row keys, and one column for every position
+  // and value key.
+  kt_long RecalcPivot();
+  // Rows as shown, subtotals included / positions, subtotal positions included / plain positions.
+  // 0 when this is no pivot.
+  kt_long GetPivotRowCount() const;
+  kt_long GetPivotColCount() const;
+  kt_long GetPivotTableColCount() const;
+  kt_long GetPivotColType(kt_long col) const;  // 0 value, 1 row key, 2 column key, 3 other
+  // 0 for a plain position, a record, and outside.
+  kt_long GetPivotColLevel(kt_long position) const;
+  kt_long GetPivotRowLevel(kt_long row) const;
+  // The number of the cell of a shown row in a position; -1 when no record falls into it, for
+  // subtotals and outside. The flag is not used.
+  kt_long GetPivotRowPos(kt_long row, kt_long position, kt_long flag = 0) const;
+  // The column keys of a position with "/" between them.
+  Kt_WString GetPivotColText(kt_long position) const;
+  // Makes the subtotals of the pivot rows anew, from those that are shown.
+  void PivotLocSubSum_Reset();
+
+  // A value column down one position, over the pivot rows [start, end); `filtered` 0: of all pivot
+  // rows. Cells without a value add nothing, but their rows count: for the number, and for what an
+  // average divides by. Subtotals are left out. The flag is not used. 1, or 0 when there is no
+  // value (sum 0, otherwise empty), or -1 when this is no pivot or the column holds no values.
+  kt_long GetPivotRowSum(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotRowAvg(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotRowMax(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotRowMin(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotRowCount(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
+                           kt_long filtered) const;
+  // The same across one pivot row, over the plain positions [start, end); -1 and -1: all. The NN
+  // forms leave cells without a value out of the number.
+  kt_long GetPivotColSum(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotColAvg(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotColAvgNN(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
+                           kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotColMax(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotColMin(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotColCount(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
+                           kt_long filtered) const;
+  kt_long GetPivotColCountNN(kt_long col, kt_long pivot_row, kt_long flag, kt_long start,
+                             kt_long end, kt_long filtered) const;
+
   // ---- Aggregates and searches ----------------------------------------------------------------
 
   // Over the rows [start, end), cut to those there are. Nulls are left out. Sums of longs and
   // currencies are exact and keep their kind while they fit, then doubles; sums of doubles depend
   // on the sequence of the values alone. An average is a double. A text counts as the number that
   // it starts with, except for the greatest and least, which are texts.
-  // 1, or 0 when no value was there (sum 0, otherwise empty), or -1 for an unknown column.
-  kt_long GetSum(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
-    return Aggregate(ActiveView(), Kt_Aggregate::kSum, col, start, end, result);
+  // 1, or 0 when no value was there (sum 0, otherwise empty), or -1 for an unknown column. In a
+  // pivot the position chooses the cells of a value column.
+  kt_long GetSum(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                 kt_long position = -1) const {
+    return Aggregate(ActiveView(), Kt_Aggregate::kSum, col, start, end, position, result);
   }
-  kt_long GetAvg(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
-    return Aggregate(ActiveView(), Kt_Aggregate::kAvg, col, start, end, result);
+  kt_long GetAvg(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                 kt_long position = -1) const {
+    return Aggregate(ActiveView(), Kt_Aggregate::kAvg, col, start, end, position, result);
   }
-  kt_long GetMax(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
-    return Aggregate(ActiveView(), Kt_Aggregate::kMax, col, start, end, result);
+  kt_long GetMax(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                 kt_long position = -1) const {
+    return Aggregate(ActiveView(), Kt_Aggregate::kMax, col, start, end, position, result);
   }
-  kt_long GetMin(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
-    return Aggregate(ActiveView(), Kt_Aggregate::kMin, col, start, end, result);
+  kt_long GetMin(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                 kt_long position = -1) const {
+    return Aggregate(ActiveView(), Kt_Aggregate::kMin, col, start, end, position, result);
   }
-  kt_long GetSumNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
-    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kSum, col, start, end, result);
+  kt_long GetSumNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                   kt_long position = -1) const {
+    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kSum, col, start, end, position, result);
   }
-  kt_long GetAvgNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
-    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kAvg, col, start, end, result);
+  kt_long GetAvgNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                   kt_long position = -1) const {
+    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kAvg, col, start, end, position, result);
   }
-  kt_long GetMaxNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
-    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kMax, col, start, end, result);
+  kt_long GetMaxNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                   kt_long position = -1) const {
+    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kMax, col, start, end, position, result);
   }
-  kt_long GetMinNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result) const {
-    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kMin, col, start, end, result);
+  kt_long GetMinNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                   kt_long position = -1) const {
+    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kMin, col, start, end, position, result);
   }
   // Records in the range.
   kt_long GetCount(kt_long start, kt_long end) const;
@@ -332,6 +419,11 @@ class KT_CLASS_API Kt_Dataset {
   // Copies one cell. 1, or -1 when either cell is not there or this one cannot be written.
   kt_long CopyColumn(kt_long row, kt_long col, const Kt_Dataset& source, kt_long source_row,
                      kt_long source_col);
+  // The same the other way round: writes the target's cell.
+  kt_long CopytoColumn(kt_long row, kt_long col, Kt_Dataset& target, kt_long target_row,
+                       kt_long target_col) const {
+    return target.CopyColumn(target_row, target_col, *this, row, col);
+  }
 
   // ---- Files ----------------------------------------------------------------------------------
 
@@ -511,7 +603,11 @@ class KT_CLASS_API Kt_Dataset {
 
   Kt_Column Evaluated(View view, kt_long start, kt_long end, kt_long col) const;
   kt_long Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
-                    Kt_Variant& result) const;
+                    kt_long position, Kt_Variant& result) const;
+  kt_long PivotDown(Kt_Aggregate what, kt_long col, kt_long position, kt_long start, kt_long end,
+                    View view, Kt_Variant& result) const;
+  kt_long PivotAcross(Kt_Aggregate what, kt_long col, kt_long row, kt_long start, kt_long end,
+                      View view, bool present_only, Kt_Variant& result) const;
   template <class Matches>
   kt_long FindFirst(View view, kt_long start, kt_long end, Matches matches) const;
   kt_long LookupExact(View view, std::u16string_view id, std::u16string_view text, kt_long start,
@@ -563,6 +659,7 @@ class KT_CLASS_API Kt_Dataset {
   bool grouped_ = false;         // there are subtotal rows
   bool reverse_subtotals_ = false;
   mutable std::array<std::optional<kt::detail::GroupView>, 4> groups_;  // by view, made when asked
+  std::shared_ptr<const Kt_Pivot> pivot_;  // what the rows are made of; null: records
   std::uint64_t structure_version_ = 0;
   kt::detail::DatasetLifeOwner life_;
   mutable Evaluator evaluator_;

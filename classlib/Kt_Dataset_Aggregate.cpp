@@ -224,7 +224,8 @@ void Kt_Dataset::AggregateListed(Kt_Aggregate what, const Kt_Column& cells,
 }
 
 kt_long Kt_Dataset::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
-                              Kt_Variant& result) const {
+                              kt_long position, Kt_Variant& result) const {
+  if (IsPivot()) return PivotDown(what, col, position, start, end, view, result);
   if (!HasCol(col)) {
     result.Clear();
     return -1;

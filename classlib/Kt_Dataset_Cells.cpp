@@ -2,6 +2,7 @@
 //
 // Reading and writing cells.
 #include "classlib/Kt_Dataset.h"
+#include "classlib/Kt_Pivot.h"
 #include "classlib/detail/Kt_Refuse.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
@@ -59,20 +60,30 @@ const Kt_Variant* Kt_Dataset::Remember(Kt_Variant value) const {
   return &place;
 }
 
-Kt_Variant Kt_Dataset::ReadColumn(kt_long row, kt_long col) const {
+Kt_Variant Kt_Dataset::ReadColumn(kt_long row, kt_long col, kt_long position) const {
+  if (pivot_ != nullptr) return pivot_->GetColumn(row, col, position);
   return ReadCell(ActiveView(), row, col);
 }
 
-Kt_Variant Kt_Dataset::ReadColumnNF(kt_long row, kt_long col) const {
+Kt_Variant Kt_Dataset::ReadColumnNF(kt_long row, kt_long col, kt_long position) const {
+  if (pivot_ != nullptr) return pivot_->GetColumn(row, col, position);
   return ReadCell(kAllRows, row, col);
 }
 
-const Kt_Variant* Kt_Dataset::GetColumn(kt_long row, kt_long col) const {
-  return Remember(ReadColumn(row, col));
+const Kt_Variant* Kt_Dataset::GetColumn(kt_long row, kt_long col, kt_long position) const {
+  return Remember(ReadColumn(row, col, position));
 }
 
-const Kt_Variant* Kt_Dataset::GetColumnNF(kt_long row, kt_long col) const {
-  return Remember(ReadColumnNF(row, col));
+const Kt_Variant* Kt_Dataset::GetColumnNF(kt_long row, kt_long col, kt_long position) const {
+  return Remember(ReadColumnNF(row, col, position));
+}
+
+Kt_VariantList Kt_Dataset::GetColumnSet(kt_long row, kt_long col) const {
+  Kt_VariantList values;
+  for (kt_long position = 0; position < (IsPivot() ? GetPivotColCount() : 1); ++position) {
+    values.Add(ReadColumn(row, col, position));
+  }
+  return values;
 }
 
 bool Kt_Dataset::WouldChange(kt_long row, kt_long col, const Kt_Variant& value) const {
