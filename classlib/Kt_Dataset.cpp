@@ -44,7 +44,13 @@ kt_long Kt_Dataset::AddColumnRow(Column column) {
     const kt_long col = GetColCount();
     columns_.push_back(std::move(column));
     names_.Write().Add(columns_.back().id, col);
-    ResolveLogicalColumns();
+    if (columns_.back().cells == nullptr) columns_.back().target = GetColIndex(columns_.back().map);
+    // Of the others only those can change that have waited for this id. Looking all of them up
+    // again would make adding many columns a matter of seconds.
+    for (Column& other : columns_) {
+      const bool waits = other.cells == nullptr && other.target < 0;
+      if (waits && other.map.EqualsNoCase(columns_.back().id)) other.target = col;
+    }
     ++structure_version_;
     return col;
   });
