@@ -29,3 +29,12 @@ struct Kt_ScriptPosition {
   kt_long line = 0;  // of the statement being run; counts from 0
 };
 using Kt_ScriptCallStack = std::vector<Kt_ScriptPosition>;  // innermost call first
+
+namespace kt {
+
+// For loops that run inside a script but outside of its interpreter, such as one over the rows of a
+// dataset: charges steps to the script that runs on this thread, the innermost one. 0, also when
+// none runs, or the code that stops it, which the loop returns; the script has reported it.
+KT_SCRIPT_API kt_long ChargeRun(std::int64_t steps);
+
+}  // namespace kt

@@ -2,6 +2,7 @@
 #include "script/detail/Kt_RunState.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace kt::detail {
 
@@ -9,13 +10,18 @@ namespace {
 
 constexpr const char16_t* kSource = u"Kt_ScriptFunc";
 
+thread_local RunState* run_of_thread = nullptr;
+
 }  // namespace
+
+RunState* RunState::OfThread() { return run_of_thread; }
 
 RunState::RunState(Kt_Script& script) : globals_(&script.GetVariables()), script_(&script) {}
 
 void RunState::Make(Kt_Script& script) { script.run_state_ = std::make_shared<RunState>(script); }
 
 void RunState::Begin() {
+  outer_ = std::exchange(run_of_thread, this);
   stop_code_ = kOk;
   // A host may derive from Kt_Script and answer names itself: then it has to be asked.
   has_plain_globals_ = typeid(*script_) == typeid(Kt_Script);
@@ -31,6 +37,7 @@ void RunState::Begin() {
 }
 
 void RunState::End() {
+  run_of_thread = std::exchange(outer_, nullptr);
   host_.Clear();
   script_->FreeRetired();
 }
@@ -63,6 +70,15 @@ kt_long RunState::OnTicksUsed(Kt_ExprObject* context) {
   return kOk;
 }
 
+kt_long RunState::Charge(std::int64_t steps) {
+  while (stop_code_ == kOk && steps > ticks_left_) {
+    steps -= ticks_left_ + 1;  // OnTicksUsed charges one itself
+    if (const kt_long code = OnTicksUsed(script_)) return code;
+  }
+  ticks_left_ -= stop_code_ == kOk ? steps : 0;
+  return stop_code_;
+}
+
 kt_long RunState::StopTooDeep(Kt_ExprObject* context) {
   return stop_code_ != kOk ? stop_code_ : Stop(context, kErrTooDeep);
 }
@@ -73,3 +89,8 @@ kt_long RunState::Stop(Kt_ExprObject* context, kt_long code) {
 }
 
 }  // namespace kt::detail
+
+kt_long kt::ChargeRun(std::int64_t steps) {
+  kt::detail::RunState* const run = kt::detail::RunState::OfThread();
+  return run != nullptr ? run->Charge(steps) : kOk;
+}

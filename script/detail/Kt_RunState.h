@@ -52,6 +52,10 @@ class RunState {
   kt_long Tick(Kt_ExprObject* context) {
     return KT_LIKELY(--ticks_left_ >= 0) ? kOk : OnTicksUsed(context);
   }
+  // Charges any number of steps, 0 only asks.
+  kt_long Charge(std::int64_t steps);
+  // The state of the script that runs on this thread, the innermost one; null for none.
+  static RunState* OfThread();
   // Stops the run because calls nest too deeply; reports it.
   kt_long StopTooDeep(Kt_ExprObject* context);
   // The same where an expression has reported it already.
@@ -121,6 +125,7 @@ class RunState {
   std::int64_t ticks_left_ = kNoLimit;
   std::int64_t steps_left_ = kNoLimit;  // of the budget, without ticks_left_
   Frame* frame_ = nullptr;
+  RunState* outer_ = nullptr;  // of the script that called into this one on the thread
   kt_long stop_code_ = kOk;
   bool has_plain_globals_ = false;
   bool is_compiled_ = true;

@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: MIT
+//
+// Count, Sum, Avg, Max and Min of a column or of a row expression.
+#include "dataset/detail/Kt_RowLoop.h"
+#include "dataset/detail/Kt_RowRange.h"
+#include "dataset/detail/Kt_Tally.h"
+
+namespace kt::detail {
+
+RowRange ReadRange(const Kt_Dataset& dataset, Rows rows, const Kt_FuncArgs& in, kt_long start_arg,
+                   kt_long count_arg, kt_long pivot_arg) {
+  const kt_long all = rows == Rows::kAll ? dataset.GetRowCountNF() : dataset.GetRowCount();
+  RowRange range;
+  range.pivot_index = in.Integer(pivot_arg, -1);
+  range.start = std::max(in.Integer(start_arg, 0), 0);
+  if (range.start < all) {
+    const kt_long count = std::clamp(in.Integer(count_arg, all), 0, all - range.start);
+    range.end = range.start + count;
+  }
+  return range;
+}
+
+}  // namespace kt::detail
+
+namespace {
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
+using kt::Kt_FuncArgs;
+
+using ColumnTotal = kt_long (Kt_Dataset::*)(kt_long col, kt_long start, kt_long end,
+                                            Kt_Variant& result, kt_long position) const;
+using PivotTotal = kt_long (Kt_Dataset::*)(kt_long col, kt_long position, kt_long flag,
+                                           kt_long start, kt_long end, kt_long filtered,
+                                           Kt_Variant& result) const;
+
+// What the store does for one aggregate.
+struct StoreForms {
+  ColumnTotal shown;
+  ColumnTotal all;
+  PivotTotal pivot;
+};
+
+StoreForms FormsOf(Kt_Aggregate what) {
+  using Data = Kt_Dataset;
+  switch (what) {
+    case Kt_Aggregate::kSum: return {&Data::GetSum, &Data::GetSumNF, &Data::GetPivotRowSum};
+    case Kt_Aggregate::kAvg: return {&Data::GetAvg, &Data::GetAvgNF, &Data::GetPivotRowAvg};
+    case Kt_Aggregate::kMax: return {&Data::GetMax, &Data::GetMaxNF, &Data::GetPivotRowMax};
+    default: return {&Data::GetMin, &Data::GetMinNF, &Data::GetPivotRowMin};
+  }
+}
+
+// The first argument names a column of the values of a cross table: the pivot index then comes
+// before start and count.
+bool IsPivotValue(const Kt_Dataset& dataset, kt_long col) {
+  return IsLogicalPivot(dataset) && col >= 0 && dataset.GetPivotColType(col) == 0;
+}
+
+Kt_Variant TotalOfColumn(const Kt_Dataset& dataset, Kt_Aggregate what, Rows rows, kt_long col,
+                         const RowRange& range) {
+  const StoreForms forms = FormsOf(what);
+  Kt_Variant result;
+  if (IsPivotValue(dataset, col)) {
+    (dataset.*forms.pivot)(col, range.pivot_index, 0, range.start, range.end,
+                           rows == Rows::kShown ? 1 : 0, result);
+    return what == Kt_Aggregate::kSum ? Kt_Variant(result.ToDouble()) : result;
+  }
+  (dataset.*(rows == Rows::kAll ? forms.all : forms.shown))(col, range.start, range.end, result,
+                                                            -1);
+  return result;
+}
+
+kt_long TotalOfExpression(Kt_ExprDataset& wrapper, Kt_Aggregate what, Rows rows,
+                          const Kt_WString& text, const RowRange& range, Kt_Variant& result) {
+  const FiltersOff filters(*wrapper.GetDataset(), rows == Rows::kAll);
+  RowLoop loop(wrapper, RowLoop::kKeep, range.pivot_index);
+  RowExpr expr(text);
+  Tally tally(what);
+  Kt_Variant value;
+  for (kt_long row = range.start; row < std::min(range.end, loop.RowCount()); ++row) {
+    if (!loop.Enter(row)) break;
+    const bool goes_on = loop.Evaluate(expr, value);
+    tally.Add(value);
+    if (!goes_on) break;
+  }
+  result = tally.Result();
+  return loop.GetStopCode();
+}
+
+kt_long Total(Kt_ExprDataset& wrapper, Kt_Aggregate what, Rows rows, const Kt_VariantList* args,
+              Kt_Variant& result) {
+  result = 0.0;
+  const Kt_Dataset* const dataset = wrapper.GetDataset();
+  const Kt_FuncArgs in(args);
+  if (dataset == nullptr || !in.Has(0)) return kOk;
+  const Kt_WString text = in.Text(0);
+  const kt_long col = dataset->GetColIndex(text.View());
+  const bool is_swapped = IsPivotValue(*dataset, col);
+  const RowRange range =
+      is_swapped ? ReadRange(*dataset, rows, in, 2, 3, 1) : ReadRange(*dataset, rows, in, 1, 2, 3);
+  if (range.IsEmpty()) return kOk;
+  if (col < 0) return TotalOfExpression(wrapper, what, rows, text, range, result);
+  result = TotalOfColumn(*dataset, what, rows, col, range);
+  return kOk;
+}
+
+kt_long Count(const Kt_Dataset* dataset, Rows rows, const Kt_VariantList* args,
+              Kt_Variant& result) {
+  result = kt_long{0};
+  if (dataset == nullptr) return kOk;
+  const Kt_FuncArgs in(args);
+  const kt_long col = in.Has(0) ? dataset->GetColIndex(in.Text(0).View()) : -1;
+  if (IsPivotValue(*dataset, col)) {
+    const RowRange range = ReadRange(*dataset, rows, in, 2, 3, 1);
+    if (range.IsEmpty()) return kOk;
+    result = dataset->GetPivotRowCount(col, range.pivot_index, 0, range.start, range.end,
+                                       rows == Rows::kShown ? 1 : 0);
+    return kOk;
+  }
+  const RowRange range = ReadRange(*dataset, rows, in, 0, 1, 2);
+  if (range.IsEmpty()) return kOk;
+  result = rows == Rows::kAll ? dataset->GetCountNF(range.start, range.end)
+                              : dataset->GetCount(range.start, range.end);
+  return kOk;
+}
+
+}  // namespace
+
+kt_long Kt_ExprDataset::CallCount(const Kt_VariantList* args, Kt_Variant& result) {
+  return Count(GetDataset(), Rows::kShown, args, result);
+}
+kt_long Kt_ExprDataset::CallCountNF(const Kt_VariantList* args, Kt_Variant& result) {
+  return Count(GetDataset(), Rows::kAll, args, result);
+}
+kt_long Kt_ExprDataset::CallSum(const Kt_VariantList* args, Kt_Variant& result) {
+  return Total(*this, Kt_Aggregate::kSum, Rows::kShown, args, result);
+}
+kt_long Kt_ExprDataset::CallSumNF(const Kt_VariantList* args, Kt_Variant& result) {
+  return Total(*this, Kt_Aggregate::kSum, Rows::kAll, args, result);
+}
+kt_long Kt_ExprDataset::CallAvg(const Kt_VariantList* args, Kt_Variant& result) {
+  return Total(*this, Kt_Aggregate::kAvg, Rows::kShown, args, result);
+}
+kt_long Kt_ExprDataset::CallAvgNF(const Kt_VariantList* args, Kt_Variant& result) {
+  return Total(*this, Kt_Aggregate::kAvg, Rows::kAll, args, result);
+}
+kt_long Kt_ExprDataset::CallMax(const Kt_VariantList* args, Kt_Variant& result) {
+  return Total(*this, Kt_Aggregate::kMax, Rows::kShown, args, result);
+}
+kt_long Kt_ExprDataset::CallMaxNF(const Kt_VariantList* args, Kt_Variant& result) {
+  return Total(*this, Kt_Aggregate::kMax, Rows::kAll, args, result);
+}
+kt_long Kt_ExprDataset::CallMin(const Kt_VariantList* args, Kt_Variant& result) {
+  return Total(*this, Kt_Aggregate::kMin, Rows::kShown, args, result);
+}
+kt_long Kt_ExprDataset::CallMinNF(const Kt_VariantList* args, Kt_Variant& result) {
+  return Total(*this, Kt_Aggregate::kMin, Rows::kAll, args, result);
+}

@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+//
+// Aggregates over the rows in which a condition holds.
+#include "dataset/detail/Kt_RowLoop.h"
+#include "dataset/detail/Kt_RowRange.h"
+#include "dataset/detail/Kt_Tally.h"
+
+namespace {
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
+using kt::Kt_FuncArgs;
+
+// Subtotals never count; nor do, unless asked for, rows of a pivot without a cell in the position.
+bool IsCounted(const RowLoop& loop, kt_long row, kt_long pivot_index, bool count_nulls) {
+  const Kt_Dataset& dataset = loop.GetDataset();
+  if (dataset.IsPivot()) {
+    if (dataset.GetPivotRowLevel(row) >= 1) return false;
+  } else if (dataset.GetRowLevel(row) >= 1) {
+    return false;
+  }
+  return !loop.IsLogicalPivot() || count_nulls || dataset.GetPivotRowPos(row, pivot_index, 0) >= 0;
+}
+
+// One walk over a range; `value_text` is not used for a count.
+class CaseLoop {
+ public:
+  CaseLoop(Kt_ExprDataset& wrapper, Kt_Aggregate what, const Kt_WString& condition,
+           const Kt_WString& value_text, const RowRange& range, bool count_nulls)
+      : loop_(wrapper, RowLoop::kKeep, range.pivot_index),
+        condition_(condition),
+        value_(value_text),
+        has_value_(what != Kt_Aggregate::kCount),
+        range_(range),
+        count_nulls_(count_nulls),
+        tally_(what) {}
+
+  kt_long Run(Kt_Variant& result) {
+    for (kt_long row = range_.start; row < std::min(range_.end, loop_.RowCount()); ++row) {
+      if (!loop_.Enter(row)) break;
+      if (!IsCounted(loop_, row, range_.pivot_index, count_nulls_)) continue;
+      if (!AddRow(row)) break;
+    }
+    result = tally_.Result();
+    return loop_.GetStopCode();
+  }
+
+ private:
+  bool AddRow(kt_long row) {
+    Kt_Variant value;
+    if (!loop_.Evaluate(condition_, value)) return false;
+    if (!IsTrueCondition(value)) return true;
+    if (row >= loop_.RowCount()) return true;  // the condition took it away
+    const bool goes_on = !has_value_ || loop_.Evaluate(value_, value);
+    tally_.Add(value);
+    return goes_on;
+  }
+
+  RowLoop loop_;
+  RowExpr condition_;
+  RowExpr value_;
+  bool has_value_;
+  RowRange range_;
+  bool count_nulls_;
+  Tally tally_;
+};
+
+kt_long CaseTotal(Kt_ExprDataset& wrapper, Kt_Aggregate what, Rows rows, const Kt_VariantList* args,
+                  Kt_Variant& result) {
+  result = 0.0;
+  Kt_Dataset* const dataset = wrapper.GetDataset();
+  const Kt_FuncArgs in(args);
+  const kt_long expressions = what == Kt_Aggregate::kCount ? 1 : 2;
+  if (dataset == nullptr || in.Count() < expressions) return kOk;
+  const RowRange range =
+      ReadRange(*dataset, rows, in, expressions, expressions + 1, expressions + 2);
+  if (range.IsEmpty()) return kOk;
+  const Kt_WString value_text = expressions > 1 ? in.Text(1) : Kt_WString();
+  const FiltersOff filters(*dataset, rows == Rows::kAll);
+  const bool count_nulls = in.Integer(expressions + 3) != 0;
+  return CaseLoop(wrapper, what, in.Text(0), value_text, range, count_nulls).Run(result);
+}
+
+}  // namespace
+
+kt_long Kt_ExprDataset::CallCaseCount(const Kt_VariantList* args, Kt_Variant& result) {
+  return CaseTotal(*this, Kt_Aggregate::kCount, Rows::kShown, args, result);
+}
+kt_long Kt_ExprDataset::CallCaseCountNF(const Kt_VariantList* args, Kt_Variant& result) {
+  return CaseTotal(*this, Kt_Aggregate::kCount, Rows::kAll, args, result);
+}
+kt_long Kt_ExprDataset::CallCaseSum(const Kt_VariantList* args, Kt_Variant& result) {
+  return CaseTotal(*this, Kt_Aggregate::kSum, Rows::kShown, args, result);
+}
+kt_long Kt_ExprDataset::CallCaseSumNF(const Kt_VariantList* args, Kt_Variant& result) {
+  return CaseTotal(*this, Kt_Aggregate::kSum, Rows::kAll, args, result);
+}
+kt_long Kt_ExprDataset::CallCaseAvg(const Kt_VariantList* args, Kt_Variant& result) {
+  return CaseTotal(*this, Kt_Aggregate::kAvg, Rows::kShown, args, result);
+}
+kt_long Kt_ExprDataset::CallCaseAvgNF(const Kt_VariantList* args, Kt_Variant& result) {
+  return CaseTotal(*this, Kt_Aggregate::kAvg, Rows::kAll, args, result);
+}
+kt_long Kt_ExprDataset::CallCaseMax(const Kt_VariantList* args, Kt_Variant& result) {
+  return CaseTotal(*this, Kt_Aggregate::kMax, Rows::kShown, args, result);
+}
+kt_long Kt_ExprDataset::CallCaseMaxNF(const Kt_VariantList* args, Kt_Variant& result) {
+  return CaseTotal(*this, Kt_Aggregate::kMax, Rows::kAll, args, result);
+}
+kt_long Kt_ExprDataset::CallCaseMin(const Kt_VariantList* args, Kt_Variant& result) {
+  return CaseTotal(*this, Kt_Aggregate::kMin, Rows::kShown, args, result);
+}
+kt_long Kt_ExprDataset::CallCaseMinNF(const Kt_VariantList* args, Kt_Variant& result) {
+  return CaseTotal(*this, Kt_Aggregate::kMin, Rows::kAll, args, result);
+}

@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: MIT
+//
+// Hiding rows by an expression, and showing them again.
+#include <new>
+#include <vector>
+
+#include "dataset/detail/Kt_RowLoop.h"
+#include "object/Kt_FuncArgs.h"
+
+namespace {
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
+using kt::Kt_FuncArgs;
+
+bool IsGrouped(const Kt_Dataset& dataset) { return !dataset.GetGroupStr().IsEmpty(); }
+
+// The local filter lies over the rows as they are shown: for those that are laid out anew when the
+// main filter changes, and for the first filter of plain data.
+bool TakesLocalFilter(const Kt_Dataset& dataset) {
+  return dataset.IsPivot() || IsGrouped(dataset) ||
+         (dataset.IsPhysical() && !dataset.GetLocFilterStat() && dataset.GetFilterStr().IsEmpty());
+}
+
+// The filters that a new one replaces. The main filter of a pivot is part of what it shows, and so
+// is that of a dataset whose definition has one.
+void DropFilters(Kt_Dataset& dataset, bool is_local) {
+  dataset.LocUnFilter();
+  if (is_local && (dataset.IsPivot() || !dataset.GetFilterStr().IsEmpty())) return;
+  dataset.UnFilter();
+}
+
+// Marks the rows whose expression is false. All rows are judged before the first one is hidden, so
+// that an expression that asks about other rows ("price > Avg('price')") gets one answer for all.
+// False when the dataset or wrapper has gone or the run is to stop.
+bool JudgeRows(Kt_ExprDataset& wrapper, const Kt_WString& text, kt_long row_count,
+               std::vector<bool>& hidden, kt_long& stop_code) {
+  RowLoop loop(wrapper, RowLoop::kFollow);
+  RowExpr expr(text);
+  Kt_Variant value;
+  hidden.assign(static_cast<std::size_t>(row_count), false);
+  const kt_long rows_at_first = loop.RowCount();
+  bool goes_on = true;
+  for (kt_long row = row_count - 1; row >= 0 && goes_on; --row) {
+    if (loop.GetChangeCount() > 0 && row >= loop.RowCount()) continue;
+    goes_on = loop.Enter(row) && loop.Evaluate(expr, value);
+    if (goes_on) hidden[static_cast<std::size_t>(row)] = IsFalseCondition(value);
+  }
+  stop_code = loop.GetStopCode();
+  // What was found out goes by row numbers: it is void when rows came or went meanwhile.
+  return goes_on && loop.RowCount() == rows_at_first;
+}
+
+// Hides from the last row on: the rows behind a hidden one change their numbers.
+void HideRows(Kt_Dataset& dataset, bool is_local, const std::vector<bool>& hidden) {
+  for (std::size_t row = hidden.size(); row-- > 0;) {
+    if (!hidden[row]) continue;
+    if (is_local) {
+      dataset.LocFilter(static_cast<kt_long>(row));
+    } else {
+      dataset.Filter(static_cast<kt_long>(row));
+    }
+  }
+}
+
+// One application of a filter expression.
+class FilterRun {
+ public:
+  FilterRun(Kt_ExprDataset& wrapper, const Kt_WString& text, bool recalc)
+      : wrapper_(wrapper), dataset_(*wrapper.GetDataset()), text_(text), recalc_(recalc) {}
+
+  // 1 when it acted.
+  int Run() {
+    if (recalc_ && (dataset_.IsPivot() || IsGrouped(dataset_))) return 0;
+    const bool is_local = TakesLocalFilter(dataset_);
+    DropFilters(dataset_, is_local);
+    if (is_local) {
+      RunLocal();
+    } else {
+      RunMain();
+    }
+    return 1;
+  }
+  kt_long GetStopCode() const { return stop_code_; }
+
+ private:
+  void RunLocal() {
+    if (text_.IsEmpty()) return;
+    const kt_long rows = dataset_.IsPivot() ? dataset_.GetRowCountNF() : dataset_.GetRowCount();
+    if (rows > 1) dataset_.ResetFilIndex();
+    if (!HideFalse(true, rows)) return;
+    if (!IsGrouped(dataset_)) return;
+    if (dataset_.IsPivot()) {
+      dataset_.PivotLocSubSum_Reset();
+    } else {
+      dataset_.RecalcGroup();
+    }
+  }
+
+  void RunMain() {
+    const bool has_source = dataset_.IsLogical() && dataset_.GetSource() != nullptr;
+    if (!text_.IsEmpty() || has_source) {
+      dataset_.ResetRecIndex();
+      if (!text_.IsEmpty() && !HideFalse(false, dataset_.GetRowCount())) return;
+    }
+    if (!dataset_.IsPhysical() && !dataset_.GetFilterStat()) {
+      dataset_.ResetRecIndex();
+      dataset_.SetFilterStat(true);
+    }
+    if (!text_.IsEmpty() && !recalc_) dataset_.RecalcGroup();
+  }
+
+  // False when the dataset has gone.
+  bool HideFalse(bool is_local, kt_long row_count) {
+    const Kt_DatasetHandle handle(&dataset_);
+    const Kt_ObjectHolder self(nullptr, &wrapper_);
+    std::vector<bool> hidden;
+    const bool is_judged = JudgeRows(wrapper_, text_, row_count, hidden, stop_code_);
+    if (handle.Get() == nullptr || !self.IsValid()) return false;
+    if (is_judged) HideRows(dataset_, is_local, hidden);
+    return true;
+  }
+
+  Kt_ExprDataset& wrapper_;
+  Kt_Dataset& dataset_;
+  Kt_WString text_;
+  bool recalc_;
+  kt_long stop_code_ = kOk;
+};
+
+// 1 when it acted; the code of a budget that stopped it in `stop_code`.
+int ApplyFilter(Kt_ExprDataset& wrapper, const Kt_WString& text, bool recalc, kt_long& stop_code) {
+  stop_code = kOk;
+  if (wrapper.GetDataset() == nullptr) return 0;
+  try {
+    FilterRun run(wrapper, text, recalc);
+    const int acted = run.Run();
+    stop_code = run.GetStopCode();
+    return acted;
+  } catch (const std::bad_alloc&) {
+    stop_code = kErrNoMemory;
+    return 0;
+  }
+}
+
+bool HidesRows(const Kt_Dataset& dataset) {
+  if (dataset.IsPivot()) return dataset.GetLocFilterStat();
+  return dataset.GetRowCount() != dataset.GetRowCountNF();
+}
+
+// Back to the rows that the dataset shows by itself.
+kt_long ShowRows(Kt_ExprDataset& wrapper) {
+  Kt_Dataset& dataset = *wrapper.GetDataset();
+  const Kt_WString definition = dataset.GetFilterStr();
+  kt_long stop_code = kOk;
+  if (dataset.GetLocFilterStat()) dataset.LocUnFilter();
+  if (dataset.IsPivot()) return kOk;
+  // Groups keep the filter of their definition, which could not be applied to them again.
+  if (definition.IsEmpty() || !IsGrouped(dataset)) dataset.UnFilter();
+  const Kt_DatasetHandle handle(&dataset);
+  if (!definition.IsEmpty()) (void)ApplyFilter(wrapper, definition, true, stop_code);
+  if (handle.Get() != nullptr) dataset.RecalcGroup();
+  return stop_code;
+}
+
+}  // namespace
+
+int Kt_ExprDataset::ExprFilter(const Kt_WString& text, bool recalc) {
+  kt_long stop_code = kOk;
+  return ApplyFilter(*this, text, recalc, stop_code);
+}
+
+kt_long Kt_ExprDataset::CallFilter(const Kt_VariantList* args, Kt_Variant&) {
+  const Kt_FuncArgs in(args);
+  if (GetDataset() == nullptr || !in.Has(0)) return kErrBadArgument;
+  const Kt_ObjectHolder self(nullptr, this);
+  const Kt_WString text = in.Text(0);
+  kt_long stop_code = kOk;
+  if (!text.IsEmpty()) {
+    (void)ApplyFilter(*this, text, false, stop_code);
+  } else if (HidesRows(*GetDataset())) {
+    stop_code = ShowRows(*this);
+  }
+  if (self.IsValid() && GetDataset() != nullptr) (void)AnnounceRows(Kt_LoadReason::kFiltered);
+  return stop_code;
+}
+
+kt_long Kt_ExprDataset::CallUnFilter(const Kt_VariantList*, Kt_Variant& result) {
+  const Kt_Dataset* const dataset = GetDataset();
+  if (dataset == nullptr) return kErrBadArgument;
+  const kt_long hidden = dataset->GetRowCountNF() - dataset->GetRowCount();
+  result = kt_long{0};
+  if (!HidesRows(*dataset)) return kOk;
+  result = hidden;
+  const Kt_ObjectHolder self(nullptr, this);
+  const kt_long stop_code = ShowRows(*this);
+  if (self.IsValid() && GetDataset() != nullptr) (void)AnnounceRows(Kt_LoadReason::kFiltered);
+  return stop_code;
+}
+
+kt_long Kt_ExprDataset::CallRecalcFilter(const Kt_VariantList*, Kt_Variant&) {
+  const Kt_Dataset* const dataset = GetDataset();
+  if (dataset == nullptr) return kErrBadArgument;
+  kt_long stop_code = kOk;
+  if (dataset->IsLogical() && !dataset->IsPivot() && !IsGrouped(*dataset)) {
+    (void)ApplyFilter(*this, dataset->GetFilterStr(), true, stop_code);
+  }
+  return stop_code;
+}

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+//
+// Aggregates across the positions of one row of a pivot.
+#include "dataset/detail/Kt_MethodArgs.h"
+#include "dataset/detail/Kt_RowLoop.h"
+#include "dataset/detail/Kt_RowRange.h"
+#include "dataset/detail/Kt_Tally.h"
+
+namespace {
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
+using kt::Kt_FuncArgs;
+
+// Positions [start, end); both -1: all plain ones.
+struct Positions {
+  kt_long start = -1;
+  kt_long end = -1;
+};
+
+Positions ReadPositions(const Kt_Dataset& dataset, const Kt_FuncArgs& in) {
+  const kt_long start = in.Integer(2, -1);
+  const kt_long count = in.Integer(3, -1);
+  if (start < 0) return {};
+  const kt_long all = dataset.GetPivotTableColCount();
+  if (start >= all) return {start, start};
+  return {start, count < 0 ? all : start + std::min(count, all - start)};
+}
+
+kt_long CountOfColumn(const Kt_Dataset& dataset, kt_long col, kt_long row, Positions at) {
+  return dataset.GetPivotColCountNN(col, row, 1, at.start, at.end, 1);
+}
+
+Kt_Variant TotalOfColumn(const Kt_Dataset& dataset, Kt_Aggregate what, kt_long col, kt_long row,
+                         Positions at) {
+  Kt_Variant total;
+  switch (what) {
+    case Kt_Aggregate::kSum: dataset.GetPivotColSum(col, row, 1, at.start, at.end, 1, total); break;
+    case Kt_Aggregate::kAvg:
+      dataset.GetPivotColAvgNN(col, row, 1, at.start, at.end, 1, total);
+      break;
+    case Kt_Aggregate::kMax: dataset.GetPivotColMax(col, row, 1, at.start, at.end, 1, total); break;
+    case Kt_Aggregate::kMin: dataset.GetPivotColMin(col, row, 1, at.start, at.end, 1, total); break;
+    default: return std::max(CountOfColumn(dataset, col, row, at), 0);
+  }
+  return total.ToDouble();
+}
+
+// Averages and counts leave out positions without a value.
+bool IsLeftOut(Kt_Aggregate what, const Kt_Variant& value) {
+  return value.IsEmpty() && (what == Kt_Aggregate::kAvg || what == Kt_Aggregate::kCount);
+}
+
+kt_long TotalOfExpression(Kt_ExprDataset& wrapper, Kt_Aggregate what, const Kt_FuncArgs& in,
+                          Kt_Variant& result) {
+  const kt_long all = wrapper.GetDataset()->GetPivotTableColCount();
+  const kt_long start = std::max(in.Integer(2, 0), 0);
+  kt_long count = in.Integer(3, -1);
+  if (count < 0 || count > all - start) count = all - start;
+  if (count < 1) return kOk;
+  RowLoop loop(wrapper, RowLoop::kKeep);
+  RowExpr expr(in.Text(0));
+  Tally tally(what);
+  Kt_Variant value;
+  for (kt_long position = start; position < start + count; ++position) {
+    if (!loop.EnterPosition(position)) break;
+    const bool goes_on = loop.Evaluate(expr, value);
+    if (!IsLeftOut(what, value)) tally.Add(value);
+    if (!goes_on) break;
+  }
+  result = tally.Result();
+  return loop.GetStopCode();
+}
+
+kt_long PivotTotal(Kt_ExprDataset& wrapper, Kt_Aggregate what, const Kt_VariantList* args,
+                   Kt_Variant& result) {
+  result = what == Kt_Aggregate::kCount ? Kt_Variant(kt_long{0}) : Kt_Variant(0.0);
+  const Kt_Dataset* const dataset = wrapper.GetDataset();
+  const Kt_FuncArgs in(args);
+  if (dataset == nullptr || in.Count() < 2) return kOk;
+  const kt_long col = ColumnOf(*dataset, in.Value(0));
+  if (col >= 0) {
+    result = TotalOfColumn(*dataset, what, col, in.Integer(1), ReadPositions(*dataset, in));
+    return kOk;
+  }
+  return IsLogicalPivot(*dataset) ? TotalOfExpression(wrapper, what, in, result) : kOk;
+}
+
+}  // namespace
+
+kt_long Kt_ExprDataset::CallPivotSum(const Kt_VariantList* args, Kt_Variant& result) {
+  return PivotTotal(*this, Kt_Aggregate::kSum, args, result);
+}
+kt_long Kt_ExprDataset::CallPivotAvg(const Kt_VariantList* args, Kt_Variant& result) {
+  return PivotTotal(*this, Kt_Aggregate::kAvg, args, result);
+}
+kt_long Kt_ExprDataset::CallPivotMax(const Kt_VariantList* args, Kt_Variant& result) {
+  return PivotTotal(*this, Kt_Aggregate::kMax, args, result);
+}
+kt_long Kt_ExprDataset::CallPivotMin(const Kt_VariantList* args, Kt_Variant& result) {
+  return PivotTotal(*this, Kt_Aggregate::kMin, args, result);
+}
+kt_long Kt_ExprDataset::CallPivotCount(const Kt_VariantList* args, Kt_Variant& result) {
+  return PivotTotal(*this, Kt_Aggregate::kCount, args, result);
+}

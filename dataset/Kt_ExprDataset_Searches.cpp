@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: MIT
+//
+// Rows by a condition or by the value of a column.
+#include "dataset/detail/Kt_RowLoop.h"
+#include "dataset/detail/Kt_RowRange.h"
+
+namespace {
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
+using kt::Kt_FuncArgs;
+
+kt_long Search(Kt_ExprDataset& wrapper, Rows rows, const Kt_VariantList* args, Kt_Variant& result) {
+  result = kt_long{-1};
+  Kt_Dataset* const dataset = wrapper.GetDataset();
+  const Kt_FuncArgs in(args);
+  if (dataset == nullptr || !in.Has(0)) return kOk;
+  const FiltersOff filters(*dataset, rows == Rows::kAll);
+  const kt_long all = dataset->GetRowCount();
+  const kt_long end = rows == Rows::kAll ? all : std::min(in.Integer(2, all), all);
+  const kt_long start = std::max(in.Integer(1, 0), 0);
+  if (start >= end) return kOk;
+  RowLoop loop(wrapper, RowLoop::kFollow);
+  RowExpr condition(in.Text(0));
+  Kt_Variant value;
+  for (kt_long row = start; row < std::min(end, loop.RowCount()) && loop.Enter(row); ++row) {
+    if (!loop.Evaluate(condition, value)) break;
+    if (!IsTrueCondition(value)) continue;
+    if (row < loop.RowCount()) result = row;
+    break;
+  }
+  return loop.GetStopCode();
+}
+
+using LookUpRow = kt_long (Kt_Dataset::*)(std::u16string_view id, std::u16string_view text,
+                                          kt_long start, kt_long end) const;
+
+kt_long Find(const Kt_Dataset* dataset, LookUpRow look_up, const Kt_VariantList* args,
+             Kt_Variant& result) {
+  result = kt_long{-1};
+  const Kt_FuncArgs in(args);
+  if (dataset == nullptr || in.Count() < 2) return kOk;
+  const kt_long start = std::max(in.Integer(2, 0), 0);
+  result = (dataset->*look_up)(in.Text(0).View(), in.Text(1).View(), start, in.Integer(3, -1));
+  return kOk;
+}
+
+}  // namespace
+
+kt_long Kt_ExprDataset::CallSearchRow(const Kt_VariantList* args, Kt_Variant& result) {
+  return Search(*this, Rows::kShown, args, result);
+}
+kt_long Kt_ExprDataset::CallSearchRowNF(const Kt_VariantList* args, Kt_Variant& result) {
+  return Search(*this, Rows::kAll, args, result);
+}
+kt_long Kt_ExprDataset::CallFindRow(const Kt_VariantList* args, Kt_Variant& result) {
+  return Find(GetDataset(), &Kt_Dataset::LookupDataRow, args, result);
+}
+kt_long Kt_ExprDataset::CallFindRowNF(const Kt_VariantList* args, Kt_Variant& result) {
+  return Find(GetDataset(), &Kt_Dataset::LookupDataRowNF, args, result);
+}
+kt_long Kt_ExprDataset::CallFindRowAs(const Kt_VariantList* args, Kt_Variant& result) {
+  return Find(GetDataset(), &Kt_Dataset::LookupDataRowAs, args, result);
+}
+kt_long Kt_ExprDataset::CallFindRowNFAs(const Kt_VariantList* args, Kt_Variant& result) {
+  return Find(GetDataset(), &Kt_Dataset::LookupDataRowNFAs, args, result);
+}
+
+kt_long Kt_ExprDataset::CallLookup(const Kt_VariantList* args, Kt_Variant& result) {
+  const Kt_Dataset* const dataset = GetDataset();
+  const Kt_FuncArgs in(args);
+  if (dataset == nullptr || in.Count() < 2) return kOk;
+  result = dataset->LookupDataText(in.Text(0).View(), in.Text(1).View(), in.Text(2).View());
+  return kOk;
+}

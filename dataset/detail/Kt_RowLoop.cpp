@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+#include "dataset/detail/Kt_RowLoop.h"
+
+#include "script/Kt_RunBudget.h"
+
+namespace kt::detail {
+
+namespace {
+
+// Row expressions see what the wrapper's container sees; a wrapper that belongs to nothing stands
+// in its parent context.
+Kt_ExprObject* ParentOfRows(const Kt_ExprDataset& wrapper) {
+  Kt_ExprObject* const container = Kt_ExprObject::From(wrapper.GetContainer());
+  return container != nullptr ? container : wrapper.GetParentCtx();
+}
+
+bool IsText(const Kt_Variant& value, const char16_t* text) {
+  return value.IsString() && value.AsString().EqualsNoCase(text);
+}
+
+}  // namespace
+
+bool IsTrueCondition(const Kt_Variant& value) {
+  return value.IsLong() ? value.AsLong() != 0 : IsText(value, u"true");
+}
+
+bool IsFalseCondition(const Kt_Variant& value) {
+  return value.IsLong() ? value.AsLong() == 0 : IsText(value, u"false");
+}
+
+FiltersOff::FiltersOff(Kt_Dataset& dataset, bool is_wanted)
+    : had_filter_(is_wanted && dataset.GetFilterStat()),
+      had_local_filter_(is_wanted && dataset.GetLocFilterStat()) {
+  if (!had_filter_ && !had_local_filter_) return;
+  dataset_ = Kt_DatasetHandle(&dataset);
+  if (had_filter_) dataset.SetFilterStat(false);
+  if (had_local_filter_) dataset.SetLocFilterStat(false);
+}
+
+FiltersOff::~FiltersOff() {
+  Kt_Dataset* const dataset = dataset_.Get();
+  if (dataset == nullptr) return;
+  if (had_filter_) dataset->SetFilterStat(true);
+  if (had_local_filter_) dataset->SetLocFilterStat(true);
+}
+
+RowLoop::RowLoop(Kt_ExprDataset& wrapper, CurrentRow current_row, kt_long pivot_index)
+    : wrapper_(&wrapper),
+      data_(wrapper.GetDataset()),
+      handle_(data_),
+      hold_(ParentOfRows(wrapper), &wrapper),
+      context_(ParentOfRows(wrapper), nullptr, data_, nullptr, nullptr),
+      current_row_(current_row),
+      pivot_index_(pivot_index),
+      is_logical_pivot_(data_->IsLogical() && data_->IsPivot()),
+      row_count_(data_->GetRowCount()),
+      version_(data_->GetStructureVersion()) {}
+
+RowLoop::~RowLoop() {
+  if (stop_code_ == kOk && rows_until_payment_ > 0) {
+    (void)kt::ChargeRun(kRowsPerPayment - rows_until_payment_);  // the script finds the code
+  }
+}
+
+// Charges for the block of rows behind; nothing at the first row, which only asks.
+bool RowLoop::Pay() {
+  rows_until_payment_ = 0;
+  if (stop_code_ == kOk) stop_code_ = kt::ChargeRun(has_paid_ ? kRowsPerPayment : 0);
+  if (stop_code_ != kOk || !IsThere()) return false;
+  has_paid_ = true;
+  rows_until_payment_ = kRowsPerPayment - 1;
+  return true;
+}
+
+void RowLoop::Place() {
+  const int current = current_row_ == kFollow ? row_ : wrapper_->GetCurRow();
+  context_.SetRowPosition(wrapper_->GetRowPosition(), current, 0, row_);
+  if (is_logical_pivot_) {
+    context_.SetPivotRowPosition(wrapper_->GetPivotRowPosition(), current, 0, -1);
+    context_.SetPivotColPosition(wrapper_->GetPivotColPosition(), pivot_index_, 0, -1);
+  }
+  is_placed_ = true;
+}
+
+bool RowLoop::EnterPosition(kt_long pivot_position) {
+  if (!Enter(wrapper_->GetRowIdx())) return false;
+  context_.SetRowPosition(wrapper_->GetRowPosition(), wrapper_->GetCurRow(), 0, row_);
+  context_.SetPivotRowPosition(wrapper_->GetPivotRowPosition(), wrapper_->GetCurRow(), 0, -1);
+  context_.SetPivotColPosition(pivot_position, pivot_position, 0, -1);
+  is_placed_ = true;
+  return true;
+}
+
+bool RowLoop::Evaluate(RowExpr& expr, Kt_Variant& value) {
+  value.Clear();
+  expr.Evaluate(*this, value);
+  if (KT_LIKELY(IsUnchanged())) return true;
+  return NoteChanges();
+}
+
+bool RowLoop::NoteChanges() {
+  if (!IsThere()) return false;
+  version_ = data_->GetStructureVersion();
+  row_count_ = data_->GetRowCount();
+  ++change_count_;
+  return true;
+}
+
+}  // namespace kt::detail
