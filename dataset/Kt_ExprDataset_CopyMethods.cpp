@@ -1,0 +1,238 @@
+// SPDX-License-Identifier: MIT
+//
+// The methods that copy between datasets: cells, rows and whole datasets.
+//
+// Cells and rows are written to the dataset directly: CanColumnChange is not asked, and the wrapper
+// that was written to tells OnColumnChanged once. All values are read before the first is written,
+// so that a row may be copied onto itself, and from a dataset that shows the rows of its target.
+
+#include <optional>
+#include <vector>
+
+#include "classlib/Kt_WStrList.h"
+#include "dataset/detail/Kt_MethodArgs.h"
+
+namespace {
+
+using kt::detail::MethodCall;
+using kt::detail::Refuse;
+
+// One cell of a row to be written.
+struct RowCell {
+  kt_long col;
+  Kt_Variant value;
+};
+
+// Reads the values for one target row. Columns that either side lacks are left out.
+class RowReader {
+ public:
+  RowReader(const Kt_Dataset& target, const Kt_Dataset& source, kt_long source_row)
+      : target_(target), source_(source), source_row_(source_row) {}
+
+  // Items "id" and "target=source", with commas between; the empty text names every column.
+  std::vector<RowCell> Read(const Kt_WString& columns) {
+    if (columns.IsEmpty()) {
+      for (kt_long col = 0; col < source_.GetColCount(); ++col) {
+        Add(source_.GetColID(col), source_.GetColID(col));
+      }
+      return std::move(cells_);
+    }
+    Kt_WStrList items;
+    items.Parse(columns.View(), u",");
+    for (kt_long item = 0; item < items.GetCount(); ++item) AddItem(items[item]);
+    return std::move(cells_);
+  }
+
+ private:
+  void AddItem(const Kt_WString& item) {
+    const kt_long equals = item.Find(u"=");
+    if (equals < 0) return Add(item, item);
+    Kt_WString target_id = item.Mid(0, equals);
+    Kt_WString source_id = item.Mid(equals + 1, item.GetLength());
+    target_id.Trim();
+    source_id.Trim();
+    Add(target_id, source_id.IsEmpty() ? target_id : source_id);
+  }
+
+  void Add(const Kt_WString& target_id, const Kt_WString& source_id) {
+    const kt_long target_col = target_.GetColIndex(target_id.View());
+    const kt_long source_col = source_.GetColIndex(source_id.View());
+    if (target_col < 0 || source_col < 0) return;
+    cells_.push_back({target_col, source_.ReadColumn(source_row_, source_col)});
+  }
+
+  const Kt_Dataset& target_;
+  const Kt_Dataset& source_;
+  kt_long source_row_;
+  std::vector<RowCell> cells_;
+};
+
+// A row or a cell of a dataset that may be gone.
+struct Place {
+  Kt_Dataset* dataset;
+  kt_long row;
+  kt_long col = -1;
+
+  bool HasRow() const { return dataset != nullptr && row >= 0 && row < dataset->GetRowCount(); }
+};
+
+// The number of cells written; nothing when either row is not there.
+std::optional<kt_long> CopyOneRow(Place target, Place source, const Kt_WString& columns) {
+  if (!target.HasRow() || !source.HasRow()) return std::nullopt;
+  kt_long written = 0;
+  RowReader reader(*target.dataset, *source.dataset, source.row);
+  for (const RowCell& cell : reader.Read(columns)) {
+    if (target.dataset->SetColumn(target.row, cell.col, cell.value) > 0) ++written;
+  }
+  return written;
+}
+
+struct CellChange {
+  Kt_WString column;
+  Kt_Variant old_value;
+  Kt_Variant new_value;
+  kt_long answer;  // 1, or -1 for a cell that cannot be written
+};
+
+// Nothing when either cell is not there.
+std::optional<CellChange> CopyOneCell(Place target, Place source) {
+  if (!target.HasRow() || !source.HasRow() || target.col < 0 || source.col < 0) return std::nullopt;
+  Kt_Dataset& data = *target.dataset;
+  CellChange change{data.GetColID(target.col), data.ReadColumn(target.row, target.col), {}, -1};
+  change.answer = data.CopyColumn(target.row, target.col, *source.dataset, source.row, source.col);
+  change.new_value = data.ReadColumn(target.row, target.col);
+  return change;
+}
+
+// The cell that a row argument and a column argument name in the dataset of a wrapper.
+Place CellAt(const MethodCall& call, const Kt_ExprDataset& wrapper, kt_long row, kt_long col) {
+  Kt_Dataset* const data = wrapper.GetDataset();
+  return {data, call.Integer(row), data == nullptr ? -1 : call.ColumnIn(*data, col)};
+}
+
+bool IsLogical(const Kt_ExprDataset& wrapper) {
+  const Kt_Dataset* const data = wrapper.GetDataset();
+  return data != nullptr && data->IsLogical();
+}
+
+// True when the rows of `dataset` are those of `target`, seen through any number of datasets.
+bool Shows(const Kt_Dataset* dataset, const Kt_Dataset& target) {
+  constexpr int kMaxDepth = 16;
+  for (int depth = 0; dataset != nullptr && depth <= kMaxDepth; ++depth) {
+    dataset = dataset->GetSource();
+    if (dataset == &target) return true;
+  }
+  return false;
+}
+
+using WholeCopy = kt_long (Kt_Dataset::*)(const Kt_Dataset& source);
+
+// A source that shows the rows of the target would change while it is read.
+kt_long CopyAll(Kt_Dataset& target, const Kt_Dataset& source, WholeCopy copy) {
+  if (!Shows(&source, target)) return (target.*copy)(source);
+  Kt_Dataset rows(source.GetId());
+  return rows.CopyF(source) < 0 ? -1 : (target.*copy)(rows);
+}
+
+// The methods that copy whole datasets. -1 when there is no such dataset: nothing is announced
+// then.
+kt_long CallWholeCopy(Kt_ExprDataset& wrapper, const Kt_VariantList* args, Kt_Variant& result,
+                      WholeCopy copy, Kt_LoadReason reason) {
+  const MethodCall call(wrapper, args, 1);
+  if (call.Refused()) return call.Code();
+  Kt_ExprDataset* const source = call.Wrapper(wrapper, 0);
+  if (source == nullptr || source->GetDataset() == nullptr || wrapper.GetDataset() == nullptr) {
+    result = kt_long{-1};
+    return kOk;
+  }
+  result = CopyAll(*wrapper.GetDataset(), *source->GetDataset(), copy);
+  wrapper.AnnounceRows(reason);
+  return kOk;
+}
+
+}  // namespace
+
+// ---- Rows ---------------------------------------------------------------------------------------
+
+kt_long Kt_ExprDataset::CallCopyRow(const Kt_VariantList* args, Kt_Variant& result) {
+  const MethodCall call(*this, args, 3, u"CopyRow()");
+  if (call.Refused()) return call.Code();
+  Kt_ExprDataset* const source = call.Wrapper(*this, 1);
+  if (source == nullptr) return kOk;
+  const Place to{GetDataset(), call.Integer(0)};
+  const auto copied = CopyOneRow(to, {source->GetDataset(), call.Integer(2)}, call.Text(3));
+  if (!copied) return kOk;
+  result = *copied;
+  TellColumnChanged({}, {}, {}, to.row, nullptr, -1);
+  return kOk;
+}
+
+kt_long Kt_ExprDataset::CallCopytoRow(const Kt_VariantList* args, Kt_Variant& result) {
+  const MethodCall call(*this, args, 3);
+  if (call.Refused()) return call.Code();
+  Kt_ExprDataset* const target = call.Wrapper(*this, 1);
+  if (target == nullptr) return kOk;
+  if (IsLogical(*target)) return Refuse(*this, u"CopytoRow()");
+  const Place to{target->GetDataset(), call.Integer(2)};
+  const auto copied = CopyOneRow(to, {GetDataset(), call.Integer(0)}, call.Text(3));
+  if (!copied) return kOk;
+  result = *copied;
+  target->TellColumnChanged({}, {}, {}, to.row, nullptr, -1);
+  return kOk;
+}
+
+// ---- Cells --------------------------------------------------------------------------------------
+
+kt_long Kt_ExprDataset::CallCopyColumn(const Kt_VariantList* args, Kt_Variant& result) {
+  const MethodCall call(*this, args, 5, u"CopyColumn()");
+  if (call.Refused()) return call.Code();
+  Kt_ExprDataset* const source = call.Wrapper(*this, 2);
+  if (source == nullptr) return kOk;
+  const Place to = CellAt(call, *this, 0, 1);
+  const auto change = CopyOneCell(to, CellAt(call, *source, 3, 4));
+  if (!change) return kOk;
+  result = change->answer;
+  if (change->answer > 0) {
+    TellColumnChanged(change->column, change->old_value, change->new_value, to.row, nullptr, -1);
+  }
+  return kOk;
+}
+
+kt_long Kt_ExprDataset::CallCopytoColumn(const Kt_VariantList* args, Kt_Variant& result) {
+  const MethodCall call(*this, args, 5);
+  if (call.Refused()) return call.Code();
+  Kt_ExprDataset* const target = call.Wrapper(*this, 2);
+  if (target == nullptr) return kOk;
+  if (IsLogical(*target)) return Refuse(*this, u"CopytoColumn()");
+  const Place to = CellAt(call, *target, 3, 4);
+  const auto change = CopyOneCell(to, CellAt(call, *this, 0, 1));
+  if (!change) return kOk;
+  result = change->answer;
+  if (change->answer > 0) {
+    target->TellColumnChanged(change->column, change->old_value, change->new_value, to.row, nullptr,
+                              -1);
+  }
+  return kOk;
+}
+
+// ---- Whole datasets -----------------------------------------------------------------------------
+
+kt_long Kt_ExprDataset::CallCopy(const Kt_VariantList* args, Kt_Variant& result) {
+  return CallWholeCopy(*this, args, result, &Kt_Dataset::Copy, Kt_LoadReason::kLoaded);
+}
+
+kt_long Kt_ExprDataset::CallCopyF(const Kt_VariantList* args, Kt_Variant& result) {
+  return CallWholeCopy(*this, args, result, &Kt_Dataset::CopyF, Kt_LoadReason::kLoaded);
+}
+
+kt_long Kt_ExprDataset::CallAssign(const Kt_VariantList* args, Kt_Variant& result) {
+  return CallWholeCopy(*this, args, result, &Kt_Dataset::Assign, Kt_LoadReason::kLoaded);
+}
+
+kt_long Kt_ExprDataset::CallAppendDataset(const Kt_VariantList* args, Kt_Variant& result) {
+  return CallWholeCopy(*this, args, result, &Kt_Dataset::AppendDataset, Kt_LoadReason::kAppended);
+}
+
+kt_long Kt_ExprDataset::CallMerge(const Kt_VariantList* args, Kt_Variant& result) {
+  return CallWholeCopy(*this, args, result, &Kt_Dataset::Merge, Kt_LoadReason::kAppended);
+}

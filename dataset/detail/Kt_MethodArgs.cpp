@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+#include "dataset/detail/Kt_MethodArgs.h"
+
+namespace kt::detail {
+namespace {
+
+Kt_ExprDataset* HeldWrapper(const Kt_Variant& value) {
+  const Kt_ObjectHolder& hold = value.GetHolder();
+  if (!hold.IsValid()) return nullptr;
+  return dynamic_cast<Kt_ExprDataset*>(Kt_ExprObject::From(hold.GetObject()));
+}
+
+}  // namespace
+
+MethodCall::MethodCall(Kt_ExprDataset& wrapper, const Kt_VariantList* args, kt_long least,
+                       const char16_t* physical_only)
+    : Kt_FuncArgs(args) {
+  if (TakeTexts(wrapper)) dataset_ = wrapper.GetDataset();
+  if (dataset_ == nullptr || Count() < least) {
+    code_ = kErrBadArgument;
+  } else if (physical_only != nullptr && RefusedOnLogical(wrapper, physical_only)) {
+    code_ = kErrDataset;
+  }
+}
+
+// False when an object's answer ended the wrapper.
+bool MethodCall::TakeTexts(Kt_ExprDataset& wrapper) {
+  Kt_ObjectHolder hold;
+  for (kt_long arg = 0; arg < Count(); ++arg) {
+    const Kt_Variant value = Value(arg);
+    if (!value.IsObject() || HeldWrapper(value) != nullptr) continue;
+    if (hold.IsEmpty()) hold.Set(nullptr, &wrapper);
+    texts_.SetItem(arg, value.ToString());
+    if (!hold.IsValid()) return false;
+  }
+  return true;
+}
+
+Kt_ExprDataset* MethodCall::Wrapper(const Kt_ExprDataset& wrapper, kt_long arg) const {
+  if (Kt_ExprDataset* const held = HeldWrapper(Value(arg))) return held;
+  Kt_ExprObject* const parent = wrapper.GetParentCtx();
+  const Kt_WString id = Text(arg);
+  return parent == nullptr || id.IsEmpty() ? nullptr : parent->GetChildDataset(id);
+}
+
+}  // namespace kt::detail
