@@ -21,7 +21,7 @@ bool LoadJson(std::string_view text, Kt_Dataset& dataset, DataReport& report);
 
 // The shown rows as objects with every column: a list with a row per line, or, for `lines`, rows
 // alone. Null cells are null; numbers are the shortest that read back equal (no number: null);
-// dates are texts in ISO 8601, binaries texts in base 64.
+// dates are texts in ISO 8601, binaries texts in hexadecimal.
 bool SaveJson(const Kt_Dataset& dataset, bool lines, std::string& text, std::string& reason);
 
 }  // namespace kt::cli
