@@ -4,6 +4,7 @@
 #include "classlib/Kt_Object.h"
 #include "object/Kt_ExprObject.h"
 
+class Kt_Dataset;
 class Kt_ExprDataset;
 
 // A part of a dataset, named without copying it: what indexing a dataset gives. Indexing it again
@@ -12,8 +13,13 @@ class Kt_ExprDataset;
 //   orders[3]            row          orders[3].price   cell
 //   orders["price"]      column set   orders["price"].sum
 //
-// Owned by the values that hold it. Notices when the wrapper has gone: then properties give -1 and
-// the id is empty. Threads: those of the dataset.
+// Where a plain value is wanted, a cell gives its value, a row the list of its cells; sets give
+// none.
+//
+// Owned by the values that hold it. Notices when the wrapper or its dataset has gone: then
+// properties give -1 and the id is empty. Rows and columns are looked up when it is asked, so what
+// it names may change, and rows that are no more read empty. Read-only. Threads: those of the
+// dataset.
 class KT_SCRIPT_API Kt_ExprDatasetObject : public Kt_ExprObject {
  public:
   enum Kind { kRowSet = 1, kRow = 2, kColumnSet = 3, kCell = 4 };
@@ -42,12 +48,23 @@ class KT_SCRIPT_API Kt_ExprDatasetObject : public Kt_ExprObject {
   ~Kt_ExprDatasetObject() override = default;
 
  private:
-  Kt_ExprDataset* Dataset() const;  // null when it has gone
+  Kt_ExprDataset* Wrapper() const;  // null when it has gone
+  const Kt_Dataset* Data() const;   // null when it or the wrapper has gone
+  // Stores a part of this part.
+  void Narrow(int kind, int start, int count, const Kt_WString& column, Kt_Variant& result) const;
+  bool GetColumnItem(const Kt_Dataset& dataset, const Kt_WString& id, Kt_Variant& result) const;
+  kt_long RowCount(const Kt_Dataset& dataset) const;
+  kt_long PlainRow(const Kt_Dataset& dataset, kt_long index) const;
+  kt_long ReadRowSet(const Kt_Dataset& dataset, const Kt_WString& name, Kt_Variant& result) const;
+  kt_long ReadRow(const Kt_Dataset& dataset, const Kt_WString& name, Kt_Variant& result) const;
+  kt_long ReadColumnSet(const Kt_Dataset& dataset, const Kt_WString& name,
+                        Kt_Variant& result) const;
+  kt_long ReadCell(const Kt_Dataset& dataset, const Kt_WString& name, Kt_Variant& result) const;
 
   int kind_;
-  Kt_ObjectHolder dataset_;
+  Kt_ObjectHolder dataset_;  // the wrapper
   int start_;
-  int count_;
+  int count_;  // of a cell that was taken from a row, the column index
   Kt_WString column_;
   int pivot_index_ = -1;
 };
