@@ -16,6 +16,8 @@ class Kt_Script;
 //   context.SetRowPosition(0, row, 0, row);
 //   expr.ExecExpr(&context, value);           // "price * qty" reads the cells of that row
 //
+// A missing dataset leaves out what comes from it. Nothing is writable but columns and variables.
+//
 // Borrows everything it is given; a dataset may go at any time. Has no events.
 // Threads: those of the dataset.
 class KT_SCRIPT_API Kt_DatasetCtx : public Kt_ExprObject {
@@ -52,6 +54,9 @@ class KT_SCRIPT_API Kt_DatasetCtx : public Kt_ExprObject {
                       const Kt_Variant& value) override;
   kt_long CallMethod(const Kt_WString& name, const Kt_VariantList* args,
                      Kt_Variant& result) override;
+  // Variables of the list, then those of the parent; nothing is created in either.
+  kt_long GetCtxVar(const Kt_WString& name, Kt_Variable** var, Kt_Variant* value) override;
+  kt_long SetCtxVar(const Kt_WString& name, const Kt_Variant& value, int flag) override;
   int IsValidComponent(Kt_Object* object) const override;
   Kt_Object* GetComponent(const Kt_WString& name) override;
   int GetVarType(const Kt_WString& name, Kt_ExprObjInfo& info) override;
@@ -62,21 +67,43 @@ class KT_SCRIPT_API Kt_DatasetCtx : public Kt_ExprObject {
   void OnSystemError(const Kt_Result& result) override;
   void OnRunTimeError(const Kt_Result& result) override;
   void OnDebugTrace(const Kt_WString& text) override;
+  Kt_ExprObject* GetChildContext(const Kt_WString& name) override;
+  Kt_Script* GetScript() override { return script_; }
 
   // The 27 row keywords, sorted by name.
   static int GetKeywordCount();
   static const _EXPR_SIMPLEPROP_INFO* GetKeywordMap();
 
-#define KT_ROW_KEYWORD_HANDLERS(X)                                                                 \
-  X(KeyCount)                                                                                      \
-  X(KeyCountNF) X(KeyCurDataId) X(KeyCurRow) X(KeyRowIdx) X(KeyRowPos) X(KeyPrevRow) X(KeyNextRow) \
-      X(KeyFirstRow) X(KeyLastRow) X(KeyRowType) X(KeyRowLevel) X(KeyRangeStart) X(KeyRangeCount)  \
-          X(KeyCurPivotIndex) X(KeyPivotIndex) X(KeyPivotCount) X(KeyPivotLevel) X(KeyPivotPos)
+// clang-format off
+#define KT_ROW_KEYWORD_HANDLERS(X) \
+  X(KeyCount)                      \
+  X(KeyCountNF)                    \
+  X(KeyCurDataId)                  \
+  X(KeyCurRow)                     \
+  X(KeyRowIdx)                     \
+  X(KeyRowPos)                     \
+  X(KeyPrevRow)                    \
+  X(KeyNextRow)                    \
+  X(KeyFirstRow)                   \
+  X(KeyLastRow)                    \
+  X(KeyRowType)                    \
+  X(KeyRowLevel)                   \
+  X(KeyRangeStart)                 \
+  X(KeyRangeCount)                 \
+  X(KeyCurPivotIndex)              \
+  X(KeyPivotIndex)                 \
+  X(KeyPivotCount)                 \
+  X(KeyPivotLevel)                 \
+  X(KeyPivotPos)
+// clang-format on
 #define KT_DECLARE_KEYWORD(handler) kt_long handler(const Kt_VariantList* args, Kt_Variant& result);
   KT_ROW_KEYWORD_HANDLERS(KT_DECLARE_KEYWORD)
 #undef KT_DECLARE_KEYWORD
 
  private:
+  bool HasData() const { return default_dataset_.GetDataset() != nullptr; }
+  Kt_ExprDataset* ListedDataset(const Kt_WString& name);
+
   Kt_Script* script_;
   Kt_DatasetList* datasets_;
   Kt_VariableList* variables_;

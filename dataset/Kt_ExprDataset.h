@@ -44,7 +44,11 @@ enum class Kt_LoadReason : int {
 class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnSource {
  public:
   Kt_ExprDataset();
+  // The parent becomes the container too: row expressions see the container's chain, and values
+  // that refer to the wrapper are valid while it lives.
   Kt_ExprDataset(Kt_Dataset* dataset, Kt_ExprObject* parent);
+  Kt_ExprDataset(const Kt_ExprDataset&) = delete;
+  Kt_ExprDataset& operator=(const Kt_ExprDataset&) = delete;
   // Construct and destroy in memory that the caller owns.
   static void InitWithMemory(Kt_ExprDataset* memory);
   static void FreeWithMemory(Kt_ExprDataset* memory);
@@ -55,7 +59,8 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   Kt_Dataset* GetDataset() const { return dataset_.Get(); }
   void SetEvents(int on) { events_on_ = on; }
   int GetEvents() const { return events_on_; }
-  // The wrapper of the dataset that this one's logical dataset shows; null for none. Borrowed.
+  // The wrapper of the dataset that this one's logical dataset shows; null for none. Borrowed. Not
+  // taken when it would close a ring or lie more than 16 wrappers deep.
   void SetLogicalSource(Kt_ExprDataset* source);
   Kt_ExprDataset* GetLogicalSource() const;
 
@@ -79,7 +84,10 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   const char16_t* GetDefaultProp() const override { return nullptr; }
 
   // ---- Events, for hosts to override ----------------------------------------------------------
-  // Rows are visible rows. The Can... operations refuse with 0.
+  // Rows are visible rows, -1 for hidden rows and constants. The Can... operations refuse with 0;
+  // like OnRowDeleting they are not called again from inside themselves. Neither are the others on
+  // a logical dataset. An edit whose rows came, went or changed places while it was asked about is
+  // refused with -1, because its row number may now be that of another row.
   virtual int IsExistsEvent(int event);
   virtual void OnLoadCompleted(int result, const Kt_WString& text, int reason);
   virtual void OnFail(const Kt_Result& result);
@@ -118,12 +126,18 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   int GetCurPivotCol() const { return pivot_current_col_; }
   int GetPivotColIdx() const { return pivot_col_index_; }
 
-  // Moves the position: 1, or 0 when it is outside or refused. -1 for an empty dataset.
+  // Moves the position: 1, or 0 when it is outside or refused. -1 is no row; every position below 1
+  // of an empty dataset is that one.
   int SetRowPosition(int position);
   // The row that row expressions read; `original` counts rows of the original-value buffer. A row
   // past the end is replaced by the position; a negative row index follows the row.
+  //
+  // Until a row is set here, current row and row index follow the position; a negative row with a
+  // negative index makes them follow again.
   void SetCurRow(int row, int original, int row_index);
   void SetRowIdx(int row_index);
+  // The same for the rows and positions of a pivot, which have no originals. A position outside is
+  // not taken.
   void SetPivotRowPosition(int position);
   void SetCurPivotRow(int row, int original, int row_index);
   void SetPivotRowIdx(int row_index);
@@ -131,11 +145,12 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   void SetCurPivotCol(int col, int original, int col_index);
   void SetPivotColIdx(int col_index);
   // Puts the position to the first row after rows came, went or changed places, and tells
-  // OnLoadCompleted. False when the wrapper itself has gone meanwhile.
+  // OnLoadCompleted. After filters a refusal to leave the position does not count. False when the
+  // wrapper itself has gone meanwhile.
   bool AnnounceRows(Kt_LoadReason reason);
 
   // ---- Columns --------------------------------------------------------------------------------
-  // Rows, columns and pivot positions outside read empty.
+  // Rows, columns and pivot positions outside read empty. 1, or 0 for such a cell.
   int IsColumn(const char16_t* id) const;
   int GetColumn(int row, int col, Kt_Variant& result, int pivot_index = -1) const;
   int GetColumn(int row, const Kt_WString& id, Kt_Variant& result, int pivot_index = -1) const;
@@ -145,8 +160,9 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   int GetColumnSet(int row, const Kt_WString& id, Kt_Variant& result) const;
   const Kt_Variant& GetConstColumn(int constant) const;
   const Kt_Variant& GetConstColumn(const Kt_WString& id) const;
-  // 1, also for an equal value; 0 when refused; -1 without such a cell. `component` goes to the
-  // events.
+  // 1, also for an equal value, which asks and tells nothing; 0 when refused; -1 without such a
+  // cell. `component` goes to the events. A logical dataset with a source wrapper writes through
+  // that one, with its events too.
   int SetColumn(int row, int col, const Kt_Variant& value, const Kt_Component* component = nullptr,
                 int pivot_index = -1);
   int SetColumn(int row, const Kt_WString& id, const Kt_Variant& value,
@@ -157,14 +173,20 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   int SetConstColumn(const Kt_WString& id, const Kt_Variant& value);
 
   // ---- Rows -----------------------------------------------------------------------------------
-  // The new row, how many, or 1/0; -1 on failure.
+  // The new row, which becomes the position; -1 on failure: kErrRowPosition and kErrRowNotAdded.
+  // AppendRow tells OnFail only when events are on and kEventFail exists, InsertRow always. A
+  // negative row inserts at the end.
   int AppendRow();
   int InsertRow(int row);
+  // 1, or -1. The position stays on its row, or goes to the last one when that has gone.
   int DeleteRow(int row);
+  // How many. Told as kEmptied; OnRowDeleting comes once for each run of rows, last run first.
   int DeleteAll();
   int DeleteSelected();
+  // 1, or 0.
   int ClearSelect();
   int SelectRow(int row, int check);
+  // Drops rows, columns and constants; told as kEmptied. 1, or 0 without a dataset.
   int ClearAll();
 
   // Hides the rows whose expression is false and shows all for the empty text; 1 when it acted.
@@ -216,6 +238,62 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
     kGuardCount
   };
 
+  friend class Kt_ExprDatasetHandler;
+
+  static constexpr int kPropertyCount = 16;
+  enum class Answer { kYes, kNo, kGone };  // kGone: the wrapper or its dataset
+  struct Cell;
+  struct Write;
+
+  // Events (detail/Kt_EventCall.h). Ask answers kYes when the event need not be asked. Tell is
+  // false when the wrapper has gone or its dataset is another one.
+  template <class Call>
+  Answer Ask(Guard guard, Call call);
+  template <class Call>
+  bool Tell(Guard guard, Call call);
+  bool TellColumnChanged(const Kt_WString& column, const Kt_Variant& old_value,
+                         const Kt_Variant& new_value, int row, const Kt_Component* component,
+                         int pivot_index);
+  bool TellLoadCompleted(Kt_LoadReason reason);
+  void Fail(const Kt_Result& failure, bool always = false);
+
+  void Rebind(Kt_Dataset* dataset, Kt_ExprObject* parent);
+  void ResetCursor();
+  int RowLimit() const;
+  void StorePosition(int position);
+  void FixPosition(int deleted_before, Kt_Dataset& dataset);
+  int AddRow(int row, bool always_report);
+  Kt_ExprDataset* SourceFor(const Kt_Dataset& dataset) const;
+  int WriteCell(const Cell& cell, const Write& write);
+  int WriteAsked(Kt_Dataset& dataset, const Cell& cell, const Write& write);
+  int StoreCell(Kt_Dataset& dataset, const Cell& cell, const Write& write);
+  int WriteConstant(Kt_Dataset& dataset, kt_long constant, const Kt_Variant& value);
+  Answer AskColumn(const Kt_WString& column, const Kt_Variant& old_value, int row,
+                   const Write& write);
+
+// clang-format off
+#define KT_DATASET_PROPERTIES(X) \
+  X(PropColCount)              \
+  X(PropConstCount)            \
+  X(PropCount)                 \
+  X(PropCurRow)                \
+  X(PropFirstRow)              \
+  X(PropID)                    \
+  X(PropLastRow)               \
+  X(PropNextRow)               \
+  X(PropPivotIndex)            \
+  X(PropPivotIndexCount)       \
+  X(PropPrevRow)               \
+  X(PropRow)                   \
+  X(PropRowCount)              \
+  X(PropRowLevel)
+// clang-format on
+#define KT_DECLARE_PROPERTY(getter) kt_long getter(const Kt_VariantList* args, Kt_Variant& result);
+  KT_DATASET_PROPERTIES(KT_DECLARE_PROPERTY)
+#undef KT_DECLARE_PROPERTY
+#undef KT_DATASET_PROPERTIES
+  kt_long SetPropRow(const Kt_VariantList* args, const Kt_Variant& value);
+
   Kt_DatasetHandle dataset_;
   int events_on_ = 0;
   int row_position_ = -1;
@@ -229,23 +307,28 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   int pivot_col_position_ = -1;
   int pivot_current_col_ = -1;
   int pivot_col_index_ = -1;
+  // The current row and index are those of the position.
+  bool cursor_follows_ = true;
+  bool pivot_row_follows_ = true;
+  bool pivot_col_follows_ = true;
   std::array<bool, kGuardCount> guards_;  // true: the event may be called
 };
 
-// Wrappers by dataset; borrows them.
+// Wrappers by dataset. Borrows them and notices when one has gone.
 class KT_SCRIPT_API Kt_ExprDatasetList {
  public:
   void Add(Kt_ExprDataset& wrapper);
-  // The index of the wrapper over that dataset, -1 for none.
+  // The index of the wrapper over that dataset; -1 for none and for null.
   int FindComp(const Kt_Dataset* dataset) const;
   int GetCount() const;
-  Kt_ExprDataset* GetItem(int index) const;  // null outside
+  Kt_ExprDataset* GetItem(int index) const;  // null outside and for one that has gone
 
  private:
-  std::vector<Kt_ExprDataset*> wrappers_;
+  std::vector<Kt_ObjectHolder> wrappers_;
 };
 
-// For lists that hold wrappers by value. Assigning copies dataset and parent only.
+// For lists that hold wrappers by value. Assigning copies dataset and parent only; a null source
+// clears both.
 class KT_SCRIPT_API Kt_ExprDatasetHandler : public Kt_ObjListHandler {
  public:
   void* _InitItem(void* memory) const override;

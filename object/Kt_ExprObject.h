@@ -121,6 +121,9 @@ namespace kt {
 KT_SCRIPT_API void StoreObject(const Kt_Object* container, Kt_ExprObject* object,
                                Kt_Variant& result);
 
+// A dataset wrapper as the object that it is, for code that knows wrappers by their name only.
+KT_SCRIPT_API Kt_ExprObject* ToExprObject(Kt_ExprDataset* dataset);
+
 // The one way to report a run-time error: builds the record and passes it to OnRunTimeError of
 // `context` when it listens (not null, IsSystemLogMode), and returns `code` in every case.
 // `source` names the reporting part.

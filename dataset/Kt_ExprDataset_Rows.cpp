@@ -1,0 +1,196 @@
+// SPDX-License-Identifier: MIT
+//
+// Edits of rows, and the row position with them. After every event the wrapper, its dataset or the
+// rows may be other ones; nothing is used again without a look.
+#include <algorithm>
+
+#include "classlib/Kt_Number.h"
+#include "dataset/Kt_ExprDataset.h"
+#include "dataset/detail/Kt_EventCall.h"
+
+using kt::detail::RowsSeen;
+
+namespace {
+
+constexpr const char16_t* kSource = u"Kt_ExprDataset";
+
+struct RowRun {
+  int start;
+  int count;
+};
+
+std::vector<RowRun> SelectedRuns(const Kt_Dataset& dataset) {
+  std::vector<RowRun> runs;
+  for (int row = 0; row < dataset.GetRowCount(); ++row) {
+    if (!dataset.GetSelect(row)) continue;
+    if (runs.empty() || runs.back().start + runs.back().count != row) runs.push_back({row, 0});
+    ++runs.back().count;
+  }
+  return runs;
+}
+
+int RowsBefore(const std::vector<RowRun>& runs, int row) {
+  int count = 0;
+  for (const RowRun& run : runs) count += std::clamp(row - run.start, 0, run.count);
+  return count;
+}
+
+bool HasRow(const std::vector<RowRun>& runs, int row) {
+  return RowsBefore(runs, row + 1) > RowsBefore(runs, row);
+}
+
+Kt_Result Failure(kt_long code, const Kt_WString& argument) {
+  Kt_Result result;
+  result.AddMsg(code, kSource, 0, argument);
+  return result;
+}
+
+}  // namespace
+
+int Kt_ExprDataset::SetRowPosition(int position) {
+  const Kt_Dataset* const dataset = GetDataset();
+  if (dataset == nullptr) return 0;
+  const int row_count = dataset->GetRowCount();
+  if (row_count == 0 && position < 1) {
+    position = -1;
+  } else if (position < -1 || position >= row_count) {
+    return 0;
+  }
+  if (position == row_position_) return 1;
+  const Answer answer =
+      Ask(kCanRowPosChange, [&] { return CanRowPosChange(row_position_, position); });
+  if (answer != Answer::kYes || position >= dataset->GetRowCount()) return 0;
+  const int old_position = row_position_;
+  if (position == old_position) return 1;  // the host has gone there itself
+  if (dataset->IsPivot()) SetPivotRowPosition(position);
+  StorePosition(position);
+  (void)Tell(kOnRowPosChanged, [&] { OnRowPosChanged(old_position, position); });
+  return 1;
+}
+
+bool Kt_ExprDataset::AnnounceRows(Kt_LoadReason reason) {
+  const Kt_ObjectHolder self(nullptr, this);
+  (void)SetRowPosition(0);
+  if (self.GetObject() == nullptr) return false;
+  // The host may have kept the position, but not on a row that is no more.
+  const int row_count = GetRowCount();
+  if (row_position_ >= row_count || (reason == Kt_LoadReason::kFiltered && row_count > 0)) {
+    StorePosition(row_count > 0 ? 0 : -1);
+  }
+  return TellLoadCompleted(reason);
+}
+
+int Kt_ExprDataset::AppendRow() { return AddRow(-1, false); }
+int Kt_ExprDataset::InsertRow(int row) { return AddRow(row, true); }
+
+int Kt_ExprDataset::AddRow(int row, bool always_report) {
+  Kt_Dataset* const dataset = GetDataset();
+  if (dataset == nullptr || SourceFor(*dataset) != nullptr) return -1;
+  const int position = row_position_;
+  switch (Ask(kCanRowPosChange, [&] { return CanRowPosChange(position, GetRowCount()); })) {
+    case Answer::kYes: break;
+    case Answer::kNo:
+      Fail(Failure(kErrRowPosition, kt_longtextW(position)), always_report);
+      [[fallthrough]];
+    case Answer::kGone: return -1;
+  }
+  const int added = row < 0 ? dataset->AppendRow(1) : dataset->InsertRow(row, 1);
+  if (added < 0) {
+    Fail(Failure(kErrRowNotAdded, dataset->GetId()), always_report);
+    return -1;
+  }
+  const int old_position = row_position_;
+  if (!Tell(kOnRowInserted, [&] { OnRowInserted(added, 1); })) return added;
+  const int new_position = std::min<int>(added, dataset->GetRowCount() - 1);
+  StorePosition(new_position);
+  (void)Tell(kOnRowPosChanged, [&] { OnRowPosChanged(old_position, new_position); });
+  return added;
+}
+
+// The position after rows went, `deleted_before` of them before it.
+void Kt_ExprDataset::FixPosition(int deleted_before, Kt_Dataset& dataset) {
+  const int position = row_position_ - deleted_before;
+  const int row_count = dataset.GetRowCount();
+  StorePosition(row_position_ == -1 || position >= row_count ? row_count - 1 : position);
+}
+
+int Kt_ExprDataset::DeleteRow(int row) {
+  Kt_Dataset* const dataset = GetDataset();
+  if (dataset == nullptr || row < 0) return -1;
+  const RowsSeen seen(*dataset);
+  const Answer answer = Ask(kOnRowDeleting, [&] {
+    OnRowDeleting(row, 1);
+    return 1;
+  });
+  if (answer == Answer::kGone || !seen.AreThere(*dataset)) return -1;
+  const int deleted = dataset->DeleteRow(row);
+  if (deleted < 0) return deleted;
+  const int old_position = row_position_;
+  FixPosition(row < old_position ? 1 : 0, *dataset);
+  const bool is_moved = row_position_ != old_position || row == old_position;
+  if (Tell(kOnRowDeleted, [&] { OnRowDeleted(row, 1); }) && is_moved) {
+    (void)Tell(kOnRowPosChanged, [&] { OnRowPosChanged(-1, row_position_); });
+  }
+  return deleted;
+}
+
+int Kt_ExprDataset::DeleteAll() {
+  Kt_Dataset* const dataset = GetDataset();
+  const int row_count = GetRowCount();
+  if (row_count == 0) return 0;
+  const Answer answer = Ask(kOnRowDeleting, [&] {
+    OnRowDeleting(0, row_count);
+    return 1;
+  });
+  if (answer == Answer::kGone) return -1;
+  const int deleted = dataset->DeleteAll();
+  if (deleted < 0) return deleted;
+  StorePosition(-1);
+  (void)TellLoadCompleted(Kt_LoadReason::kEmptied);
+  return deleted;
+}
+
+int Kt_ExprDataset::DeleteSelected() {
+  Kt_Dataset* const dataset = GetDataset();
+  if (dataset == nullptr) return 0;
+  const std::vector<RowRun> runs = SelectedRuns(*dataset);
+  if (runs.empty()) return 0;
+  const RowsSeen seen(*dataset);
+  for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
+    const Answer answer = Ask(kOnRowDeleting, [&] {
+      OnRowDeleting(run->start, run->count);
+      return 1;
+    });
+    if (answer == Answer::kGone || !seen.AreThere(*dataset)) return -1;
+  }
+  const int deleted = dataset->DeleteSelected();
+  if (deleted < 0) return deleted;
+  const int old_position = row_position_;
+  FixPosition(RowsBefore(runs, old_position), *dataset);
+  const bool is_moved = row_position_ != old_position || HasRow(runs, old_position);
+  if (TellLoadCompleted(Kt_LoadReason::kEmptied) && is_moved) {
+    (void)Tell(kOnRowPosChanged, [&] { OnRowPosChanged(-1, row_position_); });
+  }
+  return deleted;
+}
+
+int Kt_ExprDataset::ClearSelect() {
+  Kt_Dataset* const dataset = GetDataset();
+  if (dataset == nullptr) return 0;
+  dataset->ClearSelect();
+  return 1;
+}
+
+int Kt_ExprDataset::SelectRow(int row, int check) {
+  Kt_Dataset* const dataset = GetDataset();
+  return dataset != nullptr && dataset->SelectRow(row, check != 0) > 0 ? 1 : 0;
+}
+
+int Kt_ExprDataset::ClearAll() {
+  Kt_Dataset* const dataset = GetDataset();
+  if (dataset == nullptr) return 0;
+  dataset->ClearAll();
+  StorePosition(-1);
+  (void)TellLoadCompleted(Kt_LoadReason::kEmptied);
+  return 1;
+}
