@@ -15,6 +15,12 @@ bool EndsName(char16_t unit) {
   return IsBlank(unit) || unit == u'/' || unit == u'>' || unit == u'=' || unit == u'<';
 }
 
+// LF, CR LF and CR end lines.
+bool EndsLine(std::u16string_view text, std::size_t at) {
+  return text[at] == u'\n' ||
+         (text[at] == u'\r' && (at + 1 == text.size() || text[at + 1] != u'\n'));
+}
+
 int DigitOf(char16_t unit, int base) {
   int digit = 99;
   if (unit >= u'0' && unit <= u'9') digit = unit - u'0';
@@ -85,7 +91,15 @@ const std::u16string* XmlScanner::Attribute(std::u16string_view name) const {
 }
 
 std::int64_t XmlScanner::Line() const {
-  return 1 + std::count(text_.begin(), text_.begin() + static_cast<std::ptrdiff_t>(at_), u'\n');
+  std::int64_t line = 1;
+  for (std::size_t at = 0; at < at_; ++at) line += EndsLine(text_, at) ? 1 : 0;
+  return line;
+}
+
+std::int64_t XmlScanner::Column() const {
+  std::size_t start = at_;
+  while (start > 0 && !EndsLine(text_, start - 1)) --start;
+  return static_cast<std::int64_t>(at_ - start) + 1;
 }
 
 XmlScanner::Piece XmlScanner::Fail(const char16_t* error) {
@@ -97,11 +111,68 @@ void XmlScanner::SkipBlanks() {
   while (at_ < text_.size() && IsBlank(text_[at_])) ++at_;
 }
 
-bool XmlScanner::SkipPast(std::u16string_view mark) {
-  const std::size_t found = text_.find(mark, at_);
+XmlScanner::Piece XmlScanner::FailAt(std::size_t at, const char16_t* error) {
+  at_ = at;
+  return Fail(error);
+}
+
+bool XmlScanner::SkipPast(std::size_t start, std::u16string_view mark) {
+  const std::size_t found = text_.find(mark, start);
   if (found == std::u16string_view::npos) return false;
   at_ = found + mark.size();
   return true;
+}
+
+// To the '>' that is neither inside the definitions nor in quotes.
+bool XmlScanner::SkipDocumentType() {
+  bool in_definitions = false;
+  while (at_ < text_.size()) {
+    const char16_t unit = text_[at_];
+    const std::u16string_view rest = text_.substr(at_);
+    if (rest.starts_with(u"<!--")) {
+      if (!SkipPast(at_ + 4, u"-->")) return false;
+    } else if (rest.starts_with(u"<?")) {
+      if (!SkipPast(at_ + 2, u"?>")) return false;
+    } else if (unit == u'"' || unit == u'\'') {
+      if (!SkipPast(at_ + 1, rest.substr(0, 1))) return false;
+    } else {
+      ++at_;
+      if (unit == u'[') in_definitions = true;
+      if (unit == u']') in_definitions = false;
+      if (unit == u'>' && !in_definitions) return true;
+    }
+  }
+  return false;
+}
+
+XmlScanner::Aside XmlScanner::SkipAside() {
+  const std::size_t start = at_;
+  const std::u16string_view rest = text_.substr(at_);
+  bool closed = true;
+  if (rest.starts_with(u"<!--")) {
+    error_ = u"comment without end";
+    closed = SkipPast(at_ + 4, u"-->");
+  } else if (rest.starts_with(u"<?")) {
+    error_ = u"instruction without end";
+    closed = SkipPast(at_ + 2, u"?>");
+  } else if (rest.starts_with(u"<!DOCTYPE") && open_.empty() && !root_seen_) {
+    error_ = u"document type without end";
+    closed = SkipDocumentType();
+  } else {
+    return Aside::kNone;
+  }
+  if (!closed) at_ = start;
+  return closed ? Aside::kSkipped : Aside::kUnclosed;
+}
+
+bool XmlScanner::IsAtEnd() {
+  for (;;) {
+    SkipBlanks();
+    if (at_ == text_.size()) return true;
+    if (SkipAside() != Aside::kSkipped) break;
+  }
+  error_ = u"something stands behind the root element";
+  return false;
 }
 
 std::u16string_view XmlScanner::ReadName() {
@@ -126,20 +197,9 @@ XmlScanner::Piece XmlScanner::Next() {
     }
     if (at_ == text_.size()) return Fail(u"the text ends inside an element");
     if (text_[at_] != u'<') return CharacterData();
-    const std::u16string_view rest = text_.substr(at_);
-    if (rest.starts_with(u"<!--")) {
-      if (!SkipPast(u"-->")) return Fail(u"comment without end");
-    } else if (rest.starts_with(u"<?")) {
-      if (!SkipPast(u"?>")) return Fail(u"instruction without end");
-    } else if (rest.starts_with(u"<!DOCTYPE")) {
-      const std::size_t end = rest.find_first_of(u"[>");
-      if (end == std::u16string_view::npos || rest[end] == u'[') {
-        return Fail(u"document type with definitions");
-      }
-      at_ += end + 1;
-    } else {
-      return Markup();
-    }
+    const Aside aside = SkipAside();
+    if (aside == Aside::kUnclosed) return Piece::kError;
+    if (aside == Aside::kNone) return Markup();
   }
 }
 
@@ -148,7 +208,7 @@ XmlScanner::Piece XmlScanner::Markup() {
   if (text_.substr(at_).starts_with(kCdata)) {
     const std::size_t start = at_ + kCdata.size();
     if (open_.empty()) return Fail(u"text before the root element");
-    if (!SkipPast(u"]]>")) return Fail(u"CDATA without end");
+    if (!SkipPast(start, u"]]>")) return Fail(u"CDATA without end");
     content_ = text_.substr(start, at_ - 3 - start);
     return Piece::kText;
   }
@@ -157,10 +217,12 @@ XmlScanner::Piece XmlScanner::Markup() {
 }
 
 XmlScanner::Piece XmlScanner::StartTag() {
+  const std::size_t start = at_;
   name_ = ReadName();
   attributes_.clear();
   if (name_.empty()) return Fail(u"element without a name");
-  if (open_.size() == kMaxDepth) return Fail(u"elements nested too deeply");
+  if (name_.front() == u'!') return FailAt(start, u"unknown markup");
+  if (open_.size() == kMaxDepth) return FailAt(start, u"elements nested too deeply");
   for (;;) {
     SkipBlanks();
     if (at_ == text_.size()) return Fail(u"the text ends inside a tag");
@@ -180,7 +242,7 @@ XmlScanner::Piece XmlScanner::StartTag() {
 }
 
 bool XmlScanner::ReadAttribute() {
-  error_ = u"bad attribute";
+  error_ = attributes_.size() == kMaxAttributes ? u"too many attributes" : u"bad attribute";
   const std::u16string_view name = ReadName();
   if (name.empty() || attributes_.size() == kMaxAttributes) return false;
   SkipBlanks();
@@ -199,12 +261,12 @@ bool XmlScanner::ReadAttribute() {
 }
 
 XmlScanner::Piece XmlScanner::EndTag() {
-  ++at_;
+  const std::size_t start = ++at_;
   name_ = ReadName();
   SkipBlanks();
   if (at_ == text_.size() || text_[at_] != u'>') return Fail(u"bad end tag");
   ++at_;
-  if (open_.empty() || open_.back() != name_) return Fail(u"end tag of another element");
+  if (open_.empty() || open_.back() != name_) return FailAt(start, u"end tag of another element");
   open_.pop_back();
   return Piece::kEnd;
 }
@@ -225,6 +287,7 @@ bool XmlScanner::Expand(std::u16string_view raw, bool attribute, std::u16string&
       const std::size_t end = raw.substr(at, kLongestReference).find(u';');
       if (end == std::u16string_view::npos || !ExpandReference(raw.substr(at + 1, end - 1), out)) {
         error_ = u"unknown entity";
+        at_ = static_cast<std::size_t>(raw.data() - text_.data()) + at;
         return false;
       }
       at += end;

@@ -10,8 +10,8 @@
 namespace kt::detail {
 
 // Reads XML piece by piece: elements with attributes, text, CDATA; comments and instructions are
-// skipped. Only the five entities of XML itself and character references are known, and a document
-// type with definitions is an error, so no text can grow while it is read. Character references may
+// skipped. Only the five entities of XML itself and character references are known: a document type
+// is skipped with its definitions, so no text can grow while it is read. Character references may
 // name any code unit: texts of datasets hold what XML does not allow, and have to come back.
 //
 // Memory: the text stays the caller's; open elements are kept on a list of at most kMaxDepth names.
@@ -29,6 +29,10 @@ class XmlScanner {
   std::u16string_view Name() const { return name_; }
   // Of the last kStart; null when it has no such attribute.
   const std::u16string* Attribute(std::u16string_view name) const;
+  // All of them, in the order of the text; a name may come twice.
+  const std::vector<std::pair<std::u16string_view, std::u16string>>& Attributes() const {
+    return attributes_;
+  }
   // Of the last kText, with references resolved and line ends as LF.
   const std::u16string& Text() const { return content_; }
   // Skips the content of the element that was started last, and its end. False on an error.
@@ -37,11 +41,21 @@ class XmlScanner {
   bool ElementText(std::u16string& text);
 
   const char16_t* Error() const { return error_; }
-  std::int64_t Line() const;  // of the place that was reached
+  // The place that was reached: after an error where it is. Both count from 1, columns in units.
+  std::int64_t Line() const;
+  std::int64_t Column() const;
+  // After kDone: whether only blanks, comments and instructions are left.
+  bool IsAtEnd();
 
  private:
+  // What stood between two pieces of content.
+  enum class Aside : std::uint8_t { kNone, kSkipped, kUnclosed };
+
   Piece Fail(const char16_t* error);
-  bool SkipPast(std::u16string_view mark);
+  Piece FailAt(std::size_t at, const char16_t* error);
+  bool SkipPast(std::size_t start, std::u16string_view mark);
+  bool SkipDocumentType();
+  Aside SkipAside();
   Piece Markup();
   Piece StartTag();
   Piece EndTag();
