@@ -5,7 +5,6 @@
 
 #include "classlib/Kt_VarInline.h"
 #include "object/Kt_ExprStackObj.h"
-#include "script/detail/Kt_ExprCompiler.h"
 #include "script/detail/Kt_Interpreter.h"
 
 namespace kt::detail {
@@ -13,16 +12,6 @@ namespace kt::detail {
 namespace {
 
 constexpr const char16_t* kSource = u"Kt_Expr";
-
-const char16_t* OperatorText(CodeOp op) {
-  switch (op) {
-    case CodeOp::kAdd: return u"+";
-    case CodeOp::kSub: return u"-";
-    case CodeOp::kMul: return u"*";
-    case CodeOp::kDiv: return u"/";
-    default: return u"%";
-  }
-}
 
 // The index or key that an indexer's value stands for, as the evaluator reads it.
 void ReadIndex(const Kt_Variant& value, kt_long& index, Kt_WString& key) {
@@ -41,24 +30,6 @@ void ReadIndex(const Kt_Variant& value, kt_long& index, Kt_WString& key) {
 
 bool IsNumber(const Kt_Variant& value) { return value.IsLong() || value.IsDouble(); }
 
-// With plain numbers no operator fails and nothing is asked of anybody.
-void ComputeNumbers(CodeOp op, const Kt_Variant& left, const Kt_Variant& right,
-                    Kt_Variant& result) {
-  switch (op) {
-    case CodeOp::kAdd: (void)kt::VarAdd(left, right, result); break;
-    case CodeOp::kSub: (void)kt::VarSub(left, right, result); break;
-    case CodeOp::kMul: (void)kt::VarMul(left, right, result); break;
-    case CodeOp::kDiv: (void)kt::VarDiv(left, right, result); break;
-    case CodeOp::kMod: (void)kt::VarMod(left, right, result); break;
-    case CodeOp::kEqual: result = kt_long{kt::VarCmp(left, right, kCmpEqual)}; break;
-    case CodeOp::kNotEqual: result = kt_long{kt::VarCmp(left, right, kCmpEqual) == 0}; break;
-    case CodeOp::kGreater: result = kt_long{kt::VarCmp(left, right, kCmpGreater)}; break;
-    case CodeOp::kGreaterEqual: result = kt_long{kt::VarCmp(left, right, kCmpGreaterEqual)}; break;
-    case CodeOp::kLess: result = kt_long{kt::VarCmp(left, right, kCmpLess)}; break;
-    default: result = kt_long{kt::VarCmp(left, right, kCmpLessEqual)}; break;
-  }
-}
-
 }  // namespace
 
 // The temps and bound variables of one evaluation, on the native stack.
@@ -66,13 +37,14 @@ template <int kTemps>
 class CodeFrame {
  public:
   CodeFrame(ExprCode& code, Scope& scope)
-      : consts_(code.consts_.data()), code_(code), scope_(scope) {
-    for (std::uint16_t temp = 0; temp < code.temp_count_; ++temp) new (&Temp(temp)) Kt_Variant;
+      : consts_(code.program_.consts.data()), code_(code), scope_(scope) {
+    for (std::uint16_t temp = 0; temp < code.program_.temp_count; ++temp)
+      new (&Temp(temp)) Kt_Variant;
   }
   CodeFrame(const CodeFrame&) = delete;
   CodeFrame& operator=(const CodeFrame&) = delete;
   ~CodeFrame() {
-    for (std::uint16_t temp = 0; temp < code_.temp_count_; ++temp) Temp(temp).~Kt_Variant();
+    for (std::uint16_t temp = 0; temp < code_.program_.temp_count; ++temp) Temp(temp).~Kt_Variant();
     if (is_holding_) {
       for (std::size_t var = 0; var < bound_count_; ++var) vars_[var]->Unref();
     }
@@ -97,10 +69,10 @@ class CodeFrame {
   }
 
   Kt_Variant& Temp(std::uint16_t temp) { return reinterpret_cast<Kt_Variant*>(temps_)[temp]; }
-  Kt_Variable& Var(std::uint16_t operand) { return *vars_[operand - CodeOperand::kVarBase]; }
+  Kt_Variable& Var(std::uint16_t operand) { return *vars_[operand - CodeOperand::kNameBase]; }
   const Kt_Variant& Get(std::uint16_t operand) {
     if (operand < CodeOperand::kConstBase) return Temp(operand);
-    if (operand < CodeOperand::kVarBase) return consts_[operand - CodeOperand::kConstBase];
+    if (operand < CodeOperand::kNameBase) return consts_[operand - CodeOperand::kConstBase];
     const Kt_Variant& value = Var(operand).GetValue();
     return KT_LIKELY(!value.IsObject()) ? value : CheckedObject(value);
   }
@@ -133,22 +105,11 @@ class CodeFrame {
 
 std::shared_ptr<ExprCode> ExprCode::Make(Kt_Expr& expr) {
   auto code = std::make_shared<ExprCode>();
-  if (expr.GetText().IsEmpty() && expr.GetState() != kStateList) {
-    code->consts_.emplace_back();
-    code->instrs_.push_back({CodeOp::kReturn, 0, CodeOperand::kConstBase, 0, 0});
-    return code;
+  code->program_ = ExprProgram::Of(expr);
+  for (const Kt_WString& name : code->program_.names) {
+    code->vars_.push_back({name, kt_makesymbolW(name)});
   }
-  if (expr.GetState() == kStateUnparsed) {
-    Kt_WString error;
-    if (expr.Parse(error, nullptr) < 0) {
-      // Back to unparsed: the evaluator finds the fault again, and reports it.
-      expr.SetExpr(Kt_WString(expr.GetText()));
-      return code;
-    }
-  }
-  const kt_long state = expr.GetState();
-  const bool is_plain = state == kStateOrdinary || state == kStateName || state == kStateConstant;
-  if (!is_plain || !ExprCompiler(expr.GetOps(), *code).Compile()) code->instrs_.clear();
+  for (const Kt_WString& name : code->program_.calls) code->calls_.emplace_back().name = name;
   return code;
 }
 
@@ -187,7 +148,7 @@ template <int kTemps>
 kt_long ExprCode::RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target* target) {
   CodeFrame<kTemps> frame(*this, scope);
   if (KT_UNLIKELY(!frame.Bind(run))) return kUseEvaluator;
-  const CodeInstr* const first = instrs_.data();
+  const CodeInstr* const first = program_.instrs.data();
   for (const CodeInstr* in = first;; ++in) {
     kt_long code = kOk;
     switch (in->op) {
@@ -267,13 +228,13 @@ kt_long ExprCode::RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target*
           break;
         }
         frame.Hold();
-        code = ReadElement(scope, vars_[in->a - CodeOperand::kVarBase].name, base, index,
+        code = ReadElement(scope, vars_[in->a - CodeOperand::kNameBase].name, base, index,
                            frame.Temp(in->dst));
         break;
       }
       case CodeOp::kIndex:
         frame.Hold();
-        code = ReadElement(scope, consts_[static_cast<std::size_t>(in->extra)].ToString(),
+        code = ReadElement(scope, program_.consts[static_cast<std::size_t>(in->extra)].ToString(),
                            frame.Get(in->a), frame.Get(in->b), frame.Temp(in->dst));
         break;
       case CodeOp::kRef: frame.Temp(in->dst).SetRef(frame.Var(in->a)); break;
@@ -292,7 +253,7 @@ kt_long ExprCode::RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target*
       case CodeOp::kTarget:
         if (target == nullptr) break;
         target->variable = Kt_VariableHold(&frame.Var(in->a));
-        target->name = &vars_[in->a - CodeOperand::kVarBase].name;
+        target->name = &vars_[in->a - CodeOperand::kNameBase].name;
         ReadIndex(frame.Get(in->b), target->index, target->key);
         return kOk;
     }
@@ -336,18 +297,18 @@ kt_long ExprCode::RunCall(RunState& run, Scope& scope, const Call& call, Kt_Vari
 
 const Kt_Variant* ExprCode::FindOperand(RunState& run, Scope& scope, std::uint16_t operand) {
   if (operand < CodeOperand::kConstBase) return nullptr;
-  if (operand < CodeOperand::kVarBase) return &consts_[operand - CodeOperand::kConstBase];
-  Var& var = vars_[operand - CodeOperand::kVarBase];
+  if (operand < CodeOperand::kNameBase) return &program_.consts[operand - CodeOperand::kConstBase];
+  Var& var = vars_[operand - CodeOperand::kNameBase];
   const Kt_Variable* const found = run.FindVariable(&scope, var.symbol, var.hint);
   return found && !found->GetValue().IsObject() ? &found->GetValue() : nullptr;
 }
 
 bool ExprCode::StoreElement(RunState& run, Scope& scope, const Kt_Variant& value) {
-  const CodeInstr& in = instrs_.front();
+  const CodeInstr& in = program_.instrs.front();
   if (in.op != CodeOp::kTarget || value.IsRef()) return false;
   const Kt_Variant* const index = FindOperand(run, scope, in.b);
   if (index == nullptr || !index->IsLong()) return false;
-  Var& var = vars_[in.a - CodeOperand::kVarBase];
+  Var& var = vars_[in.a - CodeOperand::kNameBase];
   Kt_Variable* const base = run.FindVariable(&scope, var.symbol, var.hint);
   return base != nullptr && base->GetValue().IsList() &&
          base->GetValueW().ListSet(index->AsLong(), value);
@@ -355,38 +316,38 @@ bool ExprCode::StoreElement(RunState& run, Scope& scope, const Kt_Variant& value
 
 // One operator over two plain numbers, such as the condition of a loop.
 bool ExprCode::RunSingle(RunState& run, Scope& scope, Kt_Variant& result) {
-  const CodeInstr& in = instrs_.front();
+  const CodeInstr& in = program_.instrs.front();
   if (in.op == CodeOp::kReturn) {
     const Kt_Variant* const operand = FindOperand(run, scope, in.a);
     if (operand != nullptr) result = *operand;
     return operand != nullptr;
   }
-  if (in.op > CodeOp::kLessEqual || instrs_[1].op != CodeOp::kReturn) return false;
+  if (in.op > CodeOp::kLessEqual || program_.instrs[1].op != CodeOp::kReturn) return false;
   const Kt_Variant* const left = FindOperand(run, scope, in.a);
   const Kt_Variant* const right = FindOperand(run, scope, in.b);
   if (left == nullptr || right == nullptr || !IsNumber(*left) || !IsNumber(*right)) return false;
-  ComputeNumbers(in.op, *left, *right, result);
+  (void)RunOperation(in.op, *left, *right, result);  // plain numbers never fail
   return true;
 }
 
 kt_long ExprCode::Run(RunState& run, Scope& scope, Kt_Variant& result) {
-  if (instrs_.size() <= 2 && RunSingle(run, scope, result)) return kOk;
+  if (program_.instrs.size() <= 2 && RunSingle(run, scope, result)) return kOk;
   if (!calls_.empty()) {
     if (bound_version_ != run.GetScript().GetVersion()) BindCalls(run, scope);
     if (!is_bound_) return kUseEvaluator;
   }
-  return temp_count_ <= kFewTemps ? RunIn<kFewTemps>(run, scope, &result, nullptr)
-                                  : RunIn<kMaxTemps>(run, scope, &result, nullptr);
+  return program_.temp_count <= kFewTemps ? RunIn<kFewTemps>(run, scope, &result, nullptr)
+                                          : RunIn<kMaxTemps>(run, scope, &result, nullptr);
 }
 
 kt_long ExprCode::RunTarget(RunState& run, Scope& scope, Target& target) {
-  if (!has_target_) return kUseEvaluator;
+  if (!program_.has_target) return kUseEvaluator;
   if (!calls_.empty()) {
     if (bound_version_ != run.GetScript().GetVersion()) BindCalls(run, scope);
     if (!is_bound_) return kUseEvaluator;
   }
-  return temp_count_ <= kFewTemps ? RunIn<kFewTemps>(run, scope, nullptr, &target)
-                                  : RunIn<kMaxTemps>(run, scope, nullptr, &target);
+  return program_.temp_count <= kFewTemps ? RunIn<kFewTemps>(run, scope, nullptr, &target)
+                                          : RunIn<kMaxTemps>(run, scope, nullptr, &target);
 }
 
 }  // namespace kt::detail

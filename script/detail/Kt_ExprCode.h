@@ -3,61 +3,13 @@
 
 #include <vector>
 
-#include "expr/Kt_Expr.h"
+#include "expr/Kt_ExprProgram.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "script/detail/Kt_RunState.h"
 
 namespace kt::detail {
 
-// Operations of the compiled form. Most take two operands and leave the result in `dst`.
-enum class CodeOp : std::uint8_t {
-  kAdd,
-  kSub,
-  kMul,
-  kDiv,
-  kMod,
-  kEqual,
-  kNotEqual,
-  kGreater,
-  kGreaterEqual,
-  kLess,
-  kLessEqual,
-  kAnd,
-  kOr,
-  kNot,         // dst = !b
-  kRight,       // dst = b (the lone &)
-  kMove,        // dst = a
-  kTestAnd,     // a is false: dst = 0 and go to `extra`; else dst = a
-  kTestOr,      // a is true: dst = 1 and go to `extra`; else dst = a
-  kStepBefore,  // a += extra; dst = a
-  kStepAfter,   // dst = a; a += extra
-  kElement,     // dst = variable a [b]
-  kIndex,       // dst = value a [b]; the constant `extra` is the name for messages
-  kRef,         // dst = reference to variable a
-  kCall,        // dst = calls[extra](temps a .. a + b)
-  kReturn,      // the result is a
-  kTarget,      // the expression stands for variable a [b]
-};
-
-struct CodeInstr {
-  CodeOp op;
-  std::uint16_t dst;  // a temp
-  std::uint16_t a;    // operands: temp, constant or variable, see CodeOperand
-  std::uint16_t b;
-  std::int32_t extra;
-};
-static_assert(sizeof(CodeInstr) == 12);
-
-// An operand is a temp, a constant or a variable of the expression, by range.
-namespace CodeOperand {
-inline constexpr std::uint16_t kConstBase = 0x4000;
-inline constexpr std::uint16_t kVarBase = 0x8000;
-}  // namespace CodeOperand
-
-// The compiled form of an expression of a script: straight code over temps, constants and the
-// script's own variables, made from the operation list by running the evaluator's rules on paper.
-//
-//   (s * 3 + i * j) % 7      t0 = s * 3;  t1 = i * j;  t2 = t0 + t1;  t3 = t2 % 7;  return t3
+// The compiled form of an expression of a script, whose names are the script's own variables.
 //
 // It gives what the evaluator gives, in the same order of reading, for the forms that loops are
 // made of: operators, plain variables, elements of variables, calls. Everything else (members,
@@ -70,16 +22,15 @@ class ExprCode {
  public:
   // Answered by Run and RunTarget when the evaluator has to do it. Not a code anyone else uses.
   static constexpr kt_long kUseEvaluator = -0x7FFFFFFF;
-  // Temps and variables of one expression; what needs more is for the evaluator.
-  static constexpr int kMaxTemps = 48;
+  static constexpr int kMaxTemps = ExprProgram::kMaxTemps;
   static constexpr int kFewTemps = 12;  // most expressions; keeps deep recursion cheap in stack
-  static constexpr int kMaxVars = 24;
+  static constexpr int kMaxVars = ExprProgram::kMaxNames;
 
   // The code of `expr`, made on first use. Null when it is for the evaluator alone.
   static ExprCode* Of(Kt_Expr& expr) {
     std::shared_ptr<ExprCode>& slot = expr.CodeSlot();
     if (KT_UNLIKELY(slot == nullptr)) slot = Make(expr);
-    return slot->instrs_.empty() ? nullptr : slot.get();
+    return slot->program_.IsEmpty() ? nullptr : slot.get();
   }
 
   // Evaluates in `scope`. 0 with the result, a code that has been reported, or kUseEvaluator.
@@ -98,7 +49,6 @@ class ExprCode {
   bool StoreElement(RunState& run, Scope& scope, const Kt_Variant& value);
 
  private:
-  friend class ExprCompiler;
   template <int kTemps>
   friend class CodeFrame;
 
@@ -130,14 +80,11 @@ class ExprCode {
   static kt_long RunCall(RunState& run, Scope& scope, const Call& call, Kt_Variant* args,
                          int arg_count, Kt_Variant& result);
 
-  std::vector<CodeInstr> instrs_;  // empty: for the evaluator
-  std::vector<Kt_Variant> consts_;
-  std::vector<Var> vars_;
-  std::vector<Call> calls_;
+  ExprProgram program_;              // empty: for the evaluator
+  std::vector<Var> vars_;            // its names
+  std::vector<Call> calls_;          // its calls
   std::uint64_t bound_version_ = 0;  // of the script, when the calls were bound
   bool is_bound_ = false;
-  bool has_target_ = false;
-  std::uint16_t temp_count_ = 0;
 };
 
 }  // namespace kt::detail

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "script/detail/Kt_ExprCompiler.h"
+#include "expr/detail/Kt_ExprCompiler.h"
 
 #include "expr/Kt_ExprUtil.h"
 
@@ -8,11 +8,11 @@ namespace kt::detail {
 namespace {
 
 using CodeOperand::kConstBase;
-using CodeOperand::kVarBase;
+using CodeOperand::kNameBase;
 
 bool IsOpener(std::int16_t code) { return code == kOpParen || code == kOpBracket; }
-bool IsVar(std::uint16_t operand) { return operand >= kVarBase; }
-bool IsConst(std::uint16_t operand) { return operand >= kConstBase && operand < kVarBase; }
+bool IsName(std::uint16_t operand) { return operand >= kNameBase; }
+bool IsConst(std::uint16_t operand) { return operand >= kConstBase && operand < kNameBase; }
 
 bool IsPrefix(std::int16_t code) {
   return code == kOpNot || code == kOpPreInc || code == kOpPreDec || code == kOpAdd ||
@@ -95,52 +95,52 @@ bool ExprCompiler::PushConstant(const Kt_Variant& value) {
 bool ExprCompiler::Name(const Kt_ExprOp& op) {
   if (Top().kind != Entry::Kind::kNone) return false;
   const Kt_Symbol symbol = kt_makesymbolW(op.text);
-  const auto next = static_cast<std::uint16_t>(kVarBase + vars_.size());
-  const auto [it, is_new] = vars_.try_emplace(symbol, next);
-  if (is_new) code_.vars_.push_back({op.text, symbol});
-  Top().kind = Entry::Kind::kVar;
+  const auto next = static_cast<std::uint16_t>(kNameBase + names_.size());
+  const auto [it, is_new] = names_.try_emplace(symbol, next);
+  if (is_new) program_.names.push_back(op.text);
+  Top().kind = Entry::Kind::kName;
   Top().operand = it->second;
-  return vars_.size() <= ExprCode::kMaxVars;
+  return names_.size() <= ExprProgram::kMaxNames;
 }
 
 // What messages call the entry.
 Kt_Variant ExprCompiler::NameOf(const Entry& entry) const {
   switch (entry.kind) {
-    case Entry::Kind::kElement: return code_.vars_[entry.operand - kVarBase].name;
-    case Entry::Kind::kCall: return code_.calls_[static_cast<std::size_t>(entry.call)].name;
+    case Entry::Kind::kElement: return program_.names[entry.operand - kNameBase];
+    case Entry::Kind::kCall: return program_.calls[static_cast<std::size_t>(entry.call)];
     default: return Kt_Variant();
   }
 }
 
 std::uint16_t ExprCompiler::NewTemp() {
-  if (temp_count_ >= ExprCode::kMaxTemps) has_failed_ = true;
+  if (temp_count_ >= ExprProgram::kMaxTemps) has_failed_ = true;
   return static_cast<std::uint16_t>(has_failed_ ? 0 : temp_count_++);
 }
 
 std::uint16_t ExprCompiler::AddConst(const Kt_Variant& value) {
-  if (code_.consts_.size() >= kConstBase) has_failed_ = true;
+  if (program_.consts.size() >= kConstBase) has_failed_ = true;
   if (has_failed_) return kConstBase;
-  code_.consts_.push_back(value);
-  return static_cast<std::uint16_t>(kConstBase + code_.consts_.size() - 1);
+  program_.consts.push_back(value);
+  return static_cast<std::uint16_t>(kConstBase + program_.consts.size() - 1);
 }
 
 void ExprCompiler::Emit(CodeOp op, std::uint16_t dst, std::uint16_t a, std::uint16_t b,
                         std::int32_t extra) {
-  code_.instrs_.push_back({op, dst, a, b, extra});
+  program_.instrs.push_back({op, dst, a, b, extra});
 }
 
 std::uint16_t ExprCompiler::Fix(std::uint16_t operand) {
-  if (!IsVar(operand)) return operand;
+  if (!IsName(operand)) return operand;
   const std::uint16_t temp = NewTemp();
   Emit(CodeOp::kMove, temp, operand, 0);
   return temp;
 }
 
 std::uint16_t ExprCompiler::Unfix(std::uint16_t operand) {
-  if (code_.instrs_.empty() || code_.instrs_.size() <= barrier_) return operand;
-  const CodeInstr last = code_.instrs_.back();
-  if (last.op != CodeOp::kMove || last.dst != operand || !IsVar(last.a)) return operand;
-  code_.instrs_.pop_back();
+  if (program_.instrs.empty() || program_.instrs.size() <= barrier_) return operand;
+  const CodeInstr last = program_.instrs.back();
+  if (last.op != CodeOp::kMove || last.dst != operand || !IsName(last.a)) return operand;
+  program_.instrs.pop_back();
   return last.a;
 }
 
@@ -148,7 +148,7 @@ std::uint16_t ExprCompiler::Read(Entry& entry) {
   switch (entry.kind) {
     case Entry::Kind::kNone: return AddConst(Kt_Variant());
     case Entry::Kind::kValue:
-    case Entry::Kind::kVar: return entry.operand;
+    case Entry::Kind::kName: return entry.operand;
     case Entry::Kind::kElement: {
       const std::uint16_t index = Unfix(entry.index);
       const std::uint16_t temp = NewTemp();
@@ -193,7 +193,7 @@ int ExprCompiler::CountArgs() const {
 bool ExprCompiler::Call(const Kt_ExprOp& op) {
   const int arg_count = CountArgs();
   if (Top().kind != Entry::Kind::kNone || arg_count < 0) return false;
-  if (temp_count_ + arg_count > ExprCode::kMaxTemps) return false;
+  if (temp_count_ + arg_count > ExprProgram::kMaxTemps) return false;
   Entry& entry = Top();
   entry.kind = Entry::Kind::kCall;
   entry.is_closed = false;
@@ -201,15 +201,15 @@ bool ExprCompiler::Call(const Kt_ExprOp& op) {
   // Side by side, so that the call finds them in a row.
   entry.first_arg = static_cast<std::uint16_t>(temp_count_);
   temp_count_ += arg_count;
-  entry.call = static_cast<std::int32_t>(code_.calls_.size());
-  code_.calls_.emplace_back().name = op.text;
+  entry.call = static_cast<std::int32_t>(program_.calls.size());
+  program_.calls.push_back(op.text);
   return true;
 }
 
 bool ExprCompiler::CollectArg() {
   Entry& call = Below();
   if (call.kind == Entry::Kind::kRef) {
-    if (Top().kind != Entry::Kind::kVar) return false;
+    if (Top().kind != Entry::Kind::kName) return false;
     const std::uint16_t temp = NewTemp();
     Emit(CodeOp::kRef, temp, Top().operand, 0);
     SetValue(call, temp);
@@ -219,10 +219,10 @@ bool ExprCompiler::CollectArg() {
   const auto slot = static_cast<std::uint16_t>(call.first_arg + call.arg_count++);
   const std::uint16_t value = Read(Top());
   // What was computed last can go straight to its place.
-  CodeInstr* const last = code_.instrs_.empty() ? nullptr : &code_.instrs_.back();
-  const bool is_fresh = last != nullptr && code_.instrs_.size() > barrier_ && last->dst == value &&
-                        !IsConst(value) && !IsVar(value) && last->op != CodeOp::kTestAnd &&
-                        last->op != CodeOp::kTestOr;
+  CodeInstr* const last = program_.instrs.empty() ? nullptr : &program_.instrs.back();
+  const bool is_fresh = last != nullptr && program_.instrs.size() > barrier_ &&
+                        last->dst == value && !IsConst(value) && !IsName(value) &&
+                        last->op != CodeOp::kTestAnd && last->op != CodeOp::kTestOr;
   if (is_fresh) {
     last->dst = slot;
   } else {
@@ -250,11 +250,11 @@ bool ExprCompiler::Logical(const Kt_ExprOp& op) {
   Entry& top = Top();
   const std::uint16_t value = Read(top);
   if (top.logic_temp < 0) {
-    const bool is_temp = !IsVar(value) && !IsConst(value);
+    const bool is_temp = !IsName(value) && !IsConst(value);
     top.logic_temp = is_temp ? value : NewTemp();
   }
   const auto temp = static_cast<std::uint16_t>(top.logic_temp);
-  top.jumps.push_back(code_.instrs_.size());
+  top.jumps.push_back(program_.instrs.size());
   Emit(op.code == kOpAnd ? CodeOp::kTestAnd : CodeOp::kTestOr, temp, value, 0);
   SetValue(top, temp);
   return true;
@@ -285,7 +285,7 @@ bool ExprCompiler::Apply() {
   if (!FindBinary(left.pending, op)) return false;
   std::uint16_t a = Read(left);
   // The left variable is read first: what the call on the right does to it comes later.
-  if (IsVar(a) && Top().kind == Entry::Kind::kCall) a = Fix(a);
+  if (IsName(a) && Top().kind == Entry::Kind::kCall) a = Fix(a);
   const std::uint16_t b = Read(Top());
   if (FoldConstants(op, a, b)) return true;
   const bool is_logic = op == CodeOp::kAnd || op == CodeOp::kOr;
@@ -301,8 +301,8 @@ bool ExprCompiler::Apply() {
 // Signs and sums of constants are computed here, once.
 bool ExprCompiler::FoldConstants(CodeOp op, std::uint16_t a, std::uint16_t b) {
   if (!IsConst(a) || !IsConst(b) || op > CodeOp::kMod || has_failed_) return false;
-  const Kt_Variant& left = code_.consts_[a - kConstBase];
-  const Kt_Variant& right = code_.consts_[b - kConstBase];
+  const Kt_Variant& left = program_.consts[a - kConstBase];
+  const Kt_Variant& right = program_.consts[b - kConstBase];
   if (!right.IsLong() && !right.IsDouble()) return false;
   if (!left.IsLong() && !left.IsDouble() && !left.IsEmpty()) return false;
   Kt_Variant result;
@@ -320,7 +320,7 @@ bool ExprCompiler::FoldConstants(CodeOp op, std::uint16_t a, std::uint16_t b) {
 }
 
 bool ExprCompiler::ApplyStep(std::int32_t step) {
-  if (Top().kind != Entry::Kind::kVar) return false;
+  if (Top().kind != Entry::Kind::kName) return false;
   const std::uint16_t dst = NewTemp();
   Emit(CodeOp::kStepBefore, dst, Top().operand, 0, step);
   SetValue(Below(), dst);
@@ -330,7 +330,7 @@ bool ExprCompiler::ApplyStep(std::int32_t step) {
 }
 
 bool ExprCompiler::Postfix(const Kt_ExprOp& op) {
-  if (Top().kind != Entry::Kind::kVar) return false;
+  if (Top().kind != Entry::Kind::kName) return false;
   const std::uint16_t dst = NewTemp();
   Emit(CodeOp::kStepAfter, dst, Top().operand, 0, op.code == kOpPostInc ? 1 : -1);
   SetValue(Top(), dst);
@@ -345,9 +345,9 @@ bool ExprCompiler::LandJumps() {
   if (top.jumps.empty()) return true;
   if (top.kind != Entry::Kind::kValue || top.operand != top.logic_temp) return false;
   for (const std::size_t jump : top.jumps) {
-    code_.instrs_[jump].extra = static_cast<std::int32_t>(code_.instrs_.size());
+    program_.instrs[jump].extra = static_cast<std::int32_t>(program_.instrs.size());
   }
-  barrier_ = code_.instrs_.size();
+  barrier_ = program_.instrs.size();
   top.jumps.clear();
   top.logic_temp = -1;
   return true;
@@ -397,7 +397,7 @@ bool ExprCompiler::CloseBracket() {
   entries_.pop_back();
   Entry& entry = Top();
   entry.pending = 0;
-  if (entry.kind == Entry::Kind::kVar) {
+  if (entry.kind == Entry::Kind::kName) {
     entry.kind = Entry::Kind::kElement;
     entry.index = index;
     return true;
@@ -425,15 +425,36 @@ bool ExprCompiler::Finish() {
   if (top.kind == Entry::Kind::kElement) {
     const std::uint16_t index = Unfix(top.index);
     Emit(CodeOp::kTarget, 0, top.operand, index);
-    code_.has_target_ = true;
+    program_.has_target = true;
     const std::uint16_t temp = NewTemp();
     Emit(CodeOp::kElement, temp, top.operand, index);
     Emit(CodeOp::kReturn, 0, temp, 0);
   } else {
     Emit(CodeOp::kReturn, 0, Read(top), 0);
   }
-  code_.temp_count_ = static_cast<std::uint16_t>(temp_count_);
+  program_.temp_count = static_cast<std::uint16_t>(temp_count_);
   return !has_failed_;
 }
 
 }  // namespace kt::detail
+
+kt::ExprProgram kt::ExprProgram::Of(Kt_Expr& expr) {
+  ExprProgram program;
+  if (expr.GetText().IsEmpty() && expr.GetState() != kStateList) {
+    program.consts.emplace_back();
+    program.instrs.push_back({CodeOp::kReturn, 0, CodeOperand::kConstBase, 0, 0});
+    return program;
+  }
+  if (expr.GetState() == kStateUnparsed) {
+    Kt_WString error;
+    if (expr.Parse(error, nullptr) < 0) {
+      // Back to unparsed: the evaluator finds the fault again, and reports it.
+      expr.SetExpr(Kt_WString(expr.GetText()));
+      return program;
+    }
+  }
+  const kt_long state = expr.GetState();
+  const bool is_plain = state == kStateOrdinary || state == kStateName || state == kStateConstant;
+  if (!is_plain || !detail::ExprCompiler(expr.GetOps(), program).Compile()) program.instrs.clear();
+  return program;
+}

@@ -4,7 +4,8 @@
 #include <map>
 #include <vector>
 
-#include "script/detail/Kt_ExprCode.h"
+#include "classlib/Kt_Symbol.h"
+#include "expr/Kt_ExprProgram.h"
 
 namespace kt::detail {
 
@@ -19,12 +20,12 @@ namespace kt::detail {
 // Whatever is not certain to come out the same makes Compile return false.
 class ExprCompiler {
  public:
-  ExprCompiler(const Kt_ExprOpList& ops, ExprCode& code) : ops_(ops), code_(code) {}
+  ExprCompiler(const Kt_ExprOpList& ops, ExprProgram& program) : ops_(ops), program_(program) {}
   bool Compile();
 
  private:
   struct Entry {
-    enum class Kind : std::uint8_t { kNone, kValue, kVar, kElement, kCall, kRef };
+    enum class Kind : std::uint8_t { kNone, kValue, kName, kElement, kCall, kRef };
     Kind kind = Kind::kNone;
     bool is_closed = false;       // call: the argument list has ended
     std::int16_t pending = 0;     // the operator that follows
@@ -75,9 +76,9 @@ class ExprCompiler {
   std::uint16_t Unfix(std::uint16_t operand);
 
   const Kt_ExprOpList& ops_;
-  ExprCode& code_;
+  ExprProgram& program_;
   std::vector<Entry> entries_;
-  std::map<Kt_Symbol, std::uint16_t> vars_;
+  std::map<Kt_Symbol, std::uint16_t> names_;
   kt_long at_ = 0;
   int temp_count_ = 0;
   std::size_t barrier_ = 0;  // instructions before it are jumped to and may not be taken back

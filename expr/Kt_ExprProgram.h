@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vector>
+
+#include "classlib/Kt_VarInline.h"
+#include "expr/Kt_Expr.h"
+
+namespace kt {
+
+// Operations of the compiled form. Most take two operands and leave the result in `dst`.
+enum class CodeOp : std::uint8_t {
+  kAdd,
+  kSub,
+  kMul,
+  kDiv,
+  kMod,
+  kEqual,
+  kNotEqual,
+  kGreater,
+  kGreaterEqual,
+  kLess,
+  kLessEqual,
+  kAnd,
+  kOr,
+  kNot,         // dst = !b
+  kRight,       // dst = b (the lone &)
+  kMove,        // dst = a
+  kTestAnd,     // a is false: dst = 0 and go to `extra`; else dst = a
+  kTestOr,      // a is true: dst = 1 and go to `extra`; else dst = a
+  kStepBefore,  // a += extra; dst = a
+  kStepAfter,   // dst = a; a += extra
+  kElement,     // dst = name a [b]
+  kIndex,       // dst = value a [b]; the constant `extra` is the name for messages
+  kRef,         // dst = reference to name a
+  kCall,        // dst = calls[extra](temps a .. a + b)
+  kReturn,      // the result is a
+  kTarget,      // the expression stands for name a [b]
+};
+
+struct CodeInstr {
+  CodeOp op;
+  std::uint16_t dst;  // a temp
+  std::uint16_t a;    // operands: temp, constant or name, see CodeOperand
+  std::uint16_t b;
+  std::int32_t extra;
+};
+static_assert(sizeof(CodeInstr) == 12);
+
+// An operand is a temp, a constant or a name of the expression, by range.
+namespace CodeOperand {
+inline constexpr std::uint16_t kConstBase = 0x4000;
+inline constexpr std::uint16_t kNameBase = 0x8000;
+}  // namespace CodeOperand
+
+// An expression as straight code over temps, constants and names, made from the operation list by
+// running the evaluator's rules on paper.
+//
+//   (s * 3 + i * j) % 7      t0 = s * 3;  t1 = i * j;  t2 = t0 + t1;  t3 = t2 % 7;  return t3
+//
+// Whoever runs it says what the names and called names stand for, and gets what the evaluator
+// gives, in the same order of reading. Names are read where an operation uses them, so they must be
+// things that reading does not change: variables of a script, columns of a row.
+//
+// A value type. Threads: const members may run in parallel.
+struct KT_SCRIPT_API ExprProgram {
+  // Temps and names of one expression; what needs more is for the evaluator.
+  static constexpr int kMaxTemps = 48;
+  static constexpr int kMaxNames = 24;
+
+  // The code of `expr`, which is parsed if it was not. Empty code for what only the evaluator can
+  // do: members, objects, lists, traces, and expressions with a fault, which stay unparsed so that
+  // the evaluator finds and reports it.
+  static ExprProgram Of(Kt_Expr& expr);
+
+  bool IsEmpty() const { return instrs.empty(); }
+
+  std::vector<CodeInstr> instrs;  // ends with kReturn
+  std::vector<Kt_Variant> consts;
+  std::vector<Kt_WString> names;
+  std::vector<Kt_WString> calls;
+  bool has_target = false;  // there is a kTarget
+  std::uint16_t temp_count = 0;
+};
+
+// Runs a binary operation, kAdd to kRight; `result` must be neither operand. 0 or a code.
+KT_ALWAYS_INLINE kt_long RunOperation(CodeOp op, const Kt_Variant& left, const Kt_Variant& right,
+                                      Kt_Variant& result) {
+  switch (op) {
+    case CodeOp::kAdd: return VarAdd(left, right, result);
+    case CodeOp::kSub: return VarSub(left, right, result);
+    case CodeOp::kMul: return VarMul(left, right, result);
+    case CodeOp::kDiv: return VarDiv(left, right, result);
+    case CodeOp::kMod: return VarMod(left, right, result);
+    case CodeOp::kEqual: result.Set(kt_long{VarCmp(left, right, kCmpEqual)}); return 0;
+    case CodeOp::kNotEqual: result.Set(kt_long{VarCmp(left, right, kCmpEqual) == 0}); return 0;
+    case CodeOp::kGreater: result.Set(kt_long{VarCmp(left, right, kCmpGreater)}); return 0;
+    case CodeOp::kGreaterEqual:
+      result.Set(kt_long{VarCmp(left, right, kCmpGreaterEqual)});
+      return 0;
+    case CodeOp::kLess: result.Set(kt_long{VarCmp(left, right, kCmpLess)}); return 0;
+    case CodeOp::kLessEqual: result.Set(kt_long{VarCmp(left, right, kCmpLessEqual)}); return 0;
+    case CodeOp::kAnd: result.Set(kt_long{Var_AndOr(left, right, kLogicAnd)}); return 0;
+    case CodeOp::kOr: result.Set(kt_long{Var_AndOr(left, right, kLogicOr)}); return 0;
+    case CodeOp::kNot:
+      result.Set(kt_long{Var_AndOr(right, Kt_Variant(kt_long{0}), kLogicOr) == 0});
+      return 0;
+    default: result = right; return 0;
+  }
+}
+
+// The operator in messages, of an arithmetic operation.
+constexpr const char16_t* OperatorText(CodeOp op) {
+  switch (op) {
+    case CodeOp::kAdd: return u"+";
+    case CodeOp::kSub: return u"-";
+    case CodeOp::kMul: return u"*";
+    case CodeOp::kDiv: return u"/";
+    default: return u"%";
+  }
+}
+
+}  // namespace kt
