@@ -59,13 +59,14 @@ class ObjectFinder {
     Kt_ExprObject* const context = Context();
     if (context == nullptr) return false;
     switch (kind) {
-      case EXPR_OBJ_DATASET:
-        // The look-up has the hold on it already; the context is asked whether it is there.
-        if (info.GetKind() != EXPR_OBJ_DATASET || context->GetChildDataset(name) == nullptr) {
-          return false;
-        }
+      case EXPR_OBJ_DATASET: {
+        Kt_ExprObject* const dataset = kt::ToExprObject(context->GetChildDataset(name));
+        if (dataset != nullptr) return Hold(dataset->GetContainer(), dataset, result);
+        // A context may know its datasets as names only.
+        if (info.GetKind() != EXPR_OBJ_DATASET) return false;
         result = Kt_Variant(info.GetConstObject());
         return true;
+      }
       case EXPR_OBJ_COMPONENT: {
         Kt_Object* const component = context->GetComponent(name);
         return component != nullptr && Hold(component->GetContainer(), component, result);
@@ -117,18 +118,39 @@ const char16_t* TypeName(Kt_Tag tag) {
 
 Kt_WString TypeOf(const Kt_Variant& value) { return TypeName(value.GetTag()); }
 
-// One line of the status: level, name, type, and the value or how many items it has.
-Kt_WString StatusLine(kt_long level, const Kt_WString& name, const Kt_Variant& value) {
+// What an object says of itself, and how many items it has.
+Kt_WString ObjectStatus(Kt_ExprObject* object) {
+  Kt_WString text;
+  if (object == nullptr) return text;
+  const Kt_ObjectHolder hold(nullptr, object);
+  (void)object->ConvToString(text);
+  const kt_long item_count = hold.GetItemCount();
+  if (item_count > 0) text += u" " + kt_longtextW(item_count) + u" items";
+  return text;
+}
+
+// One line of the status: level, name, type, and the value or how many items it has. Takes a copy,
+// because objects may run host code.
+Kt_WString StatusLine(kt_long level, const Kt_WString& name, Kt_Variant value) {
   constexpr kt_long kShownUnits = 60;
   Kt_WString line = kt_longtextW(level) + u"\t" + name + u"\t" + TypeName(value.GetTag()) + u"\t";
   if (value.IsList()) {
     line += kt_longtextW(value.ListCount()) + u" items";
   } else if (value.GetTag() == kTagBinary) {
     line += kt_longtextW(static_cast<kt_long>(value.AsBinary().size())) + u" bytes";
-  } else if (!value.IsObject()) {
+  } else if (value.IsObject()) {
+    line += ObjectStatus(Kt_ExprObject::From(value.GetHolder().GetObject()));
+  } else {
     line += value.ToString().Mid(0, kShownUnits);
   }
   return line + u"\n";
+}
+
+// The dataset that stands behind the rows and columns that the context sees; nothing without one.
+Kt_WString CurrentDataStatus(Kt_ExprObject& context) {
+  Kt_ExprObject* const dataset = kt::ToExprObject(context.GetDefaultDataset());
+  if (dataset == nullptr || dataset->GetInnerObject() == nullptr) return {};
+  return u"-\tcurdata\tdataset\t" + ObjectStatus(dataset) + u"\n";
 }
 
 // The variables that the context sees, innermost first.
@@ -187,8 +209,12 @@ kt_long Kt_ExprObject::_array(const Kt_VariantList* args, Kt_Variant& result) {
 }
 
 kt_long Kt_ExprObject::_DumpDataStatus(const Kt_VariantList*, Kt_Variant& result) {
-  const Kt_WString status = DataStatus(*this);
+  const Kt_ObjectHolder self(nullptr, this);
+  Kt_WString status = DataStatus(*this);
+  if (!self.IsValid()) return kOk;
+  status += CurrentDataStatus(*this);
   result = status;
+  if (!self.IsValid()) return kOk;
   if (IsDebugTraceMode() != 0) OnDebugTrace(status);
   return kOk;
 }

@@ -158,6 +158,7 @@ void Evaluator::FillByKind(int kind, const Kt_WString& name) {
   Kt_ExprStackObj& top = stack_.Top();
   switch (kind) {
     case EXPR_OBJ_VAR: return top.SetVarType(context_, name, nullptr);
+    case EXPR_OBJ_DATASET: return top.SetDataset(kt::ToExprObject(context_->GetChildDataset(name)));
     case EXPR_OBJ_COMPONENT:
       return top.SetComponent(Kt_ExprObject::From(context_->GetComponent(name)));
     case EXPR_OBJ_COMPOSIT: return top.SetComposit(context_->GetChildContext(name));
