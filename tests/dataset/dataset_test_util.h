@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "classlib/Kt_Dataset.h"
+#include "common/test_host.h"
+#include "dataset/Kt_ExprDataset.h"
+#include "expr/Kt_Expr.h"
+
+namespace kt::test {
+
+// A dataset from CSV text, "n:long,name:string\n1,apple\n": its rows are normal ones.
+inline std::unique_ptr<Kt_Dataset> MakeDataset(const char16_t* id, std::u16string_view csv) {
+  auto dataset = std::make_unique<Kt_Dataset>(id);
+  if (!csv.empty()) (void)dataset->LoadCSV(csv);
+  return dataset;
+}
+
+// Rows as shown: cells with commas between, rows with "|".
+inline std::string ShowRows(const Kt_Dataset& dataset) {
+  std::string out;
+  for (kt_long row = 0; row < dataset.GetRowCount(); ++row) {
+    if (row > 0) out += "|";
+    for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
+      if (col > 0) out += ",";
+      out += dataset.ReadColumn(row, col).ToString().ToUtf8();
+    }
+  }
+  return out;
+}
+
+// What the wrappers of one test were asked and told. Outlives them.
+struct EventRecord {
+  std::string text;
+  std::string refused;  // the event that answers 0: "canpos" or "cancol"
+  int has_fail = 1;     // what IsExistsEvent answers
+  std::function<void(const std::string& event)> on_event;
+
+  // Everything since the last question.
+  std::string Take() {
+    std::string out = std::exchange(text, {});
+    if (!out.empty()) out.pop_back();
+    return out;
+  }
+};
+
+// A wrapper that writes down its events, and lets the test act inside of them, up to destroying the
+// wrapper itself:
+//
+//   canpos 0>1  pos 0>1  inserted 2+1  deleting 0+3  deleted 1+1  load 8  fail 83B01104(0)
+//   cancol price 1>2 @0  col price 1>2 @0
+class RecordingDataset : public Kt_ExprDataset {
+ public:
+  RecordingDataset(Kt_Dataset* dataset, Kt_ExprObject* parent, std::shared_ptr<EventRecord> record)
+      : Kt_ExprDataset(dataset, parent), record_(std::move(record)) {
+    SetEvents(1);
+  }
+
+  int IsExistsEvent(int event) override { return event == kEventFail ? record_->has_fail : 0; }
+  void OnLoadCompleted(int, const Kt_WString&, int reason) override {
+    Note("load", std::to_string(reason));
+  }
+  void OnFail(const Kt_Result& result) override { Note("fail", Show(result)); }
+  int CanColumnChange(const Kt_WString& column, const Kt_Variant& old_value,
+                      const Kt_Variant& new_value, int row, const Kt_Component*, int) override {
+    return Note("cancol", Change(column, old_value, new_value, row));
+  }
+  void OnColumnChanged(const Kt_WString& column, const Kt_Variant& old_value,
+                       const Kt_Variant& new_value, int row, const Kt_Component*, int) override {
+    Note("col", Change(column, old_value, new_value, row));
+  }
+  int CanRowPosChange(int old_row, int new_row) override {
+    return Note("canpos", Pair(old_row, ">", new_row));
+  }
+  void OnRowPosChanged(int old_row, int new_row) override {
+    Note("pos", Pair(old_row, ">", new_row));
+  }
+  void OnRowInserted(int row, int count) override { Note("inserted", Pair(row, "+", count)); }
+  void OnRowDeleting(int row, int count) override { Note("deleting", Pair(row, "+", count)); }
+  void OnRowDeleted(int row, int count) override { Note("deleted", Pair(row, "+", count)); }
+
+ private:
+  static std::string Pair(int a, const char* between, int b) {
+    return std::to_string(a) + between + std::to_string(b);
+  }
+  static std::string Change(const Kt_WString& column, const Kt_Variant& old_value,
+                            const Kt_Variant& new_value, int row) {
+    return column.ToUtf8() + " " + Show(old_value) + ">" + Show(new_value) + " @" +
+           std::to_string(row);
+  }
+  int Note(const std::string& event, const std::string& detail) const {
+    const std::shared_ptr<EventRecord> record = record_;  // the wrapper may go in on_event
+    record->text += event + " " + detail + " ";
+    if (record->on_event) record->on_event(event);
+    return record->refused == event ? 0 : 1;
+  }
+
+  std::shared_ptr<EventRecord> record_;
+};
+
+// A host that knows datasets by name: the first one is the default one.
+class DataHost : public TestHost {
+ public:
+  Kt_WString GetID() const override { return u"host"; }
+  int GetVarType(const Kt_WString& name, Kt_ExprObjInfo& info) override {
+    Kt_ExprDataset* const found = Find(name);
+    if (found == nullptr) return TestHost::GetVarType(name, info);
+    if (!by_kind_alone) info.SetDataset(found);
+    return EXPR_OBJ_DATASET;
+  }
+  Kt_ExprDataset* GetDefaultDataset() override {
+    return datasets.empty() ? nullptr : datasets.front();
+  }
+  Kt_ExprDataset* GetChildDataset(const Kt_WString& name) override { return Find(name); }
+  void OnSystemError(const Kt_Result& result) override { system_errors += Show(result) + " "; }
+
+  std::vector<Kt_ExprDataset*> datasets;  // borrowed
+  bool by_kind_alone = false;             // answer the kind and leave the rest to GetChildDataset
+  std::string system_errors;
+
+ private:
+  Kt_ExprDataset* Find(const Kt_WString& name) {
+    if (name.EqualsNoCase(u"curdata")) return GetDefaultDataset();
+    for (Kt_ExprDataset* const dataset : datasets) {
+      if (name.EqualsNoCase(dataset->GetID())) return dataset;
+    }
+    return nullptr;
+  }
+};
+
+// The value of an expression in a context; "!" and the code when it fails.
+inline std::string Eval(Kt_ExprObject* context, const char16_t* text) {
+  Kt_Expr expr;
+  expr.SetExpr(text);
+  Kt_Variant value;
+  const kt_long code = expr.ExecExpr(context, value);
+  if (code == kOk) return Show(value);
+  Kt_Result result;
+  result.AddMsg(code, u"", 0);
+  return "!" + Show(result);
+}
+
+}  // namespace kt::test
