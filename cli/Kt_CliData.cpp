@@ -36,7 +36,10 @@ constexpr FormatName kFormatNames[] = {
     {"ktb", DataFormat::kBinary},
 };
 
-char16_t SeparatorOf(DataFormat format) { return format == DataFormat::kTsv ? u'\t' : u','; }
+char16_t SeparatorOf(const DataOptions& options) {
+  if (options.separator != 0) return options.separator;
+  return *options.format == DataFormat::kTsv ? u'\t' : u',';
+}
 
 bool Fail(std::string error, DataReport& report) {
   report.error = std::move(error);
@@ -58,7 +61,7 @@ bool FailInStore(DataReport& report) {
 bool LoadCsv(std::string_view bytes, const DataOptions& options, Kt_Dataset& dataset,
              DataReport& report) {
   Kt_CsvOptions csv;
-  csv.separator = SeparatorOf(*options.format);
+  csv.separator = SeparatorOf(options);
   csv.header = options.header;
   std::size_t mark = 0;
   kt_long loaded = -1;
@@ -152,7 +155,7 @@ bool Save(const DataOptions& options, const Kt_Dataset& dataset, std::string& by
   switch (*options.format) {
     case DataFormat::kCsv:
     case DataFormat::kTsv:
-      return dataset.SaveCSV(text, {}, SeparatorOf(*options.format)) >= 0 &&
+      return dataset.SaveCSV(text, {}, SeparatorOf(options)) >= 0 &&
              SaveText(text, options, bytes, reason);
     case DataFormat::kXml:
       return dataset.SaveDataXml(text) >= 0 && SaveText(text, options, bytes, reason);

@@ -23,6 +23,8 @@ struct DataOptions {
   std::optional<kt_long> code_page;
   // CSV and TSV: the first row of the file has the column ids.
   bool header = true;
+  // CSV and TSV: what stands between cells; 0: a comma or a tab. Not a quote or a line end.
+  char16_t separator = 0;
 };
 
 // What became of a file that was loaded.
@@ -51,9 +53,10 @@ std::optional<DataFormat> DataFormatOf(std::string_view path);
 // The code page of a name that the built-in functions know; nothing for others.
 std::optional<kt_long> FindEncoding(std::string_view name);
 
-// Replaces rows and columns of `dataset` by those of a file. Columns that the file gives no type
-// take the one they have in the dataset, otherwise the narrowest that holds every cell; logical
-// columns and constants stay. The id of the dataset does not change.
+// Replaces the rows of `dataset` by those of a file. A file that states the types of its columns
+// replaces the columns too; otherwise they are matched by id, new ones get the narrowest type that
+// holds every cell, and those that the file does not have are empty. Logical columns and constants
+// stay, and so does the id of the dataset.
 // False, with report.error, when nothing was loaded; the dataset is as it was then.
 bool LoadDataFile(const std::string& path, const DataOptions& options, Kt_Dataset& dataset,
                   DataReport& report);

@@ -15,7 +15,7 @@ namespace kt::cli {
 //   {"rows": [...], ...}                      either, beside members that are skipped
 //   {"id": 1, "name": "a"}\n{"id": 2}\n       one object or list after the other
 //
-// Replaces rows and columns as LoadDataFile says. False with the reason and the place in the
+// Replaces the rows as LoadDataFile says. False with the reason and the place in the
 // report.
 bool LoadJson(std::string_view text, Kt_Dataset& dataset, DataReport& report);
 
