@@ -12,6 +12,7 @@
 #include "common/test_host.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "expr/Kt_Expr.h"
+#include "script/Kt_Script.h"
 
 namespace kt::test {
 
@@ -144,6 +145,17 @@ inline std::string Eval(Kt_ExprObject* context, const char16_t* text) {
   Kt_Result result;
   result.AddMsg(code, u"", 0);
   return "!" + Show(result);
+}
+
+// Runs statements in a function of a script over the context, in the compiled form of expressions;
+// what they return, or "!" and the code.
+inline std::string RunScript(Kt_ExprObject* context, std::u16string_view statements) {
+  Kt_Script script(context);
+  const Kt_WString text = u"function main() {\n" + Kt_WString(statements) + u"\n}\n";
+  if (script.Parse(u"test", text, nullptr, nullptr) != kOk) return "!parse";
+  Kt_Variant value;
+  const kt_long code = script.ExecFunc(u"main", 0, nullptr, value);
+  return code == kOk ? Show(value) : "!" + std::to_string(code);
 }
 
 }  // namespace kt::test
