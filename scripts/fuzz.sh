@@ -29,6 +29,8 @@ for target in "${targets[@]}"; do
   cp -r "fuzz/corpus/$target/." "$work/$target/"
   options=(-max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=16384
            -print_final_stats=1 -verbosity=0 -artifact_prefix="$findings/$target-")
+  # Every comma of a header makes a column, and columns cost more than anything else.
+  [ "$target" != dataset_csv ] || options+=(-max_len=1024)
   [ ! -f "fuzz/$target.dict" ] || options+=(-dict="fuzz/$target.dict")
   echo "fuzz: $target for $seconds seconds"
   "build/fuzz/fuzz/${target}_fuzz" "${options[@]}" "$work/$target"

@@ -7,7 +7,8 @@ packages=(
   g++ cmake ninja-build pkg-config
   libicu-dev                                                   # class library
   libcli11-dev nlohmann-json3-dev libfmt-dev libedit-dev       # kt
-  libgtest-dev libgmock-dev libbenchmark-dev lua5.4            # tests and benchmarks
+  libgtest-dev libgmock-dev libsqlite3-dev                     # tests
+  libbenchmark-dev lua5.4                                      # benchmarks
   clang clang-format libclang-rt-dev                           # fuzzing and format check
 )
 
