@@ -113,6 +113,7 @@ int Main(std::vector<std::string> arguments, Streams streams) {
   AddDump(app, action);
   AddFunctions(app, action);
   AddRepl(app, action);
+  AddShow(app, action);
 
   if (arguments[0] == "help") return Help(app, arguments[1], streams);
   const int status = Parse(app, std::move(arguments), streams);

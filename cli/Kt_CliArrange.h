@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "classlib/Kt_Dataset.h"
+
+class Kt_CliReport;
+class Kt_CliView;
+
+namespace kt::cli {
+
+// What is to be done with a dataset before it is shown; empty texts: nothing. Lists are separated
+// by commas, ":d" behind a column of `sort`, `group` and the keys of `pivot` is descending.
+struct Arrangement {
+  std::string filter;   // an expression over the columns of a row
+  std::string sort;     // of a result with subtotals only or a cross table: its rows by its columns
+  std::string group;    // subtotals for these keys; in a cross table for those of its row keys
+  std::string pivot;    // "ROWS:COLUMNS:VALUES" or "ROWS:COLUMNS:VALUES:KIND"
+  std::string columns;  // of the result, in this order
+  std::vector<std::pair<Kt_Aggregate, std::string>> totals;  // columns with their kind of total
+  bool totals_only = false;                                  // the groups without their records
+};
+
+// Filters, sorts, groups the dataset, or makes a cross table of it, by the methods that scripts
+// call, and has the view show the result. Returns an exit status of kt; what is wrong has been
+// reported then, with the names of the columns when one is unknown.
+int Arrange(const Arrangement& wanted, Kt_Dataset& dataset, Kt_CliView& view, Kt_CliReport& report);
+
+// "; did you mean 'price'? Columns: id, price, qty", to go behind a complaint about an unknown
+// name.
+std::string KnownColumns(std::u16string_view wanted, const std::vector<Kt_WString>& names);
+
+}  // namespace kt::cli

@@ -1,0 +1,142 @@
+// SPDX-License-Identifier: MIT
+#include "cli/Kt_CliCell.h"
+
+#include <algorithm>
+#include <string>
+
+#include "classlib/Kt_NumberFormat.h"
+#include "classlib/Kt_Unicode.h"
+#include "cli/Kt_CliText.h"
+
+namespace kt::cli {
+namespace {
+
+// Changes the direction of what follows, or shows nothing at all; joiners inside of emoji stay.
+bool IsHiddenFormat(char16_t unit) {
+  return unit == 0xAD || unit == 0x61C || unit == 0x200B || unit == 0x200E || unit == 0x200F ||
+         (unit >= 0x2028 && unit <= 0x202E) || (unit >= 0x2060 && unit <= 0x206F) || unit == 0xFEFF;
+}
+
+// What stands for a unit; 0: it may stay. Surrogates are judged by the caller.
+char16_t Picture(char16_t unit) {
+  if (unit < 0x20) return static_cast<char16_t>(0x2400 + unit);
+  if (unit == 0x7F) return u'\u2421';
+  if ((unit > 0x7F && unit < 0xA0) || IsHiddenFormat(unit)) return u'\uFFFD';
+  return 0;
+}
+
+}  // namespace
+
+Kt_WString WithVisibleControls(const Kt_WString& text) {
+  const std::u16string_view view = text;
+  Kt_WString shown = text;
+  for (std::size_t at = 0; at < view.size();) {
+    const Kt_CodePoint character = kt_codepointW(view, at);
+    const bool lone = character.value >= 0xD800 && character.value < 0xE000;
+    const char16_t picture =
+        character.units == 2 ? char16_t{0} : (lone ? u'\uFFFD' : Picture(view[at]));
+    if (picture != 0) shown.SetAt(static_cast<kt_long>(at), picture);
+    at += static_cast<std::size_t>(character.units);
+  }
+  return shown;
+}
+
+Kt_WString CutToWidth(const Kt_WString& text, kt_long width) {
+  const std::u16string_view view = text;
+  kt_long used = 0;
+  std::size_t fits = 0;  // with the mark behind it
+  for (std::size_t at = 0; at < view.size();) {
+    const auto units = static_cast<std::size_t>(kt_codepointW(view, at).units);
+    used += kt_displaywidthW(view.substr(at, units));
+    if (used > width) return Kt_WString(view.substr(0, fits)) + u"…";
+    at += units;
+    if (used < width) fits = at;
+  }
+  return text;
+}
+
+}  // namespace kt::cli
+
+namespace {
+
+// More decimals of an average say nothing about the rows that it was made of.
+constexpr std::u16string_view kAveragePattern = u"0.####";
+
+bool IsNumber(const Kt_Variant& value) {
+  const Kt_Tag tag = value.GetTag();
+  return tag == kTagLong || tag == kTagDouble || tag == kTagCurrency;
+}
+
+kt_long PointAt(const Kt_WString& number) {
+  const kt_long point = number.Find(u".");
+  return point < 0 ? number.GetLength() : point;
+}
+
+}  // namespace
+
+Kt_WString Kt_CliCellFormat::NumberText(const Kt_Variant& value, bool is_average) const {
+  const Kt_WString plain = value.ToString();
+  Kt_WString out;
+  if (decimals_ && !value.IsLong()) {
+    Kt_WString pattern(u"0.");
+    for (kt_long digit = 0; digit < *decimals_; ++digit) pattern += u'0';
+    if (*decimals_ == 0) pattern = u"0";
+    if (kt_formatpatternW(plain, pattern, out)) return out;
+  }
+  if (is_average && kt_formatpatternW(plain, kAveragePattern, out)) return out;
+  return plain;
+}
+
+Kt_WString Kt_CliCellFormat::DateText(const Kt_Variant& value) const {
+  Kt_WString text = value.ToDateTime().ToText(has_milliseconds_);
+  if (text.IsEmpty()) return value.ToString();
+  if (has_times_ && text.Find(u":") < 0) text += u" 00:00:00";
+  if (has_milliseconds_ && text.Find(u".") < 0) text += u".000";
+  return text;
+}
+
+void Kt_CliCellFormat::Measure(const Kt_Variant& value, bool is_average) {
+  if (value.IsEmpty()) return;
+  if (IsNumber(value)) {
+    has_numbers_ = true;
+    const Kt_WString text = NumberText(value, is_average);
+    const kt_long point = PointAt(text);
+    whole_width_ = std::max(whole_width_, point);
+    decimals_width_ = std::max(decimals_width_, text.GetLength() - point);
+    return;
+  }
+  has_texts_ = true;
+  if (value.GetTag() == kTagDateTime) {
+    Kt_DateParts parts;
+    if (!value.ToDateTime().ToParts(parts)) return;
+    has_milliseconds_ |= parts.millisecond != 0;
+    has_times_ |= has_milliseconds_ || parts.hour != 0 || parts.minute != 0 || parts.second != 0;
+    date_width_ = has_milliseconds_ ? 23 : (has_times_ ? 19 : 10);
+    return;
+  }
+  text_width_ = std::max(text_width_, kt_displaywidthW(Text(value)));
+}
+
+kt_long Kt_CliCellFormat::Width() const {
+  return std::max({text_width_, date_width_, whole_width_ + decimals_width_});
+}
+
+Kt_WString Kt_CliCellFormat::Text(const Kt_Variant& value, bool is_average) const {
+  if (IsNumber(value)) return NumberText(value, is_average);
+  if (value.GetTag() == kTagDateTime) return DateText(value);
+  if (value.IsString()) return kt::cli::WithVisibleControls(value.AsString());
+  return kt::cli::WithVisibleControls(Kt_WString::FromUtf8(kt::cli::ValueText(value)));
+}
+
+Kt_WString Kt_CliCellFormat::Padded(const Kt_Variant& value, bool is_average, char16_t pad,
+                                    char16_t point_pad) const {
+  Kt_WString text = Text(value, is_average);
+  if (!IsNumeric() || !IsNumber(value)) return text;
+  kt_long missing = decimals_width_ - (text.GetLength() - PointAt(text));
+  if (missing > 0 && PointAt(text) == text.GetLength()) {
+    text += point_pad;
+    --missing;
+  }
+  for (; missing > 0; --missing) text += pad;
+  return text;
+}

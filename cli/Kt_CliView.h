@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "classlib/Kt_Dataset.h"
+
+// What `kt show` shows of a dataset, as a plain grid: some of its columns, or those of a cross
+// table, and some of its rows, subtotal rows among them. Table, chart, page and files all read it.
+//
+// Cells are read when they are asked for, so a view of a million rows costs nothing.
+// Borrows the dataset, which must not change meanwhile. Threads: those of the dataset.
+class Kt_CliView {
+ public:
+  struct Column {
+    Kt_WString heading;     // unique within the view
+    kt_long col = -1;       // of the dataset; or kRowCountCol, kLevelCol, kStateCol
+    kt_long position = -1;  // of a cross table; kAcross: its total over all positions
+    Kt_ColumnType type = Kt_ColumnType::kString;
+    Kt_Aggregate total = Kt_Aggregate::kNone;  // what subtotal rows show
+  };
+  static constexpr kt_long kRowCountCol = -2;  // the records that a subtotal row stands for
+  static constexpr kt_long kLevelCol = -3;
+  static constexpr kt_long kStateCol = -4;  // "insert", "update" or nothing
+  static constexpr kt_long kAcross = -2;
+
+  // Shows all columns and all rows.
+  explicit Kt_CliView(const Kt_Dataset& dataset);
+
+  const Kt_Dataset& Dataset() const { return dataset_; }
+  const std::vector<Column>& Columns() const { return columns_; }
+  // Headings that are there already get a number behind them. New columns have no total.
+  void SetColumns(std::vector<Column> columns);
+  void AddColumn(Column column, bool in_front = false);
+  // Only the subtotal rows up to that level; 0: all rows again.
+  void ShowSubtotals(kt_long max_level);
+  // Puts the rows in the order of some columns; equal ones stay as they are, nulls come last. Only
+  // the rows of a view are moved, the dataset stays as it is.
+  struct SortKey {
+    std::size_t column;
+    bool descending;
+  };
+  void SortRows(const std::vector<SortKey>& keys);
+  // The last line of the table; as many values as there are columns, or none.
+  void SetTotal(std::vector<Kt_Variant> total) { total_ = std::move(total); }
+  const std::vector<Kt_Variant>& Total() const { return total_; }
+  // The columns whose values say what a row is about, for charts: the keys of groups and cross
+  // tables, outermost first. Empty: not known.
+  void SetLabelColumns(std::vector<std::size_t> columns) { label_columns_ = std::move(columns); }
+  const std::vector<std::size_t>& LabelColumns() const { return label_columns_; }
+
+  kt_long RowCount() const;
+  kt_long Level(kt_long row) const;  // 0: a record
+  // True when rows of different levels stand among each other.
+  bool MixesLevels() const { return mixes_levels_; }
+  void SetMixesLevels(bool on) { mixes_levels_ = on; }
+  Kt_Variant Cell(kt_long row, std::size_t column) const;
+  // Whether an empty cell is a null, not just nothing to say: a subtotal row has values for its
+  // keys and totals only.
+  bool IsNull(kt_long row, std::size_t column) const;
+  // Whether the cell was made of many values by an average, whose digits mean little.
+  bool IsAverage(kt_long row, std::size_t column) const;
+  // The column of that heading or of that dataset column, without regard to case; -1: none.
+  std::ptrdiff_t FindColumn(std::u16string_view name) const;
+
+  // The rows of the view, without the total, as records of a dataset, columns named by the
+  // headings. At most `max_rows`; 0: all. False without memory.
+  bool CopyTo(Kt_Dataset& target, kt_long max_rows = 0) const;
+
+ private:
+  kt_long DatasetRow(kt_long row) const { return some_rows_ ? rows_[AsIndex(row)] : row; }
+  static std::size_t AsIndex(kt_long row) { return static_cast<std::size_t>(row); }
+  Kt_WString UniqueHeading(const Kt_WString& heading) const;
+  Kt_Variant StateText(kt_long dataset_row) const;
+
+  const Kt_Dataset& dataset_;
+  std::vector<Column> columns_;
+  std::vector<std::size_t> label_columns_;
+  std::vector<kt_long> rows_;  // of the dataset, when only some are shown
+  bool some_rows_ = false;
+  bool mixes_levels_ = false;
+  std::vector<Kt_Variant> total_;
+};

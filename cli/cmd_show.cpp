@@ -1,0 +1,332 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/format.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <memory>
+
+#include "cli/Kt_Cli.h"
+#include "cli/Kt_CliArrange.h"
+#include "cli/Kt_CliChart.h"
+#include "cli/Kt_CliData.h"
+#include "cli/Kt_CliFile.h"
+#include "cli/Kt_CliHtml.h"
+#include "cli/Kt_CliReport.h"
+#include "cli/Kt_CliTable.h"
+#include "cli/Kt_CliView.h"
+
+namespace kt::cli {
+namespace {
+
+constexpr kt_long kRowsOnTerminal = 20;
+constexpr kt_long kRowsOnPage = 5000;
+constexpr kt_long kChartWidth = 80;  // in a pipe
+
+struct Options {
+  std::string file;
+  std::string format;
+  std::string encoding;
+  std::string separator;
+  bool no_header = false;
+  Arrangement arrangement;
+  // By kind of total, as given; they become arrangement.totals.
+  std::string sum, avg, max, min, count;
+  bool types = false;
+  bool states = false;
+  kt_long rows = -1;   // as the output wants
+  kt_long width = -1;  // of the terminal
+  kt_long decimals = -1;
+  std::string chart;
+  kt_long bars = 30;
+  bool json = false;
+  bool csv = false;
+  std::string html;
+  std::string title;
+  std::string save;
+};
+
+bool IsTerminal(const Streams& streams) {
+  return &streams.out == &std::cout && ::isatty(STDOUT_FILENO) != 0;
+}
+
+bool WantsColours(const Streams& streams) {
+  const char* const no_colour = std::getenv("NO_COLOR");
+  return IsTerminal(streams) && (no_colour == nullptr || *no_colour == 0);
+}
+
+kt_long TerminalWidth() {
+  winsize size{};
+  if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
+  return kChartWidth;
+}
+
+class Show {
+ public:
+  Show(const Options& options, Streams streams)
+      : options_(options), streams_(streams), report_(streams.out, streams.messages) {
+    if (options.decimals >= 0) decimals_ = options.decimals;
+  }
+
+  int Run() {
+    DataOptions data_options;
+    if (!ReadDataOptions(data_options)) return kCommandFault;
+    if (!Load(data_options)) return kScriptFault;
+    Kt_CliView view(dataset_);
+    const int status = Arrange(options_.arrangement, dataset_, view, report_);
+    if (status != kFine) return status;
+    if (options_.states) {
+      view.AddColumn(
+          {u"state", Kt_CliView::kStateCol, -1, Kt_ColumnType::kString, Kt_Aggregate::kNone}, true);
+    }
+    if (!options_.chart.empty() && !FindChartColumn(view)) return kCommandFault;
+    return Output(view) ? kFine : kScriptFault;
+  }
+
+ private:
+  bool Complain(const std::string& what) {
+    report_.Line("kt show: " + what);
+    return false;
+  }
+
+  bool ReadDataOptions(DataOptions& data_options) {
+    if (!options_.format.empty()) {
+      data_options.format = FindDataFormat(options_.format);
+      if (!data_options.format) {
+        return Complain(fmt::format("--format: unknown format '{}'", options_.format));
+      }
+    }
+    if (!options_.encoding.empty()) {
+      data_options.code_page = FindEncoding(options_.encoding);
+      if (!data_options.code_page) {
+        return Complain(fmt::format("--encoding: unknown encoding '{}'", options_.encoding));
+      }
+    }
+    data_options.header = !options_.no_header;
+    return ReadSeparator(data_options);
+  }
+
+  bool ReadSeparator(DataOptions& data_options) {
+    if (options_.separator.empty()) return true;
+    const Kt_WString separator = Kt_WString::FromUtf8(options_.separator);
+    const bool is_tab = separator == u"\\t";
+    if (!is_tab && (separator.GetLength() != 1 || separator.Find(u"\"") >= 0)) {
+      return Complain("--separator: expected one character other than \", or \\t");
+    }
+    data_options.separator = is_tab ? u'\t' : separator.GetAt(0);
+    // A file with a separator of its own is a table of texts, whatever it is called.
+    if (!data_options.format && !DataFormatOf(options_.file)) {
+      data_options.format = DataFormat::kCsv;
+    }
+    return true;
+  }
+
+  bool Load(const DataOptions& data_options) {
+    dataset_.SetId(Kt_WString::FromUtf8(std::filesystem::path(options_.file).stem().string()));
+    DataReport data_report;
+    const bool loaded = LoadDataFile(options_.file, data_options, dataset_, data_report);
+    if (!loaded) return Complain("error: " + data_report.error);
+    streams_.messages << DescribeLoad(options_.file, data_report, false);
+    return true;
+  }
+
+  bool FindChartColumn(const Kt_CliView& view) {
+    chart_column_ = view.FindColumn(Kt_WString::FromUtf8(options_.chart));
+    if (chart_column_ >= 0) return true;
+    std::vector<Kt_WString> names;
+    for (const auto& column : view.Columns()) names.push_back(column.heading);
+    return Complain(fmt::format("--chart: there is no column '{}'{}", options_.chart,
+                                KnownColumns(Kt_WString::FromUtf8(options_.chart).View(), names)));
+  }
+
+  bool HasRowLimit() const { return options_.rows >= 0; }
+
+  // ---- Outputs --------------------------------------------------------------------------------
+
+  bool Output(Kt_CliView& view) {
+    if (!options_.html.empty() && !WriteHtml(view)) return false;
+    const bool prints_data = options_.json || options_.csv;
+    if (prints_data || !options_.save.empty()) return OutputData(view);
+    if (!options_.html.empty()) return true;
+    if (chart_column_ >= 0) {
+      PrintChart(ChartOf(view), Width() > 0 ? Width() : kChartWidth, WantsColours(streams_),
+                 streams_.out);
+      return true;
+    }
+    TableOptions table;
+    table.width = Width();
+    table.rows = HasRowLimit() ? options_.rows : (IsTerminal(streams_) ? kRowsOnTerminal : 0);
+    table.decimals = decimals_;
+    table.types = options_.types;
+    table.colours = WantsColours(streams_);
+    PrintTable(view, table, streams_.out);
+    return true;
+  }
+
+  kt_long Width() const {
+    if (options_.width >= 0) return options_.width;
+    return IsTerminal(streams_) ? TerminalWidth() : 0;
+  }
+
+  Chart ChartOf(const Kt_CliView& view) const {
+    return MakeChart(view, static_cast<std::size_t>(chart_column_), options_.bars, decimals_);
+  }
+
+  bool WriteHtml(const Kt_CliView& view) {
+    HtmlOptions html;
+    html.title = Kt_WString::FromUtf8(options_.title);
+    if (html.title.IsEmpty()) html.title = dataset_.GetId();
+    html.rows = HasRowLimit() ? options_.rows : kRowsOnPage;
+    html.decimals = decimals_;
+    html.types = options_.types;
+    Chart chart;
+    if (chart_column_ >= 0) {
+      chart = ChartOf(view);
+      html.chart = &chart;
+    }
+    std::string error;
+    if (!WriteFileBytes(options_.html, HtmlPage(view, html), error)) {
+      return Complain(fmt::format("error: cannot write '{}': {}", options_.html, error));
+    }
+    streams_.messages << fmt::format("kt show: wrote {}\n", options_.html);
+    return true;
+  }
+
+  // True when the dataset itself is what is shown, with states and all.
+  bool IsWholeDataset() const {
+    const Arrangement& arrangement = options_.arrangement;
+    return arrangement.group.empty() && arrangement.pivot.empty() && arrangement.columns.empty() &&
+           !options_.states && !HasRowLimit();
+  }
+
+  bool OutputData(Kt_CliView& view) {
+    Kt_Dataset result(dataset_.GetId());
+    if (!IsWholeDataset()) {
+      if (view.MixesLevels()) {
+        view.AddColumn(
+            {u"level", Kt_CliView::kLevelCol, -1, Kt_ColumnType::kLong, Kt_Aggregate::kNone}, true);
+      }
+      if (!view.CopyTo(result, HasRowLimit() ? options_.rows : 0)) {
+        return Complain("error: there is not enough memory for the result");
+      }
+    }
+    const Kt_Dataset& data = IsWholeDataset() ? dataset_ : result;
+    return SaveResult(data) && PrintData(data);
+  }
+
+  bool SaveResult(const Kt_Dataset& data) {
+    if (options_.save.empty()) return true;
+    std::string error;
+    if (!SaveDataFile(options_.save, {}, data, error)) return Complain("error: " + error);
+    const kt_long rows = data.GetRowCount();
+    streams_.messages << fmt::format("kt show: wrote {} row{} to {}\n", rows, rows == 1 ? "" : "s",
+                                     options_.save);
+    return true;
+  }
+
+  bool PrintData(const Kt_Dataset& data) {
+    if (!options_.json && !options_.csv) return true;
+    DataOptions data_options;
+    data_options.format = options_.json ? DataFormat::kJson : DataFormat::kCsv;
+    std::string bytes;
+    std::string reason;
+    if (!SaveData(data_options, data, bytes, reason)) return Complain("error: " + reason);
+    streams_.out << bytes;
+    if (!bytes.empty() && bytes.back() != '\n') streams_.out << '\n';
+    return true;
+  }
+
+  const Options& options_;
+  Streams streams_;
+  Kt_CliReport report_;
+  Kt_Dataset dataset_;
+  std::optional<kt_long> decimals_;
+  std::ptrdiff_t chart_column_ = -1;
+};
+
+void AddInput(CLI::App& show, Options& options) {
+  show.add_option("FILE", options.file, "The data: .csv, .tsv, .txt, .xml, .json, .jsonl, .bin")
+      ->required();
+  show.add_option("--format", options.format,
+                  "csv, tsv, xml, json, jsonl or bin, whatever FILE ends in")
+      ->type_name("NAME");
+  show.add_option("--encoding", options.encoding, "Of FILE, when it is not UTF-8")
+      ->type_name("NAME");
+  show.add_option("--separator", options.separator, "Between the cells of a CSV file")
+      ->type_name("CHAR");
+  show.add_flag("--no-header", options.no_header, "The first row of a CSV file is data");
+}
+
+void AddArrangement(CLI::App& show, Options& options) {
+  Arrangement& wanted = options.arrangement;
+  const auto list = [&show](const char* name, std::string& value, const char* help) {
+    show.add_option(name, value, help)->type_name("LIST");
+  };
+  show.add_option("--filter", wanted.filter, "Only the rows for which this is true")
+      ->type_name("EXPR");
+  list("--sort", wanted.sort, "By these columns: \"a,b:d\", d for descending");
+  list("--columns", wanted.columns, "Only these columns, in this order");
+  list("--group", wanted.group, "A subtotal for every set of equal values in these columns");
+  show.add_flag("--totals-only", wanted.totals_only, "The groups without their rows");
+  list("--sum", options.sum, "Total of these columns");
+  list("--avg", options.avg, "Average of these columns");
+  list("--max", options.max, "Greatest value of these columns");
+  list("--min", options.min, "Least value of these columns");
+  list("--count", options.count, "Number of values in these columns");
+  show.add_option("--pivot", wanted.pivot,
+                  "Cross table: keys down, keys across, values; then sum, avg, max, min or count")
+      ->type_name("ROWS:COLUMNS:VALUES[:KIND]");
+}
+
+void AddOutput(CLI::App& show, Options& options) {
+  constexpr kt_long kMost = 1'000'000'000;
+  show.add_option("--rows", options.rows, "At most so many rows; 0 for all")
+      ->type_name("N")
+      ->check(CLI::Range(kt_long{0}, kMost));
+  show.add_option("--width", options.width, "Cut to so many columns of text; 0 for uncut")
+      ->type_name("N")
+      ->check(CLI::Range(kt_long{0}, kt_long{100000}));
+  show.add_option("--decimals", options.decimals, "Show exactly so many decimals")
+      ->type_name("N")
+      ->check(CLI::Range(kt_long{0}, kt_long{15}));
+  show.add_flag("--types", options.types, "Show the types of the columns");
+  show.add_flag("--states", options.states, "Show which rows were inserted or updated");
+  show.add_option("--chart", options.chart, "Bars for the values of this column")
+      ->type_name("COLUMN");
+  show.add_option("--bars", options.bars, "At most so many bars (30)")
+      ->type_name("N")
+      ->check(CLI::Range(kt_long{1}, kt_long{10000}));
+  CLI::Option* const json = show.add_flag("--json", options.json, "Print the result as JSON");
+  show.add_flag("--csv", options.csv, "Print the result as CSV")->excludes(json);
+  show.add_option("--html", options.html, "Write the result as a page")->type_name("FILE");
+  show.add_option("--title", options.title, "Of the page")->type_name("TEXT");
+  show.add_option("--save", options.save, "Write the result as data, in the format of the name")
+      ->type_name("FILE");
+}
+
+}  // namespace
+
+void AddShow(CLI::App& app, Action& action) {
+  auto options = std::make_shared<Options>();
+  CLI::App* const show = app.add_subcommand("show", "Show a file of data as a table or a chart");
+  AddInput(*show, *options);
+  AddArrangement(*show, *options);
+  AddOutput(*show, *options);
+  show->callback([options, &action] {
+    const std::pair<Kt_Aggregate, const std::string&> totals[] = {
+        {Kt_Aggregate::kSum, options->sum},
+        {Kt_Aggregate::kAvg, options->avg},
+        {Kt_Aggregate::kMax, options->max},
+        {Kt_Aggregate::kMin, options->min},
+        {Kt_Aggregate::kCount, options->count}};
+    for (const auto& [kind, list] : totals) {
+      if (!list.empty()) options->arrangement.totals.emplace_back(kind, list);
+    }
+    action = [options](Streams streams) { return Show(*options, streams).Run(); };
+  });
+}
+
+}  // namespace kt::cli
