@@ -3,6 +3,7 @@
 // Columns and constants.
 #include "classlib/Kt_Dataset.h"
 
+#include "classlib/Kt_Pivot.h"
 #include "classlib/detail/Kt_Refuse.h"
 
 namespace {
@@ -34,7 +35,9 @@ const Kt_WString& Kt_Dataset::GetColMapValue(kt_long col) const {
 }
 
 bool Kt_Dataset::IsLogicalColumn(kt_long col) const {
-  return HasCol(col) && columns_[static_cast<std::size_t>(col)].cells == nullptr;
+  if (!HasCol(col)) return false;
+  const Column& column = columns_[static_cast<std::size_t>(col)];
+  return column.cells == nullptr && !column.is_alias;
 }
 
 kt_long Kt_Dataset::AddColumnRow(Column column) {
@@ -44,12 +47,12 @@ kt_long Kt_Dataset::AddColumnRow(Column column) {
     const kt_long col = GetColCount();
     columns_.push_back(std::move(column));
     names_.Write().Add(columns_.back().id, col);
-    if (columns_.back().cells == nullptr) columns_.back().target = GetColIndex(columns_.back().map);
+    ResolveLogicalColumn(columns_.back());
     // Of the others only those can change that have waited for this id. Looking all of them up
     // again would make adding many columns a matter of seconds.
     for (Column& other : columns_) {
-      const bool waits = other.cells == nullptr && other.target < 0;
-      if (waits && other.map.EqualsNoCase(columns_.back().id)) other.target = col;
+      const bool waits = other.cells == nullptr && other.target < 0 && !other.is_alias;
+      if (waits && other.map.EqualsNoCase(columns_.back().id)) ResolveLogicalColumn(other);
     }
     ++structure_version_;
     return col;
@@ -57,10 +60,10 @@ kt_long Kt_Dataset::AddColumnRow(Column column) {
 }
 
 kt_long Kt_Dataset::AddColumn(const Kt_WString& id, Kt_ColumnType type, kt_long size) {
-  Column column{id, {}, type, size, -1, nullptr};
+  Column column{id, {}, type, size};
   const bool made = kt::detail::RefuseOnFailure([&] {
                       column.cells = std::make_shared<Kt_Column>(type);
-                      column.cells->AppendNulls(slot_count_);
+                      column.cells->AppendNulls(PlainSlotCount());
                       return 0;
                     }) == 0;
   return made ? AddColumnRow(std::move(column)) : -1;
@@ -77,27 +80,50 @@ kt_long Kt_Dataset::AddLogicalColumn(const Kt_WString& id, const Kt_WString& map
   Kt_ColumnType column_type = Kt_ColumnType::kString;
   if (!type.empty() && !kt_findcolumntypeW(type, column_type)) return -1;
   if (map.IsEmpty()) return -1;
-  return AddColumnRow({id, map, column_type, size, -1, nullptr});
+  return AddColumnRow({id, map, column_type, size});
 }
 
-void Kt_Dataset::ResolveLogicalColumns() {
-  for (Column& column : columns_) {
-    if (column.cells == nullptr) column.target = GetColIndex(column.map);
+// Own columns come first, also when one is added later.
+void Kt_Dataset::ResolveLogicalColumn(Column& column) {
+  if (column.cells != nullptr) return;
+  const Kt_Dataset* const source = ShowsSource() ? GetSource() : nullptr;
+  column.target = column.is_alias ? -1 : GetColIndex(column.map);
+  const bool is_source_col = column.target < 0 && source != nullptr;
+  column.source_col = is_source_col ? source->GetColIndex(column.map) : -1;
+  if (column.is_alias && column.source_col >= 0) {
+    column.type = source->GetColType(column.source_col);
   }
 }
 
-kt_long Kt_Dataset::StoredCol(kt_long col) const {
+void Kt_Dataset::ResolveLogicalColumns() {
+  for (Column& column : columns_) ResolveLogicalColumn(column);
+}
+
+kt_long Kt_Dataset::EndCol(kt_long col) const {
   for (int step = 0; step < kMaxChain && HasCol(col); ++step) {
     const Column& column = columns_[static_cast<std::size_t>(col)];
-    if (column.cells != nullptr) return col;
+    if (column.cells != nullptr || column.source_col >= 0) return col;
     col = column.target;
   }
   return -1;
 }
 
+kt_long Kt_Dataset::StoredCol(kt_long col) const {
+  const kt_long end = IsPivot() ? -1 : EndCol(col);
+  return end >= 0 && columns_[static_cast<std::size_t>(end)].cells != nullptr ? end : -1;
+}
+
+const std::shared_ptr<Kt_Column>* Kt_Dataset::FindCells(kt_long col) const {
+  const kt_long end = EndCol(col);
+  if (end < 0) return nullptr;
+  const Column& column = columns_[static_cast<std::size_t>(end)];
+  return column.cells != nullptr ? &column.cells : GetSource()->FindCells(column.source_col);
+}
+
 const Kt_Column* Kt_Dataset::CellsOf(kt_long col) const {
-  const kt_long stored = StoredCol(col);
-  return stored < 0 ? nullptr : columns_[static_cast<std::size_t>(stored)].cells.get();
+  if (IsPivot()) return pivot_->RowKeyCells(col).get();
+  const std::shared_ptr<Kt_Column>* const cells = FindCells(col);
+  return cells != nullptr ? cells->get() : nullptr;
 }
 
 Kt_Column& Kt_Dataset::WriteCells(kt_long stored_col) {

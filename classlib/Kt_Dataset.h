@@ -15,6 +15,7 @@
 #include "classlib/detail/Kt_GroupView.h"
 #include "classlib/detail/Kt_NameMap.h"
 #include "classlib/detail/Kt_RowIndex.h"
+#include "classlib/detail/Kt_SlotHistory.h"
 
 class Kt_Buffer;
 class Kt_Dataset;
@@ -112,8 +113,8 @@ class KT_CLASS_API Kt_Dataset {
 
   // Physical: has cells of its own. Logical: shows those of a source, or a cross table of rows. A
   // pivot is logical and not physical.
-  bool IsPhysical() const { return !IsPivot(); }
-  bool IsLogical() const { return IsPivot(); }
+  bool IsPhysical() const { return !IsPivot() && !ShowsSource(); }
+  bool IsLogical() const { return IsPivot() || source_.is_set; }
   bool IsPivot() const { return pivot_ != nullptr; }
 
   // Makes this dataset show the records of `source`: one column of its own for each of the
@@ -124,7 +125,7 @@ class KT_CLASS_API Kt_Dataset {
   // Null: plain and empty again. 1, or -1 when the source shows this dataset, and nothing changed.
   // More than 16 sources behind one another read null.
   kt_long SetSource(Kt_Dataset* source);
-  Kt_Dataset* GetSource() const;  // borrowed; null: none, or it has gone
+  Kt_Dataset* GetSource() const { return source_.handle.Get(); }  // null: none, or it has gone
   // The number without filters that the record behind a shown row has in the source / the column of
   // the source behind a column. -1 outside, for subtotals, and for what is not the source's.
   kt_long GetSourceRowNF(kt_long row) const;
@@ -323,8 +324,8 @@ class KT_CLASS_API Kt_Dataset {
                          kt_long filtered, Kt_Variant& result) const;
   kt_long GetPivotRowCount(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
                            kt_long filtered) const;
-  // The same across one pivot row, over the plain positions [start, end); -1 and -1: all. The NN
-  // forms leave cells without a value out of the number.
+  // The same across one pivot row, over those of the positions [start, end) that are plain; -1 and
+  // -1: all. The NN forms leave cells without a value out of the number.
   kt_long GetPivotColSum(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
                          kt_long filtered, Kt_Variant& result) const;
   kt_long GetPivotColAvg(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
@@ -478,12 +479,16 @@ class KT_CLASS_API Kt_Dataset {
   void Reset();
   // True when any row is inserted, updated or deleted. SetUpdate(false) is ApplyChange; true marks
   // every normal row updated, so that everything will be saved.
-  bool GetUpdate() const { return inserted_count_ > 0 || changes_->Count() > 0; }
+  bool GetUpdate() const {
+    const kt_long inserted = plain_rows_ ? plain_rows_->inserted_count : inserted_count_;
+    return inserted > 0 || PlainChanges().Count() > 0;
+  }
   void SetUpdate(bool changed);
 
  private:
   friend class Kt_Pivot;  // works on slots and columns
   friend class Kt_DatasetHandle;
+  friend class Kt_RowReader;
   using Slot = kt::detail::Slot;
   using View = kt::detail::View;
   using RowIndex = kt::detail::RowIndex;
@@ -493,8 +498,10 @@ class KT_CLASS_API Kt_Dataset {
     Kt_WString map;  // of a logical column
     Kt_ColumnType type = Kt_ColumnType::kString;
     kt_long size = 0;
-    kt_long target = -1;               // column that a logical column stands for, -1: expression
-    std::shared_ptr<Kt_Column> cells;  // shared between copies; null for a logical column
+    kt_long target = -1;                 // column that a logical column stands for, -1: none
+    bool is_alias = false;               // stands for the source's column with the id `map`
+    kt_long source_col = -1;             // the source's column that it stands for, -1: none
+    std::shared_ptr<Kt_Column> cells{};  // shared between copies; null for a logical column
   };
   struct Constant {
     Kt_WString id;
@@ -520,21 +527,90 @@ class KT_CLASS_API Kt_Dataset {
     kt_long col;
     bool ascending;
   };
-
-  bool HasCol(kt_long col) const { return col >= 0 && col < GetColCount(); }
-  kt_long AddColumnRow(Column column);
-  void ResolveLogicalColumns();
-  // The column that holds the cells of `col`, through logical columns; null for an expression.
-  const Kt_Column* CellsOf(kt_long col) const;
-  kt_long StoredCol(kt_long col) const;  // its index, or -1
-  Kt_Column& WriteCells(kt_long stored_col);
-
   struct Key {
     Kt_KeyType type;
     kt_long col;
     bool ascending;
     Kt_Aggregate subtotal;
   };
+
+  // What the rows are. Kept aside as a whole while they are those of a pivot.
+  struct RowLayer {
+    kt::detail::CopyOnWrite<RowIndex> index;
+    kt::detail::CopyOnWrite<kt::detail::ChangeBuffer> changes;
+    std::vector<Slot> free_slots;
+    Slot slot_count = 0;
+    kt_long inserted_count = 0;
+    View active_view = kt::detail::kAllRows;
+    std::vector<Key> shown_keys;
+    bool grouped = false;
+    std::array<std::optional<kt::detail::GroupView>, 4> groups;
+  };
+  // Puts the plain rows of a pivot in their place for as long as it lives.
+  class PlainRows {
+   public:
+    explicit PlainRows(Kt_Dataset& dataset);
+    PlainRows(const PlainRows&) = delete;
+    PlainRows& operator=(const PlainRows&) = delete;
+    ~PlainRows();
+
+   private:
+    Kt_Dataset& dataset_;
+    std::shared_ptr<const Kt_Pivot> pivot_;
+  };
+  // The dataset whose records are shown: rows have the slots that they have where the cells are.
+  struct SourceLink {
+    Kt_DatasetHandle handle;
+    bool is_set = false;
+    bool has_own_cells = false;  // copied or loaded into since: a plain dataset again, but for that
+    std::uint64_t source_era = 0;  // of the source, and of the dataset that has the cells, when the
+    std::uint64_t root_era = 0;    // rows were taken
+    std::uint32_t losses = 0;      // of the latter
+  };
+
+  void SwapRows(RowLayer& other);
+  void LeavePivot();
+  void EnterPivot(std::shared_ptr<const Kt_Pivot> pivot);
+  bool IsGroupKey(const Key& key) const;
+  const RowIndex& PlainIndex() const { return plain_rows_ ? *plain_rows_->index : *index_; }
+  const kt::detail::ChangeBuffer& PlainChanges() const {
+    return plain_rows_ ? *plain_rows_->changes : *changes_;
+  }
+  Slot PlainSlotCount() const { return plain_rows_ ? plain_rows_->slot_count : slot_count_; }
+  std::vector<Slot> PivotRows(View view, kt_long start, kt_long end) const;
+  Kt_Dataset PivotTable(View view) const;
+
+  bool ShowsSource() const { return source_.is_set && !source_.has_own_cells; }
+  bool IsShownBy(const Kt_Dataset& source) const;
+  bool SourceLives() const;
+  const Kt_Dataset* Root() const;
+  bool IsIntact() const;
+  bool IsGone(Slot slot) const;
+  std::vector<Slot> RecordSlots() const;
+  void TakeSourceRows(bool anew);
+  std::vector<bool> KnownSlots() const;
+  void ClearStrangeCells(const std::vector<Slot>& slots, const std::vector<bool>& known);
+  void LinkSource();
+  void TakeCells();
+  void OwnColumns();
+  // This dataset as a plain one: with cells and rows of its own.
+  Kt_Dataset AsTable(View view) const;
+  kt_long SourceRowOf(Slot slot) const;
+  Kt_Variant ReadSlot(Slot slot, kt_long col) const;
+
+  bool HasCol(kt_long col) const { return col >= 0 && col < GetColCount(); }
+  kt_long AddColumnRow(Column column);
+  void ResolveLogicalColumn(Column& column);
+  void ResolveLogicalColumns();
+  // The column that `col` stands for through logical columns: one with cells or one of the source.
+  // -1 for an expression.
+  kt_long EndCol(kt_long col) const;
+  // The cells of `col` by slot, where they are; null for an expression.
+  // REQUIRES: IsIntact, or a slot that is not gone.
+  const std::shared_ptr<Kt_Column>* FindCells(kt_long col) const;
+  const Kt_Column* CellsOf(kt_long col) const;  // the same in a pivot too, whose rows are slots
+  kt_long StoredCol(kt_long col) const;         // index of the own column that has the cells, or -1
+  Kt_Column& WriteCells(kt_long stored_col);
 
   // What groups are made of, looked up once.
   struct GroupPlan {
@@ -548,6 +624,7 @@ class KT_CLASS_API Kt_Dataset {
 
   View ActiveView() const { return active_view_; }
   kt_long ViewCount(View view) const {
+    if (KT_UNLIKELY(source_.is_set) && !SourceLives()) return 0;
     return index_->Count(view) + (KT_UNLIKELY(grouped_) ? GroupsOf(view).Count() : 0);
   }
   // The record number behind a row, in the view; -1 for a subtotal. REQUIRES: HasRow(view, row).
@@ -573,11 +650,12 @@ class KT_CLASS_API Kt_Dataset {
   void RemoveEntries(std::uint8_t flags);
   void SetNormal(Slot slot);
 
-  Kt_Variant ReadCell(View view, kt_long row, kt_long col) const;
-  Kt_Variant ReadSubtotal(View view, kt_long row, kt_long col) const;
+  Kt_Variant ReadCell(View view, kt_long row, kt_long col, kt_long position = -1) const;
+  Kt_Variant ReadSubtotal(View view, kt_long row, kt_long col, kt_long position) const;
   Kt_Variant ReadExpression(View view, kt_long row, const Column& column) const;
   const Kt_Variant* Remember(Kt_Variant value) const;
   kt_long WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value);
+  kt_long WriteSlot(Slot slot, kt_long col, const Kt_Variant& value);
   void StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& value);
   kt_long HideRow(View view, std::uint8_t filter, kt_long row);
   void ShowAll(std::uint8_t filter, bool on);
@@ -601,7 +679,7 @@ class KT_CLASS_API Kt_Dataset {
   kt_long SortRows(const std::vector<SortKey>& keys, bool nulls_last);
   std::shared_ptr<const Kt_Column> SlotCells(kt_long col) const;
 
-  Kt_Column Evaluated(View view, kt_long start, kt_long end, kt_long col) const;
+  Kt_Column Evaluated(View view, kt_long start, kt_long end, kt_long col, kt_long position) const;
   kt_long Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
                     kt_long position, Kt_Variant& result) const;
   kt_long PivotDown(Kt_Aggregate what, kt_long col, kt_long position, kt_long start, kt_long end,
@@ -660,6 +738,9 @@ class KT_CLASS_API Kt_Dataset {
   bool reverse_subtotals_ = false;
   mutable std::array<std::optional<kt::detail::GroupView>, 4> groups_;  // by view, made when asked
   std::shared_ptr<const Kt_Pivot> pivot_;  // what the rows are made of; null: records
+  std::optional<RowLayer> plain_rows_;     // while there is a pivot
+  SourceLink source_;
+  kt::detail::SlotHistory history_;
   std::uint64_t structure_version_ = 0;
   kt::detail::DatasetLifeOwner life_;
   mutable Evaluator evaluator_;

@@ -200,10 +200,11 @@ bool Compute(Kt_Aggregate what, const Kt_Column& column, Walk walk, Kt_Variant& 
 }  // namespace
 
 // The cells of an expression column in the records of some rows, one after another.
-Kt_Column Kt_Dataset::Evaluated(View view, kt_long start, kt_long end, kt_long col) const {
+Kt_Column Kt_Dataset::Evaluated(View view, kt_long start, kt_long end, kt_long col,
+                                kt_long position) const {
   Kt_Column cells(GetColType(col));
   for (kt_long row = start; row < end; ++row) {
-    if (RecordAt(view, row)) cells.Append(ReadCell(view, row, col));
+    if (RecordAt(view, row)) cells.Append(ReadCell(view, row, col, position));
   }
   return cells;
 }
@@ -225,7 +226,8 @@ void Kt_Dataset::AggregateListed(Kt_Aggregate what, const Kt_Column& cells,
 
 kt_long Kt_Dataset::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
                               kt_long position, Kt_Variant& result) const {
-  if (IsPivot()) return PivotDown(what, col, position, start, end, view, result);
+  if (IsPivot() && GetPivotColType(col) == 0)
+    return PivotDown(what, col, position, start, end, view, result);
   if (!HasCol(col)) {
     result.Clear();
     return -1;
@@ -233,12 +235,13 @@ kt_long Kt_Dataset::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long
   start = std::clamp(start, 0, ViewCount(view));
   end = std::clamp(end, start, ViewCount(view));
   return RefuseOnFailure([&]() -> kt_long {
-    if (StoredCol(col) < 0) {
-      const Kt_Column cells = Evaluated(view, start, end, col);
+    const Kt_Column* const stored = IsPivot() || IsIntact() ? CellsOf(col) : nullptr;
+    if (stored == nullptr) {
+      const Kt_Column cells = Evaluated(view, start, end, col, position);
       const auto walk = [&](auto dense, auto) { dense(std::size_t{0}, cells.RowCount()); };
       return Compute(what, cells, walk, result) ? 1 : 0;
     }
-    return AggregateRecords(view, what, *CellsOf(col), RecordsBefore(view, start),
+    return AggregateRecords(view, what, *stored, RecordsBefore(view, start),
                             RecordsBefore(view, end), result);
   });
 }

@@ -237,6 +237,7 @@ class BinaryLoader {
     if (columns > static_cast<std::uint32_t>(kMaxDatasetColumns)) return false;
     if (table_.row_count > static_cast<std::uint32_t>(kMaxDatasetRows)) return false;
     for (std::uint32_t at = 0; in_.IsGood() && at < columns; ++at) ReadColumn();
+    if (!HasRealRows()) return false;
     ReadNotes();
     return in_.IsGood() && in_.Left() == 0;
   }
@@ -244,6 +245,15 @@ class BinaryLoader {
   LoadedTable& Table() { return table_; }
 
  private:
+  // Rows are bounded by the bytes of their cells; but logical columns have none.
+  bool HasRealRows() const {
+    constexpr std::uint32_t kMaxRowsWithoutCells = 1 << 16;
+    const bool has_cells =
+        std::any_of(table_.columns.begin(), table_.columns.end(),
+                    [](const LoadedColumn& column) { return column.cells != nullptr; });
+    return has_cells || table_.row_count <= kMaxRowsWithoutCells;
+  }
+
   void ReadColumn() {
     LoadedColumn column;
     column.id = Kt_WString(in_.GetText());
@@ -350,6 +360,7 @@ kt_long Kt_Dataset::Save2(Kt_Buffer& out, std::u16string_view type) const {
   out.Clear();
   if (!SaveViewOf(type, view, changed_only)) return -1;
   return RefuseOnFailure([&]() -> kt_long {
+    if (!IsPhysical()) return AsTable(view).Save2(out, type);
     LoadedTable table = TableToSave(view, changed_only);
     ByteWriter writer;
     PutTable(table, writer);

@@ -14,24 +14,28 @@ constexpr int kMaxEvaluationDepth = 16;
 
 }  // namespace
 
-Kt_Variant Kt_Dataset::ReadCell(View view, kt_long row, kt_long col) const {
+Kt_Variant Kt_Dataset::ReadCell(View view, kt_long row, kt_long col, kt_long position) const {
   const auto slot = RecordAt(view, row);
-  if (!slot) return ReadSubtotal(view, row, col);
+  if (!slot) return ReadSubtotal(view, row, col, position);
   if (!HasCol(col)) return {};
+  if (IsPivot()) return pivot_->GetColumn(static_cast<kt_long>(*slot), col, position);
   const Column& column = columns_[static_cast<std::size_t>(col)];
-  if (column.cells != nullptr) return column.cells->Read(*slot);
-  const Kt_Column* const cells = CellsOf(col);
-  return cells != nullptr ? cells->Read(*slot) : ReadExpression(view, row, column);
+  if (KT_LIKELY(column.cells != nullptr && !ShowsSource())) return column.cells->Read(*slot);
+  if (IsGone(*slot)) return {};
+  if (const Kt_Column* const cells = CellsOf(col)) return cells->Read(*slot);
+  const kt_long source_col = GetSourceCol(col);
+  if (source_col >= 0) return GetSource()->ReadSlot(*slot, source_col);
+  return ReadExpression(view, row, column);
 }
 
-Kt_Variant Kt_Dataset::ReadSubtotal(View view, kt_long row, kt_long col) const {
+Kt_Variant Kt_Dataset::ReadSubtotal(View view, kt_long row, kt_long col, kt_long position) const {
   const Subtotal* const subtotal =
       grouped_ && HasRow(view, row) ? GroupsOf(view).Find(row) : nullptr;
   if (subtotal == nullptr) return {};
-  for (const auto& [total_col, value] : subtotal->cells) {
-    if (total_col == col) return value;
-  }
-  return {};
+  const kt_long type = GetPivotColType(col);
+  if (IsPivot() && type == 2) return pivot_->GetColumn(0, col, position);
+  const Kt_Variant* const value = subtotal->Find(col, IsPivot() && type == 0 ? position : -1);
+  return value != nullptr ? *value : Kt_Variant();
 }
 
 Kt_Variant Kt_Dataset::ReadExpression(View view, kt_long row, const Column& column) const {
@@ -61,13 +65,11 @@ const Kt_Variant* Kt_Dataset::Remember(Kt_Variant value) const {
 }
 
 Kt_Variant Kt_Dataset::ReadColumn(kt_long row, kt_long col, kt_long position) const {
-  if (pivot_ != nullptr) return pivot_->GetColumn(row, col, position);
-  return ReadCell(ActiveView(), row, col);
+  return ReadCell(ActiveView(), row, col, position);
 }
 
 Kt_Variant Kt_Dataset::ReadColumnNF(kt_long row, kt_long col, kt_long position) const {
-  if (pivot_ != nullptr) return pivot_->GetColumn(row, col, position);
-  return ReadCell(kAllRows, row, col);
+  return ReadCell(kAllRows, row, col, position);
 }
 
 const Kt_Variant* Kt_Dataset::GetColumn(kt_long row, kt_long col, kt_long position) const {
@@ -88,19 +90,34 @@ Kt_VariantList Kt_Dataset::GetColumnSet(kt_long row, kt_long col) const {
 
 bool Kt_Dataset::WouldChange(kt_long row, kt_long col, const Kt_Variant& value) const {
   const auto slot = RecordAt(ActiveView(), row);
+  if (!slot || IsPivot() || IsGone(*slot)) return false;
   const Kt_Column* const cells = CellsOf(col);
-  return slot && cells != nullptr && !cells->Equals(*slot, value);
+  return cells != nullptr && !cells->Equals(*slot, value);
 }
 
 kt_long Kt_Dataset::WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value) {
   const auto slot = RecordAt(view, row);
-  const kt_long stored = StoredCol(col);
-  if (!slot || stored < 0) return -1;
-  return RefuseOnFailure([&] {
-    // Asked first, so that an equal value does not part a column that copies share.
-    if (!CellsOf(stored)->Equals(*slot, value)) StoreCell(*slot, stored, value);
-    return 1;
-  });
+  if (!slot || IsPivot()) return -1;
+  return RefuseOnFailure([&] { return WriteSlot(*slot, col, value); });
+}
+
+// Writes where the cell is: in a column of its own, or through the source. Rows of a source are in
+// its state table; columns of its own that a logical dataset has know no first values.
+kt_long Kt_Dataset::WriteSlot(Slot slot, kt_long col, const Kt_Variant& value) {
+  const PlainRows plain(*this);
+  if (IsGone(slot)) return -1;
+  const kt_long end = EndCol(col);
+  if (end < 0) return -1;
+  const Column& column = columns_[static_cast<std::size_t>(end)];
+  if (column.cells == nullptr) return GetSource()->WriteSlot(slot, column.source_col, value);
+  // Asked first, so that an equal value does not part a column that copies share.
+  if (column.cells->Equals(slot, value)) return 1;
+  if (ShowsSource()) {
+    WriteCells(end).Write(slot, value);
+  } else {
+    StoreCell(slot, end, value);
+  }
+  return 1;
 }
 
 void Kt_Dataset::StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& value) {

@@ -17,13 +17,13 @@ kt_long TypeOfFlags(std::uint8_t flags) {
 
 kt_long Kt_Dataset::RowType(View view, kt_long row) const {
   const auto slot = RecordAt(view, row);
-  if (!slot) return HasRow(view, row) ? kRowTypeLogical : 0;
+  if (!slot || !IsPhysical()) return HasRow(view, row) ? kRowTypeLogical : 0;
   return TypeOfFlags(index_->Flags(*slot));
 }
 
 kt_long Kt_Dataset::SetRowType(kt_long row, kt_long type) {
   const auto slot = RecordAt(ActiveView(), row);
-  if (!slot) return -1;
+  if (!slot || !IsPhysical()) return -1;
   if (type != kRowTypeNormal && type != kRowTypeInsert && type != kRowTypeUpdate) return -1;
   return RefuseOnFailure([&] {
     if (TypeOfFlags(index_->Flags(*slot)) == type) return 1;
@@ -50,15 +50,19 @@ void Kt_Dataset::SetNormal(Slot slot) {
 // ---- First values -----------------------------------------------------------------------------
 
 Kt_Variant Kt_Dataset::FirstValue(Slot slot, kt_long col) const {
-  const kt_long stored = StoredCol(col);
-  if (stored < 0 || (index_->Flags(slot) & kRowInserted) != 0) return {};
-  const ChangeBuffer::Entry* const entry = changes_->Find(slot);
-  const Kt_Variant* const old = entry ? ChangeBuffer::OldValue(*entry, stored) : nullptr;
-  return old != nullptr ? *old : CellsOf(stored)->Read(slot);
+  if (IsGone(slot)) return {};
+  const kt_long end = EndCol(col);
+  if (end < 0) return {};
+  const Column& column = columns_[static_cast<std::size_t>(end)];
+  if (column.cells == nullptr) return GetSource()->FirstValue(slot, column.source_col);
+  if ((PlainIndex().Flags(slot) & kRowInserted) != 0) return {};
+  const ChangeBuffer::Entry* const entry = PlainChanges().Find(slot);
+  const Kt_Variant* const old = entry ? ChangeBuffer::OldValue(*entry, end) : nullptr;
+  return old != nullptr ? *old : column.cells->Read(slot);
 }
 
 Kt_Variant Kt_Dataset::OriginalAt(View view, kt_long row, kt_long col) const {
-  const auto slot = RecordAt(view, row);
+  const auto slot = IsPivot() ? std::nullopt : RecordAt(view, row);
   return slot ? FirstValue(*slot, col) : Kt_Variant();
 }
 
@@ -89,6 +93,7 @@ Kt_Variant Kt_Dataset::GetDelColumn(kt_long index, kt_long col) const {
 
 void Kt_Dataset::ApplyChange() {
   if (!GetUpdate()) return;
+  const PlainRows plain(*this);
   RefuseOnFailure([&] {
     if (GetDelRowCount() > 0) {
       RemoveEntries(kRowDeleted);
@@ -108,6 +113,7 @@ void Kt_Dataset::RestoreFirstValues(Slot slot) {
 
 void Kt_Dataset::Reset() {
   if (!GetUpdate()) return;
+  const PlainRows plain(*this);
   RefuseOnFailure([&] {
     for (kt_long entry = 0; entry < GetOrgBuffCount(); ++entry) {
       RestoreFirstValues(changes_->SlotAt(entry));
@@ -124,6 +130,8 @@ void Kt_Dataset::Reset() {
 
 void Kt_Dataset::SetUpdate(bool changed) {
   if (!changed) return ApplyChange();
+  if (ShowsSource()) return;
+  const PlainRows plain(*this);
   RefuseOnFailure([&] {
     index_->ForEachEntry([&](RowIndex::Place, Slot slot) {
       if ((index_->Flags(slot) & (kRowInserted | kRowUpdated | kRowDeleted)) != 0) return;

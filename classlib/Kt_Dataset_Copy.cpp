@@ -14,8 +14,11 @@ using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and 
 void Kt_Dataset::TakeContent(const Kt_Dataset& source) {
   const Kt_WString id = id_;
   const std::uint64_t version = std::max(structure_version_, source.structure_version_);
+  SourceLink link = source_;
+  link.has_own_cells = true;
   *this = source;
   id_ = id;
+  source_ = std::move(link);
   structure_version_ = version + 1;
 }
 
@@ -30,8 +33,11 @@ void Kt_Dataset::DropArrangement() {
 
 kt_long Kt_Dataset::Assign(const Kt_Dataset& source) {
   if (&source == this) return GetRowCount();
+  if (source.ShowsSource() && IsShownBy(source)) return -1;
   return RefuseOnFailure([&] {
+    const SourceLink link = source.source_;
     TakeContent(source);
+    if (link.is_set) source_ = link;
     return GetRowCount();
   });
 }
@@ -39,6 +45,7 @@ kt_long Kt_Dataset::Assign(const Kt_Dataset& source) {
 kt_long Kt_Dataset::Copy(const Kt_Dataset& source) {
   if (&source == this) return GetRowCount();
   return RefuseOnFailure([&] {
+    if (!source.IsPhysical()) return Copy(source.AsTable(kAllRows));
     TakeContent(source);
     DropArrangement();
     return GetRowCount();
@@ -47,6 +54,7 @@ kt_long Kt_Dataset::Copy(const Kt_Dataset& source) {
 
 kt_long Kt_Dataset::CopyF(const Kt_Dataset& source) {
   return RefuseOnFailure([&]() -> kt_long {
+    if (!source.IsPhysical()) return CopyF(source.AsTable(source.ActiveView()));
     LoadedTable table = source.ShownRows();
     Kt_Dataset next(id_);
     next.constants_ = source.constants_;
@@ -87,8 +95,10 @@ void Kt_Dataset::CopyCells(kt_long row, const Kt_Dataset& source, kt_long source
 }
 
 kt_long Kt_Dataset::AppendDataset(const Kt_Dataset& source) {
+  if (!IsPhysical()) return -1;
   if (&source == this) return AppendDataset(Kt_Dataset(source));
   return RefuseOnFailure([&]() -> kt_long {
+    if (!source.IsPhysical()) return AppendDataset(source.AsTable(source.ActiveView()));
     const auto cols = SharedColumns(source);
     kt_long appended = 0;
     for (kt_long row = 0; row < source.GetRowCount(); ++row) {
@@ -117,7 +127,11 @@ std::u16string Kt_Dataset::KeyText(kt_long row, const std::vector<kt_long>& cols
 }
 
 kt_long Kt_Dataset::Merge(const Kt_Dataset& source) {
+  if (!IsPhysical()) return -1;
   if (&source == this) return 0;
+  if (!source.IsPhysical()) {
+    return RefuseOnFailure([&] { return Merge(source.AsTable(source.ActiveView())); });
+  }
   std::vector<kt_long> own_keys;
   std::vector<kt_long> source_keys;
   for (const Key& key : keys_) {

@@ -438,6 +438,7 @@ kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type, char16_t 
   out.Empty();
   if (!SaveViewOf(type, view, changed_only)) return -1;
   return RefuseOnFailure([&]() -> kt_long {
+    if (!IsPhysical()) return AsTable(view).SaveCSV(out, type, separator);
     std::u16string text;
     std::vector<const Kt_Column*> cells;
     for (const Column& column : columns_) {

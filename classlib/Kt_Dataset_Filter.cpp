@@ -40,7 +40,14 @@ kt_long Kt_Dataset::LocFilter(kt_long row) {
 
 void Kt_Dataset::UnFilter() { ShowAll(kRowMainHidden, false); }
 void Kt_Dataset::LocUnFilter() { ShowAll(kRowLocalHidden, false); }
-void Kt_Dataset::ResetRecIndex() { ShowAll(kRowMainHidden, true); }
+void Kt_Dataset::ResetRecIndex() {
+  if (!ShowsSource() || IsPivot()) return ShowAll(kRowMainHidden, true);
+  RefuseOnFailure([&] {
+    TakeSourceRows(true);
+    SwitchFilter(kRowMainHidden, true);
+    return 1;
+  });
+}
 void Kt_Dataset::ResetFilIndex() { ShowAll(kRowLocalHidden, true); }
 void Kt_Dataset::SetFilterStat(bool on) { SwitchFilter(kRowMainHidden, on); }
 void Kt_Dataset::SetLocFilterStat(bool on) { SwitchFilter(kRowLocalHidden, on); }

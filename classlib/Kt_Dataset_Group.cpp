@@ -3,7 +3,7 @@
 // Keys, and subtotal rows between the records.
 #include <algorithm>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/Kt_Pivot.h"
 #include "classlib/detail/Kt_Refuse.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
@@ -63,14 +63,27 @@ Kt_WString Kt_Dataset::GetKeyStr(Kt_KeyType type) const {
   return list;
 }
 
+// Group keys of a pivot are those that are its row keys.
+bool Kt_Dataset::IsGroupKey(const Key& key) const {
+  if (key.type != Kt_KeyType::kGroup) return false;
+  return !IsPivot() || pivot_->GetPivotColType(key.col) == Kt_Pivot::ColumnType::kRowKey;
+}
+
 // ---- Subtotals --------------------------------------------------------------------------------
 
 void Kt_Dataset::RecalcGroup() {
+  if (ShowsSource() && !IsPivot()) {
+    RefuseOnFailure([&] {
+      TakeSourceRows(false);
+      return 1;
+    });
+  }
   DropGroups();
   // Keys that change from now on wait for the next call, also where a view is first asked for
   // later.
   shown_keys_ = keys_;
-  grouped_ = !KeysOf(Kt_KeyType::kGroup).empty();
+  grouped_ =
+      std::any_of(keys_.begin(), keys_.end(), [this](const Key& key) { return IsGroupKey(key); });
   ++structure_version_;
 }
 
@@ -100,8 +113,10 @@ GroupView& Kt_Dataset::GroupsOf(View view) const {
 kt_long Kt_Dataset::BuildGroups(View view, GroupView& groups) const {
   GroupPlan plan;
   for (const Key& key : shown_keys_) {
-    if (key.type == Kt_KeyType::kGroup) plan.keys.push_back({key, SlotCells(key.col)});
-    if (key.type == Kt_KeyType::kPivotValue) plan.values.push_back({key, SlotCells(key.col)});
+    if (IsGroupKey(key)) plan.keys.push_back({key, SlotCells(key.col)});
+    if (key.type == Kt_KeyType::kPivotValue && !IsPivot()) {
+      plan.values.push_back({key, SlotCells(key.col)});
+    }
   }
   FindGroups(view, plan, groups);
   PlaceSubtotals(groups);
@@ -154,13 +169,25 @@ void Kt_Dataset::FillSubtotals(View view, const GroupPlan& plan, GroupView& grou
     const Slot slot = index_->At(view, subtotal.first);
     const std::size_t shown = plan.keys.size() + 1 - static_cast<std::size_t>(subtotal.level);
     for (std::size_t key = 0; key < shown; ++key) {
-      subtotal.cells.emplace_back(plan.keys[key].key.col, plan.keys[key].cells->Read(slot));
+      const kt_long col = plan.keys[key].key.col;
+      subtotal.cells.push_back({col, -1, plan.keys[key].cells->Read(slot)});
     }
     for (const auto& [value, cells] : plan.values) {
       Kt_Variant total;
       AggregateRecords(view, value.subtotal, *cells, subtotal.first, subtotal.last, total);
-      subtotal.cells.emplace_back(value.col, total);
+      subtotal.cells.push_back({value.col, -1, total});
     }
+    if (IsPivot()) {
+      std::vector<Slot> rows;
+      for (kt_long record = subtotal.first; record < subtotal.last; ++record) {
+        rows.push_back(index_->At(view, record));
+      }
+      pivot_->TotalRows(rows, subtotal.cells);
+    }
+    std::stable_sort(subtotal.cells.begin(), subtotal.cells.end(),
+                     [](const SubtotalCell& a, const SubtotalCell& b) {
+                       return std::pair(a.col, a.position) < std::pair(b.col, b.position);
+                     });
     subtotal.first = groups.RowOf(subtotal.first);
     subtotal.last = groups.RowOf(subtotal.last - 1) + 1;
   }

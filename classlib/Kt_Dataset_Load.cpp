@@ -11,10 +11,12 @@ using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and 
 
 // Works on a copy, which shares everything that is not replaced.
 kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
+  if (!clear && !IsPhysical()) return -1;
   return RefuseOnFailure([&]() -> kt_long {
     Kt_Dataset next(*this);
     const std::vector<Kt_WString> key_ids = KeyIds();
     if (clear) next.ClearData();
+    if (clear && next.ShowsSource()) next.OwnColumns();
     if (clear && table.has_column_info) next.DropStoredColumns();
     if (next.slot_count_ + std::size_t{table.row_count} >
         static_cast<std::size_t>(kMaxDatasetRows)) {
@@ -29,6 +31,7 @@ kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
       if (next.SetConstColumn(id, value) < 0) next.AddConstColumn(id, value);
     }
     if (clear && !table.id.IsEmpty()) next.id_ = table.id;
+    if (!clear) std::swap(next.history_, history_);  // the rows that were here keep their slots
     *this = std::move(next);
     return static_cast<kt_long>(table.row_count) -
            static_cast<kt_long>(
@@ -62,7 +65,7 @@ bool Kt_Dataset::AdoptColumns(LoadedTable& table, std::vector<kt_long>& cols) {
   for (LoadedColumn& loaded : table.columns) {
     kt_long col = GetColIndex(loaded.id);
     if (col < 0 && loaded.cells == nullptr) {
-      col = AddColumnRow({loaded.id, loaded.map, loaded.type, loaded.size, -1, nullptr});
+      col = AddColumnRow({loaded.id, loaded.map, loaded.type, loaded.size});
     } else if (col < 0) {
       col = AddColumn(loaded.id, loaded.type, loaded.size);
     }

@@ -78,7 +78,9 @@ kt_long Kt_Dataset::LookupExact(View view, std::u16string_view id, std::u16strin
                                 kt_long start, kt_long end) const {
   const kt_long col = GetColIndex(id);
   if (col < 0) return -1;
-  const Kt_Column* const cells = CellsOf(col);
+  std::shared_ptr<const Kt_Column> patched;  // without the rows that are gone
+  if (!IsPivot() && !IsIntact()) patched = SlotCells(col);
+  const Kt_Column* const cells = patched != nullptr ? patched.get() : CellsOf(col);
   if (cells == nullptr) {
     return FindFirst(view, start, end, [&](kt_long row, Slot) {
       return ReadCell(view, row, col).ToString().View() == text;

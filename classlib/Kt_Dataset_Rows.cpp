@@ -59,6 +59,7 @@ bool Kt_Dataset::NewSlots(kt_long count, std::vector<Slot>& slots) {
 
 void Kt_Dataset::FreeSlot(Slot slot) {
   free_slots_.push_back(slot);
+  history_.NoteFreed(slot);
   index_.Write().Forget(slot);
   for (std::size_t col = 0; col < columns_.size(); ++col) {
     const Kt_Column* const cells = columns_[col].cells.get();
@@ -93,10 +94,12 @@ kt_long Kt_Dataset::InsertSlots(kt_long row, kt_long count) {
   });
 }
 
-kt_long Kt_Dataset::AppendRow(kt_long count) { return count < 1 ? -1 : InsertSlots(-1, count); }
+kt_long Kt_Dataset::AppendRow(kt_long count) {
+  return count < 1 || !IsPhysical() ? -1 : InsertSlots(-1, count);
+}
 
 kt_long Kt_Dataset::InsertRow(kt_long row, kt_long count) {
-  if (count < 1) return -1;
+  if (count < 1 || !IsPhysical()) return -1;
   return InsertSlots(HasRow(ActiveView(), row) ? row : -1, count);
 }
 
@@ -111,6 +114,7 @@ void Kt_Dataset::DeleteAt(RowIndex::Place place) {
     --inserted_count_;
   } else {
     changes_.Write().NoteDelete(slot);
+    history_.NoteLoss();
     index.Change(place, kRowDeleted, kRowSelected);
   }
 }
@@ -123,7 +127,7 @@ void Kt_Dataset::DeleteShown(kt_long row, RowIndex::Place place) {
 
 kt_long Kt_Dataset::DeleteRow(kt_long row) {
   const auto place = PlaceAt(ActiveView(), row);
-  if (!place) return -1;
+  if (!place || !IsPhysical()) return -1;
   return RefuseOnFailure([&] {
     DeleteShown(row, *place);
     return 1;
@@ -133,6 +137,7 @@ kt_long Kt_Dataset::DeleteRow(kt_long row) {
 // From the last row to the first, so that the rows still to come keep their numbers.
 template <class Keep>
 kt_long Kt_Dataset::DeleteWhere(Keep keep) {
+  if (!IsPhysical()) return -1;
   return RefuseOnFailure([&] {
     kt_long deleted = 0;
     for (kt_long row = GetRowCount() - 1; row >= 0; --row) {
@@ -169,7 +174,7 @@ void Kt_Dataset::RemoveEntries(std::uint8_t flags) {
 
 kt_long Kt_Dataset::MoveRow(kt_long from, kt_long to) {
   const auto place = PlaceAt(ActiveView(), from);
-  if (!place || !PlaceAt(ActiveView(), to)) return -1;
+  if (!place || !PlaceAt(ActiveView(), to) || IsPivot()) return -1;
   if (from == to) return 1;
   return RefuseOnFailure([&] {
     RowIndex& index = index_.Write();
@@ -187,7 +192,7 @@ kt_long Kt_Dataset::MoveRow(kt_long from, kt_long to) {
 kt_long Kt_Dataset::ExchangeRow(kt_long a, kt_long b) {
   const auto first = PlaceAt(ActiveView(), a);
   const auto second = PlaceAt(ActiveView(), b);
-  if (!first || !second) return -1;
+  if (!first || !second || IsPivot()) return -1;
   return RefuseOnFailure([&] {
     if (a != b) index_.Write().Exchange(*first, *second);
     DropGroups(0, ActiveView());
@@ -197,6 +202,8 @@ kt_long Kt_Dataset::ExchangeRow(kt_long a, kt_long b) {
 }
 
 void Kt_Dataset::ClearData() {
+  LeavePivot();
+  history_.Restart();
   for (Column& column : columns_) {
     if (column.cells != nullptr) column.cells = std::make_shared<Kt_Column>(column.type);
   }

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <numeric>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/Kt_Pivot.h"
 #include "classlib/Kt_WStrList.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/kernels/Kt_SortKernels.h"
@@ -102,8 +102,11 @@ bool Kt_Dataset::ParseSortKeys(std::u16string_view list, bool ascending,
 
 // The cells of a column by slot; those of an expression column are computed, hidden rows included.
 std::shared_ptr<const Kt_Column> Kt_Dataset::SlotCells(kt_long col) const {
-  const kt_long stored = StoredCol(col);
-  if (stored >= 0) return columns_[static_cast<std::size_t>(stored)].cells;
+  if (IsPivot()) {
+    if (const auto cells = pivot_->RowKeyCells(col)) return cells;
+  } else if (IsIntact()) {
+    if (const auto* const cells = FindCells(col)) return *cells;
+  }
   auto cells = std::make_shared<Kt_Column>(GetColType(col));
   cells->AppendNulls(slot_count_);
   // By record: where subtotals stand may depend on this very column.
@@ -137,6 +140,7 @@ kt_long Kt_Dataset::SortRows(const std::vector<SortKey>& keys, bool nulls_last) 
 
 kt_long Kt_Dataset::Sort(std::u16string_view list, bool ascending, bool nulls_last,
                          bool group_keys) {
+  if (IsPivot()) return -1;
   return RefuseOnFailure([&]() -> kt_long {
     std::vector<SortKey> keys;
     if (!ParseSortKeys(list, ascending, keys) || SortRows(keys, nulls_last) < 0) return -1;

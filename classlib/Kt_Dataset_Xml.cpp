@@ -376,6 +376,7 @@ kt_long Kt_Dataset::SaveDataXml(Kt_WString& out, std::u16string_view type, bool 
   out.Empty();
   if (!SaveViewOf(type, view, changed_only)) return -1;
   return RefuseOnFailure([&]() -> kt_long {
+    if (!IsPhysical()) return AsTable(view).SaveDataXml(out, type, header);
     const LoadedTable table = TableToSave(view, changed_only);
     XmlWriter writer(table, header);
     if (!writer.Write()) return -1;

@@ -8,48 +8,24 @@
 #include <algorithm>
 #include <exception>
 
+#include "classlib/detail/Kt_CellFold.h"
 #include "classlib/kernels/Kt_SortKernels.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): slots and views
 
-namespace {
-
-// Folds the values of several cells.
-class Fold {
- public:
-  explicit Fold(Kt_Aggregate what) : what_(what) {}
-
-  void Add(const Kt_Variant* value) {
-    ++all_;
-    if (value == nullptr || value->IsEmpty()) return;
-    ++present_;
-    sum_ += value->ToDouble();
-    const int order = best_ == nullptr ? 1 : Var_Order(*value, *best_);
-    if (best_ == nullptr || (what_ == Kt_Aggregate::kMax ? order > 0 : order < 0)) best_ = value;
+Kt_Variant CellFold::Result(Kt_Aggregate what, bool present_only) const {
+  const kt_long count = present_only ? present_ : all_;
+  switch (what) {
+    case Kt_Aggregate::kSum: return sum_;
+    case Kt_Aggregate::kCount: return count;
+    case Kt_Aggregate::kAvg:
+      if (!HasValue()) return {};
+      return sum_.ToDouble() / static_cast<double>(count);
+    case Kt_Aggregate::kMax: return greatest_;
+    case Kt_Aggregate::kMin: return least_;
+    default: return {};
   }
-
-  Kt_Variant Result(bool present_only) const {
-    const kt_long count = present_only ? present_ : all_;
-    switch (what_) {
-      case Kt_Aggregate::kSum: return sum_;
-      case Kt_Aggregate::kCount: return count;
-      case Kt_Aggregate::kAvg:
-        return present_ == 0 ? Kt_Variant() : Kt_Variant(sum_ / static_cast<double>(count));
-      case Kt_Aggregate::kMax:
-      case Kt_Aggregate::kMin: return best_ == nullptr ? Kt_Variant() : *best_;
-      default: return {};
-    }
-  }
-
- private:
-  Kt_Aggregate what_;
-  double sum_ = 0;
-  kt_long all_ = 0;
-  kt_long present_ = 0;
-  const Kt_Variant* best_ = nullptr;
-};
-
-}  // namespace
+}
 
 void Kt_Pivot::Clear() { *this = Kt_Pivot(); }
 
@@ -64,28 +40,33 @@ bool Kt_Pivot::Build(const Kt_Dataset& source) {
   return false;
 }
 
-bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
-  std::vector<Kt_Dataset::SortKey> row_sort;
-  std::vector<Kt_Dataset::SortKey> column_sort;
+void Kt_Pivot::TakeKeys(const Kt_Dataset& source) {
   for (const Kt_Dataset::Key& key : source.keys_) {
-    const KeyColumn column{key.col, key.ascending, source.SlotCells(key.col)};
     if (key.type == Kt_KeyType::kPivotRow) {
-      row_keys_.push_back(column);
-      row_sort.push_back({key.col, key.ascending});
+      row_keys_.push_back({key.col, key.ascending, source.SlotCells(key.col)});
     } else if (key.type == Kt_KeyType::kPivotColumn) {
-      column_keys_.push_back(column);
-      column_sort.push_back({key.col, key.ascending});
+      column_keys_.push_back({key.col, key.ascending, source.SlotCells(key.col)});
     } else if (key.type == Kt_KeyType::kPivotValue) {
       const bool unset = key.subtotal == Kt_Aggregate::kNone;
-      values_.push_back({key.col, unset ? Kt_Aggregate::kSum : key.subtotal, column.cells, {}});
+      const Kt_Aggregate what = unset ? Kt_Aggregate::kSum : key.subtotal;
+      values_.push_back({key.col, what, source.SlotCells(key.col), {}, {}});
     }
   }
-  if (row_keys_.empty() || values_.empty()) return false;
+}
+
+bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
+  TakeKeys(source);
+  if (row_keys_.empty() && column_keys_.empty()) return false;
+  const auto sort_keys = [](const std::vector<KeyColumn>& keys) {
+    std::vector<Kt_Dataset::SortKey> sort;
+    for (const KeyColumn& key : keys) sort.push_back({key.col, key.ascending});
+    return sort;
+  };
   std::vector<std::uint32_t> row_of(source.slot_count_);
   std::vector<std::uint32_t> plain_of(source.slot_count_);
   std::vector<std::vector<std::uint32_t>> positions_of_plain;
-  const std::vector<Slot> slots = SetRows(source.OrderedRecords(row_sort), row_of);
-  SetPositions(source.OrderedRecords(column_sort), positions_of_plain, plain_of);
+  const std::vector<Slot> slots = SetRows(source.OrderedRecords(sort_keys(row_keys_)), row_of);
+  SetPositions(source.OrderedRecords(sort_keys(column_keys_)), positions_of_plain, plain_of);
   std::vector<Entry> entries;
   for (const Slot slot : slots) {
     for (const std::uint32_t position : positions_of_plain[plain_of[slot]]) {
@@ -93,6 +74,7 @@ bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
     }
   }
   SetCells(entries);
+  LetGoOfSource();
   return true;
 }
 
@@ -161,13 +143,36 @@ void Kt_Pivot::SetCells(std::vector<Entry>& entries) {
     const auto row = static_cast<std::size_t>(key / positions_.size());
     row_starts_.resize(row + 1, static_cast<std::uint32_t>(cell_positions_.size()));
     cell_positions_.push_back(static_cast<std::uint32_t>(key % positions_.size()));
-    for (ValueColumn& value : values_) {
-      Kt_Variant total;
-      Kt_Dataset::AggregateListed(value.what, *value.cells, slots, total);
-      value.values.push_back(std::move(total));
-    }
+    for (ValueColumn& value : values_) AddCell(value, slots);
   }
   row_starts_.resize(rows_.size() + 1, static_cast<std::uint32_t>(cell_positions_.size()));
+}
+
+void Kt_Pivot::AddCell(ValueColumn& value, const std::vector<Slot>& slots) {
+  Kt_Variant total;
+  Kt_Dataset::AggregateListed(value.what, *value.cells, slots, total);
+  value.values.push_back(std::move(total));
+  if (value.what != Kt_Aggregate::kAvg) return;
+  Weight weight;
+  Kt_Variant count;
+  Kt_Dataset::AggregateListed(Kt_Aggregate::kSum, *value.cells, slots, weight.sum);
+  Kt_Dataset::AggregateListed(Kt_Aggregate::kCount, *value.cells, slots, count);
+  weight.count = count.ToInteger();
+  value.weights.push_back(std::move(weight));
+}
+
+// The keys are copied out of the dataset's columns, so that it can write to them without parting
+// from them first.
+void Kt_Pivot::LetGoOfSource() {
+  std::vector<Slot> places;
+  for (const Position& position : positions_) places.push_back(position.slot);
+  for (KeyColumn& key : row_keys_) {
+    key.cells = std::make_shared<Kt_Column>(key.cells->Gather(rows_));
+  }
+  for (KeyColumn& key : column_keys_) {
+    key.cells = std::make_shared<Kt_Column>(key.cells->Gather(places));
+  }
+  for (ValueColumn& value : values_) value.cells.reset();
 }
 
 // ---- Reading ----------------------------------------------------------------------------------
@@ -208,15 +213,35 @@ Kt_Variant Kt_Pivot::GetColumn(kt_long row, kt_long col, kt_long position) const
     return cell < 0 ? Kt_Variant() : value->values[static_cast<std::size_t>(cell)];
   }
   for (const KeyColumn& key : row_keys_) {
-    if (key.col == col) return key.cells->Read(rows_[static_cast<std::size_t>(row)]);
+    if (key.col == col) return key.cells->Read(static_cast<std::size_t>(row));
   }
   if (position < 0 || position >= GetPivotColCount()) return {};
-  const Position& place = positions_[static_cast<std::size_t>(position)];
-  const std::size_t shown = column_keys_.size() - static_cast<std::size_t>(place.level);
+  const auto place = static_cast<std::size_t>(position);
+  const std::size_t shown = column_keys_.size() - static_cast<std::size_t>(positions_[place].level);
   for (std::size_t key = 0; key < shown; ++key) {
-    if (column_keys_[key].col == col) return column_keys_[key].cells->Read(place.slot);
+    if (column_keys_[key].col == col) return column_keys_[key].cells->Read(place);
   }
   return {};
+}
+
+Kt_WString Kt_Pivot::GetPivotColText(kt_long position) const {
+  Kt_WString text;
+  if (position < 0 || position >= GetPivotColCount()) return text;
+  const auto place = static_cast<std::size_t>(position);
+  const std::size_t shown = column_keys_.size() - static_cast<std::size_t>(positions_[place].level);
+  for (std::size_t key = 0; key < shown; ++key) {
+    if (key > 0) text += u'/';
+    text += column_keys_[key].cells->Read(place).ToString();
+  }
+  return text;
+}
+
+const Kt_Pivot::Cells& Kt_Pivot::RowKeyCells(kt_long col) const {
+  static const Cells kNoCells;
+  for (const KeyColumn& key : row_keys_) {
+    if (key.col == col && ValueOf(col) == nullptr) return key.cells;
+  }
+  return kNoCells;
 }
 
 Kt_VariantList Kt_Pivot::GetColumnSet(kt_long row, kt_long col) const {
@@ -227,28 +252,61 @@ Kt_VariantList Kt_Pivot::GetColumnSet(kt_long row, kt_long col) const {
   return values;
 }
 
+// ---- Aggregates -------------------------------------------------------------------------------
+
 Kt_Variant Kt_Pivot::AggregateDown(Kt_Aggregate what, kt_long col, kt_long position, kt_long start,
                                    kt_long end, bool present_only) const {
-  const ValueColumn* const value = ValueOf(col);
-  if (value == nullptr) return {};
-  Fold fold(what);
+  if (ValueOf(col) == nullptr) return {};
+  CellFold fold;
   for (kt_long row = std::max(start, 0); row < std::min(end, GetPivotRowCount()); ++row) {
-    const kt_long cell = GetPivotRowPos(row, position);
-    fold.Add(cell < 0 ? nullptr : &value->values[static_cast<std::size_t>(cell)]);
+    fold.Add(GetColumn(row, col, position));
   }
-  return fold.Result(present_only);
+  return fold.Result(what, present_only);
 }
 
 Kt_Variant Kt_Pivot::AggregateAcross(Kt_Aggregate what, kt_long col, kt_long row, kt_long start,
                                      kt_long end, bool present_only) const {
-  const ValueColumn* const value = ValueOf(col);
-  if (value == nullptr || row < 0 || row >= GetPivotRowCount()) return {};
+  if (ValueOf(col) == nullptr || row < 0 || row >= GetPivotRowCount()) return {};
   if (end < 0) end = GetPivotColCount();
-  Fold fold(what);
+  CellFold fold;
   for (kt_long at = std::max(start, 0); at < std::min(end, GetPivotColCount()); ++at) {
-    if (GetPivotColLevel(at) > 0) continue;
-    const kt_long cell = GetPivotRowPos(row, at);
-    fold.Add(cell < 0 ? nullptr : &value->values[static_cast<std::size_t>(cell)]);
+    if (GetPivotColLevel(at) == 0) fold.Add(GetColumn(row, col, at));
   }
-  return fold.Result(present_only);
+  return fold.Result(what, present_only);
+}
+
+void Kt_Pivot::TotalRows(const std::vector<Slot>& rows, std::vector<SubtotalCell>& totals) const {
+  std::vector<CellNumber> cells;
+  for (const Slot row : rows) {
+    for (std::uint32_t cell = row_starts_[row]; cell < row_starts_[row + 1]; ++cell) {
+      cells.emplace_back(cell_positions_[cell], cell);
+    }
+  }
+  std::sort(cells.begin(), cells.end());
+  for (std::size_t first = 0, last = 0; first < cells.size(); first = last) {
+    while (last < cells.size() && cells[last].first == cells[first].first) ++last;
+    for (const ValueColumn& value : values_) {
+      totals.push_back({value.col, static_cast<kt_long>(cells[first].first),
+                        TotalOf(value, &cells[first], cells.data() + last)});
+    }
+  }
+}
+
+Kt_Variant Kt_Pivot::TotalOf(const ValueColumn& value, const CellNumber* first,
+                             const CellNumber* last) {
+  CellFold fold;
+  kt_long count = 0;
+  for (const CellNumber* cell = first; cell != last; ++cell) {
+    if (value.what != Kt_Aggregate::kAvg) {
+      fold.Add(value.values[cell->second]);
+      continue;
+    }
+    const Weight& weight = value.weights[cell->second];
+    fold.Add(weight.sum);
+    count += weight.count;
+  }
+  const bool adds = value.what != Kt_Aggregate::kMax && value.what != Kt_Aggregate::kMin;
+  const Kt_Variant total = fold.Result(adds ? Kt_Aggregate::kSum : value.what, true);
+  if (value.what != Kt_Aggregate::kAvg) return total;
+  return count == 0 ? Kt_Variant() : Kt_Variant(total.ToDouble() / static_cast<double>(count));
 }

@@ -13,20 +13,22 @@
 //
 //   sales.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotRow, region);
 //   sales.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotColumn, month);
-//   sales.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, amount, true,
-//   Kt_Aggregate::kSum); Kt_Pivot pivot; if (pivot.Build(sales)) pivot.GetColumn(0, amount, 0);
+//   sales.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, amount);
+//   Kt_Pivot pivot;
+//   if (pivot.Build(sales)) pivot.GetColumn(0, amount, 0);
 //
 // With column keys k1 to kn there are also subtotal positions: one of level 1 behind each run of
 // equal (k1..kn-1), ... one of level n-1 behind each k1. Columns are numbered as in the dataset.
+// Without row keys there is one row, without column keys one position.
 //
-// A snapshot: later changes of the dataset do not reach it. Owns its values; shares the dataset's
-// cells. Threads: const members may run in parallel. Fails: outside everything reads empty.
+// A snapshot: later changes of the dataset do not reach it. Owns its values. Threads: const members
+// may run in parallel. Fails: outside everything reads empty.
 class KT_CLASS_API Kt_Pivot {
  public:
   enum class ColumnType : std::uint8_t { kValue, kRowKey, kColumnKey, kOther };
 
-  // False, and the pivot empty, without row keys and value keys or without memory. A value key
-  // without a kind is summed.
+  // False, and the pivot empty, without row and column keys or without memory. A value key without
+  // a kind is summed.
   bool Build(const Kt_Dataset& source);
   void Clear();
 
@@ -41,6 +43,9 @@ class KT_CLASS_API Kt_Pivot {
   // column key: that of the position, null in subtotals that it is not part of. Any other column:
   // null.
   Kt_Variant GetColumn(kt_long row, kt_long col, kt_long position) const;
+  // The column keys of a position with "/" between them; those that a subtotal is not part of are
+  // left out.
+  Kt_WString GetPivotColText(kt_long position) const;
   // The values of a column in all positions.
   Kt_VariantList GetColumnSet(kt_long row, kt_long col) const;
 
@@ -54,21 +59,28 @@ class KT_CLASS_API Kt_Pivot {
                              kt_long end, bool present_only = false) const;
 
  private:
+  friend class Kt_Dataset;  // whose rows it becomes
   using Slot = kt::detail::Slot;
   using Cells = std::shared_ptr<const Kt_Column>;
   struct KeyColumn {
     kt_long col;
     bool ascending;
-    Cells cells;
+    Cells cells;  // while it is built by slot, then by row or position
+  };
+  // Averages of several cells need what their averages were made of.
+  struct Weight {
+    Kt_Variant sum;
+    kt_long count;
   };
   struct ValueColumn {
     kt_long col;
     Kt_Aggregate what;
-    Cells cells;
+    Cells cells;                     // while it is built
     std::vector<Kt_Variant> values;  // by cell
+    std::vector<Weight> weights;     // by cell, of an average
   };
   struct Position {
-    Slot slot;      // a row that has its keys
+    Slot slot;      // a record that has its keys
     kt_long level;  // of a subtotal, else 0
   };
   struct Entry {
@@ -76,20 +88,31 @@ class KT_CLASS_API Kt_Pivot {
     std::uint32_t position;
     Slot slot;
   };
+  using CellNumber = std::pair<std::uint32_t, std::uint32_t>;  // position, cell
 
   bool BuildFrom(const Kt_Dataset& source);
+  void TakeKeys(const Kt_Dataset& source);
   std::vector<Slot> SetRows(const std::vector<Slot>& slots, std::vector<std::uint32_t>& row_of);
   void SetPositions(const std::vector<Slot>& slots,
                     std::vector<std::vector<std::uint32_t>>& positions_of_plain,
                     std::vector<std::uint32_t>& plain_of);
   void SetCells(std::vector<Entry>& entries);
+  static void AddCell(ValueColumn& value, const std::vector<Slot>& slots);
+  void LetGoOfSource();
   const ValueColumn* ValueOf(kt_long col) const;
   static std::size_t FirstDifference(const std::vector<KeyColumn>& keys, Slot a, Slot b);
+  // A row key by pivot row; null for other columns.
+  const Cells& RowKeyCells(kt_long col) const;
+  // What each position of some rows holds together, made of their records.
+  void TotalRows(const std::vector<Slot>& rows,
+                 std::vector<kt::detail::SubtotalCell>& totals) const;
+  static Kt_Variant TotalOf(const ValueColumn& value, const CellNumber* first,
+                            const CellNumber* last);
 
   std::vector<KeyColumn> row_keys_;
   std::vector<KeyColumn> column_keys_;
   std::vector<ValueColumn> values_;
-  std::vector<Slot> rows_;  // a dataset row of each pivot row
+  std::vector<Slot> rows_;  // a record of each row
   std::vector<Position> positions_;
   kt_long plain_count_ = 0;
   std::vector<std::uint32_t> row_starts_;      // first cell of each row, and the end

@@ -5,6 +5,15 @@
 
 namespace kt::detail {
 
+const Kt_Variant* Subtotal::Find(kt_long col, kt_long at) const {
+  const auto found = std::lower_bound(cells.begin(), cells.end(), std::pair(col, at),
+                                      [](const SubtotalCell& cell, const auto& wanted) {
+                                        return std::pair(cell.col, cell.position) < wanted;
+                                      });
+  if (found == cells.end() || found->col != col || found->position != at) return nullptr;
+  return &found->value;
+}
+
 std::size_t GroupView::LowerBound(kt_long row) const {
   const auto found = std::lower_bound(
       subtotals_.begin(), subtotals_.end(), row,

@@ -8,13 +8,24 @@
 
 namespace kt::detail {
 
+// A cell of a subtotal that is not null. The position is that of a pivot, -1 for what all positions
+// share.
+struct SubtotalCell {
+  kt_long col;
+  kt_long position;
+  Kt_Variant value;
+};
+
 // A row that is no record: the total of a group.
 struct Subtotal {
   kt_long position = 0;  // row number
   kt_long level = 1;     // 1 innermost
   kt_long first = 0;     // the rows of its group, [first, last)
   kt_long last = 0;
-  std::vector<std::pair<kt_long, Kt_Variant>> cells;  // column, value; all others are null
+  std::vector<SubtotalCell> cells;  // by column, then position
+
+  // Null for a cell without value.
+  const Kt_Variant* Find(kt_long col, kt_long at) const;
 };
 
 // The subtotal rows between the records of one view.

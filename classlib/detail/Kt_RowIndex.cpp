@@ -23,6 +23,7 @@ RowIndex::Place RowIndex::End() const {
 void RowIndex::DropTrees() const {
   for (std::vector<std::uint32_t>& tree : trees_) tree.clear();
   cursor_.valid = false;
+  chunk_of_.clear();
 }
 
 void RowIndex::BuildTree(View view) const {
@@ -93,6 +94,31 @@ RowIndex::Place RowIndex::Find(View view, kt_long row) const {
   const std::uint32_t offset = SelectIn(chunks_[chunk], view, row - chunk_row);
   cursor_ = {true, view, row, chunk_row, {chunk, offset}};
   return cursor_.place;
+}
+
+// Keeps the chunks of slots up to date, once somebody asked for one.
+void RowIndex::NoteChunk(Slot first, std::uint32_t count, std::uint32_t chunk) const {
+  if (chunk_of_.empty()) return;
+  const std::size_t end = std::size_t{first} + count;
+  if (chunk_of_.size() < end) chunk_of_.resize(end, kNoChunk);
+  std::fill_n(chunk_of_.begin() + first, count, chunk);
+}
+
+std::optional<RowIndex::Place> RowIndex::PlaceOf(Slot slot) const {
+  if (identity_) {
+    if (slot >= entries_) return std::nullopt;
+    return Place{slot / kChunkRows, slot % kChunkRows};
+  }
+  if (chunk_of_.empty()) {
+    chunk_of_.push_back(kNoChunk);
+    ForEachEntry([&](Place place, Slot entry) { NoteChunk(entry, 1, place.chunk); });
+  }
+  if (slot >= chunk_of_.size() || chunk_of_[slot] >= chunks_.size()) return std::nullopt;
+  const Chunk& chunk = chunks_[chunk_of_[slot]];
+  for (std::uint32_t offset = 0; offset < chunk.size; ++offset) {
+    if (chunk.At(offset) == slot) return Place{chunk_of_[slot], offset};
+  }
+  return std::nullopt;
 }
 
 kt_long RowIndex::RankOf(View view, Place place) const {
@@ -214,6 +240,7 @@ void RowIndex::Append(Slot first, std::uint32_t count) {
     chunk.size = static_cast<std::uint16_t>(chunk.size + taken);
     const auto last = static_cast<std::uint32_t>(chunks_.size() - 1);
     for (View view = 0; view < kViews; ++view) AddCount(last, view, static_cast<int>(taken));
+    NoteChunk(first, taken, last);
     first += taken;
     count -= taken;
   }
@@ -248,6 +275,7 @@ void RowIndex::Insert(Place place, Slot slot) {
   chunk.list.insert(chunk.list.begin() + place.offset, slot);
   ++chunk.size;
   ++entries_;
+  NoteChunk(slot, 1, place.chunk);
   NoteChange(place);
   for (View view = 0; view < kViews; ++view) {
     if (IsIn(view, slot)) AddCount(place.chunk, view, 1);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "classlib/Kt_Types.h"
@@ -62,6 +63,9 @@ class RowIndex {
   Slot SlotAt(Place place) const { return chunks_[place.chunk].At(place.offset); }
   // The place after the last row.
   Place End() const;
+  // The place of a slot; nothing when it is in no chunk. The first call after rows were inserted
+  // or moved takes one pass over the rows.
+  std::optional<Place> PlaceOf(Slot slot) const;
 
   std::uint8_t Flags(Slot slot) const { return slot < flags_.size() ? flags_[slot] : 0; }
   bool IsIn(View view, Slot slot) const { return (Flags(slot) & (view | kRowDeleted)) == 0; }
@@ -105,6 +109,7 @@ class RowIndex {
 
  private:
   static constexpr std::size_t kViews = 4;
+  static constexpr std::uint32_t kNoChunk = ~std::uint32_t{0};
   struct Chunk {
     Slot first = 0;
     std::uint16_t size = 0;
@@ -133,6 +138,7 @@ class RowIndex {
   std::uint32_t SelectIn(const Chunk& chunk, View view, kt_long rank) const;
   bool StepFromCursor(View view, kt_long row) const;
   void NoteChange(Place place) const;
+  void NoteChunk(Slot first, std::uint32_t count, std::uint32_t chunk) const;
 
   std::vector<Chunk> chunks_;
   std::vector<std::uint8_t> flags_;  // by slot; no entry is no flag
@@ -141,6 +147,7 @@ class RowIndex {
   bool identity_ = true;  // slot n is row n, and all chunks but the last are full
   mutable std::array<std::vector<std::uint32_t>, kViews> trees_;  // empty: to be built
   mutable Cursor cursor_;
+  mutable std::vector<std::uint32_t> chunk_of_;  // by slot; empty: to be built
 };
 
 template <class Dense, class Listed>
