@@ -247,7 +247,7 @@ class BinaryLoader {
  private:
   // Rows are bounded by the bytes of their cells; but logical columns have none.
   bool HasRealRows() const {
-    constexpr std::uint32_t kMaxRowsWithoutCells = 1 << 16;
+    constexpr std::uint32_t kMaxRowsWithoutCells = 1 << 20;
     const bool has_cells =
         std::any_of(table_.columns.begin(), table_.columns.end(),
                     [](const LoadedColumn& column) { return column.cells != nullptr; });
