@@ -1,7 +1,13 @@
-# Runs SCRIPT with KT and the list ARGS in the current folder; its output has to equal EXPECTED.
+# Runs PROGRAM, or else SCRIPT with KT and the list ARGS, in the current folder; its output has to
+# equal EXPECTED.
 cmake_minimum_required(VERSION 3.21)
 
-execute_process(COMMAND ${KT} run ${SCRIPT} ${ARGS}
+if(PROGRAM)
+  set(command ${PROGRAM})
+else()
+  set(command ${KT} run ${SCRIPT} ${ARGS})
+endif()
+execute_process(COMMAND ${command}
   OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE status)
 file(READ ${EXPECTED} expected)
 if(NOT status EQUAL 0 OR NOT output STREQUAL expected)

@@ -130,7 +130,20 @@ TEST(RowKeywords, PivotRows) {
   EXPECT_EQ(at(1, 0, u"r + pivotindex + curpivotindex + pivotindexcount"), "'y002'");
   EXPECT_EQ(at(1, 1, u"pivotpos"), "-1");
   EXPECT_EQ(at(1, 1, u"pivotlevel"), "0");
+  EXPECT_EQ(at(1, 1, u"count"), "2");
   EXPECT_EQ(at(1, 9, u"pivotindex"), "-1") << "a position outside";
+}
+
+TEST(RowKeywords, LogicalRows) {
+  const auto source = MakeDataset(u"s", u"n:long\n1\n2\n3\n");
+  Kt_Dataset logical(u"view");
+  ASSERT_EQ(logical.SetSource(source.get()), 1);
+  logical.Filter(1);
+  constexpr KeywordRow kRows[] = {
+      {u"n", "1 3"},       {u"count", "2 2"},  {u"countNF", "3 3"}, {u"curdataid", "'view' 'view'"},
+      {u"nextrow", "1 1"}, {u"currow", "0 1"},
+  };
+  CheckKeywords(logical, kRows);
 }
 
 TEST(RowKeywords, TableIsSortedAndReadOnly) {

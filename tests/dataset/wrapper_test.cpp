@@ -524,6 +524,81 @@ TEST(DatasetWrapper, RowsOfSubtotalsAndFilters) {
   EXPECT_EQ(fruit.record->Take().find("col "), std::string::npos);
 }
 
+// A view of the rows 1 and 2 of the fruit, over the wrapper of the fruit or over the bare dataset.
+struct FruitView : Fruit {
+  explicit FruitView(bool has_source_wrapper) {
+    view_data.SetSource(data.get());
+    view_data.Filter(0);
+    if (has_source_wrapper) view.SetLogicalSource(wrapper.get());
+    view.SetRowPosition(0);
+    view_record->text.clear();
+  }
+  // What the view was asked and told / what its source was.
+  std::string Take() { return view_record->Take() + " / " + record->Take(); }
+
+  Kt_Dataset view_data{u"view"};
+  std::shared_ptr<EventRecord> view_record = std::make_shared<EventRecord>();
+  RecordingDataset view{&view_data, &host, view_record};
+};
+
+TEST(LogicalWrapper, WritesGoThroughTheSource) {
+  FruitView fruit(true);
+  EXPECT_EQ(fruit.view.SetColumn(0, u"name", u"fig"), 1);
+  EXPECT_EQ(fruit.Take(),
+            "cancol name 'pear'>'fig' @0 col name 'pear'>'fig' @0 / "
+            "cancol name 'pear'>'fig' @1 col name 'pear'>'fig' @1");
+  EXPECT_EQ(ShowRows(*fruit.data), "1,apple|2,fig|3,plum");
+  EXPECT_EQ(fruit.view.SetColumn(0, u"name", u"fig"), 1);
+  EXPECT_EQ(fruit.view.SetColumnNF(1, u"n", u"2"), 1);
+  EXPECT_EQ(fruit.Take(), " / ") << "equal values";
+  fruit.record->refused = "cancol";
+  EXPECT_EQ(fruit.view.SetColumn(1, u"n", kt_long{9}), 0);
+  EXPECT_EQ(fruit.Take(), "cancol n 3>9 @1 / cancol n 3>9 @2 fail 83B01106(n, 2, 3, 9)");
+  fruit.record->refused = "";
+  fruit.view_record->refused = "cancol";
+  EXPECT_EQ(fruit.view.SetColumn(1, u"n", kt_long{9}), 0);
+  EXPECT_EQ(fruit.Take(), "cancol n 3>9 @1 fail 83B01106(n, 1, 3, 9) / ");
+  EXPECT_EQ(ShowRows(*fruit.data), "1,apple|2,fig|3,plum");
+}
+
+TEST(LogicalWrapper, WithoutSourceWrapperTheStoreWrites) {
+  FruitView fruit(false);
+  EXPECT_EQ(fruit.view.SetColumn(0, u"name", u"fig"), 1);
+  EXPECT_EQ(fruit.Take(), "cancol name 'pear'>'fig' @0 col name 'pear'>'fig' @0 / ");
+  EXPECT_EQ(ShowRows(*fruit.data), "1,apple|2,fig|3,plum");
+}
+
+TEST(LogicalWrapper, TakesNoRowsAndTellsOnce) {
+  FruitView fruit(true);
+  EXPECT_EQ(fruit.view.AppendRow(), -1);
+  EXPECT_EQ(fruit.view.InsertRow(0), -1);
+  EXPECT_EQ(fruit.Take(), " / ");
+  fruit.view_record->on_event = [&](const std::string& event) {
+    if (event == "col") fruit.view.SetColumn(1, u"name", u"fig");
+    if (event == "pos") fruit.view.SetRowPosition(0);
+  };
+  EXPECT_EQ(fruit.view.SetColumn(0, u"n", kt_long{8}), 1);
+  EXPECT_EQ(fruit.view_record->Take(), "cancol n 2>8 @0 col n 2>8 @0 cancol name 'plum'>'fig' @1");
+  EXPECT_EQ(fruit.view.SetRowPosition(1), 1);
+  EXPECT_EQ(fruit.view_record->Take(), "canpos 0>1 pos 0>1 canpos 1>0");
+  fruit.view_record->on_event = nullptr;
+  EXPECT_EQ(fruit.view.SetRowPosition(1), 1);
+  EXPECT_EQ(fruit.view_record->Take(), "canpos 0>1 pos 0>1") << "the guard is back";
+}
+
+TEST(LogicalWrapper, SourceMayGoWhileItIsWritten) {
+  for (const int gone : {0, 1, 2}) {
+    FruitView fruit(true);
+    fruit.record->on_event = [&](const std::string& event) {
+      if (event != "cancol") return;
+      if (gone != 1) fruit.wrapper.reset();
+      if (gone != 0) fruit.data.reset();
+    };
+    EXPECT_EQ(fruit.view.SetColumn(0, u"n", kt_long{8}), -1);
+    EXPECT_EQ(fruit.view_record->Take(), "cancol n 2>8 @0");
+  }
+}
+
 // Lists -------------------------------------------------------------------------------------------
 
 TEST(DatasetWrapperList, FindsByDatasetAndForgetsTheDead) {
