@@ -90,8 +90,8 @@ constexpr Kt_IntFuncDoc kDocs[] = {
      u"decode(2, 1, 'one', 2, 'two', 'many')", u"two"},
     {u"dumpdatastatus",
      u"A text with one line for each variable that the script sees at this place, innermost first: "
-     u"level, name, type and value, with tabs between them. It also goes to the debug trace when "
-     u"that is on.",
+     u"level, name, type and value, with tabs between them; and a line for the current dataset, "
+     u"if there is one. It also goes to the debug trace when that is on.",
      kNoArgs,
      u"type(dumpdatastatus())", u"string"},
     {u"eval", u"The value of the text as an expression, with the names of the calling place.",
