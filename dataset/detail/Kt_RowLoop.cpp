@@ -93,8 +93,9 @@ bool RowLoop::EnterPosition(kt_long pivot_position) {
 
 bool RowLoop::Evaluate(RowExpr& expr, Kt_Variant& value) {
   value.Clear();
+  const std::int64_t outside_count = context_.outside_count;
   expr.Evaluate(*this, value);
-  if (KT_LIKELY(IsUnchanged())) return true;
+  if (outside_count == context_.outside_count || IsUnchanged()) return true;
   return NoteChanges();
 }
 

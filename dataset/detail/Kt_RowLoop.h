@@ -33,8 +33,11 @@ class RowContext final : public Kt_DatasetCtx {
   using Kt_DatasetCtx::Kt_DatasetCtx;
   int IsSystemLogMode() override { return has_reported_ ? 0 : Kt_DatasetCtx::IsSystemLogMode(); }
   void OnRunTimeError(const Kt_Result& result) override {
+    ++outside_count;
     if (!std::exchange(has_reported_, true)) Kt_DatasetCtx::OnRunTimeError(result);
   }
+
+  std::int64_t outside_count = 0;  // how often code ran that may have changed anything
 
  private:
   bool has_reported_ = false;
@@ -97,6 +100,9 @@ class RowLoop {
   }
   Kt_DatasetCtx& GetContext() { return context_; }
   kt_long GetRow() const { return row_; }
+  // Another number whenever cells, rows or columns may have changed.
+  std::int64_t GetEpoch() const { return context_.outside_count + change_count_ + 1; }
+  void NoteOutside() { ++context_.outside_count; }
   // Dataset and wrapper are there, and what was found out about columns still holds.
   bool IsUnchanged() const { return IsThere() && data_->GetStructureVersion() == version_; }
 

@@ -1,0 +1,164 @@
+// SPDX-License-Identifier: MIT
+// Expressions over the rows of a dataset, as scripts use them, against a plain C++ loop over the
+// same bytes (names that end in _Plain), and against the general evaluation of the expression row
+// by row (names that end in _Evaluated, over a tenth of the rows).
+#include <benchmark/benchmark.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "classlib/Kt_Dataset.h"
+#include "dataset/Kt_DatasetCtx.h"
+#include "expr/Kt_Expr.h"
+
+namespace {
+
+constexpr kt_long kRows = 1000000;
+
+struct Orders {
+  Orders() : wrapper(&data, nullptr) {
+    data.AddColumn(u"price", u"double");
+    data.AddColumn(u"qty", u"long");
+    data.AddColumn(u"city", u"string");
+    data.AppendRow(kRows);
+    const char16_t* const cities[] = {u"Bern", u"Oslo", u"Rome", u"Wien"};
+    for (kt_long row = 0; row < kRows; ++row) {
+      price.push_back((row % 1000 * 7919 % 1000) / 8.0);
+      qty.push_back(row * 31 % 10);
+      data.SetColumn(row, 0, price.back());
+      data.SetColumn(row, 1, qty.back());
+      data.SetColumn(row, 2, cities[row * 17 % 4]);
+    }
+    data.ApplyChange();
+  }
+
+  Kt_Dataset data{u"orders"};
+  Kt_ExprDataset wrapper;
+  std::vector<double> price;  // the same once more
+  std::vector<kt_long> qty;
+};
+
+Orders& TheOrders() {
+  static Orders orders;
+  return orders;
+}
+
+using Method = kt_long (Kt_ExprDataset::*)(const Kt_VariantList*, Kt_Variant&);
+
+void Finish(benchmark::State& state, kt_long rows = kRows) {
+  state.SetItemsProcessed(state.iterations() * rows);
+}
+
+void Call(benchmark::State& state, Method method, const Kt_VariantList& args, double wanted) {
+  Orders& orders = TheOrders();
+  Kt_Variant result;
+  for ([[maybe_unused]] auto round : state) (orders.wrapper.*method)(&args, result);
+  if (result.ToDouble() != wanted) state.SkipWithError("wrong result");
+  Finish(state);
+}
+
+void Evaluate(benchmark::State& state, const char16_t* text) {
+  Orders& orders = TheOrders();
+  Kt_DatasetCtx context(nullptr, nullptr, &orders.data, nullptr, nullptr);
+  Kt_Expr expr(text);
+  Kt_Variant value;
+  for ([[maybe_unused]] auto round : state) {
+    for (kt_long row = 0; row < kRows / 10; ++row) {
+      context.SetRowPosition(0, row, 0, row);
+      (void)expr.ExecExpr(&context, value);
+      benchmark::DoNotOptimize(value);
+    }
+  }
+  Finish(state, kRows / 10);
+}
+
+template <class Row>
+double Total(Row row) {
+  const Orders& orders = TheOrders();
+  double sum = 0;
+  for (std::size_t at = 0; at < orders.price.size(); ++at) {
+    sum += row(orders.price[at], orders.qty[at]);
+  }
+  return sum;
+}
+
+template <class Row>
+void Plain(benchmark::State& state, Row row) {
+  TheOrders();
+  for ([[maybe_unused]] auto round : state) benchmark::DoNotOptimize(Total(row));
+  Finish(state);
+}
+
+double Product(double price, kt_long qty) { return price * qty; }
+double PriceOfMany(double price, kt_long qty) { return qty > 5 ? price : 0; }
+
+void BM_SumProduct(benchmark::State& state) {
+  Call(state, &Kt_ExprDataset::CallSum, {u"price * qty"}, Total(Product));
+}
+void BM_SumProduct_Plain(benchmark::State& state) { Plain(state, Product); }
+void BM_SumProduct_Evaluated(benchmark::State& state) { Evaluate(state, u"price * qty"); }
+
+void BM_CaseSum(benchmark::State& state) {
+  Call(state, &Kt_ExprDataset::CallCaseSum, {u"qty > 5", u"price"}, Total(PriceOfMany));
+}
+void BM_CaseSum_Plain(benchmark::State& state) { Plain(state, PriceOfMany); }
+
+// The row that is found is the last one.
+void BM_SearchRow(benchmark::State& state) {
+  const Kt_WString text = u"rowidx > " + Kt_Variant(kRows - 2).ToString();
+  Call(state, &Kt_ExprDataset::CallSearchRow, {text + u" && qty >= 0"}, kRows - 1);
+}
+void BM_SearchRow_Plain(benchmark::State& state) {
+  const Orders& orders = TheOrders();
+  for ([[maybe_unused]] auto round : state) {
+    std::size_t row = 0;
+    while (!(row > kRows - 2 && orders.qty[row] >= 0)) ++row;
+    benchmark::DoNotOptimize(row);
+  }
+  Finish(state);
+}
+
+void BM_SearchText(benchmark::State& state) {
+  Call(state, &Kt_ExprDataset::CallSearchRow, {u"city = 'Paris' || price < 0"}, -1);
+}
+void BM_CaseCountFunction(benchmark::State& state) {
+  Call(state, &Kt_ExprDataset::CallCaseCount, {u"abs(price) < 0"}, 0);
+}
+
+// With and without the plain part: what is hidden as one flag per row.
+void BM_Filter(benchmark::State& state) {
+  Orders& orders = TheOrders();
+  Kt_Variant result;
+  const Kt_VariantList text = {u"qty > 5"};
+  for ([[maybe_unused]] auto round : state) orders.wrapper.CallFilter(&text, result);
+  if (orders.data.GetRowCount() != kRows / 10 * 4) state.SkipWithError("wrong rows");
+  orders.wrapper.CallUnFilter(nullptr, result);
+  Finish(state);
+}
+void BM_Filter_Plain(benchmark::State& state) {
+  const Orders& orders = TheOrders();
+  std::vector<std::uint8_t> hidden(kRows);
+  for ([[maybe_unused]] auto round : state) {
+    for (std::size_t row = 0; row < hidden.size(); ++row) hidden[row] = orders.qty[row] > 5 ? 0 : 1;
+    benchmark::DoNotOptimize(hidden.data());
+  }
+  Finish(state);
+}
+void BM_Filter_Evaluated(benchmark::State& state) { Evaluate(state, u"qty > 5"); }
+
+#define KT_ROWS(name) BENCHMARK(name)->Unit(benchmark::kMillisecond)
+KT_ROWS(BM_SumProduct);
+KT_ROWS(BM_SumProduct_Plain);
+KT_ROWS(BM_SumProduct_Evaluated);
+KT_ROWS(BM_CaseSum);
+KT_ROWS(BM_CaseSum_Plain);
+KT_ROWS(BM_SearchRow);
+KT_ROWS(BM_SearchRow_Plain);
+KT_ROWS(BM_SearchText);
+KT_ROWS(BM_CaseCountFunction);
+KT_ROWS(BM_Filter);
+KT_ROWS(BM_Filter_Plain);
+KT_ROWS(BM_Filter_Evaluated);
+
+}  // namespace

@@ -1,0 +1,316 @@
+// SPDX-License-Identifier: MIT
+//
+// What row expressions may do to the rows they run over, and the forms of evaluation against each
+// other.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include "dataset/detail/Kt_RowExpr.h"
+#include "dataset_test_util.h"
+
+namespace {
+
+using namespace kt::test;  // NOLINT(google-build-using-namespace): the helpers
+using kt::detail::RowExpr;
+
+// Rows that change under a loop
+// --------------------------------------------------------------------
+
+struct Stage {
+  Stage() {
+    host.datasets = {wrapper.get()};
+    data->Filter(5);  // hides n = 6
+    host.on_hook = [this](auto*, auto&, Kt_Variant& result) {
+      result = kt_long{1};
+      if (++hooks == 2 && action) action(*this);
+      return kOk;
+    };
+  }
+
+  DataHost host;
+  std::unique_ptr<Kt_Dataset> data =
+      MakeDataset(u"d", u"n:long,s:string\n1,a\n2,b\n3,c\n4,\n5,e\n6,f\n");
+  std::unique_ptr<Kt_Dataset> other = MakeDataset(u"d", u"n:long\n7\n");
+  std::unique_ptr<Kt_ExprDataset> wrapper = std::make_unique<Kt_ExprDataset>(data.get(), &host);
+  std::function<void(Stage&)> action;
+  int hooks = 0;
+};
+
+const struct {
+  const char* name;
+  void (*act)(Stage&);
+} kActions[] = {
+    {"delete the first row", [](Stage& stage) { stage.data->DeleteRow(0); }},
+    {"delete all rows", [](Stage& stage) { stage.data->ClearData(); }},
+    {"drop columns", [](Stage& stage) { stage.data->Clear(); }},
+    {"add a column", [](Stage& stage) { stage.data->AddColumn(u"m", u"long"); }},
+    {"append rows", [](Stage& stage) { stage.data->AppendRow(3000); }},
+    {"sort", [](Stage& stage) { stage.data->Sort(u"n:d"); }},
+    {"write", [](Stage& stage) { stage.data->SetColumn(0, 0, u"9"); }},
+    {"hide", [](Stage& stage) { stage.data->LocFilter(0); }},
+    {"show", [](Stage& stage) { stage.data->UnFilter(); }},
+    {"filter inside", [](Stage& stage) { Eval(&stage.host, u"d.Filter('n > 2')"); }},
+    {"total inside", [](Stage& stage) { Eval(&stage.host, u"d.SumNF('n + 0')"); }},
+    {"load", [](Stage& stage) { stage.data->LoadCSV(u"s:long\n3\n"); }},
+    {"destroy the dataset", [](Stage& stage) { stage.data.reset(); }},
+    {"destroy the wrapper",
+     [](Stage& stage) {
+       stage.host.datasets.clear();
+       stage.wrapper.reset();
+     }},
+    {"destroy both",
+     [](Stage& stage) {
+       stage.host.datasets.clear();
+       stage.wrapper.reset();
+       stage.data.reset();
+     }},
+    {"take the dataset away", [](Stage& stage) { stage.wrapper->SetDataset(nullptr); }},
+    {"give another dataset", [](Stage& stage) { stage.wrapper->SetDataset(stage.other.get()); }},
+};
+
+// Nothing to expect but that every loop ends, and that what is left of the dataset is whole.
+TEST(RowLoop, RowsThatChangeUnderIt) {
+  const char16_t* const calls[] = {
+      u"d.Sum('hook() + n')",
+      u"d.SumNF('hook() + n')",
+      u"d.Avg('hook()')",
+      u"d.Max('hook()')",
+      u"d.CaseCount('hook()')",
+      u"d.CaseSum('hook()', 'n')",
+      u"d.CaseSumNF('n > 0', 'hook() + n')",
+      u"d.CaseMaxNF('hook()', 's')",
+      u"d.SearchRow('hook() = 2')",
+      u"d.SearchRowNF('hook() = 2')",
+      u"d.Filter('hook() = 2')",
+      u"d.Filter('n > hook()')",
+      u"d.PivotSum('hook()', 0)",
+  };
+  for (const auto& action : kActions) {
+    for (const char16_t* const call : calls) {
+      SCOPED_TRACE(std::string(action.name) + " in " + Kt_WString(call).ToUtf8());
+      Stage stage;
+      stage.action = action.act;
+      Eval(&stage.host, call);
+      if (stage.data == nullptr) continue;
+      const kt_long shown = stage.data->GetRowCount();
+      EXPECT_LE(shown, stage.data->GetRowCountNF());
+      kt_long counted = 0;
+      for (kt_long row = 0; row < shown; ++row) counted += stage.data->GetRowType(row) != 0 ? 1 : 0;
+      EXPECT_EQ(counted, shown);
+    }
+  }
+}
+
+TEST(RowLoop, GoesOnOverTheRowsThatAreLeft) {
+  Stage stage;
+  stage.action = [](Stage& inside) { inside.data->DeleteRow(4); };
+  EXPECT_EQ(Eval(&stage.host, u"d.CaseCount('hook()')"), "4");
+  Stage more;
+  more.action = [](Stage& inside) { inside.data->AppendRow(10); };
+  EXPECT_EQ(Eval(&more.host, u"d.CaseCount('hook()')"), "5");  // not beyond the range of the call
+}
+
+TEST(RowLoop, FiltersAreOnAgain) {
+  Stage stage;
+  stage.data->LocFilter(0);
+  Eval(&stage.host, u"d.SumNF('hook() * nosuch')");
+  EXPECT_TRUE(stage.data->GetFilterStat() && stage.data->GetLocFilterStat());
+  EXPECT_EQ(stage.data->GetRowCount(), 4);
+  // Rows that came or went make verdicts void; the filter then hides nothing.
+  stage.hooks = 0;
+  stage.action = [](Stage& inside) { inside.data->DeleteRow(0); };
+  Eval(&stage.host, u"d.Filter('hook() = 2')");
+  EXPECT_EQ(stage.data->GetRowCount(), 5);
+}
+
+// The forms of evaluation against each other
+// ---------------------------------------------------------
+
+// Expressions over the columns of Table and what stands around them.
+class ExprMaker {
+ public:
+  explicit ExprMaker(unsigned seed) : random_(seed) {}
+
+  std::u16string Make(int depth = 4) {
+    switch (Pick(depth > 0 ? 16 : 2)) {
+      case 0: return Name();
+      case 1: return Constant();
+      case 2: return u"(" + Make(depth - 1) + u")";
+      case 3: return u"(-" + Make(depth - 1) + u")";
+      case 4: return u"(!(" + Make(depth - 1) + u"))";
+      case 5: return Call(depth);
+      default: return Make(depth - 1) + Operator() + Make(depth - 1);
+    }
+  }
+
+ private:
+  unsigned Pick(unsigned count) { return random_() % count; }
+  template <std::size_t kCount>
+  std::u16string Any(const char16_t* const (&choices)[kCount]) {
+    return choices[Pick(kCount)];
+  }
+  std::u16string Name() {
+    static const char16_t* const kNames[] = {u"a",      u"b",       u"l",      u"x",     u"s",
+                                             u"m",      u"t",       u"a",      u"b",     u"A",
+                                             u"rowidx", u"rowtype", u"currow", u"count", u"hosted"};
+    static const char16_t* const kRare[] = {u"nosuch", u"v", u"bin", u"prevrow", u"rangecount"};
+    return Pick(8) == 0 ? Any(kRare) : Any(kNames);
+  }
+  std::u16string Constant() {
+    static const char16_t* const kConstants[] = {
+        u"0",   u"1",   u"2",    u"3",  u"7",    u"2147483647", u"0.5", u"2.5",
+        u"1.0", u"'3'", u"'ab'", u"''", u"null", u"true",       u"100", u"'B'"};
+    return Any(kConstants);
+  }
+  std::u16string Operator() {
+    static const char16_t* const kOperators[] = {
+        u" + ",  u" - ", u" * ",  u" / ",  u" % ",  u" > ",   u" < ",  u" >= ",
+        u" <= ", u" = ", u" <> ", u" && ", u" || ", u" and ", u" or ", u" == "};
+    return Any(kOperators);
+  }
+  std::u16string Call(int depth) {
+    static const char16_t* const kCalls[] = {u"abs(", u"length(", u"toupper(", u"type(", u"floor("};
+    static const char16_t* const kPairs[] = {u"left(", u"greatest(", u"round(", u"pos("};
+    static const char16_t* const kRare[] = {u"eval('a + 1')", u"Sum('a')", u"s[0]",     u"b.abs",
+                                            u"a++",           u"log(a)",   u"array(-1)"};
+    if (Pick(10) == 0) return Any(kRare);
+    if (Pick(3) == 0) {
+      return u"iif(" + Make(depth - 1) + u", " + Make(depth - 1) + u", " + Make(depth - 2) + u")";
+    }
+    if (Pick(2) == 0) return Any(kCalls) + Make(depth - 1) + u")";
+    return Any(kPairs) + Make(depth - 1) + u", " + Make(depth - 2) + u")";
+  }
+
+  std::mt19937 random_;
+};
+
+// Columns of every type, with and without nulls, edges among the values.
+std::unique_ptr<Kt_Dataset> Table(unsigned seed, kt_long rows) {
+  std::mt19937 random(seed);
+  auto data = MakeDataset(u"d", u"");
+  const char16_t* const columns[][2] = {{u"a", u"long"},   {u"b", u"double"},  {u"l", u"long"},
+                                        {u"x", u"double"}, {u"s", u"string"},  {u"m", u"currency"},
+                                        {u"t", u"date"},   {u"v", u"variant"}, {u"bin", u"binary"}};
+  for (const auto& column : columns) data->AddColumn(column[0], column[1]);
+  data->AppendRow(rows);
+  const kt_long longs[] = {0, 1, -1, 3, 7, 2147483647, -2147483647 - 1, 100};
+  const double doubles[] = {0, 1, -0.5, 2.5, 0.25, 1e300, std::nan(""), 3};
+  const char16_t* const texts[] = {u"", u"a", u"B", u"ab", u"3", u"2.5", u"true", u"z"};
+  for (kt_long row = 0; row < rows; ++row) {
+    const auto pick = [&] { return random() % 8; };
+    data->SetColumn(row, 0, longs[pick() % (seed % 3 == 0 ? 8 : 5)]);
+    data->SetColumn(row, 1, doubles[pick()]);
+    if (pick() < 6) data->SetColumn(row, 2, longs[pick()]);
+    if (pick() < 6) data->SetColumn(row, 3, doubles[pick()]);
+    if (pick() < 7) data->SetColumn(row, 4, texts[pick()]);
+    data->SetColumn(row, 5, doubles[pick() % 5]);
+    data->SetColumn(row, 6, Kt_DateTime{45000.0 + pick()});
+    data->SetColumn(row, 7, pick() < 4 ? Kt_Variant(texts[pick()]) : Kt_Variant(longs[pick()]));
+    if (pick() < 4) data->SetColumn(row, 8, texts[pick()]);
+  }
+  data->ApplyChange();
+  return data;
+}
+
+void Arrange(Kt_Dataset& data, unsigned seed) {
+  if (seed % 2 == 0) data.DeleteRow(1);
+  if (seed % 3 == 0) data.InsertRow(2);
+  if (seed % 5 == 0) data.Sort(u"s, a:d", true, false, true);
+  for (kt_long row = data.GetRowCount() - 1; row >= 0 && seed % 4 == 0; row -= 3) data.Filter(row);
+  if (seed % 10 == 0) {
+    data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, 1, true, Kt_Aggregate::kSum);
+    data.RecalcGroup();
+  }
+}
+
+struct Setting {
+  Setting(unsigned seed, kt_long rows) : data(Table(seed, rows)) {
+    Arrange(*data, seed);
+    host.datasets = {&wrapper};
+    host.variables.AddVariable(u"hosted", kt_long{3});
+  }
+  DataHost host;
+  std::unique_ptr<Kt_Dataset> data;
+  Kt_ExprDataset wrapper{data.get(), &host};
+
+  std::string Call(kt_long (Kt_ExprDataset::*method)(const Kt_VariantList*, Kt_Variant&),
+                   const Kt_VariantList& args) {
+    Kt_Variant result;
+    const kt_long code = (wrapper.*method)(&args, result);
+    return std::to_string(code) + " " + Show(result) + " " + host.TakeReports() + "\n";
+  }
+};
+
+// All that can be seen of an expression: its value in every row, and what the loops make of it.
+std::string Outcome(unsigned seed, kt_long rows, const Kt_WString& text, bool each_row) {
+  Setting setting(seed, rows);
+  std::string out;
+  for (kt_long row = 0; each_row && row < setting.data->GetRowCount(); ++row) {
+    out += setting.Call(&Kt_ExprDataset::CallMax, {text, row, kt_long{1}});
+  }
+  out += "sum " + setting.Call(&Kt_ExprDataset::CallSumNF, {text});
+  out += "case " + setting.Call(&Kt_ExprDataset::CallCaseSum, {text, u"b + a"});
+  out += "case " + setting.Call(&Kt_ExprDataset::CallCaseAvgNF, {u"a > 0 || x < 1", text});
+  out += "search " + setting.Call(&Kt_ExprDataset::CallSearchRow, {text, kt_long{2}});
+  out += "filter " + setting.Call(&Kt_ExprDataset::CallFilter, {text});
+  return out + ShowRows(*setting.data) + setting.host.calls;
+}
+
+class Forms : public testing::Test {
+ protected:
+  ~Forms() override { RowExpr::SetBestForm(RowExpr::Form::kBlocks); }
+  static void ExpectSame(unsigned seed, kt_long rows, const Kt_WString& text, bool each_row) {
+    RowExpr::SetBestForm(RowExpr::Form::kEvaluator);
+    const std::string wanted = Outcome(seed, rows, text, each_row);
+    RowExpr::SetBestForm(RowExpr::Form::kCompiled);
+    EXPECT_EQ(Outcome(seed, rows, text, each_row), wanted) << text.ToUtf8() << " seed " << seed;
+    RowExpr::SetBestForm(RowExpr::Form::kBlocks);
+    EXPECT_EQ(Outcome(seed, rows, text, each_row), wanted) << text.ToUtf8() << " seed " << seed;
+  }
+};
+
+TEST_F(Forms, RandomExpressions) {
+  for (unsigned seed = 0; seed < 50000 && !HasFailure(); ++seed) {
+    ExpectSame(seed, 6, Kt_WString(ExprMaker(seed).Make()), true);
+  }
+}
+
+// Several blocks of rows, in every arrangement.
+TEST_F(Forms, LongTables) {
+  for (unsigned seed = 0; seed < 60 && !HasFailure(); ++seed) {
+    ExpectSame(seed, 2500, Kt_WString(ExprMaker(seed + 100000).Make(3)), false);
+  }
+}
+
+// Places where blocks and evaluation could part.
+TEST_F(Forms, KnownPlaces) {
+  const char16_t* const texts[] = {
+      u"a && b || l",
+      u"(a && b) && (l || x)",
+      u"a || b && x || l",
+      u"!(a && !b) || x > 1",
+      u"a + b * l - x / a",
+      u"a * a * a",
+      u"a % l",
+      u"-a",
+      u"0 - a",
+      u"s = 'B'",
+      u"'B' < s",
+      u"s > 2",
+      u"s = null",
+      u"a = null",
+      u"x <> x",
+      u"b",
+      u"rowidx * 2 > l",
+      u"b && x",
+      u"a / l > 0.5",
+      u"(a > 1) + (b > 1)",
+  };
+  for (const char16_t* const text : texts) {
+    for (unsigned seed = 0; seed < 12; ++seed) ExpectSame(seed, 40, text, true);
+  }
+}
+
+}  // namespace
