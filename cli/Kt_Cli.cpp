@@ -14,7 +14,14 @@
 namespace kt::cli {
 namespace {
 
-constexpr std::string_view kValueOptions[] = {"--steps", "--timeout", "--include-dir"};
+constexpr std::string_view kValueOptions[] = {"--steps", "--timeout", "--include-dir", "--data",
+                                              "--save",  "--format",  "--encoding",    "--row"};
+constexpr std::string_view kFlags[] = {"--json", "--verbose", "--help", "-h"};
+
+template <std::size_t N>
+bool IsOneOf(const std::string& argument, const std::string_view (&options)[N]) {
+  return std::find(std::begin(options), std::end(options), argument) != std::end(options);
+}
 
 // What follows the function of `kt run` belongs to the script, also when it looks like an option
 // (a negative number, say): a "--" in front of it says so to the parser.
@@ -24,8 +31,7 @@ void ProtectScriptArguments(std::vector<std::string>& arguments) {
   for (std::size_t at = 1; at < arguments.size(); ++at) {
     const std::string& argument = arguments[at];
     if (argument == "--") return;
-    if (std::find(std::begin(kValueOptions), std::end(kValueOptions), argument) !=
-        std::end(kValueOptions)) {
+    if (IsOneOf(argument, kValueOptions)) {
       ++at;
     } else if (argument.size() < 2 || argument[0] != '-') {
       ++positionals;
@@ -40,11 +46,27 @@ void ProtectScriptArguments(std::vector<std::string>& arguments) {
 // An expression may begin with a minus: the options of `kt eval` go first, the rest behind a "--".
 void ProtectExpression(std::vector<std::string>& arguments) {
   if (arguments.empty() || arguments[0] != "eval") return;
-  const auto rest = std::stable_partition(
-      arguments.begin() + 1, arguments.end(), [](const std::string& argument) {
-        return argument == "--json" || argument == "--help" || argument == "-h";
-      });
-  if (rest != arguments.end() && *rest != "--") arguments.insert(rest, "--");
+  std::vector<std::string> options = {arguments[0]};
+  std::vector<std::string> rest;
+  for (std::size_t at = 1; at < arguments.size(); ++at) {
+    const std::string& argument = arguments[at];
+    const std::string name = argument.substr(0, argument.find('='));
+    if (argument == "--") {
+      rest.insert(rest.end(), arguments.begin() + static_cast<std::ptrdiff_t>(at) + 1,
+                  arguments.end());
+      break;
+    }
+    const bool takes_next = IsOneOf(argument, kValueOptions) && at + 1 < arguments.size();
+    if (IsOneOf(argument, kFlags) || IsOneOf(name, kValueOptions)) {
+      options.push_back(argument);
+      if (takes_next) options.push_back(arguments[++at]);
+    } else {
+      rest.push_back(argument);
+    }
+  }
+  if (!rest.empty()) options.push_back("--");
+  options.insert(options.end(), rest.begin(), rest.end());
+  arguments = std::move(options);
 }
 
 // False when an argument is not UTF-8, which has been reported then.

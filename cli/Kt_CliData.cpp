@@ -92,14 +92,15 @@ bool LoadXml(std::string_view bytes, const DataOptions& options, Kt_Dataset& dat
 
 bool LoadJsonText(std::string_view bytes, const DataOptions& options, Kt_Dataset& dataset,
                   DataReport& report) {
+  const bool lines = *options.format == DataFormat::kJsonLines;
   std::size_t mark = 0;
   if (EncodingOf(bytes, options.code_page, mark) == kCodePageUtf8) {
-    return LoadJson(bytes.substr(mark), dataset, report);
+    return LoadJson(bytes.substr(mark), lines, dataset, report);
   }
   Kt_WString text;
   std::string reason;
   if (!DecodeText(bytes, options.code_page, text, report, reason)) return Fail(reason, report);
-  return LoadJson(text.ToUtf8(), dataset, report);
+  return LoadJson(text.ToUtf8(), lines, dataset, report);
 }
 
 bool LoadBinary(std::string_view bytes, Kt_Dataset& dataset, DataReport& report) {
@@ -140,7 +141,8 @@ bool SaveBinary(const Kt_Dataset& dataset, std::string& bytes) {
 bool SaveJsonText(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
                   std::string& reason) {
   const bool lines = *options.format == DataFormat::kJsonLines;
-  if (!SaveJson(dataset, lines, bytes, reason)) return false;
+  const JsonLayout layout = lines ? JsonLayout::kLines : JsonLayout::kList;
+  if (!SaveJson(dataset, layout, bytes, reason)) return false;
   if (options.code_page.value_or(kCodePageUtf8) == kCodePageUtf8) return true;
   Kt_WString text;
   if (ConvertUtf8(bytes, text) < 0) return SaveText(text, options, bytes, reason);
@@ -174,6 +176,13 @@ bool SettleFormat(const std::string& path, DataOptions& options) {
 
 constexpr const char* kUnknownFormat =
     "the ending names no format (csv, tsv, xml, json, jsonl, ktb)";
+
+std::string PlaceOf(const std::string& path, const DataReport& report) {
+  std::string place = path;
+  if (report.error_line > 0) place += fmt::format(":{}", report.error_line);
+  if (report.error_column > 0) place += fmt::format(":{}", report.error_column);
+  return place;
+}
 
 std::string Count(std::int64_t count, std::string_view one, std::string_view many) {
   return fmt::format("{} {}", count, count == 1 ? one : many);
@@ -264,10 +273,11 @@ bool SaveDataFile(const std::string& path, const DataOptions& options, const Kt_
 }
 
 std::string DescribeError(const std::string& path, const DataReport& report) {
-  std::string place = path;
-  if (report.error_line > 0) place += fmt::format(":{}", report.error_line);
-  if (report.error_column > 0) place += fmt::format(":{}", report.error_column);
-  return place + ": error: " + report.error;
+  return PlaceOf(path, report) + ": error: " + report.error;
+}
+
+std::string DescribeFault(const std::string& path, const DataReport& report) {
+  return PlaceOf(path, report) + ": " + report.error;
 }
 
 std::string DescribeLoad(const std::string& path, const DataReport& report, bool verbose) {

@@ -74,6 +74,8 @@ bool SaveData(const DataOptions& options, const Kt_Dataset& dataset, std::string
 
 // "file:line:column: error: what" of a failed load, without a line feed.
 std::string DescribeError(const std::string& path, const DataReport& report);
+// "file:line:column: what", as a part of another message.
+std::string DescribeFault(const std::string& path, const DataReport& report);
 // What there is to say of a load that succeeded: a line that counts, then the first ten faults of
 // each kind with their lines. Empty when everything was loaded and not `verbose`. Ends with a line
 // feed.

@@ -105,8 +105,9 @@ class JsonColumns {
 
 class JsonLoader {
  public:
-  JsonLoader(std::string_view text, const Kt_Dataset& dataset, DataReport& report)
-      : text_(text), dataset_(dataset), columns_(dataset), report_(report) {}
+  JsonLoader(std::string_view text, bool may_be_empty, const Kt_Dataset& dataset,
+             DataReport& report)
+      : text_(text), may_be_empty_(may_be_empty), columns_(dataset), report_(report) {}
 
   // Fills `next`, a copy of the dataset without rows.
   bool Load(Kt_Dataset& next) {
@@ -142,7 +143,9 @@ class JsonLoader {
     JsonScanner scanner(text_);
     switch (scanner.Next()) {
       case Piece::kError: return Fail(scanner);
-      case Piece::kEnd: return Fail(0, "expected a list of rows; the text is empty");
+      case Piece::kEnd:
+        if (may_be_empty_) return true;
+        return Fail(0, "expected a list of rows; the text is empty");
       case Piece::kArray: return ShapeOfList(scanner);
       case Piece::kObject: return ShapeOfObject(scanner);
       default: return Fail(scanner.Offset(), "expected a list of rows or an object");
@@ -351,7 +354,7 @@ class JsonLoader {
   }
 
   std::string_view text_;
-  const Kt_Dataset& dataset_;
+  const bool may_be_empty_;
   JsonColumns columns_;
   DataReport& report_;
   Shape shape_ = Shape::kStream;
@@ -363,6 +366,15 @@ class JsonLoader {
   std::size_t counted_ = 0;      // lines before this offset are counted
   std::int64_t line_ = 1;
 };
+
+std::vector<std::string> ColumnNames(const Kt_Dataset& dataset) {
+  std::vector<std::string> names;
+  for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
+    AppendJsonString(dataset.GetColID(col), names.emplace_back());
+    names.back() += ':';
+  }
+  return names;
+}
 
 bool AppendRow(const Kt_Dataset& dataset, kt_long row, const std::vector<std::string>& names,
                std::string& out) {
@@ -378,32 +390,33 @@ bool AppendRow(const Kt_Dataset& dataset, kt_long row, const std::vector<std::st
 
 }  // namespace
 
-bool LoadJson(std::string_view text, Kt_Dataset& dataset, DataReport& report) {
+bool LoadJson(std::string_view text, bool lines, Kt_Dataset& dataset, DataReport& report) {
   Kt_Dataset next(dataset);
   next.ClearData();
-  if (!JsonLoader(text, dataset, report).Load(next)) return false;
+  if (!JsonLoader(text, lines, dataset, report).Load(next)) return false;
   dataset = next;
   return true;
 }
 
-bool SaveJson(const Kt_Dataset& dataset, bool lines, std::string& text, std::string& reason) {
-  std::vector<std::string> names;
-  for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
-    AppendJsonString(dataset.GetColID(col), names.emplace_back());
-    names.back() += ':';
-  }
-  text = lines ? "" : "[";
-  const char* separator = lines ? "" : "\n";
+bool SaveJson(const Kt_Dataset& dataset, JsonLayout layout, std::string& text,
+              std::string& reason) {
+  const bool is_list = layout != JsonLayout::kLines;
+  const char* const line_end = layout == JsonLayout::kOneLine ? "" : "\n";
+  const std::vector<std::string> names = ColumnNames(dataset);
+  text = is_list ? "[" : "";
+  bool is_first = true;
   for (kt_long row = 0; row < dataset.GetRowCount(); ++row) {
     if (dataset.GetRowLevel(row) > 0) continue;
-    text += separator;
-    separator = lines ? "\n" : ",\n";
+    if (!is_first && is_list) text += ',';
+    if (!is_first || is_list) text += line_end;
+    is_first = false;
     if (!AppendRow(dataset, row, names, text)) {
       reason = fmt::format("row {}: a list is nested too deeply for JSON", row);
       return false;
     }
   }
-  text += lines ? (text.empty() ? "" : "\n") : "\n]\n";
+  if (is_list || !is_first) text += line_end;
+  if (is_list) text += std::string("]") + line_end;
   return true;
 }
 

@@ -16,12 +16,18 @@ namespace kt::cli {
 //   {"id": 1, "name": "a"}\n{"id": 2}\n       one object or list after the other
 //
 // Replaces the rows as LoadDataFile says. False with the reason and the place in the
-// report.
-bool LoadJson(std::string_view text, Kt_Dataset& dataset, DataReport& report);
+// report. Only a text of `lines` may be empty.
+bool LoadJson(std::string_view text, bool lines, Kt_Dataset& dataset, DataReport& report);
 
-// The shown rows as objects with every column: a list with a row per line, or, for `lines`, rows
-// alone. Null cells are null; numbers are the shortest that read back equal (no number: null);
-// dates are texts in ISO 8601, binaries texts in hexadecimal.
-bool SaveJson(const Kt_Dataset& dataset, bool lines, std::string& text, std::string& reason);
+// How the rows of a JSON text stand.
+enum class JsonLayout : std::uint8_t {
+  kLines,    // a row per line, and nothing else
+  kList,     // a list with a row per line
+  kOneLine,  // a list in one line, without a line feed
+};
+
+// The shown rows as objects with every column. Null cells are null; numbers are the shortest that
+// read back equal (no number: null); dates are texts in ISO 8601, binaries texts in hexadecimal.
+bool SaveJson(const Kt_Dataset& dataset, JsonLayout layout, std::string& text, std::string& reason);
 
 }  // namespace kt::cli

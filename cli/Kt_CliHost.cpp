@@ -8,6 +8,7 @@
 
 #include "cli/Kt_CliFile.h"
 #include "cli/Kt_CliText.h"
+#include "dataset/Kt_ExprDataset.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "script/Kt_RunBudget.h"
 #include "script/Kt_Script.h"
@@ -43,12 +44,28 @@ kt_long CallReadText(Kt_ExprObject* context, const Kt_VariantList* args, Kt_Vari
 kt_long CallWriteText(Kt_ExprObject* context, const Kt_VariantList* args, Kt_Variant& result) {
   return Host(context).WriteText(args, result);
 }
+kt_long CallDataset(Kt_ExprObject* context, const Kt_VariantList* args, Kt_Variant& result) {
+  return Host(context).Dataset(args, result);
+}
+kt_long CallView(Kt_ExprObject* context, const Kt_VariantList* args, Kt_Variant& result) {
+  return Host(context).View(args, result);
+}
+kt_long CallLoadData(Kt_ExprObject* context, const Kt_VariantList* args, Kt_Variant& result) {
+  return Host(context).LoadData(args, result);
+}
+kt_long CallSaveData(Kt_ExprObject* context, const Kt_VariantList* args, Kt_Variant& result) {
+  return Host(context).SaveData(args, result);
+}
 
 std::vector<_EXPR_EXTAPI_INFO> MakeFunctions() {
   std::vector<_EXPR_EXTAPI_INFO> table = {
       {u"args", CallArgs, 0, 1, u"Args()"},
+      {u"dataset", CallDataset, 1, 1, u"Dataset(strId[,strColumns])"},
+      {u"loadData", CallLoadData, 2, 1, u"LoadData(strId,strPath[,strFormat])"},
       {u"print", CallPrint, 0, 1, u"Print([varValue[...]])"},
       {u"readText", CallReadText, 1, 1, u"ReadText(strPath)"},
+      {u"saveData", CallSaveData, 2, 1, u"SaveData(strId,strPath[,strFormat])"},
+      {u"view", CallView, 2, 1, u"View(strId,strSource[,strFilter])"},
       {u"writeText", CallWriteText, 2, 1, u"WriteText(strPath,strText)"},
   };
   SortExtApiMap(table.data(), static_cast<int>(table.size()));
@@ -86,6 +103,19 @@ int Kt_CliHost::GetMethodType(const Kt_WString& name, Kt_ExprObjInfo& info) {
   if (row < 0) return Kt_ExprObject::GetMethodType(name, info);
   info.SetExtAPI(this, name, table[static_cast<std::size_t>(row)].function);
   return EXPR_OBJ_EXTAPI;
+}
+
+// A script's own variables come before.
+int Kt_CliHost::GetVarType(const Kt_WString& name, Kt_ExprObjInfo& info) {
+  Kt_ExprDataset* const wrapper = GetChildDataset(name);
+  if (wrapper == nullptr) return Kt_ExprObject::GetVarType(name, info);
+  info.SetDataset(wrapper);
+  return EXPR_OBJ_DATASET;
+}
+
+Kt_ExprDataset* Kt_CliHost::GetChildDataset(const Kt_WString& name) {
+  if (Kt_ExprDataset* const wrapper = datasets_.Find(name)) return wrapper;
+  return name.EqualsNoCase(u"curdata") ? datasets_.GetDefault() : nullptr;
 }
 
 void Kt_CliHost::OnRunTimeError(const Kt_Result& result) { Error(result.GetText().ToUtf8()); }
@@ -131,8 +161,19 @@ kt_long Kt_CliHost::Fail(const std::string& what) {
 void Kt_CliHost::Error(const std::string& what) {
   ++error_count_;
   if (error_count_ > kMaxErrorsShown) return;
+  // A row expression with a fault has it in every row, and what a method refuses its caller may
+  // report as well.
+  std::string error = Place() + what;
+  if (error == last_error_) return;
+  last_error_ = std::move(error);
   Message("error: " + what, true);
   if (error_count_ == kMaxErrorsShown) messages_ << "further errors are not shown\n";
+}
+
+std::string Kt_CliHost::Place() const {
+  const Kt_ScriptCallStack calls =
+      script_ != nullptr ? script_->GetCallStack() : Kt_ScriptCallStack();
+  return calls.empty() ? source_name_ : PlaceText(calls.front());
 }
 
 void Kt_CliHost::Message(const std::string& what, bool with_calls) {

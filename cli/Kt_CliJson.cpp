@@ -35,6 +35,18 @@ Json Currency(const Kt_Variant& value) {
   return value.ToDouble();
 }
 
+// An object that stands for a plain value, such as a cell of a dataset, is that value.
+bool ConvertObject(const Kt_ObjectHolder& holder, int depth, Json& out) {
+  const Kt_WString property = holder.GetDefaultProp();
+  Kt_Variant plain;
+  if (depth == kMaxDepth) return false;
+  if (!property.IsEmpty() && holder.GetProperty(property, nullptr, plain) == 0) {
+    return Convert(plain, depth + 1, out);
+  }
+  out = {{"object", holder.GetID().ToUtf8()}};
+  return true;
+}
+
 bool Convert(const Kt_Variant& value, int depth, Json& out) {
   switch (value.GetTag()) {
     case kTagEmpty: return true;
@@ -45,7 +57,7 @@ bool Convert(const Kt_Variant& value, int depth, Json& out) {
     case kTagCurrency: out = Currency(value); return true;
     case kTagBool: out = value.AsInt64() != 0; return true;
     case kTagList: return ConvertList(value.GetList(), depth, out);
-    case kTagObject: out = {{"object", value.GetHolder().GetID().ToUtf8()}}; return true;
+    case kTagObject: return ConvertObject(value.GetHolder(), depth, out);
     case kTagRef: return Convert(value.Dereference(), depth, out);
     default: out = ValueText(value); return true;
   }

@@ -8,8 +8,9 @@
 namespace kt::cli {
 
 // The value as one line of JSON. Numbers stay numbers (an infinity or NaN becomes null), booleans
-// true and false, the empty value null, lists arrays; dates are texts, bytes hexadecimal texts, an
-// object is {"object": its identifier}. False when lists are nested too deeply.
+// true and false, the empty value null, lists arrays; dates are texts, bytes hexadecimal texts. An
+// object is the value that it stands for (a cell its own, a row a list), otherwise {"object": its
+// identifier}. False when lists are nested too deeply.
 bool ToJson(const Kt_Variant& value, std::string& json);
 
 }  // namespace kt::cli

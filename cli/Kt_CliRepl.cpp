@@ -7,15 +7,18 @@
 #include <ostream>
 
 #include "cli/Kt_CliVars.h"
+#include "dataset/Kt_ExprDataset.h"
 #include "object/Kt_ExprObject.h"
 #include "script/Kt_ScriptOpPayloads.h"
 
 // clang-format off
 const Kt_CliRepl::Command Kt_CliRepl::kCommands[] = {
-    {":help", &Kt_CliRepl::Help, ":help [NAME]", "this text, or a function or command in detail"},
-    {":load", &Kt_CliRepl::Load, ":load FILE",   "take in a script; a second time it replaces"},
-    {":quit", &Kt_CliRepl::Quit, ":quit",        "leave, as the end of the input does"},
-    {":vars", &Kt_CliRepl::Vars, ":vars",        "the variables: names, kinds, values"},
+    {":data", &Kt_CliRepl::Data, ":data [NAME=FILE]", "load a file as a dataset, or list the datasets"},
+    {":help", &Kt_CliRepl::Help, ":help [NAME]",      "this text, or a function or command in detail"},
+    {":load", &Kt_CliRepl::Load, ":load FILE",        "take in a script; a second time it replaces"},
+    {":quit", &Kt_CliRepl::Quit, ":quit",             "leave, as the end of the input does"},
+    {":save", &Kt_CliRepl::Save, ":save NAME=FILE",   "write a dataset to a file"},
+    {":vars", &Kt_CliRepl::Vars, ":vars",             "the variables: names, kinds, values"},
 };
 // clang-format on
 
@@ -138,6 +141,50 @@ bool Kt_CliRepl::Load(const std::string& argument) {
   return false;
 }
 
+int Kt_CliRepl::LoadDataFiles(const kt::cli::DataFiles& files) {
+  data_ = files;
+  return kt::cli::LoadDataFiles(files, session_.GetHost(), streams_);
+}
+
+bool Kt_CliRepl::Data(const std::string& argument) {
+  if (argument.empty()) {
+    ListDatasets();
+    return true;
+  }
+  kt::cli::DataFiles::Item item;
+  kt::cli::DataReport report;
+  std::string reason;
+  if (kt::cli::ParseDataItem(argument, false, item, reason)) {
+    if (kt::cli::LoadDataInto(item, data_.load_options, true, session_.GetHost(), streams_,
+                              report)) {
+      return true;
+    }
+    reason = kt::cli::DescribeFault(item.path, report);
+  }
+  Fail(reason);
+  return false;
+}
+
+bool Kt_CliRepl::Save(const std::string& argument) {
+  kt::cli::DataFiles::Item item;
+  std::string reason;
+  if (kt::cli::ParseDataItem(argument, true, item, reason)) {
+    return kt::cli::SaveDataItem(item, kt::cli::SaveOptionsFor(item, data_), session_.GetHost(),
+                                 streams_);
+  }
+  Fail(reason);
+  return false;
+}
+
+void Kt_CliRepl::ListDatasets() {
+  const Kt_CliDatasets& datasets = session_.GetHost().GetDatasets();
+  for (const Kt_WString& name : datasets.GetNames()) {
+    const Kt_Dataset& dataset = *datasets.Find(name)->GetDataset();
+    streams_.out << fmt::format("{}: {} rows, {} columns\n", name.ToUtf8(), dataset.GetRowCount(),
+                                dataset.GetColCount());
+  }
+}
+
 bool Kt_CliRepl::Help(const std::string& argument) {
   if (argument.empty()) {
     HelpOnAll();
@@ -145,7 +192,7 @@ bool Kt_CliRepl::Help(const std::string& argument) {
   }
   for (const Command& command : kCommands) {
     if (argument != command.name && argument != command.name + 1) continue;
-    streams_.out << fmt::format("{:<16}{}\n", command.form, command.help);
+    streams_.out << fmt::format("{:<19}{}\n", command.form, command.help);
     return true;
   }
   if (HelpOnFunction(Kt_WString::FromUtf8(argument))) return true;
@@ -171,7 +218,7 @@ void Kt_CliRepl::HelpOnAll() {
   streams_.out << "Type an expression to see its value, statements to run them, functions to keep\n"
                   "them. An input goes on in the next line while a bracket or a text is open.\n\n";
   for (const Command& command : kCommands) {
-    streams_.out << fmt::format("{:<16}{}\n", command.form, command.help);
+    streams_.out << fmt::format("{:<19}{}\n", command.form, command.help);
   }
 }
 

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cli/Kt_CliDataOptions.h"
 #include "cli/Kt_CliInputScan.h"
 #include "cli/Kt_CliLineSource.h"
 #include "cli/Kt_CliSession.h"
@@ -19,6 +20,9 @@ class Kt_CliRepl {
              const std::atomic<bool>* cancel = nullptr)
       : streams_(streams), include_dirs_(std::move(include_dirs)), session_(streams, cancel) {}
 
+  // Loads the datasets of the command line; their options are those of :data and :save too. The
+  // exit status.
+  int LoadDataFiles(const kt::cli::DataFiles& files);
   // Reads to the end or to :quit. Returns the exit status: 1 when an input failed and nobody sat
   // there to see it.
   int Run(Kt_CliLineSource& source);
@@ -44,6 +48,9 @@ class Kt_CliRepl {
   // Says it of the line in hand; the input that it belongs to is forgotten.
   void Fail(const std::string& what);
 
+  bool Data(const std::string& argument);
+  bool Save(const std::string& argument);
+  void ListDatasets();
   bool Help(const std::string& argument);
   bool Load(const std::string& argument);
   bool Vars(const std::string& argument);
@@ -53,6 +60,7 @@ class Kt_CliRepl {
 
   kt::cli::Streams streams_;
   std::vector<std::string> include_dirs_;
+  kt::cli::DataFiles data_;  // the options count
   Kt_CliSession session_;
   Kt_CliInputScan scan_;
   Kt_WString input_;  // the lines so far, with an end each

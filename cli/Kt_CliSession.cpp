@@ -9,7 +9,7 @@
 #include "cli/Kt_CliExpr.h"
 #include "cli/Kt_CliLoader.h"
 #include "cli/Kt_CliOptions.h"
-#include "cli/Kt_CliText.h"
+#include "cli/Kt_CliResult.h"
 #include "script/Kt_ScriptOp.h"
 #include "script/Kt_ScriptUtil.h"
 #include "script/Kt_SyntaxErrors.h"
@@ -143,7 +143,7 @@ bool Kt_CliSession::Execute(const Piece& piece) {
                           LineOf(piece.whole.start) + 1, code));
     return false;
   }
-  if (!result.IsEmpty()) streams_.out << kt::cli::ValueText(result) << '\n';
+  if (!result.IsEmpty()) kt::cli::PrintValue(result, streams_.out);
   return true;
 }
 

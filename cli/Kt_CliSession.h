@@ -36,6 +36,7 @@ class Kt_CliSession {
   // globals that exist are replaced. False as above.
   bool Load(const std::string& path, const std::vector<std::string>& include_dirs);
 
+  Kt_CliHost& GetHost() { return host_; }
   Kt_Script& GetScript() { return script_; }
   const Kt_Script& GetScript() const { return script_; }
 

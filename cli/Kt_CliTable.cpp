@@ -34,8 +34,9 @@ class Table {
     PrintHeadings();
     PrintRule();
     for (kt_long row = 0; row < shown_rows_; ++row) PrintRow(row);
+    PrintMoreRows();
     PrintTotal();
-    PrintNotes();
+    PrintMoreColumns();
   }
 
  private:
@@ -242,11 +243,13 @@ class Table {
     EndCells();
   }
 
-  void PrintNotes() {
-    if (shown_rows_ < row_count_) {
-      const kt_long more = row_count_ - shown_rows_;
-      Note(fmt::format("… {} more row{}", more, more == 1 ? "" : "s"));
-    }
+  // In front of the total, which is that of all rows.
+  void PrintMoreRows() {
+    const kt_long more = row_count_ - shown_rows_;
+    if (more > 0) Note(fmt::format("… {} more row{}", more, more == 1 ? "" : "s"));
+  }
+
+  void PrintMoreColumns() {
     if (!has_more_columns_) return;
     const std::size_t more = columns_.size() - shown_columns_;
     constexpr std::size_t kNamed = 8;

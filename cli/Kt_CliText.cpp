@@ -114,7 +114,14 @@ void AppendBytes(std::span<const std::uint8_t> bytes, std::string& out) {
   for (const std::uint8_t byte : bytes) fmt::format_to(std::back_inserter(out), "{:02x}", byte);
 }
 
-void AppendObject(const Kt_Variant& value, std::string& out) {
+// An object that stands for a plain value, such as a cell of a dataset, is that value.
+void AppendObject(const Kt_Variant& value, bool in_list, int depth, std::string& out) {
+  const Kt_WString property = value.GetHolder().GetDefaultProp();
+  Kt_Variant plain;
+  if (depth < kMaxListDepth && !property.IsEmpty() &&
+      value.GetHolder().GetProperty(property, nullptr, plain) == 0) {
+    return AppendText(plain, in_list, depth + 1, out);
+  }
   const Kt_WString text = value.ToString();
   out += text.IsEmpty() ? fmt::format("<object {}>", value.GetHolder().GetID().ToUtf8())
                         : text.ToUtf8();
@@ -130,7 +137,7 @@ void AppendText(const Kt_Variant& value, bool in_list, int depth, std::string& o
       return;
     case kTagList: return AppendList(value.GetList(), depth, out);
     case kTagBinary: return AppendBytes(value.AsBinary(), out);
-    case kTagObject: return AppendObject(value, out);
+    case kTagObject: return AppendObject(value, in_list, depth, out);
     case kTagRef: return AppendText(value.Dereference(), in_list, depth, out);
     default: out += value.ToString().ToUtf8();
   }

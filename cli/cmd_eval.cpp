@@ -1,14 +1,19 @@
 // SPDX-License-Identifier: MIT
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
+#include <limits>
 #include <memory>
+#include <optional>
 #include <ostream>
 
 #include "cli/Kt_Cli.h"
+#include "cli/Kt_CliDataOptions.h"
 #include "cli/Kt_CliExpr.h"
 #include "cli/Kt_CliHost.h"
-#include "cli/Kt_CliJson.h"
 #include "cli/Kt_CliReport.h"
-#include "cli/Kt_CliText.h"
+#include "cli/Kt_CliResult.h"
+#include "dataset/Kt_DatasetCtx.h"
 #include "script/Kt_Script.h"
 
 namespace kt::cli {
@@ -16,33 +21,67 @@ namespace {
 
 struct Options {
   std::string expression;
+  DataArguments data;
+  std::optional<kt_long> row;
   bool json = false;
 };
 
-int Eval(const Options& options, Streams streams) {
-  Kt_CliReport report(streams.out, streams.messages);
-  Kt_Expr expression;
-  if (!ParseExpression(Kt_WString::FromUtf8(options.expression), expression, report)) {
+// False when there is no such row, which has been said then.
+bool HasRow(const Kt_Dataset& dataset, kt_long row, Kt_CliReport& report) {
+  if (row < dataset.GetRowCount()) return true;
+  report.Line(fmt::format("expression: error: there is no row {}; '{}' has {}, counted from 0", row,
+                          dataset.GetId().ToUtf8(), dataset.GetRowCount()));
+  return false;
+}
+
+int Print(const Kt_Variant& result, const Options& options, Kt_CliReport& report, Streams streams) {
+  if (!options.json) {
+    PrintValue(result, streams.out);
+    return kFine;
+  }
+  std::string json;
+  if (!ResultJson(result, json)) {
+    report.Line("expression: error: the value is nested too deeply for JSON");
     return kScriptFault;
   }
-  // A script without text gives an expression what it needs to assign to new names.
+  streams.out << json << '\n';
+  return kFine;
+}
+
+int Eval(const Options& options, Streams streams) {
+  DataFiles files;
+  if (!ParseDataArguments(options.data, "kt eval", streams, files)) return kCommandFault;
+  if (options.row && files.data.empty()) {
+    streams.messages << "kt eval: --row needs --data\n";
+    return kCommandFault;
+  }
+  Kt_CliReport report(streams.out, streams.messages);
+  Kt_Expr expression;
+  const Kt_WString text = Kt_WString::FromUtf8(options.expression);
+  if (!ParseExpression(text, expression, report)) return kScriptFault;
   Kt_CliHost host(streams.out, streams.messages);
   host.SetSourceName(kExpressionName);
+  if (const int status = LoadDataFiles(files, host, streams); status != kFine) return status;
+  if (!CheckSaveNames(files, host, text, "kt eval", streams)) return kCommandFault;
+  // A script without text gives an expression what it needs to assign to new names.
   Kt_Script script(&host);
+  // Alive until the result has been printed, which may be a part of it.
+  std::optional<Kt_DatasetCtx> row;
+  if (options.row) {
+    Kt_Dataset& dataset = *host.GetDatasets().GetDefault()->GetDataset();
+    if (!HasRow(dataset, *options.row, report)) return kScriptFault;
+    row.emplace(&script, &script, &dataset, nullptr, nullptr);
+    row->SetRowPosition(*options.row, *options.row, 0, *options.row);
+  }
   Kt_Variant result;
-  const kt_long code = expression.ExecExpr(&script, result);
+  Kt_ExprObject* const context = row ? static_cast<Kt_ExprObject*>(&*row) : &script;
+  const kt_long code = expression.ExecExpr(context, result);
   if (code != 0 && host.GetErrorCount() == 0) {
     report.Line("expression: error: the evaluation ended with code " + std::to_string(code));
   }
   if (code != 0 || host.GetErrorCount() > 0) return kScriptFault;
-
-  std::string text = ValueText(result);
-  if (options.json && !ToJson(result, text)) {
-    report.Line("expression: error: the value is nested too deeply for JSON");
-    return kScriptFault;
-  }
-  streams.out << text << '\n';
-  return kFine;
+  const int status = Print(result, options, report, streams);
+  return status == kFine ? SaveDataFiles(files, host, streams) : status;
 }
 
 }  // namespace
@@ -51,6 +90,10 @@ void AddEval(CLI::App& app, Action& action) {
   auto options = std::make_shared<Options>();
   CLI::App* const eval = app.add_subcommand("eval", "Evaluate one expression");
   eval->add_option("EXPR", options->expression, "The expression")->required();
+  AddDataArguments(*eval, options->data);
+  eval->add_option("--row", options->row, "Evaluate in that row of the default dataset, from 0")
+      ->type_name("N")
+      ->check(CLI::Range(kt_long{0}, std::numeric_limits<kt_long>::max()));
   eval->add_flag("--json", options->json, "Print the value as JSON");
   eval->callback([options, &action] {
     action = [options](Streams streams) { return Eval(*options, streams); };

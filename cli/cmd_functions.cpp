@@ -5,11 +5,16 @@
 #include <algorithm>
 #include <memory>
 #include <ostream>
+#include <utility>
+#include <vector>
 
 #include "classlib/Kt_WStrList.h"
 #include "cli/Kt_Cli.h"
 #include "cli/Kt_CliHost.h"
 #include "cli/Kt_CliText.h"
+#include "dataset/Kt_DatasetCtx.h"
+#include "dataset/Kt_ExprDataset.h"
+#include "dataset/Kt_ExprDatasetDoc.h"
 #include "object/Kt_ExprFuncsDoc.h"
 #include "object/Kt_ExprObject.h"
 
@@ -29,12 +34,16 @@ constexpr Kt_IntFuncDoc kHostDocs[] = {
      u"A file that cannot be written is an error of the run.", u"", u""},
 };
 
-// Rows of both tables, as far as a user is interested in them.
+// A row of one of the tables, as far as a user is interested in it. Missing texts are empty.
 struct Function {
   Kt_WString name;
-  Kt_WString forms;          // one a line
-  const Kt_IntFuncDoc* doc;  // null: nothing is said
+  Kt_WString forms;  // one a line
+  const char16_t* does = u"";
+  const char16_t* odd = u"";
+  const char16_t* example = u"";
+  const char16_t* result = u"";
 };
+using Functions = std::vector<Function>;
 
 const Kt_IntFuncDoc* HostDoc(const char16_t* name) {
   for (const Kt_IntFuncDoc& doc : kHostDocs) {
@@ -43,20 +52,75 @@ const Kt_IntFuncDoc* HostDoc(const char16_t* name) {
   return nullptr;
 }
 
-std::vector<Function> AllFunctions() {
-  std::vector<Function> functions;
+template <class Row>
+Function FromFunctionRow(const Row& row, const Kt_IntFuncDoc* doc) {
+  if (doc == nullptr) return {row.name, row.help};
+  return {row.name, row.help, doc->does, doc->odd, doc->example, doc->result};
+}
+
+Functions CalledFunctions() {
+  Functions functions;
   const _EXPR_INTFUNC_INFO* const built_in = Kt_ExprObject::GetIntFuncMap();
   for (int row = 0; row < Kt_ExprObject::GetIntFuncCount(); ++row) {
-    functions.push_back(
-        {built_in[row].name, built_in[row].help, GetIntFuncDoc(built_in[row].name)});
+    functions.push_back(FromFunctionRow(built_in[row], GetIntFuncDoc(built_in[row].name)));
   }
   for (const _EXPR_EXTAPI_INFO& row : HostFunctions()) {
-    functions.push_back({row.name, row.help, HostDoc(row.name)});
+    functions.push_back(FromFunctionRow(row, HostDoc(row.name)));
   }
   std::sort(functions.begin(), functions.end(), [](const Function& a, const Function& b) {
     return kt_stricmpW(a.name.View(), b.name.View()) < 0;
   });
   return functions;
+}
+
+Functions DatasetMethods() {
+  Functions functions;
+  const _EXPR_OBJMETHOD_INFO* const rows = Kt_ExprDataset::GetDSetMethodMap();
+  for (int row = 0; row < Kt_ExprDataset::GetDSetMethodCount(); ++row) {
+    Function function{rows[row].name, rows[row].help};
+    function.forms.Replace(u"),", u")\n");
+    if (const Kt_MethodDoc* const doc = GetMethodDoc(rows[row].name)) {
+      function.does = doc->does;
+      function.odd = doc->odd;
+      function.example = doc->example;
+      function.result = doc->result;
+    }
+    functions.push_back(function);
+  }
+  return functions;
+}
+
+Functions Members(const _EXPR_SIMPLEPROP_INFO* rows, int count,
+                  const Kt_MemberDoc* (*find)(const char16_t* name)) {
+  Functions functions;
+  for (int row = 0; row < count; ++row) {
+    Function function{rows[row].name, rows[row].name};
+    if (const Kt_MemberDoc* const doc = find(rows[row].name)) {
+      function.does = doc->does;
+      function.example = doc->example;
+      function.result = doc->result;
+    }
+    functions.push_back(function);
+  }
+  return functions;
+}
+
+// What can be named in a script, in the order of the list.
+struct Section {
+  const char* heading;  // of the list
+  const char* kind;     // what one entry is; empty for functions, which need no word
+  Functions functions;
+};
+
+std::vector<Section> AllSections() {
+  return {{"", "", CalledFunctions()},
+          {"Methods of datasets:", "method of datasets", DatasetMethods()},
+          {"Properties of datasets:", "property of datasets",
+           Members(Kt_ExprDataset::GetDSetPropMap(), Kt_ExprDataset::GetDSetPropCount(),
+                   GetDatasetPropDoc)},
+          {"Keywords of row expressions:", "keyword of row expressions",
+           Members(Kt_DatasetCtx::GetKeywordMap(), Kt_DatasetCtx::GetKeywordCount(),
+                   GetRowKeywordDoc)}};
 }
 
 constexpr int kTextWidth = 76;
@@ -77,23 +141,48 @@ std::string Wrap(const Kt_WString& text) {
   return out.empty() ? out : out + "\n";
 }
 
+void ListOne(const Function& function, std::ostream& out) {
+  Kt_WStrList lines;
+  lines.Parse(function.forms, u"\n");
+  for (kt_long line = 0; line < lines.GetCount(); ++line) {
+    out << fmt::format("{:<18}{}\n", line == 0 ? function.name.ToUtf8() : "", lines[line].ToUtf8());
+  }
+}
+
+// Members have no call forms: their texts say what they are.
+void ListMember(const Function& function, std::ostream& out) {
+  out << fmt::format("{:<18}{}\n", function.name.ToUtf8(), Kt_WString(function.does).ToUtf8());
+}
+
 int ListAll(Streams streams) {
-  for (const Function& function : AllFunctions()) {
-    Kt_WStrList lines;
-    lines.Parse(function.forms, u"\n");
-    for (kt_long line = 0; line < lines.GetCount(); ++line) {
-      streams.out << fmt::format("{:<16}{}\n", line == 0 ? function.name.ToUtf8() : "",
-                                 lines[line].ToUtf8());
+  for (const Section& section : AllSections()) {
+    if (*section.heading != 0) streams.out << '\n' << section.heading << '\n';
+    for (const Function& function : section.functions) {
+      if (function.forms == function.name) {
+        ListMember(function, streams.out);
+      } else {
+        ListOne(function, streams.out);
+      }
     }
   }
   return kFine;
 }
 
-void PrintDoc(const Kt_IntFuncDoc& doc, std::ostream& out) {
-  out << Wrap(doc.does) << Wrap(doc.odd);
-  if (*doc.example == 0) return;
-  out << fmt::format("    {}  gives  {}\n", Kt_WString(doc.example).ToUtf8(),
-                     Kt_WString(doc.result).ToUtf8());
+void PrintExample(const Function& function, std::ostream& out) {
+  Kt_WStrList lines;
+  lines.Parse(function.example, u"\n", 0, true, false);
+  for (kt_long line = 0; line < lines.GetCount(); ++line) {
+    out << "    " << lines[line].ToUtf8();
+    if (line + 1 == lines.GetCount()) out << "  gives  " << Kt_WString(function.result).ToUtf8();
+    out << '\n';
+  }
+}
+
+void Print(const Function& function, const char* kind, std::ostream& out) {
+  out << function.forms.ToUtf8();
+  if (*kind != 0) out << fmt::format("    ({})", kind);
+  out << '\n' << Wrap(function.does) << Wrap(function.odd);
+  PrintExample(function, out);
 }
 
 int Explain(const std::string& name, Streams streams) {
@@ -106,13 +195,15 @@ int Explain(const std::string& name, Streams streams) {
 
 bool ExplainFunction(const std::string& name, std::ostream& out) {
   const Kt_WString wanted = Kt_WString::FromUtf8(name);
-  for (const Function& function : AllFunctions()) {
-    if (!function.name.EqualsNoCase(wanted)) continue;
-    out << function.forms.ToUtf8() << '\n';
-    if (function.doc != nullptr) PrintDoc(*function.doc, out);
-    return true;
+  bool is_found = false;
+  for (const Section& section : AllSections()) {
+    for (const Function& function : section.functions) {
+      if (!function.name.EqualsNoCase(wanted)) continue;
+      if (std::exchange(is_found, true)) out << '\n';
+      Print(function, section.kind, out);
+    }
   }
-  return false;
+  return is_found;
 }
 
 void AddFunctions(CLI::App& app, Action& action) {

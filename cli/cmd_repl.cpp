@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "cli/Kt_Cli.h"
+#include "cli/Kt_CliDataOptions.h"
 #include "cli/Kt_CliLoader.h"
 #include "cli/Kt_CliOptions.h"
 #include "cli/Kt_CliRepl.h"
@@ -22,9 +23,15 @@ bool CheckIncludeDirs(const std::vector<std::string>& include_dirs, Streams stre
   return AddIncludeDirs(include_dirs, "kt repl", loader, streams);
 }
 
-int Prompt(const std::vector<std::string>& include_dirs, Streams streams) {
+struct Options {
+  std::vector<std::string> include_dirs;
+  DataArguments data;
+};
+
+int Prompt(const Options& options, const DataFiles& files, Streams streams) {
   Kt_CliTerminal terminal(Kt_CliTerminal::DefaultHistoryFile());
-  Kt_CliRepl repl(streams, include_dirs, &Kt_CliTerminal::Interrupted());
+  Kt_CliRepl repl(streams, options.include_dirs, &Kt_CliTerminal::Interrupted());
+  if (const int status = repl.LoadDataFiles(files); status != kFine) return status;
   terminal.SetCompleter([&repl](std::string_view before, std::size_t& start) {
     return repl.Complete(before, start);
   });
@@ -32,23 +39,28 @@ int Prompt(const std::vector<std::string>& include_dirs, Streams streams) {
   return repl.Run(terminal);
 }
 
-int Repl(const std::vector<std::string>& include_dirs, Streams streams) {
-  if (!CheckIncludeDirs(include_dirs, streams)) return kCommandFault;
+int Repl(const Options& options, Streams streams) {
+  if (!CheckIncludeDirs(options.include_dirs, streams)) return kCommandFault;
+  DataFiles files;
+  if (!ParseDataArguments(options.data, "kt repl", streams, files)) return kCommandFault;
   // The editor draws on the output, so both ends have to be the terminal.
-  if (::isatty(STDIN_FILENO) && ::isatty(STDOUT_FILENO)) return Prompt(include_dirs, streams);
+  if (::isatty(STDIN_FILENO) && ::isatty(STDOUT_FILENO)) return Prompt(options, files, streams);
   Kt_CliPipe pipe(std::cin);
-  return Kt_CliRepl(streams, include_dirs).Run(pipe);
+  Kt_CliRepl repl(streams, options.include_dirs);
+  const int status = repl.LoadDataFiles(files);
+  return status == kFine ? repl.Run(pipe) : status;
 }
 
 }  // namespace
 
 void AddRepl(CLI::App& app, Action& action) {
-  auto include_dirs = std::make_shared<std::vector<std::string>>();
+  auto options = std::make_shared<Options>();
   CLI::App* const repl =
       app.add_subcommand("repl", "An interactive prompt; in a pipe, run what comes line by line");
-  AddIncludeDirOption(*repl, *include_dirs);
-  repl->callback([include_dirs, &action] {
-    action = [include_dirs](Streams streams) { return Repl(*include_dirs, streams); };
+  AddIncludeDirOption(*repl, options->include_dirs);
+  AddDataArguments(*repl, options->data, false);
+  repl->callback([options, &action] {
+    action = [options](Streams streams) { return Repl(*options, streams); };
   });
 }
 

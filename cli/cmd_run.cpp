@@ -7,14 +7,15 @@
 #include <ostream>
 
 #include "cli/Kt_Cli.h"
+#include "cli/Kt_CliDataOptions.h"
 #include "cli/Kt_CliHost.h"
-#include "cli/Kt_CliJson.h"
 #include "cli/Kt_CliLoader.h"
 #include "cli/Kt_CliOptions.h"
 #include "cli/Kt_CliReport.h"
-#include "cli/Kt_CliText.h"
+#include "cli/Kt_CliResult.h"
 #include "script/Kt_RunBudget.h"
 #include "script/Kt_Script.h"
+#include "script/Kt_ScriptDump.h"
 
 namespace kt::cli {
 namespace {
@@ -24,6 +25,7 @@ struct Options {
   std::string function = "main";
   std::vector<std::string> arguments;
   std::vector<std::string> include_dirs;
+  DataArguments data;
   std::int64_t steps = 0;
   double timeout_seconds = 0;
   bool trace = false;
@@ -52,11 +54,11 @@ Kt_VariantList ToList(const std::vector<std::string>& texts) {
 
 int PrintResult(const Kt_Variant& result, const Options& options, Streams streams) {
   if (!options.json) {
-    if (!result.IsEmpty()) streams.out << ValueText(result) << '\n';
+    if (!result.IsEmpty()) PrintValue(result, streams.out);
     return kFine;
   }
   std::string json;
-  if (!ToJson(result, json)) {
+  if (!ResultJson(result, json)) {
     streams.messages << options.file << ": error: the result is nested too deeply for JSON\n";
     return kScriptFault;
   }
@@ -86,6 +88,8 @@ int Call(Kt_Script& script, const Kt_CliHost& host, const Options& options, Stre
 }
 
 int Run(const Options& options, Streams streams) {
+  DataFiles files;
+  if (!ParseDataArguments(options.data, "kt run", streams, files)) return kCommandFault;
   Kt_CliHost host(streams.out, streams.messages);
   host.SetTrace(options.trace);
   host.SetArgs(ToList(options.arguments));
@@ -98,10 +102,16 @@ int Run(const Options& options, Streams streams) {
   Kt_CliLoader loader(script, report);
   if (!AddIncludeDirs(options.include_dirs, "kt run", loader, streams)) return kCommandFault;
   loader.SetOnFile([&](const std::string& name) { host.SetSourceName(name); });
+  // In front of the script, whose globals may use the datasets.
+  if (const int status = LoadDataFiles(files, host, streams); status != kFine) return status;
   const int loaded = loader.Load(options.file);
   if (loaded != kFine) return loaded;
   if (host.GetErrorCount() > 0) return kScriptFault;
-  return Call(script, host, options, streams);
+  if (!files.save.empty() && !CheckSaveNames(files, host, DumpScript(script), "kt run", streams)) {
+    return kCommandFault;
+  }
+  const int status = Call(script, host, options, streams);
+  return status == kFine ? SaveDataFiles(files, host, streams) : status;
 }
 
 }  // namespace
@@ -113,6 +123,7 @@ void AddRun(CLI::App& app, Action& action) {
   run->add_option("FUNC", options->function, "The function to call")->capture_default_str();
   run->add_option("ARG", options->arguments, "Arguments for the function, as texts");
   AddIncludeDirOption(*run, options->include_dirs);
+  AddDataArguments(*run, options->data);
   run->add_option("--steps", options->steps, "Stop after about this many steps of work")
       ->type_name("N")
       ->check(CLI::Range(std::int64_t{1}, std::numeric_limits<std::int64_t>::max()));

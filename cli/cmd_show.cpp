@@ -15,6 +15,7 @@
 #include "cli/Kt_CliData.h"
 #include "cli/Kt_CliFile.h"
 #include "cli/Kt_CliHtml.h"
+#include "cli/Kt_CliProgress.h"
 #include "cli/Kt_CliReport.h"
 #include "cli/Kt_CliTable.h"
 #include "cli/Kt_CliView.h"
@@ -106,6 +107,9 @@ class Show {
       }
     }
     data_options.header = !options_.no_header;
+    if (!options_.save.empty() && !DataFormatOf(options_.save)) {
+      return Complain(fmt::format("--save: the ending of '{}' names no format", options_.save));
+    }
     return ReadSeparator(data_options);
   }
 
@@ -127,10 +131,14 @@ class Show {
   bool Load(const DataOptions& data_options) {
     dataset_.SetId(Kt_WString::FromUtf8(std::filesystem::path(options_.file).stem().string()));
     DataReport data_report;
-    const bool loaded = LoadDataFile(options_.file, data_options, dataset_, data_report);
-    if (!loaded) return Complain("error: " + data_report.error);
-    streams_.messages << DescribeLoad(options_.file, data_report, false);
-    return true;
+    bool loaded = false;
+    {
+      const Kt_CliProgress progress(streams_.messages, "loading " + options_.file);
+      loaded = LoadDataFile(options_.file, data_options, dataset_, data_report);
+    }
+    streams_.messages << (loaded ? DescribeLoad(options_.file, data_report, false)
+                                 : DescribeError(options_.file, data_report) + "\n");
+    return loaded;
   }
 
   bool FindChartColumn(const Kt_CliView& view) {
@@ -220,7 +228,9 @@ class Show {
   bool SaveResult(const Kt_Dataset& data) {
     if (options_.save.empty()) return true;
     std::string error;
-    if (!SaveDataFile(options_.save, {}, data, error)) return Complain("error: " + error);
+    if (!SaveDataFile(options_.save, {}, data, error)) {
+      return Complain(fmt::format("error: cannot write '{}': {}", options_.save, error));
+    }
     const kt_long rows = data.GetRowCount();
     streams_.messages << fmt::format("kt show: wrote {} row{} to {}\n", rows, rows == 1 ? "" : "s",
                                      options_.save);

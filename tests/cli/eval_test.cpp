@@ -99,6 +99,15 @@ TEST(CliFunctions, ListsAndExplains) {
     EXPECT_LT(one.out.size(), all.out.size());
     EXPECT_NE(one.out.find("\n    "), std::string::npos) << one.out;
   }
+  // A word that names several things shows all of them.
+  const Outcome count = Kt({"functions", "count"});
+  EXPECT_EQ(count.status, 0);
+  for (const char* const part : {"Count([nStart", "(method of datasets)", "(property of datasets)",
+                                 "(keyword of row expressions)", "gives"}) {
+    EXPECT_NE(count.out.find(part), std::string::npos) << part << "\n" << count.out;
+  }
+  EXPECT_NE(all.out.find("TotalCaseSum"), std::string::npos);
+  EXPECT_NE(all.out.find("rangestart"), std::string::npos);
   const Outcome none = Kt({"functions", "nonsense"});
   EXPECT_EQ(none.status, 2);
   EXPECT_NE(none.messages, "");

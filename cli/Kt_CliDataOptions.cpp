@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: MIT
+#include "cli/Kt_CliDataOptions.h"
+
+#include <fmt/format.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <filesystem>
+#include <ostream>
+
+#include "cli/Kt_CliHost.h"
+#include "cli/Kt_CliProgress.h"
+#include "dataset/Kt_ExprDataset.h"
+
+namespace kt::cli {
+namespace {
+
+bool Refuse(const char* command, const std::string& what, Streams streams) {
+  streams.out.flush();
+  streams.messages << command << ": " << what << '\n';
+  return false;
+}
+
+std::string Quoted(const std::string& text) { return "'" + text + "'"; }
+
+constexpr const char* kFormats = "(csv, tsv, xml, json, jsonl, ktb)";
+
+bool ParseItems(const std::vector<std::string>& texts, const char* option, bool needs_name,
+                const char* command, Streams streams, std::vector<DataFiles::Item>& items) {
+  for (const std::string& text : texts) {
+    DataFiles::Item item;
+    std::string reason;
+    if (!ParseDataItem(text, needs_name, item, reason)) {
+      return Refuse(command, fmt::format("{}: {}", option, reason), streams);
+    }
+    items.push_back(item);
+  }
+  return true;
+}
+
+bool HasTwice(const std::vector<DataFiles::Item>& items, std::string& name) {
+  for (std::size_t at = 0; at < items.size(); ++at) {
+    for (std::size_t before = 0; before < at; ++before) {
+      if (!Kt_WString::FromUtf8(items[at].name)
+               .EqualsNoCase(Kt_WString::FromUtf8(items[before].name))) {
+        continue;
+      }
+      name = items[at].name;
+      return true;
+    }
+  }
+  return false;
+}
+
+bool ContainsWord(const Kt_WString& code, std::u16string_view word) {
+  return code.Findi(word) >= 0;
+}
+
+}  // namespace
+
+void AddDataArguments(CLI::App& command, DataArguments& arguments, bool with_save) {
+  const auto several = [&](const char* option, std::vector<std::string>& into, const char* help) {
+    command.add_option(option, into, help)->type_name("NAME=FILE")->allow_extra_args(false);
+  };
+  several("--data", arguments.data, "Load a file as dataset NAME; the first is the default one");
+  if (with_save) several("--save", arguments.save, "Save dataset NAME when all went well");
+  command
+      .add_option("--format", arguments.format, "The format of data files, whatever their ending")
+      ->type_name("FORMAT");
+  command.add_option("--encoding", arguments.encoding, "The encoding of data files (UTF-8)")
+      ->type_name("NAME");
+  command.add_flag("--verbose", arguments.verbose, "Say how many rows were loaded");
+}
+
+bool ParseDataItem(const std::string& text, bool needs_name, DataFiles::Item& item,
+                   std::string& reason) {
+  const std::size_t equals = text.find('=');
+  const std::string before = text.substr(0, equals);
+  if (equals != text.npos && Kt_WString::FromUtf8(before).IsName()) {
+    item = {before, text.substr(equals + 1)};
+    reason = fmt::format("no file behind '{}='", before);
+    return !item.path.empty();
+  }
+  item = {std::filesystem::path(text).stem().string(), text};
+  if (needs_name) {
+    reason = fmt::format("expected NAME=FILE in place of '{}'", text);
+    return false;
+  }
+  reason = fmt::format("'{}' needs a name in front: NAME={}", text, text);
+  return !text.empty() && Kt_WString::FromUtf8(item.name).IsName();
+}
+
+bool ParseDataArguments(const DataArguments& arguments, const char* command, Streams streams,
+                        DataFiles& files) {
+  files.verbose = arguments.verbose;
+  if (!ParseItems(arguments.data, "--data", false, command, streams, files.data) ||
+      !ParseItems(arguments.save, "--save", true, command, streams, files.save)) {
+    return false;
+  }
+  std::string name;
+  if (HasTwice(files.data, name)) {
+    return Refuse(command, fmt::format("--data: there are two datasets '{}'", name), streams);
+  }
+  if (!arguments.format.empty()) {
+    files.load_options.format = FindDataFormat(arguments.format);
+    if (!files.load_options.format) {
+      return Refuse(command,
+                    fmt::format("--format: '{}' is no format {}", arguments.format, kFormats),
+                    streams);
+    }
+  }
+  if (!arguments.encoding.empty()) {
+    files.load_options.code_page = FindEncoding(arguments.encoding);
+    if (!files.load_options.code_page) {
+      return Refuse(command, fmt::format("--encoding: '{}' is not known", arguments.encoding),
+                    streams);
+    }
+  }
+  for (const auto* const items : {&files.data, &files.save}) {
+    for (const DataFiles::Item& item : *items) {
+      if (files.load_options.format || DataFormatOf(item.path)) continue;
+      return Refuse(command,
+                    fmt::format("the ending of {} names no format {}; --format does",
+                                Quoted(item.path), kFormats),
+                    streams);
+    }
+  }
+  return true;
+}
+
+bool LoadDataInto(const DataFiles::Item& item, const DataOptions& options, bool verbose,
+                  Kt_CliHost& host, Streams streams, DataReport& report) {
+  const Kt_WString name = Kt_WString::FromUtf8(item.name);
+  Kt_ExprDataset* const known = host.GetDatasets().Find(name);
+  auto made = known == nullptr ? std::make_unique<Kt_Dataset>(name) : nullptr;
+  Kt_Dataset* const dataset = made ? made.get() : known->GetDataset();
+  bool loaded = false;
+  {
+    const Kt_CliProgress progress(streams.messages, "loading " + item.path);
+    loaded = LoadDataFile(item.path, options, *dataset, report);
+  }
+  if (!loaded) return false;
+  if (made) {
+    host.GetDatasets().Add(std::move(made));
+  } else {
+    known->AnnounceRows(Kt_LoadReason::kLoaded);
+  }
+  streams.out.flush();
+  streams.messages << DescribeLoad(item.path, report, verbose);
+  return true;
+}
+
+int LoadDataFiles(const DataFiles& files, Kt_CliHost& host, Streams streams) {
+  for (const DataFiles::Item& item : files.data) {
+    DataReport report;
+    if (LoadDataInto(item, files.load_options, files.verbose, host, streams, report)) continue;
+    streams.out.flush();
+    streams.messages << DescribeError(item.path, report) << '\n';
+    return report.no_access ? kCommandFault : kScriptFault;
+  }
+  return kFine;
+}
+
+bool CheckSaveNames(const DataFiles& files, const Kt_CliHost& host, const Kt_WString& code,
+                    const char* command, Streams streams) {
+  const bool may_make = ContainsWord(code, u"dataset") || ContainsWord(code, u"view") ||
+                        ContainsWord(code, u"loaddata");
+  for (const DataFiles::Item& item : files.save) {
+    if (may_make || host.GetDatasets().Find(Kt_WString::FromUtf8(item.name)) != nullptr) continue;
+    return Refuse(command, fmt::format("--save: there is no dataset '{}'", item.name), streams);
+  }
+  return true;
+}
+
+bool SaveDataItem(const DataFiles::Item& item, const DataOptions& options, Kt_CliHost& host,
+                  Streams streams) {
+  const Kt_ExprDataset* const wrapper = host.GetDatasets().Find(Kt_WString::FromUtf8(item.name));
+  std::string reason = fmt::format("there is no dataset '{}'", item.name);
+  if (wrapper != nullptr) {
+    const Kt_CliProgress progress(streams.messages, "saving " + item.path);
+    if (SaveDataFile(item.path, options, *wrapper->GetDataset(), reason)) return true;
+  }
+  streams.out.flush();
+  streams.messages << fmt::format("{}: error: cannot save '{}': {}\n", item.path, item.name,
+                                  reason);
+  return false;
+}
+
+DataOptions SaveOptionsFor(const DataFiles::Item& item, const DataFiles& files) {
+  DataOptions options = files.load_options;
+  if (DataFormatOf(item.path)) options.format.reset();
+  return options;
+}
+
+int SaveDataFiles(const DataFiles& files, Kt_CliHost& host, Streams streams) {
+  int status = kFine;
+  for (const DataFiles::Item& item : files.save) {
+    if (!SaveDataItem(item, SaveOptionsFor(item, files), host, streams)) status = kScriptFault;
+  }
+  return status;
+}
+
+}  // namespace kt::cli

@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: MIT
+#include "cli/Kt_CliDatasets.h"
+
+#include <fmt/format.h>
+
+#include "classlib/Kt_Codes.h"
+#include "cli/Kt_CliHost.h"
+#include "dataset/Kt_ExprDataset.h"
+
+namespace {
+
+// A dataset as scripts of kt see it. Members that fail only give a code, which a statement may
+// drop; a person at the terminal wants to know. So members are called by name, through here, and a
+// code that nobody has reported is reported with its place.
+class CliWrapper : public Kt_ExprDataset {
+ public:
+  CliWrapper(Kt_Dataset* dataset, Kt_CliHost& host) : Kt_ExprDataset(dataset, &host), host_(host) {}
+
+  int GetMethodInfo(const Kt_WString& name, Kt_Getter& call) override {
+    const int known = Kt_ExprDataset::GetMethodInfo(name, call);
+    call = nullptr;
+    return known;
+  }
+  kt_long CallMethod(const Kt_WString& name, const Kt_VariantList* args,
+                     Kt_Variant& result) override {
+    const kt_long errors = host_.GetErrorCount();
+    const Kt_WString id = GetID();
+    const kt_long code = Kt_ExprDataset::CallMethod(name, args, result);
+    // The script may have ended the wrapper from inside; the host outlives it.
+    if (code != kOk && host_.GetErrorCount() == errors) {
+      return Silent(code, GetDSetMethodFunc(name.GetText()) != nullptr, id, name, "()");
+    }
+    return code;
+  }
+  kt_long GetProperty(const Kt_WString& name, const Kt_VariantList* args,
+                      Kt_Variant& result) override {
+    return AfterProperty(Kt_ExprDataset::GetProperty(name, args, result), name);
+  }
+  kt_long SetProperty(const Kt_WString& name, const Kt_VariantList* args,
+                      const Kt_Variant& value) override {
+    return AfterProperty(Kt_ExprDataset::SetProperty(name, args, value), name);
+  }
+
+ private:
+  kt_long AfterProperty(kt_long code, const Kt_WString& name) {
+    if (code == kOk || GetDataset() == nullptr) return code;
+    return Silent(code, GetDSetPropFuncInfo(name.GetText()) != nullptr, GetID(), name, "");
+  }
+
+  // A run that has to stop says why itself.
+  kt_long Silent(kt_long code, bool is_known, const Kt_WString& id, const Kt_WString& name,
+                 const char* brackets) {
+    if (code == kErrStepBudget || code == kErrDeadline || code == kErrCancelled || code == kAbort ||
+        code == kErrTooDeep) {
+      return code;
+    }
+    const std::string member = name.ToUtf8() + brackets;
+    if (!is_known) {
+      host_.Fail(fmt::format("dataset '{}' has no {}", id.ToUtf8(), member));
+    } else if (code == kErrBadArgument) {
+      host_.Fail(fmt::format("{} of dataset '{}': too few arguments", member, id.ToUtf8()));
+    } else {
+      host_.Fail(fmt::format("{} of dataset '{}' failed", member, id.ToUtf8()));
+    }
+    return code;
+  }
+
+  Kt_CliHost& host_;
+};
+
+// The items of a list with commas between, without blanks around them.
+std::vector<Kt_WString> SplitList(const Kt_WString& list) {
+  std::vector<Kt_WString> items;
+  for (kt_long start = 0; start <= list.GetLength();) {
+    kt_long end = list.Find(u",", start);
+    if (end < 0) end = list.GetLength();
+    items.push_back(list.Mid(start, end - start));
+    items.back().Trim();
+    start = end + 1;
+  }
+  return items;
+}
+
+bool AddColumn(Kt_Dataset& dataset, const Kt_WString& item, std::string& reason) {
+  const kt_long colon = item.Find(u":");
+  Kt_WString id = colon < 0 ? item : item.Mid(0, colon);
+  Kt_WString type = colon < 0 ? Kt_WString() : item.Mid(colon + 1, item.GetLength());
+  id.Trim();
+  type.Trim();
+  Kt_ColumnType known = Kt_ColumnType::kString;
+  if (!type.IsEmpty() && !kt_findcolumntypeW(type, known)) {
+    reason = fmt::format("'{}' is no type of a column", type.ToUtf8());
+    return false;
+  }
+  if (dataset.GetColIndex(id) >= 0 || dataset.AddColumn(id, known) >= 0) return true;
+  reason = id.IsEmpty() ? "a column without a name" : "too many columns";
+  return false;
+}
+
+}  // namespace
+
+struct Kt_CliDatasets::Entry {
+  Entry(const Kt_WString& id, std::unique_ptr<Kt_Dataset> data, Kt_CliHost& host)
+      : name(id), dataset(std::move(data)), wrapper(dataset.get(), host) {}
+
+  const Kt_WString name;
+  const std::unique_ptr<Kt_Dataset> dataset;
+  CliWrapper wrapper;
+  bool is_view = false;
+};
+
+Kt_CliDatasets::Kt_CliDatasets(Kt_CliHost& host) : host_(host) {}
+
+// Views go before what they show.
+Kt_CliDatasets::~Kt_CliDatasets() {
+  while (!entries_.empty()) entries_.pop_back();
+}
+
+Kt_ExprDataset* Kt_CliDatasets::Find(const Kt_WString& name) const {
+  for (const auto& entry : entries_) {
+    if (entry->name.EqualsNoCase(name)) return &entry->wrapper;
+  }
+  return nullptr;
+}
+
+Kt_ExprDataset* Kt_CliDatasets::GetDefault() const {
+  return entries_.empty() ? nullptr : &entries_.front()->wrapper;
+}
+
+std::vector<Kt_WString> Kt_CliDatasets::GetNames() const {
+  std::vector<Kt_WString> names;
+  for (const auto& entry : entries_) names.push_back(entry->name);
+  return names;
+}
+
+Kt_ExprDataset& Kt_CliDatasets::Add(const Kt_WString& name) {
+  return Add(std::make_unique<Kt_Dataset>(name));
+}
+
+Kt_ExprDataset& Kt_CliDatasets::Add(std::unique_ptr<Kt_Dataset> dataset) {
+  const Kt_WString name = dataset->GetId();
+  entries_.push_back(std::make_unique<Entry>(name, std::move(dataset), host_));
+  Kt_ExprDataset& wrapper = entries_.back()->wrapper;
+  wrapper.AnnounceRows(Kt_LoadReason::kLoaded);
+  return wrapper;
+}
+
+bool Kt_CliDatasets::AddColumns(Kt_Dataset& dataset, const Kt_WString& columns,
+                                std::string& reason) {
+  for (const Kt_WString& item : SplitList(columns)) {
+    if (!AddColumn(dataset, item, reason)) return false;
+  }
+  return true;
+}
+
+bool Kt_CliDatasets::MakeView(const Kt_WString& name, Kt_ExprDataset& source,
+                              const Kt_WString& filter, std::string& reason) {
+  Entry* view = nullptr;
+  for (const auto& entry : entries_) {
+    if (entry->name.EqualsNoCase(name)) view = entry.get();
+  }
+  if (view != nullptr && !view->is_view) {
+    reason = "there is a dataset of that name";
+    return false;
+  }
+  if (view == nullptr) {
+    Add(name);
+    view = entries_.back().get();
+    view->is_view = true;
+  }
+  if (source.GetDataset() == nullptr || view->dataset->SetSource(source.GetDataset()) < 0) {
+    reason = "the views would show each other";
+    return false;
+  }
+  view->wrapper.SetLogicalSource(&source);
+  view->dataset->SetFilterStr(filter);
+  const kt_long errors = host_.GetErrorCount();
+  if (!filter.IsEmpty()) (void)view->wrapper.ExprFilter(filter, true);
+  view->wrapper.AnnounceRows(Kt_LoadReason::kLoaded);
+  reason.clear();
+  return host_.GetErrorCount() == errors;
+}

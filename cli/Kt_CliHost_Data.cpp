@@ -1,0 +1,115 @@
+// SPDX-License-Identifier: MIT
+//
+// The host functions for datasets.
+#include <fmt/format.h>
+
+#include <ostream>
+
+#include "cli/Kt_CliData.h"
+#include "cli/Kt_CliHost.h"
+#include "cli/Kt_CliProgress.h"
+#include "dataset/Kt_ExprDataset.h"
+#include "object/Kt_FuncArgs.h"
+
+Kt_ExprDataset* Kt_CliHost::DatasetOf(const Kt_Variant& value) const {
+  if (value.IsObject()) return dynamic_cast<Kt_ExprDataset*>(value.GetHolder().GetObject());
+  return datasets_.Find(value.ToString());
+}
+
+void Kt_CliHost::StoreDataset(Kt_ExprDataset& wrapper, Kt_Variant& result) {
+  result = Kt_Variant(Kt_ObjectHolder(this, &wrapper));
+}
+
+// The argument behind the path; without it the ending decides.
+bool Kt_CliHost::FormatOf(const Kt_Variant& value, std::optional<kt::cli::DataFormat>& format) {
+  const std::string name = value.ToString().ToUtf8();
+  if (name.empty()) return true;
+  format = kt::cli::FindDataFormat(name);
+  if (!format) Fail(fmt::format("'{}' is no format of data files", name));
+  return format.has_value();
+}
+
+kt_long Kt_CliHost::Dataset(const Kt_VariantList* args, Kt_Variant& result) {
+  const kt::Kt_FuncArgs in(args);
+  const Kt_WString id = in.Text(0);
+  if (id.IsEmpty()) return Fail("dataset() needs a name");
+  Kt_ExprDataset* wrapper = DatasetOf(in.Value(0));
+  if (wrapper == nullptr) wrapper = &datasets_.Add(id);
+  std::string reason;
+  if (in.Has(1) && wrapper->GetDataset() != nullptr &&
+      !Kt_CliDatasets::AddColumns(*wrapper->GetDataset(), in.Text(1), reason)) {
+    return Fail(fmt::format("dataset('{}'): {}", id.ToUtf8(), reason));
+  }
+  StoreDataset(*wrapper, result);
+  return 0;
+}
+
+kt_long Kt_CliHost::View(const Kt_VariantList* args, Kt_Variant& result) {
+  const kt::Kt_FuncArgs in(args);
+  const Kt_WString id = in.Text(0);
+  Kt_ExprDataset* const source = DatasetOf(in.Value(1));
+  if (id.IsEmpty()) return Fail("view() needs a name");
+  if (source == nullptr) {
+    return Fail(
+        fmt::format("view('{}'): there is no dataset '{}'", id.ToUtf8(), in.Text(1).ToUtf8()));
+  }
+  std::string reason;
+  const kt_long errors = error_count_;
+  if (!datasets_.MakeView(id, *source, in.Text(2), reason)) {
+    // A filter with a fault has been reported.
+    if (error_count_ > errors) return -1;
+    return Fail(fmt::format("view('{}'): {}", id.ToUtf8(), reason));
+  }
+  StoreDataset(*datasets_.Find(id), result);
+  return 0;
+}
+
+kt_long Kt_CliHost::LoadData(const Kt_VariantList* args, Kt_Variant& result) {
+  const kt::Kt_FuncArgs in(args);
+  const std::string path = in.Text(1).ToUtf8();
+  kt::cli::DataOptions options;
+  if (!FormatOf(in.Value(2), options.format)) return -1;
+  Kt_ExprDataset* wrapper = DatasetOf(in.Value(0));
+  const Kt_WString id = in.Text(0);
+  if (wrapper == nullptr && id.IsEmpty()) return Fail("loadData() needs the name of a dataset");
+  // A new one is there once it has been loaded.
+  auto made = wrapper == nullptr ? std::make_unique<Kt_Dataset>(id) : nullptr;
+  Kt_Dataset* const dataset = made ? made.get() : wrapper->GetDataset();
+  kt::cli::DataReport report;
+  bool loaded = false;
+  {
+    out_.flush();
+    const Kt_CliProgress progress(messages_, "loading " + path);
+    loaded = dataset != nullptr && kt::cli::LoadDataFile(path, options, *dataset, report);
+  }
+  if (!loaded) return Fail("cannot load: " + kt::cli::DescribeFault(path, report));
+  messages_ << kt::cli::DescribeLoad(path, report, false);
+  if (made) {
+    datasets_.Add(std::move(made));
+  } else {
+    wrapper->AnnounceRows(Kt_LoadReason::kLoaded);
+  }
+  result = report.rows.rows_read;
+  return 0;
+}
+
+kt_long Kt_CliHost::SaveData(const Kt_VariantList* args, Kt_Variant& result) {
+  const kt::Kt_FuncArgs in(args);
+  const std::string path = in.Text(1).ToUtf8();
+  kt::cli::DataOptions options;
+  if (!FormatOf(in.Value(2), options.format)) return -1;
+  const Kt_ExprDataset* const wrapper = DatasetOf(in.Value(0));
+  if (wrapper == nullptr || wrapper->GetDataset() == nullptr) {
+    return Fail(fmt::format("saveData(): there is no dataset '{}'", in.Text(0).ToUtf8()));
+  }
+  std::string reason;
+  bool saved = false;
+  {
+    out_.flush();
+    const Kt_CliProgress progress(messages_, "saving " + path);
+    saved = kt::cli::SaveDataFile(path, options, *wrapper->GetDataset(), reason);
+  }
+  if (!saved) return Fail(fmt::format("cannot save '{}': {}", path, reason));
+  result = wrapper->GetDataset()->GetRowCount();
+  return 0;
+}

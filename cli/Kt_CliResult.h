@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <iosfwd>
+#include <string>
+
+#include "classlib/Kt_Variant.h"
+
+namespace kt::cli {
+
+// Prints what an expression or a function gave, as people read it: a dataset as a table of its
+// first rows, anything else as ValueText shows it, with a line feed.
+void PrintValue(const Kt_Variant& value, std::ostream& out);
+
+// The same as one line of JSON: a dataset as a list of its shown rows, a row as an object, anything
+// else as ToJson writes it. False when lists are nested too deeply.
+bool ResultJson(const Kt_Variant& value, std::string& json);
+
+}  // namespace kt::cli

@@ -1,0 +1,411 @@
+// SPDX-License-Identifier: MIT
+#include <regex>
+
+#include "classlib/Kt_XmlDOM.h"
+#include "cli/Kt_CliCell.h"
+#include "cli/Kt_CliChart.h"
+#include "cli/Kt_CliTable.h"
+#include "cli/Kt_CliView.h"
+#include "cli_test_util.h"
+
+namespace {
+
+using namespace kt::cli;
+
+constexpr const char* kSales =
+    "date,region,product,price,qty,note\n"
+    "2024-01-05,North,apples,12.5,3,ok\n"
+    "2024-01-06,South,pears,3.25,7,\n"
+    "2024-02-11,North,pears,100,1,\"line\ntwo\"\n"
+    "2024-02-14,West,漢字の製品,0.75,-4,tab\there\n"
+    "2024-03-01,South,apples,9.99,12,\"\"\n"
+    "2024-03-02,,plums,,2,a note that is long\n";
+
+// kt show of a CSV text.
+Outcome Show(const std::string& csv, std::vector<std::string> options) {
+  const TestFolder folder;
+  options.insert(options.begin(), {"show", folder.Write("sales.csv", csv)});
+  Outcome outcome = Kt(std::move(options));
+  outcome.messages = folder.Shorten(outcome.messages);
+  return outcome;
+}
+
+struct Row {
+  std::vector<std::string> options;
+  const char* out;
+};
+
+template <std::size_t N>
+void ExpectShown(const Row (&rows)[N]) {
+  for (const Row& row : rows) {
+    const Outcome outcome = Show(kSales, row.options);
+    std::string options;
+    for (const std::string& option : row.options) options += option + " ";
+    EXPECT_EQ(outcome.out, row.out) << options << outcome.messages;
+    EXPECT_EQ(outcome.messages, "") << options;
+    EXPECT_EQ(outcome.status, 0) << options;
+  }
+}
+
+TEST(CliShow, Tables) {
+  const Row kRows[] = {
+      {{},
+       "date        region  product      price  qty  note\n"
+       "──────────  ──────  ──────────  ──────  ───  ───────────────────\n"
+       "2024-01-05  North   apples       12.5     3  ok\n"
+       "2024-01-06  South   pears         3.25    7  ·\n"
+       "2024-02-11  North   pears       100       1  line␊two\n"
+       "2024-02-14  West    漢字の製品    0.75   -4  tab␉here\n"
+       "2024-03-01  South   apples        9.99   12\n"
+       "2024-03-02  ·       plums            ·    2  a note that is long\n"},
+      {{"--filter", "qty > 2", "--sort", "price:d", "--columns", "product,price", "--sum", "price"},
+       "product  price\n"
+       "───────  ─────\n"
+       "apples   12.5\n"
+       "apples    9.99\n"
+       "pears     3.25\n"
+       "───────  ─────\n"
+       "total    25.74\n"},
+      {{"--rows", "1", "--types", "--decimals", "1", "--columns", "date,price,qty"},
+       "date         price   qty\n"
+       "datetime    double  long\n"
+       "──────────  ──────  ────\n"
+       "2024-01-05    12.5     3\n"
+       "… 5 more rows\n"},
+      // Texts are cut, dates and numbers are not; then columns go.
+      {{"--rows", "4", "--width", "52"},
+       "date        region  product    price  qty  note\n"
+       "──────────  ──────  ────────  ──────  ───  ────────\n"
+       "2024-01-05  North   apples     12.5     3  ok\n"
+       "2024-01-06  South   pears       3.25    7  ·\n"
+       "2024-02-11  North   pears     100       1  line␊two\n"
+       "2024-02-14  West    漢字の…     0.75   -4  tab␉here\n"
+       "… 2 more rows\n"},
+      {{"--rows", "1", "--width", "30"},
+       "date        region  product  …\n"
+       "──────────  ──────  ───────  …\n"
+       "2024-01-05  North   apples   …\n"
+       "… 5 more rows\n"
+       "… 3 more columns: price, qty,…\n"},
+  };
+  ExpectShown(kRows);
+}
+
+TEST(CliShow, Groups) {
+  const Row kRows[] = {
+      {{"--group", "region", "--sum", "qty", "--avg", "price", "--columns", "region,price,qty"},
+       "    region    price  qty\n"
+       "    ──────  ───────  ───\n"
+       "    ·             ·    2\n"
+       "Σ1  ·                  2\n"
+       "\n"
+       "    North    12.5      3\n"
+       "    North   100        1\n"
+       "Σ1  North    56.25     4\n"
+       "\n"
+       "    South     3.25     7\n"
+       "    South     9.99    12\n"
+       "Σ1  South     6.62    19\n"
+       "\n"
+       "    West      0.75    -4\n"
+       "Σ1  West      0.75    -4\n"
+       "    ──────  ───────  ───\n"
+       "Σ   total    25.298   21\n"},
+      {{"--group", "region,product", "--max", "qty", "--totals-only", "--filter", "price > 5"},
+       "    region  product  rows  max(qty)\n"
+       "    ──────  ───────  ────  ────────\n"
+       "Σ1  North   apples      1         3\n"
+       "Σ1  North   pears       1         1\n"
+       "Σ2  North               2         3\n"
+       "\n"
+       "Σ1  South   apples      1        12\n"
+       "Σ2  South               1        12\n"
+       "    ──────  ───────  ────  ────────\n"
+       "Σ   total               3        12\n"},
+      // The order of the groups goes by their totals.
+      {{"--group", "region", "--sum", "qty", "--totals-only", "--sort", "qty:d"},
+       "region  rows  sum(qty)\n"
+       "──────  ────  ────────\n"
+       "South      2        19\n"
+       "North      2         4\n"
+       "·          1         2\n"
+       "West       1        -4\n"
+       "──────  ────  ────────\n"
+       "total      6        21\n"},
+      // The groups follow the direction that --sort gives their key.
+      {{"--group", "region", "--count", "price", "--sort", "region:d,qty:d", "--columns",
+        "region,qty,price", "--filter", "region > 'O'"},
+       "    region  qty  price\n"
+       "    ──────  ───  ─────\n"
+       "    West     -4   0.75\n"
+       "Σ1  West          1\n"
+       "\n"
+       "    South    12   9.99\n"
+       "    South     7   3.25\n"
+       "Σ1  South         2\n"
+       "    ──────  ───  ─────\n"
+       "Σ   total         3\n"},
+  };
+  ExpectShown(kRows);
+}
+
+TEST(CliShow, CrossTables) {
+  const Row kRows[] = {
+      {{"--pivot", "region:product:qty", "--sort", "total:d"},
+       "region  apples  pears  plums  漢字の製品  total\n"
+       "──────  ──────  ─────  ─────  ──────────  ─────\n"
+       "South       12      7      ·           ·     19\n"
+       "North        3      1      ·           ·      4\n"
+       "·            ·      ·      2           ·      2\n"
+       "West         ·      ·      ·          -4     -4\n"
+       "──────  ──────  ─────  ─────  ──────────  ─────\n"
+       "total       15      8      2          -4     21\n"},
+      {{"--pivot", "product:region:d:qty,note:max", "--filter", "product = 'pears'"},
+       "product  South qty  South note  North qty  North note  total qty  total note\n"
+       "───────  ─────────  ──────────  ─────────  ──────────  ─────────  ──────────\n"
+       "pears            7  ·                   1  line␊two            7  line␊two\n"
+       "───────  ─────────  ──────────  ─────────  ──────────  ─────────  ──────────\n"
+       "total            7                      1  line␊two            7  line␊two\n"},
+      // Averages have no total; texts are counted when no kind is given.
+      {{"--pivot", "product:region:price:avg", "--filter", "price > 5"},
+       "product  North  South\n"
+       "───────  ─────  ─────\n"
+       "apples    12.5   9.99\n"
+       "pears    100        ·\n"},
+      {{"--pivot", "product:region:note", "--filter", "region = 'South'"},
+       "product  South\n"
+       "───────  ─────\n"
+       "apples       1\n"
+       "pears        0\n"
+       "───────  ─────\n"
+       "total        1\n"},
+      {{"--pivot", "region,product:date:qty", "--group", "region", "--filter", "qty > 2"},
+       "    region  product  2024-01-05  2024-01-06  2024-03-01  total\n"
+       "    ──────  ───────  ──────────  ──────────  ──────────  ─────\n"
+       "    North   apples            3           ·           ·      3\n"
+       "Σ1  North                     3                              3\n"
+       "\n"
+       "    South   apples            ·           ·          12     12\n"
+       "    South   pears             ·           7           ·      7\n"
+       "Σ1  South                                 7          12     19\n"
+       "    ──────  ───────  ──────────  ──────────  ──────────  ─────\n"
+       "Σ   total                     3           7          12     22\n"},
+  };
+  ExpectShown(kRows);
+}
+
+TEST(CliShow, Charts) {
+  const Row kRows[] = {
+      {{"--group", "region", "--sum", "qty", "--chart", "qty", "--width", "40"},
+       "qty\n"
+       "·          ██▋ 2\n"
+       "North      █████▎ 4\n"
+       "South      █████████████████████████ 19\n"
+       "West   ███ -4\n"},
+      {{"--chart", "price", "--width", "30", "--bars", "2"},
+       "price\n"
+       "North  ██████████████ 12.5\n"
+       "South  ███▋ 3.25\n"
+       "… 4 more bars\n"},
+      {{"--pivot", "product:region:qty", "--chart", "South", "--width", "30", "--filter",
+        "qty > 0 and qty < 9"},
+       "South\n"
+       "apples  ·\n"
+       "pears   ████████████████ 7\n"
+       "plums   ·\n"},
+  };
+  for (const Row& row : kRows) {
+    const Outcome outcome = Show(kSales, row.options);
+    EXPECT_EQ(outcome.out, row.out) << outcome.messages;
+  }
+}
+
+TEST(CliShow, ResultsAsData) {
+  const Row kRows[] = {
+      {{"--group", "region", "--sum", "qty", "--csv", "--columns", "region,qty", "--filter",
+        "qty < 3"},
+       "level:long,region:string,qty:long\n0,,2\n1,,2\n0,North,1\n1,North,1\n0,West,-4\n1,West,-"
+       "4\n"},
+      {{"--group", "region", "--sum", "qty", "--totals-only", "--json", "--sort", "qty", "--rows",
+        "2"},
+       "[\n{\"region\":\"West\",\"rows\":1,\"sum(qty)\":-4},\n"
+       "{\"region\":null,\"rows\":1,\"sum(qty)\":2}\n]\n"},
+      {{"--pivot", "product:region:qty", "--csv", "--filter", "product = 'pears'"},
+       "product:string,North:long,South:long,total:long\npears,1,7,8\n"},
+  };
+  ExpectShown(kRows);
+
+  const TestFolder folder;
+  const std::string csv = folder.Write("a.csv", kSales);
+  const std::string xml = folder.Path("b.xml");
+  EXPECT_EQ(Kt({"show", csv, "--filter", "qty = 7", "--save", xml}).status, 0);
+  EXPECT_EQ(Kt({"show", xml, "--columns", "product,note", "--csv"}).out,
+            "product:string,note:string\npears,\n");
+}
+
+TEST(CliShow, MessagesNameWhatIsKnown) {
+  const std::string columns = "olumns: date, region, product, price, qty, note\n";
+  const struct {
+    std::vector<std::string> options;
+    int status;
+    std::string message;
+  } kRows[] = {
+      {{"--sort", "prize:d"},
+       2,
+       "kt show: --sort: there is no column 'prize'; did you mean 'price'? C" + columns},
+      {{"--columns", "wholly else"},
+       2,
+       "kt show: --columns: there is no column 'wholly else'; c" + columns},
+      {{"--chart", "qtty"},
+       2,
+       "kt show: --chart: there is no column 'qtty'; did you mean 'qty'? C" + columns},
+      {{"--pivot", "region:product"},
+       2,
+       "kt show: --pivot: expected ROWS:COLUMNS:VALUES or ROWS:COLUMNS:VALUES:KIND\n"},
+      {{"--pivot", "region:product:qty:total"},
+       2,
+       "kt show: --pivot: 'total' is none of sum, avg, max, min, count\n"},
+      {{"--group", "region", "--sum", "region"},
+       2,
+       "kt show: --sum: 'region' is a key of --group\n"},
+      {{"--sum", "qty", "--max", "qty"}, 2, "kt show: --max: 'qty' has a total already, sum\n"},
+      {{"--totals-only"}, 2, "kt show: --totals-only needs --group\n"},
+      {{"--filter", "qty >"},
+       1,
+       "expression:1:6: error: expression ends too early\nqty >\n     ^\n"},
+      {{"--filter", "price > 1 and qtty > 2"},
+       1,
+       "expression:1:15: error: unknown variable 'qtty'; did you mean 'qty'? C" + columns +
+           "price > 1 and qtty > 2\n              ^~~~\n"},
+  };
+  for (const auto& row : kRows) {
+    const Outcome outcome = Show(kSales, row.options);
+    EXPECT_EQ(outcome.messages, row.message);
+    EXPECT_EQ(outcome.status, row.status) << row.message;
+    EXPECT_EQ(outcome.out, "") << row.message;
+  }
+}
+
+TEST(CliShow, SeparatorsAndTablesWithoutHeader) {
+  EXPECT_EQ(Show("1;a\n2;b\n", {"--separator", ";", "--no-header"}).out,
+            "column1  column2\n───────  ───────\n      1  a\n      2  b\n");
+  EXPECT_EQ(Show("a;b\n1;x\n", {"--separator", ";;"}).status, 2);
+}
+
+TEST(CliShow, NothingToShow) {
+  EXPECT_EQ(Show("a,b\n", {}).out, "a  b\n─  ─\n");
+  EXPECT_EQ(Show("a,b\n", {"--group", "a", "--sum", "b", "--totals-only"}).status, 0);
+  EXPECT_EQ(Show("a,b\n", {"--pivot", "a:b:b"}).status, 2);
+  EXPECT_EQ(Show("a,b,c\n", {"--pivot", "a:b:c", "--chart", "a"}).status, 0);
+}
+
+// ---- Cells ------------------------------------------------------------------------------------
+
+TEST(CliCell, ControlsShowAndTextsAreCutByWidth) {
+  EXPECT_EQ(WithVisibleControls(u"a\tb\x1b[31m\x7f\x85\u202Ec\xD800"),
+            u"a␉b␛[31m␡\uFFFD\uFFFDc\uFFFD");
+  EXPECT_EQ(WithVisibleControls(u"👩\u200D💻 é"), u"👩\u200D💻 é");
+  const struct {
+    const char16_t* text;
+    kt_long width;
+    const char16_t* cut;
+  } kRows[] = {
+      {u"abc", 3, u"abc"},  {u"abcd", 3, u"ab…"},   {u"漢字", 4, u"漢字"},
+      {u"漢字", 3, u"漢…"}, {u"漢字", 2, u"…"},     {u"a", 1, u"a"},
+      {u"ab", 1, u"…"},     {u"e\u0301e", 1, u"…"}, {u"", 1, u""},
+  };
+  for (const auto& row : kRows) {
+    EXPECT_EQ(CutToWidth(row.text, row.width), row.cut) << Kt_WString(row.text).ToUtf8();
+  }
+}
+
+TEST(CliCell, DatesOfAColumnHaveOneForm) {
+  Kt_DateTime day, noon;
+  ASSERT_TRUE(Kt_DateTime::FromText(u"2024-01-05", day));
+  ASSERT_TRUE(Kt_DateTime::FromText(u"2024-01-05 12:00", noon));
+  Kt_CliCellFormat days;
+  days.Measure(day);
+  EXPECT_EQ(days.Text(day), u"2024-01-05");
+  Kt_CliCellFormat times;
+  times.Measure(day);
+  times.Measure(noon);
+  EXPECT_EQ(times.Text(day), u"2024-01-05 00:00:00");
+  EXPECT_EQ(times.Width(), 19);
+}
+
+// ---- Colours and pages ------------------------------------------------------------------------
+
+TEST(CliTable, ColoursStandOutsideOfTheWidths) {
+  Kt_Dataset data;
+  ASSERT_EQ(data.LoadCSV(u"a,n\nx,1\n,22\n"), 2);
+  TableOptions options;
+  options.colours = true;
+  std::ostringstream coloured;
+  PrintTable(Kt_CliView(data), options, coloured);
+  std::ostringstream plain;
+  PrintTable(Kt_CliView(data), {}, plain);
+  EXPECT_NE(coloured.str().find("\x1b[1m"), std::string::npos);
+  EXPECT_EQ(std::regex_replace(coloured.str(), std::regex("\x1b\\[[0-9]*m"), ""), plain.str());
+}
+
+TEST(CliChart, ExtremeValues) {
+  Kt_Dataset data;
+  ASSERT_EQ(data.LoadCSV(u"name,v:double\na,1.7e308\nb,-1.7e308\nc,0\nd,\n"), 4);
+  const Kt_CliView view(data);
+  const Chart chart = MakeChart(view, 1, 10, {});
+  std::ostringstream out;
+  PrintChart(chart, 60, false, out);
+  EXPECT_EQ(out.str().find("nan"), std::string::npos);
+  EXPECT_EQ(ChartSvg(chart).find("nan"), std::string::npos);
+  EXPECT_EQ(std::count(out.str().begin(), out.str().end(), '\n'), 5);
+}
+
+// The text of an element and of all that it holds.
+Kt_WString AllText(const Kt_XmlElement& element) {
+  Kt_WString text;
+  for (kt_long node = 0; node < element.GetNodeCount(); ++node) {
+    const Kt_XmlElement* const child = element.GetNodeElement(node);
+    text += child != nullptr ? AllText(*child) : element.GetNodeText(node);
+  }
+  return text;
+}
+
+// A page is well-formed, holds the texts of hostile cells as texts, and names nothing outside.
+TEST(CliHtml, PagesAreWellFormedAndEscaped) {
+  const TestFolder folder;
+  const std::string csv = folder.Write(
+      "a.csv",
+      "name,<b>&x,n\n\"<script>alert('1')</script>\",\"a & \"\"b\"\"\",1\n\x01\x0b,]]>,-2\n");
+  const std::string page = folder.Path("a.html");
+  const Outcome outcome = Kt({"show", csv, "--html", page, "--chart", "n", "--title", "T <&> \"'",
+                              "--group", "name", "--sum", "n"});
+  ASSERT_EQ(outcome.status, 0) << outcome.messages;
+  EXPECT_EQ(outcome.out, "");
+  const std::string html = folder.Read("a.html");
+  Kt_XmlDOM dom;
+  Kt_XmlError error;
+  ASSERT_TRUE(dom.LoadUtf8(html, error)) << error.line << ": " << error.text.ToUtf8();
+  const Kt_XmlElement& root = *dom.GetRoot();
+  EXPECT_EQ(root.FindChild(u"head")->FindChild(u"title")->GetText(), u"T <&> \"'");
+  const Kt_XmlElement* const table = root.FindChild(u"body")->FindChild(u"table");
+  ASSERT_NE(table, nullptr);
+  EXPECT_NE(root.FindChild(u"body")->FindChild(u"svg"), nullptr);
+  const Kt_WString text = AllText(*table->FindChild(u"tbody"));
+  for (const char16_t* const part : {u"<script>alert('1')</script>", u"a & \"b\"", u"]]>", u"␁␋"}) {
+    EXPECT_GE(text.Find(part), 0) << Kt_WString(part).ToUtf8() << text.ToUtf8();
+  }
+  for (const char* const outside : {"<script", "src=", "url(", "href="}) {
+    EXPECT_EQ(html.find(outside), std::string::npos) << outside;
+  }
+}
+
+TEST(CliHtml, RowsAreCapped) {
+  const TestFolder folder;
+  const std::string csv = folder.Write("a.csv", "n\n1\n2\n3\n");
+  ASSERT_EQ(Kt({"show", csv, "--html", folder.Path("a.html"), "--rows", "1"}).status, 0);
+  const std::string html = folder.Read("a.html");
+  EXPECT_NE(html.find("<p>… 2 more rows</p>"), std::string::npos);
+  EXPECT_EQ(html.find("<td class=\"n\">2"), std::string::npos);
+}
+
+}  // namespace
