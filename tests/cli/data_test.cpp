@@ -303,6 +303,60 @@ TEST_F(CliData, DyingWhileSavingLeavesAWholeFile) {
   }
 }
 
+// The commands of a block, each with what the document says that it prints.
+struct DocBlock {
+  std::string kind;
+  std::string text;
+};
+
+std::vector<DocBlock> BlocksOf(const std::string& path, const std::string& section) {
+  std::vector<DocBlock> blocks;
+  std::ifstream file(path);
+  std::string line;
+  bool inside = false;
+  bool open = false;
+  while (std::getline(file, line)) {
+    if (line.starts_with("## ")) inside = line == section;
+    if (!inside) continue;
+    if (line.starts_with("```")) {
+      open = !open;
+      if (open) blocks.push_back({line.substr(3), ""});
+    } else if (open) {
+      blocks.back().text += line + "\n";
+    }
+  }
+  return blocks;
+}
+
+// What a shell shows for the commands of a block, which all begin with "$ ".
+std::string RunInShell(const TestFolder& folder, const std::string& block) {
+  std::istringstream lines(block);
+  std::string line;
+  std::string shown;
+  while (std::getline(lines, line)) {
+    if (!line.starts_with("$ ")) continue;
+    folder.Write("command", "cd '" + folder.Path("") + "'\n" + line.substr(2) + "\n");
+    const std::string command = "PATH=\"$(dirname '" KT_PROGRAM "'):$PATH\" sh '" +
+                                folder.Path("command") + "' > '" + folder.Path("shown") + "' 2>&1";
+    (void)std::system(command.c_str());  // NOLINT(cert-env33-c)
+    shown += line + "\n" + folder.Read("shown");
+  }
+  return shown;
+}
+
+TEST(CliDataDoc, CommandsPrintWhatTheDocumentSays) {
+  const TestFolder folder;
+  int consoles = 0;
+  for (const DocBlock& block : BlocksOf(KT_PROJECT_DIR "/docs/kt.md", "## Datasets")) {
+    if (block.kind == "csv") folder.Write("orders.csv", block.text);
+    if (block.kind == "kts") folder.Write("dear.kts", block.text);
+    if (block.kind != "console") continue;
+    EXPECT_EQ(RunInShell(folder, block.text), block.text);
+    ++consoles;
+  }
+  EXPECT_GT(consoles, 0);
+}
+
 TEST(CliProgress, LineFitsTheTerminal) {
   using std::chrono::seconds;
   EXPECT_EQ(Kt_CliProgress::Line("loading a.csv", seconds(3), 80), "loading a.csv ... 3 s");
