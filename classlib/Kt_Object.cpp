@@ -123,5 +123,6 @@ kt_long Kt_ObjectHolder::CallMethod(const Kt_WString& name, const Kt_VariantList
 
 Kt_WString Kt_ObjectHolder::GetDefaultProp() const {
   const Kt_Object* const object = Asked(object_);
-  return object ? Kt_WString(object->GetOps()->get_default_prop(*object)) : Kt_WString();
+  const auto ask = object ? object->GetOps()->get_default_prop : nullptr;
+  return ask ? Kt_WString(ask(*object)) : Kt_WString();
 }

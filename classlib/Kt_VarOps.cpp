@@ -73,6 +73,17 @@ bool IsTrueText(std::u16string_view text) {
 
 namespace kt::detail {
 
+Kt_Variant ValueOfObject(const Kt_Variant& object) {
+  const Kt_Variant held(object);
+  const Kt_ObjectHolder& hold = held.GetHolder();
+  if (!hold.IsValid()) return held;
+  const Kt_WString name = hold.GetDefaultProp();
+  Kt_Variant value;
+  if (name.IsEmpty() || hold.GetProperty(name, nullptr, value) != kOk) return held;
+  const Kt_Variant plain(value.Target());
+  return plain.IsObject() || plain.IsList() ? held : plain;
+}
+
 kt_long JoinTexts(const Kt_Variant& left, const Kt_Variant& right, Kt_Variant& result) {
   if (!HasPlainText(left) || !HasPlainText(right)) return JoinAny(left, right, result);
   if (&left == &result && left.IsString()) return AppendInPlace(result, right);
@@ -92,7 +103,10 @@ bool Var_IsTrue(const Kt_Variant& value) {
     case kTagString: return IsTrueText(target.AsStringView());
     case kTagBinary: return !target.AsBinary().empty();
     case kTagList: return target.ListCount() != 0;
-    case kTagObject: return target.GetHolder().IsValid();
+    case kTagObject: {
+      const Kt_Variant plain = kt::detail::ValueOfObject(target);
+      return plain.IsObject() ? plain.GetHolder().IsValid() : Var_IsTrue(plain);
+    }
     default: return false;
   }
 }

@@ -121,7 +121,25 @@ struct Mod : Plain<kt::detail::ModOp> {
 };
 
 template <class Op>
+kt_long Compute(const Kt_Variant& left_value, const Kt_Variant& right_value, Kt_Variant& result);
+
+// Objects whose value is an object again count as 0, so this goes one step down at most.
+template <class Op>
+KT_COLD kt_long ComputeObjects(const Kt_Variant& left, const Kt_Variant& right,
+                               Kt_Variant& result) {
+  return kt::detail::WithValues(left, right,
+                                [&](const Kt_Variant& first, const Kt_Variant& second) {
+                                  const Kt_Variant zero(kt_long{0});
+                                  return Compute<Op>(first.IsObject() ? zero : first,
+                                                     second.IsObject() ? zero : second, result);
+                                });
+}
+
+template <class Op>
 kt_long Compute(const Kt_Variant& left_value, const Kt_Variant& right_value, Kt_Variant& result) {
+  if (KT_UNLIKELY(kt::detail::IsAnyObject(left_value, right_value))) {
+    return ComputeObjects<Op>(left_value, right_value, result);
+  }
   const Number left = ReadNumber(left_value);
   const Number right = ReadNumber(right_value);
   const auto either = [&](Kind kind) { return left.kind == kind || right.kind == kind; };
@@ -136,12 +154,24 @@ kt_long Compute(const Kt_Variant& left_value, const Kt_Variant& right_value, Kt_
   return 0;
 }
 
+// An object may stand for a text, which joins.
+KT_COLD kt_long AddObjects(const Kt_Variant& left, const Kt_Variant& right, Kt_Variant& result) {
+  return kt::detail::WithValues(left, right,
+                                [&](const Kt_Variant& first, const Kt_Variant& second) {
+                                  if (first.IsString() || second.IsString()) {
+                                    return kt::detail::JoinTexts(first, second, result);
+                                  }
+                                  return Compute<Add>(first, second, result);
+                                });
+}
+
 }  // namespace
 
 kt_long Var_Add(const Kt_Variant& left, const Kt_Variant& right, Kt_Variant& result) {
   const Kt_Variant& first = left.Target();
   const Kt_Variant& second = right.Target();
   if (first.IsString() || second.IsString()) return kt::detail::JoinTexts(first, second, result);
+  if (KT_UNLIKELY(kt::detail::IsAnyObject(first, second))) return AddObjects(first, second, result);
   return Compute<Add>(first, second, result);
 }
 

@@ -16,6 +16,7 @@
 #include "classlib/Kt_Number.h"
 #include "classlib/Kt_Object.h"
 #include "classlib/Kt_VarInline.h"
+#include "classlib/detail/Kt_VarOps.h"
 #include "classlib/detail/Kt_VariantText.h"
 
 namespace {
@@ -179,6 +180,11 @@ class Comparison {
   std::int64_t inner_visits_ = 0;
 };
 
+int RelateValues(const Kt_Variant& left, const Kt_Variant& right, std::int16_t relation) {
+  const int order = Comparison(Comparison::Rule::kLanguage).Compare(left, right, 0);
+  return order == kUnordered ? 0 : kt::detail::Relate(order, 0, relation);
+}
+
 }  // namespace
 
 int Var_Cmp(const Kt_Variant& left, const Kt_Variant& right, std::int16_t relation) {
@@ -186,8 +192,13 @@ int Var_Cmp(const Kt_Variant& left, const Kt_Variant& right, std::int16_t relati
   if (relation == kCmpEqual && left.IsString() && right.IsString()) {
     return left.AsStringView() == right.AsStringView() ? 1 : 0;
   }
-  const int order = Comparison(Comparison::Rule::kLanguage).Compare(left, right, 0);
-  return order == kUnordered ? 0 : kt::detail::Relate(order, 0, relation);
+  if (KT_UNLIKELY(kt::detail::IsAnyObject(left, right))) {
+    return kt::detail::WithValues(left, right,
+                                  [&](const Kt_Variant& first, const Kt_Variant& second) {
+                                    return RelateValues(first, second, relation);
+                                  });
+  }
+  return RelateValues(left, right, relation);
 }
 
 int Var_Order(const Kt_Variant& left, const Kt_Variant& right) {

@@ -4,6 +4,7 @@
 
 #include "classlib/Kt_Object.h"
 #include "classlib/Kt_Variant.h"
+#include "classlib/detail/Kt_VarOps.h"
 #include "classlib/detail/Kt_VariantText.h"
 
 namespace {
@@ -43,8 +44,9 @@ Kt_WString OtherText(const Kt_Variant& value) {
     case kTagCurrency: return Kt_Currency::FromUnits(value.AsInt64()).ToText();
     case kTagDateTime: return Kt_DateTime{value.AsDouble()}.ToText();
     case kTagObject: {
-      const Kt_Variant held(value);  // the object's answer may change the place `value` lies in
-      return ObjectText(held.GetHolder());
+      // A copy: the object's answer may change the place `value` lies in.
+      const Kt_Variant plain = kt::detail::ValueOfObject(value);
+      return plain.IsObject() ? ObjectText(plain.GetHolder()) : plain.ToString();
     }
     default: return {};
   }
@@ -123,7 +125,7 @@ kt_long Kt_Variant::ConvertToInteger() const {
   switch (value.GetTag()) {
     case kTagLong: return value.AsLong();
     case kTagBool: return value.AsInt64() != 0 ? 1 : 0;
-    default: return CutToLong(value.ConvertToDouble());
+    default: return CutToLong(value.ConvertToDouble());  // an object's long is exact as a double
   }
 }
 
@@ -136,6 +138,10 @@ double Kt_Variant::ConvertToDouble() const {
     case kTagDateTime: return value.AsDouble();
     case kTagCurrency: return Kt_Currency::FromUnits(value.AsInt64()).ToDouble();
     case kTagString: return value.AsString().ToDouble();
+    case kTagObject: {
+      const Kt_Variant plain = kt::detail::ValueOfObject(value);
+      return plain.IsObject() ? 0.0 : plain.ConvertToDouble();
+    }
     default: return 0.0;
   }
 }
@@ -155,6 +161,10 @@ Kt_WString Kt_Variant::ToString() const {
 
 Kt_Currency Kt_Variant::ToCurrency() const {
   const Kt_Variant& value = Target();
+  if (value.IsObject()) {
+    const Kt_Variant plain = kt::detail::ValueOfObject(value);
+    return plain.IsObject() ? Kt_Currency() : plain.ToCurrency();
+  }
   switch (value.GetTag()) {
     case kTagCurrency: return Kt_Currency::FromUnits(value.AsInt64());
     case kTagLong: return Kt_Currency::FromLong(value.AsLong());
@@ -166,6 +176,10 @@ Kt_Currency Kt_Variant::ToCurrency() const {
 Kt_DateTime Kt_Variant::ToDateTime() const {
   const Kt_Variant& value = Target();
   Kt_DateTime moment{0.0};
+  if (value.IsObject()) {
+    const Kt_Variant plain = kt::detail::ValueOfObject(value);
+    return plain.IsObject() ? moment : plain.ToDateTime();
+  }
   if (value.IsString() && Kt_DateTime::FromText(value.AsStringView(), moment)) return moment;
   moment.days = value.ConvertToDouble();
   return moment;

@@ -447,4 +447,32 @@ TEST(Evaluator, ResultsThatStandForSomething) {
   EXPECT_EQ(host.thing->log, "set size=1;quick=1;set size[1]=1;");
 }
 
+// An object with a default property stands for its value in operators and conversions; one whose
+// default property is an object again, or is not there, stands for itself.
+TEST(Evaluator, ObjectsStandForTheirDefaultValue) {
+  const std::pair<const char16_t*, const char*> rows[] = {
+      {u"obj * 2", "8"},      {u"2 - obj", "-2"},       {u"obj + 'x'", "'4x'"},
+      {u"'x' + obj", "'x4'"}, {u"obj == 4", "1"},       {u"obj > thing", "0"},
+      {u"!obj", "0"},         {u"obj && 0", "0"},       {u"toString(obj)", "'4'"},
+      {u"round(obj)", "4.0"}, {u"iif(obj, 1, 2)", "1"}, {u"obj == obj", "1"},
+  };
+  for (const auto& [text, expected] : rows) {
+    Host host;
+    host.thing->default_prop = u"size";
+    Kt_Expr expr(text);
+    Kt_Variant value;
+    EXPECT_EQ(expr.ExecExpr(&host, value), 0);
+    EXPECT_EQ(Show(value), expected) << Kt_WString(text).ToUtf8();
+  }
+  Host host;
+  host.thing->default_prop = u"name";
+  host.thing->properties.AddVariable(u"name", host.variables.FindVariable(u"obj")->GetValue());
+  Check({u"obj * 2", "0", "", "get name;"}, host);
+  Check({u"obj + ''", "'text of thing'", "", "get name;"}, host);
+  // What the property does to the variables does not matter to the operator.
+  host.thing->properties.AddVariable(u"name", kt_long{3});
+  host.thing->on_access = [&] { host.variables.AddVariable(u"list", Kt_Variant()); };
+  Check({u"obj * list[0]", "3", "", "get name;"}, host);
+}
+
 }  // namespace
