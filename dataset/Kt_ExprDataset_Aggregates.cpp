@@ -77,8 +77,14 @@ kt_long TotalOfExpression(Kt_ExprDataset& wrapper, Kt_Aggregate what, Rows rows,
   RowExpr expr(text);
   Tally tally(what);
   Kt_Variant value;
-  for (kt_long row = range.start; row < std::min(range.end, loop.RowCount()); ++row) {
-    if (!loop.Enter(row)) break;
+  for (kt_long row = range.start; row < std::min(range.end, loop.RowCount());) {
+    const RowNumbers numbers = loop.EnterFrom(row, std::min(range.end, loop.RowCount()), expr);
+    if (numbers.count > 0) {
+      tally.Add(numbers);
+      row += numbers.count;
+      continue;
+    }
+    if (!loop.Enter(row++)) break;
     const bool goes_on = loop.Evaluate(expr, value);
     tally.Add(value);
     if (!goes_on) break;

@@ -35,16 +35,37 @@ class CaseLoop {
         tally_(what) {}
 
   kt_long Run(Kt_Variant& result) {
-    for (kt_long row = range_.start; row < std::min(range_.end, loop_.RowCount()); ++row) {
+    for (kt_long row = range_.start; row < End();) {
+      const RowNumbers conditions = loop_.EnterFrom(row, End(), condition_);
+      if (conditions.count > 0) {
+        if (!AddRows(row, conditions)) break;
+        continue;
+      }
       if (!loop_.Enter(row)) break;
-      if (!IsCounted(loop_, row, range_.pivot_index, count_nulls_)) continue;
-      if (!AddRow(row)) break;
+      if (IsCounted(loop_, row, range_.pivot_index, count_nulls_) && !AddRow(row)) break;
+      ++row;
     }
     result = tally_.Result();
     return loop_.GetStopCode();
   }
 
  private:
+  kt_long End() const { return std::min(range_.end, loop_.RowCount()); }
+
+  // The rows of which the conditions are known, up to one whose value took other code; never
+  // subtotals. Moves `row` behind them.
+  bool AddRows(kt_long& row, const RowNumbers& conditions) {
+    const std::int64_t epoch = loop_.GetEpoch();
+    Kt_Variant value;
+    for (kt_long at = 0; at < conditions.count && epoch == loop_.GetEpoch(); ++at, ++row) {
+      if (conditions.longs == nullptr || conditions.longs[at] == 0) continue;
+      loop_.GoTo(row);
+      const bool goes_on = !has_value_ || loop_.Evaluate(value_, value);
+      tally_.Add(value);
+      if (!goes_on) return false;
+    }
+    return true;
+  }
   bool AddRow(kt_long row) {
     Kt_Variant value;
     if (!loop_.Evaluate(condition_, value)) return false;

@@ -29,6 +29,13 @@ void DropFilters(Kt_Dataset& dataset, bool is_local) {
   dataset.UnFilter();
 }
 
+void MarkFalse(const RowNumbers& conditions, kt_long first_row, std::vector<bool>& hidden) {
+  if (conditions.longs == nullptr) return;  // doubles are no conditions
+  for (kt_long at = 0; at < conditions.count; ++at) {
+    hidden[static_cast<std::size_t>(first_row + at)] = conditions.longs[at] == 0;
+  }
+}
+
 // Marks the rows whose expression is false. All rows are judged before the first one is hidden, so
 // that an expression that asks about other rows ("price > Avg('price')") gets one answer for all.
 // False when the dataset or wrapper has gone or the run is to stop.
@@ -40,10 +47,20 @@ bool JudgeRows(Kt_ExprDataset& wrapper, const Kt_WString& text, kt_long row_coun
   hidden.assign(static_cast<std::size_t>(row_count), false);
   const kt_long rows_at_first = loop.RowCount();
   bool goes_on = true;
-  for (kt_long row = row_count - 1; row >= 0 && goes_on; --row) {
-    if (loop.GetChangeCount() > 0 && row >= loop.RowCount()) continue;
+  for (kt_long row = row_count - 1; row >= 0 && goes_on;) {
+    if (row >= loop.RowCount()) {
+      --row;
+      continue;
+    }
+    const RowNumbers conditions = loop.EnterTo(row, expr);
+    if (conditions.count > 0) {
+      row -= conditions.count;
+      MarkFalse(conditions, row + 1, hidden);
+      continue;
+    }
     goes_on = loop.Enter(row) && loop.Evaluate(expr, value);
     if (goes_on) hidden[static_cast<std::size_t>(row)] = IsFalseCondition(value);
+    --row;
   }
   stop_code = loop.GetStopCode();
   // What was found out goes by row numbers: it is void when rows came or went meanwhile.

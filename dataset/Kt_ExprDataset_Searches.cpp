@@ -9,6 +9,31 @@ namespace {
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
 using kt::Kt_FuncArgs;
 
+// The first true one of some conditions; their count when there is none.
+kt_long FirstTrueOf(const RowNumbers& conditions) {
+  kt_long at = 0;
+  if (conditions.longs == nullptr) return conditions.count;  // doubles are no conditions
+  while (at < conditions.count && conditions.longs[at] == 0) ++at;
+  return at;
+}
+
+kt_long FirstTrue(RowLoop& loop, RowExpr& condition, kt_long start, kt_long end) {
+  Kt_Variant value;
+  for (kt_long row = start; row < std::min(end, loop.RowCount());) {
+    const RowNumbers conditions = loop.EnterFrom(row, std::min(end, loop.RowCount()), condition);
+    if (conditions.count > 0) {
+      const kt_long at = FirstTrueOf(conditions);
+      if (at < conditions.count) return row + at;
+      row += conditions.count;
+      continue;
+    }
+    if (!loop.Enter(row) || !loop.Evaluate(condition, value)) return -1;
+    if (IsTrueCondition(value)) return row < loop.RowCount() ? row : -1;
+    ++row;
+  }
+  return -1;
+}
+
 kt_long Search(Kt_ExprDataset& wrapper, Rows rows, const Kt_VariantList* args, Kt_Variant& result) {
   result = kt_long{-1};
   Kt_Dataset* const dataset = wrapper.GetDataset();
@@ -21,13 +46,7 @@ kt_long Search(Kt_ExprDataset& wrapper, Rows rows, const Kt_VariantList* args, K
   if (start >= end) return kOk;
   RowLoop loop(wrapper, RowLoop::kFollow);
   RowExpr condition(in.Text(0));
-  Kt_Variant value;
-  for (kt_long row = start; row < std::min(end, loop.RowCount()) && loop.Enter(row); ++row) {
-    if (!loop.Evaluate(condition, value)) break;
-    if (!IsTrueCondition(value)) continue;
-    if (row < loop.RowCount()) result = row;
-    break;
-  }
+  result = FirstTrue(loop, condition, start, end);
   return loop.GetStopCode();
 }
 

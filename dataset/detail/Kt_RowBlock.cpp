@@ -212,6 +212,28 @@ void RowBlock::Fill(const RowLoop& loop, kt_long row) {
   for (std::size_t at = 0; at < program_.instrs.size(); ++at) RunInstr(at);
 }
 
+RowNumbers RowBlock::Numbers(std::size_t from, std::size_t to) const {
+  RowNumbers numbers;
+  numbers.count = static_cast<kt_long>(to - from);
+  numbers.longs = result_->is_long ? result_->longs + from : nullptr;
+  numbers.doubles = result_->is_long ? nullptr : result_->doubles + from;
+  return numbers;
+}
+
+RowNumbers RowBlock::NumbersFrom(kt_long row) const {
+  const auto from = static_cast<std::size_t>(row - first_);
+  std::size_t to = from;
+  while (to < count_ && odd_[to] == 0) ++to;
+  return Numbers(from, to);
+}
+
+RowNumbers RowBlock::NumbersTo(kt_long row) const {
+  const auto to = static_cast<std::size_t>(row - first_) + 1;
+  std::size_t from = to;
+  while (from > 0 && odd_[from - 1] == 0) --from;
+  return Numbers(from, to);
+}
+
 void RowBlock::Load(const RowLoop& loop) {
   Kt_RowReader(loop.GetDataset()).GetRecords(first_, end_ - first_, records_.data());
   is_dense_ = records_[0] != Kt_RowReader::kNoRecord;

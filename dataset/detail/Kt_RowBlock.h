@@ -25,9 +25,12 @@ class RowBlock {
   // The cells have changed, but not what the names stand for.
   void Rebind(const std::vector<RowName>& names);
 
-  // The value in a row of the loop. False: to be evaluated by itself.
-  bool Read(const RowLoop& loop, kt_long row, Kt_Variant& value) {
+  // Computes the block that holds a row of the loop.
+  void Go(const RowLoop& loop, kt_long row) {
     if (KT_UNLIKELY(row < first_ || row >= end_)) Fill(loop, row);
+  }
+  // The value in a row of the block. False: to be evaluated by itself.
+  bool Read(kt_long row, Kt_Variant& value) const {
     const auto at = static_cast<std::size_t>(row - first_);
     if (KT_UNLIKELY(odd_[at])) return false;
     if (result_->is_long) {
@@ -37,6 +40,10 @@ class RowBlock {
     }
     return true;
   }
+  // The plain numbers of the block from `row` on, as far as they stand without a gap / down to
+  // `row`. None when `row` itself has another value.
+  RowNumbers NumbersFrom(kt_long row) const;
+  RowNumbers NumbersTo(kt_long row) const;
 
  private:
   // The values of one operand in the rows of the block.
@@ -79,6 +86,7 @@ class RowBlock {
   bool IsNumber(std::uint16_t operand);
   bool IsTextName(std::uint16_t operand) const;
 
+  RowNumbers Numbers(std::size_t from, std::size_t to) const;
   KT_NOINLINE void Fill(const RowLoop& loop, kt_long row);
   void Load(const RowLoop& loop);
   void LoadName(NameLane& lane);

@@ -148,15 +148,30 @@ void RowExpr::BindBlock(bool names_changed) {
 
 // Evaluation --------------------------------------------------------------------------------------
 
+// What was found out before other code ran is found out again.
+void RowExpr::Prepare(RowLoop& loop) {
+  if (KT_LIKELY(epoch_ == loop.GetEpoch())) return;
+  if (way_ == Way::kCompiled || way_ == Way::kUnknown) Choose(loop);
+}
+
+const RowBlock* RowExpr::BlockOf(RowLoop& loop, kt_long row) {
+  Prepare(loop);
+  if (way_ != Way::kCompiled || block_ == nullptr) return nullptr;
+  block_->Go(loop, row);
+  rows_since_binding_ = kLeastRows;
+  return block_.get();
+}
+
 void RowExpr::Evaluate(RowLoop& loop, Kt_Variant& value) {
-  if (KT_UNLIKELY(epoch_ != loop.GetEpoch()) && (way_ == Way::kCompiled || way_ == Way::kUnknown)) {
-    Choose(loop);
-  }
+  Prepare(loop);
   switch (way_) {
     case Way::kCompiled:
       ++rows_since_binding_;
-      if (block_ == nullptr || !block_->Read(loop, loop.GetRow(), value)) Run(loop, value);
-      return;
+      if (block_ != nullptr) {
+        block_->Go(loop, loop.GetRow());
+        if (block_->Read(loop.GetRow(), value)) return;
+      }
+      return Run(loop, value);
     case Way::kFaulty: return;
     default: return EvaluateSlow(loop, value);
   }

@@ -12,6 +12,14 @@ namespace kt::detail {
 class RowBlock;
 class RowLoop;
 
+// Values of rows that follow one another, computed ahead: longs or doubles, the other is null. Good
+// until other code runs.
+struct RowNumbers {
+  const kt_long* longs = nullptr;
+  const double* doubles = nullptr;
+  kt_long count = 0;
+};
+
 // What a name of a row expression stands for, looked up once.
 struct RowName {
   enum class Kind : std::uint8_t {
@@ -47,6 +55,9 @@ class RowExpr {
   // The value in the row that `loop` entered, empty when it fails. REQUIRES: `value` is empty.
   void Evaluate(RowLoop& loop, Kt_Variant& value);
 
+  // The block that holds a row; null when the expression is not computed in blocks.
+  const RowBlock* BlockOf(RowLoop& loop, kt_long row);
+
   // For tests that compare the forms: how much of the above is used.
   enum class Form : std::uint8_t { kEvaluator, kCompiled, kBlocks };
   KT_SCRIPT_API static void SetBestForm(Form form);
@@ -58,6 +69,7 @@ class RowExpr {
   // does not pay.
   static constexpr std::int64_t kLeastRows = 64;
 
+  void Prepare(RowLoop& loop);
   void Choose(RowLoop& loop);
   bool Bind(RowLoop& loop);
   bool BindName(RowLoop& loop, const Kt_WString& text, RowName& name) const;

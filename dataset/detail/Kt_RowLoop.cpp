@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "dataset/detail/Kt_RowLoop.h"
 
+#include <algorithm>
+
+#include "dataset/detail/Kt_RowBlock.h"
 #include "script/Kt_RunBudget.h"
 
 namespace kt::detail {
@@ -70,6 +73,26 @@ bool RowLoop::Pay() {
   has_paid_ = true;
   rows_until_payment_ = kRowsPerPayment - 1;
   return true;
+}
+
+RowNumbers RowLoop::PayFor(RowNumbers numbers) {
+  if (numbers.count > 0) stop_code_ = kt::ChargeRun(numbers.count);
+  if (KT_LIKELY(stop_code_ == kOk)) return numbers;
+  rows_until_payment_ = 0;  // the next row entered ends the loop
+  return {};
+}
+
+RowNumbers RowLoop::EnterFrom(kt_long row, kt_long end, RowExpr& expr) {
+  const RowBlock* const block = stop_code_ == kOk ? expr.BlockOf(*this, row) : nullptr;
+  if (block == nullptr) return {};
+  RowNumbers numbers = block->NumbersFrom(row);
+  numbers.count = std::min(numbers.count, end - row);
+  return PayFor(numbers);
+}
+
+RowNumbers RowLoop::EnterTo(kt_long row, RowExpr& expr) {
+  const RowBlock* const block = stop_code_ == kOk ? expr.BlockOf(*this, row) : nullptr;
+  return block != nullptr ? PayFor(block->NumbersTo(row)) : RowNumbers();
 }
 
 void RowLoop::Place() {

@@ -55,6 +55,8 @@ class RowContext final : public Kt_DatasetCtx {
 //   }
 //   return loop.GetStopCode();
 //
+// Where expressions are plain numbers, EnterFrom and EnterTo give many rows at once.
+//
 // An expression may run script and host code, which may change the dataset or destroy it or the
 // wrapper. Evaluate looks afterwards and answers false when the loop has to end: then neither may
 // be touched again. When only rows or columns changed, RowCount tells the new number and the
@@ -80,6 +82,15 @@ class RowLoop {
     return KT_LIKELY(--rows_until_payment_ >= 0) || Pay();
   }
   bool EnterPosition(kt_long pivot_position);
+  // Enters several rows at once: those from `row` on before `end` / down to `row` whose values are
+  // computed already, which takes no other code. None: enter `row` by itself.
+  RowNumbers EnterFrom(kt_long row, kt_long end, RowExpr& expr);
+  RowNumbers EnterTo(kt_long row, RowExpr& expr);
+  // Goes to one of the rows entered at once.
+  void GoTo(kt_long row) {
+    row_ = row;
+    is_placed_ = false;
+  }
   // The value of an expression in the row entered; empty when it fails. False when the loop has to
   // end, also with a value.
   bool Evaluate(RowExpr& expr, Kt_Variant& value);
@@ -112,6 +123,7 @@ class RowLoop {
   bool IsThere() const { return handle_.Get() == data_ && hold_.IsValid() && HasDataset(); }
   bool HasDataset() const { return wrapper_->GetDataset() == data_; }
   bool Pay();
+  RowNumbers PayFor(RowNumbers numbers);
   void Place();
   bool NoteChanges();
 

@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <limits>
+#include <type_traits>
 
 #include "classlib/Kt_VarInline.h"
 
@@ -23,6 +24,28 @@ void Tally::Add(const Kt_Variant& value) {
       is_real_ = is_real_ || (value.GetTag() >= kTagDouble && value.GetTag() <= kTagDateTime);
       break;
     default: break;
+  }
+}
+
+template <class T>
+void Tally::AddAll(const T* numbers, kt_long count) {
+  if (what_ != Kt_Aggregate::kSum && what_ != Kt_Aggregate::kAvg) {
+    for (kt_long at = 0; at < count; ++at) Add(Kt_Variant(numbers[at]));
+    return;
+  }
+  // In row order: sums of doubles depend on it.
+  double sum = sum_;
+  for (kt_long at = 0; at < count; ++at) sum += static_cast<double>(numbers[at]);
+  sum_ = sum;
+  is_real_ = is_real_ || std::is_same_v<T, double>;
+  count_ += count;
+}
+
+void Tally::Add(const RowNumbers& numbers) {
+  if (numbers.longs != nullptr) {
+    AddAll(numbers.longs, numbers.count);
+  } else {
+    AddAll(numbers.doubles, numbers.count);
   }
 }
 

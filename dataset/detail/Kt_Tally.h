@@ -2,6 +2,7 @@
 #pragma once
 
 #include "classlib/Kt_Dataset.h"
+#include "dataset/detail/Kt_RowExpr.h"
 
 namespace kt::detail {
 
@@ -14,11 +15,15 @@ class Tally {
   explicit Tally(Kt_Aggregate what) : what_(what) {}
 
   void Add(const Kt_Variant& value);
+  // The same for each number in turn.
+  void Add(const RowNumbers& numbers);
   kt_long Count() const { return count_; }
   // The average and the extremes of nothing are the double 0.0, sum and count the integer 0.
   Kt_Variant Result() const;
 
  private:
+  template <class T>
+  void AddAll(const T* numbers, kt_long count);
   Kt_Variant Sum() const;
 
   Kt_Aggregate what_;
