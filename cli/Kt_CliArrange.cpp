@@ -146,7 +146,12 @@ class Arranger {
     if (!Filter()) return kScriptFault;
     const bool done = wanted_.pivot.empty() ? Group() : Pivot();
     if (!done) return kScriptFault;
-    return SortResult() && ChooseColumns() ? kFine : kCommandFault;
+    std::vector<kt_long> keys;
+    for (const NamedColumn& key : group_keys_) keys.push_back(key.col);
+    view_.SetGroupKeys(std::move(keys));
+    if (!SortResult() || !ChooseColumns()) return kCommandFault;
+    NameTotal();
+    return kFine;
   }
 
  private:
@@ -461,7 +466,6 @@ class Arranger {
       if (column.total != Kt_Aggregate::kNone) value = TotalOf(column, rows);
       values.push_back(std::move(value));
     }
-    NameTotal(values);
     view_.SetTotal(std::move(values));
   }
 
@@ -486,10 +490,14 @@ class Arranger {
     return count;
   }
 
-  void NameTotal(std::vector<Kt_Variant>& values) const {
+  // The first column says what the last line is, if it has nothing else to say.
+  void NameTotal() {
+    std::vector<Kt_Variant> values = view_.Total();
     const bool has_room =
         !values.empty() && values[0].IsEmpty() && view_.Columns()[0].type == Kt_ColumnType::kString;
-    if (has_room) values[0] = u"total";
+    if (!has_room) return;
+    values[0] = u"total";
+    view_.SetTotal(std::move(values));
   }
 
   // ---- Cross tables ---------------------------------------------------------------------------
@@ -550,7 +558,6 @@ class Arranger {
       any = true;
     }
     if (!any) return;
-    NameTotal(values);
     view_.SetTotal(std::move(values));
   }
 

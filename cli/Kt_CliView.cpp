@@ -116,9 +116,10 @@ bool Kt_CliView::IsNull(kt_long row, std::size_t column) const {
   if (columns_[column].col == kStateCol) return false;
   const kt_long level = Level(row);
   if (level == 0) return true;
-  const auto found = std::find(label_columns_.begin(), label_columns_.end(), column);
-  return found - label_columns_.begin() <= static_cast<kt_long>(label_columns_.size()) - level &&
-         found != label_columns_.end();
+  // A subtotal of level 1 has all keys, each further level one less.
+  const auto shown =
+      group_keys_.end() - std::min<std::ptrdiff_t>(level - 1, std::ssize(group_keys_));
+  return std::find(group_keys_.begin(), shown, columns_[column].col) != shown;
 }
 
 bool Kt_CliView::IsAverage(kt_long row, std::size_t column) const {

@@ -46,9 +46,12 @@ class Kt_CliView {
   void SetTotal(std::vector<Kt_Variant> total) { total_ = std::move(total); }
   const std::vector<Kt_Variant>& Total() const { return total_; }
   // The columns whose values say what a row is about, for charts: the keys of groups and cross
-  // tables, outermost first. Empty: not known.
+  // tables. Empty: not known.
   void SetLabelColumns(std::vector<std::size_t> columns) { label_columns_ = std::move(columns); }
   const std::vector<std::size_t>& LabelColumns() const { return label_columns_; }
+
+  // The dataset columns that the levels of subtotals go by, outermost first.
+  void SetGroupKeys(std::vector<kt_long> keys) { group_keys_ = std::move(keys); }
 
   kt_long RowCount() const;
   kt_long Level(kt_long row) const;  // 0: a record
@@ -77,6 +80,7 @@ class Kt_CliView {
   const Kt_Dataset& dataset_;
   std::vector<Column> columns_;
   std::vector<std::size_t> label_columns_;
+  std::vector<kt_long> group_keys_;
   std::vector<kt_long> rows_;  // of the dataset, when only some are shown
   bool some_rows_ = false;
   bool mixes_levels_ = false;

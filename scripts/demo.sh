@@ -1,22 +1,53 @@
 #!/usr/bin/env bash
-# Builds the release kt and counts the words of a long text: the GNU GPL as Debian installs it, or
-# the file given as argument.
+# Builds the release kt and reports on real data: the 34,924 characters of Unicode as Debian lists
+# them. Ends with a page for the browser, build/demo/letters.html.
 set -euo pipefail
-invoked_from=$PWD
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-text=${1:-/usr/share/common-licenses/GPL-3}
-case $text in /*) ;; *) text=$invoked_from/$text ;; esac
+list=/usr/share/unicode/UnicodeData.txt
+out=build/demo
 
 # What the build says is of interest only when it fails; the report is what this script is for.
 log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 quiet() { "$@" >"$log" 2>&1 || { cat "$log" >&2; return 1; }; }
 
-scripts/setup.sh
+scripts/setup.sh unicode-data
+[ -r "$list" ] || { echo "demo: $list is missing; it comes with the package unicode-data" >&2; exit 1; }
 echo "Building build/release ..."
 quiet cmake --preset release
 quiet cmake --build --preset release --target kt
 
-echo "\$ kt run examples/wordfreq/wordfreq.kts main $text"
-build/release/bin/kt run examples/wordfreq/wordfreq.kts main "$text"
+# Writes a step: what it is for, the command, what the command prints.
+PATH=$PWD/build/release/bin:$PATH
+step() {
+  printf '\n==== %s\n$' "$1"
+  shift
+  for word; do
+    if [[ $word =~ ^[A-Za-z0-9_./=:,-]+$ ]]; then printf ' %s' "$word"; else printf " '%s'" "$word"; fi
+  done
+  printf '\n'
+  "$@"
+}
+
+mkdir -p "$out"
+{ echo 'code;name;category;combining;direction;decomposition;decimal;digit;value;mirrored;oldname;comment;upper;lower;title'
+  cat "$list"; } >"$out/list.txt"
+
+step 'The list has semicolons and 15 columns; as CSV with the four that matter:' \
+  kt show "$out/list.txt" --separator ';' --columns code,name,category,value \
+  --save "$out/characters.csv"
+step 'A script loads, filters, groups and saves it:' \
+  kt run examples/report/report.kts main "$out/characters.csv" 500 "$out"
+step 'The ten scripts with the most letters and digits, without writing a script:' \
+  kt show "$out/letters.csv" --group script --max namelength --totals-only --sort rows:d --rows 10
+step 'The same as a cross table of script and kind:' \
+  kt show "$out/letters.csv" --pivot script:kind:code:count --sort total:d --rows 10
+step 'And as bars:' \
+  kt show "$out/letters.csv" --group script --totals-only --sort rows:d --chart rows --bars 10 \
+  --width 80
+step 'Rows as they are, of those that a filter leaves:' \
+  kt show "$out/letters.csv" --filter "script = 'GREEK' && kind = 'capital'" --rows 5
+step 'A page for the browser:' \
+  kt show "$out/letters.csv" --pivot script:kind:code:count --sort total:d --rows 50 \
+  --chart total --bars 20 --title 'Letters and digits by script' --html "$out/letters.html"

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Installs what the build, the tests and the checks need on a Debian-like system; does nothing when
-# all of it is there.
+# all of it is there. Arguments: further packages.
 set -euo pipefail
 
 packages=(
@@ -10,6 +10,7 @@ packages=(
   libgtest-dev libgmock-dev libsqlite3-dev                     # tests
   libbenchmark-dev lua5.4                                      # benchmarks
   clang clang-format libclang-rt-dev                           # fuzzing and format check
+  "$@"
 )
 
 if ! command -v dpkg-query >/dev/null; then

@@ -74,12 +74,12 @@ TEST(CliShow, Tables) {
        "… 5 more rows\n"},
       // Texts are cut, dates and numbers are not; then columns go.
       {{"--rows", "4", "--width", "52"},
-       "date        region  product    price  qty  note\n"
-       "──────────  ──────  ────────  ──────  ───  ────────\n"
-       "2024-01-05  North   apples     12.5     3  ok\n"
-       "2024-01-06  South   pears       3.25    7  ·\n"
-       "2024-02-11  North   pears     100       1  line␊two\n"
-       "2024-02-14  West    漢字の…     0.75   -4  tab␉here\n"
+       "date        region  product     price  qty  note\n"
+       "──────────  ──────  ─────────  ──────  ───  ────────\n"
+       "2024-01-05  North   apples      12.5     3  ok\n"
+       "2024-01-06  South   pears        3.25    7  ·\n"
+       "2024-02-11  North   pears      100       1  line␊two\n"
+       "2024-02-14  West    漢字の製…    0.75   -4  tab␉here\n"
        "… 2 more rows\n"},
       {{"--rows", "1", "--width", "30"},
        "date        region  product  …\n"
@@ -198,20 +198,20 @@ TEST(CliShow, Charts) {
   const Row kRows[] = {
       {{"--group", "region", "--sum", "qty", "--chart", "qty", "--width", "40"},
        "qty\n"
-       "·          ██▋ 2\n"
-       "North      █████▎ 4\n"
-       "South      █████████████████████████ 19\n"
-       "West   ███ -4\n"},
+       "·           ██▌ 2\n"
+       "North       █████ 4\n"
+       "South       ████████████████████████ 19\n"
+       "West   █████ -4\n"},
       {{"--chart", "price", "--width", "30", "--bars", "2"},
        "price\n"
-       "North  ██████████████ 12.5\n"
-       "South  ███▋ 3.25\n"
+       "North  █████████████████ 12.5\n"
+       "South  ████▍ 3.25\n"
        "… 4 more bars\n"},
       {{"--pivot", "product:region:qty", "--chart", "South", "--width", "30", "--filter",
         "qty > 0 and qty < 9"},
        "South\n"
        "apples  ·\n"
-       "pears   ████████████████ 7\n"
+       "pears   ███████████████████ 7\n"
        "plums   ·\n"},
   };
   for (const Row& row : kRows) {
@@ -224,14 +224,14 @@ TEST(CliShow, ResultsAsData) {
   const Row kRows[] = {
       {{"--group", "region", "--sum", "qty", "--csv", "--columns", "region,qty", "--filter",
         "qty < 3"},
-       "level:long,region:string,qty:long\n0,,2\n1,,2\n0,North,1\n1,North,1\n0,West,-4\n1,West,-"
-       "4\n"},
+       "level:long,region:string,qty:long\r\n0,,2\r\n1,,2\r\n0,North,1\r\n"
+       "1,North,1\r\n0,West,-4\r\n1,West,-4\r\n"},
       {{"--group", "region", "--sum", "qty", "--totals-only", "--json", "--sort", "qty", "--rows",
         "2"},
        "[\n{\"region\":\"West\",\"rows\":1,\"sum(qty)\":-4},\n"
        "{\"region\":null,\"rows\":1,\"sum(qty)\":2}\n]\n"},
       {{"--pivot", "product:region:qty", "--csv", "--filter", "product = 'pears'"},
-       "product:string,North:long,South:long,total:long\npears,1,7,8\n"},
+       "product:string,North:long,South:long,total:long\r\npears,1,7,8\r\n"},
   };
   ExpectShown(kRows);
 
@@ -240,7 +240,7 @@ TEST(CliShow, ResultsAsData) {
   const std::string xml = folder.Path("b.xml");
   EXPECT_EQ(Kt({"show", csv, "--filter", "qty = 7", "--save", xml}).status, 0);
   EXPECT_EQ(Kt({"show", xml, "--columns", "product,note", "--csv"}).out,
-            "product:string,note:string\npears,\n");
+            "product:string,note:string\r\npears,\r\n");
 }
 
 TEST(CliShow, MessagesNameWhatIsKnown) {
@@ -355,9 +355,10 @@ TEST(CliChart, ExtremeValues) {
   const Chart chart = MakeChart(view, 1, 10, {});
   std::ostringstream out;
   PrintChart(chart, 60, false, out);
-  EXPECT_EQ(out.str().find("nan"), std::string::npos);
+  const std::string text = out.str();
+  EXPECT_EQ(text.find("nan"), std::string::npos);
   EXPECT_EQ(ChartSvg(chart).find("nan"), std::string::npos);
-  EXPECT_EQ(std::count(out.str().begin(), out.str().end(), '\n'), 5);
+  EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 5);
 }
 
 // The text of an element and of all that it holds.
