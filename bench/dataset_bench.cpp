@@ -3,6 +3,7 @@
 // baselines; the argument is the number of rows or edits. Edits must cost the same each, however
 // many there are.
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 
 #include <algorithm>
 #include <cmath>
@@ -116,7 +117,42 @@ BENCHMARK(BM_MaxDouble)->Arg(1000000)->Arg(10000000);
 BENCHMARK(BM_MaxDouble_Plain)->Arg(1000000)->Arg(10000000);
 BENCHMARK(BM_AvgLong)->Arg(1000000)->Arg(10000000);
 BENCHMARK(BM_AvgLong_Plain)->Arg(1000000)->Arg(10000000);
+// Hides every other row, one by one, as a filter expression does.
+void BM_Filter(benchmark::State& state) {
+  const auto data = Table(Rows(state));
+  for ([[maybe_unused]] auto round : state) {
+    data->ResetRecIndex();
+    for (kt_long row = Rows(state) - 1; row >= 0; row -= 2) data->Filter(row);
+  }
+  if (data->GetRowCount() != Rows(state) / 2) state.SkipWithError("wrong count");
+  Finish(state);
+}
 BENCHMARK(BM_SumFiltered)->Arg(1000000);
+BENCHMARK(BM_Filter)->Arg(1000000)->Arg(10000000)->Unit(benchmark::kMillisecond);
+
+// ---- Logical datasets and pivots --------------------------------------------------------------
+
+void BM_SumThroughSource(benchmark::State& state) {
+  const auto data = Table(Rows(state));
+  Kt_Dataset logical;
+  logical.SetSource(data.get());
+  Kt_Variant result;
+  for ([[maybe_unused]] auto round : state) logical.GetSum(0, 0, Rows(state), result);
+  Finish(state);
+}
+void BM_RecalcPivot(benchmark::State& state) {
+  const auto data = Table(Rows(state));
+  data->AddColumn(u"k", u"long");
+  for (kt_long row = 0; row < Rows(state); ++row) data->SetColumn(row, 2, row * 7 % 31);
+  data->ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotRow, 1);
+  data->ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotColumn, 2);
+  data->ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, 0);
+  for ([[maybe_unused]] auto round : state) data->RecalcPivot();
+  if (data->GetRowCount() != 1000) state.SkipWithError("wrong rows");
+  Finish(state);
+}
+BENCHMARK(BM_SumThroughSource)->Arg(1000000);
+BENCHMARK(BM_RecalcPivot)->Arg(1000000)->Unit(benchmark::kMillisecond);
 
 // ---- Sorting ----------------------------------------------------------------------------------
 
@@ -144,8 +180,8 @@ void BM_SortDouble_Plain(benchmark::State& state) {
   }
   Finish(state);
 }
-BENCHMARK(BM_SortDouble)->Arg(1000000)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_SortDouble_Plain)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SortDouble)->Arg(1000000)->Arg(10000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_SortDouble_Plain)->Arg(1000000)->Arg(10000000)->Unit(benchmark::kMillisecond);
 
 // ---- Edits ------------------------------------------------------------------------------------
 
@@ -176,6 +212,20 @@ void BM_AppendAndWrite(benchmark::State& state) {
   RunEdits(state, 1000,
            [](Kt_Dataset& data, kt_long turn) { data.SetColumn(data.AppendRow(), 1, turn); });
 }
+void BM_DeleteAll(benchmark::State& state) {
+  const auto data = Table(Rows(state));
+  for ([[maybe_unused]] auto round : state) {
+    state.PauseTiming();
+    auto edited = std::make_unique<Kt_Dataset>(*data);
+    state.ResumeTiming();
+    if (edited->DeleteAll() != Rows(state)) state.SkipWithError("rows left");
+    state.PauseTiming();
+    edited.reset();
+    state.ResumeTiming();
+  }
+  Finish(state);
+}
+BENCHMARK(BM_DeleteAll)->Arg(500000)->Arg(1000000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_DeleteFirstRow)->Arg(50000)->Arg(100000)->Arg(200000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_InsertFirstRow)->Arg(50000)->Arg(100000)->Arg(200000)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_AppendAndWrite)->Arg(50000)->Arg(100000)->Arg(200000)->Unit(benchmark::kMillisecond);
@@ -236,5 +286,51 @@ void BM_LoadCsv(benchmark::State& state) {
   state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(text.size()));
 }
 BENCHMARK(BM_LoadCsv)->Arg(1000000)->Unit(benchmark::kMillisecond);
+
+// ---- Memory -----------------------------------------------------------------------------------
+
+std::size_t LiveBytes() {
+  const struct mallinfo2 info = mallinfo2();
+  return info.uordblks + info.hblkhd;
+}
+
+// The bytes that a dataset of longs and doubles takes, as a multiple of its cells' own 4 and 8.
+template <class Fill>
+void MeasureMemory(benchmark::State& state, Fill fill) {
+  double ratio = 0;
+  for ([[maybe_unused]] auto round : state) {
+    const std::size_t before = LiveBytes();
+    Kt_Dataset data;
+    fill(data, Rows(state));
+    if (data.GetRowCount() != Rows(state)) state.SkipWithError("rows lost");
+    const double raw = (4.0 + 8.0) * static_cast<double>(Rows(state));
+    ratio = static_cast<double>(LiveBytes() - before) / raw;
+  }
+  state.counters["of_raw"] = ratio;
+}
+void BM_MemoryLoaded(benchmark::State& state) {
+  std::string text = "n,d\n";
+  for (kt_long row = 0; row < Rows(state); ++row) {
+    text += std::to_string(row) + ',' + std::to_string(row % 1000) + ".5\n";
+  }
+  MeasureMemory(state, [&](Kt_Dataset& data, kt_long) {
+    Kt_LoadReport report;
+    data.LoadCSVBytes(text, {}, report);
+  });
+}
+// Row by row; the state of inserted rows is counted too.
+void BM_MemoryAppended(benchmark::State& state) {
+  MeasureMemory(state, [](Kt_Dataset& data, kt_long rows) {
+    data.AddColumn(u"n", u"long");
+    data.AddColumn(u"d", u"double");
+    for (kt_long row = 0; row < rows; ++row) {
+      data.AppendRow();
+      data.SetColumn(row, 0, row);
+      data.SetColumn(row, 1, row / 2.0);
+    }
+  });
+}
+BENCHMARK(BM_MemoryLoaded)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_MemoryAppended)->Arg(1000000)->Arg(1150000)->Unit(benchmark::kMillisecond);
 
 }  // namespace

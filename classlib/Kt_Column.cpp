@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "classlib/Kt_Number.h"
+#include "classlib/detail/Kt_SparingGrowth.h"
 #include "classlib/detail/Kt_VariantText.h"
 
 namespace {
@@ -206,7 +207,9 @@ void Kt_Column::GrowNulls(std::size_t count, bool null) {
   row_count_ += count;
   if (null && nulls_.empty()) nulls_.resize(row_count_ / 64 + 1);
   if (nulls_.empty()) return;
-  if (nulls_.size() <= row_count_ / 64) nulls_.resize(row_count_ / 64 + 1);
+  if (nulls_.size() <= row_count_ / 64) {
+    kt::detail::ResizeSparingly(nulls_, row_count_ / 64 + 1);
+  }
   if (!null) return;
   null_count_ += count;
   for (std::size_t row = first; row < row_count_;) {
@@ -220,9 +223,9 @@ void Kt_Column::Resize(std::size_t rows) {
   std::visit(
       [rows](auto& cells) {
         if constexpr (requires { cells.codes; }) {
-          cells.codes.resize(rows);
+          kt::detail::ResizeSparingly(cells.codes, rows);
         } else {
-          cells.resize(rows);
+          kt::detail::ResizeSparingly(cells, rows);
         }
       },
       cells_);

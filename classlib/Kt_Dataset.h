@@ -589,6 +589,8 @@ class KT_CLASS_API Kt_Dataset {
   std::vector<Slot> RecordSlots() const;
   void TakeSourceRows(bool anew);
   std::vector<bool> KnownSlots() const;
+  std::vector<Slot> InOwnOrder(const std::vector<Slot>& slots,
+                               const std::vector<bool>& known) const;
   void ClearStrangeCells(const std::vector<Slot>& slots, const std::vector<bool>& known);
   void LinkSource();
   void TakeCells();
@@ -668,6 +670,7 @@ class KT_CLASS_API Kt_Dataset {
   kt_long BuildGroups(View view, kt::detail::GroupView& groups) const;
   void PlaceSubtotals(kt::detail::GroupView& groups) const;
   void FindGroups(View view, const GroupPlan& plan, kt::detail::GroupView& groups) const;
+  void FillSubtotal(View view, const GroupPlan& plan, kt::detail::Subtotal& subtotal) const;
   void FillSubtotals(View view, const GroupPlan& plan, kt::detail::GroupView& groups) const;
   kt_long AggregateRecords(View view, Kt_Aggregate what, const Kt_Column& cells, kt_long start,
                            kt_long end, Kt_Variant& result) const;

@@ -53,17 +53,22 @@ std::uint8_t NumberForm(std::basic_string_view<Unit> text) {
     return (fits ? kAsLong : 0) | (whole <= kMaxDigits ? kAsDouble : 0);
   }
   std::size_t digits = zero ? 0 : whole;
+  bool is_real = false;  // a point or a sign in the exponent: 1E5 alone may well be a code
   if (at < text.size() && text[at] == '.') {
     const std::size_t part = DigitsAt(text, ++at);
     if (part == 0) return 0;
     at += part;
     digits += part;
+    is_real = true;
   }
   if (at < text.size() && (text[at] == 'e' || text[at] == 'E')) {
     ++at;
-    if (at < text.size() && (text[at] == '-' || text[at] == '+')) ++at;
+    if (at < text.size() && (text[at] == '-' || text[at] == '+')) {
+      ++at;
+      is_real = true;
+    }
     const std::size_t exponent = DigitsAt(text, at);
-    if (exponent == 0 || exponent > 2) return 0;
+    if (exponent == 0 || exponent > 2 || !is_real) return 0;
     at += exponent;
   }
   return at == text.size() && digits <= kMaxDigits ? kAsDouble : 0;

@@ -164,30 +164,36 @@ void Kt_Dataset::PlaceSubtotals(GroupView& groups) const {
   }
 }
 
+// REQUIRES: the subtotal's range is still in records.
+void Kt_Dataset::FillSubtotal(View view, const GroupPlan& plan, Subtotal& subtotal) const {
+  const Slot slot = index_->At(view, subtotal.first);
+  const std::size_t shown = plan.keys.size() + 1 - static_cast<std::size_t>(subtotal.level);
+  for (std::size_t key = 0; key < shown; ++key) {
+    const kt_long col = plan.keys[key].key.col;
+    subtotal.cells.push_back({col, -1, plan.keys[key].cells->Read(slot)});
+  }
+  for (const auto& [value, cells] : plan.values) {
+    Kt_Variant total;
+    AggregateRecords(view, value.subtotal, *cells, subtotal.first, subtotal.last, total);
+    subtotal.cells.push_back({value.col, -1, total});
+  }
+  if (IsPivot()) {
+    std::vector<Slot> rows;
+    for (kt_long record = subtotal.first; record < subtotal.last; ++record) {
+      rows.push_back(index_->At(view, record));
+    }
+    pivot_->TotalRows(rows, subtotal.cells);
+  }
+  // Of a key column that is totalled too the key is shown.
+  std::stable_sort(subtotal.cells.begin(), subtotal.cells.end(),
+                   [](const SubtotalCell& a, const SubtotalCell& b) {
+                     return std::pair(a.col, a.position) < std::pair(b.col, b.position);
+                   });
+}
+
 void Kt_Dataset::FillSubtotals(View view, const GroupPlan& plan, GroupView& groups) const {
   for (Subtotal& subtotal : groups.All()) {
-    const Slot slot = index_->At(view, subtotal.first);
-    const std::size_t shown = plan.keys.size() + 1 - static_cast<std::size_t>(subtotal.level);
-    for (std::size_t key = 0; key < shown; ++key) {
-      const kt_long col = plan.keys[key].key.col;
-      subtotal.cells.push_back({col, -1, plan.keys[key].cells->Read(slot)});
-    }
-    for (const auto& [value, cells] : plan.values) {
-      Kt_Variant total;
-      AggregateRecords(view, value.subtotal, *cells, subtotal.first, subtotal.last, total);
-      subtotal.cells.push_back({value.col, -1, total});
-    }
-    if (IsPivot()) {
-      std::vector<Slot> rows;
-      for (kt_long record = subtotal.first; record < subtotal.last; ++record) {
-        rows.push_back(index_->At(view, record));
-      }
-      pivot_->TotalRows(rows, subtotal.cells);
-    }
-    std::stable_sort(subtotal.cells.begin(), subtotal.cells.end(),
-                     [](const SubtotalCell& a, const SubtotalCell& b) {
-                       return std::pair(a.col, a.position) < std::pair(b.col, b.position);
-                     });
+    FillSubtotal(view, plan, subtotal);
     subtotal.first = groups.RowOf(subtotal.first);
     subtotal.last = groups.RowOf(subtotal.last - 1) + 1;
   }

@@ -2,6 +2,7 @@
 //
 // Taking over what a file held, and choosing what a file will hold.
 #include <algorithm>
+#include <unordered_map>
 
 #include "classlib/Kt_Dataset.h"
 #include "classlib/detail/Kt_LoadedTable.h"

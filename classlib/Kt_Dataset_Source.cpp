@@ -117,6 +117,25 @@ std::vector<bool> Kt_Dataset::KnownSlots() const {
   return known;
 }
 
+// The known slots among `slots` in the order that they have here, then the others.
+std::vector<Slot> Kt_Dataset::InOwnOrder(const std::vector<Slot>& slots,
+                                         const std::vector<bool>& known) const {
+  const auto is_known = [&](Slot slot) { return slot < known.size() && known[slot]; };
+  std::vector<bool> wanted(known.size());
+  for (const Slot slot : slots) {
+    if (is_known(slot)) wanted[slot] = true;
+  }
+  std::vector<Slot> ordered;
+  ordered.reserve(slots.size());
+  index_->ForEachEntry([&](RowIndex::Place, Slot slot) {
+    if (wanted[slot]) ordered.push_back(slot);
+  });
+  for (const Slot slot : slots) {
+    if (!is_known(slot)) ordered.push_back(slot);
+  }
+  return ordered;
+}
+
 // Makes the records those of the source as they are now: in its order and without a main filter,
 // or those that are here still as they are, and the new ones behind them.
 // REQUIRES: ShowsSource, and no pivot.
@@ -124,22 +143,8 @@ void Kt_Dataset::TakeSourceRows(bool anew) {
   const Kt_Dataset* const source = GetSource();
   std::vector<Slot> slots;
   if (source != nullptr) slots = source->RecordSlots();
-  std::vector<bool> known = KnownSlots();
-  if (!anew) {
-    std::vector<Slot> kept;
-    std::vector<bool> is_there;
-    for (const Slot slot : slots) {
-      if (is_there.size() <= slot) is_there.resize(std::size_t{slot} + 1);
-      is_there[slot] = true;
-    }
-    for (const Slot slot : index_->Slots()) {
-      if (known[slot] && slot < is_there.size() && is_there[slot]) kept.push_back(slot);
-    }
-    for (const Slot slot : slots) {
-      if (slot >= known.size() || !known[slot]) kept.push_back(slot);
-    }
-    slots.swap(kept);
-  }
+  const std::vector<bool> known = KnownSlots();
+  if (!anew) slots = InOwnOrder(slots, known);
   RowIndex next;
   next.Assign(slots);
   const std::uint8_t forgotten = anew ? kRowMainHidden : 0;

@@ -5,9 +5,14 @@
 
 namespace kt::detail {
 
+std::uint32_t ChangeBuffer::NumberOf(Slot slot) const {
+  const std::size_t page = slot / kPageSlots;
+  return page < pages_.size() && !pages_[page].empty() ? pages_[page][slot % kPageSlots] : 0;
+}
+
 const ChangeBuffer::Entry* ChangeBuffer::Find(Slot slot) const {
-  const auto found = entries_.find(slot);
-  return found == entries_.end() ? nullptr : &found->second;
+  const std::uint32_t number = NumberOf(slot);
+  return number != 0 ? &entries_[number - 1] : nullptr;
 }
 
 const Kt_Variant* ChangeBuffer::OldValue(const Entry& entry, kt_long col) {
@@ -18,12 +23,20 @@ const Kt_Variant* ChangeBuffer::OldValue(const Entry& entry, kt_long col) {
 }
 
 ChangeBuffer::Entry& ChangeBuffer::Touch(Slot slot) {
-  const auto [found, is_new] = entries_.try_emplace(slot);
-  if (is_new) {
-    found->second.number = next_number_++;
-    order_.Append(slot, 1);
+  if (const std::uint32_t number = NumberOf(slot); number != 0) return entries_[number - 1];
+  const std::size_t page = slot / kPageSlots;
+  if (pages_.size() <= page) pages_.resize(page + 1);
+  if (pages_[page].empty()) pages_[page].resize(kPageSlots);
+  if (free_entries_.empty()) {
+    entries_.emplace_back();
+    free_entries_.push_back(static_cast<std::uint32_t>(entries_.size()));
   }
-  return found->second;
+  order_.Append(slot, 1);
+  const std::uint32_t number = free_entries_.back();
+  free_entries_.pop_back();
+  pages_[page][slot % kPageSlots] = number;
+  entries_[number - 1].number = next_number_++;
+  return entries_[number - 1];
 }
 
 void ChangeBuffer::NoteWrite(Slot slot, kt_long col, const Kt_Variant& before) {
@@ -60,10 +73,12 @@ kt_long ChangeBuffer::IndexOf(std::uint64_t number) const {
 }
 
 void ChangeBuffer::Drop(Slot slot) {
-  const auto found = entries_.find(slot);
-  if (found == entries_.end()) return;
-  order_.Remove(order_.Find(kAllRows, IndexOf(found->second.number)));
-  entries_.erase(found);
+  const std::uint32_t number = NumberOf(slot);
+  if (number == 0) return;
+  order_.Remove(order_.Find(kAllRows, IndexOf(entries_[number - 1].number)));
+  entries_[number - 1] = Entry();
+  free_entries_.push_back(number);
+  pages_[slot / kPageSlots][slot % kPageSlots] = 0;
 }
 
 void ChangeBuffer::Clear() { *this = ChangeBuffer(); }

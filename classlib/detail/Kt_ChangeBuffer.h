@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -30,7 +29,7 @@ class ChangeBuffer {
   static const Kt_Variant* OldValue(const Entry& entry, kt_long col);
   const std::vector<Slot>& Deleted() const { return deleted_; }
 
-  // The entry of a row, made if it is new.
+  // The entry of a row, made if it is new. Good until the next one is made.
   Entry& Touch(Slot slot);
   // Notes the value that a cell had before its first change; nothing when one is noted already.
   void NoteWrite(Slot slot, kt_long col, const Kt_Variant& before);
@@ -43,8 +42,14 @@ class ChangeBuffer {
 
  private:
   kt_long IndexOf(std::uint64_t number) const;
+  std::uint32_t NumberOf(Slot slot) const;  // from 1; 0: no entry
 
-  std::unordered_map<Slot, Entry> entries_;
+  // Entry numbers by slot, in pages that are made where rows change; 0: no entry.
+  static constexpr Slot kPageSlots = 512;
+  using Page = std::vector<std::uint32_t>;
+  std::vector<Page> pages_;  // empty, or kPageSlots long
+  std::vector<Entry> entries_;
+  std::vector<std::uint32_t> free_entries_;
   RowIndex order_;
   std::vector<Slot> deleted_;  // in order of deletion
   std::uint64_t next_number_ = 0;

@@ -3,6 +3,8 @@
 
 #include <bit>
 
+#include "classlib/detail/Kt_SparingGrowth.h"
+
 namespace kt::detail {
 
 namespace {
@@ -155,7 +157,7 @@ void RowIndex::Mark(Slot slot, std::uint8_t set, std::uint8_t clear) {
   const std::uint8_t before = Flags(slot);
   const auto after = static_cast<std::uint8_t>((before & ~clear) | set);
   if (after == before) return;
-  if (flags_.size() <= slot) flags_.resize(std::size_t{slot} + 1);
+  if (flags_.size() <= slot) ResizeSparingly(flags_, std::size_t{slot} + 1);
   flags_[slot] = after;
 }
 

@@ -153,6 +153,9 @@ class RowIndex {
 template <class Dense, class Listed>
 void RowIndex::ForEachRun(View view, kt_long start, kt_long end, Dense dense, Listed listed) const {
   if (start >= end) return;
+  if (identity_ && static_cast<std::size_t>(totals_[view]) == entries_) {
+    return dense(static_cast<Slot>(start), static_cast<std::uint32_t>(end - start));
+  }
   Place place = Find(view, start);
   kt_long left = end - start;
   Slot run_first = 0;
