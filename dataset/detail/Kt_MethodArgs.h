@@ -60,6 +60,8 @@ class MethodCall : public Kt_FuncArgs {
   // REQUIRES for the rest: not refused.
   Kt_Dataset& Data() const { return *dataset_; }
   Kt_WString Text(kt_long arg) const { return Plain(arg).ToString(); }
+  kt_long Integer(kt_long arg) const { return Plain(arg).ToInteger(); }
+  kt_long Integer(kt_long arg, kt_long absent) const { return Has(arg) ? Integer(arg) : absent; }
   kt_long Column(kt_long arg) const { return ColumnIn(*dataset_, arg); }
   kt_long ColumnIn(const Kt_Dataset& dataset, kt_long arg) const {
     return ColumnOf(dataset, Plain(arg));

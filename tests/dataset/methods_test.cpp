@@ -490,4 +490,23 @@ TEST_F(Methods, HandlersChangeWhatIsWorkedOn) {
   }
 }
 
+// Objects are asked for their texts before anything is looked up, because the answer may end the
+// dataset or its wrapper.
+TEST_F(Methods, AnObjectThatEndsTheDatasetWhenItIsAsked) {
+  for (const char16_t* const call :
+       {u"orders.GetColumn(0, thing)", u"orders.GetColumn(thing, 'qty')",
+        u"orders.AddColumn(thing)", u"orders.Copy(thing)", u"orders.Sort(thing)"}) {
+    SCOPED_TRACE(Kt_WString(call).ToUtf8());
+    StartAnew();
+    host_.thing->on_text = [this] { datasets_[0].reset(); };
+    EXPECT_EQ(Run(call), "!83B01008");
+    StartAnew();
+    host_.thing->on_text = [this] {
+      host_.datasets.clear();
+      wrappers_[0].reset();
+    };
+    EXPECT_EQ(Run(call), "!83B01008");
+  }
+}
+
 }  // namespace
