@@ -11,7 +11,7 @@
   X(kErrNoDefaultProp,   0x83B01004, u"%1 has no property %2 to assign to")                        \
   /* method */                                                                                      \
   X(kErrBadArgument,     0x83B01008, u"no dataset, or too few arguments: %1")                      \
-  /* element, "(Default)" */                                                                       \
+  /* element, "(Default)"; or value, member */                                                     \
   X(kErrNotAnObject,     0x83B01030, u"%1 is not an object, so it has no property %2")             \
   /* dataset */                                                                                     \
   X(kErrRowNotAdded,     0x83B01101, u"dataset %1 takes no more rows")                             \

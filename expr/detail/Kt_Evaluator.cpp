@@ -86,6 +86,17 @@ kt_long AfterFailure(Kt_ExprObject* context, const Kt_ExprStackObj& entry, kt_lo
   return code;
 }
 
+// A value in a message: its text, cut where it gets long.
+KT_COLD Kt_WString NameOfValue(const Kt_Variant& value) {
+  constexpr kt_long kMaxShown = 40;
+  if (value.IsEmpty()) return u"null";
+  if (value.IsList()) return u"the list";
+  const Kt_WString text = value.ToString();
+  const Kt_WString shown = text.Mid(0, kMaxShown);
+  if (!value.IsString()) return shown;
+  return u"'" + shown + (text.GetLength() > kMaxShown ? u"...'" : u"'");
+}
+
 }  // namespace
 
 kt_long ReadEntry(Kt_ExprObject* context, Kt_ExprStackObj& entry, Kt_Variant& value, int by_ref) {
@@ -256,7 +267,10 @@ bool Evaluator::BindBuiltin(const Kt_ExprOp& op, const Kt_Variant& first_arg) {
 
 kt_long Evaluator::MemberOfValue(const Kt_ExprOp& op, const Kt_Variant& value) {
   if (BindBuiltin(op, value)) return kOk;
-  if (op.code == kOpMember) return kFailed;
+  if (op.code == kOpMember) {
+    (void)kt::Report(context_, kSource, kErrNotAnObject, NameOfValue(value), op.text);
+    return kFailed;
+  }
   return kt::Report(context_, kSource, kErrNoMethod, expr_.GetText(), Kt_WString());
 }
 

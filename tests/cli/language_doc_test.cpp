@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Runs the scripts of docs/language.md: every ```kts or ```check block, and compares what it prints
-// with the ```output block behind it.
+// Runs the scripts of docs/language.md and docs/datasets.md: every ```kts or ```check block, and
+// compares what it prints with the ```output block behind it.
 #include "cli_test_util.h"
 
 namespace {
@@ -44,15 +44,18 @@ std::string Output(const Snippet& snippet) {
   return folder.Shorten(both.str());
 }
 
-TEST(LanguageDoc, SnippetsPrintWhatTheDocumentSays) {
-  const std::vector<Snippet> snippets = ReadSnippets(KT_PROJECT_DIR "/docs/language.md");
-  ASSERT_GT(snippets.size(), 40u);
+void RunSnippets(const std::string& page, std::size_t at_least) {
+  const std::vector<Snippet> snippets = ReadSnippets(KT_PROJECT_DIR "/" + page);
+  ASSERT_GE(snippets.size(), at_least);
   for (const Snippet& snippet : snippets) {
     EXPECT_EQ(Output(snippet), snippet.expected)
-        << "docs/language.md line " << snippet.line << ":\n"
+        << page << " line " << snippet.line << ":\n"
         << snippet.text;
   }
 }
+
+TEST(LanguageDoc, SnippetsPrintWhatTheDocumentSays) { RunSnippets("docs/language.md", 40); }
+TEST(DatasetsDoc, SnippetsPrintWhatTheDocumentSays) { RunSnippets("docs/datasets.md", 7); }
 
 TEST(ReadmeDoc, FirstScriptPrintsWhatItSays) {
   const std::string path = KT_PROJECT_DIR "/README.md";

@@ -171,7 +171,7 @@ TEST(Evaluator, Members) {
       {u"s.mid(1, 1)", "'b'"},
       {u"s.mid(1).length", "2"},
       {u"'abc'.toUpper", "'ABC'"},
-      {u"s.nosuch", "!-1"},
+      {u"s.nosuch", "!-1", "83B01030('abc', nosuch)"},
       {u"s.nosuch(1)", "!83B03130", "83B03130(s.nosuch(1), )"},
       {u"unknown.length", "!83B03110", "83B03110(unknown)"},
       {u"thing.size", "4", "", "get size;"},
