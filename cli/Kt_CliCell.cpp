@@ -2,6 +2,7 @@
 #include "cli/Kt_CliCell.h"
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 
 #include "classlib/Kt_NumberFormat.h"
@@ -59,8 +60,16 @@ Kt_WString CutToWidth(const Kt_WString& text, kt_long width) {
 
 namespace {
 
-// More decimals of an average say nothing about the rows that it was made of.
-constexpr std::u16string_view kAveragePattern = u"0.####";
+// The pattern for a double with so many significant digits, but at least `decimals` decimals.
+Kt_WString PatternOf(double value, int digits, int decimals) {
+  constexpr int kMost = 20;
+  const double size = std::abs(value);
+  const int whole = size > 0 && std::isfinite(size) ? static_cast<int>(std::log10(size)) : 0;
+  const int shown = std::clamp(digits - whole, decimals, kMost);
+  Kt_WString pattern(shown > 0 ? u"0." : u"0");
+  for (int digit = 0; digit < shown; ++digit) pattern += u'#';
+  return pattern;
+}
 
 bool IsNumber(const Kt_Variant& value) {
   const Kt_Tag tag = value.GetTag();
@@ -74,7 +83,7 @@ kt_long PointAt(const Kt_WString& number) {
 
 }  // namespace
 
-Kt_WString Kt_CliCellFormat::NumberText(const Kt_Variant& value, bool is_average) const {
+Kt_WString Kt_CliCellFormat::NumberText(const Kt_Variant& value, Kt_Aggregate made_by) const {
   const Kt_WString plain = value.ToString();
   Kt_WString out;
   if (decimals_ && !value.IsLong()) {
@@ -83,7 +92,11 @@ Kt_WString Kt_CliCellFormat::NumberText(const Kt_Variant& value, bool is_average
     if (*decimals_ == 0) pattern = u"0";
     if (kt_formatpatternW(plain, pattern, out)) return out;
   }
-  if (is_average && kt_formatpatternW(plain, kAveragePattern, out)) return out;
+  const bool is_average = made_by == Kt_Aggregate::kAvg;
+  if (value.IsDouble() && (is_average || made_by == Kt_Aggregate::kSum)) {
+    const Kt_WString pattern = PatternOf(value.AsDouble(), is_average ? 3 : 11, is_average ? 4 : 0);
+    if (plain.Find(u"e") < 0 && kt_formatpatternW(plain, pattern, out)) return out;
+  }
   return plain;
 }
 
@@ -95,11 +108,11 @@ Kt_WString Kt_CliCellFormat::DateText(const Kt_Variant& value) const {
   return text;
 }
 
-void Kt_CliCellFormat::Measure(const Kt_Variant& value, bool is_average) {
+void Kt_CliCellFormat::Measure(const Kt_Variant& value, Kt_Aggregate made_by) {
   if (value.IsEmpty()) return;
   if (IsNumber(value)) {
     has_numbers_ = true;
-    const Kt_WString text = NumberText(value, is_average);
+    const Kt_WString text = NumberText(value, made_by);
     const kt_long point = PointAt(text);
     whole_width_ = std::max(whole_width_, point);
     decimals_width_ = std::max(decimals_width_, text.GetLength() - point);
@@ -121,16 +134,16 @@ kt_long Kt_CliCellFormat::Width() const {
   return std::max({text_width_, date_width_, whole_width_ + decimals_width_});
 }
 
-Kt_WString Kt_CliCellFormat::Text(const Kt_Variant& value, bool is_average) const {
-  if (IsNumber(value)) return NumberText(value, is_average);
+Kt_WString Kt_CliCellFormat::Text(const Kt_Variant& value, Kt_Aggregate made_by) const {
+  if (IsNumber(value)) return NumberText(value, made_by);
   if (value.GetTag() == kTagDateTime) return DateText(value);
   if (value.IsString()) return kt::cli::WithVisibleControls(value.AsString());
   return kt::cli::WithVisibleControls(Kt_WString::FromUtf8(kt::cli::ValueText(value)));
 }
 
-Kt_WString Kt_CliCellFormat::Padded(const Kt_Variant& value, bool is_average, char16_t pad,
+Kt_WString Kt_CliCellFormat::Padded(const Kt_Variant& value, Kt_Aggregate made_by, char16_t pad,
                                     char16_t point_pad) const {
-  Kt_WString text = Text(value, is_average);
+  Kt_WString text = Text(value, made_by);
   if (!IsNumeric() || !IsNumber(value)) return text;
   kt_long missing = decimals_width_ - (text.GetLength() - PointAt(text));
   if (missing > 0 && PointAt(text) == text.GetLength()) {

@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "classlib/Kt_Variant.h"
+#include "classlib/Kt_Dataset.h"
 
 namespace kt::cli {
 
@@ -30,22 +30,23 @@ class Kt_CliCellFormat {
   // Shows exactly so many decimals; nothing: those that the numbers have.
   void SetDecimals(std::optional<kt_long> decimals) { decimals_ = decimals; }
 
-  // `is_average`: a double of which only the first digits mean something.
-  void Measure(const Kt_Variant& value, bool is_average = false);
+  // `made_by`: what made the value of many others. The last digits of a sum of doubles are those
+  // that adding lost, those of an average say nothing: neither is shown.
+  void Measure(const Kt_Variant& value, Kt_Aggregate made_by = Kt_Aggregate::kNone);
   // Numbers and nothing else was measured.
   bool IsNumeric() const { return has_numbers_ && !has_texts_; }
   // Columns of a terminal that the widest cell takes.
   kt_long Width() const;
 
   // The text of a value: visible controls; a date in the form of the column; a null is empty.
-  Kt_WString Text(const Kt_Variant& value, bool is_average = false) const;
+  Kt_WString Text(const Kt_Variant& value, Kt_Aggregate made_by = Kt_Aggregate::kNone) const;
   // Of a number in a numeric column: with `pad` behind it for the decimals that others have more,
   // and `point_pad` for a point that it has not.
-  Kt_WString Padded(const Kt_Variant& value, bool is_average, char16_t pad,
+  Kt_WString Padded(const Kt_Variant& value, Kt_Aggregate made_by, char16_t pad,
                     char16_t point_pad) const;
 
  private:
-  Kt_WString NumberText(const Kt_Variant& value, bool is_average) const;
+  Kt_WString NumberText(const Kt_Variant& value, Kt_Aggregate made_by) const;
   Kt_WString DateText(const Kt_Variant& value) const;
 
   std::optional<kt_long> decimals_;

@@ -159,7 +159,7 @@ Chart MakeChart(const Kt_CliView& view, std::size_t column, kt_long max_bars,
     Chart::Bar bar{LabelOf(view, row, labels), {}, u"·"};
     if (!value.IsEmpty()) {
       bar.value = value.ToDouble();
-      bar.text = format.Text(value, view.IsAverage(row, column));
+      bar.text = format.Text(value, view.MadeBy(row, column));
     }
     chart.bars.push_back(std::move(bar));
   }

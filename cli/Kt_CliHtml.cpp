@@ -79,15 +79,11 @@ class Page {
       Kt_CliCellFormat& format = columns_[at].format;
       format.SetDecimals(options_.decimals);
       for (kt_long row = 0; row < rows_; ++row) {
-        format.Measure(view_.Cell(row, at), view_.IsAverage(row, at));
+        format.Measure(view_.Cell(row, at), view_.MadeBy(row, at));
       }
-      if (!view_.Total().empty()) format.Measure(view_.Total()[at], IsAverageTotal(at));
+      if (!view_.Total().empty()) format.Measure(view_.Total()[at], view_.Columns()[at].total);
       columns_[at].numeric = format.IsNumeric();
     }
-  }
-
-  bool IsAverageTotal(std::size_t at) const {
-    return view_.Columns()[at].total == Kt_Aggregate::kAvg;
   }
 
   void AddChart() {
@@ -130,7 +126,7 @@ class Page {
                         : std::string("<tr>");
     if (view_.MixesLevels()) out_ += is_subtotal ? fmt::format("<td>Σ{}</td>", level) : "<td></td>";
     for (std::size_t at = 0; at < columns_.size(); ++at) {
-      AddCell(at, view_.Cell(row, at), view_.IsAverage(row, at), view_.IsNull(row, at));
+      AddCell(at, view_.Cell(row, at), view_.MadeBy(row, at), view_.IsNull(row, at));
     }
     out_ += "</tr>\n";
   }
@@ -140,12 +136,12 @@ class Page {
     out_ += "<tfoot>\n<tr>";
     if (view_.MixesLevels()) out_ += "<td>Σ</td>";
     for (std::size_t at = 0; at < columns_.size(); ++at) {
-      AddCell(at, view_.Total()[at], IsAverageTotal(at), false);
+      AddCell(at, view_.Total()[at], view_.Columns()[at].total, false);
     }
     out_ += "</tr>\n</tfoot>\n";
   }
 
-  void AddCell(std::size_t at, const Kt_Variant& value, bool is_average, bool marks_null) {
+  void AddCell(std::size_t at, const Kt_Variant& value, Kt_Aggregate made_by, bool marks_null) {
     const Column& column = columns_[at];
     const char* const attributes = column.numeric ? " class=\"n\"" : "";
     if (value.IsEmpty()) {
@@ -154,7 +150,7 @@ class Page {
       return;
     }
     // Blanks as wide as a digit and as a point keep the points below each other.
-    const Kt_WString text = column.format.Padded(value, is_average, u'\u2007', u'\u2008');
+    const Kt_WString text = column.format.Padded(value, made_by, u'\u2007', u'\u2008');
     out_ += fmt::format("<td{}>{}</td>", attributes, HtmlText(text));
   }
 

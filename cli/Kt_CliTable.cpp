@@ -70,23 +70,19 @@ class Table {
     for (kt_long row = 0; row < shown_rows_; ++row) {
       const Kt_Variant cell = view_.Cell(row, at);
       has_nulls |= cell.IsEmpty();
-      column.format.Measure(cell, view_.IsAverage(row, at));
+      column.format.Measure(cell, view_.MadeBy(row, at));
     }
     const bool is_number_type = shown.type == Kt_ColumnType::kLong ||
                                 shown.type == Kt_ColumnType::kDouble ||
                                 shown.type == Kt_ColumnType::kCurrency;
     const bool has_total = at < view_.Total().size();
-    if (has_total) column.format.Measure(view_.Total()[at], IsAverageTotal(at));
+    if (has_total) column.format.Measure(view_.Total()[at], view_.Columns()[at].total);
     column.right = column.format.IsNumeric() || (is_number_type && column.format.Width() == 0);
     column.whole = column.right || shown.type == Kt_ColumnType::kDateTime;
     column.heading = WithVisibleControls(shown.heading);
     if (options_.types) column.type = kt_columntypenameW(shown.type);
     column.width = std::max({column.format.Width(), kt_displaywidthW(column.heading),
                              kt_displaywidthW(column.type), has_nulls ? kt_long{1} : kt_long{0}});
-  }
-
-  bool IsAverageTotal(std::size_t at) const {
-    return view_.Columns()[at].total == Kt_Aggregate::kAvg;
   }
 
   // The width that a column cannot go below.
@@ -212,8 +208,8 @@ class Table {
     const Kt_Variant value = view_.Cell(row, at);
     if (value.IsEmpty())
       return {view_.IsNull(row, at) ? Kt_WString(kNullMark) : Kt_WString(), kFaint};
-    const bool is_average = view_.IsAverage(row, at);
-    return {columns_[at].format.Padded(value, is_average, u' ', u' '), style};
+    const Kt_Aggregate made_by = view_.MadeBy(row, at);
+    return {columns_[at].format.Padded(value, made_by, u' ', u' '), style};
   }
 
   void PrintRow(kt_long row) {
@@ -237,7 +233,7 @@ class Table {
     AddGutter(u"Σ", kBold);
     for (std::size_t at = 0; at < shown_columns_; ++at) {
       const Kt_WString text =
-          columns_[at].format.Padded(view_.Total()[at], IsAverageTotal(at), u' ', u' ');
+          columns_[at].format.Padded(view_.Total()[at], view_.Columns()[at].total, u' ', u' ');
       AddCell(columns_[at], {text, kBold});
     }
     EndCells();

@@ -122,8 +122,9 @@ bool Kt_CliView::IsNull(kt_long row, std::size_t column) const {
   return std::find(group_keys_.begin(), shown, columns_[column].col) != shown;
 }
 
-bool Kt_CliView::IsAverage(kt_long row, std::size_t column) const {
-  return columns_[column].total == Kt_Aggregate::kAvg && (dataset_.IsPivot() || Level(row) > 0);
+Kt_Aggregate Kt_CliView::MadeBy(kt_long row, std::size_t column) const {
+  const bool is_made = dataset_.IsPivot() || Level(row) > 0;
+  return is_made ? columns_[column].total : Kt_Aggregate::kNone;
 }
 
 std::ptrdiff_t Kt_CliView::FindColumn(std::u16string_view name) const {

@@ -62,8 +62,8 @@ class Kt_CliView {
   // Whether an empty cell is a null, not just nothing to say: a subtotal row has values for its
   // keys and totals only.
   bool IsNull(kt_long row, std::size_t column) const;
-  // Whether the cell was made of many values by an average, whose digits mean little.
-  bool IsAverage(kt_long row, std::size_t column) const;
+  // What made the value of a cell of many others; kNone: it is as it was loaded.
+  Kt_Aggregate MadeBy(kt_long row, std::size_t column) const;
   // The column of that heading or of that dataset column, without regard to case; -1: none.
   std::ptrdiff_t FindColumn(std::u16string_view name) const;
 

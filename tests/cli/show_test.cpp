@@ -333,6 +333,29 @@ TEST(CliCell, DatesOfAColumnHaveOneForm) {
   EXPECT_EQ(times.Width(), 19);
 }
 
+TEST(CliCell, TotalsShowTheDigitsThatMeanSomething) {
+  const struct {
+    double value;
+    Kt_Aggregate made_by;
+    const char16_t* text;
+  } kRows[] = {
+      {29311146.1899999, Kt_Aggregate::kNone, u"29311146.1899999"},
+      {29311146.1899999, Kt_Aggregate::kSum, u"29311146.19"},
+      {-0.1000000000002, Kt_Aggregate::kSum, u"-0.1"},
+      {0.00000012345, Kt_Aggregate::kSum, u"1.2345e-07"},
+      {0.0000125, Kt_Aggregate::kSum, u"0.0000125"},
+      {123456789012.5, Kt_Aggregate::kSum, u"123456789013"},
+      {1e20, Kt_Aggregate::kSum, u"1e+20"},
+      {100 / 3.0, Kt_Aggregate::kAvg, u"33.3333"},
+      {1 / 30000.0, Kt_Aggregate::kAvg, u"0.0000333"},
+      {0, Kt_Aggregate::kAvg, u"0"},
+  };
+  for (const auto& row : kRows) {
+    EXPECT_EQ(Kt_CliCellFormat().Text(row.value, row.made_by).ToUtf8(),
+              Kt_WString(row.text).ToUtf8());
+  }
+}
+
 // ---- Colours and pages ------------------------------------------------------------------------
 
 TEST(CliTable, ColoursStandOutsideOfTheWidths) {
