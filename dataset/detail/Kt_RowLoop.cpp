@@ -82,8 +82,13 @@ RowNumbers RowLoop::PayFor(RowNumbers numbers) {
   return {};
 }
 
+// Rows of a pivot are looked at one by one: whether they count depends on their cells.
+const RowBlock* RowLoop::BlockOf(kt_long row, RowExpr& expr) {
+  return stop_code_ == kOk && !is_logical_pivot_ ? expr.BlockOf(*this, row) : nullptr;
+}
+
 RowNumbers RowLoop::EnterFrom(kt_long row, kt_long end, RowExpr& expr) {
-  const RowBlock* const block = stop_code_ == kOk ? expr.BlockOf(*this, row) : nullptr;
+  const RowBlock* const block = BlockOf(row, expr);
   if (block == nullptr) return {};
   RowNumbers numbers = block->NumbersFrom(row);
   numbers.count = std::min(numbers.count, end - row);
@@ -91,7 +96,7 @@ RowNumbers RowLoop::EnterFrom(kt_long row, kt_long end, RowExpr& expr) {
 }
 
 RowNumbers RowLoop::EnterTo(kt_long row, RowExpr& expr) {
-  const RowBlock* const block = stop_code_ == kOk ? expr.BlockOf(*this, row) : nullptr;
+  const RowBlock* const block = BlockOf(row, expr);
   return block != nullptr ? PayFor(block->NumbersTo(row)) : RowNumbers();
 }
 

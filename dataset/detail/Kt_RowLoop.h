@@ -123,6 +123,7 @@ class RowLoop {
   bool IsThere() const { return handle_.Get() == data_ && hold_.IsValid() && HasDataset(); }
   bool HasDataset() const { return wrapper_->GetDataset() == data_; }
   bool Pay();
+  const RowBlock* BlockOf(kt_long row, RowExpr& expr);
   RowNumbers PayFor(RowNumbers numbers);
   void Place();
   bool NoteChanges();

@@ -158,6 +158,44 @@ TEST_F(Aggregates, Subtotals) {
   });
 }
 
+// Rows A and B, positions 2020 and 2021; B has no cell in 2021.
+TEST_F(Aggregates, OfPivots) {
+  data = MakeDataset(u"p", u"city:string,year:long,n:long\nA,2020,1\nA,2021,2\nB,2020,4\n");
+  data->ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotRow, 0);
+  data->ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotColumn, 1);
+  data->ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, 2, true, Kt_Aggregate::kSum);
+  ASSERT_EQ(data->RecalcPivot(), 1);
+  wrapper.SetDataset(data.get());
+  wrapper.SetRowPosition(0);
+  Expect({
+      {u"p.Count()", "2"},
+      {u"p.Sum('n', 0)", "5.0"},  // of value columns: position, start, count
+      {u"p.Sum('n', 1)", "2.0"},
+      {u"p.Sum('n', 0, 1, 1)", "4.0"},
+      {u"p.SumNF('n', 0, 1, 1)", "4.0"},
+      {u"p.Max('n', 0)", "4"},
+      {u"p.Count('n', 1)", "2"},
+      {u"p.Sum('n + 0', 0, 2, 0)", "5"},  // of anything else: start, count, position
+      {u"p.Sum('n * 10', 0, 2, 1)", "20"},
+      {u"p.CaseCount('1', 0, 2, 1)", "1"},
+      {u"p.CaseCount('1', 0, 2, 1, 1)", "2"},
+      {u"p.CaseSum('n > 1', 'n', 0, 2, 0)", "4"},
+      {u"p.CaseMax(\"city > ''\", 'city', 0, 2, 0)", "'B'"},
+      {u"p.PivotSum('n', 0)", "3.0"},
+      {u"p.PivotSum(2, 1)", "4.0"},
+      {u"p.PivotSum('n', 0, 1)", "2.0"},
+      {u"p.PivotSum('n', 0, 0, 1)", "1.0"},
+      {u"p.PivotSum('n', 0, 7)", "0.0"},
+      {u"p.PivotMax('n', 0)", "2.0"},
+      {u"p.PivotAvg('n', 1)", "4.0"},
+      {u"p.PivotCount('n', 1)", "1"},
+      {u"p.PivotSum('n * 10', 0)", "30"},
+      {u"p.PivotSum('n * 10', 0, 1, 99)", "20"},
+      {u"p.PivotCount('iif(n > 1, n, null)', 0)", "1"},
+      {u"p.PivotMin('n * 10', 0, 5)", "0.0"},
+  });
+}
+
 TEST_F(Aggregates, FaultsAreReportedOncePerLoop) {
   const struct {
     const char16_t* call;

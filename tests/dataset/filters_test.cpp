@@ -114,6 +114,44 @@ TEST_F(Filters, Groups) {
   EXPECT_EQ(data->GetRowCount(), 9);
 }
 
+TEST_F(Filters, LogicalDatasets) {
+  Kt_Dataset view(u"v");
+  view.SetSource(data.get());
+  Kt_ExprDataset shown(&view, &host);
+  host.datasets.push_back(&shown);
+  EXPECT_EQ(Do(u"v.Sum('n * 2')"), "30");
+  Do(u"v.Filter('n > 2')");
+  EXPECT_EQ(ShowRows(view), "3,three,|4,,2|5,five,0");
+  EXPECT_EQ(Do(u"v.Sum('n * 2')"), "24");
+  EXPECT_EQ(Do(u"v.SearchRow('n = 4')"), "1");
+  EXPECT_EQ(Do(u"v.SearchRowNF('n = 2')"), "1");
+  EXPECT_EQ(Do(u"v.UnFilter()"), "2");
+  EXPECT_EQ(data->GetRowCount(), 5);
+  // The filter of the definition comes back when another one goes.
+  view.SetFilterStr(u"n < 5");
+  EXPECT_EQ(Do(u"v.RecalcFilter()"), "-");
+  EXPECT_EQ(view.GetRowCount(), 4);
+  Do(u"v.Filter('n = 5')");
+  EXPECT_EQ(view.GetRowCount(), 1);
+  EXPECT_EQ(Do(u"v.UnFilter()"), "4");
+  EXPECT_EQ(view.GetRowCount(), 4);
+}
+
+TEST_F(Filters, Pivots) {
+  data->ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotRow, 1);
+  data->ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotColumn, 2);
+  data->ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, 0, true, Kt_Aggregate::kSum);
+  ASSERT_EQ(data->RecalcPivot(), 1);
+  const kt_long rows = data->GetRowCount();
+  Do(u"d.Filter(\"name <> 'two'\")");
+  EXPECT_EQ(data->GetRowCount(), rows - 1);
+  Do(u"d.Filter(\"name = 'two'\")");
+  EXPECT_EQ(data->GetRowCount(), 1);
+  Do(u"d.Filter('')");
+  EXPECT_EQ(data->GetRowCount(), rows);
+  EXPECT_EQ(Do(u"d.UnFilter()"), "0");
+}
+
 TEST_F(Filters, Calls) {
   Kt_Variant result = 7.0;
   const Kt_VariantList text = {u"1"};
