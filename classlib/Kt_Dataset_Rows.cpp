@@ -30,7 +30,9 @@ std::optional<RowIndex::Place> Kt_Dataset::PlaceAt(View view, kt_long row) const
 void Kt_Dataset::NoteGone(View view, kt_long row, std::uint8_t flags) {
   ++structure_version_;
   if (!grouped_) return;
+  // Subtotals stay as they are until they are laid anew, but not over nothing.
   if (groups_[view]) groups_[view]->NoteRemoved(row);
+  if (index_->Count(view) == 0) groups_[view].reset();
   DropGroups(flags, view);
 }
 

@@ -109,6 +109,15 @@ TEST(DatasetGroups, EditsShiftThem) {
   EXPECT_EQ(Shown(data).substr(0, 21), "1 2 [1 north a 3 0+2]");
 }
 
+TEST(DatasetGroups, GoWithTheLastRow) {
+  Kt_Dataset data = Sales();
+  EXPECT_EQ(data.DeleteAll(), 6);
+  EXPECT_EQ(data.GetRowCount(), 0);
+  EXPECT_EQ(data.GetRowCountNF(), 0);
+  data.Reset();
+  EXPECT_EQ(Shown(data), Shown(Sales()));
+}
+
 TEST(DatasetGroups, FiltersHideFromTheLastRow) {
   Kt_Dataset data = Sales();
   data.ResetFilIndex();
