@@ -21,8 +21,6 @@ bool Refuse(const char* command, const std::string& what, Streams streams) {
   return false;
 }
 
-std::string Quoted(const std::string& text) { return "'" + text + "'"; }
-
 constexpr const char* kFormats = "(csv, tsv, xml, json, jsonl, ktb)";
 
 bool ParseItems(const std::vector<std::string>& texts, const char* option, bool needs_name,
@@ -50,6 +48,31 @@ bool HasTwice(const std::vector<DataFiles::Item>& items, std::string& name) {
     }
   }
   return false;
+}
+
+bool ParseOptions(const DataArguments& arguments, const char* command, Streams streams,
+                  DataOptions& options) {
+  if (!arguments.format.empty()) options.format = FindDataFormat(arguments.format);
+  if (!arguments.encoding.empty()) options.code_page = FindEncoding(arguments.encoding);
+  if (!arguments.format.empty() && !options.format) {
+    return Refuse(command,
+                  fmt::format("--format: '{}' is no format {}", arguments.format, kFormats),
+                  streams);
+  }
+  return arguments.encoding.empty() || options.code_page ||
+         Refuse(command, fmt::format("--encoding: '{}' is not known", arguments.encoding), streams);
+}
+
+bool HaveFormats(const std::vector<DataFiles::Item>& items, const DataOptions& options,
+                 const char* command, Streams streams) {
+  for (const DataFiles::Item& item : items) {
+    if (options.format || DataFormatOf(item.path)) continue;
+    return Refuse(
+        command,
+        fmt::format("the ending of '{}' names no format {}; --format does", item.path, kFormats),
+        streams);
+  }
+  return true;
 }
 
 bool ContainsWord(const Kt_WString& code, std::u16string_view word) {
@@ -101,31 +124,9 @@ bool ParseDataArguments(const DataArguments& arguments, const char* command, Str
   if (HasTwice(files.data, name)) {
     return Refuse(command, fmt::format("--data: there are two datasets '{}'", name), streams);
   }
-  if (!arguments.format.empty()) {
-    files.load_options.format = FindDataFormat(arguments.format);
-    if (!files.load_options.format) {
-      return Refuse(command,
-                    fmt::format("--format: '{}' is no format {}", arguments.format, kFormats),
-                    streams);
-    }
-  }
-  if (!arguments.encoding.empty()) {
-    files.load_options.code_page = FindEncoding(arguments.encoding);
-    if (!files.load_options.code_page) {
-      return Refuse(command, fmt::format("--encoding: '{}' is not known", arguments.encoding),
-                    streams);
-    }
-  }
-  for (const auto* const items : {&files.data, &files.save}) {
-    for (const DataFiles::Item& item : *items) {
-      if (files.load_options.format || DataFormatOf(item.path)) continue;
-      return Refuse(command,
-                    fmt::format("the ending of {} names no format {}; --format does",
-                                Quoted(item.path), kFormats),
-                    streams);
-    }
-  }
-  return true;
+  return ParseOptions(arguments, command, streams, files.load_options) &&
+         HaveFormats(files.data, files.load_options, command, streams) &&
+         HaveFormats(files.save, files.load_options, command, streams);
 }
 
 bool LoadDataInto(const DataFiles::Item& item, const DataOptions& options, bool verbose,

@@ -73,7 +73,9 @@ void CheckFailure(std::string_view text, const DataReport& report, const Kt_Data
   Check(report.error_line >= 1 && report.error_column >= 1, "and where");
   Check(report.error_column <= static_cast<std::int64_t>(text.size()) + 1, "inside the text");
   Check(dataset.GetRowCount() == 1 && dataset.GetColCount() == 1, "it changes nothing");
-  Check(IsFaultOfShape(report) || !nlohmann::json::accept(text), "JSON is taken for JSON");
+  // The other parser takes a zero for the end.
+  if (IsFaultOfShape(report) || text.find('\0') != text.npos) return;
+  Check(!nlohmann::json::accept(text), "JSON is taken for JSON");
 }
 
 }  // namespace
@@ -82,7 +84,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const std::string_view text(reinterpret_cast<const char*>(data), size);
   // UTF-16 is another reader's work.
   if (text.starts_with("\xFF\xFE") || text.starts_with("\xFE\xFF")) return 0;
-  // Few rows in many columns would spend the time in memory.
   Kt_Dataset dataset;
   dataset.AddColumn(u"kept");
   dataset.AppendRow();
