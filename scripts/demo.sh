@@ -24,7 +24,11 @@ step() {
   printf '\n==== %s\n$' "$1"
   shift
   for word; do
-    if [[ $word =~ ^[A-Za-z0-9_./=:,-]+$ ]]; then printf ' %s' "$word"; else printf " '%s'" "$word"; fi
+    case $word in
+      *\'*) printf ' "%s"' "$word" ;;
+      *[!A-Za-z0-9_./=:,-]*) printf " '%s'" "$word" ;;
+      *) printf ' %s' "$word" ;;
+    esac
   done
   printf '\n'
   "$@"
