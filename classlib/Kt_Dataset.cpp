@@ -15,6 +15,16 @@ constexpr int kMaxChain = 16;
 
 }  // namespace
 
+const char16_t* kt_rowtypetextW(kt_long type) {
+  switch (type) {
+    case kRowTypeInsert: return u"insert";
+    case kRowTypeUpdate: return u"update";
+    case kRowTypeDelete: return u"delete";
+    case kRowTypeLogical: return u"logical";
+    default: return u"normal";
+  }
+}
+
 Kt_DatasetHandle::Kt_DatasetHandle(Kt_Dataset* dataset)
     : life_(dataset != nullptr ? dataset->life_.Hold(dataset) : nullptr) {}
 
@@ -41,6 +51,7 @@ bool Kt_Dataset::IsLogicalColumn(kt_long col) const {
 }
 
 kt_long Kt_Dataset::AddColumnRow(Column column) {
+  if (IsEvaluating()) return -1;
   if (column.id.IsEmpty() || GetColIndex(column.id) >= 0) return -1;
   if (GetColCount() >= kMaxDatasetColumns) return -1;
   return kt::detail::RefuseOnFailure([&] {
@@ -142,6 +153,7 @@ kt_long Kt_Dataset::GetConstIndex(std::u16string_view id) const {
 }
 
 kt_long Kt_Dataset::AddConstColumn(const Kt_WString& id, const Kt_Variant& value) {
+  if (IsEvaluating()) return -1;
   if (id.IsEmpty() || GetConstIndex(id) >= 0 || GetConstCount() >= kMaxDatasetColumns) return -1;
   return kt::detail::RefuseOnFailure([&] {
     constants_.push_back({id, value.Target()});
@@ -164,6 +176,7 @@ const Kt_Variant& Kt_Dataset::GetConstColumn(std::u16string_view id) const {
 }
 
 kt_long Kt_Dataset::SetConstColumn(kt_long constant, const Kt_Variant& value) {
+  if (IsEvaluating()) return -1;
   if (constant < 0 || constant >= GetConstCount()) return -1;
   constants_[static_cast<std::size_t>(constant)].value = value.Target();
   return 1;

@@ -43,6 +43,8 @@ inline constexpr kt_long kRowTypeInsert = 2;
 inline constexpr kt_long kRowTypeUpdate = 4;
 inline constexpr kt_long kRowTypeDelete = 8;
 inline constexpr kt_long kRowTypeLogical = 16;
+// "insert", "update", "delete", "logical"; "normal" for every other number.
+KT_CLASS_API const char16_t* kt_rowtypetextW(kt_long type);
 
 // What a load made of its rows. Lists hold the first kMaxListed; the counts count all.
 struct KT_CLASS_API Kt_LoadReport {
@@ -73,8 +75,10 @@ struct Kt_CsvOptions {
 class KT_CLASS_API Kt_ColumnEvaluator {
  public:
   virtual ~Kt_ColumnEvaluator() = default;
+  // False when what it needs has gone, so that another one may take its place.
+  virtual bool IsAlive() const { return true; }
   // The value of `expression` in a row; `filtered` says which of the two row numberings `row`
-  // counts in. False gives an empty cell. Must not change the dataset.
+  // counts in. False gives an empty cell. The dataset refuses all changes meanwhile.
   virtual bool EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool filtered,
                               const Kt_WString& expression, Kt_Variant& result) = 0;
 };
@@ -153,8 +157,11 @@ class KT_CLASS_API Kt_Dataset {
   // then read and written through this one, or an expression for the evaluator (read-only).
   kt_long AddLogicalColumn(const Kt_WString& id, const Kt_WString& map,
                            std::u16string_view type = {}, kt_long size = 0);
-  // Borrowed; null for none. Copies of the dataset have none.
-  void SetEvaluator(Kt_ColumnEvaluator* evaluator) { evaluator_.pointer = evaluator; }
+  // Null for none. Copies of the dataset have none.
+  void SetEvaluator(std::shared_ptr<Kt_ColumnEvaluator> evaluator) {
+    evaluator_.pointer = std::move(evaluator);
+  }
+  const std::shared_ptr<Kt_ColumnEvaluator>& GetEvaluator() const { return evaluator_.pointer; }
 
   // Constants: one value for the whole dataset. Index or id; outside: -1, empty.
   kt_long AddConstColumn(const Kt_WString& id, const Kt_Variant& value = {});
@@ -512,7 +519,7 @@ class KT_CLASS_API Kt_Dataset {
     Evaluator() = default;
     Evaluator(const Evaluator&) {}
     Evaluator& operator=(const Evaluator&) { return *this; }
-    Kt_ColumnEvaluator* pointer = nullptr;
+    std::shared_ptr<Kt_ColumnEvaluator> pointer;
     int depth = 0;
   };
   struct Scratch {
@@ -600,6 +607,8 @@ class KT_CLASS_API Kt_Dataset {
   kt_long SourceRowOf(Slot slot) const;
   Kt_Variant ReadSlot(Slot slot, kt_long col) const;
 
+  // An expression runs for a cell; loops over rows and columns may be on the way.
+  bool IsEvaluating() const { return evaluator_.depth > 0; }
   bool HasCol(kt_long col) const { return col >= 0 && col < GetColCount(); }
   kt_long AddColumnRow(Column column);
   void ResolveLogicalColumn(Column& column);

@@ -41,12 +41,12 @@ Kt_Variant Kt_Dataset::ReadSubtotal(View view, kt_long row, kt_long col, kt_long
 Kt_Variant Kt_Dataset::ReadExpression(View view, kt_long row, const Column& column) const {
   if (evaluator_.pointer == nullptr || evaluator_.depth >= kMaxEvaluationDepth) return {};
   // Copies: the evaluator runs code that we do not know.
+  const std::shared_ptr<Kt_ColumnEvaluator> evaluator = evaluator_.pointer;
   const Kt_WString expression = column.map;
   const Kt_Column converter(column.type);
   Kt_Variant value;
   ++evaluator_.depth;
-  const bool found =
-      evaluator_.pointer->EvaluateColumn(*this, row, view == ActiveView(), expression, value);
+  const bool found = evaluator->EvaluateColumn(*this, row, view == ActiveView(), expression, value);
   --evaluator_.depth;
   return found ? converter.Converted(value) : Kt_Variant();
 }
@@ -96,6 +96,7 @@ bool Kt_Dataset::WouldChange(kt_long row, kt_long col, const Kt_Variant& value) 
 }
 
 kt_long Kt_Dataset::WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value) {
+  if (IsEvaluating()) return -1;
   const auto slot = RecordAt(view, row);
   if (!slot || IsPivot()) return -1;
   return RefuseOnFailure([&] { return WriteSlot(*slot, col, value); });

@@ -22,6 +22,7 @@ kt_long Kt_Dataset::RowType(View view, kt_long row) const {
 }
 
 kt_long Kt_Dataset::SetRowType(kt_long row, kt_long type) {
+  if (IsEvaluating()) return -1;
   const auto slot = RecordAt(ActiveView(), row);
   if (!slot || !IsPhysical()) return -1;
   if (type != kRowTypeNormal && type != kRowTypeInsert && type != kRowTypeUpdate) return -1;
@@ -92,6 +93,7 @@ Kt_Variant Kt_Dataset::GetDelColumn(kt_long index, kt_long col) const {
 // ---- Taking over and back ---------------------------------------------------------------------
 
 void Kt_Dataset::ApplyChange() {
+  if (IsEvaluating()) return;
   if (!GetUpdate()) return;
   const PlainRows plain(*this);
   RefuseOnFailure([&] {
@@ -112,6 +114,7 @@ void Kt_Dataset::RestoreFirstValues(Slot slot) {
 }
 
 void Kt_Dataset::Reset() {
+  if (IsEvaluating()) return;
   if (!GetUpdate()) return;
   const PlainRows plain(*this);
   RefuseOnFailure([&] {
@@ -129,6 +132,7 @@ void Kt_Dataset::Reset() {
 }
 
 void Kt_Dataset::SetUpdate(bool changed) {
+  if (IsEvaluating()) return;
   if (!changed) return ApplyChange();
   if (ShowsSource()) return;
   const PlainRows plain(*this);

@@ -32,6 +32,7 @@ void Kt_Dataset::DropArrangement() {
 }
 
 kt_long Kt_Dataset::Assign(const Kt_Dataset& source) {
+  if (IsEvaluating()) return -1;
   if (&source == this) return GetRowCount();
   if (source.ShowsSource() && IsShownBy(source)) return -1;
   return RefuseOnFailure([&] {
@@ -43,6 +44,7 @@ kt_long Kt_Dataset::Assign(const Kt_Dataset& source) {
 }
 
 kt_long Kt_Dataset::Copy(const Kt_Dataset& source) {
+  if (IsEvaluating()) return -1;
   if (&source == this) return GetRowCount();
   return RefuseOnFailure([&] {
     if (!source.IsPhysical()) return Copy(source.AsTable(kAllRows));
@@ -53,6 +55,7 @@ kt_long Kt_Dataset::Copy(const Kt_Dataset& source) {
 }
 
 kt_long Kt_Dataset::CopyF(const Kt_Dataset& source) {
+  if (IsEvaluating()) return -1;
   return RefuseOnFailure([&]() -> kt_long {
     if (!source.IsPhysical()) return CopyF(source.AsTable(source.ActiveView()));
     LoadedTable table = source.ShownRows();
@@ -95,6 +98,7 @@ void Kt_Dataset::CopyCells(kt_long row, const Kt_Dataset& source, kt_long source
 }
 
 kt_long Kt_Dataset::AppendDataset(const Kt_Dataset& source) {
+  if (IsEvaluating()) return -1;
   if (!IsPhysical()) return -1;
   if (&source == this) return AppendDataset(Kt_Dataset(source));
   return RefuseOnFailure([&]() -> kt_long {
@@ -127,6 +131,7 @@ std::u16string Kt_Dataset::KeyText(kt_long row, const std::vector<kt_long>& cols
 }
 
 kt_long Kt_Dataset::Merge(const Kt_Dataset& source) {
+  if (IsEvaluating()) return -1;
   if (!IsPhysical()) return -1;
   if (&source == this) return 0;
   if (!source.IsPhysical()) {

@@ -8,6 +8,7 @@
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
 kt_long Kt_Dataset::HideRow(View view, std::uint8_t filter, kt_long row) {
+  if (IsEvaluating()) return -1;
   const auto place = PlaceAt(view, row);
   if (!place) return -1;
   return RefuseOnFailure([&] {
@@ -19,6 +20,7 @@ kt_long Kt_Dataset::HideRow(View view, std::uint8_t filter, kt_long row) {
 }
 
 void Kt_Dataset::ShowAll(std::uint8_t filter, bool on) {
+  if (IsEvaluating()) return;
   RefuseOnFailure([&] {
     index_.Write().ChangeAll(0, filter);
     DropGroups(filter);
@@ -41,6 +43,7 @@ kt_long Kt_Dataset::LocFilter(kt_long row) {
 void Kt_Dataset::UnFilter() { ShowAll(kRowMainHidden, false); }
 void Kt_Dataset::LocUnFilter() { ShowAll(kRowLocalHidden, false); }
 void Kt_Dataset::ResetRecIndex() {
+  if (IsEvaluating()) return;
   if (!ShowsSource() || IsPivot()) return ShowAll(kRowMainHidden, true);
   RefuseOnFailure([&] {
     TakeSourceRows(true);

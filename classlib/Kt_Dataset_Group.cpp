@@ -12,6 +12,7 @@ using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and 
 
 kt_long Kt_Dataset::ModifyKeyStat(Kt_KeyCall call, Kt_KeyType type, kt_long col, bool ascending,
                                   Kt_Aggregate subtotal) {
+  if (IsEvaluating()) return -1;
   if (call > Kt_KeyCall::kClear || type > Kt_KeyType::kPivotValue ||
       subtotal > Kt_Aggregate::kCount) {
     return -1;
@@ -72,6 +73,7 @@ bool Kt_Dataset::IsGroupKey(const Key& key) const {
 // ---- Subtotals --------------------------------------------------------------------------------
 
 void Kt_Dataset::RecalcGroup() {
+  if (IsEvaluating()) return;
   if (ShowsSource() && !IsPivot()) {
     RefuseOnFailure([&] {
       TakeSourceRows(false);
@@ -88,6 +90,7 @@ void Kt_Dataset::RecalcGroup() {
 }
 
 void Kt_Dataset::SetReverseSubSumStat(bool reverse) {
+  if (IsEvaluating()) return;
   reverse_subtotals_ = reverse;
   DropGroups();
   ++structure_version_;

@@ -12,6 +12,7 @@ using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and 
 
 // Works on a copy, which shares everything that is not replaced.
 kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
+  if (IsEvaluating()) return -1;
   if (!clear && !IsPhysical()) return -1;
   return RefuseOnFailure([&]() -> kt_long {
     Kt_Dataset next(*this);

@@ -56,6 +56,7 @@ void Kt_Dataset::EnterPivot(std::shared_ptr<const Kt_Pivot> pivot) {
 }
 
 kt_long Kt_Dataset::RecalcPivot() {
+  if (IsEvaluating()) return -1;
   LeavePivot();
   return RefuseOnFailure([&]() -> kt_long {
     if (ShowsSource()) TakeSourceRows(false);

@@ -73,6 +73,7 @@ void Kt_Dataset::FreeSlot(Slot slot) {
 // ---- New rows ---------------------------------------------------------------------------------
 
 kt_long Kt_Dataset::InsertSlots(kt_long row, kt_long count) {
+  if (IsEvaluating()) return -1;
   return RefuseOnFailure([&]() -> kt_long {
     std::vector<Slot> slots;
     if (!NewSlots(count, slots)) return -1;
@@ -128,6 +129,7 @@ void Kt_Dataset::DeleteShown(kt_long row, RowIndex::Place place) {
 }
 
 kt_long Kt_Dataset::DeleteRow(kt_long row) {
+  if (IsEvaluating()) return -1;
   const auto place = PlaceAt(ActiveView(), row);
   if (!place || !IsPhysical()) return -1;
   return RefuseOnFailure([&] {
@@ -139,6 +141,7 @@ kt_long Kt_Dataset::DeleteRow(kt_long row) {
 // From the last row to the first, so that the rows still to come keep their numbers.
 template <class Keep>
 kt_long Kt_Dataset::DeleteWhere(Keep keep) {
+  if (IsEvaluating()) return -1;
   if (!IsPhysical()) return -1;
   return RefuseOnFailure([&] {
     kt_long deleted = 0;
@@ -175,6 +178,7 @@ void Kt_Dataset::RemoveEntries(std::uint8_t flags) {
 // ---- Order ------------------------------------------------------------------------------------
 
 kt_long Kt_Dataset::MoveRow(kt_long from, kt_long to) {
+  if (IsEvaluating()) return -1;
   const auto place = PlaceAt(ActiveView(), from);
   if (!place || !PlaceAt(ActiveView(), to) || IsPivot()) return -1;
   if (from == to) return 1;
@@ -192,6 +196,7 @@ kt_long Kt_Dataset::MoveRow(kt_long from, kt_long to) {
 }
 
 kt_long Kt_Dataset::ExchangeRow(kt_long a, kt_long b) {
+  if (IsEvaluating()) return -1;
   const auto first = PlaceAt(ActiveView(), a);
   const auto second = PlaceAt(ActiveView(), b);
   if (!first || !second || IsPivot()) return -1;
@@ -204,6 +209,7 @@ kt_long Kt_Dataset::ExchangeRow(kt_long a, kt_long b) {
 }
 
 void Kt_Dataset::ClearData() {
+  if (IsEvaluating()) return;
   LeavePivot();
   history_.Restart();
   for (Column& column : columns_) {
@@ -220,6 +226,7 @@ void Kt_Dataset::ClearData() {
 }
 
 void Kt_Dataset::Clear() {
+  if (IsEvaluating()) return;
   ClearData();
   columns_.clear();
   names_ = {};
@@ -228,6 +235,7 @@ void Kt_Dataset::Clear() {
 }
 
 void Kt_Dataset::ClearAll() {
+  if (IsEvaluating()) return;
   Clear();
   constants_.clear();
 }

@@ -140,6 +140,7 @@ kt_long Kt_Dataset::SortRows(const std::vector<SortKey>& keys, bool nulls_last) 
 
 kt_long Kt_Dataset::Sort(std::u16string_view list, bool ascending, bool nulls_last,
                          bool group_keys) {
+  if (IsEvaluating()) return -1;
   if (IsPivot()) return -1;
   return RefuseOnFailure([&]() -> kt_long {
     std::vector<SortKey> keys;

@@ -72,6 +72,7 @@ bool Kt_Dataset::IsGone(Slot slot) const {
 }
 
 kt_long Kt_Dataset::SetSource(Kt_Dataset* source) {
+  if (IsEvaluating()) return -1;
   if (source != nullptr && IsShownBy(*source)) return -1;
   Clear();
   source_ = {};

@@ -42,16 +42,7 @@ constexpr _EXPR_SIMPLEPROP_INFO kKeywords[] = {
     {u"rowtype",         kHandler<&Self::KeyRowType>,       nullptr, 0, u""},
 };
 // clang-format on
-
-const char16_t* TypeText(kt_long type) {
-  switch (type) {
-    case kRowTypeInsert: return u"insert";
-    case kRowTypeUpdate: return u"update";
-    case kRowTypeDelete: return u"delete";
-    case kRowTypeLogical: return u"logical";
-    default: return u"normal";
-  }
-}
+static_assert(IsSortedByName(kKeywords));
 
 kt_long Give(kt_long value, Kt_Variant& result) {
   result = value;
@@ -115,7 +106,8 @@ kt_long Kt_DatasetCtx::KeyRowType(const Kt_VariantList*, Kt_Variant& result) {
     return kOk;
   }
   const int row = GetRowIdx();
-  result = TypeText(IsOriginalRow() != 0 ? dataset->GetOrgBuffType(row) : dataset->GetRowType(row));
+  result = kt_rowtypetextW(IsOriginalRow() != 0 ? dataset->GetOrgBuffType(row)
+                                                : dataset->GetRowType(row));
   return kOk;
 }
 

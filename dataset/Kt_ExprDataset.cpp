@@ -7,6 +7,7 @@
 #include <new>
 
 #include "dataset/Kt_ExprDatasetObject.h"
+#include "dataset/detail/Kt_ColumnExprs.h"
 #include "dataset/detail/Kt_EventCall.h"
 
 namespace {
@@ -42,6 +43,7 @@ Kt_ExprDataset::Kt_ExprDataset(Kt_Dataset* dataset, Kt_ExprObject* parent)
     : Kt_ExprObject(parent), dataset_(dataset) {
   SetContainer(parent);
   guards_.fill(true);
+  if (dataset != nullptr) kt::detail::ColumnExprs::Attach(*dataset, parent);
 }
 
 Kt_ExprDataset::~Kt_ExprDataset() = default;
@@ -52,6 +54,7 @@ void Kt_ExprDataset::FreeWithMemory(Kt_ExprDataset* memory) { memory->~Kt_ExprDa
 void Kt_ExprDataset::SetDataset(Kt_Dataset* dataset) {
   dataset_ = Kt_DatasetHandle(dataset);
   ResetCursor();
+  if (dataset != nullptr) kt::detail::ColumnExprs::Attach(*dataset, GetParentCtx());
 }
 
 void Kt_ExprDataset::Rebind(Kt_Dataset* dataset, Kt_ExprObject* parent) {

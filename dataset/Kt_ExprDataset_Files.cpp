@@ -41,6 +41,7 @@ kt_long CallSave(Kt_ExprDataset& wrapper, const Kt_VariantList* args, const char
   }
   Kt_Dataset copy(call.Data());
   copy.SetId(id);
+  copy.SetEvaluator(call.Data().GetEvaluator());
   save(call, copy);
   return kOk;
 }

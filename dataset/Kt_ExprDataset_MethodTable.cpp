@@ -303,27 +303,8 @@ constexpr _EXPR_OBJMETHOD_INFO kMethodRows[] = {
 };
 // clang-format on
 
-constexpr char16_t Folded(char16_t unit) {
-  return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
-}
-
-// As the look-up compares; the names are ASCII.
-constexpr bool IsBefore(std::u16string_view a, std::u16string_view b) {
-  for (std::size_t at = 0; at < a.size() && at < b.size(); ++at) {
-    if (Folded(a[at]) != Folded(b[at])) return Folded(a[at]) < Folded(b[at]);
-  }
-  return a.size() < b.size();
-}
-
-consteval bool IsSorted() {
-  for (std::size_t row = 1; row < std::size(kMethodRows); ++row) {
-    if (!IsBefore(kMethodRows[row - 1].name, kMethodRows[row].name)) return false;
-  }
-  return true;
-}
-
 static_assert(std::size(kMethodRows) == 137);
-static_assert(IsSorted());
+static_assert(IsSortedByName(kMethodRows));
 
 }  // namespace
 

@@ -11,7 +11,7 @@ namespace {
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
 using kt::Kt_FuncArgs;
 
-// Positions [start, end); both -1: all plain ones.
+// Positions [start, end), of which the plain ones count; both -1: all.
 struct Positions {
   kt_long start = -1;
   kt_long end = -1;
@@ -21,7 +21,7 @@ Positions ReadPositions(const Kt_Dataset& dataset, const Kt_FuncArgs& in) {
   const kt_long start = in.Integer(2, -1);
   const kt_long count = in.Integer(3, -1);
   if (start < 0) return {};
-  const kt_long all = dataset.GetPivotTableColCount();
+  const kt_long all = dataset.GetPivotColCount();
   if (start >= all) return {start, start};
   return {start, count < 0 ? all : start + std::min(count, all - start)};
 }
@@ -52,7 +52,7 @@ bool IsLeftOut(Kt_Aggregate what, const Kt_Variant& value) {
 
 kt_long TotalOfExpression(Kt_ExprDataset& wrapper, Kt_Aggregate what, const Kt_FuncArgs& in,
                           Kt_Variant& result) {
-  const kt_long all = wrapper.GetDataset()->GetPivotTableColCount();
+  const kt_long all = wrapper.GetDataset()->GetPivotColCount();
   const kt_long start = std::max(in.Integer(2, 0), 0);
   kt_long count = in.Integer(3, -1);
   if (count < 0 || count > all - start) count = all - start;
@@ -62,6 +62,7 @@ kt_long TotalOfExpression(Kt_ExprDataset& wrapper, Kt_Aggregate what, const Kt_F
   Tally tally(what);
   Kt_Variant value;
   for (kt_long position = start; position < start + count; ++position) {
+    if (loop.GetDataset().GetPivotColLevel(position) > 0) continue;
     if (!loop.EnterPosition(position)) break;
     const bool goes_on = loop.Evaluate(expr, value);
     if (!IsLeftOut(what, value)) tally.Add(value);

@@ -9,22 +9,12 @@ namespace {
 using kt::detail::AnswerCall;
 using kt::detail::MethodCall;
 
-Kt_WString TypeText(kt_long type) {
-  switch (type) {
-    case kRowTypeInsert: return u"insert";
-    case kRowTypeUpdate: return u"update";
-    case kRowTypeDelete: return u"delete";
-    case kRowTypeLogical: return u"logical";
-    default: return u"normal";
-  }
-}
-
 // A row type by number or by the text that GetRowType gives; 0 for any other text.
 kt_long TypeArgument(const MethodCall& call, kt_long arg) {
   if (!call.Value(arg).IsString()) return call.Integer(arg);
   const Kt_WString text = call.Text(arg);
   for (const kt_long type : {kRowTypeNormal, kRowTypeInsert, kRowTypeUpdate, kRowTypeDelete}) {
-    if (text.EqualsNoCase(TypeText(type))) return type;
+    if (text.EqualsNoCase(kt_rowtypetextW(type))) return type;
   }
   return text.ToInteger();
 }
@@ -36,14 +26,18 @@ kt_long TypeArgument(const MethodCall& call, kt_long arg) {
 kt_long Kt_ExprDataset::CallGetRowType(const Kt_VariantList* args, Kt_Variant& result) {
   return AnswerCall(
       *this, args, 1, result,
-      [](const MethodCall& call) { return TypeText(call.Data().GetRowType(call.Integer(0))); },
+      [](const MethodCall& call) {
+        return kt_rowtypetextW(call.Data().GetRowType(call.Integer(0)));
+      },
       u"GetRowType()");
 }
 
 kt_long Kt_ExprDataset::CallGetRowTypeNF(const Kt_VariantList* args, Kt_Variant& result) {
   return AnswerCall(
       *this, args, 1, result,
-      [](const MethodCall& call) { return TypeText(call.Data().GetRowTypeNF(call.Integer(0))); },
+      [](const MethodCall& call) {
+        return kt_rowtypetextW(call.Data().GetRowTypeNF(call.Integer(0)));
+      },
       u"GetRowTypeNF()");
 }
 
@@ -92,7 +86,9 @@ kt_long Kt_ExprDataset::CallGetOrgBuffCount(const Kt_VariantList* args, Kt_Varia
 kt_long Kt_ExprDataset::CallGetOrgBuffType(const Kt_VariantList* args, Kt_Variant& result) {
   return AnswerCall(
       *this, args, 1, result,
-      [](const MethodCall& call) { return TypeText(call.Data().GetOrgBuffType(call.Integer(0))); },
+      [](const MethodCall& call) {
+        return kt_rowtypetextW(call.Data().GetOrgBuffType(call.Integer(0)));
+      },
       u"GetOrgBuffType()");
 }
 

@@ -18,7 +18,6 @@ constexpr int kMaxListNesting = 100;
 // Longer operands are shown cut.
 constexpr std::size_t kMaxShown = 40;
 
-bool IsOpener(std::int16_t code) { return code == kOpParen || code == kOpBracket; }
 bool IsOperator(std::int16_t code) { return GetOpClass(code) == 3 && !IsOpener(code); }
 
 // The records from the start of an operator's left operand to the end of its right one.

@@ -54,6 +54,12 @@ KT_EXPR_OPS(KT_EXPR_OP_CONSTANT)
 // The class digit of a code (1, 3, 4 or 7) and the precedence of an operator.
 constexpr int GetOpClass(std::int16_t code) { return code >> 12; }
 constexpr int GetOpPrecedence(std::int16_t code) { return code & 15; }
+constexpr bool IsOpener(std::int16_t code) { return code == kOpParen || code == kOpBracket; }
+// Operators that stand in front of their operand. Signs are among them when nothing stands before.
+constexpr bool IsPrefix(std::int16_t code) {
+  return code == kOpNot || code == kOpPreInc || code == kOpPreDec || code == kOpAdd ||
+         code == kOpSub;
+}
 // The text of a code for dumps; "?" for an unknown one.
 KT_SCRIPT_API const char* GetOpText(std::int16_t code);
 

@@ -76,6 +76,24 @@ struct _EXPR_EXTAPI_INFO {
   const char16_t* help;
 };
 
+// Whether a table is sorted as the look-ups below want it; for static_assert. The names are ASCII.
+template <class Row, std::size_t kRows>
+consteval bool IsSortedByName(const Row (&table)[kRows]) {
+  constexpr auto fold = [](char16_t unit) -> char16_t {
+    return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
+  };
+  for (std::size_t row = 1; row < kRows; ++row) {
+    const char16_t* before = table[row - 1].name;
+    const char16_t* after = table[row].name;
+    while (*before != 0 && fold(*before) == fold(*after)) {
+      ++before;
+      ++after;
+    }
+    if (fold(*before) >= fold(*after)) return false;
+  }
+  return true;
+}
+
 // The handler / the index of the row whose name equals `name` without regard to case; null / a
 // negative number when there is none. The table must be sorted and hold at least one row (a null
 // table is allowed except for simple properties). Bisection; takes no lock.

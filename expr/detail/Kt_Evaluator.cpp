@@ -21,14 +21,6 @@ Kt_Getter BuiltinOf(const Kt_ExprOp& op) {
 // Values of Kt_ExprStackObj::GetObjStat.
 constexpr std::int16_t kArgsClosed = 1;  // the argument list of a call has ended
 
-bool IsOpener(std::int16_t code) { return code == kOpParen || code == kOpBracket; }
-
-// Operators that stand in front of their operand. Signs are among them when nothing stands before.
-bool IsPrefix(std::int16_t code) {
-  return code == kOpNot || code == kOpPreInc || code == kOpPreDec || code == kOpAdd ||
-         code == kOpSub;
-}
-
 bool IsCallable(std::int16_t kind) {
   return kind == EXPR_OBJ_SCRIPTFUNC || kind == EXPR_OBJ_INTFUNC || kind == EXPR_OBJ_ARGREF ||
          kind == EXPR_OBJ_METHOD || kind == EXPR_OBJ_EXTAPI;

@@ -10,14 +10,8 @@ namespace {
 using CodeOperand::kConstBase;
 using CodeOperand::kNameBase;
 
-bool IsOpener(std::int16_t code) { return code == kOpParen || code == kOpBracket; }
 bool IsName(std::uint16_t operand) { return operand >= kNameBase; }
 bool IsConst(std::uint16_t operand) { return operand >= kConstBase && operand < kNameBase; }
-
-bool IsPrefix(std::int16_t code) {
-  return code == kOpNot || code == kOpPreInc || code == kOpPreDec || code == kOpAdd ||
-         code == kOpSub;
-}
 
 bool FindBinary(std::int16_t code, CodeOp& op) {
   switch (code) {

@@ -103,8 +103,7 @@ TEST(DatasetColumns, LogicalColumns) {
   EXPECT_EQ(Cells(data, 0), "40,30,20,10");
   EXPECT_EQ(Cells(data, 3), ",,,");  // nobody evaluates yet
   EXPECT_EQ(data.SetColumn(0, 3, 1), -1);
-  Doubler doubler;
-  data.SetEvaluator(&doubler);
+  data.SetEvaluator(std::make_shared<Doubler>());
   EXPECT_EQ(Cells(data, 3), "80,60,40,20");
   EXPECT_EQ(Cells(data, 4), ",,,");
   EXPECT_EQ(Cells(data, 5), ",,,");

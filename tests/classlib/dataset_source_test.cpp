@@ -411,13 +411,12 @@ class Doubler : public Kt_ColumnEvaluator {
 TEST(Source, ExpressionsAndFiles) {
   Kt_Dataset source;
   source.LoadCSV(kPeople);
-  Doubler doubler;
-  source.SetEvaluator(&doubler);
+  source.SetEvaluator(std::make_shared<Doubler>());
   source.AddLogicalColumn(u"twice", u"team * 2", u"long");
   source.Sort(u"name:d");
   Kt_Dataset logical;
   logical.SetSource(&source);
-  logical.SetEvaluator(&doubler);
+  logical.SetEvaluator(std::make_shared<Doubler>());
   logical.AddLogicalColumn(u"own", u"team * 2", u"long");
   logical.Sort(u"name");
   logical.Filter(0);

@@ -196,6 +196,27 @@ TEST_F(Aggregates, OfPivots) {
   });
 }
 
+// With two column keys a subtotal position stands behind 2020's: it is not counted twice.
+TEST_F(Aggregates, OfPivotsWithSubtotalPositions) {
+  data = MakeDataset(u"p",
+                     u"city:string,year:long,half:long,n:long\n"
+                     u"A,2020,1,1\nA,2020,2,2\nA,2021,1,4\n");
+  data->ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotRow, 0);
+  data->ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotColumn, 1);
+  data->ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotColumn, 2);
+  data->ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, 3, true, Kt_Aggregate::kSum);
+  ASSERT_EQ(data->RecalcPivot(), 1);
+  ASSERT_EQ(data->GetPivotColCount(), 5);
+  wrapper.SetDataset(data.get());
+  wrapper.SetRowPosition(0);
+  Expect({
+      {u"p.PivotSum('n', 0)", "7.0"},
+      {u"p.PivotSum('n * 10', 0)", "70"},
+      {u"p.PivotSum('n', 0, 1)", "6.0"},
+      {u"p.PivotSum('n * 10', 0, 1)", "60"},
+  });
+}
+
 TEST_F(Aggregates, FaultsAreReportedOncePerLoop) {
   const struct {
     const char16_t* call;
