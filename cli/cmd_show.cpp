@@ -75,7 +75,7 @@ class Show {
   int Run() {
     DataOptions data_options;
     if (!ReadDataOptions(data_options)) return kCommandFault;
-    if (!Load(data_options)) return kScriptFault;
+    if (const int loaded = Load(data_options); loaded != kFine) return loaded;
     Kt_CliView view(dataset_);
     const int status = Arrange(options_.arrangement, dataset_, view, report_);
     if (status != kFine) return status;
@@ -128,7 +128,7 @@ class Show {
     return true;
   }
 
-  bool Load(const DataOptions& data_options) {
+  int Load(const DataOptions& data_options) {
     dataset_.SetId(Kt_WString::FromUtf8(std::filesystem::path(options_.file).stem().string()));
     DataReport data_report;
     bool loaded = false;
@@ -138,7 +138,8 @@ class Show {
     }
     streams_.messages << (loaded ? DescribeLoad(options_.file, data_report, false)
                                  : DescribeError(options_.file, data_report) + "\n");
-    return loaded;
+    if (loaded) return kFine;
+    return data_report.no_access ? kCommandFault : kScriptFault;
   }
 
   bool FindChartColumn(const Kt_CliView& view) {

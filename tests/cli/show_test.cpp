@@ -293,6 +293,8 @@ TEST(CliShow, SeparatorsAndTablesWithoutHeader) {
 }
 
 TEST(CliShow, NothingToShow) {
+  EXPECT_EQ(Kt({"show", "no/such.csv"}).status, 2);
+  EXPECT_EQ(Show("", {}).status, 1);
   EXPECT_EQ(Show("a,b\n", {}).out, "a  b\n─  ─\n");
   EXPECT_EQ(Show("a,b\n", {"--group", "a", "--sum", "b", "--totals-only"}).status, 0);
   EXPECT_EQ(Show("a,b\n", {"--pivot", "a:b:b"}).status, 2);
