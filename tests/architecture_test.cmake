@@ -16,8 +16,9 @@ set(allowed_dataset classlib expr object script dataset)
 foreach(folder ${outside_folders})
   set(allowed_${folder} ${library_folders} ${folder})
 endforeach()
-# Scripts made at random, and the host that they run in, serve a test and a fuzz target.
-list(APPEND allowed_fuzz tests)
+# Scripts made at random, and the host that they run in, serve a test and a fuzz target. JSON files
+# are read by the program, so their target is built on it.
+list(APPEND allowed_fuzz tests cli)
 
 # The evaluator calls script functions and objects run them; only bodies know the two classes.
 set(script_classes_for_bodies script/Kt_Script.h script/Kt_ScriptFunc.h)
