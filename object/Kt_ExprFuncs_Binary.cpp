@@ -7,8 +7,8 @@
 #include "object/detail/Kt_CodePageArg.h"
 #include "object/detail/Kt_FuncAnswers.h"
 
-using kt::detail::CodePageArg;
 using kt::Kt_FuncArgs;
+using kt::detail::CodePageArg;
 using kt::detail::TextTooLong;
 
 namespace kt::detail {

@@ -8,8 +8,8 @@
 #include "object/detail/Kt_DateArg.h"
 #include "object/detail/Kt_FuncAnswers.h"
 
-using kt::detail::Kt_DateArg;
 using kt::Kt_FuncArgs;
+using kt::detail::Kt_DateArg;
 
 namespace {
 

@@ -48,9 +48,8 @@ void RunSnippets(const std::string& page, std::size_t at_least) {
   const std::vector<Snippet> snippets = ReadSnippets(KT_PROJECT_DIR "/" + page);
   ASSERT_GE(snippets.size(), at_least);
   for (const Snippet& snippet : snippets) {
-    EXPECT_EQ(Output(snippet), snippet.expected)
-        << page << " line " << snippet.line << ":\n"
-        << snippet.text;
+    EXPECT_EQ(Output(snippet), snippet.expected) << page << " line " << snippet.line << ":\n"
+                                                 << snippet.text;
   }
 }
 

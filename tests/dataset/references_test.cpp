@@ -45,10 +45,11 @@ TEST_F(References, InExpressions) {
     const char16_t* text;
     const char* wanted;
   } rows[] = {
-      {u"d[1]['n'].sum", "2"}, {u"d[1].n.value", "2"},      {u"d[1].count", "2"},    {u"d[1].level", "0"},        {u"d[1].rowlevel", "0"},
-      {u"d[1][1].max", "2"},   {u"d['n'].sum", "6"},        {u"d['N'].COUNT", "3"},
-      {u"d['n'][2].min", "3"}, {u"d['n'].avg", "2.0"},      {u"d['k'].max", "'b'"},
-      {u"d[2].k.count", "1"},  {u"d[1].value", "['a', 2]"},
+      {u"d[1]['n'].sum", "2"},     {u"d[1].n.value", "2"},  {u"d[1].count", "2"},
+      {u"d[1].level", "0"},        {u"d[1].rowlevel", "0"}, {u"d[1][1].max", "2"},
+      {u"d['n'].sum", "6"},        {u"d['N'].COUNT", "3"},  {u"d['n'][2].min", "3"},
+      {u"d['n'].avg", "2.0"},      {u"d['k'].max", "'b'"},  {u"d[2].k.count", "1"},
+      {u"d[1].value", "['a', 2]"},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(Eval(&host, row.text), row.wanted) << Kt_WString(row.text).ToUtf8();
