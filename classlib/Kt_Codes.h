@@ -23,8 +23,8 @@
   X(kErrSort,            0x83B01109, u"dataset %1 cannot be sorted by '%2'")                       \
   /* variable, key */                                                                              \
   X(kErrBadItemKey,      0x83B01525, u"%1 has no item '%2'")                                       \
-  /* what failed */                                                                                \
-  X(kErrDataset,         0x83B01530, u"dataset: %1")                                               \
+  /* method */                                                                                      \
+  X(kErrDataset,         0x83B01530, u"%1 is refused on a logical dataset")                                               \
   /* operation */                                                                                  \
   X(kErrEntryInUse,      0x83B03103, u"'%1' cannot follow a value")                                \
   /* variable */                                                                                   \

@@ -3,34 +3,35 @@
 
 #include <fmt/format.h>
 
+#include <array>
+#include <utility>
+
 #include "classlib/Kt_Codes.h"
 #include "cli/Kt_CliHost.h"
 #include "dataset/Kt_ExprDataset.h"
 
 namespace {
 
-// A dataset as scripts of kt see it. Members that fail only give a code, which a statement may
-// drop; a person at the terminal wants to know. So members are called by name, through here, and a
-// code that nobody has reported is reported with its place.
+// A dataset as scripts of kt see it. Members that fail only give a code; a person at the terminal
+// wants to know which one failed and where. So all calls come through here, and a code that nobody
+// has reported is reported with its place.
 class CliWrapper : public Kt_ExprDataset {
  public:
   CliWrapper(Kt_Dataset* dataset, Kt_CliHost& host) : Kt_ExprDataset(dataset, &host), host_(host) {}
 
-  int GetMethodInfo(const Kt_WString& name, Kt_Getter& call) override {
-    const int known = Kt_ExprDataset::GetMethodInfo(name, call);
-    call = nullptr;
-    return known;
-  }
+  int GetMethodInfo(const Kt_WString& name, Kt_Getter& call) override;
   kt_long CallMethod(const Kt_WString& name, const Kt_VariantList* args,
                      Kt_Variant& result) override {
-    const kt_long errors = host_.GetErrorCount();
-    const Kt_WString id = GetID();
+    const Kt_Getter method = GetDSetMethodFunc(name.GetText());
+    if (method != nullptr) return CallReported(method, name, args, result);
     const kt_long code = Kt_ExprDataset::CallMethod(name, args, result);
-    // The script may have ended the wrapper from inside; the host outlives it.
-    if (code != kOk && host_.GetErrorCount() == errors) {
-      return Silent(code, GetDSetMethodFunc(name.GetText()) != nullptr, id, name, "()");
-    }
-    return code;
+    return code == kOk ? code : Silent(host_, code, false, GetID(), name, "()");
+  }
+  // The method in a row of the table, as evaluations bind it.
+  template <std::size_t kRow>
+  kt_long CallRow(const Kt_VariantList* args, Kt_Variant& result) {
+    const _EXPR_OBJMETHOD_INFO& row = GetDSetMethodMap()[kRow];
+    return CallReported(row.method, row.name, args, result);
   }
   kt_long GetProperty(const Kt_WString& name, const Kt_VariantList* args,
                       Kt_Variant& result) override {
@@ -42,31 +43,55 @@ class CliWrapper : public Kt_ExprDataset {
   }
 
  private:
+  kt_long CallReported(Kt_Getter method, const Kt_WString& name, const Kt_VariantList* args,
+                       Kt_Variant& result) {
+    Kt_CliHost& host = host_;  // the script may end the wrapper from inside; the host outlives it
+    const kt_long errors = host.GetErrorCount();
+    const Kt_WString id = GetID();
+    const kt_long code = (this->*method)(args, result);
+    const bool is_silent = code != kOk && host.GetErrorCount() == errors;
+    return is_silent ? Silent(host, code, true, id, name, "()") : code;
+  }
+
   kt_long AfterProperty(kt_long code, const Kt_WString& name) {
     if (code == kOk || GetDataset() == nullptr) return code;
-    return Silent(code, GetDSetPropFuncInfo(name.GetText()) != nullptr, GetID(), name, "");
+    return Silent(host_, code, GetDSetPropFuncInfo(name.GetText()) != nullptr, GetID(), name, "");
   }
 
   // A run that has to stop says why itself.
-  kt_long Silent(kt_long code, bool is_known, const Kt_WString& id, const Kt_WString& name,
-                 const char* brackets) {
+  static kt_long Silent(Kt_CliHost& host, kt_long code, bool is_known, const Kt_WString& id,
+                        const Kt_WString& name, const char* brackets) {
     if (code == kErrStepBudget || code == kErrDeadline || code == kErrCancelled || code == kAbort ||
         code == kErrTooDeep) {
       return code;
     }
     const std::string member = name.ToUtf8() + brackets;
     if (!is_known) {
-      host_.Fail(fmt::format("dataset '{}' has no {}", id.ToUtf8(), member));
+      host.Fail(fmt::format("dataset '{}' has no {}", id.ToUtf8(), member));
     } else if (code == kErrBadArgument) {
-      host_.Fail(fmt::format("{} of dataset '{}': too few arguments", member, id.ToUtf8()));
+      host.Fail(fmt::format("{} of dataset '{}': too few arguments", member, id.ToUtf8()));
     } else {
-      host_.Fail(fmt::format("{} of dataset '{}' failed", member, id.ToUtf8()));
+      host.Fail(fmt::format("{} of dataset '{}' failed", member, id.ToUtf8()));
     }
     return code;
   }
 
   Kt_CliHost& host_;
 };
+
+template <std::size_t... kRows>
+constexpr std::array<Kt_Getter, sizeof...(kRows)> MakeRowCalls(std::index_sequence<kRows...>) {
+  return {kHandler<&CliWrapper::CallRow<kRows>>...};
+}
+constexpr std::size_t kMethodCount = 137;
+constexpr auto kRowCalls = MakeRowCalls(std::make_index_sequence<kMethodCount>());
+
+int CliWrapper::GetMethodInfo(const Kt_WString& name, Kt_Getter& call) {
+  const int row = FindObjMethodFuncIdx(GetDSetMethodMap(), GetDSetMethodCount(), name.GetText());
+  if (row < 0 || static_cast<std::size_t>(row) >= kMethodCount) return 0;
+  call = kRowCalls[static_cast<std::size_t>(row)];
+  return 1;
+}
 
 // The items of a list with commas between, without blanks around them.
 std::vector<Kt_WString> SplitList(const Kt_WString& list) {

@@ -462,7 +462,9 @@ TEST_F(Methods, HandlersChangeWhatIsWorkedOn) {
       u"orders.UnFilter()",
       u"orders.SetConstColumn('c', 2)",
   };
-  for (const auto& [deed_name, deed] : deeds) {
+  for (const auto& row : deeds) {
+    const auto& deed_name = row.first;
+    const auto& deed = row.second;
     for (const char16_t* const call : kCalls) {
       // The n-th event of the call does it, until the call has no n-th event.
       for (int event = 0; event < 8; ++event) {
