@@ -265,6 +265,8 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   int AddRow(int row, bool always_report);
   Kt_ExprDataset* SourceFor(const Kt_Dataset& dataset) const;
   int WriteCell(const Cell& cell, const Write& write);
+  int WriteObject(const Cell& cell, const Write& write);
+  int WriteValue(const Cell& cell, const Write& write);
   int WriteAsked(Kt_Dataset& dataset, const Cell& cell, const Write& write);
   int StoreCell(Kt_Dataset& dataset, const Cell& cell, const Write& write);
   int WriteConstant(Kt_Dataset& dataset, kt_long constant, const Kt_Variant& value);

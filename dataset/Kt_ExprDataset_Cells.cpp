@@ -5,6 +5,7 @@
 #include "classlib/Kt_VarInline.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "dataset/detail/Kt_EventCall.h"
+#include "object/Kt_ExprStackObj.h"
 
 using kt::detail::RowsSeen;
 
@@ -70,6 +71,15 @@ Kt_Result Refusal(const Kt_WString& column, int row, const Kt_Variant& old_value
 }
 
 int Done(kt_long code) { return code > 0 ? 1 : -1; }
+
+// What an object is stored as, asked before the store is in the middle of anything: the value of
+// its default property, else its text; a variant column takes the object itself.
+Kt_Variant StoredValue(const Kt_Variant& object, bool is_any_kind) {
+  const Kt_Variant held(object);
+  Kt_Variant value;
+  if (!kt::detail::ReadDefaultProp(held, value)) value = held;
+  return value.IsObject() && !is_any_kind ? Kt_Variant(value.ToString()) : value;
+}
 
 }  // namespace
 
@@ -144,9 +154,22 @@ int Kt_ExprDataset::SetColumnNF(int row, const Kt_WString& id, const Kt_Variant&
   return SetColumnNF(row, FindColumn(id), value);
 }
 
+int Kt_ExprDataset::WriteObject(const Cell& cell, const Write& write) {
+  const bool is_any_kind = GetDataset()->GetColType(cell.col) == Kt_ColumnType::kVariant;
+  const Kt_ObjectHolder self(nullptr, this);
+  const Kt_Variant value = StoredValue(write.value.Target(), is_any_kind);
+  if (self.GetObject() == nullptr || GetDataset() == nullptr) return -1;
+  return WriteValue(cell, {value, write.component, write.pivot_index});
+}
+
 int Kt_ExprDataset::WriteCell(const Cell& cell, const Write& write) {
+  if (GetDataset() == nullptr) return -1;
+  if (KT_UNLIKELY(write.value.Target().IsObject())) return WriteObject(cell, write);
+  return WriteValue(cell, write);
+}
+
+int Kt_ExprDataset::WriteValue(const Cell& cell, const Write& write) {
   Kt_Dataset* const dataset = GetDataset();
-  if (dataset == nullptr) return -1;
   if (events_on_ == 0 && SourceFor(*dataset) == nullptr) {
     return Done(cell.Store(*dataset, write.value));
   }

@@ -647,4 +647,25 @@ TEST(DatasetWrapperList, SourcesFormNoRing) {
   EXPECT_EQ(b.GetLogicalSource(), nullptr);
 }
 
+// An object is asked for its value before the store writes; it may take everything away.
+TEST(Wrapper, ObjectsAreWrittenAsTheirValue) {
+  Fruit fruit;
+  kt::test::TestThing& thing = *fruit.host.thing;
+  thing.default_prop = u"size";
+  const Kt_Variant object(Kt_ObjectHolder(nullptr, &thing));
+  EXPECT_EQ(fruit.wrapper->SetColumn(0, u"n", object), 1);
+  EXPECT_EQ(fruit.data->ReadColumn(0, 0).ToInteger(), 4);
+  thing.default_prop = nullptr;
+  EXPECT_EQ(fruit.wrapper->SetColumn(0, u"name", object), 1);
+  EXPECT_EQ(fruit.data->ReadColumn(0, 1).ToString(), u"text of thing");
+  thing.default_prop = u"size";
+  thing.on_access = [&] { fruit.data.reset(); };
+  EXPECT_EQ(fruit.wrapper->SetColumn(0, u"n", object), -1);
+  thing.on_access = [&] { fruit.wrapper.reset(); };
+  fruit.data = MakeDataset(u"fruit", u"n:long\n1\n");
+  fruit.wrapper->SetDataset(fruit.data.get());
+  EXPECT_EQ(fruit.wrapper->SetColumn(0, u"n", object), -1);
+  EXPECT_EQ(fruit.data->ReadColumn(0, 0).ToInteger(), 1);
+}
+
 }  // namespace
