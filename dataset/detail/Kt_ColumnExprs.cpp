@@ -60,6 +60,8 @@ void ColumnExprs::Forget() {
 
 bool ColumnExprs::EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool filtered,
                                  const Kt_WString& expression, Kt_Variant& result) {
+  // Also for what ends at once: aggregates over columns that need each other ask very often.
+  if (kt::ChargeRun(1) != kOk) return false;
   // Filters are switched, not changed: every loop on the way goes on where it was.
   const FiltersOff all_rows(const_cast<Kt_Dataset&>(dataset), !filtered);
   Column& column = Find(expression);
@@ -78,7 +80,6 @@ bool ColumnExprs::EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool fi
 
 kt_long ColumnExprs::Compute(Column& column, const Kt_Dataset& dataset, kt_long row,
                              Kt_Variant& result) {
-  if (const kt_long code = kt::ChargeRun(1)) return code;
   Kt_ExprObject* const parent = Kt_ExprObject::From(context_.GetObject());
   RowContext context(parent, nullptr, const_cast<Kt_Dataset*>(&dataset), nullptr, nullptr);
   context.SetRowPosition(row, row, 0, row);
