@@ -188,12 +188,12 @@ class Host : public Kt_ExprObject {
     for (const Table* const table : {&a_, &b_}) {
       if (table->wrapper == nullptr) continue;
       const int rows = table->wrapper->GetRowCount();
-      const int position = table->wrapper->GetRowPosition();
-      Check(position >= -1 && position < std::max(rows, 1), "the position is inside the rows");
       if (table->data == nullptr) {
-        Check(rows == 0, "no dataset, no rows");
+        Check(rows == 0, "no dataset, no rows");  // the position stays where it was
         continue;
       }
+      const int position = table->wrapper->GetRowPosition();
+      Check(position >= -1 && position < std::max(rows, 1), "the position is inside the rows");
       const Kt_Dataset& data = *table->data;
       Check(rows == data.GetRowCount(), "the wrapper shows the rows of its dataset");
       if (data.IsPhysical() && !kt::fuzz::IsLarge(data)) kt::fuzz::CheckStates(data);
