@@ -240,7 +240,14 @@ class Arranger {
                        [col](const NamedColumn& column) { return column.col == col; });
   }
 
-  // "ROWS:COLUMNS:VALUES[:KIND]". A ":d" belongs to the key in front of it.
+  // A ":d" of a list belongs to the key in front of it, unless there is a column of that name.
+  bool IsDirection(const Kt_WString& part) const {
+    const std::u16string_view head = part.View().substr(0, part.View().find(u','));
+    const Kt_WString name(head);
+    return (name.EqualsNoCase(u"d") || name.EqualsNoCase(u"a")) && dataset_.GetColIndex(head) < 0;
+  }
+
+  // "ROWS:COLUMNS:VALUES[:KIND]".
   bool ReadPivot() {
     if (wanted_.pivot.empty()) return true;
     if (!totals_.empty() || wanted_.totals_only) {
@@ -248,9 +255,7 @@ class Arranger {
     }
     std::vector<std::string> parts;
     for (const Kt_WString& part : Split(wanted_.pivot, u":")) {
-      const bool is_direction = part.EqualsNoCase(u"d") || part.EqualsNoCase(u"a") ||
-                                part.View().starts_with(u"d,") || part.View().starts_with(u"a,");
-      if (is_direction && !parts.empty()) {
+      if (!parts.empty() && IsDirection(part)) {
         parts.back() += ":" + part.ToUtf8();
       } else {
         parts.push_back(part.ToUtf8());
