@@ -105,6 +105,11 @@ int Kt_ExprDataset::RowLimit() const {
   return original_row_ != 0 ? dataset->GetOrgBuffCount() : dataset->GetRowCount();
 }
 
+void Kt_ExprDataset::KeepPositionInside() {
+  const int row_count = GetRowCount();
+  if (row_position_ >= row_count) StorePosition(row_count - 1);
+}
+
 void Kt_ExprDataset::StorePosition(int position) {
   row_position_ = position;
   if (!cursor_follows_) return;

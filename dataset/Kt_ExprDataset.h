@@ -144,6 +144,9 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   void SetPivotColPosition(int position);
   void SetCurPivotCol(int col, int original, int col_index);
   void SetPivotColIdx(int col_index);
+  // Takes a position that lies behind the rows to the last one, without asking: after rows have
+  // gone from view by other ways than this wrapper's.
+  void KeepPositionInside();
   // Puts the position to the first row after rows came, went or changed places, and tells
   // OnLoadCompleted. After filters a refusal to leave the position does not count. False when the
   // wrapper itself has gone meanwhile.

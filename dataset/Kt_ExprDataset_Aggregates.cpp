@@ -72,7 +72,7 @@ Kt_Variant TotalOfColumn(const Kt_Dataset& dataset, Kt_Aggregate what, Rows rows
 
 kt_long TotalOfExpression(Kt_ExprDataset& wrapper, Kt_Aggregate what, Rows rows,
                           const Kt_WString& text, const RowRange& range, Kt_Variant& result) {
-  const FiltersOff filters(*wrapper.GetDataset(), rows == Rows::kAll);
+  const FiltersOff filters(wrapper, rows == Rows::kAll);
   RowLoop loop(wrapper, RowLoop::kKeep, range.pivot_index);
   RowExpr expr(text);
   Tally tally(what);

@@ -96,7 +96,7 @@ kt_long CaseTotal(Kt_ExprDataset& wrapper, Kt_Aggregate what, Rows rows, const K
       ReadRange(*dataset, rows, in, expressions, expressions + 1, expressions + 2);
   if (range.IsEmpty()) return kOk;
   const Kt_WString value_text = expressions > 1 ? in.Text(1) : Kt_WString();
-  const FiltersOff filters(*dataset, rows == Rows::kAll);
+  const FiltersOff filters(wrapper, rows == Rows::kAll);
   const bool count_nulls = in.Integer(expressions + 3) != 0;
   return CaseLoop(wrapper, what, in.Text(0), value_text, range, count_nulls).Run(result);
 }

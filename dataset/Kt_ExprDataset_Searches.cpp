@@ -39,7 +39,7 @@ kt_long Search(Kt_ExprDataset& wrapper, Rows rows, const Kt_VariantList* args, K
   Kt_Dataset* const dataset = wrapper.GetDataset();
   const Kt_FuncArgs in(args);
   if (dataset == nullptr || !in.Has(0)) return kOk;
-  const FiltersOff filters(*dataset, rows == Rows::kAll);
+  const FiltersOff filters(wrapper, rows == Rows::kAll);
   const kt_long all = dataset->GetRowCount();
   const kt_long end = rows == Rows::kAll ? all : std::min(in.Integer(2, all), all);
   const kt_long start = std::max(in.Integer(1, 0), 0);

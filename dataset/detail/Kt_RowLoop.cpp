@@ -45,6 +45,9 @@ FiltersOff::~FiltersOff() {
   if (dataset == nullptr) return;
   if (had_filter_) dataset->SetFilterStat(true);
   if (had_local_filter_) dataset->SetLocFilterStat(true);
+  if (Kt_Object* const wrapper = wrapper_.GetObject()) {
+    static_cast<Kt_ExprDataset*>(Kt_ExprObject::From(wrapper))->KeepPositionInside();
+  }
 }
 
 RowLoop::RowLoop(Kt_ExprDataset& wrapper, CurrentRow current_row, kt_long pivot_index)

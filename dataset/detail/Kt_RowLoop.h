@@ -15,12 +15,19 @@ class FiltersOff {
  public:
   // Does nothing when `is_wanted` is false, so that one body serves both forms of a method.
   FiltersOff(Kt_Dataset& dataset, bool is_wanted);
+  // Also brings the position back to the rows that are shown then: what runs meanwhile may move it.
+  // REQUIRES: the wrapper has a dataset.
+  FiltersOff(Kt_ExprDataset& wrapper, bool is_wanted)
+      : FiltersOff(*wrapper.GetDataset(), is_wanted) {
+    wrapper_.Set(nullptr, &wrapper);
+  }
   FiltersOff(const FiltersOff&) = delete;
   FiltersOff& operator=(const FiltersOff&) = delete;
   ~FiltersOff();
 
  private:
   Kt_DatasetHandle dataset_;
+  Kt_ObjectHolder wrapper_;
   bool had_filter_;
   bool had_local_filter_;
 };
