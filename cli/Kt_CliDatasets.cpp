@@ -83,6 +83,7 @@ template <std::size_t... kRows>
 constexpr std::array<Kt_Getter, sizeof...(kRows)> MakeRowCalls(std::index_sequence<kRows...>) {
   return {kHandler<&CliWrapper::CallRow<kRows>>...};
 }
+// As many as the table has rows; one that it gains is called by name until this follows.
 constexpr std::size_t kMethodCount = 137;
 constexpr auto kRowCalls = MakeRowCalls(std::make_index_sequence<kMethodCount>());
 

@@ -95,7 +95,7 @@ constexpr char16_t kRules[] =
     u"  large.Filter('qty * price > 20');\n"
     u"  large.row = 0;\n"
     u"  large.price = 9;\n"  // goes to the orders, with their events
-    u"  return large[0].item.value + ' ' + large[1].item.value;\n"
+    u"  return large[0].item + ' ' + large[1].item;\n"
     u"}\n"
     u"function grow() { large.AddRow(); }\n";  // refused: a view takes no rows
 
