@@ -25,11 +25,7 @@ void CheckComesBack(const Kt_Dataset& data) {
   Kt_Dataset from_xml(data.GetId());
   Check(from_xml.LoadDataXml(text) == data.GetRowCountNF(), "all rows come back from XML");
   kt::fuzz::CheckSameStates(data, from_xml);
-
-  Kt_Dataset reset(data);
-  reset.Reset();
-  back.Reset();
-  kt::fuzz::CheckSameStates(reset, back);
+  kt::fuzz::CheckSameAfterReset(data, back);
 }
 
 }  // namespace

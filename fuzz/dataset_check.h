@@ -98,6 +98,13 @@ inline void CheckSameStates(const Kt_Dataset& a, const Kt_Dataset& b) {
   }
 }
 
+// What Reset makes of both: deleted rows are remembered with their places.
+inline void CheckSameAfterReset(Kt_Dataset a, Kt_Dataset b) {
+  a.Reset();
+  b.Reset();
+  CheckSameStates(a, b);
+}
+
 // Every row has one of the three states, and the buffer holds the updated and the deleted ones.
 inline void CheckStates(const Kt_Dataset& data) {
   kt_long updated = 0;
