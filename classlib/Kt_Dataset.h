@@ -10,6 +10,7 @@
 
 #include "classlib/Kt_Column.h"
 #include "classlib/Kt_DatasetHandle.h"
+#include "classlib/Kt_LoadReport.h"
 #include "classlib/detail/Kt_ChangeBuffer.h"
 #include "classlib/detail/Kt_CopyOnWrite.h"
 #include "classlib/detail/Kt_GroupView.h"
@@ -45,31 +46,6 @@ inline constexpr kt_long kRowTypeDelete = 8;
 inline constexpr kt_long kRowTypeLogical = 16;
 // "insert", "update", "delete", "logical"; "normal" for every other number.
 KT_CLASS_API const char16_t* kt_rowtypetextW(kt_long type);
-
-// What a load made of its rows. Lists hold the first kMaxListed; the counts count all.
-struct KT_CLASS_API Kt_LoadReport {
-  static constexpr std::size_t kMaxListed = 1000;
-  struct Row {
-    std::int64_t line;  // in which the row begins, from 1
-    Kt_WString reason;
-  };
-  struct Cell {
-    std::int64_t line;
-    Kt_WString column;
-  };
-  kt_long rows_read = 0;  // now in the dataset
-  kt_long rows_rejected = 0;
-  kt_long cells_not_converted = 0;  // the cell is null, or the number that its text starts with
-  std::vector<Row> rejected;
-  std::vector<Cell> not_converted;
-  Kt_WString error;  // why nothing was loaded; empty when something was
-};
-
-struct Kt_CsvOptions {
-  char16_t separator = u',';
-  bool header = true;  // the first row holds the column ids; otherwise they are column1, column2...
-  bool clear = true;   // replaces the rows; otherwise appends
-};
 
 // Computes the cells of logical columns whose map is an expression; the engine implements it.
 class KT_CLASS_API Kt_ColumnEvaluator {

@@ -268,7 +268,7 @@ class CsvLoader {
   void Reject(std::int64_t line, const char16_t* reason) {
     ++report_.rows_rejected;
     if (report_.rejected.size() < Kt_LoadReport::kMaxListed) {
-      report_.rejected.push_back({line, reason});
+      report_.rejected.push_back({line, reason, {}});
     }
   }
 
@@ -358,7 +358,7 @@ class CsvLoader {
   void NotConverted(std::size_t col, std::int64_t line) {
     ++report_.cells_not_converted;
     if (report_.not_converted.size() < Kt_LoadReport::kMaxListed) {
-      report_.not_converted.push_back({line, columns_[col].id});
+      report_.not_converted.push_back({line, columns_[col].id, {}});
     }
   }
 

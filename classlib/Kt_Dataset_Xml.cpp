@@ -334,7 +334,7 @@ class XmlReader {
     ++report_.cells_not_converted;
     // Lines are counted from the start of the text, so only the listed cells are given one.
     if (report_.not_converted.size() < kMaxPlaced) {
-      report_.not_converted.push_back({scanner_.Line(), column});
+      report_.not_converted.push_back({scanner_.Line(), column, {}});
     }
   }
 

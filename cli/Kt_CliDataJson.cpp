@@ -342,14 +342,14 @@ class JsonLoader {
   void Reject(std::size_t offset, const char16_t* reason) {
     ++report_.rows.rows_rejected;
     if (report_.rows.rejected.size() < Kt_LoadReport::kMaxListed) {
-      report_.rows.rejected.push_back({RowLine(offset), reason});
+      report_.rows.rejected.push_back({RowLine(offset), reason, {}});
     }
   }
 
   void NotConverted(std::size_t offset, const Kt_WString& id) {
     ++report_.rows.cells_not_converted;
     if (report_.rows.not_converted.size() < Kt_LoadReport::kMaxListed) {
-      report_.rows.not_converted.push_back({RowLine(offset), id});
+      report_.rows.not_converted.push_back({RowLine(offset), id, {}});
     }
   }
 
