@@ -95,12 +95,12 @@ bool LoadJsonText(std::string_view bytes, const DataOptions& options, Kt_Dataset
   const bool lines = *options.format == DataFormat::kJsonLines;
   std::size_t mark = 0;
   if (EncodingOf(bytes, options.code_page, mark) == kCodePageUtf8) {
-    return LoadJson(bytes.substr(mark), lines, dataset, report);
+    return LoadJson(bytes.substr(mark), lines, {}, dataset, report);
   }
   Kt_WString text;
   std::string reason;
   if (!DecodeText(bytes, options.code_page, text, report, reason)) return Fail(reason, report);
-  return LoadJson(text.ToUtf8(), lines, dataset, report);
+  return LoadJson(text.ToUtf8(), lines, {}, dataset, report);
 }
 
 bool LoadBinary(std::string_view bytes, Kt_Dataset& dataset, DataReport& report) {

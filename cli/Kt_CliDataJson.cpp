@@ -390,7 +390,8 @@ bool AppendRow(const Kt_Dataset& dataset, kt_long row, const std::vector<std::st
 
 }  // namespace
 
-bool LoadJson(std::string_view text, bool lines, Kt_Dataset& dataset, DataReport& report) {
+bool LoadJson(std::string_view text, bool lines, [[maybe_unused]] const Kt_CsvOptions& options,
+              Kt_Dataset& dataset, DataReport& report) {
   Kt_Dataset next(dataset);
   next.ClearData();
   if (!JsonLoader(text, lines, dataset, report).Load(next)) return false;

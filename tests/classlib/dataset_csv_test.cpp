@@ -89,8 +89,8 @@ const Row kRows[] = {
 
 std::string Rejected(const Kt_LoadReport& report) {
   std::string out;
-  for (const auto& [line, reason] : report.rejected) {
-    out += std::to_string(line) + " " + reason.ToUtf8() + ";";
+  for (const Kt_LoadReport::Row& row : report.rejected) {
+    out += std::to_string(row.line) + " " + row.reason.ToUtf8() + ";";
   }
   return out;
 }
