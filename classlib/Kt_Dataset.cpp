@@ -145,18 +145,13 @@ Kt_Column& Kt_Dataset::WriteCells(kt_long stored_col) {
 
 // ---- Constants --------------------------------------------------------------------------------
 
-kt_long Kt_Dataset::GetConstIndex(std::u16string_view id) const {
-  for (std::size_t constant = 0; constant < constants_.size(); ++constant) {
-    if (constants_[constant].id.EqualsNoCase(id)) return static_cast<kt_long>(constant);
-  }
-  return -1;
-}
+kt_long Kt_Dataset::GetConstIndex(std::u16string_view id) const { return constants_.Find(id); }
 
 kt_long Kt_Dataset::AddConstColumn(const Kt_WString& id, const Kt_Variant& value) {
   if (IsEvaluating()) return -1;
   if (id.IsEmpty() || GetConstIndex(id) >= 0 || GetConstCount() >= kMaxDatasetColumns) return -1;
   return kt::detail::RefuseOnFailure([&] {
-    constants_.push_back({id, value.Target()});
+    constants_.Add(id, value.Target());
     return GetConstCount() - 1;
   });
 }
@@ -178,7 +173,7 @@ const Kt_Variant& Kt_Dataset::GetConstColumn(std::u16string_view id) const {
 kt_long Kt_Dataset::SetConstColumn(kt_long constant, const Kt_Variant& value) {
   if (IsEvaluating()) return -1;
   if (constant < 0 || constant >= GetConstCount()) return -1;
-  constants_[static_cast<std::size_t>(constant)].value = value.Target();
+  constants_.Set(static_cast<std::size_t>(constant), value.Target());
   return 1;
 }
 

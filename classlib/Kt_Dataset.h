@@ -12,6 +12,7 @@
 #include "classlib/Kt_DatasetHandle.h"
 #include "classlib/Kt_LoadReport.h"
 #include "classlib/detail/Kt_ChangeBuffer.h"
+#include "classlib/detail/Kt_ConstantList.h"
 #include "classlib/detail/Kt_CopyOnWrite.h"
 #include "classlib/detail/Kt_GroupView.h"
 #include "classlib/detail/Kt_NameMap.h"
@@ -491,10 +492,6 @@ class KT_CLASS_API Kt_Dataset {
     kt_long source_col = -1;             // the source's column that it stands for, -1: none
     std::shared_ptr<Kt_Column> cells{};  // shared between copies; null for a logical column
   };
-  struct Constant {
-    Kt_WString id;
-    Kt_Variant value;
-  };
   // Not part of the value: copies start with none.
   struct Evaluator {
     Evaluator() = default;
@@ -715,7 +712,7 @@ class KT_CLASS_API Kt_Dataset {
 
   Kt_WString id_;
   std::vector<Column> columns_;
-  std::vector<Constant> constants_;
+  kt::detail::ConstantList constants_;
   kt::detail::CopyOnWrite<kt::detail::NameMap> names_;  // ids of columns_
   kt::detail::CopyOnWrite<RowIndex> index_;
   kt::detail::CopyOnWrite<kt::detail::ChangeBuffer> changes_;

@@ -7,6 +7,7 @@
 #include "classlib/Kt_Dataset.h"
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"
+#include "classlib/detail/Kt_TextHash.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -150,7 +151,7 @@ kt_long Kt_Dataset::Merge(const Kt_Dataset& source) {
   if (own_keys.empty()) return AppendDataset(source);
   return RefuseOnFailure([&]() -> kt_long {
     const auto cols = SharedColumns(source);
-    std::unordered_map<std::u16string, kt_long> rows;
+    std::unordered_map<std::u16string, kt_long, TextHasher> rows;
     for (kt_long row = 0; row < GetRowCount(); ++row) {
       if (GetRowLevel(row) == 0) rows.emplace(KeyText(row, own_keys), row);
     }

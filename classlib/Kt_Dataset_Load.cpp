@@ -161,7 +161,7 @@ LoadedTable Kt_Dataset::TableToSave(View view, bool changed_only) const {
   LoadedTable table;
   table.id = id_;
   table.has_column_info = true;
-  for (const Constant& constant : constants_) {
+  for (const auto& constant : constants_) {
     table.constants.emplace_back(constant.id, constant.value);
   }
   const std::vector<Slot> slots = RowsToSave(view, changed_only, true);

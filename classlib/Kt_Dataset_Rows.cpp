@@ -237,7 +237,7 @@ void Kt_Dataset::Clear() {
 void Kt_Dataset::ClearAll() {
   if (IsEvaluating()) return;
   Clear();
-  constants_.clear();
+  constants_.Clear();
 }
 
 // ---- Marks ------------------------------------------------------------------------------------

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "classlib/Kt_WString.h"
+#include "classlib/detail/Kt_TextHash.h"
 
 class Kt_DomainElement;
 class Kt_WStrList;
@@ -59,7 +60,7 @@ class KT_CLASS_API Kt_DomainElemList {
 
   std::vector<std::unique_ptr<Kt_DomainElement>> items_;
   // The index of the first element of each id, by the case-folded id.
-  std::unordered_map<std::u16string, kt_long> names_;
+  std::unordered_map<std::u16string, kt_long, kt::detail::TextHasher> names_;
   bool has_same_ids_ = false;
   kt_long depth_ = 1;
 };

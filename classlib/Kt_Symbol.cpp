@@ -7,6 +7,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "classlib/detail/Kt_TextHash.h"
+
 namespace {
 
 class SymbolTable {
@@ -32,7 +34,7 @@ class SymbolTable {
 
  private:
   std::shared_mutex mutex_;
-  std::unordered_map<std::u16string, Kt_Symbol> symbols_;
+  std::unordered_map<std::u16string, Kt_Symbol, kt::detail::TextHasher> symbols_;
   std::vector<Kt_WString> names_;
 };
 

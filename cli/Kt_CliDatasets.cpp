@@ -107,6 +107,12 @@ std::vector<Kt_WString> SplitList(const Kt_WString& list) {
   return items;
 }
 
+std::u16string Folded(const Kt_WString& name) {
+  std::u16string folded(name.View());
+  for (char16_t& unit : folded) unit = kt_foldcaseW(unit);
+  return folded;
+}
+
 bool AddColumn(Kt_Dataset& dataset, const Kt_WString& item, std::string& reason) {
   const kt_long colon = item.Find(u":");
   Kt_WString id = colon < 0 ? item : item.Mid(0, colon);
@@ -143,10 +149,13 @@ Kt_CliDatasets::~Kt_CliDatasets() {
 }
 
 Kt_ExprDataset* Kt_CliDatasets::Find(const Kt_WString& name) const {
-  for (const auto& entry : entries_) {
-    if (entry->name.EqualsNoCase(name)) return &entry->wrapper;
-  }
-  return nullptr;
+  Entry* const entry = FindEntry(name);
+  return entry != nullptr ? &entry->wrapper : nullptr;
+}
+
+Kt_CliDatasets::Entry* Kt_CliDatasets::FindEntry(const Kt_WString& name) const {
+  const auto found = by_name_.find(Folded(name));
+  return found != by_name_.end() ? entries_[found->second].get() : nullptr;
 }
 
 Kt_ExprDataset* Kt_CliDatasets::GetDefault() const {
@@ -165,6 +174,7 @@ Kt_ExprDataset& Kt_CliDatasets::Add(const Kt_WString& name) {
 
 Kt_ExprDataset& Kt_CliDatasets::Add(std::unique_ptr<Kt_Dataset> dataset) {
   const Kt_WString name = dataset->GetId();
+  by_name_.emplace(Folded(name), entries_.size());
   entries_.push_back(std::make_unique<Entry>(name, std::move(dataset), host_));
   Kt_ExprDataset& wrapper = entries_.back()->wrapper;
   wrapper.AnnounceRows(Kt_LoadReason::kLoaded);
@@ -181,10 +191,7 @@ bool Kt_CliDatasets::AddColumns(Kt_Dataset& dataset, const Kt_WString& columns,
 
 bool Kt_CliDatasets::MakeView(const Kt_WString& name, Kt_ExprDataset& source,
                               const Kt_WString& filter, std::string& reason) {
-  Entry* view = nullptr;
-  for (const auto& entry : entries_) {
-    if (entry->name.EqualsNoCase(name)) view = entry.get();
-  }
+  Entry* view = FindEntry(name);
   if (view != nullptr && !view->is_view) {
     reason = "there is a dataset of that name";
     return false;

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "classlib/Kt_Dataset.h"
@@ -46,6 +47,9 @@ class Kt_CliDatasets {
  private:
   struct Entry;
 
+  Entry* FindEntry(const Kt_WString& name) const;
+
   Kt_CliHost& host_;
   std::vector<std::unique_ptr<Entry>> entries_;
+  std::unordered_map<std::u16string, std::size_t> by_name_;  // by the name in folded case
 };

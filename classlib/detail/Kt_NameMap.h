@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "classlib/Kt_WString.h"
+#include "classlib/detail/Kt_TextHash.h"
 
 namespace kt::detail {
 
@@ -23,11 +24,7 @@ class NameMap {
  private:
   struct Hash {
     using is_transparent = void;
-    std::size_t operator()(std::u16string_view name) const {
-      std::size_t hash = 0xCBF29CE484222325u;
-      for (const char16_t unit : name) hash = (hash ^ kt_foldcaseW(unit)) * 0x100000001B3u;
-      return hash;
-    }
+    std::size_t operator()(std::u16string_view name) const { return FoldedTextHash(name); }
   };
   struct Equal {
     using is_transparent = void;

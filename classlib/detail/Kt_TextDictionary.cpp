@@ -48,15 +48,18 @@ void TextDictionary::DropHash() {
   std::vector<std::uint32_t>().swap(table_);
 }
 
-void TextDictionary::Grow() {
-  std::vector<std::uint32_t> larger(std::max<std::size_t>(64, table_.size() * 2));
-  const std::size_t mask = larger.size() - 1;
-  for (std::uint32_t code = 1; code < texts_.size(); ++code) {
-    std::size_t at = HashOf(texts_[code].View()) & mask;
-    while (larger[at] != 0) at = (at + 1) & mask;
-    larger[at] = code;
+// At least half of the places stay free, so that every search ends.
+std::vector<std::uint32_t> TextDictionary::TableOf(const std::vector<Kt_WString>& texts) {
+  std::size_t size = 64;
+  while (size < texts.size() * 2) size *= 2;
+  std::vector<std::uint32_t> table(size);
+  const std::size_t mask = size - 1;
+  for (std::uint32_t code = 1; code < texts.size(); ++code) {
+    std::size_t at = HashOf(texts[code].View()) & mask;
+    while (table[at] != 0) at = (at + 1) & mask;
+    table[at] = code;
   }
-  table_.swap(larger);
+  return table;
 }
 
 template <class Source>
@@ -71,7 +74,7 @@ std::uint32_t TextDictionary::AddText(const Source& text, std::u16string_view vi
     texts_.emplace_back(text);
     return next;
   }
-  if (texts_.size() * 2 > table_.size()) Grow();
+  if (texts_.size() * 2 > table_.size()) table_ = TableOf(texts_);
   const std::size_t mask = table_.size() - 1;
   std::size_t at = HashOf(view) & mask;
   std::size_t probes = 0;
@@ -93,21 +96,18 @@ std::uint32_t TextDictionary::Add(const Kt_WString& text, std::size_t row_count)
   return AddText(text, text.View(), row_count);
 }
 
+// Everything that may run out of memory comes before the first change.
 void TextDictionary::Compact(std::vector<std::uint32_t>& codes) {
   std::vector<std::uint32_t> renumbered(texts_.size(), 0);
   std::vector<Kt_WString> kept(1);
-  for (std::uint32_t& code : codes) {
-    if (code == 0) continue;
-    if (renumbered[code] == 0) {
-      renumbered[code] = static_cast<std::uint32_t>(kept.size());
-      kept.push_back(texts_[code]);
-    }
-    code = renumbered[code];
+  for (const std::uint32_t code : codes) {
+    if (code == 0 || renumbered[code] != 0) continue;
+    renumbered[code] = static_cast<std::uint32_t>(kept.size());
+    kept.push_back(texts_[code]);
   }
+  if (unique_) table_ = TableOf(kept);
   texts_.swap(kept);
-  if (!unique_) return;
-  table_.clear();
-  while (texts_.size() * 2 > table_.size()) Grow();
+  for (std::uint32_t& code : codes) code = renumbered[code];
 }
 
 std::vector<std::uint32_t> TextDictionary::Ranks() const {

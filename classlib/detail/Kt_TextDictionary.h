@@ -40,7 +40,7 @@ class TextDictionary {
  private:
   template <class Source>
   std::uint32_t AddText(const Source& text, std::u16string_view view, std::size_t row_count);
-  void Grow();
+  static std::vector<std::uint32_t> TableOf(const std::vector<Kt_WString>& texts);
   void DropHash();
 
   std::vector<Kt_WString> texts_;

@@ -5,10 +5,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <mutex>
 #include <optional>
 #include <random>
+#include <thread>
 #include <vector>
 
+#include "classlib/Kt_Buffer.h"
 #include "classlib/Kt_Dataset.h"
 #include "test_text.h"
 
@@ -33,6 +41,43 @@ struct ModelRow {
 bool Same(const Kt_Variant& a, const Kt_Variant& b) {
   return a.GetTag() == b.GetTag() && Var_Order(a, b) == 0;
 }
+
+// Ends the program when no step has ended for half a minute: an endless loop is to be a failure.
+class Watchdog {
+ public:
+  explicit Watchdog(unsigned seed) : seed_(seed), thread_([this] { Watch(); }) {}
+  Watchdog(const Watchdog&) = delete;
+  Watchdog& operator=(const Watchdog&) = delete;
+  ~Watchdog() {
+    {
+      const std::lock_guard lock(mutex_);
+      done_ = true;
+    }
+    ended_.notify_one();
+    thread_.join();
+  }
+  void Step(int step) { step_ = step; }
+
+ private:
+  void Watch() {
+    std::unique_lock lock(mutex_);
+    for (int last = -1; !ended_.wait_for(lock, std::chrono::seconds(30), [&] { return done_; });) {
+      const int step = step_;
+      if (step == last) {
+        std::fprintf(stderr, "seed %u: step %d does not end\n", seed_, step);
+        std::_Exit(1);
+      }
+      last = step;
+    }
+  }
+
+  const unsigned seed_;
+  std::atomic<int> step_{0};
+  std::mutex mutex_;
+  std::condition_variable ended_;
+  bool done_ = false;
+  std::thread thread_;
+};
 
 class Model {
  public:
@@ -129,6 +174,12 @@ class Model {
     if (row->changed) row->buffer_number = ++next_number_;
   }
   void Clear() { *this = Model(); }
+  // What is left of the rows in a file.
+  void SaveAll(bool with_states) {
+    if (!with_states) Apply();
+    main_on_ = local_on_ = false;
+    for (ModelRow& row : records_) row.selected = row.main_hidden = row.local_hidden = false;
+  }
   void Unhide(bool main) {
     for (ModelRow& row : records_) (main ? row.main_hidden : row.local_hidden) = false;
   }
@@ -185,11 +236,17 @@ class DatasetModel : public testing::TestWithParam<unsigned> {
     if (number == 0) return {};
     if (col == 0) return number - 6;
     if (col == 1) return number / 4.0;
-    return Kt_WString(number == 1 ? u"" : u"text ") + Kt_Variant(number).ToString().View();
+    return number == 1 ? Kt_WString() : AnyText();
+  }
+  // In some runs few texts that come again and again, in others ever new ones.
+  Kt_WString AnyText() {
+    return Kt_WString(u"text ") + Kt_Variant(Roll(text_count_)).ToString().View();
   }
 
   void Step();
   void EditStep(kt_long kind);
+  void RewriteStep();
+  void SaveStep();
   void ViewStep(kt_long kind);
   void ExpectSame();
   void ExpectSameRow(kt_long row, const ModelRow& wanted);
@@ -197,6 +254,7 @@ class DatasetModel : public testing::TestWithParam<unsigned> {
   void ExpectSameSums(const std::vector<ModelRow*>& shown);
 
   std::mt19937 random_;
+  kt_long text_count_ = 12;
   kt_long orderly_steps_ = 0;  // steps that leave the rows in the order of their slots
   Kt_Dataset data_;
   Model model_;
@@ -237,6 +295,43 @@ void DatasetModel::EditStep(kt_long kind) {
     ASSERT_EQ(data_.SelectRow(row), model_row ? 1 : -1);
     if (model_row) model_row->selected = true;
   }
+}
+
+// Thousands of new texts into a few cells: what nothing uses any more is dropped on the way.
+void DatasetModel::RewriteStep() {
+  const auto shown = model_.Shown();
+  if (shown.empty()) return;
+  const kt_long count = static_cast<kt_long>(shown.size());
+  const kt_long first = Roll(count);
+  const kt_long rows = 1 + Roll(count - first);
+  for (kt_long left = Roll(12000); left > 0; --left) {
+    const kt_long row = first + Roll(rows);
+    const Kt_Variant text = AnyText();
+    ASSERT_EQ(data_.SetColumn(row, 2, text), 1);
+    model_.Set(shown[static_cast<std::size_t>(row)], 2, text);
+  }
+}
+
+// The dataset goes on as what comes back from a file.
+void DatasetModel::SaveStep() {
+  Kt_WString text;
+  Kt_Buffer bytes;
+  Kt_Dataset back(data_.GetId());
+  const kt_long format = Roll(3);
+  const kt_long rows = data_.GetRowCountNF();
+  const bool cells_only = format == 0;
+  if (format == 0) {
+    ASSERT_EQ(data_.SaveCSV(text, u"nf"), rows);
+    ASSERT_EQ(back.LoadCSV(text.View()), rows);
+  } else if (format == 1) {
+    ASSERT_GE(data_.SaveDataXml(text, u"nf"), rows);
+    ASSERT_EQ(back.LoadDataXml(text.View()), rows);
+  } else {
+    ASSERT_GE(data_.Save2(bytes, u"nf"), rows);
+    ASSERT_EQ(back.LoadDataBin({bytes.GetData(), bytes.GetSize()}), rows);
+  }
+  data_ = std::move(back);
+  model_.SaveAll(!cells_only);
 }
 
 void DatasetModel::ViewStep(kt_long kind) {
@@ -310,7 +405,12 @@ void DatasetModel::ViewStep(kt_long kind) {
 void DatasetModel::Step() {
   const kt_long kind = Roll(1000);
   if (orderly_steps_ > 0) --orderly_steps_;
-  if (kind < 900) {
+  if (Roll(2000) == 0) {
+    text_count_ = Roll(2) == 0 ? 12 : 1000000;
+    RewriteStep();
+  } else if (Roll(400) == 0) {
+    SaveStep();
+  } else if (kind < 900) {
     const bool moves_rows = kind % 75 >= 60 && kind % 75 < 68;
     EditStep(moves_rows && orderly_steps_ > 0 ? 0 : kind % 75);
   } else if (kind < 980 || orderly_steps_ > 0) {
@@ -394,7 +494,9 @@ void DatasetModel::ExpectSame() {
 TEST_P(DatasetModel, AgreesAfterEveryOperation) {
   std::optional<Kt_Dataset> copy;
   Model copied_model;
-  for (int step = 0; step < 100000; ++step) {
+  Watchdog watchdog(GetParam());
+  for (int step = 0; step < 80000; ++step) {
+    watchdog.Step(step);
     Step();
     if (step % 83 == 0) ExpectSame();
     // A copy made earlier must not see what happened to the dataset since.
