@@ -17,6 +17,8 @@
   X(kErrRowNotAdded,     0x83B01101, u"dataset %1 takes no more rows")                             \
   /* row position */                                                                               \
   X(kErrRowPosition,     0x83B01104, u"the row position cannot leave row %1")                      \
+  /* row */                                                                                        \
+  X(kErrRowReplaced,     0x83B01105, u"row %1 was replaced by another while the host was asked")   \
   /* column, row, old value, new value */                                                          \
   X(kErrColumnRejected,  0x83B01106, u"column %1 of row %2 cannot change from %3 to %4")           \
   /* dataset, columns */                                                                            \

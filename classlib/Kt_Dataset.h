@@ -48,6 +48,22 @@ inline constexpr kt_long kRowTypeLogical = 16;
 // "insert", "update", "delete", "logical"; "normal" for every other number.
 KT_CLASS_API const char16_t* kt_rowtypetextW(kt_long type);
 
+// Which row a row is, whatever number it has: the same while the record is in the dataset, through
+// sorting, moves, filters and edits of other rows, and never that of another record. A row that is
+// deleted and taken back by Reset is the same one. Rows that a load or a copy replaced are other
+// ones. All that is no record (subtotals, rows of a pivot, rows outside) has the default value.
+class KT_CLASS_API Kt_RowIdentity {
+ public:
+  Kt_RowIdentity() = default;
+  bool operator==(const Kt_RowIdentity&) const = default;
+
+ private:
+  friend class Kt_Dataset;
+  std::uint64_t era_ = 0;
+  std::uint32_t slot_ = 0;
+  std::uint32_t freed_at_ = 0;
+};
+
 // Computes the cells of logical columns whose map is an expression; the engine implements it.
 class KT_CLASS_API Kt_ColumnEvaluator {
  public:
@@ -183,6 +199,12 @@ class KT_CLASS_API Kt_Dataset {
   kt_long SetRowType(kt_long row, kt_long type);
   // The number that a shown row has without filters; -1 outside.
   kt_long GetRowIndexNF(kt_long row) const;
+
+  // What an operation that calls out of the store compares before it uses a row number again.
+  Kt_RowIdentity GetRowIdentity(kt_long row) const { return IdentityOf(ActiveView(), row); }
+  Kt_RowIdentity GetRowIdentityNF(kt_long row) const {
+    return IdentityOf(kt::detail::kAllRows, row);
+  }
 
   // 1, or -1 outside.
   kt_long SelectRow(kt_long row, bool selected = true);
@@ -420,11 +442,11 @@ class KT_CLASS_API Kt_Dataset {
   // ones; otherwise columns are matched by id and missing ones added. Appended rows keep the state
   // that the data gives them. The number of rows loaded, or -1.
   //
-  // CSV: quotes as in RFC 4180; lines end with LF, CR LF or CR. The header names columns as "id" or
-  // "id:type" or "id:type(size)"; a column of no stated type that is not in the dataset yet gets
-  // the narrowest of long, double, datetime and string that holds every cell of it unchanged. An
-  // unquoted empty cell is null, "" the empty text. Short rows are filled with nulls; rows with
-  // too many cells or with misplaced quotes are left out and reported. The second form takes UTF-8.
+  // CSV: quotes as in RFC 4180; lines end with LF, CR LF or CR. The header has "id", "id:type" or
+  // "id:type(size)"; Kt_CellForms.h finds the type of a column that has none here and there. An empty
+  // cell without quotes is null. Short rows are filled with nulls; rows with too many cells and lines
+  // with misplaced quotes are rejected. Every record is a row or rejected, and the report tells all
+  // that was lost or found out. The last form takes UTF-8.
   kt_long LoadCSV(std::u16string_view text, bool clear = true);
   kt_long LoadCSV(std::u16string_view text, const Kt_CsvOptions& options, Kt_LoadReport& report);
   kt_long LoadCSVBytes(std::string_view text, const Kt_CsvOptions& options, Kt_LoadReport& report);
@@ -627,6 +649,7 @@ class KT_CLASS_API Kt_Dataset {
   std::optional<Slot> RecordAt(View view, kt_long row) const;
   std::optional<RowIndex::Place> PlaceAt(View view, kt_long row) const;
   kt_long RowType(View view, kt_long row) const;
+  Kt_RowIdentity IdentityOf(View view, kt_long row) const;
 
   bool NewSlots(kt_long count, std::vector<Slot>& slots);
   void FreeSlot(Slot slot);

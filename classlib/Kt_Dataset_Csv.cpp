@@ -3,12 +3,13 @@
 // CSV. The text is read twice: once to find the type of every column that states none, once to fill
 // the columns. Reading twice is quicker than keeping the place of every cell, and a type is known
 // before the first cell is stored, however late in the file the cell stands that decides it.
-#include <charconv>
-#include <limits>
+#include <algorithm>
 
+#include "classlib/Kt_CellForms.h"
 #include "classlib/Kt_Dataset.h"
 #include "classlib/Kt_Number.h"
 #include "classlib/detail/Kt_CsvScanner.h"
+#include "classlib/detail/Kt_CsvSniffer.h"
 #include "classlib/detail/Kt_FileText.h"
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"
@@ -17,108 +18,50 @@ using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and 
 
 namespace {
 
-// ---- Forms of cells ---------------------------------------------------------------------------
+constexpr auto kMaxUnits = static_cast<std::size_t>(kMaxStringLength);
 
-// Types that hold a cell unchanged, as bits.
-constexpr std::uint8_t kAsLong = 1;
-constexpr std::uint8_t kAsDouble = 2;
-constexpr std::uint8_t kAsDate = 4;
-constexpr std::uint8_t kAsAnything = kAsLong | kAsDouble | kAsDate;
+// ---- Text -------------------------------------------------------------------------------------
 
-template <class Unit>
-std::size_t DigitsAt(std::basic_string_view<Unit> text, std::size_t at) {
-  const std::size_t start = at;
-  while (at < text.size() && text[at] >= '0' && text[at] <= '9') ++at;
-  return at - start;
+// The text in UTF-16, in `buffer` where it has to be made. `whole` says whether that is all of it:
+// not when there are bytes that are no UTF-8, nor when it is longer than a text may be and so empty
+// here.
+std::u16string_view ToWide(std::u16string_view text, std::u16string&, bool& whole) {
+  whole = text.size() <= kMaxUnits;
+  return whole ? text : std::u16string_view();
 }
 
-// A number that shows as it is written: without leading zeros (those are codes, "007"), and with no
-// more digits than a double keeps.
-template <class Unit>
-std::uint8_t NumberForm(std::basic_string_view<Unit> text) {
-  constexpr std::size_t kMaxDigits = 15;
-  const bool negative = text[0] == '-';
-  std::size_t at = negative ? 1 : 0;
-  const std::size_t whole = DigitsAt(text, at);
-  const bool zero = whole == 1 && text[at] == '0';
-  if (whole == 0 || (text[at] == '0' && !zero)) return 0;
-  std::int64_t value = 0;
-  for (std::size_t digit = 0; digit < std::min<std::size_t>(whole, 15); ++digit) {
-    value = value * 10 + (text[at + digit] - '0');
-  }
-  at += whole;
-  if (at == text.size() && !(negative && zero)) {
-    const bool fits = whole <= 10 && (negative ? -value : value) >= INT32_MIN &&
-                      (negative ? -value : value) <= INT32_MAX;
-    return (fits ? kAsLong : 0) | (whole <= kMaxDigits ? kAsDouble : 0);
-  }
-  std::size_t digits = zero ? 0 : whole;
-  bool is_real = false;  // a point or a sign in the exponent: 1E5 alone may well be a code
-  if (at < text.size() && text[at] == '.') {
-    const std::size_t part = DigitsAt(text, ++at);
-    if (part == 0) return 0;
-    at += part;
-    digits += part;
-    is_real = true;
-  }
-  if (at < text.size() && (text[at] == 'e' || text[at] == 'E')) {
-    ++at;
-    if (at < text.size() && (text[at] == '-' || text[at] == '+')) {
-      ++at;
-      is_real = true;
-    }
-    const std::size_t exponent = DigitsAt(text, at);
-    if (exponent == 0 || exponent > 2 || !is_real) return 0;
-    at += exponent;
-  }
-  return at == text.size() && digits <= kMaxDigits ? kAsDouble : 0;
-}
-
-template <class Unit>
-bool ToWide(std::basic_string_view<Unit> text, std::u16string& wide) {
-  wide.assign(text.begin(), text.end());
-  return true;
-}
-
-// False when there were bytes that are no UTF-8.
-bool ToWide(std::string_view text, std::u16string& wide) {
-  wide.resize(text.size());
+std::u16string_view ToWide(std::string_view text, std::u16string& buffer, bool& whole) {
+  buffer.resize(text.size());
   std::size_t at = 0;
   for (; at < text.size() && static_cast<unsigned char>(text[at]) < 0x80; ++at) {
-    wide[at] = static_cast<unsigned char>(text[at]);
+    buffer[at] = static_cast<unsigned char>(text[at]);
   }
-  if (at == text.size()) return true;
+  if (at == text.size()) return ToWide(std::u16string_view(buffer), buffer, whole);
   Kt_WString checked;
-  const bool good = ConvertUtf8(text, checked) < 0;
-  wide = good ? checked.View() : Kt_WString::FromUtf8(text).View();
-  return good;
-}
-
-// Year first, with two separators; "20240131" alone is a number.
-template <class Unit>
-bool IsDateForm(std::basic_string_view<Unit> text) {
-  constexpr std::size_t kLongestDate = 32;
-  if (text.size() < 8 || text.size() > kLongestDate || DigitsAt(text, 0) != 4) return false;
-  if (text[4] != '-' && text[4] != '/' && text[4] != '.') return false;
-  std::u16string wide;
-  Kt_DateTime moment;
-  return ToWide(text, wide) && wide.back() != u' ' && Kt_DateTime::FromText(wide, moment);
+  whole = ConvertUtf8(text, checked) < 0;
+  buffer = whole ? checked.View() : Kt_WString::FromUtf8(text).View();
+  return buffer;
 }
 
 template <class Unit>
-std::uint8_t FormOf(std::basic_string_view<Unit> text) {
-  if (text.empty()) return 0;
-  const bool digit_first = text[0] == '-' || (text[0] >= '0' && text[0] <= '9');
-  if (!digit_first) return 0;
-  const std::uint8_t form = NumberForm(text);
-  return form != 0 ? form : (IsDateForm(text) ? kAsDate : 0);
+Kt_WString TextOf(std::basic_string_view<Unit> text) {
+  std::u16string buffer;
+  bool whole = false;
+  return Kt_WString(ToWide(text.substr(0, kMaxUnits), buffer, whole));
 }
 
-Kt_ColumnType TypeOfForms(std::uint8_t forms, bool any) {
-  if (!any) return Kt_ColumnType::kString;
-  if ((forms & kAsLong) != 0) return Kt_ColumnType::kLong;
-  if ((forms & kAsDouble) != 0) return Kt_ColumnType::kDouble;
-  return (forms & kAsDate) != 0 ? Kt_ColumnType::kDateTime : Kt_ColumnType::kString;
+// The start of a text, for messages.
+template <class Unit>
+Kt_WString ExcerptOf(std::basic_string_view<Unit> text) {
+  constexpr std::size_t kEnough = 256;
+  return kt_excerptW(TextOf(text.substr(0, kEnough)));
+}
+
+template <class Unit>
+bool IsAscii(std::basic_string_view<Unit> text) {
+  std::make_unsigned_t<Unit> all = 0;
+  for (const Unit unit : text) all |= static_cast<std::make_unsigned_t<Unit>>(unit);
+  return all < 0x80;
 }
 
 // ---- Header -----------------------------------------------------------------------------------
@@ -127,10 +70,10 @@ struct CsvColumn {
   Kt_WString id;
   Kt_ColumnType type = Kt_ColumnType::kString;
   kt_long size = 0;
-  bool stated = false;   // the header gives the type
-  bool settled = false;  // the type is known before the cells are
-  std::uint8_t forms = kAsAnything;
-  bool any = false;  // a cell that is not null was seen
+  bool stated = false;      // the header or the options give the type
+  bool settled = false;     // the type is known before the cells are
+  bool has_tokens = false;  // texts may stand for null
+  Kt_ColumnForms forms;     // while the type is not settled
 };
 
 // "id", "id:type" or "id:type(size)"; a part behind the last colon that is no type belongs to the
@@ -163,15 +106,31 @@ void MakeUnique(Kt_WString& id, std::size_t number, NameMap& names) {
   names.Add(id, static_cast<kt_long>(number));
 }
 
-Kt_Tag TagOf(Kt_ColumnType type) {
-  switch (type) {
-    case Kt_ColumnType::kLong: return kTagLong;
-    case Kt_ColumnType::kDouble: return kTagDouble;
-    case Kt_ColumnType::kCurrency: return kTagCurrency;
-    case Kt_ColumnType::kDateTime: return kTagDateTime;
-    case Kt_ColumnType::kBinary: return kTagBinary;
-    default: return kTagString;
+// ---- Options ----------------------------------------------------------------------------------
+
+bool IsAuto(char16_t unit) { return unit == Kt_CsvOptions::kAuto; }
+
+// Why the options contradict each other; empty when they do not.
+Kt_WString FaultOf(const Kt_CsvOptions& options) {
+  const char16_t signs[] = {options.separator, options.quote, options.comment};
+  for (std::size_t at = 0; at < 3; ++at) {
+    if (signs[at] == u'\n' || signs[at] == u'\r')
+      return u"a line end cannot separate or quote cells";
+    for (std::size_t other = 0; other < at; ++other) {
+      const bool are_set = signs[at] != 0 && !IsAuto(signs[at]);
+      if (are_set && signs[at] == signs[other]) {
+        return u"separator, quote and the sign of comments must differ";
+      }
+    }
   }
+  return Kt_CellReader(options.rules).Fault();
+}
+
+// Whether all signs are single bytes of UTF-8.
+bool HasByteSigns(const Kt_CsvOptions& options) {
+  const auto is_byte = [](char16_t unit) { return unit < 128 || IsAuto(unit); };
+  return is_byte(options.separator) && is_byte(options.preferred) && is_byte(options.quote) &&
+         is_byte(options.comment);
 }
 
 // ---- Rows -------------------------------------------------------------------------------------
@@ -182,47 +141,67 @@ class CsvLoader {
   using View = std::basic_string_view<Unit>;
   using Scanner = CsvScanner<Unit>;
   using Cell = typename Scanner::Cell;
+  using Row = typename Scanner::Row;
 
   CsvLoader(View text, const Kt_CsvOptions& options, Kt_LoadReport& report)
-      : text_(text), options_(options), report_(report) {}
+      : text_(text),
+        options_(options),
+        report_(report),
+        reader_(options.rules),
+        format_(FormatOf(text, options)),
+        body_(text, format_) {
+    report_.separator = static_cast<std::make_unsigned_t<Unit>>(format_.separator);
+    report_.quote = static_cast<std::make_unsigned_t<Unit>>(format_.quote);
+    body_.SkipLines(options.skip);
+  }
 
   // False, with the reason in the report, when there are no columns or too many.
   bool ReadHeader() {
-    Scanner scanner = Scan(text_);
-    std::vector<Cell> cells;
-    if (scanner.Next(cells) != Scanner::Row::kGood) return Fail(u"the text has no header row");
-    if (cells.size() > static_cast<std::size_t>(kMaxDatasetColumns)) {
-      return Fail(u"too many columns");
+    Scanner scanner = body_;
+    const Row row = FirstRow(scanner);
+    if (row == Row::kBad) return Fail(scanner.Reason(), scanner.Line());
+    if (row == Row::kEnd) {
+      return Fail(options_.header ? u"the text has no header row" : u"the text has no rows", 1);
+    }
+    if (record_.size() > static_cast<std::size_t>(kMaxDatasetColumns)) {
+      return Fail(u"too many columns", scanner.Line());
     }
     NameMap names;
-    for (std::size_t at = 0; at < cells.size(); ++at) {
+    for (const Cell& cell : record_) {
       CsvColumn column;
       if (options_.header) {
-        ToWide(cells[at].Content(narrow_), wide_);
-        column = ParseHeader(wide_);
+        bool whole = false;
+        const View text = cell.Content(format_.quote, narrow_);
+        column = ParseHeader(ToWide(text, wide_, whole));
+        if (!whole && text.size() > kMaxUnits)
+          return Fail(u"a heading is too long", scanner.Line());
       }
-      MakeUnique(column.id, at + 1, names);
-      columns_.push_back(column);
+      MakeUnique(column.id, columns_.size() + 1, names);
+      columns_.push_back(std::move(column));
     }
-    return true;
+    if (options_.header) {
+      body_ = scanner;
+      FindRowNames(names);
+    }
+    return StateTypes();
   }
 
   std::vector<CsvColumn>& Columns() { return columns_; }
 
   void FindTypes() {
-    bool settled = true;
-    for (const CsvColumn& column : columns_) settled = settled && column.settled;
-    if (settled) return;
-    EachRow([&](const std::vector<Cell>& cells, std::int64_t) { NoteForms(cells); },
-            [](const Scanner&) {});
+    const bool settled = std::ranges::all_of(columns_, &CsvColumn::settled);
+    if (!settled) {
+      EachRow([&](const Scanner&) { NoteForms(); }, [](const Scanner&, const char16_t*) {});
+    }
     for (CsvColumn& column : columns_) {
-      if (!column.settled) column.type = TypeOfForms(column.forms, column.any);
+      if (!column.settled) column.type = column.forms.Type();
+      column.has_tokens = reader_.HasNullTokens(column.type);
     }
   }
 
   bool Fill() {
     // Counted before any column takes memory.
-    if (row_count_ < 0) EachRow([](auto&, std::int64_t) {}, [](const Scanner&) {});
+    if (row_count_ < 0) EachRow([](const Scanner&) {}, [](const Scanner&, const char16_t*) {});
     if (row_count_ > kMaxDatasetRows) return Fail(u"too many rows");
     if (IsBlownUp(columns_.size(), static_cast<std::size_t>(row_count_), text_.size())) {
       return Fail(u"too many empty cells");
@@ -232,22 +211,18 @@ class CsvLoader {
       cells_.back()->Reserve(static_cast<std::size_t>(row_count_));
     }
     EachRow(
-        [&](const std::vector<Cell>& cells, std::int64_t line) {
-          for (std::size_t col = 0; col < columns_.size(); ++col) {
-            if (col < cells.size()) {
-              Store(col, cells[col], line);
-            } else {
-              cells_[col]->AppendNulls(1);
-            }
-          }
+        [&](const Scanner& scanner) {
+          if (!options_.reject_bad_cells || Converts(scanner)) StoreRow(scanner);
         },
-        [&](const Scanner& scanner) { Reject(scanner.Line(), scanner.Reason()); });
+        [&](const Scanner& scanner, const char16_t* reason) { Reject(scanner, reason); });
+    report_.records = stored_ + report_.rows_rejected;
+    Tell();
     return true;
   }
 
   LoadedTable Table() {
     LoadedTable table;
-    table.row_count = static_cast<std::uint32_t>(row_count_);
+    table.row_count = static_cast<std::uint32_t>(stored_);
     for (std::size_t col = 0; col < columns_.size(); ++col) {
       cells_[col]->ShrinkToFit();
       table.has_column_info = table.has_column_info || columns_[col].stated;
@@ -258,116 +233,261 @@ class CsvLoader {
   }
 
  private:
-  Scanner Scan(View text) const { return Scanner(text, static_cast<Unit>(options_.separator)); }
+  static CsvFormat<Unit> FormatOf(View text, const Kt_CsvOptions& options) {
+    const bool finds_quote = IsAuto(options.quote);
+    CsvFormat<Unit> format;
+    format.separator = static_cast<Unit>(options.separator);
+    format.quote = finds_quote ? Unit{'"'} : static_cast<Unit>(options.quote);
+    format.comment = static_cast<Unit>(options.comment);
+    const CsvSniffer<Unit> sniffer(text, options.skip);
+    if (IsAuto(options.separator)) {
+      format.separator = sniffer.Separator(format, static_cast<Unit>(options.preferred));
+    }
+    if (finds_quote && !sniffer.HasQuotes(format)) format.quote = 0;
+    return format;
+  }
 
-  bool Fail(const char16_t* reason) {
+  bool Fail(const Kt_WString& reason, std::int64_t line = 0) {
     report_.error = reason;
+    report_.error_line = line;
     return false;
   }
 
-  void Reject(std::int64_t line, const char16_t* reason) {
-    ++report_.rows_rejected;
-    if (report_.rejected.size() < Kt_LoadReport::kMaxListed) {
-      report_.rejected.push_back({line, reason, {}});
+  bool IsEmptyRecord() const { return record_.size() == 1 && record_[0].IsNull(); }
+
+  // The record that says how many columns there are. Empty lines above a header are left out;
+  // without header, they are rows when there is one column.
+  Row FirstRow(Scanner& scanner) {
+    bool any_empty = false;
+    for (;;) {
+      const Row row = scanner.Next(record_);
+      if (row == Row::kGood && IsEmptyRecord()) {
+        any_empty = true;
+      } else if (row == Row::kEnd && any_empty && !options_.header) {
+        record_.resize(1);
+        return Row::kGood;
+      } else if (row != Row::kBad || options_.header) {
+        return row;
+      }
     }
   }
 
-  // Calls good(cells, line) for every row that has a place in the columns, and bad(scanner) for
-  // the others.
+  // Tables of which the first column holds the names of rows come with a header that does not have
+  // it. Not where the additional cells are empty: then the lines end with a separator.
+  void FindRowNames(NameMap& names) {
+    constexpr std::size_t kSample = 1000;
+    Scanner scanner = body_;
+    std::size_t records = 0;
+    std::size_t longer = 0;
+    bool any_filled = false;
+    for (Row row = scanner.Next(record_); row != Row::kEnd && records < kSample;
+         row = scanner.Next(record_)) {
+      if (row == Row::kBad || IsEmptyRecord()) continue;
+      ++records;
+      if (record_.size() != columns_.size() + 1) continue;
+      ++longer;
+      any_filled = any_filled || !record_.back().IsNull();
+    }
+    if (!any_filled || 10 * longer < 9 * records ||
+        columns_.size() == static_cast<std::size_t>(kMaxDatasetColumns)) {
+      return;
+    }
+    CsvColumn column;
+    column.id = u"rowname";
+    MakeUnique(column.id, columns_.size() + 1, names);
+    report_.row_name_column = column.id;
+    columns_.insert(columns_.begin(), std::move(column));
+  }
+
+  bool StateTypes() {
+    for (const auto& [id, type] : options_.rules.types) {
+      const auto column = std::ranges::find_if(columns_, [&](const CsvColumn& candidate) {
+        return kt_stricmpW(candidate.id.View(), id.View()) == 0;
+      });
+      if (column == columns_.end()) {
+        return Fail(Kt_WString(u"there is no column '") + id.View() + u"', whose type is stated");
+      }
+      column->type = type;
+      column->stated = column->settled = true;
+    }
+    return true;
+  }
+
+  // Calls good(scanner) for every record that has a place in the columns, with its cells in
+  // record_, and bad(scanner, reason) for the others.
   template <class Good, class Bad>
   void EachRow(Good good, Bad bad) {
-    Scanner scanner = Scan(text_);
-    std::vector<Cell> cells;
-    if (options_.header) scanner.Next(cells);
+    Scanner scanner = body_;
     row_count_ = 0;
     while (row_count_ <= kMaxDatasetRows) {
-      const auto row = scanner.Next(cells);
-      if (row == Scanner::Row::kEnd) break;
-      if (row == Scanner::Row::kBad) {
-        bad(scanner);
-      } else if (cells.size() > columns_.size()) {
-        scanner.SetReason(u"more cells than columns");
-        bad(scanner);
-      } else if (columns_.size() == 1 || cells.size() > 1 || !cells[0].IsNull()) {
-        good(cells, scanner.Line());
+      const Row row = scanner.Next(record_);
+      if (row == Row::kEnd) break;
+      // Empty cells beyond the last column say nothing: the line ends with separators.
+      while (record_.size() > columns_.size() && record_.back().IsNull()) record_.pop_back();
+      if (row == Row::kBad) {
+        bad(scanner, scanner.Reason());
+      } else if (record_.size() > columns_.size()) {
+        bad(scanner, u"more cells than columns");
+      } else if (columns_.size() == 1 || !IsEmptyRecord()) {
+        good(scanner);
         ++row_count_;
       }
     }
   }
 
-  void NoteForms(const std::vector<Cell>& cells) {
-    for (std::size_t col = 0; col < cells.size(); ++col) {
+  void NoteForms() {
+    for (std::size_t col = 0; col < record_.size(); ++col) {
       CsvColumn& column = columns_[col];
-      if (column.settled || column.forms == 0 || cells[col].IsNull()) continue;
-      column.any = true;
-      column.forms &= cells[col].doubled ? 0 : FormOf(cells[col].text);
+      const Cell& cell = record_[col];
+      if (column.settled || cell.IsNull()) continue;
+      column.forms.Note(reader_, cell.Content(format_.quote, narrow_));
     }
   }
 
-  void Store(std::size_t col, const Cell& cell, std::int64_t line) {
-    Kt_Column& target = *cells_[col];
-    const Kt_ColumnType type = columns_[col].type;
-    // The other types have no empty value: for them "" is null too.
-    const bool is_text = type == Kt_ColumnType::kString || type == Kt_ColumnType::kVariant ||
-                         type == Kt_ColumnType::kBinary;
-    if (cell.IsNull() || (cell.text.empty() && !is_text)) return target.AppendNulls(1);
-    if (type == Kt_ColumnType::kLong || type == Kt_ColumnType::kDouble) {
-      if (StoreNumber(target, cell.text)) return;
-    }
-    const bool readable = ToWide(cell.Content(narrow_), wide_);
-    if (type == Kt_ColumnType::kString) {
-      target.AppendText(wide_);
-      if (!readable) NotConverted(col, line);
-      return;
-    }
-    Kt_Variant value;
-    if (!ReadFileText(wide_, TagOf(type), value)) {
-      NotConverted(col, line);
-      value = Kt_WString(wide_);
-    } else if (!readable) {
-      NotConverted(col, line);
-    }
-    target.Append(value);
-  }
-
-  // Numbers in plain form; false for all else.
-  bool StoreNumber(Kt_Column& target, View text) {
-    char digits[64];
-    if (text.size() > sizeof digits) return false;
-    for (std::size_t at = 0; at < text.size(); ++at) {
-      if (static_cast<std::make_unsigned_t<Unit>>(text[at]) > 127) return false;
-      digits[at] = static_cast<char>(text[at]);
-    }
-    const char* const end = digits + text.size();
-    const auto parsed = [&](auto& value) {
-      const auto [stop, error] = std::from_chars(digits, end, value);
-      return error == std::errc() && stop == end;
-    };
-    if (target.Type() == Kt_ColumnType::kLong) {
-      kt_long value = 0;
-      if (!parsed(value)) return false;
-      target.AppendLong(value);
-    } else {
-      double value = 0.0;
-      if (!parsed(value)) return false;
-      target.AppendDouble(value);
+  // Whether all cells of the record convert; otherwise it is rejected.
+  bool Converts(const Scanner& scanner) {
+    for (std::size_t col = 0; col < record_.size(); ++col) {
+      if (record_[col].IsNull() || Converts(col, record_[col].Content(format_.quote, narrow_))) {
+        continue;
+      }
+      Kt_WString reason = Kt_WString(u"column '") + columns_[col].id.View() + u"': ";
+      if (columns_[col].type == Kt_ColumnType::kString) {
+        reason += u"no text: too long, or characters that the encoding does not have";
+      } else {
+        reason += u"no ";
+        reason += kt_columntypenameW(columns_[col].type);
+        reason += u": '";
+        reason += ExcerptOf(record_[col].Content(format_.quote, narrow_));
+        reason += u"'";
+      }
+      Reject(scanner, reason);
+      return false;
     }
     return true;
   }
 
-  void NotConverted(std::size_t col, std::int64_t line) {
+  bool Converts(std::size_t col, View text) {
+    const CsvColumn& column = columns_[col];
+    const bool is_found = !column.settled && column.type != Kt_ColumnType::kString;
+    if (is_found || (column.has_tokens && reader_.NullToken(text) >= 0)) return true;
+    kt_long whole_number = 0;
+    double number = 0;
+    if (column.type == Kt_ColumnType::kLong && reader_.ReadLong(text, whole_number)) return true;
+    if (column.type == Kt_ColumnType::kDouble && reader_.ReadDouble(text, number)) return true;
+    bool whole = text.size() <= kMaxUnits && IsAscii(text);
+    if (column.type == Kt_ColumnType::kString && whole) return true;
+    const std::u16string_view wide = ToWide(text, wide_, whole);
+    Kt_Variant value;
+    return whole && reader_.Read(wide, column.type, value);
+  }
+
+  void StoreRow(const Scanner& scanner) {
+    for (std::size_t col = 0; col < record_.size(); ++col) Store(col, record_[col], scanner);
+    ++stored_;
+    if (record_.size() == columns_.size()) return;
+    for (std::size_t col = record_.size(); col < columns_.size(); ++col) {
+      cells_[col]->AppendNulls(1);
+    }
+    ++report_.rows_short;
+    if (report_.short_rows.size() < options_.max_listed) {
+      report_.short_rows.push_back(
+          {scanner.Line(), u"fewer cells than columns", TextOf(scanner.Text())});
+    }
+  }
+
+  void Store(std::size_t col, const Cell& cell, const Scanner& scanner) {
+    Kt_Column& target = *cells_[col];
+    const CsvColumn& column = columns_[col];
+    if (cell.IsNull()) return target.AppendNulls(1);
+    const View text = cell.Content(format_.quote, narrow_);
+    // Tokens that are null everywhere may look like numbers.
+    const bool tokens_first = column.has_tokens && reader_.NullsInAllColumns();
+    if (tokens_first && StoreNull(col, text)) return;
+    if (StoreValue(target, text)) return;
+    if (column.has_tokens && !tokens_first && StoreNull(col, text)) return;
+    bool whole = false;
+    const std::u16string_view wide = ToWide(text, wide_, whole);
+    Kt_Variant value;
+    const bool converts = reader_.Read(wide, column.type, value) && whole;
+    if (!converts) NotConverted(scanner.Line(), col, text);
+    // A column keeps what it can of a text that does not convert.
+    if (wide.empty() && !text.empty()) value.Clear();
+    target.Append(value);
+  }
+
+  bool StoreNull(std::size_t col, View text) {
+    const int token = reader_.NullToken(text);
+    if (token < 0) return false;
+    cells_[col]->AppendNulls(1);
+    nulls_.Add(col, token);
+    return true;
+  }
+
+  // The usual cells, without a variant; false for all others.
+  bool StoreValue(Kt_Column& target, View text) {
+    kt_long whole_number = 0;
+    Kt_DateTime moment;
+    bool whole = false;
+    switch (target.Type()) {
+      case Kt_ColumnType::kLong:
+        if (!reader_.ReadLong(text, whole_number)) return false;
+        target.AppendLong(whole_number);
+        return true;
+      case Kt_ColumnType::kDouble:
+        if (!reader_.ReadDouble(text, moment.days)) return false;
+        target.AppendDouble(moment.days);
+        return true;
+      case Kt_ColumnType::kDateTime:
+        if (!reader_.ReadDate(text, moment)) return false;
+        target.AppendDouble(moment.days);
+        return true;
+      case Kt_ColumnType::kString: {
+        const std::u16string_view wide = ToWide(text, wide_, whole);
+        if (whole) target.AppendText(wide);
+        return whole;
+      }
+      default: return false;
+    }
+  }
+
+  void Reject(const Scanner& scanner, const Kt_WString& reason) {
+    ++report_.rows_rejected;
+    if (report_.rejected.size() < options_.max_listed) {
+      report_.rejected.push_back({scanner.Line(), reason, TextOf(scanner.Text())});
+    }
+  }
+
+  void NotConverted(std::int64_t line, std::size_t col, View text) {
     ++report_.cells_not_converted;
-    if (report_.not_converted.size() < Kt_LoadReport::kMaxListed) {
-      report_.not_converted.push_back({line, columns_[col].id, {}});
+    if (report_.not_converted.size() < options_.max_listed) {
+      report_.not_converted.push_back({line, columns_[col].id, ExcerptOf(text)});
+    }
+  }
+
+  // What there is to say of the columns.
+  void Tell() {
+    for (std::size_t col = 0; col < columns_.size(); ++col) {
+      const CsvColumn& column = columns_[col];
+      nulls_.Tell(col, column.id, reader_, report_);
+      Kt_LoadReport::Hint hint;
+      hint.column = column.id;
+      const bool is_found = !column.settled && column.type == Kt_ColumnType::kString;
+      if (is_found && column.forms.FindHint(reader_, hint)) report_.hints.push_back(hint);
     }
   }
 
   View text_;
   const Kt_CsvOptions& options_;
   Kt_LoadReport& report_;
+  const Kt_CellReader reader_;
+  const CsvFormat<Unit> format_;
+  Scanner body_;  // in front of the first row
   std::vector<CsvColumn> columns_;
   std::vector<std::shared_ptr<Kt_Column>> cells_;
-  kt_long row_count_ = -1;  // not counted yet
+  std::vector<Cell> record_;  // the record in hand
+  kt_long row_count_ = -1;    // records that have a place in the columns; not counted yet
+  kt_long stored_ = 0;
+  Kt_NullCounts nulls_;
   std::basic_string<Unit> narrow_;
   std::u16string wide_;
 };
@@ -418,6 +538,8 @@ template <class Unit>
 kt_long Kt_Dataset::LoadCsvText(std::basic_string_view<Unit> text, const Kt_CsvOptions& options,
                                 Kt_LoadReport& report) {
   report = {};
+  report.error = FaultOf(options);
+  if (!report.error.IsEmpty()) return -1;
   const kt_long loaded = RefuseOnFailure([&]() -> kt_long {
     CsvLoader<Unit> loader(text, options, report);
     if (!loader.ReadHeader()) return -1;
@@ -435,10 +557,16 @@ kt_long Kt_Dataset::LoadCsvText(std::basic_string_view<Unit> text, const Kt_CsvO
     LoadedTable table = loader.Table();
     return Adopt(table, options.clear);
   });
-  if (loaded < 0 && report.error.IsEmpty())
-    report.error = u"too many rows or columns, or no memory";
-  report.rows_read = std::max(loaded, 0);
-  return loaded;
+  if (loaded >= 0) {
+    report.rows_read = loaded;
+    return loaded;
+  }
+  // Nothing was loaded, so there is nothing else to tell.
+  Kt_LoadReport failure;
+  failure.error = report.error.IsEmpty() ? u"too many rows or columns, or no memory" : report.error;
+  failure.error_line = report.error_line;
+  report = failure;
+  return -1;
 }
 
 kt_long Kt_Dataset::LoadCSV(std::u16string_view text, const Kt_CsvOptions& options,
@@ -450,7 +578,7 @@ kt_long Kt_Dataset::LoadCSV(std::u16string_view text, const Kt_CsvOptions& optio
 kt_long Kt_Dataset::LoadCSVBytes(std::string_view text, const Kt_CsvOptions& options,
                                  Kt_LoadReport& report) {
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
-  if (options.separator > 127) {  // which is more than one byte
+  if (!HasByteSigns(options)) {
     return LoadCsvText(Kt_WString::FromUtf8(text).View(), options, report);
   }
   return LoadCsvText(text, options, report);

@@ -71,6 +71,18 @@ bool Kt_Dataset::IsGone(Slot slot) const {
          (root->PlainIndex().Flags(slot) & kRowDeleted) != 0;
 }
 
+Kt_RowIdentity Kt_Dataset::IdentityOf(View view, kt_long row) const {
+  const auto slot = IsPivot() ? std::nullopt : RecordAt(view, row);
+  if (!slot || IsGone(*slot)) return {};
+  const Kt_Dataset& root = *Root();  // there: the slot is not gone
+  root.history_.Watch();
+  Kt_RowIdentity identity;
+  identity.era_ = root.history_.Era();
+  identity.slot_ = *slot;
+  identity.freed_at_ = root.history_.FreedAt(*slot);
+  return identity;
+}
+
 kt_long Kt_Dataset::SetSource(Kt_Dataset* source) {
   if (IsEvaluating()) return -1;
   if (source != nullptr && IsShownBy(*source)) return -1;

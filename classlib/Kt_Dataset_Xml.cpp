@@ -4,6 +4,7 @@
 // their tag; everything else is read by the type of its column.
 #include <algorithm>
 
+#include "classlib/Kt_CellForms.h"
 #include "classlib/Kt_Dataset.h"
 #include "classlib/Kt_Number.h"
 #include "classlib/detail/Kt_FileText.h"
@@ -142,6 +143,7 @@ class XmlReader {
 
   bool Read() {
     if (ReadDocument()) return true;
+    report_.error_line = scanner_.Line();
     if (!report_.error.IsEmpty()) return false;
     report_.error = Kt_WString(u"line ") +
                     kt_longtextW(static_cast<kt_long>(scanner_.Line())).View() + u": " +
@@ -229,6 +231,7 @@ class XmlReader {
   bool ReadConstant() {
     if (!Is(u"const")) return scanner_.SkipElement();
     const Kt_WString id = Attribute(u"id");
+    column_ = id;
     Kt_Variant value;
     if (!ReadValue(Kt_ColumnType::kVariant, value, 0)) return false;
     if (!id.IsEmpty()) table_.constants.emplace_back(id, std::move(value));
@@ -266,12 +269,13 @@ class XmlReader {
     const kt_long col = Number(u"i", -1);
     const bool known = col >= 0 && static_cast<std::size_t>(col) < table_.columns.size() &&
                        table_.columns[static_cast<std::size_t>(col)].cells != nullptr;
+    column_ = known ? table_.columns[static_cast<std::size_t>(col)].id : Kt_WString();
     Kt_Variant value;
     const Kt_ColumnType type =
         known ? table_.columns[static_cast<std::size_t>(col)].type : Kt_ColumnType::kString;
     if (!ReadValue(type, value, 0)) return false;
     if (!known) {
-      NotConverted({});
+      NotConverted();
     } else if (is_old) {
       note.old_cells.emplace_back(static_cast<std::uint32_t>(col), std::move(value));
     } else {
@@ -301,7 +305,7 @@ class XmlReader {
     if (tag == kTagEmpty) return true;
     const Kt_Tag wanted = tag > 0 ? static_cast<Kt_Tag>(tag) : TagOf(type);
     if (ReadFileText(text_, wanted, value)) return true;
-    if (!text_.empty()) NotConverted({});
+    if (!text_.empty()) NotConverted();
     value = Kt_WString(text_);
     return true;
   }
@@ -330,11 +334,12 @@ class XmlReader {
     }
   }
 
-  void NotConverted(const Kt_WString& column) {
+  // The text that was read last.
+  void NotConverted() {
     ++report_.cells_not_converted;
     // Lines are counted from the start of the text, so only the listed cells are given one.
     if (report_.not_converted.size() < kMaxPlaced) {
-      report_.not_converted.push_back({scanner_.Line(), column, {}});
+      report_.not_converted.push_back({scanner_.Line(), column_, kt_excerptW(text_)});
     }
   }
 
@@ -347,6 +352,7 @@ class XmlReader {
   NameMap names_;
   std::vector<std::pair<kt_long, LoadedNote>> notes_;
   std::u16string text_;
+  Kt_WString column_;  // whose value is read
 };
 
 }  // namespace
@@ -361,7 +367,7 @@ kt_long Kt_Dataset::LoadDataXml(std::u16string_view text, bool clear, Kt_LoadRep
   });
   if (loaded < 0 && report.error.IsEmpty())
     report.error = u"too many rows or columns, or no memory";
-  report.rows_read = std::max(loaded, 0);
+  report.rows_read = report.records = std::max(loaded, 0);
   return loaded;
 }
 

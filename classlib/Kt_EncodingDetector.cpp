@@ -37,10 +37,13 @@ std::string SampleOf(std::string_view bytes) {
   return sample.empty() ? std::string(start) : sample;
 }
 
-bool DecodesAs(const Kt_WString& name, std::string_view bytes) {
+// UTF-16 without a zero would be a text without blanks, line ends and digits.
+bool DecodesAs(const Kt_WString& name, std::string_view bytes, bool has_zeros) {
   const kt_long code_page = kt_findcodepageW(name);
+  const bool is_utf16 = code_page == kCodePageUtf16 || code_page == kCodePageUtf16Big;
   Kt_WString ignored;
-  return code_page != 0 && code_page != kCodePageUtf8 && kt_decodeW(bytes, code_page, ignored) < 0;
+  return code_page != 0 && code_page != kCodePageUtf8 && is_utf16 == has_zeros &&
+         kt_decodeW(bytes, code_page, ignored) < 0;
 }
 
 }  // namespace
@@ -65,6 +68,7 @@ std::int64_t kt_findbadutf8W(std::string_view bytes) {
 std::vector<Kt_WString> kt_guessencodingsW(std::string_view bytes, std::size_t max_count) {
   std::vector<Kt_WString> names;
   const std::string sample = SampleOf(bytes);
+  const bool has_zeros = sample.find('\0') != sample.npos;
   UErrorCode status = U_ZERO_ERROR;
   const Detector detector(ucsdet_open(&status));
   std::int32_t count = 0;
@@ -74,7 +78,7 @@ std::vector<Kt_WString> kt_guessencodingsW(std::string_view bytes, std::size_t m
   for (std::int32_t at = 0; U_SUCCESS(status) && at < count && names.size() < max_count; ++at) {
     const Kt_WString name = Kt_WString::FromUtf8(ucsdet_getName(matches[at], &status));
     const bool known = std::find(names.begin(), names.end(), name) != names.end();
-    if (!known && DecodesAs(name, bytes)) names.push_back(name);
+    if (!known && DecodesAs(name, bytes, has_zeros)) names.push_back(name);
   }
   return names;
 }

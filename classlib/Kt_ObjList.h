@@ -6,10 +6,10 @@
 
 #include "classlib/Kt_Types.h"
 
-// The element operations of a Kt_ObjList. One static handler per element class; no state.
+// The element operations of a Kt_ObjList. One static handler per element class; no
+// state. The order of the virtual operations is part of the interface.
 class KT_CLASS_API Kt_ObjListHandler {
  public:
-  virtual ~Kt_ObjListHandler() = default;
   // Constructs an element in the `memory` of ItemSize() bytes and returns it.
   virtual void* _InitItem(void* memory) const = 0;
   // Destroys the element; its memory belongs to the list.
@@ -19,6 +19,7 @@ class KT_CLASS_API Kt_ObjListHandler {
   // By presence only: both there or both null 0, only the first 1, only the second -1.
   virtual int _CompareItem(const void* a, const void* b) const = 0;
   virtual std::size_t ItemSize() const = 0;
+  virtual ~Kt_ObjListHandler() = default;
 };
 
 // The handler for a class with a default constructor and `Set(const T&)`.

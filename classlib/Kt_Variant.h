@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <concepts>
 #include <initializer_list>
 #include <span>
 
@@ -28,6 +29,11 @@ inline constexpr Kt_Tag kTagList = 0x2000;
 inline constexpr Kt_Tag kTagObject = 0x4000;
 inline constexpr Kt_Tag kTagRef = 0x8000;  // a variable, or one item of a variable's list
 
+// A single unit of text: whether its number or a text is meant nobody can say.
+template <class T>
+concept Kt_CharUnit = std::same_as<T, char> || std::same_as<T, wchar_t> ||
+    std::same_as<T, char8_t> || std::same_as<T, char16_t> || std::same_as<T, char32_t>;
+
 // A tagged value of 16 bytes. Numbers are stored in place; strings, lists, binaries, object holds
 // and referenced variables are counted and shared, so a copy never copies content. A change to a
 // list or string makes it private first: values behave as if they were copied whole.
@@ -46,10 +52,21 @@ class KT_CLASS_API Kt_Variant {
   // two smaller stores to one load.
   Kt_Variant(kt_long value) : bits_(kTagLong) { payload_.bits = value; }
   Kt_Variant(double value) : bits_(kTagDouble) { payload_.real = value; }
-  explicit Kt_Variant(bool value) : bits_(kTagBool) { payload_.bits = value ? 1 : 0; }
+  // A bool and nothing that converts to one: a pointer is no boolean.
+  template <std::same_as<bool> Bool>
+  explicit Kt_Variant(Bool value) : bits_(kTagBool) {
+    payload_.bits = value ? 1 : 0;
+  }
+  template <Kt_CharUnit Unit>
+  Kt_Variant(Unit) = delete;
+  // Texts: UTF-16, or narrow texts in UTF-8, where bytes that are none become U+FFFD. Null gives
+  // the empty text.
   Kt_Variant(const Kt_WString& value);
   Kt_Variant(Kt_WString&& value) noexcept { AdoptString(value.Detach()); }
   Kt_Variant(const char16_t* value) : Kt_Variant(Kt_WString(value)) {}
+  Kt_Variant(std::u16string_view value) : Kt_Variant(Kt_WString(value)) {}
+  Kt_Variant(const char* utf8) : Kt_Variant(std::string_view(utf8 != nullptr ? utf8 : "")) {}
+  Kt_Variant(std::string_view utf8) : Kt_Variant(Kt_WString::FromUtf8(utf8)) {}
   Kt_Variant(const Kt_VariantList& value);
   Kt_Variant(Kt_VariantList&& value) noexcept;
   Kt_Variant(Kt_Currency value);
@@ -105,6 +122,15 @@ class KT_CLASS_API Kt_Variant {
     return *this;
   }
   Kt_Variant& operator=(const char16_t* value) { return *this = Kt_Variant(value); }
+  Kt_Variant& operator=(std::u16string_view value) { return *this = Kt_Variant(value); }
+  Kt_Variant& operator=(const char* utf8) { return *this = Kt_Variant(utf8); }
+  Kt_Variant& operator=(std::string_view utf8) { return *this = Kt_Variant(utf8); }
+  // Write kt_long{value} or Kt_Variant(value).
+  template <class T>
+  requires std::same_as<T, bool> || Kt_CharUnit<T> Kt_Variant& operator=(T) = delete;
+  template <class T>
+  requires std::same_as<T, bool> || Kt_CharUnit<T>
+  void Set(T) = delete;
 
   void Set(kt_long value) {
     Drop();

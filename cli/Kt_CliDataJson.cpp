@@ -23,11 +23,10 @@ struct JsonColumn {
   Kt_WString id;
   std::string_view raw;  // the name as it was met last
   Kt_ColumnType type = Kt_ColumnType::kString;
-  bool settled = false;  // the dataset gives the type
-  bool any = false;      // a value that is not null was seen
-  std::uint8_t forms = kFormAnything;
-  kt_long col = -1;       // in the dataset
-  std::int64_t row = -1;  // in which a value came last
+  bool settled = false;  // the dataset or the options give the type
+  Kt_ColumnForms forms;
+  kt_long col = -1;               // in the dataset
+  std::size_t offset = SIZE_MAX;  // of the row in which a value came last
 };
 
 bool IsOpening(Piece piece) { return piece == Piece::kObject || piece == Piece::kArray; }
@@ -35,9 +34,11 @@ bool IsOpening(Piece piece) { return piece == Piece::kObject || piece == Piece::
 // The columns of a text by the names that its members have.
 class JsonColumns {
  public:
-  explicit JsonColumns(const Kt_Dataset& dataset) : dataset_(dataset) {}
+  JsonColumns(const Kt_Dataset& dataset, const Kt_CellRules& rules)
+      : dataset_(dataset), rules_(rules) {}
 
   std::vector<JsonColumn>& List() { return columns_; }
+  const std::vector<JsonColumn>& List() const { return columns_; }
 
   // The column of a member, made when it is the first of its name; `expected` is a guess. False at
   // the limit.
@@ -67,7 +68,10 @@ class JsonColumns {
     column.id = UniqueId(name);
     // The id as it will be looked up, without regard to case.
     const kt_long known = dataset_.GetColIndex(column.id);
-    if (known >= 0 && !dataset_.IsLogicalColumn(known)) {
+    if (const std::optional<Kt_ColumnType> stated = kt_statedtypeW(rules_, column.id)) {
+      column.type = *stated;
+      column.settled = true;
+    } else if (rules_.types.empty() && known >= 0 && !dataset_.IsLogicalColumn(known)) {
       column.type = dataset_.GetColType(known);
       column.settled = true;
     }
@@ -77,7 +81,7 @@ class JsonColumns {
 
   void SettleTypes() {
     for (JsonColumn& column : columns_) {
-      if (!column.settled) column.type = TypeOfJsonForms(column.forms, column.any);
+      if (!column.settled) column.type = JsonCellReader::TypeOf(column.forms);
     }
   }
 
@@ -97,6 +101,7 @@ class JsonColumns {
   }
 
   const Kt_Dataset& dataset_;
+  const Kt_CellRules& rules_;
   std::vector<JsonColumn> columns_;
   std::unordered_map<std::string_view, std::size_t> by_raw_;
   std::unordered_map<std::u16string, std::size_t> by_name_;
@@ -105,20 +110,34 @@ class JsonColumns {
 
 class JsonLoader {
  public:
-  JsonLoader(std::string_view text, bool may_be_empty, const Kt_Dataset& dataset,
-             DataReport& report)
-      : text_(text), may_be_empty_(may_be_empty), columns_(dataset), report_(report) {}
+  JsonLoader(std::string_view text, bool may_be_empty, const Kt_CsvOptions& options,
+             const Kt_Dataset& dataset, DataReport& report)
+      : text_(text),
+        may_be_empty_(may_be_empty),
+        options_(options),
+        reader_(options.rules),
+        columns_(dataset, options.rules),
+        report_(report) {}
 
   // Fills `next`, a copy of the dataset without rows.
   bool Load(Kt_Dataset& next) {
+    if (const std::u16string_view fault = reader_.Strings().Fault(); !fault.empty()) {
+      report_.error = Kt_WString(fault).ToUtf8();
+      return false;
+    }
     if (!FindShape()) return false;
     const auto ignore = [](auto&&...) {};
     if (!EachRow([&](const auto& cells, std::size_t) { NoteForms(cells); }, ignore)) return false;
     columns_.SettleTypes();
-    return AddColumns(next) && AddRows(next);
+    return FindStated() && AddColumns(next) && AddRows(next);
   }
 
  private:
+  struct Converted {
+    Kt_Variant value;
+    int token = -1;      // the one for null that the cell was
+    bool twice = false;  // the row has a value for this column already, which is lost
+  };
   // Where the rows are.
   enum class Shape : std::uint8_t {
     kStream,  // values at the top are the rows
@@ -218,10 +237,12 @@ class JsonLoader {
     const std::size_t offset = scanner.Offset();
     if (!IsOpening(piece) || piece != rows_are_) {
       if (IsOpening(piece) && !scanner.SkipValue()) return Fail(scanner);
+      row_text_ = text_.substr(offset, scanner.At() - offset);
       bad(offset, rows_are_ == Piece::kArray ? u"expected a list" : u"expected an object");
       return true;
     }
     if (!(piece == Piece::kObject ? ReadObject(scanner) : ReadList(scanner))) return false;
+    row_text_ = text_.substr(offset, scanner.At() - offset);
     if (piece == Piece::kArray && first) return TakeHeader(offset);
     if (!cells_.empty() && cells_.back().column >= columns_.List().size()) {
       bad(offset, u"more cells than columns");
@@ -284,10 +305,21 @@ class JsonLoader {
   void NoteForms(const std::vector<JsonCell>& cells) {
     for (const JsonCell& cell : cells) {
       JsonColumn& column = columns_.List()[cell.column];
-      if (column.settled || cell.piece == Piece::kNull) continue;
-      column.any = true;
-      if (column.forms != 0) column.forms &= JsonForm(cell);
+      if (!column.settled) reader_.Note(cell, column.forms);
     }
+  }
+
+  bool FindStated() {
+    for (const auto& [id, type] : options_.rules.types) {
+      const Kt_WString& wanted = id;
+      const bool known = std::ranges::any_of(columns_.List(), [&](const JsonColumn& column) {
+        return kt_stricmpW(column.id.View(), wanted.View()) == 0;
+      });
+      if (known) continue;
+      report_.error = fmt::format("there is no column '{}', whose type is stated", wanted.ToUtf8());
+      return false;
+    }
+    return true;
   }
 
   bool AddColumns(Kt_Dataset& next) {
@@ -315,22 +347,60 @@ class JsonLoader {
     const bool read =
         EachRow([&](const auto& cells, std::size_t offset) { Store(cells, offset, next); },
                 [&](std::size_t offset, const char16_t* reason) { Reject(offset, reason); });
+    for (std::int64_t row = row_count_ - 1; row >= stored_; --row) {
+      next.DeleteRow(static_cast<kt_long>(row));
+    }
     next.ApplyChange();
-    report_.rows.rows_read = static_cast<kt_long>(row_count_);
+    report_.rows.rows_read = static_cast<kt_long>(stored_);
+    report_.rows.records = report_.rows.rows_read + report_.rows.rows_rejected;
+    Tell();
     return read;
   }
 
   void Store(const std::vector<JsonCell>& cells, std::size_t offset, Kt_Dataset& next) {
-    for (const JsonCell& cell : cells) {
-      JsonColumn& column = columns_.List()[cell.column];
-      Kt_Variant value;
-      // The first of two members of one name is lost.
-      bool whole = column.row != row_count_;
-      column.row = row_count_;
-      whole = JsonValue(cell, column.type, value) && whole;
-      const bool stored = next.SetColumn(static_cast<kt_long>(row_count_), column.col, value) >= 0;
-      if (!whole || !stored) NotConverted(offset, column.id);
+    values_.assign(cells.size(), Converted());
+    faults_.clear();
+    for (std::size_t at = 0; at < cells.size(); ++at) {
+      if (!Convert(cells[at], offset, values_[at])) faults_.push_back(at);
     }
+    if (options_.reject_bad_cells && !faults_.empty()) {
+      return Reject(offset, ReasonOf(cells[faults_[0]], values_[faults_[0]]));
+    }
+    const auto row = static_cast<kt_long>(stored_++);
+    for (std::size_t at = 0; at < cells.size(); ++at) {
+      const std::size_t column = cells[at].column;
+      if (next.SetColumn(row, columns_.List()[column].col, values_[at].value) < 0 &&
+          !std::ranges::binary_search(faults_, at)) {
+        NotConverted(offset, cells[at]);  // a computed column
+      }
+      if (values_[at].token >= 0) nulls_.Add(column, values_[at].token);
+    }
+    for (const std::size_t at : faults_) NotConverted(offset, cells[at]);
+    if (rows_are_ == Piece::kArray && cells.size() < columns_.List().size()) NoteShort(offset);
+  }
+
+  // False when the cell does not hold what the text says.
+  bool Convert(const JsonCell& cell, std::size_t offset, Converted& converted) {
+    JsonColumn& column = columns_.List()[cell.column];
+    converted.twice = column.offset == offset;
+    column.offset = offset;
+    converted.token = reader_.NullToken(cell, column.type);
+    if (converted.token >= 0) return !converted.twice;
+    return reader_.Value(cell, column.type, converted.value) && !converted.twice;
+  }
+
+  Kt_WString ReasonOf(const JsonCell& cell, const Converted& converted) const {
+    const JsonColumn& column = columns_.List()[cell.column];
+    Kt_WString text;
+    JsonText(cell, text);
+    Kt_WString reason = Kt_WString(u"column '") + column.id.View() + u"': ";
+    if (converted.twice) return reason + u"two members of that name";
+    reason += u"no ";
+    reason += kt_columntypenameW(column.type);
+    reason += u": '";
+    reason += kt_excerptW(text);
+    reason += u"'";
+    return reason;
   }
 
   std::int64_t RowLine(std::size_t offset) {
@@ -339,33 +409,75 @@ class JsonLoader {
     return line_;
   }
 
-  void Reject(std::size_t offset, const char16_t* reason) {
+  void Reject(std::size_t offset, const Kt_WString& reason) {
     ++report_.rows.rows_rejected;
-    if (report_.rows.rejected.size() < Kt_LoadReport::kMaxListed) {
-      report_.rows.rejected.push_back({RowLine(offset), reason, {}});
-    }
+    List(offset, reason, report_.rows.rejected);
   }
 
-  void NotConverted(std::size_t offset, const Kt_WString& id) {
+  void NoteShort(std::size_t offset) {
+    ++report_.rows.rows_short;
+    List(offset, u"fewer cells than columns", report_.rows.short_rows);
+  }
+
+  void List(std::size_t offset, const Kt_WString& reason, std::vector<Kt_LoadReport::Row>& rows) {
+    if (rows.size() >= options_.max_listed) return;
+    rows.push_back({RowLine(offset), reason, Kt_WString::FromUtf8(row_text_)});
+  }
+
+  void NotConverted(std::size_t offset, const JsonCell& cell) {
     ++report_.rows.cells_not_converted;
-    if (report_.rows.not_converted.size() < Kt_LoadReport::kMaxListed) {
-      report_.rows.not_converted.push_back({RowLine(offset), id, {}});
+    if (report_.rows.not_converted.size() >= options_.max_listed) return;
+    Kt_WString text;
+    JsonText(cell, text);
+    const Kt_WString& id = columns_.List()[cell.column].id;
+    report_.rows.not_converted.push_back({RowLine(offset), id, kt_excerptW(text)});
+  }
+
+  // What there is to say of the columns.
+  void Tell() {
+    for (std::size_t at = 0; at < columns_.List().size(); ++at) {
+      const JsonColumn& column = columns_.List()[at];
+      nulls_.Tell(at, column.id, reader_.Strings(), report_.rows);
+      Kt_LoadReport::Hint hint;
+      hint.column = column.id;
+      const bool is_found = !column.settled && column.type == Kt_ColumnType::kString;
+      if (is_found && column.forms.FindHint(reader_.Strings(), hint)) {
+        report_.rows.hints.push_back(hint);
+      }
     }
   }
 
   std::string_view text_;
   const bool may_be_empty_;
+  const Kt_CsvOptions& options_;
+  const JsonCellReader reader_;
   JsonColumns columns_;
   DataReport& report_;
   Shape shape_ = Shape::kStream;
   std::size_t start_ = 0;
   bool must_be_all_ = false;
   Piece rows_are_ = Piece::kObject;  // what the first row is
-  std::int64_t row_count_ = 0;
+  std::int64_t row_count_ = 0;       // rows that have a place in the columns
+  std::int64_t stored_ = 0;
   std::vector<JsonCell> cells_;  // of the row in hand
-  std::size_t counted_ = 0;      // lines before this offset are counted
+  std::vector<Converted> values_;
+  std::vector<std::size_t> faults_;  // cells that do not convert
+  std::string_view row_text_;
+  Kt_NullCounts nulls_;
+  std::size_t counted_ = 0;  // lines before this offset are counted
   std::int64_t line_ = 1;
 };
+
+// Leaves the logical columns: with stated types the columns are those of the file.
+void DropColumns(Kt_Dataset& dataset) {
+  const Kt_Dataset before(dataset);
+  dataset.Clear();
+  for (kt_long col = 0; col < before.GetColCount(); ++col) {
+    if (!before.IsLogicalColumn(col)) continue;
+    dataset.AddLogicalColumn(before.GetColID(col), before.GetColMapValue(col),
+                             kt_columntypenameW(before.GetColType(col)), before.GetColSize(col));
+  }
+}
 
 std::vector<std::string> ColumnNames(const Kt_Dataset& dataset) {
   std::vector<std::string> names;
@@ -390,10 +502,12 @@ bool AppendRow(const Kt_Dataset& dataset, kt_long row, const std::vector<std::st
 
 }  // namespace
 
-bool LoadJson(std::string_view text, bool lines, Kt_Dataset& dataset, DataReport& report) {
+bool LoadJson(std::string_view text, bool lines, const Kt_CsvOptions& options, Kt_Dataset& dataset,
+              DataReport& report) {
   Kt_Dataset next(dataset);
   next.ClearData();
-  if (!JsonLoader(text, lines, dataset, report).Load(next)) return false;
+  if (!options.rules.types.empty()) DropColumns(next);
+  if (!JsonLoader(text, lines, options, dataset, report).Load(next)) return false;
   dataset = next;
   return true;
 }

@@ -16,8 +16,10 @@ namespace kt::cli {
 //   {"id": 1, "name": "a"}\n{"id": 2}\n       one object or list after the other
 //
 // Replaces the rows as LoadDataFile says. False with the reason and the place in the
-// report. Only a text of `lines` may be empty.
-bool LoadJson(std::string_view text, bool lines, Kt_Dataset& dataset, DataReport& report);
+// report. Only a text of `lines` may be empty. Of the options the rules of cells, reject_bad_cells
+// and max_listed count.
+bool LoadJson(std::string_view text, bool lines, const Kt_CsvOptions& options, Kt_Dataset& dataset,
+              DataReport& report);
 
 // How the rows of a JSON text stand.
 enum class JsonLayout : std::uint8_t {

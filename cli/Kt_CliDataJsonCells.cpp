@@ -15,49 +15,11 @@ namespace {
 
 using Piece = JsonScanner::Piece;
 
-constexpr std::size_t kMaxDigits = 15;
+// True and false.
+constexpr Kt_CellReader::Forms kFormBool = 8;
 
-// A decimal number without its sign: digits without zeros at either end, and the power of ten of
-// the last one.
-struct Decimal {
-  std::string digits;
-  std::int64_t exponent = 0;
-  friend bool operator==(const Decimal&, const Decimal&) = default;
-};
-
-// REQUIRES: a number as JSON or std::to_chars writes it.
-Decimal TakeApart(std::string_view text) {
-  Decimal out;
-  const std::size_t mark = std::min(text.find_first_of("eE"), text.size());
-  bool behind_point = false;
-  for (const char unit : text.substr(0, mark)) {
-    if (unit == '.') behind_point = true;
-    if (unit < '0' || unit > '9') continue;
-    if (unit != '0' || !out.digits.empty()) out.digits += unit;
-    if (behind_point) --out.exponent;
-  }
-  while (!out.digits.empty() && out.digits.back() == '0') {
-    out.digits.pop_back();
-    ++out.exponent;
-  }
-  if (mark < text.size()) {
-    const std::size_t sign = text[mark + 1] == '+' ? 1 : 0;
-    std::int64_t exponent = 0;
-    std::from_chars(text.data() + mark + 1 + sign, text.data() + text.size(), exponent);
-    out.exponent += exponent;
-  }
-  if (out.digits.empty()) out.exponent = 0;
-  return out;
-}
-
-bool ToNumber(std::string_view text, double& value) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc() && end == text.data() + text.size();
-}
-
-bool ToWhole(std::string_view text, kt_long& value) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  return error == std::errc() && end == text.data() + text.size();
+bool IsBool(const JsonCell& cell) {
+  return cell.piece == Piece::kTrue || cell.piece == Piece::kFalse;
 }
 
 // The shortest text that reads back as the same double; with a point or an exponent, so that whole
@@ -67,29 +29,6 @@ std::string DoubleText(double value) {
   std::string out(text, std::to_chars(text, text + sizeof text, value).ptr);
   if (out.find_first_of(".e") == out.npos) out += ".0";
   return out;
-}
-
-std::uint8_t NumberForm(std::string_view text) {
-  const bool whole = text.find_first_of(".eE") == text.npos;
-  double value = 0;
-  kt_long ignored = 0;
-  const std::size_t sign = text[0] == '-' ? 1 : 0;
-  if (whole && text != "-0" && ToWhole(text, ignored)) return kFormLong | kFormDouble;
-  if (text.size() - sign <= kMaxDigits + (whole ? 0 : 1) && text.find_first_of("eE") == text.npos) {
-    return kFormDouble;
-  }
-  if (whole || !ToNumber(text, value)) return 0;
-  return TakeApart(text) == TakeApart(DoubleText(value)) ? kFormDouble : 0;
-}
-
-// Year first, with hyphens; "20240131" is a text.
-std::uint8_t TextForm(std::string_view raw) {
-  constexpr std::size_t kLongestDate = 32;
-  if (raw.size() < 8 || raw.size() > kLongestDate || raw[4] != '-' || raw.back() == ' ') return 0;
-  std::u16string text;
-  DecodeJson(raw, text);
-  Kt_DateTime moment;
-  return Kt_DateTime::FromText(text, moment) ? kFormDate : 0;
 }
 
 int HexValue(char16_t unit) {
@@ -112,74 +51,6 @@ bool BytesOf(std::u16string_view hex, Kt_Variant& value) {
   return true;
 }
 
-// What the value says, as text.
-bool ToText(const JsonCell& cell, Kt_WString& text) {
-  std::u16string decoded;
-  if (cell.piece == Piece::kString) {
-    DecodeJson(cell.text, decoded);
-    text = decoded;
-  } else {
-    decoded.clear();
-    text = Kt_WString::FromUtf8(cell.text);
-  }
-  return !text.IsEmpty() || cell.text.empty();
-}
-
-bool IsLong(double number) {
-  return number == std::trunc(number) && number >= INT32_MIN && number <= INT32_MAX;
-}
-
-// A number of a value that is one: true and false count as 1 and 0.
-bool NumberOf(const JsonCell& cell, const Kt_WString& text, double& number) {
-  if (cell.piece == Piece::kTrue || cell.piece == Piece::kFalse) {
-    number = cell.piece == Piece::kTrue ? 1 : 0;
-    return true;
-  }
-  return kt_readnumberW(text, number);
-}
-
-bool NumericValue(const JsonCell& cell, Kt_ColumnType type, const Kt_WString& text,
-                  Kt_Variant& value) {
-  double number = 0;
-  if (!NumberOf(cell, text, number)) return false;
-  if (type == Kt_ColumnType::kCurrency && cell.piece != Piece::kTrue &&
-      cell.piece != Piece::kFalse) {
-    const auto amount = Kt_Currency::FromText(text);
-    value = amount ? Kt_Variant(*amount) : Kt_Variant(number);
-    return amount || Kt_Currency::FromDouble(number);
-  }
-  value = number;
-  return type != Kt_ColumnType::kLong || IsLong(number);
-}
-
-bool VariantValue(const JsonCell& cell, const Kt_WString& text, Kt_Variant& value) {
-  double number = 0;
-  kt_long whole = 0;
-  if (cell.piece == Piece::kTrue || cell.piece == Piece::kFalse) {
-    value = Kt_Variant(cell.piece == Piece::kTrue);
-  } else if (cell.piece == Piece::kNumber && ToWhole(cell.text, whole)) {
-    value = whole;
-  } else if (cell.piece == Piece::kNumber && NumberForm(cell.text) != 0 &&
-             ToNumber(cell.text, number)) {
-    value = number;
-  } else {
-    value = text;
-  }
-  return true;
-}
-
-bool DateValue(const JsonCell& cell, const Kt_WString& text, Kt_Variant& value) {
-  Kt_DateTime moment;
-  value = text;
-  if (cell.piece == Piece::kNumber) {
-    if (!ToNumber(cell.text, moment.days)) return false;
-  } else if (!Kt_DateTime::FromText(text, moment)) {
-    return false;
-  }
-  value = moment;
-  return true;
-}
-
 void AppendDate(double days, std::string& out) {
   std::string text = Kt_DateTime{days}.ToText(true).ToUtf8();
   if (text.empty()) {
@@ -192,47 +63,105 @@ void AppendDate(double days, std::string& out) {
 
 }  // namespace
 
-std::uint8_t JsonForm(const JsonCell& cell) {
+bool JsonText(const JsonCell& cell, Kt_WString& text) {
+  if (cell.piece == Piece::kString) {
+    std::u16string decoded;
+    DecodeJson(cell.text, decoded);
+    text = decoded;
+  } else {
+    text = Kt_WString::FromUtf8(cell.text);
+  }
+  return !text.IsEmpty() || cell.text.empty();
+}
+
+void JsonCellReader::Note(const JsonCell& cell, Kt_ColumnForms& forms) const {
   switch (cell.piece) {
-    case Piece::kNumber: return NumberForm(cell.text);
-    case Piece::kString: return TextForm(cell.text);
+    case Piece::kNull: return;
     case Piece::kTrue:
-    case Piece::kFalse: return kFormBool;
-    default: return 0;
+    case Piece::kFalse: return forms.NoteForms(kFormBool);
+    case Piece::kNumber:
+      if (strings_.NullsInAllColumns() && strings_.NullToken(cell.text) >= 0) return;
+      return forms.NoteForms(numbers_.FormsOf(cell.text));
+    case Piece::kString: break;
+    default: return forms.NoteForms(0);
   }
+  if (cell.text.find('\\') == cell.text.npos) return forms.NoteString(strings_, cell.text);
+  std::u16string text;
+  DecodeJson(cell.text, text);
+  forms.NoteString(strings_, text);
 }
 
-Kt_ColumnType TypeOfJsonForms(std::uint8_t forms, bool any) {
-  if (!any) return Kt_ColumnType::kString;
-  if ((forms & (kFormLong | kFormBool)) != 0) return Kt_ColumnType::kLong;
-  if ((forms & kFormDouble) != 0) return Kt_ColumnType::kDouble;
-  return (forms & kFormDate) != 0 ? Kt_ColumnType::kDateTime : Kt_ColumnType::kString;
+Kt_ColumnType JsonCellReader::TypeOf(const Kt_ColumnForms& forms) {
+  return (forms.Common() & kFormBool) != 0 ? Kt_ColumnType::kLong : forms.Type();
 }
 
-bool JsonValue(const JsonCell& cell, Kt_ColumnType type, Kt_Variant& value) {
-  value.Clear();
-  if (cell.piece == Piece::kNull) return true;
-  double number = 0;
-  kt_long whole = 0;
-  if (type == Kt_ColumnType::kLong && cell.piece == Piece::kNumber && ToWhole(cell.text, whole)) {
-    value = whole;
-    return true;
-  }
-  if (type == Kt_ColumnType::kDouble && cell.piece == Piece::kNumber &&
-      ToNumber(cell.text, number)) {
-    value = number;
-    return true;
+int JsonCellReader::NullToken(const JsonCell& cell, Kt_ColumnType type) const {
+  if (!strings_.HasNullTokens(type)) return -1;
+  if (cell.piece == Piece::kNumber) {
+    return strings_.NullsInAllColumns() ? strings_.NullToken(cell.text) : -1;
   }
   Kt_WString text;
-  if (!ToText(cell, text)) return false;
-  value = text;
+  return cell.piece == Piece::kString && JsonText(cell, text) ? strings_.NullToken(text.View())
+                                                              : -1;
+}
+
+bool JsonCellReader::NumberValue(std::string_view number, Kt_ColumnType type,
+                                 Kt_Variant& value) const {
+  kt_long whole = 0;
+  double real = 0;
   switch (type) {
-    case Kt_ColumnType::kString: return true;
-    case Kt_ColumnType::kVariant: return VariantValue(cell, text, value);
-    case Kt_ColumnType::kDateTime: return DateValue(cell, text, value) || text.IsEmpty();
-    case Kt_ColumnType::kBinary: return cell.piece == Piece::kString && BytesOf(text, value);
-    default: return NumericValue(cell, type, text, value) || text.IsEmpty();
+    case Kt_ColumnType::kLong:
+      if (!numbers_.ReadLong(number, whole)) return false;
+      value = whole;
+      return true;
+    case Kt_ColumnType::kDateTime: {
+      Kt_DateTime moment;
+      if (!numbers_.ReadDouble(number, moment.days)) return false;
+      value = moment;
+      return true;
+    }
+    case Kt_ColumnType::kVariant: {
+      const Kt_CellReader::Forms forms = numbers_.FormsOf(number);
+      if ((forms & Kt_CellReader::kLong) != 0)
+        return NumberValue(number, Kt_ColumnType::kLong, value);
+      return forms == 0 || NumberValue(number, Kt_ColumnType::kDouble, value);
+    }
+    case Kt_ColumnType::kDouble:
+      if (!numbers_.ReadDouble(number, real)) return false;
+      value = real;
+      return true;
+    default: return numbers_.Read(Kt_WString::FromUtf8(number), type, value);
   }
+}
+
+bool JsonCellReader::StringValue(Kt_ColumnType type, const Kt_WString& text,
+                                 Kt_Variant& value) const {
+  return type == Kt_ColumnType::kBinary ? BytesOf(text, value) : strings_.Read(text, type, value);
+}
+
+bool JsonCellReader::Value(const JsonCell& cell, Kt_ColumnType type, Kt_Variant& value) const {
+  value.Clear();
+  if (cell.piece == Piece::kNull) return true;
+  const bool is_number = cell.piece == Piece::kNumber;
+  const bool is_numeric = type == Kt_ColumnType::kLong || type == Kt_ColumnType::kDouble ||
+                          type == Kt_ColumnType::kCurrency;
+  // Without the text, which is seldom needed.
+  if (is_number && is_numeric && NumberValue(cell.text, type, value)) return true;
+  Kt_WString text;
+  value.Clear();
+  if (!JsonText(cell, text)) return false;
+  value = text;
+  if (type == Kt_ColumnType::kString) return true;
+  if (cell.piece == Piece::kString) return StringValue(type, text, value);
+  if (IsBool(cell) && (is_numeric || type == Kt_ColumnType::kVariant)) {
+    const bool truth = cell.piece == Piece::kTrue;
+    value = is_numeric ? Kt_Variant(kt_long{truth}) : Kt_Variant(truth);
+    return true;
+  }
+  if (is_number && !is_numeric && type != Kt_ColumnType::kBinary) {
+    return NumberValue(cell.text, type, value);
+  }
+  return type == Kt_ColumnType::kVariant;
 }
 
 bool AppendJsonValue(const Kt_Variant& value, std::string& out) {

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "classlib/Kt_CellForms.h"
 #include "classlib/Kt_Column.h"
 #include "cli/Kt_CliDataJsonScanner.h"
 
@@ -18,25 +19,37 @@ struct JsonCell {
   std::string_view text;
 };
 
-// Types that hold a value unchanged, as bits.
-inline constexpr std::uint8_t kFormLong = 1;
-inline constexpr std::uint8_t kFormDouble = 2;
-inline constexpr std::uint8_t kFormDate = 4;
-inline constexpr std::uint8_t kFormBool = 8;
-inline constexpr std::uint8_t kFormAnything = 15;
+// Reads values by the rules of cells. They are for strings; JSON's own numbers have a point
+// whatever the rules say.
+class JsonCellReader {
+ public:
+  explicit JsonCellReader(const Kt_CellRules& rules) : strings_(rules) {}
 
-// The forms of a value that is not null. A number has one only if it reads back as it is written:
-// whole numbers of more than 15 digits are shown rounded, so they are texts.
-std::uint8_t JsonForm(const JsonCell& cell);
+  const Kt_CellReader& Strings() const { return strings_; }
+  // What a value says of the type of its column. A string is a date, null or a text: its quotes say
+  // that it is no number.
+  void Note(const JsonCell& cell, Kt_ColumnForms& forms) const;
+  // The narrowest type that holds all values of a column. True and false alone are 1 and 0, because
+  // conditions of row expressions take whole numbers.
+  static Kt_ColumnType TypeOf(const Kt_ColumnForms& forms);
 
-// The narrowest type that holds all values of a column; `forms` are those that all of them have.
-// True and false alone are 1 and 0, because conditions of row expressions take whole numbers.
-Kt_ColumnType TypeOfJsonForms(std::uint8_t forms, bool any);
+  // The number of the token for null that a value is in a column of that type; -1: it is none.
+  int NullToken(const JsonCell& cell, Kt_ColumnType type) const;
+  // The value for a column of that type. False when the column will not hold what the text says.
+  bool Value(const JsonCell& cell, Kt_ColumnType type, Kt_Variant& value) const;
 
-// The value for a column of that type. False when the column will not hold what the text says.
-bool JsonValue(const JsonCell& cell, Kt_ColumnType type, Kt_Variant& value);
+ private:
+  bool StringValue(Kt_ColumnType type, const Kt_WString& text, Kt_Variant& value) const;
+  bool NumberValue(std::string_view number, Kt_ColumnType type, Kt_Variant& value) const;
 
-// Appends a value as JSON, in a form that JsonValue takes back for a column of that type. False for
+  Kt_CellReader strings_;
+  Kt_CellReader numbers_;
+};
+
+// What a value says, as text. False when that would be too long.
+bool JsonText(const JsonCell& cell, Kt_WString& text);
+
+// Appends a value as JSON, in a form that Value takes back for a column of that type. False for
 // lists nested too deeply.
 bool AppendJsonValue(const Kt_Variant& value, std::string& out);
 

@@ -86,8 +86,9 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   // ---- Events, for hosts to override ----------------------------------------------------------
   // Rows are visible rows, -1 for hidden rows and constants. The Can... operations refuse with 0;
   // like OnRowDeleting they are not called again from inside themselves. Neither are the others on
-  // a logical dataset. An edit whose rows came, went or changed places while it was asked about is
-  // refused with -1, because its row number may now be that of another row.
+  // a logical dataset. An edit goes on after it was asked about unless its row number is by then
+  // that of another row, or of none: then it is given up with -1 and kErrRowReplaced is told to
+  // OnFail.
   virtual int IsExistsEvent(int event);
   virtual void OnLoadCompleted(int result, const Kt_WString& text, int reason);
   virtual void OnFail(const Kt_Result& result);
@@ -259,6 +260,9 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
                          int pivot_index);
   bool TellLoadCompleted(Kt_LoadReason reason);
   void Fail(const Kt_Result& failure, bool always = false);
+  // Ends an edit of `row`, which is another one since the host was asked: -1, told to OnFail unless
+  // this wrapper, which `self` holds, has gone.
+  int GiveUp(const Kt_ObjectHolder& self, int row);
 
   void Rebind(Kt_Dataset* dataset, Kt_ExprObject* parent);
   void ResetCursor();

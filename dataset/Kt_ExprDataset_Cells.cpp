@@ -7,8 +7,6 @@
 #include "dataset/detail/Kt_EventCall.h"
 #include "object/Kt_ExprStackObj.h"
 
-using kt::detail::RowsSeen;
-
 // A cell by column index, its row counted with or without the filters.
 struct Kt_ExprDataset::Cell {
   kt_long row;
@@ -18,6 +16,9 @@ struct Kt_ExprDataset::Cell {
   bool IsIn(const Kt_Dataset& dataset) const {
     const kt_long row_count = filtered ? dataset.GetRowCount() : dataset.GetRowCountNF();
     return row >= 0 && row < row_count && col >= 0 && col < dataset.GetColCount();
+  }
+  Kt_RowIdentity Identity(const Kt_Dataset& dataset) const {
+    return filtered ? dataset.GetRowIdentity(row) : dataset.GetRowIdentityNF(row);
   }
   Kt_Variant Read(const Kt_Dataset& dataset) const {
     return filtered ? dataset.ReadColumn(row, col) : dataset.ReadColumnNF(row, col);
@@ -185,11 +186,14 @@ int Kt_ExprDataset::WriteAsked(Kt_Dataset& dataset, const Cell& cell, const Writ
   if (cell.Holds(dataset, old_value, write.value)) return Done(cell.Store(dataset, write.value));
   const Kt_WString column = dataset.GetColID(cell.col);
   const int shown_row = cell.ShownRow(dataset);
-  const RowsSeen seen(dataset);
+  const Kt_RowIdentity identity = cell.Identity(dataset);
+  const Kt_ObjectHolder self(nullptr, this);
   const Answer answer = AskColumn(column, old_value, shown_row, write);
   if (answer == Answer::kNo) return 0;
-  if (answer == Answer::kGone || !seen.AreThere(dataset)) return -1;
-  const Kt_ObjectHolder self(nullptr, this);
+  if (answer == Answer::kGone || cell.Identity(dataset) != identity ||
+      dataset.GetColID(cell.col) != column) {
+    return GiveUp(self, shown_row);
+  }
   const int stored = StoreCell(dataset, cell, write);
   if (stored < 1 || self.GetObject() == nullptr || GetDataset() != &dataset) return stored;
   (void)TellColumnChanged(column, old_value, write.value, shown_row, write.component,

@@ -74,7 +74,7 @@ kt_long TotalOfExpression(Kt_ExprDataset& wrapper, Kt_Aggregate what, const Kt_F
 
 kt_long PivotTotal(Kt_ExprDataset& wrapper, Kt_Aggregate what, const Kt_VariantList* args,
                    Kt_Variant& result) {
-  result = what == Kt_Aggregate::kCount ? Kt_Variant(kt_long{0}) : Kt_Variant(0.0);
+  result = 0.0;  // for counts too, where there is nothing to count
   const Kt_Dataset* const dataset = wrapper.GetDataset();
   const Kt_FuncArgs in(args);
   if (dataset == nullptr || in.Count() < 2) return kOk;

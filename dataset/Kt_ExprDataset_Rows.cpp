@@ -8,8 +8,6 @@
 #include "dataset/Kt_ExprDataset.h"
 #include "dataset/detail/Kt_EventCall.h"
 
-using kt::detail::RowsSeen;
-
 namespace {
 
 constexpr const char16_t* kSource = u"Kt_ExprDataset";
@@ -35,6 +33,31 @@ int RowsBefore(const std::vector<RowRun>& runs, int row) {
   return count;
 }
 
+// What the rows of the runs are. Looked at again only when any row changed its place.
+class RunsSeen {
+ public:
+  RunsSeen(const Kt_Dataset& dataset, const std::vector<RowRun>& runs)
+      : runs_(runs), version_(dataset.GetStructureVersion()), rows_(Look(dataset)) {}
+  bool AreThere(const Kt_Dataset& dataset) {
+    if (dataset.GetStructureVersion() == version_) return true;
+    version_ = dataset.GetStructureVersion();
+    return Look(dataset) == rows_;
+  }
+
+ private:
+  std::vector<Kt_RowIdentity> Look(const Kt_Dataset& dataset) const {
+    std::vector<Kt_RowIdentity> rows;
+    for (const RowRun& run : runs_) {
+      for (int at = 0; at < run.count; ++at) rows.push_back(dataset.GetRowIdentity(run.start + at));
+    }
+    return rows;
+  }
+
+  const std::vector<RowRun>& runs_;
+  std::uint64_t version_;
+  std::vector<Kt_RowIdentity> rows_;
+};
+
 bool HasRow(const std::vector<RowRun>& runs, int row) {
   return RowsBefore(runs, row + 1) > RowsBefore(runs, row);
 }
@@ -47,6 +70,11 @@ Kt_Result Failure(kt_long code, const Kt_WString& argument) {
 
 }  // namespace
 
+int Kt_ExprDataset::GiveUp(const Kt_ObjectHolder& self, int row) {
+  if (self.GetObject() != nullptr) Fail(Failure(kErrRowReplaced, kt_longtextW(row)));
+  return -1;
+}
+
 int Kt_ExprDataset::SetRowPosition(int position) {
   const Kt_Dataset* const dataset = GetDataset();
   if (dataset == nullptr) return 0;
@@ -56,12 +84,16 @@ int Kt_ExprDataset::SetRowPosition(int position) {
   } else if (position < -1 || position >= row_count) {
     return 0;
   }
-  if (position == row_position_) return 1;
-  const Answer answer =
-      Ask(kCanRowPosChange, [&] { return CanRowPosChange(row_position_, position); });
-  if (answer != Answer::kYes || position >= dataset->GetRowCount()) return 0;
+  // What is told is what was asked, wherever the host has gone in between.
   const int old_position = row_position_;
-  if (position == old_position) return 1;  // the host has gone there itself
+  if (position == old_position) return 1;
+  const Answer answer =
+      Ask(kCanRowPosChange, [&] { return CanRowPosChange(old_position, position); });
+  if (answer != Answer::kYes) return 0;
+  if (position >= dataset->GetRowCount()) {
+    Fail(Failure(kErrRowReplaced, kt_longtextW(position)));
+    return 0;
+  }
   if (dataset->IsPivot()) SetPivotRowPosition(position);
   StorePosition(position);
   (void)Tell(kOnRowPosChanged, [&] { OnRowPosChanged(old_position, position); });
@@ -86,20 +118,23 @@ int Kt_ExprDataset::InsertRow(int row) { return AddRow(row, true); }
 int Kt_ExprDataset::AddRow(int row, bool always_report) {
   Kt_Dataset* const dataset = GetDataset();
   if (dataset == nullptr || SourceFor(*dataset) != nullptr) return -1;
-  const int position = row_position_;
-  switch (Ask(kCanRowPosChange, [&] { return CanRowPosChange(position, GetRowCount()); })) {
+  const int old_position = row_position_;
+  const Kt_WString id = dataset->GetId();
+  const Kt_ObjectHolder self(nullptr, this);
+  switch (Ask(kCanRowPosChange, [&] { return CanRowPosChange(old_position, GetRowCount()); })) {
     case Answer::kYes: break;
     case Answer::kNo:
-      Fail(Failure(kErrRowPosition, kt_longtextW(position)), always_report);
-      [[fallthrough]];
-    case Answer::kGone: return -1;
+      Fail(Failure(kErrRowPosition, kt_longtextW(old_position)), always_report);
+      return -1;
+    case Answer::kGone:
+      if (self.GetObject() != nullptr) Fail(Failure(kErrRowNotAdded, id), always_report);
+      return -1;
   }
   const int added = row < 0 ? dataset->AppendRow(1) : dataset->InsertRow(row, 1);
   if (added < 0) {
-    Fail(Failure(kErrRowNotAdded, dataset->GetId()), always_report);
+    Fail(Failure(kErrRowNotAdded, id), always_report);
     return -1;
   }
-  const int old_position = row_position_;
   if (!Tell(kOnRowInserted, [&] { OnRowInserted(added, 1); })) return added;
   const int new_position = std::min<int>(added, dataset->GetRowCount() - 1);
   StorePosition(new_position);
@@ -117,12 +152,15 @@ void Kt_ExprDataset::FixPosition(int deleted_before, Kt_Dataset& dataset) {
 int Kt_ExprDataset::DeleteRow(int row) {
   Kt_Dataset* const dataset = GetDataset();
   if (dataset == nullptr || row < 0) return -1;
-  const RowsSeen seen(*dataset);
+  const Kt_RowIdentity identity = dataset->GetRowIdentity(row);
+  const Kt_ObjectHolder self(nullptr, this);
   const Answer answer = Ask(kOnRowDeleting, [&] {
     OnRowDeleting(row, 1);
     return 1;
   });
-  if (answer == Answer::kGone || !seen.AreThere(*dataset)) return -1;
+  if (answer == Answer::kGone || dataset->GetRowIdentity(row) != identity) {
+    return GiveUp(self, row);
+  }
   const int deleted = dataset->DeleteRow(row);
   if (deleted < 0) return deleted;
   const int old_position = row_position_;
@@ -138,11 +176,12 @@ int Kt_ExprDataset::DeleteAll() {
   Kt_Dataset* const dataset = GetDataset();
   const int row_count = GetRowCount();
   if (row_count == 0) return 0;
+  const Kt_ObjectHolder self(nullptr, this);
   const Answer answer = Ask(kOnRowDeleting, [&] {
     OnRowDeleting(0, row_count);
     return 1;
   });
-  if (answer == Answer::kGone) return -1;
+  if (answer == Answer::kGone) return GiveUp(self, 0);
   const int deleted = dataset->DeleteAll();
   if (deleted < 0) return deleted;
   StorePosition(-1);
@@ -153,16 +192,18 @@ int Kt_ExprDataset::DeleteAll() {
 int Kt_ExprDataset::DeleteSelected() {
   Kt_Dataset* const dataset = GetDataset();
   if (dataset == nullptr) return 0;
-  const std::vector<RowRun> runs = SelectedRuns(*dataset);
-  if (runs.empty()) return 0;
-  const RowsSeen seen(*dataset);
-  for (auto run = runs.rbegin(); run != runs.rend(); ++run) {
+  const std::vector<RowRun> asked = SelectedRuns(*dataset);
+  if (asked.empty()) return 0;
+  RunsSeen seen(*dataset, asked);
+  const Kt_ObjectHolder self(nullptr, this);
+  for (auto run = asked.rbegin(); run != asked.rend(); ++run) {
     const Answer answer = Ask(kOnRowDeleting, [&] {
       OnRowDeleting(run->start, run->count);
       return 1;
     });
-    if (answer == Answer::kGone || !seen.AreThere(*dataset)) return -1;
+    if (answer == Answer::kGone || !seen.AreThere(*dataset)) return GiveUp(self, run->start);
   }
+  const std::vector<RowRun> runs = SelectedRuns(*dataset);  // handlers may select, too
   const int deleted = dataset->DeleteSelected();
   if (deleted < 0) return deleted;
   const int old_position = row_position_;

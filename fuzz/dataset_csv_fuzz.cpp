@@ -1,89 +1,29 @@
 // SPDX-License-Identifier: MIT
 //
-// Any bytes as CSV, read by the first byte's options: every row of the text is loaded or rejected
-// as a plain reader of the rules would have it, UTF-8 and UTF-16 give the same, and what was loaded
-// saves and loads back equal.
+// Any bytes as CSV, read by the options of the first bytes: every record of the text is loaded or
+// rejected as a plain reader of the rules would have it, UTF-8 and UTF-16 give the same, and what
+// was loaded saves and loads back equal.
 #include <string>
 #include <vector>
 
 #include "fuzz/dataset_check.h"
+#include "tests/classlib/plain_csv.h"
 
 using kt::fuzz::Check;
 
 namespace {
 
-// ---- The rules, read slowly -------------------------------------------------------------------
-
-struct PlainRow {
-  bool good = true;
-  struct Cell {
-    std::u16string text;
-    bool quoted = false;
-  };
-  std::vector<Cell> cells;
-};
-
-class PlainReader {
- public:
-  PlainReader(std::u16string_view text, char16_t separator) : text_(text), separator_(separator) {}
-
-  bool Next(PlainRow& row) {
-    row = {};
-    if (at_ == text_.size()) return false;
-    const std::size_t start = at_;
-    for (;;) {
-      PlainRow::Cell& cell = row.cells.emplace_back();
-      if (At(at_) == u'"') {
-        if (!Quoted(cell)) at_ = start;
-        row.good = at_ != start && (at_ == text_.size() || At(at_) == separator_ || IsEnd());
-      } else {
-        while (at_ < text_.size() && At(at_) != separator_ && At(at_) != u'"' && !IsEnd()) {
-          cell.text += text_[at_++];
-        }
-        row.good = At(at_) != u'"';
-      }
-      if (row.good && at_ < text_.size() && At(at_) == separator_) {
-        ++at_;
-        continue;
-      }
-      while (at_ < text_.size() && !IsEnd()) ++at_;
-      if (at_ < text_.size() && text_[at_++] == u'\r' && At(at_) == u'\n') ++at_;
-      return true;
-    }
-  }
-
- private:
-  char16_t At(std::size_t at) const { return at < text_.size() ? text_[at] : u'\0'; }
-  bool IsEnd() const { return text_[at_] == u'\n' || text_[at_] == u'\r'; }
-  // False when the quote is never closed.
-  bool Quoted(PlainRow::Cell& cell) {
-    cell.quoted = true;
-    for (++at_; at_ < text_.size(); ++at_) {
-      if (text_[at_] == u'"' && At(at_ + 1) != u'"') {
-        ++at_;
-        return true;
-      }
-      if (text_[at_] == u'"') ++at_;
-      cell.text += text_[at_];
-    }
-    return false;
-  }
-
-  std::u16string_view text_;
-  char16_t separator_;
-  std::size_t at_ = 0;
-};
-
 // ---- Properties -------------------------------------------------------------------------------
 
-// A text cell has the text of the file; any other says whether there was one.
-void CheckCell(const Kt_Dataset& data, kt_long row, kt_long col, const PlainRow& plain) {
+// A text cell has the text of the file, any other says whether there was one. Cells are not looked
+// at when tokens or the rejection of bad cells change them.
+void CheckCell(const Kt_Dataset& data, kt_long row, kt_long col, const PlainCsv::Record& plain) {
   const Kt_Variant value = data.ReadColumnNF(row, col);
   if (static_cast<std::size_t>(col) >= plain.cells.size()) {
     return Check(value.IsEmpty(), "short rows are filled with nulls");
   }
-  const PlainRow::Cell& cell = plain.cells[static_cast<std::size_t>(col)];
-  if (cell.text.empty() && !cell.quoted) return Check(value.IsEmpty(), "an empty cell is null");
+  const PlainCsv::Cell& cell = plain.cells[static_cast<std::size_t>(col)];
+  if (cell.IsNull()) return Check(value.IsEmpty(), "an empty cell is null");
   if (data.GetColType(col) == Kt_ColumnType::kString) {
     Check(value.IsString() && value.AsStringView() == cell.text, "a text is as in the file");
   }
@@ -93,40 +33,68 @@ void CheckCell(const Kt_Dataset& data, kt_long row, kt_long col, const PlainRow&
 void CheckRows(const Kt_Dataset& data, std::u16string_view text, const Kt_CsvOptions& options,
                const Kt_LoadReport& report) {
   if (text.starts_with(u'\xFEFF')) text.remove_prefix(1);
-  PlainReader reader(text, options.separator);
-  PlainRow row;
-  if (options.header) reader.Next(row);
+  PlainCsv reader(text, report.separator, report.quote, options.comment);
+  for (std::int64_t line = 0; line < options.skip; ++line) reader.SkipLine();
+  PlainCsv::Record record;
+  while (options.header && reader.Next(record) && record.IsEmpty()) continue;
   const auto columns = static_cast<std::size_t>(data.GetColCount());
+  const bool cells_are_plain = !options.reject_bad_cells && !options.rules.null_tokens;
   kt_long good = 0;
   kt_long bad = 0;
-  while (reader.Next(row)) {
-    if (!row.good || row.cells.size() > columns) {
+  kt_long short_rows = 0;
+  while (reader.Next(record)) {
+    if (record.IsEmpty() && columns > 1) continue;
+    while (record.cells.size() > columns && record.cells.back().IsNull()) record.cells.pop_back();
+    if (!record.good || record.cells.size() > columns) {
       ++bad;
       continue;
     }
-    const bool empty = row.cells.size() == 1 && row.cells[0].text.empty() && !row.cells[0].quoted;
-    if (empty && columns > 1) continue;
-    Check(good < data.GetRowCount(), "no good row is lost");
-    for (kt_long col = 0; col < data.GetColCount(); ++col) CheckCell(data, good, col, row);
+    short_rows += record.cells.size() < columns ? 1 : 0;
+    for (kt_long col = 0; cells_are_plain && col < data.GetColCount(); ++col) {
+      Check(good < data.GetRowCount(), "no good record is lost");
+      CheckCell(data, good, col, record);
+    }
     ++good;
   }
-  Check(good == report.rows_read && good == data.GetRowCount(), "no row is invented");
-  Check(bad == report.rows_rejected, "every rejected row is counted");
+  Check(report.records == good + bad, "every record is counted");
+  Check(report.rows_read == data.GetRowCount(), "no row is invented");
+  if (options.reject_bad_cells) return;
+  Check(report.rows_read == good, "good records are loaded");
+  Check(report.rows_short == short_rows, "short rows are told");
 }
 
 void CheckReport(kt_long loaded, const Kt_LoadReport& report) {
   Check((loaded < 0) == !report.error.IsEmpty(), "a failed load says why");
   Check(report.rows_read == std::max(loaded, 0), "the report has the rows");
+  Check(report.records == report.rows_read + report.rows_rejected, "no record is lost");
   const auto listed = [](kt_long count) {
     return std::min(static_cast<std::size_t>(count), Kt_LoadReport::kMaxListed);
   };
   Check(report.rejected.size() == listed(report.rows_rejected), "rejected rows are listed");
+  Check(report.short_rows.size() == listed(report.rows_short), "short rows are listed");
   Check(report.not_converted.size() == listed(report.cells_not_converted), "cells are listed");
   std::int64_t line = 0;
   for (const Kt_LoadReport::Row& row : report.rejected) {
     Check(row.line > line && !row.reason.IsEmpty(), "lines rise, with a reason");
     line = row.line;
   }
+}
+
+// What two readings of a file say of its columns.
+void CheckSameTelling(const Kt_LoadReport& a, const Kt_LoadReport& b) {
+  Check(a.separator == b.separator && a.quote == b.quote, "both find the same signs");
+  Check(a.row_name_column == b.row_name_column, "both find row names");
+  Check(std::ranges::equal(a.nulls, b.nulls,
+                           [](const auto& left, const auto& right) {
+                             return left.column == right.column && left.token == right.token &&
+                                    left.count == right.count;
+                           }),
+        "both find the same tokens for null");
+  Check(std::ranges::equal(a.hints, b.hints,
+                           [](const auto& left, const auto& right) {
+                             return left.column == right.column && left.option == right.option;
+                           }),
+        "both give the same hints");
 }
 
 void CheckComesBack(const Kt_Dataset& data, char16_t separator) {
@@ -157,19 +125,43 @@ Kt_Dataset OldDataset() {
   return data;
 }
 
-}  // namespace
-
-extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  if (size == 0) return 0;
+// Of the first byte, and where it says so of a second one.
+Kt_CsvOptions OptionsOf(std::string_view& bytes) {
   constexpr char16_t kSeparators[] = {u',', u';', u'\t', u'|', u' ', u'0', u'\x20AC', u'\0'};
-  const unsigned choice = data[0];
+  const auto take = [&] {
+    const auto byte = bytes.empty() ? 0u : static_cast<unsigned char>(bytes[0]);
+    if (!bytes.empty()) bytes.remove_prefix(1);
+    return byte;
+  };
+  const unsigned choice = take();
   Kt_CsvOptions options;
   options.separator = kSeparators[choice & 7];
   options.header = (choice & 8) == 0;
   options.clear = (choice & 16) == 0;
-  const bool into_old = (choice & 32) != 0;
+  if ((choice & 64) == 0) return options;
+  const unsigned more = take();
+  constexpr char16_t kQuotes[] = {u'"', u'\'', 0, Kt_CsvOptions::kAuto};
+  options.quote = kQuotes[more & 3];
+  if ((more & 4) != 0) options.separator = Kt_CsvOptions::kAuto;
+  if ((more & 8) != 0) options.comment = u'#';
+  options.skip = (more & 16) != 0 ? 1 : 0;
+  options.reject_bad_cells = (more & 32) != 0;
+  if ((more & 64) != 0) options.rules.null_tokens = {u"x", u"1", u""};
+  if ((more & 128) == 0) return options;
+  options.rules.decimal = u',';
+  options.rules.thousands = (choice & 1) != 0 ? u'.' : u' ';
+  options.rules.currency_symbols = (choice & 2) != 0;
+  options.rules.dates = static_cast<Kt_DateOrder>(choice % 3);
+  return options;
+}
 
-  const std::string_view bytes(reinterpret_cast<const char*>(data) + 1, size - 1);
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  const bool into_old = (data[0] & 32) != 0;
+  const Kt_CsvOptions options = OptionsOf(bytes);
   const Kt_WString text = Kt_WString::FromUtf8(bytes);
   const Kt_Dataset target = into_old ? OldDataset() : Kt_Dataset();
 
@@ -180,11 +172,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (kt::fuzz::IsLarge(from_text)) return 0;
   Kt_Dataset from_bytes(target);
   Kt_LoadReport bytes_report;
-  Check(from_bytes.LoadCSVBytes(bytes, options, bytes_report) == loaded, "bytes are as text");
-  CheckReport(loaded, bytes_report);
+  const kt_long bytes_loaded = from_bytes.LoadCSVBytes(bytes, options, bytes_report);
+  CheckReport(bytes_loaded, bytes_report);
+  // Bytes that are no UTF-8 are cells that do not convert, of bytes alone.
+  if (options.reject_bad_cells && text.View().find(u'\xFFFD') != std::u16string_view::npos)
+    return 0;
+  Check(bytes_loaded == loaded, "bytes are as text");
   Check(bytes_report.rows_rejected == text_report.rows_rejected, "bytes are rejected as text is");
   Check(bytes_report.cells_not_converted >= text_report.cells_not_converted,
         "bytes that are no UTF-8 are told of too");
+  CheckSameTelling(text_report, bytes_report);
   kt::fuzz::CheckSameStates(from_text, from_bytes);
   if (loaded < 0) {
     kt::fuzz::CheckSameStates(from_text, target);
@@ -194,6 +191,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Check(from_text.GetRowCount() == loaded + (options.clear ? 0 : target.GetRowCount()),
         "the answer is the number of rows");
   if (!into_old) CheckRows(from_text, text, options, text_report);
-  if (!into_old) CheckComesBack(from_text, options.separator);
+  if (!into_old) CheckComesBack(from_text, text_report.separator);
   return 0;
 }

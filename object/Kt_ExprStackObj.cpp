@@ -79,7 +79,8 @@ kt_long Kt_ExprStackObj::FromObject(Kt_ExprObject* ctx, const Kt_ObjectHolder* h
   return kOk;
 }
 
-kt_long Kt_ExprStackObj::ApplyIndex(Kt_ExprObject* ctx, kt_long index, const Kt_WString& key) {
+kt_long Kt_ExprStackObj::ApplyIndex(Kt_ExprObject* ctx, kt_long index, const Kt_WString& key,
+                                    const Kt_WString& name) {
   switch (GetKind()) {
     case EXPR_OBJ_DATASET:
     case EXPR_OBJ_COMPONENT:
@@ -93,17 +94,16 @@ kt_long Kt_ExprStackObj::ApplyIndex(Kt_ExprObject* ctx, kt_long index, const Kt_
       }
       break;
     default: {
-      const Kt_WString id = GetObjID();
       Kt_Variant value;
       if (const kt_long code = GetObjValue(ctx, value, 0)) return code;
       if (value.IsObject()) {
         const Kt_ObjectHolder hold(value.GetHolder());
         if (const kt_long code = FromObject(ctx, &hold)) return code;
-        return ApplyIndex(ctx, index, key);
+        return ApplyIndex(ctx, index, key, name);
       }
       Kt_Variant element;
       if (const kt_long code =
-              kt::detail::ReadElementOf(ctx, id, value.Dereference(), index, key, element)) {
+              kt::detail::ReadElementOf(ctx, name, value.Dereference(), index, key, element)) {
         return code;
       }
       SetValueType(ctx, element);

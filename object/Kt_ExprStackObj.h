@@ -55,9 +55,14 @@ class KT_SCRIPT_API Kt_ExprStackObj : public Kt_ExprObjInfo {
   // Turns a held object into an entry. Null clears. 0x83B03140, reported through `ctx`, when the
   // object has gone.
   kt_long FromObject(Kt_ExprObject* ctx, const Kt_ObjectHolder* hold);
-  // Applies an indexer: `key` counts when it is not empty, else `index`, -1 for neither. Returns 0
-  // or the code of a value that could not be read.
-  kt_long ApplyIndex(Kt_ExprObject* ctx, kt_long index, const Kt_WString& key);
+  // Applies an indexer: `key` counts when it is not empty, else `index`, -1 for neither. `name` is
+  // what messages call a value that is read for it. Returns 0 or the code of a value that could not
+  // be read.
+  kt_long ApplyIndex(Kt_ExprObject* ctx, kt_long index, const Kt_WString& key,
+                     const Kt_WString& name);
+  kt_long ApplyIndex(Kt_ExprObject* ctx, kt_long index, const Kt_WString& key) {
+    return ApplyIndex(ctx, index, key, GetObjID());
+  }
 
   // The context / component that the entry belongs to; null when it has none or it has gone.
   Kt_ExprObject* GetContext() const;
@@ -112,6 +117,11 @@ bool ReadDefaultProp(const Kt_Variant& value, Kt_Variant& result);
 // Reading and writing of elements, shared by the stack entry and the compiled form of expressions.
 // `owner` is the context that reports, `id` the variable's name.
 
+// A variable or element whose object was released reads as empty, and is cleared: true, with a
+// report, when `base` was one.
+KT_SCRIPT_API bool ClearReleased(Kt_ExprObject* owner, Kt_Variant& base);
+// What a call gave: 0, or the code, reported, for an object that was released.
+KT_SCRIPT_API kt_long CheckCallResult(Kt_ExprObject* owner, const Kt_Variant& value);
 // result = element of `base` by `key` (when not empty) or `index`.
 KT_SCRIPT_API kt_long ReadElementOf(Kt_ExprObject* owner, const Kt_WString& id,
                                     const Kt_Variant& base, kt_long index, const Kt_WString& key,

@@ -99,6 +99,18 @@ bool kt::detail::ReadDefaultProp(const Kt_Variant& value, Kt_Variant& result) {
   return !name.IsEmpty() && hold.GetProperty(name, nullptr, result) == kOk;
 }
 
+bool kt::detail::ClearReleased(Kt_ExprObject* owner, Kt_Variant& base) {
+  if (!base.IsObject() || base.GetHolder().IsValid()) return false;
+  base.Clear();
+  (void)Fail(owner, kErrInvalidObject, u"InvalidObject");
+  return true;
+}
+
+kt_long kt::detail::CheckCallResult(Kt_ExprObject* owner, const Kt_Variant& value) {
+  if (KT_LIKELY(!value.IsObject()) || value.GetHolder().IsValid()) return kOk;
+  return Fail(owner, kErrInvalidObject, u"Invalid Object");
+}
+
 kt_long kt::detail::ReadElementOf(Kt_ExprObject* owner, const Kt_WString& id,
                                   const Kt_Variant& base, kt_long index, const Kt_WString& key,
                                   Kt_Variant& result) {
@@ -212,6 +224,9 @@ kt_long Kt_ExprStackObj::ReadElement(Kt_ExprObject* owner, Kt_Variant& result, i
       return code;
     }
     variable = Kt_VariableHold(found);
+  }
+  if (variable.Get() != nullptr && kt::detail::ClearReleased(owner, variable.Get()->GetValueW())) {
+    return kOk;
   }
   // Shared, not copied: the element is read while the list is held.
   const Kt_Variant base = variable.Get() ? variable.Get()->GetValue() : copy.Dereference();

@@ -31,7 +31,7 @@ kt_long WriteObjectItem(Kt_ExprObject* owner, const Kt_WString& id, Kt_Variant& 
     base.Clear();
     return Fail(owner, kErrInvalidObject, id + u" is inavlid object.");
   }
-  if (key.IsEmpty() && index < 0) return RefuseKey(owner, id, index, key);
+  if (key.IsEmpty() && index < 0) return Fail(owner, kErrBadItemKey, id, key);
   Kt_Variant element;
   (void)(key.IsEmpty() ? hold.GetItem(index, element) : hold.GetItem(key, element));
   const Kt_WString name = ElementNameOf(id, index, key);

@@ -49,10 +49,11 @@ class SlotHistory {
     if (freed_at_.size() <= slot) freed_at_.resize(std::size_t{slot} + 1);
     freed_at_[slot] = losses_;
   }
+  // The loss at which the slot was freed last, 0 for never: what tells the rows of one slot apart
+  // as long as the dataset is watched.
+  std::uint32_t FreedAt(Slot slot) const { return slot < freed_at_.size() ? freed_at_[slot] : 0; }
   // Whether the slot was freed after the losses were `losses`.
-  bool FreedSince(Slot slot, std::uint32_t losses) const {
-    return slot < freed_at_.size() && freed_at_[slot] > losses;
-  }
+  bool FreedSince(Slot slot, std::uint32_t losses) const { return FreedAt(slot) > losses; }
 
  private:
   static std::uint64_t NextEra() {

@@ -26,25 +26,6 @@ class EventCall {
   bool* guard_;
 };
 
-// Tells whether the row numbers of a dataset still mean the same rows after an event. A dataset
-// that got or lost columns cannot say so, and is taken to have its rows if it has as many.
-class RowsSeen {
- public:
-  explicit RowsSeen(const Kt_Dataset& dataset)
-      : version_(dataset.GetStructureVersion()),
-        col_count_(dataset.GetColCount()),
-        row_count_(dataset.GetRowCount()) {}
-  bool AreThere(const Kt_Dataset& dataset) const {
-    if (dataset.GetStructureVersion() == version_) return true;
-    return dataset.GetColCount() != col_count_ && dataset.GetRowCount() == row_count_;
-  }
-
- private:
-  std::uint64_t version_;
-  kt_long col_count_;
-  kt_long row_count_;
-};
-
 }  // namespace kt::detail
 
 template <class Call>

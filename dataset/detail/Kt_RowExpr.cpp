@@ -6,7 +6,7 @@
 
 #include "dataset/detail/Kt_RowBlock.h"
 #include "dataset/detail/Kt_RowLoop.h"
-#include "object/Kt_ExprObjInfo.h"
+#include "object/Kt_ExprStackObj.h"
 
 namespace kt::detail {
 
@@ -230,6 +230,7 @@ bool RowExpr::RunCall(RowLoop& loop, const CodeInstr& in) {
   Kt_ExprObject& context = loop.GetContext();
   const Kt_Getter function = calls_[static_cast<std::size_t>(in.extra)];
   if ((context.*function)(&args_, value) != kOk) return false;
+  if (CheckCallResult(&context, value) != kOk) return false;
   if (KT_UNLIKELY(epoch_ != loop.GetEpoch())) {  // it reported: the host's handler ran
     if (!loop.IsUnchanged() || !BindCells(loop)) return false;
     FindRecord(loop);

@@ -13,10 +13,10 @@ void Tally::Add(const Kt_Variant& value) {
   ++count_;
   switch (what_) {
     case Kt_Aggregate::kMax:
-      if (count_ == 1 || kt::VarCmp(value, best_, kCmpGreater) != 0) best_ = value;
+      if (count_ == 1 || kt::VarCmp(value, best_, kCmpGreaterEqual) != 0) best_ = value;
       break;
     case Kt_Aggregate::kMin:
-      if (count_ == 1 || kt::VarCmp(value, best_, kCmpLess) != 0) best_ = value;
+      if (count_ == 1 || kt::VarCmp(value, best_, kCmpLessEqual) != 0) best_ = value;
       break;
     case Kt_Aggregate::kSum:
     case Kt_Aggregate::kAvg:

@@ -9,7 +9,8 @@ namespace kt::detail {
 // What aggregates make of the values of an expression, added one by one in row order.
 //
 // A sum is a double when any value was a double, a currency or a date-time, else an integer; a
-// whole sum that no integer holds stays a double.
+// whole sum that no integer holds stays a double. An extreme is the last of equal values, with its
+// kind: the greatest of 3 and 3.0 is the 3.0. Nothing replaces or is replaced by NaN.
 class Tally {
  public:
   explicit Tally(Kt_Aggregate what) : what_(what) {}

@@ -91,6 +91,14 @@ KT_COLD Kt_WString NameOfValue(const Kt_Variant& value) {
 
 }  // namespace
 
+Kt_WString NameOfCallBefore(const Kt_ExprOpList& ops, kt_long at) {
+  if (at < 1 || at >= ops.GetCount() || ops.GetItem(at - 1)->code != kOpParenEnd) return {};
+  const auto name = ops.GetItem(at - 1)->number.bits - 1;  // before the '('
+  if (name < 0) return {};
+  const Kt_ExprOp& op = *ops.GetItem(static_cast<kt_long>(name));
+  return op.code == kOpCall || op.code == kOpMethod ? op.text : Kt_WString();
+}
+
 kt_long ReadEntry(Kt_ExprObject* context, Kt_ExprStackObj& entry, Kt_Variant& value, int by_ref) {
   const kt_long code = entry.GetObjValue(context, value, by_ref);
   return KT_LIKELY(code == kOk) ? kOk : AfterFailure(context, entry, code);
@@ -484,17 +492,37 @@ kt_long Evaluator::CollectArg() {
 kt_long Evaluator::CloseParen(const Kt_ExprOp& op) {
   if (stack_.Depth() == 0 || stack_.Below().GetOpCode() != kOpParen) return Misplaced(op);
   Kt_ExprStackObj& below = stack_.Below();
-  if (below.GetKind() == EXPR_OBJ_NONE) {
+  const bool is_group = below.GetKind() == EXPR_OBJ_NONE;
+  if (is_group) {
     below.SetObject(&stack_.Top());
-    below.SetObjStat(stack_.Top().GetObjStat());  // a call in the group takes no more arguments
+    below.SetObjStat(stack_.Top().GetObjStat());  // a ref() in the group takes no more arguments
   } else {
     const bool is_empty = ops_.GetItem(at_ - 1)->code == kOpParen;
     if (const kt_long code = is_empty ? kOk : CollectArg()) return code;
-    below.SetObjStat(kArgsClosed);
   }
   below.SetOpCode(0);
   stack_.Pop();
+  return is_group ? kOk : FinishCall();
+}
+
+// Runs the call on top, whose arguments are complete. ref() is none, and a method that is assigned
+// to is left as it is: the assignment gives its arguments to the object.
+kt_long Evaluator::FinishCall() {
+  Kt_ExprStackObj& call = stack_.Top();
+  const bool is_method = call.GetKind() == EXPR_OBJ_METHOD;
+  if (call.GetKind() != EXPR_OBJ_ARGREF && !(is_method && IsAssignedTo())) return ReadAsEntry(call);
+  call.SetObjStat(kArgsClosed);
   return kOk;
+}
+
+// Whether the operand that ends with the record in hand is one of ++ or --, or all there is: then
+// it may be the target of an assignment, and if it is not, it is read next.
+bool Evaluator::IsAssignedTo() {
+  const std::int16_t next = ops_.GetItem(at_ + 1)->code;
+  if (next == kOpPostInc || next == kOpPostDec) return true;
+  if (stack_.Depth() == 0) return next == kOpEnd;
+  const std::int16_t pending = stack_.Below().GetOpCode();
+  return (pending == kOpPreInc || pending == kOpPreDec) && GetOpClass(next) == 7;
 }
 
 kt_long Evaluator::CloseBracket(const Kt_ExprOp& op) {
@@ -509,10 +537,15 @@ kt_long Evaluator::CloseBracket(const Kt_ExprOp& op) {
   } else if (!value.IsEmpty()) {
     key = value.ToString();
   }
+  const kt_long bracket = stack_.Top().GetOpStartIdx() - 1;
   stack_.Pop();
   Kt_ExprStackObj& top = stack_.Top();
   top.SetOpCode(0);
-  const kt_long code = top.ApplyIndex(context_, index, key);
+  // A call that has run has left its name behind.
+  const bool is_value = top.GetKind() == EXPR_OBJ_VALUE;
+  const kt_long code = is_value
+                           ? top.ApplyIndex(context_, index, key, NameOfCallBefore(ops_, bracket))
+                           : top.ApplyIndex(context_, index, key);
   return KT_LIKELY(code == kOk) ? kOk : AfterFailure(context_, top, code);
 }
 

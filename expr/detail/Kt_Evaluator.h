@@ -11,16 +11,20 @@ namespace kt::detail {
 // that the object does not have (-2) is reported, since nobody above would.
 kt_long ReadEntry(Kt_ExprObject* context, Kt_ExprStackObj& entry, Kt_Variant& value, int by_ref);
 
+// The name of the call whose argument list ends before record `at`; empty when none does.
+Kt_WString NameOfCallBefore(const Kt_ExprOpList& ops, kt_long at);
+
 // One walk over the operations of an expression.
 //
 // Names, constants and calls fill the entry on top of the stack. An operator is noted in that entry
-// and a new one is pushed; reduce markers and closing brackets apply what is pending. Nothing is
-// read before its value is needed, so an entry can still be assigned to at the end.
+// and a new one is pushed; reduce markers and closing brackets apply what is pending. A call runs
+// at its ')', so calls run from left to right. Nothing else is read before its value is needed, so
+// an entry can still be assigned to at the end; that holds for a method too that is assigned to.
 //
 // House rules:
 //  1. Anything that reads or writes an entry may run host code. Afterwards no reference into an
 //     object is used again; entries themselves stay where they are.
-//  2. A call runs when its entry is first read, and the entry then holds the value: never twice.
+//  2. A call that has run leaves its value in the entry: it never runs twice.
 //  3. The operation list does not change during the walk.
 //  4. Whoever detects a fault reports it; every other place passes the code on.
 class Evaluator {
@@ -56,6 +60,8 @@ class Evaluator {
   void SkipRightOperand();
   kt_long CollectArg();
   kt_long CloseParen(const Kt_ExprOp& op);
+  kt_long FinishCall();
+  bool IsAssignedTo();
   kt_long CloseBracket(const Kt_ExprOp& op);
   kt_long Comma(const Kt_ExprOp& op);
 

@@ -2,6 +2,7 @@
 #include "expr/detail/Kt_ExprCompiler.h"
 
 #include "expr/Kt_ExprUtil.h"
+#include "expr/detail/Kt_Evaluator.h"
 
 namespace kt::detail {
 
@@ -95,15 +96,6 @@ bool ExprCompiler::Name(const Kt_ExprOp& op) {
   Top().kind = Entry::Kind::kName;
   Top().operand = it->second;
   return names_.size() <= ExprProgram::kMaxNames;
-}
-
-// What messages call the entry.
-Kt_Variant ExprCompiler::NameOf(const Entry& entry) const {
-  switch (entry.kind) {
-    case Entry::Kind::kElement: return program_.names[entry.operand - kNameBase];
-    case Entry::Kind::kCall: return program_.calls[static_cast<std::size_t>(entry.call)];
-    default: return Kt_Variant();
-  }
 }
 
 std::uint16_t ExprCompiler::NewTemp() {
@@ -236,7 +228,7 @@ bool ExprCompiler::Operator(const Kt_ExprOp& op) {
   }
   if ((op.code == kOpAnd || op.code == kOpOr) && !Logical(op)) return false;
   Top().pending = op.code;
-  entries_.emplace_back();
+  entries_.emplace_back().start = at_ + 1;
   return true;
 }
 
@@ -277,9 +269,7 @@ bool ExprCompiler::Apply() {
   if (left.pending == kOpPreDec) return ApplyStep(-1);
   CodeOp op;
   if (!FindBinary(left.pending, op)) return false;
-  std::uint16_t a = Read(left);
-  // The left variable is read first: what the call on the right does to it comes later.
-  if (IsName(a) && Top().kind == Entry::Kind::kCall) a = Fix(a);
+  const std::uint16_t a = Read(left);
   const std::uint16_t b = Read(Top());
   if (FoldConstants(op, a, b)) return true;
   const bool is_logic = op == CodeOp::kAnd || op == CodeOp::kOr;
@@ -378,6 +368,7 @@ bool ExprCompiler::CloseParen() {
     const bool is_empty = ops_.GetItem(at_ - 1)->code == kOpParen;
     if (!is_empty && !CollectArg()) return false;
     if (is_empty && below.kind == Entry::Kind::kRef) return false;
+    if (below.kind == Entry::Kind::kCall) (void)Read(below);
     below.is_closed = true;
   }
   below.pending = 0;
@@ -388,6 +379,7 @@ bool ExprCompiler::CloseParen() {
 bool ExprCompiler::CloseBracket() {
   if (!HasBelow() || Below().pending != kOpBracket) return false;
   const std::uint16_t index = Fix(Read(Top()));
+  const kt_long bracket = Top().start - 1;
   entries_.pop_back();
   Entry& entry = Top();
   entry.pending = 0;
@@ -397,7 +389,10 @@ bool ExprCompiler::CloseBracket() {
     return true;
   }
   if (entry.kind == Entry::Kind::kNone) return false;
-  const std::uint16_t name = AddConst(NameOf(entry));
+  // What messages call the value.
+  const bool is_element = entry.kind == Entry::Kind::kElement;
+  const std::uint16_t name = AddConst(is_element ? program_.names[entry.operand - kNameBase]
+                                                 : NameOfCallBefore(ops_, bracket));
   const std::uint16_t value = Read(entry);
   const std::uint16_t dst = NewTemp();
   Emit(CodeOp::kIndex, dst, value, index, name - kConstBase);

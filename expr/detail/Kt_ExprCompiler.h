@@ -13,7 +13,8 @@ namespace kt::detail {
 // that say where a value will be instead of holding one.
 //
 // The evaluator reads entries late, and so does the code: a variable is an operand of the operation
-// that reads it, a call is emitted where its value is first read. A jump is needed only for && and
+// that reads it. A call is emitted at its ')', where the evaluator runs it. A jump is needed only
+// for && and
 // ||: the place where a skipped operand ends is the closing record of its bracket, so the jump is
 // patched there, and both ways leave the value in the same temp.
 //
@@ -34,6 +35,7 @@ class ExprCompiler {
     std::uint16_t first_arg = 0;  // of the call
     std::uint16_t arg_count = 0;
     std::int32_t call = -1;
+    kt_long start = 0;               // the record at which the operand begins
     int logic_temp = -1;             // where && and || leave their value
     std::vector<std::size_t> jumps;  // to be sent to where the closing record begins
   };
@@ -64,7 +66,6 @@ class ExprCompiler {
   void SetValue(Entry& entry, std::uint16_t operand);
   // Emits what reads the entry, if anything; the operand to use by the next instruction.
   std::uint16_t Read(Entry& entry);
-  Kt_Variant NameOf(const Entry& entry) const;
   std::uint16_t NewTemp();
   std::uint16_t AddConst(const Kt_Variant& value);
   int CountArgs() const;

@@ -67,10 +67,10 @@ kt_long BodyParser::Fail(kt_long code, const Slice* near_text, kt_long line, con
 
 kt_long BodyParser::FailScan(kt_long code, const Statement& statement, const Slice& text,
                              kt_long error_pos) {
-  const Slice word = statement.Word();
   if (code == -1) return FailEnd(code, statement);
+  const Slice word = statement.ShownWord();
   const bool at_end = error_pos >= text.length;
-  return Fail(code, &word, statement.line, at_end ? word : text.Part(error_pos, 1));
+  return Fail(code, &word, statement.line, at_end ? statement.Word() : text.Part(error_pos, 1));
 }
 
 // Without a ';' the text runs to the end of the body; what the author forgot belongs behind the
@@ -79,7 +79,7 @@ kt_long BodyParser::FailEnd(kt_long code, const Statement& statement) {
   const Slice rest = statement.body.From(statement.start);
   const std::size_t line_end = std::min(rest.View().find_first_of(u"\r\n"), rest.View().size());
   const Slice first_line = rest.Part(0, static_cast<kt_long>(line_end)).Trimmed();
-  const Slice near_text = code == kSynLineEnd ? first_line : statement.Word();
+  const Slice near_text = code == kSynLineEnd ? first_line : statement.ShownWord();
   return Fail(code, &near_text, statement.line,
               first_line.Part(std::max(first_line.length - 1, 0), 1));
 }
@@ -96,12 +96,13 @@ void BodyParser::WarnOfLabelCase(const Slice& word) {
   Warn(Kt_ScriptWarning::kWarnLabelCase, word);
 }
 
-BodyParser::StatementParser BodyParser::ParserOf(const Slice& word) {
-  if (word.length == 1 && word.text[0] == u'{') return &BodyParser::ParseBlock;
+const BodyParser::Keyword* BodyParser::KeywordOf(const Slice& word) {
+  static const Keyword kBlock{u"{", &BodyParser::ParseBlock};
+  if (word.length == 1 && word.text[0] == u'{') return &kBlock;
   for (const Keyword& keyword : kKeywords) {
-    if (IsKeyword(word.text, word.length, keyword.word)) return keyword.parse;
+    if (IsKeyword(word.text, word.length, keyword.word)) return &keyword;
   }
-  return &BodyParser::ParseSimple;
+  return nullptr;
 }
 
 kt_long BodyParser::ParseBody(Kt_ScriptOpList& ops, const Slice& body) {
@@ -119,7 +120,9 @@ kt_long BodyParser::ParseStatements(Kt_ScriptOpList& ops, const Slice& body) {
     }
     if (token >= body.length) return 0;
     Statement statement{ops, body, token, WordLength(body, token), LineOf(body, token)};
-    const StatementParser parse = ParserOf(statement.Word());
+    const Keyword* const keyword = KeywordOf(statement.Word());
+    if (keyword != nullptr) statement.keyword = keyword->word;
+    const StatementParser parse = keyword != nullptr ? keyword->parse : &BodyParser::ParseSimple;
     if (const kt_long code = (this->*parse)(statement)) return code;
     at = statement.end;
   }
@@ -138,8 +141,8 @@ kt_long BodyParser::ParseBlock(Statement& statement) {
 }
 
 kt_long BodyParser::ParseLoneElse(Statement& statement) {
-  const Slice word = statement.Word();
-  return Fail(kSynKeyword, &word, statement.line, word);
+  const Slice word = statement.ShownWord();
+  return Fail(kSynKeyword, &word, statement.line, statement.Word());
 }
 
 kt_long BodyParser::ParseForStatement(Statement& statement) {
@@ -286,8 +289,8 @@ kt_long BodyParser::ParseCondition(Statement& statement, Kt_ScriptOpItem& item) 
   const CleanText clean(rest.Part(inner.start, inner.length), reporter_, &function_name_);
   if (clean.Get().IsEmpty()) {
     // Only recorded: the branch stays, with a condition that is never true.
-    const Slice word = statement.Word();
-    Fail(kSynNullExpr, &word, statement.line, rest.Part(inner.start, 1));
+    const Slice word = statement.ShownWord();
+    Fail(kSynNullExpr, &word, item.line, rest.Part(inner.start, 1));
   }
   SetExpr(item.expression, clean.Get(), item.line);
   return 0;
@@ -304,10 +307,10 @@ kt_long BodyParser::FindElse(Statement& statement, bool& found, bool& guarded, k
   found = word == 4 && IsWord(body, token, word, u"else");
   if (!found) return 0;
   line = LineOf(body, token);
-  const Slice else_word = body.Part(token, word);
+  const Slice else_word{u"else", 4};
   const kt_long next = NextToken(body, token + word, error_pos);
   if (next < 0) return FailScan(next, statement, body, error_pos);
-  if (next >= body.length) return Fail(kSynBlockEnd, &else_word, line, else_word);
+  if (next >= body.length) return Fail(kSynBlockEnd, &else_word, line, body.Part(token, word));
   const kt_long next_word = WordLength(body, next);
   guarded = next_word == 2 && !IsWord(body, next, 2, u"if");
   statement.end = guarded ? next + 2 : token + word;

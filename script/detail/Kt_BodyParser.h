@@ -46,10 +46,15 @@ class BodyParser {
     kt_long start;         // its first word there
     kt_long word;          // length of that word
     kt_long line;
+    std::u16string_view keyword = {};  // as reports show it; empty for a simple statement
     kt_long end = 0;  // set by its parse function: where the next statement may start
 
     kt_long BehindWord() const { return start + word; }
     Slice Word() const { return body.Part(start, word); }
+    Slice ShownWord() const {
+      if (keyword.empty()) return Word();
+      return {keyword.data(), static_cast<kt_long>(keyword.size())};
+    }
   };
   using StatementParser = kt_long (BodyParser::*)(Statement& statement);
   struct Compound {
@@ -63,7 +68,8 @@ class BodyParser {
   };
   static const Keyword kKeywords[];
 
-  static StatementParser ParserOf(const Slice& word);
+  // Null for a statement without a keyword.
+  static const Keyword* KeywordOf(const Slice& word);
   kt_long ParseStatements(Kt_ScriptOpList& ops, const Slice& body);
   kt_long ParseVarStatement(Statement& statement);
   kt_long ParseForStatement(Statement& statement);
@@ -91,6 +97,7 @@ class BodyParser {
                            kt_long line);
   kt_long AddLine(Kt_ScriptOpList& ops, const Slice& statement, kt_long line);
   kt_long ParseAssignment(Kt_ScriptOp& op, const Slice& statement, kt_long set_at, kt_long line);
+  kt_long ParseUnbalanced(Kt_ScriptOp& op, const Slice& statement, kt_long line);
   kt_long ParseExprStatement(Kt_ScriptOp& op, const Slice& statement, kt_long line);
 
   struct Label;

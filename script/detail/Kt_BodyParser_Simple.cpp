@@ -92,7 +92,7 @@ kt_long BodyParser::ParseVarStatement(Statement& statement) {
   const Slice& list = clean.Get();
   const kt_long code = SplitSpans(list.text, list.length, pieces);
   if (code >= 0) return ParseDeclarators(statement.ops, list, pieces, statement.line);
-  const Slice word = statement.Word();
+  const Slice word = statement.ShownWord();
   return Fail(code, &word, statement.line, list, kSynVariable);
 }
 
@@ -141,7 +141,7 @@ kt_long BodyParser::ParseJump(Statement& statement, std::int16_t code) {
   if (const kt_long fault = FindRest(statement, rest)) return fault;
   const CleanText clean(rest, reporter_, &function_name_);
   if (!clean.Get().IsEmpty()) {
-    const Slice word = statement.Word();
+    const Slice word = statement.ShownWord();
     return Fail(kSynKeyword, &word, statement.line, clean.Get());
   }
   return statement.ops.AddOp(code, statement.line) != nullptr ? 0 : -1;
@@ -176,21 +176,33 @@ kt_long BodyParser::ParseSimple(Statement& statement) {
   return AddLine(statement.ops, clean.Get(), statement.line);
 }
 
-// An op that cannot be filled is taken away again, so that no tree has ops without a payload.
+// An op that cannot be filled is taken away again, so that no tree has ops without a payload. One
+// that is filled with a faulty expression stays.
 kt_long BodyParser::AddLine(Kt_ScriptOpList& ops, const Slice& statement, kt_long line) {
   Kt_ScriptOp* const op = ops.GetSafeItem(ops.Append());
   if (op == nullptr) return -1;
-  const kt_long code = ParseLine(*op, statement, line);
-  if (code != 0) ops.RemoveLast();
-  return code;
+  if (ParseLine(*op, statement, line) == 0 || op->HasPayload()) return 0;
+  ops.RemoveLast();
+  return -1;
 }
 
 kt_long BodyParser::ParseLine(Kt_ScriptOp& op, const Slice& statement, kt_long line) {
   op.SetLine(line);
   const kt_long set_at = Kt_ScriptUtil::FindSetOP(statement.text, statement.length);
-  if (set_at < 0) return Fail(kSynExpression, &statement, line, statement);
+  if (set_at < 0) return ParseUnbalanced(op, statement, line);
   if (set_at > 0) return ParseAssignment(op, statement, set_at, line);
   return ParseExprStatement(op, statement, line);
+}
+
+// A bracket that does not match hides where the target of an assignment would end. What is wrong is
+// what the expression checker says of the whole, and running the statement fails.
+kt_long BodyParser::ParseUnbalanced(Kt_ScriptOp& op, const Slice& statement, kt_long line) {
+  kt_long offset = 0;
+  const kt_long code = Kt_ExprUtil::IsValidExpr(statement.text, statement.length, &offset);
+  ReportExpr(code, offset, statement, line);
+  op.SetOpCode(kScriptExpr);
+  if (op.HasPayload()) op.GetSet()->value.SetExpr(statement.Text());
+  return -1;
 }
 
 kt_long BodyParser::ParseExprStatement(Kt_ScriptOp& op, const Slice& statement, kt_long line) {

@@ -228,6 +228,10 @@ kt_long ExprCode::RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target*
           break;
         }
         frame.Hold();
+        if (ClearReleased(&scope, frame.Var(in->a).GetValueW())) {
+          frame.Temp(in->dst).Clear();
+          break;
+        }
         code = ReadElement(scope, vars_[in->a - CodeOperand::kNameBase].name, base, index,
                            frame.Temp(in->dst));
         break;
@@ -282,7 +286,7 @@ kt_long ExprCode::RunCall(RunState& run, Scope& scope, const Call& call, Kt_Vari
     Kt_Variant value;
     const kt_long code = Interpreter::CallFunc(*call.func, args, arg_count, value);
     result = std::move(value);
-    return code;
+    return code != kOk ? code : CheckCallResult(&scope, result);
   }
   const RunState::Args list(run);
   for (int arg = 0; arg < arg_count; ++arg) (*list).Add(args[arg]);
@@ -292,7 +296,7 @@ kt_long ExprCode::RunCall(RunState& run, Scope& scope, const Call& call, Kt_Vari
       is_builtin ? (scope.*call.builtin)(&*list, value)
                  : call.ext_api(call.ext_context ? call.ext_context : &scope, &*list, value);
   result = std::move(value);
-  return code;
+  return code != kOk ? code : CheckCallResult(&scope, result);
 }
 
 const Kt_Variant* ExprCode::FindOperand(RunState& run, Scope& scope, std::uint16_t operand) {

@@ -305,10 +305,12 @@ kt_long Interpreter::AssignElement(ExprCode::Target& target, int operation, Kt_V
   }
   if (operation != kPlainAssign) {
     Kt_Variant current;
-    const Kt_Variant held = base;
-    if (const kt_long code =
-            ReadElementOf(context, *target.name, held, target.index, target.key, current)) {
-      return code;
+    if (!ClearReleased(context, base)) {
+      const Kt_Variant held = base;
+      if (const kt_long code =
+              ReadElementOf(context, *target.name, held, target.index, target.key, current)) {
+        return code;
+      }
     }
     if (const kt_long code = Combine(operation, value, current, context)) return code;
     value = std::move(current);
@@ -316,7 +318,8 @@ kt_long Interpreter::AssignElement(ExprCode::Target& target, int operation, Kt_V
   return WriteElementOf(context, *target.name, base, target.index, target.key, value);
 }
 
-// A call runs once: when it has been read, what it gave takes its place in the entry.
+// A function that was named as a member (x.f) runs once: when it has been read, what it gave takes
+// its place in the entry.
 kt_long Interpreter::SettleCall(Kt_ExprStackObj& entry, const Kt_Variant& value,
                                 Kt_ExprObject* context) {
   const std::int16_t kind = entry.GetKind();
@@ -329,6 +332,15 @@ kt_long Interpreter::SettleCall(Kt_ExprStackObj& entry, const Kt_Variant& value,
   }
   const Kt_ObjectHolder hold(value.GetHolder());
   return entry.FromObject(context, &hold);
+}
+
+// The old value of a compound assignment; empty when its object has gone and the run goes on.
+kt_long Interpreter::ReadOldValue(Kt_ExprStackObj& entry, Kt_Variant& value,
+                                  Kt_ExprObject* context) {
+  const kt_long code = entry.GetObjValue(context, value, 0);
+  if (KT_LIKELY(code != kObjectGone)) return code;
+  value.Clear();
+  return AfterObjectGone();
 }
 
 kt_long Interpreter::AssignEntry(Kt_Expr& target, int operation, Kt_Variant& value,
@@ -344,8 +356,10 @@ kt_long Interpreter::AssignEntry(Kt_Expr& target, int operation, Kt_Variant& val
     return CombineName(name, hint, operation, value, context, nullptr);
   }
   Kt_Variant current;
-  if (operation != kPlainAssign) {
-    if (const kt_long failed = entry.GetObjValue(context, current, 0)) return failed;
+  if (operation == kPlainAssign) {
+    if (entry.GetKind() == EXPR_OBJ_VALUE) current = entry.GetValue();  // what a call gave
+  } else {
+    if (const kt_long failed = ReadOldValue(entry, current, context)) return failed;
     if (const kt_long failed = SettleCall(entry, current, context)) return failed;
     Kt_Variant combined = current.Dereference();
     if (const kt_long failed = Combine(operation, value, combined, context)) return failed;

@@ -50,6 +50,7 @@ class Interpreter {
   kt_long AssignPath(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
   kt_long AssignElement(ExprCode::Target& target, int operation, Kt_Variant& value,
                         Kt_ExprObject* context);
+  kt_long ReadOldValue(Kt_ExprStackObj& entry, Kt_Variant& value, Kt_ExprObject* context);
   static kt_long SettleCall(Kt_ExprStackObj& entry, const Kt_Variant& value,
                             Kt_ExprObject* context);
   kt_long AssignEntry(Kt_Expr& target, int operation, Kt_Variant& value, Kt_ExprObject* context);

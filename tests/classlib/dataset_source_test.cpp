@@ -70,6 +70,14 @@ class SourceModel : public testing::TestWithParam<unsigned> {
       source_.SetColumn(row, kValue, Roll(50));
     }
   }
+  // A row is the same as long as it lives, wherever it is shown, and no other row ever was.
+  void ExpectIdentity(kt_long id, const Kt_RowIdentity& identity) {
+    const auto [known, is_new] = identities_.try_emplace(id, identity);
+    EXPECT_TRUE(identity != Kt_RowIdentity() && known->second == identity) << id;
+    for (auto other = identities_.begin(); is_new && other != identities_.end(); ++other) {
+      EXPECT_EQ(other->second == identity, other->first == id) << id << " " << other->first;
+    }
+  }
   // What the source holds, asked of itself.
   void LookAtSource() {
     values_.clear();
@@ -77,6 +85,7 @@ class SourceModel : public testing::TestWithParam<unsigned> {
     for (kt_long row = 0; row < source_.GetRowCountNF(); ++row) {
       order_.push_back(source_.ReadColumnNF(row, kId).ToInteger());
       values_[order_.back()] = source_.ReadColumnNF(row, kValue);
+      ExpectIdentity(order_.back(), source_.GetRowIdentityNF(row));
     }
   }
   void Take(Logical& logical, bool anew) {
@@ -128,6 +137,7 @@ class SourceModel : public testing::TestWithParam<unsigned> {
   Kt_Dataset source_;
   Logical logicals_[2];
   std::map<kt_long, Kt_Variant> values_;
+  std::map<kt_long, Kt_RowIdentity> identities_;
   std::vector<kt_long> order_;
 };
 
@@ -215,6 +225,8 @@ void SourceModel::ExpectSameRow(const Logical& logical, kt_long row, const Taken
   ASSERT_TRUE(
       Same(logical.data.ReadColumn(row, NoteCol(logical)), lives ? wanted.note : Kt_Variant()));
   ASSERT_EQ(logical.data.GetRowType(row), kRowTypeLogical);
+  const Kt_RowIdentity identity = logical.data.GetRowIdentity(row);
+  ASSERT_TRUE(identity == (lives ? identities_[wanted.id] : Kt_RowIdentity()));
   if (logical.source != &source_) return;
   const auto place = std::find(order_.begin(), order_.end(), wanted.id);
   ASSERT_EQ(logical.data.GetSourceRowNF(row),

@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <random>
+#include <string>
+#include <type_traits>
 
 #include "classlib/Kt_Number.h"
 #include "classlib/Kt_Variant.h"
@@ -28,6 +30,57 @@ class Variable {
  private:
   Kt_Variable* variable_ = Kt_Variable::New(u"v");
 };
+
+// What a value is made of: nothing becomes a boolean or a number that is none.
+template <class... Types>
+constexpr bool kAllRefused = (!(std::is_constructible_v<Kt_Variant, Types> ||
+                                std::is_assignable_v<Kt_Variant&, Types>)&&...);
+static_assert(kAllRefused<void*, const int*, Kt_Variant*, const wchar_t*, const char8_t*,
+                          std::wstring, std::u8string, std::nullptr_t, std::size_t, std::int64_t>);
+static_assert(kAllRefused<char, wchar_t, char8_t, char16_t, char32_t>);
+static_assert(std::is_constructible_v<Kt_Variant, bool>);
+static_assert(!std::is_assignable_v<Kt_Variant&, bool>);
+static_assert(!std::is_constructible_v<Kt_WString, const char*>);
+static_assert(!std::is_constructible_v<Kt_WString, bool>);
+static_assert(!std::is_constructible_v<Kt_WString, char16_t>);
+
+TEST(Variant, MadeOfTexts) {
+  const std::string narrow =
+      "B\xC3\xB6"
+      "b";
+  const std::u16string wide = u"B\u00F6b";
+  const char* const no_narrow = nullptr;
+  const struct {
+    Kt_Variant made, assigned;
+    const char16_t* text;
+  } rows[] = {
+      {Kt_Variant("B\xC3\xB6"
+                  "b"),
+       Kt_Variant() = "B\xC3\xB6"
+                      "b",
+       u"B\u00F6b"},
+      {Kt_Variant(narrow), Kt_Variant() = narrow, u"B\u00F6b"},
+      {Kt_Variant(std::string_view(narrow)), Kt_Variant() = std::string_view(narrow), u"B\u00F6b"},
+      {Kt_Variant(wide), Kt_Variant() = wide, u"B\u00F6b"},
+      {Kt_Variant(std::u16string_view(wide)), Kt_Variant() = std::u16string_view(wide),
+       u"B\u00F6b"},
+      {Kt_Variant(u"B\u00F6b"), Kt_Variant() = u"B\u00F6b", u"B\u00F6b"},
+      {Kt_Variant(Kt_WString(wide)), Kt_Variant() = Kt_WString(wide), u"B\u00F6b"},
+      {"a\xFFz", Kt_Variant() = "a\xFFz", u"a\uFFFDz"},
+      {"", Kt_Variant() = "", u""},
+      {no_narrow, Kt_Variant() = no_narrow, u""},
+  };
+  for (const auto& row : rows) {
+    for (const Kt_Variant& value : {row.made, row.assigned}) {
+      EXPECT_TRUE(value.IsString());
+      EXPECT_EQ(value.ToString(), row.text);
+    }
+  }
+  const Kt_VariantList list{"x", u"y", Kt_Variant(narrow)};
+  EXPECT_EQ(list.GetItemNN(0).ToString(), u"x");
+  EXPECT_EQ(list.GetItemNN(2).ToString(), wide);
+  EXPECT_EQ(Kt_Variant(true).GetTag(), kTagBool);
+}
 
 TEST(Variant, Conversions) {
   const SampleObject object;

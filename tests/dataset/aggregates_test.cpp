@@ -87,6 +87,8 @@ TEST_F(Aggregates, Ranges) {
       {u"fruit.Count(1, 0)", "0"},
       {u"fruit.Sum()", "0.0"},
       {u"fruit.PivotSum('qty')", "0.0"},
+      {u"fruit.PivotCount('qty')", "0.0"},
+      {u"fruit.PivotCount('qty + 1', 0)", "0.0"},
       {u"fruit.PivotSum('qty + 1', 0)", "0.0"},
   });
   wrapper.SetDataset(nullptr);
@@ -95,6 +97,8 @@ TEST_F(Aggregates, Ranges) {
   EXPECT_EQ(Show(result), "0.0");
   EXPECT_EQ(wrapper.CallCount(nullptr, result), kOk);
   EXPECT_EQ(Show(result), "0");
+  EXPECT_EQ(wrapper.CallPivotCount(nullptr, result), kOk);
+  EXPECT_EQ(Show(result), "0.0");
 }
 
 TEST_F(Aggregates, UnderACondition) {
@@ -245,6 +249,28 @@ TEST_F(Aggregates, Names) {
   EXPECT_EQ(host.TakeReports(), "83B03110(mine)");
   EXPECT_EQ(Eval(&host, u"fruit.Sum(\"qty * Max('qty')\")"), "40");  // the dataset's method
   EXPECT_EQ(Eval(&host, u"fruit.CaseCount(\"price >= Avg('price')\")"), "1");
+}
+
+// The last of equal values wins, with its kind. NaN neither replaces nor is replaced.
+TEST_F(Aggregates, ExtremesOfEqualValues) {
+  data = MakeDataset(u"t", u"n:long,d:double\n3,3\n1,1\n3,3\n1,1\n");
+  wrapper.SetDataset(data.get());
+  Expect({
+      {u"t.Max('iif(rowidx < 2, n, d)')", "3.0"},
+      {u"t.Max('iif(rowidx < 2, d, n)')", "3"},
+      {u"t.Min('iif(rowidx < 2, n, d)')", "1.0"},
+      {u"t.Min('iif(rowidx < 2, d, n)')", "1"},
+      {u"t.MaxNF('iif(rowidx = 2, d, n)')", "3.0"},
+      {u"t.MinNF('iif(rowidx = 3, d, n)')", "1.0"},
+      {u"t.CaseMax('n > 2', 'iif(rowidx < 2, n, d)')", "3.0"},
+      {u"t.CaseMin('n < 2', 'iif(rowidx < 2, n, d)')", "1.0"},
+      {u"t.CaseMaxNF('1', 'iif(rowidx = 0, d, n)')", "3"},
+      {u"t.CaseMinNF('1', 'iif(rowidx = 1, d, n)')", "1"},
+      {u"t.Max(\"iif(rowidx < 2, n, '3')\")", "'3'"},
+      {u"t.Min('0 * iif(rowidx = 3, -1.0, n)')", "0.0"},
+      {u"t.Max('iif(rowidx = 0, 0 / 0, n)')", "nan"},
+      {u"t.Min('iif(rowidx = 3, 0 / 0, n)')", "1"},
+  });
 }
 
 // Rows cost steps: a long loop stops when the script has to.

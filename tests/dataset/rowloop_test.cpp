@@ -250,6 +250,9 @@ std::string Outcome(unsigned seed, kt_long rows, const Kt_WString& text, bool ea
   for (kt_long row = 0; each_row && row < setting.data->GetRowCount(); ++row) {
     out += setting.Call(&Kt_ExprDataset::CallMax, {text, row, kt_long{1}});
   }
+  out += "max " + setting.Call(&Kt_ExprDataset::CallMax, {text});
+  out += "min " + setting.Call(&Kt_ExprDataset::CallMinNF, {text});
+  out += "case " + setting.Call(&Kt_ExprDataset::CallCaseMin, {u"a > 0 || x < 1", text});
   out += "sum " + setting.Call(&Kt_ExprDataset::CallSumNF, {text});
   out += "case " + setting.Call(&Kt_ExprDataset::CallCaseSum, {text, u"b + a"});
   out += "case " + setting.Call(&Kt_ExprDataset::CallCaseAvgNF, {u"a > 0 || x < 1", text});

@@ -255,7 +255,7 @@ TEST(DatasetWrapper, CanEventsAreNotAskedFromInside) {
     if (event == "deleting") fruit.wrapper->DeleteRow(9);
   };
   EXPECT_EQ(fruit.wrapper->SetRowPosition(1), 1);
-  EXPECT_EQ(fruit.record->Take(), "canpos 0>1 pos 0>2 pos 2>1");
+  EXPECT_EQ(fruit.record->Take(), "canpos 0>1 pos 0>2 pos 0>1");
   EXPECT_EQ(fruit.wrapper->SetColumn(0, 0, kt_long{5}), 1);
   EXPECT_EQ(fruit.record->Take(), "cancol n 1>5 @0 col name 'apple'>'fig' @0 col n 1>5 @0");
   EXPECT_EQ(fruit.wrapper->DeleteRow(0), 1);
@@ -265,37 +265,128 @@ TEST(DatasetWrapper, CanEventsAreNotAskedFromInside) {
   EXPECT_EQ(fruit.record->Take(), "canpos 0>1 pos 0>1") << "guards are back";
 }
 
-// A row number that may have become another row's is not edited.
-TEST(DatasetWrapper, RowsThatMovedMeanwhileAreLeftAlone) {
+// An edit goes on while its row number stands for the same row, whatever else the handler did. When
+// another row is there, or none, it is given up and that is told.
+TEST(DatasetWrapper, EditsOfRowsThatMovedMeanwhile) {
   struct Row {
     const char* edit;
     const char* event;
     std::function<void(Fruit&)> act;
     int result;
     const char* rows;
+    const char* told = "";  // failure
   };
+  // Makes the row anew, with the record number that the old one had.
+  const auto replace = [](Fruit& f) {
+    f.data->DeleteRow(1);
+    f.data->InsertRow(1);
+  };
+  const char* const gone = "83B01105(1)";
   const Row kRows[] = {
-      {"delete 1", "deleting", [](Fruit& f) { f.data->DeleteRow(0); }, -1, "2,pear|3,plum"},
-      {"delete 1", "deleting", [](Fruit& f) { f.data->Sort(u"n:d"); }, -1, "3,plum|2,pear|1,apple"},
+      {"delete 1", "deleting", [](Fruit& f) { f.data->DeleteRow(0); }, -1, "2,pear|3,plum", gone},
+      {"delete 1", "deleting", [](Fruit& f) { f.data->DeleteRow(1); }, -1, "1,apple|3,plum", gone},
+      {"delete 1", "deleting", [](Fruit& f) { f.data->DeleteRow(2); }, 1, "1,apple"},
+      {"delete 1", "deleting", [](Fruit& f) { f.data->Sort(u"n:d"); }, 1, "3,plum|1,apple"},
+      {"delete 0", "deleting", [](Fruit& f) { f.data->Sort(u"n:d"); }, -1, "3,plum|2,pear|1,apple",
+       "83B01105(0)"},
+      {"delete 1", "deleting", [](Fruit& f) { f.data->AppendRow(); }, 1, "1,apple|3,plum|,"},
+      {"delete 1", "deleting", [](Fruit& f) { f.data->InsertRow(0); }, -1,
+       ",|1,apple|2,pear|3,plum", gone},
+      {"delete 1", "deleting", [](Fruit& f) { f.data->LocFilter(0); }, -1, "2,pear|3,plum", gone},
+      {"delete 1", "deleting", [](Fruit& f) { f.data->LocFilter(2); }, 1, "1,apple"},
+      {"delete 1", "deleting", replace, -1, "1,apple|,|3,plum", gone},
+      {"delete 1", "deleting",
+       [](Fruit& f) {
+         f.data->DeleteRow(1);
+         f.data->Reset();
+       },
+       1, "1,apple|3,plum"},
+      {"delete 1", "deleting", [](Fruit& f) { f.data->LoadCSV(u"n:long,name\n1,a\n2,b\n"); }, -1,
+       "1,a|2,b", gone},
+      {"delete 1", "deleting", [](Fruit& f) { *f.data = Kt_Dataset(*f.data); }, -1,
+       "1,apple|2,pear|3,plum", gone},
       {"delete 1", "deleting", [](Fruit& f) { f.data->SetColumn(0, 1, u"fig"); }, 1,
        "1,fig|3,plum"},
       {"delete 1", "deleting", [](Fruit& f) { f.data->AddColumn(u"x"); }, 1, "1,apple,|3,plum,"},
-      {"set", "cancol", [](Fruit& f) { f.data->InsertRow(0); }, -1, ",|1,apple|2,pear|3,plum"},
+      {"delete 9", "deleting", [](Fruit& f) { f.data->AppendRow(7); }, -1,
+       "1,apple|2,pear|3,plum|,|,|,|,|,|,|,", "83B01105(9)"},
+      {"set", "cancol", [](Fruit& f) { f.data->InsertRow(0); }, -1, ",|1,apple|2,pear|3,plum",
+       gone},
+      {"set", "cancol", [](Fruit& f) { f.data->AppendRow(); }, 1, "1,apple|2,fig|3,plum|,"},
+      {"set", "cancol", [](Fruit& f) { f.data->Sort(u"n:d"); }, 1, "3,plum|2,fig|1,apple"},
+      {"set", "cancol", replace, -1, "1,apple|,|3,plum", gone},
+      {"set", "cancol", [](Fruit& f) { f.data->LoadCSV(u"name,n:long\na,1\nb,2\n"); }, -1,
+       "a,1|b,2", gone},
       {"set", "cancol", [](Fruit& f) { f.data->SetColumn(1, 0, kt_long{7}); }, 1,
        "1,apple|7,fig|3,plum"},
+      {"set nf", "cancol", [](Fruit& f) { f.data->LocFilter(0); }, 1, "2,pear|3,fig"},
+      {"set nf", "cancol", [](Fruit& f) { f.data->DeleteRow(0); }, -1, "2,pear|3,plum",
+       "83B01105(2)"},
+      {"delete selected", "deleting", [](Fruit& f) { f.data->AppendRow(); }, 2, "2,pear|,"},
+      {"delete selected", "deleting", [](Fruit& f) { f.data->DeleteRow(1); }, -1, "1,apple|3,plum",
+       "83B01105(2)"},
+      {"delete selected", "deleting", [](Fruit& f) { f.data->SelectRow(0, false); }, 1,
+       "1,apple|2,pear"},
       {"delete all", "deleting", [](Fruit& f) { f.data->DeleteRow(0); }, 2, ""},
       {"append", "canpos", [](Fruit& f) { f.data->DeleteAll(); }, 0, ","},
       {"append", "inserted", [](Fruit& f) { f.data->DeleteAll(); }, 3, ""},
-      {"position 1", "canpos", [](Fruit& f) { f.data->DeleteAll(); }, 0, ""},
+      {"position 1", "canpos", [](Fruit& f) { f.data->DeleteAll(); }, 0, "", gone},
+      {"position 1", "canpos", [](Fruit& f) { f.data->Sort(u"n:d"); }, 1, "3,plum|2,pear|1,apple"},
   };
   for (const Row& row : kRows) {
+    SCOPED_TRACE(std::string(row.edit) + " / " + row.rows);
     Fruit fruit;
+    Prepare(fruit, 0);
+    bool is_done = false;
     fruit.record->on_event = [&](const std::string& event) {
-      if (event == row.event) row.act(fruit);
+      if (event == row.event && !std::exchange(is_done, true)) row.act(fruit);
     };
-    EXPECT_EQ(RunEdit(row.edit, *fruit.wrapper), row.result) << row.edit << " / " << row.rows;
-    EXPECT_EQ(ShowRows(*fruit.data), row.rows) << row.edit;
+    EXPECT_EQ(RunEdit(row.edit, *fruit.wrapper), row.result);
+    EXPECT_EQ(ShowRows(*fruit.data), row.rows);
+    const std::string events = fruit.record->Take();
+    const std::size_t fail = events.find("fail ");
+    EXPECT_EQ(fail == std::string::npos ? "" : events.substr(fail + 5), row.told);
     EXPECT_LT(fruit.wrapper->GetRowPosition(), fruit.wrapper->GetRowCount() + 1);
+  }
+}
+
+// The row whose place is asked for was itself inserted: its record number is used again at once.
+TEST(DatasetWrapper, AnotherRowWithTheSameRecordIsAnotherRow) {
+  for (const char* const edit : {"delete 1", "set"}) {
+    Fruit fruit;
+    fruit.wrapper->SetEvents(0);
+    fruit.wrapper->InsertRow(1);
+    fruit.wrapper->SetEvents(1);
+    fruit.record->on_event = [&](const std::string& event) {
+      if (event != "deleting" && event != "cancol") return;
+      fruit.data->DeleteRow(1);
+      fruit.data->InsertRow(1);
+    };
+    EXPECT_EQ(RunEdit(edit, *fruit.wrapper), -1);
+    EXPECT_EQ(ShowRows(*fruit.data), "1,apple|,|2,pear|3,plum");
+  }
+}
+
+// What is announced is what was asked, wherever a handler has put the position.
+TEST(DatasetWrapper, ThePositionThatWasAskedIsTold) {
+  const struct {
+    const char* edit;
+    const char* event;
+    const char* events;
+  } rows[] = {
+      {"position 1", "canpos", "canpos 0>1 pos 0>2 pos 0>1"},
+      {"append", "canpos", "canpos 0>3 pos 0>2 inserted 3+1 pos 0>3"},
+      {"append", "inserted", "canpos 0>3 inserted 3+1 canpos 0>2 pos 0>2 pos 0>3"},
+      {"insert 1", "inserted", "canpos 0>3 inserted 1+1 canpos 0>2 pos 0>2 pos 0>1"},
+  };
+  for (const auto& row : rows) {
+    Fruit fruit;
+    bool is_done = false;
+    fruit.record->on_event = [&](const std::string& event) {
+      if (event == row.event && !std::exchange(is_done, true)) fruit.wrapper->SetRowPosition(2);
+    };
+    (void)RunEdit(row.edit, *fruit.wrapper);
+    EXPECT_EQ(fruit.record->Take(), row.events) << row.edit;
   }
 }
 

@@ -151,7 +151,13 @@ TEST(Evaluator, Calls) {
       {u"thing.size(1)", "4", "", "get size[1];"},
       {u"code(9998)", "!9998"},
       {u"1 + code(-7)", "!-7"},
-      {u"log(1) + log(2) * log(3)", "7", "", "2;3;1;"},
+      {u"log(1) + log(2) * log(3)", "7", "", "1;2;3;"},
+      {u"log(1) + (log(2) - log(3) * log(4)) * log(5)", "-49", "", "1;2;3;4;5;"},
+      {u"log(1) < log(2) * log(3) - log(4)", "1", "", "1;2;3;4;"},
+      {u"thing.stored(1) + thing.size(2) * thing.stored(3)", "55", "",
+       "stored[1];get size[2];stored[3];"},
+      {u"s.mid(log(1)) + s.mid(log(2)).length * log(3)", "'bc3'", "", "1;2;3;"},
+      {u"count(log(1), log(2) + log(3))[0] + log(4)", "5", "", "1;2;3;4;"},
       {u"log(1) - log(2) - log(3)", "-4", "", "1;2;3;"},
       // A variable is read when the operator is applied.
       {u"a + hook() * 0", "7"},
@@ -260,6 +266,10 @@ TEST(Evaluator, PrefixAndPostfix) {
       {{u"thing.size++", "4", "", "get size;set size=5;"}, "7"},
       {{u"++thing.nosuch", "!-2", "83B03130(thing, nosuch)"}, "7"},
       {{u"thing.nosuch--", "!-2", "83B03130(thing, nosuch)"}, "7"},
+      // A method is called for the old value and assigned to.
+      {{u"thing.size(1)++", "4", "", "get size[1];set size[1]=5;"}, "7"},
+      {{u"2 * ++thing.size(1) + log(2)", "12", "", "2;get size[1];set size[1]=5;"}, "7"},
+      {{u"++thing.size(1)[0]", "!83B03210", "83B03210(size, [])", "get size[1];"}, "7"},
       // A call runs once, and what it gave cannot be assigned to.
       {{u"log(1)++", "!83B03120", "83B03120(x++)", "1;"}, "7"},
       {{u"++log(1)", "!83B03120", "83B03120(++)", "1;"}, "7"},
@@ -426,7 +436,10 @@ TEST(Evaluator, ResultsThatStandForSomething) {
       {u"thing", EXPR_OBJ_COMPONENT, -1},
       {u"5", EXPR_OBJ_VALUE, -1},
       {u"a + 1", EXPR_OBJ_VALUE, -1},
-      {u"count(1)", EXPR_OBJ_EXTAPI, kErrInvalidObject, "83B03140(count)"},
+      {u"1 + thing.size(1)", EXPR_OBJ_VALUE, -1},
+      {u"(thing.size(1))", EXPR_OBJ_VALUE, -1},
+      {u"thing.echo(1)[0]", EXPR_OBJ_VALUE, -1},
+      {u"count(1)", EXPR_OBJ_VALUE, -1},
       {u"ref(b)", EXPR_OBJ_ARGREF, 0},
       {u"thing[0]", EXPR_OBJ_ITEM, kErrInvalidObject, "83B03140(thing)"},
   };
@@ -444,7 +457,8 @@ TEST(Evaluator, ResultsThatStandForSomething) {
   }
   EXPECT_EQ(Show(host.variables),
             "a=1 b=1 s='abc' e=- list=[1, 'two', [3, 4], -, -, 1] obj=<thing> fresh=1 ");
-  EXPECT_EQ(host.thing->log, "set size=1;quick=1;set size[1]=1;");
+  EXPECT_EQ(host.thing->log,
+            "set size=1;quick=1;set size[1]=1;get size[1];get size[1];call echo[1];");
 }
 
 // An object with a default property stands for its value in operators and conversions; one whose

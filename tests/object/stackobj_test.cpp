@@ -236,7 +236,7 @@ TEST_F(StackObj, ElementsWritten) {
       {u"abc", -1, u"k", u"X", "!83B01525 83B01525(v, k)", "'abc'"},
       {object, 0, u"", kt_long{5}, "!83B01030 83B01030(v[0], (Default))", "<thing>"},
       {object, -1, u"k", kt_long{5}, "!83B01030 83B01030(v['k]'], (Default))", "<thing>"},
-      {object, -1, u"", kt_long{5}, "!83B01525 83B01525(v, -1)", "<thing>"},
+      {object, -1, u"", kt_long{5}, "!83B01525 83B01525(v, )", "<thing>"},
       {object, 1, u"", kt_long{5}, "!83B01004 83B01004(v[1], (Default))", "<thing>"},
       {kt_long{5}, 0, u"", kt_long{5}, "!83B03210 83B03210(v, [])", "5"},
   };
@@ -276,7 +276,9 @@ TEST_F(StackObj, ObjectsThatHaveGone) {
   const Kt_ObjectHolder hold(object.GetHolder());
   host.thing.reset();
   EXPECT_EQ(Read(variable), "- 83B03140(InvalidObject)");
+  EXPECT_EQ(V(), "<gone>");
   EXPECT_EQ(Read(item), "- 83B03140(InvalidObject)");
+  EXPECT_EQ(V(), "-") << "cleared when an element of it is read";
   EXPECT_EQ(Read(property), "-");
   EXPECT_EQ(Read(method), "-");
   EXPECT_EQ(Write(property, kt_long{1}), "ok");
@@ -284,6 +286,14 @@ TEST_F(StackObj, ObjectsThatHaveGone) {
   EXPECT_EQ(component.GetComponent(), nullptr);
   Kt_ExprStackObj entry;
   EXPECT_EQ(Outcome(entry.FromObject(&host, &hold), ""), "!83B03140 83B03140(Invalid Object)");
+  for (const bool by_ref : {false, true}) {
+    host.variables.FindVariable(u"v")->SetValue(object);
+    Kt_Variant value;
+    EXPECT_EQ(item.GetObjValue(&host, value, by_ref), 0);
+    EXPECT_EQ(host.TakeReports(), "83B03140(InvalidObject)") << by_ref;
+    EXPECT_EQ(V(), "-") << by_ref;
+  }
+  host.variables.FindVariable(u"v")->SetValue(object);
   EXPECT_EQ(Write(item, kt_long{1}), "!83B03140 83B03140(v is inavlid object.)");
   EXPECT_EQ(V(), "-");
 }

@@ -164,10 +164,15 @@ TEST(BodyParser, Faults) {
        "SYNTAX Error (line 2) : x = 1 : in Function (f) : Not Found Line End ';'\n"},
       {u"a == b;", "name = a | = b\n",
        "SYNTAX Error (line 1) : = b : in Function (f) : Invalid Expression\n"},
-      {u"a) = b; c;", "",
+      // Brackets that do not match are faults of the expression; the rest is parsed.
+      {u"a) = b; c;", "expr a) = b\nexpr c\n",
        "SYNTAX Error (line 1) : a) = b : in Function (f) : Invalid Expression\n"},
       {u"a b; c;", "expr a b\nexpr c\n",
        "SYNTAX Error (line 1) : a b : in Function (f) : Invalid Expression\n"},
+      {u"f(1; g(2)); { h]; } i;", "expr f(1\nexpr g(2))\nblock\n  expr h]\nexpr i\n",
+       "SYNTAX Error (line 1) : f(1 : in Function (f) : Invalid Expression\n"
+       "SYNTAX Error (line 1) : g(2)) : in Function (f) : Invalid Expression\n"
+       "SYNTAX Error (line 1) : h] : in Function (f) : Invalid Expression\n"},
       // A fault of structure inside a body stops the bodies around it.
       {u"a;\n{ b;\n break x; c; }\nd;", "expr a\nblock\n  expr b\n",
        "SYNTAX Error (line 3) : break : in Function (f) : Invalid Keyword\n"},
@@ -175,6 +180,37 @@ TEST(BodyParser, Faults) {
        "SYNTAX Error (line 1) : in Function (f) : Not Found Matching Comment '*/'\n"},
   };
   RunRows(rows);
+}
+
+// Lines show the keywords as they are written here, whatever the case of the source.
+TEST(BodyParser, KeywordsInFaults) {
+  const struct {
+    const char16_t* body;
+    const char* errors;
+  } rows[] = {
+      {u"VAR a", "(line 1) : var : in Function (f) : "},
+      {u"Var a), b;", "(line 1) : var : in Function (f) : "},
+      {u"FOR x;", "(line 1) : for : in Function (f) : Not Found Block Start '('"},
+      {u"For (;;;", "(line 1) : for : in Function (f) : Not Found Matching Brace ')'"},
+      {u"WHILE ()  x;", "(line 1) : while : in Function (f) : Invalid Null Expr"},
+      {u"BREAK x;", "(line 1) : break : in Function (f) : Invalid Keyword"},
+      {u"Continue", "(line 1) : continue : in Function (f) : "},
+      {u"SWITCH (a", "(line 1) : switch : in Function (f) : Not Found Matching Brace ')'"},
+      {u"RETURN 1", "(line 1) : return : in Function (f) : "},
+      {u"IF () x;", "(line 1) : if : in Function (f) : Invalid Null Expr"},
+      {u"If x;", "(line 1) : if : in Function (f) : Not Found Block Start '('"},
+      {u"ELSE x;", "(line 1) : else : in Function (f) : Invalid Keyword"},
+      {u"if (a) x;\nELSE", "(line 2) : else : in Function (f) : Unexpected End of Block"},
+      // A guarded else is a branch of its own, on a line of its own.
+      {u"IF (a)\n x;\nELSE DO () y;", "(line 3) : if : in Function (f) : Invalid Null Expr"},
+      {u"if (a)\n x;\nelse do (b c) y;", "(line 3) : b c : in Function (f) : Invalid Expression"},
+  };
+  for (const auto& row : rows) {
+    Kt_ScriptFunc func(u"f");
+    Kt_WStrList errors;
+    (void)func.SetBody(row.body, 0, &errors);
+    EXPECT_EQ(Lines(errors), "SYNTAX Error " + std::string(row.errors) + "\n") << Utf8(row.body);
+  }
 }
 
 TEST(BodyParser, Prototypes) {

@@ -48,6 +48,15 @@ TEST(Compiled, RandomPrograms) {
 TEST(Compiled, KnownPlaces) {
   const char* const bodies[] = {
       "return list[0][1];",
+      "return log(1) + log(2) * log(3) - (log(4) + log(5) * 2);",
+      "return g + bump() * g + list[0];",
+      "return list[0] + bump() + list[0];",
+      "return count(g, bump(), g) + (g && bump()) + g;",
+      "return bump()[0];",
+      "return (bump() + 1)[0];",
+      "return count(1)[0]['k'];",
+      "return (count(1))['k'];",
+      "var r = 5; same(ref(r)) = 6; same(ref(r)) += 4; return r;",
       "return list[2][1][0];",
       "return count(1, 2)[0][0];",
       "return count(1)['k'];",
@@ -83,6 +92,8 @@ TEST(Compiled, KnownPlaces) {
   for (const char* const body : bodies) {
     ExpectSame(std::string("var g = 2, list = [1, 'two', [3, 4]], s = 'text';\n"
                            "function f(x, y) { x = x + 1; return y; }\n"
+                           "function bump() { g = g * 3; list[0] = g; return g; }\n"
+                           "function same(v) { return v; }\n"
                            "function main(x, y) { ") +
                body + " }\n");
   }

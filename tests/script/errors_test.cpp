@@ -87,8 +87,15 @@ TEST(SyntaxErrors, PlacesInFunctions) {
       {u"function f() { var a) = 1; }", "1:20+6: Invalid Variable Declaration\n"},
       {u"function f() { break 2; }", "1:22+1: Invalid Keyword\n"},
       {u"function f() { x; } function g() { y) ; } function h() { z z; }",
-       "1:36+2: Invalid Expression\n"
+       "1:37+1: Invalid Expression (')' without matching '(' or after an operator)\n"
        "1:60+1: Invalid Expression (operator expected between two values)\n"},
+      // A bracket that does not match: the cause, its place, and what comes after.
+      {u"function f() {\n  print(1, 2;\n  y z;\n}",
+       "2:13+1: Invalid Expression (expression ends too early)\n"
+       "3:5+1: Invalid Expression (operator expected between two values)\n"},
+      {u"function f() {\n  print(1))[0] = 2;\n  print(a[1)];\n}",
+       "2:11+1: Invalid Expression (')' without matching '(' or after an operator)\n"
+       "3:12+1: Invalid Expression (')' without matching '(' or after an operator)\n"},
   };
   RunRows(rows, false);
 }

@@ -100,6 +100,30 @@ TEST_P(Reentry, ObjectGoneBetweenStatements) {
   EXPECT_EQ(host.reports, reports);
 }
 
+// Reading an element of what has gone clears the variable: it is reported once.
+TEST_P(Reentry, ElementsOfObjectsThatHaveGone) {
+  const char16_t* const bodies[] = {
+      u"var o = obj; hook(); var x = o[0]; return count(x, o);",
+      u"var o = obj; hook(); var x = (o)['k'] + ''; return count(null, o);",
+  };
+  for (const char16_t* const body : bodies) {
+    host.thing = std::make_unique<TestThing>(&host, u"thing");
+    host.variables.AddVariable(u"obj", Kt_Variant(Kt_ObjectHolder(nullptr, host.thing.get())));
+    Load((Kt_WString(u"function main() { ") + body + u" }").GetText());
+    OnHook([this] { host.thing.reset(); });
+    EXPECT_EQ(RunMain(), "[-, -]");
+    EXPECT_EQ(host.TakeReports(), "83B03140(InvalidObject)") << Kt_WString(body).ToUtf8();
+  }
+}
+
+// The old value of a compound assignment could not be read: the run goes on as if it were empty.
+TEST_P(Reentry, OldValueOfAnObjectThatHasGone) {
+  Load(u"function main() { obj.stored(1) += 2; return 7; }");
+  host.thing->on_call = [](Kt_Variant&) { return kObjectGone; };
+  EXPECT_EQ(RunMain(), "7");
+  EXPECT_EQ(host.thing->log, "stored[1];set stored[1]=2;");
+}
+
 TEST_P(Reentry, ScriptCleared) {
   const struct {
     const char16_t* text;
@@ -253,6 +277,22 @@ TEST(ReentryOfHost, HostReleased) {
                          nullptr, nullptr),
             0);
   host->on_hook = [&host](Kt_ExprObject*, const Kt_VariantList&, Kt_Variant&) {
+    host.reset();
+    return kObjectGone;
+  };
+  Kt_Variant result;
+  EXPECT_EQ(script.ExecFunc(u"main", nullptr, result), kAbort);
+  script.SetExternalContext(nullptr);
+}
+
+TEST(ReentryOfHost, HostReleasedByTheOldValue) {
+  auto host = std::make_unique<TestHost>();
+  host->variables.AddVariable(u"obj", Kt_Variant(Kt_ObjectHolder(nullptr, host->thing.get())));
+  Kt_Script script(host.get());
+  ASSERT_EQ(script.Parse(u"t", u"function main() { obj.stored(1) += 2; return unknown; }", nullptr,
+                         nullptr),
+            0);
+  host->thing->on_call = [&host](Kt_Variant&) {
     host.reset();
     return kObjectGone;
   };
