@@ -10,9 +10,6 @@ namespace {
 
 const Kt_WString kNoText;
 
-// Logical columns may stand for logical columns; a chain longer than this is a ring.
-constexpr int kMaxChain = 16;
-
 }  // namespace
 
 const char16_t* kt_rowtypetextW(kt_long type) {
@@ -72,12 +69,12 @@ kt_long Kt_Dataset::AddColumnRow(Column column) {
 
 kt_long Kt_Dataset::AddColumn(const Kt_WString& id, Kt_ColumnType type, kt_long size) {
   Column column{id, {}, type, size};
-  const bool made = kt::detail::RefuseOnFailure([&] {
-                      column.cells = std::make_shared<Kt_Column>(type);
-                      column.cells->AppendNulls(PlainSlotCount());
-                      return 0;
-                    }) == 0;
-  return made ? AddColumnRow(std::move(column)) : -1;
+  const kt_long made = kt::detail::RefuseOnFailure([&] {
+    column.cells = std::make_shared<Kt_Column>(type);
+    column.cells->AppendNulls(PlainSlotCount());
+    return 0;
+  });
+  return made < 0 ? made : AddColumnRow(std::move(column));
 }
 
 kt_long Kt_Dataset::AddColumn(const Kt_WString& id, std::u16string_view type, kt_long size) {
@@ -110,8 +107,9 @@ void Kt_Dataset::ResolveLogicalColumns() {
   for (Column& column : columns_) ResolveLogicalColumn(column);
 }
 
+// A chain with more steps than there are columns is a ring.
 kt_long Kt_Dataset::EndCol(kt_long col) const {
-  for (int step = 0; step < kMaxChain && HasCol(col); ++step) {
+  for (kt_long step = 0; step < GetColCount() && HasCol(col); ++step) {
     const Column& column = columns_[static_cast<std::size_t>(col)];
     if (column.cells != nullptr || column.source_col >= 0) return col;
     col = column.target;

@@ -7,13 +7,6 @@
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
-namespace {
-
-// Expressions of logical columns may read logical columns; deeper nesting is a ring and reads null.
-constexpr int kMaxEvaluationDepth = 16;
-
-}  // namespace
-
 Kt_Variant Kt_Dataset::ReadCell(View view, kt_long row, kt_long col, kt_long position) const {
   const auto slot = RecordAt(view, row);
   if (!slot) return ReadSubtotal(view, row, col, position);
@@ -39,7 +32,7 @@ Kt_Variant Kt_Dataset::ReadSubtotal(View view, kt_long row, kt_long col, kt_long
 }
 
 Kt_Variant Kt_Dataset::ReadExpression(View view, kt_long row, const Column& column) const {
-  if (evaluator_.pointer == nullptr || evaluator_.depth >= kMaxEvaluationDepth) return {};
+  if (evaluator_.pointer == nullptr) return {};
   // Copies: the evaluator runs code that we do not know.
   const std::shared_ptr<Kt_ColumnEvaluator> evaluator = evaluator_.pointer;
   const Kt_WString expression = column.map;

@@ -13,8 +13,10 @@ namespace kt::detail {
 // Computes the logical columns of datasets by row expressions. Names are, as in every row
 // expression, row keywords, columns, and what the context of the first wrapper knows.
 //
-// A column that comes back to itself reads empty there. What is asked for more than once on the way
-// to one cell is computed once, so that columns built on columns cost no more than there are.
+// Columns may build on columns as deep as the native stack allows. A cell that needs more, or a
+// column that comes back to itself, is empty, and that is reported once (kErrTooDeep,
+// kErrNotAllowed). What is asked for more than once on the way to one cell is computed once, so
+// that columns built on columns cost no more than there are.
 class ColumnExprs final : public Kt_ColumnEvaluator {
  public:
   // Gives the dataset one unless it has one that works. `context` may be null.
@@ -37,6 +39,8 @@ class ColumnExprs final : public Kt_ColumnEvaluator {
   Column& Find(const Kt_WString& text);
   kt_long Compute(Column& column, const Kt_Dataset& dataset, kt_long row, Kt_Variant& result);
   void Forget();
+  template <class... Args>
+  bool Fail(kt_long code, const Args&... args);
 
   Kt_ObjectHolder context_;
   std::deque<Column> columns_;  // in place while they run
