@@ -2,6 +2,7 @@
 #pragma once
 
 #include <array>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -11,6 +12,7 @@
 #include "classlib/Kt_Column.h"
 #include "classlib/Kt_DatasetHandle.h"
 #include "classlib/Kt_LoadReport.h"
+#include "classlib/Kt_SaveReport.h"
 #include "classlib/detail/Kt_ChangeBuffer.h"
 #include "classlib/detail/Kt_ConstantList.h"
 #include "classlib/detail/Kt_CopyOnWrite.h"
@@ -71,7 +73,8 @@ class KT_CLASS_API Kt_ColumnEvaluator {
   // False when what it needs has gone, so that another one may take its place.
   virtual bool IsAlive() const { return true; }
   // The value of `expression` in a row; `filtered` says which of the two row numberings `row`
-  // counts in. False gives an empty cell. The dataset refuses all changes meanwhile.
+  // counts in. False gives an empty cell. The dataset refuses all changes meanwhile. Reading
+  // columns of this kind in it comes here again: where the native stack ends is to be looked at.
   virtual bool EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool filtered,
                               const Kt_WString& expression, Kt_Variant& result) = 0;
 };
@@ -93,7 +96,8 @@ class KT_CLASS_API Kt_ColumnEvaluator {
 // about as much as there are columns.
 // Threads: one thread per dataset, for reading too; copies on several threads may share content.
 // Fails: rows and columns outside read empty and refuse writes; refusals are negative results. An
-// operation that runs out of memory is refused. Nothing throws.
+// operation that runs out of memory is refused with kErrNoMemory, rows beyond the limit are with
+// kErrRowNotAdded, everything else with -1. Nothing throws.
 class KT_CLASS_API Kt_Dataset {
  public:
   Kt_Dataset() = default;
@@ -175,8 +179,8 @@ class KT_CLASS_API Kt_Dataset {
   kt_long GetRowCountNF() const { return ViewCount(kt::detail::kAllRows); }
 
   // New rows: inserted, empty, shown, at the end / before a shown row (any other number: at the
-  // end). The first new index; -1 for a count below 1, at the limit or without memory. Costs
-  // O(log rows), wherever they go.
+  // end). The first new index; -1 for a count below 1 and on a dataset without rows of its own,
+  // kErrRowNotAdded at the limit, kErrNoMemory. Costs O(log rows), wherever they go.
   kt_long AppendRow(kt_long count = 1);
   kt_long InsertRow(kt_long row, kt_long count = 1);
   // 1, or -1 outside. An inserted row goes for good, any other to the deleted rows.
@@ -254,9 +258,9 @@ class KT_CLASS_API Kt_Dataset {
 
   // Sorts the records, hidden ones too, by a list "price:d, name": descending after ":d".
   // `ascending` false turns every item round. Stable. Nulls stand after all values, or before all,
-  // whatever the direction; texts go by code unit; NaN is greater than every number. 1, or -1, and
-  // nothing changed, for an unknown column or an empty list.
-  // The list becomes the sort keys, and with `group_keys` the group keys too.
+  // whatever the direction; texts go by code unit; NaN is greater than every number. 1, or -1 for
+  // an unknown column or an empty list, or kErrNoMemory, and nothing changed. The list becomes the
+  // sort keys, and with `group_keys` the group keys too.
   kt_long Sort(std::u16string_view list, bool ascending = true, bool nulls_last = false,
                bool group_keys = false);
 
@@ -452,12 +456,18 @@ class KT_CLASS_API Kt_Dataset {
   kt_long LoadCSVBytes(std::string_view text, const Kt_CsvOptions& options, Kt_LoadReport& report);
 
   // Saves rows as they are shown: type "" or "all"; "nf": without filters; "update": inserted and
-  // updated rows. The number of rows, or -1 for another type or a text that would be too long.
-  // What is saved loads back equal, except that cells of variant columns come back as text and
-  // states are not kept.
+  // updated rows. The number of rows; otherwise nothing is saved, and the code of the report is
+  // returned: for another type, for what would be too long, and for a value that the form cannot
+  // hold, which the report names.
+  //
+  // What is saved loads back equal, except that CSV has the cells of stored columns and no states,
+  // and cells of variant columns come back from it as text; lists are refused there. Objects are
+  // refused everywhere, and lists inside lists beyond 65 levels.
   kt_long SaveCSV(Kt_WString& out, std::u16string_view type = {}, char16_t separator = u',') const;
   kt_long SaveCSV(Kt_WString& out, std::u16string_view type,
                   const Kt_CsvSaveOptions& options) const;
+  kt_long SaveCSV(Kt_WString& out, std::u16string_view type, const Kt_CsvSaveOptions& options,
+                  Kt_SaveReport& report) const;
 
   // XML keeps everything that the store knows of the rows it saves: values of every kind but
   // objects, states, first values, deleted rows in their places. Without `header` types are left
@@ -465,9 +475,12 @@ class KT_CLASS_API Kt_Dataset {
   kt_long LoadDataXml(std::u16string_view text, bool clear = true);
   kt_long LoadDataXml(std::u16string_view text, bool clear, Kt_LoadReport& report);
   kt_long SaveDataXml(Kt_WString& out, std::u16string_view type = {}, bool header = true) const;
+  kt_long SaveDataXml(Kt_WString& out, std::u16string_view type, bool header,
+                      Kt_SaveReport& report) const;
   // The binary form keeps the same. Damaged or shortened data is refused as a whole.
   kt_long LoadDataBin(std::span<const std::uint8_t> bytes, bool clear = true);
   kt_long Save2(Kt_Buffer& out, std::u16string_view type = {}) const;
+  kt_long Save2(Kt_Buffer& out, std::u16string_view type, Kt_SaveReport& report) const;
 
   // ---- Changes --------------------------------------------------------------------------------
 
@@ -724,6 +737,8 @@ class KT_CLASS_API Kt_Dataset {
   bool SaveViewOf(std::u16string_view save_type, View& view, bool& changed_only) const;
   std::vector<Slot> RowsToSave(View view, bool changed_only, bool deleted) const;
   kt::detail::LoadedTable TableToSave(View view, bool changed_only) const;
+  kt_long SaveTable(std::u16string_view type, Kt_SaveReport& report,
+                    const std::function<kt_long(kt::detail::LoadedTable&)>& write) const;
   void AddNotes(const std::vector<Slot>& slots, kt::detail::LoadedTable& table) const;
   template <class Unit>
   kt_long LoadCsvText(std::basic_string_view<Unit> text, const Kt_CsvOptions& options,

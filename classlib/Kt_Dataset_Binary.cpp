@@ -12,6 +12,7 @@
 #include "classlib/Kt_Dataset.h"
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"
+#include "classlib/detail/Kt_SavedValue.h"
 #include "classlib/detail/Kt_VariantText.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
@@ -49,7 +50,7 @@ class ByteWriter {
     Put(static_cast<std::uint32_t>(text.size()));
     PutArray(text.data(), text.size());
   }
-  void PutValue(const Kt_Variant& held, int depth = 0);
+  void PutValue(const Kt_Variant& held);
   void PutCells(const Kt_Column& column);
   std::string& Bytes() { return bytes_; }
 
@@ -57,11 +58,10 @@ class ByteWriter {
   std::string bytes_;
 };
 
-void ByteWriter::PutValue(const Kt_Variant& held, int depth) {
+// REQUIRES: CheckValues has found no fault in it.
+void ByteWriter::PutValue(const Kt_Variant& held) {
   const Kt_Variant& value = held.Target();
-  const bool lost = value.IsObject() || depth > kMaxListDepth;
-  Put(lost ? kTagEmpty : value.GetTag());
-  if (lost) return;
+  Put(value.GetTag());
   switch (value.GetTag()) {
     case kTagEmpty: break;
     case kTagLong: Put(value.AsLong()); break;
@@ -74,7 +74,7 @@ void ByteWriter::PutValue(const Kt_Variant& held, int depth) {
       break;
     case kTagList:
       Put(static_cast<std::uint32_t>(value.ListCount()));
-      for (const Kt_Variant& item : value.GetList()) PutValue(item, depth + 1);
+      for (const Kt_Variant& item : value.GetList()) PutValue(item);
       break;
     default: Put(value.AsInt64()); break;
   }
@@ -237,7 +237,7 @@ class BinaryLoader {
     if (columns > static_cast<std::uint32_t>(kMaxDatasetColumns)) return false;
     if (table_.row_count > static_cast<std::uint32_t>(kMaxDatasetRows)) return false;
     for (std::uint32_t at = 0; in_.IsGood() && at < columns; ++at) ReadColumn();
-    if (!HasRealRows()) return false;
+    if (!HasCells(table_) && table_.row_count > kMaxRowsWithoutCells) return false;
     ReadNotes();
     return in_.IsGood() && in_.Left() == 0;
   }
@@ -245,15 +245,6 @@ class BinaryLoader {
   LoadedTable& Table() { return table_; }
 
  private:
-  // Rows are bounded by the bytes of their cells; but logical columns have none.
-  bool HasRealRows() const {
-    constexpr std::uint32_t kMaxRowsWithoutCells = 1 << 20;
-    const bool has_cells =
-        std::any_of(table_.columns.begin(), table_.columns.end(),
-                    [](const LoadedColumn& column) { return column.cells != nullptr; });
-    return has_cells || table_.row_count <= kMaxRowsWithoutCells;
-  }
-
   void ReadColumn() {
     LoadedColumn column;
     column.id = Kt_WString(in_.GetText());
@@ -354,17 +345,20 @@ kt_long Kt_Dataset::LoadDataBin(std::span<const std::uint8_t> bytes, bool clear)
   });
 }
 
-kt_long Kt_Dataset::Save2(Kt_Buffer& out, std::u16string_view type) const {
-  View view = kAllRows;
-  bool changed_only = false;
+kt_long Kt_Dataset::Save2(Kt_Buffer& out, std::u16string_view type, Kt_SaveReport& report) const {
   out.Clear();
-  if (!SaveViewOf(type, view, changed_only)) return -1;
-  return RefuseOnFailure([&]() -> kt_long {
-    if (!IsPhysical()) return AsTable(view).Save2(out, type);
-    LoadedTable table = TableToSave(view, changed_only);
+  return SaveTable(type, report, [&](LoadedTable& table) -> kt_long {
+    if (!HasCells(table) && table.row_count > kMaxRowsWithoutCells) {
+      return report.Refuse(kErrNotAllowed, u"too many rows without a stored column");
+    }
+    if (const kt_long code = CheckValues(table, report)) return code;
     ByteWriter writer;
     PutTable(table, writer);
-    if (!out.Append(writer.Bytes())) return -1;
-    return static_cast<kt_long>(table.row_count);
+    return out.Append(writer.Bytes()) ? kOk : kErrNoMemory;
   });
+}
+
+kt_long Kt_Dataset::Save2(Kt_Buffer& out, std::u16string_view type) const {
+  Kt_SaveReport report;
+  return Save2(out, type, report);
 }

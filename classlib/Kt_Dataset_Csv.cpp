@@ -13,6 +13,7 @@
 #include "classlib/detail/Kt_FileText.h"
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"
+#include "classlib/detail/Kt_SavedValue.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -532,6 +533,66 @@ void AppendHeading(std::u16string& out, const Kt_WString& id, std::u16string_vie
   AppendCell(out, heading, quote, options.separator);
 }
 
+class CsvWriter {
+ public:
+  CsvWriter(const Kt_CsvSaveOptions& options, Kt_SaveReport& report)
+      : options_(options), report_(report) {}
+
+  void AddColumn(const Kt_WString& id, kt_long size, std::shared_ptr<const Kt_Column> cells) {
+    if (!columns_.empty()) text_ += options_.separator;
+    AppendHeading(text_, id, options_.typed ? TypeSuffix(cells->Type(), size) : u"", options_);
+    columns_.push_back({id, std::move(cells)});
+  }
+
+  // kOk, or the code of the report.
+  kt_long Write(const std::vector<Slot>& slots) {
+    if (columns_.empty() && !slots.empty()) {
+      return report_.Refuse(kErrNotAllowed, u"rows without a column");
+    }
+    if (columns_.empty()) return kOk;
+    text_ += u"\r\n";
+    for (std::size_t row = 0; row < slots.size(); ++row) {
+      for (std::size_t col = 0; col < columns_.size(); ++col) {
+        if (col > 0) text_ += options_.separator;
+        const Kt_Column& cells = *columns_[col].cells;
+        if (cells.IsNull(slots[row])) continue;
+        if (const kt_long code = WriteCell(cells.Read(slots[row]), row, col)) return code;
+      }
+      text_ += u"\r\n";
+    }
+    return text_.size() <= kMaxUnits ? kOk : report_.Refuse(kErrStringTooLong, {});
+  }
+  const std::u16string& Text() const { return text_; }
+
+ private:
+  static constexpr auto kMaxUnits = static_cast<std::size_t>(kMaxStringLength);
+  struct SavedColumn {
+    Kt_WString id;
+    std::shared_ptr<const Kt_Column> cells;
+  };
+
+  kt_long WriteCell(const Kt_Variant& value, std::size_t row, std::size_t col) {
+    if (value.IsList() || value.IsObject()) {
+      return report_.Refuse(kErrNotAllowed,
+                            PlaceOfCell(static_cast<kt_long>(row), columns_[col].id) +
+                                (value.IsList() ? u": a list" : u": an object"));
+    }
+    Kt_WString cell = FileText(value);
+    if (options_.guard_formulas && value.IsString()) GuardFormula(cell);
+    // Before the next cell is appended: cells may share one long text.
+    if (text_.size() + cell.View().size() > kMaxUnits) {
+      return report_.Refuse(kErrStringTooLong, {});
+    }
+    AppendCell(text_, cell, cell.IsEmpty(), options_.separator);
+    return kOk;
+  }
+
+  const Kt_CsvSaveOptions& options_;
+  Kt_SaveReport& report_;
+  std::vector<SavedColumn> columns_;
+  std::u16string text_;
+};
+
 }  // namespace
 
 template <class Unit>
@@ -563,10 +624,10 @@ kt_long Kt_Dataset::LoadCsvText(std::basic_string_view<Unit> text, const Kt_CsvO
   }
   // Nothing was loaded, so there is nothing else to tell.
   Kt_LoadReport failure;
-  failure.error = report.error.IsEmpty() ? u"too many rows or columns, or no memory" : report.error;
+  failure.error = report.error.IsEmpty() ? RefusalText(loaded) : report.error;
   failure.error_line = report.error_line;
   report = failure;
-  return -1;
+  return loaded;
 }
 
 kt_long Kt_Dataset::LoadCSV(std::u16string_view text, const Kt_CsvOptions& options,
@@ -599,38 +660,30 @@ kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type, char16_t 
 
 kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type,
                             const Kt_CsvSaveOptions& options) const {
-  const char16_t separator = options.separator;
+  Kt_SaveReport report;
+  return SaveCSV(out, type, options, report);
+}
+
+kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type,
+                            const Kt_CsvSaveOptions& options, Kt_SaveReport& report) const {
+  report = {};
+  out.Empty();
   View view = kAllRows;
   bool changed_only = false;
-  out.Empty();
-  if (!SaveViewOf(type, view, changed_only)) return -1;
-  return RefuseOnFailure([&]() -> kt_long {
-    if (!IsPhysical()) return AsTable(view).SaveCSV(out, type, options);
-    std::u16string text;
-    std::vector<const Kt_Column*> cells;
-    for (const Column& column : columns_) {
-      if (column.cells == nullptr) continue;
-      if (!cells.empty()) text += separator;
-      AppendHeading(text, column.id, options.typed ? TypeSuffix(column.type, column.size) : u"",
-                    options);
-      cells.push_back(column.cells.get());
-    }
-    if (cells.empty()) return 0;
-    text += u"\r\n";
+  if (!SaveViewOf(type, view, changed_only)) {
+    return report.Refuse(kErrNotAllowed, Kt_WString(u"unknown save type '") + type + u"'");
+  }
+  const kt_long saved = RefuseOnFailure([&]() -> kt_long {
+    if (!IsPhysical()) return AsTable(view).SaveCSV(out, type, options, report);
     const std::vector<Slot> slots = RowsToSave(view, changed_only, false);
-    for (const Slot slot : slots) {
-      for (std::size_t col = 0; col < cells.size(); ++col) {
-        if (col > 0) text += separator;
-        if (cells[col]->IsNull(slot)) continue;
-        const Kt_Variant value = cells[col]->Read(slot);
-        Kt_WString cell = FileText(value);
-        if (options.guard_formulas && value.IsString()) GuardFormula(cell);
-        AppendCell(text, cell, cell.IsEmpty(), separator);
-      }
-      text += u"\r\n";
-      if (text.size() > static_cast<std::size_t>(kMaxStringLength)) return -1;
+    CsvWriter writer(options, report);
+    for (kt_long col = 0; col < GetColCount(); ++col) {
+      const Column& column = columns_[static_cast<std::size_t>(col)];
+      writer.AddColumn(column.id, column.size, SlotCells(col));
     }
-    out = Kt_WString(text);
+    if (const kt_long code = writer.Write(slots)) return code;
+    out = Kt_WString(writer.Text());
     return static_cast<kt_long>(slots.size());
   });
+  return saved < 0 && report.code == kOk ? report.Refuse(kErrNoMemory, {}) : saved;
 }

@@ -2,6 +2,7 @@
 //
 // Taking over what a file held, and choosing what a file will hold.
 #include <algorithm>
+#include <functional>
 #include <unordered_map>
 
 #include "classlib/Kt_Dataset.h"
@@ -22,11 +23,13 @@ kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
     if (clear && table.has_column_info) next.DropStoredColumns();
     if (next.slot_count_ + std::size_t{table.row_count} >
         static_cast<std::size_t>(kMaxDatasetRows)) {
-      return -1;
+      return kErrRowNotAdded;
     }
     const Slot first = next.slot_count_;
     std::vector<kt_long> cols;
-    if (!next.AdoptColumns(table, cols)) return -1;
+    if (!next.AdoptColumns(table, cols)) {
+      return next.GetColCount() < kMaxDatasetColumns ? kErrNoMemory : -1;
+    }
     next.AdoptRows(table, cols, first);
     next.FindKeys(key_ids);
     for (const auto& [id, value] : table.constants) {
@@ -141,6 +144,24 @@ bool Kt_Dataset::SaveViewOf(std::u16string_view save_type, View& view, bool& cha
   changed_only = type.EqualsNoCase(u"update");
   view = type.EqualsNoCase(u"nf") || changed_only ? kAllRows : ActiveView();
   return changed_only || type.IsEmpty() || type.EqualsNoCase(u"all") || type.EqualsNoCase(u"nf");
+}
+
+// Runs write(table) on what a file will hold: kOk or a code. The number of rows saved, or the code.
+kt_long Kt_Dataset::SaveTable(std::u16string_view type, Kt_SaveReport& report,
+                              const std::function<kt_long(LoadedTable&)>& write) const {
+  report = {};
+  View view = kAllRows;
+  bool changed_only = false;
+  if (!SaveViewOf(type, view, changed_only)) {
+    return report.Refuse(kErrNotAllowed, Kt_WString(u"unknown save type '") + type + u"'");
+  }
+  const kt_long saved = RefuseOnFailure([&]() -> kt_long {
+    if (!IsPhysical()) return AsTable(view).SaveTable(type, report, write);
+    LoadedTable table = TableToSave(view, changed_only);
+    const kt_long code = write(table);
+    return code == kOk ? static_cast<kt_long>(table.row_count) : code;
+  });
+  return saved < 0 && report.code == kOk ? report.Refuse(kErrNoMemory, {}) : saved;
 }
 
 // The rows to save in record order; deleted ones are among them when `deleted` is set.

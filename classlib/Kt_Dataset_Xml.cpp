@@ -10,6 +10,7 @@
 #include "classlib/detail/Kt_FileText.h"
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"
+#include "classlib/detail/Kt_SavedValue.h"
 #include "classlib/detail/Kt_VariantText.h"
 #include "classlib/detail/Kt_XmlScanner.h"
 
@@ -25,64 +26,84 @@ class XmlWriter {
  public:
   XmlWriter(const LoadedTable& table, bool types) : table_(table), types_(types) {}
 
-  // False when the text would be too long.
+  // False when the text would be too long; it ends early then.
   bool Write() {
-    out_ = u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<dataset";
+    Markup(u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<dataset");
     Attribute(u"id", table_.id);
-    out_ += u" ver=\"1\">\n<columns>\n";
+    Markup(u" ver=\"1\">\n<columns>\n");
     for (const LoadedColumn& column : table_.columns) WriteColumn(column);
-    out_ += u"</columns>\n";
+    Markup(u"</columns>\n");
     if (types_ && !table_.constants.empty()) WriteConstants();
-    out_ += u"<rows>\n";
+    Markup(u"<rows>\n");
     std::vector<const LoadedNote*> notes(table_.row_count);
     std::vector<std::size_t> numbers(table_.row_count);
     for (std::size_t number = 0; number < table_.notes.size(); ++number) {
       notes[table_.notes[number].row] = &table_.notes[number];
       numbers[table_.notes[number].row] = number;
     }
-    for (std::uint32_t row = 0; row < table_.row_count; ++row) {
+    for (std::uint32_t row = 0; fits_ && row < table_.row_count; ++row) {
       WriteRow(row, notes[row], numbers[row]);
-      if (out_.size() > static_cast<std::size_t>(kMaxStringLength)) return false;
     }
-    out_ += u"</rows>\n</dataset>\n";
-    return out_.size() <= static_cast<std::size_t>(kMaxStringLength);
+    Markup(u"</rows>\n</dataset>\n");
+    return fits_;
   }
   const std::u16string& Text() const { return out_; }
 
  private:
+  static constexpr auto kMaxUnits = static_cast<std::size_t>(kMaxStringLength);
+
+  void Markup(std::u16string_view text) {
+    fits_ = fits_ && text.size() <= kMaxUnits - out_.size();
+    if (fits_) out_ += text;
+  }
+
+  // In pieces, because references make a text up to eight times as long.
+  void Text(std::u16string_view text) {
+    constexpr std::size_t kPiece = 1 << 16;
+    fits_ = fits_ && text.size() <= kMaxUnits - out_.size();
+    while (fits_ && !text.empty()) {
+      std::size_t units = std::min(kPiece, text.size());
+      // Both halves of a pair stay together.
+      if (units < text.size() && (text[units - 1] & 0xFC00) == 0xD800) --units;
+      AppendXmlText(text.substr(0, units), out_);
+      text.remove_prefix(units);
+      fits_ = out_.size() <= kMaxUnits;
+    }
+  }
+
   void Attribute(std::u16string_view name, std::u16string_view value) {
-    out_ += u' ';
-    out_ += name;
-    out_ += u"=\"";
-    AppendXmlText(value, out_);
-    out_ += u'"';
+    Markup(u" ");
+    Markup(name);
+    Markup(u"=\"");
+    Text(value);
+    Markup(u"\"");
   }
   void Attribute(std::u16string_view name, kt_long value) { Attribute(name, kt_longtextW(value)); }
 
   void WriteColumn(const LoadedColumn& column) {
-    out_ += u"<column";
+    Markup(u"<column");
     Attribute(u"id", column.id);
     if (types_) {
       Attribute(u"type", kt_columntypenameW(column.type));
       if (column.size != 0) Attribute(u"size", column.size);
       if (!column.map.IsEmpty()) Attribute(u"map", column.map);
     }
-    out_ += u"/>\n";
+    Markup(u"/>\n");
   }
 
   void WriteConstants() {
-    out_ += u"<consts>\n";
+    Markup(u"<consts>\n");
     for (const auto& [id, value] : table_.constants) {
-      out_ += u"<const";
+      Markup(u"<const");
       Attribute(u"id", id);
-      Value(value, u"const", true, 0);
-      out_ += u'\n';
+      Value(value, u"const", true);
+      Markup(u"\n");
     }
-    out_ += u"</consts>\n";
+    Markup(u"</consts>\n");
   }
 
   void WriteRow(std::uint32_t row, const LoadedNote* note, std::size_t number) {
-    out_ += u"<row";
+    Markup(u"<row");
     if (note != nullptr) {
       Attribute(u"type", note->type == kRowTypeInsert   ? u"i"
                          : note->type == kRowTypeUpdate ? u"u"
@@ -91,47 +112,48 @@ class XmlWriter {
       if (note->type == kRowTypeDelete) Attribute(u"d", note->delete_number);
       if (note->forced) Attribute(u"forced", 1);
     }
-    out_ += u'>';
-    for (std::size_t col = 0; col < table_.columns.size(); ++col) {
+    Markup(u">");
+    for (std::size_t col = 0; fits_ && col < table_.columns.size(); ++col) {
       const Kt_Column* const cells = table_.columns[col].cells.get();
       if (cells != nullptr && !cells->IsNull(row)) WriteCell(u"c", col, cells->Read(row));
     }
     for (std::size_t old = 0; note != nullptr && old < note->old_cells.size(); ++old) {
       WriteCell(u"o", note->old_cells[old].first, note->old_cells[old].second);
     }
-    out_ += u"</row>\n";
+    Markup(u"</row>\n");
   }
 
   void WriteCell(std::u16string_view element, std::size_t col, const Kt_Variant& value) {
-    out_ += u'<';
-    out_ += element;
+    Markup(u"<");
+    Markup(element);
     Attribute(u"i", static_cast<kt_long>(col));
-    Value(value, element, table_.columns[col].type == Kt_ColumnType::kVariant || value.IsEmpty(),
-          0);
+    Value(value, element, table_.columns[col].type == Kt_ColumnType::kVariant || value.IsEmpty());
   }
 
   // The rest of a start tag, the content and the end tag. A value of tag 0 is null.
-  void Value(const Kt_Variant& held, std::u16string_view element, bool tagged, int depth) {
+  // REQUIRES: CheckValues has found no fault in it.
+  void Value(const Kt_Variant& held, std::u16string_view element, bool tagged) {
     const Kt_Variant& value = held.Target();
-    const bool lost = value.IsObject() || depth > kMaxListDepth;
-    if (tagged) Attribute(u"t", lost ? kt_long{0} : kt_long{value.GetTag()});
-    out_ += u'>';
-    if (value.IsList() && !lost) {
+    if (tagged) Attribute(u"t", kt_long{value.GetTag()});
+    Markup(u">");
+    if (value.IsList()) {
       for (const Kt_Variant& item : value.GetList()) {
-        out_ += u"<v";
-        Value(item, u"v", true, depth + 1);
+        if (!fits_) break;
+        Markup(u"<v");
+        Value(item, u"v", true);
       }
     } else {
-      AppendXmlText(FileText(value), out_);
+      Text(FileText(value));
     }
-    out_ += u"</";
-    out_ += element;
-    out_ += u'>';
+    Markup(u"</");
+    Markup(element);
+    Markup(u">");
   }
 
   const LoadedTable& table_;
   const bool types_;
   std::u16string out_;
+  bool fits_ = true;
 };
 
 // ---- Reading ----------------------------------------------------------------------------------
@@ -365,8 +387,7 @@ kt_long Kt_Dataset::LoadDataXml(std::u16string_view text, bool clear, Kt_LoadRep
     LoadedTable table = reader.Table();
     return Adopt(table, clear);
   });
-  if (loaded < 0 && report.error.IsEmpty())
-    report.error = u"too many rows or columns, or no memory";
+  if (loaded < 0 && report.error.IsEmpty()) report.error = RefusalText(loaded);
   report.rows_read = report.records = std::max(loaded, 0);
   return loaded;
 }
@@ -376,17 +397,23 @@ kt_long Kt_Dataset::LoadDataXml(std::u16string_view text, bool clear) {
   return LoadDataXml(text, clear, report);
 }
 
-kt_long Kt_Dataset::SaveDataXml(Kt_WString& out, std::u16string_view type, bool header) const {
-  View view = kAllRows;
-  bool changed_only = false;
+kt_long Kt_Dataset::SaveDataXml(Kt_WString& out, std::u16string_view type, bool header,
+                                Kt_SaveReport& report) const {
   out.Empty();
-  if (!SaveViewOf(type, view, changed_only)) return -1;
-  return RefuseOnFailure([&]() -> kt_long {
-    if (!IsPhysical()) return AsTable(view).SaveDataXml(out, type, header);
-    const LoadedTable table = TableToSave(view, changed_only);
+  return SaveTable(type, report, [&](const LoadedTable& table) -> kt_long {
+    if (const kt_long code = CheckValues(table, report)) return code;
     XmlWriter writer(table, header);
-    if (!writer.Write()) return -1;
+    if (!writer.Write()) return report.Refuse(kErrStringTooLong, {});
+    // As the load will judge it.
+    if (IsBlownUp(table.columns.size(), table.row_count, writer.Text().size())) {
+      return report.Refuse(kErrNotAllowed, u"too many empty cells");
+    }
     out = Kt_WString(writer.Text());
-    return static_cast<kt_long>(table.row_count);
+    return kOk;
   });
+}
+
+kt_long Kt_Dataset::SaveDataXml(Kt_WString& out, std::u16string_view type, bool header) const {
+  Kt_SaveReport report;
+  return SaveDataXml(out, type, header, report);
 }

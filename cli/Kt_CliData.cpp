@@ -158,6 +158,15 @@ bool SaveText(const Kt_WString& text, const DataOptions& options, std::string& b
   return EncodeText(text, SaveCodePage(options), bytes, reason);
 }
 
+constexpr const char* kTooLong = "the text would be too long";
+
+// The reason, which is empty after a save that succeeded.
+std::string ReasonOf(const Kt_SaveReport& report) {
+  if (report.code == kErrStringTooLong) return kTooLong;
+  if (report.code == kErrNoMemory) return "not enough memory";
+  return report.error.ToUtf8();
+}
+
 bool SaveCsv(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
              std::string& reason) {
   Kt_CsvSaveOptions csv;
@@ -165,29 +174,47 @@ bool SaveCsv(const DataOptions& options, const Kt_Dataset& dataset, std::string&
   csv.typed = options.typed;
   csv.guard_formulas = options.guard_formulas;
   Kt_WString text;
-  return dataset.SaveCSV(text, {}, csv) >= 0 && SaveText(text, options, bytes, reason);
+  Kt_SaveReport report;
+  const bool saved = dataset.SaveCSV(text, {}, csv, report) >= 0;
+  reason = ReasonOf(report);
+  return saved && SaveText(text, options, bytes, reason);
 }
 
 // The first line says the encoding that the text really is in.
 bool SaveXml(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
              std::string& reason) {
   Kt_WString text;
-  if (dataset.SaveDataXml(text) < 0) return false;
+  Kt_SaveReport report;
+  const bool saved = dataset.SaveDataXml(text, {}, true, report) >= 0;
+  reason = ReasonOf(report);
+  if (!saved) return false;
   constexpr std::u16string_view kStated = u"encoding=\"UTF-8\"";
   const std::size_t at = text.View().substr(0, 100).find(kStated);
   if (SaveCodePage(options) != kCodePageUtf8 && at != kStated.npos) {
     const Kt_WString name = kt_codepagenameW(SaveCodePage(options));
-    text = Kt_WString(text.View().substr(0, at)) + u"encoding=\"" + name + u"\"" +
-           text.View().substr(at + kStated.size());
+    std::u16string stated(text.View());
+    stated.replace(at, kStated.size(), u"encoding=\"" + std::u16string(name.View()) + u"\"");
+    text = Kt_WString(stated);
+    reason = kTooLong;
+    if (text.IsEmpty()) return false;
   }
   return SaveText(text, options, bytes, reason);
 }
 
-bool SaveBinary(const Kt_Dataset& dataset, std::string& bytes) {
+bool SaveBinary(const Kt_Dataset& dataset, std::string& bytes, std::string& reason) {
   Kt_Buffer out;
-  if (dataset.Save2(out) < 0) return false;
-  bytes = out.View();
-  return true;
+  Kt_SaveReport report;
+  const bool saved = dataset.Save2(out, {}, report) >= 0;
+  if (saved) bytes = out.View();
+  reason = ReasonOf(report);
+  return saved;
+}
+
+bool SaveUtf8(std::string_view utf8, const DataOptions& options, std::string& bytes,
+              std::string& reason) {
+  Kt_WString text;
+  reason = kTooLong;
+  return ConvertUtf8(utf8, text) < 0 && SaveText(text, options, bytes, reason);
 }
 
 bool SaveJsonText(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
@@ -196,26 +223,20 @@ bool SaveJsonText(const DataOptions& options, const Kt_Dataset& dataset, std::st
   const JsonLayout layout = lines ? JsonLayout::kLines : JsonLayout::kList;
   if (!SaveJson(dataset, layout, bytes, reason)) return false;
   if (SaveCodePage(options) == kCodePageUtf8) return true;
-  Kt_WString text;
-  if (ConvertUtf8(bytes, text) < 0) return SaveText(text, options, bytes, reason);
-  reason = "the text would be too long";
-  return false;
+  return SaveUtf8(bytes, options, bytes, reason);
 }
 
 bool Save(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
           std::string& reason) {
-  reason = "the text would be too long";
   switch (*options.format) {
     case DataFormat::kCsv:
     case DataFormat::kTsv: return SaveCsv(options, dataset, bytes, reason);
     case DataFormat::kXml: return SaveXml(options, dataset, bytes, reason);
     case DataFormat::kJson:
     case DataFormat::kJsonLines: return SaveJsonText(options, dataset, bytes, reason);
-    case DataFormat::kBinary: return SaveBinary(dataset, bytes);
-    case DataFormat::kMarkdown: {
-      const std::string table = MarkdownTable(Kt_CliView(dataset), {});
-      return SaveText(Kt_WString::FromUtf8(table), options, bytes, reason);
-    }
+    case DataFormat::kBinary: return SaveBinary(dataset, bytes, reason);
+    case DataFormat::kMarkdown:
+      return SaveUtf8(MarkdownTable(Kt_CliView(dataset), {}), options, bytes, reason);
   }
   return false;
 }

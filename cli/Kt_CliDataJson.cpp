@@ -488,13 +488,17 @@ std::vector<std::string> ColumnNames(const Kt_Dataset& dataset) {
   return names;
 }
 
+// False with the reason when a value is none for JSON.
 bool AppendRow(const Kt_Dataset& dataset, kt_long row, const std::vector<std::string>& names,
-               std::string& out) {
+               bool is_shown, std::string& out, std::string& reason) {
   out += '{';
   for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
     if (col > 0) out += ',';
     out += names[static_cast<std::size_t>(col)];
-    if (!AppendJsonValue(dataset.ReadColumn(row, col), out)) return false;
+    const char* const fault = AppendJsonValue(dataset.ReadColumn(row, col), is_shown, out);
+    if (fault == nullptr) continue;
+    reason = fmt::format("row {}, column '{}': {}", row, dataset.GetColID(col).ToUtf8(), fault);
+    return false;
   }
   out += '}';
   return true;
@@ -524,10 +528,8 @@ bool SaveJson(const Kt_Dataset& dataset, JsonLayout layout, std::string& text,
     if (!is_first && is_list) text += ',';
     if (!is_first || is_list) text += line_end;
     is_first = false;
-    if (!AppendRow(dataset, row, names, text)) {
-      reason = fmt::format("row {}: a list is nested too deeply for JSON", row);
-      return false;
-    }
+    const bool is_shown = layout == JsonLayout::kOneLine;
+    if (!AppendRow(dataset, row, names, is_shown, text, reason)) return false;
   }
   if (is_list || !is_first) text += line_end;
   if (is_list) text += std::string("]") + line_end;

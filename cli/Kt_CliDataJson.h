@@ -29,7 +29,10 @@ enum class JsonLayout : std::uint8_t {
 };
 
 // The shown rows as objects with every column. Null cells are null; numbers are the shortest that
-// read back equal (no number: null); dates are texts in ISO 8601, binaries texts in hexadecimal.
+// read back equal; dates are texts in ISO 8601 where those do, else day numbers; binaries are texts
+// in hexadecimal. False with the place of a value that JSON cannot hold: an infinite number, a NaN
+// or an object (which the one-line form, for results, shows as null and by its id), a list too
+// deep.
 bool SaveJson(const Kt_Dataset& dataset, JsonLayout layout, std::string& text, std::string& reason);
 
 }  // namespace kt::cli

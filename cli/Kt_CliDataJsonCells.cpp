@@ -2,6 +2,7 @@
 #include "cli/Kt_CliDataJsonCells.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <vector>
@@ -51,15 +52,86 @@ bool BytesOf(std::u16string_view hex, Kt_Variant& value) {
   return true;
 }
 
+// A day number where no text of a date reads back as the same moment.
 void AppendDate(double days, std::string& out) {
-  std::string text = Kt_DateTime{days}.ToText(true).ToUtf8();
-  if (text.empty()) {
-    out += std::isfinite(days) ? DoubleText(days) : "null";
+  const Kt_WString date = Kt_DateTime{days}.ToText(true);
+  Kt_DateTime back;
+  if (date.IsEmpty() || !Kt_DateTime::FromText(date, back) ||
+      std::bit_cast<std::uint64_t>(back.days) != std::bit_cast<std::uint64_t>(days)) {
+    out += DoubleText(days);
     return;
   }
+  std::string text = date.ToUtf8();
   std::replace(text.begin(), text.end(), ' ', 'T');
   out += '"' + text + '"';
 }
+
+// What one list may take, because lists may share their parts.
+constexpr std::size_t kMaxListBytes = std::size_t{1} << 29;
+// Writing a list recurses once per level.
+constexpr int kMaxListDepth = 500;
+
+class JsonWriter {
+ public:
+  JsonWriter(bool is_shown, std::string& out)
+      : is_shown_(is_shown), out_(out), start_(out.size()) {}
+
+  const char* Write(const Kt_Variant& held, int depth) {
+    const Kt_Variant& value = held.Target();
+    switch (value.GetTag()) {
+      case kTagEmpty: out_ += "null"; return nullptr;
+      case kTagDouble:
+      case kTagDateTime: return WriteNumber(value);
+      case kTagLong:
+      case kTagCurrency: out_ += value.ToString().ToUtf8(); return nullptr;
+      case kTagBool: out_ += value.AsInt64() != 0 ? "true" : "false"; return nullptr;
+      case kTagList: return WriteList(value.GetList(), depth);
+      case kTagObject: return WriteObject(value);
+      case kTagBinary:
+        AppendJsonString(Kt_WString::FromUtf8(ValueText(value)), out_);
+        return nullptr;
+      default: AppendJsonString(value.ToString(), out_); return nullptr;
+    }
+  }
+
+ private:
+  const char* WriteObject(const Kt_Variant& value) {
+    std::string object;
+    if (!is_shown_ || !ToJson(value, object)) return "an object";
+    out_ += object;
+    return nullptr;
+  }
+
+  const char* WriteNumber(const Kt_Variant& value) {
+    const double number = value.AsDouble();
+    if (!std::isfinite(number)) {
+      if (!is_shown_) return std::isnan(number) ? "a NaN" : "an infinite number";
+      out_ += "null";
+    } else if (value.GetTag() == kTagDateTime) {
+      AppendDate(number, out_);
+    } else {
+      out_ += DoubleText(number);
+    }
+    return nullptr;
+  }
+
+  const char* WriteList(const Kt_VariantList& list, int depth) {
+    if (depth == kMaxListDepth) return "lists nested too deeply";
+    const char* mark = "[";
+    for (const Kt_Variant& item : list) {
+      out_ += mark;
+      mark = ",";
+      if (const char* const fault = Write(item, depth + 1)) return fault;
+      if (out_.size() - start_ > kMaxListBytes) return "a list that is too large";
+    }
+    out_ += list.GetCount() == 0 ? "[]" : "]";
+    return nullptr;
+  }
+
+  const bool is_shown_;
+  std::string& out_;
+  const std::size_t start_;
+};
 
 }  // namespace
 
@@ -164,25 +236,8 @@ bool JsonCellReader::Value(const JsonCell& cell, Kt_ColumnType type, Kt_Variant&
   return type == Kt_ColumnType::kVariant;
 }
 
-bool AppendJsonValue(const Kt_Variant& value, std::string& out) {
-  switch (value.GetTag()) {
-    case kTagEmpty: out += "null"; return true;
-    case kTagDouble:
-      out += std::isfinite(value.AsDouble()) ? DoubleText(value.AsDouble()) : "null";
-      return true;
-    case kTagDateTime: AppendDate(value.AsDouble(), out); return true;
-    case kTagLong:
-    case kTagCurrency: out += value.ToString().ToUtf8(); return true;
-    case kTagBool: out += value.AsInt64() != 0 ? "true" : "false"; return true;
-    case kTagBinary: AppendJsonString(Kt_WString::FromUtf8(ValueText(value)), out); return true;
-    case kTagList: {
-      std::string list;
-      if (!ToJson(value, list)) return false;
-      out += list;
-      return true;
-    }
-    default: AppendJsonString(value.ToString(), out); return true;
-  }
+const char* AppendJsonValue(const Kt_Variant& value, bool is_shown, std::string& out) {
+  return JsonWriter(is_shown, out).Write(value, 0);
 }
 
 }  // namespace kt::cli

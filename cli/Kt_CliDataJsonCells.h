@@ -49,8 +49,9 @@ class JsonCellReader {
 // What a value says, as text. False when that would be too long.
 bool JsonText(const JsonCell& cell, Kt_WString& text);
 
-// Appends a value as JSON, in a form that Value takes back for a column of that type. False for
-// lists nested too deeply.
-bool AppendJsonValue(const Kt_Variant& value, std::string& out);
+// Appends a value as JSON, in a form that JsonValue takes back for a column of that type. Null, or
+// what JSON cannot hold; what is only shown and not loaded has null for a number that is none, and
+// an object as ToJson writes it.
+const char* AppendJsonValue(const Kt_Variant& value, bool is_shown, std::string& out);
 
 }  // namespace kt::cli

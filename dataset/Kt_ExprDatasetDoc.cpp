@@ -161,12 +161,14 @@ constexpr Kt_MethodDoc kDocs[] = {
     // ---- Rows
     {kRows, u"AppendRow",
      u"Adds an empty row at the end, which becomes the row position, and gives its number.",
-     u"-1 when the host or the limit refuses it. Refused on a logical dataset.",
+     u"-1 when the host refuses it; at the limit an error that ends the run. Refused on a logical "
+     u"dataset.",
      u"orders.AddRow()", u"5"},
     {kRows, u"InsertRow",
      u"Adds an empty row before a row, which becomes the row position, and gives its number. A row "
      u"that is not there means the end.",
-     u"-1 when the host or the limit refuses it. Refused on a logical dataset.",
+     u"-1 when the host refuses it; at the limit an error that ends the run. Refused on a logical "
+     u"dataset.",
      u"orders.InsertRow(2)\n"
      u"orders.GetColumn(3, 'item')", u"pad"},
     {kRows, u"DeleteRow",
@@ -587,17 +589,20 @@ constexpr Kt_MethodDoc kDocs[] = {
      u"The dataset as XML text, with states, first values and deleted rows, under the id strID "
      u"when one is given. strSaveType says which rows: 'all' or '' those that are shown, 'nf' all, "
      u"'update' the changed ones. bHeader 0 leaves the types of the columns out.",
-     u"Empty for another type. Refused on a logical dataset.",
+     u"An error for another type, for objects and for what would be too long. Refused on a logical "
+     u"dataset.",
      u"pos(stock.SaveXML('shop'), 'dataset id=\"shop\"') > 0", u"1"},
     {kFiles, u"SaveCSV",
      u"The rows as comma-separated text, without states. strSaveType as for SaveXML.",
-     u"Empty for another type. Refused on a logical dataset.",
+     u"An error for another type, for lists and objects and for what would be too long. Refused on "
+     u"a logical dataset.",
      u"replace(stock.SaveCSV(), chr(13) + chr(10), '; ')",
      u"item:string,left:long; pen,40; ink,0; cup,7; "},
     {kFiles, u"SaveBIN",
      u"The dataset as a binary value, which LoadXML takes with bBinary; strID and strSaveType as "
      u"for SaveXML. Keeps the same as XML.",
-     u"Empty for another type. Refused on a logical dataset.",
+     u"An error for another type, for objects and for what would be too long. Refused on a logical "
+     u"dataset.",
      u"orders.LoadXML(stock.SaveBIN(), 1, 1)", u"3"},
 };
 // clang-format on

@@ -10,6 +10,7 @@
 namespace {
 
 using kt::detail::MethodCall;
+using kt::detail::StoreAnswer;
 
 // A method that loads. The dataset keeps its id whatever the data says, and the rows are announced
 // also when nothing could be loaded.
@@ -20,30 +21,43 @@ kt_long CallLoad(Kt_ExprDataset& wrapper, const Kt_VariantList* args, Kt_Variant
   if (call.Refused()) return call.Code();
   const bool clear = call.Flag(1, true);
   const Kt_WString id = call.Data().GetId();
+  const StoreAnswer answer(wrapper);
   const kt_long loaded = load(call, clear);
   call.Data().SetId(id);
-  result = loaded;
   wrapper.AnnounceRows(clear ? Kt_LoadReason::kLoaded : Kt_LoadReason::kAppended);
-  return kOk;
+  return answer.Give(loaded, result);
 }
 
-// A method that saves: save(dataset, type, result) is negative, and the result stays, when it
-// cannot. A copy carries the id that the caller asked for.
+// Why a method did not save, where nothing has been written yet: a script that goes on would take
+// an empty text for its data.
+kt_long ReportUnsaved(Kt_ExprDataset& wrapper, const Kt_SaveReport& report,
+                      const char16_t* method) {
+  constexpr const char16_t* kSource = u"Kt_ExprDataset";
+  Kt_ExprObject* const context = wrapper.GetParentCtx();
+  if (report.code == kErrNotAllowed) {
+    return kt::Report(context, kSource, report.code, method, report.error);
+  }
+  return kt::Report(context, kSource, report.code, method);
+}
+
+// A method that saves: save(call, dataset, report) gives the result, or reports why not, and the
+// result stays. A copy carries the id that the caller asked for.
 template <class Save>
 kt_long CallSave(Kt_ExprDataset& wrapper, const Kt_VariantList* args, const char16_t* method,
                  Save save) {
   const MethodCall call(wrapper, args, 0, method);
   if (call.Refused()) return call.Code();
   const Kt_WString id = call.Text(0);
+  Kt_SaveReport report;
   if (id.IsEmpty()) {
-    save(call, call.Data());
-    return kOk;
+    save(call, call.Data(), report);
+  } else {
+    Kt_Dataset copy(call.Data());
+    copy.SetId(id);
+    copy.SetEvaluator(call.Data().GetEvaluator());
+    save(call, copy, report);
   }
-  Kt_Dataset copy(call.Data());
-  copy.SetId(id);
-  copy.SetEvaluator(call.Data().GetEvaluator());
-  save(call, copy);
-  return kOk;
+  return report.code == kOk ? kOk : ReportUnsaved(wrapper, report, method);
 }
 
 kt_long LoadBinary(Kt_Dataset& dataset, const Kt_Variant& data, bool clear) {
@@ -70,25 +84,35 @@ kt_long Kt_ExprDataset::CallLoadCSV(const Kt_VariantList* args, Kt_Variant& resu
 }
 
 kt_long Kt_ExprDataset::CallSaveXML(const Kt_VariantList* args, Kt_Variant& result) {
-  return CallSave(*this, args, u"SaveXML()", [&](const MethodCall& call, const Kt_Dataset& data) {
+  const auto save = [&](const MethodCall& call, const Kt_Dataset& data, Kt_SaveReport& report) {
     const Kt_WString type = call.Text(1);
     Kt_WString text;
-    if (data.SaveDataXml(text, type.View(), call.Flag(2, true)) >= 0) result = std::move(text);
-  });
+    if (data.SaveDataXml(text, type.View(), call.Flag(2, true), report) >= 0) {
+      result = std::move(text);
+    }
+  };
+  return CallSave(*this, args, u"SaveXML()", save);
 }
 
 kt_long Kt_ExprDataset::CallSaveCSV(const Kt_VariantList* args, Kt_Variant& result) {
-  return CallSave(*this, args, u"SaveCSV()", [&](const MethodCall& call, const Kt_Dataset& data) {
+  const auto save = [&](const MethodCall& call, const Kt_Dataset& data, Kt_SaveReport& report) {
     const Kt_WString type = call.Text(1);
     Kt_WString text;
-    if (data.SaveCSV(text, type.View()) >= 0) result = std::move(text);
-  });
+    if (data.SaveCSV(text, type.View(), {}, report) >= 0) result = std::move(text);
+  };
+  return CallSave(*this, args, u"SaveCSV()", save);
 }
 
 kt_long Kt_ExprDataset::CallSaveBIN(const Kt_VariantList* args, Kt_Variant& result) {
-  return CallSave(*this, args, u"SaveBIN()", [&](const MethodCall& call, const Kt_Dataset& data) {
+  const auto save = [&](const MethodCall& call, const Kt_Dataset& data, Kt_SaveReport& report) {
     const Kt_WString type = call.Text(1);
     Kt_Buffer bytes;
-    if (data.Save2(bytes, type.View()) >= 0) result.SetBinary(bytes.GetData(), bytes.GetSize());
-  });
+    if (data.Save2(bytes, type.View(), report) < 0) return;
+    if (bytes.GetSize() > static_cast<std::size_t>(kMaxBinaryBytes)) {
+      report.Refuse(kErrNotAllowed, u"more bytes than a binary value can have");
+    } else {
+      result.SetBinary(bytes.GetData(), bytes.GetSize());
+    }
+  };
+  return CallSave(*this, args, u"SaveBIN()", save);
 }

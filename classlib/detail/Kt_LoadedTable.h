@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <utility>
@@ -36,6 +37,14 @@ struct LoadedTable {
   std::uint32_t row_count = 0;
   std::vector<LoadedNote> notes;  // in order of first change
 };
+
+// Rows of a table that has no cells cost a file nothing, so a file may only claim this many.
+inline constexpr std::uint32_t kMaxRowsWithoutCells = 1 << 20;
+
+inline bool HasCells(const LoadedTable& table) {
+  return std::any_of(table.columns.begin(), table.columns.end(),
+                     [](const LoadedColumn& column) { return column.cells != nullptr; });
+}
 
 // Whether a table is out of all proportion to the text it is read from: many columns and many rows
 // that give next to none of their cells would take gigabytes for a small file.

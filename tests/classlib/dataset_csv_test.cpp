@@ -554,7 +554,7 @@ TEST(DatasetCsv, WhatIsSavedLoadsBack) {
   }
   EXPECT_EQ(back.GetColSize(6), 5);
   EXPECT_EQ(data.SaveCSV(text, u"update"), 1);
-  EXPECT_EQ(data.SaveCSV(text, u"some"), -1);
+  EXPECT_EQ(data.SaveCSV(text, u"some"), kErrNotAllowed);
 }
 
 }  // namespace

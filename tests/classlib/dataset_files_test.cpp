@@ -3,18 +3,16 @@
 // XML and the binary form: everything comes back, and damaged data is refused.
 #include <gtest/gtest.h>
 
-#include <functional>
+#include <algorithm>
+#include <cstdlib>
 #include <random>
 
 #include "classlib/Kt_Buffer.h"
-#include "classlib/Kt_Dataset.h"
+#include "classlib/Kt_Object.h"
+#include "random_dataset.h"
 #include "test_text.h"
 
 namespace {
-
-bool Same(const Kt_Variant& a, const Kt_Variant& b) {
-  return a.GetTag() == b.GetTag() && Var_Order(a, b) == 0;
-}
 
 void ExpectSameCells(const Kt_Dataset& a, const Kt_Dataset& b) {
   ASSERT_EQ(a.GetColCount(), b.GetColCount());
@@ -27,16 +25,17 @@ void ExpectSameCells(const Kt_Dataset& a, const Kt_Dataset& b) {
     EXPECT_EQ(a.GetColSize(col), b.GetColSize(col));
     EXPECT_EQ(a.GetColMapValue(col), b.GetColMapValue(col));
     for (kt_long row = 0; row < a.GetRowCountNF(); ++row) {
-      ASSERT_TRUE(Same(a.ReadColumnNF(row, col), b.ReadColumnNF(row, col))) << row << ", " << col;
-      ASSERT_TRUE(Same(a.GetOrgColumnNF(row, col), b.GetOrgColumnNF(row, col)));
+      ASSERT_TRUE(IsSameValue(a.ReadColumnNF(row, col), b.ReadColumnNF(row, col)))
+          << row << ", " << col;
+      ASSERT_TRUE(IsSameValue(a.GetOrgColumnNF(row, col), b.GetOrgColumnNF(row, col)));
       ASSERT_EQ(a.GetRowTypeNF(row), b.GetRowTypeNF(row));
     }
     for (kt_long at = 0; at < a.GetOrgBuffCount(); ++at) {
-      ASSERT_TRUE(Same(a.GetOrgBuffColumn(at, col), b.GetOrgBuffColumn(at, col)));
+      ASSERT_TRUE(IsSameValue(a.GetOrgBuffColumn(at, col), b.GetOrgBuffColumn(at, col)));
       ASSERT_EQ(a.GetOrgBuffType(at), b.GetOrgBuffType(at));
     }
     for (kt_long at = 0; at < a.GetDelRowCount(); ++at) {
-      ASSERT_TRUE(Same(a.GetDelColumn(at, col), b.GetDelColumn(at, col)));
+      ASSERT_TRUE(IsSameValue(a.GetDelColumn(at, col), b.GetDelColumn(at, col)));
     }
   }
 }
@@ -46,7 +45,7 @@ void ExpectSame(Kt_Dataset a, Kt_Dataset b) {
   ASSERT_EQ(a.GetConstCount(), b.GetConstCount());
   for (kt_long at = 0; at < a.GetConstCount(); ++at) {
     EXPECT_EQ(a.GetConstColID(at), b.GetConstColID(at));
-    EXPECT_TRUE(Same(a.GetConstColumn(at), b.GetConstColumn(at)));
+    EXPECT_TRUE(IsSameValue(a.GetConstColumn(at), b.GetConstColumn(at)));
   }
   ExpectSameCells(a, b);
   // Deleted rows come back at their places.
@@ -55,77 +54,18 @@ void ExpectSame(Kt_Dataset a, Kt_Dataset b) {
   ExpectSameCells(a, b);
 }
 
-class Maker {
- public:
-  explicit Maker(unsigned seed) : random_(seed) {}
+// KT_ROUND_TRIPS=5000 for a long run.
+unsigned RoundTrips() {
+  const char* const wanted = std::getenv("KT_ROUND_TRIPS");
+  return wanted != nullptr ? static_cast<unsigned>(std::atoi(wanted)) : 200;
+}
 
-  kt_long Roll(kt_long count) {
-    return std::uniform_int_distribution<kt_long>(0, count - 1)(random_);
-  }
-  Kt_WString AnyText() {
-    Kt_WString text;
-    for (kt_long left = Roll(6); left > 0; --left) {
-      constexpr char16_t kUnits[] = {u'a',   u'<',  u'&', u'"',    u'\r',  u'\n',
-                                     u'\t',  u'\0', u' ', u'\xA0', 0xD83D, 0xDE00,
-                                     0xFFFF, u']',  u'>', u'\'',   0x1,    u','};
-      text += kUnits[Roll(std::size(kUnits))];
-    }
-    return text;
-  }
-  Kt_Variant AnyValue(int depth = 0) {
-    const Kt_WString text = AnyText();
-    switch (Roll(depth < 3 ? 9 : 8)) {
-      case 0: return {};
-      case 1: return Roll(1000000) - 500000;
-      case 2: return std::uniform_real_distribution<double>(-1e6, 1e6)(random_);
-      case 3: return Kt_Currency::FromUnits(Roll(2000000000));
-      case 4: return Kt_DateTime{40000 + Roll(100000) / 1000.0};
-      case 5: return Kt_Variant(Roll(2) == 0);
-      case 6: return text;
-      case 7: {
-        Kt_Variant binary;
-        binary.SetBinary(text.GetText(), static_cast<std::size_t>(text.GetLength()));
-        return binary;
-      }
-      default: return Kt_VariantList{AnyValue(depth + 1), AnyValue(depth + 1)};
-    }
-  }
-
-  Kt_Dataset AnyDataset() {
-    Kt_Dataset data(AnyText());
-    for (const char16_t* type :
-         {u"string", u"long", u"double", u"currency", u"datetime", u"binary", u"variant"}) {
-      data.AddColumn(Kt_WString(u"c&") + type, type, Roll(20));
-    }
-    data.AddLogicalColumn(u"again", u"c&long", u"long");
-    data.AddConstColumn(u"const", AnyValue());
-    data.AppendRow(1 + Roll(40));
-    Edit(data, 60);
-    data.ApplyChange();
-    Edit(data, Roll(60));
-    return data;
-  }
-
- private:
-  void Edit(Kt_Dataset& data, kt_long count) {
-    for (; count > 0; --count) {
-      const kt_long row = Roll(std::max(1, data.GetRowCount()));
-      switch (Roll(8)) {
-        case 0: data.DeleteRow(row); break;
-        case 1: data.InsertRow(row); break;
-        case 2: data.SetRowType(row, kRowTypeUpdate); break;
-        default: data.SetColumn(row, Roll(data.GetColCount()), AnyValue()); break;
-      }
-    }
-  }
-
-  std::mt19937 random_;
-};
-
-TEST(DatasetFiles, RandomDatasetsComeBack) {
-  for (unsigned seed = 1; seed <= 300; ++seed) {
+TEST(DatasetFiles, XmlAndBinaryKeepEverything) {
+  for (unsigned seed = 1; seed <= RoundTrips(); ++seed) {
     SCOPED_TRACE(seed);
-    const Kt_Dataset data = Maker(seed).AnyDataset();
+    RandomDataset maker(seed, {.many_texts = seed % 10 == 0});
+    Kt_Dataset data = maker.Make();
+    maker.Change(data);
     Kt_WString text;
     ASSERT_GE(data.SaveDataXml(text), 0);
     Kt_Dataset from_xml(data.GetId());
@@ -141,6 +81,118 @@ TEST(DatasetFiles, RandomDatasetsComeBack) {
     ExpectSame(data, from_bytes);
     if (HasFailure()) return;
   }
+}
+
+TEST(DatasetFiles, TypedCsvKeepsCells) {
+  for (unsigned seed = 1; seed <= RoundTrips(); ++seed) {
+    SCOPED_TRACE(seed);
+    const Kt_Dataset data =
+        RandomDataset(seed, {.variants = false, .many_texts = seed % 10 == 0}).Make();
+    for (const char16_t separator : {u',', u'\t', u';', u'|'}) {
+      Kt_WString text;
+      ASSERT_EQ(data.SaveCSV(text, {}, separator), data.GetRowCount());
+      Kt_CsvOptions options;
+      options.separator = separator;
+      Kt_LoadReport report;
+      Kt_Dataset back;
+      ASSERT_EQ(back.LoadCSV(text, options, report), data.GetRowCount()) << report.error.ToUtf8();
+      EXPECT_EQ(report.cells_not_converted + report.rows_rejected, 0);
+      ExpectSameCells(data, back);
+      if (HasFailure()) return;
+    }
+  }
+}
+
+struct SampleObject final : Kt_Object {
+  SampleObject() : Kt_Object(nullptr) {}
+};
+
+// What a form cannot hold is refused, by its place.
+TEST(DatasetFiles, WhatAFormCannotHoldIsRefused) {
+  const auto nested = [](int levels) {
+    Kt_Variant list;
+    while (levels-- > 0) list = Kt_VariantList{list};
+    return list;
+  };
+  Kt_Variant shared = u"x";  // grows to a list of 2 to the power 60 items
+  for (int level = 0; level < 60; ++level) shared = Kt_VariantList{shared, shared};
+  SampleObject object;
+  const struct {
+    Kt_Variant value;
+    const char* csv;
+    const char* others;
+  } rows[] = {
+      {nested(1), "row 1, column 'v': a list", ""},
+      {nested(65), "row 1, column 'v': a list", ""},
+      {nested(66), "row 1, column 'v': a list", "row 1, column 'v': lists nested too deeply"},
+      {shared, "row 1, column 'v': a list", "row 1, column 'v': a list that is too large"},
+      {Kt_Variant(Kt_ObjectHolder(nullptr, &object)), "row 1, column 'v': an object",
+       "row 1, column 'v': an object"},
+  };
+  for (const auto& row : rows) {
+    Kt_Dataset data;
+    data.AddColumn(u"v", u"variant");
+    data.LoadCSV(u"v\na\nb\nc\n", false);
+    data.DeleteRow(0);
+    data.SetColumn(1, 0, row.value);
+    Kt_WString text(u"old");
+    Kt_Buffer bytes;
+    Kt_SaveReport report;
+    EXPECT_EQ(data.SaveCSV(text, {}, {}, report), kErrNotAllowed);
+    EXPECT_EQ(report.error.ToUtf8(), row.csv);
+    EXPECT_EQ(text, u"");
+    EXPECT_EQ(data.SaveDataXml(text, {}, true, report) < 0, *row.others != 0);
+    EXPECT_EQ(report.error.ToUtf8(), row.others);
+    EXPECT_EQ(data.Save2(bytes, {}, report) < 0, *row.others != 0);
+    EXPECT_EQ(report.error.ToUtf8(), row.others);
+    data.ClearData();
+    data.AddConstColumn(u"k", row.value);
+    const std::string fault(row.others);
+    data.Save2(bytes, {}, report);
+    EXPECT_EQ(report.error.ToUtf8(),
+              fault.empty() ? "" : "constant 'k'" + fault.substr(fault.find(": ")));
+  }
+}
+
+// One long text that cells share, so that saving is what passes the limit.
+TEST(DatasetFiles, ATextThatWouldBeTooLongIsRefused) {
+  Kt_WString half;
+  char16_t* const units = half.GetBuffer(kMaxStringLength / 2 + 1);
+  ASSERT_NE(units, nullptr);
+  std::fill_n(units, kMaxStringLength / 2 + 1, u'x');
+  Kt_Dataset data;
+  data.AddColumn(u"a");
+  data.AppendRow(2);
+  data.SetColumn(0, 0, half);
+  data.SetColumn(1, 0, half);
+  Kt_WString text;
+  Kt_SaveReport report;
+  EXPECT_EQ(data.SaveCSV(text, {}, {}, report), kErrStringTooLong);
+  EXPECT_EQ(text, u"");
+  EXPECT_EQ(data.SaveDataXml(text, {}, true, report), kErrStringTooLong);
+  EXPECT_EQ(report.code, kErrStringTooLong);
+  EXPECT_EQ(text, u"");
+}
+
+// What a load would refuse, because a file claims more than it has, is not saved.
+TEST(DatasetFiles, TablesOfNothing) {
+  Kt_Dataset data;
+  data.AddLogicalColumn(u"a", u"1");
+  data.AppendRow((1 << 20) + 1);
+  data.ApplyChange();
+  Kt_Buffer bytes;
+  Kt_SaveReport report;
+  EXPECT_EQ(data.Save2(bytes, {}, report), kErrNotAllowed);
+  EXPECT_EQ(report.error, u"too many rows without a stored column");
+  data.SetRowType(0, kRowTypeInsert);
+  data.DeleteRow(0);
+  ASSERT_EQ(data.Save2(bytes, {}, report), 1 << 20);
+  EXPECT_EQ(data.LoadDataBin({bytes.GetData(), bytes.GetSize()}), 1 << 20);
+  Kt_Dataset rows;
+  Kt_WString text;
+  rows.AppendRow(2);
+  EXPECT_EQ(rows.SaveCSV(text, {}, {}, report), kErrNotAllowed);
+  EXPECT_EQ(report.error, u"rows without a column");
 }
 
 TEST(DatasetFiles, SaveTypes) {
@@ -162,7 +214,9 @@ TEST(DatasetFiles, SaveTypes) {
     EXPECT_EQ(back.GetDelColumn(0, 0).ToInteger(), 3);
     EXPECT_EQ(back.GetOrgBuffCount(), 2);
   }
-  EXPECT_EQ(data.SaveDataXml(text, u"other"), -1);
+  Kt_SaveReport report;
+  EXPECT_EQ(data.SaveDataXml(text, u"other", true, report), kErrNotAllowed);
+  EXPECT_EQ(report.error, u"unknown save type 'other'");
   // Without column information the loading dataset's types count.
   data.SaveDataXml(text, u"nf", false);
   Kt_Dataset typed;
@@ -220,7 +274,9 @@ TEST(DatasetFiles, UnknownXmlIsSkipped) {
 }
 
 TEST(DatasetFiles, DamagedBytesNeverCrash) {
-  const Kt_Dataset data = Maker(7).AnyDataset();
+  RandomDataset maker(7);
+  Kt_Dataset data = maker.Make();
+  maker.Change(data);
   Kt_Buffer bytes;
   data.Save2(bytes);
   const std::vector<std::uint8_t> good(bytes.GetData(), bytes.GetData() + bytes.GetSize());

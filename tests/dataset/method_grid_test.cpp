@@ -181,8 +181,9 @@ kt_long CertainCode(const _EXPR_OBJMETHOD_INFO& row, const Stage& stage, int cou
   return data->IsLogical() && IsRefusedOnLogical(name) ? kErrDataset : kOk;
 }
 
+// The last one is for rows of an unknown kind, which only the saving methods take.
 bool IsAllowed(kt_long code) {
-  return code == kOk || code == kErrBadArgument || code == kErrDataset;
+  return code == kOk || code == kErrBadArgument || code == kErrDataset || code == kErrNotAllowed;
 }
 
 // What totals and searches give without a dataset, and searches without arguments.

@@ -348,9 +348,9 @@ TEST_F(Methods, SavesTakeAnIdARangeOfRowsAndAHeader) {
       {u"pos(orders.SaveXML('', '', 0), 'type=\"long\"')", "-1"},
       {u"orders.SaveCSV('', 'all')", "'item:string,qty:long\r\nink,3\r\npad,4\r\n'"},
       {u"orders.SaveCSV('', 'nf')", "'item:string,qty:long\r\npen,11\r\nink,3\r\npad,4\r\n'"},
-      {u"orders.SaveCSV('', 'nonsense')", "-"},
-      {u"orders.SaveXML('', 'nonsense')", "-"},
-      {u"orders.SaveBIN('x', 'nonsense')", "-"},
+      {u"orders.SaveCSV('', 'nonsense')", "!83B03210"},
+      {u"orders.SaveXML('', 'nonsense')", "!83B03210"},
+      {u"orders.SaveBIN('x', 'nonsense')", "!83B03210"},
       {u"type(orders.SaveBIN('shop', 'update'))", "'binary'"},
   };
   for (const auto& row : kRows) {

@@ -1,0 +1,20 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "classlib/Kt_SaveReport.h"
+#include "classlib/Kt_Variant.h"
+#include "classlib/detail/Kt_LoadedTable.h"
+
+namespace kt::detail {
+
+// Why the text or bytes of a file cannot say what a value is; null when they can. References count
+// as their targets.
+const char16_t* FaultOfValue(const Kt_Variant& value);
+
+// The first value of a table that a file cannot hold, by its place. kOk, or the report's code.
+kt_long CheckValues(const LoadedTable& table, Kt_SaveReport& report);
+
+// "row 3, column 'parts'"
+Kt_WString PlaceOfCell(kt_long row, const Kt_WString& column);
+
+}  // namespace kt::detail
