@@ -62,7 +62,7 @@ kt_long Kt_Dataset::CopyF(const Kt_Dataset& source) {
     LoadedTable table = source.ShownRows();
     Kt_Dataset next(id_);
     next.constants_ = source.constants_;
-    if (next.Adopt(table, true) < 0) return -1;
+    if (const kt_long adopted = next.Adopt(table, true); adopted < 0) return adopted;
     next.id_ = id_;
     TakeContent(next);
     return GetRowCount();
@@ -109,7 +109,7 @@ kt_long Kt_Dataset::AppendDataset(const Kt_Dataset& source) {
     for (kt_long row = 0; row < source.GetRowCount(); ++row) {
       if (source.GetRowLevel(row) > 0) continue;
       const kt_long target = AppendRow();
-      if (target < 0) return -1;
+      if (target < 0) return target;
       CopyCells(target, source, row, cols);
       ++appended;
     }
@@ -161,7 +161,7 @@ kt_long Kt_Dataset::Merge(const Kt_Dataset& source) {
       const auto found = rows.find(source.KeyText(row, source_keys));
       if (found == rows.end()) {
         const kt_long added = AppendRow();
-        if (added < 0) return -1;
+        if (added < 0) return added;
         CopyCells(added, source, row, cols);
       } else if (source.GetRowType(row) != kRowTypeNormal) {
         CopyCells(found->second, source, row, cols);

@@ -76,7 +76,7 @@ kt_long Kt_Dataset::InsertSlots(kt_long row, kt_long count) {
   if (IsEvaluating()) return -1;
   return RefuseOnFailure([&]() -> kt_long {
     std::vector<Slot> slots;
-    if (!NewSlots(count, slots)) return -1;
+    if (!NewSlots(count, slots)) return kErrRowNotAdded;
     RowIndex& index = index_.Write();
     const kt_long first = row < 0 ? GetRowCount() : row;
     const kt_long record = row < 0 ? index.Count(ActiveView()) : RecordsBefore(ActiveView(), row);

@@ -144,7 +144,8 @@ kt_long Kt_Dataset::Sort(std::u16string_view list, bool ascending, bool nulls_la
   if (IsPivot()) return -1;
   return RefuseOnFailure([&]() -> kt_long {
     std::vector<SortKey> keys;
-    if (!ParseSortKeys(list, ascending, keys) || SortRows(keys, nulls_last) < 0) return -1;
+    if (!ParseSortKeys(list, ascending, keys)) return -1;
+    if (const kt_long sorted = SortRows(keys, nulls_last); sorted < 0) return sorted;
     SetKeys(Kt_KeyType::kSort, keys);
     if (group_keys) SetKeys(Kt_KeyType::kGroup, keys);
     return 1;

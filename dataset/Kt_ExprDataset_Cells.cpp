@@ -71,7 +71,7 @@ Kt_Result Refusal(const Kt_WString& column, int row, const Kt_Variant& old_value
   return result;
 }
 
-int Done(kt_long code) { return code > 0 ? 1 : -1; }
+int Done(kt_long code) { return code > 0 ? 1 : code; }
 
 // What an object is stored as, asked before the store is in the middle of anything: the value of
 // its default property, else its text; a variant column takes the object itself.

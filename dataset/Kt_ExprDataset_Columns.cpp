@@ -7,7 +7,9 @@
 namespace {
 
 using kt::detail::AnswerCall;
+using kt::detail::ChangeCall;
 using kt::detail::MethodCall;
+using kt::detail::StoreAnswer;
 
 Kt_WString TypeName(const Kt_Dataset& dataset, kt_long col) {
   return col < 0 ? Kt_WString() : Kt_WString(kt_columntypenameW(dataset.GetColType(col)));
@@ -22,8 +24,8 @@ kt_long Kt_ExprDataset::CallAddColumn(const Kt_VariantList* args, Kt_Variant& re
   if (call.Refused()) return call.Code();
   const Kt_WString id = call.Text(0);
   if (id.IsEmpty()) return kErrBadArgument;
-  result = call.Data().AddColumn(id, call.Text(1).View(), call.Integer(2));
-  return kOk;
+  return StoreAnswer(*this).Give(call.Data().AddColumn(id, call.Text(1).View(), call.Integer(2)),
+                                 result);
 }
 
 kt_long Kt_ExprDataset::CallAddLogicalColumn(const Kt_VariantList* args, Kt_Variant& result) {
@@ -32,8 +34,8 @@ kt_long Kt_ExprDataset::CallAddLogicalColumn(const Kt_VariantList* args, Kt_Vari
   const Kt_WString id = call.Text(0);
   const Kt_WString map = call.Text(1);
   if (id.IsEmpty() || map.IsEmpty()) return kErrBadArgument;
-  result = call.Data().AddLogicalColumn(id, map, call.Text(2).View(), call.Integer(3));
-  return kOk;
+  return StoreAnswer(*this).Give(
+      call.Data().AddLogicalColumn(id, map, call.Text(2).View(), call.Integer(3)), result);
 }
 
 kt_long Kt_ExprDataset::CallGetColCount(const Kt_VariantList* args, Kt_Variant& result) {
@@ -79,8 +81,7 @@ kt_long Kt_ExprDataset::CallAddConstColumn(const Kt_VariantList* args, Kt_Varian
   if (call.Refused()) return call.Code();
   const Kt_WString id = call.Text(0);
   if (id.IsEmpty()) return kErrBadArgument;
-  result = call.Data().AddConstColumn(id, call.Value(1));
-  return kOk;
+  return StoreAnswer(*this).Give(call.Data().AddConstColumn(id, call.Value(1)), result);
 }
 
 kt_long Kt_ExprDataset::CallGetConstCount(const Kt_VariantList* args, Kt_Variant& result) {
@@ -132,14 +133,14 @@ kt_long Kt_ExprDataset::CallGetColumnSet(const Kt_VariantList* args, Kt_Variant&
 }
 
 kt_long Kt_ExprDataset::CallSetColumn(const Kt_VariantList* args, Kt_Variant& result) {
-  return AnswerCall(*this, args, 3, result, [this](const MethodCall& call) {
+  return ChangeCall(*this, args, 3, result, [this](const MethodCall& call) {
     const Kt_Variant value = call.Value(2);
     return SetColumn(call.Integer(0), call.Column(1), value);
   });
 }
 
 kt_long Kt_ExprDataset::CallSetColumnNF(const Kt_VariantList* args, Kt_Variant& result) {
-  return AnswerCall(*this, args, 3, result, [this](const MethodCall& call) {
+  return ChangeCall(*this, args, 3, result, [this](const MethodCall& call) {
     const Kt_Variant value = call.Value(2);
     return SetColumnNF(call.Integer(0), call.Column(1), value);
   });

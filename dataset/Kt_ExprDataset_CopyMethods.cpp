@@ -16,6 +16,7 @@ namespace {
 
 using kt::detail::MethodCall;
 using kt::detail::Refuse;
+using kt::detail::StoreAnswer;
 
 // One cell of a row to be written.
 struct RowCell {
@@ -76,13 +77,15 @@ struct Place {
   bool HasRow() const { return dataset != nullptr && row >= 0 && row < dataset->GetRowCount(); }
 };
 
-// The number of cells written; nothing when either row is not there.
+// The number of cells written, or kErrNoMemory; nothing when either row is not there.
 std::optional<kt_long> CopyOneRow(Place target, Place source, const Kt_WString& columns) {
   if (!target.HasRow() || !source.HasRow()) return std::nullopt;
   kt_long written = 0;
   RowReader reader(*target.dataset, *source.dataset, source.row);
   for (const RowCell& cell : reader.Read(columns)) {
-    if (target.dataset->SetColumn(target.row, cell.col, cell.value) > 0) ++written;
+    const kt_long stored = target.dataset->SetColumn(target.row, cell.col, cell.value);
+    if (stored == kErrNoMemory) return stored;
+    if (stored > 0) ++written;
   }
   return written;
 }
@@ -131,7 +134,8 @@ using WholeCopy = kt_long (Kt_Dataset::*)(const Kt_Dataset& source);
 kt_long CopyAll(Kt_Dataset& target, const Kt_Dataset& source, WholeCopy copy) {
   if (!Shows(&source, target)) return (target.*copy)(source);
   Kt_Dataset rows(source.GetId());
-  return rows.CopyF(source) < 0 ? -1 : (target.*copy)(rows);
+  const kt_long copied = rows.CopyF(source);
+  return copied < 0 ? copied : (target.*copy)(rows);
 }
 
 // The methods that copy whole datasets. -1 when there is no such dataset: nothing is announced
@@ -145,9 +149,10 @@ kt_long CallWholeCopy(Kt_ExprDataset& wrapper, const Kt_VariantList* args, Kt_Va
     result = kt_long{-1};
     return kOk;
   }
-  result = CopyAll(*wrapper.GetDataset(), *source->GetDataset(), copy);
+  const StoreAnswer answer(wrapper);
+  const kt_long copied = CopyAll(*wrapper.GetDataset(), *source->GetDataset(), copy);
   wrapper.AnnounceRows(reason);
-  return kOk;
+  return answer.Give(copied, result);
 }
 
 }  // namespace
@@ -162,9 +167,9 @@ kt_long Kt_ExprDataset::CallCopyRow(const Kt_VariantList* args, Kt_Variant& resu
   const Place to{GetDataset(), call.Integer(0)};
   const auto copied = CopyOneRow(to, {source->GetDataset(), call.Integer(2)}, call.Text(3));
   if (!copied) return kOk;
-  result = *copied;
+  const StoreAnswer answer(*this);
   TellColumnChanged({}, {}, {}, to.row, nullptr, -1);
-  return kOk;
+  return answer.Give(*copied, result);
 }
 
 kt_long Kt_ExprDataset::CallCopytoRow(const Kt_VariantList* args, Kt_Variant& result) {
@@ -176,9 +181,9 @@ kt_long Kt_ExprDataset::CallCopytoRow(const Kt_VariantList* args, Kt_Variant& re
   const Place to{target->GetDataset(), call.Integer(2)};
   const auto copied = CopyOneRow(to, {GetDataset(), call.Integer(0)}, call.Text(3));
   if (!copied) return kOk;
-  result = *copied;
+  const StoreAnswer answer(*this);
   target->TellColumnChanged({}, {}, {}, to.row, nullptr, -1);
-  return kOk;
+  return answer.Give(*copied, result);
 }
 
 // ---- Cells --------------------------------------------------------------------------------------
@@ -191,11 +196,11 @@ kt_long Kt_ExprDataset::CallCopyColumn(const Kt_VariantList* args, Kt_Variant& r
   const Place to = CellAt(call, *this, 0, 1);
   const auto change = CopyOneCell(to, CellAt(call, *source, 3, 4));
   if (!change) return kOk;
-  result = change->answer;
+  const StoreAnswer answer(*this);
   if (change->answer > 0) {
     TellColumnChanged(change->column, change->old_value, change->new_value, to.row, nullptr, -1);
   }
-  return kOk;
+  return answer.Give(change->answer, result);
 }
 
 kt_long Kt_ExprDataset::CallCopytoColumn(const Kt_VariantList* args, Kt_Variant& result) {
@@ -207,12 +212,12 @@ kt_long Kt_ExprDataset::CallCopytoColumn(const Kt_VariantList* args, Kt_Variant&
   const Place to = CellAt(call, *target, 3, 4);
   const auto change = CopyOneCell(to, CellAt(call, *this, 0, 1));
   if (!change) return kOk;
-  result = change->answer;
+  const StoreAnswer answer(*this);
   if (change->answer > 0) {
     target->TellColumnChanged(change->column, change->old_value, change->new_value, to.row, nullptr,
                               -1);
   }
-  return kOk;
+  return answer.Give(change->answer, result);
 }
 
 // ---- Whole datasets -----------------------------------------------------------------------------

@@ -8,7 +8,9 @@
 namespace {
 
 using kt::detail::AnswerCall;
+using kt::detail::ChangeCall;
 using kt::detail::MethodCall;
+using kt::detail::StoreAnswer;
 
 // A code among the first `count` codes of a list; -1 for any other.
 kt_long CodeArgument(const MethodCall& call, kt_long arg, kt_long count) {
@@ -23,12 +25,13 @@ kt_long Kt_ExprDataset::CallSort(const Kt_VariantList* args, Kt_Variant& result)
   if (call.Refused()) return call.Code();
   const Kt_WString list = call.Text(0);
   if (list.IsEmpty()) return kErrBadArgument;
+  const StoreAnswer answer(*this);
   const kt_long sorted =
       call.Data().Sort(list.View(), call.Flag(1, true), call.Flag(2, false), call.Flag(3, false));
   call.Data().RecalcGroup();
   Kt_Result failure;
   failure.AddMsg(kErrSort, u"Kt_ExprDataset", 0, GetID(), list);
-  result = sorted;
+  if (const kt_long code = answer.Give(sorted, result)) return code;
   if (AnnounceRows(Kt_LoadReason::kSorted) && sorted == -1 && IsSystemLogMode() != 0) {
     OnSystemError(failure);
   }
@@ -36,7 +39,7 @@ kt_long Kt_ExprDataset::CallSort(const Kt_VariantList* args, Kt_Variant& result)
 }
 
 kt_long Kt_ExprDataset::CallModifyKeyStat(const Kt_VariantList* args, Kt_Variant& result) {
-  return AnswerCall(*this, args, 3, result, [](const MethodCall& call) {
+  return ChangeCall(*this, args, 3, result, [](const MethodCall& call) {
     const kt_long what = CodeArgument(call, 0, 4);
     const kt_long type = CodeArgument(call, 1, 5);
     const kt_long total = CodeArgument(call, 4, 6);
@@ -56,7 +59,7 @@ kt_long Kt_ExprDataset::CallRecalcGroup(const Kt_VariantList* args, Kt_Variant& 
 }
 
 kt_long Kt_ExprDataset::CallRecalcPivot(const Kt_VariantList* args, Kt_Variant& result) {
-  return AnswerCall(*this, args, 0, result, [this](const MethodCall& call) {
+  return ChangeCall(*this, args, 0, result, [this](const MethodCall& call) {
     const kt_long made = call.Data().RecalcPivot();
     AnnounceRows(Kt_LoadReason::kSorted);
     return made;

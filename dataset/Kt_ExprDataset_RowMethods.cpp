@@ -7,34 +7,35 @@
 #include "dataset/detail/Kt_MethodArgs.h"
 
 using kt::detail::AnswerCall;
+using kt::detail::ChangeCall;
 using kt::detail::MethodCall;
 
 // ---- Edits --------------------------------------------------------------------------------------
 
 kt_long Kt_ExprDataset::CallAppendRow(const Kt_VariantList* args, Kt_Variant& result) {
-  return AnswerCall(
-      *this, args, 0, result, [this](const MethodCall&) { return AppendRow(); }, u"AddRow()");
+  return ChangeCall(
+      *this, args, 0, result, [this](const MethodCall&) { return AddRow(-1, false); }, u"AddRow()");
 }
 
 kt_long Kt_ExprDataset::CallInsertRow(const Kt_VariantList* args, Kt_Variant& result) {
-  return AnswerCall(
-      *this, args, 1, result, [this](const MethodCall& call) { return InsertRow(call.Integer(0)); },
-      u"InsertRow()");
+  return ChangeCall(
+      *this, args, 1, result,
+      [this](const MethodCall& call) { return AddRow(call.Integer(0), true); }, u"InsertRow()");
 }
 
 kt_long Kt_ExprDataset::CallDeleteRow(const Kt_VariantList* args, Kt_Variant& result) {
-  return AnswerCall(
+  return ChangeCall(
       *this, args, 1, result, [this](const MethodCall& call) { return DeleteRow(call.Integer(0)); },
       u"DeleteRow()");
 }
 
 kt_long Kt_ExprDataset::CallDeleteAll(const Kt_VariantList* args, Kt_Variant& result) {
-  return AnswerCall(
+  return ChangeCall(
       *this, args, 0, result, [this](const MethodCall&) { return DeleteAll(); }, u"DeleteAll()");
 }
 
 kt_long Kt_ExprDataset::CallDeleteSelected(const Kt_VariantList* args, Kt_Variant& result) {
-  return AnswerCall(
+  return ChangeCall(
       *this, args, 0, result, [this](const MethodCall&) { return DeleteSelected(); },
       u"DeleteSelected()");
 }
@@ -62,13 +63,13 @@ kt_long Kt_ExprDataset::CallClear(const Kt_VariantList* args, Kt_Variant& result
 
 // Moving leaves the position at its number, as a row is moved within a list that shows a cursor.
 kt_long Kt_ExprDataset::CallMoveRow(const Kt_VariantList* args, Kt_Variant& result) {
-  return AnswerCall(*this, args, 2, result, [](const MethodCall& call) {
+  return ChangeCall(*this, args, 2, result, [](const MethodCall& call) {
     return call.Data().MoveRow(call.Integer(0), call.Integer(1));
   });
 }
 
 kt_long Kt_ExprDataset::CallExChangerow(const Kt_VariantList* args, Kt_Variant& result) {
-  return AnswerCall(*this, args, 2, result, [](const MethodCall& call) {
+  return ChangeCall(*this, args, 2, result, [](const MethodCall& call) {
     return call.Data().ExchangeRow(call.Integer(0), call.Integer(1));
   });
 }

@@ -112,8 +112,8 @@ bool Kt_ExprDataset::AnnounceRows(Kt_LoadReason reason) {
   return TellLoadCompleted(reason);
 }
 
-int Kt_ExprDataset::AppendRow() { return AddRow(-1, false); }
-int Kt_ExprDataset::InsertRow(int row) { return AddRow(row, true); }
+int Kt_ExprDataset::AppendRow() { return std::max(AddRow(-1, false), -1); }
+int Kt_ExprDataset::InsertRow(int row) { return std::max(AddRow(row, true), -1); }
 
 int Kt_ExprDataset::AddRow(int row, bool always_report) {
   Kt_Dataset* const dataset = GetDataset();
@@ -133,7 +133,7 @@ int Kt_ExprDataset::AddRow(int row, bool always_report) {
   const int added = row < 0 ? dataset->AppendRow(1) : dataset->InsertRow(row, 1);
   if (added < 0) {
     Fail(Failure(kErrRowNotAdded, id), always_report);
-    return -1;
+    return added;
   }
   if (!Tell(kOnRowInserted, [&] { OnRowInserted(added, 1); })) return added;
   const int new_position = std::min<int>(added, dataset->GetRowCount() - 1);

@@ -7,6 +7,7 @@
 namespace {
 
 using kt::detail::AnswerCall;
+using kt::detail::ChangeCall;
 using kt::detail::MethodCall;
 
 // A row type by number or by the text that GetRowType gives; 0 for any other text.
@@ -42,7 +43,7 @@ kt_long Kt_ExprDataset::CallGetRowTypeNF(const Kt_VariantList* args, Kt_Variant&
 }
 
 kt_long Kt_ExprDataset::CallSetRowType(const Kt_VariantList* args, Kt_Variant& result) {
-  return AnswerCall(*this, args, 2, result, [](const MethodCall& call) {
+  return ChangeCall(*this, args, 2, result, [](const MethodCall& call) {
     return call.Data().SetRowType(call.Integer(0), TypeArgument(call, 1));
   });
 }

@@ -142,8 +142,8 @@ kt_long Kt_ExprStackObj::WriteColumn(Kt_ExprObject* ctx, const Kt_Variant& value
     plain.Clear();
     (void)kt::detail::ReadDefaultProp(value, plain);
   }
-  (void)source->WriteColumn(row, col, plain);
-  return kOk;
+  const kt_long written = source->WriteColumn(row, col, plain);
+  return written == kErrNoMemory ? Fail(ctx, kErrNoMemory, GetObjID()) : kOk;
 }
 
 kt_long Kt_ExprStackObj::WriteObject(const Kt_Variant& value) {

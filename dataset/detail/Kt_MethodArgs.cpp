@@ -43,4 +43,16 @@ Kt_ExprDataset* MethodCall::Wrapper(const Kt_ExprDataset& wrapper, kt_long arg) 
   return parent == nullptr || id.IsEmpty() ? nullptr : parent->GetChildDataset(id);
 }
 
+StoreAnswer::StoreAnswer(const Kt_ExprDataset& wrapper)
+    : context_(nullptr, wrapper.GetParentCtx()), id_(wrapper.GetID()) {}
+
+kt_long StoreAnswer::Give(kt_long answer, Kt_Variant& result) const {
+  if (answer != kErrRowNotAdded && answer != kErrNoMemory) {
+    result = answer;
+    return kOk;
+  }
+  result = kt_long{-1};
+  return kt::Report(Kt_ExprObject::From(context_.GetObject()), u"Kt_ExprDataset", answer, id_);
+}
+
 }  // namespace kt::detail

@@ -85,6 +85,31 @@ class MethodCall : public Kt_FuncArgs {
   Kt_VariantList texts_;  // of the arguments that are objects
 };
 
+// What the store answered to a change, as the result of a method. Made before the change, which
+// may end the wrapper.
+class StoreAnswer {
+ public:
+  explicit StoreAnswer(const Kt_ExprDataset& wrapper);
+  // The answer is the result; but where no row or no memory was left, the result is -1 and that is
+  // reported and returned, which ends the run: a script that adds rows until it has enough would go
+  // on for ever.
+  kt_long Give(kt_long answer, Kt_Variant& result) const;
+
+ private:
+  Kt_ObjectHolder context_;
+  Kt_WString id_;
+};
+
+// A whole method that changes the dataset: change(call) is the store's answer.
+template <class Change>
+kt_long ChangeCall(Kt_ExprDataset& wrapper, const Kt_VariantList* args, kt_long least,
+                   Kt_Variant& result, Change change, const char16_t* physical_only = nullptr) {
+  const MethodCall call(wrapper, args, least, physical_only);
+  if (call.Refused()) return call.Code();
+  const StoreAnswer answer(wrapper);
+  return answer.Give(change(call), result);
+}
+
 // A whole method whose result is read(call).
 template <class Read>
 kt_long AnswerCall(Kt_ExprDataset& wrapper, const Kt_VariantList* args, kt_long least,
