@@ -300,14 +300,15 @@ class CsvLoader {
   }
 
   bool StateTypes() {
-    for (const auto& [id, type] : options_.rules.types) {
+    for (const auto& stated : options_.rules.types) {
+      const Kt_WString& id = stated.first;
       const auto column = std::ranges::find_if(columns_, [&](const CsvColumn& candidate) {
         return kt_stricmpW(candidate.id.View(), id.View()) == 0;
       });
       if (column == columns_.end()) {
         return Fail(Kt_WString(u"there is no column '") + id.View() + u"', whose type is stated");
       }
-      column->type = type;
+      column->type = stated.second;
       column->stated = column->settled = true;
     }
     return true;

@@ -3,6 +3,7 @@
 // Data files: what the formats and encodings keep, the types that columns get, and what is said of
 // files that are not as they should be.
 #include "cli/Kt_CliData.h"
+#include "cli/Kt_CliDataJson.h"
 #include "cli/Kt_CliText.h"
 #include "cli_test_util.h"
 
@@ -81,9 +82,10 @@ TEST(CliFormats, ShapesAndTypesOfJson) {
       {R"([{"a": 2147483648}])", "a:double | 2147483648"},
       {R"([{"a": 1}, {"a": 1.5}])", "a:double | 1 | 1.5"},
       {R"([{"a": 1.0}])", "a:double | 1"},
-      {R"([{"a": 1234567890123456}])", "a:string | 1234567890123456"},
+      {R"([{"a": 9007199254740992}, {"a": null}])", "a:double | 9.00719925474099e+15 | null"},
+      {R"([{"a": 9007199254740993}])", "a:string | 9007199254740993"},
       {R"([{"a": 0.30000000000000004}])", "a:double | 0.3"},
-      {R"([{"a": 0.12345678901234567890}, {"a": 1}])", "a:string | 0.12345678901234567890 | 1"},
+      {R"([{"a": 0.12345678901234567890}, {"a": 1}])", "a:double | 0.123456789012346 | 1"},
       {R"([{"a": 1e400}])", "a:string | 1e400"},
       {R"([{"a": 1e2}, {"a": -0}])", "a:double | 100 | 0"},
       {R"([{"a": true}, {"a": false}, {"a": null}])", "a:long | 1 | 0 | null"},
@@ -91,7 +93,10 @@ TEST(CliFormats, ShapesAndTypesOfJson) {
       {R"([{"a": "2024-02-29"}, {"a": "2024-02-29T12:30:00"}])",
        "a:datetime | 2024-02-29 | 2024-02-29 12:30:00"},
       {R"([{"a": "2024-02-30"}])", "a:string | 2024-02-30"},
-      {R"([{"a": "2024-02-29T12:30:00Z"}])", "a:string | 2024-02-29T12:30:00Z"},
+      {R"([{"a": "2024-02-29T23:30:00-01:00"}, {"a": "NA"}, {"a": ""}])",
+       "a:datetime | 2024-03-01 00:30:00 | null | null"},
+      {R"([{"a": 1}, {"a": "NA"}, {"a": " - "}, {"a": ""}])", "a:long | 1 | null | null | null"},
+      {R"([{"a": "x", "b": true}, {"a": "NA", "b": "n/a"}])", "a:string b:long | x 1 | NA null"},
       {R"([{"a": "20240229"}, {"a": ""}])", "a:string | 20240229 | ''"},
       {R"([{"a": "1"}, {"a": 2}])", "a:string | 1 | 2"},
       {R"([{"a": null}])", "a:string | null"},
@@ -100,6 +105,46 @@ TEST(CliFormats, ShapesAndTypesOfJson) {
       {R"([{"a": "\u00fc\ud83d\ude00\n\/"}])", "a:string | ü😀\n/"},
   };
   for (const auto& row : kRows) EXPECT_EQ(Load(row.text, DataFormat::kJson), row.shown) << row.text;
+}
+
+// The rules of cells are for strings, and for all values where they state types.
+TEST(CliFormats, RulesForJson) {
+  const std::string_view text =
+      "[[\"a\",\"b\",\"c\",\"d\"],\n[\"1,5\",1.5,\"31.1.24\",\"x\"],\n[\"?\",2,\"?\",\"?\"],\n"
+      "[\"12 kg\",-1],\n[2.5,-1,\"\\u0031.2.2024\",\"y\"]]";
+  Kt_CsvOptions options;
+  options.rules.types = {{u"A", Kt_ColumnType::kDouble}};
+  options.rules.null_tokens = {u"?", u"-1"};
+  options.rules.decimal = u',';
+  options.rules.dates = Kt_DateOrder::kDayMonthYear;
+  Kt_Dataset dataset;
+  DataReport report;
+  ASSERT_TRUE(kt::cli::LoadJson(text, false, options, dataset, report));
+  EXPECT_EQ(Show(dataset),
+            "a:double b:double c:datetime d:string | 1.5 1.5 2024-01-31 x | null 2 null null | "
+            "12 null null null | 2.5 null 2024-02-01 y");
+  EXPECT_EQ(report.rows.records, 4);
+  EXPECT_EQ(report.rows.rows_short, 1);
+  ASSERT_EQ(report.rows.not_converted.size(), 1u);
+  EXPECT_EQ(report.rows.not_converted[0].text, u"12 kg");
+  ASSERT_EQ(report.rows.nulls.size(), 4u);
+  EXPECT_EQ(report.rows.nulls[1].column, u"b");
+  EXPECT_EQ(report.rows.nulls[1].count, 2);
+
+  options.reject_bad_cells = true;
+  report = {};
+  ASSERT_TRUE(kt::cli::LoadJson(text, false, options, dataset, report));
+  EXPECT_EQ(dataset.GetRowCountNF(), 3);
+  EXPECT_EQ(report.rows.records, 4);
+  ASSERT_EQ(report.rows.rejected.size(), 1u);
+  EXPECT_EQ(report.rows.rejected[0].line, 4);
+  EXPECT_EQ(report.rows.rejected[0].reason, u"column 'a': no double: '12 kg'");
+  EXPECT_EQ(report.rows.rejected[0].text, u"[\"12 kg\",-1]");
+
+  options.rules.types = {{u"e", Kt_ColumnType::kLong}};
+  EXPECT_FALSE(kt::cli::LoadJson(text, false, options, dataset, report));
+  EXPECT_EQ(report.error, "there is no column 'e', whose type is stated");
+  EXPECT_EQ(dataset.GetRowCount(), 3);
 }
 
 TEST(CliFormats, MalformedJsonNamesThePlace) {
