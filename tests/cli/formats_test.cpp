@@ -3,7 +3,6 @@
 // Data files: what the formats and encodings keep, the types that columns get, and what is said of
 // files that are not as they should be.
 #include "cli/Kt_CliData.h"
-#include "cli/Kt_CliDataJson.h"
 #include "cli/Kt_CliText.h"
 #include "cli_test_util.h"
 
@@ -105,46 +104,6 @@ TEST(CliFormats, ShapesAndTypesOfJson) {
       {R"([{"a": "\u00fc\ud83d\ude00\n\/"}])", "a:string | ü😀\n/"},
   };
   for (const auto& row : kRows) EXPECT_EQ(Load(row.text, DataFormat::kJson), row.shown) << row.text;
-}
-
-// The rules of cells are for strings, and for all values where they state types.
-TEST(CliFormats, RulesForJson) {
-  const std::string_view text =
-      "[[\"a\",\"b\",\"c\",\"d\"],\n[\"1,5\",1.5,\"31.1.24\",\"x\"],\n[\"?\",2,\"?\",\"?\"],\n"
-      "[\"12 kg\",-1],\n[2.5,-1,\"\\u0031.2.2024\",\"y\"]]";
-  Kt_CsvOptions options;
-  options.rules.types = {{u"A", Kt_ColumnType::kDouble}};
-  options.rules.null_tokens = {u"?", u"-1"};
-  options.rules.decimal = u',';
-  options.rules.dates = Kt_DateOrder::kDayMonthYear;
-  Kt_Dataset dataset;
-  DataReport report;
-  ASSERT_TRUE(kt::cli::LoadJson(text, false, options, dataset, report));
-  EXPECT_EQ(Show(dataset),
-            "a:double b:double c:datetime d:string | 1.5 1.5 2024-01-31 x | null 2 null null | "
-            "12 null null null | 2.5 null 2024-02-01 y");
-  EXPECT_EQ(report.rows.records, 4);
-  EXPECT_EQ(report.rows.rows_short, 1);
-  ASSERT_EQ(report.rows.not_converted.size(), 1u);
-  EXPECT_EQ(report.rows.not_converted[0].text, u"12 kg");
-  ASSERT_EQ(report.rows.nulls.size(), 4u);
-  EXPECT_EQ(report.rows.nulls[1].column, u"b");
-  EXPECT_EQ(report.rows.nulls[1].count, 2);
-
-  options.reject_bad_cells = true;
-  report = {};
-  ASSERT_TRUE(kt::cli::LoadJson(text, false, options, dataset, report));
-  EXPECT_EQ(dataset.GetRowCountNF(), 3);
-  EXPECT_EQ(report.rows.records, 4);
-  ASSERT_EQ(report.rows.rejected.size(), 1u);
-  EXPECT_EQ(report.rows.rejected[0].line, 4);
-  EXPECT_EQ(report.rows.rejected[0].reason, u"column 'a': no double: '12 kg'");
-  EXPECT_EQ(report.rows.rejected[0].text, u"[\"12 kg\",-1]");
-
-  options.rules.types = {{u"e", Kt_ColumnType::kLong}};
-  EXPECT_FALSE(kt::cli::LoadJson(text, false, options, dataset, report));
-  EXPECT_EQ(report.error, "there is no column 'e', whose type is stated");
-  EXPECT_EQ(dataset.GetRowCount(), 3);
 }
 
 TEST(CliFormats, MalformedJsonNamesThePlace) {
