@@ -417,13 +417,11 @@ class KT_CLASS_API Kt_Dataset {
   // ones; otherwise columns are matched by id and missing ones added. Appended rows keep the state
   // that the data gives them. The number of rows loaded, or -1.
   //
-  // CSV: quotes as in RFC 4180; lines end with LF, CR LF or CR. The header names columns as "id" or
-  // "id:type" or "id:type(size)"; a column of no stated type that is not in the dataset yet gets
-  // the narrowest of long, double, datetime and string that holds every cell of it, by the rules of
-  // Kt_CellForms.h. An unquoted empty cell is null, "" the empty text. Short rows are filled with
-  // nulls. Rows with too many cells are rejected, and so are lines in which quotes are misplaced:
-  // reading goes on with the line after them. Every record is loaded or rejected, and all that is
-  // lost or guessed is in the report. The second form takes UTF-8.
+  // CSV: quotes as in RFC 4180; lines end with LF, CR LF or CR. The header has "id", "id:type" or
+  // "id:type(size)"; Kt_CellForms.h finds the types that neither it nor the dataset gives. An empty
+  // cell without quotes is null. Short rows are filled with nulls; rows with too many cells and
+  // lines with misplaced quotes are rejected. Every record is loaded or rejected, and the report
+  // tells what was lost or found out. The last form takes UTF-8.
   kt_long LoadCSV(std::u16string_view text, bool clear = true);
   kt_long LoadCSV(std::u16string_view text, const Kt_CsvOptions& options, Kt_LoadReport& report);
   kt_long LoadCSVBytes(std::string_view text, const Kt_CsvOptions& options, Kt_LoadReport& report);
