@@ -71,7 +71,7 @@ Converter OpenConverter(kt_long code_page) {
   if (name == nullptr) return nullptr;
   UErrorCode status = U_ZERO_ERROR;
   Converter converter(ucnv_open(name, &status));
-  if (converter && code_page != 1201) {
+  if (converter && code_page != kCodePageUtf16Big) {
     UErrorCode ignored = U_ZERO_ERROR;  // a page without '?' keeps its own substitute
     ucnv_setSubstChars(converter.get(), "?", 1, &ignored);
   }
@@ -159,6 +159,38 @@ bool ToConverter(std::u16string_view text, kt_long code_page, std::string& out) 
   return U_SUCCESS(status);
 }
 
+std::int64_t DecodeByConverter(std::string_view bytes, kt_long code_page, Kt_WString& out) {
+  const Converter converter = OpenConverter(code_page);
+  char16_t* const text = converter ? out.GetBuffer(static_cast<kt_long>(bytes.size())) : nullptr;
+  if (text == nullptr) return 0;
+  UErrorCode status = U_ZERO_ERROR;
+  ucnv_setToUCallBack(converter.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
+  char16_t* end = text;
+  const char* source = bytes.data();
+  ucnv_toUnicode(converter.get(), &end, text + bytes.size(), &source, source + bytes.size(),
+                 nullptr, /*flush=*/true, &status);
+  out = out.Mid(0, static_cast<kt_long>(end - text));
+  if (U_SUCCESS(status)) return -1;
+  std::array<char, 32> bad;  // the converter has read these, and stands behind them
+  auto bad_count = static_cast<std::int8_t>(bad.size());
+  UErrorCode ignored = U_ZERO_ERROR;
+  ucnv_getInvalidChars(converter.get(), bad.data(), &bad_count, &ignored);
+  return std::max<std::int64_t>(source - bytes.data() - bad_count, 0);
+}
+
+// As FromUtf16Bytes, but every unit counts: nothing is taken for a cut.
+std::int64_t DecodeUtf16(std::string_view bytes, bool big_endian, Kt_WString& out) {
+  const std::size_t length = bytes.size() / 2;
+  char16_t* const text = out.GetBuffer(static_cast<kt_long>(length));
+  if (text == nullptr && length > 0) return kMaxStringLength;
+  const std::size_t low = big_endian ? 1 : 0;
+  for (std::size_t at = 0; at < length; ++at) {
+    text[at] = static_cast<char16_t>(static_cast<unsigned char>(bytes[at * 2 + low]) |
+                                     static_cast<unsigned char>(bytes[at * 2 + 1 - low]) << 8);
+  }
+  return bytes.size() % 2 == 0 ? -1 : static_cast<std::int64_t>(bytes.size()) - 1;
+}
+
 // Lower case, without '-', '_', ' ' and ':'; empty for a name that is too long to be one.
 std::u16string PlainName(std::u16string_view name) {
   std::u16string out;
@@ -233,4 +265,23 @@ kt_long kt_findcodepageW(std::u16string_view name) {
     if (digits > 0 && kt_iscodepageW(number)) return number;
   }
   return 0;
+}
+
+Kt_WString kt_codepagenameW(kt_long code_page) {
+  if (IsUtf8(code_page)) return u"UTF-8";
+  if (code_page == kCodePageUtf16) return u"UTF-16";
+  const char* const name = ConverterName(code_page);
+  return name != nullptr ? Kt_WString::FromUtf8(name) : Kt_WString();
+}
+
+std::int64_t kt_decodeW(std::string_view bytes, kt_long code_page, Kt_WString& out) {
+  out.Empty();
+  if (IsUtf8(code_page)) return ConvertUtf8(bytes, out);
+  const bool is_utf16 = code_page == kCodePageUtf16 || code_page == kCodePageUtf16Big;
+  // No code page makes more units than it takes bytes.
+  const std::size_t units = is_utf16 ? bytes.size() / 2 : bytes.size();
+  if (units > static_cast<std::size_t>(kMaxStringLength)) return kMaxStringLength;
+  if (bytes.empty()) return -1;
+  return is_utf16 ? DecodeUtf16(bytes, code_page == kCodePageUtf16Big, out)
+                  : DecodeByConverter(bytes, code_page, out);
 }

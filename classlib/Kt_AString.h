@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -12,6 +13,7 @@
 // 949, 950, 1201 (UTF-16BE), 1250 to 1258, 20127, 20866, 28591 to 28605, 51932, 51949, 54936.
 inline constexpr kt_long kCodePageDefault = 0;  // the system's: UTF-8
 inline constexpr kt_long kCodePageUtf16 = 1200;
+inline constexpr kt_long kCodePageUtf16Big = 1201;
 inline constexpr kt_long kCodePageUtf8 = 65001;
 
 // A string of bytes in some code page; which one, the owner knows.
@@ -57,3 +59,12 @@ KT_CLASS_API bool kt_iscodepageW(kt_long code_page);
 // The number of a code page by one of its usual names, without regard to case, '-', '_' and
 // blanks ("utf-8", "EUC-KR", "windows-1252", "cp949"); 0 for an unknown name.
 KT_CLASS_API kt_long kt_findcodepageW(std::u16string_view name);
+// What ICU calls a code page ("windows-1252", "UTF-8"), a name that kt_findcodepageW knows; empty
+// for an unknown number.
+KT_CLASS_API Kt_WString kt_codepagenameW(kt_long code_page);
+
+// Reads bytes all of which have to make sense in the code page. -1 when they do, otherwise the
+// offset of the first that does not; `out` then holds what stood before it. UTF-16 keeps lone
+// surrogates. A text longer than kMaxStringLength leaves `out` empty and gives kMaxStringLength; an
+// unknown code page gives 0.
+KT_CLASS_API std::int64_t kt_decodeW(std::string_view bytes, kt_long code_page, Kt_WString& out);

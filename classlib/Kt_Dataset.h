@@ -139,6 +139,9 @@ class KT_CLASS_API Kt_Dataset {
     evaluator_.pointer = std::move(evaluator);
   }
   const std::shared_ptr<Kt_ColumnEvaluator>& GetEvaluator() const { return evaluator_.pointer; }
+  // An expression runs for a cell; loops over rows and columns may be on the way, so neither may
+  // change.
+  bool IsEvaluating() const { return evaluator_.depth > 0; }
 
   // Constants: one value for the whole dataset. Index or id; outside: -1, empty.
   kt_long AddConstColumn(const Kt_WString& id, const Kt_Variant& value = {});
@@ -431,6 +434,8 @@ class KT_CLASS_API Kt_Dataset {
   // What is saved loads back equal, except that cells of variant columns come back as text and
   // states are not kept.
   kt_long SaveCSV(Kt_WString& out, std::u16string_view type = {}, char16_t separator = u',') const;
+  kt_long SaveCSV(Kt_WString& out, std::u16string_view type,
+                  const Kt_CsvSaveOptions& options) const;
 
   // XML keeps everything that the store knows of the rows it saves: values of every kind but
   // objects, states, first values, deleted rows in their places. Without `header` types are left
@@ -580,8 +585,6 @@ class KT_CLASS_API Kt_Dataset {
   kt_long SourceRowOf(Slot slot) const;
   Kt_Variant ReadSlot(Slot slot, kt_long col) const;
 
-  // An expression runs for a cell; loops over rows and columns may be on the way.
-  bool IsEvaluating() const { return evaluator_.depth > 0; }
   bool HasCol(kt_long col) const { return col >= 0 && col < GetColCount(); }
   kt_long AddColumnRow(Column column);
   void ResolveLogicalColumn(Column& column);

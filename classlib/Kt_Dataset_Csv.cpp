@@ -78,10 +78,10 @@ struct CsvColumn {
 
 // "id", "id:type" or "id:type(size)"; a part behind the last colon that is no type belongs to the
 // id.
-CsvColumn ParseHeader(std::u16string_view text) {
+CsvColumn ParseHeader(std::u16string_view text, bool may_have_type = true) {
   CsvColumn column;
   const std::size_t colon = text.rfind(u':');
-  if (colon != std::u16string_view::npos) {
+  if (may_have_type && colon != std::u16string_view::npos) {
     std::u16string_view type = text.substr(colon + 1);
     if (const std::size_t paren = type.find(u'('); paren != std::u16string_view::npos) {
       column.size = Kt_WString(type.substr(paren + 1)).ToInteger();
@@ -172,7 +172,8 @@ class CsvLoader {
       if (options_.header) {
         bool whole = false;
         const View text = cell.Content(format_.quote, narrow_);
-        column = ParseHeader(ToWide(text, wide_, whole));
+        const std::u16string_view heading = ToWide(text, wide_, whole);
+        column = ParseHeader(heading, !cell.quoted || NeedsQuotes(heading));
         if (!whole && text.size() > kMaxUnits)
           return Fail(u"a heading is too long", scanner.Line());
       }
@@ -233,6 +234,13 @@ class CsvLoader {
   }
 
  private:
+  // A heading in quotes that it does not need is all id, "a:long" too.
+  bool NeedsQuotes(std::u16string_view heading) const {
+    const char16_t special[] = {u'"', u'\n', u'\r', report_.separator, report_.quote};
+    return heading.starts_with(u'\xFEFF') ||
+           heading.find_first_of(std::u16string_view(special, 5)) != heading.npos;
+  }
+
   static CsvFormat<Unit> FormatOf(View text, const Kt_CsvOptions& options) {
     const bool finds_quote = IsAuto(options.quote);
     CsvFormat<Unit> format;
@@ -506,6 +514,32 @@ void AppendCell(std::u16string& out, std::u16string_view text, bool quote, char1
   out += u'"';
 }
 
+// What a spreadsheet takes for a formula it runs, and others ran what was in it.
+void GuardFormula(Kt_WString& cell) {
+  const char16_t first = cell.GetAt(0);
+  double ignored = 0.0;
+  const bool is_formula = first == u'=' || first == u'+' || first == u'-' || first == u'@' ||
+                          first == u'\t' || first == u'\r';
+  if (is_formula && !kt_readnumberW(cell, ignored)) cell = Kt_WString(u"'") + cell;
+}
+
+Kt_WString TypeSuffix(Kt_ColumnType type, kt_long size) {
+  Kt_WString suffix = Kt_WString(u":") + kt_columntypenameW(type);
+  if (size != 0) suffix += Kt_WString(u"(") + kt_longtextW(size).View() + u")";
+  return suffix;
+}
+
+// In quotes a mark of byte order is the first unit of an id, and stays; and an id that looks like
+// one with a type is all id.
+void AppendHeading(std::u16string& out, const Kt_WString& id, std::u16string_view type,
+                   const Kt_CsvSaveOptions& options) {
+  Kt_WString heading = id + type;
+  if (options.guard_formulas) GuardFormula(heading);
+  const bool quote = heading.IsEmpty() || heading.GetAt(0) == u'\xFEFF' ||
+                     (type.empty() && ParseHeader(heading).stated);
+  AppendCell(out, heading, quote, options.separator);
+}
+
 }  // namespace
 
 template <class Unit>
@@ -566,22 +600,27 @@ kt_long Kt_Dataset::LoadCSV(std::u16string_view text, bool clear) {
 }
 
 kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type, char16_t separator) const {
+  Kt_CsvSaveOptions options;
+  options.separator = separator;
+  return SaveCSV(out, type, options);
+}
+
+kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type,
+                            const Kt_CsvSaveOptions& options) const {
+  const char16_t separator = options.separator;
   View view = kAllRows;
   bool changed_only = false;
   out.Empty();
   if (!SaveViewOf(type, view, changed_only)) return -1;
   return RefuseOnFailure([&]() -> kt_long {
-    if (!IsPhysical()) return AsTable(view).SaveCSV(out, type, separator);
+    if (!IsPhysical()) return AsTable(view).SaveCSV(out, type, options);
     std::u16string text;
     std::vector<const Kt_Column*> cells;
     for (const Column& column : columns_) {
       if (column.cells == nullptr) continue;
-      Kt_WString head = column.id + u":";
-      head += kt_columntypenameW(column.type);
-      if (column.size != 0) head += Kt_WString(u"(") + kt_longtextW(column.size).View() + u")";
       if (!cells.empty()) text += separator;
-      // In quotes a mark of byte order is the first unit of an id, and stays.
-      AppendCell(text, head, head.GetAt(0) == u'\xFEFF', separator);
+      AppendHeading(text, column.id, options.typed ? TypeSuffix(column.type, column.size) : u"",
+                    options);
       cells.push_back(column.cells.get());
     }
     if (cells.empty()) return 0;
@@ -591,7 +630,9 @@ kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type, char16_t 
       for (std::size_t col = 0; col < cells.size(); ++col) {
         if (col > 0) text += separator;
         if (cells[col]->IsNull(slot)) continue;
-        const Kt_WString cell = FileText(cells[col]->Read(slot));
+        const Kt_Variant value = cells[col]->Read(slot);
+        Kt_WString cell = FileText(value);
+        if (options.guard_formulas && value.IsString()) GuardFormula(cell);
         AppendCell(text, cell, cell.IsEmpty(), separator);
       }
       text += u"\r\n";

@@ -48,6 +48,17 @@ struct KT_CLASS_API Kt_CsvOptions {
   std::size_t max_listed = 1000;
 };
 
+// How rows become CSV.
+struct KT_CLASS_API Kt_CsvSaveOptions {
+  char16_t separator = u',';
+  // Headings "id:type(size)", which a load takes the types from. Otherwise the ids alone, which
+  // every program understands; in quotes where the id itself would be read as one with a type.
+  bool typed = true;
+  // An apostrophe goes before texts and headings that a spreadsheet would run as a formula: those
+  // that begin with = + - @ a tab or CR, and are no number.
+  bool guard_formulas = false;
+};
+
 // What a load made of its rows. Lists hold the first `max_listed`; the counts count all.
 // For CSV, TSV and JSON, records == rows_read + rows_rejected after a load that succeeded, as far
 // as the dataset was empty.

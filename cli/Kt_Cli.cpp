@@ -5,7 +5,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <array>
 #include <ostream>
 #include <string_view>
 
@@ -14,52 +13,63 @@
 namespace kt::cli {
 namespace {
 
-constexpr std::string_view kValueOptions[] = {"--steps", "--timeout", "--include-dir", "--data",
-                                              "--save",  "--format",  "--encoding",    "--row"};
-constexpr std::string_view kFlags[] = {"--json", "--verbose", "--help", "-h"};
+// The option of a command that an argument names; null for none.
+const CLI::Option* FindOption(const CLI::App& command, std::string_view argument) {
+  const auto is_named = [&](std::string_view dashes, const std::vector<std::string>& names) {
+    if (!argument.starts_with(dashes)) return false;
+    const std::string_view name = argument.substr(dashes.size());
+    return std::find(names.begin(), names.end(), name) != names.end();
+  };
+  for (const CLI::Option* const option : command.get_options()) {
+    if (is_named("--", option->get_lnames()) || is_named("-", option->get_snames())) return option;
+  }
+  return nullptr;
+}
 
-template <std::size_t N>
-bool IsOneOf(const std::string& argument, const std::string_view (&options)[N]) {
-  return std::find(std::begin(options), std::end(options), argument) != std::end(options);
+bool TakesValue(const CLI::Option* option) {
+  return option != nullptr && option->get_items_expected_max() > 0;
+}
+
+using Arguments = std::vector<std::string>;
+
+Arguments::iterator At(Arguments& arguments, std::size_t at) {
+  return arguments.begin() + static_cast<std::ptrdiff_t>(at);
 }
 
 // What follows the function of `kt run` belongs to the script, also when it looks like an option
 // (a negative number, say): a "--" in front of it says so to the parser.
-void ProtectScriptArguments(std::vector<std::string>& arguments) {
-  if (arguments.empty() || arguments[0] != "run") return;
+void ProtectScriptArguments(const CLI::App& command, Arguments& arguments) {
   int positionals = 0;
   for (std::size_t at = 1; at < arguments.size(); ++at) {
     const std::string& argument = arguments[at];
     if (argument == "--") return;
-    if (IsOneOf(argument, kValueOptions)) {
+    if (TakesValue(FindOption(command, argument))) {
       ++at;
     } else if (argument.size() < 2 || argument[0] != '-') {
       ++positionals;
     }
     if (positionals == 2) {
-      arguments.insert(arguments.begin() + static_cast<std::ptrdiff_t>(at) + 1, "--");
+      arguments.insert(At(arguments, at + 1), "--");
       return;
     }
   }
 }
 
 // An expression may begin with a minus: the options of `kt eval` go first, the rest behind a "--".
-void ProtectExpression(std::vector<std::string>& arguments) {
-  if (arguments.empty() || arguments[0] != "eval") return;
-  std::vector<std::string> options = {arguments[0]};
-  std::vector<std::string> rest;
+void ProtectExpression(const CLI::App& command, Arguments& arguments) {
+  Arguments options = {arguments[0]};
+  Arguments rest;
   for (std::size_t at = 1; at < arguments.size(); ++at) {
     const std::string& argument = arguments[at];
-    const std::string name = argument.substr(0, argument.find('='));
+    const std::size_t equals = argument.find('=');
     if (argument == "--") {
-      rest.insert(rest.end(), arguments.begin() + static_cast<std::ptrdiff_t>(at) + 1,
-                  arguments.end());
+      rest.insert(rest.end(), At(arguments, at + 1), arguments.end());
       break;
     }
-    const bool takes_next = IsOneOf(argument, kValueOptions) && at + 1 < arguments.size();
-    if (IsOneOf(argument, kFlags) || IsOneOf(name, kValueOptions)) {
+    const CLI::Option* const option = FindOption(command, argument);
+    if (option != nullptr || TakesValue(FindOption(command, argument.substr(0, equals)))) {
       options.push_back(argument);
-      if (takes_next) options.push_back(arguments[++at]);
+      if (TakesValue(option) && at + 1 < arguments.size()) options.push_back(arguments[++at]);
     } else {
       rest.push_back(argument);
     }
@@ -67,6 +77,18 @@ void ProtectExpression(std::vector<std::string>& arguments) {
   if (!rest.empty()) options.push_back("--");
   options.insert(options.end(), rest.begin(), rest.end());
   arguments = std::move(options);
+}
+
+// A value may begin with a minus too ("--null -,."): it is joined to the name of its option.
+void ProtectValues(const CLI::App& command, Arguments& arguments) {
+  for (std::size_t at = 1; at + 1 < arguments.size() && arguments[at] != "--"; ++at) {
+    if (!TakesValue(FindOption(command, arguments[at]))) continue;
+    const std::string& value = arguments[at + 1];
+    const bool is_option = FindOption(command, value) != nullptr || value == "--";
+    if (value.size() < 2 || value[0] != '-' || is_option) continue;
+    arguments[at] += "=" + value;
+    arguments.erase(At(arguments, at + 1));
+  }
 }
 
 // False when an argument is not UTF-8, which has been reported then.
@@ -94,34 +116,28 @@ int Parse(CLI::App& app, std::vector<std::string> arguments, Streams streams) {
   return -1;
 }
 
-int Help(const CLI::App& app, const std::string& command, Streams streams) {
-  for (const CLI::App* const found : app.get_subcommands([](const CLI::App*) { return true; })) {
-    if (found->get_name() != command) continue;
-    streams.out << found->help("kt");
+const CLI::App* FindCommand(const CLI::App& app, const std::string& name) {
+  for (const CLI::App* const command : app.get_subcommands([](const CLI::App*) { return true; })) {
+    if (command->get_name() == name) return command;
+  }
+  return nullptr;
+}
+
+int Help(const CLI::App& app, const std::string& name, Streams streams) {
+  const CLI::App* const command = FindCommand(app, name);
+  if (command != nullptr) {
+    streams.out << command->help("kt");
     return kFine;
   }
-  streams.messages << fmt::format("kt help: there is no command '{}'\n", command);
+  streams.messages << fmt::format("kt help: there is no command '{}'\n", name);
   return kCommandFault;
 }
 
-int Run(const Action& action, Streams streams) {
-  const int status = action(streams);
-  streams.out.flush();
-  if (streams.out) return status;
-  streams.messages << "kt: cannot write to the standard output\n";
-  return kScriptFault;
-}
-
-}  // namespace
-
-int Main(std::vector<std::string> arguments, Streams streams) {
+int Dispatch(Arguments arguments, Streams streams) {
   if (!AreUtf8(arguments, streams)) return kCommandFault;
   if (arguments.empty() || (arguments.size() == 1 && arguments[0] == "help")) {
     arguments = {"--help"};
   }
-  ProtectScriptArguments(arguments);
-  ProtectExpression(arguments);
-
   Action action;
   CLI::App app("Runs, evaluates, checks and explains KtScript scripts.", "kt");
   app.set_version_flag("--version", std::string("kt ") + KT_CLI_VERSION, "Print the version");
@@ -138,8 +154,23 @@ int Main(std::vector<std::string> arguments, Streams streams) {
   AddShow(app, action);
 
   if (arguments[0] == "help") return Help(app, arguments[1], streams);
+  if (const CLI::App* const command = FindCommand(app, arguments[0])) {
+    if (arguments[0] == "run") ProtectScriptArguments(*command, arguments);
+    if (arguments[0] == "eval") ProtectExpression(*command, arguments);
+    ProtectValues(*command, arguments);
+  }
   const int status = Parse(app, std::move(arguments), streams);
-  return status >= 0 ? status : Run(action, streams);
+  return status >= 0 ? status : action(streams);
+}
+
+}  // namespace
+
+int Main(std::vector<std::string> arguments, Streams streams) {
+  const int status = Dispatch(std::move(arguments), streams);
+  streams.out.flush();
+  if (streams.out) return status;
+  streams.messages << "kt: cannot write to the standard output\n";
+  return std::max(status, kScriptFault);
 }
 
 }  // namespace kt::cli

@@ -226,6 +226,7 @@ class Arranger {
     if (Holds(group_keys_, total.col)) {
       return Complain(fmt::format("{}: '{}' is a key of --group", option, name));
     }
+    if (!CanAdd(option, total)) return false;
     for (const Total& other : totals_) {
       if (other.col != total.col) continue;
       return Complain(
@@ -233,6 +234,19 @@ class Arranger {
     }
     totals_.push_back(total);
     return true;
+  }
+
+  // The sum of texts is that of the numbers they begin with, which is never what was meant.
+  bool CanAdd(const std::string& option, const Total& total) {
+    const bool adds = total.kind == Kt_Aggregate::kSum || total.kind == Kt_Aggregate::kAvg;
+    if (!adds || dataset_.GetColType(total.col) != Kt_ColumnType::kString ||
+        CountOf(total.col, dataset_.GetRowCount()) == 0) {
+      return true;
+    }
+    const std::string name = dataset_.GetColID(total.col).ToUtf8();
+    return Complain(fmt::format(
+        "{}: column '{}' holds texts, which have no {}; --types {}:double would read numbers",
+        option, name, KindName(total.kind), name));
   }
 
   static bool Holds(const std::vector<NamedColumn>& columns, kt_long col) {
@@ -287,8 +301,10 @@ class Arranger {
                                     dataset_.GetColID(value.col).ToUtf8()));
       }
       const bool is_number = IsNumberType(dataset_.GetColType(value.col));
-      totals_.push_back(
-          {value.col, kind.value_or(is_number ? Kt_Aggregate::kSum : Kt_Aggregate::kCount)});
+      const Total total{value.col,
+                        kind.value_or(is_number ? Kt_Aggregate::kSum : Kt_Aggregate::kCount)};
+      if (!CanAdd("--pivot", total)) return false;
+      totals_.push_back(total);
     }
     return true;
   }
@@ -495,11 +511,11 @@ class Arranger {
     return count;
   }
 
-  // The first column says what the last line is, if it has nothing else to say.
+  // The first column says what the last line is, if it has no total of its own.
   void NameTotal() {
     std::vector<Kt_Variant> values = view_.Total();
     const bool has_room =
-        !values.empty() && values[0].IsEmpty() && view_.Columns()[0].type == Kt_ColumnType::kString;
+        !values.empty() && values[0].IsEmpty() && view_.Columns()[0].total == Kt_Aggregate::kNone;
     if (!has_room) return;
     values[0] = u"total";
     view_.SetTotal(std::move(values));

@@ -3,42 +3,57 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <array>
 #include <charconv>
 #include <exception>
 #include <filesystem>
+#include <limits>
 #include <span>
+#include <system_error>
+#include <utility>
 
 #include "classlib/Kt_AString.h"
 #include "classlib/Kt_Buffer.h"
 #include "cli/Kt_CliDataJson.h"
+#include "cli/Kt_CliDataReport.h"
 #include "cli/Kt_CliDataText.h"
 #include "cli/Kt_CliFile.h"
+#include "cli/Kt_CliMarkdown.h"
+#include "cli/Kt_CliView.h"
 
 namespace kt::cli {
 namespace {
 
 // A file is held in memory while it is read.
 constexpr std::size_t kMaxDataBytes = std::size_t{1} << 31;
-// Faults that are shown of a load; nobody mends more at a time.
-constexpr std::size_t kMaxShown = 10;
-
 struct FormatName {
   std::string_view name;
   DataFormat format;
 };
 constexpr FormatName kFormatNames[] = {
-    {"csv", DataFormat::kCsv},          {"tsv", DataFormat::kTsv},
-    {"tab", DataFormat::kTsv},          {"xml", DataFormat::kXml},
-    {"json", DataFormat::kJson},        {"jsonl", DataFormat::kJsonLines},
-    {"ndjson", DataFormat::kJsonLines}, {"bin", DataFormat::kBinary},
-    {"ktb", DataFormat::kBinary},
+    {"csv", DataFormat::kCsv},           {"tsv", DataFormat::kTsv},
+    {"tab", DataFormat::kTsv},           {"xml", DataFormat::kXml},
+    {"json", DataFormat::kJson},         {"jsonl", DataFormat::kJsonLines},
+    {"ndjson", DataFormat::kJsonLines},  {"bin", DataFormat::kBinary},
+    {"ktb", DataFormat::kBinary},        {"md", DataFormat::kMarkdown},
+    {"markdown", DataFormat::kMarkdown},
 };
 
-char16_t SeparatorOf(const DataOptions& options) {
-  if (options.separator != 0) return options.separator;
-  return *options.format == DataFormat::kTsv ? u'\t' : u',';
+char16_t SeparatorOf(DataFormat format) { return format == DataFormat::kTsv ? u'\t' : u','; }
+
+// Tables with tabs are mostly written by programs that know no quotes.
+Kt_CsvOptions CsvOptionsOf(const DataOptions& options) {
+  const bool is_tsv = *options.format == DataFormat::kTsv;
+  Kt_CsvOptions csv;
+  csv.separator = options.separator.value_or(Kt_CsvOptions::kAuto);
+  csv.preferred = SeparatorOf(*options.format);
+  csv.quote = options.quote.value_or(is_tsv ? Kt_CsvOptions::kAuto : u'"');
+  csv.comment = options.comment;
+  csv.skip = options.skip;
+  csv.header = options.header;
+  csv.rules = options.rules;
+  csv.reject_bad_cells = !options.rejects.empty();
+  if (csv.reject_bad_cells) csv.max_listed = std::numeric_limits<std::size_t>::max();
+  return csv;
 }
 
 bool Fail(std::string error, DataReport& report) {
@@ -60,19 +75,11 @@ bool FailInStore(DataReport& report) {
 
 bool LoadCsv(std::string_view bytes, const DataOptions& options, Kt_Dataset& dataset,
              DataReport& report) {
-  Kt_CsvOptions csv;
-  csv.separator = SeparatorOf(options);
-  csv.header = options.header;
-  std::size_t mark = 0;
-  kt_long loaded = -1;
-  if (EncodingOf(bytes, options.code_page, mark) == kCodePageUtf8) {
-    loaded = dataset.LoadCSVBytes(bytes, csv, report.rows);
-  } else {
-    Kt_WString text;
-    std::string reason;
-    if (!DecodeText(bytes, options.code_page, text, report, reason)) return Fail(reason, report);
-    loaded = dataset.LoadCSV(text, csv, report.rows);
-  }
+  const Kt_CsvOptions csv = CsvOptionsOf(options);
+  FileText text;
+  if (!ReadText(bytes, options.code_page, options.guess_encoding, text, report)) return false;
+  const kt_long loaded = text.utf8 ? dataset.LoadCSVBytes(*text.utf8, csv, report.rows)
+                                   : dataset.LoadCSV(text.text, csv, report.rows);
   if (loaded >= 0) return true;
   report.error_line = 1;
   return FailInStore(report);
@@ -80,12 +87,15 @@ bool LoadCsv(std::string_view bytes, const DataOptions& options, Kt_Dataset& dat
 
 bool LoadXml(std::string_view bytes, const DataOptions& options, Kt_Dataset& dataset,
              DataReport& report) {
-  Kt_WString text;
-  std::string reason;
+  FileText text;
   const std::optional<kt_long> wanted = options.code_page ? options.code_page : XmlEncoding(bytes);
-  if (!DecodeText(bytes, wanted, text, report, reason)) return Fail(reason, report);
+  if (!ReadText(bytes, wanted, options.guess_encoding, text, report)) return false;
+  if (text.utf8) {
+    const std::int64_t end = ConvertUtf8(*text.utf8, text.text);
+    if (end >= 0) return Fail(fmt::format("longer than {} characters", kMaxStringLength), report);
+  }
   const Kt_WString id = dataset.GetId();
-  const bool loaded = dataset.LoadDataXml(text, true, report.rows) >= 0;
+  const bool loaded = dataset.LoadDataXml(text.text, true, report.rows) >= 0;
   dataset.SetId(id);
   return loaded || FailInStore(report);
 }
@@ -93,14 +103,13 @@ bool LoadXml(std::string_view bytes, const DataOptions& options, Kt_Dataset& dat
 bool LoadJsonText(std::string_view bytes, const DataOptions& options, Kt_Dataset& dataset,
                   DataReport& report) {
   const bool lines = *options.format == DataFormat::kJsonLines;
-  std::size_t mark = 0;
-  if (EncodingOf(bytes, options.code_page, mark) == kCodePageUtf8) {
-    return LoadJson(bytes.substr(mark), lines, {}, dataset, report);
+  FileText text;
+  if (!ReadText(bytes, options.code_page, options.guess_encoding, text, report)) return false;
+  const std::string converted = text.utf8 ? std::string() : text.text.ToUtf8();
+  if (!text.utf8 && Kt_WString::FromUtf8(converted) != text.text) {
+    return Fail("half of a surrogate pair that is not written as an escape", report);
   }
-  Kt_WString text;
-  std::string reason;
-  if (!DecodeText(bytes, options.code_page, text, report, reason)) return Fail(reason, report);
-  return LoadJson(text.ToUtf8(), lines, {}, dataset, report);
+  return LoadJson(text.utf8.value_or(converted), lines, CsvOptionsOf(options), dataset, report);
 }
 
 bool LoadBinary(std::string_view bytes, Kt_Dataset& dataset, DataReport& report) {
@@ -122,13 +131,55 @@ bool Load(std::string_view bytes, const DataOptions& options, Kt_Dataset& datase
     case DataFormat::kJson:
     case DataFormat::kJsonLines: return LoadJsonText(bytes, options, dataset, report);
     case DataFormat::kBinary: return LoadBinary(bytes, dataset, report);
+    case DataFormat::kMarkdown: return Fail("tables of Markdown are written, not read", report);
   }
   return false;
 }
 
+// Works on a copy, which shares all that is not replaced, so that a load with too many rejects
+// leaves nothing behind.
+bool LoadOrLeave(std::string_view bytes, const DataOptions& options, Kt_Dataset& dataset,
+                 DataReport& report) {
+  if (dataset.IsEvaluating()) return Fail("an expression of its columns is at work", report);
+  Kt_Dataset next(dataset);
+  if (!Load(bytes, options, next, report) || !AcceptRejects(options, report)) return false;
+  dataset = std::move(next);
+  return true;
+}
+
+kt_long SaveCodePage(const DataOptions& options) {
+  if (options.save_code_page) return *options.save_code_page;
+  return options.code_page.value_or(kCodePageUtf8);
+}
+
 bool SaveText(const Kt_WString& text, const DataOptions& options, std::string& bytes,
               std::string& reason) {
-  return EncodeText(text, options.code_page.value_or(kCodePageUtf8), bytes, reason);
+  return EncodeText(text, SaveCodePage(options), bytes, reason);
+}
+
+bool SaveCsv(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
+             std::string& reason) {
+  Kt_CsvSaveOptions csv;
+  csv.separator = options.separator.value_or(SeparatorOf(*options.format));
+  csv.typed = options.typed;
+  csv.guard_formulas = options.guard_formulas;
+  Kt_WString text;
+  return dataset.SaveCSV(text, {}, csv) >= 0 && SaveText(text, options, bytes, reason);
+}
+
+// The first line says the encoding that the text really is in.
+bool SaveXml(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
+             std::string& reason) {
+  Kt_WString text;
+  if (dataset.SaveDataXml(text) < 0) return false;
+  constexpr std::u16string_view kStated = u"encoding=\"UTF-8\"";
+  const std::size_t at = text.View().substr(0, 100).find(kStated);
+  if (SaveCodePage(options) != kCodePageUtf8 && at != kStated.npos) {
+    const Kt_WString name = kt_codepagenameW(SaveCodePage(options));
+    text = Kt_WString(text.View().substr(0, at)) + u"encoding=\"" + name + u"\"" +
+           text.View().substr(at + kStated.size());
+  }
+  return SaveText(text, options, bytes, reason);
 }
 
 bool SaveBinary(const Kt_Dataset& dataset, std::string& bytes) {
@@ -143,7 +194,7 @@ bool SaveJsonText(const DataOptions& options, const Kt_Dataset& dataset, std::st
   const bool lines = *options.format == DataFormat::kJsonLines;
   const JsonLayout layout = lines ? JsonLayout::kLines : JsonLayout::kList;
   if (!SaveJson(dataset, layout, bytes, reason)) return false;
-  if (options.code_page.value_or(kCodePageUtf8) == kCodePageUtf8) return true;
+  if (SaveCodePage(options) == kCodePageUtf8) return true;
   Kt_WString text;
   if (ConvertUtf8(bytes, text) < 0) return SaveText(text, options, bytes, reason);
   reason = "the text would be too long";
@@ -153,19 +204,36 @@ bool SaveJsonText(const DataOptions& options, const Kt_Dataset& dataset, std::st
 bool Save(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
           std::string& reason) {
   reason = "the text would be too long";
-  Kt_WString text;
   switch (*options.format) {
     case DataFormat::kCsv:
-    case DataFormat::kTsv:
-      return dataset.SaveCSV(text, {}, SeparatorOf(options)) >= 0 &&
-             SaveText(text, options, bytes, reason);
-    case DataFormat::kXml:
-      return dataset.SaveDataXml(text) >= 0 && SaveText(text, options, bytes, reason);
+    case DataFormat::kTsv: return SaveCsv(options, dataset, bytes, reason);
+    case DataFormat::kXml: return SaveXml(options, dataset, bytes, reason);
     case DataFormat::kJson:
     case DataFormat::kJsonLines: return SaveJsonText(options, dataset, bytes, reason);
     case DataFormat::kBinary: return SaveBinary(dataset, bytes);
+    case DataFormat::kMarkdown: {
+      const std::string table = MarkdownTable(Kt_CliView(dataset), {});
+      return SaveText(Kt_WString::FromUtf8(table), options, bytes, reason);
+    }
   }
   return false;
+}
+
+// By the first thing in it that is not blank; a byte order mark and the halves of UTF-16 are
+// skipped.
+DataFormat FormatOfBeginning(std::string_view bytes) {
+  if (bytes.starts_with("KTDS")) return DataFormat::kBinary;
+  constexpr std::string_view kSkipped("\xEF\xBB\xBF\xFF\xFE\0 \t\r\n", 10);
+  const std::size_t at = bytes.find_first_not_of(kSkipped);
+  if (at == bytes.npos) return DataFormat::kCsv;
+  if (bytes[at] == '[' || bytes[at] == '{') return DataFormat::kJson;
+  return bytes[at] == '<' ? DataFormat::kXml : DataFormat::kCsv;
+}
+
+// The file that is loaded is the last one that the rejected rows should replace.
+bool IsSameFile(const std::string& a, const std::string& b) {
+  std::error_code ignored;
+  return std::filesystem::equivalent(a, b, ignored);
 }
 
 // The options with a format; false when the name of the file does not give it.
@@ -176,26 +244,6 @@ bool SettleFormat(const std::string& path, DataOptions& options) {
 
 constexpr const char* kUnknownFormat =
     "the ending names no format (csv, tsv, xml, json, jsonl, ktb)";
-
-std::string PlaceOf(const std::string& path, const DataReport& report) {
-  std::string place = path;
-  if (report.error_line > 0) place += fmt::format(":{}", report.error_line);
-  if (report.error_column > 0) place += fmt::format(":{}", report.error_column);
-  return place;
-}
-
-std::string Count(std::int64_t count, std::string_view one, std::string_view many) {
-  return fmt::format("{} {}", count, count == 1 ? one : many);
-}
-
-template <class Item, class Line>
-void AppendFirst(const std::vector<Item>& items, std::int64_t count, const std::string& path,
-                 Line line, std::string& out) {
-  const std::size_t shown = std::min(items.size(), kMaxShown);
-  for (std::size_t at = 0; at < shown; ++at) out += line(items[at]);
-  const std::int64_t left_out = count - static_cast<std::int64_t>(shown);
-  if (left_out > 0) out += fmt::format("{}: {} more are not shown\n", path, left_out);
-}
 
 }  // namespace
 
@@ -225,7 +273,7 @@ bool LoadData(std::string_view bytes, const DataOptions& options, Kt_Dataset& da
               DataReport& report) {
   report = {};
   try {
-    return Load(bytes, options, dataset, report);
+    return LoadOrLeave(bytes, options, dataset, report);
   } catch (const std::exception&) {
     return Fail("not enough memory", report);
   }
@@ -238,13 +286,22 @@ bool LoadDataFile(const std::string& path, const DataOptions& options, Kt_Datase
   std::string bytes;
   std::string error;
   try {
-    const FileResult read = ReadFileBytes(path, kMaxDataBytes, bytes, error);
+    if (!options.rejects.empty() && IsSameFile(path, options.rejects)) {
+      return Fail("its own rejected rows would replace the file", report);
+    }
+    const bool is_input = path == kStandardInput;
+    const FileResult read = is_input ? ReadStandardInput(kMaxDataBytes, bytes, error)
+                                     : ReadFileBytes(path, kMaxDataBytes, bytes, error);
     if (read != FileResult::kOk) {
       report.no_access = read == FileResult::kNoAccess;
       return Fail("cannot read: " + error, report);
     }
     // After reading: a name that is no file at all is the greater fault.
+    if (is_input && !settled.format) settled.format = FormatOfBeginning(bytes);
     if (!SettleFormat(path, settled)) return Fail(kUnknownFormat, report);
+    // Nobody says how the cells of such a text are quoted.
+    const bool is_text = is_input || path.ends_with(".txt");
+    if (is_text && !settled.quote) settled.quote = Kt_CsvOptions::kAuto;
     return LoadData(bytes, settled, dataset, report);
   } catch (const std::exception&) {
     return Fail("not enough memory", report);
@@ -270,48 +327,6 @@ bool SaveDataFile(const std::string& path, const DataOptions& options, const Kt_
   }
   std::string bytes;
   return SaveData(settled, dataset, bytes, reason) && WriteFileBytes(path, bytes, reason);
-}
-
-std::string DescribeError(const std::string& path, const DataReport& report) {
-  return PlaceOf(path, report) + ": error: " + report.error;
-}
-
-std::string DescribeFault(const std::string& path, const DataReport& report) {
-  return PlaceOf(path, report) + ": " + report.error;
-}
-
-std::string DescribeLoad(const std::string& path, const DataReport& report, bool verbose) {
-  if (report.IsClean() && !verbose) return {};
-  const Kt_LoadReport& rows = report.rows;
-  std::string out = fmt::format("{}: {}", path, Count(rows.rows_read, "row", "rows"));
-  if (rows.rows_rejected > 0) out += fmt::format(", {} rejected", rows.rows_rejected);
-  if (rows.cells_not_converted > 0) {
-    out += ", " + Count(rows.cells_not_converted, "cell", "cells") + " not converted";
-  }
-  if (report.unreadable_count > 0) {
-    out += ", " + Count(report.unreadable_count, "character", "characters") + " not readable";
-  }
-  out += '\n';
-  AppendFirst(
-      rows.rejected, rows.rows_rejected, path,
-      [&](const Kt_LoadReport::Row& row) {
-        return fmt::format("{}:{}: row rejected: {}\n", path, row.line, row.reason.ToUtf8());
-      },
-      out);
-  AppendFirst(
-      rows.not_converted, rows.cells_not_converted, path,
-      [&](const Kt_LoadReport::Cell& cell) {
-        return fmt::format("{}:{}: cell not converted: column '{}'\n", path, cell.line,
-                           cell.column.ToUtf8());
-      },
-      out);
-  AppendFirst(
-      report.unreadable, report.unreadable_count, path,
-      [&](std::int64_t line) {
-        return fmt::format("{}:{}: no character of the encoding\n", path, line);
-      },
-      out);
-  return out;
 }
 
 }  // namespace kt::cli

@@ -13,40 +13,61 @@
 
 namespace kt::cli {
 
-enum class DataFormat : std::uint8_t { kCsv, kTsv, kXml, kJson, kJsonLines, kBinary };
+// Markdown is written only.
+enum class DataFormat : std::uint8_t { kCsv, kTsv, kXml, kJson, kJsonLines, kBinary, kMarkdown };
+
+// The path that stands for the standard input.
+inline constexpr std::string_view kStandardInput = "-";
 
 struct DataOptions {
-  // Nothing: by the ending of the name.
+  // Nothing: by the ending of the name; of the standard input by how it begins.
   std::optional<DataFormat> format;
   // Of texts without a byte order mark, and of those that are written; nothing: UTF-8, for XML what
   // its first line says.
   std::optional<kt_long> code_page;
-  // CSV and TSV: the first row of the file has the column ids.
+  // A text that is neither UTF-8 nor says what it is, is read in the likeliest encoding.
+  bool guess_encoding = false;
+
+  // CSV and TSV. What stands between cells and around them (0: nothing does); nothing: found out
+  // from the text, and a comma or a tab in files that are written.
+  std::optional<char16_t> separator;
+  std::optional<char16_t> quote;
+  char16_t comment = 0;
+  std::int64_t skip = 0;
   bool header = true;
-  // CSV and TSV: what stands between cells; 0: a comma or a tab. Not a quote or a line end.
-  char16_t separator = 0;
+
+  Kt_CellRules rules;
+  // How many rows and cells may be lost; nothing: none, but with `rejects` all.
+  std::optional<std::int64_t> allow_rejects;
+  // A CSV file for the rows that are not loaded, with their lines and reasons. A row with a bad
+  // cell is one of them.
+  std::string rejects;
+
+  // Written files.
+  std::optional<kt_long> save_code_page;  // nothing: code_page
+  bool typed = false;
+  bool guard_formulas = false;
 };
 
 // What became of a file that was loaded.
 struct DataReport {
   Kt_LoadReport rows;
-  // Lines with characters that the encoding does not have, which were read as U+FFFD; the first
-  // Kt_LoadReport::kMaxListed.
-  std::vector<std::int64_t> unreadable;
-  std::int64_t unreadable_count = 0;
+  std::string guessed_encoding;  // that the text was read in; empty when it was certain
   // Why nothing was loaded; empty when something was. The place is counted from 1, 0 is unknown.
   std::string error;
-  bool no_access = false;  // there is no such file, or it cannot be read: a wrong name
+  bool no_access = false;    // there is no such file, or it cannot be read: a wrong name
+  bool has_rejects = false;  // nothing was loaded because there were more than allowed
   std::int64_t error_line = 0;
   std::int64_t error_column = 0;
 
-  // Whether all that the file holds is in the dataset.
-  bool IsClean() const {
-    return rows.rows_rejected == 0 && rows.cells_not_converted == 0 && unreadable_count == 0;
+  std::int64_t RejectCount() const {
+    return std::int64_t{rows.rows_rejected} + rows.cells_not_converted;
   }
+  // Whether all that the file holds is in the dataset.
+  bool IsClean() const { return RejectCount() == 0; }
 };
 
-// "csv", "tsv", "xml", "json", "jsonl" ("ndjson"), "bin" ("ktb"); nothing for other names.
+// "csv", "tsv", "xml", "json", "jsonl" ("ndjson"), "bin" ("ktb"), "md"; nothing for other names.
 std::optional<DataFormat> FindDataFormat(std::string_view name);
 // The format of a file by the ending of its name; CSV for ".txt" too, nothing for other endings.
 std::optional<DataFormat> DataFormatOf(std::string_view path);
@@ -57,7 +78,8 @@ std::optional<kt_long> FindEncoding(std::string_view name);
 // replaces the columns too; otherwise they are matched by id, new ones get the narrowest type that
 // holds every cell, and those that the file does not have are empty. Logical columns and constants
 // stay, and so does the id of the dataset.
-// False, with report.error, when nothing was loaded; the dataset is as it was then.
+// False, with report.error, when nothing was loaded, also because more was rejected than is
+// allowed; the dataset is as it was then.
 bool LoadDataFile(const std::string& path, const DataOptions& options, Kt_Dataset& dataset,
                   DataReport& report);
 // The same from the content of a file. REQUIRES: options.format.
@@ -71,14 +93,5 @@ bool SaveDataFile(const std::string& path, const DataOptions& options, const Kt_
 // The content that SaveDataFile writes. REQUIRES: options.format.
 bool SaveData(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
               std::string& reason);
-
-// "file:line:column: error: what" of a failed load, without a line feed.
-std::string DescribeError(const std::string& path, const DataReport& report);
-// "file:line:column: what", as a part of another message.
-std::string DescribeFault(const std::string& path, const DataReport& report);
-// What there is to say of a load that succeeded: a line that counts, then the first ten faults of
-// each kind with their lines. Empty when everything was loaded and not `verbose`. Ends with a line
-// feed.
-std::string DescribeLoad(const std::string& path, const DataReport& report, bool verbose);
 
 }  // namespace kt::cli

@@ -8,6 +8,9 @@
 #include <filesystem>
 #include <ostream>
 
+#include "cli/Kt_CliArrange.h"
+#include "cli/Kt_CliDataOption.h"
+#include "cli/Kt_CliDataReport.h"
 #include "cli/Kt_CliHost.h"
 #include "cli/Kt_CliProgress.h"
 #include "dataset/Kt_ExprDataset.h"
@@ -50,27 +53,26 @@ bool HasTwice(const std::vector<DataFiles::Item>& items, std::string& name) {
   return false;
 }
 
-bool ParseOptions(const DataArguments& arguments, const char* command, Streams streams,
-                  DataOptions& options) {
-  if (!arguments.format.empty()) options.format = FindDataFormat(arguments.format);
-  if (!arguments.encoding.empty()) options.code_page = FindEncoding(arguments.encoding);
-  if (!arguments.format.empty() && !options.format) {
-    return Refuse(command,
-                  fmt::format("--format: '{}' is no format {}", arguments.format, kFormats),
-                  streams);
-  }
-  return arguments.encoding.empty() || options.code_page ||
-         Refuse(command, fmt::format("--encoding: '{}' is not known", arguments.encoding), streams);
-}
-
 bool HaveFormats(const std::vector<DataFiles::Item>& items, const DataOptions& options,
                  const char* command, Streams streams) {
   for (const DataFiles::Item& item : items) {
-    if (options.format || DataFormatOf(item.path)) continue;
+    if (options.format || item.path == kStandardInput || DataFormatOf(item.path)) continue;
     return Refuse(
         command,
         fmt::format("the ending of '{}' names no format {}; --format does", item.path, kFormats),
         streams);
+  }
+  return true;
+}
+
+// What can be done for one file only.
+bool CheckCounts(const DataFiles& files, const char* command, Streams streams) {
+  const auto is_input = [](const DataFiles::Item& item) { return item.path == kStandardInput; };
+  if (std::count_if(files.data.begin(), files.data.end(), is_input) > 1) {
+    return Refuse(command, "--data: the standard input can be read once", streams);
+  }
+  if (!files.load_options.rejects.empty() && files.data.size() > 1) {
+    return Refuse(command, "--rejects: one file cannot hold the rows of several --data", streams);
   }
   return true;
 }
@@ -81,18 +83,32 @@ bool ContainsWord(const Kt_WString& code, std::u16string_view word) {
 
 }  // namespace
 
+void AddDataOptions(CLI::App& command, DataArguments& arguments) {
+  constexpr const char* kGroup = "Data files";
+  for (const DataOption& option : AllDataOptions()) {
+    const std::string name(option.name);
+    const auto keep = [&arguments, name](const std::string& value) {
+      arguments.options.emplace_back(name, value);
+    };
+    CLI::Option* const added =
+        option.value.empty()
+            ? command.add_flag_callback(
+                  "--" + name, [keep] { keep(""); }, std::string(option.help))
+            : command.add_option_function<std::string>("--" + name, keep, std::string(option.help))
+                  ->type_name(std::string(option.value));
+    added->group(kGroup);
+  }
+  command.add_flag("--verbose", arguments.verbose, "Say how many rows were loaded, and all nulls")
+      ->group(kGroup);
+}
+
 void AddDataArguments(CLI::App& command, DataArguments& arguments, bool with_save) {
   const auto several = [&](const char* option, std::vector<std::string>& into, const char* help) {
     command.add_option(option, into, help)->type_name("NAME=FILE")->allow_extra_args(false);
   };
   several("--data", arguments.data, "Load a file as dataset NAME; the first is the default one");
   if (with_save) several("--save", arguments.save, "Save dataset NAME when all went well");
-  command
-      .add_option("--format", arguments.format, "The format of data files, whatever their ending")
-      ->type_name("FORMAT");
-  command.add_option("--encoding", arguments.encoding, "The encoding of data files (UTF-8)")
-      ->type_name("NAME");
-  command.add_flag("--verbose", arguments.verbose, "Say how many rows were loaded");
+  AddDataOptions(command, arguments);
 }
 
 bool ParseDataItem(const std::string& text, bool needs_name, DataFiles::Item& item,
@@ -113,6 +129,17 @@ bool ParseDataItem(const std::string& text, bool needs_name, DataFiles::Item& it
   return !text.empty() && Kt_WString::FromUtf8(item.name).IsName();
 }
 
+bool ParseDataOptions(const DataArguments& arguments, const char* command, Streams streams,
+                      DataOptions& options) {
+  std::string reason;
+  for (const auto& [name, value] : arguments.options) {
+    if (!ReadDataOption(name, value, options, reason)) {
+      return Refuse(command, "--" + reason, streams);
+    }
+  }
+  return CheckDataOptions(options, reason) || Refuse(command, "--" + reason, streams);
+}
+
 bool ParseDataArguments(const DataArguments& arguments, const char* command, Streams streams,
                         DataFiles& files) {
   files.verbose = arguments.verbose;
@@ -124,7 +151,8 @@ bool ParseDataArguments(const DataArguments& arguments, const char* command, Str
   if (HasTwice(files.data, name)) {
     return Refuse(command, fmt::format("--data: there are two datasets '{}'", name), streams);
   }
-  return ParseOptions(arguments, command, streams, files.load_options) &&
+  return ParseDataOptions(arguments, command, streams, files.load_options) &&
+         CheckCounts(files, command, streams) &&
          HaveFormats(files.data, files.load_options, command, streams) &&
          HaveFormats(files.save, files.load_options, command, streams);
 }
@@ -147,19 +175,44 @@ bool LoadDataInto(const DataFiles::Item& item, const DataOptions& options, bool 
     known->AnnounceRows(Kt_LoadReason::kLoaded);
   }
   streams.out.flush();
-  streams.messages << DescribeLoad(item.path, report, verbose);
+  streams.messages << DescribeLoad(item.path, options, report, verbose);
   return true;
 }
 
-int LoadDataFiles(const DataFiles& files, Kt_CliHost& host, Streams streams) {
+bool HaveTypedColumns(const DataOptions& options, const std::vector<const Kt_Dataset*>& datasets,
+                      std::string& reason) {
+  std::vector<Kt_WString> names;
+  for (const Kt_Dataset* const dataset : datasets) {
+    for (kt_long col = 0; col < dataset->GetColCount(); ++col) {
+      names.push_back(dataset->GetColID(col));
+    }
+  }
+  for (const auto& typed : options.rules.types) {
+    const Kt_WString& id = typed.first;
+    const bool known = std::any_of(names.begin(), names.end(),
+                                   [&id](const Kt_WString& name) { return name.EqualsNoCase(id); });
+    if (known) continue;
+    reason = fmt::format("types: there is no column '{}'{}", id.ToUtf8(), KnownColumns(id, names));
+    return false;
+  }
+  return true;
+}
+
+int LoadDataFiles(const DataFiles& files, const char* command, Kt_CliHost& host, Streams streams) {
+  std::vector<const Kt_Dataset*> loaded;
   for (const DataFiles::Item& item : files.data) {
     DataReport report;
-    if (LoadDataInto(item, files.load_options, files.verbose, host, streams, report)) continue;
-    streams.out.flush();
-    streams.messages << DescribeError(item.path, report) << '\n';
-    return report.no_access ? kCommandFault : kScriptFault;
+    if (!LoadDataInto(item, files.load_options, files.verbose, host, streams, report)) {
+      streams.out.flush();
+      streams.messages << DescribeError(item.path, report) << '\n';
+      return report.no_access ? kCommandFault : kScriptFault;
+    }
+    loaded.push_back(host.GetDatasets().Find(Kt_WString::FromUtf8(item.name))->GetDataset());
   }
-  return kFine;
+  std::string reason;
+  if (loaded.empty() || HaveTypedColumns(files.load_options, loaded, reason)) return kFine;
+  Refuse(command, "--" + reason, streams);
+  return kCommandFault;
 }
 
 bool CheckSaveNames(const DataFiles& files, const Kt_CliHost& host, const Kt_WString& code,
@@ -195,6 +248,8 @@ DataOptions SaveOptionsFor(const DataFiles::Item& item, const DataFiles& files) 
 
 int SaveDataFiles(const DataFiles& files, Kt_CliHost& host, Streams streams) {
   int status = kFine;
+  // Output that is lost is a run that has failed.
+  if (!files.save.empty() && !streams.out.flush()) return kScriptFault;
   for (const DataFiles::Item& item : files.save) {
     if (!SaveDataItem(item, SaveOptionsFor(item, files), host, streams)) status = kScriptFault;
   }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli/Kt_Cli.h"
@@ -15,12 +16,12 @@ namespace kt::cli {
 struct DataArguments {
   std::vector<std::string> data;
   std::vector<std::string> save;
-  std::string format;
-  std::string encoding;
+  std::vector<std::pair<std::string, std::string>> options;  // names and values of data options
   bool verbose = false;
 };
-// Adds --data, --format, --encoding and --verbose to a command, and --save to one that ends well or
-// not.
+// Adds every data option and --verbose to a command.
+void AddDataOptions(CLI::App& command, DataArguments& arguments);
+// The same with --data, and with --save for a command that ends well or not.
 void AddDataArguments(CLI::App& command, DataArguments& arguments, bool with_save = true);
 
 // The same once it has been understood.
@@ -40,11 +41,18 @@ struct DataFiles {
 bool ParseDataItem(const std::string& text, bool needs_name, DataFiles::Item& item,
                    std::string& reason);
 // What the arguments mean; false when they are wrong, which has been said then.
+bool ParseDataOptions(const DataArguments& arguments, const char* command, Streams streams,
+                      DataOptions& options);
 bool ParseDataArguments(const DataArguments& arguments, const char* command, Streams streams,
                         DataFiles& files);
 
+// False when the option for types names a column that none of the datasets has; `reason` is what is
+// wrong with it.
+bool HaveTypedColumns(const DataOptions& options, const std::vector<const Kt_Dataset*>& datasets,
+                      std::string& reason);
+
 // Loads the files into the datasets of the host. The exit status.
-int LoadDataFiles(const DataFiles& files, Kt_CliHost& host, Streams streams);
+int LoadDataFiles(const DataFiles& files, const char* command, Kt_CliHost& host, Streams streams);
 // Loads a file under a name, which may be there already, and says what there is to say. False when
 // that failed; `report` has the reason.
 bool LoadDataInto(const DataFiles::Item& item, const DataOptions& options, bool verbose,

@@ -6,12 +6,10 @@
 #include <algorithm>
 
 #include "classlib/Kt_AString.h"
+#include "classlib/Kt_EncodingDetector.h"
 
 namespace kt::cli {
 namespace {
-
-constexpr kt_long kCodePageUtf16Big = 1201;
-constexpr char16_t kUnreadable = u'\xFFFD';
 
 bool IsUtf16(kt_long code_page) {
   return code_page == kCodePageUtf16 || code_page == kCodePageUtf16Big;
@@ -31,20 +29,6 @@ std::int64_t CountLines(std::basic_string_view<Unit> text, std::size_t offset) {
   return line;
 }
 
-// By hand, because every unit counts here: Kt_AString takes the ends of its bytes for cuts.
-bool FromUtf16(std::string_view bytes, bool big_endian, Kt_WString& text) {
-  const std::size_t length = bytes.size() / 2;
-  if (length > static_cast<std::size_t>(kMaxStringLength)) return false;
-  char16_t* const out = text.GetBuffer(static_cast<kt_long>(length));
-  if (out == nullptr) return false;
-  const std::size_t low = big_endian ? 1 : 0;
-  for (std::size_t at = 0; at < length; ++at) {
-    out[at] = static_cast<char16_t>(static_cast<unsigned char>(bytes[at * 2 + low]) |
-                                    static_cast<unsigned char>(bytes[at * 2 + 1 - low]) << 8);
-  }
-  return true;
-}
-
 std::string ToUtf16(std::u16string_view text, bool big_endian) {
   std::string bytes;
   bytes.reserve(2 + text.size() * 2);
@@ -59,23 +43,52 @@ std::string ToUtf16(std::u16string_view text, bool big_endian) {
   return bytes;
 }
 
-void NoteUnreadable(std::u16string_view text, DataReport& report) {
-  std::size_t counted = 0;
-  std::int64_t line = 1;
-  for (std::size_t at = 0; (at = text.find(kUnreadable, at)) != text.npos; ++at) {
-    ++report.unreadable_count;
-    if (report.unreadable.size() == Kt_LoadReport::kMaxListed) continue;
-    line += CountLines(text.substr(counted), at - counted) - 1;
-    counted = at;
-    report.unreadable.push_back(line);
-  }
-}
-
 std::size_t FirstDifference(std::u16string_view a, std::u16string_view b) {
   const std::size_t common = std::min(a.size(), b.size());
   return static_cast<std::size_t>(
       std::mismatch(a.begin(), a.begin() + static_cast<std::ptrdiff_t>(common), b.begin()).first -
       a.begin());
+}
+
+// The encoding that the byte order mark says, whose length is `mark`; nothing without one.
+std::optional<kt_long> MarkedEncoding(std::string_view bytes, std::size_t& mark) {
+  mark = 0;
+  if (bytes.starts_with("\xEF\xBB\xBF")) {
+    mark = 3;
+    return kCodePageUtf8;
+  }
+  if (!bytes.starts_with("\xFF\xFE") && !bytes.starts_with("\xFE\xFF")) return std::nullopt;
+  mark = 2;
+  return bytes[0] == '\xFF' ? kCodePageUtf16 : kCodePageUtf16Big;
+}
+
+// The offset of the first byte that makes no sense, or -1.
+std::int64_t Decode(std::string_view bytes, kt_long code_page, FileText& text) {
+  if (!IsUtf8(code_page)) return kt_decodeW(bytes, code_page, text.text);
+  const std::int64_t bad = kt_findbadutf8W(bytes);
+  if (bad < 0) text.utf8 = bytes;
+  return bad;
+}
+
+// The offset of the first zero when there are so many that this is UTF-16 without a byte order
+// mark, which passes for UTF-8 while its characters are ASCII; otherwise -1.
+std::int64_t FindZeros(std::string_view bytes) {
+  const std::string_view start = bytes.substr(0, 1000);
+  const auto zeros = std::count(start.begin(), start.end(), '\0');
+  return zeros * 4 > std::ssize(start) ? static_cast<std::int64_t>(start.find('\0')) : -1;
+}
+
+bool IsTooLong(std::string_view bytes, kt_long code_page) {
+  const std::size_t units = IsUtf16(code_page) ? bytes.size() / 2 : bytes.size();
+  return !IsUtf8(code_page) && units > static_cast<std::size_t>(kMaxStringLength);
+}
+
+std::string FittingEncodings(const std::vector<Kt_WString>& names) {
+  if (names.empty()) return "; no known encoding fits all of it";
+  std::string list;
+  for (const Kt_WString& name : names) list += (list.empty() ? "" : ", ") + name.ToUtf8();
+  return fmt::format("; encodings that fit all of it: {} (option encoding; auto takes the first)",
+                     list);
 }
 
 }  // namespace
@@ -86,25 +99,6 @@ std::int64_t LineOf(std::string_view bytes, std::size_t offset) {
 
 std::int64_t LineOf(std::u16string_view text, std::size_t offset) {
   return CountLines(text, std::min(offset, text.size()));
-}
-
-std::string EncodingName(kt_long code_page) {
-  if (IsUtf8(code_page)) return "UTF-8";
-  if (IsUtf16(code_page)) return "UTF-16";
-  return fmt::format("code page {}", code_page);
-}
-
-kt_long EncodingOf(std::string_view bytes, std::optional<kt_long> wanted, std::size_t& mark) {
-  mark = 0;
-  if (bytes.starts_with("\xEF\xBB\xBF")) {
-    mark = 3;
-    return kCodePageUtf8;
-  }
-  if (bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) {
-    mark = 2;
-    return bytes[0] == '\xFF' ? kCodePageUtf16 : kCodePageUtf16Big;
-  }
-  return wanted.value_or(kCodePageUtf8);
 }
 
 std::optional<kt_long> XmlEncoding(std::string_view bytes) {
@@ -123,30 +117,34 @@ std::optional<kt_long> XmlEncoding(std::string_view bytes) {
   return found && IsUtf16(*found) ? std::nullopt : found;
 }
 
-bool DecodeText(std::string_view bytes, std::optional<kt_long> wanted, Kt_WString& text,
-                DataReport& report, std::string& reason) {
+bool ReadText(std::string_view bytes, std::optional<kt_long> wanted, bool guess, FileText& text,
+              DataReport& report) {
   std::size_t mark = 0;
-  const kt_long code_page = EncodingOf(bytes, wanted, mark);
-  bytes.remove_prefix(mark);
-  reason = fmt::format("longer than {} characters", kMaxStringLength);
-  if (IsUtf16(code_page)) {
-    if (bytes.size() % 2 != 0) {
-      reason = "UTF-16 with an odd number of bytes";
-      return false;
-    }
-    return FromUtf16(bytes, code_page == kCodePageUtf16Big, text);
-  }
-  if (IsUtf8(code_page)) {
-    if (ConvertUtf8(bytes, text) < 0) return true;
-    text = Kt_WString::FromUtf8(bytes);
-  } else if (bytes.size() > static_cast<std::size_t>(kMaxStringLength)) {
-    return false;
-  } else if (!Kt_AString(std::string(bytes)).ToWString(text, code_page)) {
-    reason = "cannot be read as " + EncodingName(code_page);
+  const std::optional<kt_long> marked = MarkedEncoding(bytes, mark);
+  const kt_long code_page = marked ? *marked : wanted.value_or(kCodePageUtf8);
+  const std::string_view content = bytes.substr(mark);
+  if (IsTooLong(content, code_page)) {
+    report.error = fmt::format("longer than {} characters", kMaxStringLength);
     return false;
   }
-  NoteUnreadable(text, report);
-  return !text.IsEmpty() || bytes.empty();
+  std::int64_t bad = Decode(content, code_page, text);
+  if (bad < 0 && !marked && !wanted) bad = FindZeros(content);
+  if (bad < 0) return true;
+  text.utf8.reset();
+  // A byte order mark leaves nothing to choose.
+  const std::vector<Kt_WString> names =
+      marked ? std::vector<Kt_WString>() : kt_guessencodingsW(content);
+  if (guess && !wanted && !names.empty()) {
+    report.guessed_encoding = names[0].ToUtf8();
+    return Decode(content, kt_findcodepageW(names[0]), text) < 0;
+  }
+  const auto offset = static_cast<std::size_t>(bad);
+  report.error_line =
+      IsUtf16(code_page) ? LineOf(text.text.View(), offset / 2) : LineOf(content, offset);
+  report.error =
+      fmt::format("no valid {} at byte offset {}{}", kt_codepagenameW(code_page).ToUtf8(),
+                  offset + mark, marked ? "" : FittingEncodings(names));
+  return false;
 }
 
 bool EncodeText(const Kt_WString& text, kt_long code_page, std::string& bytes,
@@ -165,7 +163,7 @@ bool EncodeText(const Kt_WString& text, kt_long code_page, std::string& bytes,
     if (encoded.ToWString(back, code_page) && back == text) return true;
   }
   const std::size_t at = FirstDifference(text, back);
-  reason = fmt::format("{} has no character U+{:04X}", EncodingName(code_page),
+  reason = fmt::format("{} has no character U+{:04X}", kt_codepagenameW(code_page).ToUtf8(),
                        static_cast<unsigned>(text.GetAt(static_cast<kt_long>(at))));
   return false;
 }

@@ -95,25 +95,12 @@ bool WriteAndRename(const std::string& target, std::string_view bytes) {
   return written;
 }
 
-}  // namespace
-
-// Reads to the end; a file that grows for ever (a device) ends at the limit.
-FileResult ReadFileBytes(const std::string& path, std::size_t limit_bytes, std::string& bytes,
-                         std::string& error) {
-  if (!IsUsable(path)) {
-    errno = ENOENT;
-    error = ErrnoText();
-    return FileResult::kNoAccess;
-  }
-  const FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!file.IsOpen()) {
-    error = ErrnoText();
-    return FileResult::kNoAccess;
-  }
-  ReserveFor(file.Get(), limit_bytes, bytes);
+// A file that grows for ever (a device) ends at the limit.
+FileResult ReadToEnd(int fd, std::size_t limit_bytes, std::string& bytes, std::string& error) {
+  ReserveFor(fd, limit_bytes, bytes);
   const auto buffer = std::make_unique<char[]>(kReadBytes);
   for (;;) {
-    const ssize_t count = ::read(file.Get(), buffer.get(), kReadBytes);
+    const ssize_t count = ::read(fd, buffer.get(), kReadBytes);
     if (count == 0) return FileResult::kOk;
     if (count < 0) {
       if (errno == EINTR) continue;
@@ -126,6 +113,25 @@ FileResult ReadFileBytes(const std::string& path, std::size_t limit_bytes, std::
       return FileResult::kBadContent;
     }
   }
+}
+
+}  // namespace
+
+FileResult ReadFileBytes(const std::string& path, std::size_t limit_bytes, std::string& bytes,
+                         std::string& error) {
+  if (!IsUsable(path)) {
+    errno = ENOENT;
+    error = ErrnoText();
+    return FileResult::kNoAccess;
+  }
+  const FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (file.IsOpen()) return ReadToEnd(file.Get(), limit_bytes, bytes, error);
+  error = ErrnoText();
+  return FileResult::kNoAccess;
+}
+
+FileResult ReadStandardInput(std::size_t limit_bytes, std::string& bytes, std::string& error) {
+  return ReadToEnd(STDIN_FILENO, limit_bytes, bytes, error);
 }
 
 FileResult ReadTextFile(const std::string& path, Kt_WString& text, std::string& error) {

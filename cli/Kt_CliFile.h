@@ -14,9 +14,10 @@ enum class FileResult {
   kBadContent,  // too long, or not UTF-8
 };
 
-// The bytes of a file of up to `limit_bytes`. The reason as below.
+// The bytes of a file or of the standard input, up to `limit_bytes`. The reason as below.
 FileResult ReadFileBytes(const std::string& path, std::size_t limit_bytes, std::string& bytes,
                          std::string& error);
+FileResult ReadStandardInput(std::size_t limit_bytes, std::string& bytes, std::string& error);
 
 // The whole of a UTF-8 file as text; a byte order mark is skipped. When it is not kOk, `error` has
 // the reason without the path; for text that is not UTF-8 it names the offset of the byte at fault.

@@ -61,10 +61,10 @@ std::vector<_EXPR_EXTAPI_INFO> MakeFunctions() {
   std::vector<_EXPR_EXTAPI_INFO> table = {
       {u"args", CallArgs, 0, 1, u"Args()"},
       {u"dataset", CallDataset, 1, 1, u"Dataset(strId[,strColumns])"},
-      {u"loadData", CallLoadData, 2, 1, u"LoadData(strId,strPath[,strFormat])"},
+      {u"loadData", CallLoadData, 2, 1, u"LoadData(strId,strPath[,strFormat[,varOptions]])"},
       {u"print", CallPrint, 0, 1, u"Print([varValue[...]])"},
       {u"readText", CallReadText, 1, 1, u"ReadText(strPath)"},
-      {u"saveData", CallSaveData, 2, 1, u"SaveData(strId,strPath[,strFormat])"},
+      {u"saveData", CallSaveData, 2, 1, u"SaveData(strId,strPath[,strFormat[,varOptions]])"},
       {u"view", CallView, 2, 1, u"View(strId,strSource[,strFilter])"},
       {u"writeText", CallWriteText, 2, 1, u"WriteText(strPath,strText)"},
   };

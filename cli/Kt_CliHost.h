@@ -76,6 +76,7 @@ class Kt_CliHost : public Kt_ExprObject {
   // The dataset that an argument names or is; null for none.
   Kt_ExprDataset* DatasetOf(const Kt_Variant& value) const;
   bool FormatOf(const Kt_Variant& value, std::optional<kt::cli::DataFormat>& format);
+  bool OptionsOf(const char* function, const Kt_Variant& value, kt::cli::DataOptions& options);
   void StoreDataset(Kt_ExprDataset& wrapper, Kt_Variant& result);
 
   std::ostream& out_;

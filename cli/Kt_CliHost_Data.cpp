@@ -6,6 +6,9 @@
 #include <ostream>
 
 #include "cli/Kt_CliData.h"
+#include "cli/Kt_CliDataOption.h"
+#include "cli/Kt_CliDataOptions.h"
+#include "cli/Kt_CliDataReport.h"
 #include "cli/Kt_CliHost.h"
 #include "cli/Kt_CliProgress.h"
 #include "dataset/Kt_ExprDataset.h"
@@ -64,11 +67,22 @@ kt_long Kt_CliHost::View(const Kt_VariantList* args, Kt_Variant& result) {
   return 0;
 }
 
+// The options behind the format.
+bool Kt_CliHost::OptionsOf(const char* function, const Kt_Variant& value,
+                           kt::cli::DataOptions& options) {
+  std::string reason;
+  const bool loads = function == std::string_view("loadData");
+  if (kt::cli::ReadDataOptions(value, loads, options, reason)) return true;
+  Fail(fmt::format("{}(): {}", function, reason));
+  return false;
+}
+
 kt_long Kt_CliHost::LoadData(const Kt_VariantList* args, Kt_Variant& result) {
   const kt::Kt_FuncArgs in(args);
   const std::string path = in.Text(1).ToUtf8();
   kt::cli::DataOptions options;
   if (!FormatOf(in.Value(2), options.format)) return -1;
+  if (!OptionsOf("loadData", in.Value(3), options)) return -1;
   Kt_ExprDataset* wrapper = DatasetOf(in.Value(0));
   const Kt_WString id = in.Text(0);
   if (wrapper == nullptr && id.IsEmpty()) return Fail("loadData() needs the name of a dataset");
@@ -82,8 +96,13 @@ kt_long Kt_CliHost::LoadData(const Kt_VariantList* args, Kt_Variant& result) {
     const Kt_CliProgress progress(messages_, "loading " + path);
     loaded = dataset != nullptr && kt::cli::LoadDataFile(path, options, *dataset, report);
   }
-  if (!loaded) return Fail("cannot load: " + kt::cli::DescribeFault(path, report));
-  messages_ << kt::cli::DescribeLoad(path, report, false);
+  constexpr auto kStyle = kt::cli::OptionStyle::kScript;
+  if (!loaded) return Fail("cannot load: " + kt::cli::DescribeFault(path, report, kStyle));
+  messages_ << kt::cli::DescribeLoad(path, options, report, false, kStyle);
+  std::string reason;
+  if (!kt::cli::HaveTypedColumns(options, {dataset}, reason)) {
+    return Fail(fmt::format("loadData(): {}", reason));
+  }
   if (made) {
     datasets_.Add(std::move(made));
   } else {
@@ -98,6 +117,7 @@ kt_long Kt_CliHost::SaveData(const Kt_VariantList* args, Kt_Variant& result) {
   const std::string path = in.Text(1).ToUtf8();
   kt::cli::DataOptions options;
   if (!FormatOf(in.Value(2), options.format)) return -1;
+  if (!OptionsOf("saveData", in.Value(3), options)) return -1;
   const Kt_ExprDataset* const wrapper = DatasetOf(in.Value(0));
   if (wrapper == nullptr || wrapper->GetDataset() == nullptr) {
     return Fail(fmt::format("saveData(): there is no dataset '{}'", in.Text(0).ToUtf8()));

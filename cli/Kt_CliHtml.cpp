@@ -81,7 +81,9 @@ class Page {
       for (kt_long row = 0; row < rows_; ++row) {
         format.Measure(view_.Cell(row, at), view_.MadeBy(row, at));
       }
-      if (!view_.Total().empty()) format.Measure(view_.Total()[at], view_.Columns()[at].total);
+      if (!view_.Total().empty() && !view_.IsTotalLabel(at)) {
+        format.Measure(view_.Total()[at], view_.Columns()[at].total);
+      }
       columns_[at].numeric = format.IsNumeric();
     }
   }

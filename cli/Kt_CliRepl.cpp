@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <ostream>
 
+#include "cli/Kt_CliDataReport.h"
 #include "cli/Kt_CliVars.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "object/Kt_ExprObject.h"
@@ -143,7 +144,7 @@ bool Kt_CliRepl::Load(const std::string& argument) {
 
 int Kt_CliRepl::LoadDataFiles(const kt::cli::DataFiles& files) {
   data_ = files;
-  return kt::cli::LoadDataFiles(files, session_.GetHost(), streams_);
+  return kt::cli::LoadDataFiles(files, "kt repl", session_.GetHost(), streams_);
 }
 
 bool Kt_CliRepl::Data(const std::string& argument) {
@@ -155,6 +156,10 @@ bool Kt_CliRepl::Data(const std::string& argument) {
   kt::cli::DataReport report;
   std::string reason;
   if (kt::cli::ParseDataItem(argument, false, item, reason)) {
+    if (item.path == kt::cli::kStandardInput) {
+      Fail("the standard input is what is typed here");
+      return false;
+    }
     if (kt::cli::LoadDataInto(item, data_.load_options, true, session_.GetHost(), streams_,
                               report)) {
       return true;

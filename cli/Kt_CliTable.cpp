@@ -76,12 +76,16 @@ class Table {
                                 shown.type == Kt_ColumnType::kDouble ||
                                 shown.type == Kt_ColumnType::kCurrency;
     const bool has_total = at < view_.Total().size();
-    if (has_total) column.format.Measure(view_.Total()[at], view_.Columns()[at].total);
+    const bool has_label = has_total && view_.IsTotalLabel(at);
+    if (has_label) column.width = kt_displaywidthW(view_.Total()[at].AsString());
+    if (has_total && !has_label) {
+      column.format.Measure(view_.Total()[at], view_.Columns()[at].total);
+    }
     column.right = column.format.IsNumeric() || (is_number_type && column.format.Width() == 0);
     column.whole = column.right || shown.type == Kt_ColumnType::kDateTime;
     column.heading = WithVisibleControls(shown.heading);
     if (options_.types) column.type = kt_columntypenameW(shown.type);
-    column.width = std::max({column.format.Width(), kt_displaywidthW(column.heading),
+    column.width = std::max({column.width, column.format.Width(), kt_displaywidthW(column.heading),
                              kt_displaywidthW(column.type), has_nulls ? kt_long{1} : kt_long{0}});
   }
 

@@ -45,6 +45,10 @@ class Kt_CliView {
   // The last line of the table; as many values as there are columns, or none.
   void SetTotal(std::vector<Kt_Variant> total) { total_ = std::move(total); }
   const std::vector<Kt_Variant>& Total() const { return total_; }
+  // Whether the total of a column is not made of its cells, but says what the line is.
+  bool IsTotalLabel(std::size_t column) const {
+    return total_[column].IsString() && columns_[column].total == Kt_Aggregate::kNone;
+  }
   // The columns whose values say what a row is about, for charts: the keys of groups and cross
   // tables. Empty: not known.
   void SetLabelColumns(std::vector<std::size_t> columns) { label_columns_ = std::move(columns); }

@@ -61,7 +61,8 @@ int Eval(const Options& options, Streams streams) {
   if (!ParseExpression(text, expression, report)) return kScriptFault;
   Kt_CliHost host(streams.out, streams.messages);
   host.SetSourceName(kExpressionName);
-  if (const int status = LoadDataFiles(files, host, streams); status != kFine) return status;
+  if (const int status = LoadDataFiles(files, "kt eval", host, streams); status != kFine)
+    return status;
   if (!CheckSaveNames(files, host, text, "kt eval", streams)) return kCommandFault;
   // A script without text gives an expression what it needs to assign to new names.
   Kt_Script script(&host);

@@ -43,6 +43,11 @@ int Repl(const Options& options, Streams streams) {
   if (!CheckIncludeDirs(options.include_dirs, streams)) return kCommandFault;
   DataFiles files;
   if (!ParseDataArguments(options.data, "kt repl", streams, files)) return kCommandFault;
+  for (const DataFiles::Item& item : files.data) {
+    if (item.path != kStandardInput) continue;
+    streams.messages << "kt repl: --data: the standard input is what is typed here\n";
+    return kCommandFault;
+  }
   // The editor draws on the output, so both ends have to be the terminal.
   if (::isatty(STDIN_FILENO) && ::isatty(STDOUT_FILENO)) return Prompt(options, files, streams);
   Kt_CliPipe pipe(std::cin);

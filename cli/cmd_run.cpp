@@ -103,7 +103,8 @@ int Run(const Options& options, Streams streams) {
   if (!AddIncludeDirs(options.include_dirs, "kt run", loader, streams)) return kCommandFault;
   loader.SetOnFile([&](const std::string& name) { host.SetSourceName(name); });
   // In front of the script, whose globals may use the datasets.
-  if (const int status = LoadDataFiles(files, host, streams); status != kFine) return status;
+  if (const int status = LoadDataFiles(files, "kt run", host, streams); status != kFine)
+    return status;
   const int loaded = loader.Load(options.file);
   if (loaded != kFine) return loaded;
   if (host.GetErrorCount() > 0) return kScriptFault;

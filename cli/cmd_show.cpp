@@ -9,12 +9,16 @@
 #include <iostream>
 #include <memory>
 
+#include "classlib/Kt_AString.h"
 #include "cli/Kt_Cli.h"
 #include "cli/Kt_CliArrange.h"
 #include "cli/Kt_CliChart.h"
-#include "cli/Kt_CliData.h"
+#include "cli/Kt_CliDataOptions.h"
+#include "cli/Kt_CliDataReport.h"
+#include "cli/Kt_CliDataText.h"
 #include "cli/Kt_CliFile.h"
 #include "cli/Kt_CliHtml.h"
+#include "cli/Kt_CliMarkdown.h"
 #include "cli/Kt_CliProgress.h"
 #include "cli/Kt_CliReport.h"
 #include "cli/Kt_CliTable.h"
@@ -29,10 +33,7 @@ constexpr kt_long kChartWidth = 80;  // in a pipe
 
 struct Options {
   std::string file;
-  std::string format;
-  std::string encoding;
-  std::string separator;
-  bool no_header = false;
+  DataArguments data;
   Arrangement arrangement;
   // By kind of total, as given; they become arrangement.totals.
   std::string sum, avg, max, min, count;
@@ -45,6 +46,7 @@ struct Options {
   kt_long bars = 30;
   bool json = false;
   bool csv = false;
+  bool markdown = false;
   std::string html;
   std::string title;
   std::string save;
@@ -73,9 +75,12 @@ class Show {
   }
 
   int Run() {
-    DataOptions data_options;
-    if (!ReadDataOptions(data_options)) return kCommandFault;
-    if (const int loaded = Load(data_options); loaded != kFine) return loaded;
+    if (!ParseDataOptions(options_.data, "kt show", streams_, data_options_)) return kCommandFault;
+    if (!options_.save.empty() && !DataFormatOf(options_.save)) {
+      Complain(fmt::format("--save: the ending of '{}' names no format", options_.save));
+      return kCommandFault;
+    }
+    if (const int loaded = Load(); loaded != kFine) return loaded;
     Kt_CliView view(dataset_);
     const int status = Arrange(options_.arrangement, dataset_, view, report_);
     if (status != kFine) return status;
@@ -93,53 +98,36 @@ class Show {
     return false;
   }
 
-  bool ReadDataOptions(DataOptions& data_options) {
-    if (!options_.format.empty()) {
-      data_options.format = FindDataFormat(options_.format);
-      if (!data_options.format) {
-        return Complain(fmt::format("--format: unknown format '{}'", options_.format));
-      }
+  // A file with a separator of its own is a table of texts, whatever it is called.
+  void SettleFormat() {
+    const bool may_be_csv = !data_options_.format && data_options_.separator;
+    if (may_be_csv && options_.file != kStandardInput && !DataFormatOf(options_.file)) {
+      data_options_.format = DataFormat::kCsv;
     }
-    if (!options_.encoding.empty()) {
-      data_options.code_page = FindEncoding(options_.encoding);
-      if (!data_options.code_page) {
-        return Complain(fmt::format("--encoding: unknown encoding '{}'", options_.encoding));
-      }
-    }
-    data_options.header = !options_.no_header;
-    if (!options_.save.empty() && !DataFormatOf(options_.save)) {
-      return Complain(fmt::format("--save: the ending of '{}' names no format", options_.save));
-    }
-    return ReadSeparator(data_options);
   }
 
-  bool ReadSeparator(DataOptions& data_options) {
-    if (options_.separator.empty()) return true;
-    const Kt_WString separator = Kt_WString::FromUtf8(options_.separator);
-    const bool is_tab = separator == u"\\t";
-    if (!is_tab && (separator.GetLength() != 1 || separator.Find(u"\"") >= 0)) {
-      return Complain("--separator: expected one character other than \", or \\t");
-    }
-    data_options.separator = is_tab ? u'\t' : separator.GetAt(0);
-    // A file with a separator of its own is a table of texts, whatever it is called.
-    if (!data_options.format && !DataFormatOf(options_.file)) {
-      data_options.format = DataFormat::kCsv;
-    }
-    return true;
-  }
-
-  int Load(const DataOptions& data_options) {
-    dataset_.SetId(Kt_WString::FromUtf8(std::filesystem::path(options_.file).stem().string()));
+  int Load() {
+    const bool is_input = options_.file == kStandardInput;
+    const std::string name =
+        is_input ? "stdin" : std::filesystem::path(options_.file).stem().string();
+    dataset_.SetId(Kt_WString::FromUtf8(name));
+    SettleFormat();
     DataReport data_report;
     bool loaded = false;
     {
       const Kt_CliProgress progress(streams_.messages, "loading " + options_.file);
-      loaded = LoadDataFile(options_.file, data_options, dataset_, data_report);
+      loaded = LoadDataFile(options_.file, data_options_, dataset_, data_report);
     }
-    streams_.messages << (loaded ? DescribeLoad(options_.file, data_report, false)
-                                 : DescribeError(options_.file, data_report) + "\n");
-    if (loaded) return kFine;
-    return data_report.no_access ? kCommandFault : kScriptFault;
+    if (!loaded) {
+      streams_.messages << DescribeError(options_.file, data_report) << '\n';
+      return data_report.no_access ? kCommandFault : kScriptFault;
+    }
+    streams_.messages << DescribeLoad(options_.file, data_options_, data_report,
+                                      options_.data.verbose);
+    std::string reason;
+    if (HaveTypedColumns(data_options_, {&dataset_}, reason)) return kFine;
+    Complain("--" + reason);
+    return kCommandFault;
   }
 
   bool FindChartColumn(const Kt_CliView& view) {
@@ -155,9 +143,9 @@ class Show {
 
   // ---- Outputs --------------------------------------------------------------------------------
 
-  bool Output(Kt_CliView& view) {
+  bool Output(const Kt_CliView& view) {
     if (!options_.html.empty() && !WriteHtml(view)) return false;
-    const bool prints_data = options_.json || options_.csv;
+    const bool prints_data = options_.json || options_.csv || options_.markdown;
     if (prints_data || !options_.save.empty()) return OutputData(view);
     if (!options_.html.empty()) return true;
     if (chart_column_ >= 0) {
@@ -211,25 +199,51 @@ class Show {
            !options_.states && !HasRowLimit();
   }
 
-  bool OutputData(Kt_CliView& view) {
+  bool OutputData(const Kt_CliView& view) {
     Kt_Dataset result(dataset_.GetId());
     if (!IsWholeDataset()) {
+      Kt_CliView rows = view;
       if (view.MixesLevels()) {
-        view.AddColumn(
+        rows.AddColumn(
             {u"level", Kt_CliView::kLevelCol, -1, Kt_ColumnType::kLong, Kt_Aggregate::kNone}, true);
       }
-      if (!view.CopyTo(result, HasRowLimit() ? options_.rows : 0)) {
+      if (!rows.CopyTo(result, HasRowLimit() ? options_.rows : 0)) {
         return Complain("error: there is not enough memory for the result");
       }
     }
     const Kt_Dataset& data = IsWholeDataset() ? dataset_ : result;
-    return SaveResult(data) && PrintData(data);
+    return SaveResult(data, view) && PrintData(data, view);
   }
 
-  bool SaveResult(const Kt_Dataset& data) {
+  // The result is written in UTF-8, whatever the file was in, unless something else is asked for.
+  DataOptions SaveOptions(std::optional<DataFormat> format) const {
+    DataOptions save;
+    save.format = format;
+    save.save_code_page = data_options_.save_code_page;
+    save.typed = data_options_.typed;
+    save.guard_formulas = data_options_.guard_formulas;
+    return save;
+  }
+
+  // Markdown is the table as it is shown, with its total; other formats are rows.
+  bool DataBytes(const Kt_Dataset& data, const Kt_CliView& view, DataFormat format,
+                 std::string& bytes) {
+    std::string reason;
+    const DataOptions save = SaveOptions(format);
+    const bool made = format == DataFormat::kMarkdown
+                          ? EncodeText(Kt_WString::FromUtf8(MarkdownTable(
+                                           view, {HasRowLimit() ? options_.rows : 0, decimals_})),
+                                       save.save_code_page.value_or(kCodePageUtf8), bytes, reason)
+                          : SaveData(save, data, bytes, reason);
+    return made || Complain("error: " + reason);
+  }
+
+  bool SaveResult(const Kt_Dataset& data, const Kt_CliView& view) {
     if (options_.save.empty()) return true;
+    std::string bytes;
     std::string error;
-    if (!SaveDataFile(options_.save, {}, data, error)) {
+    if (!DataBytes(data, view, *DataFormatOf(options_.save), bytes)) return false;
+    if (!WriteFileBytes(options_.save, bytes, error)) {
       return Complain(fmt::format("error: cannot write '{}': {}", options_.save, error));
     }
     const kt_long rows = data.GetRowCount();
@@ -238,37 +252,31 @@ class Show {
     return true;
   }
 
-  bool PrintData(const Kt_Dataset& data) {
-    if (!options_.json && !options_.csv) return true;
-    DataOptions data_options;
-    data_options.format = options_.json ? DataFormat::kJson : DataFormat::kCsv;
+  bool PrintData(const Kt_Dataset& data, const Kt_CliView& view) {
+    if (!options_.json && !options_.csv && !options_.markdown) return true;
+    const DataFormat format = options_.json  ? DataFormat::kJson
+                              : options_.csv ? DataFormat::kCsv
+                                             : DataFormat::kMarkdown;
     std::string bytes;
-    std::string reason;
-    if (!SaveData(data_options, data, bytes, reason)) return Complain("error: " + reason);
+    if (!DataBytes(data, view, format, bytes)) return false;
     streams_.out << bytes;
-    if (!bytes.empty() && bytes.back() != '\n') streams_.out << '\n';
     return true;
   }
 
   const Options& options_;
   Streams streams_;
   Kt_CliReport report_;
+  DataOptions data_options_;
   Kt_Dataset dataset_;
   std::optional<kt_long> decimals_;
   std::ptrdiff_t chart_column_ = -1;
 };
 
 void AddInput(CLI::App& show, Options& options) {
-  show.add_option("FILE", options.file, "The data: .csv, .tsv, .txt, .xml, .json, .jsonl, .bin")
+  show.add_option("FILE", options.file,
+                  "The data: .csv, .tsv, .txt, .xml, .json, .jsonl, .ktb; - is the standard input")
       ->required();
-  show.add_option("--format", options.format,
-                  "csv, tsv, xml, json, jsonl or bin, whatever FILE ends in")
-      ->type_name("NAME");
-  show.add_option("--encoding", options.encoding, "Of FILE, when it is not UTF-8")
-      ->type_name("NAME");
-  show.add_option("--separator", options.separator, "Between the cells of a CSV file")
-      ->type_name("CHAR");
-  show.add_flag("--no-header", options.no_header, "The first row of a CSV file is data");
+  AddDataOptions(show, options.data);
 }
 
 void AddArrangement(CLI::App& show, Options& options) {
@@ -303,7 +311,7 @@ void AddOutput(CLI::App& show, Options& options) {
   show.add_option("--decimals", options.decimals, "Show exactly so many decimals")
       ->type_name("N")
       ->check(CLI::Range(kt_long{0}, kt_long{15}));
-  show.add_flag("--types", options.types, "Show the types of the columns");
+  show.add_flag("--show-types", options.types, "Show the types of the columns");
   show.add_flag("--states", options.states, "Show which rows were inserted or updated");
   show.add_option("--chart", options.chart, "Bars for the values of this column")
       ->type_name("COLUMN");
@@ -311,7 +319,11 @@ void AddOutput(CLI::App& show, Options& options) {
       ->type_name("N")
       ->check(CLI::Range(kt_long{1}, kt_long{10000}));
   CLI::Option* const json = show.add_flag("--json", options.json, "Print the result as JSON");
-  show.add_flag("--csv", options.csv, "Print the result as CSV")->excludes(json);
+  CLI::Option* const csv =
+      show.add_flag("--csv", options.csv, "Print the result as CSV")->excludes(json);
+  show.add_flag("--markdown", options.markdown, "Print the result as a table of Markdown")
+      ->excludes(json)
+      ->excludes(csv);
   show.add_option("--html", options.html, "Write the result as a page")->type_name("FILE");
   show.add_option("--title", options.title, "Of the page")->type_name("TEXT");
   show.add_option("--save", options.save, "Write the result as data, in the format of the name")

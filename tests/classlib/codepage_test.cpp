@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "classlib/Kt_AString.h"
+#include "classlib/Kt_EncodingDetector.h"
 #include "test_text.h"
 
 namespace {
@@ -132,6 +133,78 @@ TEST(CodePage, Mid) {
   EXPECT_EQ(bytes.Mid(-3, 2).View(), "ab");
   EXPECT_EQ(bytes.Mid(9, 2).View(), "");
   EXPECT_EQ(bytes.Mid(4, -1).View(), "");
+}
+
+// What each encoding cannot have been made of is found at its first byte.
+TEST(CodePage, StrictDecodingNamesTheByte) {
+  using namespace std::string_view_literals;
+  const struct {
+    kt_long code_page;
+    std::string_view bytes;
+    std::int64_t bad;
+    std::u16string_view text;  // in front of it
+  } kRows[] = {
+      {1252, "a\xFC\n", -1, u"aü\n"},
+      {20127, "ab\xFC", 2, u"ab"},
+      {949, "\xC7\xD1x", -1, u"한x"},
+      {949, "x\xC7", 1, u"x"},
+      {932, "a\x81\x20", 1, u"a"},
+      {54936, "xy\xFFz", 2, u"xy"},
+      {54936, "\x81\x30\x81", 0, u""},
+      {kCodePageUtf8, "a\xC3\xBC\xC3", 3, u"aü"},
+      {kCodePageUtf16, "a\0\x3D\xD8"sv, -1, u"a\xD83D"},
+      {kCodePageUtf16Big, "\0a\0"sv, 2, u"a"},
+      {1252, "", -1, u""},
+      {4711, "a", 0, u""},
+  };
+  for (const auto& row : kRows) {
+    Kt_WString text;
+    EXPECT_EQ(kt_decodeW(row.bytes, row.code_page, text), row.bad) << row.code_page;
+    EXPECT_EQ(text.View(), row.text) << row.code_page;
+  }
+}
+
+TEST(CodePage, BadUtf8IsFoundWhereverPiecesEnd) {
+  const std::size_t piece = std::size_t{1} << 20;
+  for (std::size_t before = piece - 5; before < piece + 2; ++before) {
+    const std::string text = std::string(before, 'x') + "\xF0\x9F\x98\x80";
+    EXPECT_EQ(kt_findbadutf8W(text), -1) << before;
+    EXPECT_EQ(kt_findbadutf8W(text + "ab"), -1) << before;
+    for (std::size_t cut = 1; cut < 4; ++cut) {
+      const std::string broken = text.substr(0, before + cut);
+      EXPECT_EQ(kt_findbadutf8W(broken), static_cast<std::int64_t>(before)) << cut;
+      EXPECT_EQ(kt_findbadutf8W(broken + "yyyyyy"), static_cast<std::int64_t>(before)) << cut;
+    }
+  }
+}
+
+// Only encodings that all of the bytes fit are named, however late the telling bytes come.
+TEST(CodePage, Guesses) {
+  const struct {
+    kt_long code_page;
+    const char16_t* text;
+    const char* first;
+  } kRows[] = {
+      {1252, u"Müller aß für zwölf Euro Grünkohl – „schön“, sagte er über die Straße\n",
+       "windows-1252"},
+      {1251, u"Съешь же ещё этих мягких французских булок, да выпей чаю\n", "windows-1251"},
+      {949, u"모든 인간은 태어날 때부터 자유로우며 그 존엄과 권리에 있어 동등하다\n", "EUC-KR"},
+      {932, u"すべての人間は、生まれながらにして自由であり、かつ、尊厳と権利とについて平等である\n",
+       "Shift_JIS"},
+  };
+  for (const auto& row : kRows) {
+    const Kt_AString bytes(row.text, row.code_page);
+    const std::string late = std::string(20'000, 'x') + "\n" + std::string(bytes.View());
+    for (const std::string& text : {std::string(bytes.View()), late}) {
+      const std::vector<Kt_WString> names = kt_guessencodingsW(text);
+      ASSERT_FALSE(names.empty()) << row.code_page;
+      EXPECT_EQ(names[0].ToUtf8(), row.first);
+      for (const Kt_WString& name : names) {
+        Kt_WString decoded;
+        EXPECT_EQ(kt_decodeW(text, kt_findcodepageW(name), decoded), -1) << name.ToUtf8();
+      }
+    }
+  }
 }
 
 }  // namespace
