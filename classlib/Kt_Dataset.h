@@ -607,7 +607,6 @@ class KT_CLASS_API Kt_Dataset {
   kt_long SourceRowOf(Slot slot) const;
   Kt_Variant ReadSlot(Slot slot, kt_long col) const;
 
-  // An expression runs for a cell; loops over rows and columns may be on the way.
   bool HasCol(kt_long col) const { return col >= 0 && col < GetColCount(); }
   kt_long AddColumnRow(Column column);
   void ResolveLogicalColumn(Column& column);
