@@ -194,11 +194,11 @@ TEST_F(CliData, FailuresOfMembersAreToldOnceWithTheirPlace) {
     const char* body;
     const char* messages;
   } kRows[] = {
-      {"orders.Nope(1);", "a.kts:2: error: dataset 'orders' has no Nope()\n"},
-      {"return orders.Nope(1);", "a.kts:2: error: dataset 'orders' has no Nope()\n"},
+      {"orders.Nope(1);", "a.kts:2: error: no method 'Nope' in orders\n"},
+      {"return orders.Nope(1);", "a.kts:2: error: no method 'Nope' in orders\n"},
       {"orders.DeleteRow();",
        "a.kts:2: error: DeleteRow() of dataset 'orders': too few arguments\n"},
-      {"return orders.nope;", "a.kts:2: error: dataset 'orders' has no nope\n"},
+      {"return orders.nope;", "a.kts:2: error: no column or member 'nope' in orders\n"},
       {"return dataset('');", "a.kts:2: error: dataset() needs a name\n"},
       {"dataset('x', 'a:colour');",
        "a.kts:2: error: dataset('x'): 'colour' is no type of a column\n"},
