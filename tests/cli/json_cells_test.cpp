@@ -76,7 +76,7 @@ TEST(CliJsonCells, Numbers) {
   ASSERT_TRUE(kt::cli::LoadJson(
       R"([{"a": 1.234, "b": 1.5, "c": -0, "d": 9007199254740993}, {"a": 1e-400, "b": "NA"}])",
       false, options, dataset, report));
-  EXPECT_EQ(Show(dataset), "double double double string | 1.234 1.5 0 9007199254740993 | 0 - - -");
+  EXPECT_EQ(Show(dataset), "double double long string | 1.234 1.5 0 9007199254740993 | 0 - - -");
   EXPECT_EQ(report.rows.cells_not_converted, 0);
 }
 
