@@ -2,7 +2,6 @@
 #include "classlib/Kt_NearestName.h"
 
 #include <algorithm>
-#include <utility>
 #include <vector>
 
 namespace {
@@ -10,16 +9,25 @@ namespace {
 // Longer names are no slip of the finger, and comparing them takes time.
 constexpr std::size_t kMaxCompared = 100;
 
-// How many units have to be put in, taken out or replaced; case does not count.
+// How many units have to be put in, taken out, replaced or swapped with the next; case does not
+// count. One row for each unit of `a` is computed from the two before.
 std::size_t EditDistance(std::u16string_view a, std::u16string_view b) {
+  const auto is_same = [&](std::size_t i, std::size_t j) {
+    return kt_foldcaseW(a[i]) == kt_foldcaseW(b[j]);
+  };
+  std::vector<std::size_t> before(b.size() + 1);
+  std::vector<std::size_t> last(b.size() + 1);
   std::vector<std::size_t> row(b.size() + 1);
-  for (std::size_t at = 0; at <= b.size(); ++at) row[at] = at;
+  for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
   for (std::size_t i = 1; i <= a.size(); ++i) {
-    std::size_t diagonal = std::exchange(row[0], i);
+    before.swap(last);
+    last.swap(row);
+    row[0] = i;
     for (std::size_t j = 1; j <= b.size(); ++j) {
-      const bool same = kt_foldcaseW(a[i - 1]) == kt_foldcaseW(b[j - 1]);
-      const std::size_t replaced = diagonal + (same ? 0 : 1);
-      diagonal = std::exchange(row[j], std::min({row[j] + 1, row[j - 1] + 1, replaced}));
+      const std::size_t replaced = last[j - 1] + (is_same(i - 1, j - 1) ? 0 : 1);
+      row[j] = std::min({last[j] + 1, row[j - 1] + 1, replaced});
+      const bool is_swapped = i > 1 && j > 1 && is_same(i - 1, j - 2) && is_same(i - 2, j - 1);
+      if (is_swapped) row[j] = std::min(row[j], before[j - 2] + 1);
     }
   }
   return row.back();

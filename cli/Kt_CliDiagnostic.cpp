@@ -54,19 +54,45 @@ void ReadPlace(std::string_view place, Diagnostic& diagnostic) {
   diagnostic.file = place;
 }
 
-bool ReadSeverity(std::string_view line, std::string_view mark, Severity severity,
-                  Diagnostic& diagnostic) {
-  const std::string sought = ": " + std::string(mark) + ": ";
-  const std::size_t at = line.find(sought);
-  if (at == std::string_view::npos) return false;
-  diagnostic.severity = severity;
-  diagnostic.text = line.substr(at + sought.size());
-  ReadPlace(line.substr(0, at), diagnostic);
+// Reads "place: error: text" and the like, by the first such mark. A trace keeps its mark.
+bool ReadSeverity(std::string_view line, Diagnostic& diagnostic) {
+  constexpr std::pair<std::string_view, Severity> kMarks[] = {{": error: ", Severity::kError},
+                                                              {": warning: ", Severity::kWarning},
+                                                              {": trace: ", Severity::kNote}};
+  std::size_t first = line.size();
+  for (const auto& [mark, severity] : kMarks) {
+    const std::size_t at = line.find(mark);
+    if (at >= first) continue;
+    first = at;
+    diagnostic.severity = severity;
+    diagnostic.text = line.substr(at + (severity == Severity::kNote ? 2 : mark.size()));
+  }
+  if (first == line.size()) return false;
+  ReadPlace(line.substr(0, first), diagnostic);
+  if (diagnostic.severity == Severity::kWarning) diagnostic.name = TakeName(diagnostic.text);
   return true;
 }
 
 // How far behind the start of a statement its expressions are looked for.
 constexpr std::size_t kSearchedUnits = 10000;
+
+bool IsWordUnit(char16_t unit) {
+  return (unit >= u'0' && unit <= u'9') || (unit >= u'A' && unit <= u'Z') ||
+         (unit >= u'a' && unit <= u'z') || unit == u'_' || unit >= 128;
+}
+
+// Where `text` stands from `start` on, not in the middle of a longer name.
+std::size_t FindWhole(std::u16string_view source, std::u16string_view text, std::size_t start) {
+  std::size_t at = source.find(text, start);
+  for (; at != std::u16string_view::npos; at = source.find(text, at + 1)) {
+    const std::size_t end = at + text.size();
+    const bool joins_before = at > 0 && IsWordUnit(source[at - 1]) && IsWordUnit(text.front());
+    const bool joins_after =
+        end < source.size() && IsWordUnit(source[end]) && IsWordUnit(text.back());
+    if (!joins_before && !joins_after) break;
+  }
+  return at;
+}
 
 // The first token `name` in the line that starts at `start`.
 Part FindName(std::u16string_view source, std::size_t start, const Kt_WString& name) {
@@ -96,11 +122,7 @@ std::string Describe(const Diagnostic& diagnostic) {
 // it has a line, and else only told.
 Diagnostic ReadMessage(std::string_view line) {
   Diagnostic diagnostic;
-  if (ReadSeverity(line, "error", Severity::kError, diagnostic)) return diagnostic;
-  if (ReadSeverity(line, "warning", Severity::kWarning, diagnostic)) {
-    diagnostic.name = TakeName(diagnostic.text);
-    return diagnostic;
-  }
+  if (ReadSeverity(line, diagnostic)) return diagnostic;
   diagnostic.text = line;
   const std::size_t colon = line.find(": ");
   const std::string_view head = line.substr(0, std::min(colon, line.size()));
@@ -114,7 +136,6 @@ Diagnostic ReadMessage(std::string_view line) {
   ReadPlace(head, diagnostic);
   diagnostic.text = line.substr(colon + 2);
   if (diagnostic.line > 0) diagnostic.severity = Severity::kWarning;
-  if (diagnostic.text.starts_with("trace: ")) diagnostic.severity = Severity::kNote;
   return diagnostic;
 }
 
@@ -136,14 +157,19 @@ Part FindPart(std::u16string_view source, const Kt_RunError& error) {
   const std::size_t start = LineStart(source, std::max(error.line, kt_long{1}));
   const std::u16string_view expression = error.expression;
   if (!expression.empty()) {
-    const std::size_t at = source.substr(0, start + kSearchedUnits).find(expression, start);
+    const std::size_t at = FindWhole(source.substr(0, start + kSearchedUnits), expression, start);
     if (at != std::u16string_view::npos) {
       if (error.column < 1) return {at, std::max<std::size_t>(expression.size(), 1)};
       return {at + static_cast<std::size_t>(error.column) - 1,
               static_cast<std::size_t>(std::max(error.length, kt_long{1}))};
     }
   }
-  return FindName(source, start, error.subject);
+  const Part token = FindName(source, start, error.subject);
+  if (token.length > 0 || error.subject.IsEmpty()) return token;
+  // It may stand in a text that is evaluated as an expression.
+  const std::size_t end = std::min(source.find(u'\n', start), source.size());
+  const std::size_t at = FindWhole(source.substr(0, end), error.subject, start);
+  return at == std::u16string_view::npos ? Part() : Part{at, error.subject.View().size()};
 }
 
 JsonMessages::JsonMessages(std::ostream& out) : std::ostream(nullptr), out_(out) {

@@ -30,7 +30,7 @@ kt_long Kt_ExprDataset::CallSort(const Kt_VariantList* args, Kt_Variant& result)
   failure.AddMsg(kErrSort, u"Kt_ExprDataset", 0, GetID(), list);
   result = sorted;
   if (!AnnounceRows(Kt_LoadReason::kSorted) || sorted != -1) return kOk;
-  kt::detail::NoteReport(this, failure, {});
+  kt::detail::NoteReport(this, failure);
   if (IsSystemLogMode() != 0) OnSystemError(failure);
   return kOk;
 }

@@ -127,9 +127,11 @@ KT_SCRIPT_API Kt_ExprObject* ToExprObject(Kt_ExprDataset* dataset);
 
 // Notes an error (Kt_RunError) and passes it to OnRunTimeError of `context` when that listens (not
 // null, IsSystemLogMode). Returns its code in every case. `text` is the message that the note has
-// where it can say more than the report's own; empty: that one.
+// where it can say more than the report's own, and `subject` the name at fault where the arguments
+// do not tell it; empty: those of the report.
 KT_COLD KT_SCRIPT_API kt_long ReportResult(Kt_ExprObject* context, const Kt_Result& result,
-                                           const Kt_WString& text = {});
+                                           const Kt_WString& text = {},
+                                           const Kt_WString& subject = {});
 
 // The one way to report a run-time error: builds the record and reports it. `source` names the
 // reporting part.

@@ -216,16 +216,16 @@ Kt_WString kt::WithHint(const Kt_WString& text, const Kt_WString& name,
   return CauseText(Kt_Cause::kWithHint, {text, *nearest});
 }
 
-void kt::detail::NoteReport(Kt_ExprObject* context, const Kt_Result& result,
-                            const Kt_WString& text) {
+void kt::detail::NoteReport(Kt_ExprObject* context, const Kt_Result& result, const Kt_WString& text,
+                            const Kt_WString& subject) {
   ++failure_count;
   try {
     State* const now = TheState();
     if (now == nullptr) return;
-    const bool is_same_report = IsSameReport(now->reported, result);
+    const bool is_same_report = text.IsEmpty() && IsSameReport(now->reported, result);
     if (!Begin(*now, result.GetCode()) || !is_same_report) {
       now->reported = result;
-      now->last.subject = SubjectOf(result);
+      now->last.subject = subject.IsEmpty() ? SubjectOf(result) : subject;
       now->last.text = text.IsEmpty() ? TextWithHint(context, result) : text;
     }
     now->last.report = result.GetCode();

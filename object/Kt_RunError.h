@@ -92,9 +92,9 @@ class FailureMark {
   std::uint64_t count_ = failure_count;
 };
 
-// Notes what is about to be reported through `context`; `text`, unless empty, replaces the text of
-// the report.
-KT_COLD void NoteReport(Kt_ExprObject* context, const Kt_Result& result, const Kt_WString& text);
+// Notes what is about to be reported through `context`; see ReportResult.
+KT_COLD void NoteReport(Kt_ExprObject* context, const Kt_Result& result,
+                        const Kt_WString& text = {}, const Kt_WString& subject = {});
 // A function, or a member of the object `id`, failed with `code` and did not say why.
 KT_COLD kt_long NoteSilentCall(const Kt_WString& name, kt_long code);
 KT_COLD kt_long NoteSilentMember(const Kt_WString& name, const Kt_WString& id, kt_long code);

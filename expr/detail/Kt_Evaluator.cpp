@@ -326,7 +326,7 @@ kt_long Evaluator::MemberOfValue(const Kt_ExprOp& op, const Kt_Variant& value) {
   if (op.code == kOpMember) return NoteFailure(kFailed, text, op.text);
   Kt_Result result;
   result.AddMsg(kErrNoMethod, kSource, 0, expr_.GetText(), Kt_WString());
-  return ReportResult(context_, result, text);
+  return ReportResult(context_, result, text, op.text);
 }
 
 kt_long Evaluator::MemberOfColumn(const Kt_ExprOp& op) {

@@ -9,13 +9,23 @@
 #include "classlib/Kt_NearestName.h"
 #include "common/test_host.h"
 #include "expr/Kt_Expr.h"
+#include "object/Kt_ExprNameSource.h"
 #include "object/Kt_RunError.h"
 #include "script/Kt_Script.h"
 #include "script_test_util.h"
 
 namespace {
 
-using kt::test::TestHost;
+// Lists the names of its variables.
+class TestHost : public kt::test::TestHost, public Kt_ExprNameSource {
+ public:
+  void AddNames(Names which, std::vector<Kt_WString>& names) const override {
+    if (which == Names::kCalls) return names.push_back(u"count");
+    for (kt_long at = 0; at < variables.GetCount(); ++at) {
+      names.push_back(variables.GetItemName(at));
+    }
+  }
+};
 
 std::string Hex(kt_long code) {
   if (code > -100000 && code < 100000) return std::to_string(code);
@@ -54,7 +64,9 @@ TEST(RunError, Expressions) {
        "83B03110/83B03110 unknown variable 'Amuont' (did you mean 'amount'?) <Amuont>@10"},
       {u"lenght('a')",
        "83B03130/83B03130 unknown function: lenght host (did you mean 'length'?) <lenght>@1"},
-      {u"'abc'.nofn(1)", "83B03130/83B03130 'abc' is a text and has no member 'nofn' <>"},
+      {u"'abc'.nofn(1)", "83B03130/83B03130 'abc' is a text and has no member 'nofn' <nofn>@7"},
+      {u"cuont(1)",
+       "83B03130/83B03130 unknown function: cuont host (did you mean 'count'?) <cuont>@1"},
       {u"thing.size + thing.nofn", "-2/83B03130 no member 'nofn' in thing <nofn>@20"},
       {u"thing.nofn(1) + thing.nofn", "-2/83B03130 no member 'nofn' in thing <nofn>@7"},
       {u"2 * -3", "-1/83B03210 Invalid Operator -: 2 * -3 <->@5"},
@@ -207,16 +219,10 @@ TEST(RunError, NearestName) {
     const char16_t* wanted;
     const char16_t* nearest;  // empty: none
   } kRows[] = {
-      {u"prize", u"price"},
-      {u"PRCE", u"price"},
-      {u"quantitty", u"quantity"},
-      {u"quant", u""},
-      {u"rgion", u"Region"},
-      {u"ide", u"id"},
-      {u"y", u""},
-      {u"", u""},
-      {u"regionprice", u""},
-      {u"priceprice", u""},
+      {u"prize", u"price"},  {u"PRCE", u"price"},  {u"quantitty", u"quantity"},
+      {u"quant", u""},       {u"rpice", u"price"}, {u"rgion", u"Region"},
+      {u"ide", u"id"},       {u"y", u""},          {u"", u""},
+      {u"regionprice", u""}, {u"priceprice", u""},
   };
   for (const auto& row : kRows) {
     const Kt_WString* const nearest = kt_nearestnameW(row.wanted, known);
