@@ -225,9 +225,8 @@ Forms FormsOfNumber(std::basic_string_view<Unit> text, const Number& number,
   }
   if (number.leading_zero || number.digits > 18 || number.whole > kMaxExactWhole) return 0;
   const std::int64_t value = number.negative ? -number.whole : number.whole;
-  const bool is_long = value >= std::numeric_limits<kt_long>::min() &&
-                       value <= std::numeric_limits<kt_long>::max() &&
-                       !(number.negative && number.whole == 0);
+  const bool is_long =
+      value >= std::numeric_limits<kt_long>::min() && value <= std::numeric_limits<kt_long>::max();
   return is_long ? Kt_CellReader::kLong | Kt_CellReader::kDouble : Kt_CellReader::kDouble;
 }
 

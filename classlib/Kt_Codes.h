@@ -11,7 +11,7 @@
   X(kErrNoDefaultProp,   0x83B01004, u"%1 has no property %2 to assign to")                        \
   /* method */                                                                                      \
   X(kErrBadArgument,     0x83B01008, u"no dataset, or too few arguments: %1")                      \
-  /* element, "(Default)"; or value, member */                                                     \
+  /* element, "(Default)" */                                                                       \
   X(kErrNotAnObject,     0x83B01030, u"%1 is not an object, so it has no property %2")             \
   /* dataset */                                                                                     \
   X(kErrRowNotAdded,     0x83B01101, u"dataset %1 takes no more rows")                             \
@@ -83,7 +83,8 @@
   X(kSynNullExpr,        -8224, u"Invalid Null Expr")                                              \
   X(kSynBlockEnd,        -8240, u"Unexpected End of Block")                                        \
   X(kSynDuplicate,       -8256, u"Duplicated ID or Name")                                          \
-  X(kSynTooDeep,         -8272, u"Nested Too Deeply")
+  X(kSynTooDeep,         -8272, u"Nested Too Deeply")                                              \
+  X(kSynNul,             -8288, u"Text After a NUL Is Not Read")
 
 // Codes of the expression validator. Four of its codes (-4624, -5232, -5248, -8208, -8240) are
 // shared with the list above, where the same number means another thing; their expression texts
@@ -102,7 +103,58 @@
   X(kExprBracketClose,   -12368, u"']' without matching '[' or with nothing before it")            \
   X(kExprComma,          -12384, u"',' outside parentheses or after an operator")                  \
   X(kExprDot,            -12400, u"'.' must follow a name or a value")
+
+// Why a call failed, where a code tells too little: for Kt_RunError only, never reported. %1, %2,
+// ... stand for what the comment in front gives.
+#define KT_FAILURE_CAUSES(X)                                                                       \
+  /* function, code */                                                                             \
+  X(kCall,           u"'%1' failed with code %2")                                                  \
+  /* member, object, code */                                                                       \
+  X(kMember,         u"'%1' of %2 failed with code %3")                                            \
+  /* function */                                                                                   \
+  X(kNoFunction,     u"there is no function '%1'")                                                 \
+  /* member, object */                                                                             \
+  X(kNoMember,       u"no member '%1' in %2")                                                      \
+  X(kNoColumn,       u"no column or member '%1' in %2")                                            \
+  X(kNoMethod,       u"no method '%1' in %2")                                                      \
+  /* value, what it is, member */                                                                  \
+  X(kValueMember,    u"%1 is %2 and has no member '%3'")                                           \
+  /* member */                                                                                     \
+  X(kNullMember,     u"null has no member '%1'")                                                   \
+  /* method, number that it needs, number that came */                                             \
+  X(kFewArguments,   u"%1 needs %2 arguments or more; %3 came")                                    \
+  /* method or object */                                                                           \
+  X(kNoDataset,      u"there is no dataset behind %1")                                             \
+  /* what is assigned to */                                                                        \
+  X(kNotStored,      u"'%1' cannot be assigned to")                                                \
+  X(kReadOnly,       u"'%1' of %2 cannot be assigned to")                                          \
+  /* name */                                                                                       \
+  X(kNoContext,      u"'%1' needs a context")                                                      \
+  X(kGone,           u"the object behind '%1' was destroyed")                                      \
+  X(kStopped,        u"'%1' stopped the run")                                                      \
+  /* code */                                                                                       \
+  X(kOther,          u"ended with code %1")                                                        \
+  /* message so far, the nearest known name */                                                     \
+  X(kWithHint,       u"%1 (did you mean '%2'?)")
+
+// What a value is, for messages.
+#define KT_VALUE_KINDS(X)                                                                          \
+  X(kTagLong,     u"a number")                                                                     \
+  X(kTagDouble,   u"a number")                                                                     \
+  X(kTagCurrency, u"an amount")                                                                    \
+  X(kTagDateTime, u"a date")                                                                       \
+  X(kTagBool,     u"a truth value")                                                                \
+  X(kTagString,   u"a text")                                                                       \
+  X(kTagBinary,   u"a binary")                                                                     \
+  X(kTagList,     u"a list")                                                                       \
+  X(kTagObject,   u"an object")
 // clang-format on
+
+enum class Kt_Cause : std::uint8_t {
+#define KT_CAUSE_NAME(name, text) name,
+  KT_FAILURE_CAUSES(KT_CAUSE_NAME)
+#undef KT_CAUSE_NAME
+};
 
 #define KT_CODE_CONSTANT(name, value, text) \
   inline constexpr kt_long name = static_cast<kt_long>(value);
@@ -133,3 +185,4 @@ inline constexpr kt_long kStateUnparsed = 999;
 KT_CLASS_API const char16_t* kt_runtimetextW(kt_long code);
 KT_CLASS_API const char16_t* kt_scripttextW(kt_long code);
 KT_CLASS_API const char16_t* kt_exprtextW(kt_long code);
+KT_CLASS_API const char16_t* kt_causetextW(Kt_Cause cause);

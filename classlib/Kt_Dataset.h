@@ -447,10 +447,10 @@ class KT_CLASS_API Kt_Dataset {
   // that the data gives them. The number of rows loaded, or -1.
   //
   // CSV: quotes as in RFC 4180; lines end with LF, CR LF or CR. The header has "id", "id:type" or
-  // "id:type(size)"; Kt_CellForms.h finds the type of a column that has none here and there. An empty
-  // cell without quotes is null. Short rows are filled with nulls; rows with too many cells and lines
-  // with misplaced quotes are rejected. Every record is a row or rejected, and the report tells all
-  // that was lost or found out. The last form takes UTF-8.
+  // "id:type(size)"; Kt_CellForms.h finds the types that neither it nor the dataset gives. An empty
+  // cell without quotes is null. Short rows are filled with nulls; rows with too many cells and
+  // lines with misplaced quotes are rejected. Every record is loaded or rejected, and the report
+  // tells what was lost or found out. The last form takes UTF-8.
   kt_long LoadCSV(std::u16string_view text, bool clear = true);
   kt_long LoadCSV(std::u16string_view text, const Kt_CsvOptions& options, Kt_LoadReport& report);
   kt_long LoadCSVBytes(std::string_view text, const Kt_CsvOptions& options, Kt_LoadReport& report);
@@ -620,7 +620,6 @@ class KT_CLASS_API Kt_Dataset {
   kt_long SourceRowOf(Slot slot) const;
   Kt_Variant ReadSlot(Slot slot, kt_long col) const;
 
-  // An expression runs for a cell; loops over rows and columns may be on the way.
   bool HasCol(kt_long col) const { return col >= 0 && col < GetColCount(); }
   kt_long AddColumnRow(Column column);
   void ResolveLogicalColumn(Column& column);

@@ -79,10 +79,10 @@ struct CsvColumn {
 
 // "id", "id:type" or "id:type(size)"; a part behind the last colon that is no type belongs to the
 // id.
-CsvColumn ParseHeader(std::u16string_view text) {
+CsvColumn ParseHeader(std::u16string_view text, bool may_have_type = true) {
   CsvColumn column;
   const std::size_t colon = text.rfind(u':');
-  if (colon != std::u16string_view::npos) {
+  if (may_have_type && colon != std::u16string_view::npos) {
     std::u16string_view type = text.substr(colon + 1);
     if (const std::size_t paren = type.find(u'('); paren != std::u16string_view::npos) {
       column.size = Kt_WString(type.substr(paren + 1)).ToInteger();
@@ -173,7 +173,8 @@ class CsvLoader {
       if (options_.header) {
         bool whole = false;
         const View text = cell.Content(format_.quote, narrow_);
-        column = ParseHeader(ToWide(text, wide_, whole));
+        const std::u16string_view heading = ToWide(text, wide_, whole);
+        column = ParseHeader(heading, !cell.quoted || NeedsQuotes(heading));
         if (!whole && text.size() > kMaxUnits)
           return Fail(u"a heading is too long", scanner.Line());
       }
@@ -234,6 +235,13 @@ class CsvLoader {
   }
 
  private:
+  // A heading in quotes that it does not need is all id, "a:long" too.
+  bool NeedsQuotes(std::u16string_view heading) const {
+    const char16_t special[] = {u'"', u'\n', u'\r', report_.separator, report_.quote};
+    return heading.starts_with(u'\xFEFF') ||
+           heading.find_first_of(std::u16string_view(special, 5)) != heading.npos;
+  }
+
   static CsvFormat<Unit> FormatOf(View text, const Kt_CsvOptions& options) {
     const bool finds_quote = IsAuto(options.quote);
     CsvFormat<Unit> format;
@@ -301,14 +309,15 @@ class CsvLoader {
   }
 
   bool StateTypes() {
-    for (const auto& [id, type] : options_.rules.types) {
+    for (const auto& stated : options_.rules.types) {
+      const Kt_WString& id = stated.first;
       const auto column = std::ranges::find_if(columns_, [&](const CsvColumn& candidate) {
         return kt_stricmpW(candidate.id.View(), id.View()) == 0;
       });
       if (column == columns_.end()) {
         return Fail(Kt_WString(u"there is no column '") + id.View() + u"', whose type is stated");
       }
-      column->type = type;
+      column->type = stated.second;
       column->stated = column->settled = true;
     }
     return true;

@@ -80,5 +80,11 @@ std::vector<Kt_WString> kt_guessencodingsW(std::string_view bytes, std::size_t m
     const bool known = std::find(names.begin(), names.end(), name) != names.end();
     if (!known && DecodesAs(name, bytes, has_zeros)) names.push_back(name);
   }
+  // One accented letter in a table of numbers is too little for the detector.
+  for (const char16_t* const usual : {u"windows-1252", u"ISO-8859-1"}) {
+    if (names.empty() && max_count > 0 && DecodesAs(usual, bytes, has_zeros)) {
+      names.emplace_back(usual);
+    }
+  }
   return names;
 }

@@ -7,21 +7,6 @@ namespace {
 
 const Kt_WString kNoText;
 
-// `pattern` with %1 to %9 replaced by the arguments; a missing argument is empty.
-Kt_WString Fill(const char16_t* pattern, const std::vector<Kt_WString>& args) {
-  Kt_WString out;
-  for (const char16_t* at = pattern; *at != 0; ++at) {
-    if (*at == u'%' && at[1] >= u'1' && at[1] <= u'9') {
-      const auto arg = static_cast<std::size_t>(*++at - u'1');
-      if (arg < args.size()) out += args[arg];
-    } else {
-      out += *at;
-    }
-  }
-  out.Trim();  // a text may end with an argument that is empty
-  return out;
-}
-
 Kt_WString WithoutText(kt_long code, const std::vector<Kt_WString>& args) {
   char head[32];
   std::snprintf(head, sizeof head, "error 0x%08X", static_cast<unsigned>(code));
@@ -35,6 +20,20 @@ Kt_WString WithoutText(kt_long code, const std::vector<Kt_WString>& args) {
 }
 
 }  // namespace
+
+Kt_WString kt_filltextW(const char16_t* pattern, std::span<const Kt_WString> args) {
+  Kt_WString out;
+  for (const char16_t* at = pattern; *at != 0; ++at) {
+    if (*at == u'%' && at[1] >= u'1' && at[1] <= u'9') {
+      const auto arg = static_cast<std::size_t>(*++at - u'1');
+      if (arg < args.size()) out += args[arg];
+    } else {
+      out += *at;
+    }
+  }
+  out.Trim();  // a text may end with an argument that is empty
+  return out;
+}
 
 const Kt_WString& Kt_Result::GetSource() const {
   return messages_.empty() ? kNoText : messages_.front().source;
@@ -53,5 +52,5 @@ Kt_WString Kt_Result::GetText() const {
   if (messages_.empty()) return {};
   const Message& message = messages_.front();
   const char16_t* const pattern = kt_runtimetextW(message.code);
-  return pattern ? Fill(pattern, message.args) : WithoutText(message.code, message.args);
+  return pattern ? kt_filltextW(pattern, message.args) : WithoutText(message.code, message.args);
 }

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <span>
 #include <vector>
 
 #include "classlib/Kt_Codes.h"
 #include "classlib/Kt_WString.h"
+
+// A text with %1 to %9 replaced by the arguments; a missing argument is empty.
+KT_CLASS_API Kt_WString kt_filltextW(const char16_t* pattern, std::span<const Kt_WString> args);
 
 // What an error callback receives: one or more messages, each a code with the place that raised it
 // and the texts its message takes. Plain data, owns its texts.

@@ -5,10 +5,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <optional>
 #include <ostream>
 #include <string_view>
 
 #include "classlib/Kt_WString.h"
+#include "cli/Kt_CliDiagnostic.h"
 
 namespace kt::cli {
 namespace {
@@ -110,6 +112,13 @@ int Parse(CLI::App& app, std::vector<std::string> arguments, Streams streams) {
   try {
     app.parse(std::move(arguments));
   } catch (const CLI::ParseError& error) {
+    auto* const json = JsonMessages::Of(streams.messages);
+    if (json != nullptr && error.get_exit_code() != 0) {
+      Diagnostic diagnostic;
+      diagnostic.text = error.what();
+      json->Write(diagnostic);
+      return kCommandFault;
+    }
     const int status = app.exit(error, streams.out, streams.messages);
     return status == 0 ? kFine : kCommandFault;
   }
@@ -133,7 +142,14 @@ int Help(const CLI::App& app, const std::string& name, Streams streams) {
   return kCommandFault;
 }
 
-int Dispatch(Arguments arguments, Streams streams) {
+// The flag stands among the options; what is behind a "--" belongs to the script or is its text.
+bool WantsJson(const Arguments& arguments) {
+  const auto end = std::find(arguments.begin(), arguments.end(), "--");
+  return std::find(arguments.begin(), end, "--json") != end;
+}
+
+// `json` becomes the stream for messages when the command line asks for that.
+int Dispatch(Arguments arguments, Streams streams, std::optional<JsonMessages>& json) {
   if (!AreUtf8(arguments, streams)) return kCommandFault;
   if (arguments.empty() || (arguments.size() == 1 && arguments[0] == "help")) {
     arguments = {"--help"};
@@ -159,17 +175,21 @@ int Dispatch(Arguments arguments, Streams streams) {
     if (arguments[0] == "eval") ProtectExpression(*command, arguments);
     ProtectValues(*command, arguments);
   }
-  const int status = Parse(app, std::move(arguments), streams);
-  return status >= 0 ? status : action(streams);
+  // The messages of `kt check` are its result.
+  if (WantsJson(arguments)) json.emplace(arguments[0] == "check" ? streams.out : streams.messages);
+  const Streams told{streams.out, json ? *json : streams.messages};
+  const int status = Parse(app, std::move(arguments), told);
+  return status >= 0 ? status : action(told);
 }
 
 }  // namespace
 
 int Main(std::vector<std::string> arguments, Streams streams) {
-  const int status = Dispatch(std::move(arguments), streams);
+  std::optional<JsonMessages> json;
+  const int status = Dispatch(std::move(arguments), streams, json);
   streams.out.flush();
   if (streams.out) return status;
-  streams.messages << "kt: cannot write to the standard output\n";
+  (json ? *json : streams.messages) << "kt: cannot write to the standard output\n";
   return std::max(status, kScriptFault);
 }
 

@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <optional>
 
+#include "classlib/Kt_NearestName.h"
 #include "classlib/Kt_WStrList.h"
 #include "cli/Kt_Cli.h"
+#include "cli/Kt_CliDiagnostic.h"
 #include "cli/Kt_CliExpr.h"
 #include "cli/Kt_CliHost.h"
 #include "cli/Kt_CliReport.h"
@@ -23,38 +25,6 @@ namespace {
 using Column = Kt_CliView::Column;
 
 // ---- Names ------------------------------------------------------------------------------------
-
-// How many units have to be put in, taken out or replaced; case does not count.
-std::size_t EditDistance(std::u16string_view a, std::u16string_view b) {
-  std::vector<std::size_t> row(b.size() + 1);
-  for (std::size_t at = 0; at <= b.size(); ++at) row[at] = at;
-  for (std::size_t i = 1; i <= a.size(); ++i) {
-    std::size_t diagonal = std::exchange(row[0], i);
-    for (std::size_t j = 1; j <= b.size(); ++j) {
-      const bool same = kt_foldcaseW(a[i - 1]) == kt_foldcaseW(b[j - 1]);
-      const std::size_t replaced = diagonal + (same ? 0 : 1);
-      diagonal = std::exchange(row[j], std::min({row[j] + 1, row[j - 1] + 1, replaced}));
-    }
-  }
-  return row.back();
-}
-
-// Longer names are no slip of the finger, and comparing them takes time.
-constexpr std::size_t kMaxCompared = 100;
-
-const Kt_WString* Nearest(std::u16string_view wanted, const std::vector<Kt_WString>& names) {
-  const Kt_WString* nearest = nullptr;
-  std::size_t least = std::max<std::size_t>(wanted.size() / 3, 1) + 1;
-  if (wanted.size() > kMaxCompared) return nullptr;
-  for (const Kt_WString& name : names) {
-    if (name.View().size() > kMaxCompared) continue;
-    const std::size_t distance = EditDistance(wanted, name);
-    if (distance >= least) continue;
-    least = distance;
-    nearest = &name;
-  }
-  return nearest;
-}
 
 std::vector<Kt_WString> ColumnNames(const Kt_Dataset& dataset) {
   std::vector<Kt_WString> names;
@@ -326,7 +296,7 @@ class Arranger {
     const bool refused = result.IsLong() && result.AsLong() < 0;
     if (code == 0 && !refused && !errors_.Text()) return true;
     return Complain(fmt::format("error: {}: {}", Kt_WString(method).ToUtf8(),
-                                errors_.Text().value_or(fmt::format("code {}", code))));
+                                errors_.Text().value_or(code != 0 ? Cause() : "it is refused")));
   }
 
   bool AddKey(Kt_KeyType type, kt_long col, bool descending = false,
@@ -362,14 +332,25 @@ class Arranger {
       context.SetRowPosition(0, 0, 0, 0);
       Kt_Variant ignored;
       const kt_long code = expression.ExecExpr(&context, ignored);
-      if (code != 0 && !errors_.Text()) return FilterError(fmt::format("code {}", code), text);
+      if (code != 0 && !errors_.Text()) return FilterFailure(text);
     }
     if (errors_.Text()) return FilterError(*errors_.Text(), text);
     Kt_Variant result;
     const Kt_VariantList args = {text};
     const kt_long code = wrapper_.CallMethod(u"Filter", &args, result);
     if (errors_.Text()) return FilterError(*errors_.Text(), text);
-    return code == 0 || FilterError(fmt::format("code {}", code), text);
+    return code == 0 || FilterFailure(text);
+  }
+
+  // Why a call failed that reported nothing.
+  static std::string Cause() { return Kt_RunError::Last().text.ToUtf8(); }
+
+  bool FilterFailure(const Kt_WString& text) {
+    const Kt_RunError& error = Kt_RunError::Last();
+    const Part part = FindPart(text, error);
+    report_.AtPlace(kExpressionName, text, part.offset, std::max<std::size_t>(part.length, 1),
+                    FromRunError(error));
+    return false;
   }
 
   // Points at the name when it is no column, which is the usual fault.
@@ -664,7 +645,7 @@ int Arrange(const Arrangement& wanted, Kt_Dataset& dataset, Kt_CliView& view,
 std::string KnownColumns(std::u16string_view wanted, const std::vector<Kt_WString>& names) {
   constexpr std::size_t kListed = 30;
   std::string out;
-  const Kt_WString* const nearest = Nearest(wanted, names);
+  const Kt_WString* const nearest = kt_nearestnameW(wanted, names);
   if (nearest != nullptr) out += fmt::format("; did you mean '{}'?", nearest->ToUtf8());
   out += nearest != nullptr ? " Columns: " : "; columns: ";
   for (std::size_t at = 0; at < std::min(names.size(), kListed); ++at) {

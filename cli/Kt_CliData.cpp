@@ -3,7 +3,6 @@
 
 #include <fmt/format.h>
 
-#include <charconv>
 #include <exception>
 #include <filesystem>
 #include <limits>
@@ -53,7 +52,6 @@ Kt_CsvOptions CsvOptionsOf(const DataOptions& options) {
   csv.rules = options.rules;
   csv.reject_bad_cells = !options.rejects.empty();
   if (csv.reject_bad_cells) csv.max_listed = std::numeric_limits<std::size_t>::max();
-  if (csv.separator == Kt_CsvOptions::kAuto) csv.separator = csv.preferred;  // TEMP
   return csv;
 }
 
@@ -62,15 +60,12 @@ bool Fail(std::string error, DataReport& report) {
   return false;
 }
 
-// The store says "line N: what" where it knows the line.
+// The store may say "line N: what", and says the line apart.
 bool FailInStore(DataReport& report) {
   std::string error = report.rows.error.ToUtf8();
-  constexpr std::string_view kLine = "line ";
+  report.error_line = report.rows.error_line;
   const std::size_t colon = error.find(": ");
-  if (error.starts_with(kLine) && colon != error.npos) {
-    std::from_chars(error.data() + kLine.size(), error.data() + colon, report.error_line);
-    error.erase(0, colon + 2);
-  }
+  if (error.starts_with("line ") && colon != error.npos) error.erase(0, colon + 2);
   return Fail(error.empty() ? "no data of this format" : std::move(error), report);
 }
 
@@ -81,9 +76,7 @@ bool LoadCsv(std::string_view bytes, const DataOptions& options, Kt_Dataset& dat
   if (!ReadText(bytes, options.code_page, options.guess_encoding, text, report)) return false;
   const kt_long loaded = text.utf8 ? dataset.LoadCSVBytes(*text.utf8, csv, report.rows)
                                    : dataset.LoadCSV(text.text, csv, report.rows);
-  if (loaded >= 0) return true;
-  report.error_line = 1;
-  return FailInStore(report);
+  return loaded >= 0 || FailInStore(report);
 }
 
 bool LoadXml(std::string_view bytes, const DataOptions& options, Kt_Dataset& dataset,

@@ -310,8 +310,8 @@ class JsonLoader {
   }
 
   bool FindStated() {
-    for (const auto& [id, type] : options_.rules.types) {
-      const Kt_WString& wanted = id;
+    for (const auto& stated : options_.rules.types) {
+      const Kt_WString& wanted = stated.first;
       const bool known = std::ranges::any_of(columns_.List(), [&](const JsonColumn& column) {
         return kt_stricmpW(column.id.View(), wanted.View()) == 0;
       });

@@ -8,6 +8,7 @@
 #include <optional>
 #include <vector>
 
+#include "classlib/Kt_CellForms.h"
 #include "classlib/Kt_Variant.h"
 
 namespace kt::cli {
@@ -307,6 +308,10 @@ bool CheckDataOptions(const DataOptions& options, std::string& reason) {
   if (rules.thousands == rules.decimal) {
     reason = fmt::format("thousands: '{}' is the decimal point already",
                          Kt_WString(std::u16string_view(&rules.thousands, 1)).ToUtf8());
+    return false;
+  }
+  if (const std::u16string_view fault = Kt_CellReader(rules).Fault(); !fault.empty()) {
+    reason = "decimal: " + Kt_WString(fault).ToUtf8();
     return false;
   }
   if (options.separator && options.quote && *options.separator == *options.quote) {

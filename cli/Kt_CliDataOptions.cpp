@@ -98,8 +98,7 @@ void AddDataOptions(CLI::App& command, DataArguments& arguments) {
                   ->type_name(std::string(option.value));
     added->group(kGroup);
   }
-  command.add_flag("--verbose", arguments.verbose, "Say how many rows were loaded, and all nulls")
-      ->group(kGroup);
+  command.add_flag("--verbose", arguments.verbose, "Say how many rows were loaded")->group(kGroup);
 }
 
 void AddDataArguments(CLI::App& command, DataArguments& arguments, bool with_save) {

@@ -164,41 +164,58 @@ void AppendFaults(const std::string& path, const DataReport& report, std::string
   AppendFirst(cells, report.rows.cells_not_converted, path, line, out);
 }
 
-// One line for each column: "a.csv: column 'price': 3 NA, 1 - taken for null". Empty cells are no
-// news, unless everything is asked for.
+// One line for each column: "a.csv: column 'price': 3 'NA', 1 '-' taken for null".
 void AppendNulls(const std::string& path, const Kt_LoadReport& rows, bool verbose,
                  std::string& out) {
   std::vector<std::pair<Kt_WString, std::string>> columns;
   for (const Kt_LoadReport::Nulls& nulls : rows.nulls) {
-    if (nulls.token.IsEmpty() && !verbose) continue;
-    const std::string token = nulls.token.IsEmpty() ? "empty" : "'" + Shown(nulls.token) + "'";
-    const std::string part = fmt::format("{} {}", nulls.count, token);
+    const std::string part = fmt::format("{} '{}'", nulls.count, Shown(nulls.token));
     if (!columns.empty() && columns.back().first == nulls.column) {
       columns.back().second += ", " + part;
     } else {
       columns.emplace_back(nulls.column, part);
     }
   }
-  const auto line = [&](const auto& column) {
-    return fmt::format("{}: column '{}': {} taken for null", ShownName(path), column.first.ToUtf8(),
-                       column.second);
-  };
   const std::size_t shown = verbose ? columns.size() : std::min(columns.size(), kMaxColumns);
-  for (std::size_t at = 0; at < shown; ++at) out += line(columns[at]) + "\n";
-  if (shown < columns.size()) {
-    out +=
-        fmt::format("{}: null tokens in {} more\n", ShownName(path),
-                    Count(static_cast<std::int64_t>(columns.size() - shown), "column", "columns"));
+  for (std::size_t at = 0; at < shown; ++at) {
+    out += fmt::format("{}: column '{}': {} taken for null\n", ShownName(path),
+                       columns[at].first.ToUtf8(), columns[at].second);
   }
+  if (shown == columns.size()) return;
+  out += fmt::format(
+      "{}: so were texts in {} (--verbose shows them)\n", ShownName(path),
+      Count(std::ssize(columns) - static_cast<std::int64_t>(shown), "more column", "more columns"));
 }
 
-// "--decimal ," is "decimal=," in a script.
+// Whether a shell and the options of a script take the value as it stands.
+bool IsPlainValue(std::string_view value) {
+  constexpr std::string_view kPlain = ",.:_+-/%@=";
+  return !value.empty() && std::all_of(value.begin(), value.end(), [&](char unit) {
+    return (unit >= '0' && unit <= '9') || (unit >= 'A' && unit <= 'Z') ||
+           (unit >= 'a' && unit <= 'z') || kPlain.find(unit) != kPlain.npos;
+  });
+}
+
+// "--decimal , --thousands ." as it is typed; in a script "decimal=, thousands=.".
 std::string OptionText(const Kt_WString& option, OptionStyle style) {
-  std::string text = option.ToUtf8();
-  if (style == OptionStyle::kCommandLine || !text.starts_with("--")) return text;
-  text.erase(0, 2);
-  if (const std::size_t blank = text.find(' '); blank != text.npos) text[blank] = '=';
-  return text;
+  constexpr std::string_view kDashes = "--";
+  const bool is_script = style == OptionStyle::kScript;
+  const std::string text = option.ToUtf8();
+  std::string out;
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t end = std::min(text.find(" --", at), text.size());
+    const std::string one = text.substr(at, end - at);
+    at = end + 1;
+    const std::size_t blank = one.find(' ');
+    const std::string name = one.substr(0, blank);
+    if (!out.empty()) out += ' ';
+    out += is_script && name.starts_with(kDashes) ? name.substr(kDashes.size()) : name;
+    if (blank == one.npos) continue;
+    const std::string value = one.substr(blank + 1);
+    const char* const quote = value.find('\'') == value.npos ? "'" : "\"";
+    out += (is_script ? "=" : " ") + (IsPlainValue(value) ? value : quote + value + quote);
+  }
+  return out;
 }
 
 }  // namespace

@@ -24,8 +24,7 @@ class CliWrapper : public Kt_ExprDataset {
                      Kt_Variant& result) override {
     const Kt_Getter method = GetDSetMethodFunc(name.GetText());
     if (method != nullptr) return CallReported(method, name, args, result);
-    const kt_long code = Kt_ExprDataset::CallMethod(name, args, result);
-    return code == kOk ? code : Silent(host_, code, false, GetID(), name, "()");
+    return AfterMember(Kt_ExprDataset::CallMethod(name, args, result));
   }
   // The method in a row of the table, as evaluations bind it.
   template <std::size_t kRow>
@@ -35,11 +34,11 @@ class CliWrapper : public Kt_ExprDataset {
   }
   kt_long GetProperty(const Kt_WString& name, const Kt_VariantList* args,
                       Kt_Variant& result) override {
-    return AfterProperty(Kt_ExprDataset::GetProperty(name, args, result), name);
+    return AfterMember(Kt_ExprDataset::GetProperty(name, args, result));
   }
   kt_long SetProperty(const Kt_WString& name, const Kt_VariantList* args,
                       const Kt_Variant& value) override {
-    return AfterProperty(Kt_ExprDataset::SetProperty(name, args, value), name);
+    return AfterMember(Kt_ExprDataset::SetProperty(name, args, value));
   }
 
  private:
@@ -48,32 +47,30 @@ class CliWrapper : public Kt_ExprDataset {
     Kt_CliHost& host = host_;  // the script may end the wrapper from inside; the host outlives it
     const kt_long errors = host.GetErrorCount();
     const Kt_WString id = GetID();
+    const std::uint64_t failures = Kt_RunError::Last().serial;
     const kt_long code = (this->*method)(args, result);
-    const bool is_silent = code != kOk && host.GetErrorCount() == errors;
-    return is_silent ? Silent(host, code, true, id, name, "()") : code;
+    if (code == kOk || host.GetErrorCount() != errors || IsStopping(code)) return code;
+    if (Kt_RunError::Last().serial == failures || Kt_RunError::Last().code != code) {
+      const char* const why = code == kErrBadArgument ? "too few arguments" : "it failed";
+      (void)kt::NoteFailure(code,
+                            Kt_WString::FromUtf8(fmt::format("{}() of dataset '{}': {}",
+                                                             name.ToUtf8(), id.ToUtf8(), why)),
+                            name);
+    }
+    host.Tell(Kt_RunError(Kt_RunError::Last()));
+    return code;
   }
 
-  kt_long AfterProperty(kt_long code, const Kt_WString& name) {
-    if (code == kOk || GetDataset() == nullptr) return code;
-    return Silent(host_, code, GetDSetPropFuncInfo(name.GetText()) != nullptr, GetID(), name, "");
+  // The engine has noted why.
+  kt_long AfterMember(kt_long code) {
+    if (code != kOk && GetDataset() != nullptr) host_.Tell(Kt_RunError(Kt_RunError::Last()));
+    return code;
   }
 
   // A run that has to stop says why itself.
-  static kt_long Silent(Kt_CliHost& host, kt_long code, bool is_known, const Kt_WString& id,
-                        const Kt_WString& name, const char* brackets) {
-    if (code == kErrStepBudget || code == kErrDeadline || code == kErrCancelled || code == kAbort ||
-        code == kErrTooDeep) {
-      return code;
-    }
-    const std::string member = name.ToUtf8() + brackets;
-    if (!is_known) {
-      host.Fail(fmt::format("dataset '{}' has no {}", id.ToUtf8(), member));
-    } else if (code == kErrBadArgument) {
-      host.Fail(fmt::format("{} of dataset '{}': too few arguments", member, id.ToUtf8()));
-    } else {
-      host.Fail(fmt::format("{} of dataset '{}' failed", member, id.ToUtf8()));
-    }
-    return code;
+  static bool IsStopping(kt_long code) {
+    return code == kErrStepBudget || code == kErrDeadline || code == kErrCancelled ||
+           code == kAbort || code == kErrTooDeep;
   }
 
   Kt_CliHost& host_;

@@ -6,11 +6,12 @@
 #include <ostream>
 #include <vector>
 
+#include "cli/Kt_CliDiagnostic.h"
 #include "cli/Kt_CliFile.h"
+#include "cli/Kt_CliReport.h"
 #include "cli/Kt_CliText.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "object/Kt_ExprObjInfo.h"
-#include "script/Kt_RunBudget.h"
 #include "script/Kt_Script.h"
 
 namespace {
@@ -21,9 +22,6 @@ using kt::cli::ValueText;
 constexpr kt_long kHostFunctionFailed = static_cast<kt_long>(0x83B0C001);
 // A loop that goes on after an error would fill the screen.
 constexpr kt_long kMaxErrorsShown = 100;
-// Of a long chain of calls both ends tell something, the middle repeats.
-constexpr std::size_t kInnerCalls = 12;
-constexpr std::size_t kOuterCalls = 4;
 
 std::string PlaceText(const Kt_ScriptPosition& position) {
   return fmt::format("{}:{}", position.source_name.ToUtf8(), position.line + 1);
@@ -118,11 +116,30 @@ Kt_ExprDataset* Kt_CliHost::GetChildDataset(const Kt_WString& name) {
   return name.EqualsNoCase(u"curdata") ? datasets_.GetDefault() : nullptr;
 }
 
-void Kt_CliHost::OnRunTimeError(const Kt_Result& result) { Error(result.GetText().ToUtf8()); }
+void Kt_CliHost::OnRunTimeError(const Kt_Result& result) {
+  if (Kt_RunError::Last().report == result.GetCode()) return Tell(Kt_RunError::Last());
+  Kt_RunError error;  // what nobody noted, for lack of memory
+  error.report = result.GetCode();
+  error.text = result.GetText();
+  Tell(error);
+}
 
 // Inside of a larger expression a trace call runs in any case, like every other function.
 void Kt_CliHost::OnDebugTrace(const Kt_WString& text) {
-  if (trace_) Message("trace: " + text.ToUtf8(), false);
+  if (!trace_) return;
+  const Kt_ScriptCallStack calls =
+      script_ != nullptr ? script_->GetCallStack() : Kt_ScriptCallStack();
+  out_.flush();
+  messages_ << (calls.empty() ? source_name_ : PlaceText(calls.front()))
+            << ": trace: " << text.ToUtf8() << '\n';
+}
+
+void Kt_CliHost::AddNames(Names which, std::vector<Kt_WString>& names) const {
+  if (which == Names::kCalls) {
+    for (const _EXPR_EXTAPI_INFO& row : kt::cli::HostFunctions()) names.push_back(row.name);
+  } else {
+    for (const Kt_WString& name : datasets_.GetNames()) names.push_back(name);
+  }
 }
 
 kt_long Kt_CliHost::Print(const Kt_VariantList* args) {
@@ -153,42 +170,68 @@ kt_long Kt_CliHost::WriteText(const Kt_VariantList* args, Kt_Variant&) {
   return Fail(fmt::format("cannot write '{}': {}", path, error));
 }
 
+// Errors ------------------------------------------------------------------------------------------
+
 kt_long Kt_CliHost::Fail(const std::string& what) {
-  Error(what);
+  const Kt_WString text = Kt_WString::FromUtf8(what);
+  (void)kt::NoteFailure(kHostFunctionFailed, text);
+  Tell(Kt_RunError::Last());
   return kHostFunctionFailed;
 }
 
-void Kt_CliHost::Error(const std::string& what) {
+bool Kt_CliHost::TellOutcome(kt_long code, std::uint64_t serial) {
+  if (error_count_ > 0) return false;
+  const bool has_failed = Kt_RunError::Last().serial != serial;
+  if (code == 0 && !has_failed) return true;
+  if (!has_failed) (void)kt::NoteCause(code, Kt_Cause::kOther, {Kt_Variant(code).ToString()});
+  Tell(Kt_RunError(Kt_RunError::Last()));
+  return false;
+}
+
+void Kt_CliHost::Tell(const Kt_RunError& error) {
   ++error_count_;
   if (error_count_ > kMaxErrorsShown) return;
   // A row expression with a fault has it in every row, and what a method refuses its caller may
   // report as well.
-  std::string error = Place() + what;
-  if (error == last_error_) return;
-  last_error_ = std::move(error);
-  Message("error: " + what, true);
+  std::string key = error.calls.empty() ? source_name_ : PlaceText(error.calls.front());
+  key += ": " + error.text.ToUtf8();
+  if (key == last_error_) return;
+  last_error_ = std::move(key);
+  WriteError(error);
   if (error_count_ == kMaxErrorsShown) messages_ << "further errors are not shown\n";
 }
 
-std::string Kt_CliHost::Place() const {
-  const Kt_ScriptCallStack calls =
-      script_ != nullptr ? script_->GetCallStack() : Kt_ScriptCallStack();
-  return calls.empty() ? source_name_ : PlaceText(calls.front());
+void Kt_CliHost::WriteError(const Kt_RunError& error) {
+  out_.flush();
+  const bool has_calls = !error.calls.empty();
+  const std::string name = has_calls ? error.source_name.ToUtf8() : source_name_;
+  auto* const json = kt::cli::JsonMessages::Of(messages_);
+  if ((json != nullptr || is_expression_) && WriteAtPlace(error, name)) return;
+  if (json != nullptr) {
+    kt::cli::Diagnostic diagnostic = kt::cli::FromRunError(error);
+    diagnostic.file = name;
+    diagnostic.line = error.line;
+    return json->Write(diagnostic);
+  }
+  messages_ << (has_calls ? PlaceText(error.calls.front()) : name)
+            << ": error: " << error.text.ToUtf8() << '\n';
+  if (error.calls.size() < 2) return;
+  for (std::size_t call = 0; call < error.calls.size(); ++call) {
+    if (call == Kt_RunError::kInnerCalls && error.calls_left_out > 0) {
+      messages_ << fmt::format("  ... {} more\n", error.calls_left_out);
+    }
+    messages_ << fmt::format("  in function {} ({})\n", error.calls[call].function.ToUtf8(),
+                             PlaceText(error.calls[call]));
+  }
 }
 
-void Kt_CliHost::Message(const std::string& what, bool with_calls) {
-  const Kt_ScriptCallStack calls =
-      script_ != nullptr ? script_->GetCallStack() : Kt_ScriptCallStack();
-  out_.flush();
-  messages_ << (calls.empty() ? source_name_ : PlaceText(calls.front())) << ": " << what << '\n';
-  if (!with_calls || calls.size() < 2) return;
-  for (std::size_t call = 0; call < calls.size(); ++call) {
-    if (call == kInnerCalls && calls.size() > kInnerCalls + kOuterCalls) {
-      const std::size_t left_out = calls.size() - kInnerCalls - kOuterCalls;
-      messages_ << fmt::format("  ... {} more\n", left_out);
-      call += left_out;
-    }
-    messages_ << fmt::format("  in function {} ({})\n", calls[call].function.ToUtf8(),
-                             PlaceText(calls[call]));
-  }
+// False when the place in the source is not known.
+bool Kt_CliHost::WriteAtPlace(const Kt_RunError& error, const std::string& name) {
+  const auto source = sources_.find(name);
+  if (source == sources_.end() || (error.calls.empty() && !is_expression_)) return false;
+  const kt::cli::Part part = kt::cli::FindPart(source->second, error);
+  if (part.length == 0) return false;
+  Kt_CliReport(out_, messages_)
+      .AtPlace(name, source->second, part.offset, part.length, kt::cli::FromRunError(error));
+  return true;
 }

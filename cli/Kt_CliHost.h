@@ -2,12 +2,14 @@
 #pragma once
 
 #include <iosfwd>
+#include <map>
 #include <optional>
 #include <span>
 #include <string>
 
 #include "cli/Kt_CliData.h"
 #include "cli/Kt_CliDatasets.h"
+#include "object/Kt_ExprNameSource.h"
 #include "object/Kt_ExprObject.h"
 
 class Kt_Script;
@@ -24,7 +26,7 @@ std::span<const _EXPR_EXTAPI_INFO> HostFunctions();
 // messages. An error that comes again at once at the same place is counted, and written once.
 //
 // Owns the datasets; borrows the streams and the script. Must outlive the script. Threads: one.
-class Kt_CliHost : public Kt_ExprObject {
+class Kt_CliHost : public Kt_ExprObject, public Kt_ExprNameSource {
  public:
   Kt_CliHost(std::ostream& out, std::ostream& messages);
 
@@ -32,6 +34,16 @@ class Kt_CliHost : public Kt_ExprObject {
   void SetScript(Kt_Script* script) { script_ = script; }
   // What messages name while no function runs: a file that is being loaded.
   void SetSourceName(const std::string& name) { source_name_ = name; }
+  // The same with its text, in which messages find their place.
+  void SetSource(const std::string& name, const Kt_WString& text) {
+    source_name_ = name;
+    sources_[name] = text;
+  }
+  // The one source is an expression: messages show where in it.
+  void SetExpression(const std::string& name, const Kt_WString& text) {
+    SetSource(name, text);
+    is_expression_ = true;
+  }
   // What args() gives.
   void SetArgs(const Kt_VariantList& args) { args_ = args; }
   // Makes trace(...) write; without it such statements are not even evaluated.
@@ -47,6 +59,11 @@ class Kt_CliHost : public Kt_ExprObject {
   const Kt_CliDatasets& GetDatasets() const { return datasets_; }
   // Reports an error of the run, with its place; the code is for the function that failed.
   kt_long Fail(const std::string& what);
+  // The same for a failure that the engine has noted.
+  void Tell(const Kt_RunError& error);
+  // Tells why a call ended with `code`, unless its errors have been told. Also failures that it
+  // survived count, when there were any since the one numbered `serial`. True: all was well.
+  bool TellOutcome(kt_long code, std::uint64_t serial);
 
   int GetVarType(const Kt_WString& name, Kt_ExprObjInfo& info) override;
   int GetMethodType(const Kt_WString& name, Kt_ExprObjInfo& info) override;
@@ -57,6 +74,7 @@ class Kt_CliHost : public Kt_ExprObject {
   void OnSystemError(const Kt_Result& result) override { OnRunTimeError(result); }
   void OnRunTimeError(const Kt_Result& result) override;
   void OnDebugTrace(const Kt_WString& text) override;
+  void AddNames(Names which, std::vector<Kt_WString>& names) const override;
 
   // The host functions.
   kt_long Print(const Kt_VariantList* args);
@@ -69,10 +87,9 @@ class Kt_CliHost : public Kt_ExprObject {
   kt_long SaveData(const Kt_VariantList* args, Kt_Variant& result);
 
  private:
-  // Writes "place: what", and the calls that led there if `with_calls`.
-  void Message(const std::string& what, bool with_calls);
-  void Error(const std::string& what);
-  std::string Place() const;
+  // Writes "place: what", and the calls that led there; or an object, for whom that is.
+  void WriteError(const Kt_RunError& error);
+  bool WriteAtPlace(const Kt_RunError& error, const std::string& name);
   // The dataset that an argument names or is; null for none.
   Kt_ExprDataset* DatasetOf(const Kt_Variant& value) const;
   bool FormatOf(const Kt_Variant& value, std::optional<kt::cli::DataFormat>& format);
@@ -83,6 +100,8 @@ class Kt_CliHost : public Kt_ExprObject {
   std::ostream& messages_;
   Kt_Script* script_ = nullptr;
   std::string source_name_;
+  std::map<std::string, Kt_WString> sources_;
+  bool is_expression_ = false;
   Kt_VariantList args_;
   bool trace_ = false;
   kt_long error_count_ = 0;

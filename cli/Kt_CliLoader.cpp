@@ -99,7 +99,7 @@ bool Kt_CliLoader::LoadFile(const fs::path& file, const std::string& path,
   }
   current_name_ = shown_name;
   current_folder_ = file.parent_path();
-  if (on_file_) on_file_(shown_name);
+  if (on_file_) on_file_(shown_name, current_text_);
   Kt_SyntaxErrorList errors(report_.WantsWarnings());
   const kt_long code =
       script_.Parse(Kt_WString::FromUtf8(shown_name), current_text_, this, &errors);

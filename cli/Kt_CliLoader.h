@@ -25,8 +25,9 @@ class Kt_CliLoader : public Kt_ScriptLoadHandler {
 
   // False when there is no such folder.
   bool AddIncludeDir(const std::string& path);
-  // Called with the name of each file before it is parsed.
-  void SetOnFile(std::function<void(const std::string&)> on_file) { on_file_ = std::move(on_file); }
+  // Called with the name and the text of each file before it is parsed.
+  using OnFile = std::function<void(const std::string& name, const Kt_WString& text)>;
+  void SetOnFile(OnFile on_file) { on_file_ = std::move(on_file); }
 
   // 0 when everything loaded; 1 when a script is at fault, which has been reported then; 2 when
   // there is no file `path`.
@@ -58,7 +59,7 @@ class Kt_CliLoader : public Kt_ScriptLoadHandler {
 
   Kt_Script& script_;
   Kt_CliReport& report_;
-  std::function<void(const std::string&)> on_file_;
+  OnFile on_file_;
   std::filesystem::path root_;
   // As given on the command line, and canonical.
   struct IncludeDir {

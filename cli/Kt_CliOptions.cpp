@@ -14,6 +14,8 @@ void AddIncludeDirOption(CLI::App& command, std::vector<std::string>& include_di
       ->allow_extra_args(false);
 }
 
+void AddJsonFlag(CLI::App& command, const std::string& help) { command.add_flag("--json", help); }
+
 bool AddIncludeDirs(const std::vector<std::string>& include_dirs, const char* command,
                     Kt_CliLoader& loader, Streams streams) {
   for (const std::string& dir : include_dirs) {

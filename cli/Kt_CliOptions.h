@@ -16,6 +16,9 @@ void AddIncludeDirOption(CLI::App& command, std::vector<std::string>& include_di
 bool AddIncludeDirs(const std::vector<std::string>& include_dirs, const char* command,
                     Kt_CliLoader& loader, Streams streams);
 
+// --json of a command whose results it does not change; Main looks for it before the command runs.
+void AddJsonFlag(CLI::App& command, const std::string& help);
+
 // Loading a script evaluates its global variables. Commands that do not run the script have no use
 // for their values, give them no host functions, and do not wait for one that runs a long loop.
 inline constexpr std::int64_t kInitialiserSteps = 10000;

@@ -26,14 +26,18 @@ std::vector<const Kt_SyntaxError*> InOrder(const Kt_SyntaxErrorList& found) {
   return errors;
 }
 
-std::string Describe(const Kt_SyntaxError& error) {
-  std::string text = (error.is_warning ? "warning: " : "error: ") + error.message.ToUtf8();
-  if (!error.detail.IsEmpty()) text += ": " + error.detail.ToUtf8();
+kt::cli::Diagnostic ToDiagnostic(const Kt_SyntaxError& error) {
+  kt::cli::Diagnostic diagnostic;
+  using Severity = kt::cli::Diagnostic::Severity;
+  diagnostic.severity = error.is_warning ? Severity::kWarning : Severity::kError;
+  diagnostic.code = error.code;
+  diagnostic.name = error.warning_name.ToUtf8();
+  diagnostic.text = error.message.ToUtf8();
+  if (!error.detail.IsEmpty()) diagnostic.text += ": " + error.detail.ToUtf8();
   if (!error.function_name.IsEmpty() && !error.is_warning) {
-    text += " in function " + error.function_name.ToUtf8();
+    diagnostic.text += " in function " + error.function_name.ToUtf8();
   }
-  if (error.is_warning) text += " [" + error.warning_name.ToUtf8() + "]";
-  return text;
+  return diagnostic;
 }
 
 }  // namespace
@@ -43,8 +47,14 @@ void Kt_CliReport::Line(const std::string& message) {
   messages_ << message << '\n';
 }
 
-void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& part, std::size_t offset,
+void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
                            std::size_t length, const std::string& what) {
+  // The reader of messages wants something in front of the severity.
+  AtPlace(name, text, offset, length, kt::cli::ReadMessage("-: " + what));
+}
+
+void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& part, std::size_t offset,
+                           std::size_t length, kt::cli::Diagnostic what) {
   const Kt_WString& text = whole_ ? whole_->text : part;
   if (whole_) {
     const std::ptrdiff_t at = whole_->offset + static_cast<std::ptrdiff_t>(offset);
@@ -54,8 +64,16 @@ void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& part, std:
   kt::cli::Place place = kt::cli::PlaceAt(text, offset);
   if (whole_) place.line += whole_->first_line - 1;
   out_.flush();
-  messages_ << fmt::format("{}:{}:{}: {}\n", whole_ ? whole_->name : name, place.line, place.column,
-                           what)
+  what.file = whole_ ? whole_->name : name;
+  what.line = place.line;
+  what.column = place.column;
+  if (auto* const json = kt::cli::JsonMessages::Of(messages_)) {
+    what.length = static_cast<kt_long>(length);
+    json->Write(what);
+    return;
+  }
+  messages_ << fmt::format("{}:{}:{}: {}\n", what.file, what.line, what.column,
+                           kt::cli::Describe(what))
             << kt::cli::LineWithCaret(text, offset, length);
 }
 
@@ -70,7 +88,7 @@ bool Kt_CliReport::Syntax(const std::filesystem::path& file, const std::string& 
     const std::size_t offset =
         kt::cli::LineStart(text, error.line) + static_cast<std::size_t>(error.column) - 1;
     AtPlace(name, text, offset, static_cast<std::size_t>(std::max(error.length, kt_long{1})),
-            Describe(error));
+            ToDiagnostic(error));
   }
   if (errors.size() > kMaxShown) {
     Line(fmt::format("{}: {} more are not shown", name, errors.size() - kMaxShown));

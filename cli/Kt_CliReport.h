@@ -9,12 +9,13 @@
 #include <utility>
 
 #include "classlib/Kt_WString.h"
+#include "cli/Kt_CliDiagnostic.h"
 
 class Kt_SyntaxErrorList;
 
 // Writes faults of scripts to the stream for messages: the place, what is wrong, the line and a
-// caret. What has been printed so far goes out first, so that both streams read in order on a
-// terminal.
+// caret; or one object for each when the stream takes JSON. What has been printed so far goes out
+// first, so that both streams read in order on a terminal.
 //
 // Borrows the streams. Threads: one.
 class Kt_CliReport {
@@ -38,6 +39,9 @@ class Kt_CliReport {
   // "name:line:column: what", the line at `offset`, and a caret with `length` units underlined.
   void AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
                std::size_t length, const std::string& what);
+  // The same for a message whose file and place are still to be filled in.
+  void AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
+               std::size_t length, kt::cli::Diagnostic what);
   // What loading a file has found, in the order of the places; a file that has been reported
   // before is not reported again. True when there is no error among it.
   bool Syntax(const std::filesystem::path& file, const std::string& name, const Kt_WString& text,

@@ -134,15 +134,10 @@ bool Kt_CliSession::Execute(const Piece& piece) {
   func.SetInfo(name, u"", BodyOf(piece), LineOf(piece.whole.start), LineOf(piece.whole.start),
                nullptr);
   Kt_Variant result;
+  const std::uint64_t failures = Kt_RunError::Last().serial;
   kt_long code = func.ExecBody(func.GetBody(), &script_, result);
   if (code == kScriptReturn || code == kScriptBreak || code == kScriptContinue) code = 0;
-  if (host_.GetErrorCount() > 0) return false;
-  if (code != 0) {
-    Kt_CliReport(streams_.out, streams_.messages)
-        .Line(fmt::format("{}:{}: error: ended with code {}", kInputName,
-                          LineOf(piece.whole.start) + 1, code));
-    return false;
-  }
+  if (!host_.TellOutcome(code, failures)) return false;
   if (!result.IsEmpty()) kt::cli::PrintValue(result, streams_.out);
   return true;
 }
@@ -165,7 +160,8 @@ bool Kt_CliSession::Load(const std::string& path, const std::vector<std::string>
   checked.SetBudget(&budget);
   const auto load = [&](Kt_Script& script, Kt_CliReport& to) {
     Kt_CliLoader loader(script, to);
-    loader.SetOnFile([this](const std::string& name) { host_.SetSourceName(name); });
+    loader.SetOnFile(
+        [this](const std::string& name, const Kt_WString& text) { host_.SetSource(name, text); });
     return kt::cli::AddIncludeDirs(include_dirs, ":load", loader, streams_) &&
            loader.Load(path) == 0;
   };

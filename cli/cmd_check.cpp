@@ -48,6 +48,7 @@ void AddCheck(CLI::App& app, Action& action) {
   CLI::App* const check = app.add_subcommand("check", "Report syntax errors and likely mistakes");
   check->add_option("FILE", options->files, "Scripts")->required();
   AddIncludeDirOption(*check, options->include_dirs);
+  AddJsonFlag(*check, "Print what is found as objects, one a line");
   check->add_flag("--no-warn", options->no_warnings, "Report errors only");
   check->callback([options, &action] {
     action = [options](Streams streams) { return Check(*options, streams); };

@@ -62,6 +62,7 @@ void AddDump(CLI::App& app, Action& action) {
       dump->add_option("--expr", options->expression, "An expression instead of a script")
           ->type_name("EXPR");
   AddIncludeDirOption(*dump, options->include_dirs);
+  AddJsonFlag(*dump, "Write messages as objects, one a line");
   dump->callback([options, file, expression, &action] {
     if ((file->count() > 0) == (expression->count() > 0)) {
       throw CLI::ValidationError("dump", "give a FILE or --expr EXPR");

@@ -60,7 +60,7 @@ int Eval(const Options& options, Streams streams) {
   const Kt_WString text = Kt_WString::FromUtf8(options.expression);
   if (!ParseExpression(text, expression, report)) return kScriptFault;
   Kt_CliHost host(streams.out, streams.messages);
-  host.SetSourceName(kExpressionName);
+  host.SetExpression(kExpressionName, text);
   if (const int status = LoadDataFiles(files, "kt eval", host, streams); status != kFine)
     return status;
   if (!CheckSaveNames(files, host, text, "kt eval", streams)) return kCommandFault;
@@ -76,11 +76,9 @@ int Eval(const Options& options, Streams streams) {
   }
   Kt_Variant result;
   Kt_ExprObject* const context = row ? static_cast<Kt_ExprObject*>(&*row) : &script;
+  const std::uint64_t failures = Kt_RunError::Last().serial;
   const kt_long code = expression.ExecExpr(context, result);
-  if (code != 0 && host.GetErrorCount() == 0) {
-    report.Line("expression: error: the evaluation ended with code " + std::to_string(code));
-  }
-  if (code != 0 || host.GetErrorCount() > 0) return kScriptFault;
+  if (!host.TellOutcome(code, failures)) return kScriptFault;
   const int status = Print(result, options, report, streams);
   return status == kFine ? SaveDataFiles(files, host, streams) : status;
 }
@@ -95,7 +93,7 @@ void AddEval(CLI::App& app, Action& action) {
   eval->add_option("--row", options->row, "Evaluate in that row of the default dataset, from 0")
       ->type_name("N")
       ->check(CLI::Range(kt_long{0}, std::numeric_limits<kt_long>::max()));
-  eval->add_flag("--json", options->json, "Print the value as JSON");
+  eval->add_flag("--json", options->json, "Print the value as JSON, and messages as objects");
   eval->callback([options, &action] {
     action = [options](Streams streams) { return Eval(*options, streams); };
   });

@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <ostream>
 #include <utility>
 #include <vector>
@@ -185,10 +186,49 @@ void Print(const Function& function, const char* kind, std::ostream& out) {
   PrintExample(function, out);
 }
 
-int Explain(const std::string& name, Streams streams) {
-  if (ExplainFunction(name, streams.out)) return kFine;
-  streams.messages << fmt::format("kt functions: there is no function '{}'\n", name);
+int NotThere(const std::string& name, Streams streams) {
+  std::vector<Kt_WString> known;
+  for (const Section& section : AllSections()) {
+    for (const Function& function : section.functions) known.push_back(function.name);
+  }
+  const Kt_WString text = Kt_WString::FromUtf8(fmt::format("there is no function '{}'", name));
+  streams.messages << "kt functions: "
+                   << kt::WithHint(text, Kt_WString::FromUtf8(name), known).ToUtf8() << '\n';
   return kCommandFault;
+}
+
+int Explain(const std::string& name, Streams streams) {
+  return ExplainFunction(name, streams.out) ? kFine : NotThere(name, streams);
+}
+
+nlohmann::ordered_json ToJson(const Function& function, const char* kind) {
+  const auto text = [](const char16_t* of) { return Kt_WString(of).ToUtf8(); };
+  nlohmann::ordered_json json = {{"name", function.name.ToUtf8()},
+                                 {"kind", *kind != 0 ? kind : "function"},
+                                 {"forms", nlohmann::ordered_json::array()},
+                                 {"does", text(function.does)},
+                                 {"notes", text(function.odd)},
+                                 {"example", text(function.example)},
+                                 {"result", text(function.result)}};
+  Kt_WStrList lines;
+  lines.Parse(function.forms, u"\n");
+  for (kt_long line = 0; line < lines.GetCount(); ++line) {
+    json["forms"].push_back(lines[line].ToUtf8());
+  }
+  return json;
+}
+
+int PrintJson(const std::string& name, Streams streams) {
+  const Kt_WString wanted = Kt_WString::FromUtf8(name);
+  bool is_found = false;
+  for (const Section& section : AllSections()) {
+    for (const Function& function : section.functions) {
+      if (!name.empty() && !function.name.EqualsNoCase(wanted)) continue;
+      is_found = true;
+      streams.out << ToJson(function, section.kind).dump() << '\n';
+    }
+  }
+  return is_found ? kFine : NotThere(name, streams);
 }
 
 }  // namespace
@@ -208,11 +248,14 @@ bool ExplainFunction(const std::string& name, std::ostream& out) {
 
 void AddFunctions(CLI::App& app, Action& action) {
   auto name = std::make_shared<std::string>();
+  auto json = std::make_shared<bool>(false);
   CLI::App* const functions =
       app.add_subcommand("functions", "List the functions that scripts can call, or explain one");
   functions->add_option("NAME", *name, "The function to explain");
-  functions->callback([name, &action] {
-    action = [name](Streams streams) {
+  functions->add_flag("--json", *json, "Print objects, one a line");
+  functions->callback([name, json, &action] {
+    action = [name, json](Streams streams) {
+      if (*json) return PrintJson(*name, streams);
       return name->empty() ? ListAll(streams) : Explain(*name, streams);
     };
   });

@@ -64,6 +64,7 @@ void AddRepl(CLI::App& app, Action& action) {
       app.add_subcommand("repl", "An interactive prompt; in a pipe, run what comes line by line");
   AddIncludeDirOption(*repl, options->include_dirs);
   AddDataArguments(*repl, options->data, false);
+  AddJsonFlag(*repl, "Write messages as objects, one a line");
   repl->callback([options, &action] {
     action = [options](Streams streams) { return Repl(*options, streams); };
   });

@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <fmt/format.h>
-
 #include <CLI/CLI.hpp>
 #include <chrono>
 #include <memory>
@@ -66,25 +64,13 @@ int PrintResult(const Kt_Variant& result, const Options& options, Streams stream
   return kFine;
 }
 
-int Call(Kt_Script& script, const Kt_CliHost& host, const Options& options, Streams streams) {
-  const Kt_WString function = Kt_WString::FromUtf8(options.function);
-  if (script.GetFunc(function) == nullptr) {
-    streams.out.flush();
-    streams.messages << fmt::format("{}: error: no function '{}'\n", options.file,
-                                    options.function);
-    return kScriptFault;
-  }
+int Call(Kt_Script& script, Kt_CliHost& host, const Options& options, Streams streams) {
   const Kt_VariantList arguments = ToList(options.arguments);
   Kt_Variant result;
-  const kt_long code = script.ExecFunc(function, &arguments, result);
-  // An error in a `return` is reported without ending in a code of its own.
-  if (code == 0 && host.GetErrorCount() == 0) return PrintResult(result, options, streams);
-  if (host.GetErrorCount() == 0) {
-    streams.out.flush();
-    streams.messages << fmt::format("{}: error: function '{}' ended with code {}\n", options.file,
-                                    options.function, code);
-  }
-  return kScriptFault;
+  host.SetSourceName(options.file);
+  const std::uint64_t failures = Kt_RunError::Last().serial;
+  const kt_long code = script.ExecFunc(Kt_WString::FromUtf8(options.function), &arguments, result);
+  return host.TellOutcome(code, failures) ? PrintResult(result, options, streams) : kScriptFault;
 }
 
 int Run(const Options& options, Streams streams) {
@@ -101,7 +87,8 @@ int Run(const Options& options, Streams streams) {
   Kt_CliReport report(streams.out, streams.messages);
   Kt_CliLoader loader(script, report);
   if (!AddIncludeDirs(options.include_dirs, "kt run", loader, streams)) return kCommandFault;
-  loader.SetOnFile([&](const std::string& name) { host.SetSourceName(name); });
+  loader.SetOnFile(
+      [&](const std::string& name, const Kt_WString& text) { host.SetSource(name, text); });
   // In front of the script, whose globals may use the datasets.
   if (const int status = LoadDataFiles(files, "kt run", host, streams); status != kFine)
     return status;
@@ -132,7 +119,7 @@ void AddRun(CLI::App& app, Action& action) {
       ->type_name("S")
       ->check(CLI::Range(0.001, kMaxTimeoutSeconds));
   run->add_flag("--trace", options->trace, "Write what trace(...) calls say");
-  run->add_flag("--json", options->json, "Print the result as JSON");
+  run->add_flag("--json", options->json, "Print the result as JSON, and messages as objects");
   run->callback([options, &action] {
     action = [options](Streams streams) { return Run(*options, streams); };
   });

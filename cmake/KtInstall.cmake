@@ -31,7 +31,7 @@ configure_package_config_file(
   ${PROJECT_SOURCE_DIR}/cmake/KtScriptConfig.cmake.in ${PROJECT_BINARY_DIR}/KtScriptConfig.cmake
   INSTALL_DESTINATION ${kt_package_dir})
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/KtScriptConfigVersion.cmake
-  COMPATIBILITY SameMinorVersion)
+  COMPATIBILITY SameMajorVersion)
 install(FILES
   ${PROJECT_BINARY_DIR}/KtScriptConfig.cmake ${PROJECT_BINARY_DIR}/KtScriptConfigVersion.cmake
   DESTINATION ${kt_package_dir})

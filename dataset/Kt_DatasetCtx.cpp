@@ -3,6 +3,7 @@
 
 #include "classlib/Kt_Dataset.h"
 #include "classlib/Kt_DatasetList.h"
+#include "dataset/detail/Kt_MemberNames.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "script/Kt_Script.h"
 
@@ -217,6 +218,14 @@ Kt_ExprObject* Kt_DatasetCtx::GetChildContext(const Kt_WString& name) {
 void Kt_DatasetCtx::AddVariableListChain(Kt_VariableListChain& chain) {
   if (variables_ != nullptr) chain.Add(variables_);
   Kt_ExprObject::AddVariableListChain(chain);
+}
+
+void Kt_DatasetCtx::AddNames(Names which, std::vector<Kt_WString>& names) const {
+  const Kt_Dataset* const dataset = default_dataset_.GetDataset();
+  if (dataset == nullptr) return;
+  if (which == Names::kCalls) return kt::detail::AddMethodNames(names);
+  kt::detail::AddColumnNames(*dataset, names);
+  for (int row = 0; row < GetKeywordCount(); ++row) names.push_back(GetKeywordMap()[row].name);
 }
 
 void Kt_DatasetCtx::OnSystemError(const Kt_Result& result) { Kt_ExprObject::OnSystemError(result); }

@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "dataset/Kt_ExprDataset.h"
+#include "object/Kt_ExprNameSource.h"
 
 class Kt_DatasetList;
 class Kt_Script;
@@ -20,7 +21,7 @@ class Kt_Script;
 //
 // Borrows everything it is given; a dataset may go at any time. Has no events.
 // Threads: those of the dataset.
-class KT_SCRIPT_API Kt_DatasetCtx : public Kt_ExprObject {
+class KT_SCRIPT_API Kt_DatasetCtx : public Kt_ExprObject, public Kt_ExprNameSource {
  public:
   // Everything may be null. The parent's chain must outlive the context.
   Kt_DatasetCtx(Kt_ExprObject* parent, Kt_Script* script, Kt_Dataset* dataset,
@@ -69,6 +70,8 @@ class KT_SCRIPT_API Kt_DatasetCtx : public Kt_ExprObject {
   void OnDebugTrace(const Kt_WString& text) override;
   Kt_ExprObject* GetChildContext(const Kt_WString& name) override;
   Kt_Script* GetScript() override { return script_; }
+  // Columns and row keywords; methods of the dataset.
+  void AddNames(Names which, std::vector<Kt_WString>& names) const override;
 
   // The 27 row keywords, sorted by name.
   static int GetKeywordCount();

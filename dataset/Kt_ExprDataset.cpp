@@ -232,6 +232,7 @@ bool Kt_ExprDataset::TellLoadCompleted(Kt_LoadReason reason) {
 }
 
 void Kt_ExprDataset::Fail(const Kt_Result& failure, bool always) {
+  kt::detail::NoteReport(this, failure);
   const kt::detail::EventCall event(*this, nullptr);
   if (!always) {
     if (events_on_ == 0 || IsExistsEvent(kEventFail) == 0 || !event.IsAlive()) return;

@@ -6,6 +6,7 @@
 #include "classlib/Kt_Dataset.h"
 #include "classlib/Kt_Number.h"
 #include "dataset/Kt_ExprDataset.h"
+#include "dataset/detail/Kt_MemberNames.h"
 
 namespace {
 
@@ -198,13 +199,33 @@ kt_long Kt_ExprDatasetObject::PlainRow(const Kt_Dataset& dataset, kt_long index)
 kt_long Kt_ExprDatasetObject::GetProperty(const Kt_WString& name, const Kt_VariantList*,
                                           Kt_Variant& result) {
   const Kt_Dataset* const dataset = Data();
-  if (dataset == nullptr) return kFailed;
+  if (dataset == nullptr) return kt::detail::NoteNoDataset(name);
+  const kt_long code = ReadMember(*dataset, name, result);
+  return KT_LIKELY(code == kOk) ? kOk : NoteNoMember(*dataset, name);
+}
+
+kt_long Kt_ExprDatasetObject::ReadMember(const Kt_Dataset& dataset, const Kt_WString& name,
+                                         Kt_Variant& result) const {
   switch (kind_) {
-    case kRowSet: return ReadRowSet(*dataset, name, result);
-    case kRow: return ReadRow(*dataset, name, result);
-    case kColumnSet: return ReadColumnSet(*dataset, name, result);
-    default: return ReadCell(*dataset, name, result);
+    case kRowSet: return ReadRowSet(dataset, name, result);
+    case kRow: return ReadRow(dataset, name, result);
+    case kColumnSet: return ReadColumnSet(dataset, name, result);
+    default: return ReadCell(dataset, name, result);
   }
+}
+
+// Rows have the columns for members, cells and columns the totals.
+kt_long Kt_ExprDatasetObject::NoteNoMember(const Kt_Dataset& dataset,
+                                           const Kt_WString& name) const {
+  const Kt_WString id = GetID();
+  if (kind_ == kRowSet || kind_ == kRow) {
+    std::vector<Kt_WString> known = {u"count", u"rowlevel", GetDefaultProp()};
+    kt::detail::AddColumnNames(dataset, known);
+    return kt::NoteCause(kFailed, Kt_Cause::kNoColumn, {name, id}, known);
+  }
+  std::vector<Kt_WString> known = {u"count", GetDefaultProp()};
+  for (const TotalName& total : kTotals) known.push_back(total.name);
+  return kt::NoteCause(kFailed, Kt_Cause::kNoMember, {name, id}, known);
 }
 
 kt_long Kt_ExprDatasetObject::ReadRowSet(const Kt_Dataset& dataset, const Kt_WString& name,
@@ -260,11 +281,12 @@ kt_long Kt_ExprDatasetObject::ReadCell(const Kt_Dataset& dataset, const Kt_WStri
   return kOk;
 }
 
-kt_long Kt_ExprDatasetObject::SetProperty(const Kt_WString&, const Kt_VariantList*,
+kt_long Kt_ExprDatasetObject::SetProperty(const Kt_WString& name, const Kt_VariantList*,
                                           const Kt_Variant&) {
-  return kFailed;
+  return kt::NoteCause(kFailed, Kt_Cause::kReadOnly, {name, GetID()});
 }
 
-kt_long Kt_ExprDatasetObject::CallMethod(const Kt_WString&, const Kt_VariantList*, Kt_Variant&) {
-  return kFailed;
+kt_long Kt_ExprDatasetObject::CallMethod(const Kt_WString& name, const Kt_VariantList*,
+                                         Kt_Variant&) {
+  return kt::NoteCause(kFailed, Kt_Cause::kNoMethod, {name, GetID()});
 }

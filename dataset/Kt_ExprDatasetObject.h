@@ -55,6 +55,8 @@ class KT_SCRIPT_API Kt_ExprDatasetObject : public Kt_ExprObject {
   bool GetColumnItem(const Kt_Dataset& dataset, const Kt_WString& id, Kt_Variant& result) const;
   kt_long RowCount(const Kt_Dataset& dataset) const;
   kt_long PlainRow(const Kt_Dataset& dataset, kt_long index) const;
+  kt_long ReadMember(const Kt_Dataset& dataset, const Kt_WString& name, Kt_Variant& result) const;
+  KT_COLD kt_long NoteNoMember(const Kt_Dataset& dataset, const Kt_WString& name) const;
   kt_long ReadRowSet(const Kt_Dataset& dataset, const Kt_WString& name, Kt_Variant& result) const;
   kt_long ReadRow(const Kt_Dataset& dataset, const Kt_WString& name, Kt_Variant& result) const;
   kt_long ReadColumnSet(const Kt_Dataset& dataset, const Kt_WString& name,

@@ -32,9 +32,9 @@ kt_long Kt_ExprDataset::CallSort(const Kt_VariantList* args, Kt_Variant& result)
   Kt_Result failure;
   failure.AddMsg(kErrSort, u"Kt_ExprDataset", 0, GetID(), list);
   if (const kt_long code = answer.Give(sorted, result)) return code;
-  if (AnnounceRows(Kt_LoadReason::kSorted) && sorted == -1 && IsSystemLogMode() != 0) {
-    OnSystemError(failure);
-  }
+  if (!AnnounceRows(Kt_LoadReason::kSorted) || sorted != -1) return kOk;
+  kt::detail::NoteReport(this, failure);
+  if (IsSystemLogMode() != 0) OnSystemError(failure);
   return kOk;
 }
 

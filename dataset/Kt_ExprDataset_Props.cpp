@@ -6,6 +6,7 @@
 
 #include "classlib/Kt_Dataset.h"
 #include "dataset/Kt_ExprDataset.h"
+#include "dataset/detail/Kt_MemberNames.h"
 
 const _EXPR_SIMPLEPROP_INFO* Kt_ExprDataset::GetDSetPropMap() {
   using Self = Kt_ExprDataset;
@@ -55,19 +56,34 @@ Kt_Setter Kt_ExprDataset::GetDSetSetPropFunc(const char16_t* name) {
 kt_long Kt_ExprDataset::GetProperty(const Kt_WString& name, const Kt_VariantList* args,
                                     Kt_Variant& result) {
   const Kt_Getter get = HasData() ? GetDSetGetPropFunc(name.GetText()) : nullptr;
-  return get ? (this->*get)(args, result) : kFailed;
+  if (get != nullptr) return (this->*get)(args, result);
+  const Kt_Dataset* const dataset = GetDataset();
+  return dataset ? kt::detail::NoteNoColumn(*dataset, name, GetID())
+                 : kt::detail::NoteNoDataset(name);
 }
 
 kt_long Kt_ExprDataset::SetProperty(const Kt_WString& name, const Kt_VariantList* args,
                                     const Kt_Variant& value) {
   const Kt_Setter set = HasData() ? GetDSetSetPropFunc(name.GetText()) : nullptr;
-  return set ? (this->*set)(args, value) : kFailed;
+  if (set != nullptr) return (this->*set)(args, value);
+  const Kt_Dataset* const dataset = GetDataset();
+  if (dataset == nullptr) return kt::detail::NoteNoDataset(name);
+  if (GetDSetPropFuncInfo(name.GetText()) == nullptr) {
+    return kt::detail::NoteNoColumn(*dataset, name, GetID());
+  }
+  return kt::NoteCause(kFailed, Kt_Cause::kReadOnly, {name, GetID()});
 }
 
 kt_long Kt_ExprDataset::CallMethod(const Kt_WString& name, const Kt_VariantList* args,
                                    Kt_Variant& result) {
   const Kt_Getter method = HasData() ? GetDSetMethodFunc(name.GetText()) : nullptr;
-  return method ? (this->*method)(args, result) : kFailed;
+  if (method == nullptr) {
+    return HasData() ? kt::detail::NoteNoMethod(name, GetID()) : kt::detail::NoteNoDataset(name);
+  }
+  const kt::detail::FailureMark mark;
+  const kt_long code = (this->*method)(args, result);
+  if (KT_LIKELY(code == kOk) || mark.HasNoted(code)) return code;
+  return kt::detail::NoteSilentCall(name, code);  // the wrapper may be no more
 }
 
 int Kt_ExprDataset::GetPropertyInfo(const Kt_WString& name, int& flags, Kt_Getter& get,

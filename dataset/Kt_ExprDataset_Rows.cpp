@@ -152,13 +152,14 @@ void Kt_ExprDataset::FixPosition(int deleted_before, Kt_Dataset& dataset) {
 int Kt_ExprDataset::DeleteRow(int row) {
   Kt_Dataset* const dataset = GetDataset();
   if (dataset == nullptr || row < 0) return -1;
-  const Kt_RowIdentity identity = dataset->GetRowIdentity(row);
+  const bool is_asked = events_on_ != 0;
+  const Kt_RowIdentity identity = is_asked ? dataset->GetRowIdentity(row) : Kt_RowIdentity();
   const Kt_ObjectHolder self(nullptr, this);
   const Answer answer = Ask(kOnRowDeleting, [&] {
     OnRowDeleting(row, 1);
     return 1;
   });
-  if (answer == Answer::kGone || dataset->GetRowIdentity(row) != identity) {
+  if (answer == Answer::kGone || (is_asked && dataset->GetRowIdentity(row) != identity)) {
     return GiveUp(self, row);
   }
   const int deleted = dataset->DeleteRow(row);

@@ -59,6 +59,12 @@ class KT_SCRIPT_API Kt_Expr {
   // Evaluates to an entry that may still stand for something to assign to.
   kt_long ExecExprObj(Kt_ExprObject* context, Kt_ExprStackObj& result);
 
+  // For what evaluates this expression in a form of its own: says that the last failure of the
+  // thread (Kt_RunError) lies here, unless it lies in an expression that this one called.
+  KT_COLD void PlaceFailure() const;
+  // The offset of the first name or operator `text`, in any case, in GetText(); -1 for none.
+  kt_long FindName(const Kt_WString& text) const;
+
   // Where the script interpreter keeps the compiled form of this expression; empty again whenever
   // the text changes.
   std::shared_ptr<kt::detail::ExprCode>& CodeSlot() { return code_; }
@@ -71,6 +77,7 @@ class KT_SCRIPT_API Kt_Expr {
  private:
   // Parses unless that was done; a failure is reported through `context` and returned.
   kt_long ParseOnce(Kt_ExprObject* context);
+  kt_long Evaluate(Kt_ExprObject* context, Kt_ExprStackObj& result);
   kt_long ExecList(Kt_ExprObject* context, Kt_ExprStackObj& result);
   kt_long ExecCtxVar(Kt_ExprObject* context, Kt_Variant& value);
 

@@ -36,10 +36,18 @@ kt_long Kt_Expr::ParseOnce(Kt_ExprObject* context) {
   if (state == kStateEmpty) state_ = kStateEmpty;
   if (state >= 0) return kOk;
   (void)kt::Report(context, kSource, kErrNotAllowed, error, text);
+  kt::detail::ReturnFailureAs(state);
+  kt::detail::PlaceFailure(text, error_offset_, 1);
   return state;
 }
 
 kt_long Kt_Expr::ExecExprObj(Kt_ExprObject* context, Kt_ExprStackObj& result) {
+  const kt_long code = Evaluate(context, result);
+  if (KT_UNLIKELY(code != kOk)) PlaceFailure();
+  return code;
+}
+
+kt_long Kt_Expr::Evaluate(Kt_ExprObject* context, Kt_ExprStackObj& result) {
   if (const kt_long code = ParseOnce(context)) return code;
   switch (state_) {
     case kStateEmpty: return kOk;
@@ -117,7 +125,10 @@ kt_long Kt_Expr::ExecExpr(Kt_ExprObject* context, Kt_Variant& value) {
     return kOk;
   }
   const kt_long code = kt::detail::ReadEntry(context, entry, value, 0);
-  if (code != kOk) value.Clear();
+  if (KT_UNLIKELY(code != kOk)) {
+    value.Clear();
+    PlaceFailure();
+  }
   return code;
 }
 
@@ -125,7 +136,9 @@ kt_long Kt_Expr::ExecCtxVar(Kt_ExprObject* context, Kt_Variant& value) {
   const Kt_WString& name = GetFirstOp()->text;
   Kt_Variable* variable = nullptr;
   if (context == nullptr || context->GetCtxVar(name, &variable, nullptr) != kOk) {
-    return kt::Report(context, kSource, kErrNoVariable, name);
+    (void)kt::Report(context, kSource, kErrNoVariable, name);
+    PlaceFailure();
+    return kErrNoVariable;
   }
   if (variable != nullptr) value = variable->GetValue();
   return kOk;

@@ -43,6 +43,13 @@ void kt::StoreObject(const Kt_Object* container, Kt_ExprObject* object, Kt_Varia
   object->GiveToHolds();
 }
 
+kt_long kt::ReportResult(Kt_ExprObject* context, const Kt_Result& result, const Kt_WString& text,
+                         const Kt_WString& subject) {
+  detail::NoteReport(context, result, text, subject);
+  if (context != nullptr && context->IsSystemLogMode() != 0) context->OnRunTimeError(result);
+  return result.GetCode();
+}
+
 // Only this class gives its objects these operations.
 Kt_ExprObject* Kt_ExprObject::From(Kt_Object* object) {
   const bool is_ours = object != nullptr && object->GetOps() == &kOps;

@@ -8,6 +8,7 @@
 #include "classlib/Kt_Variant.h"
 #include "object/Kt_ExprFuncs.h"
 #include "object/Kt_NameTables.h"
+#include "object/Kt_RunError.h"
 
 class Kt_ExprDataset;
 class Kt_ExprObjInfo;
@@ -124,18 +125,22 @@ KT_SCRIPT_API void StoreObject(const Kt_Object* container, Kt_ExprObject* object
 // A dataset wrapper as the object that it is, for code that knows wrappers by their name only.
 KT_SCRIPT_API Kt_ExprObject* ToExprObject(Kt_ExprDataset* dataset);
 
-// The one way to report a run-time error: builds the record and passes it to OnRunTimeError of
-// `context` when it listens (not null, IsSystemLogMode), and returns `code` in every case.
-// `source` names the reporting part.
+// Notes an error (Kt_RunError) and passes it to OnRunTimeError of `context` when that listens (not
+// null, IsSystemLogMode). Returns its code in every case. `text` is the message that the note has
+// where it can say more than the report's own, and `subject` the name at fault where the arguments
+// do not tell it; empty: those of the report.
+KT_COLD KT_SCRIPT_API kt_long ReportResult(Kt_ExprObject* context, const Kt_Result& result,
+                                           const Kt_WString& text = {},
+                                           const Kt_WString& subject = {});
+
+// The one way to report a run-time error: builds the record and reports it. `source` names the
+// reporting part.
 template <class... Args>
 KT_COLD kt_long Report(Kt_ExprObject* context, const char16_t* source, kt_long code,
                        const Args&... args) {
-  if (context != nullptr && context->IsSystemLogMode() != 0) {
-    Kt_Result result;
-    result.AddMsg(code, source, 0, args...);
-    context->OnRunTimeError(result);
-  }
-  return code;
+  Kt_Result result;
+  result.AddMsg(code, source, 0, args...);
+  return ReportResult(context, result);
 }
 
 }  // namespace kt

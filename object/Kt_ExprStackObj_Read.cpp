@@ -143,7 +143,7 @@ kt_long Kt_ExprStackObj::GetObjValue(Kt_ExprObject* ctx, Kt_Variant& result, int
     case EXPR_OBJ_AUTOVAR: return Fail(owner, kErrNoVariable, GetObjID());
     default: break;
   }
-  if (owner == nullptr) return kFailed;
+  if (owner == nullptr) return kt::NoteCause(kFailed, Kt_Cause::kNoContext, {GetObjID()});
   switch (GetKind()) {
     case EXPR_OBJ_SCRIPTFUNC: return ReadScriptFunc(owner, result);
     case EXPR_OBJ_EXTAPI: return ReadExtApi(owner, result);
@@ -162,7 +162,7 @@ kt_long Kt_ExprStackObj::ReadIntFunc(Kt_ExprObject* owner, Kt_Variant& result) {
   Kt_Getter function = GetConstIntFunc().handle;
   if (function == nullptr) function = Kt_ExprObject::GetIntFunc(GetConstIntFunc().name.GetText());
   if (function == nullptr) return Fail(owner, kErrBadOperation, GetObjID());
-  if (owner == nullptr) return kFailed;
+  if (owner == nullptr) return kt::NoteCause(kFailed, Kt_Cause::kNoContext, {GetObjID()});
   // The list is held: the entry may be cleared by what the function calls.
   const Kt_VariantList args(args_);
   return (owner->*function)(&args, result);
@@ -200,7 +200,9 @@ kt_long Kt_ExprStackObj::ReadVariable(Kt_ExprObject* owner, Kt_Variant& result, 
         byRef ? owner->GetCtxVar(id, &variable, nullptr) : owner->GetCtxVar(id, nullptr, &result);
     if (code != kOk) {
       (void)Fail(owner, kErrNoVariable, id);
-      return byRef ? kErrNoVariable : code;
+      if (byRef) return kErrNoVariable;
+      kt::detail::ReturnFailureAs(code);
+      return code;
     }
     if (!byRef) return CheckObject(owner, result);
     if (variable == nullptr) return kOk;
@@ -221,6 +223,7 @@ kt_long Kt_ExprStackObj::ReadElement(Kt_ExprObject* owner, Kt_Variant& result, i
     Kt_Variable* found = nullptr;
     if (const kt_long code = owner->GetCtxVar(id, &found, &copy)) {
       (void)Fail(owner, kErrNoVariable, id);
+      kt::detail::ReturnFailureAs(code);
       return code;
     }
     variable = Kt_VariableHold(found);

@@ -3,9 +3,8 @@
 
 #include <atomic>
 #include <chrono>
-#include <vector>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/Kt_Types.h"
 
 // What a host allows one call from outside into a script. Whatever is used up first stops the call:
 // it is reported once and the code (kErrStepBudget, kErrDeadline, kErrCancelled) is returned by
@@ -21,14 +20,6 @@ struct Kt_RunBudget {
   // Stops the script when it becomes true; any thread may raise it. Null: none.
   const std::atomic<bool>* cancel = nullptr;
 };
-
-// One level of a running script, for messages and debuggers.
-struct Kt_ScriptPosition {
-  Kt_WString source_name;
-  Kt_WString function;
-  kt_long line = 0;  // of the statement being run; counts from 0
-};
-using Kt_ScriptCallStack = std::vector<Kt_ScriptPosition>;  // innermost call first
 
 namespace kt {
 

@@ -20,6 +20,7 @@ kt_long Kt_Script::Parse(const Kt_WString& source_name, const Kt_WString& text,
   Kt_WStrList includes;
   try {
     const kt_long code = ParseScript(source_name, includes, held.GetText(), errors);
+    kt::detail::ReportNul(source_name, held, errors);
     if (code != 0 || loader == nullptr || includes.GetCount() == 0) return code;
     return loader->LoadIncludes(this, includes);
   } catch (const std::bad_alloc&) {

@@ -8,6 +8,7 @@
 #include "script/Kt_ScriptContext.h"
 #include "script/Kt_ScriptFunc.h"
 
+class Kt_Expr;
 class Kt_ScriptLoadHandler;
 
 namespace kt::detail {
@@ -18,10 +19,10 @@ class ScriptLoader;
 // One script: its global variables and its functions, both visible to every expression in it.
 //
 //   Kt_Script script(&host_object);
-//   Kt_WStrList errors;
-//   if (script.Parse(u"orders", text, nullptr, &errors) == 0) {
+//   Kt_WStrList errors;  // of faults inside functions only this tells
+//   if (script.Parse(u"orders", text, nullptr, &errors) == 0 && errors.GetCount() == 0) {
 //     Kt_Variant result;
-//     script.ExecFunc(u"main", nullptr, result);
+//     if (script.ExecFunc(u"main", nullptr, result) != 0) Show(Kt_RunError::Last().text);
 //   }
 //
 // Several texts may be parsed into one script; what they define adds up. A second definition of a
@@ -47,7 +48,7 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
   // goes on; the first fault outside of functions stops it with -1 and what was loaded before
   // stays. `source_name` is for messages. With a `loader` and at least one #include, the result of
   // LoadIncludes; otherwise 0 or -1. One text line per fault is appended to `errors` (may be
-  // null); a Kt_SyntaxErrorList also gets the places.
+  // null); a Kt_SyntaxErrorList also gets the places. Text after a NUL is not read, and a fault.
   kt_long Parse(const Kt_WString& source_name, const Kt_WString& text, Kt_ScriptLoadHandler* loader,
                 Kt_WStrList* errors);
   // The same without the loader: the names of the includes are appended to `includes`.
@@ -89,6 +90,13 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
   void SetCompiled(bool is_compiled);
   // Where the script is while it runs, innermost call first: for a message in OnRunTimeError, say.
   Kt_ScriptCallStack GetCallStack() const;
+  // The functions that run on this thread, of this script or any other that called into it,
+  // innermost first. Of more than `inner` and `outer` ones together the middle is left out, so many
+  // calls.
+  static void GetThreadCalls(std::size_t inner, std::size_t outer, Kt_ScriptCallStack& calls,
+                             std::size_t& left_out);
+  // The expressions of the statement that runs on this thread, without those of statements in it.
+  static void GetThreadExpressions(std::vector<const Kt_Expr*>& expressions);
 
   // Changes whenever what a called name stands for may have changed.
   std::uint64_t GetVersion() const { return funcs_.GetVersion(); }
@@ -101,6 +109,7 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
   Kt_WString text_;
   kt_long code_page_ = 1252;
   void FreeRetired();
+  KT_COLD kt_long NoteNoFunc(const Kt_WString& name) const;
 
   // What the interpreter keeps while functions run; null until the first call.
   std::shared_ptr<kt::detail::RunState> run_state_;

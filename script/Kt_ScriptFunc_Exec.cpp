@@ -3,6 +3,7 @@
 #include <new>
 
 #include "script/Kt_Script.h"
+#include "script/Kt_ScriptOpPayloads.h"
 #include "script/detail/Kt_Interpreter.h"
 
 kt_long Kt_ScriptFunc::ExecFunc(const Kt_VariantList* args, Kt_Variant& result) {
@@ -44,7 +45,11 @@ kt_long Kt_ScriptFunc::ExecBody(const Kt_ScriptOpList& ops, Kt_ExprObject* ctx,
 kt_long Kt_Script::ExecFunc(const Kt_WString& name, int argc, Kt_Variant* argv,
                             Kt_Variant& result) {
   Kt_ScriptFunc* const func = GetFunc(name);
-  if (func == nullptr || (argc > 0 && argv == nullptr)) return kFailed;
+  if (func == nullptr) return NoteNoFunc(name);
+  if (argc > 0 && argv == nullptr) {
+    return kt::NoteCause(kFailed, Kt_Cause::kFewArguments,
+                         {name, Kt_Variant(kt_long{argc}).ToString(), u"0"});
+  }
   Kt_VariantList args;
   for (int arg = 0; arg < argc; ++arg) args.Add(argv[arg]);
   return func->ExecFunc(&args, result);
@@ -53,7 +58,13 @@ kt_long Kt_Script::ExecFunc(const Kt_WString& name, int argc, Kt_Variant* argv,
 kt_long Kt_Script::ExecFunc(const Kt_WString& name, const Kt_VariantList* args,
                             Kt_Variant& result) {
   Kt_ScriptFunc* const func = GetFunc(name);
-  return func ? func->ExecFunc(args, result) : kFailed;
+  return func ? func->ExecFunc(args, result) : NoteNoFunc(name);
+}
+
+kt_long Kt_Script::NoteNoFunc(const Kt_WString& name) const {
+  std::vector<Kt_WString> known;
+  for (kt_long at = 0; at < funcs_.GetCount(); ++at) known.push_back(funcs_.GetItem(at)->GetName());
+  return kt::NoteCause(kFailed, Kt_Cause::kNoFunction, {name}, known);
 }
 
 void Kt_Script::SetBudget(const Kt_RunBudget* budget) {
@@ -64,14 +75,72 @@ void Kt_Script::SetCompiled(bool is_compiled) {
   kt::detail::RunState::Of(*this).SetCompiled(is_compiled);
 }
 
+namespace {
+
+Kt_ScriptPosition PositionOf(const kt::detail::RunState::Frame& frame) {
+  return {frame.func->GetSourceName(), frame.func->GetName(),
+          frame.op ? frame.op->line32 : frame.func->GetProtoLine()};
+}
+
+template <class Branches>
+void AddConditions(const Branches& branches, std::vector<const Kt_Expr*>& expressions) {
+  for (kt_long at = 0; at < branches.GetCount(); ++at) {
+    expressions.push_back(&branches.GetItem(at)->expression);
+  }
+}
+
+}  // namespace
+
 Kt_ScriptCallStack Kt_Script::GetCallStack() const {
   Kt_ScriptCallStack positions;
   const kt::detail::RunState::Frame* frame = run_state_ ? run_state_->GetFrame() : nullptr;
-  for (; frame != nullptr; frame = frame->caller) {
-    positions.push_back({frame->func->GetSourceName(), frame->func->GetName(),
-                         frame->op ? frame->op->line32 : frame->func->GetProtoLine()});
-  }
+  for (; frame != nullptr; frame = frame->caller) positions.push_back(PositionOf(*frame));
   return positions;
+}
+
+void Kt_Script::GetThreadCalls(std::size_t inner, std::size_t outer, Kt_ScriptCallStack& calls,
+                               std::size_t& left_out) {
+  using kt::detail::RunState;
+  std::vector<const RunState::Frame*> last;  // a ring of those behind the inner ones
+  std::size_t count = 0;
+  for (const RunState* run = RunState::OfThread(); run != nullptr; run = run->GetOuter()) {
+    for (const auto* frame = run->GetFrame(); frame != nullptr; frame = frame->caller, ++count) {
+      if (count < inner) {
+        calls.push_back(PositionOf(*frame));
+      } else if (last.size() < outer) {
+        last.push_back(frame);
+      } else if (outer > 0) {
+        last[(count - inner) % outer] = frame;
+      }
+    }
+  }
+  left_out = count - calls.size() - last.size();
+  for (std::size_t at = 0; at < last.size(); ++at) {
+    calls.push_back(PositionOf(*last[(left_out + at) % last.size()]));
+  }
+}
+
+void Kt_Script::GetThreadExpressions(std::vector<const Kt_Expr*>& expressions) {
+  const kt::detail::RunState* const run = kt::detail::RunState::OfThread();
+  const Kt_ScriptOp* const op = run && run->GetFrame() ? run->GetFrame()->op : nullptr;
+  if (op == nullptr || !op->HasPayload()) return;
+  if (op->HasName()) {
+    expressions.push_back(&op->GetVar()->expression);
+    return;
+  }
+  switch (op->opcode) {
+    case kScriptBlock: return;
+    case kScriptFor: expressions.push_back(&op->GetFor()->condition); return;
+    case kScriptWhile: expressions.push_back(&op->GetWhile()->condition); return;
+    case kScriptSwitch:
+      expressions.push_back(&op->GetSwitch()->expression);
+      AddConditions(*op->GetSwitch(), expressions);
+      return;
+    case kScriptIf: AddConditions(*op->GetIf(), expressions); return;
+    default:
+      expressions.push_back(&op->GetSet()->value);
+      expressions.push_back(&op->GetSet()->target);
+  }
 }
 
 // Functions that may be running are kept until the run has ended.

@@ -40,4 +40,4 @@ if [ ${#missing[@]} -gt 0 ]; then
     mv "$folder/$package.part" "$folder/$package"
   done
 fi
-"${compare[@]}" --folder "$folder"
+"${compare[@]}" --folder "$folder" --random 200

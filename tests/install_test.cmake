@@ -23,6 +23,14 @@ if(WAY STREQUAL "package")
   run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build -DCMAKE_PREFIX_PATH=${prefix}
     -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_BUILD_TYPE=${CONFIG} -DCMAKE_CXX_FLAGS=${FLAGS})
   run(${CMAKE_COMMAND} --build ${WORK_DIR}/build --config ${CONFIG})
+  # The example asks for version 3; another major version is not compatible.
+  file(WRITE ${WORK_DIR}/other/CMakeLists.txt
+    "cmake_minimum_required(VERSION 3.21)\nproject(other NONE)\nfind_package(KtScript 2 REQUIRED)\n")
+  execute_process(COMMAND ${CMAKE_COMMAND} -S ${WORK_DIR}/other -B ${WORK_DIR}/other/build
+    -DCMAKE_PREFIX_PATH=${prefix} OUTPUT_QUIET ERROR_QUIET RESULT_VARIABLE status)
+  if(status EQUAL 0)
+    message(FATAL_ERROR "find_package(KtScript 2) takes version 3")
+  endif()
 else()
   find_program(pkg_config NAMES pkg-config pkgconf REQUIRED)
   set(ENV{PKG_CONFIG_PATH} ${prefix}/${LIBDIR}/pkgconfig)

@@ -28,6 +28,7 @@ inline kt_long ConstantOf(const Kt_Dataset& dataset, const Kt_Variant& argument)
 inline kt_long Refuse(Kt_ExprDataset& wrapper, const char16_t* method) {
   Kt_Result refusal;
   refusal.AddMsg(kErrDataset, u"Kt_ExprDataset", 0, method);
+  NoteReport(&wrapper, refusal);
   wrapper.OnSystemError(refusal);
   return kErrDataset;
 }

@@ -229,8 +229,10 @@ bool RowExpr::RunCall(RowLoop& loop, const CodeInstr& in) {
   Kt_Variant value;
   Kt_ExprObject& context = loop.GetContext();
   const Kt_Getter function = calls_[static_cast<std::size_t>(in.extra)];
-  if ((context.*function)(&args_, value) != kOk) return false;
-  if (CheckCallResult(&context, value) != kOk) return false;
+  if ((context.*function)(&args_, value) != kOk || CheckCallResult(&context, value) != kOk) {
+    expr_.PlaceFailure();
+    return false;
+  }
   if (KT_UNLIKELY(epoch_ != loop.GetEpoch())) {  // it reported: the host's handler ran
     if (!loop.IsUnchanged() || !BindCells(loop)) return false;
     FindRecord(loop);
@@ -266,6 +268,7 @@ void RowExpr::Run(RowLoop& loop, Kt_Variant& value) {
             RunOperation(in->op, Get(loop, in->a), Get(loop, in->b), temps_[in->dst]);
         if (KT_LIKELY(code == kOk)) break;
         (void)kt::Report(&loop.GetContext(), u"Kt_Expr", code, OperatorText(in->op));
+        expr_.PlaceFailure();
         return;
       }
     }

@@ -105,10 +105,16 @@ int main() {
   Form form;
   Kt_Script script(&form);
   Kt_WStrList errors;
-  if (script.Parse(u"rules", kRules, nullptr, &errors) != 0) return 1;
+  if (script.Parse(u"rules", kRules, nullptr, &errors) != 0 || errors.GetCount() > 0) {
+    std::cout << Utf8(errors.Join(u"\n")) << "\n";
+    return 1;
+  }
   for (const char16_t* const name : {u"reprice", u"select", u"grow"}) {
     Kt_Variant result;
-    if (script.ExecFunc(name, nullptr, result) != 0) continue;
+    if (script.ExecFunc(name, nullptr, result) != 0) {
+      std::cout << Utf8(name) << ": " << Utf8(Kt_RunError::Last().text) << "\n";
+      continue;
+    }
     std::cout << Utf8(name) << ": " << Utf8(result.ToString()) << "\n";
   }
 }

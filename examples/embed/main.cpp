@@ -83,7 +83,14 @@ constexpr char16_t kRules[] =
     u"  if (order.quantity >= minimum) order.discount = 0.1;\n"
     u"  return 'total ' + order.total();\n"
     u"}\n"
-    u"function broken() { return order.quantity * rebate; }\n";
+    u"function broken() { order.discount = order.quantity * rebate; }\n";
+
+// Why a call failed: where, in which expression, what.
+void Explain(const Kt_RunError& error) {
+  std::cout << error.source_name.ToUtf8() << ":" << error.line << ": in " << error.function.ToUtf8()
+            << ", column " << error.column << " of '" << error.expression.ToUtf8()
+            << "': " << error.text.ToUtf8() << "\n";
+}
 
 }  // namespace
 
@@ -91,9 +98,13 @@ int main() {
   Shop shop;
   Kt_Script script(&shop);
   Kt_WStrList errors;
-  if (script.Parse(u"rules", kRules, nullptr, &errors) != 0) return 1;
+  // The result tells of faults outside of functions, the list of all of them.
+  if (script.Parse(u"rules", kRules, nullptr, &errors) != 0 || errors.GetCount() > 0) {
+    std::cout << errors.Join(u"\n").ToUtf8() << "\n";
+    return 1;
+  }
   Kt_Variant minimum(kt_long{10}), result;
   script.ExecFunc(u"price", 1, &minimum, result);
   std::cout << result.ToString().ToUtf8() << ", discount " << shop.GetOrder().GetDiscount() << "\n";
-  script.ExecFunc(u"broken", nullptr, result);
+  if (script.ExecFunc(u"broken", nullptr, result) != 0) Explain(Kt_RunError::Last());
 }

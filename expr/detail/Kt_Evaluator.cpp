@@ -5,6 +5,7 @@
 #include "expr/Kt_ExprUtil.h"
 #include "expr/detail/Kt_TraceCalls.h"
 #include "object/Kt_ExprColumnSource.h"
+#include "object/Kt_ExprNameSource.h"
 #include "script/Kt_Script.h"
 
 namespace kt::detail {
@@ -62,18 +63,56 @@ Kt_WString OpName(const Kt_ExprOp& op) {
   return name;
 }
 
+Kt_WString MemberOf(const Kt_ExprStackObj& entry) {
+  return entry.GetKind() == EXPR_OBJ_METHOD ? entry.GetConstObjMethod().name
+                                            : entry.GetConstObjProperty().name;
+}
+
+bool IsMember(const Kt_ExprStackObj& entry) {
+  return entry.GetKind() == EXPR_OBJ_METHOD || entry.GetKind() == EXPR_OBJ_PROPERTY;
+}
+
+// A code that came back from a host or a dataset without a word.
+KT_COLD void NoteSilent(const Kt_ExprStackObj& entry, kt_long code) {
+  const Kt_WString id = entry.GetObjID();
+  if (IsMember(entry)) {
+    (void)NoteSilentMember(MemberOf(entry), id, code);
+  } else {
+    (void)NoteSilentCall(id, code);
+  }
+}
+
+// Nobody above would report it.
+KT_COLD void ReportNoMember(Kt_ExprObject* context, const Kt_ExprStackObj& entry) {
+  const Kt_WString name = MemberOf(entry);
+  Kt_Result result;
+  result.AddMsg(kErrNoMethod, kSource, 0, entry.GetObjID(), name);
+  std::vector<Kt_WString> known;
+  if (const auto* const source = dynamic_cast<const Kt_ExprNameSource*>(entry.GetComponent())) {
+    using Names = Kt_ExprNameSource::Names;
+    source->AddNames(entry.GetKind() == EXPR_OBJ_METHOD ? Names::kCalls : Names::kValues, known);
+  }
+  const Kt_WString text = CauseText(Kt_Cause::kNoMember, {name, entry.GetObjID()});
+  (void)ReportResult(context, result, WithHint(text, name, known));
+  ReturnFailureAs(kNoMember);
+}
+
 // What becomes of the code of an entry that could not be read or set; see ReadEntry.
-kt_long AfterFailure(Kt_ExprObject* context, const Kt_ExprStackObj& entry, kt_long code) {
-  const std::int16_t kind = entry.GetKind();
-  if (kind == EXPR_OBJ_METHOD && code == kObjectGone && context != nullptr) {
+KT_COLD kt_long AfterFailure(Kt_ExprObject* context, const Kt_ExprStackObj& entry, kt_long code,
+                             const FailureMark& mark) {
+  if (code == kNoMember && IsMember(entry)) {
+    ReportNoMember(context, entry);
+  } else if (!mark.HasNoted(code)) {
+    NoteSilent(entry, code);
+  }
+  SetFailureStart(entry.GetOpStartIdx());
+  if (entry.GetKind() == EXPR_OBJ_METHOD && code == kObjectGone && context != nullptr) {
     const Kt_Object* const container = context->GetContainer();
     const Kt_Object* const component = entry.GetComponent();
-    if (container && component && container->IsParent(component)) return kAbort;
-  }
-  if (code == kNoMember && (kind == EXPR_OBJ_METHOD || kind == EXPR_OBJ_PROPERTY)) {
-    const Kt_WString member =
-        kind == EXPR_OBJ_METHOD ? entry.GetConstObjMethod().name : entry.GetConstObjProperty().name;
-    (void)kt::Report(context, kSource, kErrNoMethod, entry.GetObjID(), member);
+    if (container && component && container->IsParent(component)) {
+      ReturnFailureAs(kAbort);
+      return kAbort;
+    }
   }
   return code;
 }
@@ -81,12 +120,27 @@ kt_long AfterFailure(Kt_ExprObject* context, const Kt_ExprStackObj& entry, kt_lo
 // A value in a message: its text, cut where it gets long.
 KT_COLD Kt_WString NameOfValue(const Kt_Variant& value) {
   constexpr kt_long kMaxShown = 40;
-  if (value.IsEmpty()) return u"null";
-  if (value.IsList()) return u"the list";
+  if (value.IsList()) return u"the value";
   const Kt_WString text = value.ToString();
   const Kt_WString shown = text.Mid(0, kMaxShown);
   if (!value.IsString()) return shown;
   return u"'" + shown + (text.GetLength() > kMaxShown ? u"...'" : u"'");
+}
+
+const char16_t* KindOfValue(const Kt_Variant& value) {
+  switch (value.GetTag()) {
+#define KT_KIND_CASE(tag, text) \
+  case tag: return text;
+    KT_VALUE_KINDS(KT_KIND_CASE)
+#undef KT_KIND_CASE
+    default: return u"a value";
+  }
+}
+
+// The message about a member that a plain value does not have.
+KT_COLD Kt_WString NoMemberText(const Kt_Variant& value, const Kt_WString& member) {
+  if (value.IsEmpty()) return CauseText(Kt_Cause::kNullMember, {member});
+  return CauseText(Kt_Cause::kValueMember, {NameOfValue(value), KindOfValue(value), member});
 }
 
 }  // namespace
@@ -100,8 +154,9 @@ Kt_WString NameOfCallBefore(const Kt_ExprOpList& ops, kt_long at) {
 }
 
 kt_long ReadEntry(Kt_ExprObject* context, Kt_ExprStackObj& entry, Kt_Variant& value, int by_ref) {
+  const FailureMark mark;
   const kt_long code = entry.GetObjValue(context, value, by_ref);
-  return KT_LIKELY(code == kOk) ? kOk : AfterFailure(context, entry, code);
+  return KT_LIKELY(code == kOk) ? kOk : AfterFailure(context, entry, code, mark);
 }
 
 kt_long Evaluator::Run(Kt_ExprStackObj& result) {
@@ -267,11 +322,11 @@ bool Evaluator::BindBuiltin(const Kt_ExprOp& op, const Kt_Variant& first_arg) {
 
 kt_long Evaluator::MemberOfValue(const Kt_ExprOp& op, const Kt_Variant& value) {
   if (BindBuiltin(op, value)) return kOk;
-  if (op.code == kOpMember) {
-    (void)kt::Report(context_, kSource, kErrNotAnObject, NameOfValue(value), op.text);
-    return kFailed;
-  }
-  return kt::Report(context_, kSource, kErrNoMethod, expr_.GetText(), Kt_WString());
+  const Kt_WString text = NoMemberText(value, op.text);
+  if (op.code == kOpMember) return NoteFailure(kFailed, text, op.text);
+  Kt_Result result;
+  result.AddMsg(kErrNoMethod, kSource, 0, expr_.GetText(), Kt_WString());
+  return ReportResult(context_, result, text, op.text);
 }
 
 kt_long Evaluator::MemberOfColumn(const Kt_ExprOp& op) {
@@ -434,8 +489,9 @@ kt_long Evaluator::StepEntry(kt_long step, Kt_Variant& old_value, Kt_Variant& ne
   new_value = old_value;
   if (!CanStep(old_value)) return kOk;
   new_value = Stepped(old_value, step);
+  const FailureMark mark;
   const kt_long code = top.SetObjValue(context_, new_value);
-  return KT_LIKELY(code == kOk) ? kOk : AfterFailure(context_, top, code);
+  return KT_LIKELY(code == kOk) ? kOk : AfterFailure(context_, top, code, mark);
 }
 
 kt_long Evaluator::ApplyPrefixStep(kt_long step) {
@@ -543,10 +599,11 @@ kt_long Evaluator::CloseBracket(const Kt_ExprOp& op) {
   top.SetOpCode(0);
   // A call that has run has left its name behind.
   const bool is_value = top.GetKind() == EXPR_OBJ_VALUE;
+  const FailureMark mark;
   const kt_long code = is_value
                            ? top.ApplyIndex(context_, index, key, NameOfCallBefore(ops_, bracket))
                            : top.ApplyIndex(context_, index, key);
-  return KT_LIKELY(code == kOk) ? kOk : AfterFailure(context_, top, code);
+  return KT_LIKELY(code == kOk) ? kOk : AfterFailure(context_, top, code, mark);
 }
 
 kt_long Evaluator::Comma(const Kt_ExprOp& op) {

@@ -291,12 +291,14 @@ kt_long ExprCode::RunCall(RunState& run, Scope& scope, const Call& call, Kt_Vari
   const RunState::Args list(run);
   for (int arg = 0; arg < arg_count; ++arg) (*list).Add(args[arg]);
   Kt_Variant value;
+  const FailureMark mark;
   const bool is_builtin = call.kind == Call::Kind::kBuiltin;
   const kt_long code =
       is_builtin ? (scope.*call.builtin)(&*list, value)
                  : call.ext_api(call.ext_context ? call.ext_context : &scope, &*list, value);
   result = std::move(value);
-  return code != kOk ? code : CheckCallResult(&scope, result);
+  if (KT_LIKELY(code == kOk)) return CheckCallResult(&scope, result);
+  return mark.HasNoted(code) ? code : NoteSilentCall(call.name, code);
 }
 
 const Kt_Variant* ExprCode::FindOperand(RunState& run, Scope& scope, std::uint16_t operand) {

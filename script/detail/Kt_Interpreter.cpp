@@ -85,7 +85,9 @@ kt_long Interpreter::CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int a
   if (KT_UNLIKELY(code == kErrTooDeep)) run.NoteTooDeep();
   if (KT_UNLIKELY(run.GetStopCode() != kOk)) return run.GetStopCode();
   const bool is_signal = code == kScriptReturn || code == kScriptBreak || code == kScriptContinue;
-  return is_signal ? kOk : code;
+  if (KT_LIKELY(is_signal || code == kOk)) return kOk;
+  PlaceFailure({}, -1, 0);  // it is not one of the expression that called
+  return code;
 }
 
 // Statements --------------------------------------------------------------------------------------
@@ -159,6 +161,7 @@ kt_long Interpreter::Eval(const Kt_Expr& expr, Kt_ExprObject* context, Scope* sc
       if (KT_LIKELY(code == kOk)) return kOk;
       if (code != ExprCode::kUseEvaluator) {
         value.Clear();
+        expr.PlaceFailure();
         return code == kObjectGone ? AfterObjectGone() : code;
       }
     }
@@ -181,7 +184,26 @@ kt_long Interpreter::EvalTruth(const Kt_Expr& expr, Kt_ExprObject* context, Scop
 
 kt_long Interpreter::ReportUnknown(const Kt_WString& name, kt_long code, Kt_ExprObject* context) {
   (void)kt::Report(context, kSource, kErrNoVariable, name);
+  ReturnFailureAs(code);
   return code;
+}
+
+kt_long Interpreter::Store(const Kt_WString& name, const Kt_Variant& value, int flag,
+                           Kt_ExprObject* context) {
+  const FailureMark mark;
+  const kt_long code = context->SetCtxVar(name, value, flag);
+  return KT_LIKELY(code == kOk) ? kOk : AfterStore(name, code, mark);
+}
+
+kt_long Interpreter::AddVariable(const Kt_WString& name, const Kt_Variant& value,
+                                 Kt_ExprObject* context) {
+  const FailureMark mark;
+  const kt_long code = context->AddCtxVar(name, value);
+  return KT_LIKELY(code == kOk) ? kOk : AfterStore(name, code, mark);
+}
+
+kt_long Interpreter::AfterStore(const Kt_WString& name, kt_long code, const FailureMark& mark) {
+  return mark.HasNoted(code) ? code : NoteCause(code, Kt_Cause::kNotStored, {name});
 }
 
 // Declarations ------------------------------------------------------------------------------------
@@ -190,7 +212,7 @@ kt_long Interpreter::Declare(const Kt_ScriptOp& op, Kt_ExprObject* context, Scop
   Kt_Variant value;
   const Kt_ScriptOpVar& var = *op.GetVar();
   if (const kt_long code = Eval(var.expression, context, scope, value)) return code;
-  if (scope != context) return context->AddCtxVar(var.name, value);
+  if (scope != context) return AddVariable(var.name, value, context);
   if (value.IsRef()) value = value.Dereference();
   scope->GetVariables().AddVariable(var.name, std::move(value));
   return kOk;
@@ -207,7 +229,7 @@ kt_long Interpreter::DeclareArray(const Kt_ScriptOp& op, Kt_ExprObject* context,
     if (!list.Resize(count)) return kt::Report(context, kSource, kErrListTooLong, var.name);
     value.Set(std::move(list));
   }
-  return context->AddCtxVar(var.name, value);
+  return AddVariable(var.name, value, context);
 }
 
 // Assignments -------------------------------------------------------------------------------------
@@ -222,7 +244,7 @@ kt_long Interpreter::StepName(const Kt_ScriptOp& op, Kt_ExprObject* context, Sco
       return ReportUnknown(var.name, code, context);
     }
   }
-  if (variable == nullptr) return context->SetCtxVar(var.name, Stepped(value, step), 0);
+  if (variable == nullptr) return Store(var.name, Stepped(value, step), 0, context);
   variable->GetValueW() = Stepped(variable->GetValue(), step);
   return kOk;
 }
@@ -239,7 +261,7 @@ kt_long Interpreter::AssignName(const Kt_ScriptOp& op, Kt_ExprObject* context, S
     found->SetValue(std::move(value));
     return kOk;
   }
-  return context->SetCtxVar(var.name, value, 1);
+  return Store(var.name, value, 1, context);
 }
 
 kt_long Interpreter::CombineName(const Kt_WString& name, std::uint16_t& hint, int operation,
@@ -259,7 +281,7 @@ kt_long Interpreter::CombineName(const Kt_WString& name, std::uint16_t& hint, in
     return Combine(operation, value, variable->GetValueW(), context);
   }
   if (const kt_long code = Combine(operation, value, current, context)) return code;
-  return context->SetCtxVar(name, current, 0);
+  return Store(name, current, 0, context);
 }
 
 // target = target (operation) value; in place, so that appending to a text does not copy it.
@@ -289,6 +311,7 @@ kt_long Interpreter::AssignPath(const Kt_ScriptOp& op, Kt_ExprObject* context, S
       const kt_long code = compiled->RunTarget(run_, *scope, target);
       if (KT_LIKELY(code == kOk)) return AssignElement(target, operation, value, context);
       if (code != ExprCode::kUseEvaluator) {
+        set.target.PlaceFailure();
         return code == kObjectGone ? AfterObjectGone() : code;
       }
     }
@@ -335,10 +358,14 @@ kt_long Interpreter::SettleCall(Kt_ExprStackObj& entry, const Kt_Variant& value,
 }
 
 // The old value of a compound assignment; empty when its object has gone and the run goes on.
-kt_long Interpreter::ReadOldValue(Kt_ExprStackObj& entry, Kt_Variant& value,
+kt_long Interpreter::ReadOldValue(const Kt_Expr& target, Kt_ExprStackObj& entry, Kt_Variant& value,
                                   Kt_ExprObject* context) {
+  const FailureMark mark;
   const kt_long code = entry.GetObjValue(context, value, 0);
-  if (KT_LIKELY(code != kObjectGone)) return code;
+  if (KT_LIKELY(code == kOk)) return kOk;
+  if (!mark.HasNoted(code)) (void)NoteSilentCall(target.GetText(), code);
+  target.PlaceFailure();
+  if (code != kObjectGone) return code;
   value.Clear();
   return AfterObjectGone();
 }
@@ -352,27 +379,40 @@ kt_long Interpreter::AssignEntry(Kt_Expr& target, int operation, Kt_Variant& val
   if (target.GetState() == kStateName) {
     const Kt_WString name = target.GetFirstOp()->text;
     std::uint16_t hint = 0;
-    if (operation == kPlainAssign) return context->SetCtxVar(name, value, 1);
+    if (operation == kPlainAssign) return Store(name, value, 1, context);
     return CombineName(name, hint, operation, value, context, nullptr);
   }
   Kt_Variant current;
   if (operation == kPlainAssign) {
     if (entry.GetKind() == EXPR_OBJ_VALUE) current = entry.GetValue();  // what a call gave
   } else {
-    if (const kt_long failed = ReadOldValue(entry, current, context)) return failed;
+    if (const kt_long failed = ReadOldValue(target, entry, current, context)) return failed;
     if (const kt_long failed = SettleCall(entry, current, context)) return failed;
     Kt_Variant combined = current.Dereference();
     if (const kt_long failed = Combine(operation, value, combined, context)) return failed;
     value = std::move(combined);
   }
   if (current.AssignThroughRef(value)) return kOk;
+  const FailureMark mark;
   code = entry.SetObjValue(context, value);
-  if (code == kObjectGone) return AfterObjectGone();
-  if (code == kFailed) (void)kt::Report(context, kSource, kErrBadOperation, u"=");
+  if (KT_LIKELY(code == kOk)) return kOk;
+  ReportStore(entry, target, AfterStore(target.GetText(), code, mark), context);
+  return code == kObjectGone ? AfterObjectGone() : code;
+}
+
+// Nobody below reports that there is nothing to assign to.
+void Interpreter::ReportStore(const Kt_ExprStackObj& entry, const Kt_Expr& target, kt_long code,
+                              Kt_ExprObject* context) {
+  Kt_Result result;
+  if (code == kFailed) result.AddMsg(kErrBadOperation, kSource, 0, u"=");
   if (code == kNoMember) {
-    (void)kt::Report(context, kSource, kErrNoMethod, entry.GetObjID(), target.GetText());
+    result.AddMsg(kErrNoMethod, kSource, 0, entry.GetObjID(), target.GetText());
   }
-  return code;
+  if (result.GetCount() > 0) {
+    (void)ReportResult(context, result, Kt_WString(Kt_RunError::Last().text));
+    ReturnFailureAs(code);
+  }
+  target.PlaceFailure();
 }
 
 kt_long Interpreter::Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,

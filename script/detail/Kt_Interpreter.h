@@ -50,7 +50,8 @@ class Interpreter {
   kt_long AssignPath(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
   kt_long AssignElement(ExprCode::Target& target, int operation, Kt_Variant& value,
                         Kt_ExprObject* context);
-  kt_long ReadOldValue(Kt_ExprStackObj& entry, Kt_Variant& value, Kt_ExprObject* context);
+  kt_long ReadOldValue(const Kt_Expr& target, Kt_ExprStackObj& entry, Kt_Variant& value,
+                       Kt_ExprObject* context);
   static kt_long SettleCall(Kt_ExprStackObj& entry, const Kt_Variant& value,
                             Kt_ExprObject* context);
   kt_long AssignEntry(Kt_Expr& target, int operation, Kt_Variant& value, Kt_ExprObject* context);
@@ -74,6 +75,14 @@ class Interpreter {
   kt_long EvalTruth(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, bool& is_true);
   kt_long AfterObjectGone() const { return run_.IsHostValid() ? kOk : kAbort; }
   kt_long ReportUnknown(const Kt_WString& name, kt_long code, Kt_ExprObject* context);
+  // SetCtxVar and AddCtxVar, which may fail without a word.
+  static kt_long Store(const Kt_WString& name, const Kt_Variant& value, int flag,
+                       Kt_ExprObject* context);
+  static kt_long AddVariable(const Kt_WString& name, const Kt_Variant& value,
+                             Kt_ExprObject* context);
+  KT_COLD static kt_long AfterStore(const Kt_WString& name, kt_long code, const FailureMark& mark);
+  KT_COLD static void ReportStore(const Kt_ExprStackObj& entry, const Kt_Expr& target, kt_long code,
+                                  Kt_ExprObject* context);
 
   RunState& run_;
   RunState::Frame& frame_;

@@ -47,6 +47,8 @@ class RunState {
   };
   bool IsRunning() const { return frame_ != nullptr; }
   const Frame* GetFrame() const { return frame_; }
+  // Of the script that called into this one on the thread; null for none.
+  const RunState* GetOuter() const { return outer_; }
 
   // Charges one step. 0, or the code that stops the run; reported through `context` once.
   kt_long Tick(Kt_ExprObject* context) {

@@ -169,4 +169,14 @@ kt_long ScriptLoader::LoadPragma(Item& item) {
   return Fail(kSynAtPragma, item.start, text_.Part(item.start, shown + 1));
 }
 
+void ReportNul(const Kt_WString& source_name, const Kt_WString& text, Kt_WStrList* errors) {
+  const std::size_t nul = text.View().find(u'\0');
+  if (KT_LIKELY(nul == std::u16string_view::npos) || errors == nullptr) return;
+  constexpr std::u16string_view kNothing(u"\0 \t\r\n", 5);
+  if (text.View().find_first_not_of(kNothing, nul) == std::u16string_view::npos) return;
+  SyntaxReporter reporter(errors, source_name, text, 0);
+  const auto offset = static_cast<kt_long>(nul);
+  reporter.Report({kSynNul, reporter.Lines().LineOf(offset), {offset, 1}});
+}
+
 }  // namespace kt::detail

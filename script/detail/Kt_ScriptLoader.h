@@ -55,4 +55,8 @@ class ScriptLoader {
   SyntaxReporter reporter_;
 };
 
+// The scanners end at a NUL: when something other than NULs and white space stands behind one, that
+// is a fault of its own. It is recorded, and changes no result.
+void ReportNul(const Kt_WString& source_name, const Kt_WString& text, Kt_WStrList* errors);
+
 }  // namespace kt::detail

@@ -40,8 +40,8 @@ TEST(CliEval, FaultsPointAtTheirPlace) {
       {"1 + 'abc", "expression:1:5: error: string without closing '\n1 + 'abc\n    ^\n"},
       {"'abc", "expression:1:1: error: string without closing '\n'abc\n^\n"},
       {"2 * -3", "expression:1:5: error: Invalid Operator -\n2 * -3\n    ^\n"},
-      {"missing + 1", "expression: error: unknown variable 'missing'\n"},
-      {"no_such_function(1)", "expression: error: unknown function: no_such_function"},
+      {"missing + 1", "expression:1:1: error: unknown variable 'missing'\nmissing + 1\n^~~~~~~\n"},
+      {"no_such_function(1)", "expression:1:1: error: unknown function: no_such_function"},
   };
   for (const auto& row : kRows) {
     const Outcome outcome = Kt({"eval", row.expression});

@@ -51,7 +51,7 @@ TEST(CliRun, ErrorsNameThePlaceAndTheCalls) {
        "a.kts: error: unknown variable 'missing'\n"},
       {"function main() { readText('no/such/file'); }",
        "a.kts:1: error: cannot read 'no/such/file': No such file or directory\n"},
-      {"function f() { }", "a.kts: error: no function 'main'\n"},
+      {"function f() { }", "a.kts: error: there is no function 'main'\n"},
   };
   for (const auto& row : kRows) {
     const Outcome outcome = RunText(row.script);

@@ -10,7 +10,7 @@
 namespace kt::test {
 
 // All that can be seen of two runs of a script's main(5, 'abc'), the second with the variables as
-// the first left them: codes, results, variables, reports, calls.
+// the first left them: codes, the last error, results, variables, reports, calls.
 inline std::string RunToText(std::string_view text, bool is_compiled) {
   TestHost host;
   host.variables.AddVariable(u"hosted", kt_long{3});
@@ -28,7 +28,12 @@ inline std::string RunToText(std::string_view text, bool is_compiled) {
   for (int run = 0; run < 2; ++run) {
     Kt_Variant args[] = {Kt_Variant(kt_long{5}), Kt_Variant(u"abc")};
     Kt_Variant result;
-    out += "code " + std::to_string(script.ExecFunc(u"main", 2, args, result));
+    Kt_RunError::Forget();
+    const kt_long code = script.ExecFunc(u"main", 2, args, result);
+    const Kt_RunError& last = Kt_RunError::Last();
+    if (code != 0 && last.code != code) out += "another code in the last error\n";
+    out += "code " + std::to_string(code) + "\nlast " + std::to_string(last.code) + " " +
+           last.text.ToUtf8();
     out += "\nresult " + Show(result) + "\nglobals " + Show(script.GetVariables());
     out += "\nhost " + Show(host.variables) + Show(host.plain) + Show(host.thing->properties);
     out += "\nreports " + host.TakeReports() + "\ncalls " + host.calls + "\nthing " +

@@ -42,6 +42,7 @@ std::string CodeText(kt_long code) {
 void Check(const Row& row, Host& host) {
   Kt_Expr expr(row.text);
   Kt_Variant value = u"old";
+  const std::uint64_t failures = Kt_RunError::Last().serial;
   const kt_long code = expr.ExecExpr(&host, value);
   const std::string text = Kt_WString(row.text).ToUtf8();
   EXPECT_EQ(code == 0 ? Show(value) : CodeText(code), row.value) << text;
@@ -49,6 +50,11 @@ void Check(const Row& row, Host& host) {
   EXPECT_EQ(std::exchange(host.calls, {}) + std::exchange(host.thing->log, {}), row.calls) << text;
   if (code != 0) {
     EXPECT_TRUE(value.IsEmpty()) << text;
+    // Whatever fails says why.
+    EXPECT_NE(Kt_RunError::Last().serial, failures) << text;
+    EXPECT_EQ(Kt_RunError::Last().code, code) << text;
+    EXPECT_FALSE(Kt_RunError::Last().text.IsEmpty()) << text;
+    EXPECT_FALSE(Kt_RunError::Last().expression.IsEmpty()) << text;
   }
 }
 
@@ -177,7 +183,7 @@ TEST(Evaluator, Members) {
       {u"s.mid(1, 1)", "'b'"},
       {u"s.mid(1).length", "2"},
       {u"'abc'.toUpper", "'ABC'"},
-      {u"s.nosuch", "!-1", "83B01030('abc', nosuch)"},
+      {u"s.nosuch", "!-1"},
       {u"s.nosuch(1)", "!83B03130", "83B03130(s.nosuch(1), )"},
       {u"unknown.length", "!83B03110", "83B03110(unknown)"},
       {u"thing.size", "4", "", "get size;"},

@@ -119,6 +119,7 @@ TEST_P(Reentry, ElementsOfObjectsThatHaveGone) {
 // The old value of a compound assignment could not be read: the run goes on as if it were empty.
 TEST_P(Reentry, OldValueOfAnObjectThatHasGone) {
   Load(u"function main() { obj.stored(1) += 2; return 7; }");
+  host.thing->properties.AddVariable(u"stored", kt_long{5});
   host.thing->on_call = [](Kt_Variant&) { return kObjectGone; };
   EXPECT_EQ(RunMain(), "7");
   EXPECT_EQ(host.thing->log, "stored[1];set stored[1]=2;");

@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: MIT
+//
+// What failed and where, as text and as the objects of --json.
+#include <nlohmann/json.hpp>
+
+#include "cli_test_util.h"
+
+namespace {
+
+using Json = nlohmann::json;
+
+constexpr const char* kSales = "date,price,qty\n2024-01-05,12.5,3\n2024-01-06,3.25,7\n";
+
+class CliDiagnostics : public testing::Test {
+ protected:
+  Outcome Eval(const std::string& expression, std::vector<std::string> options = {}) {
+    std::vector<std::string> arguments = {"eval", expression, "--data",
+                                          folder_.Write("sales.csv", kSales)};
+    arguments.insert(arguments.end(), options.begin(), options.end());
+    Outcome outcome = Kt(arguments);
+    outcome.messages = folder_.Shorten(outcome.messages);
+    return outcome;
+  }
+
+  const TestFolder folder_;
+};
+
+TEST_F(CliDiagnostics, CausesOfFailedExpressions) {
+  const struct {
+    const char* expression;
+    const char* first_line;
+    const char* caret;
+  } kRows[] = {
+      {"sales[0].prize",
+       "expression:1:10: error: no column or member 'prize' in sales (did you mean 'price'?)",
+       "         ^~~~~"},
+      {"sales.prize * 2",
+       "expression:1:7: error: no column or member 'prize' in sales (did you mean 'price'?)",
+       "      ^~~~~"},
+      {"1 + sales[0].price.totl", "expression:1:20: error: no member 'totl' in sales.price",
+       "                   ^~~~"},
+      {"sales[99].price", "expression:1:11: error: null has no member 'price'", "          ^~~~~"},
+      {"sales.Srt('qty')", "expression:1:7: error: no method 'Srt' in sales (did you mean 'Sort'?)",
+       "      ^~~"},
+      {"sales[0].show()", "expression:1:10: error: no method 'show' in sales", "         ^~~~"},
+      {"sales.SetColumn(1)",
+       "expression:1:7: error: SetColumn() of dataset 'sales': too few arguments",
+       "      ^~~~~~~~~"},
+      {"'abc'.nofn", "expression:1:7: error: 'abc' is a text and has no member 'nofn'",
+       "      ^~~~"},
+      {"sale.price", "expression:1:1: error: unknown variable 'sale' (did you mean 'sales'?)",
+       "^~~~"},
+      {"prnt(1)", "expression:1:1: error: unknown function: prnt (did you mean 'print'?)", "^~~~"},
+      {"sales.Sum('prize * 2')",
+       "expression:1:12: error: unknown variable 'prize' (did you mean 'price'?)",
+       "           ^~~~~"},
+  };
+  for (const auto& row : kRows) {
+    const Outcome outcome = Eval(row.expression);
+    EXPECT_EQ(outcome.messages,
+              std::string(row.first_line) + "\n" + row.expression + "\n" + row.caret + "\n");
+    EXPECT_EQ(outcome.status, 1) << row.expression;
+    EXPECT_EQ(outcome.out, "") << row.expression;
+  }
+}
+
+TEST_F(CliDiagnostics, CausesOfFailedRuns) {
+  const struct {
+    const char* body;
+    const char* messages;
+  } kRows[] = {
+      {"var a = 'abc'.nofn;", "a.kts:2: error: 'abc' is a text and has no member 'nofn'\n"},
+      // The language goes on after a failed return; kt says what is lost.
+      {"return 'abc'.nofn;", "a.kts:2: error: 'abc' is a text and has no member 'nofn'\n"},
+      {"return priec(1);", "a.kts:2: error: unknown function: priec (did you mean 'price'?)\n"},
+      {"price(2);",
+       "a.kts:5: error: 'x' is a text and has no member 'lost'\n"
+       "  in function price (a.kts:5)\n  in function main (a.kts:2)\n"},
+  };
+  for (const auto& row : kRows) {
+    const Outcome outcome = RunText("function main() {\n  " + std::string(row.body) +
+                                    "\n}\nfunction price(n) {\n  n = 'x'.lost;\n}\n");
+    EXPECT_EQ(outcome.messages, row.messages) << row.body;
+    EXPECT_EQ(outcome.status, 1) << row.body;
+  }
+  EXPECT_EQ(RunText("function f() { }", {}, {"mian"}).messages,
+            "a.kts: error: there is no function 'mian'\n");
+}
+
+TEST_F(CliDiagnostics, FilterPointsAtTheMember) {
+  const std::string sales = folder_.Write("sales.csv", kSales);
+  EXPECT_EQ(Kt({"show", sales, "--filter", "qty > 'x'.lost"}).messages,
+            "expression:1:11: error: 'x' is a text and has no member 'lost'\n"
+            "qty > 'x'.lost\n          ^~~~\n");
+}
+
+// "severity code file:line:column+length [name] calls" of each object, which all have the same
+// members.
+std::string Shown(const std::string& lines) {
+  std::string out;
+  std::istringstream in(lines);
+  for (std::string line; std::getline(in, line);) {
+    const Json json = Json::parse(line, nullptr, false);
+    if (!json.is_object() || json.size() != 11) return "no object: " + line;
+    out += json["severity"].get<std::string>() + " " + json["code"].dump() + " " +
+           json["file"].get<std::string>() + ":" + json["line"].dump() + ":" +
+           json["column"].dump() + "+" + json["length"].dump() + " [" +
+           json["name"].get<std::string>() + "] " + json["text"].get<std::string>();
+    for (const Json& call : json["calls"]) {
+      out += " < " + call["function"].get<std::string>() + " " + call["file"].get<std::string>() +
+             ":" + call["line"].dump();
+    }
+    out += "\n";
+  }
+  return out;
+}
+
+TEST_F(CliDiagnostics, ObjectsOfEveryCommand) {
+  const std::string sales = folder_.Write("sales.csv", kSales);
+  const std::string faulty = folder_.Write("faulty.kts", "function main() {\n  x = (1 +;\n}\n");
+  const std::string warned = folder_.Write("warned.kts", "function main() {\n  for (;;) { }\n}\n");
+  const std::string failing =
+      folder_.Write("failing.kts",
+                    "function main() {\n  trace(1);\n  inner(1);\n}\n"
+                    "function inner(n) {\n  n = n + /* not known */ rebate;\n}\n");
+  const struct {
+    std::vector<std::string> arguments;
+    const char* out;  // "-": not looked at
+    const char* messages;
+    int status;
+  } kRows[] = {
+      {{"check", "--json", faulty},
+       "error -5968 faulty.kts:2:11+1 [] Invalid Expression: ')' without matching '(' or after an "
+       "operator in function main\n",
+       "",
+       1},
+      {{"check", "--json", warned},
+       "warning 0 warned.kts:2:8+2 [for-ever] an empty condition is false, so this body never "
+       "runs\n",
+       "",
+       0},
+      {{"check", "--json", folder_.Path("none.kts")},
+       "error 0 none.kts:0:0+0 [] cannot read: No such file or directory\n",
+       "",
+       2},
+      {{"run", "--json", "--trace", failing},
+       "",
+       "note 0 failing.kts:2:0+0 [] trace: 1\n"
+       "error -2085605104 failing.kts:6:28+6 [] unknown variable 'rebate' < inner failing.kts:6 < "
+       "main failing.kts:3\n",
+       1},
+      {{"run", "--json", "--nonsense", failing},
+       "",
+       "error 0 :0:0+0 [] The following argument was not expected: --nonsense\n",
+       2},
+      {{"eval", "--json", "6 * 7"}, "-", "", 0},
+      {{"eval", "--json", "1 +"}, "", "error 0 expression:1:4+1 [] expression ends too early\n", 1},
+      {{"eval", "--json", "sales[0].prize", "--data", sales},
+       "",
+       "error -1 expression:1:10+5 [] no column or member 'prize' in sales (did you mean "
+       "'price'?)\n",
+       1},
+      {{"eval", "--json", "1", "--row", "1"},
+       "",
+       "error 0 :0:0+0 [] kt eval: --row needs --data\n",
+       2},
+      {{"show", "--json", sales, "--sort", "nofn"},
+       "",
+       "error 0 :0:0+0 [] kt show: --sort: there is no column 'nofn'; columns: date, price, qty\n",
+       2},
+      {{"functions", "--json", "lenght"},
+       "",
+       "error 0 :0:0+0 [] kt functions: there is no function 'lenght' (did you mean 'length'?)\n",
+       2},
+      {{"dump", "--json", "--expr", "1 +"},
+       "",
+       "error 0 expression:1:4+1 [] expression ends too early\n",
+       1},
+  };
+  for (const auto& row : kRows) {
+    Outcome outcome = Kt(row.arguments);
+    outcome.out = folder_.Shorten(outcome.out);
+    outcome.messages = folder_.Shorten(outcome.messages);
+    const std::string& last = row.arguments.back();
+    EXPECT_EQ(std::string(row.out) == "-" ? "-" : Shown(outcome.out), row.out) << last;
+    EXPECT_EQ(Shown(outcome.messages), row.messages) << last;
+    EXPECT_EQ(outcome.status, row.status) << last;
+  }
+}
+
+TEST_F(CliDiagnostics, FunctionsAsObjects) {
+  std::istringstream lines(Kt({"functions", "--json"}).out);
+  int count = 0;
+  for (std::string line; std::getline(lines, line); ++count) {
+    const Json json = Json::parse(line, nullptr, false);
+    ASSERT_TRUE(json.is_object()) << line;
+    EXPECT_EQ(json.size(), 7u) << line;
+    EXPECT_FALSE(json["name"].get<std::string>().empty()) << line;
+  }
+  EXPECT_GT(count, 250);
+  const Json length = Json::parse(Kt({"functions", "--json", "LENGTH"}).out, nullptr, false);
+  EXPECT_EQ(length["kind"], "function");
+  EXPECT_EQ(length["forms"].size(), 1u);
+}
+
+// A NUL ends what is read; what stands after it is not lost in silence.
+TEST_F(CliDiagnostics, TextAfterANul) {
+  const struct {
+    std::string text;
+    const char* messages;  // up to the source line
+  } kRows[] = {
+      {std::string("function main() { }\n\0function f() { }\n", 38),
+       "a.kts:2:1: error: Text After a NUL Is Not Read\n"},
+      {std::string("function main() {\n  print('a\0b');\n}\n", 36), "a.kts:2:11: error: "},
+      {std::string("function main() { }\n\0 \n\0", 24), ""},
+      {std::string("\0", 1), ""},
+  };
+  for (const auto& row : kRows) {
+    const std::string file = folder_.Write("a.kts", row.text);
+    for (const char* const command : {"check", "run"}) {
+      const Outcome outcome = Kt({command, file});
+      const std::string messages = folder_.Shorten(outcome.messages);
+      const bool is_clean = std::string(row.messages).empty();
+      EXPECT_NE(messages.find(row.messages), std::string::npos) << command << messages;
+      EXPECT_EQ(messages.find("Text After a NUL") == std::string::npos, is_clean) << messages;
+      EXPECT_TRUE(is_clean || outcome.status == 1) << command;
+    }
+  }
+}
+
+}  // namespace
