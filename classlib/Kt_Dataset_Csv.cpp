@@ -315,6 +315,7 @@ class CsvLoader {
         return kt_stricmpW(candidate.id.View(), id.View()) == 0;
       });
       if (column == columns_.end()) {
+        if (options_.rules.types_may_lack_columns) continue;
         return Fail(Kt_WString(u"there is no column '") + id.View() + u"', whose type is stated");
       }
       column->type = stated.second;

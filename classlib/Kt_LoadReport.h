@@ -22,8 +22,9 @@ struct KT_CLASS_API Kt_CellRules {
   std::optional<std::vector<Kt_WString>> null_tokens;
   // Types that are not to be found out: column id, type. Ids compare without regard to case.
   std::vector<std::pair<Kt_WString, Kt_ColumnType>> types;
-  char16_t decimal = u'.';            // between the whole part and the fraction
-  char16_t thousands = 0;             // between groups of three digits; 0: numbers have no groups
+  bool types_may_lack_columns = false;  // otherwise a file without a column of `types` is refused
+  char16_t decimal = u'.';              // between the whole part and the fraction
+  char16_t thousands = 0;               // between groups of three digits; 0: numbers have no groups
   bool currency_symbols = false;      // "$1.50", "1.50 EUR" and "(1.50)", which is below zero, are
                                       // numbers
   std::optional<Kt_DateOrder> dates;  // besides the ISO forms

@@ -50,6 +50,7 @@ Kt_CsvOptions CsvOptionsOf(const DataOptions& options) {
   csv.skip = options.skip;
   csv.header = options.header;
   csv.rules = options.rules;
+  csv.rules.types_may_lack_columns = true;  // HaveTypedColumns looks at all files together
   csv.reject_bad_cells = !options.rejects.empty();
   if (csv.reject_bad_cells) csv.max_listed = std::numeric_limits<std::size_t>::max();
   return csv;

@@ -310,6 +310,7 @@ class JsonLoader {
   }
 
   bool FindStated() {
+    if (options_.rules.types_may_lack_columns) return true;
     for (const auto& stated : options_.rules.types) {
       const Kt_WString& wanted = stated.first;
       const bool known = std::ranges::any_of(columns_.List(), [&](const JsonColumn& column) {

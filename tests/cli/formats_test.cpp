@@ -158,7 +158,7 @@ TEST(CliFormats, RowsAndCellsThatDoNotFitAreReported) {
        "f: 2 rows, 1 cell not converted\nf:3: cell not converted: column 'a': 'y'\n"},
       {DataFormat::kJson, "[{\"a\": 1},\n5,\n[2],\n{\"a\": 3,\n\"a\": 4}]", "a:long | 1 | 4",
        "f: 2 rows, 2 rejected, 1 cell not converted\nf:2: row rejected: expected an object\n"
-       "f:3: row rejected: expected an object\nf:4: cell not converted: column 'a'\n"},
+       "f:3: row rejected: expected an object\nf:4: cell not converted: column 'a': '4'\n"},
       {DataFormat::kJson, "[[\"a\"],\n[1, 2],\n{}, [3]]", "a:long | 3",
        "f: 1 row, 2 rejected\nf:2: row rejected: more cells than columns\n"
        "f:3: row rejected: expected a list\n"},
@@ -173,7 +173,7 @@ TEST(CliFormats, RowsAndCellsThatDoNotFitAreReported) {
   EXPECT_EQ(DescribeLoad("f", {}, report, false), "");
   EXPECT_EQ(DescribeLoad("f", {}, report, true), "f: 1 row\n");
   std::string many = "a\n";
-  for (int line = 0; line < 25; ++line) many += "1,2\n";
+  for (int line = 0; line < 25; ++line) many += "1,2,3\n";
   Load(many, DataFormat::kCsv, report);
   const std::string said = DescribeLoad("f", {}, report, false);
   EXPECT_TRUE(
