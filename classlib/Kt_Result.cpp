@@ -3,6 +3,8 @@
 
 #include <cstdio>
 
+#include "classlib/Kt_Unicode.h"
+
 namespace {
 
 const Kt_WString kNoText;
@@ -17,6 +19,17 @@ Kt_WString WithoutText(kt_long code, const std::vector<Kt_WString>& args) {
     out += arg;
   }
   return out;
+}
+
+std::vector<Kt_WString> Shortened(const std::vector<Kt_WString>& args) {
+  std::vector<Kt_WString> shortened = args;
+  for (Kt_WString& arg : shortened) {
+    if (arg.GetLength() <= Kt_Result::kMaxMessageArg) continue;
+    const kt_long last = Kt_Result::kMaxMessageArg - 1;
+    const bool splits = kt_codepointW(arg, static_cast<std::size_t>(last)).units == 2;
+    arg = arg.Mid(0, splits ? last : last + 1) + u"…";
+  }
+  return shortened;
 }
 
 }  // namespace
@@ -52,5 +65,6 @@ Kt_WString Kt_Result::GetText() const {
   if (messages_.empty()) return {};
   const Message& message = messages_.front();
   const char16_t* const pattern = kt_runtimetextW(message.code);
-  return pattern ? kt_filltextW(pattern, message.args) : WithoutText(message.code, message.args);
+  const std::vector<Kt_WString> args = Shortened(message.args);
+  return pattern ? kt_filltextW(pattern, args) : WithoutText(message.code, args);
 }

@@ -14,6 +14,8 @@ KT_CLASS_API Kt_WString kt_filltextW(const char16_t* pattern, std::span<const Kt
 // and the texts its message takes. Plain data, owns its texts.
 class KT_CLASS_API Kt_Result {
  public:
+  static constexpr kt_long kMaxMessageArg = 200;
+
   Kt_Result() = default;
 
   // `source` names the part of the engine that reports and `line` its line there; the arguments
@@ -30,8 +32,9 @@ class KT_CLASS_API Kt_Result {
   kt_long GetLine() const { return messages_.empty() ? 0 : messages_.front().line; }
   kt_long GetArgCount() const;
   const Kt_WString& GetArg(kt_long arg) const;  // empty outside
-  // The message text of the first code with its arguments filled in; a code without a text gives
-  // "error 0x........" and the arguments.
+  // The message text of the first code with its arguments filled in, each cut at kMaxMessageArg
+  // units: texts of scripts may be of any length, and whole expressions are among them. A code
+  // without a text gives "error 0x........" and the arguments.
   Kt_WString GetText() const;
 
  private:
