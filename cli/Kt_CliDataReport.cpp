@@ -228,7 +228,7 @@ bool AcceptRejects(const DataOptions& options, DataReport& report) {
   }
   std::string reason;
   if (options.rejects.empty() ||
-      WriteFileBytes(options.rejects, RejectsFile(report.rows), reason)) {
+      WriteFileBytes(options.rejects, RejectsFile(report.rows), reason, options.links)) {
     return true;
   }
   report.error = fmt::format("cannot write '{}': {}", options.rejects, reason);

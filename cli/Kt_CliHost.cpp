@@ -154,9 +154,11 @@ kt_long Kt_CliHost::Args(Kt_Variant& result) const {
 
 kt_long Kt_CliHost::ReadText(const Kt_VariantList* args, Kt_Variant& result) {
   const std::string path = Arg(args, 0).ToString().ToUtf8();
+  std::string file;
+  if (!ReachFile("read", path, file)) return kHostFunctionFailed;
   Kt_WString text;
   std::string error;
-  if (kt::cli::ReadTextFile(path, text, error) != kt::cli::FileResult::kOk) {
+  if (kt::cli::ReadTextFile(file, text, error, fence_.LinkRule()) != kt::cli::FileResult::kOk) {
     return Fail(fmt::format("cannot read '{}': {}", path, error));
   }
   result = text;
@@ -165,9 +167,18 @@ kt_long Kt_CliHost::ReadText(const Kt_VariantList* args, Kt_Variant& result) {
 
 kt_long Kt_CliHost::WriteText(const Kt_VariantList* args, Kt_Variant&) {
   const std::string path = Arg(args, 0).ToString().ToUtf8();
+  std::string file;
+  if (!ReachFile("write", path, file)) return kHostFunctionFailed;
   std::string error;
-  if (kt::cli::WriteTextFile(path, Arg(args, 1).ToString(), error)) return 0;
+  if (kt::cli::WriteTextFile(file, Arg(args, 1).ToString(), error, fence_.LinkRule())) return 0;
   return Fail(fmt::format("cannot write '{}': {}", path, error));
+}
+
+bool Kt_CliHost::ReachFile(const char* doing, const std::string& path, std::string& file) {
+  std::string reason;
+  if (fence_.Resolve(path, file, reason)) return true;
+  Fail(fmt::format("cannot {} '{}': {}", doing, path, reason));
+  return false;
 }
 
 // Errors ------------------------------------------------------------------------------------------

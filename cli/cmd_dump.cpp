@@ -43,7 +43,8 @@ int DumpFile(const Options& options, Streams streams) {
   Kt_RunBudget budget;
   budget.limit_steps = kInitialiserSteps;
   script.SetBudget(&budget);
-  Kt_CliLoader loader(script, report);
+  Kt_CliFence fence;
+  Kt_CliLoader loader(script, report, fence);
   if (!AddIncludeDirs(options.include_dirs, "kt dump", loader, streams)) return kCommandFault;
   // What could be loaded of a script with faults is worth seeing too.
   const int status = loader.Load(options.file);
