@@ -9,6 +9,13 @@ namespace {
 
 const Kt_WString kNoText;
 
+Kt_WString Shortened(const Kt_WString& arg) {
+  constexpr kt_long kMost = Kt_Result::kMaxMessageArg;
+  if (arg.GetLength() <= kMost) return arg;
+  const bool splits = kt_codepointW(arg, std::size_t{kMost} - 1).units == 2;
+  return arg.Mid(0, splits ? kMost - 1 : kMost) + u"…";
+}
+
 Kt_WString WithoutText(kt_long code, const std::vector<Kt_WString>& args) {
   char head[32];
   std::snprintf(head, sizeof head, "error 0x%08X", static_cast<unsigned>(code));
@@ -16,20 +23,9 @@ Kt_WString WithoutText(kt_long code, const std::vector<Kt_WString>& args) {
   out.Set(head);
   for (const Kt_WString& arg : args) {
     out += u' ';
-    out += arg;
+    out += Shortened(arg);
   }
   return out;
-}
-
-std::vector<Kt_WString> Shortened(const std::vector<Kt_WString>& args) {
-  std::vector<Kt_WString> shortened = args;
-  for (Kt_WString& arg : shortened) {
-    if (arg.GetLength() <= Kt_Result::kMaxMessageArg) continue;
-    const kt_long last = Kt_Result::kMaxMessageArg - 1;
-    const bool splits = kt_codepointW(arg, static_cast<std::size_t>(last)).units == 2;
-    arg = arg.Mid(0, splits ? last : last + 1) + u"…";
-  }
-  return shortened;
 }
 
 }  // namespace
@@ -39,7 +35,7 @@ Kt_WString kt_filltextW(const char16_t* pattern, std::span<const Kt_WString> arg
   for (const char16_t* at = pattern; *at != 0; ++at) {
     if (*at == u'%' && at[1] >= u'1' && at[1] <= u'9') {
       const auto arg = static_cast<std::size_t>(*++at - u'1');
-      if (arg < args.size()) out += args[arg];
+      if (arg < args.size()) out += Shortened(args[arg]);
     } else {
       out += *at;
     }
@@ -65,6 +61,5 @@ Kt_WString Kt_Result::GetText() const {
   if (messages_.empty()) return {};
   const Message& message = messages_.front();
   const char16_t* const pattern = kt_runtimetextW(message.code);
-  const std::vector<Kt_WString> args = Shortened(message.args);
-  return pattern ? kt_filltextW(pattern, args) : WithoutText(message.code, args);
+  return pattern ? kt_filltextW(pattern, message.args) : WithoutText(message.code, message.args);
 }

@@ -7,13 +7,15 @@
 #include "classlib/Kt_Codes.h"
 #include "classlib/Kt_WString.h"
 
-// A text with %1 to %9 replaced by the arguments; a missing argument is empty.
+// A text with %1 to %9 replaced by the arguments; a missing argument is empty, and each is cut at
+// Kt_Result::kMaxMessageArg units: texts of scripts may be of any length.
 KT_CLASS_API Kt_WString kt_filltextW(const char16_t* pattern, std::span<const Kt_WString> args);
 
 // What an error callback receives: one or more messages, each a code with the place that raised it
 // and the texts its message takes. Plain data, owns its texts.
 class KT_CLASS_API Kt_Result {
  public:
+  // Names and expressions in messages are cut at so many units.
   static constexpr kt_long kMaxMessageArg = 200;
 
   Kt_Result() = default;
@@ -32,8 +34,7 @@ class KT_CLASS_API Kt_Result {
   kt_long GetLine() const { return messages_.empty() ? 0 : messages_.front().line; }
   kt_long GetArgCount() const;
   const Kt_WString& GetArg(kt_long arg) const;  // empty outside
-  // The message text of the first code with its arguments filled in, each cut at kMaxMessageArg
-  // units: texts of scripts may be of any length, and whole expressions are among them. A code
+  // The message text of the first code with its arguments filled in (kt_filltextW); a code
   // without a text gives "error 0x........" and the arguments.
   Kt_WString GetText() const;
 

@@ -62,6 +62,8 @@ class Kt_CliHost : public Kt_ExprObject, public Kt_ExprNameSource {
   const Kt_CliDatasets& GetDatasets() const { return datasets_; }
   // Reports an error of the run, with its place; the code is for the function that failed.
   kt_long Fail(const std::string& what);
+  // The same of a text of several lines, whose parts are fit for a terminal already.
+  kt_long FailLines(const std::string& lines);
   // The same for a failure that the engine has noted.
   void Tell(const Kt_RunError& error);
   // Tells why a call ended with `code`, unless its errors have been told. Also failures that it

@@ -112,7 +112,7 @@ kt_long Kt_CliHost::LoadData(const Kt_VariantList* args, Kt_Variant& result) {
     loaded = dataset != nullptr && kt::cli::LoadDataFile(file, options, *dataset, report);
   }
   constexpr auto kStyle = kt::cli::OptionStyle::kScript;
-  if (!loaded) return Fail("cannot load: " + kt::cli::DescribeFault(path, report, kStyle));
+  if (!loaded) return FailLines("cannot load: " + kt::cli::DescribeFault(path, report, kStyle));
   messages_ << kt::cli::DescribeLoad(path, given, report, false, kStyle);
   std::string reason;
   if (!kt::cli::HaveTypedColumns(options, {dataset}, reason)) {
