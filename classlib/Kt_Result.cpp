@@ -3,9 +3,18 @@
 
 #include <cstdio>
 
+#include "classlib/Kt_Unicode.h"
+
 namespace {
 
 const Kt_WString kNoText;
+
+Kt_WString Shortened(const Kt_WString& arg) {
+  constexpr kt_long kMost = Kt_Result::kMaxMessageArg;
+  if (arg.GetLength() <= kMost) return arg;
+  const bool splits = kt_codepointW(arg, std::size_t{kMost} - 1).units == 2;
+  return arg.Mid(0, splits ? kMost - 1 : kMost) + u"…";
+}
 
 Kt_WString WithoutText(kt_long code, const std::vector<Kt_WString>& args) {
   char head[32];
@@ -14,7 +23,7 @@ Kt_WString WithoutText(kt_long code, const std::vector<Kt_WString>& args) {
   out.Set(head);
   for (const Kt_WString& arg : args) {
     out += u' ';
-    out += arg;
+    out += Shortened(arg);
   }
   return out;
 }
@@ -26,7 +35,7 @@ Kt_WString kt_filltextW(const char16_t* pattern, std::span<const Kt_WString> arg
   for (const char16_t* at = pattern; *at != 0; ++at) {
     if (*at == u'%' && at[1] >= u'1' && at[1] <= u'9') {
       const auto arg = static_cast<std::size_t>(*++at - u'1');
-      if (arg < args.size()) out += args[arg];
+      if (arg < args.size()) out += Shortened(args[arg]);
     } else {
       out += *at;
     }

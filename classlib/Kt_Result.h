@@ -7,13 +7,17 @@
 #include "classlib/Kt_Codes.h"
 #include "classlib/Kt_WString.h"
 
-// A text with %1 to %9 replaced by the arguments; a missing argument is empty.
+// A text with %1 to %9 replaced by the arguments; a missing argument is empty, and each is cut at
+// Kt_Result::kMaxMessageArg units: texts of scripts may be of any length.
 KT_CLASS_API Kt_WString kt_filltextW(const char16_t* pattern, std::span<const Kt_WString> args);
 
 // What an error callback receives: one or more messages, each a code with the place that raised it
 // and the texts its message takes. Plain data, owns its texts.
 class KT_CLASS_API Kt_Result {
  public:
+  // Names and expressions in messages are cut at so many units.
+  static constexpr kt_long kMaxMessageArg = 200;
+
   Kt_Result() = default;
 
   // `source` names the part of the engine that reports and `line` its line there; the arguments
@@ -30,8 +34,8 @@ class KT_CLASS_API Kt_Result {
   kt_long GetLine() const { return messages_.empty() ? 0 : messages_.front().line; }
   kt_long GetArgCount() const;
   const Kt_WString& GetArg(kt_long arg) const;  // empty outside
-  // The message text of the first code with its arguments filled in; a code without a text gives
-  // "error 0x........" and the arguments.
+  // The message text of the first code with its arguments filled in (kt_filltextW); a code
+  // without a text gives "error 0x........" and the arguments.
   Kt_WString GetText() const;
 
  private:

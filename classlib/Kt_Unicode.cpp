@@ -194,6 +194,24 @@ bool kt_isalnumW(char32_t code_point) { return u_isalnum(static_cast<UChar32>(co
 bool kt_islowerW(char32_t code_point) { return u_isULowercase(static_cast<UChar32>(code_point)); }
 bool kt_isupperW(char32_t code_point) { return u_isUUppercase(static_cast<UChar32>(code_point)); }
 bool kt_isspaceW(char32_t code_point) { return u_isUWhiteSpace(static_cast<UChar32>(code_point)); }
+
+bool kt_isbidicontrolW(char32_t code_point) {
+  return u_hasBinaryProperty(static_cast<UChar32>(code_point), UCHAR_BIDI_CONTROL) != 0;
+}
+
+bool kt_ishiddenW(char32_t code_point) {
+  if (code_point >= 0x20 && code_point < 0x7F) return false;
+  const auto character = static_cast<UChar32>(code_point);
+  const bool joins = code_point == 0x200C || code_point == 0x200D;
+  if (joins || u_hasBinaryProperty(character, UCHAR_VARIATION_SELECTOR) != 0) return false;
+  constexpr std::uint32_t kHidden = U_GC_CC_MASK | U_GC_CS_MASK | U_GC_ZL_MASK | U_GC_ZP_MASK;
+  constexpr char32_t kFirstAnchor = 0xFFF9;  // of annotations between lines
+  constexpr char32_t kLastAnchor = 0xFFFB;
+  return u_hasBinaryProperty(character, UCHAR_DEFAULT_IGNORABLE_CODE_POINT) != 0 ||
+         (U_GET_GC_MASK(character) & kHidden) != 0 ||
+         (code_point >= kFirstAnchor && code_point <= kLastAnchor);
+}
+
 int kt_digitvalueW(char32_t code_point) {
   return u_charDigitValue(static_cast<UChar32>(code_point));
 }

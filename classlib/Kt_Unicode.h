@@ -38,6 +38,13 @@ KT_CLASS_API bool kt_isalnumW(char32_t code_point);
 KT_CLASS_API bool kt_islowerW(char32_t code_point);
 KT_CLASS_API bool kt_isupperW(char32_t code_point);
 KT_CLASS_API bool kt_isspaceW(char32_t code_point);
+// Characters that set or change the direction in which text is shown: marks, embeddings, overrides
+// and isolates.
+KT_CLASS_API bool kt_isbidicontrolW(char32_t code_point);
+// Characters that show nothing, or nothing of their own, and are no blank: controls, lone
+// surrogates, line and paragraph separators, format characters, tags and fillers. Joiners and
+// variation selectors are left out, because emoji and many scripts cannot do without them.
+KT_CLASS_API bool kt_ishiddenW(char32_t code_point);
 // 0 to 9 for a decimal digit of any script, else -1.
 KT_CLASS_API int kt_digitvalueW(char32_t code_point);
 

@@ -11,6 +11,7 @@
 
 #include "classlib/Kt_WString.h"
 #include "cli/Kt_CliDiagnostic.h"
+#include "cli/Kt_CliVisible.h"
 
 namespace kt::cli {
 namespace {
@@ -148,8 +149,9 @@ bool WantsJson(const Arguments& arguments) {
   return std::find(arguments.begin(), end, "--json") != end;
 }
 
-// `json` becomes the stream for messages when the command line asks for that.
-int Dispatch(Arguments arguments, Streams streams, std::optional<JsonMessages>& json) {
+// `json` becomes the stream for messages when the command line asks for that, and writes to `raw`.
+int Dispatch(Arguments arguments, Streams streams, std::ostream& raw,
+             std::optional<JsonMessages>& json) {
   if (!AreUtf8(arguments, streams)) return kCommandFault;
   if (arguments.empty() || (arguments.size() == 1 && arguments[0] == "help")) {
     arguments = {"--help"};
@@ -176,7 +178,7 @@ int Dispatch(Arguments arguments, Streams streams, std::optional<JsonMessages>& 
     ProtectValues(*command, arguments);
   }
   // The messages of `kt check` are its result.
-  if (WantsJson(arguments)) json.emplace(arguments[0] == "check" ? streams.out : streams.messages);
+  if (WantsJson(arguments)) json.emplace(arguments[0] == "check" ? streams.out : raw);
   const Streams told{streams.out, json ? *json : streams.messages};
   const int status = Parse(app, std::move(arguments), told);
   return status >= 0 ? status : action(told);
@@ -184,9 +186,11 @@ int Dispatch(Arguments arguments, Streams streams, std::optional<JsonMessages>& 
 
 }  // namespace
 
-int Main(std::vector<std::string> arguments, Streams streams) {
+int Main(std::vector<std::string> arguments, Streams raw) {
+  VisibleStream messages(raw.messages);
+  const Streams streams{raw.out, messages};
   std::optional<JsonMessages> json;
-  const int status = Dispatch(std::move(arguments), streams, json);
+  const int status = Dispatch(std::move(arguments), streams, raw.messages, json);
   streams.out.flush();
   if (streams.out) return status;
   (json ? *json : streams.messages) << "kt: cannot write to the standard output\n";

@@ -67,6 +67,9 @@ class FirstError : public Kt_ExprObject {
   std::optional<std::string> text_;
 };
 
+// What can be saved; nobody reads a cross table that is as wide.
+constexpr std::size_t kMaxCrossColumns = kMaxDatasetColumns;
+
 // How scripts number the kinds of keys and calls.
 constexpr kt_long kAddKey = static_cast<kt_long>(Kt_KeyCall::kAdd);
 constexpr kt_long kClearKeys = static_cast<kt_long>(Kt_KeyCall::kClear);
@@ -510,6 +513,14 @@ class Arranger {
         !AddKeys(Kt_KeyType::kPivotColumn, pivot_columns_) || !AddValueKeys() ||
         !AddKeys(Kt_KeyType::kGroup, group_keys_) || !Call(u"RecalcPivot")) {
       return false;
+    }
+    const std::size_t width =
+        pivot_rows_.size() +
+        totals_.size() * (static_cast<std::size_t>(dataset_.GetPivotColCount()) + 1);
+    if (width > kMaxCrossColumns) {
+      return Complain(
+          fmt::format("error: --pivot: the cross table would have {} columns (at most {})", width,
+                      kMaxCrossColumns));
     }
     std::vector<Column> columns;
     for (const NamedColumn& key : pivot_rows_) columns.push_back(PlainColumn(key.col));

@@ -8,40 +8,9 @@
 #include "classlib/Kt_NumberFormat.h"
 #include "classlib/Kt_Unicode.h"
 #include "cli/Kt_CliText.h"
+#include "cli/Kt_CliVisible.h"
 
 namespace kt::cli {
-namespace {
-
-// Changes the direction of what follows, or shows nothing at all; joiners inside of emoji stay.
-bool IsHiddenFormat(char16_t unit) {
-  return unit == 0xAD || unit == 0x61C || unit == 0x200B || unit == 0x200E || unit == 0x200F ||
-         (unit >= 0x2028 && unit <= 0x202E) || (unit >= 0x2060 && unit <= 0x206F) || unit == 0xFEFF;
-}
-
-// What stands for a unit; 0: it may stay. Surrogates are judged by the caller.
-char16_t Picture(char16_t unit) {
-  if (unit < 0x20) return static_cast<char16_t>(0x2400 + unit);
-  if (unit == 0x7F) return u'\u2421';
-  if ((unit > 0x7F && unit < 0xA0) || IsHiddenFormat(unit)) return u'\uFFFD';
-  return 0;
-}
-
-}  // namespace
-
-Kt_WString WithVisibleControls(const Kt_WString& text) {
-  const std::u16string_view view = text;
-  Kt_WString shown = text;
-  for (std::size_t at = 0; at < view.size();) {
-    const Kt_CodePoint character = kt_codepointW(view, at);
-    const bool lone = character.value >= 0xD800 && character.value < 0xE000;
-    const char16_t picture =
-        character.units == 2 ? char16_t{0} : (lone ? u'\uFFFD' : Picture(view[at]));
-    if (picture != 0) shown.SetAt(static_cast<kt_long>(at), picture);
-    at += static_cast<std::size_t>(character.units);
-  }
-  return shown;
-}
-
 Kt_WString CutToWidth(const Kt_WString& text, kt_long width) {
   const std::u16string_view view = text;
   kt_long used = 0;

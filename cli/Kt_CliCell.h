@@ -7,10 +7,6 @@
 
 namespace kt::cli {
 
-// The text with everything visible that would not show or would disturb the line: control
-// characters as the pictures that stand for them, others without a picture as U+FFFD.
-Kt_WString WithVisibleControls(const Kt_WString& text);
-
 // The text in at most `width` columns of a terminal, with "…" in place of what does not fit.
 // REQUIRES: width > 0.
 Kt_WString CutToWidth(const Kt_WString& text, kt_long width);

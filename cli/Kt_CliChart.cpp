@@ -11,6 +11,7 @@
 #include "cli/Kt_CliCell.h"
 #include "cli/Kt_CliHtml.h"
 #include "cli/Kt_CliView.h"
+#include "cli/Kt_CliVisible.h"
 
 namespace kt::cli {
 namespace {

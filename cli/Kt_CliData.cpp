@@ -15,7 +15,6 @@
 #include "cli/Kt_CliDataJson.h"
 #include "cli/Kt_CliDataReport.h"
 #include "cli/Kt_CliDataText.h"
-#include "cli/Kt_CliFile.h"
 #include "cli/Kt_CliMarkdown.h"
 #include "cli/Kt_CliView.h"
 
@@ -306,8 +305,9 @@ bool LoadDataFile(const std::string& path, const DataOptions& options, Kt_Datase
       return Fail("its own rejected rows would replace the file", report);
     }
     const bool is_input = path == kStandardInput;
-    const FileResult read = is_input ? ReadStandardInput(kMaxDataBytes, bytes, error)
-                                     : ReadFileBytes(path, kMaxDataBytes, bytes, error);
+    const FileResult read = is_input
+                                ? ReadStandardInput(kMaxDataBytes, bytes, error)
+                                : ReadFileBytes(path, kMaxDataBytes, bytes, error, options.links);
     if (read != FileResult::kOk) {
       report.no_access = read == FileResult::kNoAccess;
       return Fail("cannot read: " + error, report);
@@ -342,7 +342,8 @@ bool SaveDataFile(const std::string& path, const DataOptions& options, const Kt_
     return false;
   }
   std::string bytes;
-  return SaveData(settled, dataset, bytes, reason) && WriteFileBytes(path, bytes, reason);
+  return SaveData(settled, dataset, bytes, reason) &&
+         WriteFileBytes(path, bytes, reason, options.links);
 }
 
 }  // namespace kt::cli

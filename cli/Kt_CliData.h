@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "classlib/Kt_Dataset.h"
+#include "cli/Kt_CliFile.h"
 
 // Datasets in files. docs/kt.md describes the formats.
 
@@ -47,6 +48,9 @@ struct DataOptions {
   std::optional<kt_long> save_code_page;  // nothing: code_page
   bool typed = false;
   bool guard_formulas = false;
+
+  // In place of a file that is loaded, saved, or holds rejected rows.
+  Links links = Links::kFollow;
 };
 
 // What became of a file that was loaded.

@@ -8,6 +8,7 @@
 
 #include "cli/Kt_CliCell.h"
 #include "cli/Kt_CliFile.h"
+#include "cli/Kt_CliVisible.h"
 
 namespace kt::cli {
 namespace {
@@ -26,7 +27,9 @@ struct Fault {
   bool is_cell;
 };
 
-std::string ShownName(const std::string& path) { return path == kStandardInput ? "stdin" : path; }
+std::string ShownName(const std::string& path) {
+  return path == kStandardInput ? "stdin" : WithVisibleControls(path);
+}
 
 std::string PlaceOf(const std::string& path, const DataReport& report) {
   std::string place = ShownName(path);
@@ -39,7 +42,7 @@ std::string Count(std::int64_t count, std::string_view one, std::string_view man
   return fmt::format("{} {}", count, count == 1 ? one : many);
 }
 
-std::string Shown(const Kt_WString& text) {
+std::string ShownCell(const Kt_WString& text) {
   return CutToWidth(WithVisibleControls(text), kShownCell).ToUtf8();
 }
 
@@ -47,10 +50,11 @@ std::string Shown(const Kt_WString& text) {
 std::vector<Fault> FaultsOf(const Kt_LoadReport& rows) {
   std::vector<Fault> faults;
   for (const Kt_LoadReport::Row& row : rows.rejected) {
-    faults.push_back({row.line, row.reason.ToUtf8(), row.text, false});
+    faults.push_back({row.line, WithVisibleControls(row.reason).ToUtf8(), row.text, false});
   }
   for (const Kt_LoadReport::Cell& cell : rows.not_converted) {
-    const std::string reason = fmt::format("cell not converted: column '{}'", cell.column.ToUtf8());
+    const std::string reason =
+        fmt::format("cell not converted: column '{}'", ShownCell(cell.column));
     faults.push_back({cell.line, reason, cell.text, true});
   }
   std::stable_sort(faults.begin(), faults.end(),
@@ -61,7 +65,7 @@ std::vector<Fault> FaultsOf(const Kt_LoadReport& rows) {
 std::string FaultLine(const std::string& path, const Fault& fault) {
   const std::string place = fmt::format("{}:{}: ", ShownName(path), fault.line);
   if (!fault.is_cell) return place + "row rejected: " + fault.reason;
-  const std::string text = fault.text.IsEmpty() ? "" : ": '" + Shown(fault.text) + "'";
+  const std::string text = fault.text.IsEmpty() ? "" : ": '" + ShownCell(fault.text) + "'";
   return place + fault.reason + text;
 }
 
@@ -148,9 +152,9 @@ std::string SummaryLine(const std::string& path, const DataOptions& options,
   if (rows.rows_short > 0) {
     out += ", " + Count(rows.rows_short, "short row", "short rows") + " filled with nulls";
   }
-  if (!counts.empty() && !options.rejects.empty()) out += ", see " + options.rejects;
+  if (!counts.empty() && !options.rejects.empty()) out += ", see " + ShownName(options.rejects);
   if (verbose && rows.separator != 0 && rows.separator != u',' && rows.separator != u'\t') {
-    out += ", separator " + Shown(Kt_WString(std::u16string_view(&rows.separator, 1)));
+    out += ", separator " + ShownCell(Kt_WString(std::u16string_view(&rows.separator, 1)));
   }
   return out + '\n';
 }
@@ -169,7 +173,7 @@ void AppendNulls(const std::string& path, const Kt_LoadReport& rows, bool verbos
                  std::string& out) {
   std::vector<std::pair<Kt_WString, std::string>> columns;
   for (const Kt_LoadReport::Nulls& nulls : rows.nulls) {
-    const std::string part = fmt::format("{} '{}'", nulls.count, Shown(nulls.token));
+    const std::string part = fmt::format("{} '{}'", nulls.count, ShownCell(nulls.token));
     if (!columns.empty() && columns.back().first == nulls.column) {
       columns.back().second += ", " + part;
     } else {
@@ -179,7 +183,7 @@ void AppendNulls(const std::string& path, const Kt_LoadReport& rows, bool verbos
   const std::size_t shown = verbose ? columns.size() : std::min(columns.size(), kMaxColumns);
   for (std::size_t at = 0; at < shown; ++at) {
     out += fmt::format("{}: column '{}': {} taken for null\n", ShownName(path),
-                       columns[at].first.ToUtf8(), columns[at].second);
+                       ShownCell(columns[at].first), columns[at].second);
   }
   if (shown == columns.size()) return;
   out += fmt::format(
@@ -228,7 +232,7 @@ bool AcceptRejects(const DataOptions& options, DataReport& report) {
   }
   std::string reason;
   if (options.rejects.empty() ||
-      WriteFileBytes(options.rejects, RejectsFile(report.rows), reason)) {
+      WriteFileBytes(options.rejects, RejectsFile(report.rows), reason, options.links)) {
     return true;
   }
   report.error = fmt::format("cannot write '{}': {}", options.rejects, reason);
@@ -236,12 +240,12 @@ bool AcceptRejects(const DataOptions& options, DataReport& report) {
 }
 
 std::string DescribeError(const std::string& path, const DataReport& report) {
-  return PlaceOf(path, report) + ": error: " + report.error +
+  return PlaceOf(path, report) + ": error: " + WithVisibleControls(report.error) +
          (report.has_rejects ? RefusedLines(path, report, OptionStyle::kCommandLine) : "");
 }
 
 std::string DescribeFault(const std::string& path, const DataReport& report, OptionStyle style) {
-  return PlaceOf(path, report) + ": " + report.error +
+  return PlaceOf(path, report) + ": " + WithVisibleControls(report.error) +
          (report.has_rejects ? RefusedLines(path, report, style) : "");
 }
 
@@ -259,12 +263,13 @@ std::string DescribeLoad(const std::string& path, const DataOptions& options,
   }
   if (!rows.row_name_column.IsEmpty()) {
     out += fmt::format("{}: the header is one cell short; the first column is called '{}'\n", name,
-                       rows.row_name_column.ToUtf8());
+                       ShownCell(rows.row_name_column));
   }
   AppendNulls(path, rows, verbose, out);
   for (const Kt_LoadReport::Hint& hint : rows.hints) {
     out += fmt::format("{}: column '{}' is text, as '{}'; {} would read it\n", name,
-                       hint.column.ToUtf8(), Shown(hint.example), OptionText(hint.option, style));
+                       ShownCell(hint.column), ShownCell(hint.example),
+                       OptionText(hint.option, style));
   }
   return out;
 }

@@ -8,6 +8,7 @@
 
 #include "classlib/Kt_WString.h"
 #include "cli/Kt_CliText.h"
+#include "cli/Kt_CliVisible.h"
 #include "expr/Kt_ExprUtil.h"
 #include "object/Kt_RunError.h"
 
@@ -142,7 +143,8 @@ Diagnostic ReadMessage(std::string_view line) {
 Diagnostic FromRunError(const Kt_RunError& error) {
   Diagnostic diagnostic;
   diagnostic.code = error.report != 0 ? error.report : error.code;
-  diagnostic.text = error.text.ToUtf8();
+  const bool is_told = error.code == kHostFunctionFailed;
+  diagnostic.text = (is_told ? error.text : WithVisibleControls(error.text)).ToUtf8();
   diagnostic.expression = error.expression.ToUtf8();
   for (const Kt_ScriptPosition& call : error.calls) {
     diagnostic.calls.push_back({call.function.ToUtf8(), call.source_name.ToUtf8(), call.line + 1});

@@ -14,6 +14,10 @@ struct Kt_RunError;
 
 namespace kt::cli {
 
+// What a function of kt returns when it has told why it failed. Its texts are fit for a terminal,
+// and may have several lines.
+inline constexpr kt_long kHostFunctionFailed = static_cast<kt_long>(0x83B0C001);
+
 // One error, warning or note, as --json writes it. Lines and columns count from 1; 0 and empty
 // texts: not known, or nothing of the kind.
 struct Diagnostic {
@@ -41,7 +45,7 @@ struct Diagnostic {
 std::string Describe(const Diagnostic& diagnostic);
 // What a message says: "file:line:column: error: text" and the forms with less of it.
 Diagnostic ReadMessage(std::string_view line);
-// The failure and its calls, without a file and a place.
+// The failure and its calls, without a file and a place. The text is fit for a terminal.
 Diagnostic FromRunError(const Kt_RunError& error);
 
 // The part of a source that a failure is about; length 0 when it is not found. The source is that

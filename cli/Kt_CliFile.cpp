@@ -13,6 +13,8 @@
 #include <memory>
 #include <system_error>
 
+#include "cli/Kt_CliSave.h"
+
 namespace kt::cli {
 namespace {
 
@@ -43,6 +45,8 @@ class FileHandle {
 // The system would read a path with a zero inside as another, shorter one.
 bool IsUsable(const std::string& path) { return path.find('\0') == std::string::npos; }
 
+int FlagsOf(Links links) { return links == Links::kRefuse ? O_NOFOLLOW : 0; }
+
 std::string ErrnoText() { return std::generic_category().message(errno); }
 
 // Makes room for a plain file at once, so that a large one is not copied while it is read.
@@ -64,35 +68,11 @@ bool WriteAll(int fd, std::string_view bytes) {
   return true;
 }
 
-// The rights of the file that is replaced; what the umask leaves for a new one.
-mode_t RightsFor(const std::string& path) {
-  struct stat info;
-  if (::stat(path.c_str(), &info) == 0) return info.st_mode & 07777;
-  const mode_t mask = ::umask(0);
-  ::umask(mask);
-  return 0666 & ~mask;
-}
-
 // The file that a link stands for, so that renaming replaces that and not the link.
 std::string BehindLinks(const std::string& path) {
   std::error_code ignored;
   const std::filesystem::path target = std::filesystem::canonical(path, ignored);
   return ignored ? path : target.string();
-}
-
-bool WriteAndRename(const std::string& target, std::string_view bytes) {
-  std::string beside = target + ".XXXXXX";
-  FileHandle file(::mkstemp(beside.data()));
-  if (!file.IsOpen()) return false;
-  const bool written = WriteAll(file.Get(), bytes) &&
-                       ::fchmod(file.Get(), RightsFor(target)) == 0 && ::fsync(file.Get()) == 0 &&
-                       file.Close() && ::rename(beside.c_str(), target.c_str()) == 0;
-  if (!written) {
-    const int cause = errno;
-    ::unlink(beside.c_str());
-    errno = cause;
-  }
-  return written;
 }
 
 // A file that grows for ever (a device) ends at the limit.
@@ -118,13 +98,13 @@ FileResult ReadToEnd(int fd, std::size_t limit_bytes, std::string& bytes, std::s
 }  // namespace
 
 FileResult ReadFileBytes(const std::string& path, std::size_t limit_bytes, std::string& bytes,
-                         std::string& error) {
+                         std::string& error, Links links) {
   if (!IsUsable(path)) {
     errno = ENOENT;
     error = ErrnoText();
     return FileResult::kNoAccess;
   }
-  const FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | FlagsOf(links)));
   if (file.IsOpen()) return ReadToEnd(file.Get(), limit_bytes, bytes, error);
   error = ErrnoText();
   return FileResult::kNoAccess;
@@ -134,9 +114,10 @@ FileResult ReadStandardInput(std::size_t limit_bytes, std::string& bytes, std::s
   return ReadToEnd(STDIN_FILENO, limit_bytes, bytes, error);
 }
 
-FileResult ReadTextFile(const std::string& path, Kt_WString& text, std::string& error) {
+FileResult ReadTextFile(const std::string& path, Kt_WString& text, std::string& error,
+                        Links links) {
   std::string bytes;
-  const FileResult result = ReadFileBytes(path, kMaxFileBytes, bytes, error);
+  const FileResult result = ReadFileBytes(path, kMaxFileBytes, bytes, error, links);
   if (result != FileResult::kOk) return result;
   std::string_view rest = bytes;
   std::size_t mark = 0;
@@ -151,21 +132,25 @@ FileResult ReadTextFile(const std::string& path, Kt_WString& text, std::string& 
   return FileResult::kBadContent;
 }
 
-bool WriteTextFile(const std::string& path, const Kt_WString& text, std::string& error) {
-  return WriteFileBytes(path, text.ToUtf8(), error);
+bool WriteTextFile(const std::string& path, const Kt_WString& text, std::string& error,
+                   Links links) {
+  return WriteFileBytes(path, text.ToUtf8(), error, links);
 }
 
-bool WriteFileBytes(const std::string& path, std::string_view bytes, std::string& error) {
+bool WriteFileBytes(const std::string& path, std::string_view bytes, std::string& error,
+                    Links links) {
   struct stat info;
+  const auto look = links == Links::kFollow ? ::stat : ::lstat;
   bool written = false;
   if (!IsUsable(path)) {
     errno = ENOENT;
     // A device or a pipe cannot be replaced by a rename; it takes the bytes as they come.
-  } else if (::stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
-    FileHandle file(::open(path.c_str(), O_WRONLY | O_CLOEXEC));
+  } else if (look(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode) && !S_ISLNK(info.st_mode)) {
+    FileHandle file(::open(path.c_str(), O_WRONLY | O_CLOEXEC | FlagsOf(links)));
     written = file.IsOpen() && WriteAll(file.Get(), bytes) && file.Close();
   } else {
-    written = WriteAndRename(BehindLinks(path), bytes);
+    // A link that is not followed is replaced itself.
+    written = ReplaceFile(links == Links::kFollow ? BehindLinks(path) : path, bytes);
   }
   if (!written) error = ErrnoText();
   return written;

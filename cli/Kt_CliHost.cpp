@@ -16,15 +16,16 @@
 
 namespace {
 
+using kt::cli::kHostFunctionFailed;
 using kt::cli::ValueText;
+using kt::cli::WithVisibleControls;
 
-// What a host function returns when it has written why it failed.
-constexpr kt_long kHostFunctionFailed = static_cast<kt_long>(0x83B0C001);
 // A loop that goes on after an error would fill the screen.
 constexpr kt_long kMaxErrorsShown = 100;
 
 std::string PlaceText(const Kt_ScriptPosition& position) {
-  return fmt::format("{}:{}", position.source_name.ToUtf8(), position.line + 1);
+  return fmt::format("{}:{}", WithVisibleControls(position.source_name).ToUtf8(),
+                     position.line + 1);
 }
 
 // GetMethodType names this host as the context of its functions.
@@ -130,8 +131,8 @@ void Kt_CliHost::OnDebugTrace(const Kt_WString& text) {
   const Kt_ScriptCallStack calls =
       script_ != nullptr ? script_->GetCallStack() : Kt_ScriptCallStack();
   out_.flush();
-  messages_ << (calls.empty() ? source_name_ : PlaceText(calls.front()))
-            << ": trace: " << text.ToUtf8() << '\n';
+  messages_ << (calls.empty() ? WithVisibleControls(source_name_) : PlaceText(calls.front()))
+            << ": trace: " << WithVisibleControls(text).ToUtf8() << '\n';
 }
 
 void Kt_CliHost::AddNames(Names which, std::vector<Kt_WString>& names) const {
@@ -154,9 +155,11 @@ kt_long Kt_CliHost::Args(Kt_Variant& result) const {
 
 kt_long Kt_CliHost::ReadText(const Kt_VariantList* args, Kt_Variant& result) {
   const std::string path = Arg(args, 0).ToString().ToUtf8();
+  std::string file;
+  if (!ReachFile("read", path, file)) return kHostFunctionFailed;
   Kt_WString text;
   std::string error;
-  if (kt::cli::ReadTextFile(path, text, error) != kt::cli::FileResult::kOk) {
+  if (kt::cli::ReadTextFile(file, text, error, fence_.LinkRule()) != kt::cli::FileResult::kOk) {
     return Fail(fmt::format("cannot read '{}': {}", path, error));
   }
   result = text;
@@ -165,15 +168,26 @@ kt_long Kt_CliHost::ReadText(const Kt_VariantList* args, Kt_Variant& result) {
 
 kt_long Kt_CliHost::WriteText(const Kt_VariantList* args, Kt_Variant&) {
   const std::string path = Arg(args, 0).ToString().ToUtf8();
+  std::string file;
+  if (!ReachFile("write", path, file)) return kHostFunctionFailed;
   std::string error;
-  if (kt::cli::WriteTextFile(path, Arg(args, 1).ToString(), error)) return 0;
+  if (kt::cli::WriteTextFile(file, Arg(args, 1).ToString(), error, fence_.LinkRule())) return 0;
   return Fail(fmt::format("cannot write '{}': {}", path, error));
+}
+
+bool Kt_CliHost::ReachFile(const char* doing, const std::string& path, std::string& file) {
+  std::string reason;
+  if (fence_.Resolve(path, file, reason)) return true;
+  Fail(fmt::format("cannot {} '{}': {}", doing, path, reason));
+  return false;
 }
 
 // Errors ------------------------------------------------------------------------------------------
 
-kt_long Kt_CliHost::Fail(const std::string& what) {
-  const Kt_WString text = Kt_WString::FromUtf8(what);
+kt_long Kt_CliHost::Fail(const std::string& what) { return FailLines(WithVisibleControls(what)); }
+
+kt_long Kt_CliHost::FailLines(const std::string& lines) {
+  const Kt_WString text = Kt_WString::FromUtf8(lines);
   (void)kt::NoteFailure(kHostFunctionFailed, text);
   Tell(Kt_RunError::Last());
   return kHostFunctionFailed;
@@ -207,20 +221,18 @@ void Kt_CliHost::WriteError(const Kt_RunError& error) {
   const std::string name = has_calls ? error.source_name.ToUtf8() : source_name_;
   auto* const json = kt::cli::JsonMessages::Of(messages_);
   if ((json != nullptr || is_expression_) && WriteAtPlace(error, name)) return;
-  if (json != nullptr) {
-    kt::cli::Diagnostic diagnostic = kt::cli::FromRunError(error);
-    diagnostic.file = name;
-    diagnostic.line = error.line;
-    return json->Write(diagnostic);
-  }
-  messages_ << (has_calls ? PlaceText(error.calls.front()) : name)
-            << ": error: " << error.text.ToUtf8() << '\n';
+  kt::cli::Diagnostic diagnostic = kt::cli::FromRunError(error);
+  diagnostic.file = name;
+  diagnostic.line = error.line;
+  if (json != nullptr) return json->Write(diagnostic);
+  messages_ << (has_calls ? PlaceText(error.calls.front()) : WithVisibleControls(name)) << ": "
+            << kt::cli::Describe(diagnostic) << '\n';
   if (error.calls.size() < 2) return;
   for (std::size_t call = 0; call < error.calls.size(); ++call) {
     if (call == Kt_RunError::kInnerCalls && error.calls_left_out > 0) {
       messages_ << fmt::format("  ... {} more\n", error.calls_left_out);
     }
-    messages_ << fmt::format("  in function {} ({})\n", error.calls[call].function.ToUtf8(),
+    messages_ << fmt::format("  in function {} ({})\n", kt::cli::Shown(error.calls[call].function),
                              PlaceText(error.calls[call]));
   }
 }

@@ -9,6 +9,7 @@
 
 #include "cli/Kt_CliData.h"
 #include "cli/Kt_CliDatasets.h"
+#include "cli/Kt_CliFence.h"
 #include "object/Kt_ExprNameSource.h"
 #include "object/Kt_ExprObject.h"
 
@@ -55,10 +56,14 @@ class Kt_CliHost : public Kt_ExprObject, public Kt_ExprNameSource {
     last_error_.clear();
   }
 
+  // The files that scripts may reach.
+  Kt_CliFence& GetFence() { return fence_; }
   Kt_CliDatasets& GetDatasets() { return datasets_; }
   const Kt_CliDatasets& GetDatasets() const { return datasets_; }
   // Reports an error of the run, with its place; the code is for the function that failed.
   kt_long Fail(const std::string& what);
+  // The same of a text of several lines, whose parts are fit for a terminal already.
+  kt_long FailLines(const std::string& lines);
   // The same for a failure that the engine has noted.
   void Tell(const Kt_RunError& error);
   // Tells why a call ended with `code`, unless its errors have been told. Also failures that it
@@ -96,6 +101,11 @@ class Kt_CliHost : public Kt_ExprObject, public Kt_ExprNameSource {
   bool OptionsOf(const char* function, const Kt_Variant& value, kt::cli::DataOptions& options);
   void StoreDataset(Kt_ExprDataset& wrapper, Kt_Variant& result);
 
+  // The file that an argument names; false when scripts may not reach it, which has been reported.
+  bool ReachFile(const char* doing, const std::string& path, std::string& file);
+  bool ReachDataFile(const char* doing, const std::string& path, kt::cli::DataOptions& options,
+                     std::string& file);
+
   std::ostream& out_;
   std::ostream& messages_;
   Kt_Script* script_ = nullptr;
@@ -106,5 +116,6 @@ class Kt_CliHost : public Kt_ExprObject, public Kt_ExprNameSource {
   bool trace_ = false;
   kt_long error_count_ = 0;
   std::string last_error_;  // with its place
+  Kt_CliFence fence_;
   Kt_CliDatasets datasets_{*this};
 };

@@ -77,12 +77,27 @@ bool Kt_CliHost::OptionsOf(const char* function, const Kt_Variant& value,
   return false;
 }
 
+// The file behind the path, and how to open it. The ending of the path counts, not the one of the
+// file that a link leads to.
+bool Kt_CliHost::ReachDataFile(const char* doing, const std::string& path,
+                               kt::cli::DataOptions& options, std::string& file) {
+  if (!options.format) options.format = kt::cli::DataFormatOf(path);
+  options.links = fence_.LinkRule();
+  return ReachFile(doing, path, file);
+}
+
 kt_long Kt_CliHost::LoadData(const Kt_VariantList* args, Kt_Variant& result) {
   const kt::Kt_FuncArgs in(args);
   const std::string path = in.Text(1).ToUtf8();
   kt::cli::DataOptions options;
   if (!FormatOf(in.Value(2), options.format)) return -1;
   if (!OptionsOf("loadData", in.Value(3), options)) return -1;
+  // What is said of the load names the files as the script does.
+  const kt::cli::DataOptions given = options;
+  std::string file = path;
+  const bool is_input = path == kt::cli::kStandardInput;
+  if (!is_input && !ReachDataFile("load", path, options, file)) return -1;
+  if (!given.rejects.empty() && !ReachFile("write", given.rejects, options.rejects)) return -1;
   Kt_ExprDataset* wrapper = DatasetOf(in.Value(0));
   const Kt_WString id = in.Text(0);
   if (wrapper == nullptr && id.IsEmpty()) return Fail("loadData() needs the name of a dataset");
@@ -94,11 +109,11 @@ kt_long Kt_CliHost::LoadData(const Kt_VariantList* args, Kt_Variant& result) {
   {
     out_.flush();
     const Kt_CliProgress progress(messages_, "loading " + path);
-    loaded = dataset != nullptr && kt::cli::LoadDataFile(path, options, *dataset, report);
+    loaded = dataset != nullptr && kt::cli::LoadDataFile(file, options, *dataset, report);
   }
   constexpr auto kStyle = kt::cli::OptionStyle::kScript;
-  if (!loaded) return Fail("cannot load: " + kt::cli::DescribeFault(path, report, kStyle));
-  messages_ << kt::cli::DescribeLoad(path, options, report, false, kStyle);
+  if (!loaded) return FailLines("cannot load: " + kt::cli::DescribeFault(path, report, kStyle));
+  messages_ << kt::cli::DescribeLoad(path, given, report, false, kStyle);
   std::string reason;
   if (!kt::cli::HaveTypedColumns(options, {dataset}, reason)) {
     return Fail(fmt::format("loadData(): {}", reason));
@@ -118,6 +133,8 @@ kt_long Kt_CliHost::SaveData(const Kt_VariantList* args, Kt_Variant& result) {
   kt::cli::DataOptions options;
   if (!FormatOf(in.Value(2), options.format)) return -1;
   if (!OptionsOf("saveData", in.Value(3), options)) return -1;
+  std::string file;
+  if (!ReachDataFile("save", path, options, file)) return -1;
   const Kt_ExprDataset* const wrapper = DatasetOf(in.Value(0));
   if (wrapper == nullptr || wrapper->GetDataset() == nullptr) {
     return Fail(fmt::format("saveData(): there is no dataset '{}'", in.Text(0).ToUtf8()));
@@ -127,7 +144,7 @@ kt_long Kt_CliHost::SaveData(const Kt_VariantList* args, Kt_Variant& result) {
   {
     out_.flush();
     const Kt_CliProgress progress(messages_, "saving " + path);
-    saved = kt::cli::SaveDataFile(path, options, *wrapper->GetDataset(), reason);
+    saved = kt::cli::SaveDataFile(file, options, *wrapper->GetDataset(), reason);
   }
   if (!saved) return Fail(fmt::format("cannot save '{}': {}", path, reason));
   result = wrapper->GetDataset()->GetRowCount();

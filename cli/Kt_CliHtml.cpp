@@ -8,12 +8,14 @@
 
 #include "cli/Kt_CliCell.h"
 #include "cli/Kt_CliChart.h"
+#include "cli/Kt_CliSha256.h"
 #include "cli/Kt_CliView.h"
+#include "cli/Kt_CliVisible.h"
 
 namespace kt::cli {
 namespace {
 
-constexpr std::string_view kStyle = R"(
+constexpr char kStyle[] = R"(
 :root { color-scheme: light dark; --text: #1d2329; --back: #ffffff; --faint: #67717b;
   --line: #d9dee3; --head: #f2f4f6; --level1: #eef3f9; --level2: #e2ebf5; --bar: #3572b0;
   --below: #b5483a; }
@@ -43,6 +45,10 @@ th { position: sticky; top: 0; background: var(--head); font-weight: 600; }
 tfoot td { border-top: 2px solid var(--text); font-weight: 700; }
 )";
 
+// Whatever a cell or title brought into the page, a browser runs and loads nothing: all that the
+// page may use is the style above, known by its hash.
+constexpr HashText kStyleHash = Sha256Base64(kStyle);
+
 // Levels beyond look like this one.
 constexpr kt_long kMaxStyledLevel = 4;
 
@@ -59,8 +65,10 @@ class Page {
         "<!DOCTYPE html>\n<html lang=\"en\" xmlns=\"http://www.w3.org/1999/xhtml\">\n<head>\n"
         "<meta charset=\"utf-8\"/>\n"
         "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"/>\n"
+        "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
+        "style-src 'sha256-{2}'; base-uri 'none'; form-action 'none'\"/>\n"
         "<title>{0}</title>\n<style>{1}</style>\n</head>\n<body>\n<h1>{0}</h1>\n",
-        title, kStyle);
+        title, kStyle, std::string_view(kStyleHash.data(), kStyleHash.size()));
     AddChart();
     AddTable();
     out_ += "</body>\n</html>\n";

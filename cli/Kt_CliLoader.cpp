@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "cli/Kt_CliFile.h"
+#include "cli/Kt_CliVisible.h"
 #include "expr/Kt_ExprUtil.h"
 #include "script/Kt_Script.h"
 #include "script/Kt_ScriptUtil.h"
@@ -49,11 +50,6 @@ std::vector<std::size_t> PragmaOffsets(const Kt_WString& text) {
   return offsets;
 }
 
-bool IsInside(const fs::path& folder, const fs::path& file) {
-  return std::mismatch(folder.begin(), folder.end(), file.begin(), file.end()).first ==
-         folder.end();
-}
-
 }  // namespace
 
 bool Kt_CliLoader::AddIncludeDir(const std::string& path) {
@@ -75,9 +71,9 @@ int Kt_CliLoader::Load(const std::string& path) {
   fs::path file = fs::canonical(path, error);
   // A pipe has no place in the file system (/dev/stdin): its includes are those of this folder.
   if (error) file = fs::current_path() / "-";
-  root_ = file.parent_path();
+  fence_.AddScriptDir(file.parent_path());
   loaded_.insert(file);
-  bool ok = LoadFile(file, path, path);
+  bool ok = LoadFile(file, path, path, kt::cli::Links::kFollow);
   while (!wanted_.empty()) {
     const Wanted next = std::move(wanted_.back());
     wanted_.pop_back();
@@ -91,9 +87,9 @@ int Kt_CliLoader::Load(const std::string& path) {
 }
 
 bool Kt_CliLoader::LoadFile(const fs::path& file, const std::string& path,
-                            const std::string& shown_name) {
+                            const std::string& shown_name, kt::cli::Links links) {
   std::string error;
-  if (kt::cli::ReadTextFile(path, current_text_, error) != kt::cli::FileResult::kOk) {
+  if (kt::cli::ReadTextFile(path, current_text_, error, links) != kt::cli::FileResult::kOk) {
     report_.Line(fmt::format("{}: error: cannot read: {}", shown_name, error));
     return false;
   }
@@ -121,15 +117,15 @@ bool Kt_CliLoader::LoadWanted(const Wanted& wanted) {
   const Found found = Find(wanted);
   if (found.file.empty()) {
     if (++include_faults_ > kMaxIncludeFaults) return false;
-    const char* const why =
-        found.refused ? "it is outside the folder of the script (--include-dir allows others)"
-                      : "there is no such file";
-    report_.AtPlace(wanted.includer, wanted.text, wanted.offset, 1,
-                    fmt::format("error: cannot include '{}': {}", wanted.name.ToUtf8(), why));
+    const std::string why =
+        found.refused ? fence_.Refusal("--include-dir") : "there is no such file";
+    report_.AtPlace(
+        wanted.includer, wanted.text, wanted.offset, 1,
+        fmt::format("error: cannot include '{}': {}", kt::cli::Shown(wanted.name), why));
     return false;
   }
   if (!loaded_.insert(found.file).second) return true;
-  return LoadFile(found.file, found.file.string(), found.shown_name);
+  return LoadFile(found.file, found.file.string(), found.shown_name, kt::cli::Links::kRefuse);
 }
 
 Kt_CliLoader::Found Kt_CliLoader::Find(const Wanted& wanted) const {
@@ -156,7 +152,7 @@ Kt_CliLoader::Found Kt_CliLoader::Find(const Wanted& wanted) const {
 }
 
 bool Kt_CliLoader::IsAllowed(const fs::path& file) const {
-  return IsInside(root_, file) ||
+  return fence_.Allows(file) ||
          std::any_of(include_dirs_.begin(), include_dirs_.end(),
-                     [&](const IncludeDir& dir) { return IsInside(dir.canonical, file); });
+                     [&](const IncludeDir& dir) { return kt::cli::IsInside(dir.canonical, file); });
 }

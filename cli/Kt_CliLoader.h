@@ -8,20 +8,22 @@
 #include <vector>
 
 #include "classlib/Kt_WString.h"
+#include "cli/Kt_CliFence.h"
 #include "cli/Kt_CliReport.h"
 #include "script/Kt_ScriptLoadHandler.h"
 
 // Loads a script file, and what it includes, into one script.
 //
 // An #include names a file relative to the one that has it, or else to one of the include folders.
-// Every file is loaded once, so files may include each other. Only files inside the folder of the
-// script or an include folder are read, wherever links lead.
+// Every file is loaded once, so files may include each other. Only files that the fence allows or
+// that are inside an include folder are read, wherever links lead.
 // Included files wait in a list until the file that names them is through: however long a chain of
 // includes is, it takes no native stack.
-// Borrows script and report. Threads: one.
+// Borrows script, report and fence, which learns the folder of the script. Threads: one.
 class Kt_CliLoader : public Kt_ScriptLoadHandler {
  public:
-  Kt_CliLoader(Kt_Script& script, Kt_CliReport& report) : script_(script), report_(report) {}
+  Kt_CliLoader(Kt_Script& script, Kt_CliReport& report, Kt_CliFence& fence)
+      : script_(script), report_(report), fence_(fence) {}
 
   // False when there is no such folder.
   bool AddIncludeDir(const std::string& path);
@@ -52,15 +54,15 @@ class Kt_CliLoader : public Kt_ScriptLoadHandler {
 
   // `file` says which file it is and where its includes are; `path` opens it.
   bool LoadFile(const std::filesystem::path& file, const std::string& path,
-                const std::string& shown_name);
+                const std::string& shown_name, kt::cli::Links links);
   bool LoadWanted(const Wanted& wanted);
   Found Find(const Wanted& wanted) const;
   bool IsAllowed(const std::filesystem::path& file) const;
 
   Kt_Script& script_;
   Kt_CliReport& report_;
+  Kt_CliFence& fence_;
   OnFile on_file_;
-  std::filesystem::path root_;
   // As given on the command line, and canonical.
   struct IncludeDir {
     std::filesystem::path given;

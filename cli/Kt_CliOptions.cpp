@@ -4,6 +4,7 @@
 #include <CLI/CLI.hpp>
 #include <ostream>
 
+#include "cli/Kt_CliFence.h"
 #include "cli/Kt_CliLoader.h"
 
 namespace kt::cli {
@@ -21,6 +22,27 @@ bool AddIncludeDirs(const std::vector<std::string>& include_dirs, const char* co
   for (const std::string& dir : include_dirs) {
     if (loader.AddIncludeDir(dir)) continue;
     streams.messages << command << ": --include-dir: there is no folder '" << dir << "'\n";
+    return false;
+  }
+  return true;
+}
+
+void AddFileRules(CLI::App& command, FileRules& rules) {
+  command.add_option("--allow-dir", rules.allow_dirs, "Let scripts use files in this folder too")
+      ->type_name("DIR")
+      ->allow_extra_args(false);
+  CLI::Option* const none = command.add_flag(
+      "--no-files", rules.no_files, "Let scripts use files in folders of --allow-dir only");
+  command.add_flag("--allow-all-files", rules.all_files, "Let scripts use files anywhere")
+      ->excludes(none);
+}
+
+bool SetUpFence(const FileRules& rules, const char* command, Kt_CliFence& fence, Streams streams) {
+  if (rules.no_files) fence.TakeFilesAway();
+  if (rules.all_files) fence.AllowAllFiles();
+  for (const std::string& dir : rules.allow_dirs) {
+    if (fence.AllowDir(dir)) continue;
+    streams.messages << command << ": --allow-dir: there is no folder '" << dir << "'\n";
     return false;
   }
   return true;

@@ -6,6 +6,7 @@
 
 #include "cli/Kt_Cli.h"
 
+class Kt_CliFence;
 class Kt_CliLoader;
 
 namespace kt::cli {
@@ -18,6 +19,16 @@ bool AddIncludeDirs(const std::vector<std::string>& include_dirs, const char* co
 
 // --json of a command whose results it does not change; Main looks for it before the command runs.
 void AddJsonFlag(CLI::App& command, const std::string& help);
+
+// Which files scripts may reach, as the command line says.
+struct FileRules {
+  std::vector<std::string> allow_dirs;
+  bool no_files = false;
+  bool all_files = false;
+};
+void AddFileRules(CLI::App& command, FileRules& rules);
+// Tells the fence; false when a folder is none, which has been said then.
+bool SetUpFence(const FileRules& rules, const char* command, Kt_CliFence& fence, Streams streams);
 
 // Loading a script evaluates its global variables. Commands that do not run the script have no use
 // for their values, give them no host functions, and do not wait for one that runs a long loop.

@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "cli/Kt_CliText.h"
+#include "cli/Kt_CliVisible.h"
 
 namespace {
 
@@ -23,7 +24,7 @@ constexpr milliseconds kTurn{250};
 constexpr int kUsualWidth = 80;
 
 bool IsTerminal(const std::ostream& out) {
-  return &out == &std::cerr && ::isatty(STDERR_FILENO) != 0;
+  return kt::cli::VisibleStream::TargetOf(out) == std::cerr.rdbuf() && ::isatty(STDERR_FILENO) != 0;
 }
 
 int TerminalWidth() {
@@ -46,7 +47,7 @@ Kt_WString CutMiddle(const Kt_WString& text, int width) {
 }  // namespace
 
 Kt_CliProgress::Kt_CliProgress(std::ostream& messages, const std::string& what)
-    : out_(messages), what_(what) {
+    : what_(kt::cli::Shown(what)) {
   if (!IsTerminal(messages)) return;
   try {
     thread_ = std::thread([this] { Show(); });
@@ -72,9 +73,9 @@ void Kt_CliProgress::Show() {
   if (wake_.wait_for(lock, kQuietTime, is_done)) return;
   do {
     const auto time = std::chrono::duration_cast<seconds>(steady_clock::now() - start);
-    out_ << '\r' << Line(what_, time, TerminalWidth() - 1) << "\x1b[K" << std::flush;
+    std::cerr << '\r' << Line(what_, time, TerminalWidth() - 1) << "\x1b[K" << std::flush;
   } while (!wake_.wait_for(lock, kTurn, is_done));
-  out_ << "\r\x1b[K" << std::flush;
+  std::cerr << "\r\x1b[K" << std::flush;
 }
 
 std::string Kt_CliProgress::Line(const std::string& what, seconds time, int width) {

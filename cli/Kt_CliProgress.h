@@ -30,7 +30,6 @@ class Kt_CliProgress {
  private:
   void Show();
 
-  std::ostream& out_;
   const std::string what_;
   std::mutex mutex_;
   std::condition_variable wake_;

@@ -8,6 +8,7 @@
 
 #include "cli/Kt_CliDataReport.h"
 #include "cli/Kt_CliVars.h"
+#include "cli/Kt_CliVisible.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "object/Kt_ExprObject.h"
 #include "script/Kt_ScriptOpPayloads.h"
@@ -185,8 +186,8 @@ void Kt_CliRepl::ListDatasets() {
   const Kt_CliDatasets& datasets = session_.GetHost().GetDatasets();
   for (const Kt_WString& name : datasets.GetNames()) {
     const Kt_Dataset& dataset = *datasets.Find(name)->GetDataset();
-    streams_.out << fmt::format("{}: {} rows, {} columns\n", name.ToUtf8(), dataset.GetRowCount(),
-                                dataset.GetColCount());
+    streams_.out << fmt::format("{}: {} rows, {} columns\n", kt::cli::Shown(name),
+                                dataset.GetRowCount(), dataset.GetColCount());
   }
 }
 
@@ -214,8 +215,10 @@ bool Kt_CliRepl::HelpOnFunction(const Kt_WString& name) {
     if (arg > 0) arguments += ", ";
     arguments += func->GetArgs().GetItem(arg)->GetVar()->name.ToUtf8();
   }
-  streams_.out << fmt::format("{}({})\n    Defined at {}:{}.\n", func->GetName().ToUtf8(),
-                              arguments, func->GetSourceName().ToUtf8(), func->GetProtoLine() + 1);
+  streams_.out << fmt::format("{}({})\n    Defined at {}:{}.\n", kt::cli::Shown(func->GetName()),
+                              kt::cli::WithVisibleControls(arguments),
+                              kt::cli::WithVisibleControls(func->GetSourceName()).ToUtf8(),
+                              func->GetProtoLine() + 1);
   return true;
 }
 

@@ -20,6 +20,7 @@ class Kt_CliRepl {
              const std::atomic<bool>* cancel = nullptr)
       : streams_(streams), include_dirs_(std::move(include_dirs)), session_(streams, cancel) {}
 
+  Kt_CliFence& GetFence() { return session_.GetHost().GetFence(); }
   // Loads the datasets of the command line; their options are those of :data and :save too. The
   // exit status.
   int LoadDataFiles(const kt::cli::DataFiles& files);

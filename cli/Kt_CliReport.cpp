@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "cli/Kt_CliText.h"
+#include "cli/Kt_CliVisible.h"
 #include "script/Kt_SyntaxErrors.h"
 
 namespace {
@@ -35,7 +36,7 @@ kt::cli::Diagnostic ToDiagnostic(const Kt_SyntaxError& error) {
   diagnostic.text = error.message.ToUtf8();
   if (!error.detail.IsEmpty()) diagnostic.text += ": " + error.detail.ToUtf8();
   if (!error.function_name.IsEmpty() && !error.is_warning) {
-    diagnostic.text += " in function " + error.function_name.ToUtf8();
+    diagnostic.text += " in function " + kt::cli::Shown(error.function_name);
   }
   return diagnostic;
 }
@@ -44,13 +45,13 @@ kt::cli::Diagnostic ToDiagnostic(const Kt_SyntaxError& error) {
 
 void Kt_CliReport::Line(const std::string& message) {
   out_.flush();
-  messages_ << message << '\n';
+  messages_ << kt::cli::WithVisibleControls(message) << '\n';
 }
 
 void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
                            std::size_t length, const std::string& what) {
   // The reader of messages wants something in front of the severity.
-  AtPlace(name, text, offset, length, kt::cli::ReadMessage("-: " + what));
+  AtPlace(name, text, offset, length, kt::cli::ReadMessage("-: " + kt::cli::WithVisibleControls(what)));
 }
 
 void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& part, std::size_t offset,
@@ -72,8 +73,8 @@ void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& part, std:
     json->Write(what);
     return;
   }
-  messages_ << fmt::format("{}:{}:{}: {}\n", what.file, what.line, what.column,
-                           kt::cli::Describe(what))
+  messages_ << fmt::format("{}:{}:{}: {}\n", kt::cli::WithVisibleControls(what.file), what.line,
+                           what.column, kt::cli::Describe(what))
             << kt::cli::LineWithCaret(text, offset, length);
 }
 

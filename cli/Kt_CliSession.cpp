@@ -159,7 +159,7 @@ bool Kt_CliSession::Load(const std::string& path, const std::vector<std::string>
   budget.limit_steps = kt::cli::kInitialiserSteps;
   checked.SetBudget(&budget);
   const auto load = [&](Kt_Script& script, Kt_CliReport& to) {
-    Kt_CliLoader loader(script, to);
+    Kt_CliLoader loader(script, to, host_.GetFence());
     loader.SetOnFile(
         [this](const std::string& name, const Kt_WString& text) { host_.SetSource(name, text); });
     return kt::cli::AddIncludeDirs(include_dirs, ":load", loader, streams_) &&

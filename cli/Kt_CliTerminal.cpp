@@ -15,6 +15,7 @@
 
 #include "classlib/Kt_WString.h"
 #include "cli/Kt_CliText.h"
+#include "cli/Kt_CliVisible.h"
 
 namespace fs = std::filesystem;
 
@@ -67,6 +68,7 @@ std::string CommonStart(const std::vector<std::string>& names) {
 std::string InColumns(std::vector<std::string> names) {
   const std::size_t left_out = names.size() - std::min(names.size(), kMaxShownNames);
   names.resize(names.size() - left_out);
+  for (std::string& name : names) name = kt::cli::WithVisibleControls(name);
   std::vector<int> widths;
   for (const std::string& name : names) {
     widths.push_back(kt::cli::DisplayWidth(Kt_WString::FromUtf8(name).View()));

@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "classlib/Kt_Object.h"
+#include "cli/Kt_CliVisible.h"
 
 namespace kt::cli {
 namespace {
@@ -70,7 +71,7 @@ constexpr std::size_t kUnitsBehind = 60;
 constexpr int kTabWidth = 8;
 
 // `text` on the screen from column `column` on; `column` moves to its end.
-std::string Shown(std::u16string_view text, int& column) {
+std::string OnScreen(std::u16string_view text, int& column) {
   std::string out;
   for (std::size_t at = 0; at < text.size();) {
     const std::size_t start = at;
@@ -79,12 +80,10 @@ std::string Shown(std::u16string_view text, int& column) {
       const int blanks = kTabWidth - column % kTabWidth;
       out.append(static_cast<std::size_t>(blanks), ' ');
       column += blanks;
-    } else if (character < 0x20 || (character >= 0x7F && character < 0xA0)) {
-      out += "\uFFFD";
-      ++column;
     } else {
-      out += Kt_WString(text.substr(start, at - start)).ToUtf8();
-      column += DisplayWidth(character);
+      const Kt_WString shown = WithVisibleControls(Kt_WString(text.substr(start, at - start)));
+      out += shown.ToUtf8();
+      column += DisplayWidth(shown);
     }
   }
   return out;
@@ -204,11 +203,11 @@ std::string LineWithCaret(std::u16string_view text, std::size_t offset, std::siz
     tail = "...\n";
   }
   const std::size_t marked_end = std::clamp(offset + length, offset, end);
-  line += Shown(text.substr(start, offset - start), column);
+  line += OnScreen(text.substr(start, offset - start), column);
   const int caret = column;
-  line += Shown(text.substr(offset, marked_end - offset), column);
+  line += OnScreen(text.substr(offset, marked_end - offset), column);
   const int wave = std::max(column - caret - 1, 0);
-  line += Shown(text.substr(marked_end, end - marked_end), column);
+  line += OnScreen(text.substr(marked_end, end - marked_end), column);
   return line + tail + std::string(static_cast<std::size_t>(caret), ' ') + '^' +
          std::string(static_cast<std::size_t>(wave), '~') + '\n';
 }

@@ -25,8 +25,9 @@ Place PlaceAt(std::u16string_view text, std::size_t offset);
 std::size_t LineStart(std::u16string_view text, kt_long line);
 
 // The line around `offset`, and a caret under the place with a wavy line under the rest of its
-// `length` units: two lines of UTF-8 with a line feed each. Tabs become blanks, control characters
-// show as U+FFFD; of a long line only the part around the place is shown, "..." where it was cut.
+// `length` units: two lines of UTF-8 with a line feed each. Tabs become blanks, other controls are
+// made visible (Kt_CliVisible.h); of a long line only the part around the place is shown, "..."
+// where it was cut.
 std::string LineWithCaret(std::u16string_view text, std::size_t offset, std::size_t length = 1);
 
 // The text of a value as print() shows it: lists as [1, 'a', [2]], bytes in hexadecimal.

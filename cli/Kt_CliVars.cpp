@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli/Kt_CliText.h"
+#include "cli/Kt_CliVisible.h"
 
 namespace kt::cli {
 namespace {
@@ -77,15 +78,6 @@ class Beginning {
   Kt_WString out_;
 };
 
-// On one line: control characters as the pictures that stand for them.
-void ShowControls(Kt_WString& text) {
-  for (kt_long at = 0; at < text.GetLength(); ++at) {
-    const char16_t unit = text.GetAt(at);
-    if (unit < 0x20) text.SetAt(at, static_cast<char16_t>(0x2400 + unit));
-    if (unit >= 0x7F && unit < 0xA0) text.SetAt(at, u'\uFFFD');
-  }
-}
-
 // The length of the character at `at`.
 std::size_t UnitsAt(std::u16string_view text, std::size_t at) {
   const bool is_pair = text[at] >= 0xD800 && text[at] < 0xDC00 && at + 1 < text.size();
@@ -141,10 +133,9 @@ std::string VariableTable(const Kt_VariableList& variables) {
   });
   std::vector<Row> rows;
   for (const auto& [name, variable] : sorted) {
-    Kt_WString value = Beginning::Of(variable->GetValue());
-    ShowControls(value);
-    rows.push_back({Cut(name, kMaxNameWidth), KindName(variable->GetValue().GetTag()),
-                    Cut(value, kMaxValueWidth)});
+    const Kt_WString value = WithVisibleControls(Beginning::Of(variable->GetValue()));
+    rows.push_back({Cut(WithVisibleControls(name), kMaxNameWidth),
+                    KindName(variable->GetValue().GetTag()), Cut(value, kMaxValueWidth)});
   }
   return Aligned(rows);
 }

@@ -5,15 +5,25 @@
 #include <numeric>
 #include <utility>
 
+namespace {
+
+std::u16string Folded(const Kt_WString& text) {
+  std::u16string folded(text.View());
+  for (char16_t& unit : folded) unit = kt_foldcaseW(unit);
+  return folded;
+}
+
+}  // namespace
+
 Kt_CliView::Kt_CliView(const Kt_Dataset& dataset) : dataset_(dataset) {
   for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
-    columns_.push_back(
-        {dataset.GetColID(col), col, -1, dataset.GetColType(col), Kt_Aggregate::kNone});
+    AddColumn({dataset.GetColID(col), col, -1, dataset.GetColType(col), Kt_Aggregate::kNone});
   }
 }
 
 void Kt_CliView::SetColumns(std::vector<Column> columns) {
   columns_.clear();
+  headings_.clear();
   total_.clear();
   columns_.reserve(columns.size());
   for (Column& column : columns) AddColumn(std::move(column));
@@ -27,17 +37,17 @@ void Kt_CliView::AddColumn(Column column, bool in_front) {
   for (std::size_t& label : label_columns_) ++label;
 }
 
-// Headings become names of columns in files, which have to differ.
-Kt_WString Kt_CliView::UniqueHeading(const Kt_WString& heading) const {
-  const auto taken = [this](const Kt_WString& name) {
-    return std::any_of(columns_.begin(), columns_.end(),
-                       [&name](const Column& column) { return column.heading.EqualsNoCase(name); });
-  };
-  Kt_WString unique = heading;
-  for (std::size_t number = 2; taken(unique); ++number) {
-    unique = heading + u" " + Kt_WString::FromUtf8(std::to_string(number));
+// Headings become names of columns in files, which have to differ. A cross table has thousands.
+Kt_WString Kt_CliView::UniqueHeading(const Kt_WString& heading) {
+  constexpr std::size_t kFirstNumber = 2;
+  const auto [taken, is_new] = headings_.try_emplace(Folded(heading), kFirstNumber);
+  if (is_new) return heading;
+  for (;;) {
+    // A rehash moves no element, so `taken` holds on.
+    const std::string number = std::to_string(taken->second++);
+    const Kt_WString unique = heading + u" " + Kt_WString::FromUtf8(number);
+    if (headings_.try_emplace(Folded(unique), kFirstNumber).second) return unique;
   }
-  return unique;
 }
 
 void Kt_CliView::ShowSubtotals(kt_long max_level) {

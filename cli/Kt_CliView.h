@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "classlib/Kt_Dataset.h"
@@ -78,11 +79,13 @@ class Kt_CliView {
  private:
   kt_long DatasetRow(kt_long row) const { return some_rows_ ? rows_[AsIndex(row)] : row; }
   static std::size_t AsIndex(kt_long row) { return static_cast<std::size_t>(row); }
-  Kt_WString UniqueHeading(const Kt_WString& heading) const;
+  Kt_WString UniqueHeading(const Kt_WString& heading);
   Kt_Variant StateText(kt_long dataset_row) const;
 
   const Kt_Dataset& dataset_;
   std::vector<Column> columns_;
+  // The headings without regard to case, each with the number to try next.
+  std::unordered_map<std::u16string, std::size_t> headings_;
   std::vector<std::size_t> label_columns_;
   std::vector<kt_long> group_keys_;
   std::vector<kt_long> rows_;  // of the dataset, when only some are shown

@@ -17,6 +17,7 @@ namespace {
 struct Options {
   std::vector<std::string> files;
   std::vector<std::string> include_dirs;
+  FileRules file_rules;
   bool no_warnings = false;
 };
 
@@ -26,8 +27,12 @@ int CheckFile(const std::string& file, const Options& options, Kt_CliReport& rep
   Kt_RunBudget budget;
   budget.limit_steps = kInitialiserSteps;
   script.SetBudget(&budget);
-  Kt_CliLoader loader(script, report);
-  if (!AddIncludeDirs(options.include_dirs, "kt check", loader, streams)) return kCommandFault;
+  Kt_CliFence fence;
+  Kt_CliLoader loader(script, report, fence);
+  if (!AddIncludeDirs(options.include_dirs, "kt check", loader, streams) ||
+      !SetUpFence(options.file_rules, "kt check", fence, streams)) {
+    return kCommandFault;
+  }
   return loader.Load(file);
 }
 
@@ -48,6 +53,7 @@ void AddCheck(CLI::App& app, Action& action) {
   CLI::App* const check = app.add_subcommand("check", "Report syntax errors and likely mistakes");
   check->add_option("FILE", options->files, "Scripts")->required();
   AddIncludeDirOption(*check, options->include_dirs);
+  AddFileRules(*check, options->file_rules);
   AddJsonFlag(*check, "Print what is found as objects, one a line");
   check->add_flag("--no-warn", options->no_warnings, "Report errors only");
   check->callback([options, &action] {

@@ -7,6 +7,7 @@
 #include "cli/Kt_CliExpr.h"
 #include "cli/Kt_CliLoader.h"
 #include "cli/Kt_CliOptions.h"
+#include "cli/Kt_CliVisible.h"
 #include "expr/Kt_ExprDump.h"
 #include "script/Kt_RunBudget.h"
 #include "script/Kt_Script.h"
@@ -28,11 +29,12 @@ int DumpExpression(const Options& options, Streams streams) {
   if (!ParseExpression(Kt_WString::FromUtf8(options.expression), expression, report)) {
     return kScriptFault;
   }
+  VisibleStream out(streams.out);
   // A bracket list keeps its text and has no operations before its pieces are evaluated.
   if (expression.GetState() == kStateList) {
-    streams.out << "list  " << expression.GetText().ToUtf8() << '\n';
+    out << "list  " << expression.GetText().ToUtf8() << '\n';
   } else {
-    streams.out << DumpOps(expression.GetOps()).ToUtf8();
+    out << DumpOps(expression.GetOps()).ToUtf8();
   }
   return kFine;
 }
@@ -43,11 +45,12 @@ int DumpFile(const Options& options, Streams streams) {
   Kt_RunBudget budget;
   budget.limit_steps = kInitialiserSteps;
   script.SetBudget(&budget);
-  Kt_CliLoader loader(script, report);
+  Kt_CliFence fence;
+  Kt_CliLoader loader(script, report, fence);
   if (!AddIncludeDirs(options.include_dirs, "kt dump", loader, streams)) return kCommandFault;
   // What could be loaded of a script with faults is worth seeing too.
   const int status = loader.Load(options.file);
-  if (status != kCommandFault) streams.out << DumpScript(script).ToUtf8();
+  if (status != kCommandFault) VisibleStream(streams.out) << DumpScript(script).ToUtf8();
   return status;
 }
 

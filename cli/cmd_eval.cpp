@@ -11,6 +11,7 @@
 #include "cli/Kt_CliDataOptions.h"
 #include "cli/Kt_CliExpr.h"
 #include "cli/Kt_CliHost.h"
+#include "cli/Kt_CliOptions.h"
 #include "cli/Kt_CliReport.h"
 #include "cli/Kt_CliResult.h"
 #include "dataset/Kt_DatasetCtx.h"
@@ -21,6 +22,7 @@ namespace {
 
 struct Options {
   std::string expression;
+  FileRules file_rules;
   DataArguments data;
   std::optional<kt_long> row;
   bool json = false;
@@ -60,6 +62,7 @@ int Eval(const Options& options, Streams streams) {
   const Kt_WString text = Kt_WString::FromUtf8(options.expression);
   if (!ParseExpression(text, expression, report)) return kScriptFault;
   Kt_CliHost host(streams.out, streams.messages);
+  if (!SetUpFence(options.file_rules, "kt eval", host.GetFence(), streams)) return kCommandFault;
   host.SetExpression(kExpressionName, text);
   if (const int status = LoadDataFiles(files, "kt eval", host, streams); status != kFine)
     return status;
@@ -89,6 +92,7 @@ void AddEval(CLI::App& app, Action& action) {
   auto options = std::make_shared<Options>();
   CLI::App* const eval = app.add_subcommand("eval", "Evaluate one expression");
   eval->add_option("EXPR", options->expression, "The expression")->required();
+  AddFileRules(*eval, options->file_rules);
   AddDataArguments(*eval, options->data);
   eval->add_option("--row", options->row, "Evaluate in that row of the default dataset, from 0")
       ->type_name("N")

@@ -17,21 +17,28 @@ namespace {
 
 // A wrong folder is a fault of the command line, not of the first file that is loaded.
 bool CheckIncludeDirs(const std::vector<std::string>& include_dirs, Streams streams) {
+  Kt_CliFence fence;
   Kt_Script script;
   Kt_CliReport report(streams.out, streams.messages);
-  Kt_CliLoader loader(script, report);
+  Kt_CliLoader loader(script, report, fence);
   return AddIncludeDirs(include_dirs, "kt repl", loader, streams);
 }
 
 struct Options {
   std::vector<std::string> include_dirs;
+  FileRules file_rules;
   DataArguments data;
 };
+
+int Begin(Kt_CliRepl& repl, const Options& options, const DataFiles& files, Streams streams) {
+  if (!SetUpFence(options.file_rules, "kt repl", repl.GetFence(), streams)) return kCommandFault;
+  return repl.LoadDataFiles(files);
+}
 
 int Prompt(const Options& options, const DataFiles& files, Streams streams) {
   Kt_CliTerminal terminal(Kt_CliTerminal::DefaultHistoryFile());
   Kt_CliRepl repl(streams, options.include_dirs, &Kt_CliTerminal::Interrupted());
-  if (const int status = repl.LoadDataFiles(files); status != kFine) return status;
+  if (const int status = Begin(repl, options, files, streams); status != kFine) return status;
   terminal.SetCompleter([&repl](std::string_view before, std::size_t& start) {
     return repl.Complete(before, start);
   });
@@ -52,7 +59,7 @@ int Repl(const Options& options, Streams streams) {
   if (::isatty(STDIN_FILENO) && ::isatty(STDOUT_FILENO)) return Prompt(options, files, streams);
   Kt_CliPipe pipe(std::cin);
   Kt_CliRepl repl(streams, options.include_dirs);
-  const int status = repl.LoadDataFiles(files);
+  const int status = Begin(repl, options, files, streams);
   return status == kFine ? repl.Run(pipe) : status;
 }
 
@@ -63,6 +70,7 @@ void AddRepl(CLI::App& app, Action& action) {
   CLI::App* const repl =
       app.add_subcommand("repl", "An interactive prompt; in a pipe, run what comes line by line");
   AddIncludeDirOption(*repl, options->include_dirs);
+  AddFileRules(*repl, options->file_rules);
   AddDataArguments(*repl, options->data, false);
   AddJsonFlag(*repl, "Write messages as objects, one a line");
   repl->callback([options, &action] {

@@ -23,6 +23,7 @@ struct Options {
   std::string function = "main";
   std::vector<std::string> arguments;
   std::vector<std::string> include_dirs;
+  FileRules file_rules;
   DataArguments data;
   std::int64_t steps = 0;
   double timeout_seconds = 0;
@@ -85,8 +86,11 @@ int Run(const Options& options, Streams streams) {
   script.SetBudget(&budget);
 
   Kt_CliReport report(streams.out, streams.messages);
-  Kt_CliLoader loader(script, report);
-  if (!AddIncludeDirs(options.include_dirs, "kt run", loader, streams)) return kCommandFault;
+  Kt_CliLoader loader(script, report, host.GetFence());
+  if (!AddIncludeDirs(options.include_dirs, "kt run", loader, streams) ||
+      !SetUpFence(options.file_rules, "kt run", host.GetFence(), streams)) {
+    return kCommandFault;
+  }
   loader.SetOnFile(
       [&](const std::string& name, const Kt_WString& text) { host.SetSource(name, text); });
   // In front of the script, whose globals may use the datasets.
@@ -111,6 +115,7 @@ void AddRun(CLI::App& app, Action& action) {
   run->add_option("FUNC", options->function, "The function to call")->capture_default_str();
   run->add_option("ARG", options->arguments, "Arguments for the function, as texts");
   AddIncludeDirOption(*run, options->include_dirs);
+  AddFileRules(*run, options->file_rules);
   AddDataArguments(*run, options->data);
   run->add_option("--steps", options->steps, "Stop after about this many steps of work")
       ->type_name("N")

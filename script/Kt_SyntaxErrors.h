@@ -23,7 +23,15 @@
   X(kWarnDefaultFirst,    u"default-before-last-label",                                            \
     u"this label takes every value, also those of the labels behind it")                           \
   X(kWarnSecondFunction,  u"second-definition",                                                    \
-    u"a function of this name exists; this definition is appended to it")
+    u"a function of this name exists; this definition is appended to it")                          \
+  X(kWarnBidiControl,     u"bidi-control",                                                         \
+    u"this character changes the direction in which the text is shown")                            \
+  X(kWarnInvisible,       u"invisible-character",                                                  \
+    u"this character cannot be seen")                                                              \
+  X(kWarnLookAlike,       u"look-alike-name",                                                      \
+    u"this name looks like another one")                                                           \
+  X(kWarnMixedScripts,    u"mixed-scripts",                                                        \
+    u"this name mixes letters of scripts that look alike")
 // clang-format on
 
 enum class Kt_ScriptWarning : std::uint8_t {

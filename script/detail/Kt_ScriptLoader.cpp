@@ -7,6 +7,7 @@
 #include "script/Kt_Script.h"
 #include "script/Kt_ScriptUtil.h"
 #include "script/detail/Kt_BodyParser.h"
+#include "script/detail/Kt_SourceLint.h"
 
 namespace kt::detail {
 
@@ -38,6 +39,7 @@ kt_long ScriptLoader::Fail(kt_long code, kt_long line_at, const Slice& place,
 }
 
 kt_long ScriptLoader::Run() {
+  if (reporter_.WantsWarnings()) WarnOfSource(text_.View(), reporter_);
   for (kt_long at = 0;;) {
     const Slice rest = text_.From(at);
     kt_long error_pos = 0;

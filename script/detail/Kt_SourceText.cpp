@@ -7,7 +7,7 @@
 
 namespace kt::detail {
 
-LineTable::LineTable(std::u16string_view text, kt_long base) : base_(base) {
+LineTable::LineTable(std::u16string_view text, kt_long base) : text_(text), base_(base) {
   starts_.push_back(0);
   const std::size_t size = text.size();
   for (std::size_t at = 0; at < size; ++at) {
@@ -33,6 +33,15 @@ std::size_t LineTable::IndexOf(kt_long offset) const {
 
 kt_long LineTable::LineOf(kt_long offset) const {
   return base_ + static_cast<kt_long>(IndexOf(offset));
+}
+
+kt_long LineTable::LineEnd(kt_long offset) const {
+  const std::size_t line = IndexOf(offset);
+  if (line + 1 == starts_.size()) return static_cast<kt_long>(text_.size());
+  const kt_long next = starts_[line + 1];
+  const auto last = static_cast<std::size_t>(next - 1);
+  const bool has_two = next - starts_[line] > 1 && text_[last] == u'\n' && text_[last - 1] == u'\r';
+  return next - (has_two ? 2 : 1);
 }
 
 Slice Slice::Trimmed() const {

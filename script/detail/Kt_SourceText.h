@@ -10,7 +10,8 @@
 // source they come from.
 namespace kt::detail {
 
-// Where the lines of a text start. Threads: one thread at a time (look-ups remember their place).
+// Where the lines of a text start. Borrows the text. Threads: one thread at a time (look-ups
+// remember their place).
 class LineTable {
  public:
   // `base` is the number of the first line.
@@ -20,10 +21,13 @@ class LineTable {
   kt_long LineOf(kt_long offset) const;
   // From 1.
   kt_long ColumnOf(kt_long offset) const { return offset - starts_[IndexOf(offset)] + 1; }
+  // Where the line ends that has the unit at `offset`, in front of its line break.
+  kt_long LineEnd(kt_long offset) const;
 
  private:
   std::size_t IndexOf(kt_long offset) const;
 
+  std::u16string_view text_;
   kt_long base_;
   std::vector<kt_long> starts_;   // starts_[0] == 0, ascending
   mutable std::size_t last_ = 0;  // answer of the last look-up

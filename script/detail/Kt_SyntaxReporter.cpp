@@ -27,13 +27,13 @@ bool HasComment(std::u16string_view text) {
 Kt_SyntaxError SyntaxReporter::RecordAt(Place place, const Kt_WString* function_name) const {
   const auto size = static_cast<kt_long>(source_.size());
   const kt_long offset = std::clamp(place.offset, kt_long{0}, size);
-  const std::size_t line_end =
-      std::min(source_.find_first_of(u"\r\n", static_cast<std::size_t>(offset)), source_.size());
+  // Not looked for from the place on: a line may be as long as the source and full of faults.
+  const kt_long line_end = std::max(lines_.LineEnd(offset), offset);
   Kt_SyntaxError error;
   error.source_name = source_name_;
   error.line = lines_.LineOf(offset) + 1;
   error.column = lines_.ColumnOf(offset);
-  error.length = std::max(std::min(place.length, static_cast<kt_long>(line_end) - offset), 1);
+  error.length = std::max(std::min(place.length, line_end - offset), 1);
   if (function_name != nullptr) error.function_name = *function_name;
   return error;
 }
@@ -51,17 +51,19 @@ void SyntaxReporter::Report(const Fault& fault) {
 }
 
 void SyntaxReporter::AddWarning(const Kt_WString& name, const Kt_WString& text, Place place,
-                                const Kt_WString* function_name) {
+                                const Kt_WString* function_name, const Kt_WString& detail) {
   Kt_SyntaxError error = RecordAt(place, function_name);
   error.is_warning = true;
   error.message = text;
+  error.detail = detail;
   error.warning_name = name;
   places_->AddError(std::move(error));
 }
 
-void SyntaxReporter::Warn(Kt_ScriptWarning warning, Place place, const Kt_WString* function_name) {
+void SyntaxReporter::Warn(Kt_ScriptWarning warning, Place place, const Kt_WString* function_name,
+                          const Kt_WString& detail) {
   if (!WantsWarnings()) return;
-  AddWarning(GetWarningName(warning), GetWarningText(warning), place, function_name);
+  AddWarning(GetWarningName(warning), GetWarningText(warning), place, function_name, detail);
 }
 
 void SyntaxReporter::WarnOfExpr(const Slice& expression, const Kt_WString* function_name) {

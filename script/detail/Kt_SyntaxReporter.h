@@ -44,14 +44,15 @@ class SyntaxReporter {
 
   KT_COLD void Report(const Fault& fault);
   // `function_name` may be null. Only a list that wants warnings gets them.
-  KT_COLD void Warn(Kt_ScriptWarning warning, Place place, const Kt_WString* function_name);
+  KT_COLD void Warn(Kt_ScriptWarning warning, Place place, const Kt_WString* function_name,
+                    const Kt_WString& detail = {});
   // The warnings for a well-formed or faulty expression.
   KT_COLD void WarnOfExpr(const Slice& expression, const Kt_WString* function_name);
 
  private:
   Kt_SyntaxError RecordAt(Place place, const Kt_WString* function_name) const;
   void AddWarning(const Kt_WString& name, const Kt_WString& text, Place place,
-                  const Kt_WString* function_name);
+                  const Kt_WString* function_name, const Kt_WString& detail = {});
 
   Kt_WStrList* errors_;
   Kt_SyntaxErrorList* places_;  // the same list; null: no records wanted

@@ -263,7 +263,7 @@ bool IsBeingSaved(const std::string& target) {
   const std::filesystem::path path(target);
   for (const auto& entry : std::filesystem::directory_iterator(path.parent_path())) {
     const std::string name = entry.path().filename().string();
-    if (name.starts_with(path.filename().string() + ".")) return true;
+    if (name.starts_with("." + path.filename().string() + ".kt")) return true;
   }
   return false;
 }

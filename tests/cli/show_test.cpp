@@ -4,6 +4,7 @@
 #include "classlib/Kt_XmlDOM.h"
 #include "cli/Kt_CliCell.h"
 #include "cli/Kt_CliChart.h"
+#include "cli/Kt_CliSha256.h"
 #include "cli/Kt_CliTable.h"
 #include "cli/Kt_CliView.h"
 #include "cli_test_util.h"
@@ -325,12 +326,24 @@ TEST(CliShow, NothingToShow) {
   EXPECT_EQ(Show("a,b,c\n", {"--pivot", "a:b:c", "--chart", "a"}).status, 0);
 }
 
+// On both sides of the limit: the key of the rows, one column for each key, and the total.
+TEST(CliShow, CrossTablesHaveAWidthLimit) {
+  const TestFolder folder;
+  std::string rows = "r,c,v\n";
+  for (int key = 0; key < 16382; ++key) rows += "1,c" + std::to_string(key) + ",1\n";
+  const std::string fits = folder.Write("a.csv", rows);
+  EXPECT_EQ(Kt({"show", fits, "--pivot", "r:c:v", "--columns", "r,c16381,total"}).out,
+            "r  c16381  total\n─  ──────  ─────\n1       1  16382\n─  ──────  ─────\n"
+            "        1  16382\n");
+  const Outcome wide = Kt({"show", folder.Write("b.csv", rows + "1,d,1\n"), "--pivot", "r:c:v"});
+  EXPECT_EQ(wide.status, 1);
+  EXPECT_EQ(wide.messages,
+            "kt show: error: --pivot: the cross table would have 16385 columns (at most 16384)\n");
+}
+
 // ---- Cells ------------------------------------------------------------------------------------
 
-TEST(CliCell, ControlsShowAndTextsAreCutByWidth) {
-  EXPECT_EQ(WithVisibleControls(u"a\tb\x1b[31m\x7f\x85\u202Ec\xD800"),
-            u"a␉b␛[31m␡\uFFFD\uFFFDc\uFFFD");
-  EXPECT_EQ(WithVisibleControls(u"👩\u200D💻 é"), u"👩\u200D💻 é");
+TEST(CliCell, TextsAreCutByWidth) {
   const struct {
     const char16_t* text;
     kt_long width;
@@ -444,8 +457,34 @@ TEST(CliHtml, PagesAreWellFormedAndEscaped) {
   for (const char16_t* const part : {u"<script>alert('1')</script>", u"a & \"b\"", u"]]>", u"␁␋"}) {
     EXPECT_GE(text.Find(part), 0) << Kt_WString(part).ToUtf8() << text.ToUtf8();
   }
-  for (const char* const outside : {"<script", "src=", "url(", "href="}) {
+  // The policy lets the browser use the style of the page, known by its hash, and nothing else.
+  const Kt_XmlElement& head = *root.FindChild(u"head");
+  const std::string style = head.FindChild(u"style")->GetText().ToUtf8();
+  const kt::cli::HashText hash = kt::cli::Sha256Base64(style);
+  EXPECT_NE(html.find("<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
+                      "style-src 'sha256-" +
+                      std::string(hash.begin(), hash.end()) +
+                      "'; base-uri 'none'; form-action 'none'\"/>"),
+            std::string::npos);
+  for (const char* const outside : {"<script", " style=\"", " onload", "src=", "url(", "href="}) {
     EXPECT_EQ(html.find(outside), std::string::npos) << outside;
+  }
+}
+
+TEST(CliHtml, HashesOfTheStandard) {
+  const struct {
+    std::string text;
+    const char* hash;
+  } kRows[] = {
+      {"", "47DEQpj8HBSa+/TImW+5JCeuQeRkm5NMpJWZG3hSuFU="},
+      {"abc", "ungWv48Bz+pBQUDeXa4iI7ADYaOWF3qctBD/YfIAFa0="},
+      {std::string(55, 'x'), "1eKFaDzU78AtAhpcYgFGlJWJAQBdb3HongmJ+sd+QHI="},
+      {std::string(56, 'x'), "BMJiYTcO51QVSdFt7jIMcj4/0UZx5moJmv4KN3wWiI4="},
+      {std::string(3000, 'y'), "AkydXBtFlH0iEYQdh16ZXGWJEln0wpIYOWvYFLr45aU="},
+  };
+  for (const auto& row : kRows) {
+    const kt::cli::HashText hash = kt::cli::Sha256Base64(row.text);
+    EXPECT_EQ(std::string(hash.begin(), hash.end()), row.hash) << row.text.size();
   }
 }
 

@@ -45,7 +45,7 @@ TEST(CliText, CaretStandsUnderThePlace) {
     std::u16string_view text;
     std::size_t offset;
     std::size_t length;
-    const char* shown;
+    std::string shown;
   } kRows[] = {
       {u"abc", 1, 1, "abc\n ^\n"},
       {u"abc", 3, 1, "abc\n   ^\n"},
@@ -55,7 +55,9 @@ TEST(CliText, CaretStandsUnderThePlace) {
       {u"漢字x", 2, 1, "漢字x\n    ^\n"},
       {u"x漢字", 1, 2, "x漢字\n ^~~~\n"},
       {u"e\u0301x", 2, 1, "e\u0301x\n ^\n"},
-      {u"a\x1b[1mb", 5, 9, "a\uFFFD[1mb\n     ^\n"},
+      {u"a\u202Eb\u2066\u0085c", 5, 9,
+       "a\\u{202E}b\\u{2066}\\u{85}c\n" + std::string(24, ' ') + "^\n"},
+      {u"a\x1b[1mb", 5, 9, "a␛[1mb\n     ^\n"},
       {u"", 0, 1, "\n^\n"},
   };
   for (const auto& row : kRows) {
