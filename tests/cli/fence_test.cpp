@@ -14,13 +14,13 @@ namespace {
 
 using ::testing::HasSubstr;
 
-// in/ has the script, work/ is the working folder, out/ is neither. The working folder of the test
+// in/ has the script, here/ is the working folder, out/ is neither. The working folder of the test
 // is put back at the end.
 class CliFence : public ::testing::Test {
  protected:
   CliFence() : before_(fs::current_path()) {
     folder_.Write("in/deep/a.txt", "in");
-    folder_.Write("work/b.txt", "work");
+    folder_.Write("here/b.txt", "work");
     folder_.Write("out/secret.txt", "secret");
     folder_.Write("out/secret.csv", "n\n1\n");
     folder_.Write("in2/near.txt", "a folder whose name begins alike");
@@ -29,7 +29,7 @@ class CliFence : public ::testing::Test {
     fs::create_symlink("deep/a.txt", folder_.Path("in/inner.txt"));
     fs::create_symlink("../out/new.txt", folder_.Path("in/dangling.txt"));
     fs::create_symlink("loop.txt", folder_.Path("in/loop.txt"));
-    fs::current_path(folder_.Path("work"));
+    fs::current_path(folder_.Path("here"));
   }
   ~CliFence() override { fs::current_path(before_); }
 
@@ -56,7 +56,7 @@ TEST_F(CliFence, ReadsInsideAndRefusesOutside) {
     const char* text;  // null: refused
   } kRows[] = {
       {"b.txt", "work"},
-      {"../work/b.txt", "work"},
+      {"../here/b.txt", "work"},
       {folder_.Path("in/deep/a.txt"), "in"},
       {"../in/inner.txt", "in"},
       {"../in/deep/../inner.txt", "in"},
@@ -107,7 +107,7 @@ TEST_F(CliFence, WritesNothingOutside) {
   EXPECT_TRUE(HasSecret());
   EXPECT_FALSE(fs::is_symlink(folder_.Path("in/dangling.txt")));
   EXPECT_EQ(Run("writeText('new.txt', 'x')").status, 0);
-  EXPECT_EQ(folder_.Read("work/new.txt"), "x");
+  EXPECT_EQ(folder_.Read("here/new.txt"), "x");
   // A link inside stays one.
   EXPECT_EQ(Run("writeText('../in/inner.txt', 'y')").status, 0);
   EXPECT_TRUE(fs::is_symlink(folder_.Path("in/inner.txt")));
@@ -160,16 +160,16 @@ TEST_F(CliFence, OtherCommandsHaveItToo) {
 }
 
 TEST_F(CliFence, Includes) {
-  folder_.Write("work/w.kts", "function w() { return 'w'; }\n");
+  folder_.Write("here/w.kts", "function w() { return 'w'; }\n");
   folder_.Write("out/o.kts", "function w() { return 'o'; }\n");
   const struct {
     const char* file;
     std::vector<std::string> options;
     const char* gives;  // null: refused
   } kRows[] = {
-      {"../work/w.kts", {}, "w\n"},
-      {"../work/w.kts", {"--no-files"}, nullptr},
-      {"../work/w.kts", {"--no-files", "--include-dir", "."}, "w\n"},
+      {"../here/w.kts", {}, "w\n"},
+      {"../here/w.kts", {"--no-files"}, nullptr},
+      {"../here/w.kts", {"--no-files", "--include-dir", "."}, "w\n"},
       {"../out/o.kts", {}, nullptr},
       {"dirlink/o.kts", {}, nullptr},
       {"../out/o.kts", {"--allow-dir", "../out"}, "o\n"},
