@@ -199,7 +199,8 @@ void JsonMessages::Write(const Diagnostic& diagnostic) {
         {{"function", call.function}, {"file", call.file}, {"line", call.line}});
   }
   // Names of files may be any bytes.
-  out_ << json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << '\n';
+  constexpr auto kReplace = nlohmann::ordered_json::error_handler_t::replace;
+  out_ << WithJsonEscapes(json.dump(-1, ' ', false, kReplace)) << '\n';
 }
 
 int JsonMessages::overflow(int unit) {

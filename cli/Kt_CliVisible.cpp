@@ -28,7 +28,16 @@ Kt_WString Picture(char32_t character) {
   return Kt_WString::FromUtf8(fmt::format("\\u{{{:X}}}", static_cast<unsigned>(character)));
 }
 
-Kt_WString MakeVisible(std::u16string_view text, std::u16string_view kept) {
+Kt_WString JsonEscape(char32_t character) {
+  std::string escapes;
+  for (const char16_t unit : kt_characterW(character).View()) {
+    escapes += fmt::format("\\u{:04x}", static_cast<unsigned>(unit));
+  }
+  return Kt_WString::FromUtf8(escapes);
+}
+
+template <class Replace>
+Kt_WString MakeVisible(std::u16string_view text, std::u16string_view kept, Replace replace) {
   Kt_WString out;
   std::size_t done = 0;
   for (std::size_t at = 0; at < text.size();) {
@@ -36,7 +45,7 @@ Kt_WString MakeVisible(std::u16string_view text, std::u16string_view kept) {
     const std::size_t next = at + static_cast<std::size_t>(character.units);
     if (NeedsPicture(character.value) && kept.find(text[at]) == kept.npos) {
       out += text.substr(done, at - done);
-      out += Picture(character.value);
+      out += replace(character.value);
       done = next;
     }
     at = next;
@@ -60,7 +69,7 @@ std::size_t BegunBytes(std::string_view bytes) {
 }  // namespace
 
 Kt_WString WithVisibleControls(const Kt_WString& text) {
-  return IsPlain(text) ? text : MakeVisible(text, u"");
+  return IsPlain(text) ? text : MakeVisible(text, u"", Picture);
 }
 
 std::string WithVisibleControls(std::string_view utf8) {
@@ -76,6 +85,10 @@ std::string Shown(const Kt_WString& text) {
 
 std::string Shown(std::string_view utf8) { return Shown(Kt_WString::FromUtf8(utf8)); }
 
+std::string WithJsonEscapes(std::string_view json) {
+  return MakeVisible(Kt_WString::FromUtf8(json), u"", JsonEscape).ToUtf8();
+}
+
 // ---- Streams ----------------------------------------------------------------------------------
 
 const std::streambuf* VisibleStream::TargetOf(const std::ostream& stream) {
@@ -85,7 +98,7 @@ const std::streambuf* VisibleStream::TargetOf(const std::ostream& stream) {
 
 void VisibleStream::Buffer::Pass(std::string_view bytes) {
   Kt_WString text = Kt_WString::FromUtf8(bytes);
-  target_ << (IsPlain(text) ? bytes : MakeVisible(text, u"\n\t").ToUtf8());
+  target_ << (IsPlain(text) ? bytes : MakeVisible(text, u"\n\t", Picture).ToUtf8());
 }
 
 VisibleStream::Buffer::int_type VisibleStream::Buffer::overflow(int_type unit) {

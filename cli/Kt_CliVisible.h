@@ -21,6 +21,8 @@ std::string WithVisibleControls(std::string_view utf8);
 inline constexpr kt_long kMaxShownUnits = 200;
 std::string Shown(const Kt_WString& text);
 std::string Shown(std::string_view utf8);
+// The same characters as escapes of JSON. REQUIRES: `json` is JSON in one line.
+std::string WithJsonEscapes(std::string_view json);
 
 // A stream that passes everything on to another one, made visible as above but for line feeds and
 // tabs. What kt has to say goes through one, so that no part of a file or script that gets into a

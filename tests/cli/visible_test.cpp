@@ -56,6 +56,14 @@ TEST(CliVisible, StreamsPassOnWholeCharacters) {
   EXPECT_FALSE(stream << "y" << std::flush);
 }
 
+TEST(CliVisible, JsonStaysJson) {
+  EXPECT_EQ(kt::cli::WithJsonEscapes("{\"é漢\": \"a\\u001b\u202E\u009B\U000E0041\"}"),
+            "{\"é漢\": \"a\\u001b\\u202e\\u009b\\udb40\\udc41\"}");
+  const Outcome outcome = Kt({"eval", "--json", "a\u202E\u200Bb"});
+  EXPECT_NE(outcome.messages.find("\\u202e\\u200b"), std::string::npos) << outcome.messages;
+  EXPECT_EQ(outcome.messages.find("\u202E"), std::string::npos) << outcome.messages;
+}
+
 // Whatever a stranger can name: nothing of it reaches the messages as it is, nor makes a line
 // there.
 TEST(CliVisible, MessagesAreFitForATerminal) {
