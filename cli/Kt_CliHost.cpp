@@ -10,6 +10,7 @@
 #include "cli/Kt_CliFile.h"
 #include "cli/Kt_CliReport.h"
 #include "cli/Kt_CliText.h"
+#include "cli/Kt_CliVisible.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "script/Kt_Script.h"

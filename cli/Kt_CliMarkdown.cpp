@@ -8,6 +8,7 @@
 
 #include "classlib/Kt_Unicode.h"
 #include "cli/Kt_CliView.h"
+#include "cli/Kt_CliVisible.h"
 
 namespace kt::cli {
 namespace {
