@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <numeric>
 
 #include "classlib/Kt_Number.h"
@@ -62,7 +63,7 @@ Kt_Variant Convert(Kt_ColumnType type, const Kt_Variant& value) {
   return {};
 }
 
-// Equal down to the bits: NaN equals NaN, and 0 is not -0.
+// Equal down to the bits, so that 0 is not -0; but any NaN equals any other.
 bool SameValue(const Kt_Variant& a, const Kt_Variant& b) {
   if (a.GetTag() != b.GetTag()) return false;
   switch (a.GetTag()) {
@@ -73,7 +74,8 @@ bool SameValue(const Kt_Variant& a, const Kt_Variant& b) {
     case kTagDouble:
     case kTagDateTime:
       return std::bit_cast<std::uint64_t>(a.AsDouble()) ==
-             std::bit_cast<std::uint64_t>(b.AsDouble());
+                 std::bit_cast<std::uint64_t>(b.AsDouble()) ||
+             (std::isnan(a.AsDouble()) && std::isnan(b.AsDouble()));
     case kTagString: return a.AsStringView() == b.AsStringView();
     default: return Var_Order(a, b) == 0;
   }

@@ -695,5 +695,5 @@ kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type,
     out = Kt_WString(writer.Text());
     return static_cast<kt_long>(slots.size());
   });
-  return saved < 0 && report.code == kOk ? report.Refuse(kErrNoMemory, {}) : saved;
+  return saved < 0 ? SaveRefusal(saved, report) : saved;
 }

@@ -8,6 +8,7 @@
 #include "classlib/Kt_Dataset.h"
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"
+#include "classlib/detail/Kt_SavedValue.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -33,7 +34,8 @@ kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
     next.AdoptRows(table, cols, first);
     next.FindKeys(key_ids);
     for (const auto& [id, value] : table.constants) {
-      if (next.SetConstColumn(id, value) < 0) next.AddConstColumn(id, value);
+      if (next.SetConstColumn(id, value) >= 0) continue;
+      if (const kt_long added = next.AddConstColumn(id, value); added < 0) return added;
     }
     if (clear && !table.id.IsEmpty()) next.id_ = table.id;
     if (!clear) std::swap(next.history_, history_);  // the rows that were here keep their slots
@@ -161,7 +163,7 @@ kt_long Kt_Dataset::SaveTable(std::u16string_view type, Kt_SaveReport& report,
     const kt_long code = write(table);
     return code == kOk ? static_cast<kt_long>(table.row_count) : code;
   });
-  return saved < 0 && report.code == kOk ? report.Refuse(kErrNoMemory, {}) : saved;
+  return saved < 0 ? SaveRefusal(saved, report) : saved;
 }
 
 // The rows to save in record order; deleted ones are among them when `deleted` is set.

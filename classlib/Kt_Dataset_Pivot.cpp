@@ -260,11 +260,12 @@ Kt_ColumnType TypeFor(const std::vector<Kt_Variant>& values) {
 // A column for a position; ids that two positions would share get a number.
 kt_long AddTableColumn(Kt_Dataset& table, const Kt_WString& id, Kt_ColumnType type) {
   kt_long col = id.IsEmpty() ? -1 : table.AddColumn(id, type);
-  for (kt_long number = 2; col < 0 && table.GetColCount() < kMaxDatasetColumns; ++number) {
+  for (kt_long number = 2; col == -1 && table.GetColCount() < kMaxDatasetColumns; ++number) {
     Kt_WString numbered = id + u"_";
     numbered += kt_longtextW(number);
     col = table.AddColumn(numbered, type);
   }
+  if (col == kErrNoMemory) throw std::bad_alloc();
   if (col < 0) throw std::length_error("too many positions for a table");
   return col;
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <exception>
+#include <new>
 
 #include "classlib/Kt_Codes.h"
 
@@ -13,8 +14,10 @@ template <class Change>
 kt_long RefuseOnFailure(Change change) {
   try {
     return change();
-  } catch (const std::exception&) {
+  } catch (const std::bad_alloc&) {
     return kErrNoMemory;
+  } catch (const std::exception&) {  // what would be too large for a limit
+    return -1;
   }
 }
 

@@ -89,4 +89,10 @@ kt_long CheckValues(const LoadedTable& table, Kt_SaveReport& report) {
   return kOk;
 }
 
+kt_long SaveRefusal(kt_long code, Kt_SaveReport& report) {
+  if (report.code != kOk) return report.code;
+  if (code == kErrNoMemory) return report.Refuse(kErrNoMemory, {});
+  return report.Refuse(kErrNotAllowed, u"too many positions of a pivot for columns");
+}
+
 }  // namespace kt::detail

@@ -14,6 +14,9 @@ const char16_t* FaultOfValue(const Kt_Variant& value);
 // The first value of a table that a file cannot hold, by its place. kOk, or the report's code.
 kt_long CheckValues(const LoadedTable& table, Kt_SaveReport& report);
 
+// The code for the report of a save that was refused with `code`, and says nothing itself.
+kt_long SaveRefusal(kt_long code, Kt_SaveReport& report);
+
 // "row 3, column 'parts'"
 Kt_WString PlaceOfCell(kt_long row, const Kt_WString& column);
 
