@@ -83,7 +83,7 @@ TEST_F(CliDataOptions, WrongOptionsNameThemselves) {
       {{"--types", "a"},
        "--types: expected COLUMN:TYPE,... with the types long, double, currency, datetime, "
        "string, binary, variant, not 'a'"},
-      {{"--types", "c:long"}, "--types: there is no column 'c'; did you mean 'a'? Columns: a, b"},
+      {{"--types", "c:long"}, "--types: there is no column 'c'; columns: a, b"},
       {{"--allow-rejects", "many"},
        "--allow-rejects: expected a number of rows and cells, not 'many'"},
       {{"--rejects", ""}, "--rejects: expected the name of a file, not ''"},
@@ -108,7 +108,7 @@ TEST_F(CliDataOptions, WrongOptionsNameThemselves) {
       {"'no-header=1'", "no-header has no value, not '1'\n"},
       {"\"null='NA\"", "null: a quote that is never closed\n"},
       {"'skip=x'", "skip: expected a number of lines, not 'x'\n"},
-      {"'types=c:long'", "types: there is no column 'c'; did you mean 'a'? Columns: a, b\n"},
+      {"'types=c:long'", "types: there is no column 'c'; columns: a, b\n"},
   };
   for (const auto& row : kScripts) {
     const Outcome outcome =
