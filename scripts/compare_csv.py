@@ -121,12 +121,13 @@ def load_with_kt(kt, path, options):
         if status != 0:
             raise RuntimeError(f"kt run: status {status}: {messages.strip()}")
         row_count, columns = json.loads(out)
-        status, out, messages = run_kt([kt, "show", str(path), "--json", *given])
+        # What is printed has null for NaN, which data in JSON would be refused for.
+        status, out, messages = run_kt([kt, "eval", "t", "--json", "--data", f"t={path}", *given])
         if status != 0:
-            raise RuntimeError(f"kt show: status {status}: {messages.strip()}")
+            raise RuntimeError(f"kt eval: status {status}: {messages.strip()}")
         rows = [list(row.values()) for row in json.loads(out)]
         if len(rows) != row_count:
-            raise RuntimeError(f"{row_count} rows in a script, {len(rows)} shown")
+            raise RuntimeError(f"{row_count} rows in a script, {len(rows)} printed")
         rejected = []
         if rejects.exists():
             with rejects.open(newline="", encoding="utf-8") as file:
@@ -249,7 +250,8 @@ def compare_file(kt, path, name, comparison):
     if misquoted and len(frame) == len(records):
         comparison.reasons["quotes"] += len(misquoted)
         kept = [line not in misquoted for line, _ in records]
-        frame = frame[kept].reset_index(drop=True).infer_objects()
+        frame = frame[kept].reset_index(drop=True)
+        frame = frame.apply(pandas.to_numeric, errors="ignore")
         texts = texts[kept].reset_index(drop=True)
     comparison.files += 1
     comparison.rows += len(rows)
