@@ -130,8 +130,8 @@ TEST_F(CliDiagnostics, ObjectsOfEveryCommand) {
     int status;
   } kRows[] = {
       {{"check", "--json", faulty},
-       "error -5968 faulty.kts:2:11+1 [] Invalid Expression: ')' without matching '(' or after an "
-       "operator in function main\n",
+       "error -5968 faulty.kts:2:11+1 [] Invalid Expression: expression ends too early in function "
+       "main\n",
        "",
        1},
       {{"check", "--json", warned},
@@ -146,7 +146,7 @@ TEST_F(CliDiagnostics, ObjectsOfEveryCommand) {
       {{"run", "--json", "--trace", failing},
        "",
        "note 0 failing.kts:2:0+0 [] trace: 1\n"
-       "error -2085605104 failing.kts:6:28+6 [] unknown variable 'rebate' < inner failing.kts:6 < "
+       "error -2085605104 failing.kts:6:27+6 [] unknown variable 'rebate' < inner failing.kts:6 < "
        "main failing.kts:3\n",
        1},
       {{"run", "--json", "--nonsense", failing},
