@@ -193,6 +193,7 @@ int Main(std::vector<std::string> arguments, Streams raw) {
   const int status = Dispatch(std::move(arguments), streams, raw.messages, json);
   streams.out.flush();
   if (streams.out) return status;
+  if (json) json.emplace(raw.messages);  // the messages of `kt check --json` went to the output
   (json ? *json : streams.messages) << "kt: cannot write to the standard output\n";
   return std::max(status, kScriptFault);
 }
