@@ -534,6 +534,7 @@ class KT_CLASS_API Kt_Dataset {
     Evaluator& operator=(const Evaluator&) { return *this; }
     std::shared_ptr<Kt_ColumnEvaluator> pointer;
     int depth = 0;
+    bool out_of_stack = false;  // of the cells that are on the way, which all read empty then
   };
   struct Scratch {
     Scratch() = default;

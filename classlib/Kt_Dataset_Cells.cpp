@@ -2,6 +2,7 @@
 //
 // Reading and writing cells.
 #include "classlib/Kt_Dataset.h"
+#include "classlib/Kt_NativeStack.h"
 #include "classlib/Kt_Pivot.h"
 #include "classlib/detail/Kt_Refuse.h"
 
@@ -32,7 +33,10 @@ Kt_Variant Kt_Dataset::ReadSubtotal(View view, kt_long row, kt_long col, kt_long
 }
 
 Kt_Variant Kt_Dataset::ReadExpression(View view, kt_long row, const Column& column) const {
-  if (evaluator_.pointer == nullptr) return {};
+  // An evaluator that asks for the stack itself is called once without one, to report it; one that
+  // does not is stopped here.
+  if (evaluator_.pointer == nullptr || evaluator_.out_of_stack) return {};
+  evaluator_.out_of_stack = !kt_hasstack();
   // Copies: the evaluator runs code that we do not know.
   const std::shared_ptr<Kt_ColumnEvaluator> evaluator = evaluator_.pointer;
   const Kt_WString expression = column.map;
@@ -40,8 +44,9 @@ Kt_Variant Kt_Dataset::ReadExpression(View view, kt_long row, const Column& colu
   Kt_Variant value;
   ++evaluator_.depth;
   const bool found = evaluator->EvaluateColumn(*this, row, view == ActiveView(), expression, value);
-  --evaluator_.depth;
-  return found ? converter.Converted(value) : Kt_Variant();
+  const bool is_whole = found && !evaluator_.out_of_stack;
+  if (--evaluator_.depth == 0) evaluator_.out_of_stack = false;
+  return is_whole ? converter.Converted(value) : Kt_Variant();
 }
 
 // A cell of the n-th record of all.

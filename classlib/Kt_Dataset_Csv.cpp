@@ -684,7 +684,11 @@ kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type,
     return report.Refuse(kErrNotAllowed, Kt_WString(u"unknown save type '") + type + u"'");
   }
   const kt_long saved = RefuseOnFailure([&]() -> kt_long {
-    if (!IsPhysical()) return AsTable(view).SaveCSV(out, type, options, report);
+    if (!IsPhysical()) {
+      Kt_Dataset table = AsTable(view);
+      table.SetEvaluator(evaluator_.pointer);  // for its columns of expressions
+      return table.SaveCSV(out, type, options, report);
+    }
     const std::vector<Slot> slots = RowsToSave(view, changed_only, false);
     CsvWriter writer(options, report);
     for (kt_long col = 0; col < GetColCount(); ++col) {

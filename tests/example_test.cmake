@@ -1,11 +1,11 @@
-# Runs PROGRAM, or else SCRIPT with KT and the list ARGS, in the current folder; its output has to
+# Runs PROGRAM, or else SCRIPT with KT and the lists OPTIONS and ARGS, in the current folder; its output has to
 # equal EXPECTED.
 cmake_minimum_required(VERSION 3.21)
 
 if(PROGRAM)
   set(command ${PROGRAM})
 else()
-  set(command ${KT} run ${SCRIPT} ${ARGS})
+  set(command ${KT} run ${OPTIONS} ${SCRIPT} ${ARGS})
 endif()
 execute_process(COMMAND ${command}
   OUTPUT_VARIABLE output ERROR_VARIABLE errors RESULT_VARIABLE status)

@@ -1,6 +1,9 @@
 // Word frequency: the twenty commonest words of a text file as a table with bars.
 //
-//   kt run wordfreq.kts main FILE        (without FILE: the GNU GPL as Debian installs it)
+//   kt run --allow-dir FOLDER wordfreq.kts main FILE
+//
+// FOLDER is that of FILE, which may lie anywhere. Without FILE: the GNU GPL as Debian installs it, in
+// /usr/share/common-licenses.
 
 var TOP = 20;
 var BAR_WIDTH = 40;

@@ -138,7 +138,7 @@ TEST(DatasetRows, OutsideIsRefused) {
   }
   EXPECT_EQ(data.SetRowType(0, kRowTypeDelete), -1);
   EXPECT_EQ(data.AppendRow(0), -1);
-  EXPECT_EQ(data.AppendRow(kMaxDatasetRows), -1);
+  EXPECT_EQ(data.AppendRow(kMaxDatasetRows), kErrRowNotAdded);
   EXPECT_EQ(data.GetRowCount(), 2);
 }
 

@@ -437,7 +437,7 @@ TEST(Source, ExpressionsAndFiles) {
   EXPECT_EQ(logical.SetColumn(1, 2, 5), -1);
   Kt_WString text;
   EXPECT_EQ(logical.SaveCSV(text), 2);
-  EXPECT_EQ(text, u"name:string,team:long,twice:long\r\nbob,1,2\r\ncid,2,4\r\n");
+  EXPECT_EQ(text, u"name:string,team:long,twice:long,own:long\r\nbob,1,2,2\r\ncid,2,4,4\r\n");
   Kt_Dataset loaded;
   EXPECT_EQ(logical.SaveDataXml(text, u"nf"), 3);
   EXPECT_EQ(loaded.LoadDataXml(text), 3);

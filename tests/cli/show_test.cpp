@@ -333,8 +333,8 @@ TEST(CliShow, CrossTablesHaveAWidthLimit) {
   for (int key = 0; key < 16382; ++key) rows += "1,c" + std::to_string(key) + ",1\n";
   const std::string fits = folder.Write("a.csv", rows);
   EXPECT_EQ(Kt({"show", fits, "--pivot", "r:c:v", "--columns", "r,c16381,total"}).out,
-            "r  c16381  total\n─  ──────  ─────\n1       1  16382\n─  ──────  ─────\n"
-            "        1  16382\n");
+            "    r  c16381  total\n─────  ──────  ─────\n    1       1  16382\n"
+            "─────  ──────  ─────\ntotal       1  16382\n");
   const Outcome wide = Kt({"show", folder.Write("b.csv", rows + "1,d,1\n"), "--pivot", "r:c:v"});
   EXPECT_EQ(wide.status, 1);
   EXPECT_EQ(wide.messages,

@@ -60,7 +60,8 @@ TEST(CliVisible, JsonStaysJson) {
   EXPECT_EQ(kt::cli::WithJsonEscapes("{\"é漢\": \"a\\u001b\u202E\u009B\U000E0041\"}"),
             "{\"é漢\": \"a\\u001b\\u202e\\u009b\\udb40\\udc41\"}");
   const Outcome outcome = Kt({"eval", "--json", "a\u202E\u200Bb"});
-  EXPECT_NE(outcome.messages.find("\\u202e\\u200b"), std::string::npos) << outcome.messages;
+  EXPECT_NE(outcome.messages.find("'a\\\\u{202E}\\\\u{200B}b'"), std::string::npos)
+      << outcome.messages;
   EXPECT_EQ(outcome.messages.find("\u202E"), std::string::npos) << outcome.messages;
 }
 
