@@ -77,6 +77,23 @@ struct CsvColumn {
   Kt_ColumnForms forms;     // while the type is not settled
 };
 
+// Whether a cell is written in quotes: also for the separators that are not the file's, so that no
+// load takes one of them for it.
+bool NeedsQuotes(std::u16string_view text, char16_t separator, char16_t quote) {
+  return std::ranges::any_of(text, [=](char16_t unit) {
+    switch (unit) {
+      case u'"':
+      case u'\n':
+      case u'\r':
+      case u',':
+      case u';':
+      case u'\t':
+      case u'|': return true;
+      default: return unit == separator || unit == quote;
+    }
+  });
+}
+
 // "id", "id:type" or "id:type(size)"; a part behind the last colon that is no type belongs to the
 // id.
 CsvColumn ParseHeader(std::u16string_view text, bool may_have_type = true) {
@@ -174,7 +191,10 @@ class CsvLoader {
         bool whole = false;
         const View text = cell.Content(format_.quote, narrow_);
         const std::u16string_view heading = ToWide(text, wide_, whole);
-        column = ParseHeader(heading, !cell.quoted || NeedsQuotes(heading));
+        // A heading in quotes that it does not need is all id, "a:long" too.
+        const bool is_all_id = cell.quoted && !heading.starts_with(u'\xFEFF') &&
+                               !NeedsQuotes(heading, report_.separator, report_.quote);
+        column = ParseHeader(heading, !is_all_id);
         if (!whole && text.size() > kMaxUnits)
           return Fail(u"a heading is too long", scanner.Line());
       }
@@ -235,11 +255,18 @@ class CsvLoader {
   }
 
  private:
-  // A heading in quotes that it does not need is all id, "a:long" too.
-  bool NeedsQuotes(std::u16string_view heading) const {
-    const char16_t special[] = {u'"', u'\n', u'\r', report_.separator, report_.quote};
-    return heading.starts_with(u'\xFEFF') ||
-           heading.find_first_of(std::u16string_view(special, 5)) != heading.npos;
+  // Whether all headings have types: such a text was saved here, where quotes pair.
+  static bool StatesTypes(View text, const CsvFormat<Unit>& format, const Kt_CsvOptions& options) {
+    Scanner scanner(text, format);
+    scanner.SkipLines(options.skip);
+    std::vector<Cell> cells;
+    std::basic_string<Unit> narrow;
+    std::u16string wide;
+    bool whole = false;
+    if (!options.header || scanner.Next(cells) != Row::kGood) return false;
+    return std::ranges::all_of(cells, [&](const Cell& cell) {
+      return ParseHeader(ToWide(cell.Content(format.quote, narrow), wide, whole)).stated;
+    });
   }
 
   static CsvFormat<Unit> FormatOf(View text, const Kt_CsvOptions& options) {
@@ -252,7 +279,9 @@ class CsvLoader {
     if (IsAuto(options.separator)) {
       format.separator = sniffer.Separator(format, static_cast<Unit>(options.preferred));
     }
-    if (finds_quote && !sniffer.HasQuotes(format)) format.quote = 0;
+    if (finds_quote && !StatesTypes(text, format, options) && !sniffer.HasQuotes(format)) {
+      format.quote = 0;
+    }
     return format;
   }
 
@@ -504,8 +533,7 @@ class CsvLoader {
 };
 
 void AppendCell(std::u16string& out, std::u16string_view text, bool quote, char16_t separator) {
-  const char16_t special[] = {u'"', u'\n', u'\r', separator};
-  if (!quote && text.find_first_of(std::u16string_view(special, 4)) == std::u16string_view::npos) {
+  if (!quote && !NeedsQuotes(text, separator, u'"')) {
     out += text;
     return;
   }
