@@ -51,7 +51,8 @@ void Kt_CliReport::Line(const std::string& message) {
 void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
                            std::size_t length, const std::string& what) {
   // The reader of messages wants something in front of the severity.
-  AtPlace(name, text, offset, length, kt::cli::ReadMessage("-: " + kt::cli::WithVisibleControls(what)));
+  AtPlace(name, text, offset, length,
+          kt::cli::ReadMessage("-: " + kt::cli::WithVisibleControls(what)));
 }
 
 void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& part, std::size_t offset,
