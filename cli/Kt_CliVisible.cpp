@@ -30,7 +30,8 @@ Kt_WString Picture(char32_t character) {
 
 Kt_WString JsonEscape(char32_t character) {
   std::string escapes;
-  for (const char16_t unit : kt_characterW(character).View()) {
+  const Kt_WString units = kt_characterW(character);
+  for (const char16_t unit : units.View()) {
     escapes += fmt::format("\\u{:04x}", static_cast<unsigned>(unit));
   }
   return Kt_WString::FromUtf8(escapes);

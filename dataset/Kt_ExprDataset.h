@@ -260,9 +260,9 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
                          int pivot_index);
   bool TellLoadCompleted(Kt_LoadReason reason);
   void Fail(const Kt_Result& failure, bool always = false);
-  // Ends an edit of `row`, which is another one since the host was asked: -1, told to OnFail unless
-  // this wrapper, which `self` holds, has gone.
-  int GiveUp(const Kt_ObjectHolder& self, int row);
+  // Ends an edit of `row`, which is another one since the host was asked: -1, told to OnFail of the
+  // wrapper that `self` holds unless it was destroyed.
+  static int GiveUp(const Kt_ObjectHolder& self, int row);
 
   void Rebind(Kt_Dataset* dataset, Kt_ExprObject* parent);
   void ResetCursor();

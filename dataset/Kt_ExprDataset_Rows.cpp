@@ -71,7 +71,8 @@ Kt_Result Failure(kt_long code, const Kt_WString& argument) {
 }  // namespace
 
 int Kt_ExprDataset::GiveUp(const Kt_ObjectHolder& self, int row) {
-  if (self.GetObject() != nullptr) Fail(Failure(kErrRowReplaced, kt_longtextW(row)));
+  auto* const wrapper = static_cast<Kt_ExprDataset*>(self.GetObject());
+  if (wrapper != nullptr) wrapper->Fail(Failure(kErrRowReplaced, kt_longtextW(row)));
   return -1;
 }
 
