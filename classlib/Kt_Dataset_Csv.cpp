@@ -561,13 +561,15 @@ Kt_WString TypeSuffix(Kt_ColumnType type, kt_long size) {
 }
 
 // In quotes a mark of byte order is the first unit of an id, and stays; and an id that looks like
-// one with a type is all id.
+// one with a type is all id, unless it needs quotes anyway: then its type is given.
 void AppendHeading(std::u16string& out, const Kt_WString& id, std::u16string_view type,
                    const Kt_CsvSaveOptions& options) {
-  Kt_WString heading = id + type;
+  const bool has_mark = id.GetAt(0) == u'\xFEFF';
+  const bool looks_typed = !options.typed && ParseHeader(id).stated;
+  const bool needs_type = looks_typed && (has_mark || NeedsQuotes(id, options.separator, u'"'));
+  Kt_WString heading = options.typed || needs_type ? id + type : id;
   if (options.guard_formulas) GuardFormula(heading);
-  const bool quote = heading.IsEmpty() || heading.GetAt(0) == u'\xFEFF' ||
-                     (type.empty() && ParseHeader(heading).stated);
+  const bool quote = heading.IsEmpty() || has_mark || looks_typed;
   AppendCell(out, heading, quote, options.separator);
 }
 
@@ -578,7 +580,7 @@ class CsvWriter {
 
   void AddColumn(const Kt_WString& id, kt_long size, std::shared_ptr<const Kt_Column> cells) {
     if (!columns_.empty()) text_ += options_.separator;
-    AppendHeading(text_, id, options_.typed ? TypeSuffix(cells->Type(), size) : u"", options_);
+    AppendHeading(text_, id, TypeSuffix(cells->Type(), size), options_);
     columns_.push_back({id, std::move(cells)});
   }
 

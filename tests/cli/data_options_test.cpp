@@ -292,6 +292,9 @@ TEST_F(CliDataOptions, HeadingsArePlainOrTyped) {
   const Outcome typed = Run(
       {"show", "FOLDER/t.csv", "--csv", "--typed", "--guard-formulas", "--columns", "a,b:long"});
   EXPECT_EQ(typed.out, "a:long,b:long:string\r\n1,'=1+2\r\n2,'@x\r\n");
+  // An id that looks typed and needs quotes as well says its type.
+  folder_.Write("q.csv", "\"c,d:long:string\"\nx\n");
+  EXPECT_EQ(Run({"show", "FOLDER/q.csv", "--csv"}).out, "\"c,d:long:string\"\r\nx\r\n");
   // Both come back as they were.
   for (const std::vector<std::string>& form :
        {std::vector<std::string>{}, std::vector<std::string>{"--typed"}}) {
