@@ -49,6 +49,21 @@ class TestFolder {
   std::filesystem::path path_;
 };
 
+// Another working folder, as long as this lives.
+class WorkingFolder {
+ public:
+  explicit WorkingFolder(const std::string& path) : before_(std::filesystem::current_path()) {
+    std::filesystem::create_directories(path);
+    std::filesystem::current_path(path);
+  }
+  WorkingFolder(const WorkingFolder&) = delete;
+  WorkingFolder& operator=(const WorkingFolder&) = delete;
+  ~WorkingFolder() { std::filesystem::current_path(before_); }
+
+ private:
+  const std::filesystem::path before_;
+};
+
 struct Outcome {
   int status;
   std::string out;

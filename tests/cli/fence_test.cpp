@@ -14,11 +14,10 @@ namespace {
 
 using ::testing::HasSubstr;
 
-// in/ has the script, here/ is the working folder, out/ is neither. The working folder of the test
-// is put back at the end.
+// in/ has the script, here/ is the working folder, out/ is neither.
 class CliFence : public ::testing::Test {
  protected:
-  CliFence() : before_(fs::current_path()) {
+  CliFence() {
     folder_.Write("in/deep/a.txt", "in");
     folder_.Write("here/b.txt", "work");
     folder_.Write("out/secret.txt", "secret");
@@ -29,9 +28,7 @@ class CliFence : public ::testing::Test {
     fs::create_symlink("deep/a.txt", folder_.Path("in/inner.txt"));
     fs::create_symlink("../out/new.txt", folder_.Path("in/dangling.txt"));
     fs::create_symlink("loop.txt", folder_.Path("in/loop.txt"));
-    fs::current_path(folder_.Path("here"));
   }
-  ~CliFence() override { fs::current_path(before_); }
 
   // What a script in in/ that returns this expression gives.
   Outcome Run(const std::string& expression, std::vector<std::string> options = {}) const {
@@ -45,7 +42,7 @@ class CliFence : public ::testing::Test {
   }
 
   TestFolder folder_;
-  const fs::path before_;
+  const WorkingFolder here_{folder_.Path("here")};
 };
 
 constexpr const char* kOutside = "it is outside the folder of the script and the working folder";

@@ -52,6 +52,7 @@ TEST(CliInclude, FaultsNameTheFileAndTheLine) {
 
 TEST(CliInclude, StaysInsideTheFolderUnlessAllowed) {
   const TestFolder folder;
+  const WorkingFolder elsewhere(folder.Path("work"));
   folder.Write("outside/o.kts", "function o() { return 'outside'; }\n");
   const std::string script =
       folder.Write("in/a.kts", "#include '../outside/o.kts'\nfunction main() { return o(); }\n");
