@@ -350,6 +350,11 @@ TEST(DatasetCsv, ShapesOfFiles) {
       {"a\tb\n1\t\"x\ny\"\n", u'\t', plain, "a:long,b:string|1,'x\ny'", u'\t', u'"'},
       {"a\tb\n1\t\"x\ty\"\n\"p\tq\"\t2\n2\t\"z\"w\n", u'\t', plain,
        "a:string,b:string|'1','x\ty'|'p\tq','2'", u'\t', u'"'},
+      // A text with types was saved here
+      {"a:string\tb\n\"x\t\ny\"\tc\n", u'\t', plain,
+       "a:string,b:string|'\"x',-|'y\"','c'", u'\t', 0},
+      {"a:string\tb:string\n\"x\t\ny\"\tc\n", u'\t', plain,
+       "a:string,b:string|'x\t\ny','c'", u'\t', u'"'},
       {"a\tb\n\"1\"\t\"x\"\n", u'\t', plain, "a:long,b:string|1,'x'", u'\t', u'"'},
       {"a,b\n'x,y',1\n", u',', [](Kt_CsvOptions& options) { options.quote = u'\''; },
        "a:string,b:long|'x,y',1", u',', u'\''},
