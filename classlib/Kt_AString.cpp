@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <new>
 
 namespace {
 
@@ -75,6 +76,7 @@ Converter OpenConverter(kt_long code_page) {
     UErrorCode ignored = U_ZERO_ERROR;  // a page without '?' keeps its own substitute
     ucnv_setSubstChars(converter.get(), "?", 1, &ignored);
   }
+  if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
   return U_SUCCESS(status) ? std::move(converter) : nullptr;
 }
 
@@ -139,6 +141,7 @@ bool FromConverter(std::string_view bytes, kt_long code_page, Kt_WString& out) {
   ucnv_toUnicode(converter.get(), &end, text + bytes.size(), &source, source + bytes.size(),
                  nullptr, /*flush=*/false, &status);
   out = out.Mid(0, static_cast<kt_long>(end - text));
+  if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
   return U_SUCCESS(status);
 }
 
@@ -156,6 +159,7 @@ bool ToConverter(std::u16string_view text, kt_long code_page, std::string& out) 
                      nullptr, /*flush=*/true, &status);
     out.append(piece.data(), end);
   } while (status == U_BUFFER_OVERFLOW_ERROR);
+  if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
   return U_SUCCESS(status);
 }
 

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <exception>
 #include <string_view>
-#include <vector>
 
-#include "classlib/Kt_Types.h"
+#include "classlib/Kt_Memory.h"
 
 // A growing run of bytes, for what is written to a stream.
 // Owns its bytes. Threads: const members may run in parallel; a change needs sole access.
@@ -18,21 +16,15 @@ class Kt_Buffer {
     return {reinterpret_cast<const char*>(bytes_.data()), bytes_.size()};
   }
 
-  // Appends `size_bytes` bytes, which must not be the buffer's own. False, and nothing appended,
-  // when memory ran out.
-  bool Append(const void* data, std::size_t size_bytes) {
-    if (size_bytes == 0) return true;
+  // Appends `size_bytes` bytes, which must not be the buffer's own. Without memory std::bad_alloc
+  // is thrown and nothing appended.
+  void Append(const void* data, std::size_t size_bytes) {
     const auto* const first = static_cast<const unsigned char*>(data);
-    try {
-      bytes_.insert(bytes_.end(), first, first + size_bytes);
-    } catch (const std::exception&) {
-      return false;
-    }
-    return true;
+    bytes_.insert(bytes_.end(), first, first + size_bytes);
   }
-  bool Append(std::string_view bytes) { return Append(bytes.data(), bytes.size()); }
+  void Append(std::string_view bytes) { Append(bytes.data(), bytes.size()); }
   void Clear() { bytes_.clear(); }
 
  private:
-  std::vector<unsigned char> bytes_;
+  kt::CountedVector<unsigned char> bytes_;
 };

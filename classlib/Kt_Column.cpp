@@ -186,6 +186,7 @@ void Kt_Column::WriteText(std::size_t row, const Kt_WString& text) {
 
 void Kt_Column::WriteNull(std::size_t row) {
   if (IsNull(row)) return;
+  SetNullBit(row, true);  // first, because it may run out of memory
   switch (type_) {
     case Kt_ColumnType::kLong: std::get<Longs>(cells_)[row] = 0; break;
     case Kt_ColumnType::kDouble:
@@ -194,12 +195,15 @@ void Kt_Column::WriteNull(std::size_t row) {
     case Kt_ColumnType::kString: std::get<Texts>(cells_).codes[row] = 0; break;
     default: std::get<Values>(cells_)[row].Clear(); break;
   }
-  SetNullBit(row, true);
+}
+
+void Kt_Column::MakeNullable() {
+  if (nulls_.empty()) nulls_.resize(row_count_ / 64 + 1);
 }
 
 void Kt_Column::SetNullBit(std::size_t row, bool null) {
   if (IsNull(row) == null) return;
-  if (nulls_.empty()) nulls_.resize(row_count_ / 64 + 1);
+  MakeNullable();
   nulls_[row / 64] ^= std::uint64_t{1} << row % 64;
   null_count_ += null ? std::size_t{1} : ~std::size_t{0};
 }
@@ -263,7 +267,7 @@ void Kt_Column::AppendFrom(const Kt_Column& other) {
 }
 
 Kt_Column Kt_Column::Head(std::size_t rows) const {
-  std::vector<std::uint32_t> kept(std::min(rows, row_count_));
+  kt::CountedVector<std::uint32_t> kept(std::min(rows, row_count_));
   std::iota(kept.begin(), kept.end(), 0u);
   return Gather(kept);
 }
@@ -299,7 +303,7 @@ void Kt_Column::ShrinkToFit() {
   nulls_.shrink_to_fit();
 }
 
-Kt_Column Kt_Column::Gather(const std::vector<std::uint32_t>& rows) const {
+Kt_Column Kt_Column::Gather(const kt::CountedVector<std::uint32_t>& rows) const {
   Kt_Column out(type_);
   out.Resize(rows.size());
   std::visit(

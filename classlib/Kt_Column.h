@@ -34,12 +34,12 @@ KT_CLASS_API bool kt_findcolumntypeW(std::u16string_view name, Kt_ColumnType& ty
 // out of memory throws std::bad_alloc to the dataset, which refuses the operation.
 class KT_CLASS_API Kt_Column {
  public:
-  using Longs = std::vector<kt_long>;
-  using Doubles = std::vector<double>;      // double and datetime
-  using Units = std::vector<std::int64_t>;  // currency, in ten-thousandths
-  using Values = std::vector<Kt_Variant>;   // binary and variant
+  using Longs = kt::CountedVector<kt_long>;
+  using Doubles = kt::CountedVector<double>;      // double and datetime
+  using Units = kt::CountedVector<std::int64_t>;  // currency, in ten-thousandths
+  using Values = kt::CountedVector<Kt_Variant>;   // binary and variant
   struct Texts {
-    std::vector<std::uint32_t> codes;
+    kt::CountedVector<std::uint32_t> codes;
     kt::detail::TextDictionary dictionary;
   };
 
@@ -73,6 +73,8 @@ class KT_CLASS_API Kt_Column {
   // the UTF-8 of any other value's text. A reference counts as its target.
   bool Write(std::size_t row, const Kt_Variant& value);
   void WriteNull(std::size_t row);
+  // After this WriteNull needs no memory.
+  void MakeNullable();
 
   // Appends cells. REQUIRES: the method is that of the column's type.
   void AppendNulls(std::size_t count);
@@ -86,7 +88,7 @@ class KT_CLASS_API Kt_Column {
   void ShrinkToFit();
 
   // A column of the cells that `rows` names, in that order.
-  Kt_Column Gather(const std::vector<std::uint32_t>& rows) const;
+  Kt_Column Gather(const kt::CountedVector<std::uint32_t>& rows) const;
   Kt_Column Head(std::size_t rows) const;  // the first cells
   // Drops texts that no cell uses.
   void CompactTexts();
@@ -107,7 +109,7 @@ class KT_CLASS_API Kt_Column {
 
   Kt_ColumnType type_;
   std::variant<Longs, Doubles, Units, Texts, Values> cells_;
-  std::vector<std::uint64_t> nulls_;  // empty until the first null, then one bit per row
+  kt::CountedVector<std::uint64_t> nulls_;  // empty until the first null, then one bit per row
   std::size_t row_count_ = 0;
   std::size_t null_count_ = 0;
 };

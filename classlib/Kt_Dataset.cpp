@@ -53,8 +53,14 @@ kt_long Kt_Dataset::AddColumnRow(Column column) {
   if (GetColCount() >= kMaxDatasetColumns) return -1;
   return kt::detail::RefuseOnFailure([&] {
     const kt_long col = GetColCount();
+    kt::detail::NameMap& names = names_.Write();
     columns_.push_back(std::move(column));
-    names_.Write().Add(columns_.back().id, col);
+    try {
+      names.Add(columns_.back().id, col);
+    } catch (...) {
+      columns_.pop_back();
+      throw;
+    }
     ResolveLogicalColumn(columns_.back());
     // Of the others only those can change that have waited for this id. Looking all of them up
     // again would make adding many columns a matter of seconds.
@@ -69,12 +75,11 @@ kt_long Kt_Dataset::AddColumnRow(Column column) {
 
 kt_long Kt_Dataset::AddColumn(const Kt_WString& id, Kt_ColumnType type, kt_long size) {
   Column column{id, {}, type, size};
-  const kt_long made = kt::detail::RefuseOnFailure([&] {
+  return kt::detail::RefuseOnFailure([&] {
     column.cells = std::make_shared<Kt_Column>(type);
     column.cells->AppendNulls(PlainSlotCount());
-    return 0;
+    return AddColumnRow(std::move(column));
   });
-  return made < 0 ? made : AddColumnRow(std::move(column));
 }
 
 kt_long Kt_Dataset::AddColumn(const Kt_WString& id, std::u16string_view type, kt_long size) {

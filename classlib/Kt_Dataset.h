@@ -95,9 +95,10 @@ class KT_CLASS_API Kt_ColumnEvaluator {
 // Owns its cells. Copies share columns, order and texts until one of them writes: copying costs
 // about as much as there are columns.
 // Threads: one thread per dataset, for reading too; copies on several threads may share content.
-// Fails: rows and columns outside read empty and refuse writes; refusals are negative results. An
-// operation that runs out of memory is refused with kErrNoMemory, rows beyond the limit are with
-// kErrRowNotAdded, everything else with -1. Nothing throws.
+// Fails: rows and columns outside read empty and refuse writes; refusals are negative results. A
+// change for which memory runs out is refused with kErrNoMemory and leaves everything as it was;
+// rows beyond the limit are refused with kErrRowNotAdded, everything else with -1. What gives a
+// value throws std::bad_alloc without memory. Nothing else throws.
 class KT_CLASS_API Kt_Dataset {
  public:
   Kt_Dataset() = default;
@@ -559,7 +560,7 @@ class KT_CLASS_API Kt_Dataset {
   struct RowLayer {
     kt::detail::CopyOnWrite<RowIndex> index;
     kt::detail::CopyOnWrite<kt::detail::ChangeBuffer> changes;
-    std::vector<Slot> free_slots;
+    kt::CountedVector<Slot> free_slots;
     Slot slot_count = 0;
     kt_long inserted_count = 0;
     View active_view = kt::detail::kAllRows;
@@ -598,7 +599,7 @@ class KT_CLASS_API Kt_Dataset {
     return plain_rows_ ? *plain_rows_->changes : *changes_;
   }
   Slot PlainSlotCount() const { return plain_rows_ ? plain_rows_->slot_count : slot_count_; }
-  std::vector<Slot> PivotRows(View view, kt_long start, kt_long end) const;
+  kt::CountedVector<Slot> PivotRows(View view, kt_long start, kt_long end) const;
   Kt_Dataset PivotTable(View view) const;
 
   bool ShowsSource() const { return source_.is_set && !source_.has_own_cells; }
@@ -607,12 +608,12 @@ class KT_CLASS_API Kt_Dataset {
   const Kt_Dataset* Root() const;
   bool IsIntact() const;
   bool IsGone(Slot slot) const;
-  std::vector<Slot> RecordSlots() const;
+  kt::CountedVector<Slot> RecordSlots() const;
   void TakeSourceRows(bool anew);
   std::vector<bool> KnownSlots() const;
-  std::vector<Slot> InOwnOrder(const std::vector<Slot>& slots,
-                               const std::vector<bool>& known) const;
-  void ClearStrangeCells(const std::vector<Slot>& slots, const std::vector<bool>& known);
+  kt::CountedVector<Slot> InOwnOrder(const kt::CountedVector<Slot>& slots,
+                                     const std::vector<bool>& known) const;
+  void ClearStrangeCells(const kt::CountedVector<Slot>& slots, const std::vector<bool>& known);
   void LinkSource();
   void TakeCells();
   void OwnColumns();
@@ -656,6 +657,8 @@ class KT_CLASS_API Kt_Dataset {
   kt_long RecordsBefore(View view, kt_long row) const {
     return grouped_ ? GroupsOf(view).RecordsBefore(row) : row;
   }
+  template <class Note>
+  void NoteInGroups(kt::detail::View view, Note note) const;
   void NoteGone(View view, kt_long row, std::uint8_t flags);
   bool HasRow(View view, kt_long row) const { return row >= 0 && row < ViewCount(view); }
   // The record behind a row; nothing outside.
@@ -664,8 +667,10 @@ class KT_CLASS_API Kt_Dataset {
   kt_long RowType(View view, kt_long row) const;
   Kt_RowIdentity IdentityOf(View view, kt_long row) const;
 
-  bool NewSlots(kt_long count, std::vector<Slot>& slots);
+  bool NewSlots(kt_long count, kt::CountedVector<Slot>& slots);
+  void PrepareFree(Slot slot);
   void FreeSlot(Slot slot);
+  void GiveBackSlots(const kt::CountedVector<Slot>& slots, Slot slot_count);
   kt_long InsertSlots(kt_long row, kt_long count);
   void DeleteAt(RowIndex::Place place);
   void DeleteShown(kt_long row, RowIndex::Place place);
@@ -685,7 +690,7 @@ class KT_CLASS_API Kt_Dataset {
   void ShowAll(std::uint8_t filter, bool on);
   void SwitchFilter(std::uint8_t filter, bool on);
   bool ParseSortKeys(std::u16string_view list, bool ascending, std::vector<SortKey>& keys) const;
-  void SetKeys(Kt_KeyType type, const std::vector<SortKey>& keys);
+  static void SetKeys(Kt_KeyType type, const std::vector<SortKey>& keys, std::vector<Key>& all);
   std::vector<Key> KeysOf(Kt_KeyType type) const;
   void DropGroups(std::uint8_t flags = 0, int kept = -1) const;
   kt::detail::GroupView& GroupsOf(View view) const;
@@ -697,8 +702,8 @@ class KT_CLASS_API Kt_Dataset {
   kt_long AggregateRecords(View view, Kt_Aggregate what, const Kt_Column& cells, kt_long start,
                            kt_long end, Kt_Variant& result) const;
   static void AggregateListed(Kt_Aggregate what, const Kt_Column& cells,
-                              const std::vector<Slot>& rows, Kt_Variant& result);
-  std::vector<Slot> OrderedRecords(const std::vector<SortKey>& keys) const;
+                              const kt::CountedVector<Slot>& rows, Kt_Variant& result);
+  kt::CountedVector<Slot> OrderedRecords(const std::vector<SortKey>& keys) const;
   Kt_Variant ReadRecord(kt_long record, kt_long col) const;
   kt_long CountRecords(View view, kt_long start, kt_long end) const;
   kt_long SortRows(const std::vector<SortKey>& keys, bool nulls_last);
@@ -722,6 +727,9 @@ class KT_CLASS_API Kt_Dataset {
   void DropArrangement();
   kt::detail::LoadedTable ShownRows() const;
   std::vector<std::pair<kt_long, kt_long>> SharedColumns(const Kt_Dataset& source) const;
+  kt_long MergePhysical(const Kt_Dataset& source);
+  kt_long MergeByKeys(const Kt_Dataset& source, const std::vector<kt_long>& own_keys,
+                      const std::vector<kt_long>& source_keys);
   void CopyCells(kt_long row, const Kt_Dataset& source, kt_long source_row,
                  const std::vector<std::pair<kt_long, kt_long>>& cols);
   std::u16string KeyText(kt_long row, const std::vector<kt_long>& cols) const;
@@ -735,11 +743,11 @@ class KT_CLASS_API Kt_Dataset {
   void AdoptNote(const kt::detail::LoadedNote& note, const std::vector<kt_long>& cols, Slot slot);
   void AdoptDeletions(const kt::detail::LoadedTable& table, Slot first);
   bool SaveViewOf(std::u16string_view save_type, View& view, bool& changed_only) const;
-  std::vector<Slot> RowsToSave(View view, bool changed_only, bool deleted) const;
+  kt::CountedVector<Slot> RowsToSave(View view, bool changed_only, bool deleted) const;
   kt::detail::LoadedTable TableToSave(View view, bool changed_only) const;
   kt_long SaveTable(std::u16string_view type, Kt_SaveReport& report,
                     const std::function<kt_long(kt::detail::LoadedTable&)>& write) const;
-  void AddNotes(const std::vector<Slot>& slots, kt::detail::LoadedTable& table) const;
+  void AddNotes(const kt::CountedVector<Slot>& slots, kt::detail::LoadedTable& table) const;
   template <class Unit>
   kt_long LoadCsvText(std::basic_string_view<Unit> text, const Kt_CsvOptions& options,
                       Kt_LoadReport& report);
@@ -754,8 +762,8 @@ class KT_CLASS_API Kt_Dataset {
   kt::detail::CopyOnWrite<kt::detail::NameMap> names_;  // ids of columns_
   kt::detail::CopyOnWrite<RowIndex> index_;
   kt::detail::CopyOnWrite<kt::detail::ChangeBuffer> changes_;
-  std::vector<Slot> free_slots_;  // their cells are null
-  Slot slot_count_ = 0;           // every column has at least as many cells
+  kt::CountedVector<Slot> free_slots_;  // their cells are null
+  Slot slot_count_ = 0;                 // every column has at least as many cells
   kt_long inserted_count_ = 0;
   View active_view_ = kt::detail::kAllRows;
   Kt_WString filter_text_;

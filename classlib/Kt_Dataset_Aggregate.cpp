@@ -87,7 +87,7 @@ class Aggregator {
 
  private:
   template <class T>
-  Kt_Variant SumCells(const std::vector<T>& cells) const {
+  Kt_Variant SumCells(const kt::CountedVector<T>& cells) const {
     typename SumOf<T>::Type sum;
     walk_([&](std::size_t first, std::size_t count) { sum.Dense(cells.data() + first, count); },
           [&](const Slot* rows, std::size_t count) { sum.Listed(cells.data(), rows, count); });
@@ -114,7 +114,7 @@ class Aggregator {
   }
 
   template <class Order, class T>
-  Kt_Variant BestCell(const std::vector<T>& cells) const {
+  Kt_Variant BestCell(const kt::CountedVector<T>& cells) const {
     Extreme<T, Order> extreme;
     walk_([&](std::size_t first,
               std::size_t count) { extreme.Dense(cells.data(), column_.Nulls(), first, count); },
@@ -219,7 +219,7 @@ kt_long Kt_Dataset::AggregateRecords(View view, Kt_Aggregate what, const Kt_Colu
 }
 
 void Kt_Dataset::AggregateListed(Kt_Aggregate what, const Kt_Column& cells,
-                                 const std::vector<Slot>& rows, Kt_Variant& result) {
+                                 const kt::CountedVector<Slot>& rows, Kt_Variant& result) {
   const auto walk = [&](auto, auto listed) { listed(rows.data(), rows.size()); };
   Compute(what, cells, walk, result);
 }

@@ -52,10 +52,10 @@ class ByteWriter {
   }
   void PutValue(const Kt_Variant& held);
   void PutCells(const Kt_Column& column);
-  std::string& Bytes() { return bytes_; }
+  kt::CountedBytes& Bytes() { return bytes_; }
 
  private:
-  std::string bytes_;
+  kt::CountedBytes bytes_;
 };
 
 // REQUIRES: CheckValues has found no fault in it.
@@ -354,7 +354,8 @@ kt_long Kt_Dataset::Save2(Kt_Buffer& out, std::u16string_view type, Kt_SaveRepor
     if (const kt_long code = CheckValues(table, report)) return code;
     ByteWriter writer;
     PutTable(table, writer);
-    return out.Append(writer.Bytes()) ? kOk : kErrNoMemory;
+    out.Append(writer.Bytes());
+    return kOk;
   });
 }
 

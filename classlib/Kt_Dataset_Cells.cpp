@@ -36,17 +36,23 @@ Kt_Variant Kt_Dataset::ReadExpression(View view, kt_long row, const Column& colu
   // An evaluator that asks for the stack itself is called once without one, to report it; one that
   // does not is stopped here.
   if (evaluator_.pointer == nullptr || evaluator_.out_of_stack) return {};
+  // Put back also when the evaluator throws.
+  struct Depth {
+    explicit Depth(Evaluator& owner) : owner(owner) { ++owner.depth; }
+    ~Depth() {
+      if (--owner.depth == 0) owner.out_of_stack = false;
+    }
+    Evaluator& owner;
+  };
+  const Depth depth(evaluator_);
   evaluator_.out_of_stack = !kt_hasstack();
   // Copies: the evaluator runs code that we do not know.
   const std::shared_ptr<Kt_ColumnEvaluator> evaluator = evaluator_.pointer;
   const Kt_WString expression = column.map;
   const Kt_Column converter(column.type);
   Kt_Variant value;
-  ++evaluator_.depth;
   const bool found = evaluator->EvaluateColumn(*this, row, view == ActiveView(), expression, value);
-  const bool is_whole = found && !evaluator_.out_of_stack;
-  if (--evaluator_.depth == 0) evaluator_.out_of_stack = false;
-  return is_whole ? converter.Converted(value) : Kt_Variant();
+  return found && !evaluator_.out_of_stack ? converter.Converted(value) : Kt_Variant();
 }
 
 // A cell of the n-th record of all.
@@ -127,14 +133,20 @@ void Kt_Dataset::StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& valu
   }
   const Kt_Variant before = cells.Read(slot);
   ChangeBuffer& changes = changes_.Write();
-  changes.NoteWrite(slot, stored_col, before);
-  cells.Write(slot, value);
+  const ChangeBuffer::Noted noted = changes.NoteWrite(slot, stored_col, before);
+  try {
+    // The mark first: it costs nothing to take back.
+    index_.Write().Mark(slot, kRowUpdated, 0);
+    cells.Write(slot, value);
+  } catch (...) {
+    if (noted == ChangeBuffer::Noted::kEntry) index_.Write().Mark(slot, 0, kRowUpdated);
+    changes.TakeBack(slot, noted);
+    throw;
+  }
   const bool restored =
       cells.Equals(slot, *ChangeBuffer::OldValue(*changes.Find(slot), stored_col));
   const bool changed = !restored || changes.NoteRestored(slot, stored_col);
-  const bool was_changed = (index_->Flags(slot) & kRowUpdated) != 0;
-  if (changed == was_changed) return;
-  index_.Write().Mark(slot, changed ? kRowUpdated : 0, changed ? 0 : kRowUpdated);
+  if (!changed) index_.Write().Mark(slot, 0, kRowUpdated);
 }
 
 kt_long Kt_Dataset::SetColumn(kt_long row, kt_long col, const Kt_Variant& value) {

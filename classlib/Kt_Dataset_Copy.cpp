@@ -17,7 +17,8 @@ void Kt_Dataset::TakeContent(const Kt_Dataset& source) {
   const std::uint64_t version = std::max(structure_version_, source.structure_version_);
   SourceLink link = source_;
   link.has_own_cells = true;
-  *this = source;
+  Kt_Dataset copy(source);
+  *this = std::move(copy);
   id_ = id;
   source_ = std::move(link);
   structure_version_ = version + 1;
@@ -49,8 +50,11 @@ kt_long Kt_Dataset::Copy(const Kt_Dataset& source) {
   if (&source == this) return GetRowCount();
   return RefuseOnFailure([&] {
     if (!source.IsPhysical()) return Copy(source.AsTable(kAllRows));
-    TakeContent(source);
-    DropArrangement();
+    const std::uint32_t failures = kt::MemoryFailures();
+    Kt_Dataset next(source);
+    next.DropArrangement();
+    kt::PassMemoryFailure(failures);
+    TakeContent(next);
     return GetRowCount();
   });
 }
@@ -73,7 +77,7 @@ kt_long Kt_Dataset::CopyF(const Kt_Dataset& source) {
 LoadedTable Kt_Dataset::ShownRows() const {
   LoadedTable table;
   table.has_column_info = true;
-  const std::vector<Slot> slots = RowsToSave(ActiveView(), false, false);
+  const kt::CountedVector<Slot> slots = RowsToSave(ActiveView(), false, false);
   table.row_count = static_cast<std::uint32_t>(slots.size());
   for (const Column& column : columns_) {
     table.columns.push_back({column.id, column.map, column.type, column.size, nullptr});
@@ -105,13 +109,27 @@ kt_long Kt_Dataset::AppendDataset(const Kt_Dataset& source) {
   return RefuseOnFailure([&]() -> kt_long {
     if (!source.IsPhysical()) return AppendDataset(source.AsTable(source.ActiveView()));
     const auto cols = SharedColumns(source);
+    // Room for the way back.
+    free_slots_.reserve(free_slots_.size() + static_cast<std::size_t>(source.GetRowCount()));
+    const kt_long first = GetRowCount();
     kt_long appended = 0;
-    for (kt_long row = 0; row < source.GetRowCount(); ++row) {
-      if (source.GetRowLevel(row) > 0) continue;
-      const kt_long target = AppendRow();
-      if (target < 0) return target;
-      CopyCells(target, source, row, cols);
-      ++appended;
+    try {
+      for (kt_long row = 0; row < source.GetRowCount(); ++row) {
+        if (source.GetRowLevel(row) > 0) continue;
+        const std::uint32_t failures = kt::MemoryFailures();
+        const kt_long target = AppendRow();
+        kt::PassMemoryFailure(failures);
+        if (target < 0) {
+          while (appended-- > 0) (void)DeleteRow(first + appended);
+          return target;
+        }
+        ++appended;
+        CopyCells(target, source, row, cols);
+        kt::PassMemoryFailure(failures);
+      }
+    } catch (...) {
+      while (appended-- > 0) (void)DeleteRow(first + appended);
+      throw;
     }
     return appended;
   });
@@ -138,6 +156,10 @@ kt_long Kt_Dataset::Merge(const Kt_Dataset& source) {
   if (!source.IsPhysical()) {
     return RefuseOnFailure([&] { return Merge(source.AsTable(source.ActiveView())); });
   }
+  return RefuseOnFailure([&] { return MergePhysical(source); });
+}
+
+kt_long Kt_Dataset::MergePhysical(const Kt_Dataset& source) {
   std::vector<kt_long> own_keys;
   std::vector<kt_long> source_keys;
   for (const Key& key : keys_) {
@@ -149,29 +171,40 @@ kt_long Kt_Dataset::Merge(const Kt_Dataset& source) {
     source_keys.push_back(source_col);
   }
   if (own_keys.empty()) return AppendDataset(source);
-  return RefuseOnFailure([&]() -> kt_long {
-    const auto cols = SharedColumns(source);
-    std::unordered_map<std::u16string, kt_long, TextHasher> rows;
-    for (kt_long row = 0; row < GetRowCount(); ++row) {
-      if (GetRowLevel(row) == 0) rows.emplace(KeyText(row, own_keys), row);
+  // On a copy, which shares what is not changed.
+  const std::uint32_t failures = kt::MemoryFailures();
+  Kt_Dataset next(*this);
+  const kt_long merged = next.MergeByKeys(source, own_keys, source_keys);
+  kt::PassMemoryFailure(failures);
+  if (merged < 0) return merged;
+  std::swap(next.history_, history_);  // the rows that were here keep their slots
+  *this = std::move(next);
+  return merged;
+}
+
+kt_long Kt_Dataset::MergeByKeys(const Kt_Dataset& source, const std::vector<kt_long>& own_keys,
+                                const std::vector<kt_long>& source_keys) {
+  const auto cols = SharedColumns(source);
+  std::unordered_map<std::u16string, kt_long, TextHasher> rows;
+  for (kt_long row = 0; row < GetRowCount(); ++row) {
+    if (GetRowLevel(row) == 0) rows.emplace(KeyText(row, own_keys), row);
+  }
+  kt_long merged = 0;
+  for (kt_long row = 0; row < source.GetRowCount(); ++row) {
+    if (source.GetRowLevel(row) > 0) continue;
+    const auto found = rows.find(source.KeyText(row, source_keys));
+    if (found == rows.end()) {
+      const kt_long added = AppendRow();
+      if (added < 0) return added;
+      CopyCells(added, source, row, cols);
+    } else if (source.GetRowType(row) != kRowTypeNormal) {
+      CopyCells(found->second, source, row, cols);
+    } else {
+      continue;
     }
-    kt_long merged = 0;
-    for (kt_long row = 0; row < source.GetRowCount(); ++row) {
-      if (source.GetRowLevel(row) > 0) continue;
-      const auto found = rows.find(source.KeyText(row, source_keys));
-      if (found == rows.end()) {
-        const kt_long added = AppendRow();
-        if (added < 0) return added;
-        CopyCells(added, source, row, cols);
-      } else if (source.GetRowType(row) != kRowTypeNormal) {
-        CopyCells(found->second, source, row, cols);
-      } else {
-        continue;
-      }
-      ++merged;
-    }
-    return merged;
-  });
+    ++merged;
+  }
+  return merged;
 }
 
 kt_long Kt_Dataset::CopyColumn(kt_long row, kt_long col, const Kt_Dataset& source,

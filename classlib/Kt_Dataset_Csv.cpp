@@ -532,7 +532,7 @@ class CsvLoader {
   std::u16string wide_;
 };
 
-void AppendCell(std::u16string& out, std::u16string_view text, bool quote, char16_t separator) {
+void AppendCell(kt::CountedText& out, std::u16string_view text, bool quote, char16_t separator) {
   if (!quote && !NeedsQuotes(text, separator, u'"')) {
     out += text;
     return;
@@ -562,7 +562,7 @@ Kt_WString TypeSuffix(Kt_ColumnType type, kt_long size) {
 
 // In quotes a mark of byte order is the first unit of an id, and stays; and an id that looks like
 // one with a type is all id, unless it needs quotes anyway: then its type is given.
-void AppendHeading(std::u16string& out, const Kt_WString& id, std::u16string_view type,
+void AppendHeading(kt::CountedText& out, const Kt_WString& id, std::u16string_view type,
                    const Kt_CsvSaveOptions& options) {
   const bool has_mark = id.GetAt(0) == u'\xFEFF';
   const bool looks_typed = !options.typed && ParseHeader(id).stated;
@@ -585,7 +585,7 @@ class CsvWriter {
   }
 
   // kOk, or the code of the report.
-  kt_long Write(const std::vector<Slot>& slots) {
+  kt_long Write(const kt::CountedVector<Slot>& slots) {
     if (columns_.empty() && !slots.empty()) {
       return report_.Refuse(kErrNotAllowed, u"rows without a column");
     }
@@ -602,7 +602,7 @@ class CsvWriter {
     }
     return text_.size() <= kMaxUnits ? kOk : report_.Refuse(kErrStringTooLong, {});
   }
-  const std::u16string& Text() const { return text_; }
+  const kt::CountedText& Text() const { return text_; }
 
  private:
   static constexpr auto kMaxUnits = static_cast<std::size_t>(kMaxStringLength);
@@ -630,7 +630,7 @@ class CsvWriter {
   const Kt_CsvSaveOptions& options_;
   Kt_SaveReport& report_;
   std::vector<SavedColumn> columns_;
-  std::u16string text_;
+  kt::CountedText text_;
 };
 
 }  // namespace
@@ -639,9 +639,9 @@ template <class Unit>
 kt_long Kt_Dataset::LoadCsvText(std::basic_string_view<Unit> text, const Kt_CsvOptions& options,
                                 Kt_LoadReport& report) {
   report = {};
-  report.error = FaultOf(options);
-  if (!report.error.IsEmpty()) return -1;
   const kt_long loaded = RefuseOnFailure([&]() -> kt_long {
+    report.error = FaultOf(options);
+    if (!report.error.IsEmpty()) return -1;
     CsvLoader<Unit> loader(text, options, report);
     if (!loader.ReadHeader()) return -1;
     bool any_stated = false;
@@ -666,7 +666,7 @@ kt_long Kt_Dataset::LoadCsvText(std::basic_string_view<Unit> text, const Kt_CsvO
   Kt_LoadReport failure;
   failure.error = report.error.IsEmpty() ? RefusalText(loaded) : report.error;
   failure.error_line = report.error_line;
-  report = failure;
+  report = std::move(failure);
   return loaded;
 }
 
@@ -679,17 +679,20 @@ kt_long Kt_Dataset::LoadCSV(std::u16string_view text, const Kt_CsvOptions& optio
 kt_long Kt_Dataset::LoadCSVBytes(std::string_view text, const Kt_CsvOptions& options,
                                  Kt_LoadReport& report) {
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
-  if (!HasByteSigns(options)) {
-    return LoadCsvText(Kt_WString::FromUtf8(text).View(), options, report);
-  }
-  return LoadCsvText(text, options, report);
+  if (HasByteSigns(options)) return LoadCsvText(text, options, report);
+  const kt_long loaded = RefuseOnFailure(
+      [&] { return LoadCsvText(Kt_WString::FromUtf8(text).View(), options, report); });
+  if (loaded == kErrNoMemory) report.error = NoMemoryText();
+  return loaded;
 }
 
 kt_long Kt_Dataset::LoadCSV(std::u16string_view text, bool clear) {
-  Kt_LoadReport report;
-  Kt_CsvOptions options;
-  options.clear = clear;
-  return LoadCSV(text, options, report);
+  return RefuseOnFailure([&] {
+    Kt_LoadReport report;
+    Kt_CsvOptions options;
+    options.clear = clear;
+    return LoadCSV(text, options, report);
+  });
 }
 
 kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type, char16_t separator) const {
@@ -719,7 +722,7 @@ kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type,
       table.SetEvaluator(evaluator_.pointer);  // for its columns of expressions
       return table.SaveCSV(out, type, options, report);
     }
-    const std::vector<Slot> slots = RowsToSave(view, changed_only, false);
+    const kt::CountedVector<Slot> slots = RowsToSave(view, changed_only, false);
     CsvWriter writer(options, report);
     for (kt_long col = 0; col < GetColCount(); ++col) {
       const Column& column = columns_[static_cast<std::size_t>(col)];

@@ -39,10 +39,11 @@ kt_long Kt_Dataset::ModifyKeyStat(Kt_KeyCall call, Kt_KeyType type, kt_long col,
   });
 }
 
-void Kt_Dataset::SetKeys(Kt_KeyType type, const std::vector<SortKey>& keys) {
-  std::erase_if(keys_, [type](const Key& key) { return key.type == type; });
+// `all` with the keys of one type replaced.
+void Kt_Dataset::SetKeys(Kt_KeyType type, const std::vector<SortKey>& keys, std::vector<Key>& all) {
+  std::erase_if(all, [type](const Key& key) { return key.type == type; });
   for (const SortKey& key : keys) {
-    keys_.push_back({type, key.col, key.ascending, Kt_Aggregate::kNone});
+    all.push_back({type, key.col, key.ascending, Kt_Aggregate::kNone});
   }
 }
 
@@ -107,8 +108,12 @@ GroupView& Kt_Dataset::GroupsOf(View view) const {
   std::optional<GroupView>& groups = groups_[view];
   if (!groups) {
     groups.emplace();
-    // Without memory for them there are no subtotals.
-    if (RefuseOnFailure([&] { return BuildGroups(view, *groups); }) < 0) groups.emplace();
+    try {
+      (void)BuildGroups(view, *groups);
+    } catch (...) {
+      groups.reset();
+      throw;
+    }
   }
   return *groups;
 }
@@ -155,7 +160,7 @@ void Kt_Dataset::FindGroups(View view, const GroupPlan& plan, GroupView& groups)
 // From record numbers to row numbers. Subtotals stand behind their rows, inner levels first, or,
 // reversed, before them, outer levels first.
 void Kt_Dataset::PlaceSubtotals(GroupView& groups) const {
-  std::vector<Subtotal>& all = groups.All();
+  kt::CountedVector<Subtotal>& all = groups.All();
   if (reverse_subtotals_) {
     std::stable_sort(all.begin(), all.end(), [](const Subtotal& a, const Subtotal& b) {
       return a.first != b.first ? a.first < b.first : a.level > b.level;
@@ -181,7 +186,7 @@ void Kt_Dataset::FillSubtotal(View view, const GroupPlan& plan, Subtotal& subtot
     subtotal.cells.push_back({value.col, -1, total});
   }
   if (IsPivot()) {
-    std::vector<Slot> rows;
+    kt::CountedVector<Slot> rows;
     for (kt_long record = subtotal.first; record < subtotal.last; ++record) {
       rows.push_back(index_->At(view, record));
     }

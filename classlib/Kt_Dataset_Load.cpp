@@ -167,8 +167,8 @@ kt_long Kt_Dataset::SaveTable(std::u16string_view type, Kt_SaveReport& report,
 }
 
 // The rows to save in record order; deleted ones are among them when `deleted` is set.
-std::vector<Slot> Kt_Dataset::RowsToSave(View view, bool changed_only, bool deleted) const {
-  std::vector<Slot> slots;
+kt::CountedVector<Slot> Kt_Dataset::RowsToSave(View view, bool changed_only, bool deleted) const {
+  kt::CountedVector<Slot> slots;
   index_->ForEachEntry([&](RowIndex::Place, Slot slot) {
     const std::uint8_t flags = index_->Flags(slot);
     const bool is_deleted = (flags & kRowDeleted) != 0;
@@ -187,7 +187,7 @@ LoadedTable Kt_Dataset::TableToSave(View view, bool changed_only) const {
   for (const auto& constant : constants_) {
     table.constants.emplace_back(constant.id, constant.value);
   }
-  const std::vector<Slot> slots = RowsToSave(view, changed_only, true);
+  const kt::CountedVector<Slot> slots = RowsToSave(view, changed_only, true);
   table.row_count = static_cast<std::uint32_t>(slots.size());
   for (const Column& column : columns_) {
     table.columns.push_back({column.id, column.map, column.type, column.size, nullptr});
@@ -198,7 +198,7 @@ LoadedTable Kt_Dataset::TableToSave(View view, bool changed_only) const {
   return table;
 }
 
-void Kt_Dataset::AddNotes(const std::vector<Slot>& slots, LoadedTable& table) const {
+void Kt_Dataset::AddNotes(const kt::CountedVector<Slot>& slots, LoadedTable& table) const {
   std::unordered_map<Slot, kt_long> delete_numbers;
   for (const Slot slot : changes_->Deleted()) {
     delete_numbers.emplace(slot, static_cast<kt_long>(delete_numbers.size()));

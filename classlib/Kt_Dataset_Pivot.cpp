@@ -108,10 +108,10 @@ Kt_WString Kt_Dataset::GetPivotColText(kt_long position) const {
 // ---- Aggregates -------------------------------------------------------------------------------
 
 // The pivot rows behind the rows [start, end); subtotals are left out.
-std::vector<Slot> Kt_Dataset::PivotRows(View view, kt_long start, kt_long end) const {
+kt::CountedVector<Slot> Kt_Dataset::PivotRows(View view, kt_long start, kt_long end) const {
   start = std::clamp(start, 0, ViewCount(view));
   end = std::clamp(end, start, ViewCount(view));
-  std::vector<Slot> rows;
+  kt::CountedVector<Slot> rows;
   index_->ForEachRun(
       view, RecordsBefore(view, start), RecordsBefore(view, end),
       [&](std::size_t first, std::size_t count) {
@@ -236,7 +236,7 @@ kt_long Kt_Dataset::GetPivotColCountNN(kt_long col, kt_long pivot_row, kt_long, 
 namespace {
 
 // The narrowest type that holds the values of a cross table as they are.
-Kt_ColumnType TypeFor(const std::vector<Kt_Variant>& values) {
+Kt_ColumnType TypeFor(const kt::CountedVector<Kt_Variant>& values) {
   std::optional<Kt_ColumnType> type;
   for (const Kt_Variant& value : values) {
     if (value.IsEmpty()) continue;
@@ -278,7 +278,7 @@ kt_long AddTableColumn(Kt_Dataset& table, const Kt_WString& id, Kt_ColumnType ty
 Kt_Dataset Kt_Dataset::PivotTable(View view) const {
   Kt_Dataset table(id_);
   table.constants_ = constants_;
-  const std::vector<Slot> rows = PivotRows(view, 0, ViewCount(view));
+  const kt::CountedVector<Slot> rows = PivotRows(view, 0, ViewCount(view));
   if (!rows.empty()) table.AppendRow(static_cast<kt_long>(rows.size()));
   for (const Kt_Pivot::KeyColumn& key : pivot_->row_keys_) {
     const kt_long col = AddTableColumn(table, GetColID(key.col), key.cells->Type());

@@ -26,12 +26,23 @@ std::optional<RowIndex::Place> Kt_Dataset::PlaceAt(View view, kt_long row) const
   return index_->Find(view, record);
 }
 
+// Without memory for the note the groups of the view are laid anew when they are asked for.
+template <class Note>
+void Kt_Dataset::NoteInGroups(View view, Note note) const {
+  if (!groups_[view]) return;
+  try {
+    note(*groups_[view]);
+  } catch (const std::bad_alloc&) {
+    groups_[view].reset();
+  }
+}
+
 // A row of `view` has gone from it, and from every other view that `flags` are part of.
 void Kt_Dataset::NoteGone(View view, kt_long row, std::uint8_t flags) {
   ++structure_version_;
   if (!grouped_) return;
   // Subtotals stay as they are until they are laid anew, but not over nothing.
-  if (groups_[view]) groups_[view]->NoteRemoved(row);
+  NoteInGroups(view, [row](GroupView& groups) { groups.NoteRemoved(row); });
   if (index_->Count(view) == 0) groups_[view].reset();
   DropGroups(flags, view);
 }
@@ -39,7 +50,7 @@ void Kt_Dataset::NoteGone(View view, kt_long row, std::uint8_t flags) {
 // ---- Slots ------------------------------------------------------------------------------------
 
 // Slots of rows that have gone are used again before the columns grow.
-bool Kt_Dataset::NewSlots(kt_long count, std::vector<Slot>& slots) {
+bool Kt_Dataset::NewSlots(kt_long count, kt::CountedVector<Slot>& slots) {
   const auto wanted = static_cast<std::size_t>(count);
   const std::size_t reused = std::min(wanted, free_slots_.size());
   const std::size_t fresh = wanted - reused;
@@ -59,6 +70,27 @@ bool Kt_Dataset::NewSlots(kt_long count, std::vector<Slot>& slots) {
   return true;
 }
 
+// After this FreeSlot needs no memory.
+void Kt_Dataset::PrepareFree(Slot slot) {
+  if (free_slots_.size() == free_slots_.capacity()) free_slots_.reserve(free_slots_.size() * 2 + 8);
+  history_.MakeRoom(slot);
+  (void)index_.Write();
+  for (std::size_t col = 0; col < columns_.size(); ++col) {
+    const Kt_Column* const cells = columns_[col].cells.get();
+    if (cells != nullptr && !cells->IsNull(slot))
+      WriteCells(static_cast<kt_long>(col)).MakeNullable();
+  }
+}
+
+// Of NewSlots, before any of them became a row.
+void Kt_Dataset::GiveBackSlots(const kt::CountedVector<Slot>& slots, Slot slot_count) {
+  for (const Slot slot : slots) {
+    index_.Write().Forget(slot);
+    if (slot < slot_count) free_slots_.push_back(slot);  // there is room where it was taken from
+  }
+  slot_count_ = slot_count;
+}
+
 void Kt_Dataset::FreeSlot(Slot slot) {
   free_slots_.push_back(slot);
   history_.NoteFreed(slot);
@@ -75,21 +107,32 @@ void Kt_Dataset::FreeSlot(Slot slot) {
 kt_long Kt_Dataset::InsertSlots(kt_long row, kt_long count) {
   if (IsEvaluating()) return -1;
   return RefuseOnFailure([&]() -> kt_long {
-    std::vector<Slot> slots;
-    if (!NewSlots(count, slots)) return kErrRowNotAdded;
+    kt::CountedVector<Slot> slots;
     RowIndex& index = index_.Write();
     const kt_long first = row < 0 ? GetRowCount() : row;
     const kt_long record = row < 0 ? index.Count(ActiveView()) : RecordsBefore(ActiveView(), row);
-    for (kt_long added = 0; added < count; ++added) {
-      const Slot slot = slots[static_cast<std::size_t>(added)];
-      if (record + added == index.Count(ActiveView())) {
-        index.Append(slot, 1);
-      } else {
-        index.Insert(index.Find(ActiveView(), record + added), slot);
+    const Slot slot_count = slot_count_;
+    if (!NewSlots(count, slots)) return kErrRowNotAdded;
+    kt_long added = 0;
+    try {
+      for (const Slot slot : slots) index.Mark(slot, kRowInserted, 0);
+      for (; added < count; ++added) {
+        const Slot slot = slots[static_cast<std::size_t>(added)];
+        if (record + added == index.Count(ActiveView())) {
+          index.Append(slot, 1);
+        } else {
+          index.Insert(index.Find(ActiveView(), record + added), slot);
+        }
       }
-      index.Mark(slot, kRowInserted, 0);
+    } catch (...) {
+      // The last one first: a chunk that it was put into lists its slots already.
+      while (added-- > 0) index.Remove(index.Find(ActiveView(), record + added));
+      GiveBackSlots(slots, slot_count);
+      throw;
     }
-    if (grouped_ && row >= 0) GroupsOf(ActiveView()).NoteInserted(row, count);
+    if (grouped_ && row >= 0) {
+      NoteInGroups(ActiveView(), [&](GroupView& groups) { groups.NoteInserted(row, count); });
+    }
     if (grouped_) DropGroups(0, ActiveView());
     inserted_count_ += count;
     ++structure_version_;
@@ -112,13 +155,20 @@ void Kt_Dataset::DeleteAt(RowIndex::Place place) {
   RowIndex& index = index_.Write();
   const Slot slot = index.SlotAt(place);
   if ((index.Flags(slot) & kRowInserted) != 0) {
+    PrepareFree(slot);
     index.Remove(place);
     FreeSlot(slot);
     --inserted_count_;
   } else {
-    changes_.Write().NoteDelete(slot);
-    history_.NoteLoss();
+    const std::uint8_t selected = index.Flags(slot) & kRowSelected;
     index.Change(place, kRowDeleted, kRowSelected);
+    try {
+      changes_.Write().NoteDelete(slot);
+    } catch (...) {
+      index.Change(place, selected, kRowDeleted);
+      throw;
+    }
+    history_.NoteLoss();
   }
 }
 
@@ -165,12 +215,14 @@ kt_long Kt_Dataset::DeleteSelected() {
 
 // Takes every entry with one of `flags` out of the order, in one pass.
 void Kt_Dataset::RemoveEntries(std::uint8_t flags) {
-  std::vector<Slot> kept;
-  std::vector<Slot> removed;
+  kt::CountedVector<Slot> kept;
+  kt::CountedVector<Slot> removed;
   index_->ForEachEntry([&](RowIndex::Place, Slot slot) {
     ((index_->Flags(slot) & flags) != 0 ? removed : kept).push_back(slot);
   });
   if (removed.empty()) return;
+  free_slots_.reserve(free_slots_.size() + removed.size());
+  for (const Slot slot : removed) PrepareFree(slot);
   index_.Write().Assign(kept);
   for (const Slot slot : removed) FreeSlot(slot);
 }
@@ -263,4 +315,9 @@ bool Kt_Dataset::GetSelect(kt_long row) const {
   return slot && (index_->Flags(*slot) & kRowSelected) != 0;
 }
 
-void Kt_Dataset::ClearSelect() { index_.Write().ChangeAll(0, kRowSelected); }
+void Kt_Dataset::ClearSelect() {
+  RefuseOnFailure([&] {
+    index_.Write().ChangeAll(0, kRowSelected);
+    return 1;
+  });
+}

@@ -16,13 +16,13 @@ using namespace kt::kernels;  // NOLINT(google-build-using-namespace): all of th
 namespace {
 
 // Values of any kind have no number in their order, so they are ranked by comparing.
-std::vector<std::uint32_t> RanksOf(const Kt_Column::Values& values) {
-  std::vector<std::uint32_t> order(values.size());
+kt::CountedVector<std::uint32_t> RanksOf(const Kt_Column::Values& values) {
+  kt::CountedVector<std::uint32_t> order(values.size());
   std::iota(order.begin(), order.end(), 0u);
   std::stable_sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
     return Var_Order(values[a], values[b]) < 0;
   });
-  std::vector<std::uint32_t> ranks(values.size());
+  kt::CountedVector<std::uint32_t> ranks(values.size());
   std::uint32_t rank = 0;
   for (std::size_t at = 0; at < order.size(); ++at) {
     if (at > 0 && Var_Order(values[order[at - 1]], values[order[at]]) != 0) ++rank;
@@ -32,18 +32,18 @@ std::vector<std::uint32_t> RanksOf(const Kt_Column::Values& values) {
 }
 
 template <class KeyAt>
-void FillKeys(std::vector<KeyedRow>& rows, bool ascending, KeyAt key_at) {
+void FillKeys(kt::CountedVector<KeyedRow>& rows, bool ascending, KeyAt key_at) {
   const std::uint64_t turn = ascending ? 0 : ~std::uint64_t{0};
   for (KeyedRow& row : rows) row.key = key_at(row.row) ^ turn;
 }
 
-void FillKeys(std::vector<KeyedRow>& rows, const Kt_Column& column, bool ascending) {
+void FillKeys(kt::CountedVector<KeyedRow>& rows, const Kt_Column& column, bool ascending) {
   VisitCells(column, [&]<class Cells>(const Cells& cells) {
     if constexpr (std::is_same_v<Cells, Kt_Column::Texts>) {
-      const std::vector<std::uint32_t> ranks = cells.dictionary.Ranks();
+      const kt::CountedVector<std::uint32_t> ranks = cells.dictionary.Ranks();
       FillKeys(rows, ascending, [&](Slot row) { return KeyOf(ranks[cells.codes[row]]); });
     } else if constexpr (std::is_same_v<Cells, Kt_Column::Values>) {
-      const std::vector<std::uint32_t> ranks = RanksOf(cells);
+      const kt::CountedVector<std::uint32_t> ranks = RanksOf(cells);
       FillKeys(rows, ascending, [&](Slot row) { return KeyOf(ranks[row]); });
     } else {
       FillKeys(rows, ascending, [&](Slot row) { return KeyOf(cells[row]); });
@@ -51,11 +51,11 @@ void FillKeys(std::vector<KeyedRow>& rows, const Kt_Column& column, bool ascendi
   });
 }
 
-void SortByColumn(std::vector<Slot>& slots, const Kt_Column& column, bool ascending,
+void SortByColumn(kt::CountedVector<Slot>& slots, const Kt_Column& column, bool ascending,
                   bool nulls_last) {
-  std::vector<Slot> nulls;
-  std::vector<KeyedRow> rows;
-  std::vector<KeyedRow> spare;
+  kt::CountedVector<Slot> nulls;
+  kt::CountedVector<KeyedRow> rows;
+  kt::CountedVector<KeyedRow> spare;
   rows.reserve(slots.size());
   for (const Slot slot : slots) {
     if (column.IsNull(slot)) {
@@ -117,8 +117,8 @@ std::shared_ptr<const Kt_Column> Kt_Dataset::SlotCells(kt_long col) const {
 }
 
 // The records that are shown, by keys, nulls first.
-std::vector<Slot> Kt_Dataset::OrderedRecords(const std::vector<SortKey>& keys) const {
-  std::vector<Slot> slots = RowsToSave(ActiveView(), false, false);
+kt::CountedVector<Slot> Kt_Dataset::OrderedRecords(const std::vector<SortKey>& keys) const {
+  kt::CountedVector<Slot> slots = RowsToSave(ActiveView(), false, false);
   for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
     SortByColumn(slots, *SlotCells(key->col), key->ascending, false);
   }
@@ -127,7 +127,7 @@ std::vector<Slot> Kt_Dataset::OrderedRecords(const std::vector<SortKey>& keys) c
 
 kt_long Kt_Dataset::SortRows(const std::vector<SortKey>& keys, bool nulls_last) {
   return RefuseOnFailure([&] {
-    std::vector<Slot> slots = index_->Slots();
+    kt::CountedVector<Slot> slots = index_->Slots();
     for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
       SortByColumn(slots, *SlotCells(key->col), key->ascending, nulls_last);
     }
@@ -145,9 +145,11 @@ kt_long Kt_Dataset::Sort(std::u16string_view list, bool ascending, bool nulls_la
   return RefuseOnFailure([&]() -> kt_long {
     std::vector<SortKey> keys;
     if (!ParseSortKeys(list, ascending, keys)) return -1;
+    std::vector<Key> all = keys_;
+    SetKeys(Kt_KeyType::kSort, keys, all);
+    if (group_keys) SetKeys(Kt_KeyType::kGroup, keys, all);
     if (const kt_long sorted = SortRows(keys, nulls_last); sorted < 0) return sorted;
-    SetKeys(Kt_KeyType::kSort, keys);
-    if (group_keys) SetKeys(Kt_KeyType::kGroup, keys);
+    keys_ = std::move(all);
     return 1;
   });
 }

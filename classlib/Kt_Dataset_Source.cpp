@@ -111,9 +111,9 @@ kt_long Kt_Dataset::SetSource(Kt_Dataset* source) {
 // ---- Taking rows ------------------------------------------------------------------------------
 
 // The slots of all records, in order.
-std::vector<Slot> Kt_Dataset::RecordSlots() const {
+kt::CountedVector<Slot> Kt_Dataset::RecordSlots() const {
   const RowIndex& index = PlainIndex();
-  std::vector<Slot> slots;
+  kt::CountedVector<Slot> slots;
   slots.reserve(index.EntryCount());
   const bool intact = IsIntact();
   index.ForEachEntry([&](RowIndex::Place, Slot slot) {
@@ -131,14 +131,14 @@ std::vector<bool> Kt_Dataset::KnownSlots() const {
 }
 
 // The known slots among `slots` in the order that they have here, then the others.
-std::vector<Slot> Kt_Dataset::InOwnOrder(const std::vector<Slot>& slots,
-                                         const std::vector<bool>& known) const {
+kt::CountedVector<Slot> Kt_Dataset::InOwnOrder(const kt::CountedVector<Slot>& slots,
+                                               const std::vector<bool>& known) const {
   const auto is_known = [&](Slot slot) { return slot < known.size() && known[slot]; };
   std::vector<bool> wanted(known.size());
   for (const Slot slot : slots) {
     if (is_known(slot)) wanted[slot] = true;
   }
-  std::vector<Slot> ordered;
+  kt::CountedVector<Slot> ordered;
   ordered.reserve(slots.size());
   index_->ForEachEntry([&](RowIndex::Place, Slot slot) {
     if (wanted[slot]) ordered.push_back(slot);
@@ -154,7 +154,7 @@ std::vector<Slot> Kt_Dataset::InOwnOrder(const std::vector<Slot>& slots,
 // REQUIRES: ShowsSource, and no pivot.
 void Kt_Dataset::TakeSourceRows(bool anew) {
   const Kt_Dataset* const source = GetSource();
-  std::vector<Slot> slots;
+  kt::CountedVector<Slot> slots;
   if (source != nullptr) slots = source->RecordSlots();
   const std::vector<bool> known = KnownSlots();
   if (!anew) slots = InOwnOrder(slots, known);
@@ -184,7 +184,8 @@ void Kt_Dataset::LinkSource() {
 }
 
 // Columns of its own have a cell for every slot; those of rows that are new here are null.
-void Kt_Dataset::ClearStrangeCells(const std::vector<Slot>& slots, const std::vector<bool>& known) {
+void Kt_Dataset::ClearStrangeCells(const kt::CountedVector<Slot>& slots,
+                                   const std::vector<bool>& known) {
   for (std::size_t col = 0; col < columns_.size(); ++col) {
     if (columns_[col].cells == nullptr) continue;
     Kt_Column& cells = WriteCells(static_cast<kt_long>(col));
@@ -242,7 +243,7 @@ void Kt_Dataset::OwnColumns() {
 // Copies the cells of the rows that are here; filters, order and selection stay.
 void Kt_Dataset::TakeCells() {
   if (!ShowsSource()) return;
-  const std::vector<Slot> slots = RecordSlots();
+  const kt::CountedVector<Slot> slots = RecordSlots();
   std::vector<std::shared_ptr<Kt_Column>> cells(columns_.size());
   for (std::size_t col = 0; col < columns_.size(); ++col) {
     if (IsLogicalColumn(static_cast<kt_long>(col))) continue;

@@ -3,6 +3,7 @@
 // XML: see docs/dataset-store.md for the form. Lists and other values of variant columns carry
 // their tag; everything else is read by the type of its column.
 #include <algorithm>
+#include <functional>
 
 #include "classlib/Kt_CellForms.h"
 #include "classlib/Kt_Dataset.h"
@@ -35,8 +36,8 @@ class XmlWriter {
     Markup(u"</columns>\n");
     if (types_ && !table_.constants.empty()) WriteConstants();
     Markup(u"<rows>\n");
-    std::vector<const LoadedNote*> notes(table_.row_count);
-    std::vector<std::size_t> numbers(table_.row_count);
+    kt::CountedVector<const LoadedNote*> notes(table_.row_count);
+    kt::CountedVector<std::size_t> numbers(table_.row_count);
     for (std::size_t number = 0; number < table_.notes.size(); ++number) {
       notes[table_.notes[number].row] = &table_.notes[number];
       numbers[table_.notes[number].row] = number;
@@ -47,7 +48,7 @@ class XmlWriter {
     Markup(u"</rows>\n</dataset>\n");
     return fits_;
   }
-  const std::u16string& Text() const { return out_; }
+  const kt::CountedText& Text() const { return out_; }
 
  private:
   static constexpr auto kMaxUnits = static_cast<std::size_t>(kMaxStringLength);
@@ -152,7 +153,7 @@ class XmlWriter {
 
   const LoadedTable& table_;
   const bool types_;
-  std::u16string out_;
+  kt::CountedText out_;
   bool fits_ = true;
 };
 
@@ -400,7 +401,7 @@ kt_long Kt_Dataset::LoadDataXml(std::u16string_view text, bool clear) {
 kt_long Kt_Dataset::SaveDataXml(Kt_WString& out, std::u16string_view type, bool header,
                                 Kt_SaveReport& report) const {
   out.Empty();
-  return SaveTable(type, report, [&](const LoadedTable& table) -> kt_long {
+  const auto write = [&](const LoadedTable& table) -> kt_long {
     if (const kt_long code = CheckValues(table, report)) return code;
     XmlWriter writer(table, header);
     if (!writer.Write()) return report.Refuse(kErrStringTooLong, {});
@@ -410,7 +411,8 @@ kt_long Kt_Dataset::SaveDataXml(Kt_WString& out, std::u16string_view type, bool 
     }
     out = Kt_WString(writer.Text());
     return kOk;
-  });
+  };
+  return SaveTable(type, report, std::ref(write));  // which needs no memory
 }
 
 kt_long Kt_Dataset::SaveDataXml(Kt_WString& out, std::u16string_view type, bool header) const {

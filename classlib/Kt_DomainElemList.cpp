@@ -4,6 +4,7 @@
 #include <exception>
 
 #include "classlib/Kt_DomainElement.h"
+#include "classlib/Kt_Memory.h"
 #include "classlib/Kt_Number.h"
 #include "classlib/Kt_WStrList.h"
 #include "classlib/Kt_XmlDOM.h"
@@ -112,6 +113,7 @@ Kt_DomainElement* Kt_DomainElemList::FindItem(std::u16string_view id) const try 
   const auto found = names_.find(Folded(id));
   return found == names_.end() ? nullptr : GetItem(found->second);
 } catch (const std::exception&) {
+  (void)kt::NoteMemoryFailure();
   return nullptr;
 }
 
@@ -128,6 +130,7 @@ Kt_DomainElement* Kt_DomainElemList::Add(const Kt_WString& id) try {
   items_.push_back(std::move(element));
   return items_.back().get();
 } catch (const std::exception&) {
+  (void)kt::NoteMemoryFailure();
   return nullptr;
 }
 
@@ -169,6 +172,7 @@ bool Kt_DomainElemList::Rename(Kt_DomainElement& element, const Kt_WString& id) 
   }
   return true;
 } catch (const std::exception&) {
+  (void)kt::NoteMemoryFailure();
   return false;
 }
 
@@ -179,7 +183,7 @@ kt_long Kt_DomainElemList::Load(const Kt_XmlDOM& dom, Kt_WStrList* messages) try
   Swap(loaded);
   return GetCount();
 } catch (const std::exception&) {
-  return -1;
+  return kt::NoteMemoryFailure();
 }
 
 bool Kt_DomainElemList::Read(const Kt_XmlElement& from, Kt_WStrList* messages) {

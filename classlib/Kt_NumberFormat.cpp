@@ -7,7 +7,11 @@
 #include <algorithm>
 #include <array>
 #include <memory>
+#include <new>
 #include <string>
+#include <utility>
+
+#include "classlib/Kt_ThreadEnd.h"
 
 namespace {
 
@@ -32,6 +36,7 @@ class FormatCache {
     Format format = open();
     if (!format) return nullptr;
     Entry& entry = entries_[next_++ % entries_.size()];
+    entry.format.reset();
     entry.key = key;
     entry.format = std::move(format);
     return entry.format.get();
@@ -45,6 +50,22 @@ class FormatCache {
   std::array<Entry, 4> entries_;
   std::size_t next_ = 0;
 };
+
+KT_THREAD_LOCAL FormatCache* caches = nullptr;  // of this thread: locales, patterns
+
+void DropCaches() { delete[] std::exchange(caches, nullptr); }
+
+FormatCache* Caches() {
+  if (caches == nullptr) {
+    if (!kt::AtThreadEnd<DropCaches>()) throw std::bad_alloc();
+    caches = new FormatCache[2];
+  }
+  return caches;
+}
+
+void PassFailure(UErrorCode status) {
+  if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
+}
 
 // Empty when there is none. A language that just fits has no terminating zero.
 std::string LanguageOf(const char* locale) {
@@ -66,6 +87,7 @@ bool IsFallback(const UNumberFormat* format, const char* name) {
 Format OpenLocale(const char* name) {
   UErrorCode status = U_ZERO_ERROR;
   Format format(unum_open(UNUM_DECIMAL, nullptr, 0, name, nullptr, &status));
+  PassFailure(status);
   if (U_FAILURE(status)) return nullptr;
   if (*name != '\0' && IsFallback(format.get(), name)) return OpenLocale("");
   unum_setAttribute(format.get(), UNUM_MIN_FRACTION_DIGITS, 0);
@@ -77,6 +99,7 @@ Format OpenPattern(std::u16string_view pattern) {
   UErrorCode status = U_ZERO_ERROR;
   Format format(unum_open(UNUM_PATTERN_DECIMAL, pattern.data(),
                           static_cast<std::int32_t>(pattern.size()), "", nullptr, &status));
+  PassFailure(status);
   if (U_FAILURE(status)) return nullptr;
   unum_setAttribute(format.get(), UNUM_ROUNDING_MODE, UNUM_ROUND_HALFUP);
   return format;
@@ -108,6 +131,7 @@ bool Apply(UNumberFormat* format, std::u16string_view number, Kt_WString& out) {
       out = std::u16string_view(text).substr(0, static_cast<std::size_t>(needed));
       return true;
     }
+    PassFailure(status);
     if (status != U_BUFFER_OVERFLOW_ERROR) return false;
     text.resize(static_cast<std::size_t>(needed));
   }
@@ -117,7 +141,7 @@ bool Apply(UNumberFormat* format, std::u16string_view number, Kt_WString& out) {
 }  // namespace
 
 bool kt_formatlocaleW(std::u16string_view number, std::u16string_view locale, Kt_WString& out) {
-  thread_local FormatCache cache;
+  FormatCache& cache = Caches()[0];
   std::string name;
   if (!ToNarrow(locale, kMaxLocaleName, name)) {
     name.clear();
@@ -127,7 +151,7 @@ bool kt_formatlocaleW(std::u16string_view number, std::u16string_view locale, Kt
 }
 
 bool kt_formatpatternW(std::u16string_view number, std::u16string_view pattern, Kt_WString& out) {
-  thread_local FormatCache cache;
+  FormatCache& cache = Caches()[1];
   if (pattern.size() > kMaxPattern) return false;
   return Apply(cache.Find(pattern, [&] { return OpenPattern(pattern); }), number, out);
 }

@@ -6,6 +6,8 @@
 #include <mutex>
 #include <new>
 
+#include "classlib/Kt_Memory.h"
+
 // Chunks and free objects are both linked through their first word, so the pool needs no memory
 // beside the chunks themselves.
 struct Kt_ObjBufPool::Impl {
@@ -18,16 +20,14 @@ struct Kt_ObjBufPool::Impl {
       : slot_bytes((std::max(object_size, sizeof(Link)) + kAlign - 1) / kAlign * kAlign),
         slots_per_chunk(static_cast<std::size_t>(std::max(step, 1))) {}
 
-  bool Grow() {
-    auto* const chunk = static_cast<std::byte*>(
-        ::operator new(kAlign + slot_bytes * slots_per_chunk, std::nothrow));
-    if (chunk == nullptr) return false;
+  std::size_t ChunkBytes() const { return kAlign + slot_bytes * slots_per_chunk; }
+  void Grow() {
+    auto* const chunk = static_cast<std::byte*>(kt::Allocate(ChunkBytes()));
     chunks = new (chunk) Link{chunks};
     // From the last to the first, so that objects are given out in the order of their addresses.
     for (std::size_t slot = slots_per_chunk; slot-- > 0;) {
       free_slots = new (chunk + kAlign + slot * slot_bytes) Link{free_slots};
     }
-    return true;
   }
 
   std::mutex mutex;
@@ -48,14 +48,14 @@ Kt_ObjBufPool::~Kt_ObjBufPool() {
   while (impl_->chunks) {
     Impl::Link* const chunk = impl_->chunks;
     impl_->chunks = chunk->next;
-    ::operator delete(chunk);
+    kt::Free(chunk, impl_->ChunkBytes());
   }
   delete impl_;
 }
 
 void* Kt_ObjBufPool::Alloc() {
   const std::lock_guard lock(impl_->mutex);
-  if (impl_->free_slots == nullptr && !impl_->Grow()) return nullptr;
+  if (impl_->free_slots == nullptr) impl_->Grow();
   Impl::Link* const slot = impl_->free_slots;
   impl_->free_slots = slot->next;
   ++impl_->used;

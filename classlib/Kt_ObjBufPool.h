@@ -8,7 +8,8 @@
 // A named pool of equally sized objects: a free list that grows by `step` objects at a time and
 // never shrinks. For classes of which a script has thousands.
 //
-// Threads: every call locks; pools are process-wide. Fails: Alloc gives null when memory ran out.
+// Threads: every call locks; pools are process-wide. Fails: without memory Alloc throws
+// std::bad_alloc.
 class KT_CLASS_API Kt_ObjBufPool {
  public:
   // `name` must outlive the pool (a literal). `object_size` in bytes.

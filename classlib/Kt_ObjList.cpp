@@ -1,10 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "classlib/Kt_ObjList.h"
 
+#include <algorithm>
+#include <memory>
 #include <new>
 #include <utility>
 
-Kt_ObjList::Kt_ObjList(const Kt_ObjList& other) : handler_(other.handler_) { Assign(&other); }
+namespace {
+
+struct FreeMemory {
+  void operator()(void* memory) const { ::operator delete(memory); }
+};
+
+}  // namespace
+
+Kt_ObjList::Kt_ObjList(const Kt_ObjList& other) : Kt_ObjList(*other.handler_) { Assign(&other); }
 
 Kt_ObjList& Kt_ObjList::operator=(const Kt_ObjList& other) {
   KT_ASSERT(handler_ == other.handler_);
@@ -14,21 +24,23 @@ Kt_ObjList& Kt_ObjList::operator=(const Kt_ObjList& other) {
 
 kt_long Kt_ObjList::Append() {
   if (GetCount() >= kMaxListItems) return -1;
-  void* const memory = ::operator new(handler_->ItemSize(), std::nothrow);
-  if (memory == nullptr) return -1;
-  try {
-    items_.push_back(nullptr);
-  } catch (const std::bad_alloc&) {
-    ::operator delete(memory);
-    return -1;
-  }
-  items_.back() = handler_->_InitItem(memory);
+  if (items_.size() == items_.capacity())
+    items_.reserve(std::max<std::size_t>(4, items_.size() * 2));
+  std::unique_ptr<void, FreeMemory> memory(::operator new(handler_->ItemSize()));
+  items_.push_back(handler_->_InitItem(memory.get()));
+  (void)memory.release();
   return GetCount() - 1;
 }
 
 kt_long Kt_ObjList::AddCopy(const void* source) {
   const kt_long index = Append();
-  if (index >= 0) handler_->_AssignItem(GetAt(index), source);
+  if (index < 0) return index;
+  try {
+    handler_->_AssignItem(GetAt(index), source);
+  } catch (...) {
+    RemoveAt(index);
+    throw;
+  }
   return index;
 }
 

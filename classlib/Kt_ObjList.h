@@ -57,7 +57,8 @@ class KT_CLASS_API Kt_ObjList {
   void* GetAt(kt_long index) {
     return index >= 0 && index < GetCount() ? items_[static_cast<std::size_t>(index)] : nullptr;
   }
-  // Appends a fresh element; returns its index, -1 when memory ran out.
+  // Appends a fresh element; returns its index, -1 when the list is full (kMaxListItems). Without
+  // memory std::bad_alloc is thrown and the list is as it was, here and in what follows.
   kt_long Append();
   // Appends a copy.
   kt_long AddCopy(const void* source);

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <exception>
 
+#include "classlib/Kt_Memory.h"
 #include "classlib/detail/Kt_CellFold.h"
 #include "classlib/kernels/Kt_SortKernels.h"
 
@@ -34,7 +35,7 @@ bool Kt_Pivot::Build(const Kt_Dataset& source) {
   try {
     if (BuildFrom(source)) return true;
   } catch (const std::exception&) {
-    // Out of memory: as if nothing had been built.
+    (void)kt::NoteMemoryFailure();  // as if nothing had been built
   }
   Clear();
   return false;
@@ -62,12 +63,13 @@ bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
     for (const KeyColumn& key : keys) sort.push_back({key.col, key.ascending});
     return sort;
   };
-  std::vector<std::uint32_t> row_of(source.slot_count_);
-  std::vector<std::uint32_t> plain_of(source.slot_count_);
-  std::vector<std::vector<std::uint32_t>> positions_of_plain;
-  const std::vector<Slot> slots = SetRows(source.OrderedRecords(sort_keys(row_keys_)), row_of);
+  kt::CountedVector<std::uint32_t> row_of(source.slot_count_);
+  kt::CountedVector<std::uint32_t> plain_of(source.slot_count_);
+  kt::CountedVector<kt::CountedVector<std::uint32_t>> positions_of_plain;
+  const kt::CountedVector<Slot> slots =
+      SetRows(source.OrderedRecords(sort_keys(row_keys_)), row_of);
   SetPositions(source.OrderedRecords(sort_keys(column_keys_)), positions_of_plain, plain_of);
-  std::vector<Entry> entries;
+  kt::CountedVector<Entry> entries;
   for (const Slot slot : slots) {
     for (const std::uint32_t position : positions_of_plain[plain_of[slot]]) {
       entries.push_back({row_of[slot], position, slot});
@@ -84,8 +86,8 @@ std::size_t Kt_Pivot::FirstDifference(const std::vector<KeyColumn>& keys, Slot a
   return key;
 }
 
-std::vector<Slot> Kt_Pivot::SetRows(const std::vector<Slot>& slots,
-                                    std::vector<std::uint32_t>& row_of) {
+kt::CountedVector<Slot> Kt_Pivot::SetRows(const kt::CountedVector<Slot>& slots,
+                                          kt::CountedVector<std::uint32_t>& row_of) {
   for (const Slot slot : slots) {
     if (rows_.empty() || FirstDifference(row_keys_, rows_.back(), slot) < row_keys_.size()) {
       rows_.push_back(slot);
@@ -95,9 +97,9 @@ std::vector<Slot> Kt_Pivot::SetRows(const std::vector<Slot>& slots,
   return slots;
 }
 
-void Kt_Pivot::SetPositions(const std::vector<Slot>& slots,
-                            std::vector<std::vector<std::uint32_t>>& positions_of_plain,
-                            std::vector<std::uint32_t>& plain_of) {
+void Kt_Pivot::SetPositions(const kt::CountedVector<Slot>& slots,
+                            kt::CountedVector<kt::CountedVector<std::uint32_t>>& positions_of_plain,
+                            kt::CountedVector<std::uint32_t>& plain_of) {
   const std::size_t key_count = column_keys_.size();
   std::vector<std::size_t> open(key_count, 0);  // first plain position of the open run, by key
   const auto close = [&](std::size_t same) {
@@ -126,15 +128,15 @@ void Kt_Pivot::SetPositions(const std::vector<Slot>& slots,
   plain_count_ = static_cast<kt_long>(positions_of_plain.size());
 }
 
-void Kt_Pivot::SetCells(std::vector<Entry>& entries) {
-  std::vector<kt::kernels::KeyedRow> sorted;
-  std::vector<kt::kernels::KeyedRow> spare;
+void Kt_Pivot::SetCells(kt::CountedVector<Entry>& entries) {
+  kt::CountedVector<kt::kernels::KeyedRow> sorted;
+  kt::CountedVector<kt::kernels::KeyedRow> spare;
   sorted.reserve(entries.size());
   for (const Entry& entry : entries) {
     sorted.push_back({std::uint64_t{entry.row} * positions_.size() + entry.position, entry.slot});
   }
   kt::kernels::SortByKey(sorted, spare);
-  std::vector<Slot> slots;
+  kt::CountedVector<Slot> slots;
   for (std::size_t at = 0; at < sorted.size();) {
     const std::uint64_t key = sorted[at].key;
     for (slots.clear(); at < sorted.size() && sorted[at].key == key; ++at) {
@@ -148,7 +150,7 @@ void Kt_Pivot::SetCells(std::vector<Entry>& entries) {
   row_starts_.resize(rows_.size() + 1, static_cast<std::uint32_t>(cell_positions_.size()));
 }
 
-void Kt_Pivot::AddCell(ValueColumn& value, const std::vector<Slot>& slots) {
+void Kt_Pivot::AddCell(ValueColumn& value, const kt::CountedVector<Slot>& slots) {
   Kt_Variant total;
   Kt_Dataset::AggregateListed(value.what, *value.cells, slots, total);
   value.values.push_back(std::move(total));
@@ -164,7 +166,7 @@ void Kt_Pivot::AddCell(ValueColumn& value, const std::vector<Slot>& slots) {
 // The keys are copied out of the dataset's columns, so that it can write to them without parting
 // from them first.
 void Kt_Pivot::LetGoOfSource() {
-  std::vector<Slot> places;
+  kt::CountedVector<Slot> places;
   for (const Position& position : positions_) places.push_back(position.slot);
   for (KeyColumn& key : row_keys_) {
     key.cells = std::make_shared<Kt_Column>(key.cells->Gather(rows_));
@@ -275,7 +277,8 @@ Kt_Variant Kt_Pivot::AggregateAcross(Kt_Aggregate what, kt_long col, kt_long row
   return fold.Result(what, present_only);
 }
 
-void Kt_Pivot::TotalRows(const std::vector<Slot>& rows, std::vector<SubtotalCell>& totals) const {
+void Kt_Pivot::TotalRows(const kt::CountedVector<Slot>& rows,
+                         kt::CountedVector<SubtotalCell>& totals) const {
   std::vector<CellNumber> cells;
   for (const Slot row : rows) {
     for (std::uint32_t cell = row_starts_[row]; cell < row_starts_[row + 1]; ++cell) {

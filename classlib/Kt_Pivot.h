@@ -75,9 +75,9 @@ class KT_CLASS_API Kt_Pivot {
   struct ValueColumn {
     kt_long col;
     Kt_Aggregate what;
-    Cells cells;                     // while it is built
-    std::vector<Kt_Variant> values;  // by cell
-    std::vector<Weight> weights;     // by cell, of an average
+    Cells cells;                           // while it is built
+    kt::CountedVector<Kt_Variant> values;  // by cell
+    kt::CountedVector<Weight> weights;     // by cell, of an average
   };
   struct Position {
     Slot slot;      // a record that has its keys
@@ -92,29 +92,30 @@ class KT_CLASS_API Kt_Pivot {
 
   bool BuildFrom(const Kt_Dataset& source);
   void TakeKeys(const Kt_Dataset& source);
-  std::vector<Slot> SetRows(const std::vector<Slot>& slots, std::vector<std::uint32_t>& row_of);
-  void SetPositions(const std::vector<Slot>& slots,
-                    std::vector<std::vector<std::uint32_t>>& positions_of_plain,
-                    std::vector<std::uint32_t>& plain_of);
-  void SetCells(std::vector<Entry>& entries);
-  static void AddCell(ValueColumn& value, const std::vector<Slot>& slots);
+  kt::CountedVector<Slot> SetRows(const kt::CountedVector<Slot>& slots,
+                                  kt::CountedVector<std::uint32_t>& row_of);
+  void SetPositions(const kt::CountedVector<Slot>& slots,
+                    kt::CountedVector<kt::CountedVector<std::uint32_t>>& positions_of_plain,
+                    kt::CountedVector<std::uint32_t>& plain_of);
+  void SetCells(kt::CountedVector<Entry>& entries);
+  static void AddCell(ValueColumn& value, const kt::CountedVector<Slot>& slots);
   void LetGoOfSource();
   const ValueColumn* ValueOf(kt_long col) const;
   static std::size_t FirstDifference(const std::vector<KeyColumn>& keys, Slot a, Slot b);
   // A row key by pivot row; null for other columns.
   const Cells& RowKeyCells(kt_long col) const;
   // What each position of some rows holds together, made of their records.
-  void TotalRows(const std::vector<Slot>& rows,
-                 std::vector<kt::detail::SubtotalCell>& totals) const;
+  void TotalRows(const kt::CountedVector<Slot>& rows,
+                 kt::CountedVector<kt::detail::SubtotalCell>& totals) const;
   static Kt_Variant TotalOf(const ValueColumn& value, const CellNumber* first,
                             const CellNumber* last);
 
   std::vector<KeyColumn> row_keys_;
   std::vector<KeyColumn> column_keys_;
   std::vector<ValueColumn> values_;
-  std::vector<Slot> rows_;  // a record of each row
-  std::vector<Position> positions_;
+  kt::CountedVector<Slot> rows_;  // a record of each row
+  kt::CountedVector<Position> positions_;
   kt_long plain_count_ = 0;
-  std::vector<std::uint32_t> row_starts_;      // first cell of each row, and the end
-  std::vector<std::uint32_t> cell_positions_;  // by cell; rising within a row
+  kt::CountedVector<std::uint32_t> row_starts_;      // first cell of each row, and the end
+  kt::CountedVector<std::uint32_t> cell_positions_;  // by cell; rising within a row
 };

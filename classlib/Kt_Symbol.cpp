@@ -21,10 +21,11 @@ class SymbolTable {
 
   Kt_Symbol Make(const std::u16string& folded, const Kt_WString& name) {
     const std::unique_lock lock(mutex_);
-    const auto next = static_cast<Kt_Symbol>(names_.size() + 1);
-    const auto [it, is_new] = symbols_.try_emplace(folded, next);
-    if (is_new) names_.push_back(name);
-    return it->second;
+    // The name first: memory may run out between the two, and a name too many does no harm.
+    const auto known = symbols_.find(folded);
+    if (known != symbols_.end()) return known->second;
+    names_.push_back(name);
+    return symbols_.emplace(folded, static_cast<Kt_Symbol>(names_.size())).first->second;
   }
 
   Kt_WString Name(Kt_Symbol symbol) {

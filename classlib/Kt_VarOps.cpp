@@ -27,7 +27,14 @@ kt_long TooLong(Kt_Variant& result) {
 kt_long AppendInPlace(Kt_Variant& target, const Kt_Variant& right) {
   const ValueText added(right);  // of `target` itself, perhaps: Append takes parts of its own text
   Kt_WString text = target.TakeString();
-  if (!text.Append(added.View())) return TooLong(target);
+  bool fits = false;
+  try {
+    fits = text.Append(added.View());
+  } catch (...) {
+    target.Set(std::move(text));
+    throw;
+  }
+  if (!fits) return TooLong(target);
   target.Set(std::move(text));
   return 0;
 }
@@ -46,7 +53,6 @@ kt_long JoinPlain(const Kt_Variant& left, const Kt_Variant& right, Kt_Variant& r
   if (length > static_cast<std::size_t>(kMaxStringLength)) return TooLong(result);
   const auto units = static_cast<kt_long>(length);
   Kt_WString::Rep* const rep = Kt_WString::NewRep(units, units);
-  if (rep == nullptr) return TooLong(result);
   std::copy(second.begin(), second.end(), std::copy(first.begin(), first.end(), rep->Text()));
   result.Set(Kt_WString::FromRep(rep));
   return 0;

@@ -2,8 +2,10 @@
 #include "classlib/Kt_Variable.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <new>
+
+#include "classlib/Kt_Memory.h"
+#include "classlib/Kt_ThreadEnd.h"
 
 namespace {
 
@@ -15,18 +17,20 @@ struct FreeNode {
 constexpr int kMaxKept = 1024;
 KT_THREAD_LOCAL FreeNode* free_variables = nullptr;
 KT_THREAD_LOCAL int kept_count = 0;
+KT_THREAD_LOCAL bool is_watched = false;
 
 // Empties the list when the thread ends; what is freed after that goes straight to the heap.
-struct ListOwner {
-  ~ListOwner() {
-    while (free_variables != nullptr) {
-      std::free(std::exchange(free_variables, free_variables->next));
-    }
-    kept_count = kMaxKept;
+void FreeList() {
+  while (free_variables != nullptr) {
+    kt::Free(std::exchange(free_variables, free_variables->next), sizeof(Kt_Variable));
   }
-  void Watch() {}  // makes sure that the owner exists
-};
-thread_local ListOwner list_owner;
+  kept_count = kMaxKept;
+}
+
+bool IsWatched() {
+  if (KT_UNLIKELY(!is_watched)) is_watched = kt::AtThreadEnd<FreeList>();
+  return is_watched;
+}
 
 }  // namespace
 
@@ -35,16 +39,16 @@ void* Kt_Variable::operator new(std::size_t size_bytes) {
     --kept_count;
     return std::exchange(free_variables, free_variables->next);
   }
-  if (void* const memory = std::malloc(size_bytes)) return memory;
-  throw std::bad_alloc();
+  return kt::Allocate(size_bytes);
 }
 
 void Kt_Variable::operator delete(void* memory) {
-  if (KT_UNLIKELY(kept_count >= kMaxKept)) {
-    std::free(memory);
+  // Without memory to note that the list is to be emptied, nothing is put into it.
+  if (KT_UNLIKELY(kept_count >= kMaxKept || !IsWatched())) {
+    kt::Free(memory, sizeof(Kt_Variable));
     return;
   }
-  if (kept_count++ == 0) list_owner.Watch();
+  ++kept_count;
   free_variables = new (memory) FreeNode{free_variables};
 }
 
@@ -88,8 +92,8 @@ Kt_Variable* Kt_VariableList::SearchAndNote(Kt_Symbol symbol, std::uint16_t& hin
 Kt_Variable* Kt_VariableList::FindOrAppend(const Kt_WString& name) {
   const Kt_Symbol symbol = kt_makesymbolW(name);
   if (symbol == 0) return nullptr;
-  Kt_Variable* const found = Find(symbol);
-  return found ? found : Append(symbol, Kt_Variable::New(name));
+  if (Kt_Variable* const found = Find(symbol)) return found;
+  return Append(symbol, Kt_Variable::New(name));
 }
 
 Kt_Variable* Kt_VariableList::AddVariable(const Kt_WString& name, const Kt_Variant& value) {
@@ -117,52 +121,61 @@ Kt_Variable* Kt_VariableList::AddRefVariable(const Kt_WString& name, const Kt_Va
 }
 
 void Kt_VariableList::RemoveVariable(const Kt_WString& name) {
-  const std::uint32_t found = IndexOf(kt_symbolW(name));
+  const Kt_Symbol symbol = kt_symbolW(name);
+  const std::uint32_t found = IndexOf(symbol);
   if (found >= count_) return;
   Kt_Variable* const variable = variables_[found];
   std::copy(symbols_ + found + 1, symbols_ + count_, symbols_ + found);
   std::copy(variables_ + found + 1, variables_ + count_, variables_ + found);
   --count_;
-  RebuildIndex();
+  mask_ = 0;
+  for (std::uint32_t item = 0; item < count_; ++item) mask_ |= Bit(symbols_[item]);
+  if (index_) {
+    index_->erase(symbol);
+    for (auto& [key, item] : *index_) item -= item > found ? 1 : 0;
+  }
   variable->Unref();
 }
 
-Kt_Variable* Kt_VariableList::Append(Kt_Symbol symbol, Kt_Variable* variable) {
+void Kt_VariableList::MakeRoom(Kt_Symbol symbol) {
   if (count_ == capacity_) Grow();
+  if (index_) {
+    index_->emplace(symbol, count_);
+  } else if (count_ + 1 >= kIndexed) {
+    auto index = std::make_unique<Index>();
+    for (std::uint32_t item = 0; item < count_; ++item) index->emplace(symbols_[item], item);
+    index->emplace(symbol, count_);
+    index_ = std::move(index);
+  }
+}
+
+Kt_Variable* Kt_VariableList::Append(Kt_Symbol symbol, Kt_Variable* variable) {
+  try {
+    MakeRoom(symbol);
+  } catch (...) {
+    variable->Unref();
+    throw;
+  }
   symbols_[count_] = symbol;
   variables_[count_] = variable;
   mask_ |= Bit(symbol);
   ++count_;
-  if (index_) {
-    index_->emplace(symbol, count_ - 1);
-  } else if (count_ == kIndexed) {
-    RebuildIndex();
-  }
   return variable;
 }
 
 void Kt_VariableList::Grow() {
   const std::uint32_t capacity = capacity_ * 2;
-  auto* const symbols = new Kt_Symbol[capacity];
-  auto* const variables = new Kt_Variable*[capacity];
-  std::copy(symbols_, symbols_ + count_, symbols);
-  std::copy(variables_, variables_ + count_, variables);
+  auto symbols = std::make_unique<Kt_Symbol[]>(capacity);
+  auto variables = std::make_unique<Kt_Variable*[]>(capacity);
+  std::copy(symbols_, symbols_ + count_, symbols.get());
+  std::copy(variables_, variables_ + count_, variables.get());
   if (symbols_ != inline_symbols_) {
     delete[] symbols_;
     delete[] variables_;
   }
-  symbols_ = symbols;
-  variables_ = variables;
+  symbols_ = symbols.release();
+  variables_ = variables.release();
   capacity_ = capacity;
-}
-
-void Kt_VariableList::RebuildIndex() {
-  mask_ = 0;
-  for (std::uint32_t item = 0; item < count_; ++item) mask_ |= Bit(symbols_[item]);
-  index_.reset();
-  if (count_ < kIndexed) return;
-  index_ = std::make_unique<std::unordered_map<Kt_Symbol, std::uint32_t>>();
-  for (std::uint32_t item = 0; item < count_; ++item) index_->emplace(symbols_[item], item);
 }
 
 void Kt_VariableList::Release() {

@@ -99,23 +99,24 @@ class KT_CLASS_API Kt_VariableList {
  private:
   static constexpr std::uint32_t kInline = 8;
   static constexpr std::uint32_t kIndexed = 24;  // from here on a hash index pays
+  using Index = std::unordered_map<Kt_Symbol, std::uint32_t>;
 
   static std::uint64_t Bit(Kt_Symbol symbol) { return std::uint64_t{1} << (symbol & 63); }
   Kt_Variable* Search(Kt_Symbol symbol) const;
   Kt_Variable* SearchAndNote(Kt_Symbol symbol, std::uint16_t& hint) const;
   Kt_Variable* FindOrAppend(const Kt_WString& name);
   std::uint32_t IndexOf(Kt_Symbol symbol) const;                 // count_ when there is none
+  void MakeRoom(Kt_Symbol symbol);                               // for one more, of that name
   Kt_Variable* Append(Kt_Symbol symbol, Kt_Variable* variable);  // takes over one reference
   void Grow();
   void Release();
-  void RebuildIndex();
 
   std::uint64_t mask_ = 0;  // one bit for each symbol that is in the list
   std::uint32_t count_ = 0;
   std::uint32_t capacity_ = kInline;
   Kt_Symbol* symbols_ = inline_symbols_;
   Kt_Variable** variables_ = inline_variables_;
-  std::unique_ptr<std::unordered_map<Kt_Symbol, std::uint32_t>> index_;  // from kIndexed on
+  std::unique_ptr<Index> index_;  // from kIndexed on
   Kt_Symbol inline_symbols_[kInline];
   Kt_Variable* inline_variables_[kInline];
 };

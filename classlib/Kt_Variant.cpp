@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "classlib/Kt_Variant.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <new>
 
+#include "classlib/Kt_Memory.h"
 #include "classlib/Kt_Object.h"
 #include "classlib/Kt_Variable.h"
 
@@ -19,19 +19,34 @@ struct BinaryRep : Kt_Counted {
   std::uint8_t* Bytes() { return reinterpret_cast<std::uint8_t*>(this + 1); }
 };
 
+// The list of a value, taken out so that its buffer is not shared meanwhile, and put back at the
+// end, also when there was no memory for the change.
+struct TakenList {
+  explicit TakenList(Kt_Variant& value) : list(value.TakeList()), owner(value) {}
+  TakenList(const TakenList&) = delete;
+  TakenList& operator=(const TakenList&) = delete;
+  ~TakenList() { owner.Set(std::move(list)); }
+  Kt_VariantList list;
+  Kt_Variant& owner;
+};
+
 struct HolderRep : Kt_Counted {
   explicit HolderRep(const Kt_ObjectHolder& held) : holder(held) {}
+  static void* operator new(std::size_t bytes) { return kt::Allocate(bytes); }
+  static void operator delete(void* memory, std::size_t bytes) { kt::Free(memory, bytes); }
   Kt_ObjectHolder holder;
 };
 
 BinaryRep* NewBinary(const void* bytes, std::size_t size_bytes) {
   if (size_bytes == 0 || size_bytes > static_cast<std::size_t>(kMaxBinaryBytes)) return nullptr;
-  void* const memory = std::malloc(sizeof(BinaryRep) + size_bytes);
-  if (memory == nullptr) return nullptr;
-  auto* const rep = new (memory) BinaryRep;
+  auto* const rep = new (kt::Allocate(sizeof(BinaryRep) + size_bytes)) BinaryRep;
   rep->size_bytes = static_cast<std::uint32_t>(size_bytes);
   std::memcpy(rep->Bytes(), bytes, size_bytes);
   return rep;
+}
+
+void FreeBinary(BinaryRep* rep) {
+  kt::Free(static_cast<void*>(rep), sizeof(BinaryRep) + rep->size_bytes);
 }
 
 Kt_WString::Rep* CountedRep(const Kt_WString& text) {
@@ -60,7 +75,7 @@ Kt_Variant::Kt_Variant(Kt_Currency value) : bits_(kTagCurrency) { payload_.bits 
 Kt_Variant::Kt_Variant(Kt_DateTime value) : bits_(kTagDateTime) { payload_.real = value.days; }
 
 Kt_Variant::Kt_Variant(const Kt_ObjectHolder& value) {
-  Adopt(kTagObject, value.IsEmpty() ? nullptr : new (std::nothrow) HolderRep(value));
+  Adopt(kTagObject, value.IsEmpty() ? nullptr : new HolderRep(value));
 }
 
 void Kt_Variant::Set(Kt_VariantList&& value) { *this = Kt_Variant(std::move(value)); }
@@ -79,7 +94,7 @@ void Kt_Variant::FreePayload() {
     case kTagList:
       Kt_VariantList::FreeRep(static_cast<Kt_VariantList::Rep*>(payload_.counted));
       break;
-    case kTagBinary: std::free(static_cast<BinaryRep*>(payload_.counted)); break;
+    case kTagBinary: FreeBinary(static_cast<BinaryRep*>(payload_.counted)); break;
     case kTagObject: delete static_cast<HolderRep*>(payload_.counted); break;
     case kTagRef: delete static_cast<Kt_Variable*>(payload_.counted); break;
     default: KT_ASSERT(false);
@@ -129,10 +144,8 @@ Kt_WString Kt_Variant::TakeString() {
 }
 
 Kt_Variant* Kt_Variant::ListItemSlow(kt_long index) {
-  Kt_VariantList list = TakeList();
-  Kt_Variant* const item = list.GetItemW(index);
-  Set(std::move(list));
-  return item;
+  TakenList taken(*this);
+  return taken.list.GetItemW(index);
 }
 
 bool Kt_Variant::ListSetSlow(kt_long index, const Kt_Variant& value) {
@@ -140,10 +153,8 @@ bool Kt_Variant::ListSetSlow(kt_long index, const Kt_Variant& value) {
   // Counted while the list is taken apart: `value` may be this list, which then becomes shared and
   // is copied instead of ending up inside itself, or one of its items, which may move.
   const Kt_Variant stored = value.Dereference();
-  Kt_VariantList list = TakeList();
-  const bool done = list.SetItem(index, stored);
-  Set(std::move(list));
-  return done;
+  TakenList taken(*this);
+  return taken.list.SetItem(index, stored);
 }
 
 const Kt_ObjectHolder& Kt_Variant::GetHolder() const {

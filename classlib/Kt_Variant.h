@@ -255,7 +255,8 @@ static_assert(sizeof(Kt_Variant) == 16);
 // An ordered list of values; one pointer wide, shared until changed.
 //
 // Owns its items. The empty list is null and allocates nothing. Appending is amortised constant.
-// Fails: growing past kMaxListItems, or memory running out, returns false / -1 and changes nothing.
+// Fails: growing past kMaxListItems returns false / -1 and changes nothing. Where memory runs out,
+// std::bad_alloc is thrown and the list is as it was.
 class KT_CLASS_API Kt_VariantList {
  public:
   // The shared buffer: this head, then room for `capacity` values. The link costs nothing, because
@@ -346,10 +347,10 @@ class KT_CLASS_API Kt_VariantList {
   }
   KT_NOINLINE kt_long AddSlow(const Kt_Variant& value);
   // A private buffer with room for `capacity` items; copies the first `keep` items when the old
-  // one is shared. False when memory runs out or the capacity passes the limit.
+  // one is shared. False when the capacity passes the limit.
   bool MakeRoom(kt_long capacity, kt_long keep);
-  bool MoveTo(kt_long capacity);
-  bool CopyTo(kt_long capacity, kt_long keep);
+  void MoveTo(kt_long capacity);
+  void CopyTo(kt_long capacity, kt_long keep);
   bool GrowFor(kt_long count);
   bool Append(Kt_Variant&& value);
   static Rep* NewRep(kt_long capacity);

@@ -4,10 +4,10 @@
 // with realloc and items shift with memmove. The empty value is all zero bits in its first word,
 // so fresh items come from memory that the system hands out zeroed.
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <new>
 
+#include "classlib/Kt_Memory.h"
 #include "classlib/Kt_Variant.h"
 
 namespace {
@@ -44,9 +44,7 @@ Kt_VariantList::Kt_VariantList(std::initializer_list<Kt_Variant> items) {
 
 // The fresh part of the buffer is zero, which Resize relies on for long new lists.
 Kt_VariantList::Rep* Kt_VariantList::NewRep(kt_long capacity) {
-  void* const memory = std::calloc(1, RepBytes(capacity));
-  if (memory == nullptr) return nullptr;
-  Rep* const rep = new (memory) Rep;
+  Rep* const rep = new (kt::AllocateZeroed(RepBytes(capacity))) Rep;
   rep->capacity = capacity;
   return rep;
 }
@@ -62,52 +60,51 @@ void Kt_VariantList::FreeRep(Rep* rep) {
   while (queue.head != nullptr) {
     Rep* const next = std::exchange(queue.head, queue.head->next_freed);
     DestroyItems(next->Items(), next->Items() + next->count);
-    std::free(static_cast<void*>(next));
+    kt::Free(static_cast<void*>(next), RepBytes(next->capacity));
   }
   queue.draining = false;
 }
 
 // Moves the items of a list that nobody else holds to a buffer of another size.
-bool Kt_VariantList::MoveTo(kt_long capacity) {
+void Kt_VariantList::MoveTo(kt_long capacity) {
   // Far more room than before is mostly empty items: fresh zeroed memory is then cheaper than
   // writing them. Smaller steps are cheaper in place.
   if (rep_ == nullptr || capacity / 4 > rep_->capacity) {
     Rep* const fresh = NewRep(capacity);
-    if (fresh == nullptr) return false;
     if (rep_ != nullptr) {
       fresh->count = rep_->count;
       MoveItems(fresh->Items(), rep_->Items(), rep_->count);
-      std::free(static_cast<void*>(rep_));
+      kt::Free(static_cast<void*>(rep_), RepBytes(rep_->capacity));
     }
     rep_ = fresh;
-    return true;
+    return;
   }
-  void* const memory = std::realloc(static_cast<void*>(rep_), RepBytes(capacity));
-  if (memory == nullptr) return false;
-  rep_ = static_cast<Rep*>(memory);
+  rep_ = static_cast<Rep*>(
+      kt::Reallocate(static_cast<void*>(rep_), RepBytes(rep_->capacity), RepBytes(capacity)));
   if (capacity > rep_->capacity) {
     std::memset(static_cast<void*>(rep_->Items() + rep_->capacity), 0,
                 static_cast<std::size_t>(capacity - rep_->capacity) * sizeof(Kt_Variant));
   }
   rep_->capacity = capacity;
-  return true;
 }
 
-bool Kt_VariantList::CopyTo(kt_long capacity, kt_long keep) {
+void Kt_VariantList::CopyTo(kt_long capacity, kt_long keep) {
   Rep* const fresh = NewRep(capacity);
-  if (fresh == nullptr) return false;
   for (; fresh->count < keep; ++fresh->count) {
     new (static_cast<void*>(fresh->Items() + fresh->count)) Kt_Variant(rep_->Items()[fresh->count]);
   }
   Drop();
   rep_ = fresh;
-  return true;
 }
 
 bool Kt_VariantList::MakeRoom(kt_long capacity, kt_long keep) {
   if (capacity < 0 || capacity > kMaxListItems) return false;
-  if (rep_ != nullptr && rep_->IsShared()) return CopyTo(capacity, keep);
-  return (rep_ != nullptr && capacity <= rep_->capacity) || MoveTo(capacity);
+  if (rep_ != nullptr && rep_->IsShared()) {
+    CopyTo(capacity, keep);
+  } else if (rep_ == nullptr || capacity > rep_->capacity) {
+    MoveTo(capacity);
+  }
+  return true;
 }
 
 // Private, with room for `count` items, and grown by half when it has to grow.

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <bitset>
-#include <new>
 
 #include "classlib/detail/Kt_Blank.h"
 
@@ -177,11 +176,7 @@ Kt_WString Kt_WStrList::Join(std::u16string_view separator) const {
 
 kt_long Kt_WStrList::Add(const Kt_WString& text) {
   if (GetCount() >= kMaxListItems) return -1;
-  try {
-    items_.push_back(text);
-  } catch (const std::bad_alloc&) {
-    return -1;
-  }
+  items_.push_back(text);
   return GetCount() - 1;
 }
 
@@ -198,7 +193,14 @@ kt_long Kt_WStrList::Parse(std::u16string_view text, std::u16string_view delimit
   const std::size_t old_count = items_.size();
   const SplitOptions options{escape, multi_dim, check_quotes, delete_quotes, trim, brackets};
   Splitter splitter(own_text, delimiters, options);
-  if (splitter.Run([this](const Kt_WString& piece) { return Add(piece) >= 0; })) return GetCount();
+  try {
+    if (splitter.Run([this](const Kt_WString& piece) { return Add(piece) >= 0; })) {
+      return GetCount();
+    }
+  } catch (...) {
+    items_.resize(old_count);
+    throw;
+  }
   items_.resize(old_count);
   return -1;
 }

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <vector>
-
+#include "classlib/Kt_Memory.h"
 #include "classlib/Kt_WString.h"
 
 // An ordered list of strings. Owns its items; copies share the buffers of the strings.
@@ -42,5 +41,5 @@ class KT_CLASS_API Kt_WStrList {
                 bool trim = true, bool brackets = false);
 
  private:
-  std::vector<Kt_WString> items_;
+  kt::CountedVector<Kt_WString> items_;
 };

@@ -2,11 +2,11 @@
 #include "classlib/Kt_WString.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <new>
 
+#include "classlib/Kt_Memory.h"
 #include "classlib/detail/Kt_TextSearch.h"
 
 static_assert(sizeof(Kt_WString) == sizeof(void*));
@@ -47,12 +47,12 @@ void SetLength(Kt_WString::Rep& rep, kt_long length) {
   rep.Text()[length] = u'\0';
 }
 
-// Grows a buffer that nobody else holds, in place if the allocator can; null leaves it as it was.
+// Grows a buffer that nobody else holds, in place if the allocator can.
 Kt_WString::Rep* Enlarge(Kt_WString::Rep* rep, kt_long length) {
   const kt_long by_half = std::min(rep->capacity + rep->capacity / 2, kMaxStringLength);
   const kt_long capacity = WholeLine(std::max(length, by_half));
-  void* const memory = std::realloc(static_cast<void*>(rep), RepBytes(capacity));
-  if (memory == nullptr) return nullptr;
+  void* const memory =
+      kt::Reallocate(static_cast<void*>(rep), RepBytes(rep->capacity), RepBytes(capacity));
   auto* const grown = static_cast<Kt_WString::Rep*>(memory);
   grown->capacity = capacity;
   return grown;
@@ -76,26 +76,21 @@ Kt_WString::Kt_WString(std::u16string_view text) : rep_(RepOf(text)) {}
 Kt_WString::Rep* Kt_WString::NewRep(kt_long length, kt_long capacity) {
   if (length < 0 || length > kMaxStringLength) return nullptr;
   const kt_long room = WholeLine(std::clamp(capacity, length, kMaxStringLength));
-  void* const memory = std::malloc(RepBytes(room));
-  if (memory == nullptr) return nullptr;
-  Rep* const rep = new (memory) Rep;
+  Rep* const rep = new (kt::Allocate(RepBytes(room))) Rep;
   rep->capacity = room;
   SetLength(*rep, length);
   return rep;
 }
 
-void Kt_WString::FreeRep(Rep* rep) { std::free(static_cast<void*>(rep)); }
+void Kt_WString::FreeRep(Rep* rep) { kt::Free(static_cast<void*>(rep), RepBytes(rep->capacity)); }
 
 bool Kt_WString::MakeRoom(kt_long length) {
   if (length < 0 || length > kMaxStringLength) return false;
   if (rep_ && !rep_->IsShared()) {
-    if (length <= rep_->capacity) return true;
-    Rep* const grown = Enlarge(rep_, length);
-    if (grown) rep_ = grown;
-    return grown != nullptr;
+    if (length > rep_->capacity) rep_ = Enlarge(rep_, length);
+    return true;
   }
   Rep* const fresh = NewRep(GetLength(), length);
-  if (fresh == nullptr) return false;
   CopyUnits(fresh->Text(), View());
   Drop();
   rep_ = fresh;
@@ -161,7 +156,6 @@ kt_long Kt_WString::Replace(std::u16string_view old_text, std::u16string_view ne
                               count * (added - static_cast<std::int64_t>(old_text.size()));
   if (length > kMaxStringLength) return -1;
   Rep* const fresh = NewRep(static_cast<kt_long>(length), static_cast<kt_long>(length));
-  if (fresh == nullptr) return -1;
   char16_t* out = fresh->Text();
   std::size_t from = 0;
   for (std::int64_t done = 0; done < count; ++done) {
@@ -187,7 +181,6 @@ char16_t* Kt_WString::GetBuffer(kt_long length) {
   if (length < 0 || length > kMaxStringLength) return nullptr;
   if (rep_ == nullptr || rep_->IsShared() || rep_->capacity < length) {
     Rep* const fresh = NewRep(length, length);
-    if (fresh == nullptr) return nullptr;
     Drop();
     rep_ = fresh;
   }
@@ -200,8 +193,7 @@ void Kt_WString::FreeExtra() {
   if (rep_->length == 0) return Empty();
   const kt_long capacity = WholeLine(rep_->length);
   if (capacity >= rep_->capacity) return;
-  void* const memory = std::realloc(static_cast<void*>(rep_), RepBytes(capacity));
-  if (memory == nullptr) return;
-  rep_ = static_cast<Rep*>(memory);
+  rep_ = static_cast<Rep*>(
+      kt::Reallocate(static_cast<void*>(rep_), RepBytes(rep_->capacity), RepBytes(capacity)));
   rep_->capacity = capacity;
 }

@@ -15,7 +15,8 @@
 // terminated by a zero unit; a zero inside the text is kept.
 // Threads: separate strings may share a buffer across threads; one string has one owner.
 // Fails: a result longer than kMaxStringLength is not made: the operation returns false (or leaves
-// the string as it was) and the engine reports kErrStringTooLong.
+// the string as it was) and the engine reports kErrStringTooLong. Where memory runs out,
+// std::bad_alloc is thrown and the string is as it was.
 class KT_CLASS_API Kt_WString {
  public:
   // The shared buffer: this head, then `length` units and the terminating zero.

@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "classlib/Kt_XmlWriter.h"
+#include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_XmlScanner.h"
 
 namespace {
@@ -81,6 +82,7 @@ bool Kt_XmlElement::SetAttribute(const Kt_WString& name, const Kt_WString& value
   attributes_.push_back({name, value});
   return true;
 } catch (const std::exception&) {
+  (void)kt::NoteMemoryFailure();
   return false;
 }
 
@@ -92,6 +94,7 @@ Kt_XmlElement* Kt_XmlElement::AddChild(const Kt_WString& name) try {
   nodes_.push_back({std::move(child), {}});
   return nodes_.back().element.get();
 } catch (const std::exception&) {
+  (void)kt::NoteMemoryFailure();
   return nullptr;
 }
 
@@ -103,6 +106,7 @@ bool Kt_XmlElement::AddText(std::u16string_view text) try {
   nodes_.push_back({nullptr, added});
   return true;
 } catch (const std::exception&) {
+  (void)kt::NoteMemoryFailure();
   return false;
 }
 
@@ -200,6 +204,7 @@ Kt_XmlElement* Kt_XmlDOM::NewRoot(const Kt_WString& name) try {
   root_ = std::make_unique<Kt_XmlElement>(name);
   return root_.get();
 } catch (const std::exception&) {
+  (void)kt::NoteMemoryFailure();
   return nullptr;
 }
 
@@ -215,7 +220,8 @@ bool Kt_XmlDOM::Load(std::u16string_view text, Kt_XmlError& error, const Kt_XmlL
   root_ = std::move(root);
   return true;
 } catch (const std::exception&) {
-  error.text = u"out of memory";
+  (void)kt::NoteMemoryFailure();
+  error.text = kt::detail::NoMemoryText();
   return false;
 }
 

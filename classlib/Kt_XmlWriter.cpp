@@ -3,6 +3,7 @@
 
 #include <exception>
 
+#include "classlib/Kt_Memory.h"
 #include "classlib/detail/Kt_XmlScanner.h"
 
 namespace {
@@ -36,6 +37,7 @@ bool Kt_XmlWriter::Do(Write write) {
   try {
     good_ = good_ && write() && out_.size() <= static_cast<std::size_t>(kMaxStringLength);
   } catch (const std::exception&) {
+    (void)kt::NoteMemoryFailure();
     good_ = false;
   }
   return good_;

@@ -29,6 +29,7 @@ ChangeBuffer::Entry& ChangeBuffer::Touch(Slot slot) {
   if (pages_[page].empty()) pages_[page].resize(kPageSlots);
   if (free_entries_.empty()) {
     entries_.emplace_back();
+    free_entries_.reserve(entries_.capacity());  // so that dropping one needs no memory
     free_entries_.push_back(static_cast<std::uint32_t>(entries_.size()));
   }
   order_.Append(slot, 1);
@@ -39,9 +40,24 @@ ChangeBuffer::Entry& ChangeBuffer::Touch(Slot slot) {
   return entries_[number - 1];
 }
 
-void ChangeBuffer::NoteWrite(Slot slot, kt_long col, const Kt_Variant& before) {
-  Entry& entry = Touch(slot);
-  if (OldValue(entry, col) == nullptr) entry.cells.emplace_back(col, before);
+ChangeBuffer::Noted ChangeBuffer::NoteWrite(Slot slot, kt_long col, const Kt_Variant& before) {
+  if (const std::uint32_t number = NumberOf(slot); number != 0) {
+    Entry& entry = entries_[number - 1];
+    if (OldValue(entry, col) != nullptr) return Noted::kNothing;
+    entry.cells.emplace_back(col, before);
+    return Noted::kCell;
+  }
+  decltype(Entry::cells) cells;
+  cells.emplace_back(col, before);
+  Touch(slot).cells = std::move(cells);
+  return Noted::kEntry;
+}
+
+void ChangeBuffer::TakeBack(Slot slot, Noted noted) {
+  if (noted == Noted::kNothing) return;
+  const std::uint32_t number = NumberOf(slot);
+  entries_[number - 1].cells.pop_back();
+  if (noted == Noted::kEntry) DropAt(slot, order_.Last());
 }
 
 bool ChangeBuffer::NoteRestored(Slot slot, kt_long col) {
@@ -53,8 +69,13 @@ bool ChangeBuffer::NoteRestored(Slot slot, kt_long col) {
 }
 
 void ChangeBuffer::NoteDelete(Slot slot) {
-  Touch(slot).deleted = true;
   deleted_.push_back(slot);
+  try {
+    Touch(slot).deleted = true;
+  } catch (...) {
+    deleted_.pop_back();
+    throw;
+  }
 }
 
 // Numbers rise along the order, so an entry is found by bisection.
@@ -75,7 +96,12 @@ kt_long ChangeBuffer::IndexOf(std::uint64_t number) const {
 void ChangeBuffer::Drop(Slot slot) {
   const std::uint32_t number = NumberOf(slot);
   if (number == 0) return;
-  order_.Remove(order_.Find(kAllRows, IndexOf(entries_[number - 1].number)));
+  DropAt(slot, order_.Find(kAllRows, IndexOf(entries_[number - 1].number)));
+}
+
+void ChangeBuffer::DropAt(Slot slot, RowIndex::Place place) {
+  const std::uint32_t number = NumberOf(slot);
+  order_.Remove(place);  // the only thing here that may run out of memory
   entries_[number - 1] = Entry();
   free_entries_.push_back(number);
   pages_[slot / kPageSlots][slot % kPageSlots] = 0;

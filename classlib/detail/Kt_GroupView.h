@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "classlib/Kt_Memory.h"
 #include "classlib/Kt_Variant.h"
 
 namespace kt::detail {
@@ -22,7 +23,7 @@ struct Subtotal {
   kt_long level = 1;     // 1 innermost
   kt_long first = 0;     // the rows of its group, [first, last)
   kt_long last = 0;
-  std::vector<SubtotalCell> cells;  // by column, then position
+  CountedVector<SubtotalCell> cells;  // by column, then position
 
   // Null for a cell without value.
   const Kt_Variant* Find(kt_long col, kt_long at) const;
@@ -36,7 +37,7 @@ struct Subtotal {
 class GroupView {
  public:
   void Add(Subtotal subtotal) { subtotals_.push_back(std::move(subtotal)); }
-  std::vector<Subtotal>& All() { return subtotals_; }
+  CountedVector<Subtotal>& All() { return subtotals_; }
   kt_long Count() const { return static_cast<kt_long>(subtotals_.size()); }
 
   // The subtotal at a row; null for a record.
@@ -53,8 +54,8 @@ class GroupView {
   std::size_t LowerBound(kt_long row) const;
   void TakeIn();
 
-  std::vector<Subtotal> subtotals_;
-  std::vector<kt_long> removed_;  // rows that went, falling; by the numbers they had at first
+  CountedVector<Subtotal> subtotals_;
+  CountedVector<kt_long> removed_;  // rows that went, falling; by the numbers they had at first
 };
 
 }  // namespace kt::detail

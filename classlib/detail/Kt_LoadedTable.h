@@ -35,7 +35,7 @@ struct LoadedTable {
   std::vector<LoadedColumn> columns;
   std::vector<std::pair<Kt_WString, Kt_Variant>> constants;
   std::uint32_t row_count = 0;
-  std::vector<LoadedNote> notes;  // in order of first change
+  CountedVector<LoadedNote> notes;  // in order of first change
 };
 
 // Rows of a table that has no cells cost a file nothing, so a file may only claim this many.

@@ -2,15 +2,13 @@
 #pragma once
 
 #include <algorithm>
-#include <new>
-#include <vector>
 
-#include "classlib/Kt_Types.h"
+#include "classlib/Kt_Memory.h"
 
 namespace kt::detail {
 
 // The common body of the lists of plain values. GetItem gives T() outside the list; Add gives the
-// new index, -1 when the list is full (kMaxListItems) or memory ran out.
+// new index, -1 when the list is full (kMaxListItems); without memory it throws std::bad_alloc.
 template <class T>
 class Kt_PlainList {
  public:
@@ -27,11 +25,7 @@ class Kt_PlainList {
 
   kt_long Add(T value) {
     if (GetCount() >= kMaxListItems) return -1;
-    try {
-      items_.push_back(value);
-    } catch (const std::bad_alloc&) {
-      return -1;
-    }
+    items_.push_back(value);
     return GetCount() - 1;
   }
   void SetItem(kt_long index, T value) {
@@ -43,7 +37,7 @@ class Kt_PlainList {
   void Clear() { items_.clear(); }
 
  private:
-  std::vector<T> items_;
+  CountedVector<T> items_;
 };
 
 }  // namespace kt::detail

@@ -5,25 +5,34 @@
 #include <new>
 
 #include "classlib/Kt_Codes.h"
+#include "classlib/Kt_Memory.h"
+#include "classlib/Kt_WString.h"
 
 namespace kt::detail {
 
 // Runs a change that may run out of memory, and turns that into an answer, which is negative as
-// those of other refusals are.
+// those of other refusals are. The change may call operations that refuse in turn and need not look
+// for this reason itself.
 template <class Change>
 kt_long RefuseOnFailure(Change change) {
+  const std::uint32_t before = MemoryFailures();
   try {
-    return change();
-  } catch (const std::bad_alloc&) {
-    return kErrNoMemory;
+    const kt_long answer = change();
+    PassMemoryFailure(before);
+    return answer;
+  } catch (const std::bad_alloc& failure) {
+    return NoteMemoryFailure(failure);
   } catch (const std::exception&) {  // what would be too large for a limit
     return -1;
   }
 }
 
+// "out of memory", made while there was some.
+const Kt_WString& NoMemoryText();
+
 // Why a load was refused that says nothing else.
-inline const char16_t* RefusalText(kt_long code) {
-  if (code == kErrNoMemory) return u"not enough memory";
+inline Kt_WString RefusalText(kt_long code) {
+  if (code == kErrNoMemory) return NoMemoryText();
   return code == kErrRowNotAdded ? u"too many rows"
                                  : u"too many columns, or a load while a computed cell is read";
 }

@@ -2,6 +2,7 @@
 #include "classlib/detail/Kt_RowIndex.h"
 
 #include <bit>
+#include <new>
 
 #include "classlib/detail/Kt_SparingGrowth.h"
 
@@ -23,13 +24,13 @@ RowIndex::Place RowIndex::End() const {
 // ---- Finding rows -----------------------------------------------------------------------------
 
 void RowIndex::DropTrees() const {
-  for (std::vector<std::uint32_t>& tree : trees_) tree.clear();
+  for (CountedVector<std::uint32_t>& tree : trees_) tree.clear();
   cursor_.valid = false;
   chunk_of_.clear();
 }
 
 void RowIndex::BuildTree(View view) const {
-  std::vector<std::uint32_t>& tree = trees_[view];
+  CountedVector<std::uint32_t>& tree = trees_[view];
   tree.assign(chunks_.size() + 1, 0);
   for (std::size_t node = 1; node < tree.size(); ++node) {
     tree[node] += chunks_[node - 1].counts[view];
@@ -38,10 +39,27 @@ void RowIndex::BuildTree(View view) const {
   }
 }
 
+// False where there is no memory for it: the rows are found without, one chunk after the other.
+bool RowIndex::HasTree(View view) const {
+  if (trees_[view].size() == chunks_.size() + 1) return true;
+  try {
+    BuildTree(view);
+  } catch (const std::bad_alloc&) {
+    trees_[view].clear();
+    return false;
+  }
+  return true;
+}
+
 std::uint32_t RowIndex::FindChunk(View view, kt_long row, kt_long& chunk_row) const {
-  if (trees_[view].size() != chunks_.size() + 1) BuildTree(view);
-  const std::vector<std::uint32_t>& tree = trees_[view];
   auto left = static_cast<std::uint32_t>(row);
+  if (!HasTree(view)) {
+    std::uint32_t chunk = 0;
+    for (; left >= chunks_[chunk].counts[view]; ++chunk) left -= chunks_[chunk].counts[view];
+    chunk_row = row - static_cast<kt_long>(left);
+    return chunk;
+  }
+  const CountedVector<std::uint32_t>& tree = trees_[view];
   std::size_t node = 0;
   for (std::size_t step = std::bit_floor(tree.size()); step != 0; step /= 2) {
     if (node + step < tree.size() && tree[node + step] <= left) {
@@ -98,12 +116,24 @@ RowIndex::Place RowIndex::Find(View view, kt_long row) const {
   return cursor_.place;
 }
 
-// Keeps the chunks of slots up to date, once somebody asked for one.
+// Keeps the chunks of slots up to date, once somebody asked for one; without memory they are found
+// out anew when somebody asks again.
 void RowIndex::NoteChunk(Slot first, std::uint32_t count, std::uint32_t chunk) const {
   if (chunk_of_.empty()) return;
   const std::size_t end = std::size_t{first} + count;
-  if (chunk_of_.size() < end) chunk_of_.resize(end, kNoChunk);
+  try {
+    if (chunk_of_.size() < end) chunk_of_.resize(end, kNoChunk);
+  } catch (const std::bad_alloc&) {
+    return chunk_of_.clear();
+  }
   std::fill_n(chunk_of_.begin() + first, count, chunk);
+}
+
+void RowIndex::FindChunks() const {
+  std::size_t end = 1;  // never empty
+  ForEachEntry([&](Place, Slot slot) { end = std::max<std::size_t>(end, std::size_t{slot} + 1); });
+  chunk_of_.assign(end, kNoChunk);
+  ForEachEntry([&](Place place, Slot slot) { chunk_of_[slot] = place.chunk; });
 }
 
 std::optional<RowIndex::Place> RowIndex::PlaceOf(Slot slot) const {
@@ -111,9 +141,14 @@ std::optional<RowIndex::Place> RowIndex::PlaceOf(Slot slot) const {
     if (slot >= entries_) return std::nullopt;
     return Place{slot / kChunkRows, slot % kChunkRows};
   }
-  if (chunk_of_.empty()) {
-    chunk_of_.push_back(kNoChunk);
-    ForEachEntry([&](Place place, Slot entry) { NoteChunk(entry, 1, place.chunk); });
+  try {
+    if (chunk_of_.empty()) FindChunks();
+  } catch (const std::bad_alloc&) {
+    std::optional<Place> found;
+    ForEachEntry([&](Place place, Slot entry) {
+      if (entry == slot) found = place;
+    });
+    return found;
   }
   if (slot >= chunk_of_.size() || chunk_of_[slot] >= chunks_.size()) return std::nullopt;
   const Chunk& chunk = chunks_[chunk_of_[slot]];
@@ -124,10 +159,13 @@ std::optional<RowIndex::Place> RowIndex::PlaceOf(Slot slot) const {
 }
 
 kt_long RowIndex::RankOf(View view, Place place) const {
-  if (trees_[view].size() != chunks_.size() + 1) BuildTree(view);
   kt_long rank = 0;
-  for (std::size_t node = place.chunk; node != 0; node &= node - 1) {
-    rank += static_cast<kt_long>(trees_[view][node]);
+  if (!HasTree(view)) {
+    for (std::size_t chunk = 0; chunk < place.chunk; ++chunk) rank += chunks_[chunk].counts[view];
+  } else {
+    for (std::size_t node = place.chunk; node != 0; node &= node - 1) {
+      rank += static_cast<kt_long>(trees_[view][node]);
+    }
   }
   const Chunk& chunk = chunks_[place.chunk];
   for (std::uint32_t offset = 0; offset < place.offset; ++offset) {
@@ -146,7 +184,7 @@ void RowIndex::NoteChange(Place place) const {
 void RowIndex::AddCount(std::uint32_t chunk, View view, int change) {
   chunks_[chunk].counts[view] = static_cast<std::uint16_t>(chunks_[chunk].counts[view] + change);
   totals_[view] += change;
-  std::vector<std::uint32_t>& tree = trees_[view];
+  CountedVector<std::uint32_t>& tree = trees_[view];
   if (tree.size() != chunks_.size() + 1) return tree.clear();
   for (std::size_t node = chunk + 1; node < tree.size(); node += node & (~node + 1)) {
     tree[node] += static_cast<std::uint32_t>(change);
@@ -187,7 +225,7 @@ void RowIndex::ChangeAll(std::uint8_t set, std::uint8_t clear) {
     flags = static_cast<std::uint8_t>((flags & ~clear) | set);
     any |= flags;
   }
-  if (any == 0) std::vector<std::uint8_t>().swap(flags_);
+  if (any == 0) CountedVector<std::uint8_t>().swap(flags_);
   if (((set | clear) & (kBothFilters | kRowDeleted)) != 0) RecountAll();
 }
 
@@ -222,8 +260,20 @@ void RowIndex::List(Chunk& chunk) {
   }
 }
 
+// Everything that may run out of memory comes before the first change, here and below.
+void RowIndex::MakeRoom(std::size_t more_chunks) {
+  const std::size_t wanted = chunks_.size() + more_chunks;
+  if (wanted > chunks_.capacity()) chunks_.reserve(std::max(wanted, 2 * chunks_.capacity()));
+}
+
 void RowIndex::Append(Slot first, std::uint32_t count) {
   if (count == 0) return;
+  MakeRoom(count / kChunkRows + 1);
+  if (!chunks_.empty() && chunks_.back().size < kChunkRows) {
+    Chunk& last = chunks_.back();
+    if (last.list.empty() && last.first + last.size != first) List(last);
+    if (!last.list.empty()) last.list.reserve(kChunkRows);
+  }
   identity_ = identity_ && first == entries_;
   entries_ += count;
   while (count > 0) {
@@ -232,7 +282,6 @@ void RowIndex::Append(Slot first, std::uint32_t count) {
                          chunks_.back().first + chunks_.back().size == first;
     if (!follows) {
       const bool room = !chunks_.empty() && chunks_.back().size < kChunkRows;
-      if (room) List(chunks_.back());
       if (!room) chunks_.push_back({first, 0, {}, {}});  // its size makes all trees stale
     }
     Chunk& chunk = chunks_.back();
@@ -249,6 +298,7 @@ void RowIndex::Append(Slot first, std::uint32_t count) {
 }
 
 void RowIndex::Split(std::uint32_t chunk_number) {
+  MakeRoom(1);
   Chunk upper;
   Chunk& chunk = chunks_[chunk_number];
   List(chunk);
@@ -274,6 +324,7 @@ void RowIndex::Insert(Place place, Slot slot) {
   }
   Chunk& chunk = chunks_[place.chunk];
   List(chunk);
+  chunk.list.reserve(kChunkRows);
   chunk.list.insert(chunk.list.begin() + place.offset, slot);
   ++chunk.size;
   ++entries_;
@@ -288,14 +339,15 @@ void RowIndex::Remove(Place place) {
   Chunk& chunk = chunks_[place.chunk];
   const Slot slot = chunk.At(place.offset);
   const bool is_last = place.chunk + 1 == chunks_.size() && place.offset + 1u == chunk.size;
+  const bool is_cut_out = place.offset != 0 && place.offset + 1u != chunk.size;
+  if (is_cut_out) List(chunk);
   identity_ = identity_ && is_last;
   for (View view = 0; view < kViews; ++view) {
     if (IsIn(view, slot)) AddCount(place.chunk, view, -1);
   }
   if (chunk.list.empty() && place.offset == 0) {
     ++chunk.first;
-  } else if (place.offset + 1u != chunk.size || !chunk.list.empty()) {
-    List(chunk);
+  } else if (!chunk.list.empty()) {
     chunk.list.erase(chunk.list.begin() + place.offset);
   }
   --chunk.size;
@@ -316,18 +368,18 @@ void RowIndex::Exchange(Place a, Place b) {
   DropTrees();
 }
 
-void RowIndex::Assign(const std::vector<Slot>& slots) {
-  chunks_.clear();
-  chunks_.reserve(slots.size() / kChunkRows + 1);
-  identity_ = true;
+void RowIndex::Assign(const CountedVector<Slot>& slots) {
+  CountedVector<Chunk> chunks;
+  chunks.reserve(slots.size() / kChunkRows + 1);
+  bool is_identity = true;
   for (std::size_t at = 0; at < slots.size(); at += kChunkRows) {
     const std::size_t end = std::min<std::size_t>(at + kChunkRows, slots.size());
     bool is_run = true;
     for (std::size_t next = at; next < end; ++next) {
       is_run = is_run && slots[next] == slots[at] + (next - at);
     }
-    identity_ = identity_ && is_run && slots[at] == at;
-    Chunk& chunk = chunks_.emplace_back();
+    is_identity = is_identity && is_run && slots[at] == at;
+    Chunk& chunk = chunks.emplace_back();
     chunk.first = slots[at];
     chunk.size = static_cast<std::uint16_t>(end - at);
     if (!is_run) {
@@ -335,6 +387,8 @@ void RowIndex::Assign(const std::vector<Slot>& slots) {
                         slots.begin() + static_cast<std::ptrdiff_t>(end));
     }
   }
+  chunks_ = std::move(chunks);
+  identity_ = is_identity;
   entries_ = slots.size();
   totals_.fill(0);
   RecountAll();
@@ -342,8 +396,8 @@ void RowIndex::Assign(const std::vector<Slot>& slots) {
 
 void RowIndex::Clear() { *this = RowIndex(); }
 
-std::vector<Slot> RowIndex::Slots() const {
-  std::vector<Slot> slots;
+CountedVector<Slot> RowIndex::Slots() const {
+  CountedVector<Slot> slots;
   slots.reserve(entries_);
   ForEachEntry([&](Place, Slot slot) { slots.push_back(slot); });
   return slots;

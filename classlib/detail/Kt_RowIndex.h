@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "classlib/Kt_Memory.h"
 #include "classlib/Kt_Types.h"
 
 namespace kt::detail {
@@ -61,8 +62,11 @@ class RowIndex {
   // How many rows of the view stand before `place`.
   kt_long RankOf(View view, Place place) const;
   Slot SlotAt(Place place) const { return chunks_[place.chunk].At(place.offset); }
-  // The place after the last row.
+  // The place after the last row / of the last one, which there must be.
   Place End() const;
+  Place Last() const {
+    return {static_cast<std::uint32_t>(chunks_.size() - 1), chunks_.back().size - 1u};
+  }
   // The place of a slot; nothing when it is in no chunk. The first call after rows were inserted
   // or moved takes one pass over the rows.
   std::optional<Place> PlaceOf(Slot slot) const;
@@ -88,11 +92,11 @@ class RowIndex {
   void Remove(Place place);
   void Exchange(Place a, Place b);
   // A new order over some or all of the slots; flags stay.
-  void Assign(const std::vector<Slot>& slots);
+  void Assign(const CountedVector<Slot>& slots);
   void Clear();
 
   // All slots in order, the deleted ones too.
-  std::vector<Slot> Slots() const;
+  CountedVector<Slot> Slots() const;
   // Calls dense(first, count) and listed(slots, count) for rows [start, end) of a view, in order.
   // The visitor must not change the index.
   template <class Dense, class Listed>
@@ -114,7 +118,7 @@ class RowIndex {
     Slot first = 0;
     std::uint16_t size = 0;
     std::array<std::uint16_t, kViews> counts{};
-    std::vector<Slot> list;  // empty while slot n is first + n
+    CountedVector<Slot> list;  // empty while slot n is first + n
     Slot At(std::uint32_t offset) const { return list.empty() ? first + offset : list[offset]; }
   };
   // Where the last row of a view was found: `row` rows of the view stand before the place, and
@@ -127,27 +131,30 @@ class RowIndex {
     Place place{0, 0};
   };
 
+  void MakeRoom(std::size_t more_chunks);
   void List(Chunk& chunk);
   void Split(std::uint32_t chunk);
   void Recount(Chunk& chunk);
   void AddCount(std::uint32_t chunk, View view, int change);
   void DropTrees() const;
   void BuildTree(View view) const;
+  bool HasTree(View view) const;
   // The chunk that holds a row of a view, and the rows before that chunk.
   std::uint32_t FindChunk(View view, kt_long row, kt_long& chunk_row) const;
   std::uint32_t SelectIn(const Chunk& chunk, View view, kt_long rank) const;
   bool StepFromCursor(View view, kt_long row) const;
   void NoteChange(Place place) const;
+  void FindChunks() const;
   void NoteChunk(Slot first, std::uint32_t count, std::uint32_t chunk) const;
 
-  std::vector<Chunk> chunks_;
-  std::vector<std::uint8_t> flags_;  // by slot; no entry is no flag
+  CountedVector<Chunk> chunks_;
+  CountedVector<std::uint8_t> flags_;  // by slot; no entry is no flag
   std::array<kt_long, kViews> totals_{};
   std::size_t entries_ = 0;
   bool identity_ = true;  // slot n is row n, and all chunks but the last are full
-  mutable std::array<std::vector<std::uint32_t>, kViews> trees_;  // empty: to be built
+  mutable std::array<CountedVector<std::uint32_t>, kViews> trees_;  // empty: to be built
   mutable Cursor cursor_;
-  mutable std::vector<std::uint32_t> chunk_of_;  // by slot; empty: to be built
+  mutable CountedVector<std::uint32_t> chunk_of_;  // by slot; empty: to be built
 };
 
 template <class Dense, class Listed>

@@ -43,10 +43,14 @@ class SlotHistory {
   void NoteLoss() {
     if (++losses_ == 0) Restart();
   }
+  // After this NoteFreed of the slot needs no memory.
+  void MakeRoom(Slot slot) {
+    if (watched_ && freed_at_.size() <= slot) freed_at_.resize(std::size_t{slot} + 1);
+  }
   void NoteFreed(Slot slot) {
     NoteLoss();
     if (!watched_) return;
-    if (freed_at_.size() <= slot) freed_at_.resize(std::size_t{slot} + 1);
+    MakeRoom(slot);
     freed_at_[slot] = losses_;
   }
   // The loss at which the slot was freed last, 0 for never: what tells the rows of one slot apart
@@ -70,7 +74,7 @@ class SlotHistory {
   std::uint64_t era_;
   std::uint32_t losses_ = 0;
   mutable bool watched_ = false;
-  std::vector<std::uint32_t> freed_at_;  // by slot; no entry: never
+  CountedVector<std::uint32_t> freed_at_;  // by slot; no entry: never
 };
 
 }  // namespace kt::detail

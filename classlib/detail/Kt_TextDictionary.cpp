@@ -45,14 +45,14 @@ std::optional<std::uint32_t> TextDictionary::Find(std::u16string_view text) cons
 
 void TextDictionary::DropHash() {
   unique_ = false;
-  std::vector<std::uint32_t>().swap(table_);
+  CountedVector<std::uint32_t>().swap(table_);
 }
 
 // At least half of the places stay free, so that every search ends.
-std::vector<std::uint32_t> TextDictionary::TableOf(const std::vector<Kt_WString>& texts) {
+CountedVector<std::uint32_t> TextDictionary::TableOf(const CountedVector<Kt_WString>& texts) {
   std::size_t size = 64;
   while (size < texts.size() * 2) size *= 2;
-  std::vector<std::uint32_t> table(size);
+  CountedVector<std::uint32_t> table(size);
   const std::size_t mask = size - 1;
   for (std::uint32_t code = 1; code < texts.size(); ++code) {
     std::size_t at = HashOf(texts[code].View()) & mask;
@@ -97,9 +97,9 @@ std::uint32_t TextDictionary::Add(const Kt_WString& text, std::size_t row_count)
 }
 
 // Everything that may run out of memory comes before the first change.
-void TextDictionary::Compact(std::vector<std::uint32_t>& codes) {
-  std::vector<std::uint32_t> renumbered(texts_.size(), 0);
-  std::vector<Kt_WString> kept(1);
+void TextDictionary::Compact(CountedVector<std::uint32_t>& codes) {
+  CountedVector<std::uint32_t> renumbered(texts_.size(), 0);
+  CountedVector<Kt_WString> kept(1);
   for (const std::uint32_t code : codes) {
     if (code == 0 || renumbered[code] != 0) continue;
     renumbered[code] = static_cast<std::uint32_t>(kept.size());
@@ -110,13 +110,13 @@ void TextDictionary::Compact(std::vector<std::uint32_t>& codes) {
   for (std::uint32_t& code : codes) code = renumbered[code];
 }
 
-std::vector<std::uint32_t> TextDictionary::Ranks() const {
-  std::vector<std::uint32_t> order(texts_.size());
+CountedVector<std::uint32_t> TextDictionary::Ranks() const {
+  CountedVector<std::uint32_t> order(texts_.size());
   std::iota(order.begin(), order.end(), 0u);
   std::sort(order.begin(), order.end(), [this](std::uint32_t a, std::uint32_t b) {
     return texts_[a].View() < texts_[b].View();
   });
-  std::vector<std::uint32_t> ranks(texts_.size());
+  CountedVector<std::uint32_t> ranks(texts_.size());
   std::uint32_t rank = 0;
   for (std::size_t at = 0; at < order.size(); ++at) {
     if (at > 0 && texts_[order[at]].View() != texts_[order[at - 1]].View()) ++rank;

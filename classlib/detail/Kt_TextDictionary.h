@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "classlib/Kt_Memory.h"
 #include "classlib/Kt_WString.h"
 
 namespace kt::detail {
@@ -33,18 +34,18 @@ class TextDictionary {
   // Nothing when no row can have this text. REQUIRES: IsUnique().
   std::optional<std::uint32_t> Find(std::u16string_view text) const;
   // Drops the texts that no code of `codes` uses, and renumbers `codes`.
-  void Compact(std::vector<std::uint32_t>& codes);
+  void Compact(CountedVector<std::uint32_t>& codes);
   // Rank of every code in code-unit order; equal texts have equal ranks.
-  std::vector<std::uint32_t> Ranks() const;
+  CountedVector<std::uint32_t> Ranks() const;
 
  private:
   template <class Source>
   std::uint32_t AddText(const Source& text, std::u16string_view view, std::size_t row_count);
-  static std::vector<std::uint32_t> TableOf(const std::vector<Kt_WString>& texts);
+  static CountedVector<std::uint32_t> TableOf(const CountedVector<Kt_WString>& texts);
   void DropHash();
 
-  std::vector<Kt_WString> texts_;
-  std::vector<std::uint32_t> table_;  // open addressing; code, 0 where free
+  CountedVector<Kt_WString> texts_;
+  CountedVector<std::uint32_t> table_;  // open addressing; code, 0 where free
   bool unique_ = true;
 };
 

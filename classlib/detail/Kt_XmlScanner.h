@@ -7,6 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "classlib/Kt_Memory.h"
+
 namespace kt::detail {
 
 // Reads XML piece by piece: elements with attributes, text, CDATA; comments and instructions are
@@ -79,5 +81,6 @@ class XmlScanner {
 
 // Appends text with what XML would take for markup, drop or change written as references.
 void AppendXmlText(std::u16string_view text, std::u16string& out);
+void AppendXmlText(std::u16string_view text, CountedText& out);
 
 }  // namespace kt::detail

@@ -10,6 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "classlib/Kt_Memory.h"
+
 // Sorting of rows by prepared keys: every cell becomes a 64-bit number once, in an order that is
 // that of the cells, and only the numbers are compared.
 namespace kt::kernels {
@@ -35,7 +37,7 @@ inline std::uint64_t KeyOf(double value) {
 
 // Stable. Byte by byte from the lowest, with the counts of all eight bytes taken in one pass and
 // bytes that are the same everywhere left out. `spare` is working memory.
-inline void SortByKey(std::vector<KeyedRow>& rows, std::vector<KeyedRow>& spare) {
+inline void SortByKey(CountedVector<KeyedRow>& rows, CountedVector<KeyedRow>& spare) {
   constexpr std::size_t kFewRows = 1024;
   if (rows.size() < kFewRows) {
     std::stable_sort(rows.begin(), rows.end(),
