@@ -9,6 +9,7 @@
 #include "dataset/Kt_ExprDatasetObject.h"
 #include "dataset/detail/Kt_ColumnExprs.h"
 #include "dataset/detail/Kt_EventCall.h"
+#include "object/Kt_MemoryDoor.h"
 
 namespace {
 
@@ -172,19 +173,24 @@ Kt_WString Kt_ExprDataset::GetID() const {
 int Kt_ExprDataset::GetItemCount() const { return GetRowCount(); }
 
 kt_long Kt_ExprDataset::GetItem(int index, Kt_Variant& result) {
-  if (index < 0 || index >= GetRowCount()) return kOk;
-  kt::StoreObject(GetContainer(),
-                  new Kt_ExprDatasetObject(Kt_ExprDatasetObject::kRow, this, index, 1, {}), result);
-  return kOk;
+  return kt::AtMemoryDoorOf(*this, u"Kt_ExprDataset", [&] {
+    if (index < 0 || index >= GetRowCount()) return kOk;
+    kt::StoreObject(GetContainer(),
+                    new Kt_ExprDatasetObject(Kt_ExprDatasetObject::kRow, this, index, 1, {}),
+                    result);
+    return kOk;
+  });
 }
 
 kt_long Kt_ExprDataset::GetItem(const Kt_WString& name, Kt_Variant& result) {
-  if (FindColumn(name) < 0) return kOk;
-  kt::StoreObject(
-      GetContainer(),
-      new Kt_ExprDatasetObject(Kt_ExprDatasetObject::kColumnSet, this, 0, GetRowCount(), name),
-      result);
-  return kOk;
+  return kt::AtMemoryDoorOf(*this, u"Kt_ExprDataset", [&] {
+    if (FindColumn(name) < 0) return kOk;
+    kt::StoreObject(
+        GetContainer(),
+        new Kt_ExprDatasetObject(Kt_ExprDatasetObject::kColumnSet, this, 0, GetRowCount(), name),
+        result);
+    return kOk;
+  });
 }
 
 int Kt_ExprDataset::ConvToString(Kt_WString& out) const {

@@ -270,6 +270,12 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   void StorePosition(int position);
   void FixPosition(int deleted_before, Kt_Dataset& dataset);
   int AddRow(int row, bool always_report);
+  // The operations of these names inside the door for memory that runs out.
+  int DoAddRow(int row, bool always_report);
+  int DoDeleteAll();
+  int DoDeleteRow(int row);
+  int DoDeleteSelected();
+  int DoSetRowPosition(int position);
   Kt_ExprDataset* SourceFor(const Kt_Dataset& dataset) const;
   int WriteCell(const Cell& cell, const Write& write);
   int WriteObject(const Cell& cell, const Write& write);

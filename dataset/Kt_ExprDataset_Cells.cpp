@@ -6,6 +6,7 @@
 #include "dataset/Kt_ExprDataset.h"
 #include "dataset/detail/Kt_EventCall.h"
 #include "object/Kt_ExprStackObj.h"
+#include "object/Kt_MemoryDoor.h"
 
 // A cell by column index, its row counted with or without the filters.
 struct Kt_ExprDataset::Cell {
@@ -139,7 +140,9 @@ const Kt_Variant& Kt_ExprDataset::GetConstColumn(const Kt_WString& id) const {
 
 int Kt_ExprDataset::SetColumn(int row, int col, const Kt_Variant& value,
                               const Kt_Component* component, int pivot_index) {
-  return WriteCell({row, col, true}, {value, component, pivot_index});
+  return kt::AtMemoryDoorOf(*this, kSource, [&] {
+    return WriteCell({row, col, true}, {value, component, pivot_index});
+  });
 }
 
 int Kt_ExprDataset::SetColumn(int row, const Kt_WString& id, const Kt_Variant& value,
@@ -148,7 +151,9 @@ int Kt_ExprDataset::SetColumn(int row, const Kt_WString& id, const Kt_Variant& v
 }
 
 int Kt_ExprDataset::SetColumnNF(int row, int col, const Kt_Variant& value) {
-  return WriteCell({row, col, false}, {value, nullptr, -1});
+  return kt::AtMemoryDoorOf(*this, kSource, [&] {
+    return WriteCell({row, col, false}, {value, nullptr, -1});
+  });
 }
 
 int Kt_ExprDataset::SetColumnNF(int row, const Kt_WString& id, const Kt_Variant& value) {
@@ -229,7 +234,8 @@ int Kt_ExprDataset::StoreCell(Kt_Dataset& dataset, const Cell& cell, const Write
 int Kt_ExprDataset::SetConstColumn(int constant, const Kt_Variant& value) {
   Kt_Dataset* const dataset = GetDataset();
   if (dataset == nullptr || constant < 0 || constant >= dataset->GetConstCount()) return -1;
-  return WriteConstant(*dataset, constant, value.Dereference());
+  return kt::AtMemoryDoorOf(*this, kSource,
+                            [&] { return WriteConstant(*dataset, constant, value.Dereference()); });
 }
 
 int Kt_ExprDataset::SetConstColumn(const Kt_WString& id, const Kt_Variant& value) {

@@ -6,6 +6,7 @@
 
 #include "dataset/detail/Kt_RowLoop.h"
 #include "object/Kt_FuncArgs.h"
+#include "object/Kt_MemoryDoor.h"
 
 namespace {
 
@@ -148,15 +149,10 @@ class FilterRun {
 int ApplyFilter(Kt_ExprDataset& wrapper, const Kt_WString& text, bool recalc, kt_long& stop_code) {
   stop_code = kOk;
   if (wrapper.GetDataset() == nullptr) return 0;
-  try {
-    FilterRun run(wrapper, text, recalc);
-    const int acted = run.Run();
-    stop_code = run.GetStopCode();
-    return acted;
-  } catch (const std::bad_alloc&) {
-    stop_code = kErrNoMemory;
-    return 0;
-  }
+  FilterRun run(wrapper, text, recalc);
+  const int acted = run.Run();
+  stop_code = run.GetStopCode();
+  return acted;
 }
 
 bool HidesRows(const Kt_Dataset& dataset) {
@@ -183,7 +179,8 @@ kt_long ShowRows(Kt_ExprDataset& wrapper) {
 
 int Kt_ExprDataset::ExprFilter(const Kt_WString& text, bool recalc) {
   kt_long stop_code = kOk;
-  return ApplyFilter(*this, text, recalc, stop_code);
+  return kt::AtMemoryDoorOf(*this, u"Kt_ExprDataset",
+                            [&] { return ApplyFilter(*this, text, recalc, stop_code); });
 }
 
 kt_long Kt_ExprDataset::CallFilter(const Kt_VariantList* args, Kt_Variant&) {

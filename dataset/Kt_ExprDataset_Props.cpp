@@ -7,6 +7,7 @@
 #include "classlib/Kt_Dataset.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "dataset/detail/Kt_MemberNames.h"
+#include "object/Kt_MemoryDoor.h"
 
 const _EXPR_SIMPLEPROP_INFO* Kt_ExprDataset::GetDSetPropMap() {
   using Self = Kt_ExprDataset;
@@ -56,7 +57,9 @@ Kt_Setter Kt_ExprDataset::GetDSetSetPropFunc(const char16_t* name) {
 kt_long Kt_ExprDataset::GetProperty(const Kt_WString& name, const Kt_VariantList* args,
                                     Kt_Variant& result) {
   const Kt_Getter get = HasData() ? GetDSetGetPropFunc(name.GetText()) : nullptr;
-  if (get != nullptr) return (this->*get)(args, result);
+  if (get != nullptr) {
+    return kt::AtMemoryDoorOf(*this, u"Kt_ExprDataset", [&] { return (this->*get)(args, result); });
+  }
   const Kt_Dataset* const dataset = GetDataset();
   return dataset ? kt::detail::NoteNoColumn(*dataset, name, GetID())
                  : kt::detail::NoteNoDataset(name);
@@ -65,7 +68,9 @@ kt_long Kt_ExprDataset::GetProperty(const Kt_WString& name, const Kt_VariantList
 kt_long Kt_ExprDataset::SetProperty(const Kt_WString& name, const Kt_VariantList* args,
                                     const Kt_Variant& value) {
   const Kt_Setter set = HasData() ? GetDSetSetPropFunc(name.GetText()) : nullptr;
-  if (set != nullptr) return (this->*set)(args, value);
+  if (set != nullptr) {
+    return kt::AtMemoryDoorOf(*this, u"Kt_ExprDataset", [&] { return (this->*set)(args, value); });
+  }
   const Kt_Dataset* const dataset = GetDataset();
   if (dataset == nullptr) return kt::detail::NoteNoDataset(name);
   if (GetDSetPropFuncInfo(name.GetText()) == nullptr) {
@@ -81,7 +86,8 @@ kt_long Kt_ExprDataset::CallMethod(const Kt_WString& name, const Kt_VariantList*
     return HasData() ? kt::detail::NoteNoMethod(name, GetID()) : kt::detail::NoteNoDataset(name);
   }
   const kt::detail::FailureMark mark;
-  const kt_long code = (this->*method)(args, result);
+  const kt_long code =
+      kt::AtMemoryDoorOf(*this, u"Kt_ExprDataset", [&] { return (this->*method)(args, result); });
   if (KT_LIKELY(code == kOk) || mark.HasNoted(code)) return code;
   return kt::detail::NoteSilentCall(name, code);  // the wrapper may be no more
 }

@@ -7,6 +7,7 @@
 #include "classlib/Kt_Number.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "dataset/detail/Kt_EventCall.h"
+#include "object/Kt_MemoryDoor.h"
 
 namespace {
 
@@ -62,6 +63,9 @@ bool HasRow(const std::vector<RowRun>& runs, int row) {
   return RowsBefore(runs, row + 1) > RowsBefore(runs, row);
 }
 
+// A host learns by OnFail that there was no room for a row.
+int Told(int added) { return added == kErrRowNotAdded ? -1 : added; }
+
 Kt_Result Failure(kt_long code, const Kt_WString& argument) {
   Kt_Result result;
   result.AddMsg(code, kSource, 0, argument);
@@ -77,6 +81,10 @@ int Kt_ExprDataset::GiveUp(const Kt_ObjectHolder& self, int row) {
 }
 
 int Kt_ExprDataset::SetRowPosition(int position) {
+  return kt::AtMemoryDoorOf(*this, kSource, [&] { return DoSetRowPosition(position); });
+}
+
+int Kt_ExprDataset::DoSetRowPosition(int position) {
   const Kt_Dataset* const dataset = GetDataset();
   if (dataset == nullptr) return 0;
   const int row_count = dataset->GetRowCount();
@@ -113,10 +121,14 @@ bool Kt_ExprDataset::AnnounceRows(Kt_LoadReason reason) {
   return TellLoadCompleted(reason);
 }
 
-int Kt_ExprDataset::AppendRow() { return std::max(AddRow(-1, false), -1); }
-int Kt_ExprDataset::InsertRow(int row) { return std::max(AddRow(row, true), -1); }
+int Kt_ExprDataset::AppendRow() { return Told(AddRow(-1, false)); }
+int Kt_ExprDataset::InsertRow(int row) { return Told(AddRow(row, true)); }
 
 int Kt_ExprDataset::AddRow(int row, bool always_report) {
+  return kt::AtMemoryDoorOf(*this, kSource, [&] { return DoAddRow(row, always_report); });
+}
+
+int Kt_ExprDataset::DoAddRow(int row, bool always_report) {
   Kt_Dataset* const dataset = GetDataset();
   if (dataset == nullptr || SourceFor(*dataset) != nullptr) return -1;
   const int old_position = row_position_;
@@ -151,6 +163,10 @@ void Kt_ExprDataset::FixPosition(int deleted_before, Kt_Dataset& dataset) {
 }
 
 int Kt_ExprDataset::DeleteRow(int row) {
+  return kt::AtMemoryDoorOf(*this, kSource, [&] { return DoDeleteRow(row); });
+}
+
+int Kt_ExprDataset::DoDeleteRow(int row) {
   Kt_Dataset* const dataset = GetDataset();
   if (dataset == nullptr || row < 0) return -1;
   const bool is_asked = events_on_ != 0;
@@ -175,6 +191,10 @@ int Kt_ExprDataset::DeleteRow(int row) {
 }
 
 int Kt_ExprDataset::DeleteAll() {
+  return kt::AtMemoryDoorOf(*this, kSource, [&] { return DoDeleteAll(); });
+}
+
+int Kt_ExprDataset::DoDeleteAll() {
   Kt_Dataset* const dataset = GetDataset();
   const int row_count = GetRowCount();
   if (row_count == 0) return 0;
@@ -192,6 +212,10 @@ int Kt_ExprDataset::DeleteAll() {
 }
 
 int Kt_ExprDataset::DeleteSelected() {
+  return kt::AtMemoryDoorOf(*this, kSource, [&] { return DoDeleteSelected(); });
+}
+
+int Kt_ExprDataset::DoDeleteSelected() {
   Kt_Dataset* const dataset = GetDataset();
   if (dataset == nullptr) return 0;
   const std::vector<RowRun> asked = SelectedRuns(*dataset);
@@ -220,20 +244,26 @@ int Kt_ExprDataset::DeleteSelected() {
 int Kt_ExprDataset::ClearSelect() {
   Kt_Dataset* const dataset = GetDataset();
   if (dataset == nullptr) return 0;
-  dataset->ClearSelect();
-  return 1;
+  return kt::AtMemoryDoorOf(*this, kSource, [&] {
+    dataset->ClearSelect();
+    return 1;
+  });
 }
 
 int Kt_ExprDataset::SelectRow(int row, int check) {
   Kt_Dataset* const dataset = GetDataset();
-  return dataset != nullptr && dataset->SelectRow(row, check != 0) > 0 ? 1 : 0;
+  return kt::AtMemoryDoorOf(*this, kSource, [&] {
+    return dataset != nullptr && dataset->SelectRow(row, check != 0) > 0 ? 1 : 0;
+  });
 }
 
 int Kt_ExprDataset::ClearAll() {
   Kt_Dataset* const dataset = GetDataset();
   if (dataset == nullptr) return 0;
-  dataset->ClearAll();
-  StorePosition(-1);
-  (void)TellLoadCompleted(Kt_LoadReason::kEmptied);
-  return 1;
+  return kt::AtMemoryDoorOf(*this, kSource, [&] {
+    dataset->ClearAll();
+    StorePosition(-1);
+    (void)TellLoadCompleted(Kt_LoadReason::kEmptied);
+    return 1;
+  });
 }

@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include "object/Kt_MemoryDoor.h"
+
 namespace {
 
 // Scripts hold thousands of expressions and nearly all of them fit in one such block.
@@ -53,13 +55,26 @@ void Kt_Expr::SetExpr(const Kt_WString& text) {
 void Kt_Expr::SetExpr(const char16_t* text) { SetExpr(Kt_WString(text)); }
 
 kt_long Kt_Expr::Parse(const Kt_WString& text, Kt_WString& error) {
-  text_ = text;
-  return ParseText(error);
+  const kt_long code = kt::AtMemoryDoor(nullptr, u"Kt_Expr", text, [&] {
+    text_ = text;
+    return ParseText(error);
+  });
+  return code == kErrNoMemory ? GiveUpParse() : code;
 }
 
 kt_long Kt_Expr::Parse(Kt_WString& error, const char16_t* text) {
-  text_ = text && *text ? Kt_WString(text) : GetSource();
-  return ParseText(error);
+  const kt_long code = kt::AtMemoryDoor(nullptr, u"Kt_Expr", text_, [&] {
+    text_ = text && *text ? Kt_WString(text) : GetSource();
+    return ParseText(error);
+  });
+  return code == kErrNoMemory ? GiveUpParse() : code;
+}
+
+// To be parsed again when it is evaluated.
+kt_long Kt_Expr::GiveUpParse() {
+  state_ = kStateUnparsed;
+  ops_.Start();
+  return kErrNoMemory;
 }
 
 kt_long Kt_Expr::ParseText(Kt_WString& error) {
@@ -67,9 +82,17 @@ kt_long Kt_Expr::ParseText(Kt_WString& error) {
   items_.reset();
   error_offset_ = -1;
   if (text_.IsEmpty()) return kStateEmpty;
-  text_.Trim();
-  state_ = ParseExpr(text_.GetText(), text_.GetLength(), error);
-  if (state_ == kStateList) text_ = text_.Mid(1, text_.GetLength() - 2);
+  // Until the end nobody may take what is there for the operations of the text.
+  state_ = kStateUnparsed;
+  try {
+    text_.Trim();
+    const kt_long state = ParseExpr(text_.GetText(), text_.GetLength(), error);
+    if (state == kStateList) text_ = text_.Mid(1, text_.GetLength() - 2);
+    state_ = state;
+  } catch (...) {
+    ops_.Start();
+    throw;
+  }
   return state_;
 }
 

@@ -46,7 +46,8 @@ class KT_SCRIPT_API Kt_Expr {
   void SetExpr(const Kt_WString& text);
   void SetExpr(const char16_t* text);
   // Stores `text` and parses it. Returns the parse state; -1 with the message in `error` when it is
-  // no expression; 200 for an empty text, which leaves the state as it was.
+  // no expression; 200 for an empty text, which leaves the state as it was; kErrNoMemory, to be
+  // parsed anew when it is evaluated.
   kt_long Parse(const Kt_WString& text, Kt_WString& error);
   // The same for `text`, or for the stored text when `text` is null or empty.
   kt_long Parse(Kt_WString& error, const char16_t* text);
@@ -77,7 +78,10 @@ class KT_SCRIPT_API Kt_Expr {
  private:
   // Parses unless that was done; a failure is reported through `context` and returned.
   kt_long ParseOnce(Kt_ExprObject* context);
+  kt_long GiveUpParse();
   kt_long Evaluate(Kt_ExprObject* context, Kt_ExprStackObj& result);
+  kt_long EvaluateEntry(Kt_ExprObject* context, Kt_ExprStackObj& result);
+  kt_long EvaluateValue(Kt_ExprObject* context, Kt_Variant& value);
   kt_long ExecList(Kt_ExprObject* context, Kt_ExprStackObj& result);
   kt_long ExecCtxVar(Kt_ExprObject* context, Kt_Variant& value);
 

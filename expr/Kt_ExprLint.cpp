@@ -8,6 +8,7 @@
 
 #include <algorithm>
 
+#include "classlib/Kt_Memory.h"
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
 
@@ -194,7 +195,9 @@ class Linter {
     const bool valid =
         Kt_ExprUtil::IsValidExpr(text.data(), static_cast<kt_long>(text.size())) == 0;
     if (!valid) return;
-    if (expr.Parse(Kt_WString(text), error) >= 0) {
+    const kt_long parsed = expr.Parse(Kt_WString(text), error);
+    if (parsed == kErrNoMemory) kt::PassMemoryFailure();
+    if (parsed >= 0) {
       LintOps(piece, expr.GetOps());
     } else {
       // The parser is stricter than the validator in places: signs behind operators, lists inside

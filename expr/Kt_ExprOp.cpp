@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <bit>
-#include <new>
+#include <memory>
+
+#include "classlib/Kt_Memory.h"
 
 const char* GetOpText(std::int16_t code) {
   switch (code) {
@@ -34,14 +36,30 @@ kt_long FloorToPowerOfTwo(kt_long request) {
   return static_cast<kt_long>(std::bit_floor(static_cast<std::uint32_t>(request)));
 }
 
+// Releases a block of so many records.
+struct FreeBlock {
+  void operator()(Kt_ExprOp* block) const {
+    std::destroy_n(block, size);
+    kt::Free(block, static_cast<std::size_t>(size) * sizeof(Kt_ExprOp));
+  }
+  kt_long size;
+};
+using Block = std::unique_ptr<Kt_ExprOp, FreeBlock>;
+
+Block NewBlock(kt_long size) {
+  const auto count = static_cast<std::size_t>(size);
+  auto* const block = static_cast<Kt_ExprOp*>(kt::Allocate(count * sizeof(Kt_ExprOp)));
+  std::uninitialized_default_construct_n(block, count);
+  return Block(block, {size});
+}
+
 }  // namespace
 
 Kt_ExprOpList::Kt_ExprOpList(kt_long block_size)
     : block_size_(FloorToPowerOfTwo(block_size)),
       shift_(std::countr_zero(static_cast<std::uint32_t>(block_size_))) {}
 
-Kt_ExprOpList::Kt_ExprOpList(const Kt_ExprOpList& other)
-    : block_size_(other.block_size_), shift_(other.shift_) {
+Kt_ExprOpList::Kt_ExprOpList(const Kt_ExprOpList& other) : Kt_ExprOpList(other.block_size_) {
   CopyFrom(other);
 }
 
@@ -77,11 +95,9 @@ const Kt_ExprOp* Kt_ExprOpList::GetItem(kt_long index) const {
 Kt_ExprOp* Kt_ExprOpList::GetSafeItem(kt_long index) {
   if (index < 0) index = std::max(count_ - 1, 0);
   while (blocks_.GetCount() <= index >> shift_) {
-    auto* const block = new (std::nothrow) Kt_ExprOp[static_cast<std::size_t>(block_size_)];
-    if (!block || blocks_.Add(block) < 0) {
-      delete[] block;
-      return nullptr;
-    }
+    Block block = NewBlock(block_size_);
+    if (blocks_.Add(block.get()) < 0) return nullptr;
+    (void)block.release();
   }
   return static_cast<Kt_ExprOp*>(blocks_.GetItem(index >> shift_)) + (index & (block_size_ - 1));
 }
@@ -91,7 +107,7 @@ kt_long Kt_ExprOpList::Add(const Kt_ExprOp& op) { return Add(&op); }
 kt_long Kt_ExprOpList::Add(const Kt_ExprOp* op) {
   Kt_ExprOp* const slot = Append();
   if (!slot) return -1;
-  if (op) slot->Set(*op);
+  if (op) slot->Set(*op);  // shares its text, so it cannot fail
   return count_ - 1;
 }
 
@@ -108,7 +124,7 @@ void Kt_ExprOpList::Append(const Kt_ExprOpList& other) {
 
 void Kt_ExprOpList::Clear() {
   for (kt_long at = 0; at < blocks_.GetCount(); ++at) {
-    delete[] static_cast<Kt_ExprOp*>(blocks_.GetItem(at));
+    FreeBlock{block_size_}(static_cast<Kt_ExprOp*>(blocks_.GetItem(at)));
   }
   blocks_.Clear();
   count_ = 0;

@@ -98,7 +98,8 @@ class KT_SCRIPT_API Kt_ExprOp {
 // until Clear. Parsing again reuses the blocks.
 //
 // Owns its records. Threads: const members may run in parallel.
-// Fails: when memory runs out, the pointers are null, the indexes -1, and a copy is empty.
+// Fails: past kMaxListItems blocks the pointers are null and the indexes -1; without memory
+// std::bad_alloc is thrown.
 class KT_SCRIPT_API Kt_ExprOpList {
  public:
   // `block_size` is cut to a power of two; below 1 or above 4096 means 256. Allocates nothing.

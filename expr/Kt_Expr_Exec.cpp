@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include <new>
-
 #include "classlib/Kt_NativeStack.h"
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
 #include "expr/detail/Kt_Evaluator.h"
 #include "expr/detail/Kt_ExprItems.h"
 #include "object/Kt_ExprStackObj.h"
+#include "object/Kt_MemoryDoor.h"
 
 namespace {
 
@@ -32,7 +31,7 @@ kt_long Kt_Expr::ParseOnce(Kt_ExprObject* context) {
   if (state_ != kStateUnparsed) return kOk;
   Kt_WString error;
   const Kt_WString text = text_;
-  const kt_long state = Parse(error, nullptr);
+  const kt_long state = ParseText(error);
   if (state == kStateEmpty) state_ = kStateEmpty;
   if (state >= 0) return kOk;
   (void)kt::Report(context, kSource, kErrNotAllowed, error, text);
@@ -42,6 +41,11 @@ kt_long Kt_Expr::ParseOnce(Kt_ExprObject* context) {
 }
 
 kt_long Kt_Expr::ExecExprObj(Kt_ExprObject* context, Kt_ExprStackObj& result) {
+  const Kt_WString name(text_);  // held: what it calls may free this very expression
+  return kt::AtMemoryDoor(context, kSource, name, [&] { return EvaluateEntry(context, result); });
+}
+
+kt_long Kt_Expr::EvaluateEntry(Kt_ExprObject* context, Kt_ExprStackObj& result) {
   const kt_long code = Evaluate(context, result);
   if (KT_UNLIKELY(code != kOk)) PlaceFailure();
   return code;
@@ -72,12 +76,8 @@ kt_long Kt_Expr::Evaluate(Kt_ExprObject* context, Kt_ExprStackObj& result) {
   }
   // Values of calls and lists are evaluated inside this one: the nesting is the user's.
   if (!kt_hasstack()) return kt::Report(context, kSource, kErrTooDeep, text_);
-  try {
-    if (state_ == kStateList) return ExecList(context, result);
-    return kt::detail::Evaluator(*this, context).Run(result);
-  } catch (const std::bad_alloc&) {
-    return kt::Report(context, kSource, kErrNoMemory, text_);
-  }
+  if (state_ == kStateList) return ExecList(context, result);
+  return kt::detail::Evaluator(*this, context).Run(result);
 }
 
 // The values of the pieces as one list. The pieces are parsed once and kept.
@@ -104,6 +104,14 @@ kt_long Kt_Expr::ExecList(Kt_ExprObject* context, Kt_ExprStackObj& result) {
 }
 
 kt_long Kt_Expr::ExecExpr(Kt_ExprObject* context, Kt_Variant& value) {
+  const Kt_WString name(text_);
+  const kt_long code =
+      kt::AtMemoryDoor(context, kSource, name, [&] { return EvaluateValue(context, value); });
+  if (KT_UNLIKELY(code == kErrNoMemory)) value.Clear();
+  return code;
+}
+
+kt_long Kt_Expr::EvaluateValue(Kt_ExprObject* context, Kt_Variant& value) {
   if (context == nullptr) {
     if (const kt_long code = ParseOnce(context)) return code;
   }
@@ -115,7 +123,7 @@ kt_long Kt_Expr::ExecExpr(Kt_ExprObject* context, Kt_Variant& value) {
   if (state_ == kStateCtxVar) return ExecCtxVar(context, value);
   Kt_ExprStackObj entry;
   if (context != nullptr) {
-    if (const kt_long code = ExecExprObj(context, entry)) {
+    if (const kt_long code = EvaluateEntry(context, entry)) {
       value.Clear();
       return code;
     }

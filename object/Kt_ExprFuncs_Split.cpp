@@ -27,12 +27,9 @@ class OverlappingFinds {
     if (pattern_.size() > kShortPattern) BuildBorders();
   }
 
-  // False when there was no memory for the automaton.
-  bool IsGood() const { return pattern_.size() <= kShortPattern || borders_ != nullptr; }
-
   // The start of the next find; -1 when there is none.
   kt_long Next() {
-    if (borders_ != nullptr) return NextByAutomaton();
+    if (!borders_.empty()) return NextByAutomaton();
     const kt_long found = text_.Find(pattern_, at_);
     at_ = found + 1;
     return found;
@@ -43,8 +40,7 @@ class OverlappingFinds {
 
   // borders_[n]: how many units of the pattern stay matched when unit n does not fit.
   void BuildBorders() {
-    borders_.reset(new (std::nothrow) kt_long[pattern_.size() + 1]);
-    if (borders_ == nullptr) return;
+    borders_.resize(pattern_.size() + 1);
     borders_[0] = -1;
     kt_long border = -1;
     for (std::size_t unit = 0; unit < pattern_.size(); ++unit) {
@@ -55,7 +51,7 @@ class OverlappingFinds {
 
   kt_long Extend(kt_long matched, char16_t unit) const {
     while (matched >= 0 && pattern_[static_cast<std::size_t>(matched)] != unit) {
-      matched = borders_[matched];
+      matched = borders_[static_cast<std::size_t>(matched)];
     }
     return matched + 1;
   }
@@ -63,7 +59,7 @@ class OverlappingFinds {
   kt_long NextByAutomaton() {
     const auto length = static_cast<kt_long>(pattern_.size());
     while (at_ < text_.GetLength()) {
-      if (matched_ == length) matched_ = borders_[matched_];
+      if (matched_ == length) matched_ = borders_[static_cast<std::size_t>(matched_)];
       matched_ = Extend(matched_, text_.GetAt(at_++));
       if (matched_ == length) return at_ - length;
     }
@@ -72,7 +68,7 @@ class OverlappingFinds {
 
   Kt_WString text_;
   std::u16string_view pattern_;
-  std::unique_ptr<kt_long[]> borders_;
+  kt::CountedVector<kt_long> borders_;
   kt_long at_ = 0;
   kt_long matched_ = 0;
 };
@@ -199,8 +195,6 @@ kt_long Kt_ExprObject::_NToken(const Kt_VariantList* args, Kt_Variant& result) {
   const Kt_WString delimiter = in.Text(1);
   if (text.IsEmpty() || delimiter.IsEmpty()) return kOk;
   OverlappingFinds finds(text, delimiter);
-  if (!finds.IsGood())
-    return kt::Report(this, kt::detail::kBuiltinSource, kErrNoMemory, u"NToken()");
   result = Token(text, finds, wanted);
   return kOk;
 }

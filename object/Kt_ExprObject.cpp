@@ -39,7 +39,12 @@ Kt_ExprObject::Kt_ExprObject(Kt_ExprObject* parent) : Kt_Object(parent, &kOps) {
 Kt_ExprObject::~Kt_ExprObject() = default;
 
 void kt::StoreObject(const Kt_Object* container, Kt_ExprObject* object, Kt_Variant& result) {
-  result = Kt_Variant(Kt_ObjectHolder(container, object));
+  try {
+    result = Kt_Variant(Kt_ObjectHolder(container, object));
+  } catch (...) {
+    object->DestroyObject();
+    throw;
+  }
   object->GiveToHolds();
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "object/Kt_ExprColumnSource.h"
 #include "object/Kt_ExprStackObj.h"
+#include "object/Kt_MemoryDoor.h"
 
 namespace {
 
@@ -50,7 +51,12 @@ void WriteCharacter(Kt_Variant& base, kt_long index, const Kt_Variant& value) {
   if (value.IsString() && value.AsStringView().empty()) return;
   Kt_WString text = base.AsString();
   base.Clear();  // so that the buffer is not shared and the change costs nothing
-  text.SetAt(index, unit);
+  try {
+    text.SetAt(index, unit);
+  } catch (...) {
+    base.Set(text);
+    throw;
+  }
   base.Set(text);
 }
 
@@ -143,7 +149,7 @@ kt_long Kt_ExprStackObj::WriteColumn(Kt_ExprObject* ctx, const Kt_Variant& value
     (void)kt::detail::ReadDefaultProp(value, plain);
   }
   const kt_long written = source->WriteColumn(row, col, plain);
-  return written == kErrNoMemory ? Fail(ctx, kErrNoMemory, GetObjID()) : kOk;
+  return written == kErrNoMemory ? kt::ReportNoMemory(ctx, kSource, GetObjID()) : kOk;
 }
 
 kt_long Kt_ExprStackObj::WriteObject(const Kt_Variant& value) {

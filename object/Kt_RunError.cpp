@@ -10,6 +10,7 @@
 
 #include "classlib/Kt_NearestName.h"
 #include "classlib/Kt_Result.h"
+#include "classlib/Kt_ThreadEnd.h"
 #include "classlib/Kt_Variable.h"
 #include "expr/Kt_Expr.h"
 #include "object/Kt_ExprNameSource.h"
@@ -31,19 +32,16 @@ KT_THREAD_LOCAL State* state = nullptr;
 KT_THREAD_LOCAL bool has_ended = false;
 
 // Frees the state of a thread that ends; what fails afterwards is not noted.
-struct Cleaner {
-  ~Cleaner() {
-    has_ended = true;
-    delete state;
-    state = nullptr;
-  }
-};
+void EndState() {
+  has_ended = true;
+  delete state;
+  state = nullptr;
+}
 
 // Null when memory ran out or the thread is ending.
 State* TheState() {
   if (state != nullptr || has_ended) return state;
-  thread_local const Cleaner cleaner;
-  (void)cleaner;
+  if (!kt::AtThreadEnd<EndState>()) return nullptr;
   state = new (std::nothrow) State;
   return state;
 }
@@ -170,6 +168,12 @@ bool Begin(State& now, kt_long code) {
   return is_same_place;
 }
 
+// A failure without memory for its words; half of them would mislead.
+kt_long NoteNothing(kt_long code) {
+  Kt_RunError::Forget();
+  return code;
+}
+
 }  // namespace
 
 const Kt_RunError& Kt_RunError::Last() {
@@ -194,7 +198,7 @@ kt_long kt::NoteFailure(kt_long code, const Kt_WString& text, const Kt_WString& 
     now->last.subject = subject;
     now->reported = Kt_Result();
   } catch (const std::bad_alloc&) {
-    Kt_RunError::Forget();  // half of it would mislead
+    return NoteNothing(code);
   }
   return code;
 }
@@ -202,7 +206,11 @@ kt_long kt::NoteFailure(kt_long code, const Kt_WString& text, const Kt_WString& 
 kt_long kt::NoteCause(kt_long code, Kt_Cause cause, std::initializer_list<Kt_WString> args,
                       std::span<const Kt_WString> known) {
   const Kt_WString name = args.size() > 0 ? *args.begin() : Kt_WString();
-  return NoteFailure(code, WithHint(CauseText(cause, args), name, known), name);
+  try {
+    return NoteFailure(code, WithHint(CauseText(cause, args), name, known), name);
+  } catch (const std::bad_alloc&) {
+    return NoteNothing(code);
+  }
 }
 
 Kt_WString kt::CauseText(Kt_Cause cause, std::initializer_list<Kt_WString> args) {
@@ -235,7 +243,7 @@ void kt::detail::NoteReport(Kt_ExprObject* context, const Kt_Result& result, con
   }
 }
 
-kt_long kt::detail::NoteSilentCall(const Kt_WString& name, kt_long code) {
+kt_long kt::detail::NoteSilentCall(const Kt_WString& name, kt_long code) try {
   if (code == kAbort) return NoteCause(code, Kt_Cause::kStopped, {name});
   if (code == kObjectGone) return NoteCause(code, Kt_Cause::kGone, {name});
   if (const char16_t* const text = kt_runtimetextW(code)) {
@@ -243,13 +251,18 @@ kt_long kt::detail::NoteSilentCall(const Kt_WString& name, kt_long code) {
     return NoteFailure(code, kt_filltextW(text, {&function, 1}), name);
   }
   return NoteCause(code, Kt_Cause::kCall, {name, Kt_Variant(code).ToString()});
+} catch (const std::bad_alloc&) {
+  return NoteNothing(code);
 }
 
-kt_long kt::detail::NoteSilentMember(const Kt_WString& name, const Kt_WString& id, kt_long code) {
+kt_long kt::detail::NoteSilentMember(const Kt_WString& name, const Kt_WString& id,
+                                     kt_long code) try {
   const bool has_text =
       code == kAbort || code == kObjectGone || kt_runtimetextW(code) != nullptr || id.IsEmpty();
   if (has_text) return NoteSilentCall(name, code);
   return NoteCause(code, Kt_Cause::kMember, {name, id, Kt_Variant(code).ToString()});
+} catch (const std::bad_alloc&) {
+  return NoteNothing(code);
 }
 
 void kt::detail::ReturnFailureAs(kt_long code) {

@@ -19,6 +19,9 @@ struct Kt_RunBudget {
   std::chrono::steady_clock::time_point deadline = std::chrono::steady_clock::time_point::max();
   // Stops the script when it becomes true; any thread may raise it. Null: none.
   const std::atomic<bool>* cancel = nullptr;
+  // Bytes by which texts, lists, datasets and evaluation stacks may grow, see Kt_CountedMemory; 0:
+  // no limit. Past it the run ends with kErrNoMemory.
+  std::int64_t limit_bytes = 0;
 };
 
 namespace kt {

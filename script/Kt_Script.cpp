@@ -2,6 +2,7 @@
 #include "script/Kt_Script.h"
 
 #include "expr/Kt_ExprUtil.h"
+#include "object/Kt_MemoryDoor.h"
 #include "script/Kt_ScriptLoadHandler.h"
 #include "script/detail/Kt_ScriptLoader.h"
 #include "script/detail/Kt_ScriptScan.h"
@@ -17,28 +18,35 @@ kt_long Kt_Script::Parse(const Kt_WString& source_name, const Kt_WString& text,
                          Kt_ScriptLoadHandler* loader, Kt_WStrList* errors) {
   // Held here: a script may be parsed again by its own load handler, and `text` may belong to it.
   const Kt_WString held = text;
-  Kt_WStrList includes;
-  try {
+  return kt::AtMemoryDoor(this, u"Kt_Script", source_name, [&] {
+    Kt_WStrList includes;
     const kt_long code = ParseScript(source_name, includes, held.GetText(), errors);
     kt::detail::ReportNul(source_name, held, errors);
     if (code != 0 || loader == nullptr || includes.GetCount() == 0) return code;
     return loader->LoadIncludes(this, includes);
-  } catch (const std::bad_alloc&) {
-    return kt::Report(this, u"Kt_Script", kErrNoMemory, source_name);
-  }
+  });
 }
 
 kt_long Kt_Script::ParseScript(const Kt_WString& source_name, Kt_WStrList& includes,
                                const char16_t* text, Kt_WStrList* errors) {
   if (text == nullptr) return 0;
-  kt::detail::ScriptLoader loader(*this, source_name, includes, text, errors);
-  return loader.Run();
+  return kt::AtMemoryDoor(this, u"Kt_Script", source_name, [&] {
+    return kt::detail::ScriptLoader(*this, source_name, includes, text, errors).Run();
+  });
 }
 
 kt_long Kt_Script::AddVariable(const Kt_WString& declaration) {
   const kt::detail::Slice text{declaration.GetText(), declaration.GetLength()};
-  kt::detail::Slice fault;
-  return kt::detail::AddGlobals(*this, text, fault);
+  return kt::AtMemoryDoor(this, u"Kt_Script", declaration, [&] {
+    kt::detail::Slice fault;
+    kt::detail::LoadUndo undo(*this);
+    try {
+      return kt::detail::AddGlobals(*this, text, fault, undo);
+    } catch (const std::bad_alloc&) {
+      undo.Run();
+      throw;
+    }
+  });
 }
 
 kt_long Kt_Script::AddInclude(Kt_WStrList& includes, const Kt_WString& pragma) {

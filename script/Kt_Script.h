@@ -12,6 +12,7 @@ class Kt_Expr;
 class Kt_ScriptLoadHandler;
 
 namespace kt::detail {
+class LoadUndo;
 class RunState;
 class ScriptLoader;
 }  // namespace kt::detail
@@ -102,6 +103,7 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
   std::uint64_t GetVersion() const { return funcs_.GetVersion(); }
 
  private:
+  friend class kt::detail::LoadUndo;
   friend class kt::detail::RunState;
   friend class kt::detail::ScriptLoader;
 

@@ -136,12 +136,28 @@ Kt_ScriptFunc* Kt_ScriptFuncList::Find(Kt_Symbol name) {
 kt_long Kt_ScriptFuncList::Add(const Kt_ScriptFunc& func) {
   const kt_long known = FindId(func.GetName());
   if (known >= 0) return known;
+  const Kt_Symbol symbol = kt_makesymbolW(func.GetName());
   const kt_long added = AddCopy(&func);
   if (added < 0) return added;
   GetSafeItem(added)->SetScript(func.GetScript());
-  index_.emplace(kt_makesymbolW(func.GetName()), added);
+  try {
+    index_.emplace(symbol, added);
+  } catch (...) {
+    RemoveAt(added);
+    throw;
+  }
   NewVersion();
   return added;
+}
+
+void Kt_ScriptFuncList::Remove(Kt_Symbol name) {
+  const auto found = index_.find(name);
+  if (found == index_.end()) return;
+  const kt_long removed = found->second;
+  index_.erase(found);
+  for (auto& [symbol, index] : index_) index -= index > removed ? 1 : 0;
+  RemoveAt(removed);
+  NewVersion();
 }
 
 void Kt_ScriptFuncList::NewVersion() {

@@ -13,8 +13,9 @@ class Kt_Script;
 class Kt_ScriptFunc;
 
 namespace kt::detail {
+class LoadUndo;
 class ScriptLoader;
-}
+}  // namespace kt::detail
 
 // The element operations of a Kt_ScriptFuncList.
 using Kt_ScriptFuncHandler = Kt_ObjListHandlerOf<Kt_ScriptFunc>;
@@ -89,9 +90,11 @@ class KT_SCRIPT_API Kt_ScriptFunc {
   kt_long ExecBody(const Kt_ScriptOpList& ops, Kt_ExprObject* ctx, Kt_Variant& result);
 
  private:
+  friend class kt::detail::LoadUndo;
   friend class kt::detail::ScriptLoader;
 
   kt_long CallWith(const Kt_VariantList* args, Kt_Variant& result);
+  kt_long RunBody(const Kt_ScriptOpList& ops, Kt_ExprObject* ctx, Kt_Variant& result);
 
   Kt_WString name_;
   Kt_ScriptOpList args_;  // 0x1010 ops, one per argument
@@ -120,8 +123,10 @@ class KT_SCRIPT_API Kt_ScriptFuncList : public Kt_ObjList {
   Kt_ScriptFunc* Find(Kt_Symbol name);
 
   // Adds a copy that belongs to the same script, unless a function of that name is there already.
-  // Returns the index of the function with the name; -1 when memory ran out.
+  // Returns the index of the function with the name; -1 when the list is full.
   kt_long Add(const Kt_ScriptFunc& func);
+  // Nothing when there is none of that name.
+  void Remove(Kt_Symbol name);
   void Clear();
   // Exchanges the functions; none moves in memory.
   void Swap(Kt_ScriptFuncList& other);

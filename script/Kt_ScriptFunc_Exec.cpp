@@ -1,18 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
-#include <new>
 
+#include "object/Kt_MemoryDoor.h"
 #include "script/Kt_Script.h"
 #include "script/Kt_ScriptOpPayloads.h"
 #include "script/detail/Kt_Interpreter.h"
 
 kt_long Kt_ScriptFunc::ExecFunc(const Kt_VariantList* args, Kt_Variant& result) {
-  try {
-    return CallWith(args, result);
-  } catch (const std::bad_alloc&) {
-    result.Clear();
-    return kt::Report(script_, u"Kt_ScriptFunc", kErrNoMemory, name_);
-  }
+  const kt_long code =
+      kt::AtMemoryDoor(script_, u"Kt_ScriptFunc", name_, [&] { return CallWith(args, result); });
+  if (code == kErrNoMemory) result.Clear();
+  return code;
 }
 
 kt_long Kt_ScriptFunc::CallWith(const Kt_VariantList* args, Kt_Variant& result) {
@@ -31,6 +29,11 @@ kt_long Kt_ScriptFunc::CallWith(const Kt_VariantList* args, Kt_Variant& result) 
 
 kt_long Kt_ScriptFunc::ExecBody(const Kt_ScriptOpList& ops, Kt_ExprObject* ctx,
                                 Kt_Variant& result) {
+  return kt::AtMemoryDoor(script_, u"Kt_ScriptFunc", name_,
+                          [&] { return RunBody(ops, ctx, result); });
+}
+
+kt_long Kt_ScriptFunc::RunBody(const Kt_ScriptOpList& ops, Kt_ExprObject* ctx, Kt_Variant& result) {
   result.Clear();
   if (script_ == nullptr || ctx == nullptr) return kFailed;
   kt::detail::RunState& run = kt::detail::RunState::Of(*script_);
@@ -44,21 +47,25 @@ kt_long Kt_ScriptFunc::ExecBody(const Kt_ScriptOpList& ops, Kt_ExprObject* ctx,
 
 kt_long Kt_Script::ExecFunc(const Kt_WString& name, int argc, Kt_Variant* argv,
                             Kt_Variant& result) {
-  Kt_ScriptFunc* const func = GetFunc(name);
-  if (func == nullptr) return NoteNoFunc(name);
-  if (argc > 0 && argv == nullptr) {
-    return kt::NoteCause(kFailed, Kt_Cause::kFewArguments,
-                         {name, Kt_Variant(kt_long{argc}).ToString(), u"0"});
-  }
-  Kt_VariantList args;
-  for (int arg = 0; arg < argc; ++arg) args.Add(argv[arg]);
-  return func->ExecFunc(&args, result);
+  return kt::AtMemoryDoor(this, u"Kt_Script", name, [&] {
+    Kt_ScriptFunc* const func = GetFunc(name);
+    if (func == nullptr) return NoteNoFunc(name);
+    if (argc > 0 && argv == nullptr) {
+      return kt::NoteCause(kFailed, Kt_Cause::kFewArguments,
+                           {name, Kt_Variant(kt_long{argc}).ToString(), u"0"});
+    }
+    Kt_VariantList args;
+    for (int arg = 0; arg < argc; ++arg) args.Add(argv[arg]);
+    return func->ExecFunc(&args, result);
+  });
 }
 
 kt_long Kt_Script::ExecFunc(const Kt_WString& name, const Kt_VariantList* args,
                             Kt_Variant& result) {
-  Kt_ScriptFunc* const func = GetFunc(name);
-  return func ? func->ExecFunc(args, result) : NoteNoFunc(name);
+  return kt::AtMemoryDoor(this, u"Kt_Script", name, [&] {
+    Kt_ScriptFunc* const func = GetFunc(name);
+    return func ? func->ExecFunc(args, result) : NoteNoFunc(name);
+  });
 }
 
 kt_long Kt_Script::NoteNoFunc(const Kt_WString& name) const {

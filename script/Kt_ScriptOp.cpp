@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "script/Kt_ScriptOp.h"
 
-#include <new>
-
 #include "script/Kt_ScriptOpItem.h"
 #include "script/Kt_ScriptOpPayloads.h"
 
@@ -40,12 +38,6 @@ void Kt_ScriptOp::Make() {
   payload_ = new T;
 }
 
-// A list has no pool, so it needs the form of new that gives null.
-template <>
-void Kt_ScriptOp::Make<Kt_ScriptOpList>() {
-  payload_ = new (std::nothrow) Kt_ScriptOpList;
-}
-
 void Kt_ScriptOp::MakePayload(Payload kind) {
   switch (kind) {
     case Payload::kNone: break;
@@ -57,13 +49,13 @@ void Kt_ScriptOp::MakePayload(Payload kind) {
     case Payload::kSwitch: Make<Kt_ScriptOpSwitch>(); break;
     case Payload::kBlock: Make<Kt_ScriptOpList>(); break;
   }
-  kind_ = payload_ != nullptr ? kind : Payload::kNone;
+  kind_ = kind;
 }
 
 void Kt_ScriptOp::SetOpCode(std::int16_t code) {
   ClearInfo();
-  opcode = code;
   MakePayload(KindOf(code));
+  opcode = code;
 }
 
 void Kt_ScriptOp::ClearInfo() {
@@ -103,10 +95,10 @@ void Kt_ScriptOp::CopyPayload(const Kt_ScriptOp& source) {
 
 void Kt_ScriptOp::Set(const Kt_ScriptOp& source) {
   if (this == &source) return;
-  opcode = source.opcode;
-  line = source.line;
-  line32 = source.line32;
   ClearInfo();
   MakePayload(source.kind_);
   CopyPayload(source);
+  opcode = source.opcode;
+  line = source.line;
+  line32 = source.line32;
 }

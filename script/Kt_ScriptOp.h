@@ -99,7 +99,8 @@ class KT_SCRIPT_API Kt_ScriptOp {
 
   // Releases the payload, stores `code` and makes a fresh payload: plain-name assignments for
   // 0x1010 and group 0x3000, the class of the statement for 0x5000 and group 0x6000, and
-  // Kt_ScriptOpSet for every other code. The payload is null when memory ran out.
+  // Kt_ScriptOpSet for every other code. Without memory the op is left without payload and the
+  // code as it was.
   void SetOpCode(std::int16_t code);
   // Makes the op a variant of its group (0x1020, 0x3001 to 0x3060, 0x4010 to 0x4060); the payload
   // stays.

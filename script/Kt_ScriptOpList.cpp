@@ -22,9 +22,12 @@ kt_long Kt_ScriptOpList::FindVarOp(const char16_t* name) const {
 Kt_ScriptOp* Kt_ScriptOpList::AddOp(std::int16_t code, kt_long line) {
   Kt_ScriptOp* const op = GetSafeItem(Append());
   if (op == nullptr) return nullptr;
-  op->SetOpCode(code);
+  try {
+    op->SetOpCode(code);
+  } catch (...) {
+    RemoveLast();
+    throw;
+  }
   op->SetLine(line);
-  if (op->HasPayload()) return op;
-  RemoveLast();
-  return nullptr;
+  return op;
 }

@@ -6,15 +6,15 @@
 
 // Pools are never destroyed: a static script of the host may be freed after everything here.
 // `step` is how many objects a pool grows by.
-#define KT_DEFINE_POOL(type, step)                                             \
-  Kt_ObjBufPool& type::GetPool() {                                             \
-    static auto* const pool = new Kt_ObjBufPool(#type, sizeof(type), step);    \
-    return *pool;                                                              \
-  }                                                                            \
-  void* type::operator new([[maybe_unused]] std::size_t size_bytes) noexcept { \
-    KT_ASSERT(size_bytes == sizeof(type));                                     \
-    return GetPool().Alloc();                                                  \
-  }                                                                            \
+#define KT_DEFINE_POOL(type, step)                                          \
+  Kt_ObjBufPool& type::GetPool() {                                          \
+    static auto* const pool = new Kt_ObjBufPool(#type, sizeof(type), step); \
+    return *pool;                                                           \
+  }                                                                         \
+  void* type::operator new([[maybe_unused]] std::size_t size_bytes) {       \
+    KT_ASSERT(size_bytes == sizeof(type));                                  \
+    return GetPool().Alloc();                                               \
+  }                                                                         \
   void type::operator delete(void* memory) noexcept { GetPool().Free(memory); }
 
 KT_DEFINE_POOL(Kt_ScriptOpVar, 64)

@@ -5,15 +5,15 @@
 #include "script/Kt_ScriptOpList.h"
 
 // What simple statements and loops hold. Scripts have thousands of these, so each class takes its
-// objects from a pool of its own; a null result of `new` means that memory ran out.
+// objects from a pool of its own.
 //
 // The fields are open: the interpreter reads them for every statement that it runs.
 // Threads: const members may run in parallel.
 
-// Gives a class its pool: operator new without exceptions, operator delete, access to the pool.
-#define KT_POOLED_CLASS                                       \
-  static void* operator new(std::size_t size_bytes) noexcept; \
-  static void operator delete(void* memory) noexcept;         \
+// Gives a class its pool: operator new, operator delete, access to the pool.
+#define KT_POOLED_CLASS                               \
+  static void* operator new(std::size_t size_bytes);  \
+  static void operator delete(void* memory) noexcept; \
   static Kt_ObjBufPool& GetPool();
 
 class Kt_ObjBufPool;

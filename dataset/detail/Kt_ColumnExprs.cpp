@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "classlib/Kt_Memory.h"
 #include "classlib/Kt_NativeStack.h"
 #include "dataset/detail/Kt_RowLoop.h"
 #include "script/Kt_RunBudget.h"
@@ -31,10 +32,10 @@ ColumnExprs::Column& ColumnExprs::Find(const Kt_WString& text) {
   for (Column& column : columns_) {
     if (column.text == text) return column;
   }
-  Column& column = columns_.emplace_back();
-  column.text = text;
-  column.expr.SetExpr(text);
-  return column;
+  Column made;
+  made.text = text;
+  made.expr.SetExpr(text);
+  return columns_.emplace_back(std::move(made));
 }
 
 // One column that is being computed, and on its way to which other; those of all datasets make one
@@ -121,6 +122,7 @@ bool ColumnExprs::EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool fi
   const bool is_outermost = depth_ == 0;
   const Run run(*this, dataset, column);
   const kt_long code = Compute(column, dataset, row, result);
+  if (code == kErrNoMemory) kt::PassMemoryFailure();
   // Where the stack ended inside of the expression, that has been reported.
   if (code == kErrTooDeep) Run::has_failed = true;
   if (code != kOk || Run::has_failed) return false;

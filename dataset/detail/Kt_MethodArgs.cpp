@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "dataset/detail/Kt_MethodArgs.h"
 
+#include "object/Kt_MemoryDoor.h"
+
 namespace kt::detail {
 namespace {
 
@@ -52,6 +54,9 @@ kt_long StoreAnswer::Give(kt_long answer, Kt_Variant& result) const {
     return kOk;
   }
   result = kt_long{-1};
+  if (answer == kErrNoMemory) {
+    return kt::ReportNoMemory(Kt_ExprObject::From(context_.GetObject()), u"Kt_ExprDataset", id_);
+  }
   return kt::Report(Kt_ExprObject::From(context_.GetObject()), u"Kt_ExprDataset", answer, id_);
 }
 

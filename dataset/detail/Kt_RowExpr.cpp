@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <atomic>
 
+#include "classlib/Kt_Memory.h"
 #include "dataset/detail/Kt_RowBlock.h"
 #include "dataset/detail/Kt_RowLoop.h"
 #include "object/Kt_ExprStackObj.h"
@@ -179,7 +180,9 @@ void RowExpr::Evaluate(RowLoop& loop, Kt_Variant& value) {
 
 void RowExpr::EvaluateSlow(RowLoop& loop, Kt_Variant& value) {
   loop.NoteOutside();
-  if (expr_.ExecExpr(&loop.Placed(), value) == kOk) return;
+  const kt_long code = expr_.ExecExpr(&loop.Placed(), value);
+  if (code == kOk) return;
+  if (code == kErrNoMemory) kt::PassMemoryFailure();
   value.Clear();
   // Reported when it was parsed; every row gives the same.
   if (expr_.GetState() < 0) way_ = Way::kFaulty;

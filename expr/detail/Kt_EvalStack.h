@@ -3,6 +3,7 @@
 
 #include <atomic>
 
+#include "classlib/Kt_Memory.h"
 #include "object/Kt_ExprStackObj.h"
 
 namespace kt::detail {
@@ -10,6 +11,8 @@ namespace kt::detail {
 // A block of evaluation-stack entries, as the pool hands it out.
 struct EvalBlock {
   static constexpr kt_long kEntries = 32;
+  static void* operator new(std::size_t bytes) { return Allocate(bytes); }
+  static void operator delete(void* memory, std::size_t bytes) { Free(memory, bytes); }
   Kt_ExprStackObj entries[kEntries];
   EvalBlock* next = nullptr;   // in the pool: the next free block; in a stack: the block above
   EvalBlock* below = nullptr;  // in a stack: the block below
@@ -40,7 +43,11 @@ class EvalStack {
   Kt_ExprStackObj& Bottom() { return bottom_->entries[0]; }
   // Pushes a cleared entry whose operand begins at record `start`.
   void Push(kt_long start) {
-    if (KT_UNLIKELY(++slot_ == EvalBlock::kEntries)) GrowBlock();
+    if (KT_UNLIKELY(slot_ + 1 == EvalBlock::kEntries)) {
+      GrowBlock();
+    } else {
+      ++slot_;
+    }
     ++depth_;
     Top().Clear();
     Top().SetObjStat(0);

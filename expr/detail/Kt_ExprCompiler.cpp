@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "expr/detail/Kt_ExprCompiler.h"
 
+#include "classlib/Kt_Memory.h"
 #include "expr/Kt_ExprUtil.h"
 #include "expr/detail/Kt_Evaluator.h"
 
@@ -436,7 +437,9 @@ kt::ExprProgram kt::ExprProgram::Of(Kt_Expr& expr) {
   }
   if (expr.GetState() == kStateUnparsed) {
     Kt_WString error;
-    if (expr.Parse(error, nullptr) < 0) {
+    const kt_long parsed = expr.Parse(error, nullptr);
+    if (parsed == kErrNoMemory) kt::PassMemoryFailure();
+    if (parsed < 0) {
       // Back to unparsed: the evaluator finds the fault again, and reports it.
       expr.SetExpr(Kt_WString(expr.GetText()));
       return program;

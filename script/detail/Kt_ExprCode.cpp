@@ -3,6 +3,7 @@
 
 #include <new>
 
+#include "classlib/Kt_Memory.h"
 #include "classlib/Kt_VarInline.h"
 #include "object/Kt_ExprStackObj.h"
 #include "script/detail/Kt_Interpreter.h"
@@ -134,11 +135,12 @@ bool ExprCode::BindCall(Call& call, RunState& run, Scope& scope) {
 }
 
 bool ExprCode::BindCalls(RunState& run, Scope& scope) {
-  bound_version_ = run.GetScript().GetVersion();
+  const std::uint64_t version = run.GetScript().GetVersion();
   is_bound_ = true;
   for (Call& call : calls_) {
     if (!BindCall(call, run, scope)) is_bound_ = false;
   }
+  bound_version_ = version;
   return is_bound_;
 }
 
@@ -292,10 +294,12 @@ kt_long ExprCode::RunCall(RunState& run, Scope& scope, const Call& call, Kt_Vari
   for (int arg = 0; arg < arg_count; ++arg) (*list).Add(args[arg]);
   Kt_Variant value;
   const FailureMark mark;
+  const std::uint32_t failures = kt::MemoryFailures();
   const bool is_builtin = call.kind == Call::Kind::kBuiltin;
   const kt_long code =
       is_builtin ? (scope.*call.builtin)(&*list, value)
                  : call.ext_api(call.ext_context ? call.ext_context : &scope, &*list, value);
+  kt::PassMemoryFailure(failures);
   result = std::move(value);
   if (KT_LIKELY(code == kOk)) return CheckCallResult(&scope, result);
   return mark.HasNoted(code) ? code : NoteSilentCall(call.name, code);

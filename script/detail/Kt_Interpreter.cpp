@@ -6,6 +6,7 @@
 #include "classlib/Kt_NativeStack.h"
 #include "classlib/Kt_VarInline.h"
 #include "object/Kt_ExprStackObj.h"
+#include "object/Kt_MemoryDoor.h"
 #include "script/Kt_ScriptOpPayloads.h"
 
 namespace kt::detail {
@@ -30,6 +31,9 @@ const char16_t* OperationText(int operation) {
     default: return u"%=";
   }
 }
+
+// Codes that no statement goes on after.
+bool EndsRun(kt_long code) { return code == kErrTooDeep || code == kErrNoMemory; }
 
 // Signals that a loop or function lets out: everything but the end of the body and `continue`.
 bool LeavesLoop(kt_long code) { return code != kOk && code != kScriptContinue; }
@@ -77,12 +81,18 @@ kt_long Interpreter::CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int a
   const RunState::Call call(run, frame);
   kt_long code = kt_hasstack() ? run.Tick(&script) : run.StopTooDeep(&script);
   if (KT_UNLIKELY(code != kOk)) return code;
-  Scope scope(script);
-  const bool has_items = BindArgs(func, args, arg_count, scope.GetVariables());
-  code = Interpreter(run, frame).Body(func.GetBody(), &scope, &scope, result);
-  if (KT_UNLIKELY(has_items)) WriteBack(func, args, arg_count, scope.GetVariables());
+  try {
+    Scope scope(script);
+    const bool has_items = BindArgs(func, args, arg_count, scope.GetVariables());
+    code = Interpreter(run, frame).Body(func.GetBody(), &scope, &scope, result);
+    if (KT_UNLIKELY(has_items)) WriteBack(func, args, arg_count, scope.GetVariables());
+  } catch (const std::bad_alloc& failure) {
+    // Here, and not at the outer door: the frame still knows the place.
+    (void)kt::NoteMemoryFailure(failure);
+    code = kt::ReportNoMemory(&script, kSource, func.GetName());
+  }
   // From here on nothing is tried again: `f() + f()` would double the work with every level.
-  if (KT_UNLIKELY(code == kErrTooDeep)) run.NoteTooDeep();
+  if (KT_UNLIKELY(EndsRun(code))) run.NoteStop(code);
   if (KT_UNLIKELY(run.GetStopCode() != kOk)) return run.GetStopCode();
   const bool is_signal = code == kScriptReturn || code == kScriptBreak || code == kScriptContinue;
   if (KT_LIKELY(is_signal || code == kOk)) return kOk;
@@ -372,6 +382,14 @@ kt_long Interpreter::ReadOldValue(const Kt_Expr& target, Kt_ExprStackObj& entry,
 
 kt_long Interpreter::AssignEntry(Kt_Expr& target, int operation, Kt_Variant& value,
                                  Kt_ExprObject* context) {
+  const std::uint32_t failures = kt::MemoryFailures();
+  const kt_long code = AssignThrough(target, operation, value, context);
+  kt::PassMemoryFailure(failures);
+  return code;
+}
+
+kt_long Interpreter::AssignThrough(Kt_Expr& target, int operation, Kt_Variant& value,
+                                   Kt_ExprObject* context) {
   Kt_ExprStackObj entry;
   kt_long code = target.ExecExprObj(context, entry);
   if (code == kObjectGone) return AfterObjectGone();  // nothing to assign to is left
@@ -420,7 +438,7 @@ kt_long Interpreter::Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope
   const kt_long code = Eval(op.GetSet()->value, context, scope, result);
   if (KT_LIKELY(code == kOk)) return kScriptReturn;
   // A failure has been reported; the function still returns.
-  const bool ends_run = code == kAbort || code == kErrTooDeep || run_.GetStopCode() != kOk;
+  const bool ends_run = code == kAbort || EndsRun(code) || run_.GetStopCode() != kOk;
   return ends_run ? code : kScriptReturn;
 }
 

@@ -55,6 +55,7 @@ class Interpreter {
   static kt_long SettleCall(Kt_ExprStackObj& entry, const Kt_Variant& value,
                             Kt_ExprObject* context);
   kt_long AssignEntry(Kt_Expr& target, int operation, Kt_Variant& value, Kt_ExprObject* context);
+  kt_long AssignThrough(Kt_Expr& target, int operation, Kt_Variant& value, Kt_ExprObject* context);
   kt_long Combine(int operation, const Kt_Variant& value, Kt_Variant& target,
                   Kt_ExprObject* context);
   kt_long Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);

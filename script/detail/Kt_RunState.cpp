@@ -23,6 +23,7 @@ void RunState::Make(Kt_Script& script) { script.run_state_ = std::make_shared<Ru
 void RunState::Begin() {
   outer_ = std::exchange(run_of_thread, this);
   stop_code_ = kOk;
+  if (budget_ != nullptr && budget_->limit_bytes > 0) memory_.emplace(budget_->limit_bytes);
   // A host may derive from Kt_Script and answer names itself: then it has to be asked.
   has_plain_globals_ = typeid(*script_) == typeid(Kt_Script);
   steps_left_ = budget_ && budget_->limit_steps > 0 ? budget_->limit_steps : kNoLimit;
@@ -37,6 +38,7 @@ void RunState::Begin() {
 }
 
 void RunState::End() {
+  memory_.reset();
   run_of_thread = std::exchange(outer_, nullptr);
   host_.Clear();
   script_->FreeRetired();

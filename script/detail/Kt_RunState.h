@@ -2,8 +2,10 @@
 #pragma once
 
 #include <limits>
+#include <optional>
 #include <typeinfo>
 
+#include "classlib/Kt_Memory.h"
 #include "script/Kt_RunBudget.h"
 #include "script/detail/Kt_Scope.h"
 
@@ -60,9 +62,9 @@ class RunState {
   static RunState* OfThread();
   // Stops the run because calls nest too deeply; reports it.
   kt_long StopTooDeep(Kt_ExprObject* context);
-  // The same where an expression has reported it already.
-  void NoteTooDeep() {
-    if (stop_code_ == kOk) SetStop(kErrTooDeep);
+  // Stops the run for a reason that has been reported already.
+  void NoteStop(kt_long code) {
+    if (stop_code_ == kOk) SetStop(code);
   }
   // The code that stops the run, 0 while it goes on. Statements that turn failures into something
   // else must not do so with this one.
@@ -134,6 +136,7 @@ class RunState {
   const Kt_VariableList* globals_;
   Kt_Script* script_;
   const Kt_RunBudget* budget_ = nullptr;
+  std::optional<Kt_CountedMemory> memory_;  // while it runs with a bound
   Kt_ObjectHolder host_;
   std::vector<std::unique_ptr<Kt_VariantList>> args_;
   std::size_t args_used_ = 0;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Global declarations: evaluated while the script loads.
+#include "classlib/Kt_Memory.h"
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
 #include "script/Kt_Script.h"
@@ -57,7 +58,9 @@ Kt_Variant Evaluate(Kt_Script& script, const Slice& text) {
   Kt_Expr expr;
   expr.SetExpr(text.Text());
   Kt_Variant value;
+  const std::uint32_t failures = kt::MemoryFailures();
   expr.ExecExpr(&script, value);
+  kt::PassMemoryFailure(failures);
   return value;
 }
 
@@ -74,7 +77,7 @@ bool MakeList(kt_long size, const Kt_Variant& value, bool has_value, Kt_Variant&
   return true;
 }
 
-kt_long AddGlobal(Kt_Script& script, const Slice& text, Slice& fault) {
+kt_long AddGlobal(Kt_Script& script, const Slice& text, Slice& fault, LoadUndo& undo) {
   Declarator declarator;
   if (const kt_long code = Cut(text, declarator, fault)) return code;
   const kt_long size = declarator.has_size ? Evaluate(script, declarator.size).ToInteger() : 0;
@@ -90,13 +93,14 @@ kt_long AddGlobal(Kt_Script& script, const Slice& text, Slice& fault) {
     }
     value = list;
   }
+  undo.NoteGlobal(name);
   script.GetVariables().AddVariable(name, value);
   return 0;
 }
 
 }  // namespace
 
-kt_long AddGlobals(Kt_Script& script, const Slice& declaration, Slice& fault) {
+kt_long AddGlobals(Kt_Script& script, const Slice& declaration, Slice& fault, LoadUndo& undo) {
   if (declaration.IsEmpty()) return -1;
   std::vector<Span> pieces;
   const kt_long code = SplitSpans(declaration.text, declaration.length, pieces);
@@ -104,7 +108,7 @@ kt_long AddGlobals(Kt_Script& script, const Slice& declaration, Slice& fault) {
   for (const Span& piece : pieces) {
     fault = declaration.Part(piece.start, piece.length);
     const Slice declarator = fault;
-    if (const kt_long failed = AddGlobal(script, declarator, fault)) return failed;
+    if (const kt_long failed = AddGlobal(script, declarator, fault, undo)) return failed;
   }
   return 0;
 }

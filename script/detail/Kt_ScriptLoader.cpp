@@ -17,7 +17,8 @@ ScriptLoader::ScriptLoader(Kt_Script& script, const Kt_WString& source_name, Kt_
       source_name_(source_name),
       includes_(includes),
       text_{text.data(), static_cast<kt_long>(text.size())},
-      reporter_(errors, source_name, text, 0) {}
+      reporter_(errors, source_name, text, 0),
+      undo_(script) {}
 
 kt_long ScriptLoader::Fail(kt_long code, kt_long line_at, const Slice& place,
                            const Slice* near_text, const Slice* function_name) {
@@ -38,8 +39,60 @@ kt_long ScriptLoader::Fail(kt_long code, kt_long line_at, const Slice& place,
   return -1;
 }
 
+void LoadUndo::NoteGlobal(const Kt_WString& name) {
+  (void)kt_makesymbolW(name);  // so that looking it up again needs no memory
+  Kt_Variable* const variable = script_.GetVariables().FindVariable(name);
+  globals_.push_back(
+      {name, Kt_VariableHold(variable), variable != nullptr ? variable->GetValue() : Kt_Variant()});
+}
+
+void LoadUndo::NoteFunc(const Kt_WString& name) {
+  (void)kt_makesymbolW(name);
+  const Kt_ScriptFunc* const func = script_.GetFunc(name);
+  if (func == nullptr) {
+    funcs_.push_back({name, true, 0, 0, {}, 0});
+  } else {
+    funcs_.push_back({name, false, func->GetArgs().GetCount(), func->GetBody().GetCount(),
+                      func->GetSourceName(), func->GetProtoLine()});
+  }
+}
+
+void LoadUndo::Run() noexcept {
+  for (std::size_t at = globals_.size(); at-- > 0;) {
+    const Global& global = globals_[at];
+    if (Kt_Variable* const variable = global.variable.Get()) {
+      variable->SetValue(global.value);
+    } else {
+      script_.GetVariables().RemoveVariable(global.name);
+    }
+  }
+  for (std::size_t at = funcs_.size(); at-- > 0;) UndoFunc(funcs_[at]);
+}
+
+void LoadUndo::UndoFunc(const Func& noted) noexcept {
+  const Kt_Symbol symbol = kt_symbolW(noted.name);
+  if (noted.is_new) return script_.funcs_.Remove(symbol);
+  Kt_ScriptFunc* const func = script_.funcs_.Find(symbol);
+  if (func == nullptr) return;
+  while (func->args_.GetCount() > noted.args) func->args_.RemoveLast();
+  while (func->body_.GetCount() > noted.ops) func->body_.RemoveLast();
+  func->source_name_ = noted.source_name;
+  func->proto_line_ = noted.proto_line;
+}
+
 kt_long ScriptLoader::Run() {
   if (reporter_.WantsWarnings()) WarnOfSource(text_.View(), reporter_);
+  const kt_long include_count = includes_.GetCount();
+  try {
+    return LoadItems();
+  } catch (const std::bad_alloc&) {
+    undo_.Run();
+    while (includes_.GetCount() > include_count) includes_.RemoveAt(includes_.GetCount() - 1);
+    throw;
+  }
+}
+
+kt_long ScriptLoader::LoadItems() {
   for (kt_long at = 0;;) {
     const Slice rest = text_.From(at);
     kt_long error_pos = 0;
@@ -83,7 +136,7 @@ kt_long ScriptLoader::LoadGlobals(Item& item) {
   const CleanText clean(rest.Part(0, length - 1), reporter_, nullptr);
   if (reporter_.WantsWarnings()) WarnOfGlobals(clean.Get());
   Slice fault = word;
-  const kt_long code = AddGlobals(script_, clean.Get(), fault);
+  const kt_long code = AddGlobals(script_, clean.Get(), fault, undo_);
   return code < 0 ? Fail(code, start, fault) : 0;
 }
 
@@ -151,6 +204,7 @@ void ScriptLoader::ParseFunction(const Item& item, const FunctionText& function)
     reporter_.Warn(Kt_ScriptWarning::kWarnSecondFunction,
                    {function.name.offset, function.name.length}, &name);
   }
+  undo_.NoteFunc(name);
   Kt_ScriptFunc* const func =
       script_.funcs_.GetSafeItem(script_.funcs_.Add(Kt_ScriptFunc(name, &script_)));
   if (func == nullptr) return;

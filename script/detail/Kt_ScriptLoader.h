@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <vector>
+
+#include "object/Kt_ExprObjInfo.h"
 #include "script/detail/Kt_SyntaxReporter.h"
 
 class Kt_Expr;
@@ -9,10 +12,41 @@ class Kt_ScriptFunc;
 
 namespace kt::detail {
 
+// What a load has changed in a script, for when memory runs out before its end.
+class LoadUndo {
+ public:
+  explicit LoadUndo(Kt_Script& script) : script_(script) {}
+  // Before the change. Nothing is changed when these throw.
+  void NoteGlobal(const Kt_WString& name);
+  void NoteFunc(const Kt_WString& name);
+  // Takes everything back, last change first. Needs no memory.
+  void Run() noexcept;
+
+ private:
+  struct Global {
+    Kt_WString name;
+    Kt_VariableHold variable;  // empty: there was none
+    Kt_Variant value;
+  };
+  struct Func {
+    Kt_WString name;
+    bool is_new;
+    kt_long args;
+    kt_long ops;
+    Kt_WString source_name;
+    kt_long proto_line;
+  };
+  void UndoFunc(const Func& noted) noexcept;
+
+  Kt_Script& script_;
+  std::vector<Global> globals_;
+  std::vector<Func> funcs_;
+};
+
 // Evaluates the declarators of a global `var` statement into the globals of `script`. The text is
 // trimmed and without comments. 0, or the code of the first bad declarator with its place in
 // `fault`.
-kt_long AddGlobals(Kt_Script& script, const Slice& declaration, Slice& fault);
+kt_long AddGlobals(Kt_Script& script, const Slice& declaration, Slice& fault, LoadUndo& undo);
 
 // Cuts one script text into globals, functions and pragmas and loads each. Borrows everything.
 class ScriptLoader {
@@ -20,7 +54,8 @@ class ScriptLoader {
   ScriptLoader(Kt_Script& script, const Kt_WString& source_name, Kt_WStrList& includes,
                std::u16string_view text, Kt_WStrList* errors);
 
-  // 0, or -1 at the first fault outside of functions.
+  // 0, or -1 at the first fault outside of functions. Where memory runs out, the script is as it
+  // was and std::bad_alloc goes on.
   kt_long Run();
 
  private:
@@ -36,6 +71,7 @@ class ScriptLoader {
     Slice body;
   };
 
+  kt_long LoadItems();
   kt_long LoadItem(Item& item);
   kt_long LoadGlobals(Item& item);
   kt_long LoadFunction(Item& item);
@@ -53,6 +89,7 @@ class ScriptLoader {
   Kt_WStrList& includes_;
   Slice text_;
   SyntaxReporter reporter_;
+  LoadUndo undo_;
 };
 
 // The scanners end at a NUL: when something other than NULs and white space stands behind one, that

@@ -4,43 +4,8 @@
 // never come.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
-#include <new>
-
+#include "classlib/Kt_Memory.h"
 #include "dataset_test_util.h"
-
-namespace {
-
-// Requests of at least this size fail; small ones are there for the report.
-thread_local std::size_t failing_bytes = SIZE_MAX;
-
-class BigRequestsFail {
- public:
-  explicit BigRequestsFail(std::size_t size_bytes) { failing_bytes = size_bytes; }
-  BigRequestsFail(const BigRequestsFail&) = delete;
-  BigRequestsFail& operator=(const BigRequestsFail&) = delete;
-  ~BigRequestsFail() { failing_bytes = SIZE_MAX; }
-};
-
-void* Request(std::size_t size) {
-  return size < failing_bytes ? std::malloc(size > 0 ? size : 1) : nullptr;
-}
-
-}  // namespace
-
-// Not inlined, or the compiler takes the pairs of new and free that it sees for mistakes.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  if (void* const memory = Request(size)) return memory;
-  throw std::bad_alloc();
-}
-[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
-  return Request(size);
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
-[[gnu::noinline]] void operator delete(void* memory, const std::nothrow_t&) noexcept {
-  std::free(memory);
-}
 
 namespace {
 
@@ -81,7 +46,7 @@ TEST(NoRoom, ChangesThatFindNoMemoryEndTheRun) {
     host.variables.AddVariable(u"text", text);
     std::string ended;
     {
-      const BigRequestsFail failing(60000);
+      const Kt_CountedMemory bound(60000);
       ended = RunScript(&host, u"for (var i = 0; i < 30000; ++i) " + Kt_WString(row.statements));
     }
     EXPECT_EQ(ended, "!" + std::to_string(row.code)) << Kt_WString(row.statements).ToUtf8();

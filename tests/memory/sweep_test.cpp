@@ -1,0 +1,370 @@
+// SPDX-License-Identifier: MIT
+//
+// The n-th request for memory fails. Either nothing is to be seen of it, or the operation answers
+// kErrNoMemory, has reported it once, and has changed nothing; and done again it succeeds.
+//
+// Every run is a process of its own, so that what is made on first use is made in every one of
+// them, and a crash is one fault among others. KT_SWEEP=2000 runs n = 1 to 2000; without it a
+// sample is taken.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <map>
+
+#include "classlib/Kt_Buffer.h"
+#include "dataset/dataset_test_util.h"
+#include "memory/alloc_faults.h"
+
+namespace kt::test {
+namespace {
+
+// Counts what it is told and asks for no memory while requests fail.
+class SweepHost : public Kt_ExprObject {
+ public:
+  SweepHost() : Kt_ExprObject(nullptr) {}
+  int GetVarType(const Kt_WString& name, Kt_ExprObjInfo& info) override {
+    if (wrapper == nullptr || !name.EqualsNoCase(u"ds")) return EXPR_OBJ_UNKNOWN;
+    info.SetDataset(wrapper);
+    return EXPR_OBJ_DATASET;
+  }
+  Kt_ExprDataset* GetChildDataset(const Kt_WString&) override { return wrapper; }
+  int IsSystemLogMode() override { return 1; }
+  void OnRunTimeError(const Kt_Result& result) override {
+    ++(result.GetCode() == kErrNoMemory ? memory_reports : other_reports);
+  }
+
+  Kt_ExprDataset* wrapper = nullptr;
+  int memory_reports = 0;
+  int other_reports = 0;
+};
+
+// One operation. A fresh object for every run.
+class Scenario {
+ public:
+  virtual ~Scenario() = default;
+  virtual void Prepare() {}
+  virtual kt_long Run() = 0;
+  // What the run gave / what must be as before when it failed; empty when a part of the work that
+  // was done may stay.
+  virtual std::string Result() = 0;
+  virtual std::string State() { return {}; }
+  virtual bool Reports() const { return true; }
+
+  SweepHost host;
+};
+
+constexpr const char16_t* kScript =
+    uR"(
+  var greeting = 'hello', table[3];
+  var total = 0;
+  function join(items, by) {
+    var out = '';
+    for (var i = 0; i < length(items); i++) { if (i > 0) { out += by; } out += items[i]; }
+    return out;
+  }
+  function change(x) { x[1] = 'changed' + x[0]; return x; }
+  function main() {
+    var list = ['first item of a list', 2.5, 'third'];
+    var text = greeting + ' ' + toUpper('world and everything') + 7;
+    total = 0;
+    var i = 0;
+    while (i < 20) { list[i] = text + i; total += i; i++; }
+    change(ref(list));
+    var parts = split('a,b,c,d;e', ',');
+    switch (parts[1]) { case 'b': total += 100; break; default: total = -1; }
+    if (replace(text, 'o', '00') == '') { return 'never'; }
+    var cut = text; cut[0] = 'J';
+    table[5] = join(parts, '-') + cut + lpad('7', '0', 40);
+    return [total, join(list, '/'), parts, table, substr(text, 3, 9), 1 / 3 + '', total++ + 1];
+  }
+)";
+
+constexpr const char16_t* kDataScript =
+    uR"(
+  var seen = '';
+  function main() {
+    var row = ds.AppendRow();
+    ds.name[row] = 'pears and other fruit';
+    ds.n[row] = 12;
+    ds.InsertRow(0);
+    ds.SetColumn(0, 'name', 'a first row, with a longer text');
+    ds.SetColumn(0, 'n', 3);
+    ds.Sort('name:d,n');
+    var sum = ds.Sum('n * 2 + length(name)');
+    ds.Filter('n > 2');
+    seen = '';
+    for (var r = 0; r < ds.rowcount; r++) { seen += ds.name[r] + ',' + toUpper(ds.name[r]) + ';'; }
+    ds.DeleteRow(0);
+    ds.Filter('');
+    return [sum, seen, ds.Max('n'), ds.FindRow('name', 'cherry'), ds.rowcount];
+  }
+)";
+
+constexpr std::u16string_view kCsv =
+    u"n:long,name:string,price:currency,at:datetime,more\n"
+    u"1,apple,1.50,2024-01-02,x\n2,banana and a longer text,2.25,2024-02-03,y\n"
+    u"3,cherry,,2024-03-04,\n4,\"quoted, \"\"text\"\"\",7,2024-03-05,12\n";
+
+class ScriptRun : public Scenario {
+ public:
+  explicit ScriptRun(const char16_t* text, bool compiled = true) : text_(text), script_(&host) {
+    script_.SetCompiled(compiled);
+  }
+  void Prepare() override { (void)script_.Parse(name_, text_, nullptr, nullptr); }
+  kt_long Run() override { return script_.ExecFunc(main_, 0, nullptr, result_); }
+  std::string Result() override { return Show(result_); }
+
+ protected:
+  const Kt_WString name_{u"sweep"};
+  const Kt_WString main_{u"main"};
+  Kt_WString text_;
+  Kt_Script script_;
+  Kt_Variant result_;
+};
+
+class ScriptParse : public ScriptRun {
+ public:
+  ScriptParse() : ScriptRun(kScript) {}
+  void Prepare() override {
+    (void)script_.Parse(u"first",
+                        u"var kept = 'kept', total = 7; function main() { kept = 'kept'; }",
+                        nullptr, nullptr);
+  }
+  kt_long Run() override { return script_.Parse(name_, text_, nullptr, nullptr); }
+  std::string Result() override {
+    (void)script_.ExecFunc(main_, 0, nullptr, result_);
+    return Show(result_) + Show(script_.GetVariables());
+  }
+  std::string State() override {
+    std::string out = Show(script_.GetVariables());
+    for (kt_long at = 0; at < script_.GetFuncs().GetCount(); ++at) {
+      const Kt_ScriptFunc& func = *script_.GetFuncs().GetItem(at);
+      out += func.GetName().ToUtf8() + ":" + std::to_string(func.GetArgs().GetCount()) + ":" +
+             std::to_string(func.GetBody().GetCount()) + " ";
+    }
+    return out;
+  }
+};
+
+class ExprRun : public Scenario {
+ public:
+  kt_long Run() override { return expr_.ExecExpr(&host, value_); }
+  std::string Result() override { return Show(value_); }
+
+ private:
+  Kt_Expr expr_{
+      u"toUpper('some text to see') + length(replace('aXbXc', 'X', 'yy')) + (1 / 3)"
+      u" + split('a,b and more,c', ',')[1]"};
+  Kt_Variant value_;
+};
+
+class DataRun : public ScriptRun {
+ public:
+  explicit DataRun(bool compiled = true) : ScriptRun(kDataScript, compiled) {}
+  void Prepare() override {
+    ScriptRun::Prepare();
+    data_ = MakeDataset(u"ds", kCsv);
+    wrapper_ = std::make_unique<Kt_ExprDataset>(data_.get(), &host);
+    host.wrapper = wrapper_.get();
+  }
+  kt_long Run() override {
+    if (runs_++ > 0) (void)data_->LoadCSV(kCsv);
+    return ScriptRun::Run();
+  }
+  std::string Result() override { return Show(result_) + ShowRows(*data_); }
+
+ private:
+  std::unique_ptr<Kt_Dataset> data_;
+  std::unique_ptr<Kt_ExprDataset> wrapper_;
+  int runs_ = 0;
+};
+
+// Operations of the store that a host calls, over a dataset with changes in it.
+class StoreRun : public Scenario {
+ public:
+  using Operation = kt_long (*)(Kt_Dataset& data, StoreRun& run);
+  explicit StoreRun(Operation operation) : operation_(operation) {}
+  void Prepare() override {
+    (void)data.LoadCSV(kCsv);
+    (void)data.SetColumn(1, 1, u"changed");
+    (void)data.DeleteRow(0);
+    (void)data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kGroup, data.GetColIndex(u"name"));
+    (void)other.LoadCSV(kCsv);
+    (void)data.SaveDataXml(xml);
+    Kt_Buffer out;
+    (void)data.Save2(out);
+    bytes.assign(out.GetData(), out.GetData() + out.GetSize());
+  }
+  kt_long Run() override { return operation_(data, *this); }
+  std::string Result() override { return State() + saved.ToUtf8() + std::string(buffer.View()); }
+  std::string State() override {
+    Kt_WString text;
+    (void)data.SaveDataXml(text);
+    return text.ToUtf8() + ShowRows(data) + (data.GetFilterStat() ? "f" : "-");
+  }
+  bool Reports() const override { return false; }
+
+  Kt_Dataset data{u"ds"};
+  Kt_Dataset other{u"other"};
+  Kt_WString xml;
+  std::vector<std::uint8_t> bytes;
+  const Kt_Variant fresh{u"a text that is not there yet"};
+  Kt_WString saved;
+  Kt_Buffer buffer;
+
+ private:
+  Operation operation_;
+};
+
+using Maker = std::unique_ptr<Scenario> (*)();
+
+template <auto kOperation>
+std::unique_ptr<Scenario> Store() {
+  return std::make_unique<StoreRun>([](Kt_Dataset& data, StoreRun& run) {
+    const kt_long answer = kOperation(data, run);
+    return answer < 0 ? answer : kOk;
+  });
+}
+
+const std::map<std::string, Maker> kScenarios = {
+    {"script", []() -> std::unique_ptr<Scenario> { return std::make_unique<ScriptRun>(kScript); }},
+    {"script_evaluated",
+     []() -> std::unique_ptr<Scenario> { return std::make_unique<ScriptRun>(kScript, false); }},
+    {"parse", []() -> std::unique_ptr<Scenario> { return std::make_unique<ScriptParse>(); }},
+    {"expression", []() -> std::unique_ptr<Scenario> { return std::make_unique<ExprRun>(); }},
+    {"dataset_script", []() -> std::unique_ptr<Scenario> { return std::make_unique<DataRun>(); }},
+    {"dataset_script_evaluated",
+     []() -> std::unique_ptr<Scenario> { return std::make_unique<DataRun>(false); }},
+    {"load_csv", Store<[](Kt_Dataset& data, StoreRun&) { return data.LoadCSV(kCsv); }>},
+    {"load_xml", Store<[](Kt_Dataset& data, StoreRun& run) { return data.LoadDataXml(run.xml); }>},
+    {"load_bin",
+     Store<[](Kt_Dataset& data, StoreRun& run) { return data.LoadDataBin(run.bytes); }>},
+    {"save_csv", Store<[](Kt_Dataset& data, StoreRun& run) { return data.SaveCSV(run.saved); }>},
+    {"save_xml",
+     Store<[](Kt_Dataset& data, StoreRun& run) { return data.SaveDataXml(run.saved); }>},
+    {"save_bin", Store<[](Kt_Dataset& data, StoreRun& run) { return data.Save2(run.buffer); }>},
+    {"append", Store<[](Kt_Dataset& data, StoreRun&) { return data.AppendRow(3); }>},
+    {"insert", Store<[](Kt_Dataset& data, StoreRun&) { return data.InsertRow(1, 2); }>},
+    {"delete", Store<[](Kt_Dataset& data, StoreRun&) { return data.DeleteRow(1); }>},
+    {"set", Store<[](Kt_Dataset& data, StoreRun& run) { return data.SetColumn(2, 1, run.fresh); }>},
+    {"add_column", Store<[](Kt_Dataset& data, StoreRun& run) {
+       return data.AddColumn(run.fresh.ToString(), u"string");
+     }>},
+    {"sort", Store<[](Kt_Dataset& data, StoreRun&) { return data.Sort(u"name:d, n"); }>},
+    {"filter", Store<[](Kt_Dataset& data, StoreRun&) { return data.Filter(1); }>},
+    {"copy", Store<[](Kt_Dataset& data, StoreRun& run) { return data.Copy(run.other); }>},
+    {"append_dataset",
+     Store<[](Kt_Dataset& data, StoreRun& run) { return data.AppendDataset(run.other); }>},
+    {"merge", Store<[](Kt_Dataset& data, StoreRun& run) { return data.Merge(run.other); }>},
+};
+
+std::string Hex(kt_long code) {
+  Kt_Result result;
+  result.AddMsg(code, u"", 0);
+  return Show(result);
+}
+
+// The fault of one run; empty for none. "end" when no request failed any more.
+std::string RunOnce(Maker maker, long request, Faults faults, const std::string& expected) {
+  const std::unique_ptr<Scenario> scenario = maker();
+  scenario->Prepare();
+  const std::string before = scenario->State();
+  kt_long code = kOk;
+  bool has_thrown = false;
+  ArmAllocFaults(request, faults);
+  try {
+    code = scenario->Run();
+  } catch (...) {
+    has_thrown = true;
+  }
+  const bool has_failed = DisarmAllocFaults() >= request;
+  if (has_thrown) return "an exception came out";
+  const int reports = scenario->host.memory_reports;
+  if (scenario->host.other_reports > 0) return "reported something else";
+  if (!has_failed) return "end";
+  if (code == kOk) {
+    if (reports != 0) return "reported, but answered 0";
+    return scenario->Result() == expected ? "" : "wrong answer: " + scenario->Result();
+  }
+  if (code != kErrNoMemory) return "answered " + Hex(code);
+  if (reports != (scenario->Reports() ? 1 : 0)) return std::to_string(reports) + " reports";
+  if (scenario->State() != before) return "left changed: " + scenario->State();
+  const kt_long again = scenario->Run();
+  if (again != kOk) return "the second run answered " + Hex(again);
+  const std::string result = scenario->Result();
+  return result == expected ? "" : "wrong second answer: " + result;
+}
+
+// What `run` gives, run in a process of its own.
+template <class Run>
+std::string InChild(Run run) {
+  int ends[2];
+  if (pipe(ends) != 0) return "no pipe";
+  const pid_t child = fork();
+  if (child == 0) {
+    const std::string text = run();
+    (void)!write(ends[1], text.data(), text.size());
+    _exit(0);
+  }
+  close(ends[1]);
+  std::string out;
+  char bytes[4096];
+  for (ssize_t got; (got = read(ends[0], bytes, sizeof bytes)) > 0;) {
+    out.append(bytes, static_cast<std::size_t>(got));
+  }
+  close(ends[0]);
+  int status = 0;
+  waitpid(child, &status, 0);
+  if (WIFSIGNALED(status)) return "crashed with signal " + std::to_string(WTERMSIG(status));
+  return WEXITSTATUS(status) == 0 ? out : "exited with " + std::to_string(WEXITSTATUS(status));
+}
+
+long SweepEnd() {
+  const char* const text = std::getenv("KT_SWEEP");
+  return text != nullptr ? std::atol(text) : 0;
+}
+
+class Sweep : public testing::TestWithParam<std::pair<const std::string, Maker>> {};
+
+TEST_P(Sweep, FailsCleanly) {
+  const Maker maker = GetParam().second;
+  const std::string expected = InChild([maker] {
+    const std::unique_ptr<Scenario> scenario = maker();
+    scenario->Prepare();
+    if (const kt_long code = scenario->Run()) return "!answered " + Hex(code);
+    return (scenario->host.other_reports > 0 ? "!" : "") + scenario->Result();
+  });
+  ASSERT_NE(expected[0], '!') << expected;
+  if (const char* only = std::getenv("KT_ONLY")) {
+    std::printf("%s\n",
+                RunOnce(maker, std::atol(only),
+                        std::getenv("KT_LATER") ? Faults::kAllFromThere : Faults::kOne, expected)
+                    .c_str());
+    return;
+  }
+  const long whole = SweepEnd();
+  std::map<std::string, int> faults;
+  long runs = 0;
+  for (const Faults kind : {Faults::kOne, Faults::kAllFromThere}) {
+    for (long request = 1; whole == 0 || request <= whole;
+         request += whole > 0 ? 1 : 1 + request / 4) {
+      const std::string fault = InChild([&] { return RunOnce(maker, request, kind, expected); });
+      ++runs;
+      if (fault == "end") break;
+      if (!fault.empty() && ++faults[fault.substr(0, 60)] <= 1) {
+        ADD_FAILURE() << "request " << request << (kind == Faults::kOne ? "" : " and later") << ": "
+                      << fault.substr(0, 600);
+      }
+    }
+  }
+  if (whole > 0) std::printf("%s: %ld runs\n", GetParam().first.c_str(), runs);
+  for (const auto& [fault, count] : faults) std::printf("%6d %s\n", count, fault.c_str());
+}
+
+INSTANTIATE_TEST_SUITE_P(Memory, Sweep, testing::ValuesIn(kScenarios.begin(), kScenarios.end()),
+                         [](const auto& info) { return info.param.first; });
+
+}  // namespace
+}  // namespace kt::test
