@@ -5,12 +5,15 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <new>
 #include <optional>
 #include <ostream>
 #include <string_view>
 
+#include "classlib/Kt_Memory.h"
 #include "classlib/Kt_WString.h"
 #include "cli/Kt_CliDiagnostic.h"
+#include "cli/Kt_CliMemory.h"
 #include "cli/Kt_CliVisible.h"
 
 namespace kt::cli {
@@ -149,6 +152,14 @@ bool WantsJson(const Arguments& arguments) {
   return std::find(arguments.begin(), end, "--json") != end;
 }
 
+int Run(const Action& action, std::int64_t limit_bytes, Streams streams) {
+  const Kt_CountedMemory bound(limit_bytes);
+  const int status = action(streams);
+  // What went wrong has been told, unless somebody took no notice of it.
+  if (status == kFine && TakeMemoryFailure()) throw std::bad_alloc();
+  return status;
+}
+
 // `json` becomes the stream for messages when the command line asks for that, and writes to `raw`.
 int Dispatch(Arguments arguments, Streams streams, std::ostream& raw,
              std::optional<JsonMessages>& json) {
@@ -170,6 +181,10 @@ int Dispatch(Arguments arguments, Streams streams, std::ostream& raw,
   AddFunctions(app, action);
   AddRepl(app, action);
   AddShow(app, action);
+  std::int64_t megabytes = 0;
+  for (const char* const name : {"run", "eval", "check", "repl", "show"}) {
+    AddMemoryOption(*app.get_subcommand(name), megabytes);
+  }
 
   if (arguments[0] == "help") return Help(app, arguments[1], streams);
   if (const CLI::App* const command = FindCommand(app, arguments[0])) {
@@ -181,7 +196,7 @@ int Dispatch(Arguments arguments, Streams streams, std::ostream& raw,
   if (WantsJson(arguments)) json.emplace(arguments[0] == "check" ? streams.out : raw);
   const Streams told{streams.out, json ? *json : streams.messages};
   const int status = Parse(app, std::move(arguments), told);
-  return status >= 0 ? status : action(told);
+  return status >= 0 ? status : Run(action, MemoryLimit(megabytes), told);
 }
 
 }  // namespace
@@ -190,7 +205,15 @@ int Main(std::vector<std::string> arguments, Streams raw) {
   VisibleStream messages(raw.messages);
   const Streams streams{raw.out, messages};
   std::optional<JsonMessages> json;
-  const int status = Dispatch(std::move(arguments), streams, raw.messages, json);
+  int status = kScriptFault;
+  try {
+    status = Dispatch(std::move(arguments), streams, raw.messages, json);
+  } catch (const std::bad_alloc&) {
+    streams.out.flush();
+    std::ostream& told = json ? *json : streams.messages;
+    told.clear();  // an earlier message may have failed for the same reason
+    if (!(told << "kt: out of memory\n")) raw.messages << "kt: out of memory\n";
+  }
   streams.out.flush();
   if (streams.out) return status;
   if (json) json.emplace(raw.messages);  // the messages of `kt check --json` went to the output

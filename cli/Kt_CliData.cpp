@@ -156,7 +156,7 @@ constexpr const char* kTooLong = "the text would be too long";
 // The reason, which is empty after a save that succeeded.
 std::string ReasonOf(const Kt_SaveReport& report) {
   if (report.code == kErrStringTooLong) return kTooLong;
-  if (report.code == kErrNoMemory) return "not enough memory";
+  if (report.code == kErrNoMemory) return "out of memory";
   return report.error.ToUtf8();
 }
 
@@ -290,7 +290,7 @@ bool LoadData(std::string_view bytes, const DataOptions& options, Kt_Dataset& da
   try {
     return LoadOrLeave(bytes, options, dataset, report);
   } catch (const std::exception&) {
-    return Fail("not enough memory", report);
+    return Fail("out of memory", report);
   }
 }
 
@@ -320,7 +320,7 @@ bool LoadDataFile(const std::string& path, const DataOptions& options, Kt_Datase
     if (is_text && !settled.quote) settled.quote = Kt_CsvOptions::kAuto;
     return LoadData(bytes, settled, dataset, report);
   } catch (const std::exception&) {
-    return Fail("not enough memory", report);
+    return Fail("out of memory", report);
   }
 }
 
@@ -329,7 +329,7 @@ bool SaveData(const DataOptions& options, const Kt_Dataset& dataset, std::string
   try {
     return Save(options, dataset, bytes, reason);
   } catch (const std::exception&) {
-    reason = "not enough memory";
+    reason = "out of memory";
     return false;
   }
 }

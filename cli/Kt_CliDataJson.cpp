@@ -343,7 +343,7 @@ class JsonLoader {
     if (row_count_ > kMaxDatasetRows) return Fail(0, "too many rows");
     if (IsBlownUp(next.GetColCount())) return Fail(0, "too many empty cells");
     if (row_count_ > 0 && next.AppendRow(static_cast<kt_long>(row_count_)) < 0) {
-      return Fail(0, "not enough memory for the rows");
+      return Fail(0, "out of memory");
     }
     const bool read =
         EachRow([&](const auto& cells, std::size_t offset) { Store(cells, offset, next); },

@@ -119,11 +119,15 @@ Kt_ExprDataset* Kt_CliHost::GetChildDataset(const Kt_WString& name) {
 }
 
 void Kt_CliHost::OnRunTimeError(const Kt_Result& result) {
-  if (Kt_RunError::Last().report == result.GetCode()) return Tell(Kt_RunError::Last());
-  Kt_RunError error;  // what nobody noted, for lack of memory
-  error.report = result.GetCode();
-  error.text = result.GetText();
-  Tell(error);
+  try {
+    if (Kt_RunError::Last().report == result.GetCode()) return Tell(Kt_RunError::Last());
+    Kt_RunError error;  // what nobody noted, for lack of memory
+    error.report = result.GetCode();
+    error.text = result.GetText();
+    Tell(error);
+  } catch (const std::bad_alloc&) {
+    messages_ << "kt: out of memory\n";
+  }
 }
 
 // Inside of a larger expression a trace call runs in any case, like every other function.

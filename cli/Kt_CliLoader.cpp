@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "classlib/Kt_Codes.h"
+#include "classlib/Kt_Memory.h"
 #include "cli/Kt_CliFile.h"
 #include "cli/Kt_CliVisible.h"
 #include "expr/Kt_ExprUtil.h"
@@ -99,6 +101,10 @@ bool Kt_CliLoader::LoadFile(const fs::path& file, const std::string& path,
   Kt_SyntaxErrorList errors(report_.WantsWarnings());
   const kt_long code =
       script_.Parse(Kt_WString::FromUtf8(shown_name), current_text_, this, &errors);
+  // Without a host nobody has told it.
+  if (code == kErrNoMemory && kt::TakeMemoryFailure()) {
+    report_.Line(fmt::format("{}: error: out of memory", shown_name));
+  }
   const bool clean = report_.Syntax(file, shown_name, current_text_, errors);
   return clean && code == 0;
 }

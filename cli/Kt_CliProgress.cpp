@@ -7,7 +7,7 @@
 
 #include <algorithm>
 #include <iostream>
-#include <system_error>
+#include <new>
 
 #include "cli/Kt_CliText.h"
 #include "cli/Kt_CliVisible.h"
@@ -50,8 +50,14 @@ Kt_CliProgress::Kt_CliProgress(std::ostream& messages, const std::string& what)
     : what_(kt::cli::Shown(what)) {
   if (!IsTerminal(messages)) return;
   try {
-    thread_ = std::thread([this] { Show(); });
-  } catch (const std::system_error&) {
+    thread_ = std::thread([this] {
+      try {
+        Show();
+      } catch (const std::bad_alloc&) {
+        // Without memory for it as well.
+      }
+    });
+  } catch (const std::exception&) {
     // Without a thread the work goes on without a line.
   }
 }

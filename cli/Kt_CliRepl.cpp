@@ -4,8 +4,10 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <new>
 #include <ostream>
 
+#include "classlib/Kt_Memory.h"
 #include "cli/Kt_CliDataReport.h"
 #include "cli/Kt_CliVars.h"
 #include "cli/Kt_CliVisible.h"
@@ -65,6 +67,18 @@ int Kt_CliRepl::Run(Kt_CliLineSource& source) {
 }
 
 void Kt_CliRepl::OnLine(const std::string& line) {
+  try {
+    ReadLine(line);
+    if (!kt::TakeMemoryFailure()) return;
+  } catch (const std::bad_alloc&) {
+    Forget();
+  }
+  const Kt_MemoryPause pause;
+  streams_.messages << "kt: out of memory\n";
+  has_failed_ = true;
+}
+
+void Kt_CliRepl::ReadLine(const std::string& line) {
   Kt_WString text;
   const std::int64_t bad = ConvertUtf8(line, text);
   if (bad >= 0) {

@@ -42,6 +42,7 @@ class Kt_CliRepl {
   static const Command kCommands[];
 
   void OnLine(const std::string& line);
+  void ReadLine(const std::string& line);
   void TakeText(const Kt_WString& text);
   void RunInput();
   void Forget();

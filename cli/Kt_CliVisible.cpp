@@ -16,6 +16,11 @@ bool IsPlain(std::u16string_view text) {
                      [](char16_t unit) { return unit >= 0x20 && unit < 0x7F; });
 }
 
+bool IsPlainAscii(std::string_view bytes) {
+  return std::all_of(bytes.begin(), bytes.end(),
+                     [](char byte) { return (byte >= ' ' && byte <= '~') || byte == '\n'; });
+}
+
 // True for what must not reach a terminal as it is.
 bool NeedsPicture(char32_t character) {
   return kt_ishiddenW(character) || kt_isbidicontrolW(character);
@@ -109,6 +114,11 @@ VisibleStream::Buffer::int_type VisibleStream::Buffer::overflow(int_type unit) {
 }
 
 std::streamsize VisibleStream::Buffer::xsputn(const char* units, std::streamsize count) {
+  const std::string_view added(units, static_cast<std::size_t>(count));
+  if (begun_.empty() && IsPlainAscii(added)) {  // which needs no memory, when there is none
+    target_ << added;
+    return target_ ? count : 0;
+  }
   begun_.append(units, static_cast<std::size_t>(count));
   const std::string bytes = std::exchange(begun_, {});
   const std::size_t whole = bytes.size() - BegunBytes(bytes);

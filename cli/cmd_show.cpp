@@ -208,7 +208,7 @@ class Show {
             {u"level", Kt_CliView::kLevelCol, -1, Kt_ColumnType::kLong, Kt_Aggregate::kNone}, true);
       }
       if (!rows.CopyTo(result, HasRowLimit() ? options_.rows : 0)) {
-        return Complain("error: there is not enough memory for the result");
+        return Complain("error: out of memory");
       }
     }
     const Kt_Dataset& data = IsWholeDataset() ? dataset_ : result;

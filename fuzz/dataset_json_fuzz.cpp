@@ -64,7 +64,7 @@ void CheckRoundTrip(const Kt_Dataset& dataset, DataFormat format) {
 
 bool IsFaultOfShape(const DataReport& report) {
   for (const char* const text :
-       {"expected a list of rows", "more than", "too many", "not enough memory"}) {
+       {"expected a list of rows", "more than", "too many", "out of memory"}) {
     if (report.error.starts_with(text)) return true;
   }
   return false;
