@@ -50,6 +50,7 @@ void Kt_Dataset::ResetRecIndex() {
     SwitchFilter(kRowMainHidden, true);
     return 1;
   });
+  if (!key_cells_.empty()) ComputeKeyCells();
 }
 void Kt_Dataset::ResetFilIndex() { ShowAll(kRowLocalHidden, true); }
 void Kt_Dataset::SetFilterStat(bool on) { SwitchFilter(kRowMainHidden, on); }

@@ -40,6 +40,7 @@ kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
     if (clear && !table.id.IsEmpty()) next.id_ = table.id;
     if (!clear) std::swap(next.history_, history_);  // the rows that were here keep their slots
     *this = std::move(next);
+    if (!key_cells_.empty()) ComputeKeyCells();  // which the copy had no evaluator for
     return static_cast<kt_long>(table.row_count) -
            static_cast<kt_long>(
                std::count_if(table.notes.begin(), table.notes.end(),

@@ -62,6 +62,7 @@ bool Kt_Dataset::NewSlots(kt_long count, std::vector<Slot>& slots) {
 void Kt_Dataset::FreeSlot(Slot slot) {
   free_slots_.push_back(slot);
   history_.NoteFreed(slot);
+  ForgetKeyCells(slot);
   index_.Write().Forget(slot);
   for (std::size_t col = 0; col < columns_.size(); ++col) {
     const Kt_Column* const cells = columns_[col].cells.get();
