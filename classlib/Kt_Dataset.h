@@ -13,6 +13,7 @@
 #include "classlib/Kt_Column.h"
 #include "classlib/Kt_DatasetHandle.h"
 #include "classlib/Kt_LoadReport.h"
+#include "classlib/Kt_OneThread.h"
 #include "classlib/Kt_SaveReport.h"
 #include "classlib/detail/Kt_ChangeBuffer.h"
 #include "classlib/detail/Kt_ConstantList.h"
@@ -97,6 +98,7 @@ class KT_CLASS_API Kt_ColumnEvaluator {
 // Owns its cells. Copies share columns, order and texts until one of them writes: copying costs
 // about as much as there are columns.
 // Threads: one thread per dataset, for reading too; copies on several threads may share content.
+// Debug builds stop where two threads are in one dataset.
 // Fails: rows and columns outside read empty and refuse writes; refusals are negative results. An
 // operation that runs out of memory is refused with kErrNoMemory, rows beyond the limit are with
 // kErrRowNotAdded, everything else with -1. Nothing throws.
@@ -829,4 +831,5 @@ class KT_CLASS_API Kt_Dataset {
   kt::detail::DatasetLifeOwner life_;
   mutable Evaluator evaluator_;
   mutable Scratch scratch_;
+  Kt_OneThread one_thread_;
 };

@@ -233,6 +233,7 @@ kt_long Kt_Dataset::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long
     result.Clear();
     return -1;
   }
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   start = std::clamp(start, 0, ViewCount(view));
   end = std::clamp(end, start, ViewCount(view));
   return RefuseOnFailure([&]() -> kt_long {

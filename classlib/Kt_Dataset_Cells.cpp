@@ -10,6 +10,7 @@
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
 Kt_Variant Kt_Dataset::ReadCell(View view, kt_long row, kt_long col, kt_long position) const {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   const auto slot = RecordAt(view, row);
   if (!slot) return ReadSubtotal(view, row, col, position);
   if (!HasCol(col)) return {};
@@ -122,6 +123,7 @@ bool Kt_Dataset::WouldChange(kt_long row, kt_long col, const Kt_Variant& value) 
 }
 
 kt_long Kt_Dataset::WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value) {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
   const auto slot = RecordAt(view, row);
   if (!slot || IsPivot()) return -1;

@@ -712,6 +712,7 @@ kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type,
   if (!SaveViewOf(type, view, changed_only)) {
     return report.Refuse(kErrNotAllowed, Kt_WString(u"unknown save type '") + type + u"'");
   }
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   const auto save = [&]() -> kt_long {
     if (!IsPhysical()) {
       const std::shared_ptr<Kt_ColumnEvaluator> evaluator = evaluator_.pointer;

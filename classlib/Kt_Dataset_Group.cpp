@@ -74,6 +74,7 @@ bool Kt_Dataset::IsGroupKey(const Key& key) const {
 // ---- Subtotals --------------------------------------------------------------------------------
 
 void Kt_Dataset::RecalcGroup() {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return;
   if (ShowsSource() && !IsPivot()) {
     RefuseOnFailure([&] {

@@ -77,6 +77,7 @@ kt_long Kt_Dataset::FindFirst(View view, kt_long start, kt_long end, Matches mat
 
 kt_long Kt_Dataset::LookupExact(View view, std::u16string_view id, std::u16string_view text,
                                 kt_long start, kt_long end) const {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   const kt_long col = GetColIndex(id);
   if (col < 0) return -1;
   const auto find = [&] { return FindCell(view, col, text, start, end); };
@@ -100,6 +101,7 @@ kt_long Kt_Dataset::FindCell(View view, kt_long col, std::u16string_view text, k
 
 kt_long Kt_Dataset::LookupAs(View view, std::u16string_view id, std::u16string_view text,
                              kt_long start, kt_long end) const {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   const kt_long col = GetColIndex(id);
   if (col < 0) return -1;
   const auto matches = [&](kt_long row, Slot) {

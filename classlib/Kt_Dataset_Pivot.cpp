@@ -58,6 +58,7 @@ void Kt_Dataset::EnterPivot(std::shared_ptr<const Kt_Pivot> pivot) {
 }
 
 kt_long Kt_Dataset::RecalcPivot() {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
   LeavePivot();
   const auto recalc = [&]() -> kt_long {

@@ -74,6 +74,7 @@ void Kt_Dataset::FreeSlot(Slot slot) {
 // ---- New rows ---------------------------------------------------------------------------------
 
 kt_long Kt_Dataset::InsertSlots(kt_long row, kt_long count) {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
   return RefuseOnFailure([&]() -> kt_long {
     std::vector<Slot> slots;
@@ -130,6 +131,7 @@ void Kt_Dataset::DeleteShown(kt_long row, RowIndex::Place place) {
 }
 
 kt_long Kt_Dataset::DeleteRow(kt_long row) {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
   const auto place = PlaceAt(ActiveView(), row);
   if (!place || !IsPhysical()) return -1;
@@ -142,6 +144,7 @@ kt_long Kt_Dataset::DeleteRow(kt_long row) {
 // From the last row to the first, so that the rows still to come keep their numbers.
 template <class Keep>
 kt_long Kt_Dataset::DeleteWhere(Keep keep) {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
   if (!IsPhysical()) return -1;
   return RefuseOnFailure([&] {

@@ -145,6 +145,7 @@ kt_long Kt_Dataset::SortRows(const std::vector<SortKey>& keys, bool nulls_last) 
 
 kt_long Kt_Dataset::Sort(std::u16string_view list, bool ascending, bool nulls_last,
                          bool group_keys) {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
   if (IsPivot()) return -1;
   const auto sort = [&]() -> kt_long {

@@ -7,6 +7,8 @@
 #include "script/detail/Kt_Interpreter.h"
 
 kt_long Kt_ScriptFunc::ExecFunc(const Kt_VariantList* args, Kt_Variant& result) {
+  if (script_ == nullptr) return CallWith(args, result);
+  KT_CHECK_THREAD(script_->one_thread_, "the script of function", name_);
   try {
     return CallWith(args, result);
   } catch (const std::bad_alloc&) {
