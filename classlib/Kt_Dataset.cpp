@@ -127,6 +127,17 @@ kt_long Kt_Dataset::StoredCol(kt_long col) const {
   return end >= 0 && columns_[static_cast<std::size_t>(end)].cells != nullptr ? end : -1;
 }
 
+bool Kt_Dataset::IsComputed(kt_long col) const {
+  if (IsPivot()) return false;
+  const kt_long end = EndCol(col);
+  if (end < 0) return true;
+  const Column& column = columns_[static_cast<std::size_t>(end)];
+  if (column.cells != nullptr) return false;
+  const Kt_Dataset* const source = GetSource();
+  return source != nullptr && source->HasCol(column.source_col) &&
+         source->IsComputed(column.source_col);
+}
+
 const std::shared_ptr<Kt_Column>* Kt_Dataset::FindCells(kt_long col) const {
   const kt_long end = EndCol(col);
   if (end < 0) return nullptr;

@@ -7,11 +7,13 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <type_traits>
 #include <vector>
 
 #include "classlib/Kt_Column.h"
 #include "classlib/Kt_DatasetHandle.h"
 #include "classlib/Kt_LoadReport.h"
+#include "classlib/Kt_OneThread.h"
 #include "classlib/Kt_SaveReport.h"
 #include "classlib/detail/Kt_ChangeBuffer.h"
 #include "classlib/detail/Kt_ConstantList.h"
@@ -73,8 +75,9 @@ class KT_CLASS_API Kt_ColumnEvaluator {
   // False when what it needs has gone, so that another one may take its place.
   virtual bool IsAlive() const { return true; }
   // The value of `expression` in a row; `filtered` says which of the two row numberings `row`
-  // counts in. False gives an empty cell. The dataset refuses all changes meanwhile. Reading
-  // columns of this kind in it comes here again: where the native stack ends is to be looked at.
+  // counts in. False gives an empty cell. The dataset refuses all changes meanwhile; it may be
+  // assigned to or destroyed, which ends the operation that asked. Reading columns of this kind in
+  // it comes here again: where the native stack ends is to be looked at.
   virtual bool EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool filtered,
                               const Kt_WString& expression, Kt_Variant& result) = 0;
 };
@@ -95,6 +98,7 @@ class KT_CLASS_API Kt_ColumnEvaluator {
 // Owns its cells. Copies share columns, order and texts until one of them writes: copying costs
 // about as much as there are columns.
 // Threads: one thread per dataset, for reading too; copies on several threads may share content.
+// Debug builds stop where two threads are in one dataset.
 // Fails: rows and columns outside read empty and refuse writes; refusals are negative results. A
 // change for which memory runs out is refused with kErrNoMemory and leaves everything as it was;
 // rows beyond the limit are refused with kErrRowNotAdded, everything else with -1. What gives a
@@ -536,6 +540,7 @@ class KT_CLASS_API Kt_Dataset {
     std::shared_ptr<Kt_ColumnEvaluator> pointer;
     int depth = 0;
     bool out_of_stack = false;  // of the cells that are on the way, which all read empty then
+    bool in_operation = false;  // one that goes on with the dataset is on the way, see Whole
   };
   struct Scratch {
     Scratch() = default;
@@ -556,6 +561,41 @@ class KT_CLASS_API Kt_Dataset {
     Kt_Aggregate subtotal;
   };
 
+  // The cells of a key column by slot.
+  struct KeyCells {
+    kt_long col;
+    std::shared_ptr<Kt_Column> cells;
+    bool HasValue(Slot slot) const { return slot < cells->RowCount() && !cells->IsNull(slot); }
+  };
+
+  // Around code outside the store that runs while this dataset is in the middle of something: it
+  // refuses changes meanwhile. Assigning to the dataset and destroying it cannot be refused.
+  class Callout {
+   public:
+    explicit Callout(const Kt_Dataset& dataset);
+    Callout(const Callout&) = delete;
+    Callout& operator=(const Callout&) = delete;
+    ~Callout();
+    bool IsThere() const { return handle_.Get() == &dataset_ && dataset_.history_.Era() == era_; }
+    // Ends the operation that goes on with the dataset, if there is one and the dataset is not what
+    // it was.
+    void EndOperationUnlessThere() const;
+
+   private:
+    const Kt_Dataset& dataset_;  // looked at only while handle_ knows it
+    Kt_DatasetHandle handle_;
+    std::uint64_t era_;
+    bool was_in_operation_;
+  };
+  // An operation that goes on with this dataset after cells of columns of expressions were
+  // computed, which may have destroyed or replaced it: the work then ends where it is, and the
+  // answer is `ended`. What does not go on with it (reading one cell) needs no such frame.
+  template <class Work>
+  std::invoke_result_t<Work> Whole(Work work, std::invoke_result_t<Work> ended = {}) const;
+  // What another dataset answers, whose cells may have to be computed.
+  template <class Ask>
+  std::invoke_result_t<Ask> Outside(Ask ask) const;
+
   // What the rows are. Kept aside as a whole while they are those of a pivot.
   struct RowLayer {
     kt::detail::CopyOnWrite<RowIndex> index;
@@ -565,6 +605,7 @@ class KT_CLASS_API Kt_Dataset {
     kt_long inserted_count = 0;
     View active_view = kt::detail::kAllRows;
     std::vector<Key> shown_keys;
+    std::vector<KeyCells> key_cells;
     bool grouped = false;
     std::array<std::optional<kt::detail::GroupView>, 4> groups;
   };
@@ -623,6 +664,10 @@ class KT_CLASS_API Kt_Dataset {
   Kt_Variant ReadSlot(Slot slot, kt_long col) const;
 
   bool HasCol(kt_long col) const { return col >= 0 && col < GetColCount(); }
+  bool IsPlain(kt_long col) const {
+    return HasCol(col) && columns_[static_cast<std::size_t>(col)].cells != nullptr &&
+           !ShowsSource();
+  }
   kt_long AddColumnRow(Column column);
   void ResolveLogicalColumn(Column& column);
   void ResolveLogicalColumns();
@@ -634,6 +679,7 @@ class KT_CLASS_API Kt_Dataset {
   const std::shared_ptr<Kt_Column>* FindCells(kt_long col) const;
   const Kt_Column* CellsOf(kt_long col) const;  // the same in a pivot too, whose rows are slots
   kt_long StoredCol(kt_long col) const;         // index of the own column that has the cells, or -1
+  bool IsComputed(kt_long col) const;  // an expression, here or in a source; REQUIRES: HasCol(col)
   Kt_Column& WriteCells(kt_long stored_col);
 
   // What groups are made of, looked up once.
@@ -694,6 +740,10 @@ class KT_CLASS_API Kt_Dataset {
   std::vector<Key> KeysOf(Kt_KeyType type) const;
   void DropGroups(std::uint8_t flags = 0, int kept = -1) const;
   kt::detail::GroupView& GroupsOf(View view) const;
+  void ComputeKeyCells();
+  std::shared_ptr<const Kt_Column> CellsOfKey(kt_long col) const;
+  void PrepareForgetKeyCells(Slot slot);
+  void ForgetKeyCells(Slot slot);
   kt_long BuildGroups(View view, kt::detail::GroupView& groups) const;
   void PlaceSubtotals(kt::detail::GroupView& groups) const;
   void FindGroups(View view, const GroupPlan& plan, kt::detail::GroupView& groups) const;
@@ -708,8 +758,10 @@ class KT_CLASS_API Kt_Dataset {
   kt_long CountRecords(View view, kt_long start, kt_long end) const;
   kt_long SortRows(const std::vector<SortKey>& keys, bool nulls_last);
   std::shared_ptr<const Kt_Column> SlotCells(kt_long col) const;
+  std::shared_ptr<Kt_Column> ComputedCells(kt_long col) const;
 
-  Kt_Column Evaluated(View view, kt_long start, kt_long end, kt_long col, kt_long position) const;
+  std::unique_ptr<Kt_Column> Evaluated(View view, kt_long start, kt_long end, kt_long col,
+                                       kt_long position) const;
   kt_long Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
                     kt_long position, Kt_Variant& result) const;
   kt_long PivotDown(Kt_Aggregate what, kt_long col, kt_long position, kt_long start, kt_long end,
@@ -720,15 +772,23 @@ class KT_CLASS_API Kt_Dataset {
   kt_long FindFirst(View view, kt_long start, kt_long end, Matches matches) const;
   kt_long LookupExact(View view, std::u16string_view id, std::u16string_view text, kt_long start,
                       kt_long end) const;
+  kt_long FindCell(View view, kt_long col, std::u16string_view text, kt_long start,
+                   kt_long end) const;
   kt_long LookupAs(View view, std::u16string_view id, std::u16string_view text, kt_long start,
                    kt_long end) const;
 
   void TakeContent(const Kt_Dataset& source);
+  template <class Take>
+  kt_long FromTable(const Kt_Dataset& source, View view, Take take);
+  template <class Change>
+  kt_long WithSource(const Kt_Dataset& source, Change change);
+  Kt_Variant CellFor(const Kt_Dataset& target, kt_long row, kt_long col) const;
   void DropArrangement();
   kt::detail::LoadedTable ShownRows() const;
   std::vector<std::pair<kt_long, kt_long>> SharedColumns(const Kt_Dataset& source) const;
   kt_long MergePhysical(const Kt_Dataset& source);
-  kt_long MergeByKeys(const Kt_Dataset& source, const std::vector<kt_long>& own_keys,
+  struct KeyRows;
+  kt_long MergeByKeys(const Kt_Dataset& source, const KeyRows& rows,
                       const std::vector<kt_long>& source_keys);
   void CopyCells(kt_long row, const Kt_Dataset& source, kt_long source_row,
                  const std::vector<std::pair<kt_long, kt_long>>& cols);
@@ -755,6 +815,7 @@ class KT_CLASS_API Kt_Dataset {
   Kt_Variant FirstValue(Slot slot, kt_long col) const;
   Kt_Variant OriginalAt(View view, kt_long row, kt_long col) const;
   void RestoreFirstValues(Slot slot);
+  void TakeBackChanges();
 
   Kt_WString id_;
   std::vector<Column> columns_;
@@ -768,8 +829,9 @@ class KT_CLASS_API Kt_Dataset {
   View active_view_ = kt::detail::kAllRows;
   Kt_WString filter_text_;
   std::vector<Key> keys_;
-  std::vector<Key> shown_keys_;  // those that the subtotal rows are made of
-  bool grouped_ = false;         // there are subtotal rows
+  std::vector<Key> shown_keys_;      // those that the subtotal rows are made of
+  std::vector<KeyCells> key_cells_;  // of those among them that are expressions
+  bool grouped_ = false;             // there are subtotal rows
   bool reverse_subtotals_ = false;
   mutable std::array<std::optional<kt::detail::GroupView>, 4> groups_;  // by view, made when asked
   std::shared_ptr<const Kt_Pivot> pivot_;  // what the rows are made of; null: records
@@ -780,4 +842,5 @@ class KT_CLASS_API Kt_Dataset {
   kt::detail::DatasetLifeOwner life_;
   mutable Evaluator evaluator_;
   mutable Scratch scratch_;
+  Kt_OneThread one_thread_;
 };

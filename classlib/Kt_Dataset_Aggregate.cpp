@@ -7,6 +7,7 @@
 
 #include "classlib/Kt_Dataset.h"
 #include "classlib/detail/Kt_Refuse.h"
+#include "classlib/detail/Kt_Whole.h"
 #include "classlib/kernels/Kt_ColumnKernels.h"
 
 using namespace kt::detail;   // NOLINT(google-build-using-namespace): flags and views
@@ -200,11 +201,11 @@ bool Compute(Kt_Aggregate what, const Kt_Column& column, Walk walk, Kt_Variant& 
 }  // namespace
 
 // The cells of an expression column in the records of some rows, one after another.
-Kt_Column Kt_Dataset::Evaluated(View view, kt_long start, kt_long end, kt_long col,
-                                kt_long position) const {
-  Kt_Column cells(GetColType(col));
+std::unique_ptr<Kt_Column> Kt_Dataset::Evaluated(View view, kt_long start, kt_long end, kt_long col,
+                                                 kt_long position) const {
+  auto cells = std::make_unique<Kt_Column>(GetColType(col));
   for (kt_long row = start; row < end; ++row) {
-    if (RecordAt(view, row)) cells.Append(ReadCell(view, row, col, position));
+    if (RecordAt(view, row)) cells->Append(ReadCell(view, row, col, position));
   }
   return cells;
 }
@@ -232,14 +233,16 @@ kt_long Kt_Dataset::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long
     result.Clear();
     return -1;
   }
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   start = std::clamp(start, 0, ViewCount(view));
   end = std::clamp(end, start, ViewCount(view));
   return RefuseOnFailure([&]() -> kt_long {
     const Kt_Column* const stored = IsPivot() || IsIntact() ? CellsOf(col) : nullptr;
     if (stored == nullptr) {
-      const Kt_Column cells = Evaluated(view, start, end, col, position);
-      const auto walk = [&](auto dense, auto) { dense(std::size_t{0}, cells.RowCount()); };
-      return Compute(what, cells, walk, result) ? 1 : 0;
+      const auto cells = Whole([&] { return Evaluated(view, start, end, col, position); });
+      if (cells == nullptr) return -1;
+      const auto walk = [&](auto dense, auto) { dense(std::size_t{0}, cells->RowCount()); };
+      return Compute(what, *cells, walk, result) ? 1 : 0;
     }
     return AggregateRecords(view, what, *stored, RecordsBefore(view, start),
                             RecordsBefore(view, end), result);

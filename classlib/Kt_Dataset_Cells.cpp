@@ -5,10 +5,12 @@
 #include "classlib/Kt_NativeStack.h"
 #include "classlib/Kt_Pivot.h"
 #include "classlib/detail/Kt_Refuse.h"
+#include "classlib/detail/Kt_Whole.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
 Kt_Variant Kt_Dataset::ReadCell(View view, kt_long row, kt_long col, kt_long position) const {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   const auto slot = RecordAt(view, row);
   if (!slot) return ReadSubtotal(view, row, col, position);
   if (!HasCol(col)) return {};
@@ -18,7 +20,9 @@ Kt_Variant Kt_Dataset::ReadCell(View view, kt_long row, kt_long col, kt_long pos
   if (IsGone(*slot)) return {};
   if (const Kt_Column* const cells = CellsOf(col)) return cells->Read(*slot);
   const kt_long source_col = GetSourceCol(col);
-  if (source_col >= 0) return GetSource()->ReadSlot(*slot, source_col);
+  if (source_col >= 0) {
+    return Outside([&] { return GetSource()->ReadSlot(*slot, source_col); });
+  }
   return ReadExpression(view, row, column);
 }
 
@@ -36,23 +40,36 @@ Kt_Variant Kt_Dataset::ReadExpression(View view, kt_long row, const Column& colu
   // An evaluator that asks for the stack itself is called once without one, to report it; one that
   // does not is stopped here.
   if (evaluator_.pointer == nullptr || evaluator_.out_of_stack) return {};
-  // Put back also when the evaluator throws.
-  struct Depth {
-    explicit Depth(Evaluator& owner) : owner(owner) { ++owner.depth; }
-    ~Depth() {
-      if (--owner.depth == 0) owner.out_of_stack = false;
-    }
-    Evaluator& owner;
-  };
-  const Depth depth(evaluator_);
-  evaluator_.out_of_stack = !kt_hasstack();
   // Copies: the evaluator runs code that we do not know.
   const std::shared_ptr<Kt_ColumnEvaluator> evaluator = evaluator_.pointer;
   const Kt_WString expression = column.map;
   const Kt_Column converter(column.type);
   Kt_Variant value;
+  const Callout callout(*this);
+  evaluator_.out_of_stack = !kt_hasstack();
   const bool found = evaluator->EvaluateColumn(*this, row, view == ActiveView(), expression, value);
-  return found && !evaluator_.out_of_stack ? converter.Converted(value) : Kt_Variant();
+  callout.EndOperationUnlessThere();
+  const bool is_whole = found && callout.IsThere() && !evaluator_.out_of_stack;
+  return is_whole ? converter.Converted(value) : Kt_Variant();
+}
+
+Kt_Dataset::Callout::Callout(const Kt_Dataset& dataset)
+    : dataset_(dataset),
+      handle_(const_cast<Kt_Dataset*>(&dataset)),
+      era_(dataset.history_.Era()),
+      was_in_operation_(std::exchange(dataset.evaluator_.in_operation, false)) {
+  ++dataset.evaluator_.depth;
+}
+
+Kt_Dataset::Callout::~Callout() {
+  if (handle_.Get() == nullptr) return;
+  Evaluator& evaluator = dataset_.evaluator_;
+  evaluator.in_operation = was_in_operation_;
+  if (--evaluator.depth == 0) evaluator.out_of_stack = false;
+}
+
+void Kt_Dataset::Callout::EndOperationUnlessThere() const {
+  if (was_in_operation_ && !IsThere()) throw DatasetEnd{&dataset_};
 }
 
 // A cell of the n-th record of all.
@@ -77,18 +94,24 @@ Kt_Variant Kt_Dataset::ReadColumnNF(kt_long row, kt_long col, kt_long position) 
 }
 
 const Kt_Variant* Kt_Dataset::GetColumn(kt_long row, kt_long col, kt_long position) const {
-  return Remember(ReadColumn(row, col, position));
+  if (KT_LIKELY(IsPlain(col))) return Remember(ReadColumn(row, col, position));
+  return Whole([&] { return Remember(ReadColumn(row, col, position)); },
+               &Kt_Variant::_KtNullVariant);
 }
 
 const Kt_Variant* Kt_Dataset::GetColumnNF(kt_long row, kt_long col, kt_long position) const {
-  return Remember(ReadColumnNF(row, col, position));
+  if (KT_LIKELY(IsPlain(col))) return Remember(ReadColumnNF(row, col, position));
+  return Whole([&] { return Remember(ReadColumnNF(row, col, position)); },
+               &Kt_Variant::_KtNullVariant);
 }
 
 Kt_VariantList Kt_Dataset::GetColumnSet(kt_long row, kt_long col) const {
   Kt_VariantList values;
-  for (kt_long position = 0; position < (IsPivot() ? GetPivotColCount() : 1); ++position) {
-    values.Add(ReadColumn(row, col, position));
-  }
+  const kt_long count = IsPivot() ? GetPivotColCount() : 1;
+  Whole([&] {
+    for (kt_long at = 0; at < count; ++at) values.Add(ReadColumn(row, col, at));
+    return true;
+  });
   return values;
 }
 
@@ -100,6 +123,7 @@ bool Kt_Dataset::WouldChange(kt_long row, kt_long col, const Kt_Variant& value) 
 }
 
 kt_long Kt_Dataset::WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value) {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
   const auto slot = RecordAt(view, row);
   if (!slot || IsPivot()) return -1;

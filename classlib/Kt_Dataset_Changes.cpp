@@ -116,6 +116,11 @@ void Kt_Dataset::RestoreFirstValues(Slot slot) {
 void Kt_Dataset::Reset() {
   if (IsEvaluating()) return;
   if (!GetUpdate()) return;
+  TakeBackChanges();
+  if (!key_cells_.empty()) ComputeKeyCells();
+}
+
+void Kt_Dataset::TakeBackChanges() {
   const PlainRows plain(*this);
   RefuseOnFailure([&] {
     for (kt_long entry = 0; entry < GetOrgBuffCount(); ++entry) {

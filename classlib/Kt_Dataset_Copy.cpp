@@ -8,6 +8,7 @@
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_TextHash.h"
+#include "classlib/detail/Kt_Whole.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -33,6 +34,22 @@ void Kt_Dataset::DropArrangement() {
   LocUnFilter();
 }
 
+// A copy from a dataset without rows of its own, by way of a table that has them.
+template <class Take>
+kt_long Kt_Dataset::FromTable(const Kt_Dataset& source, View view, Take take) {
+  const auto work = [&]() -> kt_long {
+    return take(Outside([&] { return source.AsTable(view); }));
+  };
+  return Whole([&] { return RefuseOnFailure(work); }, -1);
+}
+
+// A change that reads a source row by row, during which both have to be what they are.
+template <class Change>
+kt_long Kt_Dataset::WithSource(const Kt_Dataset& source, Change change) {
+  const auto work = [&]() -> kt_long { return source.Whole(change, -1); };
+  return Whole([&] { return RefuseOnFailure(work); }, -1);
+}
+
 kt_long Kt_Dataset::Assign(const Kt_Dataset& source) {
   if (IsEvaluating()) return -1;
   if (&source == this) return GetRowCount();
@@ -48,8 +65,10 @@ kt_long Kt_Dataset::Assign(const Kt_Dataset& source) {
 kt_long Kt_Dataset::Copy(const Kt_Dataset& source) {
   if (IsEvaluating()) return -1;
   if (&source == this) return GetRowCount();
+  if (!source.IsPhysical()) {
+    return FromTable(source, kAllRows, [&](const Kt_Dataset& table) { return Copy(table); });
+  }
   return RefuseOnFailure([&] {
-    if (!source.IsPhysical()) return Copy(source.AsTable(kAllRows));
     const std::uint32_t failures = kt::MemoryFailures();
     Kt_Dataset next(source);
     next.DropArrangement();
@@ -61,8 +80,11 @@ kt_long Kt_Dataset::Copy(const Kt_Dataset& source) {
 
 kt_long Kt_Dataset::CopyF(const Kt_Dataset& source) {
   if (IsEvaluating()) return -1;
+  if (!source.IsPhysical()) {
+    return FromTable(source, source.ActiveView(),
+                     [&](const Kt_Dataset& table) { return CopyF(table); });
+  }
   return RefuseOnFailure([&]() -> kt_long {
-    if (!source.IsPhysical()) return CopyF(source.AsTable(source.ActiveView()));
     LoadedTable table = source.ShownRows();
     Kt_Dataset next(id_);
     next.constants_ = source.constants_;
@@ -99,15 +121,26 @@ std::vector<std::pair<kt_long, kt_long>> Kt_Dataset::SharedColumns(const Kt_Data
 
 void Kt_Dataset::CopyCells(kt_long row, const Kt_Dataset& source, kt_long source_row,
                            const std::vector<std::pair<kt_long, kt_long>>& cols) {
-  for (const auto& [from, to] : cols) SetColumn(row, to, source.ReadColumn(source_row, from));
+  for (const auto& [from, to] : cols) {
+    SetColumn(row, to, source.CellFor(*this, source_row, from));
+  }
+}
+
+// A cell that goes into another dataset, which refuses changes while it is computed.
+Kt_Variant Kt_Dataset::CellFor(const Kt_Dataset& target, kt_long row, kt_long col) const {
+  if (IsPlain(col)) return ReadColumn(row, col);
+  return target.Outside([&] { return ReadColumn(row, col); });
 }
 
 kt_long Kt_Dataset::AppendDataset(const Kt_Dataset& source) {
   if (IsEvaluating()) return -1;
   if (!IsPhysical()) return -1;
   if (&source == this) return AppendDataset(Kt_Dataset(source));
-  return RefuseOnFailure([&]() -> kt_long {
-    if (!source.IsPhysical()) return AppendDataset(source.AsTable(source.ActiveView()));
+  if (!source.IsPhysical()) {
+    return FromTable(source, source.ActiveView(),
+                     [&](const Kt_Dataset& table) { return AppendDataset(table); });
+  }
+  return WithSource(source, [&]() -> kt_long {
     const auto cols = SharedColumns(source);
     // Room for the way back.
     free_slots_.reserve(free_slots_.size() + static_cast<std::size_t>(source.GetRowCount()));
@@ -127,7 +160,7 @@ kt_long Kt_Dataset::AppendDataset(const Kt_Dataset& source) {
         CopyCells(target, source, row, cols);
         kt::PassMemoryFailure(failures);
       }
-    } catch (...) {
+    } catch (const std::exception&) {  // and not where this dataset has ended
       while (appended-- > 0) (void)DeleteRow(first + appended);
       throw;
     }
@@ -154,10 +187,14 @@ kt_long Kt_Dataset::Merge(const Kt_Dataset& source) {
   if (!IsPhysical()) return -1;
   if (&source == this) return 0;
   if (!source.IsPhysical()) {
-    return RefuseOnFailure([&] { return Merge(source.AsTable(source.ActiveView())); });
+    return FromTable(source, source.ActiveView(),
+                     [&](const Kt_Dataset& table) { return Merge(table); });
   }
   return RefuseOnFailure([&] { return MergePhysical(source); });
 }
+
+// Rows by the text of their keys.
+struct Kt_Dataset::KeyRows : std::unordered_map<std::u16string, kt_long, TextHasher> {};
 
 kt_long Kt_Dataset::MergePhysical(const Kt_Dataset& source) {
   std::vector<kt_long> own_keys;
@@ -171,24 +208,27 @@ kt_long Kt_Dataset::MergePhysical(const Kt_Dataset& source) {
     source_keys.push_back(source_col);
   }
   if (own_keys.empty()) return AppendDataset(source);
-  // On a copy, which shares what is not changed.
-  const std::uint32_t failures = kt::MemoryFailures();
-  Kt_Dataset next(*this);
-  const kt_long merged = next.MergeByKeys(source, own_keys, source_keys);
-  kt::PassMemoryFailure(failures);
-  if (merged < 0) return merged;
-  std::swap(next.history_, history_);  // the rows that were here keep their slots
-  *this = std::move(next);
-  return merged;
+  return WithSource(source, [&]() -> kt_long {
+    KeyRows rows;
+    for (kt_long row = 0; row < GetRowCount(); ++row) {
+      if (GetRowLevel(row) > 0) continue;
+      rows.emplace(source.Outside([&] { return KeyText(row, own_keys); }), row);
+    }
+    // On a copy, which shares what is not changed. It has no evaluator: keys were read before.
+    const std::uint32_t failures = kt::MemoryFailures();
+    Kt_Dataset next(*this);
+    const kt_long merged = Outside([&] { return next.MergeByKeys(source, rows, source_keys); });
+    kt::PassMemoryFailure(failures);
+    if (merged < 0) return merged;
+    std::swap(next.history_, history_);  // the rows that were here keep their slots
+    *this = std::move(next);
+    return merged;
+  });
 }
 
-kt_long Kt_Dataset::MergeByKeys(const Kt_Dataset& source, const std::vector<kt_long>& own_keys,
+kt_long Kt_Dataset::MergeByKeys(const Kt_Dataset& source, const KeyRows& rows,
                                 const std::vector<kt_long>& source_keys) {
   const auto cols = SharedColumns(source);
-  std::unordered_map<std::u16string, kt_long, TextHasher> rows;
-  for (kt_long row = 0; row < GetRowCount(); ++row) {
-    if (GetRowLevel(row) == 0) rows.emplace(KeyText(row, own_keys), row);
-  }
   kt_long merged = 0;
   for (kt_long row = 0; row < source.GetRowCount(); ++row) {
     if (source.GetRowLevel(row) > 0) continue;
@@ -210,5 +250,6 @@ kt_long Kt_Dataset::MergeByKeys(const Kt_Dataset& source, const std::vector<kt_l
 kt_long Kt_Dataset::CopyColumn(kt_long row, kt_long col, const Kt_Dataset& source,
                                kt_long source_row, kt_long source_col) {
   if (!source.HasRow(source.ActiveView(), source_row) || !source.HasCol(source_col)) return -1;
-  return SetColumn(row, col, source.ReadColumn(source_row, source_col));
+  return Whole([&] { return SetColumn(row, col, source.CellFor(*this, source_row, source_col)); },
+               -1);
 }

@@ -14,6 +14,7 @@
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_SavedValue.h"
+#include "classlib/detail/Kt_Whole.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -716,10 +717,12 @@ kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type,
   if (!SaveViewOf(type, view, changed_only)) {
     return report.Refuse(kErrNotAllowed, Kt_WString(u"unknown save type '") + type + u"'");
   }
-  const kt_long saved = RefuseOnFailure([&]() -> kt_long {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
+  const auto save = [&]() -> kt_long {
     if (!IsPhysical()) {
+      const std::shared_ptr<Kt_ColumnEvaluator> evaluator = evaluator_.pointer;
       Kt_Dataset table = AsTable(view);
-      table.SetEvaluator(evaluator_.pointer);  // for its columns of expressions
+      table.SetEvaluator(evaluator);  // for its columns of expressions
       return table.SaveCSV(out, type, options, report);
     }
     const kt::CountedVector<Slot> slots = RowsToSave(view, changed_only, false);
@@ -731,6 +734,7 @@ kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type,
     if (const kt_long code = writer.Write(slots)) return code;
     out = Kt_WString(writer.Text());
     return static_cast<kt_long>(slots.size());
-  });
+  };
+  const kt_long saved = Whole([&] { return RefuseOnFailure(save); }, -1);
   return saved < 0 ? SaveRefusal(saved, report) : saved;
 }

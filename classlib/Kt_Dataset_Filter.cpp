@@ -8,6 +8,7 @@
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
 kt_long Kt_Dataset::HideRow(View view, std::uint8_t filter, kt_long row) {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
   const auto place = PlaceAt(view, row);
   if (!place) return -1;
@@ -50,6 +51,7 @@ void Kt_Dataset::ResetRecIndex() {
     SwitchFilter(kRowMainHidden, true);
     return 1;
   });
+  if (!key_cells_.empty()) ComputeKeyCells();
 }
 void Kt_Dataset::ResetFilIndex() { ShowAll(kRowLocalHidden, true); }
 void Kt_Dataset::SetFilterStat(bool on) { SwitchFilter(kRowMainHidden, on); }

@@ -5,6 +5,7 @@
 
 #include "classlib/Kt_Pivot.h"
 #include "classlib/detail/Kt_Refuse.h"
+#include "classlib/detail/Kt_Whole.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -74,6 +75,7 @@ bool Kt_Dataset::IsGroupKey(const Key& key) const {
 // ---- Subtotals --------------------------------------------------------------------------------
 
 void Kt_Dataset::RecalcGroup() {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return;
   if (ShowsSource() && !IsPivot()) {
     RefuseOnFailure([&] {
@@ -81,13 +83,68 @@ void Kt_Dataset::RecalcGroup() {
       return 1;
     });
   }
-  DropGroups();
   // Keys that change from now on wait for the next call, also where a view is first asked for
   // later.
   shown_keys_ = keys_;
-  grouped_ =
-      std::any_of(keys_.begin(), keys_.end(), [this](const Key& key) { return IsGroupKey(key); });
+  ComputeKeyCells();
+}
+
+// What is asked for first after this, even a count of rows, lays the subtotals; that must not run
+// the code of an expression. So keys that are expressions are computed here, for all views. While
+// they are there are no subtotals.
+void Kt_Dataset::ComputeKeyCells() {
+  DropGroups();
+  key_cells_.clear();
+  grouped_ = false;
   ++structure_version_;
+  const bool has_groups = std::any_of(shown_keys_.begin(), shown_keys_.end(),
+                                      [this](const Key& key) { return IsGroupKey(key); });
+  if (!has_groups) return;
+  Whole([&] {
+    std::vector<KeyCells> computed;
+    const kt_long done = RefuseOnFailure([&] {
+      for (const Key& key : shown_keys_) {
+        if (!HasCol(key.col) || !IsComputed(key.col)) continue;
+        if (!IsGroupKey(key) && key.type != Kt_KeyType::kPivotValue) continue;
+        computed.push_back({key.col, ComputedCells(key.col)});
+      }
+      return 1;
+    });
+    key_cells_ = std::move(computed);
+    grouped_ = done > 0;
+    DropGroups();
+    ++structure_version_;
+    return true;
+  });
+}
+
+// The cells of a key by slot, without running an expression.
+std::shared_ptr<const Kt_Column> Kt_Dataset::CellsOfKey(kt_long col) const {
+  if (!IsComputed(col)) return SlotCells(col);
+  const auto known = std::find_if(key_cells_.begin(), key_cells_.end(),
+                                  [col](const KeyCells& key) { return key.col == col; });
+  if (known != key_cells_.end() && known->cells->RowCount() >= slot_count_) return known->cells;
+  // Rows that came later, and keys of a dataset that was copied before it had an evaluator.
+  auto cells = known != key_cells_.end() ? std::make_shared<Kt_Column>(*known->cells)
+                                         : std::make_shared<Kt_Column>(GetColType(col));
+  cells->AppendNulls(slot_count_ - cells->RowCount());
+  return cells;
+}
+
+// After this ForgetKeyCells needs no memory.
+void Kt_Dataset::PrepareForgetKeyCells(Slot slot) {
+  for (KeyCells& key : key_cells_) {
+    if (!key.HasValue(slot)) continue;
+    if (key.cells.use_count() != 1) key.cells = std::make_shared<Kt_Column>(*key.cells);
+    key.cells->MakeNullable();
+  }
+}
+
+// The next row that gets the slot has no values yet.
+void Kt_Dataset::ForgetKeyCells(Slot slot) {
+  for (const KeyCells& key : key_cells_) {
+    if (key.HasValue(slot)) key.cells->WriteNull(slot);
+  }
 }
 
 void Kt_Dataset::SetReverseSubSumStat(bool reverse) {
@@ -121,9 +178,9 @@ GroupView& Kt_Dataset::GroupsOf(View view) const {
 kt_long Kt_Dataset::BuildGroups(View view, GroupView& groups) const {
   GroupPlan plan;
   for (const Key& key : shown_keys_) {
-    if (IsGroupKey(key)) plan.keys.push_back({key, SlotCells(key.col)});
+    if (IsGroupKey(key)) plan.keys.push_back({key, CellsOfKey(key.col)});
     if (key.type == Kt_KeyType::kPivotValue && !IsPivot()) {
-      plan.values.push_back({key, SlotCells(key.col)});
+      plan.values.push_back({key, CellsOfKey(key.col)});
     }
   }
   FindGroups(view, plan, groups);

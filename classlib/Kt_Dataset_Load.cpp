@@ -14,6 +14,7 @@ using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and 
 
 // Works on a copy, which shares everything that is not replaced.
 kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
   if (!clear && !IsPhysical()) return -1;
   return RefuseOnFailure([&]() -> kt_long {
@@ -40,6 +41,7 @@ kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
     if (clear && !table.id.IsEmpty()) next.id_ = table.id;
     if (!clear) std::swap(next.history_, history_);  // the rows that were here keep their slots
     *this = std::move(next);
+    if (!key_cells_.empty()) ComputeKeyCells();  // which the copy had no evaluator for
     return static_cast<kt_long>(table.row_count) -
            static_cast<kt_long>(
                std::count_if(table.notes.begin(), table.notes.end(),
@@ -151,6 +153,7 @@ bool Kt_Dataset::SaveViewOf(std::u16string_view save_type, View& view, bool& cha
 // Runs write(table) on what a file will hold: kOk or a code. The number of rows saved, or the code.
 kt_long Kt_Dataset::SaveTable(std::u16string_view type, Kt_SaveReport& report,
                               const std::function<kt_long(LoadedTable&)>& write) const {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   report = {};
   View view = kAllRows;
   bool changed_only = false;

@@ -5,6 +5,7 @@
 
 #include "classlib/Kt_Dataset.h"
 #include "classlib/Kt_Number.h"
+#include "classlib/detail/Kt_Whole.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -76,8 +77,15 @@ kt_long Kt_Dataset::FindFirst(View view, kt_long start, kt_long end, Matches mat
 
 kt_long Kt_Dataset::LookupExact(View view, std::u16string_view id, std::u16string_view text,
                                 kt_long start, kt_long end) const {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   const kt_long col = GetColIndex(id);
   if (col < 0) return -1;
+  const auto find = [&] { return FindCell(view, col, text, start, end); };
+  return IsPlain(col) ? find() : Whole(find, -1);
+}
+
+kt_long Kt_Dataset::FindCell(View view, kt_long col, std::u16string_view text, kt_long start,
+                             kt_long end) const {
   std::shared_ptr<const Kt_Column> patched;  // without the rows that are gone
   if (!IsPivot() && !IsIntact()) patched = SlotCells(col);
   const Kt_Column* const cells = patched != nullptr ? patched.get() : CellsOf(col);
@@ -93,11 +101,13 @@ kt_long Kt_Dataset::LookupExact(View view, std::u16string_view id, std::u16strin
 
 kt_long Kt_Dataset::LookupAs(View view, std::u16string_view id, std::u16string_view text,
                              kt_long start, kt_long end) const {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   const kt_long col = GetColIndex(id);
   if (col < 0) return -1;
-  return FindFirst(view, start, end, [&](kt_long row, Slot) {
+  const auto matches = [&](kt_long row, Slot) {
     return ReadCell(view, row, col).ToString().EqualsNoCase(text);
-  });
+  };
+  return Whole([&] { return FindFirst(view, start, end, matches); }, -1);
 }
 
 kt_long Kt_Dataset::LookupDataRow(std::u16string_view id, std::u16string_view text, kt_long start,
@@ -122,6 +132,8 @@ kt_long Kt_Dataset::LookupDataRowNFAs(std::u16string_view id, std::u16string_vie
 
 Kt_WString Kt_Dataset::LookupDataText(std::u16string_view id, std::u16string_view text,
                                       std::u16string_view out_id) const {
-  const kt_long row = LookupDataRow(id, text);
-  return row < 0 ? Kt_WString() : ReadColumn(row, GetColIndex(out_id)).ToString();
+  return Whole([&] {
+    const kt_long row = LookupDataRow(id, text);
+    return row < 0 ? Kt_WString() : ReadColumn(row, GetColIndex(out_id)).ToString();
+  });
 }

@@ -8,6 +8,7 @@
 #include "classlib/Kt_Pivot.h"
 #include "classlib/detail/Kt_CellFold.h"
 #include "classlib/detail/Kt_Refuse.h"
+#include "classlib/detail/Kt_Whole.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -21,6 +22,7 @@ void Kt_Dataset::SwapRows(RowLayer& other) {
   std::swap(inserted_count_, other.inserted_count);
   std::swap(active_view_, other.active_view);
   std::swap(shown_keys_, other.shown_keys);
+  std::swap(key_cells_, other.key_cells);
   std::swap(grouped_, other.grouped);
   std::swap(groups_, other.groups);
 }
@@ -56,9 +58,10 @@ void Kt_Dataset::EnterPivot(std::shared_ptr<const Kt_Pivot> pivot) {
 }
 
 kt_long Kt_Dataset::RecalcPivot() {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
   LeavePivot();
-  return RefuseOnFailure([&]() -> kt_long {
+  const auto recalc = [&]() -> kt_long {
     if (ShowsSource()) TakeSourceRows(false);
     const auto is_pivot_key = [](const Key& key) {
       return key.type == Kt_KeyType::kPivotRow || key.type == Kt_KeyType::kPivotColumn;
@@ -68,7 +71,8 @@ kt_long Kt_Dataset::RecalcPivot() {
     if (!pivot->Build(*this)) return -1;
     EnterPivot(std::move(pivot));
     return 1;
-  });
+  };
+  return Whole([&] { return RefuseOnFailure(recalc); }, -1);
 }
 
 void Kt_Dataset::PivotLocSubSum_Reset() {

@@ -74,6 +74,7 @@ bool Kt_Dataset::NewSlots(kt_long count, kt::CountedVector<Slot>& slots) {
 void Kt_Dataset::PrepareFree(Slot slot) {
   if (free_slots_.size() == free_slots_.capacity()) free_slots_.reserve(free_slots_.size() * 2 + 8);
   history_.MakeRoom(slot);
+  PrepareForgetKeyCells(slot);
   (void)index_.Write();
   for (std::size_t col = 0; col < columns_.size(); ++col) {
     const Kt_Column* const cells = columns_[col].cells.get();
@@ -94,6 +95,7 @@ void Kt_Dataset::GiveBackSlots(const kt::CountedVector<Slot>& slots, Slot slot_c
 void Kt_Dataset::FreeSlot(Slot slot) {
   free_slots_.push_back(slot);
   history_.NoteFreed(slot);
+  ForgetKeyCells(slot);
   index_.Write().Forget(slot);
   for (std::size_t col = 0; col < columns_.size(); ++col) {
     const Kt_Column* const cells = columns_[col].cells.get();
@@ -105,6 +107,7 @@ void Kt_Dataset::FreeSlot(Slot slot) {
 // ---- New rows ---------------------------------------------------------------------------------
 
 kt_long Kt_Dataset::InsertSlots(kt_long row, kt_long count) {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
   return RefuseOnFailure([&]() -> kt_long {
     kt::CountedVector<Slot> slots;
@@ -179,6 +182,7 @@ void Kt_Dataset::DeleteShown(kt_long row, RowIndex::Place place) {
 }
 
 kt_long Kt_Dataset::DeleteRow(kt_long row) {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
   const auto place = PlaceAt(ActiveView(), row);
   if (!place || !IsPhysical()) return -1;
@@ -191,6 +195,7 @@ kt_long Kt_Dataset::DeleteRow(kt_long row) {
 // From the last row to the first, so that the rows still to come keep their numbers.
 template <class Keep>
 kt_long Kt_Dataset::DeleteWhere(Keep keep) {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
   if (!IsPhysical()) return -1;
   return RefuseOnFailure([&] {

@@ -8,6 +8,7 @@
 #include "classlib/Kt_Pivot.h"
 #include "classlib/Kt_WStrList.h"
 #include "classlib/detail/Kt_Refuse.h"
+#include "classlib/detail/Kt_Whole.h"
 #include "classlib/kernels/Kt_SortKernels.h"
 
 using namespace kt::detail;   // NOLINT(google-build-using-namespace): flags and views
@@ -107,6 +108,10 @@ std::shared_ptr<const Kt_Column> Kt_Dataset::SlotCells(kt_long col) const {
   } else if (IsIntact()) {
     if (const auto* const cells = FindCells(col)) return *cells;
   }
+  return ComputedCells(col);
+}
+
+std::shared_ptr<Kt_Column> Kt_Dataset::ComputedCells(kt_long col) const {
   auto cells = std::make_shared<Kt_Column>(GetColType(col));
   cells->AppendNulls(slot_count_);
   // By record: where subtotals stand may depend on this very column.
@@ -140,9 +145,10 @@ kt_long Kt_Dataset::SortRows(const std::vector<SortKey>& keys, bool nulls_last) 
 
 kt_long Kt_Dataset::Sort(std::u16string_view list, bool ascending, bool nulls_last,
                          bool group_keys) {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
   if (IsPivot()) return -1;
-  return RefuseOnFailure([&]() -> kt_long {
+  const auto sort = [&]() -> kt_long {
     std::vector<SortKey> keys;
     if (!ParseSortKeys(list, ascending, keys)) return -1;
     std::vector<Key> all = keys_;
@@ -151,5 +157,6 @@ kt_long Kt_Dataset::Sort(std::u16string_view list, bool ascending, bool nulls_la
     if (const kt_long sorted = SortRows(keys, nulls_last); sorted < 0) return sorted;
     keys_ = std::move(all);
     return 1;
-  });
+  };
+  return Whole([&] { return RefuseOnFailure(sort); }, -1);
 }

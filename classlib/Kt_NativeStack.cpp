@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "classlib/Kt_NativeStack.h"
 
+#include <algorithm>
+
 #if defined(__linux__)
 #include <pthread.h>
 #endif
@@ -8,17 +10,37 @@
 namespace {
 
 // Room kept free below the floor: what a host callback, a built-in function or a library under it
-// may need without asking. Sanitizers make frames several times larger.
+// may need without asking. Sanitizers make frames several times larger. Of a small stack, half.
 constexpr std::uintptr_t kReserveBytes = 192 * 1024;
 // Where the system does not tell the size of the stack: what is used at the most from the first
-// question on.
-constexpr std::uintptr_t kUnknownBytes = 512 * 1024;
+// question on. The smallest stacks that systems make by themselves have 512 KiB.
+constexpr std::uintptr_t kUnknownBytes = 256 * 1024;
+// The same on a stack that is not the one that the system made for the thread: the host's own
+// stacks, of fibers say, may be as small as 64 KiB.
+constexpr std::uintptr_t kForeignBytes = 32 * 1024;
 // A stack without limit still ends somewhere; this is enough for any script.
 constexpr std::uintptr_t kMaxUsedBytes = 64 * 1024 * 1024;
 
+std::uintptr_t Below(std::uintptr_t address, std::uintptr_t bytes) {
+  return address > bytes ? address - bytes : 1;
+}
+
+#if defined(__linux__)
+// The floor under `here` in a stack of `size` bytes that begins at `low`, as the system says. It is
+// not always right: the limit of the first thread may have been lowered below what is in use, which
+// leaves nothing, and a size without limit means no address.
+std::uintptr_t FloorOf(std::uintptr_t low, std::uintptr_t size, std::uintptr_t here) {
+  const bool wraps = low + size < low;
+  if (!wraps && here >= low + size) return Below(here, kForeignBytes);
+  if (low >= here) return here;
+  const std::uintptr_t left = here - low;
+  if (wraps || left > kMaxUsedBytes) return Below(here, kMaxUsedBytes);
+  return low + std::min(kReserveBytes, left / 2);
+}
+#endif
+
 std::uintptr_t FindFloor() {
-  const char here = 0;
-  const auto top = reinterpret_cast<std::uintptr_t>(&here);
+  const std::uintptr_t here = kt::detail::StackAddress();
 #if defined(__linux__)
   pthread_attr_t attributes;
   if (pthread_getattr_np(pthread_self(), &attributes) == 0) {
@@ -26,15 +48,12 @@ std::uintptr_t FindFloor() {
     std::size_t size_bytes = 0;
     const int failed = pthread_attr_getstack(&attributes, &base, &size_bytes);
     pthread_attr_destroy(&attributes);
-    const auto low = reinterpret_cast<std::uintptr_t>(base);
-    if (failed == 0 && low < top) {
-      const std::uintptr_t left = top - low;
-      if (left > kMaxUsedBytes) return top - kMaxUsedBytes;
-      return low + (left > 2 * kReserveBytes ? kReserveBytes : left / 2);
+    if (failed == 0 && base != nullptr && size_bytes > 0) {
+      return FloorOf(reinterpret_cast<std::uintptr_t>(base), size_bytes, here);
     }
   }
 #endif
-  return top - kUnknownBytes;
+  return Below(here, kUnknownBytes);
 }
 
 KT_THREAD_LOCAL std::uintptr_t stack_floor = 0;

@@ -246,7 +246,8 @@ kt_long Kt_ExprDatasetObject::ReadRow(const Kt_Dataset& dataset, const Kt_WStrin
   }
   if (name.EqualsNoCase(GetDefaultProp())) {
     Kt_VariantList cells;
-    for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
+    const Kt_DatasetHandle handle(const_cast<Kt_Dataset*>(&dataset));
+    for (kt_long col = 0; handle.Get() != nullptr && col < dataset.GetColCount(); ++col) {
       cells.Add(dataset.ReadColumn(start_, col, pivot_index_));
     }
     result = std::move(cells);

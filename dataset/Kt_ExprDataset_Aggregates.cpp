@@ -7,9 +7,9 @@
 
 namespace kt::detail {
 
-RowRange ReadRange(const Kt_Dataset& dataset, Rows rows, const Kt_FuncArgs& in, kt_long start_arg,
-                   kt_long count_arg, kt_long pivot_arg) {
-  const kt_long all = rows == Rows::kAll ? dataset.GetRowCountNF() : dataset.GetRowCount();
+RowRange ReadRange(Rows rows, const MethodCall& in, kt_long start_arg, kt_long count_arg,
+                   kt_long pivot_arg) {
+  const kt_long all = rows == Rows::kAll ? in.Data().GetRowCountNF() : in.Data().GetRowCount();
   RowRange range;
   range.pivot_index = in.Integer(pivot_arg, -1);
   range.start = std::max(in.Integer(start_arg, 0), 0);
@@ -25,7 +25,6 @@ RowRange ReadRange(const Kt_Dataset& dataset, Rows rows, const Kt_FuncArgs& in, 
 namespace {
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
-using kt::Kt_FuncArgs;
 
 using ColumnTotal = kt_long (Kt_Dataset::*)(kt_long col, kt_long start, kt_long end,
                                             Kt_Variant& result, kt_long position) const;
@@ -96,47 +95,45 @@ kt_long TotalOfExpression(Kt_ExprDataset& wrapper, Kt_Aggregate what, Rows rows,
 kt_long Total(Kt_ExprDataset& wrapper, Kt_Aggregate what, Rows rows, const Kt_VariantList* args,
               Kt_Variant& result) {
   result = 0.0;
-  const Kt_Dataset* const dataset = wrapper.GetDataset();
-  const Kt_FuncArgs in(args);
-  if (dataset == nullptr || !in.Has(0)) return kOk;
+  const MethodCall in(wrapper, args, 0);
+  if (!in.HasData() || !in.Has(0)) return kOk;
   const Kt_WString text = in.Text(0);
-  const kt_long col = dataset->GetColIndex(text.View());
-  const bool is_swapped = IsPivotValue(*dataset, col);
-  const RowRange range =
-      is_swapped ? ReadRange(*dataset, rows, in, 2, 3, 1) : ReadRange(*dataset, rows, in, 1, 2, 3);
+  const kt_long col = in.Data().GetColIndex(text.View());
+  const bool is_swapped = IsPivotValue(in.Data(), col);
+  const RowRange range = is_swapped ? ReadRange(rows, in, 2, 3, 1) : ReadRange(rows, in, 1, 2, 3);
   if (range.IsEmpty()) return kOk;
   if (col < 0) return TotalOfExpression(wrapper, what, rows, text, range, result);
-  result = TotalOfColumn(*dataset, what, rows, col, range);
+  result = TotalOfColumn(in.Data(), what, rows, col, range);
   return kOk;
 }
 
-kt_long Count(const Kt_Dataset* dataset, Rows rows, const Kt_VariantList* args,
-              Kt_Variant& result) {
+kt_long Count(Kt_ExprDataset& wrapper, Rows rows, const Kt_VariantList* args, Kt_Variant& result) {
   result = kt_long{0};
-  if (dataset == nullptr) return kOk;
-  const Kt_FuncArgs in(args);
-  const kt_long col = in.Has(0) ? dataset->GetColIndex(in.Text(0).View()) : -1;
-  if (IsPivotValue(*dataset, col)) {
-    const RowRange range = ReadRange(*dataset, rows, in, 2, 3, 1);
+  const MethodCall in(wrapper, args, 0);
+  if (!in.HasData()) return kOk;
+  const Kt_Dataset& dataset = in.Data();
+  const kt_long col = in.Has(0) ? dataset.GetColIndex(in.Text(0).View()) : -1;
+  if (IsPivotValue(dataset, col)) {
+    const RowRange range = ReadRange(rows, in, 2, 3, 1);
     if (range.IsEmpty()) return kOk;
-    result = dataset->GetPivotRowCount(col, range.pivot_index, 0, range.start, range.end,
-                                       rows == Rows::kShown ? 1 : 0);
+    result = dataset.GetPivotRowCount(col, range.pivot_index, 0, range.start, range.end,
+                                      rows == Rows::kShown ? 1 : 0);
     return kOk;
   }
-  const RowRange range = ReadRange(*dataset, rows, in, 0, 1, 2);
+  const RowRange range = ReadRange(rows, in, 0, 1, 2);
   if (range.IsEmpty()) return kOk;
-  result = rows == Rows::kAll ? dataset->GetCountNF(range.start, range.end)
-                              : dataset->GetCount(range.start, range.end);
+  result = rows == Rows::kAll ? dataset.GetCountNF(range.start, range.end)
+                              : dataset.GetCount(range.start, range.end);
   return kOk;
 }
 
 }  // namespace
 
 kt_long Kt_ExprDataset::CallCount(const Kt_VariantList* args, Kt_Variant& result) {
-  return Count(GetDataset(), Rows::kShown, args, result);
+  return Count(*this, Rows::kShown, args, result);
 }
 kt_long Kt_ExprDataset::CallCountNF(const Kt_VariantList* args, Kt_Variant& result) {
-  return Count(GetDataset(), Rows::kAll, args, result);
+  return Count(*this, Rows::kAll, args, result);
 }
 kt_long Kt_ExprDataset::CallSum(const Kt_VariantList* args, Kt_Variant& result) {
   return Total(*this, Kt_Aggregate::kSum, Rows::kShown, args, result);

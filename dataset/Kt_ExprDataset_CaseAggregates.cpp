@@ -8,7 +8,6 @@
 namespace {
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
-using kt::Kt_FuncArgs;
 
 // Subtotals never count; nor do, unless asked for, rows of a pivot without a cell in the position.
 bool IsCounted(const RowLoop& loop, kt_long row, kt_long pivot_index, bool count_nulls) {
@@ -88,12 +87,10 @@ class CaseLoop {
 kt_long CaseTotal(Kt_ExprDataset& wrapper, Kt_Aggregate what, Rows rows, const Kt_VariantList* args,
                   Kt_Variant& result) {
   result = 0.0;
-  Kt_Dataset* const dataset = wrapper.GetDataset();
-  const Kt_FuncArgs in(args);
+  const MethodCall in(wrapper, args, 0);
   const kt_long expressions = what == Kt_Aggregate::kCount ? 1 : 2;
-  if (dataset == nullptr || in.Count() < expressions) return kOk;
-  const RowRange range =
-      ReadRange(*dataset, rows, in, expressions, expressions + 1, expressions + 2);
+  if (!in.HasData() || in.Count() < expressions) return kOk;
+  const RowRange range = ReadRange(rows, in, expressions, expressions + 1, expressions + 2);
   if (range.IsEmpty()) return kOk;
   const Kt_WString value_text = expressions > 1 ? in.Text(1) : Kt_WString();
   const FiltersOff filters(wrapper, rows == Rows::kAll);

@@ -186,13 +186,14 @@ int Kt_ExprDataset::WriteValue(const Cell& cell, const Write& write) {
 
 int Kt_ExprDataset::WriteAsked(Kt_Dataset& dataset, const Cell& cell, const Write& write) {
   if (!cell.IsIn(dataset) || dataset.IsPivot()) return -1;
+  const Kt_ObjectHolder self(nullptr, this);
   const Kt_Variant old_value = cell.Read(dataset);
+  if (self.GetObject() == nullptr || GetDataset() != &dataset) return -1;
   // The store says whether a cell that keeps its value could have been written.
   if (cell.Holds(dataset, old_value, write.value)) return Done(cell.Store(dataset, write.value));
   const Kt_WString column = dataset.GetColID(cell.col);
   const int shown_row = cell.ShownRow(dataset);
   const Kt_RowIdentity identity = cell.Identity(dataset);
-  const Kt_ObjectHolder self(nullptr, this);
   const Answer answer = AskColumn(column, old_value, shown_row, write);
   if (answer == Answer::kNo) return 0;
   if (answer == Answer::kGone || cell.Identity(dataset) != identity ||

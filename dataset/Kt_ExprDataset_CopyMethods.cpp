@@ -16,6 +16,7 @@ namespace {
 
 using kt::detail::MethodCall;
 using kt::detail::Refuse;
+using kt::detail::StillThere;
 using kt::detail::StoreAnswer;
 
 // One cell of a row to be written.
@@ -28,12 +29,21 @@ struct RowCell {
 class RowReader {
  public:
   RowReader(const Kt_Dataset& target, const Kt_Dataset& source, kt_long source_row)
-      : target_(target), source_(source), source_row_(source_row) {}
+      : target_(target),
+        source_(source),
+        target_handle_(const_cast<Kt_Dataset*>(&target)),
+        source_handle_(const_cast<Kt_Dataset*>(&source)),
+        source_row_(source_row) {}
+
+  // Computing a cell may destroy either; nothing is read then.
+  bool AreThere() const {
+    return target_handle_.Get() != nullptr && source_handle_.Get() != nullptr;
+  }
 
   // Items "id" and "target=source", with commas between; the empty text names every column.
   std::vector<RowCell> Read(const Kt_WString& columns) {
     if (columns.IsEmpty()) {
-      for (kt_long col = 0; col < source_.GetColCount(); ++col) {
+      for (kt_long col = 0; AreThere() && col < source_.GetColCount(); ++col) {
         Add(source_.GetColID(col), source_.GetColID(col));
       }
       return std::move(cells_);
@@ -56,6 +66,7 @@ class RowReader {
   }
 
   void Add(const Kt_WString& target_id, const Kt_WString& source_id) {
+    if (!AreThere()) return;
     const kt_long target_col = target_.GetColIndex(target_id.View());
     const kt_long source_col = source_.GetColIndex(source_id.View());
     if (target_col < 0 || source_col < 0) return;
@@ -64,6 +75,8 @@ class RowReader {
 
   const Kt_Dataset& target_;
   const Kt_Dataset& source_;
+  Kt_DatasetHandle target_handle_;
+  Kt_DatasetHandle source_handle_;
   kt_long source_row_;
   std::vector<RowCell> cells_;
 };
@@ -82,7 +95,9 @@ std::optional<kt_long> CopyOneRow(Place target, Place source, const Kt_WString& 
   if (!target.HasRow() || !source.HasRow()) return std::nullopt;
   kt_long written = 0;
   RowReader reader(*target.dataset, *source.dataset, source.row);
-  for (const RowCell& cell : reader.Read(columns)) {
+  const std::vector<RowCell> cells = reader.Read(columns);
+  if (!reader.AreThere()) return std::nullopt;
+  for (const RowCell& cell : cells) {
     const kt_long stored = target.dataset->SetColumn(target.row, cell.col, cell.value);
     if (stored == kErrNoMemory) return stored;
     if (stored > 0) ++written;
@@ -101,8 +116,12 @@ struct CellChange {
 std::optional<CellChange> CopyOneCell(Place target, Place source) {
   if (!target.HasRow() || !source.HasRow() || target.col < 0 || source.col < 0) return std::nullopt;
   Kt_Dataset& data = *target.dataset;
+  const Kt_DatasetHandle there(&data);
+  const Kt_DatasetHandle source_there(source.dataset);
   CellChange change{data.GetColID(target.col), data.ReadColumn(target.row, target.col), {}, -1};
+  if (there.Get() == nullptr || source_there.Get() == nullptr) return std::nullopt;
   change.answer = data.CopyColumn(target.row, target.col, *source.dataset, source.row, source.col);
+  if (there.Get() == nullptr) return std::nullopt;
   change.new_value = data.ReadColumn(target.row, target.col);
   return change;
 }
@@ -134,7 +153,9 @@ using WholeCopy = kt_long (Kt_Dataset::*)(const Kt_Dataset& source);
 kt_long CopyAll(Kt_Dataset& target, const Kt_Dataset& source, WholeCopy copy) {
   if (!Shows(&source, target)) return (target.*copy)(source);
   Kt_Dataset rows(source.GetId());
+  const Kt_DatasetHandle there(&target);
   const kt_long copied = rows.CopyF(source);
+  if (there.Get() == nullptr) return -1;
   return copied < 0 ? copied : (target.*copy)(rows);
 }
 
@@ -150,8 +171,9 @@ kt_long CallWholeCopy(Kt_ExprDataset& wrapper, const Kt_VariantList* args, Kt_Va
     return kOk;
   }
   const StoreAnswer answer(wrapper);
+  const StillThere there(wrapper);
   const kt_long copied = CopyAll(*wrapper.GetDataset(), *source->GetDataset(), copy);
-  wrapper.AnnounceRows(reason);
+  if (there) wrapper.AnnounceRows(reason);
   return answer.Give(copied, result);
 }
 
@@ -165,10 +187,11 @@ kt_long Kt_ExprDataset::CallCopyRow(const Kt_VariantList* args, Kt_Variant& resu
   Kt_ExprDataset* const source = call.Wrapper(*this, 1);
   if (source == nullptr) return kOk;
   const Place to{GetDataset(), call.Integer(0)};
+  const StoreAnswer answer(*this);
+  const StillThere there(*this);
   const auto copied = CopyOneRow(to, {source->GetDataset(), call.Integer(2)}, call.Text(3));
   if (!copied) return kOk;
-  const StoreAnswer answer(*this);
-  TellColumnChanged({}, {}, {}, to.row, nullptr, -1);
+  if (there) TellColumnChanged({}, {}, {}, to.row, nullptr, -1);
   return answer.Give(*copied, result);
 }
 
@@ -179,10 +202,11 @@ kt_long Kt_ExprDataset::CallCopytoRow(const Kt_VariantList* args, Kt_Variant& re
   if (target == nullptr) return kOk;
   if (IsLogical(*target)) return Refuse(*this, u"CopytoRow()");
   const Place to{target->GetDataset(), call.Integer(2)};
+  const StoreAnswer answer(*this);
+  const StillThere there(*target);
   const auto copied = CopyOneRow(to, {GetDataset(), call.Integer(0)}, call.Text(3));
   if (!copied) return kOk;
-  const StoreAnswer answer(*this);
-  target->TellColumnChanged({}, {}, {}, to.row, nullptr, -1);
+  if (there) target->TellColumnChanged({}, {}, {}, to.row, nullptr, -1);
   return answer.Give(*copied, result);
 }
 
@@ -194,10 +218,11 @@ kt_long Kt_ExprDataset::CallCopyColumn(const Kt_VariantList* args, Kt_Variant& r
   Kt_ExprDataset* const source = call.Wrapper(*this, 2);
   if (source == nullptr) return kOk;
   const Place to = CellAt(call, *this, 0, 1);
+  const StoreAnswer answer(*this);
+  const StillThere there(*this);
   const auto change = CopyOneCell(to, CellAt(call, *source, 3, 4));
   if (!change) return kOk;
-  const StoreAnswer answer(*this);
-  if (change->answer > 0) {
+  if (change->answer > 0 && there) {
     TellColumnChanged(change->column, change->old_value, change->new_value, to.row, nullptr, -1);
   }
   return answer.Give(change->answer, result);
@@ -210,10 +235,11 @@ kt_long Kt_ExprDataset::CallCopytoColumn(const Kt_VariantList* args, Kt_Variant&
   if (target == nullptr) return kOk;
   if (IsLogical(*target)) return Refuse(*this, u"CopytoColumn()");
   const Place to = CellAt(call, *target, 3, 4);
+  const StoreAnswer answer(*this);
+  const StillThere there(*target);
   const auto change = CopyOneCell(to, CellAt(call, *this, 0, 1));
   if (!change) return kOk;
-  const StoreAnswer answer(*this);
-  if (change->answer > 0) {
+  if (change->answer > 0 && there) {
     target->TellColumnChanged(change->column, change->old_value, change->new_value, to.row, nullptr,
                               -1);
   }

@@ -10,6 +10,7 @@
 namespace {
 
 using kt::detail::MethodCall;
+using kt::detail::StillThere;
 using kt::detail::StoreAnswer;
 
 // A method that loads. The dataset keeps its id whatever the data says, and the rows are announced
@@ -22,18 +23,19 @@ kt_long CallLoad(Kt_ExprDataset& wrapper, const Kt_VariantList* args, Kt_Variant
   const bool clear = call.Flag(1, true);
   const Kt_WString id = call.Data().GetId();
   const StoreAnswer answer(wrapper);
+  const StillThere there(wrapper);
   const kt_long loaded = load(call, clear);
-  call.Data().SetId(id);
-  wrapper.AnnounceRows(clear ? Kt_LoadReason::kLoaded : Kt_LoadReason::kAppended);
+  if (there.Data() != nullptr) there.Data()->SetId(id);
+  if (there) wrapper.AnnounceRows(clear ? Kt_LoadReason::kLoaded : Kt_LoadReason::kAppended);
   return answer.Give(loaded, result);
 }
 
 // Why a method did not save, where nothing has been written yet: a script that goes on would take
 // an empty text for its data.
-kt_long ReportUnsaved(Kt_ExprDataset& wrapper, const Kt_SaveReport& report,
+kt_long ReportUnsaved(const Kt_ObjectHolder& parent, const Kt_SaveReport& report,
                       const char16_t* method) {
   constexpr const char16_t* kSource = u"Kt_ExprDataset";
-  Kt_ExprObject* const context = wrapper.GetParentCtx();
+  Kt_ExprObject* const context = Kt_ExprObject::From(parent.GetObject());
   if (report.code == kErrNotAllowed) {
     return kt::Report(context, kSource, report.code, method, report.error);
   }
@@ -48,6 +50,7 @@ kt_long CallSave(Kt_ExprDataset& wrapper, const Kt_VariantList* args, const char
   const MethodCall call(wrapper, args, 0, method);
   if (call.Refused()) return call.Code();
   const Kt_WString id = call.Text(0);
+  const Kt_ObjectHolder parent(nullptr, wrapper.GetParentCtx());
   Kt_SaveReport report;
   if (id.IsEmpty()) {
     save(call, call.Data(), report);
@@ -57,7 +60,7 @@ kt_long CallSave(Kt_ExprDataset& wrapper, const Kt_VariantList* args, const char
     copy.SetEvaluator(call.Data().GetEvaluator());
     save(call, copy, report);
   }
-  return report.code == kOk ? kOk : ReportUnsaved(wrapper, report, method);
+  return report.code == kOk ? kOk : ReportUnsaved(parent, report, method);
 }
 
 kt_long LoadBinary(Kt_Dataset& dataset, const Kt_Variant& data, bool clear) {

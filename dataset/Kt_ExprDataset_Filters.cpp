@@ -4,6 +4,7 @@
 #include <new>
 #include <vector>
 
+#include "dataset/detail/Kt_MethodArgs.h"
 #include "dataset/detail/Kt_RowLoop.h"
 #include "object/Kt_FuncArgs.h"
 #include "object/Kt_MemoryDoor.h"
@@ -11,7 +12,6 @@
 namespace {
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
-using kt::Kt_FuncArgs;
 
 bool IsGrouped(const Kt_Dataset& dataset) { return !dataset.GetGroupStr().IsEmpty(); }
 
@@ -84,7 +84,11 @@ void HideRows(Kt_Dataset& dataset, bool is_local, const std::vector<bool>& hidde
 class FilterRun {
  public:
   FilterRun(Kt_ExprDataset& wrapper, const Kt_WString& text, bool recalc)
-      : wrapper_(wrapper), dataset_(*wrapper.GetDataset()), text_(text), recalc_(recalc) {}
+      : wrapper_(wrapper),
+        dataset_(*wrapper.GetDataset()),
+        there_(wrapper),
+        text_(text),
+        recalc_(recalc) {}
 
   // 1 when it acted.
   int Run() {
@@ -118,28 +122,29 @@ class FilterRun {
     const bool has_source = dataset_.IsLogical() && dataset_.GetSource() != nullptr;
     if (!text_.IsEmpty() || has_source) {
       dataset_.ResetRecIndex();
+      if (!there_) return;
       if (!text_.IsEmpty() && !HideFalse(false, dataset_.GetRowCount())) return;
     }
     if (!dataset_.IsPhysical() && !dataset_.GetFilterStat()) {
       dataset_.ResetRecIndex();
+      if (!there_) return;
       dataset_.SetFilterStat(true);
     }
     if (!text_.IsEmpty() && !recalc_) dataset_.RecalcGroup();
   }
 
-  // False when the dataset has gone.
+  // False when the dataset is not there any more.
   bool HideFalse(bool is_local, kt_long row_count) {
-    const Kt_DatasetHandle handle(&dataset_);
-    const Kt_ObjectHolder self(nullptr, &wrapper_);
     std::vector<bool> hidden;
     const bool is_judged = JudgeRows(wrapper_, text_, row_count, hidden, stop_code_);
-    if (handle.Get() == nullptr || !self.IsValid()) return false;
+    if (!there_) return false;
     if (is_judged) HideRows(dataset_, is_local, hidden);
     return true;
   }
 
   Kt_ExprDataset& wrapper_;
   Kt_Dataset& dataset_;
+  StillThere there_;
   Kt_WString text_;
   bool recalc_;
   kt_long stop_code_ = kOk;
@@ -184,8 +189,8 @@ int Kt_ExprDataset::ExprFilter(const Kt_WString& text, bool recalc) {
 }
 
 kt_long Kt_ExprDataset::CallFilter(const Kt_VariantList* args, Kt_Variant&) {
-  const Kt_FuncArgs in(args);
-  if (GetDataset() == nullptr || !in.Has(0)) return kErrBadArgument;
+  const MethodCall in(*this, args, 1);
+  if (in.Refused()) return in.Code();
   const Kt_ObjectHolder self(nullptr, this);
   const Kt_WString text = in.Text(0);
   kt_long stop_code = kOk;

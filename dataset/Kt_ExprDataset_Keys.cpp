@@ -10,6 +10,7 @@ namespace {
 using kt::detail::AnswerCall;
 using kt::detail::ChangeCall;
 using kt::detail::MethodCall;
+using kt::detail::StillThere;
 using kt::detail::StoreAnswer;
 
 // A code among the first `count` codes of a list; -1 for any other.
@@ -26,13 +27,14 @@ kt_long Kt_ExprDataset::CallSort(const Kt_VariantList* args, Kt_Variant& result)
   const Kt_WString list = call.Text(0);
   if (list.IsEmpty()) return kErrBadArgument;
   const StoreAnswer answer(*this);
-  const kt_long sorted =
-      call.Data().Sort(list.View(), call.Flag(1, true), call.Flag(2, false), call.Flag(3, false));
-  call.Data().RecalcGroup();
+  const StillThere there(*this);
   Kt_Result failure;
   failure.AddMsg(kErrSort, u"Kt_ExprDataset", 0, GetID(), list);
+  const kt_long sorted =
+      call.Data().Sort(list.View(), call.Flag(1, true), call.Flag(2, false), call.Flag(3, false));
+  if (there.Data() != nullptr) there.Data()->RecalcGroup();
   if (const kt_long code = answer.Give(sorted, result)) return code;
-  if (!AnnounceRows(Kt_LoadReason::kSorted) || sorted != -1) return kOk;
+  if (!there || !AnnounceRows(Kt_LoadReason::kSorted) || sorted != -1) return kOk;
   kt::detail::NoteReport(this, failure);
   if (IsSystemLogMode() != 0) OnSystemError(failure);
   return kOk;
@@ -52,16 +54,18 @@ kt_long Kt_ExprDataset::CallModifyKeyStat(const Kt_VariantList* args, Kt_Variant
 
 kt_long Kt_ExprDataset::CallRecalcGroup(const Kt_VariantList* args, Kt_Variant& result) {
   return AnswerCall(*this, args, 0, result, [this](const MethodCall& call) {
+    const StillThere there(*this);
     call.Data().RecalcGroup();
-    AnnounceRows(Kt_LoadReason::kSorted);
+    if (there) AnnounceRows(Kt_LoadReason::kSorted);
     return kt_long{1};
   });
 }
 
 kt_long Kt_ExprDataset::CallRecalcPivot(const Kt_VariantList* args, Kt_Variant& result) {
   return ChangeCall(*this, args, 0, result, [this](const MethodCall& call) {
+    const StillThere there(*this);
     const kt_long made = call.Data().RecalcPivot();
-    AnnounceRows(Kt_LoadReason::kSorted);
+    if (there) AnnounceRows(Kt_LoadReason::kSorted);
     return made;
   });
 }

@@ -9,7 +9,6 @@
 namespace {
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
-using kt::Kt_FuncArgs;
 
 // Positions [start, end), of which the plain ones count; both -1: all.
 struct Positions {
@@ -17,11 +16,11 @@ struct Positions {
   kt_long end = -1;
 };
 
-Positions ReadPositions(const Kt_Dataset& dataset, const Kt_FuncArgs& in) {
+Positions ReadPositions(const MethodCall& in) {
   const kt_long start = in.Integer(2, -1);
   const kt_long count = in.Integer(3, -1);
   if (start < 0) return {};
-  const kt_long all = dataset.GetPivotColCount();
+  const kt_long all = in.Data().GetPivotColCount();
   if (start >= all) return {start, start};
   return {start, count < 0 ? all : start + std::min(count, all - start)};
 }
@@ -50,9 +49,9 @@ bool IsLeftOut(Kt_Aggregate what, const Kt_Variant& value) {
   return value.IsEmpty() && (what == Kt_Aggregate::kAvg || what == Kt_Aggregate::kCount);
 }
 
-kt_long TotalOfExpression(Kt_ExprDataset& wrapper, Kt_Aggregate what, const Kt_FuncArgs& in,
+kt_long TotalOfExpression(Kt_ExprDataset& wrapper, Kt_Aggregate what, const MethodCall& in,
                           Kt_Variant& result) {
-  const kt_long all = wrapper.GetDataset()->GetPivotColCount();
+  const kt_long all = in.Data().GetPivotColCount();
   const kt_long start = std::max(in.Integer(2, 0), 0);
   kt_long count = in.Integer(3, -1);
   if (count < 0 || count > all - start) count = all - start;
@@ -75,15 +74,14 @@ kt_long TotalOfExpression(Kt_ExprDataset& wrapper, Kt_Aggregate what, const Kt_F
 kt_long PivotTotal(Kt_ExprDataset& wrapper, Kt_Aggregate what, const Kt_VariantList* args,
                    Kt_Variant& result) {
   result = 0.0;  // for counts too, where there is nothing to count
-  const Kt_Dataset* const dataset = wrapper.GetDataset();
-  const Kt_FuncArgs in(args);
-  if (dataset == nullptr || in.Count() < 2) return kOk;
-  const kt_long col = ColumnOf(*dataset, in.Value(0));
+  const MethodCall in(wrapper, args, 0);
+  if (!in.HasData() || in.Count() < 2) return kOk;
+  const kt_long col = in.Column(0);
   if (col >= 0) {
-    result = TotalOfColumn(*dataset, what, col, in.Integer(1), ReadPositions(*dataset, in));
+    result = TotalOfColumn(in.Data(), what, col, in.Integer(1), ReadPositions(in));
     return kOk;
   }
-  return IsLogicalPivot(*dataset) ? TotalOfExpression(wrapper, what, in, result) : kOk;
+  return IsLogicalPivot(in.Data()) ? TotalOfExpression(wrapper, what, in, result) : kOk;
 }
 
 }  // namespace

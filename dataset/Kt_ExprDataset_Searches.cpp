@@ -7,7 +7,6 @@
 namespace {
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
-using kt::Kt_FuncArgs;
 
 // The first true one of some conditions; their count when there is none.
 kt_long FirstTrueOf(const RowNumbers& conditions) {
@@ -36,11 +35,10 @@ kt_long FirstTrue(RowLoop& loop, RowExpr& condition, kt_long start, kt_long end)
 
 kt_long Search(Kt_ExprDataset& wrapper, Rows rows, const Kt_VariantList* args, Kt_Variant& result) {
   result = kt_long{-1};
-  Kt_Dataset* const dataset = wrapper.GetDataset();
-  const Kt_FuncArgs in(args);
-  if (dataset == nullptr || !in.Has(0)) return kOk;
+  const MethodCall in(wrapper, args, 0);
+  if (!in.HasData() || !in.Has(0)) return kOk;
   const FiltersOff filters(wrapper, rows == Rows::kAll);
-  const kt_long all = dataset->GetRowCount();
+  const kt_long all = in.Data().GetRowCount();
   const kt_long end = rows == Rows::kAll ? all : std::min(in.Integer(2, all), all);
   const kt_long start = std::max(in.Integer(1, 0), 0);
   if (start >= end) return kOk;
@@ -53,13 +51,13 @@ kt_long Search(Kt_ExprDataset& wrapper, Rows rows, const Kt_VariantList* args, K
 using LookUpRow = kt_long (Kt_Dataset::*)(std::u16string_view id, std::u16string_view text,
                                           kt_long start, kt_long end) const;
 
-kt_long Find(const Kt_Dataset* dataset, LookUpRow look_up, const Kt_VariantList* args,
+kt_long Find(Kt_ExprDataset& wrapper, LookUpRow look_up, const Kt_VariantList* args,
              Kt_Variant& result) {
   result = kt_long{-1};
-  const Kt_FuncArgs in(args);
-  if (dataset == nullptr || in.Count() < 2) return kOk;
+  const MethodCall in(wrapper, args, 0);
+  if (!in.HasData() || in.Count() < 2) return kOk;
   const kt_long start = std::max(in.Integer(2, 0), 0);
-  result = (dataset->*look_up)(in.Text(0).View(), in.Text(1).View(), start, in.Integer(3, -1));
+  result = (in.Data().*look_up)(in.Text(0).View(), in.Text(1).View(), start, in.Integer(3, -1));
   return kOk;
 }
 
@@ -72,22 +70,21 @@ kt_long Kt_ExprDataset::CallSearchRowNF(const Kt_VariantList* args, Kt_Variant& 
   return Search(*this, Rows::kAll, args, result);
 }
 kt_long Kt_ExprDataset::CallFindRow(const Kt_VariantList* args, Kt_Variant& result) {
-  return Find(GetDataset(), &Kt_Dataset::LookupDataRow, args, result);
+  return Find(*this, &Kt_Dataset::LookupDataRow, args, result);
 }
 kt_long Kt_ExprDataset::CallFindRowNF(const Kt_VariantList* args, Kt_Variant& result) {
-  return Find(GetDataset(), &Kt_Dataset::LookupDataRowNF, args, result);
+  return Find(*this, &Kt_Dataset::LookupDataRowNF, args, result);
 }
 kt_long Kt_ExprDataset::CallFindRowAs(const Kt_VariantList* args, Kt_Variant& result) {
-  return Find(GetDataset(), &Kt_Dataset::LookupDataRowAs, args, result);
+  return Find(*this, &Kt_Dataset::LookupDataRowAs, args, result);
 }
 kt_long Kt_ExprDataset::CallFindRowNFAs(const Kt_VariantList* args, Kt_Variant& result) {
-  return Find(GetDataset(), &Kt_Dataset::LookupDataRowNFAs, args, result);
+  return Find(*this, &Kt_Dataset::LookupDataRowNFAs, args, result);
 }
 
 kt_long Kt_ExprDataset::CallLookup(const Kt_VariantList* args, Kt_Variant& result) {
-  const Kt_Dataset* const dataset = GetDataset();
-  const Kt_FuncArgs in(args);
-  if (dataset == nullptr || in.Count() < 2) return kOk;
-  result = dataset->LookupDataText(in.Text(0).View(), in.Text(1).View(), in.Text(2).View());
+  const MethodCall in(*this, args, 0);
+  if (!in.HasData() || in.Count() < 2) return kOk;
+  result = in.Data().LookupDataText(in.Text(0).View(), in.Text(1).View(), in.Text(2).View());
   return kOk;
 }

@@ -9,6 +9,7 @@ namespace {
 using kt::detail::AnswerCall;
 using kt::detail::ChangeCall;
 using kt::detail::MethodCall;
+using kt::detail::StillThere;
 
 // A row type by number or by the text that GetRowType gives; 0 for any other text.
 kt_long TypeArgument(const MethodCall& call, kt_long arg) {
@@ -70,8 +71,9 @@ kt_long Kt_ExprDataset::CallApplyChange(const Kt_VariantList* args, Kt_Variant& 
 // Rows go and come back, as when the data is loaded anew.
 kt_long Kt_ExprDataset::CallReset(const Kt_VariantList* args, Kt_Variant& result) {
   return AnswerCall(*this, args, 0, result, [this](const MethodCall& call) {
+    const StillThere there(*this);
     call.Data().Reset();
-    AnnounceRows(Kt_LoadReason::kLoaded);
+    if (there) AnnounceRows(Kt_LoadReason::kLoaded);
     return kt_long{1};
   });
 }

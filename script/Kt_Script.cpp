@@ -16,6 +16,7 @@ Kt_Script::~Kt_Script() = default;
 
 kt_long Kt_Script::Parse(const Kt_WString& source_name, const Kt_WString& text,
                          Kt_ScriptLoadHandler* loader, Kt_WStrList* errors) {
+  KT_CHECK_THREAD(one_thread_, "the script of text", source_name);
   // Held here: a script may be parsed again by its own load handler, and `text` may belong to it.
   const Kt_WString held = text;
   return kt::AtMemoryDoor(this, u"Kt_Script", source_name, [&] {
@@ -29,6 +30,7 @@ kt_long Kt_Script::Parse(const Kt_WString& source_name, const Kt_WString& text,
 
 kt_long Kt_Script::ParseScript(const Kt_WString& source_name, Kt_WStrList& includes,
                                const char16_t* text, Kt_WStrList* errors) {
+  KT_CHECK_THREAD(one_thread_, "the script of text", source_name);
   if (text == nullptr) return 0;
   return kt::AtMemoryDoor(this, u"Kt_Script", source_name, [&] {
     return kt::detail::ScriptLoader(*this, source_name, includes, text, errors).Run();

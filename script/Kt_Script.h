@@ -3,6 +3,7 @@
 
 #include <memory>
 
+#include "classlib/Kt_OneThread.h"
 #include "classlib/Kt_WStrList.h"
 #include "script/Kt_RunBudget.h"
 #include "script/Kt_ScriptContext.h"
@@ -30,7 +31,8 @@ class ScriptLoader;
 // function appends its arguments and statements to the first; a global declared again takes the
 // new value.
 // Ownership: owns globals and functions; borrows the external context, which must outlive it.
-// Threads: a script belongs to one thread.
+// Threads: a script belongs to one thread at a time. Debug builds stop where two threads are in
+// one.
 class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
  public:
   // `external_context` answers what the script does not know itself; may be null.
@@ -106,6 +108,7 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
   friend class kt::detail::LoadUndo;
   friend class kt::detail::RunState;
   friend class kt::detail::ScriptLoader;
+  friend class Kt_ScriptFunc;
 
   Kt_ScriptFuncList funcs_;
   Kt_WString text_;
@@ -117,4 +120,5 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
   std::shared_ptr<kt::detail::RunState> run_state_;
   // Functions that were cleared while they may have been running.
   std::vector<std::unique_ptr<Kt_ScriptFuncList>> retired_;
+  Kt_OneThread one_thread_;
 };

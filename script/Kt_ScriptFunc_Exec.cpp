@@ -7,6 +7,8 @@
 #include "script/detail/Kt_Interpreter.h"
 
 kt_long Kt_ScriptFunc::ExecFunc(const Kt_VariantList* args, Kt_Variant& result) {
+  if (script_ == nullptr) return CallWith(args, result);
+  KT_CHECK_THREAD(script_->one_thread_, "the script of function", name_);
   const kt_long code =
       kt::AtMemoryDoor(script_, u"Kt_ScriptFunc", name_, [&] { return CallWith(args, result); });
   if (code == kErrNoMemory) result.Clear();

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "script/Kt_ScriptOp.h"
 
+#include <new>
+#include <utility>
+#include <vector>
+
+#include "classlib/Kt_NativeStack.h"
 #include "script/Kt_ScriptOpItem.h"
 #include "script/Kt_ScriptOpPayloads.h"
 
@@ -58,19 +63,47 @@ void Kt_ScriptOp::SetOpCode(std::int16_t code) {
   opcode = code;
 }
 
-void Kt_ScriptOp::ClearInfo() {
-  switch (kind_) {
+void Kt_ScriptOp::Delete(Payload kind, void* payload) {
+  switch (kind) {
     case Payload::kNone: break;
-    case Payload::kVar: delete GetVar(); break;
-    case Payload::kSet: delete GetSet(); break;
-    case Payload::kFor: delete GetFor(); break;
-    case Payload::kWhile: delete GetWhile(); break;
-    case Payload::kIf: delete GetIf(); break;
-    case Payload::kSwitch: delete GetSwitch(); break;
-    case Payload::kBlock: delete GetBlock(); break;
+    case Payload::kVar: delete static_cast<Kt_ScriptOpVar*>(payload); break;
+    case Payload::kSet: delete static_cast<Kt_ScriptOpSet*>(payload); break;
+    case Payload::kFor: delete static_cast<Kt_ScriptOpFor*>(payload); break;
+    case Payload::kWhile: delete static_cast<Kt_ScriptOpWhile*>(payload); break;
+    case Payload::kIf: delete static_cast<Kt_ScriptOpIf*>(payload); break;
+    case Payload::kSwitch: delete static_cast<Kt_ScriptOpSwitch*>(payload); break;
+    case Payload::kBlock: delete static_cast<Kt_ScriptOpList*>(payload); break;
   }
-  kind_ = Payload::kNone;
-  payload_ = nullptr;
+}
+
+// A program may be destroyed on a thread with less stack than the one that built it. What nests
+// deeper than there is stack waits until the outermost statement takes it over.
+void Kt_ScriptOp::ClearInfo() {
+  using Waiting = std::vector<std::pair<Payload, void*>>;
+  static KT_THREAD_LOCAL Waiting* outermost = nullptr;
+  const Payload kind = std::exchange(kind_, Payload::kNone);
+  void* const payload = std::exchange(payload_, nullptr);
+  if (kind == Payload::kNone || kind == Payload::kVar || kind == Payload::kSet) {
+    return Delete(kind, payload);
+  }
+  if (outermost != nullptr) {
+    if (KT_LIKELY(kt_hasstack())) return Delete(kind, payload);
+    try {
+      outermost->emplace_back(kind, payload);
+    } catch (const std::bad_alloc&) {
+      Delete(kind, payload);  // the reserve of the stack has to do
+    }
+    return;
+  }
+  Waiting waiting;
+  outermost = &waiting;
+  Delete(kind, payload);
+  while (!waiting.empty()) {
+    const auto [next_kind, next] = waiting.back();
+    waiting.pop_back();
+    Delete(next_kind, next);
+  }
+  outermost = nullptr;
 }
 
 template <class T>

@@ -131,6 +131,7 @@ class KT_SCRIPT_API Kt_ScriptOp {
   }
   static Payload KindOf(std::int16_t code);
   void MakePayload(Payload kind);
+  static void Delete(Payload kind, void* payload);
   void CopyPayload(const Kt_ScriptOp& source);
   template <class T>
   void Make();

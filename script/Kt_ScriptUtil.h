@@ -16,7 +16,8 @@
 // and ' and, unless said otherwise, both kinds of comments are skipped.
 //
 // Threads: free functions without state. Only SplitLine, RemoveComment and the error functions
-// allocate; none throws. Nesting deeper than kMaxBlockDepth ends in kSynTooDeep.
+// allocate; none throws. Nesting deeper than kMaxBlockDepth or than the native stack allows ends in
+// kSynTooDeep.
 namespace Kt_ScriptUtil {
 
 // Line breaks (CR LF, CR or LF) among the first `len` units.

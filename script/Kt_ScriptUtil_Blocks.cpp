@@ -2,6 +2,7 @@
 //
 // Where statements end that control other statements. Braces are passed in one run whatever they
 // hold; only statements without braces recurse, one level for each statement around them.
+#include "classlib/Kt_NativeStack.h"
 #include "expr/Kt_ExprUtil.h"
 #include "script/Kt_ScriptUtil.h"
 #include "script/detail/Kt_ScriptScan.h"
@@ -129,7 +130,7 @@ namespace kt::detail {
 
 kt_long FindBlock(const char16_t* text, kt_long len, kt_long& start, kt_long& length,
                   kt_long& error_pos, int depth) {
-  if (depth > kMaxBlockDepth) {
+  if (depth > kMaxBlockDepth || !kt_hasstack()) {
     error_pos = 0;
     return kSynTooDeep;
   }

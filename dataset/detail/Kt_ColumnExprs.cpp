@@ -43,7 +43,10 @@ ColumnExprs::Column& ColumnExprs::Find(const Kt_WString& text) {
 class ColumnExprs::Run {
  public:
   Run(ColumnExprs& owner, const Kt_Dataset& dataset, Column& column)
-      : owner_(owner), dataset_(dataset), column_(column), outer_(innermost) {
+      : owner_(owner),
+        dataset_(const_cast<Kt_Dataset*>(&dataset)),
+        column_(column),
+        outer_(innermost) {
     innermost = this;
     column_.is_running = true;
     ++owner_.depth_;
@@ -62,7 +65,8 @@ class ColumnExprs::Run {
     constexpr std::size_t kMaxNames = 12;
     std::vector<Kt_WString> names;
     for (const Run* run = innermost; run != nullptr; run = run->outer_) {
-      names.push_back(NameOf(run->dataset_, run->column_.text));
+      const Kt_Dataset* const dataset = run->dataset_.Get();  // null: destroyed on the way
+      names.push_back(dataset != nullptr ? NameOf(*dataset, run->column_.text) : run->column_.text);
       if (&run->column_ == &column) break;
     }
     Kt_WString ring = names.back();
@@ -85,7 +89,7 @@ class ColumnExprs::Run {
 
  private:
   ColumnExprs& owner_;
-  const Kt_Dataset& dataset_;
+  Kt_DatasetHandle dataset_;
   Column& column_;
   Run* const outer_;
 };

@@ -25,12 +25,12 @@ MethodCall::MethodCall(Kt_ExprDataset& wrapper, const Kt_VariantList* args, kt_l
   }
 }
 
-// False when an object's answer ended the wrapper.
+// False when an object's answer destroyed the wrapper.
 bool MethodCall::TakeTexts(Kt_ExprDataset& wrapper) {
   Kt_ObjectHolder hold;
   for (kt_long arg = 0; arg < Count(); ++arg) {
     const Kt_Variant value = Value(arg);
-    if (!value.IsObject() || HeldWrapper(value) != nullptr) continue;
+    if (!value.IsObject()) continue;
     if (hold.IsEmpty()) hold.Set(nullptr, &wrapper);
     texts_.SetItem(arg, value.ToString());
     if (!hold.IsValid()) return false;
@@ -43,6 +43,14 @@ Kt_ExprDataset* MethodCall::Wrapper(const Kt_ExprDataset& wrapper, kt_long arg) 
   Kt_ExprObject* const parent = wrapper.GetParentCtx();
   const Kt_WString id = Text(arg);
   return parent == nullptr || id.IsEmpty() ? nullptr : parent->GetChildDataset(id);
+}
+
+StillThere::StillThere(Kt_ExprDataset& wrapper)
+    : wrapper_(wrapper), self_(nullptr, &wrapper), dataset_(wrapper.GetDataset()) {}
+
+StillThere::operator bool() const {
+  Kt_Dataset* const dataset = dataset_.Get();
+  return dataset != nullptr && self_.GetObject() != nullptr && wrapper_.GetDataset() == dataset;
 }
 
 StoreAnswer::StoreAnswer(const Kt_ExprDataset& wrapper)

@@ -58,7 +58,9 @@ class MethodCall : public Kt_FuncArgs {
   bool Refused() const { return code_ != kOk; }
   kt_long Code() const { return code_; }
 
-  // REQUIRES for the rest: not refused.
+  bool HasData() const { return dataset_ != nullptr; }
+
+  // REQUIRES for the rest: HasData.
   Kt_Dataset& Data() const { return *dataset_; }
   Kt_WString Text(kt_long arg) const { return Plain(arg).ToString(); }
   kt_long Integer(kt_long arg) const { return Plain(arg).ToInteger(); }
@@ -84,6 +86,23 @@ class MethodCall : public Kt_FuncArgs {
   Kt_Dataset* dataset_ = nullptr;
   kt_long code_ = kOk;
   Kt_VariantList texts_;  // of the arguments that are objects
+};
+
+// Whether a wrapper and the dataset that it had then are still there, and belong together: what is
+// asked after everything that calls out of the engine, which computing a cell does, too. So a
+// method that sorts, lays groups, copies or reads a cell looks here before it goes on.
+class StillThere {
+ public:
+  // REQUIRES: the wrapper has a dataset.
+  explicit StillThere(Kt_ExprDataset& wrapper);
+  explicit operator bool() const;
+  // Null when it was destroyed.
+  Kt_Dataset* Data() const { return dataset_.Get(); }
+
+ private:
+  Kt_ExprDataset& wrapper_;
+  Kt_ObjectHolder self_;
+  Kt_DatasetHandle dataset_;
 };
 
 // What the store answered to a change, as the result of a method. Made before the change, which

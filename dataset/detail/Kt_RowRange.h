@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "classlib/Kt_Dataset.h"
-#include "object/Kt_FuncArgs.h"
+#include "dataset/detail/Kt_MethodArgs.h"
 
 namespace kt::detail {
 
@@ -25,7 +25,7 @@ struct RowRange {
 };
 
 // `start_arg`, `count_arg` and `pivot_arg` are the positions of the arguments.
-RowRange ReadRange(const Kt_Dataset& dataset, Rows rows, const kt::Kt_FuncArgs& in,
-                   kt_long start_arg, kt_long count_arg, kt_long pivot_arg);
+RowRange ReadRange(Rows rows, const MethodCall& in, kt_long start_arg, kt_long count_arg,
+                   kt_long pivot_arg);
 
 }  // namespace kt::detail

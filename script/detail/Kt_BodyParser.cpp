@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "classlib/Kt_NativeStack.h"
 #include "expr/Kt_ExprUtil.h"
 #include "script/Kt_ScriptUtil.h"
 
@@ -107,7 +108,9 @@ const BodyParser::Keyword* BodyParser::KeywordOf(const Slice& word) {
 
 kt_long BodyParser::ParseBody(Kt_ScriptOpList& ops, const Slice& body) {
   const Level level(depth_);
-  if (depth_ > kMaxBlockDepth) return Fail(kSynTooDeep, nullptr, LineOf(body, 0), body.Part(0, 1));
+  if (depth_ > kMaxBlockDepth || !kt_hasstack()) {
+    return Fail(kSynTooDeep, nullptr, LineOf(body, 0), body.Part(0, 1));
+  }
   return ParseStatements(ops, body);
 }
 

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: MIT
+#include <sys/wait.h>
+
+#include <cstdlib>
+
 #include "cli_test_util.h"
 
 namespace {
@@ -111,6 +115,31 @@ TEST(CliCheck, AnyBytesEndInAMessage) {
   const Check invalid("function \xFF");
   EXPECT_EQ(invalid.outcome.status, 1);
   EXPECT_NE(invalid.outcome.messages.find("byte offset 9"), std::string::npos);
+}
+
+// The program with less native stack than usual: an error with its place, in check and in run.
+TEST(CliCheck, NestingDeeperThanTheStack) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+  const std::vector<std::string> sizes = {"2048"};
+#else
+  const std::vector<std::string> sizes = {"64", "128", "320", "512"};
+#endif
+  const TestFolder folder;
+  std::string text = "function main() {\n";
+  for (int level = 0; level < 900; ++level) text += "if (1) {\n";
+  text += "return 7;" + std::string(901, '}');
+  const std::string file = folder.Write("a.kts", text);
+  for (const std::string& size : sizes) {
+    for (const std::string command : {"check", "run"}) {
+      const std::string line = "ulimit -s " + size + "; '" KT_PROGRAM "' " + command + " '" + file +
+                               "' > '" + folder.Path("out") + "' 2>&1";
+      const int status = std::system(line.c_str());  // NOLINT(cert-env33-c)
+      const std::string out = folder.Shorten(folder.Read("out"));
+      const bool has_ended = WIFEXITED(status) && WEXITSTATUS(status) <= 1;
+      EXPECT_TRUE(has_ended) << size << " " << command << " " << status << out;
+      if (size == "64") EXPECT_NE(out.find("Nested Too Deeply"), std::string::npos) << out;
+    }
+  }
 }
 
 }  // namespace
