@@ -51,7 +51,7 @@ bool Interpreter::BindArgs(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_
     if (arg >= arg_count) {
       variables.AddVariable(name, Kt_Variant());
     } else if (args[arg].IsRef()) {
-      variables.AddRefVariable(name, args[arg]);
+      variables.AddRefVariable(name, args[arg], true);
       has_items = has_items || args[arg].GetRefItem() >= 0;
     } else {
       variables.AddVariable(name, std::move(args[arg]));
