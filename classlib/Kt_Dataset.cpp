@@ -47,6 +47,18 @@ bool Kt_Dataset::IsLogicalColumn(kt_long col) const {
   return column.cells == nullptr && !column.is_alias;
 }
 
+bool Kt_Dataset::IsLoadedMap(kt_long col) const {
+  return HasCol(col) && columns_[static_cast<std::size_t>(col)].origin != nullptr;
+}
+
+// Other copies of the columns keep what they have: they may be on other threads.
+void Kt_Dataset::NameLoadedMaps(const Kt_WString& file) {
+  for (Column& column : columns_) {
+    if (column.origin == nullptr || !column.origin->GetFile().IsEmpty()) continue;
+    column.origin = std::make_shared<Kt_MapOrigin>(file);
+  }
+}
+
 kt_long Kt_Dataset::AddColumnRow(Column column) {
   if (IsEvaluating()) return -1;
   if (column.id.IsEmpty() || GetColIndex(column.id) >= 0) return -1;
@@ -94,6 +106,14 @@ kt_long Kt_Dataset::AddLogicalColumn(const Kt_WString& id, const Kt_WString& map
   if (!type.empty() && !kt_findcolumntypeW(type, column_type)) return -1;
   if (map.IsEmpty()) return -1;
   return AddColumnRow({id, map, column_type, size});
+}
+
+kt_long Kt_Dataset::AddLogicalColumnOf(const Kt_Dataset& source, kt_long col) {
+  if (!source.IsLogicalColumn(col)) return -1;
+  const Column& from = source.columns_[static_cast<std::size_t>(col)];
+  Column column{from.id, from.map, from.type, from.size};
+  column.origin = from.origin;
+  return AddColumnRow(std::move(column));
 }
 
 // Own columns come first, also when one is added later.

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "classlib/Kt_Column.h"
+#include "classlib/Kt_ColumnMap.h"
 #include "classlib/Kt_DatasetHandle.h"
 #include "classlib/Kt_LoadReport.h"
 #include "classlib/Kt_OneThread.h"
@@ -74,12 +75,22 @@ class KT_CLASS_API Kt_ColumnEvaluator {
   virtual ~Kt_ColumnEvaluator() = default;
   // False when what it needs has gone, so that another one may take its place.
   virtual bool IsAlive() const { return true; }
-  // The value of `expression` in a row; `filtered` says which of the two row numberings `row`
-  // counts in. False gives an empty cell. The dataset refuses all changes meanwhile; it may be
-  // assigned to or destroyed, which ends the operation that asked. Reading columns of this kind in
-  // it comes here again: where the native stack ends is to be looked at.
+  // The value of a map in a row; `filtered` says which of the two row numberings `row` counts in.
+  // False gives an empty cell. The dataset refuses all changes meanwhile; it may be assigned to or
+  // destroyed, which ends the operation that asked. Reading columns of this kind in it comes here
+  // again: where the native stack ends is to be looked at.
+  //
+  // A map that has an origin may be a stranger's. Unless loaded maps are trusted it may only
+  // compute: it reaches neither what the host offers nor its scripts.
   virtual bool EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool filtered,
-                              const Kt_WString& expression, Kt_Variant& result) = 0;
+                              const Kt_ColumnMap& map, Kt_Variant& result) = 0;
+
+  // Whether maps that a load brought may do all that those of the host may. Off by default.
+  void TrustLoadedMaps(bool trusted) { trusts_loaded_maps_ = trusted; }
+  bool TrustsLoadedMaps() const { return trusts_loaded_maps_; }
+
+ private:
+  bool trusts_loaded_maps_ = false;
 };
 
 // A table of typed columns and rows that knows what was changed since it was loaded.
@@ -150,6 +161,11 @@ class KT_CLASS_API Kt_Dataset {
   // What a logical column shows: a column id or an expression. Empty for all other columns.
   const Kt_WString& GetColMapValue(kt_long col) const;
   bool IsLogicalColumn(kt_long col) const;
+  // Whether the map of a column came with data that was loaded. Copies of the column keep that, and
+  // saving and loading again does too. Such a map may be a stranger's (Kt_ColumnEvaluator).
+  bool IsLoadedMap(kt_long col) const;
+  // Says which file the loaded maps are from that have no name yet, for messages.
+  void NameLoadedMaps(const Kt_WString& file);
 
   // The index of the new column, whose cells are null. -1 when the id is empty or known or the type
   // unknown, or at the limit. The empty type is string.
@@ -159,6 +175,8 @@ class KT_CLASS_API Kt_Dataset {
   // then read and written through this one, or an expression for the evaluator (read-only).
   kt_long AddLogicalColumn(const Kt_WString& id, const Kt_WString& map,
                            std::u16string_view type = {}, kt_long size = 0);
+  // A logical column as `source` has it, with the origin of its map.
+  kt_long AddLogicalColumnOf(const Kt_Dataset& source, kt_long col);
   // Null for none. Copies of the dataset have none.
   void SetEvaluator(std::shared_ptr<Kt_ColumnEvaluator> evaluator) {
     evaluator_.pointer = std::move(evaluator);
@@ -531,6 +549,7 @@ class KT_CLASS_API Kt_Dataset {
     bool is_alias = false;               // stands for the source's column with the id `map`
     kt_long source_col = -1;             // the source's column that it stands for, -1: none
     std::shared_ptr<Kt_Column> cells{};  // shared between copies; null for a logical column
+    std::shared_ptr<const Kt_MapOrigin> origin{};  // of a map that a load brought
   };
   // Not part of the value: copies start with none.
   struct Evaluator {

@@ -257,6 +257,8 @@ class BinaryLoader {
     if (column.map.IsEmpty()) {
       column.cells = std::make_shared<Kt_Column>(column.type);
       ReadCells(*column.cells);
+    } else {
+      column.origin = std::make_shared<Kt_MapOrigin>();
     }
     names_.Add(column.id, 0);
     table_.columns.push_back(std::move(column));

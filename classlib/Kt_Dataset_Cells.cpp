@@ -42,12 +42,12 @@ Kt_Variant Kt_Dataset::ReadExpression(View view, kt_long row, const Column& colu
   if (evaluator_.pointer == nullptr || evaluator_.out_of_stack) return {};
   // Copies: the evaluator runs code that we do not know.
   const std::shared_ptr<Kt_ColumnEvaluator> evaluator = evaluator_.pointer;
-  const Kt_WString expression = column.map;
+  const Kt_ColumnMap map{column.id, column.map, column.origin};
   const Kt_Column converter(column.type);
   Kt_Variant value;
   const Callout callout(*this);
   evaluator_.out_of_stack = !kt_hasstack();
-  const bool found = evaluator->EvaluateColumn(*this, row, view == ActiveView(), expression, value);
+  const bool found = evaluator->EvaluateColumn(*this, row, view == ActiveView(), map, value);
   callout.EndOperationUnlessThere();
   const bool is_whole = found && callout.IsThere() && !evaluator_.out_of_stack;
   return is_whole ? converter.Converted(value) : Kt_Variant();

@@ -102,7 +102,8 @@ LoadedTable Kt_Dataset::ShownRows() const {
   const kt::CountedVector<Slot> slots = RowsToSave(ActiveView(), false, false);
   table.row_count = static_cast<std::uint32_t>(slots.size());
   for (const Column& column : columns_) {
-    table.columns.push_back({column.id, column.map, column.type, column.size, nullptr});
+    table.columns.push_back(
+        {column.id, column.map, column.type, column.size, nullptr, column.origin});
     if (column.cells == nullptr) continue;
     table.columns.back().cells = std::make_shared<Kt_Column>(column.cells->Gather(slots));
   }

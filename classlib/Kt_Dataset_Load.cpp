@@ -74,7 +74,9 @@ bool Kt_Dataset::AdoptColumns(LoadedTable& table, std::vector<kt_long>& cols) {
   for (LoadedColumn& loaded : table.columns) {
     kt_long col = GetColIndex(loaded.id);
     if (col < 0 && loaded.cells == nullptr) {
-      col = AddColumnRow({loaded.id, loaded.map, loaded.type, loaded.size});
+      Column logical{loaded.id, loaded.map, loaded.type, loaded.size};
+      logical.origin = loaded.origin;
+      col = AddColumnRow(std::move(logical));
     } else if (col < 0) {
       col = AddColumn(loaded.id, loaded.type, loaded.size);
     }
@@ -193,7 +195,8 @@ LoadedTable Kt_Dataset::TableToSave(View view, bool changed_only) const {
   const kt::CountedVector<Slot> slots = RowsToSave(view, changed_only, true);
   table.row_count = static_cast<std::uint32_t>(slots.size());
   for (const Column& column : columns_) {
-    table.columns.push_back({column.id, column.map, column.type, column.size, nullptr});
+    table.columns.push_back(
+        {column.id, column.map, column.type, column.size, nullptr, column.origin});
     if (column.cells == nullptr) continue;
     table.columns.back().cells = std::make_shared<Kt_Column>(column.cells->Gather(slots));
   }

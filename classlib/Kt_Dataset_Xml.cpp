@@ -245,7 +245,11 @@ class XmlReader {
     } else if (const kt_long known = target_.GetColIndex(column.id); known >= 0) {
       column.type = target_.GetColType(known);
     }
-    if (column.map.IsEmpty()) column.cells = std::make_shared<Kt_Column>(column.type);
+    if (column.map.IsEmpty()) {
+      column.cells = std::make_shared<Kt_Column>(column.type);
+    } else {
+      column.origin = std::make_shared<Kt_MapOrigin>();
+    }
     names_.Add(column.id, static_cast<kt_long>(table_.columns.size()));
     table_.columns.push_back(std::move(column));
     return scanner_.SkipElement();

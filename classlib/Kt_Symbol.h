@@ -5,7 +5,11 @@
 
 // A number that stands for a name without regard to case: equal names have equal symbols, so the
 // engine's own contexts compare numbers instead of text. 0 stands for no symbol. Symbols are
-// process-wide and are never given back; only names that become variables make new ones.
+// process-wide; only names that become variables make new ones.
+//
+// A text that was asked for its symbol keeps it until the text changes or its last copy goes. A
+// symbol that no text keeps is given back, and its number may come to stand for another name. So
+// whoever stores a symbol stores the text that it asked, too, or keeps the symbol for good.
 // Threads: free to call from any.
 using Kt_Symbol = std::uint32_t;
 
@@ -15,6 +19,10 @@ KT_CLASS_API Kt_Symbol kt_makesymbolW(const Kt_WString& name);
 KT_CLASS_API Kt_Symbol kt_findsymbolW(const Kt_WString& name);
 // The name as it was first written; empty for an unknown symbol.
 KT_CLASS_API Kt_WString kt_symbolnameW(Kt_Symbol symbol);
+// Never gives back the symbol of `name`.
+KT_CLASS_API void kt_keepsymbolW(const Kt_WString& name);
+// How many names have a symbol at the moment.
+KT_CLASS_API std::size_t kt_symbolcountW();
 
 // As above; a name that was asked before answers from its own buffer without a search.
 inline Kt_Symbol kt_symbolW(const Kt_WString& name) {

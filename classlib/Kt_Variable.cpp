@@ -108,11 +108,14 @@ Kt_Variable* Kt_VariableList::AddVariable(const Kt_WString& name, Kt_Variant&& v
   return variable;
 }
 
-Kt_Variable* Kt_VariableList::AddRefVariable(const Kt_WString& name, const Kt_Variant& reference) {
+// A variable of the list keeps its symbol by its own name; a shared one may have another.
+Kt_Variable* Kt_VariableList::AddRefVariable(const Kt_WString& name, const Kt_Variant& reference,
+                                             bool name_outlives_list) {
   Kt_Variable* const target = reference.GetRefVariable();
   if (target == nullptr || reference.GetRefItem() >= 0) return AddVariable(name, reference);
   const Kt_Symbol symbol = kt_makesymbolW(name);
   if (symbol == 0) return nullptr;
+  if (!name_outlives_list) kt_keepsymbolW(name);
   target->AddRef();
   const std::uint32_t found = IndexOf(symbol);
   if (found == count_) return Append(symbol, target);

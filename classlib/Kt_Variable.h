@@ -89,8 +89,10 @@ class KT_CLASS_API Kt_VariableList {
   Kt_Variable* AddVariable(const Kt_WString& name, const Kt_Variant& value);
   Kt_Variable* AddVariable(const Kt_WString& name, Kt_Variant&& value);
   // Makes `name` stand for the variable that `reference` (tag 0x8000) refers to; a reference to an
-  // item of a list, or any other value, is added by copy.
-  Kt_Variable* AddRefVariable(const Kt_WString& name, const Kt_Variant& reference);
+  // item of a list, or any other value, is added by copy. A new name is never forgotten by the
+  // process unless the caller says that `name` outlives the list.
+  Kt_Variable* AddRefVariable(const Kt_WString& name, const Kt_Variant& reference,
+                              bool name_outlives_list = false);
   void RemoveVariable(const Kt_WString& name);
   void Clear() {
     if (count_ != 0) Release();

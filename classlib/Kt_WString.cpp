@@ -7,6 +7,7 @@
 #include <new>
 
 #include "classlib/Kt_Memory.h"
+#include "classlib/detail/Kt_SymbolHold.h"
 #include "classlib/detail/Kt_TextSearch.h"
 
 static_assert(sizeof(Kt_WString) == sizeof(void*));
@@ -41,9 +42,17 @@ std::u16string_view ViewOf(const char16_t* text, kt_long length) {
   return {text, static_cast<std::size_t>(length)};
 }
 
+// REQUIRES: nobody else holds the buffer.
+void ForgetSymbol(Kt_WString::Rep& rep) {
+  const Kt_Symbol symbol = rep.symbol.load(std::memory_order_relaxed);
+  if (KT_LIKELY(symbol == 0)) return;
+  rep.symbol.store(0, std::memory_order_relaxed);
+  kt::detail::DropSymbol(symbol);
+}
+
 void SetLength(Kt_WString::Rep& rep, kt_long length) {
   rep.length = length;
-  rep.symbol = 0;
+  ForgetSymbol(rep);
   rep.Text()[length] = u'\0';
 }
 
@@ -82,7 +91,10 @@ Kt_WString::Rep* Kt_WString::NewRep(kt_long length, kt_long capacity) {
   return rep;
 }
 
-void Kt_WString::FreeRep(Rep* rep) { kt::Free(static_cast<void*>(rep), RepBytes(rep->capacity)); }
+void Kt_WString::FreeRep(Rep* rep) {
+  ForgetSymbol(*rep);
+  kt::Free(static_cast<void*>(rep), RepBytes(rep->capacity));
+}
 
 bool Kt_WString::MakeRoom(kt_long length) {
   if (length < 0 || length > kMaxStringLength) return false;
@@ -174,7 +186,7 @@ kt_long Kt_WString::Replace(std::u16string_view old_text, std::u16string_view ne
 void Kt_WString::SetAt(kt_long index, char16_t unit) {
   if (index < 0 || index >= GetLength() || !MakeRoom(GetLength())) return;
   rep_->Text()[index] = unit;
-  rep_->symbol = 0;
+  ForgetSymbol(*rep_);
 }
 
 char16_t* Kt_WString::GetBuffer(kt_long length) {

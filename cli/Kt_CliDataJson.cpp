@@ -474,9 +474,7 @@ void DropColumns(Kt_Dataset& dataset) {
   const Kt_Dataset before(dataset);
   dataset.Clear();
   for (kt_long col = 0; col < before.GetColCount(); ++col) {
-    if (!before.IsLogicalColumn(col)) continue;
-    dataset.AddLogicalColumn(before.GetColID(col), before.GetColMapValue(col),
-                             kt_columntypenameW(before.GetColType(col)), before.GetColSize(col));
+    if (before.IsLogicalColumn(col)) dataset.AddLogicalColumnOf(before, col);
   }
 }
 

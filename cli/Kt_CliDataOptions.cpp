@@ -168,6 +168,7 @@ bool LoadDataInto(const DataFiles::Item& item, const DataOptions& options, bool 
     loaded = LoadDataFile(item.path, options, *dataset, report);
   }
   if (!loaded) return false;
+  dataset->NameLoadedMaps(Kt_WString::FromUtf8(item.path));
   if (made) {
     host.GetDatasets().Add(std::move(made));
   } else {

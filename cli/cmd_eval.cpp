@@ -82,8 +82,10 @@ int Eval(const Options& options, Streams streams) {
   const std::uint64_t failures = Kt_RunError::Last().serial;
   const kt_long code = expression.ExecExpr(context, result);
   if (!host.TellOutcome(code, failures)) return kScriptFault;
-  const int status = Print(result, options, report, streams);
-  return status == kFine ? SaveDataFiles(files, host, streams) : status;
+  int status = Print(result, options, report, streams);
+  if (status == kFine) status = SaveDataFiles(files, host, streams);
+  // Printing and saving compute columns too.
+  return status == kFine && host.GetErrorCount() > 0 ? kScriptFault : status;
 }
 
 }  // namespace

@@ -102,8 +102,10 @@ int Run(const Options& options, Streams streams) {
   if (!files.save.empty() && !CheckSaveNames(files, host, DumpScript(script), "kt run", streams)) {
     return kCommandFault;
   }
-  const int status = Call(script, host, options, streams);
-  return status == kFine ? SaveDataFiles(files, host, streams) : status;
+  int status = Call(script, host, options, streams);
+  if (status == kFine) status = SaveDataFiles(files, host, streams);
+  // Printing and saving compute columns too.
+  return status == kFine && host.GetErrorCount() > 0 ? kScriptFault : status;
 }
 
 }  // namespace

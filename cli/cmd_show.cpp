@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
 
 #include "classlib/Kt_AString.h"
 #include "cli/Kt_Cli.h"
@@ -23,6 +24,7 @@
 #include "cli/Kt_CliReport.h"
 #include "cli/Kt_CliTable.h"
 #include "cli/Kt_CliView.h"
+#include "dataset/Kt_ExprDataset.h"
 
 namespace kt::cli {
 namespace {
@@ -67,10 +69,31 @@ kt_long TerminalWidth() {
   return kChartWidth;
 }
 
+// Hears what is wrong with the computed columns of the file, wherever their cells are read.
+class ColumnErrors : public Kt_ExprObject {
+ public:
+  explicit ColumnErrors(Kt_CliReport& report) : Kt_ExprObject(nullptr), report_(report) {}
+  int IsSystemLogMode() override { return 1; }
+  void OnRunTimeError(const Kt_Result& result) override {
+    const std::string text = result.GetText().ToUtf8();
+    if (text == last_) return;  // every row has it
+    report_.Line("kt show: error: " + text);
+    last_ = text;
+  }
+  bool HasAny() const { return !last_.empty(); }
+
+ private:
+  Kt_CliReport& report_;
+  std::string last_;
+};
+
 class Show {
  public:
   Show(const Options& options, Streams streams)
-      : options_(options), streams_(streams), report_(streams.out, streams.messages) {
+      : options_(options),
+        streams_(streams),
+        report_(streams.out, streams.messages),
+        column_errors_(report_) {
     if (options.decimals >= 0) decimals_ = options.decimals;
   }
 
@@ -89,7 +112,7 @@ class Show {
           {u"state", Kt_CliView::kStateCol, -1, Kt_ColumnType::kString, Kt_Aggregate::kNone}, true);
     }
     if (!options_.chart.empty() && !FindChartColumn(view)) return kCommandFault;
-    return Output(view) ? kFine : kScriptFault;
+    return Output(view) && !column_errors_.HasAny() ? kFine : kScriptFault;
   }
 
  private:
@@ -124,6 +147,8 @@ class Show {
     }
     streams_.messages << DescribeLoad(options_.file, data_options_, data_report,
                                       options_.data.verbose);
+    dataset_.NameLoadedMaps(Kt_WString::FromUtf8(options_.file));
+    wrapper_.emplace(&dataset_, &column_errors_);
     std::string reason;
     if (HaveTypedColumns(data_options_, {&dataset_}, reason)) return kFine;
     Complain("--" + reason);
@@ -267,7 +292,9 @@ class Show {
   Streams streams_;
   Kt_CliReport report_;
   DataOptions data_options_;
+  ColumnErrors column_errors_;
   Kt_Dataset dataset_;
+  std::optional<Kt_ExprDataset> wrapper_;  // computes the columns
   std::optional<kt_long> decimals_;
   std::ptrdiff_t chart_column_ = -1;
 };

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <bit>
 #include <memory>
+#include <utility>
 
 #include "classlib/Kt_Memory.h"
 
@@ -87,19 +88,53 @@ void Kt_ExprOpList::CopyFrom(const Kt_ExprOpList& other) {
 
 const Kt_ExprOp* Kt_ExprOpList::GetItem(kt_long index) const {
   if (index < 0) index = count_ - 1;
-  if (index < 0) return nullptr;
-  const auto* const block = static_cast<const Kt_ExprOp*>(blocks_.GetItem(index >> shift_));
-  return block ? block + (index & (block_size_ - 1)) : nullptr;
+  if (index < 0 || index >= capacity_) return nullptr;
+  return BlockAt(index >> shift_) + (index & (block_size_ - 1));
 }
 
 Kt_ExprOp* Kt_ExprOpList::GetSafeItem(kt_long index) {
   if (index < 0) index = std::max(count_ - 1, 0);
-  while (blocks_.GetCount() <= index >> shift_) {
+  if (index >= capacity_ && !Grow(index)) return nullptr;
+  return BlockAt(index >> shift_) + (index & (block_size_ - 1));
+}
+
+bool Kt_ExprOpList::Grow(kt_long index) {
+  if ((capacity_ & (block_size_ - 1)) != 0) ResizeLastBlock(block_size_);
+  while (capacity_ <= index) {
     Block block = NewBlock(block_size_);
-    if (blocks_.Add(block.get()) < 0) return nullptr;
+    if (blocks_.Add(block.get()) < 0) return false;
     (void)block.release();
+    capacity_ += block_size_;
   }
-  return static_cast<Kt_ExprOp*>(blocks_.GetItem(index >> shift_)) + (index & (block_size_ - 1));
+  return true;
+}
+
+// Moves the records of the last block into one of another size.
+void Kt_ExprOpList::ResizeLastBlock(kt_long size) {
+  const kt_long last = blocks_.GetCount() - 1;
+  Block block = NewBlock(size);
+  const Block old_block(BlockAt(last), {SizeOf(last)});
+  for (kt_long at = 0; at < std::min(size, SizeOf(last)); ++at) {
+    Kt_ExprOp& from = old_block.get()[at];
+    Kt_ExprOp& to = block.get()[at];
+    to.code = from.code;
+    to.arg = from.arg;
+    to.text = std::move(from.text);
+    to.number = from.number;
+  }
+  capacity_ = (last << shift_) + size;
+  blocks_.SetItem(last, block.release());
+}
+
+void Kt_ExprOpList::Shrink() {
+  if (count_ == 0) return Clear();
+  const kt_long last = (count_ - 1) >> shift_;
+  for (kt_long at = blocks_.GetCount() - 1; at > last; --at) {
+    FreeBlock{SizeOf(at)}(BlockAt(at));
+    blocks_.RemoveAt(at);
+    capacity_ = at << shift_;
+  }
+  if (capacity_ > count_) ResizeLastBlock(count_ - (last << shift_));
 }
 
 kt_long Kt_ExprOpList::Add(const Kt_ExprOp& op) { return Add(&op); }
@@ -123,9 +158,8 @@ void Kt_ExprOpList::Append(const Kt_ExprOpList& other) {
 }
 
 void Kt_ExprOpList::Clear() {
-  for (kt_long at = 0; at < blocks_.GetCount(); ++at) {
-    FreeBlock{block_size_}(static_cast<Kt_ExprOp*>(blocks_.GetItem(at)));
-  }
+  for (kt_long at = 0; at < blocks_.GetCount(); ++at) FreeBlock{SizeOf(at)}(BlockAt(at));
   blocks_.Clear();
   count_ = 0;
+  capacity_ = 0;
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <algorithm>
+
 #include "classlib/Kt_Codes.h"
 #include "classlib/Kt_PtrList.h"
 #include "classlib/Kt_WString.h"
@@ -95,7 +97,7 @@ class KT_SCRIPT_API Kt_ExprOp {
 };
 
 // The operations of one expression, in blocks that never move: a pointer to a record stays good
-// until Clear. Parsing again reuses the blocks.
+// until Clear or Shrink. Parsing again reuses the blocks.
 //
 // Owns its records. Threads: const members may run in parallel.
 // Fails: past kMaxListItems blocks the pointers are null and the indexes -1; without memory
@@ -126,13 +128,23 @@ class KT_SCRIPT_API Kt_ExprOpList {
   // Appends a slot without resetting it: a reused slot still holds its old text and number.
   Kt_ExprOp* Append();
   void Append(const Kt_ExprOpList& other);
+  // Gives back the memory behind the last record; its block moves, and is made whole again when
+  // more is appended.
+  void Shrink();
   void Clear();
 
  private:
   void CopyFrom(const Kt_ExprOpList& other);
+  Kt_ExprOp* BlockAt(kt_long at) const { return static_cast<Kt_ExprOp*>(blocks_.GetItem(at)); }
+  kt_long SizeOf(kt_long block) const {
+    return std::min(block_size_, capacity_ - (block << shift_));
+  }
+  void ResizeLastBlock(kt_long size);
+  bool Grow(kt_long index);
 
   kt_long block_size_;
   kt_long shift_;  // block_size_ == 1 << shift_
   kt_long count_ = 0;
+  kt_long capacity_ = 0;  // records in all blocks; after Shrink the last block is a short one
   Kt_PtrList blocks_;
 };

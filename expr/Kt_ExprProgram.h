@@ -36,6 +36,7 @@ enum class CodeOp : std::uint8_t {
   kCall,        // dst = calls[extra](temps a .. a + b)
   kReturn,      // the result is a
   kTarget,      // the expression stands for name a [b]
+  kAppend,      // as kAdd; but of a text a keeps what was read, and dst = text of b
 };
 
 struct CodeInstr {
@@ -112,7 +113,8 @@ KT_ALWAYS_INLINE kt_long RunOperation(CodeOp op, const Kt_Variant& left, const K
 // The operator in messages, of an arithmetic operation.
 constexpr const char16_t* OperatorText(CodeOp op) {
   switch (op) {
-    case CodeOp::kAdd: return u"+";
+    case CodeOp::kAdd:
+    case CodeOp::kAppend: return u"+";
     case CodeOp::kSub: return u"-";
     case CodeOp::kMul: return u"*";
     case CodeOp::kDiv: return u"/";

@@ -383,5 +383,6 @@ kt_long Kt_Expr::ParseExpr(const char16_t* text, kt_long length, Kt_WString& err
     error = parser.Message();
     error_offset_ = parser.ErrorOffset();
   }
+  ops_.Shrink();  // scripts keep thousands of expressions
   return state;
 }

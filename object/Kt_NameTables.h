@@ -25,6 +25,13 @@ inline constexpr Kt_Setter kSetHandler = static_cast<Kt_Setter>(Method);
 
 inline constexpr int kTableNameSize = 32;
 
+// What a built-in function does besides giving a value for its arguments.
+enum class Kt_FuncEffect : std::uint8_t {
+  kOther,  // reaches the host, runs a text, or changes what later calls give
+  kClock,  // reads the time of day
+  kPure,   // nothing
+};
+
 // Rows of the name tables. All hold the name as a terminated text of at most 31 units; they are
 // plain data and are copied whole when sorted. `count` and `flag` are data for the host that shows
 // the table; `help` shows the call forms, one a line.
@@ -34,6 +41,7 @@ struct _EXPR_INTFUNC_INFO {
   int count;
   int flag;
   const char16_t* help;
+  Kt_FuncEffect effect = Kt_FuncEffect::kOther;
 };
 
 struct _EXPR_SIMPLEPROP_INFO {

@@ -7,6 +7,8 @@
 #include "classlib/Kt_Memory.h"
 #include "classlib/Kt_NativeStack.h"
 #include "dataset/detail/Kt_RowLoop.h"
+#include "expr/Kt_ExprPurity.h"
+#include "object/Kt_ExprObjInfo.h"
 #include "script/Kt_RunBudget.h"
 
 namespace kt::detail {
@@ -19,6 +21,30 @@ std::int64_t RowKey(const Kt_Dataset& dataset, kt_long row) {
   return std::int64_t{row} * 4 + view;
 }
 
+// The context of a loaded map: the row and the columns of its dataset. Reports go to the context
+// that another map would run in.
+class LoadedMapContext final : public Kt_DatasetCtx {
+ public:
+  LoadedMapContext(Kt_ExprObject* listener, const Kt_Dataset& dataset)
+      : Kt_DatasetCtx(nullptr, nullptr, const_cast<Kt_Dataset*>(&dataset), nullptr, nullptr),
+        listener_(nullptr, listener) {}
+
+  // Neither methods of the dataset nor functions of a script: built-in functions are what remains.
+  int GetMethodType(const Kt_WString&, Kt_ExprObjInfo&) override { return EXPR_OBJ_UNKNOWN; }
+  int IsSystemLogMode() override {
+    Kt_ExprObject* const listener = Listener();
+    return listener != nullptr ? listener->IsSystemLogMode() : 0;
+  }
+  void OnRunTimeError(const Kt_Result& result) override {
+    if (Kt_ExprObject* const listener = Listener()) listener->OnRunTimeError(result);
+  }
+
+ private:
+  Kt_ExprObject* Listener() const { return Kt_ExprObject::From(listener_.GetObject()); }
+
+  Kt_ObjectHolder listener_;
+};
+
 }  // namespace
 
 void ColumnExprs::Attach(Kt_Dataset& dataset, Kt_ExprObject* context) {
@@ -28,12 +54,13 @@ void ColumnExprs::Attach(Kt_Dataset& dataset, Kt_ExprObject* context) {
 }
 
 // Few columns have expressions, so they are searched one by one.
-ColumnExprs::Column& ColumnExprs::Find(const Kt_WString& text) {
+ColumnExprs::Column& ColumnExprs::Find(const Kt_WString& text, bool is_loaded) {
   for (Column& column : columns_) {
-    if (column.text == text) return column;
+    if (column.is_loaded == is_loaded && column.text == text) return column;
   }
   Column made;
   made.text = text;
+  made.is_loaded = is_loaded;
   made.expr.SetExpr(text);
   return columns_.emplace_back(std::move(made));
 }
@@ -107,15 +134,15 @@ bool ColumnExprs::Fail(kt_long code, const Args&... args) {
 }
 
 bool ColumnExprs::EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool filtered,
-                                 const Kt_WString& expression, Kt_Variant& result) {
+                                 const Kt_ColumnMap& map, Kt_Variant& result) {
   // Also for what ends at once: aggregates over columns that need each other ask very often.
   if (kt::ChargeRun(1) != kOk || Run::has_failed) return false;
-  if (!kt_hasstack()) return Fail(kErrTooDeep, Run::NameOf(dataset, expression));
+  if (!kt_hasstack()) return Fail(kErrTooDeep, Run::NameOf(dataset, map.expression));
   // Filters are switched, not changed: every loop on the way goes on where it was.
   const FiltersOff all_rows(const_cast<Kt_Dataset&>(dataset), !filtered);
-  Column& column = Find(expression);
+  Column& column = Find(map.expression, map.origin != nullptr && !TrustsLoadedMaps());
   if (column.is_running) {
-    return Fail(kErrNotAllowed, Run::NameOf(dataset, expression),
+    return Fail(kErrNotAllowed, Run::NameOf(dataset, map.expression),
                 u"columns that need each other: " + Run::RingOf(column));
   }
   const std::int64_t key = RowKey(dataset, row);
@@ -125,6 +152,7 @@ bool ColumnExprs::EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool fi
   }
   const bool is_outermost = depth_ == 0;
   const Run run(*this, dataset, column);
+  if (column.is_loaded && !MayRun(column, dataset, row, map)) return false;
   const kt_long code = Compute(column, dataset, row, result);
   if (code == kErrNoMemory) kt::PassMemoryFailure();
   // Where the stack ended inside of the expression, that has been reported.
@@ -137,9 +165,68 @@ bool ColumnExprs::EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool fi
 kt_long ColumnExprs::Compute(Column& column, const Kt_Dataset& dataset, kt_long row,
                              Kt_Variant& result) {
   Kt_ExprObject* const parent = Kt_ExprObject::From(context_.GetObject());
+  if (column.is_loaded) {
+    LoadedMapContext context(parent, dataset);
+    context.SetRowPosition(row, row, 0, row);
+    return column.expr.ExecExpr(&context, result);
+  }
   RowContext context(parent, nullptr, const_cast<Kt_Dataset*>(&dataset), nullptr, nullptr);
   context.SetRowPosition(row, row, 0, row);
   return column.expr.ExecExpr(&context, result);
+}
+
+// Asks the context what the names are, so that they are here what they will be when it runs.
+void ColumnExprs::Judge(Column& column, const Kt_Dataset& dataset, Kt_DatasetCtx& context) {
+  column.any_value_columns.clear();
+  column.impure = kt::FindImpure(column.text, [&](const Kt_WString& name) {
+    Kt_ExprObjInfo info;
+    switch (context.GetVarType(name, info)) {
+      case EXPR_OBJ_PROPERTY: return kt::NameUse::kPlain;
+      case EXPR_OBJ_COLUMN: break;
+      default: return kt::NameUse::kOther;
+    }
+    const kt_long col = dataset.GetColIndex(name);
+    if (dataset.GetColType(col) != Kt_ColumnType::kVariant) return kt::NameUse::kPlain;
+    column.any_value_columns.push_back(col);
+    return kt::NameUse::kAnyValue;
+  });
+  column.judged_for = &dataset;
+  column.judged_version = dataset.GetStructureVersion();
+}
+
+// Whether a loaded map only computes. A script may have put objects of the host into the cells of a
+// file; those it does not get to see.
+bool ColumnExprs::MayRun(Column& column, const Kt_Dataset& dataset, kt_long row,
+                         const Kt_ColumnMap& map) {
+  if (column.judged_for != &dataset || column.judged_version != dataset.GetStructureVersion()) {
+    LoadedMapContext context(nullptr, dataset);
+    Judge(column, dataset, context);
+  }
+  if (!column.impure.IsEmpty()) {
+    ReportOnce(dataset, map, column.impure);
+    return false;
+  }
+  // Reading may compute a column of the host, which may destroy the dataset.
+  const Kt_DatasetHandle handle(const_cast<Kt_Dataset*>(&dataset));
+  for (const kt_long col : column.any_value_columns) {
+    const bool is_object = dataset.ReadColumn(row, col).IsObject();
+    if (handle.Get() == nullptr) return false;
+    if (!is_object) continue;
+    ReportOnce(dataset, map, u"an object in column '" + dataset.GetColID(col) + u"'");
+    return false;
+  }
+  return true;
+}
+
+void ColumnExprs::ReportOnce(const Kt_Dataset& dataset, const Kt_ColumnMap& map,
+                             const Kt_WString& what) {
+  const Kt_WString& file = map.origin->GetFile();
+  const Kt_WString source = file.IsEmpty() ? dataset.GetId() : file;
+  Kt_ExprObject* const listener = Kt_ExprObject::From(context_.GetObject());
+  if (listener == nullptr || listener->IsSystemLogMode() == 0 || !map.origin->TakeReport()) return;
+  (void)kt::Report(listener, u"Kt_Dataset", kErrNotAllowed,
+                   u"column '" + map.column + u"' of " + source,
+                   u"its map uses " + what + u", which a map that comes with data may not");
 }
 
 }  // namespace kt::detail

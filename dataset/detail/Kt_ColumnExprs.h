@@ -3,10 +3,13 @@
 
 #include <deque>
 #include <unordered_map>
+#include <vector>
 
 #include "classlib/Kt_Dataset.h"
 #include "expr/Kt_Expr.h"
 #include "object/Kt_ExprObject.h"
+
+class Kt_DatasetCtx;
 
 namespace kt::detail {
 
@@ -17,6 +20,11 @@ namespace kt::detail {
 // column that comes back to itself, is empty, and that is reported once (kErrTooDeep,
 // kErrNotAllowed). What is asked for more than once on the way to one cell is computed once, so
 // that columns built on columns cost no more than there are.
+//
+// A map that a load brought runs in a context that ends at the dataset, so that no function,
+// variable or object of the host is within its reach, and only when it merely computes
+// (kt::FindImpure). Otherwise its cells are empty, which is reported once for each column of a
+// file.
 class ColumnExprs final : public Kt_ColumnEvaluator {
  public:
   // Gives the dataset one unless it has one that works. `context` may be null.
@@ -25,19 +33,28 @@ class ColumnExprs final : public Kt_ColumnEvaluator {
   explicit ColumnExprs(Kt_ExprObject* context) : context_(nullptr, context) {}
   bool IsAlive() const override { return context_.IsEmpty() || context_.IsValid(); }
   bool EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool filtered,
-                      const Kt_WString& expression, Kt_Variant& result) override;
+                      const Kt_ColumnMap& map, Kt_Variant& result) override;
 
  private:
   struct Column {
     Kt_WString text;
+    bool is_loaded = false;
     Kt_Expr expr;
     bool is_running = false;
+    // Of a loaded map, found out for the columns that a dataset has at the moment.
+    const Kt_Dataset* judged_for = nullptr;
+    std::uint64_t judged_version = 0;
+    Kt_WString impure;
+    std::vector<kt_long> any_value_columns;  // that it names and whose cells may be objects
     std::unordered_map<std::int64_t, Kt_Variant> known;  // by row and filters, while one cell runs
   };
   class Run;
 
-  Column& Find(const Kt_WString& text);
+  Column& Find(const Kt_WString& text, bool is_loaded);
   kt_long Compute(Column& column, const Kt_Dataset& dataset, kt_long row, Kt_Variant& result);
+  static void Judge(Column& column, const Kt_Dataset& dataset, Kt_DatasetCtx& context);
+  bool MayRun(Column& column, const Kt_Dataset& dataset, kt_long row, const Kt_ColumnMap& map);
+  void ReportOnce(const Kt_Dataset& dataset, const Kt_ColumnMap& map, const Kt_WString& what);
   void Forget();
   template <class... Args>
   bool Fail(kt_long code, const Args&... args);

@@ -2,6 +2,7 @@
 #include "script/detail/Kt_ExprCode.h"
 
 #include <new>
+#include <utility>
 
 #include "classlib/Kt_Memory.h"
 #include "classlib/Kt_VarInline.h"
@@ -107,10 +108,15 @@ class CodeFrame {
 std::shared_ptr<ExprCode> ExprCode::Make(Kt_Expr& expr) {
   auto code = std::make_shared<ExprCode>();
   code->program_ = ExprProgram::Of(expr);
-  for (const Kt_WString& name : code->program_.names) {
-    code->vars_.push_back({name, kt_makesymbolW(name)});
-  }
-  for (const Kt_WString& name : code->program_.calls) code->calls_.emplace_back().name = name;
+  // From here on the names stand in vars_ and calls_.
+  const std::vector<Kt_WString> names = std::exchange(code->program_.names, {});
+  const std::vector<Kt_WString> calls = std::exchange(code->program_.calls, {});
+  code->vars_.reserve(names.size());
+  for (const Kt_WString& name : names) code->vars_.push_back({name, kt_makesymbolW(name)});
+  code->calls_.reserve(calls.size());
+  for (const Kt_WString& name : calls) code->calls_.emplace_back().name = name;
+  code->program_.instrs.shrink_to_fit();
+  code->program_.consts.shrink_to_fit();
   return code;
 }
 
@@ -147,7 +153,8 @@ bool ExprCode::BindCalls(RunState& run, Scope& scope) {
 // The walk ----------------------------------------------------------------------------------------
 
 template <int kTemps>
-kt_long ExprCode::RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target* target) {
+kt_long ExprCode::RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target* target,
+                        Kt_Variant* base) {
   CodeFrame<kTemps> frame(*this, scope);
   if (KT_UNLIKELY(!frame.Bind(run))) return kUseEvaluator;
   const CodeInstr* const first = program_.instrs.data();
@@ -262,9 +269,18 @@ kt_long ExprCode::RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target*
         target->name = &vars_[in->a - CodeOperand::kNameBase].name;
         ReadIndex(frame.Get(in->b), target->index, target->key);
         return kOk;
+      case CodeOp::kAppend: {
+        static const Kt_Variant kNoText(u"");
+        const Kt_Variant& left = frame.Get(in->a);
+        const bool is_text = base != nullptr && left.IsString();
+        if (is_text) *base = left;
+        code = kt::VarAdd(is_text ? kNoText : left, frame.Get(in->b), frame.Temp(in->dst));
+        break;
+      }
     }
     if (KT_UNLIKELY(code != kOk)) {
-      if (in->op > CodeOp::kMod) return code;  // reported by what found it
+      // Others were reported by what found the fault.
+      if (in->op > CodeOp::kMod && in->op != CodeOp::kAppend) return code;
       return kt::Report(&scope, kSource, code, OperatorText(in->op));
     }
   }
@@ -348,6 +364,17 @@ kt_long ExprCode::Run(RunState& run, Scope& scope, Kt_Variant& result) {
   }
   return program_.temp_count <= kFewTemps ? RunIn<kFewTemps>(run, scope, &result, nullptr)
                                           : RunIn<kMaxTemps>(run, scope, &result, nullptr);
+}
+
+kt_long ExprCode::RunAppend(RunState& run, Scope& scope, Kt_Variant& result, Kt_Variant& base) {
+  ExprCode& code = *appending_;
+  if (!code.calls_.empty()) {
+    if (code.bound_version_ != run.GetScript().GetVersion()) code.BindCalls(run, scope);
+    if (!code.is_bound_) return kUseEvaluator;
+  }
+  return code.program_.temp_count <= kFewTemps
+             ? code.RunIn<kFewTemps>(run, scope, &result, nullptr, &base)
+             : code.RunIn<kMaxTemps>(run, scope, &result, nullptr, &base);
 }
 
 kt_long ExprCode::RunTarget(RunState& run, Scope& scope, Target& target) {

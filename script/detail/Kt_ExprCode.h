@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <memory>
 #include <vector>
 
 #include "expr/Kt_ExprProgram.h"
@@ -44,6 +45,19 @@ class ExprCode {
   };
   // kUseEvaluator also when it stands for anything else.
   kt_long RunTarget(RunState& run, Scope& scope, Target& target);
+  // For the statement `name = expression`: whether that appends to the text of `name`, as in
+  // `s = s + a + b`, and is worth a try.
+  bool MayAppend(const Kt_WString& name) {
+    if (KT_LIKELY(appends_ == Appends::kNo)) return false;
+    if (appends_ == Appends::kUnknown) FindAppend(kt_symbolW(name));
+    if (appends_ == Appends::kNo) return false;
+    return tries_left_out_ == 0 || --tries_left_out_ == 0;
+  }
+  // `name` is no text, and will not be one the next times: sums are as common as texts.
+  void PauseAppends() { tries_left_out_ = 64; }
+  // As Run, but where `name` is a text when its operator reads it, `base` is that text and `result`
+  // what is to follow it; otherwise `base` stays empty. REQUIRES: MayAppend.
+  kt_long RunAppend(RunState& run, Scope& scope, Kt_Variant& result, Kt_Variant& base);
   // Stores into an item of a list when the expression is a variable indexed by a variable or a
   // constant. False, with nothing done, in every other case.
   bool StoreElement(RunState& run, Scope& scope, const Kt_Variant& value);
@@ -67,14 +81,19 @@ class ExprCode {
     Kt_ExprObject* ext_context = nullptr;
   };
 
+  enum class Appends : std::uint8_t { kUnknown, kNo, kYes };
+
   static std::shared_ptr<ExprCode> Make(Kt_Expr& expr);
+  void FindAppend(Kt_Symbol name);
+  bool IsAppendAt(std::size_t at) const;
   bool BindCalls(RunState& run, Scope& scope);
   // Single operands and plain elements need no frame. Null / false: run the code.
   const Kt_Variant* FindOperand(RunState& run, Scope& scope, std::uint16_t operand);
   bool RunSingle(RunState& run, Scope& scope, Kt_Variant& result);
   bool BindCall(Call& call, RunState& run, Scope& scope);
   template <int kTemps>
-  kt_long RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target* target);
+  kt_long RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target* target,
+                Kt_Variant* base = nullptr);
   static kt_long ReadElement(Scope& scope, const Kt_WString& name, const Kt_Variant& base,
                              const Kt_Variant& index, Kt_Variant& result);
   static kt_long RunCall(RunState& run, Scope& scope, const Call& call, Kt_Variant* args,
@@ -85,6 +104,9 @@ class ExprCode {
   std::vector<Call> calls_;          // its calls
   std::uint64_t bound_version_ = 0;  // of the script, when the calls were bound
   bool is_bound_ = false;
+  Appends appends_ = Appends::kUnknown;
+  std::uint8_t tries_left_out_ = 0;
+  std::unique_ptr<ExprCode> appending_;  // this code with a kAppend in it
 };
 
 }  // namespace kt::detail

@@ -51,7 +51,7 @@ bool Interpreter::BindArgs(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_
     if (arg >= arg_count) {
       variables.AddVariable(name, Kt_Variant());
     } else if (args[arg].IsRef()) {
-      variables.AddRefVariable(name, args[arg]);
+      variables.AddRefVariable(name, args[arg], true);
       has_items = has_items || args[arg].GetRefItem() >= 0;
     } else {
       variables.AddVariable(name, std::move(args[arg]));
@@ -169,14 +169,17 @@ kt_long Interpreter::Eval(const Kt_Expr& expr, Kt_ExprObject* context, Scope* sc
     if (ExprCode* const compiled = ExprCode::Of(Lazy(expr))) {
       const kt_long code = compiled->Run(run_, *scope, value);
       if (KT_LIKELY(code == kOk)) return kOk;
-      if (code != ExprCode::kUseEvaluator) {
-        value.Clear();
-        expr.PlaceFailure();
-        return code == kObjectGone ? AfterObjectGone() : code;
-      }
+      if (code != ExprCode::kUseEvaluator) return AfterCode(expr, code, value);
     }
   }
   return EvalSlow(Lazy(expr), context, value);
+}
+
+// The compiled form of an expression has failed.
+kt_long Interpreter::AfterCode(const Kt_Expr& expr, kt_long code, Kt_Variant& value) const {
+  value.Clear();
+  expr.PlaceFailure();
+  return code == kObjectGone ? AfterObjectGone() : code;
 }
 
 kt_long Interpreter::EvalSlow(Kt_Expr& expr, Kt_ExprObject* context, Kt_Variant& value) {
@@ -262,6 +265,13 @@ kt_long Interpreter::StepName(const Kt_ScriptOp& op, Kt_ExprObject* context, Sco
 kt_long Interpreter::AssignName(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope) {
   const Kt_ScriptOpVar& var = *op.GetVar();
   const int operation = OperationOf(op.opcode);
+  if (operation == kPlainAssign && IsCompilable(context, scope)) {
+    ExprCode* const compiled = ExprCode::Of(Lazy(var.expression));
+    if (compiled != nullptr && compiled->MayAppend(var.name)) {
+      const kt_long code = AppendName(var, *compiled, context, scope);
+      if (code != ExprCode::kUseEvaluator) return code;
+    }
+  }
   Kt_Variant value;
   if (const kt_long code = Eval(var.expression, context, scope, value)) return code;
   if (operation != kPlainAssign) {
@@ -272,6 +282,47 @@ kt_long Interpreter::AssignName(const Kt_ScriptOp& op, Kt_ExprObject* context, S
     return kOk;
   }
   return Store(var.name, value, 1, context);
+}
+
+kt_long Interpreter::AppendName(const Kt_ScriptOpVar& var, ExprCode& compiled,
+                                Kt_ExprObject* context, Scope* scope) {
+  const Kt_Symbol symbol = kt_symbolW(var.name);
+  const Kt_Variable* const variable = run_.FindVariable(scope, symbol, var.hint);
+  if (variable == nullptr || !variable->GetValue().IsString()) {
+    compiled.PauseAppends();
+    return ExprCode::kUseEvaluator;
+  }
+  Kt_Variant value;
+  Kt_Variant base;
+  kt_long code = compiled.RunAppend(run_, *scope, value, base);
+  if (code == ExprCode::kUseEvaluator) return code;
+  if (KT_UNLIKELY(code != kOk)) {
+    base.Clear();
+    if ((code = AfterCode(var.expression, code, value)) != kOk) return code;
+  }
+  return StoreAppended(var, base, value, context, scope);
+}
+
+// Stores `value`, behind `base` when that is a text; in place when the variable has it still.
+kt_long Interpreter::StoreAppended(const Kt_ScriptOpVar& var, Kt_Variant& base, Kt_Variant& value,
+                                   Kt_ExprObject* context, Scope* scope) {
+  Kt_Variable* const variable = run_.FindVariable(scope, kt_symbolW(var.name), var.hint);
+  if (base.IsString()) {
+    const std::u16string_view text = base.AsStringView();
+    if (text.size() + value.AsStringView().size() > std::size_t{kMaxStringLength}) {
+      (void)kt::Report(context, u"Kt_Expr", kErrStringTooLong, u"+");
+      return AfterCode(var.expression, kErrStringTooLong, value);
+    }
+    if (variable != nullptr && variable->GetValue().IsString() &&
+        variable->GetValue().AsStringView().data() == text.data()) {
+      base.Clear();  // so that nobody else holds the text
+      return kt::VarAdd(variable->GetValue(), value, variable->GetValueW());
+    }
+    if (const kt_long code = kt::VarAdd(base, value, value)) return code;
+  }
+  if (variable == nullptr) return Store(var.name, value, 1, context);
+  variable->SetValue(std::move(value));
+  return kOk;
 }
 
 kt_long Interpreter::CombineName(const Kt_WString& name, std::uint16_t& hint, int operation,

@@ -45,6 +45,11 @@ class Interpreter {
   kt_long DeclareArray(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
   kt_long StepName(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
   kt_long AssignName(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
+  // name = name + ..., where the name holds a text; kUseEvaluator when it is not for this.
+  kt_long AppendName(const Kt_ScriptOpVar& var, ExprCode& compiled, Kt_ExprObject* context,
+                     Scope* scope);
+  kt_long StoreAppended(const Kt_ScriptOpVar& var, Kt_Variant& base, Kt_Variant& value,
+                        Kt_ExprObject* context, Scope* scope);
   kt_long CombineName(const Kt_WString& name, std::uint16_t& hint, int operation,
                       const Kt_Variant& value, Kt_ExprObject* context, Scope* scope);
   kt_long AssignPath(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
@@ -72,6 +77,7 @@ class Interpreter {
   }
   // Evaluates; answers 9999 when the host behind the script has gone meanwhile.
   kt_long Eval(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, Kt_Variant& value);
+  KT_COLD kt_long AfterCode(const Kt_Expr& expr, kt_long code, Kt_Variant& value) const;
   kt_long EvalSlow(Kt_Expr& expr, Kt_ExprObject* context, Kt_Variant& value);
   kt_long EvalTruth(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, bool& is_true);
   kt_long AfterObjectGone() const { return run_.IsHostValid() ? kOk : kAbort; }

@@ -80,8 +80,8 @@ TEST(DatasetColumns, Conversions) {
 class Doubler : public Kt_ColumnEvaluator {
  public:
   bool EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool filtered,
-                      const Kt_WString& expression, Kt_Variant& result) override {
-    const kt_long col = dataset.GetColIndex(expression.Mid(2, 10));
+                      const Kt_ColumnMap& map, Kt_Variant& result) override {
+    const kt_long col = dataset.GetColIndex(map.expression.Mid(2, 10));
     const Kt_Variant value =
         filtered ? dataset.ReadColumn(row, col) : dataset.ReadColumnNF(row, col);
     result = 2 * value.ToInteger();

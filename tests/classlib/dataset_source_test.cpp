@@ -412,7 +412,7 @@ TEST(Source, Materialised) {
 
 class Doubler : public Kt_ColumnEvaluator {
  public:
-  bool EvaluateColumn(const Kt_Dataset& data, kt_long row, bool filtered, const Kt_WString&,
+  bool EvaluateColumn(const Kt_Dataset& data, kt_long row, bool filtered, const Kt_ColumnMap&,
                       Kt_Variant& result) override {
     result = 2 * (filtered ? data.ReadColumn(row, 1) : data.ReadColumnNF(row, 1)).ToInteger();
     return true;

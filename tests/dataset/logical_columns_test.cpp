@@ -3,6 +3,7 @@
 // Logical columns whose cells are computed by an expression.
 #include <gtest/gtest.h>
 
+#include "classlib/Kt_Buffer.h"
 #include "dataset_test_util.h"
 
 namespace {
@@ -165,6 +166,197 @@ TEST_F(LogicalColumns, OutliveTheirFirstWrapper) {
   host.variables.AddVariable(u"rate", kt_long{3});
   const Kt_ExprDataset over(sample.get(), &host);
   EXPECT_EQ(ShowRows(*sample), "4,12");
+}
+
+// A file with one row (a 3, name "Ab", any [1, 2]) and a column `m` with this map.
+Kt_WString FileWith(const char16_t* map, const char16_t* id = u"m") {
+  Kt_Dataset data(u"file");
+  data.AddColumn(u"a", u"long");
+  data.AddColumn(u"name", u"string");
+  data.AddColumn(u"any", u"variant");
+  data.AddLogicalColumn(id, map, u"variant");
+  data.AppendRow();
+  data.SetColumn(0, 0, kt_long{3});
+  data.SetColumn(0, 1, u"Ab");
+  data.SetColumn(0, 2, Kt_VariantList{kt_long{1}, kt_long{2}});
+  Kt_WString text;
+  EXPECT_EQ(data.SaveDataXml(text), 1);
+  return text;
+}
+
+// Loads that file in XML or binary form.
+void LoadFileWith(const char16_t* map, bool binary, Kt_Dataset& dataset) {
+  if (!binary) {
+    ASSERT_EQ(dataset.LoadDataXml(FileWith(map)), 1);
+    return;
+  }
+  Kt_Dataset data;
+  ASSERT_EQ(data.LoadDataXml(FileWith(map)), 1);
+  Kt_Buffer bytes;
+  ASSERT_EQ(data.Save2(bytes), 1);
+  ASSERT_EQ(dataset.LoadDataBin({bytes.GetData(), bytes.GetSize()}), 1);
+}
+
+// Offers a function of its own, and one that is called like a built-in function.
+class MapHost : public DataHost {
+ public:
+  int GetMethodType(const Kt_WString& name, Kt_ExprObjInfo& info) override {
+    if (!name.EqualsNoCase(u"touch") && !name.EqualsNoCase(u"length")) {
+      return DataHost::GetMethodType(name, info);
+    }
+    info.SetExtAPI(this, name, [](Kt_ExprObject*, const Kt_VariantList*, Kt_Variant& result) {
+      result = ++calls;
+      return kOk;
+    });
+    return EXPR_OBJ_EXTAPI;
+  }
+  static inline kt_long calls = 0;
+};
+
+class LoadedMaps : public testing::Test {
+ protected:
+  LoadedMaps() {
+    host.variables.AddVariable(u"rate", kt_long{100});
+    MapHost::calls = 0;
+  }
+  MapHost host;
+};
+
+// What a map of a file may use, in both forms; `refused` is what the report names.
+TEST_F(LoadedMaps, OnlyCompute) {
+  const struct {
+    const char16_t* map;
+    const char* value;
+    const char* refused;
+  } rows[] = {
+      {u"a * 2 + 1", "7", ""},
+      {u"A", "3", ""},
+      {u"iif(a > 2 && name <> '', toUpper(name), null)", "AB", ""},
+      {u"name.toUpper()", "AB", ""},
+      {u"name.length", "2", ""},
+      {u"length(name) + row + rowcount", "3", ""},
+      {u"split('x,y', ',')[1]", "y", ""},
+      {u"length(today())", "8", ""},
+      {u"any", "1,2", ""},
+      {u"length(any)", "2", ""},
+      {u"[a, [name]]", "3,Ab", ""},
+      {u"a[0] + 1", "4", ""},
+      {u"a.sum + 0", "3", ""},
+      {u"touch(1)", "", "touch()"},
+      {u"a + (2 * touch(a))", "", "touch()"},
+      {u"0 && touch(1)", "", "touch()"},
+      {u"[a, [1, touch(2)]]", "", "touch()"},
+      {u"name.touch()", "", "touch()"},
+      {u"(name).touch", "", ".touch"},
+      {u"rate", "", "rate"},
+      {u"rate++", "", "rate"},
+      {u"a++", "", "++"},
+      {u"--a", "", "--"},
+      {u"ref(a)", "", "ref()"},
+      {u"length(ref(rate))", "", "ref()"},
+      {u"eval('touch(1)')", "", "eval()"},
+      {u"name.eval()", "", "eval()"},
+      {u"object('t').DeleteAll()", "", "object()"},
+      {u"dumpdatastatus()", "", "dumpdatastatus()"},
+      {u"random()", "", "random()"},
+      {u"curdata.DeleteRow(0)", "", "curdata"},
+      {u"t.DeleteRow(0)", "", "t"},
+      {u"Sum('touch(1)')", "", "Sum()"},
+      {u"DeleteAll()", "", "DeleteAll()"},
+      {u"trace(touch(1))", "", "trace()"},
+      {u"any[0]", "", "[]"},
+      {u"(any).length", "", ".length"},
+      {u"nothing", "", "nothing"},
+  };
+  for (const auto& row : rows) {
+    for (const bool binary : {false, true}) {
+      Kt_Dataset loaded(u"file");
+      LoadFileWith(row.map, binary, loaded);
+      loaded.NameLoadedMaps(u"in.dat");
+      const Kt_ExprDataset over(&loaded, &host);
+      ASSERT_TRUE(loaded.IsLoadedMap(3) && !loaded.IsLoadedMap(0));
+      const std::string at = Kt_WString(row.map).ToUtf8() + (binary ? " (binary)" : "");
+      const std::string value = loaded.ReadColumn(0, 3).ToString().ToUtf8();
+      EXPECT_EQ(value, row.value) << at;
+      const std::string reason =
+          std::string("its map uses ") + row.refused + ", which a map that comes with data may not";
+      EXPECT_EQ(host.TakeReports(),
+                *row.refused == 0 ? "" : "83B03210(column 'm' of in.dat, " + reason + ")")
+          << at;
+    }
+  }
+  EXPECT_EQ(MapHost::calls, 0);
+}
+
+// What is a copy of such a column, or saved and loaded again, is one; what a script sets is not.
+TEST_F(LoadedMaps, AreKnownInCopies) {
+  Kt_Dataset loaded(u"file");
+  LoadFileWith(u"touch(1)", false, loaded);
+  Kt_ExprDataset over(&loaded, &host);
+  EXPECT_EQ(loaded.AddLogicalColumn(u"own", u"touch(1) + length(name)"), 4);
+  EXPECT_FALSE(loaded.IsLoadedMap(4));
+  EXPECT_EQ(loaded.ReadColumn(0, 4).ToString(), u"3");  // 1 and, as the host counts, 2
+  EXPECT_TRUE(loaded.ReadColumn(0, 3).IsEmpty());
+  EXPECT_NE(host.TakeReports(), "");
+  const auto read = [&](Kt_Dataset& copy) {
+    const Kt_ExprDataset wrapper(&copy, &host);
+    const kt_long before = MapHost::calls;
+    EXPECT_TRUE(copy.ReadColumn(0, copy.GetColIndex(u"m")).IsEmpty());
+    EXPECT_EQ(MapHost::calls, before);
+    return host.TakeReports() == "" ? "" : "reported again";
+  };
+  Kt_Dataset copy(loaded);
+  EXPECT_STREQ(read(copy), "");
+  Kt_Dataset filled(u"b");
+  EXPECT_EQ(filled.CopyF(loaded), 1);
+  EXPECT_STREQ(read(filled), "");
+  EXPECT_EQ(filled.Copy(loaded), 1);
+  EXPECT_STREQ(read(filled), "");
+  EXPECT_EQ(filled.Assign(loaded), 1);
+  EXPECT_STREQ(read(filled), "");
+  Kt_Dataset view(u"v");
+  view.SetSource(&loaded);
+  EXPECT_STREQ(read(view), "");
+  Kt_Dataset again(u"again");
+  EXPECT_EQ(again.AddLogicalColumnOf(loaded, 3), 0);
+  EXPECT_TRUE(again.IsLoadedMap(0));
+  Kt_WString text;
+  EXPECT_EQ(filled.SaveDataXml(text), 1);
+  Kt_Dataset back(u"back");
+  EXPECT_EQ(back.LoadDataXml(text), 1);
+  EXPECT_STREQ(read(back), "reported again");
+  EXPECT_TRUE(back.IsLoadedMap(back.GetColIndex(u"own")));
+  // A column that was there before the load keeps its map.
+  Kt_Dataset mine(u"mine");
+  mine.AddLogicalColumn(u"m", u"touch(2)");
+  const Kt_ExprDataset mine_over(&mine, &host);
+  EXPECT_EQ(mine.LoadDataXml(FileWith(u"rate")), 1);
+  const kt_long called = mine.ReadColumn(0, mine.GetColIndex(u"m")).ToInteger();
+  EXPECT_EQ(called, MapHost::calls);
+}
+
+// Reported once, also by sorts, sums and filters over many rows; the host may trust the file.
+TEST_F(LoadedMaps, HostsDecide) {
+  Kt_Dataset loaded(u"file");
+  LoadFileWith(u"touch(1) + rate", false, loaded);
+  loaded.AppendRow(500);
+  Kt_ExprDataset over(&loaded, &host);
+  host.datasets = {&over};
+  EXPECT_EQ(Eval(&host, u"file.Sort('m')"), "1");
+  EXPECT_EQ(Eval(&host, u"file.Sum('m + 1')"), "501");
+  EXPECT_EQ(host.TakeReports(),
+            "83B03210(column 'm' of file, its map uses touch(), which a map that comes with data "
+            "may not)");
+  EXPECT_EQ(MapHost::calls, 0);
+  ASSERT_NE(loaded.GetEvaluator(), nullptr);
+  loaded.GetEvaluator()->TrustLoadedMaps(true);
+  EXPECT_EQ(loaded.ReadColumn(0, 3).ToString(), u"101");
+  loaded.GetEvaluator()->TrustLoadedMaps(false);
+  EXPECT_TRUE(loaded.ReadColumn(0, 3).IsEmpty());
+  // An object that a script put into a cell is not for the file.
+  LoadFileWith(u"any + 'x'", false, loaded);
+  loaded.SetColumn(0, 2, Kt_Variant(Kt_ObjectHolder(&host, &host)));
+  EXPECT_TRUE(loaded.ReadColumn(0, loaded.GetColIndex(u"m")).IsEmpty());
 }
 
 }  // namespace

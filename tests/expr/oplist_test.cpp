@@ -50,6 +50,32 @@ TEST(OpList, ReusesSlots) {
   EXPECT_EQ(list.GetBlockSize(), 4);
 }
 
+// Memory that is not needed is given back, and taken again when records are appended.
+TEST(OpList, Shrinks) {
+  for (kt_long count = 0; count <= 9; ++count) {
+    Kt_ExprOpList list(4);
+    for (kt_long n = 0; n < count; ++n) list.Add(MakeOp(kOpInteger, u"n", n));
+    if (count > 0) list[count - 1].SetBuiltinRow(7);  // no part of a copy
+    (void)list.GetSafeItem(17);
+    list.Shrink();
+    EXPECT_EQ(list.GetCount(), count);
+    EXPECT_EQ(list.GetBlockCount(), (count + 3) / 4);
+    EXPECT_EQ(list.GetItem(count), nullptr);
+    if (count > 0) {
+      EXPECT_EQ(list.GetItem(-1)->GetBuiltinRow(), 7);
+    }
+    const Kt_ExprOpList copy(list);
+    EXPECT_EQ(copy.GetCount(), count);
+    for (kt_long n = count; n < 12; ++n) EXPECT_EQ(list.Add(MakeOp(kOpInteger, u"n", n)), n);
+    list.Shrink();
+    EXPECT_EQ(list.GetBlockCount(), 3);
+    for (kt_long n = 0; n < 12; ++n) {
+      EXPECT_EQ(list.GetItem(n)->GetInteger(), n == count - 1 ? 8 : n) << count;
+      EXPECT_EQ(list.GetItem(n)->text, u"n");
+    }
+  }
+}
+
 TEST(OpList, CopiesRecords) {
   Kt_ExprOpList source(2);
   for (kt_long n = 0; n < 5; ++n) source.Add(MakeOp(kOpInteger, u"n", n));

@@ -99,6 +99,60 @@ TEST(Compiled, KnownPlaces) {
   }
 }
 
+// `s = s + ...` appends in place. What reads s on the way, shares its text or fails must not
+// notice.
+TEST(Compiled, Appends) {
+  const char* const bodies[] = {
+      "s = s + 'x' + 1; s = s + s + x; return s;",
+      "s = s + s; s = s + (s + 'y'); s = s + s[0]; return s;",
+      "var t = s; s = s + 'x'; t = t + 'y'; s = s + t; return count(s, t);",
+      "s = s + f(1, 'a') + f(2, s) + g; return s;",
+      "s = s + grow() + grow() + s; return s;",
+      "s = s + shrink() + 'a'; return s;",
+      "s = s + 'a' + shrink(); return s;",
+      "s = s + list[0] + list + null + obj; return s;",
+      "s = s + 'a' && 1; s = 0 && s + 'x'; return s;",
+      "s = s + (s && 'a') + (0 && s); return s;",
+      "s = 'b' + s + 'a'; s = s + 'x' - 1; return s;",
+      "s = s + 'a' = 'texta'; return s;",
+      "s = 1; s = s + 2; s = s + 'x' + 3; s = s + 4; return s;",
+      "s = s + 'x' + code(-7); return s;",
+      "s = s + 'x' + code(9998); return s;",
+      "s = s + 'x' + unknown(); return s;",
+      "s = s + 'x' + list[0][1]; return s;",
+      "s = s + null; s = s + ''; s = '' + s; s = null; s = s + 'a'; return s;",
+      "var s = 'own'; s = s + 'x'; { var s = s + 'y'; s = s + 'z'; x = s; } return s + x;",
+      "var r = 'r'; add(ref(r)); add(ref(r)); return r;",
+      "var r = 'r'; add(ref(r), ref(r)); return r;",
+      "hosted = 'h'; hosted = hosted + 'x'; plain = plain + 'x' + 2; return hosted + plain;",
+      "list[0] = list[0] + 'x'; obj.name = obj.name + 'x'; return list;",
+      "for (var i = 0; i < 20; i++) { s = s + i + ','; if (i % 3) s = s + s[2]; } return s;",
+  };
+  for (const char* const body : bodies) {
+    ExpectSame(std::string("var g = 2, list = [1, 'two', [3, 4]], s = 'text';\n"
+                           "function f(x, y) { x = x + 1; return y; }\n"
+                           "function add(v, w) { v = v + 'x' + w; w = w + v; }\n"
+                           "function grow() { s = s + '!'; return s; }\n"
+                           "function shrink() { s = 3; return 'cut'; }\n"
+                           "function main(x, y) { ") +
+               body + " }\n");
+  }
+}
+
+// Joined it would be too long; it stays as it is.
+TEST(Compiled, AppendsThatDoNotFit) {
+  Kt_Script script;
+  ASSERT_EQ(script.Parse(u"t",
+                         u"var s; function main() { s = space(70000000); s = s + 'x' + s; }\n"
+                         u"function size() { return length(s); }",
+                         nullptr, nullptr),
+            0);
+  Kt_Variant result;
+  EXPECT_EQ(script.ExecFunc(u"main", nullptr, result), kErrStringTooLong);
+  EXPECT_EQ(script.ExecFunc(u"size", nullptr, result), 0);
+  EXPECT_EQ(kt::test::Show(result), "70000000");
+}
+
 // A switch in the middle of a script's life: what was parsed by one is used by the other.
 TEST(Compiled, Switched) {
   Kt_Script script;

@@ -319,4 +319,25 @@ TEST(ReentryOfHost, ScriptClearedWhileItLoads) {
   EXPECT_EQ(Show(script.GetVariables().FindVariable(u"w")->GetValue()), "5");
 }
 
+// A host that parses and drops scripts for ever does not fill the table of names.
+TEST(Reentry, DroppedScriptsLeaveNoNames) {
+  std::size_t before = 0;
+  for (int round = 0; round < 50; ++round) {
+    if (round == 2) before = kt_symbolcountW();
+    Kt_WString text(
+        u"var g@ = 1, s@ = '';\n"
+        u"function f@(p@) { p@ = p@ + 'x'; }\n"
+        u"function main() { var l@ = [1]; n@ = 2; f@(ref(s@)); s@ = s@ + n@;\n"
+        u"  return s@ + eval('g@ + 1') + type(l@); }\n");
+    text.Replace(u"@", u"fresh" + Kt_Variant(kt_long{round}).ToString());
+    TestHost host;
+    Kt_Script script(&host);
+    ASSERT_EQ(script.Parse(u"t", text, nullptr, nullptr), 0);
+    Kt_Variant result;
+    EXPECT_EQ(script.ExecFunc(u"main", nullptr, result), 0);
+    EXPECT_EQ(Show(result), "'x22array'");
+  }
+  EXPECT_EQ(kt_symbolcountW(), before);
+}
+
 }  // namespace

@@ -20,7 +20,7 @@ using kt::test::TestHost;
 class CallingEvaluator : public Kt_ColumnEvaluator {
  public:
   explicit CallingEvaluator(std::function<void()> inside) : inside_(std::move(inside)) {}
-  bool EvaluateColumn(const Kt_Dataset&, kt_long, bool, const Kt_WString&, Kt_Variant&) override {
+  bool EvaluateColumn(const Kt_Dataset&, kt_long, bool, const Kt_ColumnMap&, Kt_Variant&) override {
     inside_();
     return true;
   }
