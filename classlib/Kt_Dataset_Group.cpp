@@ -75,19 +75,18 @@ bool Kt_Dataset::IsGroupKey(const Key& key) const {
 
 void Kt_Dataset::RecalcGroup() {
   if (IsEvaluating()) return;
-  if (ShowsSource() && !IsPivot()) {
-    RefuseOnFailure([&] {
-      TakeSourceRows(false);
-      return 1;
-    });
-  }
-  DropGroups();
-  // Keys that change from now on wait for the next call, also where a view is first asked for
-  // later.
-  shown_keys_ = keys_;
-  grouped_ =
-      std::any_of(keys_.begin(), keys_.end(), [this](const Key& key) { return IsGroupKey(key); });
-  ++structure_version_;
+  RefuseOnFailure([&] {
+    std::vector<Key> keys = keys_;
+    if (ShowsSource() && !IsPivot()) TakeSourceRows(false);
+    DropGroups();
+    // Keys that change from now on wait for the next call, also where a view is first asked for
+    // later.
+    shown_keys_ = std::move(keys);
+    grouped_ =
+        std::any_of(keys_.begin(), keys_.end(), [this](const Key& key) { return IsGroupKey(key); });
+    ++structure_version_;
+    return 1;
+  });
 }
 
 void Kt_Dataset::SetReverseSubSumStat(bool reverse) {
