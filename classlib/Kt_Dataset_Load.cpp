@@ -17,6 +17,7 @@ kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
   if (IsEvaluating()) return -1;
   if (!clear && !IsPhysical()) return -1;
   return RefuseOnFailure([&]() -> kt_long {
+    const std::uint32_t failures = kt::MemoryFailures();
     Kt_Dataset next(*this);
     const std::vector<Kt_WString> key_ids = KeyIds();
     if (clear) next.ClearData();
@@ -38,6 +39,7 @@ kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
       if (const kt_long added = next.AddConstColumn(id, value); added < 0) return added;
     }
     if (clear && !table.id.IsEmpty()) next.id_ = table.id;
+    kt::PassMemoryFailure(failures);  // of what gives no answer
     if (!clear) std::swap(next.history_, history_);  // the rows that were here keep their slots
     *this = std::move(next);
     return static_cast<kt_long>(table.row_count) -
