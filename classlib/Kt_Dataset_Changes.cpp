@@ -97,12 +97,14 @@ void Kt_Dataset::ApplyChange() {
   if (!GetUpdate()) return;
   const PlainRows plain(*this);
   RefuseOnFailure([&] {
+    CopyOnWrite<ChangeBuffer> none;
+    RowIndex& index = index_.Write();
     if (GetDelRowCount() > 0) {
       RemoveEntries(kRowDeleted);
       ++structure_version_;
     }
-    index_.Write().ChangeAll(0, kRowInserted | kRowUpdated);
-    changes_ = {};
+    index.ChangeAll(0, kRowInserted | kRowUpdated);
+    changes_ = std::move(none);
     inserted_count_ = 0;
     return 1;
   });
@@ -123,12 +125,22 @@ void Kt_Dataset::Reset() {
 void Kt_Dataset::TakeBackChanges() {
   const PlainRows plain(*this);
   RefuseOnFailure([&] {
-    for (kt_long entry = 0; entry < GetOrgBuffCount(); ++entry) {
-      RestoreFirstValues(changes_->SlotAt(entry));
+    CopyOnWrite<ChangeBuffer> none;
+    RowIndex& index = index_.Write();
+    // While these hold the columns, those that are written become copies.
+    std::vector<std::shared_ptr<Kt_Column>> before;
+    for (const Column& column : columns_) before.push_back(column.cells);
+    try {
+      for (kt_long entry = 0; entry < GetOrgBuffCount(); ++entry) {
+        RestoreFirstValues(changes_->SlotAt(entry));
+      }
+      if (inserted_count_ > 0) RemoveEntries(kRowInserted);
+    } catch (...) {
+      for (std::size_t col = 0; col < before.size(); ++col) columns_[col].cells = before[col];
+      throw;
     }
-    if (inserted_count_ > 0) RemoveEntries(kRowInserted);
-    index_.Write().ChangeAll(0, kRowDeleted | kRowUpdated);
-    changes_ = {};
+    index.ChangeAll(0, kRowDeleted | kRowUpdated);
+    changes_ = std::move(none);
     inserted_count_ = 0;
     DropGroups();
     ++structure_version_;
@@ -142,14 +154,18 @@ void Kt_Dataset::SetUpdate(bool changed) {
   if (ShowsSource()) return;
   const PlainRows plain(*this);
   RefuseOnFailure([&] {
+    CopyOnWrite<ChangeBuffer> changes = changes_;
+    CopyOnWrite<RowIndex> index = index_;
     index_->ForEachEntry([&](RowIndex::Place, Slot slot) {
       if ((index_->Flags(slot) & (kRowInserted | kRowUpdated | kRowDeleted)) != 0) return;
-      changes_.Write().Touch(slot).forced = true;
+      changes.Write().Touch(slot).forced = true;
     });
-    for (kt_long entry = 0; entry < GetOrgBuffCount(); ++entry) {
-      const Slot slot = changes_->SlotAt(entry);
-      if (!changes_->Find(slot)->deleted) index_.Write().Mark(slot, kRowUpdated, 0);
+    for (kt_long entry = 0; entry < changes->Count(); ++entry) {
+      const Slot slot = changes->SlotAt(entry);
+      if (!changes->Find(slot)->deleted) index.Write().Mark(slot, kRowUpdated, 0);
     }
+    changes_ = std::move(changes);
+    index_ = std::move(index);
     return 1;
   });
 }

@@ -77,16 +77,15 @@ bool Kt_Dataset::IsGroupKey(const Key& key) const {
 void Kt_Dataset::RecalcGroup() {
   KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return;
-  if (ShowsSource() && !IsPivot()) {
-    RefuseOnFailure([&] {
-      TakeSourceRows(false);
-      return 1;
-    });
-  }
-  // Keys that change from now on wait for the next call, also where a view is first asked for
-  // later.
-  shown_keys_ = keys_;
-  ComputeKeyCells();
+  const kt_long taken = RefuseOnFailure([&] {
+    std::vector<Key> keys = keys_;
+    if (ShowsSource() && !IsPivot()) TakeSourceRows(false);
+    // Keys that change from now on wait for the next call, also where a view is first asked for
+    // later.
+    shown_keys_ = std::move(keys);
+    return 1;
+  });
+  if (taken > 0) ComputeKeyCells();
 }
 
 // What is asked for first after this, even a count of rows, lays the subtotals; that must not run

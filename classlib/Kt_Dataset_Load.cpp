@@ -18,6 +18,7 @@ kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
   if (IsEvaluating()) return -1;
   if (!clear && !IsPhysical()) return -1;
   return RefuseOnFailure([&]() -> kt_long {
+    const std::uint32_t failures = kt::MemoryFailures();
     Kt_Dataset next(*this);
     const std::vector<Kt_WString> key_ids = KeyIds();
     if (clear) next.ClearData();
@@ -39,6 +40,7 @@ kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
       if (const kt_long added = next.AddConstColumn(id, value); added < 0) return added;
     }
     if (clear && !table.id.IsEmpty()) next.id_ = table.id;
+    kt::PassMemoryFailure(failures);  // of what gives no answer
     if (!clear) std::swap(next.history_, history_);  // the rows that were here keep their slots
     *this = std::move(next);
     if (!key_cells_.empty()) ComputeKeyCells();  // which the copy had no evaluator for

@@ -2,6 +2,7 @@
 //
 // Rows: coming, going, order, selection.
 #include <algorithm>
+#include <tuple>
 
 #include "classlib/Kt_Dataset.h"
 #include "classlib/detail/Kt_Refuse.h"
@@ -200,11 +201,22 @@ kt_long Kt_Dataset::DeleteWhere(Keep keep) {
   if (!IsPhysical()) return -1;
   return RefuseOnFailure([&] {
     kt_long deleted = 0;
-    for (kt_long row = GetRowCount() - 1; row >= 0; --row) {
-      const auto place = PlaceAt(ActiveView(), row);
-      if (!place || keep(index_->SlotAt(*place))) continue;
-      DeleteShown(row, *place);
-      ++deleted;
+    // While these hold what is there, what is written becomes a copy.
+    auto before = std::tuple(index_, changes_, free_slots_, inserted_count_, key_cells_);
+    std::vector<std::shared_ptr<Kt_Column>> cells;
+    for (const Column& column : columns_) cells.push_back(column.cells);
+    try {
+      for (kt_long row = GetRowCount() - 1; row >= 0; --row) {
+        const auto place = PlaceAt(ActiveView(), row);
+        if (!place || keep(index_->SlotAt(*place))) continue;
+        DeleteShown(row, *place);
+        ++deleted;
+      }
+    } catch (...) {
+      std::tie(index_, changes_, free_slots_, inserted_count_, key_cells_) = std::move(before);
+      for (std::size_t col = 0; col < cells.size(); ++col) columns_[col].cells = cells[col];
+      DropGroups();
+      throw;
     }
     return deleted;
   });
@@ -236,14 +248,18 @@ void Kt_Dataset::RemoveEntries(std::uint8_t flags) {
 
 kt_long Kt_Dataset::MoveRow(kt_long from, kt_long to) {
   if (IsEvaluating()) return -1;
-  const auto place = PlaceAt(ActiveView(), from);
-  if (!place || !PlaceAt(ActiveView(), to) || IsPivot()) return -1;
+  if (!PlaceAt(ActiveView(), from) || !PlaceAt(ActiveView(), to) || IsPivot()) return -1;
   if (from == to) return 1;
   return RefuseOnFailure([&] {
     RowIndex& index = index_.Write();
-    const Slot slot = index.SlotAt(*place);
     const kt_long record = RecordOf(ActiveView(), to);
-    index.Remove(*place);
+    const kt_long next = record + (from < to ? 1 : 0);
+    // Room first: once the row has left its place, nothing may fail.
+    index.MakeRoomAt(next < index.Count(ActiveView()) ? index.Find(ActiveView(), next)
+                                                      : index.End());
+    const RowIndex::Place source = *PlaceAt(ActiveView(), from);
+    const Slot slot = index.SlotAt(source);
+    index.Remove(source);
     const bool inside = record < index.Count(ActiveView());
     index.Insert(inside ? index.Find(ActiveView(), record) : index.End(), slot);
     DropGroups(0, ActiveView());
@@ -267,34 +283,49 @@ kt_long Kt_Dataset::ExchangeRow(kt_long a, kt_long b) {
 
 void Kt_Dataset::ClearData() {
   if (IsEvaluating()) return;
-  LeavePivot();
-  history_.Restart();
-  for (Column& column : columns_) {
-    if (column.cells != nullptr) column.cells = std::make_shared<Kt_Column>(column.type);
-  }
-  index_ = {};
-  changes_ = {};
-  free_slots_.clear();
-  slot_count_ = 0;
-  inserted_count_ = 0;
-  active_view_ = kAllRows;
-  DropGroups();
-  ++structure_version_;
+  RefuseOnFailure([&] {
+    std::vector<std::shared_ptr<Kt_Column>> empty(columns_.size());
+    for (std::size_t col = 0; col < columns_.size(); ++col) {
+      if (columns_[col].cells != nullptr)
+        empty[col] = std::make_shared<Kt_Column>(columns_[col].type);
+    }
+    CopyOnWrite<RowIndex> index;
+    CopyOnWrite<ChangeBuffer> changes;
+    LeavePivot();
+    history_.Restart();
+    for (std::size_t col = 0; col < columns_.size(); ++col) columns_[col].cells = empty[col];
+    index_ = std::move(index);
+    changes_ = std::move(changes);
+    free_slots_.clear();
+    slot_count_ = 0;
+    inserted_count_ = 0;
+    active_view_ = kAllRows;
+    DropGroups();
+    ++structure_version_;
+    return 1;
+  });
 }
 
 void Kt_Dataset::Clear() {
   if (IsEvaluating()) return;
-  ClearData();
-  columns_.clear();
-  names_ = {};
-  keys_.clear();
-  grouped_ = false;
+  RefuseOnFailure([&] {
+    CopyOnWrite<NameMap> names;
+    const std::uint32_t failures = kt::MemoryFailures();
+    ClearData();
+    kt::PassMemoryFailure(failures);
+    columns_.clear();
+    names_ = std::move(names);
+    keys_.clear();
+    grouped_ = false;
+    return 1;
+  });
 }
 
 void Kt_Dataset::ClearAll() {
   if (IsEvaluating()) return;
+  const std::uint32_t failures = kt::MemoryFailures();
   Clear();
-  constants_.Clear();
+  if (kt::MemoryFailures() == failures) constants_.Clear();
 }
 
 // ---- Marks ------------------------------------------------------------------------------------

@@ -314,6 +314,14 @@ void RowIndex::Split(std::uint32_t chunk_number) {
   DropTrees();
 }
 
+void RowIndex::MakeRoomAt(Place place) {
+  if (chunks_.empty()) return;
+  identity_ = false;
+  if (chunks_[place.chunk].size == kChunkRows) return Split(place.chunk);  // both parts have room
+  List(chunks_[place.chunk]);
+  chunks_[place.chunk].list.reserve(kChunkRows);
+}
+
 void RowIndex::Insert(Place place, Slot slot) {
   if (chunks_.empty()) return Append(slot, 1);
   identity_ = false;

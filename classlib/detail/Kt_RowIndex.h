@@ -87,6 +87,8 @@ class RowIndex {
 
   // Appends slots that follow one another, without flags.
   void Append(Slot first, std::uint32_t count);
+  // After this inserting before `place` needs no memory. Places may be others.
+  void MakeRoomAt(Place place);
   // Inserts before `place`; the slot must be without flags.
   void Insert(Place place, Slot slot);
   void Remove(Place place);

@@ -14,6 +14,7 @@
 #include <map>
 
 #include "classlib/Kt_Buffer.h"
+#include "classlib/Kt_Memory.h"
 #include "dataset/dataset_test_util.h"
 #include "memory/alloc_faults.h"
 
@@ -190,6 +191,7 @@ class StoreRun : public Scenario {
     (void)data.LoadCSV(kCsv);
     (void)data.SetColumn(1, 1, u"changed");
     (void)data.DeleteRow(0);
+    (void)data.AppendRow();
     (void)data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kGroup, data.GetColIndex(u"name"));
     (void)other.LoadCSV(kCsv);
     (void)data.SaveDataXml(xml);
@@ -228,6 +230,16 @@ std::unique_ptr<Scenario> Store() {
   });
 }
 
+// An operation that answers nothing: what it lacked is in the count of failures.
+template <auto kOperation>
+std::unique_ptr<Scenario> Silent() {
+  return Store<[](Kt_Dataset& data, StoreRun&) {
+    const std::uint32_t before = MemoryFailures();
+    kOperation(data);
+    return MemoryFailures() == before ? kOk : kErrNoMemory;
+  }>();
+}
+
 const std::map<std::string, Maker> kScenarios = {
     {"script", []() -> std::unique_ptr<Scenario> { return std::make_unique<ScriptRun>(kScript); }},
     {"script_evaluated",
@@ -257,6 +269,21 @@ const std::map<std::string, Maker> kScenarios = {
     {"copy", Store<[](Kt_Dataset& data, StoreRun& run) { return data.Copy(run.other); }>},
     {"append_dataset",
      Store<[](Kt_Dataset& data, StoreRun& run) { return data.AppendDataset(run.other); }>},
+    {"select", Store<[](Kt_Dataset& data, StoreRun&) { return data.SelectRow(1); }>},
+    {"move", Store<[](Kt_Dataset& data, StoreRun&) { return data.MoveRow(2, 0); }>},
+    {"local_filter", Store<[](Kt_Dataset& data, StoreRun&) { return data.LocFilter(1); }>},
+    {"row_type", Store<[](Kt_Dataset& data, StoreRun&) { return data.SetRowType(2, 2); }>},
+    {"delete_all", Store<[](Kt_Dataset& data, StoreRun&) { return data.DeleteAll(); }>},
+    {"add_constant", Store<[](Kt_Dataset& data, StoreRun& run) {
+       return data.AddConstColumn(run.fresh.ToString(), run.fresh);
+     }>},
+    {"apply_change", Silent<[](Kt_Dataset& data) { data.ApplyChange(); }>},
+    {"reset", Silent<[](Kt_Dataset& data) { data.Reset(); }>},
+    {"mark_all", Silent<[](Kt_Dataset& data) { data.SetUpdate(true); }>},
+    {"clear", Silent<[](Kt_Dataset& data) { data.ClearAll(); }>},
+    {"filter_reset", Silent<[](Kt_Dataset& data) { data.ResetRecIndex(); }>},
+    {"unfilter", Silent<[](Kt_Dataset& data) { data.UnFilter(); }>},
+    {"group", Silent<[](Kt_Dataset& data) { data.RecalcGroup(); }>},
     {"merge", Store<[](Kt_Dataset& data, StoreRun& run) { return data.Merge(run.other); }>},
 };
 
