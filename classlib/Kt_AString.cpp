@@ -8,7 +8,11 @@
 #include <memory>
 #include <new>
 
+#include "classlib/detail/Kt_Charge.h"
+
 namespace {
+
+constexpr std::int64_t kUnitsPerCharacter = 16;  // of a conversion through a table
 
 struct CodePageRow {
   kt_long number;
@@ -82,11 +86,16 @@ Converter OpenConverter(kt_long code_page) {
 
 // By hand, because a lone surrogate has to survive: ICU would replace it.
 std::string ToUtf16Bytes(std::u16string_view text) {
-  std::string out(text.size() * 2, '\0');
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    out[at * 2] = static_cast<char>(text[at] & 0xFF);
-    out[at * 2 + 1] = static_cast<char>(text[at] >> 8);
-  }
+  std::string out;
+  out.reserve(text.size() * 2);
+  const auto write = [&](std::size_t first, std::size_t count) {
+    for (const char16_t unit : text.substr(first, count)) {
+      out += static_cast<char>(unit & 0xFF);
+      out += static_cast<char>(unit >> 8);
+    }
+    return true;
+  };
+  if (!kt::detail::InPieces(text.size(), 4, write)) return {};
   return out;
 }
 
@@ -105,8 +114,10 @@ bool FromUtf16Bytes(std::string_view bytes, Kt_WString& out) {
   if (end - first > static_cast<std::size_t>(kMaxStringLength)) return false;
   char16_t* const text = out.GetBuffer(static_cast<kt_long>(end - first));
   if (text == nullptr) return false;
-  for (std::size_t index = first; index < end; ++index) text[index - first] = unit(index);
-  return true;
+  return kt::detail::InPieces(end - first, 2, [&](std::size_t from, std::size_t count) {
+    for (std::size_t index = from; index < from + count; ++index) text[index] = unit(first + index);
+    return true;
+  });
 }
 
 // The bytes without the remains of characters that were cut at either end.
@@ -138,11 +149,15 @@ bool FromConverter(std::string_view bytes, kt_long code_page, Kt_WString& out) {
   const char* source = bytes.data();
   UErrorCode status = U_ZERO_ERROR;
   // Without the flush, the half of a character at the end stays inside the converter.
-  ucnv_toUnicode(converter.get(), &end, text + bytes.size(), &source, source + bytes.size(),
-                 nullptr, /*flush=*/false, &status);
+  const auto convert = [&](std::size_t first, std::size_t count) {
+    ucnv_toUnicode(converter.get(), &end, text + bytes.size(), &source,
+                   bytes.data() + first + count, nullptr, /*flush=*/false, &status);
+    return U_SUCCESS(status);
+  };
+  const bool is_whole = kt::detail::InPieces(bytes.size(), kUnitsPerCharacter, convert);
   out = out.Mid(0, static_cast<kt_long>(end - text));
   if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
-  return U_SUCCESS(status);
+  return is_whole;
 }
 
 bool ToConverter(std::u16string_view text, kt_long code_page, std::string& out) {
@@ -152,12 +167,14 @@ bool ToConverter(std::u16string_view text, kt_long code_page, std::string& out) 
   const char16_t* source = text.data();
   const char16_t* const source_end = source + text.size();
   UErrorCode status;
+  kt::detail::RoundCharge charge;
   do {
     status = U_ZERO_ERROR;
     char* end = piece.data();
     ucnv_fromUnicode(converter.get(), &end, piece.data() + piece.size(), &source, source_end,
                      nullptr, /*flush=*/true, &status);
     out.append(piece.data(), end);
+    if (!charge.Add((end - piece.data()) * kUnitsPerCharacter)) return false;
   } while (status == U_BUFFER_OVERFLOW_ERROR);
   if (status == U_MEMORY_ALLOCATION_ERROR) throw std::bad_alloc();
   return U_SUCCESS(status);
@@ -171,8 +188,12 @@ std::int64_t DecodeByConverter(std::string_view bytes, kt_long code_page, Kt_WSt
   ucnv_setToUCallBack(converter.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
   char16_t* end = text;
   const char* source = bytes.data();
-  ucnv_toUnicode(converter.get(), &end, text + bytes.size(), &source, source + bytes.size(),
-                 nullptr, /*flush=*/true, &status);
+  kt::detail::InPieces(bytes.size(), kUnitsPerCharacter, [&](std::size_t first, std::size_t count) {
+    const bool is_last = first + count == bytes.size();
+    ucnv_toUnicode(converter.get(), &end, text + bytes.size(), &source,
+                   bytes.data() + first + count, nullptr, /*flush=*/is_last, &status);
+    return U_SUCCESS(status);
+  });
   out = out.Mid(0, static_cast<kt_long>(end - text));
   if (U_SUCCESS(status)) return -1;
   std::array<char, 32> bad;  // the converter has read these, and stands behind them
@@ -188,7 +209,7 @@ std::int64_t DecodeUtf16(std::string_view bytes, bool big_endian, Kt_WString& ou
   char16_t* const text = out.GetBuffer(static_cast<kt_long>(length));
   if (text == nullptr && length > 0) return kMaxStringLength;
   const std::size_t low = big_endian ? 1 : 0;
-  for (std::size_t at = 0; at < length; ++at) {
+  for (std::size_t at = 0; at < length && kt::detail::GoesOnAt(at, 2); ++at) {
     text[at] = static_cast<char16_t>(static_cast<unsigned char>(bytes[at * 2 + low]) |
                                      static_cast<unsigned char>(bytes[at * 2 + 1 - low]) << 8);
   }
@@ -242,15 +263,15 @@ Kt_WString Kt_AString::ToWString(kt_long code_page) const {
   return out;
 }
 
-bool Kt_AString::ToWString(Kt_WString& out, kt_long code_page) const {
+bool Kt_AString::Decode(std::string_view bytes, Kt_WString& out, kt_long code_page) {
   out.Empty();
   if (IsUtf8(code_page)) {
-    const std::string_view whole = WholeUtf8(bytes_);
+    const std::string_view whole = WholeUtf8(bytes);
     out = Kt_WString::FromUtf8(whole);
     return whole.empty() || !out.IsEmpty();
   }
-  if (code_page == kCodePageUtf16) return FromUtf16Bytes(bytes_, out);
-  return FromConverter(bytes_, code_page, out);
+  if (code_page == kCodePageUtf16) return FromUtf16Bytes(bytes, out);
+  return FromConverter(bytes, code_page, out);
 }
 
 bool kt_iscodepageW(kt_long code_page) {

@@ -46,7 +46,11 @@ class KT_CLASS_API Kt_AString {
   // The bytes read in the code page. A character that the ends of the string cut in two is left
   // out where the encoding shows the cut; other bytes that make no sense become U+FFFD.
   Kt_WString ToWString(kt_long code_page = kCodePageDefault) const;
-  bool ToWString(Kt_WString& out, kt_long code_page) const;
+  bool ToWString(Kt_WString& out, kt_long code_page) const {
+    return Decode(bytes_, out, code_page);
+  }
+  // The same of bytes that lie elsewhere.
+  static bool Decode(std::string_view bytes, Kt_WString& out, kt_long code_page = kCodePageDefault);
 
   friend bool operator==(const Kt_AString& a, const Kt_AString& b) = default;
 

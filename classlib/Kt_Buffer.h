@@ -22,6 +22,8 @@ class Kt_Buffer {
     const auto* const first = static_cast<const unsigned char*>(data);
     bytes_.insert(bytes_.end(), first, first + size_bytes);
   }
+  // Takes memory for so many bytes at once.
+  void Reserve(std::size_t size_bytes) { bytes_.reserve(size_bytes); }
   void Append(std::string_view bytes) { Append(bytes.data(), bytes.size()); }
   void Clear() { bytes_.clear(); }
 

@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "classlib/Kt_Number.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_SparingGrowth.h"
 #include "classlib/detail/Kt_VariantText.h"
 
@@ -63,6 +64,22 @@ Kt_Variant Convert(Kt_ColumnType type, const Kt_Variant& value) {
   return {};
 }
 
+// Values share what they hold, which takes longer than copying numbers.
+template <class Cells>
+Cells CopyOf(const Cells& cells) {
+  if constexpr (std::is_same_v<Cells, Kt_Column::Values>) {
+    return kt::detail::CopyOrLeave(cells);
+  } else {
+    return cells;
+  }
+}
+
+// Whether no work is charged for making a cell of it.
+bool ConvertsAtOnce(const Kt_Variant& value) {
+  return value.GetTag() < kTagString || value.GetTag() == kTagBool ||
+         (value.IsString() && value.AsStringView().size() <= kt::detail::kShortUnits);
+}
+
 // Equal down to the bits, so that 0 is not -0; but any NaN equals any other.
 bool SameValue(const Kt_Variant& a, const Kt_Variant& b) {
   if (a.GetTag() != b.GetTag()) return false;
@@ -76,7 +93,7 @@ bool SameValue(const Kt_Variant& a, const Kt_Variant& b) {
       return std::bit_cast<std::uint64_t>(a.AsDouble()) ==
                  std::bit_cast<std::uint64_t>(b.AsDouble()) ||
              (std::isnan(a.AsDouble()) && std::isnan(b.AsDouble()));
-    case kTagString: return a.AsStringView() == b.AsStringView();
+    case kTagString: return kt::detail::IsSameText(a.AsStringView(), b.AsStringView());
     default: return Var_Order(a, b) == 0;
   }
 }
@@ -109,6 +126,14 @@ Kt_Column::Kt_Column(Kt_ColumnType type) : type_(type) {
     default: cells_.emplace<Values>(); break;
   }
 }
+
+Kt_Column::Kt_Column(const Kt_Column& other)
+    : type_(other.type_),
+      cells_(std::visit([](const auto& cells) { return decltype(cells_)(CopyOf(cells)); },
+                        other.cells_)),
+      nulls_(other.nulls_),
+      row_count_(other.row_count_),
+      null_count_(other.null_count_) {}
 
 Kt_Variant Kt_Column::Read(std::size_t row) const {
   KT_ASSERT(row < row_count_);
@@ -153,6 +178,7 @@ bool Kt_Column::SameCells(std::size_t a, std::size_t b) const {
 
 bool Kt_Column::Write(std::size_t row, const Kt_Variant& value) {
   const Kt_Variant converted = Converted(value);
+  if (!ConvertsAtOnce(value)) kt::detail::ChargeOrLeave(0);  // it may have been stopped
   if (SameValue(Read(row), converted)) return false;
   if (converted.IsEmpty()) {
     WriteNull(row);
@@ -263,7 +289,11 @@ void Kt_Column::Append(const Kt_Variant& value) {
 
 void Kt_Column::AppendFrom(const Kt_Column& other) {
   Reserve(row_count_ + other.row_count_);
-  for (std::size_t row = 0; row < other.row_count_; ++row) Append(other.Read(row));
+  kt::detail::RoundCharge charge;
+  for (std::size_t row = 0; row < other.row_count_; ++row) {
+    charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
+    Append(other.Read(row));
+  }
 }
 
 Kt_Column Kt_Column::Head(std::size_t rows) const {
@@ -304,16 +334,24 @@ void Kt_Column::ShrinkToFit() {
 }
 
 Kt_Column Kt_Column::Gather(const kt::CountedVector<std::uint32_t>& rows) const {
+  const auto copy_rows = [&rows](auto& target, const auto& cells) {
+    kt::detail::InPiecesOrLeave(rows.size(), Kt_WorkMeter::kUnitsPerCell,
+                                [&](std::size_t first, std::size_t count) {
+                                  for (std::size_t at = first; at < first + count; ++at) {
+                                    target[at] = cells[rows[at]];
+                                  }
+                                });
+  };
   Kt_Column out(type_);
   out.Resize(rows.size());
   std::visit(
       [&]<class T>(const T& cells) {
         T& target = std::get<T>(out.cells_);
         if constexpr (requires { cells.codes; }) {
-          target.dictionary = cells.dictionary;
-          for (std::size_t at = 0; at < rows.size(); ++at) target.codes[at] = cells.codes[rows[at]];
+          target.dictionary = kt::detail::TextDictionary(cells.dictionary);
+          copy_rows(target.codes, cells.codes);
         } else {
-          for (std::size_t at = 0; at < rows.size(); ++at) target[at] = cells[rows[at]];
+          copy_rows(target, cells);
         }
       },
       cells_);

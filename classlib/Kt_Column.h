@@ -44,6 +44,10 @@ class KT_CLASS_API Kt_Column {
   };
 
   explicit Kt_Column(Kt_ColumnType type);
+  Kt_Column(const Kt_Column& other);
+  Kt_Column(Kt_Column&&) = default;
+  Kt_Column& operator=(const Kt_Column&) = delete;
+  Kt_Column& operator=(Kt_Column&&) = default;
 
   Kt_ColumnType Type() const { return type_; }
   std::size_t RowCount() const { return row_count_; }

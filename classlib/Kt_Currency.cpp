@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "classlib/detail/Kt_Blank.h"
+#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 
@@ -81,8 +82,10 @@ std::optional<Kt_Currency> ReadAmount(std::basic_string_view<Unit> text) {
   const bool negative = text.starts_with(Unit{'-'});
   if (negative || text.starts_with(Unit{'+'})) text.remove_prefix(1);
   AmountReader reader;
-  for (const Unit unit : text) {
-    if (!reader.Take(static_cast<char16_t>(unit))) return std::nullopt;
+  for (std::size_t at = 0; at < text.size(); ++at) {
+    if (!reader.Take(static_cast<char16_t>(text[at])) || !kt::detail::GoesOnAt(at, 4)) {
+      return std::nullopt;
+    }
   }
   Kt_Currency result;
   const Wide units = reader.Units();

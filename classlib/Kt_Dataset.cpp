@@ -88,6 +88,8 @@ kt_long Kt_Dataset::AddColumnRow(Column column) {
 kt_long Kt_Dataset::AddColumn(const Kt_WString& id, Kt_ColumnType type, kt_long size) {
   Column column{id, {}, type, size};
   return kt::detail::RefuseOnFailure([&] {
+    constexpr std::int64_t kUnitsPerNull = Kt_WorkMeter::kUnitsPerCell / 2;
+    kt::detail::ChargeOrLeave(PlainSlotCount() * kUnitsPerNull);
     column.cells = std::make_shared<Kt_Column>(type);
     column.cells->AppendNulls(PlainSlotCount());
     return AddColumnRow(std::move(column));

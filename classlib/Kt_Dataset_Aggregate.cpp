@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "classlib/Kt_Dataset.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_Whole.h"
 #include "classlib/kernels/Kt_ColumnKernels.h"
@@ -97,7 +98,9 @@ class Aggregator {
   // The number of a text is worked out once per text.
   Kt_Variant SumCells(const Texts& texts) const {
     Doubles numbers(texts.dictionary.Count());
+    RoundCharge charge;
     for (std::uint32_t code = 1; code < numbers.size(); ++code) {
+      charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
       numbers[code] = texts.dictionary.Text(code).ToDouble();
     }
     DoubleSum sum;
@@ -162,12 +165,19 @@ class Aggregator {
 
   template <class Visit>
   void EachRow(Visit visit) const {
+    RoundCharge charge;
     walk_(
         [&](std::size_t first, std::size_t count) {
-          for (std::size_t row = first; row < first + count; ++row) visit(row);
+          for (std::size_t row = first; row < first + count; ++row) {
+            charge.AddOrLeave(2 * Kt_WorkMeter::kUnitsPerCell);
+            visit(row);
+          }
         },
         [&](const Slot* rows, std::size_t count) {
-          for (std::size_t at = 0; at < count; ++at) visit(rows[at]);
+          for (std::size_t at = 0; at < count; ++at) {
+            charge.AddOrLeave(2 * Kt_WorkMeter::kUnitsPerCell);
+            visit(rows[at]);
+          }
         });
   }
 
@@ -204,15 +214,19 @@ bool Compute(Kt_Aggregate what, const Kt_Column& column, Walk walk, Kt_Variant& 
 std::unique_ptr<Kt_Column> Kt_Dataset::Evaluated(View view, kt_long start, kt_long end, kt_long col,
                                                  kt_long position) const {
   auto cells = std::make_unique<Kt_Column>(GetColType(col));
+  RoundCharge charge;
   for (kt_long row = start; row < end; ++row) {
+    charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
     if (RecordAt(view, row)) cells->Append(ReadCell(view, row, col, position));
   }
+  ChargeOrLeave(0);  // an expression may have been stopped
   return cells;
 }
 
 // `start` and `end` count records.
 kt_long Kt_Dataset::AggregateRecords(View view, Kt_Aggregate what, const Kt_Column& cells,
                                      kt_long start, kt_long end, Kt_Variant& result) const {
+  ChargeOrLeave(end - start);
   const auto walk = [&](auto dense, auto listed) {
     index_->ForEachRun(view, start, end, dense, listed);
   };

@@ -6,10 +6,12 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <stdexcept>
 #include <string>
 
 #include "classlib/Kt_Buffer.h"
 #include "classlib/Kt_Dataset.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_SavedValue.h"
@@ -48,6 +50,7 @@ class ByteWriter {
   }
   void PutText(std::u16string_view text) {
     Put(static_cast<std::uint32_t>(text.size()));
+    charge_.AddOrLeave(static_cast<std::int64_t>(text.size()) + Kt_WorkMeter::kUnitsPerCell);
     PutArray(text.data(), text.size());
   }
   void PutValue(const Kt_Variant& held);
@@ -56,11 +59,13 @@ class ByteWriter {
 
  private:
   kt::CountedBytes bytes_;
+  RoundCharge charge_;
 };
 
 // REQUIRES: CheckValues has found no fault in it.
 void ByteWriter::PutValue(const Kt_Variant& held) {
   const Kt_Variant& value = held.Target();
+  charge_.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
   Put(value.GetTag());
   switch (value.GetTag()) {
     case kTagEmpty: break;
@@ -160,6 +165,7 @@ class ByteReader {
   }
   // A count of things that take at least `least_bytes` each.
   std::uint32_t GetCount(std::size_t least_bytes) {
+    charge_.AddOrLeave(Kt_WorkMeter::kUnitsPerCell);
     const auto count = Get<std::uint32_t>();
     if (count > bytes_.size() / least_bytes) good_ = false;
     return good_ ? count : 0;
@@ -167,7 +173,10 @@ class ByteReader {
   template <class T, class Store>
   void GetArray(std::size_t count, Store store) {
     if (count > bytes_.size() / sizeof(T)) good_ = false;
-    for (std::size_t at = 0; good_ && at < count; ++at) store(Get<T>());
+    for (std::size_t at = 0; good_ && at < count; ++at) {
+      if (!GoesOnAt(at, 4)) throw WorkStopped();
+      store(Get<T>());
+    }
   }
   std::u16string GetText() {
     std::u16string text;
@@ -185,6 +194,7 @@ class ByteReader {
 
   std::string_view bytes_;
   bool good_ = true;
+  RoundCharge charge_;
 };
 
 Kt_Variant ByteReader::GetValue(int depth) {
@@ -290,6 +300,7 @@ class BinaryLoader {
   }
 
   void ReadCell(Kt_Column& cells, const std::vector<Kt_WString>& texts) {
+    charge_.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
     switch (cells.Type()) {
       case Kt_ColumnType::kLong: cells.AppendLong(in_.Get<kt_long>()); break;
       case Kt_ColumnType::kDouble:
@@ -334,6 +345,7 @@ class BinaryLoader {
   }
 
   ByteReader in_;
+  RoundCharge charge_;
   LoadedTable table_;
   NameMap names_;
 };
@@ -356,7 +368,11 @@ kt_long Kt_Dataset::Save2(Kt_Buffer& out, std::u16string_view type, Kt_SaveRepor
     if (const kt_long code = CheckValues(table, report)) return code;
     ByteWriter writer;
     PutTable(table, writer);
-    out.Append(writer.Bytes());
+    const std::string_view bytes = writer.Bytes();
+    out.Reserve(bytes.size());
+    InPiecesOrLeave(bytes.size(), 1, [&](std::size_t first, std::size_t count) {
+      out.Append(bytes.substr(first, count));
+    });
     return kOk;
   });
 }

@@ -2,11 +2,15 @@
 //
 // Row states, first values, and taking changes over or back.
 #include "classlib/Kt_Dataset.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_Refuse.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
 namespace {
+
+// Work on fewer rows is short, and cheaper to finish than to prepare for being stopped.
+constexpr kt_long kManyRows = 4096;
 
 kt_long TypeOfFlags(std::uint8_t flags) {
   if ((flags & kRowInserted) != 0) return kRowTypeInsert;
@@ -46,6 +50,62 @@ void Kt_Dataset::SetNormal(Slot slot) {
   if ((flags & kRowInserted) != 0) --inserted_count_;
   if ((flags & kRowUpdated) != 0) changes_.Write().Drop(slot);
   index_.Write().Mark(slot, 0, kRowInserted | kRowUpdated);
+}
+
+// ---- Taking back what was stopped ---------------------------------------------------------------
+
+struct Kt_Dataset::Rollback::State {
+  explicit State(const Kt_Dataset& dataset)
+      : columns(dataset.columns_),
+        index(dataset.index_),
+        changes(dataset.changes_),
+        free_slots(dataset.free_slots_),
+        slot_count(dataset.slot_count_),
+        inserted_count(dataset.inserted_count_),
+        active_view(dataset.active_view_),
+        shown_keys(dataset.shown_keys_),
+        key_cells(dataset.key_cells_),
+        grouped(dataset.grouped_),
+        history(dataset.history_.Saved()) {}
+
+  std::vector<Column> columns;
+  CopyOnWrite<RowIndex> index;
+  CopyOnWrite<ChangeBuffer> changes;
+  kt::CountedVector<Slot> free_slots;
+  Slot slot_count;
+  kt_long inserted_count;
+  View active_view;
+  std::vector<Key> shown_keys;
+  std::vector<KeyCells> key_cells;
+  bool grouped;
+  SlotHistory history;
+};
+
+Kt_Dataset::Rollback::Rollback(Kt_Dataset& dataset, bool is_wanted) {
+  const bool may_stop = Kt_WorkMeter::Current() != nullptr && Kt_WorkMeter::CurrentStop() == 0;
+  if (!is_wanted || !may_stop || dataset.IsPivot()) return;
+  dataset_ = Kt_DatasetHandle(&dataset);
+  state_ = std::make_unique<State>(dataset);
+}
+
+Kt_Dataset::Rollback::~Rollback() {
+  if (!TakesBack()) return;
+  Kt_Dataset* const dataset = dataset_.Get();
+  // Columns that came or went were not part of the work.
+  if (dataset == nullptr || dataset->columns_.size() != state_->columns.size()) return;
+  dataset->columns_.swap(state_->columns);
+  std::swap(dataset->index_, state_->index);
+  std::swap(dataset->changes_, state_->changes);
+  dataset->free_slots_.swap(state_->free_slots);
+  dataset->slot_count_ = state_->slot_count;
+  dataset->inserted_count_ = state_->inserted_count;
+  dataset->active_view_ = state_->active_view;
+  dataset->shown_keys_.swap(state_->shown_keys);
+  dataset->key_cells_.swap(state_->key_cells);
+  dataset->grouped_ = state_->grouped;
+  dataset->history_ = std::move(state_->history);
+  dataset->DropGroups();
+  ++dataset->structure_version_;
 }
 
 // ---- First values -----------------------------------------------------------------------------
@@ -96,6 +156,7 @@ void Kt_Dataset::ApplyChange() {
   if (IsEvaluating()) return;
   if (!GetUpdate()) return;
   const PlainRows plain(*this);
+  const Rollback rollback(*this, GetDelRowCount() >= kManyRows);
   RefuseOnFailure([&] {
     CopyOnWrite<ChangeBuffer> none;
     RowIndex& index = index_.Write();
@@ -124,6 +185,8 @@ void Kt_Dataset::Reset() {
 
 void Kt_Dataset::TakeBackChanges() {
   const PlainRows plain(*this);
+  const bool is_long = GetOrgBuffCount() + inserted_count_ >= kManyRows;
+  const Rollback rollback(*this, is_long || inserted_count_ > 0);
   RefuseOnFailure([&] {
     CopyOnWrite<ChangeBuffer> none;
     RowIndex& index = index_.Write();
@@ -132,6 +195,8 @@ void Kt_Dataset::TakeBackChanges() {
     for (const Column& column : columns_) before.push_back(column.cells);
     try {
       for (kt_long entry = 0; entry < GetOrgBuffCount(); ++entry) {
+        const auto at = static_cast<std::size_t>(entry);
+        if (is_long && !GoesOnAt(at, 32 * Kt_WorkMeter::kUnitsPerCell)) throw WorkStopped();
         RestoreFirstValues(changes_->SlotAt(entry));
       }
       if (inserted_count_ > 0) RemoveEntries(kRowInserted);

@@ -5,12 +5,19 @@
 #include <unordered_map>
 
 #include "classlib/Kt_Dataset.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_TextHash.h"
 #include "classlib/detail/Kt_Whole.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
+
+namespace {
+
+constexpr std::int64_t kUnitsPerCopy = 8 * Kt_WorkMeter::kUnitsPerCell;
+
+}  // namespace
 
 // The content of another dataset in place of this one's; what belongs to the dataset itself stays.
 void Kt_Dataset::TakeContent(const Kt_Dataset& source) {
@@ -142,31 +149,45 @@ kt_long Kt_Dataset::AppendDataset(const Kt_Dataset& source) {
                      [&](const Kt_Dataset& table) { return AppendDataset(table); });
   }
   return WithSource(source, [&]() -> kt_long {
-    const auto cols = SharedColumns(source);
-    // Room for the way back.
-    free_slots_.reserve(free_slots_.size() + static_cast<std::size_t>(source.GetRowCount()));
-    const kt_long first = GetRowCount();
-    kt_long appended = 0;
-    try {
-      for (kt_long row = 0; row < source.GetRowCount(); ++row) {
-        if (source.GetRowLevel(row) > 0) continue;
-        const std::uint32_t failures = kt::MemoryFailures();
-        const kt_long target = AppendRow();
-        kt::PassMemoryFailure(failures);
-        if (target < 0) {
-          while (appended-- > 0) (void)DeleteRow(first + appended);
-          return target;
-        }
-        ++appended;
-        CopyCells(target, source, row, cols);
-        kt::PassMemoryFailure(failures);
-      }
-    } catch (const std::exception&) {  // and not where this dataset has ended
-      while (appended-- > 0) (void)DeleteRow(first + appended);
-      throw;
-    }
-    return appended;
+    // Few rows are taken out again when the work is stopped: that costs less than a copy.
+    const Rollback rollback(*this, source.GetRowCount() >= GetRowCountNF() / 8);
+    return AppendRows(source, rollback);
   });
+}
+
+// What was appended is taken out again when that fails.
+kt_long Kt_Dataset::AppendRows(const Kt_Dataset& source, const Rollback& rollback) {
+  const auto cols = SharedColumns(source);
+  const std::int64_t units = (static_cast<std::int64_t>(cols.size()) + 4) * kUnitsPerCopy;
+  RoundCharge charge;
+  // Room for the way back.
+  free_slots_.reserve(free_slots_.size() + static_cast<std::size_t>(source.GetRowCount()));
+  const kt_long first = GetRowCount();
+  kt_long appended = 0;
+  const auto take_out = [&] {
+    while (appended-- > 0) (void)DeleteRow(first + appended);
+  };
+  try {
+    for (kt_long row = 0; row < source.GetRowCount(); ++row) {
+      if (source.GetRowLevel(row) > 0) continue;
+      charge.AddOrLeave(units);
+      const std::uint32_t failures = kt::MemoryFailures();
+      const kt_long target = AppendRow();
+      kt::PassMemoryFailure(failures);
+      if (target < 0) {
+        take_out();
+        return target;
+      }
+      ++appended;
+      CopyCells(target, source, row, cols);
+      kt::PassMemoryFailure(failures);
+    }
+    ChargeOrLeave(0);
+  } catch (const std::exception&) {  // and not where this dataset has ended
+    if (!rollback.TakesBack()) take_out();
+    throw;
+  }
+  return appended;
 }
 
 // The texts of the key cells, each with its length in front so that no two keys look the same.
@@ -211,7 +232,10 @@ kt_long Kt_Dataset::MergePhysical(const Kt_Dataset& source) {
   if (own_keys.empty()) return AppendDataset(source);
   return WithSource(source, [&]() -> kt_long {
     KeyRows rows;
+    const auto key_units = (static_cast<std::int64_t>(own_keys.size()) + 4) * kUnitsPerCopy;
+    RoundCharge charge;
     for (kt_long row = 0; row < GetRowCount(); ++row) {
+      charge.AddOrLeave(key_units);
       if (GetRowLevel(row) > 0) continue;
       rows.emplace(source.Outside([&] { return KeyText(row, own_keys); }), row);
     }
@@ -221,6 +245,7 @@ kt_long Kt_Dataset::MergePhysical(const Kt_Dataset& source) {
     const kt_long merged = Outside([&] { return next.MergeByKeys(source, rows, source_keys); });
     kt::PassMemoryFailure(failures);
     if (merged < 0) return merged;
+    ChargeOrLeave(0);
     std::swap(next.history_, history_);  // the rows that were here keep their slots
     *this = std::move(next);
     return merged;
@@ -230,9 +255,13 @@ kt_long Kt_Dataset::MergePhysical(const Kt_Dataset& source) {
 kt_long Kt_Dataset::MergeByKeys(const Kt_Dataset& source, const KeyRows& rows,
                                 const std::vector<kt_long>& source_keys) {
   const auto cols = SharedColumns(source);
+  const auto units =
+      (static_cast<std::int64_t>(source_keys.size() + cols.size()) + 4) * kUnitsPerCopy;
+  RoundCharge charge;
   kt_long merged = 0;
   for (kt_long row = 0; row < source.GetRowCount(); ++row) {
     if (source.GetRowLevel(row) > 0) continue;
+    charge.AddOrLeave(units);
     const auto found = rows.find(source.KeyText(row, source_keys));
     if (found == rows.end()) {
       const kt_long added = AppendRow();

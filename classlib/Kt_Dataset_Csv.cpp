@@ -8,6 +8,7 @@
 #include "classlib/Kt_CellForms.h"
 #include "classlib/Kt_Dataset.h"
 #include "classlib/Kt_Number.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_CsvScanner.h"
 #include "classlib/detail/Kt_CsvSniffer.h"
 #include "classlib/detail/Kt_FileText.h"
@@ -359,10 +360,12 @@ class CsvLoader {
   template <class Good, class Bad>
   void EachRow(Good good, Bad bad) {
     Scanner scanner = body_;
+    RoundCharge charge;
     row_count_ = 0;
     while (row_count_ <= kMaxDatasetRows) {
       const Row row = scanner.Next(record_);
       if (row == Row::kEnd) break;
+      charge.AddOrLeave(UnitsOf(scanner.Text().size(), record_.size()));
       // Empty cells beyond the last column say nothing: the line ends with separators.
       while (record_.size() > columns_.size() && record_.back().IsNull()) record_.pop_back();
       if (row == Row::kBad) {
@@ -374,6 +377,12 @@ class CsvLoader {
         ++row_count_;
       }
     }
+  }
+
+  static std::int64_t UnitsOf(std::size_t units, std::size_t cells) {
+    constexpr std::size_t kUnitsEach = 4;
+    constexpr std::size_t kUnitsPerCell = 4 * Kt_WorkMeter::kUnitsPerCell;
+    return static_cast<std::int64_t>(units * kUnitsEach + (cells + 1) * kUnitsPerCell);
   }
 
   void NoteForms() {
@@ -597,13 +606,17 @@ class CsvWriter {
         if (col > 0) text_ += options_.separator;
         const Kt_Column& cells = *columns_[col].cells;
         if (cells.IsNull(slots[row])) continue;
+        charge_.AddOrLeave(16 * Kt_WorkMeter::kUnitsPerCell);
         if (const kt_long code = WriteCell(cells.Read(slots[row]), row, col)) return code;
       }
       text_ += u"\r\n";
+      if (text_.size() < kPieceUnits) continue;
+      if (!saved_.Append(text_)) return report_.Refuse(kErrStringTooLong, {});
+      text_.clear();
     }
-    return text_.size() <= kMaxUnits ? kOk : report_.Refuse(kErrStringTooLong, {});
+    return saved_.Append(text_) ? kOk : report_.Refuse(kErrStringTooLong, {});
   }
-  const kt::CountedText& Text() const { return text_; }
+  Kt_WString& Text() { return saved_; }
 
  private:
   static constexpr auto kMaxUnits = static_cast<std::size_t>(kMaxStringLength);
@@ -621,7 +634,7 @@ class CsvWriter {
     Kt_WString cell = FileText(value);
     if (options_.guard_formulas && value.IsString()) GuardFormula(cell);
     // Before the next cell is appended: cells may share one long text.
-    if (text_.size() + cell.View().size() > kMaxUnits) {
+    if (saved_.View().size() + text_.size() + cell.View().size() > kMaxUnits) {
       return report_.Refuse(kErrStringTooLong, {});
     }
     AppendCell(text_, cell, cell.IsEmpty(), options_.separator);
@@ -631,7 +644,9 @@ class CsvWriter {
   const Kt_CsvSaveOptions& options_;
   Kt_SaveReport& report_;
   std::vector<SavedColumn> columns_;
-  kt::CountedText text_;
+  Kt_WString saved_;      // which grows without being copied
+  kt::CountedText text_;  // of the last rows
+  RoundCharge charge_;
 };
 
 }  // namespace
@@ -732,7 +747,9 @@ kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type,
       writer.AddColumn(column.id, column.size, SlotCells(col));
     }
     if (const kt_long code = writer.Write(slots)) return code;
-    out = Kt_WString(writer.Text());
+    ChargeOrLeave(0);
+    out = std::move(writer.Text());
+    out.FreeExtra();
     return static_cast<kt_long>(slots.size());
   };
   const kt_long saved = Whole([&] { return RefuseOnFailure(save); }, -1);

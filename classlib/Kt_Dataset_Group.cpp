@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "classlib/Kt_Pivot.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_Whole.h"
 
@@ -162,14 +163,18 @@ void Kt_Dataset::DropGroups(std::uint8_t flags, int kept) const {
 
 GroupView& Kt_Dataset::GroupsOf(View view) const {
   std::optional<GroupView>& groups = groups_[view];
+  if (groups && groups->is_unfinished && kt::Charge(0)) groups.reset();
   if (!groups) {
     groups.emplace();
     try {
       (void)BuildGroups(view, *groups);
+    } catch (const WorkStopped&) {
+      groups.emplace();
     } catch (...) {
       groups.reset();
       throw;
     }
+    groups->is_unfinished = !kt::Charge(0);
   }
   return *groups;
 }
@@ -195,7 +200,10 @@ void Kt_Dataset::FindGroups(View view, const GroupPlan& plan, GroupView& groups)
   const std::size_t key_count = plan.keys.size();
   std::vector<kt_long> starts(key_count, 0);  // record that begins the open group of each key
   Slot before = 0;
+  RoundCharge charge;
+  const std::int64_t units = static_cast<std::int64_t>(key_count + 1) * Kt_WorkMeter::kUnitsPerCell;
   for (kt_long record = 0; record <= count; ++record) {
+    charge.AddOrLeave(units);
     const Slot slot = record < count ? index_->At(view, record) : 0;
     std::size_t same = 0;
     if (record > 0 && record < count) {
@@ -218,7 +226,9 @@ void Kt_Dataset::FindGroups(View view, const GroupPlan& plan, GroupView& groups)
 void Kt_Dataset::PlaceSubtotals(GroupView& groups) const {
   kt::CountedVector<Subtotal>& all = groups.All();
   if (reverse_subtotals_) {
-    std::stable_sort(all.begin(), all.end(), [](const Subtotal& a, const Subtotal& b) {
+    RoundCharge charge;
+    std::stable_sort(all.begin(), all.end(), [&](const Subtotal& a, const Subtotal& b) {
+      charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
       return a.first != b.first ? a.first < b.first : a.level > b.level;
     });
   }
@@ -243,6 +253,7 @@ void Kt_Dataset::FillSubtotal(View view, const GroupPlan& plan, Subtotal& subtot
   }
   if (IsPivot()) {
     kt::CountedVector<Slot> rows;
+    ChargeOrLeave((subtotal.last - subtotal.first) * Kt_WorkMeter::kUnitsPerCell);
     for (kt_long record = subtotal.first; record < subtotal.last; ++record) {
       rows.push_back(index_->At(view, record));
     }
@@ -256,7 +267,10 @@ void Kt_Dataset::FillSubtotal(View view, const GroupPlan& plan, Subtotal& subtot
 }
 
 void Kt_Dataset::FillSubtotals(View view, const GroupPlan& plan, GroupView& groups) const {
+  RoundCharge charge;
+  const auto cells = static_cast<std::int64_t>(plan.keys.size() + plan.values.size() + 1);
   for (Subtotal& subtotal : groups.All()) {
+    charge.AddOrLeave(cells * 16 * Kt_WorkMeter::kUnitsPerCell);
     FillSubtotal(view, plan, subtotal);
     subtotal.first = groups.RowOf(subtotal.first);
     subtotal.last = groups.RowOf(subtotal.last - 1) + 1;

@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "classlib/Kt_Dataset.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_SavedValue.h"
@@ -18,6 +19,7 @@ kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
   if (IsEvaluating()) return -1;
   if (!clear && !IsPhysical()) return -1;
   return RefuseOnFailure([&]() -> kt_long {
+    ChargeOrLeave(0);  // what was read may be a part
     const std::uint32_t failures = kt::MemoryFailures();
     Kt_Dataset next(*this);
     const std::vector<Kt_WString> key_ids = KeyIds();
@@ -109,7 +111,11 @@ void Kt_Dataset::AdoptRows(const LoadedTable& table, const std::vector<kt_long>&
     cells.AppendNulls(slot_count_ - cells.RowCount());
   }
   index.Append(first, table.row_count);
-  for (const LoadedNote& note : table.notes) AdoptNote(note, cols, first + note.row);
+  RoundCharge charge;
+  for (const LoadedNote& note : table.notes) {
+    charge.AddOrLeave(32 * Kt_WorkMeter::kUnitsPerCell);
+    AdoptNote(note, cols, first + note.row);
+  }
   AdoptDeletions(table, first);
   ++structure_version_;
 }
@@ -176,6 +182,7 @@ kt_long Kt_Dataset::SaveTable(std::u16string_view type, Kt_SaveReport& report,
 // The rows to save in record order; deleted ones are among them when `deleted` is set.
 kt::CountedVector<Slot> Kt_Dataset::RowsToSave(View view, bool changed_only, bool deleted) const {
   kt::CountedVector<Slot> slots;
+  ChargeOrLeave(static_cast<std::int64_t>(index_->EntryCount()) * Kt_WorkMeter::kUnitsPerCell / 2);
   index_->ForEachEntry([&](RowIndex::Place, Slot slot) {
     const std::uint8_t flags = index_->Flags(slot);
     const bool is_deleted = (flags & kRowDeleted) != 0;
@@ -212,7 +219,9 @@ void Kt_Dataset::AddNotes(const kt::CountedVector<Slot>& slots, LoadedTable& tab
     delete_numbers.emplace(slot, static_cast<kt_long>(delete_numbers.size()));
   }
   std::vector<std::pair<std::uint64_t, LoadedNote>> notes;
+  RoundCharge charge;
   for (std::uint32_t row = 0; row < slots.size(); ++row) {
+    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
     const std::uint8_t flags = index_->Flags(slots[row]);
     LoadedNote note;
     note.row = row;
@@ -229,7 +238,9 @@ void Kt_Dataset::AddNotes(const kt::CountedVector<Slot>& slots, LoadedTable& tab
       notes.emplace_back(entry->number + 1, std::move(note));
     }
   }
-  std::stable_sort(notes.begin(), notes.end(),
-                   [](const auto& a, const auto& b) { return a.first < b.first; });
+  std::stable_sort(notes.begin(), notes.end(), [&](const auto& a, const auto& b) {
+    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
+    return a.first < b.first;
+  });
   for (auto& [number, note] : notes) table.notes.push_back(std::move(note));
 }

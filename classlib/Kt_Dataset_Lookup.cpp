@@ -5,6 +5,8 @@
 
 #include "classlib/Kt_Dataset.h"
 #include "classlib/Kt_Number.h"
+#include "classlib/detail/Kt_Charge.h"
+#include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_Whole.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
@@ -48,9 +50,9 @@ class Wanted {
       case Kt_ColumnType::kString: {
         const auto& texts = column_.Cells<Kt_Column::Texts>();
         if (code_) return texts.codes[row] == *code_;
-        return texts.dictionary.Text(texts.codes[row]).View() == text_;
+        return IsSameText(texts.dictionary.Text(texts.codes[row]), text_);
       }
-      default: return column_.Read(row).ToString().View() == text_;
+      default: return IsSameText(column_.Read(row).ToString(), text_);
     }
   }
 
@@ -68,7 +70,9 @@ template <class Matches>
 kt_long Kt_Dataset::FindFirst(View view, kt_long start, kt_long end, Matches matches) const {
   const kt_long count = ViewCount(view);
   end = end < 0 ? count : std::min(end, count);
+  RoundCharge charge;
   for (kt_long row = std::max(start, 0); row < end; ++row) {
+    if (!charge.Add(4 * Kt_WorkMeter::kUnitsPerCell)) return -1;
     const auto slot = RecordAt(view, row);
     if (slot && matches(row, *slot)) return row;
   }
@@ -87,7 +91,11 @@ kt_long Kt_Dataset::LookupExact(View view, std::u16string_view id, std::u16strin
 kt_long Kt_Dataset::FindCell(View view, kt_long col, std::u16string_view text, kt_long start,
                              kt_long end) const {
   std::shared_ptr<const Kt_Column> patched;  // without the rows that are gone
-  if (!IsPivot() && !IsIntact()) patched = SlotCells(col);
+  const auto patch = [&] {
+    if (!IsPivot() && !IsIntact()) patched = SlotCells(col);
+    return kt_long{0};
+  };
+  if (RefuseOnFailure(patch) < 0) return -1;
   const Kt_Column* const cells = patched != nullptr ? patched.get() : CellsOf(col);
   if (cells == nullptr) {
     return FindFirst(view, start, end, [&](kt_long row, Slot) {

@@ -7,6 +7,7 @@
 #include "classlib/Kt_Number.h"
 #include "classlib/Kt_Pivot.h"
 #include "classlib/detail/Kt_CellFold.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_Whole.h"
 
@@ -60,6 +61,7 @@ void Kt_Dataset::EnterPivot(std::shared_ptr<const Kt_Pivot> pivot) {
 kt_long Kt_Dataset::RecalcPivot() {
   KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
+  const std::shared_ptr<const Kt_Pivot> before = pivot_;
   LeavePivot();
   const auto recalc = [&]() -> kt_long {
     if (ShowsSource()) TakeSourceRows(false);
@@ -69,10 +71,19 @@ kt_long Kt_Dataset::RecalcPivot() {
     if (std::none_of(keys_.begin(), keys_.end(), is_pivot_key)) return 1;
     auto pivot = std::make_shared<Kt_Pivot>();
     if (!pivot->Build(*this)) return -1;
+    ChargeOrLeave(0);
     EnterPivot(std::move(pivot));
     return 1;
   };
-  return Whole([&] { return RefuseOnFailure(recalc); }, -1);
+  const auto recalc_or_go_back = [&]() -> kt_long {
+    try {
+      return recalc();
+    } catch (const WorkStopped&) {
+      if (before != nullptr) EnterPivot(before);
+      throw;
+    }
+  };
+  return Whole([&] { return RefuseOnFailure(recalc_or_go_back); }, -1);
 }
 
 void Kt_Dataset::PivotLocSubSum_Reset() {
@@ -135,7 +146,9 @@ kt_long Kt_Dataset::PivotDown(Kt_Aggregate what, kt_long col, kt_long position, 
   if (GetPivotColType(col) != 0) return -1;
   return RefuseOnFailure([&] {
     CellFold fold;
+    RoundCharge charge;
     for (const Slot row : PivotRows(view, start, end)) {
+      charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
       fold.Add(pivot_->GetColumn(static_cast<kt_long>(row), col, position));
     }
     result = fold.Result(what, false);
@@ -150,7 +163,9 @@ kt_long Kt_Dataset::PivotAcross(Kt_Aggregate what, kt_long col, kt_long row, kt_
   if (GetPivotColType(col) != 0 || !HasRow(view, row)) return -1;
   end = end < 0 ? GetPivotColCount() : std::min(end, GetPivotColCount());
   CellFold fold;
+  RoundCharge charge;
   for (kt_long position = std::max(start, 0); position < end; ++position) {
+    if (!charge.Add(8 * Kt_WorkMeter::kUnitsPerCell)) break;
     if (GetPivotColLevel(position) == 0) fold.Add(ReadCell(view, row, col, position));
   }
   result = fold.Result(what, present_only);
@@ -289,6 +304,7 @@ Kt_Dataset Kt_Dataset::PivotTable(View view) const {
     table.columns_[static_cast<std::size_t>(col)].cells =
         std::make_shared<Kt_Column>(key.cells->Gather(rows));
   }
+  RoundCharge charge;
   for (kt_long position = 0; position < GetPivotColCount(); ++position) {
     if (GetPivotColLevel(position) > 0) continue;
     for (const Kt_Pivot::ValueColumn& value : pivot_->values_) {
@@ -297,6 +313,7 @@ Kt_Dataset Kt_Dataset::PivotTable(View view) const {
       if (!text.IsEmpty() && pivot_->values_.size() > 1) id += u"/" + GetColID(value.col);
       const kt_long col = AddTableColumn(table, id, TypeFor(value.values));
       for (std::size_t row = 0; row < rows.size(); ++row) {
+        charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
         table.SetColumn(static_cast<kt_long>(row), col,
                         pivot_->GetColumn(static_cast<kt_long>(rows[row]), value.col, position));
       }

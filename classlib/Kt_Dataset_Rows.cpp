@@ -4,10 +4,18 @@
 #include <algorithm>
 #include <tuple>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Dataset.h"
 #include "classlib/detail/Kt_Refuse.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
+
+namespace {
+
+// Fewer rows are done at once.
+constexpr kt_long kManyRows = 4096;
+
+}  // namespace
 
 kt_long Kt_Dataset::RecordOf(View view, kt_long row) const {
   if (KT_LIKELY(!grouped_)) return row;
@@ -110,8 +118,12 @@ void Kt_Dataset::FreeSlot(Slot slot) {
 kt_long Kt_Dataset::InsertSlots(kt_long row, kt_long count) {
   KT_CHECK_THREAD(one_thread_, "dataset", id_);
   if (IsEvaluating()) return -1;
+  const std::int64_t units = count < kManyRows ? 0 : 4 * Kt_WorkMeter::kUnitsPerCell;
   return RefuseOnFailure([&]() -> kt_long {
     kt::CountedVector<Slot> slots;
+    const Rollback rollback(*this, units > 0);
+    RoundCharge charge;
+    if (units > 0) ChargeOrLeave(count * units / 4);
     RowIndex& index = index_.Write();
     const kt_long first = row < 0 ? GetRowCount() : row;
     const kt_long record = row < 0 ? index.Count(ActiveView()) : RecordsBefore(ActiveView(), row);
@@ -121,6 +133,7 @@ kt_long Kt_Dataset::InsertSlots(kt_long row, kt_long count) {
     try {
       for (const Slot slot : slots) index.Mark(slot, kRowInserted, 0);
       for (; added < count; ++added) {
+        charge.AddOrLeave(units);
         const Slot slot = slots[static_cast<std::size_t>(added)];
         if (record + added == index.Count(ActiveView())) {
           index.Append(slot, 1);
@@ -129,6 +142,7 @@ kt_long Kt_Dataset::InsertSlots(kt_long row, kt_long count) {
         }
       }
     } catch (...) {
+      if (rollback.TakesBack()) throw;
       // The last one first: a chunk that it was put into lists its slots already.
       while (added-- > 0) index.Remove(index.Find(ActiveView(), record + added));
       GiveBackSlots(slots, slot_count);
@@ -201,17 +215,21 @@ kt_long Kt_Dataset::DeleteWhere(Keep keep) {
   if (!IsPhysical()) return -1;
   return RefuseOnFailure([&] {
     kt_long deleted = 0;
+    ChargeOrLeave(0);
+    RoundCharge charge;
     // While these hold what is there, what is written becomes a copy.
     auto before = std::tuple(index_, changes_, free_slots_, inserted_count_, key_cells_);
     std::vector<std::shared_ptr<Kt_Column>> cells;
     for (const Column& column : columns_) cells.push_back(column.cells);
     try {
       for (kt_long row = GetRowCount() - 1; row >= 0; --row) {
+        charge.AddOrLeave(16 * Kt_WorkMeter::kUnitsPerCell);
         const auto place = PlaceAt(ActiveView(), row);
         if (!place || keep(index_->SlotAt(*place))) continue;
         DeleteShown(row, *place);
         ++deleted;
       }
+      ChargeOrLeave(0);
     } catch (...) {
       std::tie(index_, changes_, free_slots_, inserted_count_, key_cells_) = std::move(before);
       for (std::size_t col = 0; col < cells.size(); ++col) columns_[col].cells = cells[col];
@@ -238,10 +256,20 @@ void Kt_Dataset::RemoveEntries(std::uint8_t flags) {
     ((index_->Flags(slot) & flags) != 0 ? removed : kept).push_back(slot);
   });
   if (removed.empty()) return;
+  const std::int64_t units =
+      removed.size() < std::size_t{kManyRows} ? 0 : 8 * Kt_WorkMeter::kUnitsPerCell;
+  RoundCharge charge;
   free_slots_.reserve(free_slots_.size() + removed.size());
-  for (const Slot slot : removed) PrepareFree(slot);
+  for (const Slot slot : removed) {
+    charge.AddOrLeave(units);
+    PrepareFree(slot);
+  }
+  ChargeOrLeave(static_cast<std::int64_t>(kept.size()));
   index_.Write().Assign(kept);
-  for (const Slot slot : removed) FreeSlot(slot);
+  for (const Slot slot : removed) {
+    charge.AddOrLeave(units);
+    FreeSlot(slot);
+  }
 }
 
 // ---- Order ------------------------------------------------------------------------------------

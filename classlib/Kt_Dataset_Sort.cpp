@@ -7,6 +7,7 @@
 
 #include "classlib/Kt_Pivot.h"
 #include "classlib/Kt_WStrList.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_Whole.h"
 #include "classlib/kernels/Kt_SortKernels.h"
@@ -20,21 +21,29 @@ namespace {
 kt::CountedVector<std::uint32_t> RanksOf(const Kt_Column::Values& values) {
   kt::CountedVector<std::uint32_t> order(values.size());
   std::iota(order.begin(), order.end(), 0u);
+  RoundCharge charge;
   std::stable_sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
     return Var_Order(values[a], values[b]) < 0;
   });
   kt::CountedVector<std::uint32_t> ranks(values.size());
   std::uint32_t rank = 0;
   for (std::size_t at = 0; at < order.size(); ++at) {
+    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
     if (at > 0 && Var_Order(values[order[at - 1]], values[order[at]]) != 0) ++rank;
     ranks[order[at]] = rank;
   }
   return ranks;
 }
 
+void ChargeRows(std::size_t rows) {
+  ChargeOrLeave(static_cast<std::int64_t>(rows) * Kt_WorkMeter::kUnitsPerCell);
+}
+
 template <class KeyAt>
 void FillKeys(kt::CountedVector<KeyedRow>& rows, bool ascending, KeyAt key_at) {
   const std::uint64_t turn = ascending ? 0 : ~std::uint64_t{0};
+  ChargeRows(rows.size());
   for (KeyedRow& row : rows) row.key = key_at(row.row) ^ turn;
 }
 
@@ -57,6 +66,7 @@ void SortByColumn(kt::CountedVector<Slot>& slots, const Kt_Column& column, bool 
   kt::CountedVector<Slot> nulls;
   kt::CountedVector<KeyedRow> rows;
   kt::CountedVector<KeyedRow> spare;
+  ChargeRows(slots.size());
   rows.reserve(slots.size());
   for (const Slot slot : slots) {
     if (column.IsNull(slot)) {
@@ -66,7 +76,7 @@ void SortByColumn(kt::CountedVector<Slot>& slots, const Kt_Column& column, bool 
     }
   }
   FillKeys(rows, column, ascending);
-  SortByKey(rows, spare);
+  SortByKey(rows, spare, ChargeRows);
   auto out = slots.begin();
   if (!nulls_last) out = std::copy(nulls.begin(), nulls.end(), out);
   for (const KeyedRow& row : rows) *out++ = row.row;
@@ -115,9 +125,12 @@ std::shared_ptr<Kt_Column> Kt_Dataset::ComputedCells(kt_long col) const {
   auto cells = std::make_shared<Kt_Column>(GetColType(col));
   cells->AppendNulls(slot_count_);
   // By record: where subtotals stand may depend on this very column.
+  RoundCharge charge;
   for (kt_long record = 0; record < index_->Count(kAllRows); ++record) {
+    charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
     cells->Write(index_->At(kAllRows, record), ReadRecord(record, col));
   }
+  ChargeOrLeave(0);  // an expression may have been stopped
   return cells;
 }
 
@@ -136,6 +149,7 @@ kt_long Kt_Dataset::SortRows(const std::vector<SortKey>& keys, bool nulls_last) 
     for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
       SortByColumn(slots, *SlotCells(key->col), key->ascending, nulls_last);
     }
+    ChargeRows(slots.size());
     index_.Write().Assign(slots);
     DropGroups();
     ++structure_version_;

@@ -8,6 +8,7 @@
 #include <algorithm>
 
 #include "classlib/Kt_Dataset.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_Refuse.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
@@ -15,6 +16,10 @@ using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and 
 namespace {
 
 constexpr int kMaxSources = 16;
+
+void ChargeRows(std::size_t rows) {
+  ChargeOrLeave(static_cast<std::int64_t>(rows) * Kt_WorkMeter::kUnitsPerCell);
+}
 
 }  // namespace
 
@@ -114,6 +119,7 @@ kt_long Kt_Dataset::SetSource(Kt_Dataset* source) {
 kt::CountedVector<Slot> Kt_Dataset::RecordSlots() const {
   const RowIndex& index = PlainIndex();
   kt::CountedVector<Slot> slots;
+  ChargeRows(index.EntryCount());
   slots.reserve(index.EntryCount());
   const bool intact = IsIntact();
   index.ForEachEntry([&](RowIndex::Place, Slot slot) {
@@ -157,7 +163,9 @@ void Kt_Dataset::TakeSourceRows(bool anew) {
   kt::CountedVector<Slot> slots;
   if (source != nullptr) slots = source->RecordSlots();
   const std::vector<bool> known = KnownSlots();
+  ChargeRows(slots.size());
   if (!anew) slots = InOwnOrder(slots, known);
+  ChargeRows(slots.size());
   RowIndex next;
   next.Assign(slots);
   const std::uint8_t forgotten = anew ? kRowMainHidden : 0;
@@ -165,6 +173,7 @@ void Kt_Dataset::TakeSourceRows(bool anew) {
     if (slot < known.size() && known[slot]) next.Mark(slot, index_->Flags(slot) & ~forgotten, 0);
   }
   next.RecountAll();
+  ChargeRows(slots.size());
   LinkSource();
   ClearStrangeCells(slots, known);
   index_ = CopyOnWrite<RowIndex>(std::move(next));

@@ -8,6 +8,7 @@
 #include "classlib/Kt_CellForms.h"
 #include "classlib/Kt_Dataset.h"
 #include "classlib/Kt_Number.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_FileText.h"
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"
@@ -44,31 +45,42 @@ class XmlWriter {
     }
     for (std::uint32_t row = 0; fits_ && row < table_.row_count; ++row) {
       WriteRow(row, notes[row], numbers[row]);
+      PassOn(kPieceUnits);
     }
     Markup(u"</rows>\n</dataset>\n");
+    PassOn(0);
     return fits_;
   }
-  const kt::CountedText& Text() const { return out_; }
+  Kt_WString& Text() { return text_; }
 
  private:
   static constexpr auto kMaxUnits = static_cast<std::size_t>(kMaxStringLength);
 
+  std::size_t Size() const { return text_.View().size() + out_.size(); }
+
+  // What has been written goes over to the text, which grows without being copied.
+  void PassOn(std::size_t least_units) {
+    if (!fits_ || out_.size() < least_units) return;
+    fits_ = text_.Append(out_);
+    out_.clear();
+  }
+
   void Markup(std::u16string_view text) {
-    fits_ = fits_ && text.size() <= kMaxUnits - out_.size();
+    fits_ = fits_ && text.size() <= kMaxUnits - Size();
     if (fits_) out_ += text;
   }
 
   // In pieces, because references make a text up to eight times as long.
   void Text(std::u16string_view text) {
     constexpr std::size_t kPiece = 1 << 16;
-    fits_ = fits_ && text.size() <= kMaxUnits - out_.size();
+    fits_ = fits_ && text.size() <= kMaxUnits - Size();
     while (fits_ && !text.empty()) {
       std::size_t units = std::min(kPiece, text.size());
       // Both halves of a pair stay together.
       if (units < text.size() && (text[units - 1] & 0xFC00) == 0xD800) --units;
       AppendXmlText(text.substr(0, units), out_);
       text.remove_prefix(units);
-      fits_ = out_.size() <= kMaxUnits;
+      fits_ = Size() <= kMaxUnits;
     }
   }
 
@@ -135,6 +147,7 @@ class XmlWriter {
   // REQUIRES: CheckValues has found no fault in it.
   void Value(const Kt_Variant& held, std::u16string_view element, bool tagged) {
     const Kt_Variant& value = held.Target();
+    charge_.AddOrLeave(16 * Kt_WorkMeter::kUnitsPerCell);
     if (tagged) Attribute(u"t", kt_long{value.GetTag()});
     Markup(u">");
     if (value.IsList()) {
@@ -153,7 +166,9 @@ class XmlWriter {
 
   const LoadedTable& table_;
   const bool types_;
-  kt::CountedText out_;
+  Kt_WString text_;
+  kt::CountedText out_;  // of the last rows
+  RoundCharge charge_;
   bool fits_ = true;
 };
 
@@ -410,10 +425,12 @@ kt_long Kt_Dataset::SaveDataXml(Kt_WString& out, std::u16string_view type, bool 
     XmlWriter writer(table, header);
     if (!writer.Write()) return report.Refuse(kErrStringTooLong, {});
     // As the load will judge it.
-    if (IsBlownUp(table.columns.size(), table.row_count, writer.Text().size())) {
+    if (IsBlownUp(table.columns.size(), table.row_count, writer.Text().View().size())) {
       return report.Refuse(kErrNotAllowed, u"too many empty cells");
     }
-    out = Kt_WString(writer.Text());
+    ChargeOrLeave(0);
+    out = std::move(writer.Text());
+    out.FreeExtra();
     return kOk;
   };
   return SaveTable(type, report, std::ref(write));  // which needs no memory

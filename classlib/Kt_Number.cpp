@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "classlib/detail/Kt_Blank.h"
+#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 
@@ -109,7 +110,7 @@ std::size_t WriteDouble(double value, char16_t* const out, GetDigits get_digits)
 bool IsDigit(char16_t unit) { return unit >= u'0' && unit <= u'9'; }
 
 std::size_t SkipDigits(std::u16string_view text, std::size_t at) {
-  while (at < text.size() && IsDigit(text[at])) ++at;
+  while (at < text.size() && IsDigit(text[at]) && kt::detail::GoesOnAt(at)) ++at;
   return at;
 }
 

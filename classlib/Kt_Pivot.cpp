@@ -10,6 +10,7 @@
 
 #include "classlib/Kt_Memory.h"
 #include "classlib/detail/Kt_CellFold.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/kernels/Kt_SortKernels.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): slots and views
@@ -70,8 +71,11 @@ bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
       SetRows(source.OrderedRecords(sort_keys(row_keys_)), row_of);
   SetPositions(source.OrderedRecords(sort_keys(column_keys_)), positions_of_plain, plain_of);
   kt::CountedVector<Entry> entries;
+  RoundCharge charge;
   for (const Slot slot : slots) {
+    charge.AddOrLeave(2 * Kt_WorkMeter::kUnitsPerCell);
     for (const std::uint32_t position : positions_of_plain[plain_of[slot]]) {
+      charge.AddOrLeave(Kt_WorkMeter::kUnitsPerCell);
       entries.push_back({row_of[slot], position, slot});
     }
   }
@@ -88,7 +92,9 @@ std::size_t Kt_Pivot::FirstDifference(const std::vector<KeyColumn>& keys, Slot a
 
 kt::CountedVector<Slot> Kt_Pivot::SetRows(const kt::CountedVector<Slot>& slots,
                                           kt::CountedVector<std::uint32_t>& row_of) {
+  RoundCharge charge;
   for (const Slot slot : slots) {
+    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
     if (rows_.empty() || FirstDifference(row_keys_, rows_.back(), slot) < row_keys_.size()) {
       rows_.push_back(slot);
     }
@@ -102,18 +108,21 @@ void Kt_Pivot::SetPositions(const kt::CountedVector<Slot>& slots,
                             kt::CountedVector<std::uint32_t>& plain_of) {
   const std::size_t key_count = column_keys_.size();
   std::vector<std::size_t> open(key_count, 0);  // first plain position of the open run, by key
+  RoundCharge charge;
   const auto close = [&](std::size_t same) {
     for (std::size_t key = key_count; key-- > same + 1;) {
       const auto subtotal = static_cast<std::uint32_t>(positions_.size());
       const Slot slot = positions_.back().slot;
       positions_.push_back({slot, static_cast<kt_long>(key_count - key)});
       for (std::size_t plain = open[key - 1]; plain < positions_of_plain.size(); ++plain) {
+        charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
         positions_of_plain[plain].push_back(subtotal);
       }
       open[key - 1] = positions_of_plain.size();
     }
   };
   for (const Slot slot : slots) {
+    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
     const bool first = positions_.empty();
     const std::size_t same =
         first ? 0 : FirstDifference(column_keys_, positions_.back().slot, slot);
@@ -135,13 +144,20 @@ void Kt_Pivot::SetCells(kt::CountedVector<Entry>& entries) {
   for (const Entry& entry : entries) {
     sorted.push_back({std::uint64_t{entry.row} * positions_.size() + entry.position, entry.slot});
   }
-  kt::kernels::SortByKey(sorted, spare);
+  const auto charge_rows = [](std::size_t rows) {
+    ChargeOrLeave(static_cast<std::int64_t>(rows) * Kt_WorkMeter::kUnitsPerCell);
+  };
+  charge_rows(entries.size());
+  kt::kernels::SortByKey(sorted, spare, charge_rows);
   kt::CountedVector<Slot> slots;
+  RoundCharge charge;
   for (std::size_t at = 0; at < sorted.size();) {
     const std::uint64_t key = sorted[at].key;
     for (slots.clear(); at < sorted.size() && sorted[at].key == key; ++at) {
       slots.push_back(sorted[at].row);
     }
+    charge.AddOrLeave(static_cast<std::int64_t>(slots.size() + 16 * values_.size()) *
+                      Kt_WorkMeter::kUnitsPerCell);
     const auto row = static_cast<std::size_t>(key / positions_.size());
     row_starts_.resize(row + 1, static_cast<std::uint32_t>(cell_positions_.size()));
     cell_positions_.push_back(static_cast<std::uint32_t>(key % positions_.size()));
@@ -248,7 +264,9 @@ const Kt_Pivot::Cells& Kt_Pivot::RowKeyCells(kt_long col) const {
 
 Kt_VariantList Kt_Pivot::GetColumnSet(kt_long row, kt_long col) const {
   Kt_VariantList values;
+  RoundCharge charge;
   for (kt_long position = 0; position < GetPivotColCount(); ++position) {
+    if (!charge.Add(4 * Kt_WorkMeter::kUnitsPerCell)) break;
     values.Add(GetColumn(row, col, position));
   }
   return values;
@@ -280,13 +298,19 @@ Kt_Variant Kt_Pivot::AggregateAcross(Kt_Aggregate what, kt_long col, kt_long row
 void Kt_Pivot::TotalRows(const kt::CountedVector<Slot>& rows,
                          kt::CountedVector<SubtotalCell>& totals) const {
   std::vector<CellNumber> cells;
+  RoundCharge charge;
   for (const Slot row : rows) {
     for (std::uint32_t cell = row_starts_[row]; cell < row_starts_[row + 1]; ++cell) {
+      charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
       cells.emplace_back(cell_positions_[cell], cell);
     }
   }
-  std::sort(cells.begin(), cells.end());
+  std::sort(cells.begin(), cells.end(), [&](const CellNumber& a, const CellNumber& b) {
+    charge.AddOrLeave(Kt_WorkMeter::kUnitsPerCell);
+    return a < b;
+  });
   for (std::size_t first = 0, last = 0; first < cells.size(); first = last) {
+    charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
     while (last < cells.size() && cells[last].first == cells[first].first) ++last;
     for (const ValueColumn& value : values_) {
       totals.push_back({value.col, static_cast<kt_long>(cells[first].first),

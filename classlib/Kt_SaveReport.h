@@ -6,7 +6,8 @@
 
 // Why a dataset was not saved. What a form cannot hold is refused by name: nothing is left out.
 struct KT_CLASS_API Kt_SaveReport {
-  // kErrNotAllowed, kErrStringTooLong or kErrNoMemory; 0 after a save that succeeded.
+  // kErrNotAllowed, kErrStringTooLong, kErrNoMemory or the code that stopped the work; 0 after a
+  // save that succeeded.
   kt_long code = kOk;
   // What and where: "row 3, column 'parts': a list". Rows count from 0
   // among those saved. Empty where the code says it all.

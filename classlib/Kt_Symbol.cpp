@@ -10,6 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_SymbolHold.h"
 #include "classlib/detail/Kt_TextHash.h"
 
@@ -103,10 +104,13 @@ SymbolTable& Table() {
   return *table;
 }
 
-std::u16string Fold(const Kt_WString& name) {
-  std::u16string folded(name.View());
-  for (char16_t& unit : folded) unit = kt_foldcaseW(unit);
-  return folded;
+// False when the run was stopped on the way.
+bool Fold(const Kt_WString& name, std::u16string& folded) {
+  const std::u16string_view units = name.View();
+  return kt::detail::InPieces(units.size(), 8, [&](std::size_t first, std::size_t count) {
+    for (const char16_t unit : units.substr(first, count)) folded += kt_foldcaseW(unit);
+    return true;
+  });
 }
 
 // The text keeps the holder that `symbol` came with, unless another thread was first.
@@ -125,18 +129,21 @@ void kt::detail::DropSymbol(Kt_Symbol symbol) { Table().Release(symbol); }
 Kt_Symbol kt_makesymbolW(const Kt_WString& name) {
   if (name.IsEmpty()) return 0;
   if (const Kt_Symbol known = name.GetRep()->symbol.load(std::memory_order_relaxed)) return known;
-  return Remember(name, Table().HoldOrMake(Fold(name), name.View()));
+  std::u16string folded;
+  return Fold(name, folded) ? Remember(name, Table().HoldOrMake(folded, name.View())) : 0;
 }
 
 Kt_Symbol kt_findsymbolW(const Kt_WString& name) {
   if (name.IsEmpty()) return 0;
-  return Remember(name, Table().Hold(Fold(name)));
+  std::u16string folded;
+  return Fold(name, folded) ? Remember(name, Table().Hold(folded)) : 0;
 }
 
 Kt_WString kt_symbolnameW(Kt_Symbol symbol) { return Table().Name(symbol); }
 
 void kt_keepsymbolW(const Kt_WString& name) {
-  if (!name.IsEmpty()) (void)Table().HoldOrMake(Fold(name), name.View());
+  std::u16string folded;
+  if (!name.IsEmpty() && Fold(name, folded)) (void)Table().HoldOrMake(folded, name.View());
 }
 
 std::size_t kt_symbolcountW() { return Table().Count(); }

@@ -6,13 +6,17 @@
 
 #include <algorithm>
 
+#include "classlib/detail/Kt_Charge.h"
+
 namespace {
 
 bool IsAscii(std::u16string_view text) {
-  // One pass without an exit, so that the compiler can take many units at a time.
-  char16_t bits = 0;
-  for (const char16_t unit : text) bits |= unit;
-  return bits < 0x80;
+  // Pieces without an exit, so that the compiler can take many units at a time.
+  return kt::detail::InPieces(text.size(), 1, [&](std::size_t first, std::size_t count) {
+    char16_t bits = 0;
+    for (const char16_t unit : text.substr(first, count)) bits |= unit;
+    return bits < 0x80;
+  });
 }
 
 struct UpperCase {
@@ -35,12 +39,20 @@ template <class Case>
 bool MapAscii(const Kt_WString& text, Kt_WString& out) {
   const std::u16string_view from = text.View();
   Kt_WString mapped;
-  if (std::any_of(from.begin(), from.end(), Case::Changes)) {
+  const auto stays = [&](std::size_t first, std::size_t count) {
+    const std::u16string_view piece = from.substr(first, count);
+    return std::none_of(piece.begin(), piece.end(), Case::Changes);
+  };
+  if (!kt::detail::InPieces(from.size(), 1, stays)) {
     char16_t* const units = mapped.GetBuffer(text.GetLength());
-    if (units == nullptr) return false;
-    std::transform(from.begin(), from.end(), units, [](char16_t unit) {
-      return static_cast<char16_t>(Case::Changes(unit) ? unit ^ 0x20 : unit);
-    });
+    const auto map = [&](std::size_t first, std::size_t count) {
+      const std::u16string_view piece = from.substr(first, count);
+      std::transform(piece.begin(), piece.end(), units + first, [](char16_t unit) {
+        return static_cast<char16_t>(Case::Changes(unit) ? unit ^ 0x20 : unit);
+      });
+      return true;
+    };
+    if (units == nullptr || !kt::detail::InPieces(from.size(), 2, map)) return false;
   } else {
     mapped = text;
   }
@@ -48,24 +60,65 @@ bool MapAscii(const Kt_WString& text, Kt_WString& out) {
   return true;
 }
 
+// Whether a text may be mapped in two parts that meet in front of `at`. What a letter becomes can
+// depend on letters around it, over any number of marks: a capital sigma at the end of a word has a
+// small form of its own. Between two units that are neither marks nor sigmas nothing looks across.
+bool CanCut(std::u16string_view text, std::size_t at) {
+  constexpr char16_t kSigma = 0x03A3;
+  const auto is_plain = [](char16_t unit) {
+    return unit != kSigma && !U16_IS_SURROGATE(unit) &&
+           !u_hasBinaryProperty(unit, UCHAR_CASE_IGNORABLE);
+  };
+  return is_plain(text[at - 1]) && is_plain(text[at]);
+}
+
+// The end of the part that begins at `start`. Where nothing but marks and sigmas follow for longer
+// than any word is, it ends between them.
+std::size_t PartEnd(std::u16string_view text, std::size_t start) {
+  constexpr std::size_t kLongestSearch = 4 * kt::detail::kPieceUnits;
+  std::size_t end = start + kt::detail::kPieceUnits;
+  if (end >= text.size()) return text.size();
+  const std::size_t last = std::min(end + kLongestSearch, text.size());
+  while (end < last && !CanCut(text, end)) ++end;
+  return end < text.size() && U16_IS_TRAIL(text[end]) ? end + 1 : end;
+}
+
 // Most texts keep their length; the second try has the exact room for those that do not.
 template <class Case>
-bool MapUnicode(const Kt_WString& text, Kt_WString& out) {
-  Kt_WString mapped;
-  std::int32_t room = text.GetLength();
+bool MapPart(std::u16string_view part, Kt_WString& mapped, bool& is_same) {
+  std::u16string buffer(part.size(), u'\0');
   for (int tries = 0; tries < 2; ++tries) {
-    char16_t* const units = mapped.GetBuffer(room);
-    if (units == nullptr) return false;
     UErrorCode status = U_ZERO_ERROR;
-    const std::int32_t length = Case::Map(units, room, text.View(), &status);
+    const auto room = static_cast<std::int32_t>(buffer.size());
+    const std::int32_t length = Case::Map(buffer.data(), room, part, &status);
+    const auto size = static_cast<std::size_t>(std::max(length, 0));
     if (U_SUCCESS(status)) {
-      out = mapped == text ? text : mapped.Mid(0, length);
-      return true;
+      const std::u16string_view made = std::u16string_view(buffer).substr(0, size);
+      is_same = is_same && made == part;
+      return mapped.Append(made);
     }
     if (status != U_BUFFER_OVERFLOW_ERROR) return false;
-    room = length;
+    buffer.resize(size);
   }
   return false;
+}
+
+template <class Case>
+bool MapUnicode(const Kt_WString& text, Kt_WString& out) {
+  constexpr std::int64_t kUnitsEach = 16;
+  const std::u16string_view from = text.View();
+  Kt_WString mapped;
+  bool is_same = true;
+  for (std::size_t start = 0, end = 0; start < from.size(); start = end) {
+    end = PartEnd(from, start);
+    if (!kt::Charge(static_cast<std::int64_t>(end - start) * kUnitsEach) ||
+        !MapPart<Case>(from.substr(start, end - start), mapped, is_same)) {
+      return false;
+    }
+  }
+  mapped.FreeExtra();
+  out = is_same ? text : std::move(mapped);
+  return true;
 }
 
 template <class Case>
@@ -223,6 +276,7 @@ bool kt_half2fullW(const Kt_WString& text, Kt_WString& out) {
   if (units == nullptr) return false;
   kt_long length = 0;
   for (std::size_t at = 0; at < from.size(); ++at) {
+    if (!kt::detail::GoesOnAt(static_cast<std::size_t>(length), 16)) return false;
     const char16_t full = FullOf(from[at]);
     const char16_t next = at + 1 < from.size() ? from[at + 1] : u'\0';
     const char16_t voiced = full != from[at] ? Voice(full, next) : u'\0';
@@ -237,15 +291,17 @@ bool kt_full2halfW(const Kt_WString& text, Kt_WString& out) {
   Kt_WString made;
   bool fits = true;
   const std::u16string_view from = text.View();
+  kt::detail::RoundCharge charge;
   for (std::size_t at = 0; fits && at < from.size();) {
     // Most of any text stays, and goes over in runs.
     const auto changes = [](char16_t unit) { return unit >= kFirstFull; };
-    const auto run_end =
-        std::find_if(from.begin() + static_cast<std::ptrdiff_t>(at), from.end(), changes);
-    const auto end = static_cast<std::size_t>(run_end - from.begin());
-    fits = made.Append(from.substr(at, end - at));
-    at = end;
-    if (fits && at < from.size()) fits = AppendHalf(made, from[at++]);
+    const std::u16string_view piece = from.substr(at, kt::detail::kPieceUnits);
+    const auto run_end = std::find_if(piece.begin(), piece.end(), changes);
+    const auto length = static_cast<std::size_t>(run_end - piece.begin());
+    fits =
+        charge.Add(static_cast<std::int64_t>(length) + 32) && made.Append(piece.substr(0, length));
+    at += length;
+    if (fits && length < piece.size()) fits = AppendHalf(made, from[at++]);
   }
   if (!fits) made.Empty();
   out = std::move(made);

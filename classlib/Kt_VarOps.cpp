@@ -8,6 +8,7 @@
 #include "classlib/Kt_Codes.h"
 #include "classlib/Kt_Object.h"
 #include "classlib/detail/Kt_Blank.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_VariantText.h"
 
 namespace {
@@ -22,6 +23,19 @@ kt_long TooLong(Kt_Variant& result) {
   return kErrStringTooLong;
 }
 
+// The text was too long, or the run was stopped while it was made.
+kt_long NotMade(Kt_Variant& result) {
+  const kt_long stop_code = Kt_WorkMeter::CurrentStop();
+  return stop_code != kOk ? stop_code : TooLong(result);
+}
+
+bool CopyTo(char16_t* target, std::u16string_view text) {
+  return kt::detail::InPieces(text.size(), 1, [&](std::size_t first, std::size_t count) {
+    std::copy_n(text.data() + first, count, target + first);
+    return true;
+  });
+}
+
 // Takes the text out of `target`, appends and puts it back, so that its buffer is not shared
 // meanwhile and grows in place: a loop of `s += x` is linear.
 kt_long AppendInPlace(Kt_Variant& target, const Kt_Variant& right) {
@@ -34,9 +48,9 @@ kt_long AppendInPlace(Kt_Variant& target, const Kt_Variant& right) {
     target.Set(std::move(text));
     throw;
   }
-  if (!fits) return TooLong(target);
+  if (!fits && Kt_WorkMeter::CurrentStop() == kOk) return TooLong(target);
   target.Set(std::move(text));
-  return 0;
+  return Kt_WorkMeter::CurrentStop();
 }
 
 kt_long JoinPlain(const Kt_Variant& left, const Kt_Variant& right, Kt_Variant& result) {
@@ -53,8 +67,11 @@ kt_long JoinPlain(const Kt_Variant& left, const Kt_Variant& right, Kt_Variant& r
   if (length > static_cast<std::size_t>(kMaxStringLength)) return TooLong(result);
   const auto units = static_cast<kt_long>(length);
   Kt_WString::Rep* const rep = Kt_WString::NewRep(units, units);
-  std::copy(second.begin(), second.end(), std::copy(first.begin(), first.end(), rep->Text()));
-  result.Set(Kt_WString::FromRep(rep));
+  Kt_WString joined = Kt_WString::FromRep(rep);
+  if (!CopyTo(rep->Text(), first) || !CopyTo(rep->Text() + first.size(), second)) {
+    return NotMade(result);
+  }
+  result.Set(std::move(joined));
   return 0;
 }
 
@@ -63,7 +80,7 @@ kt_long JoinAny(const Kt_Variant& left, const Kt_Variant& right, Kt_Variant& res
   const Kt_Variant held_right(right);
   Kt_WString text;
   if (!kt::detail::AppendText(held_left, text) || !kt::detail::AppendText(held_right, text)) {
-    return TooLong(result);
+    return NotMade(result);
   }
   result.Set(std::move(text));
   return 0;

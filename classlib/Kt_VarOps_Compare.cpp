@@ -16,6 +16,7 @@
 #include "classlib/Kt_Number.h"
 #include "classlib/Kt_Object.h"
 #include "classlib/Kt_VarInline.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_VarOps.h"
 #include "classlib/detail/Kt_VariantText.h"
 
@@ -81,10 +82,27 @@ int CompareNumbers(const Kt_Variant& left, const Kt_Variant& right) {
 
 bool IsNaN(const Kt_Variant& number) { return std::isnan(number.ToDouble()); }
 
-int CompareBytes(std::span<const std::uint8_t> left, std::span<const std::uint8_t> right) {
+// Of texts as of bytes; equal when the run was stopped on the way.
+template <class Units, class Compare>
+int CompareUnits(const Units& left, const Units& right, Compare compare) {
+  int order = 0;
   const std::size_t common = std::min(left.size(), right.size());
-  const int order = common == 0 ? 0 : std::memcmp(left.data(), right.data(), common);
-  return order != 0 ? Sign(order, 0) : Sign(left.size(), right.size());
+  const bool is_same = kt::detail::InPieces(common, 1, [&](std::size_t first, std::size_t count) {
+    order = compare(left.data() + first, right.data() + first, count);
+    return order == 0;
+  });
+  return is_same ? Sign(left.size(), right.size()) : Sign(order, 0);
+}
+
+int CompareTexts(std::u16string_view left, std::u16string_view right) {
+  return CompareUnits(left, right, std::char_traits<char16_t>::compare);
+}
+
+int CompareBytes(std::span<const std::uint8_t> left, std::span<const std::uint8_t> right) {
+  return CompareUnits(left, right,
+                      [](const std::uint8_t* a, const std::uint8_t* b, std::size_t count) {
+                        return count == 0 ? 0 : std::memcmp(a, b, count);
+                      });
 }
 
 int CompareObjects(const Kt_ObjectHolder& left, const Kt_ObjectHolder& right) {
@@ -114,7 +132,7 @@ class Comparison {
     }
     switch (rank) {
       case kNumbers: return CompareWithNaN(left, right, depth);
-      case kTexts: return Sign(left.AsStringView().compare(right.AsStringView()), 0);
+      case kTexts: return CompareTexts(left.AsStringView(), right.AsStringView());
       case kLists: return CompareLists(left.GetList(), right.GetList(), depth);
       case kBinaries: return CompareBytes(left.AsBinary(), right.AsBinary());
       case kObjects: return CompareObjects(left.GetHolder(), right.GetHolder());
@@ -170,6 +188,7 @@ class Comparison {
     const kt_long common = std::min(left.GetCount(), right.GetCount());
     for (kt_long item = 0; item < common; ++item) {
       if (depth > 0 && ++inner_visits_ > kt::detail::kMaxInnerVisits) return 0;
+      if (!charge_.Add(Kt_WorkMeter::kUnitsPerItem)) return 0;
       const int order = Compare(left.begin()[item], right.begin()[item], depth + 1);
       if (order != 0) return order;
     }
@@ -178,6 +197,7 @@ class Comparison {
 
   Rule rule_;
   std::int64_t inner_visits_ = 0;
+  kt::detail::RoundCharge charge_;
 };
 
 int RelateValues(const Kt_Variant& left, const Kt_Variant& right, std::int16_t relation) {
@@ -190,7 +210,7 @@ int RelateValues(const Kt_Variant& left, const Kt_Variant& right, std::int16_t r
 int Var_Cmp(const Kt_Variant& left, const Kt_Variant& right, std::int16_t relation) {
   // The commonest test of a text needs no order: different lengths are different texts.
   if (relation == kCmpEqual && left.IsString() && right.IsString()) {
-    return left.AsStringView() == right.AsStringView() ? 1 : 0;
+    return kt::detail::IsSameText(left.AsStringView(), right.AsStringView()) ? 1 : 0;
   }
   if (KT_UNLIKELY(kt::detail::IsAnyObject(left, right))) {
     return kt::detail::WithValues(left, right,

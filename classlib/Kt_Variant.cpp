@@ -7,6 +7,7 @@
 #include "classlib/Kt_Memory.h"
 #include "classlib/Kt_Object.h"
 #include "classlib/Kt_Variable.h"
+#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 
@@ -41,8 +42,14 @@ BinaryRep* NewBinary(const void* bytes, std::size_t size_bytes) {
   if (size_bytes == 0 || size_bytes > static_cast<std::size_t>(kMaxBinaryBytes)) return nullptr;
   auto* const rep = new (kt::Allocate(sizeof(BinaryRep) + size_bytes)) BinaryRep;
   rep->size_bytes = static_cast<std::uint32_t>(size_bytes);
-  std::memcpy(rep->Bytes(), bytes, size_bytes);
-  return rep;
+  const auto* const from = static_cast<const std::uint8_t*>(bytes);
+  const auto copy = [&](std::size_t first, std::size_t count) {
+    std::memcpy(rep->Bytes() + first, from + first, count);
+    return true;
+  };
+  if (kt::detail::InPieces(size_bytes, 1, copy)) return rep;
+  kt::Free(static_cast<void*>(rep), sizeof(BinaryRep) + size_bytes);
+  return nullptr;
 }
 
 void FreeBinary(BinaryRep* rep) {

@@ -350,11 +350,14 @@ class KT_CLASS_API Kt_VariantList {
   // one is shared. False when the capacity passes the limit.
   bool MakeRoom(kt_long capacity, kt_long keep);
   void MoveTo(kt_long capacity);
-  void CopyTo(kt_long capacity, kt_long keep);
+  bool CopyTo(kt_long capacity, kt_long keep);
   bool GrowFor(kt_long count);
   bool Append(Kt_Variant&& value);
   static Rep* NewRep(kt_long capacity);
   static void FreeRep(Rep* rep);
+  // Frees what a stopped run has left to be freed; the meter does so when it ends.
+  static void FreeQueued();
+  friend class Kt_WorkMeter;
 
   RepPointer rep_ = nullptr;
 };

@@ -9,6 +9,7 @@
 
 #include "classlib/Kt_Memory.h"
 #include "classlib/Kt_Variant.h"
+#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 
@@ -25,6 +26,24 @@ void MoveItems(Kt_Variant* target, const Kt_Variant* source, kt_long count) {
 
 void DestroyItems(Kt_Variant* first, Kt_Variant* last) {
   for (; first != last; ++first) first->~Kt_Variant();
+}
+
+constexpr kt_long kPieceItems = 4096;
+
+bool ChargeItems(kt_long count) {
+  return kt::Charge(std::int64_t{count} * Kt_WorkMeter::kUnitsPerItem);
+}
+
+// Destroys the items from the last one on. False when the run was stopped on the way.
+bool DestroyAll(Kt_VariantList::Rep& rep) {
+  while (rep.count > kPieceItems) {
+    if (!ChargeItems(kPieceItems)) return false;
+    const kt_long end = std::exchange(rep.count, rep.count - kPieceItems);
+    DestroyItems(rep.Items() + rep.count, rep.Items() + end);
+  }
+  const kt_long end = std::exchange(rep.count, 0);
+  DestroyItems(rep.Items(), rep.Items() + end);
+  return true;
 }
 
 // Lists of this thread that wait to be freed, in a chain through the lists themselves, so that
@@ -50,16 +69,26 @@ Kt_VariantList::Rep* Kt_VariantList::NewRep(kt_long capacity) {
 }
 
 // Lists inside the freed one queue up instead of being freed by recursion: a list nested 200,000
-// deep takes no more stack than a flat one.
+// deep takes no more stack than a flat one. What a stopped run lets go of stays in the queue: the
+// stop is told first.
 void Kt_VariantList::FreeRep(Rep* rep) {
   FreeQueue& queue = free_queue;
   rep->next_freed = queue.head;
   queue.head = rep;
+  FreeQueued();
+}
+
+void Kt_VariantList::FreeQueued() {
+  FreeQueue& queue = free_queue;
   if (queue.draining) return;
   queue.draining = true;
   while (queue.head != nullptr) {
     Rep* const next = std::exchange(queue.head, queue.head->next_freed);
-    DestroyItems(next->Items(), next->Items() + next->count);
+    if (!DestroyAll(*next)) {
+      next->next_freed = queue.head;
+      queue.head = next;
+      break;
+    }
     kt::Free(static_cast<void*>(next), RepBytes(next->capacity));
   }
   queue.draining = false;
@@ -88,22 +117,26 @@ void Kt_VariantList::MoveTo(kt_long capacity) {
   rep_->capacity = capacity;
 }
 
-void Kt_VariantList::CopyTo(kt_long capacity, kt_long keep) {
+bool Kt_VariantList::CopyTo(kt_long capacity, kt_long keep) {
   Rep* const fresh = NewRep(capacity);
   for (; fresh->count < keep; ++fresh->count) {
+    if (fresh->count % kPieceItems == kPieceItems - 1 && !ChargeItems(kPieceItems)) {
+      FreeRep(fresh);
+      return false;
+    }
     new (static_cast<void*>(fresh->Items() + fresh->count)) Kt_Variant(rep_->Items()[fresh->count]);
   }
   Drop();
   rep_ = fresh;
+  return true;
 }
 
 bool Kt_VariantList::MakeRoom(kt_long capacity, kt_long keep) {
   if (capacity < 0 || capacity > kMaxListItems) return false;
   if (rep_ != nullptr && rep_->IsShared()) {
-    CopyTo(capacity, keep);
-  } else if (rep_ == nullptr || capacity > rep_->capacity) {
-    MoveTo(capacity);
+    return CopyTo(capacity, keep);
   }
+  if (rep_ == nullptr || capacity > rep_->capacity) MoveTo(capacity);
   return true;
 }
 
@@ -112,7 +145,11 @@ bool Kt_VariantList::GrowFor(kt_long count) {
   if (count > kMaxListItems) return false;
   const kt_long held = rep_ ? rep_->capacity : 0;
   if (count <= held) return MakeRoom(held, rep_->count);
-  const kt_long by_half = std::min(std::max(held + held / 2, kLeastCapacity), kMaxListItems);
+  // Great lists grow by fixed steps: the system moves their memory without touching it, and one
+  // step stays short.
+  constexpr kt_long kGreatStep = 1 << 20;
+  const kt_long step = std::min(held / 2, kGreatStep);
+  const kt_long by_half = std::min(std::max(held + step, kLeastCapacity), kMaxListItems);
   const kt_long keep = GetCount();
   return MakeRoom(std::max(count, by_half), keep);
 }

@@ -4,6 +4,7 @@
 
 #include "classlib/Kt_Object.h"
 #include "classlib/Kt_Variant.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_VarOps.h"
 #include "classlib/detail/Kt_VariantText.h"
 
@@ -73,6 +74,7 @@ class ListJoiner {
     bool first = true;
     for (const Kt_Variant& item : items) {
       if (depth > 0 && ++inner_visits_ > kt::detail::kMaxInnerVisits) return false;
+      if (!charge_.Add(Kt_WorkMeter::kUnitsPerItem)) return false;
       if (!first && !out_.Append(u",")) return false;
       if (!JoinItem(item.Target(), depth)) return false;
       first = false;
@@ -89,6 +91,7 @@ class ListJoiner {
 
   Kt_WString& out_;
   std::int64_t inner_visits_ = 0;
+  kt::detail::RoundCharge charge_;
 };
 
 }  // namespace

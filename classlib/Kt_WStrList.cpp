@@ -5,6 +5,7 @@
 #include <bitset>
 
 #include "classlib/detail/Kt_Blank.h"
+#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 
@@ -52,6 +53,8 @@ class Splitter {
   bool Run(Add add) {
     for (std::size_t start = 0; start <= text_.size(); start = end_ + 1) {
       FindEnd(start);
+      const auto length = static_cast<std::int64_t>(end_ - start);
+      if (!charge_.Add(length + kUnitsPerPiece)) return false;
       const bool dropped = !options_.multi_dim && end_ == start;
       if (!dropped && !add(Piece(start))) return false;
     }
@@ -69,6 +72,7 @@ class Splitter {
     plain_end_ = at;
     for (; at < text_.size(); ++at) {
       const char16_t unit = text_[at];
+      if (!kt::detail::GoesOnAt(at)) break;
       if (IsEscape(at)) {
         plain_end_ = ++at + 1;
       } else if (options_.check_quotes && IsQuote(unit)) {
@@ -90,7 +94,7 @@ class Splitter {
     bool& unclosed = text_[open] == u'"' ? unclosed_double_ : unclosed_single_;
     if (unclosed) return open;
     std::size_t escaped_end = plain_end_;
-    for (std::size_t at = open + 1; at < text_.size(); ++at) {
+    for (std::size_t at = open + 1; at < text_.size() && kt::detail::GoesOnAt(at); ++at) {
       if (IsEscape(at)) {
         escaped_end = ++at + 1;
       } else if (text_[at] == text_[open]) {
@@ -121,16 +125,17 @@ class Splitter {
   bool IsQuoted(std::u16string_view piece) const {
     if (piece.size() < 2 || !IsQuote(piece[0])) return false;
     std::size_t at = 1;
-    while (at < piece.size() && piece[at] != piece[0]) {
+    while (at < piece.size() && piece[at] != piece[0] && kt::detail::GoesOnAt(at)) {
       at += options_.escape != u'\0' && piece[at] == options_.escape ? 2 : 1;
     }
     return at == piece.size() - 1;
   }
 
   Kt_WString Unescaped(std::u16string_view piece) const {
-    if (options_.escape == u'\0' || piece.find(options_.escape) == piece.npos) return piece;
+    if (options_.escape == u'\0' || kt::detail::FindUnit(piece, options_.escape) == piece.npos)
+      return piece;
     Kt_WString out;
-    for (std::size_t at = 0; at < piece.size(); ++at) {
+    for (std::size_t at = 0; at < piece.size() && kt::detail::GoesOnAt(at, 4); ++at) {
       if (piece[at] == options_.escape && at + 1 < piece.size()) ++at;
       out += piece[at];
     }
@@ -140,6 +145,9 @@ class Splitter {
   std::u16string_view text_;
   UnitSet delimiters_;
   SplitOptions options_;
+  static constexpr std::int64_t kUnitsPerPiece = 32;
+
+  kt::detail::RoundCharge charge_;
   bool unclosed_double_ = false;
   bool unclosed_single_ = false;
   std::size_t end_ = 0;
@@ -169,7 +177,8 @@ Kt_WString Kt_WStrList::Join(std::u16string_view separator) const {
   Kt_WString out;
   bool fits = true;
   for (std::size_t index = 0; fits && index < items_.size(); ++index) {
-    fits = (index == 0 || out.Append(separator)) && out.Append(items_[index]);
+    fits = (index == 0 || out.Append(separator)) && out.Append(items_[index]) &&
+           kt::detail::GoesOnAt(index, Kt_WorkMeter::kUnitsPerItem);
   }
   return fits ? out : Kt_WString();
 }
@@ -194,9 +203,8 @@ kt_long Kt_WStrList::Parse(std::u16string_view text, std::u16string_view delimit
   const SplitOptions options{escape, multi_dim, check_quotes, delete_quotes, trim, brackets};
   Splitter splitter(own_text, delimiters, options);
   try {
-    if (splitter.Run([this](const Kt_WString& piece) { return Add(piece) >= 0; })) {
-      return GetCount();
-    }
+    const auto add = [this](const Kt_WString& piece) { return Add(piece) >= 0; };
+    if (own_text.View().size() == text.size() && splitter.Run(add)) return GetCount();
   } catch (...) {
     items_.resize(old_count);
     throw;

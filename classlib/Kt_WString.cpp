@@ -7,6 +7,7 @@
 #include <new>
 
 #include "classlib/Kt_Memory.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_SymbolHold.h"
 #include "classlib/detail/Kt_TextSearch.h"
 
@@ -24,16 +25,21 @@ std::size_t RepBytes(kt_long capacity) {
 // The allocator hands out whole 16-byte lines: a buffer may as well use the last one.
 kt_long WholeLine(kt_long capacity) { return capacity | 7; }
 
-void CopyUnits(char16_t* target, std::u16string_view source) {
-  if (!source.empty()) std::memcpy(target, source.data(), source.size() * sizeof(char16_t));
+// False when the run was stopped on the way.
+[[nodiscard]] bool CopyUnits(char16_t* target, std::u16string_view source) {
+  return kt::detail::InPieces(source.size(), 1, [&](std::size_t first, std::size_t count) {
+    if (count != 0) std::memcpy(target + first, source.data() + first, count * sizeof(char16_t));
+    return true;
+  });
 }
 
 Kt_WString::Rep* RepOf(std::u16string_view text) {
   if (text.empty() || text.size() > kMaxUnits) return nullptr;
   const auto length = static_cast<kt_long>(text.size());
   Kt_WString::Rep* const rep = Kt_WString::NewRep(length, length);
-  if (rep) CopyUnits(rep->Text(), text);
-  return rep;
+  if (CopyUnits(rep->Text(), text)) return rep;
+  Kt_WString::FreeRep(rep);
+  return nullptr;
 }
 
 std::u16string_view ViewOf(const char16_t* text, kt_long length) {
@@ -74,6 +80,25 @@ bool IsNameStart(char16_t unit) {
 
 bool IsDigit(char16_t unit) { return unit >= u'0' && unit <= u'9'; }
 
+// Writes `text` with its `count` finds replaced. False when the run was stopped on the way.
+bool ReplaceInto(char16_t* out, std::u16string_view text, std::u16string_view old_text,
+                 std::u16string_view new_text, std::int64_t count) {
+  kt::detail::RoundCharge charge;
+  std::size_t from = 0;
+  for (std::int64_t done = 0; done < count; ++done) {
+    const std::ptrdiff_t found = kt::detail::FindText(text, old_text, from);
+    if (found < 0) return false;
+    const auto at = static_cast<std::size_t>(found);
+    if (!CopyUnits(out, text.substr(from, at - from)) || !CopyUnits(out + (at - from), new_text) ||
+        !charge.Add(kt::detail::kUnitsPerFind)) {
+      return false;
+    }
+    out += (at - from) + new_text.size();
+    from = at + old_text.size();
+  }
+  return CopyUnits(out, text.substr(from));
+}
+
 }  // namespace
 
 Kt_WString::Kt_WString(const char16_t* text) : rep_(RepOf(ViewOf(text, -1))) {}
@@ -103,7 +128,10 @@ bool Kt_WString::MakeRoom(kt_long length) {
     return true;
   }
   Rep* const fresh = NewRep(GetLength(), length);
-  CopyUnits(fresh->Text(), View());
+  if (!CopyUnits(fresh->Text(), View())) {
+    FreeRep(fresh);
+    return false;
+  }
   Drop();
   rep_ = fresh;
   return true;
@@ -122,9 +150,9 @@ bool Kt_WString::Append(std::u16string_view other) {
   const kt_long length = old_length + static_cast<kt_long>(other.size());
   if (!MakeRoom(length)) return false;
   if (inside) other = {rep_->Text() + offset, other.size()};
-  CopyUnits(rep_->Text() + old_length, other);
-  SetLength(*rep_, length);
-  return true;
+  const bool is_whole = CopyUnits(rep_->Text() + old_length, other);
+  SetLength(*rep_, is_whole ? length : old_length);
+  return is_whole;
 }
 
 void Kt_WString::Set(const char16_t* text, kt_long length) { *this = Kt_WString(text, length); }
@@ -149,18 +177,18 @@ Kt_WString Kt_WString::Mid(kt_long start, kt_long count) const {
 
 bool Kt_WString::IsName() const {
   const std::u16string_view text = View();
-  return !text.empty() && IsNameStart(text[0]) &&
-         std::all_of(text.begin(), text.end(),
-                     [](char16_t unit) { return IsNameStart(unit) || IsDigit(unit); });
+  if (text.empty() || !IsNameStart(text[0])) return false;
+  std::size_t at = 1;
+  while (at < text.size() && (IsNameStart(text[at]) || IsDigit(text[at]))) {
+    if (!kt::detail::GoesOnAt(at++)) return false;
+  }
+  return at == text.size();
 }
 
 kt_long Kt_WString::Replace(std::u16string_view old_text, std::u16string_view new_text) {
   const std::u16string_view text = View();
-  std::int64_t count = 0;
-  for (std::ptrdiff_t at = kt::detail::FindText(text, old_text, 0); at >= 0; ++count) {
-    at = kt::detail::FindText(text, old_text, static_cast<std::size_t>(at) + old_text.size());
-  }
-  if (count == 0) return 0;
+  const std::int64_t count = kt::detail::CountText(text, old_text);
+  if (count <= 0) return static_cast<kt_long>(count);
   // With at most 2^27 finds of a text of at most 2^27 units, 64 bits hold any outcome; a longer
   // replacement comes from outside and is cut down to a length that is too long anyway.
   const auto added = static_cast<std::int64_t>(std::min(new_text.size(), kMaxUnits + 1));
@@ -168,16 +196,10 @@ kt_long Kt_WString::Replace(std::u16string_view old_text, std::u16string_view ne
                               count * (added - static_cast<std::int64_t>(old_text.size()));
   if (length > kMaxStringLength) return -1;
   Rep* const fresh = NewRep(static_cast<kt_long>(length), static_cast<kt_long>(length));
-  char16_t* out = fresh->Text();
-  std::size_t from = 0;
-  for (std::int64_t done = 0; done < count; ++done) {
-    const auto at = static_cast<std::size_t>(kt::detail::FindText(text, old_text, from));
-    CopyUnits(out, text.substr(from, at - from));
-    CopyUnits(out + (at - from), new_text);
-    out += (at - from) + new_text.size();
-    from = at + old_text.size();
+  if (!ReplaceInto(fresh->Text(), text, old_text, new_text, count)) {
+    FreeRep(fresh);
+    return -1;
   }
-  CopyUnits(out, text.substr(from));
   Drop();
   rep_ = fresh;
   return static_cast<kt_long>(count);

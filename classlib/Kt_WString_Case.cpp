@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "classlib/Kt_WString.h"
+#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 
@@ -66,7 +67,7 @@ int kt_strnicmpWA(const char16_t* a, const char* b, kt_long n) {
 
 int kt_stricmpW(std::u16string_view a, std::u16string_view b) {
   const std::size_t common = std::min(a.size(), b.size());
-  for (std::size_t at = 0; at < common; ++at) {
+  for (std::size_t at = 0; at < common && kt::detail::GoesOnAt(at); ++at) {
     if (a[at] == b[at]) continue;
     const int difference = Fold(a[at]) - Fold(b[at]);
     if (difference != 0) return difference;

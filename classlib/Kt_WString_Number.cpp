@@ -9,6 +9,7 @@
 
 #include "classlib/Kt_WString.h"
 #include "classlib/detail/Kt_Blank.h"
+#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 
@@ -22,7 +23,9 @@ class Scanner {
   char16_t Peek(std::size_t ahead = 0) const {
     return at_ + ahead < text_.size() ? text_[at_ + ahead] : u'\0';
   }
-  void Skip(std::size_t count = 1) { at_ += count; }
+  void Skip() {
+    if (!kt::detail::GoesOnAt(at_++)) text_ = {};
+  }
   // Takes a sign if there is one; true for '-'.
   bool TakeSign() {
     const char16_t unit = Peek();

@@ -13,6 +13,7 @@
 #include <cstring>
 
 #include "classlib/Kt_WString.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_TextSearch.h"
 
 namespace kt::detail {
@@ -43,6 +44,7 @@ std::ptrdiff_t NextStart(const Job<SameUnit>& job, std::ptrdiff_t at) {
   const char16_t first = job.pattern[0];
   const char16_t last = job.pattern[job.length - 1];
   for (; at + kBlock <= job.last_start + 1; at += kBlock) {
+    if (!GoesOnAt(static_cast<std::size_t>(at / kBlock), kBlock)) return job.last_start + 1;
     const char16_t* const head = job.text + at;
     const char16_t* const tail = head + job.length - 1;
     char16_t hit = 0;
@@ -59,7 +61,9 @@ std::ptrdiff_t NextStart(const Job<SameUnit>& job, std::ptrdiff_t at) {
 
 std::ptrdiff_t NextStart(const Job<FoldedUnit>& job, std::ptrdiff_t at) {
   const char16_t first = job.pattern[0];
-  while (at <= job.last_start && job.Unit(at) != first) ++at;
+  while (at <= job.last_start && job.Unit(at) != first) {
+    if (!GoesOnAt(static_cast<std::size_t>(at++), 2)) return job.last_start + 1;
+  }
   return at;
 }
 
@@ -74,7 +78,7 @@ Factor MaximalSuffix(const char16_t* pattern, std::ptrdiff_t length, bool greate
   std::ptrdiff_t candidate = 0;
   std::ptrdiff_t offset = 1;
   std::ptrdiff_t period = 1;
-  while (candidate + offset < length) {
+  for (std::size_t round = 0; candidate + offset < length && GoesOnAt(round, 4); ++round) {
     const char16_t a = pattern[candidate + offset];
     const char16_t b = pattern[before + offset];
     if (a == b) {
@@ -99,7 +103,9 @@ Factor MaximalSuffix(const char16_t* pattern, std::ptrdiff_t length, bool greate
 // Units of the pattern that fit at `start`, counted on from `from`.
 template <class Map>
 std::ptrdiff_t MatchForward(const Job<Map>& job, std::ptrdiff_t start, std::ptrdiff_t from) {
-  while (from < job.length && job.pattern[from] == job.Unit(start + from)) ++from;
+  while (from < job.length && job.pattern[from] == job.Unit(start + from)) {
+    if (!GoesOnAt(static_cast<std::size_t>(from++), 2)) return 0;
+  }
   return from;
 }
 
@@ -107,7 +113,9 @@ std::ptrdiff_t MatchForward(const Job<Map>& job, std::ptrdiff_t start, std::ptrd
 template <class Map>
 bool MatchBackward(const Job<Map>& job, std::ptrdiff_t start, std::ptrdiff_t from,
                    std::ptrdiff_t down_to) {
-  while (from > down_to && job.pattern[from] == job.Unit(start + from)) --from;
+  while (from > down_to && job.pattern[from] == job.Unit(start + from)) {
+    if (!GoesOnAt(static_cast<std::size_t>(from--), 2)) return false;
+  }
   return from <= down_to;
 }
 
@@ -116,11 +124,16 @@ std::ptrdiff_t TwoWay(const Job<Map>& job, std::ptrdiff_t start) {
   const Factor up = MaximalSuffix(job.pattern, job.length, false);
   const Factor down = MaximalSuffix(job.pattern, job.length, true);
   auto [cut, period] = up.before > down.before ? up : down;
-  const bool periodic = std::equal(job.pattern, job.pattern + cut + 1, job.pattern + period);
+  const auto is_same = [&, pattern = job.pattern, distance = period](std::size_t first,
+                                                                     std::size_t count) {
+    return std::equal(pattern + first, pattern + first + count, pattern + first + distance);
+  };
+  const bool periodic = InPieces(static_cast<std::size_t>(cut + 1), 1, is_same);
   if (!periodic) period = std::max(cut + 1, job.length - cut - 1) + 1;
   // What is known to fit at `start` from the step before: units up to and with this index.
   std::ptrdiff_t known = -1;
-  while (start <= job.last_start) {
+  RoundCharge charge;
+  while (start <= job.last_start && charge.Add(kUnitsPerFind)) {
     const std::ptrdiff_t at = MatchForward(job, start, std::max(cut, known) + 1);
     if (at < job.length) {
       start += at - cut;
@@ -138,11 +151,13 @@ template <class Map>
 std::ptrdiff_t Search(const Job<Map>& job, std::ptrdiff_t start) {
   constexpr std::ptrdiff_t kWorkPerUnit = 8;
   constexpr std::ptrdiff_t kFreeWork = 1024;
+  RoundCharge charge;
   std::ptrdiff_t budget = kFreeWork + job.length - kWorkPerUnit * start;
   for (std::ptrdiff_t at = NextStart(job, start); at <= job.last_start;
        at = NextStart(job, at + 1)) {
     const std::ptrdiff_t matched = MatchForward(job, at, 0);
     if (matched == job.length) return at;
+    if (!charge.Add(kUnitsPerFind)) return -1;
     budget -= matched;
     if (budget + kWorkPerUnit * at < 0) return TwoWay(job, at + 1);
   }
@@ -155,7 +170,13 @@ std::ptrdiff_t Run(std::u16string_view text, std::u16string_view pattern, std::s
   const auto text_length = static_cast<std::ptrdiff_t>(text.size());
   const auto length = static_cast<std::ptrdiff_t>(pattern.size());
   const Job<Map> job{text.data(), text_length, pattern.data(), length, text_length - length};
-  return Search(job, static_cast<std::ptrdiff_t>(start));
+  const std::ptrdiff_t found = Search(job, static_cast<std::ptrdiff_t>(start));
+  // The way to a near find has not been charged.
+  const auto way = (found < 0 ? text_length : found) - static_cast<std::ptrdiff_t>(start);
+  constexpr std::ptrdiff_t kFreeWay = 256;
+  constexpr std::ptrdiff_t kChargedWay = 65536;
+  if (way > kFreeWay && way < kChargedWay) (void)kt::Charge(way);
+  return found;
 }
 
 }  // namespace
@@ -175,8 +196,23 @@ std::ptrdiff_t FindTextNoCase(std::u16string_view text, std::u16string_view patt
     folded = long_buffer.GetBuffer(static_cast<kt_long>(pattern.size()));
     if (folded == nullptr) return -1;
   }
-  std::transform(pattern.begin(), pattern.end(), folded, FoldedUnit());
+  const auto fold = [&](std::size_t first, std::size_t count) {
+    const auto from = pattern.begin() + static_cast<std::ptrdiff_t>(first);
+    std::transform(from, from + static_cast<std::ptrdiff_t>(count), folded + first, FoldedUnit());
+    return true;
+  };
+  if (!InPieces(pattern.size(), 2, fold)) return -1;
   return Run<FoldedUnit>(text, {folded, pattern.size()}, start);
+}
+
+std::int64_t CountText(std::u16string_view text, std::u16string_view pattern) {
+  RoundCharge charge;
+  std::int64_t count = 0;
+  for (std::ptrdiff_t at = FindText(text, pattern, 0); at >= 0; ++count) {
+    if (!charge.Add(kUnitsPerFind)) return -1;
+    at = FindText(text, pattern, static_cast<std::size_t>(at) + pattern.size());
+  }
+  return Kt_WorkMeter::CurrentStop() == 0 ? count : -1;
 }
 
 }  // namespace kt::detail

@@ -6,6 +6,7 @@
 
 #include "classlib/Kt_WString.h"
 #include "classlib/detail/Kt_Blank.h"
+#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 
@@ -32,14 +33,29 @@ void KeepPart(Kt_WString& text, std::u16string_view part) {
   if (part.size() != text.View().size()) text = Kt_WString(part);
 }
 
+bool Fill(char16_t* units, char16_t pad, kt_long length) {
+  return kt::detail::InPieces(static_cast<std::size_t>(length), 1,
+                              [&](std::size_t first, std::size_t count) {
+                                std::fill_n(units + first, count, pad);
+                                return true;
+                              });
+}
+
+bool NeedsEscape(char16_t unit) { return unit == u'"' || unit == u'\\'; }
+
 // Fills a fresh string of `length` units: `text` at `offset`, `pad` elsewhere.
 Kt_WString Padded(const Kt_WString& text, char16_t pad, kt_long length, kt_long offset) {
   Kt_WString out;
   char16_t* const units = out.GetBuffer(length);
   if (units == nullptr) return text;
-  std::fill(units, units + offset, pad);
-  char16_t* const end = std::copy_n(text.GetText(), text.GetLength(), units + offset);
-  std::fill(end, units + length, pad);
+  const kt_long end = offset + text.GetLength();
+  if (!Fill(units, pad, offset) || !Fill(units + end, pad, length - end)) return {};
+  const char16_t* const from = text.GetText();
+  const auto copy = [&](std::size_t first, std::size_t count) {
+    std::copy_n(from + first, count, units + offset + first);
+    return true;
+  };
+  if (!kt::detail::InPieces(text.View().size(), 1, copy)) return {};
   return out;
 }
 
@@ -61,17 +77,26 @@ void Kt_WString::TrimBrace(kt_long quotes_only) {
 
 Kt_WString Kt_WString::QuoteStr() const {
   const std::u16string_view text = View();
-  const auto needs_escape = [](char16_t unit) { return unit == u'"' || unit == u'\\'; };
-  const auto escapes = std::count_if(text.begin(), text.end(), needs_escape);
+  std::ptrdiff_t escapes = 0;
+  const auto count_escapes = [&](std::size_t first, std::size_t count) {
+    const std::u16string_view piece = text.substr(first, count);
+    escapes += std::count_if(piece.begin(), piece.end(), NeedsEscape);
+    return true;
+  };
   Kt_WString out;
+  if (!kt::detail::InPieces(text.size(), 1, count_escapes)) return out;
   // Both terms are at most 2^27, so the sum fits; GetBuffer refuses it when it is too long.
   char16_t* units = out.GetBuffer(static_cast<kt_long>(GetLength() + escapes + 2));
   if (units == nullptr) return out;
   *units++ = u'"';
-  for (const char16_t unit : text) {
-    if (needs_escape(unit)) *units++ = u'\\';
-    *units++ = unit;
-  }
+  const auto write = [&](std::size_t first, std::size_t count) {
+    for (const char16_t unit : text.substr(first, count)) {
+      if (NeedsEscape(unit)) *units++ = u'\\';
+      *units++ = unit;
+    }
+    return true;
+  };
+  if (!kt::detail::InPieces(text.size(), 2, write)) return {};
   *units = u'"';
   return out;
 }
@@ -88,6 +113,7 @@ Kt_WString Kt_WString::UnQuoteStr() const {
     // A backslash as the last unit makes the closing quote plain text: nothing is enclosed.
     if (inner[at] == u'\\' && ++at == inner.size()) return *this;
     units[length++] = inner[at];
+    if (!kt::detail::GoesOnAt(static_cast<std::size_t>(length), 2)) return {};
   }
   return length == out.GetLength() ? out : out.Mid(0, length);
 }

@@ -3,9 +3,11 @@
 // UTF-8 in and out. Each direction runs twice over its input, once to count and once to write, so
 // that there is one allocation of the exact size.
 
+#include <algorithm>
 #include <cstring>
 
 #include "classlib/Kt_WString.h"
+#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 
@@ -43,8 +45,10 @@ Decoded DecodeOne(std::string_view bytes, std::size_t at) {
 }
 
 // Number of ASCII bytes from `at`, by eights, so that the caller need not look at each of them.
+// A longer run is answered in parts, so that its work can be charged.
 std::size_t AsciiRun(std::string_view bytes, std::size_t at) {
   const std::size_t start = at;
+  bytes = bytes.substr(0, std::min(bytes.size() - at, kt::detail::kPieceUnits) + at);
   for (; at + 8 <= bytes.size(); at += 8) {
     std::uint64_t block;
     std::memcpy(&block, bytes.data() + at, sizeof block);
@@ -53,6 +57,9 @@ std::size_t AsciiRun(std::string_view bytes, std::size_t at) {
   while (at < bytes.size() && static_cast<signed char>(bytes[at]) >= 0) ++at;
   return at - start;
 }
+
+// The work on a run of ASCII and the character behind it.
+std::int64_t UnitsOf(std::size_t run) { return static_cast<std::int64_t>(run) / 2 + 4; }
 
 struct Measured {
   std::size_t units = 0;
@@ -64,11 +71,14 @@ struct Measured {
 Measured Measure(std::string_view bytes, bool strict) {
   constexpr auto kMaxUnits = static_cast<std::size_t>(kMaxStringLength);
   Measured sum;
+  kt::detail::RoundCharge charge;
   while (sum.bytes < bytes.size() && sum.units <= kMaxUnits) {
     const std::size_t run = AsciiRun(bytes, sum.bytes);
+    if (!charge.Add(UnitsOf(run))) return {};
     sum.units += run;
     sum.bytes += run;
     if (sum.bytes == bytes.size()) break;
+    if (static_cast<signed char>(bytes[sum.bytes]) >= 0) continue;
     const Decoded next = DecodeOne(bytes, sum.bytes);
     sum.good = next.good || !strict;
     if (!sum.good) break;
@@ -78,15 +88,19 @@ Measured Measure(std::string_view bytes, bool strict) {
   return sum;
 }
 
-void Write(std::string_view bytes, char16_t* out) {
+// False when the run was stopped on the way.
+bool Write(std::string_view bytes, char16_t* out) {
+  kt::detail::RoundCharge charge;
   for (std::size_t at = 0; at < bytes.size();) {
     const std::size_t run = AsciiRun(bytes, at);
+    if (!charge.Add(UnitsOf(run))) return false;
     for (std::size_t index = 0; index < run; ++index) {
       out[index] = static_cast<unsigned char>(bytes[at + index]);
     }
     out += run;
     at += run;
-    if (at == bytes.size()) return;
+    if (at == bytes.size()) break;
+    if (static_cast<signed char>(bytes[at]) >= 0) continue;
     const Decoded next = DecodeOne(bytes, at);
     at += next.length;
     if (next.code_point > 0xFFFF) {
@@ -96,6 +110,7 @@ void Write(std::string_view bytes, char16_t* out) {
       *out++ = static_cast<char16_t>(next.code_point);
     }
   }
+  return true;
 }
 
 bool Convert(std::string_view bytes, std::size_t units, Kt_WString& out) {
@@ -103,8 +118,9 @@ bool Convert(std::string_view bytes, std::size_t units, Kt_WString& out) {
   if (units == 0) return true;
   if (units > static_cast<std::size_t>(kMaxStringLength)) return false;
   char16_t* const text = out.GetBuffer(static_cast<kt_long>(units));
-  if (text) Write(bytes, text);
-  return text != nullptr;
+  if (text != nullptr && Write(bytes, text)) return true;
+  out.Empty();
+  return false;
 }
 
 // The character at `at` of UTF-16 text; moves `at` behind it.
@@ -115,6 +131,27 @@ char32_t TakeCharacter(std::u16string_view text, std::size_t& at) {
   if (unit > 0xDBFF || next < 0xDC00 || next > 0xDFFF) return kReplacement;
   ++at;
   return 0x10000 + ((unit - 0xD800) << 10) + (next - 0xDC00);
+}
+
+// False when the run was stopped on the way.
+template <class Visit>
+bool EachCharacter(std::u16string_view text, Visit visit) {
+  for (std::size_t at = 0; at < text.size();) {
+    const std::size_t end = std::min(at + kt::detail::kPieceUnits, text.size());
+    if (text.size() > 256 && !kt::Charge(static_cast<std::int64_t>(end - at) * 2)) return false;
+    while (at < end) visit(TakeCharacter(text, at));
+  }
+  return true;
+}
+
+// The memory is touched piece by piece: the first touch of a page costs more than anything else
+// that is done with it.
+bool Resize(std::string& bytes, std::size_t size) {
+  bytes.reserve(size);
+  return kt::detail::InPieces(size, 1, [&](std::size_t first, std::size_t count) {
+    bytes.resize(first + count);
+    return true;
+  });
 }
 
 std::size_t Utf8Size(char32_t character) {
@@ -150,10 +187,13 @@ void Kt_WString::Set(const char* text) {
 std::string Kt_WString::ToUtf8() const {
   const std::u16string_view text = View();
   std::size_t size = 0;
-  for (std::size_t at = 0; at < text.size();) size += Utf8Size(TakeCharacter(text, at));
-  std::string out(size, '\0');
+  const auto measure = [&](char32_t character) { size += Utf8Size(character); };
+  if (!EachCharacter(text, measure)) return {};
+  std::string out;
+  if (!Resize(out, size)) return {};
   char* end = out.data();
-  for (std::size_t at = 0; at < text.size();) end = Encode(TakeCharacter(text, at), end);
+  const auto write = [&](char32_t character) { end = Encode(character, end); };
+  if (!EachCharacter(text, write)) return {};
   return out;
 }
 

@@ -9,6 +9,7 @@
 #include "classlib/Kt_NearestName.h"
 #include "classlib/Kt_WStrList.h"
 #include "cli/Kt_Cli.h"
+#include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliDiagnostic.h"
 #include "cli/Kt_CliExpr.h"
 #include "cli/Kt_CliHost.h"
@@ -56,7 +57,8 @@ std::vector<Kt_WString> Split(std::string_view list, std::u16string_view separat
 class FirstError : public Kt_ExprObject {
  public:
   FirstError() : Kt_ExprObject(nullptr) {}
-  int IsSystemLogMode() override { return 1; }
+  // That the work was stopped is told by who began it.
+  int IsSystemLogMode() override { return Kt_WorkMeter::CurrentStop() == 0 ? 1 : 0; }
   void OnSystemError(const Kt_Result& result) override { OnRunTimeError(result); }
   void OnRunTimeError(const Kt_Result& result) override {
     if (!text_) text_ = result.GetText().ToUtf8();
@@ -489,7 +491,7 @@ class Arranger {
   // As subtotals count: cells that are not null.
   kt_long CountOf(kt_long col, kt_long rows) const {
     kt_long count = 0;
-    for (kt_long row = 0; row < rows; ++row) {
+    for (kt_long row = 0; row < rows && GoesOn(); ++row) {
       count += dataset_.GetRowLevel(row) == 0 && !dataset_.ReadColumn(row, col).IsEmpty() ? 1 : 0;
     }
     return count;
@@ -565,7 +567,7 @@ class Arranger {
     for (std::size_t at = 0; at < values.size(); ++at) {
       const Kt_Aggregate kind = view_.Columns()[at].total;
       if (kind == Kt_Aggregate::kNone || !CanTotal(kind)) continue;
-      for (kt_long row = 0; row < view_.RowCount(); ++row) {
+      for (kt_long row = 0; row < view_.RowCount() && GoesOn(); ++row) {
         if (view_.Level(row) == 0) Take(kind, view_.Cell(row, at), values[at]);
       }
       any = true;

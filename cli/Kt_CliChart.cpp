@@ -8,6 +8,7 @@
 #include <ostream>
 
 #include "classlib/Kt_Unicode.h"
+#include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliCell.h"
 #include "cli/Kt_CliHtml.h"
 #include "cli/Kt_CliView.h"
@@ -40,7 +41,7 @@ Kt_WString LabelOf(const Kt_CliView& view, kt_long row, const std::vector<std::s
 }
 
 bool HasSubtotals(const Kt_CliView& view) {
-  for (kt_long row = 0; row < view.RowCount(); ++row) {
+  for (kt_long row = 0; row < view.RowCount() && GoesOn(); ++row) {
     if (view.Level(row) == 1) return true;
   }
   return false;
@@ -150,7 +151,7 @@ Chart MakeChart(const Kt_CliView& view, std::size_t column, kt_long max_bars,
   format.SetDecimals(decimals);
   const std::vector<std::size_t> labels = LabelColumns(view, column);
   const bool wants_subtotals = HasSubtotals(view);
-  for (kt_long row = 0; row < view.RowCount(); ++row) {
+  for (kt_long row = 0; row < view.RowCount() && GoesOn(); ++row) {
     if (wants_subtotals && view.Level(row) != 1) continue;
     if (static_cast<kt_long>(chart.bars.size()) >= max_bars) {
       ++chart.more_bars;

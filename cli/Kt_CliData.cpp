@@ -12,6 +12,7 @@
 
 #include "classlib/Kt_AString.h"
 #include "classlib/Kt_Buffer.h"
+#include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliDataJson.h"
 #include "cli/Kt_CliDataReport.h"
 #include "cli/Kt_CliDataText.h"
@@ -288,7 +289,9 @@ bool LoadData(std::string_view bytes, const DataOptions& options, Kt_Dataset& da
               DataReport& report) {
   report = {};
   try {
-    return LoadOrLeave(bytes, options, dataset, report);
+    const bool loaded = LoadOrLeave(bytes, options, dataset, report);
+    if (Kt_WorkMeter::CurrentStop() == 0) return loaded;
+    return Fail(StopReason(), report);
   } catch (const std::exception&) {
     return Fail("out of memory", report);
   }
@@ -327,7 +330,10 @@ bool LoadDataFile(const std::string& path, const DataOptions& options, Kt_Datase
 bool SaveData(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
               std::string& reason) {
   try {
-    return Save(options, dataset, bytes, reason);
+    const bool saved = Save(options, dataset, bytes, reason);
+    if (Kt_WorkMeter::CurrentStop() == 0) return saved;
+    reason = StopReason();
+    return false;
   } catch (const std::exception&) {
     reason = "out of memory";
     return false;

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "classlib/Kt_Number.h"
+#include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliDataJsonCells.h"
 #include "cli/Kt_CliDataText.h"
 
@@ -243,6 +244,10 @@ class JsonLoader {
     }
     if (!(piece == Piece::kObject ? ReadObject(scanner) : ReadList(scanner))) return false;
     row_text_ = text_.substr(offset, scanner.At() - offset);
+    constexpr std::size_t kBytesPerCell = 32;
+    if (!GoesOn(cells_.size() + row_text_.size() / kBytesPerCell)) {
+      return Fail(offset, StopReason());
+    }
     if (piece == Piece::kArray && first) return TakeHeader(offset);
     if (!cells_.empty() && cells_.back().column >= columns_.List().size()) {
       bad(offset, u"more cells than columns");
@@ -523,6 +528,10 @@ bool SaveJson(const Kt_Dataset& dataset, JsonLayout layout, std::string& text,
   text = is_list ? "[" : "";
   bool is_first = true;
   for (kt_long row = 0; row < dataset.GetRowCount(); ++row) {
+    if (!GoesOn(names.size())) {
+      reason = StopReason();
+      return false;
+    }
     if (dataset.GetRowLevel(row) > 0) continue;
     if (!is_first && is_list) text += ',';
     if (!is_first || is_list) text += line_end;

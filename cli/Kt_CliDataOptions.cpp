@@ -9,6 +9,7 @@
 #include <ostream>
 
 #include "cli/Kt_CliArrange.h"
+#include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliDataOption.h"
 #include "cli/Kt_CliDataReport.h"
 #include "cli/Kt_CliHost.h"
@@ -203,6 +204,7 @@ int LoadDataFiles(const DataFiles& files, const char* command, Kt_CliHost& host,
   for (const DataFiles::Item& item : files.data) {
     DataReport report;
     if (!LoadDataInto(item, files.load_options, files.verbose, host, streams, report)) {
+      if (TellStop(item.path, streams)) return kScriptFault;
       streams.out.flush();
       streams.messages << DescribeError(item.path, report) << '\n';
       return report.no_access ? kCommandFault : kScriptFault;
@@ -233,6 +235,7 @@ bool SaveDataItem(const DataFiles::Item& item, const DataOptions& options, Kt_Cl
   if (wrapper != nullptr) {
     const Kt_CliProgress progress(streams.messages, "saving " + item.path);
     if (SaveDataFile(item.path, options, *wrapper->GetDataset(), reason)) return true;
+    if (TellStop(item.path, streams)) return false;
   }
   streams.out.flush();
   streams.messages << fmt::format("{}: error: cannot save '{}': {}\n", item.path, item.name,

@@ -18,7 +18,6 @@
 namespace {
 
 using kt::cli::kHostFunctionFailed;
-using kt::cli::ValueText;
 using kt::cli::WithVisibleControls;
 
 // A loop that goes on after an error would fill the screen.
@@ -72,15 +71,14 @@ std::vector<_EXPR_EXTAPI_INFO> MakeFunctions() {
   return table;
 }
 
-// The texts of the values with a blank between them.
-std::string JoinTexts(const Kt_VariantList* args) {
-  std::string line;
-  if (args == nullptr) return line;
+// The texts of the values with a blank between them. False when they are too long.
+bool JoinTexts(const Kt_VariantList* args, std::string& line) {
+  if (args == nullptr) return true;
   for (kt_long arg = 0; arg < args->GetCount(); ++arg) {
     if (arg > 0) line += ' ';
-    line += ValueText(args->GetItemNN(arg));
+    if (!kt::cli::AppendValueText(args->GetItemNN(arg), line)) return false;
   }
-  return line;
+  return true;
 }
 
 const Kt_Variant& Arg(const Kt_VariantList* args, kt_long arg) {
@@ -149,7 +147,10 @@ void Kt_CliHost::AddNames(Names which, std::vector<Kt_WString>& names) const {
 }
 
 kt_long Kt_CliHost::Print(const Kt_VariantList* args) {
-  out_ << JoinTexts(args) + '\n';
+  std::string line;
+  if (!JoinTexts(args, line)) return Fail(std::string("print(): ") + kt::cli::kTooLongToPrint);
+  line += '\n';
+  out_ << line;
   return 0;
 }
 
@@ -192,6 +193,8 @@ bool Kt_CliHost::ReachFile(const char* doing, const std::string& path, std::stri
 kt_long Kt_CliHost::Fail(const std::string& what) { return FailLines(WithVisibleControls(what)); }
 
 kt_long Kt_CliHost::FailLines(const std::string& lines) {
+  // What fails because the run is stopped is no fault of its own, and the stop is told once.
+  if (Kt_WorkMeter::CurrentStop() != 0) return Kt_WorkMeter::CurrentStop();
   const Kt_WString text = Kt_WString::FromUtf8(lines);
   (void)kt::NoteFailure(kHostFunctionFailed, text);
   Tell(Kt_RunError::Last());
@@ -199,7 +202,7 @@ kt_long Kt_CliHost::FailLines(const std::string& lines) {
 }
 
 bool Kt_CliHost::TellOutcome(kt_long code, std::uint64_t serial) {
-  if (error_count_ > 0) return false;
+  if (error_count_ > 0 || Kt_WorkMeter::CurrentStop() != 0) return false;
   const bool has_failed = Kt_RunError::Last().serial != serial;
   if (code == 0 && !has_failed) return true;
   if (!has_failed) (void)kt::NoteCause(code, Kt_Cause::kOther, {Kt_Variant(code).ToString()});

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <vector>
 
+#include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliCell.h"
 #include "cli/Kt_CliChart.h"
 #include "cli/Kt_CliSha256.h"
@@ -86,7 +87,7 @@ class Page {
     for (std::size_t at = 0; at < columns_.size(); ++at) {
       Kt_CliCellFormat& format = columns_[at].format;
       format.SetDecimals(options_.decimals);
-      for (kt_long row = 0; row < rows_; ++row) {
+      for (kt_long row = 0; row < rows_ && GoesOn(); ++row) {
         format.Measure(view_.Cell(row, at), view_.MadeBy(row, at));
       }
       if (!view_.Total().empty() && !view_.IsTotalLabel(at)) {
@@ -110,7 +111,7 @@ class Page {
     if (view_.MixesLevels()) out_ += "<th></th>";
     for (std::size_t at = 0; at < columns_.size(); ++at) AddHeading(at);
     out_ += "</tr>\n</thead>\n<tbody>\n";
-    for (kt_long row = 0; row < rows_; ++row) AddRow(row);
+    for (kt_long row = 0; row < rows_ && GoesOn(columns_.size()); ++row) AddRow(row);
     out_ += "</tbody>\n";
     AddTotal();
     out_ += "</table>\n";

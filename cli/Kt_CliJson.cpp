@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "classlib/Kt_Object.h"
+#include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliText.h"
 
 namespace kt::cli {
@@ -12,20 +13,8 @@ namespace {
 
 using Json = nlohmann::json;
 
-// Writing and freeing a JSON value recurse once per level.
+// Writing recurses once per level.
 constexpr int kMaxDepth = 500;
-
-bool Convert(const Kt_Variant& value, int depth, Json& out);
-
-bool ConvertList(const Kt_VariantList& list, int depth, Json& out) {
-  if (depth == kMaxDepth) return false;
-  out = Json::array();
-  for (const Kt_Variant& item : list) {
-    out.emplace_back();
-    if (!Convert(item, depth + 1, out.back())) return false;
-  }
-  return true;
-}
 
 // A double holds every amount of up to 15 digits; a longer one would come back changed.
 Json Currency(const Kt_Variant& value) {
@@ -35,41 +24,77 @@ Json Currency(const Kt_Variant& value) {
   return value.ToDouble();
 }
 
-// An object that stands for a plain value, such as a cell of a dataset, is that value.
-bool ConvertObject(const Kt_ObjectHolder& holder, int depth, Json& out) {
-  const Kt_WString property = holder.GetDefaultProp();
-  Kt_Variant plain;
-  if (depth == kMaxDepth) return false;
-  if (!property.IsEmpty() && holder.GetProperty(property, nullptr, plain) == 0) {
-    return Convert(plain, depth + 1, out);
-  }
-  out = {{"object", holder.GetID().ToUtf8()}};
-  return true;
-}
+Json Number(double number) { return std::isfinite(number) ? Json(number) : Json(); }
 
-bool Convert(const Kt_Variant& value, int depth, Json& out) {
-  switch (value.GetTag()) {
-    case kTagEmpty: return true;
-    case kTagLong: out = value.AsLong(); return true;
-    case kTagDouble:
-      if (std::isfinite(value.AsDouble())) out = value.AsDouble();
-      return true;
-    case kTagCurrency: out = Currency(value); return true;
-    case kTagBool: out = value.AsInt64() != 0; return true;
-    case kTagList: return ConvertList(value.GetList(), depth, out);
-    case kTagObject: return ConvertObject(value.GetHolder(), depth, out);
-    case kTagRef: return Convert(value.Dereference(), depth, out);
-    default: out = ValueText(value); return true;
+// Writes as it goes, so that lists that share their parts end at the limit of the text.
+class Writer {
+ public:
+  Writer(std::string& out, std::string& reason) : out_(out), reason_(reason) {}
+
+  bool Write(const Kt_Variant& value, int depth) {
+    if (out_.size() > kMaxPrintedBytes) return Fail(kTooLongToPrint);
+    if (!kt::Charge(2 * Kt_WorkMeter::kUnitsPerItem)) return Fail(StopReason());
+    switch (value.GetTag()) {
+      case kTagEmpty: return Put({});
+      case kTagLong: return Put(value.AsLong());
+      case kTagDouble: return Put(Number(value.AsDouble()));
+      case kTagCurrency: return Put(Currency(value));
+      case kTagBool: return Put(value.AsInt64() != 0);
+      case kTagList: return List(value.GetList(), depth);
+      case kTagObject: return Object(value.GetHolder(), depth);
+      case kTagRef: return Write(value.Dereference(), depth);
+      default: return Put(ValueText(value));
+    }
   }
-}
+
+ private:
+  bool Fail(const std::string& reason) {
+    reason_ = reason;
+    return false;
+  }
+  bool Put(const Json& value) {
+    out_ += value.dump();
+    return true;
+  }
+
+  bool List(const Kt_VariantList& items, int depth) {
+    if (depth == kMaxDepth) return Fail("nested too deeply for JSON");
+    out_ += '[';
+    bool is_first = true;
+    for (const Kt_Variant& item : items) {
+      if (!is_first) out_ += ',';
+      is_first = false;
+      if (!Write(item, depth + 1)) return false;
+    }
+    out_ += ']';
+    return true;
+  }
+
+  // An object that stands for a plain value, such as a cell of a dataset, is that value.
+  bool Object(const Kt_ObjectHolder& holder, int depth) {
+    const Kt_WString property = holder.GetDefaultProp();
+    Kt_Variant plain;
+    if (depth == kMaxDepth) return Fail("nested too deeply for JSON");
+    if (!property.IsEmpty() && holder.GetProperty(property, nullptr, plain) == 0) {
+      return Write(plain, depth + 1);
+    }
+    return Put({{"object", holder.GetID().ToUtf8()}});
+  }
+
+  std::string& out_;
+  std::string& reason_;
+};
 
 }  // namespace
 
+bool ToJson(const Kt_Variant& value, std::string& json, std::string& reason) {
+  json.clear();
+  return Writer(json, reason).Write(value, 0);
+}
+
 bool ToJson(const Kt_Variant& value, std::string& json) {
-  Json out;
-  if (!Convert(value, 0, out)) return false;
-  json = out.dump();
-  return true;
+  std::string ignored;
+  return ToJson(value, json, ignored);
 }
 
 }  // namespace kt::cli

@@ -10,7 +10,9 @@ namespace kt::cli {
 // The value as one line of JSON. Numbers stay numbers (an infinity or NaN becomes null), booleans
 // true and false, the empty value null, lists arrays; dates are texts, bytes hexadecimal texts. An
 // object is the value that it stands for (a cell its own, a row a list), otherwise {"object": its
-// identifier}. False when lists are nested too deeply.
+// identifier}. False, with the reason, when lists are nested too deeply, the text is longer than
+// kMaxPrintedBytes, or the work was stopped.
+bool ToJson(const Kt_Variant& value, std::string& json, std::string& reason);
 bool ToJson(const Kt_Variant& value, std::string& json);
 
 }  // namespace kt::cli

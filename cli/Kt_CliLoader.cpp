@@ -7,6 +7,7 @@
 
 #include "classlib/Kt_Codes.h"
 #include "classlib/Kt_Memory.h"
+#include "classlib/Kt_WorkMeter.h"
 #include "cli/Kt_CliFile.h"
 #include "cli/Kt_CliVisible.h"
 #include "expr/Kt_ExprUtil.h"
@@ -92,7 +93,9 @@ bool Kt_CliLoader::LoadFile(const fs::path& file, const std::string& path,
                             const std::string& shown_name, kt::cli::Links links) {
   std::string error;
   if (kt::cli::ReadTextFile(path, current_text_, error, links) != kt::cli::FileResult::kOk) {
-    report_.Line(fmt::format("{}: error: cannot read: {}", shown_name, error));
+    if (Kt_WorkMeter::CurrentStop() == 0) {
+      report_.Line(fmt::format("{}: error: cannot read: {}", shown_name, error));
+    }
     return false;
   }
   current_name_ = shown_name;
@@ -105,6 +108,7 @@ bool Kt_CliLoader::LoadFile(const fs::path& file, const std::string& path,
   if (code == kErrNoMemory && kt::TakeMemoryFailure()) {
     report_.Line(fmt::format("{}: error: out of memory", shown_name));
   }
+  if (Kt_WorkMeter::CurrentStop() != 0) return false;  // what was found may be no fault
   const bool clean = report_.Syntax(file, shown_name, current_text_, errors);
   return clean && code == 0;
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "classlib/Kt_Unicode.h"
+#include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliView.h"
 #include "cli/Kt_CliVisible.h"
 
@@ -45,8 +46,9 @@ class MarkdownWriter {
     if (options_.rows > 0) rows_ = std::min(rows_, options_.rows);
     if (view_.MixesLevels()) AddLevels();
     for (std::size_t at = 0; at < view_.Columns().size(); ++at) AddColumn(at);
+    if (Kt_WorkMeter::CurrentStop() != 0) return {};
     const std::size_t lines = columns_[0].cells.size();
-    for (std::size_t line = 0; line < lines; ++line) {
+    for (std::size_t line = 0; line < lines && GoesOn(columns_.size()); ++line) {
       WriteLine(line);
       if (line == 0) WriteRule();
     }
@@ -80,7 +82,7 @@ class MarkdownWriter {
   void AddColumn(std::size_t at) {
     Kt_CliCellFormat format;
     format.SetDecimals(options_.decimals);
-    for (kt_long row = 0; row < rows_; ++row) {
+    for (kt_long row = 0; row < rows_ && GoesOn(); ++row) {
       format.Measure(view_.Cell(row, at), view_.MadeBy(row, at));
     }
     const bool has_total = !view_.Total().empty();
@@ -90,7 +92,7 @@ class MarkdownWriter {
     Column column;
     column.right = format.IsNumeric();
     Add(column, MarkdownText(view_.Columns()[at].heading));
-    for (kt_long row = 0; row < rows_; ++row) {
+    for (kt_long row = 0; row < rows_ && GoesOn(); ++row) {
       Add(column, CellText(format, view_.Cell(row, at), view_.MadeBy(row, at)));
     }
     if (has_total) {

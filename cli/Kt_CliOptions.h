@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <chrono>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -33,5 +35,6 @@ bool SetUpFence(const FileRules& rules, const char* command, Kt_CliFence& fence,
 // Loading a script evaluates its global variables. Commands that do not run the script have no use
 // for their values, give them no host functions, and do not wait for one that runs a long loop.
 inline constexpr std::int64_t kInitialiserSteps = 10000;
+inline constexpr std::chrono::seconds kInitialiserTime{5};
 
 }  // namespace kt::cli

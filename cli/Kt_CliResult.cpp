@@ -3,6 +3,7 @@
 
 #include <ostream>
 
+#include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliDataJson.h"
 #include "cli/Kt_CliJson.h"
 #include "cli/Kt_CliTable.h"
@@ -26,22 +27,27 @@ const Kt_Dataset* DatasetOf(const Kt_Variant& value) {
 
 }  // namespace
 
-void PrintValue(const Kt_Variant& value, std::ostream& out) {
+bool PrintValue(const Kt_Variant& value, std::ostream& out, std::string& reason) {
   const Kt_Dataset* const dataset = DatasetOf(value);
   if (dataset == nullptr || dataset->GetColCount() == 0) {
-    out << ValueText(value) << '\n';
-    return;
+    std::string text;
+    if (!AppendValueText(value, text)) {
+      reason = Kt_WorkMeter::CurrentStop() != 0 ? StopReason() : kTooLongToPrint;
+      return false;
+    }
+    out << text << '\n';
+    return true;
   }
   TableOptions options;
   options.rows = kShownRows;
   PrintTable(Kt_CliView(*dataset), options, out);
+  return true;
 }
 
-bool ResultJson(const Kt_Variant& value, std::string& json) {
+bool ResultJson(const Kt_Variant& value, std::string& json, std::string& reason) {
   const Kt_Dataset* const dataset = DatasetOf(value);
-  if (dataset == nullptr) return ToJson(value, json);
-  std::string ignored;
-  return SaveJson(*dataset, JsonLayout::kOneLine, json, ignored);
+  if (dataset == nullptr) return ToJson(value, json, reason);
+  return SaveJson(*dataset, JsonLayout::kOneLine, json, reason);
 }
 
 }  // namespace kt::cli

@@ -9,11 +9,12 @@
 namespace kt::cli {
 
 // Prints what an expression or a function gave, as people read it: a dataset as a table of its
-// first rows, anything else as ValueText shows it, with a line feed.
-void PrintValue(const Kt_Variant& value, std::ostream& out);
+// first rows, anything else as ValueText shows it, with a line feed. False with the reason, and
+// nothing printed, when it is too long or the work was stopped.
+bool PrintValue(const Kt_Variant& value, std::ostream& out, std::string& reason);
 
 // The same as one line of JSON: a dataset as a list of its shown rows, a row as an object, anything
-// else as ToJson writes it. False when lists are nested too deeply.
-bool ResultJson(const Kt_Variant& value, std::string& json);
+// else as ToJson writes it. False with the reason, as there.
+bool ResultJson(const Kt_Variant& value, std::string& json, std::string& reason);
 
 }  // namespace kt::cli

@@ -27,6 +27,8 @@
 #include <optional>
 #include <utility>
 
+#include "classlib/Kt_WorkMeter.h"
+
 namespace fs = std::filesystem;
 
 namespace kt::cli {
@@ -147,7 +149,7 @@ class Replacement {
 
   bool Write(std::string_view bytes) {
     while (!bytes.empty()) {
-      if (!MayCall("write")) return false;
+      if (!MayCall("write") || !kt::Charge(kWriteBytes / 4)) return false;
       const ssize_t count = ::write(file_.Get(), bytes.data(), std::min(bytes.size(), kWriteBytes));
       if (count < 0 && errno == EINTR) continue;
       if (count < 0) return false;

@@ -138,8 +138,12 @@ bool Kt_CliSession::Execute(const Piece& piece) {
   kt_long code = func.ExecBody(func.GetBody(), &script_, result);
   if (code == kScriptReturn || code == kScriptBreak || code == kScriptContinue) code = 0;
   if (!host_.TellOutcome(code, failures)) return false;
-  if (!result.IsEmpty()) kt::cli::PrintValue(result, streams_.out);
-  return true;
+  std::string reason;
+  if (result.IsEmpty() || kt::cli::PrintValue(result, streams_.out, reason)) return true;
+  Kt_CliReport(streams_.out, streams_.messages)
+      .Line(fmt::format("{}:{}: error: the value is {}", kInputName, LineOf(piece.whole.start) + 1,
+                        reason));
+  return false;
 }
 
 // Files
@@ -157,6 +161,7 @@ bool Kt_CliSession::Load(const std::string& path, const std::vector<std::string>
   Kt_Script checked;
   Kt_RunBudget budget;
   budget.limit_steps = kt::cli::kInitialiserSteps;
+  budget.deadline = std::chrono::steady_clock::now() + kt::cli::kInitialiserTime;
   checked.SetBudget(&budget);
   const auto load = [&](Kt_Script& script, Kt_CliReport& to) {
     Kt_CliLoader loader(script, to, host_.GetFence());

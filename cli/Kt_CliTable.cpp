@@ -8,6 +8,7 @@
 #include <string>
 
 #include "classlib/Kt_Unicode.h"
+#include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliView.h"
 #include "cli/Kt_CliVisible.h"
 
@@ -34,7 +35,7 @@ class Table {
     FitColumns();
     PrintHeadings();
     PrintRule();
-    for (kt_long row = 0; row < shown_rows_; ++row) PrintRow(row);
+    for (kt_long row = 0; row < shown_rows_ && GoesOn(columns_.size()); ++row) PrintRow(row);
     PrintMoreRows();
     PrintTotal();
     PrintMoreColumns();
@@ -68,7 +69,7 @@ class Table {
     const Kt_CliView::Column& shown = view_.Columns()[at];
     column.format.SetDecimals(options_.decimals);
     bool has_nulls = false;
-    for (kt_long row = 0; row < shown_rows_; ++row) {
+    for (kt_long row = 0; row < shown_rows_ && GoesOn(); ++row) {
       const Kt_Variant cell = view_.Cell(row, at);
       has_nulls |= cell.IsEmpty();
       column.format.Measure(cell, view_.MadeBy(row, at));

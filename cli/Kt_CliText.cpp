@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "classlib/Kt_Object.h"
+#include "classlib/Kt_WorkMeter.h"
 #include "cli/Kt_CliVisible.h"
 
 namespace kt::cli {
@@ -92,29 +93,36 @@ std::string OnScreen(std::u16string_view text, int& column) {
 // Lists may nest as deep as a script likes; nobody reads further than this.
 constexpr int kMaxListDepth = 50;
 
-void AppendText(const Kt_Variant& value, bool in_list, int depth, std::string& out);
+bool AppendText(const Kt_Variant& value, bool in_list, int depth, std::string& out);
 
-void AppendList(const Kt_VariantList& list, int depth, std::string& out) {
+bool AppendList(const Kt_VariantList& list, int depth, std::string& out) {
   if (depth == kMaxListDepth) {
     out += "[...]";
-    return;
+    return true;
   }
   out += '[';
   const char* separator = "";
   for (const Kt_Variant& item : list) {
     out += separator;
-    AppendText(item, true, depth + 1, out);
+    if (!AppendText(item, true, depth + 1, out)) return false;
     separator = ", ";
   }
   out += ']';
+  return true;
 }
 
-void AppendBytes(std::span<const std::uint8_t> bytes, std::string& out) {
-  for (const std::uint8_t byte : bytes) fmt::format_to(std::back_inserter(out), "{:02x}", byte);
+bool AppendBytes(std::span<const std::uint8_t> bytes, std::string& out) {
+  constexpr std::size_t kPiece = 1024;
+  constexpr std::int64_t kUnitsPerByte = 32;
+  for (std::size_t at = 0; at < bytes.size(); ++at) {
+    if (at % kPiece == 0 && !kt::Charge(kPiece * kUnitsPerByte)) return false;
+    fmt::format_to(std::back_inserter(out), "{:02x}", bytes[at]);
+  }
+  return true;
 }
 
 // An object that stands for a plain value, such as a cell of a dataset, is that value.
-void AppendObject(const Kt_Variant& value, bool in_list, int depth, std::string& out) {
+bool AppendObject(const Kt_Variant& value, bool in_list, int depth, std::string& out) {
   const Kt_WString property = value.GetHolder().GetDefaultProp();
   Kt_Variant plain;
   if (depth < kMaxListDepth && !property.IsEmpty() &&
@@ -124,21 +132,23 @@ void AppendObject(const Kt_Variant& value, bool in_list, int depth, std::string&
   const Kt_WString text = value.ToString();
   out += text.IsEmpty() ? fmt::format("<object {}>", value.GetHolder().GetID().ToUtf8())
                         : text.ToUtf8();
+  return true;
 }
 
-void AppendText(const Kt_Variant& value, bool in_list, int depth, std::string& out) {
+bool AppendText(const Kt_Variant& value, bool in_list, int depth, std::string& out) {
+  if (out.size() > kMaxPrintedBytes || !kt::Charge(2 * Kt_WorkMeter::kUnitsPerItem)) return false;
   switch (value.GetTag()) {
     case kTagEmpty:
       if (in_list) out += "null";
-      return;
+      return true;
     case kTagString:
       out += in_list ? "'" + value.AsString().ToUtf8() + "'" : value.AsString().ToUtf8();
-      return;
+      return true;
     case kTagList: return AppendList(value.GetList(), depth, out);
     case kTagBinary: return AppendBytes(value.AsBinary(), out);
     case kTagObject: return AppendObject(value, in_list, depth, out);
     case kTagRef: return AppendText(value.Dereference(), in_list, depth, out);
-    default: out += value.ToString().ToUtf8();
+    default: out += value.ToString().ToUtf8(); return true;
   }
 }
 
@@ -214,8 +224,12 @@ std::string LineWithCaret(std::u16string_view text, std::size_t offset, std::siz
 
 std::string ValueText(const Kt_Variant& value) {
   std::string out;
-  AppendText(value, false, 0, out);
+  AppendValueText(value, out);
   return out;
+}
+
+bool AppendValueText(const Kt_Variant& value, std::string& out) {
+  return AppendText(value, false, 0, out) && kt::Charge(0);
 }
 
 }  // namespace kt::cli

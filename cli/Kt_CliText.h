@@ -32,5 +32,13 @@ std::string LineWithCaret(std::u16string_view text, std::size_t offset, std::siz
 
 // The text of a value as print() shows it: lists as [1, 'a', [2]], bytes in hexadecimal.
 std::string ValueText(const Kt_Variant& value);
+// The same behind what is in `out`. False, and the text cut, when it would make `out` longer than
+// kMaxPrintedBytes, or the work was stopped.
+bool AppendValueText(const Kt_Variant& value, std::string& out);
+
+// No value is printed at greater length: a list that shares its parts can be longer than any
+// memory.
+inline constexpr std::size_t kMaxPrintedBytes = std::size_t{1} << 29;
+inline constexpr const char* kTooLongToPrint = "too long to print: more than 512 MB";
 
 }  // namespace kt::cli

@@ -5,6 +5,10 @@
 #include <numeric>
 #include <utility>
 
+#include "cli/Kt_CliBounds.h"
+
+using kt::cli::GoesOn;
+
 namespace {
 
 std::u16string Folded(const Kt_WString& text) {
@@ -66,14 +70,24 @@ void Kt_CliView::SortRows(const std::vector<SortKey>& keys) {
   for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
     std::vector<Kt_Variant> values;
     values.reserve(order.size());
-    for (kt_long row = 0; row < RowCount(); ++row) values.push_back(Cell(row, key->column));
-    std::stable_sort(order.begin(), order.end(), [&](kt_long a, kt_long b) {
+    for (kt_long row = 0; row < RowCount(); ++row) {
+      if (!GoesOn()) return;
+      values.push_back(Cell(row, key->column));
+    }
+    struct Stopped {};
+    const auto is_before = [&](kt_long a, kt_long b) {
+      if (!GoesOn()) throw Stopped();
       const Kt_Variant& left = values[AsIndex(a)];
       const Kt_Variant& right = values[AsIndex(b)];
       if (left.IsEmpty() || right.IsEmpty()) return !left.IsEmpty() && right.IsEmpty();
       const int difference = Var_Order(left, right);
       return key->descending ? difference > 0 : difference < 0;
-    });
+    };
+    try {
+      std::stable_sort(order.begin(), order.end(), is_before);
+    } catch (const Stopped&) {
+      return;
+    }
   }
   for (kt_long& row : order) row = DatasetRow(row);
   rows_ = std::move(order);
@@ -156,13 +170,13 @@ bool Kt_CliView::CopyTo(Kt_Dataset& target, kt_long max_rows) const {
   for (std::size_t column = 0; column < columns_.size(); ++column) {
     Kt_ColumnType type = columns_[column].type;
     // A sum of whole numbers that is too great for one is a double.
-    for (kt_long row = 0; row < rows && type == Kt_ColumnType::kLong; ++row) {
+    for (kt_long row = 0; row < rows && type == Kt_ColumnType::kLong && GoesOn(); ++row) {
       if (Cell(row, column).IsDouble()) type = Kt_ColumnType::kDouble;
     }
     if (target.AddColumn(columns_[column].heading, type) < 0) return false;
   }
   if (rows > 0 && target.AppendRow(rows) < 0) return false;
-  for (kt_long row = 0; row < rows; ++row) {
+  for (kt_long row = 0; row < rows && GoesOn(columns_.size()); ++row) {
     for (std::size_t column = 0; column < columns_.size(); ++column) {
       const Kt_Variant value = Cell(row, column);
       if (!value.IsEmpty()) target.SetColumn(row, static_cast<kt_long>(column), value);

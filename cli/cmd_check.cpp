@@ -5,6 +5,7 @@
 #include <ostream>
 
 #include "cli/Kt_Cli.h"
+#include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliLoader.h"
 #include "cli/Kt_CliOptions.h"
 #include "cli/Kt_CliReport.h"
@@ -19,6 +20,7 @@ struct Options {
   std::vector<std::string> include_dirs;
   FileRules file_rules;
   bool no_warnings = false;
+  BoundOptions bounds;
 };
 
 int CheckFile(const std::string& file, const Options& options, Kt_CliReport& report,
@@ -26,6 +28,7 @@ int CheckFile(const std::string& file, const Options& options, Kt_CliReport& rep
   Kt_Script script;
   Kt_RunBudget budget;
   budget.limit_steps = kInitialiserSteps;
+  budget.deadline = std::chrono::steady_clock::now() + kInitialiserTime;
   script.SetBudget(&budget);
   Kt_CliFence fence;
   Kt_CliLoader loader(script, report, fence);
@@ -37,11 +40,14 @@ int CheckFile(const std::string& file, const Options& options, Kt_CliReport& rep
 }
 
 int Check(const Options& options, Streams streams) {
+  const Bounds bounds(options.bounds);
   Kt_CliReport report(streams.out, streams.messages);
   report.SetWarnings(!options.no_warnings);
   int status = kFine;
   for (const std::string& file : options.files) {
-    status = std::max(status, CheckFile(file, options, report, streams));
+    const int checked = CheckFile(file, options, report, streams);
+    if (TellStop(file, streams)) return kScriptFault;
+    status = std::max(status, checked);
   }
   return status;
 }
@@ -55,6 +61,7 @@ void AddCheck(CLI::App& app, Action& action) {
   AddIncludeDirOption(*check, options->include_dirs);
   AddFileRules(*check, options->file_rules);
   AddJsonFlag(*check, "Print what is found as objects, one a line");
+  AddBoundOptions(*check, options->bounds);
   check->add_flag("--no-warn", options->no_warnings, "Report errors only");
   check->callback([options, &action] {
     action = [options](Streams streams) { return Check(*options, streams); };

@@ -44,6 +44,7 @@ int DumpFile(const Options& options, Streams streams) {
   Kt_Script script;
   Kt_RunBudget budget;
   budget.limit_steps = kInitialiserSteps;
+  budget.deadline = std::chrono::steady_clock::now() + kInitialiserTime;
   script.SetBudget(&budget);
   Kt_CliFence fence;
   Kt_CliLoader loader(script, report, fence);

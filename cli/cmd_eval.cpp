@@ -8,6 +8,7 @@
 #include <ostream>
 
 #include "cli/Kt_Cli.h"
+#include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliDataOptions.h"
 #include "cli/Kt_CliExpr.h"
 #include "cli/Kt_CliHost.h"
@@ -25,6 +26,7 @@ struct Options {
   FileRules file_rules;
   DataArguments data;
   std::optional<kt_long> row;
+  BoundOptions bounds;
   bool json = false;
 };
 
@@ -37,20 +39,17 @@ bool HasRow(const Kt_Dataset& dataset, kt_long row, Kt_CliReport& report) {
 }
 
 int Print(const Kt_Variant& result, const Options& options, Kt_CliReport& report, Streams streams) {
-  if (!options.json) {
-    PrintValue(result, streams.out);
+  std::string json;
+  std::string reason;
+  if (options.json ? ResultJson(result, json, reason) : PrintValue(result, streams.out, reason)) {
+    if (options.json) streams.out << json << '\n';
     return kFine;
   }
-  std::string json;
-  if (!ResultJson(result, json)) {
-    report.Line("expression: error: the value is nested too deeply for JSON");
-    return kScriptFault;
-  }
-  streams.out << json << '\n';
-  return kFine;
+  if (Kt_WorkMeter::CurrentStop() == 0) report.Line("expression: error: the value is " + reason);
+  return kScriptFault;
 }
 
-int Eval(const Options& options, Streams streams) {
+int EvalBounded(const Options& options, Streams streams) {
   DataFiles files;
   if (!ParseDataArguments(options.data, "kt eval", streams, files)) return kCommandFault;
   if (options.row && files.data.empty()) {
@@ -88,6 +87,12 @@ int Eval(const Options& options, Streams streams) {
   return status == kFine && host.GetErrorCount() > 0 ? kScriptFault : status;
 }
 
+int Eval(const Options& options, Streams streams) {
+  const Bounds bounds(options.bounds);
+  const int status = EvalBounded(options, streams);
+  return TellStop(kExpressionName, streams) ? kScriptFault : status;
+}
+
 }  // namespace
 
 void AddEval(CLI::App& app, Action& action) {
@@ -99,6 +104,7 @@ void AddEval(CLI::App& app, Action& action) {
   eval->add_option("--row", options->row, "Evaluate in that row of the default dataset, from 0")
       ->type_name("N")
       ->check(CLI::Range(kt_long{0}, std::numeric_limits<kt_long>::max()));
+  AddBoundOptions(*eval, options->bounds);
   eval->add_flag("--json", options->json, "Print the value as JSON, and messages as objects");
   eval->callback([options, &action] {
     action = [options](Streams streams) { return Eval(*options, streams); };

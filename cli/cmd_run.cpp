@@ -1,17 +1,19 @@
 // SPDX-License-Identifier: MIT
+#include <fmt/format.h>
+
 #include <CLI/CLI.hpp>
-#include <chrono>
 #include <memory>
 #include <ostream>
 
 #include "cli/Kt_Cli.h"
+#include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliDataOptions.h"
 #include "cli/Kt_CliHost.h"
 #include "cli/Kt_CliLoader.h"
 #include "cli/Kt_CliOptions.h"
 #include "cli/Kt_CliReport.h"
 #include "cli/Kt_CliResult.h"
-#include "script/Kt_RunBudget.h"
+#include "cli/Kt_CliVisible.h"
 #include "script/Kt_Script.h"
 #include "script/Kt_ScriptDump.h"
 
@@ -25,25 +27,10 @@ struct Options {
   std::vector<std::string> include_dirs;
   FileRules file_rules;
   DataArguments data;
-  std::int64_t steps = 0;
-  double timeout_seconds = 0;
+  BoundOptions bounds;
   bool trace = false;
   bool json = false;
 };
-
-// Longer than anybody waits, and far from overflowing the clock.
-constexpr double kMaxTimeoutSeconds = 1e8;
-
-Kt_RunBudget MakeBudget(const Options& options) {
-  Kt_RunBudget budget;
-  budget.limit_steps = options.steps;
-  if (options.timeout_seconds > 0) {
-    const std::chrono::duration<double> wait(options.timeout_seconds);
-    budget.deadline = std::chrono::steady_clock::now() +
-                      std::chrono::duration_cast<std::chrono::steady_clock::duration>(wait);
-  }
-  return budget;
-}
 
 Kt_VariantList ToList(const std::vector<std::string>& texts) {
   Kt_VariantList list;
@@ -52,17 +39,19 @@ Kt_VariantList ToList(const std::vector<std::string>& texts) {
 }
 
 int PrintResult(const Kt_Variant& result, const Options& options, Streams streams) {
-  if (!options.json) {
-    if (!result.IsEmpty()) PrintValue(result, streams.out);
+  std::string json;
+  std::string reason;
+  const bool is_shown = options.json ? ResultJson(result, json, reason)
+                                     : result.IsEmpty() || PrintValue(result, streams.out, reason);
+  if (is_shown) {
+    if (options.json) streams.out << json << '\n';
     return kFine;
   }
-  std::string json;
-  if (!ResultJson(result, json)) {
-    streams.messages << options.file << ": error: the result is nested too deeply for JSON\n";
-    return kScriptFault;
+  if (Kt_WorkMeter::CurrentStop() == 0) {
+    streams.messages << fmt::format("{}: error: the result is {}\n",
+                                    WithVisibleControls(options.file), reason);
   }
-  streams.out << json << '\n';
-  return kFine;
+  return kScriptFault;
 }
 
 int Call(Kt_Script& script, Kt_CliHost& host, const Options& options, Streams streams) {
@@ -74,7 +63,7 @@ int Call(Kt_Script& script, Kt_CliHost& host, const Options& options, Streams st
   return host.TellOutcome(code, failures) ? PrintResult(result, options, streams) : kScriptFault;
 }
 
-int Run(const Options& options, Streams streams) {
+int RunBounded(const Options& options, Streams streams) {
   DataFiles files;
   if (!ParseDataArguments(options.data, "kt run", streams, files)) return kCommandFault;
   Kt_CliHost host(streams.out, streams.messages);
@@ -82,8 +71,6 @@ int Run(const Options& options, Streams streams) {
   host.SetArgs(ToList(options.arguments));
   Kt_Script script(&host);
   host.SetScript(&script);
-  const Kt_RunBudget budget = MakeBudget(options);
-  script.SetBudget(&budget);
 
   Kt_CliReport report(streams.out, streams.messages);
   Kt_CliLoader loader(script, report, host.GetFence());
@@ -108,6 +95,12 @@ int Run(const Options& options, Streams streams) {
   return status == kFine && host.GetErrorCount() > 0 ? kScriptFault : status;
 }
 
+int Run(const Options& options, Streams streams) {
+  const Bounds bounds(options.bounds);
+  const int status = RunBounded(options, streams);
+  return TellStop(options.file, streams) ? kScriptFault : status;
+}
+
 }  // namespace
 
 void AddRun(CLI::App& app, Action& action) {
@@ -119,12 +112,7 @@ void AddRun(CLI::App& app, Action& action) {
   AddIncludeDirOption(*run, options->include_dirs);
   AddFileRules(*run, options->file_rules);
   AddDataArguments(*run, options->data);
-  run->add_option("--steps", options->steps, "Stop after about this many steps of work")
-      ->type_name("N")
-      ->check(CLI::Range(std::int64_t{1}, std::numeric_limits<std::int64_t>::max()));
-  run->add_option("--timeout", options->timeout_seconds, "Stop after this many seconds")
-      ->type_name("S")
-      ->check(CLI::Range(0.001, kMaxTimeoutSeconds));
+  AddBoundOptions(*run, options->bounds);
   run->add_flag("--trace", options->trace, "Write what trace(...) calls say");
   run->add_flag("--json", options->json, "Print the result as JSON, and messages as objects");
   run->callback([options, &action] {

@@ -13,6 +13,7 @@
 #include "classlib/Kt_AString.h"
 #include "cli/Kt_Cli.h"
 #include "cli/Kt_CliArrange.h"
+#include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliChart.h"
 #include "cli/Kt_CliDataOptions.h"
 #include "cli/Kt_CliDataReport.h"
@@ -52,6 +53,7 @@ struct Options {
   std::string html;
   std::string title;
   std::string save;
+  BoundOptions bounds;
 };
 
 bool IsTerminal(const Streams& streams) {
@@ -117,6 +119,7 @@ class Show {
 
  private:
   bool Complain(const std::string& what) {
+    if (TellStop(options_.file, streams_)) return false;
     report_.Line("kt show: " + what);
     return false;
   }
@@ -142,6 +145,7 @@ class Show {
       loaded = LoadDataFile(options_.file, data_options_, dataset_, data_report);
     }
     if (!loaded) {
+      if (TellStop(options_.file, streams_)) return kScriptFault;
       streams_.messages << DescribeError(options_.file, data_report) << '\n';
       return data_report.no_access ? kCommandFault : kScriptFault;
     }
@@ -185,7 +189,7 @@ class Show {
     table.types = options_.types;
     table.colours = WantsColours(streams_);
     PrintTable(view, table, streams_.out);
-    return true;
+    return Kt_WorkMeter::CurrentStop() == 0;
   }
 
   kt_long Width() const {
@@ -260,7 +264,7 @@ class Show {
                                            view, {HasRowLimit() ? options_.rows : 0, decimals_})),
                                        save.save_code_page.value_or(kCodePageUtf8), bytes, reason)
                           : SaveData(save, data, bytes, reason);
-    return made || Complain("error: " + reason);
+    return (made && Kt_WorkMeter::CurrentStop() == 0) || Complain("error: " + reason);
   }
 
   bool SaveResult(const Kt_Dataset& data, const Kt_CliView& view) {
@@ -355,6 +359,7 @@ void AddOutput(CLI::App& show, Options& options) {
   show.add_option("--title", options.title, "Of the page")->type_name("TEXT");
   show.add_option("--save", options.save, "Write the result as data, in the format of the name")
       ->type_name("FILE");
+  AddBoundOptions(show, options.bounds, /*with_steps=*/false);
 }
 
 }  // namespace
@@ -375,7 +380,11 @@ void AddShow(CLI::App& app, Action& action) {
     for (const auto& [kind, list] : totals) {
       if (!list.empty()) options->arrangement.totals.emplace_back(kind, list);
     }
-    action = [options](Streams streams) { return Show(*options, streams).Run(); };
+    action = [options](Streams streams) {
+      const Bounds bounds(options->bounds);
+      const int status = Show(*options, streams).Run();
+      return TellStop(options->file, streams) ? kScriptFault : status;
+    };
   });
 }
 

@@ -5,6 +5,7 @@
 
 #include "classlib/Kt_Dataset.h"
 #include "classlib/Kt_Number.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "dataset/detail/Kt_MemberNames.h"
 
@@ -189,6 +190,7 @@ kt_long Kt_ExprDatasetObject::PlainRow(const Kt_Dataset& dataset, kt_long index)
   if (index >= rows.end - rows.start) return -1;
   if (dataset.GetGroupStr().IsEmpty()) return rows.start + index;
   for (kt_long row = rows.start; row < dataset.GetRowCount(); ++row) {
+    if (!kt::detail::GoesOnAt(static_cast<std::size_t>(row), 16)) return -1;
     if (dataset.GetRowLevel(row) < 1 && index-- == 0) return row;
   }
   return -1;

@@ -70,7 +70,10 @@ bool JudgeRows(Kt_ExprDataset& wrapper, const Kt_WString& text, kt_long row_coun
 
 // Hides from the last row on: the rows behind a hidden one change their numbers.
 void HideRows(Kt_Dataset& dataset, bool is_local, const std::vector<bool>& hidden) {
+  constexpr std::size_t kPiece = 1024;
+  constexpr std::int64_t kUnitsPerPiece = kPiece * 16 * Kt_WorkMeter::kUnitsPerCell;
   for (std::size_t row = hidden.size(); row-- > 0;) {
+    if (row % kPiece == 0 && !kt::Charge(kUnitsPerPiece)) return;
     if (!hidden[row]) continue;
     if (is_local) {
       dataset.LocFilter(static_cast<kt_long>(row));
@@ -94,6 +97,7 @@ class FilterRun {
   int Run() {
     if (recalc_ && (dataset_.IsPivot() || IsGrouped(dataset_))) return 0;
     const bool is_local = TakesLocalFilter(dataset_);
+    const Kt_Dataset::Rollback rollback(dataset_);
     DropFilters(dataset_, is_local);
     if (is_local) {
       RunLocal();

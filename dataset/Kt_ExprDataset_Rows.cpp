@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "classlib/Kt_Number.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "dataset/detail/Kt_EventCall.h"
 #include "object/Kt_MemoryDoor.h"
@@ -21,6 +22,7 @@ struct RowRun {
 std::vector<RowRun> SelectedRuns(const Kt_Dataset& dataset) {
   std::vector<RowRun> runs;
   for (int row = 0; row < dataset.GetRowCount(); ++row) {
+    if (!kt::detail::GoesOnAt(static_cast<std::size_t>(row), 4)) return {};
     if (!dataset.GetSelect(row)) continue;
     if (runs.empty() || runs.back().start + runs.back().count != row) runs.push_back({row, 0});
     ++runs.back().count;

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "classlib/Kt_WorkMeter.h"
 #include "object/Kt_MemoryDoor.h"
 
 namespace {
@@ -85,9 +86,12 @@ kt_long Kt_Expr::ParseText(Kt_WString& error) {
   // Until the end nobody may take what is there for the operations of the text.
   state_ = kStateUnparsed;
   try {
-    text_.Trim();
-    const kt_long state = ParseExpr(text_.GetText(), text_.GetLength(), error);
-    if (state == kStateList) text_ = text_.Mid(1, text_.GetLength() - 2);
+    Kt_WString trimmed = text_;
+    trimmed.Trim();
+    const kt_long state = ParseExpr(trimmed.GetText(), trimmed.GetLength(), error);
+    // A run that was stopped on the way has found nothing out: the next one parses anew.
+    if (Kt_WorkMeter::CurrentStop() != 0) return kFailed;
+    text_ = state == kStateList ? trimmed.Mid(1, trimmed.GetLength() - 2) : trimmed;
     state_ = state;
   } catch (...) {
     ops_.Start();

@@ -9,8 +9,15 @@
 
 #include "classlib/Kt_Codes.h"
 #include "classlib/Kt_Variant.h"
+#include "classlib/detail/Kt_Charge.h"
 
 namespace {
+
+// The length of a token is no step.
+bool GoesOnAt(std::size_t at) {
+  constexpr std::size_t kRounds = 4096;
+  return KT_LIKELY(at % kRounds != kRounds - 1) || kt::ChargeTime(kRounds);
+}
 
 enum CharClass : std::uint8_t {
   kSpace = 1,
@@ -55,7 +62,7 @@ bool IsWord(const char16_t* text, kt_long length, std::u16string_view word) {
 int PlainTokenLength(const char16_t* text, kt_long length) {
   bool integer = true;  // the characters so far are digits only
   kt_long at = 0;
-  for (; at < length; ++at) {
+  for (; at < length && GoesOnAt(static_cast<std::size_t>(at)); ++at) {
     const char16_t unit = text[at];
     if (Is(unit, kDigit)) continue;
     if (unit == u'.') {
@@ -112,6 +119,7 @@ int Kt_ExprUtil::FindWordEnd(const char16_t* text, kt_long length) {
 
 int Kt_ExprUtil::FindQuotEnd(const char16_t* text, kt_long length, char16_t quote) {
   for (kt_long at = 1; text && at < length && text[at] != 0; ++at) {
+    if (!GoesOnAt(static_cast<std::size_t>(at))) break;
     if (text[at] == quote) return at + 1;
     if (text[at] == u'\\' && at + 1 < length && text[at + 1] != 0) ++at;
   }
@@ -123,6 +131,7 @@ int Kt_ExprUtil::ChkNumber(const char16_t* text, kt_long length) {
   int kind = 1;
   for (kt_long at = 0; at < length && text[at] != 0; ++at) {
     const char16_t unit = text[at];
+    if (!GoesOnAt(static_cast<std::size_t>(at))) return 0;
     if (Is(unit, kDigit)) continue;
     if (unit == u'.' && kind == 1) {
       kind = 2;
@@ -136,7 +145,7 @@ int Kt_ExprUtil::ChkNumber(const char16_t* text, kt_long length) {
 int Kt_ExprUtil::ChkName(const char16_t* text, kt_long length) {
   if (length < 1 || !text || Is(text[0], kDigit)) return 0;
   for (kt_long at = 0; at < length && (at == 0 || text[at] != 0); ++at) {
-    if (!IsNameUnit(text[at])) return 0;
+    if (!IsNameUnit(text[at]) || !GoesOnAt(static_cast<std::size_t>(at))) return 0;
   }
   return 1;
 }
@@ -146,7 +155,7 @@ int Kt_ExprUtil::FindToken(const char16_t* text, kt_long length, int& start, int
   token_length = 0;
   if (!text) return 0;
   kt_long at = 0;
-  while (at < length && Is(text[at], kSpace)) ++at;
+  while (at < length && Is(text[at], kSpace) && GoesOnAt(static_cast<std::size_t>(at))) ++at;
   if (at >= length || text[at] == 0) {
     start = std::max(length, 0);
     return 0;
@@ -161,7 +170,9 @@ int Kt_ExprUtil::FindToken(const char16_t* text, kt_long length, int& start, int
 int Kt_ExprUtil::GetTokenType(const char16_t* text, kt_long length) {
   if (!text) return -1;
   kt_long at = 0;
-  while (at != length && (Is(text[at], kSpace) || text[at] == u'\\')) ++at;
+  while (at != length && (Is(text[at], kSpace) || text[at] == u'\\')) {
+    if (!GoesOnAt(static_cast<std::size_t>(at++))) return -1;
+  }
   if (at == length || text[at] == 0) return -1;
   if (Is(text[at], kOperator)) return 1;
   switch (text[at]) {

@@ -5,9 +5,12 @@
 #include <vector>
 
 #include "classlib/Kt_Codes.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "expr/Kt_ExprUtil.h"
 
 namespace {
+
+constexpr std::int64_t kUnitsPerToken = 64;
 
 // What came last. Bits, so that a row can name a set of them.
 enum State : std::uint8_t {
@@ -171,7 +174,10 @@ int Kt_ExprUtil::IsValidExpr(const char16_t* text, kt_long length, kt_long* erro
   if (text[0] == u'[' && text[length - 1] == u']') return 0;
   Validator validator;
   kt_long at = 0;
-  while (at < length) {
+  for (std::size_t round = 1; at < length; ++round) {
+    if (!kt::detail::GoesOnInTime(round, kUnitsPerToken)) {
+      return Fail(kExprUnfinished, at, error_offset);
+    }
     int start = 0;
     int token_length = 0;
     const int next = FindToken(text + at, length - at, start, token_length);

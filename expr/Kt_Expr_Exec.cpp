@@ -6,6 +6,7 @@
 #include "expr/detail/Kt_ExprItems.h"
 #include "object/Kt_ExprStackObj.h"
 #include "object/Kt_MemoryDoor.h"
+#include "script/Kt_RunBudget.h"
 
 namespace {
 
@@ -34,6 +35,7 @@ kt_long Kt_Expr::ParseOnce(Kt_ExprObject* context) {
   const kt_long state = ParseText(error);
   if (state == kStateEmpty) state_ = kStateEmpty;
   if (state >= 0) return kOk;
+  if (const kt_long stop_code = kt::CheckRun(context)) return stop_code;
   (void)kt::Report(context, kSource, kErrNotAllowed, error, text);
   kt::detail::ReturnFailureAs(state);
   kt::detail::PlaceFailure(text, error_offset_, 1);
@@ -84,7 +86,10 @@ kt_long Kt_Expr::Evaluate(Kt_ExprObject* context, Kt_ExprStackObj& result) {
 kt_long Kt_Expr::ExecList(Kt_ExprObject* context, Kt_ExprStackObj& result) {
   if (items_ == nullptr) {
     auto items = std::make_shared<kt::detail::ExprItems>();
-    if (!items->Split(text_)) return kt::Report(context, kSource, kErrTooDeep, text_);
+    if (!items->Split(text_)) {
+      const kt_long stop_code = kt::CheckRun(context);
+      return stop_code != kOk ? stop_code : kt::Report(context, kSource, kErrTooDeep, text_);
+    }
     items_ = std::move(items);
   }
   // Held: what a piece calls may change or free this very expression.

@@ -17,6 +17,7 @@
 #include <bit>
 #include <limits>
 
+#include "classlib/detail/Kt_Charge.h"
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
 #include "object/Kt_ExprObject.h"
@@ -24,6 +25,8 @@
 namespace {
 
 using Kt_ExprUtil::FindToken;
+
+constexpr std::int64_t kUnitsPerToken = 128;
 
 constexpr bool IsOperator(std::int16_t code) { return GetOpClass(code) == 3; }
 constexpr bool IsOperand(std::int16_t code) { return GetOpClass(code) == 1; }
@@ -143,6 +146,7 @@ class Parser {
   const char16_t* text_;
   kt_long length_;
 
+  std::size_t round_ = 0;
   kt_long at_ = 0;  // behind the current token
   kt_long start_ = 0;
   kt_long token_length_ = 0;
@@ -163,6 +167,7 @@ kt_long Parser::Run() {
   ops_.Start();
   if (!NextSlot()) return kFailed;
   while (at_ < length_) {
+    if (!kt::detail::GoesOnInTime(++round_, kUnitsPerToken)) return kFailed;
     int start = 0;
     const int next = FindToken(text_ + at_, length_ - at_, start, token_length_);
     if (next < 1) break;

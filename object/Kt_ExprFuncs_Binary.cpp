@@ -30,10 +30,11 @@ kt_long Kt_ExprObject::_binToText(const Kt_VariantList* args, Kt_Variant& result
     return kOk;
   }
   const std::span<const std::uint8_t> bytes = value.AsBinary();
-  const Kt_AString narrow(reinterpret_cast<const char*>(bytes.data()),
-                          static_cast<kt_long>(bytes.size()));
+  const std::string_view narrow(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   Kt_WString text;
-  if (!narrow.ToWString(text, CodePageArg(in.Value(1)))) return TextTooLong(this, u"binToText()");
+  if (!Kt_AString::Decode(narrow, text, CodePageArg(in.Value(1)))) {
+    return TextTooLong(this, u"binToText()");
+  }
   result = std::move(text);
   return kOk;
 }

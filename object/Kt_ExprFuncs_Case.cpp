@@ -3,6 +3,7 @@
 // Built-in functions: case, classes and widths of characters.
 
 #include "classlib/Kt_Unicode.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_FuncAnswers.h"
 
@@ -45,7 +46,8 @@ bool All(const Kt_Variant& value) {
   }
   const Kt_WString text = value.ToString();
   const std::u16string_view units = text.View();
-  for (std::size_t at = 0; at < units.size();) {
+  kt::detail::RoundCharge charge;
+  for (std::size_t at = 0; at < units.size() && charge.Add(8);) {
     const Kt_CodePoint next = kt_codepointW(units, at);
     if (!Test(next.value)) return false;
     at += static_cast<std::size_t>(next.units);

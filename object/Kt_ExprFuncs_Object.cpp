@@ -5,6 +5,7 @@
 #include "classlib/Kt_Number.h"
 #include "classlib/Kt_Settings.h"
 #include "classlib/Kt_WStrList.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
 #include "object/Kt_ExprObjInfo.h"
@@ -163,7 +164,7 @@ Kt_WString DataStatus(Kt_ExprObject& context) {
     for (kt_long item = 0; item < list.GetCount(); ++item) {
       const Kt_WString line =
           StatusLine(level, list.GetItemName(item), list.GetItem(item)->GetValue());
-      if (!status.Append(line)) return status;
+      if (!kt::Charge(line.GetLength()) || !status.Append(line)) return status;
     }
   }
   return status;

@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "classlib/detail/Kt_Charge.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_FuncAnswers.h"
 
@@ -41,7 +42,11 @@ kt_long Select(const Kt_VariantList* args, Kt_Variant& result, std::int16_t rela
   Extreme extreme(relation);
   if (in.Count() == 1 && in.Value(0).IsList()) {
     const Kt_VariantList items = in.Value(0).GetList();
-    for (const Kt_Variant& item : items) extreme.Offer(item.Target());
+    kt::detail::RoundCharge charge;
+    for (const Kt_Variant& item : items) {
+      if (!charge.Add(2 * Kt_WorkMeter::kUnitsPerItem)) break;
+      extreme.Offer(item.Target());
+    }
   } else {
     for (kt_long arg = 0; arg < in.Count(); ++arg) extreme.Offer(in.Value(arg));
   }

@@ -8,13 +8,19 @@
 
 #include "classlib/Kt_AString.h"
 #include "classlib/Kt_WStrList.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_FuncAnswers.h"
 
 using kt::Kt_FuncArgs;
+using kt::detail::FindUnit;
+using kt::detail::GoesOnAt;
 using kt::detail::ListTooLong;
+using kt::detail::RoundCharge;
 
 namespace {
+
+constexpr std::int64_t kUnitsPerPiece = 64;  // beside its characters: a text and an item
 
 // Finds one occurrence of a pattern after the other, overlapping ones too: "aa" stands in "aaa"
 // twice. A search that starts anew behind every find costs the length of the pattern each time; for
@@ -40,12 +46,16 @@ class OverlappingFinds {
 
   // borders_[n]: how many units of the pattern stay matched when unit n does not fit.
   void BuildBorders() {
-    borders_.resize(pattern_.size() + 1);
-    borders_[0] = -1;
+    borders_.reserve(pattern_.size() + 1);
+    borders_.push_back(-1);
     kt_long border = -1;
     for (std::size_t unit = 0; unit < pattern_.size(); ++unit) {
+      if (!GoesOnAt(unit, 4)) {
+        at_ = text_.GetLength();  // nothing more is found
+        return;
+      }
       border = Extend(border, pattern_[unit]);
-      borders_[unit + 1] = border;
+      borders_.push_back(border);
     }
   }
 
@@ -58,7 +68,7 @@ class OverlappingFinds {
 
   kt_long NextByAutomaton() {
     const auto length = static_cast<kt_long>(pattern_.size());
-    while (at_ < text_.GetLength()) {
+    while (at_ < text_.GetLength() && GoesOnAt(static_cast<std::size_t>(at_), 4)) {
       if (matched_ == length) matched_ = borders_[static_cast<std::size_t>(matched_)];
       matched_ = Extend(matched_, text_.GetAt(at_++));
       if (matched_ == length) return at_ - length;
@@ -77,25 +87,32 @@ class OverlappingFinds {
 // length of the delimiter: scripts rely on it.
 Kt_WString Token(const Kt_WString& text, OverlappingFinds& finds, kt_long wanted) {
   kt_long start = 0;
-  for (kt_long token = 1;; ++token) {
+  RoundCharge charge;
+  for (kt_long token = 1; charge.Add(16); ++token) {
     const kt_long found = finds.Next();
     if (token == wanted) return text.Mid(start, found < 0 ? text.GetLength() : found - start);
     if (found < 0) return {};
     start = found + 1;
   }
+  return {};
 }
 
 bool AddPieces(const Kt_WStrList& pieces, Kt_VariantList& list) {
   const kt_long count = pieces.GetCount();
   if (!list.Reserve(count)) return false;
-  for (kt_long piece = 0; piece < count; ++piece) list.Add(pieces.GetItem(piece));
+  for (kt_long piece = 0; piece < count; ++piece) {
+    list.Add(pieces.GetItem(piece));
+    if (!GoesOnAt(static_cast<std::size_t>(piece), Kt_WorkMeter::kUnitsPerItem)) return false;
+  }
   return true;
 }
 
 // Cuts at the whole delimiter without regard to case.
 bool SplitPlain(const Kt_WString& text, const Kt_WString& delimiter, Kt_VariantList& list) {
   kt_long start = 0;
+  RoundCharge charge;
   for (kt_long found = text.Findi(delimiter); found >= 0; found = text.Findi(delimiter, start)) {
+    if (!charge.Add(kUnitsPerPiece + found - start)) return false;
     if (list.Add(text.Mid(start, found - start)) < 0) return false;
     start = found + delimiter.GetLength();
   }
@@ -119,7 +136,7 @@ char16_t EscapeOf(const Kt_WString& text) {
 }
 
 bool HasQuotes(std::u16string_view text) {
-  return text.find(u'"') != text.npos || text.find(u'\'') != text.npos;
+  return FindUnit(text, u'"') != text.npos || FindUnit(text, u'\'') != text.npos;
 }
 
 Kt_WString Trimmed(std::u16string_view piece) {
@@ -133,8 +150,10 @@ Kt_WString Trimmed(std::u16string_view piece) {
 bool SplitAtUnit(std::u16string_view text, char16_t delimiter, bool keep_empty,
                  Kt_VariantList& list) {
   if (text.empty()) return true;
+  RoundCharge charge;
   for (std::size_t start = 0; start <= text.size();) {
-    const std::size_t end = std::min(text.find(delimiter, start), text.size());
+    const std::size_t end = std::min(FindUnit(text, delimiter, start), text.size());
+    if (!charge.Add(kUnitsPerPiece + static_cast<std::int64_t>(end - start))) return false;
     if ((keep_empty || end > start) && list.Add(Trimmed(text.substr(start, end - start))) < 0) {
       return false;
     }

@@ -7,6 +7,7 @@
 #include "classlib/Kt_AString.h"
 #include "classlib/Kt_Object.h"
 #include "classlib/Kt_Unicode.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_CodePageArg.h"
 #include "object/detail/Kt_DecimalText.h"
@@ -73,7 +74,10 @@ bool Pad(const Kt_WString& text, const Kt_CodePoint& pad, kt_long count, bool at
   // Half of such a character is no character: it is put as often as it fits as a whole.
   const Kt_WString character = kt_characterW(pad.value);
   Kt_WString padding;
-  for (kt_long left = count - text.GetLength(); left >= 2; left -= 2) padding += character;
+  for (kt_long left = count - text.GetLength(); left >= 2; left -= 2) {
+    padding += character;
+    if (!kt::detail::GoesOnAt(static_cast<std::size_t>(left / 2), 16)) break;
+  }
   out = at_left ? padding + text : text + padding;
   return true;
 }
@@ -176,7 +180,11 @@ kt_long Kt_ExprObject::_midb(const Kt_VariantList* args, Kt_Variant& result) {
   if (!in.Has(0)) return kOk;
   const Kt_AString bytes(in.Text(0));
   const Part part = PartOf(in, bytes.GetLength());
-  result = bytes.Mid(part.start, part.size).ToWString();
+  const auto first = static_cast<std::size_t>(std::clamp(part.start, 0, bytes.GetLength()));
+  Kt_WString text;
+  Kt_AString::Decode(bytes.View().substr(first, static_cast<std::size_t>(std::max(part.size, 0))),
+                     text);
+  result = std::move(text);
   return kOk;
 }
 

@@ -5,6 +5,7 @@
 
 #include <string>
 
+#include "classlib/detail/Kt_Charge.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_FuncAnswers.h"
 
@@ -29,27 +30,36 @@ int HexValue(char byte) {
 
 bool Encode(const std::string& bytes, Kt_WString& out) {
   std::size_t length = 0;
-  for (const char byte : bytes) length += IsUnreserved(byte) ? 1 : 3;
+  const auto measure = [&](std::size_t first, std::size_t count) {
+    for (const char byte : std::string_view(bytes).substr(first, count)) {
+      length += IsUnreserved(byte) ? 1 : 3;
+    }
+    return true;
+  };
+  if (!kt::detail::InPieces(bytes.size(), 2, measure)) return false;
   if (length > static_cast<std::size_t>(kMaxStringLength)) return false;
   char16_t* units = out.GetBuffer(static_cast<kt_long>(length));
   if (units == nullptr) return false;
-  for (const char byte : bytes) {
-    if (IsUnreserved(byte)) {
-      *units++ = static_cast<char16_t>(byte);
-      continue;
+  const auto write = [&](std::size_t first, std::size_t count) {
+    for (const char byte : std::string_view(bytes).substr(first, count)) {
+      if (IsUnreserved(byte)) {
+        *units++ = static_cast<char16_t>(byte);
+        continue;
+      }
+      const auto value = static_cast<unsigned char>(byte);
+      *units++ = u'%';
+      *units++ = HexDigit(value >> 4);
+      *units++ = HexDigit(value);
     }
-    const auto value = static_cast<unsigned char>(byte);
-    *units++ = u'%';
-    *units++ = HexDigit(value >> 4);
-    *units++ = HexDigit(value);
-  }
-  return true;
+    return true;
+  };
+  return kt::detail::InPieces(bytes.size(), 4, write);
 }
 
 // In place: what is decoded is never longer. A '%' without two digits behind it stands for itself.
 void Decode(std::string& bytes) {
   std::size_t length = 0;
-  for (std::size_t at = 0; at < bytes.size(); ++at) {
+  for (std::size_t at = 0; at < bytes.size() && kt::detail::GoesOnAt(length, 2); ++at) {
     const int high = at + 2 < bytes.size() ? HexValue(bytes[at + 1]) : -1;
     const int low = high >= 0 ? HexValue(bytes[at + 2]) : -1;
     if (bytes[at] == '%' && low >= 0) {

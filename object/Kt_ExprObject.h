@@ -6,6 +6,7 @@
 #include "classlib/Kt_Result.h"
 #include "classlib/Kt_Variable.h"
 #include "classlib/Kt_Variant.h"
+#include "classlib/Kt_WorkMeter.h"
 #include "object/Kt_ExprFuncs.h"
 #include "object/Kt_NameTables.h"
 #include "object/Kt_RunError.h"
@@ -138,6 +139,8 @@ KT_COLD KT_SCRIPT_API kt_long ReportResult(Kt_ExprObject* context, const Kt_Resu
 template <class... Args>
 KT_COLD kt_long Report(Kt_ExprObject* context, const char16_t* source, kt_long code,
                        const Args&... args) {
+  // What fails because the run is stopped is no fault of its own; the stop is reported once.
+  if (Kt_WorkMeter::CurrentStop() != 0) return code;
   Kt_Result result;
   result.AddMsg(code, source, 0, args...);
   return ReportResult(context, result);

@@ -83,6 +83,7 @@ class KT_SCRIPT_API Kt_ExprStackObj : public Kt_ExprObjInfo {
   void ClearContent();
   Kt_WString ElementName() const;  // for messages
 
+  kt_long ReadKind(Kt_ExprObject* owner, Kt_Variant& result, int byRef);
   kt_long ReadIntFunc(Kt_ExprObject* owner, Kt_Variant& result);
   kt_long ReadScriptFunc(Kt_ExprObject* owner, Kt_Variant& result);
   bool HasLiveFunc(Kt_ExprObject* owner) const;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "object/Kt_ExprColumnSource.h"
 #include "object/Kt_ExprStackObj.h"
+#include "script/Kt_RunBudget.h"
 #include "script/Kt_Script.h"
 
 namespace {
@@ -45,6 +46,10 @@ kt_long ReadObjectItem(Kt_ExprObject* owner, const Kt_WString& id, const Kt_Vari
     (void)hold.GetItem(index, result);
   }
   return kOk;
+}
+
+bool IsCall(std::int16_t kind) {
+  return kind == EXPR_OBJ_INTFUNC || kind == EXPR_OBJ_EXTAPI || kind == EXPR_OBJ_METHOD;
 }
 
 using Aggregate = Kt_ExprColumnSource::Aggregate;
@@ -136,6 +141,17 @@ kt_long Kt_ExprStackObj::GetObjValue(Kt_ExprObject* ctx, Kt_Variant& result, int
   result.Clear();
   Kt_ExprObject* owner = GetContext();
   if (owner == nullptr) owner = ctx;
+  // Nobody is called with what stopped work has left, and nothing that it leaves is used.
+  if (KT_UNLIKELY(!kt::ChargeTime(IsCall(GetKind()) ? Kt_WorkMeter::kUnitsPerCall : 0))) {
+    return kt::CheckRun(owner);
+  }
+  const kt_long code = ReadKind(owner, result, byRef);
+  if (KT_LIKELY(Kt_WorkMeter::CurrentStop() == kOk)) return code;
+  result.Clear();
+  return kt::CheckRun(ctx);
+}
+
+kt_long Kt_ExprStackObj::ReadKind(Kt_ExprObject* owner, Kt_Variant& result, int byRef) {
   switch (GetKind()) {
     case EXPR_OBJ_NONE: return kOk;
     case EXPR_OBJ_ARGREF: result = args_.GetItemNN(0); return kOk;

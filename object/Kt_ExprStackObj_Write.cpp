@@ -2,6 +2,7 @@
 #include "object/Kt_ExprColumnSource.h"
 #include "object/Kt_ExprStackObj.h"
 #include "object/Kt_MemoryDoor.h"
+#include "script/Kt_RunBudget.h"
 
 namespace {
 
@@ -85,6 +86,7 @@ Kt_WString Kt_ExprStackObj::ElementName() const {
 kt_long Kt_ExprStackObj::SetObjValue(Kt_ExprObject* ctx, Kt_Variant& value) {
   Kt_ExprObject* owner = GetContext();
   if (owner == nullptr) owner = ctx;
+  if (const kt_long code = kt::CheckRun(owner)) return code;  // `value` may be what is left of work
   switch (GetKind()) {
     case EXPR_OBJ_NONE:
     case EXPR_OBJ_VALUE: return kFailed;

@@ -4,6 +4,7 @@
 #include <new>
 
 #include "classlib/Kt_Memory.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "object/Kt_ExprObject.h"
 
 namespace kt {
@@ -16,7 +17,8 @@ KT_SCRIPT_API kt_long ReportNoMemory(Kt_ExprObject* context, const char16_t* sou
 
 // The outer side of an operation that a host calls and that answers a code: memory that runs out
 // inside, also in operations whose answer nobody looked at, is reported once and comes back as
-// kErrNoMemory. `work` answers the code otherwise.
+// kErrNoMemory; the code that stops the run where something without an answer was stopped. `work`
+// answers the code otherwise.
 template <class Work>
 kt_long AtMemoryDoor(Kt_ExprObject* context, const char16_t* source, const Kt_WString& name,
                      Work work) {
@@ -24,6 +26,8 @@ kt_long AtMemoryDoor(Kt_ExprObject* context, const char16_t* source, const Kt_WS
   try {
     const kt_long code = work();
     if (KT_LIKELY(MemoryFailures() == before)) return code;
+  } catch (const detail::WorkStopped&) {
+    return Kt_WorkMeter::CurrentStop();
   } catch (const std::bad_alloc& failure) {
     NoteMemoryFailure(failure);
   }
@@ -41,6 +45,8 @@ kt_long AtMemoryDoorOf(Kt_ExprObject& object, const char16_t* source, Work work)
     name = object.GetID();
     const kt_long code = work();
     if (KT_LIKELY(MemoryFailures() == before)) return code;
+  } catch (const detail::WorkStopped&) {
+    return Kt_WorkMeter::CurrentStop();
   } catch (const std::bad_alloc& failure) {
     NoteMemoryFailure(failure);
   }

@@ -189,6 +189,7 @@ void Kt_RunError::Forget() {
 }
 
 kt_long kt::NoteFailure(kt_long code, const Kt_WString& text, const Kt_WString& subject) {
+  if (Kt_WorkMeter::CurrentStop() != 0) return code;  // that it was stopped is the failure
   ++detail::failure_count;
   try {
     State* const now = TheState();

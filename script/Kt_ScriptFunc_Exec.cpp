@@ -44,7 +44,8 @@ kt_long Kt_ScriptFunc::RunBody(const Kt_ScriptOpList& ops, Kt_ExprObject* ctx, K
   // A context that the host made is asked through its virtual operations.
   auto* scope = dynamic_cast<kt::detail::Scope*>(ctx);
   if (scope != nullptr && scope->GetScript() != script_) scope = nullptr;
-  return kt::detail::Interpreter(run, frame).Body(ops, ctx, scope, result);
+  const kt_long code = kt::detail::Interpreter(run, frame).Body(ops, ctx, scope, result);
+  return run.GetStopCode() != kOk ? run.Check(ctx) : code;
 }
 
 kt_long Kt_Script::ExecFunc(const Kt_WString& name, int argc, Kt_Variant* argv,

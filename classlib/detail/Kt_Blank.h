@@ -3,6 +3,8 @@
 
 #include <string_view>
 
+#include "classlib/detail/Kt_Charge.h"
+
 namespace kt::detail {
 
 // White space: the ASCII blanks and control spaces, and the Unicode spaces and line separators.
@@ -15,13 +17,17 @@ inline bool IsBlank(char16_t unit) {
 
 inline std::u16string_view WithoutLeadingBlanks(std::u16string_view text) {
   std::size_t start = 0;
-  while (start < text.size() && IsBlank(text[start])) ++start;
+  while (start < text.size() && IsBlank(text[start])) {
+    if (!GoesOnAt(start++)) return {};
+  }
   return text.substr(start);
 }
 
 inline std::u16string_view WithoutTrailingBlanks(std::u16string_view text) {
   std::size_t length = text.size();
-  while (length > 0 && IsBlank(text[length - 1])) --length;
+  while (length > 0 && IsBlank(text[length - 1])) {
+    if (!GoesOnAt(--length)) return {};
+  }
   return text.substr(0, length);
 }
 

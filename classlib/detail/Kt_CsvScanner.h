@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
 #include <type_traits>
 #include <vector>
+
+#include "classlib/detail/Kt_Charge.h"
 
 namespace kt::detail {
 
@@ -110,9 +113,22 @@ class CsvScanner {
   }
   static bool IsLineEnd(Unit unit) { return unit == '\n' || unit == '\r'; }
 
+  // Goes on to the first unit that `goes_on` refuses. Long ways are charged on the way; the caller
+  // charges by the record.
+  template <class GoesOn>
+  void Pass(GoesOn goes_on) {
+    for (;;) {
+      const auto left = static_cast<std::size_t>(end_ - at_);
+      const Unit* const stop = at_ + std::min(left, kPieceUnits);
+      while (at_ != stop && goes_on(*at_)) ++at_;
+      if (at_ != stop || at_ == end_) return;
+      ChargeOrLeave(static_cast<std::int64_t>(kPieceUnits));
+    }
+  }
+
   bool Plain(Cell& cell) {
     const Unit* const start = at_;
-    while (at_ != end_ && !IsStop(*at_)) ++at_;
+    Pass([this](Unit unit) { return !IsStop(unit); });
     cell.text = View(start, static_cast<std::size_t>(at_ - start));
     return !IsQuoteAt(at_) || Bad(u"quote inside a cell without quotes");
   }
@@ -122,7 +138,7 @@ class CsvScanner {
     const Unit* const start = ++at_;
     cell.quoted = true;
     for (;; ++at_) {
-      while (at_ != end_ && *at_ != quote && !IsLineEnd(*at_)) ++at_;
+      Pass([quote](Unit unit) { return unit != quote && !IsLineEnd(unit); });
       if (at_ == end_) return Bad(u"quote that is never closed");
       if (*at_ == '\r') {
         next_line_ += at_ + 1 == end_ || at_[1] != '\n' ? 1 : 0;
@@ -146,7 +162,7 @@ class CsvScanner {
     reason_ = reason;
     at_ = record_;
     next_line_ = line_;
-    while (at_ != end_ && !IsLineEnd(*at_)) ++at_;
+    Pass([](Unit unit) { return !IsLineEnd(unit); });
     record_end_ = at_;
     has_line_ends_ = false;
     SkipLineEnd();
@@ -154,7 +170,7 @@ class CsvScanner {
   }
 
   void SkipLine() {
-    while (at_ != end_ && !IsLineEnd(*at_)) ++at_;
+    Pass([](Unit unit) { return !IsLineEnd(unit); });
     SkipLineEnd();
   }
 

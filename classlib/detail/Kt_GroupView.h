@@ -36,6 +36,9 @@ struct Subtotal {
 // noted, and taken in when a row behind the last one is asked for.
 class GroupView {
  public:
+  // Building them was stopped: they are to be built anew as soon as work goes on.
+  bool is_unfinished = false;
+
   void Add(Subtotal subtotal) { subtotals_.push_back(std::move(subtotal)); }
   CountedVector<Subtotal>& All() { return subtotals_; }
   kt_long Count() const { return static_cast<kt_long>(subtotals_.size()); }

@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "classlib/Kt_WString.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_TextHash.h"
 
 namespace kt::detail {
@@ -13,12 +14,17 @@ namespace kt::detail {
 // Index of the first item of a name, without regard to case.
 class NameMap {
  public:
-  // -1 when there is no such name.
+  // -1 when there is no such name, or the work is stopped.
   kt_long Find(std::u16string_view name) const {
     const auto found = indexes_.find(name);
     return found == indexes_.end() ? -1 : found->second;
   }
-  void Add(std::u16string_view name, kt_long index) { indexes_.emplace(name, index); }
+  void Add(std::u16string_view name, kt_long index) {
+    const auto [place, is_new] = indexes_.emplace(name, index);
+    if (KT_LIKELY(!is_new || name.size() <= kShortUnits || kt::Charge(0))) return;
+    indexes_.erase(place);  // its hash is of no use
+    throw WorkStopped();
+  }
   void Clear() { indexes_.clear(); }
 
  private:

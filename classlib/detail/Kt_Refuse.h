@@ -7,12 +7,13 @@
 #include "classlib/Kt_Codes.h"
 #include "classlib/Kt_Memory.h"
 #include "classlib/Kt_WString.h"
+#include "classlib/detail/Kt_Charge.h"
 
 namespace kt::detail {
 
-// Runs a change that may run out of memory, and turns that into an answer, which is negative as
-// those of other refusals are. The change may call operations that refuse in turn and need not look
-// for this reason itself.
+// Runs a change that may run out of memory or be stopped, and turns that into an answer, which is
+// negative as those of other refusals are. The change may call operations that refuse in turn and
+// need not look for this reason itself.
 template <class Change>
 kt_long RefuseOnFailure(Change change) {
   const std::uint32_t before = MemoryFailures();
@@ -20,6 +21,8 @@ kt_long RefuseOnFailure(Change change) {
     const kt_long answer = change();
     PassMemoryFailure(before);
     return answer;
+  } catch (const WorkStopped&) {
+    return Kt_WorkMeter::CurrentStop();
   } catch (const std::bad_alloc& failure) {
     return NoteMemoryFailure(failure);
   } catch (const std::exception&) {  // what would be too large for a limit
@@ -32,6 +35,7 @@ const Kt_WString& NoMemoryText();
 
 // Why a load was refused that says nothing else.
 inline Kt_WString RefusalText(kt_long code) {
+  if (Kt_WorkMeter::CurrentStop() != 0) return u"stopped";
   if (code == kErrNoMemory) return NoMemoryText();
   return code == kErrRowNotAdded ? u"too many rows"
                                  : u"too many columns, or a load while a computed cell is read";

@@ -3,6 +3,7 @@
 
 #include "classlib/Kt_Dataset.h"
 #include "classlib/Kt_Number.h"
+#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_VariantText.h"
 
 namespace kt::detail {
@@ -19,6 +20,7 @@ class ValueCheck {
   const char16_t* Fault(const Kt_Variant& held, int depth) {
     const Kt_Variant& value = held.Target();
     bytes_left_ -= kItemBytes;
+    charge_.AddOrLeave(Kt_WorkMeter::kUnitsPerItem);
     if (value.IsObject()) return u"an object";
     if (value.IsString()) {
       bytes_left_ -= static_cast<std::int64_t>(value.AsStringView().size() * sizeof(char16_t));
@@ -35,6 +37,7 @@ class ValueCheck {
 
  private:
   std::int64_t bytes_left_ = kMaxValueBytes;
+  RoundCharge charge_;
 };
 
 kt_long Refuse(const Kt_WString& place, const char16_t* fault, Kt_SaveReport& report) {
@@ -47,7 +50,9 @@ kt_long CheckCells(const LoadedTable& table, const LoadedColumn& column, Kt_Save
   for (const LoadedNote& note : table.notes) deleted[note.row] = note.type == kRowTypeDelete;
   const auto& cells = column.cells->Cells<Kt_Column::Values>();
   kt_long shown_row = 0;
+  RoundCharge charge;
   for (std::uint32_t row = 0; row < table.row_count; ++row) {
+    charge.AddOrLeave(Kt_WorkMeter::kUnitsPerCell);
     if (const char16_t* const fault = FaultOfValue(cells[row])) {
       const Kt_WString place = deleted[row]
                                    ? Kt_WString(u"a deleted row, column '") + column.id + u"'"
@@ -90,6 +95,9 @@ kt_long CheckValues(const LoadedTable& table, Kt_SaveReport& report) {
 }
 
 kt_long SaveRefusal(kt_long code, Kt_SaveReport& report) {
+  // What fails because the work is stopped is no fault of its own.
+  const kt_long stop_code = Kt_WorkMeter::CurrentStop();
+  if (stop_code != kOk) return report.Refuse(stop_code, {});
   if (report.code != kOk) return report.code;
   if (code == kErrNoMemory) return report.Refuse(kErrNoMemory, {});
   return report.Refuse(kErrNotAllowed, u"too many positions of a pivot for columns");

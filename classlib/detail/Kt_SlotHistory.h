@@ -29,6 +29,16 @@ class SlotHistory {
     return *this;
   }
 
+  // The same history, to be gone back to: not another future.
+  SlotHistory Saved() const {
+    SlotHistory saved;
+    saved.era_ = era_;
+    saved.losses_ = losses_;
+    saved.watched_ = watched_;
+    saved.freed_at_ = freed_at_;
+    return saved;
+  }
+
   std::uint64_t Era() const { return era_; }
   std::uint32_t Losses() const { return losses_; }
   // From now on freed slots are noted.

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <numeric>
 
+#include "classlib/detail/Kt_Charge.h"
+
 namespace kt::detail {
 
 namespace {
@@ -18,17 +20,42 @@ std::uint64_t Mixed(std::uint64_t hash, std::uint64_t word) {
   return hash ^ (hash >> 29);
 }
 
-std::size_t HashOf(std::u16string_view text) {
+// False when the work is stopped.
+bool Hash(std::u16string_view text, std::size_t& out) {
+  static_assert(kPieceUnits % 4 == 0);
   std::uint64_t hash = text.size();
   std::size_t at = 0;
-  for (; at + 4 <= text.size(); at += 4) {
-    std::uint64_t word;
-    std::memcpy(&word, text.data() + at, sizeof word);
-    hash = Mixed(hash, word);
-  }
+  const bool is_whole = InPieces(text.size(), 1, [&](std::size_t first, std::size_t count) {
+    for (; at + 4 <= first + count; at += 4) {
+      std::uint64_t word;
+      std::memcpy(&word, text.data() + at, sizeof word);
+      hash = Mixed(hash, word);
+    }
+    return true;
+  });
   std::uint64_t rest = 0;
-  for (; at < text.size(); ++at) rest = rest << 16 | text[at];
-  return static_cast<std::size_t>(Mixed(hash, rest));
+  for (; is_whole && at < text.size(); ++at) rest = rest << 16 | text[at];
+  out = static_cast<std::size_t>(Mixed(hash, rest));
+  return is_whole;
+}
+
+std::size_t HashOrLeave(std::u16string_view text) {
+  std::size_t hash = 0;
+  if (!Hash(text, hash)) throw WorkStopped();
+  return hash;
+}
+
+// Texts that begin alike cost as many units as they have in common.
+bool ComesBefore(std::u16string_view a, std::u16string_view b, RoundCharge& charge) {
+  charge.AddOrLeave(3 * Kt_WorkMeter::kUnitsPerCell);
+  while (std::min(a.size(), b.size()) > kShortUnits) {
+    charge.AddOrLeave(kShortUnits);
+    const int order = a.substr(0, kShortUnits).compare(b.substr(0, kShortUnits));
+    if (order != 0) return order < 0;
+    a.remove_prefix(kShortUnits);
+    b.remove_prefix(kShortUnits);
+  }
+  return a < b;
 }
 
 }  // namespace
@@ -37,8 +64,10 @@ std::optional<std::uint32_t> TextDictionary::Find(std::u16string_view text) cons
   if (text.empty()) return 0;
   if (table_.empty()) return std::nullopt;
   const std::size_t mask = table_.size() - 1;
-  for (std::size_t at = HashOf(text) & mask; table_[at] != 0; at = (at + 1) & mask) {
-    if (texts_[table_[at]].View() == text) return table_[at];
+  std::size_t at = 0;
+  if (!Hash(text, at)) return std::nullopt;
+  for (at &= mask; table_[at] != 0; at = (at + 1) & mask) {
+    if (IsSameText(texts_[table_[at]].View(), text)) return table_[at];
   }
   return std::nullopt;
 }
@@ -54,8 +83,10 @@ CountedVector<std::uint32_t> TextDictionary::TableOf(const CountedVector<Kt_WStr
   while (size < texts.size() * 2) size *= 2;
   CountedVector<std::uint32_t> table(size);
   const std::size_t mask = size - 1;
+  RoundCharge charge;
   for (std::uint32_t code = 1; code < texts.size(); ++code) {
-    std::size_t at = HashOf(texts[code].View()) & mask;
+    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
+    std::size_t at = HashOrLeave(texts[code].View()) & mask;
     while (table[at] != 0) at = (at + 1) & mask;
     table[at] = code;
   }
@@ -76,12 +107,13 @@ std::uint32_t TextDictionary::AddText(const Source& text, std::u16string_view vi
   }
   if (texts_.size() * 2 > table_.size()) table_ = TableOf(texts_);
   const std::size_t mask = table_.size() - 1;
-  std::size_t at = HashOf(view) & mask;
+  std::size_t at = HashOrLeave(view) & mask;
   std::size_t probes = 0;
   for (; table_[at] != 0; at = (at + 1) & mask) {
-    if (texts_[table_[at]].View() == view) return table_[at];
+    if (IsSameText(texts_[table_[at]].View(), view)) return table_[at];
     ++probes;
   }
+  if (view.size() > kShortUnits) ChargeOrLeave(0);  // a comparison may have been stopped
   texts_.emplace_back(text);
   table_[at] = next;
   if (probes > kMaxProbes) DropHash();
@@ -113,13 +145,15 @@ void TextDictionary::Compact(CountedVector<std::uint32_t>& codes) {
 CountedVector<std::uint32_t> TextDictionary::Ranks() const {
   CountedVector<std::uint32_t> order(texts_.size());
   std::iota(order.begin(), order.end(), 0u);
-  std::sort(order.begin(), order.end(), [this](std::uint32_t a, std::uint32_t b) {
-    return texts_[a].View() < texts_[b].View();
+  RoundCharge charge;
+  std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+    return ComesBefore(texts_[a].View(), texts_[b].View(), charge);
   });
   CountedVector<std::uint32_t> ranks(texts_.size());
   std::uint32_t rank = 0;
   for (std::size_t at = 0; at < order.size(); ++at) {
-    if (at > 0 && texts_[order[at]].View() != texts_[order[at - 1]].View()) ++rank;
+    charge.AddOrLeave(Kt_WorkMeter::kUnitsPerCell);
+    if (at > 0 && !IsSameText(texts_[order[at]].View(), texts_[order[at - 1]].View())) ++rank;
     ranks[order[at]] = rank;
   }
   return ranks;

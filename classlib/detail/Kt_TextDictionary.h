@@ -8,6 +8,7 @@
 
 #include "classlib/Kt_Memory.h"
 #include "classlib/Kt_WString.h"
+#include "classlib/detail/Kt_Charge.h"
 
 namespace kt::detail {
 
@@ -21,6 +22,11 @@ class TextDictionary {
   static constexpr std::size_t kMinTexts = 65536;
 
   TextDictionary() : texts_(1) {}
+  TextDictionary(const TextDictionary& other)
+      : texts_(CopyOrLeave(other.texts_)), table_(other.table_), unique_(other.unique_) {}
+  TextDictionary(TextDictionary&&) = default;
+  TextDictionary& operator=(const TextDictionary&) = delete;
+  TextDictionary& operator=(TextDictionary&&) = default;
 
   std::size_t Count() const { return texts_.size(); }
   bool IsUnique() const { return unique_; }

@@ -9,6 +9,7 @@
 #include <random>
 
 #include "classlib/Kt_WString.h"
+#include "classlib/detail/Kt_Charge.h"
 
 namespace kt::detail {
 
@@ -41,12 +42,15 @@ std::size_t Hash(std::u16string_view text, Fold fold) {
   const Keys& keys = ProcessKeys();
   std::uint64_t hash = keys.start ^ text.size();
   std::uint64_t word = 0;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    word = word << 16 | fold(text[at]);
-    if (at % 4 != 3) continue;
-    hash = Mixed(hash ^ word, keys.factor);
-    word = 0;
-  }
+  InPieces(text.size(), 2, [&](std::size_t first, std::size_t count) {
+    for (std::size_t at = first; at < first + count; ++at) {
+      word = word << 16 | fold(text[at]);
+      if (at % 4 != 3) continue;
+      hash = Mixed(hash ^ word, keys.factor);
+      word = 0;
+    }
+    return true;
+  });
   return static_cast<std::size_t>(Mixed(hash ^ word, keys.factor));
 }
 

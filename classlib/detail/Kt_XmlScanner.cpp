@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "classlib/detail/Kt_Charge.h"
+
 namespace kt::detail {
 
 namespace {
@@ -63,6 +65,7 @@ template <class Text>
 void AppendTo(std::u16string_view text, Text& out) {
   for (std::size_t at = 0; at < text.size(); ++at) {
     const char16_t unit = text[at];
+    if (!GoesOnAt(at, 4)) return;
     if (IsHigh(unit) && at + 1 < text.size() && IsLow(text[at + 1])) {
       out += unit;
       out += text[++at];
@@ -97,13 +100,13 @@ const std::u16string* XmlScanner::Attribute(std::u16string_view name) const {
 
 std::int64_t XmlScanner::Line() const {
   std::int64_t line = 1;
-  for (std::size_t at = 0; at < at_; ++at) line += EndsLine(text_, at) ? 1 : 0;
+  for (std::size_t at = 0; at < at_ && GoesOnAt(at); ++at) line += EndsLine(text_, at) ? 1 : 0;
   return line;
 }
 
 std::int64_t XmlScanner::Column() const {
   std::size_t start = at_;
-  while (start > 0 && !EndsLine(text_, start - 1)) --start;
+  while (start > 0 && !EndsLine(text_, start - 1) && GoesOnAt(start)) --start;
   return static_cast<std::int64_t>(at_ - start) + 1;
 }
 
@@ -113,7 +116,7 @@ XmlScanner::Piece XmlScanner::Fail(const char16_t* error) {
 }
 
 void XmlScanner::SkipBlanks() {
-  while (at_ < text_.size() && IsBlank(text_[at_])) ++at_;
+  while (at_ < text_.size() && IsBlank(text_[at_]) && GoesOnAt(at_)) ++at_;
 }
 
 XmlScanner::Piece XmlScanner::FailAt(std::size_t at, const char16_t* error) {
@@ -187,6 +190,10 @@ std::u16string_view XmlScanner::ReadName() {
 }
 
 XmlScanner::Piece XmlScanner::Next() {
+  constexpr std::int64_t kUnitsPerPiece = 64;
+  const auto way = static_cast<std::int64_t>(at_ - charged_to_);
+  charged_to_ = at_;
+  if (!charge_.Add(way + kUnitsPerPiece)) return Fail(u"stopped");
   if (close_now_) {
     close_now_ = false;
     name_ = open_.back();
@@ -287,6 +294,7 @@ XmlScanner::Piece XmlScanner::CharacterData() {
 bool XmlScanner::Expand(std::u16string_view raw, bool attribute, std::u16string& out) {
   for (std::size_t at = 0; at < raw.size(); ++at) {
     const char16_t unit = raw[at];
+    if (!GoesOnAt(at, 4)) return false;
     if (unit == u'&') {
       constexpr std::size_t kLongestReference = 12;
       const std::size_t end = raw.substr(at, kLongestReference).find(u';');

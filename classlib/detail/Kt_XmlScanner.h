@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "classlib/Kt_Memory.h"
+#include "classlib/detail/Kt_Charge.h"
 
 namespace kt::detail {
 
@@ -70,6 +71,8 @@ class XmlScanner {
 
   std::u16string_view text_;
   std::size_t at_ = 0;
+  std::size_t charged_to_ = 0;
+  RoundCharge charge_;
   std::vector<std::u16string_view> open_;
   std::u16string_view name_;
   std::vector<std::pair<std::u16string_view, std::u16string>> attributes_;

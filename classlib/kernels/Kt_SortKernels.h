@@ -36,14 +36,17 @@ inline std::uint64_t KeyOf(double value) {
 }
 
 // Stable. Byte by byte from the lowest, with the counts of all eight bytes taken in one pass and
-// bytes that are the same everywhere left out. `spare` is working memory.
-inline void SortByKey(CountedVector<KeyedRow>& rows, CountedVector<KeyedRow>& spare) {
+// bytes that are the same everywhere left out. `spare` is working memory. Calls charge(rows) for
+// each pass over the rows; it may throw, and the rows are then in no order.
+template <class Charge>
+void SortByKey(CountedVector<KeyedRow>& rows, CountedVector<KeyedRow>& spare, Charge charge) {
   constexpr std::size_t kFewRows = 1024;
   if (rows.size() < kFewRows) {
     std::stable_sort(rows.begin(), rows.end(),
                      [](const KeyedRow& a, const KeyedRow& b) { return a.key < b.key; });
     return;
   }
+  charge(rows.size());
   spare.resize(rows.size());
   std::array<std::array<std::uint32_t, 256>, 8> counts{};
   for (const KeyedRow& row : rows) {
@@ -52,6 +55,7 @@ inline void SortByKey(CountedVector<KeyedRow>& rows, CountedVector<KeyedRow>& sp
   for (std::size_t byte = 0; byte < 8; ++byte) {
     std::array<std::uint32_t, 256>& starts = counts[byte];
     if (starts[rows[0].key >> byte * 8 & 0xFF] == rows.size()) continue;
+    charge(rows.size());
     std::uint32_t start = 0;
     for (std::uint32_t& count : starts) start += std::exchange(count, start);
     for (const KeyedRow& row : rows) spare[starts[row.key >> byte * 8 & 0xFF]++] = row;

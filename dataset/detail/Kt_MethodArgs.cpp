@@ -2,9 +2,14 @@
 #include "dataset/detail/Kt_MethodArgs.h"
 
 #include "object/Kt_MemoryDoor.h"
+#include "script/Kt_RunBudget.h"
 
 namespace kt::detail {
 namespace {
+
+// A method may do something small for every row, which is not charged: the clock is looked at after
+// a few of them.
+constexpr std::int64_t kUnitsPerMethod = 32 * Kt_WorkMeter::kUnitsPerStep;
 
 Kt_ExprDataset* HeldWrapper(const Kt_Variant& value) {
   const Kt_ObjectHolder& hold = value.GetHolder();
@@ -17,6 +22,10 @@ Kt_ExprDataset* HeldWrapper(const Kt_Variant& value) {
 MethodCall::MethodCall(Kt_ExprDataset& wrapper, const Kt_VariantList* args, kt_long least,
                        const char16_t* physical_only)
     : Kt_FuncArgs(args) {
+  if (!kt::ChargeTime(kUnitsPerMethod)) {
+    code_ = kt::CheckRun(nullptr);
+    return;
+  }
   if (TakeTexts(wrapper)) dataset_ = wrapper.GetDataset();
   if (dataset_ == nullptr || Count() < least) {
     code_ = kErrBadArgument;

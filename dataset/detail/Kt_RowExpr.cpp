@@ -227,6 +227,7 @@ const Kt_Variant& RowExpr::Read(RowLoop& loop, RowName& name) {
 
 // One call of a built-in function. False when the expression fails.
 bool RowExpr::RunCall(RowLoop& loop, const CodeInstr& in) {
+  if (!kt::ChargeTime(Kt_WorkMeter::kUnitsPerCall)) return false;
   args_.ClearItems();
   for (std::uint16_t arg = 0; arg < in.b; ++arg) args_.Add(temps_[in.a + arg]);
   Kt_Variant value;

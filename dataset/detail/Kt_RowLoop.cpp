@@ -126,6 +126,11 @@ bool RowLoop::Evaluate(RowExpr& expr, Kt_Variant& value) {
   value.Clear();
   const std::int64_t outside_count = context_.outside_count;
   expr.Evaluate(*this, value);
+  if (KT_UNLIKELY(Kt_WorkMeter::CurrentStop() != kOk)) {
+    value.Clear();
+    stop_code_ = kt::CheckRun(nullptr);
+    return false;
+  }
   if (outside_count == context_.outside_count || IsUnchanged()) return true;
   return NoteChanges();
 }

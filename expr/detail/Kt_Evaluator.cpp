@@ -6,6 +6,7 @@
 #include "expr/detail/Kt_TraceCalls.h"
 #include "object/Kt_ExprColumnSource.h"
 #include "object/Kt_ExprNameSource.h"
+#include "script/Kt_RunBudget.h"
 #include "script/Kt_Script.h"
 
 namespace kt::detail {
@@ -160,6 +161,12 @@ kt_long ReadEntry(Kt_ExprObject* context, Kt_ExprStackObj& entry, Kt_Variant& va
 }
 
 kt_long Evaluator::Run(Kt_ExprStackObj& result) {
+  // Long expressions cost by their length; others are paid for with the statement.
+  constexpr kt_long kManyOps = 64;
+  constexpr std::int64_t kUnitsPerOp = 64;
+  if (KT_UNLIKELY(ops_.GetCount() > kManyOps) && !kt::ChargeTime(ops_.GetCount() * kUnitsPerOp)) {
+    return kt::CheckRun(context_);
+  }
   stack_.Top().SetOpStartIdx(0);
   kt_long code = kOk;
   for (at_ = 0; at_ < ops_.GetCount() && code == kOk; ++at_) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "expr/detail/Kt_ExprItems.h"
 
+#include "classlib/detail/Kt_Charge.h"
 #include "expr/Kt_ExprUtil.h"
 
 namespace kt::detail {
@@ -17,6 +18,7 @@ bool ExprItems::Split(const Kt_WString& text) {
   kt_long start = 0;
   kt_long depth = 0;
   for (kt_long at = 0; at < length; ++at) {
+    if (!GoesOnInTime(static_cast<std::size_t>(at), 4)) return false;
     switch (const char16_t unit = units[at]) {
       case u'"':
       case u'\'': {

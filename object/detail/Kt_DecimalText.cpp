@@ -6,6 +6,7 @@
 
 #include "classlib/Kt_Number.h"
 #include "classlib/Kt_Unicode.h"
+#include "classlib/detail/Kt_Charge.h"
 
 namespace kt::detail {
 
@@ -136,7 +137,8 @@ Kt_WString StripToNumber(const Kt_WString& text) {
   bool has_point = false;
   bool minus = false;
   bool pending_point = false;
-  for (std::size_t at = 0; at < units.size();) {
+  RoundCharge charge;
+  for (std::size_t at = 0; at < units.size() && charge.Add(8);) {
     const Kt_CodePoint next = kt_codepointW(units, at);
     at += static_cast<std::size_t>(next.units);
     const int digit = kt_digitvalueW(next.value);

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "classlib/Kt_NativeStack.h"
+#include "classlib/Kt_WorkMeter.h"
 #include "expr/Kt_ExprUtil.h"
 #include "script/Kt_ScriptUtil.h"
 
@@ -115,6 +116,8 @@ kt_long BodyParser::ParseBody(Kt_ScriptOpList& ops, const Slice& body) {
 }
 
 kt_long BodyParser::ParseStatements(Kt_ScriptOpList& ops, const Slice& body) {
+  constexpr std::int64_t kUnitsPerCharacter = 4;
+  constexpr std::int64_t kUnitsPerStatement = 1024;
   for (kt_long at = 0;;) {
     kt_long error_pos = 0;
     const kt_long token = NextToken(body, at, error_pos);
@@ -127,6 +130,7 @@ kt_long BodyParser::ParseStatements(Kt_ScriptOpList& ops, const Slice& body) {
     if (keyword != nullptr) statement.keyword = keyword->word;
     const StatementParser parse = keyword != nullptr ? keyword->parse : &BodyParser::ParseSimple;
     if (const kt_long code = (this->*parse)(statement)) return code;
+    if (!kt::ChargeTime((statement.end - at) * kUnitsPerCharacter + kUnitsPerStatement)) return -1;
     at = statement.end;
   }
 }

@@ -300,6 +300,8 @@ kt_long ExprCode::ReadElement(Scope& scope, const Kt_WString& name, const Kt_Var
 
 kt_long ExprCode::RunCall(RunState& run, Scope& scope, const Call& call, Kt_Variant* args,
                           int arg_count, Kt_Variant& result) {
+  // Nobody is called with what stopped work has left.
+  if (const kt_long code = run.ChargeTime(Kt_WorkMeter::kUnitsPerCall, &scope)) return code;
   if (call.kind == Call::Kind::kScript) {
     Kt_Variant value;
     const kt_long code = Interpreter::CallFunc(*call.func, args, arg_count, value);
@@ -358,6 +360,10 @@ bool ExprCode::RunSingle(RunState& run, Scope& scope, Kt_Variant& result) {
 
 kt_long ExprCode::Run(RunState& run, Scope& scope, Kt_Variant& result) {
   if (program_.instrs.size() <= 2 && RunSingle(run, scope, result)) return kOk;
+  if (KT_UNLIKELY(program_.instrs.size() > kManyInstrs)) {
+    const auto count = static_cast<std::int64_t>(program_.instrs.size());
+    if (const kt_long code = run.ChargeTime(count * kUnitsPerInstr, &scope)) return code;
+  }
   if (!calls_.empty()) {
     if (bound_version_ != run.GetScript().GetVersion()) BindCalls(run, scope);
     if (!is_bound_) return kUseEvaluator;

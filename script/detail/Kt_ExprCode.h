@@ -24,13 +24,23 @@ class ExprCode {
   // Answered by Run and RunTarget when the evaluator has to do it. Not a code anyone else uses.
   static constexpr kt_long kUseEvaluator = -0x7FFFFFFF;
   static constexpr int kMaxTemps = ExprProgram::kMaxTemps;
+  // Long expressions cost by their length; others are paid for with the statement.
+  static constexpr std::size_t kManyInstrs = 64;
+  static constexpr std::int64_t kUnitsPerInstr = 16;
   static constexpr int kFewTemps = 12;  // most expressions; keeps deep recursion cheap in stack
   static constexpr int kMaxVars = ExprProgram::kMaxNames;
 
   // The code of `expr`, made on first use. Null when it is for the evaluator alone.
   static ExprCode* Of(Kt_Expr& expr) {
     std::shared_ptr<ExprCode>& slot = expr.CodeSlot();
-    if (KT_UNLIKELY(slot == nullptr)) slot = Make(expr);
+    if (KT_UNLIKELY(slot == nullptr)) {
+      slot = Make(expr);
+      // What was made while the run was being stopped may lack something.
+      if (Kt_WorkMeter::CurrentStop() != kOk) {
+        slot.reset();
+        return nullptr;
+      }
+    }
     return slot->program_.IsEmpty() ? nullptr : slot.get();
   }
 

@@ -86,6 +86,8 @@ kt_long Interpreter::CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int a
     const bool has_items = BindArgs(func, args, arg_count, scope.GetVariables());
     code = Interpreter(run, frame).Body(func.GetBody(), &scope, &scope, result);
     if (KT_UNLIKELY(has_items)) WriteBack(func, args, arg_count, scope.GetVariables());
+  } catch (const WorkStopped&) {
+    code = run.GetStopCode();  // reported below
   } catch (const std::bad_alloc& failure) {
     // Here, and not at the outer door: the frame still knows the place.
     (void)kt::NoteMemoryFailure(failure);
@@ -93,7 +95,7 @@ kt_long Interpreter::CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int a
   }
   // From here on nothing is tried again: `f() + f()` would double the work with every level.
   if (KT_UNLIKELY(EndsRun(code))) run.NoteStop(code);
-  if (KT_UNLIKELY(run.GetStopCode() != kOk)) return run.GetStopCode();
+  if (KT_UNLIKELY(run.GetStopCode() != kOk)) return run.Check(&script);
   const bool is_signal = code == kScriptReturn || code == kScriptBreak || code == kScriptContinue;
   if (KT_LIKELY(is_signal || code == kOk)) return kOk;
   PlaceFailure({}, -1, 0);  // it is not one of the expression that called
@@ -168,7 +170,7 @@ kt_long Interpreter::Eval(const Kt_Expr& expr, Kt_ExprObject* context, Scope* sc
   if (KT_LIKELY(IsCompilable(context, scope))) {
     if (ExprCode* const compiled = ExprCode::Of(Lazy(expr))) {
       const kt_long code = compiled->Run(run_, *scope, value);
-      if (KT_LIKELY(code == kOk)) return kOk;
+      if (KT_LIKELY(code == kOk)) return run_.Check(context);
       if (code != ExprCode::kUseEvaluator) return AfterCode(expr, code, value);
     }
   }
@@ -184,6 +186,7 @@ kt_long Interpreter::AfterCode(const Kt_Expr& expr, kt_long code, Kt_Variant& va
 
 kt_long Interpreter::EvalSlow(Kt_Expr& expr, Kt_ExprObject* context, Kt_Variant& value) {
   const kt_long code = expr.ExecExpr(context, value);
+  if (KT_LIKELY(code == kOk)) return run_.Check(context);
   return KT_UNLIKELY(code == kObjectGone) ? AfterObjectGone() : code;
 }
 
@@ -443,6 +446,7 @@ kt_long Interpreter::AssignThrough(Kt_Expr& target, int operation, Kt_Variant& v
                                    Kt_ExprObject* context) {
   Kt_ExprStackObj entry;
   kt_long code = target.ExecExprObj(context, entry);
+  if (code == kOk) code = run_.Check(context);
   if (code == kObjectGone) return AfterObjectGone();  // nothing to assign to is left
   if (code != kOk) return code;
   if (target.GetState() == kStateName) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "script/detail/Kt_RunState.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace kt::detail {
@@ -11,6 +10,10 @@ namespace {
 constexpr const char16_t* kSource = u"Kt_ScriptFunc";
 
 thread_local RunState* run_of_thread = nullptr;
+
+bool Listens(Kt_ExprObject* context) {
+  return context != nullptr && context->IsSystemLogMode() != 0;
+}
 
 }  // namespace
 
@@ -22,13 +25,10 @@ void RunState::Make(Kt_Script& script) { script.run_state_ = std::make_shared<Ru
 
 void RunState::Begin() {
   outer_ = std::exchange(run_of_thread, this);
-  stop_code_ = kOk;
   if (budget_ != nullptr && budget_->limit_bytes > 0) memory_.emplace(budget_->limit_bytes);
   // A host may derive from Kt_Script and answer names itself: then it has to be asked.
   has_plain_globals_ = typeid(*script_) == typeid(Kt_Script);
-  steps_left_ = budget_ && budget_->limit_steps > 0 ? budget_->limit_steps : kNoLimit;
-  ticks_left_ = 0;
-  if (!MustLook()) RefillTicks();  // else the first step looks: it may be too late already
+  meter_.Start(budget_);
   Kt_ExprObject* const host = script_->GetExternalContext();
   if (host != nullptr) {
     host_.Set(host->GetContainer(), host);
@@ -39,60 +39,55 @@ void RunState::Begin() {
 
 void RunState::End() {
   memory_.reset();
+  meter_.Finish();
   run_of_thread = std::exchange(outer_, nullptr);
   host_.Clear();
   script_->FreeRetired();
 }
 
-// There is a clock or a flag to look at.
-bool RunState::MustLook() const {
-  return budget_ != nullptr && (budget_->cancel != nullptr ||
-                                budget_->deadline != std::chrono::steady_clock::time_point::max());
-}
-
-void RunState::RefillTicks() {
-  ticks_left_ = MustLook() ? std::min(steps_left_, kTicksPerLook) : steps_left_;
-  if (steps_left_ != kNoLimit) steps_left_ -= ticks_left_;
-}
-
-kt_long RunState::OnTicksUsed(Kt_ExprObject* context) {
-  ticks_left_ = 0;
-  if (stop_code_ != kOk) return stop_code_;
-  if (budget_ == nullptr) {
-    RefillTicks();
-    return kOk;
-  }
-  if (budget_->cancel != nullptr && budget_->cancel->load(std::memory_order_relaxed)) {
-    return Stop(context, kErrCancelled);
-  }
-  if (std::chrono::steady_clock::now() >= budget_->deadline) return Stop(context, kErrDeadline);
-  if (steps_left_ == 0) return Stop(context, kErrStepBudget);
-  RefillTicks();
-  --ticks_left_;
-  return kOk;
-}
-
-kt_long RunState::Charge(std::int64_t steps) {
-  while (stop_code_ == kOk && steps > ticks_left_) {
-    steps -= ticks_left_ + 1;  // OnTicksUsed charges one itself
-    if (const kt_long code = OnTicksUsed(script_)) return code;
-  }
-  ticks_left_ -= stop_code_ == kOk ? steps : 0;
-  return stop_code_;
-}
-
 kt_long RunState::StopTooDeep(Kt_ExprObject* context) {
-  return stop_code_ != kOk ? stop_code_ : Stop(context, kErrTooDeep);
+  if (meter_.GetStopCode() == kOk) meter_.Stop(kErrTooDeep);
+  return OnStop(context);
 }
 
-kt_long RunState::Stop(Kt_ExprObject* context, kt_long code) {
-  SetStop(code);
-  return kt::Report(context, kSource, code, frame_ ? frame_->func->GetName() : Kt_WString());
+void RunState::NoteStop(kt_long code) {
+  if (meter_.GetStopCode() == kOk) meter_.Stop(code);
+  (void)meter_.TakeReport();
+}
+
+kt_long RunState::OnStop(Kt_ExprObject* context) {
+  const kt_long code = meter_.GetStopCode();
+  // Where nobody listens, the stop of the work around is left to whoever began that.
+  if ((Listens(context) || !meter_.IsOuterStop()) && meter_.TakeReport()) {
+    const Kt_WorkPause pause;
+    const Kt_MemoryPause memory_pause;
+    const Kt_WString where = frame_ != nullptr      ? frame_->func->GetName()
+                             : variable_ != nullptr ? *variable_
+                                                    : Kt_WString();
+    (void)kt::Report(context, kSource, code, where);
+  }
+  return code;
 }
 
 }  // namespace kt::detail
 
 kt_long kt::ChargeRun(std::int64_t steps) {
+  // A run that has no limits may still have to end, because its calls nest too deeply.
+  const kt::detail::RunState* const run = kt::detail::RunState::OfThread();
+  if (run != nullptr && run->GetStopCode() != kOk) return CheckRun(nullptr);
+  return kt::Charge(steps * Kt_WorkMeter::kUnitsPerStep) ? kOk : CheckRun(nullptr);
+}
+
+kt_long kt::CheckRun(Kt_ExprObject* context) {
   kt::detail::RunState* const run = kt::detail::RunState::OfThread();
-  return run != nullptr ? run->Charge(steps) : kOk;
+  if (run != nullptr && run->GetStopCode() != kOk) {
+    return run->Check(&run->GetScript());
+  }
+  if (KT_LIKELY(Kt_WorkMeter::CurrentStop() == kOk)) return kOk;
+  Kt_WorkMeter& meter = *Kt_WorkMeter::Current();
+  if (detail::Listens(context) && meter.TakeReport()) {
+    const Kt_WorkPause pause;
+    (void)kt::Report(context, u"Kt_Expr", meter.GetStopCode(), u"expression");
+  }
+  return meter.GetStopCode();
 }

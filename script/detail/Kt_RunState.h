@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <limits>
 #include <optional>
 #include <typeinfo>
+#include <utility>
 
 #include "classlib/Kt_Memory.h"
 #include "script/Kt_RunBudget.h"
@@ -33,7 +33,7 @@ class RunState {
   class Call {
    public:
     Call(RunState& run, Frame& frame) : run_(run) {
-      if (run.frame_ == nullptr) run.Begin();
+      run.Enter();
       frame.caller = run.frame_;
       run.frame_ = &frame;
     }
@@ -41,11 +41,30 @@ class RunState {
     Call& operator=(const Call&) = delete;
     ~Call() {
       run_.frame_ = run_.frame_->caller;
-      if (run_.frame_ == nullptr) run_.End();
+      run_.Leave();
     }
 
    private:
     RunState& run_;
+  };
+  // The evaluation of a global variable while the script loads: as a call from outside, but for the
+  // frame.
+  class Loading {
+   public:
+    Loading(RunState& run, const Kt_WString& variable) : run_(run) {
+      run.Enter();
+      variable_ = std::exchange(run.variable_, &variable);
+    }
+    Loading(const Loading&) = delete;
+    Loading& operator=(const Loading&) = delete;
+    ~Loading() {
+      run_.variable_ = variable_;
+      run_.Leave();
+    }
+
+   private:
+    RunState& run_;
+    const Kt_WString* variable_;
   };
   bool IsRunning() const { return frame_ != nullptr; }
   const Frame* GetFrame() const { return frame_; }
@@ -53,22 +72,27 @@ class RunState {
   const RunState* GetOuter() const { return outer_; }
 
   // Charges one step. 0, or the code that stops the run; reported through `context` once.
-  kt_long Tick(Kt_ExprObject* context) {
-    return KT_LIKELY(--ticks_left_ >= 0) ? kOk : OnTicksUsed(context);
+  kt_long Tick(Kt_ExprObject* context) { return Charge(Kt_WorkMeter::kUnitsPerStep, context); }
+  // Charges any number of units.
+  kt_long Charge(std::int64_t units, Kt_ExprObject* context) {
+    return KT_LIKELY(meter_.Charge(units)) ? kOk : OnStop(context);
   }
-  // Charges any number of steps, 0 only asks.
-  kt_long Charge(std::int64_t steps);
+  kt_long ChargeTime(std::int64_t units, Kt_ExprObject* context) {
+    return KT_LIKELY(meter_.ChargeTime(units)) ? kOk : OnStop(context);
+  }
+  // Charges nothing: the same after work that may have been stopped.
+  kt_long Check(Kt_ExprObject* context) {
+    return KT_LIKELY(meter_.GetStopCode() == kOk) ? kOk : OnStop(context);
+  }
   // The state of the script that runs on this thread, the innermost one; null for none.
   static RunState* OfThread();
   // Stops the run because calls nest too deeply; reports it.
   kt_long StopTooDeep(Kt_ExprObject* context);
   // Stops the run for a reason that has been reported already.
-  void NoteStop(kt_long code) {
-    if (stop_code_ == kOk) SetStop(code);
-  }
+  void NoteStop(kt_long code);
   // The code that stops the run, 0 while it goes on. Statements that turn failures into something
   // else must not do so with this one.
-  kt_long GetStopCode() const { return stop_code_; }
+  kt_long GetStopCode() const { return meter_.GetStopCode(); }
 
   // The host's object behind the script is still there.
   bool IsHostValid() const { return host_.IsValid(); }
@@ -112,25 +136,21 @@ class RunState {
 
  private:
   static void Make(Kt_Script& script);
+  void Enter() {
+    if (depth_++ == 0) Begin();
+  }
+  void Leave() {
+    if (--depth_ == 0) End();
+  }
   void Begin();
   void End();
-  void RefillTicks();
-  bool MustLook() const;
-  void SetStop(kt_long code) {
-    stop_code_ = code;
-    ticks_left_ = 0;  // every later step finds the code again
-  }
-  KT_COLD kt_long OnTicksUsed(Kt_ExprObject* context);
-  KT_COLD kt_long Stop(Kt_ExprObject* context, kt_long code);
+  KT_COLD kt_long OnStop(Kt_ExprObject* context);
 
-  static constexpr std::int64_t kNoLimit = std::numeric_limits<std::int64_t>::max();
-  static constexpr std::int64_t kTicksPerLook = 512;  // between looks at clock and flag
-
-  std::int64_t ticks_left_ = kNoLimit;
-  std::int64_t steps_left_ = kNoLimit;  // of the budget, without ticks_left_
+  Kt_WorkMeter meter_;
+  int depth_ = 0;  // calls and evaluations on the way
   Frame* frame_ = nullptr;
-  RunState* outer_ = nullptr;  // of the script that called into this one on the thread
-  kt_long stop_code_ = kOk;
+  const Kt_WString* variable_ = nullptr;  // the global that is being evaluated
+  RunState* outer_ = nullptr;             // of the script that called into this one on the thread
   bool has_plain_globals_ = false;
   bool is_compiled_ = true;
   const Kt_VariableList* globals_;

@@ -6,6 +6,7 @@
 #include "expr/Kt_ExprUtil.h"
 #include "script/Kt_Script.h"
 #include "script/Kt_ScriptUtil.h"
+#include "script/detail/Kt_RunState.h"
 #include "script/detail/Kt_ScriptLoader.h"
 #include "script/detail/Kt_ScriptScan.h"
 
@@ -53,14 +54,19 @@ kt_long Cut(const Slice& text, Declarator& out, Slice& fault) {
   return out.has_value ? CheckExpr(out.value, fault) : 0;
 }
 
-// What the evaluation reports goes to the host; the variable gets whatever it left.
-Kt_Variant Evaluate(Kt_Script& script, const Slice& text) {
+// What the evaluation reports goes to the host; the variable gets whatever it left. The budget of
+// the script holds for each evaluation by itself.
+Kt_Variant Evaluate(Kt_Script& script, const Slice& name, const Slice& text) {
+  RunState& run = RunState::Of(script);
+  const Kt_WString variable = name.Text();
+  const RunState::Loading loading(run, variable);
   Kt_Expr expr;
   expr.SetExpr(text.Text());
   Kt_Variant value;
   const std::uint32_t failures = kt::MemoryFailures();
   expr.ExecExpr(&script, value);
   kt::PassMemoryFailure(failures);
+  if (run.Check(&script) != kOk) value.Clear();
   return value;
 }
 
@@ -80,9 +86,10 @@ bool MakeList(kt_long size, const Kt_Variant& value, bool has_value, Kt_Variant&
 kt_long AddGlobal(Kt_Script& script, const Slice& text, Slice& fault, LoadUndo& undo) {
   Declarator declarator;
   if (const kt_long code = Cut(text, declarator, fault)) return code;
-  const kt_long size = declarator.has_size ? Evaluate(script, declarator.size).ToInteger() : 0;
+  kt_long size = 0;
+  if (declarator.has_size) size = Evaluate(script, declarator.name, declarator.size).ToInteger();
   Kt_Variant value;
-  if (declarator.has_value) value = Evaluate(script, declarator.value);
+  if (declarator.has_value) value = Evaluate(script, declarator.name, declarator.value);
   const Kt_WString name = declarator.name.Text();
   if (declarator.has_size) {
     if (size < 1 && !declarator.has_value) return 0;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "classlib/Kt_WorkMeter.h"
 #include "expr/Kt_ExprUtil.h"
 #include "script/Kt_Script.h"
 #include "script/Kt_ScriptUtil.h"
@@ -93,6 +94,7 @@ kt_long ScriptLoader::Run() {
 }
 
 kt_long ScriptLoader::LoadItems() {
+  constexpr std::int64_t kUnitsPerCharacter = 4;
   for (kt_long at = 0;;) {
     const Slice rest = text_.From(at);
     kt_long error_pos = 0;
@@ -105,6 +107,7 @@ kt_long ScriptLoader::LoadItems() {
       continue;
     }
     if (const kt_long code = LoadItem(item)) return code;
+    if (!kt::ChargeTime((item.end - at) * kUnitsPerCharacter)) return -1;
     at = item.end;
   }
 }
