@@ -8,7 +8,7 @@
 #include <memory>
 #include <new>
 
-#include "classlib/detail/Kt_Charge.h"
+#include "classlib/Kt_Charge.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <cmath>
 #include <numeric>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Number.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_SparingGrowth.h"
 #include "classlib/detail/Kt_VariantText.h"
 

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/detail/Kt_Blank.h"
-#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Dataset.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_Whole.h"
 #include "classlib/kernels/Kt_ColumnKernels.h"

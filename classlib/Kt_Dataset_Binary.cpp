@@ -10,8 +10,8 @@
 #include <string>
 
 #include "classlib/Kt_Buffer.h"
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Dataset.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_SavedValue.h"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Row states, first values, and taking changes over or back.
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Dataset.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_Refuse.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
@@ -156,8 +156,8 @@ void Kt_Dataset::ApplyChange() {
   if (IsEvaluating()) return;
   if (!GetUpdate()) return;
   const PlainRows plain(*this);
-  const Rollback rollback(*this, GetDelRowCount() >= kManyRows);
   RefuseOnFailure([&] {
+    const Rollback rollback(*this, GetDelRowCount() >= kManyRows);
     CopyOnWrite<ChangeBuffer> none;
     RowIndex& index = index_.Write();
     if (GetDelRowCount() > 0) {
@@ -186,8 +186,8 @@ void Kt_Dataset::Reset() {
 void Kt_Dataset::TakeBackChanges() {
   const PlainRows plain(*this);
   const bool is_long = GetOrgBuffCount() + inserted_count_ >= kManyRows;
-  const Rollback rollback(*this, is_long || inserted_count_ > 0);
   RefuseOnFailure([&] {
+    const Rollback rollback(*this, is_long || inserted_count_ > 0);
     CopyOnWrite<ChangeBuffer> none;
     RowIndex& index = index_.Write();
     // While these hold the columns, those that are written become copies.

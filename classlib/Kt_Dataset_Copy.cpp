@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <unordered_map>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Dataset.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_TextHash.h"

@@ -3,8 +3,8 @@
 // Keys, and subtotal rows between the records.
 #include <algorithm>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Pivot.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_Whole.h"
 

@@ -5,8 +5,8 @@
 #include <functional>
 #include <unordered_map>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Dataset.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_SavedValue.h"
@@ -42,7 +42,7 @@ kt_long Kt_Dataset::Adopt(LoadedTable& table, bool clear) {
       if (const kt_long added = next.AddConstColumn(id, value); added < 0) return added;
     }
     if (clear && !table.id.IsEmpty()) next.id_ = table.id;
-    kt::PassMemoryFailure(failures);  // of what gives no answer
+    kt::PassMemoryFailure(failures);                 // of what gives no answer
     if (!clear) std::swap(next.history_, history_);  // the rows that were here keep their slots
     *this = std::move(next);
     if (!key_cells_.empty()) ComputeKeyCells();  // which the copy had no evaluator for

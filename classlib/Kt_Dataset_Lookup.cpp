@@ -3,9 +3,9 @@
 // Finding a row by the value of one column.
 #include <algorithm>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Dataset.h"
 #include "classlib/Kt_Number.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_Whole.h"
 

@@ -4,10 +4,10 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Number.h"
 #include "classlib/Kt_Pivot.h"
 #include "classlib/detail/Kt_CellFold.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_Whole.h"
 

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <numeric>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Pivot.h"
 #include "classlib/Kt_WStrList.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_Whole.h"
 #include "classlib/kernels/Kt_SortKernels.h"

@@ -7,8 +7,8 @@
 // slot is looked at only while the root's history says that it holds the same row still.
 #include <algorithm>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Dataset.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_Refuse.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views

@@ -6,9 +6,9 @@
 #include <functional>
 
 #include "classlib/Kt_CellForms.h"
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Dataset.h"
 #include "classlib/Kt_Number.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_FileText.h"
 #include "classlib/detail/Kt_LoadedTable.h"
 #include "classlib/detail/Kt_Refuse.h"

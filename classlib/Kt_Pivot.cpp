@@ -8,9 +8,9 @@
 #include <algorithm>
 #include <exception>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Memory.h"
 #include "classlib/detail/Kt_CellFold.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/kernels/Kt_SortKernels.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): slots and views

@@ -10,7 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "classlib/detail/Kt_Charge.h"
+#include "classlib/Kt_Charge.h"
 #include "classlib/detail/Kt_SymbolHold.h"
 #include "classlib/detail/Kt_TextHash.h"
 

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "classlib/detail/Kt_Charge.h"
+#include "classlib/Kt_Charge.h"
 
 namespace {
 

@@ -5,10 +5,10 @@
 
 #include <algorithm>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Codes.h"
 #include "classlib/Kt_Object.h"
 #include "classlib/detail/Kt_Blank.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_VariantText.h"
 
 namespace {

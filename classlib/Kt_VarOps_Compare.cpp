@@ -13,10 +13,10 @@
 #include <cstring>
 #include <functional>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Number.h"
 #include "classlib/Kt_Object.h"
 #include "classlib/Kt_VarInline.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_VarOps.h"
 #include "classlib/detail/Kt_VariantText.h"
 

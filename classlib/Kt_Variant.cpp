@@ -4,10 +4,10 @@
 #include <cstring>
 #include <new>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Memory.h"
 #include "classlib/Kt_Object.h"
 #include "classlib/Kt_Variable.h"
-#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 

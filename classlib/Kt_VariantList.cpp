@@ -7,9 +7,9 @@
 #include <cstring>
 #include <new>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Memory.h"
 #include "classlib/Kt_Variant.h"
-#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 

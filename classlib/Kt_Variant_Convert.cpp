@@ -2,9 +2,9 @@
 #include <cmath>
 #include <limits>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Object.h"
 #include "classlib/Kt_Variant.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_VarOps.h"
 #include "classlib/detail/Kt_VariantText.h"
 

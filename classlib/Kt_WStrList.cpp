@@ -4,8 +4,8 @@
 #include <algorithm>
 #include <bitset>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/detail/Kt_Blank.h"
-#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <functional>
 #include <new>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Memory.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_SymbolHold.h"
 #include "classlib/detail/Kt_TextSearch.h"
 

@@ -8,8 +8,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_WString.h"
-#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 

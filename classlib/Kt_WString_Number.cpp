@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <limits>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_WString.h"
 #include "classlib/detail/Kt_Blank.h"
-#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 

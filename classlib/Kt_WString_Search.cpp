@@ -12,8 +12,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_WString.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_TextSearch.h"
 
 namespace kt::detail {

@@ -4,9 +4,9 @@
 
 #include <algorithm>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_WString.h"
 #include "classlib/detail/Kt_Blank.h"
-#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include "expr/detail/Kt_ExprItems.h"
 #include "object/Kt_ExprStackObj.h"
 #include "object/Kt_MemoryDoor.h"
-#include "script/Kt_RunBudget.h"
+#include "object/Kt_RunCharge.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 //
 // Built-in functions: case, classes and widths of characters.
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Unicode.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_FuncAnswers.h"
 

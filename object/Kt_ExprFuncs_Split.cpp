@@ -7,8 +7,8 @@
 #include <new>
 
 #include "classlib/Kt_AString.h"
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_WStrList.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_FuncAnswers.h"
 

@@ -5,9 +5,9 @@
 #include <algorithm>
 
 #include "classlib/Kt_AString.h"
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Object.h"
 #include "classlib/Kt_Unicode.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_CodePageArg.h"
 #include "object/detail/Kt_DecimalText.h"

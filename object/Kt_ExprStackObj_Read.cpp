@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "object/Kt_ExprColumnSource.h"
 #include "object/Kt_ExprStackObj.h"
-#include "script/Kt_RunBudget.h"
+#include "object/Kt_RunCharge.h"
 #include "script/Kt_Script.h"
 
 namespace {

@@ -2,7 +2,7 @@
 #include "object/Kt_ExprColumnSource.h"
 #include "object/Kt_ExprStackObj.h"
 #include "object/Kt_MemoryDoor.h"
-#include "script/Kt_RunBudget.h"
+#include "object/Kt_RunCharge.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <new>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Memory.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "object/Kt_ExprObject.h"
 
 namespace kt {

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "classlib/detail/Kt_Charge.h"
+#include "classlib/Kt_Charge.h"
 
 namespace kt::detail {
 

@@ -9,7 +9,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "classlib/detail/Kt_Charge.h"
+#include "classlib/Kt_Charge.h"
 
 namespace kt::detail {
 

@@ -5,8 +5,8 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_WString.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_TextHash.h"
 
 namespace kt::detail {

@@ -4,10 +4,10 @@
 #include <exception>
 #include <new>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Codes.h"
 #include "classlib/Kt_Memory.h"
 #include "classlib/Kt_WString.h"
-#include "classlib/detail/Kt_Charge.h"
 
 namespace kt::detail {
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "classlib/detail/Kt_SavedValue.h"
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Dataset.h"
 #include "classlib/Kt_Number.h"
-#include "classlib/detail/Kt_Charge.h"
 #include "classlib/detail/Kt_VariantText.h"
 
 namespace kt::detail {

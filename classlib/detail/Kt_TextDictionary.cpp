@@ -5,7 +5,7 @@
 #include <cstring>
 #include <numeric>
 
-#include "classlib/detail/Kt_Charge.h"
+#include "classlib/Kt_Charge.h"
 
 namespace kt::detail {
 

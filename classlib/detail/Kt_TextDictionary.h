@@ -6,9 +6,9 @@
 #include <string_view>
 #include <vector>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Memory.h"
 #include "classlib/Kt_WString.h"
-#include "classlib/detail/Kt_Charge.h"
 
 namespace kt::detail {
 

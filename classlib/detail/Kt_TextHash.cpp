@@ -8,8 +8,8 @@
 #include <cstdint>
 #include <random>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_WString.h"
-#include "classlib/detail/Kt_Charge.h"
 
 namespace kt::detail {
 
@@ -37,31 +37,45 @@ std::uint64_t Mixed(std::uint64_t a, std::uint64_t b) {
   return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
 }
 
-template <class Fold>
-std::size_t Hash(std::u16string_view text, Fold fold) {
-  const Keys& keys = ProcessKeys();
-  std::uint64_t hash = keys.start ^ text.size();
-  std::uint64_t word = 0;
-  InPieces(text.size(), 2, [&](std::size_t first, std::size_t count) {
-    for (std::size_t at = first; at < first + count; ++at) {
-      word = word << 16 | fold(text[at]);
+// Of a text that comes piece by piece; every piece but the last is whole words.
+class Hash {
+ public:
+  explicit Hash(std::size_t length) : hash_(keys_.start ^ length) {}
+
+  template <class Fold>
+  void Add(std::u16string_view piece, Fold fold) {
+    for (std::size_t at = 0; at < piece.size(); ++at) {
+      word_ = word_ << 16 | fold(piece[at]);
       if (at % 4 != 3) continue;
-      hash = Mixed(hash ^ word, keys.factor);
-      word = 0;
+      hash_ = Mixed(hash_ ^ word_, keys_.factor);
+      word_ = 0;
     }
-    return true;
-  });
-  return static_cast<std::size_t>(Mixed(hash ^ word, keys.factor));
-}
+  }
+  std::size_t Get() const { return static_cast<std::size_t>(Mixed(hash_ ^ word_, keys_.factor)); }
+
+ private:
+  const Keys keys_ = ProcessKeys();
+  std::uint64_t hash_;
+  std::uint64_t word_ = 0;
+};
 
 }  // namespace
 
 std::size_t TextHash(std::u16string_view text) {
-  return Hash(text, [](char16_t unit) { return std::uint64_t{unit}; });
+  Hash hash(text.size());
+  hash.Add(text, [](char16_t unit) { return std::uint64_t{unit}; });
+  return hash.Get();
 }
 
 std::size_t FoldedTextHash(std::u16string_view text) {
-  return Hash(text, [](char16_t unit) { return std::uint64_t{kt_foldcaseW(unit)}; });
+  static_assert(kPieceUnits % 4 == 0);
+  Hash hash(text.size());
+  InPieces(text.size(), 2, [&](std::size_t first, std::size_t count) {
+    const auto fold = [](char16_t unit) { return std::uint64_t{kt_foldcaseW(unit)}; };
+    hash.Add(text.substr(first, count), fold);
+    return true;
+  });
+  return hash.Get();
 }
 
 }  // namespace kt::detail

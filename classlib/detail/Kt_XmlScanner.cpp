@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "classlib/detail/Kt_Charge.h"
+#include "classlib/Kt_Charge.h"
 
 namespace kt::detail {
 

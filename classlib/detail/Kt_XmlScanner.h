@@ -7,8 +7,8 @@
 #include <utility>
 #include <vector>
 
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Memory.h"
-#include "classlib/detail/Kt_Charge.h"
 
 namespace kt::detail {
 

@@ -6,7 +6,7 @@
 #include "expr/detail/Kt_TraceCalls.h"
 #include "object/Kt_ExprColumnSource.h"
 #include "object/Kt_ExprNameSource.h"
-#include "script/Kt_RunBudget.h"
+#include "object/Kt_RunCharge.h"
 #include "script/Kt_Script.h"
 
 namespace kt::detail {

@@ -5,11 +5,11 @@
 #include <gtest/gtest.h>
 
 #include "classlib/Kt_AString.h"
+#include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Codes.h"
 #include "classlib/Kt_Unicode.h"
 #include "classlib/Kt_Variant.h"
 #include "classlib/Kt_WorkMeter.h"
-#include "classlib/detail/Kt_Charge.h"
 
 namespace {
 
