@@ -12,6 +12,7 @@
 
 #include "classlib/Kt_Memory.h"
 #include "classlib/Kt_WString.h"
+#include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliDiagnostic.h"
 #include "cli/Kt_CliMemory.h"
 #include "cli/Kt_CliVisible.h"
@@ -184,6 +185,9 @@ int Dispatch(Arguments arguments, Streams streams, std::ostream& raw,
   std::int64_t megabytes = 0;
   for (const char* const name : {"run", "eval", "check", "repl", "show"}) {
     AddMemoryOption(*app.get_subcommand(name), megabytes);
+  }
+  for (const char* const name : {"run", "eval", "check", "show"}) {
+    AddSandboxFlag(*app.get_subcommand(name));
   }
 
   if (arguments[0] == "help") return Help(app, arguments[1], streams);

@@ -15,17 +15,41 @@ namespace {
 // Longer than anybody waits, and far from overflowing the clock.
 constexpr double kMaxTimeoutSeconds = 1e8;
 
+struct OptionValue {
+  const char* name;
+  const char* value;
+};
+constexpr OptionValue kSandbox[] = {
+    {"--no-files", "true"}, {"--steps", "10000000"}, {"--timeout", "10"}, {"--memory", "256"}};
+
 }  // namespace
 
-void AddBoundOptions(CLI::App& command, BoundOptions& options, bool with_steps) {
-  if (with_steps) {
-    command.add_option("--steps", options.steps, "Stop after about this many steps of work")
-        ->type_name("N")
-        ->check(CLI::Range(std::int64_t{1}, std::numeric_limits<std::int64_t>::max()));
-  }
+void AddBoundOptions(CLI::App& command, BoundOptions& options) {
+  command.add_option("--steps", options.steps, "Stop after about this many steps of work")
+      ->type_name("N")
+      ->check(CLI::Range(std::int64_t{1}, std::numeric_limits<std::int64_t>::max()));
   command.add_option("--timeout", options.timeout_seconds, "Stop after this many seconds")
       ->type_name("S")
       ->check(CLI::Range(0.001, kMaxTimeoutSeconds));
+}
+
+void AddSandboxFlag(CLI::App& command) {
+  CLI::Option* const sandbox = command.add_flag(
+      "--sandbox",
+      "For what strangers wrote: --no-files --steps 10000000 --timeout 10 --memory 256, unless "
+      "these are given");
+  if (CLI::Option* const all = command.get_option_no_throw("--allow-all-files")) {
+    sandbox->excludes(all);
+  }
+  command.parse_complete_callback([&command, sandbox] {
+    if (sandbox->count() == 0) return;
+    for (const auto& [name, value] : kSandbox) {
+      CLI::Option* const option = command.get_option_no_throw(name);
+      if (option == nullptr || option->count() > 0) continue;
+      option->add_result(value);
+      option->run_callback();
+    }
+  });
 }
 
 Bounds::Bounds(const BoundOptions& options) {

@@ -18,7 +18,11 @@ struct BoundOptions {
 };
 
 // --steps and --timeout.
-void AddBoundOptions(CLI::App& command, BoundOptions& options, bool with_steps = true);
+void AddBoundOptions(CLI::App& command, BoundOptions& options);
+
+// --sandbox, which gives those options for files and bounds that are not given, for a command that
+// has them already.
+void AddSandboxFlag(CLI::App& command);
 
 // From its beginning to its end a command may use up what the options allow: loading, running,
 // printing and saving together.

@@ -359,7 +359,7 @@ void AddOutput(CLI::App& show, Options& options) {
   show.add_option("--title", options.title, "Of the page")->type_name("TEXT");
   show.add_option("--save", options.save, "Write the result as data, in the format of the name")
       ->type_name("FILE");
-  AddBoundOptions(show, options.bounds, /*with_steps=*/false);
+  AddBoundOptions(show, options.bounds);
 }
 
 }  // namespace

@@ -358,8 +358,8 @@ bool ExprCode::RunSingle(RunState& run, Scope& scope, Kt_Variant& result) {
   return true;
 }
 
-kt_long ExprCode::Run(RunState& run, Scope& scope, Kt_Variant& result) {
-  if (program_.instrs.size() <= 2 && RunSingle(run, scope, result)) return kOk;
+// What is done before the code runs: a long one is paid for, calls are bound. 0, or why not to run.
+kt_long ExprCode::Prepare(RunState& run, Scope& scope) {
   if (KT_UNLIKELY(program_.instrs.size() > kManyInstrs)) {
     const auto count = static_cast<std::int64_t>(program_.instrs.size());
     if (const kt_long code = run.ChargeTime(count * kUnitsPerInstr, &scope)) return code;
@@ -368,16 +368,19 @@ kt_long ExprCode::Run(RunState& run, Scope& scope, Kt_Variant& result) {
     if (bound_version_ != run.GetScript().GetVersion()) BindCalls(run, scope);
     if (!is_bound_) return kUseEvaluator;
   }
+  return kOk;
+}
+
+kt_long ExprCode::Run(RunState& run, Scope& scope, Kt_Variant& result) {
+  if (program_.instrs.size() <= 2 && RunSingle(run, scope, result)) return kOk;
+  if (const kt_long code = Prepare(run, scope)) return code;
   return program_.temp_count <= kFewTemps ? RunIn<kFewTemps>(run, scope, &result, nullptr)
                                           : RunIn<kMaxTemps>(run, scope, &result, nullptr);
 }
 
 kt_long ExprCode::RunAppend(RunState& run, Scope& scope, Kt_Variant& result, Kt_Variant& base) {
   ExprCode& code = *appending_;
-  if (!code.calls_.empty()) {
-    if (code.bound_version_ != run.GetScript().GetVersion()) code.BindCalls(run, scope);
-    if (!code.is_bound_) return kUseEvaluator;
-  }
+  if (const kt_long failed = code.Prepare(run, scope)) return failed;
   return code.program_.temp_count <= kFewTemps
              ? code.RunIn<kFewTemps>(run, scope, &result, nullptr, &base)
              : code.RunIn<kMaxTemps>(run, scope, &result, nullptr, &base);

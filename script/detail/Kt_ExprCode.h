@@ -97,6 +97,7 @@ class ExprCode {
   void FindAppend(Kt_Symbol name);
   bool IsAppendAt(std::size_t at) const;
   bool BindCalls(RunState& run, Scope& scope);
+  kt_long Prepare(RunState& run, Scope& scope);
   // Single operands and plain elements need no frame. Null / false: run the code.
   const Kt_Variant* FindOperand(RunState& run, Scope& scope, std::uint16_t operand);
   bool RunSingle(RunState& run, Scope& scope, Kt_Variant& result);

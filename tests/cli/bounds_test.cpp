@@ -88,4 +88,40 @@ TEST(CliBounds, LeaveTheRestAlone) {
   EXPECT_EQ(checked.status, 0);
 }
 
+TEST(CliBounds, SandboxBoundsFilesStepsTimeAndMemory) {
+  const TestFolder folder;
+  const std::string script =
+      folder.Write("s.kts",
+                   "function endless() { for (;;) {} }\n"
+                   "function reads() { return readText('s.kts'); }\n"
+                   "function grows() { var a = []; for (var i = 0; i < 30; i++) a[i] = "
+                   "space(10000000); return length(a); }\n");
+  const struct {
+    std::vector<std::string> options;
+    const char* function;
+    int status;
+    const char* says;
+  } kRows[] = {
+      {{"--sandbox"}, "endless", 1, "step limit reached in endless"},
+      {{"--sandbox", "--steps", "100000000000", "--timeout", "0.05"}, "endless", 1, "time limit"},
+      {{"--sandbox"}, "reads", 1, "no files are allowed (--allow-dir allows a folder)"},
+      {{"--sandbox", "--allow-dir", folder.Path("")}, "reads", 1, "cannot read 's.kts'"},
+      {{"--sandbox"}, "grows", 1, "out of memory"},
+      {{"--sandbox", "--memory", "2000"}, "grows", 0, ""},
+      {{"--sandbox", "--allow-all-files"}, "reads", 2, "--allow-all-files"},
+  };
+  for (const auto& row : kRows) {
+    std::vector<std::string> arguments = {"run"};
+    arguments.insert(arguments.end(), row.options.begin(), row.options.end());
+    arguments.insert(arguments.end(), {script, row.function});
+    SCOPED_TRACE(testing::PrintToString(arguments));
+    const Outcome outcome = Kt(arguments);
+    EXPECT_EQ(outcome.status, row.status);
+    EXPECT_THAT(outcome.messages, testing::HasSubstr(row.says));
+  }
+  EXPECT_EQ(Kt({"eval", "--sandbox", "1 + 2"}).out, "3\n");
+  EXPECT_EQ(Kt({"check", "--sandbox", script}).status, 0);
+  EXPECT_EQ(Kt({"show", "--sandbox", "--csv", folder.Write("d.csv", "a\n1\n")}).out, "a\n1\n");
+}
+
 }  // namespace
