@@ -47,14 +47,14 @@ kt_long Kt_Dataset::FromTable(const Kt_Dataset& source, View view, Take take) {
   const auto work = [&]() -> kt_long {
     return take(Outside([&] { return source.AsTable(view); }));
   };
-  return Whole([&] { return RefuseOnFailure(work); }, -1);
+  return RefuseOnFailure([&] { return Whole(work, -1); });
 }
 
 // A change that reads a source row by row, during which both have to be what they are.
 template <class Change>
 kt_long Kt_Dataset::WithSource(const Kt_Dataset& source, Change change) {
   const auto work = [&]() -> kt_long { return source.Whole(change, -1); };
-  return Whole([&] { return RefuseOnFailure(work); }, -1);
+  return RefuseOnFailure([&] { return Whole(work, -1); });
 }
 
 kt_long Kt_Dataset::Assign(const Kt_Dataset& source) {
@@ -280,6 +280,8 @@ kt_long Kt_Dataset::MergeByKeys(const Kt_Dataset& source, const KeyRows& rows,
 kt_long Kt_Dataset::CopyColumn(kt_long row, kt_long col, const Kt_Dataset& source,
                                kt_long source_row, kt_long source_col) {
   if (!source.HasRow(source.ActiveView(), source_row) || !source.HasCol(source_col)) return -1;
-  return Whole([&] { return SetColumn(row, col, source.CellFor(*this, source_row, source_col)); },
-               -1);
+  const auto copy = [&] {
+    return SetColumn(row, col, source.CellFor(*this, source_row, source_col));
+  };
+  return RefuseOnFailure([&] { return Whole(copy, -1); });
 }

@@ -752,6 +752,6 @@ kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type,
     out.FreeExtra();
     return static_cast<kt_long>(slots.size());
   };
-  const kt_long saved = Whole([&] { return RefuseOnFailure(save); }, -1);
+  const kt_long saved = RefuseOnFailure([&] { return Whole(save, -1); });
   return saved < 0 ? SaveRefusal(saved, report) : saved;
 }

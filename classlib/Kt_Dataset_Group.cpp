@@ -100,22 +100,20 @@ void Kt_Dataset::ComputeKeyCells() {
   const bool has_groups = std::any_of(shown_keys_.begin(), shown_keys_.end(),
                                       [this](const Key& key) { return IsGroupKey(key); });
   if (!has_groups) return;
-  Whole([&] {
+  const auto compute = [&]() -> kt_long {
     std::vector<KeyCells> computed;
-    const kt_long done = RefuseOnFailure([&] {
-      for (const Key& key : shown_keys_) {
-        if (!HasCol(key.col) || !IsComputed(key.col)) continue;
-        if (!IsGroupKey(key) && key.type != Kt_KeyType::kPivotValue) continue;
-        computed.push_back({key.col, ComputedCells(key.col)});
-      }
-      return 1;
-    });
+    for (const Key& key : shown_keys_) {
+      if (!HasCol(key.col) || !IsComputed(key.col)) continue;
+      if (!IsGroupKey(key) && key.type != Kt_KeyType::kPivotValue) continue;
+      computed.push_back({key.col, ComputedCells(key.col)});
+    }
     key_cells_ = std::move(computed);
-    grouped_ = done > 0;
+    grouped_ = true;
     DropGroups();
     ++structure_version_;
-    return true;
-  });
+    return 1;
+  };
+  RefuseOnFailure([&] { return Whole(compute, -1); });
 }
 
 // The cells of a key by slot, without running an expression.

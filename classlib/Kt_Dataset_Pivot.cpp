@@ -83,7 +83,7 @@ kt_long Kt_Dataset::RecalcPivot() {
       throw;
     }
   };
-  return Whole([&] { return RefuseOnFailure(recalc_or_go_back); }, -1);
+  return RefuseOnFailure([&] { return Whole(recalc_or_go_back, -1); });
 }
 
 void Kt_Dataset::PivotLocSubSum_Reset() {

@@ -172,5 +172,5 @@ kt_long Kt_Dataset::Sort(std::u16string_view list, bool ascending, bool nulls_la
     keys_ = std::move(all);
     return 1;
   };
-  return Whole([&] { return RefuseOnFailure(sort); }, -1);
+  return RefuseOnFailure([&] { return Whole(sort, -1); });
 }

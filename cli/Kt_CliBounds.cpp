@@ -34,10 +34,10 @@ void AddBoundOptions(CLI::App& command, BoundOptions& options) {
 }
 
 void AddSandboxFlag(CLI::App& command) {
-  CLI::Option* const sandbox = command.add_flag(
-      "--sandbox",
+  const std::string help =
       "For what strangers wrote: --no-files --steps 10000000 --timeout 10 --memory 256, unless "
-      "these are given");
+      "these are given";
+  CLI::Option* const sandbox = command.add_flag("--sandbox", help);
   if (CLI::Option* const all = command.get_option_no_throw("--allow-all-files")) {
     sandbox->excludes(all);
   }
