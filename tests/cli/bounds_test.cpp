@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // --steps and --timeout bound a command from loading to printing, and what it waits for.
+#include <gmock/gmock.h>
 #include <sys/stat.h>
 
 #include <chrono>
