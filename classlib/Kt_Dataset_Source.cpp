@@ -91,7 +91,9 @@ Kt_RowIdentity Kt_Dataset::IdentityOf(View view, kt_long row) const {
 kt_long Kt_Dataset::SetSource(Kt_Dataset* source) {
   if (IsEvaluating()) return -1;
   if (source != nullptr && IsShownBy(*source)) return -1;
+  const std::uint32_t failures = kt::MemoryFailures();
   Clear();
+  if (kt::MemoryFailures() != failures) return kErrNoMemory;
   source_ = {};
   const kt_long set = RefuseOnFailure([&] {
     if (source == nullptr) return 1;

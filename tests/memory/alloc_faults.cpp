@@ -50,13 +50,18 @@ void NotePeak() {
       std::max(uncounted_peak, heap_bytes - static_cast<long>(counted->GetUsedBytes()));
 }
 
+// With the word of the allocator.
+long SizeOf(void* memory) {
+  return memory != nullptr ? static_cast<long>(malloc_usable_size(memory) + sizeof(void*)) : 0;
+}
+
 void* Watched(void* memory) {
-  if (is_watching) heap_bytes += static_cast<long>(malloc_usable_size(memory));
+  if (is_watching) heap_bytes += SizeOf(memory);
   return memory;
 }
 
 void Release(void* memory) {
-  if (is_watching) heap_bytes -= static_cast<long>(malloc_usable_size(memory));
+  if (is_watching) heap_bytes -= SizeOf(memory);
   REAL(free)(memory);
 }
 
@@ -110,7 +115,7 @@ void* calloc(std::size_t count, std::size_t size) {
 }
 void* realloc(void* memory, std::size_t size) {
   if (Fails()) return nullptr;
-  if (is_watching) heap_bytes -= static_cast<long>(malloc_usable_size(memory));
+  if (is_watching) heap_bytes -= SizeOf(memory);
   return Watched(REAL(realloc)(memory, size));
 }
 void free(void* memory) { Release(memory); }
