@@ -93,7 +93,7 @@ TEST(CliBounds, SandboxBoundsFilesStepsTimeAndMemory) {
   const TestFolder folder;
   const std::string script =
       folder.Write("s.kts",
-                   "function endless() { for (;;) {} }\n"
+                   "function endless() { while (1) {} }\n"
                    "function reads() { return readText('s.kts'); }\n"
                    "function grows() { var a = []; for (var i = 0; i < 30; i++) a[i] = "
                    "space(10000000); return length(a); }\n");
@@ -122,7 +122,7 @@ TEST(CliBounds, SandboxBoundsFilesStepsTimeAndMemory) {
   }
   EXPECT_EQ(Kt({"eval", "--sandbox", "1 + 2"}).out, "3\n");
   EXPECT_EQ(Kt({"check", "--sandbox", script}).status, 0);
-  EXPECT_EQ(Kt({"show", "--sandbox", "--csv", folder.Write("d.csv", "a\n1\n")}).out, "a\n1\n");
+  EXPECT_EQ(Kt({"show", "--sandbox", "--csv", folder.Write("d.csv", "a\n1\n")}).out, "a\r\n1\r\n");
 }
 
 }  // namespace
