@@ -17,7 +17,7 @@ struct LoadedColumn {
   Kt_WString map;  // of a logical column
   Kt_ColumnType type = Kt_ColumnType::kString;
   kt_long size = 0;
-  std::shared_ptr<Kt_Column> cells{};  // null for a logical column
+  std::shared_ptr<Kt_Column> cells{};            // null for a logical column
   std::shared_ptr<const Kt_MapOrigin> origin{};  // of a map that data brought
 };
 
