@@ -57,8 +57,8 @@ TEST(MemoryBound, EndsWhatGrowsForEver) {
       u"function main() { var a = 0; while (1) { a = [a, a, 'some text' + 1]; } }",
       u"function main() { while (1) { ds.AppendRow(); } }",
       u"function main() { while (1) { var r = ds.AppendRow(); ds.name[r] = 'a new text ' + r; } }",
-      u"var a = [0], n = 0; function f(x) { a[n] = x; n++; f(x + ' and more of it'); }"
-      u"function main() { f('text'); }",
+      (u"var a = [0], n = 0; function f(x) { a[n] = x; n++; f(x + ' and more of it'); }"
+       u"function main() { f('text'); }"),
       u"function main() { return length(lpad('', 'x', 60000000)); }",
       u"function main() { return length(split(replace(space(4000000), ' ', 'x,'), ',')); }",
   };
