@@ -21,8 +21,10 @@
 #endif
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || defined(KT_TEST_SANITIZED)
 #define REAL(name) __interceptor_##name
+#define KT_TEST_SYSTEM_HEAP false
 #else
 #define REAL(name) __libc_##name
+#define KT_TEST_SYSTEM_HEAP true
 #endif
 
 extern "C" {
@@ -93,6 +95,8 @@ long kt::test::DisarmAllocFaults() {
   is_armed = false;
   return requests;
 }
+
+bool kt::test::HasSystemHeap() { return KT_TEST_SYSTEM_HEAP; }
 
 void kt::test::WatchHeap() {
   counted.emplace(0);

@@ -13,6 +13,8 @@ void ArmAllocFaults(long request, Faults faults);
 // Ends that; the number of requests since.
 long DisarmAllocFaults();
 
+// False under a sanitizer, whose blocks have other sizes than those that the libraries count with.
+bool HasSystemHeap();
 // From here on the memory that this thread takes beyond what the libraries count is watched.
 void WatchHeap();
 // Ends that; the most that it came to, in bytes.
