@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/Kt_WString.h"
+#include "classlib/Kt_Types.h"
 
 // The one list of result codes with their texts: name, value, text. In a run-time text %1, %2, ...
 // stand for the message arguments, whose meaning the comment in front gives.

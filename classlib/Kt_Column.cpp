@@ -279,7 +279,7 @@ void Kt_Column::AppendText(std::u16string_view text) {
   Texts& texts = std::get<Texts>(cells_);
   const std::uint32_t code = texts.dictionary.Add(text, row_count_);
   texts.codes.push_back(code);
-  GrowNulls(1, false);
+  NoteAppended();
 }
 
 void Kt_Column::Append(const Kt_Variant& value) {

@@ -103,7 +103,14 @@ class KT_CLASS_API Kt_Column {
   template <class T, class Cell>
   void Append(Cell cell) {
     std::get<T>(cells_).push_back(cell);
-    GrowNulls(1, false);
+    NoteAppended();
+  }
+  void NoteAppended() {
+    if (KT_LIKELY(nulls_.empty())) {
+      ++row_count_;
+    } else {
+      GrowNulls(1, false);
+    }
   }
   void GrowNulls(std::size_t count, bool null);
   void SetNullBit(std::size_t row, bool null);

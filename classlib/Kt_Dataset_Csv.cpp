@@ -13,6 +13,7 @@
 #include "classlib/detail/Kt_CsvSniffer.h"
 #include "classlib/detail/Kt_FileText.h"
 #include "classlib/detail/Kt_LoadedTable.h"
+#include "classlib/detail/Kt_RefusalText.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_SavedValue.h"
 #include "classlib/detail/Kt_Whole.h"

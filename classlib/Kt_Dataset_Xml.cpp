@@ -11,6 +11,7 @@
 #include "classlib/Kt_Number.h"
 #include "classlib/detail/Kt_FileText.h"
 #include "classlib/detail/Kt_LoadedTable.h"
+#include "classlib/detail/Kt_RefusalText.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_SavedValue.h"
 #include "classlib/detail/Kt_VariantText.h"

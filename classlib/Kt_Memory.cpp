@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "classlib/Kt_Codes.h"
-#include "classlib/detail/Kt_Refuse.h"
 
 namespace {
 
@@ -18,8 +17,6 @@ KT_THREAD_LOCAL std::int64_t stop_bytes = kNoStop;
 
 KT_THREAD_LOCAL std::uint32_t failures = 0;
 KT_THREAD_LOCAL std::uint32_t reported_failures = 0;
-
-const Kt_WString no_memory_text(u"out of memory");
 
 // What `added` bytes more will make of the account; past the limit it throws.
 std::int64_t CountWith(std::int64_t added) {
@@ -43,8 +40,6 @@ std::int64_t Taken(std::size_t bytes) {
 }
 
 }  // namespace
-
-const Kt_WString& kt::detail::NoMemoryText() { return no_memory_text; }
 
 Kt_CountedMemory::Kt_CountedMemory(std::int64_t limit_bytes) noexcept
     : used_before_(used_bytes), outer_stop_(stop_bytes) {

@@ -87,6 +87,7 @@ void Kt_VariantList::FreeQueued() {
     if (!DestroyAll(*next)) {
       next->next_freed = queue.head;
       queue.head = next;
+      Kt_WorkMeter::Defer(&FreeQueued);
       break;
     }
     kt::Free(static_cast<void*>(next), RepBytes(next->capacity));

@@ -19,9 +19,11 @@ class UnitSet {
   explicit UnitSet(std::u16string_view units) : single_(units.empty() ? u'\0' : units[0]) {
     many_ = units.size() > 1;
     empty_ = units.empty();
-    if (many_) {
-      for (const char16_t unit : units) bits_.set(unit);
-    }
+    if (!many_) return;
+    kt::detail::InPieces(units.size(), 1, [&](std::size_t first, std::size_t count) {
+      for (const char16_t unit : units.substr(first, count)) bits_.set(unit);
+      return true;
+    });
   }
   bool Has(char16_t unit) const { return many_ ? bits_[unit] : !empty_ && unit == single_; }
 

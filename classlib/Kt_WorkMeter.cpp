@@ -5,11 +5,11 @@
 #include <utility>
 
 #include "classlib/Kt_Codes.h"
-#include "classlib/Kt_Variant.h"
 
 namespace {
 
 KT_THREAD_LOCAL Kt_WorkMeter* current_meter = nullptr;
+KT_THREAD_LOCAL void (*deferred_work)() = nullptr;
 
 }  // namespace
 
@@ -18,6 +18,8 @@ Kt_WorkMeter* Kt_WorkMeter::Current() { return current_meter; }
 kt_long Kt_WorkMeter::CurrentStop() {
   return current_meter != nullptr ? current_meter->stop_code_ : kOk;
 }
+
+void Kt_WorkMeter::Defer(void (*work)()) { deferred_work = work; }
 
 bool Kt_WorkMeter::HasClockOrFlag() const {
   return budget_ != nullptr && (budget_->cancel != nullptr ||
@@ -41,7 +43,7 @@ void Kt_WorkMeter::Finish() {
   if (stop_code_ == kOk && outer_ != nullptr) Settle();
   current_meter = previous_;
   outer_ = previous_ = nullptr;
-  Kt_VariantList::FreeQueued();
+  if (const auto work = std::exchange(deferred_work, nullptr)) work();
 }
 
 // Takes what was used since the last look off the budget, and off the one around.

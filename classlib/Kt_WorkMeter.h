@@ -56,21 +56,29 @@ class KT_CLASS_API Kt_WorkMeter {
   // Begins to count, and makes this the current meter if it or the one around it limits anything.
   // `budget` may be null: then only the meter around counts.
   void Start(const Kt_RunBudget* budget);
-  // The end of what Start began; meters end in the reverse order.
+  // The end of what Start began; meters end in the reverse order. Does what was deferred.
   void Finish();
 
   // False when the work has to stop.
-  bool Charge(std::int64_t units) {
+  bool Charge(std::int64_t units) { return KT_LIKELY(Take(units)) || Look(); }
+  // The two halves of Charge, for loops that keep the second out of their way: Take answers false
+  // when it is time for a look.
+  bool Take(std::int64_t units) {
     left_ -= units;
-    return KT_LIKELY(left_ >= 0) || Look();
+    return left_ >= 0;
   }
+  KT_COLD bool Look();
   // The same for what is no step, however often it comes: it brings the next look nearer.
-  bool ChargeTime(std::int64_t units) {
+  bool ChargeTime(std::int64_t units) { return KT_LIKELY(TakeTime(units)) || Look(); }
+  bool TakeTime(std::int64_t units) {
     for (Kt_WorkMeter* meter = this; meter != nullptr; meter = meter->outer_) {
       if (meter->limit_left_ != kNoLimit) meter->limit_left_ += units;
     }
-    return Charge(units);
+    return Take(units);
   }
+  // Leaves `work`, of which there is one kind, to the end of the innermost meter of this thread:
+  // what stopped work could not clear away in time.
+  static void Defer(void (*work)());
   // Looks at clock and flag at once: for work that waits.
   bool LookNow();
   // Stops the work for a reason of the caller's.
@@ -87,7 +95,6 @@ class KT_CLASS_API Kt_WorkMeter {
   static constexpr std::int64_t kNoLimit = std::numeric_limits<std::int64_t>::max() / 2;
   static constexpr std::int64_t kUnitsPerLook = 512 * kUnitsPerStep;
 
-  KT_COLD bool Look();
   void Settle();
   void Grant();
   bool HasClockOrFlag() const;

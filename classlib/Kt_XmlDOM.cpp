@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "classlib/Kt_XmlWriter.h"
+#include "classlib/detail/Kt_RefusalText.h"
 #include "classlib/detail/Kt_Refuse.h"
 #include "classlib/detail/Kt_XmlScanner.h"
 

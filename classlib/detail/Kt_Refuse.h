@@ -7,7 +7,7 @@
 #include "classlib/Kt_Charge.h"
 #include "classlib/Kt_Codes.h"
 #include "classlib/Kt_Memory.h"
-#include "classlib/Kt_WString.h"
+#include "classlib/Kt_Types.h"
 
 namespace kt::detail {
 
@@ -28,17 +28,6 @@ kt_long RefuseOnFailure(Change change) {
   } catch (const std::exception&) {  // what would be too large for a limit
     return -1;
   }
-}
-
-// "out of memory", made while there was some.
-const Kt_WString& NoMemoryText();
-
-// Why a load was refused that says nothing else.
-inline Kt_WString RefusalText(kt_long code) {
-  if (Kt_WorkMeter::CurrentStop() != 0) return u"stopped";
-  if (code == kErrNoMemory) return NoMemoryText();
-  return code == kErrRowNotAdded ? u"too many rows"
-                                 : u"too many columns, or a load while a computed cell is read";
 }
 
 }  // namespace kt::detail

@@ -15,9 +15,6 @@ namespace {
 
 constexpr const char16_t* kSource = u"Kt_ScriptFunc";
 
-// The tree is const, but expressions parse and compile themselves on first use.
-Kt_Expr& Lazy(const Kt_Expr& expr) { return const_cast<Kt_Expr&>(expr); }
-
 // The operation of a compound assignment: the same digit in both groups, 0x?020 for += and on.
 int OperationOf(std::int16_t opcode) { return opcode & 0xF0; }
 constexpr int kPlainAssign = 0x10;
@@ -167,12 +164,16 @@ kt_long Interpreter::ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* conte
 
 kt_long Interpreter::Eval(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope,
                           Kt_Variant& value) {
-  if (KT_LIKELY(IsCompilable(context, scope))) {
-    if (ExprCode* const compiled = ExprCode::Of(Lazy(expr))) {
-      const kt_long code = compiled->Run(run_, *scope, value);
-      if (KT_LIKELY(code == kOk)) return run_.Check(context);
-      if (code != ExprCode::kUseEvaluator) return AfterCode(expr, code, value);
-    }
+  ExprCode* const compiled = CodeOf(expr, context, scope);
+  return EvalWith(compiled, expr, context, scope, value);
+}
+
+kt_long Interpreter::EvalWith(ExprCode* compiled, const Kt_Expr& expr, Kt_ExprObject* context,
+                              Scope* scope, Kt_Variant& value) {
+  if (KT_LIKELY(compiled != nullptr)) {
+    const kt_long code = compiled->Run(run_, *scope, value);
+    if (KT_LIKELY(code == kOk)) return run_.Check(context);
+    if (code != ExprCode::kUseEvaluator) return AfterCode(expr, code, value);
   }
   return EvalSlow(Lazy(expr), context, value);
 }
@@ -268,15 +269,13 @@ kt_long Interpreter::StepName(const Kt_ScriptOp& op, Kt_ExprObject* context, Sco
 kt_long Interpreter::AssignName(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope) {
   const Kt_ScriptOpVar& var = *op.GetVar();
   const int operation = OperationOf(op.opcode);
-  if (operation == kPlainAssign && IsCompilable(context, scope)) {
-    ExprCode* const compiled = ExprCode::Of(Lazy(var.expression));
-    if (compiled != nullptr && compiled->MayAppend(var.name)) {
-      const kt_long code = AppendName(var, *compiled, context, scope);
-      if (code != ExprCode::kUseEvaluator) return code;
-    }
+  ExprCode* const compiled = CodeOf(var.expression, context, scope);
+  if (operation == kPlainAssign && compiled != nullptr && compiled->MayAppend(var.name)) {
+    const kt_long code = AppendName(var, *compiled, context, scope);
+    if (code != ExprCode::kUseEvaluator) return code;
   }
   Kt_Variant value;
-  if (const kt_long code = Eval(var.expression, context, scope, value)) return code;
+  if (const kt_long code = EvalWith(compiled, var.expression, context, scope, value)) return code;
   if (operation != kPlainAssign) {
     return CombineName(var.name, var.hint, operation, value, context, scope);
   }
@@ -368,16 +367,14 @@ kt_long Interpreter::AssignPath(const Kt_ScriptOp& op, Kt_ExprObject* context, S
   const int operation = OperationOf(op.opcode);
   Kt_Variant value;
   if (const kt_long code = Eval(set.value, context, scope, value)) return code;
-  if (KT_LIKELY(IsCompilable(context, scope))) {
-    if (ExprCode* const compiled = ExprCode::Of(Lazy(set.target))) {
-      if (operation == kPlainAssign && compiled->StoreElement(run_, *scope, value)) return kOk;
-      ExprCode::Target target;
-      const kt_long code = compiled->RunTarget(run_, *scope, target);
-      if (KT_LIKELY(code == kOk)) return AssignElement(target, operation, value, context);
-      if (code != ExprCode::kUseEvaluator) {
-        set.target.PlaceFailure();
-        return code == kObjectGone ? AfterObjectGone() : code;
-      }
+  if (ExprCode* const compiled = CodeOf(set.target, context, scope)) {
+    if (operation == kPlainAssign && compiled->StoreElement(run_, *scope, value)) return kOk;
+    ExprCode::Target target;
+    const kt_long code = compiled->RunTarget(run_, *scope, target);
+    if (KT_LIKELY(code == kOk)) return AssignElement(target, operation, value, context);
+    if (code != ExprCode::kUseEvaluator) {
+      set.target.PlaceFailure();
+      return code == kObjectGone ? AfterObjectGone() : code;
     }
   }
   return AssignEntry(Lazy(set.target), operation, value, context);

@@ -72,11 +72,18 @@ class Interpreter {
   // The scope to hand to what runs in `inner`: none when it lies in a context of the host, whose
   // names come before the globals.
   static Scope* Inside(Scope* scope, Scope& inner) { return scope ? &inner : nullptr; }
-  bool IsCompilable(const Kt_ExprObject* context, const Scope* scope) const {
-    return scope != nullptr && scope == context && run_.IsCompiled();
+  // The compiled form of `expr`; null when the evaluator has to do it.
+  ExprCode* CodeOf(const Kt_Expr& expr, const Kt_ExprObject* context, const Scope* scope) const {
+    const bool is_compilable = scope != nullptr && scope == context && run_.IsCompiled();
+    return KT_LIKELY(is_compilable) ? ExprCode::Of(Lazy(expr)) : nullptr;
   }
+  // Expressions parse and compile themselves on first use, although the tree is const.
+  static Kt_Expr& Lazy(const Kt_Expr& expr) { return const_cast<Kt_Expr&>(expr); }
   // Evaluates; answers 9999 when the host behind the script has gone meanwhile.
   kt_long Eval(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, Kt_Variant& value);
+  // The same with what CodeOf has given.
+  kt_long EvalWith(ExprCode* compiled, const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope,
+                   Kt_Variant& value);
   KT_COLD kt_long AfterCode(const Kt_Expr& expr, kt_long code, Kt_Variant& value) const;
   kt_long EvalSlow(Kt_Expr& expr, Kt_ExprObject* context, Kt_Variant& value);
   kt_long EvalTruth(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, bool& is_true);

@@ -55,6 +55,8 @@ void RunState::NoteStop(kt_long code) {
   (void)meter_.TakeReport();
 }
 
+kt_long RunState::Look(Kt_ExprObject* context) { return meter_.Look() ? kOk : OnStop(context); }
+
 kt_long RunState::OnStop(Kt_ExprObject* context) {
   const kt_long code = meter_.GetStopCode();
   // Where nobody listens, the stop of the work around is left to whoever began that.

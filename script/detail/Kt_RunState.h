@@ -75,10 +75,10 @@ class RunState {
   kt_long Tick(Kt_ExprObject* context) { return Charge(Kt_WorkMeter::kUnitsPerStep, context); }
   // Charges any number of units.
   kt_long Charge(std::int64_t units, Kt_ExprObject* context) {
-    return KT_LIKELY(meter_.Charge(units)) ? kOk : OnStop(context);
+    return KT_LIKELY(meter_.Take(units)) ? kOk : Look(context);
   }
   kt_long ChargeTime(std::int64_t units, Kt_ExprObject* context) {
-    return KT_LIKELY(meter_.ChargeTime(units)) ? kOk : OnStop(context);
+    return KT_LIKELY(meter_.TakeTime(units)) ? kOk : Look(context);
   }
   // Charges nothing: the same after work that may have been stopped.
   kt_long Check(Kt_ExprObject* context) {
@@ -144,6 +144,7 @@ class RunState {
   }
   void Begin();
   void End();
+  KT_COLD kt_long Look(Kt_ExprObject* context);
   KT_COLD kt_long OnStop(Kt_ExprObject* context);
 
   Kt_WorkMeter meter_;
