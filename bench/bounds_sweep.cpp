@@ -23,8 +23,8 @@
 #include <thread>
 #include <vector>
 
-#include "classlib/Kt_Codes.h"
-#include "classlib/Kt_Dataset.h"
+#include "classlib/base/Kt_Codes.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "script/Kt_Script.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "classlib/Kt_Codes.h"
+#include "classlib/base/Kt_Codes.h"
 #include "object/Kt_ExprObject.h"
 
 namespace {

@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 
 namespace {
 

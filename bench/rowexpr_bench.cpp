@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "dataset/Kt_DatasetCtx.h"
 #include "expr/Kt_Expr.h"
 

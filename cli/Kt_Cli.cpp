@@ -10,8 +10,8 @@
 #include <ostream>
 #include <string_view>
 
-#include "classlib/Kt_Memory.h"
-#include "classlib/Kt_WString.h"
+#include "classlib/base/Kt_Memory.h"
+#include "classlib/text/Kt_WString.h"
 #include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliDiagnostic.h"
 #include "cli/Kt_CliMemory.h"

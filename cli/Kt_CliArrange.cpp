@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <optional>
 
-#include "classlib/Kt_NearestName.h"
-#include "classlib/Kt_WStrList.h"
+#include "classlib/text/Kt_NearestName.h"
+#include "classlib/text/Kt_WStrList.h"
 #include "cli/Kt_Cli.h"
 #include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliDiagnostic.h"

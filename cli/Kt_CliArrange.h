@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 
 class Kt_CliReport;
 class Kt_CliView;

@@ -5,7 +5,7 @@
 #include <limits>
 #include <ostream>
 
-#include "classlib/Kt_Codes.h"
+#include "classlib/base/Kt_Codes.h"
 #include "cli/Kt_CliDiagnostic.h"
 #include "cli/Kt_CliVisible.h"
 

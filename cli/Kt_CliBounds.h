@@ -6,7 +6,7 @@
 #include <optional>
 #include <string>
 
-#include "classlib/Kt_WorkMeter.h"
+#include "classlib/base/Kt_WorkMeter.h"
 #include "cli/Kt_Cli.h"
 
 namespace kt::cli {

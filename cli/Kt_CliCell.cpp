@@ -5,8 +5,8 @@
 #include <cmath>
 #include <string>
 
-#include "classlib/Kt_NumberFormat.h"
-#include "classlib/Kt_Unicode.h"
+#include "classlib/text/Kt_NumberFormat.h"
+#include "classlib/text/Kt_Unicode.h"
 #include "cli/Kt_CliText.h"
 #include "cli/Kt_CliVisible.h"
 

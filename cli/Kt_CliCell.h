@@ -3,7 +3,7 @@
 
 #include <optional>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 
 namespace kt::cli {
 

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <ostream>
 
-#include "classlib/Kt_Unicode.h"
+#include "classlib/text/Kt_Unicode.h"
 #include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliCell.h"
 #include "cli/Kt_CliHtml.h"

@@ -10,8 +10,8 @@
 #include <system_error>
 #include <utility>
 
-#include "classlib/Kt_AString.h"
-#include "classlib/Kt_Buffer.h"
+#include "classlib/base/Kt_Buffer.h"
+#include "classlib/text/Kt_AString.h"
 #include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliDataJson.h"
 #include "cli/Kt_CliDataReport.h"

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "cli/Kt_CliFile.h"
 
 // Datasets in files. docs/kt.md describes the formats.

@@ -10,7 +10,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "classlib/Kt_Number.h"
+#include "classlib/text/Kt_Number.h"
 #include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliDataJsonCells.h"
 #include "cli/Kt_CliDataText.h"

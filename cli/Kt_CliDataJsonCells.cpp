@@ -7,7 +7,7 @@
 #include <cmath>
 #include <vector>
 
-#include "classlib/Kt_Number.h"
+#include "classlib/text/Kt_Number.h"
 #include "cli/Kt_CliJson.h"
 #include "cli/Kt_CliText.h"
 

@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string_view>
 
-#include "classlib/Kt_CellForms.h"
-#include "classlib/Kt_Column.h"
+#include "classlib/formats/Kt_CellForms.h"
+#include "classlib/store/Kt_Column.h"
 #include "cli/Kt_CliDataJsonScanner.h"
 
 // What the values of a JSON text become in the cells of a dataset.

@@ -8,8 +8,8 @@
 #include <optional>
 #include <vector>
 
-#include "classlib/Kt_CellForms.h"
-#include "classlib/Kt_Variant.h"
+#include "classlib/formats/Kt_CellForms.h"
+#include "classlib/value/Kt_Variant.h"
 
 namespace kt::cli {
 namespace {

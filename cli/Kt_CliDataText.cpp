@@ -5,8 +5,8 @@
 
 #include <algorithm>
 
-#include "classlib/Kt_AString.h"
-#include "classlib/Kt_EncodingDetector.h"
+#include "classlib/text/Kt_AString.h"
+#include "classlib/text/Kt_EncodingDetector.h"
 
 namespace kt::cli {
 namespace {

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 #include "cli/Kt_CliData.h"
 
 // Bytes of data files as text, and back.

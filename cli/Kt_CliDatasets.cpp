@@ -6,7 +6,7 @@
 #include <array>
 #include <utility>
 
-#include "classlib/Kt_Codes.h"
+#include "classlib/base/Kt_Codes.h"
 #include "cli/Kt_CliHost.h"
 #include "dataset/Kt_ExprDataset.h"
 

@@ -6,8 +6,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "classlib/Kt_Dataset.h"
-#include "classlib/Kt_WString.h"
+#include "classlib/store/Kt_Dataset.h"
+#include "classlib/text/Kt_WString.h"
 
 class Kt_CliHost;
 class Kt_ExprDataset;

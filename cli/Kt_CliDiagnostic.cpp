@@ -6,7 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 #include "cli/Kt_CliText.h"
 #include "cli/Kt_CliVisible.h"
 #include "expr/Kt_ExprUtil.h"

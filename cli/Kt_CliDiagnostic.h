@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "classlib/Kt_Types.h"
+#include "classlib/base/Kt_Types.h"
 
 struct Kt_RunError;
 

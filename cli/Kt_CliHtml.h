@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 
 class Kt_CliView;
 

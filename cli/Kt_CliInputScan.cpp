@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <initializer_list>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 
 namespace {
 

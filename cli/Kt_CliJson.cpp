@@ -4,7 +4,7 @@
 #include <cmath>
 #include <nlohmann/json.hpp>
 
-#include "classlib/Kt_Object.h"
+#include "classlib/value/Kt_Object.h"
 #include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliText.h"
 

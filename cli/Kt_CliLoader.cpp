@@ -5,9 +5,9 @@
 
 #include <algorithm>
 
-#include "classlib/Kt_Codes.h"
-#include "classlib/Kt_Memory.h"
-#include "classlib/Kt_WorkMeter.h"
+#include "classlib/base/Kt_Codes.h"
+#include "classlib/base/Kt_Memory.h"
+#include "classlib/base/Kt_WorkMeter.h"
 #include "cli/Kt_CliFile.h"
 #include "cli/Kt_CliVisible.h"
 #include "expr/Kt_ExprUtil.h"

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 #include "cli/Kt_CliFence.h"
 #include "cli/Kt_CliReport.h"
 #include "script/Kt_ScriptLoadHandler.h"

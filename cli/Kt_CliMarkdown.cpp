@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <vector>
 
-#include "classlib/Kt_Unicode.h"
+#include "classlib/text/Kt_Unicode.h"
 #include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliView.h"
 #include "cli/Kt_CliVisible.h"

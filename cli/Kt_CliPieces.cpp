@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "classlib/Kt_WStrList.h"
+#include "classlib/text/Kt_WStrList.h"
 #include "expr/Kt_ExprUtil.h"
 #include "script/Kt_ScriptUtil.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <istream>
 
-#include "classlib/Kt_Types.h"
+#include "classlib/base/Kt_Types.h"
 #include "cli/Kt_CliLineSource.h"
 
 namespace {

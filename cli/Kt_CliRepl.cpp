@@ -7,7 +7,7 @@
 #include <new>
 #include <ostream>
 
-#include "classlib/Kt_Memory.h"
+#include "classlib/base/Kt_Memory.h"
 #include "cli/Kt_CliDataReport.h"
 #include "cli/Kt_CliVars.h"
 #include "cli/Kt_CliVisible.h"

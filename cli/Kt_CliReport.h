@@ -8,7 +8,7 @@
 #include <string>
 #include <utility>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 #include "cli/Kt_CliDiagnostic.h"
 
 class Kt_SyntaxErrorList;

@@ -4,7 +4,7 @@
 #include <iosfwd>
 #include <string>
 
-#include "classlib/Kt_Variant.h"
+#include "classlib/value/Kt_Variant.h"
 
 namespace kt::cli {
 

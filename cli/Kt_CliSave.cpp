@@ -27,7 +27,7 @@
 #include <optional>
 #include <utility>
 
-#include "classlib/Kt_WorkMeter.h"
+#include "classlib/base/Kt_WorkMeter.h"
 
 namespace fs = std::filesystem;
 

@@ -7,7 +7,7 @@
 #include <ostream>
 #include <string>
 
-#include "classlib/Kt_Unicode.h"
+#include "classlib/text/Kt_Unicode.h"
 #include "cli/Kt_CliBounds.h"
 #include "cli/Kt_CliView.h"
 #include "cli/Kt_CliVisible.h"

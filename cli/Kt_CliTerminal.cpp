@@ -13,7 +13,7 @@
 #include <cstring>
 #include <string>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 #include "cli/Kt_CliText.h"
 #include "cli/Kt_CliVisible.h"
 

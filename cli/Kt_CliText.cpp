@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <iterator>
 
-#include "classlib/Kt_Object.h"
-#include "classlib/Kt_WorkMeter.h"
+#include "classlib/base/Kt_WorkMeter.h"
+#include "classlib/value/Kt_Object.h"
 #include "cli/Kt_CliVisible.h"
 
 namespace kt::cli {

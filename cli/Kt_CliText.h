@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "classlib/Kt_Variant.h"
+#include "classlib/value/Kt_Variant.h"
 
 namespace kt::cli {
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "classlib/Kt_Variable.h"
+#include "classlib/value/Kt_Variable.h"
 
 namespace kt::cli {
 

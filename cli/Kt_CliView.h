@@ -5,7 +5,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 
 // What `kt show` shows of a dataset, as a plain grid: some of its columns, or those of a cross
 // table, and some of its rows, subtotal rows among them. Table, chart, page and files all read it.

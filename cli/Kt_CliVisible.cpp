@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "classlib/Kt_Unicode.h"
+#include "classlib/text/Kt_Unicode.h"
 
 namespace kt::cli {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 
 namespace kt::cli {
 

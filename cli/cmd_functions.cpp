@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "classlib/Kt_WStrList.h"
+#include "classlib/text/Kt_WStrList.h"
 #include "cli/Kt_Cli.h"
 #include "cli/Kt_CliHost.h"
 #include "cli/Kt_CliText.h"

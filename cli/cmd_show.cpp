@@ -10,7 +10,7 @@
 #include <memory>
 #include <optional>
 
-#include "classlib/Kt_AString.h"
+#include "classlib/text/Kt_AString.h"
 #include "cli/Kt_Cli.h"
 #include "cli/Kt_CliArrange.h"
 #include "cli/Kt_CliBounds.h"

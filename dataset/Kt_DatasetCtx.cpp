@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "dataset/Kt_DatasetCtx.h"
 
-#include "classlib/Kt_Dataset.h"
-#include "classlib/Kt_DatasetList.h"
+#include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/Kt_DatasetList.h"
 #include "dataset/detail/Kt_MemberNames.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "script/Kt_Script.h"

@@ -4,7 +4,7 @@
 // handle, so each does without a dataset.
 #include <iterator>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "dataset/Kt_DatasetCtx.h"
 
 namespace {

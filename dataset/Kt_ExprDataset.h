@@ -4,8 +4,8 @@
 #include <array>
 #include <vector>
 
-#include "classlib/Kt_DatasetHandle.h"
-#include "classlib/Kt_ObjList.h"
+#include "classlib/store/Kt_DatasetHandle.h"
+#include "classlib/value/Kt_ObjList.h"
 #include "dataset/Kt_ExprDatasetMethods.h"
 #include "object/Kt_ExprColumnSource.h"
 #include "object/Kt_ExprObject.h"

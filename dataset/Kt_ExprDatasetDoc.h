@@ -3,7 +3,7 @@
 
 #include <span>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 
 // What is said of one dataset method and its aliases, in one place for help, completion and the
 // reference. The call forms are the help texts of the method table.

@@ -2,7 +2,7 @@
 //
 // What the properties of datasets and the keywords of row expressions yield, for script authors.
 
-#include "classlib/Kt_WStrList.h"
+#include "classlib/text/Kt_WStrList.h"
 #include "dataset/Kt_ExprDatasetDoc.h"
 
 namespace {

@@ -4,7 +4,7 @@
 
 #include <string_view>
 
-#include "classlib/Kt_WStrList.h"
+#include "classlib/text/Kt_WStrList.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "dataset/Kt_ExprDatasetDoc.h"
 

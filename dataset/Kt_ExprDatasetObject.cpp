@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
-#include "classlib/Kt_Charge.h"
-#include "classlib/Kt_Dataset.h"
-#include "classlib/Kt_Number.h"
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/store/Kt_Dataset.h"
+#include "classlib/text/Kt_Number.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "dataset/detail/Kt_MemberNames.h"
 

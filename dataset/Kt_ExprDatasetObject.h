@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/Kt_Object.h"
+#include "classlib/value/Kt_Object.h"
 #include "object/Kt_ExprObject.h"
 
 class Kt_Dataset;

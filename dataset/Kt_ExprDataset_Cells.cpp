@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Cells and constants: reading, and writing with the questions and announcements around it.
-#include "classlib/Kt_Number.h"
-#include "classlib/Kt_VarInline.h"
+#include "classlib/text/Kt_Number.h"
+#include "classlib/value/Kt_VarInline.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "dataset/detail/Kt_EventCall.h"
 #include "object/Kt_ExprStackObj.h"

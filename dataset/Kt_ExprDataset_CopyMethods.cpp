@@ -9,7 +9,7 @@
 #include <optional>
 #include <vector>
 
-#include "classlib/Kt_WStrList.h"
+#include "classlib/text/Kt_WStrList.h"
 #include "dataset/detail/Kt_MethodArgs.h"
 
 namespace {

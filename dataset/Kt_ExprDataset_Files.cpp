@@ -4,7 +4,7 @@
 
 #include <utility>
 
-#include "classlib/Kt_Buffer.h"
+#include "classlib/base/Kt_Buffer.h"
 #include "dataset/detail/Kt_MethodArgs.h"
 
 namespace {

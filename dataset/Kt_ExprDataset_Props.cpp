@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "dataset/detail/Kt_MemberNames.h"
 #include "object/Kt_MemoryDoor.h"

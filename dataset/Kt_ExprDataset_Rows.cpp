@@ -4,8 +4,8 @@
 // rows may be other ones; nothing is used again without a look.
 #include <algorithm>
 
-#include "classlib/Kt_Charge.h"
-#include "classlib/Kt_Number.h"
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/text/Kt_Number.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "dataset/detail/Kt_EventCall.h"
 #include "object/Kt_MemoryDoor.h"

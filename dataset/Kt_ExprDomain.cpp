@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "dataset/Kt_ExprDomain.h"
 
-#include "classlib/Kt_XmlDOM.h"
+#include "classlib/xml/Kt_XmlDOM.h"
 
 // The base keeps the address of the list only, so it may come before the list is made.
 Kt_ExprDomain::Kt_ExprDomain(Kt_ExprObject* parent) : Kt_ExprDomainObject(parent, &elements_) {}

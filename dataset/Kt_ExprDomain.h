@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/Kt_DomainElemList.h"
-#include "classlib/Kt_WStrList.h"
+#include "classlib/domain/Kt_DomainElemList.h"
+#include "classlib/text/Kt_WStrList.h"
 #include "dataset/Kt_ExprDomainObject.h"
 
 class Kt_XmlDOM;

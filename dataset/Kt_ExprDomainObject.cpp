@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "dataset/Kt_ExprDomainObject.h"
 
-#include "classlib/Kt_Codes.h"
+#include "classlib/base/Kt_Codes.h"
 #include "object/Kt_FuncArgs.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/Kt_DomainElement.h"
+#include "classlib/domain/Kt_DomainElement.h"
 #include "object/Kt_ExprObject.h"
 
 // What expressions see of an element of a domain: a reference that reads and changes it.

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "classlib/Kt_WorkMeter.h"
+#include "classlib/base/Kt_WorkMeter.h"
 #include "object/Kt_MemoryDoor.h"
 
 namespace {

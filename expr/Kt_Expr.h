@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "classlib/Kt_Variant.h"
+#include "classlib/value/Kt_Variant.h"
 #include "expr/Kt_ExprOp.h"
 
 class Kt_ExprObject;

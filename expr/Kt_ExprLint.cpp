@@ -8,7 +8,7 @@
 
 #include <algorithm>
 
-#include "classlib/Kt_Memory.h"
+#include "classlib/base/Kt_Memory.h"
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
 

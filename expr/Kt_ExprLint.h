@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 
 // Something in a correct expression that is likely to mean other than it looks.
 struct Kt_ExprWarning {

@@ -6,7 +6,7 @@
 #include <memory>
 #include <utility>
 
-#include "classlib/Kt_Memory.h"
+#include "classlib/base/Kt_Memory.h"
 
 const char* GetOpText(std::int16_t code) {
   switch (code) {

@@ -3,9 +3,9 @@
 
 #include <algorithm>
 
-#include "classlib/Kt_Codes.h"
-#include "classlib/Kt_PtrList.h"
-#include "classlib/Kt_WString.h"
+#include "classlib/base/Kt_Codes.h"
+#include "classlib/base/Kt_PtrList.h"
+#include "classlib/text/Kt_WString.h"
 
 // Every operation record: name, code, the token as a dump shows it. The top hexadecimal digit of a
 // code is its class: 1 operands, 3 operators and opening brackets, 4 postfix, 7 closing

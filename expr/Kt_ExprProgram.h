@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "classlib/Kt_VarInline.h"
+#include "classlib/value/Kt_VarInline.h"
 #include "expr/Kt_Expr.h"
 
 namespace kt {

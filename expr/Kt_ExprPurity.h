@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 
 namespace kt {
 

@@ -7,9 +7,9 @@
 #include <algorithm>
 #include <array>
 
-#include "classlib/Kt_Charge.h"
-#include "classlib/Kt_Codes.h"
-#include "classlib/Kt_Variant.h"
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Codes.h"
+#include "classlib/value/Kt_Variant.h"
 
 namespace {
 

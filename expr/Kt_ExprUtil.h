@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 
 class Kt_ExprObject;
 class Kt_ExprObjInfo;

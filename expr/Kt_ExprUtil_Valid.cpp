@@ -4,8 +4,8 @@
 // token needs and does is one row of a table, so the whole grammar can be read in one place.
 #include <vector>
 
-#include "classlib/Kt_Charge.h"
-#include "classlib/Kt_Codes.h"
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Codes.h"
 #include "expr/Kt_ExprUtil.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "classlib/Kt_NativeStack.h"
+#include "classlib/base/Kt_NativeStack.h"
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
 #include "expr/detail/Kt_Evaluator.h"

@@ -17,7 +17,7 @@
 #include <bit>
 #include <limits>
 
-#include "classlib/Kt_Charge.h"
+#include "classlib/base/Kt_Charge.h"
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
 #include "object/Kt_ExprObject.h"

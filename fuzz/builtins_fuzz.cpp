@@ -7,9 +7,9 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "classlib/Kt_Codes.h"
-#include "classlib/Kt_Object.h"
-#include "classlib/Kt_Variable.h"
+#include "classlib/base/Kt_Codes.h"
+#include "classlib/value/Kt_Object.h"
+#include "classlib/value/Kt_Variable.h"
 #include "object/Kt_ExprObject.h"
 
 namespace {

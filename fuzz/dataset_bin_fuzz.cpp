@@ -2,7 +2,7 @@
 //
 // Any bytes as a binary dataset: they load whole or not at all, and what was loaded saves and loads
 // back equal, in the binary form and as XML.
-#include "classlib/Kt_Buffer.h"
+#include "classlib/base/Kt_Buffer.h"
 #include "fuzz/dataset_check.h"
 
 using kt::fuzz::Check;

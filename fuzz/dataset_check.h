@@ -9,7 +9,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 
 // What the targets over datasets hold against each other.
 namespace kt::fuzz {

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "classlib/Kt_Codes.h"
+#include "classlib/base/Kt_Codes.h"
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprDump.h"
 #include "expr/Kt_ExprLint.h"

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <memory>
 
-#include "classlib/Kt_Codes.h"
+#include "classlib/base/Kt_Codes.h"
 #include "expr/Kt_ExprUtil.h"
 
 namespace {

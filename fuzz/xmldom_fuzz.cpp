@@ -7,9 +7,9 @@
 #include <cstdlib>
 #include <string>
 
-#include "classlib/Kt_DomainElement.h"
-#include "classlib/Kt_WStrList.h"
-#include "classlib/Kt_XmlDOM.h"
+#include "classlib/domain/Kt_DomainElement.h"
+#include "classlib/text/Kt_WStrList.h"
+#include "classlib/xml/Kt_XmlDOM.h"
 
 namespace {
 

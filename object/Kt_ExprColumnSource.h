@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/Kt_Variant.h"
+#include "classlib/value/Kt_Variant.h"
 
 // What a stack entry asks of the object behind a column (kinds 33 and 34): implemented by dataset
 // wrappers beside Kt_ExprObject. Rows are visible rows, columns are indexes.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 
 // What is said of one built-in function, in one place for help, completion and the reference. The
 // call forms are the help text of the function table (Kt_ExprObject::GetIntFuncMap).

@@ -2,7 +2,7 @@
 //
 // Built-in functions between texts and binary values, through a code page.
 
-#include "classlib/Kt_AString.h"
+#include "classlib/text/Kt_AString.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_CodePageArg.h"
 #include "object/detail/Kt_FuncAnswers.h"

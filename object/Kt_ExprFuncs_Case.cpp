@@ -2,8 +2,8 @@
 //
 // Built-in functions: case, classes and widths of characters.
 
-#include "classlib/Kt_Charge.h"
-#include "classlib/Kt_Unicode.h"
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/text/Kt_Unicode.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_FuncAnswers.h"
 

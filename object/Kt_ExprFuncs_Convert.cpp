@@ -2,7 +2,7 @@
 //
 // Built-in functions that turn a value into one of another kind.
 
-#include "classlib/Kt_Clock.h"
+#include "classlib/value/Kt_Clock.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_DateArg.h"
 #include "object/detail/Kt_DecimalText.h"

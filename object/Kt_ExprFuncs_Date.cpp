@@ -2,8 +2,8 @@
 //
 // Built-in functions about dates. Accepted forms and how answers keep them: Kt_DateArg.
 
-#include "classlib/Kt_Clock.h"
-#include "classlib/Kt_Number.h"
+#include "classlib/text/Kt_Number.h"
+#include "classlib/value/Kt_Clock.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_DateArg.h"
 #include "object/detail/Kt_FuncAnswers.h"

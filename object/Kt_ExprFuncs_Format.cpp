@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <string>
 
-#include "classlib/Kt_Number.h"
-#include "classlib/Kt_NumberFormat.h"
+#include "classlib/text/Kt_Number.h"
+#include "classlib/text/Kt_NumberFormat.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_DateArg.h"
 #include "object/detail/Kt_DecimalText.h"

@@ -4,7 +4,7 @@
 // alone; the Ex forms carry the mark of the leap month along as the second item of a list, so that
 // lunar2solarEx(solar2lunarEx(d)) is d for every day.
 
-#include "classlib/Kt_LunarCalendar.h"
+#include "classlib/value/Kt_LunarCalendar.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_DateArg.h"
 #include "object/detail/Kt_FuncAnswers.h"

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "classlib/Kt_Random.h"
+#include "classlib/base/Kt_Random.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_FuncAnswers.h"
 

@@ -2,10 +2,10 @@
 //
 // Built-in functions about objects, kinds of values, lists, and expressions in texts.
 
-#include "classlib/Kt_Charge.h"
-#include "classlib/Kt_Number.h"
-#include "classlib/Kt_Settings.h"
-#include "classlib/Kt_WStrList.h"
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/text/Kt_Number.h"
+#include "classlib/text/Kt_Settings.h"
+#include "classlib/text/Kt_WStrList.h"
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
 #include "object/Kt_ExprObjInfo.h"

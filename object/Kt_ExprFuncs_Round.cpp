@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "classlib/Kt_Number.h"
+#include "classlib/text/Kt_Number.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_DecimalText.h"
 #include "object/detail/Kt_FuncAnswers.h"

@@ -4,7 +4,7 @@
 
 #include <cmath>
 
-#include "classlib/Kt_Charge.h"
+#include "classlib/base/Kt_Charge.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_FuncAnswers.h"
 

@@ -6,9 +6,9 @@
 #include <memory>
 #include <new>
 
-#include "classlib/Kt_AString.h"
-#include "classlib/Kt_Charge.h"
-#include "classlib/Kt_WStrList.h"
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/text/Kt_AString.h"
+#include "classlib/text/Kt_WStrList.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_FuncAnswers.h"
 

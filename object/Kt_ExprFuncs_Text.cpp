@@ -4,10 +4,10 @@
 
 #include <algorithm>
 
-#include "classlib/Kt_AString.h"
-#include "classlib/Kt_Charge.h"
-#include "classlib/Kt_Object.h"
-#include "classlib/Kt_Unicode.h"
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/text/Kt_AString.h"
+#include "classlib/text/Kt_Unicode.h"
+#include "classlib/value/Kt_Object.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_CodePageArg.h"
 #include "object/detail/Kt_DecimalText.h"

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "classlib/Kt_Charge.h"
+#include "classlib/base/Kt_Charge.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_FuncAnswers.h"
 

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 
 // A context that lists the names it answers, so that the message about an unknown one can suggest
 // what was meant. Contexts implement it beside Kt_ExprObject when they want to; the variables of

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/Kt_Buffer.h"
-#include "classlib/Kt_Object.h"
-#include "classlib/Kt_Result.h"
-#include "classlib/Kt_Variable.h"
-#include "classlib/Kt_Variant.h"
-#include "classlib/Kt_WorkMeter.h"
+#include "classlib/base/Kt_Buffer.h"
+#include "classlib/base/Kt_WorkMeter.h"
+#include "classlib/text/Kt_Result.h"
+#include "classlib/value/Kt_Object.h"
+#include "classlib/value/Kt_Variable.h"
+#include "classlib/value/Kt_Variant.h"
 #include "object/Kt_ExprFuncs.h"
 #include "object/Kt_NameTables.h"
 #include "object/Kt_RunError.h"

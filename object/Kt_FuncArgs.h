@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/Kt_Variant.h"
+#include "classlib/value/Kt_Variant.h"
 
 namespace kt {
 

@@ -3,8 +3,8 @@
 
 #include <new>
 
-#include "classlib/Kt_Charge.h"
-#include "classlib/Kt_Memory.h"
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Memory.h"
 #include "object/Kt_ExprObject.h"
 
 namespace kt {

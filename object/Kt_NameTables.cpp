@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/Kt_Types.h"
+#include "classlib/base/Kt_Types.h"
 
 class Kt_ExprObject;
 class Kt_Object;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/Kt_WorkMeter.h"
+#include "classlib/base/Kt_WorkMeter.h"
 
 class Kt_ExprObject;
 

@@ -8,10 +8,10 @@
 #include <algorithm>
 #include <new>
 
-#include "classlib/Kt_NearestName.h"
-#include "classlib/Kt_Result.h"
-#include "classlib/Kt_ThreadEnd.h"
-#include "classlib/Kt_Variable.h"
+#include "classlib/base/Kt_ThreadEnd.h"
+#include "classlib/text/Kt_NearestName.h"
+#include "classlib/text/Kt_Result.h"
+#include "classlib/value/Kt_Variable.h"
 #include "expr/Kt_Expr.h"
 #include "object/Kt_ExprNameSource.h"
 #include "object/Kt_ExprObject.h"

@@ -5,8 +5,8 @@
 #include <span>
 #include <vector>
 
-#include "classlib/Kt_Codes.h"
-#include "classlib/Kt_WString.h"
+#include "classlib/base/Kt_Codes.h"
+#include "classlib/text/Kt_WString.h"
 
 class Kt_ExprObject;
 class Kt_Result;

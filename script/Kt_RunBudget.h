@@ -2,5 +2,5 @@
 #pragma once
 
 // What a host allows a run (Kt_RunBudget), and how its own loops are charged to it (kt::ChargeRun).
-#include "classlib/Kt_WorkMeter.h"
+#include "classlib/base/Kt_WorkMeter.h"
 #include "object/Kt_RunCharge.h"

@@ -3,8 +3,8 @@
 
 #include <memory>
 
-#include "classlib/Kt_OneThread.h"
-#include "classlib/Kt_WStrList.h"
+#include "classlib/text/Kt_WStrList.h"
+#include "classlib/value/Kt_OneThread.h"
 #include "script/Kt_RunBudget.h"
 #include "script/Kt_ScriptContext.h"
 #include "script/Kt_ScriptFunc.h"

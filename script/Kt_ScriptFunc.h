@@ -3,9 +3,9 @@
 
 #include <unordered_map>
 
-#include "classlib/Kt_Symbol.h"
-#include "classlib/Kt_Variant.h"
-#include "classlib/Kt_WStrList.h"
+#include "classlib/text/Kt_Symbol.h"
+#include "classlib/text/Kt_WStrList.h"
+#include "classlib/value/Kt_Variant.h"
 #include "script/Kt_ScriptOpList.h"
 
 class Kt_ExprObject;

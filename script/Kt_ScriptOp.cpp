@@ -5,7 +5,7 @@
 #include <utility>
 #include <vector>
 
-#include "classlib/Kt_NativeStack.h"
+#include "classlib/base/Kt_NativeStack.h"
 #include "script/Kt_ScriptOpItem.h"
 #include "script/Kt_ScriptOpPayloads.h"
 

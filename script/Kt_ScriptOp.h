@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/Kt_ObjList.h"
-#include "classlib/Kt_Types.h"
+#include "classlib/base/Kt_Types.h"
+#include "classlib/value/Kt_ObjList.h"
 
 // Every statement of a parsed function: name, code, the form that a dump shows. The high digit is
 // the group: 1 declarations, 3 assignments to a plain name, 4 expression statements and

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "script/Kt_ScriptOpPayloads.h"
 
-#include "classlib/Kt_ObjBufPool.h"
+#include "classlib/base/Kt_ObjBufPool.h"
 #include "script/Kt_ScriptOpItem.h"
 
 // Pools are never destroyed: a static script of the host may be freed after everything here.

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/Kt_Codes.h"
-#include "classlib/Kt_WStrList.h"
+#include "classlib/base/Kt_Codes.h"
+#include "classlib/text/Kt_WStrList.h"
 
 // Scanners over raw script text: they find the end of a comment, a bracketed group, a statement, a
 // statement with its block, or the next case label, without making tokens.

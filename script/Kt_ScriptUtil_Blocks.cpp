@@ -2,7 +2,7 @@
 //
 // Where statements end that control other statements. Braces are passed in one run whatever they
 // hold; only statements without braces recurse, one level for each statement around them.
-#include "classlib/Kt_NativeStack.h"
+#include "classlib/base/Kt_NativeStack.h"
 #include "expr/Kt_ExprUtil.h"
 #include "script/Kt_ScriptUtil.h"
 #include "script/detail/Kt_ScriptScan.h"

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "classlib/Kt_WStrList.h"
+#include "classlib/text/Kt_WStrList.h"
 
 // What statements may contain without being wrong, though their author probably meant something
 // else: name, the name that users see, text. Expressions have warnings of their own, see

@@ -7,8 +7,8 @@
 #include <random>
 #include <utility>
 
-#include "classlib/Kt_Dataset.h"
-#include "classlib/Kt_Number.h"
+#include "classlib/store/Kt_Dataset.h"
+#include "classlib/text/Kt_Number.h"
 
 // Random datasets with everything that a file may have to hold, and how they are compared.
 

@@ -4,8 +4,8 @@
 #include <memory>
 #include <vector>
 
-#include "classlib/Kt_Memory.h"
-#include "classlib/Kt_NativeStack.h"
+#include "classlib/base/Kt_Memory.h"
+#include "classlib/base/Kt_NativeStack.h"
 #include "dataset/detail/Kt_RowLoop.h"
 #include "expr/Kt_ExprPurity.h"
 #include "object/Kt_ExprObjInfo.h"

@@ -5,7 +5,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "expr/Kt_Expr.h"
 #include "object/Kt_ExprObject.h"
 

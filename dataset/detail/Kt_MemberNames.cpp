@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "dataset/detail/Kt_MemberNames.h"
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "dataset/Kt_ExprDataset.h"
 
 namespace kt::detail {

@@ -3,7 +3,7 @@
 
 #include <vector>
 
-#include "classlib/Kt_Types.h"
+#include "classlib/base/Kt_Types.h"
 
 class Kt_Dataset;
 class Kt_WString;

@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <atomic>
 
-#include "classlib/Kt_Memory.h"
+#include "classlib/base/Kt_Memory.h"
 #include "dataset/detail/Kt_RowBlock.h"
 #include "dataset/detail/Kt_RowLoop.h"
 #include "object/Kt_ExprStackObj.h"

@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "classlib/Kt_RowReader.h"
+#include "classlib/store/Kt_RowReader.h"
 #include "expr/Kt_ExprProgram.h"
 #include "object/Kt_NameTables.h"
 

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "dataset/Kt_DatasetCtx.h"
 #include "dataset/detail/Kt_RowExpr.h"
 

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "dataset/detail/Kt_MethodArgs.h"
 
 namespace kt::detail {

@@ -5,7 +5,7 @@
 #include <limits>
 #include <type_traits>
 
-#include "classlib/Kt_VarInline.h"
+#include "classlib/value/Kt_VarInline.h"
 
 namespace kt::detail {
 

@@ -2,7 +2,7 @@
 // script makes it, and lets scripts work on the orders and on a view of them.
 #include <iostream>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "script/Kt_Script.h"

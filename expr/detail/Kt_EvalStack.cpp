@@ -3,7 +3,7 @@
 
 #include <mutex>
 
-#include "classlib/Kt_ThreadMutex.h"
+#include "classlib/base/Kt_ThreadMutex.h"
 
 namespace kt::detail {
 

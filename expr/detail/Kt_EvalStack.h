@@ -3,7 +3,7 @@
 
 #include <atomic>
 
-#include "classlib/Kt_Memory.h"
+#include "classlib/base/Kt_Memory.h"
 #include "object/Kt_ExprStackObj.h"
 
 namespace kt::detail {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "expr/detail/Kt_Evaluator.h"
 
-#include "classlib/Kt_VarInline.h"
+#include "classlib/value/Kt_VarInline.h"
 #include "expr/Kt_ExprUtil.h"
 #include "expr/detail/Kt_TraceCalls.h"
 #include "object/Kt_ExprColumnSource.h"

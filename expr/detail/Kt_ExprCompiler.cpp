@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "expr/detail/Kt_ExprCompiler.h"
 
-#include "classlib/Kt_Memory.h"
+#include "classlib/base/Kt_Memory.h"
 #include "expr/Kt_ExprUtil.h"
 #include "expr/detail/Kt_Evaluator.h"
 

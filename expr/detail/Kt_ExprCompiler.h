@@ -4,7 +4,7 @@
 #include <map>
 #include <vector>
 
-#include "classlib/Kt_Symbol.h"
+#include "classlib/text/Kt_Symbol.h"
 #include "expr/Kt_ExprProgram.h"
 
 namespace kt::detail {

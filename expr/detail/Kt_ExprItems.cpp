@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "expr/detail/Kt_ExprItems.h"
 
-#include "classlib/Kt_Charge.h"
+#include "classlib/base/Kt_Charge.h"
 #include "expr/Kt_ExprUtil.h"
 
 namespace kt::detail {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "object/detail/Kt_DateArg.h"
 
-#include "classlib/Kt_Number.h"
+#include "classlib/text/Kt_Number.h"
 
 namespace kt::detail {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/Kt_DateTime.h"
-#include "classlib/Kt_Variant.h"
+#include "classlib/value/Kt_DateTime.h"
+#include "classlib/value/Kt_Variant.h"
 
 namespace kt::detail {
 

@@ -4,9 +4,9 @@
 #include <algorithm>
 #include <string>
 
-#include "classlib/Kt_Charge.h"
-#include "classlib/Kt_Number.h"
-#include "classlib/Kt_Unicode.h"
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/text/Kt_Number.h"
+#include "classlib/text/Kt_Unicode.h"
 
 namespace kt::detail {
 

@@ -3,7 +3,7 @@
 
 #include <string_view>
 
-#include "classlib/Kt_Variant.h"
+#include "classlib/value/Kt_Variant.h"
 
 namespace kt::detail {
 

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 
-#include "classlib/Kt_NativeStack.h"
-#include "classlib/Kt_WorkMeter.h"
+#include "classlib/base/Kt_NativeStack.h"
+#include "classlib/base/Kt_WorkMeter.h"
 #include "expr/Kt_ExprUtil.h"
 #include "script/Kt_ScriptUtil.h"
 

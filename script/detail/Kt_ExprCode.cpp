@@ -4,8 +4,8 @@
 #include <new>
 #include <utility>
 
-#include "classlib/Kt_Memory.h"
-#include "classlib/Kt_VarInline.h"
+#include "classlib/base/Kt_Memory.h"
+#include "classlib/value/Kt_VarInline.h"
 #include "object/Kt_ExprStackObj.h"
 #include "script/detail/Kt_Interpreter.h"
 

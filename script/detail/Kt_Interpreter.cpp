@@ -3,8 +3,8 @@
 
 #include <algorithm>
 
-#include "classlib/Kt_NativeStack.h"
-#include "classlib/Kt_VarInline.h"
+#include "classlib/base/Kt_NativeStack.h"
+#include "classlib/value/Kt_VarInline.h"
 #include "object/Kt_ExprStackObj.h"
 #include "object/Kt_MemoryDoor.h"
 #include "script/Kt_ScriptOpPayloads.h"

@@ -5,7 +5,7 @@
 #include <typeinfo>
 #include <utility>
 
-#include "classlib/Kt_Memory.h"
+#include "classlib/base/Kt_Memory.h"
 #include "script/Kt_RunBudget.h"
 #include "script/detail/Kt_Scope.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Global declarations: evaluated while the script loads.
-#include "classlib/Kt_Memory.h"
+#include "classlib/base/Kt_Memory.h"
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
 #include "script/Kt_Script.h"

@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "classlib/Kt_WorkMeter.h"
+#include "classlib/base/Kt_WorkMeter.h"
 #include "expr/Kt_ExprUtil.h"
 #include "script/Kt_Script.h"
 #include "script/Kt_ScriptUtil.h"

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "classlib/Kt_Codes.h"
+#include "classlib/base/Kt_Codes.h"
 
 // The forms of the scanners of Kt_ScriptUtil that the parser works with: they know how deep the
 // text is nested already, and tell places in the text where the public ones give copies.

@@ -19,8 +19,8 @@
 #include <unordered_map>
 #include <unordered_set>
 
-#include "classlib/Kt_LookAlike.h"
-#include "classlib/Kt_Unicode.h"
+#include "classlib/text/Kt_LookAlike.h"
+#include "classlib/text/Kt_Unicode.h"
 #include "expr/Kt_ExprUtil.h"
 
 namespace kt::detail {

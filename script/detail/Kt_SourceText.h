@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 
 // Script text as the parser sees it: a source, the lines in it, and slices that know where in the
 // source they come from.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/Kt_Codes.h"
+#include "classlib/base/Kt_Codes.h"
 #include "script/Kt_SyntaxErrors.h"
 #include "script/detail/Kt_SourceText.h"
 

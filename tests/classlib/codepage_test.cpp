@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
-#include "classlib/Kt_AString.h"
-#include "classlib/Kt_EncodingDetector.h"
+#include "classlib/text/Kt_AString.h"
+#include "classlib/text/Kt_EncodingDetector.h"
 #include "test_text.h"
 
 namespace {

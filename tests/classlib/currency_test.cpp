@@ -3,7 +3,7 @@
 
 #include <limits>
 
-#include "classlib/Kt_Currency.h"
+#include "classlib/value/Kt_Currency.h"
 #include "test_text.h"
 
 namespace {

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "test_text.h"
 
 namespace {

@@ -7,7 +7,7 @@
 #include <random>
 #include <string>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "plain_csv.h"
 #include "test_text.h"
 

@@ -7,8 +7,8 @@
 #include <cstdlib>
 #include <random>
 
-#include "classlib/Kt_Buffer.h"
-#include "classlib/Kt_Object.h"
+#include "classlib/base/Kt_Buffer.h"
+#include "classlib/value/Kt_Object.h"
 #include "random_dataset.h"
 #include "test_text.h"
 

@@ -6,7 +6,7 @@
 #include <random>
 #include <string>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "test_text.h"
 
 namespace {

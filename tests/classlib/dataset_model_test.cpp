@@ -16,8 +16,8 @@
 #include <thread>
 #include <vector>
 
-#include "classlib/Kt_Buffer.h"
-#include "classlib/Kt_Dataset.h"
+#include "classlib/base/Kt_Buffer.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "test_text.h"
 
 namespace {

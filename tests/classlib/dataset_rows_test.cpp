@@ -7,7 +7,7 @@
 #include <limits>
 #include <string>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "test_text.h"
 
 namespace {

@@ -11,9 +11,9 @@
 #include <random>
 #include <vector>
 
-#include "classlib/Kt_Buffer.h"
-#include "classlib/Kt_Dataset.h"
-#include "classlib/Kt_DatasetList.h"
+#include "classlib/base/Kt_Buffer.h"
+#include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/Kt_DatasetList.h"
 #include "test_text.h"
 
 namespace {

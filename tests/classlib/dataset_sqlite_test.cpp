@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "classlib/Kt_Dataset.h"
-#include "classlib/Kt_Pivot.h"
+#include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/Kt_Pivot.h"
 #include "test_text.h"
 
 namespace {

@@ -3,7 +3,7 @@
 
 #include <limits>
 
-#include "classlib/Kt_DateTime.h"
+#include "classlib/value/Kt_DateTime.h"
 #include "test_text.h"
 
 namespace {

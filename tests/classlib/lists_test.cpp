@@ -12,12 +12,12 @@
 #include <thread>
 #include <vector>
 
-#include "classlib/Kt_Buffer.h"
-#include "classlib/Kt_IntList.h"
-#include "classlib/Kt_ObjBufPool.h"
-#include "classlib/Kt_ObjList.h"
-#include "classlib/Kt_PtrList.h"
-#include "classlib/Kt_ThreadMutex.h"
+#include "classlib/base/Kt_Buffer.h"
+#include "classlib/base/Kt_IntList.h"
+#include "classlib/base/Kt_ObjBufPool.h"
+#include "classlib/base/Kt_PtrList.h"
+#include "classlib/base/Kt_ThreadMutex.h"
+#include "classlib/value/Kt_ObjList.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <random>
 #include <string>
 
-#include "classlib/Kt_Pivot.h"
+#include "classlib/store/Kt_Pivot.h"
 #include "test_text.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <optional>
 #include <random>
 
-#include "classlib/Kt_Settings.h"
+#include "classlib/text/Kt_Settings.h"
 #include "test_text.h"
 
 namespace {

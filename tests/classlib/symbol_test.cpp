@@ -5,8 +5,8 @@
 #include <thread>
 #include <vector>
 
-#include "classlib/Kt_Symbol.h"
-#include "classlib/Kt_Variable.h"
+#include "classlib/text/Kt_Symbol.h"
+#include "classlib/value/Kt_Variable.h"
 
 namespace {
 

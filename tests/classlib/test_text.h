@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 
 // UTF-8 of a text, so that failures print it.
 inline std::string Utf8(std::u16string_view text) { return Kt_WString(text).ToUtf8(); }

@@ -4,8 +4,8 @@
 #include <functional>
 #include <sstream>
 
-#include "classlib/Kt_Codes.h"
-#include "classlib/Kt_VarInline.h"
+#include "classlib/base/Kt_Codes.h"
+#include "classlib/value/Kt_VarInline.h"
 #include "variant_samples.h"
 
 namespace {

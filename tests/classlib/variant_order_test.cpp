@@ -8,7 +8,7 @@
 #include <functional>
 #include <random>
 
-#include "classlib/Kt_Number.h"
+#include "classlib/text/Kt_Number.h"
 #include "variant_samples.h"
 
 namespace {

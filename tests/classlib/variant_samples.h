@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "classlib/Kt_Object.h"
-#include "classlib/Kt_Variable.h"
-#include "classlib/Kt_Variant.h"
+#include "classlib/value/Kt_Object.h"
+#include "classlib/value/Kt_Variable.h"
+#include "classlib/value/Kt_Variant.h"
 #include "test_text.h"
 
 inline constexpr kt_long kMaxLong = std::numeric_limits<kt_long>::max();

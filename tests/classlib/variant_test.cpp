@@ -8,8 +8,8 @@
 #include <string>
 #include <type_traits>
 
-#include "classlib/Kt_Number.h"
-#include "classlib/Kt_Variant.h"
+#include "classlib/text/Kt_Number.h"
+#include "classlib/value/Kt_Variant.h"
 #include "variant_samples.h"
 
 namespace {

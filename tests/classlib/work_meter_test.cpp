@@ -4,12 +4,12 @@
 // not depend on where the pieces meet. What a meter counts, and how meters nest.
 #include <gtest/gtest.h>
 
-#include "classlib/Kt_AString.h"
-#include "classlib/Kt_Charge.h"
-#include "classlib/Kt_Codes.h"
-#include "classlib/Kt_Unicode.h"
-#include "classlib/Kt_Variant.h"
-#include "classlib/Kt_WorkMeter.h"
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Codes.h"
+#include "classlib/base/Kt_WorkMeter.h"
+#include "classlib/text/Kt_AString.h"
+#include "classlib/text/Kt_Unicode.h"
+#include "classlib/value/Kt_Variant.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <limits>
 #include <random>
 
-#include "classlib/Kt_Symbol.h"
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_Symbol.h"
+#include "classlib/text/Kt_WString.h"
 #include "test_text.h"
 
 namespace {

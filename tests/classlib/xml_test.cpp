@@ -6,8 +6,8 @@
 #include <functional>
 #include <random>
 
-#include "classlib/Kt_XmlDOM.h"
-#include "classlib/Kt_XmlWriter.h"
+#include "classlib/xml/Kt_XmlDOM.h"
+#include "classlib/xml/Kt_XmlWriter.h"
 #include "test_text.h"
 
 namespace {

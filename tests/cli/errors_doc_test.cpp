@@ -5,7 +5,7 @@
 
 #include <map>
 
-#include "classlib/Kt_Codes.h"
+#include "classlib/base/Kt_Codes.h"
 #include "cli_test_util.h"
 
 namespace {

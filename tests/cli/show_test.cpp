@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <regex>
 
-#include "classlib/Kt_XmlDOM.h"
+#include "classlib/xml/Kt_XmlDOM.h"
 #include "cli/Kt_CliCell.h"
 #include "cli/Kt_CliChart.h"
 #include "cli/Kt_CliSha256.h"

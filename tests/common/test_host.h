@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "classlib/Kt_Result.h"
-#include "classlib/Kt_Variable.h"
+#include "classlib/text/Kt_Result.h"
+#include "classlib/value/Kt_Variable.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "object/Kt_ExprObject.h"
 

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "common/test_host.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "expr/Kt_Expr.h"

@@ -4,8 +4,8 @@
 // has gone.
 #include <gtest/gtest.h>
 
-#include "classlib/Kt_Codes.h"
-#include "classlib/Kt_XmlDOM.h"
+#include "classlib/base/Kt_Codes.h"
+#include "classlib/xml/Kt_XmlDOM.h"
 #include "dataset/Kt_ExprDomain.h"
 #include "dataset_test_util.h"
 

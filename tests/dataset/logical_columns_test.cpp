@@ -3,7 +3,7 @@
 // Logical columns whose cells are computed by an expression.
 #include <gtest/gtest.h>
 
-#include "classlib/Kt_Buffer.h"
+#include "classlib/base/Kt_Buffer.h"
 #include "dataset_test_util.h"
 
 namespace {

@@ -11,7 +11,7 @@
 #include <set>
 #include <sstream>
 
-#include "classlib/Kt_WStrList.h"
+#include "classlib/text/Kt_WStrList.h"
 #include "dataset/Kt_DatasetCtx.h"
 #include "dataset/Kt_ExprDatasetDoc.h"
 #include "dataset_test_util.h"

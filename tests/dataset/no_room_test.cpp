@@ -4,7 +4,7 @@
 // never come.
 #include <gtest/gtest.h>
 
-#include "classlib/Kt_Memory.h"
+#include "classlib/base/Kt_Memory.h"
 #include "dataset_test_util.h"
 
 namespace {

@@ -4,8 +4,8 @@
 // things with one name is meant.
 #include <gtest/gtest.h>
 
-#include "classlib/Kt_DatasetList.h"
-#include "classlib/Kt_Unicode.h"
+#include "classlib/store/Kt_DatasetList.h"
+#include "classlib/text/Kt_Unicode.h"
 #include "dataset/Kt_DatasetCtx.h"
 #include "dataset_test_util.h"
 #include "script/Kt_Script.h"

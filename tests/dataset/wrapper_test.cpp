@@ -6,7 +6,7 @@
 
 #include <optional>
 
-#include "classlib/Kt_ObjList.h"
+#include "classlib/value/Kt_ObjList.h"
 #include "dataset_test_util.h"
 
 namespace {

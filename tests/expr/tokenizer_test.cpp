@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
-#include "classlib/Kt_Codes.h"
-#include "classlib/Kt_Variant.h"
+#include "classlib/base/Kt_Codes.h"
+#include "classlib/value/Kt_Variant.h"
 #include "expr/Kt_ExprUtil.h"
 
 namespace {

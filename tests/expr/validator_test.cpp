@@ -4,7 +4,7 @@
 #include <span>
 #include <string>
 
-#include "classlib/Kt_Codes.h"
+#include "classlib/base/Kt_Codes.h"
 #include "expr/Kt_ExprUtil.h"
 
 namespace {

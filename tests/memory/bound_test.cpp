@@ -5,7 +5,7 @@
 
 #include <thread>
 
-#include "classlib/Kt_Memory.h"
+#include "classlib/base/Kt_Memory.h"
 #include "dataset/dataset_test_util.h"
 
 namespace kt::test {

@@ -4,8 +4,8 @@
 // much more than that, however large its arguments are.
 #include <gtest/gtest.h>
 
-#include "classlib/Kt_Memory.h"
-#include "classlib/Kt_Number.h"
+#include "classlib/base/Kt_Memory.h"
+#include "classlib/text/Kt_Number.h"
 #include "dataset/dataset_test_util.h"
 #include "memory/alloc_faults.h"
 

@@ -13,8 +13,8 @@
 #include <cstdlib>
 #include <map>
 
-#include "classlib/Kt_Buffer.h"
-#include "classlib/Kt_Memory.h"
+#include "classlib/base/Kt_Buffer.h"
+#include "classlib/base/Kt_Memory.h"
 #include "dataset/dataset_test_util.h"
 #include "memory/alloc_faults.h"
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "classlib/Kt_Result.h"
-#include "classlib/Kt_Variable.h"
+#include "classlib/text/Kt_Result.h"
+#include "classlib/value/Kt_Variable.h"
 #include "expr/Kt_Expr.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "object/Kt_ExprObject.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "builtin_test_util.h"
-#include "classlib/Kt_Clock.h"
+#include "classlib/value/Kt_Clock.h"
 
 namespace {
 

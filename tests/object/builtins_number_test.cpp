@@ -4,8 +4,8 @@
 #include <limits>
 
 #include "builtin_test_util.h"
-#include "classlib/Kt_Random.h"
-#include "classlib/Kt_Settings.h"
+#include "classlib/base/Kt_Random.h"
+#include "classlib/text/Kt_Settings.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "builtin_test_util.h"
-#include "classlib/Kt_Unicode.h"
+#include "classlib/text/Kt_Unicode.h"
 
 namespace {
 

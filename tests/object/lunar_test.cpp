@@ -3,7 +3,7 @@
 // The lunar calendar against dates that almanacs publish.
 
 #include "builtin_test_util.h"
-#include "classlib/Kt_LunarCalendar.h"
+#include "classlib/value/Kt_LunarCalendar.h"
 
 namespace {
 

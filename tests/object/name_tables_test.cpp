@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "classlib/Kt_WString.h"
+#include "classlib/text/Kt_WString.h"
 #include "object/Kt_NameTables.h"
 
 namespace {

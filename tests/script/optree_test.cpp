@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
-#include "classlib/Kt_ObjBufPool.h"
+#include "classlib/base/Kt_ObjBufPool.h"
 #include "script/Kt_ScriptOpItem.h"
 #include "script/Kt_ScriptUtil.h"
 #include "script_test_util.h"

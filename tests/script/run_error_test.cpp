@@ -6,7 +6,7 @@
 
 #include <thread>
 
-#include "classlib/Kt_NearestName.h"
+#include "classlib/text/Kt_NearestName.h"
 #include "common/test_host.h"
 #include "expr/Kt_Expr.h"
 #include "object/Kt_ExprNameSource.h"

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "classlib/Kt_WStrList.h"
+#include "classlib/text/Kt_WStrList.h"
 
 inline std::string Utf8(std::u16string_view text) { return Kt_WString(text).ToUtf8(); }
 

@@ -3,8 +3,8 @@
 // Warnings of what a reader of a source cannot see or takes for something else.
 #include <gtest/gtest.h>
 
-#include "classlib/Kt_LookAlike.h"
-#include "classlib/Kt_Unicode.h"
+#include "classlib/text/Kt_LookAlike.h"
+#include "classlib/text/Kt_Unicode.h"
 #include "script/Kt_Script.h"
 #include "script/Kt_SyntaxErrors.h"
 

@@ -8,7 +8,7 @@
 
 #include <thread>
 
-#include "classlib/Kt_Dataset.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "common/test_host.h"
 #include "script/Kt_Script.h"
 

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+#include "classlib/base/Kt_Memory.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <utility>
+
+#include "classlib/base/Kt_Codes.h"
+
+namespace {
+
+constexpr std::int64_t kNoStop = std::numeric_limits<std::int64_t>::max();
+
+// Of this thread: requested less released, and the number that the first may not pass.
+KT_THREAD_LOCAL std::int64_t used_bytes = 0;
+KT_THREAD_LOCAL std::int64_t stop_bytes = kNoStop;
+
+KT_THREAD_LOCAL std::uint32_t failures = 0;
+KT_THREAD_LOCAL std::uint32_t reported_failures = 0;
+
+// What `added` bytes more will make of the account; past the limit it throws.
+std::int64_t CountWith(std::int64_t added) {
+  const std::int64_t used = used_bytes + added;
+  if (KT_UNLIKELY(used > stop_bytes && added > 0)) throw std::bad_alloc();
+  return used;
+}
+
+struct NotedFailure : std::bad_alloc {};
+
+void* Checked(void* memory, std::int64_t used) {
+  if (KT_UNLIKELY(memory == nullptr)) throw std::bad_alloc();
+  used_bytes = used;
+  return memory;
+}
+
+// What the usual allocators take for a request: their own word, and whole multiples of 16. Small
+// texts would pass the limit by half without that.
+std::int64_t Taken(std::size_t bytes) {
+  return static_cast<std::int64_t>((bytes + sizeof(void*) + 15) / 16 * 16);
+}
+
+}  // namespace
+
+Kt_CountedMemory::Kt_CountedMemory(std::int64_t limit_bytes) noexcept
+    : used_before_(used_bytes), outer_stop_(stop_bytes) {
+  // What is used may be below 0, and a limit as large as can be.
+  if (limit_bytes > 0 && used_bytes < kNoStop - limit_bytes) {
+    stop_bytes = std::min(stop_bytes, used_bytes + limit_bytes);
+  }
+}
+
+Kt_CountedMemory::~Kt_CountedMemory() { stop_bytes = outer_stop_; }
+
+std::int64_t Kt_CountedMemory::GetUsedBytes() const noexcept { return used_bytes - used_before_; }
+
+Kt_MemoryPause::Kt_MemoryPause() noexcept : paused_stop_(std::exchange(stop_bytes, kNoStop)) {}
+
+Kt_MemoryPause::~Kt_MemoryPause() { stop_bytes = paused_stop_; }
+
+void* kt::Allocate(std::size_t bytes) {
+  const std::int64_t used = CountWith(Taken(bytes));
+  return Checked(std::malloc(bytes), used);
+}
+
+void* kt::AllocateZeroed(std::size_t bytes) {
+  const std::int64_t used = CountWith(Taken(bytes));
+  return Checked(std::calloc(1, bytes), used);
+}
+
+void* kt::Reallocate(void* memory, std::size_t old_bytes, std::size_t bytes) {
+  const std::int64_t used = CountWith(Taken(bytes) - Taken(old_bytes));
+  return Checked(std::realloc(memory, bytes), used);
+}
+
+void kt::Free(void* memory, std::size_t bytes) noexcept {
+  std::free(memory);
+  used_bytes -= Taken(bytes);
+}
+
+std::uint32_t kt::MemoryFailures() noexcept { return failures; }
+
+kt_long kt::NoteMemoryFailure() noexcept {
+  ++failures;
+  return kErrNoMemory;
+}
+
+bool kt::TakeMemoryFailure() noexcept {
+  const bool is_new = reported_failures != failures;
+  reported_failures = failures;
+  return is_new;
+}
+
+kt_long kt::NoteMemoryFailure(const std::bad_alloc& failure) noexcept {
+  return dynamic_cast<const NotedFailure*>(&failure) != nullptr ? kErrNoMemory
+                                                                : NoteMemoryFailure();
+}
+
+void kt::PassMemoryFailure(std::uint32_t before) {
+  if (KT_UNLIKELY(failures != before)) PassMemoryFailure();
+}
+
+void kt::PassMemoryFailure() { throw NotedFailure(); }

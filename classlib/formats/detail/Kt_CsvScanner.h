@@ -1,0 +1,195 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+#include "classlib/base/Kt_Charge.h"
+
+namespace kt::detail {
+
+template <class Unit>
+struct CsvFormat {
+  Unit separator = ',';
+  Unit quote = '"';  // 0: cells have no quotes
+  Unit comment = 0;  // 0: there are no comments
+};
+
+// Cuts CSV text into records of cells. Cells are views into the text; nothing is copied until a
+// cell with doubled quotes is asked for its content.
+//
+// A record is a line, or several when a quoted cell has line ends in it. Where quotes break the
+// rules, the line in which the record began is a bad record of its own and the next one begins with
+// the line after it, however far the quotes reached: one stray quote costs one line, and every line
+// belongs to exactly one record. Lines of comments, which begin with the sign where a record
+// begins, belong to none.
+//
+// No text is read more than three times, whatever its quotes are. Say that a record runs from line
+// i to line j and breaks there. Then it is inside quotes at the end of the lines i to j-1, so each
+// of the lines i+1 to j-1 has an even number of quotes. A record that begins with one of those is
+// outside of quotes at the end of that line and ends there. So each of them is read by itself once
+// more, and only the record of line j can run on. A bad record reads its own line once more.
+template <class Unit>
+class CsvScanner {
+ public:
+  using View = std::basic_string_view<Unit>;
+  struct Cell {
+    View text;  // without the outer quotes
+    bool quoted = false;
+    bool doubled = false;  // quotes in the text are written twice
+
+    bool IsNull() const { return text.empty() && !quoted; }
+    // The content; `buffer` is used when quotes have to be undoubled.
+    View Content(Unit quote, std::basic_string<Unit>& buffer) const {
+      if (!doubled) return text;
+      buffer.clear();
+      for (std::size_t at = 0; at < text.size(); ++at) {
+        buffer += text[at];
+        if (text[at] == quote) ++at;
+      }
+      return buffer;
+    }
+  };
+  enum class Row : std::uint8_t { kGood, kBad, kEnd };
+
+  CsvScanner(View text, const CsvFormat<Unit>& format)
+      : at_(text.data()), end_(at_ + text.size()), format_(format) {
+    stops_.fill(false);
+    for (const Unit stop : {Unit{'\n'}, Unit{'\r'}, format.separator, format.quote}) {
+      const auto code = static_cast<std::make_unsigned_t<Unit>>(stop);
+      if (code < stops_.size()) stops_[code] = true;
+    }
+    // Without quotes a NUL is a character like any other.
+    if (format.quote == 0 && format.separator != 0) stops_[0] = false;
+  }
+
+  void SkipLines(std::int64_t count) {
+    for (; count > 0 && at_ != end_; --count) SkipLine();
+  }
+
+  // The next record; `cells` is filled for a good one. Empty lines are records with one null cell.
+  Row Next(std::vector<Cell>& cells) {
+    cells.clear();
+    while (format_.comment != 0 && at_ != end_ && *at_ == format_.comment) SkipLine();
+    record_ = at_;
+    if (at_ == end_) return Row::kEnd;
+    line_ = next_line_;
+    for (;;) {
+      Cell& cell = cells.emplace_back();
+      if (IsQuoteAt(at_)) {
+        if (!Quoted(cell)) return Row::kBad;
+      } else if (!Plain(cell)) {
+        return Row::kBad;
+      }
+      if (at_ == end_ || *at_ != format_.separator) {
+        record_end_ = at_;
+        has_line_ends_ = next_line_ > line_;
+        SkipLineEnd();
+        return Row::kGood;
+      }
+      ++at_;
+    }
+  }
+
+  std::int64_t Line() const { return line_; }          // in which the last record begins
+  bool HasLineEnds() const { return has_line_ends_; }  // inside the cells of the last record
+  // The last record as it stands, without its line end.
+  View Text() const { return {record_, static_cast<std::size_t>(record_end_ - record_)}; }
+  const char16_t* Reason() const { return reason_; }
+
+ private:
+  bool IsQuoteAt(const Unit* at) const {
+    return at != end_ && *at == format_.quote && format_.quote != 0;
+  }
+  bool IsStop(Unit unit) const {
+    const auto code = static_cast<std::make_unsigned_t<Unit>>(unit);
+    if (code < stops_.size()) return stops_[code];
+    return unit == format_.separator || unit == format_.quote;
+  }
+  static bool IsLineEnd(Unit unit) { return unit == '\n' || unit == '\r'; }
+
+  // Goes on to the first unit that `goes_on` refuses. Long ways are charged on the way; the caller
+  // charges by the record.
+  template <class GoesOn>
+  void Pass(GoesOn goes_on) {
+    for (;;) {
+      const auto left = static_cast<std::size_t>(end_ - at_);
+      const Unit* const stop = at_ + std::min(left, kPieceUnits);
+      while (at_ != stop && goes_on(*at_)) ++at_;
+      if (at_ != stop || at_ == end_) return;
+      ChargeOrLeave(static_cast<std::int64_t>(kPieceUnits));
+    }
+  }
+
+  bool Plain(Cell& cell) {
+    const Unit* const start = at_;
+    Pass([this](Unit unit) { return !IsStop(unit); });
+    cell.text = View(start, static_cast<std::size_t>(at_ - start));
+    return !IsQuoteAt(at_) || Bad(u"quote inside a cell without quotes");
+  }
+
+  bool Quoted(Cell& cell) {
+    const Unit quote = format_.quote;
+    const Unit* const start = ++at_;
+    cell.quoted = true;
+    for (;; ++at_) {
+      Pass([quote](Unit unit) { return unit != quote && !IsLineEnd(unit); });
+      if (at_ == end_) return Bad(u"quote that is never closed");
+      if (*at_ == '\r') {
+        next_line_ += at_ + 1 == end_ || at_[1] != '\n' ? 1 : 0;
+      } else if (*at_ == '\n') {
+        ++next_line_;
+      } else if (at_ + 1 != end_ && at_[1] == quote) {
+        cell.doubled = true;
+        ++at_;
+      } else {
+        break;
+      }
+    }
+    cell.text = View(start, static_cast<std::size_t>(at_ - start));
+    ++at_;
+    if (at_ == end_ || *at_ == format_.separator || IsLineEnd(*at_)) return true;
+    return Bad(u"text after a closing quote");
+  }
+
+  // The record is its first line.
+  bool Bad(const char16_t* reason) {
+    reason_ = reason;
+    at_ = record_;
+    next_line_ = line_;
+    Pass([](Unit unit) { return !IsLineEnd(unit); });
+    record_end_ = at_;
+    has_line_ends_ = false;
+    SkipLineEnd();
+    return false;
+  }
+
+  void SkipLine() {
+    Pass([](Unit unit) { return !IsLineEnd(unit); });
+    SkipLineEnd();
+  }
+
+  void SkipLineEnd() {
+    if (at_ == end_) return;
+    if (*at_++ == '\r' && at_ != end_ && *at_ == '\n') ++at_;
+    ++next_line_;
+  }
+
+  const Unit* at_;
+  const Unit* end_;
+  const Unit* record_ = nullptr;
+  const Unit* record_end_ = nullptr;
+  CsvFormat<Unit> format_;
+  std::array<bool, 128> stops_;
+  std::int64_t line_ = 1;
+  std::int64_t next_line_ = 1;
+  bool has_line_ends_ = false;
+  const char16_t* reason_ = u"";
+};
+
+}  // namespace kt::detail

@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: MIT
+#include "classlib/formats/detail/Kt_FileText.h"
+
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "classlib/text/Kt_Number.h"
+
+namespace kt::detail {
+
+namespace {
+
+constexpr char16_t kBase64[] = u"ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+int Base64Digit(char16_t unit) {
+  if (unit >= u'A' && unit <= u'Z') return unit - u'A';
+  if (unit >= u'a' && unit <= u'z') return unit - u'a' + 26;
+  if (unit >= u'0' && unit <= u'9') return unit - u'0' + 52;
+  if (unit == u'+') return 62;
+  return unit == u'/' ? 63 : -1;
+}
+
+Kt_WString Base64Text(std::span<const std::uint8_t> bytes) {
+  std::u16string out;
+  out.reserve((bytes.size() + 2) / 3 * 4);
+  for (std::size_t at = 0; at < bytes.size(); at += 3) {
+    const std::size_t left = std::min<std::size_t>(3, bytes.size() - at);
+    std::uint32_t group = 0;
+    for (std::size_t byte = 0; byte < 3; ++byte) {
+      group = group << 8 | (byte < left ? bytes[at + byte] : 0u);
+    }
+    for (std::size_t digit = 0; digit < 4; ++digit) {
+      out += digit <= left ? kBase64[group >> (18 - 6 * digit) & 63] : u'=';
+    }
+  }
+  return Kt_WString(out);
+}
+
+bool SameBits(double a, double b) {
+  return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
+}
+
+Kt_WString DateText(Kt_DateTime moment) {
+  const Kt_WString text = moment.ToText(true);
+  Kt_DateTime back;
+  if (!text.IsEmpty() && Kt_DateTime::FromText(text, back) && SameBits(back.days, moment.days)) {
+    return text;
+  }
+  return FileText(moment.days);
+}
+
+Kt_WString DoubleText(double value) {
+  // The usual text never shows the sign of zero.
+  if (value == 0 && std::signbit(value)) return u"-0.0";
+  return kt_shortestdoubleW(value);
+}
+
+}  // namespace
+
+Kt_WString FileText(const Kt_Variant& value) {
+  switch (value.GetTag()) {
+    case kTagDouble: return DoubleText(value.AsDouble());
+    case kTagDateTime: return DateText(Kt_DateTime{value.AsDouble()});
+    case kTagBinary: return Base64Text(value.AsBinary());
+    case kTagList:
+    case kTagObject: return {};
+    default: return value.ToString();
+  }
+}
+
+bool ReadFileNumber(std::u16string_view text, double& value) {
+  if (kt_readnumberW(text, value)) return true;
+  const bool negative = text == u"-inf";
+  if (negative || text == u"inf") {
+    value = negative ? -std::numeric_limits<double>::infinity()
+                     : std::numeric_limits<double>::infinity();
+    return true;
+  }
+  if (text != u"nan") return false;
+  value = std::numeric_limits<double>::quiet_NaN();
+  return true;
+}
+
+bool ReadBase64(std::u16string_view text, Kt_Variant& value) {
+  if (text.size() % 4 != 0) return false;
+  while (!text.empty() && text.back() == u'=') text.remove_suffix(1);
+  std::vector<std::uint8_t> bytes;
+  bytes.reserve(text.size() / 4 * 3 + 3);
+  std::uint32_t group = 0;
+  int bits = 0;
+  for (const char16_t unit : text) {
+    const int digit = Base64Digit(unit);
+    if (digit < 0) return false;
+    group = group << 6 | static_cast<std::uint32_t>(digit);
+    bits += 6;
+    if (bits < 8) continue;
+    bits -= 8;
+    bytes.push_back(static_cast<std::uint8_t>(group >> bits));
+  }
+  value.SetBinary(bytes.data(), bytes.size());
+  return true;
+}
+
+bool ReadFileText(std::u16string_view text, Kt_Tag tag, Kt_Variant& value) {
+  double number = 0.0;
+  switch (tag) {
+    case kTagString: value = Kt_WString(text); return true;
+    case kTagBinary: return ReadBase64(text, value);
+    case kTagCurrency:
+      if (const auto amount = Kt_Currency::FromText(text)) {
+        value = Kt_Variant(*amount);
+        return true;
+      }
+      return false;
+    case kTagDateTime: {
+      Kt_DateTime moment;
+      if (!Kt_DateTime::FromText(text, moment)) {
+        if (!ReadFileNumber(text, number)) return false;
+        moment.days = number;
+      }
+      value = Kt_Variant(moment);
+      return true;
+    }
+    default: break;
+  }
+  if (!ReadFileNumber(text, number)) return false;
+  if (tag == kTagDouble) value = number;
+  if (tag == kTagLong) value = Kt_Variant(number).ToInteger();
+  if (tag == kTagBool) value = Kt_Variant(number != 0);
+  return (tag != kTagLong || value.ToDouble() == number) &&
+         (tag == kTagDouble || tag == kTagLong || tag == kTagBool);
+}
+
+}  // namespace kt::detail

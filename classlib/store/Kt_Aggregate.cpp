@@ -1,0 +1,278 @@
+// SPDX-License-Identifier: MIT
+//
+// Count, sum, average, maximum and minimum of a column over a range of rows.
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/detail/Kt_Refuse.h"
+#include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/detail/Kt_Whole.h"
+#include "classlib/store/kernels/Kt_ColumnKernels.h"
+
+using namespace kt::detail;   // NOLINT(google-build-using-namespace): flags and views
+using namespace kt::kernels;  // NOLINT(google-build-using-namespace): all of them
+
+namespace {
+
+using Longs = Kt_Column::Longs;
+using Doubles = Kt_Column::Doubles;
+using Units = Kt_Column::Units;
+using Texts = Kt_Column::Texts;
+using Values = Kt_Column::Values;
+
+// A long that does not fit 32 bits is a double.
+Kt_Variant LongOrDouble(std::int64_t total) {
+  if (total >= std::numeric_limits<kt_long>::min() &&
+      total <= std::numeric_limits<kt_long>::max()) {
+    return static_cast<kt_long>(total);
+  }
+  return static_cast<double>(total);
+}
+
+// What a column's kind does to a total or an extreme on the way back to a value.
+Kt_Variant Value(const Kt_Column& column, double number) {
+  return column.Type() == Kt_ColumnType::kDateTime ? Kt_Variant(Kt_DateTime{number})
+                                                   : Kt_Variant(number);
+}
+Kt_Variant Value(const Kt_Column&, kt_long number) { return number; }
+Kt_Variant Value(const Kt_Column&, std::int64_t units) { return Kt_Currency::FromUnits(units); }
+
+Kt_Variant TotalOf(const LongSum& sum) { return LongOrDouble(sum.Total()); }
+Kt_Variant TotalOf(const DoubleSum& sum) { return sum.Total(); }
+Kt_Variant TotalOf(const WideSum& sum) {
+  std::int64_t units = 0;
+  if (sum.Total(units)) return Kt_Currency::FromUnits(units);
+  return sum.Approximate() / static_cast<double>(Kt_Currency::kScale);
+}
+
+template <class T>
+struct SumOf;
+template <>
+struct SumOf<kt_long> {
+  using Type = LongSum;
+};
+template <>
+struct SumOf<double> {
+  using Type = DoubleSum;
+};
+template <>
+struct SumOf<std::int64_t> {
+  using Type = WideSum;
+};
+
+// One column over one range of rows. `walk(dense, listed)` visits the rows.
+template <class Walk>
+class Aggregator {
+ public:
+  Aggregator(const Kt_Column& column, Walk walk) : column_(column), walk_(walk) {}
+
+  std::size_t CountPresent() const {
+    std::size_t present = 0;
+    walk_([&](std::size_t first,
+              std::size_t count) { present += CountPresentDense(column_.Nulls(), first, count); },
+          [&](const Slot* rows, std::size_t count) {
+            present += CountPresentListed(column_.Nulls(), rows, count);
+          });
+    return present;
+  }
+
+  Kt_Variant Sum() const {
+    return VisitCells(column_, [&](const auto& cells) { return SumCells(cells); });
+  }
+
+  template <class Order>
+  Kt_Variant Best() const {
+    return VisitCells(column_, [&](const auto& cells) { return BestCell<Order>(cells); });
+  }
+
+ private:
+  template <class T>
+  Kt_Variant SumCells(const kt::CountedVector<T>& cells) const {
+    typename SumOf<T>::Type sum;
+    walk_([&](std::size_t first, std::size_t count) { sum.Dense(cells.data() + first, count); },
+          [&](const Slot* rows, std::size_t count) { sum.Listed(cells.data(), rows, count); });
+    return TotalOf(sum);
+  }
+  // The number of a text is worked out once per text.
+  Kt_Variant SumCells(const Texts& texts) const {
+    Doubles numbers(texts.dictionary.Count());
+    RoundCharge charge;
+    for (std::uint32_t code = 1; code < numbers.size(); ++code) {
+      charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
+      numbers[code] = texts.dictionary.Text(code).ToDouble();
+    }
+    DoubleSum sum;
+    EachRow([&](std::size_t row) { sum.AddOne(numbers[texts.codes[row]]); });
+    return sum.Total();
+  }
+  Kt_Variant SumCells(const Values& values) const {
+    Kt_Variant sum(kt_long{0});
+    EachRow([&](std::size_t row) {
+      const Kt_Variant& value = values[row];
+      const bool exact = value.IsLong() || value.GetTag() == kTagCurrency;
+      Var_Add(sum, exact ? value : Kt_Variant(value.ToDouble()), sum);
+    });
+    return sum;
+  }
+
+  template <class Order, class T>
+  Kt_Variant BestCell(const kt::CountedVector<T>& cells) const {
+    Extreme<T, Order> extreme;
+    walk_([&](std::size_t first,
+              std::size_t count) { extreme.Dense(cells.data(), column_.Nulls(), first, count); },
+          [&](const Slot* rows, std::size_t count) {
+            extreme.Listed(cells.data(), column_.Nulls(), rows, count);
+          });
+    if constexpr (std::is_same_v<T, double>) {
+      // Nothing better than the worst was seen: the cells are that, or all of them are NaN.
+      if (extreme.Best() == Order::template Worst<double>() && AllNaN(cells)) {
+        return Value(column_, std::numeric_limits<double>::quiet_NaN());
+      }
+    }
+    return Value(column_, extreme.Best());
+  }
+  template <class Order>
+  Kt_Variant BestCell(const Texts& texts) const {
+    const Kt_WString* best = nullptr;
+    std::uint32_t best_code = 0;
+    EachRow([&](std::size_t row) {
+      const std::uint32_t code = texts.codes[row];
+      if (column_.IsNull(row) || (best != nullptr && code == best_code)) return;
+      const Kt_WString& text = texts.dictionary.Text(code);
+      if (best != nullptr && !Order::Better(text.View(), best->View())) return;
+      best = &text;
+      best_code = code;
+    });
+    return best != nullptr ? Kt_Variant(*best) : Kt_Variant();
+  }
+  template <class Order>
+  Kt_Variant BestCell(const Values& values) const {
+    const Kt_Variant* best = nullptr;
+    EachRow([&](std::size_t row) {
+      if (column_.IsNull(row)) return;
+      if (best == nullptr || Order::Better(Var_Order(values[row], *best), 0)) best = &values[row];
+    });
+    return best != nullptr ? *best : Kt_Variant();
+  }
+
+  bool AllNaN(const Doubles& cells) const {
+    bool all = true;
+    EachRow([&](std::size_t row) { all = all && (column_.IsNull(row) || std::isnan(cells[row])); });
+    return all;
+  }
+
+  template <class Visit>
+  void EachRow(Visit visit) const {
+    RoundCharge charge;
+    walk_(
+        [&](std::size_t first, std::size_t count) {
+          for (std::size_t row = first; row < first + count; ++row) {
+            charge.AddOrLeave(2 * Kt_WorkMeter::kUnitsPerCell);
+            visit(row);
+          }
+        },
+        [&](const Slot* rows, std::size_t count) {
+          for (std::size_t at = 0; at < count; ++at) {
+            charge.AddOrLeave(2 * Kt_WorkMeter::kUnitsPerCell);
+            visit(rows[at]);
+          }
+        });
+  }
+
+  const Kt_Column& column_;
+  Walk walk_;
+};
+
+template <class Walk>
+bool Compute(Kt_Aggregate what, const Kt_Column& column, Walk walk, Kt_Variant& result) {
+  const Aggregator aggregator(column, walk);
+  const std::size_t present = aggregator.CountPresent();
+  switch (what) {
+    case Kt_Aggregate::kSum: result = aggregator.Sum(); break;
+    case Kt_Aggregate::kCount: result = static_cast<kt_long>(present); break;
+    case Kt_Aggregate::kAvg:
+      result = present == 0
+                   ? Kt_Variant()
+                   : Kt_Variant(aggregator.Sum().ToDouble() / static_cast<double>(present));
+      break;
+    case Kt_Aggregate::kMax:
+      result = present == 0 ? Kt_Variant() : aggregator.template Best<MaxOf>();
+      break;
+    case Kt_Aggregate::kMin:
+      result = present == 0 ? Kt_Variant() : aggregator.template Best<MinOf>();
+      break;
+    default: result.Clear(); break;
+  }
+  return present > 0;
+}
+
+}  // namespace
+
+// The cells of an expression column in the records of some rows, one after another.
+std::unique_ptr<Kt_Column> Kt_Dataset::Evaluated(View view, kt_long start, kt_long end, kt_long col,
+                                                 kt_long position) const {
+  auto cells = std::make_unique<Kt_Column>(GetColType(col));
+  RoundCharge charge;
+  for (kt_long row = start; row < end; ++row) {
+    charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
+    if (RecordAt(view, row)) cells->Append(ReadCell(view, row, col, position));
+  }
+  ChargeOrLeave(0);  // an expression may have been stopped
+  return cells;
+}
+
+// `start` and `end` count records.
+kt_long Kt_Dataset::AggregateRecords(View view, Kt_Aggregate what, const Kt_Column& cells,
+                                     kt_long start, kt_long end, Kt_Variant& result) const {
+  ChargeOrLeave(end - start);
+  const auto walk = [&](auto dense, auto listed) {
+    index_->ForEachRun(view, start, end, dense, listed);
+  };
+  return Compute(what, cells, walk, result) ? 1 : 0;
+}
+
+void Kt_Dataset::AggregateListed(Kt_Aggregate what, const Kt_Column& cells,
+                                 const kt::CountedVector<Slot>& rows, Kt_Variant& result) {
+  const auto walk = [&](auto, auto listed) { listed(rows.data(), rows.size()); };
+  Compute(what, cells, walk, result);
+}
+
+kt_long Kt_Dataset::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
+                              kt_long position, Kt_Variant& result) const {
+  if (IsPivot() && GetPivotColType(col) == 0)
+    return PivotDown(what, col, position, start, end, view, result);
+  if (!HasCol(col)) {
+    result.Clear();
+    return -1;
+  }
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
+  start = std::clamp(start, 0, ViewCount(view));
+  end = std::clamp(end, start, ViewCount(view));
+  return RefuseOnFailure([&]() -> kt_long {
+    const Kt_Column* const stored = IsPivot() || IsIntact() ? CellsOf(col) : nullptr;
+    if (stored == nullptr) {
+      const auto cells = Whole([&] { return Evaluated(view, start, end, col, position); });
+      if (cells == nullptr) return -1;
+      const auto walk = [&](auto dense, auto) { dense(std::size_t{0}, cells->RowCount()); };
+      return Compute(what, *cells, walk, result) ? 1 : 0;
+    }
+    return AggregateRecords(view, what, *stored, RecordsBefore(view, start),
+                            RecordsBefore(view, end), result);
+  });
+}
+
+kt_long Kt_Dataset::CountRecords(View view, kt_long start, kt_long end) const {
+  start = std::clamp(start, 0, ViewCount(view));
+  end = std::clamp(end, start, ViewCount(view));
+  return RecordsBefore(view, end) - RecordsBefore(view, start);
+}
+
+kt_long Kt_Dataset::GetCount(kt_long start, kt_long end) const {
+  return CountRecords(ActiveView(), start, end);
+}
+
+kt_long Kt_Dataset::GetCountNF(kt_long start, kt_long end) const {
+  return CountRecords(kAllRows, start, end);
+}

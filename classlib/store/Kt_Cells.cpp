@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: MIT
+//
+// Reading and writing cells.
+#include "classlib/base/Kt_NativeStack.h"
+#include "classlib/base/detail/Kt_Refuse.h"
+#include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/Kt_Pivot.h"
+#include "classlib/store/detail/Kt_Whole.h"
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
+
+Kt_Variant Kt_Dataset::ReadCell(View view, kt_long row, kt_long col, kt_long position) const {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
+  const auto slot = RecordAt(view, row);
+  if (!slot) return ReadSubtotal(view, row, col, position);
+  if (!HasCol(col)) return {};
+  if (IsPivot()) return pivot_->GetColumn(static_cast<kt_long>(*slot), col, position);
+  const Column& column = columns_[static_cast<std::size_t>(col)];
+  if (KT_LIKELY(column.cells != nullptr && !ShowsSource())) return column.cells->Read(*slot);
+  if (IsGone(*slot)) return {};
+  if (const Kt_Column* const cells = CellsOf(col)) return cells->Read(*slot);
+  const kt_long source_col = GetSourceCol(col);
+  if (source_col >= 0) {
+    return Outside([&] { return GetSource()->ReadSlot(*slot, source_col); });
+  }
+  return ReadExpression(view, row, column);
+}
+
+Kt_Variant Kt_Dataset::ReadSubtotal(View view, kt_long row, kt_long col, kt_long position) const {
+  const Subtotal* const subtotal =
+      grouped_ && HasRow(view, row) ? GroupsOf(view).Find(row) : nullptr;
+  if (subtotal == nullptr) return {};
+  const kt_long type = GetPivotColType(col);
+  if (IsPivot() && type == 2) return pivot_->GetColumn(0, col, position);
+  const Kt_Variant* const value = subtotal->Find(col, IsPivot() && type == 0 ? position : -1);
+  return value != nullptr ? *value : Kt_Variant();
+}
+
+Kt_Variant Kt_Dataset::ReadExpression(View view, kt_long row, const Column& column) const {
+  // An evaluator that asks for the stack itself is called once without one, to report it; one that
+  // does not is stopped here.
+  if (evaluator_.pointer == nullptr || evaluator_.out_of_stack) return {};
+  // Copies: the evaluator runs code that we do not know.
+  const std::shared_ptr<Kt_ColumnEvaluator> evaluator = evaluator_.pointer;
+  const Kt_ColumnMap map{column.id, column.map, column.origin};
+  const Kt_Column converter(column.type);
+  Kt_Variant value;
+  const Callout callout(*this);
+  evaluator_.out_of_stack = !kt_hasstack();
+  const bool found = evaluator->EvaluateColumn(*this, row, view == ActiveView(), map, value);
+  callout.EndOperationUnlessThere();
+  const bool is_whole = found && callout.IsThere() && !evaluator_.out_of_stack;
+  return is_whole ? converter.Converted(value) : Kt_Variant();
+}
+
+Kt_Dataset::Callout::Callout(const Kt_Dataset& dataset)
+    : dataset_(dataset),
+      handle_(const_cast<Kt_Dataset*>(&dataset)),
+      era_(dataset.history_.Era()),
+      was_in_operation_(std::exchange(dataset.evaluator_.in_operation, false)) {
+  ++dataset.evaluator_.depth;
+}
+
+Kt_Dataset::Callout::~Callout() {
+  if (handle_.Get() == nullptr) return;
+  Evaluator& evaluator = dataset_.evaluator_;
+  evaluator.in_operation = was_in_operation_;
+  if (--evaluator.depth == 0) evaluator.out_of_stack = false;
+}
+
+void Kt_Dataset::Callout::EndOperationUnlessThere() const {
+  if (was_in_operation_ && !IsThere()) throw DatasetEnd{&dataset_};
+}
+
+// A cell of the n-th record of all.
+Kt_Variant Kt_Dataset::ReadRecord(kt_long record, kt_long col) const {
+  const kt_long row = grouped_ ? GroupsOf(kAllRows).RowOf(record) : record;
+  return ReadCell(kAllRows, row, col);
+}
+
+const Kt_Variant* Kt_Dataset::Remember(Kt_Variant value) const {
+  Kt_Variant& place = scratch_.values[scratch_.next];
+  scratch_.next = (scratch_.next + 1) % scratch_.values.size();
+  place = std::move(value);
+  return &place;
+}
+
+Kt_Variant Kt_Dataset::ReadColumn(kt_long row, kt_long col, kt_long position) const {
+  return ReadCell(ActiveView(), row, col, position);
+}
+
+Kt_Variant Kt_Dataset::ReadColumnNF(kt_long row, kt_long col, kt_long position) const {
+  return ReadCell(kAllRows, row, col, position);
+}
+
+const Kt_Variant* Kt_Dataset::GetColumn(kt_long row, kt_long col, kt_long position) const {
+  if (KT_LIKELY(IsPlain(col))) return Remember(ReadColumn(row, col, position));
+  return Whole([&] { return Remember(ReadColumn(row, col, position)); },
+               &Kt_Variant::_KtNullVariant);
+}
+
+const Kt_Variant* Kt_Dataset::GetColumnNF(kt_long row, kt_long col, kt_long position) const {
+  if (KT_LIKELY(IsPlain(col))) return Remember(ReadColumnNF(row, col, position));
+  return Whole([&] { return Remember(ReadColumnNF(row, col, position)); },
+               &Kt_Variant::_KtNullVariant);
+}
+
+Kt_VariantList Kt_Dataset::GetColumnSet(kt_long row, kt_long col) const {
+  Kt_VariantList values;
+  const kt_long count = IsPivot() ? GetPivotColCount() : 1;
+  Whole([&] {
+    for (kt_long at = 0; at < count; ++at) values.Add(ReadColumn(row, col, at));
+    return true;
+  });
+  return values;
+}
+
+bool Kt_Dataset::WouldChange(kt_long row, kt_long col, const Kt_Variant& value) const {
+  const auto slot = RecordAt(ActiveView(), row);
+  if (!slot || IsPivot() || IsGone(*slot)) return false;
+  const Kt_Column* const cells = CellsOf(col);
+  return cells != nullptr && !cells->Equals(*slot, value);
+}
+
+kt_long Kt_Dataset::WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value) {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
+  if (IsEvaluating()) return -1;
+  const auto slot = RecordAt(view, row);
+  if (!slot || IsPivot()) return -1;
+  return RefuseOnFailure([&] { return WriteSlot(*slot, col, value); });
+}
+
+// Writes where the cell is: in a column of its own, or through the source. Rows of a source are in
+// its state table; columns of its own that a logical dataset has know no first values.
+kt_long Kt_Dataset::WriteSlot(Slot slot, kt_long col, const Kt_Variant& value) {
+  const PlainRows plain(*this);
+  if (IsGone(slot)) return -1;
+  const kt_long end = EndCol(col);
+  if (end < 0) return -1;
+  const Column& column = columns_[static_cast<std::size_t>(end)];
+  if (column.cells == nullptr) return GetSource()->WriteSlot(slot, column.source_col, value);
+  // Asked first, so that an equal value does not part a column that copies share.
+  if (column.cells->Equals(slot, value)) return 1;
+  if (ShowsSource()) {
+    WriteCells(end).Write(slot, value);
+  } else {
+    StoreCell(slot, end, value);
+  }
+  return 1;
+}
+
+void Kt_Dataset::StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& value) {
+  Kt_Column& cells = WriteCells(stored_col);
+  if ((index_->Flags(slot) & kRowInserted) != 0) {
+    cells.Write(slot, value);
+    return;
+  }
+  const Kt_Variant before = cells.Read(slot);
+  ChangeBuffer& changes = changes_.Write();
+  const ChangeBuffer::Noted noted = changes.NoteWrite(slot, stored_col, before);
+  try {
+    // The mark first: it costs nothing to take back.
+    index_.Write().Mark(slot, kRowUpdated, 0);
+    cells.Write(slot, value);
+  } catch (...) {
+    if (noted == ChangeBuffer::Noted::kEntry) index_.Write().Mark(slot, 0, kRowUpdated);
+    changes.TakeBack(slot, noted);
+    throw;
+  }
+  const bool restored =
+      cells.Equals(slot, *ChangeBuffer::OldValue(*changes.Find(slot), stored_col));
+  const bool changed = !restored || changes.NoteRestored(slot, stored_col);
+  if (!changed) index_.Write().Mark(slot, 0, kRowUpdated);
+}
+
+kt_long Kt_Dataset::SetColumn(kt_long row, kt_long col, const Kt_Variant& value) {
+  return WriteCell(ActiveView(), row, col, value);
+}
+
+kt_long Kt_Dataset::SetColumnNF(kt_long row, kt_long col, const Kt_Variant& value) {
+  return WriteCell(kAllRows, row, col, value);
+}

@@ -1,0 +1,287 @@
+// SPDX-License-Identifier: MIT
+//
+// Copying between datasets.
+#include <algorithm>
+#include <unordered_map>
+
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/detail/Kt_Refuse.h"
+#include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/detail/Kt_LoadedTable.h"
+#include "classlib/store/detail/Kt_Whole.h"
+#include "classlib/text/detail/Kt_TextHash.h"
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
+
+namespace {
+
+constexpr std::int64_t kUnitsPerCopy = 8 * Kt_WorkMeter::kUnitsPerCell;
+
+}  // namespace
+
+// The content of another dataset in place of this one's; what belongs to the dataset itself stays.
+void Kt_Dataset::TakeContent(const Kt_Dataset& source) {
+  const Kt_WString id = id_;
+  const std::uint64_t version = std::max(structure_version_, source.structure_version_);
+  SourceLink link = source_;
+  link.has_own_cells = true;
+  Kt_Dataset copy(source);
+  *this = std::move(copy);
+  id_ = id;
+  source_ = std::move(link);
+  structure_version_ = version + 1;
+}
+
+void Kt_Dataset::DropArrangement() {
+  keys_.clear();
+  filter_text_.Empty();
+  grouped_ = false;
+  DropGroups();
+  UnFilter();
+  LocUnFilter();
+}
+
+// A copy from a dataset without rows of its own, by way of a table that has them.
+template <class Take>
+kt_long Kt_Dataset::FromTable(const Kt_Dataset& source, View view, Take take) {
+  const auto work = [&]() -> kt_long {
+    return take(Outside([&] { return source.AsTable(view); }));
+  };
+  return RefuseOnFailure([&] { return Whole(work, -1); });
+}
+
+// A change that reads a source row by row, during which both have to be what they are.
+template <class Change>
+kt_long Kt_Dataset::WithSource(const Kt_Dataset& source, Change change) {
+  const auto work = [&]() -> kt_long { return source.Whole(change, -1); };
+  return RefuseOnFailure([&] { return Whole(work, -1); });
+}
+
+kt_long Kt_Dataset::Assign(const Kt_Dataset& source) {
+  if (IsEvaluating()) return -1;
+  if (&source == this) return GetRowCount();
+  if (source.ShowsSource() && IsShownBy(source)) return -1;
+  return RefuseOnFailure([&] {
+    const SourceLink link = source.source_;
+    TakeContent(source);
+    if (link.is_set) source_ = link;
+    return GetRowCount();
+  });
+}
+
+kt_long Kt_Dataset::Copy(const Kt_Dataset& source) {
+  if (IsEvaluating()) return -1;
+  if (&source == this) return GetRowCount();
+  if (!source.IsPhysical()) {
+    return FromTable(source, kAllRows, [&](const Kt_Dataset& table) { return Copy(table); });
+  }
+  return RefuseOnFailure([&] {
+    const std::uint32_t failures = kt::MemoryFailures();
+    Kt_Dataset next(source);
+    next.DropArrangement();
+    kt::PassMemoryFailure(failures);
+    TakeContent(next);
+    return GetRowCount();
+  });
+}
+
+kt_long Kt_Dataset::CopyF(const Kt_Dataset& source) {
+  if (IsEvaluating()) return -1;
+  if (!source.IsPhysical()) {
+    return FromTable(source, source.ActiveView(),
+                     [&](const Kt_Dataset& table) { return CopyF(table); });
+  }
+  return RefuseOnFailure([&]() -> kt_long {
+    LoadedTable table = source.ShownRows();
+    Kt_Dataset next(id_);
+    next.constants_ = source.constants_;
+    if (const kt_long adopted = next.Adopt(table, true); adopted < 0) return adopted;
+    next.id_ = id_;
+    TakeContent(next);
+    return GetRowCount();
+  });
+}
+
+// The rows as they are shown, as if they had always been so.
+LoadedTable Kt_Dataset::ShownRows() const {
+  LoadedTable table;
+  table.has_column_info = true;
+  const kt::CountedVector<Slot> slots = RowsToSave(ActiveView(), false, false);
+  table.row_count = static_cast<std::uint32_t>(slots.size());
+  for (const Column& column : columns_) {
+    table.columns.push_back(
+        {column.id, column.map, column.type, column.size, nullptr, column.origin});
+    if (column.cells == nullptr) continue;
+    table.columns.back().cells = std::make_shared<Kt_Column>(column.cells->Gather(slots));
+  }
+  return table;
+}
+
+// Pairs of stored columns with the same id: source, target.
+std::vector<std::pair<kt_long, kt_long>> Kt_Dataset::SharedColumns(const Kt_Dataset& source) const {
+  std::vector<std::pair<kt_long, kt_long>> cols;
+  for (kt_long col = 0; col < source.GetColCount(); ++col) {
+    const kt_long target = GetColIndex(source.GetColID(col));
+    if (target >= 0 && !IsLogicalColumn(target)) cols.emplace_back(col, target);
+  }
+  return cols;
+}
+
+void Kt_Dataset::CopyCells(kt_long row, const Kt_Dataset& source, kt_long source_row,
+                           const std::vector<std::pair<kt_long, kt_long>>& cols) {
+  for (const auto& [from, to] : cols) {
+    SetColumn(row, to, source.CellFor(*this, source_row, from));
+  }
+}
+
+// A cell that goes into another dataset, which refuses changes while it is computed.
+Kt_Variant Kt_Dataset::CellFor(const Kt_Dataset& target, kt_long row, kt_long col) const {
+  if (IsPlain(col)) return ReadColumn(row, col);
+  return target.Outside([&] { return ReadColumn(row, col); });
+}
+
+kt_long Kt_Dataset::AppendDataset(const Kt_Dataset& source) {
+  if (IsEvaluating()) return -1;
+  if (!IsPhysical()) return -1;
+  if (&source == this) return AppendDataset(Kt_Dataset(source));
+  if (!source.IsPhysical()) {
+    return FromTable(source, source.ActiveView(),
+                     [&](const Kt_Dataset& table) { return AppendDataset(table); });
+  }
+  return WithSource(source, [&]() -> kt_long {
+    // Few rows are taken out again when the work is stopped: that costs less than a copy.
+    const Rollback rollback(*this, source.GetRowCount() >= GetRowCountNF() / 8);
+    return AppendRows(source, rollback);
+  });
+}
+
+// What was appended is taken out again when that fails.
+kt_long Kt_Dataset::AppendRows(const Kt_Dataset& source, const Rollback& rollback) {
+  const auto cols = SharedColumns(source);
+  const std::int64_t units = (static_cast<std::int64_t>(cols.size()) + 4) * kUnitsPerCopy;
+  RoundCharge charge;
+  // Room for the way back.
+  free_slots_.reserve(free_slots_.size() + static_cast<std::size_t>(source.GetRowCount()));
+  const kt_long first = GetRowCount();
+  kt_long appended = 0;
+  const auto take_out = [&] {
+    while (appended-- > 0) (void)DeleteRow(first + appended);
+  };
+  try {
+    for (kt_long row = 0; row < source.GetRowCount(); ++row) {
+      if (source.GetRowLevel(row) > 0) continue;
+      charge.AddOrLeave(units);
+      const std::uint32_t failures = kt::MemoryFailures();
+      const kt_long target = AppendRow();
+      kt::PassMemoryFailure(failures);
+      if (target < 0) {
+        take_out();
+        return target;
+      }
+      ++appended;
+      CopyCells(target, source, row, cols);
+      kt::PassMemoryFailure(failures);
+    }
+    ChargeOrLeave(0);
+  } catch (const std::exception&) {  // and not where this dataset has ended
+    if (!rollback.TakesBack()) take_out();
+    throw;
+  }
+  return appended;
+}
+
+// The texts of the key cells, each with its length in front so that no two keys look the same.
+std::u16string Kt_Dataset::KeyText(kt_long row, const std::vector<kt_long>& cols) const {
+  std::u16string key;
+  for (const kt_long col : cols) {
+    const Kt_Variant value = ReadColumn(row, col);
+    const Kt_WString text = value.ToString();
+    key += static_cast<char16_t>(value.IsEmpty() ? u'-' : u'+');
+    key += static_cast<char16_t>(text.GetLength() & 0xFFFF);
+    key += static_cast<char16_t>(text.GetLength() >> 16);
+    key += text.View();
+  }
+  return key;
+}
+
+kt_long Kt_Dataset::Merge(const Kt_Dataset& source) {
+  if (IsEvaluating()) return -1;
+  if (!IsPhysical()) return -1;
+  if (&source == this) return 0;
+  if (!source.IsPhysical()) {
+    return FromTable(source, source.ActiveView(),
+                     [&](const Kt_Dataset& table) { return Merge(table); });
+  }
+  return RefuseOnFailure([&] { return MergePhysical(source); });
+}
+
+// Rows by the text of their keys.
+struct Kt_Dataset::KeyRows : std::unordered_map<std::u16string, kt_long, TextHasher> {};
+
+kt_long Kt_Dataset::MergePhysical(const Kt_Dataset& source) {
+  std::vector<kt_long> own_keys;
+  std::vector<kt_long> source_keys;
+  for (const Key& key : keys_) {
+    const bool orders = key.type == Kt_KeyType::kSort || key.type == Kt_KeyType::kGroup;
+    const bool is_new = std::find(own_keys.begin(), own_keys.end(), key.col) == own_keys.end();
+    const kt_long source_col = source.GetColIndex(GetColID(key.col));
+    if (!orders || !is_new || source_col < 0) continue;
+    own_keys.push_back(key.col);
+    source_keys.push_back(source_col);
+  }
+  if (own_keys.empty()) return AppendDataset(source);
+  return WithSource(source, [&]() -> kt_long {
+    KeyRows rows;
+    const auto key_units = (static_cast<std::int64_t>(own_keys.size()) + 4) * kUnitsPerCopy;
+    RoundCharge charge;
+    for (kt_long row = 0; row < GetRowCount(); ++row) {
+      charge.AddOrLeave(key_units);
+      if (GetRowLevel(row) > 0) continue;
+      rows.emplace(source.Outside([&] { return KeyText(row, own_keys); }), row);
+    }
+    // On a copy, which shares what is not changed. It has no evaluator: keys were read before.
+    const std::uint32_t failures = kt::MemoryFailures();
+    Kt_Dataset next(*this);
+    const kt_long merged = Outside([&] { return next.MergeByKeys(source, rows, source_keys); });
+    kt::PassMemoryFailure(failures);
+    if (merged < 0) return merged;
+    ChargeOrLeave(0);
+    std::swap(next.history_, history_);  // the rows that were here keep their slots
+    *this = std::move(next);
+    return merged;
+  });
+}
+
+kt_long Kt_Dataset::MergeByKeys(const Kt_Dataset& source, const KeyRows& rows,
+                                const std::vector<kt_long>& source_keys) {
+  const auto cols = SharedColumns(source);
+  const auto units =
+      (static_cast<std::int64_t>(source_keys.size() + cols.size()) + 4) * kUnitsPerCopy;
+  RoundCharge charge;
+  kt_long merged = 0;
+  for (kt_long row = 0; row < source.GetRowCount(); ++row) {
+    if (source.GetRowLevel(row) > 0) continue;
+    charge.AddOrLeave(units);
+    const auto found = rows.find(source.KeyText(row, source_keys));
+    if (found == rows.end()) {
+      const kt_long added = AppendRow();
+      if (added < 0) return added;
+      CopyCells(added, source, row, cols);
+    } else if (source.GetRowType(row) != kRowTypeNormal) {
+      CopyCells(found->second, source, row, cols);
+    } else {
+      continue;
+    }
+    ++merged;
+  }
+  return merged;
+}
+
+kt_long Kt_Dataset::CopyColumn(kt_long row, kt_long col, const Kt_Dataset& source,
+                               kt_long source_row, kt_long source_col) {
+  if (!source.HasRow(source.ActiveView(), source_row) || !source.HasCol(source_col)) return -1;
+  const auto copy = [&] {
+    return SetColumn(row, col, source.CellFor(*this, source_row, source_col));
+  };
+  return RefuseOnFailure([&] { return Whole(copy, -1); });
+}

@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: MIT
+//
+// Columns and constants.
+#include "classlib/store/Kt_Dataset.h"
+
+#include "classlib/base/detail/Kt_Refuse.h"
+#include "classlib/store/Kt_Pivot.h"
+
+namespace {
+
+const Kt_WString kNoText;
+
+}  // namespace
+
+const char16_t* kt_rowtypetextW(kt_long type) {
+  switch (type) {
+    case kRowTypeInsert: return u"insert";
+    case kRowTypeUpdate: return u"update";
+    case kRowTypeDelete: return u"delete";
+    case kRowTypeLogical: return u"logical";
+    default: return u"normal";
+  }
+}
+
+Kt_DatasetHandle::Kt_DatasetHandle(Kt_Dataset* dataset)
+    : life_(dataset != nullptr ? dataset->life_.Hold(dataset) : nullptr) {}
+
+const Kt_WString& Kt_Dataset::GetColID(kt_long col) const {
+  return HasCol(col) ? columns_[static_cast<std::size_t>(col)].id : kNoText;
+}
+
+Kt_ColumnType Kt_Dataset::GetColType(kt_long col) const {
+  return HasCol(col) ? columns_[static_cast<std::size_t>(col)].type : Kt_ColumnType::kString;
+}
+
+kt_long Kt_Dataset::GetColSize(kt_long col) const {
+  return HasCol(col) ? columns_[static_cast<std::size_t>(col)].size : 0;
+}
+
+const Kt_WString& Kt_Dataset::GetColMapValue(kt_long col) const {
+  return HasCol(col) ? columns_[static_cast<std::size_t>(col)].map : kNoText;
+}
+
+bool Kt_Dataset::IsLogicalColumn(kt_long col) const {
+  if (!HasCol(col)) return false;
+  const Column& column = columns_[static_cast<std::size_t>(col)];
+  return column.cells == nullptr && !column.is_alias;
+}
+
+bool Kt_Dataset::IsLoadedMap(kt_long col) const {
+  return HasCol(col) && columns_[static_cast<std::size_t>(col)].origin != nullptr;
+}
+
+// Other copies of the columns keep what they have: they may be on other threads.
+void Kt_Dataset::NameLoadedMaps(const Kt_WString& file) {
+  for (Column& column : columns_) {
+    if (column.origin == nullptr || !column.origin->GetFile().IsEmpty()) continue;
+    column.origin = std::make_shared<Kt_MapOrigin>(file);
+  }
+}
+
+kt_long Kt_Dataset::AddColumnRow(Column column) {
+  if (IsEvaluating()) return -1;
+  if (column.id.IsEmpty() || GetColIndex(column.id) >= 0) return -1;
+  if (GetColCount() >= kMaxDatasetColumns) return -1;
+  return kt::detail::RefuseOnFailure([&] {
+    const kt_long col = GetColCount();
+    kt::detail::NameMap& names = names_.Write();
+    columns_.push_back(std::move(column));
+    try {
+      names.Add(columns_.back().id, col);
+    } catch (...) {
+      columns_.pop_back();
+      throw;
+    }
+    ResolveLogicalColumn(columns_.back());
+    // Of the others only those can change that have waited for this id. Looking all of them up
+    // again would make adding many columns a matter of seconds.
+    for (Column& other : columns_) {
+      const bool waits = other.cells == nullptr && other.target < 0 && !other.is_alias;
+      if (waits && other.map.EqualsNoCase(columns_.back().id)) ResolveLogicalColumn(other);
+    }
+    ++structure_version_;
+    return col;
+  });
+}
+
+kt_long Kt_Dataset::AddColumn(const Kt_WString& id, Kt_ColumnType type, kt_long size) {
+  Column column{id, {}, type, size};
+  return kt::detail::RefuseOnFailure([&] {
+    constexpr std::int64_t kUnitsPerNull = Kt_WorkMeter::kUnitsPerCell / 2;
+    kt::detail::ChargeOrLeave(PlainSlotCount() * kUnitsPerNull);
+    column.cells = std::make_shared<Kt_Column>(type);
+    column.cells->AppendNulls(PlainSlotCount());
+    return AddColumnRow(std::move(column));
+  });
+}
+
+kt_long Kt_Dataset::AddColumn(const Kt_WString& id, std::u16string_view type, kt_long size) {
+  Kt_ColumnType column_type = Kt_ColumnType::kString;
+  if (!type.empty() && !kt_findcolumntypeW(type, column_type)) return -1;
+  return AddColumn(id, column_type, size);
+}
+
+kt_long Kt_Dataset::AddLogicalColumn(const Kt_WString& id, const Kt_WString& map,
+                                     std::u16string_view type, kt_long size) {
+  Kt_ColumnType column_type = Kt_ColumnType::kString;
+  if (!type.empty() && !kt_findcolumntypeW(type, column_type)) return -1;
+  if (map.IsEmpty()) return -1;
+  return AddColumnRow({id, map, column_type, size});
+}
+
+kt_long Kt_Dataset::AddLogicalColumnOf(const Kt_Dataset& source, kt_long col) {
+  if (!source.IsLogicalColumn(col)) return -1;
+  const Column& from = source.columns_[static_cast<std::size_t>(col)];
+  Column column{from.id, from.map, from.type, from.size};
+  column.origin = from.origin;
+  return AddColumnRow(std::move(column));
+}
+
+// Own columns come first, also when one is added later.
+void Kt_Dataset::ResolveLogicalColumn(Column& column) {
+  if (column.cells != nullptr) return;
+  const Kt_Dataset* const source = ShowsSource() ? GetSource() : nullptr;
+  column.target = column.is_alias ? -1 : GetColIndex(column.map);
+  const bool is_source_col = column.target < 0 && source != nullptr;
+  column.source_col = is_source_col ? source->GetColIndex(column.map) : -1;
+  if (column.is_alias && column.source_col >= 0) {
+    column.type = source->GetColType(column.source_col);
+  }
+}
+
+void Kt_Dataset::ResolveLogicalColumns() {
+  for (Column& column : columns_) ResolveLogicalColumn(column);
+}
+
+// A chain with more steps than there are columns is a ring.
+kt_long Kt_Dataset::EndCol(kt_long col) const {
+  for (kt_long step = 0; step < GetColCount() && HasCol(col); ++step) {
+    const Column& column = columns_[static_cast<std::size_t>(col)];
+    if (column.cells != nullptr || column.source_col >= 0) return col;
+    col = column.target;
+  }
+  return -1;
+}
+
+kt_long Kt_Dataset::StoredCol(kt_long col) const {
+  const kt_long end = IsPivot() ? -1 : EndCol(col);
+  return end >= 0 && columns_[static_cast<std::size_t>(end)].cells != nullptr ? end : -1;
+}
+
+bool Kt_Dataset::IsComputed(kt_long col) const {
+  if (IsPivot()) return false;
+  const kt_long end = EndCol(col);
+  if (end < 0) return true;
+  const Column& column = columns_[static_cast<std::size_t>(end)];
+  if (column.cells != nullptr) return false;
+  const Kt_Dataset* const source = GetSource();
+  return source != nullptr && source->HasCol(column.source_col) &&
+         source->IsComputed(column.source_col);
+}
+
+const std::shared_ptr<Kt_Column>* Kt_Dataset::FindCells(kt_long col) const {
+  const kt_long end = EndCol(col);
+  if (end < 0) return nullptr;
+  const Column& column = columns_[static_cast<std::size_t>(end)];
+  return column.cells != nullptr ? &column.cells : GetSource()->FindCells(column.source_col);
+}
+
+const Kt_Column* Kt_Dataset::CellsOf(kt_long col) const {
+  if (IsPivot()) return pivot_->RowKeyCells(col).get();
+  const std::shared_ptr<Kt_Column>* const cells = FindCells(col);
+  return cells != nullptr ? cells->get() : nullptr;
+}
+
+Kt_Column& Kt_Dataset::WriteCells(kt_long stored_col) {
+  std::shared_ptr<Kt_Column>& cells = columns_[static_cast<std::size_t>(stored_col)].cells;
+  if (cells.use_count() != 1) cells = std::make_shared<Kt_Column>(*cells);
+  return *cells;
+}
+
+// ---- Constants --------------------------------------------------------------------------------
+
+kt_long Kt_Dataset::GetConstIndex(std::u16string_view id) const { return constants_.Find(id); }
+
+kt_long Kt_Dataset::AddConstColumn(const Kt_WString& id, const Kt_Variant& value) {
+  if (IsEvaluating()) return -1;
+  if (id.IsEmpty() || GetConstIndex(id) >= 0 || GetConstCount() >= kMaxDatasetColumns) return -1;
+  return kt::detail::RefuseOnFailure([&] {
+    constants_.Add(id, value.Target());
+    return GetConstCount() - 1;
+  });
+}
+
+const Kt_WString& Kt_Dataset::GetConstColID(kt_long constant) const {
+  if (constant < 0 || constant >= GetConstCount()) return kNoText;
+  return constants_[static_cast<std::size_t>(constant)].id;
+}
+
+const Kt_Variant& Kt_Dataset::GetConstColumn(kt_long constant) const {
+  if (constant < 0 || constant >= GetConstCount()) return Kt_Variant::_KtNullVariant;
+  return constants_[static_cast<std::size_t>(constant)].value;
+}
+
+const Kt_Variant& Kt_Dataset::GetConstColumn(std::u16string_view id) const {
+  return GetConstColumn(GetConstIndex(id));
+}
+
+kt_long Kt_Dataset::SetConstColumn(kt_long constant, const Kt_Variant& value) {
+  if (IsEvaluating()) return -1;
+  if (constant < 0 || constant >= GetConstCount()) return -1;
+  constants_.Set(static_cast<std::size_t>(constant), value.Target());
+  return 1;
+}
+
+kt_long Kt_Dataset::SetConstColumn(std::u16string_view id, const Kt_Variant& value) {
+  return SetConstColumn(GetConstIndex(id), value);
+}

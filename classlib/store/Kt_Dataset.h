@@ -1,0 +1,887 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <array>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <type_traits>
+#include <vector>
+
+#include "classlib/base/Kt_WorkMeter.h"
+#include "classlib/base/detail/Kt_CopyOnWrite.h"
+#include "classlib/store/Kt_Column.h"
+#include "classlib/store/Kt_ColumnMap.h"
+#include "classlib/store/Kt_DatasetHandle.h"
+#include "classlib/store/Kt_LoadReport.h"
+#include "classlib/store/Kt_SaveReport.h"
+#include "classlib/store/detail/Kt_ChangeBuffer.h"
+#include "classlib/store/detail/Kt_ConstantList.h"
+#include "classlib/store/detail/Kt_GroupView.h"
+#include "classlib/store/detail/Kt_RowIndex.h"
+#include "classlib/store/detail/Kt_SlotHistory.h"
+#include "classlib/text/detail/Kt_NameMap.h"
+#include "classlib/value/Kt_OneThread.h"
+
+class Kt_Buffer;
+class Kt_Dataset;
+class Kt_Pivot;
+namespace kt::detail {
+struct LoadedNote;
+struct LoadedTable;
+}  // namespace kt::detail
+
+// What is made of the values of several rows; the codes that ModifyKeyStat takes.
+enum class Kt_Aggregate : std::uint8_t { kNone, kSum, kAvg, kMax, kMin, kCount };
+
+// What ModifyKeyStat does, and with which keys; the codes that scripts give.
+enum class Kt_KeyCall : std::uint8_t { kAdd, kRemove, kChange, kClear };
+enum class Kt_KeyType : std::uint8_t { kSort, kGroup, kPivotRow, kPivotColumn, kPivotValue };
+
+// Limits of one dataset; what goes past one is refused. Rows: their numbers, and twice as many
+// while something grows, fit 32 bits. Columns: each costs every row something.
+inline constexpr kt_long kMaxDatasetRows = 1 << 27;
+inline constexpr kt_long kMaxDatasetColumns = 16384;
+
+// Row states as GetRowType and SetRowType give and take them.
+inline constexpr kt_long kRowTypeNormal = 1;
+inline constexpr kt_long kRowTypeInsert = 2;
+inline constexpr kt_long kRowTypeUpdate = 4;
+inline constexpr kt_long kRowTypeDelete = 8;
+inline constexpr kt_long kRowTypeLogical = 16;
+// "insert", "update", "delete", "logical"; "normal" for every other number.
+KT_CLASS_API const char16_t* kt_rowtypetextW(kt_long type);
+
+// Which row a row is, whatever number it has: the same while the record is in the dataset, through
+// sorting, moves, filters and edits of other rows, and never that of another record. A row that is
+// deleted and taken back by Reset is the same one. Rows that a load or a copy replaced are other
+// ones. All that is no record (subtotals, rows of a pivot, rows outside) has the default value.
+class KT_CLASS_API Kt_RowIdentity {
+ public:
+  Kt_RowIdentity() = default;
+  bool operator==(const Kt_RowIdentity&) const = default;
+
+ private:
+  friend class Kt_Dataset;
+  std::uint64_t era_ = 0;
+  std::uint32_t slot_ = 0;
+  std::uint32_t freed_at_ = 0;
+};
+
+// Computes the cells of logical columns whose map is an expression; the engine implements it.
+class KT_CLASS_API Kt_ColumnEvaluator {
+ public:
+  virtual ~Kt_ColumnEvaluator() = default;
+  // False when what it needs has gone, so that another one may take its place.
+  virtual bool IsAlive() const { return true; }
+  // The value of a map in a row; `filtered` says which of the two row numberings `row` counts in.
+  // False gives an empty cell. The dataset refuses all changes meanwhile; it may be assigned to or
+  // destroyed, which ends the operation that asked. Reading columns of this kind in it comes here
+  // again: where the native stack ends is to be looked at.
+  //
+  // A map that has an origin may be a stranger's. Unless loaded maps are trusted it may only
+  // compute: it reaches neither what the host offers nor its scripts.
+  virtual bool EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool filtered,
+                              const Kt_ColumnMap& map, Kt_Variant& result) = 0;
+
+  // Whether maps that a load brought may do all that those of the host may. Off by default.
+  void TrustLoadedMaps(bool trusted) { trusts_loaded_maps_ = trusted; }
+  bool TrustsLoadedMaps() const { return trusts_loaded_maps_; }
+
+ private:
+  bool trusts_loaded_maps_ = false;
+};
+
+// A table of typed columns and rows that knows what was changed since it was loaded.
+//
+//   Kt_Dataset orders(u"orders");
+//   const kt_long price = orders.AddColumn(u"price", u"currency");
+//   const kt_long row = orders.AppendRow();
+//   orders.SetColumn(row, price, u"12.50");
+//   orders.GetRowType(row);                         // kRowTypeInsert
+//
+// Rows are numbered from 0 as they are shown: behind both filters. The ...NF forms number all rows,
+// with both filters off. Rows have a state (normal, inserted, updated); the first values of updated
+// rows and the deleted rows are kept until ApplyChange forgets or Reset restores them. Column ids
+// compare without regard to case; the first of several counts.
+//
+// Owns its cells. Copies share columns, order and texts until one of them writes: copying costs
+// about as much as there are columns.
+// Threads: one thread per dataset, for reading too; copies on several threads may share content.
+// Debug builds stop where two threads are in one dataset.
+// Fails: rows and columns outside read empty and refuse writes; refusals are negative results. A
+// change for which memory runs out is refused with kErrNoMemory and leaves everything as it was;
+// rows beyond the limit are refused with kErrRowNotAdded, everything else with -1. What gives a
+// value throws std::bad_alloc without memory. Nothing else throws.
+class KT_CLASS_API Kt_Dataset {
+ public:
+  class Rollback;
+
+  Kt_Dataset() = default;
+  explicit Kt_Dataset(const Kt_WString& id) : id_(id) {}
+
+  const Kt_WString& GetId() const { return id_; }
+  void SetId(const Kt_WString& id) { id_ = id; }
+
+  // Rises whenever columns or rows come, go or change places. A loop that calls out of the store
+  // compares it before it uses a row or column number again.
+  std::uint64_t GetStructureVersion() const { return structure_version_; }
+
+  // ---- Kind -----------------------------------------------------------------------------------
+
+  // Physical: has cells of its own. Logical: shows those of a source, or a cross table of rows. A
+  // pivot is logical and not physical.
+  bool IsPhysical() const { return !IsPivot() && !ShowsSource(); }
+  bool IsLogical() const { return IsPivot() || source_.is_set; }
+  bool IsPivot() const { return pivot_ != nullptr; }
+
+  // Makes this dataset show the records of `source`: one column of its own for each of the
+  // source's, under the same id; rows, columns and keys that it had go. Cells are read where they
+  // are, and written through; filters, order, groups and selection are its own. Changed cells show
+  // at once. Records that came or went do at ResetRecIndex, RecalcGroup and RecalcPivot; until then
+  // those that went read empty and cannot be written. When the source has gone there are no rows.
+  // Null: plain and empty again. 1, or -1 when the source shows this dataset, and nothing changed.
+  // More than 16 sources behind one another read null.
+  kt_long SetSource(Kt_Dataset* source);
+  Kt_Dataset* GetSource() const { return source_.handle.Get(); }  // null: none, or it has gone
+  // The number without filters that the record behind a shown row has in the source / the column of
+  // the source behind a column. -1 outside, for subtotals, and for what is not the source's.
+  kt_long GetSourceRowNF(kt_long row) const;
+  kt_long GetSourceCol(kt_long col) const;
+
+  // ---- Columns --------------------------------------------------------------------------------
+
+  kt_long GetColCount() const { return static_cast<kt_long>(columns_.size()); }
+  kt_long GetColIndex(std::u16string_view id) const { return names_->Find(id); }  // -1: none
+  // Index of the n-th column as shown; -1 outside.
+  kt_long GetColIDxByOrder(kt_long order) const { return HasCol(order) ? order : -1; }
+  // Empty, string and 0 outside.
+  const Kt_WString& GetColID(kt_long col) const;
+  Kt_ColumnType GetColType(kt_long col) const;
+  kt_long GetColSize(kt_long col) const;  // as declared; values are not cut to it
+  // What a logical column shows: a column id or an expression. Empty for all other columns.
+  const Kt_WString& GetColMapValue(kt_long col) const;
+  bool IsLogicalColumn(kt_long col) const;
+  // Whether the map of a column came with data that was loaded. Copies of the column keep that, and
+  // saving and loading again does too. Such a map may be a stranger's (Kt_ColumnEvaluator).
+  bool IsLoadedMap(kt_long col) const;
+  // Says which file the loaded maps are from that have no name yet, for messages.
+  void NameLoadedMaps(const Kt_WString& file);
+
+  // The index of the new column, whose cells are null. -1 when the id is empty or known or the type
+  // unknown, or at the limit. The empty type is string.
+  kt_long AddColumn(const Kt_WString& id, std::u16string_view type = {}, kt_long size = 0);
+  kt_long AddColumn(const Kt_WString& id, Kt_ColumnType type, kt_long size = 0);
+  // A column without cells of its own. `map` is the id of another column, now or later, which is
+  // then read and written through this one, or an expression for the evaluator (read-only).
+  kt_long AddLogicalColumn(const Kt_WString& id, const Kt_WString& map,
+                           std::u16string_view type = {}, kt_long size = 0);
+  // A logical column as `source` has it, with the origin of its map.
+  kt_long AddLogicalColumnOf(const Kt_Dataset& source, kt_long col);
+  // Null for none. Copies of the dataset have none.
+  void SetEvaluator(std::shared_ptr<Kt_ColumnEvaluator> evaluator) {
+    evaluator_.pointer = std::move(evaluator);
+  }
+  const std::shared_ptr<Kt_ColumnEvaluator>& GetEvaluator() const { return evaluator_.pointer; }
+  // While a cell of a column of expressions is being computed; rows, columns and cells are refused
+  // to change then.
+  bool IsEvaluating() const { return evaluator_.depth > 0; }
+
+  // Constants: one value for the whole dataset. Index or id; outside: -1, empty.
+  kt_long AddConstColumn(const Kt_WString& id, const Kt_Variant& value = {});
+  kt_long GetConstCount() const { return static_cast<kt_long>(constants_.size()); }
+  kt_long GetConstIndex(std::u16string_view id) const;
+  const Kt_WString& GetConstColID(kt_long constant) const;
+  const Kt_Variant& GetConstColumn(kt_long constant) const;
+  const Kt_Variant& GetConstColumn(std::u16string_view id) const;
+  kt_long SetConstColumn(kt_long constant, const Kt_Variant& value);  // 1 or -1
+  kt_long SetConstColumn(std::u16string_view id, const Kt_Variant& value);
+
+  // ---- Rows -----------------------------------------------------------------------------------
+
+  kt_long GetRowCount() const { return ViewCount(ActiveView()); }
+  kt_long GetRowCountNF() const { return ViewCount(kt::detail::kAllRows); }
+
+  // New rows: inserted, empty, shown, at the end / before a shown row (any other number: at the
+  // end). The first new index; -1 for a count below 1 and on a dataset without rows of its own,
+  // kErrRowNotAdded at the limit, kErrNoMemory. Costs O(log rows), wherever they go.
+  kt_long AppendRow(kt_long count = 1);
+  kt_long InsertRow(kt_long row, kt_long count = 1);
+  // 1, or -1 outside. An inserted row goes for good, any other to the deleted rows.
+  kt_long DeleteRow(kt_long row);
+  // Deletes the shown rows / those of them that are selected; returns how many.
+  kt_long DeleteAll();
+  kt_long DeleteSelected();
+  // Moves a row so that it has number `to` afterwards / exchanges two rows, in record order too. No
+  // row state changes. 1 or -1.
+  kt_long MoveRow(kt_long from, kt_long to);
+  kt_long ExchangeRow(kt_long a, kt_long b);
+  void ClearData();  // all rows with their states and originals; filters go off
+  void Clear();      // ClearData, and the columns
+  void ClearAll();   // Clear, and the constants
+
+  // kRowType...; 0 outside.
+  kt_long GetRowType(kt_long row) const { return RowType(ActiveView(), row); }
+  kt_long GetRowTypeNF(kt_long row) const { return RowType(kt::detail::kAllRows, row); }
+  // Forces normal (forgets the originals), insert or update. 1, or -1 for other types and outside.
+  kt_long SetRowType(kt_long row, kt_long type);
+  // The number that a shown row has without filters; -1 outside.
+  kt_long GetRowIndexNF(kt_long row) const;
+
+  // What an operation that calls out of the store compares before it uses a row number again.
+  Kt_RowIdentity GetRowIdentity(kt_long row) const { return IdentityOf(ActiveView(), row); }
+  Kt_RowIdentity GetRowIdentityNF(kt_long row) const {
+    return IdentityOf(kt::detail::kAllRows, row);
+  }
+
+  // 1, or -1 outside.
+  kt_long SelectRow(kt_long row, bool selected = true);
+  bool GetSelect(kt_long row) const;
+  void ClearSelect();
+
+  // ---- Cells ----------------------------------------------------------------------------------
+
+  // The value of a cell; empty outside. Null cells are empty too. The pointer is never null, and
+  // good for 31 further calls. A pivot has a value per position in its value columns; nothing else
+  // looks at the position.
+  Kt_Variant ReadColumn(kt_long row, kt_long col, kt_long position = -1) const;
+  Kt_Variant ReadColumnNF(kt_long row, kt_long col, kt_long position = -1) const;
+  const Kt_Variant* GetColumn(kt_long row, kt_long col, kt_long position = -1) const;
+  const Kt_Variant* GetColumnNF(kt_long row, kt_long col, kt_long position = -1) const;
+  // The values in all positions; the one value when this is no pivot.
+  Kt_VariantList GetColumnSet(kt_long row, kt_long col) const;
+  // Stores a value, converted as Kt_Column::Write says, and moves the row state; an equal value
+  // changes nothing. 1, or -1 outside and for cells that cannot be written.
+  kt_long SetColumn(kt_long row, kt_long col, const Kt_Variant& value);
+  kt_long SetColumnNF(kt_long row, kt_long col, const Kt_Variant& value);
+  // Whether SetColumn would change the cell.
+  bool WouldChange(kt_long row, kt_long col, const Kt_Variant& value) const;
+
+  // ---- Filters and order ----------------------------------------------------------------------
+
+  // The main filter hides records, the local one rows that the main filter shows. Hiding turns the
+  // filter on; loops should go from the last row to the first, because the rows after a hidden one
+  // change their numbers. 1, or -1 outside. Filter counts rows without the local filter.
+  //
+  // Filters are not live: a row stays hidden or shown whatever becomes of its cells.
+  kt_long Filter(kt_long row);
+  kt_long LocFilter(kt_long row);
+  // Drops the filter / shows all its rows again with the filter on.
+  void UnFilter();
+  void LocUnFilter();
+  void ResetRecIndex();
+  void ResetFilIndex();
+  // Suspends a filter, or puts it back, without forgetting what it hides; costs nothing.
+  bool GetFilterStat() const { return (active_view_ & kt::detail::kRowMainHidden) != 0; }
+  bool GetLocFilterStat() const { return (active_view_ & kt::detail::kRowLocalHidden) != 0; }
+  void SetFilterStat(bool on);
+  void SetLocFilterStat(bool on);
+  // The filter that belongs to the definition of the dataset; the store only keeps the text.
+  const Kt_WString& GetFilterStr() const { return filter_text_; }
+  void SetFilterStr(const Kt_WString& text) { filter_text_ = text; }
+
+  // Sorts the records, hidden ones too, by a list "price:d, name": descending after ":d".
+  // `ascending` false turns every item round. Stable. Nulls stand after all values, or before all,
+  // whatever the direction; texts go by code unit; NaN is greater than every number. 1, or -1 for
+  // an unknown column or an empty list, or kErrNoMemory, and nothing changed. The list becomes the
+  // sort keys, and with `group_keys` the group keys too.
+  kt_long Sort(std::u16string_view list, bool ascending = true, bool nulls_last = false,
+               bool group_keys = false);
+
+  // ---- Groups ---------------------------------------------------------------------------------
+
+  // Adds, removes or changes one key, or clears all keys of all types; takes effect at RecalcGroup.
+  // The subtotal kind counts for keys of type kPivotValue: their columns are totalled. 1, or -1 for
+  // an unknown column, a key that is known (add) or unknown (remove, change).
+  kt_long ModifyKeyStat(Kt_KeyCall call, Kt_KeyType type, kt_long col, bool ascending = true,
+                        Kt_Aggregate subtotal = Kt_Aggregate::kNone);
+  // The keys of a type as a list that Sort takes; GetGroupStr of the group keys.
+  Kt_WString GetKeyStr(Kt_KeyType type) const;
+  Kt_WString GetGroupStr() const { return GetKeyStr(Kt_KeyType::kGroup); }
+
+  // Lays subtotal rows between the rows as they stand: with group keys k1 to kn, one of level 1
+  // behind each run of equal (k1..kn), one of level 2 behind each run of equal (k1..kn-1), and so
+  // on. Without group keys they go. They count as rows everywhere, also in the NF numbering, but
+  // have no state, cannot be written, deleted or hidden, and are left out by aggregates, files and
+  // copies. Totals stay as they are until the next call; rows that come, go or are hidden shift
+  // them.
+  void RecalcGroup();
+  // Reversed, subtotals stand before their rows, outer ones first.
+  bool GetReverseSubSumStat() const { return reverse_subtotals_; }
+  void SetReverseSubSumStat(bool reverse);
+  kt_long GetRowLevel(kt_long row) const;  // 0 for a record and outside
+  // Of a subtotal: the first row of its group, reversed the last one. Of a record: itself. -1
+  // outside.
+  kt_long GetRowIndex(kt_long row) const;
+  // The first row that a subtotal covers and how many rows, inner subtotals among them; a record
+  // covers itself. -1 and 0 outside.
+  kt_long GetRangeStart(kt_long row) const;
+  kt_long GetRangeCount(kt_long row) const;
+
+  // ---- Pivot ----------------------------------------------------------------------------------
+
+  // With pivot row or column keys, the rows of this dataset are those of the cross table that
+  // Kt_Pivot describes, over the rows that are shown, and subtotals of them by those group keys
+  // that are row keys too. Columns stay as they are; filters, groups and selection are those of the
+  // pivot rows, which have no state and cannot be edited. Without such keys, the plain rows are
+  // back as they were. A snapshot: cells that change show at the next call. 1, or -1 without
+  // memory.
+  //
+  // Files and copies of a pivot hold a plain table: the row keys, and one column for every position
+  // and value key.
+  kt_long RecalcPivot();
+  // Rows as shown, subtotals included / positions, subtotal positions included / plain positions.
+  // 0 when this is no pivot.
+  kt_long GetPivotRowCount() const;
+  kt_long GetPivotColCount() const;
+  kt_long GetPivotTableColCount() const;
+  kt_long GetPivotColType(kt_long col) const;  // 0 value, 1 row key, 2 column key, 3 other
+  // 0 for a plain position, a record, and outside.
+  kt_long GetPivotColLevel(kt_long position) const;
+  kt_long GetPivotRowLevel(kt_long row) const;
+  // The number of the cell of a shown row in a position; -1 when no record falls into it, for
+  // subtotals and outside. The flag is not used.
+  kt_long GetPivotRowPos(kt_long row, kt_long position, kt_long flag = 0) const;
+  // The column keys of a position with "/" between them.
+  Kt_WString GetPivotColText(kt_long position) const;
+  // Makes the subtotals of the pivot rows anew, from those that are shown.
+  void PivotLocSubSum_Reset();
+
+  // A value column down one position, over the pivot rows [start, end); `filtered` 0: of all pivot
+  // rows. Cells without a value add nothing, but their rows count: for the number, and for what an
+  // average divides by. Subtotals are left out. The flag is not used. 1, or 0 when there is no
+  // value (sum 0, otherwise empty), or -1 when this is no pivot or the column holds no values.
+  kt_long GetPivotRowSum(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotRowAvg(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotRowMax(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotRowMin(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotRowCount(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
+                           kt_long filtered) const;
+  // The same across one pivot row, over those of the positions [start, end) that are plain; -1 and
+  // -1: all. The NN forms leave cells without a value out of the number.
+  kt_long GetPivotColSum(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotColAvg(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotColAvgNN(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
+                           kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotColMax(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotColMin(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const;
+  kt_long GetPivotColCount(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
+                           kt_long filtered) const;
+  kt_long GetPivotColCountNN(kt_long col, kt_long pivot_row, kt_long flag, kt_long start,
+                             kt_long end, kt_long filtered) const;
+
+  // ---- Aggregates and searches ----------------------------------------------------------------
+
+  // Over the rows [start, end), cut to those there are. Nulls are left out. Sums of longs and
+  // currencies are exact and keep their kind while they fit, then doubles; sums of doubles depend
+  // on the sequence of the values alone. An average is a double. A text counts as the number that
+  // it starts with, except for the greatest and least, which are texts.
+  // 1, or 0 when no value was there (sum 0, otherwise empty), or -1 for an unknown column. In a
+  // pivot the position chooses the cells of a value column.
+  kt_long GetSum(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                 kt_long position = -1) const {
+    return Aggregate(ActiveView(), Kt_Aggregate::kSum, col, start, end, position, result);
+  }
+  kt_long GetAvg(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                 kt_long position = -1) const {
+    return Aggregate(ActiveView(), Kt_Aggregate::kAvg, col, start, end, position, result);
+  }
+  kt_long GetMax(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                 kt_long position = -1) const {
+    return Aggregate(ActiveView(), Kt_Aggregate::kMax, col, start, end, position, result);
+  }
+  kt_long GetMin(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                 kt_long position = -1) const {
+    return Aggregate(ActiveView(), Kt_Aggregate::kMin, col, start, end, position, result);
+  }
+  kt_long GetSumNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                   kt_long position = -1) const {
+    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kSum, col, start, end, position, result);
+  }
+  kt_long GetAvgNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                   kt_long position = -1) const {
+    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kAvg, col, start, end, position, result);
+  }
+  kt_long GetMaxNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                   kt_long position = -1) const {
+    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kMax, col, start, end, position, result);
+  }
+  kt_long GetMinNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
+                   kt_long position = -1) const {
+    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kMin, col, start, end, position, result);
+  }
+  // Records in the range.
+  kt_long GetCount(kt_long start, kt_long end) const;
+  kt_long GetCountNF(kt_long start, kt_long end) const;
+
+  // The first row in [start, end) whose column holds the value of `text`, converted to the column's
+  // type; the As forms compare the texts of the cells without regard to case. The empty text finds
+  // null and empty text. End -1: to the last row. -1 when there is none.
+  kt_long LookupDataRow(std::u16string_view id, std::u16string_view text, kt_long start = 0,
+                        kt_long end = -1) const;
+  kt_long LookupDataRowNF(std::u16string_view id, std::u16string_view text, kt_long start = 0,
+                          kt_long end = -1) const;
+  kt_long LookupDataRowAs(std::u16string_view id, std::u16string_view text, kt_long start = 0,
+                          kt_long end = -1) const;
+  kt_long LookupDataRowNFAs(std::u16string_view id, std::u16string_view text, kt_long start = 0,
+                            kt_long end = -1) const;
+  // The text of another column in the first row that LookupDataRow finds; empty for none.
+  Kt_WString LookupDataText(std::u16string_view id, std::u16string_view text,
+                            std::u16string_view out_id) const;
+
+  // ---- Copying --------------------------------------------------------------------------------
+
+  // All keep this dataset's id. The number of rows that are shown / were appended / were appended
+  // or overwritten, or -1 without memory.
+  //
+  // Copy: columns, rows, states, first values and constants in place of the own ones; no filters
+  // and keys. Assign: these too. Both share the cells until one side writes.
+  kt_long Copy(const Kt_Dataset& source);
+  kt_long Assign(const Kt_Dataset& source);
+  // Copies the rows that are shown, as normal rows.
+  kt_long CopyF(const Kt_Dataset& source);
+  // Appends the rows that are shown, as inserted rows, into the columns with the same ids.
+  kt_long AppendDataset(const Kt_Dataset& source);
+  // As AppendDataset, but a row whose sort and group key cells are those of a row shown here is not
+  // appended: it overwrites that row when it is inserted or updated itself, and is left out when
+  // it is normal. Without such keys AppendDataset.
+  kt_long Merge(const Kt_Dataset& source);
+  // Copies one cell. 1, or -1 when either cell is not there or this one cannot be written.
+  kt_long CopyColumn(kt_long row, kt_long col, const Kt_Dataset& source, kt_long source_row,
+                     kt_long source_col);
+  // The same the other way round: writes the target's cell.
+  kt_long CopytoColumn(kt_long row, kt_long col, Kt_Dataset& target, kt_long target_row,
+                       kt_long target_col) const {
+    return target.CopyColumn(target_row, target_col, *this, row, col);
+  }
+
+  // ---- Files ----------------------------------------------------------------------------------
+
+  // Every load either takes effect as a whole or leaves the dataset as it was. A clearing load
+  // replaces rows, states and, when the data says what its columns are, all columns but logical
+  // ones; otherwise columns are matched by id and missing ones added. Appended rows keep the state
+  // that the data gives them. The number of rows loaded, or -1.
+  //
+  // CSV: quotes as in RFC 4180; lines end with LF, CR LF or CR. The header has "id", "id:type" or
+  // "id:type(size)"; Kt_CellForms.h finds the types that neither it nor the dataset gives. An empty
+  // cell without quotes is null. Short rows are filled with nulls; rows with too many cells and
+  // lines with misplaced quotes are rejected. Every record is loaded or rejected, and the report
+  // tells what was lost or found out. The last form takes UTF-8.
+  kt_long LoadCSV(std::u16string_view text, bool clear = true);
+  kt_long LoadCSV(std::u16string_view text, const Kt_CsvOptions& options, Kt_LoadReport& report);
+  kt_long LoadCSVBytes(std::string_view text, const Kt_CsvOptions& options, Kt_LoadReport& report);
+
+  // Saves rows as they are shown: type "" or "all"; "nf": without filters; "update": inserted and
+  // updated rows. The number of rows; otherwise nothing is saved, and the code of the report is
+  // returned: for another type, for what would be too long, and for a value that the form cannot
+  // hold, which the report names.
+  //
+  // What is saved loads back equal, except that CSV has the cells of stored columns and no states,
+  // and cells of variant columns come back from it as text; lists are refused there. Objects are
+  // refused everywhere, and lists inside lists beyond 65 levels.
+  kt_long SaveCSV(Kt_WString& out, std::u16string_view type = {}, char16_t separator = u',') const;
+  kt_long SaveCSV(Kt_WString& out, std::u16string_view type,
+                  const Kt_CsvSaveOptions& options) const;
+  kt_long SaveCSV(Kt_WString& out, std::u16string_view type, const Kt_CsvSaveOptions& options,
+                  Kt_SaveReport& report) const;
+
+  // XML keeps everything that the store knows of the rows it saves: values of every kind but
+  // objects, states, first values, deleted rows in their places. Without `header` types are left
+  // out, and the columns take those that the loading dataset has.
+  kt_long LoadDataXml(std::u16string_view text, bool clear = true);
+  kt_long LoadDataXml(std::u16string_view text, bool clear, Kt_LoadReport& report);
+  kt_long SaveDataXml(Kt_WString& out, std::u16string_view type = {}, bool header = true) const;
+  kt_long SaveDataXml(Kt_WString& out, std::u16string_view type, bool header,
+                      Kt_SaveReport& report) const;
+  // The binary form keeps the same. Damaged or shortened data is refused as a whole.
+  kt_long LoadDataBin(std::span<const std::uint8_t> bytes, bool clear = true);
+  kt_long Save2(Kt_Buffer& out, std::u16string_view type = {}) const;
+  kt_long Save2(Kt_Buffer& out, std::u16string_view type, Kt_SaveReport& report) const;
+
+  // ---- Changes --------------------------------------------------------------------------------
+
+  // The updated and deleted rows with their first values, in order of first change. The type is
+  // kRowTypeUpdate or kRowTypeDelete, 0 outside.
+  kt_long GetOrgBuffCount() const { return changes_->Count(); }
+  Kt_Variant GetOrgBuffColumn(kt_long index, kt_long col) const;
+  kt_long GetOrgBuffType(kt_long index) const;
+  // The first value of a cell: of an updated row as it was, of an inserted row empty.
+  Kt_Variant GetOrgColumn(kt_long row, kt_long col) const;
+  Kt_Variant GetOrgColumnNF(kt_long row, kt_long col) const;
+  // The deleted rows with their first values, in order of deletion.
+  kt_long GetDelRowCount() const { return static_cast<kt_long>(changes_->Deleted().size()); }
+  Kt_Variant GetDelColumn(kt_long index, kt_long col) const;
+
+  // Makes the present rows the unchanged ones.
+  void ApplyChange();
+  // Takes back all changes: inserted rows go, deleted ones return to their place, updated ones get
+  // their first values. Filters, order and selection stay.
+  void Reset();
+  // True when any row is inserted, updated or deleted. SetUpdate(false) is ApplyChange; true marks
+  // every normal row updated, so that everything will be saved.
+  bool GetUpdate() const {
+    const kt_long inserted = plain_rows_ ? plain_rows_->inserted_count : inserted_count_;
+    return inserted > 0 || PlainChanges().Count() > 0;
+  }
+  void SetUpdate(bool changed);
+
+ private:
+  friend class Kt_Pivot;  // works on slots and columns
+  friend class Kt_DatasetHandle;
+  friend class Kt_RowReader;
+  using Slot = kt::detail::Slot;
+  using View = kt::detail::View;
+  using RowIndex = kt::detail::RowIndex;
+
+  struct Column {
+    Kt_WString id;
+    Kt_WString map;  // of a logical column
+    Kt_ColumnType type = Kt_ColumnType::kString;
+    kt_long size = 0;
+    kt_long target = -1;                 // column that a logical column stands for, -1: none
+    bool is_alias = false;               // stands for the source's column with the id `map`
+    kt_long source_col = -1;             // the source's column that it stands for, -1: none
+    std::shared_ptr<Kt_Column> cells{};  // shared between copies; null for a logical column
+    std::shared_ptr<const Kt_MapOrigin> origin{};  // of a map that a load brought
+  };
+  // Not part of the value: copies start with none.
+  struct Evaluator {
+    Evaluator() = default;
+    Evaluator(const Evaluator&) {}
+    Evaluator& operator=(const Evaluator&) { return *this; }
+    std::shared_ptr<Kt_ColumnEvaluator> pointer;
+    int depth = 0;
+    bool out_of_stack = false;  // of the cells that are on the way, which all read empty then
+    bool in_operation = false;  // one that goes on with the dataset is on the way, see Whole
+  };
+  struct Scratch {
+    Scratch() = default;
+    Scratch(const Scratch&) {}
+    Scratch& operator=(const Scratch&) { return *this; }
+    std::array<Kt_Variant, 32> values;
+    std::size_t next = 0;
+  };
+
+  struct SortKey {
+    kt_long col;
+    bool ascending;
+  };
+  struct Key {
+    Kt_KeyType type;
+    kt_long col;
+    bool ascending;
+    Kt_Aggregate subtotal;
+  };
+
+  // The cells of a key column by slot.
+  struct KeyCells {
+    kt_long col;
+    std::shared_ptr<Kt_Column> cells;
+    bool HasValue(Slot slot) const { return slot < cells->RowCount() && !cells->IsNull(slot); }
+  };
+
+  // Around code outside the store that runs while this dataset is in the middle of something: it
+  // refuses changes meanwhile. Assigning to the dataset and destroying it cannot be refused.
+  class Callout {
+   public:
+    explicit Callout(const Kt_Dataset& dataset);
+    Callout(const Callout&) = delete;
+    Callout& operator=(const Callout&) = delete;
+    ~Callout();
+    bool IsThere() const { return handle_.Get() == &dataset_ && dataset_.history_.Era() == era_; }
+    // Ends the operation that goes on with the dataset, if there is one and the dataset is not what
+    // it was.
+    void EndOperationUnlessThere() const;
+
+   private:
+    const Kt_Dataset& dataset_;  // looked at only while handle_ knows it
+    Kt_DatasetHandle handle_;
+    std::uint64_t era_;
+    bool was_in_operation_;
+  };
+  // An operation that goes on with this dataset after cells of columns of expressions were
+  // computed, which may have destroyed or replaced it: the work then ends where it is, and the
+  // answer is `ended`. What does not go on with it (reading one cell) needs no such frame.
+  template <class Work>
+  std::invoke_result_t<Work> Whole(Work work, std::invoke_result_t<Work> ended = {}) const;
+  // What another dataset answers, whose cells may have to be computed.
+  template <class Ask>
+  std::invoke_result_t<Ask> Outside(Ask ask) const;
+
+  // What the rows are. Kept aside as a whole while they are those of a pivot.
+  struct RowLayer {
+    kt::detail::CopyOnWrite<RowIndex> index;
+    kt::detail::CopyOnWrite<kt::detail::ChangeBuffer> changes;
+    kt::CountedVector<Slot> free_slots;
+    Slot slot_count = 0;
+    kt_long inserted_count = 0;
+    View active_view = kt::detail::kAllRows;
+    std::vector<Key> shown_keys;
+    std::vector<KeyCells> key_cells;
+    bool grouped = false;
+    std::array<std::optional<kt::detail::GroupView>, 4> groups;
+  };
+  // Puts the plain rows of a pivot in their place for as long as it lives.
+  class PlainRows {
+   public:
+    explicit PlainRows(Kt_Dataset& dataset);
+    PlainRows(const PlainRows&) = delete;
+    PlainRows& operator=(const PlainRows&) = delete;
+    ~PlainRows();
+
+   private:
+    Kt_Dataset& dataset_;
+    std::shared_ptr<const Kt_Pivot> pivot_;
+  };
+  // The dataset whose records are shown: rows have the slots that they have where the cells are.
+  struct SourceLink {
+    Kt_DatasetHandle handle;
+    bool is_set = false;
+    bool has_own_cells = false;  // copied or loaded into since: a plain dataset again, but for that
+    std::uint64_t source_era = 0;  // of the source, and of the dataset that has the cells, when the
+    std::uint64_t root_era = 0;    // rows were taken
+    std::uint32_t losses = 0;      // of the latter
+  };
+
+  void SwapRows(RowLayer& other);
+  void LeavePivot();
+  void EnterPivot(std::shared_ptr<const Kt_Pivot> pivot);
+  bool IsGroupKey(const Key& key) const;
+  const RowIndex& PlainIndex() const { return plain_rows_ ? *plain_rows_->index : *index_; }
+  const kt::detail::ChangeBuffer& PlainChanges() const {
+    return plain_rows_ ? *plain_rows_->changes : *changes_;
+  }
+  Slot PlainSlotCount() const { return plain_rows_ ? plain_rows_->slot_count : slot_count_; }
+  kt::CountedVector<Slot> PivotRows(View view, kt_long start, kt_long end) const;
+  Kt_Dataset PivotTable(View view) const;
+
+  bool ShowsSource() const { return source_.is_set && !source_.has_own_cells; }
+  bool IsShownBy(const Kt_Dataset& source) const;
+  bool SourceLives() const;
+  const Kt_Dataset* Root() const;
+  bool IsIntact() const;
+  bool IsGone(Slot slot) const;
+  kt::CountedVector<Slot> RecordSlots() const;
+  void TakeSourceRows(bool anew);
+  std::vector<bool> KnownSlots() const;
+  kt::CountedVector<Slot> InOwnOrder(const kt::CountedVector<Slot>& slots,
+                                     const std::vector<bool>& known) const;
+  void ClearStrangeCells(const kt::CountedVector<Slot>& slots, const std::vector<bool>& known);
+  void LinkSource();
+  void TakeCells();
+  void OwnColumns();
+  // This dataset as a plain one: with cells and rows of its own.
+  Kt_Dataset AsTable(View view) const;
+  kt_long SourceRowOf(Slot slot) const;
+  Kt_Variant ReadSlot(Slot slot, kt_long col) const;
+
+  bool HasCol(kt_long col) const { return col >= 0 && col < GetColCount(); }
+  bool IsPlain(kt_long col) const {
+    return HasCol(col) && columns_[static_cast<std::size_t>(col)].cells != nullptr &&
+           !ShowsSource();
+  }
+  kt_long AddColumnRow(Column column);
+  void ResolveLogicalColumn(Column& column);
+  void ResolveLogicalColumns();
+  // The column that `col` stands for through logical columns: one with cells or one of the source.
+  // -1 for an expression.
+  kt_long EndCol(kt_long col) const;
+  // The cells of `col` by slot, where they are; null for an expression.
+  // REQUIRES: IsIntact, or a slot that is not gone.
+  const std::shared_ptr<Kt_Column>* FindCells(kt_long col) const;
+  const Kt_Column* CellsOf(kt_long col) const;  // the same in a pivot too, whose rows are slots
+  kt_long StoredCol(kt_long col) const;         // index of the own column that has the cells, or -1
+  bool IsComputed(kt_long col) const;  // an expression, here or in a source; REQUIRES: HasCol(col)
+  Kt_Column& WriteCells(kt_long stored_col);
+
+  // What groups are made of, looked up once.
+  struct GroupPlan {
+    struct Item {
+      Key key;
+      std::shared_ptr<const Kt_Column> cells;  // by slot
+    };
+    std::vector<Item> keys;
+    std::vector<Item> values;
+  };
+
+  View ActiveView() const { return active_view_; }
+  kt_long ViewCount(View view) const {
+    if (KT_UNLIKELY(source_.is_set) && !SourceLives()) return 0;
+    return index_->Count(view) + (KT_UNLIKELY(grouped_) ? GroupsOf(view).Count() : 0);
+  }
+  // The record number behind a row, in the view; -1 for a subtotal. REQUIRES: HasRow(view, row).
+  kt_long RecordOf(View view, kt_long row) const;
+  // How many records stand before a row. REQUIRES: 0 <= row <= ViewCount(view).
+  kt_long RecordsBefore(View view, kt_long row) const {
+    return grouped_ ? GroupsOf(view).RecordsBefore(row) : row;
+  }
+  template <class Note>
+  void NoteInGroups(kt::detail::View view, Note note) const;
+  void NoteGone(View view, kt_long row, std::uint8_t flags);
+  bool HasRow(View view, kt_long row) const { return row >= 0 && row < ViewCount(view); }
+  // The record behind a row; nothing outside.
+  std::optional<Slot> RecordAt(View view, kt_long row) const;
+  std::optional<RowIndex::Place> PlaceAt(View view, kt_long row) const;
+  kt_long RowType(View view, kt_long row) const;
+  Kt_RowIdentity IdentityOf(View view, kt_long row) const;
+
+  bool NewSlots(kt_long count, kt::CountedVector<Slot>& slots);
+  void PrepareFree(Slot slot);
+  void FreeSlot(Slot slot);
+  void GiveBackSlots(const kt::CountedVector<Slot>& slots, Slot slot_count);
+  kt_long InsertSlots(kt_long row, kt_long count);
+  void DeleteAt(RowIndex::Place place);
+  void DeleteShown(kt_long row, RowIndex::Place place);
+  template <class Keep>
+  kt_long DeleteWhere(Keep keep);
+  kt_long AppendRows(const Kt_Dataset& source, const Rollback& rollback);
+  void RemoveEntries(std::uint8_t flags);
+  void SetNormal(Slot slot);
+
+  Kt_Variant ReadCell(View view, kt_long row, kt_long col, kt_long position = -1) const;
+  Kt_Variant ReadSubtotal(View view, kt_long row, kt_long col, kt_long position) const;
+  Kt_Variant ReadExpression(View view, kt_long row, const Column& column) const;
+  const Kt_Variant* Remember(Kt_Variant value) const;
+  kt_long WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value);
+  kt_long WriteSlot(Slot slot, kt_long col, const Kt_Variant& value);
+  void StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& value);
+  kt_long HideRow(View view, std::uint8_t filter, kt_long row);
+  void ShowAll(std::uint8_t filter, bool on);
+  void SwitchFilter(std::uint8_t filter, bool on);
+  bool ParseSortKeys(std::u16string_view list, bool ascending, std::vector<SortKey>& keys) const;
+  static void SetKeys(Kt_KeyType type, const std::vector<SortKey>& keys, std::vector<Key>& all);
+  std::vector<Key> KeysOf(Kt_KeyType type) const;
+  void DropGroups(std::uint8_t flags = 0, int kept = -1) const;
+  kt::detail::GroupView& GroupsOf(View view) const;
+  void ComputeKeyCells();
+  std::shared_ptr<const Kt_Column> CellsOfKey(kt_long col) const;
+  void PrepareForgetKeyCells(Slot slot);
+  void ForgetKeyCells(Slot slot);
+  kt_long BuildGroups(View view, kt::detail::GroupView& groups) const;
+  void PlaceSubtotals(kt::detail::GroupView& groups) const;
+  void FindGroups(View view, const GroupPlan& plan, kt::detail::GroupView& groups) const;
+  void FillSubtotal(View view, const GroupPlan& plan, kt::detail::Subtotal& subtotal) const;
+  void FillSubtotals(View view, const GroupPlan& plan, kt::detail::GroupView& groups) const;
+  kt_long AggregateRecords(View view, Kt_Aggregate what, const Kt_Column& cells, kt_long start,
+                           kt_long end, Kt_Variant& result) const;
+  static void AggregateListed(Kt_Aggregate what, const Kt_Column& cells,
+                              const kt::CountedVector<Slot>& rows, Kt_Variant& result);
+  kt::CountedVector<Slot> OrderedRecords(const std::vector<SortKey>& keys) const;
+  Kt_Variant ReadRecord(kt_long record, kt_long col) const;
+  kt_long CountRecords(View view, kt_long start, kt_long end) const;
+  kt_long SortRows(const std::vector<SortKey>& keys, bool nulls_last);
+  std::shared_ptr<const Kt_Column> SlotCells(kt_long col) const;
+  std::shared_ptr<Kt_Column> ComputedCells(kt_long col) const;
+
+  std::unique_ptr<Kt_Column> Evaluated(View view, kt_long start, kt_long end, kt_long col,
+                                       kt_long position) const;
+  kt_long Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
+                    kt_long position, Kt_Variant& result) const;
+  kt_long PivotDown(Kt_Aggregate what, kt_long col, kt_long position, kt_long start, kt_long end,
+                    View view, Kt_Variant& result) const;
+  kt_long PivotAcross(Kt_Aggregate what, kt_long col, kt_long row, kt_long start, kt_long end,
+                      View view, bool present_only, Kt_Variant& result) const;
+  template <class Matches>
+  kt_long FindFirst(View view, kt_long start, kt_long end, Matches matches) const;
+  kt_long LookupExact(View view, std::u16string_view id, std::u16string_view text, kt_long start,
+                      kt_long end) const;
+  kt_long FindCell(View view, kt_long col, std::u16string_view text, kt_long start,
+                   kt_long end) const;
+  kt_long LookupAs(View view, std::u16string_view id, std::u16string_view text, kt_long start,
+                   kt_long end) const;
+
+  void TakeContent(const Kt_Dataset& source);
+  template <class Take>
+  kt_long FromTable(const Kt_Dataset& source, View view, Take take);
+  template <class Change>
+  kt_long WithSource(const Kt_Dataset& source, Change change);
+  Kt_Variant CellFor(const Kt_Dataset& target, kt_long row, kt_long col) const;
+  void DropArrangement();
+  kt::detail::LoadedTable ShownRows() const;
+  std::vector<std::pair<kt_long, kt_long>> SharedColumns(const Kt_Dataset& source) const;
+  kt_long MergePhysical(const Kt_Dataset& source);
+  struct KeyRows;
+  kt_long MergeByKeys(const Kt_Dataset& source, const KeyRows& rows,
+                      const std::vector<kt_long>& source_keys);
+  void CopyCells(kt_long row, const Kt_Dataset& source, kt_long source_row,
+                 const std::vector<std::pair<kt_long, kt_long>>& cols);
+  std::u16string KeyText(kt_long row, const std::vector<kt_long>& cols) const;
+  kt_long Adopt(kt::detail::LoadedTable& table, bool clear);
+  std::vector<Kt_WString> KeyIds() const;
+  void FindKeys(const std::vector<Kt_WString>& ids);
+  void DropStoredColumns();
+  bool AdoptColumns(kt::detail::LoadedTable& table, std::vector<kt_long>& cols);
+  void AdoptRows(const kt::detail::LoadedTable& table, const std::vector<kt_long>& cols,
+                 Slot first);
+  void AdoptNote(const kt::detail::LoadedNote& note, const std::vector<kt_long>& cols, Slot slot);
+  void AdoptDeletions(const kt::detail::LoadedTable& table, Slot first);
+  bool SaveViewOf(std::u16string_view save_type, View& view, bool& changed_only) const;
+  kt::CountedVector<Slot> RowsToSave(View view, bool changed_only, bool deleted) const;
+  kt::detail::LoadedTable TableToSave(View view, bool changed_only) const;
+  kt_long SaveTable(std::u16string_view type, Kt_SaveReport& report,
+                    const std::function<kt_long(kt::detail::LoadedTable&)>& write) const;
+  void AddNotes(const kt::CountedVector<Slot>& slots, kt::detail::LoadedTable& table) const;
+  template <class Unit>
+  kt_long LoadCsvText(std::basic_string_view<Unit> text, const Kt_CsvOptions& options,
+                      Kt_LoadReport& report);
+
+  Kt_Variant FirstValue(Slot slot, kt_long col) const;
+  Kt_Variant OriginalAt(View view, kt_long row, kt_long col) const;
+  void RestoreFirstValues(Slot slot);
+  void TakeBackChanges();
+
+  Kt_WString id_;
+  std::vector<Column> columns_;
+  kt::detail::ConstantList constants_;
+  kt::detail::CopyOnWrite<kt::detail::NameMap> names_;  // ids of columns_
+  kt::detail::CopyOnWrite<RowIndex> index_;
+  kt::detail::CopyOnWrite<kt::detail::ChangeBuffer> changes_;
+  kt::CountedVector<Slot> free_slots_;  // their cells are null
+  Slot slot_count_ = 0;                 // every column has at least as many cells
+  kt_long inserted_count_ = 0;
+  View active_view_ = kt::detail::kAllRows;
+  Kt_WString filter_text_;
+  std::vector<Key> keys_;
+  std::vector<Key> shown_keys_;      // those that the subtotal rows are made of
+  std::vector<KeyCells> key_cells_;  // of those among them that are expressions
+  bool grouped_ = false;             // there are subtotal rows
+  bool reverse_subtotals_ = false;
+  mutable std::array<std::optional<kt::detail::GroupView>, 4> groups_;  // by view, made when asked
+  std::shared_ptr<const Kt_Pivot> pivot_;  // what the rows are made of; null: records
+  std::optional<RowLayer> plain_rows_;     // while there is a pivot
+  SourceLink source_;
+  kt::detail::SlotHistory history_;
+  std::uint64_t structure_version_ = 0;
+  kt::detail::DatasetLifeOwner life_;
+  mutable Evaluator evaluator_;
+  mutable Scratch scratch_;
+  Kt_OneThread one_thread_;
+};
+
+// Takes a dataset back to what it was when this was made if the work on it is stopped meanwhile
+// (see Kt_WorkMeter): rows, cells, row states and filters. Costs next to nothing, and does nothing,
+// where nothing limits the work.
+class KT_CLASS_API Kt_Dataset::Rollback {
+ public:
+  explicit Rollback(Kt_Dataset& dataset, bool is_wanted = true);
+  Rollback(const Rollback&) = delete;
+  Rollback& operator=(const Rollback&) = delete;
+  ~Rollback();
+
+  bool TakesBack() const { return state_ != nullptr && Kt_WorkMeter::CurrentStop() != 0; }
+
+ private:
+  struct State;
+  Kt_DatasetHandle dataset_;
+  std::unique_ptr<State> state_;
+};

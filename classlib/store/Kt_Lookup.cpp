@@ -1,0 +1,147 @@
+// SPDX-License-Identifier: MIT
+//
+// Finding a row by the value of one column.
+#include <algorithm>
+
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/detail/Kt_Refuse.h"
+#include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/detail/Kt_Whole.h"
+#include "classlib/text/Kt_Number.h"
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
+
+namespace {
+
+// The wanted value in the column's own type: prepared once, compared per cell without conversion.
+class Wanted {
+ public:
+  Wanted(const Kt_Column& column, std::u16string_view text)
+      : column_(column), text_(text), value_(column.Converted(Kt_Variant(Kt_WString(text)))) {
+    // A text that is no number is in no number column, although a write would keep its start.
+    double number = 0.0;
+    const bool numeric = column.Type() == Kt_ColumnType::kLong ||
+                         column.Type() == Kt_ColumnType::kDouble ||
+                         column.Type() == Kt_ColumnType::kCurrency;
+    possible_ = text.empty() || !numeric || kt_readnumberW(text, number);
+    if (numeric && possible_ && column.Type() == Kt_ColumnType::kLong && !text.empty()) {
+      possible_ = value_.ToDouble() == number;
+    }
+    if (column.Type() != Kt_ColumnType::kString) return;
+    const auto& texts = column.Cells<Kt_Column::Texts>();
+    if (!texts.dictionary.IsUnique()) return;
+    code_ = texts.dictionary.Find(text);
+    possible_ = code_.has_value();
+  }
+
+  bool IsPossible() const { return possible_; }
+
+  bool Matches(std::size_t row) const {
+    if (column_.IsNull(row)) return text_.empty();
+    switch (column_.Type()) {
+      case Kt_ColumnType::kLong:
+        return !text_.empty() && column_.Cells<Kt_Column::Longs>()[row] == value_.AsLong();
+      case Kt_ColumnType::kDouble:
+        return !text_.empty() && column_.Cells<Kt_Column::Doubles>()[row] == value_.AsDouble();
+      case Kt_ColumnType::kDateTime:
+        return !value_.IsEmpty() && column_.Cells<Kt_Column::Doubles>()[row] == value_.AsDouble();
+      case Kt_ColumnType::kCurrency:
+        return !text_.empty() && column_.Cells<Kt_Column::Units>()[row] == value_.AsInt64();
+      case Kt_ColumnType::kString: {
+        const auto& texts = column_.Cells<Kt_Column::Texts>();
+        if (code_) return texts.codes[row] == *code_;
+        return IsSameText(texts.dictionary.Text(texts.codes[row]), text_);
+      }
+      default: return IsSameText(column_.Read(row).ToString(), text_);
+    }
+  }
+
+ private:
+  const Kt_Column& column_;
+  std::u16string_view text_;
+  Kt_Variant value_;
+  std::optional<std::uint32_t> code_;
+  bool possible_ = true;
+};
+
+}  // namespace
+
+template <class Matches>
+kt_long Kt_Dataset::FindFirst(View view, kt_long start, kt_long end, Matches matches) const {
+  const kt_long count = ViewCount(view);
+  end = end < 0 ? count : std::min(end, count);
+  RoundCharge charge;
+  for (kt_long row = std::max(start, 0); row < end; ++row) {
+    if (!charge.Add(4 * Kt_WorkMeter::kUnitsPerCell)) return -1;
+    const auto slot = RecordAt(view, row);
+    if (slot && matches(row, *slot)) return row;
+  }
+  return -1;
+}
+
+kt_long Kt_Dataset::LookupExact(View view, std::u16string_view id, std::u16string_view text,
+                                kt_long start, kt_long end) const {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
+  const kt_long col = GetColIndex(id);
+  if (col < 0) return -1;
+  const auto find = [&] { return FindCell(view, col, text, start, end); };
+  return IsPlain(col) ? find() : Whole(find, -1);
+}
+
+kt_long Kt_Dataset::FindCell(View view, kt_long col, std::u16string_view text, kt_long start,
+                             kt_long end) const {
+  std::shared_ptr<const Kt_Column> patched;  // without the rows that are gone
+  const auto patch = [&] {
+    if (!IsPivot() && !IsIntact()) patched = SlotCells(col);
+    return kt_long{0};
+  };
+  if (RefuseOnFailure(patch) < 0) return -1;
+  const Kt_Column* const cells = patched != nullptr ? patched.get() : CellsOf(col);
+  if (cells == nullptr) {
+    return FindFirst(view, start, end, [&](kt_long row, Slot) {
+      return ReadCell(view, row, col).ToString().View() == text;
+    });
+  }
+  const Wanted wanted(*cells, text);
+  if (!wanted.IsPossible()) return -1;
+  return FindFirst(view, start, end, [&](kt_long, Slot slot) { return wanted.Matches(slot); });
+}
+
+kt_long Kt_Dataset::LookupAs(View view, std::u16string_view id, std::u16string_view text,
+                             kt_long start, kt_long end) const {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
+  const kt_long col = GetColIndex(id);
+  if (col < 0) return -1;
+  const auto matches = [&](kt_long row, Slot) {
+    return ReadCell(view, row, col).ToString().EqualsNoCase(text);
+  };
+  return Whole([&] { return FindFirst(view, start, end, matches); }, -1);
+}
+
+kt_long Kt_Dataset::LookupDataRow(std::u16string_view id, std::u16string_view text, kt_long start,
+                                  kt_long end) const {
+  return LookupExact(ActiveView(), id, text, start, end);
+}
+
+kt_long Kt_Dataset::LookupDataRowNF(std::u16string_view id, std::u16string_view text, kt_long start,
+                                    kt_long end) const {
+  return LookupExact(kAllRows, id, text, start, end);
+}
+
+kt_long Kt_Dataset::LookupDataRowAs(std::u16string_view id, std::u16string_view text, kt_long start,
+                                    kt_long end) const {
+  return LookupAs(ActiveView(), id, text, start, end);
+}
+
+kt_long Kt_Dataset::LookupDataRowNFAs(std::u16string_view id, std::u16string_view text,
+                                      kt_long start, kt_long end) const {
+  return LookupAs(kAllRows, id, text, start, end);
+}
+
+Kt_WString Kt_Dataset::LookupDataText(std::u16string_view id, std::u16string_view text,
+                                      std::u16string_view out_id) const {
+  return Whole([&] {
+    const kt_long row = LookupDataRow(id, text);
+    return row < 0 ? Kt_WString() : ReadColumn(row, GetColIndex(out_id)).ToString();
+  });
+}

@@ -1,0 +1,339 @@
+// SPDX-License-Identifier: MIT
+//
+// Rows and positions are found by sorting the records by their keys and cutting where keys differ.
+// Then every record is one entry (row, position), once more for each subtotal position above it;
+// sorted, equal entries are the records of one cell.
+#include "classlib/store/Kt_Pivot.h"
+
+#include <algorithm>
+#include <exception>
+
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Memory.h"
+#include "classlib/store/detail/Kt_CellFold.h"
+#include "classlib/store/kernels/Kt_SortKernels.h"
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): slots and views
+
+Kt_Variant CellFold::Result(Kt_Aggregate what, bool present_only) const {
+  const kt_long count = present_only ? present_ : all_;
+  switch (what) {
+    case Kt_Aggregate::kSum: return sum_;
+    case Kt_Aggregate::kCount: return count;
+    case Kt_Aggregate::kAvg:
+      if (!HasValue()) return {};
+      return sum_.ToDouble() / static_cast<double>(count);
+    case Kt_Aggregate::kMax: return greatest_;
+    case Kt_Aggregate::kMin: return least_;
+    default: return {};
+  }
+}
+
+void Kt_Pivot::Clear() { *this = Kt_Pivot(); }
+
+bool Kt_Pivot::Build(const Kt_Dataset& source) {
+  Clear();
+  try {
+    if (BuildFrom(source)) return true;
+  } catch (const std::exception&) {
+    (void)kt::NoteMemoryFailure();  // as if nothing had been built
+  }
+  Clear();
+  return false;
+}
+
+void Kt_Pivot::TakeKeys(const Kt_Dataset& source) {
+  for (const Kt_Dataset::Key& key : source.keys_) {
+    if (key.type == Kt_KeyType::kPivotRow) {
+      row_keys_.push_back({key.col, key.ascending, source.SlotCells(key.col)});
+    } else if (key.type == Kt_KeyType::kPivotColumn) {
+      column_keys_.push_back({key.col, key.ascending, source.SlotCells(key.col)});
+    } else if (key.type == Kt_KeyType::kPivotValue) {
+      const bool unset = key.subtotal == Kt_Aggregate::kNone;
+      const Kt_Aggregate what = unset ? Kt_Aggregate::kSum : key.subtotal;
+      values_.push_back({key.col, what, source.SlotCells(key.col), {}, {}});
+    }
+  }
+}
+
+bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
+  TakeKeys(source);
+  if (row_keys_.empty() && column_keys_.empty()) return false;
+  const auto sort_keys = [](const std::vector<KeyColumn>& keys) {
+    std::vector<Kt_Dataset::SortKey> sort;
+    for (const KeyColumn& key : keys) sort.push_back({key.col, key.ascending});
+    return sort;
+  };
+  kt::CountedVector<std::uint32_t> row_of(source.slot_count_);
+  kt::CountedVector<std::uint32_t> plain_of(source.slot_count_);
+  kt::CountedVector<kt::CountedVector<std::uint32_t>> positions_of_plain;
+  const kt::CountedVector<Slot> slots =
+      SetRows(source.OrderedRecords(sort_keys(row_keys_)), row_of);
+  SetPositions(source.OrderedRecords(sort_keys(column_keys_)), positions_of_plain, plain_of);
+  kt::CountedVector<Entry> entries;
+  RoundCharge charge;
+  for (const Slot slot : slots) {
+    charge.AddOrLeave(2 * Kt_WorkMeter::kUnitsPerCell);
+    for (const std::uint32_t position : positions_of_plain[plain_of[slot]]) {
+      charge.AddOrLeave(Kt_WorkMeter::kUnitsPerCell);
+      entries.push_back({row_of[slot], position, slot});
+    }
+  }
+  SetCells(entries);
+  LetGoOfSource();
+  return true;
+}
+
+std::size_t Kt_Pivot::FirstDifference(const std::vector<KeyColumn>& keys, Slot a, Slot b) {
+  std::size_t key = 0;
+  while (key < keys.size() && keys[key].cells->SameCells(a, b)) ++key;
+  return key;
+}
+
+kt::CountedVector<Slot> Kt_Pivot::SetRows(const kt::CountedVector<Slot>& slots,
+                                          kt::CountedVector<std::uint32_t>& row_of) {
+  RoundCharge charge;
+  for (const Slot slot : slots) {
+    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
+    if (rows_.empty() || FirstDifference(row_keys_, rows_.back(), slot) < row_keys_.size()) {
+      rows_.push_back(slot);
+    }
+    row_of[slot] = static_cast<std::uint32_t>(rows_.size() - 1);
+  }
+  return slots;
+}
+
+void Kt_Pivot::SetPositions(const kt::CountedVector<Slot>& slots,
+                            kt::CountedVector<kt::CountedVector<std::uint32_t>>& positions_of_plain,
+                            kt::CountedVector<std::uint32_t>& plain_of) {
+  const std::size_t key_count = column_keys_.size();
+  std::vector<std::size_t> open(key_count, 0);  // first plain position of the open run, by key
+  RoundCharge charge;
+  const auto close = [&](std::size_t same) {
+    for (std::size_t key = key_count; key-- > same + 1;) {
+      const auto subtotal = static_cast<std::uint32_t>(positions_.size());
+      const Slot slot = positions_.back().slot;
+      positions_.push_back({slot, static_cast<kt_long>(key_count - key)});
+      for (std::size_t plain = open[key - 1]; plain < positions_of_plain.size(); ++plain) {
+        charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
+        positions_of_plain[plain].push_back(subtotal);
+      }
+      open[key - 1] = positions_of_plain.size();
+    }
+  };
+  for (const Slot slot : slots) {
+    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
+    const bool first = positions_.empty();
+    const std::size_t same =
+        first ? 0 : FirstDifference(column_keys_, positions_.back().slot, slot);
+    if (first || same < key_count) {
+      if (!first) close(same);
+      positions_of_plain.push_back({static_cast<std::uint32_t>(positions_.size())});
+      positions_.push_back({slot, 0});
+    }
+    plain_of[slot] = static_cast<std::uint32_t>(positions_of_plain.size() - 1);
+  }
+  if (!positions_.empty()) close(0);
+  plain_count_ = static_cast<kt_long>(positions_of_plain.size());
+}
+
+void Kt_Pivot::SetCells(kt::CountedVector<Entry>& entries) {
+  kt::CountedVector<kt::kernels::KeyedRow> sorted;
+  kt::CountedVector<kt::kernels::KeyedRow> spare;
+  sorted.reserve(entries.size());
+  for (const Entry& entry : entries) {
+    sorted.push_back({std::uint64_t{entry.row} * positions_.size() + entry.position, entry.slot});
+  }
+  const auto charge_rows = [](std::size_t rows) {
+    ChargeOrLeave(static_cast<std::int64_t>(rows) * Kt_WorkMeter::kUnitsPerCell);
+  };
+  charge_rows(entries.size());
+  kt::kernels::SortByKey(sorted, spare, charge_rows);
+  kt::CountedVector<Slot> slots;
+  RoundCharge charge;
+  for (std::size_t at = 0; at < sorted.size();) {
+    const std::uint64_t key = sorted[at].key;
+    for (slots.clear(); at < sorted.size() && sorted[at].key == key; ++at) {
+      slots.push_back(sorted[at].row);
+    }
+    charge.AddOrLeave(static_cast<std::int64_t>(slots.size() + 16 * values_.size()) *
+                      Kt_WorkMeter::kUnitsPerCell);
+    const auto row = static_cast<std::size_t>(key / positions_.size());
+    row_starts_.resize(row + 1, static_cast<std::uint32_t>(cell_positions_.size()));
+    cell_positions_.push_back(static_cast<std::uint32_t>(key % positions_.size()));
+    for (ValueColumn& value : values_) AddCell(value, slots);
+  }
+  row_starts_.resize(rows_.size() + 1, static_cast<std::uint32_t>(cell_positions_.size()));
+}
+
+void Kt_Pivot::AddCell(ValueColumn& value, const kt::CountedVector<Slot>& slots) {
+  Kt_Variant total;
+  Kt_Dataset::AggregateListed(value.what, *value.cells, slots, total);
+  value.values.push_back(std::move(total));
+  if (value.what != Kt_Aggregate::kAvg) return;
+  Weight weight;
+  Kt_Variant count;
+  Kt_Dataset::AggregateListed(Kt_Aggregate::kSum, *value.cells, slots, weight.sum);
+  Kt_Dataset::AggregateListed(Kt_Aggregate::kCount, *value.cells, slots, count);
+  weight.count = count.ToInteger();
+  value.weights.push_back(std::move(weight));
+}
+
+// The keys are copied out of the dataset's columns, so that it can write to them without parting
+// from them first.
+void Kt_Pivot::LetGoOfSource() {
+  kt::CountedVector<Slot> places;
+  for (const Position& position : positions_) places.push_back(position.slot);
+  for (KeyColumn& key : row_keys_) {
+    key.cells = std::make_shared<Kt_Column>(key.cells->Gather(rows_));
+  }
+  for (KeyColumn& key : column_keys_) {
+    key.cells = std::make_shared<Kt_Column>(key.cells->Gather(places));
+  }
+  for (ValueColumn& value : values_) value.cells.reset();
+}
+
+// ---- Reading ----------------------------------------------------------------------------------
+
+const Kt_Pivot::ValueColumn* Kt_Pivot::ValueOf(kt_long col) const {
+  for (const ValueColumn& value : values_) {
+    if (value.col == col) return &value;
+  }
+  return nullptr;
+}
+
+Kt_Pivot::ColumnType Kt_Pivot::GetPivotColType(kt_long col) const {
+  const auto is_col = [col](const KeyColumn& key) { return key.col == col; };
+  if (ValueOf(col) != nullptr) return ColumnType::kValue;
+  if (std::any_of(row_keys_.begin(), row_keys_.end(), is_col)) return ColumnType::kRowKey;
+  if (std::any_of(column_keys_.begin(), column_keys_.end(), is_col)) return ColumnType::kColumnKey;
+  return ColumnType::kOther;
+}
+
+kt_long Kt_Pivot::GetPivotColLevel(kt_long position) const {
+  if (position < 0 || position >= GetPivotColCount()) return 0;
+  return positions_[static_cast<std::size_t>(position)].level;
+}
+
+kt_long Kt_Pivot::GetPivotRowPos(kt_long row, kt_long position) const {
+  if (row < 0 || row >= GetPivotRowCount() || position < 0) return -1;
+  const auto first = cell_positions_.begin() + row_starts_[static_cast<std::size_t>(row)];
+  const auto last = cell_positions_.begin() + row_starts_[static_cast<std::size_t>(row) + 1];
+  const auto found = std::lower_bound(first, last, static_cast<std::uint32_t>(position));
+  const bool exists = found != last && *found == static_cast<std::uint32_t>(position);
+  return exists ? static_cast<kt_long>(found - cell_positions_.begin()) : -1;
+}
+
+Kt_Variant Kt_Pivot::GetColumn(kt_long row, kt_long col, kt_long position) const {
+  if (row < 0 || row >= GetPivotRowCount()) return {};
+  if (const ValueColumn* const value = ValueOf(col)) {
+    const kt_long cell = GetPivotRowPos(row, position);
+    return cell < 0 ? Kt_Variant() : value->values[static_cast<std::size_t>(cell)];
+  }
+  for (const KeyColumn& key : row_keys_) {
+    if (key.col == col) return key.cells->Read(static_cast<std::size_t>(row));
+  }
+  if (position < 0 || position >= GetPivotColCount()) return {};
+  const auto place = static_cast<std::size_t>(position);
+  const std::size_t shown = column_keys_.size() - static_cast<std::size_t>(positions_[place].level);
+  for (std::size_t key = 0; key < shown; ++key) {
+    if (column_keys_[key].col == col) return column_keys_[key].cells->Read(place);
+  }
+  return {};
+}
+
+Kt_WString Kt_Pivot::GetPivotColText(kt_long position) const {
+  Kt_WString text;
+  if (position < 0 || position >= GetPivotColCount()) return text;
+  const auto place = static_cast<std::size_t>(position);
+  const std::size_t shown = column_keys_.size() - static_cast<std::size_t>(positions_[place].level);
+  for (std::size_t key = 0; key < shown; ++key) {
+    if (key > 0) text += u'/';
+    text += column_keys_[key].cells->Read(place).ToString();
+  }
+  return text;
+}
+
+const Kt_Pivot::Cells& Kt_Pivot::RowKeyCells(kt_long col) const {
+  static const Cells kNoCells;
+  for (const KeyColumn& key : row_keys_) {
+    if (key.col == col && ValueOf(col) == nullptr) return key.cells;
+  }
+  return kNoCells;
+}
+
+Kt_VariantList Kt_Pivot::GetColumnSet(kt_long row, kt_long col) const {
+  Kt_VariantList values;
+  RoundCharge charge;
+  for (kt_long position = 0; position < GetPivotColCount(); ++position) {
+    if (!charge.Add(4 * Kt_WorkMeter::kUnitsPerCell)) break;
+    values.Add(GetColumn(row, col, position));
+  }
+  return values;
+}
+
+// ---- Aggregates -------------------------------------------------------------------------------
+
+Kt_Variant Kt_Pivot::AggregateDown(Kt_Aggregate what, kt_long col, kt_long position, kt_long start,
+                                   kt_long end, bool present_only) const {
+  if (ValueOf(col) == nullptr) return {};
+  CellFold fold;
+  for (kt_long row = std::max(start, 0); row < std::min(end, GetPivotRowCount()); ++row) {
+    fold.Add(GetColumn(row, col, position));
+  }
+  return fold.Result(what, present_only);
+}
+
+Kt_Variant Kt_Pivot::AggregateAcross(Kt_Aggregate what, kt_long col, kt_long row, kt_long start,
+                                     kt_long end, bool present_only) const {
+  if (ValueOf(col) == nullptr || row < 0 || row >= GetPivotRowCount()) return {};
+  if (end < 0) end = GetPivotColCount();
+  CellFold fold;
+  for (kt_long at = std::max(start, 0); at < std::min(end, GetPivotColCount()); ++at) {
+    if (GetPivotColLevel(at) == 0) fold.Add(GetColumn(row, col, at));
+  }
+  return fold.Result(what, present_only);
+}
+
+void Kt_Pivot::TotalRows(const kt::CountedVector<Slot>& rows,
+                         kt::CountedVector<SubtotalCell>& totals) const {
+  std::vector<CellNumber> cells;
+  RoundCharge charge;
+  for (const Slot row : rows) {
+    for (std::uint32_t cell = row_starts_[row]; cell < row_starts_[row + 1]; ++cell) {
+      charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
+      cells.emplace_back(cell_positions_[cell], cell);
+    }
+  }
+  std::sort(cells.begin(), cells.end(), [&](const CellNumber& a, const CellNumber& b) {
+    charge.AddOrLeave(Kt_WorkMeter::kUnitsPerCell);
+    return a < b;
+  });
+  for (std::size_t first = 0, last = 0; first < cells.size(); first = last) {
+    charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
+    while (last < cells.size() && cells[last].first == cells[first].first) ++last;
+    for (const ValueColumn& value : values_) {
+      totals.push_back({value.col, static_cast<kt_long>(cells[first].first),
+                        TotalOf(value, &cells[first], cells.data() + last)});
+    }
+  }
+}
+
+Kt_Variant Kt_Pivot::TotalOf(const ValueColumn& value, const CellNumber* first,
+                             const CellNumber* last) {
+  CellFold fold;
+  kt_long count = 0;
+  for (const CellNumber* cell = first; cell != last; ++cell) {
+    if (value.what != Kt_Aggregate::kAvg) {
+      fold.Add(value.values[cell->second]);
+      continue;
+    }
+    const Weight& weight = value.weights[cell->second];
+    fold.Add(weight.sum);
+    count += weight.count;
+  }
+  const bool adds = value.what != Kt_Aggregate::kMax && value.what != Kt_Aggregate::kMin;
+  const Kt_Variant total = fold.Result(adds ? Kt_Aggregate::kSum : value.what, true);
+  if (value.what != Kt_Aggregate::kAvg) return total;
+  return count == 0 ? Kt_Variant() : Kt_Variant(total.ToDouble() / static_cast<double>(count));
+}

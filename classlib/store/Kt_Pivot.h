@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "classlib/store/Kt_Dataset.h"
+
+// A cross table over the rows that a dataset shows, by its pivot keys: one pivot row per different
+// set of row keys, one position per different set of column keys, both in key order, and for every
+// value key one value per cell, made of all rows that fall into it. Cells into which no row falls
+// are absent: they take no memory and read null.
+//
+//   sales.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotRow, region);
+//   sales.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotColumn, month);
+//   sales.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, amount);
+//   Kt_Pivot pivot;
+//   if (pivot.Build(sales)) pivot.GetColumn(0, amount, 0);
+//
+// With column keys k1 to kn there are also subtotal positions: one of level 1 behind each run of
+// equal (k1..kn-1), ... one of level n-1 behind each k1. Columns are numbered as in the dataset.
+// Without row keys there is one row, without column keys one position.
+//
+// A snapshot: later changes of the dataset do not reach it. Owns its values. Threads: const members
+// may run in parallel. Fails: outside everything reads empty.
+class KT_CLASS_API Kt_Pivot {
+ public:
+  enum class ColumnType : std::uint8_t { kValue, kRowKey, kColumnKey, kOther };
+
+  // False, and the pivot empty, without row and column keys or without memory. A value key without
+  // a kind is summed.
+  bool Build(const Kt_Dataset& source);
+  void Clear();
+
+  kt_long GetPivotRowCount() const { return static_cast<kt_long>(rows_.size()); }
+  kt_long GetPivotColCount() const { return static_cast<kt_long>(positions_.size()); }
+  kt_long GetPivotTableColCount() const { return plain_count_; }  // without subtotals
+  ColumnType GetPivotColType(kt_long col) const;
+  kt_long GetPivotColLevel(kt_long position) const;  // 0 for a plain position and outside
+  // The number of a cell; -1 for an absent one and outside. Costs O(log cells of the row).
+  kt_long GetPivotRowPos(kt_long row, kt_long position) const;
+  // A value column: the value of a cell. A row key: that of the row, whatever the position. A
+  // column key: that of the position, null in subtotals that it is not part of. Any other column:
+  // null.
+  Kt_Variant GetColumn(kt_long row, kt_long col, kt_long position) const;
+  // The column keys of a position with "/" between them; those that a subtotal is not part of are
+  // left out.
+  Kt_WString GetPivotColText(kt_long position) const;
+  // The values of a column in all positions.
+  Kt_VariantList GetColumnSet(kt_long row, kt_long col) const;
+
+  // Aggregates of one value column down a position, over the pivot rows [start, end), and across a
+  // row, over the plain positions [start, end), -1 and -1 for all. Absent cells and nulls add
+  // nothing, but count: an average divides by all rows or positions of the range, unless
+  // `present_only`. Empty when there is no value (sum and count: 0).
+  Kt_Variant AggregateDown(Kt_Aggregate what, kt_long col, kt_long position, kt_long start,
+                           kt_long end, bool present_only = false) const;
+  Kt_Variant AggregateAcross(Kt_Aggregate what, kt_long col, kt_long row, kt_long start,
+                             kt_long end, bool present_only = false) const;
+
+ private:
+  friend class Kt_Dataset;  // whose rows it becomes
+  using Slot = kt::detail::Slot;
+  using Cells = std::shared_ptr<const Kt_Column>;
+  struct KeyColumn {
+    kt_long col;
+    bool ascending;
+    Cells cells;  // while it is built by slot, then by row or position
+  };
+  // Averages of several cells need what their averages were made of.
+  struct Weight {
+    Kt_Variant sum;
+    kt_long count;
+  };
+  struct ValueColumn {
+    kt_long col;
+    Kt_Aggregate what;
+    Cells cells;                           // while it is built
+    kt::CountedVector<Kt_Variant> values;  // by cell
+    kt::CountedVector<Weight> weights;     // by cell, of an average
+  };
+  struct Position {
+    Slot slot;      // a record that has its keys
+    kt_long level;  // of a subtotal, else 0
+  };
+  struct Entry {
+    std::uint32_t row;
+    std::uint32_t position;
+    Slot slot;
+  };
+  using CellNumber = std::pair<std::uint32_t, std::uint32_t>;  // position, cell
+
+  bool BuildFrom(const Kt_Dataset& source);
+  void TakeKeys(const Kt_Dataset& source);
+  kt::CountedVector<Slot> SetRows(const kt::CountedVector<Slot>& slots,
+                                  kt::CountedVector<std::uint32_t>& row_of);
+  void SetPositions(const kt::CountedVector<Slot>& slots,
+                    kt::CountedVector<kt::CountedVector<std::uint32_t>>& positions_of_plain,
+                    kt::CountedVector<std::uint32_t>& plain_of);
+  void SetCells(kt::CountedVector<Entry>& entries);
+  static void AddCell(ValueColumn& value, const kt::CountedVector<Slot>& slots);
+  void LetGoOfSource();
+  const ValueColumn* ValueOf(kt_long col) const;
+  static std::size_t FirstDifference(const std::vector<KeyColumn>& keys, Slot a, Slot b);
+  // A row key by pivot row; null for other columns.
+  const Cells& RowKeyCells(kt_long col) const;
+  // What each position of some rows holds together, made of their records.
+  void TotalRows(const kt::CountedVector<Slot>& rows,
+                 kt::CountedVector<kt::detail::SubtotalCell>& totals) const;
+  static Kt_Variant TotalOf(const ValueColumn& value, const CellNumber* first,
+                            const CellNumber* last);
+
+  std::vector<KeyColumn> row_keys_;
+  std::vector<KeyColumn> column_keys_;
+  std::vector<ValueColumn> values_;
+  kt::CountedVector<Slot> rows_;  // a record of each row
+  kt::CountedVector<Position> positions_;
+  kt_long plain_count_ = 0;
+  kt::CountedVector<std::uint32_t> row_starts_;      // first cell of each row, and the end
+  kt::CountedVector<std::uint32_t> cell_positions_;  // by cell; rising within a row
+};

@@ -1,0 +1,324 @@
+// SPDX-License-Identifier: MIT
+//
+// A dataset whose rows are those of a cross table.
+#include <algorithm>
+#include <stdexcept>
+
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/detail/Kt_Refuse.h"
+#include "classlib/store/Kt_Pivot.h"
+#include "classlib/store/detail/Kt_CellFold.h"
+#include "classlib/store/detail/Kt_Whole.h"
+#include "classlib/text/Kt_Number.h"
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
+
+// ---- Becoming a pivot, and a table again ------------------------------------------------------
+
+void Kt_Dataset::SwapRows(RowLayer& other) {
+  std::swap(index_, other.index);
+  std::swap(changes_, other.changes);
+  std::swap(free_slots_, other.free_slots);
+  std::swap(slot_count_, other.slot_count);
+  std::swap(inserted_count_, other.inserted_count);
+  std::swap(active_view_, other.active_view);
+  std::swap(shown_keys_, other.shown_keys);
+  std::swap(key_cells_, other.key_cells);
+  std::swap(grouped_, other.grouped);
+  std::swap(groups_, other.groups);
+}
+
+Kt_Dataset::PlainRows::PlainRows(Kt_Dataset& dataset) : dataset_(dataset), pivot_(dataset.pivot_) {
+  if (pivot_ == nullptr) return;
+  dataset_.SwapRows(*dataset_.plain_rows_);
+  dataset_.pivot_.reset();
+}
+
+Kt_Dataset::PlainRows::~PlainRows() {
+  if (pivot_ == nullptr) return;
+  dataset_.SwapRows(*dataset_.plain_rows_);
+  dataset_.pivot_ = std::move(pivot_);
+}
+
+void Kt_Dataset::LeavePivot() {
+  if (!IsPivot()) return;
+  SwapRows(*plain_rows_);
+  plain_rows_.reset();
+  pivot_.reset();
+  ++structure_version_;
+}
+
+void Kt_Dataset::EnterPivot(std::shared_ptr<const Kt_Pivot> pivot) {
+  RowLayer layer;
+  layer.slot_count = static_cast<Slot>(pivot->GetPivotRowCount());
+  layer.index.Write().Append(0, layer.slot_count);
+  SwapRows(layer);
+  plain_rows_ = std::move(layer);
+  pivot_ = std::move(pivot);
+  RecalcGroup();
+}
+
+kt_long Kt_Dataset::RecalcPivot() {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
+  if (IsEvaluating()) return -1;
+  const std::shared_ptr<const Kt_Pivot> before = pivot_;
+  LeavePivot();
+  const auto recalc = [&]() -> kt_long {
+    if (ShowsSource()) TakeSourceRows(false);
+    const auto is_pivot_key = [](const Key& key) {
+      return key.type == Kt_KeyType::kPivotRow || key.type == Kt_KeyType::kPivotColumn;
+    };
+    if (std::none_of(keys_.begin(), keys_.end(), is_pivot_key)) return 1;
+    auto pivot = std::make_shared<Kt_Pivot>();
+    if (!pivot->Build(*this)) return -1;
+    ChargeOrLeave(0);
+    EnterPivot(std::move(pivot));
+    return 1;
+  };
+  const auto recalc_or_go_back = [&]() -> kt_long {
+    try {
+      return recalc();
+    } catch (const WorkStopped&) {
+      if (before != nullptr) EnterPivot(before);
+      throw;
+    }
+  };
+  return RefuseOnFailure([&] { return Whole(recalc_or_go_back, -1); });
+}
+
+void Kt_Dataset::PivotLocSubSum_Reset() {
+  if (IsPivot()) RecalcGroup();
+}
+
+// ---- Rows and positions -----------------------------------------------------------------------
+
+kt_long Kt_Dataset::GetPivotRowCount() const { return IsPivot() ? GetRowCount() : 0; }
+
+kt_long Kt_Dataset::GetPivotColCount() const { return IsPivot() ? pivot_->GetPivotColCount() : 0; }
+
+kt_long Kt_Dataset::GetPivotTableColCount() const {
+  return IsPivot() ? pivot_->GetPivotTableColCount() : 0;
+}
+
+kt_long Kt_Dataset::GetPivotColType(kt_long col) const {
+  const auto type = IsPivot() ? pivot_->GetPivotColType(col) : Kt_Pivot::ColumnType::kOther;
+  return static_cast<kt_long>(type);
+}
+
+kt_long Kt_Dataset::GetPivotColLevel(kt_long position) const {
+  return IsPivot() ? pivot_->GetPivotColLevel(position) : 0;
+}
+
+kt_long Kt_Dataset::GetPivotRowLevel(kt_long row) const { return IsPivot() ? GetRowLevel(row) : 0; }
+
+kt_long Kt_Dataset::GetPivotRowPos(kt_long row, kt_long position, kt_long) const {
+  const auto slot = IsPivot() ? RecordAt(ActiveView(), row) : std::nullopt;
+  return slot ? pivot_->GetPivotRowPos(static_cast<kt_long>(*slot), position) : -1;
+}
+
+Kt_WString Kt_Dataset::GetPivotColText(kt_long position) const {
+  return IsPivot() ? pivot_->GetPivotColText(position) : Kt_WString();
+}
+
+// ---- Aggregates -------------------------------------------------------------------------------
+
+// The pivot rows behind the rows [start, end); subtotals are left out.
+kt::CountedVector<Slot> Kt_Dataset::PivotRows(View view, kt_long start, kt_long end) const {
+  start = std::clamp(start, 0, ViewCount(view));
+  end = std::clamp(end, start, ViewCount(view));
+  kt::CountedVector<Slot> rows;
+  index_->ForEachRun(
+      view, RecordsBefore(view, start), RecordsBefore(view, end),
+      [&](std::size_t first, std::size_t count) {
+        for (std::size_t row = first; row < first + count; ++row) {
+          rows.push_back(static_cast<Slot>(row));
+        }
+      },
+      [&](const Slot* listed, std::size_t count) {
+        rows.insert(rows.end(), listed, listed + count);
+      });
+  return rows;
+}
+
+kt_long Kt_Dataset::PivotDown(Kt_Aggregate what, kt_long col, kt_long position, kt_long start,
+                              kt_long end, View view, Kt_Variant& result) const {
+  result.Clear();
+  if (GetPivotColType(col) != 0) return -1;
+  return RefuseOnFailure([&] {
+    CellFold fold;
+    RoundCharge charge;
+    for (const Slot row : PivotRows(view, start, end)) {
+      charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
+      fold.Add(pivot_->GetColumn(static_cast<kt_long>(row), col, position));
+    }
+    result = fold.Result(what, false);
+    return fold.HasValue() ? 1 : 0;
+  });
+}
+
+kt_long Kt_Dataset::PivotAcross(Kt_Aggregate what, kt_long col, kt_long row, kt_long start,
+                                kt_long end, View view, bool present_only,
+                                Kt_Variant& result) const {
+  result.Clear();
+  if (GetPivotColType(col) != 0 || !HasRow(view, row)) return -1;
+  end = end < 0 ? GetPivotColCount() : std::min(end, GetPivotColCount());
+  CellFold fold;
+  RoundCharge charge;
+  for (kt_long position = std::max(start, 0); position < end; ++position) {
+    if (!charge.Add(8 * Kt_WorkMeter::kUnitsPerCell)) break;
+    if (GetPivotColLevel(position) == 0) fold.Add(ReadCell(view, row, col, position));
+  }
+  result = fold.Result(what, present_only);
+  return fold.HasValue() ? 1 : 0;
+}
+
+kt_long Kt_Dataset::GetPivotRowSum(kt_long col, kt_long position, kt_long, kt_long start,
+                                   kt_long end, kt_long filtered, Kt_Variant& result) const {
+  return PivotDown(Kt_Aggregate::kSum, col, position, start, end,
+                   filtered != 0 ? ActiveView() : kAllRows, result);
+}
+
+kt_long Kt_Dataset::GetPivotRowAvg(kt_long col, kt_long position, kt_long, kt_long start,
+                                   kt_long end, kt_long filtered, Kt_Variant& result) const {
+  return PivotDown(Kt_Aggregate::kAvg, col, position, start, end,
+                   filtered != 0 ? ActiveView() : kAllRows, result);
+}
+
+kt_long Kt_Dataset::GetPivotRowMax(kt_long col, kt_long position, kt_long, kt_long start,
+                                   kt_long end, kt_long filtered, Kt_Variant& result) const {
+  return PivotDown(Kt_Aggregate::kMax, col, position, start, end,
+                   filtered != 0 ? ActiveView() : kAllRows, result);
+}
+
+kt_long Kt_Dataset::GetPivotRowMin(kt_long col, kt_long position, kt_long, kt_long start,
+                                   kt_long end, kt_long filtered, Kt_Variant& result) const {
+  return PivotDown(Kt_Aggregate::kMin, col, position, start, end,
+                   filtered != 0 ? ActiveView() : kAllRows, result);
+}
+
+kt_long Kt_Dataset::GetPivotColSum(kt_long col, kt_long pivot_row, kt_long, kt_long start,
+                                   kt_long end, kt_long filtered, Kt_Variant& result) const {
+  return PivotAcross(Kt_Aggregate::kSum, col, pivot_row, start, end,
+                     filtered != 0 ? ActiveView() : kAllRows, false, result);
+}
+
+kt_long Kt_Dataset::GetPivotColAvg(kt_long col, kt_long pivot_row, kt_long, kt_long start,
+                                   kt_long end, kt_long filtered, Kt_Variant& result) const {
+  return PivotAcross(Kt_Aggregate::kAvg, col, pivot_row, start, end,
+                     filtered != 0 ? ActiveView() : kAllRows, false, result);
+}
+
+kt_long Kt_Dataset::GetPivotColAvgNN(kt_long col, kt_long pivot_row, kt_long, kt_long start,
+                                     kt_long end, kt_long filtered, Kt_Variant& result) const {
+  return PivotAcross(Kt_Aggregate::kAvg, col, pivot_row, start, end,
+                     filtered != 0 ? ActiveView() : kAllRows, true, result);
+}
+
+kt_long Kt_Dataset::GetPivotColMax(kt_long col, kt_long pivot_row, kt_long, kt_long start,
+                                   kt_long end, kt_long filtered, Kt_Variant& result) const {
+  return PivotAcross(Kt_Aggregate::kMax, col, pivot_row, start, end,
+                     filtered != 0 ? ActiveView() : kAllRows, false, result);
+}
+
+kt_long Kt_Dataset::GetPivotColMin(kt_long col, kt_long pivot_row, kt_long, kt_long start,
+                                   kt_long end, kt_long filtered, Kt_Variant& result) const {
+  return PivotAcross(Kt_Aggregate::kMin, col, pivot_row, start, end,
+                     filtered != 0 ? ActiveView() : kAllRows, false, result);
+}
+
+kt_long Kt_Dataset::GetPivotRowCount(kt_long col, kt_long position, kt_long, kt_long start,
+                                     kt_long end, kt_long filtered) const {
+  Kt_Variant count;
+  const View view = filtered != 0 ? ActiveView() : kAllRows;
+  PivotDown(Kt_Aggregate::kCount, col, position, start, end, view, count);
+  return count.ToInteger();
+}
+
+kt_long Kt_Dataset::GetPivotColCount(kt_long col, kt_long pivot_row, kt_long, kt_long start,
+                                     kt_long end, kt_long filtered) const {
+  Kt_Variant count;
+  const View view = filtered != 0 ? ActiveView() : kAllRows;
+  PivotAcross(Kt_Aggregate::kCount, col, pivot_row, start, end, view, false, count);
+  return count.ToInteger();
+}
+
+kt_long Kt_Dataset::GetPivotColCountNN(kt_long col, kt_long pivot_row, kt_long, kt_long start,
+                                       kt_long end, kt_long filtered) const {
+  Kt_Variant count;
+  const View view = filtered != 0 ? ActiveView() : kAllRows;
+  PivotAcross(Kt_Aggregate::kCount, col, pivot_row, start, end, view, true, count);
+  return count.ToInteger();
+}
+
+// ---- A pivot as a table -----------------------------------------------------------------------
+
+namespace {
+
+// The narrowest type that holds the values of a cross table as they are.
+Kt_ColumnType TypeFor(const kt::CountedVector<Kt_Variant>& values) {
+  std::optional<Kt_ColumnType> type;
+  for (const Kt_Variant& value : values) {
+    if (value.IsEmpty()) continue;
+    Kt_ColumnType own = Kt_ColumnType::kVariant;
+    if (value.IsLong()) own = Kt_ColumnType::kLong;
+    if (value.GetTag() == kTagDouble) own = Kt_ColumnType::kDouble;
+    if (value.GetTag() == kTagCurrency) own = Kt_ColumnType::kCurrency;
+    if (value.GetTag() == kTagDateTime) own = Kt_ColumnType::kDateTime;
+    if (value.IsString()) own = Kt_ColumnType::kString;
+    const bool numbers = own == Kt_ColumnType::kLong || own == Kt_ColumnType::kDouble;
+    const bool were_numbers = type == Kt_ColumnType::kLong || type == Kt_ColumnType::kDouble;
+    if (!type) {
+      type = own;
+    } else if (*type != own) {
+      type = numbers && were_numbers ? Kt_ColumnType::kDouble : Kt_ColumnType::kVariant;
+    }
+  }
+  return type.value_or(Kt_ColumnType::kVariant);
+}
+
+// A column for a position; ids that two positions would share get a number.
+kt_long AddTableColumn(Kt_Dataset& table, const Kt_WString& id, Kt_ColumnType type) {
+  kt_long col = id.IsEmpty() ? -1 : table.AddColumn(id, type);
+  for (kt_long number = 2; col == -1 && table.GetColCount() < kMaxDatasetColumns; ++number) {
+    Kt_WString numbered = id + u"_";
+    numbered += kt_longtextW(number);
+    col = table.AddColumn(numbered, type);
+  }
+  if (col == kErrNoMemory) throw std::bad_alloc();
+  if (col < 0) throw std::length_error("too many positions for a table");
+  return col;
+}
+
+}  // namespace
+
+// Row keys, then for every plain position and value key a column. It is called as the position, or
+// as position/value when there are several value keys, or as the value when there are no column
+// keys.
+Kt_Dataset Kt_Dataset::PivotTable(View view) const {
+  Kt_Dataset table(id_);
+  table.constants_ = constants_;
+  const kt::CountedVector<Slot> rows = PivotRows(view, 0, ViewCount(view));
+  if (!rows.empty()) table.AppendRow(static_cast<kt_long>(rows.size()));
+  for (const Kt_Pivot::KeyColumn& key : pivot_->row_keys_) {
+    const kt_long col = AddTableColumn(table, GetColID(key.col), key.cells->Type());
+    table.columns_[static_cast<std::size_t>(col)].cells =
+        std::make_shared<Kt_Column>(key.cells->Gather(rows));
+  }
+  RoundCharge charge;
+  for (kt_long position = 0; position < GetPivotColCount(); ++position) {
+    if (GetPivotColLevel(position) > 0) continue;
+    for (const Kt_Pivot::ValueColumn& value : pivot_->values_) {
+      const Kt_WString text = GetPivotColText(position);
+      Kt_WString id = text.IsEmpty() ? GetColID(value.col) : text;
+      if (!text.IsEmpty() && pivot_->values_.size() > 1) id += u"/" + GetColID(value.col);
+      const kt_long col = AddTableColumn(table, id, TypeFor(value.values));
+      for (std::size_t row = 0; row < rows.size(); ++row) {
+        charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
+        table.SetColumn(static_cast<kt_long>(row), col,
+                        pivot_->GetColumn(static_cast<kt_long>(rows[row]), value.col, position));
+      }
+    }
+  }
+  table.ApplyChange();
+  return table;
+}

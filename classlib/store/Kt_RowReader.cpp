@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+#include "classlib/store/Kt_RowReader.h"
+
+#include <algorithm>
+#include <numeric>
+
+#include "classlib/store/Kt_Dataset.h"
+
+const Kt_Column* Kt_RowReader::GetCells(kt_long col) const {
+  const bool is_own = dataset_->HasCol(col) && !dataset_->IsLogical();
+  return is_own ? dataset_->CellsOf(col) : nullptr;
+}
+
+void Kt_RowReader::GetRecords(kt_long row, kt_long count, std::uint32_t* records) const {
+  const auto view = dataset_->ActiveView();
+  const bool is_inside = row >= 0 && count >= 0 && count <= dataset_->ViewCount(view) - row;
+  if (!is_inside || dataset_->grouped_) {
+    for (kt_long at = 0; at < count; ++at) {
+      records[at] = dataset_->RecordAt(view, row + at).value_or(kNoRecord);
+    }
+    return;
+  }
+  std::uint32_t* next = records;
+  dataset_->index_->ForEachRun(
+      view, row, row + count,
+      [&](std::uint32_t first, std::uint32_t run) {
+        std::iota(next, next + run, first);
+        next += run;
+      },
+      [&](const std::uint32_t* slots, std::uint32_t run) { next = std::copy_n(slots, run, next); });
+}

@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <limits>
+
+#include "classlib/store/Kt_Column.h"
+
+class Kt_Dataset;
+
+// Reads columns of a dataset over many rows without going through the dataset for every cell.
+//
+//   const Kt_RowReader reader(orders);
+//   const Kt_Column* const prices = reader.GetCells(price);
+//   std::uint32_t records[256];
+//   reader.GetRecords(row, 256, records);         // prices->Read(records[0]) is the cell of `row`
+//
+// What it gives is good until the structure version of the dataset changes or a cell is written.
+// Borrows the dataset. Threads: those of the dataset.
+class KT_CLASS_API Kt_RowReader {
+ public:
+  // Stands for rows without a record: subtotals, and numbers outside.
+  static constexpr std::uint32_t kNoRecord = std::numeric_limits<std::uint32_t>::max();
+
+  explicit Kt_RowReader(const Kt_Dataset& dataset) : dataset_(&dataset) {}
+
+  // The cells of a column by record. Null for what the dataset does not hold itself: the columns of
+  // a logical dataset or a pivot, and expressions.
+  const Kt_Column* GetCells(kt_long col) const;
+  // The records of the rows [row, row + count) as they are shown.
+  void GetRecords(kt_long row, kt_long count, std::uint32_t* records) const;
+
+ private:
+  const Kt_Dataset* dataset_;
+};

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: MIT
+//
+// Sorting: every key column becomes 64-bit numbers, and the rows are sorted by the last key first,
+// so that stability makes the earlier keys win.
+#include <algorithm>
+#include <numeric>
+
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/detail/Kt_Refuse.h"
+#include "classlib/store/Kt_Pivot.h"
+#include "classlib/store/detail/Kt_Whole.h"
+#include "classlib/store/kernels/Kt_SortKernels.h"
+#include "classlib/text/Kt_WStrList.h"
+
+using namespace kt::detail;   // NOLINT(google-build-using-namespace): flags and views
+using namespace kt::kernels;  // NOLINT(google-build-using-namespace): all of them
+
+namespace {
+
+// Values of any kind have no number in their order, so they are ranked by comparing.
+kt::CountedVector<std::uint32_t> RanksOf(const Kt_Column::Values& values) {
+  kt::CountedVector<std::uint32_t> order(values.size());
+  std::iota(order.begin(), order.end(), 0u);
+  RoundCharge charge;
+  std::stable_sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
+    return Var_Order(values[a], values[b]) < 0;
+  });
+  kt::CountedVector<std::uint32_t> ranks(values.size());
+  std::uint32_t rank = 0;
+  for (std::size_t at = 0; at < order.size(); ++at) {
+    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
+    if (at > 0 && Var_Order(values[order[at - 1]], values[order[at]]) != 0) ++rank;
+    ranks[order[at]] = rank;
+  }
+  return ranks;
+}
+
+void ChargeRows(std::size_t rows) {
+  ChargeOrLeave(static_cast<std::int64_t>(rows) * Kt_WorkMeter::kUnitsPerCell);
+}
+
+template <class KeyAt>
+void FillKeys(kt::CountedVector<KeyedRow>& rows, bool ascending, KeyAt key_at) {
+  const std::uint64_t turn = ascending ? 0 : ~std::uint64_t{0};
+  ChargeRows(rows.size());
+  for (KeyedRow& row : rows) row.key = key_at(row.row) ^ turn;
+}
+
+void FillKeys(kt::CountedVector<KeyedRow>& rows, const Kt_Column& column, bool ascending) {
+  VisitCells(column, [&]<class Cells>(const Cells& cells) {
+    if constexpr (std::is_same_v<Cells, Kt_Column::Texts>) {
+      const kt::CountedVector<std::uint32_t> ranks = cells.dictionary.Ranks();
+      FillKeys(rows, ascending, [&](Slot row) { return KeyOf(ranks[cells.codes[row]]); });
+    } else if constexpr (std::is_same_v<Cells, Kt_Column::Values>) {
+      const kt::CountedVector<std::uint32_t> ranks = RanksOf(cells);
+      FillKeys(rows, ascending, [&](Slot row) { return KeyOf(ranks[row]); });
+    } else {
+      FillKeys(rows, ascending, [&](Slot row) { return KeyOf(cells[row]); });
+    }
+  });
+}
+
+void SortByColumn(kt::CountedVector<Slot>& slots, const Kt_Column& column, bool ascending,
+                  bool nulls_last) {
+  kt::CountedVector<Slot> nulls;
+  kt::CountedVector<KeyedRow> rows;
+  kt::CountedVector<KeyedRow> spare;
+  ChargeRows(slots.size());
+  rows.reserve(slots.size());
+  for (const Slot slot : slots) {
+    if (column.IsNull(slot)) {
+      nulls.push_back(slot);
+    } else {
+      rows.push_back({0, slot});
+    }
+  }
+  FillKeys(rows, column, ascending);
+  SortByKey(rows, spare, ChargeRows);
+  auto out = slots.begin();
+  if (!nulls_last) out = std::copy(nulls.begin(), nulls.end(), out);
+  for (const KeyedRow& row : rows) *out++ = row.row;
+  if (nulls_last) std::copy(nulls.begin(), nulls.end(), out);
+}
+
+}  // namespace
+
+// Items are id, id:a or id:d. False for an unknown column or an empty list.
+bool Kt_Dataset::ParseSortKeys(std::u16string_view list, bool ascending,
+                               std::vector<SortKey>& keys) const {
+  Kt_WStrList items;
+  items.Parse(Kt_WString(list), u",");
+  for (kt_long number = 0; number < items.GetCount(); ++number) {
+    Kt_WString item = items.GetItem(number);
+    item.Trim();
+    if (item.IsEmpty()) continue;
+    SortKey key{GetColIndex(item), ascending};
+    const std::size_t colon = item.View().rfind(u':');
+    if (key.col < 0 && colon != std::u16string_view::npos) {
+      Kt_WString direction(item.View().substr(colon + 1));
+      Kt_WString id(item.View().substr(0, colon));
+      direction.Trim();
+      id.Trim();
+      const bool down = direction.EqualsNoCase(u"d");
+      if (!down && !direction.EqualsNoCase(u"a")) return false;
+      key = {GetColIndex(id), ascending != down};
+    }
+    if (key.col < 0) return false;
+    keys.push_back(key);
+  }
+  return !keys.empty();
+}
+
+// The cells of a column by slot; those of an expression column are computed, hidden rows included.
+std::shared_ptr<const Kt_Column> Kt_Dataset::SlotCells(kt_long col) const {
+  if (IsPivot()) {
+    if (const auto cells = pivot_->RowKeyCells(col)) return cells;
+  } else if (IsIntact()) {
+    if (const auto* const cells = FindCells(col)) return *cells;
+  }
+  return ComputedCells(col);
+}
+
+std::shared_ptr<Kt_Column> Kt_Dataset::ComputedCells(kt_long col) const {
+  auto cells = std::make_shared<Kt_Column>(GetColType(col));
+  cells->AppendNulls(slot_count_);
+  // By record: where subtotals stand may depend on this very column.
+  RoundCharge charge;
+  for (kt_long record = 0; record < index_->Count(kAllRows); ++record) {
+    charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
+    cells->Write(index_->At(kAllRows, record), ReadRecord(record, col));
+  }
+  ChargeOrLeave(0);  // an expression may have been stopped
+  return cells;
+}
+
+// The records that are shown, by keys, nulls first.
+kt::CountedVector<Slot> Kt_Dataset::OrderedRecords(const std::vector<SortKey>& keys) const {
+  kt::CountedVector<Slot> slots = RowsToSave(ActiveView(), false, false);
+  for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
+    SortByColumn(slots, *SlotCells(key->col), key->ascending, false);
+  }
+  return slots;
+}
+
+kt_long Kt_Dataset::SortRows(const std::vector<SortKey>& keys, bool nulls_last) {
+  return RefuseOnFailure([&] {
+    kt::CountedVector<Slot> slots = index_->Slots();
+    for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
+      SortByColumn(slots, *SlotCells(key->col), key->ascending, nulls_last);
+    }
+    ChargeRows(slots.size());
+    index_.Write().Assign(slots);
+    DropGroups();
+    ++structure_version_;
+    return 1;
+  });
+}
+
+kt_long Kt_Dataset::Sort(std::u16string_view list, bool ascending, bool nulls_last,
+                         bool group_keys) {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
+  if (IsEvaluating()) return -1;
+  if (IsPivot()) return -1;
+  const auto sort = [&]() -> kt_long {
+    std::vector<SortKey> keys;
+    if (!ParseSortKeys(list, ascending, keys)) return -1;
+    std::vector<Key> all = keys_;
+    SetKeys(Kt_KeyType::kSort, keys, all);
+    if (group_keys) SetKeys(Kt_KeyType::kGroup, keys, all);
+    if (const kt_long sorted = SortRows(keys, nulls_last); sorted < 0) return sorted;
+    keys_ = std::move(all);
+    return 1;
+  };
+  return RefuseOnFailure([&] { return Whole(sort, -1); });
+}

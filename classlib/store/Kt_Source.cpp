@@ -1,0 +1,287 @@
+// SPDX-License-Identifier: MIT
+//
+// Logical datasets: the records of a source.
+//
+// The record order of a logical dataset holds slots of the dataset where the cells are, its root,
+// so that everything that works on an order and on columns by slot works here without copies. A
+// slot is looked at only while the root's history says that it holds the same row still.
+#include <algorithm>
+
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/detail/Kt_Refuse.h"
+#include "classlib/store/Kt_Dataset.h"
+
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
+
+namespace {
+
+constexpr int kMaxSources = 16;
+
+void ChargeRows(std::size_t rows) {
+  ChargeOrLeave(static_cast<std::int64_t>(rows) * Kt_WorkMeter::kUnitsPerCell);
+}
+
+}  // namespace
+
+// ---- The chain of sources ---------------------------------------------------------------------
+
+// Whether this dataset is `source`, or one that it shows.
+bool Kt_Dataset::IsShownBy(const Kt_Dataset& source) const {
+  const Kt_Dataset* dataset = &source;
+  for (int step = 0; step < kMaxSources && dataset != nullptr; ++step) {
+    if (dataset == this) return true;
+    dataset = dataset->GetSource();
+  }
+  return dataset != nullptr;
+}
+
+bool Kt_Dataset::SourceLives() const {
+  if (IsPivot()) return true;  // which has values of its own
+  const Kt_Dataset* dataset = this;
+  for (int step = 0; step <= kMaxSources && dataset != nullptr; ++step) {
+    if (!dataset->ShowsSource()) return true;
+    dataset = dataset->GetSource();
+  }
+  return false;
+}
+
+// The dataset that has the cells; null when one on the way has ended or become another since its
+// rows were taken.
+const Kt_Dataset* Kt_Dataset::Root() const {
+  const Kt_Dataset* dataset = this;
+  for (int step = 0; step <= kMaxSources; ++step) {
+    if (!dataset->ShowsSource()) return dataset;
+    const Kt_Dataset* const source = dataset->GetSource();
+    if (source == nullptr || source->history_.Era() != dataset->source_.source_era) return nullptr;
+    dataset = source;
+  }
+  return nullptr;
+}
+
+// True when no row can be gone.
+bool Kt_Dataset::IsIntact() const {
+  if (!ShowsSource()) return true;
+  const Kt_Dataset* const root = Root();
+  return root != nullptr && root->history_.Era() == source_.root_era &&
+         root->history_.Losses() == source_.losses;
+}
+
+// Whether the row that had the slot when the rows were taken is not there any more.
+bool Kt_Dataset::IsGone(Slot slot) const {
+  if (!ShowsSource()) return false;
+  const Kt_Dataset* const root = Root();
+  if (root == nullptr || root->history_.Era() != source_.root_era) return true;
+  if (root->history_.Losses() == source_.losses) return false;
+  return root->history_.FreedSince(slot, source_.losses) ||
+         (root->PlainIndex().Flags(slot) & kRowDeleted) != 0;
+}
+
+Kt_RowIdentity Kt_Dataset::IdentityOf(View view, kt_long row) const {
+  const auto slot = IsPivot() ? std::nullopt : RecordAt(view, row);
+  if (!slot || IsGone(*slot)) return {};
+  const Kt_Dataset& root = *Root();  // there: the slot is not gone
+  root.history_.Watch();
+  Kt_RowIdentity identity;
+  identity.era_ = root.history_.Era();
+  identity.slot_ = *slot;
+  identity.freed_at_ = root.history_.FreedAt(*slot);
+  return identity;
+}
+
+kt_long Kt_Dataset::SetSource(Kt_Dataset* source) {
+  if (IsEvaluating()) return -1;
+  if (source != nullptr && IsShownBy(*source)) return -1;
+  const std::uint32_t failures = kt::MemoryFailures();
+  Clear();
+  if (kt::MemoryFailures() != failures) return kErrNoMemory;
+  source_ = {};
+  const kt_long set = RefuseOnFailure([&] {
+    if (source == nullptr) return 1;
+    source_.handle = Kt_DatasetHandle(source);
+    source_.is_set = true;
+    for (kt_long col = 0; col < source->GetColCount(); ++col) {
+      const Kt_WString& id = source->GetColID(col);
+      Column column{id, id, source->GetColType(col), source->GetColSize(col)};
+      column.is_alias = true;
+      if (AddColumnRow(std::move(column)) < 0) throw std::bad_alloc();
+    }
+    TakeSourceRows(true);
+    return 1;
+  });
+  if (set < 0) {
+    Clear();
+    source_ = {};
+  }
+  return set;
+}
+
+// ---- Taking rows ------------------------------------------------------------------------------
+
+// The slots of all records, in order.
+kt::CountedVector<Slot> Kt_Dataset::RecordSlots() const {
+  const RowIndex& index = PlainIndex();
+  kt::CountedVector<Slot> slots;
+  ChargeRows(index.EntryCount());
+  slots.reserve(index.EntryCount());
+  const bool intact = IsIntact();
+  index.ForEachEntry([&](RowIndex::Place, Slot slot) {
+    if (index.IsIn(kAllRows, slot) && (intact || !IsGone(slot))) slots.push_back(slot);
+  });
+  return slots;
+}
+
+// By slot: whether it is in the order and holds the same row still.
+std::vector<bool> Kt_Dataset::KnownSlots() const {
+  std::vector<bool> known(slot_count_);
+  const bool intact = IsIntact();
+  index_->ForEachEntry([&](RowIndex::Place, Slot slot) { known[slot] = intact || !IsGone(slot); });
+  return known;
+}
+
+// The known slots among `slots` in the order that they have here, then the others.
+kt::CountedVector<Slot> Kt_Dataset::InOwnOrder(const kt::CountedVector<Slot>& slots,
+                                               const std::vector<bool>& known) const {
+  const auto is_known = [&](Slot slot) { return slot < known.size() && known[slot]; };
+  std::vector<bool> wanted(known.size());
+  for (const Slot slot : slots) {
+    if (is_known(slot)) wanted[slot] = true;
+  }
+  kt::CountedVector<Slot> ordered;
+  ordered.reserve(slots.size());
+  index_->ForEachEntry([&](RowIndex::Place, Slot slot) {
+    if (wanted[slot]) ordered.push_back(slot);
+  });
+  for (const Slot slot : slots) {
+    if (!is_known(slot)) ordered.push_back(slot);
+  }
+  return ordered;
+}
+
+// Makes the records those of the source as they are now: in its order and without a main filter,
+// or those that are here still as they are, and the new ones behind them.
+// REQUIRES: ShowsSource, and no pivot.
+void Kt_Dataset::TakeSourceRows(bool anew) {
+  const Kt_Dataset* const source = GetSource();
+  kt::CountedVector<Slot> slots;
+  if (source != nullptr) slots = source->RecordSlots();
+  const std::vector<bool> known = KnownSlots();
+  ChargeRows(slots.size());
+  if (!anew) slots = InOwnOrder(slots, known);
+  ChargeRows(slots.size());
+  RowIndex next;
+  next.Assign(slots);
+  const std::uint8_t forgotten = anew ? kRowMainHidden : 0;
+  for (const Slot slot : slots) {
+    if (slot < known.size() && known[slot]) next.Mark(slot, index_->Flags(slot) & ~forgotten, 0);
+  }
+  next.RecountAll();
+  ChargeRows(slots.size());
+  LinkSource();
+  ClearStrangeCells(slots, known);
+  index_ = CopyOnWrite<RowIndex>(std::move(next));
+  DropGroups();
+  ++structure_version_;
+}
+
+void Kt_Dataset::LinkSource() {
+  Kt_Dataset* const source = GetSource();
+  source_.source_era = source != nullptr ? source->history_.Era() : 0;
+  const Kt_Dataset* const root = Root();
+  source_.root_era = root != nullptr ? root->history_.Era() : 0;
+  source_.losses = root != nullptr ? root->history_.Losses() : 0;
+  slot_count_ = std::max(slot_count_, root != nullptr ? root->PlainSlotCount() : 0);
+  if (root != nullptr) root->history_.Watch();
+  ResolveLogicalColumns();
+}
+
+// Columns of its own have a cell for every slot; those of rows that are new here are null.
+void Kt_Dataset::ClearStrangeCells(const kt::CountedVector<Slot>& slots,
+                                   const std::vector<bool>& known) {
+  for (std::size_t col = 0; col < columns_.size(); ++col) {
+    if (columns_[col].cells == nullptr) continue;
+    Kt_Column& cells = WriteCells(static_cast<kt_long>(col));
+    if (cells.RowCount() < slot_count_) cells.AppendNulls(slot_count_ - cells.RowCount());
+    for (const Slot slot : slots) {
+      if (slot >= known.size() || !known[slot]) cells.WriteNull(slot);
+    }
+  }
+}
+
+// ---- Rows and cells of the source -------------------------------------------------------------
+
+// The number of a slot's record without filters; -1 when it is not there.
+kt_long Kt_Dataset::SourceRowOf(Slot slot) const {
+  if (IsPivot()) return -1;
+  const auto place = index_->PlaceOf(slot);
+  if (!place || !index_->IsIn(kAllRows, slot)) return -1;
+  const kt_long record = index_->RankOf(kAllRows, *place);
+  return grouped_ ? GroupsOf(kAllRows).RowOf(record) : record;
+}
+
+kt_long Kt_Dataset::GetSourceRowNF(kt_long row) const {
+  const auto slot = IsPivot() ? std::nullopt : RecordAt(ActiveView(), row);
+  if (!slot || !ShowsSource() || IsGone(*slot)) return -1;
+  return GetSource()->SourceRowOf(*slot);
+}
+
+kt_long Kt_Dataset::GetSourceCol(kt_long col) const {
+  const kt_long end = EndCol(col);
+  return end >= 0 ? columns_[static_cast<std::size_t>(end)].source_col : -1;
+}
+
+// A cell of a row that may be shown by others. REQUIRES: the slot is not gone.
+Kt_Variant Kt_Dataset::ReadSlot(Slot slot, kt_long col) const {
+  const kt_long row = SourceRowOf(slot);
+  return row >= 0 ? ReadCell(kAllRows, row, col) : Kt_Variant();
+}
+
+// ---- Cells of its own -------------------------------------------------------------------------
+
+// Columns of the source become empty columns of its own.
+void Kt_Dataset::OwnColumns() {
+  for (Column& column : columns_) {
+    column.source_col = -1;
+    if (!column.is_alias) continue;
+    column.is_alias = false;
+    column.map.Empty();
+    column.cells = std::make_shared<Kt_Column>(column.type);
+    column.cells->AppendNulls(slot_count_);
+  }
+  source_.has_own_cells = true;
+  ResolveLogicalColumns();
+}
+
+// Copies the cells of the rows that are here; filters, order and selection stay.
+void Kt_Dataset::TakeCells() {
+  if (!ShowsSource()) return;
+  const kt::CountedVector<Slot> slots = RecordSlots();
+  std::vector<std::shared_ptr<Kt_Column>> cells(columns_.size());
+  for (std::size_t col = 0; col < columns_.size(); ++col) {
+    if (IsLogicalColumn(static_cast<kt_long>(col))) continue;
+    cells[col] = std::make_shared<Kt_Column>(SlotCells(static_cast<kt_long>(col))->Gather(slots));
+  }
+  RowIndex next;
+  next.Append(0, static_cast<std::uint32_t>(slots.size()));
+  for (Slot slot = 0; slot < slots.size(); ++slot) next.Mark(slot, index_->Flags(slots[slot]), 0);
+  next.RecountAll();
+  slot_count_ = 0;
+  OwnColumns();
+  for (std::size_t col = 0; col < columns_.size(); ++col) {
+    if (cells[col] == nullptr) continue;
+    columns_[col].type = cells[col]->Type();
+    columns_[col].cells = std::move(cells[col]);
+  }
+  slot_count_ = static_cast<Slot>(slots.size());
+  index_ = CopyOnWrite<RowIndex>(std::move(next));
+  history_.Restart();
+  DropGroups();
+  ++structure_version_;
+}
+
+Kt_Dataset Kt_Dataset::AsTable(View view) const {
+  if (IsPivot()) return PivotTable(view);
+  Kt_Dataset table(*this);
+  table.TakeCells();
+  table.source_ = {};
+  return table;
+}

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "classlib/base/Kt_Types.h"
+#include "classlib/text/Kt_WString.h"
+
+// What a settings value is.
+enum class Kt_SettingType : std::uint8_t { kText, kNumber };
+
+struct Kt_SettingValue {
+  Kt_SettingType type = Kt_SettingType::kText;
+  std::uint32_t number = 0;  // of kNumber
+  Kt_WString text;           // of kText
+};
+
+// The user's settings: values by name under keys by path, in the file ktscript/settings.ini below
+// $XDG_CONFIG_HOME (~/.config when that is not an absolute path).
+//
+//   [SOFTWARE\Velmora\quillnet320\Settings]
+//   DisableWarning=dword:00000001          ; a 32-bit number, in hexadecimal digits
+//   Editor="vi \"%1\""                     ; text; a backslash stands before " and backslash
+//
+//   Kt_Settings settings;
+//   Kt_SettingValue value;
+//   if (settings.Open(u"SOFTWARE\\Velmora\\quillnet320\\Settings") &&
+//       settings.QueryValue(u"DisableWarning", value)) ...
+//
+// Keys and names compare without regard to case; the last value of a name counts. Lines that are
+// none of these are skipped, and kept when the file is written.
+// Threads: one object, one thread; writers replace the file as a whole, so readers of other
+// threads and processes see the old or the new one. Two writers at once: the later one wins.
+class KT_CLASS_API Kt_Settings {
+ public:
+  // Reads the values of `key` from the file as it is now. False when there is no such key or no
+  // readable file (also one of more than kMaxFileBytes); nothing is open then.
+  bool Open(std::u16string_view key);
+  // False when nothing is open or the key has no such value.
+  bool QueryValue(std::u16string_view name, Kt_SettingValue& value) const;
+  void Close();
+
+  // Sets one value, and makes the file, its folders and the key as needed. False, and the file as
+  // it was, when it cannot be written, or key or name hold what a line cannot (line breaks, '=' in
+  // the name, ']' in the key, blanks at the ends).
+  static bool WriteNumber(std::u16string_view key, std::u16string_view name, std::uint32_t number);
+  static bool WriteText(std::u16string_view key, std::u16string_view name,
+                        std::u16string_view text);
+
+  // Where the file is; empty when neither $XDG_CONFIG_HOME nor $HOME says.
+  static std::string FilePath();
+
+  static constexpr std::size_t kMaxFileBytes = 1 << 20;
+
+ private:
+  std::vector<std::pair<Kt_WString, Kt_SettingValue>> values_;
+  bool is_open_ = false;
+};
