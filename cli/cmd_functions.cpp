@@ -15,9 +15,9 @@
 #include "cli/Kt_CliText.h"
 #include "dataset/Kt_DatasetCtx.h"
 #include "dataset/Kt_ExprDataset.h"
-#include "dataset/Kt_ExprDatasetDoc.h"
-#include "object/Kt_ExprFuncsDoc.h"
 #include "object/Kt_ExprObject.h"
+#include "reference/Kt_FunctionHelp.h"
+#include "reference/Kt_MethodHelp.h"
 
 namespace kt::cli {
 namespace {

@@ -3,7 +3,7 @@
 
 #include "classlib/store/Kt_Dataset.h"
 #include "classlib/store/Kt_DatasetList.h"
-#include "dataset/detail/Kt_MemberNames.h"
+#include "dataset/methods/Kt_MemberNames.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "script/Kt_Script.h"
 

@@ -7,8 +7,8 @@
 #include <new>
 
 #include "dataset/Kt_ExprDatasetObject.h"
-#include "dataset/detail/Kt_ColumnExprs.h"
 #include "dataset/detail/Kt_EventCall.h"
+#include "dataset/rows/Kt_ColumnExprs.h"
 #include "object/Kt_MemoryDoor.h"
 
 namespace {

@@ -6,7 +6,7 @@
 
 #include "classlib/store/Kt_DatasetHandle.h"
 #include "classlib/value/Kt_ObjList.h"
-#include "dataset/Kt_ExprDatasetMethods.h"
+#include "dataset/methods/Kt_MethodHandlers.h"
 #include "object/Kt_ExprColumnSource.h"
 #include "object/Kt_ExprObject.h"
 

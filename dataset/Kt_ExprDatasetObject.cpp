@@ -7,7 +7,7 @@
 #include "classlib/store/Kt_Dataset.h"
 #include "classlib/text/Kt_Number.h"
 #include "dataset/Kt_ExprDataset.h"
-#include "dataset/detail/Kt_MemberNames.h"
+#include "dataset/methods/Kt_MemberNames.h"
 
 namespace {
 

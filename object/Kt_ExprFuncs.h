@@ -3,7 +3,7 @@
 
 // The handlers of the built-in functions, each once, in the order of their first rows in the table
 // (object/Kt_ExprFuncs_Table.cpp). Kt_ExprObject declares one member function for each; what each
-// does is told to script authors by object/Kt_ExprFuncs_Doc.cpp.
+// does is told to script authors by reference/Kt_FunctionHelp.cpp.
 // clang-format off
 #define KT_BUILTIN_HANDLERS(X)                                                      \
   X(_abs) X(_acos) X(_addDate) X(_addMonth) X(_array) X(_asc) X(_asin) X(_atan)     \

@@ -3,7 +3,7 @@
 // The built-in functions, one row each. Sorted by name without regard to case: the look-up bisects.
 // An alias is a row with the same handler. Only pure functions and those that read the clock may be
 // used by the maps of columns that a file brought, so a new row is pure when its handler reads
-// nothing but its arguments. What each function does is told in object/Kt_ExprFuncs_Doc.cpp.
+// nothing but its arguments. What each function does is told in reference/Kt_FunctionHelp.cpp.
 
 #include <iterator>
 #include <string_view>

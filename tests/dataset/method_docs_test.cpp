@@ -13,8 +13,8 @@
 
 #include "classlib/text/Kt_WStrList.h"
 #include "dataset/Kt_DatasetCtx.h"
-#include "dataset/Kt_ExprDatasetDoc.h"
 #include "dataset_test_util.h"
+#include "reference/Kt_MethodHelp.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <cmath>
 #include <random>
 
-#include "dataset/detail/Kt_RowExpr.h"
+#include "dataset/rows/Kt_RowExpr.h"
 #include "dataset_test_util.h"
 
 namespace {

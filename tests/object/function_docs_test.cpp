@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "builtin_test_util.h"
-#include "object/Kt_ExprFuncsDoc.h"
+#include "reference/Kt_FunctionHelp.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "dataset/detail/Kt_RowExpr.h"
+#include "dataset/rows/Kt_RowExpr.h"
 
 namespace kt::detail {
 

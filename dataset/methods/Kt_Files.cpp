@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "classlib/base/Kt_Buffer.h"
-#include "dataset/detail/Kt_MethodArgs.h"
+#include "dataset/methods/Kt_MethodArgs.h"
 
 namespace {
 

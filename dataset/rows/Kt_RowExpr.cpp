@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "dataset/detail/Kt_RowExpr.h"
+#include "dataset/rows/Kt_RowExpr.h"
 
 #include <algorithm>
 #include <atomic>
 
 #include "classlib/base/Kt_Memory.h"
-#include "dataset/detail/Kt_RowBlock.h"
-#include "dataset/detail/Kt_RowLoop.h"
+#include "dataset/rows/Kt_RowBlock.h"
+#include "dataset/rows/Kt_RowLoop.h"
 #include "object/Kt_ExprStackObj.h"
 
 namespace kt::detail {

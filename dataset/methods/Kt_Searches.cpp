@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Rows by a condition or by the value of a column.
-#include "dataset/detail/Kt_RowLoop.h"
-#include "dataset/detail/Kt_RowRange.h"
+#include "dataset/rows/Kt_RowLoop.h"
+#include "dataset/rows/Kt_RowRange.h"
 
 namespace {
 

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
 // Aggregates across the positions of one row of a pivot.
-#include "dataset/detail/Kt_MethodArgs.h"
-#include "dataset/detail/Kt_RowLoop.h"
-#include "dataset/detail/Kt_RowRange.h"
-#include "dataset/detail/Kt_Tally.h"
+#include "dataset/methods/Kt_MethodArgs.h"
+#include "dataset/rows/Kt_RowLoop.h"
+#include "dataset/rows/Kt_RowRange.h"
+#include "dataset/rows/Kt_Tally.h"
 
 namespace {
 

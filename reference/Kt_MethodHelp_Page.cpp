@@ -6,14 +6,14 @@
 
 #include "classlib/text/Kt_WStrList.h"
 #include "dataset/Kt_ExprDataset.h"
-#include "dataset/Kt_ExprDatasetDoc.h"
+#include "reference/Kt_MethodHelp.h"
 
 namespace {
 
 constexpr std::u16string_view kHead =
     u"# Dataset methods\n\n"
-    u"Made from `dataset/Kt_ExprDataset_MethodTable.cpp`, `dataset/Kt_ExprDatasetDoc.cpp` and "
-    u"`dataset/Kt_ExprDatasetDoc_Members.cpp`; do not edit. [datasets.md](datasets.md) says what "
+    u"Made from `dataset/methods/Kt_MethodTable.cpp`, `reference/Kt_MethodHelp.cpp` and "
+    u"`reference/Kt_MethodHelp_Members.cpp`; do not edit. [datasets.md](datasets.md) says what "
     u"datasets are.\n\n"
     u"Names are found in any case. Rows count from 0 as they are shown, behind the filters, unless "
     u"a method says otherwise; ranges end before their end. A column is named by its index (a "

@@ -2,7 +2,7 @@
 //
 // The methods about columns, constants and cells.
 
-#include "dataset/detail/Kt_MethodArgs.h"
+#include "dataset/methods/Kt_MethodArgs.h"
 
 namespace {
 

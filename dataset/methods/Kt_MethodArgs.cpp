@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "dataset/detail/Kt_MethodArgs.h"
+#include "dataset/methods/Kt_MethodArgs.h"
 
 #include "object/Kt_MemoryDoor.h"
 #include "script/Kt_RunBudget.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // Count, Sum, Avg, Max and Min of a column or of a row expression.
-#include "dataset/detail/Kt_RowLoop.h"
-#include "dataset/detail/Kt_RowRange.h"
-#include "dataset/detail/Kt_Tally.h"
+#include "dataset/rows/Kt_RowLoop.h"
+#include "dataset/rows/Kt_RowRange.h"
+#include "dataset/rows/Kt_Tally.h"
 
 namespace kt::detail {
 

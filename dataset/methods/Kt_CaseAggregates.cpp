@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
 // Aggregates over the rows in which a condition holds.
-#include "dataset/detail/Kt_RowLoop.h"
-#include "dataset/detail/Kt_RowRange.h"
-#include "dataset/detail/Kt_Tally.h"
+#include "dataset/rows/Kt_RowLoop.h"
+#include "dataset/rows/Kt_RowRange.h"
+#include "dataset/rows/Kt_Tally.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 //
 // The dataset methods, one row each. Sorted by name without regard to case: the look-up bisects.
 // An alias is a row with the same handler. What each method does is told in
-// dataset/Kt_ExprDatasetDoc.cpp.
+// reference/Kt_MethodHelp.cpp.
 //
 // `count` is how many arguments the commonest form takes; the handlers decide for themselves what
 // they need.

@@ -3,7 +3,7 @@
 // The methods about order: sort, keys, groups and pivots. All of them that arrange the rows anew
 // put the position to the first row and announce a sort.
 
-#include "dataset/detail/Kt_MethodArgs.h"
+#include "dataset/methods/Kt_MethodArgs.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "dataset/detail/Kt_RowLoop.h"
+#include "dataset/rows/Kt_RowLoop.h"
 
 #include <algorithm>
 
-#include "dataset/detail/Kt_RowBlock.h"
+#include "dataset/rows/Kt_RowBlock.h"
 #include "script/Kt_RunBudget.h"
 
 namespace kt::detail {

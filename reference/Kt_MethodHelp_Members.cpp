@@ -3,7 +3,7 @@
 // What the properties of datasets and the keywords of row expressions yield, for script authors.
 
 #include "classlib/text/Kt_WStrList.h"
-#include "dataset/Kt_ExprDatasetDoc.h"
+#include "reference/Kt_MethodHelp.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <algorithm>
 
 #include "classlib/store/Kt_Dataset.h"
-#include "dataset/detail/Kt_MethodArgs.h"
+#include "dataset/methods/Kt_MethodArgs.h"
 
 namespace kt::detail {
 

@@ -6,7 +6,7 @@
 
 #include "classlib/store/Kt_Dataset.h"
 #include "dataset/Kt_ExprDataset.h"
-#include "dataset/detail/Kt_MemberNames.h"
+#include "dataset/methods/Kt_MemberNames.h"
 #include "object/Kt_MemoryDoor.h"
 
 const _EXPR_SIMPLEPROP_INFO* Kt_ExprDataset::GetDSetPropMap() {

@@ -3,7 +3,7 @@
 // What the dataset methods do, for script authors: one row for each method with its aliases, in the
 // order of the reference.
 
-#include "dataset/Kt_ExprDatasetDoc.h"
+#include "reference/Kt_MethodHelp.h"
 
 #include "dataset/Kt_ExprDataset.h"
 

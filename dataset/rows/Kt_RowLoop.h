@@ -5,7 +5,7 @@
 
 #include "classlib/store/Kt_Dataset.h"
 #include "dataset/Kt_DatasetCtx.h"
-#include "dataset/detail/Kt_RowExpr.h"
+#include "dataset/rows/Kt_RowExpr.h"
 
 namespace kt::detail {
 

@@ -2,7 +2,8 @@
 //
 // What the built-in functions do, for script authors: one row each, in the order of the table.
 
-#include "object/Kt_ExprFuncsDoc.h"
+#include "reference/Kt_FunctionHelp.h"
+
 #include "object/Kt_ExprObject.h"
 
 namespace {
@@ -385,7 +386,7 @@ class ReferenceWriter {
  public:
   Kt_WString Write() {
     Put(u"# Built-in functions\n\n");
-    Put(u"Made from `object/Kt_ExprFuncs_Table.cpp` and `object/Kt_ExprFuncs_Doc.cpp`; do not "
+    Put(u"Made from `object/Kt_ExprFuncs_Table.cpp` and `reference/Kt_FunctionHelp.cpp`; do not "
         u"edit.\n\n");
     Put(u"Names are found in any case. Positions count from 0, in units of UTF-16. Arguments are "
         u"converted as they are needed; missing ones at the end read as empty values. With too few "

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "dataset/detail/Kt_MemberNames.h"
+#include "dataset/methods/Kt_MemberNames.h"
 
 #include "classlib/store/Kt_Dataset.h"
 #include "dataset/Kt_ExprDataset.h"

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "classlib/text/Kt_WStrList.h"
-#include "dataset/detail/Kt_MethodArgs.h"
+#include "dataset/methods/Kt_MethodArgs.h"
 
 namespace {
 

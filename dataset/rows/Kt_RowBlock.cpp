@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include "dataset/detail/Kt_RowBlock.h"
+#include "dataset/rows/Kt_RowBlock.h"
 
 #include <algorithm>
 #include <cmath>
 #include <numeric>
 
-#include "dataset/detail/Kt_RowLoop.h"
+#include "dataset/rows/Kt_RowLoop.h"
 
 namespace kt::detail {
 

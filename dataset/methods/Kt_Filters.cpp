@@ -4,8 +4,8 @@
 #include <new>
 #include <vector>
 
-#include "dataset/detail/Kt_MethodArgs.h"
-#include "dataset/detail/Kt_RowLoop.h"
+#include "dataset/methods/Kt_MethodArgs.h"
+#include "dataset/rows/Kt_RowLoop.h"
 #include "object/Kt_FuncArgs.h"
 #include "object/Kt_MemoryDoor.h"
 

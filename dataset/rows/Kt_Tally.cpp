@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "dataset/detail/Kt_Tally.h"
+#include "dataset/rows/Kt_Tally.h"
 
 #include <cmath>
 #include <limits>

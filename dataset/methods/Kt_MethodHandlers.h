@@ -2,7 +2,7 @@
 #pragma once
 
 // The handlers behind the dataset methods that scripts call, one for each family of names that mean
-// the same (Kt_ExprDataset_MethodTable.cpp has the names). X(handler).
+// the same (Kt_MethodTable.cpp has the names). X(handler).
 #define KT_DATASET_METHOD_HANDLERS(X) \
   X(CallAddColumn)                    \
   X(CallAddConstColumn)               \

@@ -2,7 +2,7 @@
 //
 // The methods about what was changed: row states, first values, deleted rows.
 
-#include "dataset/detail/Kt_MethodArgs.h"
+#include "dataset/methods/Kt_MethodArgs.h"
 
 namespace {
 

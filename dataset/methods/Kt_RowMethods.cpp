@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "dataset/detail/Kt_MethodArgs.h"
+#include "dataset/methods/Kt_MethodArgs.h"
 
 using kt::detail::AnswerCall;
 using kt::detail::ChangeCall;

@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "dataset/detail/Kt_ColumnExprs.h"
+#include "dataset/rows/Kt_ColumnExprs.h"
 
 #include <memory>
 #include <vector>
 
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/base/Kt_NativeStack.h"
-#include "dataset/detail/Kt_RowLoop.h"
+#include "dataset/rows/Kt_RowLoop.h"
 #include "expr/Kt_ExprPurity.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "script/Kt_RunBudget.h"
