@@ -12,10 +12,10 @@
 
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/text/Kt_WString.h"
-#include "cli/Kt_CliBounds.h"
-#include "cli/Kt_CliDiagnostic.h"
-#include "cli/Kt_CliMemory.h"
-#include "cli/Kt_CliVisible.h"
+#include "cli/Kt_Bounds.h"
+#include "cli/Kt_Diagnostic.h"
+#include "cli/Kt_Memory.h"
+#include "cli/Kt_Visible.h"
 
 namespace kt::cli {
 namespace {

@@ -4,11 +4,11 @@
 #include <memory>
 #include <ostream>
 
+#include "cli/Kt_Bounds.h"
 #include "cli/Kt_Cli.h"
-#include "cli/Kt_CliBounds.h"
-#include "cli/Kt_CliLoader.h"
-#include "cli/Kt_CliOptions.h"
-#include "cli/Kt_CliReport.h"
+#include "cli/Kt_Loader.h"
+#include "cli/Kt_Options.h"
+#include "cli/Kt_Report.h"
 #include "script/Kt_RunBudget.h"
 #include "script/Kt_Script.h"
 

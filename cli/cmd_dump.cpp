@@ -4,10 +4,10 @@
 #include <ostream>
 
 #include "cli/Kt_Cli.h"
-#include "cli/Kt_CliExpr.h"
-#include "cli/Kt_CliLoader.h"
-#include "cli/Kt_CliOptions.h"
-#include "cli/Kt_CliVisible.h"
+#include "cli/Kt_Expr.h"
+#include "cli/Kt_Loader.h"
+#include "cli/Kt_Options.h"
+#include "cli/Kt_Visible.h"
 #include "expr/Kt_ExprDump.h"
 #include "script/Kt_RunBudget.h"
 #include "script/Kt_Script.h"

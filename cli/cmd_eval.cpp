@@ -7,14 +7,14 @@
 #include <optional>
 #include <ostream>
 
+#include "cli/Kt_Bounds.h"
 #include "cli/Kt_Cli.h"
-#include "cli/Kt_CliBounds.h"
-#include "cli/Kt_CliDataOptions.h"
-#include "cli/Kt_CliExpr.h"
-#include "cli/Kt_CliHost.h"
-#include "cli/Kt_CliOptions.h"
-#include "cli/Kt_CliReport.h"
-#include "cli/Kt_CliResult.h"
+#include "cli/Kt_Expr.h"
+#include "cli/Kt_Host.h"
+#include "cli/Kt_Options.h"
+#include "cli/Kt_Report.h"
+#include "cli/data/Kt_Options.h"
+#include "cli/show/Kt_Result.h"
 #include "dataset/Kt_DatasetCtx.h"
 #include "script/Kt_Script.h"
 

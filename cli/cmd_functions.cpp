@@ -11,8 +11,8 @@
 
 #include "classlib/text/Kt_WStrList.h"
 #include "cli/Kt_Cli.h"
-#include "cli/Kt_CliHost.h"
-#include "cli/Kt_CliText.h"
+#include "cli/Kt_Host.h"
+#include "cli/Kt_Text.h"
 #include "dataset/Kt_DatasetCtx.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "object/Kt_ExprObject.h"

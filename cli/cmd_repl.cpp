@@ -6,11 +6,11 @@
 #include <memory>
 
 #include "cli/Kt_Cli.h"
-#include "cli/Kt_CliDataOptions.h"
-#include "cli/Kt_CliLoader.h"
-#include "cli/Kt_CliOptions.h"
-#include "cli/Kt_CliRepl.h"
-#include "cli/Kt_CliTerminal.h"
+#include "cli/Kt_Loader.h"
+#include "cli/Kt_Options.h"
+#include "cli/data/Kt_Options.h"
+#include "cli/repl/Kt_Repl.h"
+#include "cli/show/Kt_Terminal.h"
 
 namespace kt::cli {
 namespace {

@@ -5,15 +5,15 @@
 #include <memory>
 #include <ostream>
 
+#include "cli/Kt_Bounds.h"
 #include "cli/Kt_Cli.h"
-#include "cli/Kt_CliBounds.h"
-#include "cli/Kt_CliDataOptions.h"
-#include "cli/Kt_CliHost.h"
-#include "cli/Kt_CliLoader.h"
-#include "cli/Kt_CliOptions.h"
-#include "cli/Kt_CliReport.h"
-#include "cli/Kt_CliResult.h"
-#include "cli/Kt_CliVisible.h"
+#include "cli/Kt_Host.h"
+#include "cli/Kt_Loader.h"
+#include "cli/Kt_Options.h"
+#include "cli/Kt_Report.h"
+#include "cli/Kt_Visible.h"
+#include "cli/data/Kt_Options.h"
+#include "cli/show/Kt_Result.h"
 #include "script/Kt_Script.h"
 #include "script/Kt_ScriptDump.h"
 

@@ -11,7 +11,7 @@
 #include <string>
 #include <string_view>
 
-#include "cli/Kt_CliData.h"
+#include "cli/data/Kt_Data.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 
 #include <cstdlib>
 
-#include "cli/Kt_CliMarkdown.h"
+#include "cli/show/Kt_Markdown.h"
 #include "cli_test_util.h"
 
 namespace {

@@ -9,7 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 
-#include "cli/Kt_CliProgress.h"
+#include "cli/data/Kt_Progress.h"
 #include "cli_test_util.h"
 
 namespace {

@@ -5,7 +5,7 @@
 
 #include <filesystem>
 
-#include "cli/Kt_CliFence.h"
+#include "cli/Kt_Fence.h"
 #include "cli_test_util.h"
 
 namespace fs = std::filesystem;

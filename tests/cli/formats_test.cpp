@@ -2,8 +2,8 @@
 //
 // Data files: what the formats and encodings keep, the types that columns get, and what is said of
 // files that are not as they should be.
-#include "cli/Kt_CliDataReport.h"
-#include "cli/Kt_CliText.h"
+#include "cli/Kt_Text.h"
+#include "cli/data/Kt_Report.h"
 #include "cli_test_util.h"
 
 namespace {

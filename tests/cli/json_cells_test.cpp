@@ -6,7 +6,7 @@
 #include <string>
 
 #include "classlib/test_text.h"
-#include "cli/Kt_CliDataJson.h"
+#include "cli/data/Kt_Json.h"
 
 namespace {
 

@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <sstream>
 
-#include "cli/Kt_CliRepl.h"
+#include "cli/repl/Kt_Repl.h"
 #include "cli_test_util.h"
 
 namespace fs = std::filesystem;

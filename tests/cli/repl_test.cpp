@@ -9,8 +9,8 @@
 #include <csignal>
 #include <sstream>
 
-#include "cli/Kt_CliInputScan.h"
-#include "cli/Kt_CliRepl.h"
+#include "cli/repl/Kt_InputScan.h"
+#include "cli/repl/Kt_Repl.h"
 #include "cli_test_util.h"
 
 namespace {

@@ -5,8 +5,8 @@
 
 #include <cstdlib>
 
-#include "cli/Kt_CliData.h"
-#include "cli/Kt_CliText.h"
+#include "cli/Kt_Text.h"
+#include "cli/data/Kt_Data.h"
 #include "random_dataset.h"
 
 namespace {

@@ -9,8 +9,8 @@
 
 #include <cerrno>
 
-#include "cli/Kt_CliFile.h"
-#include "cli/Kt_CliSave.h"
+#include "cli/Kt_File.h"
+#include "cli/data/Kt_Save.h"
 #include "cli_test_util.h"
 
 namespace {

@@ -2,11 +2,11 @@
 #include <regex>
 
 #include "classlib/xml/Kt_XmlDOM.h"
-#include "cli/Kt_CliCell.h"
-#include "cli/Kt_CliChart.h"
-#include "cli/Kt_CliSha256.h"
-#include "cli/Kt_CliTable.h"
-#include "cli/Kt_CliView.h"
+#include "cli/show/Kt_Cell.h"
+#include "cli/show/Kt_Chart.h"
+#include "cli/show/Kt_Sha256.h"
+#include "cli/show/Kt_Table.h"
+#include "cli/show/Kt_View.h"
 #include "cli_test_util.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "cli/Kt_CliJson.h"
-#include "cli/Kt_CliText.h"
+#include "cli/Kt_Json.h"
+#include "cli/Kt_Text.h"
 #include "cli_test_util.h"
 
 namespace {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // What files and scripts bring into messages and tables cannot drive a terminal.
-#include "cli/Kt_CliVisible.h"
+#include "cli/Kt_Visible.h"
 #include "cli_test_util.h"
 
 namespace {

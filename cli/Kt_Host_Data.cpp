@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+//
+// The host functions for datasets.
+#include <fmt/format.h>
+
+#include <ostream>
+
+#include "cli/Kt_Host.h"
+#include "cli/data/Kt_Data.h"
+#include "cli/data/Kt_OptionText.h"
+#include "cli/data/Kt_Options.h"
+#include "cli/data/Kt_Progress.h"
+#include "cli/data/Kt_Report.h"
+#include "dataset/Kt_ExprDataset.h"
+#include "object/Kt_FuncArgs.h"
+
+Kt_ExprDataset* Kt_CliHost::DatasetOf(const Kt_Variant& value) const {
+  if (value.IsObject()) return dynamic_cast<Kt_ExprDataset*>(value.GetHolder().GetObject());
+  return datasets_.Find(value.ToString());
+}
+
+void Kt_CliHost::StoreDataset(Kt_ExprDataset& wrapper, Kt_Variant& result) {
+  result = Kt_Variant(Kt_ObjectHolder(this, &wrapper));
+}
+
+// The argument behind the path; without it the ending decides.
+bool Kt_CliHost::FormatOf(const Kt_Variant& value, std::optional<kt::cli::DataFormat>& format) {
+  const std::string name = value.ToString().ToUtf8();
+  if (name.empty()) return true;
+  format = kt::cli::FindDataFormat(name);
+  if (!format) Fail(fmt::format("'{}' is no format of data files", name));
+  return format.has_value();
+}
+
+kt_long Kt_CliHost::Dataset(const Kt_VariantList* args, Kt_Variant& result) {
+  const kt::Kt_FuncArgs in(args);
+  const Kt_WString id = in.Text(0);
+  if (id.IsEmpty()) return Fail("dataset() needs a name");
+  Kt_ExprDataset* wrapper = DatasetOf(in.Value(0));
+  if (wrapper == nullptr) wrapper = &datasets_.Add(id);
+  std::string reason;
+  if (in.Has(1) && wrapper->GetDataset() != nullptr &&
+      !Kt_CliDatasets::AddColumns(*wrapper->GetDataset(), in.Text(1), reason)) {
+    return Fail(fmt::format("dataset('{}'): {}", id.ToUtf8(), reason));
+  }
+  StoreDataset(*wrapper, result);
+  return 0;
+}
+
+kt_long Kt_CliHost::View(const Kt_VariantList* args, Kt_Variant& result) {
+  const kt::Kt_FuncArgs in(args);
+  const Kt_WString id = in.Text(0);
+  Kt_ExprDataset* const source = DatasetOf(in.Value(1));
+  if (id.IsEmpty()) return Fail("view() needs a name");
+  if (source == nullptr) {
+    return Fail(
+        fmt::format("view('{}'): there is no dataset '{}'", id.ToUtf8(), in.Text(1).ToUtf8()));
+  }
+  std::string reason;
+  const kt_long errors = error_count_;
+  if (!datasets_.MakeView(id, *source, in.Text(2), reason)) {
+    // A filter with a fault has been reported.
+    if (error_count_ > errors) return -1;
+    return Fail(fmt::format("view('{}'): {}", id.ToUtf8(), reason));
+  }
+  StoreDataset(*datasets_.Find(id), result);
+  return 0;
+}
+
+// The options behind the format.
+bool Kt_CliHost::OptionsOf(const char* function, const Kt_Variant& value,
+                           kt::cli::DataOptions& options) {
+  std::string reason;
+  const bool loads = function == std::string_view("loadData");
+  if (kt::cli::ReadDataOptions(value, loads, options, reason)) return true;
+  Fail(fmt::format("{}(): {}", function, reason));
+  return false;
+}
+
+// The file behind the path, and how to open it. The ending of the path counts, not the one of the
+// file that a link leads to.
+bool Kt_CliHost::ReachDataFile(const char* doing, const std::string& path,
+                               kt::cli::DataOptions& options, std::string& file) {
+  if (!options.format) options.format = kt::cli::DataFormatOf(path);
+  options.links = fence_.LinkRule();
+  return ReachFile(doing, path, file);
+}
+
+kt_long Kt_CliHost::LoadData(const Kt_VariantList* args, Kt_Variant& result) {
+  const kt::Kt_FuncArgs in(args);
+  const std::string path = in.Text(1).ToUtf8();
+  kt::cli::DataOptions options;
+  if (!FormatOf(in.Value(2), options.format)) return -1;
+  if (!OptionsOf("loadData", in.Value(3), options)) return -1;
+  // What is said of the load names the files as the script does.
+  const kt::cli::DataOptions given = options;
+  std::string file = path;
+  const bool is_input = path == kt::cli::kStandardInput;
+  if (!is_input && !ReachDataFile("load", path, options, file)) return -1;
+  if (!given.rejects.empty() && !ReachFile("write", given.rejects, options.rejects)) return -1;
+  Kt_ExprDataset* wrapper = DatasetOf(in.Value(0));
+  const Kt_WString id = in.Text(0);
+  if (wrapper == nullptr && id.IsEmpty()) return Fail("loadData() needs the name of a dataset");
+  // A new one is there once it has been loaded.
+  auto made = wrapper == nullptr ? std::make_unique<Kt_Dataset>(id) : nullptr;
+  Kt_Dataset* const dataset = made ? made.get() : wrapper->GetDataset();
+  kt::cli::DataReport report;
+  bool loaded = false;
+  {
+    out_.flush();
+    const Kt_CliProgress progress(messages_, "loading " + path);
+    loaded = dataset != nullptr && kt::cli::LoadDataFile(file, options, *dataset, report);
+  }
+  constexpr auto kStyle = kt::cli::OptionStyle::kScript;
+  if (!loaded) return FailLines("cannot load: " + kt::cli::DescribeFault(path, report, kStyle));
+  messages_ << kt::cli::DescribeLoad(path, given, report, false, kStyle);
+  dataset->NameLoadedMaps(Kt_WString::FromUtf8(path));
+  std::string reason;
+  if (!kt::cli::HaveTypedColumns(options, {dataset}, reason)) {
+    return Fail(fmt::format("loadData(): {}", reason));
+  }
+  if (made) {
+    datasets_.Add(std::move(made));
+  } else {
+    wrapper->AnnounceRows(Kt_LoadReason::kLoaded);
+  }
+  result = report.rows.rows_read;
+  return 0;
+}
+
+kt_long Kt_CliHost::SaveData(const Kt_VariantList* args, Kt_Variant& result) {
+  const kt::Kt_FuncArgs in(args);
+  const std::string path = in.Text(1).ToUtf8();
+  kt::cli::DataOptions options;
+  if (!FormatOf(in.Value(2), options.format)) return -1;
+  if (!OptionsOf("saveData", in.Value(3), options)) return -1;
+  std::string file;
+  if (!ReachDataFile("save", path, options, file)) return -1;
+  const Kt_ExprDataset* const wrapper = DatasetOf(in.Value(0));
+  if (wrapper == nullptr || wrapper->GetDataset() == nullptr) {
+    return Fail(fmt::format("saveData(): there is no dataset '{}'", in.Text(0).ToUtf8()));
+  }
+  std::string reason;
+  bool saved = false;
+  {
+    out_.flush();
+    const Kt_CliProgress progress(messages_, "saving " + path);
+    saved = kt::cli::SaveDataFile(file, options, *wrapper->GetDataset(), reason);
+  }
+  if (!saved) return Fail(fmt::format("cannot save '{}': {}", path, reason));
+  result = wrapper->GetDataset()->GetRowCount();
+  return 0;
+}

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+#include "cli/Kt_Options.h"
+
+#include <CLI/CLI.hpp>
+#include <ostream>
+
+#include "cli/Kt_Fence.h"
+#include "cli/Kt_Loader.h"
+
+namespace kt::cli {
+
+void AddIncludeDirOption(CLI::App& command, std::vector<std::string>& include_dirs) {
+  command.add_option("--include-dir", include_dirs, "Allow #include from this folder too")
+      ->type_name("DIR")
+      ->allow_extra_args(false);
+}
+
+void AddJsonFlag(CLI::App& command, const std::string& help) { command.add_flag("--json", help); }
+
+bool AddIncludeDirs(const std::vector<std::string>& include_dirs, const char* command,
+                    Kt_CliLoader& loader, Streams streams) {
+  for (const std::string& dir : include_dirs) {
+    if (loader.AddIncludeDir(dir)) continue;
+    streams.messages << command << ": --include-dir: there is no folder '" << dir << "'\n";
+    return false;
+  }
+  return true;
+}
+
+void AddFileRules(CLI::App& command, FileRules& rules) {
+  command.add_option("--allow-dir", rules.allow_dirs, "Let scripts use files in this folder too")
+      ->type_name("DIR")
+      ->allow_extra_args(false);
+  CLI::Option* const none = command.add_flag(
+      "--no-files", rules.no_files, "Let scripts use files in folders of --allow-dir only");
+  command.add_flag("--allow-all-files", rules.all_files, "Let scripts use files anywhere")
+      ->excludes(none);
+}
+
+bool SetUpFence(const FileRules& rules, const char* command, Kt_CliFence& fence, Streams streams) {
+  if (rules.no_files) fence.TakeFilesAway();
+  if (rules.all_files) fence.AllowAllFiles();
+  for (const std::string& dir : rules.allow_dirs) {
+    if (fence.AllowDir(dir)) continue;
+    streams.messages << command << ": --allow-dir: there is no folder '" << dir << "'\n";
+    return false;
+  }
+  return true;
+}
+
+}  // namespace kt::cli

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+#include "cli/Kt_Report.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <ostream>
+#include <tuple>
+#include <vector>
+
+#include "cli/Kt_Text.h"
+#include "cli/Kt_Visible.h"
+#include "script/Kt_SyntaxErrors.h"
+
+namespace {
+
+// Nobody mends more than this at a time, and a text that is no script at all has a fault a line.
+constexpr std::size_t kMaxShown = 100;
+
+std::vector<const Kt_SyntaxError*> InOrder(const Kt_SyntaxErrorList& found) {
+  std::vector<const Kt_SyntaxError*> errors;
+  for (const Kt_SyntaxError& error : found.GetErrors()) errors.push_back(&error);
+  std::stable_sort(errors.begin(), errors.end(),
+                   [](const Kt_SyntaxError* a, const Kt_SyntaxError* b) {
+                     return std::tie(a->line, a->column) < std::tie(b->line, b->column);
+                   });
+  return errors;
+}
+
+kt::cli::Diagnostic ToDiagnostic(const Kt_SyntaxError& error) {
+  kt::cli::Diagnostic diagnostic;
+  using Severity = kt::cli::Diagnostic::Severity;
+  diagnostic.severity = error.is_warning ? Severity::kWarning : Severity::kError;
+  diagnostic.code = error.code;
+  diagnostic.name = error.warning_name.ToUtf8();
+  diagnostic.text = error.message.ToUtf8();
+  if (!error.detail.IsEmpty()) diagnostic.text += ": " + error.detail.ToUtf8();
+  if (!error.function_name.IsEmpty() && !error.is_warning) {
+    diagnostic.text += " in function " + kt::cli::Shown(error.function_name);
+  }
+  return diagnostic;
+}
+
+}  // namespace
+
+void Kt_CliReport::Line(const std::string& message) {
+  out_.flush();
+  messages_ << kt::cli::WithVisibleControls(message) << '\n';
+}
+
+void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
+                           std::size_t length, const std::string& what) {
+  // The reader of messages wants something in front of the severity.
+  AtPlace(name, text, offset, length,
+          kt::cli::ReadMessage("-: " + kt::cli::WithVisibleControls(what)));
+}
+
+void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& part, std::size_t offset,
+                           std::size_t length, kt::cli::Diagnostic what) {
+  const Kt_WString& text = whole_ ? whole_->text : part;
+  if (whole_) {
+    const std::ptrdiff_t at = whole_->offset + static_cast<std::ptrdiff_t>(offset);
+    offset = static_cast<std::size_t>(std::max(at, std::ptrdiff_t{0}));
+  }
+  offset = std::min(offset, text.View().size());
+  kt::cli::Place place = kt::cli::PlaceAt(text, offset);
+  if (whole_) place.line += whole_->first_line - 1;
+  out_.flush();
+  what.file = whole_ ? whole_->name : name;
+  what.line = place.line;
+  what.column = place.column;
+  if (auto* const json = kt::cli::JsonMessages::Of(messages_)) {
+    what.length = static_cast<kt_long>(length);
+    json->Write(what);
+    return;
+  }
+  messages_ << fmt::format("{}:{}:{}: {}\n", kt::cli::WithVisibleControls(what.file), what.line,
+                           what.column, kt::cli::Describe(what))
+            << kt::cli::LineWithCaret(text, offset, length);
+}
+
+bool Kt_CliReport::Syntax(const std::filesystem::path& file, const std::string& name,
+                          const Kt_WString& text, const Kt_SyntaxErrorList& found) {
+  const std::vector<const Kt_SyntaxError*> errors = InOrder(found);
+  const bool clean = std::all_of(errors.begin(), errors.end(),
+                                 [](const Kt_SyntaxError* error) { return error->is_warning; });
+  if (!reported_.insert(file).second) return clean;
+  for (std::size_t shown = 0; shown < std::min(errors.size(), kMaxShown); ++shown) {
+    const Kt_SyntaxError& error = *errors[shown];
+    const std::size_t offset =
+        kt::cli::LineStart(text, error.line) + static_cast<std::size_t>(error.column) - 1;
+    AtPlace(name, text, offset, static_cast<std::size_t>(std::max(error.length, kt_long{1})),
+            ToDiagnostic(error));
+  }
+  if (errors.size() > kMaxShown) {
+    Line(fmt::format("{}: {} more are not shown", name, errors.size() - kMaxShown));
+  }
+  return clean;
+}

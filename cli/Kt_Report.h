@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <filesystem>
+#include <iosfwd>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "classlib/text/Kt_WString.h"
+#include "cli/Kt_Diagnostic.h"
+
+class Kt_SyntaxErrorList;
+
+// Writes faults of scripts to the stream for messages: the place, what is wrong, the line and a
+// caret; or one object for each when the stream takes JSON. What has been printed so far goes out
+// first, so that both streams read in order on a terminal.
+//
+// Borrows the streams. Threads: one.
+class Kt_CliReport {
+ public:
+  Kt_CliReport(std::ostream& out, std::ostream& messages) : out_(out), messages_(messages) {}
+
+  // Whether loaders should look for warnings; off at first.
+  void SetWarnings(bool on) { warnings_ = on; }
+  bool WantsWarnings() const { return warnings_; }
+
+  // From now on the texts that come are parts of this one, and so are the places shown.
+  struct Whole {
+    std::string name;
+    Kt_WString text;
+    std::ptrdiff_t offset = 0;  // where a part starts; below 0 when it has more in front
+    kt_long first_line = 1;     // what messages call the first line
+  };
+  void SetWhole(Whole whole) { whole_ = std::move(whole); }
+
+  void Line(const std::string& message);
+  // "name:line:column: what", the line at `offset`, and a caret with `length` units underlined.
+  void AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
+               std::size_t length, const std::string& what);
+  // The same for a message whose file and place are still to be filled in.
+  void AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
+               std::size_t length, kt::cli::Diagnostic what);
+  // What loading a file has found, in the order of the places; a file that has been reported
+  // before is not reported again. True when there is no error among it.
+  bool Syntax(const std::filesystem::path& file, const std::string& name, const Kt_WString& text,
+              const Kt_SyntaxErrorList& found);
+
+ private:
+  std::ostream& out_;
+  std::ostream& messages_;
+  bool warnings_ = false;
+  std::optional<Whole> whole_;
+  std::set<std::filesystem::path> reported_;
+};

@@ -1,0 +1,243 @@
+// SPDX-License-Identifier: MIT
+#include "cli/data/Kt_JsonCells.h"
+
+#include <algorithm>
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <vector>
+
+#include "classlib/text/Kt_Number.h"
+#include "cli/Kt_Json.h"
+#include "cli/Kt_Text.h"
+
+namespace kt::cli {
+namespace {
+
+using Piece = JsonScanner::Piece;
+
+// True and false.
+constexpr Kt_CellReader::Forms kFormBool = 8;
+
+bool IsBool(const JsonCell& cell) {
+  return cell.piece == Piece::kTrue || cell.piece == Piece::kFalse;
+}
+
+// The shortest text that reads back as the same double; with a point or an exponent, so that whole
+// values do not make the column one of whole numbers.
+std::string DoubleText(double value) {
+  char text[40];
+  std::string out(text, std::to_chars(text, text + sizeof text, value).ptr);
+  if (out.find_first_of(".e") == out.npos) out += ".0";
+  return out;
+}
+
+int HexValue(char16_t unit) {
+  if (unit >= u'0' && unit <= u'9') return unit - u'0';
+  if (unit >= u'a' && unit <= u'f') return unit - u'a' + 10;
+  if (unit >= u'A' && unit <= u'F') return unit - u'A' + 10;
+  return -1;
+}
+
+bool BytesOf(std::u16string_view hex, Kt_Variant& value) {
+  std::vector<std::uint8_t> bytes;
+  if (hex.size() % 2 != 0) return false;
+  for (std::size_t at = 0; at < hex.size(); at += 2) {
+    const int high = HexValue(hex[at]);
+    const int low = HexValue(hex[at + 1]);
+    if (high < 0 || low < 0) return false;
+    bytes.push_back(static_cast<std::uint8_t>(high * 16 + low));
+  }
+  value.SetBinary(bytes.data(), bytes.size());
+  return true;
+}
+
+// A day number where no text of a date reads back as the same moment.
+void AppendDate(double days, std::string& out) {
+  const Kt_WString date = Kt_DateTime{days}.ToText(true);
+  Kt_DateTime back;
+  if (date.IsEmpty() || !Kt_DateTime::FromText(date, back) ||
+      std::bit_cast<std::uint64_t>(back.days) != std::bit_cast<std::uint64_t>(days)) {
+    out += DoubleText(days);
+    return;
+  }
+  std::string text = date.ToUtf8();
+  std::replace(text.begin(), text.end(), ' ', 'T');
+  out += '"' + text + '"';
+}
+
+// What one list may take, because lists may share their parts.
+constexpr std::size_t kMaxListBytes = std::size_t{1} << 29;
+// Writing a list recurses once per level.
+constexpr int kMaxListDepth = 500;
+
+class JsonWriter {
+ public:
+  JsonWriter(bool is_shown, std::string& out)
+      : is_shown_(is_shown), out_(out), start_(out.size()) {}
+
+  const char* Write(const Kt_Variant& held, int depth) {
+    const Kt_Variant& value = held.Target();
+    switch (value.GetTag()) {
+      case kTagEmpty: out_ += "null"; return nullptr;
+      case kTagDouble:
+      case kTagDateTime: return WriteNumber(value);
+      case kTagLong:
+      case kTagCurrency: out_ += value.ToString().ToUtf8(); return nullptr;
+      case kTagBool: out_ += value.AsInt64() != 0 ? "true" : "false"; return nullptr;
+      case kTagList: return WriteList(value.GetList(), depth);
+      case kTagObject: return WriteObject(value);
+      case kTagBinary:
+        AppendJsonString(Kt_WString::FromUtf8(ValueText(value)), out_);
+        return nullptr;
+      default: AppendJsonString(value.ToString(), out_); return nullptr;
+    }
+  }
+
+ private:
+  const char* WriteObject(const Kt_Variant& value) {
+    std::string object;
+    if (!is_shown_ || !ToJson(value, object)) return "an object";
+    out_ += object;
+    return nullptr;
+  }
+
+  const char* WriteNumber(const Kt_Variant& value) {
+    const double number = value.AsDouble();
+    if (!std::isfinite(number)) {
+      if (!is_shown_) return std::isnan(number) ? "a NaN" : "an infinite number";
+      out_ += "null";
+    } else if (value.GetTag() == kTagDateTime) {
+      AppendDate(number, out_);
+    } else {
+      out_ += DoubleText(number);
+    }
+    return nullptr;
+  }
+
+  const char* WriteList(const Kt_VariantList& list, int depth) {
+    if (depth == kMaxListDepth) return "lists nested too deeply";
+    const char* mark = "[";
+    for (const Kt_Variant& item : list) {
+      out_ += mark;
+      mark = ",";
+      if (const char* const fault = Write(item, depth + 1)) return fault;
+      if (out_.size() - start_ > kMaxListBytes) return "a list that is too large";
+    }
+    out_ += list.GetCount() == 0 ? "[]" : "]";
+    return nullptr;
+  }
+
+  const bool is_shown_;
+  std::string& out_;
+  const std::size_t start_;
+};
+
+}  // namespace
+
+bool JsonText(const JsonCell& cell, Kt_WString& text) {
+  if (cell.piece == Piece::kString) {
+    std::u16string decoded;
+    DecodeJson(cell.text, decoded);
+    text = decoded;
+  } else {
+    text = Kt_WString::FromUtf8(cell.text);
+  }
+  return !text.IsEmpty() || cell.text.empty();
+}
+
+void JsonCellReader::Note(const JsonCell& cell, Kt_ColumnForms& forms) const {
+  switch (cell.piece) {
+    case Piece::kNull: return;
+    case Piece::kTrue:
+    case Piece::kFalse: return forms.NoteForms(kFormBool);
+    case Piece::kNumber:
+      if (strings_.NullsInAllColumns() && strings_.NullToken(cell.text) >= 0) return;
+      return forms.NoteForms(numbers_.FormsOf(cell.text));
+    case Piece::kString: break;
+    default: return forms.NoteForms(0);
+  }
+  if (cell.text.find('\\') == cell.text.npos) return forms.NoteString(strings_, cell.text);
+  std::u16string text;
+  DecodeJson(cell.text, text);
+  forms.NoteString(strings_, text);
+}
+
+Kt_ColumnType JsonCellReader::TypeOf(const Kt_ColumnForms& forms) {
+  return (forms.Common() & kFormBool) != 0 ? Kt_ColumnType::kLong : forms.Type();
+}
+
+int JsonCellReader::NullToken(const JsonCell& cell, Kt_ColumnType type) const {
+  if (!strings_.HasNullTokens(type)) return -1;
+  if (cell.piece == Piece::kNumber) {
+    return strings_.NullsInAllColumns() ? strings_.NullToken(cell.text) : -1;
+  }
+  Kt_WString text;
+  return cell.piece == Piece::kString && JsonText(cell, text) ? strings_.NullToken(text.View())
+                                                              : -1;
+}
+
+bool JsonCellReader::NumberValue(std::string_view number, Kt_ColumnType type,
+                                 Kt_Variant& value) const {
+  kt_long whole = 0;
+  double real = 0;
+  switch (type) {
+    case Kt_ColumnType::kLong:
+      if (!numbers_.ReadLong(number, whole)) return false;
+      value = whole;
+      return true;
+    case Kt_ColumnType::kDateTime: {
+      Kt_DateTime moment;
+      if (!numbers_.ReadDouble(number, moment.days)) return false;
+      value = moment;
+      return true;
+    }
+    case Kt_ColumnType::kVariant: {
+      const Kt_CellReader::Forms forms = numbers_.FormsOf(number);
+      if ((forms & Kt_CellReader::kLong) != 0)
+        return NumberValue(number, Kt_ColumnType::kLong, value);
+      return forms == 0 || NumberValue(number, Kt_ColumnType::kDouble, value);
+    }
+    case Kt_ColumnType::kDouble:
+      if (!numbers_.ReadDouble(number, real)) return false;
+      value = real;
+      return true;
+    default: return numbers_.Read(Kt_WString::FromUtf8(number), type, value);
+  }
+}
+
+bool JsonCellReader::StringValue(Kt_ColumnType type, const Kt_WString& text,
+                                 Kt_Variant& value) const {
+  return type == Kt_ColumnType::kBinary ? BytesOf(text, value) : strings_.Read(text, type, value);
+}
+
+bool JsonCellReader::Value(const JsonCell& cell, Kt_ColumnType type, Kt_Variant& value) const {
+  value.Clear();
+  if (cell.piece == Piece::kNull) return true;
+  const bool is_number = cell.piece == Piece::kNumber;
+  const bool is_numeric = type == Kt_ColumnType::kLong || type == Kt_ColumnType::kDouble ||
+                          type == Kt_ColumnType::kCurrency;
+  // Without the text, which is seldom needed.
+  if (is_number && is_numeric && NumberValue(cell.text, type, value)) return true;
+  Kt_WString text;
+  value.Clear();
+  if (!JsonText(cell, text)) return false;
+  value = text;
+  if (type == Kt_ColumnType::kString) return true;
+  if (cell.piece == Piece::kString) return StringValue(type, text, value);
+  if (IsBool(cell) && (is_numeric || type == Kt_ColumnType::kVariant)) {
+    const bool truth = cell.piece == Piece::kTrue;
+    value = is_numeric ? Kt_Variant(kt_long{truth}) : Kt_Variant(truth);
+    return true;
+  }
+  if (is_number && !is_numeric && type != Kt_ColumnType::kBinary) {
+    return NumberValue(cell.text, type, value);
+  }
+  return type == Kt_ColumnType::kVariant;
+}
+
+const char* AppendJsonValue(const Kt_Variant& value, bool is_shown, std::string& out) {
+  return JsonWriter(is_shown, out).Write(value, 0);
+}
+
+}  // namespace kt::cli

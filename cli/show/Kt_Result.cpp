@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+#include "cli/show/Kt_Result.h"
+
+#include <ostream>
+
+#include "cli/Kt_Bounds.h"
+#include "cli/Kt_Json.h"
+#include "cli/Kt_Text.h"
+#include "cli/data/Kt_Json.h"
+#include "cli/show/Kt_Table.h"
+#include "cli/show/Kt_View.h"
+#include "dataset/Kt_ExprDataset.h"
+
+namespace kt::cli {
+namespace {
+
+// A look at the result; `kt show` is for more.
+constexpr kt_long kShownRows = 20;
+
+// The dataset that a value is; null for any other value.
+const Kt_Dataset* DatasetOf(const Kt_Variant& value) {
+  const Kt_Variant target = value.IsRef() ? value.Dereference() : value;
+  if (!target.IsObject()) return nullptr;
+  const auto* const wrapper = dynamic_cast<Kt_ExprDataset*>(target.GetHolder().GetObject());
+  return wrapper != nullptr ? wrapper->GetDataset() : nullptr;
+}
+
+}  // namespace
+
+bool PrintValue(const Kt_Variant& value, std::ostream& out, std::string& reason) {
+  const Kt_Dataset* const dataset = DatasetOf(value);
+  if (dataset == nullptr || dataset->GetColCount() == 0) {
+    std::string text;
+    if (!AppendValueText(value, text)) {
+      reason = Kt_WorkMeter::CurrentStop() != 0 ? StopReason() : kTooLongToPrint;
+      return false;
+    }
+    out << text << '\n';
+    return true;
+  }
+  TableOptions options;
+  options.rows = kShownRows;
+  PrintTable(Kt_CliView(*dataset), options, out);
+  return true;
+}
+
+bool ResultJson(const Kt_Variant& value, std::string& json, std::string& reason) {
+  const Kt_Dataset* const dataset = DatasetOf(value);
+  if (dataset == nullptr) return ToJson(value, json, reason);
+  return SaveJson(*dataset, JsonLayout::kOneLine, json, reason);
+}
+
+}  // namespace kt::cli
