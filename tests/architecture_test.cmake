@@ -1,71 +1,143 @@
 # cmake -DROOT=<project root> -P architecture_test.cmake
 #
-# Compares every #include line with the arrows that the folders may have between them, so that a
-# reversed one fails before anybody reviews it.
+# Compares every #include line, and every declaration of another room's class, with the arrows that
+# the rooms may have between them, so that a reversed one fails before anybody reviews it.
 cmake_minimum_required(VERSION 3.21)
 
-set(library_folders classlib expr object script dataset)
+set(library_folders classlib expr object script dataset reference)
 set(outside_folders cli bench fuzz examples)
 
-# Which project folders the headers and sources of a folder may name.
-set(allowed_classlib classlib)
-set(allowed_expr classlib expr object)
-set(allowed_object classlib expr object)
-set(allowed_script classlib expr object script)
-set(allowed_dataset classlib expr object script dataset)
-foreach(folder ${outside_folders})
-  set(allowed_${folder} ${library_folders} ${folder})
+# The rooms: where files lie side by side. A room inside of another is named with it.
+set(rooms
+  classlib/base classlib/text classlib/value classlib/xml classlib/store classlib/formats
+  classlib/domain
+  expr object script dataset dataset/methods dataset/rows reference
+  cli cli/data cli/show cli/repl
+  bench fuzz examples)
+
+# Which rooms the headers and sources of a room may name, by include or by declaration, beside
+# itself. Inside of classlib the arrows go downwards.
+set(all_classlib classlib/base classlib/text classlib/value classlib/xml classlib/store
+  classlib/formats classlib/domain)
+set(values classlib/base classlib/text classlib/value)
+set(engine expr object script dataset dataset/methods dataset/rows reference)
+set(allowed_classlib/base)
+set(allowed_classlib/text classlib/base)
+set(allowed_classlib/value classlib/base classlib/text)
+set(allowed_classlib/xml classlib/base classlib/text)
+set(allowed_classlib/store ${values})
+set(allowed_classlib/formats ${values} classlib/xml classlib/store)
+set(allowed_classlib/domain ${values} classlib/xml classlib/store)
+set(allowed_expr ${values} object)
+set(allowed_object ${values} expr)
+set(allowed_script ${values} expr object)
+set(allowed_dataset ${all_classlib} expr object script dataset/methods dataset/rows)
+set(allowed_dataset/methods ${all_classlib} expr object script dataset dataset/rows)
+set(allowed_dataset/rows ${values} classlib/store expr object script dataset dataset/methods)
+set(allowed_reference ${values} object dataset dataset/methods)
+set(allowed_cli ${all_classlib} ${engine} cli/data cli/show cli/repl)
+set(allowed_cli/data ${all_classlib} ${engine} cli cli/show)
+set(allowed_cli/show ${all_classlib} ${engine} cli cli/data)
+set(allowed_cli/repl ${all_classlib} ${engine} cli cli/data cli/show)
+foreach(folder bench fuzz examples)
+  set(allowed_${folder} ${all_classlib} ${engine})
 endforeach()
 # Scripts made at random, and the host that they run in, serve a test and a fuzz target. JSON files
 # are read by the program, so their target is built on it.
-list(APPEND allowed_fuzz tests cli)
+list(APPEND allowed_fuzz tests tests/common tests/classlib cli cli/data)
 
 # The evaluator calls script functions and objects run them; only bodies know the two classes.
 set(script_classes_for_bodies script/Kt_Script.h script/Kt_ScriptFunc.h)
+# Names that a header below declares for members or parameters that only bodies above look into.
+set(declared_above
+  expr/Kt_Expr.h:ExprCode object/Kt_ExprObjInfo.h:Kt_ScriptFunc
+  object/Kt_ExprObject.h:Kt_ExprDataset object/Kt_ExprObject.h:Kt_Script)
 
-# Sets `fault` in the caller to the reason why `file` of `folder` may not have this include.
-function(check_quoted folder file path)
+# Sets `room` in the caller to the room of a file.
+function(find_room path)
+  get_filename_component(folder "${path}" DIRECTORY)
+  string(REGEX REPLACE "/(detail|kernels)$" "" folder "${folder}")
+  string(REGEX REPLACE "^examples/.*" "examples" folder "${folder}")
+  set(room "${folder}" PARENT_SCOPE)
+endfunction()
+
+# Sets `fault` in the caller to the reason why `file` of room `from` may not have this include.
+function(check_quoted from file path)
   set(fault "" PARENT_SCOPE)
+  find_room("${path}")
   string(REGEX MATCH "^[^/]+" target "${path}")
+  string(REGEX MATCH "^[^/]+" folder "${file}")
   if(NOT path MATCHES "/")
     set(fault "name the file from the project root" PARENT_SCOPE)
-  elseif(NOT target IN_LIST allowed_${folder})
-    if(NOT (folder MATCHES "^(expr|object)$" AND file MATCHES "\\.cpp$"
+  elseif(NOT room STREQUAL from AND NOT room IN_LIST allowed_${from})
+    if(NOT (from MATCHES "^(expr|object)$" AND file MATCHES "\\.cpp$"
             AND path IN_LIST script_classes_for_bodies))
-      set(fault "${folder} must not know ${target}" PARENT_SCOPE)
+      set(fault "${from} must not know ${room}" PARENT_SCOPE)
     endif()
   elseif(path MATCHES "/detail/" AND NOT target STREQUAL folder)
     set(fault "${target}/detail belongs to ${target}" PARENT_SCOPE)
   endif()
 endfunction()
 
-function(check_system folder path)
+# The same for the declaration of a class that is defined in another room.
+function(check_declared from file name)
+  set(fault "" PARENT_SCOPE)
+  set(home "${home_of_${name}}")
+  if(home AND NOT home STREQUAL from AND NOT home IN_LIST allowed_${from}
+     AND NOT "${file}:${name}" IN_LIST declared_above)
+    set(fault "${from} must not know ${home}" PARENT_SCOPE)
+  endif()
+endfunction()
+
+function(check_system from path)
   set(fault "" PARENT_SCOPE)
   # Standard headers have neither a dot nor a slash in their names.
-  if(folder MATCHES "^(expr|object|script|dataset)$" AND path MATCHES "[./]")
+  if(from MATCHES "^(expr|object|script|dataset|reference)" AND path MATCHES "[./]")
     set(fault "the engine uses the standard library and classlib only" PARENT_SCOPE)
   endif()
 endfunction()
 
-set(checked 0)
-set(faults "")
+# Where each class is defined.
+set(files "")
 foreach(folder ${library_folders} ${outside_folders})
-  file(GLOB_RECURSE files RELATIVE ${ROOT} ${ROOT}/${folder}/*.h ${ROOT}/${folder}/*.cpp)
-  foreach(file ${files})
-    file(STRINGS ${ROOT}/${file} lines REGEX "^[ \t]*#[ \t]*include")
+  file(GLOB_RECURSE found RELATIVE ${ROOT} ${ROOT}/${folder}/*.h ${ROOT}/${folder}/*.cpp)
+  list(APPEND files ${found})
+endforeach()
+foreach(file ${files})
+  find_room(${file})
+  if(NOT room IN_LIST rooms)
+    message(FATAL_ERROR "${file}: ${room} is no room")
+  endif()
+  if(file MATCHES "\\.h$")
+    file(STRINGS ${ROOT}/${file} lines REGEX "^(class|struct) [^;]*{")
     foreach(line IN LISTS lines)
-      if(line MATCHES "include[ \t]*\"([^\"]+)\"")
-        check_quoted(${folder} ${file} ${CMAKE_MATCH_1})
-      elseif(line MATCHES "include[ \t]*<([^>]+)>")
-        check_system(${folder} ${CMAKE_MATCH_1})
-      else()
-        set(fault "an include line that this test cannot read")
-      endif()
-      math(EXPR checked "${checked} + 1")
-      if(fault)
-        string(APPEND faults "${file}: ${line}\n    ${fault}\n")
+      if(line MATCHES "^(class|struct) (KT_[A-Z_]+ )?([A-Za-z_0-9]+)")
+        set(home_of_${CMAKE_MATCH_3} ${room})
       endif()
     endforeach()
+  endif()
+endforeach()
+
+set(checked 0)
+set(faults "")
+foreach(file ${files})
+  find_room(${file})
+  file(STRINGS ${ROOT}/${file} lines
+    REGEX "^[ \t]*#[ \t]*include|^(class|struct) (KT_[A-Z_]+ )?[A-Za-z_0-9]+;")
+  foreach(line IN LISTS lines)
+    if(line MATCHES "^(class|struct) (KT_[A-Z_]+ )?([A-Za-z_0-9]+)")
+      check_declared(${room} ${file} ${CMAKE_MATCH_3})
+    elseif(line MATCHES "include[ \t]*\"([^\"]+)\"")
+      check_quoted(${room} ${file} ${CMAKE_MATCH_1})
+    elseif(line MATCHES "include[ \t]*<([^>]+)>")
+      check_system(${room} ${CMAKE_MATCH_1})
+    else()
+      set(fault "an include line that this test cannot read")
+    endif()
+    math(EXPR checked "${checked} + 1")
+    if(fault)
+      string(APPEND faults "${file}: ${line}\n    ${fault}\n")
+    endif()
   endforeach()
 endforeach()
 
@@ -75,4 +147,4 @@ endif()
 if(checked EQUAL 0)
   message(FATAL_ERROR "No include line found under ${ROOT}")
 endif()
-message(STATUS "${checked} include lines checked")
+message(STATUS "${checked} lines checked")

@@ -9,7 +9,8 @@
 namespace {
 
 KT_THREAD_LOCAL Kt_WorkMeter* current_meter = nullptr;
-KT_THREAD_LOCAL void (*deferred_work)() = nullptr;
+using Work = void (*)();
+KT_THREAD_LOCAL Work deferred_work = nullptr;
 
 }  // namespace
 
@@ -43,7 +44,7 @@ void Kt_WorkMeter::Finish() {
   if (stop_code_ == kOk && outer_ != nullptr) Settle();
   current_meter = previous_;
   outer_ = previous_ = nullptr;
-  if (const auto work = std::exchange(deferred_work, nullptr)) work();
+  if (const Work work = std::exchange(deferred_work, nullptr)) work();
 }
 
 // Takes what was used since the last look off the budget, and off the one around.

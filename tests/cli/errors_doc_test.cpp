@@ -6,6 +6,7 @@
 #include <map>
 
 #include "classlib/base/Kt_Codes.h"
+#include "classlib/text/Kt_WString.h"
 #include "cli_test_util.h"
 
 namespace {
