@@ -221,11 +221,14 @@ void Kt_Dataset::SetUpdate(bool changed) {
   RefuseOnFailure([&] {
     CopyOnWrite<ChangeBuffer> changes = changes_;
     CopyOnWrite<RowIndex> index = index_;
+    kt::detail::RoundCharge charge;
     index_->ForEachEntry([&](RowIndex::Place, Slot slot) {
+      charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
       if ((index_->Flags(slot) & (kRowInserted | kRowUpdated | kRowDeleted)) != 0) return;
       changes.Write().Touch(slot).forced = true;
     });
     for (kt_long entry = 0; entry < changes->Count(); ++entry) {
+      charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
       const Slot slot = changes->SlotAt(entry);
       if (!changes->Find(slot)->deleted) index.Write().Mark(slot, kRowUpdated, 0);
     }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <string>
 #include <string_view>
 #include <unordered_map>
 
@@ -19,9 +18,10 @@ class NameMap {
     const auto found = indexes_.find(name);
     return found == indexes_.end() ? -1 : found->second;
   }
-  void Add(std::u16string_view name, kt_long index) {
+  // The map shares the text of `name`: names may be long.
+  void Add(const Kt_WString& name, kt_long index) {
     const auto [place, is_new] = indexes_.emplace(name, index);
-    if (KT_LIKELY(!is_new || name.size() <= kShortUnits || kt::Charge(0))) return;
+    if (KT_LIKELY(!is_new || name.View().size() <= kShortUnits || kt::Charge(0))) return;
     indexes_.erase(place);  // its hash is of no use
     throw WorkStopped();
   }
@@ -38,7 +38,7 @@ class NameMap {
       return a.size() == b.size() && kt_stricmpW(a, b) == 0;
     }
   };
-  std::unordered_map<std::u16string, kt_long, Hash, Equal> indexes_;
+  std::unordered_map<Kt_WString, kt_long, Hash, Equal> indexes_;
 };
 
 }  // namespace kt::detail
