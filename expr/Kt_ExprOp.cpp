@@ -10,9 +10,10 @@
 
 const char* GetOpText(std::int16_t code) {
   switch (code) {
-#define KT_EXPR_OP_TEXT(name, value, text) \
+#define KT_EXPR_OP_TEXT(name, value, text, ...) \
   case name: return text;
     KT_EXPR_OPS(KT_EXPR_OP_TEXT)
+    KT_OPERATORS(KT_EXPR_OP_TEXT)
 #undef KT_EXPR_OP_TEXT
     default: return "?";
   }

@@ -2,14 +2,17 @@
 #pragma once
 
 #include <algorithm>
+#include <optional>
 
 #include "classlib/base/Kt_Codes.h"
 #include "classlib/base/Kt_PtrList.h"
 #include "classlib/text/Kt_WString.h"
+#include "classlib/value/Kt_Operators.h"
 
-// Every operation record: name, code, the token as a dump shows it. The top hexadecimal digit of a
-// code is its class: 1 operands, 3 operators and opening brackets, 4 postfix, 7 closing
-// punctuation and markers. The low digit of an operator is its precedence; higher binds tighter.
+// Every operation record: name, code, the token as a dump shows it; the operators over two values
+// are listed in KT_OPERATORS. The top hexadecimal digit of a code is its class: 1 operands, 3
+// operators and opening brackets, 4 postfix, 7 closing punctuation and markers. The low digit of an
+// operator is its precedence; higher binds tighter.
 // clang-format off
 #define KT_EXPR_OPS(X)                      \
   X(kOpWord,        0x1010, "word")         \
@@ -23,21 +26,6 @@
   X(kOpMethod,      0x1349, "method")       \
   X(kOpParen,       0x3010, "(")            \
   X(kOpBracket,     0x3020, "[")            \
-  X(kOpOr,          0x3111, "||")           \
-  X(kOpAnd,         0x3122, "&&")           \
-  X(kOpNot,         0x3138, "!")            \
-  X(kOpEqual,       0x3214, "=")            \
-  X(kOpGreater,     0x3224, ">")            \
-  X(kOpGreaterEqual,0x3234, ">=")           \
-  X(kOpLess,        0x3244, "<")            \
-  X(kOpLessEqual,   0x3254, "<=")           \
-  X(kOpNotEqual,    0x3264, "<>")           \
-  X(kOpAdd,         0x3316, "+")            \
-  X(kOpSub,         0x3326, "-")            \
-  X(kOpLoneAnd,     0x3336, "&")            \
-  X(kOpMul,         0x3347, "*")            \
-  X(kOpDiv,         0x3357, "/")            \
-  X(kOpMod,         0x3367, "%")            \
   X(kOpPreInc,      0x3418, "++x")          \
   X(kOpPreDec,      0x3428, "--x")          \
   X(kOpPostInc,     0x4011, "x++")          \
@@ -49,8 +37,9 @@
   X(kOpEnd,         0x7999, "end")
 // clang-format on
 
-#define KT_EXPR_OP_CONSTANT(name, code, text) inline constexpr std::int16_t name = code;
+#define KT_EXPR_OP_CONSTANT(name, code, ...) inline constexpr std::int16_t name = code;
 KT_EXPR_OPS(KT_EXPR_OP_CONSTANT)
+KT_OPERATORS(KT_EXPR_OP_CONSTANT)
 #undef KT_EXPR_OP_CONSTANT
 
 // The class digit of a code (1, 3, 4 or 7) and the precedence of an operator.
@@ -61,6 +50,16 @@ constexpr bool IsOpener(std::int16_t code) { return code == kOpParen || code == 
 constexpr bool IsPrefix(std::int16_t code) {
   return code == kOpNot || code == kOpPreInc || code == kOpPreDec || code == kOpAdd ||
          code == kOpSub;
+}
+// The operator over two values that a record stands for; none for any other record.
+constexpr std::optional<kt::Operator> FindOperator(std::int16_t code) {
+  switch (code) {
+#define KT_EXPR_OP_OPERATOR(record, value, token, name, compute) \
+  case record: return kt::Operator::name;
+    KT_OPERATORS(KT_EXPR_OP_OPERATOR)
+#undef KT_EXPR_OP_OPERATOR
+    default: return std::nullopt;
+  }
 }
 // The text of a code for dumps; "?" for an unknown one.
 KT_SCRIPT_API const char* GetOpText(std::int16_t code);

@@ -3,28 +3,16 @@
 
 #include <vector>
 
-#include "classlib/value/Kt_VarInline.h"
+#include "classlib/value/Kt_Operators.h"
 #include "expr/Kt_Expr.h"
 
 namespace kt {
 
 // Operations of the compiled form. Most take two operands and leave the result in `dst`.
 enum class CodeOp : std::uint8_t {
-  kAdd,
-  kSub,
-  kMul,
-  kDiv,
-  kMod,
-  kEqual,
-  kNotEqual,
-  kGreater,
-  kGreaterEqual,
-  kLess,
-  kLessEqual,
-  kAnd,
-  kOr,
-  kNot,         // dst = !b
-  kRight,       // dst = b (the lone &)
+#define KT_CODE_OPERATOR(record, code, token, name, compute) name,
+  KT_OPERATORS(KT_CODE_OPERATOR)  // dst = a (operator) b
+#undef KT_CODE_OPERATOR
   kMove,        // dst = a
   kTestAnd,     // a is false: dst = 0 and go to `extra`; else dst = a
   kTestOr,      // a is true: dst = 1 and go to `extra`; else dst = a
@@ -47,6 +35,13 @@ struct CodeInstr {
   std::int32_t extra;
 };
 static_assert(sizeof(CodeInstr) == 12);
+
+// The operators come first among the operations.
+constexpr bool IsOperator(CodeOp op) { return op < CodeOp::kMove; }
+constexpr CodeOp CodeOpOf(Operator op) { return static_cast<CodeOp>(op); }
+// REQUIRES: IsOperator(op).
+constexpr Operator OperatorOf(CodeOp op) { return static_cast<Operator>(op); }
+constexpr bool IsRelation(CodeOp op) { return IsOperator(op) && IsRelation(OperatorOf(op)); }
 
 // An operand is a temp, a constant or a name of the expression, by range.
 namespace CodeOperand {
@@ -83,43 +78,5 @@ struct KT_SCRIPT_API ExprProgram {
   bool has_target = false;  // there is a kTarget
   std::uint16_t temp_count = 0;
 };
-
-// Runs a binary operation, kAdd to kRight; `result` must be neither operand. 0 or a code.
-KT_ALWAYS_INLINE kt_long RunOperation(CodeOp op, const Kt_Variant& left, const Kt_Variant& right,
-                                      Kt_Variant& result) {
-  switch (op) {
-    case CodeOp::kAdd: return VarAdd(left, right, result);
-    case CodeOp::kSub: return VarSub(left, right, result);
-    case CodeOp::kMul: return VarMul(left, right, result);
-    case CodeOp::kDiv: return VarDiv(left, right, result);
-    case CodeOp::kMod: return VarMod(left, right, result);
-    case CodeOp::kEqual: result.Set(kt_long{VarCmp(left, right, kCmpEqual)}); return 0;
-    case CodeOp::kNotEqual: result.Set(kt_long{VarCmp(left, right, kCmpEqual) == 0}); return 0;
-    case CodeOp::kGreater: result.Set(kt_long{VarCmp(left, right, kCmpGreater)}); return 0;
-    case CodeOp::kGreaterEqual:
-      result.Set(kt_long{VarCmp(left, right, kCmpGreaterEqual)});
-      return 0;
-    case CodeOp::kLess: result.Set(kt_long{VarCmp(left, right, kCmpLess)}); return 0;
-    case CodeOp::kLessEqual: result.Set(kt_long{VarCmp(left, right, kCmpLessEqual)}); return 0;
-    case CodeOp::kAnd: result.Set(kt_long{Var_AndOr(left, right, kLogicAnd)}); return 0;
-    case CodeOp::kOr: result.Set(kt_long{Var_AndOr(left, right, kLogicOr)}); return 0;
-    case CodeOp::kNot:
-      result.Set(kt_long{Var_AndOr(right, Kt_Variant(kt_long{0}), kLogicOr) == 0});
-      return 0;
-    default: result = right; return 0;
-  }
-}
-
-// The operator in messages, of an arithmetic operation.
-constexpr const char16_t* OperatorText(CodeOp op) {
-  switch (op) {
-    case CodeOp::kAdd:
-    case CodeOp::kAppend: return u"+";
-    case CodeOp::kSub: return u"-";
-    case CodeOp::kMul: return u"*";
-    case CodeOp::kDiv: return u"/";
-    default: return u"%";
-  }
-}
 
 }  // namespace kt

@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <optional>
+
 #include "classlib/base/Kt_Types.h"
 #include "classlib/value/Kt_ObjList.h"
+#include "classlib/value/Kt_Operators.h"
 
 // Every statement of a parsed function: name, code, the form that a dump shows. The high digit is
 // the group: 1 declarations, 3 assignments to a plain name, 4 expression statements and
@@ -43,6 +46,21 @@ KT_SCRIPT_OPS(KT_SCRIPT_OP_CONSTANT)
 
 // Code that gives a fresh op the payload of the plain-name assignments.
 inline constexpr std::int16_t kScriptNameGroup = 0x3000;
+
+// The code of an assignment, and its operator; none for a plain one. Both forms of one operator are
+// 0x10 apart from those of the next.
+constexpr std::int16_t AssignmentCode(bool is_name, std::optional<kt::Operator> op) {
+  const int distance = op ? (static_cast<int>(*op) + 1) * 0x10 : 0;
+  return static_cast<std::int16_t>((is_name ? kScriptSet : kScriptPathSet) + distance);
+}
+constexpr std::optional<kt::Operator> CompoundOperator(std::int16_t code) {
+  const int distance = (code & 0xF0) - (kScriptSet & 0xF0);
+  if (distance == 0) return std::nullopt;
+  return static_cast<kt::Operator>(distance / 0x10 - 1);
+}
+static_assert(AssignmentCode(true, kt::Operator::kAdd) == kScriptSetAdd);
+static_assert(AssignmentCode(false, kt::Operator::kMod) == kScriptPathSetMod);
+static_assert(CompoundOperator(kScriptPathSetMod) == kt::Operator::kMod);
 
 // The text of a code for dumps; "?" for an unknown one.
 KT_SCRIPT_API const char* GetScriptOpText(std::int16_t code);

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "classlib/base/Kt_Codes.h"
+#include "classlib/value/Kt_Operators.h"
 #include "classlib/value/Kt_Variant.h"
 
 // The operators with pairs of long and double done on the spot; every other pair of kinds is left
@@ -133,8 +135,45 @@ KT_ALWAYS_INLINE int VarCmp(const Kt_Variant& left, const Kt_Variant& right,
   }
 }
 
-KT_ALWAYS_INLINE bool VarIsTrue(const Kt_Variant& value) {
-  return KT_LIKELY(value.IsLong()) ? value.AsLong() != 0 : Var_IsTrue(value);
+namespace detail {
+
+KT_ALWAYS_INLINE kt_long Give(kt_long value, Kt_Variant& result) {
+  result.Set(value);
+  return kOk;
+}
+
+}  // namespace detail
+
+// Applies an operator of the table; `result` may be an operand. 0, or the code of a result that
+// could not be made, which the caller reports.
+template <Operator kOperator>
+kt_long Compute(const Kt_Variant& left, const Kt_Variant& right, Kt_Variant& result);
+
+#define KT_OPERATOR_COMPUTE(record, code, token, name, compute)                                   \
+  template <>                                                                                     \
+  KT_ALWAYS_INLINE kt_long Compute<Operator::name>([[maybe_unused]] const Kt_Variant& left,       \
+                                                   const Kt_Variant& right, Kt_Variant& result) { \
+    using detail::Give;                                                                           \
+    return compute;                                                                               \
+  }
+KT_OPERATORS(KT_OPERATOR_COMPUTE)
+#undef KT_OPERATOR_COMPUTE
+
+KT_ALWAYS_INLINE kt_long Compute(Operator op, const Kt_Variant& left, const Kt_Variant& right,
+                                 Kt_Variant& result) {
+  switch (op) {
+#define KT_OPERATOR_CASE(record, code, token, name, compute) \
+  case Operator::name: return Compute<Operator::name>(left, right, result);
+    KT_OPERATORS(KT_OPERATOR_CASE)
+#undef KT_OPERATOR_CASE
+  }
+  return kErrBadOperation;
+}
+
+// Whether a condition, or the left side of && or ||, holds: by the integer value, so 0.5 does not
+// and "true" does not. The results of && || and ! go by Var_IsTrue, where both are true.
+KT_ALWAYS_INLINE bool IsConditionTrue(const Kt_Variant& value) {
+  return KT_LIKELY(value.IsLong()) ? value.AsLong() != 0 : value.ToInteger() != 0;
 }
 
 // Lists and binaries have no next or previous value.

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <numeric>
 
+#include "classlib/value/Kt_VarInline.h"
 #include "dataset/rows/Kt_RowLoop.h"
 
 namespace kt::detail {
@@ -16,21 +17,6 @@ using CodeOperand::kNameBase;
 
 bool IsTemp(std::uint16_t operand) { return operand < kConstBase; }
 bool IsConst(std::uint16_t operand) { return operand >= kConstBase && operand < kNameBase; }
-
-bool IsRelation(CodeOp op) { return op >= CodeOp::kEqual && op <= CodeOp::kLessEqual; }
-
-std::int16_t RelationOf(CodeOp op) {
-  switch (op) {
-    case CodeOp::kGreater: return kCmpGreater;
-    case CodeOp::kGreaterEqual: return kCmpGreaterEqual;
-    case CodeOp::kLess: return kCmpLess;
-    case CodeOp::kLessEqual: return kCmpLessEqual;
-    default: return kCmpEqual;
-  }
-}
-
-// What a relation finds, under an operation that may be its opposite.
-bool Holds(CodeOp op, int related) { return (related != 0) != (op == CodeOp::kNotEqual); }
 
 template <class Op>
 void Longs(const kt_long* left, const kt_long* right, std::size_t count, kt_long* out,
@@ -74,7 +60,7 @@ void Relate(CodeOp op, const Left* left, const Right* right, std::size_t count, 
   }
 }
 
-// As ToInteger() != 0: a double is cut first, NaN is 0.
+// As IsConditionTrue: a double is cut first, NaN is 0.
 bool IsWholeTrue(kt_long value) { return value != 0; }
 bool IsWholeTrue(double value) { return std::fabs(value) >= 1.0; }
 
@@ -351,11 +337,10 @@ void RowBlock::RunTextTest(TextTest& test) {
     std::int8_t& known = test.known[code];
     if (known < 0) {
       const Kt_Variant text(texts.dictionary.Text(code));
-      const std::int16_t relation = RelationOf(in.op);
-      known = Holds(in.op, test.text_is_left ? kt::VarCmp(text, constant, relation)
-                                             : kt::VarCmp(constant, text, relation))
-                  ? 1
-                  : 0;
+      Kt_Variant holds;
+      (void)Compute(OperatorOf(in.op), test.text_is_left ? text : constant,
+                    test.text_is_left ? constant : text, holds);
+      known = static_cast<std::int8_t>(holds.AsLong());
     }
     to[at] = known;
   }

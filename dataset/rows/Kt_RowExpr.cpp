@@ -5,6 +5,7 @@
 #include <atomic>
 
 #include "classlib/base/Kt_Memory.h"
+#include "classlib/value/Kt_VarInline.h"
 #include "dataset/rows/Kt_RowBlock.h"
 #include "dataset/rows/Kt_RowLoop.h"
 #include "object/Kt_ExprStackObj.h"
@@ -254,7 +255,7 @@ void RowExpr::Run(RowLoop& loop, Kt_Variant& value) {
       case CodeOp::kTestAnd:
       case CodeOp::kTestOr: {
         const Kt_Variant& left = Get(loop, in->a);
-        const bool is_true = left.ToInteger() != 0;
+        const bool is_true = IsConditionTrue(left);
         if (is_true == (in->op == CodeOp::kTestOr)) {
           temps_[in->dst].Set(kt_long{is_true});
           in = first + in->extra - 1;
@@ -269,9 +270,9 @@ void RowExpr::Run(RowLoop& loop, Kt_Variant& value) {
       case CodeOp::kReturn: value = Get(loop, in->a); return;
       default: {
         const kt_long code =
-            RunOperation(in->op, Get(loop, in->a), Get(loop, in->b), temps_[in->dst]);
+            Compute(OperatorOf(in->op), Get(loop, in->a), Get(loop, in->b), temps_[in->dst]);
         if (KT_LIKELY(code == kOk)) break;
-        (void)kt::Report(&loop.GetContext(), u"Kt_Expr", code, OperatorText(in->op));
+        (void)kt::Report(&loop.GetContext(), u"Kt_Expr", code, OperatorText(OperatorOf(in->op)));
         expr_.PlaceFailure();
         return;
       }

@@ -32,31 +32,6 @@ bool IsObjectEntry(std::int16_t kind) {
   return kind == EXPR_OBJ_DATASET || kind == EXPR_OBJ_COMPONENT || kind == EXPR_OBJ_COMPOSIT;
 }
 
-// Applies a binary operator; `result` may be `left`.
-kt_long Compute(std::int16_t code, const Kt_Variant& left, const Kt_Variant& right,
-                Kt_Variant& result) {
-  switch (code) {
-    case kOpAdd: return kt::VarAdd(left, right, result);
-    case kOpSub: return kt::VarSub(left, right, result);
-    case kOpMul: return kt::VarMul(left, right, result);
-    case kOpDiv: return kt::VarDiv(left, right, result);
-    case kOpMod: return kt::VarMod(left, right, result);
-    case kOpEqual: result = kt_long{kt::VarCmp(left, right, kCmpEqual)}; return kOk;
-    case kOpNotEqual: result = kt_long{kt::VarCmp(left, right, kCmpEqual) == 0}; return kOk;
-    case kOpGreater: result = kt_long{kt::VarCmp(left, right, kCmpGreater)}; return kOk;
-    case kOpGreaterEqual: result = kt_long{kt::VarCmp(left, right, kCmpGreaterEqual)}; return kOk;
-    case kOpLess: result = kt_long{kt::VarCmp(left, right, kCmpLess)}; return kOk;
-    case kOpLessEqual: result = kt_long{kt::VarCmp(left, right, kCmpLessEqual)}; return kOk;
-    case kOpAnd: result = kt_long{Var_AndOr(left, right, kLogicAnd)}; return kOk;
-    case kOpOr: result = kt_long{Var_AndOr(left, right, kLogicOr)}; return kOk;
-    case kOpNot:
-      result = kt_long{Var_AndOr(right, Kt_Variant(kt_long{0}), kLogicOr) == 0};
-      return kOk;
-    case kOpLoneAnd: result = right; return kOk;  // computes nothing, on purpose
-    default: return kErrBadOperation;
-  }
-}
-
 Kt_WString OpName(const Kt_ExprOp& op) {
   if (!op.text.IsEmpty()) return op.text;
   Kt_WString name;
@@ -407,7 +382,7 @@ kt_long Evaluator::Logical(const Kt_ExprOp& op, bool& skipped) {
   Kt_ExprStackObj& top = stack_.Top();
   Kt_Variant value;
   if (const kt_long code = ReadEntry(context_, top, value, 0)) return code;
-  const bool is_true = value.ToInteger() != 0;
+  const bool is_true = IsConditionTrue(value);
   skipped = is_true == (op.code == kOpOr);
   if (skipped) {
     top.SetValueType(context_, Kt_Variant(kt_long{is_true}));
@@ -473,7 +448,8 @@ kt_long Evaluator::Apply() {
   if (const kt_long failed = ReadEntry(context_, left, left_value, 0)) return failed;
   if (const kt_long failed = ReadEntry(context_, stack_.Top(), right_value, 0)) return failed;
   left.ClearValue();  // a text that only this value held can now be appended to in place
-  const kt_long failed = Compute(code, left_value, right_value, left_value);
+  const auto op = FindOperator(code);
+  const kt_long failed = op ? Compute(*op, left_value, right_value, left_value) : kErrBadOperation;
   left.SetValueType(context_, left_value);
   left.SetOpCode(0);
   stack_.Pop();

@@ -2,6 +2,7 @@
 #include "expr/detail/Kt_ExprCompiler.h"
 
 #include "classlib/base/Kt_Memory.h"
+#include "classlib/value/Kt_VarInline.h"
 #include "expr/Kt_ExprUtil.h"
 #include "expr/detail/Kt_Evaluator.h"
 
@@ -14,27 +15,6 @@ using CodeOperand::kNameBase;
 
 bool IsName(std::uint16_t operand) { return operand >= kNameBase; }
 bool IsConst(std::uint16_t operand) { return operand >= kConstBase && operand < kNameBase; }
-
-bool FindBinary(std::int16_t code, CodeOp& op) {
-  switch (code) {
-    case kOpAdd: op = CodeOp::kAdd; return true;
-    case kOpSub: op = CodeOp::kSub; return true;
-    case kOpMul: op = CodeOp::kMul; return true;
-    case kOpDiv: op = CodeOp::kDiv; return true;
-    case kOpMod: op = CodeOp::kMod; return true;
-    case kOpEqual: op = CodeOp::kEqual; return true;
-    case kOpNotEqual: op = CodeOp::kNotEqual; return true;
-    case kOpGreater: op = CodeOp::kGreater; return true;
-    case kOpGreaterEqual: op = CodeOp::kGreaterEqual; return true;
-    case kOpLess: op = CodeOp::kLess; return true;
-    case kOpLessEqual: op = CodeOp::kLessEqual; return true;
-    case kOpAnd: op = CodeOp::kAnd; return true;
-    case kOpOr: op = CodeOp::kOr; return true;
-    case kOpNot: op = CodeOp::kNot; return true;
-    case kOpLoneAnd: op = CodeOp::kRight; return true;
-    default: return false;
-  }
-}
 
 }  // namespace
 
@@ -268,15 +248,15 @@ bool ExprCompiler::Apply() {
   Entry& left = Below();
   if (left.pending == kOpPreInc) return ApplyStep(1);
   if (left.pending == kOpPreDec) return ApplyStep(-1);
-  CodeOp op;
-  if (!FindBinary(left.pending, op)) return false;
+  const auto op = FindOperator(left.pending);
+  if (!op) return false;
   const std::uint16_t a = Read(left);
   const std::uint16_t b = Read(Top());
-  if (FoldConstants(op, a, b)) return true;
-  const bool is_logic = op == CodeOp::kAnd || op == CodeOp::kOr;
+  if (FoldConstants(*op, a, b)) return true;
+  const bool is_logic = op == kt::Operator::kAnd || op == kt::Operator::kOr;
   if (is_logic && left.logic_temp < 0) return false;
   const std::uint16_t dst = is_logic ? static_cast<std::uint16_t>(left.logic_temp) : NewTemp();
-  Emit(op, dst, a, b);
+  Emit(CodeOpOf(*op), dst, a, b);
   SetValue(left, dst);
   left.pending = 0;
   entries_.pop_back();
@@ -284,20 +264,14 @@ bool ExprCompiler::Apply() {
 }
 
 // Signs and sums of constants are computed here, once.
-bool ExprCompiler::FoldConstants(CodeOp op, std::uint16_t a, std::uint16_t b) {
-  if (!IsConst(a) || !IsConst(b) || op > CodeOp::kMod || has_failed_) return false;
+bool ExprCompiler::FoldConstants(kt::Operator op, std::uint16_t a, std::uint16_t b) {
+  if (!IsConst(a) || !IsConst(b) || !IsArithmetic(op) || has_failed_) return false;
   const Kt_Variant& left = program_.consts[a - kConstBase];
   const Kt_Variant& right = program_.consts[b - kConstBase];
   if (!right.IsLong() && !right.IsDouble()) return false;
   if (!left.IsLong() && !left.IsDouble() && !left.IsEmpty()) return false;
   Kt_Variant result;
-  switch (op) {
-    case CodeOp::kAdd: (void)Var_Add(left, right, result); break;
-    case CodeOp::kSub: (void)Var_Sub(left, right, result); break;
-    case CodeOp::kMul: (void)Var_Mul(left, right, result); break;
-    case CodeOp::kDiv: (void)Var_Div(left, right, result); break;
-    default: (void)Var_Mod(left, right, result); break;
-  }
+  (void)Compute(op, left, right, result);  // plain numbers never fail
   SetValue(Below(), AddConst(result));
   Below().pending = 0;
   entries_.pop_back();

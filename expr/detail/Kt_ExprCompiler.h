@@ -50,7 +50,7 @@ class ExprCompiler {
   bool Postfix(const Kt_ExprOp& op);
   bool Apply();
   bool ApplyStep(std::int32_t step);
-  bool FoldConstants(CodeOp op, std::uint16_t a, std::uint16_t b);
+  bool FoldConstants(kt::Operator op, std::uint16_t a, std::uint16_t b);
   bool ReduceAtClose();
   bool LandJumps();
   bool Close(const Kt_ExprOp& op);

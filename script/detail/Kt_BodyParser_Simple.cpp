@@ -9,16 +9,13 @@ namespace kt::detail {
 
 namespace {
 
-// What an assignment operator adds to the code of its group: "=" 0x10, then + - * / %.
-std::int16_t VariantOf(char16_t unit_in_front) {
-  switch (unit_in_front) {
-    case u'+': return 0x20;
-    case u'-': return 0x30;
-    case u'*': return 0x40;
-    case u'/': return 0x50;
-    case u'%': return 0x60;
-    default: return 0x10;
+// The operator of a compound assignment, by the unit before its "="; none for a plain one.
+std::optional<Operator> CompoundBefore(char16_t unit) {
+  for (const Operator op :
+       {Operator::kAdd, Operator::kSub, Operator::kMul, Operator::kDiv, Operator::kMod}) {
+    if (*OperatorText(op) == unit) return op;
   }
+  return std::nullopt;
 }
 
 bool IsPair(const Slice& text, kt_long at, char16_t unit) {
@@ -237,17 +234,16 @@ kt_long BodyParser::ParseAssignment(Kt_ScriptOp& op, const Slice& statement, kt_
   if (behind == u'=' || in_front == u'<' || in_front == u'>' || in_front == u'!') {
     Warn(Kt_ScriptWarning::kWarnCompare, statement);
   }
-  const std::int16_t variant = VariantOf(in_front);
-  const kt_long target_end = variant == 0x10 ? set_at : set_at - 1;
+  const std::optional<Operator> compound = CompoundBefore(in_front);
+  const kt_long target_end = compound ? set_at - 1 : set_at;
   const Slice target = statement.Part(0, target_end).Trimmed();
   const Slice value = statement.From(set_at + 1).Trimmed();
   CheckExpr(target, line);
   CheckExpr(value, line);
   const bool is_name = IsName(target);
-  const std::int16_t group = is_name ? kScriptNameGroup : kScriptExpr;
-  op.SetOpCode(group);
+  op.SetOpCode(is_name ? kScriptNameGroup : kScriptExpr);
   if (!op.HasPayload()) return -1;
-  op.SetVariant(static_cast<std::int16_t>(group + variant));
+  op.SetVariant(AssignmentCode(is_name, compound));
   if (is_name) {
     op.GetVar()->name = target.Text();
     op.GetVar()->expression.SetExpr(value.Text());

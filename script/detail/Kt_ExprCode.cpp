@@ -161,57 +161,16 @@ kt_long ExprCode::RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target*
   for (const CodeInstr* in = first;; ++in) {
     kt_long code = kOk;
     switch (in->op) {
-      case CodeOp::kAdd:
-        code = kt::VarAdd(frame.Get(in->a), frame.Get(in->b), frame.Temp(in->dst));
-        break;
-      case CodeOp::kSub:
-        code = kt::VarSub(frame.Get(in->a), frame.Get(in->b), frame.Temp(in->dst));
-        break;
-      case CodeOp::kMul:
-        code = kt::VarMul(frame.Get(in->a), frame.Get(in->b), frame.Temp(in->dst));
-        break;
-      case CodeOp::kDiv:
-        code = kt::VarDiv(frame.Get(in->a), frame.Get(in->b), frame.Temp(in->dst));
-        break;
-      case CodeOp::kMod:
-        code = kt::VarMod(frame.Get(in->a), frame.Get(in->b), frame.Temp(in->dst));
-        break;
-      case CodeOp::kEqual:
-        frame.Temp(in->dst) = kt_long{kt::VarCmp(frame.Get(in->a), frame.Get(in->b), kCmpEqual)};
-        break;
-      case CodeOp::kNotEqual:
-        frame.Temp(in->dst) =
-            kt_long{kt::VarCmp(frame.Get(in->a), frame.Get(in->b), kCmpEqual) == 0};
-        break;
-      case CodeOp::kGreater:
-        frame.Temp(in->dst) = kt_long{kt::VarCmp(frame.Get(in->a), frame.Get(in->b), kCmpGreater)};
-        break;
-      case CodeOp::kGreaterEqual:
-        frame.Temp(in->dst) =
-            kt_long{kt::VarCmp(frame.Get(in->a), frame.Get(in->b), kCmpGreaterEqual)};
-        break;
-      case CodeOp::kLess:
-        frame.Temp(in->dst) = kt_long{kt::VarCmp(frame.Get(in->a), frame.Get(in->b), kCmpLess)};
-        break;
-      case CodeOp::kLessEqual:
-        frame.Temp(in->dst) =
-            kt_long{kt::VarCmp(frame.Get(in->a), frame.Get(in->b), kCmpLessEqual)};
-        break;
-      case CodeOp::kAnd:
-        frame.Temp(in->dst) = kt_long{Var_AndOr(frame.Get(in->a), frame.Get(in->b), kLogicAnd)};
-        break;
-      case CodeOp::kOr:
-        frame.Temp(in->dst) = kt_long{Var_AndOr(frame.Get(in->a), frame.Get(in->b), kLogicOr)};
-        break;
-      case CodeOp::kNot:
-        frame.Temp(in->dst) =
-            kt_long{Var_AndOr(frame.Get(in->b), Kt_Variant(kt_long{0}), kLogicOr) == 0};
-        break;
-      case CodeOp::kRight: frame.Temp(in->dst) = frame.Get(in->b); break;
+#define KT_RUN_OPERATOR(record, code_, token, name, compute)                                 \
+  case CodeOp::name:                                                                         \
+    code = Compute<Operator::name>(frame.Get(in->a), frame.Get(in->b), frame.Temp(in->dst)); \
+    break;
+      KT_OPERATORS(KT_RUN_OPERATOR)
+#undef KT_RUN_OPERATOR
       case CodeOp::kMove: frame.Temp(in->dst) = frame.Get(in->a); break;
       case CodeOp::kTestAnd:
       case CodeOp::kTestOr: {
-        const bool is_true = frame.Get(in->a).ToInteger() != 0;
+        const bool is_true = IsConditionTrue(frame.Get(in->a));
         if (is_true == (in->op == CodeOp::kTestOr)) {
           frame.Temp(in->dst) = kt_long{is_true};
           in = first + in->extra - 1;
@@ -280,8 +239,9 @@ kt_long ExprCode::RunIn(RunState& run, Scope& scope, Kt_Variant* result, Target*
     }
     if (KT_UNLIKELY(code != kOk)) {
       // Others were reported by what found the fault.
-      if (in->op > CodeOp::kMod && in->op != CodeOp::kAppend) return code;
-      return kt::Report(&scope, kSource, code, OperatorText(in->op));
+      const CodeOp op = in->op == CodeOp::kAppend ? CodeOp::kAdd : in->op;
+      return IsOperator(op) ? kt::Report(&scope, kSource, code, OperatorText(OperatorOf(op)))
+                            : code;
     }
   }
 }
@@ -354,7 +314,7 @@ bool ExprCode::RunSingle(RunState& run, Scope& scope, Kt_Variant& result) {
   const Kt_Variant* const left = FindOperand(run, scope, in.a);
   const Kt_Variant* const right = FindOperand(run, scope, in.b);
   if (left == nullptr || right == nullptr || !IsNumber(*left) || !IsNumber(*right)) return false;
-  (void)RunOperation(in.op, *left, *right, result);  // plain numbers never fail
+  (void)Compute(OperatorOf(in.op), *left, *right, result);  // plain numbers never fail
   return true;
 }
 

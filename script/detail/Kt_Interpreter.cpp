@@ -15,20 +15,6 @@ namespace {
 
 constexpr const char16_t* kSource = u"Kt_ScriptFunc";
 
-// The operation of a compound assignment: the same digit in both groups, 0x?020 for += and on.
-int OperationOf(std::int16_t opcode) { return opcode & 0xF0; }
-constexpr int kPlainAssign = 0x10;
-
-const char16_t* OperationText(int operation) {
-  switch (operation) {
-    case 0x20: return u"+=";
-    case 0x30: return u"-=";
-    case 0x40: return u"*=";
-    case 0x50: return u"/=";
-    default: return u"%=";
-  }
-}
-
 // Codes that no statement goes on after.
 bool EndsRun(kt_long code) { return code == kErrTooDeep || code == kErrNoMemory; }
 
@@ -195,7 +181,7 @@ kt_long Interpreter::EvalTruth(const Kt_Expr& expr, Kt_ExprObject* context, Scop
                                bool& is_true) {
   Kt_Variant value;
   if (const kt_long code = Eval(expr, context, scope, value)) return code;
-  is_true = value.ToInteger() != 0;
+  is_true = IsConditionTrue(value);
   return kOk;
 }
 
@@ -268,16 +254,16 @@ kt_long Interpreter::StepName(const Kt_ScriptOp& op, Kt_ExprObject* context, Sco
 
 kt_long Interpreter::AssignName(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope) {
   const Kt_ScriptOpVar& var = *op.GetVar();
-  const int operation = OperationOf(op.opcode);
+  const Compound operation = CompoundOperator(op.opcode);
   ExprCode* const compiled = CodeOf(var.expression, context, scope);
-  if (operation == kPlainAssign && compiled != nullptr && compiled->MayAppend(var.name)) {
+  if (!operation && compiled != nullptr && compiled->MayAppend(var.name)) {
     const kt_long code = AppendName(var, *compiled, context, scope);
     if (code != ExprCode::kUseEvaluator) return code;
   }
   Kt_Variant value;
   if (const kt_long code = EvalWith(compiled, var.expression, context, scope, value)) return code;
-  if (operation != kPlainAssign) {
-    return CombineName(var.name, var.hint, operation, value, context, scope);
+  if (operation) {
+    return CombineName(var.name, var.hint, *operation, value, context, scope);
   }
   if (Kt_Variable* const found = run_.FindVariable(scope, kt_symbolW(var.name), var.hint)) {
     found->SetValue(std::move(value));
@@ -327,7 +313,7 @@ kt_long Interpreter::StoreAppended(const Kt_ScriptOpVar& var, Kt_Variant& base, 
   return kOk;
 }
 
-kt_long Interpreter::CombineName(const Kt_WString& name, std::uint16_t& hint, int operation,
+kt_long Interpreter::CombineName(const Kt_WString& name, std::uint16_t& hint, Operator operation,
                                  const Kt_Variant& value, Kt_ExprObject* context, Scope* scope) {
   Kt_Variable* variable = run_.FindVariable(scope, kt_symbolW(name), hint);
   Kt_Variant current;
@@ -348,27 +334,20 @@ kt_long Interpreter::CombineName(const Kt_WString& name, std::uint16_t& hint, in
 }
 
 // target = target (operation) value; in place, so that appending to a text does not copy it.
-kt_long Interpreter::Combine(int operation, const Kt_Variant& value, Kt_Variant& target,
+kt_long Interpreter::Combine(Operator operation, const Kt_Variant& value, Kt_Variant& target,
                              Kt_ExprObject* context) {
-  kt_long code = kOk;
-  switch (operation) {
-    case 0x20: code = kt::VarAdd(target, value, target); break;
-    case 0x30: code = kt::VarSub(target, value, target); break;
-    case 0x40: code = kt::VarMul(target, value, target); break;
-    case 0x50: code = kt::VarDiv(target, value, target); break;
-    default: code = kt::VarMod(target, value, target); break;
-  }
+  const kt_long code = Compute(operation, target, value, target);
   if (KT_LIKELY(code == kOk)) return kOk;
-  return kt::Report(context, kSource, code, OperationText(operation));
+  return kt::Report(context, kSource, code, Kt_WString(OperatorText(operation)) + u"=");
 }
 
 kt_long Interpreter::AssignPath(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope) {
   const Kt_ScriptOpSet& set = *op.GetSet();
-  const int operation = OperationOf(op.opcode);
+  const Compound operation = CompoundOperator(op.opcode);
   Kt_Variant value;
   if (const kt_long code = Eval(set.value, context, scope, value)) return code;
   if (ExprCode* const compiled = CodeOf(set.target, context, scope)) {
-    if (operation == kPlainAssign && compiled->StoreElement(run_, *scope, value)) return kOk;
+    if (!operation && compiled->StoreElement(run_, *scope, value)) return kOk;
     ExprCode::Target target;
     const kt_long code = compiled->RunTarget(run_, *scope, target);
     if (KT_LIKELY(code == kOk)) return AssignElement(target, operation, value, context);
@@ -380,14 +359,13 @@ kt_long Interpreter::AssignPath(const Kt_ScriptOp& op, Kt_ExprObject* context, S
   return AssignEntry(Lazy(set.target), operation, value, context);
 }
 
-kt_long Interpreter::AssignElement(ExprCode::Target& target, int operation, Kt_Variant& value,
+kt_long Interpreter::AssignElement(ExprCode::Target& target, Compound operation, Kt_Variant& value,
                                    Kt_ExprObject* context) {
   Kt_Variant& base = target.variable.Get()->GetValueW();
-  if (operation == kPlainAssign &&
-      KT_LIKELY(target.index >= 0 && base.IsList() && !value.IsRef())) {
+  if (!operation && KT_LIKELY(target.index >= 0 && base.IsList() && !value.IsRef())) {
     if (KT_LIKELY(base.ListSet(target.index, value))) return kOk;
   }
-  if (operation != kPlainAssign) {
+  if (operation) {
     Kt_Variant current;
     if (!ClearReleased(context, base)) {
       const Kt_Variant held = base;
@@ -396,7 +374,7 @@ kt_long Interpreter::AssignElement(ExprCode::Target& target, int operation, Kt_V
         return code;
       }
     }
-    if (const kt_long code = Combine(operation, value, current, context)) return code;
+    if (const kt_long code = Combine(*operation, value, current, context)) return code;
     value = std::move(current);
   }
   return WriteElementOf(context, *target.name, base, target.index, target.key, value);
@@ -431,7 +409,7 @@ kt_long Interpreter::ReadOldValue(const Kt_Expr& target, Kt_ExprStackObj& entry,
   return AfterObjectGone();
 }
 
-kt_long Interpreter::AssignEntry(Kt_Expr& target, int operation, Kt_Variant& value,
+kt_long Interpreter::AssignEntry(Kt_Expr& target, Compound operation, Kt_Variant& value,
                                  Kt_ExprObject* context) {
   const std::uint32_t failures = kt::MemoryFailures();
   const kt_long code = AssignThrough(target, operation, value, context);
@@ -439,7 +417,7 @@ kt_long Interpreter::AssignEntry(Kt_Expr& target, int operation, Kt_Variant& val
   return code;
 }
 
-kt_long Interpreter::AssignThrough(Kt_Expr& target, int operation, Kt_Variant& value,
+kt_long Interpreter::AssignThrough(Kt_Expr& target, Compound operation, Kt_Variant& value,
                                    Kt_ExprObject* context) {
   Kt_ExprStackObj entry;
   kt_long code = target.ExecExprObj(context, entry);
@@ -449,17 +427,17 @@ kt_long Interpreter::AssignThrough(Kt_Expr& target, int operation, Kt_Variant& v
   if (target.GetState() == kStateName) {
     const Kt_WString name = target.GetFirstOp()->text;
     std::uint16_t hint = 0;
-    if (operation == kPlainAssign) return Store(name, value, 1, context);
-    return CombineName(name, hint, operation, value, context, nullptr);
+    if (!operation) return Store(name, value, 1, context);
+    return CombineName(name, hint, *operation, value, context, nullptr);
   }
   Kt_Variant current;
-  if (operation == kPlainAssign) {
+  if (!operation) {
     if (entry.GetKind() == EXPR_OBJ_VALUE) current = entry.GetValue();  // what a call gave
   } else {
     if (const kt_long failed = ReadOldValue(target, entry, current, context)) return failed;
     if (const kt_long failed = SettleCall(entry, current, context)) return failed;
     Kt_Variant combined = current.Dereference();
-    if (const kt_long failed = Combine(operation, value, combined, context)) return failed;
+    if (const kt_long failed = Combine(*operation, value, combined, context)) return failed;
     value = std::move(combined);
   }
   if (current.AssignThroughRef(value)) return kOk;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <optional>
+
 #include "script/Kt_ScriptOpItem.h"
 #include "script/detail/Kt_ExprCode.h"
 #include "script/detail/Kt_RunState.h"
@@ -29,6 +31,8 @@ class Interpreter {
                Kt_Variant& result);
 
  private:
+  using Compound = std::optional<Operator>;  // of an assignment: none for a plain one
+
   // True when an argument refers to an item of a list: its variable is a copy, which WriteBack
   // stores into the item after the call.
   static bool BindArgs(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
@@ -50,18 +54,20 @@ class Interpreter {
                      Scope* scope);
   kt_long StoreAppended(const Kt_ScriptOpVar& var, Kt_Variant& base, Kt_Variant& value,
                         Kt_ExprObject* context, Scope* scope);
-  kt_long CombineName(const Kt_WString& name, std::uint16_t& hint, int operation,
+  kt_long CombineName(const Kt_WString& name, std::uint16_t& hint, Operator operation,
                       const Kt_Variant& value, Kt_ExprObject* context, Scope* scope);
   kt_long AssignPath(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
-  kt_long AssignElement(ExprCode::Target& target, int operation, Kt_Variant& value,
+  kt_long AssignElement(ExprCode::Target& target, Compound operation, Kt_Variant& value,
                         Kt_ExprObject* context);
   kt_long ReadOldValue(const Kt_Expr& target, Kt_ExprStackObj& entry, Kt_Variant& value,
                        Kt_ExprObject* context);
   static kt_long SettleCall(Kt_ExprStackObj& entry, const Kt_Variant& value,
                             Kt_ExprObject* context);
-  kt_long AssignEntry(Kt_Expr& target, int operation, Kt_Variant& value, Kt_ExprObject* context);
-  kt_long AssignThrough(Kt_Expr& target, int operation, Kt_Variant& value, Kt_ExprObject* context);
-  kt_long Combine(int operation, const Kt_Variant& value, Kt_Variant& target,
+  kt_long AssignEntry(Kt_Expr& target, Compound operation, Kt_Variant& value,
+                      Kt_ExprObject* context);
+  kt_long AssignThrough(Kt_Expr& target, Compound operation, Kt_Variant& value,
+                        Kt_ExprObject* context);
+  kt_long Combine(Operator operation, const Kt_Variant& value, Kt_Variant& target,
                   Kt_ExprObject* context);
   kt_long Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
   kt_long If(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);

@@ -361,14 +361,14 @@ TEST(VarOps, Truth) {
       u"",       u"0",         u" 0.00 ", u"false",   u"yes",    u"truely",
       u"1e-999", Kt_Variant(), List({}),  Binary(""), gone_hold, Kt_Variant(Kt_ObjectHolder())};
   for (const Kt_Variant& value : truths) {
-    EXPECT_TRUE(Var_IsTrue(value) && kt::VarIsTrue(value)) << Describe(value);
+    EXPECT_TRUE(Var_IsTrue(value)) << Describe(value);
     EXPECT_EQ(Var_AndOr(value, 0, kLogicOr), 1);
     EXPECT_EQ(Var_AndOr(value, 0, kLogicAnd), 0);
     EXPECT_EQ(Var_AndOr(1, value, kLogicAnd), 1);
     EXPECT_EQ(Var_AndOr(1, value, kCmpEqual), 0);
   }
   for (const Kt_Variant& value : falsehoods) {
-    EXPECT_FALSE(Var_IsTrue(value) || kt::VarIsTrue(value)) << Describe(value);
+    EXPECT_FALSE(Var_IsTrue(value)) << Describe(value);
     EXPECT_EQ(Var_AndOr(value, 0, kLogicOr), 0);
   }
 }
