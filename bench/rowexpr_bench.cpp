@@ -44,13 +44,13 @@ Orders& TheOrders() {
   return orders;
 }
 
-using Method = kt_long (Kt_ExprDataset::*)(const Kt_VariantList*, Kt_Variant&);
-
 void Finish(benchmark::State& state, kt_long rows = kRows) {
   state.SetItemsProcessed(state.iterations() * rows);
 }
 
-void Call(benchmark::State& state, Method method, const Kt_VariantList& args, double wanted) {
+void Call(benchmark::State& state, const char16_t* name, const Kt_VariantList& args,
+          double wanted) {
+  const Kt_Getter method = Kt_ExprDataset::GetDSetMethodFunc(name);
   Orders& orders = TheOrders();
   Kt_Variant result;
   for ([[maybe_unused]] auto round : state) (orders.wrapper.*method)(&args, result);
@@ -94,20 +94,20 @@ double Product(double price, kt_long qty) { return price * qty; }
 double PriceOfMany(double price, kt_long qty) { return qty > 5 ? price : 0; }
 
 void BM_SumProduct(benchmark::State& state) {
-  Call(state, &Kt_ExprDataset::CallSum, {u"price * qty"}, Total(Product));
+  Call(state, u"Sum", {u"price * qty"}, Total(Product));
 }
 void BM_SumProduct_Plain(benchmark::State& state) { Plain(state, Product); }
 void BM_SumProduct_Evaluated(benchmark::State& state) { Evaluate(state, u"price * qty"); }
 
 void BM_CaseSum(benchmark::State& state) {
-  Call(state, &Kt_ExprDataset::CallCaseSum, {u"qty > 5", u"price"}, Total(PriceOfMany));
+  Call(state, u"CaseSum", {u"qty > 5", u"price"}, Total(PriceOfMany));
 }
 void BM_CaseSum_Plain(benchmark::State& state) { Plain(state, PriceOfMany); }
 
 // The row that is found is the last one.
 void BM_SearchRow(benchmark::State& state) {
   const Kt_WString text = u"rowidx > " + Kt_Variant(kRows - 2).ToString();
-  Call(state, &Kt_ExprDataset::CallSearchRow, {text + u" && qty >= 0"}, kRows - 1);
+  Call(state, u"SearchRow", {text + u" && qty >= 0"}, kRows - 1);
 }
 void BM_SearchRow_Plain(benchmark::State& state) {
   const Orders& orders = TheOrders();
@@ -120,10 +120,10 @@ void BM_SearchRow_Plain(benchmark::State& state) {
 }
 
 void BM_SearchText(benchmark::State& state) {
-  Call(state, &Kt_ExprDataset::CallSearchRow, {u"city = 'Paris' || price < 0"}, -1);
+  Call(state, u"SearchRow", {u"city = 'Paris' || price < 0"}, -1);
 }
 void BM_CaseCountFunction(benchmark::State& state) {
-  Call(state, &Kt_ExprDataset::CallCaseCount, {u"abs(price) < 0"}, 0);
+  Call(state, u"CaseCount", {u"abs(price) < 0"}, 0);
 }
 
 // With and without the plain part: what is hidden as one flag per row.
@@ -131,9 +131,11 @@ void BM_Filter(benchmark::State& state) {
   Orders& orders = TheOrders();
   Kt_Variant result;
   const Kt_VariantList text = {u"qty > 5"};
-  for ([[maybe_unused]] auto round : state) orders.wrapper.CallFilter(&text, result);
+  for ([[maybe_unused]] auto round : state) {
+    (void)orders.wrapper.CallMethod(u"Filter", &text, result);
+  }
   if (orders.data.GetRowCount() != kRows / 10 * 4) state.SkipWithError("wrong rows");
-  orders.wrapper.CallUnFilter(nullptr, result);
+  (void)orders.wrapper.CallMethod(u"UnFilter", nullptr, result);
   Finish(state);
 }
 void BM_Filter_Plain(benchmark::State& state) {

@@ -6,12 +6,14 @@
 
 #include "classlib/store/Kt_DatasetHandle.h"
 #include "classlib/value/Kt_ObjList.h"
-#include "dataset/methods/Kt_MethodHandlers.h"
 #include "object/Kt_ExprColumnSource.h"
 #include "object/Kt_ExprObject.h"
 
 class Kt_Component;  // the host's; only passed through
 class Kt_Dataset;
+namespace kt::detail {
+class MethodCall;
+}
 
 // The code that wrappers give IsExistsEvent to learn whether anybody wants to hear of refusals.
 inline constexpr int kEventFail = 99909;
@@ -223,11 +225,9 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   static Kt_Setter GetDSetSetPropFunc(const char16_t* name);
   static const _EXPR_SIMPLEPROP_INFO* GetDSetPropFuncInfo(const char16_t* name);
 
-  // The handlers that the method table names. Too few arguments and no dataset: kErrBadArgument,
-  // the result untouched, unless the family says otherwise.
-#define KT_DECLARE_METHOD(handler) kt_long handler(const Kt_VariantList* args, Kt_Variant& result);
-  KT_DATASET_METHOD_HANDLERS(KT_DECLARE_METHOD)
-#undef KT_DECLARE_METHOD
+  // The method in a row of the table: what the rows hold. Rows that mean the same share one.
+  template <int kRow>
+  kt_long CallRow(const Kt_VariantList* args, Kt_Variant& result);
 
  private:
   // One flag for each event that must not be called from inside itself.
@@ -243,6 +243,7 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   };
 
   friend class Kt_ExprDatasetHandler;
+  friend class kt::detail::MethodCall;
 
   static constexpr int kPropertyCount = 16;
   enum class Answer { kYes, kNo, kGone };  // kGone: the wrapper or its dataset
@@ -286,27 +287,9 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   Answer AskColumn(const Kt_WString& column, const Kt_Variant& old_value, int row,
                    const Write& write);
 
-// clang-format off
-#define KT_DATASET_PROPERTIES(X) \
-  X(PropColCount)              \
-  X(PropConstCount)            \
-  X(PropCount)                 \
-  X(PropCurRow)                \
-  X(PropFirstRow)              \
-  X(PropID)                    \
-  X(PropLastRow)               \
-  X(PropNextRow)               \
-  X(PropPivotIndex)            \
-  X(PropPivotIndexCount)       \
-  X(PropPrevRow)               \
-  X(PropRow)                   \
-  X(PropRowCount)              \
-  X(PropRowLevel)
-// clang-format on
-#define KT_DECLARE_PROPERTY(getter) kt_long getter(const Kt_VariantList* args, Kt_Variant& result);
-  KT_DATASET_PROPERTIES(KT_DECLARE_PROPERTY)
-#undef KT_DECLARE_PROPERTY
-#undef KT_DATASET_PROPERTIES
+  template <kt_long (*kRead)(const Kt_ExprDataset&)>
+  kt_long PropNumber(const Kt_VariantList* args, Kt_Variant& result);
+  kt_long PropID(const Kt_VariantList* args, Kt_Variant& result);
   kt_long SetPropRow(const Kt_VariantList* args, const Kt_Variant& value);
 
   Kt_DatasetHandle dataset_;

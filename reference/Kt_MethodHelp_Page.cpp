@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::u16string_view kHead =
     u"# Dataset methods\n\n"
-    u"Made from `dataset/methods/Kt_MethodTable.cpp`, `reference/Kt_MethodHelp.cpp` and "
+    u"Made from `dataset/methods/Kt_MethodTable.inc`, `reference/Kt_MethodHelp.cpp` and "
     u"`reference/Kt_MethodHelp_Members.cpp`; do not edit. [datasets.md](datasets.md) says what "
     u"datasets are.\n\n"
     u"Names are found in any case. Rows count from 0 as they are shown, behind the filters, unless "

@@ -20,11 +20,9 @@ RowRange ReadRange(Rows rows, const MethodCall& in, kt_long start_arg, kt_long c
   return range;
 }
 
-}  // namespace kt::detail
+namespace methods {
 
 namespace {
-
-using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
 
 using ColumnTotal = kt_long (Kt_Dataset::*)(kt_long col, kt_long start, kt_long end,
                                             Kt_Variant& result, kt_long position) const;
@@ -92,25 +90,18 @@ kt_long TotalOfExpression(Kt_ExprDataset& wrapper, Kt_Aggregate what, Rows rows,
   return loop.GetStopCode();
 }
 
-kt_long Total(Kt_ExprDataset& wrapper, Kt_Aggregate what, Rows rows, const Kt_VariantList* args,
-              Kt_Variant& result) {
-  result = 0.0;
-  const MethodCall in(wrapper, args, 0);
-  if (!in.HasData() || !in.Has(0)) return kOk;
+kt_long Total(const MethodCall& in, Kt_Aggregate what, Rows rows, Kt_Variant& result) {
   const Kt_WString text = in.Text(0);
   const kt_long col = in.Data().GetColIndex(text.View());
   const bool is_swapped = IsPivotValue(in.Data(), col);
   const RowRange range = is_swapped ? ReadRange(rows, in, 2, 3, 1) : ReadRange(rows, in, 1, 2, 3);
   if (range.IsEmpty()) return kOk;
-  if (col < 0) return TotalOfExpression(wrapper, what, rows, text, range, result);
+  if (col < 0) return TotalOfExpression(in.Wrapper(), what, rows, text, range, result);
   result = TotalOfColumn(in.Data(), what, rows, col, range);
   return kOk;
 }
 
-kt_long Count(Kt_ExprDataset& wrapper, Rows rows, const Kt_VariantList* args, Kt_Variant& result) {
-  result = kt_long{0};
-  const MethodCall in(wrapper, args, 0);
-  if (!in.HasData()) return kOk;
+kt_long CountRows(const MethodCall& in, Rows rows, Kt_Variant& result) {
   const Kt_Dataset& dataset = in.Data();
   const kt_long col = in.Has(0) ? dataset.GetColIndex(in.Text(0).View()) : -1;
   if (IsPivotValue(dataset, col)) {
@@ -129,33 +120,37 @@ kt_long Count(Kt_ExprDataset& wrapper, Rows rows, const Kt_VariantList* args, Kt
 
 }  // namespace
 
-kt_long Kt_ExprDataset::CallCount(const Kt_VariantList* args, Kt_Variant& result) {
-  return Count(*this, Rows::kShown, args, result);
+kt_long Count(const MethodCall& call, Kt_Variant& result) {
+  return CountRows(call, Rows::kShown, result);
 }
-kt_long Kt_ExprDataset::CallCountNF(const Kt_VariantList* args, Kt_Variant& result) {
-  return Count(*this, Rows::kAll, args, result);
+kt_long CountNF(const MethodCall& call, Kt_Variant& result) {
+  return CountRows(call, Rows::kAll, result);
 }
-kt_long Kt_ExprDataset::CallSum(const Kt_VariantList* args, Kt_Variant& result) {
-  return Total(*this, Kt_Aggregate::kSum, Rows::kShown, args, result);
+kt_long Sum(const MethodCall& call, Kt_Variant& result) {
+  return Total(call, Kt_Aggregate::kSum, Rows::kShown, result);
 }
-kt_long Kt_ExprDataset::CallSumNF(const Kt_VariantList* args, Kt_Variant& result) {
-  return Total(*this, Kt_Aggregate::kSum, Rows::kAll, args, result);
+kt_long SumNF(const MethodCall& call, Kt_Variant& result) {
+  return Total(call, Kt_Aggregate::kSum, Rows::kAll, result);
 }
-kt_long Kt_ExprDataset::CallAvg(const Kt_VariantList* args, Kt_Variant& result) {
-  return Total(*this, Kt_Aggregate::kAvg, Rows::kShown, args, result);
+kt_long Avg(const MethodCall& call, Kt_Variant& result) {
+  return Total(call, Kt_Aggregate::kAvg, Rows::kShown, result);
 }
-kt_long Kt_ExprDataset::CallAvgNF(const Kt_VariantList* args, Kt_Variant& result) {
-  return Total(*this, Kt_Aggregate::kAvg, Rows::kAll, args, result);
+kt_long AvgNF(const MethodCall& call, Kt_Variant& result) {
+  return Total(call, Kt_Aggregate::kAvg, Rows::kAll, result);
 }
-kt_long Kt_ExprDataset::CallMax(const Kt_VariantList* args, Kt_Variant& result) {
-  return Total(*this, Kt_Aggregate::kMax, Rows::kShown, args, result);
+kt_long Max(const MethodCall& call, Kt_Variant& result) {
+  return Total(call, Kt_Aggregate::kMax, Rows::kShown, result);
 }
-kt_long Kt_ExprDataset::CallMaxNF(const Kt_VariantList* args, Kt_Variant& result) {
-  return Total(*this, Kt_Aggregate::kMax, Rows::kAll, args, result);
+kt_long MaxNF(const MethodCall& call, Kt_Variant& result) {
+  return Total(call, Kt_Aggregate::kMax, Rows::kAll, result);
 }
-kt_long Kt_ExprDataset::CallMin(const Kt_VariantList* args, Kt_Variant& result) {
-  return Total(*this, Kt_Aggregate::kMin, Rows::kShown, args, result);
+kt_long Min(const MethodCall& call, Kt_Variant& result) {
+  return Total(call, Kt_Aggregate::kMin, Rows::kShown, result);
 }
-kt_long Kt_ExprDataset::CallMinNF(const Kt_VariantList* args, Kt_Variant& result) {
-  return Total(*this, Kt_Aggregate::kMin, Rows::kAll, args, result);
+kt_long MinNF(const MethodCall& call, Kt_Variant& result) {
+  return Total(call, Kt_Aggregate::kMin, Rows::kAll, result);
 }
+
+}  // namespace methods
+
+}  // namespace kt::detail

@@ -5,9 +5,9 @@
 #include "dataset/rows/Kt_RowRange.h"
 #include "dataset/rows/Kt_Tally.h"
 
-namespace {
+namespace kt::detail::methods {
 
-using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
+namespace {
 
 // Subtotals never count; nor do, unless asked for, rows of a pivot without a cell in the position.
 bool IsCounted(const RowLoop& loop, kt_long row, kt_long pivot_index, bool count_nulls) {
@@ -84,49 +84,47 @@ class CaseLoop {
   Tally tally_;
 };
 
-kt_long CaseTotal(Kt_ExprDataset& wrapper, Kt_Aggregate what, Rows rows, const Kt_VariantList* args,
-                  Kt_Variant& result) {
-  result = 0.0;
-  const MethodCall in(wrapper, args, 0);
+kt_long CaseTotal(const MethodCall& in, Kt_Aggregate what, Rows rows, Kt_Variant& result) {
   const kt_long expressions = what == Kt_Aggregate::kCount ? 1 : 2;
-  if (!in.HasData() || in.Count() < expressions) return kOk;
   const RowRange range = ReadRange(rows, in, expressions, expressions + 1, expressions + 2);
   if (range.IsEmpty()) return kOk;
   const Kt_WString value_text = expressions > 1 ? in.Text(1) : Kt_WString();
-  const FiltersOff filters(wrapper, rows == Rows::kAll);
+  const FiltersOff filters(in.Wrapper(), rows == Rows::kAll);
   const bool count_nulls = in.Integer(expressions + 3) != 0;
-  return CaseLoop(wrapper, what, in.Text(0), value_text, range, count_nulls).Run(result);
+  return CaseLoop(in.Wrapper(), what, in.Text(0), value_text, range, count_nulls).Run(result);
 }
 
 }  // namespace
 
-kt_long Kt_ExprDataset::CallCaseCount(const Kt_VariantList* args, Kt_Variant& result) {
-  return CaseTotal(*this, Kt_Aggregate::kCount, Rows::kShown, args, result);
+kt_long CaseCount(const MethodCall& call, Kt_Variant& result) {
+  return CaseTotal(call, Kt_Aggregate::kCount, Rows::kShown, result);
 }
-kt_long Kt_ExprDataset::CallCaseCountNF(const Kt_VariantList* args, Kt_Variant& result) {
-  return CaseTotal(*this, Kt_Aggregate::kCount, Rows::kAll, args, result);
+kt_long CaseCountNF(const MethodCall& call, Kt_Variant& result) {
+  return CaseTotal(call, Kt_Aggregate::kCount, Rows::kAll, result);
 }
-kt_long Kt_ExprDataset::CallCaseSum(const Kt_VariantList* args, Kt_Variant& result) {
-  return CaseTotal(*this, Kt_Aggregate::kSum, Rows::kShown, args, result);
+kt_long CaseSum(const MethodCall& call, Kt_Variant& result) {
+  return CaseTotal(call, Kt_Aggregate::kSum, Rows::kShown, result);
 }
-kt_long Kt_ExprDataset::CallCaseSumNF(const Kt_VariantList* args, Kt_Variant& result) {
-  return CaseTotal(*this, Kt_Aggregate::kSum, Rows::kAll, args, result);
+kt_long CaseSumNF(const MethodCall& call, Kt_Variant& result) {
+  return CaseTotal(call, Kt_Aggregate::kSum, Rows::kAll, result);
 }
-kt_long Kt_ExprDataset::CallCaseAvg(const Kt_VariantList* args, Kt_Variant& result) {
-  return CaseTotal(*this, Kt_Aggregate::kAvg, Rows::kShown, args, result);
+kt_long CaseAvg(const MethodCall& call, Kt_Variant& result) {
+  return CaseTotal(call, Kt_Aggregate::kAvg, Rows::kShown, result);
 }
-kt_long Kt_ExprDataset::CallCaseAvgNF(const Kt_VariantList* args, Kt_Variant& result) {
-  return CaseTotal(*this, Kt_Aggregate::kAvg, Rows::kAll, args, result);
+kt_long CaseAvgNF(const MethodCall& call, Kt_Variant& result) {
+  return CaseTotal(call, Kt_Aggregate::kAvg, Rows::kAll, result);
 }
-kt_long Kt_ExprDataset::CallCaseMax(const Kt_VariantList* args, Kt_Variant& result) {
-  return CaseTotal(*this, Kt_Aggregate::kMax, Rows::kShown, args, result);
+kt_long CaseMax(const MethodCall& call, Kt_Variant& result) {
+  return CaseTotal(call, Kt_Aggregate::kMax, Rows::kShown, result);
 }
-kt_long Kt_ExprDataset::CallCaseMaxNF(const Kt_VariantList* args, Kt_Variant& result) {
-  return CaseTotal(*this, Kt_Aggregate::kMax, Rows::kAll, args, result);
+kt_long CaseMaxNF(const MethodCall& call, Kt_Variant& result) {
+  return CaseTotal(call, Kt_Aggregate::kMax, Rows::kAll, result);
 }
-kt_long Kt_ExprDataset::CallCaseMin(const Kt_VariantList* args, Kt_Variant& result) {
-  return CaseTotal(*this, Kt_Aggregate::kMin, Rows::kShown, args, result);
+kt_long CaseMin(const MethodCall& call, Kt_Variant& result) {
+  return CaseTotal(call, Kt_Aggregate::kMin, Rows::kShown, result);
 }
-kt_long Kt_ExprDataset::CallCaseMinNF(const Kt_VariantList* args, Kt_Variant& result) {
-  return CaseTotal(*this, Kt_Aggregate::kMin, Rows::kAll, args, result);
+kt_long CaseMinNF(const MethodCall& call, Kt_Variant& result) {
+  return CaseTotal(call, Kt_Aggregate::kMin, Rows::kAll, result);
 }
+
+}  // namespace kt::detail::methods

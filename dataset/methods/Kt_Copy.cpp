@@ -12,12 +12,9 @@
 #include "classlib/text/Kt_WStrList.h"
 #include "dataset/methods/Kt_MethodArgs.h"
 
-namespace {
+namespace kt::detail::methods {
 
-using kt::detail::MethodCall;
-using kt::detail::Refuse;
-using kt::detail::StillThere;
-using kt::detail::StoreAnswer;
+namespace {
 
 // One cell of a row to be written.
 struct RowCell {
@@ -161,109 +158,104 @@ kt_long CopyAll(Kt_Dataset& target, const Kt_Dataset& source, WholeCopy copy) {
 
 // The methods that copy whole datasets. -1 when there is no such dataset: nothing is announced
 // then.
-kt_long CallWholeCopy(Kt_ExprDataset& wrapper, const Kt_VariantList* args, Kt_Variant& result,
-                      WholeCopy copy, Kt_LoadReason reason) {
-  const MethodCall call(wrapper, args, 1);
-  if (call.Refused()) return call.Code();
-  Kt_ExprDataset* const source = call.Wrapper(wrapper, 0);
+kt_long CallWholeCopy(const MethodCall& call, Kt_Variant& result, WholeCopy copy,
+                      Kt_LoadReason reason) {
+  Kt_ExprDataset& wrapper = call.Wrapper();
+  Kt_ExprDataset* const source = call.Other(0);
   if (source == nullptr || source->GetDataset() == nullptr || wrapper.GetDataset() == nullptr) {
-    result = kt_long{-1};
-    return kOk;
+    return Yield(-1, result);
   }
-  const StoreAnswer answer(wrapper);
+  const StoreAnswer answer(call);
   const StillThere there(wrapper);
   const kt_long copied = CopyAll(*wrapper.GetDataset(), *source->GetDataset(), copy);
   if (there) wrapper.AnnounceRows(reason);
   return answer.Give(copied, result);
 }
 
+// The methods that copy a row; `columns` are those of their fourth argument.
+kt_long CallRowCopy(const MethodCall& call, Kt_Variant& result, Kt_ExprDataset& target,
+                    kt_long target_row, Kt_ExprDataset& source, kt_long source_row) {
+  const StoreAnswer answer(call);
+  const StillThere there(target);
+  const auto copied = CopyOneRow({target.GetDataset(), target_row},
+                                 {source.GetDataset(), source_row}, call.Text(3));
+  if (!copied) return kOk;
+  if (there) MethodCall::TellColumnChanged(target, {}, {}, {}, target_row);
+  return answer.Give(*copied, result);
+}
+
+// The methods that copy a cell to one of `target`.
+kt_long CallCellCopy(const MethodCall& call, Kt_Variant& result, Kt_ExprDataset& target, Place to,
+                     Place from) {
+  const StoreAnswer answer(call);
+  const StillThere there(target);
+  const auto change = CopyOneCell(to, from);
+  if (!change) return kOk;
+  if (change->answer > 0 && there) {
+    MethodCall::TellColumnChanged(target, change->column, change->old_value, change->new_value,
+                                  to.row);
+  }
+  return answer.Give(change->answer, result);
+}
+
 }  // namespace
 
-// ---- Rows ---------------------------------------------------------------------------------------
+// ---- Rows
+// ----------------------------------------------------------------------------------------
 
-kt_long Kt_ExprDataset::CallCopyRow(const Kt_VariantList* args, Kt_Variant& result) {
-  const MethodCall call(*this, args, 3, u"CopyRow()");
-  if (call.Refused()) return call.Code();
-  Kt_ExprDataset* const source = call.Wrapper(*this, 1);
+kt_long CopyRow(const MethodCall& call, Kt_Variant& result) {
+  Kt_ExprDataset* const source = call.Other(1);
   if (source == nullptr) return kOk;
-  const Place to{GetDataset(), call.Integer(0)};
-  const StoreAnswer answer(*this);
-  const StillThere there(*this);
-  const auto copied = CopyOneRow(to, {source->GetDataset(), call.Integer(2)}, call.Text(3));
-  if (!copied) return kOk;
-  if (there) TellColumnChanged({}, {}, {}, to.row, nullptr, -1);
-  return answer.Give(*copied, result);
+  return CallRowCopy(call, result, call.Wrapper(), call.Integer(0), *source, call.Integer(2));
 }
 
-kt_long Kt_ExprDataset::CallCopytoRow(const Kt_VariantList* args, Kt_Variant& result) {
-  const MethodCall call(*this, args, 3);
-  if (call.Refused()) return call.Code();
-  Kt_ExprDataset* const target = call.Wrapper(*this, 1);
+kt_long CopytoRow(const MethodCall& call, Kt_Variant& result) {
+  Kt_ExprDataset* const target = call.Other(1);
   if (target == nullptr) return kOk;
-  if (IsLogical(*target)) return Refuse(*this, u"CopytoRow()");
-  const Place to{target->GetDataset(), call.Integer(2)};
-  const StoreAnswer answer(*this);
-  const StillThere there(*target);
-  const auto copied = CopyOneRow(to, {GetDataset(), call.Integer(0)}, call.Text(3));
-  if (!copied) return kOk;
-  if (there) target->TellColumnChanged({}, {}, {}, to.row, nullptr, -1);
-  return answer.Give(*copied, result);
+  if (IsLogical(*target)) return call.Refuse();
+  return CallRowCopy(call, result, *target, call.Integer(2), call.Wrapper(), call.Integer(0));
 }
 
-// ---- Cells --------------------------------------------------------------------------------------
+// ---- Cells
+// ---------------------------------------------------------------------------------------
 
-kt_long Kt_ExprDataset::CallCopyColumn(const Kt_VariantList* args, Kt_Variant& result) {
-  const MethodCall call(*this, args, 5, u"CopyColumn()");
-  if (call.Refused()) return call.Code();
-  Kt_ExprDataset* const source = call.Wrapper(*this, 2);
+kt_long CopyColumn(const MethodCall& call, Kt_Variant& result) {
+  Kt_ExprDataset& wrapper = call.Wrapper();
+  Kt_ExprDataset* const source = call.Other(2);
   if (source == nullptr) return kOk;
-  const Place to = CellAt(call, *this, 0, 1);
-  const StoreAnswer answer(*this);
-  const StillThere there(*this);
-  const auto change = CopyOneCell(to, CellAt(call, *source, 3, 4));
-  if (!change) return kOk;
-  if (change->answer > 0 && there) {
-    TellColumnChanged(change->column, change->old_value, change->new_value, to.row, nullptr, -1);
-  }
-  return answer.Give(change->answer, result);
+  return CallCellCopy(call, result, wrapper, CellAt(call, wrapper, 0, 1),
+                      CellAt(call, *source, 3, 4));
 }
 
-kt_long Kt_ExprDataset::CallCopytoColumn(const Kt_VariantList* args, Kt_Variant& result) {
-  const MethodCall call(*this, args, 5);
-  if (call.Refused()) return call.Code();
-  Kt_ExprDataset* const target = call.Wrapper(*this, 2);
+kt_long CopytoColumn(const MethodCall& call, Kt_Variant& result) {
+  Kt_ExprDataset* const target = call.Other(2);
   if (target == nullptr) return kOk;
-  if (IsLogical(*target)) return Refuse(*this, u"CopytoColumn()");
-  const Place to = CellAt(call, *target, 3, 4);
-  const StoreAnswer answer(*this);
-  const StillThere there(*target);
-  const auto change = CopyOneCell(to, CellAt(call, *this, 0, 1));
-  if (!change) return kOk;
-  if (change->answer > 0 && there) {
-    target->TellColumnChanged(change->column, change->old_value, change->new_value, to.row, nullptr,
-                              -1);
-  }
-  return answer.Give(change->answer, result);
+  if (IsLogical(*target)) return call.Refuse();
+  return CallCellCopy(call, result, *target, CellAt(call, *target, 3, 4),
+                      CellAt(call, call.Wrapper(), 0, 1));
 }
 
-// ---- Whole datasets -----------------------------------------------------------------------------
+// ---- Whole datasets
+// ------------------------------------------------------------------------------
 
-kt_long Kt_ExprDataset::CallCopy(const Kt_VariantList* args, Kt_Variant& result) {
-  return CallWholeCopy(*this, args, result, &Kt_Dataset::Copy, Kt_LoadReason::kLoaded);
+kt_long Copy(const MethodCall& call, Kt_Variant& result) {
+  return CallWholeCopy(call, result, &Kt_Dataset::Copy, Kt_LoadReason::kLoaded);
 }
 
-kt_long Kt_ExprDataset::CallCopyF(const Kt_VariantList* args, Kt_Variant& result) {
-  return CallWholeCopy(*this, args, result, &Kt_Dataset::CopyF, Kt_LoadReason::kLoaded);
+kt_long CopyF(const MethodCall& call, Kt_Variant& result) {
+  return CallWholeCopy(call, result, &Kt_Dataset::CopyF, Kt_LoadReason::kLoaded);
 }
 
-kt_long Kt_ExprDataset::CallAssign(const Kt_VariantList* args, Kt_Variant& result) {
-  return CallWholeCopy(*this, args, result, &Kt_Dataset::Assign, Kt_LoadReason::kLoaded);
+kt_long Assign(const MethodCall& call, Kt_Variant& result) {
+  return CallWholeCopy(call, result, &Kt_Dataset::Assign, Kt_LoadReason::kLoaded);
 }
 
-kt_long Kt_ExprDataset::CallAppendDataset(const Kt_VariantList* args, Kt_Variant& result) {
-  return CallWholeCopy(*this, args, result, &Kt_Dataset::AppendDataset, Kt_LoadReason::kAppended);
+kt_long AppendDataset(const MethodCall& call, Kt_Variant& result) {
+  return CallWholeCopy(call, result, &Kt_Dataset::AppendDataset, Kt_LoadReason::kAppended);
 }
 
-kt_long Kt_ExprDataset::CallMerge(const Kt_VariantList* args, Kt_Variant& result) {
-  return CallWholeCopy(*this, args, result, &Kt_Dataset::Merge, Kt_LoadReason::kAppended);
+kt_long Merge(const MethodCall& call, Kt_Variant& result) {
+  return CallWholeCopy(call, result, &Kt_Dataset::Merge, Kt_LoadReason::kAppended);
 }
+
+}  // namespace kt::detail::methods

@@ -6,7 +6,6 @@
 
 #include "dataset/methods/Kt_MethodArgs.h"
 #include "dataset/rows/Kt_RowLoop.h"
-#include "object/Kt_FuncArgs.h"
 #include "object/Kt_MemoryDoor.h"
 
 namespace {
@@ -184,6 +183,12 @@ kt_long ShowRows(Kt_ExprDataset& wrapper) {
   return stop_code;
 }
 
+// `self` holds the wrapper, which the filter may have destroyed.
+void AnnounceFilter(Kt_ExprDataset& wrapper, const Kt_ObjectHolder& self) {
+  if (!self.IsValid() || wrapper.GetDataset() == nullptr) return;
+  (void)wrapper.AnnounceRows(Kt_LoadReason::kFiltered);
+}
+
 }  // namespace
 
 int Kt_ExprDataset::ExprFilter(const Kt_WString& text, bool recalc) {
@@ -192,40 +197,40 @@ int Kt_ExprDataset::ExprFilter(const Kt_WString& text, bool recalc) {
                             [&] { return ApplyFilter(*this, text, recalc, stop_code); });
 }
 
-kt_long Kt_ExprDataset::CallFilter(const Kt_VariantList* args, Kt_Variant&) {
-  const MethodCall in(*this, args, 1);
-  if (in.Refused()) return in.Code();
-  const Kt_ObjectHolder self(nullptr, this);
-  const Kt_WString text = in.Text(0);
+namespace kt::detail::methods {
+
+kt_long Filter(const MethodCall& call, Kt_Variant&) {
+  Kt_ExprDataset& wrapper = call.Wrapper();
+  const Kt_ObjectHolder self(nullptr, &wrapper);
+  const Kt_WString text = call.Text(0);
   kt_long stop_code = kOk;
   if (!text.IsEmpty()) {
-    (void)ApplyFilter(*this, text, false, stop_code);
-  } else if (HidesRows(*GetDataset())) {
-    stop_code = ShowRows(*this);
+    (void)ApplyFilter(wrapper, text, false, stop_code);
+  } else if (HidesRows(call.Data())) {
+    stop_code = ShowRows(wrapper);
   }
-  if (self.IsValid() && GetDataset() != nullptr) (void)AnnounceRows(Kt_LoadReason::kFiltered);
+  AnnounceFilter(wrapper, self);
   return stop_code;
 }
 
-kt_long Kt_ExprDataset::CallUnFilter(const Kt_VariantList*, Kt_Variant& result) {
-  const Kt_Dataset* const dataset = GetDataset();
-  if (dataset == nullptr) return kErrBadArgument;
-  const kt_long hidden = dataset->GetRowCountNF() - dataset->GetRowCount();
-  result = kt_long{0};
-  if (!HidesRows(*dataset)) return kOk;
+kt_long UnFilter(const MethodCall& call, Kt_Variant& result) {
+  Kt_ExprDataset& wrapper = call.Wrapper();
+  const kt_long hidden = call.Data().GetRowCountNF() - call.Data().GetRowCount();
+  if (!HidesRows(call.Data())) return Yield(0, result);
   result = hidden;
-  const Kt_ObjectHolder self(nullptr, this);
-  const kt_long stop_code = ShowRows(*this);
-  if (self.IsValid() && GetDataset() != nullptr) (void)AnnounceRows(Kt_LoadReason::kFiltered);
+  const Kt_ObjectHolder self(nullptr, &wrapper);
+  const kt_long stop_code = ShowRows(wrapper);
+  AnnounceFilter(wrapper, self);
   return stop_code;
 }
 
-kt_long Kt_ExprDataset::CallRecalcFilter(const Kt_VariantList*, Kt_Variant&) {
-  const Kt_Dataset* const dataset = GetDataset();
-  if (dataset == nullptr) return kErrBadArgument;
+kt_long RecalcFilter(const MethodCall& call, Kt_Variant&) {
+  const Kt_Dataset& dataset = call.Data();
   kt_long stop_code = kOk;
-  if (dataset->IsLogical() && !dataset->IsPivot() && !IsGrouped(*dataset)) {
-    (void)ApplyFilter(*this, dataset->GetFilterStr(), true, stop_code);
+  if (dataset.IsLogical() && !dataset.IsPivot() && !IsGrouped(dataset)) {
+    (void)ApplyFilter(call.Wrapper(), dataset.GetFilterStr(), true, stop_code);
   }
   return stop_code;
 }
+
+}  // namespace kt::detail::methods

@@ -17,39 +17,58 @@ Kt_ExprDataset* HeldWrapper(const Kt_Variant& value) {
   return dynamic_cast<Kt_ExprDataset*>(Kt_ExprObject::From(hold.GetObject()));
 }
 
-}  // namespace
-
-MethodCall::MethodCall(Kt_ExprDataset& wrapper, const Kt_VariantList* args, kt_long least,
-                       const char16_t* physical_only)
-    : Kt_FuncArgs(args) {
-  if (!kt::ChargeTime(kUnitsPerMethod)) {
-    code_ = kt::CheckRun(nullptr);
-    return;
-  }
-  if (TakeTexts(wrapper)) dataset_ = wrapper.GetDataset();
-  if (dataset_ == nullptr || Count() < least) {
-    code_ = kErrBadArgument;
-  } else if (physical_only != nullptr && RefusedOnLogical(wrapper, physical_only)) {
-    code_ = kErrDataset;
+// What the result is when a method is not called, and before it is.
+void SetElse(MethodRule rule, Kt_Variant& result) {
+  switch (rule) {
+    case MethodRule::kElseMinusOne: result = kt_long{-1}; break;
+    case MethodRule::kElseZero: result = kt_long{0}; break;
+    case MethodRule::kElseZeroDouble: result = 0.0; break;
+    default: break;
   }
 }
 
+bool IsStrict(MethodRule rule) {
+  return rule == MethodRule::kStrict || rule == MethodRule::kOwnRows;
+}
+
+}  // namespace
+
+kt_long MethodCall::Run(Kt_ExprDataset& wrapper, const Method& method, const Kt_VariantList* args,
+                        Kt_Variant& result) {
+  SetElse(method.rule, result);
+  if (!kt::ChargeTime(kUnitsPerMethod)) return kt::CheckRun(nullptr);
+  const MethodCall call(wrapper, method, args);
+  if (call.dataset_ == nullptr || call.Count() < method.least) {
+    return IsStrict(method.rule) ? kErrBadArgument : kOk;
+  }
+  if (method.rule == MethodRule::kOwnRows && call.Data().IsLogical()) return call.Refuse();
+  return method.body(call, result);
+}
+
+kt_long MethodCall::Refuse() const {
+  Kt_Result refusal;
+  refusal.AddMsg(kErrDataset, u"Kt_ExprDataset", 0, Name());
+  NoteReport(&wrapper_, refusal);
+  wrapper_.OnSystemError(refusal);
+  return kErrDataset;
+}
+
 // False when an object's answer destroyed the wrapper.
-bool MethodCall::TakeTexts(Kt_ExprDataset& wrapper) {
+bool MethodCall::TakeTexts() {
   Kt_ObjectHolder hold;
   for (kt_long arg = 0; arg < Count(); ++arg) {
     const Kt_Variant value = Value(arg);
     if (!value.IsObject()) continue;
-    if (hold.IsEmpty()) hold.Set(nullptr, &wrapper);
+    if (hold.IsEmpty()) hold.Set(nullptr, &wrapper_);
     texts_.SetItem(arg, value.ToString());
     if (!hold.IsValid()) return false;
   }
   return true;
 }
 
-Kt_ExprDataset* MethodCall::Wrapper(const Kt_ExprDataset& wrapper, kt_long arg) const {
+Kt_ExprDataset* MethodCall::Other(kt_long arg) const {
   if (Kt_ExprDataset* const held = HeldWrapper(Value(arg))) return held;
-  Kt_ExprObject* const parent = wrapper.GetParentCtx();
+  Kt_ExprObject* const parent = wrapper_.GetParentCtx();
   const Kt_WString id = Text(arg);
   return parent == nullptr || id.IsEmpty() ? nullptr : parent->GetChildDataset(id);
 }
@@ -62,8 +81,8 @@ StillThere::operator bool() const {
   return dataset != nullptr && self_.GetObject() != nullptr && wrapper_.GetDataset() == dataset;
 }
 
-StoreAnswer::StoreAnswer(const Kt_ExprDataset& wrapper)
-    : context_(nullptr, wrapper.GetParentCtx()), id_(wrapper.GetID()) {}
+StoreAnswer::StoreAnswer(const MethodCall& call)
+    : context_(nullptr, call.Wrapper().GetParentCtx()), id_(call.Wrapper().GetID()) {}
 
 kt_long StoreAnswer::Give(kt_long answer, Kt_Variant& result) const {
   if (answer != kErrRowNotAdded && answer != kErrNoMemory) {

@@ -6,9 +6,9 @@
 #include "dataset/rows/Kt_RowRange.h"
 #include "dataset/rows/Kt_Tally.h"
 
-namespace {
+namespace kt::detail::methods {
 
-using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
+namespace {
 
 // Positions [start, end), of which the plain ones count; both -1: all.
 struct Positions {
@@ -49,14 +49,13 @@ bool IsLeftOut(Kt_Aggregate what, const Kt_Variant& value) {
   return value.IsEmpty() && (what == Kt_Aggregate::kAvg || what == Kt_Aggregate::kCount);
 }
 
-kt_long TotalOfExpression(Kt_ExprDataset& wrapper, Kt_Aggregate what, const MethodCall& in,
-                          Kt_Variant& result) {
+kt_long TotalOfExpression(const MethodCall& in, Kt_Aggregate what, Kt_Variant& result) {
   const kt_long all = in.Data().GetPivotColCount();
   const kt_long start = std::max(in.Integer(2, 0), 0);
   kt_long count = in.Integer(3, -1);
   if (count < 0 || count > all - start) count = all - start;
   if (count < 1) return kOk;
-  RowLoop loop(wrapper, RowLoop::kKeep);
+  RowLoop loop(in.Wrapper(), RowLoop::kKeep);
   RowExpr expr(in.Text(0));
   Tally tally(what);
   Kt_Variant value;
@@ -71,33 +70,31 @@ kt_long TotalOfExpression(Kt_ExprDataset& wrapper, Kt_Aggregate what, const Meth
   return loop.GetStopCode();
 }
 
-kt_long PivotTotal(Kt_ExprDataset& wrapper, Kt_Aggregate what, const Kt_VariantList* args,
-                   Kt_Variant& result) {
-  result = 0.0;  // for counts too, where there is nothing to count
-  const MethodCall in(wrapper, args, 0);
-  if (!in.HasData() || in.Count() < 2) return kOk;
+kt_long PivotTotal(const MethodCall& in, Kt_Aggregate what, Kt_Variant& result) {
   const kt_long col = in.Column(0);
   if (col >= 0) {
     result = TotalOfColumn(in.Data(), what, col, in.Integer(1), ReadPositions(in));
     return kOk;
   }
-  return IsLogicalPivot(in.Data()) ? TotalOfExpression(wrapper, what, in, result) : kOk;
+  return IsLogicalPivot(in.Data()) ? TotalOfExpression(in, what, result) : kOk;
 }
 
 }  // namespace
 
-kt_long Kt_ExprDataset::CallPivotSum(const Kt_VariantList* args, Kt_Variant& result) {
-  return PivotTotal(*this, Kt_Aggregate::kSum, args, result);
+kt_long PivotSum(const MethodCall& call, Kt_Variant& result) {
+  return PivotTotal(call, Kt_Aggregate::kSum, result);
 }
-kt_long Kt_ExprDataset::CallPivotAvg(const Kt_VariantList* args, Kt_Variant& result) {
-  return PivotTotal(*this, Kt_Aggregate::kAvg, args, result);
+kt_long PivotAvg(const MethodCall& call, Kt_Variant& result) {
+  return PivotTotal(call, Kt_Aggregate::kAvg, result);
 }
-kt_long Kt_ExprDataset::CallPivotMax(const Kt_VariantList* args, Kt_Variant& result) {
-  return PivotTotal(*this, Kt_Aggregate::kMax, args, result);
+kt_long PivotMax(const MethodCall& call, Kt_Variant& result) {
+  return PivotTotal(call, Kt_Aggregate::kMax, result);
 }
-kt_long Kt_ExprDataset::CallPivotMin(const Kt_VariantList* args, Kt_Variant& result) {
-  return PivotTotal(*this, Kt_Aggregate::kMin, args, result);
+kt_long PivotMin(const MethodCall& call, Kt_Variant& result) {
+  return PivotTotal(call, Kt_Aggregate::kMin, result);
 }
-kt_long Kt_ExprDataset::CallPivotCount(const Kt_VariantList* args, Kt_Variant& result) {
-  return PivotTotal(*this, Kt_Aggregate::kCount, args, result);
+kt_long PivotCount(const MethodCall& call, Kt_Variant& result) {
+  return PivotTotal(call, Kt_Aggregate::kCount, result);
 }
+
+}  // namespace kt::detail::methods

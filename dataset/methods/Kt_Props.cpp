@@ -9,26 +9,93 @@
 #include "dataset/methods/Kt_MemberNames.h"
 #include "object/Kt_MemoryDoor.h"
 
+namespace {
+
+// What the properties that are numbers yield; without a dataset the same as for one without rows.
+
+kt_long ColCount(const Kt_ExprDataset& wrapper) {
+  const Kt_Dataset* const dataset = wrapper.GetDataset();
+  return dataset ? dataset->GetColCount() : 0;
+}
+
+kt_long ConstCount(const Kt_ExprDataset& wrapper) {
+  const Kt_Dataset* const dataset = wrapper.GetDataset();
+  return dataset ? dataset->GetConstCount() : 0;
+}
+
+// As the method without arguments.
+kt_long Count(const Kt_ExprDataset& wrapper) {
+  const Kt_Dataset* const dataset = wrapper.GetDataset();
+  return dataset ? dataset->GetCount(0, dataset->GetRowCount()) : 0;
+}
+
+kt_long CurRow(const Kt_ExprDataset& wrapper) {
+  const Kt_Dataset* const dataset = wrapper.GetDataset();
+  const bool is_pivot = dataset != nullptr && dataset->IsPivot();
+  return is_pivot ? wrapper.GetPivotRowPosition() : wrapper.GetRowPosition();
+}
+
+kt_long FirstRow(const Kt_ExprDataset& wrapper) { return wrapper.GetRowCount() > 0 ? 0 : -1; }
+
+kt_long LastRow(const Kt_ExprDataset& wrapper) { return wrapper.GetRowCount() - 1; }
+
+kt_long NextRow(const Kt_ExprDataset& wrapper) {
+  return std::min(wrapper.GetRowPosition() + 1, LastRow(wrapper));
+}
+
+kt_long PivotIndex(const Kt_ExprDataset& wrapper) { return wrapper.GetPivotColPosition(); }
+
+kt_long PivotIndexCount(const Kt_ExprDataset& wrapper) { return wrapper.GetPivotColCount(); }
+
+kt_long PrevRow(const Kt_ExprDataset& wrapper) { return std::max(wrapper.GetRowPosition() - 1, 0); }
+
+kt_long Row(const Kt_ExprDataset& wrapper) { return wrapper.GetRowPosition(); }
+
+kt_long RowCount(const Kt_ExprDataset& wrapper) { return wrapper.GetRowCount(); }
+
+kt_long RowLevel(const Kt_ExprDataset& wrapper) {
+  return wrapper.IsOriginalRow() != 0 ? 0 : wrapper.GetRowLevel(wrapper.GetCurRow());
+}
+
+}  // namespace
+
+template <kt_long (*kRead)(const Kt_ExprDataset&)>
+kt_long Kt_ExprDataset::PropNumber(const Kt_VariantList*, Kt_Variant& result) {
+  result = kRead(*this);
+  return kOk;
+}
+
+kt_long Kt_ExprDataset::PropID(const Kt_VariantList*, Kt_Variant& result) {
+  result = GetID();
+  return kOk;
+}
+
+kt_long Kt_ExprDataset::SetPropRow(const Kt_VariantList*, const Kt_Variant& value) {
+  (void)SetRowPosition(value.Target().ToInteger());
+  return kOk;
+}
+
 const _EXPR_SIMPLEPROP_INFO* Kt_ExprDataset::GetDSetPropMap() {
   using Self = Kt_ExprDataset;
+  constexpr Kt_Setter kSetRow = kSetHandler<&Self::SetPropRow>;
   // clang-format off
   static constexpr _EXPR_SIMPLEPROP_INFO kProperties[] = {
-      {u"colcount",        kHandler<&Self::PropColCount>,        nullptr,                         0, u""},
-      {u"constcount",      kHandler<&Self::PropConstCount>,      nullptr,                         0, u""},
-      {u"count",           kHandler<&Self::PropCount>,           nullptr,                         0, u""},
-      {u"currow",          kHandler<&Self::PropCurRow>,          nullptr,                         0, u""},
-      {u"firstrow",        kHandler<&Self::PropFirstRow>,        nullptr,                         0, u""},
-      {u"id",              kHandler<&Self::PropID>,              nullptr,                         0, u""},
-      {u"lastrow",         kHandler<&Self::PropLastRow>,         nullptr,                         0, u""},
-      {u"nextrow",         kHandler<&Self::PropNextRow>,         nullptr,                         0, u""},
-      {u"pivotindex",      kHandler<&Self::PropPivotIndex>,      nullptr,                         0, u""},
-      {u"pivotindexcount", kHandler<&Self::PropPivotIndexCount>, nullptr,                         0, u""},
-      {u"prevrow",         kHandler<&Self::PropPrevRow>,         nullptr,                         0, u""},
-      {u"row",             kHandler<&Self::PropRow>,             kSetHandler<&Self::SetPropRow>,  0, u""},
-      {u"rowcount",        kHandler<&Self::PropRowCount>,        nullptr,                         0, u""},
-      {u"rowlevel",        kHandler<&Self::PropRowLevel>,        nullptr,                         0, u""},
-      {u"rowpos",          kHandler<&Self::PropRow>,             kSetHandler<&Self::SetPropRow>,  0, u""},
-      {u"rowposition",     kHandler<&Self::PropRow>,             kSetHandler<&Self::SetPropRow>,  0, u""},
+      {u"colcount",       kHandler<&Self::PropNumber<ColCount>>,          nullptr, 0, u""},
+      {u"constcount",     kHandler<&Self::PropNumber<ConstCount>>,        nullptr, 0, u""},
+      {u"count",          kHandler<&Self::PropNumber<Count>>,             nullptr, 0, u""},
+      {u"currow",         kHandler<&Self::PropNumber<CurRow>>,            nullptr, 0, u""},
+      {u"firstrow",       kHandler<&Self::PropNumber<FirstRow>>,          nullptr, 0, u""},
+      {u"id",             kHandler<&Self::PropID>,                        nullptr, 0, u""},
+      {u"lastrow",        kHandler<&Self::PropNumber<LastRow>>,           nullptr, 0, u""},
+      {u"nextrow",        kHandler<&Self::PropNumber<NextRow>>,           nullptr, 0, u""},
+      {u"pivotindex",     kHandler<&Self::PropNumber<PivotIndex>>,        nullptr, 0, u""},
+      {u"pivotindexcount",kHandler<&Self::PropNumber<PivotIndexCount>>,   nullptr, 0, u""},
+      {u"prevrow",        kHandler<&Self::PropNumber<PrevRow>>,           nullptr, 0, u""},
+      {u"row",            kHandler<&Self::PropNumber<Row>>,               kSetRow, 0, u""},
+      {u"rowcount",       kHandler<&Self::PropNumber<RowCount>>,          nullptr, 0, u""},
+      {u"rowlevel",       kHandler<&Self::PropNumber<RowLevel>>,          nullptr, 0, u""},
+      {u"rowpos",         kHandler<&Self::PropNumber<Row>>,               kSetRow, 0, u""},
+      {u"rowposition",    kHandler<&Self::PropNumber<Row>>,               kSetRow, 0, u""},
   };
   // clang-format on
   static_assert(std::size(kProperties) == kPropertyCount);
@@ -107,85 +174,4 @@ int Kt_ExprDataset::GetMethodInfo(const Kt_WString& name, Kt_Getter& call) {
   if (method == nullptr) return 0;
   call = method;
   return 1;
-}
-
-// The properties ----------------------------------------------------------------------------------
-
-kt_long Kt_ExprDataset::PropColCount(const Kt_VariantList*, Kt_Variant& result) {
-  const Kt_Dataset* const dataset = GetDataset();
-  result = dataset ? dataset->GetColCount() : kt_long{0};
-  return kOk;
-}
-
-kt_long Kt_ExprDataset::PropConstCount(const Kt_VariantList*, Kt_Variant& result) {
-  const Kt_Dataset* const dataset = GetDataset();
-  result = dataset ? dataset->GetConstCount() : kt_long{0};
-  return kOk;
-}
-
-// The method without arguments, whatever the property was given.
-kt_long Kt_ExprDataset::PropCount(const Kt_VariantList*, Kt_Variant& result) {
-  return CallCount(nullptr, result);
-}
-
-kt_long Kt_ExprDataset::PropCurRow(const Kt_VariantList*, Kt_Variant& result) {
-  const Kt_Dataset* const dataset = GetDataset();
-  const bool is_pivot = dataset != nullptr && dataset->IsPivot();
-  result = kt_long{is_pivot ? pivot_row_position_ : row_position_};
-  return kOk;
-}
-
-kt_long Kt_ExprDataset::PropFirstRow(const Kt_VariantList*, Kt_Variant& result) {
-  result = kt_long{GetRowCount() > 0 ? 0 : -1};
-  return kOk;
-}
-
-kt_long Kt_ExprDataset::PropID(const Kt_VariantList*, Kt_Variant& result) {
-  result = GetID();
-  return kOk;
-}
-
-kt_long Kt_ExprDataset::PropLastRow(const Kt_VariantList*, Kt_Variant& result) {
-  result = kt_long{GetRowCount() - 1};
-  return kOk;
-}
-
-kt_long Kt_ExprDataset::PropNextRow(const Kt_VariantList*, Kt_Variant& result) {
-  result = kt_long{std::min(row_position_ + 1, GetRowCount() - 1)};
-  return kOk;
-}
-
-kt_long Kt_ExprDataset::PropPivotIndex(const Kt_VariantList*, Kt_Variant& result) {
-  result = kt_long{pivot_col_position_};
-  return kOk;
-}
-
-kt_long Kt_ExprDataset::PropPivotIndexCount(const Kt_VariantList*, Kt_Variant& result) {
-  result = kt_long{GetPivotColCount()};
-  return kOk;
-}
-
-kt_long Kt_ExprDataset::PropPrevRow(const Kt_VariantList*, Kt_Variant& result) {
-  result = kt_long{std::max(row_position_ - 1, 0)};
-  return kOk;
-}
-
-kt_long Kt_ExprDataset::PropRow(const Kt_VariantList*, Kt_Variant& result) {
-  result = kt_long{row_position_};
-  return kOk;
-}
-
-kt_long Kt_ExprDataset::PropRowCount(const Kt_VariantList*, Kt_Variant& result) {
-  result = kt_long{GetRowCount()};
-  return kOk;
-}
-
-kt_long Kt_ExprDataset::PropRowLevel(const Kt_VariantList*, Kt_Variant& result) {
-  result = original_row_ != 0 ? kt_long{0} : GetRowLevel(current_row_);
-  return kOk;
-}
-
-kt_long Kt_ExprDataset::SetPropRow(const Kt_VariantList*, const Kt_Variant& value) {
-  (void)SetRowPosition(value.Target().ToInteger());
-  return kOk;
 }

@@ -4,9 +4,9 @@
 #include "dataset/rows/Kt_RowLoop.h"
 #include "dataset/rows/Kt_RowRange.h"
 
-namespace {
+namespace kt::detail::methods {
 
-using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
+namespace {
 
 // The first true one of some conditions; their count when there is none.
 kt_long FirstTrueOf(const RowNumbers& conditions) {
@@ -33,16 +33,13 @@ kt_long FirstTrue(RowLoop& loop, RowExpr& condition, kt_long start, kt_long end)
   return -1;
 }
 
-kt_long Search(Kt_ExprDataset& wrapper, Rows rows, const Kt_VariantList* args, Kt_Variant& result) {
-  result = kt_long{-1};
-  const MethodCall in(wrapper, args, 0);
-  if (!in.HasData() || !in.Has(0)) return kOk;
-  const FiltersOff filters(wrapper, rows == Rows::kAll);
+kt_long Search(const MethodCall& in, Rows rows, Kt_Variant& result) {
+  const FiltersOff filters(in.Wrapper(), rows == Rows::kAll);
   const kt_long all = in.Data().GetRowCount();
   const kt_long end = rows == Rows::kAll ? all : std::min(in.Integer(2, all), all);
   const kt_long start = std::max(in.Integer(1, 0), 0);
   if (start >= end) return kOk;
-  RowLoop loop(wrapper, RowLoop::kFollow);
+  RowLoop loop(in.Wrapper(), RowLoop::kFollow);
   RowExpr condition(in.Text(0));
   result = FirstTrue(loop, condition, start, end);
   return loop.GetStopCode();
@@ -51,40 +48,43 @@ kt_long Search(Kt_ExprDataset& wrapper, Rows rows, const Kt_VariantList* args, K
 using LookUpRow = kt_long (Kt_Dataset::*)(std::u16string_view id, std::u16string_view text,
                                           kt_long start, kt_long end) const;
 
-kt_long Find(Kt_ExprDataset& wrapper, LookUpRow look_up, const Kt_VariantList* args,
-             Kt_Variant& result) {
-  result = kt_long{-1};
-  const MethodCall in(wrapper, args, 0);
-  if (!in.HasData() || in.Count() < 2) return kOk;
+kt_long Find(const MethodCall& in, LookUpRow look_up, Kt_Variant& result) {
   const kt_long start = std::max(in.Integer(2, 0), 0);
-  result = (in.Data().*look_up)(in.Text(0).View(), in.Text(1).View(), start, in.Integer(3, -1));
-  return kOk;
+  return Yield((in.Data().*look_up)(in.Text(0).View(), in.Text(1).View(), start, in.Integer(3, -1)),
+               result);
 }
 
 }  // namespace
 
-kt_long Kt_ExprDataset::CallSearchRow(const Kt_VariantList* args, Kt_Variant& result) {
-  return Search(*this, Rows::kShown, args, result);
-}
-kt_long Kt_ExprDataset::CallSearchRowNF(const Kt_VariantList* args, Kt_Variant& result) {
-  return Search(*this, Rows::kAll, args, result);
-}
-kt_long Kt_ExprDataset::CallFindRow(const Kt_VariantList* args, Kt_Variant& result) {
-  return Find(*this, &Kt_Dataset::LookupDataRow, args, result);
-}
-kt_long Kt_ExprDataset::CallFindRowNF(const Kt_VariantList* args, Kt_Variant& result) {
-  return Find(*this, &Kt_Dataset::LookupDataRowNF, args, result);
-}
-kt_long Kt_ExprDataset::CallFindRowAs(const Kt_VariantList* args, Kt_Variant& result) {
-  return Find(*this, &Kt_Dataset::LookupDataRowAs, args, result);
-}
-kt_long Kt_ExprDataset::CallFindRowNFAs(const Kt_VariantList* args, Kt_Variant& result) {
-  return Find(*this, &Kt_Dataset::LookupDataRowNFAs, args, result);
+kt_long SearchRow(const MethodCall& call, Kt_Variant& result) {
+  return Search(call, Rows::kShown, result);
 }
 
-kt_long Kt_ExprDataset::CallLookup(const Kt_VariantList* args, Kt_Variant& result) {
-  const MethodCall in(*this, args, 0);
-  if (!in.HasData() || in.Count() < 2) return kOk;
-  result = in.Data().LookupDataText(in.Text(0).View(), in.Text(1).View(), in.Text(2).View());
-  return kOk;
+kt_long SearchRowNF(const MethodCall& call, Kt_Variant& result) {
+  return Search(call, Rows::kAll, result);
 }
+
+kt_long FindRow(const MethodCall& call, Kt_Variant& result) {
+  return Find(call, &Kt_Dataset::LookupDataRow, result);
+}
+
+kt_long FindRowNF(const MethodCall& call, Kt_Variant& result) {
+  return Find(call, &Kt_Dataset::LookupDataRowNF, result);
+}
+
+kt_long FindRowAs(const MethodCall& call, Kt_Variant& result) {
+  return Find(call, &Kt_Dataset::LookupDataRowAs, result);
+}
+
+kt_long FindRowNFAs(const MethodCall& call, Kt_Variant& result) {
+  return Find(call, &Kt_Dataset::LookupDataRowNFAs, result);
+}
+
+kt_long Lookup(const MethodCall& call, Kt_Variant& result) {
+  const Kt_WString column = call.Text(0);
+  const Kt_WString text = call.Text(1);
+  const Kt_WString wanted = call.Text(2);
+  return Yield(call.Data().LookupDataText(column.View(), text.View(), wanted.View()), result);
+}
+
+}  // namespace kt::detail::methods

@@ -93,11 +93,11 @@ TEST_F(Aggregates, Ranges) {
   });
   wrapper.SetDataset(nullptr);
   Kt_Variant result = 5.0;
-  EXPECT_EQ(wrapper.CallSum(nullptr, result), kOk);
+  EXPECT_EQ(RunMethod(wrapper, u"Sum", nullptr, result), kOk);
   EXPECT_EQ(Show(result), "0.0");
-  EXPECT_EQ(wrapper.CallCount(nullptr, result), kOk);
+  EXPECT_EQ(RunMethod(wrapper, u"Count", nullptr, result), kOk);
   EXPECT_EQ(Show(result), "0");
-  EXPECT_EQ(wrapper.CallPivotCount(nullptr, result), kOk);
+  EXPECT_EQ(RunMethod(wrapper, u"PivotCount", nullptr, result), kOk);
   EXPECT_EQ(Show(result), "0.0");
 }
 

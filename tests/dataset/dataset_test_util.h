@@ -135,6 +135,12 @@ class DataHost : public TestHost {
   }
 };
 
+// Calls a method as its row in the table does.
+inline kt_long RunMethod(Kt_ExprDataset& wrapper, const char16_t* name, const Kt_VariantList* args,
+                         Kt_Variant& result) {
+  return (wrapper.*Kt_ExprDataset::GetDSetMethodFunc(name))(args, result);
+}
+
 // The value of an expression in a context; "!" and the code when it fails.
 inline std::string Eval(Kt_ExprObject* context, const char16_t* text) {
   Kt_Expr expr;

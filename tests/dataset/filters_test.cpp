@@ -155,15 +155,15 @@ TEST_F(Filters, Pivots) {
 TEST_F(Filters, Calls) {
   Kt_Variant result = 7.0;
   const Kt_VariantList text = {u"1"};
-  EXPECT_EQ(wrapper.CallFilter(nullptr, result), kErrBadArgument);
+  EXPECT_EQ(RunMethod(wrapper, u"Filter", nullptr, result), kErrBadArgument);
   wrapper.SetDataset(nullptr);
-  EXPECT_EQ(wrapper.CallFilter(&text, result), kErrBadArgument);
-  EXPECT_EQ(wrapper.CallUnFilter(nullptr, result), kErrBadArgument);
-  EXPECT_EQ(wrapper.CallRecalcFilter(nullptr, result), kErrBadArgument);
-  EXPECT_EQ(wrapper.CallLookup(&text, result), kOk);
+  EXPECT_EQ(RunMethod(wrapper, u"Filter", &text, result), kErrBadArgument);
+  EXPECT_EQ(RunMethod(wrapper, u"UnFilter", nullptr, result), kErrBadArgument);
+  EXPECT_EQ(RunMethod(wrapper, u"RecalcFilter", nullptr, result), kErrBadArgument);
+  EXPECT_EQ(RunMethod(wrapper, u"Lookup", &text, result), kOk);
   EXPECT_EQ(Show(result), "7.0");
   EXPECT_EQ(wrapper.ExprFilter(u"1", false), 0);
-  EXPECT_EQ(wrapper.CallSearchRow(&text, result), kOk);
+  EXPECT_EQ(RunMethod(wrapper, u"SearchRow", &text, result), kOk);
   EXPECT_EQ(Show(result), "-1");
 }
 

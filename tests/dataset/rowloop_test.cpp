@@ -235,10 +235,9 @@ struct Setting {
   std::unique_ptr<Kt_Dataset> data;
   Kt_ExprDataset wrapper{data.get(), &host};
 
-  std::string Call(kt_long (Kt_ExprDataset::*method)(const Kt_VariantList*, Kt_Variant&),
-                   const Kt_VariantList& args) {
+  std::string Call(const char16_t* method, const Kt_VariantList& args) {
     Kt_Variant result;
-    const kt_long code = (wrapper.*method)(&args, result);
+    const kt_long code = RunMethod(wrapper, method, &args, result);
     return std::to_string(code) + " " + Show(result) + " " + host.TakeReports() + "\n";
   }
 };
@@ -248,16 +247,16 @@ std::string Outcome(unsigned seed, kt_long rows, const Kt_WString& text, bool ea
   Setting setting(seed, rows);
   std::string out;
   for (kt_long row = 0; each_row && row < setting.data->GetRowCount(); ++row) {
-    out += setting.Call(&Kt_ExprDataset::CallMax, {text, row, kt_long{1}});
+    out += setting.Call(u"Max", {text, row, kt_long{1}});
   }
-  out += "max " + setting.Call(&Kt_ExprDataset::CallMax, {text});
-  out += "min " + setting.Call(&Kt_ExprDataset::CallMinNF, {text});
-  out += "case " + setting.Call(&Kt_ExprDataset::CallCaseMin, {u"a > 0 || x < 1", text});
-  out += "sum " + setting.Call(&Kt_ExprDataset::CallSumNF, {text});
-  out += "case " + setting.Call(&Kt_ExprDataset::CallCaseSum, {text, u"b + a"});
-  out += "case " + setting.Call(&Kt_ExprDataset::CallCaseAvgNF, {u"a > 0 || x < 1", text});
-  out += "search " + setting.Call(&Kt_ExprDataset::CallSearchRow, {text, kt_long{2}});
-  out += "filter " + setting.Call(&Kt_ExprDataset::CallFilter, {text});
+  out += "max " + setting.Call(u"Max", {text});
+  out += "min " + setting.Call(u"MinNF", {text});
+  out += "case " + setting.Call(u"CaseMin", {u"a > 0 || x < 1", text});
+  out += "sum " + setting.Call(u"SumNF", {text});
+  out += "case " + setting.Call(u"CaseSum", {text, u"b + a"});
+  out += "case " + setting.Call(u"CaseAvgNF", {u"a > 0 || x < 1", text});
+  out += "search " + setting.Call(u"SearchRow", {text, kt_long{2}});
+  out += "filter " + setting.Call(u"Filter", {text});
   return out + ShowRows(*setting.data) + setting.host.calls;
 }
 
