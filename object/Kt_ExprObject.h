@@ -64,8 +64,8 @@ class KT_SCRIPT_API Kt_ExprObject : public Kt_Object {
   virtual int GetPropertyInfo(const Kt_WString& name, int& flags, Kt_Getter& get, Kt_Setter& set);
   virtual int GetMethodInfo(const Kt_WString& name, Kt_Getter& call);
   // Variables of this context. AddCtxVar declares one here. GetCtxVar gives the variable itself
-  // in `*var` and its value in `*value` (either may be null); 1000 when nobody knows the name.
-  // SetCtxVar: `flag` 1 asks the context to create the variable when nobody has it.
+  // in `*var` and its value in `*value` (either may be null); kUnknownName when nobody knows the
+  // name. SetCtxVar: `flag` 1 asks the context to create the variable when nobody has it.
   virtual kt_long AddCtxVar(const Kt_WString& name, const Kt_Variant& value);
   virtual kt_long GetCtxVar(const Kt_WString& name, Kt_Variable** var, Kt_Variant* value);
   virtual kt_long SetCtxVar(const Kt_WString& name, const Kt_Variant& value, int flag);
@@ -80,8 +80,8 @@ class KT_SCRIPT_API Kt_ExprObject : public Kt_Object {
   // The object as text / bytes; 0 when it has no such form.
   virtual int ConvToString(Kt_WString& out) const;
   virtual int ConvToStream(Kt_Buffer& out) const;
-  // What a plain name / a called name stands for: fills `info` and returns its kind; 1000 when no
-  // context of the chain knows the name.
+  // What a plain name / a called name stands for: fills `info` and returns its kind;
+  // EXPR_OBJ_UNKNOWN when no context of the chain knows the name.
   virtual int GetVarType(const Kt_WString& name, Kt_ExprObjInfo& info);
   virtual int GetMethodType(const Kt_WString& name, Kt_ExprObjInfo& info);
   virtual Kt_ExprDataset* GetDefaultDataset();

@@ -123,6 +123,21 @@ bool ReadDefaultProp(const Kt_Variant& value, Kt_Variant& result);
 KT_SCRIPT_API bool ClearReleased(Kt_ExprObject* owner, Kt_Variant& base);
 // What a call gave: 0, or the code, reported, for an object that was released.
 KT_SCRIPT_API kt_long CheckCallResult(Kt_ExprObject* owner, const Kt_Variant& value);
+// What the value of an indexer stands for: a number is an index, any other value a key. An empty
+// one is neither, and `index` is -1 then, as it is for a key.
+inline void ReadIndex(const Kt_Variant& value, kt_long& index, Kt_WString& key) {
+  index = -1;
+  if (KT_LIKELY(value.IsLong())) {
+    index = value.AsLong();
+    return;
+  }
+  const Kt_Variant plain = value.Dereference();  // held: an object is asked for its text
+  if (plain.IsLong() || plain.IsDouble()) {
+    index = plain.ToInteger();
+  } else if (!plain.IsEmpty()) {
+    key = plain.ToString();
+  }
+}
 // result = element of `base` by `key` (when not empty) or `index`.
 KT_SCRIPT_API kt_long ReadElementOf(Kt_ExprObject* owner, const Kt_WString& id,
                                     const Kt_Variant& base, kt_long index, const Kt_WString& key,

@@ -24,10 +24,10 @@ using Kt_ScriptCallStack = std::vector<Kt_ScriptPosition>;  // innermost call fi
 //
 //   if (script.ExecFunc(u"main", nullptr, result) != 0) Show(Kt_RunError::Last().text);
 //
-// It is filled where a fault is found, whether that is reported or not (-1, -2 and 1000 are not),
-// and changes neither codes nor reports. While OnRunTimeError runs it is already the error that is
-// being reported; its place in the expression is the first that fits then, and exact afterwards.
-// Calls that succeed leave it as it was, and cost nothing for it.
+// It is filled where a fault is found, whether that is reported or not (kFailed, kNoMember and
+// kUnknownName are not), and changes neither codes nor reports. While OnRunTimeError runs it is
+// already the error that is being reported; its place in the expression is the first that fits
+// then, and exact afterwards. Calls that succeed leave it as it was, and cost nothing for it.
 //
 // One per thread, valid until the next failure there: ask in the thread of the call, right after
 // it. Plain data that owns its texts; copy it to keep it.

@@ -59,17 +59,8 @@ void Kt_ScriptContext::AddVariableListChain(Kt_VariableListChain& chain) {
   Kt_ExprObject::AddVariableListChain(chain);
 }
 
-// A script has no datasets and child contexts of its own: the host's answer for it.
-
-Kt_ExprDataset* Kt_ScriptContext::GetDefaultDataset() { return Kt_ExprObject::GetDefaultDataset(); }
-
+// A script has no child contexts of its own: the host's answer for it.
 Kt_ExprObject* Kt_ScriptContext::GetChildContext(const Kt_WString& name) {
   Kt_ExprObject* const parent = GetParentCtx();
   return parent ? parent->GetChildContext(name) : nullptr;
 }
-
-void Kt_ScriptContext::OnSystemError(const Kt_Result& result) {
-  Kt_ExprObject::OnSystemError(result);
-}
-
-void Kt_ScriptContext::OnDebugTrace(const Kt_WString& text) { Kt_ExprObject::OnDebugTrace(text); }

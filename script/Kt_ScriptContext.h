@@ -25,16 +25,13 @@ class KT_SCRIPT_API Kt_ScriptContext : public Kt_ExprObject {
   kt_long AddCtxVar(const Kt_WString& name, const Kt_Variant& value) override;
   kt_long GetCtxVar(const Kt_WString& name, Kt_Variable** var, Kt_Variant* value) override;
   // Sets an existing variable anywhere in the chain in place; otherwise, with `flag` 1, declares
-  // it here. 1000 when nobody has it and `flag` is 0.
+  // it here. kUnknownName when nobody has it and `flag` is 0.
   kt_long SetCtxVar(const Kt_WString& name, const Kt_Variant& value, int flag) override;
   int GetVarType(const Kt_WString& name, Kt_ExprObjInfo& info) override;
   int GetMethodType(const Kt_WString& name, Kt_ExprObjInfo& info) override;
-  Kt_ExprDataset* GetDefaultDataset() override;
   void AddVariableListChain(Kt_VariableListChain& chain) override;
   kt_long GetScriptFuncValue(const Kt_WString& name, const Kt_VariantList* args,
                              Kt_Variant& result) override;
-  void OnSystemError(const Kt_Result& result) override;
-  void OnDebugTrace(const Kt_WString& text) override;
   Kt_ExprObject* GetChildContext(const Kt_WString& name) override;
   Kt_Script* GetScript() override { return script_; }
 

@@ -6,6 +6,21 @@
 #include "script/Kt_ScriptOpPayloads.h"
 #include "script/detail/Kt_Interpreter.h"
 
+namespace {
+
+// A jump on its way out shows itself to hosts as the code of its statement.
+kt_long CodeOf(kt::detail::Outcome outcome) {
+  using kt::detail::Flow;
+  switch (outcome.flow) {
+    case Flow::kBreak: return kScriptBreak;
+    case Flow::kContinue: return kScriptContinue;
+    case Flow::kReturn: return kScriptReturn;
+    default: return outcome.code;
+  }
+}
+
+}  // namespace
+
 kt_long Kt_ScriptFunc::ExecFunc(const Kt_VariantList* args, Kt_Variant& result) {
   if (script_ == nullptr) return CallWith(args, result);
   KT_CHECK_THREAD(script_->one_thread_, "the script of function", name_);
@@ -44,8 +59,8 @@ kt_long Kt_ScriptFunc::RunBody(const Kt_ScriptOpList& ops, Kt_ExprObject* ctx, K
   // A context that the host made is asked through its virtual operations.
   auto* scope = dynamic_cast<kt::detail::Scope*>(ctx);
   if (scope != nullptr && scope->GetScript() != script_) scope = nullptr;
-  const kt_long code = kt::detail::Interpreter(run, frame).Body(ops, ctx, scope, result);
-  return run.GetStopCode() != kOk ? run.Check(ctx) : code;
+  const auto outcome = kt::detail::Interpreter(run, frame).Body(ops, ctx, scope, result);
+  return run.GetStopCode() != kOk ? run.Check(ctx) : CodeOf(outcome);
 }
 
 kt_long Kt_Script::ExecFunc(const Kt_WString& name, int argc, Kt_Variant* argv,

@@ -8,7 +8,7 @@ class Kt_ScriptOpItem;
 // The element operations of a Kt_ScriptOpItemList.
 using Kt_ScriptOpItemHandler = Kt_ObjListHandlerOf<Kt_ScriptOpItem>;
 
-// One branch of an if or one label of a switch.
+// One branch of an if or one label of a switch. Threads: as in Kt_ScriptOpPayloads.h.
 class KT_SCRIPT_API Kt_ScriptOpItem {
  public:
   // The one handler of all item lists.
@@ -26,9 +26,9 @@ class KT_SCRIPT_API Kt_ScriptOpItem {
   static void InitWithMemory(Kt_ScriptOpItem* item);
   static void FreeWithMemory(Kt_ScriptOpItem* item);
 
-  kt_long flag = 0;    // 0: guarded by the expression; 1: an else branch or the default label
-  Kt_Expr expression;  // condition of the branch, value of the case
-  kt_long line = -1;   // counts from 0
+  kt_long flag = 0;  // 0: guarded by the expression; 1: an else branch or the default label
+  mutable Kt_Expr expression;  // condition of the branch, value of the case
+  kt_long line = -1;           // counts from 0
   Kt_ScriptOpList body;
 };
 
@@ -87,5 +87,5 @@ class KT_SCRIPT_API Kt_ScriptOpSwitch {
   void Clear();
 
   Kt_ScriptOpItemList items;  // one per label
-  Kt_Expr expression;
+  mutable Kt_Expr expression;
 };

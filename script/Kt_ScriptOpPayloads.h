@@ -8,7 +8,8 @@
 // objects from a pool of its own.
 //
 // The fields are open: the interpreter reads them for every statement that it runs.
-// Threads: const members may run in parallel.
+// Threads: reading may run in parallel. An expression is not only read when it is evaluated: it is
+// parsed and compiled on first use, so it is mutable, and a tree runs on one thread at a time.
 
 // Gives a class its pool: operator new, operator delete, access to the pool.
 #define KT_POOLED_CLASS                               \
@@ -29,7 +30,7 @@ class KT_SCRIPT_API Kt_ScriptOpVar {
   KT_POOLED_CLASS
 
   Kt_WString name;
-  Kt_Expr expression;              // initialiser, array size or assigned value; may be empty
+  mutable Kt_Expr expression;      // initialiser, array size or assigned value; may be empty
   mutable std::uint16_t hint = 0;  // where the interpreter found the variable last; never copied
 };
 
@@ -43,8 +44,8 @@ class KT_SCRIPT_API Kt_ScriptOpSet {
   void Clear();
   KT_POOLED_CLASS
 
-  Kt_Expr value;   // the statement, the assigned or the returned value
-  Kt_Expr target;  // what is assigned to
+  mutable Kt_Expr value;   // the statement, the assigned or the returned value
+  mutable Kt_Expr target;  // what is assigned to
 };
 
 class KT_SCRIPT_API Kt_ScriptOpFor {
@@ -57,7 +58,7 @@ class KT_SCRIPT_API Kt_ScriptOpFor {
   KT_POOLED_CLASS
 
   Kt_ScriptOpList init;
-  Kt_Expr condition;
+  mutable Kt_Expr condition;
   Kt_ScriptOpList step;
   Kt_ScriptOpList body;
 };
@@ -71,6 +72,6 @@ class KT_SCRIPT_API Kt_ScriptOpWhile {
   void Clear();
   KT_POOLED_CLASS
 
-  Kt_Expr condition;
+  mutable Kt_Expr condition;
   Kt_ScriptOpList body;
 };

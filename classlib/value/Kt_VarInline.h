@@ -172,9 +172,7 @@ KT_ALWAYS_INLINE kt_long Compute(Operator op, const Kt_Variant& left, const Kt_V
 
 // Whether a condition, or the left side of && or ||, holds: by the integer value, so 0.5 does not
 // and "true" does not. The results of && || and ! go by Var_IsTrue, where both are true.
-KT_ALWAYS_INLINE bool IsConditionTrue(const Kt_Variant& value) {
-  return KT_LIKELY(value.IsLong()) ? value.AsLong() != 0 : value.ToInteger() != 0;
-}
+inline bool IsConditionTrue(const Kt_Variant& value) { return value.ToInteger() != 0; }
 
 // Lists and binaries have no next or previous value.
 inline bool CanStep(const Kt_Variant& value) {

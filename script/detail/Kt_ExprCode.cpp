@@ -1,4 +1,18 @@
 // SPDX-License-Identifier: MIT
+//
+// Runs the compiled form (Kt_ExprProgram.h) over the variables of a script.
+//
+// Names are bound to variables once per evaluation, and instructions take their operands by
+// reference: reading a variable or an element copies nothing, and pairs of numbers are computed
+// inline (KT_OPERATORS). That is safe as long as nothing else runs, since only other code removes
+// variables; before a call, or a question to an object, the bound variables are held
+// (CodeFrame::Hold).
+//
+// A name that is no plain variable of the script, or a call that cannot be bound, is found before
+// the first instruction; then nothing has been done yet and the evaluator does it all.
+//
+// Cost: a switch per instruction; a look-up per name and evaluation, which its hint makes a
+// comparison. Temps are on the native stack: few for most expressions, since scripts recurse.
 #include "script/detail/Kt_ExprCode.h"
 
 #include <new>
@@ -14,21 +28,6 @@ namespace kt::detail {
 namespace {
 
 constexpr const char16_t* kSource = u"Kt_Expr";
-
-// The index or key that an indexer's value stands for, as the evaluator reads it.
-void ReadIndex(const Kt_Variant& value, kt_long& index, Kt_WString& key) {
-  if (KT_LIKELY(value.IsLong())) {
-    index = value.AsLong();
-    return;
-  }
-  const Kt_Variant plain = value.Dereference();
-  index = -1;
-  if (plain.IsLong() || plain.IsDouble()) {
-    index = plain.ToInteger();
-  } else if (!plain.IsEmpty()) {
-    key = plain.ToString();
-  }
-}
 
 bool IsNumber(const Kt_Variant& value) { return value.IsLong() || value.IsDouble(); }
 

@@ -1,4 +1,18 @@
 // SPDX-License-Identifier: MIT
+//
+// Walks the operation tree of a function; a C++ function per kind of statement. A statement ends
+// with an Outcome: how it goes on (Flow) is one thing, why it failed (a code) another.
+//
+// Expressions take the fastest way that fits. Where only scopes of the interpreter stand around a
+// statement, the compiled form runs (CodeOf); else, or when that declines, the evaluator does, with
+// the same result. Two kinds of assignment work in place: `s = s + ...` appends to the text of s
+// (AppendName), and an element is stored into the list of its variable (AssignPath).
+//
+// A failure has been reported by whoever found it, so codes only travel here. Stack and memory that
+// run out are noted in the run (NoteStop), so that no statement turns them into anything else.
+//
+// Cost: a step of the meter per statement, a Scope on the native stack per call, block and loop;
+// variables are found through the hint of their statement, mostly by one comparison.
 #include "script/detail/Kt_Interpreter.h"
 
 #include <algorithm>
@@ -17,9 +31,6 @@ constexpr const char16_t* kSource = u"Kt_ScriptFunc";
 
 // Codes that no statement goes on after.
 bool EndsRun(kt_long code) { return code == kErrTooDeep || code == kErrNoMemory; }
-
-// Signals that a loop or function lets out: everything but the end of the body and `continue`.
-bool LeavesLoop(kt_long code) { return code != kOk && code != kScriptContinue; }
 
 }  // namespace
 
@@ -67,7 +78,7 @@ kt_long Interpreter::CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int a
   try {
     Scope scope(script);
     const bool has_items = BindArgs(func, args, arg_count, scope.GetVariables());
-    code = Interpreter(run, frame).Body(func.GetBody(), &scope, &scope, result);
+    code = Interpreter(run, frame).Body(func.GetBody(), &scope, &scope, result).code;
     if (KT_UNLIKELY(has_items)) WriteBack(func, args, arg_count, scope.GetVariables());
   } catch (const WorkStopped&) {
     code = run.GetStopCode();  // reported below
@@ -79,29 +90,28 @@ kt_long Interpreter::CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int a
   // From here on nothing is tried again: `f() + f()` would double the work with every level.
   if (KT_UNLIKELY(EndsRun(code))) run.NoteStop(code);
   if (KT_UNLIKELY(run.GetStopCode() != kOk)) return run.Check(&script);
-  const bool is_signal = code == kScriptReturn || code == kScriptBreak || code == kScriptContinue;
-  if (KT_LIKELY(is_signal || code == kOk)) return kOk;
+  if (KT_LIKELY(code == kOk)) return kOk;
   PlaceFailure({}, -1, 0);  // it is not one of the expression that called
   return code;
 }
 
 // Statements --------------------------------------------------------------------------------------
 
-kt_long Interpreter::Body(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
+Outcome Interpreter::Body(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
                           Kt_Variant& result) {
   result.Clear();
   // The count is read anew: a statement may load more of the same script.
   for (kt_long index = 0; index < ops.GetCount(); ++index) {
     const Kt_ScriptOp& op = *ops.GetItem(index);
     frame_.op = &op;
-    kt_long code = run_.Tick(context);
-    if (KT_LIKELY(code == kOk)) code = Statement(op, context, scope, result);
-    if (KT_UNLIKELY(code != kOk)) return code;
+    if (const kt_long code = run_.Tick(context); KT_UNLIKELY(code != kOk)) return code;
+    const Outcome outcome = Statement(op, context, scope, result);
+    if (KT_UNLIKELY(!outcome.IsNext())) return outcome;
   }
-  return kOk;
+  return Flow::kNext;
 }
 
-kt_long Interpreter::Statement(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
+Outcome Interpreter::Statement(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
                                Kt_Variant& result) {
   switch (op.opcode) {
     case kScriptVar: return Declare(op, context, scope);
@@ -125,21 +135,22 @@ kt_long Interpreter::Statement(const Kt_ScriptOp& op, Kt_ExprObject* context, Sc
     case kScriptPathSetDiv:
     case kScriptPathSetMod: return AssignPath(op, context, scope);
     case kScriptBlock: {
-      const kt_long code = ScopedBody(*op.GetBlock(), context, scope, result);
-      return code == kScriptContinue ? kOk : code;  // ends the block and nothing else
+      const Outcome outcome = ScopedBody(*op.GetBlock(), context, scope, result);
+      // `continue` ends the block and nothing else.
+      return outcome.flow == Flow::kContinue ? Flow::kNext : outcome;
     }
-    case kScriptContinue:
-    case kScriptBreak: return op.opcode;
+    case kScriptContinue: return Flow::kContinue;
+    case kScriptBreak: return Flow::kBreak;
     case kScriptReturn: return Return(op, context, scope, result);
     case kScriptIf: return If(op, context, scope, result);
     case kScriptSwitch: return Switch(op, context, scope, result);
     case kScriptWhile: return While(op, context, scope, result);
     case kScriptFor: return For(op, context, scope, result);
-    default: return kOk;
+    default: return Flow::kNext;
   }
 }
 
-kt_long Interpreter::ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
+Outcome Interpreter::ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
                                 Kt_Variant& result) {
   if (KT_UNLIKELY(!kt_hasstack())) return run_.StopTooDeep(context);
   Scope inner(context, scope, run_.GetScript());
@@ -148,20 +159,19 @@ kt_long Interpreter::ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* conte
 
 // Expressions -------------------------------------------------------------------------------------
 
-kt_long Interpreter::Eval(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope,
-                          Kt_Variant& value) {
+kt_long Interpreter::Eval(Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, Kt_Variant& value) {
   ExprCode* const compiled = CodeOf(expr, context, scope);
   return EvalWith(compiled, expr, context, scope, value);
 }
 
-kt_long Interpreter::EvalWith(ExprCode* compiled, const Kt_Expr& expr, Kt_ExprObject* context,
+kt_long Interpreter::EvalWith(ExprCode* compiled, Kt_Expr& expr, Kt_ExprObject* context,
                               Scope* scope, Kt_Variant& value) {
   if (KT_LIKELY(compiled != nullptr)) {
     const kt_long code = compiled->Run(run_, *scope, value);
     if (KT_LIKELY(code == kOk)) return run_.Check(context);
     if (code != ExprCode::kUseEvaluator) return AfterCode(expr, code, value);
   }
-  return EvalSlow(Lazy(expr), context, value);
+  return EvalSlow(expr, context, value);
 }
 
 // The compiled form of an expression has failed.
@@ -177,15 +187,17 @@ kt_long Interpreter::EvalSlow(Kt_Expr& expr, Kt_ExprObject* context, Kt_Variant&
   return KT_UNLIKELY(code == kObjectGone) ? AfterObjectGone() : code;
 }
 
-kt_long Interpreter::EvalTruth(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope,
-                               bool& is_true) {
+kt_long Interpreter::EvalTruth(Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, bool& is_true) {
   Kt_Variant value;
   if (const kt_long code = Eval(expr, context, scope, value)) return code;
   is_true = IsConditionTrue(value);
   return kOk;
 }
 
-kt_long Interpreter::ReportUnknown(const Kt_WString& name, kt_long code, Kt_ExprObject* context) {
+kt_long Interpreter::Ask(const Kt_WString& name, Kt_Variable*& variable, Kt_Variant& value,
+                         Kt_ExprObject* context) {
+  const kt_long code = context->GetCtxVar(name, &variable, &value);
+  if (KT_LIKELY(code == kOk)) return kOk;
   (void)kt::Report(context, kSource, kErrNoVariable, name);
   ReturnFailureAs(code);
   return code;
@@ -243,9 +255,7 @@ kt_long Interpreter::StepName(const Kt_ScriptOp& op, Kt_ExprObject* context, Sco
   Kt_Variable* variable = run_.FindVariable(scope, kt_symbolW(var.name), var.hint);
   Kt_Variant value;
   if (variable == nullptr) {
-    if (const kt_long code = context->GetCtxVar(var.name, &variable, &value)) {
-      return ReportUnknown(var.name, code, context);
-    }
+    if (const kt_long code = Ask(var.name, variable, value, context)) return code;
   }
   if (variable == nullptr) return Store(var.name, Stepped(value, step), 0, context);
   variable->GetValueW() = Stepped(variable->GetValue(), step);
@@ -265,11 +275,15 @@ kt_long Interpreter::AssignName(const Kt_ScriptOp& op, Kt_ExprObject* context, S
   if (operation) {
     return CombineName(var.name, var.hint, *operation, value, context, scope);
   }
-  if (Kt_Variable* const found = run_.FindVariable(scope, kt_symbolW(var.name), var.hint)) {
-    found->SetValue(std::move(value));
-    return kOk;
-  }
-  return Store(var.name, value, 1, context);
+  Kt_Variable* const variable = run_.FindVariable(scope, kt_symbolW(var.name), var.hint);
+  return SetName(var.name, variable, value, context);
+}
+
+kt_long Interpreter::SetName(const Kt_WString& name, Kt_Variable* variable, Kt_Variant& value,
+                             Kt_ExprObject* context) {
+  if (variable == nullptr) return Store(name, value, 1, context);
+  variable->SetValue(std::move(value));
+  return kOk;
 }
 
 kt_long Interpreter::AppendName(const Kt_ScriptOpVar& var, ExprCode& compiled,
@@ -308,9 +322,7 @@ kt_long Interpreter::StoreAppended(const Kt_ScriptOpVar& var, Kt_Variant& base, 
     }
     if (const kt_long code = kt::VarAdd(base, value, value)) return code;
   }
-  if (variable == nullptr) return Store(var.name, value, 1, context);
-  variable->SetValue(std::move(value));
-  return kOk;
+  return SetName(var.name, variable, value, context);
 }
 
 kt_long Interpreter::CombineName(const Kt_WString& name, std::uint16_t& hint, Operator operation,
@@ -318,9 +330,7 @@ kt_long Interpreter::CombineName(const Kt_WString& name, std::uint16_t& hint, Op
   Kt_Variable* variable = run_.FindVariable(scope, kt_symbolW(name), hint);
   Kt_Variant current;
   if (variable == nullptr) {
-    if (const kt_long code = context->GetCtxVar(name, &variable, &current)) {
-      return ReportUnknown(name, code, context);
-    }
+    if (const kt_long code = Ask(name, variable, current, context)) return code;
   }
   if (variable != nullptr && !value.IsObject() && !variable->GetValue().IsObject()) {
     return Combine(operation, value, variable->GetValueW(), context);
@@ -356,7 +366,7 @@ kt_long Interpreter::AssignPath(const Kt_ScriptOp& op, Kt_ExprObject* context, S
       return code == kObjectGone ? AfterObjectGone() : code;
     }
   }
-  return AssignEntry(Lazy(set.target), operation, value, context);
+  return AssignEntry(set.target, operation, value, context);
 }
 
 kt_long Interpreter::AssignElement(ExprCode::Target& target, Compound operation, Kt_Variant& value,
@@ -463,18 +473,18 @@ void Interpreter::ReportStore(const Kt_ExprStackObj& entry, const Kt_Expr& targe
   target.PlaceFailure();
 }
 
-kt_long Interpreter::Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
+Outcome Interpreter::Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
                             Kt_Variant& result) {
   const kt_long code = Eval(op.GetSet()->value, context, scope, result);
-  if (KT_LIKELY(code == kOk)) return kScriptReturn;
+  if (KT_LIKELY(code == kOk)) return Flow::kReturn;
   // A failure has been reported; the function still returns.
   const bool ends_run = code == kAbort || EndsRun(code) || run_.GetStopCode() != kOk;
-  return ends_run ? code : kScriptReturn;
+  return ends_run ? Outcome(code) : Flow::kReturn;
 }
 
 // Control -----------------------------------------------------------------------------------------
 
-kt_long Interpreter::If(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
+Outcome Interpreter::If(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
                         Kt_Variant& result) {
   const Kt_ScriptOpIf& branches = *op.GetIf();
   for (kt_long index = 0; index < branches.GetCount(); ++index) {
@@ -485,10 +495,10 @@ kt_long Interpreter::If(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* sc
     }
     if (is_taken) return ScopedBody(branch.body, context, scope, result);
   }
-  return kOk;
+  return Flow::kNext;
 }
 
-kt_long Interpreter::Switch(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
+Outcome Interpreter::Switch(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
                             Kt_Variant& result) {
   const Kt_ScriptOpSwitch& labels = *op.GetSwitch();
   Kt_Variant chosen;
@@ -504,45 +514,45 @@ kt_long Interpreter::Switch(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope
       is_matched = kt::VarCmp(chosen, value, kCmpEqual) != 0;
     }
     if (!is_matched) continue;
-    const kt_long code = ScopedBody(label.body, context, scope, result);
-    if (code == kScriptBreak) return kOk;
-    if (code != kOk) return code;
+    const Outcome outcome = ScopedBody(label.body, context, scope, result);
+    if (outcome.flow == Flow::kBreak) return Flow::kNext;
+    if (!outcome.IsNext()) return outcome;
   }
-  return kOk;
+  return Flow::kNext;
 }
 
-kt_long Interpreter::While(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
+Outcome Interpreter::While(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
                            Kt_Variant& result) {
   const Kt_ScriptOpWhile& loop = *op.GetWhile();
+  return Loop(op, loop.condition, loop.body, nullptr, context, scope, result);
+}
+
+Outcome Interpreter::For(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
+                         Kt_Variant& result) {
+  const Kt_ScriptOpFor& loop = *op.GetFor();
+  const Outcome outcome = Body(loop.init, context, scope, result);
+  if (!outcome.IsNext()) return outcome;
+  return Loop(op, loop.condition, loop.body, &loop.step, context, scope, result);
+}
+
+Outcome Interpreter::Loop(const Kt_ScriptOp& op, Kt_Expr& condition, const Kt_ScriptOpList& body,
+                          const Kt_ScriptOpList* step, Kt_ExprObject* context, Scope* scope,
+                          Kt_Variant& result) {
   if (KT_UNLIKELY(!kt_hasstack())) return run_.StopTooDeep(context);
   // One scope for all rounds: what the body declares stays from one round to the next.
   Scope inner(context, scope, run_.GetScript());
   for (;;) {
     frame_.op = &op;
     bool goes_on = false;
-    if (const kt_long code = EvalTruth(loop.condition, context, scope, goes_on)) return code;
-    if (!goes_on) return kOk;
-    kt_long code = run_.Tick(context);
-    if (KT_LIKELY(code == kOk)) code = Body(loop.body, &inner, Inside(scope, inner), result);
-    if (KT_UNLIKELY(LeavesLoop(code))) return code == kScriptBreak ? kOk : code;
-  }
-}
-
-kt_long Interpreter::For(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
-                         Kt_Variant& result) {
-  const Kt_ScriptOpFor& loop = *op.GetFor();
-  if (KT_UNLIKELY(!kt_hasstack())) return run_.StopTooDeep(context);
-  if (const kt_long code = Body(loop.init, context, scope, result)) return code;
-  Scope inner(context, scope, run_.GetScript());
-  for (;;) {
-    frame_.op = &op;
-    bool goes_on = false;
-    if (const kt_long code = EvalTruth(loop.condition, context, scope, goes_on)) return code;
-    if (!goes_on) return kOk;
-    kt_long code = run_.Tick(context);
-    if (KT_LIKELY(code == kOk)) code = Body(loop.body, &inner, Inside(scope, inner), result);
-    if (KT_UNLIKELY(LeavesLoop(code))) return code == kScriptBreak ? kOk : code;
-    if (const kt_long failed = Body(loop.step, context, scope, result)) return failed;
+    if (const kt_long code = EvalTruth(condition, context, scope, goes_on)) return code;
+    if (!goes_on) return Flow::kNext;
+    if (const kt_long code = run_.Tick(context); KT_UNLIKELY(code != kOk)) return code;
+    Outcome outcome = Body(body, &inner, Inside(scope, inner), result);
+    if (outcome.flow == Flow::kBreak) return Flow::kNext;
+    if (!outcome.IsNext() && outcome.flow != Flow::kContinue) return outcome;
+    if (step == nullptr) continue;
+    outcome = Body(*step, context, scope, result);
+    if (!outcome.IsNext()) return outcome;
   }
 }
 

@@ -9,6 +9,20 @@
 
 namespace kt::detail {
 
+// How a statement ends: the next one follows, or it has failed, or a jump is on its way out.
+enum class Flow : kt_long { kNext, kFailed, kBreak, kContinue, kReturn };
+
+// The end of a statement, and its code when it has failed; in one register. A code converts: kOk
+// means that the next statement follows.
+struct Outcome {
+  Outcome(Flow jump) : flow(jump), code(kOk) {}
+  Outcome(kt_long result) : flow(result == kOk ? Flow::kNext : Flow::kFailed), code(result) {}
+  bool IsNext() const { return flow == Flow::kNext; }
+
+  Flow flow;
+  kt_long code;  // kOk unless it has failed
+};
+
 // Runs the operation tree of one function call.
 //
 // House rules:
@@ -27,7 +41,7 @@ class Interpreter {
   static kt_long CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
                           Kt_Variant& result);
 
-  kt_long Body(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
+  Outcome Body(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
                Kt_Variant& result);
 
  private:
@@ -39,16 +53,19 @@ class Interpreter {
                        Kt_VariableList& variables);
   static void WriteBack(const Kt_ScriptFunc& func, const Kt_Variant* args, int arg_count,
                         const Kt_VariableList& variables);
-  kt_long Statement(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
+  Outcome Statement(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
                     Kt_Variant& result);
   // Runs a body in a scope of its own inside `context`.
-  kt_long ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
+  Outcome ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
                      Kt_Variant& result);
 
   kt_long Declare(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
   kt_long DeclareArray(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
   kt_long StepName(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
   kt_long AssignName(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
+  // Stores into the variable that was found for `name`, or has the context declare it.
+  static kt_long SetName(const Kt_WString& name, Kt_Variable* variable, Kt_Variant& value,
+                         Kt_ExprObject* context);
   // name = name + ..., where the name holds a text; kUseEvaluator when it is not for this.
   kt_long AppendName(const Kt_ScriptOpVar& var, ExprCode& compiled, Kt_ExprObject* context,
                      Scope* scope);
@@ -69,32 +86,36 @@ class Interpreter {
                         Kt_ExprObject* context);
   kt_long Combine(Operator operation, const Kt_Variant& value, Kt_Variant& target,
                   Kt_ExprObject* context);
-  kt_long Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
-  kt_long If(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
-  kt_long Switch(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
-  kt_long While(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
-  kt_long For(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
+  Outcome Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
+  Outcome If(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
+  Outcome Switch(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
+  Outcome While(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
+  Outcome For(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
+  // The rounds of both; `step` may be null.
+  Outcome Loop(const Kt_ScriptOp& op, Kt_Expr& condition, const Kt_ScriptOpList& body,
+               const Kt_ScriptOpList* step, Kt_ExprObject* context, Scope* scope,
+               Kt_Variant& result);
 
   // The scope to hand to what runs in `inner`: none when it lies in a context of the host, whose
   // names come before the globals.
   static Scope* Inside(Scope* scope, Scope& inner) { return scope ? &inner : nullptr; }
   // The compiled form of `expr`; null when the evaluator has to do it.
-  ExprCode* CodeOf(const Kt_Expr& expr, const Kt_ExprObject* context, const Scope* scope) const {
+  ExprCode* CodeOf(Kt_Expr& expr, const Kt_ExprObject* context, const Scope* scope) const {
     const bool is_compilable = scope != nullptr && scope == context && run_.IsCompiled();
-    return KT_LIKELY(is_compilable) ? ExprCode::Of(Lazy(expr)) : nullptr;
+    return KT_LIKELY(is_compilable) ? ExprCode::Of(expr) : nullptr;
   }
-  // Expressions parse and compile themselves on first use, although the tree is const.
-  static Kt_Expr& Lazy(const Kt_Expr& expr) { return const_cast<Kt_Expr&>(expr); }
-  // Evaluates; answers 9999 when the host behind the script has gone meanwhile.
-  kt_long Eval(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, Kt_Variant& value);
+  // Evaluates; answers kAbort when the host behind the script has gone meanwhile.
+  kt_long Eval(Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, Kt_Variant& value);
   // The same with what CodeOf has given.
-  kt_long EvalWith(ExprCode* compiled, const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope,
+  kt_long EvalWith(ExprCode* compiled, Kt_Expr& expr, Kt_ExprObject* context, Scope* scope,
                    Kt_Variant& value);
   KT_COLD kt_long AfterCode(const Kt_Expr& expr, kt_long code, Kt_Variant& value) const;
   kt_long EvalSlow(Kt_Expr& expr, Kt_ExprObject* context, Kt_Variant& value);
-  kt_long EvalTruth(const Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, bool& is_true);
+  kt_long EvalTruth(Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, bool& is_true);
   kt_long AfterObjectGone() const { return run_.IsHostValid() ? kOk : kAbort; }
-  kt_long ReportUnknown(const Kt_WString& name, kt_long code, Kt_ExprObject* context);
+  // Asks the context for `name`: the variable, or null and the value. Reports an unknown name.
+  static kt_long Ask(const Kt_WString& name, Kt_Variable*& variable, Kt_Variant& value,
+                     Kt_ExprObject* context);
   // SetCtxVar and AddCtxVar, which may fail without a word.
   static kt_long Store(const Kt_WString& name, const Kt_Variant& value, int flag,
                        Kt_ExprObject* context);
