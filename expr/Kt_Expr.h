@@ -34,7 +34,7 @@ class KT_SCRIPT_API Kt_Expr {
   Kt_Expr& operator=(const Kt_WString& text);
   ~Kt_Expr();
 
-  // 999 until parsed, then as the kState constants say; negative after a syntax error.
+  // kStateUnparsed, then as the other kState constants say; negative after a syntax error.
   kt_long GetState() const { return state_; }
   // After a bracket list was parsed: the inner text without the brackets.
   const Kt_WString& GetText() const { return text_; }
@@ -45,9 +45,9 @@ class KT_SCRIPT_API Kt_Expr {
   void Clear();
   void SetExpr(const Kt_WString& text);
   void SetExpr(const char16_t* text);
-  // Stores `text` and parses it. Returns the parse state; -1 with the message in `error` when it is
-  // no expression; 200 for an empty text, which leaves the state as it was; kErrNoMemory, to be
-  // parsed anew when it is evaluated.
+  // Stores `text` and parses it. Returns the parse state; kFailed with the message in `error` when
+  // it is no expression; kStateEmpty for an empty text, which leaves the state as it was;
+  // kErrNoMemory, to be parsed anew when it is evaluated.
   kt_long Parse(const Kt_WString& text, Kt_WString& error);
   // The same for `text`, or for the stored text when `text` is null or empty.
   kt_long Parse(Kt_WString& error, const char16_t* text);

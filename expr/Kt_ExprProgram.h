@@ -49,8 +49,8 @@ inline constexpr std::uint16_t kConstBase = 0x4000;
 inline constexpr std::uint16_t kNameBase = 0x8000;
 }  // namespace CodeOperand
 
-// An expression as straight code over temps, constants and names, made from the operation list by
-// running the evaluator's rules on paper.
+// An expression as straight code over temps, constants and names, compiled from the operation list
+// by symbolic execution of the evaluator's rules.
 //
 //   (s * 3 + i * j) % 7      t0 = s * 3;  t1 = i * j;  t2 = t0 + t1;  t3 = t2 % 7;  return t3
 //

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "classlib/base/Kt_NativeStack.h"
 #include "expr/Kt_Expr.h"
-#include "expr/Kt_ExprUtil.h"
 #include "expr/detail/Kt_Evaluator.h"
 #include "expr/detail/Kt_ExprItems.h"
 #include "object/Kt_ExprStackObj.h"
@@ -11,16 +10,6 @@
 namespace {
 
 constexpr const char16_t* kSource = u"Kt_Expr";
-
-// The value of a single constant record.
-void ReadConstant(const Kt_ExprOp& op, Kt_Variant& value) {
-  switch (op.code) {
-    case kOpWord: (void)Kt_ExprUtil::GetConstant(op.text, value); break;
-    case kOpString: value.Set(op.text); break;
-    case kOpInteger: value.Set(op.GetInteger()); break;
-    default: value.Set(op.GetDecimal()); break;
-  }
-}
 
 bool SkipsTrace(Kt_ExprObject* context) {
   return context == nullptr || context->IsDebugTraceMode() == 0;
@@ -57,13 +46,10 @@ kt_long Kt_Expr::Evaluate(Kt_ExprObject* context, Kt_ExprStackObj& result) {
   if (const kt_long code = ParseOnce(context)) return code;
   switch (state_) {
     case kStateEmpty: return kOk;
-    case kStateConstant: {
-      Kt_Variant value;
-      ReadConstant(*GetFirstOp(), value);
+    case kStateConstant:
       result.SetOpCode(kOpEnd);
-      result.SetValueType(context, value);
+      result.SetValueType(context, kt::detail::ReadConstant(*GetFirstOp()));
       return kOk;
-    }
     case kStateCtxVar:
       result.ClearValue();
       result.SetOpCode(kOpEnd);
@@ -121,7 +107,7 @@ kt_long Kt_Expr::EvaluateValue(Kt_ExprObject* context, Kt_Variant& value) {
     if (const kt_long code = ParseOnce(context)) return code;
   }
   if (state_ == kStateConstant) {
-    ReadConstant(*GetFirstOp(), value);
+    value = kt::detail::ReadConstant(*GetFirstOp());
     return kOk;
   }
   if (state_ == kStateTrace && context != nullptr && SkipsTrace(context)) return kOk;

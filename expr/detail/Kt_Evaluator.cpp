@@ -1,4 +1,19 @@
 // SPDX-License-Identifier: MIT
+//
+// One walk over the operation list with a stack of entries (Kt_ExprStackObj), without recursion of
+// its own.
+//
+// The idea is to read late: a name fills an entry that says where a value is, an indexer or a
+// member says more, and the value is read by what needs it. So one walk serves values, targets of
+// assignments and references, and a variable is read after everything before its operator has run.
+// Grouping was settled by the parser; a reduce marker applies what is pending (Kt_ExprWalk.h).
+//
+// The left side of && and || decides at the operator whether the right side is walked. A right side
+// ends at the closing record of its bracket, or at a comma. So skipping needs no jumps in the list,
+// and goes over all operators up to there: `0 && a || b` is 0 and reads neither a nor b.
+//
+// Cost: a switch and an entry per record; entries come in pooled blocks, so most expressions
+// allocate nothing here. A skipped right side costs a look at each of its records.
 #include "expr/detail/Kt_Evaluator.h"
 
 #include "classlib/value/Kt_VarInline.h"
@@ -154,35 +169,15 @@ kt_long Evaluator::Run(Kt_ExprStackObj& result) {
   return code;
 }
 
-kt_long Evaluator::Step(const Kt_ExprOp& op) {
-  Kt_ExprStackObj& top = stack_.Top();
-  switch (op.code) {
-    case kOpWord: {
-      Kt_Variant value;
-      (void)Kt_ExprUtil::GetConstant(op.text, value);
-      top.SetValueType(nullptr, value);
-      return kOk;
-    }
-    case kOpString: top.SetValueType(nullptr, Kt_Variant(op.text)); return kOk;
-    case kOpInteger: top.SetValueType(nullptr, Kt_Variant(op.GetInteger())); return kOk;
-    case kOpDecimal: top.SetValueType(nullptr, Kt_Variant(op.GetDecimal())); return kOk;
-    case kOpName: return Name(op);
-    case kOpCall: return Call(op);
-    case kOpRef:
-      if (top.GetKind() != EXPR_OBJ_NONE) return Misplaced(op);
-      top.SetArgReference();
-      return kOk;
-    case kOpMember:
-    case kOpMethod: return Member(op);
-    case kOpPostInc:
-    case kOpPostDec: return Postfix(op);
-    case kOpMarker: return Marker(op);
-    case kOpParenEnd:
-    case kOpBracketEnd:
-    case kOpComma:
-    case kOpEnd: return Close(op);
-    default: return GetOpClass(op.code) == 3 ? Operator(op) : Misplaced(op);
-  }
+kt_long Evaluator::Constant(const Kt_Variant& value) {
+  stack_.Top().SetValueType(nullptr, value);
+  return kOk;
+}
+
+kt_long Evaluator::Ref(const Kt_ExprOp& op) {
+  if (stack_.Top().GetKind() != EXPR_OBJ_NONE) return Misplaced(op);
+  stack_.Top().SetArgReference();
+  return kOk;
 }
 
 kt_long Evaluator::Misplaced(const Kt_ExprOp& op) {
@@ -414,29 +409,6 @@ void Evaluator::SkipRightOperand() {
   }
 }
 
-kt_long Evaluator::Marker(const Kt_ExprOp& op) {
-  const Kt_ExprOp* const next = ops_.GetItem(at_ + 1);
-  for (std::int16_t left = op.arg; left > 0 && stack_.Depth() > 0; --left) {
-    const std::int16_t pending = stack_.Below().GetOpCode();
-    if (IsOpener(pending)) return kOk;
-    // A prefix operator waits for its operand.
-    if (stack_.Top().GetKind() == EXPR_OBJ_NONE && IsPrefix(pending)) return kOk;
-    if (next != nullptr && GetOpClass(next->code) == 3 &&
-        GetOpPrecedence(next->code) > GetOpPrecedence(pending)) {
-      return kOk;
-    }
-    if (const kt_long code = Apply()) return code;
-  }
-  return kOk;
-}
-
-kt_long Evaluator::ReduceToOpener() {
-  while (stack_.Depth() > 0 && !IsOpener(stack_.Below().GetOpCode())) {
-    if (const kt_long code = Apply()) return code;
-  }
-  return kOk;
-}
-
 // Applies the operator that is pending below the top entry; its result takes the place of both.
 kt_long Evaluator::Apply() {
   Kt_ExprStackObj& left = stack_.Below();
@@ -503,18 +475,6 @@ kt_long Evaluator::Postfix(const Kt_ExprOp& op) {
 
 // Closing records ---------------------------------------------------------------------------------
 
-kt_long Evaluator::Close(const Kt_ExprOp& op) {
-  if (const kt_long code = ReduceToOpener()) return code;
-  switch (op.code) {
-    case kOpParenEnd: return CloseParen(op);
-    case kOpBracketEnd: return CloseBracket(op);
-    case kOpComma: return Comma(op);
-    default:
-      if (stack_.Depth() == 0) return kOk;
-      return Misplaced(op);  // a bracket is still open
-  }
-}
-
 kt_long Evaluator::CollectArg() {
   Kt_ExprStackObj& call = stack_.Below();
   Kt_Variant value;
@@ -568,14 +528,9 @@ kt_long Evaluator::CloseBracket(const Kt_ExprOp& op) {
   if (stack_.Depth() == 0 || stack_.Below().GetOpCode() != kOpBracket) return Misplaced(op);
   Kt_Variant value;
   if (const kt_long code = ReadEntry(context_, stack_.Top(), value, 0)) return code;
-  value = value.Dereference();
   kt_long index = -1;
   Kt_WString key;
-  if (value.IsLong() || value.IsDouble()) {
-    index = value.ToInteger();
-  } else if (!value.IsEmpty()) {
-    key = value.ToString();
-  }
+  ReadIndex(value, index, key);
   const kt_long bracket = stack_.Top().GetOpStartIdx() - 1;
   stack_.Pop();
   Kt_ExprStackObj& top = stack_.Top();

@@ -3,12 +3,13 @@
 
 #include "expr/Kt_Expr.h"
 #include "expr/detail/Kt_EvalStack.h"
+#include "expr/detail/Kt_ExprWalk.h"
 
 namespace kt::detail {
 
 // Reads an entry for the evaluator: GetObjValue, with two rules on top. A method on a component
-// below the context's own container that answers 9998 stops everything quietly (9999); a member
-// that the object does not have (-2) is reported, since nobody above would.
+// below the context's own container that answers kObjectGone stops everything quietly (kAbort); a
+// member that the object does not have (kNoMember) is reported, since nobody above would.
 kt_long ReadEntry(Kt_ExprObject* context, Kt_ExprStackObj& entry, Kt_Variant& value, int by_ref);
 
 // The name of the call whose argument list ends before record `at`; empty when none does.
@@ -27,16 +28,25 @@ Kt_WString NameOfCallBefore(const Kt_ExprOpList& ops, kt_long at);
 //  2. A call that has run leaves its value in the entry: it never runs twice.
 //  3. The operation list does not change during the walk.
 //  4. Whoever detects a fault reports it; every other place passes the code on.
-class Evaluator {
+class Evaluator : private ExprWalk<Evaluator, kt_long> {
  public:
   Evaluator(const Kt_Expr& expr, Kt_ExprObject* context)
-      : expr_(expr), ops_(expr.GetOps()), context_(context) {}
+      : ExprWalk(expr.GetOps()), expr_(expr), context_(context) {}
 
   kt_long Run(Kt_ExprStackObj& result);
 
  private:
-  kt_long Step(const Kt_ExprOp& op);
-  kt_long Close(const Kt_ExprOp& op);
+  friend class ExprWalk<Evaluator, kt_long>;
+  static constexpr kt_long kGoesOn = kOk;
+
+  // What the walk asks for.
+  bool HasBelow() const { return stack_.Depth() > 0; }
+  std::int16_t Pending() { return stack_.Below().GetOpCode(); }
+  bool HasOperand() { return stack_.Top().GetKind() != EXPR_OBJ_NONE; }
+  kt_long ApplyAtMarker() { return Apply(); }
+  kt_long Settle() { return kOk; }
+  kt_long Constant(const Kt_Variant& value);
+  kt_long Ref(const Kt_ExprOp& op);
   kt_long Operator(const Kt_ExprOp& op);
 
   kt_long Name(const Kt_ExprOp& op);
@@ -50,8 +60,6 @@ class Evaluator {
   void MemberOfObject(const Kt_ExprOp& op);
   bool BindBuiltin(const Kt_ExprOp& op, const Kt_Variant& first_arg);
 
-  kt_long Marker(const Kt_ExprOp& op);
-  kt_long ReduceToOpener();
   kt_long Apply();
   kt_long StepEntry(kt_long step, Kt_Variant& old_value, Kt_Variant& new_value);
   kt_long ApplyPrefixStep(kt_long step);
@@ -69,10 +77,8 @@ class Evaluator {
   kt_long Misplaced(const Kt_ExprOp& op);
 
   const Kt_Expr& expr_;
-  const Kt_ExprOpList& ops_;
   Kt_ExprObject* context_;
   EvalStack stack_;
-  kt_long at_ = 0;  // index of the record in hand
 };
 
 }  // namespace kt::detail

@@ -1,9 +1,22 @@
 // SPDX-License-Identifier: MIT
+//
+// Compiled from the operation list by symbolic execution of the evaluator's rules: the same walk
+// (Kt_ExprWalk.h), but an entry says where its value will be (a temp, a constant, a name) instead
+// of holding one, and what the evaluator would compute is emitted as an instruction.
+//
+// Why it comes out the same: an instruction is emitted when the evaluator would compute, and reads
+// its operands then, as the evaluator reads its entries then. So a name needs no instruction of its
+// own, and calls, steps and reports keep their order. Only && and || choose a way at run time; the
+// two ways meet at the closing record of their bracket, with the value in the same temp, so the
+// entries below are the same on both. Whatever does not fit these rules makes Compile return false,
+// and the evaluator does it; that costs speed and nothing else.
+//
+// Cost: one pass over the records, once per expression. Temps are not reused, so what needs more of
+// them than a frame has is left to the evaluator.
 #include "expr/detail/Kt_ExprCompiler.h"
 
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/value/Kt_VarInline.h"
-#include "expr/Kt_ExprUtil.h"
 #include "expr/detail/Kt_Evaluator.h"
 
 namespace kt::detail {
@@ -28,33 +41,6 @@ bool ExprCompiler::Compile() {
   return false;
 }
 
-bool ExprCompiler::Step(const Kt_ExprOp& op) {
-  switch (op.code) {
-    case kOpWord: {
-      Kt_Variant value;
-      (void)Kt_ExprUtil::GetConstant(op.text, value);
-      return PushConstant(value);
-    }
-    case kOpString: return PushConstant(Kt_Variant(op.text));
-    case kOpInteger: return PushConstant(Kt_Variant(op.GetInteger()));
-    case kOpDecimal: return PushConstant(Kt_Variant(op.GetDecimal()));
-    case kOpName: return Name(op);
-    case kOpCall: return Call(op);
-    case kOpRef:
-      if (Top().kind != Entry::Kind::kNone) return false;
-      Top().kind = Entry::Kind::kRef;
-      return true;
-    case kOpPostInc:
-    case kOpPostDec: return Postfix(op);
-    case kOpMarker: return Marker(op);
-    case kOpParenEnd:
-    case kOpBracketEnd:
-    case kOpComma:
-    case kOpEnd: return Close(op);
-    default: return GetOpClass(op.code) == 3 && Operator(op);
-  }
-}
-
 // Operands ----------------------------------------------------------------------------------------
 
 void ExprCompiler::SetValue(Entry& entry, std::uint16_t operand) {
@@ -62,9 +48,15 @@ void ExprCompiler::SetValue(Entry& entry, std::uint16_t operand) {
   entry.operand = operand;
 }
 
-bool ExprCompiler::PushConstant(const Kt_Variant& value) {
-  if (Top().kind != Entry::Kind::kNone) return false;
+bool ExprCompiler::Constant(const Kt_Variant& value) {
+  if (HasOperand()) return false;
   SetValue(Top(), AddConst(value));
+  return true;
+}
+
+bool ExprCompiler::Ref(const Kt_ExprOp&) {
+  if (HasOperand()) return false;
+  Top().kind = Entry::Kind::kRef;
   return true;
 }
 
@@ -202,7 +194,6 @@ bool ExprCompiler::CollectArg() {
 
 bool ExprCompiler::Operator(const Kt_ExprOp& op) {
   Entry& top = Top();
-  if (op.code == kOpMember || op.code == kOpMethod) return false;
   if (op.code == kOpParen && top.kind != Entry::Kind::kNone) {
     const bool is_call = top.kind == Entry::Kind::kCall || top.kind == Entry::Kind::kRef;
     if (!is_call || top.is_closed) return false;
@@ -227,22 +218,8 @@ bool ExprCompiler::Logical(const Kt_ExprOp& op) {
   return true;
 }
 
-bool ExprCompiler::Marker(const Kt_ExprOp& op) {
-  const Kt_ExprOp* const next = ops_.GetItem(at_ + 1);
-  for (std::int16_t left = op.arg; left > 0 && HasBelow(); --left) {
-    const std::int16_t pending = Below().pending;
-    if (IsOpener(pending)) return true;
-    if (Top().kind == Entry::Kind::kNone && IsPrefix(pending)) return true;
-    if (next != nullptr && GetOpClass(next->code) == 3 &&
-        GetOpPrecedence(next->code) > GetOpPrecedence(pending)) {
-      return true;
-    }
-    // A value that a jump still has to reach would be lost among other entries.
-    if (!Top().jumps.empty()) return false;
-    if (!Apply()) return false;
-  }
-  return true;
-}
+// A value that a jump still has to reach would be lost among other entries.
+bool ExprCompiler::ApplyAtMarker() { return Top().jumps.empty() && Apply(); }
 
 bool ExprCompiler::Apply() {
   Entry& left = Below();
@@ -298,8 +275,7 @@ bool ExprCompiler::Postfix(const Kt_ExprOp& op) {
 
 // Closing records ---------------------------------------------------------------------------------
 
-// Sends the jumps of skipped right operands to here, where the entry on top has its value.
-bool ExprCompiler::LandJumps() {
+bool ExprCompiler::Settle() {
   Entry& top = Top();
   if (top.jumps.empty()) return true;
   if (top.kind != Entry::Kind::kValue || top.operand != top.logic_temp) return false;
@@ -312,25 +288,7 @@ bool ExprCompiler::LandJumps() {
   return true;
 }
 
-bool ExprCompiler::ReduceAtClose() {
-  for (;;) {
-    if (!LandJumps()) return false;
-    if (!HasBelow() || IsOpener(Below().pending)) return true;
-    if (!Apply()) return false;
-  }
-}
-
-bool ExprCompiler::Close(const Kt_ExprOp& op) {
-  if (!ReduceAtClose()) return false;
-  switch (op.code) {
-    case kOpParenEnd: return CloseParen();
-    case kOpBracketEnd: return CloseBracket();
-    case kOpComma: return Comma();
-    default: return !HasBelow();
-  }
-}
-
-bool ExprCompiler::CloseParen() {
+bool ExprCompiler::CloseParen(const Kt_ExprOp&) {
   if (!HasBelow() || Below().pending != kOpParen) return false;
   Entry& below = Below();
   if (below.kind == Entry::Kind::kNone) {
@@ -351,7 +309,7 @@ bool ExprCompiler::CloseParen() {
   return true;
 }
 
-bool ExprCompiler::CloseBracket() {
+bool ExprCompiler::CloseBracket(const Kt_ExprOp&) {
   if (!HasBelow() || Below().pending != kOpBracket) return false;
   const std::uint16_t index = Fix(Read(Top()));
   const kt_long bracket = Top().start - 1;
@@ -375,7 +333,7 @@ bool ExprCompiler::CloseBracket() {
   return true;
 }
 
-bool ExprCompiler::Comma() {
+bool ExprCompiler::Comma(const Kt_ExprOp&) {
   if (!HasBelow() || Below().pending != kOpParen || Below().kind != Entry::Kind::kCall) {
     return false;
   }

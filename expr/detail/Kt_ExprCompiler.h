@@ -6,6 +6,7 @@
 
 #include "classlib/text/Kt_Symbol.h"
 #include "expr/Kt_ExprProgram.h"
+#include "expr/detail/Kt_ExprWalk.h"
 
 namespace kt::detail {
 
@@ -14,17 +15,19 @@ namespace kt::detail {
 //
 // The evaluator reads entries late, and so does the code: a variable is an operand of the operation
 // that reads it. A call is emitted at its ')', where the evaluator runs it. A jump is needed only
-// for && and
-// ||: the place where a skipped operand ends is the closing record of its bracket, so the jump is
+// for && and ||: a skipped operand ends at the closing record of its bracket, so the jump is
 // patched there, and both ways leave the value in the same temp.
 //
 // Whatever is not certain to come out the same makes Compile return false.
-class ExprCompiler {
+class ExprCompiler : private ExprWalk<ExprCompiler, bool> {
  public:
-  ExprCompiler(const Kt_ExprOpList& ops, ExprProgram& program) : ops_(ops), program_(program) {}
+  ExprCompiler(const Kt_ExprOpList& ops, ExprProgram& program) : ExprWalk(ops), program_(program) {}
   bool Compile();
 
  private:
+  friend class ExprWalk<ExprCompiler, bool>;
+  static constexpr bool kGoesOn = true;
+
   struct Entry {
     enum class Kind : std::uint8_t { kNone, kValue, kName, kElement, kCall, kRef };
     Kind kind = Kind::kNone;
@@ -40,29 +43,33 @@ class ExprCompiler {
     std::vector<std::size_t> jumps;  // to be sent to where the closing record begins
   };
 
-  bool Step(const Kt_ExprOp& op);
-  bool PushConstant(const Kt_Variant& value);
+  // What the walk asks for; false gives up.
+  bool HasBelow() const { return entries_.size() > 1; }
+  std::int16_t Pending() { return Below().pending; }
+  bool HasOperand() { return Top().kind != Entry::Kind::kNone; }
+  bool ApplyAtMarker();
+  // Sends the jumps of skipped right sides to here, where the entry on top has its value.
+  bool Settle();
+  bool Constant(const Kt_Variant& value);
+  bool Ref(const Kt_ExprOp& op);
+  bool Member(const Kt_ExprOp&) { return false; }
+  bool Misplaced(const Kt_ExprOp&) { return false; }
   bool Name(const Kt_ExprOp& op);
   bool Call(const Kt_ExprOp& op);
   bool Operator(const Kt_ExprOp& op);
   bool Logical(const Kt_ExprOp& op);
-  bool Marker(const Kt_ExprOp& op);
   bool Postfix(const Kt_ExprOp& op);
   bool Apply();
   bool ApplyStep(std::int32_t step);
   bool FoldConstants(kt::Operator op, std::uint16_t a, std::uint16_t b);
-  bool ReduceAtClose();
-  bool LandJumps();
-  bool Close(const Kt_ExprOp& op);
   bool CollectArg();
-  bool CloseParen();
-  bool CloseBracket();
-  bool Comma();
+  bool CloseParen(const Kt_ExprOp& op);
+  bool CloseBracket(const Kt_ExprOp& op);
+  bool Comma(const Kt_ExprOp& op);
   bool Finish();
 
   Entry& Top() { return entries_.back(); }
   Entry& Below() { return entries_[entries_.size() - 2]; }
-  bool HasBelow() const { return entries_.size() > 1; }
   void SetValue(Entry& entry, std::uint16_t operand);
   // Emits what reads the entry, if anything; the operand to use by the next instruction.
   std::uint16_t Read(Entry& entry);
@@ -76,11 +83,9 @@ class ExprCompiler {
   // variable.
   std::uint16_t Unfix(std::uint16_t operand);
 
-  const Kt_ExprOpList& ops_;
   ExprProgram& program_;
   std::vector<Entry> entries_;
   std::map<Kt_Symbol, std::uint16_t> names_;
-  kt_long at_ = 0;
   int temp_count_ = 0;
   std::size_t barrier_ = 0;  // instructions before it are jumped to and may not be taken back
   bool has_failed_ = false;
