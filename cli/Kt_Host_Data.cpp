@@ -113,7 +113,7 @@ kt_long Kt_CliHost::LoadData(const Kt_VariantList* args, Kt_Variant& result) {
   }
   constexpr auto kStyle = kt::cli::OptionStyle::kScript;
   if (!loaded) return FailLines("cannot load: " + kt::cli::DescribeFault(path, report, kStyle));
-  messages_ << kt::cli::DescribeLoad(path, given, report, false, kStyle);
+  kt::cli::TellLoad(path, given, report, false, messages_, kStyle);
   dataset->NameLoadedMaps(Kt_WString::FromUtf8(path));
   std::string reason;
   if (!kt::cli::HaveTypedColumns(options, {dataset}, reason)) {

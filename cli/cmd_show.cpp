@@ -146,11 +146,10 @@ class Show {
     }
     if (!loaded) {
       if (TellStop(options_.file, streams_)) return kScriptFault;
-      streams_.messages << DescribeError(options_.file, data_report) << '\n';
+      TellError(options_.file, data_report, streams_.messages);
       return data_report.no_access ? kCommandFault : kScriptFault;
     }
-    streams_.messages << DescribeLoad(options_.file, data_options_, data_report,
-                                      options_.data.verbose);
+    TellLoad(options_.file, data_options_, data_report, options_.data.verbose, streams_.messages);
     dataset_.NameLoadedMaps(Kt_WString::FromUtf8(options_.file));
     wrapper_.emplace(&dataset_, &column_errors_);
     std::string reason;

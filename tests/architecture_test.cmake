@@ -42,9 +42,8 @@ set(allowed_cli/repl ${all_classlib} ${engine} cli cli/data cli/show)
 foreach(folder bench fuzz examples)
   set(allowed_${folder} ${all_classlib} ${engine})
 endforeach()
-# Scripts made at random, and the host that they run in, serve a test and a fuzz target. JSON files
-# are read by the program, so their target is built on it.
-list(APPEND allowed_fuzz tests tests/common tests/classlib cli cli/data)
+# Scripts made at random, and the host that they run in, serve a test and a fuzz target.
+list(APPEND allowed_fuzz tests tests/common tests/classlib)
 
 # The evaluator calls script functions and objects run them; only bodies know the two classes.
 set(script_classes_for_bodies script/Kt_Script.h script/Kt_ScriptFunc.h)

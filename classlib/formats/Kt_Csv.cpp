@@ -4,6 +4,7 @@
 // the columns. Reading twice is quicker than keeping the place of every cell, and a type is known
 // before the first cell is stored, however late in the file the cell stands that decides it.
 #include <algorithm>
+#include <functional>
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/detail/Kt_Refuse.h"
@@ -11,10 +12,11 @@
 #include "classlib/formats/detail/Kt_CsvScanner.h"
 #include "classlib/formats/detail/Kt_CsvSniffer.h"
 #include "classlib/formats/detail/Kt_FileText.h"
+#include "classlib/formats/detail/Kt_ReportLoad.h"
 #include "classlib/formats/detail/Kt_SavedValue.h"
 #include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/Kt_UniqueIds.h"
 #include "classlib/store/detail/Kt_LoadedTable.h"
-#include "classlib/store/detail/Kt_Whole.h"
 #include "classlib/text/Kt_Number.h"
 #include "classlib/text/detail/Kt_RefusalText.h"
 
@@ -115,18 +117,6 @@ CsvColumn ParseHeader(std::u16string_view text, bool may_have_type = true) {
   return column;
 }
 
-// Ids that are missing or come twice get a number, so that no column is lost.
-void MakeUnique(Kt_WString& id, std::size_t number, NameMap& names) {
-  if (id.IsEmpty()) id = Kt_WString(u"column") + kt_longtextW(static_cast<kt_long>(number)).View();
-  Kt_WString unique = id;
-  for (kt_long copy = 2; names.Find(unique) >= 0; ++copy) {
-    unique = id + u"_";
-    unique += kt_longtextW(copy);
-  }
-  id = unique;
-  names.Add(id, static_cast<kt_long>(number));
-}
-
 // ---- Options ----------------------------------------------------------------------------------
 
 bool IsAuto(char16_t unit) { return unit == Kt_CsvOptions::kAuto; }
@@ -187,7 +177,7 @@ class CsvLoader {
     if (record_.size() > static_cast<std::size_t>(kMaxDatasetColumns)) {
       return Fail(u"too many columns", scanner.Line());
     }
-    NameMap names;
+    Kt_UniqueIds ids;
     for (const Cell& cell : record_) {
       CsvColumn column;
       if (options_.header) {
@@ -201,12 +191,12 @@ class CsvLoader {
         if (!whole && text.size() > kMaxUnits)
           return Fail(u"a heading is too long", scanner.Line());
       }
-      MakeUnique(column.id, columns_.size() + 1, names);
+      column.id = ids.MakeHeading(column.id);
       columns_.push_back(std::move(column));
     }
     if (options_.header) {
       body_ = scanner;
-      FindRowNames(names);
+      FindRowNames(ids);
     }
     return StateTypes();
   }
@@ -315,7 +305,7 @@ class CsvLoader {
 
   // Tables of which the first column holds the names of rows come with a header that does not have
   // it. Not where the additional cells are empty: then the lines end with a separator.
-  void FindRowNames(NameMap& names) {
+  void FindRowNames(Kt_UniqueIds& ids) {
     constexpr std::size_t kSample = 1000;
     Scanner scanner = body_;
     std::size_t records = 0;
@@ -334,8 +324,7 @@ class CsvLoader {
       return;
     }
     CsvColumn column;
-    column.id = u"rowname";
-    MakeUnique(column.id, columns_.size() + 1, names);
+    column.id = ids.Make(u"rowname");
     report_.row_name_column = column.id;
     columns_.insert(columns_.begin(), std::move(column));
   }
@@ -655,8 +644,7 @@ class CsvWriter {
 template <class Unit>
 kt_long Kt_Dataset::LoadCsvText(std::basic_string_view<Unit> text, const Kt_CsvOptions& options,
                                 Kt_LoadReport& report) {
-  report = {};
-  const kt_long loaded = RefuseOnFailure([&]() -> kt_long {
+  return ReportLoad(report, [&]() -> kt_long {
     report.error = FaultOf(options);
     if (!report.error.IsEmpty()) return -1;
     CsvLoader<Unit> loader(text, options, report);
@@ -675,16 +663,6 @@ kt_long Kt_Dataset::LoadCsvText(std::basic_string_view<Unit> text, const Kt_CsvO
     LoadedTable table = loader.Table();
     return Adopt(table, options.clear);
   });
-  if (loaded >= 0) {
-    report.rows_read = loaded;
-    return loaded;
-  }
-  // Nothing was loaded, so there is nothing else to tell.
-  Kt_LoadReport failure;
-  failure.error = report.error.IsEmpty() ? RefusalText(loaded) : report.error;
-  failure.error_line = report.error_line;
-  report = std::move(failure);
-  return loaded;
 }
 
 kt_long Kt_Dataset::LoadCSV(std::u16string_view text, const Kt_CsvOptions& options,
@@ -726,33 +704,17 @@ kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type,
 
 kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type,
                             const Kt_CsvSaveOptions& options, Kt_SaveReport& report) const {
-  report = {};
   out.Empty();
-  View view = kAllRows;
-  bool changed_only = false;
-  if (!SaveViewOf(type, view, changed_only)) {
-    return report.Refuse(kErrNotAllowed, Kt_WString(u"unknown save type '") + type + u"'");
-  }
-  KT_CHECK_THREAD(one_thread_, "dataset", id_);
-  const auto save = [&]() -> kt_long {
-    if (!IsPhysical()) {
-      const std::shared_ptr<Kt_ColumnEvaluator> evaluator = evaluator_.pointer;
-      Kt_Dataset table = AsTable(view);
-      table.SetEvaluator(evaluator);  // for its columns of expressions
-      return table.SaveCSV(out, type, options, report);
-    }
-    const kt::CountedVector<Slot> slots = RowsToSave(view, changed_only, false);
+  const auto write = [&](const Kt_Dataset& table, const kt::CountedVector<Slot>& slots) -> kt_long {
     CsvWriter writer(options, report);
-    for (kt_long col = 0; col < GetColCount(); ++col) {
-      const Column& column = columns_[static_cast<std::size_t>(col)];
-      writer.AddColumn(column.id, column.size, SlotCells(col));
+    for (kt_long col = 0; col < table.GetColCount(); ++col) {
+      writer.AddColumn(table.GetColID(col), table.GetColSize(col), table.SlotCells(col));
     }
     if (const kt_long code = writer.Write(slots)) return code;
     ChargeOrLeave(0);
     out = std::move(writer.Text());
     out.FreeExtra();
-    return static_cast<kt_long>(slots.size());
+    return kOk;
   };
-  const kt_long saved = RefuseOnFailure([&] { return Whole(save, -1); });
-  return saved < 0 ? SaveRefusal(saved, report) : saved;
+  return SaveRows(type, report, std::ref(write));  // which needs no memory
 }

@@ -6,14 +6,13 @@
 #include <functional>
 
 #include "classlib/base/Kt_Charge.h"
-#include "classlib/base/detail/Kt_Refuse.h"
 #include "classlib/formats/Kt_CellForms.h"
 #include "classlib/formats/detail/Kt_FileText.h"
+#include "classlib/formats/detail/Kt_ReportLoad.h"
 #include "classlib/formats/detail/Kt_SavedValue.h"
 #include "classlib/store/Kt_Dataset.h"
 #include "classlib/store/detail/Kt_LoadedTable.h"
 #include "classlib/text/Kt_Number.h"
-#include "classlib/text/detail/Kt_RefusalText.h"
 #include "classlib/value/detail/Kt_VariantText.h"
 #include "classlib/xml/detail/Kt_XmlScanner.h"
 
@@ -183,10 +182,8 @@ class XmlReader {
   bool Read() {
     if (ReadDocument()) return true;
     report_.error_line = scanner_.Line();
-    if (!report_.error.IsEmpty()) return false;
-    report_.error = Kt_WString(u"line ") +
-                    kt_longtextW(static_cast<kt_long>(scanner_.Line())).View() + u": " +
-                    scanner_.Error();
+    report_.error_column = scanner_.Column();
+    if (report_.error.IsEmpty()) report_.error = scanner_.Error();
     return false;
   }
 
@@ -401,16 +398,12 @@ class XmlReader {
 }  // namespace
 
 kt_long Kt_Dataset::LoadDataXml(std::u16string_view text, bool clear, Kt_LoadReport& report) {
-  report = {};
-  const kt_long loaded = RefuseOnFailure([&]() -> kt_long {
+  return ReportLoad(report, [&]() -> kt_long {
     XmlReader reader(text, *this, report);
     if (!reader.Read()) return -1;
     LoadedTable table = reader.Table();
-    return Adopt(table, clear);
+    return report.records = Adopt(table, clear);
   });
-  if (loaded < 0 && report.error.IsEmpty()) report.error = RefusalText(loaded);
-  report.rows_read = report.records = std::max(loaded, 0);
-  return loaded;
 }
 
 kt_long Kt_Dataset::LoadDataXml(std::u16string_view text, bool clear) {

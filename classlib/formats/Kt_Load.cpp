@@ -10,6 +10,7 @@
 #include "classlib/formats/detail/Kt_SavedValue.h"
 #include "classlib/store/Kt_Dataset.h"
 #include "classlib/store/detail/Kt_LoadedTable.h"
+#include "classlib/store/detail/Kt_Whole.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -176,6 +177,33 @@ kt_long Kt_Dataset::SaveTable(std::u16string_view type, Kt_SaveReport& report,
     const kt_long code = write(table);
     return code == kOk ? static_cast<kt_long>(table.row_count) : code;
   });
+  return saved < 0 ? SaveRefusal(saved, report) : saved;
+}
+
+// The same for what has neither states nor first values: runs write(table, slots) on the rows that
+// are not deleted. The cells of computed columns are made on the way.
+kt_long Kt_Dataset::SaveRows(
+    std::u16string_view type, Kt_SaveReport& report,
+    const std::function<kt_long(const Kt_Dataset&, const kt::CountedVector<Slot>&)>& write) const {
+  KT_CHECK_THREAD(one_thread_, "dataset", id_);
+  report = {};
+  View view = kAllRows;
+  bool changed_only = false;
+  if (!SaveViewOf(type, view, changed_only)) {
+    return report.Refuse(kErrNotAllowed, Kt_WString(u"unknown save type '") + type + u"'");
+  }
+  const auto save = [&]() -> kt_long {
+    if (!IsPhysical()) {
+      const std::shared_ptr<Kt_ColumnEvaluator> evaluator = evaluator_.pointer;
+      Kt_Dataset table = AsTable(view);
+      table.SetEvaluator(evaluator);  // for its columns of expressions
+      return table.SaveRows(type, report, write);
+    }
+    const kt::CountedVector<Slot> slots = RowsToSave(view, changed_only, false);
+    const kt_long code = write(*this, slots);
+    return code == kOk ? static_cast<kt_long>(slots.size()) : code;
+  };
+  const kt_long saved = RefuseOnFailure([&] { return Whole(save, -1); });
   return saved < 0 ? SaveRefusal(saved, report) : saved;
 }
 

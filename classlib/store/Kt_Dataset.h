@@ -495,6 +495,24 @@ class KT_CLASS_API Kt_Dataset {
   kt_long SaveCSV(Kt_WString& out, std::u16string_view type, const Kt_CsvSaveOptions& options,
                   Kt_SaveReport& report) const;
 
+  // JSON, in UTF-8:
+  //
+  //   [{"id": 1, "name": "a"}, {"id": 2}]       objects: a column per member, as they appear
+  //   [["id", "name"], [1, "a"], [2]]           lists: the first one holds the column ids
+  //   {"rows": [...], ...}                      either, beside members that are skipped
+  //   {"id": 1, "name": "a"}\n{"id": 2}\n       one object or list after the other
+  //
+  // Types that the dataset does not give are found as for CSV; types in the options are those of
+  // all columns: then the columns that were there go. Cells of computed columns are told as not
+  // converted.
+  //
+  // Rows are saved as objects with every column. Numbers are the shortest that read back equal;
+  // dates are texts in ISO 8601 where those do, else day numbers; binaries are texts in
+  // hexadecimal. Refused are numbers that are infinite or NaN, and objects.
+  kt_long LoadJson(std::string_view utf8, const Kt_JsonOptions& options, Kt_LoadReport& report);
+  kt_long SaveJson(Kt_Buffer& out, std::u16string_view type, const Kt_JsonSaveOptions& options,
+                   Kt_SaveReport& report) const;
+
   // XML keeps everything that the store knows of the rows it saves: values of every kind but
   // objects, states, first values, deleted rows in their places. Without `header` types are left
   // out, and the columns take those that the loading dataset has.
@@ -830,6 +848,9 @@ class KT_CLASS_API Kt_Dataset {
   kt::detail::LoadedTable TableToSave(View view, bool changed_only) const;
   kt_long SaveTable(std::u16string_view type, Kt_SaveReport& report,
                     const std::function<kt_long(kt::detail::LoadedTable&)>& write) const;
+  kt_long SaveRows(
+      std::u16string_view type, Kt_SaveReport& report,
+      const std::function<kt_long(const Kt_Dataset&, const kt::CountedVector<Slot>&)>& write) const;
   void AddNotes(const kt::CountedVector<Slot>& slots, kt::detail::LoadedTable& table) const;
   template <class Unit>
   kt_long LoadCsvText(std::basic_string_view<Unit> text, const Kt_CsvOptions& options,

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "classlib/store/Kt_Column.h"
+#include "classlib/store/Kt_SaveReport.h"
 
 // How the texts of a file become rows, and what became of them. One set of rules for CSV, TSV and
 // JSON.
@@ -30,7 +31,18 @@ struct KT_CLASS_API Kt_CellRules {
   std::optional<Kt_DateOrder> dates;  // besides the ISO forms
 };
 
-struct KT_CLASS_API Kt_CsvOptions {
+// What loads of texts have in common.
+struct KT_CLASS_API Kt_LoadOptions {
+  bool clear = true;  // replaces the rows; otherwise appends
+  // A row with a cell that does not convert is rejected as a whole; otherwise the cell is null, or
+  // the number that its text begins with.
+  bool reject_bad_cells = false;
+  Kt_CellRules rules;
+  // How many places the lists of the report hold.
+  std::size_t max_listed = 1000;
+};
+
+struct KT_CLASS_API Kt_CsvOptions : Kt_LoadOptions {
   // Found out from the text: as separator and quote.
   static constexpr char16_t kAuto = 0xFFFF;
 
@@ -40,13 +52,10 @@ struct KT_CLASS_API Kt_CsvOptions {
   char16_t comment = 0;       // lines that begin with it are left out; 0: there are none
   std::int64_t skip = 0;      // lines in front of the header that are left out
   bool header = true;  // the first row holds the column ids; otherwise they are column1, column2...
-  bool clear = true;   // replaces the rows; otherwise appends
-  // A row with a cell that does not convert is rejected as a whole; otherwise the cell is null, or
-  // the number that its text begins with.
-  bool reject_bad_cells = false;
-  Kt_CellRules rules;
-  // How many places the lists of the report hold.
-  std::size_t max_listed = 1000;
+};
+
+struct KT_CLASS_API Kt_JsonOptions : Kt_LoadOptions {
+  bool may_be_empty = false;  // the text: a file with a row per line that has no row
 };
 
 // How rows become CSV.
@@ -58,6 +67,20 @@ struct KT_CLASS_API Kt_CsvSaveOptions {
   // An apostrophe goes before texts and headings that a spreadsheet would run as a formula: those
   // that begin with = + - @ a tab or CR, and are no number.
   bool guard_formulas = false;
+};
+
+// How the rows of a JSON text stand.
+enum class Kt_JsonLayout : std::uint8_t {
+  kList,     // a list with a row per line
+  kLines,    // a row per line, and nothing else
+  kOneLine,  // a list in one line, without a line feed
+};
+
+struct KT_CLASS_API Kt_JsonSaveOptions {
+  Kt_JsonLayout layout = Kt_JsonLayout::kList;
+  // For rows that are only shown: a number that JSON lacks is null then, and an object what this
+  // appends. Nothing: such values refuse the save.
+  Kt_ShowObject show_object;
 };
 
 // What a load made of its rows. Lists hold the first `max_listed`; the counts count all.
@@ -97,9 +120,11 @@ struct KT_CLASS_API Kt_LoadReport {
   std::vector<Cell> not_converted;
   std::vector<Nulls> nulls;
   std::vector<Hint> hints;
-  char16_t separator = 0;       // that was used; 0 when the format has none
-  char16_t quote = 0;           // that was used
-  Kt_WString row_name_column;   // made because the header was one cell short
-  Kt_WString error;             // why nothing was loaded; empty when something was
-  std::int64_t error_line = 0;  // where; 0: unknown
+  char16_t separator = 0;      // that was used; 0 when the format has none
+  char16_t quote = 0;          // that was used
+  Kt_WString row_name_column;  // made because the header was one cell short
+  Kt_WString error;            // why nothing was loaded; empty when something was
+  // Where, counted from 1; 0: unknown. Columns are characters.
+  std::int64_t error_line = 0;
+  std::int64_t error_column = 0;
 };

@@ -7,9 +7,9 @@
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/detail/Kt_Refuse.h"
 #include "classlib/store/Kt_Pivot.h"
+#include "classlib/store/Kt_UniqueIds.h"
 #include "classlib/store/detail/Kt_CellFold.h"
 #include "classlib/store/detail/Kt_Whole.h"
-#include "classlib/text/Kt_Number.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -276,14 +276,8 @@ Kt_ColumnType TypeFor(const kt::CountedVector<Kt_Variant>& values) {
   return type.value_or(Kt_ColumnType::kVariant);
 }
 
-// A column for a position; ids that two positions would share get a number.
 kt_long AddTableColumn(Kt_Dataset& table, const Kt_WString& id, Kt_ColumnType type) {
-  kt_long col = id.IsEmpty() ? -1 : table.AddColumn(id, type);
-  for (kt_long number = 2; col == -1 && table.GetColCount() < kMaxDatasetColumns; ++number) {
-    Kt_WString numbered = id + u"_";
-    numbered += kt_longtextW(number);
-    col = table.AddColumn(numbered, type);
-  }
+  const kt_long col = table.AddColumn(id, type);
   if (col == kErrNoMemory) throw std::bad_alloc();
   if (col < 0) throw std::length_error("too many positions for a table");
   return col;
@@ -297,10 +291,11 @@ kt_long AddTableColumn(Kt_Dataset& table, const Kt_WString& id, Kt_ColumnType ty
 Kt_Dataset Kt_Dataset::PivotTable(View view) const {
   Kt_Dataset table(id_);
   table.constants_ = constants_;
+  Kt_UniqueIds ids;  // positions may have the same text
   const kt::CountedVector<Slot> rows = PivotRows(view, 0, ViewCount(view));
   if (!rows.empty()) table.AppendRow(static_cast<kt_long>(rows.size()));
   for (const Kt_Pivot::KeyColumn& key : pivot_->row_keys_) {
-    const kt_long col = AddTableColumn(table, GetColID(key.col), key.cells->Type());
+    const kt_long col = AddTableColumn(table, ids.Make(GetColID(key.col)), key.cells->Type());
     table.columns_[static_cast<std::size_t>(col)].cells =
         std::make_shared<Kt_Column>(key.cells->Gather(rows));
   }
@@ -311,7 +306,7 @@ Kt_Dataset Kt_Dataset::PivotTable(View view) const {
       const Kt_WString text = GetPivotColText(position);
       Kt_WString id = text.IsEmpty() ? GetColID(value.col) : text;
       if (!text.IsEmpty() && pivot_->values_.size() > 1) id += u"/" + GetColID(value.col);
-      const kt_long col = AddTableColumn(table, id, TypeFor(value.values));
+      const kt_long col = AddTableColumn(table, ids.Make(id), TypeFor(value.values));
       for (std::size_t row = 0; row < rows.size(); ++row) {
         charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
         table.SetColumn(static_cast<kt_long>(row), col,

@@ -1,8 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <functional>
+#include <string>
+
 #include "classlib/base/Kt_Codes.h"
 #include "classlib/text/Kt_WString.h"
+
+class Kt_Variant;
+
+// Appends what is shown for an object; false when there is nothing.
+using Kt_ShowObject = std::function<bool(const Kt_Variant& object, std::string& out)>;
 
 // Why a dataset was not saved. What a form cannot hold is refused by name: nothing is left out.
 struct KT_CLASS_API Kt_SaveReport {

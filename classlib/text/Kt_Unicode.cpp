@@ -225,6 +225,17 @@ bool HasNoWidth(char32_t code_point) {
          category == U_FORMAT_CHAR || category == U_CONTROL_CHAR;
 }
 
+template <class Unit>
+std::int64_t CountLines(std::basic_string_view<Unit> text, std::size_t offset) {
+  std::int64_t line = 1;
+  for (std::size_t at = 0; at < offset; ++at) {
+    const bool ends =
+        text[at] == '\n' || (text[at] == '\r' && (at + 1 == text.size() || text[at + 1] != '\n'));
+    if (ends) ++line;
+  }
+  return line;
+}
+
 }  // namespace
 
 Kt_WString kt_characterW(char32_t code_point) {
@@ -320,4 +331,12 @@ kt_long kt_displaywidthW(std::u16string_view text) {
     }
   }
   return width;
+}
+
+std::int64_t kt_lineofW(std::string_view bytes, std::size_t offset) {
+  return CountLines(bytes, std::min(offset, bytes.size()));
+}
+
+std::int64_t kt_lineofW(std::u16string_view text, std::size_t offset) {
+  return CountLines(text, std::min(offset, text.size()));
 }

@@ -55,6 +55,10 @@ KT_CLASS_API int kt_digitvalueW(char32_t code_point);
 KT_CLASS_API bool kt_half2fullW(const Kt_WString& text, Kt_WString& out);
 KT_CLASS_API bool kt_full2halfW(const Kt_WString& text, Kt_WString& out);
 
+// The line in which a byte / a unit stands, from 1; lines end with LF, CR LF or CR.
+KT_CLASS_API std::int64_t kt_lineofW(std::string_view bytes, std::size_t offset);
+KT_CLASS_API std::int64_t kt_lineofW(std::u16string_view text, std::size_t offset);
+
 // Columns that the text takes on a terminal: 2 for wide and full-width characters and emoji, 0 for
 // combining marks and controls, else 1.
 KT_CLASS_API kt_long kt_displaywidthW(std::u16string_view text);

@@ -13,7 +13,6 @@
 #include "classlib/base/Kt_Buffer.h"
 #include "classlib/text/Kt_AString.h"
 #include "cli/Kt_Bounds.h"
-#include "cli/data/Kt_Json.h"
 #include "cli/data/Kt_Report.h"
 #include "cli/data/Kt_Text.h"
 #include "cli/show/Kt_Markdown.h"
@@ -39,6 +38,13 @@ constexpr FormatName kFormatNames[] = {
 
 char16_t SeparatorOf(DataFormat format) { return format == DataFormat::kTsv ? u'\t' : u','; }
 
+void SetLoadOptions(const DataOptions& options, Kt_LoadOptions& load) {
+  load.rules = options.rules;
+  load.rules.types_may_lack_columns = true;  // HaveTypedColumns looks at all files together
+  load.reject_bad_cells = !options.rejects.empty();
+  if (load.reject_bad_cells) load.max_listed = std::numeric_limits<std::size_t>::max();
+}
+
 // Tables with tabs are mostly written by programs that know no quotes.
 Kt_CsvOptions CsvOptionsOf(const DataOptions& options) {
   const bool is_tsv = *options.format == DataFormat::kTsv;
@@ -49,10 +55,7 @@ Kt_CsvOptions CsvOptionsOf(const DataOptions& options) {
   csv.comment = options.comment;
   csv.skip = options.skip;
   csv.header = options.header;
-  csv.rules = options.rules;
-  csv.rules.types_may_lack_columns = true;  // HaveTypedColumns looks at all files together
-  csv.reject_bad_cells = !options.rejects.empty();
-  if (csv.reject_bad_cells) csv.max_listed = std::numeric_limits<std::size_t>::max();
+  SetLoadOptions(options, csv);
   return csv;
 }
 
@@ -61,13 +64,10 @@ bool Fail(std::string error, DataReport& report) {
   return false;
 }
 
-// The store may say "line N: what", and says the line apart.
 bool FailInStore(DataReport& report) {
-  std::string error = report.rows.error.ToUtf8();
   report.error_line = report.rows.error_line;
-  const std::size_t colon = error.find(": ");
-  if (error.starts_with("line ") && colon != error.npos) error.erase(0, colon + 2);
-  return Fail(error.empty() ? "no data of this format" : std::move(error), report);
+  report.error_column = report.rows.error_column;
+  return Fail(report.rows.error.ToUtf8(), report);
 }
 
 bool LoadCsv(std::string_view bytes, const DataOptions& options, Kt_Dataset& dataset,
@@ -97,14 +97,17 @@ bool LoadXml(std::string_view bytes, const DataOptions& options, Kt_Dataset& dat
 
 bool LoadJsonText(std::string_view bytes, const DataOptions& options, Kt_Dataset& dataset,
                   DataReport& report) {
-  const bool lines = *options.format == DataFormat::kJsonLines;
+  Kt_JsonOptions json;
+  SetLoadOptions(options, json);
+  json.may_be_empty = *options.format == DataFormat::kJsonLines;
   FileText text;
   if (!ReadText(bytes, options.code_page, options.guess_encoding, text, report)) return false;
   const std::string converted = text.utf8 ? std::string() : text.text.ToUtf8();
   if (!text.utf8 && Kt_WString::FromUtf8(converted) != text.text) {
     return Fail("half of a surrogate pair that is not written as an escape", report);
   }
-  return LoadJson(text.utf8.value_or(converted), lines, CsvOptionsOf(options), dataset, report);
+  const std::string_view utf8 = text.utf8.value_or(converted);
+  return dataset.LoadJson(utf8, json, report.rows) >= 0 || FailInStore(report);
 }
 
 bool LoadBinary(std::string_view bytes, Kt_Dataset& dataset, DataReport& report) {
@@ -213,9 +216,14 @@ bool SaveUtf8(std::string_view utf8, const DataOptions& options, std::string& by
 
 bool SaveJsonText(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
                   std::string& reason) {
-  const bool lines = *options.format == DataFormat::kJsonLines;
-  const JsonLayout layout = lines ? JsonLayout::kLines : JsonLayout::kList;
-  if (!SaveJson(dataset, layout, bytes, reason)) return false;
+  Kt_JsonSaveOptions json;
+  if (*options.format == DataFormat::kJsonLines) json.layout = Kt_JsonLayout::kLines;
+  Kt_Buffer out;
+  Kt_SaveReport report;
+  const bool saved = dataset.SaveJson(out, {}, json, report) >= 0;
+  reason = ReasonOf(report);
+  if (!saved) return false;
+  bytes = out.View();
   if (SaveCodePage(options) == kCodePageUtf8) return true;
   return SaveUtf8(bytes, options, bytes, reason);
 }

@@ -176,7 +176,7 @@ bool LoadDataInto(const DataFiles::Item& item, const DataOptions& options, bool 
     known->AnnounceRows(Kt_LoadReason::kLoaded);
   }
   streams.out.flush();
-  streams.messages << DescribeLoad(item.path, options, report, verbose);
+  TellLoad(item.path, options, report, verbose, streams.messages);
   return true;
 }
 
@@ -206,7 +206,7 @@ int LoadDataFiles(const DataFiles& files, const char* command, Kt_CliHost& host,
     if (!LoadDataInto(item, files.load_options, files.verbose, host, streams, report)) {
       if (TellStop(item.path, streams)) return kScriptFault;
       streams.out.flush();
-      streams.messages << DescribeError(item.path, report) << '\n';
+      TellError(item.path, report, streams.messages);
       return report.no_access ? kCommandFault : kScriptFault;
     }
     loaded.push_back(host.GetDatasets().Find(Kt_WString::FromUtf8(item.name))->GetDataset());

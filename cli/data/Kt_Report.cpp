@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "cli/Kt_Diagnostic.h"
 #include "cli/Kt_File.h"
 #include "cli/Kt_Visible.h"
 #include "cli/show/Kt_Cell.h"
@@ -31,12 +32,55 @@ std::string ShownName(const std::string& path) {
   return path == kStandardInput ? "stdin" : WithVisibleControls(path);
 }
 
-std::string PlaceOf(const std::string& path, const DataReport& report) {
-  std::string place = ShownName(path);
-  if (report.error_line > 0) place += fmt::format(":{}", report.error_line);
-  if (report.error_column > 0) place += fmt::format(":{}", report.error_column);
-  return place;
-}
+// Messages about one file, each with its place in fields.
+class Messages {
+ public:
+  explicit Messages(const std::string& path) : name_(ShownName(path)) {}
+
+  void Add(std::string text, std::int64_t line = 0) {
+    Add(line > 0 ? Diagnostic::Severity::kWarning : Diagnostic::Severity::kNote, std::move(text),
+        line, 0);
+  }
+  void Add(Diagnostic::Severity severity, std::string text, std::int64_t line,
+           std::int64_t column) {
+    Diagnostic& message = all_.emplace_back();
+    message.severity = severity;
+    message.text = std::move(text);
+    message.file = name_;
+    message.line = Clamped(line);
+    message.column = Clamped(column);
+  }
+
+  // "file:line:column: text\n" and the forms with less of it.
+  std::string Text() const {
+    std::string out;
+    for (const Diagnostic& message : all_) {
+      out += message.file;
+      if (message.line > 0) out += fmt::format(":{}", message.line);
+      if (message.column > 0) out += fmt::format(":{}", message.column);
+      const bool is_error = message.severity == Diagnostic::Severity::kError;
+      out += (is_error ? ": error: " : ": ") + message.text + '\n';
+    }
+    return out;
+  }
+  void Tell(std::ostream& messages) const {
+    auto* const json = JsonMessages::Of(messages);
+    if (json == nullptr) {
+      messages << Text();
+      return;
+    }
+    for (const Diagnostic& message : all_) json->Write(message);
+  }
+
+ private:
+  static kt_long Clamped(std::int64_t number) {
+    return static_cast<kt_long>(
+        std::min<std::int64_t>(number, std::numeric_limits<kt_long>::max()));
+  }
+
+  std::string name_;
+  std::vector<Diagnostic> all_;
+};
 
 std::string Count(std::int64_t count, std::string_view one, std::string_view many) {
   return fmt::format("{} {}", count, count == 1 ? one : many);
@@ -62,11 +106,11 @@ std::vector<Fault> FaultsOf(const Kt_LoadReport& rows) {
   return faults;
 }
 
-std::string FaultLine(const std::string& path, const Fault& fault) {
-  const std::string place = fmt::format("{}:{}: ", ShownName(path), fault.line);
-  if (!fault.is_cell) return place + "row rejected: " + fault.reason;
-  const std::string text = fault.text.IsEmpty() ? "" : ": '" + ShownCell(fault.text) + "'";
-  return place + fault.reason + text;
+void AddFault(const Fault& fault, Messages& out) {
+  const bool has_text = fault.is_cell && !fault.text.IsEmpty();
+  out.Add((fault.is_cell ? "" : "row rejected: ") + fault.reason +
+              (has_text ? ": '" + ShownCell(fault.text) + "'" : ""),
+          fault.line);
 }
 
 void AppendCsv(const std::string& cell, std::string& out) {
@@ -120,33 +164,34 @@ std::string LossOf(const Kt_LoadReport& rows) {
 }
 
 // The first places, and what can be done.
-std::string RefusedLines(const std::string& path, const DataReport& report, OptionStyle style) {
-  std::string out;
+void AddRefused(const DataReport& report, OptionStyle style, Messages& out) {
   const std::vector<Fault> faults = FaultsOf(report.rows);
   const std::size_t shown = std::min(faults.size(), kMaxShownOfRefused);
-  for (std::size_t at = 0; at < shown; ++at) out += "\n" + FaultLine(path, faults[at]);
+  for (std::size_t at = 0; at < shown; ++at) AddFault(faults[at], out);
   const std::int64_t more = report.RejectCount() - static_cast<std::int64_t>(shown);
-  if (more > 0) out += fmt::format("\n{}: {} more", ShownName(path), more);
+  if (more > 0) out.Add(fmt::format("{} more", more));
   const bool is_script = style == OptionStyle::kScript;
-  return out + fmt::format(
-                   "\n{}: {} writes such rows to a file and loads the rest; {}{} loads what it can",
-                   ShownName(path), is_script ? "the option rejects=FILE" : "--rejects FILE",
-                   is_script ? "allow-rejects=" : "--allow-rejects ", report.RejectCount());
+  out.Add(fmt::format("{} writes such rows to a file and loads the rest; {}{} loads what it can",
+                      is_script ? "the option rejects=FILE" : "--rejects FILE",
+                      is_script ? "allow-rejects=" : "--allow-rejects ", report.RejectCount()));
 }
 
-template <class Item, class Line>
-void AppendFirst(const std::vector<Item>& items, std::int64_t count, const std::string& path,
-                 Line line, std::string& out) {
-  const std::size_t shown = std::min(items.size(), kMaxShown);
-  for (std::size_t at = 0; at < shown; ++at) out += line(items[at]) + "\n";
-  const std::int64_t left_out = count - static_cast<std::int64_t>(shown);
-  if (left_out > 0) out += fmt::format("{}: {} more are not shown\n", ShownName(path), left_out);
+Messages ErrorOf(const std::string& path, const DataReport& report, Diagnostic::Severity severity,
+                 OptionStyle style) {
+  Messages out(path);
+  out.Add(severity, WithVisibleControls(report.error), report.error_line, report.error_column);
+  if (report.has_rejects) AddRefused(report, style, out);
+  return out;
 }
 
-std::string SummaryLine(const std::string& path, const DataOptions& options,
-                        const DataReport& report, bool verbose) {
+std::string WithoutLastLineFeed(std::string text) {
+  text.pop_back();
+  return text;
+}
+
+std::string SummaryLine(const DataOptions& options, const DataReport& report, bool verbose) {
   const Kt_LoadReport& rows = report.rows;
-  std::string out = fmt::format("{}: {}", ShownName(path), Count(rows.rows_read, "row", "rows"));
+  std::string out = Count(rows.rows_read, "row", "rows");
   const std::string counts = RejectCounts(rows);
   if (!counts.empty()) out += ", " + counts;
   if (rows.rows_short > 0) {
@@ -156,21 +201,26 @@ std::string SummaryLine(const std::string& path, const DataOptions& options,
   if (verbose && rows.separator != 0 && rows.separator != u',' && rows.separator != u'\t') {
     out += ", separator " + ShownCell(Kt_WString(std::u16string_view(&rows.separator, 1)));
   }
-  return out + '\n';
+  return out;
 }
 
-void AppendFaults(const std::string& path, const DataReport& report, std::string& out) {
+void AddFirst(const std::vector<Fault>& faults, std::int64_t count, Messages& out) {
+  const std::size_t shown = std::min(faults.size(), kMaxShown);
+  for (std::size_t at = 0; at < shown; ++at) AddFault(faults[at], out);
+  const std::int64_t left_out = count - static_cast<std::int64_t>(shown);
+  if (left_out > 0) out.Add(fmt::format("{} more are not shown", left_out));
+}
+
+void AddFaults(const DataReport& report, Messages& out) {
   std::vector<Fault> rows;
   std::vector<Fault> cells;
   for (const Fault& fault : FaultsOf(report.rows)) (fault.is_cell ? cells : rows).push_back(fault);
-  const auto line = [&](const Fault& fault) { return FaultLine(path, fault); };
-  AppendFirst(rows, report.rows.rows_rejected, path, line, out);
-  AppendFirst(cells, report.rows.cells_not_converted, path, line, out);
+  AddFirst(rows, report.rows.rows_rejected, out);
+  AddFirst(cells, report.rows.cells_not_converted, out);
 }
 
 // One line for each column: "a.csv: column 'price': 3 'NA', 1 '-' taken for null".
-void AppendNulls(const std::string& path, const Kt_LoadReport& rows, bool verbose,
-                 std::string& out) {
+void AddNulls(const Kt_LoadReport& rows, bool verbose, Messages& out) {
   std::vector<std::pair<Kt_WString, std::string>> columns;
   for (const Kt_LoadReport::Nulls& nulls : rows.nulls) {
     const std::string part = fmt::format("{} '{}'", nulls.count, ShownCell(nulls.token));
@@ -182,13 +232,13 @@ void AppendNulls(const std::string& path, const Kt_LoadReport& rows, bool verbos
   }
   const std::size_t shown = verbose ? columns.size() : std::min(columns.size(), kMaxColumns);
   for (std::size_t at = 0; at < shown; ++at) {
-    out += fmt::format("{}: column '{}': {} taken for null\n", ShownName(path),
-                       ShownCell(columns[at].first), columns[at].second);
+    out.Add(fmt::format("column '{}': {} taken for null", ShownCell(columns[at].first),
+                        columns[at].second));
   }
   if (shown == columns.size()) return;
-  out += fmt::format(
-      "{}: so were texts in {} (--verbose shows them)\n", ShownName(path),
-      Count(std::ssize(columns) - static_cast<std::int64_t>(shown), "more column", "more columns"));
+  out.Add(fmt::format("so were texts in {} (--verbose shows them)",
+                      Count(std::ssize(columns) - static_cast<std::int64_t>(shown), "more column",
+                            "more columns")));
 }
 
 // Whether a shell and the options of a script take the value as it stands.
@@ -222,6 +272,29 @@ std::string OptionText(const Kt_WString& option, OptionStyle style) {
   return out;
 }
 
+Messages LoadMessages(const std::string& path, const DataOptions& options, const DataReport& report,
+                      bool verbose, OptionStyle style) {
+  const Kt_LoadReport& rows = report.rows;
+  Messages out(path);
+  if (!report.IsClean() || rows.rows_short > 0 || verbose) {
+    out.Add(SummaryLine(options, report, verbose));
+  }
+  if (options.rejects.empty()) AddFaults(report, out);
+  if (!report.guessed_encoding.empty()) {
+    out.Add(fmt::format("read as {}, the likeliest encoding", report.guessed_encoding));
+  }
+  if (!rows.row_name_column.IsEmpty()) {
+    out.Add(fmt::format("the header is one cell short; the first column is called '{}'",
+                        ShownCell(rows.row_name_column)));
+  }
+  AddNulls(rows, verbose, out);
+  for (const Kt_LoadReport::Hint& hint : rows.hints) {
+    out.Add(fmt::format("column '{}' is text, as '{}'; {} would read it", ShownCell(hint.column),
+                        ShownCell(hint.example), OptionText(hint.option, style)));
+  }
+  return out;
+}
+
 }  // namespace
 
 bool AcceptRejects(const DataOptions& options, DataReport& report) {
@@ -240,38 +313,26 @@ bool AcceptRejects(const DataOptions& options, DataReport& report) {
 }
 
 std::string DescribeError(const std::string& path, const DataReport& report) {
-  return PlaceOf(path, report) + ": error: " + WithVisibleControls(report.error) +
-         (report.has_rejects ? RefusedLines(path, report, OptionStyle::kCommandLine) : "");
+  return WithoutLastLineFeed(
+      ErrorOf(path, report, Diagnostic::Severity::kError, OptionStyle::kCommandLine).Text());
 }
 
 std::string DescribeFault(const std::string& path, const DataReport& report, OptionStyle style) {
-  return PlaceOf(path, report) + ": " + WithVisibleControls(report.error) +
-         (report.has_rejects ? RefusedLines(path, report, style) : "");
+  return WithoutLastLineFeed(ErrorOf(path, report, Diagnostic::Severity::kWarning, style).Text());
 }
 
 std::string DescribeLoad(const std::string& path, const DataOptions& options,
                          const DataReport& report, bool verbose, OptionStyle style) {
-  const Kt_LoadReport& rows = report.rows;
-  std::string out;
-  if (!report.IsClean() || rows.rows_short > 0 || verbose) {
-    out = SummaryLine(path, options, report, verbose);
-  }
-  if (options.rejects.empty()) AppendFaults(path, report, out);
-  const std::string name = ShownName(path);
-  if (!report.guessed_encoding.empty()) {
-    out += fmt::format("{}: read as {}, the likeliest encoding\n", name, report.guessed_encoding);
-  }
-  if (!rows.row_name_column.IsEmpty()) {
-    out += fmt::format("{}: the header is one cell short; the first column is called '{}'\n", name,
-                       ShownCell(rows.row_name_column));
-  }
-  AppendNulls(path, rows, verbose, out);
-  for (const Kt_LoadReport::Hint& hint : rows.hints) {
-    out += fmt::format("{}: column '{}' is text, as '{}'; {} would read it\n", name,
-                       ShownCell(hint.column), ShownCell(hint.example),
-                       OptionText(hint.option, style));
-  }
-  return out;
+  return LoadMessages(path, options, report, verbose, style).Text();
+}
+
+void TellError(const std::string& path, const DataReport& report, std::ostream& messages) {
+  ErrorOf(path, report, Diagnostic::Severity::kError, OptionStyle::kCommandLine).Tell(messages);
+}
+
+void TellLoad(const std::string& path, const DataOptions& options, const DataReport& report,
+              bool verbose, std::ostream& messages, OptionStyle style) {
+  LoadMessages(path, options, report, verbose, style).Tell(messages);
 }
 
 }  // namespace kt::cli

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <iosfwd>
 #include <string>
 
 #include "cli/data/Kt_Data.h"
@@ -33,5 +34,10 @@ std::string DescribeFault(const std::string& path, const DataReport& report,
 std::string DescribeLoad(const std::string& path, const DataOptions& options,
                          const DataReport& report, bool verbose,
                          OptionStyle style = OptionStyle::kCommandLine);
+
+// Write what DescribeError and DescribeLoad say; under --json with file, line and column apart.
+void TellError(const std::string& path, const DataReport& report, std::ostream& messages);
+void TellLoad(const std::string& path, const DataOptions& options, const DataReport& report,
+              bool verbose, std::ostream& messages, OptionStyle style = OptionStyle::kCommandLine);
 
 }  // namespace kt::cli

@@ -7,6 +7,7 @@
 
 #include "classlib/text/Kt_AString.h"
 #include "classlib/text/Kt_EncodingDetector.h"
+#include "classlib/text/Kt_Unicode.h"
 
 namespace kt::cli {
 namespace {
@@ -16,17 +17,6 @@ bool IsUtf16(kt_long code_page) {
 }
 bool IsUtf8(kt_long code_page) {
   return code_page == kCodePageUtf8 || code_page == kCodePageDefault;
-}
-
-template <class Unit>
-std::int64_t CountLines(std::basic_string_view<Unit> text, std::size_t offset) {
-  std::int64_t line = 1;
-  for (std::size_t at = 0; at < offset; ++at) {
-    const bool ends =
-        text[at] == '\n' || (text[at] == '\r' && (at + 1 == text.size() || text[at + 1] != '\n'));
-    if (ends) ++line;
-  }
-  return line;
 }
 
 std::string ToUtf16(std::u16string_view text, bool big_endian) {
@@ -93,14 +83,6 @@ std::string FittingEncodings(const std::vector<Kt_WString>& names) {
 
 }  // namespace
 
-std::int64_t LineOf(std::string_view bytes, std::size_t offset) {
-  return CountLines(bytes, std::min(offset, bytes.size()));
-}
-
-std::int64_t LineOf(std::u16string_view text, std::size_t offset) {
-  return CountLines(text, std::min(offset, text.size()));
-}
-
 std::optional<kt_long> XmlEncoding(std::string_view bytes) {
   if (!bytes.starts_with("<?xml")) return std::nullopt;
   const std::string_view declaration =
@@ -140,7 +122,7 @@ bool ReadText(std::string_view bytes, std::optional<kt_long> wanted, bool guess,
   }
   const auto offset = static_cast<std::size_t>(bad);
   report.error_line =
-      IsUtf16(code_page) ? LineOf(text.text.View(), offset / 2) : LineOf(content, offset);
+      IsUtf16(code_page) ? kt_lineofW(text.text.View(), offset / 2) : kt_lineofW(content, offset);
   report.error =
       fmt::format("no valid {} at byte offset {}{}", kt_codepagenameW(code_page).ToUtf8(),
                   offset + mark, marked ? "" : FittingEncodings(names));

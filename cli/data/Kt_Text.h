@@ -31,8 +31,4 @@ bool ReadText(std::string_view bytes, std::optional<kt_long> wanted, bool guess,
 // encoding lacks a character of the text.
 bool EncodeText(const Kt_WString& text, kt_long code_page, std::string& bytes, std::string& reason);
 
-// The line in which a byte / a unit stands, from 1; lines end with LF, CR LF or CR.
-std::int64_t LineOf(std::string_view bytes, std::size_t offset);
-std::int64_t LineOf(std::u16string_view text, std::size_t offset);
-
 }  // namespace kt::cli

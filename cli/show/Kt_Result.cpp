@@ -3,10 +3,10 @@
 
 #include <ostream>
 
+#include "classlib/base/Kt_Buffer.h"
 #include "cli/Kt_Bounds.h"
 #include "cli/Kt_Json.h"
 #include "cli/Kt_Text.h"
-#include "cli/data/Kt_Json.h"
 #include "cli/show/Kt_Table.h"
 #include "cli/show/Kt_View.h"
 #include "dataset/Kt_ExprDataset.h"
@@ -47,7 +47,20 @@ bool PrintValue(const Kt_Variant& value, std::ostream& out, std::string& reason)
 bool ResultJson(const Kt_Variant& value, std::string& json, std::string& reason) {
   const Kt_Dataset* const dataset = DatasetOf(value);
   if (dataset == nullptr) return ToJson(value, json, reason);
-  return SaveJson(*dataset, JsonLayout::kOneLine, json, reason);
+  Kt_JsonSaveOptions options;
+  options.layout = Kt_JsonLayout::kOneLine;
+  options.show_object = [](const Kt_Variant& object, std::string& out) {
+    std::string text;
+    const bool is_shown = ToJson(object, text);
+    out += text;
+    return is_shown;
+  };
+  Kt_Buffer text;
+  Kt_SaveReport report;
+  const bool saved = dataset->SaveJson(text, {}, options, report) >= 0;
+  json = text.View();
+  reason = Kt_WorkMeter::CurrentStop() != 0 ? StopReason() : report.error.ToUtf8();
+  return saved;
 }
 
 }  // namespace kt::cli

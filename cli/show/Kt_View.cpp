@@ -9,16 +9,6 @@
 
 using kt::cli::GoesOn;
 
-namespace {
-
-std::u16string Folded(const Kt_WString& text) {
-  std::u16string folded(text.View());
-  for (char16_t& unit : folded) unit = kt_foldcaseW(unit);
-  return folded;
-}
-
-}  // namespace
-
 Kt_CliView::Kt_CliView(const Kt_Dataset& dataset) : dataset_(dataset) {
   for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
     AddColumn({dataset.GetColID(col), col, -1, dataset.GetColType(col), Kt_Aggregate::kNone});
@@ -27,31 +17,18 @@ Kt_CliView::Kt_CliView(const Kt_Dataset& dataset) : dataset_(dataset) {
 
 void Kt_CliView::SetColumns(std::vector<Column> columns) {
   columns_.clear();
-  headings_.clear();
+  headings_ = Kt_UniqueIds(u" ");
   total_.clear();
   columns_.reserve(columns.size());
   for (Column& column : columns) AddColumn(std::move(column));
 }
 
 void Kt_CliView::AddColumn(Column column, bool in_front) {
-  column.heading = UniqueHeading(column.heading);
+  column.heading = headings_.Make(column.heading);
   columns_.insert(in_front ? columns_.begin() : columns_.end(), std::move(column));
   if (!total_.empty()) total_.insert(in_front ? total_.begin() : total_.end(), Kt_Variant());
   if (!in_front) return;
   for (std::size_t& label : label_columns_) ++label;
-}
-
-// Headings become names of columns in files, which have to differ. A cross table has thousands.
-Kt_WString Kt_CliView::UniqueHeading(const Kt_WString& heading) {
-  constexpr std::size_t kFirstNumber = 2;
-  const auto [taken, is_new] = headings_.try_emplace(Folded(heading), kFirstNumber);
-  if (is_new) return heading;
-  for (;;) {
-    // A rehash moves no element, so `taken` holds on.
-    const std::string number = std::to_string(taken->second++);
-    const Kt_WString unique = heading + u" " + Kt_WString::FromUtf8(number);
-    if (headings_.try_emplace(Folded(unique), kFirstNumber).second) return unique;
-  }
 }
 
 void Kt_CliView::ShowSubtotals(kt_long max_level) {

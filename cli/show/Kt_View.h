@@ -2,10 +2,10 @@
 #pragma once
 
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 #include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/Kt_UniqueIds.h"
 
 // What `kt show` shows of a dataset, as a plain grid: some of its columns, or those of a cross
 // table, and some of its rows, subtotal rows among them. Table, chart, page and files all read it.
@@ -79,13 +79,11 @@ class Kt_CliView {
  private:
   kt_long DatasetRow(kt_long row) const { return some_rows_ ? rows_[AsIndex(row)] : row; }
   static std::size_t AsIndex(kt_long row) { return static_cast<std::size_t>(row); }
-  Kt_WString UniqueHeading(const Kt_WString& heading);
   Kt_Variant StateText(kt_long dataset_row) const;
 
   const Kt_Dataset& dataset_;
   std::vector<Column> columns_;
-  // The headings without regard to case, each with the number to try next.
-  std::unordered_map<std::u16string, std::size_t> headings_;
+  Kt_UniqueIds headings_{u" "};  // which become ids of columns in files
   std::vector<std::size_t> label_columns_;
   std::vector<kt_long> group_keys_;
   std::vector<kt_long> rows_;  // of the dataset, when only some are shown

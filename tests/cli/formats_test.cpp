@@ -414,7 +414,7 @@ TEST(CliFormats, FilesThatAreNone) {
     const char* file;
     const char* error;
   } kRows[] = {
-      {"a.xml", "a.xml:3: error: end tag of another element"},
+      {"a.xml", "a.xml:3:3: error: end tag of another element"},
       {"b.ktb", "b.ktb: error: no whole dataset in binary form"},
       {"c.csv", "c.csv:1: error: the text has no header row"},
       {"d.doc", "d.doc: error: the ending names no format (csv, tsv, xml, json, jsonl, ktb)"},

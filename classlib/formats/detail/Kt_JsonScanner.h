@@ -6,7 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace kt::cli {
+namespace kt::detail {
 
 // Cuts a JSON text in UTF-8 into pieces and checks its grammar on the way. Several values may
 // follow each other at the top, with or without white space between.
@@ -48,16 +48,16 @@ class JsonScanner {
   bool SkipValue();
   std::size_t Depth() const { return open_.size(); }
   // What was wrong at Offset.
-  const std::string& Error() const { return error_; }
+  const std::u16string& Error() const { return error_; }
 
  private:
-  enum class State : std::uint8_t { kValue, kFirst, kBehind };
+  enum class State : std::uint8_t { kValue, kFirst, kAfter };
 
-  Piece Fail(std::size_t at, std::string error);
+  Piece Fail(std::size_t at, std::u16string error);
   Piece Value();
   Piece Open(bool object);
   Piece Close(bool object);
-  Piece BehindValue();
+  Piece AfterValue();
   Piece Name();
   Piece Word(std::string_view word, Piece piece);
   Piece Number();
@@ -75,7 +75,7 @@ class JsonScanner {
   std::string_view piece_;
   std::vector<bool> open_;  // one for each open bracket: of an object
   State state_ = State::kValue;
-  std::string error_;
+  std::u16string error_;
 };
 
 // The text of a string or name that a scanner gave. Escaped halves of surrogate pairs stay.
@@ -83,4 +83,4 @@ void DecodeJson(std::string_view raw, std::u16string& text);
 // Appends a text in quotes. What UTF-8 cannot hold is escaped.
 void AppendJsonString(std::u16string_view text, std::string& out);
 
-}  // namespace kt::cli
+}  // namespace kt::detail

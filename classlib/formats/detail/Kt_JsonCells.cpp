@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "cli/data/Kt_JsonCells.h"
+#include "classlib/formats/detail/Kt_JsonCells.h"
 
 #include <algorithm>
 #include <bit>
@@ -7,11 +7,10 @@
 #include <cmath>
 #include <vector>
 
+#include "classlib/formats/detail/Kt_FileText.h"
 #include "classlib/text/Kt_Number.h"
-#include "cli/Kt_Json.h"
-#include "cli/Kt_Text.h"
 
-namespace kt::cli {
+namespace kt::detail {
 namespace {
 
 using Piece = JsonScanner::Piece;
@@ -52,6 +51,16 @@ bool BytesOf(std::u16string_view hex, Kt_Variant& value) {
   return true;
 }
 
+void AppendHex(std::span<const std::uint8_t> bytes, std::string& out) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  out += '"';
+  for (const std::uint8_t byte : bytes) {
+    out += kDigits[byte >> 4];
+    out += kDigits[byte & 15];
+  }
+  out += '"';
+}
+
 // A day number where no text of a date reads back as the same moment.
 void AppendDate(double days, std::string& out) {
   const Kt_WString date = Kt_DateTime{days}.ToText(true);
@@ -69,14 +78,14 @@ void AppendDate(double days, std::string& out) {
 // What one list may take, because lists may share their parts.
 constexpr std::size_t kMaxListBytes = std::size_t{1} << 29;
 // Writing a list recurses once per level.
-constexpr int kMaxListDepth = 500;
+constexpr int kMaxJsonDepth = 500;
 
 class JsonWriter {
  public:
-  JsonWriter(bool is_shown, std::string& out)
-      : is_shown_(is_shown), out_(out), start_(out.size()) {}
+  JsonWriter(const Kt_ShowObject& show_object, std::string& out)
+      : show_object_(show_object), out_(out), start_(out.size()) {}
 
-  const char* Write(const Kt_Variant& held, int depth) {
+  const char16_t* Write(const Kt_Variant& held, int depth) {
     const Kt_Variant& value = held.Target();
     switch (value.GetTag()) {
       case kTagEmpty: out_ += "null"; return nullptr;
@@ -87,25 +96,20 @@ class JsonWriter {
       case kTagBool: out_ += value.AsInt64() != 0 ? "true" : "false"; return nullptr;
       case kTagList: return WriteList(value.GetList(), depth);
       case kTagObject: return WriteObject(value);
-      case kTagBinary:
-        AppendJsonString(Kt_WString::FromUtf8(ValueText(value)), out_);
-        return nullptr;
+      case kTagBinary: AppendHex(value.AsBinary(), out_); return nullptr;
       default: AppendJsonString(value.ToString(), out_); return nullptr;
     }
   }
 
  private:
-  const char* WriteObject(const Kt_Variant& value) {
-    std::string object;
-    if (!is_shown_ || !ToJson(value, object)) return "an object";
-    out_ += object;
-    return nullptr;
+  const char16_t* WriteObject(const Kt_Variant& value) {
+    return show_object_ && show_object_(value, out_) ? nullptr : u"an object";
   }
 
-  const char* WriteNumber(const Kt_Variant& value) {
+  const char16_t* WriteNumber(const Kt_Variant& value) {
     const double number = value.AsDouble();
     if (!std::isfinite(number)) {
-      if (!is_shown_) return std::isnan(number) ? "a NaN" : "an infinite number";
+      if (!show_object_) return std::isnan(number) ? u"a NaN" : u"an infinite number";
       out_ += "null";
     } else if (value.GetTag() == kTagDateTime) {
       AppendDate(number, out_);
@@ -115,20 +119,20 @@ class JsonWriter {
     return nullptr;
   }
 
-  const char* WriteList(const Kt_VariantList& list, int depth) {
-    if (depth == kMaxListDepth) return "lists nested too deeply";
+  const char16_t* WriteList(const Kt_VariantList& list, int depth) {
+    if (depth == kMaxJsonDepth) return u"lists nested too deeply";
     const char* mark = "[";
     for (const Kt_Variant& item : list) {
       out_ += mark;
       mark = ",";
-      if (const char* const fault = Write(item, depth + 1)) return fault;
-      if (out_.size() - start_ > kMaxListBytes) return "a list that is too large";
+      if (const char16_t* const fault = Write(item, depth + 1)) return fault;
+      if (out_.size() - start_ > kMaxListBytes) return u"a list that is too large";
     }
     out_ += list.GetCount() == 0 ? "[]" : "]";
     return nullptr;
   }
 
-  const bool is_shown_;
+  const Kt_ShowObject& show_object_;
   std::string& out_;
   const std::size_t start_;
 };
@@ -236,8 +240,10 @@ bool JsonCellReader::Value(const JsonCell& cell, Kt_ColumnType type, Kt_Variant&
   return type == Kt_ColumnType::kVariant;
 }
 
-const char* AppendJsonValue(const Kt_Variant& value, bool is_shown, std::string& out) {
-  return JsonWriter(is_shown, out).Write(value, 0);
+Kt_WString AppendJsonValue(const Kt_Variant& value, const Kt_ShowObject& show_object,
+                           std::string& out) {
+  const char16_t* const fault = JsonWriter(show_object, out).Write(value, 0);
+  return fault != nullptr ? Kt_WString(fault) : Kt_WString();
 }
 
-}  // namespace kt::cli
+}  // namespace kt::detail

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: MIT
-#include "cli/data/Kt_JsonScanner.h"
-
-#include <fmt/format.h>
+#include "classlib/formats/detail/Kt_JsonScanner.h"
 
 #include <charconv>
 
-namespace kt::cli {
+namespace kt::detail {
 namespace {
 
 bool IsDigit(char unit) { return unit >= '0' && unit <= '9'; }
@@ -76,7 +74,7 @@ void AppendUtf8(char32_t code_point, std::string& out) {
 
 }  // namespace
 
-JsonScanner::Piece JsonScanner::Fail(std::size_t at, std::string error) {
+JsonScanner::Piece JsonScanner::Fail(std::size_t at, std::u16string error) {
   offset_ = at;
   error_ = std::move(error);
   return Piece::kError;
@@ -96,16 +94,16 @@ JsonScanner::Piece JsonScanner::Next() {
     offset_ = at_;
     return IsAtEnd() ? Piece::kEnd : Value();
   }
-  if (state_ == State::kBehind) return BehindValue();
+  if (state_ == State::kAfter) return AfterValue();
   if (state_ == State::kValue) return Value();
   if (Peek() == (InObject() ? '}' : ']') && !IsAtEnd()) return Close(InObject());
   return InObject() ? Name() : Value();
 }
 
-JsonScanner::Piece JsonScanner::BehindValue() {
+JsonScanner::Piece JsonScanner::AfterValue() {
   const bool object = InObject();
-  const char* const wanted = object ? "expected ',' or '}'" : "expected ',' or ']'";
-  if (IsAtEnd()) return Fail(at_, std::string("the text ends; ") + wanted);
+  const char16_t* const wanted = object ? u"expected ',' or '}'" : u"expected ',' or ']'";
+  if (IsAtEnd()) return Fail(at_, std::u16string(u"the text ends; ") + wanted);
   if (Peek() == (object ? '}' : ']')) return Close(object);
   if (Peek() != ',') return Fail(at_, wanted);
   ++at_;
@@ -114,17 +112,17 @@ JsonScanner::Piece JsonScanner::BehindValue() {
 }
 
 JsonScanner::Piece JsonScanner::Name() {
-  if (Peek() != '"') return Fail(at_, "expected the name of a member in double quotes");
+  if (Peek() != '"') return Fail(at_, u"expected the name of a member in double quotes");
   if (!String()) return Piece::kError;
   SkipBlanks();
-  if (Peek() != ':') return Fail(at_, "expected ':' behind the name of a member");
+  if (Peek() != ':') return Fail(at_, u"expected ':' behind the name of a member");
   ++at_;
   state_ = State::kValue;
   return Piece::kName;
 }
 
 JsonScanner::Piece JsonScanner::Value() {
-  state_ = State::kBehind;
+  state_ = State::kAfter;
   switch (Peek()) {
     case '{': return Open(true);
     case '[': return Open(false);
@@ -134,7 +132,7 @@ JsonScanner::Piece JsonScanner::Value() {
     case 'n': return Word("null", Piece::kNull);
     default:
       if (Peek() == '-' || IsDigit(Peek())) return Number();
-      return Fail(at_, IsAtEnd() ? "the text ends; expected a value" : "expected a value");
+      return Fail(at_, IsAtEnd() ? u"the text ends; expected a value" : u"expected a value");
   }
 }
 
@@ -150,7 +148,7 @@ JsonScanner::Piece JsonScanner::Close(bool object) {
   offset_ = at_++;
   piece_ = text_.substr(offset_, 1);
   open_.pop_back();
-  state_ = State::kBehind;
+  state_ = State::kAfter;
   return object ? Piece::kObjectEnd : Piece::kArrayEnd;
 }
 
@@ -166,7 +164,7 @@ bool JsonScanner::SkipValue() {
 }
 
 JsonScanner::Piece JsonScanner::Word(std::string_view word, Piece piece) {
-  if (text_.substr(at_, word.size()) != word) return Fail(at_, "expected a value");
+  if (text_.substr(at_, word.size()) != word) return Fail(at_, u"expected a value");
   offset_ = at_;
   piece_ = word;
   at_ += word.size();
@@ -184,16 +182,16 @@ JsonScanner::Piece JsonScanner::Number() {
   if (Peek() == '-') ++at_;
   const bool zero = Peek() == '0';
   const std::size_t whole = at_;
-  if (!Digits()) return Fail(at_, "expected a digit");
-  if (zero && at_ - whole > 1) return Fail(whole, "a number with a leading zero");
+  if (!Digits()) return Fail(at_, u"expected a digit");
+  if (zero && at_ - whole > 1) return Fail(whole, u"a number with a leading zero");
   if (Peek() == '.') {
     ++at_;
-    if (!Digits()) return Fail(at_, "expected a digit");
+    if (!Digits()) return Fail(at_, u"expected a digit");
   }
   if (Peek() == 'e' || Peek() == 'E') {
     ++at_;
     if (Peek() == '-' || Peek() == '+') ++at_;
-    if (!Digits()) return Fail(at_, "expected a digit");
+    if (!Digits()) return Fail(at_, u"expected a digit");
   }
   piece_ = text_.substr(offset_, at_ - offset_);
   return Piece::kNumber;
@@ -204,7 +202,7 @@ bool JsonScanner::String() {
   for (;;) {
     while (!IsAtEnd() && text_[at_] >= ' ' && text_[at_] != '"' && text_[at_] != '\\') ++at_;
     if (IsAtEnd()) {
-      Fail(start, "a text that is never closed");
+      Fail(start, u"a text that is never closed");
       return false;
     }
     const char unit = text_[at_];
@@ -213,7 +211,7 @@ bool JsonScanner::String() {
       if (!Escape()) return false;
     } else if (const std::size_t length = Utf8Length(text_.substr(at_));
                length == 0 || static_cast<unsigned char>(unit) < ' ') {
-      Fail(at_, length == 0 ? "no valid UTF-8" : "a control character inside a text");
+      Fail(at_, length == 0 ? u"no valid UTF-8" : u"a control character inside a text");
       return false;
     } else {
       at_ += length;
@@ -234,7 +232,7 @@ bool JsonScanner::Escape() {
   }
   bool hex = rest.size() >= 5 && rest[0] == 'u';
   for (std::size_t digit = 1; hex && digit < 5; ++digit) hex = IsHexDigit(rest[digit]);
-  if (!hex) Fail(at_, "an unknown escape");
+  if (!hex) Fail(at_, u"an unknown escape");
   at_ += 6;
   return hex;
 }
@@ -271,7 +269,9 @@ void AppendJsonString(std::u16string_view text, std::string& out) {
     } else if (unit == U'\n') {
       out += "\\n";
     } else if (unit < 0x20 || (unit >= 0xD800 && unit < 0xE000)) {
-      fmt::format_to(std::back_inserter(out), "\\u{:04x}", static_cast<unsigned>(unit));
+      constexpr char kDigits[] = "0123456789abcdef";
+      out += "\\u";
+      for (int shift = 12; shift >= 0; shift -= 4) out += kDigits[unit >> shift & 15];
     } else {
       AppendUtf8(unit, out);
     }
@@ -279,4 +279,4 @@ void AppendJsonString(std::u16string_view text, std::string& out) {
   out += '"';
 }
 
-}  // namespace kt::cli
+}  // namespace kt::detail

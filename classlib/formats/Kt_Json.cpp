@@ -1,21 +1,25 @@
 // SPDX-License-Identifier: MIT
 //
 // JSON. The text is read twice, as CSV is: once to find the columns and their types, once to fill
-// them. A shape is known before that from the first value and, for an object, what follows it.
-#include "cli/data/Kt_Json.h"
-
-#include <fmt/format.h>
-
+// them. The shape is known before that from the first value and, for an object, what follows it.
 #include <algorithm>
+#include <functional>
 #include <unordered_map>
 #include <vector>
 
+#include "classlib/base/Kt_Buffer.h"
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/formats/detail/Kt_JsonCells.h"
+#include "classlib/formats/detail/Kt_ReportLoad.h"
+#include "classlib/formats/detail/Kt_SavedValue.h"
+#include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/Kt_UniqueIds.h"
+#include "classlib/store/detail/Kt_LoadedTable.h"
 #include "classlib/text/Kt_Number.h"
-#include "cli/Kt_Bounds.h"
-#include "cli/data/Kt_JsonCells.h"
-#include "cli/data/Kt_Text.h"
+#include "classlib/text/Kt_Unicode.h"
 
-namespace kt::cli {
+using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
+
 namespace {
 
 using Piece = JsonScanner::Piece;
@@ -26,9 +30,12 @@ struct JsonColumn {
   Kt_ColumnType type = Kt_ColumnType::kString;
   bool settled = false;  // the dataset or the options give the type
   Kt_ColumnForms forms;
-  kt_long col = -1;               // in the dataset
-  std::size_t offset = SIZE_MAX;  // of the row in which a value came last
+  std::shared_ptr<Kt_Column> cells;  // null where the dataset computes the column
+  std::size_t offset = SIZE_MAX;     // of the row in which a value came last
 };
+
+// What a load of cells costs, for each.
+constexpr std::int64_t kUnitsPerValue = 20 * Kt_WorkMeter::kUnitsPerCell;
 
 bool IsOpening(Piece piece) { return piece == Piece::kObject || piece == Piece::kArray; }
 
@@ -66,7 +73,8 @@ class JsonColumns {
   bool Add(std::u16string_view name) {
     if (columns_.size() == static_cast<std::size_t>(kMaxDatasetColumns)) return false;
     JsonColumn column;
-    column.id = UniqueId(name);
+    // Names of members may be empty or differ in case alone; ids of columns may not.
+    column.id = ids_.MakeHeading(Kt_WString(name));
     // The id as it will be looked up, without regard to case.
     const kt_long known = dataset_.GetColIndex(column.id);
     if (const std::optional<Kt_ColumnType> stated = kt_statedtypeW(rules_, column.id)) {
@@ -87,51 +95,35 @@ class JsonColumns {
   }
 
  private:
-  // Names of members may be empty or differ in case alone; ids of columns may not.
-  Kt_WString UniqueId(std::u16string_view name) {
-    Kt_WString id(name);
-    if (id.IsEmpty()) {
-      id = Kt_WString(u"column") + kt_longtextW(static_cast<kt_long>(columns_.size()) + 1).View();
-    }
-    Kt_WString unique = id;
-    for (kt_long copy = 2; ids_.AddColumn(unique) < 0; ++copy) {
-      unique = id + u"_";
-      unique += kt_longtextW(copy);
-    }
-    return unique;
-  }
-
   const Kt_Dataset& dataset_;
   const Kt_CellRules& rules_;
   std::vector<JsonColumn> columns_;
   std::unordered_map<std::string_view, std::size_t> by_raw_;
   std::unordered_map<std::u16string, std::size_t> by_name_;
-  Kt_Dataset ids_;  // for its way of comparing ids
+  Kt_UniqueIds ids_;
 };
 
 class JsonLoader {
  public:
-  JsonLoader(std::string_view text, bool may_be_empty, const Kt_CsvOptions& options,
-             const Kt_Dataset& dataset, DataReport& report)
+  JsonLoader(std::string_view text, const Kt_JsonOptions& options, const Kt_Dataset& dataset,
+             Kt_LoadReport& report)
       : text_(text),
-        may_be_empty_(may_be_empty),
         options_(options),
+        dataset_(dataset),
         reader_(options.rules),
         columns_(dataset, options.rules),
         report_(report) {}
 
-  // Fills `next`, a copy of the dataset without rows.
-  bool Load(Kt_Dataset& next) {
-    if (const std::u16string_view fault = reader_.Strings().Fault(); !fault.empty()) {
-      report_.error = Kt_WString(fault).ToUtf8();
-      return false;
-    }
-    if (!FindShape()) return false;
+  // False with the reason, and where there is one the place, in the report.
+  bool Load() {
+    report_.error = reader_.Strings().Fault();
+    if (!report_.error.IsEmpty() || !FindShape()) return false;
     const auto ignore = [](auto&&...) {};
     if (!EachRow([&](const auto& cells, std::size_t) { NoteForms(cells); }, ignore)) return false;
     columns_.SettleTypes();
-    return FindStated() && AddColumns(next) && AddRows(next);
+    return FindStated() && AddRows();
   }
+  LoadedTable& Table() { return table_; }
 
  private:
   struct Converted {
@@ -145,30 +137,33 @@ class JsonLoader {
     kList,    // the rows are in the list at start_
   };
 
-  bool Fail(std::size_t offset, std::string error) {
+  bool Fail(std::size_t offset, const Kt_WString& error) {
     const std::size_t at = std::min(offset, text_.size());
-    const std::size_t line_start = text_.find_last_of("\r\n", at == 0 ? 0 : at - 1);
-    std::size_t first = line_start == text_.npos || at == 0 ? 0 : line_start + 1;
-    report_.error = std::move(error);
-    report_.error_line = LineOf(text_, at);
-    report_.error_column = 1;
-    for (; first < at; ++first) {
-      if ((text_[first] & 0xC0) != 0x80) ++report_.error_column;
-    }
+    const std::size_t line_end = at == 0 ? text_.npos : text_.find_last_of("\r\n", at - 1);
+    const std::string_view before = text_.substr(0, at).substr(line_end + 1);
+    report_.error = error;
+    report_.error_line = kt_lineofW(text_, at);
+    report_.error_column =
+        1 + std::ranges::count_if(before, [](char unit) { return (unit & 0xC0) != 0x80; });
     return false;
   }
-  bool Fail(const JsonScanner& scanner) { return Fail(scanner.Offset(), scanner.Error()); }
+  bool Fail(const JsonScanner& scanner) {
+    return Fail(scanner.Offset(), Kt_WString(scanner.Error()));
+  }
+  bool FailForColumns(std::size_t offset) {
+    return Fail(offset, Kt_WString(u"more than ") + kt_longtextW(kMaxDatasetColumns) + u" columns");
+  }
 
   bool FindShape() {
     JsonScanner scanner(text_);
     switch (scanner.Next()) {
       case Piece::kError: return Fail(scanner);
       case Piece::kEnd:
-        if (may_be_empty_) return true;
-        return Fail(0, "expected a list of rows; the text is empty");
+        if (options_.may_be_empty) return true;
+        return Fail(0, u"expected a list of rows; the text is empty");
       case Piece::kArray: return ShapeOfList(scanner);
       case Piece::kObject: return ShapeOfObject(scanner);
-      default: return Fail(scanner.Offset(), "expected a list of rows or an object");
+      default: return Fail(scanner.Offset(), u"expected a list of rows or an object");
     }
   }
 
@@ -230,7 +225,7 @@ class JsonLoader {
     const Piece piece = scanner.Next();
     if (piece == Piece::kError) return Fail(scanner);
     return piece == Piece::kEnd ||
-           Fail(scanner.Offset(), "expected the end behind the list of rows");
+           Fail(scanner.Offset(), u"expected the end behind the list of rows");
   }
 
   template <class Good, class Bad>
@@ -245,9 +240,8 @@ class JsonLoader {
     if (!(piece == Piece::kObject ? ReadObject(scanner) : ReadList(scanner))) return false;
     row_text_ = text_.substr(offset, scanner.At() - offset);
     constexpr std::size_t kBytesPerCell = 32;
-    if (!GoesOn(cells_.size() + row_text_.size() / kBytesPerCell)) {
-      return Fail(offset, StopReason());
-    }
+    const std::size_t values = cells_.size() + row_text_.size() / kBytesPerCell;
+    charge_.AddOrLeave(static_cast<std::int64_t>(values) * kUnitsPerValue);
     if (piece == Piece::kArray && first) return TakeHeader(offset);
     if (!cells_.empty() && cells_.back().column >= columns_.List().size()) {
       bad(offset, u"more cells than columns");
@@ -267,7 +261,7 @@ class JsonLoader {
       if (piece == Piece::kError) return Fail(scanner);
       JsonCell cell;
       if (!columns_.Find(scanner.Text(), expected, cell.column)) {
-        return Fail(scanner.Offset(), fmt::format("more than {} columns", kMaxDatasetColumns));
+        return FailForColumns(scanner.Offset());
       }
       expected = cell.column + 1;
       if (!ReadValue(scanner, scanner.Next(), cell)) return false;
@@ -300,9 +294,7 @@ class JsonLoader {
       name.clear();
       if (cell.piece == Piece::kString) DecodeJson(cell.text, name);
       if (cell.piece == Piece::kNumber) name.assign(cell.text.begin(), cell.text.end());
-      if (!columns_.Add(name)) {
-        return Fail(offset, fmt::format("more than {} columns", kMaxDatasetColumns));
-      }
+      if (!columns_.Add(name)) return FailForColumns(offset);
     }
     return true;
   }
@@ -322,48 +314,66 @@ class JsonLoader {
         return kt_stricmpW(column.id.View(), wanted.View()) == 0;
       });
       if (known) continue;
-      report_.error = fmt::format("there is no column '{}', whose type is stated", wanted.ToUtf8());
+      report_.error =
+          Kt_WString(u"there is no column '") + wanted.View() + u"', whose type is stated";
       return false;
     }
     return true;
   }
 
-  bool AddColumns(Kt_Dataset& next) {
+  // The id of the stored column that is meant by that of a column; empty for a computed one.
+  Kt_WString StoredId(const Kt_WString& id) const {
+    constexpr int kMaxAliases = 16;
+    Kt_WString stored = id;
+    for (int alias = 0; alias < kMaxAliases; ++alias) {
+      const kt_long col = dataset_.GetColIndex(stored);
+      if (col < 0) return alias == 0 ? stored : Kt_WString();
+      if (!dataset_.IsLogicalColumn(col)) return stored;
+      stored = dataset_.GetColMapValue(col);
+    }
+    return {};
+  }
+
+  void AddColumns() {
+    table_.has_column_info = !options_.rules.types.empty();
+    NameMap places;
     for (JsonColumn& column : columns_.List()) {
-      column.col = next.GetColIndex(column.id);
-      if (column.col < 0) column.col = next.AddColumn(column.id, column.type);
-      if (column.col < 0) return Fail(0, fmt::format("more than {} columns", kMaxDatasetColumns));
+      const Kt_WString id = StoredId(column.id);
+      if (id.IsEmpty()) continue;
+      const kt_long place = places.Find(id);
+      if (place >= 0) {
+        column.cells = table_.columns[static_cast<std::size_t>(place)].cells;
+        continue;
+      }
+      column.cells = std::make_shared<Kt_Column>(column.type);
+      places.Add(id, static_cast<kt_long>(table_.columns.size()));
+      table_.columns.push_back({id, {}, column.type, 0, column.cells});
     }
-    return true;
   }
 
-  // Many members and many rows that have next to none of them would take gigabytes.
-  bool IsBlownUp(std::int64_t columns) const {
-    constexpr std::int64_t kAlwaysFine = std::int64_t{1} << 26;
-    constexpr std::int64_t kCellsPerByte = 16;
-    return columns * row_count_ > kAlwaysFine + kCellsPerByte * std::ssize(text_);
-  }
-
-  bool AddRows(Kt_Dataset& next) {
-    if (row_count_ > kMaxDatasetRows) return Fail(0, "too many rows");
-    if (IsBlownUp(next.GetColCount())) return Fail(0, "too many empty cells");
-    if (row_count_ > 0 && next.AppendRow(static_cast<kt_long>(row_count_)) < 0) {
-      return Fail(0, "out of memory");
+  bool AddRows() {
+    if (row_count_ > kMaxDatasetRows) return Fail(0, u"too many rows");
+    if (IsBlownUp(columns_.List().size(), static_cast<std::size_t>(row_count_), text_.size())) {
+      return Fail(0, u"too many empty cells");
     }
+    AddColumns();
     const bool read =
-        EachRow([&](const auto& cells, std::size_t offset) { Store(cells, offset, next); },
+        EachRow([&](const auto& cells, std::size_t offset) { Store(cells, offset); },
                 [&](std::size_t offset, const char16_t* reason) { Reject(offset, reason); });
-    for (std::int64_t row = row_count_ - 1; row >= stored_; --row) {
-      next.DeleteRow(static_cast<kt_long>(row));
+    for (const LoadedColumn& column : table_.columns) {
+      PadTo(*column.cells, table_.row_count);
+      column.cells->ShrinkToFit();
     }
-    next.ApplyChange();
-    report_.rows.rows_read = static_cast<kt_long>(stored_);
-    report_.rows.records = report_.rows.rows_read + report_.rows.rows_rejected;
+    report_.records = static_cast<kt_long>(table_.row_count) + report_.rows_rejected;
     Tell();
     return read;
   }
 
-  void Store(const std::vector<JsonCell>& cells, std::size_t offset, Kt_Dataset& next) {
+  static void PadTo(Kt_Column& cells, std::size_t rows) {
+    if (cells.RowCount() < rows) cells.AppendNulls(rows - cells.RowCount());
+  }
+
+  void Store(const std::vector<JsonCell>& cells, std::size_t offset) {
     values_.assign(cells.size(), Converted());
     faults_.clear();
     for (std::size_t at = 0; at < cells.size(); ++at) {
@@ -372,17 +382,29 @@ class JsonLoader {
     if (options_.reject_bad_cells && !faults_.empty()) {
       return Reject(offset, ReasonOf(cells[faults_[0]], values_[faults_[0]]));
     }
-    const auto row = static_cast<kt_long>(stored_++);
     for (std::size_t at = 0; at < cells.size(); ++at) {
       const std::size_t column = cells[at].column;
-      if (next.SetColumn(row, columns_.List()[column].col, values_[at].value) < 0 &&
+      if (!StoreCell(columns_.List()[column].cells.get(), values_[at].value) &&
           !std::ranges::binary_search(faults_, at)) {
-        NotConverted(offset, cells[at]);  // a computed column
+        NotConverted(offset, cells[at]);
       }
       if (values_[at].token >= 0) nulls_.Add(column, values_[at].token);
     }
+    ++table_.row_count;
     for (const std::size_t at : faults_) NotConverted(offset, cells[at]);
     if (rows_are_ == Piece::kArray && cells.size() < columns_.List().size()) NoteShort(offset);
+  }
+
+  // False for a column that is computed. Of two values in a row the last one counts.
+  bool StoreCell(Kt_Column* cells, const Kt_Variant& value) {
+    if (cells == nullptr) return false;
+    PadTo(*cells, table_.row_count);
+    if (cells->RowCount() == table_.row_count) {
+      cells->Append(value);
+    } else {
+      cells->Write(table_.row_count, value);
+    }
+    return true;
   }
 
   // False when the cell does not hold what the text says.
@@ -410,19 +432,19 @@ class JsonLoader {
   }
 
   std::int64_t RowLine(std::size_t offset) {
-    line_ += LineOf(text_.substr(counted_), offset - counted_) - 1;
+    line_ += kt_lineofW(text_.substr(counted_), offset - counted_) - 1;
     counted_ = offset;
     return line_;
   }
 
   void Reject(std::size_t offset, const Kt_WString& reason) {
-    ++report_.rows.rows_rejected;
-    List(offset, reason, report_.rows.rejected);
+    ++report_.rows_rejected;
+    List(offset, reason, report_.rejected);
   }
 
   void NoteShort(std::size_t offset) {
-    ++report_.rows.rows_short;
-    List(offset, u"fewer cells than columns", report_.rows.short_rows);
+    ++report_.rows_short;
+    List(offset, u"fewer cells than columns", report_.short_rows);
   }
 
   void List(std::size_t offset, const Kt_WString& reason, std::vector<Kt_LoadReport::Row>& rows) {
@@ -431,41 +453,42 @@ class JsonLoader {
   }
 
   void NotConverted(std::size_t offset, const JsonCell& cell) {
-    ++report_.rows.cells_not_converted;
-    if (report_.rows.not_converted.size() >= options_.max_listed) return;
+    ++report_.cells_not_converted;
+    if (report_.not_converted.size() >= options_.max_listed) return;
     Kt_WString text;
     JsonText(cell, text);
     const Kt_WString& id = columns_.List()[cell.column].id;
-    report_.rows.not_converted.push_back({RowLine(offset), id, kt_excerptW(text)});
+    report_.not_converted.push_back({RowLine(offset), id, kt_excerptW(text)});
   }
 
   // What there is to say of the columns.
   void Tell() {
     for (std::size_t at = 0; at < columns_.List().size(); ++at) {
       const JsonColumn& column = columns_.List()[at];
-      nulls_.Tell(at, column.id, reader_.Strings(), report_.rows);
+      nulls_.Tell(at, column.id, reader_.Strings(), report_);
       Kt_LoadReport::Hint hint;
       hint.column = column.id;
       const bool is_found = !column.settled && column.type == Kt_ColumnType::kString;
       if (is_found && column.forms.FindHint(reader_.Strings(), hint)) {
-        report_.rows.hints.push_back(hint);
+        report_.hints.push_back(hint);
       }
     }
   }
 
   std::string_view text_;
-  const bool may_be_empty_;
-  const Kt_CsvOptions& options_;
+  const Kt_JsonOptions& options_;
+  const Kt_Dataset& dataset_;
   const JsonCellReader reader_;
   JsonColumns columns_;
-  DataReport& report_;
+  Kt_LoadReport& report_;
+  LoadedTable table_;
+  RoundCharge charge_;
   Shape shape_ = Shape::kStream;
   std::size_t start_ = 0;
   bool must_be_all_ = false;
   Piece rows_are_ = Piece::kObject;  // what the first row is
   std::int64_t row_count_ = 0;       // rows that have a place in the columns
-  std::int64_t stored_ = 0;
-  std::vector<JsonCell> cells_;  // of the row in hand
+  std::vector<JsonCell> cells_;      // of the row in hand
   std::vector<Converted> values_;
   std::vector<std::size_t> faults_;  // cells that do not convert
   std::string_view row_text_;
@@ -474,74 +497,92 @@ class JsonLoader {
   std::int64_t line_ = 1;
 };
 
-// Leaves the logical columns: with stated types the columns are those of the file.
-void DropColumns(Kt_Dataset& dataset) {
-  const Kt_Dataset before(dataset);
-  dataset.Clear();
-  for (kt_long col = 0; col < before.GetColCount(); ++col) {
-    if (before.IsLogicalColumn(col)) dataset.AddLogicalColumnOf(before, col);
-  }
-}
+class JsonRows {
+ public:
+  JsonRows(const Kt_JsonSaveOptions& options, Kt_SaveReport& report)
+      : options_(options), report_(report) {}
 
-std::vector<std::string> ColumnNames(const Kt_Dataset& dataset) {
-  std::vector<std::string> names;
-  for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
-    AppendJsonString(dataset.GetColID(col), names.emplace_back());
-    names.back() += ':';
+  void AddColumn(const Kt_WString& id, std::shared_ptr<const Kt_Column> cells) {
+    std::string name;
+    AppendJsonString(id, name);
+    columns_.push_back({id, name + ':', std::move(cells)});
   }
-  return names;
-}
 
-// False with the reason when a value is none for JSON.
-bool AppendRow(const Kt_Dataset& dataset, kt_long row, const std::vector<std::string>& names,
-               bool is_shown, std::string& out, std::string& reason) {
-  out += '{';
-  for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
-    if (col > 0) out += ',';
-    out += names[static_cast<std::size_t>(col)];
-    const char* const fault = AppendJsonValue(dataset.ReadColumn(row, col), is_shown, out);
-    if (fault == nullptr) continue;
-    reason = fmt::format("row {}, column '{}': {}", row, dataset.GetColID(col).ToUtf8(), fault);
-    return false;
+  // kOk, or the code of the report.
+  kt_long Write(const kt::CountedVector<Slot>& slots) {
+    const bool is_list = options_.layout != Kt_JsonLayout::kLines;
+    const std::string_view line_end = options_.layout == Kt_JsonLayout::kOneLine ? "" : "\n";
+    if (is_list) text_ += '[';
+    for (std::size_t row = 0; row < slots.size(); ++row) {
+      charge_.AddOrLeave(static_cast<std::int64_t>(columns_.size()) * kUnitsPerValue);
+      if (row > 0 && is_list) text_ += ',';
+      if (row > 0 || is_list) text_ += line_end;
+      if (const kt_long code = WriteRow(slots[row], row)) return code;
+    }
+    if (is_list || !slots.empty()) text_ += line_end;
+    if (is_list) (text_ += ']') += line_end;
+    return kOk;
   }
-  out += '}';
-  return true;
-}
+  void Take(Kt_Buffer& out) const {
+    out.Reserve(text_.size());
+    InPiecesOrLeave(text_.size(), 1, [&](std::size_t first, std::size_t count) {
+      out.Append(std::string_view(text_).substr(first, count));
+    });
+  }
+
+ private:
+  struct SavedColumn {
+    Kt_WString id;
+    std::string name;  // as it is written
+    std::shared_ptr<const Kt_Column> cells;
+  };
+
+  kt_long WriteRow(Slot slot, std::size_t row) {
+    row_ = '{';
+    for (const SavedColumn& column : columns_) {
+      if (row_.size() > 1) row_ += ',';
+      row_ += column.name;
+      const Kt_WString fault =
+          AppendJsonValue(column.cells->Read(slot), options_.show_object, row_);
+      if (fault.IsEmpty()) continue;
+      return report_.Refuse(
+          kErrNotAllowed, PlaceOfCell(static_cast<kt_long>(row), column.id) + u": " + fault.View());
+    }
+    text_ += row_;
+    text_ += '}';
+    return kOk;
+  }
+
+  const Kt_JsonSaveOptions& options_;
+  Kt_SaveReport& report_;
+  std::vector<SavedColumn> columns_;
+  std::string row_;
+  kt::CountedBytes text_;
+  RoundCharge charge_;
+};
 
 }  // namespace
 
-bool LoadJson(std::string_view text, bool lines, const Kt_CsvOptions& options, Kt_Dataset& dataset,
-              DataReport& report) {
-  Kt_Dataset next(dataset);
-  next.ClearData();
-  if (!options.rules.types.empty()) DropColumns(next);
-  if (!JsonLoader(text, lines, options, dataset, report).Load(next)) return false;
-  dataset = next;
-  return true;
+kt_long Kt_Dataset::LoadJson(std::string_view utf8, const Kt_JsonOptions& options,
+                             Kt_LoadReport& report) {
+  if (utf8.starts_with("\xEF\xBB\xBF")) utf8.remove_prefix(3);
+  return ReportLoad(report, [&]() -> kt_long {
+    JsonLoader loader(utf8, options, *this, report);
+    return loader.Load() ? Adopt(loader.Table(), options.clear) : -1;
+  });
 }
 
-bool SaveJson(const Kt_Dataset& dataset, JsonLayout layout, std::string& text,
-              std::string& reason) {
-  const bool is_list = layout != JsonLayout::kLines;
-  const char* const line_end = layout == JsonLayout::kOneLine ? "" : "\n";
-  const std::vector<std::string> names = ColumnNames(dataset);
-  text = is_list ? "[" : "";
-  bool is_first = true;
-  for (kt_long row = 0; row < dataset.GetRowCount(); ++row) {
-    if (!GoesOn(names.size())) {
-      reason = StopReason();
-      return false;
+kt_long Kt_Dataset::SaveJson(Kt_Buffer& out, std::u16string_view type,
+                             const Kt_JsonSaveOptions& options, Kt_SaveReport& report) const {
+  out.Clear();
+  const auto write = [&](const Kt_Dataset& table, const kt::CountedVector<Slot>& slots) {
+    JsonRows rows(options, report);
+    for (kt_long col = 0; col < table.GetColCount(); ++col) {
+      rows.AddColumn(table.GetColID(col), table.SlotCells(col));
     }
-    if (dataset.GetRowLevel(row) > 0) continue;
-    if (!is_first && is_list) text += ',';
-    if (!is_first || is_list) text += line_end;
-    is_first = false;
-    const bool is_shown = layout == JsonLayout::kOneLine;
-    if (!AppendRow(dataset, row, names, is_shown, text, reason)) return false;
-  }
-  if (is_list || !is_first) text += line_end;
-  if (is_list) text += std::string("]") + line_end;
-  return true;
+    const kt_long code = rows.Write(slots);
+    if (code == kOk) rows.Take(out);
+    return code;
+  };
+  return SaveRows(type, report, std::ref(write));  // which needs no memory
 }
-
-}  // namespace kt::cli

@@ -2,15 +2,17 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 #include "classlib/formats/Kt_CellForms.h"
+#include "classlib/formats/detail/Kt_JsonScanner.h"
 #include "classlib/store/Kt_Column.h"
-#include "cli/data/Kt_JsonScanner.h"
+#include "classlib/store/Kt_SaveReport.h"
 
 // What the values of a JSON text become in the cells of a dataset.
 
-namespace kt::cli {
+namespace kt::detail {
 
 // A value of a row. A list or an object is one piece here, all of it being the text.
 struct JsonCell {
@@ -49,9 +51,10 @@ class JsonCellReader {
 // What a value says, as text. False when that would be too long.
 bool JsonText(const JsonCell& cell, Kt_WString& text);
 
-// Appends a value as JSON, in a form that JsonValue takes back for a column of that type. Null, or
-// what JSON cannot hold; what is only shown and not loaded has null for a number that is none, and
-// an object as ToJson writes it.
-const char* AppendJsonValue(const Kt_Variant& value, bool is_shown, std::string& out);
+// Appends a value as JSON, in a form that Value takes back for a column of that type. Empty, or
+// what JSON cannot hold. What is only shown has null for a number that is none, and for an object
+// what `show_object` appends.
+Kt_WString AppendJsonValue(const Kt_Variant& value, const Kt_ShowObject& show_object,
+                           std::string& out);
 
-}  // namespace kt::cli
+}  // namespace kt::detail
