@@ -6,8 +6,7 @@
 
 namespace kt::detail::methods {
 
-// ---- Columns
-// -------------------------------------------------------------------------------------
+// ---- Columns ------------------------------------------------------------------------------------
 
 kt_long AddColumn(const MethodCall& call, Kt_Variant& result) {
   const Kt_WString id = call.Text(0);
@@ -55,8 +54,7 @@ kt_long GetColType(const MethodCall& call, Kt_Variant& result) {
   return Yield(kt_columntypenameW(call.Data().GetColType(col)), result);
 }
 
-// ---- Constants
-// -----------------------------------------------------------------------------------
+// ---- Constants ----------------------------------------------------------------------------------
 
 kt_long AddConstColumn(const MethodCall& call, Kt_Variant& result) {
   const Kt_WString id = call.Text(0);
@@ -81,8 +79,7 @@ kt_long SetConstColumn(const MethodCall& call, Kt_Variant& result) {
   return Yield(call.Wrapper().SetConstColumn(call.Constant(0), call.Given(1)), result);
 }
 
-// ---- Cells
-// ---------------------------------------------------------------------------------------
+// ---- Cells --------------------------------------------------------------------------------------
 
 kt_long GetColumn(const MethodCall& call, Kt_Variant& result) {
   Kt_Variant value;

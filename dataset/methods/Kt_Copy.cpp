@@ -200,8 +200,7 @@ kt_long CallCellCopy(const MethodCall& call, Kt_Variant& result, Kt_ExprDataset&
 
 }  // namespace
 
-// ---- Rows
-// ----------------------------------------------------------------------------------------
+// ---- Rows ---------------------------------------------------------------------------------------
 
 kt_long CopyRow(const MethodCall& call, Kt_Variant& result) {
   Kt_ExprDataset* const source = call.Other(1);
@@ -216,8 +215,7 @@ kt_long CopytoRow(const MethodCall& call, Kt_Variant& result) {
   return CallRowCopy(call, result, *target, call.Integer(2), call.Wrapper(), call.Integer(0));
 }
 
-// ---- Cells
-// ---------------------------------------------------------------------------------------
+// ---- Cells --------------------------------------------------------------------------------------
 
 kt_long CopyColumn(const MethodCall& call, Kt_Variant& result) {
   Kt_ExprDataset& wrapper = call.Wrapper();
@@ -235,8 +233,7 @@ kt_long CopytoColumn(const MethodCall& call, Kt_Variant& result) {
                       CellAt(call, call.Wrapper(), 0, 1));
 }
 
-// ---- Whole datasets
-// ------------------------------------------------------------------------------
+// ---- Whole datasets -----------------------------------------------------------------------------
 
 kt_long Copy(const MethodCall& call, Kt_Variant& result) {
   return CallWholeCopy(call, result, &Kt_Dataset::Copy, Kt_LoadReason::kLoaded);

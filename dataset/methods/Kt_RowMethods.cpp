@@ -8,8 +8,7 @@
 
 namespace kt::detail::methods {
 
-// ---- Edits
-// ---------------------------------------------------------------------------------------
+// ---- Edits --------------------------------------------------------------------------------------
 
 kt_long AppendRow(const MethodCall& call, Kt_Variant& result) {
   const StoreAnswer answer(call);
@@ -61,8 +60,7 @@ kt_long ExChangerow(const MethodCall& call, Kt_Variant& result) {
   return answer.Give(call.Data().ExchangeRow(call.Integer(0), call.Integer(1)), result);
 }
 
-// ---- Selection
-// -----------------------------------------------------------------------------------
+// ---- Selection ----------------------------------------------------------------------------------
 
 kt_long SelectRow(const MethodCall& call, Kt_Variant& result) {
   return Yield(call.Wrapper().SelectRow(call.Integer(0), call.Flag(1, true)), result);
@@ -76,8 +74,7 @@ kt_long ClearSelect(const MethodCall& call, Kt_Variant& result) {
   return Yield(call.Wrapper().ClearSelect(), result);
 }
 
-// ---- Counts and the position
-// ---------------------------------------------------------------------
+// ---- Counts and the position --------------------------------------------------------------------
 
 kt_long GetID(const MethodCall& call, Kt_Variant& result) {
   return Yield(call.Data().GetId(), result);
@@ -118,8 +115,7 @@ kt_long GetRowIndexNF(const MethodCall& call, Kt_Variant& result) {
   return Yield(call.Data().GetRowIndexNF(call.Integer(0)), result);
 }
 
-// ---- Groups
-// --------------------------------------------------------------------------------------
+// ---- Groups -------------------------------------------------------------------------------------
 
 kt_long GetRowLevel(const MethodCall& call, Kt_Variant& result) {
   return Yield(call.Wrapper().GetRowLevel(call.Integer(0)), result);

@@ -20,8 +20,7 @@ kt_long TypeArgument(const MethodCall& call, kt_long arg) {
 
 }  // namespace
 
-// ---- States
-// --------------------------------------------------------------------------------------
+// ---- States -------------------------------------------------------------------------------------
 
 kt_long GetRowType(const MethodCall& call, Kt_Variant& result) {
   return Yield(kt_rowtypetextW(call.Data().GetRowType(call.Integer(0))), result);
@@ -59,8 +58,7 @@ kt_long Reset(const MethodCall& call, Kt_Variant& result) {
   return Yield(1, result);
 }
 
-// ---- First values and deleted rows
-// ---------------------------------------------------------------
+// ---- First values and deleted rows --------------------------------------------------------------
 
 kt_long GetOrgBuffCount(const MethodCall& call, Kt_Variant& result) {
   return Yield(call.Data().GetOrgBuffCount(), result);
