@@ -9,7 +9,7 @@ packages=(
   libcli11-dev nlohmann-json3-dev libfmt-dev libedit-dev       # kt
   libgtest-dev libgmock-dev libsqlite3-dev                     # tests
   libbenchmark-dev lua5.4                                      # benchmarks
-  clang clang-format libclang-rt-dev                           # fuzzing and format check
+  clang clang-format clang-tidy libclang-rt-dev                # fuzzing, format and lint checks
   "$@"
 )
 
