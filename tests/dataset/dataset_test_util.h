@@ -36,6 +36,21 @@ inline std::string ShowRows(const Kt_Dataset& dataset) {
   return out;
 }
 
+// What has to hold of a dataset whatever happened to it; null when it was destroyed.
+inline void ExpectWhole(const Kt_Dataset* data) {
+  if (data == nullptr) return;
+  EXPECT_FALSE(data->IsEvaluating());
+  EXPECT_LE(data->GetRowCount(), data->GetRowCountNF());
+  (void)ShowRows(*data);
+  Kt_Dataset copy(*data);
+  copy.ModifyKeyStat(Kt_KeyCall::kClear, Kt_KeyType::kGroup, 0);
+  copy.RecalcGroup();
+  const kt_long rows = copy.GetRowCountNF();
+  const kt_long added = copy.AppendRow();
+  EXPECT_EQ(added, copy.IsPhysical() ? copy.GetRowCount() - 1 : -1);
+  EXPECT_EQ(copy.GetRowCountNF(), rows + (copy.IsPhysical() ? 1 : 0));
+}
+
 // What the wrappers of one test were asked and told. Outlives them.
 struct EventRecord {
   std::string text;

@@ -260,20 +260,6 @@ const struct {
     {u"v.RecalcPivot()", Keys::kPivot},
 };
 
-void ExpectWhole(const Kt_Dataset* data) {
-  if (data == nullptr) return;
-  EXPECT_FALSE(data->IsEvaluating());
-  EXPECT_LE(data->GetRowCount(), data->GetRowCountNF());
-  (void)ShowRows(*data);
-  Kt_Dataset copy(*data);
-  copy.ModifyKeyStat(Kt_KeyCall::kClear, Kt_KeyType::kGroup, 0);
-  copy.RecalcGroup();
-  const kt_long rows = copy.GetRowCountNF();
-  const kt_long added = copy.AppendRow();
-  EXPECT_EQ(added, copy.IsPhysical() ? copy.GetRowCount() - 1 : -1);
-  EXPECT_EQ(copy.GetRowCountNF(), rows + (copy.IsPhysical() ? 1 : 0));
-}
-
 TEST(Destruction, InsideOfComputedCells) {
   for (const auto& row : kCalls) {
     for (const auto& deed : kDeeds) {

@@ -70,7 +70,7 @@ const struct {
     {"give another dataset", [](Stage& stage) { stage.wrapper->SetDataset(stage.other.get()); }},
 };
 
-// Nothing to expect but that every loop ends, and that what is left of the dataset is whole.
+// Every loop ends, and what is left of the datasets is whole.
 TEST(RowLoop, RowsThatChangeUnderIt) {
   const char16_t* const calls[] = {
       u"d.Sum('hook() + n')",
@@ -85,7 +85,6 @@ TEST(RowLoop, RowsThatChangeUnderIt) {
       u"d.SearchRowNF('hook() = 2')",
       u"d.Filter('hook() = 2')",
       u"d.Filter('n > hook()')",
-      u"d.PivotSum('hook()', 0)",
   };
   for (const auto& action : kActions) {
     for (const char16_t* const call : calls) {
@@ -93,12 +92,9 @@ TEST(RowLoop, RowsThatChangeUnderIt) {
       Stage stage;
       stage.action = action.act;
       Eval(&stage.host, call);
-      if (stage.data == nullptr) continue;
-      const kt_long shown = stage.data->GetRowCount();
-      EXPECT_LE(shown, stage.data->GetRowCountNF());
-      kt_long counted = 0;
-      for (kt_long row = 0; row < shown; ++row) counted += stage.data->GetRowType(row) != 0 ? 1 : 0;
-      EXPECT_EQ(counted, shown);
+      EXPECT_GE(stage.hooks, 1) << "nothing happened";
+      ExpectWhole(stage.data.get());
+      ExpectWhole(stage.other.get());
     }
   }
 }
