@@ -67,27 +67,27 @@ Kt_Variant TotalOfColumn(const Kt_Dataset& dataset, Kt_Aggregate what, Rows rows
   return result;
 }
 
+struct AddAll {
+  kt_long TakeMany(kt_long, const RowNumbers& numbers) {
+    tally.Add(numbers);
+    return numbers.count;
+  }
+  bool TakeOne(kt_long, const Kt_Variant& value, bool) {
+    tally.Add(value);
+    return true;
+  }
+  Tally tally;
+};
+
 kt_long TotalOfExpression(Kt_ExprDataset& wrapper, Kt_Aggregate what, Rows rows,
                           const Kt_WString& text, const RowRange& range, Kt_Variant& result) {
   const FiltersOff filters(wrapper, rows == Rows::kAll);
-  RowLoop loop(wrapper, RowLoop::kKeep, range.pivot_index);
+  RowCursor cursor(wrapper, RowCursor::kKeep, range.pivot_index);
   RowExpr expr(text);
-  Tally tally(what);
-  Kt_Variant value;
-  for (kt_long row = range.start; row < std::min(range.end, loop.RowCount());) {
-    const RowNumbers numbers = loop.EnterFrom(row, std::min(range.end, loop.RowCount()), expr);
-    if (numbers.count > 0) {
-      tally.Add(numbers);
-      row += numbers.count;
-      continue;
-    }
-    if (!loop.Enter(row++)) break;
-    const bool goes_on = loop.Evaluate(expr, value);
-    tally.Add(value);
-    if (!goes_on) break;
-  }
-  result = tally.Result();
-  return loop.GetStopCode();
+  AddAll adder{Tally(what)};
+  ForEachValue<RowOrder::kUp>(cursor, expr, range.start, range.end, adder);
+  result = adder.tally.Result();
+  return cursor.GetStopCode();
 }
 
 kt_long Total(const MethodCall& in, Kt_Aggregate what, Rows rows, Kt_Variant& result) {

@@ -10,76 +10,59 @@ namespace kt::detail::methods {
 namespace {
 
 // Subtotals never count; nor do, unless asked for, rows of a pivot without a cell in the position.
-bool IsCounted(const RowLoop& loop, kt_long row, kt_long pivot_index, bool count_nulls) {
-  const Kt_Dataset& dataset = loop.GetDataset();
+bool IsCounted(const RowCursor& cursor, kt_long row, kt_long pivot_index, bool count_nulls) {
+  const Kt_Dataset& dataset = cursor.GetDataset();
   if (dataset.IsPivot()) {
     if (dataset.GetPivotRowLevel(row) >= 1) return false;
   } else if (dataset.GetRowLevel(row) >= 1) {
     return false;
   }
-  return !loop.IsLogicalPivot() || count_nulls || dataset.GetPivotRowPos(row, pivot_index, 0) >= 0;
+  return !cursor.IsLogicalPivot() || count_nulls ||
+         dataset.GetPivotRowPos(row, pivot_index, 0) >= 0;
 }
 
 // One walk over a range; `value_text` is not used for a count.
-class CaseLoop {
+class CaseTaker {
  public:
-  CaseLoop(Kt_ExprDataset& wrapper, Kt_Aggregate what, const Kt_WString& condition,
-           const Kt_WString& value_text, const RowRange& range, bool count_nulls)
-      : loop_(wrapper, RowLoop::kKeep, range.pivot_index),
-        condition_(condition),
+  CaseTaker(RowCursor& cursor, Kt_Aggregate what, const Kt_WString& value_text, kt_long pivot_index,
+            bool count_nulls)
+      : cursor_(cursor),
         value_(value_text),
         has_value_(what != Kt_Aggregate::kCount),
-        range_(range),
+        pivot_index_(pivot_index),
         count_nulls_(count_nulls),
         tally_(what) {}
 
-  kt_long Run(Kt_Variant& result) {
-    for (kt_long row = range_.start; row < End();) {
-      const RowNumbers conditions = loop_.EnterFrom(row, End(), condition_);
-      if (conditions.count > 0) {
-        if (!AddRows(row, conditions)) break;
-        continue;
-      }
-      if (!loop_.Enter(row)) break;
-      if (IsCounted(loop_, row, range_.pivot_index, count_nulls_) && !AddRow(row)) break;
-      ++row;
+  bool Wants(kt_long row) const { return IsCounted(cursor_, row, pivot_index_, count_nulls_); }
+  // The rows up to one whose value took other code.
+  kt_long TakeMany(kt_long first, const RowNumbers& conditions) {
+    const std::int64_t ran_before = cursor_.GetOthersRun();
+    kt_long at = 0;
+    for (; at < conditions.count && ran_before == cursor_.GetOthersRun(); ++at) {
+      if (conditions.longs == nullptr || conditions.longs[at] == 0) continue;
+      cursor_.GoTo(first + at);
+      if (!AddRow()) return -1;
     }
-    result = tally_.Result();
-    return loop_.GetStopCode();
+    return at;
   }
+  bool TakeOne(kt_long row, const Kt_Variant& condition, bool goes_on) {
+    if (!goes_on || !IsTrueCondition(condition)) return goes_on;
+    return row >= cursor_.RowCount() || AddRow();  // the condition may have taken it away
+  }
+  Kt_Variant Result() const { return tally_.Result(); }
 
  private:
-  kt_long End() const { return std::min(range_.end, loop_.RowCount()); }
-
-  // The rows of which the conditions are known, up to one whose value took other code; never
-  // subtotals. Moves `row` behind them.
-  bool AddRows(kt_long& row, const RowNumbers& conditions) {
-    const std::int64_t epoch = loop_.GetEpoch();
+  bool AddRow() {
     Kt_Variant value;
-    for (kt_long at = 0; at < conditions.count && epoch == loop_.GetEpoch(); ++at, ++row) {
-      if (conditions.longs == nullptr || conditions.longs[at] == 0) continue;
-      loop_.GoTo(row);
-      const bool goes_on = !has_value_ || loop_.Evaluate(value_, value);
-      tally_.Add(value);
-      if (!goes_on) return false;
-    }
-    return true;
-  }
-  bool AddRow(kt_long row) {
-    Kt_Variant value;
-    if (!loop_.Evaluate(condition_, value)) return false;
-    if (!IsTrueCondition(value)) return true;
-    if (row >= loop_.RowCount()) return true;  // the condition took it away
-    const bool goes_on = !has_value_ || loop_.Evaluate(value_, value);
+    const bool goes_on = !has_value_ || value_.Evaluate(cursor_, value);
     tally_.Add(value);
     return goes_on;
   }
 
-  RowLoop loop_;
-  RowExpr condition_;
+  RowCursor& cursor_;
   RowExpr value_;
   bool has_value_;
-  RowRange range_;
+  kt_long pivot_index_;
   bool count_nulls_;
   Tally tally_;
 };
@@ -91,7 +74,12 @@ kt_long CaseTotal(const MethodCall& in, Kt_Aggregate what, Rows rows, Kt_Variant
   const Kt_WString value_text = expressions > 1 ? in.Text(1) : Kt_WString();
   const FiltersOff filters(in.Wrapper(), rows == Rows::kAll);
   const bool count_nulls = in.Integer(expressions + 3) != 0;
-  return CaseLoop(in.Wrapper(), what, in.Text(0), value_text, range, count_nulls).Run(result);
+  RowCursor cursor(in.Wrapper(), RowCursor::kKeep, range.pivot_index);
+  RowExpr condition(in.Text(0));
+  CaseTaker taker(cursor, what, value_text, range.pivot_index, count_nulls);
+  ForEachValue<RowOrder::kUp>(cursor, condition, range.start, range.end, taker);
+  result = taker.Result();
+  return cursor.GetStopCode();
 }
 
 }  // namespace

@@ -29,42 +29,37 @@ void DropFilters(Kt_Dataset& dataset, bool is_local) {
   dataset.UnFilter();
 }
 
-void MarkFalse(const RowNumbers& conditions, kt_long first_row, std::vector<bool>& hidden) {
-  if (conditions.longs == nullptr) return;  // doubles are no conditions
-  for (kt_long at = 0; at < conditions.count; ++at) {
-    hidden[static_cast<std::size_t>(first_row + at)] = conditions.longs[at] == 0;
+// Marks the rows whose condition is false.
+struct FalseMarker {
+  kt_long TakeMany(kt_long first, const RowNumbers& conditions) {
+    for (kt_long at = 0; at < conditions.count && conditions.longs != nullptr; ++at) {
+      Mark(first + at, conditions.longs[at] == 0);
+    }
+    return conditions.count;  // doubles are no conditions
   }
-}
+  bool TakeOne(kt_long row, const Kt_Variant& condition, bool) {
+    Mark(row, IsFalseCondition(condition));
+    return true;
+  }
+  void Mark(kt_long row, bool is_false) { hidden[static_cast<std::size_t>(row)] = is_false; }
+
+  std::vector<bool>& hidden;
+};
 
 // Marks the rows whose expression is false. All rows are judged before the first one is hidden, so
 // that an expression that asks about other rows ("price > Avg('price')") gets one answer for all.
 // False when the dataset or wrapper has gone or the run is to stop.
 bool JudgeRows(Kt_ExprDataset& wrapper, const Kt_WString& text, kt_long row_count,
                std::vector<bool>& hidden, kt_long& stop_code) {
-  RowLoop loop(wrapper, RowLoop::kFollow);
+  RowCursor cursor(wrapper, RowCursor::kFollow);
   RowExpr expr(text);
-  Kt_Variant value;
   hidden.assign(static_cast<std::size_t>(row_count), false);
-  const kt_long rows_at_first = loop.RowCount();
-  bool goes_on = true;
-  for (kt_long row = row_count - 1; row >= 0 && goes_on;) {
-    if (row >= loop.RowCount()) {
-      --row;
-      continue;
-    }
-    const RowNumbers conditions = loop.EnterTo(row, expr);
-    if (conditions.count > 0) {
-      row -= conditions.count;
-      MarkFalse(conditions, row + 1, hidden);
-      continue;
-    }
-    goes_on = loop.Enter(row) && loop.Evaluate(expr, value);
-    if (goes_on) hidden[static_cast<std::size_t>(row)] = IsFalseCondition(value);
-    --row;
-  }
-  stop_code = loop.GetStopCode();
+  const kt_long rows_at_first = cursor.RowCount();
+  FalseMarker marker{hidden};
+  const bool is_done = ForEachValue<RowOrder::kDown>(cursor, expr, 0, row_count, marker);
+  stop_code = cursor.GetStopCode();
   // What was found out goes by row numbers: it is void when rows came or went meanwhile.
-  return goes_on && loop.RowCount() == rows_at_first;
+  return is_done && cursor.RowCount() == rows_at_first;
 }
 
 // Hides from the last row on: the rows behind a hidden one change their numbers.

@@ -55,19 +55,19 @@ kt_long TotalOfExpression(const MethodCall& in, Kt_Aggregate what, Kt_Variant& r
   kt_long count = in.Integer(3, -1);
   if (count < 0 || count > all - start) count = all - start;
   if (count < 1) return kOk;
-  RowLoop loop(in.Wrapper(), RowLoop::kKeep);
+  RowCursor cursor(in.Wrapper(), RowCursor::kKeep);
   RowExpr expr(in.Text(0));
   Tally tally(what);
   Kt_Variant value;
   for (kt_long position = start; position < start + count; ++position) {
-    if (loop.GetDataset().GetPivotColLevel(position) > 0) continue;
-    if (!loop.EnterPosition(position)) break;
-    const bool goes_on = loop.Evaluate(expr, value);
+    if (cursor.GetDataset().GetPivotColLevel(position) > 0) continue;
+    if (!cursor.EnterPosition(position)) break;
+    const bool goes_on = expr.Evaluate(cursor, value);
     if (!IsLeftOut(what, value)) tally.Add(value);
     if (!goes_on) break;
   }
   result = tally.Result();
-  return loop.GetStopCode();
+  return cursor.GetStopCode();
 }
 
 kt_long PivotTotal(const MethodCall& in, Kt_Aggregate what, Kt_Variant& result) {

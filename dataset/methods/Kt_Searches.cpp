@@ -16,22 +16,27 @@ kt_long FirstTrueOf(const RowNumbers& conditions) {
   return at;
 }
 
-kt_long FirstTrue(RowLoop& loop, RowExpr& condition, kt_long start, kt_long end) {
-  Kt_Variant value;
-  for (kt_long row = start; row < std::min(end, loop.RowCount());) {
-    const RowNumbers conditions = loop.EnterFrom(row, std::min(end, loop.RowCount()), condition);
-    if (conditions.count > 0) {
-      const kt_long at = FirstTrueOf(conditions);
-      if (at < conditions.count) return row + at;
-      row += conditions.count;
-      continue;
-    }
-    if (!loop.Enter(row) || !loop.Evaluate(condition, value)) return -1;
-    if (IsTrueCondition(value)) return row < loop.RowCount() ? row : -1;
-    ++row;
+// Ends the walk at the first row in which the condition is true.
+class FirstTrue {
+ public:
+  explicit FirstTrue(const RowCursor& cursor) : cursor_(cursor) {}
+  kt_long TakeMany(kt_long first, const RowNumbers& conditions) {
+    const kt_long at = FirstTrueOf(conditions);
+    if (at == conditions.count) return at;
+    found_ = first + at;
+    return -1;
   }
-  return -1;
-}
+  bool TakeOne(kt_long row, const Kt_Variant& value, bool goes_on) {
+    if (!goes_on || !IsTrueCondition(value)) return goes_on;
+    if (row < cursor_.RowCount()) found_ = row;
+    return false;
+  }
+  kt_long GetFound() const { return found_; }
+
+ private:
+  const RowCursor& cursor_;
+  kt_long found_ = -1;
+};
 
 kt_long Search(const MethodCall& in, Rows rows, Kt_Variant& result) {
   const FiltersOff filters(in.Wrapper(), rows == Rows::kAll);
@@ -39,10 +44,12 @@ kt_long Search(const MethodCall& in, Rows rows, Kt_Variant& result) {
   const kt_long end = rows == Rows::kAll ? all : std::min(in.Integer(2, all), all);
   const kt_long start = std::max(in.Integer(1, 0), 0);
   if (start >= end) return kOk;
-  RowLoop loop(in.Wrapper(), RowLoop::kFollow);
+  RowCursor cursor(in.Wrapper(), RowCursor::kFollow);
   RowExpr condition(in.Text(0));
-  result = FirstTrue(loop, condition, start, end);
-  return loop.GetStopCode();
+  FirstTrue first(cursor);
+  ForEachValue<RowOrder::kUp>(cursor, condition, start, end, first);
+  result = first.GetFound();
+  return cursor.GetStopCode();
 }
 
 using LookUpRow = kt_long (Kt_Dataset::*)(std::u16string_view id, std::u16string_view text,

@@ -6,7 +6,7 @@
 
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/base/Kt_NativeStack.h"
-#include "dataset/rows/Kt_RowLoop.h"
+#include "dataset/rows/Kt_RowCursor.h"
 #include "expr/Kt_ExprPurity.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "script/Kt_RunBudget.h"

@@ -5,35 +5,59 @@
 #include <memory>
 #include <vector>
 
-#include "dataset/rows/Kt_RowExpr.h"
+#include "dataset/rows/Kt_RowNames.h"
+#include "expr/Kt_ExprProgram.h"
+
+class Kt_Dataset;
 
 namespace kt::detail {
+
+inline constexpr kt_long kRowsPerBlock = 1024;
+
+// The rows of a block in which an && or || is settled by its left side, and to what.
+//
+// A single row jumps over the right side then; a block cannot, as other rows need it. So all rows
+// go through the right side, whatever it gives for the settled ones, and where the operation ends
+// their values are put back. Nested operations of one kind, `a && b && c`, share their mask: what
+// `a` settled stays settled.
+class RowMask {
+ public:
+  // No row is settled.
+  void Open() { settled_.fill(kOpen); }
+  // Settles the open rows whose value is `truth`, to that.
+  template <class T>
+  void Settle(const T* values, std::size_t count, bool truth);
+  void PutBack(kt_long* values, std::size_t count) const;
+
+ private:
+  static constexpr std::int8_t kOpen = -1;
+  std::array<std::int8_t, kRowsPerBlock> settled_;  // kOpen, 0 or 1
+};
 
 // A compiled row expression of plain numbers, computed operation by operation for 1024 rows ahead.
 //
 // The kind of every value is known from the columns: long or double. Rows in which something else
 // comes up are marked and left to the row-by-row form, so nothing of the rules is stated twice that
 // is not plain arithmetic: null cells, subtotals, longs that do not fit, division of longs that has
-// no rest. A column of texts may be compared with a constant, once per text of its dictionary.
+// no remainder. A column of texts may be compared with a constant, once per text of its dictionary.
 class RowBlock {
  public:
-  static constexpr kt_long kRows = 1024;
-
   // Null when the program has anything else in it.
   static std::unique_ptr<RowBlock> Make(const ExprProgram& program,
                                         const std::vector<RowName>& names);
   // The cells have changed, but not what the names stand for.
   void Rebind(const std::vector<RowName>& names);
 
-  // Computes the block that holds a row of the loop.
-  void Go(const RowLoop& loop, kt_long row) {
-    if (KT_UNLIKELY(row < first_ || row >= end_)) Fill(loop, row);
-  }
-  // The value in a row of the block. False: to be evaluated by itself.
+  bool Has(kt_long row) const { return row >= first_ && row < end_; }
+  // Computes the block that holds a row of a dataset that shows `row_count` rows.
+  KT_NOINLINE void Fill(const Kt_Dataset& dataset, kt_long row_count, kt_long row);
+
+  // REQUIRES for the rest: Has(row).
+  // The value in a row. False: to be evaluated by itself.
   bool Read(kt_long row, Kt_Variant& value) const {
     const auto at = static_cast<std::size_t>(row - first_);
     if (KT_UNLIKELY(odd_[at])) return false;
-    if (result_->is_long) {
+    if (result_is_long_) {
       value.Set(result_->longs[at]);
     } else {
       value.Set(result_->doubles[at]);
@@ -48,7 +72,7 @@ class RowBlock {
  private:
   // The values of one operand in the rows of the block.
   struct Lane {
-    bool is_long = true;
+    bool is_long = true;    // the kind of what was planned last
     bool is_known = false;  // holds numbers
     const kt_long* longs = nullptr;
     const double* doubles = nullptr;
@@ -62,59 +86,71 @@ class RowBlock {
     RowName name;
     bool is_text = false;
   };
+  // One instruction with its kernel, which is chosen by the kinds of both sides.
+  struct Step;
+  using Kernel = void (*)(RowBlock& block, const Step& step);
+  struct Step {
+    Kernel kernel;
+    const Lane* left;
+    const Lane* right;
+    Lane* out;
+    int mask = -1;       // of masks_; -1: none
+    bool opens = false;  // the mask
+    int text_test = -1;
+  };
   // One side a column of texts, the other a constant.
   struct TextTest {
-    std::size_t instr;
-    std::size_t name;
-    std::uint16_t constant;
+    const NameLane* column;
+    const Kt_Variant* constant;
     bool text_is_left;
+    CodeOp op;
     std::vector<std::int8_t> known;  // by text: 0 or 1; -1: not asked yet
   };
-  // Rows whose value of a temp of && or || is settled until the instruction `landing`.
-  struct Settled {
+  // A mask from its first test until the instruction `landing`.
+  struct OpenMask {
     std::uint16_t temp;
     std::size_t landing;
-    std::array<std::int8_t, kRows> value;  // 0 or 1; -1: not settled
+    int mask;
   };
+  struct Kernels;
 
   explicit RowBlock(const ExprProgram& program) : program_(program) {}
   bool Plan(const std::vector<RowName>& names);
   bool PlanName(const RowName& name);
-  bool PlanInstr(std::size_t at);
-  bool PlanTextTest(std::size_t at);
+  bool PlanInstr(const CodeInstr& in);
+  bool PlanRelation(const CodeInstr& in);
+  bool PlanTextTest(const CodeInstr& in);
+  void PlanTest(const CodeInstr& in);
+  bool PlanReturn(const CodeInstr& in);
+  Step& AddStep(const CodeInstr& in, Kernel kernel, bool gives_long);
+  int FindMask(std::uint16_t temp) const;
   Lane* LaneOf(std::uint16_t operand);
-  bool IsNumber(std::uint16_t operand);
+  bool IsNumber(std::uint16_t operand) { return LaneOf(operand)->is_known; }
   bool IsTextName(std::uint16_t operand) const;
+  bool IsEmptyConst(std::uint16_t operand) const;
 
   RowNumbers Numbers(std::size_t from, std::size_t to) const;
-  KT_NOINLINE void Fill(const RowLoop& loop, kt_long row);
-  void Load(const RowLoop& loop);
+  void Load(const Kt_Dataset& dataset);
   void LoadName(NameLane& lane);
   template <class T>
   const T* Gathered(const T* cells, T* own) const;
-  void Run();
-  void RunInstr(std::size_t at);
-  void RunTextTest(TextTest& test);
-  void RunLogic(const CodeInstr& in);
-  void RunTest(const CodeInstr& in);
-  void RunArithmetic(const CodeInstr& in);
-  void RunRelation(const CodeInstr& in);
-  Settled* FindSettled(std::uint16_t temp);
-  void Land(std::size_t at);
 
   const ExprProgram& program_;
   std::vector<NameLane> names_;
   std::vector<Lane> consts_;
   std::vector<Lane> temps_;
+  std::vector<Step> steps_;
   std::vector<TextTest> text_tests_;
-  std::vector<Settled> settled_;
+  std::vector<RowMask> masks_;
+  std::vector<OpenMask> open_masks_;  // while steps are planned
   const Lane* result_ = nullptr;
+  bool result_is_long_ = false;
   kt_long first_ = 0;  // rows [first_, end_) are computed
   kt_long end_ = 0;
   std::size_t count_ = 0;
   bool is_dense_ = false;  // the records follow one another
-  std::array<std::uint32_t, kRows> records_;
-  std::array<std::uint8_t, kRows> odd_;
+  std::array<std::uint32_t, kRowsPerBlock> records_;
+  std::array<std::uint8_t, kRowsPerBlock> odd_;
 };
 
 }  // namespace kt::detail

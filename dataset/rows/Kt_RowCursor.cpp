@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "dataset/rows/Kt_RowLoop.h"
+#include "dataset/rows/Kt_RowCursor.h"
 
-#include <algorithm>
-
-#include "dataset/rows/Kt_RowBlock.h"
 #include "script/Kt_RunBudget.h"
 
 namespace kt::detail {
@@ -17,19 +14,7 @@ Kt_ExprObject* ParentOfRows(const Kt_ExprDataset& wrapper) {
   return container != nullptr ? container : wrapper.GetParentCtx();
 }
 
-bool IsText(const Kt_Variant& value, const char16_t* text) {
-  return value.IsString() && value.AsString().EqualsNoCase(text);
-}
-
 }  // namespace
-
-bool IsTrueCondition(const Kt_Variant& value) {
-  return value.IsLong() ? value.AsLong() != 0 : IsText(value, u"true");
-}
-
-bool IsFalseCondition(const Kt_Variant& value) {
-  return value.IsLong() ? value.AsLong() == 0 : IsText(value, u"false");
-}
 
 FiltersOff::FiltersOff(Kt_Dataset& dataset, bool is_wanted)
     : had_filter_(is_wanted && dataset.GetFilterStat()),
@@ -50,7 +35,7 @@ FiltersOff::~FiltersOff() {
   }
 }
 
-RowLoop::RowLoop(Kt_ExprDataset& wrapper, CurrentRow current_row, kt_long pivot_index)
+RowCursor::RowCursor(Kt_ExprDataset& wrapper, CurrentRow current_row, kt_long pivot_index)
     : wrapper_(&wrapper),
       data_(wrapper.GetDataset()),
       handle_(data_),
@@ -62,14 +47,14 @@ RowLoop::RowLoop(Kt_ExprDataset& wrapper, CurrentRow current_row, kt_long pivot_
       row_count_(data_->GetRowCount()),
       version_(data_->GetStructureVersion()) {}
 
-RowLoop::~RowLoop() {
+RowCursor::~RowCursor() {
   if (stop_code_ == kOk && rows_until_payment_ > 0) {
     (void)kt::ChargeRun(kRowsPerPayment - rows_until_payment_);  // the script finds the code
   }
 }
 
 // Charges for the block of rows behind; nothing at the first row, which only asks.
-bool RowLoop::Pay() {
+bool RowCursor::Pay() {
   rows_until_payment_ = 0;
   if (stop_code_ == kOk) stop_code_ = kt::ChargeRun(has_paid_ ? kRowsPerPayment : 0);
   if (stop_code_ != kOk || !IsThere()) return false;
@@ -78,32 +63,14 @@ bool RowLoop::Pay() {
   return true;
 }
 
-RowNumbers RowLoop::PayFor(RowNumbers numbers) {
-  if (numbers.count > 0) stop_code_ = kt::ChargeRun(numbers.count);
-  if (KT_LIKELY(stop_code_ == kOk)) return numbers;
-  rows_until_payment_ = 0;  // the next row entered ends the loop
-  return {};
+bool RowCursor::PayFor(kt_long rows) {
+  if (stop_code_ == kOk) stop_code_ = kt::ChargeRun(rows);
+  if (KT_LIKELY(stop_code_ == kOk)) return true;
+  rows_until_payment_ = 0;  // the next row entered ends the walk
+  return false;
 }
 
-// Rows of a pivot are looked at one by one: whether they count depends on their cells.
-const RowBlock* RowLoop::BlockOf(kt_long row, RowExpr& expr) {
-  return stop_code_ == kOk && !is_logical_pivot_ ? expr.BlockOf(*this, row) : nullptr;
-}
-
-RowNumbers RowLoop::EnterFrom(kt_long row, kt_long end, RowExpr& expr) {
-  const RowBlock* const block = BlockOf(row, expr);
-  if (block == nullptr) return {};
-  RowNumbers numbers = block->NumbersFrom(row);
-  numbers.count = std::min(numbers.count, end - row);
-  return PayFor(numbers);
-}
-
-RowNumbers RowLoop::EnterTo(kt_long row, RowExpr& expr) {
-  const RowBlock* const block = BlockOf(row, expr);
-  return block != nullptr ? PayFor(block->NumbersTo(row)) : RowNumbers();
-}
-
-void RowLoop::Place() {
+void RowCursor::Place() {
   const int current = current_row_ == kFollow ? row_ : wrapper_->GetCurRow();
   context_.SetRowPosition(wrapper_->GetRowPosition(), current, 0, row_);
   if (is_logical_pivot_) {
@@ -113,7 +80,7 @@ void RowLoop::Place() {
   is_placed_ = true;
 }
 
-bool RowLoop::EnterPosition(kt_long pivot_position) {
+bool RowCursor::EnterPosition(kt_long pivot_position) {
   if (!Enter(wrapper_->GetRowIdx())) return false;
   context_.SetRowPosition(wrapper_->GetRowPosition(), wrapper_->GetCurRow(), 0, row_);
   context_.SetPivotRowPosition(wrapper_->GetPivotRowPosition(), wrapper_->GetCurRow(), 0, -1);
@@ -122,24 +89,15 @@ bool RowLoop::EnterPosition(kt_long pivot_position) {
   return true;
 }
 
-bool RowLoop::Evaluate(RowExpr& expr, Kt_Variant& value) {
-  value.Clear();
-  const std::int64_t outside_count = context_.outside_count;
-  expr.Evaluate(*this, value);
-  if (KT_UNLIKELY(Kt_WorkMeter::CurrentStop() != kOk)) {
-    value.Clear();
-    stop_code_ = kt::CheckRun(nullptr);
-    return false;
-  }
-  if (outside_count == context_.outside_count || IsUnchanged()) return true;
-  return NoteChanges();
+bool RowCursor::Stop() {
+  stop_code_ = kt::CheckRun(nullptr);
+  return false;
 }
 
-bool RowLoop::NoteChanges() {
+bool RowCursor::NoteChanges() {
   if (!IsThere()) return false;
   version_ = data_->GetStructureVersion();
   row_count_ = data_->GetRowCount();
-  ++change_count_;
   return true;
 }
 

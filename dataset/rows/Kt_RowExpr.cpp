@@ -1,13 +1,26 @@
 // SPDX-License-Identifier: MIT
+//
+// Binding a row expression, and its compiled form.
+//
+// Names are asked of the context of the walk, just as the evaluator would ask them, but once for
+// all rows: a name that comes out as a column of the dataset or as a row keyword is one in every
+// row, until rows or columns change. Anything else could be another thing in the next row, so such
+// an expression stays with the evaluator.
+//
+// The compiled form reads cells by record where they lie, 256 records at a time. Other code runs in
+// it only when something is reported, which calls the host; the cursor counts that, so one
+// comparison per row tells whether what was bound still holds. A row costs a switch per operation
+// and the evaluator's own functions on values, so results cannot differ from the evaluator's.
 #include "dataset/rows/Kt_RowExpr.h"
 
 #include <algorithm>
 #include <atomic>
 
 #include "classlib/base/Kt_Memory.h"
+#include "classlib/store/Kt_RowReader.h"
 #include "classlib/value/Kt_VarInline.h"
 #include "dataset/rows/Kt_RowBlock.h"
-#include "dataset/rows/Kt_RowLoop.h"
+#include "dataset/rows/Kt_RowCursor.h"
 #include "object/Kt_ExprStackObj.h"
 
 namespace kt::detail {
@@ -49,7 +62,19 @@ RowName::Kind KindOfCells(Kt_ColumnType type) {
   }
 }
 
+bool IsText(const Kt_Variant& value, const char16_t* text) {
+  return value.IsString() && value.AsString().EqualsNoCase(text);
+}
+
 }  // namespace
+
+bool IsTrueCondition(const Kt_Variant& value) {
+  return value.IsLong() ? value.AsLong() != 0 : IsText(value, u"true");
+}
+
+bool IsFalseCondition(const Kt_Variant& value) {
+  return value.IsLong() ? value.AsLong() == 0 : IsText(value, u"false");
+}
 
 RowExpr::RowExpr(const Kt_WString& text) { expr_.SetExpr(text); }
 RowExpr::~RowExpr() = default;
@@ -58,7 +83,7 @@ void RowExpr::SetBestForm(Form form) { best_form = form; }
 
 // Choice of the form ------------------------------------------------------------------------------
 
-void RowExpr::Choose(RowLoop& loop) {
+void RowExpr::Choose(RowCursor& cursor) {
   if (way_ == Way::kUnknown && best_form != Form::kEvaluator) {
     program_ = ExprProgram::Of(expr_);
     const bool is_plain =
@@ -68,27 +93,27 @@ void RowExpr::Choose(RowLoop& loop) {
   } else if (way_ == Way::kUnknown) {
     way_ = Way::kEvaluator;
   }
-  if (way_ == Way::kCompiled && !Bind(loop)) way_ = Way::kEvaluator;
+  if (way_ == Way::kCompiled && !Bind(cursor)) way_ = Way::kEvaluator;
 }
 
-bool RowExpr::Bind(RowLoop& loop) {
-  const bool names_changed = change_count_ != loop.GetChangeCount();
+bool RowExpr::Bind(RowCursor& cursor) {
+  const bool names_changed = names_at_ != cursor.GetVersion();
   if (names_changed) {
-    change_count_ = loop.GetChangeCount();
+    names_at_ = cursor.GetVersion();
     names_.assign(program_.names.size(), {});
     for (std::size_t at = 0; at < names_.size(); ++at) {
-      if (!BindName(loop, program_.names[at], names_[at])) return false;
+      if (!BindName(cursor, program_.names[at], names_[at])) return false;
     }
-    if (!BindCalls(loop)) return false;
+    if (!BindCalls(cursor)) return false;
     temps_.assign(program_.temp_count, {});
   }
-  if (!BindCells(loop)) return false;
+  if (!BindCells(cursor)) return false;
   BindBlock(names_changed);
   return true;
 }
 
-bool RowExpr::BindName(RowLoop& loop, const Kt_WString& text, RowName& name) const {
-  Kt_DatasetCtx& context = loop.GetContext();
+bool RowExpr::BindName(RowCursor& cursor, const Kt_WString& text, RowName& name) const {
+  Kt_DatasetCtx& context = cursor.GetContext();
   Kt_ExprObjInfo info;
   (void)context.GetVarType(text, info);
   if (info.GetKind() == EXPR_OBJ_PROPERTY) {
@@ -101,8 +126,8 @@ bool RowExpr::BindName(RowLoop& loop, const Kt_WString& text, RowName& name) con
   if (info.GetKind() != EXPR_OBJ_COLUMN) return false;
   const Kt_ExprObjColumn& column = info.GetObjColumn();
   if (column.dataset.GetObject() != &context.GetWrapper()) return false;
-  name.col = loop.GetDataset().GetColIndex(column.name.View());
-  const Kt_Column* const cells = Kt_RowReader(loop.GetDataset()).GetCells(name.col);
+  name.col = cursor.GetDataset().GetColIndex(column.name.View());
+  const Kt_Column* const cells = Kt_RowReader(cursor.GetDataset()).GetCells(name.col);
   // Values of any kind may be objects, whose reading is the evaluator's.
   if (cells == nullptr || cells->Type() == Kt_ColumnType::kVariant) return false;
   name.kind = KindOfCells(cells->Type());
@@ -110,11 +135,11 @@ bool RowExpr::BindName(RowLoop& loop, const Kt_WString& text, RowName& name) con
 }
 
 // A name that any context knows as a call is not the built-in function of that name.
-bool RowExpr::BindCalls(RowLoop& loop) {
+bool RowExpr::BindCalls(RowCursor& cursor) {
   calls_.clear();
   for (const Kt_WString& text : program_.calls) {
     Kt_ExprObjInfo info;
-    const int kind = loop.GetContext().GetMethodType(text, info);
+    const int kind = cursor.GetContext().GetMethodType(text, info);
     const Kt_Getter function = Kt_ExprObject::GetIntFunc(text.GetText());
     const bool is_builtin = info.GetKind() == EXPR_OBJ_NONE && kind == kUnknownName;
     if (!is_builtin || function == nullptr || AsksContext(function)) return false;
@@ -123,15 +148,15 @@ bool RowExpr::BindCalls(RowLoop& loop) {
   return true;
 }
 
-bool RowExpr::BindCells(RowLoop& loop) {
-  const Kt_RowReader reader(loop.GetDataset());
+bool RowExpr::BindCells(RowCursor& cursor) {
+  const Kt_RowReader reader(cursor.GetDataset());
   for (RowName& name : names_) {
     if (name.col < 0) continue;
     name.cells = reader.GetCells(name.col);
     if (name.cells == nullptr) return false;
   }
   first_record_row_ = -1;
-  epoch_ = loop.GetEpoch();
+  cells_at_ = cursor.GetOthersRun();
   return true;
 }
 
@@ -150,38 +175,73 @@ void RowExpr::BindBlock(bool names_changed) {
 
 // Evaluation --------------------------------------------------------------------------------------
 
-// What was found out before other code ran is found out again.
-void RowExpr::Prepare(RowLoop& loop) {
-  if (KT_LIKELY(epoch_ == loop.GetEpoch())) return;
-  if (way_ == Way::kCompiled || way_ == Way::kUnknown) Choose(loop);
+// Rebinds after script or host code has run.
+void RowExpr::Prepare(RowCursor& cursor) {
+  if (KT_LIKELY(cells_at_ == cursor.GetOthersRun())) return;
+  if (way_ == Way::kCompiled || way_ == Way::kUnknown) Choose(cursor);
 }
 
-const RowBlock* RowExpr::BlockOf(RowLoop& loop, kt_long row) {
-  Prepare(loop);
+void RowExpr::FillBlock(const RowCursor& cursor, kt_long row) {
+  if (KT_LIKELY(block_->Has(row))) return;
+  block_->Fill(cursor.GetDataset(), cursor.RowCount(), row);
+}
+
+// Rows of a pivot are looked at one by one: whether they count depends on their cells.
+const RowBlock* RowExpr::BlockOf(RowCursor& cursor, kt_long row) {
+  if (cursor.IsLogicalPivot()) return nullptr;
+  Prepare(cursor);
   if (way_ != Way::kCompiled || block_ == nullptr) return nullptr;
-  block_->Go(loop, row);
+  FillBlock(cursor, row);
   rows_since_binding_ = kLeastRows;
   return block_.get();
 }
 
-void RowExpr::Evaluate(RowLoop& loop, Kt_Variant& value) {
-  Prepare(loop);
+RowNumbers RowExpr::NumbersFrom(RowCursor& cursor, kt_long row, kt_long end) {
+  const RowBlock* const block = BlockOf(cursor, row);
+  if (block == nullptr) return {};
+  RowNumbers numbers = block->NumbersFrom(row);
+  numbers.count = std::min(numbers.count, end - row);
+  return numbers.count > 0 && cursor.PayFor(numbers.count) ? numbers : RowNumbers();
+}
+
+RowNumbers RowExpr::NumbersTo(RowCursor& cursor, kt_long row, kt_long start) {
+  const RowBlock* const block = BlockOf(cursor, row);
+  if (block == nullptr) return {};
+  RowNumbers numbers = block->NumbersTo(row);
+  const kt_long surplus = std::max(numbers.count - (row + 1 - start), 0);
+  numbers.count -= surplus;
+  if (numbers.longs != nullptr) numbers.longs += surplus;
+  if (numbers.doubles != nullptr) numbers.doubles += surplus;
+  return numbers.count > 0 && cursor.PayFor(numbers.count) ? numbers : RowNumbers();
+}
+
+bool RowExpr::Evaluate(RowCursor& cursor, Kt_Variant& value) {
+  value.Clear();
+  const std::int64_t ran_before = cursor.GetOthersRun();
+  Compute(cursor, value);
+  if (KT_LIKELY(cursor.LookAround(ran_before))) return true;
+  if (cursor.GetStopCode() != kOk) value.Clear();
+  return false;
+}
+
+void RowExpr::Compute(RowCursor& cursor, Kt_Variant& value) {
+  Prepare(cursor);
   switch (way_) {
     case Way::kCompiled:
       ++rows_since_binding_;
       if (block_ != nullptr) {
-        block_->Go(loop, loop.GetRow());
-        if (block_->Read(loop.GetRow(), value)) return;
+        FillBlock(cursor, cursor.GetRow());
+        if (block_->Read(cursor.GetRow(), value)) return;
       }
-      return Run(loop, value);
+      return RunCompiled(cursor, value);
     case Way::kFaulty: return;
-    default: return EvaluateSlow(loop, value);
+    default: return RunGeneral(cursor, value);
   }
 }
 
-void RowExpr::EvaluateSlow(RowLoop& loop, Kt_Variant& value) {
-  loop.NoteOutside();
-  const kt_long code = expr_.ExecExpr(&loop.Placed(), value);
+void RowExpr::RunGeneral(RowCursor& cursor, Kt_Variant& value) {
+  cursor.NoteOthersRun();
+  const kt_long code = expr_.ExecExpr(&cursor.Placed(), value);
   if (code == kOk) return;
   if (code == kErrNoMemory) kt::PassMemoryFailure();
   value.Clear();
@@ -189,31 +249,31 @@ void RowExpr::EvaluateSlow(RowLoop& loop, Kt_Variant& value) {
   if (expr_.GetState() < 0) way_ = Way::kFaulty;
 }
 
-void RowExpr::FindRecord(RowLoop& loop) {
-  const kt_long row = loop.GetRow();
+void RowExpr::FindRecord(RowCursor& cursor) {
+  const kt_long row = cursor.GetRow();
   const kt_long first = row & ~(kRecordRows - 1);
   if (first != first_record_row_) {
-    const kt_long count = std::min(kRecordRows, loop.RowCount() - first);
-    Kt_RowReader(loop.GetDataset()).GetRecords(first, count, records_);
+    const kt_long count = std::min(kRecordRows, cursor.RowCount() - first);
+    Kt_RowReader(cursor.GetDataset()).GetRecords(first, count, records_);
     first_record_row_ = first;
   }
   record_ = records_[row - first];
 }
 
-const Kt_Variant& RowExpr::Get(RowLoop& loop, std::uint16_t operand) {
+const Kt_Variant& RowExpr::Get(RowCursor& cursor, std::uint16_t operand) {
   if (operand < CodeOperand::kConstBase) return temps_[operand];
   if (operand < CodeOperand::kNameBase) return program_.consts[operand - CodeOperand::kConstBase];
-  return Read(loop, names_[operand - CodeOperand::kNameBase]);
+  return Read(cursor, names_[operand - CodeOperand::kNameBase]);
 }
 
-const Kt_Variant& RowExpr::Read(RowLoop& loop, RowName& name) {
+const Kt_Variant& RowExpr::Read(RowCursor& cursor, RowName& name) {
   if (name.kind == RowName::Kind::kRow) {
-    name.value.Set(loop.GetRow());
+    name.value.Set(cursor.GetRow());
   } else if (name.kind == RowName::Kind::kKeyword) {
     name.value.Clear();
-    (void)(loop.Placed().*name.keyword)(nullptr, name.value);
+    (void)(cursor.Placed().*name.keyword)(nullptr, name.value);
   } else if (KT_UNLIKELY(record_ == Kt_RowReader::kNoRecord)) {
-    name.value = loop.GetDataset().ReadColumn(loop.GetRow(), name.col);
+    name.value = cursor.GetDataset().ReadColumn(cursor.GetRow(), name.col);
   } else if (KT_UNLIKELY(name.cells->IsNull(record_))) {
     name.value.Clear();
   } else if (name.kind == RowName::Kind::kLongs) {
@@ -227,34 +287,34 @@ const Kt_Variant& RowExpr::Read(RowLoop& loop, RowName& name) {
 }
 
 // One call of a built-in function. False when the expression fails.
-bool RowExpr::RunCall(RowLoop& loop, const CodeInstr& in) {
+bool RowExpr::RunCall(RowCursor& cursor, const CodeInstr& in) {
   if (!kt::ChargeTime(Kt_WorkMeter::kUnitsPerCall)) return false;
   args_.ClearItems();
   for (std::uint16_t arg = 0; arg < in.b; ++arg) args_.Add(temps_[in.a + arg]);
   Kt_Variant value;
-  Kt_ExprObject& context = loop.GetContext();
+  Kt_ExprObject& context = cursor.GetContext();
   const Kt_Getter function = calls_[static_cast<std::size_t>(in.extra)];
   if ((context.*function)(&args_, value) != kOk || CheckCallResult(&context, value) != kOk) {
     expr_.PlaceFailure();
     return false;
   }
-  if (KT_UNLIKELY(epoch_ != loop.GetEpoch())) {  // it reported: the host's handler ran
-    if (!loop.IsUnchanged() || !BindCells(loop)) return false;
-    FindRecord(loop);
+  if (KT_UNLIKELY(cells_at_ != cursor.GetOthersRun())) {  // it reported: the host's handler ran
+    if (!cursor.IsUnchanged() || !BindCells(cursor)) return false;
+    FindRecord(cursor);
   }
   temps_[in.dst] = std::move(value);
   return true;
 }
 
-void RowExpr::Run(RowLoop& loop, Kt_Variant& value) {
-  FindRecord(loop);
+void RowExpr::RunCompiled(RowCursor& cursor, Kt_Variant& value) {
+  FindRecord(cursor);
   const CodeInstr* const first = program_.instrs.data();
   for (const CodeInstr* in = first;; ++in) {
     switch (in->op) {
-      case CodeOp::kMove: temps_[in->dst] = Get(loop, in->a); break;
+      case CodeOp::kMove: temps_[in->dst] = Get(cursor, in->a); break;
       case CodeOp::kTestAnd:
       case CodeOp::kTestOr: {
-        const Kt_Variant& left = Get(loop, in->a);
+        const Kt_Variant& left = Get(cursor, in->a);
         const bool is_true = IsConditionTrue(left);
         if (is_true == (in->op == CodeOp::kTestOr)) {
           temps_[in->dst].Set(kt_long{is_true});
@@ -265,14 +325,14 @@ void RowExpr::Run(RowLoop& loop, Kt_Variant& value) {
         break;
       }
       case CodeOp::kCall:
-        if (!RunCall(loop, *in)) return;
+        if (!RunCall(cursor, *in)) return;
         break;
-      case CodeOp::kReturn: value = Get(loop, in->a); return;
+      case CodeOp::kReturn: value = Get(cursor, in->a); return;
       default: {
-        const kt_long code =
-            Compute(OperatorOf(in->op), Get(loop, in->a), Get(loop, in->b), temps_[in->dst]);
+        const kt_long code = kt::Compute(OperatorOf(in->op), Get(cursor, in->a), Get(cursor, in->b),
+                                         temps_[in->dst]);
         if (KT_LIKELY(code == kOk)) break;
-        (void)kt::Report(&loop.GetContext(), u"Kt_Expr", code, OperatorText(OperatorOf(in->op)));
+        (void)kt::Report(&cursor.GetContext(), u"Kt_Expr", code, OperatorText(OperatorOf(in->op)));
         expr_.PlaceFailure();
         return;
       }

@@ -2,49 +2,27 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 
-#include "classlib/store/Kt_RowReader.h"
+#include "dataset/rows/Kt_RowNames.h"
 #include "expr/Kt_ExprProgram.h"
-#include "object/Kt_NameTables.h"
 
 namespace kt::detail {
 
 class RowBlock;
-class RowLoop;
+class RowCursor;
 
-// Values of rows that follow one another, computed ahead: longs or doubles, the other is null. Good
-// until other code runs.
-struct RowNumbers {
-  const kt_long* longs = nullptr;
-  const double* doubles = nullptr;
-  kt_long count = 0;
-};
-
-// What a name of a row expression stands for, looked up once.
-struct RowName {
-  enum class Kind : std::uint8_t {
-    kLongs,    // a column of longs
-    kDoubles,  // a column of doubles
-    kCells,    // any other column with cells of its own
-    kRow,      // the number of the row
-    kKeyword,  // any other row keyword
-  };
-  Kind kind = Kind::kRow;
-  kt_long col = -1;
-  const Kt_Column* cells = nullptr;
-  Kt_Getter keyword = nullptr;
-  Kt_Variant value;  // as last read
-};
-
-// An expression that a row loop evaluates row by row. Parsed once; and when all its names are
-// columns and row keywords of the dataset, and its calls built-in functions, compiled once.
+// An expression that is evaluated in row after row of one walk. It is parsed once, and bound in the
+// row that is asked for first to the best of three forms:
 //
-// The compiled form gives what the evaluator gives: it is the evaluator's own rules run on paper
-// (expr/Kt_ExprProgram.h), over operands that reading does not change. Members, elements,
-// assignments, and names that would be asked of the parent context are left to the evaluator.
-// Compiled expressions of plain numbers are computed a block of rows ahead (Kt_RowBlock.h).
+//   general    the evaluator, for whatever a row expression may hold
+//   compiled   when all names are columns and row keywords of the dataset, and all calls built-in
+//              functions: straight code over the cells (expr/Kt_ExprProgram.h)
+//   in blocks  when the compiled form is plain numbers: 1024 rows ahead (Kt_RowBlock.h)
 //
-// Serves one loop.
+// All give the same. Members, elements, assignments, and names that would be asked of the parent
+// context are left to the evaluator. What was bound holds until other code runs; then cells are
+// found again, and names too when rows or columns have changed (RowCursor).
 class RowExpr {
  public:
   explicit RowExpr(const Kt_WString& text);
@@ -52,11 +30,15 @@ class RowExpr {
   RowExpr& operator=(const RowExpr&) = delete;
   ~RowExpr();
 
-  // The value in the row that `loop` entered, empty when it fails. REQUIRES: `value` is empty.
-  void Evaluate(RowLoop& loop, Kt_Variant& value);
+  // The value in the row that `cursor` entered; empty when it fails. False when the walk has to
+  // end, also with a value.
+  bool Evaluate(RowCursor& cursor, Kt_Variant& value);
 
-  // The block that holds a row; null when the expression is not computed in blocks.
-  const RowBlock* BlockOf(RowLoop& loop, kt_long row);
+  // The values, paid for, of the rows from `row` on before `end` / from `start` on to `row`, as far
+  // as they are numbers that were computed ahead, which takes no other code. None: enter `row` by
+  // itself.
+  RowNumbers NumbersFrom(RowCursor& cursor, kt_long row, kt_long end);
+  RowNumbers NumbersTo(RowCursor& cursor, kt_long row, kt_long start);
 
   // For tests that compare the forms: how much of the above is used.
   enum class Form : std::uint8_t { kEvaluator, kCompiled, kBlocks };
@@ -69,24 +51,27 @@ class RowExpr {
   // does not pay.
   static constexpr std::int64_t kLeastRows = 64;
 
-  void Prepare(RowLoop& loop);
-  void Choose(RowLoop& loop);
-  bool Bind(RowLoop& loop);
-  bool BindName(RowLoop& loop, const Kt_WString& text, RowName& name) const;
-  bool BindCalls(RowLoop& loop);
-  bool BindCells(RowLoop& loop);
+  void Prepare(RowCursor& cursor);
+  void Choose(RowCursor& cursor);
+  bool Bind(RowCursor& cursor);
+  bool BindName(RowCursor& cursor, const Kt_WString& text, RowName& name) const;
+  bool BindCalls(RowCursor& cursor);
+  bool BindCells(RowCursor& cursor);
   void BindBlock(bool names_changed);
-  void EvaluateSlow(RowLoop& loop, Kt_Variant& value);
-  void Run(RowLoop& loop, Kt_Variant& value);
-  bool RunCall(RowLoop& loop, const CodeInstr& in);
-  void FindRecord(RowLoop& loop);
-  const Kt_Variant& Get(RowLoop& loop, std::uint16_t operand);
-  const Kt_Variant& Read(RowLoop& loop, RowName& name);
+  const RowBlock* BlockOf(RowCursor& cursor, kt_long row);
+  void FillBlock(const RowCursor& cursor, kt_long row);
+  void Compute(RowCursor& cursor, Kt_Variant& value);
+  void RunGeneral(RowCursor& cursor, Kt_Variant& value);
+  void RunCompiled(RowCursor& cursor, Kt_Variant& value);
+  bool RunCall(RowCursor& cursor, const CodeInstr& in);
+  void FindRecord(RowCursor& cursor);
+  const Kt_Variant& Get(RowCursor& cursor, std::uint16_t operand);
+  const Kt_Variant& Read(RowCursor& cursor, RowName& name);
 
   Kt_Expr expr_;
   Way way_ = Way::kUnknown;
-  std::int64_t epoch_ = 0;     // of the loop, when the cells were found
-  kt_long change_count_ = -1;  // of the loop, when the names were
+  std::int64_t cells_at_ = -1;             // GetOthersRun of the cursor, when cells were found
+  std::optional<std::uint64_t> names_at_;  // GetVersion of the cursor, when names were found
   ExprProgram program_;
   std::vector<RowName> names_;    // of the program
   std::vector<Kt_Getter> calls_;  // of the program
@@ -99,5 +84,10 @@ class RowExpr {
   kt_long first_record_row_ = -1;  // of records_, -1: none
   std::uint32_t records_[kRecordRows];
 };
+
+// What a search or a Case form takes for true: an explicit true. A filter takes only an explicit
+// false for false; any other value is neither.
+bool IsTrueCondition(const Kt_Variant& value);
+bool IsFalseCondition(const Kt_Variant& value);
 
 }  // namespace kt::detail

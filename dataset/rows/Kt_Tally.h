@@ -2,7 +2,7 @@
 #pragma once
 
 #include "classlib/store/Kt_Dataset.h"
-#include "dataset/rows/Kt_RowExpr.h"
+#include "dataset/rows/Kt_RowNames.h"
 
 namespace kt::detail {
 

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "classlib/store/Kt_Column.h"
+#include "object/Kt_NameTables.h"
+
+namespace kt::detail {
+
+// What a name of a row expression stands for, looked up once.
+struct RowName {
+  enum class Kind : std::uint8_t {
+    kLongs,    // a column of longs
+    kDoubles,  // a column of doubles
+    kCells,    // any other column with cells of its own
+    kRow,      // the number of the row
+    kKeyword,  // any other row keyword
+  };
+  Kind kind = Kind::kRow;
+  kt_long col = -1;
+  const Kt_Column* cells = nullptr;
+  Kt_Getter keyword = nullptr;
+  Kt_Variant value;  // as last read
+};
+
+// Values of rows that follow one another, computed ahead: longs or doubles, the other is null. Good
+// until other code runs.
+struct RowNumbers {
+  const kt_long* longs = nullptr;
+  const double* doubles = nullptr;
+  kt_long count = 0;
+};
+
+}  // namespace kt::detail
