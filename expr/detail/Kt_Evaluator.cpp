@@ -535,7 +535,7 @@ kt_long Evaluator::CloseBracket(const Kt_ExprOp& op) {
   stack_.Pop();
   Kt_ExprStackObj& top = stack_.Top();
   top.SetOpCode(0);
-  // A call that has run has left its name behind.
+  // A call that has run is a value, and has lost its name.
   const bool is_value = top.GetKind() == EXPR_OBJ_VALUE;
   const FailureMark mark;
   const kt_long code = is_value

@@ -87,7 +87,7 @@ class CodeFrame {
   }
 
  private:
-  // A variable whose object has gone reads as empty.
+  // A variable whose object was destroyed reads as empty.
   KT_COLD const Kt_Variant& CheckedObject(const Kt_Variant& value) {
     Hold();
     if (value.GetHolder().IsValid()) return value;

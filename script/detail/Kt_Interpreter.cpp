@@ -97,22 +97,9 @@ kt_long Interpreter::CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int a
 
 // Statements --------------------------------------------------------------------------------------
 
-Outcome Interpreter::Body(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
-                          Kt_Variant& result) {
-  result.Clear();
-  // The count is read anew: a statement may load more of the same script.
-  for (kt_long index = 0; index < ops.GetCount(); ++index) {
-    const Kt_ScriptOp& op = *ops.GetItem(index);
-    frame_.op = &op;
-    if (const kt_long code = run_.Tick(context); KT_UNLIKELY(code != kOk)) return code;
-    const Outcome outcome = Statement(op, context, scope, result);
-    if (KT_UNLIKELY(!outcome.IsNext())) return outcome;
-  }
-  return Flow::kNext;
-}
-
-Outcome Interpreter::Statement(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
-                               Kt_Variant& result) {
+// Inline, as EvalWith is: a call more for every statement shows in loops.
+KT_ALWAYS_INLINE Outcome Interpreter::Statement(const Kt_ScriptOp& op, Kt_ExprObject* context,
+                                                Scope* scope, Kt_Variant& result) {
   switch (op.opcode) {
     case kScriptVar: return Declare(op, context, scope);
     case kScriptVarArray: return DeclareArray(op, context, scope);
@@ -150,6 +137,20 @@ Outcome Interpreter::Statement(const Kt_ScriptOp& op, Kt_ExprObject* context, Sc
   }
 }
 
+Outcome Interpreter::Body(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
+                          Kt_Variant& result) {
+  result.Clear();
+  // The count is read anew: a statement may load more of the same script.
+  for (kt_long index = 0; index < ops.GetCount(); ++index) {
+    const Kt_ScriptOp& op = *ops.GetItem(index);
+    frame_.op = &op;
+    if (const kt_long code = run_.Tick(context); KT_UNLIKELY(code != kOk)) return code;
+    const Outcome outcome = Statement(op, context, scope, result);
+    if (KT_UNLIKELY(!outcome.IsNext())) return outcome;
+  }
+  return Flow::kNext;
+}
+
 Outcome Interpreter::ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
                                 Kt_Variant& result) {
   if (KT_UNLIKELY(!kt_hasstack())) return run_.StopTooDeep(context);
@@ -159,19 +160,20 @@ Outcome Interpreter::ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* conte
 
 // Expressions -------------------------------------------------------------------------------------
 
-kt_long Interpreter::Eval(Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, Kt_Variant& value) {
-  ExprCode* const compiled = CodeOf(expr, context, scope);
-  return EvalWith(compiled, expr, context, scope, value);
-}
-
-kt_long Interpreter::EvalWith(ExprCode* compiled, Kt_Expr& expr, Kt_ExprObject* context,
-                              Scope* scope, Kt_Variant& value) {
+KT_ALWAYS_INLINE kt_long Interpreter::EvalWith(ExprCode* compiled, Kt_Expr& expr,
+                                               Kt_ExprObject* context, Scope* scope,
+                                               Kt_Variant& value) {
   if (KT_LIKELY(compiled != nullptr)) {
     const kt_long code = compiled->Run(run_, *scope, value);
     if (KT_LIKELY(code == kOk)) return run_.Check(context);
     if (code != ExprCode::kUseEvaluator) return AfterCode(expr, code, value);
   }
   return EvalSlow(expr, context, value);
+}
+
+kt_long Interpreter::Eval(Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, Kt_Variant& value) {
+  ExprCode* const compiled = CodeOf(expr, context, scope);
+  return EvalWith(compiled, expr, context, scope, value);
 }
 
 // The compiled form of an expression has failed.
@@ -305,7 +307,7 @@ kt_long Interpreter::AppendName(const Kt_ScriptOpVar& var, ExprCode& compiled,
   return StoreAppended(var, base, value, context, scope);
 }
 
-// Stores `value`, behind `base` when that is a text; in place when the variable has it still.
+// Stores `value`, after `base` when that is a text; in place when the variable still has it.
 kt_long Interpreter::StoreAppended(const Kt_ScriptOpVar& var, Kt_Variant& base, Kt_Variant& value,
                                    Kt_ExprObject* context, Scope* scope) {
   Kt_Variable* const variable = run_.FindVariable(scope, kt_symbolW(var.name), var.hint);
@@ -406,7 +408,7 @@ kt_long Interpreter::SettleCall(Kt_ExprStackObj& entry, const Kt_Variant& value,
   return entry.FromObject(context, &hold);
 }
 
-// The old value of a compound assignment; empty when its object has gone and the run goes on.
+// The old value of a compound assignment; empty when its object was destroyed and the run goes on.
 kt_long Interpreter::ReadOldValue(const Kt_Expr& target, Kt_ExprStackObj& entry, Kt_Variant& value,
                                   Kt_ExprObject* context) {
   const FailureMark mark;

@@ -104,7 +104,7 @@ class Interpreter {
     const bool is_compilable = scope != nullptr && scope == context && run_.IsCompiled();
     return KT_LIKELY(is_compilable) ? ExprCode::Of(expr) : nullptr;
   }
-  // Evaluates; answers kAbort when the host behind the script has gone meanwhile.
+  // Evaluates; answers kAbort when the script's host was destroyed meanwhile.
   kt_long Eval(Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, Kt_Variant& value);
   // The same with what CodeOf has given.
   kt_long EvalWith(ExprCode* compiled, Kt_Expr& expr, Kt_ExprObject* context, Scope* scope,
