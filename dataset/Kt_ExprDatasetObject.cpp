@@ -11,25 +11,14 @@
 
 namespace {
 
-using Total = kt_long (Kt_Dataset::*)(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
-                                      kt_long position) const;
+// What a column has beside "count".
+constexpr Kt_Aggregate kTotals[] = {Kt_Aggregate::kSum, Kt_Aggregate::kMax, Kt_Aggregate::kMin,
+                                    Kt_Aggregate::kAvg};
 
-struct TotalName {
-  const char16_t* name;
-  Total total;
-};
-constexpr TotalName kTotals[] = {
-    {u"sum", &Kt_Dataset::GetSum},
-    {u"max", &Kt_Dataset::GetMax},
-    {u"min", &Kt_Dataset::GetMin},
-    {u"avg", &Kt_Dataset::GetAvg},
-};
-
-const TotalName* FindTotal(const Kt_WString& name) {
-  const auto* const found =
-      std::find_if(std::begin(kTotals), std::end(kTotals),
-                   [&](const TotalName& total) { return name.EqualsNoCase(total.name); });
-  return found != std::end(kTotals) ? found : nullptr;
+// kNone for every other name.
+Kt_Aggregate FindTotal(const Kt_WString& name) {
+  const Kt_Aggregate found = kt_findaggregateW(name);
+  return found == Kt_Aggregate::kCount ? Kt_Aggregate::kNone : found;
 }
 
 struct Rows {
@@ -58,9 +47,9 @@ kt_long ReadTotal(const Kt_Dataset& dataset, const Kt_WString& name, kt_long col
     result = dataset.GetCount(rows.start, rows.end);
     return kOk;
   }
-  const TotalName* const total = FindTotal(name);
-  if (total == nullptr) return kFailed;
-  (void)(dataset.*total->total)(col, rows.start, rows.end, result, position);
+  const Kt_Aggregate total = FindTotal(name);
+  if (total == Kt_Aggregate::kNone) return kFailed;
+  (void)dataset.GetAggregate(total, col, rows.start, rows.end, result, position);
   return kOk;
 }
 
@@ -226,7 +215,7 @@ kt_long Kt_ExprDatasetObject::NoteNoMember(const Kt_Dataset& dataset,
     return kt::NoteCause(kFailed, Kt_Cause::kNoColumn, {name, id}, known);
   }
   std::vector<Kt_WString> known = {u"count", GetDefaultProp()};
-  for (const TotalName& total : kTotals) known.push_back(total.name);
+  for (const Kt_Aggregate total : kTotals) known.emplace_back(kt_aggregatenameW(total));
   return kt::NoteCause(kFailed, Kt_Cause::kNoMember, {name, id}, known);
 }
 
@@ -272,7 +261,8 @@ kt_long Kt_ExprDatasetObject::ReadCell(const Kt_Dataset& dataset, const Kt_WStri
   const kt_long col = dataset.GetColIndex(column_.View());
   if (col < 0) return kFailed;
   const bool is_group = dataset.GetRowLevel(start_) >= 1;
-  if (name.EqualsNoCase(GetDefaultProp()) || (!is_group && FindTotal(name) != nullptr)) {
+  if (name.EqualsNoCase(GetDefaultProp()) ||
+      (!is_group && FindTotal(name) != Kt_Aggregate::kNone)) {
     result = dataset.ReadColumn(start_, col, pivot_index_);
     return kOk;
   }

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "classlib/value/Kt_Aggregate.h"
 #include "classlib/value/Kt_Variant.h"
 
 // What a stack entry asks of the object behind a column (kinds 33 and 34): implemented by dataset
 // wrappers beside Kt_ExprObject. Rows are visible rows, columns are indexes.
 class KT_SCRIPT_API Kt_ExprColumnSource {
  public:
-  enum class Aggregate : std::uint8_t { kSum, kMax, kMin, kAvg };
+  using Aggregate = Kt_Aggregate;  // never kNone or kCount
 
   virtual ~Kt_ExprColumnSource() = default;
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "classlib/value/Kt_Aggregate.h"
 #include "object/Kt_ExprColumnSource.h"
 #include "object/Kt_ExprStackObj.h"
 #include "object/Kt_RunCharge.h"
@@ -52,19 +53,6 @@ bool IsCall(std::int16_t kind) {
   return kind == EXPR_OBJ_INTFUNC || kind == EXPR_OBJ_EXTAPI || kind == EXPR_OBJ_METHOD;
 }
 
-using Aggregate = Kt_ExprColumnSource::Aggregate;
-
-struct ColumnProp {
-  const char16_t* name;
-  Aggregate aggregate;
-};
-constexpr ColumnProp kColumnProps[] = {
-    {u"sum", Aggregate::kSum},
-    {u"max", Aggregate::kMax},
-    {u"min", Aggregate::kMin},
-    {u"avg", Aggregate::kAvg},
-};
-
 // The rows that the subtotal row `row` covers: from `start` to before `end`.
 void GetCoveredRows(const Kt_ExprColumnSource& source, kt_long row, kt_long& start, kt_long& end) {
   const kt_long recorded = source.GetRowIndex(row);
@@ -79,7 +67,8 @@ void GetCoveredRows(const Kt_ExprColumnSource& source, kt_long row, kt_long& sta
 
 void ReadColumnProp(const Kt_ExprColumnSource& source, const Kt_WString& property, kt_long row,
                     kt_long col, Kt_Variant& result) {
-  const bool is_count = property.EqualsNoCase(u"count");
+  const Kt_Aggregate what = kt_findaggregateW(property);
+  const bool is_count = what == Kt_Aggregate::kCount;
   if (source.GetRowLevel(row) == 0) {
     if (is_count) return result.Set(kt_long{1});
     return source.ReadColumn(row, col, result);
@@ -88,11 +77,7 @@ void ReadColumnProp(const Kt_ExprColumnSource& source, const Kt_WString& propert
   kt_long end = 0;
   GetCoveredRows(source, row, start, end);
   if (is_count) return result.Set(end - start);
-  for (const ColumnProp& prop : kColumnProps) {
-    if (property.EqualsNoCase(prop.name)) {
-      return source.ReadAggregate(prop.aggregate, col, start, end, result);
-    }
-  }
+  if (what != Kt_Aggregate::kNone) return source.ReadAggregate(what, col, start, end, result);
   source.ReadColumn(row, col, result);
 }
 

@@ -8,6 +8,7 @@
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/detail/Kt_Refuse.h"
 #include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/Kt_Fold.h"
 #include "classlib/store/detail/Kt_Whole.h"
 #include "classlib/store/kernels/Kt_ColumnKernels.h"
 
@@ -22,13 +23,10 @@ using Units = Kt_Column::Units;
 using Texts = Kt_Column::Texts;
 using Values = Kt_Column::Values;
 
-// A long that does not fit 32 bits is a double.
-Kt_Variant LongOrDouble(std::int64_t total) {
-  if (total >= std::numeric_limits<kt_long>::min() &&
-      total <= std::numeric_limits<kt_long>::max()) {
-    return static_cast<kt_long>(total);
-  }
-  return static_cast<double>(total);
+bool IsNaN(const Kt_Variant& held) {
+  const Kt_Variant& value = held.Target();
+  const bool is_real = value.GetTag() == kTagDouble || value.GetTag() == kTagDateTime;
+  return is_real && std::isnan(value.AsDouble());
 }
 
 // What a column's kind does to a total or an extreme on the way back to a value.
@@ -38,29 +36,6 @@ Kt_Variant Value(const Kt_Column& column, double number) {
 }
 Kt_Variant Value(const Kt_Column&, kt_long number) { return number; }
 Kt_Variant Value(const Kt_Column&, std::int64_t units) { return Kt_Currency::FromUnits(units); }
-
-Kt_Variant TotalOf(const LongSum& sum) { return LongOrDouble(sum.Total()); }
-Kt_Variant TotalOf(const DoubleSum& sum) { return sum.Total(); }
-Kt_Variant TotalOf(const WideSum& sum) {
-  std::int64_t units = 0;
-  if (sum.Total(units)) return Kt_Currency::FromUnits(units);
-  return sum.Approximate() / static_cast<double>(Kt_Currency::kScale);
-}
-
-template <class T>
-struct SumOf;
-template <>
-struct SumOf<kt_long> {
-  using Type = LongSum;
-};
-template <>
-struct SumOf<double> {
-  using Type = DoubleSum;
-};
-template <>
-struct SumOf<std::int64_t> {
-  using Type = WideSum;
-};
 
 // One column over one range of rows. `walk(dense, listed)` visits the rows.
 template <class Walk>
@@ -78,7 +53,7 @@ class Aggregator {
     return present;
   }
 
-  Kt_Variant Sum() const {
+  Kt_CellSum Sum() const {
     return VisitCells(column_, [&](const auto& cells) { return SumCells(cells); });
   }
 
@@ -89,30 +64,30 @@ class Aggregator {
 
  private:
   template <class T>
-  Kt_Variant SumCells(const kt::CountedVector<T>& cells) const {
-    typename SumOf<T>::Type sum;
+  Kt_CellSum SumCells(const kt::CountedVector<T>& cells) const {
+    Kt_CellSum sum;
+    sum.Dense(cells.data(), 0);  // of nothing too the sum has the kind of the column
     walk_([&](std::size_t first, std::size_t count) { sum.Dense(cells.data() + first, count); },
           [&](const Slot* rows, std::size_t count) { sum.Listed(cells.data(), rows, count); });
-    return TotalOf(sum);
+    return sum;
   }
   // The number of a text is worked out once per text.
-  Kt_Variant SumCells(const Texts& texts) const {
+  Kt_CellSum SumCells(const Texts& texts) const {
     Doubles numbers(texts.dictionary.Count());
     RoundCharge charge;
     for (std::uint32_t code = 1; code < numbers.size(); ++code) {
       charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
       numbers[code] = texts.dictionary.Text(code).ToDouble();
     }
-    DoubleSum sum;
-    EachRow([&](std::size_t row) { sum.AddOne(numbers[texts.codes[row]]); });
-    return sum.Total();
+    Kt_CellSum sum;
+    sum.Dense(numbers.data(), 0);
+    EachRow([&](std::size_t row) { sum.Dense(&numbers[texts.codes[row]], 1); });
+    return sum;
   }
-  Kt_Variant SumCells(const Values& values) const {
-    Kt_Variant sum(kt_long{0});
+  Kt_CellSum SumCells(const Values& values) const {
+    Kt_CellSum sum;
     EachRow([&](std::size_t row) {
-      const Kt_Variant& value = values[row];
-      const bool exact = value.IsLong() || value.GetTag() == kTagCurrency;
-      Var_Add(sum, exact ? value : Kt_Variant(value.ToDouble()), sum);
+      if (!column_.IsNull(row)) sum.Step(values[row]);
     });
     return sum;
   }
@@ -152,7 +127,9 @@ class Aggregator {
     const Kt_Variant* best = nullptr;
     EachRow([&](std::size_t row) {
       if (column_.IsNull(row)) return;
-      if (best == nullptr || Order::Better(Var_Order(values[row], *best), 0)) best = &values[row];
+      if (best == nullptr || Kt_CellRule::IsBetter(Order::kGreatest, values[row], *best)) {
+        best = &values[row];
+      }
     });
     return best != nullptr ? *best : Kt_Variant();
   }
@@ -186,29 +163,58 @@ class Aggregator {
 };
 
 template <class Walk>
-bool Compute(Kt_Aggregate what, const Kt_Column& column, Walk walk, Kt_Variant& result) {
+Kt_CellFold FoldOf(Kt_Aggregate what, const Kt_Column& column, Walk walk) {
   const Aggregator aggregator(column, walk);
-  const std::size_t present = aggregator.CountPresent();
+  const auto present = static_cast<kt_long>(aggregator.CountPresent());
+  Kt_CellSum sum;
+  Kt_Variant best;
   switch (what) {
-    case Kt_Aggregate::kSum: result = aggregator.Sum(); break;
-    case Kt_Aggregate::kCount: result = static_cast<kt_long>(present); break;
-    case Kt_Aggregate::kAvg:
-      result = present == 0
-                   ? Kt_Variant()
-                   : Kt_Variant(aggregator.Sum().ToDouble() / static_cast<double>(present));
-      break;
+    case Kt_Aggregate::kSum:
+    case Kt_Aggregate::kAvg: sum = aggregator.Sum(); break;
     case Kt_Aggregate::kMax:
-      result = present == 0 ? Kt_Variant() : aggregator.template Best<MaxOf>();
+      if (present > 0) best = aggregator.template Best<MaxOf>();
       break;
     case Kt_Aggregate::kMin:
-      result = present == 0 ? Kt_Variant() : aggregator.template Best<MinOf>();
+      if (present > 0) best = aggregator.template Best<MinOf>();
       break;
-    default: result.Clear(); break;
+    default: break;
   }
-  return present > 0;
+  return {what, present, sum, std::move(best)};
+}
+
+kt_long Finish(const Kt_CellFold& fold, Kt_Variant& result) {
+  result = fold.Finish();
+  return fold.HasValue() ? 1 : 0;
 }
 
 }  // namespace
+
+Kt_Variant Kt_CellSum::Total() const {
+  if (has_doubles_) {
+    double total = doubles_.Total();
+    if (has_units_) total += units_.Approximate() / static_cast<double>(Kt_Currency::kScale);
+    if (longs_.Total() != 0) total += static_cast<double>(longs_.Total());
+    return total;
+  }
+  const std::int64_t whole = longs_.Total();
+  if (has_units_) {
+    WideSum all = units_;
+    all.AddMany(whole, Kt_Currency::kScale);
+    std::int64_t units = 0;
+    if (all.Total(units)) return Kt_Currency::FromUnits(units);
+    return all.Approximate() / static_cast<double>(Kt_Currency::kScale);
+  }
+  const bool fits =
+      whole >= std::numeric_limits<kt_long>::min() && whole <= std::numeric_limits<kt_long>::max();
+  return fits ? Kt_Variant(static_cast<kt_long>(whole)) : Kt_Variant(static_cast<double>(whole));
+}
+
+bool Kt_CellRule::IsBetter(bool greatest, const Kt_Variant& value, const Kt_Variant& best) {
+  if (IsNaN(value)) return false;
+  if (IsNaN(best)) return true;
+  const int order = Var_Order(value, best);
+  return greatest ? order > 0 : order < 0;
+}
 
 // The cells of an expression column in the records of some rows, one after another.
 std::unique_ptr<Kt_Column> Kt_Dataset::Evaluated(View view, kt_long start, kt_long end, kt_long col,
@@ -230,13 +236,13 @@ kt_long Kt_Dataset::AggregateRecords(View view, Kt_Aggregate what, const Kt_Colu
   const auto walk = [&](auto dense, auto listed) {
     index_->ForEachRun(view, start, end, dense, listed);
   };
-  return Compute(what, cells, walk, result) ? 1 : 0;
+  return Finish(FoldOf(what, cells, walk), result);
 }
 
 void Kt_Dataset::AggregateListed(Kt_Aggregate what, const Kt_Column& cells,
                                  const kt::CountedVector<Slot>& rows, Kt_Variant& result) {
   const auto walk = [&](auto, auto listed) { listed(rows.data(), rows.size()); };
-  Compute(what, cells, walk, result);
+  Finish(FoldOf(what, cells, walk), result);
 }
 
 kt_long Kt_Dataset::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
@@ -256,7 +262,7 @@ kt_long Kt_Dataset::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long
       const auto cells = Whole([&] { return Evaluated(view, start, end, col, position); });
       if (cells == nullptr) return -1;
       const auto walk = [&](auto dense, auto) { dense(std::size_t{0}, cells->RowCount()); };
-      return Compute(what, *cells, walk, result) ? 1 : 0;
+      return Finish(FoldOf(what, *cells, walk), result);
     }
     return AggregateRecords(view, what, *stored, RecordsBefore(view, start),
                             RecordsBefore(view, end), result);

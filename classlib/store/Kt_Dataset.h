@@ -23,6 +23,7 @@
 #include "classlib/store/detail/Kt_RowIndex.h"
 #include "classlib/store/detail/Kt_SlotHistory.h"
 #include "classlib/text/detail/Kt_NameMap.h"
+#include "classlib/value/Kt_Aggregate.h"
 #include "classlib/value/Kt_OneThread.h"
 
 class Kt_Buffer;
@@ -32,9 +33,6 @@ namespace kt::detail {
 struct LoadedNote;
 struct LoadedTable;
 }  // namespace kt::detail
-
-// What is made of the values of several rows; the codes that ModifyKeyStat takes.
-enum class Kt_Aggregate : std::uint8_t { kNone, kSum, kAvg, kMax, kMin, kCount };
 
 // What ModifyKeyStat does, and with which keys; the codes that scripts give.
 enum class Kt_KeyCall : std::uint8_t { kAdd, kRemove, kChange, kClear };
@@ -386,8 +384,13 @@ class KT_CLASS_API Kt_Dataset {
   // currencies are exact and keep their kind while they fit, then doubles; sums of doubles depend
   // on the sequence of the values alone. An average is a double. A text counts as the number that
   // it starts with, except for the greatest and least, which are texts.
-  // 1, or 0 when no value was there (sum 0, otherwise empty), or -1 for an unknown column. In a
-  // pivot the position chooses the cells of a value column.
+  // NaN is the greatest or least only where there is nothing else; docs/values.md says it all.
+  // 1, or 0 when no value was there (sum and count 0, otherwise empty), or -1 for an unknown
+  // column. In a pivot the position chooses the cells of a value column.
+  kt_long GetAggregate(Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
+                       Kt_Variant& result, kt_long position = -1) const {
+    return Aggregate(ActiveView(), what, col, start, end, position, result);
+  }
   kt_long GetSum(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
                  kt_long position = -1) const {
     return Aggregate(ActiveView(), Kt_Aggregate::kSum, col, start, end, position, result);

@@ -10,24 +10,10 @@
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/Kt_Memory.h"
-#include "classlib/store/detail/Kt_CellFold.h"
+#include "classlib/store/Kt_Fold.h"
 #include "classlib/store/kernels/Kt_SortKernels.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): slots and views
-
-Kt_Variant CellFold::Result(Kt_Aggregate what, bool present_only) const {
-  const kt_long count = present_only ? present_ : all_;
-  switch (what) {
-    case Kt_Aggregate::kSum: return sum_;
-    case Kt_Aggregate::kCount: return count;
-    case Kt_Aggregate::kAvg:
-      if (!HasValue()) return {};
-      return sum_.ToDouble() / static_cast<double>(count);
-    case Kt_Aggregate::kMax: return greatest_;
-    case Kt_Aggregate::kMin: return least_;
-    default: return {};
-  }
-}
 
 void Kt_Pivot::Clear() { *this = Kt_Pivot(); }
 
@@ -272,28 +258,7 @@ Kt_VariantList Kt_Pivot::GetColumnSet(kt_long row, kt_long col) const {
   return values;
 }
 
-// ---- Aggregates -------------------------------------------------------------------------------
-
-Kt_Variant Kt_Pivot::AggregateDown(Kt_Aggregate what, kt_long col, kt_long position, kt_long start,
-                                   kt_long end, bool present_only) const {
-  if (ValueOf(col) == nullptr) return {};
-  CellFold fold;
-  for (kt_long row = std::max(start, 0); row < std::min(end, GetPivotRowCount()); ++row) {
-    fold.Add(GetColumn(row, col, position));
-  }
-  return fold.Result(what, present_only);
-}
-
-Kt_Variant Kt_Pivot::AggregateAcross(Kt_Aggregate what, kt_long col, kt_long row, kt_long start,
-                                     kt_long end, bool present_only) const {
-  if (ValueOf(col) == nullptr || row < 0 || row >= GetPivotRowCount()) return {};
-  if (end < 0) end = GetPivotColCount();
-  CellFold fold;
-  for (kt_long at = std::max(start, 0); at < std::min(end, GetPivotColCount()); ++at) {
-    if (GetPivotColLevel(at) == 0) fold.Add(GetColumn(row, col, at));
-  }
-  return fold.Result(what, present_only);
-}
+// ---- Subtotals --------------------------------------------------------------------------------
 
 void Kt_Pivot::TotalRows(const kt::CountedVector<Slot>& rows,
                          kt::CountedVector<SubtotalCell>& totals) const {
@@ -321,19 +286,14 @@ void Kt_Pivot::TotalRows(const kt::CountedVector<Slot>& rows,
 
 Kt_Variant Kt_Pivot::TotalOf(const ValueColumn& value, const CellNumber* first,
                              const CellNumber* last) {
-  CellFold fold;
-  kt_long count = 0;
+  Kt_CellFold fold(value.what);
   for (const CellNumber* cell = first; cell != last; ++cell) {
-    if (value.what != Kt_Aggregate::kAvg) {
-      fold.Add(value.values[cell->second]);
-      continue;
+    if (value.what == Kt_Aggregate::kAvg) {
+      const Weight& weight = value.weights[cell->second];
+      fold.Merge(weight.sum, weight.count);
+    } else {
+      fold.Merge(value.values[cell->second]);
     }
-    const Weight& weight = value.weights[cell->second];
-    fold.Add(weight.sum);
-    count += weight.count;
   }
-  const bool adds = value.what != Kt_Aggregate::kMax && value.what != Kt_Aggregate::kMin;
-  const Kt_Variant total = fold.Result(adds ? Kt_Aggregate::kSum : value.what, true);
-  if (value.what != Kt_Aggregate::kAvg) return total;
-  return count == 0 ? Kt_Variant() : Kt_Variant(total.ToDouble() / static_cast<double>(count));
+  return fold.Finish();
 }

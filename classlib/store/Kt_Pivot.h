@@ -49,15 +49,6 @@ class KT_CLASS_API Kt_Pivot {
   // The values of a column in all positions.
   Kt_VariantList GetColumnSet(kt_long row, kt_long col) const;
 
-  // Aggregates of one value column down a position, over the pivot rows [start, end), and across a
-  // row, over the plain positions [start, end), -1 and -1 for all. Absent cells and nulls add
-  // nothing, but count: an average divides by all rows or positions of the range, unless
-  // `present_only`. Empty when there is no value (sum and count: 0).
-  Kt_Variant AggregateDown(Kt_Aggregate what, kt_long col, kt_long position, kt_long start,
-                           kt_long end, bool present_only = false) const;
-  Kt_Variant AggregateAcross(Kt_Aggregate what, kt_long col, kt_long row, kt_long start,
-                             kt_long end, bool present_only = false) const;
-
  private:
   friend class Kt_Dataset;  // whose rows it becomes
   using Slot = kt::detail::Slot;

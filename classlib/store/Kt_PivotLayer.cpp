@@ -6,9 +6,9 @@
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/detail/Kt_Refuse.h"
+#include "classlib/store/Kt_Fold.h"
 #include "classlib/store/Kt_Pivot.h"
 #include "classlib/store/Kt_UniqueIds.h"
-#include "classlib/store/detail/Kt_CellFold.h"
 #include "classlib/store/detail/Kt_Whole.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
@@ -145,13 +145,13 @@ kt_long Kt_Dataset::PivotDown(Kt_Aggregate what, kt_long col, kt_long position, 
   result.Clear();
   if (GetPivotColType(col) != 0) return -1;
   return RefuseOnFailure([&] {
-    CellFold fold;
+    Kt_CellFold fold(what);
     RoundCharge charge;
     for (const Slot row : PivotRows(view, start, end)) {
       charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
-      fold.Add(pivot_->GetColumn(static_cast<kt_long>(row), col, position));
+      fold.Step(pivot_->GetColumn(static_cast<kt_long>(row), col, position));
     }
-    result = fold.Result(what, false);
+    result = fold.Finish(true);
     return fold.HasValue() ? 1 : 0;
   });
 }
@@ -162,13 +162,13 @@ kt_long Kt_Dataset::PivotAcross(Kt_Aggregate what, kt_long col, kt_long row, kt_
   result.Clear();
   if (GetPivotColType(col) != 0 || !HasRow(view, row)) return -1;
   end = end < 0 ? GetPivotColCount() : std::min(end, GetPivotColCount());
-  CellFold fold;
+  Kt_CellFold fold(what);
   RoundCharge charge;
   for (kt_long position = std::max(start, 0); position < end; ++position) {
     if (!charge.Add(8 * Kt_WorkMeter::kUnitsPerCell)) break;
-    if (GetPivotColLevel(position) == 0) fold.Add(ReadCell(view, row, col, position));
+    if (GetPivotColLevel(position) == 0) fold.Step(ReadCell(view, row, col, position));
   }
-  result = fold.Result(what, present_only);
+  result = fold.Finish(!present_only);
   return fold.HasValue() ? 1 : 0;
 }
 

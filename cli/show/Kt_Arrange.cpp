@@ -4,8 +4,8 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <optional>
 
+#include "classlib/store/Kt_Fold.h"
 #include "classlib/text/Kt_NearestName.h"
 #include "classlib/text/Kt_WStrList.h"
 #include "cli/Kt_Bounds.h"
@@ -76,23 +76,7 @@ constexpr std::size_t kMaxCrossColumns = kMaxDatasetColumns;
 constexpr kt_long kAddKey = static_cast<kt_long>(Kt_KeyCall::kAdd);
 constexpr kt_long kClearKeys = static_cast<kt_long>(Kt_KeyCall::kClear);
 
-const char* KindName(Kt_Aggregate kind) {
-  switch (kind) {
-    case Kt_Aggregate::kSum: return "sum";
-    case Kt_Aggregate::kAvg: return "avg";
-    case Kt_Aggregate::kMax: return "max";
-    case Kt_Aggregate::kMin: return "min";
-    default: return "count";
-  }
-}
-
-std::optional<Kt_Aggregate> FindKind(const Kt_WString& name) {
-  for (const Kt_Aggregate kind : {Kt_Aggregate::kSum, Kt_Aggregate::kAvg, Kt_Aggregate::kMax,
-                                  Kt_Aggregate::kMin, Kt_Aggregate::kCount}) {
-    if (name.EqualsNoCase(Kt_WString::FromUtf8(KindName(kind)))) return kind;
-  }
-  return {};
-}
+std::string KindName(Kt_Aggregate kind) { return Kt_WString(kt_aggregatenameW(kind)).ToUtf8(); }
 
 bool IsNumberType(Kt_ColumnType type) {
   return type == Kt_ColumnType::kLong || type == Kt_ColumnType::kDouble ||
@@ -186,7 +170,7 @@ class Arranger {
 
   bool ReadTotals() {
     for (const auto& [kind, list] : wanted_.totals) {
-      const std::string option = std::string("--") + KindName(kind);
+      const std::string option = "--" + KindName(kind);
       std::vector<NamedColumn> columns;
       if (!ReadDatasetList(option.c_str(), list, columns)) return false;
       for (const NamedColumn& column : columns) {
@@ -212,10 +196,17 @@ class Arranger {
   }
 
   // The sum of texts is that of the numbers they begin with, which is never what was meant.
+  // Cells that are not null.
+  kt_long CountOf(kt_long col) const {
+    Kt_Variant count;
+    dataset_.GetAggregate(Kt_Aggregate::kCount, col, 0, dataset_.GetRowCount(), count);
+    return count.ToInteger();
+  }
+
   bool CanAdd(const std::string& option, const Total& total) {
     const bool adds = total.kind == Kt_Aggregate::kSum || total.kind == Kt_Aggregate::kAvg;
     if (!adds || dataset_.GetColType(total.col) != Kt_ColumnType::kString ||
-        CountOf(total.col, dataset_.GetRowCount()) == 0) {
+        CountOf(total.col) == 0) {
       return true;
     }
     const std::string name = dataset_.GetColID(total.col).ToUtf8();
@@ -266,8 +257,8 @@ class Arranger {
   }
 
   bool ReadPivotKind(const std::string& name, const std::vector<NamedColumn>& values) {
-    const auto kind = FindKind(Kt_WString::FromUtf8(name));
-    if (!kind && !name.empty()) {
+    const Kt_Aggregate stated = kt_findaggregateW(Kt_WString::FromUtf8(name));
+    if (stated == Kt_Aggregate::kNone && !name.empty()) {
       return Complain(fmt::format("--pivot: '{}' is none of sum, avg, max, min, count", name));
     }
     for (const NamedColumn& value : values) {
@@ -276,8 +267,8 @@ class Arranger {
                                     dataset_.GetColID(value.col).ToUtf8()));
       }
       const bool is_number = IsNumberType(dataset_.GetColType(value.col));
-      const Total total{value.col,
-                        kind.value_or(is_number ? Kt_Aggregate::kSum : Kt_Aggregate::kCount)};
+      const Kt_Aggregate usual = is_number ? Kt_Aggregate::kSum : Kt_Aggregate::kCount;
+      const Total total{value.col, name.empty() ? usual : stated};
       if (!CanAdd("--pivot", total)) return false;
       totals_.push_back(total);
     }
@@ -478,23 +469,8 @@ class Arranger {
 
   Kt_Variant TotalOf(const Column& column, kt_long rows) const {
     Kt_Variant value;
-    switch (column.total) {
-      case Kt_Aggregate::kSum: dataset_.GetSum(column.col, 0, rows, value); break;
-      case Kt_Aggregate::kAvg: dataset_.GetAvg(column.col, 0, rows, value); break;
-      case Kt_Aggregate::kMax: dataset_.GetMax(column.col, 0, rows, value); break;
-      case Kt_Aggregate::kMin: dataset_.GetMin(column.col, 0, rows, value); break;
-      default: value = CountOf(column.col, rows);
-    }
+    dataset_.GetAggregate(column.total, column.col, 0, rows, value);
     return value;
-  }
-
-  // As subtotals count: cells that are not null.
-  kt_long CountOf(kt_long col, kt_long rows) const {
-    kt_long count = 0;
-    for (kt_long row = 0; row < rows && GoesOn(); ++row) {
-      count += dataset_.GetRowLevel(row) == 0 && !dataset_.ReadColumn(row, col).IsEmpty() ? 1 : 0;
-    }
-    return count;
   }
 
   // The first column says what the last line is, if it has no total of its own.
@@ -567,25 +543,15 @@ class Arranger {
     for (std::size_t at = 0; at < values.size(); ++at) {
       const Kt_Aggregate kind = view_.Columns()[at].total;
       if (kind == Kt_Aggregate::kNone || !CanTotal(kind)) continue;
+      Kt_CellFold fold(kind);
       for (kt_long row = 0; row < view_.RowCount() && GoesOn(); ++row) {
-        if (view_.Level(row) == 0) Take(kind, view_.Cell(row, at), values[at]);
+        if (view_.Level(row) == 0) fold.Merge(view_.Cell(row, at));
       }
+      if (fold.HasRow()) values[at] = fold.Finish();
       any = true;
     }
     if (!any) return;
     view_.SetTotal(std::move(values));
-  }
-
-  static void Take(Kt_Aggregate kind, const Kt_Variant& value, Kt_Variant& total) {
-    if (value.IsEmpty()) return;
-    if (total.IsEmpty()) {
-      total = value;
-    } else if (kind == Kt_Aggregate::kMax || kind == Kt_Aggregate::kMin) {
-      const int order = Var_Order(value, total);
-      if (kind == Kt_Aggregate::kMax ? order > 0 : order < 0) total = value;
-    } else {
-      Var_Add(total, value, total);
-    }
   }
 
   // ---- The result -----------------------------------------------------------------------------

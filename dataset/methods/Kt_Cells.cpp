@@ -306,10 +306,5 @@ void Kt_ExprDataset::ReadAggregate(Aggregate what, kt_long col, kt_long start, k
   const Kt_Dataset* const dataset = GetDataset();
   if (dataset == nullptr) return;
   const kt_long position = dataset->IsPivot() ? pivot_col_index_ : -1;
-  switch (what) {
-    case Aggregate::kSum: (void)dataset->GetSum(col, start, end, result, position); break;
-    case Aggregate::kMax: (void)dataset->GetMax(col, start, end, result, position); break;
-    case Aggregate::kMin: (void)dataset->GetMin(col, start, end, result, position); break;
-    case Aggregate::kAvg: (void)dataset->GetAvg(col, start, end, result, position); break;
-  }
+  (void)dataset->GetAggregate(what, col, start, end, result, position);
 }

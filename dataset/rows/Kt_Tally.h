@@ -2,36 +2,54 @@
 #pragma once
 
 #include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/Kt_Fold.h"
 #include "dataset/rows/Kt_RowNames.h"
 
 namespace kt::detail {
 
-// What aggregates make of the values of an expression, added one by one in row order.
-//
-// A sum is a double when any value was a double, a currency or a date-time, else an integer; a
-// whole sum that no integer holds stays a double. An extreme is the last of equal values, with its
-// kind: the greatest of 3 and 3.0 is the 3.0. Nothing replaces or is replaced by NaN.
-class Tally {
+// The sum of the values of an expression, added one by one in row order: a double when any value
+// was a double, a currency or a date-time, else an integer; a whole sum that no integer holds stays
+// a double.
+class ExpressionSum {
  public:
-  explicit Tally(Kt_Aggregate what) : what_(what) {}
+  void Step(const Kt_Variant& value) {
+    sum_ += value.ToDouble();
+    is_real_ = is_real_ || (value.GetTag() >= kTagDouble && value.GetTag() <= kTagDateTime);
+  }
+  template <class T>
+  void StepAll(const T* numbers, kt_long count);
+  Kt_Variant Total() const;
+  double Real() const { return sum_; }
 
-  void Add(const Kt_Variant& value);
+ private:
+  double sum_ = 0;
+  bool is_real_ = false;
+};
+
+// How aggregates take the values of an expression: empty ones too, each as the number it is.
+struct ExpressionRule {
+  using Sum = ExpressionSum;
+  static bool Takes(const Kt_Variant&) { return true; }
+  // The last of equal values, with its kind: the greatest of 3 and 3.0 is the 3.0. Nothing replaces
+  // or is replaced by NaN.
+  static bool IsBetter(bool greatest, const Kt_Variant& value, const Kt_Variant& best);
+  static Kt_Variant Nothing() { return 0.0; }
+};
+
+// What aggregates make of the values of an expression.
+class Tally : private Kt_Fold<ExpressionRule> {
+ public:
+  explicit Tally(Kt_Aggregate what) : Kt_Fold(what) {}
+
+  void Add(const Kt_Variant& value) { Step(value); }
   // The same for each number in turn.
   void Add(const RowNumbers& numbers);
-  kt_long Count() const { return count_; }
   // The average and the extremes of nothing are the double 0.0, sum and count the integer 0.
-  Kt_Variant Result() const;
+  Kt_Variant Result() const { return Finish(); }
 
  private:
   template <class T>
   void AddAll(const T* numbers, kt_long count);
-  Kt_Variant Sum() const;
-
-  Kt_Aggregate what_;
-  kt_long count_ = 0;
-  double sum_ = 0;
-  bool is_real_ = false;
-  Kt_Variant best_;
 };
 
 }  // namespace kt::detail

@@ -94,26 +94,6 @@ TEST(Pivot, ColumnTypesAndOutside) {
   EXPECT_EQ(pivot.GetPivotColCount(), 0);
 }
 
-TEST(Pivot, Aggregates) {
-  Kt_Pivot pivot;
-  ASSERT_TRUE(pivot.Build(Sales(true)));
-  const auto across = [&](Kt_Aggregate what, kt_long row, bool present) {
-    return pivot.AggregateAcross(what, kAmount, row, -1, -1, present).ToDouble();
-  };
-  EXPECT_EQ(across(Kt_Aggregate::kSum, 0, false), 9);
-  EXPECT_EQ(across(Kt_Aggregate::kAvg, 0, false), 9.0 / 4);
-  EXPECT_EQ(across(Kt_Aggregate::kAvg, 0, true), 9.0 / 2);
-  EXPECT_EQ(across(Kt_Aggregate::kCount, 0, false), 4);
-  EXPECT_EQ(across(Kt_Aggregate::kCount, 0, true), 2);
-  EXPECT_EQ(across(Kt_Aggregate::kMax, 1, false), 5);
-  EXPECT_EQ(across(Kt_Aggregate::kMin, 1, false), 1);
-  EXPECT_EQ(pivot.AggregateDown(Kt_Aggregate::kSum, kAmount, 0, 0, 99).ToDouble(), 8);
-  EXPECT_EQ(pivot.AggregateDown(Kt_Aggregate::kAvg, kAmount, 0, 0, 99).ToDouble(), 8.0 / 3);
-  EXPECT_EQ(pivot.AggregateDown(Kt_Aggregate::kMax, kAmount, 0, 1, 2).ToInteger(), 1);
-  EXPECT_TRUE(pivot.AggregateDown(Kt_Aggregate::kMax, kAmount, 0, 2, 3).IsEmpty());
-  EXPECT_TRUE(pivot.AggregateDown(Kt_Aggregate::kSum, kRegion, 0, 0, 3).IsEmpty());
-}
-
 TEST(Pivot, RandomCellsAreTheSumsOfTheirRows) {
   for (unsigned seed = 1; seed <= 20; ++seed) {
     std::mt19937 random(seed);

@@ -39,8 +39,7 @@ class FakeData : public Kt_ExprObject, public Kt_ExprColumnSource {
   kt_long GetReverseSubSumStat() const override { return reverse; }
   void ReadAggregate(Aggregate what, kt_long col, kt_long start, kt_long end,
                      Kt_Variant& result) const override {
-    static constexpr const char16_t* kNames[] = {u"sum ", u"max ", u"min ", u"avg "};
-    result = Kt_WString(kNames[static_cast<int>(what)]) + Kt_Variant(col).ToString() + u":" +
+    result = Kt_WString(kt_aggregatenameW(what)) + u" " + Kt_Variant(col).ToString() + u":" +
              Kt_Variant(start).ToString() + u"-" + Kt_Variant(end).ToString();
   }
 

@@ -130,6 +130,11 @@ class WideSum {
     high_ += value >> 32;
     low_ += value & 0xFFFFFFFF;
   }
+  // Adds `value` * `times`. REQUIRES: `times` is below 2^16.
+  void AddMany(std::int64_t value, std::int64_t times) {
+    high_ += (value >> 32) * times;
+    low_ += (value & 0xFFFFFFFF) * times;
+  }
   // False when the sum does not fit 64 bits.
   bool Total(std::int64_t& total) const {
     const std::int64_t high = high_ + (low_ >> 32);
@@ -150,6 +155,7 @@ class WideSum {
 };
 
 struct MaxOf {
+  static constexpr bool kGreatest = true;
   template <class T>
   static bool Better(T a, T b) {
     return a > b;
@@ -162,6 +168,7 @@ struct MaxOf {
 };
 
 struct MinOf {
+  static constexpr bool kGreatest = false;
   template <class T>
   static bool Better(T a, T b) {
     return a < b;

@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: MIT
+//
+// One aggregate over values that come one by one: Step takes a value, Merge the finished aggregate
+// of other values, Finish gives the result. A rule says which values take part, how sums are kept
+// and which of two values is the better one:
+//
+// - Kt_CellRule, for cells: columns, groups, pivots and the totals of `kt`. Nulls are left out;
+// sums
+//   are exact; NaN is no extreme unless there is nothing else.
+// - Kt_ExpressionRule (dataset/rows), for the values of a row expression.
+//
+// Where an array of cells is at hand, kernels do what Step does for all of them, and make the fold
+// from their results, so that there is one place that finishes.
+#pragma once
+
+#include <utility>
+
+#include "classlib/store/kernels/Kt_ColumnKernels.h"
+#include "classlib/value/Kt_Aggregate.h"
+#include "classlib/value/Kt_Variant.h"
+
+// A sum of cells. Longs and amounts are added without loss and keep their kind while they fit, then
+// they are a double; with a value of any other kind the sum is a double. Sums of doubles depend on
+// the sequence of the doubles alone.
+class KT_CLASS_API Kt_CellSum {
+ public:
+  void Step(const Kt_Variant& value) {
+    switch (value.GetTag()) {
+      case kTagLong: longs_.AddOne(value.AsLong()); break;
+      case kTagCurrency: Of(units_, has_units_).AddOne(value.AsInt64()); break;
+      default: Of(doubles_, has_doubles_).AddOne(value.ToDouble()); break;
+    }
+  }
+  // Runs of an array / the cells of an array that a list names; nulls hold 0.
+  template <class T>
+  void Dense(const T* cells, std::size_t count) {
+    SumOf(cells).Dense(cells, count);
+  }
+  template <class T>
+  void Listed(const T* cells, const std::uint32_t* rows, std::size_t count) {
+    SumOf(cells).Listed(cells, rows, count);
+  }
+  Kt_Variant Total() const;
+  double Real() const { return Total().ToDouble(); }
+
+ private:
+  template <class Sum>
+  static Sum& Of(Sum& sum, bool& is_used) {
+    is_used = true;
+    return sum;
+  }
+  kt::kernels::LongSum& SumOf(const kt_long*) { return longs_; }
+  kt::kernels::DoubleSum& SumOf(const double*) { return Of(doubles_, has_doubles_); }
+  kt::kernels::WideSum& SumOf(const std::int64_t*) { return Of(units_, has_units_); }
+
+  kt::kernels::LongSum longs_;
+  kt::kernels::DoubleSum doubles_;
+  kt::kernels::WideSum units_;
+  bool has_doubles_ = false;
+  bool has_units_ = false;
+};
+
+struct KT_CLASS_API Kt_CellRule {
+  using Sum = Kt_CellSum;
+  static bool Takes(const Kt_Variant& value) { return !value.IsEmpty(); }
+  // In the order of sorts; of equal values the first one stays.
+  static bool IsBetter(bool greatest, const Kt_Variant& value, const Kt_Variant& best);
+  // The average and the extremes of nothing.
+  static Kt_Variant Nothing() { return {}; }
+};
+
+template <class Rule>
+class Kt_Fold {
+ public:
+  using Sum = typename Rule::Sum;
+
+  explicit Kt_Fold(Kt_Aggregate what) : what_(what) {}
+  // Of `values` values, of which kernels have made the sum or the best.
+  Kt_Fold(Kt_Aggregate what, kt_long values, const Sum& sum, Kt_Variant best)
+      : what_(what), rows_(values), values_(values), sum_(sum), best_(std::move(best)) {}
+
+  void Step(const Kt_Variant& value) {
+    ++rows_;
+    if (!Rule::Takes(value)) return;
+    ++values_;
+    if (Adds()) {
+      sum_.Step(value);
+    } else if (IsExtreme()) {
+      Offer(value);
+    }
+  }
+  // Takes in the finished aggregate of other values; of an average their sum and how many there
+  // were. Empty: there were none.
+  void Merge(const Kt_Variant& finished, kt_long values = 1) {
+    if (finished.IsEmpty()) return;
+    ++rows_;
+    values_ += what_ == Kt_Aggregate::kCount ? finished.ToInteger() : values;
+    if (Adds()) sum_.Step(finished);
+    if (IsExtreme()) Offer(finished);
+  }
+  // Of the values that took part; averages and counts, when asked, of all that came.
+  Kt_Variant Finish(bool over_all = false) const {
+    const kt_long count = over_all ? rows_ : values_;
+    switch (what_) {
+      case Kt_Aggregate::kSum: return sum_.Total();
+      case Kt_Aggregate::kCount: return count;
+      case Kt_Aggregate::kNone: return {};
+      default: break;
+    }
+    if (values_ == 0) return Rule::Nothing();
+    return what_ == Kt_Aggregate::kAvg ? Kt_Variant(sum_.Real() / static_cast<double>(count))
+                                       : best_;
+  }
+
+  bool HasValue() const { return values_ > 0; }
+  bool HasRow() const { return rows_ > 0; }
+
+ protected:
+  bool Adds() const { return what_ == Kt_Aggregate::kSum || what_ == Kt_Aggregate::kAvg; }
+  bool IsExtreme() const { return what_ == Kt_Aggregate::kMax || what_ == Kt_Aggregate::kMin; }
+  void Offer(const Kt_Variant& value) {
+    if (best_known_ && !Rule::IsBetter(what_ == Kt_Aggregate::kMax, value, best_)) return;
+    best_ = value;
+    best_known_ = true;
+  }
+
+  Kt_Aggregate what_;
+  kt_long rows_ = 0;
+  kt_long values_ = 0;
+  Sum sum_;
+  Kt_Variant best_;
+  bool best_known_ = false;
+};
+
+using Kt_CellFold = Kt_Fold<Kt_CellRule>;
