@@ -113,10 +113,12 @@ class CsvScanner {
   }
   static bool IsLineEnd(Unit unit) { return unit == '\n' || unit == '\r'; }
 
-  // Goes on to the first unit that `goes_on` refuses. Long ways are charged on the way; the caller
-  // charges by the record.
+  // Goes on to the first unit that `goes_on` refuses. Long ways and the parts of long records are
+  // charged on the way; the caller charges by the record.
   template <class GoesOn>
   void Pass(GoesOn goes_on) {
+    constexpr std::uint32_t kParts = 4096;
+    if (KT_UNLIKELY(++parts_ % kParts == 0)) ChargeOrLeave(kParts * Kt_WorkMeter::kUnitsPerCell);
     for (;;) {
       const auto left = static_cast<std::size_t>(end_ - at_);
       const Unit* const stop = at_ + std::min(left, kPieceUnits);
@@ -188,6 +190,7 @@ class CsvScanner {
   std::array<bool, 128> stops_;
   std::int64_t line_ = 1;
   std::int64_t next_line_ = 1;
+  std::uint32_t parts_ = 0;  // cells, and pieces of quoted ones
   bool has_line_ends_ = false;
   const char16_t* reason_ = u"";
 };
