@@ -35,7 +35,7 @@ struct TextCase {
   const char* label;
   const char16_t* function;
   std::u16string_view part;                   // what the text is made of
-  std::vector<Kt_Variant> more;               // the arguments behind the text
+  std::vector<Kt_Variant> more;               // the arguments after the text
   kt_long (*wanted)(const Kt_WString& text);  // length of the result
 };
 

@@ -44,7 +44,7 @@ Arguments::iterator At(Arguments& arguments, std::size_t at) {
 }
 
 // What follows the function of `kt run` belongs to the script, also when it looks like an option
-// (a negative number, say): a "--" in front of it says so to the parser.
+// (a negative number, say): a "--" before it says so to the parser.
 void ProtectScriptArguments(const CLI::App& command, Arguments& arguments) {
   int positionals = 0;
   for (std::size_t at = 1; at < arguments.size(); ++at) {
@@ -62,7 +62,7 @@ void ProtectScriptArguments(const CLI::App& command, Arguments& arguments) {
   }
 }
 
-// An expression may begin with a minus: the options of `kt eval` go first, the rest behind a "--".
+// An expression may begin with a minus: the options of `kt eval` go first, the rest after a "--".
 void ProtectExpression(const CLI::App& command, Arguments& arguments) {
   Arguments options = {arguments[0]};
   Arguments rest;
@@ -147,7 +147,7 @@ int Help(const CLI::App& app, const std::string& name, Streams streams) {
   return kCommandFault;
 }
 
-// The flag stands among the options; what is behind a "--" belongs to the script or is its text.
+// The flag stands among the options; what is after a "--" belongs to the script or is its text.
 bool WantsJson(const Arguments& arguments) {
   const auto end = std::find(arguments.begin(), arguments.end(), "--");
   return std::find(arguments.begin(), end, "--json") != end;

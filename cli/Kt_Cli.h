@@ -38,7 +38,7 @@ void AddShow(CLI::App& app, Action& action);
 // What `kt functions NAME` prints; false, and nothing printed, when there is no such function.
 bool ExplainFunction(const std::string& name, std::ostream& out);
 
-// The whole program for the arguments behind its name; returns the exit status.
+// The whole program for the arguments after its name; returns the exit status.
 int Main(std::vector<std::string> arguments, Streams streams);
 
 }  // namespace kt::cli

@@ -74,7 +74,7 @@ bool ReadSeverity(std::string_view line, Diagnostic& diagnostic) {
   return true;
 }
 
-// How far behind the start of a statement its expressions are looked for.
+// How far past the start of a statement its expressions are looked for.
 constexpr std::size_t kSearchedUnits = 10000;
 
 bool IsWordUnit(char16_t unit) {

@@ -35,7 +35,7 @@ void Complain(const Kt_WString& text, kt_long offset, const std::string& what,
                  what);
 }
 
-// A string without end and text behind a lone & or | pass the check of the engine, because scripts
+// A string without end and text after a lone & or | pass the check of the engine, because scripts
 // may hold such text; on a command line the first is an error and the second worth a word.
 bool CheckStrings(const Kt_WString& text, Kt_CliReport& report) {
   kt_long string_end = 0;

@@ -67,7 +67,7 @@ kt_long Kt_CliHost::View(const Kt_VariantList* args, Kt_Variant& result) {
   return 0;
 }
 
-// The options behind the format.
+// The options after the format.
 bool Kt_CliHost::OptionsOf(const char* function, const Kt_Variant& value,
                            kt::cli::DataOptions& options) {
   std::string reason;

@@ -22,7 +22,7 @@ namespace {
 // Each message looks for its line from the start of the file.
 constexpr int kMaxIncludeFaults = 100;
 
-// `start` moved behind the bracket group, the literal or the single character there.
+// `start` moved past the bracket group, the literal or the single character there.
 kt_long SkipPiece(const Kt_WString& text, kt_long start) {
   const char16_t* const at = text.GetText() + start;
   const kt_long rest = text.GetLength() - start;

@@ -50,7 +50,7 @@ void Kt_CliReport::Line(const std::string& message) {
 
 void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
                            std::size_t length, const std::string& what) {
-  // The reader of messages wants something in front of the severity.
+  // The reader of messages wants something before the severity.
   AtPlace(name, text, offset, length,
           kt::cli::ReadMessage("-: " + kt::cli::WithVisibleControls(what)));
 }

@@ -59,14 +59,14 @@ bool IsHigh(char16_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
 bool IsLow(char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 bool IsBreak(char16_t unit) { return unit == u'\r' || unit == u'\n'; }
 
-// The character at `at`, and `at` moved behind it. A lone surrogate stands for itself.
+// The character at `at`, and `at` moved past it. A lone surrogate stands for itself.
 char32_t NextCharacter(std::u16string_view text, std::size_t& at) {
   const char16_t unit = text[at++];
   if (!IsHigh(unit) || at == text.size() || !IsLow(text[at])) return unit;
   return 0x10000 + ((char32_t{unit} - 0xD800) << 10) + (text[at++] - char32_t{0xDC00});
 }
 
-// Units shown before and behind the place, at the most.
+// Units shown before and after the place, at the most.
 constexpr std::size_t kUnitsBefore = 100;
 constexpr std::size_t kUnitsBehind = 60;
 constexpr int kTabWidth = 8;

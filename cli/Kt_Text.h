@@ -32,7 +32,7 @@ std::string LineWithCaret(std::u16string_view text, std::size_t offset, std::siz
 
 // The text of a value as print() shows it: lists as [1, 'a', [2]], bytes in hexadecimal.
 std::string ValueText(const Kt_Variant& value);
-// The same behind what is in `out`. False, and the text cut, when it would make `out` longer than
+// The same after what is in `out`. False, and the text cut, when it would make `out` longer than
 // kMaxPrintedBytes, or the work was stopped.
 bool AppendValueText(const Kt_Variant& value, std::string& out);
 

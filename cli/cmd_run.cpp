@@ -80,7 +80,7 @@ int RunBounded(const Options& options, Streams streams) {
   }
   loader.SetOnFile(
       [&](const std::string& name, const Kt_WString& text) { host.SetSource(name, text); });
-  // In front of the script, whose globals may use the datasets.
+  // Before the script, whose globals may use the datasets.
   if (const int status = LoadDataFiles(files, "kt run", host, streams); status != kFine)
     return status;
   const int loaded = loader.Load(options.file);

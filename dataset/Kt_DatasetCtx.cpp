@@ -181,7 +181,7 @@ kt_long Kt_DatasetCtx::SetCtxVar(const Kt_WString& name, const Kt_Variant& value
 Kt_ExprDataset* Kt_DatasetCtx::ListedDataset(const Kt_WString& name) {
   Kt_Dataset* const dataset = datasets_ ? datasets_->Find(name) : nullptr;
   if (dataset == nullptr) return nullptr;
-  // A wrapper whose dataset has gone is never found again, but kept: values may refer to it.
+  // A wrapper whose dataset was destroyed is never found again, but kept: values may refer to it.
   if (const int index = child_list_.FindComp(dataset); index >= 0) {
     return child_list_.GetItem(index);
   }

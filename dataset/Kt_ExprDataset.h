@@ -251,7 +251,7 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   struct Write;
 
   // Events (detail/Kt_EventCall.h). Ask answers kYes when the event need not be asked. Tell is
-  // false when the wrapper has gone or its dataset is another one.
+  // false when the wrapper was destroyed or its dataset is another one.
   template <class Call>
   Answer Ask(Guard guard, Call call);
   template <class Call>

@@ -23,7 +23,7 @@ Kt_Aggregate FindTotal(const Kt_WString& name) {
 
 struct Rows {
   kt_long start;
-  kt_long end;  // behind the last one
+  kt_long end;  // after the last one
 };
 
 // `count` rows from `start`, negative: up to the last one; cut to those there are.
@@ -173,7 +173,7 @@ kt_long Kt_ExprDatasetObject::RowCount(const Kt_Dataset& dataset) const {
 }
 
 // The row of the n-th plain row from the start on, -1 for none. The index has to be one of the set;
-// the row may lie behind it, because subtotals do not count.
+// the row may lie past it, because subtotals do not count.
 kt_long Kt_ExprDatasetObject::PlainRow(const Kt_Dataset& dataset, kt_long index) const {
   const Rows rows = RowsFrom(dataset, start_, count_);
   if (index >= rows.end - rows.start) return -1;

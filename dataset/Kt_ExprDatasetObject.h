@@ -16,7 +16,7 @@ class Kt_ExprDataset;
 // Where a plain value is wanted, a cell gives its value, a row the list of its cells; sets give
 // none.
 //
-// Owned by the values that hold it. Notices when the wrapper or its dataset has gone: then
+// Owned by the values that hold it. Notices when the wrapper or its dataset was destroyed: then
 // properties give -1 and the id is empty. Rows and columns are looked up when it is asked, so what
 // it names may change, and rows that are no more read empty. Read-only. Threads: those of the
 // dataset.
@@ -49,7 +49,7 @@ class KT_SCRIPT_API Kt_ExprDatasetObject : public Kt_ExprObject {
 
  private:
   Kt_ExprDataset* Wrapper() const;  // null when it has gone
-  const Kt_Dataset* Data() const;   // null when it or the wrapper has gone
+  const Kt_Dataset* Data() const;   // null when it or the wrapper was destroyed
   // Stores a part of this part.
   void Narrow(int kind, int start, int count, const Kt_WString& column, Kt_Variant& result) const;
   bool GetColumnItem(const Kt_Dataset& dataset, const Kt_WString& id, Kt_Variant& result) const;

@@ -45,7 +45,7 @@ class Grouper {
  private:
   struct Entry {
     kt_long first;
-    kt_long op = -1;  // index of the pending operator or opener behind the operand
+    kt_long op = -1;  // index of the pending operator or opener after the operand
     bool has_operand = false;
   };
 
@@ -200,7 +200,7 @@ class Linter {
     if (parsed >= 0) {
       LintOps(piece, expr.GetOps());
     } else {
-      // The parser is stricter than the validator in places: signs behind operators, lists inside
+      // The parser is stricter than the validator in places: signs after operators, lists inside
       // expressions. A script with such an expression loads, and fails where it runs.
       Warn(u"fails-at-run-time", piece.offset + std::max(expr.GetErrorOffset(), 0),
            Kt_WString(u"this expression fails when it runs: ") + error);

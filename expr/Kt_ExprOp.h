@@ -46,7 +46,7 @@ KT_OPERATORS(KT_EXPR_OP_CONSTANT)
 constexpr int GetOpClass(std::int16_t code) { return code >> 12; }
 constexpr int GetOpPrecedence(std::int16_t code) { return code & 15; }
 constexpr bool IsOpener(std::int16_t code) { return code == kOpParen || code == kOpBracket; }
-// Operators that stand in front of their operand. Signs are among them when nothing stands before.
+// Operators that stand before their operand. Signs are among them when nothing stands before.
 constexpr bool IsPrefix(std::int16_t code) {
   return code == kOpNot || code == kOpPreInc || code == kOpPreDec || code == kOpAdd ||
          code == kOpSub;
@@ -127,7 +127,7 @@ class KT_SCRIPT_API Kt_ExprOpList {
   // Appends a slot without resetting it: a reused slot still holds its old text and number.
   Kt_ExprOp* Append();
   void Append(const Kt_ExprOpList& other);
-  // Gives back the memory behind the last record; its block moves, and is made whole again when
+  // Gives back the memory after the last record; its block moves, and is made whole again when
   // more is appended.
   void Shrink();
   void Clear();

@@ -41,7 +41,7 @@ KT_SCRIPT_API int ChkNumber(const char16_t* text, kt_long length);
 // 1 when the text is a name: word characters and characters from 128 upwards, no digit first.
 KT_SCRIPT_API int ChkName(const char16_t* text, kt_long length);
 
-// Finds the next token. Returns the position behind it; below 1 when there is none: only white
+// Finds the next token. Returns the position after it; below 1 when there is none: only white
 // space remains (`start` is then `length`, `token_length` 0), a string without end (the code of
 // FindQuotEnd is the token length), or a lone & or | among the first two characters.
 // A lone & or | has the token length -1 and ends one position before it starts. Two blanks in
@@ -56,7 +56,7 @@ KT_SCRIPT_API int FindToken(const char16_t* text, kt_long length, int& start, in
 KT_SCRIPT_API int IsValidExpr(const char16_t* text, kt_long length,
                               kt_long* error_offset = nullptr);
 
-// What comes next, behind white space and backslashes: 1 an operator or a comma, 2 '[', 3 '(',
+// What comes next, after white space and backslashes: 1 an operator or a comma, 2 '[', 3 '(',
 // 9 ')' or ']', 4 '.', 0 anything else, -1 the end. `length` -1: up to the terminating zero.
 KT_SCRIPT_API int GetTokenType(const char16_t* text, kt_long length = -1);
 

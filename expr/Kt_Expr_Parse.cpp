@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // The parser: one pass over the tokens that writes one record per token, in the order of the
-// source. Precedence is settled by reduce markers in front of an operator: each tells the
+// source. Precedence is settled by reduce markers before an operator: each tells the
 // evaluator to apply one pending operator first. `1 * 2 + 3` becomes 1 * 2 reduce + 3 end.
 //
 // How many markers an operator gets is found by walking back over the records already written
@@ -40,7 +40,7 @@ constexpr int kStep = 0x34;  // prefix ++ and --
 // What an opening record keeps in its number field while its group is being parsed.
 struct Opener {
   kt_long outer;  // index of the opener of the same kind around it, -1 if none
-  kt_long depth;  // pending operators and brackets in front of it
+  kt_long depth;  // pending operators and brackets before it
 };
 
 struct Operator {
@@ -56,7 +56,7 @@ bool EqualsNoCase(std::u16string_view text, std::u16string_view lower) {
                     [](char16_t a, char16_t b) { return (a | 0x20) == b; });
 }
 
-// The operator that `token` is; kNoOperator for every other token. `next` is the unit behind the
+// The operator that `token` is; kNoOperator for every other token. `next` is the unit after the
 // first.
 Operator ReadOperator(std::u16string_view token, char16_t first, char16_t next) {
   switch (first) {
@@ -147,7 +147,7 @@ class Parser {
   kt_long length_;
 
   std::size_t round_ = 0;
-  kt_long at_ = 0;  // behind the current token
+  kt_long at_ = 0;  // after the current token
   kt_long start_ = 0;
   kt_long token_length_ = 0;
 
@@ -210,9 +210,9 @@ bool Parser::ParseOperator(Operator op) {
 }
 
 // Walks back from the record before the current slot and counts the operators that must be applied
-// before one of this precedence. The record in front of a group is looked at like any other: it is
-// a called or indexed name, or, in front of a grouping '(', an operator.
-// Behind a ']' the walk goes on at the nearest '[', also when that belongs to an indexer inside.
+// before one of this precedence. The record before a group is looked at like any other: it is
+// a called or indexed name, or, before a grouping '(', an operator.
+// After a ']' the walk goes on at the nearest '[', also when that belongs to an indexer inside.
 kt_long Parser::CountPending(int precedence) const {
   kt_long count = 0;
   for (kt_long index = ops_.GetCount() - 2; index >= 0; --index) {
@@ -230,7 +230,7 @@ kt_long Parser::CountPending(int precedence) const {
 }
 
 bool Parser::WriteMarkers(kt_long count) {
-  // Behind an operator the markers find no operand, and the evaluator applies none of them.
+  // After an operator the markers find no operand, and the evaluator applies none of them.
   if (!IsOperator(previous_)) depth_ = std::max(depth_ - count, BaseDepth());
   for (; count > 0; --count) {
     slot_->code = kOpMarker;

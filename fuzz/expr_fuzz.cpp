@@ -98,7 +98,7 @@ class Context : public Kt_ExprObject {
   Thing thing_;
 };
 
-// A marker stands in front of an operator or another marker; the end stands last and only there.
+// A marker stands before an operator or another marker; the end stands last and only there.
 void CheckOps(const Kt_ExprOpList& ops) {
   const kt_long last = ops.GetCount() - 1;
   for (kt_long index = 0; index <= last; ++index) {

@@ -27,7 +27,7 @@ class KT_SCRIPT_API Kt_ExprColumnSource {
   virtual kt_long WriteColumn(kt_long row, kt_long col, const Kt_Variant& value) = 0;
 
   // Subtotal rows: the level (0 for a data row), the row index that a subtotal row records, and
-  // whether subtotals stand before their rows (1) or behind.
+  // whether subtotals stand before their rows (1) or after.
   virtual kt_long GetRowLevel(kt_long row) const = 0;
   virtual kt_long GetRowIndex(kt_long row) const = 0;
   virtual kt_long GetReverseSubSumStat() const = 0;

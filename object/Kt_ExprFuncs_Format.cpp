@@ -19,7 +19,7 @@ namespace {
 
 constexpr kt_long kMaxExponentDigits = 100;  // far beyond the 17 that a number has
 
-// Exactly `decimals` digits behind the point. False when that makes the text too long.
+// Exactly `decimals` digits after the point. False when that makes the text too long.
 bool WithDecimals(const Kt_WString& number, kt_long decimals, Kt_WString& out) {
   decimals = std::max(decimals, 0);
   Kt_WString text = kt::detail::RoundDecimals(number, decimals);

@@ -15,7 +15,7 @@ using kt::Kt_FuncArgs;
 
 namespace {
 
-// The number that the text of `value` is when it is cut behind `decimals` digits. Infinities and
+// The number that the text of `value` is when it is cut after `decimals` digits. Infinities and
 // NaN have no such text, and the text of the very greatest numbers rounds to an infinity.
 double Cut(double value, kt_long decimals) {
   if (!std::isfinite(value)) return value;

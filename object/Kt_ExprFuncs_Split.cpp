@@ -23,7 +23,7 @@ namespace {
 constexpr std::int64_t kUnitsPerPiece = 64;  // beside its characters: a text and an item
 
 // Finds one occurrence of a pattern after the other, overlapping ones too: "aa" stands in "aaa"
-// twice. A search that starts anew behind every find costs the length of the pattern each time; for
+// twice. A search that starts anew after every find costs the length of the pattern each time; for
 // long patterns, which may repeat at every unit, the automaton of Knuth, Morris and Pratt goes on
 // where it is.
 class OverlappingFinds {
@@ -83,7 +83,7 @@ class OverlappingFinds {
   kt_long matched_ = 0;
 };
 
-// Token `wanted`, from 1 on. The scan goes on one unit behind the start of a find, whatever the
+// Token `wanted`, from 1 on. The scan goes on one unit after the start of a find, whatever the
 // length of the delimiter: scripts rely on it.
 Kt_WString Token(const Kt_WString& text, OverlappingFinds& finds, kt_long wanted) {
   kt_long start = 0;

@@ -56,7 +56,7 @@ bool Encode(const std::string& bytes, Kt_WString& out) {
   return kt::detail::InPieces(bytes.size(), 4, write);
 }
 
-// In place: what is decoded is never longer. A '%' without two digits behind it stands for itself.
+// In place: what is decoded is never longer. A '%' without two digits after it stands for itself.
 void Decode(std::string& bytes) {
   std::size_t length = 0;
   for (std::size_t at = 0; at < bytes.size() && kt::detail::GoesOnAt(length, 2); ++at) {

@@ -30,11 +30,11 @@ class Kt_Script;
 // passed to its parent, so the outermost one, normally the host's, has the last word.
 //
 // Ownership: never owns its parent and must not outlive it. Values refer to objects by holds that
-// know when an object has gone, so an object may be destroyed at any time, also from inside one of
-// its own callbacks, as long as the callback does not touch it afterwards.
-// Threads: an object belongs to the thread that evaluates with it.
+// know when an object was destroyed, so an object may be destroyed at any time, also from inside
+// one of its own callbacks, as long as the callback does not touch it afterwards. Threads: an
+// object belongs to the thread that evaluates with it.
 //
-// The order of the virtual operations is part of the interface; new ones go behind the last.
+// The order of the virtual operations is part of the interface; new ones go after the last.
 class KT_SCRIPT_API Kt_ExprObject : public Kt_Object {
  public:
   // A null parent makes the object the top of its chain.

@@ -53,7 +53,7 @@ class KT_SCRIPT_API Kt_ExprStackObj : public Kt_ExprObjInfo {
     SetArgRef();
   }
   // Turns a held object into an entry. Null clears. 0x83B03140, reported through `ctx`, when the
-  // object has gone.
+  // object was destroyed.
   kt_long FromObject(Kt_ExprObject* ctx, const Kt_ObjectHolder* hold);
   // Applies an indexer: `key` counts when it is not empty, else `index`, -1 for neither. `name` is
   // what messages call a value that is read for it. Returns 0 or the code of a value that could not

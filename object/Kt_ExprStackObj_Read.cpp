@@ -14,7 +14,7 @@ kt_long Fail(Kt_ExprObject* context, kt_long code, const Args&... args) {
   return kt::Report(context, kSource, code, args...);
 }
 
-// A variable whose object has gone reads as empty.
+// A variable whose object was destroyed reads as empty.
 kt_long CheckObject(Kt_ExprObject* owner, Kt_Variant& value) {
   if (value.IsObject() && !value.GetHolder().IsValid()) {
     (void)Fail(owner, kErrInvalidObject, u"InvalidObject");

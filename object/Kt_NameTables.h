@@ -61,7 +61,7 @@ struct _EXPR_OBJMETHOD_INFO {
   const char16_t* help;
 };
 
-// `type` stands in front of the name; what follows the name belongs to the host.
+// `type` stands before the name; what follows the name belongs to the host.
 struct _EXPR_OBJEVENT_INFO {
   std::int32_t type;
   char16_t name[kTableNameSize];

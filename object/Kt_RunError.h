@@ -45,7 +45,7 @@ struct KT_SCRIPT_API Kt_RunError {
   kt_long column = 0;
   kt_long length = 0;
   // The functions that were running, innermost first. Of a long chain the middle is left out: so
-  // many calls behind the first kInnerCalls.
+  // many calls after the first kInnerCalls.
   static constexpr std::size_t kInnerCalls = 12;
   static constexpr std::size_t kOuterCalls = 4;
   Kt_ScriptCallStack calls;

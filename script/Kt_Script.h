@@ -59,7 +59,7 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
                       Kt_WStrList* errors);
   // Evaluates "a = 1, b[3]" into globals. 0; at the first bad declarator a negative code.
   kt_long AddVariable(const Kt_WString& declaration);
-  // Handles the text behind a '#': appends the name of an include and returns its index; -1 for
+  // Handles the text after a '#': appends the name of an include and returns its index; -1 for
   // every other pragma.
   kt_long AddInclude(Kt_WStrList& includes, const Kt_WString& pragma);
   // Copies variables of the host into the globals; existing ones only with `overwrite` not 0.

@@ -136,7 +136,7 @@ class KT_SCRIPT_API Kt_ScriptOp {
   static void FreeWithMemory(Kt_ScriptOp* op);
 
   std::int16_t opcode = 0;
-  std::int16_t line = -1;  // counts from 0; 32767 also stands for every line behind it
+  std::int16_t line = -1;  // counts from 0; 32767 also stands for every line after it
   kt_long line32 = -1;     // the line without that limit
 
  private:

@@ -225,7 +225,7 @@ kt_long FindSetOP(const char16_t* text, kt_long len) {
   if (at == -1) return text[fault_at] == u']' ? kSynBracketStart : kSynParenStart;
   if (at < 0) return at;
   if (at < len && text[at] == u'=') return at;
-  // The text ends here, so that the unit behind it is never a bracket.
+  // The text ends here, so that the unit after it is never a bracket.
   return depth == 0 ? 0 : kSynParenStart;
 }
 

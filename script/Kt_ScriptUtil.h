@@ -43,7 +43,7 @@ KT_SCRIPT_API kt_long SplitLine(const char16_t* text, kt_long len, Kt_WStrList& 
 KT_SCRIPT_API kt_long FindLineEnd(const char16_t* text, kt_long len, kt_long& error_pos);
 // Index of the first ':', -1 if none.
 KT_SCRIPT_API kt_long FindColonEnd(const char16_t* text, kt_long len, kt_long& error_pos);
-// A group in parentheses / braces behind optional blanks: index past its end; the place of its
+// A group in parentheses / braces after optional blanks: index past its end; the place of its
 // trimmed contents in `start` and `length`.
 KT_SCRIPT_API kt_long FindLineBlock(const char16_t* text, kt_long len, kt_long& start,
                                     kt_long& length, kt_long& error_pos);

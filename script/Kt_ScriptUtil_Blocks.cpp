@@ -37,7 +37,7 @@ kt_long FindGroup(const char16_t* text, kt_long len, char16_t close, kt_long wro
   return open + group;
 }
 
-// A loop or a switch: a group in parentheses behind the keyword, then one statement or block.
+// A loop or a switch: a group in parentheses after the keyword, then one statement or block.
 kt_long FindHeadAndBlock(const char16_t* text, kt_long len, kt_long keyword, kt_long& error_pos,
                          int depth) {
   kt_long start = 0;
@@ -95,7 +95,7 @@ kt_long FindStatement(const char16_t* text, kt_long len, kt_long& error_pos, int
   return Kt_ScriptUtil::FindLineEnd(text, len, error_pos);
 }
 
-// True when `word` stands at the start of the text and a blank or `also` behind it. In this case
+// True when `word` stands at the start of the text and a blank or `also` after it. In this case
 // only: labels are found without regard to what the rest of a switch looks like.
 bool StartsWith(const char16_t* text, kt_long len, std::u16string_view word, char16_t also) {
   const auto size = static_cast<kt_long>(word.size());

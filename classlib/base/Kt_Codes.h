@@ -4,7 +4,7 @@
 #include "classlib/base/Kt_Types.h"
 
 // The one list of result codes with their texts: name, value, text. In a run-time text %1, %2, ...
-// stand for the message arguments, whose meaning the comment in front gives.
+// stand for the message arguments, whose meaning the comment above gives.
 // clang-format off
 #define KT_RUN_TIME_CODES(X)                                                                       \
   /* element, "(Default)" */                                                                       \
@@ -105,7 +105,7 @@
   X(kExprDot,            -12400, u"'.' must follow a name or a value")
 
 // Why a call failed, where a code tells too little: for Kt_RunError only, never reported. %1, %2,
-// ... stand for what the comment in front gives.
+// ... stand for what the comment above gives.
 #define KT_FAILURE_CAUSES(X)                                                                       \
   /* function, code */                                                                             \
   X(kCall,           u"'%1' failed with code %2")                                                  \

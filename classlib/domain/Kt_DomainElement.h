@@ -39,7 +39,7 @@ class KT_CLASS_API Kt_DomainElement {
   int GetVisible() const { return visible_; }
   int GetEnable() const { return enable_; }
   int GetLimit() const { return limit_; }      // the greatest length of a value; 0: none
-  int GetDecimal() const { return decimal_; }  // digits behind the point
+  int GetDecimal() const { return decimal_; }  // digits after the point
   Kt_DomainElemList& GetChildren() { return children_; }
   const Kt_DomainElemList& GetChildren() const { return children_; }
 

@@ -79,7 +79,7 @@ bool IsSign(Unit unit, char16_t sign) {
 struct Number {
   bool negative = false;
   bool is_whole = false;      // neither point nor exponent
-  bool leading_zero = false;  // in front of another digit
+  bool leading_zero = false;  // before another digit
   bool has_point = false;
   bool has_groups = false;       // there are signs between groups
   bool could_be_groups = false;  // a point with one to three digits before and three after it
@@ -182,7 +182,7 @@ class NumberReader {
   View text_;
   const Notation& notation_;
   std::size_t at_ = 0;
-  bool is_zero_ = true;  // of the digits behind the point
+  bool is_zero_ = true;  // of the digits after the point
 };
 
 // The value of a text that is a number. False when it is too great.
@@ -264,7 +264,7 @@ std::size_t CurrencyAtEnd(std::u16string_view text) {
   return text.size() >= 3 && IsCurrencyCode(text.substr(text.size() - 3)) ? 3 : 0;
 }
 
-// Takes away parentheses and one currency, in front or behind; a sign may stand on either side of
+// Takes away parentheses and one currency, in front or after; a sign may stand on either side of
 // the currency. What is left has its sign at the start, in `plain`. False for an empty rest.
 bool TakeCurrency(std::u16string_view text, std::u16string& plain) {
   if (text.empty()) return false;

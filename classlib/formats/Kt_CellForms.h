@@ -53,7 +53,7 @@ class KT_CLASS_API Kt_CellReader {
 
   // The value of a text. False, and `value` untouched or 0, when it has none. A double that is too
   // great is none; whatever is a number as a whole is a long or double here, also with leading
-  // zeros. Moments in another zone are converted to UTC; digits of seconds behind the third are
+  // zeros. Moments in another zone are converted to UTC; digits of seconds after the third are
   // dropped.
   bool ReadLong(std::string_view utf8, kt_long& value) const;
   bool ReadLong(std::u16string_view text, kt_long& value) const;

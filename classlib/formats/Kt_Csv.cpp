@@ -99,7 +99,7 @@ bool NeedsQuotes(std::u16string_view text, char16_t separator, char16_t quote) {
   });
 }
 
-// "id", "id:type" or "id:type(size)"; a part behind the last colon that is no type belongs to the
+// "id", "id:type" or "id:type(size)"; a part after the last colon that is no type belongs to the
 // id.
 CsvColumn ParseHeader(std::u16string_view text, bool may_have_type = true) {
   CsvColumn column;
@@ -521,7 +521,7 @@ class CsvLoader {
   Kt_LoadReport& report_;
   const Kt_CellReader reader_;
   const CsvFormat<Unit> format_;
-  Scanner body_;  // in front of the first row
+  Scanner body_;  // before the first row
   std::vector<CsvColumn> columns_;
   std::vector<std::shared_ptr<Kt_Column>> cells_;
   std::vector<Cell> record_;  // the record in hand

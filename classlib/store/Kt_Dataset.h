@@ -300,7 +300,7 @@ class KT_CLASS_API Kt_Dataset {
   Kt_WString GetGroupStr() const { return GetKeyStr(Kt_KeyType::kGroup); }
 
   // Lays subtotal rows between the rows as they stand: with group keys k1 to kn, one of level 1
-  // behind each run of equal (k1..kn), one of level 2 behind each run of equal (k1..kn-1), and so
+  // after each run of equal (k1..kn), one of level 2 after each run of equal (k1..kn-1), and so
   // on. Without group keys they go. They count as rows everywhere, also in the NF numbering, but
   // have no state, cannot be written, deleted or hidden, and are left out by aggregates, files and
   // copies. Totals stay as they are until the next call; rows that come, go or are hidden shift

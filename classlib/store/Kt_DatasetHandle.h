@@ -11,7 +11,7 @@ namespace kt::detail {
 
 // Tells handles whether a dataset still lives. Made when the first handle is taken.
 struct DatasetLife : Kt_Counted {
-  Kt_Dataset* dataset = nullptr;  // null once the dataset has gone
+  Kt_Dataset* dataset = nullptr;  // null once the dataset was destroyed
 };
 
 // A dataset's own end of its life record. Not part of the value: copies start with none.
@@ -40,7 +40,7 @@ class DatasetLifeOwner {
 
 }  // namespace kt::detail
 
-// A pointer to a dataset that becomes null when the dataset has gone.
+// A pointer to a dataset that becomes null when the dataset was destroyed.
 // Owns nothing. Threads: those of the dataset.
 class KT_CLASS_API Kt_DatasetHandle {
  public:

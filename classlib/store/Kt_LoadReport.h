@@ -50,7 +50,7 @@ struct KT_CLASS_API Kt_CsvOptions : Kt_LoadOptions {
   char16_t preferred = u',';  // the one that a tie goes to
   char16_t quote = u'"';      // 0: cells have no quotes; kAuto: none when quotes do not pair
   char16_t comment = 0;       // lines that begin with it are left out; 0: there are none
-  std::int64_t skip = 0;      // lines in front of the header that are left out
+  std::int64_t skip = 0;      // lines before the header that are left out
   bool header = true;  // the first row holds the column ids; otherwise they are column1, column2...
 };
 

@@ -17,8 +17,8 @@
 //   Kt_Pivot pivot;
 //   if (pivot.Build(sales)) pivot.GetColumn(0, amount, 0);
 //
-// With column keys k1 to kn there are also subtotal positions: one of level 1 behind each run of
-// equal (k1..kn-1), ... one of level n-1 behind each k1. Columns are numbered as in the dataset.
+// With column keys k1 to kn there are also subtotal positions: one of level 1 after each run of
+// equal (k1..kn-1), ... one of level n-1 after each k1. Columns are numbered as in the dataset.
 // Without row keys there is one row, without column keys one position.
 //
 // A snapshot: later changes of the dataset do not reach it. Owns its values. Threads: const members

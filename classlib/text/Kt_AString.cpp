@@ -38,7 +38,7 @@ struct NameRow {
   kt_long number;
 };
 
-// Names that are no number behind a prefix. The names of a national standard mean the code page
+// Names that are no number after a prefix. The names of a national standard mean the code page
 // that extends it, because texts marked so use the extension.
 constexpr NameRow kNames[] = {
     {u"ascii", 20127},   {u"big5", 950},     {u"eucjp", 51932},     {u"euckr", 949},

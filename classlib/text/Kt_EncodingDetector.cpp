@@ -20,7 +20,7 @@ struct CloseDetector {
 using Detector = std::unique_ptr<UCharsetDetector, CloseDetector>;
 
 // The lines that tell encodings apart: those with bytes beyond ASCII, from wherever they stand. A
-// table may have its first such name far behind what the detector reads. Zeros are UTF-16, in which
+// table may have its first such name far past what the detector reads. Zeros are UTF-16, in which
 // the start is as good as any part, and lines are not cut at bytes.
 std::string SampleOf(std::string_view bytes) {
   const std::string_view start = bytes.substr(0, kSampleBytes);

@@ -60,7 +60,7 @@ bool MapAscii(const Kt_WString& text, Kt_WString& out) {
   return true;
 }
 
-// Whether a text may be mapped in two parts that meet in front of `at`. What a letter becomes can
+// Whether a text may be mapped in two parts that meet before `at`. What a letter becomes can
 // depend on letters around it, over any number of marks: a capital sigma at the end of a word has a
 // small form of its own. Between two units that are neither marks nor sigmas nothing looks across.
 bool CanCut(std::u16string_view text, std::size_t at) {
@@ -190,7 +190,7 @@ char16_t HalfOf(char16_t unit) {
   return unit;
 }
 
-// The voiced kana that a full-width kana makes with the half-width mark behind it; 0: none.
+// The voiced kana that a full-width kana makes with the half-width mark after it; 0: none.
 char16_t Voice(char16_t full, char16_t mark) {
   if (mark == kHalfVoiced) return Find(kVoiced.plain, kVoiced.with_mark, full);
   if (mark == kHalfSemiVoiced) return Find(kSemiVoiced.plain, kSemiVoiced.with_mark, full);

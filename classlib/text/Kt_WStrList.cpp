@@ -153,7 +153,7 @@ class Splitter {
   bool unclosed_double_ = false;
   bool unclosed_single_ = false;
   std::size_t end_ = 0;
-  std::size_t plain_end_ = 0;  // behind the last escaped unit of the piece, or its start
+  std::size_t plain_end_ = 0;  // after the last escaped unit of the piece, or its start
 };
 
 }  // namespace

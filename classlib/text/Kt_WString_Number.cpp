@@ -81,8 +81,8 @@ class Decimal {
   std::int64_t exponent_ = 0;
 };
 
-// The exponent behind an 'e', clamped to what no number needs; 0, and nothing taken, if there are
-// no digits behind the 'e'.
+// The exponent after an 'e', clamped to what no number needs; 0, and nothing taken, if there are
+// no digits after the 'e'.
 std::int64_t TakeExponent(Scanner& in) {
   constexpr std::int64_t kHuge = 1'000'000'000'000;
   if (in.Peek() != u'e' && in.Peek() != u'E') return 0;

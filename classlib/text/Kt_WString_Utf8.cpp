@@ -58,7 +58,7 @@ std::size_t AsciiRun(std::string_view bytes, std::size_t at) {
   return at - start;
 }
 
-// The work on a run of ASCII and the character behind it.
+// The work on a run of ASCII and the character after it.
 std::int64_t UnitsOf(std::size_t run) { return static_cast<std::int64_t>(run) / 2 + 4; }
 
 struct Measured {
@@ -123,7 +123,7 @@ bool Convert(std::string_view bytes, std::size_t units, Kt_WString& out) {
   return false;
 }
 
-// The character at `at` of UTF-16 text; moves `at` behind it.
+// The character at `at` of UTF-16 text; moves `at` past it.
 char32_t TakeCharacter(std::u16string_view text, std::size_t& at) {
   const char32_t unit = text[at++];
   if (!IsSurrogate(unit)) return unit;

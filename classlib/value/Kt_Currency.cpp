@@ -55,7 +55,7 @@ class AmountReader {
 
  private:
   void TakeDigit(int digit) {
-    // Far past 64 bits already: more digits in front of the point cannot bring it back.
+    // Far past 64 bits already: more digits before the point cannot bring it back.
     constexpr Wide kTooMuch = Wide{1} << 80;
     if (!behind_point_) {
       if (units_ < kTooMuch) units_ = units_ * 10 + digit;

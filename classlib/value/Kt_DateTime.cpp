@@ -113,7 +113,7 @@ class Reader {
     return value;
   }
 
-  // A fraction in thousandths; digits behind the third are dropped.
+  // A fraction in thousandths; digits after the third are dropped.
   kt_long Thousandths() {
     const std::size_t digits = DigitRun();
     if (failed_ || digits == 0) return Fail();

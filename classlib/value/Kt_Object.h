@@ -28,7 +28,7 @@ struct Kt_ObjectOps {
 
 // Tells holders whether an object still lives. Made when the first hold is taken.
 struct Kt_ObjectLife : Kt_Counted {
-  Kt_Object* object = nullptr;  // null once the object has gone
+  Kt_Object* object = nullptr;  // null once the object was destroyed
   bool owned = false;           // the last hold destroys the object
 };
 

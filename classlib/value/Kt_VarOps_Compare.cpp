@@ -49,7 +49,7 @@ int CompareExactly(std::int64_t units, double real) {
     part += Kt_Currency::kScale;
   }
   if (const int order = Sign(whole, static_cast<std::int64_t>(floor))) return order;
-  // Exact: doubles of this size have at most 15 bits behind the point.
+  // Exact: doubles of this size have at most 15 bits after the point.
   const double scaled = (real - floor) * static_cast<double>(Kt_Currency::kScale);
   return Sign(static_cast<double>(part), scaled);
 }

@@ -326,7 +326,7 @@ class KT_CLASS_API Kt_VariantList {
   bool Resize(kt_long count);
   // Makes room for `count` items in all, so that adding up to there cannot fail.
   bool Reserve(kt_long count);
-  // Inserts in front of item `index`, or appends at GetCount(); false outside.
+  // Inserts before item `index`, or appends at GetCount(); false outside.
   bool InsertAt(kt_long index, const Kt_Variant& value);
   // Nothing outside the list.
   void RemoveAt(kt_long index);

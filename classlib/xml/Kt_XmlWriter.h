@@ -30,7 +30,7 @@ class KT_CLASS_API Kt_XmlWriter {
   // blank text to the document.
   explicit Kt_XmlWriter(bool indent = false) : indent_(indent) {}
 
-  // Refused: a bad name, an element behind the root element.
+  // Refused: a bad name, an element after the root element.
   bool Start(std::u16string_view name);
   // Of the element that was started last. Refused: a bad name, after text or another element.
   bool Attribute(std::u16string_view name, std::u16string_view value);

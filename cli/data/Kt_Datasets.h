@@ -37,7 +37,7 @@ class Kt_CliDatasets {
   Kt_ExprDataset& Add(std::unique_ptr<Kt_Dataset> dataset);
 
   // Adds columns "name:string, price:currency" (string when no type is given) that are not there
-  // yet. False, with the reason, when one cannot be added; those in front of it are there then.
+  // yet. False, with the reason, when one cannot be added; those before it are there then.
   static bool AddColumns(Kt_Dataset& dataset, const Kt_WString& columns, std::string& reason);
   // Makes `name`, which is new or a view itself, show the rows of `source` for which `filter` holds
   // (empty: all). False, with the reason, when that is not possible.

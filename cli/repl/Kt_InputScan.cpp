@@ -36,7 +36,7 @@ void Kt_CliInputScan::Feed(std::u16string_view line) {
   }
 }
 
-// A backslash protects the unit behind it; one at the end of a line protects the line end.
+// A backslash protects the unit after it; one at the end of a line protects the line end.
 std::size_t Kt_CliInputScan::PassText(std::u16string_view rest) {
   if (rest[0] == u'\\') return 2;
   if (rest[0] == quote_) quote_ = 0;

@@ -5,7 +5,7 @@
 #include <string_view>
 
 // Tells whether what has been typed so far can be run or goes on in the next line: while a bracket,
-// a text or a block comment is open, and behind the head of a function, loop or condition whose
+// a text or a block comment is open, and after the head of a function, loop or condition whose
 // body has not begun. It looks at each character once, however many lines an input has.
 //
 //   Kt_CliInputScan scan;

@@ -28,7 +28,7 @@ class Kt_CliRepl {
   // there to see it.
   int Run(Kt_CliLineSource& source);
 
-  // What the word in front of the cursor may become, sorted; `before` is the line up to there, and
+  // What the word before the cursor may become, sorted; `before` is the line up to there, and
   // `start` receives where the word begins in it.
   std::vector<std::string> Complete(std::string_view before, std::size_t& start) const;
 

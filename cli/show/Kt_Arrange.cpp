@@ -220,7 +220,7 @@ class Arranger {
                        [col](const NamedColumn& column) { return column.col == col; });
   }
 
-  // A ":d" of a list belongs to the key in front of it, unless there is a column of that name.
+  // A ":d" of a list belongs to the key before it, unless there is a column of that name.
   bool IsDirection(const Kt_WString& part) const {
     const std::u16string_view head = part.View().substr(0, part.View().find(u','));
     const Kt_WString name(head);

@@ -29,7 +29,7 @@ struct Arrangement {
 // reported then, with the names of the columns when one is unknown.
 int Arrange(const Arrangement& wanted, Kt_Dataset& dataset, Kt_CliView& view, Kt_CliReport& report);
 
-// "; did you mean 'price'? Columns: id, price, qty", to go behind a complaint about an unknown
+// "; did you mean 'price'? Columns: id, price, qty", to go after a complaint about an unknown
 // name.
 std::string KnownColumns(std::u16string_view wanted, const std::vector<Kt_WString>& names);
 

@@ -14,7 +14,7 @@ namespace kt::cli {
 Kt_WString CutToWidth(const Kt_WString& text, kt_long width) {
   const std::u16string_view view = text;
   kt_long used = 0;
-  std::size_t fits = 0;  // with the mark behind it
+  std::size_t fits = 0;  // with the mark after it
   for (std::size_t at = 0; at < view.size();) {
     const auto units = static_cast<std::size_t>(kt_codepointW(view, at).units);
     used += kt_displaywidthW(view.substr(at, units));

@@ -36,7 +36,7 @@ class Kt_CliCellFormat {
 
   // The text of a value: visible controls; a date in the form of the column; a null is empty.
   Kt_WString Text(const Kt_Variant& value, Kt_Aggregate made_by = Kt_Aggregate::kNone) const;
-  // Of a number in a numeric column: with `pad` behind it for the decimals that others have more,
+  // Of a number in a numeric column: with `pad` after it for the decimals that others have more,
   // and `point_pad` for a point that it has not.
   Kt_WString Padded(const Kt_Variant& value, Kt_Aggregate made_by, char16_t pad,
                     char16_t point_pad) const;
@@ -52,6 +52,6 @@ class Kt_CliCellFormat {
   bool has_milliseconds_ = false;
   kt_long text_width_ = 0;
   kt_long date_width_ = 0;
-  kt_long whole_width_ = 0;     // in front of the point
+  kt_long whole_width_ = 0;     // before the point
   kt_long decimals_width_ = 0;  // from the point on
 };

@@ -24,7 +24,7 @@ enum class PieceKind {
 // What one can type at the prompt, once.
 struct Piece {
   PieceKind kind = PieceKind::kStatement;
-  PieceSpan whole;  // an expression without the mark behind it
+  PieceSpan whole;  // an expression without the mark after it
   // Of a function; the contents of its brackets.
   PieceSpan name;
   PieceSpan proto;

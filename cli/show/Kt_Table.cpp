@@ -245,7 +245,7 @@ class Table {
     EndCells();
   }
 
-  // In front of the total, which is that of all rows.
+  // Before the total, which is that of all rows.
   void PrintMoreRows() {
     const kt_long more = row_count_ - shown_rows_;
     if (more > 0) Note(fmt::format("… {} more row{}", more, more == 1 ? "" : "s"));
@@ -275,12 +275,12 @@ class Table {
   std::ostream& out_;
   kt_long row_count_ = 0;
   kt_long shown_rows_ = 0;
-  kt_long gutter_ = 0;  // columns in front of the cells, for the marks of subtotals
+  kt_long gutter_ = 0;  // columns before the cells, for the marks of subtotals
   std::vector<Column> columns_;
   std::size_t shown_columns_ = 0;
   bool has_more_columns_ = false;
   std::string line_;
-  kt_long pending_ = 0;  // blanks in front of what comes next in the line
+  kt_long pending_ = 0;  // blanks before what comes next in the line
 };
 
 }  // namespace

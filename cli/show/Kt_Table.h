@@ -21,7 +21,7 @@ struct TableOptions {
 
 // Writes the view as a table aligned by display width: numbers to the right with their points below
 // each other, nulls as "·", subtotal rows with "Σ" and their level in front and an empty line
-// behind, the total below a line. When the table is wider than `width`, texts are cut first, each
+// after, the total below a line. When the table is wider than `width`, texts are cut first, each
 // with "…", then columns are left out from the right, which a line below the table says.
 // Only the rows that are written are read.
 void PrintTable(const Kt_CliView& view, const TableOptions& options, std::ostream& out);

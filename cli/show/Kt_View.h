@@ -31,7 +31,7 @@ class Kt_CliView {
 
   const Kt_Dataset& Dataset() const { return dataset_; }
   const std::vector<Column>& Columns() const { return columns_; }
-  // Headings that are there already get a number behind them. New columns have no total.
+  // Headings that are there already get a number after them. New columns have no total.
   void SetColumns(std::vector<Column> columns);
   void AddColumn(Column column, bool in_front = false);
   // Only the subtotal rows up to that level; 0: all rows again.

@@ -48,7 +48,7 @@ struct FalseMarker {
 
 // Marks the rows whose expression is false. All rows are judged before the first one is hidden, so
 // that an expression that asks about other rows ("price > Avg('price')") gets one answer for all.
-// False when the dataset or wrapper has gone or the run is to stop.
+// False when the dataset or wrapper was destroyed or the run is to stop.
 bool JudgeRows(Kt_ExprDataset& wrapper, const Kt_WString& text, kt_long row_count,
                std::vector<bool>& hidden, kt_long& stop_code) {
   RowCursor cursor(wrapper, RowCursor::kFollow);
@@ -62,7 +62,7 @@ bool JudgeRows(Kt_ExprDataset& wrapper, const Kt_WString& text, kt_long row_coun
   return is_done && cursor.RowCount() == rows_at_first;
 }
 
-// Hides from the last row on: the rows behind a hidden one change their numbers.
+// Hides from the last row on: the rows after a hidden one change their numbers.
 void HideRows(Kt_Dataset& dataset, bool is_local, const std::vector<bool>& hidden) {
   constexpr std::size_t kPiece = 1024;
   constexpr std::int64_t kUnitsPerPiece = kPiece * 16 * Kt_WorkMeter::kUnitsPerCell;

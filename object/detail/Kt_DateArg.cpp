@@ -23,7 +23,7 @@ kt_long TakeDigits(std::u16string_view& text, std::size_t count) {
   return value;
 }
 
-// Takes a separator and the one or two digits behind it; -1 when they are not there.
+// Takes a separator and the one or two digits after it; -1 when they are not there.
 kt_long TakePart(std::u16string_view& text, char16_t separator) {
   if (!text.starts_with(separator)) return -1;
   text.remove_prefix(1);
@@ -57,7 +57,7 @@ bool Kt_DateArg::ReadText(std::u16string_view text) {
     parts.day = TakePart(text, separator_);
     if (parts.month < 0 || parts.day < 0) return false;
   }
-  // What follows must be a time of day: asked behind a date that is in every calendar.
+  // What follows must be a time of day: asked after a date that is in every calendar.
   time_ = text;
   Kt_DateTime moment;
   Kt_DateParts any_day;

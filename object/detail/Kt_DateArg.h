@@ -8,7 +8,7 @@ namespace kt::detail {
 
 // A date as a script gave it, with the form that it came in, so that a function can answer in the
 // same form:
-//   text   yyyyMMdd, yyyyMMddHHmmss, or with '-', '/' or '.', and an optional time of day behind
+//   text   yyyyMMdd, yyyyMMddHHmmss, or with '-', '/' or '.', and an optional time of day after
 //   number of eight digits, yyyyMMdd
 //   number of days, as date arithmetic gives it
 //   date-time value

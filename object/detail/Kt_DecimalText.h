@@ -19,19 +19,19 @@ Kt_WString PlainText(const Kt_Variant& value);
 // PlainText of a value read as a number: a text gives the number at its start.
 Kt_WString NumberText(const Kt_Variant& value);
 
-// Keeps at most `decimals` digits behind the point by cutting.
+// Keeps at most `decimals` digits after the point by cutting.
 // REQUIRES: `text` is a plain decimal number.
 std::u16string_view CutDecimals(std::u16string_view text, kt_long decimals);
-// Rounds a plain decimal number to `decimals` digits behind the point, halves away from zero; never
+// Rounds a plain decimal number to `decimals` digits after the point, halves away from zero; never
 // adds digits. "-0.001" gives "0".
 Kt_WString RoundDecimals(std::u16string_view text, kt_long decimals);
-// Puts a comma between each three digits in front of the point.
+// Puts a comma between each three digits before the point.
 Kt_WString GroupDigits(std::u16string_view text);
 // True for what starts with a digit, or with '-' and a digit: not for "nan" and "inf".
 bool IsPlainNumber(std::u16string_view text);
 
 // What is a number in a text with signs and words around it: its digits (those of any script as
-// ASCII digits), a minus sign that stands in front of the first of them, and the first point
+// ASCII digits), a minus sign that stands before the first of them, and the first point
 // between two digits.
 Kt_WString StripToNumber(const Kt_WString& text);
 

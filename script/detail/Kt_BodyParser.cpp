@@ -75,7 +75,7 @@ kt_long BodyParser::FailScan(kt_long code, const Statement& statement, const Sli
   return Fail(code, &word, statement.line, at_end ? statement.Word() : text.Part(error_pos, 1));
 }
 
-// Without a ';' the text runs to the end of the body; what the author forgot belongs behind the
+// Without a ';' the text runs to the end of the body; what the author forgot belongs after the
 // first line of it.
 kt_long BodyParser::FailEnd(kt_long code, const Statement& statement) {
   const Slice rest = statement.body.From(statement.start);
@@ -303,7 +303,7 @@ kt_long BodyParser::ParseCondition(Statement& statement, Kt_ScriptOpItem& item) 
   return 0;
 }
 
-// Looks for an else behind a branch and moves the end of the statement behind it. Behind else, any
+// Looks for an else after a branch and moves the end of the statement after it. After else, any
 // word of two letters but `if` is taken for the `if` of a guarded branch.
 kt_long BodyParser::FindElse(Statement& statement, bool& found, bool& guarded, kt_long& line) {
   const Slice& body = statement.body;

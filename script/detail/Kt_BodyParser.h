@@ -85,7 +85,7 @@ class BodyParser {
   kt_long ParseCompound(Statement& statement, const Compound& compound);
   kt_long ParseJump(Statement& statement, std::int16_t code);
 
-  // Sets the end of a statement that runs to its ';'; the text behind its first word in `rest`.
+  // Sets the end of a statement that runs to its ';'; the text after its first word in `rest`.
   kt_long FindRest(Statement& statement, Slice& rest);
   kt_long ParseBranch(Statement& statement, Kt_ScriptOpIf& chain, bool guarded, kt_long line);
   kt_long ParseCondition(Statement& statement, Kt_ScriptOpItem& item);

@@ -20,7 +20,7 @@ bool IsName(const Slice& text) { return Kt_ExprUtil::ChkName(text.text, text.len
 struct Declarator {
   Slice name;
   Slice size;   // text between the brackets
-  Slice value;  // behind the '='
+  Slice value;  // after the '='
   bool has_size = false;
   bool has_value = false;
 };

@@ -122,7 +122,7 @@ kt_long ScriptLoader::LoadItem(Item& item) {
 
 kt_long ScriptLoader::LoadGlobals(Item& item) {
   const Slice word = text_.Part(item.start, item.word);
-  // The keyword and the one character behind it.
+  // The keyword and the one character after it.
   const kt_long start = std::min(item.start + 4, text_.length);
   const Slice rest = text_.From(start);
   kt_long error_pos = 0;

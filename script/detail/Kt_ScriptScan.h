@@ -47,7 +47,7 @@ class CommentRemover {
  public:
   // For each unit written, where it came from; null: not asked for.
   std::vector<kt_long>* sources = nullptr;
-  // Where the units stood that went with a comment in front of them and were no blanks; null: not
+  // Where the units stood that went with a comment before them and were no blanks; null: not
   // asked for.
   std::vector<kt_long>* dropped = nullptr;
 

@@ -21,7 +21,7 @@ class LineTable {
   kt_long LineOf(kt_long offset) const;
   // From 1.
   kt_long ColumnOf(kt_long offset) const { return offset - starts_[IndexOf(offset)] + 1; }
-  // Where the line ends that has the unit at `offset`, in front of its line break.
+  // Where the line ends that has the unit at `offset`, before its line break.
   kt_long LineEnd(kt_long offset) const;
 
  private:

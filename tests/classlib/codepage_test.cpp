@@ -142,7 +142,7 @@ TEST(CodePage, StrictDecodingNamesTheByte) {
     kt_long code_page;
     std::string_view bytes;
     std::int64_t bad;
-    std::u16string_view text;  // in front of it
+    std::u16string_view text;  // before it
   } kRows[] = {
       {1252, "a\xFC\n", -1, u"aü\n"},
       {20127, "ab\xFC", 2, u"ab"},

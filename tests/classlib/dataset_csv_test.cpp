@@ -112,7 +112,7 @@ const Row kRows[] = {
     {"a,b\n1,\"x\n2,y\n3,z\n", "a:long,b:string|2,'y'|3,'z'", "2 quote that is never closed;"},
     {"a,b\n\"x\ny\",1\n\"p\nq\"r,2\n3,4\n", "a:string,b:long|'x\ny',1|'3',4",
      "4 text after a closing quote;5 quote inside a cell without quotes;"},
-    // Empty lines in front of the header
+    // Empty lines before the header
     {"\n\na,b\n\n1,2\n", "a:long,b:long|1,2"},
     // Bytes that are no UTF-8, and NUL
     {"a\nx\xFFy\n", "a:string|'x\xEF\xBF\xBDy'", "", 1},

@@ -70,7 +70,7 @@ class PivotModel : public testing::TestWithParam<unsigned> {
       }
     }
   }
-  // A row for each key, and with `levels` group keys the subtotals behind: region and shop, the
+  // A row for each key, and with `levels` group keys the subtotals after: region and shop, the
   // latter -1 in a subtotal over all shops.
   struct Row {
     kt_long level;

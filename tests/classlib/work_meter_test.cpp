@@ -15,7 +15,7 @@ namespace {
 
 using kt::detail::kPieceUnits;
 
-// `core` behind so many fill characters that the border of two pieces passes through it.
+// `core` after so many fill characters that the border of two pieces passes through it.
 template <class Map>
 void ExpectSameAnywhere(std::u16string_view fill, std::u16string_view core, Map map) {
   const std::u16string_view rest = u" and so on";

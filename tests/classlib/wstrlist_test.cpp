@@ -16,7 +16,7 @@ struct Split {
   bool brackets = false;
 };
 
-// The pieces with '|' behind each, so that no piece and one empty piece differ.
+// The pieces with '|' after each, so that no piece and one empty piece differ.
 std::string Pieces(std::u16string_view text, const Split& how) {
   Kt_WStrList list;
   const kt_long count = list.Parse(text, how.delimiters, how.escape, how.multi_dim,

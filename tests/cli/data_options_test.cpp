@@ -323,7 +323,7 @@ TEST_F(CliDataOptions, Markdown) {
   EXPECT_EQ(kt::cli::MarkdownText(u"a\r\nb\rc\\`~_d_\t").ToUtf8(), "a<br>b<br>c\\\\\\`\\~\\_d\\_␉");
 }
 
-// A full disk behind the standard output is a failure of every command.
+// A full disk after the standard output is a failure of every command.
 TEST_F(CliDataOptions, OutputThatIsLostIsAFailure) {
   folder_.Write("t.csv", "a\n1\n");
   folder_.Write("a.kts", "function main() { print('x'); return 1; }");

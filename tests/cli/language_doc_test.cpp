@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Runs the scripts of docs/language.md and docs/datasets.md: every ```kts or ```check block, and
-// compares what it prints with the ```output block behind it.
+// compares what it prints with the ```output block after it.
 #include "cli_test_util.h"
 
 namespace {

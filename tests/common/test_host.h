@@ -234,7 +234,7 @@ class TestHost : public Kt_ExprObject {
   }
   void OnDebugTrace(const Kt_WString& text) override { traces += text.ToUtf8() + "|"; }
 
-  // Reports since the last question, without the blank behind the last one.
+  // Reports since the last question, without the blank after the last one.
   std::string TakeReports() {
     std::string out = std::exchange(reports, {});
     if (!out.empty()) out.pop_back();

@@ -31,7 +31,7 @@ class Aggregates : public testing::Test {
       EXPECT_EQ(Eval(&host, row.call), row.wanted) << Kt_WString(row.call).ToUtf8();
     }
   }
-  // Fruit of each kind with a subtotal of qty behind it; apple twice.
+  // Fruit of each kind with a subtotal of qty after it; apple twice.
   void Group() {
     data->AppendRow();
     data->SetColumn(4, 0, u"apple");

@@ -89,7 +89,7 @@ TEST(RowKeywords, OriginalRows) {
   CheckKeywords(*data, kRows, 1);
 }
 
-// Subtotals behind or before the rows a1 a2 | b3.
+// Subtotals after or before the rows a1 a2 | b3.
 TEST(RowKeywords, GroupedRows) {
   const auto data = MakeDataset(u"fruit", u"g:string,n:long\na,1\na,2\nb,3\n");
   data->Sort(u"g", true, false, true);

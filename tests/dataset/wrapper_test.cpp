@@ -207,7 +207,7 @@ TEST(DatasetWrapper, Positions) {
 TEST(DatasetWrapper, CurrentRowRules) {
   struct Row {
     int row, original, index;
-    const char* cursor;  // behind a position of 1
+    const char* cursor;  // after a position of 1
     int is_original;
   };
   const Row kRows[] = {

@@ -120,7 +120,7 @@ TEST(Evaluator, ShortCircuits) {
       {u"1 && 'abc'", "0"},
       {u"1 && '2'", "1"},
       {u"0.5 || log(1)", "1", "", "1;"},
-      // What is skipped ends at the bracket, the comma or the end: behind a false &&, the || too.
+      // What is skipped ends at the bracket, the comma or the end: after a false &&, the || too.
       {u"0 && log(1) || log(2)", "0"},
       {u"(0 && log(1)) || log(2)", "1", "", "2;"},
       {u"1 || log(1) && log(0)", "1"},

@@ -91,14 +91,14 @@ TEST(Parser, MarksPrecedence) {
       {u"!!a = b", "! ~ ! a ~ = b ."},
       {u"!-1", "! ~ - 1 ."},
       {u"a * b++ + c", "a * b x++ ~ + c ."},
-      // Groups and the names in front of them are passed; a grouping '(' has an operator there.
+      // Groups and the names before them are passed; a grouping '(' has an operator there.
       {u"a * (b + c) + d", "a * ( b + c ) ~ + d ."},
       {u"a * f(b + c, d) + e", "a * f ( b + c , d ) ~ + e ."},
       {u"a * b[c + d][e] + f", "a * b [ c + d ] [ e ] ~ + f ."},
       {u"f(a * b, c + d)", "f ( a * b , c + d ) ."},
       // An earlier marker ends the walk, so the first - stays pending.
       {u"a - b * c * d - e", "a - b * c ~ * d ~ - e ."},
-      // Behind nested indexers the walk goes on inside, where it ends at the outer '['.
+      // After nested indexers the walk goes on inside, where it ends at the outer '['.
       {u"a * b[c[1]] + d", "a * b [ c [ 1 ] ] + d ."},
       {u"a * b[c * d[1]] + e", "a * b [ c * d [ 1 ] ] ~ + e ."},
   };

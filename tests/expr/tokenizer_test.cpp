@@ -13,7 +13,7 @@ using Text = std::u16string_view;
 std::string Show(Text text) { return Kt_WString(text).ToUtf8(); }
 kt_long Length(Text text) { return static_cast<kt_long>(text.size()); }
 
-// The tokens joined with blanks; what the scan stopped at, if it was not the end, behind '!'.
+// The tokens joined with blanks; what the scan stopped at, if it was not the end, after '!'.
 std::string Tokens(Text text) {
   std::string out;
   for (kt_long at = 0; at < Length(text);) {

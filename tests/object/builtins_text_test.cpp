@@ -72,7 +72,7 @@ TEST(BuiltinText, SearchAndReplace) {
   RunRows(kRows);
 }
 
-// Every token of a text by the rule itself: search, then go on one unit behind the find.
+// Every token of a text by the rule itself: search, then go on one unit after the find.
 TEST(BuiltinText, NTokenFollowsItsRuleForAnyDelimiter) {
   TestContext context;
   const std::u16string text = u"aabaaabaaaabaaaaaaaaaaaaaaaaaaaaaaaaaabaaab";

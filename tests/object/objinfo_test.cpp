@@ -149,7 +149,7 @@ TEST(ObjInfo, NullObjectsClear) {
   }
 }
 
-// A record keeps its variable alive, and knows when its object has gone.
+// A record keeps its variable alive, and knows when its object was destroyed.
 TEST(ObjInfo, Holds) {
   Kinds kinds;
   Kt_ExprObjInfo variable;

@@ -73,7 +73,7 @@ class StackObj : public testing::Test {
     entry.SetObjStat(stat);
     entry.SetOpStartIdx(start);
   }
-  // "value" or "!code", with what was reported behind it.
+  // "value" or "!code", with what was reported after it.
   std::string Read(Kt_ExprStackObj& entry, int by_ref = 0) {
     Kt_Variant value = u"old";
     const kt_long code = entry.GetObjValue(&host, value, by_ref);
@@ -356,7 +356,7 @@ TEST_F(StackObj, ColumnProperties) {
   const struct {
     kt_long row;
     const char16_t* property;
-    const char* behind;  // subtotals behind their rows, then in front
+    const char* behind;  // subtotals after their rows, then in front
     const char* in_front;
   } rows[] = {
       {0, u"count", "1", "1"},

@@ -71,7 +71,7 @@ TEST(SyntaxErrors, PlacesInFunctions) {
        "3:5+1: Invalid Expression (operand expected before this operator)\n"},
       {u"function f() {\n  if (a b) c;\n}",
        "2:9+1: Invalid Expression (operator expected between two values)\n"},
-      // A comment in front of the fault does not move it.
+      // A comment before the fault does not move it.
       {u"function f() {\n  x = 1 /* one */  + /* two */  * 2;\n}",
        "2:33+1: Invalid Expression (operand expected before this operator)\n"},
       {u"function f() {\n  x = (1 +\n}", "2:10+1: Not Found Line End ';'\n"},

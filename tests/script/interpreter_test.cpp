@@ -163,7 +163,7 @@ TEST(Interpreter, Branches) {
        "'23'"},
       {"var s = ''; switch (9) { case 1: s += 1; default: s += 'd'; case 3: s += 3; } return s;",
        "'d3'"},
-      // A default catches everything from its place on, and hides the labels behind it.
+      // A default catches everything from its place on, and hides the labels after it.
       {"var s = ''; switch (3) { default: s += 'd'; break; case 3: s += 3; } return s;", "'d'"},
       {"switch ('2') { case 2: return 'number'; } return 'none';", "'number'"},
       {"var n = 0; switch (1) { case log(1): n = 1; case log(2): n += 1; } return n;", "2"},

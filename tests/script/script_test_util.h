@@ -21,7 +21,7 @@ inline std::u16string Repeat(std::u16string_view text, int count) {
   return out;
 }
 
-// The lines of a list, each with a line feed behind it.
+// The lines of a list, each with a line feed after it.
 inline std::string Lines(const Kt_WStrList& list) {
   std::string out;
   for (kt_long index = 0; index < list.GetCount(); ++index) {

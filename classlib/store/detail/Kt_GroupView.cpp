@@ -25,7 +25,7 @@ const Subtotal* GroupView::Find(kt_long row) {
   if (!removed_.empty() && row >= removed_.back()) TakeIn();
   const std::size_t at = LowerBound(row);
   if (at == subtotals_.size() || subtotals_[at].position != row) return nullptr;
-  // Its range may reach behind rows that went.
+  // Its range may reach past rows that went.
   if (!removed_.empty()) TakeIn();
   return &subtotals_[at];
 }

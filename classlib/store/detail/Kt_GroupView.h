@@ -33,7 +33,7 @@ struct Subtotal {
 //
 // Only subtotals are kept, in order of position: the record behind a row is the row's number less
 // the subtotals before it. Loops that hide or delete rows from the last to the first are only
-// noted, and taken in when a row behind the last one is asked for.
+// noted, and taken in when a row after the last one is asked for.
 class GroupView {
  public:
   // Building them was stopped: they are to be built anew as soon as work goes on.

@@ -174,7 +174,7 @@ kt_long RowIndex::RankOf(View view, Place place) const {
   return rank;
 }
 
-// A change at or behind the cursor's place leaves the rows before it as they are.
+// A change at or after the cursor's place leaves the rows before it as they are.
 void RowIndex::NoteChange(Place place) const {
   if (cursor_.valid && IsBefore(place, cursor_.place)) cursor_.valid = false;
 }

@@ -17,7 +17,7 @@ inline constexpr std::int64_t kUnitsPerFind = 16;
 std::ptrdiff_t FindText(std::u16string_view text, std::u16string_view pattern, std::size_t start);
 std::ptrdiff_t FindTextNoCase(std::u16string_view text, std::u16string_view pattern,
                               std::size_t start);
-// How often `pattern` stands in `text`, one find behind the other; -1 when the run was stopped.
+// How often `pattern` stands in `text`, one find after the other; -1 when the run was stopped.
 std::int64_t CountText(std::u16string_view text, std::u16string_view pattern);
 
 }  // namespace kt::detail
