@@ -29,7 +29,7 @@ enum class RowOrder : bool { kUp, kDown };
 template <RowOrder kOrder, class Taker>
 bool ForEachValue(RowCursor& cursor, RowExpr& expr, kt_long start, kt_long end, Taker& taker) {
   constexpr bool kUp = kOrder == RowOrder::kUp;
-  const auto is_wanted = [&taker](kt_long row) {
+  const auto is_wanted = [&](kt_long row) {
     if constexpr (requires { taker.Wants(row); }) return taker.Wants(row);
     return true;
   };
