@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // A source can show one thing to a reviewer and tell the engine another. A right-to-left override
-// in a comment moves what stands after it before it on the screen; a zero-width space makes
+// in a comment shows the text after it left of the text before it; a zero-width space makes
 // two names of one; a Cyrillic letter has the shape of a Latin one. The text is cut into comments,
 // strings, names and the rest without being parsed, because faulty sources are worth a look too:
 //
