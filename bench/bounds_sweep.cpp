@@ -5,6 +5,8 @@
 // raised by another thread ends the run. Prints what was reported more than the given time after
 // deadline or flag, and the latest of all. Time is that of the clock, and in brackets how much of
 // it this thread had the processor, which is what counts as late: other programs may take the rest.
+// A late call is made twice more, and its least time counts: what other programs cause does not
+// come back every time.
 //
 //   bounds_sweep [--late MS] [--rows N] [--units N] [--every N] [--only TEXT]
 //
@@ -315,24 +317,41 @@ class Sweep {
   void Try(const std::string& statements) {
     if (statements.find(options_.only) == std::string::npos) return;
     if (call_count_++ % options_.every != 0) return;
-    for (const bool by_flag : {false, true}) TryOnce(statements, by_flag);
+    for (const bool by_flag : {false, true}) {
+      Lateness least = TryOnce(statements, by_flag);
+      for (int more = 0; more < 2 && least.used_ms > options_.late_ms; ++more) {
+        const Lateness again = TryOnce(statements, by_flag);
+        if (again.used_ms < least.used_ms) least = again;
+      }
+      Note(statements, by_flag, least);
+    }
   }
 
   void Tell() const {
     std::printf("%d runs, %d stopped by their bound, %d late; latest %.1f ms (%.1f): %s\n",
-                run_count_, stop_count_, late_count_, latest_wall_ms_, latest_ms_, latest_.c_str());
+                run_count_, stop_count_, late_count_, latest_.wall_ms, latest_.used_ms,
+                latest_call_.c_str());
   }
   bool HasLate() const { return late_count_ > 0; }
 
  private:
-  void TryOnce(const std::string& statements, bool by_flag) {
+  // How long after deadline or flag the error was reported, by the clock and by what this thread
+  // had of the processor, and when the call returned.
+  struct Lateness {
+    double wall_ms = 0;
+    double used_ms = 0;
+    double returned_ms = 0;
+    kt_long code = 0;
+  };
+
+  Lateness TryOnce(const std::string& statements, bool by_flag) {
     host_.Reset(main_, other_);
     Kt_Script script(&host_);
     script.AddVariables(variables_, 1);
     const std::string text = "var x; function main() { while (1) { " + statements + "; } }";
     if (script.Parse(u"sweep", Kt_WString::FromUtf8(text), nullptr, nullptr) != 0) {
       std::printf("not a script: %s\n", statements.c_str());
-      return;
+      return {};
     }
     std::atomic<bool> cancel = false;
     Kt_RunBudget budget;
@@ -356,25 +375,23 @@ class Sweep {
     if (host_.code != code) host_.OnRunTimeError({});
     const Clock::time_point end = Clock::now();
     other.join();
-    Note(statements, by_flag, code, due, end, host_.reported_used - used + (seen - due));
+    const Milliseconds own = host_.reported_used - used + (seen - due);
+    const double wall_ms = Milliseconds(host_.reported - due).count();
+    return {wall_ms, std::min(wall_ms, own.count()), Milliseconds(end - due).count(), code};
   }
 
-  void Note(const std::string& statements, bool by_flag, kt_long code, Clock::time_point due,
-            Clock::time_point end, Milliseconds used) {
+  void Note(const std::string& statements, bool by_flag, const Lateness& late) {
     ++run_count_;
-    if (code == kErrDeadline || code == kErrCancelled) ++stop_count_;
-    const double wall = Milliseconds(host_.reported - due).count();
-    const double late = std::min(wall, used.count());
-    if (late > latest_ms_) {
-      latest_ms_ = late;
-      latest_wall_ms_ = wall;
-      latest_ = statements;
+    if (late.code == kErrDeadline || late.code == kErrCancelled) ++stop_count_;
+    if (late.used_ms > latest_.used_ms) {
+      latest_ = late;
+      latest_call_ = statements;
     }
-    if (late <= options_.late_ms) return;
+    if (late.used_ms <= options_.late_ms) return;
     ++late_count_;
-    std::printf("%8.1f ms (%.1f; returned %.1f) %s %08X  %s\n", wall, late,
-                Milliseconds(end - due).count(), by_flag ? "flag    " : "deadline",
-                static_cast<unsigned>(code), statements.c_str());
+    std::printf("%8.1f ms (%.1f; returned %.1f) %s %08X  %s\n", late.wall_ms, late.used_ms,
+                late.returned_ms, by_flag ? "flag    " : "deadline",
+                static_cast<unsigned>(late.code), statements.c_str());
     std::fflush(stdout);
   }
 
@@ -387,9 +404,8 @@ class Sweep {
   int stop_count_ = 0;
   int late_count_ = 0;
   int call_count_ = 0;
-  double latest_ms_ = -1e9;
-  double latest_wall_ms_ = -1e9;
-  std::string latest_;
+  Lateness latest_;
+  std::string latest_call_;
 };
 
 std::string Name(const char16_t* name) { return Kt_WString(name).ToUtf8(); }
