@@ -65,8 +65,9 @@ TEST(MemoryBound, EndsWhatGrowsForEver) {
   for (const char16_t* const text : kScripts) {
     BoundRun run(text);
     const Kt_CountedMemory around(0);
-    EXPECT_EQ(run.Call(2 * kMegabyte).substr(0, 9), "!83B03231") << Kt_WString(text).ToUtf8();
-    EXPECT_EQ(run.host.report_count, 1) << Kt_WString(text).ToUtf8();
+    const std::string reports = run.Call(2 * kMegabyte);
+    EXPECT_EQ(reports.substr(0, 9), "!83B03231") << Kt_WString(text).ToUtf8();
+    EXPECT_EQ(reports.find("83B", 2), std::string::npos) << reports;
     run.data->ClearData();
     run.script.GetVariables().Clear();
     EXPECT_LT(around.GetUsedBytes(), kMegabyte) << Kt_WString(text).ToUtf8();
@@ -134,7 +135,7 @@ TEST(MemoryBound, RefusesLoadsAsAWhole) {
   Kt_LoadReport report;
   EXPECT_EQ(data.LoadCSV(text, Kt_CsvOptions(), report), kErrNoMemory);
   EXPECT_EQ(report.error.ToUtf8(), "out of memory");
-  EXPECT_EQ(ShowRows(data), "1,apple");
+  EXPECT_EQ(ShowTable(data), "1,apple");
 }
 
 }  // namespace

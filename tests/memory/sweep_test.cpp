@@ -7,8 +7,6 @@
 // them, and a crash is one fault among others. KT_SWEEP=2000 runs n = 1 to 2000; without it a
 // sample is taken.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <map>
@@ -17,6 +15,7 @@
 #include "classlib/base/Kt_Memory.h"
 #include "dataset/dataset_test_util.h"
 #include "memory/alloc_faults.h"
+#include "memory/child_process.h"
 
 namespace kt::test {
 namespace {
@@ -174,7 +173,7 @@ class DataRun : public ScriptRun {
     if (runs_++ > 0) (void)data_->LoadCSV(kCsv);
     return ScriptRun::Run();
   }
-  std::string Result() override { return Show(result_) + ShowRows(*data_); }
+  std::string Result() override { return Show(result_) + ShowTable(*data_); }
 
  private:
   std::unique_ptr<Kt_Dataset> data_;
@@ -204,7 +203,7 @@ class StoreRun : public Scenario {
   std::string State() override {
     Kt_WString text;
     (void)data.SaveDataXml(text);
-    return text.ToUtf8() + ShowRows(data) + (data.GetFilterStat() ? "f" : "-");
+    return text.ToUtf8() + ShowTable(data) + (data.GetFilterStat() ? "f" : "-");
   }
   bool Reports() const override { return false; }
 
@@ -287,12 +286,6 @@ const std::map<std::string, Maker> kScenarios = {
     {"merge", Store<[](Kt_Dataset& data, StoreRun& run) { return data.Merge(run.other); }>},
 };
 
-std::string Hex(kt_long code) {
-  Kt_Result result;
-  result.AddMsg(code, u"", 0);
-  return Show(result);
-}
-
 // The fault of one run; empty for none. "end" when no request failed any more.
 std::string RunOnce(Maker maker, long request, Faults faults, const std::string& expected) {
   const std::unique_ptr<Scenario> scenario = maker();
@@ -315,42 +308,13 @@ std::string RunOnce(Maker maker, long request, Faults faults, const std::string&
     if (reports != 0) return "reported, but answered 0";
     return scenario->Result() == expected ? "" : "wrong answer: " + scenario->Result();
   }
-  if (code != kErrNoMemory) return "answered " + Hex(code);
+  if (code != kErrNoMemory) return "answered " + ShowCode(code);
   if (reports != (scenario->Reports() ? 1 : 0)) return std::to_string(reports) + " reports";
   if (scenario->State() != before) return "left changed: " + scenario->State();
   const kt_long again = scenario->Run();
-  if (again != kOk) return "the second run answered " + Hex(again);
+  if (again != kOk) return "the second run answered " + ShowCode(again);
   const std::string result = scenario->Result();
   return result == expected ? "" : "wrong second answer: " + result;
-}
-
-// What `run` gives, run in a process of its own.
-template <class Run>
-std::string InChild(Run run) {
-  int ends[2];
-  if (pipe(ends) != 0) return "no pipe";
-  const pid_t child = fork();
-  if (child == 0) {
-    const std::string text = run();
-    (void)!write(ends[1], text.data(), text.size());
-    _exit(0);
-  }
-  close(ends[1]);
-  std::string out;
-  char bytes[4096];
-  for (ssize_t got; (got = read(ends[0], bytes, sizeof bytes)) > 0;) {
-    out.append(bytes, static_cast<std::size_t>(got));
-  }
-  close(ends[0]);
-  int status = 0;
-  waitpid(child, &status, 0);
-  if (WIFSIGNALED(status)) return "crashed with signal " + std::to_string(WTERMSIG(status));
-  return WEXITSTATUS(status) == 0 ? out : "exited with " + std::to_string(WEXITSTATUS(status));
-}
-
-long SweepEnd() {
-  const char* const text = std::getenv("KT_SWEEP");
-  return text != nullptr ? std::atol(text) : 0;
 }
 
 class Sweep : public testing::TestWithParam<std::pair<const std::string, Maker>> {};
@@ -360,7 +324,7 @@ TEST_P(Sweep, FailsCleanly) {
   const std::string expected = InChild([maker] {
     const std::unique_ptr<Scenario> scenario = maker();
     scenario->Prepare();
-    if (const kt_long code = scenario->Run()) return "!answered " + Hex(code);
+    if (const kt_long code = scenario->Run()) return "!answered " + ShowCode(code);
     return (scenario->host.other_reports > 0 ? "!" : "") + scenario->Result();
   });
   ASSERT_NE(expected[0], '!') << expected;
@@ -375,8 +339,7 @@ TEST_P(Sweep, FailsCleanly) {
   std::map<std::string, int> faults;
   long runs = 0;
   for (const Faults kind : {Faults::kOne, Faults::kAllFromThere}) {
-    for (long request = 1; whole == 0 || request <= whole;
-         request += whole > 0 ? 1 : 1 + request / 4) {
+    for (long request = 1; whole == 0 || request <= whole; request = NextRequest(request)) {
       const std::string fault = InChild([&] { return RunOnce(maker, request, kind, expected); });
       ++runs;
       if (fault == "end") break;
