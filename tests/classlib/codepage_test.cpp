@@ -3,7 +3,7 @@
 
 #include "classlib/text/Kt_AString.h"
 #include "classlib/text/Kt_EncodingDetector.h"
-#include "test_text.h"
+#include "common/text.h"
 
 namespace {
 

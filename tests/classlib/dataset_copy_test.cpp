@@ -6,22 +6,13 @@
 #include <string>
 
 #include "classlib/store/Kt_Dataset.h"
-#include "test_text.h"
+#include "common/show.h"
 
 namespace {
 
-std::string Shown(const Kt_Dataset& data) {
-  std::string out;
-  for (kt_long row = 0; row < data.GetRowCount(); ++row) {
-    out += row > 0 ? "|" : "";
-    for (kt_long col = 0; col < data.GetColCount(); ++col) {
-      out += (col > 0 ? "," : "") + data.ReadColumn(row, col).ToString().ToUtf8();
-    }
-    constexpr const char* kTypes[] = {"", "", "+", "", "*"};
-    out += kTypes[data.GetRowType(row)];
-  }
-  return out;
-}
+using kt::test::ShowTable;
+
+std::string Shown(const Kt_Dataset& data) { return ShowTable(data, {.states = true}); }
 
 Kt_Dataset Source() {
   Kt_Dataset data(u"source");

@@ -8,28 +8,17 @@
 #include <string>
 
 #include "classlib/store/Kt_Dataset.h"
+#include "common/show.h"
 #include "plain_csv.h"
-#include "test_text.h"
 
 namespace {
 
+using kt::test::QuotedCell;
+using kt::test::ShowTable;
+
 // The dataset as "id:type,..." and rows; null is "-", texts are in quotes.
 std::string Shown(const Kt_Dataset& data) {
-  std::string out;
-  for (kt_long col = 0; col < data.GetColCount(); ++col) {
-    out += (col > 0 ? "," : "") + data.GetColID(col).ToUtf8() + ":" +
-           Utf8(kt_columntypenameW(data.GetColType(col)));
-  }
-  for (kt_long row = 0; row < data.GetRowCount(); ++row) {
-    out += "|";
-    for (kt_long col = 0; col < data.GetColCount(); ++col) {
-      const Kt_Variant value = data.ReadColumn(row, col);
-      const std::string text = value.ToString().ToUtf8();
-      out += col > 0 ? "," : "";
-      out += value.IsEmpty() ? "-" : value.IsString() ? "'" + text + "'" : text;
-    }
-  }
-  return out;
+  return ShowTable(data, {.cell = QuotedCell, .ids = true, .types = true});
 }
 
 struct Row {

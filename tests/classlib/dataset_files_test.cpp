@@ -9,8 +9,8 @@
 
 #include "classlib/base/Kt_Buffer.h"
 #include "classlib/value/Kt_Object.h"
+#include "common/text.h"
 #include "random_dataset.h"
-#include "test_text.h"
 
 namespace {
 

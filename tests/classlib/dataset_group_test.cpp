@@ -7,7 +7,7 @@
 #include <string>
 
 #include "classlib/store/Kt_Dataset.h"
-#include "test_text.h"
+#include "common/text.h"
 
 namespace {
 

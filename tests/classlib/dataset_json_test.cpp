@@ -10,24 +10,17 @@
 #include "classlib/base/Kt_Buffer.h"
 #include "classlib/store/Kt_Dataset.h"
 #include "classlib/store/Kt_UniqueIds.h"
-#include "classlib/test_text.h"
+#include "common/show.h"
 
 namespace {
 
+using kt::test::NullCell;
+using kt::test::ShowTable;
+
 // Types of columns, then rows: "long string | 1 x | - y".
-std::string Show(const Kt_Dataset& dataset) {
-  std::string out;
-  for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
-    out += (col > 0 ? " " : "") + Utf8(kt_columntypenameW(dataset.GetColType(col)));
-  }
-  for (kt_long row = 0; row < dataset.GetRowCount(); ++row) {
-    out += " |";
-    for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
-      const Kt_Variant value = dataset.ReadColumn(row, col);
-      out += ' ' + (value.IsEmpty() ? "-" : value.ToString().ToUtf8());
-    }
-  }
-  return out;
+std::string Show(const Kt_Dataset& data) {
+  return ShowTable(data,
+                   {.cell = NullCell, .between_cells = " ", .between_rows = " | ", .types = true});
 }
 
 // The rules of cells are for strings, and for all values where they state types.

@@ -18,7 +18,7 @@
 
 #include "classlib/base/Kt_Buffer.h"
 #include "classlib/store/Kt_Dataset.h"
-#include "test_text.h"
+#include "common/text.h"
 
 namespace {
 

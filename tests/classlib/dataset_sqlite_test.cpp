@@ -13,7 +13,7 @@
 
 #include "classlib/store/Kt_Dataset.h"
 #include "classlib/store/Kt_Pivot.h"
-#include "test_text.h"
+#include "common/text.h"
 
 namespace {
 

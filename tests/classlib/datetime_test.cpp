@@ -4,7 +4,7 @@
 #include <limits>
 
 #include "classlib/value/Kt_DateTime.h"
-#include "test_text.h"
+#include "common/text.h"
 
 namespace {
 

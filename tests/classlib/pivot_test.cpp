@@ -7,7 +7,7 @@
 #include <string>
 
 #include "classlib/store/Kt_Pivot.h"
-#include "test_text.h"
+#include "common/text.h"
 
 namespace {
 

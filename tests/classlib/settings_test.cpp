@@ -11,7 +11,7 @@
 #include <random>
 
 #include "classlib/text/Kt_Settings.h"
-#include "test_text.h"
+#include "common/text.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 #include "classlib/value/Kt_Object.h"
 #include "classlib/value/Kt_Variable.h"
 #include "classlib/value/Kt_Variant.h"
-#include "test_text.h"
+#include "common/text.h"
 
 inline constexpr kt_long kMaxLong = std::numeric_limits<kt_long>::max();
 inline constexpr kt_long kMinLong = std::numeric_limits<kt_long>::min();

@@ -7,7 +7,7 @@
 
 #include "classlib/text/Kt_Symbol.h"
 #include "classlib/text/Kt_WString.h"
-#include "test_text.h"
+#include "common/text.h"
 
 namespace {
 

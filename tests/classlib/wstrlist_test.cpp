@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "classlib/text/Kt_WStrList.h"
-#include "test_text.h"
+#include "common/text.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 
 #include "classlib/xml/Kt_XmlDOM.h"
 #include "classlib/xml/Kt_XmlWriter.h"
-#include "test_text.h"
+#include "common/text.h"
 
 namespace {
 

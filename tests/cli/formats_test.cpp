@@ -5,6 +5,7 @@
 #include "cli/Kt_Text.h"
 #include "cli/data/Kt_Report.h"
 #include "cli_test_util.h"
+#include "common/show.h"
 
 namespace {
 
@@ -21,24 +22,17 @@ DataOptions Of(DataFormat format) {
   return options;
 }
 
-// Columns with types, then rows: "a:long b:string | 1 x | 2 <null>". Texts are quoted when they are
+std::string Cell(const Kt_Variant& value) {
+  const std::string text = kt::cli::ValueText(value);
+  return value.IsEmpty() ? "null" : text.empty() ? "''" : text;
+}
+
+// Columns with types, then rows: "a:long b:string | 1 x | 2 null". Texts are quoted when they are
 // empty.
-std::string Show(const Kt_Dataset& dataset) {
-  std::string out;
-  for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
-    if (col > 0) out += ' ';
-    out += dataset.GetColID(col).ToUtf8() + ":" +
-           Kt_WString(kt_columntypenameW(dataset.GetColType(col))).ToUtf8();
-  }
-  for (kt_long row = 0; row < dataset.GetRowCount(); ++row) {
-    out += " |";
-    for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
-      const Kt_Variant value = dataset.ReadColumn(row, col);
-      const std::string text = kt::cli::ValueText(value);
-      out += ' ' + (value.IsEmpty() ? "null" : text.empty() ? "''" : text);
-    }
-  }
-  return out;
+std::string Show(const Kt_Dataset& data) {
+  return kt::test::ShowTable(
+      data,
+      {.cell = Cell, .between_cells = " ", .between_rows = " | ", .ids = true, .types = true});
 }
 
 // What a text loads as, or "error line:column: what".
@@ -71,7 +65,7 @@ TEST(CliFormats, ShapesAndTypesOfJson) {
       {R"({"a": 1, "rows": 3})", "a:long rows:long | 1 3"},
       {"{\"rows\": [1]}\n{\"rows\": [2]}", "rows:string | [1] | [2]"},
       {"[]", ""},
-      {"[{}, {}]", " | |"},
+      {"[{}, {}]", " |  | "},
       {"[[\"a\", \"b\"]]", "a:string b:string"},
       {"\xEF\xBB\xBF[{\"a\": 1}]", "a:long | 1"},
       // Ids.

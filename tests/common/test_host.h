@@ -1,66 +1,17 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cstdio>
 #include <functional>
 #include <memory>
 #include <string>
-#include <string_view>
+#include <utility>
+#include <vector>
 
-#include "classlib/text/Kt_Result.h"
-#include "classlib/value/Kt_Variable.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "object/Kt_ExprObject.h"
+#include "show.h"
 
 namespace kt::test {
-
-// A value with its kind: 5, 2.5, 2.0, 'text', true, [1, 'a'], <id of an object>, <gone>, - for
-// empty; a reference shows as & and what it refers to.
-inline std::string Show(const Kt_Variant& value, int depth = 0) {
-  switch (value.GetTag()) {
-    case kTagEmpty: return "-";
-    case kTagRef: return "&" + Show(value.Dereference(), depth);
-    case kTagString: return "'" + value.ToString().ToUtf8() + "'";
-    case kTagBool: return value.AsInt64() != 0 ? "true" : "false";
-    case kTagObject: {
-      const Kt_ObjectHolder hold(value.GetHolder());
-      return hold.IsValid() ? "<" + hold.GetID().ToUtf8() + ">" : "<gone>";
-    }
-    case kTagDouble: {
-      const std::string text = value.ToString().ToUtf8();
-      return text.find_first_of(".eENnIi") == std::string::npos ? text + ".0" : text;
-    }
-    case kTagList: {
-      std::string out;
-      if (depth == 8) return "[...]";
-      for (const Kt_Variant& item : value.GetList()) {
-        out += (out.empty() ? "" : ", ") + Show(item, depth + 1);
-      }
-      return "[" + out + "]";
-    }
-    default: return value.ToString().ToUtf8();
-  }
-}
-
-inline std::string Show(const Kt_VariableList& variables) {
-  std::string out;
-  for (kt_long index = 0; index < variables.GetCount(); ++index) {
-    out += variables.GetItemName(index).ToUtf8() + "=" +
-           Show(variables.GetItem(index)->GetValue()) + " ";
-  }
-  return out;
-}
-
-// "83B03110(x)": the code and the arguments of a report.
-inline std::string Show(const Kt_Result& result) {
-  char code[16];
-  std::snprintf(code, sizeof code, "%08X", static_cast<unsigned>(result.GetCode()));
-  std::string out = code;
-  for (kt_long arg = 0; arg < result.GetArgCount(); ++arg) {
-    out += (arg == 0 ? "(" : ", ") + result.GetArg(arg).ToUtf8();
-  }
-  return result.GetArgCount() > 0 ? out + ")" : out;
-}
 
 // The arguments of a call as a list to keep: a reference becomes the text that Show gives it, since
 // a list with references that is stored in a variable could refer to itself.
@@ -169,14 +120,43 @@ class TestThing : public Kt_ExprObject {
   Kt_Variant quick_ = kt_long{9};
 };
 
-// The outermost context: variables, the component "thing", external functions, and a record of
-// reports, trace lines and calls.
+// An outermost context with variables that keeps what is reported to it.
+class TestContext : public Kt_ExprObject {
+ public:
+  TestContext() : Kt_ExprObject(nullptr) {}
+
+  int GetVarType(const Kt_WString& name, Kt_ExprObjInfo& info) override {
+    Kt_Variable* const variable = variables.FindVariable(name);
+    if (variable == nullptr) return EXPR_OBJ_UNKNOWN;
+    info.SetVarType(this, name, variable);
+    return EXPR_OBJ_VAR;
+  }
+  void AddVariableListChain(Kt_VariableListChain& chain) override { chain.Add(&variables); }
+  int IsSystemLogMode() override { return log_mode; }
+  void OnRunTimeError(const Kt_Result& result) override { errors.push_back(result); }
+
+  // Reports since the last question: "83B03110(x) 83B03210(y)".
+  std::string TakeReports() {
+    std::string out;
+    for (const Kt_Result& error : std::exchange(errors, {})) {
+      out += (out.empty() ? "" : " ") + Show(error);
+    }
+    return out;
+  }
+
+  Kt_VariableList variables;
+  int log_mode = 1;
+  std::vector<Kt_Result> errors;
+};
+
+// The same with the component "thing", external functions, variables that are given by value alone,
+// and a record of trace lines and calls.
 //
 //   log(x)   notes x and gives it back         count(...)  the arguments as a list
 //   code(n)  gives `n` as a value and as code  hook(...)   what `on_hook` gives
-class TestHost : public Kt_ExprObject {
+class TestHost : public TestContext {
  public:
-  TestHost() : Kt_ExprObject(nullptr), thing(std::make_unique<TestThing>(this, u"thing")) {
+  TestHost() : thing(std::make_unique<TestThing>(this, u"thing")) {
     thing->properties.AddVariable(u"size", kt_long{4});
     thing->properties.AddVariable(u"name", u"it");
     thing->items = {Kt_Variant(kt_long{10}), Kt_Variant(kt_long{20})};
@@ -184,10 +164,7 @@ class TestHost : public Kt_ExprObject {
 
   Kt_WString GetID() const override { return u"host"; }
   int GetVarType(const Kt_WString& name, Kt_ExprObjInfo& info) override {
-    if (Kt_Variable* const variable = variables.FindVariable(name)) {
-      info.SetVarType(this, name, variable);
-      return EXPR_OBJ_VAR;
-    }
+    if (TestContext::GetVarType(name, info) == EXPR_OBJ_VAR) return EXPR_OBJ_VAR;
     // Known by its kind alone: read through GetCtxVar.
     if (plain.FindVariable(name) != nullptr) return EXPR_OBJ_VAR;
     if (!name.EqualsNoCase(u"thing") || thing == nullptr) return EXPR_OBJ_UNKNOWN;
@@ -225,29 +202,16 @@ class TestHost : public Kt_ExprObject {
     if (flag == 0 && variables.FindVariable(name) == nullptr) return kUnknownName;
     return variables.AddVariable(name, value) ? kOk : kFailed;
   }
-  int IsSystemLogMode() override { return log_mode; }
   int IsDebugTraceMode() override { return trace_mode; }
   void OnRunTimeError(const Kt_Result& result) override {
-    reports += Show(result) + " ";
-    ++report_count;
+    TestContext::OnRunTimeError(result);
     if (on_report) on_report();
   }
   void OnDebugTrace(const Kt_WString& text) override { traces += text.ToUtf8() + "|"; }
 
-  // Reports since the last question, without the blank after the last one.
-  std::string TakeReports() {
-    std::string out = std::exchange(reports, {});
-    if (!out.empty()) out.pop_back();
-    return out;
-  }
-
-  Kt_VariableList variables;
   Kt_VariableList plain;
   std::unique_ptr<TestThing> thing;
-  int log_mode = 1;
   int trace_mode = 0;
-  int report_count = 0;
-  std::string reports;
   std::string traces;
   std::string calls;
   std::function<kt_long(Kt_ExprObject* context, const Kt_VariantList& args, Kt_Variant& result)>

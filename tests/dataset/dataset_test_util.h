@@ -23,25 +23,12 @@ inline std::unique_ptr<Kt_Dataset> MakeDataset(const char16_t* id, std::u16strin
   return dataset;
 }
 
-// Rows as shown: cells with commas between, rows with "|".
-inline std::string ShowRows(const Kt_Dataset& dataset) {
-  std::string out;
-  for (kt_long row = 0; row < dataset.GetRowCount(); ++row) {
-    if (row > 0) out += "|";
-    for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
-      if (col > 0) out += ",";
-      out += dataset.ReadColumn(row, col).ToString().ToUtf8();
-    }
-  }
-  return out;
-}
-
 // What has to hold of a dataset whatever happened to it; null when it was destroyed.
 inline void ExpectWhole(const Kt_Dataset* data) {
   if (data == nullptr) return;
   EXPECT_FALSE(data->IsEvaluating());
   EXPECT_LE(data->GetRowCount(), data->GetRowCountNF());
-  (void)ShowRows(*data);
+  (void)ShowTable(*data);
   Kt_Dataset copy(*data);
   copy.ModifyKeyStat(Kt_KeyCall::kClear, Kt_KeyType::kGroup, 0);
   copy.RecalcGroup();

@@ -121,7 +121,7 @@ TEST_F(Filters, LogicalDatasets) {
   host.datasets.push_back(&shown);
   EXPECT_EQ(Do(u"v.Sum('n * 2')"), "30");
   Do(u"v.Filter('n > 2')");
-  EXPECT_EQ(ShowRows(view), "3,three,|4,,2|5,five,0");
+  EXPECT_EQ(ShowTable(view), "3,three,|4,,2|5,five,0");
   EXPECT_EQ(Do(u"v.Sum('n * 2')"), "24");
   EXPECT_EQ(Do(u"v.SearchRow('n = 4')"), "1");
   EXPECT_EQ(Do(u"v.SearchRowNF('n = 2')"), "1");

@@ -11,12 +11,12 @@ namespace {
 using kt::test::DataHost;
 using kt::test::Eval;
 using kt::test::MakeDataset;
-using kt::test::ShowRows;
+using kt::test::ShowTable;
 
 class LogicalColumns : public testing::Test {
  protected:
   LogicalColumns() { host.datasets = {&wrapper}; }
-  std::string Rows() const { return ShowRows(*data); }
+  std::string Rows() const { return ShowTable(*data); }
 
   DataHost host;
   std::unique_ptr<Kt_Dataset> data = MakeDataset(u"t", u"a:long,b:long\n1,10\n2,20\n3,30\n");
@@ -143,10 +143,10 @@ TEST_F(LogicalColumns, CannotChangeTheirDataset) {
     Kt_ExprDataset over(sample.get(), &host);
     host.datasets = {&over};
     sample->AddLogicalColumn(u"bad", text);
-    (void)ShowRows(*sample);
+    (void)ShowTable(*sample);
     (void)Eval(&host, u"t.Sum('bad')");
     (void)Eval(&host, u"t.Filter('bad > 0 || 1')");
-    EXPECT_EQ(ShowRows(*sample).substr(0, 5), "1,10,") << Kt_WString(text).ToUtf8();
+    EXPECT_EQ(ShowTable(*sample).substr(0, 5), "1,10,") << Kt_WString(text).ToUtf8();
     EXPECT_EQ(sample->GetRowCount(), 3) << Kt_WString(text).ToUtf8();
     EXPECT_EQ(sample->GetColCount(), 3) << Kt_WString(text).ToUtf8();
   }
@@ -160,12 +160,12 @@ TEST_F(LogicalColumns, OutliveTheirFirstWrapper) {
     DataHost first;
     first.variables.AddVariable(u"rate", kt_long{2});
     const Kt_ExprDataset over(sample.get(), &first);
-    EXPECT_EQ(ShowRows(*sample), "4,8");
+    EXPECT_EQ(ShowTable(*sample), "4,8");
   }
-  EXPECT_EQ(ShowRows(*sample), "4,");
+  EXPECT_EQ(ShowTable(*sample), "4,");
   host.variables.AddVariable(u"rate", kt_long{3});
   const Kt_ExprDataset over(sample.get(), &host);
-  EXPECT_EQ(ShowRows(*sample), "4,12");
+  EXPECT_EQ(ShowTable(*sample), "4,12");
 }
 
 // A file with one row (a 3, name "Ab", any [1, 2]) and a column `m` with this map.

@@ -17,7 +17,7 @@ using kt::test::EventRecord;
 using kt::test::MakeDataset;
 using kt::test::RecordingDataset;
 using kt::test::Show;
-using kt::test::ShowRows;
+using kt::test::ShowTable;
 
 constexpr std::u16string_view kOrders = u"item:string,qty:long\npen,10\nink,3\npad,4\n";
 
@@ -62,7 +62,7 @@ class Methods : public testing::Test {
   std::string Run(const char16_t* expression) { return kt::test::Eval(&host_, expression); }
   std::string Events(std::size_t dataset = 0) { return records_[dataset]->Take(); }
   Kt_Dataset& Data(std::size_t dataset = 0) { return *datasets_[dataset]; }
-  std::string Rows(std::size_t dataset = 0) { return ShowRows(Data(dataset)); }
+  std::string Rows(std::size_t dataset = 0) { return ShowTable(Data(dataset)); }
 
   kt::test::DataHost host_;
   std::vector<std::unique_ptr<Kt_Dataset>> datasets_;

@@ -17,7 +17,7 @@ using kt::test::Eval;
 using kt::test::MakeDataset;
 using kt::test::RunScript;
 using kt::test::Show;
-using kt::test::ShowRows;
+using kt::test::ShowTable;
 
 // The value of one keyword in each row: "0 1 2".
 std::string InEveryRow(Kt_DatasetCtx& context, const char16_t* expression, int row_count,
@@ -241,11 +241,12 @@ TEST(RowContext, WritesGoToThePositionAndToVariables) {
   Kt_DatasetCtx context(&host, nullptr, data.get(), &variables, nullptr);
   context.SetRowPosition(2, 0, 0, 1);
   EXPECT_EQ(RunScript(&context, u"curdata.n = n + 40; own = 30; outer = 50;"), "-");
-  EXPECT_EQ(ShowRows(*data), "1|2|42") << "read at the row index, written at the position";
+  EXPECT_EQ(ShowTable(*data), "1|2|42") << "read at the row index, written at the position";
   EXPECT_EQ(Show(variables), "own=30 ");
   EXPECT_EQ(Show(host.variables), "outer=50 ");
-  EXPECT_EQ(Eval(&context, u"dumpdatastatus()"),
-            "'0\town\tinteger\t30\n-\tcurdata\tdataset\t[Dataset:d] 3 items\n'");
+  EXPECT_EQ(
+      Eval(&context, u"dumpdatastatus()"),
+      "'0\town\tinteger\t30\n1\touter\tinteger\t50\n-\tcurdata\tdataset\t[Dataset:d] 3 items\n'");
 }
 
 TEST(RowContext, Methods) {

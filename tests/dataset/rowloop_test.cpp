@@ -253,7 +253,7 @@ std::string Outcome(unsigned seed, kt_long rows, const Kt_WString& text, bool ea
   out += "case " + setting.Call(u"CaseAvgNF", {u"a > 0 || x < 1", text});
   out += "search " + setting.Call(u"SearchRow", {text, kt_long{2}});
   out += "filter " + setting.Call(u"Filter", {text});
-  return out + ShowRows(*setting.data) + setting.host.calls;
+  return out + ShowTable(*setting.data) + setting.host.calls;
 }
 
 class Forms : public testing::Test {

@@ -98,7 +98,7 @@ TEST(DatasetRunError, EveryRow) {
   const Kt_VariantList args = {Kt_Variant(u"prise + 1")};
   Kt_Variant result;
   EXPECT_EQ(wrapper.CallMethod(u"Sum", &args, result), 0);
-  EXPECT_EQ(host.report_count, 1);
+  EXPECT_EQ(host.errors.size(), 1u);
   EXPECT_EQ(Last(), "unknown variable 'prise' (did you mean 'price'?) <prise>@1");
 }
 

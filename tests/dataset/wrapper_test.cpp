@@ -18,7 +18,7 @@ using kt::test::MakeDataset;
 using kt::test::RecordingDataset;
 using kt::test::RunScript;
 using kt::test::Show;
-using kt::test::ShowRows;
+using kt::test::ShowTable;
 
 constexpr std::u16string_view kFruit = u"n:long,name:string\n1,apple\n2,pear\n3,plum\n";
 
@@ -239,7 +239,7 @@ TEST(DatasetWrapper, CursorFollowsThePosition) {
   fruit.wrapper->SetRowIdx(0);
   fruit.wrapper->SetRowPosition(2);
   EXPECT_EQ(RunScript(&fruit.host, u"fruit.name = 'fig';"), "-");
-  EXPECT_EQ(ShowRows(*fruit.data), "1,apple|2,pear|3,fig");
+  EXPECT_EQ(ShowTable(*fruit.data), "1,apple|2,pear|3,fig");
   fruit.wrapper->SetCurRow(-1, 0, -1);
   fruit.wrapper->SetRowPosition(0);
   EXPECT_EQ(fruit.Cursor(), "0/0/0");
@@ -342,7 +342,7 @@ TEST(DatasetWrapper, EditsOfRowsThatMovedMeanwhile) {
       if (event == row.event && !std::exchange(is_done, true)) row.act(fruit);
     };
     EXPECT_EQ(RunEdit(row.edit, *fruit.wrapper), row.result);
-    EXPECT_EQ(ShowRows(*fruit.data), row.rows);
+    EXPECT_EQ(ShowTable(*fruit.data), row.rows);
     const std::string events = fruit.record->Take();
     const std::size_t fail = events.find("fail ");
     EXPECT_EQ(fail == std::string::npos ? "" : events.substr(fail + 5), row.told);
@@ -363,7 +363,7 @@ TEST(DatasetWrapper, AnotherRowWithTheSameRecordIsAnotherRow) {
       fruit.data->InsertRow(1);
     };
     EXPECT_EQ(RunEdit(edit, *fruit.wrapper), -1);
-    EXPECT_EQ(ShowRows(*fruit.data), "1,apple|,|2,pear|3,plum");
+    EXPECT_EQ(ShowTable(*fruit.data), "1,apple|,|2,pear|3,plum");
   }
 }
 
@@ -638,7 +638,7 @@ TEST(LogicalWrapper, WritesGoThroughTheSource) {
   EXPECT_EQ(fruit.Take(),
             "cancol name 'pear'>'fig' @0 col name 'pear'>'fig' @0 / "
             "cancol name 'pear'>'fig' @1 col name 'pear'>'fig' @1");
-  EXPECT_EQ(ShowRows(*fruit.data), "1,apple|2,fig|3,plum");
+  EXPECT_EQ(ShowTable(*fruit.data), "1,apple|2,fig|3,plum");
   EXPECT_EQ(fruit.view.SetColumn(0, u"name", u"fig"), 1);
   EXPECT_EQ(fruit.view.SetColumnNF(1, u"n", u"2"), 1);
   EXPECT_EQ(fruit.Take(), " / ") << "equal values";
@@ -649,14 +649,14 @@ TEST(LogicalWrapper, WritesGoThroughTheSource) {
   fruit.view_record->refused = "cancol";
   EXPECT_EQ(fruit.view.SetColumn(1, u"n", kt_long{9}), 0);
   EXPECT_EQ(fruit.Take(), "cancol n 3>9 @1 fail 83B01106(n, 1, 3, 9) / ");
-  EXPECT_EQ(ShowRows(*fruit.data), "1,apple|2,fig|3,plum");
+  EXPECT_EQ(ShowTable(*fruit.data), "1,apple|2,fig|3,plum");
 }
 
 TEST(LogicalWrapper, WithoutSourceWrapperTheStoreWrites) {
   FruitView fruit(false);
   EXPECT_EQ(fruit.view.SetColumn(0, u"name", u"fig"), 1);
   EXPECT_EQ(fruit.Take(), "cancol name 'pear'>'fig' @0 col name 'pear'>'fig' @0 / ");
-  EXPECT_EQ(ShowRows(*fruit.data), "1,apple|2,fig|3,plum");
+  EXPECT_EQ(ShowTable(*fruit.data), "1,apple|2,fig|3,plum");
 }
 
 TEST(LogicalWrapper, TakesNoRowsAndTellsOnce) {

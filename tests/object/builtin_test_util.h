@@ -4,35 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <string>
-#include <vector>
+#include <string_view>
 
-#include "classlib/text/Kt_Result.h"
-#include "classlib/value/Kt_Variable.h"
+#include "common/test_host.h"
 #include "expr/Kt_Expr.h"
-#include "object/Kt_ExprObjInfo.h"
-#include "object/Kt_ExprObject.h"
 
 namespace kt::test {
-
-// A context with variables that keeps the errors that reach it.
-class TestContext : public Kt_ExprObject {
- public:
-  TestContext() : Kt_ExprObject(nullptr) {}
-
-  int GetVarType(const Kt_WString& name, Kt_ExprObjInfo& info) override {
-    Kt_Variable* const variable = variables.FindVariable(name);
-    if (variable == nullptr) return EXPR_OBJ_UNKNOWN;
-    info.SetVarType(this, name, variable);
-    return EXPR_OBJ_VAR;
-  }
-  void AddVariableListChain(Kt_VariableListChain& chain) override { chain.Add(&variables); }
-  int IsSystemLogMode() override { return log_mode; }
-  void OnRunTimeError(const Kt_Result& result) override { errors.push_back(result); }
-
-  int log_mode = 1;
-  Kt_VariableList variables;
-  std::vector<Kt_Result> errors;
-};
 
 // The value of an expression as text; "!" and the message when it fails.
 inline std::string EvalIn(TestContext& context, std::u16string_view text) {

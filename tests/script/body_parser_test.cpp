@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include "common/text.h"
 #include "script/Kt_ScriptDump.h"
 #include "script/Kt_ScriptFunc.h"
 #include "script/Kt_ScriptOpPayloads.h"
-#include "script_test_util.h"
 
 namespace {
 

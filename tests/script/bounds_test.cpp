@@ -74,12 +74,12 @@ void ExpectStops(Host& host, const Kt_WString& text, Bound bound, std::int64_t s
     });
   }
   script.SetBudget(&budget);
-  host.report_count = 0;
+  host.errors.clear();
   Kt_Variant result;
   EXPECT_EQ(script.ExecFunc(u"main", nullptr, result), kCodes[bound]);
   EXPECT_LT(Clock::now() - due, kSoon);
   if (other.joinable()) other.join();
-  EXPECT_EQ(host.report_count, 1) << host.TakeReports();
+  EXPECT_EQ(host.errors.size(), 1u) << host.TakeReports();
   (void)host.TakeReports();
   script.SetBudget(nullptr);
   EXPECT_EQ(script.ExecFunc(u"fine", nullptr, result), 0);
@@ -223,7 +223,7 @@ TEST(Bounds, Nest) {
     std::int64_t outer_steps;
     std::int64_t inner_steps;
     kt_long code;
-    int report_count;
+    std::size_t report_count;
   };
   // What stops the inner script fails a call of the outer one, which goes on.
   for (const Row& row :
@@ -237,8 +237,9 @@ TEST(Bounds, Nest) {
     inner.SetBudget(&inner_budget);
     Kt_Variant result;
     EXPECT_EQ(outer.ExecFunc(u"main", nullptr, result), row.code) << row.outer_steps;
-    EXPECT_EQ(inner_host.report_count + outer_host.report_count, row.report_count);
-    inner_host.report_count = outer_host.report_count = 0;
+    EXPECT_EQ(inner_host.errors.size() + outer_host.errors.size(), row.report_count);
+    inner_host.errors.clear();
+    outer_host.errors.clear();
   }
 }
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include "common/text.h"
 #include "script/Kt_Script.h"
 #include "script/Kt_SyntaxErrors.h"
-#include "script_test_util.h"
 
 namespace {
 

@@ -1,43 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include "common/test_host.h"
 #include "script/Kt_Script.h"
 #include "script/Kt_ScriptDump.h"
 #include "script/Kt_ScriptLoadHandler.h"
-#include "script_test_util.h"
 
 namespace {
 
-// "3", "'a'", "[1, , ]" or "-" for a global that is not there.
-std::string Show(const Kt_Variant& value) {
-  if (!value.IsList()) {
-    return value.IsString() ? "'" + value.ToString().ToUtf8() + "'" : value.ToString().ToUtf8();
-  }
-  std::string out;
-  for (const Kt_Variant& item : value.GetList()) {
-    out += (out.empty() ? "[" : ", ") + Show(item);
-  }
-  return out + "]";
-}
-
-std::string Globals(Kt_Script& script) {
-  std::string out;
-  const Kt_VariableList& list = script.GetVariables();
-  for (kt_long index = 0; index < list.GetCount(); ++index) {
-    out += list.GetItemName(index).ToUtf8() + "=" + Show(list.GetItem(index)->GetValue()) + " ";
-  }
-  return out;
-}
-
-// A host that collects what is reported.
-class Host : public Kt_ExprObject {
- public:
-  Host() : Kt_ExprObject(nullptr) {}
-  int IsSystemLogMode() override { return 1; }
-  void OnRunTimeError(const Kt_Result& result) override { codes.push_back(result.GetCode()); }
-
-  std::vector<kt_long> codes;
-};
+using kt::test::Show;
+using kt::test::TestContext;
 
 TEST(Loader, Globals) {
   const struct {
@@ -45,18 +17,18 @@ TEST(Loader, Globals) {
     const char* globals;
     const char* errors = "";
   } rows[] = {
-      {u"var a = 1, b[3], c;", "a=1 b=[, , ] c= "},
+      {u"var a = 1, b[3], c;", "a=1 b=[-, -, -] c=- "},
       {u"Var a = 'x' + 1;", "a='x1' "},
       {u"var b[0]; var c[-1];", ""},
-      {u"var b[2] = 5; var c[0] = 7;", "b=[5, ] c=[7] "},
-      {u"var b[3] = [1, 2]; var c[1] = [1, 2];", "b=[1, 2, ] c=[1, 2] "},
+      {u"var b[2] = 5; var c[0] = 7;", "b=[5, -] c=[7] "},
+      {u"var b[3] = [1, 2]; var c[1] = [1, 2];", "b=[1, 2, -] c=[1, 2] "},
       {u"var a = 2; var b = a * 3; var a = 4;", "a=4 b=6 "},
       {u"var /* c */ a = 1 // one\n ;", "a=1 "},
       {u"function two() { return 2; } var a = two();", "a=2 "},
       {u"var x = 1", "", "SYNTAX Error (line 1) : Not Found Lavel Mark ':'\n"},
-      {u"var a;\nvar b = 'x;\n", "a= ", "SYNTAX Error (line 2) : \n"},
+      {u"var a;\nvar b = 'x;\n", "a=- ", "SYNTAX Error (line 2) : \n"},
       {u"var ;", "", "SYNTAX Error (line 1) : \n"},
-      {u"var a, 1b, c;", "a= ", "SYNTAX Error (line 1) : Invalid Variable Declaration\n"},
+      {u"var a, 1b, c;", "a=- ", "SYNTAX Error (line 1) : Invalid Variable Declaration\n"},
       {u"var a = 1 +;", "", "SYNTAX Error (line 1) : Invalid Expression\n"},
       {u"var a[1 = 2;", "", "SYNTAX Error (line 1) : Not Found Block Start '('\n"},
       {u"var a) = 2;", "", "SYNTAX Error (line 1) : \n"},
@@ -67,7 +39,7 @@ TEST(Loader, Globals) {
     Kt_WStrList errors;
     const kt_long code = script.Parse(u"", row.text, nullptr, &errors);
     EXPECT_EQ(code, *row.errors == '\0' ? 0 : -1) << Utf8(row.text);
-    EXPECT_EQ(Globals(script), row.globals) << Utf8(row.text);
+    EXPECT_EQ(Show(script.GetVariables()), row.globals) << Utf8(row.text);
     EXPECT_EQ(Lines(errors), row.errors) << Utf8(row.text);
   }
 }
@@ -80,14 +52,15 @@ TEST(Loader, FailedGlobals) {
     kt_long reported;
   } rows[] = {
       {u"var a[2000000000]; var b;", "", -1, kErrListTooLong},
-      {u"var a = nobody; var b = 1;", "a= b=1 ", 0, kErrNoVariable},
+      {u"var a = nobody; var b = 1;", "a=- b=1 ", 0, kErrNoVariable},
   };
   for (const auto& row : rows) {
-    Host host;
+    TestContext host;
     Kt_Script script(&host);
     EXPECT_EQ(script.Parse(u"", row.text, nullptr, nullptr), row.code) << Utf8(row.text);
-    EXPECT_EQ(Globals(script), row.globals) << Utf8(row.text);
-    EXPECT_EQ(host.codes, std::vector<kt_long>{row.reported}) << Utf8(row.text);
+    EXPECT_EQ(Show(script.GetVariables()), row.globals) << Utf8(row.text);
+    ASSERT_EQ(host.errors.size(), 1u) << Utf8(row.text);
+    EXPECT_EQ(host.errors[0].GetCode(), row.reported) << Utf8(row.text);
   }
 }
 
@@ -189,9 +162,9 @@ TEST(Loader, AddVariables) {
   values.AddVariable(u"A", Kt_Variant(2));
   values.AddVariable(u"b", Kt_Variant(3));
   EXPECT_EQ(script.AddVariables(values, 0), 2);
-  EXPECT_EQ(Globals(script), "a=1 b=3 ");
+  EXPECT_EQ(Show(script.GetVariables()), "a=1 b=3 ");
   EXPECT_EQ(script.AddVariables(values, 1), 2);
-  EXPECT_EQ(Globals(script), "a=2 b=3 ");
+  EXPECT_EQ(Show(script.GetVariables()), "a=2 b=3 ");
   EXPECT_EQ(script.GetCodePage(), 1252);
 }
 

@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 
 #include "classlib/base/Kt_ObjBufPool.h"
+#include "common/text.h"
 #include "script/Kt_ScriptOpItem.h"
 #include "script/Kt_ScriptUtil.h"
-#include "script_test_util.h"
 
 namespace {
 

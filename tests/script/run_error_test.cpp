@@ -8,11 +8,11 @@
 
 #include "classlib/text/Kt_NearestName.h"
 #include "common/test_host.h"
+#include "common/text.h"
 #include "expr/Kt_Expr.h"
 #include "object/Kt_ExprNameSource.h"
 #include "object/Kt_RunError.h"
 #include "script/Kt_Script.h"
-#include "script_test_util.h"
 
 namespace {
 
@@ -27,16 +27,10 @@ class TestHost : public kt::test::TestHost, public Kt_ExprNameSource {
   }
 };
 
-std::string Hex(kt_long code) {
-  if (code > -100000 && code < 100000) return std::to_string(code);
-  char out[16];
-  std::snprintf(out, sizeof out, "%08X", static_cast<unsigned>(code));
-  return out;
-}
-
 // "code/report text" and what of the expression is underlined, in <>.
 std::string Show(const Kt_RunError& error) {
-  std::string out = Hex(error.code) + "/" + Hex(error.report) + " " + error.text.ToUtf8();
+  std::string out = kt::test::ShowCode(error.code) + "/" + kt::test::ShowCode(error.report) + " " +
+                    error.text.ToUtf8();
   if (error.expression.IsEmpty()) return out;
   const Kt_WString part = error.expression.Mid(error.column - 1, error.length);
   return out +

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include "common/text.h"
 #include "script/Kt_ScriptUtil.h"
-#include "script_test_util.h"
 
 namespace {
 

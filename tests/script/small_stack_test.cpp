@@ -61,7 +61,7 @@ std::string Outcome(const Kt_WString& text) {
   Kt_Variant result;
   if (parsed != 0 || faults.GetCount() > 0) return "faults";
   const kt_long code = script.ExecFunc(u"main", nullptr, result);
-  if (code == kErrTooDeep) return host.report_count > 0 ? "too deep" : "not told";
+  if (code == kErrTooDeep) return !host.errors.empty() ? "too deep" : "not told";
   return code == 0 ? Show(result) : "code " + std::to_string(code);
 }
 
