@@ -264,7 +264,7 @@ std::size_t CurrencyAtEnd(std::u16string_view text) {
   return text.size() >= 3 && IsCurrencyCode(text.substr(text.size() - 3)) ? 3 : 0;
 }
 
-// Takes away parentheses and one currency, in front or after; a sign may stand on either side of
+// Takes away parentheses and one currency, before or after; a sign may stand on either side of
 // the currency. What is left has its sign at the start, in `plain`. False for an empty rest.
 bool TakeCurrency(std::u16string_view text, std::u16string& plain) {
   if (text.empty()) return false;

@@ -81,7 +81,7 @@ class Aggregator {
     }
     Kt_CellSum sum;
     sum.Dense(numbers.data(), 0);
-    EachRow([&](std::size_t row) { sum.Dense(&numbers[texts.codes[row]], 1); });
+    EachRow([&](std::size_t row) { sum.Step(numbers[texts.codes[row]]); });
     return sum;
   }
   Kt_CellSum SumCells(const Values& values) const {

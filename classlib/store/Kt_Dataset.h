@@ -351,32 +351,84 @@ class KT_CLASS_API Kt_Dataset {
   // rows. Cells without a value add nothing, but their rows count: for the number, and for what an
   // average divides by. Subtotals are left out. The flag is not used. 1, or 0 when there is no
   // value (sum 0, otherwise empty), or -1 when this is no pivot or the column holds no values.
-  kt_long GetPivotRowSum(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
-                         kt_long filtered, Kt_Variant& result) const;
-  kt_long GetPivotRowAvg(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
-                         kt_long filtered, Kt_Variant& result) const;
-  kt_long GetPivotRowMax(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
-                         kt_long filtered, Kt_Variant& result) const;
-  kt_long GetPivotRowMin(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
-                         kt_long filtered, Kt_Variant& result) const;
-  kt_long GetPivotRowCount(kt_long col, kt_long position, kt_long flag, kt_long start, kt_long end,
-                           kt_long filtered) const;
+  kt_long GetPivotRowAggregate(Kt_Aggregate what, kt_long col, kt_long position, kt_long start,
+                               kt_long end, bool filtered, Kt_Variant& result) const {
+    return PivotDown(what, col, position, start, end,
+                     filtered ? ActiveView() : kt::detail::kAllRows, result);
+  }
+  kt_long GetPivotRowSum(kt_long col, kt_long position, kt_long, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const {
+    return GetPivotRowAggregate(Kt_Aggregate::kSum, col, position, start, end, filtered != 0,
+                                result);
+  }
+  kt_long GetPivotRowAvg(kt_long col, kt_long position, kt_long, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const {
+    return GetPivotRowAggregate(Kt_Aggregate::kAvg, col, position, start, end, filtered != 0,
+                                result);
+  }
+  kt_long GetPivotRowMax(kt_long col, kt_long position, kt_long, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const {
+    return GetPivotRowAggregate(Kt_Aggregate::kMax, col, position, start, end, filtered != 0,
+                                result);
+  }
+  kt_long GetPivotRowMin(kt_long col, kt_long position, kt_long, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const {
+    return GetPivotRowAggregate(Kt_Aggregate::kMin, col, position, start, end, filtered != 0,
+                                result);
+  }
+  kt_long GetPivotRowCount(kt_long col, kt_long position, kt_long, kt_long start, kt_long end,
+                           kt_long filtered) const {
+    Kt_Variant count;
+    GetPivotRowAggregate(Kt_Aggregate::kCount, col, position, start, end, filtered != 0, count);
+    return count.ToInteger();
+  }
   // The same across one pivot row, over those of the positions [start, end) that are plain; -1 and
-  // -1: all. The NN forms leave cells without a value out of the number.
-  kt_long GetPivotColSum(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
-                         kt_long filtered, Kt_Variant& result) const;
-  kt_long GetPivotColAvg(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
-                         kt_long filtered, Kt_Variant& result) const;
-  kt_long GetPivotColAvgNN(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
-                           kt_long filtered, Kt_Variant& result) const;
-  kt_long GetPivotColMax(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
-                         kt_long filtered, Kt_Variant& result) const;
-  kt_long GetPivotColMin(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
-                         kt_long filtered, Kt_Variant& result) const;
-  kt_long GetPivotColCount(kt_long col, kt_long pivot_row, kt_long flag, kt_long start, kt_long end,
-                           kt_long filtered) const;
-  kt_long GetPivotColCountNN(kt_long col, kt_long pivot_row, kt_long flag, kt_long start,
-                             kt_long end, kt_long filtered) const;
+  // -1: all. The NN forms and `present_only` leave cells without a value out of the number.
+  kt_long GetPivotColAggregate(Kt_Aggregate what, kt_long col, kt_long pivot_row, kt_long start,
+                               kt_long end, bool filtered, bool present_only,
+                               Kt_Variant& result) const {
+    return PivotAcross(what, col, pivot_row, start, end,
+                       filtered ? ActiveView() : kt::detail::kAllRows, present_only, result);
+  }
+  kt_long GetPivotColSum(kt_long col, kt_long pivot_row, kt_long, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const {
+    return GetPivotColAggregate(Kt_Aggregate::kSum, col, pivot_row, start, end, filtered != 0,
+                                false, result);
+  }
+  kt_long GetPivotColAvg(kt_long col, kt_long pivot_row, kt_long, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const {
+    return GetPivotColAggregate(Kt_Aggregate::kAvg, col, pivot_row, start, end, filtered != 0,
+                                false, result);
+  }
+  kt_long GetPivotColAvgNN(kt_long col, kt_long pivot_row, kt_long, kt_long start, kt_long end,
+                           kt_long filtered, Kt_Variant& result) const {
+    return GetPivotColAggregate(Kt_Aggregate::kAvg, col, pivot_row, start, end, filtered != 0, true,
+                                result);
+  }
+  kt_long GetPivotColMax(kt_long col, kt_long pivot_row, kt_long, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const {
+    return GetPivotColAggregate(Kt_Aggregate::kMax, col, pivot_row, start, end, filtered != 0,
+                                false, result);
+  }
+  kt_long GetPivotColMin(kt_long col, kt_long pivot_row, kt_long, kt_long start, kt_long end,
+                         kt_long filtered, Kt_Variant& result) const {
+    return GetPivotColAggregate(Kt_Aggregate::kMin, col, pivot_row, start, end, filtered != 0,
+                                false, result);
+  }
+  kt_long GetPivotColCount(kt_long col, kt_long pivot_row, kt_long, kt_long start, kt_long end,
+                           kt_long filtered) const {
+    Kt_Variant count;
+    GetPivotColAggregate(Kt_Aggregate::kCount, col, pivot_row, start, end, filtered != 0, false,
+                         count);
+    return count.ToInteger();
+  }
+  kt_long GetPivotColCountNN(kt_long col, kt_long pivot_row, kt_long, kt_long start, kt_long end,
+                             kt_long filtered) const {
+    Kt_Variant count;
+    GetPivotColAggregate(Kt_Aggregate::kCount, col, pivot_row, start, end, filtered != 0, true,
+                         count);
+    return count.ToInteger();
+  }
 
   // ---- Aggregates and searches ----------------------------------------------------------------
 
@@ -391,37 +443,41 @@ class KT_CLASS_API Kt_Dataset {
                        Kt_Variant& result, kt_long position = -1) const {
     return Aggregate(ActiveView(), what, col, start, end, position, result);
   }
+  kt_long GetAggregateNF(Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
+                         Kt_Variant& result, kt_long position = -1) const {
+    return Aggregate(kt::detail::kAllRows, what, col, start, end, position, result);
+  }
   kt_long GetSum(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
                  kt_long position = -1) const {
-    return Aggregate(ActiveView(), Kt_Aggregate::kSum, col, start, end, position, result);
+    return GetAggregate(Kt_Aggregate::kSum, col, start, end, result, position);
   }
   kt_long GetAvg(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
                  kt_long position = -1) const {
-    return Aggregate(ActiveView(), Kt_Aggregate::kAvg, col, start, end, position, result);
+    return GetAggregate(Kt_Aggregate::kAvg, col, start, end, result, position);
   }
   kt_long GetMax(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
                  kt_long position = -1) const {
-    return Aggregate(ActiveView(), Kt_Aggregate::kMax, col, start, end, position, result);
+    return GetAggregate(Kt_Aggregate::kMax, col, start, end, result, position);
   }
   kt_long GetMin(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
                  kt_long position = -1) const {
-    return Aggregate(ActiveView(), Kt_Aggregate::kMin, col, start, end, position, result);
+    return GetAggregate(Kt_Aggregate::kMin, col, start, end, result, position);
   }
   kt_long GetSumNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
                    kt_long position = -1) const {
-    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kSum, col, start, end, position, result);
+    return GetAggregateNF(Kt_Aggregate::kSum, col, start, end, result, position);
   }
   kt_long GetAvgNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
                    kt_long position = -1) const {
-    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kAvg, col, start, end, position, result);
+    return GetAggregateNF(Kt_Aggregate::kAvg, col, start, end, result, position);
   }
   kt_long GetMaxNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
                    kt_long position = -1) const {
-    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kMax, col, start, end, position, result);
+    return GetAggregateNF(Kt_Aggregate::kMax, col, start, end, result, position);
   }
   kt_long GetMinNF(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
                    kt_long position = -1) const {
-    return Aggregate(kt::detail::kAllRows, Kt_Aggregate::kMin, col, start, end, position, result);
+    return GetAggregateNF(Kt_Aggregate::kMin, col, start, end, result, position);
   }
   // Records in the range.
   kt_long GetCount(kt_long start, kt_long end) const;

@@ -4,10 +4,9 @@
 // of other values, Finish gives the result. A rule says which values take part, how sums are kept
 // and which of two values is the better one:
 //
-// - Kt_CellRule, for cells: columns, groups, pivots and the totals of `kt`. Nulls are left out;
-// sums
-//   are exact; NaN is no extreme unless there is nothing else.
-// - Kt_ExpressionRule (dataset/rows), for the values of a row expression.
+// - Kt_CellRule, for cells: columns, groups, pivots and the totals of `kt`. Nulls are left out,
+//   sums are exact, and NaN is no extreme unless there is nothing else.
+// - kt::detail::ExpressionRule (dataset/rows/Kt_Tally.h), for the values of a row expression.
 //
 // Where an array of cells is at hand, kernels do what Step does for all of them, and make the fold
 // from their results, so that there is one place that finishes.
@@ -28,9 +27,10 @@ class KT_CLASS_API Kt_CellSum {
     switch (value.GetTag()) {
       case kTagLong: longs_.AddOne(value.AsLong()); break;
       case kTagCurrency: Of(units_, has_units_).AddOne(value.AsInt64()); break;
-      default: Of(doubles_, has_doubles_).AddOne(value.ToDouble()); break;
+      default: Step(value.ToDouble()); break;
     }
   }
+  void Step(double number) { SumOf(&number).AddOne(number); }
   // Runs of an array / the cells of an array that a list names; nulls hold 0.
   template <class T>
   void Dense(const T* cells, std::size_t count) {
@@ -82,21 +82,21 @@ class Kt_Fold {
   void Step(const Kt_Variant& value) {
     ++rows_;
     if (!Rule::Takes(value)) return;
-    ++values_;
     if (Adds()) {
       sum_.Step(value);
     } else if (IsExtreme()) {
       Offer(value);
     }
+    ++values_;
   }
   // Takes in the finished aggregate of other values; of an average their sum and how many there
   // were. Empty: there were none.
   void Merge(const Kt_Variant& finished, kt_long values = 1) {
     if (finished.IsEmpty()) return;
     ++rows_;
-    values_ += what_ == Kt_Aggregate::kCount ? finished.ToInteger() : values;
     if (Adds()) sum_.Step(finished);
     if (IsExtreme()) Offer(finished);
+    values_ += what_ == Kt_Aggregate::kCount ? finished.ToInteger() : values;
   }
   // Of the values that took part; averages and counts, when asked, of all that came.
   Kt_Variant Finish(bool over_all = false) const {
@@ -118,18 +118,17 @@ class Kt_Fold {
  protected:
   bool Adds() const { return what_ == Kt_Aggregate::kSum || what_ == Kt_Aggregate::kAvg; }
   bool IsExtreme() const { return what_ == Kt_Aggregate::kMax || what_ == Kt_Aggregate::kMin; }
+  // REQUIRES: values_ does not count the value yet.
   void Offer(const Kt_Variant& value) {
-    if (best_known_ && !Rule::IsBetter(what_ == Kt_Aggregate::kMax, value, best_)) return;
+    if (values_ > 0 && !Rule::IsBetter(what_ == Kt_Aggregate::kMax, value, best_)) return;
     best_ = value;
-    best_known_ = true;
   }
 
   Kt_Aggregate what_;
   kt_long rows_ = 0;
   kt_long values_ = 0;
   Sum sum_;
-  Kt_Variant best_;
-  bool best_known_ = false;
+  Kt_Variant best_;  // while values_ > 0
 };
 
 using Kt_CellFold = Kt_Fold<Kt_CellRule>;

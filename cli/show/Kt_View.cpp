@@ -105,11 +105,9 @@ Kt_Variant Kt_CliView::Cell(kt_long row, std::size_t column) const {
   if (!dataset_.IsPivot()) return dataset_.ReadColumn(at, shown.col);
   if (shown.position != kAcross) return dataset_.ReadColumn(at, shown.col, shown.position);
   Kt_Variant across;
-  switch (shown.total) {
-    case Kt_Aggregate::kMax: dataset_.GetPivotColMax(shown.col, at, 1, -1, -1, 1, across); break;
-    case Kt_Aggregate::kMin: dataset_.GetPivotColMin(shown.col, at, 1, -1, -1, 1, across); break;
-    default: dataset_.GetPivotColSum(shown.col, at, 1, -1, -1, 1, across);
-  }
+  // Counts add up.
+  const Kt_Aggregate what = shown.total == Kt_Aggregate::kCount ? Kt_Aggregate::kSum : shown.total;
+  dataset_.GetPivotColAggregate(what, shown.col, at, -1, -1, true, false, across);
   return across;
 }
 

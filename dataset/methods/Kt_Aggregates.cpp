@@ -24,29 +24,6 @@ namespace methods {
 
 namespace {
 
-using ColumnTotal = kt_long (Kt_Dataset::*)(kt_long col, kt_long start, kt_long end,
-                                            Kt_Variant& result, kt_long position) const;
-using PivotTotal = kt_long (Kt_Dataset::*)(kt_long col, kt_long position, kt_long flag,
-                                           kt_long start, kt_long end, kt_long filtered,
-                                           Kt_Variant& result) const;
-
-// What the store does for one aggregate.
-struct StoreForms {
-  ColumnTotal shown;
-  ColumnTotal all;
-  PivotTotal pivot;
-};
-
-StoreForms FormsOf(Kt_Aggregate what) {
-  using Data = Kt_Dataset;
-  switch (what) {
-    case Kt_Aggregate::kSum: return {&Data::GetSum, &Data::GetSumNF, &Data::GetPivotRowSum};
-    case Kt_Aggregate::kAvg: return {&Data::GetAvg, &Data::GetAvgNF, &Data::GetPivotRowAvg};
-    case Kt_Aggregate::kMax: return {&Data::GetMax, &Data::GetMaxNF, &Data::GetPivotRowMax};
-    default: return {&Data::GetMin, &Data::GetMinNF, &Data::GetPivotRowMin};
-  }
-}
-
 // The first argument names a column of the values of a cross table: the pivot index then comes
 // before start and count.
 bool IsPivotValue(const Kt_Dataset& dataset, kt_long col) {
@@ -55,15 +32,17 @@ bool IsPivotValue(const Kt_Dataset& dataset, kt_long col) {
 
 Kt_Variant TotalOfColumn(const Kt_Dataset& dataset, Kt_Aggregate what, Rows rows, kt_long col,
                          const RowRange& range) {
-  const StoreForms forms = FormsOf(what);
   Kt_Variant result;
   if (IsPivotValue(dataset, col)) {
-    (dataset.*forms.pivot)(col, range.pivot_index, 0, range.start, range.end,
-                           rows == Rows::kShown ? 1 : 0, result);
+    dataset.GetPivotRowAggregate(what, col, range.pivot_index, range.start, range.end,
+                                 rows == Rows::kShown, result);
     return what == Kt_Aggregate::kSum ? Kt_Variant(result.ToDouble()) : result;
   }
-  (dataset.*(rows == Rows::kAll ? forms.all : forms.shown))(col, range.start, range.end, result,
-                                                            -1);
+  if (rows == Rows::kAll) {
+    dataset.GetAggregateNF(what, col, range.start, range.end, result);
+  } else {
+    dataset.GetAggregate(what, col, range.start, range.end, result);
+  }
   return result;
 }
 

@@ -57,8 +57,8 @@ kt_long MethodCall::Refuse() const {
 bool MethodCall::TakeTexts() {
   Kt_ObjectHolder hold;
   for (kt_long arg = 0; arg < Count(); ++arg) {
-    const Kt_Variant value = Value(arg);
-    if (!value.IsObject()) continue;
+    if (!Value(arg).IsObject()) continue;
+    const Kt_Variant value = Value(arg);  // kept: the argument may be destroyed
     if (hold.IsEmpty()) hold.Set(nullptr, &wrapper_);
     texts_.SetItem(arg, value.ToString());
     if (!hold.IsValid()) return false;

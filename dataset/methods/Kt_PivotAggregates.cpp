@@ -25,23 +25,12 @@ Positions ReadPositions(const MethodCall& in) {
   return {start, count < 0 ? all : start + std::min(count, all - start)};
 }
 
-kt_long CountOfColumn(const Kt_Dataset& dataset, kt_long col, kt_long row, Positions at) {
-  return dataset.GetPivotColCountNN(col, row, 1, at.start, at.end, 1);
-}
-
 Kt_Variant TotalOfColumn(const Kt_Dataset& dataset, Kt_Aggregate what, kt_long col, kt_long row,
                          Positions at) {
   Kt_Variant total;
-  switch (what) {
-    case Kt_Aggregate::kSum: dataset.GetPivotColSum(col, row, 1, at.start, at.end, 1, total); break;
-    case Kt_Aggregate::kAvg:
-      dataset.GetPivotColAvgNN(col, row, 1, at.start, at.end, 1, total);
-      break;
-    case Kt_Aggregate::kMax: dataset.GetPivotColMax(col, row, 1, at.start, at.end, 1, total); break;
-    case Kt_Aggregate::kMin: dataset.GetPivotColMin(col, row, 1, at.start, at.end, 1, total); break;
-    default: return std::max(CountOfColumn(dataset, col, row, at), 0);
-  }
-  return total.ToDouble();
+  dataset.GetPivotColAggregate(what, col, row, at.start, at.end, true, true, total);
+  return what == Kt_Aggregate::kCount ? Kt_Variant(std::max(total.ToInteger(), 0))
+                                      : Kt_Variant(total.ToDouble());
 }
 
 // Averages and counts leave out positions without a value.

@@ -53,7 +53,7 @@ RowCursor::~RowCursor() {
   }
 }
 
-// Charges for the block of rows after; nothing at the first row, which only asks.
+// Charges for the rows just walked; nothing at the first row, which only asks.
 bool RowCursor::Pay() {
   rows_until_payment_ = 0;
   if (stop_code_ == kOk) stop_code_ = kt::ChargeRun(has_paid_ ? kRowsPerPayment : 0);

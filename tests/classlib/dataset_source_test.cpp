@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// Logical datasets. The random test keeps, for each of two logical datasets one after the other,
-// the list of the rows that it took: every row of the source has a number that no other row ever
-// had, so a row that shows up in place of another is noticed.
+// Logical datasets. The random test keeps, for each of two chained logical datasets, the list of
+// the rows that it took: every row of the source has a number that no other row ever had, so a row
+// that shows up in place of another is noticed.
 #include <gtest/gtest.h>
 
 #include <algorithm>

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/Kt_Fold.h"
 #include "classlib/text/Kt_Number.h"
 #include "cli/cli_test_util.h"
 #include "dataset/Kt_ExprDataset.h"
@@ -84,14 +85,7 @@ Kt_Variant DownCells(Kt_Dataset rows, Kt_Aggregate what, kt_long col) {
   for (kt_long row = 0; row < rows.GetRowCount(); ++row) rows.SetColumn(row, number, row);
   const Kt_Dataset cross = Cross(rows, number, Kt_Aggregate::kMax, col);
   Kt_Variant result;
-  const kt_long all = cross.GetRowCount();
-  switch (what) {
-    case Kt_Aggregate::kSum: cross.GetPivotRowSum(col, 0, 0, 0, all, 1, result); break;
-    case Kt_Aggregate::kAvg: cross.GetPivotRowAvg(col, 0, 0, 0, all, 1, result); break;
-    case Kt_Aggregate::kMax: cross.GetPivotRowMax(col, 0, 0, 0, all, 1, result); break;
-    case Kt_Aggregate::kMin: cross.GetPivotRowMin(col, 0, 0, 0, all, 1, result); break;
-    default: result = cross.GetPivotRowCount(col, 0, 0, 0, all, 1); break;
-  }
+  cross.GetPivotRowAggregate(what, col, 0, 0, cross.GetRowCount(), true, result);
   return result;
 }
 
@@ -99,6 +93,20 @@ kt_long CountOf(const Kt_Dataset& rows, kt_long col) {
   Kt_Variant count;
   rows.GetAggregate(Kt_Aggregate::kCount, col, 0, rows.GetRowCount(), count);
   return count.ToInteger();
+}
+
+TEST(Aggregates, FoldsOfKernelsGoOn) {
+  for (const Kt_Aggregate what : {Kt_Aggregate::kMax, Kt_Aggregate::kMin}) {
+    const bool greatest = what == Kt_Aggregate::kMax;
+    const kt_long best = greatest ? 9 : 1;
+    for (const bool merges : {false, true}) {
+      Kt_CellFold fold(what, 2, {}, best);
+      merges ? fold.Merge(5) : fold.Step(5);
+      EXPECT_EQ(fold.Finish().ToInteger(), best) << greatest << merges;
+      merges ? fold.Merge(10 * (best - 5)) : fold.Step(10 * (best - 5));
+      EXPECT_EQ(fold.Finish().ToInteger(), 10 * (best - 5)) << greatest << merges;
+    }
+  }
 }
 
 TEST(Aggregates, ColumnsGroupsAndPivotsAgree) {
