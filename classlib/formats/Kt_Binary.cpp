@@ -11,10 +11,8 @@
 
 #include "classlib/base/Kt_Buffer.h"
 #include "classlib/base/Kt_Charge.h"
-#include "classlib/base/detail/Kt_Refuse.h"
-#include "classlib/formats/detail/Kt_SavedValue.h"
-#include "classlib/store/Kt_Dataset.h"
-#include "classlib/store/detail/Kt_LoadedTable.h"
+#include "classlib/formats/Kt_Formats.h"
+#include "classlib/formats/detail/Kt_Transfer.h"
 #include "classlib/value/detail/Kt_VariantText.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
@@ -352,16 +350,24 @@ class BinaryLoader {
 
 }  // namespace
 
-kt_long Kt_Dataset::LoadDataBin(std::span<const std::uint8_t> bytes, bool clear) {
-  return RefuseOnFailure([&]() -> kt_long {
+kt_long kt::LoadBinary(Kt_Dataset& dataset, std::span<const std::uint8_t> bytes, bool clear,
+                       Kt_LoadReport& report) {
+  return LoadTable(dataset, clear, report, [&](LoadedTable& table) {
     BinaryLoader loader({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
-    return loader.Read() ? Adopt(loader.Table(), clear) : -1;
+    if (!loader.Read()) {
+      report.error = u"no whole dataset in binary form";
+      return false;
+    }
+    table = std::move(loader.Table());
+    report.records = table.PresentCount();
+    return true;
   });
 }
 
-kt_long Kt_Dataset::Save2(Kt_Buffer& out, std::u16string_view type, Kt_SaveReport& report) const {
+kt_long kt::SaveBinary(const Kt_Dataset& dataset, std::u16string_view type, Kt_Buffer& out,
+                       Kt_SaveReport& report) {
   out.Clear();
-  return SaveTable(type, report, [&](LoadedTable& table) -> kt_long {
+  return SaveTable<LoadedTable>(dataset, type, report, [&](LoadedTable& table) -> kt_long {
     if (!HasCells(table) && table.row_count > kMaxRowsWithoutCells) {
       return report.Refuse(kErrNotAllowed, u"too many rows without a stored column");
     }
@@ -375,9 +381,4 @@ kt_long Kt_Dataset::Save2(Kt_Buffer& out, std::u16string_view type, Kt_SaveRepor
     });
     return kOk;
   });
-}
-
-kt_long Kt_Dataset::Save2(Kt_Buffer& out, std::u16string_view type) const {
-  Kt_SaveReport report;
-  return Save2(out, type, report);
 }

@@ -4,21 +4,16 @@
 // the columns. Reading twice is quicker than keeping the place of every cell, and a type is known
 // before the first cell is stored, however late in the file the cell stands that decides it.
 #include <algorithm>
-#include <functional>
 
 #include "classlib/base/Kt_Charge.h"
-#include "classlib/base/detail/Kt_Refuse.h"
 #include "classlib/formats/Kt_CellForms.h"
+#include "classlib/formats/Kt_Formats.h"
 #include "classlib/formats/detail/Kt_CsvScanner.h"
 #include "classlib/formats/detail/Kt_CsvSniffer.h"
 #include "classlib/formats/detail/Kt_FileText.h"
-#include "classlib/formats/detail/Kt_ReportLoad.h"
-#include "classlib/formats/detail/Kt_SavedValue.h"
-#include "classlib/store/Kt_Dataset.h"
+#include "classlib/formats/detail/Kt_Transfer.h"
 #include "classlib/store/Kt_UniqueIds.h"
-#include "classlib/store/detail/Kt_LoadedTable.h"
 #include "classlib/text/Kt_Number.h"
-#include "classlib/text/detail/Kt_RefusalText.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -201,7 +196,18 @@ class CsvLoader {
     return StateTypes();
   }
 
-  std::vector<CsvColumn>& Columns() { return columns_; }
+  // Columns that the header does not state have the types of the dataset, unless the load replaces
+  // its columns.
+  void TakeTypesOf(const Kt_Dataset& target) {
+    const bool any_stated = std::ranges::any_of(columns_, &CsvColumn::stated);
+    const bool replaces = options_.clear && any_stated;
+    for (CsvColumn& column : columns_) {
+      const kt_long col = target.GetColIndex(column.id);
+      if (column.stated || replaces || col < 0 || target.IsLogicalColumn(col)) continue;
+      column.type = target.GetColType(col);
+      column.settled = true;
+    }
+  }
 
   void FindTypes() {
     const bool settled = std::ranges::all_of(columns_, &CsvColumn::settled);
@@ -575,26 +581,26 @@ void AppendHeading(kt::CountedText& out, const Kt_WString& id, std::u16string_vi
 
 class CsvWriter {
  public:
-  CsvWriter(const Kt_CsvSaveOptions& options, Kt_SaveReport& report)
-      : options_(options), report_(report) {}
-
-  void AddColumn(const Kt_WString& id, kt_long size, std::shared_ptr<const Kt_Column> cells) {
-    if (!columns_.empty()) text_ += options_.separator;
-    AppendHeading(text_, id, TypeSuffix(cells->Type(), size), options_);
-    columns_.push_back({id, std::move(cells)});
-  }
+  CsvWriter(const SavedRows& rows, const Kt_CsvSaveOptions& options, Kt_SaveReport& report)
+      : rows_(rows), options_(options), report_(report) {}
 
   // kOk, or the code of the report.
-  kt_long Write(const kt::CountedVector<Slot>& slots) {
-    if (columns_.empty() && !slots.empty()) {
+  kt_long Write() {
+    const auto& columns = rows_.columns;
+    const auto& slots = rows_.slots;
+    if (columns.empty() && !slots.empty()) {
       return report_.Refuse(kErrNotAllowed, u"rows without a column");
     }
-    if (columns_.empty()) return kOk;
+    if (columns.empty()) return kOk;
+    for (const SavedRows::Column& column : columns) {
+      if (&column != &columns.front()) text_ += options_.separator;
+      AppendHeading(text_, column.id, TypeSuffix(column.cells->Type(), column.size), options_);
+    }
     text_ += u"\r\n";
     for (std::size_t row = 0; row < slots.size(); ++row) {
-      for (std::size_t col = 0; col < columns_.size(); ++col) {
+      for (std::size_t col = 0; col < columns.size(); ++col) {
         if (col > 0) text_ += options_.separator;
-        const Kt_Column& cells = *columns_[col].cells;
+        const Kt_Column& cells = *columns[col].cells;
         if (cells.IsNull(slots[row])) continue;
         charge_.AddOrLeave(16 * Kt_WorkMeter::kUnitsPerCell);
         if (const kt_long code = WriteCell(cells.Read(slots[row]), row, col)) return code;
@@ -609,16 +615,10 @@ class CsvWriter {
   Kt_WString& Text() { return saved_; }
 
  private:
-  static constexpr auto kMaxUnits = static_cast<std::size_t>(kMaxStringLength);
-  struct SavedColumn {
-    Kt_WString id;
-    std::shared_ptr<const Kt_Column> cells;
-  };
-
   kt_long WriteCell(const Kt_Variant& value, std::size_t row, std::size_t col) {
     if (value.IsList() || value.IsObject()) {
       return report_.Refuse(kErrNotAllowed,
-                            PlaceOfCell(static_cast<kt_long>(row), columns_[col].id) +
+                            PlaceOfCell(static_cast<kt_long>(row), rows_.columns[col].id) +
                                 (value.IsList() ? u": a list" : u": an object"));
     }
     Kt_WString cell = FileText(value);
@@ -631,90 +631,58 @@ class CsvWriter {
     return kOk;
   }
 
+  const SavedRows& rows_;
   const Kt_CsvSaveOptions& options_;
   Kt_SaveReport& report_;
-  std::vector<SavedColumn> columns_;
   Kt_WString saved_;      // which grows without being copied
   kt::CountedText text_;  // of the last rows
   RoundCharge charge_;
 };
 
+// False, with the reason in the report, when the text is no table.
+template <class Unit>
+bool ReadCsv(std::basic_string_view<Unit> text, const Kt_CsvOptions& options,
+             const Kt_Dataset& target, LoadedTable& table, Kt_LoadReport& report) {
+  report.error = FaultOf(options);
+  if (!report.error.IsEmpty()) return false;
+  CsvLoader<Unit> loader(text, options, report);
+  if (!loader.ReadHeader()) return false;
+  loader.TakeTypesOf(target);
+  loader.FindTypes();
+  if (!loader.Fill()) return false;
+  table = loader.Table();
+  return true;
+}
+
 }  // namespace
 
-template <class Unit>
-kt_long Kt_Dataset::LoadCsvText(std::basic_string_view<Unit> text, const Kt_CsvOptions& options,
-                                Kt_LoadReport& report) {
-  return ReportLoad(report, [&]() -> kt_long {
-    report.error = FaultOf(options);
-    if (!report.error.IsEmpty()) return -1;
-    CsvLoader<Unit> loader(text, options, report);
-    if (!loader.ReadHeader()) return -1;
-    bool any_stated = false;
-    for (const CsvColumn& column : loader.Columns()) any_stated = any_stated || column.stated;
-    const bool replaces = options.clear && any_stated;
-    for (CsvColumn& column : loader.Columns()) {
-      const kt_long col = GetColIndex(column.id);
-      if (column.stated || replaces || col < 0 || IsLogicalColumn(col)) continue;
-      column.type = GetColType(col);
-      column.settled = true;
-    }
-    loader.FindTypes();
-    if (!loader.Fill()) return -1;
-    LoadedTable table = loader.Table();
-    return Adopt(table, options.clear);
-  });
-}
-
-kt_long Kt_Dataset::LoadCSV(std::u16string_view text, const Kt_CsvOptions& options,
-                            Kt_LoadReport& report) {
+kt_long kt::LoadCsv(Kt_Dataset& dataset, std::u16string_view text, const Kt_CsvOptions& options,
+                    Kt_LoadReport& report) {
   if (!text.empty() && text.front() == u'\xFEFF') text.remove_prefix(1);
-  return LoadCsvText(text, options, report);
-}
-
-kt_long Kt_Dataset::LoadCSVBytes(std::string_view text, const Kt_CsvOptions& options,
-                                 Kt_LoadReport& report) {
-  if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
-  if (HasByteSigns(options)) return LoadCsvText(text, options, report);
-  const kt_long loaded = RefuseOnFailure(
-      [&] { return LoadCsvText(Kt_WString::FromUtf8(text).View(), options, report); });
-  if (loaded == kErrNoMemory) report.error = NoMemoryText();
-  return loaded;
-}
-
-kt_long Kt_Dataset::LoadCSV(std::u16string_view text, bool clear) {
-  return RefuseOnFailure([&] {
-    Kt_LoadReport report;
-    Kt_CsvOptions options;
-    options.clear = clear;
-    return LoadCSV(text, options, report);
+  return LoadTable(dataset, options.clear, report, [&](LoadedTable& table) {
+    return ReadCsv(text, options, dataset, table, report);
   });
 }
 
-kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type, char16_t separator) const {
-  Kt_CsvSaveOptions options;
-  options.separator = separator;
-  return SaveCSV(out, type, options);
+kt_long kt::LoadCsv(Kt_Dataset& dataset, std::string_view utf8, const Kt_CsvOptions& options,
+                    Kt_LoadReport& report) {
+  if (utf8.starts_with("\xEF\xBB\xBF")) utf8.remove_prefix(3);
+  return LoadTable(dataset, options.clear, report, [&](LoadedTable& table) {
+    if (HasByteSigns(options)) return ReadCsv(utf8, options, dataset, table, report);
+    const Kt_WString text = Kt_WString::FromUtf8(utf8);
+    return ReadCsv(text.View(), options, dataset, table, report);
+  });
 }
 
-kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type,
-                            const Kt_CsvSaveOptions& options) const {
-  Kt_SaveReport report;
-  return SaveCSV(out, type, options, report);
-}
-
-kt_long Kt_Dataset::SaveCSV(Kt_WString& out, std::u16string_view type,
-                            const Kt_CsvSaveOptions& options, Kt_SaveReport& report) const {
+kt_long kt::SaveCsv(const Kt_Dataset& dataset, std::u16string_view type,
+                    const Kt_CsvSaveOptions& options, Kt_WString& out, Kt_SaveReport& report) {
   out.Empty();
-  const auto write = [&](const Kt_Dataset& table, const kt::CountedVector<Slot>& slots) -> kt_long {
-    CsvWriter writer(options, report);
-    for (kt_long col = 0; col < table.GetColCount(); ++col) {
-      writer.AddColumn(table.GetColID(col), table.GetColSize(col), table.SlotCells(col));
-    }
-    if (const kt_long code = writer.Write(slots)) return code;
+  return SaveTable<SavedRows>(dataset, type, report, [&](const SavedRows& rows) -> kt_long {
+    CsvWriter writer(rows, options, report);
+    if (const kt_long code = writer.Write()) return code;
     ChargeOrLeave(0);
     out = std::move(writer.Text());
     out.FreeExtra();
     return kOk;
-  };
-  return SaveRows(type, report, std::ref(write));  // which needs no memory
+  });
 }

@@ -3,17 +3,15 @@
 // XML: see docs/dataset-store.md for the form. Lists and other values of variant columns carry
 // their tag; everything else is read by the type of its column.
 #include <algorithm>
-#include <functional>
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/formats/Kt_CellForms.h"
+#include "classlib/formats/Kt_Formats.h"
 #include "classlib/formats/detail/Kt_FileText.h"
-#include "classlib/formats/detail/Kt_ReportLoad.h"
-#include "classlib/formats/detail/Kt_SavedValue.h"
-#include "classlib/store/Kt_Dataset.h"
-#include "classlib/store/detail/Kt_LoadedTable.h"
+#include "classlib/formats/detail/Kt_Transfer.h"
 #include "classlib/text/Kt_Number.h"
 #include "classlib/value/detail/Kt_VariantText.h"
+#include "classlib/xml/Kt_XmlWriter.h"
 #include "classlib/xml/detail/Kt_XmlScanner.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
@@ -24,152 +22,125 @@ using Piece = XmlScanner::Piece;
 
 // ---- Writing ----------------------------------------------------------------------------------
 
-class XmlWriter {
+// What is refused is remembered by the writer of the document.
+class TableWriter {
  public:
-  XmlWriter(const LoadedTable& table, bool types) : table_(table), types_(types) {}
+  TableWriter(const LoadedTable& table, bool types) : table_(table), types_(types) {}
 
-  // False when the text would be too long; it ends early then.
-  bool Write() {
-    Markup(u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<dataset");
-    Attribute(u"id", table_.id);
-    Markup(u" ver=\"1\">\n<columns>\n");
+  // False when the text would be too long.
+  bool Write(Kt_WString& out) {
+    out_.Start(u"dataset");
+    out_.Attribute(u"id", table_.id);
+    out_.Attribute(u"ver", u"1");
+    StartList(u"columns");
     for (const LoadedColumn& column : table_.columns) WriteColumn(column);
-    Markup(u"</columns>\n");
+    out_.End();
     if (types_ && !table_.constants.empty()) WriteConstants();
-    Markup(u"<rows>\n");
+    StartList(u"rows");
+    WriteRows();
+    out_.End();
+    out_.NewLine();
+    return out_.Finish(out);
+  }
+
+ private:
+  // An element with a line for each of those inside of it.
+  void StartList(std::u16string_view name) {
+    out_.NewLine();
+    out_.Start(name);
+    out_.NewLine();
+  }
+
+  void Number(std::u16string_view name, kt_long value) {
+    out_.Attribute(name, kt_longtextW(value));
+  }
+
+  void WriteColumn(const LoadedColumn& column) {
+    out_.Start(u"column");
+    out_.Attribute(u"id", column.id);
+    if (types_) {
+      out_.Attribute(u"type", kt_columntypenameW(column.type));
+      if (column.size != 0) Number(u"size", column.size);
+      if (!column.map.IsEmpty()) out_.Attribute(u"map", column.map);
+    }
+    out_.End();
+    out_.NewLine();
+  }
+
+  void WriteConstants() {
+    StartList(u"consts");
+    for (const auto& [id, value] : table_.constants) {
+      out_.Start(u"const");
+      out_.Attribute(u"id", id);
+      Value(value, true);
+      out_.NewLine();
+    }
+    out_.End();
+  }
+
+  void WriteRows() {
     kt::CountedVector<const LoadedNote*> notes(table_.row_count);
     kt::CountedVector<std::size_t> numbers(table_.row_count);
     for (std::size_t number = 0; number < table_.notes.size(); ++number) {
       notes[table_.notes[number].row] = &table_.notes[number];
       numbers[table_.notes[number].row] = number;
     }
-    for (std::uint32_t row = 0; fits_ && row < table_.row_count; ++row) {
+    for (std::uint32_t row = 0; out_.IsGood() && row < table_.row_count; ++row) {
       WriteRow(row, notes[row], numbers[row]);
-      PassOn(kPieceUnits);
     }
-    Markup(u"</rows>\n</dataset>\n");
-    PassOn(0);
-    return fits_;
-  }
-  Kt_WString& Text() { return text_; }
-
- private:
-  static constexpr auto kMaxUnits = static_cast<std::size_t>(kMaxStringLength);
-
-  std::size_t Size() const { return text_.View().size() + out_.size(); }
-
-  // What has been written goes over to the text, which grows without being copied.
-  void PassOn(std::size_t least_units) {
-    if (!fits_ || out_.size() < least_units) return;
-    fits_ = text_.Append(out_);
-    out_.clear();
-  }
-
-  void Markup(std::u16string_view text) {
-    fits_ = fits_ && text.size() <= kMaxUnits - Size();
-    if (fits_) out_ += text;
-  }
-
-  // In pieces, because references make a text up to eight times as long.
-  void Text(std::u16string_view text) {
-    constexpr std::size_t kPiece = 1 << 16;
-    fits_ = fits_ && text.size() <= kMaxUnits - Size();
-    while (fits_ && !text.empty()) {
-      std::size_t units = std::min(kPiece, text.size());
-      // Both halves of a pair stay together.
-      if (units < text.size() && (text[units - 1] & 0xFC00) == 0xD800) --units;
-      AppendXmlText(text.substr(0, units), out_);
-      text.remove_prefix(units);
-      fits_ = Size() <= kMaxUnits;
-    }
-  }
-
-  void Attribute(std::u16string_view name, std::u16string_view value) {
-    Markup(u" ");
-    Markup(name);
-    Markup(u"=\"");
-    Text(value);
-    Markup(u"\"");
-  }
-  void Attribute(std::u16string_view name, kt_long value) { Attribute(name, kt_longtextW(value)); }
-
-  void WriteColumn(const LoadedColumn& column) {
-    Markup(u"<column");
-    Attribute(u"id", column.id);
-    if (types_) {
-      Attribute(u"type", kt_columntypenameW(column.type));
-      if (column.size != 0) Attribute(u"size", column.size);
-      if (!column.map.IsEmpty()) Attribute(u"map", column.map);
-    }
-    Markup(u"/>\n");
-  }
-
-  void WriteConstants() {
-    Markup(u"<consts>\n");
-    for (const auto& [id, value] : table_.constants) {
-      Markup(u"<const");
-      Attribute(u"id", id);
-      Value(value, u"const", true);
-      Markup(u"\n");
-    }
-    Markup(u"</consts>\n");
   }
 
   void WriteRow(std::uint32_t row, const LoadedNote* note, std::size_t number) {
-    Markup(u"<row");
+    out_.Start(u"row");
     if (note != nullptr) {
-      Attribute(u"type", note->type == kRowTypeInsert   ? u"i"
-                         : note->type == kRowTypeUpdate ? u"u"
-                                                        : u"d");
-      Attribute(u"n", static_cast<kt_long>(number));
-      if (note->type == kRowTypeDelete) Attribute(u"d", note->delete_number);
-      if (note->forced) Attribute(u"forced", 1);
+      out_.Attribute(u"type", note->type == kRowTypeInsert   ? u"i"
+                              : note->type == kRowTypeUpdate ? u"u"
+                                                             : u"d");
+      Number(u"n", static_cast<kt_long>(number));
+      if (note->type == kRowTypeDelete) Number(u"d", note->delete_number);
+      if (note->forced) Number(u"forced", 1);
     }
-    Markup(u">");
-    for (std::size_t col = 0; fits_ && col < table_.columns.size(); ++col) {
+    out_.Content();
+    for (std::size_t col = 0; out_.IsGood() && col < table_.columns.size(); ++col) {
       const Kt_Column* const cells = table_.columns[col].cells.get();
       if (cells != nullptr && !cells->IsNull(row)) WriteCell(u"c", col, cells->Read(row));
     }
     for (std::size_t old = 0; note != nullptr && old < note->old_cells.size(); ++old) {
       WriteCell(u"o", note->old_cells[old].first, note->old_cells[old].second);
     }
-    Markup(u"</row>\n");
+    out_.End();
+    out_.NewLine();
   }
 
   void WriteCell(std::u16string_view element, std::size_t col, const Kt_Variant& value) {
-    Markup(u"<");
-    Markup(element);
-    Attribute(u"i", static_cast<kt_long>(col));
-    Value(value, element, table_.columns[col].type == Kt_ColumnType::kVariant || value.IsEmpty());
+    out_.Start(element);
+    Number(u"i", static_cast<kt_long>(col));
+    Value(value, table_.columns[col].type == Kt_ColumnType::kVariant || value.IsEmpty());
   }
 
   // The rest of a start tag, the content and the end tag. A value of tag 0 is null.
   // REQUIRES: CheckValues has found no fault in it.
-  void Value(const Kt_Variant& held, std::u16string_view element, bool tagged) {
+  void Value(const Kt_Variant& held, bool tagged) {
     const Kt_Variant& value = held.Target();
     charge_.AddOrLeave(16 * Kt_WorkMeter::kUnitsPerCell);
-    if (tagged) Attribute(u"t", kt_long{value.GetTag()});
-    Markup(u">");
+    if (tagged) Number(u"t", kt_long{value.GetTag()});
+    out_.Content();
     if (value.IsList()) {
       for (const Kt_Variant& item : value.GetList()) {
-        if (!fits_) break;
-        Markup(u"<v");
-        Value(item, u"v", true);
+        if (!out_.IsGood()) break;
+        out_.Start(u"v");
+        Value(item, true);
       }
     } else {
-      Text(FileText(value));
+      out_.Text(FileText(value));
     }
-    Markup(u"</");
-    Markup(element);
-    Markup(u">");
+    out_.End();
   }
 
   const LoadedTable& table_;
   const bool types_;
-  Kt_WString text_;
-  kt::CountedText out_;  // of the last rows
+  Kt_XmlWriter out_;
   RoundCharge charge_;
-  bool fits_ = true;
 };
 
 // ---- Reading ----------------------------------------------------------------------------------
@@ -319,22 +290,9 @@ class XmlReader {
     } else if (is_old) {
       note.old_cells.emplace_back(static_cast<std::uint32_t>(col), std::move(value));
     } else {
-      Store(*table_.columns[static_cast<std::size_t>(col)].cells, value);
+      StoreLast(*table_.columns[static_cast<std::size_t>(col)].cells, table_.row_count, value);
     }
     return true;
-  }
-
-  static void PadTo(Kt_Column& cells, std::size_t rows) {
-    if (cells.RowCount() < rows) cells.AppendNulls(rows - cells.RowCount());
-  }
-
-  void Store(Kt_Column& cells, const Kt_Variant& value) {
-    PadTo(cells, table_.row_count);
-    if (cells.RowCount() == table_.row_count) {
-      cells.Append(value);
-    } else {
-      cells.Write(table_.row_count, value);
-    }
   }
 
   // The value of the element that was started last, read to its end.
@@ -397,40 +355,33 @@ class XmlReader {
 
 }  // namespace
 
-kt_long Kt_Dataset::LoadDataXml(std::u16string_view text, bool clear, Kt_LoadReport& report) {
-  return ReportLoad(report, [&]() -> kt_long {
-    XmlReader reader(text, *this, report);
-    if (!reader.Read()) return -1;
-    LoadedTable table = reader.Table();
-    return report.records = Adopt(table, clear);
+kt_long kt::LoadXml(Kt_Dataset& dataset, std::u16string_view text, bool clear,
+                    Kt_LoadReport& report) {
+  return LoadTable(dataset, clear, report, [&](LoadedTable& table) {
+    XmlReader reader(text, dataset, report);
+    if (!reader.Read()) return false;
+    table = reader.Table();
+    report.records = table.PresentCount();
+    return true;
   });
 }
 
-kt_long Kt_Dataset::LoadDataXml(std::u16string_view text, bool clear) {
-  Kt_LoadReport report;
-  return LoadDataXml(text, clear, report);
-}
-
-kt_long Kt_Dataset::SaveDataXml(Kt_WString& out, std::u16string_view type, bool header,
-                                Kt_SaveReport& report) const {
+kt_long kt::SaveXml(const Kt_Dataset& dataset, std::u16string_view type, bool header,
+                    Kt_WString& out, Kt_SaveReport& report) {
   out.Empty();
-  const auto write = [&](const LoadedTable& table) -> kt_long {
+  return SaveTable<LoadedTable>(dataset, type, report, [&](const LoadedTable& table) -> kt_long {
     if (const kt_long code = CheckValues(table, report)) return code;
-    XmlWriter writer(table, header);
-    if (!writer.Write()) return report.Refuse(kErrStringTooLong, {});
+    const std::uint32_t failures = MemoryFailures();
+    Kt_WString text;
+    const bool is_written = TableWriter(table, header).Write(text);
+    PassMemoryFailure(failures);
+    if (!is_written) return report.Refuse(kErrStringTooLong, {});
     // As the load will judge it.
-    if (IsBlownUp(table.columns.size(), table.row_count, writer.Text().View().size())) {
+    if (IsBlownUp(table.columns.size(), table.row_count, text.View().size())) {
       return report.Refuse(kErrNotAllowed, u"too many empty cells");
     }
     ChargeOrLeave(0);
-    out = std::move(writer.Text());
-    out.FreeExtra();
+    out = std::move(text);
     return kOk;
-  };
-  return SaveTable(type, report, std::ref(write));  // which needs no memory
-}
-
-kt_long Kt_Dataset::SaveDataXml(Kt_WString& out, std::u16string_view type, bool header) const {
-  Kt_SaveReport report;
-  return SaveDataXml(out, type, header, report);
+  });
 }

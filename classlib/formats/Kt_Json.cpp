@@ -3,18 +3,15 @@
 // JSON. The text is read twice, as CSV is: once to find the columns and their types, once to fill
 // them. The shape is known before that from the first value and, for an object, what follows it.
 #include <algorithm>
-#include <functional>
 #include <unordered_map>
 #include <vector>
 
 #include "classlib/base/Kt_Buffer.h"
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/formats/Kt_Formats.h"
 #include "classlib/formats/detail/Kt_JsonCells.h"
-#include "classlib/formats/detail/Kt_ReportLoad.h"
-#include "classlib/formats/detail/Kt_SavedValue.h"
-#include "classlib/store/Kt_Dataset.h"
+#include "classlib/formats/detail/Kt_Transfer.h"
 #include "classlib/store/Kt_UniqueIds.h"
-#include "classlib/store/detail/Kt_LoadedTable.h"
 #include "classlib/text/Kt_Number.h"
 #include "classlib/text/Kt_Unicode.h"
 
@@ -369,10 +366,6 @@ class JsonLoader {
     return read;
   }
 
-  static void PadTo(Kt_Column& cells, std::size_t rows) {
-    if (cells.RowCount() < rows) cells.AppendNulls(rows - cells.RowCount());
-  }
-
   void Store(const std::vector<JsonCell>& cells, std::size_t offset) {
     values_.assign(cells.size(), Converted());
     faults_.clear();
@@ -398,12 +391,7 @@ class JsonLoader {
   // False for a column that is computed. Of two values in a row the last one counts.
   bool StoreCell(Kt_Column* cells, const Kt_Variant& value) {
     if (cells == nullptr) return false;
-    PadTo(*cells, table_.row_count);
-    if (cells->RowCount() == table_.row_count) {
-      cells->Append(value);
-    } else {
-      cells->Write(table_.row_count, value);
-    }
+    StoreLast(*cells, table_.row_count, value);
     return true;
   }
 
@@ -499,22 +487,22 @@ class JsonLoader {
 
 class JsonRows {
  public:
-  JsonRows(const Kt_JsonSaveOptions& options, Kt_SaveReport& report)
-      : options_(options), report_(report) {}
-
-  void AddColumn(const Kt_WString& id, std::shared_ptr<const Kt_Column> cells) {
-    std::string name;
-    AppendJsonString(id, name);
-    columns_.push_back({id, name + ':', std::move(cells)});
+  JsonRows(const SavedRows& rows, const Kt_JsonSaveOptions& options, Kt_SaveReport& report)
+      : rows_(rows), options_(options), report_(report) {
+    for (const SavedRows::Column& column : rows.columns) {
+      AppendJsonString(column.id, names_.emplace_back());
+      names_.back() += ':';
+    }
   }
 
   // kOk, or the code of the report.
-  kt_long Write(const kt::CountedVector<Slot>& slots) {
+  kt_long Write() {
+    const auto& slots = rows_.slots;
     const bool is_list = options_.layout != Kt_JsonLayout::kLines;
     const std::string_view line_end = options_.layout == Kt_JsonLayout::kOneLine ? "" : "\n";
     if (is_list) text_ += '[';
     for (std::size_t row = 0; row < slots.size(); ++row) {
-      charge_.AddOrLeave(static_cast<std::int64_t>(columns_.size()) * kUnitsPerValue);
+      charge_.AddOrLeave(static_cast<std::int64_t>(names_.size()) * kUnitsPerValue);
       if (row > 0 && is_list) text_ += ',';
       if (row > 0 || is_list) text_ += line_end;
       if (const kt_long code = WriteRow(slots[row], row)) return code;
@@ -531,17 +519,12 @@ class JsonRows {
   }
 
  private:
-  struct SavedColumn {
-    Kt_WString id;
-    std::string name;  // as it is written
-    std::shared_ptr<const Kt_Column> cells;
-  };
-
   kt_long WriteRow(Slot slot, std::size_t row) {
     row_ = '{';
-    for (const SavedColumn& column : columns_) {
-      if (row_.size() > 1) row_ += ',';
-      row_ += column.name;
+    for (std::size_t col = 0; col < names_.size(); ++col) {
+      if (col > 0) row_ += ',';
+      row_ += names_[col];
+      const SavedRows::Column& column = rows_.columns[col];
       const Kt_WString fault =
           AppendJsonValue(column.cells->Read(slot), options_.show_object, row_);
       if (fault.IsEmpty()) continue;
@@ -553,9 +536,10 @@ class JsonRows {
     return kOk;
   }
 
+  const SavedRows& rows_;
   const Kt_JsonSaveOptions& options_;
   Kt_SaveReport& report_;
-  std::vector<SavedColumn> columns_;
+  std::vector<std::string> names_;  // of the columns, as they are written
   std::string row_;
   kt::CountedBytes text_;
   RoundCharge charge_;
@@ -563,26 +547,24 @@ class JsonRows {
 
 }  // namespace
 
-kt_long Kt_Dataset::LoadJson(std::string_view utf8, const Kt_JsonOptions& options,
-                             Kt_LoadReport& report) {
+kt_long kt::LoadJson(Kt_Dataset& dataset, std::string_view utf8, const Kt_JsonOptions& options,
+                     Kt_LoadReport& report) {
   if (utf8.starts_with("\xEF\xBB\xBF")) utf8.remove_prefix(3);
-  return ReportLoad(report, [&]() -> kt_long {
-    JsonLoader loader(utf8, options, *this, report);
-    return loader.Load() ? Adopt(loader.Table(), options.clear) : -1;
+  return LoadTable(dataset, options.clear, report, [&](LoadedTable& table) {
+    JsonLoader loader(utf8, options, dataset, report);
+    if (!loader.Load()) return false;
+    table = std::move(loader.Table());
+    return true;
   });
 }
 
-kt_long Kt_Dataset::SaveJson(Kt_Buffer& out, std::u16string_view type,
-                             const Kt_JsonSaveOptions& options, Kt_SaveReport& report) const {
+kt_long kt::SaveJson(const Kt_Dataset& dataset, std::u16string_view type,
+                     const Kt_JsonSaveOptions& options, Kt_Buffer& out, Kt_SaveReport& report) {
   out.Clear();
-  const auto write = [&](const Kt_Dataset& table, const kt::CountedVector<Slot>& slots) {
-    JsonRows rows(options, report);
-    for (kt_long col = 0; col < table.GetColCount(); ++col) {
-      rows.AddColumn(table.GetColID(col), table.SlotCells(col));
-    }
-    const kt_long code = rows.Write(slots);
+  return SaveTable<SavedRows>(dataset, type, report, [&](const SavedRows& saved) {
+    JsonRows rows(saved, options, report);
+    const kt_long code = rows.Write();
     if (code == kOk) rows.Take(out);
     return code;
-  };
-  return SaveRows(type, report, std::ref(write));  // which needs no memory
+  });
 }

@@ -7,7 +7,7 @@
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/detail/Kt_Refuse.h"
 #include "classlib/store/Kt_Dataset.h"
-#include "classlib/store/detail/Kt_LoadedTable.h"
+#include "classlib/store/detail/Kt_TableDoor.h"
 #include "classlib/store/detail/Kt_Whole.h"
 #include "classlib/text/detail/Kt_TextHash.h"
 
@@ -92,29 +92,14 @@ kt_long Kt_Dataset::CopyF(const Kt_Dataset& source) {
                      [&](const Kt_Dataset& table) { return CopyF(table); });
   }
   return RefuseOnFailure([&]() -> kt_long {
-    LoadedTable table = source.ShownRows();
+    LoadedTable table = TableDoor::Shown(source);
     Kt_Dataset next(id_);
     next.constants_ = source.constants_;
-    if (const kt_long adopted = next.Adopt(table, true); adopted < 0) return adopted;
+    if (const kt_long adopted = TableDoor::Take(next, table, true); adopted < 0) return adopted;
     next.id_ = id_;
     TakeContent(next);
     return GetRowCount();
   });
-}
-
-// The rows as they are shown, as if they had always been so.
-LoadedTable Kt_Dataset::ShownRows() const {
-  LoadedTable table;
-  table.has_column_info = true;
-  const kt::CountedVector<Slot> slots = RowsToSave(ActiveView(), false, false);
-  table.row_count = static_cast<std::uint32_t>(slots.size());
-  for (const Column& column : columns_) {
-    table.columns.push_back(
-        {column.id, column.map, column.type, column.size, nullptr, column.origin});
-    if (column.cells == nullptr) continue;
-    table.columns.back().cells = std::make_shared<Kt_Column>(column.cells->Gather(slots));
-  }
-  return table;
 }
 
 // Pairs of stored columns with the same id: source, target.

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -30,8 +29,7 @@ class Kt_Buffer;
 class Kt_Dataset;
 class Kt_Pivot;
 namespace kt::detail {
-struct LoadedNote;
-struct LoadedTable;
+class TableDoor;
 }  // namespace kt::detail
 
 // What ModifyKeyStat does, and with which keys; the codes that scripts give.
@@ -526,62 +524,26 @@ class KT_CLASS_API Kt_Dataset {
 
   // ---- Files ----------------------------------------------------------------------------------
 
-  // Every load either takes effect as a whole or leaves the dataset as it was. A clearing load
-  // replaces rows, states and, when the data says what its columns are, all columns but logical
-  // ones; otherwise columns are matched by id and missing ones added. Appended rows keep the state
-  // that the data gives them. The number of rows loaded, or -1.
-  //
-  // CSV: quotes as in RFC 4180; lines end with LF, CR LF or CR. The header has "id", "id:type" or
-  // "id:type(size)"; Kt_CellForms.h finds the types that neither it nor the dataset gives. An empty
-  // cell without quotes is null. Short rows are filled with nulls; rows with too many cells and
-  // lines with misplaced quotes are rejected. Every record is loaded or rejected, and the report
-  // tells what was lost or found out. The last form takes UTF-8.
+  // The functions of classlib/formats/Kt_Formats.h by the names that hosts know; it says what they
+  // do. What has no report here has none to give.
   kt_long LoadCSV(std::u16string_view text, bool clear = true);
   kt_long LoadCSV(std::u16string_view text, const Kt_CsvOptions& options, Kt_LoadReport& report);
-  kt_long LoadCSVBytes(std::string_view text, const Kt_CsvOptions& options, Kt_LoadReport& report);
-
-  // Saves rows as they are shown: type "" or "all"; "nf": without filters; "update": inserted and
-  // updated rows. The number of rows; otherwise nothing is saved, and the code of the report is
-  // returned: for another type, for what would be too long, and for a value that the form cannot
-  // hold, which the report names.
-  //
-  // What is saved loads back equal, except that CSV has the cells of stored columns and no states,
-  // and cells of variant columns come back from it as text; lists are refused there. Objects are
-  // refused everywhere, and lists inside lists beyond 65 levels.
+  kt_long LoadCSVBytes(std::string_view utf8, const Kt_CsvOptions& options, Kt_LoadReport& report);
   kt_long SaveCSV(Kt_WString& out, std::u16string_view type = {}, char16_t separator = u',') const;
   kt_long SaveCSV(Kt_WString& out, std::u16string_view type,
                   const Kt_CsvSaveOptions& options) const;
   kt_long SaveCSV(Kt_WString& out, std::u16string_view type, const Kt_CsvSaveOptions& options,
                   Kt_SaveReport& report) const;
-
-  // JSON, in UTF-8:
-  //
-  //   [{"id": 1, "name": "a"}, {"id": 2}]       objects: a column per member, as they appear
-  //   [["id", "name"], [1, "a"], [2]]           lists: the first one holds the column ids
-  //   {"rows": [...], ...}                      either, beside members that are skipped
-  //   {"id": 1, "name": "a"}\n{"id": 2}\n       one object or list after the other
-  //
-  // Types that the dataset does not give are found as for CSV; types in the options are those of
-  // all columns: then the columns that were there go. Cells of computed columns are told as not
-  // converted.
-  //
-  // Rows are saved as objects with every column. Numbers are the shortest that read back equal;
-  // dates are texts in ISO 8601 where those do, else day numbers; binaries are texts in
-  // hexadecimal. Refused are numbers that are infinite or NaN, and objects.
   kt_long LoadJson(std::string_view utf8, const Kt_JsonOptions& options, Kt_LoadReport& report);
   kt_long SaveJson(Kt_Buffer& out, std::u16string_view type, const Kt_JsonSaveOptions& options,
                    Kt_SaveReport& report) const;
-
-  // XML keeps everything that the store knows of the rows it saves: values of every kind but
-  // objects, states, first values, deleted rows in their places. Without `header` types are left
-  // out, and the columns take those that the loading dataset has.
   kt_long LoadDataXml(std::u16string_view text, bool clear = true);
   kt_long LoadDataXml(std::u16string_view text, bool clear, Kt_LoadReport& report);
   kt_long SaveDataXml(Kt_WString& out, std::u16string_view type = {}, bool header = true) const;
   kt_long SaveDataXml(Kt_WString& out, std::u16string_view type, bool header,
                       Kt_SaveReport& report) const;
-  // The binary form keeps the same. Damaged or shortened data is refused as a whole.
   kt_long LoadDataBin(std::span<const std::uint8_t> bytes, bool clear = true);
+  kt_long LoadDataBin(std::span<const std::uint8_t> bytes, bool clear, Kt_LoadReport& report);
   kt_long Save2(Kt_Buffer& out, std::u16string_view type = {}) const;
   kt_long Save2(Kt_Buffer& out, std::u16string_view type, Kt_SaveReport& report) const;
 
@@ -616,6 +578,7 @@ class KT_CLASS_API Kt_Dataset {
   friend class Kt_Pivot;  // works on slots and columns
   friend class Kt_DatasetHandle;
   friend class Kt_RowReader;
+  friend class kt::detail::TableDoor;
   using Slot = kt::detail::Slot;
   using View = kt::detail::View;
   using RowIndex = kt::detail::RowIndex;
@@ -884,7 +847,6 @@ class KT_CLASS_API Kt_Dataset {
   kt_long WithSource(const Kt_Dataset& source, Change change);
   Kt_Variant CellFor(const Kt_Dataset& target, kt_long row, kt_long col) const;
   void DropArrangement();
-  kt::detail::LoadedTable ShownRows() const;
   std::vector<std::pair<kt_long, kt_long>> SharedColumns(const Kt_Dataset& source) const;
   kt_long MergePhysical(const Kt_Dataset& source);
   struct KeyRows;
@@ -893,28 +855,7 @@ class KT_CLASS_API Kt_Dataset {
   void CopyCells(kt_long row, const Kt_Dataset& source, kt_long source_row,
                  const std::vector<std::pair<kt_long, kt_long>>& cols);
   std::u16string KeyText(kt_long row, const std::vector<kt_long>& cols) const;
-  kt_long Adopt(kt::detail::LoadedTable& table, bool clear);
-  std::vector<Kt_WString> KeyIds() const;
-  void FindKeys(const std::vector<Kt_WString>& ids);
-  void DropStoredColumns();
-  bool AdoptColumns(kt::detail::LoadedTable& table, std::vector<kt_long>& cols);
-  void AdoptRows(const kt::detail::LoadedTable& table, const std::vector<kt_long>& cols,
-                 Slot first);
-  void AdoptNote(const kt::detail::LoadedNote& note, const std::vector<kt_long>& cols, Slot slot);
-  void AdoptDeletions(const kt::detail::LoadedTable& table, Slot first);
-  bool SaveViewOf(std::u16string_view save_type, View& view, bool& changed_only) const;
   kt::CountedVector<Slot> RowsToSave(View view, bool changed_only, bool deleted) const;
-  kt::detail::LoadedTable TableToSave(View view, bool changed_only) const;
-  kt_long SaveTable(std::u16string_view type, Kt_SaveReport& report,
-                    const std::function<kt_long(kt::detail::LoadedTable&)>& write) const;
-  kt_long SaveRows(
-      std::u16string_view type, Kt_SaveReport& report,
-      const std::function<kt_long(const Kt_Dataset&, const kt::CountedVector<Slot>&)>& write) const;
-  void AddNotes(const kt::CountedVector<Slot>& slots, kt::detail::LoadedTable& table) const;
-  template <class Unit>
-  kt_long LoadCsvText(std::basic_string_view<Unit> text, const Kt_CsvOptions& options,
-                      Kt_LoadReport& report);
-
   Kt_Variant FirstValue(Slot slot, kt_long col) const;
   Kt_Variant OriginalAt(View view, kt_long row, kt_long col) const;
   void RestoreFirstValues(Slot slot);

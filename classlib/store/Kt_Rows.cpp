@@ -272,6 +272,20 @@ void Kt_Dataset::RemoveEntries(std::uint8_t flags) {
   }
 }
 
+// The rows to save in record order; deleted ones are among them when `deleted` is set.
+kt::CountedVector<Slot> Kt_Dataset::RowsToSave(View view, bool changed_only, bool deleted) const {
+  kt::CountedVector<Slot> slots;
+  ChargeOrLeave(static_cast<std::int64_t>(index_->EntryCount()) * Kt_WorkMeter::kUnitsPerCell / 2);
+  index_->ForEachEntry([&](RowIndex::Place, Slot slot) {
+    const std::uint8_t flags = index_->Flags(slot);
+    const bool is_deleted = (flags & kRowDeleted) != 0;
+    if (is_deleted ? !deleted : !index_->IsIn(view, slot)) return;
+    if (changed_only && (flags & (kRowInserted | kRowUpdated | kRowDeleted)) == 0) return;
+    slots.push_back(slot);
+  });
+  return slots;
+}
+
 // ---- Order ------------------------------------------------------------------------------------
 
 kt_long Kt_Dataset::MoveRow(kt_long from, kt_long to) {

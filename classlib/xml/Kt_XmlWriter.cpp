@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "classlib/xml/Kt_XmlWriter.h"
 
+#include <algorithm>
 #include <exception>
 
-#include "classlib/base/Kt_Memory.h"
+#include "classlib/base/Kt_Charge.h"
 #include "classlib/xml/detail/Kt_XmlScanner.h"
 
 namespace {
+
+constexpr auto kMaxUnits = static_cast<std::size_t>(kMaxStringLength);
 
 bool StartsName(char16_t unit) {
   return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z') || unit == u'_' ||
@@ -35,12 +38,32 @@ bool kt_isxmlnameW(std::u16string_view name) {
 template <class Write>
 bool Kt_XmlWriter::Do(Write write) {
   try {
-    good_ = good_ && write() && out_.size() <= static_cast<std::size_t>(kMaxStringLength);
+    good_ = good_ && write() && Size() <= kMaxUnits;
+    if (good_ && out_.size() >= kt::detail::kPieceUnits) good_ = PassOn();
   } catch (const std::exception&) {
     (void)kt::NoteMemoryFailure();
     good_ = false;
   }
   return good_;
+}
+
+bool Kt_XmlWriter::PassOn() {
+  if (!text_.Append(out_)) return false;
+  out_.clear();
+  return true;
+}
+
+// In pieces, because references make a text up to eight times as long.
+bool Kt_XmlWriter::AppendText(std::u16string_view text) {
+  constexpr std::size_t kPiece = 1 << 16;
+  while (!text.empty() && text.size() <= kMaxUnits - std::min(Size(), kMaxUnits)) {
+    std::size_t units = std::min(kPiece, text.size());
+    // Both halves of a pair stay together.
+    if (units < text.size() && IsHigh(text[units - 1])) --units;
+    kt::detail::AppendXmlText(text.substr(0, units), out_);
+    text.remove_prefix(units);
+  }
+  return text.empty();
 }
 
 bool Kt_XmlWriter::CloseTag() {
@@ -49,7 +72,7 @@ bool Kt_XmlWriter::CloseTag() {
   return true;
 }
 
-void Kt_XmlWriter::NewLine(std::size_t depth) {
+void Kt_XmlWriter::Indent(std::size_t depth) {
   if (!indent_) return;
   out_ += u'\n';
   out_.append(2 * depth, u' ');
@@ -59,16 +82,16 @@ bool Kt_XmlWriter::Start(std::u16string_view name) {
   return Do([&] {
     if (!kt_isxmlnameW(name)) return false;
     if (open_.empty()) {
-      if (!out_.empty()) return false;
+      if (Size() > 0) return false;
       out_ = u"<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
     } else {
       CloseTag();
       open_.back().has_children = true;
-      if (!open_.back().has_text) NewLine(open_.size());
+      if (!open_.back().has_text) Indent(open_.size());
     }
     // Elements inside text belong to it.
     const bool in_text = !open_.empty() && open_.back().has_text;
-    open_.push_back({std::u16string(name), in_text, false});
+    open_.push_back({kt::CountedText(name), in_text, false});
     out_ += u'<';
     out_ += name;
     in_tag_ = true;
@@ -82,9 +105,9 @@ bool Kt_XmlWriter::Attribute(std::u16string_view name, std::u16string_view value
     out_ += u' ';
     out_ += name;
     out_ += u"=\"";
-    kt::detail::AppendXmlText(value, out_);
+    const bool fits = AppendText(value);
     out_ += u'"';
-    return true;
+    return fits;
   });
 }
 
@@ -94,7 +117,19 @@ bool Kt_XmlWriter::Text(std::u16string_view text) {
     if (open_.empty()) return false;
     CloseTag();
     open_.back().has_text = true;
-    kt::detail::AppendXmlText(text, out_);
+    return AppendText(text);
+  });
+}
+
+bool Kt_XmlWriter::Content() {
+  return Do([&] { return !open_.empty() && CloseTag(); });
+}
+
+bool Kt_XmlWriter::NewLine() {
+  return Do([&] {
+    if (open_.empty()) return false;
+    CloseTag();
+    out_ += u'\n';
     return true;
   });
 }
@@ -108,7 +143,7 @@ bool Kt_XmlWriter::End() {
       out_ += u"/>";
       in_tag_ = false;
     } else {
-      if (closed.has_children && !closed.has_text) NewLine(open_.size());
+      if (closed.has_children && !closed.has_text) Indent(open_.size());
       out_ += u"</";
       out_ += closed.name;
       out_ += u'>';
@@ -121,8 +156,9 @@ bool Kt_XmlWriter::End() {
 bool Kt_XmlWriter::Finish(Kt_WString& out) {
   while (!open_.empty() && End()) {
   }
-  const bool done = good_ && !out_.empty();
-  out = done ? Kt_WString(out_) : Kt_WString();
+  const bool done = Do([&] { return Size() > 0 && PassOn(); });
+  out = done ? std::move(text_) : Kt_WString();
+  out.FreeExtra();
   *this = Kt_XmlWriter(indent_);
   return done;
 }

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <string>
 #include <string_view>
 #include <vector>
 
+#include "classlib/base/Kt_Memory.h"
 #include "classlib/text/Kt_WString.h"
 
 // True for what XML takes as the name of an element or attribute: a letter, '_', ':' or a character
@@ -36,8 +36,14 @@ class KT_CLASS_API Kt_XmlWriter {
   bool Attribute(std::u16string_view name, std::u16string_view value);
   // Refused outside the root element. The empty text does nothing.
   bool Text(std::u16string_view text);
+  // Ends the start tag, so that an element without content is <a></a> and not <a/>.
+  bool Content();
+  // A line feed for the eye inside the root element: blank text for those who read the document.
+  bool NewLine();
   // Ends the element that is open. Refused when there is none.
   bool End();
+  // Whether no call was refused yet.
+  bool IsGood() const { return good_; }
   // Ends all open elements and gives the document; the writer is empty afterwards. False, and the
   // empty text, when a call was refused, there is no root element, or the text would be longer than
   // kMaxStringLength or than memory.
@@ -45,12 +51,15 @@ class KT_CLASS_API Kt_XmlWriter {
 
  private:
   struct Open {
-    std::u16string name;
+    kt::CountedText name;
     bool has_text = false;      // so that no blanks may be added
     bool has_children = false;  // elements
   };
+  bool AppendText(std::u16string_view text);
   bool CloseTag();
-  void NewLine(std::size_t depth);
+  void Indent(std::size_t depth);
+  std::size_t Size() const { return text_.View().size() + out_.size(); }
+  bool PassOn();
 
   template <class Write>
   bool Do(Write write);
@@ -59,5 +68,6 @@ class KT_CLASS_API Kt_XmlWriter {
   bool good_ = true;
   bool in_tag_ = false;  // the start tag may still get attributes
   std::vector<Open> open_;
-  std::u16string out_;
+  Kt_WString text_;      // which grows without being copied
+  kt::CountedText out_;  // what comes after it
 };

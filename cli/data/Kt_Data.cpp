@@ -113,11 +113,9 @@ bool LoadJsonText(std::string_view bytes, const DataOptions& options, Kt_Dataset
 bool LoadBinary(std::string_view bytes, Kt_Dataset& dataset, DataReport& report) {
   const auto* const first = reinterpret_cast<const std::uint8_t*>(bytes.data());
   const Kt_WString id = dataset.GetId();
-  const kt_long loaded = dataset.LoadDataBin(std::span(first, bytes.size()), true);
+  const bool loaded = dataset.LoadDataBin(std::span(first, bytes.size()), true, report.rows) >= 0;
   dataset.SetId(id);
-  if (loaded < 0) return Fail("no whole dataset in binary form", report);
-  report.rows.rows_read = loaded;
-  return true;
+  return loaded || FailInStore(report);
 }
 
 bool Load(std::string_view bytes, const DataOptions& options, Kt_Dataset& dataset,

@@ -282,7 +282,9 @@ TEST(DatasetFiles, DamagedBytesNeverCrash) {
   const std::vector<std::uint8_t> good(bytes.GetData(), bytes.GetData() + bytes.GetSize());
   Kt_Dataset back;
   for (std::size_t size = 0; size < good.size(); ++size) {
-    ASSERT_EQ(back.LoadDataBin({good.data(), size}), -1) << size;
+    Kt_LoadReport report;
+    ASSERT_EQ(back.LoadDataBin({good.data(), size}, true, report), -1) << size;
+    ASSERT_EQ(report.error, u"no whole dataset in binary form") << size;
   }
   std::mt19937 random(11);
   for (int turn = 0; turn < 20000; ++turn) {

@@ -235,12 +235,26 @@ TEST(Xml, Writer) {
             "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<a>\n  <b x=\"&quot;1&quot;\"/>\n"
             "  <c>t<d><e/></d></c>\n</a>\n");
 
+  Kt_XmlWriter plain;
+  plain.Start(u"a");
+  plain.NewLine();
+  for (const bool has_content : {false, true}) {
+    plain.Start(u"b");
+    if (has_content) plain.Content();
+    plain.End();
+  }
+  plain.NewLine();
+  ASSERT_TRUE(plain.Finish(text));
+  EXPECT_EQ(Utf8(text), "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<a>\n<b/><b></b>\n</a>\n");
+
   // The first refusal spoils the document, and the writer starts anew after Finish.
   const std::function<bool()> refused[] = {
       [&] { return writer.Start(u"<"); },
       [&] { return writer.Attribute(u"x", u"1"); },
       [&] { return writer.Text(u"x"); },
       [&] { return writer.End(); },
+      [&] { return writer.Content(); },
+      [&] { return writer.NewLine(); },
       [&] { return writer.Start(u"a") && writer.End() && writer.Start(u"b"); },
       [&] { return writer.Start(u"a") && writer.Text(u"t") && writer.Attribute(u"x", u"1"); },
   };

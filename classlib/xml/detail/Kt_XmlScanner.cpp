@@ -53,16 +53,16 @@ bool AppendCodePoint(std::u16string_view digits, int base, std::u16string& out) 
 bool IsHigh(char16_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
 bool IsLow(char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 
-template <class Text>
-void AppendReference(char16_t unit, Text& out) {
+void AppendReference(char16_t unit, CountedText& out) {
   constexpr char16_t kDigits[] = u"0123456789ABCDEF";
   out += u"&#x";
   for (int shift = 12; shift >= 0; shift -= 4) out += kDigits[unit >> shift & 15];
   out += u';';
 }
 
-template <class Text>
-void AppendTo(std::u16string_view text, Text& out) {
+}  // namespace
+
+void AppendXmlText(std::u16string_view text, CountedText& out) {
   for (std::size_t at = 0; at < text.size(); ++at) {
     const char16_t unit = text[at];
     if (!GoesOnAt(at, 4)) return;
@@ -85,11 +85,6 @@ void AppendTo(std::u16string_view text, Text& out) {
     }
   }
 }
-
-}  // namespace
-
-void AppendXmlText(std::u16string_view text, std::u16string& out) { AppendTo(text, out); }
-void AppendXmlText(std::u16string_view text, CountedText& out) { AppendTo(text, out); }
 
 const std::u16string* XmlScanner::Attribute(std::u16string_view name) const {
   for (const auto& [attribute, value] : attributes_) {

@@ -83,7 +83,6 @@ class XmlScanner {
 };
 
 // Appends text with what XML would take for markup, drop or change written as references.
-void AppendXmlText(std::u16string_view text, std::u16string& out);
 void AppendXmlText(std::u16string_view text, CountedText& out);
 
 }  // namespace kt::detail

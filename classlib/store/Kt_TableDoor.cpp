@@ -1,0 +1,266 @@
+// SPDX-License-Identifier: MIT
+//
+// Taking over what a file held, and choosing what a file will hold.
+#include "classlib/store/detail/Kt_TableDoor.h"
+
+#include <algorithm>
+#include <unordered_map>
+
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/detail/Kt_Refuse.h"
+#include "classlib/store/detail/Kt_Whole.h"
+
+namespace kt::detail {
+
+kt_long LoadedTable::PresentCount() const {
+  return RowCount() -
+         static_cast<kt_long>(std::ranges::count(notes, kRowTypeDelete, &LoadedNote::type));
+}
+
+// ---- Taking -----------------------------------------------------------------------------------
+
+// Works on a copy, which shares everything that is not replaced.
+kt_long TableDoor::Take(Kt_Dataset& dataset, LoadedTable& table, bool clear) {
+  KT_CHECK_THREAD(dataset.one_thread_, "dataset", dataset.id_);
+  if (dataset.IsEvaluating()) return -1;
+  if (!clear && !dataset.IsPhysical()) return -1;
+  return RefuseOnFailure([&]() -> kt_long {
+    ChargeOrLeave(0);  // what was read may be a part
+    const std::uint32_t failures = MemoryFailures();
+    Kt_Dataset next(dataset);
+    if (const kt_long refusal = TableDoor(next).Fill(table, clear); refusal < 0) return refusal;
+    PassMemoryFailure(failures);  // of what gives no answer
+    if (!clear)
+      std::swap(next.history_, dataset.history_);  // the rows that were here keep their slots
+    dataset = std::move(next);
+    if (!dataset.key_cells_.empty())
+      dataset.ComputeKeyCells();  // which the copy had no evaluator for
+    return table.PresentCount();
+  });
+}
+
+kt_long TableDoor::Fill(LoadedTable& table, bool clear) {
+  std::vector<Kt_WString> key_ids;
+  for (const Kt_Dataset::Key& key : dataset_.keys_) key_ids.push_back(dataset_.GetColID(key.col));
+  if (clear) dataset_.ClearData();
+  if (clear && dataset_.ShowsSource()) dataset_.OwnColumns();
+  if (clear && table.has_column_info) DropStoredColumns();
+  const Slot first = dataset_.slot_count_;
+  if (first + std::size_t{table.row_count} > static_cast<std::size_t>(kMaxDatasetRows)) {
+    return kErrRowNotAdded;
+  }
+  if (!TakeColumns(table)) {
+    return dataset_.GetColCount() < kMaxDatasetColumns ? kErrNoMemory : -1;
+  }
+  TakeRows(table, first);
+  FindKeys(key_ids);
+  if (clear && !table.id.IsEmpty()) dataset_.id_ = table.id;
+  return TakeConstants(table);
+}
+
+kt_long TableDoor::TakeConstants(const LoadedTable& table) {
+  for (const auto& [id, value] : table.constants) {
+    if (dataset_.SetConstColumn(id, value) >= 0) continue;
+    if (const kt_long added = dataset_.AddConstColumn(id, value); added < 0) return added;
+  }
+  return kOk;
+}
+
+// Keys stay with the ids of their columns, and go with them.
+void TableDoor::FindKeys(const std::vector<Kt_WString>& ids) {
+  for (std::size_t key = 0; key < dataset_.keys_.size(); ++key)
+    dataset_.keys_[key].col = dataset_.GetColIndex(ids[key]);
+  std::erase_if(dataset_.keys_, [](const Kt_Dataset::Key& key) { return key.col < 0; });
+  dataset_.RecalcGroup();
+}
+
+void TableDoor::DropStoredColumns() {
+  std::erase_if(dataset_.columns_,
+                [](const Kt_Dataset::Column& column) { return column.cells != nullptr; });
+  NameMap& names = dataset_.names_.Write();
+  names.Clear();
+  for (kt_long col = 0; col < dataset_.GetColCount(); ++col) names.Add(dataset_.GetColID(col), col);
+  dataset_.ResolveLogicalColumns();
+}
+
+bool TableDoor::TakeColumns(LoadedTable& table) {
+  for (LoadedColumn& loaded : table.columns) {
+    kt_long col = dataset_.GetColIndex(loaded.id);
+    if (col < 0 && loaded.cells == nullptr) {
+      Kt_Dataset::Column logical{loaded.id, loaded.map, loaded.type, loaded.size};
+      logical.origin = loaded.origin;
+      col = dataset_.AddColumnRow(std::move(logical));
+    } else if (col < 0) {
+      col = dataset_.AddColumn(loaded.id, loaded.type, loaded.size);
+    }
+    if (col < 0) return false;
+    cols_.push_back(col);
+  }
+  for (std::size_t at = 0; at < cols_.size(); ++at) {
+    Kt_Dataset::Column& column = dataset_.columns_[static_cast<std::size_t>(cols_[at])];
+    std::shared_ptr<Kt_Column>& loaded = table.columns[at].cells;
+    if (column.cells == nullptr || loaded == nullptr) continue;
+    if (column.type == loaded->Type() && dataset_.slot_count_ == 0) {
+      column.cells = std::move(loaded);
+      continue;
+    }
+    Kt_Column& cells = dataset_.WriteCells(cols_[at]);
+    if (cells.RowCount() > dataset_.slot_count_) cells = cells.Head(dataset_.slot_count_);
+    cells.AppendFrom(*loaded);
+  }
+  return true;
+}
+
+void TableDoor::TakeRows(const LoadedTable& table, Slot first) {
+  RowIndex& index = dataset_.index_.Write();
+  dataset_.slot_count_ += table.row_count;
+  for (std::size_t col = 0; col < dataset_.columns_.size(); ++col) {
+    if (dataset_.columns_[col].cells == nullptr ||
+        dataset_.columns_[col].cells->RowCount() >= dataset_.slot_count_)
+      continue;
+    Kt_Column& cells = dataset_.WriteCells(static_cast<kt_long>(col));
+    cells.AppendNulls(dataset_.slot_count_ - cells.RowCount());
+  }
+  index.Append(first, table.row_count);
+  RoundCharge charge;
+  for (const LoadedNote& note : table.notes) {
+    charge.AddOrLeave(32 * Kt_WorkMeter::kUnitsPerCell);
+    TakeNote(note, first + note.row);
+  }
+  TakeDeletions(table, first);
+  ++dataset_.structure_version_;
+}
+
+void TableDoor::TakeNote(const LoadedNote& note, Slot slot) {
+  if (note.type == kRowTypeInsert) {
+    dataset_.index_.Write().Mark(slot, kRowInserted, 0);
+    ++dataset_.inserted_count_;
+    return;
+  }
+  ChangeBuffer& changes = dataset_.changes_.Write();
+  changes.Touch(slot).forced = note.forced;
+  for (const auto& [loaded_col, old] : note.old_cells) {
+    const kt_long stored = dataset_.StoredCol(cols_[loaded_col]);
+    if (stored >= 0) changes.NoteWrite(slot, stored, dataset_.CellsOf(stored)->Converted(old));
+  }
+  if (note.type == kRowTypeUpdate) dataset_.index_.Write().Mark(slot, kRowUpdated, 0);
+}
+
+void TableDoor::TakeDeletions(const LoadedTable& table, Slot first) {
+  std::vector<const LoadedNote*> deleted;
+  for (const LoadedNote& note : table.notes) {
+    if (note.type == kRowTypeDelete) deleted.push_back(&note);
+  }
+  if (deleted.empty()) return;
+  std::stable_sort(deleted.begin(), deleted.end(), [](const LoadedNote* a, const LoadedNote* b) {
+    return a->delete_number < b->delete_number;
+  });
+  for (const LoadedNote* note : deleted) {
+    dataset_.changes_.Write().NoteDelete(first + note->row);
+    dataset_.index_.Write().Mark(first + note->row, kRowDeleted, 0);
+  }
+  dataset_.index_.Write().RecountAll();
+}
+
+// ---- Giving -----------------------------------------------------------------------------------
+
+std::optional<TableDoor::Choice> TableDoor::ChoiceOf(const Kt_Dataset& dataset,
+                                                     std::u16string_view save_type) {
+  const Kt_WString type(save_type);
+  if (type.EqualsNoCase(u"update")) return Choice{kAllRows, true};
+  if (type.EqualsNoCase(u"nf")) return Choice{kAllRows, false};
+  if (!type.IsEmpty() && !type.EqualsNoCase(u"all")) return std::nullopt;
+  return Choice{dataset.ActiveView(), false};
+}
+
+kt_long TableDoor::Give(const Kt_Dataset& dataset, std::u16string_view save_type,
+                        LoadedTable& table) {
+  KT_CHECK_THREAD(dataset.one_thread_, "dataset", dataset.id_);
+  const auto choice = ChoiceOf(dataset, save_type);
+  if (!choice) return kErrNotAllowed;
+  if (!dataset.IsPhysical()) return Give(dataset.AsTable(choice->view), save_type, table);
+  table.id = dataset.id_;
+  for (const auto& constant : dataset.constants_) {
+    table.constants.emplace_back(constant.id, constant.value);
+  }
+  const CountedVector<Slot> slots = dataset.RowsToSave(choice->view, choice->changed_only, true);
+  GiveColumns(dataset, slots, table);
+  GiveNotes(dataset, slots, table);
+  return kOk;
+}
+
+// Cells of computed columns are made on the way.
+kt_long TableDoor::Give(const Kt_Dataset& dataset, std::u16string_view save_type, SavedRows& rows) {
+  KT_CHECK_THREAD(dataset.one_thread_, "dataset", dataset.id_);
+  const auto choice = ChoiceOf(dataset, save_type);
+  if (!choice) return kErrNotAllowed;
+  const auto give = [&]() -> kt_long {
+    if (!dataset.IsPhysical()) {
+      const std::shared_ptr<Kt_ColumnEvaluator> evaluator = dataset.GetEvaluator();
+      Kt_Dataset table = dataset.AsTable(choice->view);
+      table.SetEvaluator(evaluator);  // for its columns of expressions
+      return Give(table, save_type, rows);
+    }
+    rows.slots = dataset.RowsToSave(choice->view, choice->changed_only, false);
+    for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
+      rows.columns.push_back(
+          {dataset.GetColID(col), dataset.GetColSize(col), dataset.SlotCells(col)});
+    }
+    return kOk;
+  };
+  return dataset.Whole(give, -1);
+}
+
+LoadedTable TableDoor::Shown(const Kt_Dataset& dataset) {
+  LoadedTable table;
+  GiveColumns(dataset, dataset.RowsToSave(dataset.ActiveView(), false, false), table);
+  return table;
+}
+
+// The columns as they are in those rows.
+void TableDoor::GiveColumns(const Kt_Dataset& dataset, const CountedVector<Slot>& slots,
+                            LoadedTable& table) {
+  table.has_column_info = true;
+  table.row_count = static_cast<std::uint32_t>(slots.size());
+  for (const Kt_Dataset::Column& column : dataset.columns_) {
+    table.columns.push_back(
+        {column.id, column.map, column.type, column.size, nullptr, column.origin});
+    if (column.cells == nullptr) continue;
+    table.columns.back().cells = std::make_shared<Kt_Column>(column.cells->Gather(slots));
+  }
+}
+
+void TableDoor::GiveNotes(const Kt_Dataset& dataset, const CountedVector<Slot>& slots,
+                          LoadedTable& table) {
+  std::unordered_map<Slot, kt_long> delete_numbers;
+  for (const Slot slot : dataset.changes_->Deleted()) {
+    delete_numbers.emplace(slot, static_cast<kt_long>(delete_numbers.size()));
+  }
+  std::vector<std::pair<std::uint64_t, LoadedNote>> notes;
+  RoundCharge charge;
+  for (std::uint32_t row = 0; row < slots.size(); ++row) {
+    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
+    const std::uint8_t flags = dataset.index_->Flags(slots[row]);
+    LoadedNote note;
+    note.row = row;
+    if ((flags & kRowInserted) != 0) {
+      note.type = kRowTypeInsert;
+      notes.emplace_back(0, std::move(note));
+    } else if (const ChangeBuffer::Entry* const entry = dataset.changes_->Find(slots[row])) {
+      note.type = entry->deleted ? kRowTypeDelete : kRowTypeUpdate;
+      note.forced = entry->forced;
+      if (entry->deleted) note.delete_number = delete_numbers[slots[row]];
+      for (const auto& [col, old] : entry->cells) {
+        note.old_cells.emplace_back(static_cast<std::uint32_t>(col), old);
+      }
+      notes.emplace_back(entry->number + 1, std::move(note));
+    }
+  }
+  std::stable_sort(notes.begin(), notes.end(), [&](const auto& a, const auto& b) {
+    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
+    return a.first < b.first;
+  });
+  for (auto& [number, note] : notes) table.notes.push_back(std::move(note));
+}
+
+}  // namespace kt::detail
