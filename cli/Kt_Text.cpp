@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "classlib/base/Kt_WorkMeter.h"
+#include "classlib/text/Kt_Utf16.h"
 #include "classlib/value/Kt_Object.h"
 #include "cli/Kt_Visible.h"
 
@@ -55,16 +56,7 @@ bool IsIn(const Range (&ranges)[N], char32_t character) {
   return found != std::end(ranges) && found->first <= character;
 }
 
-bool IsHigh(char16_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
-bool IsLow(char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 bool IsBreak(char16_t unit) { return unit == u'\r' || unit == u'\n'; }
-
-// The character at `at`, and `at` moved past it. A lone surrogate stands for itself.
-char32_t NextCharacter(std::u16string_view text, std::size_t& at) {
-  const char16_t unit = text[at++];
-  if (!IsHigh(unit) || at == text.size() || !IsLow(text[at])) return unit;
-  return 0x10000 + ((char32_t{unit} - 0xD800) << 10) + (text[at++] - char32_t{0xDC00});
-}
 
 // Units shown before and after the place, at the most.
 constexpr std::size_t kUnitsBefore = 100;
@@ -202,14 +194,14 @@ std::string LineWithCaret(std::u16string_view text, std::size_t offset, std::siz
   int column = 0;
   if (offset - start > kUnitsBefore) {
     start = offset - kUnitsBefore;
-    if (IsLow(text[start])) ++start;
+    if (IsLowSurrogate(text[start])) ++start;
     line = "...";
     column = 3;
   }
   const char* tail = "\n";
   if (end - offset > kUnitsBehind) {
     end = offset + kUnitsBehind;
-    if (IsLow(text[end])) ++end;
+    if (IsLowSurrogate(text[end])) ++end;
     tail = "...\n";
   }
   const std::size_t marked_end = std::clamp(offset + length, offset, end);

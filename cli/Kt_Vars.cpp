@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "classlib/text/Kt_Utf16.h"
 #include "cli/Kt_Text.h"
 #include "cli/Kt_Visible.h"
 
@@ -78,19 +79,13 @@ class Beginning {
   Kt_WString out_;
 };
 
-// The length of the character at `at`.
-std::size_t UnitsAt(std::u16string_view text, std::size_t at) {
-  const bool is_pair = text[at] >= 0xD800 && text[at] < 0xDC00 && at + 1 < text.size();
-  return is_pair ? 2 : 1;
-}
-
 // `text` in at most `limit` columns.
 std::string Cut(const Kt_WString& text, int limit) {
   const std::u16string_view view = text;
   std::size_t fits = 0;  // with the mark
   int width = 0;
   for (std::size_t at = 0; at < view.size();) {
-    const std::size_t units = UnitsAt(view, at);
+    const std::size_t units = IsPairAt(view, at) ? 2 : 1;
     width += DisplayWidth(view.substr(at, units));
     if (width > limit) return Kt_WString(view.substr(0, fits)).ToUtf8() + "...";
     at += units;

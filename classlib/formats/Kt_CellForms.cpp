@@ -14,6 +14,7 @@
 #include <limits>
 
 #include "classlib/formats/detail/Kt_FileText.h"
+#include "classlib/text/Kt_Utf16.h"
 
 namespace {
 
@@ -914,7 +915,7 @@ std::optional<Kt_ColumnType> kt_statedtypeW(const Kt_CellRules& rules, const Kt_
 Kt_WString kt_excerptW(std::u16string_view text) {
   if (text.size() <= kExcerpt) return text;
   std::size_t length = kExcerpt;
-  if (text[length - 1] >= 0xD800 && text[length - 1] < 0xDC00) --length;  // whole characters
+  if (kt::IsHighSurrogate(text[length - 1])) --length;  // whole characters
   Kt_WString excerpt(text.substr(0, length));
   excerpt += u"\u2026";
   return excerpt;

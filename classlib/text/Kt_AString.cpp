@@ -9,6 +9,7 @@
 #include <new>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/text/Kt_Utf16.h"
 
 namespace {
 
@@ -99,9 +100,6 @@ std::string ToUtf16Bytes(std::u16string_view text) {
   return out;
 }
 
-bool IsHighSurrogate(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-bool IsLowSurrogate(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
-
 bool FromUtf16Bytes(std::string_view bytes, Kt_WString& out) {
   const auto unit = [bytes](std::size_t index) {
     return static_cast<char16_t>(static_cast<unsigned char>(bytes[index * 2]) |
@@ -109,8 +107,8 @@ bool FromUtf16Bytes(std::string_view bytes, Kt_WString& out) {
   };
   std::size_t first = 0;
   std::size_t end = bytes.size() / 2;
-  if (first < end && IsLowSurrogate(unit(first))) ++first;
-  if (first < end && IsHighSurrogate(unit(end - 1))) --end;
+  if (first < end && kt::IsLowSurrogate(unit(first))) ++first;
+  if (first < end && kt::IsHighSurrogate(unit(end - 1))) --end;
   if (end - first > static_cast<std::size_t>(kMaxStringLength)) return false;
   char16_t* const text = out.GetBuffer(static_cast<kt_long>(end - first));
   if (text == nullptr) return false;

@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/text/Kt_Utf16.h"
 
 namespace {
 
@@ -239,14 +240,11 @@ std::int64_t CountLines(std::basic_string_view<Unit> text, std::size_t offset) {
 }  // namespace
 
 Kt_WString kt_characterW(char32_t code_point) {
-  if (code_point > 0x10FFFF || (code_point >= 0xD800 && code_point <= 0xDFFF)) return {};
-  if (code_point <= 0xFFFF) {
-    const auto unit = static_cast<char16_t>(code_point);
-    return Kt_WString(&unit, 1);
-  }
-  const char16_t pair[] = {static_cast<char16_t>(0xD7C0 + (code_point >> 10)),
-                           static_cast<char16_t>(0xDC00 | (code_point & 0x3FF))};
-  return Kt_WString(pair, 2);
+  if (code_point > 0x10FFFF || kt::IsSurrogate(code_point)) return {};
+  char16_t units[2];
+  char16_t* end = units;
+  kt::WriteUtf16(code_point, end);
+  return Kt_WString(units, static_cast<kt_long>(end - units));
 }
 
 bool kt_toupperW(const Kt_WString& text, Kt_WString& out) { return MapCase<UpperCase>(text, out); }

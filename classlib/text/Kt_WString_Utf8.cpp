@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/text/Kt_Utf16.h"
 #include "classlib/text/Kt_WString.h"
 
 namespace {
@@ -18,8 +19,6 @@ struct Decoded {
   std::size_t length;  // bytes taken, at least 1
   bool good;
 };
-
-bool IsSurrogate(char32_t unit) { return unit >= 0xD800 && unit <= 0xDFFF; }
 
 // The character that starts at `at`, by the table of well-formed sequences in the Unicode
 // standard (chapter 3, table 3-7). A bad one takes the bytes that could have started a good one.
@@ -103,12 +102,7 @@ bool Write(std::string_view bytes, char16_t* out) {
     if (static_cast<signed char>(bytes[at]) >= 0) continue;
     const Decoded next = DecodeOne(bytes, at);
     at += next.length;
-    if (next.code_point > 0xFFFF) {
-      *out++ = static_cast<char16_t>(0xD7C0 + (next.code_point >> 10));
-      *out++ = static_cast<char16_t>(0xDC00 | (next.code_point & 0x3FF));
-    } else {
-      *out++ = static_cast<char16_t>(next.code_point);
-    }
+    kt::WriteUtf16(next.code_point, out);
   }
   return true;
 }
@@ -125,12 +119,8 @@ bool Convert(std::string_view bytes, std::size_t units, Kt_WString& out) {
 
 // The character at `at` of UTF-16 text; moves `at` past it.
 char32_t TakeCharacter(std::u16string_view text, std::size_t& at) {
-  const char32_t unit = text[at++];
-  if (!IsSurrogate(unit)) return unit;
-  const char32_t next = at < text.size() ? text[at] : 0;
-  if (unit > 0xDBFF || next < 0xDC00 || next > 0xDFFF) return kReplacement;
-  ++at;
-  return 0x10000 + ((unit - 0xD800) << 10) + (next - 0xDC00);
+  const char32_t character = kt::NextCharacter(text, at);
+  return kt::IsSurrogate(character) ? kReplacement : character;
 }
 
 // False when the run was stopped on the way.

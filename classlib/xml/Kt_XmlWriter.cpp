@@ -5,6 +5,7 @@
 #include <exception>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/text/Kt_Utf16.h"
 #include "classlib/xml/detail/Kt_XmlScanner.h"
 
 namespace {
@@ -20,16 +21,17 @@ bool ContinuesName(char16_t unit) {
   return StartsName(unit) || (unit >= u'0' && unit <= u'9') || unit == u'-' || unit == u'.';
 }
 
-bool IsHigh(char16_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
-bool IsLow(char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
-
 }  // namespace
 
 bool kt_isxmlnameW(std::u16string_view name) {
   if (name.empty() || !StartsName(name.front())) return false;
   for (std::size_t at = 0; at < name.size(); ++at) {
-    if (!ContinuesName(name[at]) || IsLow(name[at]) || name[at] >= 0xFFFE) return false;
-    if (IsHigh(name[at]) && (++at == name.size() || !IsLow(name[at]))) return false;
+    if (!ContinuesName(name[at]) || name[at] >= 0xFFFE) return false;
+    if (kt::IsPairAt(name, at)) {
+      ++at;
+    } else if (kt::IsSurrogate(name[at])) {
+      return false;
+    }
   }
   return true;
 }
@@ -59,7 +61,7 @@ bool Kt_XmlWriter::AppendText(std::u16string_view text) {
   while (!text.empty() && text.size() <= kMaxUnits - std::min(Size(), kMaxUnits)) {
     std::size_t units = std::min(kPiece, text.size());
     // Both halves of a pair stay together.
-    if (units < text.size() && IsHigh(text[units - 1])) --units;
+    if (units < text.size() && kt::IsHighSurrogate(text[units - 1])) --units;
     kt::detail::AppendXmlText(text.substr(0, units), out_);
     text.remove_prefix(units);
   }

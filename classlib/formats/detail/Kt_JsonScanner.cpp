@@ -2,6 +2,9 @@
 #include "classlib/formats/detail/Kt_JsonScanner.h"
 
 #include <charconv>
+#include <iterator>
+
+#include "classlib/text/Kt_Utf16.h"
 
 namespace kt::detail {
 namespace {
@@ -38,15 +41,6 @@ char16_t UnitOfEscape(char letter) {
     case 't': return u'\t';
     default: return static_cast<char16_t>(letter);
   }
-}
-
-void AppendCodePoint(char32_t code_point, std::u16string& text) {
-  if (code_point < 0x10000) {
-    text += static_cast<char16_t>(code_point);
-    return;
-  }
-  text += static_cast<char16_t>(0xD800 + ((code_point - 0x10000) >> 10));
-  text += static_cast<char16_t>(0xDC00 + ((code_point - 0x10000) & 0x3FF));
 }
 
 // REQUIRES: the bytes are a whole character.
@@ -239,6 +233,7 @@ bool JsonScanner::Escape() {
 
 void DecodeJson(std::string_view raw, std::u16string& text) {
   text.clear();
+  auto end = std::back_inserter(text);
   for (std::size_t at = 0; at < raw.size();) {
     if (raw[at] == '\\' && raw[at + 1] == 'u') {
       std::uint16_t unit = 0;
@@ -250,7 +245,7 @@ void DecodeJson(std::string_view raw, std::u16string& text) {
       at += 2;
     } else {
       const std::size_t length = Utf8Length(raw.substr(at));
-      AppendCodePoint(CodePointOf(raw.substr(at, length)), text);
+      WriteUtf16(CodePointOf(raw.substr(at, length)), end);
       at += length;
     }
   }
@@ -258,17 +253,14 @@ void DecodeJson(std::string_view raw, std::u16string& text) {
 
 void AppendJsonString(std::u16string_view text, std::string& out) {
   out += '"';
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    const char32_t unit = text[at];
-    const bool high = unit >= 0xD800 && unit < 0xDC00;
-    if (high && at + 1 < text.size() && text[at + 1] >= 0xDC00 && text[at + 1] < 0xE000) {
-      AppendUtf8(0x10000 + ((unit - 0xD800) << 10) + (text[++at] - 0xDC00u), out);
-    } else if (unit == U'"' || unit == U'\\') {
+  for (std::size_t at = 0; at < text.size();) {
+    const char32_t unit = NextCharacter(text, at);
+    if (unit == U'"' || unit == U'\\') {
       out += '\\';
       out += static_cast<char>(unit);
     } else if (unit == U'\n') {
       out += "\\n";
-    } else if (unit < 0x20 || (unit >= 0xD800 && unit < 0xE000)) {
+    } else if (unit < 0x20 || IsSurrogate(unit)) {
       constexpr char kDigits[] = "0123456789abcdef";
       out += "\\u";
       for (int shift = 12; shift >= 0; shift -= 4) out += kDigits[unit >> shift & 15];

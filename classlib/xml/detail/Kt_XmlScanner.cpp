@@ -2,8 +2,10 @@
 #include "classlib/xml/detail/Kt_XmlScanner.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/text/Kt_Utf16.h"
 
 namespace kt::detail {
 
@@ -32,26 +34,19 @@ int DigitOf(char16_t unit, int base) {
 }
 
 bool AppendCodePoint(std::u16string_view digits, int base, std::u16string& out) {
-  constexpr std::uint32_t kMaxCodePoint = 0x10FFFF;
-  std::uint32_t code = 0;
+  constexpr char32_t kMaxCodePoint = 0x10FFFF;
+  char32_t code = 0;
   if (digits.empty()) return false;
   for (const char16_t unit : digits) {
     const int digit = DigitOf(unit, base);
     if (digit < 0) return false;
-    code = code * static_cast<std::uint32_t>(base) + static_cast<std::uint32_t>(digit);
+    code = code * static_cast<char32_t>(base) + static_cast<char32_t>(digit);
     if (code > kMaxCodePoint) return false;
   }
-  if (code > 0xFFFF) {
-    out += static_cast<char16_t>(0xD800 + ((code - 0x10000) >> 10));
-    out += static_cast<char16_t>(0xDC00 + ((code - 0x10000) & 0x3FF));
-  } else {
-    out += static_cast<char16_t>(code);
-  }
+  auto end = std::back_inserter(out);
+  WriteUtf16(code, end);
   return true;
 }
-
-bool IsHigh(char16_t unit) { return unit >= 0xD800 && unit < 0xDC00; }
-bool IsLow(char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; }
 
 void AppendReference(char16_t unit, CountedText& out) {
   constexpr char16_t kDigits[] = u"0123456789ABCDEF";
@@ -66,7 +61,7 @@ void AppendXmlText(std::u16string_view text, CountedText& out) {
   for (std::size_t at = 0; at < text.size(); ++at) {
     const char16_t unit = text[at];
     if (!GoesOnAt(at, 4)) return;
-    if (IsHigh(unit) && at + 1 < text.size() && IsLow(text[at + 1])) {
+    if (IsPairAt(text, at)) {
       out += unit;
       out += text[++at];
       continue;
@@ -77,7 +72,7 @@ void AppendXmlText(std::u16string_view text, CountedText& out) {
       case u'&': out += u"&amp;"; break;
       case u'"': out += u"&quot;"; break;
       default:
-        if (unit < 0x20 || IsHigh(unit) || IsLow(unit) || unit >= 0xFFFE) {
+        if (unit < 0x20 || IsSurrogate(unit) || unit >= 0xFFFE) {
           AppendReference(unit, out);
         } else {
           out += unit;
