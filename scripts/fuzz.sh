@@ -23,15 +23,24 @@ findings=build/fuzz/findings
 mkdir -p "$findings"
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-for target in "${targets[@]}"; do
+
+# fuzz_target NAME: its output in one piece when it ends, since several run at once.
+fuzz_target() {
+  local target=$1
   # New inputs go to the copy: what is kept is chosen by hand.
   mkdir "$work/$target"
   cp -r "fuzz/corpus/$target/." "$work/$target/"
-  options=(-max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=16384
-           -print_final_stats=1 -verbosity=0 -artifact_prefix="$findings/$target-")
+  local options=(-max_total_time="$seconds" -timeout=10 -rss_limit_mb=2048 -max_len=16384
+                 -print_final_stats=1 -verbosity=0 -artifact_prefix="$findings/$target-")
   # Every comma of a header makes a column, and columns cost more than anything else.
   [ "$target" != dataset_csv ] || options+=(-max_len=1024)
   [ ! -f "fuzz/$target.dict" ] || options+=(-dict="fuzz/$target.dict")
-  echo "fuzz: $target for $seconds seconds"
-  "build/fuzz/fuzz/${target}_fuzz" "${options[@]}" "$work/$target"
-done
+  local status=0
+  "build/fuzz/fuzz/${target}_fuzz" "${options[@]}" "$work/$target" >"$work/$target.log" 2>&1 ||
+    status=$?
+  { echo "fuzz: $target for $seconds seconds"; cat "$work/$target.log"; } >&2
+  return "$status"
+}
+export -f fuzz_target
+export seconds findings work
+printf '%s\n' "${targets[@]}" | xargs -P "$(nproc)" -I '{}' bash -c 'fuzz_target {}'
