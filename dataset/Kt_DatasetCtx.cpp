@@ -5,6 +5,7 @@
 #include "classlib/store/Kt_DatasetList.h"
 #include "dataset/methods/Kt_MemberNames.h"
 #include "object/Kt_ExprObjInfo.h"
+#include "object/Kt_OwnVariables.h"
 #include "script/Kt_Script.h"
 
 namespace {
@@ -116,10 +117,7 @@ int Kt_DatasetCtx::GetVarType(const Kt_WString& name, Kt_ExprObjInfo& info) {
     info.SetDataset(listed);
     return EXPR_OBJ_DATASET;
   }
-  if (Kt_Variable* const variable = variables_ ? variables_->FindVariable(name) : nullptr) {
-    info.SetVarType(this, name, variable);
-    return EXPR_OBJ_VAR;
-  }
+  if (kt::GetOwnVarType(this, variables_, name, info)) return EXPR_OBJ_VAR;
   return Kt_ExprObject::GetVarType(name, info);
 }
 
@@ -157,23 +155,11 @@ kt_long Kt_DatasetCtx::CallMethod(const Kt_WString& name, const Kt_VariantList* 
 }
 
 kt_long Kt_DatasetCtx::GetCtxVar(const Kt_WString& name, Kt_Variable** var, Kt_Variant* value) {
-  Kt_Variable* const own = variables_ ? variables_->FindVariable(name) : nullptr;
-  if (own == nullptr) {
-    Kt_ExprObject* const parent = GetParentCtx();
-    return parent ? parent->GetCtxVar(name, var, value) : kUnknownName;
-  }
-  if (var != nullptr) *var = own;
-  if (value != nullptr) *value = own->GetValue();
-  return kOk;
+  return kt::GetOwnOrOuterVar(variables_, GetParentCtx(), name, var, value);
 }
 
 kt_long Kt_DatasetCtx::SetCtxVar(const Kt_WString& name, const Kt_Variant& value, int) {
-  if (Kt_Variable* const own = variables_ ? variables_->FindVariable(name) : nullptr) {
-    own->SetValue(value);
-    return kOk;
-  }
-  Kt_ExprObject* const parent = GetParentCtx();
-  return parent ? parent->SetCtxVar(name, value, 0) : kUnknownName;
+  return kt::SetOwnOrOuterVar(variables_, GetParentCtx(), name, value);
 }
 
 // Datasets and the chain --------------------------------------------------------------------------

@@ -2,6 +2,7 @@
 #include "script/Kt_ScriptContext.h"
 
 #include "object/Kt_ExprObjInfo.h"
+#include "object/Kt_OwnVariables.h"
 #include "script/Kt_Script.h"
 
 kt_long Kt_ScriptContext::AddCtxVar(const Kt_WString& name, const Kt_Variant& value) {
@@ -9,32 +10,17 @@ kt_long Kt_ScriptContext::AddCtxVar(const Kt_WString& name, const Kt_Variant& va
 }
 
 kt_long Kt_ScriptContext::GetCtxVar(const Kt_WString& name, Kt_Variable** var, Kt_Variant* value) {
-  Kt_Variable* const own = variables_.FindVariable(name);
-  if (own == nullptr) {
-    Kt_ExprObject* const parent = GetParentCtx();
-    return parent ? parent->GetCtxVar(name, var, value) : kUnknownName;
-  }
-  if (var != nullptr) *var = own;
-  if (value != nullptr) *value = own->GetValue();
-  return kOk;
+  return kt::GetOwnOrOuterVar(&variables_, GetParentCtx(), name, var, value);
 }
 
 kt_long Kt_ScriptContext::SetCtxVar(const Kt_WString& name, const Kt_Variant& value, int flag) {
-  if (Kt_Variable* const own = variables_.FindVariable(name)) {
-    own->SetValue(value);
-    return kOk;
-  }
-  Kt_ExprObject* const parent = GetParentCtx();
-  const kt_long code = parent ? parent->SetCtxVar(name, value, 0) : kUnknownName;
+  const kt_long code = kt::SetOwnOrOuterVar(&variables_, GetParentCtx(), name, value);
   if (code != kUnknownName || flag == 0) return code;
   return AddCtxVar(name, value);
 }
 
 int Kt_ScriptContext::GetVarType(const Kt_WString& name, Kt_ExprObjInfo& info) {
-  if (Kt_Variable* const own = variables_.FindVariable(name)) {
-    info.SetVarType(this, name, own);
-    return EXPR_OBJ_VAR;
-  }
+  if (kt::GetOwnVarType(this, &variables_, name, info)) return EXPR_OBJ_VAR;
   return Kt_ExprObject::GetVarType(name, info);
 }
 
