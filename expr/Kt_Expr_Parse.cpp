@@ -134,6 +134,13 @@ class Parser {
   Opener GetOpener(kt_long index) const {
     return std::bit_cast<Opener>(ops_.GetItem(index)->number.bits);
   }
+  // Goes back to what is around the innermost one, if there is any.
+  void LeaveOpener(kt_long& innermost) {
+    if (innermost < 0) return;
+    const Opener opener = GetOpener(innermost);
+    innermost = opener.outer;
+    depth_ = opener.depth;
+  }
   kt_long Classify() const;
   // What follows the current token.
   int FollowingType() const { return Kt_ExprUtil::GetTokenType(text_ + at_, length_ - at_); }
@@ -263,22 +270,14 @@ bool Parser::WriteOpener(std::int16_t code, kt_long& innermost) {
 bool Parser::ParseParenEnd() {
   if (IsOperator(previous_) && previous_ != kOpParen) return Fail(u"Invalid token )", Token());
   slot_->number.bits = open_paren_;
-  if (open_paren_ >= 0) {
-    const Opener opener = GetOpener(open_paren_);
-    open_paren_ = opener.outer;
-    depth_ = opener.depth;
-  }
+  LeaveOpener(open_paren_);
   return Write(kOpParenEnd);
 }
 
 bool Parser::ParseBracketEnd() {
   if (IsOperator(previous_)) return Fail(u"Invalid token ']' : ");
   slot_->number.bits = last_bracket_;
-  if (open_bracket_ >= 0) {
-    const Opener opener = GetOpener(open_bracket_);
-    open_bracket_ = opener.outer;
-    depth_ = opener.depth;
-  }
+  LeaveOpener(open_bracket_);
   return Write(kOpBracketEnd);
 }
 
