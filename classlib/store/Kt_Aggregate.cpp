@@ -234,7 +234,7 @@ kt_long Kt_Dataset::AggregateRecords(View view, Kt_Aggregate what, const Kt_Colu
                                      kt_long start, kt_long end, Kt_Variant& result) const {
   ChargeOrLeave(end - start);
   const auto walk = [&](auto dense, auto listed) {
-    index_->ForEachRun(view, start, end, dense, listed);
+    rows_.index->ForEachRun(view, start, end, dense, listed);
   };
   return Finish(FoldOf(what, cells, walk), result);
 }

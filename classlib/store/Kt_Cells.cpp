@@ -2,9 +2,8 @@
 //
 // Reading and writing cells.
 #include "classlib/base/Kt_NativeStack.h"
-#include "classlib/base/detail/Kt_Refuse.h"
-#include "classlib/store/Kt_Dataset.h"
 #include "classlib/store/Kt_Pivot.h"
+#include "classlib/store/detail/Kt_Edit.h"
 #include "classlib/store/detail/Kt_Whole.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
@@ -28,7 +27,7 @@ Kt_Variant Kt_Dataset::ReadCell(View view, kt_long row, kt_long col, kt_long pos
 
 Kt_Variant Kt_Dataset::ReadSubtotal(View view, kt_long row, kt_long col, kt_long position) const {
   const Subtotal* const subtotal =
-      grouped_ && HasRow(view, row) ? GroupsOf(view).Find(row) : nullptr;
+      rows_.grouped && HasRow(view, row) ? GroupsOf(view).Find(row) : nullptr;
   if (subtotal == nullptr) return {};
   const kt_long type = GetPivotColType(col);
   if (IsPivot() && type == 2) return pivot_->GetColumn(0, col, position);
@@ -74,7 +73,7 @@ void Kt_Dataset::Callout::EndOperationUnlessThere() const {
 
 // A cell of the n-th record of all.
 Kt_Variant Kt_Dataset::ReadRecord(kt_long record, kt_long col) const {
-  const kt_long row = grouped_ ? GroupsOf(kAllRows).RowOf(record) : record;
+  const kt_long row = rows_.grouped ? GroupsOf(kAllRows).RowOf(record) : record;
   return ReadCell(kAllRows, row, col);
 }
 
@@ -123,11 +122,10 @@ bool Kt_Dataset::WouldChange(kt_long row, kt_long col, const Kt_Variant& value) 
 }
 
 kt_long Kt_Dataset::WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value) {
-  KT_CHECK_THREAD(one_thread_, "dataset", id_);
-  if (IsEvaluating()) return -1;
-  const auto slot = RecordAt(view, row);
-  if (!slot || IsPivot()) return -1;
-  return RefuseOnFailure([&] { return WriteSlot(*slot, col, value); });
+  return Edit([&] {
+    const auto slot = RecordAt(view, row);
+    return slot && !IsPivot() ? WriteSlot(*slot, col, value) : -1;
+  });
 }
 
 // Writes where the cell is: in a column of its own, or through the source. Rows of a source are in
@@ -151,26 +149,26 @@ kt_long Kt_Dataset::WriteSlot(Slot slot, kt_long col, const Kt_Variant& value) {
 
 void Kt_Dataset::StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& value) {
   Kt_Column& cells = WriteCells(stored_col);
-  if ((index_->Flags(slot) & kRowInserted) != 0) {
+  if ((rows_.index->Flags(slot) & kRowInserted) != 0) {
     cells.Write(slot, value);
     return;
   }
   const Kt_Variant before = cells.Read(slot);
-  ChangeBuffer& changes = changes_.Write();
+  ChangeBuffer& changes = rows_.changes.Write();
   const ChangeBuffer::Noted noted = changes.NoteWrite(slot, stored_col, before);
   try {
     // The mark first: it costs nothing to take back.
-    index_.Write().Mark(slot, kRowUpdated, 0);
+    rows_.index.Write().Mark(slot, kRowUpdated, 0);
     cells.Write(slot, value);
   } catch (...) {
-    if (noted == ChangeBuffer::Noted::kEntry) index_.Write().Mark(slot, 0, kRowUpdated);
+    if (noted == ChangeBuffer::Noted::kEntry) rows_.index.Write().Mark(slot, 0, kRowUpdated);
     changes.TakeBack(slot, noted);
     throw;
   }
   const bool restored =
       cells.Equals(slot, *ChangeBuffer::OldValue(*changes.Find(slot), stored_col));
   const bool changed = !restored || changes.NoteRestored(slot, stored_col);
-  if (!changed) index_.Write().Mark(slot, 0, kRowUpdated);
+  if (!changed) rows_.index.Write().Mark(slot, 0, kRowUpdated);
 }
 
 kt_long Kt_Dataset::SetColumn(kt_long row, kt_long col, const Kt_Variant& value) {

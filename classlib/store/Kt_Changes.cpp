@@ -2,8 +2,7 @@
 //
 // Row states, first values, and taking changes over or back.
 #include "classlib/base/Kt_Charge.h"
-#include "classlib/base/detail/Kt_Refuse.h"
-#include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/detail/Kt_Edit.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -22,64 +21,48 @@ kt_long TypeOfFlags(std::uint8_t flags) {
 kt_long Kt_Dataset::RowType(View view, kt_long row) const {
   const auto slot = RecordAt(view, row);
   if (!slot || !IsPhysical()) return HasRow(view, row) ? kRowTypeLogical : 0;
-  return TypeOfFlags(index_->Flags(*slot));
+  return TypeOfFlags(rows_.index->Flags(*slot));
 }
 
 kt_long Kt_Dataset::SetRowType(kt_long row, kt_long type) {
-  if (IsEvaluating()) return -1;
-  const auto slot = RecordAt(ActiveView(), row);
-  if (!slot || !IsPhysical()) return -1;
-  if (type != kRowTypeNormal && type != kRowTypeInsert && type != kRowTypeUpdate) return -1;
-  return RefuseOnFailure([&] {
-    if (TypeOfFlags(index_->Flags(*slot)) == type) return 1;
-    SetNormal(*slot);
-    RowIndex& index = index_.Write();
-    if (type == kRowTypeInsert) {
-      index.Mark(*slot, kRowInserted, 0);
-      ++inserted_count_;
-    } else if (type == kRowTypeUpdate) {
-      changes_.Write().Touch(*slot).forced = true;
-      index.Mark(*slot, kRowUpdated, 0);
-    }
-    return 1;
+  return Edit([&] {
+    const auto slot = RecordAt(ActiveView(), row);
+    if (!slot || !IsPhysical()) return -1;
+    if (type != kRowTypeNormal && type != kRowTypeInsert && type != kRowTypeUpdate) return -1;
+    const std::uint8_t flags = rows_.index->Flags(*slot);
+    if (TypeOfFlags(flags) == type) return 1;
+    RowIndex& index = rows_.index.Write();
+    ChangeBuffer& changes = rows_.changes.Write();
+    const std::uint8_t mark = type == kRowTypeInsert   ? kRowInserted
+                              : type == kRowTypeUpdate ? kRowUpdated
+                                                       : 0;
+    const auto change = [&] {
+      index.Mark(*slot, mark, 0);
+      if (type == kRowTypeUpdate) changes.Touch(*slot).forced = true;
+      if ((flags & kRowUpdated) != 0) changes.Drop(*slot);
+      if ((flags & kRowInserted) != 0) --rows_.inserted_count;
+      if (type == kRowTypeInsert) ++rows_.inserted_count;
+      index.Mark(*slot, 0, flags & (kRowInserted | kRowUpdated));
+      return 1;
+    };
+    return OrTakeBack(false, change, [&] { index.Mark(*slot, 0, mark); });
   });
 }
 
-void Kt_Dataset::SetNormal(Slot slot) {
-  const std::uint8_t flags = index_->Flags(slot);
-  if ((flags & kRowInserted) != 0) --inserted_count_;
-  if ((flags & kRowUpdated) != 0) changes_.Write().Drop(slot);
-  index_.Write().Mark(slot, 0, kRowInserted | kRowUpdated);
+// ---- Going back -------------------------------------------------------------------------------
+
+void Kt_Dataset::State::Restore(Kt_Dataset& dataset) {
+  dataset.columns_.swap(columns);
+  std::swap(dataset.names_, names);
+  dataset.keys_.swap(keys);
+  std::swap(static_cast<RowState&>(dataset.rows_), rows);
+  dataset.plain_rows_.swap(plain_rows);
+  dataset.pivot_.swap(pivot);
+  std::swap(dataset.source_, source);
+  dataset.history_ = std::move(history);
+  dataset.rows_.DropGroups();
+  ++dataset.structure_version_;
 }
-
-// ---- Taking back what was stopped ---------------------------------------------------------------
-
-struct Kt_Dataset::Rollback::State {
-  explicit State(const Kt_Dataset& dataset)
-      : columns(dataset.columns_),
-        index(dataset.index_),
-        changes(dataset.changes_),
-        free_slots(dataset.free_slots_),
-        slot_count(dataset.slot_count_),
-        inserted_count(dataset.inserted_count_),
-        active_view(dataset.active_view_),
-        shown_keys(dataset.shown_keys_),
-        key_cells(dataset.key_cells_),
-        grouped(dataset.grouped_),
-        history(dataset.history_.Saved()) {}
-
-  std::vector<Column> columns;
-  CopyOnWrite<RowIndex> index;
-  CopyOnWrite<ChangeBuffer> changes;
-  kt::CountedVector<Slot> free_slots;
-  Slot slot_count;
-  kt_long inserted_count;
-  View active_view;
-  std::vector<Key> shown_keys;
-  std::vector<KeyCells> key_cells;
-  bool grouped;
-  SlotHistory history;
-};
 
 Kt_Dataset::Rollback::Rollback(Kt_Dataset& dataset, bool is_wanted) {
   const bool may_stop = Kt_WorkMeter::Current() != nullptr && Kt_WorkMeter::CurrentStop() == 0;
@@ -93,19 +76,7 @@ Kt_Dataset::Rollback::~Rollback() {
   Kt_Dataset* const dataset = dataset_.Get();
   // Columns that came or went were not part of the work.
   if (dataset == nullptr || dataset->columns_.size() != state_->columns.size()) return;
-  dataset->columns_.swap(state_->columns);
-  std::swap(dataset->index_, state_->index);
-  std::swap(dataset->changes_, state_->changes);
-  dataset->free_slots_.swap(state_->free_slots);
-  dataset->slot_count_ = state_->slot_count;
-  dataset->inserted_count_ = state_->inserted_count;
-  dataset->active_view_ = state_->active_view;
-  dataset->shown_keys_.swap(state_->shown_keys);
-  dataset->key_cells_.swap(state_->key_cells);
-  dataset->grouped_ = state_->grouped;
-  dataset->history_ = std::move(state_->history);
-  dataset->DropGroups();
-  ++dataset->structure_version_;
+  state_->Restore(*dataset);
 }
 
 // ---- First values -----------------------------------------------------------------------------
@@ -137,103 +108,94 @@ Kt_Variant Kt_Dataset::GetOrgColumnNF(kt_long row, kt_long col) const {
 
 Kt_Variant Kt_Dataset::GetOrgBuffColumn(kt_long index, kt_long col) const {
   if (index < 0 || index >= GetOrgBuffCount()) return {};
-  return FirstValue(changes_->SlotAt(index), col);
+  return FirstValue(rows_.changes->SlotAt(index), col);
 }
 
 kt_long Kt_Dataset::GetOrgBuffType(kt_long index) const {
   if (index < 0 || index >= GetOrgBuffCount()) return 0;
-  return changes_->Find(changes_->SlotAt(index))->deleted ? kRowTypeDelete : kRowTypeUpdate;
+  return rows_.changes->Find(rows_.changes->SlotAt(index))->deleted ? kRowTypeDelete
+                                                                    : kRowTypeUpdate;
 }
 
 Kt_Variant Kt_Dataset::GetDelColumn(kt_long index, kt_long col) const {
   if (index < 0 || index >= GetDelRowCount()) return {};
-  return FirstValue(changes_->Deleted()[static_cast<std::size_t>(index)], col);
+  return FirstValue(rows_.changes->Deleted()[static_cast<std::size_t>(index)], col);
 }
 
 // ---- Taking over and back ---------------------------------------------------------------------
 
-void Kt_Dataset::ApplyChange() {
-  if (IsEvaluating()) return;
-  if (!GetUpdate()) return;
+kt_long Kt_Dataset::TakeOverChanges() {
   const PlainRows plain(*this);
-  RefuseOnFailure([&] {
-    const Rollback rollback(*this, GetDelRowCount() >= kManyRows);
+  const auto take_over = [&] {
     CopyOnWrite<ChangeBuffer> none;
-    RowIndex& index = index_.Write();
+    RowIndex& index = rows_.index.Write();
     if (GetDelRowCount() > 0) {
       RemoveEntries(kRowDeleted);
       ++structure_version_;
     }
     index.ChangeAll(0, kRowInserted | kRowUpdated);
-    changes_ = std::move(none);
-    inserted_count_ = 0;
+    rows_.changes = std::move(none);
+    rows_.inserted_count = 0;
     return 1;
-  });
+  };
+  return OrTakeBack(GetDelRowCount() >= kManyRows, take_over, [] {});
+}
+
+void Kt_Dataset::ApplyChange() {
+  Edit([&] { return GetUpdate() ? TakeOverChanges() : 0; });
 }
 
 void Kt_Dataset::RestoreFirstValues(Slot slot) {
-  const ChangeBuffer::Entry* const entry = changes_->Find(slot);
+  const ChangeBuffer::Entry* const entry = rows_.changes->Find(slot);
   for (const auto& [col, old] : entry->cells) WriteCells(col).Write(slot, old);
 }
 
 void Kt_Dataset::Reset() {
-  if (IsEvaluating()) return;
-  if (!GetUpdate()) return;
-  TakeBackChanges();
-  if (!key_cells_.empty()) ComputeKeyCells();
+  const kt_long taken_back = Edit([&] { return GetUpdate() ? TakeBackChanges() : 0; });
+  if (taken_back > 0) RecomputeKeyCells();
 }
 
-void Kt_Dataset::TakeBackChanges() {
+kt_long Kt_Dataset::TakeBackChanges() {
   const PlainRows plain(*this);
-  const bool is_long = GetOrgBuffCount() + inserted_count_ >= kManyRows;
-  RefuseOnFailure([&] {
-    const Rollback rollback(*this, is_long || inserted_count_ > 0);
+  const bool is_long = GetOrgBuffCount() + rows_.inserted_count >= kManyRows;
+  return OrRestore([&] {
     CopyOnWrite<ChangeBuffer> none;
-    RowIndex& index = index_.Write();
-    // While these hold the columns, those that are written become copies.
-    std::vector<std::shared_ptr<Kt_Column>> before;
-    for (const Column& column : columns_) before.push_back(column.cells);
-    try {
-      for (kt_long entry = 0; entry < GetOrgBuffCount(); ++entry) {
-        const auto at = static_cast<std::size_t>(entry);
-        if (is_long && !GoesOnAt(at, 32 * Kt_WorkMeter::kUnitsPerCell)) throw WorkStopped();
-        RestoreFirstValues(changes_->SlotAt(entry));
-      }
-      if (inserted_count_ > 0) RemoveEntries(kRowInserted);
-    } catch (...) {
-      for (std::size_t col = 0; col < before.size(); ++col) columns_[col].cells = before[col];
-      throw;
+    for (kt_long entry = 0; entry < GetOrgBuffCount(); ++entry) {
+      const auto at = static_cast<std::size_t>(entry);
+      if (is_long && !GoesOnAt(at, 32 * Kt_WorkMeter::kUnitsPerCell)) throw WorkStopped();
+      RestoreFirstValues(rows_.changes->SlotAt(entry));
     }
-    index.ChangeAll(0, kRowDeleted | kRowUpdated);
-    changes_ = std::move(none);
-    inserted_count_ = 0;
-    DropGroups();
+    if (rows_.inserted_count > 0) RemoveEntries(kRowInserted);
+    rows_.index.Write().ChangeAll(0, kRowDeleted | kRowUpdated);
+    rows_.changes = std::move(none);
+    rows_.inserted_count = 0;
+    rows_.DropGroups();
     ++structure_version_;
     return 1;
   });
 }
 
 void Kt_Dataset::SetUpdate(bool changed) {
-  if (IsEvaluating()) return;
   if (!changed) return ApplyChange();
-  if (ShowsSource()) return;
+  Edit([&] { return ShowsSource() ? 0 : MarkAllUpdated(); });
+}
+
+kt_long Kt_Dataset::MarkAllUpdated() {
   const PlainRows plain(*this);
-  RefuseOnFailure([&] {
-    CopyOnWrite<ChangeBuffer> changes = changes_;
-    CopyOnWrite<RowIndex> index = index_;
-    kt::detail::RoundCharge charge;
-    index_->ForEachEntry([&](RowIndex::Place, Slot slot) {
-      charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
-      if ((index_->Flags(slot) & (kRowInserted | kRowUpdated | kRowDeleted)) != 0) return;
-      changes.Write().Touch(slot).forced = true;
-    });
-    for (kt_long entry = 0; entry < changes->Count(); ++entry) {
-      charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
-      const Slot slot = changes->SlotAt(entry);
-      if (!changes->Find(slot)->deleted) index.Write().Mark(slot, kRowUpdated, 0);
-    }
-    changes_ = std::move(changes);
-    index_ = std::move(index);
-    return 1;
+  CopyOnWrite<ChangeBuffer> changes = rows_.changes;
+  CopyOnWrite<RowIndex> index = rows_.index;
+  RoundCharge charge;
+  rows_.index->ForEachEntry([&](RowIndex::Place, Slot slot) {
+    charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
+    if ((rows_.index->Flags(slot) & (kRowInserted | kRowUpdated | kRowDeleted)) != 0) return;
+    changes.Write().Touch(slot).forced = true;
   });
+  for (kt_long entry = 0; entry < changes->Count(); ++entry) {
+    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
+    const Slot slot = changes->SlotAt(entry);
+    if (!changes->Find(slot)->deleted) index.Write().Mark(slot, kRowUpdated, 0);
+  }
+  rows_.changes = std::move(changes);
+  rows_.index = std::move(index);
+  return 1;
 }

@@ -5,8 +5,7 @@
 #include <unordered_map>
 
 #include "classlib/base/Kt_Charge.h"
-#include "classlib/base/detail/Kt_Refuse.h"
-#include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/detail/Kt_Edit.h"
 #include "classlib/store/detail/Kt_TableDoor.h"
 #include "classlib/store/detail/Kt_Whole.h"
 #include "classlib/text/detail/Kt_TextHash.h"
@@ -35,8 +34,8 @@ void Kt_Dataset::TakeContent(const Kt_Dataset& source) {
 void Kt_Dataset::DropArrangement() {
   keys_.clear();
   filter_text_.Empty();
-  grouped_ = false;
-  DropGroups();
+  rows_.grouped = false;
+  rows_.DropGroups();
   UnFilter();
   LocUnFilter();
 }
@@ -47,21 +46,19 @@ kt_long Kt_Dataset::FromTable(const Kt_Dataset& source, View view, Take take) {
   const auto work = [&]() -> kt_long {
     return take(Outside([&] { return source.AsTable(view); }));
   };
-  return RefuseOnFailure([&] { return Whole(work, -1); });
+  return Whole(work, -1);
 }
 
 // A change that reads a source row by row, during which both have to be what they are.
 template <class Change>
 kt_long Kt_Dataset::WithSource(const Kt_Dataset& source, Change change) {
-  const auto work = [&]() -> kt_long { return source.Whole(change, -1); };
-  return RefuseOnFailure([&] { return Whole(work, -1); });
+  return Whole([&]() -> kt_long { return source.Whole(change, -1); }, -1);
 }
 
 kt_long Kt_Dataset::Assign(const Kt_Dataset& source) {
-  if (IsEvaluating()) return -1;
-  if (&source == this) return GetRowCount();
-  if (source.ShowsSource() && IsShownBy(source)) return -1;
-  return RefuseOnFailure([&] {
+  return Edit([&] {
+    if (&source == this) return GetRowCount();
+    if (source.ShowsSource() && IsShownBy(source)) return -1;
     const SourceLink link = source.source_;
     TakeContent(source);
     if (link.is_set) source_ = link;
@@ -70,12 +67,11 @@ kt_long Kt_Dataset::Assign(const Kt_Dataset& source) {
 }
 
 kt_long Kt_Dataset::Copy(const Kt_Dataset& source) {
-  if (IsEvaluating()) return -1;
-  if (&source == this) return GetRowCount();
-  if (!source.IsPhysical()) {
-    return FromTable(source, kAllRows, [&](const Kt_Dataset& table) { return Copy(table); });
-  }
-  return RefuseOnFailure([&] {
+  return Edit([&] {
+    if (&source == this) return GetRowCount();
+    if (!source.IsPhysical()) {
+      return FromTable(source, kAllRows, [&](const Kt_Dataset& table) { return Copy(table); });
+    }
     const std::uint32_t failures = kt::MemoryFailures();
     Kt_Dataset next(source);
     next.DropArrangement();
@@ -86,12 +82,11 @@ kt_long Kt_Dataset::Copy(const Kt_Dataset& source) {
 }
 
 kt_long Kt_Dataset::CopyF(const Kt_Dataset& source) {
-  if (IsEvaluating()) return -1;
-  if (!source.IsPhysical()) {
-    return FromTable(source, source.ActiveView(),
-                     [&](const Kt_Dataset& table) { return CopyF(table); });
-  }
-  return RefuseOnFailure([&]() -> kt_long {
+  return Edit([&]() -> kt_long {
+    if (!source.IsPhysical()) {
+      return FromTable(source, source.ActiveView(),
+                       [&](const Kt_Dataset& table) { return CopyF(table); });
+    }
     LoadedTable table = TableDoor::Shown(source);
     Kt_Dataset next(id_);
     next.constants_ = source.constants_;
@@ -126,53 +121,47 @@ Kt_Variant Kt_Dataset::CellFor(const Kt_Dataset& target, kt_long row, kt_long co
 }
 
 kt_long Kt_Dataset::AppendDataset(const Kt_Dataset& source) {
-  if (IsEvaluating()) return -1;
-  if (!IsPhysical()) return -1;
-  if (&source == this) return AppendDataset(Kt_Dataset(source));
-  if (!source.IsPhysical()) {
-    return FromTable(source, source.ActiveView(),
-                     [&](const Kt_Dataset& table) { return AppendDataset(table); });
-  }
-  return WithSource(source, [&]() -> kt_long {
-    // Few rows are taken out again when the work is stopped: that costs less than a copy.
-    const Rollback rollback(*this, source.GetRowCount() >= GetRowCountNF() / 8);
-    return AppendRows(source, rollback);
+  return Edit([&] {
+    if (!IsPhysical()) return -1;
+    if (&source == this) return AppendDataset(Kt_Dataset(source));
+    if (!source.IsPhysical()) {
+      return FromTable(source, source.ActiveView(),
+                       [&](const Kt_Dataset& table) { return AppendDataset(table); });
+    }
+    return WithSource(source, [&] { return AppendRows(source); });
   });
 }
 
-// What was appended is taken out again when that fails.
-kt_long Kt_Dataset::AppendRows(const Kt_Dataset& source, const Rollback& rollback) {
-  const auto cols = SharedColumns(source);
-  const std::int64_t units = (static_cast<std::int64_t>(cols.size()) + 4) * kUnitsPerCopy;
-  RoundCharge charge;
-  // Room for the way back.
-  free_slots_.reserve(free_slots_.size() + static_cast<std::size_t>(source.GetRowCount()));
+kt_long Kt_Dataset::AppendRows(const Kt_Dataset& source) {
   const kt_long first = GetRowCount();
   kt_long appended = 0;
-  const auto take_out = [&] {
-    while (appended-- > 0) (void)DeleteRow(first + appended);
-  };
-  try {
+  const auto append = [&]() -> kt_long {
+    const auto cols = SharedColumns(source);
+    const std::int64_t units = (static_cast<std::int64_t>(cols.size()) + 4) * kUnitsPerCopy;
+    RoundCharge charge;
+    // Room for the way back.
+    rows_.free_slots.reserve(rows_.free_slots.size() +
+                             static_cast<std::size_t>(source.GetRowCount()));
+    const std::uint32_t failures = kt::MemoryFailures();
     for (kt_long row = 0; row < source.GetRowCount(); ++row) {
       if (source.GetRowLevel(row) > 0) continue;
       charge.AddOrLeave(units);
-      const std::uint32_t failures = kt::MemoryFailures();
       const kt_long target = AppendRow();
       kt::PassMemoryFailure(failures);
-      if (target < 0) {
-        take_out();
-        return target;
-      }
+      if (target < 0) return target;
       ++appended;
       CopyCells(target, source, row, cols);
       kt::PassMemoryFailure(failures);
     }
     ChargeOrLeave(0);
-  } catch (const std::exception&) {  // and not where this dataset has ended
-    if (!rollback.TakesBack()) take_out();
-    throw;
-  }
-  return appended;
+    return appended;
+  };
+  const auto take_out = [&] {
+    while (appended-- > 0) (void)DeleteRow(first + appended);
+  };
+  // Few rows are taken out again when the work is stopped: that costs less than a copy.
+  const bool is_long = source.GetRowCount() >= GetRowCountNF() / 8;
+  return OrTakeBack(is_long, append, take_out);
 }
 
 // The texts of the key cells, each with its length in front so that no two keys look the same.
@@ -190,14 +179,13 @@ std::u16string Kt_Dataset::KeyText(kt_long row, const std::vector<kt_long>& cols
 }
 
 kt_long Kt_Dataset::Merge(const Kt_Dataset& source) {
-  if (IsEvaluating()) return -1;
-  if (!IsPhysical()) return -1;
-  if (&source == this) return 0;
-  if (!source.IsPhysical()) {
+  return Edit([&] {
+    if (!IsPhysical()) return -1;
+    if (&source == this) return 0;
+    if (source.IsPhysical()) return MergePhysical(source);
     return FromTable(source, source.ActiveView(),
                      [&](const Kt_Dataset& table) { return Merge(table); });
-  }
-  return RefuseOnFailure([&] { return MergePhysical(source); });
+  });
 }
 
 // Rows by the text of their keys.

@@ -3,8 +3,8 @@
 // Columns and constants.
 #include "classlib/store/Kt_Dataset.h"
 
-#include "classlib/base/detail/Kt_Refuse.h"
 #include "classlib/store/Kt_Pivot.h"
+#include "classlib/store/detail/Kt_Edit.h"
 
 namespace {
 
@@ -60,19 +60,14 @@ void Kt_Dataset::NameLoadedMaps(const Kt_WString& file) {
 }
 
 kt_long Kt_Dataset::AddColumnRow(Column column) {
-  if (IsEvaluating()) return -1;
-  if (column.id.IsEmpty() || GetColIndex(column.id) >= 0) return -1;
-  if (GetColCount() >= kMaxDatasetColumns) return -1;
-  return kt::detail::RefuseOnFailure([&] {
+  return Edit([&]() -> kt_long {
+    if (column.id.IsEmpty() || GetColIndex(column.id) >= 0) return -1;
+    if (GetColCount() >= kMaxDatasetColumns) return -1;
     const kt_long col = GetColCount();
-    kt::detail::NameMap& names = names_.Write();
+    // Room first, so that no name is known without its column.
+    if (columns_.size() == columns_.capacity()) columns_.reserve(columns_.size() * 2 + 4);
+    names_.Write().Add(column.id, col);
     columns_.push_back(std::move(column));
-    try {
-      names.Add(columns_.back().id, col);
-    } catch (...) {
-      columns_.pop_back();
-      throw;
-    }
     ResolveLogicalColumn(columns_.back());
     // Of the others only those can change that have waited for this id. Looking all of them up
     // again would make adding many columns a matter of seconds.
@@ -86,8 +81,8 @@ kt_long Kt_Dataset::AddColumnRow(Column column) {
 }
 
 kt_long Kt_Dataset::AddColumn(const Kt_WString& id, Kt_ColumnType type, kt_long size) {
-  Column column{id, {}, type, size};
-  return kt::detail::RefuseOnFailure([&] {
+  return Edit([&] {
+    Column column{id, {}, type, size};
     constexpr std::int64_t kUnitsPerNull = Kt_WorkMeter::kUnitsPerCell / 2;
     kt::detail::ChargeOrLeave(PlainSlotCount() * kUnitsPerNull);
     column.cells = std::make_shared<Kt_Column>(type);
@@ -184,9 +179,9 @@ Kt_Column& Kt_Dataset::WriteCells(kt_long stored_col) {
 kt_long Kt_Dataset::GetConstIndex(std::u16string_view id) const { return constants_.Find(id); }
 
 kt_long Kt_Dataset::AddConstColumn(const Kt_WString& id, const Kt_Variant& value) {
-  if (IsEvaluating()) return -1;
-  if (id.IsEmpty() || GetConstIndex(id) >= 0 || GetConstCount() >= kMaxDatasetColumns) return -1;
-  return kt::detail::RefuseOnFailure([&] {
+  return Edit([&]() -> kt_long {
+    if (id.IsEmpty() || GetConstIndex(id) >= 0) return -1;
+    if (GetConstCount() >= kMaxDatasetColumns) return -1;
     constants_.Add(id, value.Target());
     return GetConstCount() - 1;
   });
@@ -207,10 +202,11 @@ const Kt_Variant& Kt_Dataset::GetConstColumn(std::u16string_view id) const {
 }
 
 kt_long Kt_Dataset::SetConstColumn(kt_long constant, const Kt_Variant& value) {
-  if (IsEvaluating()) return -1;
-  if (constant < 0 || constant >= GetConstCount()) return -1;
-  constants_.Set(static_cast<std::size_t>(constant), value.Target());
-  return 1;
+  return Edit([&] {
+    if (constant < 0 || constant >= GetConstCount()) return -1;
+    constants_.Set(static_cast<std::size_t>(constant), value.Target());
+    return 1;
+  });
 }
 
 kt_long Kt_Dataset::SetConstColumn(std::u16string_view id, const Kt_Variant& value) {

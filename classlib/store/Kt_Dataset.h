@@ -14,12 +14,11 @@
 #include "classlib/store/Kt_Column.h"
 #include "classlib/store/Kt_ColumnMap.h"
 #include "classlib/store/Kt_DatasetHandle.h"
+#include "classlib/store/Kt_Keys.h"
 #include "classlib/store/Kt_LoadReport.h"
 #include "classlib/store/Kt_SaveReport.h"
-#include "classlib/store/detail/Kt_ChangeBuffer.h"
 #include "classlib/store/detail/Kt_ConstantList.h"
-#include "classlib/store/detail/Kt_GroupView.h"
-#include "classlib/store/detail/Kt_RowIndex.h"
+#include "classlib/store/detail/Kt_RowLayer.h"
 #include "classlib/store/detail/Kt_SlotHistory.h"
 #include "classlib/text/detail/Kt_NameMap.h"
 #include "classlib/value/Kt_Aggregate.h"
@@ -31,10 +30,6 @@ class Kt_Pivot;
 namespace kt::detail {
 class TableDoor;
 }  // namespace kt::detail
-
-// What ModifyKeyStat does, and with which keys; the codes that scripts give.
-enum class Kt_KeyCall : std::uint8_t { kAdd, kRemove, kChange, kClear };
-enum class Kt_KeyType : std::uint8_t { kSort, kGroup, kPivotRow, kPivotColumn, kPivotValue };
 
 // Limits of one dataset; what goes past one is refused. Rows: their numbers, and twice as many
 // while something grows, fit 32 bits. Columns: each costs every row something.
@@ -270,8 +265,8 @@ class KT_CLASS_API Kt_Dataset {
   void ResetRecIndex();
   void ResetFilIndex();
   // Suspends a filter, or puts it back, without forgetting what it hides; costs nothing.
-  bool GetFilterStat() const { return (active_view_ & kt::detail::kRowMainHidden) != 0; }
-  bool GetLocFilterStat() const { return (active_view_ & kt::detail::kRowLocalHidden) != 0; }
+  bool GetFilterStat() const { return (rows_.active_view & kt::detail::kRowMainHidden) != 0; }
+  bool GetLocFilterStat() const { return (rows_.active_view & kt::detail::kRowLocalHidden) != 0; }
   void SetFilterStat(bool on);
   void SetLocFilterStat(bool on);
   // The filter that belongs to the definition of the dataset; the store only keeps the text.
@@ -551,14 +546,14 @@ class KT_CLASS_API Kt_Dataset {
 
   // The updated and deleted rows with their first values, in order of first change. The type is
   // kRowTypeUpdate or kRowTypeDelete, 0 outside.
-  kt_long GetOrgBuffCount() const { return changes_->Count(); }
+  kt_long GetOrgBuffCount() const { return rows_.changes->Count(); }
   Kt_Variant GetOrgBuffColumn(kt_long index, kt_long col) const;
   kt_long GetOrgBuffType(kt_long index) const;
   // The first value of a cell: of an updated row as it was, of an inserted row empty.
   Kt_Variant GetOrgColumn(kt_long row, kt_long col) const;
   Kt_Variant GetOrgColumnNF(kt_long row, kt_long col) const;
   // The deleted rows with their first values, in order of deletion.
-  kt_long GetDelRowCount() const { return static_cast<kt_long>(changes_->Deleted().size()); }
+  kt_long GetDelRowCount() const { return static_cast<kt_long>(rows_.changes->Deleted().size()); }
   Kt_Variant GetDelColumn(kt_long index, kt_long col) const;
 
   // Makes the present rows the unchanged ones.
@@ -569,7 +564,7 @@ class KT_CLASS_API Kt_Dataset {
   // True when any row is inserted, updated or deleted. SetUpdate(false) is ApplyChange; true marks
   // every normal row updated, so that everything will be saved.
   bool GetUpdate() const {
-    const kt_long inserted = plain_rows_ ? plain_rows_->inserted_count : inserted_count_;
+    const kt_long inserted = plain_rows_ ? plain_rows_->inserted_count : rows_.inserted_count;
     return inserted > 0 || PlainChanges().Count() > 0;
   }
   void SetUpdate(bool changed);
@@ -616,19 +611,8 @@ class KT_CLASS_API Kt_Dataset {
     kt_long col;
     bool ascending;
   };
-  struct Key {
-    Kt_KeyType type;
-    kt_long col;
-    bool ascending;
-    Kt_Aggregate subtotal;
-  };
-
-  // The cells of a key column by slot.
-  struct KeyCells {
-    kt_long col;
-    std::shared_ptr<Kt_Column> cells;
-    bool HasValue(Slot slot) const { return slot < cells->RowCount() && !cells->IsNull(slot); }
-  };
+  using Key = kt::detail::Key;
+  using KeyCells = kt::detail::KeyCells;
 
   // Around code outside the store that runs while this dataset is in the middle of something: it
   // refuses changes meanwhile. Assigning to the dataset and destroying it cannot be refused.
@@ -658,19 +642,6 @@ class KT_CLASS_API Kt_Dataset {
   template <class Ask>
   std::invoke_result_t<Ask> Outside(Ask ask) const;
 
-  // What the rows are. Kept aside as a whole while they are those of a pivot.
-  struct RowLayer {
-    kt::detail::CopyOnWrite<RowIndex> index;
-    kt::detail::CopyOnWrite<kt::detail::ChangeBuffer> changes;
-    kt::CountedVector<Slot> free_slots;
-    Slot slot_count = 0;
-    kt_long inserted_count = 0;
-    View active_view = kt::detail::kAllRows;
-    std::vector<Key> shown_keys;
-    std::vector<KeyCells> key_cells;
-    bool grouped = false;
-    std::array<std::optional<kt::detail::GroupView>, 4> groups;
-  };
   // Puts the plain rows of a pivot in their place for as long as it lives.
   class PlainRows {
    public:
@@ -693,15 +664,14 @@ class KT_CLASS_API Kt_Dataset {
     std::uint32_t losses = 0;      // of the latter
   };
 
-  void SwapRows(RowLayer& other);
   void LeavePivot();
   void EnterPivot(std::shared_ptr<const Kt_Pivot> pivot);
   bool IsGroupKey(const Key& key) const;
-  const RowIndex& PlainIndex() const { return plain_rows_ ? *plain_rows_->index : *index_; }
+  const RowIndex& PlainIndex() const { return plain_rows_ ? *plain_rows_->index : *rows_.index; }
   const kt::detail::ChangeBuffer& PlainChanges() const {
-    return plain_rows_ ? *plain_rows_->changes : *changes_;
+    return plain_rows_ ? *plain_rows_->changes : *rows_.changes;
   }
-  Slot PlainSlotCount() const { return plain_rows_ ? plain_rows_->slot_count : slot_count_; }
+  Slot PlainSlotCount() const { return plain_rows_ ? plain_rows_->slot_count : rows_.slot_count; }
   kt::CountedVector<Slot> PivotRows(View view, kt_long start, kt_long end) const;
   Kt_Dataset PivotTable(View view) const;
 
@@ -730,6 +700,15 @@ class KT_CLASS_API Kt_Dataset {
     return HasCol(col) && columns_[static_cast<std::size_t>(col)].cells != nullptr &&
            !ShowsSource();
   }
+  // The door of edits, and the ways back: see detail/Kt_Edit.h.
+  struct State;
+  template <class Change>
+  kt_long Edit(Change change);
+  template <class Change>
+  kt_long OrRestore(Change change);
+  template <class Change, class TakeBack>
+  kt_long OrTakeBack(bool is_long, Change change, TakeBack take_back);
+
   kt_long AddColumnRow(Column column);
   void ResolveLogicalColumn(Column& column);
   void ResolveLogicalColumns();
@@ -754,16 +733,16 @@ class KT_CLASS_API Kt_Dataset {
     std::vector<Item> values;
   };
 
-  View ActiveView() const { return active_view_; }
+  View ActiveView() const { return rows_.active_view; }
   kt_long ViewCount(View view) const {
     if (KT_UNLIKELY(source_.is_set) && !SourceLives()) return 0;
-    return index_->Count(view) + (KT_UNLIKELY(grouped_) ? GroupsOf(view).Count() : 0);
+    return rows_.index->Count(view) + (KT_UNLIKELY(rows_.grouped) ? GroupsOf(view).Count() : 0);
   }
   // The record number behind a row, in the view; -1 for a subtotal. REQUIRES: HasRow(view, row).
   kt_long RecordOf(View view, kt_long row) const;
   // How many records stand before a row. REQUIRES: 0 <= row <= ViewCount(view).
   kt_long RecordsBefore(View view, kt_long row) const {
-    return grouped_ ? GroupsOf(view).RecordsBefore(row) : row;
+    return rows_.grouped ? GroupsOf(view).RecordsBefore(row) : row;
   }
   template <class Note>
   void NoteInGroups(kt::detail::View view, Note note) const;
@@ -784,9 +763,10 @@ class KT_CLASS_API Kt_Dataset {
   void DeleteShown(kt_long row, RowIndex::Place place);
   template <class Keep>
   kt_long DeleteWhere(Keep keep);
-  kt_long AppendRows(const Kt_Dataset& source, const Rollback& rollback);
+  kt_long AppendRows(const Kt_Dataset& source);
   void RemoveEntries(std::uint8_t flags);
-  void SetNormal(Slot slot);
+  void DropRows();
+  void DropColumns();
 
   Kt_Variant ReadCell(View view, kt_long row, kt_long col, kt_long position = -1) const;
   Kt_Variant ReadSubtotal(View view, kt_long row, kt_long col, kt_long position) const;
@@ -796,14 +776,14 @@ class KT_CLASS_API Kt_Dataset {
   kt_long WriteSlot(Slot slot, kt_long col, const Kt_Variant& value);
   void StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& value);
   kt_long HideRow(View view, std::uint8_t filter, kt_long row);
-  void ShowAll(std::uint8_t filter, bool on);
+  kt_long ShowAll(std::uint8_t filter, bool on);
   void SwitchFilter(std::uint8_t filter, bool on);
   bool ParseSortKeys(std::u16string_view list, bool ascending, std::vector<SortKey>& keys) const;
   static void SetKeys(Kt_KeyType type, const std::vector<SortKey>& keys, std::vector<Key>& all);
   std::vector<Key> KeysOf(Kt_KeyType type) const;
-  void DropGroups(std::uint8_t flags = 0, int kept = -1) const;
   kt::detail::GroupView& GroupsOf(View view) const;
-  void ComputeKeyCells();
+  kt_long ComputeKeyCells();
+  void RecomputeKeyCells();
   std::shared_ptr<const Kt_Column> CellsOfKey(kt_long col) const;
   void PrepareForgetKeyCells(Slot slot);
   void ForgetKeyCells(Slot slot);
@@ -819,7 +799,7 @@ class KT_CLASS_API Kt_Dataset {
   kt::CountedVector<Slot> OrderedRecords(const std::vector<SortKey>& keys) const;
   Kt_Variant ReadRecord(kt_long record, kt_long col) const;
   kt_long CountRecords(View view, kt_long start, kt_long end) const;
-  kt_long SortRows(const std::vector<SortKey>& keys, bool nulls_last);
+  void SortRows(const std::vector<SortKey>& keys, bool nulls_last);
   std::shared_ptr<const Kt_Column> SlotCells(kt_long col) const;
   std::shared_ptr<Kt_Column> ComputedCells(kt_long col) const;
 
@@ -859,27 +839,20 @@ class KT_CLASS_API Kt_Dataset {
   Kt_Variant FirstValue(Slot slot, kt_long col) const;
   Kt_Variant OriginalAt(View view, kt_long row, kt_long col) const;
   void RestoreFirstValues(Slot slot);
-  void TakeBackChanges();
+  kt_long TakeOverChanges();
+  kt_long TakeBackChanges();
+  kt_long MarkAllUpdated();
 
   Kt_WString id_;
   std::vector<Column> columns_;
   kt::detail::ConstantList constants_;
   kt::detail::CopyOnWrite<kt::detail::NameMap> names_;  // ids of columns_
-  kt::detail::CopyOnWrite<RowIndex> index_;
-  kt::detail::CopyOnWrite<kt::detail::ChangeBuffer> changes_;
-  kt::CountedVector<Slot> free_slots_;  // their cells are null
-  Slot slot_count_ = 0;                 // every column has at least as many cells
-  kt_long inserted_count_ = 0;
-  View active_view_ = kt::detail::kAllRows;
+  kt::detail::RowLayer rows_;
   Kt_WString filter_text_;
   std::vector<Key> keys_;
-  std::vector<Key> shown_keys_;      // those that the subtotal rows are made of
-  std::vector<KeyCells> key_cells_;  // of those among them that are expressions
-  bool grouped_ = false;             // there are subtotal rows
   bool reverse_subtotals_ = false;
-  mutable std::array<std::optional<kt::detail::GroupView>, 4> groups_;  // by view, made when asked
-  std::shared_ptr<const Kt_Pivot> pivot_;  // what the rows are made of; null: records
-  std::optional<RowLayer> plain_rows_;     // while there is a pivot
+  std::shared_ptr<const Kt_Pivot> pivot_;           // what the rows are made of; null: records
+  std::optional<kt::detail::RowLayer> plain_rows_;  // while there is a pivot
   SourceLink source_;
   kt::detail::SlotHistory history_;
   std::uint64_t structure_version_ = 0;
@@ -902,7 +875,6 @@ class KT_CLASS_API Kt_Dataset::Rollback {
   bool TakesBack() const { return state_ != nullptr && Kt_WorkMeter::CurrentStop() != 0; }
 
  private:
-  struct State;
   Kt_DatasetHandle dataset_;
   std::unique_ptr<State> state_;
 };

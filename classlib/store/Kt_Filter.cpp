@@ -2,56 +2,52 @@
 //
 // The two filters. Each is a bit per row and a switch; a view counts the rows of every combination,
 // so that switching costs nothing.
-#include "classlib/base/detail/Kt_Refuse.h"
-#include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/detail/Kt_Edit.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
 kt_long Kt_Dataset::HideRow(View view, std::uint8_t filter, kt_long row) {
-  KT_CHECK_THREAD(one_thread_, "dataset", id_);
-  if (IsEvaluating()) return -1;
-  const auto place = PlaceAt(view, row);
-  if (!place) return -1;
-  return RefuseOnFailure([&] {
-    index_.Write().Change(*place, filter, 0);
-    active_view_ |= filter;
+  return Edit([&] {
+    const auto place = PlaceAt(view, row);
+    if (!place) return -1;
+    rows_.index.Write().Change(*place, filter, 0);
+    rows_.active_view |= filter;
     NoteGone(view, row, filter);
     return 1;
   });
 }
 
-void Kt_Dataset::ShowAll(std::uint8_t filter, bool on) {
-  if (IsEvaluating()) return;
-  RefuseOnFailure([&] {
-    index_.Write().ChangeAll(0, filter);
-    DropGroups(filter);
+kt_long Kt_Dataset::ShowAll(std::uint8_t filter, bool on) {
+  return Edit([&] {
+    rows_.index.Write().ChangeAll(0, filter);
+    rows_.DropGroups(filter);
     SwitchFilter(filter, on);
     return 1;
   });
 }
 
 void Kt_Dataset::SwitchFilter(std::uint8_t filter, bool on) {
-  active_view_ = static_cast<View>(on ? active_view_ | filter : active_view_ & ~filter);
+  rows_.active_view =
+      static_cast<View>(on ? rows_.active_view | filter : rows_.active_view & ~filter);
   ++structure_version_;
 }
 
 kt_long Kt_Dataset::Filter(kt_long row) { return HideRow(kRowMainHidden, kRowMainHidden, row); }
 
 kt_long Kt_Dataset::LocFilter(kt_long row) {
-  return HideRow(active_view_ | kRowLocalHidden, kRowLocalHidden, row);
+  return HideRow(rows_.active_view | kRowLocalHidden, kRowLocalHidden, row);
 }
 
 void Kt_Dataset::UnFilter() { ShowAll(kRowMainHidden, false); }
 void Kt_Dataset::LocUnFilter() { ShowAll(kRowLocalHidden, false); }
 void Kt_Dataset::ResetRecIndex() {
-  if (IsEvaluating()) return;
-  if (!ShowsSource() || IsPivot()) return ShowAll(kRowMainHidden, true);
-  RefuseOnFailure([&] {
+  if (!ShowsSource() || IsPivot()) return (void)ShowAll(kRowMainHidden, true);
+  const auto take = [&] {
     TakeSourceRows(true);
     SwitchFilter(kRowMainHidden, true);
     return 1;
-  });
-  if (!key_cells_.empty()) ComputeKeyCells();
+  };
+  if (Edit([&] { return OrRestore(take); }) > 0) RecomputeKeyCells();
 }
 void Kt_Dataset::ResetFilIndex() { ShowAll(kRowLocalHidden, true); }
 void Kt_Dataset::SetFilterStat(bool on) { SwitchFilter(kRowMainHidden, on); }

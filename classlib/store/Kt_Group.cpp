@@ -4,8 +4,8 @@
 #include <algorithm>
 
 #include "classlib/base/Kt_Charge.h"
-#include "classlib/base/detail/Kt_Refuse.h"
 #include "classlib/store/Kt_Pivot.h"
+#include "classlib/store/detail/Kt_Edit.h"
 #include "classlib/store/detail/Kt_Whole.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
@@ -14,22 +14,21 @@ using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and 
 
 kt_long Kt_Dataset::ModifyKeyStat(Kt_KeyCall call, Kt_KeyType type, kt_long col, bool ascending,
                                   Kt_Aggregate subtotal) {
-  if (IsEvaluating()) return -1;
-  if (call > Kt_KeyCall::kClear || type > Kt_KeyType::kPivotValue ||
-      subtotal > Kt_Aggregate::kCount) {
-    return -1;
-  }
-  if (call == Kt_KeyCall::kClear) {
-    keys_.clear();
-    return 1;
-  }
-  if (!HasCol(col)) return -1;
-  const auto found = std::find_if(keys_.begin(), keys_.end(), [&](const Key& key) {
-    return key.type == type && key.col == col;
-  });
-  const bool is_known = found != keys_.end();
-  if (is_known != (call != Kt_KeyCall::kAdd)) return -1;
-  return RefuseOnFailure([&] {
+  return Edit([&] {
+    if (call > Kt_KeyCall::kClear || type > Kt_KeyType::kPivotValue ||
+        subtotal > Kt_Aggregate::kCount) {
+      return -1;
+    }
+    if (call == Kt_KeyCall::kClear) {
+      keys_.clear();
+      return 1;
+    }
+    if (!HasCol(col)) return -1;
+    const auto found = std::find_if(keys_.begin(), keys_.end(), [&](const Key& key) {
+      return key.type == type && key.col == col;
+    });
+    const bool is_known = found != keys_.end();
+    if (is_known != (call != Kt_KeyCall::kAdd)) return -1;
     if (call == Kt_KeyCall::kRemove) {
       keys_.erase(found);
     } else if (is_known) {
@@ -76,62 +75,63 @@ bool Kt_Dataset::IsGroupKey(const Key& key) const {
 // ---- Subtotals --------------------------------------------------------------------------------
 
 void Kt_Dataset::RecalcGroup() {
-  KT_CHECK_THREAD(one_thread_, "dataset", id_);
-  if (IsEvaluating()) return;
-  const kt_long taken = RefuseOnFailure([&] {
-    std::vector<Key> keys = keys_;
+  const auto recalc = [&] {
     if (ShowsSource() && !IsPivot()) TakeSourceRows(false);
     // Keys that change from now on wait for the next call, also where a view is first asked for
     // later.
-    shown_keys_ = std::move(keys);
-    return 1;
-  });
-  if (taken > 0) ComputeKeyCells();
+    rows_.shown_keys = keys_;
+    return ComputeKeyCells();
+  };
+  Edit([&] { return Whole([&] { return OrRestore(recalc); }, -1); });
+}
+
+// Where the rows are others now. Without memory for the values there are no subtotals.
+void Kt_Dataset::RecomputeKeyCells() {
+  if (rows_.key_cells.empty()) return;
+  Edit([&] { return Whole([&] { return ComputeKeyCells(); }, -1); });
 }
 
 // What is asked for first after this, even a count of rows, lays the subtotals; that must not run
 // the code of an expression. So keys that are expressions are computed here, for all views. While
 // they are there are no subtotals.
-void Kt_Dataset::ComputeKeyCells() {
-  DropGroups();
-  key_cells_.clear();
-  grouped_ = false;
+kt_long Kt_Dataset::ComputeKeyCells() {
+  rows_.DropGroups();
+  rows_.key_cells.clear();
+  rows_.grouped = false;
   ++structure_version_;
-  const bool has_groups = std::any_of(shown_keys_.begin(), shown_keys_.end(),
+  const bool has_groups = std::any_of(rows_.shown_keys.begin(), rows_.shown_keys.end(),
                                       [this](const Key& key) { return IsGroupKey(key); });
-  if (!has_groups) return;
-  const auto compute = [&]() -> kt_long {
-    std::vector<KeyCells> computed;
-    for (const Key& key : shown_keys_) {
-      if (!HasCol(key.col) || !IsComputed(key.col)) continue;
-      if (!IsGroupKey(key) && key.type != Kt_KeyType::kPivotValue) continue;
-      computed.push_back({key.col, ComputedCells(key.col)});
-    }
-    key_cells_ = std::move(computed);
-    grouped_ = true;
-    DropGroups();
-    ++structure_version_;
-    return 1;
-  };
-  RefuseOnFailure([&] { return Whole(compute, -1); });
+  if (!has_groups) return 1;
+  std::vector<KeyCells> computed;
+  for (const Key& key : rows_.shown_keys) {
+    if (!HasCol(key.col) || !IsComputed(key.col)) continue;
+    if (!IsGroupKey(key) && key.type != Kt_KeyType::kPivotValue) continue;
+    computed.push_back({key.col, ComputedCells(key.col)});
+  }
+  rows_.key_cells = std::move(computed);
+  rows_.grouped = true;
+  rows_.DropGroups();
+  ++structure_version_;
+  return 1;
 }
 
 // The cells of a key by slot, without running an expression.
 std::shared_ptr<const Kt_Column> Kt_Dataset::CellsOfKey(kt_long col) const {
   if (!IsComputed(col)) return SlotCells(col);
-  const auto known = std::find_if(key_cells_.begin(), key_cells_.end(),
+  const auto known = std::find_if(rows_.key_cells.begin(), rows_.key_cells.end(),
                                   [col](const KeyCells& key) { return key.col == col; });
-  if (known != key_cells_.end() && known->cells->RowCount() >= slot_count_) return known->cells;
+  if (known != rows_.key_cells.end() && known->cells->RowCount() >= rows_.slot_count)
+    return known->cells;
   // Rows that came later, and keys of a dataset that was copied before it had an evaluator.
-  auto cells = known != key_cells_.end() ? std::make_shared<Kt_Column>(*known->cells)
-                                         : std::make_shared<Kt_Column>(GetColType(col));
-  cells->AppendNulls(slot_count_ - cells->RowCount());
+  auto cells = known != rows_.key_cells.end() ? std::make_shared<Kt_Column>(*known->cells)
+                                              : std::make_shared<Kt_Column>(GetColType(col));
+  cells->AppendNulls(rows_.slot_count - cells->RowCount());
   return cells;
 }
 
 // After this ForgetKeyCells needs no memory.
 void Kt_Dataset::PrepareForgetKeyCells(Slot slot) {
-  for (KeyCells& key : key_cells_) {
+  for (KeyCells& key : rows_.key_cells) {
     if (!key.HasValue(slot)) continue;
     if (key.cells.use_count() != 1) key.cells = std::make_shared<Kt_Column>(*key.cells);
     key.cells->MakeNullable();
@@ -140,27 +140,22 @@ void Kt_Dataset::PrepareForgetKeyCells(Slot slot) {
 
 // The next row that gets the slot has no values yet.
 void Kt_Dataset::ForgetKeyCells(Slot slot) {
-  for (const KeyCells& key : key_cells_) {
+  for (const KeyCells& key : rows_.key_cells) {
     if (key.HasValue(slot)) key.cells->WriteNull(slot);
   }
 }
 
 void Kt_Dataset::SetReverseSubSumStat(bool reverse) {
-  if (IsEvaluating()) return;
-  reverse_subtotals_ = reverse;
-  DropGroups();
-  ++structure_version_;
-}
-
-// The views that a change of `flags` can touch, all but `kept`.
-void Kt_Dataset::DropGroups(std::uint8_t flags, int kept) const {
-  for (int view = 0; view < static_cast<int>(groups_.size()); ++view) {
-    if (view != kept && (view & flags) == flags) groups_[static_cast<std::size_t>(view)].reset();
-  }
+  Edit([&] {
+    reverse_subtotals_ = reverse;
+    rows_.DropGroups();
+    ++structure_version_;
+    return 1;
+  });
 }
 
 GroupView& Kt_Dataset::GroupsOf(View view) const {
-  std::optional<GroupView>& groups = groups_[view];
+  std::optional<GroupView>& groups = rows_.groups[view];
   if (groups && groups->is_unfinished && kt::Charge(0)) groups.reset();
   if (!groups) {
     groups.emplace();
@@ -179,7 +174,7 @@ GroupView& Kt_Dataset::GroupsOf(View view) const {
 
 kt_long Kt_Dataset::BuildGroups(View view, GroupView& groups) const {
   GroupPlan plan;
-  for (const Key& key : shown_keys_) {
+  for (const Key& key : rows_.shown_keys) {
     if (IsGroupKey(key)) plan.keys.push_back({key, CellsOfKey(key.col)});
     if (key.type == Kt_KeyType::kPivotValue && !IsPivot()) {
       plan.values.push_back({key, CellsOfKey(key.col)});
@@ -194,7 +189,7 @@ kt_long Kt_Dataset::BuildGroups(View view, GroupView& groups) const {
 // One pass over the rows: where a key differs from the row before, the groups of that key and of
 // all keys after it end.
 void Kt_Dataset::FindGroups(View view, const GroupPlan& plan, GroupView& groups) const {
-  const kt_long count = index_->Count(view);
+  const kt_long count = rows_.index->Count(view);
   const std::size_t key_count = plan.keys.size();
   std::vector<kt_long> starts(key_count, 0);  // record that begins the open group of each key
   Slot before = 0;
@@ -202,7 +197,7 @@ void Kt_Dataset::FindGroups(View view, const GroupPlan& plan, GroupView& groups)
   const std::int64_t units = static_cast<std::int64_t>(key_count + 1) * Kt_WorkMeter::kUnitsPerCell;
   for (kt_long record = 0; record <= count; ++record) {
     charge.AddOrLeave(units);
-    const Slot slot = record < count ? index_->At(view, record) : 0;
+    const Slot slot = record < count ? rows_.index->At(view, record) : 0;
     std::size_t same = 0;
     if (record > 0 && record < count) {
       while (same < key_count && plan.keys[same].cells->SameCells(before, slot)) ++same;
@@ -238,7 +233,7 @@ void Kt_Dataset::PlaceSubtotals(GroupView& groups) const {
 
 // REQUIRES: the subtotal's range is still in records.
 void Kt_Dataset::FillSubtotal(View view, const GroupPlan& plan, Subtotal& subtotal) const {
-  const Slot slot = index_->At(view, subtotal.first);
+  const Slot slot = rows_.index->At(view, subtotal.first);
   const std::size_t shown = plan.keys.size() + 1 - static_cast<std::size_t>(subtotal.level);
   for (std::size_t key = 0; key < shown; ++key) {
     const kt_long col = plan.keys[key].key.col;
@@ -253,7 +248,7 @@ void Kt_Dataset::FillSubtotal(View view, const GroupPlan& plan, Subtotal& subtot
     kt::CountedVector<Slot> rows;
     ChargeOrLeave((subtotal.last - subtotal.first) * Kt_WorkMeter::kUnitsPerCell);
     for (kt_long record = subtotal.first; record < subtotal.last; ++record) {
-      rows.push_back(index_->At(view, record));
+      rows.push_back(rows_.index->At(view, record));
     }
     pivot_->TotalRows(rows, subtotal.cells);
   }
@@ -276,14 +271,14 @@ void Kt_Dataset::FillSubtotals(View view, const GroupPlan& plan, GroupView& grou
 }
 
 kt_long Kt_Dataset::GetRowLevel(kt_long row) const {
-  if (!grouped_ || !HasRow(ActiveView(), row)) return 0;
+  if (!rows_.grouped || !HasRow(ActiveView(), row)) return 0;
   const Subtotal* const subtotal = GroupsOf(ActiveView()).Find(row);
   return subtotal == nullptr ? 0 : subtotal->level;
 }
 
 kt_long Kt_Dataset::GetRowIndex(kt_long row) const {
   if (!HasRow(ActiveView(), row)) return -1;
-  const Subtotal* const subtotal = grouped_ ? GroupsOf(ActiveView()).Find(row) : nullptr;
+  const Subtotal* const subtotal = rows_.grouped ? GroupsOf(ActiveView()).Find(row) : nullptr;
   if (subtotal == nullptr) return row;
   return reverse_subtotals_ ? subtotal->last - 1 : subtotal->first;
 }

@@ -50,8 +50,8 @@ bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
     for (const KeyColumn& key : keys) sort.push_back({key.col, key.ascending});
     return sort;
   };
-  kt::CountedVector<std::uint32_t> row_of(source.slot_count_);
-  kt::CountedVector<std::uint32_t> plain_of(source.slot_count_);
+  kt::CountedVector<std::uint32_t> row_of(source.rows_.slot_count);
+  kt::CountedVector<std::uint32_t> plain_of(source.rows_.slot_count);
   kt::CountedVector<kt::CountedVector<std::uint32_t>> positions_of_plain;
   const kt::CountedVector<Slot> slots =
       SetRows(source.OrderedRecords(sort_keys(row_keys_)), row_of);

@@ -5,44 +5,31 @@
 #include <stdexcept>
 
 #include "classlib/base/Kt_Charge.h"
-#include "classlib/base/detail/Kt_Refuse.h"
 #include "classlib/store/Kt_Fold.h"
 #include "classlib/store/Kt_Pivot.h"
 #include "classlib/store/Kt_UniqueIds.h"
+#include "classlib/store/detail/Kt_Edit.h"
 #include "classlib/store/detail/Kt_Whole.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
 // ---- Becoming a pivot, and a table again ------------------------------------------------------
 
-void Kt_Dataset::SwapRows(RowLayer& other) {
-  std::swap(index_, other.index);
-  std::swap(changes_, other.changes);
-  std::swap(free_slots_, other.free_slots);
-  std::swap(slot_count_, other.slot_count);
-  std::swap(inserted_count_, other.inserted_count);
-  std::swap(active_view_, other.active_view);
-  std::swap(shown_keys_, other.shown_keys);
-  std::swap(key_cells_, other.key_cells);
-  std::swap(grouped_, other.grouped);
-  std::swap(groups_, other.groups);
-}
-
 Kt_Dataset::PlainRows::PlainRows(Kt_Dataset& dataset) : dataset_(dataset), pivot_(dataset.pivot_) {
   if (pivot_ == nullptr) return;
-  dataset_.SwapRows(*dataset_.plain_rows_);
+  std::swap(dataset_.rows_, *dataset_.plain_rows_);
   dataset_.pivot_.reset();
 }
 
 Kt_Dataset::PlainRows::~PlainRows() {
   if (pivot_ == nullptr) return;
-  dataset_.SwapRows(*dataset_.plain_rows_);
+  std::swap(dataset_.rows_, *dataset_.plain_rows_);
   dataset_.pivot_ = std::move(pivot_);
 }
 
 void Kt_Dataset::LeavePivot() {
   if (!IsPivot()) return;
-  SwapRows(*plain_rows_);
+  rows_ = std::move(*plain_rows_);
   plain_rows_.reset();
   pivot_.reset();
   ++structure_version_;
@@ -52,18 +39,15 @@ void Kt_Dataset::EnterPivot(std::shared_ptr<const Kt_Pivot> pivot) {
   RowLayer layer;
   layer.slot_count = static_cast<Slot>(pivot->GetPivotRowCount());
   layer.index.Write().Append(0, layer.slot_count);
-  SwapRows(layer);
+  std::swap(rows_, layer);
   plain_rows_ = std::move(layer);
   pivot_ = std::move(pivot);
   RecalcGroup();
 }
 
 kt_long Kt_Dataset::RecalcPivot() {
-  KT_CHECK_THREAD(one_thread_, "dataset", id_);
-  if (IsEvaluating()) return -1;
-  const std::shared_ptr<const Kt_Pivot> before = pivot_;
-  LeavePivot();
   const auto recalc = [&]() -> kt_long {
+    LeavePivot();
     if (ShowsSource()) TakeSourceRows(false);
     const auto is_pivot_key = [](const Key& key) {
       return key.type == Kt_KeyType::kPivotRow || key.type == Kt_KeyType::kPivotColumn;
@@ -73,17 +57,10 @@ kt_long Kt_Dataset::RecalcPivot() {
     if (!pivot->Build(*this)) return -1;
     ChargeOrLeave(0);
     EnterPivot(std::move(pivot));
+    ChargeOrLeave(0);
     return 1;
   };
-  const auto recalc_or_go_back = [&]() -> kt_long {
-    try {
-      return recalc();
-    } catch (const WorkStopped&) {
-      if (before != nullptr) EnterPivot(before);
-      throw;
-    }
-  };
-  return RefuseOnFailure([&] { return Whole(recalc_or_go_back, -1); });
+  return Edit([&] { return Whole([&] { return OrRestore(recalc); }, -1); });
 }
 
 void Kt_Dataset::PivotLocSubSum_Reset() {
@@ -127,7 +104,7 @@ kt::CountedVector<Slot> Kt_Dataset::PivotRows(View view, kt_long start, kt_long 
   start = std::clamp(start, 0, ViewCount(view));
   end = std::clamp(end, start, ViewCount(view));
   kt::CountedVector<Slot> rows;
-  index_->ForEachRun(
+  rows_.index->ForEachRun(
       view, RecordsBefore(view, start), RecordsBefore(view, end),
       [&](std::size_t first, std::size_t count) {
         for (std::size_t row = first; row < first + count; ++row) {

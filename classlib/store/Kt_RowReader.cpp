@@ -14,14 +14,14 @@ const Kt_Column* Kt_RowReader::GetCells(kt_long col) const {
 void Kt_RowReader::GetRecords(kt_long row, kt_long count, std::uint32_t* records) const {
   const auto view = dataset_->ActiveView();
   const bool is_inside = row >= 0 && count >= 0 && count <= dataset_->ViewCount(view) - row;
-  if (!is_inside || dataset_->grouped_) {
+  if (!is_inside || dataset_->rows_.grouped) {
     for (kt_long at = 0; at < count; ++at) {
       records[at] = dataset_->RecordAt(view, row + at).value_or(kNoRecord);
     }
     return;
   }
   std::uint32_t* next = records;
-  dataset_->index_->ForEachRun(
+  dataset_->rows_.index->ForEachRun(
       view, row, row + count,
       [&](std::uint32_t first, std::uint32_t run) {
         std::iota(next, next + run, first);

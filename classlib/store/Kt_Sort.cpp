@@ -6,8 +6,8 @@
 #include <numeric>
 
 #include "classlib/base/Kt_Charge.h"
-#include "classlib/base/detail/Kt_Refuse.h"
 #include "classlib/store/Kt_Pivot.h"
+#include "classlib/store/detail/Kt_Edit.h"
 #include "classlib/store/detail/Kt_Whole.h"
 #include "classlib/store/kernels/Kt_SortKernels.h"
 #include "classlib/text/Kt_WStrList.h"
@@ -123,12 +123,12 @@ std::shared_ptr<const Kt_Column> Kt_Dataset::SlotCells(kt_long col) const {
 
 std::shared_ptr<Kt_Column> Kt_Dataset::ComputedCells(kt_long col) const {
   auto cells = std::make_shared<Kt_Column>(GetColType(col));
-  cells->AppendNulls(slot_count_);
+  cells->AppendNulls(rows_.slot_count);
   // By record: where subtotals stand may depend on this very column.
   RoundCharge charge;
-  for (kt_long record = 0; record < index_->Count(kAllRows); ++record) {
+  for (kt_long record = 0; record < rows_.index->Count(kAllRows); ++record) {
     charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
-    cells->Write(index_->At(kAllRows, record), ReadRecord(record, col));
+    cells->Write(rows_.index->At(kAllRows, record), ReadRecord(record, col));
   }
   ChargeOrLeave(0);  // an expression may have been stopped
   return cells;
@@ -143,34 +143,28 @@ kt::CountedVector<Slot> Kt_Dataset::OrderedRecords(const std::vector<SortKey>& k
   return slots;
 }
 
-kt_long Kt_Dataset::SortRows(const std::vector<SortKey>& keys, bool nulls_last) {
-  return RefuseOnFailure([&] {
-    kt::CountedVector<Slot> slots = index_->Slots();
-    for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
-      SortByColumn(slots, *SlotCells(key->col), key->ascending, nulls_last);
-    }
-    ChargeRows(slots.size());
-    index_.Write().Assign(slots);
-    DropGroups();
-    ++structure_version_;
-    return 1;
-  });
+void Kt_Dataset::SortRows(const std::vector<SortKey>& keys, bool nulls_last) {
+  kt::CountedVector<Slot> slots = rows_.index->Slots();
+  for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
+    SortByColumn(slots, *SlotCells(key->col), key->ascending, nulls_last);
+  }
+  ChargeRows(slots.size());
+  rows_.index.Write().Assign(slots);
+  rows_.DropGroups();
+  ++structure_version_;
 }
 
 kt_long Kt_Dataset::Sort(std::u16string_view list, bool ascending, bool nulls_last,
                          bool group_keys) {
-  KT_CHECK_THREAD(one_thread_, "dataset", id_);
-  if (IsEvaluating()) return -1;
-  if (IsPivot()) return -1;
   const auto sort = [&]() -> kt_long {
     std::vector<SortKey> keys;
     if (!ParseSortKeys(list, ascending, keys)) return -1;
     std::vector<Key> all = keys_;
     SetKeys(Kt_KeyType::kSort, keys, all);
     if (group_keys) SetKeys(Kt_KeyType::kGroup, keys, all);
-    if (const kt_long sorted = SortRows(keys, nulls_last); sorted < 0) return sorted;
+    SortRows(keys, nulls_last);
     keys_ = std::move(all);
     return 1;
   };
-  return RefuseOnFailure([&] { return Whole(sort, -1); });
+  return Edit([&] { return IsPivot() ? -1 : Whole(sort, -1); });
 }

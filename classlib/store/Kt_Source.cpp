@@ -8,8 +8,7 @@
 #include <algorithm>
 
 #include "classlib/base/Kt_Charge.h"
-#include "classlib/base/detail/Kt_Refuse.h"
-#include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/detail/Kt_Edit.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -89,13 +88,9 @@ Kt_RowIdentity Kt_Dataset::IdentityOf(View view, kt_long row) const {
 }
 
 kt_long Kt_Dataset::SetSource(Kt_Dataset* source) {
-  if (IsEvaluating()) return -1;
-  if (source != nullptr && IsShownBy(*source)) return -1;
-  const std::uint32_t failures = kt::MemoryFailures();
-  Clear();
-  if (kt::MemoryFailures() != failures) return kErrNoMemory;
-  source_ = {};
-  const kt_long set = RefuseOnFailure([&] {
+  const auto set = [&]() -> kt_long {
+    DropColumns();
+    source_ = {};
     if (source == nullptr) return 1;
     source_.handle = Kt_DatasetHandle(source);
     source_.is_set = true;
@@ -107,12 +102,8 @@ kt_long Kt_Dataset::SetSource(Kt_Dataset* source) {
     }
     TakeSourceRows(true);
     return 1;
-  });
-  if (set < 0) {
-    Clear();
-    source_ = {};
-  }
-  return set;
+  };
+  return Edit([&] { return source != nullptr && IsShownBy(*source) ? -1 : OrRestore(set); });
 }
 
 // ---- Taking rows ------------------------------------------------------------------------------
@@ -132,9 +123,10 @@ kt::CountedVector<Slot> Kt_Dataset::RecordSlots() const {
 
 // By slot: whether it is in the order and holds the same row still.
 std::vector<bool> Kt_Dataset::KnownSlots() const {
-  std::vector<bool> known(slot_count_);
+  std::vector<bool> known(rows_.slot_count);
   const bool intact = IsIntact();
-  index_->ForEachEntry([&](RowIndex::Place, Slot slot) { known[slot] = intact || !IsGone(slot); });
+  rows_.index->ForEachEntry(
+      [&](RowIndex::Place, Slot slot) { known[slot] = intact || !IsGone(slot); });
   return known;
 }
 
@@ -148,7 +140,7 @@ kt::CountedVector<Slot> Kt_Dataset::InOwnOrder(const kt::CountedVector<Slot>& sl
   }
   kt::CountedVector<Slot> ordered;
   ordered.reserve(slots.size());
-  index_->ForEachEntry([&](RowIndex::Place, Slot slot) {
+  rows_.index->ForEachEntry([&](RowIndex::Place, Slot slot) {
     if (wanted[slot]) ordered.push_back(slot);
   });
   for (const Slot slot : slots) {
@@ -172,14 +164,15 @@ void Kt_Dataset::TakeSourceRows(bool anew) {
   next.Assign(slots);
   const std::uint8_t forgotten = anew ? kRowMainHidden : 0;
   for (const Slot slot : slots) {
-    if (slot < known.size() && known[slot]) next.Mark(slot, index_->Flags(slot) & ~forgotten, 0);
+    if (slot < known.size() && known[slot])
+      next.Mark(slot, rows_.index->Flags(slot) & ~forgotten, 0);
   }
   next.RecountAll();
   ChargeRows(slots.size());
   LinkSource();
   ClearStrangeCells(slots, known);
-  index_ = CopyOnWrite<RowIndex>(std::move(next));
-  DropGroups();
+  rows_.index = CopyOnWrite<RowIndex>(std::move(next));
+  rows_.DropGroups();
   ++structure_version_;
 }
 
@@ -189,7 +182,7 @@ void Kt_Dataset::LinkSource() {
   const Kt_Dataset* const root = Root();
   source_.root_era = root != nullptr ? root->history_.Era() : 0;
   source_.losses = root != nullptr ? root->history_.Losses() : 0;
-  slot_count_ = std::max(slot_count_, root != nullptr ? root->PlainSlotCount() : 0);
+  rows_.slot_count = std::max(rows_.slot_count, root != nullptr ? root->PlainSlotCount() : 0);
   if (root != nullptr) root->history_.Watch();
   ResolveLogicalColumns();
 }
@@ -200,7 +193,7 @@ void Kt_Dataset::ClearStrangeCells(const kt::CountedVector<Slot>& slots,
   for (std::size_t col = 0; col < columns_.size(); ++col) {
     if (columns_[col].cells == nullptr) continue;
     Kt_Column& cells = WriteCells(static_cast<kt_long>(col));
-    if (cells.RowCount() < slot_count_) cells.AppendNulls(slot_count_ - cells.RowCount());
+    if (cells.RowCount() < rows_.slot_count) cells.AppendNulls(rows_.slot_count - cells.RowCount());
     for (const Slot slot : slots) {
       if (slot >= known.size() || !known[slot]) cells.WriteNull(slot);
     }
@@ -212,10 +205,10 @@ void Kt_Dataset::ClearStrangeCells(const kt::CountedVector<Slot>& slots,
 // The number of a slot's record without filters; -1 when it is not there.
 kt_long Kt_Dataset::SourceRowOf(Slot slot) const {
   if (IsPivot()) return -1;
-  const auto place = index_->PlaceOf(slot);
-  if (!place || !index_->IsIn(kAllRows, slot)) return -1;
-  const kt_long record = index_->RankOf(kAllRows, *place);
-  return grouped_ ? GroupsOf(kAllRows).RowOf(record) : record;
+  const auto place = rows_.index->PlaceOf(slot);
+  if (!place || !rows_.index->IsIn(kAllRows, slot)) return -1;
+  const kt_long record = rows_.index->RankOf(kAllRows, *place);
+  return rows_.grouped ? GroupsOf(kAllRows).RowOf(record) : record;
 }
 
 kt_long Kt_Dataset::GetSourceRowNF(kt_long row) const {
@@ -245,7 +238,7 @@ void Kt_Dataset::OwnColumns() {
     column.is_alias = false;
     column.map.Empty();
     column.cells = std::make_shared<Kt_Column>(column.type);
-    column.cells->AppendNulls(slot_count_);
+    column.cells->AppendNulls(rows_.slot_count);
   }
   source_.has_own_cells = true;
   ResolveLogicalColumns();
@@ -262,19 +255,20 @@ void Kt_Dataset::TakeCells() {
   }
   RowIndex next;
   next.Append(0, static_cast<std::uint32_t>(slots.size()));
-  for (Slot slot = 0; slot < slots.size(); ++slot) next.Mark(slot, index_->Flags(slots[slot]), 0);
+  for (Slot slot = 0; slot < slots.size(); ++slot)
+    next.Mark(slot, rows_.index->Flags(slots[slot]), 0);
   next.RecountAll();
-  slot_count_ = 0;
+  rows_.slot_count = 0;
   OwnColumns();
   for (std::size_t col = 0; col < columns_.size(); ++col) {
     if (cells[col] == nullptr) continue;
     columns_[col].type = cells[col]->Type();
     columns_[col].cells = std::move(cells[col]);
   }
-  slot_count_ = static_cast<Slot>(slots.size());
-  index_ = CopyOnWrite<RowIndex>(std::move(next));
+  rows_.slot_count = static_cast<Slot>(slots.size());
+  rows_.index = CopyOnWrite<RowIndex>(std::move(next));
   history_.Restart();
-  DropGroups();
+  rows_.DropGroups();
   ++structure_version_;
 }
 

@@ -7,7 +7,7 @@
 #include <unordered_map>
 
 #include "classlib/base/Kt_Charge.h"
-#include "classlib/base/detail/Kt_Refuse.h"
+#include "classlib/store/detail/Kt_Edit.h"
 #include "classlib/store/detail/Kt_Whole.h"
 
 namespace kt::detail {
@@ -21,22 +21,21 @@ kt_long LoadedTable::PresentCount() const {
 
 // Works on a copy, which shares everything that is not replaced.
 kt_long TableDoor::Take(Kt_Dataset& dataset, LoadedTable& table, bool clear) {
-  KT_CHECK_THREAD(dataset.one_thread_, "dataset", dataset.id_);
-  if (dataset.IsEvaluating()) return -1;
-  if (!clear && !dataset.IsPhysical()) return -1;
-  return RefuseOnFailure([&]() -> kt_long {
+  const auto take = [&]() -> kt_long {
+    if (!clear && !dataset.IsPhysical()) return -1;
     ChargeOrLeave(0);  // what was read may be a part
     const std::uint32_t failures = MemoryFailures();
     Kt_Dataset next(dataset);
     if (const kt_long refusal = TableDoor(next).Fill(table, clear); refusal < 0) return refusal;
     PassMemoryFailure(failures);  // of what gives no answer
-    if (!clear)
-      std::swap(next.history_, dataset.history_);  // the rows that were here keep their slots
+    // The rows that were here keep their slots.
+    if (!clear) std::swap(next.history_, dataset.history_);
     dataset = std::move(next);
-    if (!dataset.key_cells_.empty())
-      dataset.ComputeKeyCells();  // which the copy had no evaluator for
-    return table.PresentCount();
-  });
+    return 1;
+  };
+  if (const kt_long taken = dataset.Edit(take); taken < 0) return taken;
+  dataset.RecomputeKeyCells();  // which the copy had no evaluator for
+  return table.PresentCount();
 }
 
 kt_long TableDoor::Fill(LoadedTable& table, bool clear) {
@@ -45,7 +44,7 @@ kt_long TableDoor::Fill(LoadedTable& table, bool clear) {
   if (clear) dataset_.ClearData();
   if (clear && dataset_.ShowsSource()) dataset_.OwnColumns();
   if (clear && table.has_column_info) DropStoredColumns();
-  const Slot first = dataset_.slot_count_;
+  const Slot first = dataset_.rows_.slot_count;
   if (first + std::size_t{table.row_count} > static_cast<std::size_t>(kMaxDatasetRows)) {
     return kErrRowNotAdded;
   }
@@ -100,26 +99,26 @@ bool TableDoor::TakeColumns(LoadedTable& table) {
     Kt_Dataset::Column& column = dataset_.columns_[static_cast<std::size_t>(cols_[at])];
     std::shared_ptr<Kt_Column>& loaded = table.columns[at].cells;
     if (column.cells == nullptr || loaded == nullptr) continue;
-    if (column.type == loaded->Type() && dataset_.slot_count_ == 0) {
+    if (column.type == loaded->Type() && dataset_.rows_.slot_count == 0) {
       column.cells = std::move(loaded);
       continue;
     }
     Kt_Column& cells = dataset_.WriteCells(cols_[at]);
-    if (cells.RowCount() > dataset_.slot_count_) cells = cells.Head(dataset_.slot_count_);
+    if (cells.RowCount() > dataset_.rows_.slot_count) cells = cells.Head(dataset_.rows_.slot_count);
     cells.AppendFrom(*loaded);
   }
   return true;
 }
 
 void TableDoor::TakeRows(const LoadedTable& table, Slot first) {
-  RowIndex& index = dataset_.index_.Write();
-  dataset_.slot_count_ += table.row_count;
+  RowIndex& index = dataset_.rows_.index.Write();
+  dataset_.rows_.slot_count += table.row_count;
   for (std::size_t col = 0; col < dataset_.columns_.size(); ++col) {
     if (dataset_.columns_[col].cells == nullptr ||
-        dataset_.columns_[col].cells->RowCount() >= dataset_.slot_count_)
+        dataset_.columns_[col].cells->RowCount() >= dataset_.rows_.slot_count)
       continue;
     Kt_Column& cells = dataset_.WriteCells(static_cast<kt_long>(col));
-    cells.AppendNulls(dataset_.slot_count_ - cells.RowCount());
+    cells.AppendNulls(dataset_.rows_.slot_count - cells.RowCount());
   }
   index.Append(first, table.row_count);
   RoundCharge charge;
@@ -133,17 +132,17 @@ void TableDoor::TakeRows(const LoadedTable& table, Slot first) {
 
 void TableDoor::TakeNote(const LoadedNote& note, Slot slot) {
   if (note.type == kRowTypeInsert) {
-    dataset_.index_.Write().Mark(slot, kRowInserted, 0);
-    ++dataset_.inserted_count_;
+    dataset_.rows_.index.Write().Mark(slot, kRowInserted, 0);
+    ++dataset_.rows_.inserted_count;
     return;
   }
-  ChangeBuffer& changes = dataset_.changes_.Write();
+  ChangeBuffer& changes = dataset_.rows_.changes.Write();
   changes.Touch(slot).forced = note.forced;
   for (const auto& [loaded_col, old] : note.old_cells) {
     const kt_long stored = dataset_.StoredCol(cols_[loaded_col]);
     if (stored >= 0) changes.NoteWrite(slot, stored, dataset_.CellsOf(stored)->Converted(old));
   }
-  if (note.type == kRowTypeUpdate) dataset_.index_.Write().Mark(slot, kRowUpdated, 0);
+  if (note.type == kRowTypeUpdate) dataset_.rows_.index.Write().Mark(slot, kRowUpdated, 0);
 }
 
 void TableDoor::TakeDeletions(const LoadedTable& table, Slot first) {
@@ -156,10 +155,10 @@ void TableDoor::TakeDeletions(const LoadedTable& table, Slot first) {
     return a->delete_number < b->delete_number;
   });
   for (const LoadedNote* note : deleted) {
-    dataset_.changes_.Write().NoteDelete(first + note->row);
-    dataset_.index_.Write().Mark(first + note->row, kRowDeleted, 0);
+    dataset_.rows_.changes.Write().NoteDelete(first + note->row);
+    dataset_.rows_.index.Write().Mark(first + note->row, kRowDeleted, 0);
   }
-  dataset_.index_.Write().RecountAll();
+  dataset_.rows_.index.Write().RecountAll();
 }
 
 // ---- Giving -----------------------------------------------------------------------------------
@@ -233,20 +232,20 @@ void TableDoor::GiveColumns(const Kt_Dataset& dataset, const CountedVector<Slot>
 void TableDoor::GiveNotes(const Kt_Dataset& dataset, const CountedVector<Slot>& slots,
                           LoadedTable& table) {
   std::unordered_map<Slot, kt_long> delete_numbers;
-  for (const Slot slot : dataset.changes_->Deleted()) {
+  for (const Slot slot : dataset.rows_.changes->Deleted()) {
     delete_numbers.emplace(slot, static_cast<kt_long>(delete_numbers.size()));
   }
   std::vector<std::pair<std::uint64_t, LoadedNote>> notes;
   RoundCharge charge;
   for (std::uint32_t row = 0; row < slots.size(); ++row) {
     charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
-    const std::uint8_t flags = dataset.index_->Flags(slots[row]);
+    const std::uint8_t flags = dataset.rows_.index->Flags(slots[row]);
     LoadedNote note;
     note.row = row;
     if ((flags & kRowInserted) != 0) {
       note.type = kRowTypeInsert;
       notes.emplace_back(0, std::move(note));
-    } else if (const ChangeBuffer::Entry* const entry = dataset.changes_->Find(slots[row])) {
+    } else if (const ChangeBuffer::Entry* const entry = dataset.rows_.changes->Find(slots[row])) {
       note.type = entry->deleted ? kRowTypeDelete : kRowTypeUpdate;
       note.forced = entry->forced;
       if (entry->deleted) note.delete_number = delete_numbers[slots[row]];

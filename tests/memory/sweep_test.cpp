@@ -185,7 +185,8 @@ class DataRun : public ScriptRun {
 class StoreRun : public Scenario {
  public:
   using Operation = kt_long (*)(Kt_Dataset& data, StoreRun& run);
-  explicit StoreRun(Operation operation) : operation_(operation) {}
+  using Preparation = void (*)(Kt_Dataset& data, StoreRun& run);
+  StoreRun(Operation operation, Preparation prepare) : operation_(operation), prepare_(prepare) {}
   void Prepare() override {
     (void)data.LoadCSV(kCsv);
     (void)data.SetColumn(1, 1, u"changed");
@@ -197,6 +198,7 @@ class StoreRun : public Scenario {
     Kt_Buffer out;
     (void)data.Save2(out);
     bytes.assign(out.GetData(), out.GetData() + out.GetSize());
+    prepare_(data, *this);
   }
   kt_long Run() override { return operation_(data, *this); }
   std::string Result() override { return State() + saved.ToUtf8() + std::string(buffer.View()); }
@@ -217,26 +219,46 @@ class StoreRun : public Scenario {
 
  private:
   Operation operation_;
+  Preparation prepare_;
 };
+
+void PrepareNothing(Kt_Dataset&, StoreRun&) {}
+
+// A logical dataset that does not show the last row of its source yet.
+void ShowOther(Kt_Dataset& data, StoreRun& run) {
+  data.SetSource(&run.other);
+  data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kGroup, data.GetColIndex(u"name"));
+  data.AddColumn(u"own", u"string");
+  data.SetColumn(0, data.GetColIndex(u"own"), run.fresh);
+  run.other.DeleteRow(1);
+  run.other.AppendRow();
+}
+
+void AddPivotKey(Kt_Dataset& data, StoreRun&) {
+  data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotRow, data.GetColIndex(u"name"));
+}
 
 using Maker = std::unique_ptr<Scenario> (*)();
 
-template <auto kOperation>
+template <auto kOperation, auto kPrepare = PrepareNothing>
 std::unique_ptr<Scenario> Store() {
-  return std::make_unique<StoreRun>([](Kt_Dataset& data, StoreRun& run) {
-    const kt_long answer = kOperation(data, run);
-    return answer < 0 ? answer : kOk;
-  });
+  return std::make_unique<StoreRun>(
+      [](Kt_Dataset& data, StoreRun& run) {
+        const kt_long answer = kOperation(data, run);
+        return answer < 0 ? answer : kOk;
+      },
+      kPrepare);
 }
 
 // An operation that answers nothing: what it lacked is in the count of failures.
-template <auto kOperation>
+template <auto kOperation, auto kPrepare = PrepareNothing>
 std::unique_ptr<Scenario> Silent() {
   return Store<[](Kt_Dataset& data, StoreRun&) {
     const std::uint32_t before = MemoryFailures();
     kOperation(data);
     return MemoryFailures() == before ? kOk : kErrNoMemory;
-  }>();
+  },
+               kPrepare>();
 }
 
 const std::map<std::string, Maker> kScenarios = {
@@ -272,6 +294,26 @@ const std::map<std::string, Maker> kScenarios = {
     {"move", Store<[](Kt_Dataset& data, StoreRun&) { return data.MoveRow(2, 0); }>},
     {"local_filter", Store<[](Kt_Dataset& data, StoreRun&) { return data.LocFilter(1); }>},
     {"row_type", Store<[](Kt_Dataset& data, StoreRun&) { return data.SetRowType(2, 2); }>},
+    {"row_type_update",
+     Store<[](Kt_Dataset& data, StoreRun&) { return data.SetRowType(3, kRowTypeUpdate); }>},
+    {"row_type_normal",
+     Store<[](Kt_Dataset& data, StoreRun&) { return data.SetRowType(0, kRowTypeNormal); }>},
+    {"insert_many", Store<[](Kt_Dataset& data, StoreRun&) { return data.InsertRow(1, 5000); }>},
+    {"exchange", Store<[](Kt_Dataset& data, StoreRun&) { return data.ExchangeRow(0, 2); }>},
+    {"delete_selected", Store<[](Kt_Dataset& data, StoreRun&) { return data.DeleteSelected(); },
+                              [](Kt_Dataset& data, StoreRun&) { data.SelectRow(1); }>},
+    {"set_source",
+     Store<[](Kt_Dataset& data, StoreRun& run) { return data.SetSource(&run.other); }>},
+    {"source_rows", Silent<[](Kt_Dataset& data) { data.ResetRecIndex(); }, ShowOther>},
+    {"source_group", Silent<[](Kt_Dataset& data) { data.RecalcGroup(); }, ShowOther>},
+    {"group_again", Silent<[](Kt_Dataset& data) { data.RecalcGroup(); },
+                           [](Kt_Dataset& data, StoreRun&) { data.RecalcGroup(); }>},
+    {"pivot", Store<[](Kt_Dataset& data, StoreRun&) { return data.RecalcPivot(); }, AddPivotKey>},
+    {"pivot_again", Store<[](Kt_Dataset& data, StoreRun&) { return data.RecalcPivot(); },
+                          [](Kt_Dataset& data, StoreRun& run) {
+                            AddPivotKey(data, run);
+                            data.RecalcPivot();
+                          }>},
     {"delete_all", Store<[](Kt_Dataset& data, StoreRun&) { return data.DeleteAll(); }>},
     {"add_constant", Store<[](Kt_Dataset& data, StoreRun& run) {
        return data.AddConstColumn(run.fresh.ToString(), run.fresh);
