@@ -8,7 +8,7 @@
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/detail/Kt_Refuse.h"
 #include "classlib/store/Kt_Dataset.h"
-#include "classlib/store/Kt_Fold.h"
+#include "classlib/store/detail/Kt_ColumnTotal.h"
 #include "classlib/store/detail/Kt_Whole.h"
 #include "classlib/store/kernels/Kt_ColumnKernels.h"
 
@@ -229,27 +229,31 @@ std::unique_ptr<Kt_Column> Kt_Dataset::Evaluated(View view, kt_long start, kt_lo
   return cells;
 }
 
-// `start` and `end` count records.
-kt_long Kt_Dataset::AggregateRecords(View view, Kt_Aggregate what, const Kt_Column& cells,
-                                     kt_long start, kt_long end, Kt_Variant& result) const {
+kt_long kt::detail::TotalOfColumn(Kt_Aggregate what, const Kt_Column& cells, Kt_Variant& result) {
+  const auto walk = [&](auto dense, auto) { dense(std::size_t{0}, cells.RowCount()); };
+  return Finish(FoldOf(what, cells, walk), result);
+}
+
+kt_long kt::detail::TotalOfRecords(Kt_Aggregate what, const Kt_Column& cells, const RowIndex& index,
+                                   View view, kt_long start, kt_long end, Kt_Variant& result) {
   ChargeOrLeave(end - start);
   const auto walk = [&](auto dense, auto listed) {
-    rows_.index->ForEachRun(view, start, end, dense, listed);
+    index.ForEachRun(view, start, end, dense, listed);
   };
   return Finish(FoldOf(what, cells, walk), result);
 }
 
-void Kt_Dataset::AggregateListed(Kt_Aggregate what, const Kt_Column& cells,
-                                 const kt::CountedVector<Slot>& rows, Kt_Variant& result) {
-  const auto walk = [&](auto, auto listed) { listed(rows.data(), rows.size()); };
-  Finish(FoldOf(what, cells, walk), result);
+kt_long kt::detail::TotalOfSlots(Kt_Aggregate what, const Kt_Column& cells,
+                                 const CountedVector<Slot>& slots, Kt_Variant& result) {
+  const auto walk = [&](auto, auto listed) { listed(slots.data(), slots.size()); };
+  return Finish(FoldOf(what, cells, walk), result);
 }
 
 kt_long Kt_Dataset::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
                               kt_long position, Kt_Variant& result) const {
   if (IsPivot() && GetPivotColType(col) == 0)
     return PivotDown(what, col, position, start, end, view, result);
-  if (!HasCol(col)) {
+  if (!columns_.Has(col)) {
     result.Clear();
     return -1;
   }
@@ -261,11 +265,10 @@ kt_long Kt_Dataset::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long
     if (stored == nullptr) {
       const auto cells = Whole([&] { return Evaluated(view, start, end, col, position); });
       if (cells == nullptr) return -1;
-      const auto walk = [&](auto dense, auto) { dense(std::size_t{0}, cells->RowCount()); };
-      return Finish(FoldOf(what, *cells, walk), result);
+      return TotalOfColumn(what, *cells, result);
     }
-    return AggregateRecords(view, what, *stored, RecordsBefore(view, start),
-                            RecordsBefore(view, end), result);
+    return TotalOfRecords(what, *stored, *rows_.index, view, RecordsBefore(view, start),
+                          RecordsBefore(view, end), result);
   });
 }
 

@@ -12,9 +12,9 @@ Kt_Variant Kt_Dataset::ReadCell(View view, kt_long row, kt_long col, kt_long pos
   KT_CHECK_THREAD(one_thread_, "dataset", id_);
   const auto slot = RecordAt(view, row);
   if (!slot) return ReadSubtotal(view, row, col, position);
-  if (!HasCol(col)) return {};
+  if (!columns_.Has(col)) return {};
   if (IsPivot()) return pivot_->GetColumn(static_cast<kt_long>(*slot), col, position);
-  const Column& column = columns_[static_cast<std::size_t>(col)];
+  const Column& column = columns_[col];
   if (KT_LIKELY(column.cells != nullptr && !ShowsSource())) return column.cells->Read(*slot);
   if (IsGone(*slot)) return {};
   if (const Kt_Column* const cells = CellsOf(col)) return cells->Read(*slot);
@@ -133,14 +133,14 @@ kt_long Kt_Dataset::WriteCell(View view, kt_long row, kt_long col, const Kt_Vari
 kt_long Kt_Dataset::WriteSlot(Slot slot, kt_long col, const Kt_Variant& value) {
   const PlainRows plain(*this);
   if (IsGone(slot)) return -1;
-  const kt_long end = EndCol(col);
+  const kt_long end = columns_.EndOf(col);
   if (end < 0) return -1;
-  const Column& column = columns_[static_cast<std::size_t>(end)];
+  const Column& column = columns_[end];
   if (column.cells == nullptr) return GetSource()->WriteSlot(slot, column.source_col, value);
   // Asked first, so that an equal value does not part a column that copies share.
   if (column.cells->Equals(slot, value)) return 1;
   if (ShowsSource()) {
-    WriteCells(end).Write(slot, value);
+    columns_.Write(end).Write(slot, value);
   } else {
     StoreCell(slot, end, value);
   }
@@ -148,7 +148,7 @@ kt_long Kt_Dataset::WriteSlot(Slot slot, kt_long col, const Kt_Variant& value) {
 }
 
 void Kt_Dataset::StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& value) {
-  Kt_Column& cells = WriteCells(stored_col);
+  Kt_Column& cells = columns_.Write(stored_col);
   if ((rows_.index->Flags(slot) & kRowInserted) != 0) {
     cells.Write(slot, value);
     return;

@@ -52,9 +52,8 @@ kt_long Kt_Dataset::SetRowType(kt_long row, kt_long type) {
 // ---- Going back -------------------------------------------------------------------------------
 
 void Kt_Dataset::State::Restore(Kt_Dataset& dataset) {
-  dataset.columns_.swap(columns);
-  std::swap(dataset.names_, names);
-  dataset.keys_.swap(keys);
+  std::swap(dataset.columns_, columns);
+  std::swap(dataset.keys_, keys);
   std::swap(static_cast<RowState&>(dataset.rows_), rows);
   dataset.plain_rows_.swap(plain_rows);
   dataset.pivot_.swap(pivot);
@@ -75,7 +74,7 @@ Kt_Dataset::Rollback::~Rollback() {
   if (!TakesBack()) return;
   Kt_Dataset* const dataset = dataset_.Get();
   // Columns that came or went were not part of the work.
-  if (dataset == nullptr || dataset->columns_.size() != state_->columns.size()) return;
+  if (dataset == nullptr || dataset->columns_.Count() != state_->columns.Count()) return;
   state_->Restore(*dataset);
 }
 
@@ -83,9 +82,9 @@ Kt_Dataset::Rollback::~Rollback() {
 
 Kt_Variant Kt_Dataset::FirstValue(Slot slot, kt_long col) const {
   if (IsGone(slot)) return {};
-  const kt_long end = EndCol(col);
+  const kt_long end = columns_.EndOf(col);
   if (end < 0) return {};
-  const Column& column = columns_[static_cast<std::size_t>(end)];
+  const Column& column = columns_[end];
   if (column.cells == nullptr) return GetSource()->FirstValue(slot, column.source_col);
   if ((PlainIndex().Flags(slot) & kRowInserted) != 0) return {};
   const ChangeBuffer::Entry* const entry = PlainChanges().Find(slot);
@@ -147,7 +146,7 @@ void Kt_Dataset::ApplyChange() {
 
 void Kt_Dataset::RestoreFirstValues(Slot slot) {
   const ChangeBuffer::Entry* const entry = rows_.changes->Find(slot);
-  for (const auto& [col, old] : entry->cells) WriteCells(col).Write(slot, old);
+  for (const auto& [col, old] : entry->cells) columns_.Write(col).Write(slot, old);
 }
 
 void Kt_Dataset::Reset() {

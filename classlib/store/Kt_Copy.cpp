@@ -32,7 +32,7 @@ void Kt_Dataset::TakeContent(const Kt_Dataset& source) {
 }
 
 void Kt_Dataset::DropArrangement() {
-  keys_.clear();
+  keys_.Clear();
   filter_text_.Empty();
   rows_.grouped = false;
   rows_.DropGroups();
@@ -252,7 +252,8 @@ kt_long Kt_Dataset::MergeByKeys(const Kt_Dataset& source, const KeyRows& rows,
 
 kt_long Kt_Dataset::CopyColumn(kt_long row, kt_long col, const Kt_Dataset& source,
                                kt_long source_row, kt_long source_col) {
-  if (!source.HasRow(source.ActiveView(), source_row) || !source.HasCol(source_col)) return -1;
+  if (!source.HasRow(source.ActiveView(), source_row) || !source.columns_.Has(source_col))
+    return -1;
   const auto copy = [&] {
     return SetColumn(row, col, source.CellFor(*this, source_row, source_col));
   };

@@ -26,29 +26,29 @@ Kt_DatasetHandle::Kt_DatasetHandle(Kt_Dataset* dataset)
     : life_(dataset != nullptr ? dataset->life_.Hold(dataset) : nullptr) {}
 
 const Kt_WString& Kt_Dataset::GetColID(kt_long col) const {
-  return HasCol(col) ? columns_[static_cast<std::size_t>(col)].id : kNoText;
+  return columns_.Has(col) ? columns_[col].id : kNoText;
 }
 
 Kt_ColumnType Kt_Dataset::GetColType(kt_long col) const {
-  return HasCol(col) ? columns_[static_cast<std::size_t>(col)].type : Kt_ColumnType::kString;
+  return columns_.Has(col) ? columns_[col].type : Kt_ColumnType::kString;
 }
 
 kt_long Kt_Dataset::GetColSize(kt_long col) const {
-  return HasCol(col) ? columns_[static_cast<std::size_t>(col)].size : 0;
+  return columns_.Has(col) ? columns_[col].size : 0;
 }
 
 const Kt_WString& Kt_Dataset::GetColMapValue(kt_long col) const {
-  return HasCol(col) ? columns_[static_cast<std::size_t>(col)].map : kNoText;
+  return columns_.Has(col) ? columns_[col].map : kNoText;
 }
 
 bool Kt_Dataset::IsLogicalColumn(kt_long col) const {
-  if (!HasCol(col)) return false;
-  const Column& column = columns_[static_cast<std::size_t>(col)];
+  if (!columns_.Has(col)) return false;
+  const Column& column = columns_[col];
   return column.cells == nullptr && !column.is_alias;
 }
 
 bool Kt_Dataset::IsLoadedMap(kt_long col) const {
-  return HasCol(col) && columns_[static_cast<std::size_t>(col)].origin != nullptr;
+  return columns_.Has(col) && columns_[col].origin != nullptr;
 }
 
 // Other copies of the columns keep what they have: they may be on other threads.
@@ -64,16 +64,14 @@ kt_long Kt_Dataset::AddColumnRow(Column column) {
     if (column.id.IsEmpty() || GetColIndex(column.id) >= 0) return -1;
     if (GetColCount() >= kMaxDatasetColumns) return -1;
     const kt_long col = GetColCount();
-    // Room first, so that no name is known without its column.
-    if (columns_.size() == columns_.capacity()) columns_.reserve(columns_.size() * 2 + 4);
-    names_.Write().Add(column.id, col);
-    columns_.push_back(std::move(column));
-    ResolveLogicalColumn(columns_.back());
+    columns_.Add(std::move(column));
+    Column& added = columns_[col];
+    ResolveLogicalColumn(added);
     // Of the others only those can change that have waited for this id. Looking all of them up
     // again would make adding many columns a matter of seconds.
     for (Column& other : columns_) {
       const bool waits = other.cells == nullptr && other.target < 0 && !other.is_alias;
-      if (waits && other.map.EqualsNoCase(columns_.back().id)) ResolveLogicalColumn(other);
+      if (waits && other.map.EqualsNoCase(added.id)) ResolveLogicalColumn(other);
     }
     ++structure_version_;
     return col;
@@ -107,7 +105,7 @@ kt_long Kt_Dataset::AddLogicalColumn(const Kt_WString& id, const Kt_WString& map
 
 kt_long Kt_Dataset::AddLogicalColumnOf(const Kt_Dataset& source, kt_long col) {
   if (!source.IsLogicalColumn(col)) return -1;
-  const Column& from = source.columns_[static_cast<std::size_t>(col)];
+  const Column& from = source.columns_[col];
   Column column{from.id, from.map, from.type, from.size};
   column.origin = from.origin;
   return AddColumnRow(std::move(column));
@@ -129,36 +127,26 @@ void Kt_Dataset::ResolveLogicalColumns() {
   for (Column& column : columns_) ResolveLogicalColumn(column);
 }
 
-// A chain with more steps than there are columns is a ring.
-kt_long Kt_Dataset::EndCol(kt_long col) const {
-  for (kt_long step = 0; step < GetColCount() && HasCol(col); ++step) {
-    const Column& column = columns_[static_cast<std::size_t>(col)];
-    if (column.cells != nullptr || column.source_col >= 0) return col;
-    col = column.target;
-  }
-  return -1;
-}
-
 kt_long Kt_Dataset::StoredCol(kt_long col) const {
-  const kt_long end = IsPivot() ? -1 : EndCol(col);
-  return end >= 0 && columns_[static_cast<std::size_t>(end)].cells != nullptr ? end : -1;
+  const kt_long end = IsPivot() ? -1 : columns_.EndOf(col);
+  return end >= 0 && columns_[end].cells != nullptr ? end : -1;
 }
 
 bool Kt_Dataset::IsComputed(kt_long col) const {
   if (IsPivot()) return false;
-  const kt_long end = EndCol(col);
+  const kt_long end = columns_.EndOf(col);
   if (end < 0) return true;
-  const Column& column = columns_[static_cast<std::size_t>(end)];
+  const Column& column = columns_[end];
   if (column.cells != nullptr) return false;
   const Kt_Dataset* const source = GetSource();
-  return source != nullptr && source->HasCol(column.source_col) &&
+  return source != nullptr && source->columns_.Has(column.source_col) &&
          source->IsComputed(column.source_col);
 }
 
 const std::shared_ptr<Kt_Column>* Kt_Dataset::FindCells(kt_long col) const {
-  const kt_long end = EndCol(col);
+  const kt_long end = columns_.EndOf(col);
   if (end < 0) return nullptr;
-  const Column& column = columns_[static_cast<std::size_t>(end)];
+  const Column& column = columns_[end];
   return column.cells != nullptr ? &column.cells : GetSource()->FindCells(column.source_col);
 }
 
@@ -166,12 +154,6 @@ const Kt_Column* Kt_Dataset::CellsOf(kt_long col) const {
   if (IsPivot()) return pivot_->RowKeyCells(col).get();
   const std::shared_ptr<Kt_Column>* const cells = FindCells(col);
   return cells != nullptr ? cells->get() : nullptr;
-}
-
-Kt_Column& Kt_Dataset::WriteCells(kt_long stored_col) {
-  std::shared_ptr<Kt_Column>& cells = columns_[static_cast<std::size_t>(stored_col)].cells;
-  if (cells.use_count() != 1) cells = std::make_shared<Kt_Column>(*cells);
-  return *cells;
 }
 
 // ---- Constants --------------------------------------------------------------------------------

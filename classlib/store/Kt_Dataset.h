@@ -10,17 +10,15 @@
 #include <vector>
 
 #include "classlib/base/Kt_WorkMeter.h"
-#include "classlib/base/detail/Kt_CopyOnWrite.h"
 #include "classlib/store/Kt_Column.h"
-#include "classlib/store/Kt_ColumnMap.h"
 #include "classlib/store/Kt_DatasetHandle.h"
 #include "classlib/store/Kt_Keys.h"
 #include "classlib/store/Kt_LoadReport.h"
 #include "classlib/store/Kt_SaveReport.h"
+#include "classlib/store/detail/Kt_ColumnSet.h"
 #include "classlib/store/detail/Kt_ConstantList.h"
 #include "classlib/store/detail/Kt_RowLayer.h"
 #include "classlib/store/detail/Kt_SlotHistory.h"
-#include "classlib/text/detail/Kt_NameMap.h"
 #include "classlib/value/Kt_Aggregate.h"
 #include "classlib/value/Kt_OneThread.h"
 
@@ -144,10 +142,10 @@ class KT_CLASS_API Kt_Dataset {
 
   // ---- Columns --------------------------------------------------------------------------------
 
-  kt_long GetColCount() const { return static_cast<kt_long>(columns_.size()); }
-  kt_long GetColIndex(std::u16string_view id) const { return names_->Find(id); }  // -1: none
+  kt_long GetColCount() const { return columns_.Count(); }
+  kt_long GetColIndex(std::u16string_view id) const { return columns_.Find(id); }  // -1: none
   // Index of the n-th column as shown; -1 outside.
-  kt_long GetColIDxByOrder(kt_long order) const { return HasCol(order) ? order : -1; }
+  kt_long GetColIDxByOrder(kt_long order) const { return columns_.Has(order) ? order : -1; }
   // Empty, string and 0 outside.
   const Kt_WString& GetColID(kt_long col) const;
   Kt_ColumnType GetColType(kt_long col) const;
@@ -578,17 +576,7 @@ class KT_CLASS_API Kt_Dataset {
   using View = kt::detail::View;
   using RowIndex = kt::detail::RowIndex;
 
-  struct Column {
-    Kt_WString id;
-    Kt_WString map;  // of a logical column
-    Kt_ColumnType type = Kt_ColumnType::kString;
-    kt_long size = 0;
-    kt_long target = -1;                 // column that a logical column stands for, -1: none
-    bool is_alias = false;               // stands for the source's column with the id `map`
-    kt_long source_col = -1;             // the source's column that it stands for, -1: none
-    std::shared_ptr<Kt_Column> cells{};  // shared between copies; null for a logical column
-    std::shared_ptr<const Kt_MapOrigin> origin{};  // of a map that a load brought
-  };
+  using Column = kt::detail::DatasetColumn;
   // Not part of the value: copies start with none.
   struct Evaluator {
     Evaluator() = default;
@@ -607,10 +595,7 @@ class KT_CLASS_API Kt_Dataset {
     std::size_t next = 0;
   };
 
-  struct SortKey {
-    kt_long col;
-    bool ascending;
-  };
+  using SortKey = kt::detail::SortKey;
   using Key = kt::detail::Key;
   using KeyCells = kt::detail::KeyCells;
 
@@ -695,10 +680,8 @@ class KT_CLASS_API Kt_Dataset {
   kt_long SourceRowOf(Slot slot) const;
   Kt_Variant ReadSlot(Slot slot, kt_long col) const;
 
-  bool HasCol(kt_long col) const { return col >= 0 && col < GetColCount(); }
   bool IsPlain(kt_long col) const {
-    return HasCol(col) && columns_[static_cast<std::size_t>(col)].cells != nullptr &&
-           !ShowsSource();
+    return columns_.Has(col) && columns_[col].cells != nullptr && !ShowsSource();
   }
   // The door of edits, and the ways back: see detail/Kt_Edit.h.
   struct State;
@@ -712,26 +695,13 @@ class KT_CLASS_API Kt_Dataset {
   kt_long AddColumnRow(Column column);
   void ResolveLogicalColumn(Column& column);
   void ResolveLogicalColumns();
-  // The column that `col` stands for through logical columns: one with cells or one of the source.
-  // -1 for an expression.
-  kt_long EndCol(kt_long col) const;
   // The cells of `col` by slot, where they are; null for an expression.
   // REQUIRES: IsIntact, or a slot that is not gone.
   const std::shared_ptr<Kt_Column>* FindCells(kt_long col) const;
   const Kt_Column* CellsOf(kt_long col) const;  // the same in a pivot too, whose rows are slots
   kt_long StoredCol(kt_long col) const;         // index of the own column that has the cells, or -1
-  bool IsComputed(kt_long col) const;  // an expression, here or in a source; REQUIRES: HasCol(col)
-  Kt_Column& WriteCells(kt_long stored_col);
-
-  // What groups are made of, looked up once.
-  struct GroupPlan {
-    struct Item {
-      Key key;
-      std::shared_ptr<const Kt_Column> cells;  // by slot
-    };
-    std::vector<Item> keys;
-    std::vector<Item> values;
-  };
+  // An expression, here or in a source. REQUIRES: columns_.Has(col).
+  bool IsComputed(kt_long col) const;
 
   View ActiveView() const { return rows_.active_view; }
   kt_long ViewCount(View view) const {
@@ -779,23 +749,13 @@ class KT_CLASS_API Kt_Dataset {
   kt_long ShowAll(std::uint8_t filter, bool on);
   void SwitchFilter(std::uint8_t filter, bool on);
   bool ParseSortKeys(std::u16string_view list, bool ascending, std::vector<SortKey>& keys) const;
-  static void SetKeys(Kt_KeyType type, const std::vector<SortKey>& keys, std::vector<Key>& all);
-  std::vector<Key> KeysOf(Kt_KeyType type) const;
   kt::detail::GroupView& GroupsOf(View view) const;
   kt_long ComputeKeyCells();
   void RecomputeKeyCells();
   std::shared_ptr<const Kt_Column> CellsOfKey(kt_long col) const;
   void PrepareForgetKeyCells(Slot slot);
   void ForgetKeyCells(Slot slot);
-  kt_long BuildGroups(View view, kt::detail::GroupView& groups) const;
-  void PlaceSubtotals(kt::detail::GroupView& groups) const;
-  void FindGroups(View view, const GroupPlan& plan, kt::detail::GroupView& groups) const;
-  void FillSubtotal(View view, const GroupPlan& plan, kt::detail::Subtotal& subtotal) const;
-  void FillSubtotals(View view, const GroupPlan& plan, kt::detail::GroupView& groups) const;
-  kt_long AggregateRecords(View view, Kt_Aggregate what, const Kt_Column& cells, kt_long start,
-                           kt_long end, Kt_Variant& result) const;
-  static void AggregateListed(Kt_Aggregate what, const Kt_Column& cells,
-                              const kt::CountedVector<Slot>& rows, Kt_Variant& result);
+  void BuildGroups(View view, kt::detail::GroupView& groups) const;
   kt::CountedVector<Slot> OrderedRecords(const std::vector<SortKey>& keys) const;
   Kt_Variant ReadRecord(kt_long record, kt_long col) const;
   kt_long CountRecords(View view, kt_long start, kt_long end) const;
@@ -844,12 +804,11 @@ class KT_CLASS_API Kt_Dataset {
   kt_long MarkAllUpdated();
 
   Kt_WString id_;
-  std::vector<Column> columns_;
+  kt::detail::ColumnSet columns_;
   kt::detail::ConstantList constants_;
-  kt::detail::CopyOnWrite<kt::detail::NameMap> names_;  // ids of columns_
   kt::detail::RowLayer rows_;
   Kt_WString filter_text_;
-  std::vector<Key> keys_;
+  kt::detail::KeyList keys_;
   bool reverse_subtotals_ = false;
   std::shared_ptr<const Kt_Pivot> pivot_;           // what the rows are made of; null: records
   std::optional<kt::detail::RowLayer> plain_rows_;  // while there is a pivot

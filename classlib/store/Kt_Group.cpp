@@ -6,6 +6,7 @@
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/store/Kt_Pivot.h"
 #include "classlib/store/detail/Kt_Edit.h"
+#include "classlib/store/detail/Kt_GroupBuilder.h"
 #include "classlib/store/detail/Kt_Whole.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
@@ -20,45 +21,18 @@ kt_long Kt_Dataset::ModifyKeyStat(Kt_KeyCall call, Kt_KeyType type, kt_long col,
       return -1;
     }
     if (call == Kt_KeyCall::kClear) {
-      keys_.clear();
+      keys_.Clear();
       return 1;
     }
-    if (!HasCol(col)) return -1;
-    const auto found = std::find_if(keys_.begin(), keys_.end(), [&](const Key& key) {
-      return key.type == type && key.col == col;
-    });
-    const bool is_known = found != keys_.end();
-    if (is_known != (call != Kt_KeyCall::kAdd)) return -1;
-    if (call == Kt_KeyCall::kRemove) {
-      keys_.erase(found);
-    } else if (is_known) {
-      *found = {type, col, ascending, subtotal};
-    } else {
-      keys_.push_back({type, col, ascending, subtotal});
-    }
-    return 1;
+    if (!columns_.Has(col)) return -1;
+    return keys_.Modify(call, {type, col, ascending, subtotal}) ? 1 : -1;
   });
-}
-
-// `all` with the keys of one type replaced.
-void Kt_Dataset::SetKeys(Kt_KeyType type, const std::vector<SortKey>& keys, std::vector<Key>& all) {
-  std::erase_if(all, [type](const Key& key) { return key.type == type; });
-  for (const SortKey& key : keys) {
-    all.push_back({type, key.col, key.ascending, Kt_Aggregate::kNone});
-  }
-}
-
-std::vector<Kt_Dataset::Key> Kt_Dataset::KeysOf(Kt_KeyType type) const {
-  std::vector<Key> keys;
-  for (const Key& key : keys_) {
-    if (key.type == type) keys.push_back(key);
-  }
-  return keys;
 }
 
 Kt_WString Kt_Dataset::GetKeyStr(Kt_KeyType type) const {
   Kt_WString list;
-  for (const Key& key : KeysOf(type)) {
+  for (const Key& key : keys_) {
+    if (key.type != type) continue;
     if (!list.IsEmpty()) list += u',';
     list += GetColID(key.col);
     if (!key.ascending) list += u":d";
@@ -79,7 +53,7 @@ void Kt_Dataset::RecalcGroup() {
     if (ShowsSource() && !IsPivot()) TakeSourceRows(false);
     // Keys that change from now on wait for the next call, also where a view is first asked for
     // later.
-    rows_.shown_keys = keys_;
+    rows_.shown_keys.assign(keys_.begin(), keys_.end());
     return ComputeKeyCells();
   };
   Edit([&] { return Whole([&] { return OrRestore(recalc); }, -1); });
@@ -104,7 +78,7 @@ kt_long Kt_Dataset::ComputeKeyCells() {
   if (!has_groups) return 1;
   std::vector<KeyCells> computed;
   for (const Key& key : rows_.shown_keys) {
-    if (!HasCol(key.col) || !IsComputed(key.col)) continue;
+    if (!columns_.Has(key.col) || !IsComputed(key.col)) continue;
     if (!IsGroupKey(key) && key.type != Kt_KeyType::kPivotValue) continue;
     computed.push_back({key.col, ComputedCells(key.col)});
   }
@@ -160,7 +134,7 @@ GroupView& Kt_Dataset::GroupsOf(View view) const {
   if (!groups) {
     groups.emplace();
     try {
-      (void)BuildGroups(view, *groups);
+      BuildGroups(view, *groups);
     } catch (const WorkStopped&) {
       groups.emplace();
     } catch (...) {
@@ -172,102 +146,16 @@ GroupView& Kt_Dataset::GroupsOf(View view) const {
   return *groups;
 }
 
-kt_long Kt_Dataset::BuildGroups(View view, GroupView& groups) const {
-  GroupPlan plan;
+void Kt_Dataset::BuildGroups(View view, GroupView& groups) const {
+  GroupBuilder builder(*rows_.index, view);
   for (const Key& key : rows_.shown_keys) {
-    if (IsGroupKey(key)) plan.keys.push_back({key, CellsOfKey(key.col)});
+    if (IsGroupKey(key)) builder.AddKey(key.col, CellsOfKey(key.col));
     if (key.type == Kt_KeyType::kPivotValue && !IsPivot()) {
-      plan.values.push_back({key, CellsOfKey(key.col)});
+      builder.AddTotal(key.col, key.subtotal, CellsOfKey(key.col));
     }
   }
-  FindGroups(view, plan, groups);
-  PlaceSubtotals(groups);
-  FillSubtotals(view, plan, groups);
-  return 1;
-}
-
-// One pass over the rows: where a key differs from the row before, the groups of that key and of
-// all keys after it end.
-void Kt_Dataset::FindGroups(View view, const GroupPlan& plan, GroupView& groups) const {
-  const kt_long count = rows_.index->Count(view);
-  const std::size_t key_count = plan.keys.size();
-  std::vector<kt_long> starts(key_count, 0);  // record that begins the open group of each key
-  Slot before = 0;
-  RoundCharge charge;
-  const std::int64_t units = static_cast<std::int64_t>(key_count + 1) * Kt_WorkMeter::kUnitsPerCell;
-  for (kt_long record = 0; record <= count; ++record) {
-    charge.AddOrLeave(units);
-    const Slot slot = record < count ? rows_.index->At(view, record) : 0;
-    std::size_t same = 0;
-    if (record > 0 && record < count) {
-      while (same < key_count && plan.keys[same].cells->SameCells(before, slot)) ++same;
-    }
-    for (std::size_t key = key_count; record > 0 && key-- > same;) {
-      Subtotal subtotal;
-      subtotal.level = static_cast<kt_long>(key_count - key);
-      subtotal.first = starts[key];
-      subtotal.last = record;
-      groups.Add(std::move(subtotal));
-      starts[key] = record;
-    }
-    before = slot;
-  }
-}
-
-// From record numbers to row numbers. Subtotals stand behind their rows, inner levels first, or,
-// reversed, before them, outer levels first.
-void Kt_Dataset::PlaceSubtotals(GroupView& groups) const {
-  kt::CountedVector<Subtotal>& all = groups.All();
-  if (reverse_subtotals_) {
-    RoundCharge charge;
-    std::stable_sort(all.begin(), all.end(), [&](const Subtotal& a, const Subtotal& b) {
-      charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
-      return a.first != b.first ? a.first < b.first : a.level > b.level;
-    });
-  }
-  for (std::size_t at = 0; at < all.size(); ++at) {
-    all[at].position =
-        (reverse_subtotals_ ? all[at].first : all[at].last) + static_cast<kt_long>(at);
-  }
-}
-
-// REQUIRES: the subtotal's range is still in records.
-void Kt_Dataset::FillSubtotal(View view, const GroupPlan& plan, Subtotal& subtotal) const {
-  const Slot slot = rows_.index->At(view, subtotal.first);
-  const std::size_t shown = plan.keys.size() + 1 - static_cast<std::size_t>(subtotal.level);
-  for (std::size_t key = 0; key < shown; ++key) {
-    const kt_long col = plan.keys[key].key.col;
-    subtotal.cells.push_back({col, -1, plan.keys[key].cells->Read(slot)});
-  }
-  for (const auto& [value, cells] : plan.values) {
-    Kt_Variant total;
-    AggregateRecords(view, value.subtotal, *cells, subtotal.first, subtotal.last, total);
-    subtotal.cells.push_back({value.col, -1, total});
-  }
-  if (IsPivot()) {
-    kt::CountedVector<Slot> rows;
-    ChargeOrLeave((subtotal.last - subtotal.first) * Kt_WorkMeter::kUnitsPerCell);
-    for (kt_long record = subtotal.first; record < subtotal.last; ++record) {
-      rows.push_back(rows_.index->At(view, record));
-    }
-    pivot_->TotalRows(rows, subtotal.cells);
-  }
-  // Of a key column that is totalled too the key is shown.
-  std::stable_sort(subtotal.cells.begin(), subtotal.cells.end(),
-                   [](const SubtotalCell& a, const SubtotalCell& b) {
-                     return std::pair(a.col, a.position) < std::pair(b.col, b.position);
-                   });
-}
-
-void Kt_Dataset::FillSubtotals(View view, const GroupPlan& plan, GroupView& groups) const {
-  RoundCharge charge;
-  const auto cells = static_cast<std::int64_t>(plan.keys.size() + plan.values.size() + 1);
-  for (Subtotal& subtotal : groups.All()) {
-    charge.AddOrLeave(cells * 16 * Kt_WorkMeter::kUnitsPerCell);
-    FillSubtotal(view, plan, subtotal);
-    subtotal.first = groups.RowOf(subtotal.first);
-    subtotal.last = groups.RowOf(subtotal.last - 1) + 1;
-  }
+  builder.SetPivot(pivot_.get());
+  builder.Build(reverse_subtotals_, groups);
 }
 
 kt_long Kt_Dataset::GetRowLevel(kt_long row) const {

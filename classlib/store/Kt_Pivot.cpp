@@ -10,7 +10,7 @@
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/Kt_Memory.h"
-#include "classlib/store/Kt_Fold.h"
+#include "classlib/store/detail/Kt_ColumnTotal.h"
 #include "classlib/store/kernels/Kt_SortKernels.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): slots and views
@@ -29,7 +29,7 @@ bool Kt_Pivot::Build(const Kt_Dataset& source) {
 }
 
 void Kt_Pivot::TakeKeys(const Kt_Dataset& source) {
-  for (const Kt_Dataset::Key& key : source.keys_) {
+  for (const Key& key : source.keys_) {
     if (key.type == Kt_KeyType::kPivotRow) {
       row_keys_.push_back({key.col, key.ascending, source.SlotCells(key.col)});
     } else if (key.type == Kt_KeyType::kPivotColumn) {
@@ -46,7 +46,7 @@ bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
   TakeKeys(source);
   if (row_keys_.empty() && column_keys_.empty()) return false;
   const auto sort_keys = [](const std::vector<KeyColumn>& keys) {
-    std::vector<Kt_Dataset::SortKey> sort;
+    std::vector<SortKey> sort;
     for (const KeyColumn& key : keys) sort.push_back({key.col, key.ascending});
     return sort;
   };
@@ -154,13 +154,13 @@ void Kt_Pivot::SetCells(kt::CountedVector<Entry>& entries) {
 
 void Kt_Pivot::AddCell(ValueColumn& value, const kt::CountedVector<Slot>& slots) {
   Kt_Variant total;
-  Kt_Dataset::AggregateListed(value.what, *value.cells, slots, total);
+  TotalOfSlots(value.what, *value.cells, slots, total);
   value.values.push_back(std::move(total));
   if (value.what != Kt_Aggregate::kAvg) return;
   Weight weight;
   Kt_Variant count;
-  Kt_Dataset::AggregateListed(Kt_Aggregate::kSum, *value.cells, slots, weight.sum);
-  Kt_Dataset::AggregateListed(Kt_Aggregate::kCount, *value.cells, slots, count);
+  TotalOfSlots(Kt_Aggregate::kSum, *value.cells, slots, weight.sum);
+  TotalOfSlots(Kt_Aggregate::kCount, *value.cells, slots, count);
   weight.count = count.ToInteger();
   value.weights.push_back(std::move(weight));
 }

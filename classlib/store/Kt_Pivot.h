@@ -6,6 +6,10 @@
 
 #include "classlib/store/Kt_Dataset.h"
 
+namespace kt::detail {
+class GroupBuilder;
+}  // namespace kt::detail
+
 // A cross table over the rows that a dataset shows, by its pivot keys: one pivot row per different
 // set of row keys, one position per different set of column keys, both in key order, and for every
 // value key one value per cell, made of all rows that fall into it. Cells into which no row falls
@@ -51,6 +55,7 @@ class KT_CLASS_API Kt_Pivot {
 
  private:
   friend class Kt_Dataset;  // whose rows it becomes
+  friend class kt::detail::GroupBuilder;
   using Slot = kt::detail::Slot;
   using Cells = std::shared_ptr<const Kt_Column>;
   struct KeyColumn {

@@ -49,10 +49,7 @@ kt_long Kt_Dataset::RecalcPivot() {
   const auto recalc = [&]() -> kt_long {
     LeavePivot();
     if (ShowsSource()) TakeSourceRows(false);
-    const auto is_pivot_key = [](const Key& key) {
-      return key.type == Kt_KeyType::kPivotRow || key.type == Kt_KeyType::kPivotColumn;
-    };
-    if (std::none_of(keys_.begin(), keys_.end(), is_pivot_key)) return 1;
+    if (!keys_.HasPivotKeys()) return 1;
     auto pivot = std::make_shared<Kt_Pivot>();
     if (!pivot->Build(*this)) return -1;
     ChargeOrLeave(0);
@@ -195,8 +192,7 @@ Kt_Dataset Kt_Dataset::PivotTable(View view) const {
   if (!rows.empty()) table.AppendRow(static_cast<kt_long>(rows.size()));
   for (const Kt_Pivot::KeyColumn& key : pivot_->row_keys_) {
     const kt_long col = AddTableColumn(table, ids.Make(GetColID(key.col)), key.cells->Type());
-    table.columns_[static_cast<std::size_t>(col)].cells =
-        std::make_shared<Kt_Column>(key.cells->Gather(rows));
+    table.columns_[col].cells = std::make_shared<Kt_Column>(key.cells->Gather(rows));
   }
   RoundCharge charge;
   for (kt_long position = 0; position < GetPivotColCount(); ++position) {

@@ -7,7 +7,7 @@
 #include "classlib/store/Kt_Dataset.h"
 
 const Kt_Column* Kt_RowReader::GetCells(kt_long col) const {
-  const bool is_own = dataset_->HasCol(col) && !dataset_->IsLogical();
+  const bool is_own = dataset_->columns_.Has(col) && !dataset_->IsLogical();
   return is_own ? dataset_->CellsOf(col) : nullptr;
 }
 

@@ -64,11 +64,7 @@ bool Kt_Dataset::NewSlots(kt_long count, kt::CountedVector<Slot>& slots) {
   if (rows_.slot_count + fresh > static_cast<std::size_t>(kMaxDatasetRows)) return false;
   slots.reserve(wanted);
   const std::size_t rows = rows_.slot_count + fresh;
-  for (std::size_t col = 0; col < columns_.size(); ++col) {
-    if (columns_[col].cells == nullptr || columns_[col].cells->RowCount() >= rows) continue;
-    Kt_Column& cells = WriteCells(static_cast<kt_long>(col));
-    cells.AppendNulls(rows - cells.RowCount());
-  }
+  columns_.PadTo(rows);
   for (std::size_t taken = 0; taken < reused; ++taken) {
     slots.push_back(rows_.free_slots.back());
     rows_.free_slots.pop_back();
@@ -84,11 +80,7 @@ void Kt_Dataset::PrepareFree(Slot slot) {
   history_.MakeRoom(slot);
   PrepareForgetKeyCells(slot);
   (void)rows_.index.Write();
-  for (std::size_t col = 0; col < columns_.size(); ++col) {
-    const Kt_Column* const cells = columns_[col].cells.get();
-    if (cells != nullptr && !cells->IsNull(slot))
-      WriteCells(static_cast<kt_long>(col)).MakeNullable();
-  }
+  columns_.PrepareForget(slot);
 }
 
 // Of NewSlots, before any of them became a row.
@@ -106,11 +98,7 @@ void Kt_Dataset::FreeSlot(Slot slot) {
   history_.NoteFreed(slot);
   ForgetKeyCells(slot);
   rows_.index.Write().Forget(slot);
-  for (std::size_t col = 0; col < columns_.size(); ++col) {
-    const Kt_Column* const cells = columns_[col].cells.get();
-    if (cells != nullptr && !cells->IsNull(slot))
-      WriteCells(static_cast<kt_long>(col)).WriteNull(slot);
-  }
+  columns_.Forget(slot);
 }
 
 // ---- New rows ---------------------------------------------------------------------------------
@@ -312,17 +300,15 @@ kt_long Kt_Dataset::ExchangeRow(kt_long a, kt_long b) {
 
 // All that may fail comes first.
 void Kt_Dataset::DropRows() {
-  std::vector<std::shared_ptr<Kt_Column>> empty(columns_.size());
-  for (std::size_t col = 0; col < columns_.size(); ++col) {
-    if (columns_[col].cells != nullptr) {
-      empty[col] = std::make_shared<Kt_Column>(columns_[col].type);
-    }
+  ColumnSet empty = columns_;
+  for (Column& column : empty) {
+    if (column.cells != nullptr) column.cells = std::make_shared<Kt_Column>(column.type);
   }
   CopyOnWrite<RowIndex> index;
   CopyOnWrite<ChangeBuffer> changes;
   LeavePivot();
   history_.Restart();
-  for (std::size_t col = 0; col < columns_.size(); ++col) columns_[col].cells = empty[col];
+  columns_ = std::move(empty);
   rows_.index = std::move(index);
   rows_.changes = std::move(changes);
   rows_.free_slots.clear();
@@ -334,11 +320,10 @@ void Kt_Dataset::DropRows() {
 }
 
 void Kt_Dataset::DropColumns() {
-  CopyOnWrite<NameMap> names;
+  ColumnSet none;
   DropRows();
-  columns_.clear();
-  names_ = std::move(names);
-  keys_.clear();
+  columns_ = std::move(none);
+  keys_.Clear();
   rows_.grouped = false;
 }
 

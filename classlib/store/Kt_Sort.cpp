@@ -159,9 +159,9 @@ kt_long Kt_Dataset::Sort(std::u16string_view list, bool ascending, bool nulls_la
   const auto sort = [&]() -> kt_long {
     std::vector<SortKey> keys;
     if (!ParseSortKeys(list, ascending, keys)) return -1;
-    std::vector<Key> all = keys_;
-    SetKeys(Kt_KeyType::kSort, keys, all);
-    if (group_keys) SetKeys(Kt_KeyType::kGroup, keys, all);
+    KeyList all = keys_;
+    all.Replace(Kt_KeyType::kSort, keys);
+    if (group_keys) all.Replace(Kt_KeyType::kGroup, keys);
     SortRows(keys, nulls_last);
     keys_ = std::move(all);
     return 1;

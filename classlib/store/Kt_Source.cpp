@@ -190,10 +190,10 @@ void Kt_Dataset::LinkSource() {
 // Columns of its own have a cell for every slot; those of rows that are new here are null.
 void Kt_Dataset::ClearStrangeCells(const kt::CountedVector<Slot>& slots,
                                    const std::vector<bool>& known) {
-  for (std::size_t col = 0; col < columns_.size(); ++col) {
+  columns_.PadTo(rows_.slot_count);
+  for (kt_long col = 0; col < columns_.Count(); ++col) {
     if (columns_[col].cells == nullptr) continue;
-    Kt_Column& cells = WriteCells(static_cast<kt_long>(col));
-    if (cells.RowCount() < rows_.slot_count) cells.AppendNulls(rows_.slot_count - cells.RowCount());
+    Kt_Column& cells = columns_.Write(col);
     for (const Slot slot : slots) {
       if (slot >= known.size() || !known[slot]) cells.WriteNull(slot);
     }
@@ -218,8 +218,8 @@ kt_long Kt_Dataset::GetSourceRowNF(kt_long row) const {
 }
 
 kt_long Kt_Dataset::GetSourceCol(kt_long col) const {
-  const kt_long end = EndCol(col);
-  return end >= 0 ? columns_[static_cast<std::size_t>(end)].source_col : -1;
+  const kt_long end = columns_.EndOf(col);
+  return end >= 0 ? columns_[end].source_col : -1;
 }
 
 // A cell of a row that may be shown by others. REQUIRES: the slot is not gone.
@@ -248,10 +248,11 @@ void Kt_Dataset::OwnColumns() {
 void Kt_Dataset::TakeCells() {
   if (!ShowsSource()) return;
   const kt::CountedVector<Slot> slots = RecordSlots();
-  std::vector<std::shared_ptr<Kt_Column>> cells(columns_.size());
-  for (std::size_t col = 0; col < columns_.size(); ++col) {
-    if (IsLogicalColumn(static_cast<kt_long>(col))) continue;
-    cells[col] = std::make_shared<Kt_Column>(SlotCells(static_cast<kt_long>(col))->Gather(slots));
+  std::vector<std::shared_ptr<Kt_Column>> cells;
+  for (kt_long col = 0; col < columns_.Count(); ++col) {
+    cells.emplace_back();
+    if (IsLogicalColumn(col)) continue;
+    cells.back() = std::make_shared<Kt_Column>(SlotCells(col)->Gather(slots));
   }
   RowIndex next;
   next.Append(0, static_cast<std::uint32_t>(slots.size()));
@@ -260,10 +261,11 @@ void Kt_Dataset::TakeCells() {
   next.RecountAll();
   rows_.slot_count = 0;
   OwnColumns();
-  for (std::size_t col = 0; col < columns_.size(); ++col) {
-    if (cells[col] == nullptr) continue;
-    columns_[col].type = cells[col]->Type();
-    columns_[col].cells = std::move(cells[col]);
+  for (kt_long col = 0; col < columns_.Count(); ++col) {
+    std::shared_ptr<Kt_Column>& own = cells[static_cast<std::size_t>(col)];
+    if (own == nullptr) continue;
+    columns_[col].type = own->Type();
+    columns_[col].cells = std::move(own);
   }
   rows_.slot_count = static_cast<Slot>(slots.size());
   rows_.index = CopyOnWrite<RowIndex>(std::move(next));

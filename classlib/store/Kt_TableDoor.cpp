@@ -40,7 +40,7 @@ kt_long TableDoor::Take(Kt_Dataset& dataset, LoadedTable& table, bool clear) {
 
 kt_long TableDoor::Fill(LoadedTable& table, bool clear) {
   std::vector<Kt_WString> key_ids;
-  for (const Kt_Dataset::Key& key : dataset_.keys_) key_ids.push_back(dataset_.GetColID(key.col));
+  for (const Key& key : dataset_.keys_) key_ids.push_back(dataset_.GetColID(key.col));
   if (clear) dataset_.ClearData();
   if (clear && dataset_.ShowsSource()) dataset_.OwnColumns();
   if (clear && table.has_column_info) DropStoredColumns();
@@ -67,18 +67,12 @@ kt_long TableDoor::TakeConstants(const LoadedTable& table) {
 
 // Keys stay with the ids of their columns, and go with them.
 void TableDoor::FindKeys(const std::vector<Kt_WString>& ids) {
-  for (std::size_t key = 0; key < dataset_.keys_.size(); ++key)
-    dataset_.keys_[key].col = dataset_.GetColIndex(ids[key]);
-  std::erase_if(dataset_.keys_, [](const Kt_Dataset::Key& key) { return key.col < 0; });
+  dataset_.keys_.Follow([&](std::size_t key) { return dataset_.GetColIndex(ids[key]); });
   dataset_.RecalcGroup();
 }
 
 void TableDoor::DropStoredColumns() {
-  std::erase_if(dataset_.columns_,
-                [](const Kt_Dataset::Column& column) { return column.cells != nullptr; });
-  NameMap& names = dataset_.names_.Write();
-  names.Clear();
-  for (kt_long col = 0; col < dataset_.GetColCount(); ++col) names.Add(dataset_.GetColID(col), col);
+  dataset_.columns_.DropStored();
   dataset_.ResolveLogicalColumns();
 }
 
@@ -86,7 +80,7 @@ bool TableDoor::TakeColumns(LoadedTable& table) {
   for (LoadedColumn& loaded : table.columns) {
     kt_long col = dataset_.GetColIndex(loaded.id);
     if (col < 0 && loaded.cells == nullptr) {
-      Kt_Dataset::Column logical{loaded.id, loaded.map, loaded.type, loaded.size};
+      DatasetColumn logical{loaded.id, loaded.map, loaded.type, loaded.size};
       logical.origin = loaded.origin;
       col = dataset_.AddColumnRow(std::move(logical));
     } else if (col < 0) {
@@ -96,14 +90,14 @@ bool TableDoor::TakeColumns(LoadedTable& table) {
     cols_.push_back(col);
   }
   for (std::size_t at = 0; at < cols_.size(); ++at) {
-    Kt_Dataset::Column& column = dataset_.columns_[static_cast<std::size_t>(cols_[at])];
+    DatasetColumn& column = dataset_.columns_[cols_[at]];
     std::shared_ptr<Kt_Column>& loaded = table.columns[at].cells;
     if (column.cells == nullptr || loaded == nullptr) continue;
     if (column.type == loaded->Type() && dataset_.rows_.slot_count == 0) {
       column.cells = std::move(loaded);
       continue;
     }
-    Kt_Column& cells = dataset_.WriteCells(cols_[at]);
+    Kt_Column& cells = dataset_.columns_.Write(cols_[at]);
     if (cells.RowCount() > dataset_.rows_.slot_count) cells = cells.Head(dataset_.rows_.slot_count);
     cells.AppendFrom(*loaded);
   }
@@ -113,13 +107,7 @@ bool TableDoor::TakeColumns(LoadedTable& table) {
 void TableDoor::TakeRows(const LoadedTable& table, Slot first) {
   RowIndex& index = dataset_.rows_.index.Write();
   dataset_.rows_.slot_count += table.row_count;
-  for (std::size_t col = 0; col < dataset_.columns_.size(); ++col) {
-    if (dataset_.columns_[col].cells == nullptr ||
-        dataset_.columns_[col].cells->RowCount() >= dataset_.rows_.slot_count)
-      continue;
-    Kt_Column& cells = dataset_.WriteCells(static_cast<kt_long>(col));
-    cells.AppendNulls(dataset_.rows_.slot_count - cells.RowCount());
-  }
+  dataset_.columns_.PadTo(dataset_.rows_.slot_count);
   index.Append(first, table.row_count);
   RoundCharge charge;
   for (const LoadedNote& note : table.notes) {
@@ -221,7 +209,7 @@ void TableDoor::GiveColumns(const Kt_Dataset& dataset, const CountedVector<Slot>
                             LoadedTable& table) {
   table.has_column_info = true;
   table.row_count = static_cast<std::uint32_t>(slots.size());
-  for (const Kt_Dataset::Column& column : dataset.columns_) {
+  for (const DatasetColumn& column : dataset.columns_) {
     table.columns.push_back(
         {column.id, column.map, column.type, column.size, nullptr, column.origin});
     if (column.cells == nullptr) continue;

@@ -24,7 +24,6 @@
 struct Kt_Dataset::State {
   explicit State(const Kt_Dataset& dataset)
       : columns(dataset.columns_),
-        names(dataset.names_),
         keys(dataset.keys_),
         rows(dataset.rows_),
         plain_rows(dataset.plain_rows_),
@@ -34,9 +33,8 @@ struct Kt_Dataset::State {
   // Needs no memory.
   void Restore(Kt_Dataset& dataset);
 
-  std::vector<Column> columns;
-  kt::detail::CopyOnWrite<kt::detail::NameMap> names;
-  std::vector<Key> keys;
+  kt::detail::ColumnSet columns;
+  kt::detail::KeyList keys;
   kt::detail::RowState rows;
   std::optional<kt::detail::RowLayer> plain_rows;
   std::shared_ptr<const Kt_Pivot> pivot;

@@ -8,20 +8,12 @@
 
 #include "classlib/base/detail/Kt_CopyOnWrite.h"
 #include "classlib/store/Kt_Column.h"
-#include "classlib/store/Kt_Keys.h"
 #include "classlib/store/detail/Kt_ChangeBuffer.h"
 #include "classlib/store/detail/Kt_GroupView.h"
+#include "classlib/store/detail/Kt_KeyList.h"
 #include "classlib/store/detail/Kt_RowIndex.h"
-#include "classlib/value/Kt_Aggregate.h"
 
 namespace kt::detail {
-
-struct Key {
-  Kt_KeyType type;
-  kt_long col;
-  bool ascending;
-  Kt_Aggregate subtotal;
-};
 
 // The cells of a key column by slot.
 struct KeyCells {

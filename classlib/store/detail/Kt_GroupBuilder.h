@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "classlib/store/Kt_Column.h"
+#include "classlib/store/detail/Kt_GroupView.h"
+#include "classlib/store/detail/Kt_RowIndex.h"
+#include "classlib/value/Kt_Aggregate.h"
+
+class Kt_Pivot;
+
+namespace kt::detail {
+
+// Lays subtotals between the records of a view, in one pass over them: where a key differs from the
+// record before, the groups of that key and of all keys after it end.
+//
+//   GroupBuilder builder(index, view);
+//   builder.AddKey(city, cities);
+//   builder.AddTotal(price, Kt_Aggregate::kSum, prices);
+//   builder.Build(false, groups);
+//
+// Borrows the order. Fails: throws std::bad_alloc and WorkStopped.
+class GroupBuilder {
+ public:
+  using Cells = std::shared_ptr<const Kt_Column>;  // by slot
+
+  GroupBuilder(const RowIndex& index, View view) : index_(index), view_(view) {}
+
+  // The outermost key comes first.
+  void AddKey(kt_long col, Cells cells) { keys_.push_back({col, std::move(cells)}); }
+  void AddTotal(kt_long col, Kt_Aggregate what, Cells cells) {
+    totals_.push_back({col, what, std::move(cells)});
+  }
+  // The rows are those of a cross table, which has totals for every position.
+  void SetPivot(const Kt_Pivot* pivot) { pivot_ = pivot; }
+
+  // `reverse`: subtotals stand before their rows.
+  void Build(bool reverse, GroupView& groups) const;
+
+ private:
+  struct KeyColumn {
+    kt_long col;
+    Cells cells;
+  };
+  struct TotalColumn {
+    kt_long col;
+    Kt_Aggregate what;
+    Cells cells;
+  };
+
+  void Find(GroupView& groups) const;
+  static void Place(bool reverse, GroupView& groups);
+  void Fill(Subtotal& subtotal) const;
+
+  const RowIndex& index_;
+  const View view_;
+  std::vector<KeyColumn> keys_;
+  std::vector<TotalColumn> totals_;
+  const Kt_Pivot* pivot_ = nullptr;
+};
+
+}  // namespace kt::detail
