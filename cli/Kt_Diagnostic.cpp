@@ -41,7 +41,7 @@ kt_long TakeNumber(std::string_view& text) {
 std::string TakeName(std::string& text) {
   const std::size_t start = text.rfind(" [");
   if (start == std::string::npos || !text.ends_with(']')) return {};
-  const std::string name = text.substr(start + 2, text.size() - start - 3);
+  std::string name = text.substr(start + 2, text.size() - start - 3);
   text.resize(start);
   return name;
 }
@@ -104,7 +104,7 @@ Part FindName(std::u16string_view source, std::size_t start, const Kt_WString& n
     int token_length = 0;
     const int next = Kt_ExprUtil::FindToken(line.data() + at, length - at, token, token_length);
     if (next < 1 || token_length < 1) break;
-    const auto offset = static_cast<std::size_t>(at + token);
+    const auto offset = static_cast<std::size_t>(at) + static_cast<std::size_t>(token);
     const auto size = static_cast<std::size_t>(token_length);
     if (name.EqualsNoCase(line.substr(offset, size))) return {start + offset, size};
     at += next;
@@ -179,7 +179,11 @@ JsonMessages::JsonMessages(std::ostream& out) : std::ostream(nullptr), out_(out)
 }
 
 JsonMessages::~JsonMessages() {
-  if (!line_.empty()) overflow('\n');
+  try {
+    if (!line_.empty()) overflow('\n');
+  } catch (const std::exception&) {
+    // Without memory for the last line there is none to say so either.
+  }
 }
 
 void JsonMessages::Write(const Diagnostic& diagnostic) {

@@ -18,7 +18,7 @@ bool IsInsideAny(const std::vector<fs::path>& folders, const fs::path& file) {
 // Where the file is, or would be if it is still to be made. Only the folders of a file that is not
 // there have to exist: those that it lacks could hide a ".." from the look at its name.
 fs::path Locate(const fs::path& path, std::error_code& error) {
-  const fs::path file = fs::canonical(path, error);
+  fs::path file = fs::canonical(path, error);
   if (error != std::errc::no_such_file_or_directory) return file;
   const fs::path name = path.filename();
   if (name == "." || name == "..") return {};

@@ -120,6 +120,7 @@ std::string Aligned(const std::vector<Row>& rows) {
 
 std::string VariableTable(const Kt_VariableList& variables) {
   std::vector<std::pair<Kt_WString, const Kt_Variable*>> sorted;
+  sorted.reserve(static_cast<std::size_t>(variables.GetCount()));
   for (kt_long var = 0; var < variables.GetCount(); ++var) {
     sorted.emplace_back(variables.GetItemName(var), variables.GetItem(var));
   }

@@ -14,7 +14,7 @@ kt_long Fail(Kt_ExprObject* context, kt_long code, const Args&... args) {
 
 }  // namespace
 
-Kt_ExprStackObj::Kt_ExprStackObj(const Kt_ExprStackObj& other) : Kt_ExprObjInfo() { Set(other); }
+Kt_ExprStackObj::Kt_ExprStackObj(const Kt_ExprStackObj& other) : Kt_ExprStackObj() { Set(other); }
 
 Kt_ExprStackObj& Kt_ExprStackObj::operator=(const Kt_ExprStackObj& other) {
   if (this == &other) return *this;

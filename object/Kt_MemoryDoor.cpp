@@ -9,14 +9,14 @@ Kt_Result MakeBareResult() {
   result.AddMsg(kErrNoMemory, u"Kt_Memory", 0);
   return result;
 }
-const Kt_Result bare_result = MakeBareResult();
+const Kt_Result kBareResult = MakeBareResult();
 
 void Tell(Kt_ExprObject* context, const char16_t* source, const Kt_WString& name) {
   Kt_Result result;
   try {
     result.AddMsg(kErrNoMemory, source, 0, name);
   } catch (const std::bad_alloc&) {
-    (void)kt::ReportResult(context, bare_result);
+    (void)kt::ReportResult(context, kBareResult);
     return;
   }
   (void)kt::ReportResult(context, result);

@@ -87,17 +87,17 @@ struct _EXPR_EXTAPI_INFO {
 // Whether a table is sorted as the look-ups below want it; for static_assert. The names are ASCII.
 template <class Row, std::size_t kRows>
 consteval bool IsSortedByName(const Row (&table)[kRows]) {
-  constexpr auto fold = [](char16_t unit) -> char16_t {
+  constexpr auto kFold = [](char16_t unit) -> char16_t {
     return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 32) : unit;
   };
   for (std::size_t row = 1; row < kRows; ++row) {
     const char16_t* before = table[row - 1].name;
     const char16_t* after = table[row].name;
-    while (*before != 0 && fold(*before) == fold(*after)) {
+    while (*before != 0 && kFold(*before) == kFold(*after)) {
       ++before;
       ++after;
     }
-    if (fold(*before) >= fold(*after)) return false;
+    if (kFold(*before) >= kFold(*after)) return false;
   }
   return true;
 }

@@ -5,8 +5,8 @@
 #include "object/Kt_ExprObjInfo.h"
 #include "object/Kt_ExprObject.h"
 
-// What a context answers about names when it has variables of its own (`own`, which may be null) and
-// leaves the other names to the context around it (`parent`, which may be null).
+// What a context answers about names when it has variables of its own (`own`, which may be null)
+// and leaves the other names to the context around it (`parent`, which may be null).
 namespace kt {
 
 inline Kt_Variable* FindOwn(const Kt_VariableList* own, const Kt_WString& name) {
@@ -23,8 +23,7 @@ inline bool GetOwnVarType(Kt_ExprObject* context, const Kt_VariableList* own,
 
 // As Kt_ExprObject::GetCtxVar.
 inline kt_long GetOwnOrOuterVar(const Kt_VariableList* own, Kt_ExprObject* parent,
-                                const Kt_WString& name, Kt_Variable** variable,
-                                Kt_Variant* value) {
+                                const Kt_WString& name, Kt_Variable** variable, Kt_Variant* value) {
   Kt_Variable* const found = FindOwn(own, name);
   if (found == nullptr) return parent ? parent->GetCtxVar(name, variable, value) : kUnknownName;
   if (variable != nullptr) *variable = found;

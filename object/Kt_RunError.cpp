@@ -103,7 +103,7 @@ Kt_WString SubjectOf(const Kt_Result& result) {
 Kt_WString TextWithHint(Kt_ExprObject* context, const Kt_Result& result) {
   using Names = Kt_ExprNameSource::Names;
   using kt::WithHint;
-  const Kt_WString text = result.GetText();
+  Kt_WString text = result.GetText();
   switch (result.GetCode()) {
     case kErrNoVariable:
       return WithHint(text, result.GetArg(0), KnownNames(context, Names::kValues));
@@ -177,8 +177,8 @@ kt_long NoteNothing(kt_long code) {
 }  // namespace
 
 const Kt_RunError& Kt_RunError::Last() {
-  static const Kt_RunError none;
-  return state != nullptr ? state->last : none;
+  static const Kt_RunError kNone;
+  return state != nullptr ? state->last : kNone;
 }
 
 void Kt_RunError::Forget() {

@@ -60,7 +60,7 @@ KT_THREAD_LOCAL std::uintptr_t stack_floor = 0;
 
 // Asked while there is memory: on the first thread the C library opens a file to answer, and may
 // crash when that fails.
-[[maybe_unused]] const std::uintptr_t floor_at_load = kt::detail::GetStackFloor();
+[[maybe_unused]] const std::uintptr_t kFloorAtLoad = kt::detail::GetStackFloor();
 
 }  // namespace
 

@@ -23,12 +23,12 @@ bool AtThreadEnd() {
   thread_local Owner owner;
   return true;
 #else
-  static const auto key = [] {
+  static const auto kKey = [] {
     pthread_key_t made{};
     const auto call = [](void*) { end(); };
     return pthread_key_create(&made, call) == 0 ? std::optional(made) : std::nullopt;
   }();
-  return key && pthread_setspecific(*key, &key) == 0;
+  return kKey && pthread_setspecific(*kKey, &kKey) == 0;
 #endif
 }
 

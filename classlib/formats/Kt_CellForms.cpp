@@ -59,7 +59,8 @@ bool IsAscii(std::basic_string_view<Unit> text) {
 template <class Unit>
 bool IsWord(std::basic_string_view<Unit> text, std::string_view word) {
   return std::ranges::equal(text, word, [](Unit unit, char letter) {
-    return unit == letter || (unit >= 'A' && unit <= 'Z' && unit - 'A' + 'a' == letter);
+    const auto lower = unit >= 'A' && unit <= 'Z' ? static_cast<Unit>(unit - 'A' + 'a') : unit;
+    return lower == static_cast<Unit>(letter);
   });
 }
 
@@ -72,7 +73,7 @@ bool IsGroupBlank(char16_t unit) {
 
 template <class Unit>
 bool IsSign(Unit unit, char16_t sign) {
-  if constexpr (sizeof(Unit) == 1) return sign < 128 && unit == static_cast<char>(sign);
+  if constexpr (sizeof(Unit) == 1) return sign < 128 && unit == static_cast<Unit>(sign);
   return unit == sign || (IsGroupBlank(sign) && IsGroupBlank(unit));
 }
 

@@ -47,6 +47,7 @@ bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
   if (row_keys_.empty() && column_keys_.empty()) return false;
   const auto sort_keys = [](const std::vector<KeyColumn>& keys) {
     std::vector<SortKey> sort;
+    sort.reserve(keys.size());
     for (const KeyColumn& key : keys) sort.push_back({key.col, key.ascending});
     return sort;
   };

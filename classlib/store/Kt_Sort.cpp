@@ -114,7 +114,7 @@ bool Kt_Dataset::ParseSortKeys(std::u16string_view list, bool ascending,
 // The cells of a column by slot; those of an expression column are computed, hidden rows included.
 std::shared_ptr<const Kt_Column> Kt_Dataset::SlotCells(kt_long col) const {
   if (IsPivot()) {
-    if (const auto cells = pivot_->RowKeyCells(col)) return cells;
+    if (auto cells = pivot_->RowKeyCells(col)) return cells;
   } else if (IsIntact()) {
     if (const auto* const cells = FindCells(col)) return *cells;
   }

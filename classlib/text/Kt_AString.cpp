@@ -189,7 +189,7 @@ std::int64_t DecodeByConverter(std::string_view bytes, kt_long code_page, Kt_WSt
   kt::detail::InPieces(bytes.size(), kUnitsPerCharacter, [&](std::size_t first, std::size_t count) {
     const bool is_last = first + count == bytes.size();
     ucnv_toUnicode(converter.get(), &end, text + bytes.size(), &source,
-                   bytes.data() + first + count, nullptr, /*flush=*/is_last, &status);
+                   bytes.data() + first + count, nullptr, /*flush=*/is_last ? 1 : 0, &status);
     return U_SUCCESS(status);
   });
   out = out.Mid(0, static_cast<kt_long>(end - text));

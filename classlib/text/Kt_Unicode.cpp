@@ -118,7 +118,11 @@ bool MapUnicode(const Kt_WString& text, Kt_WString& out) {
     }
   }
   mapped.FreeExtra();
-  out = is_same ? text : std::move(mapped);
+  if (is_same) {
+    out = text;
+  } else {
+    out = std::move(mapped);
+  }
   return true;
 }
 

@@ -97,7 +97,7 @@ bool IsTrueText(std::u16string_view text) {
 namespace kt::detail {
 
 Kt_Variant ValueOfObject(const Kt_Variant& object) {
-  const Kt_Variant held(object);
+  Kt_Variant held(object);
   const Kt_ObjectHolder& hold = held.GetHolder();
   if (!hold.IsValid()) return held;
   const Kt_WString name = hold.GetDefaultProp();

@@ -44,7 +44,7 @@ bool SameBits(double a, double b) {
 }
 
 Kt_WString DateText(Kt_DateTime moment) {
-  const Kt_WString text = moment.ToText(true);
+  Kt_WString text = moment.ToText(true);
   Kt_DateTime back;
   if (!text.IsEmpty() && Kt_DateTime::FromText(text, back) && SameBits(back.days, moment.days)) {
     return text;

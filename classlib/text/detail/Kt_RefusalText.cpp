@@ -6,11 +6,11 @@
 
 namespace {
 
-const Kt_WString no_memory_text(u"out of memory");
+const Kt_WString kNoMemoryText(u"out of memory");
 
 }  // namespace
 
-const Kt_WString& kt::detail::NoMemoryText() { return no_memory_text; }
+const Kt_WString& kt::detail::NoMemoryText() { return kNoMemoryText; }
 
 Kt_WString kt::detail::RefusalText(kt_long code) {
   if (Kt_WorkMeter::CurrentStop() != 0) return u"stopped";
