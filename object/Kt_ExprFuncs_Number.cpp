@@ -7,27 +7,14 @@
 #include "classlib/base/Kt_Random.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_FuncAnswers.h"
+#include "object/detail/Kt_PlainFuncs.h"
 
 using kt::Kt_FuncArgs;
-using kt::detail::Plain;
 
 namespace {
 
-// The standard functions are overloaded and have no address of their own to hand on.
-double Abs(double value) { return std::fabs(value); }
-double Acos(double value) { return std::acos(value); }
-double Asin(double value) { return std::asin(value); }
-double Atan(double value) { return std::atan(value); }
-double Atan2(double y, double x) { return std::atan2(y, x); }
-double Ceil(double value) { return std::ceil(value); }
-double Cos(double radian) { return std::cos(radian); }
-double Exp(double value) { return std::exp(value); }
-double Floor(double value) { return std::floor(value); }
-double Log(double value) { return std::log(value); }
-double Pow(double base, double exponent) { return std::pow(base, exponent); }
-double Sin(double radian) { return std::sin(radian); }
-double Sqrt(double value) { return std::sqrt(value); }
-double Tan(double radian) { return std::tan(radian); }
+using namespace kt::detail;  // the plain functions
+
 bool IsInfinite(double value) { return std::isinf(value); }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_DecimalText.h"
 #include "object/detail/Kt_FuncAnswers.h"
+#include "object/detail/Kt_PlainFuncs.h"
 
 using kt::Kt_FuncArgs;
 
@@ -25,11 +26,13 @@ double Cut(double value, kt_long decimals) {
   return cut == 0 ? 0.0 : cut;  // no negative zero
 }
 
-double Round(double value, kt_long decimals) {
+double RoundTo(double value, kt_long decimals) {
   double half = 0.5;
   for (kt_long place = 0; place < decimals && half > 0; ++place) half *= 0.1;
   return Cut(value < 0 ? value - half : value + half, decimals);
 }
+
+kt_long Decimals(double decimals) { return std::max(Kt_Variant(decimals).ToInteger(), 0); }
 
 template <auto Function>
 kt_long Handler(const Kt_VariantList* args, Kt_Variant& result) {
@@ -41,8 +44,15 @@ kt_long Handler(const Kt_VariantList* args, Kt_Variant& result) {
 
 }  // namespace
 
+double kt::detail::Round(double value, double decimals) {
+  return RoundTo(value, Decimals(decimals));
+}
+double kt::detail::Truncate(double value, double decimals) {
+  return Cut(value, Decimals(decimals));
+}
+
 kt_long Kt_ExprObject::_round(const Kt_VariantList* args, Kt_Variant& result) {
-  return Handler<&Round>(args, result);
+  return Handler<&RoundTo>(args, result);
 }
 
 kt_long Kt_ExprObject::_truncate(const Kt_VariantList* args, Kt_Variant& result) {

@@ -7,6 +7,7 @@
 #include "classlib/base/Kt_Charge.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_FuncAnswers.h"
+#include "object/detail/Kt_PlainFuncs.h"
 
 using kt::Kt_FuncArgs;
 
@@ -36,9 +37,8 @@ class Extreme {
   Kt_Variant best_;
 };
 
-kt_long Select(const Kt_VariantList* args, Kt_Variant& result, std::int16_t relation) {
-  const Kt_FuncArgs in(args);
-  if (!in.Has(0)) return kOk;
+void Select(const Kt_FuncArgs& in, Kt_Variant& result, std::int16_t relation) {
+  if (!in.Has(0)) return;
   Extreme extreme(relation);
   if (in.Count() == 1 && in.Value(0).IsList()) {
     const Kt_VariantList items = in.Value(0).GetList();
@@ -51,19 +51,25 @@ kt_long Select(const Kt_VariantList* args, Kt_Variant& result, std::int16_t rela
     for (kt_long arg = 0; arg < in.Count(); ++arg) extreme.Offer(in.Value(arg));
   }
   result = extreme.Best();
-  return kOk;
 }
 
 }  // namespace
 
-kt_long Kt_ExprObject::_iif(const Kt_VariantList* args, Kt_Variant& result) {
-  const Kt_FuncArgs in(args);
-  if (in.Count() < 2) return kOk;
+void kt::detail::Iif(const Kt_FuncArgs& in, Kt_Variant& result) {
+  if (in.Count() < 2) return;
   if (IsTrue(in.Value(0))) {
     result = in.Value(1);
   } else if (in.Has(2)) {
     result = in.Value(2);
   }
+}
+void kt::detail::Greatest(const Kt_FuncArgs& in, Kt_Variant& result) {
+  Select(in, result, kCmpGreater);
+}
+void kt::detail::Least(const Kt_FuncArgs& in, Kt_Variant& result) { Select(in, result, kCmpLess); }
+
+kt_long Kt_ExprObject::_iif(const Kt_VariantList* args, Kt_Variant& result) {
+  kt::detail::Iif(Kt_FuncArgs(args), result);
   return kOk;
 }
 
@@ -82,9 +88,11 @@ kt_long Kt_ExprObject::_decode(const Kt_VariantList* args, Kt_Variant& result) {
 }
 
 kt_long Kt_ExprObject::_greatest(const Kt_VariantList* args, Kt_Variant& result) {
-  return Select(args, result, kCmpGreater);
+  kt::detail::Greatest(Kt_FuncArgs(args), result);
+  return kOk;
 }
 
 kt_long Kt_ExprObject::_least(const Kt_VariantList* args, Kt_Variant& result) {
-  return Select(args, result, kCmpLess);
+  kt::detail::Least(Kt_FuncArgs(args), result);
+  return kOk;
 }

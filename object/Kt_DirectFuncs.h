@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include "object/Kt_FuncArgs.h"
+#include "object/Kt_NameTables.h"
+
+namespace kt {
+
+// A built-in function as a plain one, for compiled code that has the arguments at hand and makes no
+// list of them. The handlers of the table of built-ins call the same ones.
+struct DirectFunc {
+  // What it is, for code that computes with numbers only.
+  enum class Kind : std::uint8_t { kNumbers, kIif, kLeast, kGreatest };
+
+  Kt_Getter handler;
+  Kind kind;
+  // A double for that many arguments read as double; null where it does not take so many.
+  double (*of_one)(double);
+  double (*of_two)(double, double);
+  // Any number of arguments of any kind, for the kinds but kNumbers. Cannot fail.
+  void (*of_values)(const Kt_FuncArgs& in, Kt_Variant& result);
+};
+
+// Null for functions that have no such form.
+const DirectFunc* FindDirectFunc(Kt_Getter handler);
+
+}  // namespace kt
