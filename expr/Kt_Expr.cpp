@@ -39,12 +39,18 @@ const Kt_ExprOp* Kt_Expr::GetFirstOp() const {
 }
 
 void Kt_Expr::Clear() {
-  code_.reset();
-  items_.reset();
+  DropCode();
   state_ = kStateUnparsed;
   error_offset_ = -1;
   ops_.Clear();
   text_.Empty();
+}
+
+void Kt_Expr::DropCode() {
+  code_.reset();
+  items_.reset();
+  host_code_.reset();
+  runs_ = 0;
 }
 
 void Kt_Expr::SetExpr(const Kt_WString& text) {
@@ -79,8 +85,7 @@ kt_long Kt_Expr::GiveUpParse() {
 }
 
 kt_long Kt_Expr::ParseText(Kt_WString& error) {
-  code_.reset();
-  items_.reset();
+  DropCode();
   error_offset_ = -1;
   if (text_.IsEmpty()) return kStateEmpty;
   // Until the end nobody may take what is there for the operations of the text.

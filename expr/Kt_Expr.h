@@ -11,6 +11,7 @@ class Kt_ExprStackObj;
 
 namespace kt::detail {
 class ExprCode;
+class HostCode;
 struct ExprItems;
 }  // namespace kt::detail
 
@@ -21,8 +22,11 @@ struct ExprItems;
 //   if (expr.ExecExpr(&context, value) == 0) Use(value);
 //
 // Parsed on first use, or by Parse when the caller wants the message; evaluated any number of
-// times after that. A parsed expression does not change, apart from the compiled form that the
-// script interpreter attaches.
+// times after that. A parsed expression does not change, apart from the compiled forms.
+//
+// A context is asked what a name stands for whenever the expression comes to it; one that tells the
+// version of its names (Kt_ExprObject::GetNameVersion) only when that has changed, or when another
+// context was asked in between.
 // Owns its text and operations. Threads: one thread at a time; copies are independent.
 class KT_SCRIPT_API Kt_Expr {
  public:
@@ -66,6 +70,9 @@ class KT_SCRIPT_API Kt_Expr {
   // The offset of the first name or operator `text`, in any case, in GetText(); -1 for none.
   kt_long FindName(const Kt_WString& text) const;
 
+  // For tests that compare: false leaves every evaluation of the process to the evaluator.
+  static void SetCompiled(bool is_compiled);
+
   // Where the script interpreter keeps the compiled form of this expression; empty again whenever
   // the text changes.
   std::shared_ptr<kt::detail::ExprCode>& CodeSlot() { return code_; }
@@ -81,13 +88,23 @@ class KT_SCRIPT_API Kt_Expr {
   kt_long GiveUpParse();
   kt_long Evaluate(Kt_ExprObject* context, Kt_ExprStackObj& result);
   kt_long EvaluateEntry(Kt_ExprObject* context, Kt_ExprStackObj& result);
+  kt_long ExecAny(Kt_ExprObject* context, Kt_Variant& value);
   kt_long EvaluateValue(Kt_ExprObject* context, Kt_Variant& value);
   kt_long ExecList(Kt_ExprObject* context, Kt_ExprStackObj& result);
   kt_long ExecCtxVar(Kt_ExprObject* context, Kt_Variant& value);
+  void DropCode();
+  bool HasHostCode(Kt_ExprObject& context) {
+    return KT_LIKELY(runs_ == kRunsCompiled) ? host_code_ != nullptr && MayCompile()
+                                             : MakeHostCode(context);
+  }
+  bool MakeHostCode(Kt_ExprObject& context);
+  static bool MayCompile();
 
   kt_long ParseText(Kt_WString& error);
   // The text as it was given: a bracket list with its brackets.
   Kt_WString GetSource() const;
+
+  static constexpr std::uint8_t kRunsCompiled = 2;
 
   Kt_ExprOpList ops_;
   kt_long state_ = kStateUnparsed;
@@ -97,4 +114,10 @@ class KT_SCRIPT_API Kt_Expr {
   // hold them while a callback changes this expression.
   std::shared_ptr<kt::detail::ExprCode> code_;
   std::shared_ptr<kt::detail::ExprItems> items_;  // the pieces of a bracket list
+  // The compiled form for ExecExpr.
+  struct HostCodeDrop {
+    void operator()(kt::detail::HostCode* code) const;
+  };
+  std::unique_ptr<kt::detail::HostCode, HostCodeDrop> host_code_;
+  std::uint8_t runs_ = 0;  // as far as that needs to know
 };

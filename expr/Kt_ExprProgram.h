@@ -27,6 +27,12 @@ enum class CodeOp : std::uint8_t {
   kAppend,      // as kAdd; but of a text a keeps what was read, and dst = text of b
 };
 
+// Questions, in programs that are compiled with them (ExprProgram::Form). They are no enumerators:
+// executors of other programs never meet them.
+inline constexpr CodeOp kCodeAskName{
+    0x40};  // what does name dst stand for? Begins at record `extra`
+inline constexpr CodeOp kCodeAskCall{0x41};  // and calls[extra]? Begins at record a
+
 struct CodeInstr {
   CodeOp op;
   std::uint16_t dst;  // a temp
@@ -64,10 +70,19 @@ struct KT_SCRIPT_API ExprProgram {
   static constexpr int kMaxTemps = 48;
   static constexpr int kMaxNames = 24;
 
+  struct Form {
+    int max_temps = kMaxTemps;
+    int max_names = kMaxNames;
+    // Every use of a name has a number of its own, and the questions what names and calls stand for
+    // are instructions, where the evaluator asks them.
+    bool asks = false;
+  };
+
   // The code of `expr`, which is parsed if it was not. Empty code for what only the evaluator can
   // do: members, objects, lists, traces, and expressions with a fault, which stay unparsed so that
   // the evaluator finds and reports it.
-  static ExprProgram Of(Kt_Expr& expr);
+  static ExprProgram Of(Kt_Expr& expr) { return Of(expr, Form()); }
+  static ExprProgram Of(Kt_Expr& expr, const Form& form);
 
   bool IsEmpty() const { return instrs.empty(); }
 

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
+#include <atomic>
+#include <new>
+
 #include "classlib/base/Kt_NativeStack.h"
 #include "expr/Kt_Expr.h"
 #include "expr/detail/Kt_Evaluator.h"
 #include "expr/detail/Kt_ExprItems.h"
+#include "expr/detail/Kt_HostCode.h"
 #include "object/Kt_ExprStackObj.h"
 #include "object/Kt_MemoryDoor.h"
 #include "object/Kt_RunCharge.h"
@@ -10,6 +14,8 @@
 namespace {
 
 constexpr const char16_t* kSource = u"Kt_Expr";
+
+std::atomic<bool> may_compile{true};
 
 bool SkipsTrace(Kt_ExprObject* context) {
   return context == nullptr || context->IsDebugTraceMode() == 0;
@@ -21,7 +27,9 @@ kt_long Kt_Expr::ParseOnce(Kt_ExprObject* context) {
   if (state_ != kStateUnparsed) return kOk;
   Kt_WString error;
   const Kt_WString text = text_;
+  const std::uint8_t runs = runs_;
   const kt_long state = ParseText(error);
+  runs_ = runs;
   if (state == kStateEmpty) state_ = kStateEmpty;
   if (state >= 0) return kOk;
   if (const kt_long stop_code = kt::CheckRun(context)) return stop_code;
@@ -94,7 +102,37 @@ kt_long Kt_Expr::ExecList(Kt_ExprObject* context, Kt_ExprStackObj& result) {
   return kOk;
 }
 
+// Compiling costs more than evaluating once, so it is left to the second time; but a context whose
+// answers may be kept is not to be asked twice.
+bool Kt_Expr::MakeHostCode(Kt_ExprObject& context) try {
+  if (!MayCompile()) return false;
+  if (++runs_ < kRunsCompiled) {
+    if (context.GetNameVersion() == 0) return false;
+    if (ParseOnce(&context) != kOk) return false;  // reported
+    runs_ = kRunsCompiled;
+  }
+  if (state_ != kStateOrdinary && state_ != kStateName) return false;
+  host_code_.reset(kt::detail::HostCode::Make(*this));
+  // What was made while the run was being stopped may lack something.
+  if (Kt_WorkMeter::CurrentStop() != kOk) DropCode();
+  return host_code_ != nullptr;
+} catch (const std::bad_alloc&) {
+  return false;  // the evaluator may need less
+}
+
+bool Kt_Expr::MayCompile() { return may_compile.load(std::memory_order_relaxed); }
+void Kt_Expr::SetCompiled(bool is_compiled) { may_compile = is_compiled; }
+
+void Kt_Expr::HostCodeDrop::operator()(kt::detail::HostCode* code) const {
+  kt::detail::HostCode::Drop(code);
+}
+
 kt_long Kt_Expr::ExecExpr(Kt_ExprObject* context, Kt_Variant& value) {
+  if (context != nullptr && HasHostCode(*context)) return host_code_->Run(*context, value, *this);
+  return ExecAny(context, value);
+}
+
+kt_long Kt_Expr::ExecAny(Kt_ExprObject* context, Kt_Variant& value) {
   const Kt_WString name(text_);
   const kt_long code =
       kt::AtMemoryDoor(context, kSource, name, [&] { return EvaluateValue(context, value); });

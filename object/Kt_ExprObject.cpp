@@ -97,6 +97,7 @@ int Kt_ExprObject::ConvToString(Kt_WString&) const { return 0; }
 int Kt_ExprObject::ConvToStream(Kt_Buffer&) const { return 0; }
 Kt_ExprObject* Kt_ExprObject::GetChildContext(const Kt_WString&) { return nullptr; }
 Kt_Script* Kt_ExprObject::GetScript() { return nullptr; }
+std::uint64_t Kt_ExprObject::GetNameVersion() { return 0; }
 
 // What is passed to the parent.
 

@@ -100,6 +100,12 @@ class KT_SCRIPT_API Kt_ExprObject : public Kt_Object {
 
   virtual ~Kt_ExprObject();
 
+  // A number that changes whenever names stand for something else than before: other variables,
+  // objects or functions, here or in what this context passes names on to. While it stays the same
+  // an expression keeps what it was told (Kt_Expr). Values may change as they like. 0, the default:
+  // names are asked at every use.
+  virtual std::uint64_t GetNameVersion();
+
   // The object that calls without an owner of their own run on: the container, or this object when
   // it has none.
   Kt_ExprObject* GetSelfContainer();

@@ -125,6 +125,10 @@
   X(kFewArguments,   u"%1 needs %2 arguments or more; %3 came")                                    \
   /* method or object */                                                                           \
   X(kNoDataset,      u"there is no dataset behind %1")                                             \
+  /* function, number or numbers that it takes, number that came */                                \
+  X(kArgumentCount,  u"%1 takes %2 arguments; %3 came")                                            \
+  /* operation, or what else */                                                                    \
+  X(kNotBound,       u"'%1' cannot be used in a bound expression")                                 \
   /* what is assigned to */                                                                        \
   X(kNotStored,      u"'%1' cannot be assigned to")                                                \
   X(kReadOnly,       u"'%1' of %2 cannot be assigned to")                                          \

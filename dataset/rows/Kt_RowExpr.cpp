@@ -79,7 +79,10 @@ bool IsFalseCondition(const Kt_Variant& value) {
 RowExpr::RowExpr(const Kt_WString& text) { expr_.SetExpr(text); }
 RowExpr::~RowExpr() = default;
 
-void RowExpr::SetBestForm(Form form) { best_form = form; }
+void RowExpr::SetBestForm(Form form) {
+  best_form = form;
+  Kt_Expr::SetCompiled(form != Form::kEvaluator);
+}
 
 // Choice of the form ------------------------------------------------------------------------------
 

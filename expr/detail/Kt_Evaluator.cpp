@@ -186,27 +186,81 @@ kt_long Evaluator::Misplaced(const Kt_ExprOp& op) {
 
 // Names -------------------------------------------------------------------------------------------
 
+namespace {
+
+// A context may answer a kind without the handle: then the handle is asked for by name.
+void FillByKind(Kt_ExprObject* context, int kind, const Kt_WString& name, Kt_ExprObjInfo& entry) {
+  switch (kind) {
+    case EXPR_OBJ_VAR: return entry.SetVarType(context, name, nullptr);
+    case EXPR_OBJ_DATASET:
+      return entry.SetDataset(kt::ToExprObject(context->GetChildDataset(name)));
+    case EXPR_OBJ_COMPONENT:
+      return entry.SetComponent(Kt_ExprObject::From(context->GetComponent(name)));
+    case EXPR_OBJ_COMPOSIT: return entry.SetComposit(context->GetChildContext(name));
+    default: return entry.SetAutoVar(context, name);
+  }
+}
+
+void BindScriptFunc(Kt_ExprObject* context, const Kt_WString& name, Kt_ExprObjInfo& entry) {
+  Kt_ScriptFunc* func = nullptr;
+  for (Kt_ExprObject* scope = context; scope != nullptr && func == nullptr;
+       scope = scope->GetParentCtx()) {
+    if (Kt_Script* const script = scope->GetScript()) func = script->GetFunc(name);
+  }
+  entry.SetScriptFunc(context, name, func);
+}
+
+// A built-in function, a trace call, or a method of the context's own container.
+kt_long BindPlainCall(Kt_ExprObject* context, const Kt_WString& name, Kt_Getter builtin,
+                      Kt_ExprObjInfo& entry) {
+  if (builtin != nullptr) {
+    entry.SetIntFunc(context, name, builtin);
+    return kOk;
+  }
+  if (const Kt_ExtApi trace = FindTraceCall(name)) {
+    entry.SetExtAPI(context, name, trace);
+    return kOk;
+  }
+  Kt_ExprObject* const container = context ? context->GetSelfContainer() : nullptr;
+  Kt_Getter method = nullptr;
+  if (container != nullptr && container->GetMethodInfo(name, method) != 0) {
+    entry.SetObjMethod(container, name, method);
+    return kOk;
+  }
+  return kt::Report(context, kSource, kErrNoMethod, context ? context->GetID() : Kt_WString(),
+                    name);
+}
+
+}  // namespace
+
+void AskName(Kt_ExprObject* context, const Kt_WString& name, Kt_ExprObjInfo& entry) {
+  const int kind = context ? context->GetVarType(name, entry) : kUnknownName;
+  if (entry.GetKind() == EXPR_OBJ_NONE) FillByKind(context, kind, name, entry);
+}
+
+kt_long AskCall(Kt_ExprObject* context, const Kt_WString& name, Kt_Getter builtin,
+                Kt_ExprObjInfo& entry) {
+  const int kind = context ? context->GetMethodType(name, entry) : kUnknownName;
+  if (entry.GetKind() != EXPR_OBJ_NONE) return kOk;
+  switch (kind) {
+    case EXPR_OBJ_METHOD: {
+      Kt_Getter method = nullptr;
+      (void)context->GetMethodInfo(name, method);
+      entry.SetObjMethod(context, name, method);
+      return kOk;
+    }
+    case EXPR_OBJ_SCRIPTFUNC: BindScriptFunc(context, name, entry); return kOk;
+    default: return BindPlainCall(context, name, builtin, entry);
+  }
+}
+
 kt_long Evaluator::Name(const Kt_ExprOp& op) {
   Kt_ExprStackObj& top = stack_.Top();
   if (KT_UNLIKELY(top.GetKind() != EXPR_OBJ_NONE)) {
     return kt::Report(context_, kSource, kErrEntryInUse, OpName(op));
   }
-  const int kind = context_ ? context_->GetVarType(op.text, top) : kUnknownName;
-  if (top.GetKind() == EXPR_OBJ_NONE) FillByKind(kind, op.text);
+  AskName(context_, op.text, top);
   return kOk;
-}
-
-// A context may answer a kind without the handle: then the handle is asked for by name.
-void Evaluator::FillByKind(int kind, const Kt_WString& name) {
-  Kt_ExprStackObj& top = stack_.Top();
-  switch (kind) {
-    case EXPR_OBJ_VAR: return top.SetVarType(context_, name, nullptr);
-    case EXPR_OBJ_DATASET: return top.SetDataset(kt::ToExprObject(context_->GetChildDataset(name)));
-    case EXPR_OBJ_COMPONENT:
-      return top.SetComponent(Kt_ExprObject::From(context_->GetComponent(name)));
-    case EXPR_OBJ_COMPOSIT: return top.SetComposit(context_->GetChildContext(name));
-    default: return top.SetAutoVar(context_, name);
-  }
 }
 
 kt_long Evaluator::Call(const Kt_ExprOp& op) {
@@ -214,49 +268,7 @@ kt_long Evaluator::Call(const Kt_ExprOp& op) {
   if (top.GetKind() != EXPR_OBJ_NONE) {
     return kt::Report(context_, kSource, kErrEntryInUse, OpName(op));
   }
-  const int kind = context_ ? context_->GetMethodType(op.text, top) : kUnknownName;
-  if (top.GetKind() != EXPR_OBJ_NONE) return kOk;
-  switch (kind) {
-    case EXPR_OBJ_METHOD: {
-      Kt_Getter method = nullptr;
-      (void)context_->GetMethodInfo(op.text, method);
-      top.SetObjMethod(context_, op.text, method);
-      return kOk;
-    }
-    case EXPR_OBJ_SCRIPTFUNC: BindScriptFunc(op.text); return kOk;
-    default: return BindPlainCall(op);
-  }
-}
-
-void Evaluator::BindScriptFunc(const Kt_WString& name) {
-  Kt_ScriptFunc* func = nullptr;
-  for (Kt_ExprObject* scope = context_; scope != nullptr && func == nullptr;
-       scope = scope->GetParentCtx()) {
-    if (Kt_Script* const script = scope->GetScript()) func = script->GetFunc(name);
-  }
-  stack_.Top().SetScriptFunc(context_, name, func);
-}
-
-// A built-in function, a trace call, or a method of the context's own container.
-kt_long Evaluator::BindPlainCall(const Kt_ExprOp& op) {
-  const Kt_WString& name = op.text;
-  Kt_ExprStackObj& top = stack_.Top();
-  if (const Kt_Getter builtin = BuiltinOf(op)) {
-    top.SetIntFunc(context_, name, builtin);
-    return kOk;
-  }
-  if (const Kt_ExtApi trace = FindTraceCall(name)) {
-    top.SetExtAPI(context_, name, trace);
-    return kOk;
-  }
-  Kt_ExprObject* const container = context_ ? context_->GetSelfContainer() : nullptr;
-  Kt_Getter method = nullptr;
-  if (container != nullptr && container->GetMethodInfo(name, method) != 0) {
-    top.SetObjMethod(container, name, method);
-    return kOk;
-  }
-  return kt::Report(context_, kSource, kErrNoMethod, context_ ? context_->GetID() : Kt_WString(),
-                    name);
+  return AskCall(context_, op.text, BuiltinOf(op), top);
 }
 
 // Members -----------------------------------------------------------------------------------------

@@ -15,6 +15,13 @@ kt_long ReadEntry(Kt_ExprObject* context, Kt_ExprStackObj& entry, Kt_Variant& va
 // The name of the call whose argument list ends before record `at`; empty when none does.
 Kt_WString NameOfCallBefore(const Kt_ExprOpList& ops, kt_long at);
 
+// Asks `context` (null: nobody) what a name or a called name stands for, and fills the empty
+// `entry` with that. `builtin` is the built-in function of that name, or null. A name that nobody
+// knows fails when it is read; a call at once: 0, or a code that was reported.
+void AskName(Kt_ExprObject* context, const Kt_WString& name, Kt_ExprObjInfo& entry);
+kt_long AskCall(Kt_ExprObject* context, const Kt_WString& name, Kt_Getter builtin,
+                Kt_ExprObjInfo& entry);
+
 // One walk over the operations of an expression.
 //
 // Names, constants and calls fill the entry on top of the stack. An operator is noted in that entry
@@ -50,10 +57,7 @@ class Evaluator : private ExprWalk<Evaluator, kt_long> {
   kt_long Operator(const Kt_ExprOp& op);
 
   kt_long Name(const Kt_ExprOp& op);
-  void FillByKind(int kind, const Kt_WString& name);
   kt_long Call(const Kt_ExprOp& op);
-  void BindScriptFunc(const Kt_WString& name);
-  kt_long BindPlainCall(const Kt_ExprOp& op);
   kt_long Member(const Kt_ExprOp& op);
   kt_long MemberOfValue(const Kt_ExprOp& op, const Kt_Variant& value);
   kt_long MemberOfColumn(const Kt_ExprOp& op);

@@ -31,6 +31,26 @@ bool IsConst(std::uint16_t operand) { return operand >= kConstBase && operand < 
 
 }  // namespace
 
+kt_long CountCallArgs(const Kt_ExprOpList& ops, kt_long call) {
+  if (call + 2 >= ops.GetCount() || ops.GetItem(call + 1)->code != kOpParen) return -1;
+  if (ops.GetItem(call + 2)->code == kOpParenEnd) return 0;
+  int open = 0;
+  kt_long count = 1;
+  for (kt_long next = call + 2; next < ops.GetCount(); ++next) {
+    switch (ops.GetItem(next)->code) {
+      case kOpParen:
+      case kOpBracket: ++open; break;
+      case kOpBracketEnd: --open; break;
+      case kOpParenEnd:
+        if (open-- == 0) return count;
+        break;
+      case kOpComma: count += open == 0 ? 1 : 0; break;
+      default: break;
+    }
+  }
+  return -1;
+}
+
 bool ExprCompiler::Compile() {
   entries_.emplace_back();
   for (at_ = 0; at_ < ops_.GetCount(); ++at_) {
@@ -62,17 +82,27 @@ bool ExprCompiler::Ref(const Kt_ExprOp&) {
 
 bool ExprCompiler::Name(const Kt_ExprOp& op) {
   if (Top().kind != Entry::Kind::kNone) return false;
+  if (form_.asks) return AskedName(op);
   const Kt_Symbol symbol = kt_makesymbolW(op.text);
   const auto next = static_cast<std::uint16_t>(kNameBase + names_.size());
   const auto [it, is_new] = names_.try_emplace(symbol, next);
   if (is_new) program_.names.push_back(op.text);
   Top().kind = Entry::Kind::kName;
   Top().operand = it->second;
-  return names_.size() <= ExprProgram::kMaxNames;
+  return program_.names.size() <= static_cast<std::size_t>(form_.max_names);
+}
+
+bool ExprCompiler::AskedName(const Kt_ExprOp& op) {
+  const auto name = static_cast<std::uint16_t>(program_.names.size());
+  program_.names.push_back(op.text);
+  Emit(kCodeAskName, name, 0, 0, static_cast<std::int32_t>(Top().start));
+  Top().kind = Entry::Kind::kName;
+  Top().operand = static_cast<std::uint16_t>(kNameBase + name);
+  return program_.names.size() <= static_cast<std::size_t>(form_.max_names);
 }
 
 std::uint16_t ExprCompiler::NewTemp() {
-  if (temp_count_ >= ExprProgram::kMaxTemps) has_failed_ = true;
+  if (temp_count_ >= form_.max_temps) has_failed_ = true;
   return static_cast<std::uint16_t>(has_failed_ ? 0 : temp_count_++);
 }
 
@@ -127,32 +157,10 @@ std::uint16_t ExprCompiler::Read(Entry& entry) {
 
 // Calls -------------------------------------------------------------------------------------------
 
-// The number of arguments of the call whose name is the record in hand; -1 when its parentheses do
-// not match.
-int ExprCompiler::CountArgs() const {
-  if (at_ + 2 >= ops_.GetCount() || ops_.GetItem(at_ + 1)->code != kOpParen) return -1;
-  if (ops_.GetItem(at_ + 2)->code == kOpParenEnd) return 0;
-  int open = 0;
-  int count = 1;
-  for (kt_long next = at_ + 2; next < ops_.GetCount(); ++next) {
-    switch (ops_.GetItem(next)->code) {
-      case kOpParen:
-      case kOpBracket: ++open; break;
-      case kOpBracketEnd: --open; break;
-      case kOpParenEnd:
-        if (open-- == 0) return count;
-        break;
-      case kOpComma: count += open == 0 ? 1 : 0; break;
-      default: break;
-    }
-  }
-  return -1;
-}
-
 bool ExprCompiler::Call(const Kt_ExprOp& op) {
-  const int arg_count = CountArgs();
+  const int arg_count = CountCallArgs(ops_, at_);
   if (Top().kind != Entry::Kind::kNone || arg_count < 0) return false;
-  if (temp_count_ + arg_count > ExprProgram::kMaxTemps) return false;
+  if (temp_count_ + arg_count > form_.max_temps) return false;
   Entry& entry = Top();
   entry.kind = Entry::Kind::kCall;
   entry.is_closed = false;
@@ -162,6 +170,9 @@ bool ExprCompiler::Call(const Kt_ExprOp& op) {
   temp_count_ += arg_count;
   entry.call = static_cast<std::int32_t>(program_.calls.size());
   program_.calls.push_back(op.text);
+  if (form_.asks) {
+    Emit(kCodeAskCall, 0, static_cast<std::uint16_t>(entry.start), 0, entry.call);
+  }
   return true;
 }
 
@@ -181,7 +192,8 @@ bool ExprCompiler::CollectArg() {
   CodeInstr* const last = program_.instrs.empty() ? nullptr : &program_.instrs.back();
   const bool is_fresh = last != nullptr && program_.instrs.size() > barrier_ &&
                         last->dst == value && !IsConst(value) && !IsName(value) &&
-                        last->op != CodeOp::kTestAnd && last->op != CodeOp::kTestOr;
+                        last->op != CodeOp::kTestAnd && last->op != CodeOp::kTestOr &&
+                        last->op != kCodeAskName && last->op != kCodeAskCall;
   if (is_fresh) {
     last->dst = slot;
   } else {
@@ -339,6 +351,7 @@ bool ExprCompiler::Comma(const Kt_ExprOp&) {
   }
   if (!CollectArg()) return false;
   Top() = Entry();
+  Top().start = at_ + 1;
   return true;
 }
 
@@ -360,7 +373,7 @@ bool ExprCompiler::Finish() {
 
 }  // namespace kt::detail
 
-kt::ExprProgram kt::ExprProgram::Of(Kt_Expr& expr) {
+kt::ExprProgram kt::ExprProgram::Of(Kt_Expr& expr, const Form& form) {
   ExprProgram program;
   if (expr.GetText().IsEmpty() && expr.GetState() != kStateList) {
     program.consts.emplace_back();
@@ -379,6 +392,7 @@ kt::ExprProgram kt::ExprProgram::Of(Kt_Expr& expr) {
   }
   const kt_long state = expr.GetState();
   const bool is_plain = state == kStateOrdinary || state == kStateName || state == kStateConstant;
-  if (!is_plain || !detail::ExprCompiler(expr.GetOps(), program).Compile()) program.instrs.clear();
+  if (!is_plain || !detail::ExprCompiler(expr.GetOps(), program, form).Compile())
+    program.instrs.clear();
   return program;
 }

@@ -10,6 +10,10 @@
 
 namespace kt::detail {
 
+// The number of arguments of the call whose name is record `call`; -1 when its parentheses do not
+// match.
+kt_long CountCallArgs(const Kt_ExprOpList& ops, kt_long call);
+
 // Makes the compiled form of an operation list by walking it as the evaluator does, with entries
 // that say where a value will be instead of holding one.
 //
@@ -21,7 +25,8 @@ namespace kt::detail {
 // Whatever is not certain to come out the same makes Compile return false.
 class ExprCompiler : private ExprWalk<ExprCompiler, bool> {
  public:
-  ExprCompiler(const Kt_ExprOpList& ops, ExprProgram& program) : ExprWalk(ops), program_(program) {}
+  ExprCompiler(const Kt_ExprOpList& ops, ExprProgram& program, const ExprProgram::Form& form = {})
+      : ExprWalk(ops), program_(program), form_(form) {}
   bool Compile();
 
  private:
@@ -55,6 +60,7 @@ class ExprCompiler : private ExprWalk<ExprCompiler, bool> {
   bool Member(const Kt_ExprOp&) { return false; }
   bool Misplaced(const Kt_ExprOp&) { return false; }
   bool Name(const Kt_ExprOp& op);
+  bool AskedName(const Kt_ExprOp& op);
   bool Call(const Kt_ExprOp& op);
   bool Operator(const Kt_ExprOp& op);
   bool Logical(const Kt_ExprOp& op);
@@ -75,7 +81,6 @@ class ExprCompiler : private ExprWalk<ExprCompiler, bool> {
   std::uint16_t Read(Entry& entry);
   std::uint16_t NewTemp();
   std::uint16_t AddConst(const Kt_Variant& value);
-  int CountArgs() const;
   void Emit(CodeOp op, std::uint16_t dst, std::uint16_t a, std::uint16_t b, std::int32_t extra = 0);
   // The operand for a value that must be read now and used later.
   std::uint16_t Fix(std::uint16_t operand);
@@ -84,6 +89,7 @@ class ExprCompiler : private ExprWalk<ExprCompiler, bool> {
   std::uint16_t Unfix(std::uint16_t operand);
 
   ExprProgram& program_;
+  ExprProgram::Form form_;
   std::vector<Entry> entries_;
   std::map<Kt_Symbol, std::uint16_t> names_;
   int temp_count_ = 0;

@@ -22,6 +22,7 @@ inline std::string RunToText(std::string_view text, bool is_compiled) {
   Kt_Script script(&host);
   script.SetBudget(&budget);
   script.SetCompiled(is_compiled);
+  Kt_Expr::SetCompiled(is_compiled);
   Kt_WStrList faults;
   script.Parse(u"made", Kt_WString::FromUtf8(text), nullptr, &faults);
   std::string out;
@@ -39,6 +40,7 @@ inline std::string RunToText(std::string_view text, bool is_compiled) {
     out += "\nreports " + host.TakeReports() + "\ncalls " + host.calls + "\nthing " +
            host.thing->log + "\n";
   }
+  Kt_Expr::SetCompiled(true);
   return out;
 }
 
