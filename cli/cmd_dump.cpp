@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <memory>
 #include <ostream>
 
@@ -19,7 +20,9 @@ namespace {
 struct Options {
   std::string file;
   std::string expression;
+  std::string function;
   bool is_expression = false;
+  bool is_code = false;
   std::vector<std::string> include_dirs;
 };
 
@@ -39,6 +42,22 @@ int DumpExpression(const Options& options, Streams streams) {
   return kFine;
 }
 
+// The code of every function, or of the one that was named.
+int DumpCode(const Options& options, Kt_Script& script, Streams streams) {
+  VisibleStream out(streams.out);
+  const Kt_WString wanted = Kt_WString::FromUtf8(options.function);
+  bool is_found = false;
+  for (kt_long at = 0; at < script.GetFuncs().GetCount(); ++at) {
+    const Kt_ScriptFunc& func = *script.GetFuncs().GetItem(at);
+    if (!wanted.IsEmpty() && !func.GetName().EqualsNoCase(wanted)) continue;
+    out << (is_found ? "\n" : "") << DumpScriptCode(script, func).ToUtf8();
+    is_found = true;
+  }
+  if (is_found || wanted.IsEmpty()) return kFine;
+  VisibleStream(streams.messages) << "kt dump: no function " << options.function << '\n';
+  return kCommandFault;
+}
+
 int DumpFile(const Options& options, Streams streams) {
   Kt_CliReport report(streams.out, streams.messages);
   Kt_Script script;
@@ -51,7 +70,9 @@ int DumpFile(const Options& options, Streams streams) {
   if (!AddIncludeDirs(options.include_dirs, "kt dump", loader, streams)) return kCommandFault;
   // What could be loaded of a script with faults is worth seeing too.
   const int status = loader.Load(options.file);
-  if (status != kCommandFault) VisibleStream(streams.out) << DumpScript(script).ToUtf8();
+  if (status == kCommandFault) return status;
+  if (options.is_code) return std::max(status, DumpCode(options, script, streams));
+  VisibleStream(streams.out) << DumpScript(script).ToUtf8();
   return status;
 }
 
@@ -65,6 +86,12 @@ void AddDump(CLI::App& app, Action& action) {
   CLI::Option* const expression =
       dump->add_option("--expr", options->expression, "An expression instead of a script")
           ->type_name("EXPR");
+  CLI::Option* const function =
+      dump->add_option("FUNC", options->function, "With --code: only this function");
+  CLI::Option* const code =
+      dump->add_flag("--code", options->is_code, "The instructions that functions run as");
+  function->needs(code);
+  code->excludes(expression);
   AddIncludeDirOption(*dump, options->include_dirs);
   AddJsonFlag(*dump, "Write messages as objects, one a line");
   dump->callback([options, file, expression, &action] {

@@ -47,7 +47,6 @@ void Kt_Expr::Clear() {
 }
 
 void Kt_Expr::DropCode() {
-  code_.reset();
   items_.reset();
   host_code_.reset();
   runs_ = 0;

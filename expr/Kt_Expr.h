@@ -10,7 +10,6 @@ class Kt_ExprObject;
 class Kt_ExprStackObj;
 
 namespace kt::detail {
-class ExprCode;
 class HostCode;
 struct ExprItems;
 }  // namespace kt::detail
@@ -22,7 +21,7 @@ struct ExprItems;
 //   if (expr.ExecExpr(&context, value) == 0) Use(value);
 //
 // Parsed on first use, or by Parse when the caller wants the message; evaluated any number of
-// times after that. A parsed expression does not change, apart from the compiled forms.
+// times after that. A parsed expression does not change, apart from its compiled form.
 //
 // A context is asked what a name stands for whenever the expression comes to it; one that tells the
 // version of its names (Kt_ExprObject::GetNameVersion) only when that has changed, or when another
@@ -73,10 +72,6 @@ class KT_SCRIPT_API Kt_Expr {
   // For tests that compare: false leaves every evaluation of the process to the evaluator.
   static void SetCompiled(bool is_compiled);
 
-  // Where the script interpreter keeps the compiled form of this expression; empty again whenever
-  // the text changes.
-  std::shared_ptr<kt::detail::ExprCode>& CodeSlot() { return code_; }
-
  protected:
   // One pass over the tokens; appends to the operation list. The error position (offset of the
   // token at fault) is kept in error_offset_.
@@ -112,7 +107,6 @@ class KT_SCRIPT_API Kt_Expr {
   kt_long error_offset_ = -1;
   // Made on first use and dropped when the text changes. Shared, so that a running evaluation can
   // hold them while a callback changes this expression.
-  std::shared_ptr<kt::detail::ExprCode> code_;
   std::shared_ptr<kt::detail::ExprItems> items_;  // the pieces of a bracket list
   // The compiled form for ExecExpr.
   struct HostCodeDrop {

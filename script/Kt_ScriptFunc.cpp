@@ -9,6 +9,7 @@
 const Kt_ScriptFuncHandler Kt_ScriptFunc::_KtScriptFuncHandler;
 
 void Kt_ScriptFunc::Clear() {
+  DropCode();
   name_.Empty();
   args_.Clear();
   body_.Clear();
@@ -64,6 +65,7 @@ kt_long ParseCompound(const Kt_ScriptFunc& func, Kt_ScriptOp& op, const Kt_WStri
 void Kt_ScriptFunc::SetInfo(const Kt_WString& source_name, const Kt_WString& proto,
                             const Kt_WString& body, kt_long proto_line, kt_long body_line,
                             Kt_WStrList* errors) {
+  DropCode();
   source_name_ = source_name;
   proto_line_ = proto_line;
   ParseProto(proto, proto_line, errors);
@@ -71,11 +73,13 @@ void Kt_ScriptFunc::SetInfo(const Kt_WString& source_name, const Kt_WString& pro
 }
 
 kt_long Kt_ScriptFunc::SetProto(const Kt_WString& proto, kt_long line, Kt_WStrList* errors) {
+  DropCode();
   args_.Clear();
   return ParseProto(proto, line, errors);
 }
 
 kt_long Kt_ScriptFunc::SetBody(const Kt_WString& body, kt_long line, Kt_WStrList* errors) {
+  DropCode();
   body_.Clear();
   return ParseBody(body_, body, line, errors);
 }

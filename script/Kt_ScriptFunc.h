@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <memory>
 #include <unordered_map>
 
 #include "classlib/text/Kt_Symbol.h"
@@ -13,6 +14,7 @@ class Kt_Script;
 class Kt_ScriptFunc;
 
 namespace kt::detail {
+struct FuncCode;
 class LoadUndo;
 class ScriptLoader;
 }  // namespace kt::detail
@@ -89,6 +91,11 @@ class KT_SCRIPT_API Kt_ScriptFunc {
   // error code.
   kt_long ExecBody(const Kt_ScriptOpList& ops, Kt_ExprObject* ctx, Kt_Variant& result);
 
+  // Where the engine keeps the code of the function, made at its first call. It goes when the
+  // function changes; while the script runs it is kept aside.
+  std::shared_ptr<kt::detail::FuncCode>& CodeSlot() const { return code_; }
+  void DropCode() const;
+
  private:
   friend class kt::detail::LoadUndo;
   friend class kt::detail::ScriptLoader;
@@ -102,6 +109,7 @@ class KT_SCRIPT_API Kt_ScriptFunc {
   Kt_WString source_name_;
   kt_long proto_line_ = 0;
   Kt_Script* script_ = nullptr;
+  mutable std::shared_ptr<kt::detail::FuncCode> code_;  // never copied
 };
 
 // The functions of a script, found by name without regard to case. Owns its functions; a function

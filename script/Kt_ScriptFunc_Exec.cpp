@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include <algorithm>
+#include <utility>
 
 #include "object/Kt_MemoryDoor.h"
 #include "script/Kt_Script.h"
 #include "script/Kt_ScriptOpPayloads.h"
+#include "script/code/Kt_FuncCode.h"
 #include "script/detail/Kt_Interpreter.h"
 
 namespace {
@@ -63,6 +65,14 @@ kt_long Kt_ScriptFunc::RunBody(const Kt_ScriptOpList& ops, Kt_ExprObject* ctx, K
   return run.GetStopCode() != kOk ? run.Check(ctx) : CodeOf(outcome);
 }
 
+void Kt_ScriptFunc::DropCode() const {
+  if (code_ == nullptr) return;
+  const std::shared_ptr<kt::detail::FuncCode> code = std::exchange(code_, nullptr);
+  if (script_ == nullptr) return;
+  script_->funcs_.NewVersion();
+  if (script_->run_state_ != nullptr) script_->run_state_->Retire(code);
+}
+
 kt_long Kt_Script::ExecFunc(const Kt_WString& name, int argc, Kt_Variant* argv,
                             Kt_Variant& result) {
   return kt::AtMemoryDoor(this, u"Kt_Script", name, [&] {
@@ -103,8 +113,9 @@ void Kt_Script::SetCompiled(bool is_compiled) {
 namespace {
 
 Kt_ScriptPosition PositionOf(const kt::detail::RunState::Frame& frame) {
+  const Kt_ScriptOp* const op = kt::detail::RunState::OpOf(frame);
   return {frame.func->GetSourceName(), frame.func->GetName(),
-          frame.op ? frame.op->line32 : frame.func->GetProtoLine()};
+          op ? op->line32 : frame.func->GetProtoLine()};
 }
 
 template <class Branches>
@@ -147,7 +158,8 @@ void Kt_Script::GetThreadCalls(std::size_t inner, std::size_t outer, Kt_ScriptCa
 
 void Kt_Script::GetThreadExpressions(std::vector<const Kt_Expr*>& expressions) {
   const kt::detail::RunState* const run = kt::detail::RunState::OfThread();
-  const Kt_ScriptOp* const op = run && run->GetFrame() ? run->GetFrame()->op : nullptr;
+  const Kt_ScriptOp* const op =
+      run && run->GetFrame() ? kt::detail::RunState::OpOf(*run->GetFrame()) : nullptr;
   if (op == nullptr || !op->HasPayload()) return;
   if (op->HasName()) {
     expressions.push_back(&op->GetVar()->expression);

@@ -68,6 +68,10 @@ class KT_CLASS_API Kt_WorkMeter {
     return left_ >= 0;
   }
   KT_COLD bool Look();
+  // For a loop that counts in a variable of its own: what is left until the next look, which it
+  // gives back before anything else may charge.
+  std::int64_t GetLeft() const { return left_; }
+  void SetLeft(std::int64_t units) { left_ = units; }
   // The same for what is no step, however often it comes: it brings the next look nearer.
   bool ChargeTime(std::int64_t units) { return KT_LIKELY(TakeTime(units)) || Look(); }
   bool TakeTime(std::int64_t units) {

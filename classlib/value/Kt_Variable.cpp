@@ -119,6 +119,7 @@ Kt_Variable* Kt_VariableList::AddRefVariable(const Kt_WString& name, const Kt_Va
   target->AddRef();
   const std::uint32_t found = IndexOf(symbol);
   if (found == count_) return Append(symbol, target);
+  ++version_;
   std::exchange(variables_[found], target)->Unref();
   return target;
 }
@@ -131,6 +132,7 @@ void Kt_VariableList::RemoveVariable(const Kt_WString& name) {
   std::copy(symbols_ + found + 1, symbols_ + count_, symbols_ + found);
   std::copy(variables_ + found + 1, variables_ + count_, variables_ + found);
   --count_;
+  ++version_;
   mask_ = 0;
   for (std::uint32_t item = 0; item < count_; ++item) mask_ |= Bit(symbols_[item]);
   if (index_) {
@@ -163,6 +165,7 @@ Kt_Variable* Kt_VariableList::Append(Kt_Symbol symbol, Kt_Variable* variable) {
   variables_[count_] = variable;
   mask_ |= Bit(symbol);
   ++count_;
+  ++version_;
   return variable;
 }
 
@@ -187,6 +190,7 @@ void Kt_VariableList::Release() {
   Kt_Variable** const variables = std::exchange(variables_, inline_variables_);
   const std::uint32_t count = std::exchange(count_, 0);
   mask_ = 0;
+  ++version_;
   capacity_ = kInline;
   index_.reset();
   if (variables != inline_variables_) {

@@ -94,6 +94,8 @@ class KT_CLASS_API Kt_VariableList {
   Kt_Variable* AddRefVariable(const Kt_WString& name, const Kt_Variant& reference,
                               bool name_outlives_list = false);
   void RemoveVariable(const Kt_WString& name);
+  // Changes whenever a name came, went or stands for another variable.
+  std::uint64_t GetVersion() const { return version_; }
   void Clear() {
     if (count_ != 0) Release();
   }
@@ -113,6 +115,7 @@ class KT_CLASS_API Kt_VariableList {
   void Grow();
   void Release();
 
+  std::uint64_t version_ = 0;
   std::uint64_t mask_ = 0;  // one bit for each symbol that is in the list
   std::uint32_t count_ = 0;
   std::uint32_t capacity_ = kInline;

@@ -25,6 +25,8 @@ inline constexpr Kt_Tag kTagDateTime = 7;  // day number as double, day 0 = 1899
 inline constexpr Kt_Tag kTagString = 8;
 inline constexpr Kt_Tag kTagBool = 11;
 inline constexpr Kt_Tag kTagBinary = 13;
+// A register of a running function whose variable is not declared. No value of a script has it.
+inline constexpr Kt_Tag kTagUndeclared = 0x1FFF;
 inline constexpr Kt_Tag kTagList = 0x2000;
 inline constexpr Kt_Tag kTagObject = 0x4000;
 inline constexpr Kt_Tag kTagRef = 0x8000;  // a variable, or one item of a variable's list
@@ -161,6 +163,15 @@ class KT_CLASS_API Kt_Variant {
   bool IsList() const { return GetTag() == kTagList; }
   bool IsObject() const { return GetTag() == kTagObject; }
   bool IsRef() const { return GetTag() == kTagRef; }
+  bool IsUndeclared() const { return GetTag() == kTagUndeclared; }
+  // Whether there is content that is counted and shared: what is left alone can be overwritten.
+  bool IsCounted() const { return (bits_ & kCountedBit) != 0; }
+  // Whether somebody else has the content too.
+  bool IsContentShared() const { return IsCounted() && payload_.counted->IsShared(); }
+  void SetUndeclared() {
+    Drop();
+    bits_ = kTagUndeclared;
+  }
 
   // The content. REQUIRES: the tag is the one named.
   kt_long AsLong() const { return static_cast<kt_long>(payload_.bits); }
@@ -230,7 +241,6 @@ class KT_CLASS_API Kt_Variant {
     Kt_Counted* counted;
   };
 
-  bool IsCounted() const { return (bits_ & kCountedBit) != 0; }
   void Drop() {
     if (IsCounted() && payload_.counted->Release()) FreePayload();
   }

@@ -22,6 +22,7 @@
 #include "object/Kt_ExprStackObj.h"
 #include "object/Kt_MemoryDoor.h"
 #include "script/Kt_ScriptOpPayloads.h"
+#include "script/code/Kt_Machine.h"
 
 namespace kt::detail {
 
@@ -65,10 +66,39 @@ void Interpreter::WriteBack(const Kt_ScriptFunc& func, const Kt_Variant* args, i
   }
 }
 
+// The code of a function that has none yet. Fails as the call itself would.
+FuncCode* Interpreter::MakeCode(RunState& run, const Kt_ScriptFunc& func, kt_long& code) {
+  RunState::Frame frame{&func, nullptr, nullptr};
+  const RunState::Call call(run, frame);
+  try {
+    return kt_hasstack() ? Machine::CodeOf(func, run.GetScript()) : nullptr;
+  } catch (const WorkStopped&) {
+    code = run.Check(&run.GetScript());
+  } catch (const std::bad_alloc& failure) {
+    (void)kt::NoteMemoryFailure(failure);
+    code = kt::ReportNoMemory(&run.GetScript(), kSource, func.GetName());
+    run.NoteStop(code);
+  }
+  return nullptr;
+}
+
 kt_long Interpreter::CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
                               Kt_Variant& result) {
   result.Clear();
   if (func.GetScript() == nullptr) return kFailed;
+  RunState& run = RunState::Of(*func.GetScript());
+  const RunState::Working working(run);
+  if (run.UsesCode()) {
+    kt_long failed = kOk;
+    FuncCode* const code = MakeCode(run, func, failed);
+    if (failed != kOk) return failed;
+    if (code != nullptr) return run.GetMachine().CallFresh(func, args, arg_count, result);
+  }
+  return CallByWalk(func, args, arg_count, result);
+}
+
+kt_long Interpreter::CallByWalk(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
+                                Kt_Variant& result) {
   Kt_Script& script = *func.GetScript();
   RunState& run = RunState::Of(script);
   RunState::Frame frame{&func, nullptr, nullptr};
@@ -101,26 +131,31 @@ kt_long Interpreter::CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int a
 KT_ALWAYS_INLINE Outcome Interpreter::Statement(const Kt_ScriptOp& op, Kt_ExprObject* context,
                                                 Scope* scope, Kt_Variant& result) {
   switch (op.opcode) {
-    case kScriptVar: return Declare(op, context, scope);
-    case kScriptVarArray: return DeclareArray(op, context, scope);
     case kScriptInc:
     case kScriptDec: return StepName(op, context, scope);
+    case kScriptExpr: {
+      Kt_Variant ignored;
+      return Eval(op.GetSet()->value, context, ignored);
+    }
+    case kScriptVar:
+    case kScriptVarArray:
     case kScriptSet:
     case kScriptSetAdd:
     case kScriptSetSub:
     case kScriptSetMul:
     case kScriptSetDiv:
-    case kScriptSetMod: return AssignName(op, context, scope);
-    case kScriptExpr: {
-      Kt_Variant ignored;
-      return Eval(op.GetSet()->value, context, scope, ignored);
-    }
+    case kScriptSetMod:
     case kScriptPathSet:
     case kScriptPathSetAdd:
     case kScriptPathSetSub:
     case kScriptPathSetMul:
     case kScriptPathSetDiv:
-    case kScriptPathSetMod: return AssignPath(op, context, scope);
+    case kScriptPathSetMod: {
+      Kt_Variant value;
+      Kt_Expr& expr = op.HasName() ? op.GetVar()->expression : op.GetSet()->value;
+      if (const kt_long code = Eval(expr, context, value)) return code;
+      return Finish(op, value, context, scope);
+    }
     case kScriptBlock: {
       const Outcome outcome = ScopedBody(*op.GetBlock(), context, scope, result);
       // `continue` ends the block and nothing else.
@@ -128,7 +163,7 @@ KT_ALWAYS_INLINE Outcome Interpreter::Statement(const Kt_ScriptOp& op, Kt_ExprOb
     }
     case kScriptContinue: return Flow::kContinue;
     case kScriptBreak: return Flow::kBreak;
-    case kScriptReturn: return Return(op, context, scope, result);
+    case kScriptReturn: return Return(op, context, result);
     case kScriptIf: return If(op, context, scope, result);
     case kScriptSwitch: return Switch(op, context, scope, result);
     case kScriptWhile: return While(op, context, scope, result);
@@ -137,11 +172,25 @@ KT_ALWAYS_INLINE Outcome Interpreter::Statement(const Kt_ScriptOp& op, Kt_ExprOb
   }
 }
 
+// What a declaration or an assignment does with its value.
+kt_long Interpreter::Finish(const Kt_ScriptOp& op, Kt_Variant& value, Kt_ExprObject* context,
+                            Scope* scope) {
+  if (op.opcode == kScriptVar) return Declare(op, value, context, scope);
+  if (op.opcode == kScriptVarArray) return DeclareArray(op, value, context);
+  if (op.HasName()) return AssignName(op, value, context, scope);
+  return AssignEntry(op.GetSet()->target, CompoundOperator(op.opcode), value, context);
+}
+
+Outcome Interpreter::Run(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
+                         Kt_Variant& result) {
+  return Statement(op, context, scope, result);
+}
+
 Outcome Interpreter::Body(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
-                          Kt_Variant& result) {
+                          Kt_Variant& result, kt_long first) {
   result.Clear();
   // The count is read anew: a statement may load more of the same script.
-  for (kt_long index = 0; index < ops.GetCount(); ++index) {
+  for (kt_long index = first; index < ops.GetCount(); ++index) {
     const Kt_ScriptOp& op = *ops.GetItem(index);
     frame_.op = &op;
     if (const kt_long code = run_.Tick(context); KT_UNLIKELY(code != kOk)) return code;
@@ -160,38 +209,15 @@ Outcome Interpreter::ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* conte
 
 // Expressions -------------------------------------------------------------------------------------
 
-KT_ALWAYS_INLINE kt_long Interpreter::EvalWith(ExprCode* compiled, Kt_Expr& expr,
-                                               Kt_ExprObject* context, Scope* scope,
-                                               Kt_Variant& value) {
-  if (KT_LIKELY(compiled != nullptr)) {
-    const kt_long code = compiled->Run(run_, *scope, value);
-    if (KT_LIKELY(code == kOk)) return run_.Check(context);
-    if (code != ExprCode::kUseEvaluator) return AfterCode(expr, code, value);
-  }
-  return EvalSlow(expr, context, value);
-}
-
-kt_long Interpreter::Eval(Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, Kt_Variant& value) {
-  ExprCode* const compiled = CodeOf(expr, context, scope);
-  return EvalWith(compiled, expr, context, scope, value);
-}
-
-// The compiled form of an expression has failed.
-kt_long Interpreter::AfterCode(const Kt_Expr& expr, kt_long code, Kt_Variant& value) const {
-  value.Clear();
-  expr.PlaceFailure();
-  return code == kObjectGone ? AfterObjectGone() : code;
-}
-
-kt_long Interpreter::EvalSlow(Kt_Expr& expr, Kt_ExprObject* context, Kt_Variant& value) {
+kt_long Interpreter::Eval(Kt_Expr& expr, Kt_ExprObject* context, Kt_Variant& value) {
   const kt_long code = expr.ExecExpr(context, value);
   if (KT_LIKELY(code == kOk)) return run_.Check(context);
   return KT_UNLIKELY(code == kObjectGone) ? AfterObjectGone() : code;
 }
 
-kt_long Interpreter::EvalTruth(Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, bool& is_true) {
+kt_long Interpreter::EvalTruth(Kt_Expr& expr, Kt_ExprObject* context, bool& is_true) {
   Kt_Variant value;
-  if (const kt_long code = Eval(expr, context, scope, value)) return code;
+  if (const kt_long code = Eval(expr, context, value)) return code;
   is_true = IsConditionTrue(value);
   return kOk;
 }
@@ -225,28 +251,26 @@ kt_long Interpreter::AfterStore(const Kt_WString& name, kt_long code, const Fail
 
 // Declarations ------------------------------------------------------------------------------------
 
-kt_long Interpreter::Declare(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope) {
-  Kt_Variant value;
-  const Kt_ScriptOpVar& var = *op.GetVar();
-  if (const kt_long code = Eval(var.expression, context, scope, value)) return code;
-  if (scope != context) return AddVariable(var.name, value, context);
+kt_long Interpreter::Declare(const Kt_ScriptOp& op, Kt_Variant& value, Kt_ExprObject* context,
+                             Scope* scope) {
+  const Kt_WString& name = op.GetVar()->name;
+  if (scope != context) return AddVariable(name, value, context);
   if (value.IsRef()) value = value.Dereference();
-  scope->GetVariables().AddVariable(var.name, std::move(value));
+  scope->GetVariables().AddVariable(name, std::move(value));
   return kOk;
 }
 
-kt_long Interpreter::DeclareArray(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope) {
-  Kt_Variant value;
-  const Kt_ScriptOpVar& var = *op.GetVar();
-  if (const kt_long code = Eval(var.expression, context, scope, value)) return code;
+kt_long Interpreter::DeclareArray(const Kt_ScriptOp& op, Kt_Variant& value,
+                                  Kt_ExprObject* context) {
+  const Kt_WString& name = op.GetVar()->name;
   const kt_long count = value.ToInteger();
   value.Clear();
   if (count > 0) {
     Kt_VariantList list;
-    if (!list.Resize(count)) return kt::Report(context, kSource, kErrListTooLong, var.name);
+    if (!list.Resize(count)) return kt::Report(context, kSource, kErrListTooLong, name);
     value.Set(std::move(list));
   }
-  return AddVariable(var.name, value, context);
+  return AddVariable(name, value, context);
 }
 
 // Assignments -------------------------------------------------------------------------------------
@@ -264,17 +288,10 @@ kt_long Interpreter::StepName(const Kt_ScriptOp& op, Kt_ExprObject* context, Sco
   return kOk;
 }
 
-kt_long Interpreter::AssignName(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope) {
+kt_long Interpreter::AssignName(const Kt_ScriptOp& op, Kt_Variant& value, Kt_ExprObject* context,
+                                Scope* scope) {
   const Kt_ScriptOpVar& var = *op.GetVar();
-  const Compound operation = CompoundOperator(op.opcode);
-  ExprCode* const compiled = CodeOf(var.expression, context, scope);
-  if (!operation && compiled != nullptr && compiled->MayAppend(var.name)) {
-    const kt_long code = AppendName(var, *compiled, context, scope);
-    if (code != ExprCode::kUseEvaluator) return code;
-  }
-  Kt_Variant value;
-  if (const kt_long code = EvalWith(compiled, var.expression, context, scope, value)) return code;
-  if (operation) {
+  if (const Compound operation = CompoundOperator(op.opcode)) {
     return CombineName(var.name, var.hint, *operation, value, context, scope);
   }
   Kt_Variable* const variable = run_.FindVariable(scope, kt_symbolW(var.name), var.hint);
@@ -286,45 +303,6 @@ kt_long Interpreter::SetName(const Kt_WString& name, Kt_Variable* variable, Kt_V
   if (variable == nullptr) return Store(name, value, 1, context);
   variable->SetValue(std::move(value));
   return kOk;
-}
-
-kt_long Interpreter::AppendName(const Kt_ScriptOpVar& var, ExprCode& compiled,
-                                Kt_ExprObject* context, Scope* scope) {
-  const Kt_Symbol symbol = kt_symbolW(var.name);
-  const Kt_Variable* const variable = run_.FindVariable(scope, symbol, var.hint);
-  if (variable == nullptr || !variable->GetValue().IsString()) {
-    compiled.PauseAppends();
-    return ExprCode::kUseEvaluator;
-  }
-  Kt_Variant value;
-  Kt_Variant base;
-  kt_long code = compiled.RunAppend(run_, *scope, value, base);
-  if (code == ExprCode::kUseEvaluator) return code;
-  if (KT_UNLIKELY(code != kOk)) {
-    base.Clear();
-    if ((code = AfterCode(var.expression, code, value)) != kOk) return code;
-  }
-  return StoreAppended(var, base, value, context, scope);
-}
-
-// Stores `value`, after `base` when that is a text; in place when the variable still has it.
-kt_long Interpreter::StoreAppended(const Kt_ScriptOpVar& var, Kt_Variant& base, Kt_Variant& value,
-                                   Kt_ExprObject* context, Scope* scope) {
-  Kt_Variable* const variable = run_.FindVariable(scope, kt_symbolW(var.name), var.hint);
-  if (base.IsString()) {
-    const std::u16string_view text = base.AsStringView();
-    if (text.size() + value.AsStringView().size() > std::size_t{kMaxStringLength}) {
-      (void)kt::Report(context, u"Kt_Expr", kErrStringTooLong, u"+");
-      return AfterCode(var.expression, kErrStringTooLong, value);
-    }
-    if (variable != nullptr && variable->GetValue().IsString() &&
-        variable->GetValue().AsStringView().data() == text.data()) {
-      base.Clear();  // so that nobody else holds the text
-      return kt::VarAdd(variable->GetValue(), value, variable->GetValueW());
-    }
-    if (const kt_long code = kt::VarAdd(base, value, value)) return code;
-  }
-  return SetName(var.name, variable, value, context);
 }
 
 kt_long Interpreter::CombineName(const Kt_WString& name, std::uint16_t& hint, Operator operation,
@@ -351,45 +329,6 @@ kt_long Interpreter::Combine(Operator operation, const Kt_Variant& value, Kt_Var
   const kt_long code = Compute(operation, target, value, target);
   if (KT_LIKELY(code == kOk)) return kOk;
   return kt::Report(context, kSource, code, Kt_WString(OperatorText(operation)) + u"=");
-}
-
-kt_long Interpreter::AssignPath(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope) {
-  const Kt_ScriptOpSet& set = *op.GetSet();
-  const Compound operation = CompoundOperator(op.opcode);
-  Kt_Variant value;
-  if (const kt_long code = Eval(set.value, context, scope, value)) return code;
-  if (ExprCode* const compiled = CodeOf(set.target, context, scope)) {
-    if (!operation && compiled->StoreElement(run_, *scope, value)) return kOk;
-    ExprCode::Target target;
-    const kt_long code = compiled->RunTarget(run_, *scope, target);
-    if (KT_LIKELY(code == kOk)) return AssignElement(target, operation, value, context);
-    if (code != ExprCode::kUseEvaluator) {
-      set.target.PlaceFailure();
-      return code == kObjectGone ? AfterObjectGone() : code;
-    }
-  }
-  return AssignEntry(set.target, operation, value, context);
-}
-
-kt_long Interpreter::AssignElement(ExprCode::Target& target, Compound operation, Kt_Variant& value,
-                                   Kt_ExprObject* context) {
-  Kt_Variant& base = target.variable.Get()->GetValueW();
-  if (!operation && KT_LIKELY(target.index >= 0 && base.IsList() && !value.IsRef())) {
-    if (KT_LIKELY(base.ListSet(target.index, value))) return kOk;
-  }
-  if (operation) {
-    Kt_Variant current;
-    if (!ClearReleased(context, base)) {
-      const Kt_Variant held = base;
-      if (const kt_long code =
-              ReadElementOf(context, *target.name, held, target.index, target.key, current)) {
-        return code;
-      }
-    }
-    if (const kt_long code = Combine(*operation, value, current, context)) return code;
-    value = std::move(current);
-  }
-  return WriteElementOf(context, *target.name, base, target.index, target.key, value);
 }
 
 // A function that was named as a member (x.f) runs once: when it has been read, what it gave takes
@@ -475,9 +414,8 @@ void Interpreter::ReportStore(const Kt_ExprStackObj& entry, const Kt_Expr& targe
   target.PlaceFailure();
 }
 
-Outcome Interpreter::Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
-                            Kt_Variant& result) {
-  const kt_long code = Eval(op.GetSet()->value, context, scope, result);
+Outcome Interpreter::Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Kt_Variant& result) {
+  const kt_long code = Eval(op.GetSet()->value, context, result);
   if (KT_LIKELY(code == kOk)) return Flow::kReturn;
   // A failure has been reported; the function still returns.
   const bool ends_run = code == kAbort || EndsRun(code) || run_.GetStopCode() != kOk;
@@ -493,7 +431,7 @@ Outcome Interpreter::If(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* sc
     const Kt_ScriptOpItem& branch = *branches.GetItem(index);
     bool is_taken = branch.flag == 1;
     if (!is_taken) {
-      if (const kt_long code = EvalTruth(branch.expression, context, scope, is_taken)) return code;
+      if (const kt_long code = EvalTruth(branch.expression, context, is_taken)) return code;
     }
     if (is_taken) return ScopedBody(branch.body, context, scope, result);
   }
@@ -504,7 +442,7 @@ Outcome Interpreter::Switch(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope
                             Kt_Variant& result) {
   const Kt_ScriptOpSwitch& labels = *op.GetSwitch();
   Kt_Variant chosen;
-  if (const kt_long code = Eval(labels.expression, context, scope, chosen)) return code;
+  if (const kt_long code = Eval(labels.expression, context, chosen)) return code;
   bool is_matched = false;
   for (kt_long index = 0; index < labels.GetCount(); ++index) {
     const Kt_ScriptOpItem& label = *labels.GetItem(index);
@@ -512,7 +450,7 @@ Outcome Interpreter::Switch(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope
       is_matched = true;
     } else if (!is_matched) {
       Kt_Variant value;
-      if (const kt_long code = Eval(label.expression, context, scope, value)) return code;
+      if (const kt_long code = Eval(label.expression, context, value)) return code;
       is_matched = kt::VarCmp(chosen, value, kCmpEqual) != 0;
     }
     if (!is_matched) continue;
@@ -546,7 +484,7 @@ Outcome Interpreter::Loop(const Kt_ScriptOp& op, Kt_Expr& condition, const Kt_Sc
   for (;;) {
     frame_.op = &op;
     bool goes_on = false;
-    if (const kt_long code = EvalTruth(condition, context, scope, goes_on)) return code;
+    if (const kt_long code = EvalTruth(condition, context, goes_on)) return code;
     if (!goes_on) return Flow::kNext;
     if (const kt_long code = run_.Tick(context); KT_UNLIKELY(code != kOk)) return code;
     Outcome outcome = Body(body, &inner, Inside(scope, inner), result);

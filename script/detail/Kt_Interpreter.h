@@ -4,10 +4,11 @@
 #include <optional>
 
 #include "script/Kt_ScriptOpItem.h"
-#include "script/detail/Kt_ExprCode.h"
 #include "script/detail/Kt_RunState.h"
 
 namespace kt::detail {
+
+struct FuncCode;
 
 // How a statement ends: the next one follows, or it has failed, or a jump is on its way out.
 enum class Flow : kt_long { kNext, kFailed, kBreak, kContinue, kReturn };
@@ -40,13 +41,22 @@ class Interpreter {
   // Calls `func` with the `arg_count` values at `args`, which may be taken over.
   static kt_long CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
                           Kt_Variant& result);
+  // The same by the walk, whatever the run prefers.
+  static kt_long CallByWalk(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
+                            Kt_Variant& result);
 
+  // The statements from `first` on.
   Outcome Body(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
-               Kt_Variant& result);
+               Kt_Variant& result, kt_long first = 0);
+  // The second half of a declaration or an assignment, whose value has been computed.
+  kt_long Finish(const Kt_ScriptOp& op, Kt_Variant& value, Kt_ExprObject* context, Scope* scope);
+  // One statement, which has been charged.
+  Outcome Run(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
 
  private:
   using Compound = std::optional<Operator>;  // of an assignment: none for a plain one
 
+  static FuncCode* MakeCode(RunState& run, const Kt_ScriptFunc& func, kt_long& code);
   // True when an argument refers to an item of a list: its variable is a copy, which WriteBack
   // stores into the item after the call.
   static bool BindArgs(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
@@ -59,23 +69,16 @@ class Interpreter {
   Outcome ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
                      Kt_Variant& result);
 
-  kt_long Declare(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
-  kt_long DeclareArray(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
+  kt_long Declare(const Kt_ScriptOp& op, Kt_Variant& value, Kt_ExprObject* context, Scope* scope);
+  kt_long DeclareArray(const Kt_ScriptOp& op, Kt_Variant& value, Kt_ExprObject* context);
   kt_long StepName(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
-  kt_long AssignName(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
+  kt_long AssignName(const Kt_ScriptOp& op, Kt_Variant& value, Kt_ExprObject* context,
+                     Scope* scope);
   // Stores into the variable that was found for `name`, or has the context declare it.
   static kt_long SetName(const Kt_WString& name, Kt_Variable* variable, Kt_Variant& value,
                          Kt_ExprObject* context);
-  // name = name + ..., where the name holds a text; kUseEvaluator when it is not for this.
-  kt_long AppendName(const Kt_ScriptOpVar& var, ExprCode& compiled, Kt_ExprObject* context,
-                     Scope* scope);
-  kt_long StoreAppended(const Kt_ScriptOpVar& var, Kt_Variant& base, Kt_Variant& value,
-                        Kt_ExprObject* context, Scope* scope);
   kt_long CombineName(const Kt_WString& name, std::uint16_t& hint, Operator operation,
                       const Kt_Variant& value, Kt_ExprObject* context, Scope* scope);
-  kt_long AssignPath(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope);
-  kt_long AssignElement(ExprCode::Target& target, Compound operation, Kt_Variant& value,
-                        Kt_ExprObject* context);
   kt_long ReadOldValue(const Kt_Expr& target, Kt_ExprStackObj& entry, Kt_Variant& value,
                        Kt_ExprObject* context);
   static kt_long SettleCall(Kt_ExprStackObj& entry, const Kt_Variant& value,
@@ -86,7 +89,7 @@ class Interpreter {
                         Kt_ExprObject* context);
   kt_long Combine(Operator operation, const Kt_Variant& value, Kt_Variant& target,
                   Kt_ExprObject* context);
-  Outcome Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
+  Outcome Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Kt_Variant& result);
   Outcome If(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
   Outcome Switch(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
   Outcome While(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
@@ -99,19 +102,9 @@ class Interpreter {
   // The scope to hand to what runs in `inner`: none when it lies in a context of the host, whose
   // names come before the globals.
   static Scope* Inside(Scope* scope, Scope& inner) { return scope ? &inner : nullptr; }
-  // The compiled form of `expr`; null when the evaluator has to do it.
-  ExprCode* CodeOf(Kt_Expr& expr, const Kt_ExprObject* context, const Scope* scope) const {
-    const bool is_compilable = scope != nullptr && scope == context && run_.IsCompiled();
-    return KT_LIKELY(is_compilable) ? ExprCode::Of(expr) : nullptr;
-  }
   // Evaluates; answers kAbort when the script's host was destroyed meanwhile.
-  kt_long Eval(Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, Kt_Variant& value);
-  // The same with what CodeOf has given.
-  kt_long EvalWith(ExprCode* compiled, Kt_Expr& expr, Kt_ExprObject* context, Scope* scope,
-                   Kt_Variant& value);
-  KT_COLD kt_long AfterCode(const Kt_Expr& expr, kt_long code, Kt_Variant& value) const;
-  kt_long EvalSlow(Kt_Expr& expr, Kt_ExprObject* context, Kt_Variant& value);
-  kt_long EvalTruth(Kt_Expr& expr, Kt_ExprObject* context, Scope* scope, bool& is_true);
+  kt_long Eval(Kt_Expr& expr, Kt_ExprObject* context, Kt_Variant& value);
+  kt_long EvalTruth(Kt_Expr& expr, Kt_ExprObject* context, bool& is_true);
   kt_long AfterObjectGone() const { return run_.IsHostValid() ? kOk : kAbort; }
   // Asks the context for `name`: the variable, or null and the value. Reports an unknown name.
   static kt_long Ask(const Kt_WString& name, Kt_Variable*& variable, Kt_Variant& value,

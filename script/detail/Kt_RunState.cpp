@@ -3,6 +3,8 @@
 
 #include <utility>
 
+#include "script/code/Kt_Machine.h"
+
 namespace kt::detail {
 
 namespace {
@@ -20,6 +22,26 @@ bool Listens(Kt_ExprObject* context) {
 RunState* RunState::OfThread() { return run_of_thread; }
 
 RunState::RunState(Kt_Script& script) : globals_(&script.GetVariables()), script_(&script) {}
+
+RunState::~RunState() = default;
+
+Machine& RunState::GetMachine() {
+  if (KT_UNLIKELY(machine_ == nullptr)) machine_ = std::make_unique<Machine>(*this);
+  return *machine_;
+}
+
+void RunState::Retire(const std::shared_ptr<FuncCode>& code) {
+  if (depth_ == 0) return;
+  code->next_retired = std::move(retired_);
+  retired_ = code;
+}
+
+const Kt_ScriptOp* RunState::OpOf(const Frame& frame) {
+  if (frame.op != nullptr || frame.pc == nullptr) return frame.op;
+  const auto pc = static_cast<std::size_t>(frame.pc - frame.code->instrs.data());
+  const FuncCode::Entry* const entry = frame.code->EntryAt(pc - 1);
+  return entry != nullptr ? entry->op : nullptr;
+}
 
 void RunState::Make(Kt_Script& script) { script.run_state_ = std::make_shared<RunState>(script); }
 
@@ -42,6 +64,7 @@ void RunState::End() {
   meter_.Finish();
   run_of_thread = std::exchange(outer_, nullptr);
   host_.Clear();
+  while (retired_ != nullptr) retired_ = std::exchange(retired_->next_retired, nullptr);
   script_->FreeRetired();
 }
 

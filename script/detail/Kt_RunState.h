@@ -11,6 +11,10 @@
 
 namespace kt::detail {
 
+class Machine;
+struct FuncCode;
+struct Instr;
+
 // What the interpreter keeps for one script while its functions run: the chain of calls, the
 // budget, and why the run has to stop. Lives as long as the script.
 class RunState {
@@ -18,11 +22,16 @@ class RunState {
   // One call; on the native stack, innermost first.
   struct Frame {
     const Kt_ScriptFunc* func;
-    const Kt_ScriptOp* op;  // the statement being run; null before the first
+    const Kt_ScriptOp* op;  // the statement that the walk runs; null before the first
     Frame* caller;
+    FuncCode* code = nullptr;   // of a translated function
+    const Instr* pc = nullptr;  // in it: the instruction after the one that runs
   };
+  // The statement being run; null before the first.
+  static const Kt_ScriptOp* OpOf(const Frame& frame);
 
   explicit RunState(Kt_Script& script);
+  ~RunState();
 
   static RunState& Of(Kt_Script& script) {
     if (KT_UNLIKELY(script.run_state_ == nullptr)) Make(script);
@@ -66,6 +75,27 @@ class RunState {
     RunState& run_;
     const Kt_WString* variable_;
   };
+  // Something of the script runs while it lives.
+  class Working {
+   public:
+    explicit Working(RunState& run) : run_(run) { run.Enter(); }
+    Working(const Working&) = delete;
+    Working& operator=(const Working&) = delete;
+    ~Working() { run_.Leave(); }
+
+   private:
+    RunState& run_;
+  };
+  // For the frames of translated functions, which live on a stack of the run.
+  void Push(Frame& frame) {
+    frame.caller = frame_;
+    frame_ = &frame;
+  }
+  void Pop() { frame_ = frame_->caller; }
+  Machine& GetMachine();
+  // Keeps code that a function has no longer until nothing runs.
+  void Retire(const std::shared_ptr<FuncCode>& code);
+  Kt_WorkMeter& Meter() { return meter_; }
   bool IsRunning() const { return frame_ != nullptr; }
   const Frame* GetFrame() const { return frame_; }
   // Of the script that called into this one on the thread; null for none.
@@ -97,8 +127,8 @@ class RunState {
   // The host's object behind the script is still there.
   bool IsHostValid() const { return host_.IsValid(); }
 
-  // Whether the compiled form of expressions may be used.
-  bool IsCompiled() const { return is_compiled_; }
+  // Whether functions run as code. The names of a script of a host's own class are for the walk.
+  bool UsesCode() const { return is_compiled_ && has_plain_globals_; }
   void SetCompiled(bool is_compiled) { is_compiled_ = is_compiled; }
 
   // The variable `symbol` as seen from `scope`: locals, then globals. Null when it is not a plain
@@ -161,6 +191,8 @@ class RunState {
   Kt_ObjectHolder host_;
   std::vector<std::unique_ptr<Kt_VariantList>> args_;
   std::size_t args_used_ = 0;
+  std::unique_ptr<Machine> machine_;
+  std::shared_ptr<FuncCode> retired_;  // a chain
 };
 
 }  // namespace kt::detail

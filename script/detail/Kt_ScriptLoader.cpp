@@ -75,6 +75,7 @@ void LoadUndo::UndoFunc(const Func& noted) noexcept {
   if (noted.is_new) return script_.funcs_.Remove(symbol);
   Kt_ScriptFunc* const func = script_.funcs_.Find(symbol);
   if (func == nullptr) return;
+  func->DropCode();
   while (func->args_.GetCount() > noted.args) func->args_.RemoveLast();
   while (func->body_.GetCount() > noted.ops) func->body_.RemoveLast();
   func->source_name_ = noted.source_name;

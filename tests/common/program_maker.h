@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <string>
 
-// The same scripts for tests and for the fuzz target of the compiled form.
+// The same scripts for tests and for the fuzz target of translated functions.
 namespace kt::test {
 
 // Writes small scripts out of a grammar, steered by bytes: the same bytes give the same script, and
@@ -22,6 +22,7 @@ class ProgramMaker {
 
   std::string Program() {
     std::string out = "var g = " + Leaf() + ", list = [1, 'two', [3, 4]], s = 'text';\n";
+    out += "function same(v) { return v; }\n";
     out += "function f(x, y) {\n" + Body(2) + "return " + Expr(2) + ";\n}\n";
     return out + "function main(x, y) {\n" + Body(3) + "return " + Expr(3) + ";\n}\n";
   }
@@ -46,7 +47,7 @@ class ProgramMaker {
 
   std::string Expr(int depth) {
     if (depth == 0) return Leaf();
-    switch (Choose(18)) {
+    switch (Choose(20)) {
       case 0: return Leaf();
       case 1: return Expr(depth - 1) + " + " + (Choose(2) ? Literal() : Product(depth));
       case 2: return Product(depth);
@@ -64,6 +65,10 @@ class ProgramMaker {
       case 13: return Element(depth);
       case 14: return OneOf({"length(", "mid('abcdef', ", "log(", "code("}) + Expr(depth - 1) + ")";
       case 15: return OneOf({"f(", "count(", "iif("}) + Arg(depth) + ", " + Arg(depth) + ")";
+      case 18: return Probe();
+      case 19:
+        return OneOf({"eval('x + g')", "eval('local++')", "eval('f(x, 1)')", "eval('nosuch')",
+                      "f(x, f(y, 1))", "same(list[1])", "same(s) + 'a' + same(2)"});
       case 16: return Name() + OneOf({".length", ".size", ".nosuch", ".mid(1)", ".echo(2)"});
       default: return Element(depth) + OneOf({".length", ".mid(0)", "[0]", "++"});
     }
@@ -73,7 +78,15 @@ class ProgramMaker {
     const std::string base = Name() + "[" + Expr(depth - 1) + "]";
     return Choose(3) == 0 ? base + "[" + Expr(depth - 1) + "]" : base;
   }
-  std::string Arg(int depth) { return Choose(3) == 1 ? "ref(" + Name() + ")" : Expr(depth - 1); }
+  std::string Arg(int depth) {
+    if (Choose(3) != 1) return Expr(depth - 1);
+    return Choose(4) == 1 ? "ref(list[" + Literal() + "])" : "ref(" + Name() + ")";
+  }
+  // What a callback does to the context that it is called in; see ProgramHost.
+  std::string Probe() {
+    return "probe(" + OneOf({"0", "1", "2", "3", "4", "5", "6", "7"}) + ", '" + Name() + "', " +
+           Literal() + ")";
+  }
 
   std::string Body(int depth) {
     std::string out;
@@ -83,7 +96,7 @@ class ProgramMaker {
   std::string Block(int depth) { return "{ " + Body(depth - 1) + "}"; }
 
   std::string Statement(int depth) {
-    const int kind = Choose(depth == 0 ? 9 : 16);
+    const int kind = Choose(depth == 0 ? 12 : 19);
     const std::string counter = "i" + std::to_string(depth);
     switch (kind) {
       case 0: return Name() + " = " + Expr(2) + ";\n";
@@ -97,17 +110,23 @@ class ProgramMaker {
       case 7: return "log(" + Expr(3) + ");\n";
       case 8:
         return OneOf({"obj.size", "(x)", "obj", "thing[0]", "f(1)"}) + " = " + Expr(1) + ";\n";
-      case 9: return "if (" + Expr(2) + ") " + Block(depth) + " else " + Block(depth) + "\n";
-      case 10:
+      case 9: return Probe() + ";\n";
+      case 10: return Name() + " = [" + Expr(1) + ", [" + Literal() + "], " + Probe() + "];\n";
+      case 11:
+        return OneOf({"s = s + 1 + 'b' + same(2.5);\n", "s = s + 'c';\n", "x = x + 2 + 1;\n",
+                      "local = local + 'd' + probe(0, 'local', 1);\n", "list[0] += 'e';\n",
+                      "g = g + 1;\n", "fresh = x; fresh += 1;\n"});
+      case 12: return "if (" + Expr(2) + ") " + Block(depth) + " else " + Block(depth) + "\n";
+      case 13:
         return "for (var " + counter + " = 0; " + counter + " < 3; " + counter + "++) " +
                Block(depth) + "\n";
-      case 11:
+      case 14:
         return "var " + counter + " = 3; while (" + counter + "-- > 0) " + Block(depth) + "\n";
-      case 12:
+      case 15:
         return "switch (" + Expr(1) + ") { case " + Expr(1) + ": " + Body(depth - 1) + "case " +
                Expr(1) + ": " + Body(depth - 1) + "default: " + Body(depth - 1) + "}\n";
-      case 13: return Block(depth) + "\n";
-      case 14: return OneOf({"break;\n", "continue;\n"});
+      case 16: return Block(depth) + "\n";
+      case 17: return OneOf({"break;\n", "continue;\n"});
       default: return "return " + Expr(2) + ";\n";
     }
   }

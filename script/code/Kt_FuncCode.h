@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <vector>
+
+#include "expr/Kt_Expr.h"
+#include "object/Kt_ExprObject.h"
+#include "script/Kt_Script.h"
+
+namespace kt::detail {
+
+enum class InstrOp : std::uint8_t {
+#define KT_CODE_OP(name, operands, text) k##name,
+#include "script/code/Kt_CodeOps.inc"
+#undef KT_CODE_OP
+  kCount
+};
+
+// One instruction in one word: code, mark, operands a, b and c of 16 bits; d is b and c as one
+// signed number. The mark counts the statements that begin here; see kEntry.
+struct Instr {
+  std::uint64_t word;
+
+  static constexpr std::uint8_t kEntry = 0x80;  // a statement begins or goes on here
+  static constexpr int kMostSteps = 0x7F;
+
+  static Instr Of(InstrOp op, std::uint16_t a, std::uint16_t b, std::uint16_t c) {
+    return {static_cast<std::uint64_t>(op) | std::uint64_t{a} << 16 | std::uint64_t{b} << 32 |
+            std::uint64_t{c} << 48};
+  }
+  static Instr Far(InstrOp op, std::uint16_t a, std::int32_t d) {
+    return Of(op, a, static_cast<std::uint16_t>(d),
+              static_cast<std::uint16_t>(static_cast<std::uint32_t>(d) >> 16));
+  }
+  InstrOp Op() const { return static_cast<InstrOp>(word & 0xFF); }
+  std::uint8_t Mark() const { return static_cast<std::uint8_t>(word >> 8); }
+  int Steps() const { return Mark() & kMostSteps; }
+  std::uint16_t A() const { return static_cast<std::uint16_t>(word >> 16); }
+  std::uint16_t B() const { return static_cast<std::uint16_t>(word >> 32); }
+  std::uint16_t C() const { return static_cast<std::uint16_t>(word >> 48); }
+  std::int32_t D() const { return static_cast<std::int32_t>(word >> 32); }
+  void SetMark(int steps) {
+    word |= static_cast<std::uint64_t>(kEntry | (Steps() + steps)) << 8;
+  }
+};
+static_assert(sizeof(Instr) == 8);
+
+// An operand that may be a constant has this bit then.
+inline constexpr std::uint16_t kConstOperand = 0x8000;
+
+// A function as instructions over registers; see Kt_Translator.cpp for how it is made and
+// Kt_Machine.cpp for how it runs.
+//
+// Registers: the variables of the function come first, arguments before others, then those that
+// stand for globals, then temps. Owned by its function; borrows the function's trees. Threads: the
+// script's.
+struct FuncCode {
+  // A variable of a scope.
+  struct Slot {
+    Kt_WString name;
+    Kt_Symbol symbol;
+    std::uint16_t reg;
+    std::uint32_t since;  // the entry from which on; before, the register may be another's
+  };
+  // A scope of the function: the call, a block, the body of a loop. The call's is the first.
+  struct ScopeInfo {
+    int parent;
+    int depth;
+    std::vector<Slot> slots;
+  };
+  // Where statements begin, or loops go on with their condition, in the order of the code.
+  struct Entry {
+    std::uint32_t pc;
+    std::uint32_t end;    // of a simple statement: one after its last instruction
+    std::uint16_t scope;  // whose names the statement sees
+    std::uint16_t open;   // the innermost one that has begun
+    const Kt_ScriptOp* op;
+    std::uint8_t steps;
+  };
+  // The instructions of one expression; ranges of pieces of a list come before that of the list.
+  struct ExprRange {
+    std::uint32_t begin;
+    std::uint32_t end;
+    std::uint32_t resume;  // where to go on when the value is to be empty
+    std::uint16_t dst;     // what is emptied then; kNoRegister for nothing
+    Kt_Expr* expr;
+  };
+  static constexpr std::uint16_t kNoRegister = 0xFFFF;
+  struct Global {
+    Kt_WString name;
+    Kt_Variable* place = nullptr;
+  };
+  enum class CallKind : std::uint8_t { kScript, kBuiltin, kHost };
+  struct CallSite {
+    Kt_WString name;
+    CallKind kind = CallKind::kScript;
+    Kt_ScriptFunc* func = nullptr;
+    FuncCode* code = nullptr;  // of func; null until it has been called
+    Kt_Getter builtin = nullptr;
+    Kt_ExtApi ext_api = nullptr;
+    Kt_ExprObject* context = nullptr;
+  };
+  // Something left to the evaluator, and why.
+  struct Left {
+    Kt_Expr* expr;
+    const char* why;
+  };
+  struct LeftStatement {
+    const Kt_ScriptOp* op;
+    const char* why;
+  };
+
+  // The last entry at or before `pc`; null before the first.
+  const Entry* EntryAt(std::size_t pc) const;
+  const Kt_WString& NameOf(std::size_t pc, std::uint16_t reg) const;
+  // Calls action(scope, slot) for the variables of the scopes that are open at `pc`, whether they
+  // are declared or not; the innermost scope comes first, the slots of one in their order.
+  template <class Action>
+  void ForSlots(std::size_t pc, const Action& action) const {
+    const Entry* const entry = EntryAt(pc);
+    const auto index = entry != nullptr ? static_cast<std::uint32_t>(entry - entries.data()) : 0;
+    for (int at = entry != nullptr ? entry->open : 0; at >= 0;
+         at = scopes[static_cast<std::size_t>(at)].parent) {
+      const ScopeInfo& scope = scopes[static_cast<std::size_t>(at)];
+      for (const Slot& slot : scope.slots) {
+        if (slot.since <= index) action(scope, slot);
+      }
+    }
+  }
+  // Finds the globals again after some came or went. False when one is missing.
+  bool BindGlobals(const Kt_VariableList& globals);
+  std::size_t SizeBytes() const;
+
+  std::vector<Instr> instrs;
+  std::vector<Kt_Variant> consts;
+  std::vector<ScopeInfo> scopes;
+  std::vector<Entry> entries;
+  std::vector<ExprRange> ranges;
+  std::vector<Global> globals;
+  std::vector<CallSite> calls;
+  std::vector<Left> exprs;
+  std::vector<LeftStatement> statements;
+  std::vector<std::unique_ptr<Kt_Expr>> pieces;  // of lists
+  std::vector<std::uint16_t> global_of_register;  // for those after the slots
+  const char* why_walk = nullptr;  // no code: the whole function runs by the walk, and why
+  bool is_by_name = false;
+  std::uint16_t param_count = 0;
+  std::uint16_t slot_count = 0;  // registers of variables
+  std::uint16_t var_count = 0;   // and of those that stand for globals
+  std::uint16_t box_base = 0;  // the first of those
+  std::uint16_t temp_base = 0;
+  std::uint16_t register_count = 0;
+  std::uint32_t return_null = 0;  // pc of a ReturnNull
+  kt_long body_count = 0;         // statements of the body that were translated
+  std::int64_t margin = 0;        // units that one pass without a look can use
+  std::uint64_t version = 0;      // of the script when the calls were bound
+  std::uint64_t globals_version = 0;
+  std::shared_ptr<FuncCode> next_retired;  // see RunState::Retire
+  std::unique_ptr<FuncCode> by_name;  // the same with everything by names, made when needed
+};
+
+// Finds out what the call stands for now. False when only the evaluator can make it.
+bool BindCall(FuncCode::CallSite& site, Kt_Script& script);
+
+// Translates `func`, which belongs to `script`. Never null; may throw std::bad_alloc.
+std::unique_ptr<FuncCode> Translate(const Kt_ScriptFunc& func, Kt_Script& script, bool by_name);
+
+}  // namespace kt::detail

@@ -1,0 +1,893 @@
+// SPDX-License-Identifier: MIT
+//
+// The loop that runs translated functions.
+//
+// An instruction works on plain numbers at once and leaves everything else to a function of its own
+// (Kt_Machine_Slow.cpp), which also knows registers that refer to a counted variable: a reference
+// is never a number, so this costs the fast way nothing. Before such a function the place and the
+// count of units are put where others see them, and taken back afterwards.
+//
+// Steps: an instruction at which statements begin carries their number, and subtracts it from what
+// is left. Whether that is used up is looked at where a path must come by: on the way back of a loop
+// and when a function begins. Where less is left than the function can use between two looks, and
+// where a frame is to go on by names, the loop runs through a second table that stops before every
+// instruction at which a statement begins (BeginStatements): there the statements are charged one by
+// one. So the run ends at the same statement as in the walk.
+//
+// House rules:
+//  1. No local with a destructor lives across a dispatch.
+//  2. References to registers are good until the frame ends: blocks of the stack never move.
+//  3. What may throw or run other code is called through KT_SLOW.
+#include "script/code/Kt_Machine.h"
+
+#include <algorithm>
+#include <new>
+
+#include "classlib/base/Kt_Memory.h"
+#include "classlib/base/Kt_NativeStack.h"
+#include "classlib/value/Kt_VarInline.h"
+#include "object/Kt_MemoryDoor.h"
+#include "object/Kt_ExprStackObj.h"
+#include "script/detail/Kt_Interpreter.h"
+
+namespace kt::detail {
+
+namespace {
+
+constexpr const char16_t* kSource = u"Kt_ScriptFunc";
+constexpr std::int64_t kStep = Kt_WorkMeter::kUnitsPerStep;
+
+// dst = left op right when all are plain numbers; false, and nothing done, otherwise.
+template <class Op>
+KT_ALWAYS_INLINE bool TryNumbers(const Kt_Variant& left, const Kt_Variant& right,
+                                 Kt_Variant& dst) {
+  if (KT_UNLIKELY(dst.IsCounted())) return false;
+  switch (KindPair(left.GetTag(), right.GetTag())) {
+    case KindPair(kTagLong, kTagLong): Op::Longs(left.AsLong(), right.AsLong(), dst); return true;
+    case KindPair(kTagDouble, kTagDouble):
+      dst.Set(Op::Doubles(left.AsDouble(), right.AsDouble()));
+      return true;
+    case KindPair(kTagLong, kTagDouble):
+      dst.Set(Op::Doubles(left.AsLong(), right.AsDouble()));
+      return true;
+    case KindPair(kTagDouble, kTagLong):
+      dst.Set(Op::Doubles(left.AsDouble(), right.AsLong()));
+      return true;
+    default: return false;
+  }
+}
+
+template <class Op>
+KT_ALWAYS_INLINE bool TryNumber(const Kt_Variant& left, kt_long right, Kt_Variant& dst) {
+  if (KT_UNLIKELY(dst.IsCounted())) return false;
+  if (KT_LIKELY(left.IsLong())) {
+    Op::Longs(left.AsLong(), right, dst);
+    return true;
+  }
+  if (!left.IsDouble()) return false;
+  dst.Set(Op::Doubles(left.AsDouble(), right));
+  return true;
+}
+
+constexpr std::int16_t kRelations[] = {kCmpEqual,        kCmpEqual, kCmpGreater,
+                                       kCmpGreaterEqual, kCmpLess,  kCmpLessEqual};
+
+// Whether `left` relates to `right` as `op` says. REQUIRES: both are plain numbers (see below).
+template <Operator kOperator, class T>
+KT_ALWAYS_INLINE bool Holds(T left, T right) {
+  constexpr std::int16_t kRelation =
+      kRelations[static_cast<int>(kOperator) - static_cast<int>(Operator::kEqual)];
+  return (Relate(left, right, kRelation) != 0) != (kOperator == Operator::kNotEqual);
+}
+
+enum class Truth { kNo, kYes, kUnknown };
+
+template <Operator kOperator>
+KT_ALWAYS_INLINE Truth TryRelation(const Kt_Variant& left, const Kt_Variant& right) {
+  const auto give = [](bool holds) { return holds ? Truth::kYes : Truth::kNo; };
+  switch (KindPair(left.GetTag(), right.GetTag())) {
+    case KindPair(kTagLong, kTagLong):
+      return give(Holds<kOperator>(left.AsLong(), right.AsLong()));
+    case KindPair(kTagDouble, kTagDouble):
+      return give(Holds<kOperator>(left.AsDouble(), right.AsDouble()));
+    case KindPair(kTagLong, kTagDouble):
+      return give(Holds<kOperator, double>(left.AsLong(), right.AsDouble()));
+    case KindPair(kTagDouble, kTagLong):
+      return give(Holds<kOperator, double>(left.AsDouble(), right.AsLong()));
+    default: return Truth::kUnknown;
+  }
+}
+
+template <Operator kOperator>
+KT_ALWAYS_INLINE Truth TryRelationTo(const Kt_Variant& left, kt_long right) {
+  if (KT_LIKELY(left.IsLong())) {
+    return Holds<kOperator>(left.AsLong(), right) ? Truth::kYes : Truth::kNo;
+  }
+  if (!left.IsDouble()) return Truth::kUnknown;
+  return Holds<kOperator, double>(left.AsDouble(), right) ? Truth::kYes : Truth::kNo;
+}
+
+}  // namespace
+
+// Frames ------------------------------------------------------------------------------------------
+
+Machine::Machine(RunState& run) : run_(run), script_(run.GetScript()) {}
+
+Machine::~Machine() {
+  for (CodeFrame* frame = first_frame_.next; frame != nullptr;) {
+    CodeFrame* const next = frame->next;
+    delete frame;
+    frame = next;
+  }
+}
+
+CodeFrame* Machine::NextFrame() {
+  CodeFrame& before = current_ != nullptr ? *current_ : first_frame_;
+  if (before.next == nullptr) {
+    before.next = new CodeFrame;
+    before.next->before = &before;
+  }
+  return before.next;
+}
+
+// Gives the frame its registers, from `wanted` on when they fit before `end`; otherwise in the next
+// block, where the arguments are moved. False when calls nest too deeply.
+bool Machine::PlaceRegisters(CodeFrame& frame, Kt_Variant* wanted, Kt_Variant* end,
+                             std::size_t block, std::size_t count, int arg_count) {
+  const auto args = static_cast<std::size_t>(arg_count);
+  if (depth_ > kMostFrames) return false;
+  if (wanted != nullptr && static_cast<std::size_t>(end - wanted) >= std::max(count, args)) {
+    frame.base = wanted;
+    frame.end = end;
+    frame.block = block;
+    return true;
+  }
+  const std::size_t next = wanted != nullptr ? block + 1 : 0;
+  const std::size_t least = std::max(count, args);
+  if (next < blocks_.size() && blocks_[next].count < least) blocks_.resize(next);
+  if (next == blocks_.size()) {
+    const std::size_t size = std::max(next == 0 ? kFirstBlock : kBlock, least);
+    blocks_.push_back({std::make_unique<Kt_Variant[]>(size), size});
+  }
+  frame.base = blocks_[next].registers.get();
+  frame.end = frame.base + blocks_[next].count;
+  frame.block = next;
+  if (wanted != nullptr) {
+    for (std::size_t arg = 0; arg < args; ++arg) frame.base[arg] = std::move(wanted[arg]);
+  }
+  return true;
+}
+
+// An argument that refers to an item of a list: the function gets its value, and the item the
+// argument's at the end.
+void Machine::NoteItem(CodeFrame& frame, std::uint16_t reg) {
+  Kt_Variant value = frame.base[reg].Dereference();
+  frame.items.emplace_back(reg, std::move(frame.base[reg]));
+  frame.base[reg] = std::move(value);
+}
+
+void Machine::BindArgs(CodeFrame& frame, int arg_count) {
+  const FuncCode& code = *frame.code;
+  const int params = code.param_count;
+  Kt_Variant* const base = frame.base;
+  for (int arg = 0; arg < arg_count; ++arg) {
+    if (arg >= params) {
+      base[arg].Clear();
+    } else if (KT_UNLIKELY(base[arg].IsRef() && base[arg].GetRefItem() >= 0)) {
+      NoteItem(frame, static_cast<std::uint16_t>(arg));
+    }
+  }
+  for (int arg = arg_count; arg < params; ++arg) base[arg].Clear();
+  for (int reg = params; reg < code.var_count; ++reg) base[reg].SetUndeclared();
+}
+
+void Machine::ClearFrame(CodeFrame& frame) {
+  for (auto& [reg, item] : frame.items) {
+    const Kt_Variant& value = frame.base[reg];
+    if (!value.IsUndeclared()) (void)item.AssignThroughRef(value);
+  }
+  frame.items.clear();
+  while (!frame.scopes.empty()) frame.scopes.pop_back();
+  frame.is_stale = false;
+}
+
+// Empties the registers and leaves the frame.
+void Machine::EndFrame(CodeFrame& frame) {
+  ClearFrame(frame);
+  for (std::uint16_t reg = 0; reg < frame.reg_count; ++reg) frame.base[reg].Clear();
+  run_.Pop();
+  --depth_;
+  current_ = frame.before == &first_frame_ ? nullptr : frame.before;
+}
+
+// What a call ends with when its function has failed; see Interpreter::CallFunc.
+kt_long Machine::AfterCall(kt_long code) {
+  if (code == kErrTooDeep || code == kErrNoMemory) run_.NoteStop(code);
+  if (run_.GetStopCode() != kOk) return run_.Check(&script_);
+  if (code != kOk) PlaceFailure({}, -1, 0);
+  return code;
+}
+
+FuncCode* Machine::CodeOf(const Kt_ScriptFunc& func, Kt_Script& script) {
+  std::shared_ptr<FuncCode>& slot = func.CodeSlot();
+  if (KT_UNLIKELY(slot == nullptr)) {
+    slot = Translate(func, script, false);
+    // What was made while the run was being stopped may lack something.
+    if (Kt_WorkMeter::CurrentStop() != kOk) {
+      slot.reset();
+      return nullptr;
+    }
+  }
+  return slot->why_walk == nullptr ? slot.get() : nullptr;
+}
+
+// Begins a call: the frame after the one in hand, with its registers from `wanted` on.
+kt_long Machine::Begin(const Kt_ScriptFunc& func, FuncCode& code, Kt_Variant* wanted,
+                       int arg_count) {
+  CodeFrame& frame = *NextFrame();
+  CodeFrame* const outer = current_;
+  frame.func = &func;
+  frame.code = &code;
+  frame.pc = nullptr;
+  frame.op = nullptr;
+  frame.up = nullptr;
+  frame.base = wanted;
+  frame.reg_count = 0;
+  run_.Push(frame);
+  current_ = &frame;
+  ++depth_;
+  const bool has_room =
+      kt_hasstack() && PlaceRegisters(frame, wanted, outer != nullptr ? outer->end : nullptr,
+                                      outer != nullptr ? outer->block : 0, code.register_count,
+                                      arg_count);
+  const kt_long failed = has_room ? run_.Tick(&script_) : run_.StopTooDeep(&script_);
+  if (failed != kOk) {
+    EndFrame(frame);
+    return failed;
+  }
+  frame.reg_count = std::max(code.register_count, static_cast<std::uint16_t>(arg_count));
+  return kOk;
+}
+
+kt_long Machine::Call(const Kt_ScriptFunc& func, FuncCode& code, Kt_Variant* args, int arg_count,
+                      Kt_Variant& result) {
+  // More than a function can have are dropped at once.
+  const int count = std::min<int>(arg_count, code.param_count);
+  Kt_Variant* const top = current_ != nullptr ? current_->base + current_->reg_count : nullptr;
+  if (const kt_long failed = Begin(func, code, top, 0)) return failed;
+  for (int arg = 0; arg < count; ++arg) current_->base[arg] = std::move(args[arg]);
+  BindArgs(*current_, count);
+  return Run(*current_, result);
+}
+
+kt_long Machine::CallFresh(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
+                           Kt_Variant& result) {
+  FuncCode* const code = FreshCode(func);
+  if (code == nullptr) return Interpreter::CallByWalk(func, args, arg_count, result);
+  return Call(func, *code, args, arg_count, result);
+}
+
+// A function that has failed ends; its callers fail in turn, until one goes on.
+kt_long Machine::Run(CodeFrame& entry, Kt_Variant& result) {
+  kt_long failure = kOk;
+  for (;;) {
+    try {
+      return Loop(entry, result, failure);
+    } catch (const WorkStopped&) {
+      failure = run_.GetStopCode();
+    } catch (const std::bad_alloc& failed) {
+      (void)kt::NoteMemoryFailure(failed);
+      failure = kt::ReportNoMemory(&script_, kSource, current_->func->GetName());
+    } catch (...) {
+      // A callback of the host has thrown: that goes through.
+      while (current_ != &entry) EndFrame(*current_);
+      EndFrame(entry);
+      throw;
+    }
+  }
+}
+
+bool Machine::Recover(CodeFrame& entry, kt_long& code) {
+  for (;;) {
+    CodeFrame& frame = *current_;
+    if (RecoverHere(frame, code)) return true;
+    for (std::uint16_t reg = frame.code->var_count; reg < frame.reg_count; ++reg) {
+      frame.base[reg].Clear();
+    }
+    ClearFrame(frame);
+    code = AfterCall(code);
+    EndFrame(frame);
+    if (&frame == &entry) return false;
+  }
+}
+
+// Whether the statement that has failed gives the failure a meaning: an object that was destroyed
+// reads as empty, and a `return` returns all the same.
+bool Machine::RecoverHere(CodeFrame& frame, kt_long& code) {
+  if (frame.pc == nullptr || run_.GetStopCode() != kOk) return false;
+  const FuncCode& func = *frame.code;
+  const auto pc = static_cast<std::uint32_t>(frame.pc - func.instrs.data()) - 1;
+  const FuncCode::ExprRange* range = nullptr;
+  for (const FuncCode::ExprRange& at : func.ranges) {
+    if (pc < at.begin || pc >= at.end) continue;
+    at.expr->PlaceFailure();  // the innermost comes first
+    range = &at;
+  }
+  if (range == nullptr) return false;
+  if (code == kObjectGone && !run_.IsHostValid()) code = kAbort;
+  const FuncCode::Entry* const statement = func.EntryAt(pc);
+  const bool returns = statement != nullptr && statement->op->opcode == kScriptReturn &&
+                       code != kAbort && code != kErrTooDeep && code != kErrNoMemory;
+  if (code != kObjectGone && !returns) return false;
+  for (std::uint16_t reg = func.temp_base; reg < func.register_count; ++reg) {
+    frame.base[reg].Clear();
+  }
+  if (returns) {
+    frame.pc = func.instrs.data() + func.return_null;
+    return true;
+  }
+  if (frame.is_stale && IsValueOfStatement(frame, *range->expr)) {
+    Kt_Variant value;
+    code = FinishByName(frame, value);
+    return code == kOk;
+  }
+  if (range->dst != FuncCode::kNoRegister) Store(frame, range->dst, Kt_Variant());
+  frame.pc = func.instrs.data() + range->resume;
+  return true;
+}
+
+// The loop ----------------------------------------------------------------------------------------
+
+#if defined(__GNUC__)
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpedantic"  // labels as values
+#define KT_DISPATCH() goto* table[in.word & 0xFF]
+#define KT_CASE(name) op_##name:
+#else
+#define KT_DISPATCH() goto dispatch
+#define KT_CASE(name) case InstrOp::k##name:
+#endif
+
+#define KT_NEXT()                                                   \
+  do {                                                              \
+    in = *pc++;                                                     \
+    left -= static_cast<std::int64_t>((in.word & 0x7F00) << 2);     \
+    KT_DISPATCH();                                                  \
+  } while (false)
+
+#define KT_SAVE()                  \
+  do {                             \
+    frame->pc = pc;                \
+    meter.SetLeft(left);           \
+  } while (false)
+
+// Calls what may be slow, throw, charge or run other code.
+#define KT_SLOW(call)                                     \
+  do {                                                    \
+    KT_SAVE();                                            \
+    code = (call);                                        \
+    goto after_slow;                                      \
+  } while (false)
+
+#define KT_R(operand) base[operand]
+#define KT_X(operand) ((operand) & kConstOperand ? consts : base)[(operand) & 0x7FFF]
+// A jump back may be one too many.
+#define KT_LOOK() \
+  if (KT_UNLIKELY(left < margin)) table = kStepTable
+
+static_assert(kStep == 1024, "the mark of an instruction is shifted to units");
+
+kt_long Machine::Loop(CodeFrame& entry, Kt_Variant& result, kt_long failure) {
+#if defined(__GNUC__)
+  static const void* const kFastTable[] = {
+#define KT_CODE_OP(name, operands, text) &&op_##name,
+#include "script/code/Kt_CodeOps.inc"
+#undef KT_CODE_OP
+  };
+  static const void* const kStepTable[] = {
+#define KT_CODE_OP(name, operands, text) &&step,
+#include "script/code/Kt_CodeOps.inc"
+#undef KT_CODE_OP
+  };
+  const void* const* table = kFastTable;
+#else
+  constexpr bool kFastTable = false;
+  constexpr bool kStepTable = true;
+  bool table = kFastTable;
+#endif
+  Kt_WorkMeter& meter = run_.Meter();
+  CodeFrame* frame = current_;
+  Kt_Variant* base = nullptr;
+  const Kt_Variant* consts = nullptr;
+  const Instr* pc = nullptr;
+  std::int64_t left = meter.GetLeft();
+  std::int64_t margin = 0;
+  kt_long code = failure;
+  Instr in{};
+  bool flag = false;
+  if (failure != kOk) goto failed;
+
+enter_frame:
+  frame = current_;
+  base = frame->base;
+  consts = frame->code->consts.data();
+  pc = frame->pc != nullptr ? frame->pc : frame->code->instrs.data();
+  margin = frame->code->margin;
+  table = left < margin || frame->is_stale ? kStepTable : kFastTable;
+  KT_NEXT();
+
+after_slow:
+  left = meter.GetLeft();
+  if (KT_UNLIKELY(code != kOk)) goto failed;
+  if (KT_UNLIKELY(meter.GetStopCode() != kOk)) {
+    code = run_.Check(&script_);
+    goto failed;
+  }
+  if (KT_UNLIKELY(left < margin || frame->is_stale)) table = kStepTable;
+  KT_NEXT();
+
+failed:
+  if (!Recover(entry, code)) return code;
+  left = meter.GetLeft();
+  goto enter_frame;
+
+step:
+  if (in.Mark() & Instr::kEntry) {
+    left += static_cast<std::int64_t>(in.Steps()) * kStep;
+    KT_SAVE();
+    code = BeginStatements(*frame, flag);
+    left = meter.GetLeft();
+    if (KT_UNLIKELY(code != kOk)) goto failed;
+    if (flag) goto enter_frame;
+    if (left >= margin && !frame->is_stale) table = kFastTable;
+  }
+#if defined(__GNUC__)
+  goto* kFastTable[in.word & 0xFF];
+#else
+  goto run;
+dispatch:
+  if (table) goto step;
+run:
+  switch (in.Op()) {
+#endif
+
+  KT_CASE(Move) {
+    const Kt_Variant& value = KT_X(in.B());
+    Kt_Variant& dst = KT_R(in.A());
+    if (KT_LIKELY(!value.IsCounted() && !dst.IsCounted())) {
+      dst = value;
+      KT_NEXT();
+    }
+    KT_SLOW(Move(*frame, in.A(), in.B()));
+  }
+  KT_CASE(Int) KT_NEXT();
+  KT_CASE(GetGlobal) {
+    const FuncCode& func = *frame->code;
+    if (KT_LIKELY(func.globals_version == script_.GetVariables().GetVersion())) {
+      const Kt_Variable* const place = func.globals[in.B()].place;
+      Kt_Variant& dst = KT_R(in.A());
+      if (KT_LIKELY(place != nullptr && !place->GetValue().IsCounted() && !dst.IsCounted())) {
+        dst = place->GetValue();
+        KT_NEXT();
+      }
+    }
+    KT_SLOW(GetGlobal(*frame, in));
+  }
+  KT_CASE(SetGlobal) {
+    const FuncCode& func = *frame->code;
+    if (KT_LIKELY(func.globals_version == script_.GetVariables().GetVersion())) {
+      Kt_Variable* const place = func.globals[in.A()].place;
+      const Kt_Variant& value = KT_X(in.B());
+      if (KT_LIKELY(place != nullptr && !place->GetValue().IsCounted() && !value.IsCounted())) {
+        place->GetValueW() = value;
+        KT_NEXT();
+      }
+    }
+    KT_SLOW(SetGlobal(*frame, in));
+  }
+  KT_CASE(BindGlobal) {
+    const FuncCode& func = *frame->code;
+    if (KT_LIKELY(func.globals_version == script_.GetVariables().GetVersion() &&
+                  func.globals[in.B()].place != nullptr &&
+                  KT_R(in.A()).GetRefVariable() == func.globals[in.B()].place)) {
+      KT_NEXT();
+    }
+    KT_SLOW(BindGlobal(*frame, in));
+  }
+  KT_CASE(Ref) {
+    KT_SLOW((Ref(*frame, in), kOk));
+  }
+  KT_CASE(MakeList) KT_SLOW(MakeList(*frame, in));
+  KT_CASE(DeclareArray) KT_SLOW(DeclareArray(*frame, in));
+  KT_CASE(AssignNew) KT_SLOW(AssignNew(*frame, in));
+
+#define KT_ARITHMETIC(name)                                                              \
+  KT_CASE(name##RR) {                                                                    \
+    if (KT_LIKELY(TryNumbers<name##Op>(KT_R(in.B()), KT_R(in.C()), KT_R(in.A())))) {     \
+      KT_NEXT();                                                                         \
+    }                                                                                    \
+    KT_SLOW(Binary(*frame, Operator::k##name, in.A(), in.B(), in.C()));                  \
+  }                                                                                      \
+  KT_CASE(name##RI) {                                                                    \
+    const auto number = static_cast<std::int16_t>(in.C());                               \
+    if (KT_LIKELY(TryNumber<name##Op>(KT_R(in.B()), number, KT_R(in.A())))) KT_NEXT();   \
+    KT_SLOW(BinaryWith(*frame, Operator::k##name, in.A(), in.B(), number));              \
+  }                                                                                      \
+  KT_CASE(name##XX) {                                                                    \
+    if (KT_LIKELY(TryNumbers<name##Op>(KT_X(in.B()), KT_X(in.C()), KT_R(in.A())))) {     \
+      KT_NEXT();                                                                         \
+    }                                                                                    \
+    KT_SLOW(Binary(*frame, Operator::k##name, in.A(), in.B(), in.C()));                  \
+  }
+  KT_ARITHMETIC(Add)
+  KT_ARITHMETIC(Sub)
+  KT_ARITHMETIC(Mul)
+  KT_ARITHMETIC(Div)
+  KT_ARITHMETIC(Mod)
+#undef KT_ARITHMETIC
+
+#define KT_VALUE_RELATION(name)                                                          \
+  KT_CASE(name) {                                                                        \
+    const Truth truth = TryRelation<Operator::k##name>(KT_X(in.B()), KT_X(in.C()));      \
+    Kt_Variant& dst = KT_R(in.A());                                                      \
+    if (KT_LIKELY(truth != Truth::kUnknown && !dst.IsCounted())) {                       \
+      dst.Set(kt_long{truth == Truth::kYes});                                            \
+      KT_NEXT();                                                                         \
+    }                                                                                    \
+    KT_SLOW(Binary(*frame, Operator::k##name, in.A(), in.B(), in.C()));                  \
+  }
+  KT_VALUE_RELATION(Equal)
+  KT_VALUE_RELATION(NotEqual)
+  KT_VALUE_RELATION(Greater)
+  KT_VALUE_RELATION(GreaterEqual)
+  KT_VALUE_RELATION(Less)
+  KT_VALUE_RELATION(LessEqual)
+#undef KT_VALUE_RELATION
+  KT_CASE(And) KT_SLOW(Binary(*frame, Operator::kAnd, in.A(), in.B(), in.C()));
+  KT_CASE(Or) KT_SLOW(Binary(*frame, Operator::kOr, in.A(), in.B(), in.C()));
+  KT_CASE(Not) {
+    const Kt_Variant& value = KT_X(in.C());
+    Kt_Variant& dst = KT_R(in.A());
+    if (KT_LIKELY(value.IsLong() && !dst.IsCounted())) {
+      dst.Set(kt_long{value.AsLong() == 0});
+      KT_NEXT();
+    }
+    KT_SLOW(Binary(*frame, Operator::kNot, in.A(), in.B(), in.C()));
+  }
+  KT_CASE(LoneAnd) KT_SLOW(Binary(*frame, Operator::kLoneAnd, in.A(), in.B(), in.C()));
+
+#define KT_COMPOUND(name)                                                                \
+  KT_CASE(name##To) {                                                                    \
+    Kt_Variant& dst = KT_R(in.A());                                                      \
+    if (KT_LIKELY(TryNumbers<name##Op>(dst, KT_X(in.B()), dst))) KT_NEXT();              \
+    KT_SLOW(Combine(*frame, Operator::k##name, in.A(), in.B()));                         \
+  }
+  KT_COMPOUND(Add)
+  KT_COMPOUND(Sub)
+  KT_COMPOUND(Mul)
+  KT_COMPOUND(Div)
+  KT_COMPOUND(Mod)
+#undef KT_COMPOUND
+  KT_CASE(Step) {
+    Kt_Variant& value = KT_R(in.A());
+    if (KT_LIKELY(value.IsLong())) {
+      AddOp::Longs(value.AsLong(), static_cast<std::int16_t>(in.C()), value);
+      KT_NEXT();
+    }
+    KT_SLOW(Step(*frame, in));
+  }
+  KT_CASE(StepBefore) {
+    Kt_Variant& value = KT_R(in.B());
+    Kt_Variant& dst = KT_R(in.A());
+    if (KT_LIKELY(value.IsLong() && !dst.IsCounted())) {
+      AddOp::Longs(value.AsLong(), static_cast<std::int16_t>(in.C()), value);
+      dst = value;
+      KT_NEXT();
+    }
+    KT_SLOW(StepValue(*frame, in, true));
+  }
+  KT_CASE(StepAfter) {
+    Kt_Variant& value = KT_R(in.B());
+    Kt_Variant& dst = KT_R(in.A());
+    if (KT_LIKELY(value.IsLong() && !dst.IsCounted() && &dst != &value)) {
+      dst = value;
+      AddOp::Longs(value.AsLong(), static_cast<std::int16_t>(in.C()), value);
+      KT_NEXT();
+    }
+    KT_SLOW(StepValue(*frame, in, false));
+  }
+  KT_CASE(JoinBegin) KT_SLOW(JoinBegin(*frame, in));
+  KT_CASE(JoinEnd) KT_SLOW(JoinEnd(*frame, in));
+
+  KT_CASE(Element) {
+    const Kt_Variant* list = &KT_R(in.B());
+    if (KT_UNLIKELY(list->IsRef())) list = &list->GetRefVariable()->GetValue();
+    const Kt_Variant& index = KT_X(in.C());
+    Kt_Variant& dst = KT_R(in.A());
+    if (KT_LIKELY(index.IsLong() && list->IsList() && index.AsLong() >= 0)) {
+      const Kt_Variant* const item = list->ListItem(index.AsLong());
+      if (KT_LIKELY(item != nullptr && !dst.IsCounted() && !item->IsCounted())) {
+        dst = *item;
+        KT_NEXT();
+      }
+    }
+    KT_SLOW(Element(*frame, in));
+  }
+  KT_CASE(Element2) KT_NEXT();
+  KT_CASE(Index) {
+    const Instr more = *pc++;
+    KT_SLOW(Index(*frame, in, more));
+  }
+  KT_CASE(SetElement) {
+    Kt_Variant* list = &KT_R(in.A());
+    if (KT_UNLIKELY(list->IsRef())) list = &list->GetRefVariable()->GetValueW();
+    const Kt_Variant& index = KT_X(in.B());
+    const Kt_Variant& value = KT_X(in.C());
+    if (KT_LIKELY(index.IsLong() && !value.IsCounted())) {
+      const Kt_Variant* const item = list->ListItem(index.AsLong());
+      if (KT_LIKELY(item != nullptr && !item->IsCounted() && !list->IsContentShared())) {
+        *const_cast<Kt_Variant*>(item) = value;
+        KT_NEXT();
+      }
+    }
+    KT_SLOW(SetElement(*frame, in));
+  }
+  KT_CASE(ChangeElement) {
+    const Instr more = *pc++;
+    KT_SLOW(ChangeElement(*frame, in, more));
+  }
+  KT_CASE(More) KT_NEXT();
+
+  KT_CASE(CallScript) {
+    FuncCode::CallSite& site = frame->code->calls[in.C()];
+    FuncCode* const callee = site.code;
+    CodeFrame* const inner = frame->next;
+    Kt_Variant* const args = base + in.A();
+    if (KT_UNLIKELY(callee == nullptr || inner == nullptr || depth_ >= kMostFrames ||
+                    frame->code->version != script_.GetVersion() ||
+                    callee->version != frame->code->version ||
+                    frame->end - args < callee->register_count + 256)) {
+      KT_SAVE();
+      code = EnterSlow(*frame, in);
+      left = meter.GetLeft();
+      if (KT_UNLIKELY(code != kOk)) goto failed;
+      goto enter_frame;
+    }
+    frame->pc = pc;
+    inner->func = site.func;
+    inner->code = callee;
+    inner->base = args;
+    inner->end = frame->end;
+    inner->block = frame->block;
+    inner->up = frame;
+    inner->op = nullptr;
+    inner->pc = nullptr;
+    inner->reg_count = callee->register_count;
+    run_.Push(*inner);
+    current_ = frame = inner;
+    ++depth_;
+    base = args;
+    BindArgs(*inner, in.B() & 0xFF);
+    consts = callee->consts.data();
+    pc = callee->instrs.data();
+    margin = callee->margin;
+    left -= kStep;
+    if (KT_UNLIKELY(left < margin)) {
+      left += kStep;
+      meter.SetLeft(left);
+      code = run_.Tick(&script_);
+      left = meter.GetLeft();
+      if (KT_UNLIKELY(code != kOk)) goto failed;
+      if (left < margin) table = kStepTable;
+    }
+    KT_NEXT();
+  }
+  KT_CASE(CallBuiltin) KT_SLOW(CallOutside(*frame, in));
+  KT_CASE(CallHost) KT_SLOW(CallOutside(*frame, in));
+
+  KT_CASE(Jump) {
+    pc += in.D();
+    KT_LOOK();
+    KT_NEXT();
+  }
+  KT_CASE(JumpIf) {
+    const Kt_Variant& value = KT_R(in.A());
+    if (KT_LIKELY(value.IsLong())) {
+      flag = value.AsLong() != 0;
+    } else {
+      KT_SAVE();
+      flag = IsTrue(*frame, in.A());
+      left = meter.GetLeft();
+    }
+    if (flag) {
+      pc += in.D();
+      KT_LOOK();
+    }
+    KT_NEXT();
+  }
+  KT_CASE(JumpIfNot) {
+    const Kt_Variant& value = KT_R(in.A());
+    if (KT_LIKELY(value.IsLong())) {
+      flag = value.AsLong() != 0;
+    } else {
+      KT_SAVE();
+      flag = IsTrue(*frame, in.A());
+      left = meter.GetLeft();
+    }
+    if (!flag) pc += in.D();
+    KT_NEXT();
+  }
+  KT_CASE(TestAnd) {
+    KT_SAVE();
+    flag = Test(*frame, in, false);
+    goto after_test;
+  }
+  KT_CASE(TestOr) {
+    KT_SAVE();
+    flag = Test(*frame, in, true);
+    goto after_test;
+  }
+  KT_CASE(Case) {
+    const Truth truth = TryRelation<Operator::kEqual>(KT_R(in.A()), KT_X(in.B()));
+    if (KT_LIKELY(truth != Truth::kUnknown)) {
+      if (truth == Truth::kYes) pc += static_cast<std::int16_t>(in.C());
+      KT_NEXT();
+    }
+    KT_SAVE();
+    flag = IsCase(*frame, in);
+    goto after_test;
+  }
+  KT_CASE(Guard) {
+    if (KT_UNLIKELY(KT_R(in.A()).IsUndeclared())) pc += in.D();
+    KT_NEXT();
+  }
+
+#define KT_RELATION_JUMP(name, sense, form, quick, slow)                                 \
+  KT_CASE(form) {                                                                        \
+    const Truth truth = quick;                                                           \
+    if (KT_LIKELY(truth != Truth::kUnknown)) {                                           \
+      if ((truth == Truth::kYes) == sense) {                                             \
+        pc += static_cast<std::int16_t>(in.C());                                         \
+        if (sense) KT_LOOK();                                                            \
+      }                                                                                  \
+      KT_NEXT();                                                                         \
+    }                                                                                    \
+    KT_SAVE();                                                                           \
+    flag = slow == sense;                                                                \
+    goto after_test;                                                                     \
+  }
+#define KT_RELATION(name)                                                                \
+  KT_RELATION_JUMP(name, true, If##name##RR,                                             \
+                   TryRelation<Operator::k##name>(KT_R(in.A()), KT_R(in.B())),           \
+                   Relates(*frame, Operator::k##name, in.A(), in.B()))                   \
+  KT_RELATION_JUMP(                                                                      \
+      name, true, If##name##RI,                                                          \
+      TryRelationTo<Operator::k##name>(KT_R(in.A()), static_cast<std::int16_t>(in.B())), \
+      RelatesTo(*frame, Operator::k##name, in.A(), static_cast<std::int16_t>(in.B())))   \
+  KT_RELATION_JUMP(name, true, If##name##XX,                                             \
+                   TryRelation<Operator::k##name>(KT_X(in.A()), KT_X(in.B())),           \
+                   Relates(*frame, Operator::k##name, in.A(), in.B()))                   \
+  KT_RELATION_JUMP(name, false, Unless##name##RR,                                         \
+                   TryRelation<Operator::k##name>(KT_R(in.A()), KT_R(in.B())),           \
+                   Relates(*frame, Operator::k##name, in.A(), in.B()))                   \
+  KT_RELATION_JUMP(                                                                      \
+      name, false, Unless##name##RI,                                                      \
+      TryRelationTo<Operator::k##name>(KT_R(in.A()), static_cast<std::int16_t>(in.B())), \
+      RelatesTo(*frame, Operator::k##name, in.A(), static_cast<std::int16_t>(in.B())))   \
+  KT_RELATION_JUMP(name, false, Unless##name##XX,                                         \
+                   TryRelation<Operator::k##name>(KT_X(in.A()), KT_X(in.B())),           \
+                   Relates(*frame, Operator::k##name, in.A(), in.B()))
+  KT_RELATION(Equal)
+  KT_RELATION(NotEqual)
+  KT_RELATION(Greater)
+  KT_RELATION(GreaterEqual)
+  KT_RELATION(Less)
+  KT_RELATION(LessEqual)
+#undef KT_RELATION
+#undef KT_RELATION_JUMP
+
+after_test:
+  left = meter.GetLeft();
+  if (KT_UNLIKELY(meter.GetStopCode() != kOk)) {
+    code = run_.Check(&script_);
+    goto failed;
+  }
+  if (flag) pc += static_cast<std::int16_t>(in.C());
+  if (KT_UNLIKELY(left < margin || frame->is_stale)) table = kStepTable;
+  KT_NEXT();
+
+  KT_CASE(Return) {
+    CodeFrame* const up = frame->up;
+    const Kt_Variant* const value = &KT_X(in.A());
+    if (KT_LIKELY(up != nullptr && !value->IsCounted() && frame->scopes.empty() &&
+                  frame->items.empty())) {
+      const Instr call = up->pc[-1];
+      Kt_Variant& dst = up->base[call.A() - (call.B() >> 8)];
+      if (KT_LIKELY(!dst.IsCounted() || &dst == base)) {
+        const Kt_Variant* const last = base + frame->code->var_count;
+        for (Kt_Variant* reg = base; reg != last; ++reg) {
+          if (KT_UNLIKELY(reg->IsCounted())) reg->Clear();
+        }
+        dst = *value;
+        run_.Pop();
+        --depth_;
+        current_ = frame = up;
+        base = frame->base;
+        consts = frame->code->consts.data();
+        pc = frame->pc;
+        margin = frame->code->margin;
+        if (KT_UNLIKELY(left < margin || frame->is_stale)) table = kStepTable;
+        KT_NEXT();
+      }
+    }
+    KT_SAVE();
+    code = ReturnTo(*frame, in.A(), entry, result);
+    left = meter.GetLeft();
+    if (code == kCallEnds) return end_code_;
+    if (KT_UNLIKELY(code != kOk)) goto failed;
+    goto enter_frame;
+  }
+  KT_CASE(ReturnNull) {
+    KT_SAVE();
+    returned_.Clear();
+    code = ReturnTo(*frame, FuncCode::kNoRegister, entry, result);
+    left = meter.GetLeft();
+    if (code == kCallEnds) return end_code_;
+    if (KT_UNLIKELY(code != kOk)) goto failed;
+    goto enter_frame;
+  }
+  KT_CASE(End) {
+    if (KT_LIKELY(frame->func->GetBody().GetCount() == frame->code->body_count)) KT_NEXT();
+    KT_SAVE();
+    code = Rest(*frame, flag);
+    left = meter.GetLeft();
+    if (KT_UNLIKELY(code != kOk)) goto failed;
+    if (flag) goto return_kept;
+    KT_NEXT();
+  }
+  KT_CASE(Nop) KT_NEXT();
+  KT_CASE(Drop) {
+    Kt_Variant& value = KT_R(in.A());
+    if (KT_UNLIKELY(value.IsCounted())) value.Clear();
+    KT_NEXT();
+  }
+  KT_CASE(Enter) KT_SLOW(Enter(*frame, in));
+  KT_CASE(Leave) {
+    if (KT_LIKELY(frame->scopes.empty())) {
+      for (Kt_Variant *reg = base + in.A(), *last = reg + in.B(); reg != last; ++reg) {
+        reg->SetUndeclared();
+      }
+      KT_NEXT();
+    }
+    KT_SLOW((Leave(*frame, in), kOk));
+  }
+  KT_CASE(Eval) {
+    KT_SAVE();
+    code = Eval(*frame, in);
+    pc = frame->pc;
+    goto after_slow;
+  }
+  KT_CASE(Walk) {
+    KT_SAVE();
+    code = Walk(*frame, in, flag);
+    if (code != kOk || !flag) goto after_slow;
+  }
+return_kept:
+  left = meter.GetLeft();
+  code = ReturnTo(*frame, FuncCode::kNoRegister, entry, result);
+  left = meter.GetLeft();
+  if (code == kCallEnds) return end_code_;
+  if (KT_UNLIKELY(code != kOk)) goto failed;
+  goto enter_frame;
+#if !defined(__GNUC__)
+    case InstrOp::kCount: break;
+  }
+  return kOk;
+#endif
+}
+
+#if defined(__GNUC__)
+#pragma GCC diagnostic pop
+#endif
+
+}  // namespace kt::detail

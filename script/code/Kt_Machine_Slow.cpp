@@ -1,0 +1,706 @@
+// SPDX-License-Identifier: MIT
+//
+// What instructions do beside their fast ways: other kinds than numbers, registers that refer to a
+// counted variable, objects, calls out of the code. Each function does the whole instruction.
+//
+// A register of a variable that holds a reference stands for the counted variable behind it; a temp
+// that holds one has it as its value (an argument made by ref()). A temp that has been read is
+// empty.
+#include <algorithm>
+#include <utility>
+
+#include "classlib/base/Kt_Memory.h"
+#include "classlib/value/Kt_VarInline.h"
+#include "object/Kt_ExprStackObj.h"
+#include "object/Kt_MemoryDoor.h"
+#include "script/Kt_ScriptOpPayloads.h"
+#include "script/code/Kt_Contexts.h"
+#include "script/code/Kt_Machine.h"
+#include "script/detail/Kt_Interpreter.h"
+
+namespace kt::detail {
+
+namespace {
+
+constexpr const char16_t* kSource = u"Kt_Expr";
+constexpr const char16_t* kStatementSource = u"Kt_ScriptFunc";
+
+bool IsPlain(const Kt_Variant& value) { return value.GetTag() < kTagList; }
+
+}  // namespace
+
+// Operands ----------------------------------------------------------------------------------------
+
+Kt_Variant& Machine::Place(CodeFrame& frame, std::uint16_t reg) {
+  Kt_Variant& place = frame.base[reg];
+  return place.IsRef() && IsVariable(frame, reg) ? place.GetRefVariable()->GetValueW() : place;
+}
+
+const Kt_Variant& Machine::Peek(CodeFrame& frame, std::uint16_t operand) {
+  if ((operand & kConstOperand) != 0) return frame.code->consts[operand & 0x7FFF];
+  return Place(frame, operand);
+}
+
+// A variable whose object was destroyed reads as empty.
+Kt_Variant Machine::Checked(Kt_Variant value) {
+  if (KT_LIKELY(!value.IsObject()) || value.GetHolder().IsValid()) return value;
+  (void)kt::Report(&script_, u"kt_exprobj", kErrInvalidObject, u"InvalidObject");
+  return Kt_Variant();
+}
+
+Kt_Variant Machine::Read(CodeFrame& frame, std::uint16_t operand) {
+  if ((operand & kConstOperand) != 0) return frame.code->consts[operand & 0x7FFF];
+  if (!IsVariable(frame, operand)) return std::move(frame.base[operand]);
+  return Checked(Place(frame, operand));
+}
+
+void Machine::Drop(CodeFrame& frame, std::uint16_t operand) {
+  if ((operand & kConstOperand) == 0 && !IsVariable(frame, operand)) frame.base[operand].Clear();
+}
+
+void Machine::Store(CodeFrame& frame, std::uint16_t reg, Kt_Variant&& value) {
+  if (!IsVariable(frame, reg)) {
+    frame.base[reg] = std::move(value);
+    return;
+  }
+  if (value.IsRef()) value = value.Dereference();
+  if (Kt_Variable* const variable = frame.base[reg].GetRefVariable()) {
+    const Kt_VariableHold hold(variable);
+    variable->SetValue(std::move(value));
+  } else {
+    frame.base[reg] = std::move(value);
+  }
+}
+
+// Moves the value of a variable to where others can share it.
+Kt_Variable* Machine::Box(CodeFrame& frame, std::uint16_t reg) {
+  Kt_Variant& place = frame.base[reg];
+  if (Kt_Variable* const variable = place.GetRefVariable()) return variable;
+  const Kt_WString& name = NameOf(frame, reg);
+  Kt_Variable* const variable = Kt_Variable::New(name);
+  variable->GetValueW() = std::move(place);
+  place.SetRef(*variable);
+  variable->Unref();
+  return variable;
+}
+
+const Kt_WString& Machine::NameOf(const CodeFrame& frame, std::uint16_t reg) const {
+  return frame.code->NameOf(PcOf(frame), reg);
+}
+
+// Values ------------------------------------------------------------------------------------------
+
+kt_long Machine::Move(CodeFrame& frame, std::uint16_t dst, std::uint16_t a) {
+  Store(frame, dst, Read(frame, a));
+  return kOk;
+}
+
+void Machine::Ref(CodeFrame& frame, Instr in) {
+  Kt_Variable* const variable = Box(frame, in.B());
+  frame.base[in.A()].SetRef(*variable);
+}
+
+kt_long Machine::MakeList(CodeFrame& frame, Instr in) {
+  Kt_VariantList list;
+  (void)list.Reserve(in.C());
+  for (int at = 0; at < in.C(); ++at) {
+    const Kt_Variant value = std::move(frame.base[in.B() + at]);
+    if (list.Add(value.Dereference()) < 0) {
+      return kt::Report(&script_, kSource, kErrListTooLong, Kt_WString());
+    }
+  }
+  Store(frame, in.A(), Kt_Variant(std::move(list)));
+  return kOk;
+}
+
+kt_long Machine::DeclareArray(CodeFrame& frame, Instr in) {
+  const kt_long count = Read(frame, in.B()).ToInteger();
+  Kt_Variant value;
+  if (count > 0) {
+    Kt_VariantList list;
+    if (!list.Resize(count)) {
+      const FuncCode::Entry* const entry = frame.code->EntryAt(PcOf(frame));
+      return kt::Report(&script_, kStatementSource, kErrListTooLong, entry->op->GetVar()->name);
+    }
+    value.Set(std::move(list));
+  }
+  Store(frame, in.A(), std::move(value));
+  return kOk;
+}
+
+// The host may have the name; then only names lead to it.
+kt_long Machine::AssignNew(CodeFrame& frame, Instr in) {
+  Kt_Variant value = Read(frame, in.B());
+  if (!frame.base[in.A()].IsUndeclared()) {
+    Store(frame, in.A(), std::move(value));
+    return kOk;
+  }
+  const Kt_WString name = frame.code->EntryAt(PcOf(frame))->op->GetVar()->name;
+  const FailureMark mark;
+  const kt_long code = script_.SetCtxVar(name, value, 0);
+  if (code == kUnknownName) {
+    Store(frame, in.A(), std::move(value));
+    return kOk;
+  }
+  if (code != kOk) {
+    return mark.HasNoted(code) ? code : NoteCause(code, Kt_Cause::kNotStored, {name});
+  }
+  Contexts contexts(*this, frame);
+  contexts.Keep();
+  return kOk;
+}
+
+// Globals -----------------------------------------------------------------------------------------
+
+kt_long Machine::GetGlobal(CodeFrame& frame, Instr in) {
+  FuncCode& func = *frame.code;
+  if (func.globals_version != script_.GetVariables().GetVersion()) {
+    (void)func.BindGlobals(script_.GetVariables());
+  }
+  const FuncCode::Global& global = func.globals[in.B()];
+  if (global.place != nullptr) {
+    Store(frame, in.A(), Checked(global.place->GetValue()));
+    return kOk;
+  }
+  Kt_Expr name(global.name.GetText());
+  const Contexts contexts(*this, frame);
+  Kt_Variant value;
+  const kt_long code = name.ExecExpr(contexts.Get(), value);
+  Store(frame, in.A(), std::move(value));
+  return code;
+}
+
+kt_long Machine::SetGlobal(CodeFrame& frame, Instr in) {
+  FuncCode& func = *frame.code;
+  if (func.globals_version != script_.GetVariables().GetVersion()) {
+    (void)func.BindGlobals(script_.GetVariables());
+  }
+  const FuncCode::Global& global = func.globals[in.A()];
+  Kt_Variant value = Read(frame, in.B());
+  if (Kt_Variable* const place = global.place != nullptr && func.globals_version ==
+                                         script_.GetVariables().GetVersion()
+                                     ? global.place
+                                     : nullptr) {
+    const Kt_VariableHold hold(place);
+    place->SetValue(std::move(value));
+    return kOk;
+  }
+  const Contexts contexts(*this, frame);
+  const FailureMark mark;
+  const kt_long code = contexts.Get()->SetCtxVar(global.name, value, 1);
+  if (code == kOk || mark.HasNoted(code)) return code;
+  return NoteCause(code, Kt_Cause::kNotStored, {global.name});
+}
+
+kt_long Machine::BindGlobal(CodeFrame& frame, Instr in) {
+  FuncCode& func = *frame.code;
+  if (func.globals_version != script_.GetVariables().GetVersion()) {
+    (void)func.BindGlobals(script_.GetVariables());
+  }
+  const FuncCode::Global& global = func.globals[in.B()];
+  if (global.place != nullptr) {
+    frame.base[in.A()].SetRef(*global.place);
+    return kOk;
+  }
+  // Gone: whoever has the name now gives a value to work on.
+  Kt_Expr name(global.name.GetText());
+  Kt_Variant value;
+  kt_long code = kOk;
+  {
+    const Contexts contexts(*this, frame);
+    code = name.ExecExpr(contexts.Get(), value);
+  }
+  if (code != kOk) return code;
+  Kt_Variable* const variable = Kt_Variable::New(global.name);
+  variable->SetValue(std::move(value));
+  frame.base[in.A()].SetRef(*variable);
+  variable->Unref();
+  return kOk;
+}
+
+// Operators ---------------------------------------------------------------------------------------
+
+kt_long Machine::Binary(CodeFrame& frame, Operator op, std::uint16_t dst, std::uint16_t a,
+                        std::uint16_t b) {
+  if (op == Operator::kAdd && dst == a && IsVariable(frame, dst)) {
+    // s = s + x: in place, when it fits; s stays as it is otherwise.
+    Kt_Variant& place = Place(frame, dst);
+    const Kt_Variant& right = Peek(frame, b);
+    if (place.IsString() && right.IsString() && &place != &right) {
+      const std::size_t length = place.AsStringView().size() + right.AsStringView().size();
+      if (length > std::size_t{kMaxStringLength}) {
+        return kt::Report(&script_, kSource, kErrStringTooLong, u"+");
+      }
+      const kt_long code = kt::VarAdd(place, right, place);
+      Drop(frame, b);
+      return code;
+    }
+  }
+  Kt_Variant left = Read(frame, a);
+  const Kt_Variant right = Read(frame, b);
+  const kt_long code = Compute(op, left, right, left);
+  if (KT_UNLIKELY(code != kOk)) return kt::Report(&script_, kSource, code, OperatorText(op));
+  Store(frame, dst, std::move(left));
+  return kOk;
+}
+
+kt_long Machine::BinaryWith(CodeFrame& frame, Operator op, std::uint16_t dst, std::uint16_t a,
+                            kt_long number) {
+  const Kt_Variant right(number);
+  if (op == Operator::kAdd && dst == a && IsVariable(frame, dst)) {
+    Kt_Variant& place = Place(frame, dst);
+    if (place.IsString() &&
+        place.AsStringView().size() + 16 < std::size_t{kMaxStringLength}) {
+      return kt::VarAdd(place, right, place);
+    }
+  }
+  Kt_Variant left = Read(frame, a);
+  const kt_long code = Compute(op, left, right, left);
+  if (KT_UNLIKELY(code != kOk)) return kt::Report(&script_, kSource, code, OperatorText(op));
+  Store(frame, dst, std::move(left));
+  return kOk;
+}
+
+bool Machine::Relates(CodeFrame& frame, Operator op, std::uint16_t a, std::uint16_t b) {
+  const Kt_Variant& left_place = Peek(frame, a);
+  const Kt_Variant& right_place = Peek(frame, b);
+  Kt_Variant truth;
+  if (IsPlain(left_place) && IsPlain(right_place)) {
+    (void)Compute(op, left_place, right_place, truth);
+    Drop(frame, a);
+    Drop(frame, b);
+  } else {
+    const Kt_Variant left = Read(frame, a);
+    const Kt_Variant right = Read(frame, b);
+    (void)Compute(op, left, right, truth);
+  }
+  return truth.AsLong() != 0;
+}
+
+bool Machine::RelatesTo(CodeFrame& frame, Operator op, std::uint16_t a, kt_long number) {
+  const Kt_Variant left = Read(frame, a);
+  Kt_Variant truth;
+  (void)Compute(op, left, Kt_Variant(number), truth);
+  return truth.AsLong() != 0;
+}
+
+bool Machine::IsTrue(CodeFrame& frame, std::uint16_t operand) {
+  return IsConditionTrue(Read(frame, operand));
+}
+
+// The chosen value is needed until a label has matched.
+bool Machine::IsCase(CodeFrame& frame, Instr in) {
+  Kt_Variant& chosen = frame.base[in.A()];
+  const Kt_Variant held = chosen;
+  const Kt_Variant value = Read(frame, in.B());
+  const bool is_equal = kt::VarCmp(held, value, kCmpEqual) != 0;
+  if (is_equal) chosen.Clear();
+  return is_equal;
+}
+
+bool Machine::Test(CodeFrame& frame, Instr in, bool when) {
+  Kt_Variant value = Read(frame, in.B());
+  const bool is_true = IsConditionTrue(value);
+  if (is_true == when) {
+    frame.base[in.A()] = kt_long{is_true};
+  } else {
+    frame.base[in.A()] = std::move(value);
+  }
+  return is_true == when;
+}
+
+// target = target op value, in place, so that appending to a text does not copy it.
+kt_long Machine::Combine(CodeFrame& frame, Operator op, std::uint16_t dst, std::uint16_t a) {
+  const Kt_Variant value = Read(frame, a);
+  const Kt_Variant kept = frame.base[dst].IsRef() ? frame.base[dst] : Kt_Variant();
+  Kt_Variant& target = Place(frame, dst);
+  const kt_long code = Compute(op, target, value, target);
+  if (KT_LIKELY(code == kOk)) return kOk;
+  return kt::Report(&script_, kStatementSource, code, Kt_WString(OperatorText(op)) + u"=");
+}
+
+kt_long Machine::Step(CodeFrame& frame, Instr in) {
+  const auto step = static_cast<std::int16_t>(in.C());
+  const Kt_Variant value = Place(frame, in.A());
+  Store(frame, in.A(), Stepped(value, step));
+  return kOk;
+}
+
+kt_long Machine::StepValue(CodeFrame& frame, Instr in, bool is_before) {
+  Kt_Variant old_value = Checked(Place(frame, in.B()));
+  if (old_value.IsObject()) {
+    Kt_Variant plain;
+    old_value = ReadDefaultProp(old_value, plain) ? plain : Kt_Variant();
+  }
+  const auto step = static_cast<std::int16_t>(in.C());
+  Kt_Variant new_value = CanStep(old_value) ? Stepped(old_value, step) : old_value;
+  Kt_Variant given = is_before ? new_value : old_value;
+  Store(frame, in.B(), std::move(new_value));
+  Store(frame, in.A(), std::move(given));
+  return kOk;
+}
+
+// s = s + x + y -----------------------------------------------------------------------------------
+//
+// Joining texts is associative: the text of s is kept as it is read, which copies nothing, what
+// follows is joined by itself, and at the end that is appended to s in place, provided that s still
+// has the text. Until then s is as it was, for calls that read it and when anything fails.
+
+kt_long Machine::JoinBegin(CodeFrame& frame, Instr in) {
+  static const Kt_Variant kNoText(u"");
+  Kt_Variant& joined = frame.base[in.A()];
+  Kt_Variant& kept = frame.base[in.A() + 1];
+  Kt_Variant left = Checked(Place(frame, in.B()));
+  const Kt_Variant right = Read(frame, in.C());
+  const bool is_text = left.IsString();
+  kept.Clear();
+  if (is_text) kept = left;
+  const kt_long code = Compute(Operator::kAdd, is_text ? kNoText : left, right, left);
+  if (KT_UNLIKELY(code != kOk)) return kt::Report(&script_, kSource, code, u"+");
+  joined = std::move(left);
+  return kOk;
+}
+
+kt_long Machine::JoinEnd(CodeFrame& frame, Instr in) {
+  Kt_Variant added = std::move(frame.base[in.B()]);
+  Kt_Variant kept = std::move(frame.base[in.B() + 1]);
+  if (!kept.IsString() || !added.IsString()) {
+    Store(frame, in.A(), std::move(added));
+    return kOk;
+  }
+  if (kept.AsStringView().size() + added.AsStringView().size() > std::size_t{kMaxStringLength}) {
+    return kt::Report(&script_, kSource, kErrStringTooLong, u"+");
+  }
+  Kt_Variant& place = Place(frame, in.A());
+  if (place.IsString() && place.AsStringView().data() == kept.AsStringView().data()) {
+    kept.Clear();  // so that nobody else holds the text
+    return kt::VarAdd(place, added, place);
+  }
+  if (const kt_long code = kt::VarAdd(kept, added, kept)) return code;
+  Store(frame, in.A(), std::move(kept));
+  return kOk;
+}
+
+// Elements ----------------------------------------------------------------------------------------
+
+kt_long Machine::Element(CodeFrame& frame, Instr in) {
+  const Kt_Variant& place = Place(frame, in.B());
+  const Kt_Variant& at = Peek(frame, in.C());
+  if (KT_LIKELY(place.IsList() && at.IsLong() && at.AsLong() >= 0)) {
+    const Kt_Variant* const item = place.ListItem(at.AsLong());
+    Store(frame, in.A(), item != nullptr ? Kt_Variant(*item) : Kt_Variant());
+    return kOk;
+  }
+  const Kt_Variant key_value = Read(frame, in.C());
+  const Kt_Variant kept = frame.base[in.B()].IsRef() ? frame.base[in.B()] : Kt_Variant();
+  if (ClearReleased(&script_, Place(frame, in.B()))) {
+    Store(frame, in.A(), Kt_Variant());
+    return kOk;
+  }
+  kt_long index = -1;
+  Kt_WString key;
+  ReadIndex(key_value, index, key);
+  const Kt_Variant base = Place(frame, in.B());
+  Kt_Variant element;
+  const kt_long code =
+      ReadElementOf(&script_, NameOf(frame, in.B()), base, index, key, element);
+  Store(frame, in.A(), std::move(element));
+  return code;
+}
+
+kt_long Machine::Index(CodeFrame& frame, Instr in, Instr more) {
+  const Kt_Variant base = Read(frame, in.B()).Dereference();
+  const Kt_Variant key_value = Read(frame, in.C());
+  kt_long index = -1;
+  Kt_WString key;
+  ReadIndex(key_value, index, key);
+  Kt_Variant element;
+  const Kt_WString name = frame.code->consts[more.A() & 0x7FFF].ToString();
+  const kt_long code = ReadElementOf(&script_, name, base, index, key, element);
+  Store(frame, in.A(), std::move(element));
+  return code;
+}
+
+kt_long Machine::SetElement(CodeFrame& frame, Instr in) {
+  const Kt_Variant& at = Peek(frame, in.B());
+  if (KT_LIKELY(at.IsLong() && at.AsLong() >= 0)) {
+    Kt_Variant& place = Place(frame, in.A());
+    const Kt_Variant& value = Peek(frame, in.C());
+    if (KT_LIKELY(place.IsList() && !value.IsRef() && !value.IsObject())) {
+      if (KT_LIKELY(place.ListSet(at.AsLong(), value))) {
+        Drop(frame, in.C());
+        return kOk;
+      }
+    }
+  }
+  const Kt_Variant key_value = Read(frame, in.B());
+  const Kt_Variant value = Read(frame, in.C());
+  const Kt_Variant kept = frame.base[in.A()].IsRef() ? frame.base[in.A()] : Kt_Variant();
+  kt_long index = -1;
+  Kt_WString key;
+  ReadIndex(key_value, index, key);
+  return WriteElementOf(&script_, NameOf(frame, in.A()), Place(frame, in.A()), index, key, value);
+}
+
+kt_long Machine::ChangeElement(CodeFrame& frame, Instr in, Instr more) {
+  const auto op = static_cast<Operator>(more.B());
+  const Kt_Variant key_value = Read(frame, in.B());
+  const Kt_Variant value = Read(frame, in.C());
+  const Kt_Variant kept = frame.base[in.A()].IsRef() ? frame.base[in.A()] : Kt_Variant();
+  kt_long index = -1;
+  Kt_WString key;
+  ReadIndex(key_value, index, key);
+  const Kt_WString name = NameOf(frame, in.A());
+  Kt_Variant& place = Place(frame, in.A());
+  Kt_Variant* const item = index >= 0 && place.IsList() ? place.ListItemW(index) : nullptr;
+  if (item != nullptr && IsPlain(*item) && IsPlain(value)) {
+    Kt_Variant current = std::move(*item);  // appended to in place
+    const kt_long code = Compute(op, current, value, current);
+    if (KT_LIKELY(code == kOk)) {
+      *item = std::move(current);
+      return kOk;
+    }
+    return kt::Report(&script_, kStatementSource, code, Kt_WString(OperatorText(op)) + u"=");
+  }
+  Kt_Variant current;
+  if (!ClearReleased(&script_, place)) {
+    const Kt_Variant held = Place(frame, in.A());
+    if (const kt_long code = ReadElementOf(&script_, name, held, index, key, current)) return code;
+  }
+  current = current.Dereference();
+  if (const kt_long code = Compute(op, current, value, current)) {
+    return kt::Report(&script_, kStatementSource, code, Kt_WString(OperatorText(op)) + u"=");
+  }
+  return WriteElementOf(&script_, name, Place(frame, in.A()), index, key, current);
+}
+
+// Calls -------------------------------------------------------------------------------------------
+
+// Finds out again what the calls of `code` stand for. False when it needs other instructions now.
+bool Machine::Rebind(FuncCode& code) {
+  for (FuncCode::CallSite& site : code.calls) {
+    FuncCode::CallSite fresh;
+    fresh.name = site.name;
+    if (!BindCall(fresh, script_) || fresh.kind != site.kind) return false;
+    site = std::move(fresh);
+  }
+  code.version = script_.GetVersion();
+  return true;
+}
+
+// The code of `func` for the script as it is now; null when the walk has to run it.
+FuncCode* Machine::FreshCode(const Kt_ScriptFunc& func) {
+  FuncCode* code = CodeOf(func, script_);
+  if (code == nullptr || code->version == script_.GetVersion() || Rebind(*code)) return code;
+  func.DropCode();
+  return CodeOf(func, script_);
+}
+
+kt_long Machine::EnterSlow(CodeFrame& frame, Instr in) {
+  FuncCode& code = *frame.code;
+  if (code.version != script_.GetVersion() && !Rebind(code)) {
+    return CallByName(frame, in, code.calls[in.C()].name);
+  }
+  FuncCode::CallSite& site = code.calls[in.C()];
+  const Kt_ScriptFunc& func = *site.func;
+  FuncCode* const callee = FreshCode(func);
+  const int count = in.B() & 0xFF;
+  if (callee == nullptr) return CallByWalk(frame, in, func);
+  site.code = callee;
+  CodeFrame* const up = &frame;
+  if (const kt_long failed = Begin(func, *callee, frame.base + in.A(), count)) return failed;
+  current_->up = up;
+  BindArgs(*current_, count);
+  return kOk;
+}
+
+kt_long Machine::CallByWalk(CodeFrame& frame, Instr in, const Kt_ScriptFunc& func) {
+  const int count = in.B() & 0xFF;
+  Kt_Variant* const args = frame.base + in.A();
+  Kt_Variant value;
+  kt_long code = Interpreter::CallFunc(func, args, count, value);
+  for (int arg = 0; arg < count; ++arg) args[arg].Clear();
+  if (code == kOk) code = CheckCallResult(&script_, value);
+  Store(frame, static_cast<std::uint16_t>(in.A() - (in.B() >> 8)), std::move(value));
+  return code;
+}
+
+// A call whose name stands for something else since the code was made.
+kt_long Machine::CallByName(CodeFrame& frame, Instr in, const Kt_WString& called) {
+  const Kt_WString name = called;
+  const Contexts contexts(*this, frame);
+  Kt_ExprObject* const context = contexts.Get();
+  Kt_ExprStackObj entry;
+  (void)context->GetMethodType(name, entry);
+  if (entry.GetKind() == EXPR_OBJ_NONE) {
+    const Kt_Getter builtin = Kt_ExprObject::GetIntFunc(name.GetText());
+    if (builtin == nullptr) {
+      return kt::Report(context, kSource, kErrNoMethod, context->GetID(), name);
+    }
+    entry.SetIntFunc(context, name, builtin);
+  }
+  Kt_Variant* const args = frame.base + in.A();
+  for (int arg = 0; arg < (in.B() & 0xFF); ++arg) {
+    entry.GetArgs().AddRefVar(args[arg]);
+    args[arg].Clear();
+  }
+  Kt_Variant value;
+  const FailureMark mark;
+  const kt_long code = entry.GetObjValue(context, value, 0);
+  Store(frame, static_cast<std::uint16_t>(in.A() - (in.B() >> 8)), std::move(value));
+  if (KT_LIKELY(code == kOk)) return CheckCallResult(context, value);
+  return mark.HasNoted(code) ? code : NoteSilentCall(name, code);
+}
+
+// Built-ins and functions of the host. The arguments move into a list whose memory the next call
+// at this depth uses again.
+kt_long Machine::CallOutside(CodeFrame& frame, Instr in) {
+  FuncCode& func = *frame.code;
+  if (KT_UNLIKELY(func.version != script_.GetVersion()) && !Rebind(func)) {
+    return CallByName(frame, in, func.calls[in.C()].name);
+  }
+  // Nobody is called with what stopped work has left.
+  if (const kt_long code = run_.ChargeTime(Kt_WorkMeter::kUnitsPerCall, &script_)) return code;
+  const FuncCode::CallSite site = func.calls[in.C()];
+  Kt_Variant* const args = frame.base + in.A();
+  const RunState::Args list(run_);
+  for (int arg = 0; arg < (in.B() & 0xFF); ++arg) {
+    (void)(*list).Add(args[arg]);
+    args[arg].Clear();
+  }
+  Kt_Variant value;
+  const FailureMark mark;
+  const std::uint32_t failures = kt::MemoryFailures();
+  const kt_long code = site.kind == FuncCode::CallKind::kBuiltin
+                           ? (script_.*site.builtin)(&*list, value)
+                           : site.ext_api(site.context, &*list, value);
+  kt::PassMemoryFailure(failures);
+  const kt_long checked = code == kOk ? CheckCallResult(&script_, value) : code;
+  Store(frame, static_cast<std::uint16_t>(in.A() - (in.B() >> 8)), std::move(value));
+  if (KT_LIKELY(code == kOk)) return checked;
+  return mark.HasNoted(code) ? code : NoteSilentCall(site.name, code);
+}
+
+kt_long Machine::ReturnTo(CodeFrame& frame, std::uint16_t operand, CodeFrame& entry,
+                          Kt_Variant& result) {
+  Kt_Variant value =
+      operand == FuncCode::kNoRegister ? std::move(returned_) : Read(frame, operand);
+  if (value.IsRef()) value = value.Dereference();
+  CodeFrame* const up = frame.up;
+  const kt_long code = run_.GetStopCode() != kOk ? run_.Check(&script_) : kOk;
+  EndFrame(frame);
+  if (&frame == &entry) {
+    result = std::move(value);
+    end_code_ = code;
+    return kCallEnds;
+  }
+  if (code != kOk) return code;
+  const kt_long checked = CheckCallResult(&script_, value);
+  const Instr call = up->pc[-1];
+  Store(*up, static_cast<std::uint16_t>(call.A() - (call.B() >> 8)), std::move(value));
+  return checked;
+}
+
+// Names -------------------------------------------------------------------------------------------
+
+kt_long Machine::Eval(CodeFrame& frame, Instr in) {
+  Kt_Expr& expr = *frame.code->exprs[in.B()].expr;
+  Kt_Variant value;
+  kt_long code = kOk;
+  {
+    const Contexts contexts(*this, frame);
+    code = expr.ExecExpr(contexts.Get(), value);
+    if (code == kOk) code = run_.Check(&script_);
+  }
+  if (code != kOk) return code;
+  if (KT_UNLIKELY(frame.is_stale) && IsValueOfStatement(frame, expr)) {
+    return FinishByName(frame, value);
+  }
+  Store(frame, in.A(), std::move(value));
+  return kOk;
+}
+
+// Whether the statement in hand declares or assigns the value of `expr`.
+bool Machine::IsValueOfStatement(const CodeFrame& frame, const Kt_Expr& expr) const {
+  const Kt_ScriptOp& op = *frame.code->EntryAt(PcOf(frame))->op;
+  if (op.HasName()) return &op.GetVar()->expression == &expr;
+  const bool is_path = op.opcode > kScriptExpr && op.opcode <= kScriptPathSetMod;
+  return is_path && &op.GetSet()->value == &expr;
+}
+
+// The names of the statement may stand for others since its value was computed.
+kt_long Machine::FinishByName(CodeFrame& frame, Kt_Variant& value) {
+  const FuncCode::Entry& entry = *frame.code->EntryAt(PcOf(frame));
+  kt_long code = kOk;
+  {
+    const Contexts contexts(*this, frame);
+    code = Interpreter(run_, frame).Finish(*entry.op, value, contexts.Get(), contexts.Get());
+  }
+  if (code == kOk) frame.pc = frame.code->instrs.data() + entry.end;
+  return code;
+}
+
+kt_long Machine::Walk(CodeFrame& frame, Instr in, bool& is_return) {
+  const Kt_ScriptOp& op = *frame.code->statements[in.A()].op;
+  const Contexts contexts(*this, frame);
+  frame.op = &op;
+  const Outcome outcome =
+      Interpreter(run_, frame).Run(op, contexts.Get(), contexts.Get(), returned_);
+  frame.op = nullptr;
+  is_return = outcome.flow == Flow::kReturn;
+  return outcome.code;
+}
+
+// Statements that were added to the function while it ran.
+kt_long Machine::Rest(CodeFrame& frame, bool& is_return) {
+  const Contexts contexts(*this, frame);
+  const Outcome outcome =
+      Interpreter(run_, frame).Body(frame.func->GetBody(), contexts.Get(), contexts.Get(),
+                                    returned_, frame.code->body_count);
+  frame.op = nullptr;
+  is_return = outcome.code == kOk;
+  return outcome.code;
+}
+
+kt_long Machine::Enter(CodeFrame& frame, Instr in) {
+  Scope& outer = *frame.scopes.back().scope;
+  frame.scopes.push_back({in.A(), std::make_unique<Scope>(&outer, &outer, script_)});
+  return kOk;
+}
+
+void Machine::Leave(CodeFrame& frame, Instr in) {
+  while (frame.scopes.size() > in.C()) frame.scopes.pop_back();
+  if (frame.code->is_by_name) return;
+  for (int reg = in.A(); reg < in.A() + in.B(); ++reg) frame.base[reg].SetUndeclared();
+}
+
+kt_long Machine::BeginStatements(CodeFrame& frame, bool& is_moved) {
+  FuncCode& func = *frame.code;
+  const auto pc = static_cast<std::uint32_t>(PcOf(frame));
+  auto entry = std::lower_bound(
+      func.entries.begin(), func.entries.end(), pc,
+      [](const FuncCode::Entry& at, std::uint32_t place) { return at.pc < place; });
+  is_moved = frame.is_stale && !func.is_by_name;
+  if (is_moved) {
+    if (func.by_name == nullptr) func.by_name = Translate(*frame.func, script_, true);
+    FuncCode& by_name = *func.by_name;
+    const FuncCode::Entry& there =
+        by_name.entries[static_cast<std::size_t>(entry - func.entries.begin())];
+    KT_ASSERT(there.op == entry->op);
+    frame.code = &by_name;
+    frame.pc = by_name.instrs.data() + there.pc;
+    frame.is_stale = false;
+    OpenScopes(frame, there.pc, script_);
+    return kOk;
+  }
+  for (; entry != func.entries.end() && entry->pc == pc; ++entry) {
+    frame.op = entry->op;
+    for (int step = 0; step < entry->steps; ++step) {
+      if (const kt_long code = run_.Tick(&script_)) return code;
+    }
+  }
+  frame.op = nullptr;
+  return kOk;
+}
+
+}  // namespace kt::detail

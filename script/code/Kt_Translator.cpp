@@ -1,0 +1,639 @@
+// SPDX-License-Identifier: MIT
+//
+// Translates a function into register code: one pass over its statements; every expression is
+// compiled by kt::ExprProgram and lowered to instructions (Kt_Translator_Expr.cpp).
+//
+// Variables. `var` declares at run time, and a name may stand for another variable until then. So
+// the pass keeps, for every open scope, which variables are certainly declared at the place in hand:
+// statements of one list run in order, so what one has declared the next ones may use. Only the body
+// of a loop comes back to its beginning with what its end has declared; names of its own that are
+// used before their declaration are guarded: where the register says "not declared" the expression
+// is left to the evaluator.
+//
+// An assignment to a name that is unknown here asks the host first and declares the variable in the
+// innermost scope (AssignNew).
+//
+// Two flavours. The second one, by names, has the same statements at the same entries, and leaves
+// every expression and every simple statement to the walk. A function goes on in it when something
+// has happened that the first one does not expect: a callback declared or removed variables of the
+// running function, a host took an unknown name, the script was loaded anew.
+#include "script/code/Kt_Translator.h"
+
+#include <algorithm>
+
+#include "expr/detail/Kt_ExprItems.h"
+
+namespace kt::detail {
+
+// Functions of more instructions, variables or constants than operands can name run by the walk.
+namespace {
+constexpr std::size_t kMostInstrs = 32000;
+constexpr std::size_t kMostConsts = 0x7F00;
+constexpr int kMostSlots = 0x4000;
+constexpr std::uint16_t kMostRegisters = 0x7F00;
+constexpr std::uint16_t kMostBoxes = 8;
+}  // namespace
+
+// Code --------------------------------------------------------------------------------------------
+
+void Translator::GiveUp(const char* why) {
+  if (code_.why_walk == nullptr) code_.why_walk = why;
+}
+
+std::size_t Translator::Emit(InstrOp op, std::uint16_t a, std::uint16_t b, std::uint16_t c) {
+  if (code_.instrs.size() >= kMostInstrs) GiveUp("too long");
+  code_.instrs.push_back(Instr::Of(op, a, b, c));
+  if (is_pending_) {
+    code_.instrs.back().SetMark(pending_steps_);
+    is_pending_ = false;
+    pending_steps_ = 0;
+  }
+  return code_.instrs.size() - 1;
+}
+
+std::size_t Translator::EmitFar(InstrOp op, std::uint16_t a, std::int32_t d) {
+  const Instr in = Instr::Far(op, a, d);
+  return Emit(op, in.A(), in.B(), in.C());
+}
+
+void Translator::EmitJump(InstrOp op, std::uint16_t a, Label label) {
+  fixups_.push_back({EmitFar(op, a, 0), label, false});
+}
+
+void Translator::EmitShort(InstrOp op, std::uint16_t a, std::uint16_t b, Label label) {
+  fixups_.push_back({Emit(op, a, b, 0), label, true});
+}
+
+Translator::Label Translator::NewLabel() {
+  labels_.push_back(0);
+  return labels_.size() - 1;
+}
+
+std::size_t Translator::Here() {
+  if (is_pending_) (void)Emit(InstrOp::kNop);
+  return code_.instrs.size();
+}
+
+void Translator::Bind(Label label) { labels_[label] = Here(); }
+
+// A statement begins, or a loop goes on with its condition.
+void Translator::Mark(const Kt_ScriptOp& op, int steps) {
+  if (pending_steps_ + steps > Instr::kMostSteps) (void)Here();
+  is_pending_ = true;
+  pending_steps_ += steps;
+  code_.entries.push_back({static_cast<std::uint32_t>(code_.instrs.size()), 0,
+                           static_cast<std::uint16_t>(open_.back().info),
+                           static_cast<std::uint16_t>(hidden_scope_ >= 0 ? hidden_scope_
+                                                                         : open_.back().info),
+                           &op, static_cast<std::uint8_t>(steps)});
+  if (code_.scopes.size() > 0xFFFF) GiveUp("too many blocks");
+}
+
+std::uint16_t Translator::AddConst(const Kt_Variant& value) {
+  if (value.IsLong() || value.IsEmpty()) {
+    const auto same = std::find_if(
+        code_.consts.begin(), code_.consts.end(), [&](const Kt_Variant& known) {
+          return known.GetTag() == value.GetTag() &&
+                 (value.IsEmpty() || known.AsLong() == value.AsLong());
+        });
+    if (same != code_.consts.end()) {
+      return static_cast<std::uint16_t>(kConstOperand | (same - code_.consts.begin()));
+    }
+  }
+  if (code_.consts.size() >= kMostConsts) {
+    GiveUp("too many constants");
+    return kConstOperand;
+  }
+  code_.consts.push_back(value);
+  return static_cast<std::uint16_t>(kConstOperand | (code_.consts.size() - 1));
+}
+
+std::uint16_t Translator::NewTemp(int count) {
+  const std::uint16_t first = temp_floor_;
+  if (first + count > kMostRegisters) {
+    GiveUp("too many registers");
+    return temp_base_;
+  }
+  temp_floor_ = static_cast<std::uint16_t>(first + count);
+  temp_top_ = std::max(temp_top_, temp_floor_);
+  return first;
+}
+
+// The register that stands for a global variable; kNone when there are too many.
+std::uint16_t Translator::BoxOf(std::uint16_t global) {
+  std::vector<std::uint16_t>& boxes = code_.global_of_register;
+  const auto found = std::find(boxes.begin(), boxes.end(), global);
+  const auto at = static_cast<std::uint16_t>(found - boxes.begin());
+  if (found == boxes.end()) {
+    if (boxes.size() >= box_limit_) return kNone;
+    boxes.push_back(global);
+  }
+  return static_cast<std::uint16_t>(slot_limit_ + at);
+}
+
+// Scopes and names --------------------------------------------------------------------------------
+
+namespace {
+
+// The statements of a list that a scope's variables may come from.
+template <class Action>
+void ForNames(const Kt_ScriptOpList& ops, const Action& action) {
+  for (kt_long at = 0; at < ops.GetCount(); ++at) {
+    const Kt_ScriptOp& op = *ops.GetItem(at);
+    if (op.opcode == kScriptVar || op.opcode == kScriptVarArray) action(op.GetVar()->name, true);
+    if (op.opcode == kScriptSet) action(op.GetVar()->name, false);
+    if (op.opcode != kScriptFor) continue;
+    ForNames(op.GetFor()->init, action);
+    ForNames(op.GetFor()->step, action);
+  }
+}
+
+}  // namespace
+
+void Translator::CountName(const Kt_WString& name, bool is_var, std::vector<Kt_Symbol>& visible) {
+  const Kt_Symbol symbol = kt_makesymbolW(name);
+  const bool is_known =
+      !is_var && (std::find(visible.begin(), visible.end(), symbol) != visible.end() ||
+                  script_.GetVariables().Find(symbol) != nullptr);
+  if (!is_known) visible.push_back(symbol);
+}
+
+// How many variables can be declared at one time, at most.
+int Translator::CountSlots(const Kt_ScriptOpList& ops, std::vector<Kt_Symbol>& visible) {
+  const std::size_t before = visible.size();
+  int inner_most = 0;
+  const auto inner = [&](const Kt_ScriptOpList& list) {
+    const auto own = static_cast<int>(visible.size() - before);
+    inner_most = std::max(inner_most, own + CountSlots(list, visible));
+  };
+  for (kt_long at = 0; at < ops.GetCount(); ++at) {
+    const Kt_ScriptOp& op = *ops.GetItem(at);
+    switch (op.opcode) {
+      case kScriptVar:
+      case kScriptVarArray: CountName(op.GetVar()->name, true, visible); break;
+      case kScriptSet: CountName(op.GetVar()->name, false, visible); break;
+      case kScriptBlock: inner(*op.GetBlock()); break;
+      case kScriptWhile: inner(op.GetWhile()->body); break;
+      case kScriptFor: {
+        const auto count = [&](const Kt_WString& name, bool is_var) {
+          CountName(name, is_var, visible);
+        };
+        ForNames(op.GetFor()->init, count);
+        ForNames(op.GetFor()->step, count);
+        inner(op.GetFor()->body);
+        break;
+      }
+      case kScriptIf:
+        for (kt_long item = 0; item < op.GetIf()->GetCount(); ++item) {
+          inner(op.GetIf()->GetItem(item)->body);
+        }
+        break;
+      case kScriptSwitch:
+        for (kt_long item = 0; item < op.GetSwitch()->GetCount(); ++item) {
+          inner(op.GetSwitch()->GetItem(item)->body);
+        }
+        break;
+      default: break;
+    }
+  }
+  const auto own = static_cast<int>(visible.size() - before);
+  visible.resize(before);
+  return std::max(own, inner_most);
+}
+
+// The register of a variable of the innermost scope; made if it is new.
+std::uint16_t Translator::SlotOf(const Kt_WString& name, bool is_certain) {
+  OpenScope& scope = open_.back();
+  const Kt_Symbol symbol = kt_makesymbolW(name);
+  for (auto& [known_symbol, known] : scope.slots) {
+    if (known_symbol != symbol) continue;
+    known.is_certain = known.is_certain || is_certain;
+    return known.reg;
+  }
+  if (next_slot_ >= slot_limit_) {
+    GiveUp("too many variables");
+    return 0;
+  }
+  const std::uint16_t reg = next_slot_++;
+  most_slots_ = std::max(most_slots_, next_slot_);
+  scope.slots.push_back({symbol, {reg, is_certain}});
+  const bool is_argument = reg < code_.param_count;
+  code_.scopes[scope.info].slots.push_back(
+      {name, symbol, reg, static_cast<std::uint32_t>(is_argument ? 0 : code_.entries.size())});
+  return reg;
+}
+
+Translator::Place Translator::Find(const Kt_WString& name, std::size_t skip) {
+  const Kt_Symbol symbol = kt_makesymbolW(name);
+  for (std::size_t at = open_.size() - skip; at-- > 0;) {
+    for (const auto& [known_symbol, known] : open_[at].slots) {
+      if (known_symbol != symbol) continue;
+      const auto kind = known.is_certain ? Place::Kind::kRegister : Place::Kind::kMaybe;
+      return {kind, known.reg, at + 1 == open_.size()};
+    }
+  }
+  if (script_.GetVariables().Find(symbol) == nullptr) return {};
+  return {Place::Kind::kGlobal, GlobalNumber(name), false};
+}
+
+std::uint16_t Translator::GlobalNumber(const Kt_WString& name) {
+  const Kt_Symbol symbol = kt_makesymbolW(name);
+  for (const auto& [known_symbol, number] : global_numbers_) {
+    if (known_symbol == symbol) return number;
+  }
+  const auto number = static_cast<std::uint16_t>(code_.globals.size());
+  if (number >= 0x7F00) GiveUp("too many globals");
+  code_.globals.push_back({name, nullptr});
+  global_numbers_.push_back({symbol, number});
+  return number;
+}
+
+// Names that a list may declare sooner or later, where its beginning can come after its end.
+void Translator::NoteMaybe(const Kt_ScriptOpList& ops) {
+  ForNames(ops, [&](const Kt_WString& name, bool is_var) {
+    if (is_var || Find(name).kind == Place::Kind::kNobody) (void)SlotOf(name, false);
+  });
+}
+
+void Translator::OpenFunction() {
+  code_.scopes.push_back({-1, 0, {}});
+  open_.push_back({0, {}, 0});
+  const Kt_ScriptOpList& args = func_.GetArgs();
+  std::vector<Kt_Symbol> visible;
+  for (kt_long arg = 0; arg < args.GetCount(); ++arg) {
+    const Kt_Symbol symbol = kt_makesymbolW(args.GetItem(arg)->GetVar()->name);
+    if (symbol == 0 || std::find(visible.begin(), visible.end(), symbol) != visible.end()) {
+      GiveUp("two arguments of one name");
+    }
+    visible.push_back(symbol);
+  }
+  const int slots = args.GetCount() + CountSlots(func_.GetBody(), visible);
+  if (slots > kMostSlots) return GiveUp("too many variables");
+  slot_limit_ = static_cast<std::uint16_t>(slots);
+  box_limit_ = static_cast<std::uint16_t>(
+      std::min<kt_long>(kMostBoxes, script_.GetVariables().GetCount()));
+  temp_base_ = temp_floor_ = temp_top_ = static_cast<std::uint16_t>(slot_limit_ + box_limit_);
+  code_.param_count = static_cast<std::uint16_t>(args.GetCount());
+  for (kt_long arg = 0; arg < args.GetCount(); ++arg) {
+    (void)SlotOf(args.GetItem(arg)->GetVar()->name, true);
+  }
+}
+
+void Translator::OpenBlock(const Kt_ScriptOpList* loop_body) {
+  const auto parent = static_cast<int>(open_.back().info);
+  const auto depth = static_cast<int>(open_.size());
+  code_.scopes.push_back({parent, depth, {}});
+  open_.push_back({code_.scopes.size() - 1, {}, next_slot_});
+  if (code_.is_by_name) {
+    (void)Emit(InstrOp::kEnter, static_cast<std::uint16_t>(code_.scopes.size() - 1));
+  } else if (loop_body != nullptr) {
+    NoteMaybe(*loop_body);
+  }
+}
+
+// What the scopes from `depth` on have declared goes.
+void Translator::Leave(std::size_t depth) {
+  if (depth >= open_.size()) return;
+  const std::uint16_t first = open_[depth].first_reg;
+  const auto count = static_cast<std::uint16_t>(next_slot_ - first);
+  if (count == 0 && !code_.is_by_name) return;
+  (void)Emit(InstrOp::kLeave, first, count, static_cast<std::uint16_t>(depth));
+}
+
+void Translator::CloseBlock() {
+  Leave(open_.size() - 1);
+  next_slot_ = open_.back().first_reg;
+  open_.pop_back();
+}
+
+// Statements --------------------------------------------------------------------------------------
+
+void Translator::Run() {
+  OpenFunction();
+  if (code_.why_walk != nullptr) return;
+  const Kt_ScriptOpList& body = func_.GetBody();
+  code_.body_count = body.GetCount();
+  Body(body);
+  (void)Emit(InstrOp::kEnd);
+  code_.return_null = static_cast<std::uint32_t>(Emit(InstrOp::kReturnNull));
+  Finish();
+}
+
+void Translator::Finish() {
+  std::int64_t steps = 1;
+  for (const Instr& in : code_.instrs) steps += in.Steps();
+  code_.margin = (steps + 1) * Kt_WorkMeter::kUnitsPerStep;
+  for (const Fixup& fixup : fixups_) {
+    const Instr in = code_.instrs[fixup.at];
+    const auto distance = static_cast<std::int32_t>(labels_[fixup.label]) -
+                          static_cast<std::int32_t>(fixup.at) - 1;
+    Instr patched = fixup.is_short ? Instr::Of(in.Op(), in.A(), in.B(),
+                                               static_cast<std::uint16_t>(distance))
+                                   : Instr::Far(in.Op(), in.A(), distance);
+    patched.word |= std::uint64_t{in.Mark()} << 8;
+    code_.instrs[fixup.at] = patched;
+  }
+  for (const auto& [range, label] : branch_resumes_) {
+    code_.ranges[range].resume = static_cast<std::uint32_t>(labels_[label]);
+  }
+  code_.slot_count = most_slots_;
+  code_.var_count = code_.global_of_register.empty()
+                        ? most_slots_
+                        : static_cast<std::uint16_t>(slot_limit_ + code_.global_of_register.size());
+  code_.box_base = slot_limit_;
+  code_.register_count = std::max<std::uint16_t>(temp_top_, code_.var_count);
+  code_.temp_base = temp_base_;
+  code_.instrs.shrink_to_fit();
+  code_.consts.shrink_to_fit();
+  code_.entries.shrink_to_fit();
+  code_.ranges.shrink_to_fit();
+  (void)code_.BindGlobals(script_.GetVariables());
+  code_.version = script_.GetVersion();
+}
+
+void Translator::Body(const Kt_ScriptOpList& ops) {
+  for (kt_long at = 0; at < ops.GetCount() && code_.why_walk == nullptr; ++at) {
+    const Kt_ScriptOp& op = *ops.GetItem(at);
+    Mark(op, 1);
+    const std::size_t entry = code_.entries.size() - 1;
+    temp_floor_ = temp_base_;
+    Statement(op);
+    code_.entries[entry].end = static_cast<std::uint32_t>(code_.instrs.size());
+  }
+}
+
+void Translator::Statement(const Kt_ScriptOp& op) {
+  switch (op.opcode) {
+    case kScriptBlock: return Block(op);
+    case kScriptContinue:
+    case kScriptBreak: return JumpOut(op);
+    case kScriptIf: return If(op);
+    case kScriptSwitch: return Switch(op);
+    case kScriptWhile:
+    case kScriptFor: return Loop(op);
+    default: break;
+  }
+  if (!op.HasPayload()) return;
+  if (code_.is_by_name) return Walk(op, "by names");
+  switch (op.opcode) {
+    case kScriptVar:
+    case kScriptVarArray: return Declare(op);
+    case kScriptInc:
+    case kScriptDec: return StepName(op);
+    case kScriptSet: return Assign(op);
+    case kScriptSetAdd:
+    case kScriptSetSub:
+    case kScriptSetMul:
+    case kScriptSetDiv:
+    case kScriptSetMod: return Combine(op);
+    case kScriptExpr: {
+      Kt_Expr& expr = op.GetSet()->value;
+      if (expr.GetState() == kStateTrace) return Walk(op, "trace");
+      const std::uint16_t value = Value(expr);
+      if (IsTemp(value)) (void)Emit(InstrOp::kDrop, value);
+      return;
+    }
+    case kScriptPathSet:
+    case kScriptPathSetAdd:
+    case kScriptPathSetSub:
+    case kScriptPathSetMul:
+    case kScriptPathSetDiv:
+    case kScriptPathSetMod: return AssignPath(op);
+    case kScriptReturn: return Return(op);
+    default: return;
+  }
+}
+
+void Translator::Walk(const Kt_ScriptOp& op, const char* why) {
+  code_.statements.push_back({&op, why});
+  if (code_.statements.size() >= 0x7F00) GiveUp("too long");
+  (void)Emit(InstrOp::kWalk, static_cast<std::uint16_t>(code_.statements.size() - 1));
+}
+
+void Translator::Declare(const Kt_ScriptOp& op) {
+  const Kt_ScriptOpVar& var = *op.GetVar();
+  // The initialiser does not see the variable yet.
+  const Kt_Symbol symbol = kt_makesymbolW(var.name);
+  if (symbol == 0) return Walk(op, "no name");
+  const auto& slots = open_.back().slots;
+  const auto known = std::find_if(slots.begin(), slots.end(),
+                                  [&](const auto& slot) { return slot.first == symbol; });
+  const std::uint16_t reg = known != slots.end() ? known->second.reg : next_slot_;
+  if (reg >= slot_limit_) return GiveUp("too many variables");
+  if (op.opcode == kScriptVarArray) {
+    (void)Emit(InstrOp::kDeclareArray, reg, Value(var.expression));
+  } else {
+    ValueInto(var.expression, reg);
+  }
+  (void)SlotOf(var.name, true);
+}
+
+void Translator::Assign(const Kt_ScriptOp& op) {
+  const Place place = Find(op.GetVar()->name);
+  switch (place.kind) {
+    case Place::Kind::kRegister: return AssignTo(place.reg, op);
+    case Place::Kind::kGlobal: return AssignGlobal(place.reg, op);
+    case Place::Kind::kNobody: return AssignNew(place, op);
+    case Place::Kind::kMaybe:
+      // Another variable of the name may lie further out.
+      if (place.is_innermost && Find(op.GetVar()->name, 1).kind == Place::Kind::kNobody) return AssignNew(place, op);
+      return Walk(op, "the name may stand for two variables");
+  }
+}
+
+void Translator::AssignTo(std::uint16_t reg, const Kt_ScriptOp& op) {
+  const Kt_ScriptOpVar& var = *op.GetVar();
+  if (JoinTo(var.expression, var.name, reg) == kNone) ValueInto(var.expression, reg);
+}
+
+void Translator::AssignGlobal(std::uint16_t global, const Kt_ScriptOp& op) {
+  const Kt_ScriptOpVar& var = *op.GetVar();
+  const std::uint16_t box = BoxOf(global);
+  if (box != kNone && JoinTo(var.expression, var.name, box) != kNone) return;
+  (void)Emit(InstrOp::kSetGlobal, global, Value(var.expression));
+}
+
+void Translator::AssignNew(const Place& place, const Kt_ScriptOp& op) {
+  const Kt_ScriptOpVar& var = *op.GetVar();
+  const std::uint16_t reg = place.kind == Place::Kind::kMaybe ? place.reg : next_slot_;
+  if (reg >= slot_limit_) return GiveUp("too many variables");
+  const std::uint16_t value = Value(var.expression);
+  (void)SlotOf(var.name, true);
+  (void)Emit(InstrOp::kAssignNew, reg, value);
+}
+
+void Translator::Combine(const Kt_ScriptOp& op) {
+  const Kt_ScriptOpVar& var = *op.GetVar();
+  const Place place = Find(var.name);
+  const std::uint16_t reg =
+      place.kind == Place::Kind::kGlobal ? BoxOf(place.reg) : place.reg;
+  const bool is_known =
+      place.kind == Place::Kind::kRegister || place.kind == Place::Kind::kGlobal;
+  if (!is_known || reg == kNone) return Walk(op, "the name is no variable here");
+  const std::uint16_t value = Value(var.expression);
+  if (place.kind == Place::Kind::kGlobal) (void)Emit(InstrOp::kBindGlobal, reg, place.reg);
+  const int distance = static_cast<int>(*CompoundOperator(op.opcode));
+  (void)Emit(static_cast<InstrOp>(static_cast<int>(InstrOp::kAddTo) + distance), reg, value);
+}
+
+void Translator::StepName(const Kt_ScriptOp& op) {
+  const Place place = Find(op.GetVar()->name);
+  const auto step = static_cast<std::uint16_t>(op.opcode == kScriptInc ? 1 : -1);
+  if (place.kind == Place::Kind::kRegister) {
+    (void)Emit(InstrOp::kStep, place.reg, 0, step);
+    return;
+  }
+  const std::uint16_t box = place.kind == Place::Kind::kGlobal ? BoxOf(place.reg) : kNone;
+  if (box == kNone) return Walk(op, "the name is no variable here");
+  (void)Emit(InstrOp::kBindGlobal, box, place.reg);
+  (void)Emit(InstrOp::kStep, box, 0, step);
+}
+
+void Translator::Return(const Kt_ScriptOp& op) {
+  Kt_Expr& expr = op.GetSet()->value;
+  if (expr.GetState() == kStateTrace) return Walk(op, "trace");
+  (void)Emit(InstrOp::kReturn, Value(expr));
+}
+
+void Translator::Block(const Kt_ScriptOp& op) {
+  // `continue` ends the block and nothing else.
+  const Label end = NewLabel();
+  jumps_.push_back({0, end, 0, open_.size(), false, true});
+  ScopedBody(*op.GetBlock(), false);
+  jumps_.pop_back();
+  Bind(end);
+}
+
+void Translator::ScopedBody(const Kt_ScriptOpList& ops, bool is_loop) {
+  OpenBlock(is_loop ? &ops : nullptr);
+  Body(ops);
+  CloseBlock();
+}
+
+void Translator::If(const Kt_ScriptOp& op) {
+  const Kt_ScriptOpIf& branches = *op.GetIf();
+  const Label end = NewLabel();
+  const kt_long count = branches.GetCount();
+  for (kt_long at = 0; at < count; ++at) {
+    const Kt_ScriptOpItem& branch = *branches.GetItem(at);
+    temp_floor_ = temp_base_;
+    const Label next = NewLabel();
+    if (branch.flag != 1) Branch(branch.expression, false, next);
+    ScopedBody(branch.body, false);
+    if (at + 1 < count) EmitJump(InstrOp::kJump, 0, end);
+    Bind(next);
+    if (branch.flag == 1) break;
+    // The condition of the next one belongs to this statement.
+    if (at + 1 < count && branches.GetItem(at + 1)->flag != 1) MarkAgain(op);
+  }
+  Bind(end);
+}
+
+// The place belongs to `op` again, after statements inside of it.
+void Translator::MarkAgain(const Kt_ScriptOp& op) { Mark(op, 0); }
+
+// The label of a case is compared where the one before did not match; the bodies follow each other.
+void Translator::Switch(const Kt_ScriptOp& op) {
+  const Kt_ScriptOpSwitch& labels = *op.GetSwitch();
+  const Label end = NewLabel();
+  const std::uint16_t chosen = NewTemp();
+  ValueInto(labels.expression, chosen);
+  std::vector<Label> bodies;
+  bool has_default = false;
+  for (kt_long at = 0; at < labels.GetCount(); ++at) {
+    const Kt_ScriptOpItem& label = *labels.GetItem(at);
+    bodies.push_back(NewLabel());
+    if (has_default) continue;
+    has_default = label.flag == 1;
+    if (has_default) {
+      (void)Emit(InstrOp::kDrop, chosen);
+      EmitJump(InstrOp::kJump, 0, bodies.back());
+      continue;
+    }
+    temp_floor_ = static_cast<std::uint16_t>(chosen + 1);
+    const std::uint16_t value = Value(label.expression);
+    EmitShort(InstrOp::kCase, chosen, value, bodies.back());
+  }
+  if (!has_default) {
+    (void)Emit(InstrOp::kDrop, chosen);
+    EmitJump(InstrOp::kJump, 0, end);
+  }
+  jumps_.push_back({end, 0, open_.size(), 0, true, false});
+  for (kt_long at = 0; at < labels.GetCount(); ++at) {
+    Bind(bodies[static_cast<std::size_t>(at)]);
+    ScopedBody(labels.GetItem(at)->body, false);
+  }
+  jumps_.pop_back();
+  Bind(end);
+}
+
+// The condition stands behind the body: one jump in a round.
+void Translator::Loop(const Kt_ScriptOp& op) {
+  const bool is_for = op.opcode == kScriptFor;
+  const Kt_ScriptOpList* const step = is_for ? &op.GetFor()->step : nullptr;
+  const Kt_ScriptOpList& body = is_for ? op.GetFor()->body : op.GetWhile()->body;
+  Kt_Expr& condition = is_for ? op.GetFor()->condition : op.GetWhile()->condition;
+  if (is_for) Body(op.GetFor()->init);
+  if (step != nullptr && !code_.is_by_name) NoteMaybe(*step);
+  const Label test = NewLabel();
+  const Label next = NewLabel();
+  const Label again = NewLabel();
+  const Label leave = NewLabel();
+  const Label end = NewLabel();
+  OpenBlock(&body);
+  const std::size_t depth = open_.size();
+  EmitJump(InstrOp::kJump, 0, test);
+  Bind(again);
+  Mark(op, 1);
+  jumps_.push_back({leave, next, depth, depth, true, true});
+  Body(body);
+  jumps_.pop_back();
+  Bind(next);
+  // Step and condition do not see the scope of the body.
+  OpenScope inner = std::move(open_.back());
+  open_.pop_back();
+  hidden_scope_ = static_cast<int>(inner.info);
+  if (step != nullptr) {
+    const auto states = open_.back().slots;
+    Body(*step);
+    open_.back().slots = states;
+  }
+  Bind(test);
+  MarkAgain(op);
+  temp_floor_ = temp_base_;
+  Branch(condition, true, again);
+  hidden_scope_ = -1;
+  open_.push_back(std::move(inner));
+  Bind(leave);
+  CloseBlock();
+  Bind(end);
+}
+
+void Translator::JumpOut(const Kt_ScriptOp& op) {
+  const bool is_break = op.opcode == kScriptBreak;
+  for (auto jump = jumps_.rbegin(); jump != jumps_.rend(); ++jump) {
+    if (!(is_break ? jump->has_break : jump->has_continue)) continue;
+    Leave(is_break ? jump->break_depth : jump->continue_depth);
+    EmitJump(InstrOp::kJump, 0, is_break ? jump->break_label : jump->continue_label);
+    return;
+  }
+  (void)Emit(InstrOp::kReturnNull);  // outside of any loop it ends the function
+}
+
+void Translator::AssignPath(const Kt_ScriptOp& op) {
+  const Kt_ScriptOpSet& set = *op.GetSet();
+  if (const char* const why = PathTo(op)) {
+    (void)set;
+    Walk(op, why);
+  }
+}
+
+}  // namespace kt::detail
+
+std::unique_ptr<kt::detail::FuncCode> kt::detail::Translate(const Kt_ScriptFunc& func,
+                                                            Kt_Script& script, bool by_name) {
+  auto code = std::make_unique<FuncCode>();
+  code->is_by_name = by_name;
+  Translator(func, script, *code).Run();
+  return code;
+}
