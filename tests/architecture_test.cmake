@@ -11,7 +11,7 @@ set(outside_folders cli bench fuzz examples)
 set(rooms
   classlib/base classlib/text classlib/value classlib/xml classlib/store classlib/formats
   classlib/domain
-  expr object script dataset dataset/methods dataset/rows reference
+  expr object script script/code dataset dataset/methods dataset/rows reference
   cli cli/data cli/show cli/repl
   bench fuzz examples)
 
@@ -20,7 +20,7 @@ set(rooms
 set(all_classlib classlib/base classlib/text classlib/value classlib/xml classlib/store
   classlib/formats classlib/domain)
 set(values classlib/base classlib/text classlib/value)
-set(engine expr object script dataset dataset/methods dataset/rows reference)
+set(engine expr object script script/code dataset dataset/methods dataset/rows reference)
 set(allowed_classlib/base)
 set(allowed_classlib/text classlib/base)
 set(allowed_classlib/value classlib/base classlib/text)
@@ -30,7 +30,8 @@ set(allowed_classlib/formats ${values} classlib/xml classlib/store)
 set(allowed_classlib/domain ${values} classlib/xml classlib/store)
 set(allowed_expr ${values} object)
 set(allowed_object ${values} expr)
-set(allowed_script ${values} expr object)
+set(allowed_script ${values} expr object script/code)
+set(allowed_script/code ${values} expr object script)
 set(allowed_dataset ${all_classlib} expr object script dataset/methods dataset/rows)
 set(allowed_dataset/methods ${all_classlib} expr object script dataset dataset/rows)
 set(allowed_dataset/rows ${values} classlib/store expr object script dataset dataset/methods)
@@ -49,7 +50,7 @@ list(APPEND allowed_fuzz tests tests/common tests/classlib)
 set(script_classes_for_bodies script/Kt_Script.h script/Kt_ScriptFunc.h)
 # Names that a header below declares for members or parameters that only bodies above look into.
 set(declared_above
-  expr/Kt_Expr.h:ExprCode object/Kt_ExprObjInfo.h:Kt_ScriptFunc
+  object/Kt_ExprObjInfo.h:Kt_ScriptFunc
   object/Kt_ExprObject.h:Kt_ExprDataset object/Kt_ExprObject.h:Kt_Script)
 
 # Sets `room` in the caller to the room of a file.

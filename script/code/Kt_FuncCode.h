@@ -143,6 +143,7 @@ struct FuncCode {
   std::vector<std::unique_ptr<Kt_Expr>> pieces;  // of lists
   std::vector<std::uint16_t> global_of_register;  // for those after the slots
   const char* why_walk = nullptr;  // no code: the whole function runs by the walk, and why
+  bool is_for_now = false;          // that reason may be gone at the next call
   bool is_by_name = false;
   std::uint16_t param_count = 0;
   std::uint16_t slot_count = 0;  // registers of variables

@@ -42,8 +42,11 @@ template <class Op>
 KT_ALWAYS_INLINE bool TryNumbers(const Kt_Variant& left, const Kt_Variant& right,
                                  Kt_Variant& dst) {
   if (KT_UNLIKELY(dst.IsCounted())) return false;
+  if (KT_LIKELY(left.IsLong() && right.IsLong())) {
+    Op::Longs(left.AsLong(), right.AsLong(), dst);
+    return true;
+  }
   switch (KindPair(left.GetTag(), right.GetTag())) {
-    case KindPair(kTagLong, kTagLong): Op::Longs(left.AsLong(), right.AsLong(), dst); return true;
     case KindPair(kTagDouble, kTagDouble):
       dst.Set(Op::Doubles(left.AsDouble(), right.AsDouble()));
       return true;
@@ -85,9 +88,10 @@ enum class Truth { kNo, kYes, kUnknown };
 template <Operator kOperator>
 KT_ALWAYS_INLINE Truth TryRelation(const Kt_Variant& left, const Kt_Variant& right) {
   const auto give = [](bool holds) { return holds ? Truth::kYes : Truth::kNo; };
+  if (KT_LIKELY(left.IsLong() && right.IsLong())) {
+    return give(Holds<kOperator>(left.AsLong(), right.AsLong()));
+  }
   switch (KindPair(left.GetTag(), right.GetTag())) {
-    case KindPair(kTagLong, kTagLong):
-      return give(Holds<kOperator>(left.AsLong(), right.AsLong()));
     case KindPair(kTagDouble, kTagDouble):
       return give(Holds<kOperator>(left.AsDouble(), right.AsDouble()));
     case KindPair(kTagLong, kTagDouble):
@@ -213,7 +217,7 @@ FuncCode* Machine::CodeOf(const Kt_ScriptFunc& func, Kt_Script& script) {
   if (KT_UNLIKELY(slot == nullptr)) {
     slot = Translate(func, script, false);
     // What was made while the run was being stopped may lack something.
-    if (Kt_WorkMeter::CurrentStop() != kOk) {
+    if (Kt_WorkMeter::CurrentStop() != kOk || slot->is_for_now) {
       slot.reset();
       return nullptr;
     }
@@ -233,6 +237,7 @@ kt_long Machine::Begin(const Kt_ScriptFunc& func, FuncCode& code, Kt_Variant* wa
   frame.up = nullptr;
   frame.base = wanted;
   frame.reg_count = 0;
+  frame.failures = failure_count;
   run_.Push(frame);
   current_ = &frame;
   ++depth_;
@@ -296,8 +301,13 @@ bool Machine::Recover(CodeFrame& entry, kt_long& code) {
     }
     ClearFrame(frame);
     code = AfterCall(code);
+    const bool is_noted = failure_count != frame.failures && Kt_RunError::Last().code == code;
     EndFrame(frame);
     if (&frame == &entry) return false;
+    if (!is_noted) {
+      const CodeFrame& caller = *current_;
+      (void)NoteSilentCall(caller.code->calls[caller.pc[-1].C()].name, code);
+    }
   }
 }
 
@@ -663,6 +673,7 @@ run:
     inner->op = nullptr;
     inner->pc = nullptr;
     inner->reg_count = callee->register_count;
+    inner->failures = failure_count;
     run_.Push(*inner);
     current_ = frame = inner;
     ++depth_;

@@ -18,6 +18,7 @@ struct CodeFrame : RunState::Frame {
   CodeFrame* before = nullptr;
   std::size_t block = 0;
   std::uint16_t reg_count = 0;
+  std::uint64_t failures = 0;  // noted on the thread before it was called
   bool is_stale = false;  // goes on by names with the next statement
   // The contexts of its scopes, outermost first, while somebody may look at them.
   struct Open {

@@ -585,7 +585,6 @@ kt_long Machine::ReturnTo(CodeFrame& frame, std::uint16_t operand, CodeFrame& en
                           Kt_Variant& result) {
   Kt_Variant value =
       operand == FuncCode::kNoRegister ? std::move(returned_) : Read(frame, operand);
-  if (value.IsRef()) value = value.Dereference();
   CodeFrame* const up = frame.up;
   const kt_long code = run_.GetStopCode() != kOk ? run_.Check(&script_) : kOk;
   EndFrame(frame);
@@ -683,6 +682,10 @@ kt_long Machine::BeginStatements(CodeFrame& frame, bool& is_moved) {
   is_moved = frame.is_stale && !func.is_by_name;
   if (is_moved) {
     if (func.by_name == nullptr) func.by_name = Translate(*frame.func, script_, true);
+    if (func.by_name->is_for_now) {
+      func.by_name.reset();
+      return run_.StopTooDeep(&script_);
+    }
     FuncCode& by_name = *func.by_name;
     const FuncCode::Entry& there =
         by_name.entries[static_cast<std::size_t>(entry - func.entries.begin())];

@@ -21,7 +21,7 @@
 
 #include <algorithm>
 
-#include "expr/detail/Kt_ExprItems.h"
+#include "classlib/base/Kt_NativeStack.h"
 
 namespace kt::detail {
 
@@ -160,11 +160,11 @@ void Translator::CountName(const Kt_WString& name, bool is_var, std::vector<Kt_S
 
 // How many variables can be declared at one time, at most.
 int Translator::CountSlots(const Kt_ScriptOpList& ops, std::vector<Kt_Symbol>& visible) {
+  if (!HasStack()) return 0;
   const std::size_t before = visible.size();
   int inner_most = 0;
   const auto inner = [&](const Kt_ScriptOpList& list) {
-    const auto own = static_cast<int>(visible.size() - before);
-    inner_most = std::max(inner_most, own + CountSlots(list, visible));
+    inner_most = std::max(inner_most, CountSlots(list, visible));
   };
   for (kt_long at = 0; at < ops.GetCount(); ++at) {
     const Kt_ScriptOp& op = *ops.GetItem(at);
@@ -198,7 +198,7 @@ int Translator::CountSlots(const Kt_ScriptOpList& ops, std::vector<Kt_Symbol>& v
   }
   const auto own = static_cast<int>(visible.size() - before);
   visible.resize(before);
-  return std::max(own, inner_most);
+  return own + inner_most;
 }
 
 // The register of a variable of the innermost scope; made if it is new.
@@ -351,7 +351,16 @@ void Translator::Finish() {
   code_.version = script_.GetVersion();
 }
 
+// Another thread may have more of it.
+bool Translator::HasStack() {
+  if (KT_LIKELY(kt_hasstack())) return true;
+  code_.is_for_now = true;
+  GiveUp("nests too deeply for the stack of this thread");
+  return false;
+}
+
 void Translator::Body(const Kt_ScriptOpList& ops) {
+  if (!HasStack()) return;
   for (kt_long at = 0; at < ops.GetCount() && code_.why_walk == nullptr; ++at) {
     const Kt_ScriptOp& op = *ops.GetItem(at);
     Mark(op, 1);

@@ -132,6 +132,7 @@ class Translator {
   }
   std::uint16_t BoxOf(std::uint16_t global);
   void GiveUp(const char* why);
+  bool HasStack();
   void Finish();
 
   const Kt_ScriptFunc& func_;

@@ -347,6 +347,7 @@ std::uint16_t Translator::EvaluateList(std::size_t begin, Kt_Expr& expr, std::ui
 
 // Why the evaluator has to compute `expr`; null when it need not. Emits nothing.
 const char* Translator::WhyNotLowered(Kt_Expr& expr) {
+  if (!HasStack()) return "nests too deeply";
   const std::uint16_t floor = temp_floor_;
   const std::size_t calls = code_.calls.size();
   const char* why = nullptr;
@@ -415,6 +416,7 @@ std::uint16_t Translator::Value(Kt_Expr& expr, std::uint16_t want) {
   const bool has_jumps = std::any_of(instrs.begin(), instrs.end(),
                                      [](const CodeInstr& in) { return IsTest(in.op); });
   if (want != kNone && last > 0 && !has_jumps && instrs[last - 1].dst == instrs[last].a &&
+      instrs[last - 1].op != CodeOp::kRef &&
       !IsName(instrs[last].a) && !IsConstant(instrs[last].a)) {
     low.want = want;
     low.want_temp = instrs[last].a;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// The compiled form of expressions against the evaluator: equal results, variables and reports.
+// Functions as code against the walk: equal results, variables, reports, calls, and equal steps, so
+// that a budget ends both at the same statement.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -14,8 +15,10 @@ namespace {
 using kt::test::ProgramMaker;
 using kt::test::RunToText;
 
-void ExpectSame(const std::string& script) {
-  EXPECT_EQ(RunToText(script, true), RunToText(script, false)) << script;
+void ExpectSame(const std::string& script, int limit_steps = 300) {
+  EXPECT_EQ(RunToText(script, true, limit_steps), RunToText(script, false, limit_steps))
+      << limit_steps << " steps\n"
+      << script;
 }
 
 std::vector<std::uint8_t> RandomBytes(unsigned seed, std::size_t size) {
@@ -40,8 +43,77 @@ TEST(Compiled, RandomExpressions) {
 TEST(Compiled, RandomPrograms) {
   for (unsigned seed = 0; seed < 400 && !HasFailure(); ++seed) {
     const std::vector<std::uint8_t> bytes = RandomBytes(seed + 10000, 400);
-    ExpectSame(ProgramMaker(bytes.data(), bytes.size()).Program());
+    const int limit_steps = seed % 3 == 0 ? 300 : 1 + static_cast<int>(seed * 7 % 90);
+    ExpectSame(ProgramMaker(bytes.data(), bytes.size()).Program(), limit_steps);
   }
+}
+
+TEST(Compiled, ABudgetEndsBothAtTheSameStatement) {
+  const char* const script =
+      "var g = 1, list = [3, 4];\n"
+      "function f(a, b) { if (a < 2) { return a; } else g++; return f(a - 1) + f(a - 2); }\n"
+      "function main(x, y) {\n"
+      "  log(g); { var x = 2; { x += 3; } ; }\n"
+      "  for (var i = 0, j = 5; i < j; i++, j--) { list[i] = i; if (i == 1) continue; g += i; }\n"
+      "  while (x-- > 2) { switch (x) { case 4: g = 9; case 3: log(x); break; default: g--; } }\n"
+      "  fresh = f(5, g) + probe(7, 'g', 1); eval('fresh++'); log(fresh);\n"
+      "  while (1) { if (g++ > 30) break; y = y + 'a' + g; }\n"
+      "  return y;\n"
+      "}\n";
+  for (int limit_steps = 1; limit_steps < 220 && !HasFailure(); ++limit_steps) {
+    ExpectSame(script, limit_steps);
+  }
+}
+
+// What callbacks do to the variables of the function that called them.
+TEST(Compiled, ContextsOnDemand) {
+  const char* const bodies[] = {
+      "var a = 1; probe(1, 'a', 5); return a;",
+      "var a = 1; probe(2, 'b', 5); b += a; return b;",
+      "var a = 1; { probe(2, 'a', 5); a = a + 1; log(a); } return a;",
+      "{ probe(1, 'fresh', 5); fresh += 1; log(fresh); } return fresh;",
+      "for (var i = 0; i < 4; i++) { if (i == 2) probe(2, 'i', 7); log(i); }",
+      "for (var i = 0; i < 3; i++) { var t = i; probe(3, 't', 0); t = 'new'; } return i;",
+      "var i = 3; while (probe(2, 'i', 1) && i-- > 0) { var t = i; log(t); } return i;",
+      "var a = probe(2, 'a', 5); return a;",
+      "var a[probe(2, 'a', 2)]; a[0] = 1; return a;",
+      "list[x] = probe(2, 'x', 0); return list;",
+      "x += probe(3, 'x', 0); return x;",
+      "switch (probe(2, 'x', 1)) { case x: log(1); case 7: log(x); } return x;",
+      "if (probe(2, 'z', 1)) { log(z); } else if (0) {} else { return 1; } return z;",
+      "hosted = 4; hosted += 1; other = 2; return other + hosted;",
+      "while (x-- > 0) { if (x < 3) log(seen); seen = x; }",
+      "probe(5, '', 0); g = g + 1; return f(g, same(2));",
+      "return f(ref(x), 1) + probe(6, 'h', 3) + h;",
+      "var l = [1, 2]; f(ref(l[0]), 1); f(ref(l[5]), 1); return l;",
+      "var r = 1; { var q = ref(r); } f(ref(r), ref(r)); return eval('r = 1') + r;",
+      "return probe(4, 'a', 'b') + eval('same(x)');",
+      "{ probe(7, '', 0); } { var b = 1; probe(7, '', 0); } var c = 2; probe(7, '', 0);",
+  };
+  for (const char* const body : bodies) {
+    ExpectSame(std::string("var g = 2, list = [1, 'two', [3, 4]], s = 'text';\n"
+                           "function f(x, y) { x = x + 1; probe(7, '', 0); return y; }\n"
+                           "function same(v) { return v; }\n"
+                           "function main(x, y) { ") +
+               body + " }\n");
+  }
+}
+
+// Calls between functions take no native stack, and end in the error that they always ended in.
+TEST(Compiled, DeepRecursion) {
+  Kt_Script script;
+  ASSERT_EQ(script.Parse(u"t",
+                         u"function down(n) { if (n == 0) return 0; return down(n - 1) + 1; }\n"
+                         u"function main(n) { return down(n); } function ever() { ever(); }",
+                         nullptr, nullptr),
+            0);
+  Kt_Variant depth(kt_long{50000});
+  Kt_Variant result;
+  EXPECT_EQ(script.ExecFunc(u"main", 1, &depth, result), 0);
+  EXPECT_EQ(kt::test::Show(result), "50000");
+  EXPECT_EQ(script.ExecFunc(u"ever", nullptr, result), kErrTooDeep);
+  EXPECT_EQ(Kt_RunError::Last().function, u"ever");
+  EXPECT_EQ(script.ExecFunc(u"main", 1, &depth, result), 0);
 }
 
 // What the compiled form once did otherwise, and what it must leave to the evaluator.
