@@ -94,4 +94,8 @@ struct KT_SCRIPT_API ExprProgram {
   std::uint16_t temp_count = 0;
 };
 
+// The pieces of a bracket list (an expression in kStateList), each an expression of its own. False
+// when brackets nest too deeply.
+KT_SCRIPT_API bool SplitListExpr(const Kt_Expr& list, std::vector<Kt_Expr>& pieces);
+
 }  // namespace kt

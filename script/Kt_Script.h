@@ -87,9 +87,9 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
 
   // What a call from outside may use up; null for no limit. Takes effect with the next call.
   void SetBudget(const Kt_RunBudget* budget);
-  // False: every expression is evaluated as it was parsed, without the compiled form, which gives
-  // the same at a multiple of the time. For tests that compare the two, and for finding out where
-  // a fault lies. True at first; at any time.
+  // False: functions run by the walk over their operation trees instead of as code, which gives the
+  // same at a multiple of the time. For tests that compare the two, and for finding out where a
+  // fault lies. True at first; at any time.
   void SetCompiled(bool is_compiled);
   // Where the script is while it runs, innermost call first: for a message in OnRunTimeError, say.
   Kt_ScriptCallStack GetCallStack() const;

@@ -2,6 +2,7 @@
 #include "expr/detail/Kt_ExprItems.h"
 
 #include "classlib/base/Kt_Charge.h"
+#include "expr/Kt_ExprProgram.h"
 #include "expr/Kt_ExprUtil.h"
 
 namespace kt::detail {
@@ -46,3 +47,10 @@ bool ExprItems::Split(const Kt_WString& text) {
 }
 
 }  // namespace kt::detail
+
+bool kt::SplitListExpr(const Kt_Expr& list, std::vector<Kt_Expr>& pieces) {
+  detail::ExprItems items;
+  const bool is_split = items.Split(list.GetText());
+  pieces = std::move(items.items);
+  return is_split;
+}

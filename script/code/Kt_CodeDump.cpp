@@ -62,7 +62,10 @@ void CodeDumper::Padded(const Kt_WString& text, kt_long width) {
 
 Kt_WString CodeDumper::Register(std::size_t pc, std::uint16_t reg) const {
   if (reg >= code_.temp_base) return u"t" + Number(reg - code_.temp_base);
-  const Kt_WString name = code_.NameOf(pc, reg);
+  // A variable that the statement declares has its name from the next one on.
+  Kt_WString name = code_.NameOf(pc, reg);
+  const FuncCode::Entry* const entry = code_.EntryAt(pc);
+  if (name.IsEmpty() && entry != nullptr) name = code_.NameOf(entry->end, reg);
   return name.IsEmpty() ? u"r" + Number(reg) : name;
 }
 

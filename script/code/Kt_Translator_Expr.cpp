@@ -15,7 +15,6 @@
 #include <algorithm>
 
 #include "classlib/value/Kt_VarInline.h"
-#include "expr/detail/Kt_ExprItems.h"
 #include "script/code/Kt_Translator.h"
 
 namespace kt::detail {
@@ -355,9 +354,9 @@ const char* Translator::WhyNotLowered(Kt_Expr& expr) {
   if (!Prepare(low)) {
     why = low.why;
     if (expr.GetState() == kStateList) {
-      ExprItems items;
-      why = items.Split(expr.GetText()) ? nullptr : "lists nest too deeply";
-      for (Kt_Expr& piece : items.items) why = why == nullptr ? WhyNotLowered(piece) : why;
+      std::vector<Kt_Expr> pieces;
+      why = SplitListExpr(expr, pieces) ? nullptr : "lists nest too deeply";
+      for (Kt_Expr& piece : pieces) why = why == nullptr ? WhyNotLowered(piece) : why;
     }
   } else if (low.has_guards) {
     why = "a name that may stand for two variables";
@@ -369,20 +368,20 @@ const char* Translator::WhyNotLowered(Kt_Expr& expr) {
 
 std::uint16_t Translator::ListValue(Kt_Expr& expr, std::uint16_t want) {
   const std::size_t begin = code_.instrs.size();
-  ExprItems items;
-  if (!items.Split(expr.GetText()) || items.items.size() > 0x4000) {
+  std::vector<Kt_Expr> pieces;
+  if (!SplitListExpr(expr, pieces) || pieces.size() > 0x4000) {
     return EvaluateList(begin, expr, want, "lists nest too deeply");
   }
   const std::uint16_t floor = temp_floor_;
   // One piece for the evaluator makes it the whole: it may change what the others see.
-  for (Kt_Expr& piece : items.items) {
+  for (Kt_Expr& piece : pieces) {
     const char* const why = WhyNotLowered(piece);
     if (why != nullptr) return EvaluateList(begin, expr, want, why);
   }
-  const auto count = static_cast<int>(items.items.size());
+  const auto count = static_cast<int>(pieces.size());
   const std::uint16_t first = temp_floor_;
   for (int at = 0; at < count; ++at) {
-    code_.pieces.push_back(std::make_unique<Kt_Expr>(items.items[static_cast<std::size_t>(at)]));
+    code_.pieces.push_back(std::make_unique<Kt_Expr>(pieces[static_cast<std::size_t>(at)]));
     Kt_Expr& piece = *code_.pieces.back();
     temp_floor_ = static_cast<std::uint16_t>(first + at);
     const std::uint16_t place = NewTemp();

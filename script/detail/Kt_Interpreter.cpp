@@ -3,10 +3,8 @@
 // Walks the operation tree of a function; a C++ function per kind of statement. A statement ends
 // with an Outcome: how it goes on (Flow) is one thing, why it failed (a code) another.
 //
-// Expressions take the fastest way that fits. Where only scopes of the interpreter stand around a
-// statement, the compiled form runs (CodeOf); else, or when that declines, the evaluator does, with
-// the same result. Two kinds of assignment work in place: `s = s + ...` appends to the text of s
-// (AppendName), and an element is stored into the list of its variable (AssignPath).
+// This is the reference: functions run as code (script/code/) must give what it gives. It runs what
+// that leaves to it, and functions that have no code.
 //
 // A failure has been reported by whoever found it, so codes only travel here. Stack and memory that
 // run out are noted in the run (NoteStop), so that no statement turns them into anything else.
