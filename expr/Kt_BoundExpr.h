@@ -32,12 +32,13 @@ using Kt_PlaceReader = kt_long (*)(const void* place, Kt_Variant& value);
 // what the places, `user` and the context are.
 class KT_SCRIPT_API Kt_Bindings {
  public:
+  // The first ones are at places.
   enum class Kind : std::uint8_t {
     kDouble,
     kLong,
     kValue,
     kText,
-    kReader,  // at a place
+    kReader,
     kNumbersFunc,
     kValuesFunc,
     kAsked,  // a name or called name that the context is asked for at every use
@@ -114,6 +115,8 @@ class KT_SCRIPT_API Kt_BoundExpr {
 
   // The empty expression.
   Kt_BoundExpr();
+  Kt_BoundExpr(const Kt_BoundExpr&) = default;
+  Kt_BoundExpr& operator=(const Kt_BoundExpr&) = default;
 
   // 0, or a code: a syntax error, an unknown name (with the nearest known one), a number of
   // arguments that a function does not take, something that cannot be bound. Kt_RunError::Last()

@@ -129,6 +129,32 @@ void HostCode::Drop(HostCode* code) {
   if (code->running_ == 0) delete code;
 }
 
+// False when it is to be evaluated in the other form.
+KT_ALWAYS_INLINE bool HostCode::RunNumbers(Kt_Variant& value) {
+  double read[kMaxAnswers];
+  const void* table[kMaxAnswers];
+  const std::size_t count = values_.size();
+  for (std::size_t at = 0; at < count; ++at) {
+    const auto [from, tag] = values_[at];
+    table[at] = &read[at];
+    if (KT_UNLIKELY(from->GetTag() != tag)) {
+      numbers_ = nullptr;
+      tries_numbers_ = true;
+      return false;
+    }
+    read[at] = tag == kTagLong ? from->AsLong() : from->AsDouble();
+  }
+  if (numbers_->GetUnits() != 0 && !ChargeTime(numbers_->GetUnits())) return false;
+  const Kt_BoundDouble number = run_numbers_(numbers_.get(), table);
+  if (KT_UNLIKELY(number.code != kOk)) return false;
+  if (numbers_->GetKind() == NumberCode::Kind::kLong) {
+    value.Set(static_cast<kt_long>(number.value));
+  } else {
+    value.Set(number.value);
+  }
+  return true;
+}
+
 // A run inside of another one leaves alone what that one uses.
 kt_long HostCode::Run(Kt_ExprObject& context, Kt_Variant& value, const Kt_Expr& owner) {
   const std::uint64_t version = running_ == 0 ? context.GetNameVersion() : 0;
@@ -191,32 +217,6 @@ kt_long HostCode::RunProgram(Kt_ExprObject& context, Answers answers, Kt_Variant
 }
 
 // Number code -------------------------------------------------------------------------------------
-
-// False when it is to be evaluated in the other form.
-bool HostCode::RunNumbers(Kt_Variant& value) {
-  double read[kMaxAnswers];
-  const void* table[kMaxAnswers];
-  const std::size_t count = values_.size();
-  for (std::size_t at = 0; at < count; ++at) {
-    const auto [from, tag] = values_[at];
-    table[at] = &read[at];
-    if (KT_UNLIKELY(from->GetTag() != tag)) {
-      numbers_ = nullptr;
-      tries_numbers_ = true;
-      return false;
-    }
-    read[at] = tag == kTagLong ? from->AsLong() : from->AsDouble();
-  }
-  if (numbers_->GetUnits() != 0 && !ChargeTime(numbers_->GetUnits())) return false;
-  const Kt_BoundDouble number = run_numbers_(numbers_.get(), table);
-  if (KT_UNLIKELY(number.code != kOk)) return false;
-  if (numbers_->GetKind() == NumberCode::Kind::kLong) {
-    value.Set(static_cast<kt_long>(number.value));
-  } else {
-    value.Set(number.value);
-  }
-  return true;
-}
 
 // For the kinds that the variables have now.
 void HostCode::MakeNumbers(Kt_ExprObject& context) {

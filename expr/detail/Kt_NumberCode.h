@@ -15,22 +15,21 @@ namespace kt::detail {
 // The instructions of number code. Every one leaves its result in the accumulator. A form says
 // where the two sides of an operator are: A the accumulator, P a place, C the constant of the
 // instruction, T a slot; an S in front stores the accumulator into a slot first.
+// clang-format off
 #define KT_NUMBER_MEMORY_FORMS(X, op) X(op, PP) X(op, PC) X(op, CP)
-#define KT_NUMBER_FORMS(X, op)                                                                \
-  X(op, AP)                                                                                   \
-  X(op, AC)                                                                                   \
-  X(op, AT) X(op, PA) X(op, CA) X(op, TA) KT_NUMBER_MEMORY_FORMS(X, op) X(op, SPP) X(op, SPC) \
-      X(op, SCP)
-#define KT_NUMBER_OPERATORS(FORMS, X)                                              \
-  FORMS(X, Add)                                                                    \
-  FORMS(X, Sub)                                                                    \
-  FORMS(X, Mul) FORMS(X, Div) FORMS(X, Equal) FORMS(X, NotEqual) FORMS(X, Greater) \
-      FORMS(X, GreaterEqual) FORMS(X, Less) FORMS(X, LessEqual)
-#define KT_NUMBER_OTHERS(X)                                                                   \
-  X(LoadP)                                                                                    \
-  X(LoadC)                                                                                    \
-  X(LoadT) X(Store) X(LongZero) X(NumberZero) X(Not) X(Truth) X(OrT) X(JumpFalse) X(JumpTrue) \
-      X(Abs) X(Sqrt) X(OfOne) X(OfTwo) X(OfMany) X(Select) X(Least) X(Greatest) X(Return)
+#define KT_NUMBER_FORMS(X, op)                                   \
+  X(op, AP) X(op, AC) X(op, AT) X(op, PA) X(op, CA) X(op, TA)    \
+  KT_NUMBER_MEMORY_FORMS(X, op) X(op, SPP) X(op, SPC) X(op, SCP)
+#define KT_NUMBER_OPERATORS(FORMS, X)                                          \
+  FORMS(X, Add) FORMS(X, Sub) FORMS(X, Mul) FORMS(X, Div)                      \
+  FORMS(X, Equal) FORMS(X, NotEqual) FORMS(X, Greater) FORMS(X, GreaterEqual)  \
+  FORMS(X, Less) FORMS(X, LessEqual)
+#define KT_NUMBER_OTHERS(X)                                                    \
+  X(LoadP) X(LoadC) X(LoadT) X(Store) X(LongZero) X(NumberZero)                \
+  X(Not) X(Truth) X(OrT) X(JumpFalse) X(JumpTrue)                              \
+  X(Abs) X(Sqrt) X(OfOne) X(OfTwo) X(OfMany) X(Select) X(Least) X(Greatest)    \
+  X(Return)
+// clang-format on
 
 enum class NumberOp : std::uint16_t {
 #define KT_NUMBER_OP(op, form) k##op##form,

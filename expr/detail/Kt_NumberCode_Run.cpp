@@ -4,10 +4,12 @@
 // compiler has that, and nothing else on the way: operands are doubles at places, in the
 // instruction or in a slot on the native stack.
 //
-// This file is compiled without fused multiply-add and without errno, so that every result has the
-// bits that the evaluator gives it.
+// No instruction computes two things in one go, so a compiler that fuses multiplication and
+// addition has nothing to fuse here, and every result has the bits that the evaluator gives it. The
+// square root is compiled without errno.
 #include <cmath>
 
+#include "classlib/value/Kt_VarInline.h"
 #include "expr/detail/Kt_NumberCode.h"
 
 #if defined(__GNUC__)
@@ -51,16 +53,21 @@ namespace kt::detail {
 
 namespace {
 
-KT_ALWAYS_INLINE double Add(double left, double right) { return left + right; }
-KT_ALWAYS_INLINE double Sub(double left, double right) { return left - right; }
-KT_ALWAYS_INLINE double Mul(double left, double right) { return left * right; }
-KT_ALWAYS_INLINE double Div(double left, double right) { return left / right; }
-KT_ALWAYS_INLINE double Equal(double left, double right) { return left == right ? 1 : 0; }
-KT_ALWAYS_INLINE double NotEqual(double left, double right) { return left == right ? 0 : 1; }
-KT_ALWAYS_INLINE double Greater(double left, double right) { return left > right ? 1 : 0; }
-KT_ALWAYS_INLINE double GreaterEqual(double left, double right) { return left >= right ? 1 : 0; }
-KT_ALWAYS_INLINE double Less(double left, double right) { return left < right ? 1 : 0; }
-KT_ALWAYS_INLINE double LessEqual(double left, double right) { return left <= right ? 1 : 0; }
+KT_ALWAYS_INLINE double Add(double left, double right) { return AddOp::Doubles(left, right); }
+KT_ALWAYS_INLINE double Sub(double left, double right) { return SubOp::Doubles(left, right); }
+KT_ALWAYS_INLINE double Mul(double left, double right) { return MulOp::Doubles(left, right); }
+KT_ALWAYS_INLINE double Div(double left, double right) { return DivOp::Doubles(left, right); }
+
+template <std::int16_t kRelation>
+KT_ALWAYS_INLINE double Related(double left, double right) {
+  return Relate(left, right, kRelation) != 0 ? 1.0 : 0.0;
+}
+constexpr auto Equal = Related<kCmpEqual>;
+constexpr auto Greater = Related<kCmpGreater>;
+constexpr auto GreaterEqual = Related<kCmpGreaterEqual>;
+constexpr auto Less = Related<kCmpLess>;
+constexpr auto LessEqual = Related<kCmpLessEqual>;
+KT_ALWAYS_INLINE double NotEqual(double left, double right) { return 1 - Equal(left, right); }
 
 // A condition goes by the integer value (kt::IsConditionTrue), truth by the number (Var_IsTrue).
 KT_ALWAYS_INLINE bool Holds(double value) { return std::fabs(value) >= 1; }

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "expr/Kt_Expr.h"
 #include "script/Kt_Script.h"
 #include "test_host.h"
 
