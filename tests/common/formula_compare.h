@@ -159,6 +159,9 @@ class FormulaHost : public TestHost {
  public:
   explicit FormulaHost(const FormulaPlaces& given) : places(given) {}
 
+  // No names to suggest: places are no variables.
+  void AddVariableListChain(Kt_VariableListChain&) override {}
+
   static double Half(const double* args, void*) { return args[0] / 2; }
   static double Sum3(const double* args, void*) { return args[0] + args[1] + args[2]; }
   static kt_long CodeOf(std::span<const Kt_Variant> args, Kt_Variant& result) {
