@@ -25,7 +25,11 @@ using Piece = XmlScanner::Piece;
 // What is refused is remembered by the writer of the document.
 class TableWriter {
  public:
-  TableWriter(const LoadedTable& table, bool types) : table_(table), types_(types) {}
+  TableWriter(const LoadedTable& table, bool types) : table_(table), types_(types) {
+    for (std::size_t col = 0; col < table.columns.size(); ++col) {
+      numbers_.push_back(kt_longtextW(static_cast<kt_long>(col)));
+    }
+  }
 
   // False when the text would be too long.
   bool Write(Kt_WString& out) {
@@ -114,7 +118,7 @@ class TableWriter {
 
   void WriteCell(std::u16string_view element, std::size_t col, const Kt_Variant& value) {
     out_.Start(element);
-    Number(u"i", static_cast<kt_long>(col));
+    out_.Attribute(u"i", numbers_[col]);
     Value(value, table_.columns[col].type == Kt_ColumnType::kVariant || value.IsEmpty());
   }
 
@@ -139,6 +143,7 @@ class TableWriter {
 
   const LoadedTable& table_;
   const bool types_;
+  std::vector<Kt_WString> numbers_;  // of the columns
   Kt_XmlWriter out_;
   RoundCharge charge_;
 };

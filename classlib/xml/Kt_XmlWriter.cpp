@@ -26,6 +26,7 @@ bool ContinuesName(char16_t unit) {
 bool kt_isxmlnameW(std::u16string_view name) {
   if (name.empty() || !StartsName(name.front())) return false;
   for (std::size_t at = 0; at < name.size(); ++at) {
+    if (name[at] >= u'a' && name[at] <= u'z') continue;  // nearly all of them
     if (!ContinuesName(name[at]) || name[at] >= 0xFFFE) return false;
     if (kt::IsPairAt(name, at)) {
       ++at;
@@ -139,18 +140,19 @@ bool Kt_XmlWriter::NewLine() {
 bool Kt_XmlWriter::End() {
   return Do([&] {
     if (open_.empty()) return false;
-    const Open closed = std::move(open_.back());
-    open_.pop_back();
+    const Open& closed = open_.back();
+    const std::size_t depth = open_.size() - 1;
     if (in_tag_) {
       out_ += u"/>";
       in_tag_ = false;
     } else {
-      if (closed.has_children && !closed.has_text) Indent(open_.size());
+      if (closed.has_children && !closed.has_text) Indent(depth);
       out_ += u"</";
       out_ += closed.name;
       out_ += u'>';
     }
-    if (open_.empty()) out_ += u'\n';
+    open_.pop_back();
+    if (depth == 0) out_ += u'\n';
     return true;
   });
 }
