@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A script made out of the input by a grammar gives the same as code as by the walk: codes, results,
-// variables, reports and calls, also when a budget ends it on the way.
+// A script made out of the input by a grammar gives the same as code as by the walk: codes,
+// results, variables, reports and calls, also when a budget ends it on the way.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>

@@ -23,7 +23,7 @@ KT_SCRIPT_API Kt_WString DumpScriptOps(const Kt_ScriptOpList& ops);
 KT_SCRIPT_API Kt_WString DumpScriptFunc(const Kt_ScriptFunc& func);
 KT_SCRIPT_API Kt_WString DumpScript(const Kt_Script& script);
 
-// The code that the function is translated to, an instruction per line: the line of the source where
-// a statement begins, the number of the instruction, its name, its operands (variables by name,
-// temps as t0, t1 ...), and what it does; for what is left to the evaluator or the walk, why.
+// The code that the function is translated to, an instruction per line: the line of the source
+// where a statement begins, the number of the instruction, its name, its operands (variables by
+// name, temps as t0, t1 ...), and what it does; for what is left to the evaluator or the walk, why.
 KT_SCRIPT_API Kt_WString DumpScriptCode(Kt_Script& script, const Kt_ScriptFunc& func);

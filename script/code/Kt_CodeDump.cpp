@@ -41,9 +41,7 @@ class CodeDumper {
   Kt_WString text_;
 };
 
-Kt_WString Number(std::int64_t value) {
-  return Kt_WString::FromUtf8(std::to_string(value));
-}
+Kt_WString Number(std::int64_t value) { return Kt_WString::FromUtf8(std::to_string(value)); }
 
 // The text of an expression in one line, cut where it gets long.
 Kt_WString Shown(const Kt_Expr& expr) {

@@ -46,22 +46,22 @@ void Contexts::Build() {
     Kt_Variant& reg = frame_.base[slot.reg];
     if (reg.IsUndeclared()) return;
     (void)machine_.Box(frame_, slot.reg);
-    frame_.scopes[static_cast<std::size_t>(scope.depth)].scope->GetVariables().AddRefVariable(slot.name,
-                                                                                       reg, true);
+    frame_.scopes[static_cast<std::size_t>(scope.depth)].scope->GetVariables().AddRefVariable(
+        slot.name, reg, true);
   });
 }
 
 bool Contexts::IsUnchanged() const {
   std::vector<kt_long> found(frame_.scopes.size());
   bool is_same = true;
-  frame_.code->ForSlots(
-      PcOf(frame_), [&](const FuncCode::ScopeInfo& scope, const FuncCode::Slot& slot) {
-        const Kt_Variant& reg = frame_.base[slot.reg];
-        if (reg.IsUndeclared()) return;
-        const auto depth = static_cast<std::size_t>(scope.depth);
-        const Kt_VariableList& list = frame_.scopes[depth].scope->GetVariables();
-        is_same = is_same && list.GetItem(found[depth]++) == reg.GetRefVariable();
-      });
+  frame_.code->ForSlots(PcOf(frame_),
+                        [&](const FuncCode::ScopeInfo& scope, const FuncCode::Slot& slot) {
+                          const Kt_Variant& reg = frame_.base[slot.reg];
+                          if (reg.IsUndeclared()) return;
+                          const auto depth = static_cast<std::size_t>(scope.depth);
+                          const Kt_VariableList& list = frame_.scopes[depth].scope->GetVariables();
+                          is_same = is_same && list.GetItem(found[depth]++) == reg.GetRefVariable();
+                        });
   for (std::size_t depth = 0; depth < found.size(); ++depth) {
     is_same = is_same && found[depth] == frame_.scopes[depth].scope->GetVariables().GetCount();
   }

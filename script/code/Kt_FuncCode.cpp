@@ -8,9 +8,9 @@
 namespace kt::detail {
 
 const FuncCode::Entry* FuncCode::EntryAt(std::size_t pc) const {
-  const auto after = std::upper_bound(
-      entries.begin(), entries.end(), pc,
-      [](std::size_t place, const Entry& entry) { return place < entry.pc; });
+  const auto after =
+      std::upper_bound(entries.begin(), entries.end(), pc,
+                       [](std::size_t place, const Entry& entry) { return place < entry.pc; });
   return after == entries.begin() ? nullptr : &*(after - 1);
 }
 

@@ -39,9 +39,7 @@ struct Instr {
   std::uint16_t B() const { return static_cast<std::uint16_t>(word >> 32); }
   std::uint16_t C() const { return static_cast<std::uint16_t>(word >> 48); }
   std::int32_t D() const { return static_cast<std::int32_t>(word >> 32); }
-  void SetMark(int steps) {
-    word |= static_cast<std::uint64_t>(kEntry | (Steps() + steps)) << 8;
-  }
+  void SetMark(int steps) { word |= static_cast<std::uint64_t>(kEntry | (Steps() + steps)) << 8; }
 };
 static_assert(sizeof(Instr) == 8);
 
@@ -140,15 +138,15 @@ struct FuncCode {
   std::vector<CallSite> calls;
   std::vector<Left> exprs;
   std::vector<LeftStatement> statements;
-  std::vector<std::unique_ptr<Kt_Expr>> pieces;  // of lists
+  std::vector<std::unique_ptr<Kt_Expr>> pieces;   // of lists
   std::vector<std::uint16_t> global_of_register;  // for those after the slots
   const char* why_walk = nullptr;  // no code: the whole function runs by the walk, and why
-  bool is_for_now = false;          // that reason may be gone at the next call
+  bool is_for_now = false;         // that reason may be gone at the next call
   bool is_by_name = false;
   std::uint16_t param_count = 0;
   std::uint16_t slot_count = 0;  // registers of variables
   std::uint16_t var_count = 0;   // and of those that stand for globals
-  std::uint16_t box_base = 0;  // the first of those
+  std::uint16_t box_base = 0;    // the first of those
   std::uint16_t temp_base = 0;
   std::uint16_t register_count = 0;
   std::uint32_t return_null = 0;  // pc of a ReturnNull
@@ -157,7 +155,7 @@ struct FuncCode {
   std::uint64_t version = 0;      // of the script when the calls were bound
   std::uint64_t globals_version = 0;
   std::shared_ptr<FuncCode> next_retired;  // see RunState::Retire
-  std::unique_ptr<FuncCode> by_name;  // the same with everything by names, made when needed
+  std::unique_ptr<FuncCode> by_name;       // the same with everything by names, made when needed
 };
 
 // Finds out what the call stands for now. False when only the evaluator can make it.

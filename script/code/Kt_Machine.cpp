@@ -8,11 +8,11 @@
 // count of units are put where others see them, and taken back afterwards.
 //
 // Steps: an instruction at which statements begin carries their number, and subtracts it from what
-// is left. Whether that is used up is looked at where a path must come by: on the way back of a loop
-// and when a function begins. Where less is left than the function can use between two looks, and
-// where a frame is to go on by names, the loop runs through a second table that stops before every
-// instruction at which a statement begins (BeginStatements): there the statements are charged one by
-// one. So the run ends at the same statement as in the walk.
+// is left. Whether that is used up is looked at where a path must come by: on the way back of a
+// loop and when a function begins. Where less is left than the function can use between two looks,
+// and where a frame is to go on by names, the loop runs through a second table that stops before
+// every instruction at which a statement begins (BeginStatements): there the statements are charged
+// one by one. So the run ends at the same statement as in the walk.
 //
 // House rules:
 //  1. No local with a destructor lives across a dispatch.
@@ -22,12 +22,13 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/base/Kt_NativeStack.h"
 #include "classlib/value/Kt_VarInline.h"
-#include "object/Kt_MemoryDoor.h"
 #include "object/Kt_ExprStackObj.h"
+#include "object/Kt_MemoryDoor.h"
 #include "script/detail/Kt_Interpreter.h"
 
 namespace kt::detail {
@@ -39,8 +40,7 @@ constexpr std::int64_t kStep = Kt_WorkMeter::kUnitsPerStep;
 
 // dst = left op right when all are plain numbers; false, and nothing done, otherwise.
 template <class Op>
-KT_ALWAYS_INLINE bool TryNumbers(const Kt_Variant& left, const Kt_Variant& right,
-                                 Kt_Variant& dst) {
+KT_ALWAYS_INLINE bool TryNumbers(const Kt_Variant& left, const Kt_Variant& right, Kt_Variant& dst) {
   if (KT_UNLIKELY(dst.IsCounted())) return false;
   if (KT_LIKELY(left.IsLong() && right.IsLong())) {
     Op::Longs(left.AsLong(), right.AsLong(), dst);
@@ -242,9 +242,9 @@ kt_long Machine::Begin(const Kt_ScriptFunc& func, FuncCode& code, Kt_Variant* wa
   current_ = &frame;
   ++depth_;
   const bool has_room =
-      kt_hasstack() && PlaceRegisters(frame, wanted, outer != nullptr ? outer->end : nullptr,
-                                      outer != nullptr ? outer->block : 0, code.register_count,
-                                      arg_count);
+      kt_hasstack() &&
+      PlaceRegisters(frame, wanted, outer != nullptr ? outer->end : nullptr,
+                     outer != nullptr ? outer->block : 0, code.register_count, arg_count);
   const kt_long failed = has_room ? run_.Tick(&script_) : run_.StopTooDeep(&script_);
   if (failed != kOk) {
     EndFrame(frame);
@@ -259,10 +259,33 @@ kt_long Machine::Call(const Kt_ScriptFunc& func, FuncCode& code, Kt_Variant* arg
   // More than a function can have are dropped at once.
   const int count = std::min<int>(arg_count, code.param_count);
   Kt_Variant* const top = current_ != nullptr ? current_->base + current_->reg_count : nullptr;
-  if (const kt_long failed = Begin(func, code, top, 0)) return failed;
-  for (int arg = 0; arg < count; ++arg) current_->base[arg] = std::move(args[arg]);
-  BindArgs(*current_, count);
-  return Run(*current_, result);
+  CodeFrame* const outer = current_;
+  kt_long ended = kOk;
+  try {
+    ended = Begin(func, code, top, 0);
+    if (ended == kOk) {
+      for (int arg = 0; arg < count; ++arg) current_->base[arg] = std::move(args[arg]);
+      BindArgs(*current_, count);
+    }
+  } catch (const std::bad_alloc& failed) {
+    (void)kt::NoteMemoryFailure(failed);
+    ended = AfterCall(kt::ReportNoMemory(&script_, kSource, func.GetName()));
+    if (current_ != outer) EndFrame(*current_);
+  }
+  if (ended == kOk) ended = Run(*current_, result);
+  if (outer == nullptr) Trim();
+  return ended;
+}
+
+// What deep recursion has taken goes when nothing runs any more.
+void Machine::Trim() {
+  constexpr int kKeptFrames = 256;
+  if (blocks_.size() > 1) blocks_.resize(1);
+  CodeFrame* last = &first_frame_;
+  for (int kept = 0; kept < kKeptFrames && last->next != nullptr; ++kept) last = last->next;
+  for (CodeFrame* frame = std::exchange(last->next, nullptr); frame != nullptr;) {
+    delete std::exchange(frame, frame->next);
+  }
 }
 
 kt_long Machine::CallFresh(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
@@ -358,29 +381,29 @@ bool Machine::RecoverHere(CodeFrame& frame, kt_long& code) {
 #define KT_CASE(name) case InstrOp::k##name:
 #endif
 
-#define KT_NEXT()                                                   \
-  do {                                                              \
-    in = *pc++;                                                     \
-    left -= static_cast<std::int64_t>((in.word & 0x7F00) << 2);     \
-    KT_DISPATCH();                                                  \
+#define KT_NEXT()                                               \
+  do {                                                          \
+    in = *pc++;                                                 \
+    left -= static_cast<std::int64_t>((in.word & 0x7F00) << 2); \
+    KT_DISPATCH();                                              \
   } while (false)
 
-#define KT_SAVE()                  \
-  do {                             \
-    frame->pc = pc;                \
-    meter.SetLeft(left);           \
+#define KT_SAVE()        \
+  do {                   \
+    frame->pc = pc;      \
+    meter.SetLeft(left); \
   } while (false)
 
 // Calls what may be slow, throw, charge or run other code.
-#define KT_SLOW(call)                                     \
-  do {                                                    \
-    KT_SAVE();                                            \
-    code = (call);                                        \
-    goto after_slow;                                      \
+#define KT_SLOW(call) \
+  do {                \
+    KT_SAVE();        \
+    code = (call);    \
+    goto after_slow;  \
   } while (false)
 
 #define KT_R(operand) base[operand]
-#define KT_X(operand) ((operand) & kConstOperand ? consts : base)[(operand) & 0x7FFF]
+#define KT_X(operand) ((operand)&kConstOperand ? consts : base)[(operand)&0x7FFF]
 // A jump back may be one too many.
 #define KT_LOOK() \
   if (KT_UNLIKELY(left < margin)) table = kStepTable
@@ -464,9 +487,22 @@ run:
   KT_CASE(Move) {
     const Kt_Variant& value = KT_X(in.B());
     Kt_Variant& dst = KT_R(in.A());
-    if (KT_LIKELY(!value.IsCounted() && !dst.IsCounted())) {
-      dst = value;
-      KT_NEXT();
+    // What a string was can go on the spot; other contents may run code when they go.
+    if (KT_LIKELY(!dst.IsCounted() || dst.IsString())) {
+      if (KT_LIKELY(!value.IsCounted() || (in.B() & kConstOperand) != 0)) {
+        dst = value;
+        KT_NEXT();
+      }
+      if (KT_LIKELY(value.IsString() || value.IsList())) {
+        if (in.B() < frame->code->temp_base) {
+          dst = value;
+        } else {
+          Kt_Variant& temp = KT_R(in.B());
+          dst.Swap(temp);
+          if (KT_UNLIKELY(temp.IsCounted())) temp.Clear();
+        }
+        KT_NEXT();
+      }
     }
     KT_SLOW(Move(*frame, in.A(), in.B()));
   }
@@ -504,30 +540,28 @@ run:
     }
     KT_SLOW(BindGlobal(*frame, in));
   }
-  KT_CASE(Ref) {
-    KT_SLOW((Ref(*frame, in), kOk));
-  }
+  KT_CASE(Ref) { KT_SLOW((Ref(*frame, in), kOk)); }
   KT_CASE(MakeList) KT_SLOW(MakeList(*frame, in));
   KT_CASE(DeclareArray) KT_SLOW(DeclareArray(*frame, in));
   KT_CASE(AssignNew) KT_SLOW(AssignNew(*frame, in));
 
-#define KT_ARITHMETIC(name)                                                              \
-  KT_CASE(name##RR) {                                                                    \
-    if (KT_LIKELY(TryNumbers<name##Op>(KT_R(in.B()), KT_R(in.C()), KT_R(in.A())))) {     \
-      KT_NEXT();                                                                         \
-    }                                                                                    \
-    KT_SLOW(Binary(*frame, Operator::k##name, in.A(), in.B(), in.C()));                  \
-  }                                                                                      \
-  KT_CASE(name##RI) {                                                                    \
-    const auto number = static_cast<std::int16_t>(in.C());                               \
-    if (KT_LIKELY(TryNumber<name##Op>(KT_R(in.B()), number, KT_R(in.A())))) KT_NEXT();   \
-    KT_SLOW(BinaryWith(*frame, Operator::k##name, in.A(), in.B(), number));              \
-  }                                                                                      \
-  KT_CASE(name##XX) {                                                                    \
-    if (KT_LIKELY(TryNumbers<name##Op>(KT_X(in.B()), KT_X(in.C()), KT_R(in.A())))) {     \
-      KT_NEXT();                                                                         \
-    }                                                                                    \
-    KT_SLOW(Binary(*frame, Operator::k##name, in.A(), in.B(), in.C()));                  \
+#define KT_ARITHMETIC(name)                                                            \
+  KT_CASE(name##RR) {                                                                  \
+    if (KT_LIKELY(TryNumbers<name##Op>(KT_R(in.B()), KT_R(in.C()), KT_R(in.A())))) {   \
+      KT_NEXT();                                                                       \
+    }                                                                                  \
+    KT_SLOW(Binary(*frame, Operator::k##name, in.A(), in.B(), in.C()));                \
+  }                                                                                    \
+  KT_CASE(name##RI) {                                                                  \
+    const auto number = static_cast<std::int16_t>(in.C());                             \
+    if (KT_LIKELY(TryNumber<name##Op>(KT_R(in.B()), number, KT_R(in.A())))) KT_NEXT(); \
+    KT_SLOW(BinaryWith(*frame, Operator::k##name, in.A(), in.B(), number));            \
+  }                                                                                    \
+  KT_CASE(name##XX) {                                                                  \
+    if (KT_LIKELY(TryNumbers<name##Op>(KT_X(in.B()), KT_X(in.C()), KT_R(in.A())))) {   \
+      KT_NEXT();                                                                       \
+    }                                                                                  \
+    KT_SLOW(Binary(*frame, Operator::k##name, in.A(), in.B(), in.C()));                \
   }
   KT_ARITHMETIC(Add)
   KT_ARITHMETIC(Sub)
@@ -536,15 +570,15 @@ run:
   KT_ARITHMETIC(Mod)
 #undef KT_ARITHMETIC
 
-#define KT_VALUE_RELATION(name)                                                          \
-  KT_CASE(name) {                                                                        \
-    const Truth truth = TryRelation<Operator::k##name>(KT_X(in.B()), KT_X(in.C()));      \
-    Kt_Variant& dst = KT_R(in.A());                                                      \
-    if (KT_LIKELY(truth != Truth::kUnknown && !dst.IsCounted())) {                       \
-      dst.Set(kt_long{truth == Truth::kYes});                                            \
-      KT_NEXT();                                                                         \
-    }                                                                                    \
-    KT_SLOW(Binary(*frame, Operator::k##name, in.A(), in.B(), in.C()));                  \
+#define KT_VALUE_RELATION(name)                                                     \
+  KT_CASE(name) {                                                                   \
+    const Truth truth = TryRelation<Operator::k##name>(KT_X(in.B()), KT_X(in.C())); \
+    Kt_Variant& dst = KT_R(in.A());                                                 \
+    if (KT_LIKELY(truth != Truth::kUnknown && !dst.IsCounted())) {                  \
+      dst.Set(kt_long{truth == Truth::kYes});                                       \
+      KT_NEXT();                                                                    \
+    }                                                                               \
+    KT_SLOW(Binary(*frame, Operator::k##name, in.A(), in.B(), in.C()));             \
   }
   KT_VALUE_RELATION(Equal)
   KT_VALUE_RELATION(NotEqual)
@@ -566,11 +600,11 @@ run:
   }
   KT_CASE(LoneAnd) KT_SLOW(Binary(*frame, Operator::kLoneAnd, in.A(), in.B(), in.C()));
 
-#define KT_COMPOUND(name)                                                                \
-  KT_CASE(name##To) {                                                                    \
-    Kt_Variant& dst = KT_R(in.A());                                                      \
-    if (KT_LIKELY(TryNumbers<name##Op>(dst, KT_X(in.B()), dst))) KT_NEXT();              \
-    KT_SLOW(Combine(*frame, Operator::k##name, in.A(), in.B()));                         \
+#define KT_COMPOUND(name)                                                   \
+  KT_CASE(name##To) {                                                       \
+    Kt_Variant& dst = KT_R(in.A());                                         \
+    if (KT_LIKELY(TryNumbers<name##Op>(dst, KT_X(in.B()), dst))) KT_NEXT(); \
+    KT_SLOW(Combine(*frame, Operator::k##name, in.A(), in.B()));            \
   }
   KT_COMPOUND(Add)
   KT_COMPOUND(Sub)
@@ -616,14 +650,32 @@ run:
     Kt_Variant& dst = KT_R(in.A());
     if (KT_LIKELY(index.IsLong() && list->IsList() && index.AsLong() >= 0)) {
       const Kt_Variant* const item = list->ListItem(index.AsLong());
-      if (KT_LIKELY(item != nullptr && !dst.IsCounted() && !item->IsCounted())) {
+      if (KT_LIKELY(item != nullptr && !dst.IsCounted() &&
+                    (!item->IsCounted() || item->IsString() || item->IsList()))) {
         dst = *item;
         KT_NEXT();
       }
     }
     KT_SLOW(Element(*frame, in));
   }
-  KT_CASE(Element2) KT_NEXT();
+  KT_CASE(Element2) {
+    const Instr more = *pc++;
+    const Kt_Variant* list = &KT_R(in.B());
+    if (KT_UNLIKELY(list->IsRef())) list = &list->GetRefVariable()->GetValue();
+    const Kt_Variant& index = KT_X(in.C());
+    const Kt_Variant& second = KT_X(more.A());
+    Kt_Variant& dst = KT_R(in.A());
+    if (KT_LIKELY(index.IsLong() && second.IsLong() && !dst.IsCounted())) {
+      const Kt_Variant* const row = list->ListItem(index.AsLong());
+      const Kt_Variant* const item =
+          row != nullptr && row->IsList() ? row->ListItem(second.AsLong()) : nullptr;
+      if (KT_LIKELY(item != nullptr && (item->IsString() || !item->IsCounted()))) {
+        dst = *item;
+        KT_NEXT();
+      }
+    }
+    KT_SLOW(Element2(*frame, in, more));
+  }
   KT_CASE(Index) {
     const Instr more = *pc++;
     KT_SLOW(Index(*frame, in, more));
@@ -753,19 +805,19 @@ run:
     KT_NEXT();
   }
 
-#define KT_RELATION_JUMP(name, sense, form, quick, slow)                                 \
-  KT_CASE(form) {                                                                        \
-    const Truth truth = quick;                                                           \
-    if (KT_LIKELY(truth != Truth::kUnknown)) {                                           \
-      if ((truth == Truth::kYes) == sense) {                                             \
-        pc += static_cast<std::int16_t>(in.C());                                         \
-        if (sense) KT_LOOK();                                                            \
-      }                                                                                  \
-      KT_NEXT();                                                                         \
-    }                                                                                    \
-    KT_SAVE();                                                                           \
-    flag = slow == sense;                                                                \
-    goto after_test;                                                                     \
+#define KT_RELATION_JUMP(name, sense, form, quick, slow) \
+  KT_CASE(form) {                                        \
+    const Truth truth = quick;                           \
+    if (KT_LIKELY(truth != Truth::kUnknown)) {           \
+      if ((truth == Truth::kYes) == sense) {             \
+        pc += static_cast<std::int16_t>(in.C());         \
+        if (sense) KT_LOOK();                            \
+      }                                                  \
+      KT_NEXT();                                         \
+    }                                                    \
+    KT_SAVE();                                           \
+    flag = slow == sense;                                \
+    goto after_test;                                     \
   }
 #define KT_RELATION(name)                                                                \
   KT_RELATION_JUMP(name, true, If##name##RR,                                             \
@@ -778,14 +830,14 @@ run:
   KT_RELATION_JUMP(name, true, If##name##XX,                                             \
                    TryRelation<Operator::k##name>(KT_X(in.A()), KT_X(in.B())),           \
                    Relates(*frame, Operator::k##name, in.A(), in.B()))                   \
-  KT_RELATION_JUMP(name, false, Unless##name##RR,                                         \
+  KT_RELATION_JUMP(name, false, Unless##name##RR,                                        \
                    TryRelation<Operator::k##name>(KT_R(in.A()), KT_R(in.B())),           \
                    Relates(*frame, Operator::k##name, in.A(), in.B()))                   \
   KT_RELATION_JUMP(                                                                      \
-      name, false, Unless##name##RI,                                                      \
+      name, false, Unless##name##RI,                                                     \
       TryRelationTo<Operator::k##name>(KT_R(in.A()), static_cast<std::int16_t>(in.B())), \
       RelatesTo(*frame, Operator::k##name, in.A(), static_cast<std::int16_t>(in.B())))   \
-  KT_RELATION_JUMP(name, false, Unless##name##XX,                                         \
+  KT_RELATION_JUMP(name, false, Unless##name##XX,                                        \
                    TryRelation<Operator::k##name>(KT_X(in.A()), KT_X(in.B())),           \
                    Relates(*frame, Operator::k##name, in.A(), in.B()))
   KT_RELATION(Equal)
@@ -891,9 +943,9 @@ return_kept:
   if (KT_UNLIKELY(code != kOk)) goto failed;
   goto enter_frame;
 #if !defined(__GNUC__)
-    case InstrOp::kCount: break;
-  }
-  return kOk;
+  case InstrOp::kCount: break;
+}
+return kOk;
 #endif
 }
 

@@ -19,7 +19,7 @@ struct CodeFrame : RunState::Frame {
   std::size_t block = 0;
   std::uint16_t reg_count = 0;
   std::uint64_t failures = 0;  // noted on the thread before it was called
-  bool is_stale = false;  // goes on by names with the next statement
+  bool is_stale = false;       // goes on by names with the next statement
   // The contexts of its scopes, outermost first, while somebody may look at them.
   struct Open {
     int info;  // which scope of the function it is
@@ -49,8 +49,7 @@ class Machine {
   // The code of `func`; null when the walk has to run it.
   static FuncCode* CodeOf(const Kt_ScriptFunc& func, Kt_Script& script);
   // Calls `func` with the `arg_count` values at `args`, which may be taken over.
-  kt_long CallFresh(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
-                    Kt_Variant& result);
+  kt_long CallFresh(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count, Kt_Variant& result);
 
  private:
   kt_long Call(const Kt_ScriptFunc& func, FuncCode& code, Kt_Variant* args, int arg_count,
@@ -82,6 +81,7 @@ class Machine {
                       std::size_t count, int arg_count);
   void BindArgs(CodeFrame& frame, int arg_count);
   KT_NOINLINE void NoteItem(CodeFrame& frame, std::uint16_t reg);
+  void Trim();
   void ClearFrame(CodeFrame& frame);
   void EndFrame(CodeFrame& frame);
   kt_long AfterCall(kt_long code);
@@ -115,6 +115,7 @@ class Machine {
   KT_NOINLINE kt_long DeclareArray(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long AssignNew(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long Element(CodeFrame& frame, Instr in);
+  KT_NOINLINE kt_long Element2(CodeFrame& frame, Instr in, Instr more);
   KT_NOINLINE kt_long Index(CodeFrame& frame, Instr in, Instr more);
   KT_NOINLINE kt_long SetElement(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long ChangeElement(CodeFrame& frame, Instr in, Instr more);

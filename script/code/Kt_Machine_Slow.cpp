@@ -27,6 +27,18 @@ constexpr const char16_t* kStatementSource = u"Kt_ScriptFunc";
 
 bool IsPlain(const Kt_Variant& value) { return value.GetTag() < kTagList; }
 
+// Whether two short texts are equal, which goes by their units; kUnknown for all else: comparing
+// long texts is charged.
+enum class Sameness { kNo, kYes, kUnknown };
+Sameness CompareShortTexts(const Kt_Variant& left, const Kt_Variant& right) {
+  constexpr std::size_t kShort = 1024;
+  if (!left.IsString() || !right.IsString()) return Sameness::kUnknown;
+  const std::u16string_view first = left.AsStringView();
+  const std::u16string_view second = right.AsStringView();
+  if (first.size() >= kShort || second.size() >= kShort) return Sameness::kUnknown;
+  return first == second ? Sameness::kYes : Sameness::kNo;
+}
+
 }  // namespace
 
 // Operands ----------------------------------------------------------------------------------------
@@ -177,10 +189,10 @@ kt_long Machine::SetGlobal(CodeFrame& frame, Instr in) {
   }
   const FuncCode::Global& global = func.globals[in.A()];
   Kt_Variant value = Read(frame, in.B());
-  if (Kt_Variable* const place = global.place != nullptr && func.globals_version ==
-                                         script_.GetVariables().GetVersion()
-                                     ? global.place
-                                     : nullptr) {
+  if (Kt_Variable* const place =
+          global.place != nullptr && func.globals_version == script_.GetVariables().GetVersion()
+              ? global.place
+              : nullptr) {
     const Kt_VariableHold hold(place);
     place->SetValue(std::move(value));
     return kOk;
@@ -249,8 +261,7 @@ kt_long Machine::BinaryWith(CodeFrame& frame, Operator op, std::uint16_t dst, st
   const Kt_Variant right(number);
   if (op == Operator::kAdd && dst == a && IsVariable(frame, dst)) {
     Kt_Variant& place = Place(frame, dst);
-    if (place.IsString() &&
-        place.AsStringView().size() + 16 < std::size_t{kMaxStringLength}) {
+    if (place.IsString() && place.AsStringView().size() + 16 < std::size_t{kMaxStringLength}) {
       return kt::VarAdd(place, right, place);
     }
   }
@@ -264,6 +275,14 @@ kt_long Machine::BinaryWith(CodeFrame& frame, Operator op, std::uint16_t dst, st
 bool Machine::Relates(CodeFrame& frame, Operator op, std::uint16_t a, std::uint16_t b) {
   const Kt_Variant& left_place = Peek(frame, a);
   const Kt_Variant& right_place = Peek(frame, b);
+  const bool is_equality = op == Operator::kEqual || op == Operator::kNotEqual;
+  const Sameness same =
+      is_equality ? CompareShortTexts(left_place, right_place) : Sameness::kUnknown;
+  if (KT_LIKELY(same != Sameness::kUnknown)) {
+    Drop(frame, a);
+    Drop(frame, b);
+    return (same == Sameness::kYes) == (op == Operator::kEqual);
+  }
   Kt_Variant truth;
   if (IsPlain(left_place) && IsPlain(right_place)) {
     (void)Compute(op, left_place, right_place, truth);
@@ -291,6 +310,13 @@ bool Machine::IsTrue(CodeFrame& frame, std::uint16_t operand) {
 // The chosen value is needed until a label has matched.
 bool Machine::IsCase(CodeFrame& frame, Instr in) {
   Kt_Variant& chosen = frame.base[in.A()];
+  const Kt_Variant& label = Peek(frame, in.B());
+  const Sameness same = CompareShortTexts(chosen, label);
+  if (KT_LIKELY(same != Sameness::kUnknown)) {
+    Drop(frame, in.B());
+    if (same == Sameness::kYes) chosen.Clear();
+    return same == Sameness::kYes;
+  }
   const Kt_Variant held = chosen;
   const Kt_Variant value = Read(frame, in.B());
   const bool is_equal = kt::VarCmp(held, value, kCmpEqual) != 0;
@@ -402,10 +428,19 @@ kt_long Machine::Element(CodeFrame& frame, Instr in) {
   ReadIndex(key_value, index, key);
   const Kt_Variant base = Place(frame, in.B());
   Kt_Variant element;
-  const kt_long code =
-      ReadElementOf(&script_, NameOf(frame, in.B()), base, index, key, element);
+  const kt_long code = ReadElementOf(&script_, NameOf(frame, in.B()), base, index, key, element);
   Store(frame, in.A(), std::move(element));
   return code;
+}
+
+// The two steps of b[c][d], by way of the temp that `more` names.
+kt_long Machine::Element2(CodeFrame& frame, Instr in, Instr more) {
+  const std::uint16_t temp = more.C();
+  if (const kt_long code = Element(frame, Instr::Of(InstrOp::kElement, temp, in.B(), in.C()))) {
+    return code;
+  }
+  const Instr rest = Instr::Of(InstrOp::kMore, more.B(), 0, 0);
+  return Index(frame, Instr::Of(InstrOp::kIndex, in.A(), temp, more.A()), rest);
 }
 
 kt_long Machine::Index(CodeFrame& frame, Instr in, Instr more) {
@@ -561,7 +596,11 @@ kt_long Machine::CallOutside(CodeFrame& frame, Instr in) {
   }
   // Nobody is called with what stopped work has left.
   if (const kt_long code = run_.ChargeTime(Kt_WorkMeter::kUnitsPerCall, &script_)) return code;
-  const FuncCode::CallSite site = func.calls[in.C()];
+  // What is called may find the calls anew.
+  const FuncCode::CallSite& site = func.calls[in.C()];
+  const Kt_Getter builtin = site.kind == FuncCode::CallKind::kBuiltin ? site.builtin : nullptr;
+  const Kt_ExtApi ext_api = site.ext_api;
+  Kt_ExprObject* const context = site.context;
   Kt_Variant* const args = frame.base + in.A();
   const RunState::Args list(run_);
   for (int arg = 0; arg < (in.B() & 0xFF); ++arg) {
@@ -571,20 +610,18 @@ kt_long Machine::CallOutside(CodeFrame& frame, Instr in) {
   Kt_Variant value;
   const FailureMark mark;
   const std::uint32_t failures = kt::MemoryFailures();
-  const kt_long code = site.kind == FuncCode::CallKind::kBuiltin
-                           ? (script_.*site.builtin)(&*list, value)
-                           : site.ext_api(site.context, &*list, value);
+  const kt_long code =
+      builtin != nullptr ? (script_.*builtin)(&*list, value) : ext_api(context, &*list, value);
   kt::PassMemoryFailure(failures);
-  const kt_long checked = code == kOk ? CheckCallResult(&script_, value) : code;
+  const kt_long checked = code == kOk && value.IsObject() ? CheckCallResult(&script_, value) : code;
   Store(frame, static_cast<std::uint16_t>(in.A() - (in.B() >> 8)), std::move(value));
   if (KT_LIKELY(code == kOk)) return checked;
-  return mark.HasNoted(code) ? code : NoteSilentCall(site.name, code);
+  return mark.HasNoted(code) ? code : NoteSilentCall(func.calls[in.C()].name, code);
 }
 
 kt_long Machine::ReturnTo(CodeFrame& frame, std::uint16_t operand, CodeFrame& entry,
                           Kt_Variant& result) {
-  Kt_Variant value =
-      operand == FuncCode::kNoRegister ? std::move(returned_) : Read(frame, operand);
+  Kt_Variant value = operand == FuncCode::kNoRegister ? std::move(returned_) : Read(frame, operand);
   CodeFrame* const up = frame.up;
   const kt_long code = run_.GetStopCode() != kOk ? run_.Check(&script_) : kOk;
   EndFrame(frame);
@@ -653,8 +690,8 @@ kt_long Machine::Walk(CodeFrame& frame, Instr in, bool& is_return) {
 // Statements that were added to the function while it ran.
 kt_long Machine::Rest(CodeFrame& frame, bool& is_return) {
   const Contexts contexts(*this, frame);
-  const Outcome outcome =
-      Interpreter(run_, frame).Body(frame.func->GetBody(), contexts.Get(), contexts.Get(),
+  const Outcome outcome = Interpreter(run_, frame)
+                              .Body(frame.func->GetBody(), contexts.Get(), contexts.Get(),
                                     returned_, frame.code->body_count);
   frame.op = nullptr;
   is_return = outcome.code == kOk;

@@ -4,11 +4,11 @@
 // compiled by kt::ExprProgram and lowered to instructions (Kt_Translator_Expr.cpp).
 //
 // Variables. `var` declares at run time, and a name may stand for another variable until then. So
-// the pass keeps, for every open scope, which variables are certainly declared at the place in hand:
-// statements of one list run in order, so what one has declared the next ones may use. Only the body
-// of a loop comes back to its beginning with what its end has declared; names of its own that are
-// used before their declaration are guarded: where the register says "not declared" the expression
-// is left to the evaluator.
+// the pass keeps, for every open scope, which variables are certainly declared at the place in
+// hand: statements of one list run in order, so what one has declared the next ones may use. Only
+// the body of a loop comes back to its beginning with what its end has declared; names of its own
+// that are used before their declaration are guarded: where the register says "not declared" the
+// expression is left to the evaluator.
 //
 // An assignment to a name that is unknown here asks the host first and declares the variable in the
 // innermost scope (AssignNew).
@@ -81,18 +81,18 @@ void Translator::Mark(const Kt_ScriptOp& op, int steps) {
   if (pending_steps_ + steps > Instr::kMostSteps) (void)Here();
   is_pending_ = true;
   pending_steps_ += steps;
-  code_.entries.push_back({static_cast<std::uint32_t>(code_.instrs.size()), 0,
-                           static_cast<std::uint16_t>(open_.back().info),
-                           static_cast<std::uint16_t>(hidden_scope_ >= 0 ? hidden_scope_
-                                                                         : open_.back().info),
-                           &op, static_cast<std::uint8_t>(steps)});
+  code_.entries.push_back(
+      {static_cast<std::uint32_t>(code_.instrs.size()), 0,
+       static_cast<std::uint16_t>(open_.back().info),
+       static_cast<std::uint16_t>(hidden_scope_ >= 0 ? hidden_scope_ : open_.back().info), &op,
+       static_cast<std::uint8_t>(steps)});
   if (code_.scopes.size() > 0xFFFF) GiveUp("too many blocks");
 }
 
 std::uint16_t Translator::AddConst(const Kt_Variant& value) {
   if (value.IsLong() || value.IsEmpty()) {
-    const auto same = std::find_if(
-        code_.consts.begin(), code_.consts.end(), [&](const Kt_Variant& known) {
+    const auto same =
+        std::find_if(code_.consts.begin(), code_.consts.end(), [&](const Kt_Variant& known) {
           return known.GetTag() == value.GetTag() &&
                  (value.IsEmpty() || known.AsLong() == value.AsLong());
         });
@@ -270,8 +270,8 @@ void Translator::OpenFunction() {
   const int slots = args.GetCount() + CountSlots(func_.GetBody(), visible);
   if (slots > kMostSlots) return GiveUp("too many variables");
   slot_limit_ = static_cast<std::uint16_t>(slots);
-  box_limit_ = static_cast<std::uint16_t>(
-      std::min<kt_long>(kMostBoxes, script_.GetVariables().GetCount()));
+  box_limit_ =
+      static_cast<std::uint16_t>(std::min<kt_long>(kMostBoxes, script_.GetVariables().GetCount()));
   temp_base_ = temp_floor_ = temp_top_ = static_cast<std::uint16_t>(slot_limit_ + box_limit_);
   code_.param_count = static_cast<std::uint16_t>(args.GetCount());
   for (kt_long arg = 0; arg < args.GetCount(); ++arg) {
@@ -325,11 +325,11 @@ void Translator::Finish() {
   code_.margin = (steps + 1) * Kt_WorkMeter::kUnitsPerStep;
   for (const Fixup& fixup : fixups_) {
     const Instr in = code_.instrs[fixup.at];
-    const auto distance = static_cast<std::int32_t>(labels_[fixup.label]) -
-                          static_cast<std::int32_t>(fixup.at) - 1;
-    Instr patched = fixup.is_short ? Instr::Of(in.Op(), in.A(), in.B(),
-                                               static_cast<std::uint16_t>(distance))
-                                   : Instr::Far(in.Op(), in.A(), distance);
+    const auto distance =
+        static_cast<std::int32_t>(labels_[fixup.label]) - static_cast<std::int32_t>(fixup.at) - 1;
+    Instr patched = fixup.is_short
+                        ? Instr::Of(in.Op(), in.A(), in.B(), static_cast<std::uint16_t>(distance))
+                        : Instr::Far(in.Op(), in.A(), distance);
     patched.word |= std::uint64_t{in.Mark()} << 8;
     code_.instrs[fixup.at] = patched;
   }
@@ -445,7 +445,8 @@ void Translator::Assign(const Kt_ScriptOp& op) {
     case Place::Kind::kNobody: return AssignNew(place, op);
     case Place::Kind::kMaybe:
       // Another variable of the name may lie further out.
-      if (place.is_innermost && Find(op.GetVar()->name, 1).kind == Place::Kind::kNobody) return AssignNew(place, op);
+      if (place.is_innermost && Find(op.GetVar()->name, 1).kind == Place::Kind::kNobody)
+        return AssignNew(place, op);
       return Walk(op, "the name may stand for two variables");
   }
 }
@@ -474,10 +475,8 @@ void Translator::AssignNew(const Place& place, const Kt_ScriptOp& op) {
 void Translator::Combine(const Kt_ScriptOp& op) {
   const Kt_ScriptOpVar& var = *op.GetVar();
   const Place place = Find(var.name);
-  const std::uint16_t reg =
-      place.kind == Place::Kind::kGlobal ? BoxOf(place.reg) : place.reg;
-  const bool is_known =
-      place.kind == Place::Kind::kRegister || place.kind == Place::Kind::kGlobal;
+  const std::uint16_t reg = place.kind == Place::Kind::kGlobal ? BoxOf(place.reg) : place.reg;
+  const bool is_known = place.kind == Place::Kind::kRegister || place.kind == Place::Kind::kGlobal;
   if (!is_known || reg == kNone) return Walk(op, "the name is no variable here");
   const std::uint16_t value = Value(var.expression);
   if (place.kind == Place::Kind::kGlobal) (void)Emit(InstrOp::kBindGlobal, reg, place.reg);

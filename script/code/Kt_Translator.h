@@ -89,8 +89,7 @@ class Translator {
   std::uint16_t Value(Kt_Expr& expr, std::uint16_t want = kNone);
   void ValueInto(Kt_Expr& expr, std::uint16_t reg);
   std::uint16_t ListValue(Kt_Expr& expr, std::uint16_t want);
-  std::uint16_t EvaluateList(std::size_t begin, Kt_Expr& expr, std::uint16_t want,
-                             const char* why);
+  std::uint16_t EvaluateList(std::size_t begin, Kt_Expr& expr, std::uint16_t want, const char* why);
   const char* WhyNotLowered(Kt_Expr& expr);
   std::uint16_t Evaluate(Kt_Expr& expr, std::uint16_t want, const char* why);
   // Goes to `label` when the truth of `expr` is `sense`, else falls through.

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
 // Lowers compiled expressions (kt::ExprProgram: straight code over temps, constants and names) to
-// instructions. A temp becomes the register at its number after the temps in use; a name becomes the
-// register of its variable, read in place by the instruction that needs it; a global is loaded into
-// a temp right before. The arguments of a call lie side by side at the end of what is in use, so
-// they are the first registers of the called function.
+// instructions. A temp becomes the register at its number after the temps in use; a name becomes
+// the register of its variable, read in place by the instruction that needs it; a global is loaded
+// into a temp right before. The arguments of a call lie side by side at the end of what is in use,
+// so they are the first registers of the called function.
 //
 // A temp is read once. Whatever reads one clears it when its content is counted, so between
 // expressions no temp keeps a text or a list alive, and the registers after the ones in use need
@@ -28,8 +28,7 @@ bool IsName(std::uint16_t operand) { return operand >= kNameBase; }
 bool IsConstant(std::uint16_t operand) { return operand >= kConstBase && operand < kNameBase; }
 bool IsTest(CodeOp op) { return op == CodeOp::kTestAnd || op == CodeOp::kTestOr; }
 bool IsLogic(CodeOp op) {
-  return IsOperator(op) &&
-         (OperatorOf(op) == Operator::kAnd || OperatorOf(op) == Operator::kOr);
+  return IsOperator(op) && (OperatorOf(op) == Operator::kAnd || OperatorOf(op) == Operator::kOr);
 }
 bool IsSmall(const Kt_Variant& value) {
   return value.IsLong() && value.AsLong() == static_cast<std::int16_t>(value.AsLong());
@@ -134,7 +133,8 @@ bool Translator::Prepare(Lowering& low) {
     return false;
   }
   low.base = temp_floor_;
-  for (std::uint16_t temp = 0; temp < low.program.temp_count; ++temp) low.places.push_back(NewTemp());
+  for (std::uint16_t temp = 0; temp < low.program.temp_count; ++temp)
+    low.places.push_back(NewTemp());
   return true;
 }
 
@@ -242,8 +242,8 @@ void Translator::LowerCall(Lowering& low, const CodeInstr& in) {
   const std::uint16_t first = in.b > 0 ? low.places[in.a] : low.places[in.dst];
   const std::uint16_t site = low.calls[static_cast<std::size_t>(in.extra)];
   // Where the arguments were the result may stay, unless it is an argument of a call itself.
-  const bool is_argument = std::any_of(
-      low.program.instrs.begin(), low.program.instrs.end(), [&](const CodeInstr& user) {
+  const bool is_argument =
+      std::any_of(low.program.instrs.begin(), low.program.instrs.end(), [&](const CodeInstr& user) {
         return user.op == CodeOp::kCall && &user != &in && user.a <= in.dst &&
                in.dst < user.a + user.b;
       });
@@ -274,8 +274,7 @@ void Translator::LowerInstr(Lowering& low, std::size_t at) {
     }
     case CodeOp::kStepBefore:
     case CodeOp::kStepAfter: {
-      const InstrOp op =
-          in.op == CodeOp::kStepBefore ? InstrOp::kStepBefore : InstrOp::kStepAfter;
+      const InstrOp op = in.op == CodeOp::kStepBefore ? InstrOp::kStepBefore : InstrOp::kStepAfter;
       const std::uint16_t variable = Variable(low, in.a);
       (void)Emit(op, Target(low, in.dst), variable, static_cast<std::uint16_t>(in.extra));
       break;
@@ -289,9 +288,19 @@ void Translator::LowerInstr(Lowering& low, std::size_t at) {
     case CodeOp::kIndex: {
       const std::uint16_t value = Read(low, in.a);
       const std::uint16_t index = Read(low, in.b);
+      const std::uint16_t name = AddConst(low.program.consts[static_cast<std::size_t>(in.extra)]);
+      Instr& before = code_.instrs.back();
+      // b[c][d] in one, when nothing has come between.
+      if (at > 0 && low.program.instrs[at - 1].op == CodeOp::kElement &&
+          before.Op() == InstrOp::kElement && before.A() == value && !IsConstant(in.a)) {
+        const std::uint8_t mark = before.Mark();
+        before = Instr::Of(InstrOp::kElement2, Target(low, in.dst), before.B(), before.C());
+        before.word |= std::uint64_t{mark} << 8;
+        (void)Emit(InstrOp::kMore, index, name, value);
+        break;
+      }
       (void)Emit(InstrOp::kIndex, Target(low, in.dst), value, index);
-      (void)Emit(InstrOp::kMore,
-                 AddConst(low.program.consts[static_cast<std::size_t>(in.extra)]));
+      (void)Emit(InstrOp::kMore, name);
       break;
     }
     case CodeOp::kRef: {
@@ -326,8 +335,8 @@ void Translator::Lower(Lowering& low, std::size_t end) {
     const Label label = NewLabel();
     targets.push_back({in.extra, label});
     const std::uint16_t value = Read(low, in.a);
-    EmitShort(in.op == CodeOp::kTestAnd ? InstrOp::kTestAnd : InstrOp::kTestOr,
-              low.places[in.dst], value, label);
+    EmitShort(in.op == CodeOp::kTestAnd ? InstrOp::kTestAnd : InstrOp::kTestOr, low.places[in.dst],
+              value, label);
     temp_floor_ = floor;
   }
   for (const auto& [target, label] : targets) {
@@ -412,11 +421,11 @@ std::uint16_t Translator::Value(Kt_Expr& expr, std::uint16_t want) {
   EmitGuards(low, evaluate);
   HoldGlobals(low);
   // The last instruction may write where the value is wanted, unless jumps lead around it.
-  const bool has_jumps = std::any_of(instrs.begin(), instrs.end(),
-                                     [](const CodeInstr& in) { return IsTest(in.op); });
+  const bool has_jumps =
+      std::any_of(instrs.begin(), instrs.end(), [](const CodeInstr& in) { return IsTest(in.op); });
   if (want != kNone && last > 0 && !has_jumps && instrs[last - 1].dst == instrs[last].a &&
-      instrs[last - 1].op != CodeOp::kRef &&
-      !IsName(instrs[last].a) && !IsConstant(instrs[last].a)) {
+      instrs[last - 1].op != CodeOp::kRef && !IsName(instrs[last].a) &&
+      !IsConstant(instrs[last].a)) {
     low.want = want;
     low.want_temp = instrs[last].a;
   }
@@ -437,8 +446,8 @@ std::uint16_t Translator::Value(Kt_Expr& expr, std::uint16_t want) {
   }
   NoteRange(begin, expr, (dst & kConstOperand) != 0 ? kNone : dst, code_.instrs.size());
   // What has been computed is kept; the temps it took are free again.
-  temp_floor_ = IsTemp(dst) ? std::max<std::uint16_t>(floor, static_cast<std::uint16_t>(dst + 1))
-                            : floor;
+  temp_floor_ =
+      IsTemp(dst) ? std::max<std::uint16_t>(floor, static_cast<std::uint16_t>(dst + 1)) : floor;
   return dst;
 }
 
@@ -457,8 +466,7 @@ bool Translator::LowerBranch(Lowering& low, bool sense, Label label, bool is_dry
   const Label fall = is_dry ? 0 : NewLabel();
   std::vector<std::pair<std::size_t, Label>> targets;
   // Where a jump to `at` leads when the truth in `temp` is `truth`.
-  const auto thread = [&](std::size_t at, std::uint16_t temp, bool truth,
-                          Label& to) -> bool {
+  const auto thread = [&](std::size_t at, std::uint16_t temp, bool truth, Label& to) -> bool {
     for (;;) {
       const CodeInstr& in = instrs[at];
       if (in.op == CodeOp::kReturn) {
@@ -486,8 +494,8 @@ bool Translator::LowerBranch(Lowering& low, bool sense, Label label, bool is_dry
       }
     }
     const CodeInstr& in = instrs[at];
-    const bool is_truth = IsOperator(in.op) && (IsRelation(OperatorOf(in.op)) ||
-                                                OperatorOf(in.op) == Operator::kNot);
+    const bool is_truth =
+        IsOperator(in.op) && (IsRelation(OperatorOf(in.op)) || OperatorOf(in.op) == Operator::kNot);
     std::size_t next = at + 1;
     std::uint16_t temp = in.dst;
     if (is_truth && IsLogic(instrs[next].op) && instrs[next].b == temp &&
@@ -593,8 +601,8 @@ std::size_t Translator::FindJoin(const Lowering& low, const Kt_WString& name) co
         sum = in.dst;
         continue;
       }
-      const bool reads = in.op == CodeOp::kCall ? in.a <= sum && sum < in.a + in.b
-                                                : in.a == sum || in.b == sum;
+      const bool reads =
+          in.op == CodeOp::kCall ? in.a <= sum && sum < in.a + in.b : in.a == sum || in.b == sum;
       if (IsTest(in.op) || in.dst == sum || reads) return instrs.size();
     }
   }
@@ -613,10 +621,10 @@ std::uint16_t Translator::JoinTo(Kt_Expr& expr, const Kt_WString& name, std::uin
   const std::size_t at = can_lower ? FindJoin(low, name) : 0;
   const std::vector<CodeInstr>& instrs = low.program.instrs;
   const bool is_global = reg >= slot_limit_;
-  const bool is_sum = can_lower && at + 1 < instrs.size() &&
-                      !(IsConstant(instrs[at].b) &&
-                        low.program.consts[instrs[at].b - kConstBase].IsLong()) &&
-                      !(at + 2 == instrs.size() && !is_global);  // a plain + does it
+  const bool is_sum =
+      can_lower && at + 1 < instrs.size() &&
+      !(IsConstant(instrs[at].b) && low.program.consts[instrs[at].b - kConstBase].IsLong()) &&
+      !(at + 2 == instrs.size() && !is_global);  // a plain + does it
   if (!is_sum) {
     code_.calls.resize(calls);
     temp_floor_ = floor;
@@ -636,9 +644,9 @@ std::uint16_t Translator::JoinTo(Kt_Expr& expr, const Kt_WString& name, std::uin
     low.places[instrs[at].dst] = joined;
     // The sums that follow stay where it is.
     for (std::size_t sum = at + 1; sum + 1 < instrs.size(); ++sum) {
-      const bool is_chained =
-          instrs[sum].op == CodeOp::kAdd && low.places[instrs[sum].a & 0x3FFF] == joined &&
-          !IsName(instrs[sum].a) && !IsConstant(instrs[sum].a);
+      const bool is_chained = instrs[sum].op == CodeOp::kAdd &&
+                              low.places[instrs[sum].a & 0x3FFF] == joined &&
+                              !IsName(instrs[sum].a) && !IsConstant(instrs[sum].a);
       if (is_chained) low.places[instrs[sum].dst] = joined;
     }
   }

@@ -46,8 +46,8 @@ class Interpreter {
                             Kt_Variant& result);
 
   // The statements from `first` on.
-  Outcome Body(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
-               Kt_Variant& result, kt_long first = 0);
+  Outcome Body(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope, Kt_Variant& result,
+               kt_long first = 0);
   // The second half of a declaration or an assignment, whose value has been computed.
   kt_long Finish(const Kt_ScriptOp& op, Kt_Variant& value, Kt_ExprObject* context, Scope* scope);
   // One statement, which has been charged.
