@@ -51,21 +51,23 @@ void Contexts::Build() {
   });
 }
 
+// Takes no memory: it is asked when a context ends, also because memory has run out.
 bool Contexts::IsUnchanged() const {
-  std::vector<kt_long> found(frame_.scopes.size());
+  const FuncCode::ScopeInfo* last = nullptr;
+  kt_long found = 0;
+  kt_long left = 0;
+  for (const CodeFrame::Open& open : frame_.scopes) left += open.scope->GetVariables().GetCount();
   bool is_same = true;
-  frame_.code->ForSlots(PcOf(frame_),
-                        [&](const FuncCode::ScopeInfo& scope, const FuncCode::Slot& slot) {
-                          const Kt_Variant& reg = frame_.base[slot.reg];
-                          if (reg.IsUndeclared()) return;
-                          const auto depth = static_cast<std::size_t>(scope.depth);
-                          const Kt_VariableList& list = frame_.scopes[depth].scope->GetVariables();
-                          is_same = is_same && list.GetItem(found[depth]++) == reg.GetRefVariable();
-                        });
-  for (std::size_t depth = 0; depth < found.size(); ++depth) {
-    is_same = is_same && found[depth] == frame_.scopes[depth].scope->GetVariables().GetCount();
-  }
-  return is_same;
+  frame_.code->ForSlots(
+      PcOf(frame_), [&](const FuncCode::ScopeInfo& scope, const FuncCode::Slot& slot) {
+        const Kt_Variant& reg = frame_.base[slot.reg];
+        if (reg.IsUndeclared()) return;
+        if (std::exchange(last, &scope) != &scope) found = 0;
+        const CodeFrame::Open& open = frame_.scopes[static_cast<std::size_t>(scope.depth)];
+        is_same = is_same && open.scope->GetVariables().GetItem(found++) == reg.GetRefVariable();
+        --left;
+      });
+  return is_same && left == 0;
 }
 
 void Contexts::Keep() {
