@@ -14,9 +14,8 @@
 // - OrRestore keeps the state of before, which shares everything with the dataset: what is written
 //   becomes a copy. For edits that go over all rows anyway.
 // - OrTakeBack is told how to undo what was done, row by row. For edits of some rows, which a copy
-// of
-//   all of them would slow down. Where the work is limited that may take too long after a stop; so
-//   long ones keep the state as well.
+//   of all of them would slow down. Where the work is limited that may take too long after a stop;
+//   so long ones keep the state as well.
 //
 // Edits may be made of edits: what an inner one noted as a failure fails the outer one.
 
