@@ -261,6 +261,7 @@ kt_long Machine::Call(const Kt_ScriptFunc& func, FuncCode& code, Kt_Variant* arg
   Kt_Variant* const top = current_ != nullptr ? current_->base + current_->reg_count : nullptr;
   CodeFrame* const outer = current_;
   kt_long ended = kOk;
+  stops_late_ = false;
   try {
     ended = Begin(func, code, top, 0);
     if (ended == kOk) {
@@ -452,7 +453,7 @@ enter_frame:
 after_slow:
   left = meter.GetLeft();
   if (KT_UNLIKELY(code != kOk)) goto failed;
-  if (KT_UNLIKELY(meter.GetStopCode() != kOk)) {
+  if (KT_UNLIKELY(meter.GetStopCode() != kOk) && !std::exchange(stops_late_, false)) {
     code = run_.Check(&script_);
     goto failed;
   }
@@ -866,8 +867,13 @@ after_test:
                   frame->items.empty())) {
       const Instr call = up->pc[-1];
       Kt_Variant& dst = up->base[call.A() - (call.B() >> 8)];
-      if (KT_LIKELY(!dst.IsCounted() || &dst == base)) {
-        const Kt_Variant* const last = base + frame->code->var_count;
+      const Kt_Variant* const last = base + frame->code->var_count;
+      // Freeing other contents than texts may run code, or stop the run.
+      flag = !dst.IsCounted() || &dst == base;
+      for (const Kt_Variant* reg = base; reg != last; ++reg) {
+        flag = flag && (!reg->IsCounted() || reg->IsString());
+      }
+      if (KT_LIKELY(flag)) {
         for (Kt_Variant* reg = base; reg != last; ++reg) {
           if (KT_UNLIKELY(reg->IsCounted())) reg->Clear();
         }
@@ -911,18 +917,20 @@ after_test:
   KT_CASE(Nop) KT_NEXT();
   KT_CASE(Drop) {
     Kt_Variant& value = KT_R(in.A());
-    if (KT_UNLIKELY(value.IsCounted())) value.Clear();
-    KT_NEXT();
+    if (KT_LIKELY(!value.IsCounted())) KT_NEXT();
+    KT_SLOW((Clear(value), kOk));
   }
   KT_CASE(Enter) KT_SLOW(Enter(*frame, in));
   KT_CASE(Leave) {
-    if (KT_LIKELY(frame->scopes.empty())) {
-      for (Kt_Variant *reg = base + in.A(), *last = reg + in.B(); reg != last; ++reg) {
-        reg->SetUndeclared();
-      }
-      KT_NEXT();
+    flag = frame->scopes.empty();
+    for (Kt_Variant *reg = base + in.A(), *last = reg + in.B(); reg != last; ++reg) {
+      flag = flag && (!reg->IsCounted() || reg->IsString());
     }
-    KT_SLOW((Leave(*frame, in), kOk));
+    if (KT_UNLIKELY(!flag)) KT_SLOW((Leave(*frame, in), kOk));
+    for (Kt_Variant *reg = base + in.A(), *last = reg + in.B(); reg != last; ++reg) {
+      reg->SetUndeclared();
+    }
+    KT_NEXT();
   }
   KT_CASE(Eval) {
     KT_SAVE();

@@ -62,6 +62,21 @@ class Machine {
   static constexpr std::size_t kFirstBlock = 4096;  // registers
   static constexpr std::size_t kBlock = 65536;
 
+  // A run that stops while an old value is freed is told by the next statement.
+  class Storing {
+   public:
+    explicit Storing(Machine& machine)
+        : machine_(machine), was_stopped_(machine.run_.GetStopCode() != kOk) {}
+    Storing(const Storing&) = delete;
+    Storing& operator=(const Storing&) = delete;
+    ~Storing() {
+      if (!was_stopped_ && machine_.run_.GetStopCode() != kOk) machine_.stops_late_ = true;
+    }
+
+   private:
+    Machine& machine_;
+    bool was_stopped_;
+  };
   struct Block {
     std::unique_ptr<Kt_Variant[]> registers;
     std::size_t count;
@@ -127,6 +142,7 @@ class Machine {
   // A return leaves its value in returned_.
   KT_NOINLINE kt_long Walk(CodeFrame& frame, Instr in, bool& is_return);
   KT_NOINLINE kt_long Rest(CodeFrame& frame, bool& is_return);
+  KT_NOINLINE void Clear(Kt_Variant& value);
   KT_NOINLINE void Leave(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long Enter(CodeFrame& frame, Instr in);
   // Before the statements that begin at the instruction in hand: charges them one by one, and goes
@@ -157,6 +173,7 @@ class Machine {
   std::vector<Block> blocks_;
   Kt_Variant returned_;
   kt_long end_code_ = 0;
+  bool stops_late_ = false;
 };
 
 }  // namespace kt::detail

@@ -71,6 +71,7 @@ void Machine::Drop(CodeFrame& frame, std::uint16_t operand) {
 }
 
 void Machine::Store(CodeFrame& frame, std::uint16_t reg, Kt_Variant&& value) {
+  const Storing storing(*this);
   if (!IsVariable(frame, reg)) {
     frame.base[reg] = std::move(value);
     return;
@@ -193,6 +194,7 @@ kt_long Machine::SetGlobal(CodeFrame& frame, Instr in) {
           global.place != nullptr && func.globals_version == script_.GetVariables().GetVersion()
               ? global.place
               : nullptr) {
+    const Storing storing(*this);
     const Kt_VariableHold hold(place);
     place->SetValue(std::move(value));
     return kOk;
@@ -462,6 +464,7 @@ kt_long Machine::SetElement(CodeFrame& frame, Instr in) {
     Kt_Variant& place = Place(frame, in.A());
     const Kt_Variant& value = Peek(frame, in.C());
     if (KT_LIKELY(place.IsList() && !value.IsRef() && !value.IsObject())) {
+      const Storing storing(*this);
       if (KT_LIKELY(place.ListSet(at.AsLong(), value))) {
         Drop(frame, in.C());
         return kOk;
@@ -623,6 +626,9 @@ kt_long Machine::ReturnTo(CodeFrame& frame, std::uint16_t operand, CodeFrame& en
                           Kt_Variant& result) {
   Kt_Variant value = operand == FuncCode::kNoRegister ? std::move(returned_) : Read(frame, operand);
   CodeFrame* const up = frame.up;
+  ClearFrame(frame);
+  for (std::uint16_t reg = 0; reg < frame.code->var_count; ++reg) frame.base[reg].Clear();
+  stops_late_ = false;
   const kt_long code = run_.GetStopCode() != kOk ? run_.Check(&script_) : kOk;
   EndFrame(frame);
   if (&frame == &entry) {
@@ -704,7 +710,13 @@ kt_long Machine::Enter(CodeFrame& frame, Instr in) {
   return kOk;
 }
 
+void Machine::Clear(Kt_Variant& value) {
+  const Storing storing(*this);
+  value.Clear();
+}
+
 void Machine::Leave(CodeFrame& frame, Instr in) {
+  const Storing storing(*this);
   while (frame.scopes.size() > in.C()) frame.scopes.pop_back();
   if (frame.code->is_by_name) return;
   for (int reg = in.A(); reg < in.A() + in.B(); ++reg) frame.base[reg].SetUndeclared();
