@@ -80,6 +80,11 @@ TEST(CliDump, ShowsOperationsAndTrees) {
   const TestFolder folder;
   const std::string script =
       folder.Write("a.kts", "function main(a) {\n  if (a) return 1;\n  a += 2;\n}\n");
+  outcome = Kt({"dump", "--code", script, "main"});
+  EXPECT_EQ(outcome.status, 0);
+  EXPECT_NE(outcome.out.find("function main"), std::string::npos) << outcome.out;
+  EXPECT_NE(outcome.out.find("Return"), std::string::npos) << outcome.out;
+  EXPECT_NE(Kt({"dump", "--code", script, "nosuch"}).status, 0);
   outcome = Kt({"dump", script});
   EXPECT_EQ(outcome.status, 0);
   for (const char* const part : {"main", "if", "return", "name +="}) {
