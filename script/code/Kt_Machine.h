@@ -123,6 +123,7 @@ class Machine {
   KT_NOINLINE kt_long StepValue(CodeFrame& frame, Instr in, bool is_before);
   KT_NOINLINE kt_long JoinBegin(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long JoinEnd(CodeFrame& frame, Instr in);
+  const FuncCode::Global& FreshGlobal(FuncCode& func, std::uint16_t index) const;
   KT_NOINLINE kt_long GetGlobal(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long SetGlobal(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long BindGlobal(CodeFrame& frame, Instr in);

@@ -165,12 +165,16 @@ kt_long Machine::AssignNew(CodeFrame& frame, Instr in) {
 
 // Globals -----------------------------------------------------------------------------------------
 
-kt_long Machine::GetGlobal(CodeFrame& frame, Instr in) {
-  FuncCode& func = *frame.code;
+// The global, found again when globals have come or gone.
+const FuncCode::Global& Machine::FreshGlobal(FuncCode& func, std::uint16_t index) const {
   if (func.globals_version != script_.GetVariables().GetVersion()) {
     (void)func.BindGlobals(script_.GetVariables());
   }
-  const FuncCode::Global& global = func.globals[in.B()];
+  return func.globals[index];
+}
+
+kt_long Machine::GetGlobal(CodeFrame& frame, Instr in) {
+  const FuncCode::Global& global = FreshGlobal(*frame.code, in.B());
   if (global.place != nullptr) {
     Store(frame, in.A(), Checked(global.place->GetValue()));
     return kOk;
@@ -184,11 +188,8 @@ kt_long Machine::GetGlobal(CodeFrame& frame, Instr in) {
 }
 
 kt_long Machine::SetGlobal(CodeFrame& frame, Instr in) {
-  FuncCode& func = *frame.code;
-  if (func.globals_version != script_.GetVariables().GetVersion()) {
-    (void)func.BindGlobals(script_.GetVariables());
-  }
-  const FuncCode::Global& global = func.globals[in.A()];
+  const FuncCode& func = *frame.code;
+  const FuncCode::Global& global = FreshGlobal(*frame.code, in.A());
   Kt_Variant value = Read(frame, in.B());
   if (Kt_Variable* const place =
           global.place != nullptr && func.globals_version == script_.GetVariables().GetVersion()
@@ -207,11 +208,7 @@ kt_long Machine::SetGlobal(CodeFrame& frame, Instr in) {
 }
 
 kt_long Machine::BindGlobal(CodeFrame& frame, Instr in) {
-  FuncCode& func = *frame.code;
-  if (func.globals_version != script_.GetVariables().GetVersion()) {
-    (void)func.BindGlobals(script_.GetVariables());
-  }
-  const FuncCode::Global& global = func.globals[in.B()];
+  const FuncCode::Global& global = FreshGlobal(*frame.code, in.B());
   if (global.place != nullptr) {
     frame.base[in.A()].SetRef(*global.place);
     return kOk;
