@@ -582,8 +582,9 @@ kt_long Machine::CallByName(CodeFrame& frame, Instr in, const Kt_WString& called
   Kt_Variant value;
   const FailureMark mark;
   const kt_long code = entry.GetObjValue(context, value, 0);
+  const kt_long checked = code == kOk ? CheckCallResult(context, value) : code;
   Store(frame, static_cast<std::uint16_t>(in.A() - (in.B() >> 8)), std::move(value));
-  if (KT_LIKELY(code == kOk)) return CheckCallResult(context, value);
+  if (KT_LIKELY(code == kOk)) return checked;
   return mark.HasNoted(code) ? code : NoteSilentCall(name, code);
 }
 
