@@ -91,8 +91,8 @@ inline std::string RunToText(std::string_view text, bool is_compiled, int limit_
            last.text.ToUtf8() + " at " + last.function.ToUtf8() + ":" + std::to_string(last.line);
     out += "\nresult " + Show(result) + "\nglobals " + Show(script.GetVariables());
     out += "\nhost " + Show(host.variables) + Show(host.plain) + Show(host.thing->properties);
-    out += "\nreports " + host.TakeReports() + " at " + places + "\ncalls " + host.calls + "\nthing " +
-           host.thing->log + "\n";
+    out += "\nreports " + host.TakeReports() + " at " + places + "\ncalls " + host.calls +
+           "\nthing " + host.thing->log + "\n";
   }
   Kt_Expr::SetCompiled(true);
   return out;
