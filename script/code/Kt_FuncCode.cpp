@@ -27,31 +27,9 @@ const Kt_WString& FuncCode::NameOf(std::size_t pc, std::uint16_t reg) const {
   return *name;
 }
 
-bool FuncCode::BindGlobals(const Kt_VariableList& variables) {
-  bool is_complete = true;
-  for (Global& global : globals) {
-    global.place = variables.FindVariable(global.name);
-    is_complete = is_complete && global.place != nullptr;
-  }
+void FuncCode::BindGlobals(const Kt_VariableList& variables) {
+  for (Global& global : globals) global.place = variables.FindVariable(global.name);
   globals_version = variables.GetVersion();
-  return is_complete;
-}
-
-namespace {
-
-template <class T>
-std::size_t Bytes(const std::vector<T>& items) {
-  return items.capacity() * sizeof(T);
-}
-
-}  // namespace
-
-std::size_t FuncCode::SizeBytes() const {
-  std::size_t bytes = sizeof(*this) + Bytes(instrs) + Bytes(consts) + Bytes(entries) +
-                      Bytes(ranges) + Bytes(globals) + Bytes(calls) + Bytes(exprs) +
-                      Bytes(statements) + Bytes(scopes);
-  for (const ScopeInfo& scope : scopes) bytes += Bytes(scope.slots);
-  return bytes;
 }
 
 // Built-ins that look at the context of their call are for the evaluator.

@@ -125,9 +125,8 @@ struct FuncCode {
       }
     }
   }
-  // Finds the globals again after some came or went. False when one is missing.
-  bool BindGlobals(const Kt_VariableList& globals);
-  std::size_t SizeBytes() const;
+  // Finds the globals again after some came or went.
+  void BindGlobals(const Kt_VariableList& globals);
 
   std::vector<Instr> instrs;
   std::vector<Kt_Variant> consts;

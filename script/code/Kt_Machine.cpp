@@ -507,7 +507,6 @@ run:
     }
     KT_SLOW(Move(*frame, in.A(), in.B()));
   }
-  KT_CASE(Int) KT_NEXT();
   KT_CASE(GetGlobal) {
     const FuncCode& func = *frame->code;
     if (KT_LIKELY(func.globals_version == script_.GetVariables().GetVersion())) {

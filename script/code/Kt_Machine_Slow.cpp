@@ -168,7 +168,7 @@ kt_long Machine::AssignNew(CodeFrame& frame, Instr in) {
 // The global, found again when globals have come or gone.
 const FuncCode::Global& Machine::FreshGlobal(FuncCode& func, std::uint16_t index) const {
   if (func.globals_version != script_.GetVariables().GetVersion()) {
-    (void)func.BindGlobals(script_.GetVariables());
+    func.BindGlobals(script_.GetVariables());
   }
   return func.globals[index];
 }

@@ -347,7 +347,7 @@ void Translator::Finish() {
   code_.consts.shrink_to_fit();
   code_.entries.shrink_to_fit();
   code_.ranges.shrink_to_fit();
-  (void)code_.BindGlobals(script_.GetVariables());
+  code_.BindGlobals(script_.GetVariables());
   code_.version = script_.GetVersion();
 }
 
