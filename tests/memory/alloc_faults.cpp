@@ -112,6 +112,8 @@ long kt::test::UncountedPeak() {
   return uncounted_peak;
 }
 
+// Visible, or the libraries would take the C library's functions for what these have allocated.
+#pragma GCC visibility push(default)
 extern "C" {
 void* malloc(std::size_t size) { return Fails() ? nullptr : Watched(REAL(malloc)(size)); }
 void* calloc(std::size_t count, std::size_t size) {
@@ -124,6 +126,7 @@ void* realloc(void* memory, std::size_t size) {
 }
 void free(void* memory) { Release(memory); }
 }
+#pragma GCC visibility pop
 
 void* operator new(std::size_t size) {
   if (void* const memory = New(size)) return memory;
