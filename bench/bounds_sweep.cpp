@@ -8,11 +8,15 @@
 // A late call is made twice more, and its least time counts: what other programs cause does not
 // come back every time.
 //
-//   bounds_sweep [--late MS] [--rows N] [--units N] [--every N] [--only TEXT]
+// With --memory the bound is one of memory, and each call is made once: prints what took more than
+// a tenth of the bound beyond it. That is the growth of the whole heap, whoever asked for it, less
+// what the libraries count.
+//
+//   bounds_sweep [--late MS] [--memory MB] [--rows N] [--units N] [--every N] [--only TEXT]
 //
 // The whole sweep (a million rows, texts and lists at their limits) takes about half an hour and
 // 12 GB of memory; --units makes texts and lists smaller, --every N takes each N-th call. Status 1
-// when something was late.
+// when something was late or took too much.
 #include <pthread.h>
 #include <time.h>
 
@@ -30,6 +34,7 @@
 #include "dataset/Kt_ExprDataset.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "script/Kt_Script.h"
+#include "tests/memory/alloc_faults.h"
 
 namespace {
 
@@ -37,9 +42,12 @@ using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
 constexpr std::chrono::milliseconds kRunFor{100};
+// A call without end that takes no memory.
+constexpr std::chrono::seconds kEndOfCalls{5};
 
 struct Options {
   double late_ms = 50;
+  std::int64_t memory_bytes = 0;  // 0: the bound is one of time
   kt_long rows = 1000000;
   kt_long units = kMaxStringLength;
   int every = 1;
@@ -317,6 +325,10 @@ class Sweep {
   void Try(const std::string& statements) {
     if (statements.find(options_.only) == std::string::npos) return;
     if (call_count_++ % options_.every != 0) return;
+    if (options_.memory_bytes > 0) {
+      NoteMemory(statements, Overshoot(statements));
+      return;
+    }
     for (const bool by_flag : {false, true}) {
       Lateness least = TryOnce(statements, by_flag);
       for (int more = 0; more < 2 && least.used_ms > options_.late_ms; ++more) {
@@ -328,6 +340,11 @@ class Sweep {
   }
 
   void Tell() const {
+    if (options_.memory_bytes > 0) {
+      std::printf("%d runs, %d stopped by their bound, %d took too much; the most %.1f MB: %s\n",
+                  run_count_, stop_count_, late_count_, most_mb_, latest_call_.c_str());
+      return;
+    }
     std::printf("%d runs, %d stopped by their bound, %d late; latest %.1f ms (%.1f): %s\n",
                 run_count_, stop_count_, late_count_, latest_.wall_ms, latest_.used_ms,
                 latest_call_.c_str());
@@ -344,15 +361,19 @@ class Sweep {
     kt_long code = 0;
   };
 
-  Lateness TryOnce(const std::string& statements, bool by_flag) {
+  // False when `body` of a function is not right.
+  bool Parse(const std::string& body, Kt_Script& script) {
     host_.Reset(main_, other_);
-    Kt_Script script(&host_);
     script.AddVariables(variables_, 1);
-    const std::string text = "var x; function main() { while (1) { " + statements + "; } }";
-    if (script.Parse(u"sweep", Kt_WString::FromUtf8(text), nullptr, nullptr) != 0) {
-      std::printf("not a script: %s\n", statements.c_str());
-      return {};
-    }
+    const std::string text = "var x; function main() { " + body + " }";
+    if (script.Parse(u"sweep", Kt_WString::FromUtf8(text), nullptr, nullptr) == 0) return true;
+    std::printf("not a script: %s\n", text.c_str());
+    return false;
+  }
+
+  Lateness TryOnce(const std::string& statements, bool by_flag) {
+    Kt_Script script(&host_);
+    if (!Parse("while (1) { " + statements + "; }", script)) return {};
     std::atomic<bool> cancel = false;
     Kt_RunBudget budget;
     const Clock::time_point due = Clock::now() + kRunFor;
@@ -395,6 +416,34 @@ class Sweep {
     std::fflush(stdout);
   }
 
+  // The most memory, in bytes, that one call takes beyond what is counted.
+  long Overshoot(const std::string& statements) {
+    Kt_Script script(&host_);
+    if (!Parse(statements + ";", script)) return 0;
+    Kt_RunBudget budget;
+    budget.limit_bytes = options_.memory_bytes;
+    budget.deadline = Clock::now() + kEndOfCalls;
+    script.SetBudget(&budget);
+    Kt_Variant result;
+    kt::test::WatchHeap();
+    const kt_long code = script.ExecFunc(u"main", nullptr, result);
+    if (code == kErrNoMemory) ++stop_count_;
+    return kt::test::UncountedPeak();
+  }
+
+  void NoteMemory(const std::string& statements, long bytes) {
+    ++run_count_;
+    const double mb = static_cast<double>(bytes) / (1 << 20);
+    if (mb > most_mb_) {
+      most_mb_ = mb;
+      latest_call_ = statements;
+    }
+    if (bytes <= options_.memory_bytes / 10) return;
+    ++late_count_;
+    std::printf("%8.1f MB more  %s\n", mb, statements.c_str());
+    std::fflush(stdout);
+  }
+
   Options options_;
   Kt_Dataset main_;
   Kt_Dataset other_;
@@ -405,7 +454,8 @@ class Sweep {
   int late_count_ = 0;
   int call_count_ = 0;
   Lateness latest_;
-  std::string latest_call_;
+  double most_mb_ = 0;
+  std::string latest_call_;  // or that of the most memory
 };
 
 std::string Name(const char16_t* name) { return Kt_WString(name).ToUtf8(); }
@@ -418,6 +468,7 @@ int main(int argc, char** argv) {
     const std::string_view name = argv[arg];
     const char* const value = argv[arg + 1];
     if (name == "--late") options.late_ms = std::atof(value);
+    if (name == "--memory") options.memory_bytes = std::atoll(value) << 20;
     if (name == "--rows") options.rows = std::atoi(value);
     if (name == "--units") options.units = std::atoi(value);
     if (name == "--every") options.every = std::atoi(value);

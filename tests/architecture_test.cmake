@@ -45,6 +45,8 @@ foreach(folder bench fuzz examples)
 endforeach()
 # Scripts made at random, and the host that they run in, serve a test and a fuzz target.
 list(APPEND allowed_fuzz tests tests/common tests/classlib)
+# The heap that a test watches is watched in the sweep too.
+list(APPEND allowed_bench tests/memory)
 
 # The evaluator calls script functions and objects run them; only bodies know the two classes.
 set(script_classes_for_bodies script/Kt_Script.h script/Kt_ScriptFunc.h)
