@@ -13,6 +13,7 @@
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/formats/detail/Kt_Transfer.h"
+#include "classlib/text/detail/Kt_NameMap.h"
 #include "classlib/value/detail/Kt_VariantText.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views

@@ -10,6 +10,7 @@
 #include "classlib/formats/detail/Kt_FileText.h"
 #include "classlib/formats/detail/Kt_Transfer.h"
 #include "classlib/text/Kt_Number.h"
+#include "classlib/text/detail/Kt_NameMap.h"
 #include "classlib/value/detail/Kt_VariantText.h"
 #include "classlib/xml/Kt_XmlWriter.h"
 #include "classlib/xml/detail/Kt_XmlScanner.h"

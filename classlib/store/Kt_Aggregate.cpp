@@ -7,7 +7,6 @@
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/detail/Kt_Refuse.h"
-#include "classlib/store/Kt_Dataset.h"
 #include "classlib/store/detail/Kt_ColumnTotal.h"
 #include "classlib/store/detail/Kt_Whole.h"
 #include "classlib/store/kernels/Kt_ColumnKernels.h"
@@ -217,9 +216,9 @@ bool Kt_CellRule::IsBetter(bool greatest, const Kt_Variant& value, const Kt_Vari
 }
 
 // The cells of an expression column in the records of some rows, one after another.
-std::unique_ptr<Kt_Column> Kt_Dataset::Evaluated(View view, kt_long start, kt_long end, kt_long col,
-                                                 kt_long position) const {
-  auto cells = std::make_unique<Kt_Column>(GetColType(col));
+std::unique_ptr<Kt_Column> Kt_Dataset::Body::Evaluated(View view, kt_long start, kt_long end,
+                                                       kt_long col, kt_long position) const {
+  auto cells = std::make_unique<Kt_Column>(self_.GetColType(col));
   RoundCharge charge;
   for (kt_long row = start; row < end; ++row) {
     charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
@@ -249,9 +248,9 @@ kt_long kt::detail::TotalOfSlots(Kt_Aggregate what, const Kt_Column& cells,
   return Finish(FoldOf(what, cells, walk), result);
 }
 
-kt_long Kt_Dataset::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
-                              kt_long position, Kt_Variant& result) const {
-  if (IsPivot() && GetPivotColType(col) == 0)
+kt_long Kt_Dataset::Body::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start,
+                                    kt_long end, kt_long position, Kt_Variant& result) const {
+  if (IsPivot() && self_.GetPivotColType(col) == 0)
     return PivotDown(what, col, position, start, end, view, result);
   if (!columns_.Has(col)) {
     result.Clear();
@@ -272,16 +271,25 @@ kt_long Kt_Dataset::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long
   });
 }
 
-kt_long Kt_Dataset::CountRecords(View view, kt_long start, kt_long end) const {
+kt_long Kt_Dataset::Body::CountRecords(View view, kt_long start, kt_long end) const {
   start = std::clamp(start, 0, ViewCount(view));
   end = std::clamp(end, start, ViewCount(view));
   return RecordsBefore(view, end) - RecordsBefore(view, start);
 }
 
+kt_long Kt_Dataset::GetAggregate(Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
+                                 Kt_Variant& result, kt_long position) const {
+  return body().Aggregate(body().ActiveView(), what, col, start, end, position, result);
+}
+kt_long Kt_Dataset::GetAggregateNF(Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
+                                   Kt_Variant& result, kt_long position) const {
+  return body().Aggregate(kAllRows, what, col, start, end, position, result);
+}
+
 kt_long Kt_Dataset::GetCount(kt_long start, kt_long end) const {
-  return CountRecords(ActiveView(), start, end);
+  return body().CountRecords(body().ActiveView(), start, end);
 }
 
 kt_long Kt_Dataset::GetCountNF(kt_long start, kt_long end) const {
-  return CountRecords(kAllRows, start, end);
+  return body().CountRecords(kAllRows, start, end);
 }

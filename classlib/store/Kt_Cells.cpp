@@ -8,7 +8,7 @@
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
-Kt_Variant Kt_Dataset::ReadCell(View view, kt_long row, kt_long col, kt_long position) const {
+Kt_Variant Kt_Dataset::Body::ReadCell(View view, kt_long row, kt_long col, kt_long position) const {
   KT_CHECK_THREAD(one_thread_, "dataset", id_);
   const auto slot = RecordAt(view, row);
   if (!slot) return ReadSubtotal(view, row, col, position);
@@ -18,24 +18,25 @@ Kt_Variant Kt_Dataset::ReadCell(View view, kt_long row, kt_long col, kt_long pos
   if (KT_LIKELY(column.cells != nullptr && !ShowsSource())) return column.cells->Read(*slot);
   if (IsGone(*slot)) return {};
   if (const Kt_Column* const cells = CellsOf(col)) return cells->Read(*slot);
-  const kt_long source_col = GetSourceCol(col);
+  const kt_long source_col = self_.GetSourceCol(col);
   if (source_col >= 0) {
-    return Outside([&] { return GetSource()->ReadSlot(*slot, source_col); });
+    return Outside([&] { return GetSource()->body().ReadSlot(*slot, source_col); });
   }
   return ReadExpression(view, row, column);
 }
 
-Kt_Variant Kt_Dataset::ReadSubtotal(View view, kt_long row, kt_long col, kt_long position) const {
+Kt_Variant Kt_Dataset::Body::ReadSubtotal(View view, kt_long row, kt_long col,
+                                          kt_long position) const {
   const Subtotal* const subtotal =
       rows_.grouped && HasRow(view, row) ? GroupsOf(view).Find(row) : nullptr;
   if (subtotal == nullptr) return {};
-  const kt_long type = GetPivotColType(col);
+  const kt_long type = self_.GetPivotColType(col);
   if (IsPivot() && type == 2) return pivot_->GetColumn(0, col, position);
   const Kt_Variant* const value = subtotal->Find(col, IsPivot() && type == 0 ? position : -1);
   return value != nullptr ? *value : Kt_Variant();
 }
 
-Kt_Variant Kt_Dataset::ReadExpression(View view, kt_long row, const Column& column) const {
+Kt_Variant Kt_Dataset::Body::ReadExpression(View view, kt_long row, const Column& column) const {
   // An evaluator that asks for the stack itself is called once without one, to report it; one that
   // does not is stopped here.
   if (evaluator_.pointer == nullptr || evaluator_.out_of_stack) return {};
@@ -44,40 +45,21 @@ Kt_Variant Kt_Dataset::ReadExpression(View view, kt_long row, const Column& colu
   const Kt_ColumnMap map{column.id, column.map, column.origin};
   const Kt_Column converter(column.type);
   Kt_Variant value;
-  const Callout callout(*this);
+  const Callout callout(self_, evaluator_, history_);
   evaluator_.out_of_stack = !kt_hasstack();
-  const bool found = evaluator->EvaluateColumn(*this, row, view == ActiveView(), map, value);
+  const bool found = evaluator->EvaluateColumn(self_, row, view == ActiveView(), map, value);
   callout.EndOperationUnlessThere();
   const bool is_whole = found && callout.IsThere() && !evaluator_.out_of_stack;
   return is_whole ? converter.Converted(value) : Kt_Variant();
 }
 
-Kt_Dataset::Callout::Callout(const Kt_Dataset& dataset)
-    : dataset_(dataset),
-      handle_(const_cast<Kt_Dataset*>(&dataset)),
-      era_(dataset.history_.Era()),
-      was_in_operation_(std::exchange(dataset.evaluator_.in_operation, false)) {
-  ++dataset.evaluator_.depth;
-}
-
-Kt_Dataset::Callout::~Callout() {
-  if (handle_.Get() == nullptr) return;
-  Evaluator& evaluator = dataset_.evaluator_;
-  evaluator.in_operation = was_in_operation_;
-  if (--evaluator.depth == 0) evaluator.out_of_stack = false;
-}
-
-void Kt_Dataset::Callout::EndOperationUnlessThere() const {
-  if (was_in_operation_ && !IsThere()) throw DatasetEnd{&dataset_};
-}
-
 // A cell of the n-th record of all.
-Kt_Variant Kt_Dataset::ReadRecord(kt_long record, kt_long col) const {
+Kt_Variant Kt_Dataset::Body::ReadRecord(kt_long record, kt_long col) const {
   const kt_long row = rows_.grouped ? GroupsOf(kAllRows).RowOf(record) : record;
   return ReadCell(kAllRows, row, col);
 }
 
-const Kt_Variant* Kt_Dataset::Remember(Kt_Variant value) const {
+const Kt_Variant* Kt_Dataset::Body::Remember(Kt_Variant value) const {
   Kt_Variant& place = scratch_.values[scratch_.next];
   scratch_.next = (scratch_.next + 1) % scratch_.values.size();
   place = std::move(value);
@@ -85,29 +67,29 @@ const Kt_Variant* Kt_Dataset::Remember(Kt_Variant value) const {
 }
 
 Kt_Variant Kt_Dataset::ReadColumn(kt_long row, kt_long col, kt_long position) const {
-  return ReadCell(ActiveView(), row, col, position);
+  return body().ReadCell(body().ActiveView(), row, col, position);
 }
 
 Kt_Variant Kt_Dataset::ReadColumnNF(kt_long row, kt_long col, kt_long position) const {
-  return ReadCell(kAllRows, row, col, position);
+  return body().ReadCell(kAllRows, row, col, position);
 }
 
 const Kt_Variant* Kt_Dataset::GetColumn(kt_long row, kt_long col, kt_long position) const {
-  if (KT_LIKELY(IsPlain(col))) return Remember(ReadColumn(row, col, position));
-  return Whole([&] { return Remember(ReadColumn(row, col, position)); },
-               &Kt_Variant::_KtNullVariant);
+  if (KT_LIKELY(body().IsPlain(col))) return body().Remember(ReadColumn(row, col, position));
+  return body().Whole([&] { return body().Remember(ReadColumn(row, col, position)); },
+                      &Kt_Variant::_KtNullVariant);
 }
 
 const Kt_Variant* Kt_Dataset::GetColumnNF(kt_long row, kt_long col, kt_long position) const {
-  if (KT_LIKELY(IsPlain(col))) return Remember(ReadColumnNF(row, col, position));
-  return Whole([&] { return Remember(ReadColumnNF(row, col, position)); },
-               &Kt_Variant::_KtNullVariant);
+  if (KT_LIKELY(body().IsPlain(col))) return body().Remember(ReadColumnNF(row, col, position));
+  return body().Whole([&] { return body().Remember(ReadColumnNF(row, col, position)); },
+                      &Kt_Variant::_KtNullVariant);
 }
 
 Kt_VariantList Kt_Dataset::GetColumnSet(kt_long row, kt_long col) const {
   Kt_VariantList values;
   const kt_long count = IsPivot() ? GetPivotColCount() : 1;
-  Whole([&] {
+  body().Whole([&] {
     for (kt_long at = 0; at < count; ++at) values.Add(ReadColumn(row, col, at));
     return true;
   });
@@ -115,13 +97,13 @@ Kt_VariantList Kt_Dataset::GetColumnSet(kt_long row, kt_long col) const {
 }
 
 bool Kt_Dataset::WouldChange(kt_long row, kt_long col, const Kt_Variant& value) const {
-  const auto slot = RecordAt(ActiveView(), row);
-  if (!slot || IsPivot() || IsGone(*slot)) return false;
-  const Kt_Column* const cells = CellsOf(col);
+  const auto slot = body().RecordAt(body().ActiveView(), row);
+  if (!slot || IsPivot() || body().IsGone(*slot)) return false;
+  const Kt_Column* const cells = body().CellsOf(col);
   return cells != nullptr && !cells->Equals(*slot, value);
 }
 
-kt_long Kt_Dataset::WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value) {
+kt_long Kt_Dataset::Body::WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value) {
   return Edit([&] {
     const auto slot = RecordAt(view, row);
     return slot && !IsPivot() ? WriteSlot(*slot, col, value) : -1;
@@ -130,13 +112,13 @@ kt_long Kt_Dataset::WriteCell(View view, kt_long row, kt_long col, const Kt_Vari
 
 // Writes where the cell is: in a column of its own, or through the source. Rows of a source are in
 // its state table; columns of its own that a logical dataset has know no first values.
-kt_long Kt_Dataset::WriteSlot(Slot slot, kt_long col, const Kt_Variant& value) {
-  const PlainRows plain(*this);
+kt_long Kt_Dataset::Body::WriteSlot(Slot slot, kt_long col, const Kt_Variant& value) {
+  const PlainRows plain(rows_, pivot_);
   if (IsGone(slot)) return -1;
   const kt_long end = columns_.EndOf(col);
   if (end < 0) return -1;
   const Column& column = columns_[end];
-  if (column.cells == nullptr) return GetSource()->WriteSlot(slot, column.source_col, value);
+  if (column.cells == nullptr) return GetSource()->body().WriteSlot(slot, column.source_col, value);
   // Asked first, so that an equal value does not part a column that copies share.
   if (column.cells->Equals(slot, value)) return 1;
   if (ShowsSource()) {
@@ -147,7 +129,7 @@ kt_long Kt_Dataset::WriteSlot(Slot slot, kt_long col, const Kt_Variant& value) {
   return 1;
 }
 
-void Kt_Dataset::StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& value) {
+void Kt_Dataset::Body::StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& value) {
   Kt_Column& cells = columns_.Write(stored_col);
   if ((rows_.index->Flags(slot) & kRowInserted) != 0) {
     cells.Write(slot, value);
@@ -171,10 +153,18 @@ void Kt_Dataset::StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& valu
   if (!changed) rows_.index.Write().Mark(slot, 0, kRowUpdated);
 }
 
+void Kt_Dataset::SetEvaluator(std::shared_ptr<Kt_ColumnEvaluator> evaluator) {
+  body().evaluator_.pointer = std::move(evaluator);
+}
+const std::shared_ptr<Kt_ColumnEvaluator>& Kt_Dataset::GetEvaluator() const {
+  return body().evaluator_.pointer;
+}
+bool Kt_Dataset::IsEvaluating() const { return body().IsEvaluating(); }
+
 kt_long Kt_Dataset::SetColumn(kt_long row, kt_long col, const Kt_Variant& value) {
-  return WriteCell(ActiveView(), row, col, value);
+  return body().WriteCell(body().ActiveView(), row, col, value);
 }
 
 kt_long Kt_Dataset::SetColumnNF(kt_long row, kt_long col, const Kt_Variant& value) {
-  return WriteCell(kAllRows, row, col, value);
+  return body().WriteCell(kAllRows, row, col, value);
 }

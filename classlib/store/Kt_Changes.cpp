@@ -18,21 +18,26 @@ kt_long TypeOfFlags(std::uint8_t flags) {
 
 }  // namespace
 
-kt_long Kt_Dataset::RowType(View view, kt_long row) const {
+kt_long Kt_Dataset::Body::RowType(View view, kt_long row) const {
   const auto slot = RecordAt(view, row);
   if (!slot || !IsPhysical()) return HasRow(view, row) ? kRowTypeLogical : 0;
   return TypeOfFlags(rows_.index->Flags(*slot));
 }
 
+kt_long Kt_Dataset::GetRowType(kt_long row) const {
+  return body().RowType(body().ActiveView(), row);
+}
+kt_long Kt_Dataset::GetRowTypeNF(kt_long row) const { return body().RowType(kAllRows, row); }
+
 kt_long Kt_Dataset::SetRowType(kt_long row, kt_long type) {
-  return Edit([&] {
-    const auto slot = RecordAt(ActiveView(), row);
+  return body().Edit([&] {
+    const auto slot = body().RecordAt(body().ActiveView(), row);
     if (!slot || !IsPhysical()) return -1;
     if (type != kRowTypeNormal && type != kRowTypeInsert && type != kRowTypeUpdate) return -1;
-    const std::uint8_t flags = rows_.index->Flags(*slot);
+    const std::uint8_t flags = body().rows_.index->Flags(*slot);
     if (TypeOfFlags(flags) == type) return 1;
-    RowIndex& index = rows_.index.Write();
-    ChangeBuffer& changes = rows_.changes.Write();
+    RowIndex& index = body().rows_.index.Write();
+    ChangeBuffer& changes = body().rows_.changes.Write();
     const std::uint8_t mark = type == kRowTypeInsert   ? kRowInserted
                               : type == kRowTypeUpdate ? kRowUpdated
                                                        : 0;
@@ -40,95 +45,99 @@ kt_long Kt_Dataset::SetRowType(kt_long row, kt_long type) {
       index.Mark(*slot, mark, 0);
       if (type == kRowTypeUpdate) changes.Touch(*slot).forced = true;
       if ((flags & kRowUpdated) != 0) changes.Drop(*slot);
-      if ((flags & kRowInserted) != 0) --rows_.inserted_count;
-      if (type == kRowTypeInsert) ++rows_.inserted_count;
+      if ((flags & kRowInserted) != 0) --body().rows_.inserted_count;
+      if (type == kRowTypeInsert) ++body().rows_.inserted_count;
       index.Mark(*slot, 0, flags & (kRowInserted | kRowUpdated));
       return 1;
     };
-    return OrTakeBack(false, change, [&] { index.Mark(*slot, 0, mark); });
+    return body().OrTakeBack(false, change, [&] { index.Mark(*slot, 0, mark); });
   });
 }
 
 // ---- Going back -------------------------------------------------------------------------------
 
-void Kt_Dataset::State::Restore(Kt_Dataset& dataset) {
-  std::swap(dataset.columns_, columns);
-  std::swap(dataset.keys_, keys);
-  std::swap(static_cast<RowState&>(dataset.rows_), rows);
-  dataset.plain_rows_.swap(plain_rows);
-  dataset.pivot_.swap(pivot);
-  std::swap(dataset.source_, source);
-  dataset.history_ = std::move(history);
-  dataset.rows_.DropGroups();
-  ++dataset.structure_version_;
+void Kt_Dataset::State::Restore(Body& body) {
+  std::swap(body.columns_, columns);
+  std::swap(body.keys_, keys);
+  std::swap(static_cast<RowState&>(body.rows_), rows);
+  std::swap(body.pivot_, pivot);
+  std::swap(body.source_, source);
+  body.history_ = std::move(history);
+  body.rows_.DropGroups();
+  ++body.structure_version_;
 }
 
 Kt_Dataset::Rollback::Rollback(Kt_Dataset& dataset, bool is_wanted) {
   const bool may_stop = Kt_WorkMeter::Current() != nullptr && Kt_WorkMeter::CurrentStop() == 0;
   if (!is_wanted || !may_stop || dataset.IsPivot()) return;
   dataset_ = Kt_DatasetHandle(&dataset);
-  state_ = std::make_unique<State>(dataset);
+  state_ = std::make_unique<State>(dataset.body());
 }
 
 Kt_Dataset::Rollback::~Rollback() {
   if (!TakesBack()) return;
   Kt_Dataset* const dataset = dataset_.Get();
   // Columns that came or went were not part of the work.
-  if (dataset == nullptr || dataset->columns_.Count() != state_->columns.Count()) return;
-  state_->Restore(*dataset);
+  if (dataset == nullptr || dataset->body().columns_.Count() != state_->columns.Count()) return;
+  state_->Restore(dataset->body());
 }
 
 // ---- First values -----------------------------------------------------------------------------
 
-Kt_Variant Kt_Dataset::FirstValue(Slot slot, kt_long col) const {
+Kt_Variant Kt_Dataset::Body::FirstValue(Slot slot, kt_long col) const {
   if (IsGone(slot)) return {};
   const kt_long end = columns_.EndOf(col);
   if (end < 0) return {};
   const Column& column = columns_[end];
-  if (column.cells == nullptr) return GetSource()->FirstValue(slot, column.source_col);
+  if (column.cells == nullptr) return GetSource()->body().FirstValue(slot, column.source_col);
   if ((PlainIndex().Flags(slot) & kRowInserted) != 0) return {};
   const ChangeBuffer::Entry* const entry = PlainChanges().Find(slot);
   const Kt_Variant* const old = entry ? ChangeBuffer::OldValue(*entry, end) : nullptr;
   return old != nullptr ? *old : column.cells->Read(slot);
 }
 
-Kt_Variant Kt_Dataset::OriginalAt(View view, kt_long row, kt_long col) const {
+Kt_Variant Kt_Dataset::Body::OriginalAt(View view, kt_long row, kt_long col) const {
   const auto slot = IsPivot() ? std::nullopt : RecordAt(view, row);
   return slot ? FirstValue(*slot, col) : Kt_Variant();
 }
 
 Kt_Variant Kt_Dataset::GetOrgColumn(kt_long row, kt_long col) const {
-  return OriginalAt(ActiveView(), row, col);
+  return body().OriginalAt(body().ActiveView(), row, col);
 }
 
 Kt_Variant Kt_Dataset::GetOrgColumnNF(kt_long row, kt_long col) const {
-  return OriginalAt(kAllRows, row, col);
+  return body().OriginalAt(kAllRows, row, col);
+}
+
+kt_long Kt_Dataset::GetOrgBuffCount() const { return body().rows_.changes->Count(); }
+kt_long Kt_Dataset::GetDelRowCount() const {
+  return static_cast<kt_long>(body().rows_.changes->Deleted().size());
 }
 
 Kt_Variant Kt_Dataset::GetOrgBuffColumn(kt_long index, kt_long col) const {
   if (index < 0 || index >= GetOrgBuffCount()) return {};
-  return FirstValue(rows_.changes->SlotAt(index), col);
+  return body().FirstValue(body().rows_.changes->SlotAt(index), col);
 }
 
 kt_long Kt_Dataset::GetOrgBuffType(kt_long index) const {
   if (index < 0 || index >= GetOrgBuffCount()) return 0;
-  return rows_.changes->Find(rows_.changes->SlotAt(index))->deleted ? kRowTypeDelete
-                                                                    : kRowTypeUpdate;
+  return body().rows_.changes->Find(body().rows_.changes->SlotAt(index))->deleted ? kRowTypeDelete
+                                                                                  : kRowTypeUpdate;
 }
 
 Kt_Variant Kt_Dataset::GetDelColumn(kt_long index, kt_long col) const {
   if (index < 0 || index >= GetDelRowCount()) return {};
-  return FirstValue(rows_.changes->Deleted()[static_cast<std::size_t>(index)], col);
+  return body().FirstValue(body().rows_.changes->Deleted()[static_cast<std::size_t>(index)], col);
 }
 
 // ---- Taking over and back ---------------------------------------------------------------------
 
-kt_long Kt_Dataset::TakeOverChanges() {
-  const PlainRows plain(*this);
+kt_long Kt_Dataset::Body::TakeOverChanges() {
+  const PlainRows plain(rows_, pivot_);
   const auto take_over = [&] {
     CopyOnWrite<ChangeBuffer> none;
     RowIndex& index = rows_.index.Write();
-    if (GetDelRowCount() > 0) {
+    if (self_.GetDelRowCount() > 0) {
       RemoveEntries(kRowDeleted);
       ++structure_version_;
     }
@@ -137,29 +146,35 @@ kt_long Kt_Dataset::TakeOverChanges() {
     rows_.inserted_count = 0;
     return 1;
   };
-  return OrTakeBack(GetDelRowCount() >= kManyRows, take_over, [] {});
+  return OrTakeBack(self_.GetDelRowCount() >= kManyRows, take_over, [] {});
+}
+
+bool Kt_Dataset::GetUpdate() const {
+  const RowLayer& plain = body().pivot_.PlainOf(body().rows_);
+  return plain.inserted_count > 0 || plain.changes->Count() > 0;
 }
 
 void Kt_Dataset::ApplyChange() {
-  Edit([&] { return GetUpdate() ? TakeOverChanges() : 0; });
+  body().Edit([&] { return GetUpdate() ? body().TakeOverChanges() : 0; });
 }
 
-void Kt_Dataset::RestoreFirstValues(Slot slot) {
+void Kt_Dataset::Body::RestoreFirstValues(Slot slot) {
   const ChangeBuffer::Entry* const entry = rows_.changes->Find(slot);
   for (const auto& [col, old] : entry->cells) columns_.Write(col).Write(slot, old);
 }
 
 void Kt_Dataset::Reset() {
-  const kt_long taken_back = Edit([&] { return GetUpdate() ? TakeBackChanges() : 0; });
-  if (taken_back > 0) RecomputeKeyCells();
+  const kt_long taken_back =
+      body().Edit([&] { return GetUpdate() ? body().TakeBackChanges() : 0; });
+  if (taken_back > 0) body().RecomputeKeyCells();
 }
 
-kt_long Kt_Dataset::TakeBackChanges() {
-  const PlainRows plain(*this);
-  const bool is_long = GetOrgBuffCount() + rows_.inserted_count >= kManyRows;
+kt_long Kt_Dataset::Body::TakeBackChanges() {
+  const PlainRows plain(rows_, pivot_);
+  const bool is_long = self_.GetOrgBuffCount() + rows_.inserted_count >= kManyRows;
   return OrRestore([&] {
     CopyOnWrite<ChangeBuffer> none;
-    for (kt_long entry = 0; entry < GetOrgBuffCount(); ++entry) {
+    for (kt_long entry = 0; entry < self_.GetOrgBuffCount(); ++entry) {
       const auto at = static_cast<std::size_t>(entry);
       if (is_long && !GoesOnAt(at, 32 * Kt_WorkMeter::kUnitsPerCell)) throw WorkStopped();
       RestoreFirstValues(rows_.changes->SlotAt(entry));
@@ -176,11 +191,11 @@ kt_long Kt_Dataset::TakeBackChanges() {
 
 void Kt_Dataset::SetUpdate(bool changed) {
   if (!changed) return ApplyChange();
-  Edit([&] { return ShowsSource() ? 0 : MarkAllUpdated(); });
+  body().Edit([&] { return body().ShowsSource() ? 0 : body().MarkAllUpdated(); });
 }
 
-kt_long Kt_Dataset::MarkAllUpdated() {
-  const PlainRows plain(*this);
+kt_long Kt_Dataset::Body::MarkAllUpdated() {
+  const PlainRows plain(rows_, pivot_);
   CopyOnWrite<ChangeBuffer> changes = rows_.changes;
   CopyOnWrite<RowIndex> index = rows_.index;
   RoundCharge charge;

@@ -1,26 +1,19 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <array>
 #include <memory>
-#include <optional>
 #include <span>
 #include <string_view>
-#include <type_traits>
 #include <vector>
 
 #include "classlib/base/Kt_WorkMeter.h"
 #include "classlib/store/Kt_Column.h"
+#include "classlib/store/Kt_ColumnMap.h"
 #include "classlib/store/Kt_DatasetHandle.h"
 #include "classlib/store/Kt_Keys.h"
 #include "classlib/store/Kt_LoadReport.h"
 #include "classlib/store/Kt_SaveReport.h"
-#include "classlib/store/detail/Kt_ColumnSet.h"
-#include "classlib/store/detail/Kt_ConstantList.h"
-#include "classlib/store/detail/Kt_RowLayer.h"
-#include "classlib/store/detail/Kt_SlotHistory.h"
 #include "classlib/value/Kt_Aggregate.h"
-#include "classlib/value/Kt_OneThread.h"
 
 class Kt_Buffer;
 class Kt_Dataset;
@@ -108,23 +101,28 @@ class KT_CLASS_API Kt_Dataset {
  public:
   class Rollback;
 
-  Kt_Dataset() = default;
-  explicit Kt_Dataset(const Kt_WString& id) : id_(id) {}
+  Kt_Dataset();
+  explicit Kt_Dataset(const Kt_WString& id);
+  Kt_Dataset(const Kt_Dataset& other);
+  Kt_Dataset(Kt_Dataset&& other);
+  Kt_Dataset& operator=(const Kt_Dataset& other);
+  Kt_Dataset& operator=(Kt_Dataset&& other);
+  ~Kt_Dataset();
 
-  const Kt_WString& GetId() const { return id_; }
-  void SetId(const Kt_WString& id) { id_ = id; }
+  const Kt_WString& GetId() const;
+  void SetId(const Kt_WString& id);
 
   // Rises whenever columns or rows come, go or change places. A loop that calls out of the store
   // compares it before it uses a row or column number again.
-  std::uint64_t GetStructureVersion() const { return structure_version_; }
+  std::uint64_t GetStructureVersion() const;
 
   // ---- Kind -----------------------------------------------------------------------------------
 
   // Physical: has cells of its own. Logical: shows those of a source, or a cross table of rows. A
   // pivot is logical and not physical.
-  bool IsPhysical() const { return !IsPivot() && !ShowsSource(); }
-  bool IsLogical() const { return IsPivot() || source_.is_set; }
-  bool IsPivot() const { return pivot_ != nullptr; }
+  bool IsPhysical() const;
+  bool IsLogical() const;
+  bool IsPivot() const;
 
   // Makes this dataset show the records of `source`: one column of its own for each of the
   // source's, under the same id; rows, columns and keys that it had go. Cells are read where they
@@ -134,7 +132,7 @@ class KT_CLASS_API Kt_Dataset {
   // Null: plain and empty again. 1, or -1 when the source shows this dataset, and nothing changed.
   // More than 16 sources behind one another read null.
   kt_long SetSource(Kt_Dataset* source);
-  Kt_Dataset* GetSource() const { return source_.handle.Get(); }  // null: none, or it has gone
+  Kt_Dataset* GetSource() const;  // null: none, or it has gone
   // The number without filters that the record behind a shown row has in the source / the column of
   // the source behind a column. -1 outside, for subtotals, and for what is not the source's.
   kt_long GetSourceRowNF(kt_long row) const;
@@ -142,10 +140,10 @@ class KT_CLASS_API Kt_Dataset {
 
   // ---- Columns --------------------------------------------------------------------------------
 
-  kt_long GetColCount() const { return columns_.Count(); }
-  kt_long GetColIndex(std::u16string_view id) const { return columns_.Find(id); }  // -1: none
+  kt_long GetColCount() const;
+  kt_long GetColIndex(std::u16string_view id) const;  // -1: none
   // Index of the n-th column as shown; -1 outside.
-  kt_long GetColIDxByOrder(kt_long order) const { return columns_.Has(order) ? order : -1; }
+  kt_long GetColIDxByOrder(kt_long order) const;
   // Empty, string and 0 outside.
   const Kt_WString& GetColID(kt_long col) const;
   Kt_ColumnType GetColType(kt_long col) const;
@@ -170,17 +168,15 @@ class KT_CLASS_API Kt_Dataset {
   // A logical column as `source` has it, with the origin of its map.
   kt_long AddLogicalColumnOf(const Kt_Dataset& source, kt_long col);
   // Null for none. Copies of the dataset have none.
-  void SetEvaluator(std::shared_ptr<Kt_ColumnEvaluator> evaluator) {
-    evaluator_.pointer = std::move(evaluator);
-  }
-  const std::shared_ptr<Kt_ColumnEvaluator>& GetEvaluator() const { return evaluator_.pointer; }
+  void SetEvaluator(std::shared_ptr<Kt_ColumnEvaluator> evaluator);
+  const std::shared_ptr<Kt_ColumnEvaluator>& GetEvaluator() const;
   // While a cell of a column of expressions is being computed; rows, columns and cells are refused
   // to change then.
-  bool IsEvaluating() const { return evaluator_.depth > 0; }
+  bool IsEvaluating() const;
 
   // Constants: one value for the whole dataset. Index or id; outside: -1, empty.
   kt_long AddConstColumn(const Kt_WString& id, const Kt_Variant& value = {});
-  kt_long GetConstCount() const { return static_cast<kt_long>(constants_.size()); }
+  kt_long GetConstCount() const;
   kt_long GetConstIndex(std::u16string_view id) const;
   const Kt_WString& GetConstColID(kt_long constant) const;
   const Kt_Variant& GetConstColumn(kt_long constant) const;
@@ -190,8 +186,8 @@ class KT_CLASS_API Kt_Dataset {
 
   // ---- Rows -----------------------------------------------------------------------------------
 
-  kt_long GetRowCount() const { return ViewCount(ActiveView()); }
-  kt_long GetRowCountNF() const { return ViewCount(kt::detail::kAllRows); }
+  kt_long GetRowCount() const;
+  kt_long GetRowCountNF() const;
 
   // New rows: inserted, empty, shown, at the end / before a shown row (any other number: at the
   // end). The first new index; -1 for a count below 1 and on a dataset without rows of its own,
@@ -212,18 +208,16 @@ class KT_CLASS_API Kt_Dataset {
   void ClearAll();   // Clear, and the constants
 
   // kRowType...; 0 outside.
-  kt_long GetRowType(kt_long row) const { return RowType(ActiveView(), row); }
-  kt_long GetRowTypeNF(kt_long row) const { return RowType(kt::detail::kAllRows, row); }
+  kt_long GetRowType(kt_long row) const;
+  kt_long GetRowTypeNF(kt_long row) const;
   // Forces normal (forgets the originals), insert or update. 1, or -1 for other types and outside.
   kt_long SetRowType(kt_long row, kt_long type);
   // The number that a shown row has without filters; -1 outside.
   kt_long GetRowIndexNF(kt_long row) const;
 
   // What an operation that calls out of the store compares before it uses a row number again.
-  Kt_RowIdentity GetRowIdentity(kt_long row) const { return IdentityOf(ActiveView(), row); }
-  Kt_RowIdentity GetRowIdentityNF(kt_long row) const {
-    return IdentityOf(kt::detail::kAllRows, row);
-  }
+  Kt_RowIdentity GetRowIdentity(kt_long row) const;
+  Kt_RowIdentity GetRowIdentityNF(kt_long row) const;
 
   // 1, or -1 outside.
   kt_long SelectRow(kt_long row, bool selected = true);
@@ -263,13 +257,13 @@ class KT_CLASS_API Kt_Dataset {
   void ResetRecIndex();
   void ResetFilIndex();
   // Suspends a filter, or puts it back, without forgetting what it hides; costs nothing.
-  bool GetFilterStat() const { return (rows_.active_view & kt::detail::kRowMainHidden) != 0; }
-  bool GetLocFilterStat() const { return (rows_.active_view & kt::detail::kRowLocalHidden) != 0; }
+  bool GetFilterStat() const;
+  bool GetLocFilterStat() const;
   void SetFilterStat(bool on);
   void SetLocFilterStat(bool on);
   // The filter that belongs to the definition of the dataset; the store only keeps the text.
-  const Kt_WString& GetFilterStr() const { return filter_text_; }
-  void SetFilterStr(const Kt_WString& text) { filter_text_ = text; }
+  const Kt_WString& GetFilterStr() const;
+  void SetFilterStr(const Kt_WString& text);
 
   // Sorts the records, hidden ones too, by a list "price:d, name": descending after ":d".
   // `ascending` false turns every item round. Stable. Nulls stand after all values, or before all,
@@ -298,7 +292,7 @@ class KT_CLASS_API Kt_Dataset {
   // them.
   void RecalcGroup();
   // Reversed, subtotals stand before their rows, outer ones first.
-  bool GetReverseSubSumStat() const { return reverse_subtotals_; }
+  bool GetReverseSubSumStat() const;
   void SetReverseSubSumStat(bool reverse);
   kt_long GetRowLevel(kt_long row) const;  // 0 for a record and outside
   // Of a subtotal: the first row of its group, reversed the last one. Of a record: itself. -1
@@ -343,10 +337,7 @@ class KT_CLASS_API Kt_Dataset {
   // average divides by. Subtotals are left out. The flag is not used. 1, or 0 when there is no
   // value (sum 0, otherwise empty), or -1 when this is no pivot or the column holds no values.
   kt_long GetPivotRowAggregate(Kt_Aggregate what, kt_long col, kt_long position, kt_long start,
-                               kt_long end, bool filtered, Kt_Variant& result) const {
-    return PivotDown(what, col, position, start, end,
-                     filtered ? ActiveView() : kt::detail::kAllRows, result);
-  }
+                               kt_long end, bool filtered, Kt_Variant& result) const;
   kt_long GetPivotRowSum(kt_long col, kt_long position, kt_long, kt_long start, kt_long end,
                          kt_long filtered, Kt_Variant& result) const {
     return GetPivotRowAggregate(Kt_Aggregate::kSum, col, position, start, end, filtered != 0,
@@ -377,10 +368,7 @@ class KT_CLASS_API Kt_Dataset {
   // -1: all. The NN forms and `present_only` leave cells without a value out of the number.
   kt_long GetPivotColAggregate(Kt_Aggregate what, kt_long col, kt_long pivot_row, kt_long start,
                                kt_long end, bool filtered, bool present_only,
-                               Kt_Variant& result) const {
-    return PivotAcross(what, col, pivot_row, start, end,
-                       filtered ? ActiveView() : kt::detail::kAllRows, present_only, result);
-  }
+                               Kt_Variant& result) const;
   kt_long GetPivotColSum(kt_long col, kt_long pivot_row, kt_long, kt_long start, kt_long end,
                          kt_long filtered, Kt_Variant& result) const {
     return GetPivotColAggregate(Kt_Aggregate::kSum, col, pivot_row, start, end, filtered != 0,
@@ -431,13 +419,9 @@ class KT_CLASS_API Kt_Dataset {
   // 1, or 0 when no value was there (sum and count 0, otherwise empty), or -1 for an unknown
   // column. In a pivot the position chooses the cells of a value column.
   kt_long GetAggregate(Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
-                       Kt_Variant& result, kt_long position = -1) const {
-    return Aggregate(ActiveView(), what, col, start, end, position, result);
-  }
+                       Kt_Variant& result, kt_long position = -1) const;
   kt_long GetAggregateNF(Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
-                         Kt_Variant& result, kt_long position = -1) const {
-    return Aggregate(kt::detail::kAllRows, what, col, start, end, position, result);
-  }
+                         Kt_Variant& result, kt_long position = -1) const;
   kt_long GetSum(kt_long col, kt_long start, kt_long end, Kt_Variant& result,
                  kt_long position = -1) const {
     return GetAggregate(Kt_Aggregate::kSum, col, start, end, result, position);
@@ -544,14 +528,14 @@ class KT_CLASS_API Kt_Dataset {
 
   // The updated and deleted rows with their first values, in order of first change. The type is
   // kRowTypeUpdate or kRowTypeDelete, 0 outside.
-  kt_long GetOrgBuffCount() const { return rows_.changes->Count(); }
+  kt_long GetOrgBuffCount() const;
   Kt_Variant GetOrgBuffColumn(kt_long index, kt_long col) const;
   kt_long GetOrgBuffType(kt_long index) const;
   // The first value of a cell: of an updated row as it was, of an inserted row empty.
   Kt_Variant GetOrgColumn(kt_long row, kt_long col) const;
   Kt_Variant GetOrgColumnNF(kt_long row, kt_long col) const;
   // The deleted rows with their first values, in order of deletion.
-  kt_long GetDelRowCount() const { return static_cast<kt_long>(rows_.changes->Deleted().size()); }
+  kt_long GetDelRowCount() const;
   Kt_Variant GetDelColumn(kt_long index, kt_long col) const;
 
   // Makes the present rows the unchanged ones.
@@ -561,10 +545,7 @@ class KT_CLASS_API Kt_Dataset {
   void Reset();
   // True when any row is inserted, updated or deleted. SetUpdate(false) is ApplyChange; true marks
   // every normal row updated, so that everything will be saved.
-  bool GetUpdate() const {
-    const kt_long inserted = plain_rows_ ? plain_rows_->inserted_count : rows_.inserted_count;
-    return inserted > 0 || PlainChanges().Count() > 0;
-  }
+  bool GetUpdate() const;
   void SetUpdate(bool changed);
 
  private:
@@ -572,253 +553,14 @@ class KT_CLASS_API Kt_Dataset {
   friend class Kt_DatasetHandle;
   friend class Kt_RowReader;
   friend class kt::detail::TableDoor;
-  using Slot = kt::detail::Slot;
-  using View = kt::detail::View;
-  using RowIndex = kt::detail::RowIndex;
+  class Body;    // detail/Kt_DatasetBody.h
+  struct State;  // detail/Kt_Edit.h
 
-  using Column = kt::detail::DatasetColumn;
-  // Not part of the value: copies start with none.
-  struct Evaluator {
-    Evaluator() = default;
-    Evaluator(const Evaluator&) {}
-    Evaluator& operator=(const Evaluator&) { return *this; }
-    std::shared_ptr<Kt_ColumnEvaluator> pointer;
-    int depth = 0;
-    bool out_of_stack = false;  // of the cells that are on the way, which all read empty then
-    bool in_operation = false;  // one that goes on with the dataset is on the way, see Whole
-  };
-  struct Scratch {
-    Scratch() = default;
-    Scratch(const Scratch&) {}
-    Scratch& operator=(const Scratch&) { return *this; }
-    std::array<Kt_Variant, 32> values;
-    std::size_t next = 0;
-  };
+  Body& body() { return *body_; }
+  const Body& body() const { return *body_; }
 
-  using SortKey = kt::detail::SortKey;
-  using Key = kt::detail::Key;
-  using KeyCells = kt::detail::KeyCells;
-
-  // Around code outside the store that runs while this dataset is in the middle of something: it
-  // refuses changes meanwhile. Assigning to the dataset and destroying it cannot be refused.
-  class Callout {
-   public:
-    explicit Callout(const Kt_Dataset& dataset);
-    Callout(const Callout&) = delete;
-    Callout& operator=(const Callout&) = delete;
-    ~Callout();
-    bool IsThere() const { return handle_.Get() == &dataset_ && dataset_.history_.Era() == era_; }
-    // Ends the operation that goes on with the dataset, if there is one and the dataset is not what
-    // it was.
-    void EndOperationUnlessThere() const;
-
-   private:
-    const Kt_Dataset& dataset_;  // looked at only while handle_ knows it
-    Kt_DatasetHandle handle_;
-    std::uint64_t era_;
-    bool was_in_operation_;
-  };
-  // An operation that goes on with this dataset after cells of columns of expressions were
-  // computed, which may have destroyed or replaced it: the work then ends where it is, and the
-  // answer is `ended`. What does not go on with it (reading one cell) needs no such frame.
-  template <class Work>
-  std::invoke_result_t<Work> Whole(Work work, std::invoke_result_t<Work> ended = {}) const;
-  // What another dataset answers, whose cells may have to be computed.
-  template <class Ask>
-  std::invoke_result_t<Ask> Outside(Ask ask) const;
-
-  // Puts the plain rows of a pivot in their place for as long as it lives.
-  class PlainRows {
-   public:
-    explicit PlainRows(Kt_Dataset& dataset);
-    PlainRows(const PlainRows&) = delete;
-    PlainRows& operator=(const PlainRows&) = delete;
-    ~PlainRows();
-
-   private:
-    Kt_Dataset& dataset_;
-    std::shared_ptr<const Kt_Pivot> pivot_;
-  };
-  // The dataset whose records are shown: rows have the slots that they have where the cells are.
-  struct SourceLink {
-    Kt_DatasetHandle handle;
-    bool is_set = false;
-    bool has_own_cells = false;  // copied or loaded into since: a plain dataset again, but for that
-    std::uint64_t source_era = 0;  // of the source, and of the dataset that has the cells, when the
-    std::uint64_t root_era = 0;    // rows were taken
-    std::uint32_t losses = 0;      // of the latter
-  };
-
-  void LeavePivot();
-  void EnterPivot(std::shared_ptr<const Kt_Pivot> pivot);
-  bool IsGroupKey(const Key& key) const;
-  const RowIndex& PlainIndex() const { return plain_rows_ ? *plain_rows_->index : *rows_.index; }
-  const kt::detail::ChangeBuffer& PlainChanges() const {
-    return plain_rows_ ? *plain_rows_->changes : *rows_.changes;
-  }
-  Slot PlainSlotCount() const { return plain_rows_ ? plain_rows_->slot_count : rows_.slot_count; }
-  kt::CountedVector<Slot> PivotRows(View view, kt_long start, kt_long end) const;
-  Kt_Dataset PivotTable(View view) const;
-
-  bool ShowsSource() const { return source_.is_set && !source_.has_own_cells; }
-  bool IsShownBy(const Kt_Dataset& source) const;
-  bool SourceLives() const;
-  const Kt_Dataset* Root() const;
-  bool IsIntact() const;
-  bool IsGone(Slot slot) const;
-  kt::CountedVector<Slot> RecordSlots() const;
-  void TakeSourceRows(bool anew);
-  std::vector<bool> KnownSlots() const;
-  kt::CountedVector<Slot> InOwnOrder(const kt::CountedVector<Slot>& slots,
-                                     const std::vector<bool>& known) const;
-  void ClearStrangeCells(const kt::CountedVector<Slot>& slots, const std::vector<bool>& known);
-  void LinkSource();
-  void TakeCells();
-  void OwnColumns();
-  // This dataset as a plain one: with cells and rows of its own.
-  Kt_Dataset AsTable(View view) const;
-  kt_long SourceRowOf(Slot slot) const;
-  Kt_Variant ReadSlot(Slot slot, kt_long col) const;
-
-  bool IsPlain(kt_long col) const {
-    return columns_.Has(col) && columns_[col].cells != nullptr && !ShowsSource();
-  }
-  // The door of edits, and the ways back: see detail/Kt_Edit.h.
-  struct State;
-  template <class Change>
-  kt_long Edit(Change change);
-  template <class Change>
-  kt_long OrRestore(Change change);
-  template <class Change, class TakeBack>
-  kt_long OrTakeBack(bool is_long, Change change, TakeBack take_back);
-
-  kt_long AddColumnRow(Column column);
-  void ResolveLogicalColumn(Column& column);
-  void ResolveLogicalColumns();
-  // The cells of `col` by slot, where they are; null for an expression.
-  // REQUIRES: IsIntact, or a slot that is not gone.
-  const std::shared_ptr<Kt_Column>* FindCells(kt_long col) const;
-  const Kt_Column* CellsOf(kt_long col) const;  // the same in a pivot too, whose rows are slots
-  kt_long StoredCol(kt_long col) const;         // index of the own column that has the cells, or -1
-  // An expression, here or in a source. REQUIRES: columns_.Has(col).
-  bool IsComputed(kt_long col) const;
-
-  View ActiveView() const { return rows_.active_view; }
-  kt_long ViewCount(View view) const {
-    if (KT_UNLIKELY(source_.is_set) && !SourceLives()) return 0;
-    return rows_.index->Count(view) + (KT_UNLIKELY(rows_.grouped) ? GroupsOf(view).Count() : 0);
-  }
-  // The record number behind a row, in the view; -1 for a subtotal. REQUIRES: HasRow(view, row).
-  kt_long RecordOf(View view, kt_long row) const;
-  // How many records stand before a row. REQUIRES: 0 <= row <= ViewCount(view).
-  kt_long RecordsBefore(View view, kt_long row) const {
-    return rows_.grouped ? GroupsOf(view).RecordsBefore(row) : row;
-  }
-  template <class Note>
-  void NoteInGroups(kt::detail::View view, Note note) const;
-  void NoteGone(View view, kt_long row, std::uint8_t flags);
-  bool HasRow(View view, kt_long row) const { return row >= 0 && row < ViewCount(view); }
-  // The record behind a row; nothing outside.
-  std::optional<Slot> RecordAt(View view, kt_long row) const;
-  std::optional<RowIndex::Place> PlaceAt(View view, kt_long row) const;
-  kt_long RowType(View view, kt_long row) const;
-  Kt_RowIdentity IdentityOf(View view, kt_long row) const;
-
-  bool NewSlots(kt_long count, kt::CountedVector<Slot>& slots);
-  void PrepareFree(Slot slot);
-  void FreeSlot(Slot slot);
-  void GiveBackSlots(const kt::CountedVector<Slot>& slots, Slot slot_count);
-  kt_long InsertSlots(kt_long row, kt_long count);
-  void DeleteAt(RowIndex::Place place);
-  void DeleteShown(kt_long row, RowIndex::Place place);
-  template <class Keep>
-  kt_long DeleteWhere(Keep keep);
-  kt_long AppendRows(const Kt_Dataset& source);
-  void RemoveEntries(std::uint8_t flags);
-  void DropRows();
-  void DropColumns();
-
-  Kt_Variant ReadCell(View view, kt_long row, kt_long col, kt_long position = -1) const;
-  Kt_Variant ReadSubtotal(View view, kt_long row, kt_long col, kt_long position) const;
-  Kt_Variant ReadExpression(View view, kt_long row, const Column& column) const;
-  const Kt_Variant* Remember(Kt_Variant value) const;
-  kt_long WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value);
-  kt_long WriteSlot(Slot slot, kt_long col, const Kt_Variant& value);
-  void StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& value);
-  kt_long HideRow(View view, std::uint8_t filter, kt_long row);
-  kt_long ShowAll(std::uint8_t filter, bool on);
-  void SwitchFilter(std::uint8_t filter, bool on);
-  bool ParseSortKeys(std::u16string_view list, bool ascending, std::vector<SortKey>& keys) const;
-  kt::detail::GroupView& GroupsOf(View view) const;
-  kt_long ComputeKeyCells();
-  void RecomputeKeyCells();
-  std::shared_ptr<const Kt_Column> CellsOfKey(kt_long col) const;
-  void PrepareForgetKeyCells(Slot slot);
-  void ForgetKeyCells(Slot slot);
-  void BuildGroups(View view, kt::detail::GroupView& groups) const;
-  kt::CountedVector<Slot> OrderedRecords(const std::vector<SortKey>& keys) const;
-  Kt_Variant ReadRecord(kt_long record, kt_long col) const;
-  kt_long CountRecords(View view, kt_long start, kt_long end) const;
-  void SortRows(const std::vector<SortKey>& keys, bool nulls_last);
-  std::shared_ptr<const Kt_Column> SlotCells(kt_long col) const;
-  std::shared_ptr<Kt_Column> ComputedCells(kt_long col) const;
-
-  std::unique_ptr<Kt_Column> Evaluated(View view, kt_long start, kt_long end, kt_long col,
-                                       kt_long position) const;
-  kt_long Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start, kt_long end,
-                    kt_long position, Kt_Variant& result) const;
-  kt_long PivotDown(Kt_Aggregate what, kt_long col, kt_long position, kt_long start, kt_long end,
-                    View view, Kt_Variant& result) const;
-  kt_long PivotAcross(Kt_Aggregate what, kt_long col, kt_long row, kt_long start, kt_long end,
-                      View view, bool present_only, Kt_Variant& result) const;
-  template <class Matches>
-  kt_long FindFirst(View view, kt_long start, kt_long end, Matches matches) const;
-  kt_long LookupExact(View view, std::u16string_view id, std::u16string_view text, kt_long start,
-                      kt_long end) const;
-  kt_long FindCell(View view, kt_long col, std::u16string_view text, kt_long start,
-                   kt_long end) const;
-  kt_long LookupAs(View view, std::u16string_view id, std::u16string_view text, kt_long start,
-                   kt_long end) const;
-
-  void TakeContent(const Kt_Dataset& source);
-  template <class Take>
-  kt_long FromTable(const Kt_Dataset& source, View view, Take take);
-  template <class Change>
-  kt_long WithSource(const Kt_Dataset& source, Change change);
-  Kt_Variant CellFor(const Kt_Dataset& target, kt_long row, kt_long col) const;
-  void DropArrangement();
-  std::vector<std::pair<kt_long, kt_long>> SharedColumns(const Kt_Dataset& source) const;
-  kt_long MergePhysical(const Kt_Dataset& source);
-  struct KeyRows;
-  kt_long MergeByKeys(const Kt_Dataset& source, const KeyRows& rows,
-                      const std::vector<kt_long>& source_keys);
-  void CopyCells(kt_long row, const Kt_Dataset& source, kt_long source_row,
-                 const std::vector<std::pair<kt_long, kt_long>>& cols);
-  std::u16string KeyText(kt_long row, const std::vector<kt_long>& cols) const;
-  kt::CountedVector<Slot> RowsToSave(View view, bool changed_only, bool deleted) const;
-  Kt_Variant FirstValue(Slot slot, kt_long col) const;
-  Kt_Variant OriginalAt(View view, kt_long row, kt_long col) const;
-  void RestoreFirstValues(Slot slot);
-  kt_long TakeOverChanges();
-  kt_long TakeBackChanges();
-  kt_long MarkAllUpdated();
-
-  Kt_WString id_;
-  kt::detail::ColumnSet columns_;
-  kt::detail::ConstantList constants_;
-  kt::detail::RowLayer rows_;
-  Kt_WString filter_text_;
-  kt::detail::KeyList keys_;
-  bool reverse_subtotals_ = false;
-  std::shared_ptr<const Kt_Pivot> pivot_;           // what the rows are made of; null: records
-  std::optional<kt::detail::RowLayer> plain_rows_;  // while there is a pivot
-  SourceLink source_;
-  kt::detail::SlotHistory history_;
-  std::uint64_t structure_version_ = 0;
+  std::unique_ptr<Body> body_;
   kt::detail::DatasetLifeOwner life_;
-  mutable Evaluator evaluator_;
-  mutable Scratch scratch_;
-  Kt_OneThread one_thread_;
 };
 
 // Takes a dataset back to what it was when this was made if the work on it is stopped meanwhile

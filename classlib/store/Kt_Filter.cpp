@@ -6,7 +6,7 @@
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
-kt_long Kt_Dataset::HideRow(View view, std::uint8_t filter, kt_long row) {
+kt_long Kt_Dataset::Body::HideRow(View view, std::uint8_t filter, kt_long row) {
   return Edit([&] {
     const auto place = PlaceAt(view, row);
     if (!place) return -1;
@@ -17,7 +17,7 @@ kt_long Kt_Dataset::HideRow(View view, std::uint8_t filter, kt_long row) {
   });
 }
 
-kt_long Kt_Dataset::ShowAll(std::uint8_t filter, bool on) {
+kt_long Kt_Dataset::Body::ShowAll(std::uint8_t filter, bool on) {
   return Edit([&] {
     rows_.index.Write().ChangeAll(0, filter);
     rows_.DropGroups(filter);
@@ -26,29 +26,37 @@ kt_long Kt_Dataset::ShowAll(std::uint8_t filter, bool on) {
   });
 }
 
-void Kt_Dataset::SwitchFilter(std::uint8_t filter, bool on) {
+void Kt_Dataset::Body::SwitchFilter(std::uint8_t filter, bool on) {
   rows_.active_view =
       static_cast<View>(on ? rows_.active_view | filter : rows_.active_view & ~filter);
   ++structure_version_;
 }
 
-kt_long Kt_Dataset::Filter(kt_long row) { return HideRow(kRowMainHidden, kRowMainHidden, row); }
+kt_long Kt_Dataset::Filter(kt_long row) {
+  return body().HideRow(kRowMainHidden, kRowMainHidden, row);
+}
 
 kt_long Kt_Dataset::LocFilter(kt_long row) {
-  return HideRow(rows_.active_view | kRowLocalHidden, kRowLocalHidden, row);
+  return body().HideRow(body().rows_.active_view | kRowLocalHidden, kRowLocalHidden, row);
 }
 
-void Kt_Dataset::UnFilter() { ShowAll(kRowMainHidden, false); }
-void Kt_Dataset::LocUnFilter() { ShowAll(kRowLocalHidden, false); }
+void Kt_Dataset::UnFilter() { body().ShowAll(kRowMainHidden, false); }
+void Kt_Dataset::LocUnFilter() { body().ShowAll(kRowLocalHidden, false); }
 void Kt_Dataset::ResetRecIndex() {
-  if (!ShowsSource() || IsPivot()) return (void)ShowAll(kRowMainHidden, true);
+  if (!body().ShowsSource() || IsPivot()) return (void)body().ShowAll(kRowMainHidden, true);
   const auto take = [&] {
-    TakeSourceRows(true);
-    SwitchFilter(kRowMainHidden, true);
+    body().TakeSourceRows(true);
+    body().SwitchFilter(kRowMainHidden, true);
     return 1;
   };
-  if (Edit([&] { return OrRestore(take); }) > 0) RecomputeKeyCells();
+  if (body().Edit([&] { return body().OrRestore(take); }) > 0) body().RecomputeKeyCells();
 }
-void Kt_Dataset::ResetFilIndex() { ShowAll(kRowLocalHidden, true); }
-void Kt_Dataset::SetFilterStat(bool on) { SwitchFilter(kRowMainHidden, on); }
-void Kt_Dataset::SetLocFilterStat(bool on) { SwitchFilter(kRowLocalHidden, on); }
+void Kt_Dataset::ResetFilIndex() { body().ShowAll(kRowLocalHidden, true); }
+bool Kt_Dataset::GetFilterStat() const { return (body().rows_.active_view & kRowMainHidden) != 0; }
+bool Kt_Dataset::GetLocFilterStat() const {
+  return (body().rows_.active_view & kRowLocalHidden) != 0;
+}
+void Kt_Dataset::SetFilterStat(bool on) { body().SwitchFilter(kRowMainHidden, on); }
+void Kt_Dataset::SetLocFilterStat(bool on) { body().SwitchFilter(kRowLocalHidden, on); }
+const Kt_WString& Kt_Dataset::GetFilterStr() const { return body().filter_text_; }
+void Kt_Dataset::SetFilterStr(const Kt_WString& text) { body().filter_text_ = text; }

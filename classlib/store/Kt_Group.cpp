@@ -15,23 +15,23 @@ using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and 
 
 kt_long Kt_Dataset::ModifyKeyStat(Kt_KeyCall call, Kt_KeyType type, kt_long col, bool ascending,
                                   Kt_Aggregate subtotal) {
-  return Edit([&] {
+  return body().Edit([&] {
     if (call > Kt_KeyCall::kClear || type > Kt_KeyType::kPivotValue ||
         subtotal > Kt_Aggregate::kCount) {
       return -1;
     }
     if (call == Kt_KeyCall::kClear) {
-      keys_.Clear();
+      body().keys_.Clear();
       return 1;
     }
-    if (!columns_.Has(col)) return -1;
-    return keys_.Modify(call, {type, col, ascending, subtotal}) ? 1 : -1;
+    if (!body().columns_.Has(col)) return -1;
+    return body().keys_.Modify(call, {type, col, ascending, subtotal}) ? 1 : -1;
   });
 }
 
 Kt_WString Kt_Dataset::GetKeyStr(Kt_KeyType type) const {
   Kt_WString list;
-  for (const Key& key : keys_) {
+  for (const Key& key : body().keys_) {
     if (key.type != type) continue;
     if (!list.IsEmpty()) list += u',';
     list += GetColID(key.col);
@@ -41,7 +41,7 @@ Kt_WString Kt_Dataset::GetKeyStr(Kt_KeyType type) const {
 }
 
 // Group keys of a pivot are those that are its row keys.
-bool Kt_Dataset::IsGroupKey(const Key& key) const {
+bool Kt_Dataset::Body::IsGroupKey(const Key& key) const {
   if (key.type != Kt_KeyType::kGroup) return false;
   return !IsPivot() || pivot_->GetPivotColType(key.col) == Kt_Pivot::ColumnType::kRowKey;
 }
@@ -50,17 +50,17 @@ bool Kt_Dataset::IsGroupKey(const Key& key) const {
 
 void Kt_Dataset::RecalcGroup() {
   const auto recalc = [&] {
-    if (ShowsSource() && !IsPivot()) TakeSourceRows(false);
+    if (body().ShowsSource() && !IsPivot()) body().TakeSourceRows(false);
     // Keys that change from now on wait for the next call, also where a view is first asked for
     // later.
-    rows_.shown_keys.assign(keys_.begin(), keys_.end());
-    return ComputeKeyCells();
+    body().rows_.shown_keys.assign(body().keys_.begin(), body().keys_.end());
+    return body().ComputeKeyCells();
   };
-  Edit([&] { return Whole([&] { return OrRestore(recalc); }, -1); });
+  body().Edit([&] { return body().Whole([&] { return body().OrRestore(recalc); }, -1); });
 }
 
 // Where the rows are others now. Without memory for the values there are no subtotals.
-void Kt_Dataset::RecomputeKeyCells() {
+void Kt_Dataset::Body::RecomputeKeyCells() {
   if (rows_.key_cells.empty()) return;
   Edit([&] { return Whole([&] { return ComputeKeyCells(); }, -1); });
 }
@@ -68,7 +68,7 @@ void Kt_Dataset::RecomputeKeyCells() {
 // What is asked for first after this, even a count of rows, lays the subtotals; that must not run
 // the code of an expression. So keys that are expressions are computed here, for all views. While
 // they are there are no subtotals.
-kt_long Kt_Dataset::ComputeKeyCells() {
+kt_long Kt_Dataset::Body::ComputeKeyCells() {
   rows_.DropGroups();
   rows_.key_cells.clear();
   rows_.grouped = false;
@@ -90,7 +90,7 @@ kt_long Kt_Dataset::ComputeKeyCells() {
 }
 
 // The cells of a key by slot, without running an expression.
-std::shared_ptr<const Kt_Column> Kt_Dataset::CellsOfKey(kt_long col) const {
+std::shared_ptr<const Kt_Column> Kt_Dataset::Body::CellsOfKey(kt_long col) const {
   if (!IsComputed(col)) return SlotCells(col);
   const auto known = std::find_if(rows_.key_cells.begin(), rows_.key_cells.end(),
                                   [col](const KeyCells& key) { return key.col == col; });
@@ -98,13 +98,13 @@ std::shared_ptr<const Kt_Column> Kt_Dataset::CellsOfKey(kt_long col) const {
     return known->cells;
   // Rows that came later, and keys of a dataset that was copied before it had an evaluator.
   auto cells = known != rows_.key_cells.end() ? std::make_shared<Kt_Column>(*known->cells)
-                                              : std::make_shared<Kt_Column>(GetColType(col));
+                                              : std::make_shared<Kt_Column>(self_.GetColType(col));
   cells->AppendNulls(rows_.slot_count - cells->RowCount());
   return cells;
 }
 
 // After this ForgetKeyCells needs no memory.
-void Kt_Dataset::PrepareForgetKeyCells(Slot slot) {
+void Kt_Dataset::Body::PrepareForgetKeyCells(Slot slot) {
   for (KeyCells& key : rows_.key_cells) {
     if (!key.HasValue(slot)) continue;
     if (key.cells.use_count() != 1) key.cells = std::make_shared<Kt_Column>(*key.cells);
@@ -113,22 +113,24 @@ void Kt_Dataset::PrepareForgetKeyCells(Slot slot) {
 }
 
 // The next row that gets the slot has no values yet.
-void Kt_Dataset::ForgetKeyCells(Slot slot) {
+void Kt_Dataset::Body::ForgetKeyCells(Slot slot) {
   for (const KeyCells& key : rows_.key_cells) {
     if (key.HasValue(slot)) key.cells->WriteNull(slot);
   }
 }
 
+bool Kt_Dataset::GetReverseSubSumStat() const { return body().reverse_subtotals_; }
+
 void Kt_Dataset::SetReverseSubSumStat(bool reverse) {
-  Edit([&] {
-    reverse_subtotals_ = reverse;
-    rows_.DropGroups();
-    ++structure_version_;
+  body().Edit([&] {
+    body().reverse_subtotals_ = reverse;
+    body().rows_.DropGroups();
+    ++body().structure_version_;
     return 1;
   });
 }
 
-GroupView& Kt_Dataset::GroupsOf(View view) const {
+GroupView& Kt_Dataset::Body::GroupsOf(View view) const {
   std::optional<GroupView>& groups = rows_.groups[view];
   if (groups && groups->is_unfinished && kt::Charge(0)) groups.reset();
   if (!groups) {
@@ -146,7 +148,7 @@ GroupView& Kt_Dataset::GroupsOf(View view) const {
   return *groups;
 }
 
-void Kt_Dataset::BuildGroups(View view, GroupView& groups) const {
+void Kt_Dataset::Body::BuildGroups(View view, GroupView& groups) const {
   GroupBuilder builder(*rows_.index, view);
   for (const Key& key : rows_.shown_keys) {
     if (IsGroupKey(key)) builder.AddKey(key.col, CellsOfKey(key.col));
@@ -154,31 +156,32 @@ void Kt_Dataset::BuildGroups(View view, GroupView& groups) const {
       builder.AddTotal(key.col, key.subtotal, CellsOfKey(key.col));
     }
   }
-  builder.SetPivot(pivot_.get());
+  builder.SetPivot(pivot_.Get());
   builder.Build(reverse_subtotals_, groups);
 }
 
 kt_long Kt_Dataset::GetRowLevel(kt_long row) const {
-  if (!rows_.grouped || !HasRow(ActiveView(), row)) return 0;
-  const Subtotal* const subtotal = GroupsOf(ActiveView()).Find(row);
+  if (!body().rows_.grouped || !body().HasRow(body().ActiveView(), row)) return 0;
+  const Subtotal* const subtotal = body().GroupsOf(body().ActiveView()).Find(row);
   return subtotal == nullptr ? 0 : subtotal->level;
 }
 
 kt_long Kt_Dataset::GetRowIndex(kt_long row) const {
-  if (!HasRow(ActiveView(), row)) return -1;
-  const Subtotal* const subtotal = rows_.grouped ? GroupsOf(ActiveView()).Find(row) : nullptr;
+  if (!body().HasRow(body().ActiveView(), row)) return -1;
+  const Subtotal* const subtotal =
+      body().rows_.grouped ? body().GroupsOf(body().ActiveView()).Find(row) : nullptr;
   if (subtotal == nullptr) return row;
-  return reverse_subtotals_ ? subtotal->last - 1 : subtotal->first;
+  return body().reverse_subtotals_ ? subtotal->last - 1 : subtotal->first;
 }
 
 kt_long Kt_Dataset::GetRangeStart(kt_long row) const {
-  if (!HasRow(ActiveView(), row)) return -1;
+  if (!body().HasRow(body().ActiveView(), row)) return -1;
   if (GetRowLevel(row) == 0) return row;
-  return reverse_subtotals_ ? row + 1 : GetRowIndex(row);
+  return body().reverse_subtotals_ ? row + 1 : GetRowIndex(row);
 }
 
 kt_long Kt_Dataset::GetRangeCount(kt_long row) const {
-  if (!HasRow(ActiveView(), row)) return 0;
+  if (!body().HasRow(body().ActiveView(), row)) return 0;
   if (GetRowLevel(row) == 0) return 1;
-  return reverse_subtotals_ ? GetRowIndex(row) - row : row - GetRowIndex(row);
+  return body().reverse_subtotals_ ? GetRowIndex(row) - row : row - GetRowIndex(row);
 }

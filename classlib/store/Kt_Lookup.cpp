@@ -5,7 +5,6 @@
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/detail/Kt_Refuse.h"
-#include "classlib/store/Kt_Dataset.h"
 #include "classlib/store/detail/Kt_Whole.h"
 #include "classlib/text/Kt_Number.h"
 
@@ -67,7 +66,7 @@ class Wanted {
 }  // namespace
 
 template <class Matches>
-kt_long Kt_Dataset::FindFirst(View view, kt_long start, kt_long end, Matches matches) const {
+kt_long Kt_Dataset::Body::FindFirst(View view, kt_long start, kt_long end, Matches matches) const {
   const kt_long count = ViewCount(view);
   end = end < 0 ? count : std::min(end, count);
   RoundCharge charge;
@@ -79,17 +78,17 @@ kt_long Kt_Dataset::FindFirst(View view, kt_long start, kt_long end, Matches mat
   return -1;
 }
 
-kt_long Kt_Dataset::LookupExact(View view, std::u16string_view id, std::u16string_view text,
-                                kt_long start, kt_long end) const {
+kt_long Kt_Dataset::Body::LookupExact(View view, std::u16string_view id, std::u16string_view text,
+                                      kt_long start, kt_long end) const {
   KT_CHECK_THREAD(one_thread_, "dataset", id_);
-  const kt_long col = GetColIndex(id);
+  const kt_long col = self_.GetColIndex(id);
   if (col < 0) return -1;
   const auto find = [&] { return FindCell(view, col, text, start, end); };
   return IsPlain(col) ? find() : Whole(find, -1);
 }
 
-kt_long Kt_Dataset::FindCell(View view, kt_long col, std::u16string_view text, kt_long start,
-                             kt_long end) const {
+kt_long Kt_Dataset::Body::FindCell(View view, kt_long col, std::u16string_view text, kt_long start,
+                                   kt_long end) const {
   std::shared_ptr<const Kt_Column> patched;  // without the rows that are gone
   const auto patch = [&] {
     if (!IsPivot() && !IsIntact()) patched = SlotCells(col);
@@ -107,10 +106,10 @@ kt_long Kt_Dataset::FindCell(View view, kt_long col, std::u16string_view text, k
   return FindFirst(view, start, end, [&](kt_long, Slot slot) { return wanted.Matches(slot); });
 }
 
-kt_long Kt_Dataset::LookupAs(View view, std::u16string_view id, std::u16string_view text,
-                             kt_long start, kt_long end) const {
+kt_long Kt_Dataset::Body::LookupAs(View view, std::u16string_view id, std::u16string_view text,
+                                   kt_long start, kt_long end) const {
   KT_CHECK_THREAD(one_thread_, "dataset", id_);
-  const kt_long col = GetColIndex(id);
+  const kt_long col = self_.GetColIndex(id);
   if (col < 0) return -1;
   const auto matches = [&](kt_long row, Slot) {
     return ReadCell(view, row, col).ToString().EqualsNoCase(text);
@@ -120,27 +119,27 @@ kt_long Kt_Dataset::LookupAs(View view, std::u16string_view id, std::u16string_v
 
 kt_long Kt_Dataset::LookupDataRow(std::u16string_view id, std::u16string_view text, kt_long start,
                                   kt_long end) const {
-  return LookupExact(ActiveView(), id, text, start, end);
+  return body().LookupExact(body().ActiveView(), id, text, start, end);
 }
 
 kt_long Kt_Dataset::LookupDataRowNF(std::u16string_view id, std::u16string_view text, kt_long start,
                                     kt_long end) const {
-  return LookupExact(kAllRows, id, text, start, end);
+  return body().LookupExact(kAllRows, id, text, start, end);
 }
 
 kt_long Kt_Dataset::LookupDataRowAs(std::u16string_view id, std::u16string_view text, kt_long start,
                                     kt_long end) const {
-  return LookupAs(ActiveView(), id, text, start, end);
+  return body().LookupAs(body().ActiveView(), id, text, start, end);
 }
 
 kt_long Kt_Dataset::LookupDataRowNFAs(std::u16string_view id, std::u16string_view text,
                                       kt_long start, kt_long end) const {
-  return LookupAs(kAllRows, id, text, start, end);
+  return body().LookupAs(kAllRows, id, text, start, end);
 }
 
 Kt_WString Kt_Dataset::LookupDataText(std::u16string_view id, std::u16string_view text,
                                       std::u16string_view out_id) const {
-  return Whole([&] {
+  return body().Whole([&] {
     const kt_long row = LookupDataRow(id, text);
     return row < 0 ? Kt_WString() : ReadColumn(row, GetColIndex(out_id)).ToString();
   });

@@ -11,6 +11,7 @@
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/store/detail/Kt_ColumnTotal.h"
+#include "classlib/store/detail/Kt_DatasetBody.h"
 #include "classlib/store/kernels/Kt_SortKernels.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): slots and views
@@ -29,15 +30,15 @@ bool Kt_Pivot::Build(const Kt_Dataset& source) {
 }
 
 void Kt_Pivot::TakeKeys(const Kt_Dataset& source) {
-  for (const Key& key : source.keys_) {
+  for (const Key& key : source.body().keys_) {
     if (key.type == Kt_KeyType::kPivotRow) {
-      row_keys_.push_back({key.col, key.ascending, source.SlotCells(key.col)});
+      row_keys_.push_back({key.col, key.ascending, source.body().SlotCells(key.col)});
     } else if (key.type == Kt_KeyType::kPivotColumn) {
-      column_keys_.push_back({key.col, key.ascending, source.SlotCells(key.col)});
+      column_keys_.push_back({key.col, key.ascending, source.body().SlotCells(key.col)});
     } else if (key.type == Kt_KeyType::kPivotValue) {
       const bool unset = key.subtotal == Kt_Aggregate::kNone;
       const Kt_Aggregate what = unset ? Kt_Aggregate::kSum : key.subtotal;
-      values_.push_back({key.col, what, source.SlotCells(key.col), {}, {}});
+      values_.push_back({key.col, what, source.body().SlotCells(key.col), {}, {}});
     }
   }
 }
@@ -51,12 +52,12 @@ bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
     for (const KeyColumn& key : keys) sort.push_back({key.col, key.ascending});
     return sort;
   };
-  kt::CountedVector<std::uint32_t> row_of(source.rows_.slot_count);
-  kt::CountedVector<std::uint32_t> plain_of(source.rows_.slot_count);
+  kt::CountedVector<std::uint32_t> row_of(source.body().rows_.slot_count);
+  kt::CountedVector<std::uint32_t> plain_of(source.body().rows_.slot_count);
   kt::CountedVector<kt::CountedVector<std::uint32_t>> positions_of_plain;
   const kt::CountedVector<Slot> slots =
-      SetRows(source.OrderedRecords(sort_keys(row_keys_)), row_of);
-  SetPositions(source.OrderedRecords(sort_keys(column_keys_)), positions_of_plain, plain_of);
+      SetRows(source.body().OrderedRecords(sort_keys(row_keys_)), row_of);
+  SetPositions(source.body().OrderedRecords(sort_keys(column_keys_)), positions_of_plain, plain_of);
   kt::CountedVector<Entry> entries;
   RoundCharge charge;
   for (const Slot slot : slots) {

@@ -8,6 +8,7 @@
 
 namespace kt::detail {
 class GroupBuilder;
+struct SubtotalCell;
 }  // namespace kt::detail
 
 // A cross table over the rows that a dataset shows, by its pivot keys: one pivot row per different
@@ -56,7 +57,7 @@ class KT_CLASS_API Kt_Pivot {
  private:
   friend class Kt_Dataset;  // whose rows it becomes
   friend class kt::detail::GroupBuilder;
-  using Slot = kt::detail::Slot;
+  using Slot = std::uint32_t;  // of a record in the columns
   using Cells = std::shared_ptr<const Kt_Column>;
   struct KeyColumn {
     kt_long col;

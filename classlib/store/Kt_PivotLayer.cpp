@@ -15,49 +15,30 @@ using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and 
 
 // ---- Becoming a pivot, and a table again ------------------------------------------------------
 
-Kt_Dataset::PlainRows::PlainRows(Kt_Dataset& dataset) : dataset_(dataset), pivot_(dataset.pivot_) {
-  if (pivot_ == nullptr) return;
-  std::swap(dataset_.rows_, *dataset_.plain_rows_);
-  dataset_.pivot_.reset();
-}
-
-Kt_Dataset::PlainRows::~PlainRows() {
-  if (pivot_ == nullptr) return;
-  std::swap(dataset_.rows_, *dataset_.plain_rows_);
-  dataset_.pivot_ = std::move(pivot_);
-}
-
-void Kt_Dataset::LeavePivot() {
+void Kt_Dataset::Body::LeavePivot() {
   if (!IsPivot()) return;
-  rows_ = std::move(*plain_rows_);
-  plain_rows_.reset();
-  pivot_.reset();
+  pivot_.Leave(rows_);
   ++structure_version_;
 }
 
-void Kt_Dataset::EnterPivot(std::shared_ptr<const Kt_Pivot> pivot) {
-  RowLayer layer;
-  layer.slot_count = static_cast<Slot>(pivot->GetPivotRowCount());
-  layer.index.Write().Append(0, layer.slot_count);
-  std::swap(rows_, layer);
-  plain_rows_ = std::move(layer);
-  pivot_ = std::move(pivot);
-  RecalcGroup();
+void Kt_Dataset::Body::EnterPivot(std::shared_ptr<const Kt_Pivot> pivot) {
+  pivot_.Enter(rows_, std::move(pivot));
+  self_.RecalcGroup();
 }
 
 kt_long Kt_Dataset::RecalcPivot() {
   const auto recalc = [&]() -> kt_long {
-    LeavePivot();
-    if (ShowsSource()) TakeSourceRows(false);
-    if (!keys_.HasPivotKeys()) return 1;
+    body().LeavePivot();
+    if (body().ShowsSource()) body().TakeSourceRows(false);
+    if (!body().keys_.HasPivotKeys()) return 1;
     auto pivot = std::make_shared<Kt_Pivot>();
     if (!pivot->Build(*this)) return -1;
     ChargeOrLeave(0);
-    EnterPivot(std::move(pivot));
+    body().EnterPivot(std::move(pivot));
     ChargeOrLeave(0);
     return 1;
   };
-  return Edit([&] { return Whole([&] { return OrRestore(recalc); }, -1); });
+  return body().Edit([&] { return body().Whole([&] { return body().OrRestore(recalc); }, -1); });
 }
 
 void Kt_Dataset::PivotLocSubSum_Reset() {
@@ -68,36 +49,38 @@ void Kt_Dataset::PivotLocSubSum_Reset() {
 
 kt_long Kt_Dataset::GetPivotRowCount() const { return IsPivot() ? GetRowCount() : 0; }
 
-kt_long Kt_Dataset::GetPivotColCount() const { return IsPivot() ? pivot_->GetPivotColCount() : 0; }
+kt_long Kt_Dataset::GetPivotColCount() const {
+  return IsPivot() ? body().pivot_->GetPivotColCount() : 0;
+}
 
 kt_long Kt_Dataset::GetPivotTableColCount() const {
-  return IsPivot() ? pivot_->GetPivotTableColCount() : 0;
+  return IsPivot() ? body().pivot_->GetPivotTableColCount() : 0;
 }
 
 kt_long Kt_Dataset::GetPivotColType(kt_long col) const {
-  const auto type = IsPivot() ? pivot_->GetPivotColType(col) : Kt_Pivot::ColumnType::kOther;
+  const auto type = IsPivot() ? body().pivot_->GetPivotColType(col) : Kt_Pivot::ColumnType::kOther;
   return static_cast<kt_long>(type);
 }
 
 kt_long Kt_Dataset::GetPivotColLevel(kt_long position) const {
-  return IsPivot() ? pivot_->GetPivotColLevel(position) : 0;
+  return IsPivot() ? body().pivot_->GetPivotColLevel(position) : 0;
 }
 
 kt_long Kt_Dataset::GetPivotRowLevel(kt_long row) const { return IsPivot() ? GetRowLevel(row) : 0; }
 
 kt_long Kt_Dataset::GetPivotRowPos(kt_long row, kt_long position, kt_long) const {
-  const auto slot = IsPivot() ? RecordAt(ActiveView(), row) : std::nullopt;
-  return slot ? pivot_->GetPivotRowPos(static_cast<kt_long>(*slot), position) : -1;
+  const auto slot = IsPivot() ? body().RecordAt(body().ActiveView(), row) : std::nullopt;
+  return slot ? body().pivot_->GetPivotRowPos(static_cast<kt_long>(*slot), position) : -1;
 }
 
 Kt_WString Kt_Dataset::GetPivotColText(kt_long position) const {
-  return IsPivot() ? pivot_->GetPivotColText(position) : Kt_WString();
+  return IsPivot() ? body().pivot_->GetPivotColText(position) : Kt_WString();
 }
 
 // ---- Aggregates -------------------------------------------------------------------------------
 
 // The pivot rows behind the rows [start, end); subtotals are left out.
-kt::CountedVector<Slot> Kt_Dataset::PivotRows(View view, kt_long start, kt_long end) const {
+kt::CountedVector<Slot> Kt_Dataset::Body::PivotRows(View view, kt_long start, kt_long end) const {
   start = std::clamp(start, 0, ViewCount(view));
   end = std::clamp(end, start, ViewCount(view));
   kt::CountedVector<Slot> rows;
@@ -114,10 +97,10 @@ kt::CountedVector<Slot> Kt_Dataset::PivotRows(View view, kt_long start, kt_long 
   return rows;
 }
 
-kt_long Kt_Dataset::PivotDown(Kt_Aggregate what, kt_long col, kt_long position, kt_long start,
-                              kt_long end, View view, Kt_Variant& result) const {
+kt_long Kt_Dataset::Body::PivotDown(Kt_Aggregate what, kt_long col, kt_long position, kt_long start,
+                                    kt_long end, View view, Kt_Variant& result) const {
   result.Clear();
-  if (GetPivotColType(col) != 0) return -1;
+  if (self_.GetPivotColType(col) != 0) return -1;
   return RefuseOnFailure([&] {
     Kt_CellFold fold(what);
     RoundCharge charge;
@@ -130,20 +113,34 @@ kt_long Kt_Dataset::PivotDown(Kt_Aggregate what, kt_long col, kt_long position, 
   });
 }
 
-kt_long Kt_Dataset::PivotAcross(Kt_Aggregate what, kt_long col, kt_long row, kt_long start,
-                                kt_long end, View view, bool present_only,
-                                Kt_Variant& result) const {
+kt_long Kt_Dataset::Body::PivotAcross(Kt_Aggregate what, kt_long col, kt_long row, kt_long start,
+                                      kt_long end, View view, bool present_only,
+                                      Kt_Variant& result) const {
   result.Clear();
-  if (GetPivotColType(col) != 0 || !HasRow(view, row)) return -1;
-  end = end < 0 ? GetPivotColCount() : std::min(end, GetPivotColCount());
+  if (self_.GetPivotColType(col) != 0 || !HasRow(view, row)) return -1;
+  end = end < 0 ? self_.GetPivotColCount() : std::min(end, self_.GetPivotColCount());
   Kt_CellFold fold(what);
   RoundCharge charge;
   for (kt_long position = std::max(start, 0); position < end; ++position) {
     if (!charge.Add(8 * Kt_WorkMeter::kUnitsPerCell)) break;
-    if (GetPivotColLevel(position) == 0) fold.Step(ReadCell(view, row, col, position));
+    if (self_.GetPivotColLevel(position) == 0) fold.Step(ReadCell(view, row, col, position));
   }
   result = fold.Finish(!present_only);
   return fold.HasValue() ? 1 : 0;
+}
+
+kt_long Kt_Dataset::GetPivotRowAggregate(Kt_Aggregate what, kt_long col, kt_long position,
+                                         kt_long start, kt_long end, bool filtered,
+                                         Kt_Variant& result) const {
+  return body().PivotDown(what, col, position, start, end,
+                          filtered ? body().ActiveView() : kAllRows, result);
+}
+
+kt_long Kt_Dataset::GetPivotColAggregate(Kt_Aggregate what, kt_long col, kt_long pivot_row,
+                                         kt_long start, kt_long end, bool filtered,
+                                         bool present_only, Kt_Variant& result) const {
+  return body().PivotAcross(what, col, pivot_row, start, end,
+                            filtered ? body().ActiveView() : kAllRows, present_only, result);
 }
 
 // ---- A pivot as a table -----------------------------------------------------------------------
@@ -184,23 +181,23 @@ kt_long AddTableColumn(Kt_Dataset& table, const Kt_WString& id, Kt_ColumnType ty
 // Row keys, then for every plain position and value key a column. It is called as the position, or
 // as position/value when there are several value keys, or as the value when there are no column
 // keys.
-Kt_Dataset Kt_Dataset::PivotTable(View view) const {
+Kt_Dataset Kt_Dataset::Body::PivotTable(View view) const {
   Kt_Dataset table(id_);
-  table.constants_ = constants_;
+  table.body().constants_ = constants_;
   Kt_UniqueIds ids;  // positions may have the same text
   const kt::CountedVector<Slot> rows = PivotRows(view, 0, ViewCount(view));
   if (!rows.empty()) table.AppendRow(static_cast<kt_long>(rows.size()));
   for (const Kt_Pivot::KeyColumn& key : pivot_->row_keys_) {
-    const kt_long col = AddTableColumn(table, ids.Make(GetColID(key.col)), key.cells->Type());
-    table.columns_[col].cells = std::make_shared<Kt_Column>(key.cells->Gather(rows));
+    const kt_long col = AddTableColumn(table, ids.Make(self_.GetColID(key.col)), key.cells->Type());
+    table.body().columns_[col].cells = std::make_shared<Kt_Column>(key.cells->Gather(rows));
   }
   RoundCharge charge;
-  for (kt_long position = 0; position < GetPivotColCount(); ++position) {
-    if (GetPivotColLevel(position) > 0) continue;
+  for (kt_long position = 0; position < self_.GetPivotColCount(); ++position) {
+    if (self_.GetPivotColLevel(position) > 0) continue;
     for (const Kt_Pivot::ValueColumn& value : pivot_->values_) {
-      const Kt_WString text = GetPivotColText(position);
-      Kt_WString id = text.IsEmpty() ? GetColID(value.col) : text;
-      if (!text.IsEmpty() && pivot_->values_.size() > 1) id += u"/" + GetColID(value.col);
+      const Kt_WString text = self_.GetPivotColText(position);
+      Kt_WString id = text.IsEmpty() ? self_.GetColID(value.col) : text;
+      if (!text.IsEmpty() && pivot_->values_.size() > 1) id += u"/" + self_.GetColID(value.col);
       const kt_long col = AddTableColumn(table, ids.Make(id), TypeFor(value.values));
       for (std::size_t row = 0; row < rows.size(); ++row) {
         charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);

@@ -15,19 +15,19 @@ constexpr kt_long kManyRows = 4096;
 
 }  // namespace
 
-kt_long Kt_Dataset::RecordOf(View view, kt_long row) const {
+kt_long Kt_Dataset::Body::RecordOf(View view, kt_long row) const {
   if (KT_LIKELY(!rows_.grouped)) return row;
   GroupView& groups = GroupsOf(view);
   return groups.Find(row) != nullptr ? -1 : groups.RecordsBefore(row);
 }
 
-std::optional<Slot> Kt_Dataset::RecordAt(View view, kt_long row) const {
+std::optional<Slot> Kt_Dataset::Body::RecordAt(View view, kt_long row) const {
   const kt_long record = HasRow(view, row) ? RecordOf(view, row) : -1;
   if (record < 0) return std::nullopt;
   return rows_.index->At(view, record);
 }
 
-std::optional<RowIndex::Place> Kt_Dataset::PlaceAt(View view, kt_long row) const {
+std::optional<RowIndex::Place> Kt_Dataset::Body::PlaceAt(View view, kt_long row) const {
   const kt_long record = HasRow(view, row) ? RecordOf(view, row) : -1;
   if (record < 0) return std::nullopt;
   return rows_.index->Find(view, record);
@@ -35,7 +35,7 @@ std::optional<RowIndex::Place> Kt_Dataset::PlaceAt(View view, kt_long row) const
 
 // Without memory for the note the groups of the view are laid anew when they are asked for.
 template <class Note>
-void Kt_Dataset::NoteInGroups(View view, Note note) const {
+void Kt_Dataset::Body::NoteInGroups(View view, Note note) const {
   if (!rows_.groups[view]) return;
   try {
     note(*rows_.groups[view]);
@@ -45,7 +45,7 @@ void Kt_Dataset::NoteInGroups(View view, Note note) const {
 }
 
 // A row of `view` has gone from it, and from every other view that `flags` are part of.
-void Kt_Dataset::NoteGone(View view, kt_long row, std::uint8_t flags) {
+void Kt_Dataset::Body::NoteGone(View view, kt_long row, std::uint8_t flags) {
   ++structure_version_;
   if (!rows_.grouped) return;
   // Subtotals stay as they are until they are laid anew, but not over nothing.
@@ -54,10 +54,13 @@ void Kt_Dataset::NoteGone(View view, kt_long row, std::uint8_t flags) {
   rows_.DropGroups(flags, view);
 }
 
+kt_long Kt_Dataset::GetRowCount() const { return body().GetRowCount(); }
+kt_long Kt_Dataset::GetRowCountNF() const { return body().ViewCount(kAllRows); }
+
 // ---- Slots ------------------------------------------------------------------------------------
 
 // Slots of rows that have gone are used again before the columns grow.
-bool Kt_Dataset::NewSlots(kt_long count, kt::CountedVector<Slot>& slots) {
+bool Kt_Dataset::Body::NewSlots(kt_long count, kt::CountedVector<Slot>& slots) {
   const auto wanted = static_cast<std::size_t>(count);
   const std::size_t reused = std::min(wanted, rows_.free_slots.size());
   const std::size_t fresh = wanted - reused;
@@ -74,7 +77,7 @@ bool Kt_Dataset::NewSlots(kt_long count, kt::CountedVector<Slot>& slots) {
 }
 
 // After this FreeSlot needs no memory.
-void Kt_Dataset::PrepareFree(Slot slot) {
+void Kt_Dataset::Body::PrepareFree(Slot slot) {
   if (rows_.free_slots.size() == rows_.free_slots.capacity())
     rows_.free_slots.reserve(rows_.free_slots.size() * 2 + 8);
   history_.MakeRoom(slot);
@@ -84,7 +87,7 @@ void Kt_Dataset::PrepareFree(Slot slot) {
 }
 
 // Of NewSlots, before any of them became a row.
-void Kt_Dataset::GiveBackSlots(const kt::CountedVector<Slot>& slots, Slot slot_count) {
+void Kt_Dataset::Body::GiveBackSlots(const kt::CountedVector<Slot>& slots, Slot slot_count) {
   for (const Slot slot : slots) {
     rows_.index.Write().Forget(slot);
     if (slot < slot_count)
@@ -93,7 +96,7 @@ void Kt_Dataset::GiveBackSlots(const kt::CountedVector<Slot>& slots, Slot slot_c
   rows_.slot_count = slot_count;
 }
 
-void Kt_Dataset::FreeSlot(Slot slot) {
+void Kt_Dataset::Body::FreeSlot(Slot slot) {
   rows_.free_slots.push_back(slot);
   history_.NoteFreed(slot);
   ForgetKeyCells(slot);
@@ -103,7 +106,7 @@ void Kt_Dataset::FreeSlot(Slot slot) {
 
 // ---- New rows ---------------------------------------------------------------------------------
 
-kt_long Kt_Dataset::InsertSlots(kt_long row, kt_long count) {
+kt_long Kt_Dataset::Body::InsertSlots(kt_long row, kt_long count) {
   return Edit([&] {
     const std::int64_t units = count < kManyRows ? 0 : 4 * Kt_WorkMeter::kUnitsPerCell;
     const Slot slot_count = rows_.slot_count;
@@ -148,17 +151,17 @@ kt_long Kt_Dataset::InsertSlots(kt_long row, kt_long count) {
 }
 
 kt_long Kt_Dataset::AppendRow(kt_long count) {
-  return count < 1 || !IsPhysical() ? -1 : InsertSlots(-1, count);
+  return count < 1 || !IsPhysical() ? -1 : body().InsertSlots(-1, count);
 }
 
 kt_long Kt_Dataset::InsertRow(kt_long row, kt_long count) {
   if (count < 1 || !IsPhysical()) return -1;
-  return InsertSlots(HasRow(ActiveView(), row) ? row : -1, count);
+  return body().InsertSlots(body().HasRow(body().ActiveView(), row) ? row : -1, count);
 }
 
 // ---- Deleting ---------------------------------------------------------------------------------
 
-void Kt_Dataset::DeleteAt(RowIndex::Place place) {
+void Kt_Dataset::Body::DeleteAt(RowIndex::Place place) {
   RowIndex& index = rows_.index.Write();
   const Slot slot = index.SlotAt(place);
   if ((index.Flags(slot) & kRowInserted) != 0) {
@@ -179,24 +182,24 @@ void Kt_Dataset::DeleteAt(RowIndex::Place place) {
   }
 }
 
-void Kt_Dataset::DeleteShown(kt_long row, RowIndex::Place place) {
+void Kt_Dataset::Body::DeleteShown(kt_long row, RowIndex::Place place) {
   const View view = ActiveView();
   DeleteAt(place);
   NoteGone(view, row, 0);
 }
 
 kt_long Kt_Dataset::DeleteRow(kt_long row) {
-  return Edit([&] {
-    const auto place = PlaceAt(ActiveView(), row);
+  return body().Edit([&] {
+    const auto place = body().PlaceAt(body().ActiveView(), row);
     if (!place || !IsPhysical()) return -1;
-    DeleteShown(row, *place);
+    body().DeleteShown(row, *place);
     return 1;
   });
 }
 
 // From the last row to the first, so that the rows still to come keep their numbers.
 template <class Keep>
-kt_long Kt_Dataset::DeleteWhere(Keep keep) {
+kt_long Kt_Dataset::Body::DeleteWhere(Keep keep) {
   return Edit([&]() -> kt_long {
     if (!IsPhysical()) return -1;
     ChargeOrLeave(0);
@@ -217,15 +220,16 @@ kt_long Kt_Dataset::DeleteWhere(Keep keep) {
 }
 
 kt_long Kt_Dataset::DeleteAll() {
-  return DeleteWhere([](Slot) { return false; });
+  return body().DeleteWhere([](Slot) { return false; });
 }
 
 kt_long Kt_Dataset::DeleteSelected() {
-  return DeleteWhere([&](Slot slot) { return (rows_.index->Flags(slot) & kRowSelected) == 0; });
+  return body().DeleteWhere(
+      [&](Slot slot) { return (body().rows_.index->Flags(slot) & kRowSelected) == 0; });
 }
 
 // Takes every entry with one of `flags` out of the order, in one pass.
-void Kt_Dataset::RemoveEntries(std::uint8_t flags) {
+void Kt_Dataset::Body::RemoveEntries(std::uint8_t flags) {
   kt::CountedVector<Slot> kept;
   kt::CountedVector<Slot> removed;
   rows_.index->ForEachEntry([&](RowIndex::Place, Slot slot) {
@@ -249,7 +253,8 @@ void Kt_Dataset::RemoveEntries(std::uint8_t flags) {
 }
 
 // The rows to save in record order; deleted ones are among them when `deleted` is set.
-kt::CountedVector<Slot> Kt_Dataset::RowsToSave(View view, bool changed_only, bool deleted) const {
+kt::CountedVector<Slot> Kt_Dataset::Body::RowsToSave(View view, bool changed_only,
+                                                     bool deleted) const {
   kt::CountedVector<Slot> slots;
   ChargeOrLeave(static_cast<std::int64_t>(rows_.index->EntryCount()) * Kt_WorkMeter::kUnitsPerCell /
                 2);
@@ -266,40 +271,42 @@ kt::CountedVector<Slot> Kt_Dataset::RowsToSave(View view, bool changed_only, boo
 // ---- Order ------------------------------------------------------------------------------------
 
 kt_long Kt_Dataset::MoveRow(kt_long from, kt_long to) {
-  return Edit([&] {
-    if (!PlaceAt(ActiveView(), from) || !PlaceAt(ActiveView(), to) || IsPivot()) return -1;
+  return body().Edit([&] {
+    if (!body().PlaceAt(body().ActiveView(), from) || !body().PlaceAt(body().ActiveView(), to) ||
+        IsPivot())
+      return -1;
     if (from == to) return 1;
-    RowIndex& index = rows_.index.Write();
-    const kt_long record = RecordOf(ActiveView(), to);
+    RowIndex& index = body().rows_.index.Write();
+    const kt_long record = body().RecordOf(body().ActiveView(), to);
     const kt_long next = record + (from < to ? 1 : 0);
     // Room first: once the row has left its place, nothing may fail.
-    index.MakeRoomAt(next < index.Count(ActiveView()) ? index.Find(ActiveView(), next)
-                                                      : index.End());
-    const RowIndex::Place source = *PlaceAt(ActiveView(), from);
+    index.MakeRoomAt(next < index.Count(body().ActiveView()) ? index.Find(body().ActiveView(), next)
+                                                             : index.End());
+    const RowIndex::Place source = *body().PlaceAt(body().ActiveView(), from);
     const Slot slot = index.SlotAt(source);
     index.Remove(source);
-    const bool inside = record < index.Count(ActiveView());
-    index.Insert(inside ? index.Find(ActiveView(), record) : index.End(), slot);
-    rows_.DropGroups(0, ActiveView());
-    ++structure_version_;
+    const bool inside = record < index.Count(body().ActiveView());
+    index.Insert(inside ? index.Find(body().ActiveView(), record) : index.End(), slot);
+    body().rows_.DropGroups(0, body().ActiveView());
+    ++body().structure_version_;
     return 1;
   });
 }
 
 kt_long Kt_Dataset::ExchangeRow(kt_long a, kt_long b) {
-  return Edit([&] {
-    const auto first = PlaceAt(ActiveView(), a);
-    const auto second = PlaceAt(ActiveView(), b);
+  return body().Edit([&] {
+    const auto first = body().PlaceAt(body().ActiveView(), a);
+    const auto second = body().PlaceAt(body().ActiveView(), b);
     if (!first || !second || IsPivot()) return -1;
-    if (a != b) rows_.index.Write().Exchange(*first, *second);
-    rows_.DropGroups(0, ActiveView());
-    ++structure_version_;
+    if (a != b) body().rows_.index.Write().Exchange(*first, *second);
+    body().rows_.DropGroups(0, body().ActiveView());
+    ++body().structure_version_;
     return 1;
   });
 }
 
 // All that may fail comes first.
-void Kt_Dataset::DropRows() {
+void Kt_Dataset::Body::DropRows() {
   ColumnSet empty = columns_;
   for (Column& column : empty) {
     if (column.cells != nullptr) column.cells = std::make_shared<Kt_Column>(column.type);
@@ -319,7 +326,7 @@ void Kt_Dataset::DropRows() {
   ++structure_version_;
 }
 
-void Kt_Dataset::DropColumns() {
+void Kt_Dataset::Body::DropColumns() {
   ColumnSet none;
   DropRows();
   columns_ = std::move(none);
@@ -328,23 +335,23 @@ void Kt_Dataset::DropColumns() {
 }
 
 void Kt_Dataset::ClearData() {
-  Edit([&] {
-    DropRows();
+  body().Edit([&] {
+    body().DropRows();
     return 1;
   });
 }
 
 void Kt_Dataset::Clear() {
-  Edit([&] {
-    DropColumns();
+  body().Edit([&] {
+    body().DropColumns();
     return 1;
   });
 }
 
 void Kt_Dataset::ClearAll() {
-  Edit([&] {
-    DropColumns();
-    constants_.Clear();
+  body().Edit([&] {
+    body().DropColumns();
+    body().constants_.Clear();
     return 1;
   });
 }
@@ -352,29 +359,30 @@ void Kt_Dataset::ClearAll() {
 // ---- Marks ------------------------------------------------------------------------------------
 
 kt_long Kt_Dataset::GetRowIndexNF(kt_long row) const {
-  const auto place = PlaceAt(ActiveView(), row);
+  const auto place = body().PlaceAt(body().ActiveView(), row);
   if (!place) return -1;
-  const kt_long record = rows_.index->RankOf(kAllRows, *place);
-  return rows_.grouped ? GroupsOf(kAllRows).RowOf(record) : record;
+  const kt_long record = body().rows_.index->RankOf(kAllRows, *place);
+  return body().rows_.grouped ? body().GroupsOf(kAllRows).RowOf(record) : record;
 }
 
 kt_long Kt_Dataset::SelectRow(kt_long row, bool selected) {
-  const auto slot = RecordAt(ActiveView(), row);
+  const auto slot = body().RecordAt(body().ActiveView(), row);
   if (!slot) return -1;
   return RefuseOnFailure([&] {
-    rows_.index.Write().Mark(*slot, selected ? kRowSelected : 0, selected ? 0 : kRowSelected);
+    body().rows_.index.Write().Mark(*slot, selected ? kRowSelected : 0,
+                                    selected ? 0 : kRowSelected);
     return 1;
   });
 }
 
 bool Kt_Dataset::GetSelect(kt_long row) const {
-  const auto slot = RecordAt(ActiveView(), row);
-  return slot && (rows_.index->Flags(*slot) & kRowSelected) != 0;
+  const auto slot = body().RecordAt(body().ActiveView(), row);
+  return slot && (body().rows_.index->Flags(*slot) & kRowSelected) != 0;
 }
 
 void Kt_Dataset::ClearSelect() {
   RefuseOnFailure([&] {
-    rows_.index.Write().ChangeAll(0, kRowSelected);
+    body().rows_.index.Write().ChangeAll(0, kRowSelected);
     return 1;
   });
 }

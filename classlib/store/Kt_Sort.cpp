@@ -86,15 +86,15 @@ void SortByColumn(kt::CountedVector<Slot>& slots, const Kt_Column& column, bool 
 }  // namespace
 
 // Items are id, id:a or id:d. False for an unknown column or an empty list.
-bool Kt_Dataset::ParseSortKeys(std::u16string_view list, bool ascending,
-                               std::vector<SortKey>& keys) const {
+bool Kt_Dataset::Body::ParseSortKeys(std::u16string_view list, bool ascending,
+                                     std::vector<SortKey>& keys) const {
   Kt_WStrList items;
   items.Parse(Kt_WString(list), u",");
   for (kt_long number = 0; number < items.GetCount(); ++number) {
     Kt_WString item = items.GetItem(number);
     item.Trim();
     if (item.IsEmpty()) continue;
-    SortKey key{GetColIndex(item), ascending};
+    SortKey key{self_.GetColIndex(item), ascending};
     const std::size_t colon = item.View().rfind(u':');
     if (key.col < 0 && colon != std::u16string_view::npos) {
       Kt_WString direction(item.View().substr(colon + 1));
@@ -103,7 +103,7 @@ bool Kt_Dataset::ParseSortKeys(std::u16string_view list, bool ascending,
       id.Trim();
       const bool down = direction.EqualsNoCase(u"d");
       if (!down && !direction.EqualsNoCase(u"a")) return false;
-      key = {GetColIndex(id), ascending != down};
+      key = {self_.GetColIndex(id), ascending != down};
     }
     if (key.col < 0) return false;
     keys.push_back(key);
@@ -112,7 +112,7 @@ bool Kt_Dataset::ParseSortKeys(std::u16string_view list, bool ascending,
 }
 
 // The cells of a column by slot; those of an expression column are computed, hidden rows included.
-std::shared_ptr<const Kt_Column> Kt_Dataset::SlotCells(kt_long col) const {
+std::shared_ptr<const Kt_Column> Kt_Dataset::Body::SlotCells(kt_long col) const {
   if (IsPivot()) {
     if (auto cells = pivot_->RowKeyCells(col)) return cells;
   } else if (IsIntact()) {
@@ -121,8 +121,8 @@ std::shared_ptr<const Kt_Column> Kt_Dataset::SlotCells(kt_long col) const {
   return ComputedCells(col);
 }
 
-std::shared_ptr<Kt_Column> Kt_Dataset::ComputedCells(kt_long col) const {
-  auto cells = std::make_shared<Kt_Column>(GetColType(col));
+std::shared_ptr<Kt_Column> Kt_Dataset::Body::ComputedCells(kt_long col) const {
+  auto cells = std::make_shared<Kt_Column>(self_.GetColType(col));
   cells->AppendNulls(rows_.slot_count);
   // By record: where subtotals stand may depend on this very column.
   RoundCharge charge;
@@ -135,7 +135,7 @@ std::shared_ptr<Kt_Column> Kt_Dataset::ComputedCells(kt_long col) const {
 }
 
 // The records that are shown, by keys, nulls first.
-kt::CountedVector<Slot> Kt_Dataset::OrderedRecords(const std::vector<SortKey>& keys) const {
+kt::CountedVector<Slot> Kt_Dataset::Body::OrderedRecords(const std::vector<SortKey>& keys) const {
   kt::CountedVector<Slot> slots = RowsToSave(ActiveView(), false, false);
   for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
     SortByColumn(slots, *SlotCells(key->col), key->ascending, false);
@@ -143,7 +143,7 @@ kt::CountedVector<Slot> Kt_Dataset::OrderedRecords(const std::vector<SortKey>& k
   return slots;
 }
 
-void Kt_Dataset::SortRows(const std::vector<SortKey>& keys, bool nulls_last) {
+void Kt_Dataset::Body::SortRows(const std::vector<SortKey>& keys, bool nulls_last) {
   kt::CountedVector<Slot> slots = rows_.index->Slots();
   for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
     SortByColumn(slots, *SlotCells(key->col), key->ascending, nulls_last);
@@ -158,13 +158,13 @@ kt_long Kt_Dataset::Sort(std::u16string_view list, bool ascending, bool nulls_la
                          bool group_keys) {
   const auto sort = [&]() -> kt_long {
     std::vector<SortKey> keys;
-    if (!ParseSortKeys(list, ascending, keys)) return -1;
-    KeyList all = keys_;
+    if (!body().ParseSortKeys(list, ascending, keys)) return -1;
+    KeyList all = body().keys_;
     all.Replace(Kt_KeyType::kSort, keys);
     if (group_keys) all.Replace(Kt_KeyType::kGroup, keys);
-    SortRows(keys, nulls_last);
-    keys_ = std::move(all);
+    body().SortRows(keys, nulls_last);
+    body().keys_ = std::move(all);
     return 1;
   };
-  return Edit([&] { return IsPivot() ? -1 : Whole(sort, -1); });
+  return body().Edit([&] { return IsPivot() ? -1 : body().Whole(sort, -1); });
 }

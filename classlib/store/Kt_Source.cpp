@@ -25,20 +25,20 @@ void ChargeRows(std::size_t rows) {
 // ---- The chain of sources ---------------------------------------------------------------------
 
 // Whether this dataset is `source`, or one that it shows.
-bool Kt_Dataset::IsShownBy(const Kt_Dataset& source) const {
+bool Kt_Dataset::Body::IsShownBy(const Kt_Dataset& source) const {
   const Kt_Dataset* dataset = &source;
   for (int step = 0; step < kMaxSources && dataset != nullptr; ++step) {
-    if (dataset == this) return true;
+    if (dataset == &self_) return true;
     dataset = dataset->GetSource();
   }
   return dataset != nullptr;
 }
 
-bool Kt_Dataset::SourceLives() const {
+bool Kt_Dataset::Body::SourceLives() const {
   if (IsPivot()) return true;  // which has values of its own
-  const Kt_Dataset* dataset = this;
+  const Kt_Dataset* dataset = &self_;
   for (int step = 0; step <= kMaxSources && dataset != nullptr; ++step) {
-    if (!dataset->ShowsSource()) return true;
+    if (!dataset->body().ShowsSource()) return true;
     dataset = dataset->GetSource();
   }
   return false;
@@ -46,70 +46,78 @@ bool Kt_Dataset::SourceLives() const {
 
 // The dataset that has the cells; null when one on the way has ended or become another since its
 // rows were taken.
-const Kt_Dataset* Kt_Dataset::Root() const {
-  const Kt_Dataset* dataset = this;
+const Kt_Dataset* Kt_Dataset::Body::Root() const {
+  const Kt_Dataset* dataset = &self_;
   for (int step = 0; step <= kMaxSources; ++step) {
-    if (!dataset->ShowsSource()) return dataset;
+    if (!dataset->body().ShowsSource()) return dataset;
     const Kt_Dataset* const source = dataset->GetSource();
-    if (source == nullptr || source->history_.Era() != dataset->source_.source_era) return nullptr;
+    if (source == nullptr || !dataset->body().source_.Knows(source->body().history_))
+      return nullptr;
     dataset = source;
   }
   return nullptr;
 }
 
 // True when no row can be gone.
-bool Kt_Dataset::IsIntact() const {
+bool Kt_Dataset::Body::IsIntact() const {
   if (!ShowsSource()) return true;
   const Kt_Dataset* const root = Root();
-  return root != nullptr && root->history_.Era() == source_.root_era &&
-         root->history_.Losses() == source_.losses;
+  return root != nullptr && source_.HasAll(root->body().history_);
 }
 
 // Whether the row that had the slot when the rows were taken is not there any more.
-bool Kt_Dataset::IsGone(Slot slot) const {
+bool Kt_Dataset::Body::IsGone(Slot slot) const {
   if (!ShowsSource()) return false;
   const Kt_Dataset* const root = Root();
-  if (root == nullptr || root->history_.Era() != source_.root_era) return true;
-  if (root->history_.Losses() == source_.losses) return false;
-  return root->history_.FreedSince(slot, source_.losses) ||
-         (root->PlainIndex().Flags(slot) & kRowDeleted) != 0;
+  if (root == nullptr || !source_.KnowsSlots(root->body().history_)) return true;
+  if (source_.HasAll(root->body().history_)) return false;
+  return source_.WasFreed(root->body().history_, slot) ||
+         (root->body().PlainIndex().Flags(slot) & kRowDeleted) != 0;
 }
 
-Kt_RowIdentity Kt_Dataset::IdentityOf(View view, kt_long row) const {
+Kt_RowIdentity Kt_Dataset::Body::IdentityOf(View view, kt_long row) const {
   const auto slot = IsPivot() ? std::nullopt : RecordAt(view, row);
   if (!slot || IsGone(*slot)) return {};
   const Kt_Dataset& root = *Root();  // there: the slot is not gone
-  root.history_.Watch();
+  root.body().history_.Watch();
   Kt_RowIdentity identity;
-  identity.era_ = root.history_.Era();
+  identity.era_ = root.body().history_.Era();
   identity.slot_ = *slot;
-  identity.freed_at_ = root.history_.FreedAt(*slot);
+  identity.freed_at_ = root.body().history_.FreedAt(*slot);
   return identity;
+}
+
+Kt_Dataset* Kt_Dataset::GetSource() const { return body().GetSource(); }
+Kt_RowIdentity Kt_Dataset::GetRowIdentity(kt_long row) const {
+  return body().IdentityOf(body().ActiveView(), row);
+}
+Kt_RowIdentity Kt_Dataset::GetRowIdentityNF(kt_long row) const {
+  return body().IdentityOf(kAllRows, row);
 }
 
 kt_long Kt_Dataset::SetSource(Kt_Dataset* source) {
   const auto set = [&]() -> kt_long {
-    DropColumns();
-    source_ = {};
+    body().DropColumns();
+    body().source_ = {};
     if (source == nullptr) return 1;
-    source_.handle = Kt_DatasetHandle(source);
-    source_.is_set = true;
+    body().source_ = SourceLink(source);
     for (kt_long col = 0; col < source->GetColCount(); ++col) {
       const Kt_WString& id = source->GetColID(col);
-      Column column{id, id, source->GetColType(col), source->GetColSize(col)};
+      DatasetColumn column{id, id, source->GetColType(col), source->GetColSize(col)};
       column.is_alias = true;
-      if (AddColumnRow(std::move(column)) < 0) throw std::bad_alloc();
+      if (body().AddColumnRow(std::move(column)) < 0) throw std::bad_alloc();
     }
-    TakeSourceRows(true);
+    body().TakeSourceRows(true);
     return 1;
   };
-  return Edit([&] { return source != nullptr && IsShownBy(*source) ? -1 : OrRestore(set); });
+  return body().Edit(
+      [&] { return source != nullptr && body().IsShownBy(*source) ? -1 : body().OrRestore(set); });
 }
 
 // ---- Taking rows ------------------------------------------------------------------------------
 
 // The slots of all records, in order.
-kt::CountedVector<Slot> Kt_Dataset::RecordSlots() const {
+kt::CountedVector<Slot> Kt_Dataset::Body::RecordSlots() const {
   const RowIndex& index = PlainIndex();
   kt::CountedVector<Slot> slots;
   ChargeRows(index.EntryCount());
@@ -122,7 +130,7 @@ kt::CountedVector<Slot> Kt_Dataset::RecordSlots() const {
 }
 
 // By slot: whether it is in the order and holds the same row still.
-std::vector<bool> Kt_Dataset::KnownSlots() const {
+std::vector<bool> Kt_Dataset::Body::KnownSlots() const {
   std::vector<bool> known(rows_.slot_count);
   const bool intact = IsIntact();
   rows_.index->ForEachEntry(
@@ -131,8 +139,8 @@ std::vector<bool> Kt_Dataset::KnownSlots() const {
 }
 
 // The known slots among `slots` in the order that they have here, then the others.
-kt::CountedVector<Slot> Kt_Dataset::InOwnOrder(const kt::CountedVector<Slot>& slots,
-                                               const std::vector<bool>& known) const {
+kt::CountedVector<Slot> Kt_Dataset::Body::InOwnOrder(const kt::CountedVector<Slot>& slots,
+                                                     const std::vector<bool>& known) const {
   const auto is_known = [&](Slot slot) { return slot < known.size() && known[slot]; };
   std::vector<bool> wanted(known.size());
   for (const Slot slot : slots) {
@@ -152,10 +160,10 @@ kt::CountedVector<Slot> Kt_Dataset::InOwnOrder(const kt::CountedVector<Slot>& sl
 // Makes the records those of the source as they are now: in its order and without a main filter,
 // or those that are here still as they are, and the new ones behind them.
 // REQUIRES: ShowsSource, and no pivot.
-void Kt_Dataset::TakeSourceRows(bool anew) {
+void Kt_Dataset::Body::TakeSourceRows(bool anew) {
   const Kt_Dataset* const source = GetSource();
   kt::CountedVector<Slot> slots;
-  if (source != nullptr) slots = source->RecordSlots();
+  if (source != nullptr) slots = source->body().RecordSlots();
   const std::vector<bool> known = KnownSlots();
   ChargeRows(slots.size());
   if (!anew) slots = InOwnOrder(slots, known);
@@ -176,20 +184,20 @@ void Kt_Dataset::TakeSourceRows(bool anew) {
   ++structure_version_;
 }
 
-void Kt_Dataset::LinkSource() {
+void Kt_Dataset::Body::LinkSource() {
   Kt_Dataset* const source = GetSource();
-  source_.source_era = source != nullptr ? source->history_.Era() : 0;
+  source_.NoteSource(source != nullptr ? &source->body().history_ : nullptr);
   const Kt_Dataset* const root = Root();
-  source_.root_era = root != nullptr ? root->history_.Era() : 0;
-  source_.losses = root != nullptr ? root->history_.Losses() : 0;
-  rows_.slot_count = std::max(rows_.slot_count, root != nullptr ? root->PlainSlotCount() : 0);
-  if (root != nullptr) root->history_.Watch();
+  source_.NoteRoot(root != nullptr ? &root->body().history_ : nullptr);
+  rows_.slot_count =
+      std::max(rows_.slot_count, root != nullptr ? root->body().PlainSlotCount() : 0);
+  if (root != nullptr) root->body().history_.Watch();
   ResolveLogicalColumns();
 }
 
 // Columns of its own have a cell for every slot; those of rows that are new here are null.
-void Kt_Dataset::ClearStrangeCells(const kt::CountedVector<Slot>& slots,
-                                   const std::vector<bool>& known) {
+void Kt_Dataset::Body::ClearStrangeCells(const kt::CountedVector<Slot>& slots,
+                                         const std::vector<bool>& known) {
   columns_.PadTo(rows_.slot_count);
   for (kt_long col = 0; col < columns_.Count(); ++col) {
     if (columns_[col].cells == nullptr) continue;
@@ -203,7 +211,7 @@ void Kt_Dataset::ClearStrangeCells(const kt::CountedVector<Slot>& slots,
 // ---- Rows and cells of the source -------------------------------------------------------------
 
 // The number of a slot's record without filters; -1 when it is not there.
-kt_long Kt_Dataset::SourceRowOf(Slot slot) const {
+kt_long Kt_Dataset::Body::SourceRowOf(Slot slot) const {
   if (IsPivot()) return -1;
   const auto place = rows_.index->PlaceOf(slot);
   if (!place || !rows_.index->IsIn(kAllRows, slot)) return -1;
@@ -212,18 +220,18 @@ kt_long Kt_Dataset::SourceRowOf(Slot slot) const {
 }
 
 kt_long Kt_Dataset::GetSourceRowNF(kt_long row) const {
-  const auto slot = IsPivot() ? std::nullopt : RecordAt(ActiveView(), row);
-  if (!slot || !ShowsSource() || IsGone(*slot)) return -1;
-  return GetSource()->SourceRowOf(*slot);
+  const auto slot = IsPivot() ? std::nullopt : body().RecordAt(body().ActiveView(), row);
+  if (!slot || !body().ShowsSource() || body().IsGone(*slot)) return -1;
+  return GetSource()->body().SourceRowOf(*slot);
 }
 
 kt_long Kt_Dataset::GetSourceCol(kt_long col) const {
-  const kt_long end = columns_.EndOf(col);
-  return end >= 0 ? columns_[end].source_col : -1;
+  const kt_long end = body().columns_.EndOf(col);
+  return end >= 0 ? body().columns_[end].source_col : -1;
 }
 
 // A cell of a row that may be shown by others. REQUIRES: the slot is not gone.
-Kt_Variant Kt_Dataset::ReadSlot(Slot slot, kt_long col) const {
+Kt_Variant Kt_Dataset::Body::ReadSlot(Slot slot, kt_long col) const {
   const kt_long row = SourceRowOf(slot);
   return row >= 0 ? ReadCell(kAllRows, row, col) : Kt_Variant();
 }
@@ -231,7 +239,7 @@ Kt_Variant Kt_Dataset::ReadSlot(Slot slot, kt_long col) const {
 // ---- Cells of its own -------------------------------------------------------------------------
 
 // Columns of the source become empty columns of its own.
-void Kt_Dataset::OwnColumns() {
+void Kt_Dataset::Body::OwnColumns() {
   for (Column& column : columns_) {
     column.source_col = -1;
     if (!column.is_alias) continue;
@@ -240,18 +248,18 @@ void Kt_Dataset::OwnColumns() {
     column.cells = std::make_shared<Kt_Column>(column.type);
     column.cells->AppendNulls(rows_.slot_count);
   }
-  source_.has_own_cells = true;
+  source_.TakeOwnCells();
   ResolveLogicalColumns();
 }
 
 // Copies the cells of the rows that are here; filters, order and selection stay.
-void Kt_Dataset::TakeCells() {
+void Kt_Dataset::Body::TakeCells() {
   if (!ShowsSource()) return;
   const kt::CountedVector<Slot> slots = RecordSlots();
   std::vector<std::shared_ptr<Kt_Column>> cells;
   for (kt_long col = 0; col < columns_.Count(); ++col) {
     cells.emplace_back();
-    if (IsLogicalColumn(col)) continue;
+    if (self_.IsLogicalColumn(col)) continue;
     cells.back() = std::make_shared<Kt_Column>(SlotCells(col)->Gather(slots));
   }
   RowIndex next;
@@ -274,10 +282,10 @@ void Kt_Dataset::TakeCells() {
   ++structure_version_;
 }
 
-Kt_Dataset Kt_Dataset::AsTable(View view) const {
+Kt_Dataset Kt_Dataset::Body::AsTable(View view) const {
   if (IsPivot()) return PivotTable(view);
-  Kt_Dataset table(*this);
-  table.TakeCells();
-  table.source_ = {};
+  Kt_Dataset table(self_);
+  table.body().TakeCells();
+  table.body().source_ = {};
   return table;
 }

@@ -29,22 +29,22 @@ kt_long TableDoor::Take(Kt_Dataset& dataset, LoadedTable& table, bool clear) {
     if (const kt_long refusal = TableDoor(next).Fill(table, clear); refusal < 0) return refusal;
     PassMemoryFailure(failures);  // of what gives no answer
     // The rows that were here keep their slots.
-    if (!clear) std::swap(next.history_, dataset.history_);
+    if (!clear) std::swap(next.body().history_, dataset.body().history_);
     dataset = std::move(next);
     return 1;
   };
-  if (const kt_long taken = dataset.Edit(take); taken < 0) return taken;
-  dataset.RecomputeKeyCells();  // which the copy had no evaluator for
+  if (const kt_long taken = dataset.body().Edit(take); taken < 0) return taken;
+  dataset.body().RecomputeKeyCells();  // which the copy had no evaluator for
   return table.PresentCount();
 }
 
 kt_long TableDoor::Fill(LoadedTable& table, bool clear) {
   std::vector<Kt_WString> key_ids;
-  for (const Key& key : dataset_.keys_) key_ids.push_back(dataset_.GetColID(key.col));
+  for (const Key& key : dataset_.body().keys_) key_ids.push_back(dataset_.GetColID(key.col));
   if (clear) dataset_.ClearData();
-  if (clear && dataset_.ShowsSource()) dataset_.OwnColumns();
+  if (clear && dataset_.body().ShowsSource()) dataset_.body().OwnColumns();
   if (clear && table.has_column_info) DropStoredColumns();
-  const Slot first = dataset_.rows_.slot_count;
+  const Slot first = dataset_.body().rows_.slot_count;
   if (first + std::size_t{table.row_count} > static_cast<std::size_t>(kMaxDatasetRows)) {
     return kErrRowNotAdded;
   }
@@ -53,7 +53,7 @@ kt_long TableDoor::Fill(LoadedTable& table, bool clear) {
   }
   TakeRows(table, first);
   FindKeys(key_ids);
-  if (clear && !table.id.IsEmpty()) dataset_.id_ = table.id;
+  if (clear && !table.id.IsEmpty()) dataset_.body().id_ = table.id;
   return TakeConstants(table);
 }
 
@@ -67,13 +67,13 @@ kt_long TableDoor::TakeConstants(const LoadedTable& table) {
 
 // Keys stay with the ids of their columns, and go with them.
 void TableDoor::FindKeys(const std::vector<Kt_WString>& ids) {
-  dataset_.keys_.Follow([&](std::size_t key) { return dataset_.GetColIndex(ids[key]); });
+  dataset_.body().keys_.Follow([&](std::size_t key) { return dataset_.GetColIndex(ids[key]); });
   dataset_.RecalcGroup();
 }
 
 void TableDoor::DropStoredColumns() {
-  dataset_.columns_.DropStored();
-  dataset_.ResolveLogicalColumns();
+  dataset_.body().columns_.DropStored();
+  dataset_.body().ResolveLogicalColumns();
 }
 
 bool TableDoor::TakeColumns(LoadedTable& table) {
@@ -82,7 +82,7 @@ bool TableDoor::TakeColumns(LoadedTable& table) {
     if (col < 0 && loaded.cells == nullptr) {
       DatasetColumn logical{loaded.id, loaded.map, loaded.type, loaded.size};
       logical.origin = loaded.origin;
-      col = dataset_.AddColumnRow(std::move(logical));
+      col = dataset_.body().AddColumnRow(std::move(logical));
     } else if (col < 0) {
       col = dataset_.AddColumn(loaded.id, loaded.type, loaded.size);
     }
@@ -90,24 +90,25 @@ bool TableDoor::TakeColumns(LoadedTable& table) {
     cols_.push_back(col);
   }
   for (std::size_t at = 0; at < cols_.size(); ++at) {
-    DatasetColumn& column = dataset_.columns_[cols_[at]];
+    DatasetColumn& column = dataset_.body().columns_[cols_[at]];
     std::shared_ptr<Kt_Column>& loaded = table.columns[at].cells;
     if (column.cells == nullptr || loaded == nullptr) continue;
-    if (column.type == loaded->Type() && dataset_.rows_.slot_count == 0) {
+    if (column.type == loaded->Type() && dataset_.body().rows_.slot_count == 0) {
       column.cells = std::move(loaded);
       continue;
     }
-    Kt_Column& cells = dataset_.columns_.Write(cols_[at]);
-    if (cells.RowCount() > dataset_.rows_.slot_count) cells = cells.Head(dataset_.rows_.slot_count);
+    Kt_Column& cells = dataset_.body().columns_.Write(cols_[at]);
+    if (cells.RowCount() > dataset_.body().rows_.slot_count)
+      cells = cells.Head(dataset_.body().rows_.slot_count);
     cells.AppendFrom(*loaded);
   }
   return true;
 }
 
 void TableDoor::TakeRows(const LoadedTable& table, Slot first) {
-  RowIndex& index = dataset_.rows_.index.Write();
-  dataset_.rows_.slot_count += table.row_count;
-  dataset_.columns_.PadTo(dataset_.rows_.slot_count);
+  RowIndex& index = dataset_.body().rows_.index.Write();
+  dataset_.body().rows_.slot_count += table.row_count;
+  dataset_.body().columns_.PadTo(dataset_.body().rows_.slot_count);
   index.Append(first, table.row_count);
   RoundCharge charge;
   for (const LoadedNote& note : table.notes) {
@@ -115,22 +116,23 @@ void TableDoor::TakeRows(const LoadedTable& table, Slot first) {
     TakeNote(note, first + note.row);
   }
   TakeDeletions(table, first);
-  ++dataset_.structure_version_;
+  ++dataset_.body().structure_version_;
 }
 
 void TableDoor::TakeNote(const LoadedNote& note, Slot slot) {
   if (note.type == kRowTypeInsert) {
-    dataset_.rows_.index.Write().Mark(slot, kRowInserted, 0);
-    ++dataset_.rows_.inserted_count;
+    dataset_.body().rows_.index.Write().Mark(slot, kRowInserted, 0);
+    ++dataset_.body().rows_.inserted_count;
     return;
   }
-  ChangeBuffer& changes = dataset_.rows_.changes.Write();
+  ChangeBuffer& changes = dataset_.body().rows_.changes.Write();
   changes.Touch(slot).forced = note.forced;
   for (const auto& [loaded_col, old] : note.old_cells) {
-    const kt_long stored = dataset_.StoredCol(cols_[loaded_col]);
-    if (stored >= 0) changes.NoteWrite(slot, stored, dataset_.CellsOf(stored)->Converted(old));
+    const kt_long stored = dataset_.body().StoredCol(cols_[loaded_col]);
+    if (stored >= 0)
+      changes.NoteWrite(slot, stored, dataset_.body().CellsOf(stored)->Converted(old));
   }
-  if (note.type == kRowTypeUpdate) dataset_.rows_.index.Write().Mark(slot, kRowUpdated, 0);
+  if (note.type == kRowTypeUpdate) dataset_.body().rows_.index.Write().Mark(slot, kRowUpdated, 0);
 }
 
 void TableDoor::TakeDeletions(const LoadedTable& table, Slot first) {
@@ -143,10 +145,10 @@ void TableDoor::TakeDeletions(const LoadedTable& table, Slot first) {
     return a->delete_number < b->delete_number;
   });
   for (const LoadedNote* note : deleted) {
-    dataset_.rows_.changes.Write().NoteDelete(first + note->row);
-    dataset_.rows_.index.Write().Mark(first + note->row, kRowDeleted, 0);
+    dataset_.body().rows_.changes.Write().NoteDelete(first + note->row);
+    dataset_.body().rows_.index.Write().Mark(first + note->row, kRowDeleted, 0);
   }
-  dataset_.rows_.index.Write().RecountAll();
+  dataset_.body().rows_.index.Write().RecountAll();
 }
 
 // ---- Giving -----------------------------------------------------------------------------------
@@ -157,20 +159,21 @@ std::optional<TableDoor::Choice> TableDoor::ChoiceOf(const Kt_Dataset& dataset,
   if (type.EqualsNoCase(u"update")) return Choice{kAllRows, true};
   if (type.EqualsNoCase(u"nf")) return Choice{kAllRows, false};
   if (!type.IsEmpty() && !type.EqualsNoCase(u"all")) return std::nullopt;
-  return Choice{dataset.ActiveView(), false};
+  return Choice{dataset.body().ActiveView(), false};
 }
 
 kt_long TableDoor::Give(const Kt_Dataset& dataset, std::u16string_view save_type,
                         LoadedTable& table) {
-  KT_CHECK_THREAD(dataset.one_thread_, "dataset", dataset.id_);
+  KT_CHECK_THREAD(dataset.body().one_thread_, "dataset", dataset.body().id_);
   const auto choice = ChoiceOf(dataset, save_type);
   if (!choice) return kErrNotAllowed;
-  if (!dataset.IsPhysical()) return Give(dataset.AsTable(choice->view), save_type, table);
-  table.id = dataset.id_;
-  for (const auto& constant : dataset.constants_) {
+  if (!dataset.IsPhysical()) return Give(dataset.body().AsTable(choice->view), save_type, table);
+  table.id = dataset.body().id_;
+  for (const auto& constant : dataset.body().constants_) {
     table.constants.emplace_back(constant.id, constant.value);
   }
-  const CountedVector<Slot> slots = dataset.RowsToSave(choice->view, choice->changed_only, true);
+  const CountedVector<Slot> slots =
+      dataset.body().RowsToSave(choice->view, choice->changed_only, true);
   GiveColumns(dataset, slots, table);
   GiveNotes(dataset, slots, table);
   return kOk;
@@ -178,29 +181,29 @@ kt_long TableDoor::Give(const Kt_Dataset& dataset, std::u16string_view save_type
 
 // Cells of computed columns are made on the way.
 kt_long TableDoor::Give(const Kt_Dataset& dataset, std::u16string_view save_type, SavedRows& rows) {
-  KT_CHECK_THREAD(dataset.one_thread_, "dataset", dataset.id_);
+  KT_CHECK_THREAD(dataset.body().one_thread_, "dataset", dataset.body().id_);
   const auto choice = ChoiceOf(dataset, save_type);
   if (!choice) return kErrNotAllowed;
   const auto give = [&]() -> kt_long {
     if (!dataset.IsPhysical()) {
       const std::shared_ptr<Kt_ColumnEvaluator> evaluator = dataset.GetEvaluator();
-      Kt_Dataset table = dataset.AsTable(choice->view);
+      Kt_Dataset table = dataset.body().AsTable(choice->view);
       table.SetEvaluator(evaluator);  // for its columns of expressions
       return Give(table, save_type, rows);
     }
-    rows.slots = dataset.RowsToSave(choice->view, choice->changed_only, false);
+    rows.slots = dataset.body().RowsToSave(choice->view, choice->changed_only, false);
     for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
       rows.columns.push_back(
-          {dataset.GetColID(col), dataset.GetColSize(col), dataset.SlotCells(col)});
+          {dataset.GetColID(col), dataset.GetColSize(col), dataset.body().SlotCells(col)});
     }
     return kOk;
   };
-  return dataset.Whole(give, -1);
+  return dataset.body().Whole(give, -1);
 }
 
 LoadedTable TableDoor::Shown(const Kt_Dataset& dataset) {
   LoadedTable table;
-  GiveColumns(dataset, dataset.RowsToSave(dataset.ActiveView(), false, false), table);
+  GiveColumns(dataset, dataset.body().RowsToSave(dataset.body().ActiveView(), false, false), table);
   return table;
 }
 
@@ -209,7 +212,7 @@ void TableDoor::GiveColumns(const Kt_Dataset& dataset, const CountedVector<Slot>
                             LoadedTable& table) {
   table.has_column_info = true;
   table.row_count = static_cast<std::uint32_t>(slots.size());
-  for (const DatasetColumn& column : dataset.columns_) {
+  for (const DatasetColumn& column : dataset.body().columns_) {
     table.columns.push_back(
         {column.id, column.map, column.type, column.size, nullptr, column.origin});
     if (column.cells == nullptr) continue;
@@ -220,20 +223,21 @@ void TableDoor::GiveColumns(const Kt_Dataset& dataset, const CountedVector<Slot>
 void TableDoor::GiveNotes(const Kt_Dataset& dataset, const CountedVector<Slot>& slots,
                           LoadedTable& table) {
   std::unordered_map<Slot, kt_long> delete_numbers;
-  for (const Slot slot : dataset.rows_.changes->Deleted()) {
+  for (const Slot slot : dataset.body().rows_.changes->Deleted()) {
     delete_numbers.emplace(slot, static_cast<kt_long>(delete_numbers.size()));
   }
   std::vector<std::pair<std::uint64_t, LoadedNote>> notes;
   RoundCharge charge;
   for (std::uint32_t row = 0; row < slots.size(); ++row) {
     charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
-    const std::uint8_t flags = dataset.rows_.index->Flags(slots[row]);
+    const std::uint8_t flags = dataset.body().rows_.index->Flags(slots[row]);
     LoadedNote note;
     note.row = row;
     if ((flags & kRowInserted) != 0) {
       note.type = kRowTypeInsert;
       notes.emplace_back(0, std::move(note));
-    } else if (const ChangeBuffer::Entry* const entry = dataset.rows_.changes->Find(slots[row])) {
+    } else if (const ChangeBuffer::Entry* const entry =
+                   dataset.body().rows_.changes->Find(slots[row])) {
       note.type = entry->deleted ? kRowTypeDelete : kRowTypeUpdate;
       note.forced = entry->forced;
       if (entry->deleted) note.delete_number = delete_numbers[slots[row]];

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "classlib/base/detail/Kt_Refuse.h"
-#include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/detail/Kt_DatasetBody.h"
 
 // The door that every edit of a dataset goes through.
 //
@@ -21,34 +21,32 @@
 
 // All that edits change. A copy costs about as much as there are columns.
 struct Kt_Dataset::State {
-  explicit State(const Kt_Dataset& dataset)
-      : columns(dataset.columns_),
-        keys(dataset.keys_),
-        rows(dataset.rows_),
-        plain_rows(dataset.plain_rows_),
-        pivot(dataset.pivot_),
-        source(dataset.source_),
-        history(dataset.history_.Saved()) {}
+  explicit State(const Body& body)
+      : columns(body.columns_),
+        keys(body.keys_),
+        rows(body.rows_),
+        pivot(body.pivot_),
+        source(body.source_),
+        history(body.history_.Saved()) {}
   // Needs no memory.
-  void Restore(Kt_Dataset& dataset);
+  void Restore(Body& body);
 
   kt::detail::ColumnSet columns;
   kt::detail::KeyList keys;
   kt::detail::RowState rows;
-  std::optional<kt::detail::RowLayer> plain_rows;
-  std::shared_ptr<const Kt_Pivot> pivot;
-  SourceLink source;
+  kt::detail::PivotLayer pivot;
+  kt::detail::SourceLink source;
   kt::detail::SlotHistory history;
 };
 
 template <class Change>
-kt_long Kt_Dataset::Edit(Change change) {
+kt_long Kt_Dataset::Body::Edit(Change change) {
   KT_CHECK_THREAD(one_thread_, "dataset", id_);
   return IsEvaluating() ? -1 : kt::detail::RefuseOnFailure(change);
 }
 
 template <class Change>
-kt_long Kt_Dataset::OrRestore(Change change) {
+kt_long Kt_Dataset::Body::OrRestore(Change change) {
   const std::uint32_t failures = kt::MemoryFailures();
   State before(*this);
   try {
@@ -63,9 +61,9 @@ kt_long Kt_Dataset::OrRestore(Change change) {
 }
 
 template <class Change, class TakeBack>
-kt_long Kt_Dataset::OrTakeBack(bool is_long, Change change, TakeBack take_back) {
+kt_long Kt_Dataset::Body::OrTakeBack(bool is_long, Change change, TakeBack take_back) {
   const std::uint32_t failures = kt::MemoryFailures();
-  const Rollback rollback(*this, is_long);
+  const Rollback rollback(self_, is_long);
   try {
     const kt_long answer = change();
     kt::PassMemoryFailure(failures);

@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/detail/Kt_DatasetBody.h"
 
 // How operations of a dataset survive its end.
 //
@@ -17,45 +17,23 @@
 // a plain column.
 //
 // Tests: dataset/destruction_test.cpp.
-namespace kt::detail {
-
-// No std::exception, so that nothing takes it for a failed allocation.
-struct DatasetEnd {
-  const void* dataset;
-};
-
-}  // namespace kt::detail
-
 template <class Work>
-std::invoke_result_t<Work> Kt_Dataset::Whole(Work work, std::invoke_result_t<Work> ended) const {
+std::invoke_result_t<Work> Kt_Dataset::Body::Whole(Work work,
+                                                   std::invoke_result_t<Work> ended) const {
   if (evaluator_.in_operation) return work();
-  class Mark {
-   public:
-    explicit Mark(const Kt_Dataset& dataset) : handle_(const_cast<Kt_Dataset*>(&dataset)) {
-      dataset.evaluator_.in_operation = true;
-    }
-    Mark(const Mark&) = delete;
-    Mark& operator=(const Mark&) = delete;
-    ~Mark() {
-      if (Kt_Dataset* const dataset = handle_.Get()) dataset->evaluator_.in_operation = false;
-    }
-
-   private:
-    Kt_DatasetHandle handle_;
-  };
-  const void* const self = this;
-  const Mark mark(*this);
+  const kt::detail::CellEvaluator* const own = &evaluator_;  // this may be gone when it is asked
+  const kt::detail::WholeMark mark(self_, evaluator_);
   try {
     return work();
   } catch (const kt::detail::DatasetEnd& end) {
-    if (end.dataset != self) throw;
+    if (end.of != own) throw;
     return ended;
   }
 }
 
 template <class Ask>
-std::invoke_result_t<Ask> Kt_Dataset::Outside(Ask ask) const {
-  const Callout callout(*this);
+std::invoke_result_t<Ask> Kt_Dataset::Body::Outside(Ask ask) const {
+  const kt::detail::Callout callout(self_, evaluator_, history_);
   auto answer = ask();
   callout.EndOperationUnlessThere();
   return answer;
