@@ -251,6 +251,10 @@ class KT_CLASS_API Kt_Dataset {
   // Filters are not live: a row stays hidden or shown whatever becomes of its cells.
   kt_long Filter(kt_long row);
   kt_long LocFilter(kt_long row);
+  // The same for all rows at once whose number has another value than 0 in `hidden`, which go by
+  // the numbers that they have before. Costs one pass over the rows. How many were hidden.
+  kt_long FilterRows(std::span<const std::uint8_t> hidden);
+  kt_long LocFilterRows(std::span<const std::uint8_t> hidden);
   // Drops the filter / shows all its rows again with the filter on.
   void UnFilter();
   void LocUnFilter();

@@ -2,6 +2,8 @@
 //
 // The two filters. Each is a bit per row and a switch; a view counts the rows of every combination,
 // so that switching costs nothing.
+#include <algorithm>
+
 #include "classlib/store/detail/Kt_Edit.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
@@ -14,6 +16,24 @@ kt_long Kt_Dataset::Body::HideRow(View view, std::uint8_t filter, kt_long row) {
     rows_.active_view |= filter;
     NoteGone(view, row, filter);
     return 1;
+  });
+}
+
+kt_long Kt_Dataset::Body::HideRows(View view, std::uint8_t filter,
+                                   std::span<const std::uint8_t> hidden) {
+  return Edit([&]() -> kt_long {
+    const auto rows = static_cast<std::size_t>(ViewCount(view));
+    const auto marks = hidden.first(std::min(hidden.size(), rows));
+    ChargeOrLeave(static_cast<std::int64_t>(marks.size()) * Kt_WorkMeter::kUnitsPerCell);
+    kt::CountedVector<std::uint8_t> records;
+    if (rows_.grouped) records = GroupsOf(view).MarksOfRecords(marks);
+    const std::span<const std::uint8_t> marked = rows_.grouped ? records : marks;
+    if (std::ranges::all_of(marked, [](std::uint8_t mark) { return mark == 0; })) return 0;
+    const kt_long count = rows_.index.Write().SetWhere(view, filter, marked);
+    if (count == 0) return 0;
+    rows_.active_view |= filter;
+    NoteGone(view, marks, filter);
+    return count;
   });
 }
 
@@ -38,6 +58,14 @@ kt_long Kt_Dataset::Filter(kt_long row) {
 
 kt_long Kt_Dataset::LocFilter(kt_long row) {
   return body().HideRow(body().rows_.active_view | kRowLocalHidden, kRowLocalHidden, row);
+}
+
+kt_long Kt_Dataset::FilterRows(std::span<const std::uint8_t> hidden) {
+  return body().HideRows(kRowMainHidden, kRowMainHidden, hidden);
+}
+
+kt_long Kt_Dataset::LocFilterRows(std::span<const std::uint8_t> hidden) {
+  return body().HideRows(body().rows_.active_view | kRowLocalHidden, kRowLocalHidden, hidden);
 }
 
 void Kt_Dataset::UnFilter() { body().ShowAll(kRowMainHidden, false); }

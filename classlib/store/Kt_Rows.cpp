@@ -44,18 +44,28 @@ void Kt_Dataset::Body::NoteInGroups(View view, Note note) const {
   }
 }
 
-// A row of `view` has gone from it, and from every other view that `flags` are part of.
-void Kt_Dataset::Body::NoteGone(View view, kt_long row, std::uint8_t flags) {
+// Rows of `view` have gone from it, and from every other view that `flags` are part of.
+template <class Note>
+void Kt_Dataset::Body::NoteGoneRows(View view, std::uint8_t flags, Note note) {
   ++structure_version_;
   if (!rows_.grouped) return;
   // Subtotals stay as they are until they are laid anew, but not over nothing.
-  NoteInGroups(view, [row](GroupView& groups) { groups.NoteRemoved(row); });
+  NoteInGroups(view, note);
   if (rows_.index->Count(view) == 0) rows_.groups[view].reset();
   rows_.DropGroups(flags, view);
 }
 
 kt_long Kt_Dataset::GetRowCount() const { return body().GetRowCount(); }
 kt_long Kt_Dataset::GetRowCountNF() const { return body().ViewCount(kAllRows); }
+
+void Kt_Dataset::Body::NoteGone(View view, kt_long row, std::uint8_t flags) {
+  NoteGoneRows(view, flags, [row](GroupView& groups) { groups.NoteRemoved(row); });
+}
+
+void Kt_Dataset::Body::NoteGone(View view, std::span<const std::uint8_t> marked,
+                                std::uint8_t flags) {
+  NoteGoneRows(view, flags, [marked](GroupView& groups) { groups.NoteRemoved(marked); });
+}
 
 // ---- Slots ------------------------------------------------------------------------------------
 

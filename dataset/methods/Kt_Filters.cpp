@@ -2,8 +2,8 @@
 //
 // Hiding rows by an expression, and showing them again.
 #include <new>
-#include <vector>
 
+#include "classlib/base/Kt_Memory.h"
 #include "dataset/methods/Kt_MethodArgs.h"
 #include "dataset/rows/Kt_RowLoop.h"
 #include "object/Kt_MemoryDoor.h"
@@ -11,6 +11,8 @@
 namespace {
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops and ranges
+
+using RowMarks = kt::CountedVector<std::uint8_t>;  // by row; not 0: to be hidden
 
 bool IsGrouped(const Kt_Dataset& dataset) { return !dataset.GetGroupStr().IsEmpty(); }
 
@@ -32,49 +34,34 @@ void DropFilters(Kt_Dataset& dataset, bool is_local) {
 // Marks the rows whose condition is false.
 struct FalseMarker {
   kt_long TakeMany(kt_long first, const RowNumbers& conditions) {
+    std::uint8_t* const marks = hidden.data() + first;
     for (kt_long at = 0; at < conditions.count && conditions.longs != nullptr; ++at) {
-      Mark(first + at, conditions.longs[at] == 0);
+      marks[at] = conditions.longs[at] == 0 ? 1 : 0;
     }
     return conditions.count;  // doubles are no conditions
   }
   bool TakeOne(kt_long row, const Kt_Variant& condition, bool) {
-    Mark(row, IsFalseCondition(condition));
+    hidden[static_cast<std::size_t>(row)] = IsFalseCondition(condition) ? 1 : 0;
     return true;
   }
-  void Mark(kt_long row, bool is_false) { hidden[static_cast<std::size_t>(row)] = is_false; }
 
-  std::vector<bool>& hidden;
+  RowMarks& hidden;
 };
 
 // Marks the rows whose expression is false. All rows are judged before the first one is hidden, so
 // that an expression that asks about other rows ("price > Avg('price')") gets one answer for all.
 // False when the dataset or wrapper was destroyed or the run is to stop.
-bool JudgeRows(Kt_ExprDataset& wrapper, const Kt_WString& text, kt_long row_count,
-               std::vector<bool>& hidden, kt_long& stop_code) {
+bool JudgeRows(Kt_ExprDataset& wrapper, const Kt_WString& text, kt_long row_count, RowMarks& hidden,
+               kt_long& stop_code) {
   RowCursor cursor(wrapper, RowCursor::kFollow);
   RowExpr expr(text);
-  hidden.assign(static_cast<std::size_t>(row_count), false);
+  hidden.assign(static_cast<std::size_t>(row_count), 0);
   const kt_long rows_at_first = cursor.RowCount();
   FalseMarker marker{hidden};
   const bool is_done = ForEachValue<RowOrder::kDown>(cursor, expr, 0, row_count, marker);
   stop_code = cursor.GetStopCode();
   // What was found out goes by row numbers: it is void when rows came or went meanwhile.
   return is_done && cursor.RowCount() == rows_at_first;
-}
-
-// Hides from the last row on: the rows after a hidden one change their numbers.
-void HideRows(Kt_Dataset& dataset, bool is_local, const std::vector<bool>& hidden) {
-  constexpr std::size_t kPiece = 1024;
-  constexpr std::int64_t kUnitsPerPiece = kPiece * 16 * Kt_WorkMeter::kUnitsPerCell;
-  for (std::size_t row = hidden.size(); row-- > 0;) {
-    if (row % kPiece == 0 && !kt::Charge(kUnitsPerPiece)) return;
-    if (!hidden[row]) continue;
-    if (is_local) {
-      dataset.LocFilter(static_cast<kt_long>(row));
-    } else {
-      dataset.Filter(static_cast<kt_long>(row));
-    }
-  }
 }
 
 // One application of a filter expression.
@@ -133,10 +120,11 @@ class FilterRun {
 
   // False when the dataset is not there any more.
   bool HideFalse(bool is_local, kt_long row_count) {
-    std::vector<bool> hidden;
+    RowMarks hidden;
     const bool is_judged = JudgeRows(wrapper_, text_, row_count, hidden, stop_code_);
     if (!there_) return false;
-    if (is_judged) HideRows(dataset_, is_local, hidden);
+    if (!is_judged) return true;
+    (void)(is_local ? dataset_.LocFilterRows(hidden) : dataset_.FilterRows(hidden));
     return true;
   }
 

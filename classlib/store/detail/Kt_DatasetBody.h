@@ -4,6 +4,7 @@
 #include <array>
 #include <memory>
 #include <optional>
+#include <span>
 #include <type_traits>
 #include <vector>
 
@@ -146,7 +147,10 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
   }
   template <class Note>
   void NoteInGroups(kt::detail::View view, Note note) const;
+  template <class Note>
+  void NoteGoneRows(View view, std::uint8_t flags, Note note);
   void NoteGone(View view, kt_long row, std::uint8_t flags);
+  void NoteGone(View view, std::span<const std::uint8_t> marked, std::uint8_t flags);
   bool HasRow(View view, kt_long row) const { return row >= 0 && row < ViewCount(view); }
   // The record behind a row; nothing outside.
   std::optional<Slot> RecordAt(View view, kt_long row) const;
@@ -176,6 +180,7 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
   kt_long WriteSlot(Slot slot, kt_long col, const Kt_Variant& value);
   void StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& value);
   kt_long HideRow(View view, std::uint8_t filter, kt_long row);
+  kt_long HideRows(View view, std::uint8_t filter, std::span<const std::uint8_t> hidden);
   kt_long ShowAll(std::uint8_t filter, bool on);
   void SwitchFilter(std::uint8_t filter, bool on);
   bool ParseSortKeys(std::u16string_view list, bool ascending, std::vector<SortKey>& keys) const;

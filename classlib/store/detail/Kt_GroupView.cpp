@@ -65,6 +65,37 @@ void GroupView::NoteRemoved(kt_long row) {
   removed_.push_back(row);
 }
 
+void GroupView::NoteRemoved(std::span<const std::uint8_t> marked) {
+  TakeIn();
+  std::size_t subtotals = LowerBound(static_cast<kt_long>(marked.size()));
+  for (auto row = static_cast<kt_long>(marked.size()) - 1; row >= 0; --row) {
+    if (subtotals > 0 && subtotals_[subtotals - 1].position == row) {
+      --subtotals;
+    } else if (marked[static_cast<std::size_t>(row)] != 0) {
+      removed_.push_back(row);
+    }
+  }
+}
+
+CountedVector<std::uint8_t> GroupView::MarksOfRecords(std::span<const std::uint8_t> marked) {
+  TakeIn();
+  CountedVector<std::uint8_t> records;
+  records.reserve(marked.size());
+  std::size_t from = 0;
+  const auto take_to = [&](std::size_t row) {
+    records.insert(records.end(), marked.begin() + static_cast<std::ptrdiff_t>(from),
+                   marked.begin() + static_cast<std::ptrdiff_t>(row));
+    from = row + 1;
+  };
+  for (const Subtotal& subtotal : subtotals_) {
+    const auto row = static_cast<std::size_t>(subtotal.position);
+    if (row >= marked.size()) break;
+    take_to(row);
+  }
+  if (from < marked.size()) take_to(marked.size());
+  return records;
+}
+
 void GroupView::TakeIn() {
   if (removed_.empty()) return;
   std::reverse(removed_.begin(), removed_.end());

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -52,6 +54,10 @@ class GroupView {
   // Takes note that records came or one went.
   void NoteInserted(kt_long row, kt_long count);
   void NoteRemoved(kt_long row);
+  // The same for all records among the rows that are marked.
+  void NoteRemoved(std::span<const std::uint8_t> marked);
+  // Of marks by row those of the records, by record.
+  CountedVector<std::uint8_t> MarksOfRecords(std::span<const std::uint8_t> marked);
 
  private:
   std::size_t LowerBound(kt_long row) const;

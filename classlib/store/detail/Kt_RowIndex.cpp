@@ -213,13 +213,41 @@ void RowIndex::Change(Place place, std::uint8_t set, std::uint8_t clear) {
   }
 }
 
+// A byte for every slot.
+void RowIndex::MakeFlags() {
+  std::size_t slots = flags_.size();
+  for (const Chunk& chunk : chunks_) {
+    const Slot last =
+        chunk.list.empty() ? chunk.first + chunk.size - 1u : std::ranges::max(chunk.list);
+    slots = std::max<std::size_t>(slots, last + std::size_t{1});
+  }
+  flags_.resize(slots);
+}
+
+kt_long RowIndex::SetWhere(View view, std::uint8_t set, std::span<const std::uint8_t> marked) {
+  MakeFlags();
+  kt_long changed = 0;
+  const std::uint8_t* mark = marked.data();
+  const std::uint8_t* const end = mark + marked.size();
+  for (Chunk& chunk : chunks_) {
+    const kt_long before = changed;
+    const bool is_whole = chunk.counts[view] == chunk.size;
+    for (std::uint32_t offset = 0; offset < chunk.size && mark != end; ++offset) {
+      const Slot slot = chunk.At(offset);
+      if (!is_whole && !IsIn(view, slot)) continue;
+      if (*mark++ == 0) continue;
+      flags_[slot] |= set;
+      ++changed;
+    }
+    if (changed != before) Recount(chunk);
+  }
+  if (changed > 0) DropTrees();
+  return changed;
+}
+
 void RowIndex::ChangeAll(std::uint8_t set, std::uint8_t clear) {
   if (set == 0 && flags_.empty()) return;
-  if (set != 0) {
-    std::size_t slots = flags_.size();
-    ForEachEntry([&](Place, Slot slot) { slots = std::max<std::size_t>(slots, slot + 1); });
-    flags_.resize(slots);
-  }
+  if (set != 0) MakeFlags();
   std::uint8_t any = 0;
   for (std::uint8_t& flags : flags_) {
     flags = static_cast<std::uint8_t>((flags & ~clear) | set);
@@ -240,11 +268,17 @@ void RowIndex::Recount(Chunk& chunk) {
     totals_[view] -= chunk.counts[view];
     chunk.counts[view] = 0;
   }
+  std::array<std::uint16_t, kViews> rows{};  // by the filters that hide them
   for (std::uint32_t offset = 0; offset < chunk.size; ++offset) {
-    const Slot slot = chunk.At(offset);
-    for (View view = 0; view < kViews; ++view) chunk.counts[view] += IsIn(view, slot) ? 1 : 0;
+    const std::uint8_t flags = Flags(chunk.At(offset));
+    rows[flags & kBothFilters] += (flags & kRowDeleted) == 0 ? 1 : 0;
   }
-  for (View view = 0; view < kViews; ++view) totals_[view] += chunk.counts[view];
+  for (View view = 0; view < kViews; ++view) {
+    for (View hidden = 0; hidden < kViews; ++hidden) {
+      if ((view & hidden) == 0) chunk.counts[view] += rows[hidden];
+    }
+    totals_[view] += chunk.counts[view];
+  }
 }
 
 void RowIndex::RecountAll() {

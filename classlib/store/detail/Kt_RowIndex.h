@@ -5,6 +5,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "classlib/base/Kt_Memory.h"
@@ -80,6 +81,8 @@ class RowIndex {
   void Mark(Slot slot, std::uint8_t set, std::uint8_t clear);
   // Sets and clears flags of every row.
   void ChangeAll(std::uint8_t set, std::uint8_t clear);
+  // Sets flags in the rows of a view whose number has another value than 0 in `marked`; how many.
+  kt_long SetWhere(View view, std::uint8_t set, std::span<const std::uint8_t> marked);
   // Counts again, after Mark was used on flags that views look at.
   void RecountAll();
   // Clears all flags of a slot that is in no chunk.
@@ -134,6 +137,7 @@ class RowIndex {
   };
 
   void MakeRoom(std::size_t more_chunks);
+  void MakeFlags();
   void List(Chunk& chunk);
   void Split(std::uint32_t chunk);
   void Recount(Chunk& chunk);

@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: MIT
+//
+// What works on many rows at once, or remembers what it found, against what goes row by row.
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+#include <vector>
+
+#include "classlib/store/Kt_Dataset.h"
+#include "common/show.h"
+
+namespace {
+
+class Tables {
+ public:
+  explicit Tables(unsigned seed) : random_(seed) {}
+
+  kt_long Pick(kt_long count) { return static_cast<kt_long>(random_() % unsigned(count)); }
+
+  // Equal values, nulls and values that are equal but not the same in every column.
+  Kt_Variant Value(kt_long col) {
+    const kt_long number = Pick(40);
+    if (number == 0) return {};
+    switch (col) {
+      case 0: return number / 4;
+      case 1: return number == 1 ? -0.0 : (number - 2) / 4.0;
+      case 2: return Kt_Currency::FromUnits(number * 2500);
+      case 3: return Kt_DateTime{45000.0 + number / 2};
+      default: return Kt_WString(u"t") + Kt_Variant(number).ToString();
+    }
+  }
+
+  Kt_Dataset Make(kt_long rows) {
+    Kt_Dataset data(u"d");
+    for (const char16_t* const type : {u"long", u"double", u"currency", u"datetime", u"string"}) {
+      data.AddColumn(type, type);
+    }
+    if (rows > 0) data.AppendRow(rows);
+    for (kt_long row = 0; row < rows; ++row) {
+      for (kt_long col = 0; col < 5; ++col) data.SetColumn(row, col, Value(col));
+    }
+    data.ApplyChange();
+    return data;
+  }
+
+  void Arrange(Kt_Dataset& data) {
+    const kt_long row = Pick(data.GetRowCount() + 1);
+    switch (Pick(9)) {
+      case 0: data.Sort(u"long, string:d", true, false, true); break;
+      case 1: data.InsertRow(row, Pick(3) + 1); break;
+      case 2: data.DeleteRow(row); break;
+      case 3: data.Filter(row); break;
+      case 4: data.LocFilter(row); break;
+      case 5: data.SetReverseSubSumStat(Pick(2) == 0); break;
+      case 6:
+        data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, 1, true, Kt_Aggregate::kSum);
+        data.RecalcGroup();
+        break;
+      case 7: data.MoveRow(row, Pick(data.GetRowCount() + 1)); break;
+      default: data.Reset(); break;
+    }
+  }
+
+ private:
+  std::mt19937 random_;
+};
+
+// Cells, states and levels in all views.
+std::string Seen(Kt_Dataset& data) {
+  std::string out;
+  const bool main = data.GetFilterStat();
+  const bool local = data.GetLocFilterStat();
+  for (const int view : {0, 1, 2, 3}) {
+    data.SetFilterStat((view & 1) != 0);
+    data.SetLocFilterStat((view & 2) != 0);
+    for (kt_long row = 0; row < data.GetRowCount(); ++row) {
+      out += std::to_string(data.GetRowType(row)) + '/' + std::to_string(data.GetRowLevel(row)) +
+             '/' + std::to_string(data.GetRangeStart(row)) + '/' +
+             std::to_string(data.GetRowIndexNF(row)) + ' ';
+    }
+    out += kt::test::ShowTable(data) + '\n';
+  }
+  data.SetFilterStat(main);
+  data.SetLocFilterStat(local);
+  return out + (main ? "main" : "") + (local ? "local" : "");
+}
+
+TEST(DatasetFilter, ManyRowsAtOnceAreEachInTurn) {
+  for (unsigned seed = 0; seed < 300 && !HasFailure(); ++seed) {
+    Tables tables(seed);
+    Kt_Dataset data = tables.Make(seed % 10 == 0 ? 1500 : tables.Pick(40));
+    for (kt_long step = tables.Pick(6); step > 0; --step) tables.Arrange(data);
+    const bool is_local = tables.Pick(2) == 0;
+    // Filter counts rows without the local filter.
+    if (!is_local) data.SetLocFilterStat(false);
+    (void)data.GetRowCount();
+    std::vector<std::uint8_t> hidden(static_cast<std::size_t>(data.GetRowCount()));
+    const kt_long share = tables.Pick(4);
+    for (std::uint8_t& mark : hidden) mark = share > 0 && tables.Pick(share) == 0 ? 1 : 0;
+    Kt_Dataset each(data);
+    kt_long wanted = 0;
+    for (auto row = static_cast<kt_long>(hidden.size()) - 1; row >= 0; --row) {
+      if (hidden[static_cast<std::size_t>(row)] == 0) continue;
+      const kt_long answer = is_local ? each.LocFilter(row) : each.Filter(row);
+      if (answer > 0) ++wanted;
+    }
+    hidden.push_back(1);  // outside
+    EXPECT_EQ(is_local ? data.LocFilterRows(hidden) : data.FilterRows(hidden), wanted);
+    EXPECT_EQ(Seen(data), Seen(each)) << "seed " << seed;
+  }
+}
+
+// As the documentation of LookupDataRow has it.
+kt_long FirstWith(const Kt_Dataset& data, kt_long col, const Kt_WString& text, kt_long start,
+                  kt_long end) {
+  const Kt_Column converter(data.GetColType(col));
+  const Kt_Variant wanted = converter.Converted(Kt_Variant(text));
+  for (kt_long row = start; row < std::min(end, data.GetRowCount()); ++row) {
+    if (data.GetRowLevel(row) > 0) continue;
+    const Kt_Variant cell = data.ReadColumn(row, col);
+    if (cell.IsEmpty() ? text.IsEmpty() : !wanted.IsEmpty() && Var_Order(cell, wanted) == 0) {
+      return row;
+    }
+  }
+  return -1;
+}
+
+TEST(DatasetLookup, RepeatedSearchesSeeEveryEdit) {
+  for (unsigned seed = 0; seed < 150 && !HasFailure(); ++seed) {
+    Tables tables(seed);
+    Kt_Dataset data = tables.Make(tables.Pick(100) + 1);
+    for (int step = 0; step < 12; ++step) {
+      const kt_long col = tables.Pick(5);
+      if (tables.Pick(3) == 0) data.SetColumn(tables.Pick(100), col, tables.Value(col));
+      if (tables.Pick(3) == 0) tables.Arrange(data);
+      Kt_Dataset before(data);  // shares the cells
+      for (int search = 0; search < 6; ++search) {
+        const Kt_WString text = tables.Value(col).ToString();
+        const kt_long start = tables.Pick(2) == 0 ? 0 : tables.Pick(data.GetRowCount() + 1);
+        const kt_long end = tables.Pick(2) == 0 ? data.GetRowCount() : start + tables.Pick(30);
+        EXPECT_EQ(data.LookupDataRow(data.GetColID(col), text, start, end),
+                  FirstWith(data, col, text, start, end))
+            << "seed " << seed << " step " << step << ' ' << text.ToUtf8();
+      }
+      if (tables.Pick(2) == 0) data = before;
+    }
+  }
+}
+
+// Texts of their own in every row, of which the dictionary keeps no order.
+TEST(DatasetLookup, ManyDifferentTexts) {
+  constexpr kt_long kRows = 140000;
+  Kt_Dataset data;
+  data.AddColumn(u"id");
+  data.AppendRow(kRows);
+  const auto text = [](kt_long row) { return u"id" + Kt_Variant(row * 3 % kRows).ToString(); };
+  for (kt_long row = 0; row < kRows; ++row) data.SetColumn(row, 0, text(row));
+  for (kt_long row = 0; row < kRows; row += 997) {
+    EXPECT_EQ(data.LookupDataRow(u"id", text(row)), row) << row;
+  }
+  EXPECT_EQ(data.LookupDataRow(u"id", u"id-1"), -1);
+  data.SetColumn(5, 0, u"id-1");
+  EXPECT_EQ(data.LookupDataRow(u"id", u"id-1"), 5);
+}
+
+}  // namespace
