@@ -4,6 +4,7 @@
 // by row (names that end in _Evaluated, over a tenth of the rows).
 #include <benchmark/benchmark.h>
 
+#include <cctype>
 #include <memory>
 #include <string>
 #include <vector>
@@ -26,6 +27,7 @@ struct Orders {
     for (kt_long row = 0; row < kRows; ++row) {
       price.push_back((row % 1000 * 7919 % 1000) / 8.0);
       qty.push_back(row * 31 % 10);
+      city.push_back(Kt_WString(cities[row * 17 % 4]).ToUtf8());
       data.SetColumn(row, 0, price.back());
       data.SetColumn(row, 1, qty.back());
       data.SetColumn(row, 2, cities[row * 17 % 4]);
@@ -37,6 +39,7 @@ struct Orders {
   Kt_ExprDataset wrapper;
   std::vector<double> price;  // the same once more
   std::vector<kt_long> qty;
+  std::vector<std::string> city;
 };
 
 Orders& TheOrders() {
@@ -122,6 +125,27 @@ void BM_SearchRow_Plain(benchmark::State& state) {
 void BM_SearchText(benchmark::State& state) {
   Call(state, u"SearchRow", {u"city = 'Paris' || price < 0"}, -1);
 }
+// Cities that begin with "os" in any case, or that are short. One of them: Oslo.
+void BM_CaseCountTexts(benchmark::State& state) {
+  Call(state, u"CaseCount", {u"left(toupper(trim(city)), 2) = 'OS' || length(city) < 4"},
+       kRows / 4);
+}
+void BM_CaseCountTexts_Plain(benchmark::State& state) {
+  const Orders& orders = TheOrders();
+  for ([[maybe_unused]] auto round : state) {
+    kt_long count = 0;
+    for (const std::string& city : orders.city) {
+      const bool is_os =
+          city.size() > 1 && std::toupper(city[0]) == 'O' && std::toupper(city[1]) == 'S';
+      count += is_os || city.size() < 4 ? 1 : 0;
+    }
+    benchmark::DoNotOptimize(count);
+  }
+  Finish(state);
+}
+void BM_CaseCountTexts_Evaluated(benchmark::State& state) {
+  Evaluate(state, u"left(toupper(trim(city)), 2) = 'OS' || length(city) < 4");
+}
 void BM_CaseCountFunction(benchmark::State& state) {
   Call(state, u"CaseCount", {u"abs(price) < 0"}, 0);
 }
@@ -158,6 +182,9 @@ KT_ROWS(BM_CaseSum_Plain);
 KT_ROWS(BM_SearchRow);
 KT_ROWS(BM_SearchRow_Plain);
 KT_ROWS(BM_SearchText);
+KT_ROWS(BM_CaseCountTexts);
+KT_ROWS(BM_CaseCountTexts_Plain);
+KT_ROWS(BM_CaseCountTexts_Evaluated);
 KT_ROWS(BM_CaseCountFunction);
 KT_ROWS(BM_Filter);
 KT_ROWS(BM_Filter_Plain);

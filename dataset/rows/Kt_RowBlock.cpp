@@ -159,24 +159,16 @@ struct RowBlock::Kernels {
     }
   }
 
-  static void TestText(RowBlock& block, const Step& step) {
-    TextTest& test = block.text_tests_[static_cast<std::size_t>(step.text_test)];
-    const auto& texts = test.column->name.cells->Cells<Kt_Column::Texts>();
-    kt_long* const out = step.out->own_longs.data();
-    test.known.resize(texts.dictionary.Count(), -1);
-    for (std::size_t at = 0; at < block.count_; ++at) {
-      const std::uint32_t code = texts.codes[block.records_[at]];
-      std::int8_t& known = test.known[code];
-      if (known < 0) known = HoldsFor(test, Kt_Variant(texts.dictionary.Text(code))) ? 1 : 0;
-      out[at] = known;
+  template <class T>
+  static void OfTexts(RowBlock& block, const Step& step) {
+    TextMemo& memo = block.memos_[static_cast<std::size_t>(step.memo)];
+    T* out;
+    if constexpr (std::is_same_v<T, kt_long>) {
+      out = step.out->own_longs.data();
+    } else {
+      out = step.out->own_doubles.data();
     }
-  }
-
-  static bool HoldsFor(const TextTest& test, const Kt_Variant& text) {
-    Kt_Variant holds;
-    (void)Compute(OperatorOf(test.op), test.text_is_left ? text : *test.constant,
-                  test.text_is_left ? *test.constant : text, holds);
-    return holds.AsLong() != 0;
+    memo.Read(block.records_.data(), block.count_, out, block.odd_.data());
   }
 
   // ---- The kernel of an operation for sides of two kinds
@@ -238,6 +230,7 @@ struct RowBlock::Kernels {
 
 void RowBlock::Lane::Own(bool as_long) {
   is_known = true;
+  part = -1;
   is_long = as_long;
   if (as_long) {
     own_longs.resize(kRowsPerBlock);
@@ -251,8 +244,9 @@ void RowBlock::Lane::Own(bool as_long) {
 // Plan --------------------------------------------------------------------------------------------
 
 std::unique_ptr<RowBlock> RowBlock::Make(const ExprProgram& program,
-                                         const std::vector<RowName>& names) {
-  std::unique_ptr<RowBlock> block(new RowBlock(program));
+                                         const std::vector<RowName>& names,
+                                         const std::vector<RowCall>& calls) {
+  std::unique_ptr<RowBlock> block(new RowBlock(program, calls));
   if (!block->Plan(names)) return nullptr;
   return block;
 }
@@ -273,7 +267,7 @@ bool RowBlock::Plan(const std::vector<RowName>& names) {
   for (std::size_t at = 0; at < program_.instrs.size(); ++at) {
     // The && or || ends here: what it had settled takes part again.
     std::erase_if(open_masks_, [&](const OpenMask& open) { return open.landing <= at; });
-    if (!PlanInstr(program_.instrs[at])) return false;
+    if (!PlanPart(at) && !PlanInstr(program_.instrs[at])) return false;
   }
   return result_ != nullptr;
 }
@@ -295,10 +289,6 @@ RowBlock::Lane* RowBlock::LaneOf(std::uint16_t operand) {
   return &names_[operand - kNameBase];
 }
 
-bool RowBlock::IsTextName(std::uint16_t operand) const {
-  return operand >= kNameBase && names_[operand - kNameBase].is_text;
-}
-
 bool RowBlock::IsEmptyConst(std::uint16_t operand) const {
   return IsConst(operand) && program_.consts[operand - kConstBase].IsEmpty();
 }
@@ -317,11 +307,69 @@ RowBlock::Step& RowBlock::AddStep(const CodeInstr& in, Kernel kernel, bool gives
   return steps_.emplace_back(Step{kernel, LaneOf(in.a), right, &temps_[in.dst]});
 }
 
+// What is made of texts, one column of them, and constants ----
+
+// Takes in what an operand is made of. False when that is more than a column of texts.
+bool RowBlock::TakeInPart(std::uint16_t operand, TextPart& part) {
+  if (IsConst(operand)) return true;
+  TextPart own;
+  if (IsTemp(operand)) {
+    if (temps_[operand].part < 0) return false;
+    own = parts_[static_cast<std::size_t>(temps_[operand].part)];
+  } else {
+    if (!names_[operand - kNameBase].is_text) return false;
+    own.name = operand - kNameBase;
+  }
+  return part.Merge(own);
+}
+
+bool RowBlock::PlanPart(std::size_t at) {
+  const CodeInstr& in = program_.instrs[at];
+  TextPart part;
+  if (in.op == CodeOp::kCall) {
+    if (!calls_[static_cast<std::size_t>(in.extra)].is_pure) return false;
+    for (std::uint16_t arg = 0; arg < in.b; ++arg) {
+      if (!TakeInPart(static_cast<std::uint16_t>(in.a + arg), part)) return false;
+    }
+  } else if (in.op == CodeOp::kMove) {
+    if (!TakeInPart(in.a, part)) return false;
+  } else {
+    const bool has_left = in.op != CodeOp::kNot;
+    if (!IsOperator(in.op) || (has_left && !TakeInPart(in.a, part))) return false;
+    if (!TakeInPart(in.b, part)) return false;
+  }
+  part.instrs.push_back(static_cast<std::uint16_t>(at));
+  part.result = in.dst;
+  temps_[in.dst].is_known = false;
+  temps_[in.dst].part = static_cast<int>(parts_.size());
+  parts_.push_back(std::move(part));
+  return true;
+}
+
+// Makes a step that computes the numbers of a part, if that is what the operand is. False when they
+// are none.
+bool RowBlock::MakeNumber(std::uint16_t operand) {
+  if (!IsTemp(operand) || temps_[operand].part < 0) return true;
+  Lane& lane = temps_[operand];
+  TextMemo& memo =
+      memos_.emplace_back(program_, calls_, parts_[static_cast<std::size_t>(lane.part)]);
+  memo.Rebind(memo.GetName() >= 0 ? names_[static_cast<std::size_t>(memo.GetName())].name.cells
+                                  : nullptr);
+  if (!memo.FindKind()) return false;
+  lane.Own(memo.IsLong());
+  const Kernel kernel = memo.IsLong() ? &Kernels::OfTexts<kt_long> : &Kernels::OfTexts<double>;
+  steps_.push_back({kernel, nullptr, nullptr, &lane});
+  steps_.back().memo = static_cast<int>(memos_.size() - 1);
+  return true;
+}
+
 bool RowBlock::PlanInstr(const CodeInstr& in) {
+  const bool has_left = in.op != CodeOp::kNot;
+  const bool has_right =
+      in.op != CodeOp::kTestAnd && in.op != CodeOp::kTestOr && in.op != CodeOp::kReturn;
+  if ((has_left && !MakeNumber(in.a)) || (has_right && !MakeNumber(in.b))) return false;
   if (IsRelation(in.op)) return PlanRelation(in);
   if (in.op == CodeOp::kReturn) return PlanReturn(in);
-  const bool has_left = in.op != CodeOp::kNot;
-  const bool has_right = in.op != CodeOp::kTestAnd && in.op != CodeOp::kTestOr;
   if ((has_left && !IsNumber(in.a)) || (has_right && !IsNumber(in.b))) return false;
   const bool left_is_long = !has_left || LaneOf(in.a)->is_long;
   const bool right_is_long = !has_right || LaneOf(in.b)->is_long;
@@ -353,20 +401,9 @@ bool RowBlock::PlanReturn(const CodeInstr& in) {
 }
 
 bool RowBlock::PlanRelation(const CodeInstr& in) {
-  if (!IsNumber(in.a) || !IsNumber(in.b)) return PlanTextTest(in);
+  if (!IsNumber(in.a) || !IsNumber(in.b)) return false;
   if (IsEmptyConst(in.a) || IsEmptyConst(in.b)) return false;
   AddStep(in, Kernels::ForRelation(in.op, LaneOf(in.a)->is_long, LaneOf(in.b)->is_long), true);
-  return true;
-}
-
-bool RowBlock::PlanTextTest(const CodeInstr& in) {
-  const bool is_left = IsTextName(in.a);
-  const std::uint16_t text = is_left ? in.a : in.b;
-  const std::uint16_t other = is_left ? in.b : in.a;
-  if (!IsTextName(text) || !IsConst(other)) return false;
-  AddStep(in, &Kernels::TestText, true).text_test = static_cast<int>(text_tests_.size());
-  text_tests_.push_back(
-      {&names_[text - kNameBase], &program_.consts[other - kConstBase], is_left, in.op, {}});
   return true;
 }
 
@@ -384,7 +421,9 @@ void RowBlock::PlanTest(const CodeInstr& in) {
 void RowBlock::Rebind(const std::vector<RowName>& names) {
   first_ = end_ = 0;
   for (std::size_t at = 0; at < names.size(); ++at) names_[at].name.cells = names[at].cells;
-  for (TextTest& test : text_tests_) test.known.clear();
+  for (TextMemo& memo : memos_) {
+    if (memo.GetName() >= 0) memo.Rebind(names[static_cast<std::size_t>(memo.GetName())].cells);
+  }
 }
 
 // Rows --------------------------------------------------------------------------------------------
@@ -439,6 +478,7 @@ void RowBlock::LoadName(NameLane& lane) {
     std::iota(lane.own_longs.begin(), lane.own_longs.end(), first_);
     return;
   }
+  if (lane.is_text) return;  // a null is a text of its own there
   for (std::size_t at = 0; at < count_ && column->NullCount() != 0; ++at) {
     odd_[at] |= static_cast<std::uint8_t>(column->IsNull(records_[at]));
   }

@@ -2,10 +2,12 @@
 #pragma once
 
 #include <array>
+#include <deque>
 #include <memory>
 #include <vector>
 
 #include "dataset/rows/Kt_RowNames.h"
+#include "dataset/rows/Kt_TextPart.h"
 #include "expr/Kt_ExprProgram.h"
 
 class Kt_Dataset;
@@ -39,12 +41,13 @@ class RowMask {
 // The kind of every value is known from the columns: long or double. Rows in which something else
 // comes up are marked and left to the row-by-row form, so nothing of the rules is stated twice that
 // is not plain arithmetic: null cells, subtotals, longs that do not fit, division of longs that has
-// no remainder. A column of texts may be compared with a constant, once per text of its dictionary.
+// no remainder. What is computed of one column of texts is computed once per text (Kt_TextPart.h).
 class RowBlock {
  public:
   // Null when the program has anything else in it.
   static std::unique_ptr<RowBlock> Make(const ExprProgram& program,
-                                        const std::vector<RowName>& names);
+                                        const std::vector<RowName>& names,
+                                        const std::vector<RowCall>& calls);
   // The cells have changed, but not what the names stand for.
   void Rebind(const std::vector<RowName>& names);
 
@@ -74,6 +77,7 @@ class RowBlock {
   struct Lane {
     bool is_long = true;    // the kind of what was planned last
     bool is_known = false;  // holds numbers
+    int part = -1;          // of parts_: what it is, and holds no numbers yet; -1: none
     const kt_long* longs = nullptr;
     const double* doubles = nullptr;
     std::vector<kt_long> own_longs;
@@ -96,15 +100,7 @@ class RowBlock {
     Lane* out;
     int mask = -1;       // of masks_; -1: none
     bool opens = false;  // the mask
-    int text_test = -1;
-  };
-  // One side a column of texts, the other a constant.
-  struct TextTest {
-    const NameLane* column;
-    const Kt_Variant* constant;
-    bool text_is_left;
-    CodeOp op;
-    std::vector<std::int8_t> known;  // by text: 0 or 1; -1: not asked yet
+    int memo = -1;
   };
   // A mask from its first test until the instruction `landing`.
   struct OpenMask {
@@ -114,19 +110,21 @@ class RowBlock {
   };
   struct Kernels;
 
-  explicit RowBlock(const ExprProgram& program) : program_(program) {}
+  RowBlock(const ExprProgram& program, const std::vector<RowCall>& calls)
+      : program_(program), calls_(calls) {}
   bool Plan(const std::vector<RowName>& names);
   bool PlanName(const RowName& name);
   bool PlanInstr(const CodeInstr& in);
+  bool PlanPart(std::size_t at);
+  bool TakeInPart(std::uint16_t operand, TextPart& part);
+  bool MakeNumber(std::uint16_t operand);
   bool PlanRelation(const CodeInstr& in);
-  bool PlanTextTest(const CodeInstr& in);
   void PlanTest(const CodeInstr& in);
   bool PlanReturn(const CodeInstr& in);
   Step& AddStep(const CodeInstr& in, Kernel kernel, bool gives_long);
   int FindMask(std::uint16_t temp) const;
   Lane* LaneOf(std::uint16_t operand);
   bool IsNumber(std::uint16_t operand) { return LaneOf(operand)->is_known; }
-  bool IsTextName(std::uint16_t operand) const;
   bool IsEmptyConst(std::uint16_t operand) const;
 
   RowNumbers Numbers(std::size_t from, std::size_t to) const;
@@ -136,13 +134,15 @@ class RowBlock {
   const T* Gathered(const T* cells, T* own) const;
 
   const ExprProgram& program_;
+  const std::vector<RowCall>& calls_;
   std::vector<NameLane> names_;
   std::vector<Lane> consts_;
   std::vector<Lane> temps_;
   std::vector<Step> steps_;
-  std::vector<TextTest> text_tests_;
+  std::deque<TextMemo> memos_;
   std::vector<RowMask> masks_;
   std::vector<OpenMask> open_masks_;  // while steps are planned
+  std::vector<TextPart> parts_;       // likewise
   const Lane* result_ = nullptr;
   bool result_is_long_ = false;
   kt_long first_ = 0;  // rows [first_, end_) are computed

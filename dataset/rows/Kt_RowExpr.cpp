@@ -143,10 +143,11 @@ bool RowExpr::BindCalls(RowCursor& cursor) {
   for (const Kt_WString& text : program_.calls) {
     Kt_ExprObjInfo info;
     const int kind = cursor.GetContext().GetMethodType(text, info);
-    const Kt_Getter function = Kt_ExprObject::GetIntFunc(text.GetText());
+    const _EXPR_INTFUNC_INFO* const table = Kt_ExprObject::GetIntFuncMap();
+    const int row = FindIntFuncIdx(table, Kt_ExprObject::GetIntFuncCount(), text.GetText());
     const bool is_builtin = info.GetKind() == EXPR_OBJ_NONE && kind == kUnknownName;
-    if (!is_builtin || function == nullptr || AsksContext(function)) return false;
-    calls_.push_back(function);
+    if (!is_builtin || row < 0 || AsksContext(table[row].handler)) return false;
+    calls_.push_back({table[row].handler, table[row].effect == Kt_FuncEffect::kPure});
   }
   return true;
 }
@@ -169,7 +170,7 @@ void RowExpr::BindBlock(bool names_changed) {
   if (has_no_blocks_) {
     block_ = nullptr;
   } else if (names_changed) {
-    block_ = RowBlock::Make(program_, names_);
+    block_ = RowBlock::Make(program_, names_, calls_);
     has_no_blocks_ = block_ == nullptr;
   } else {
     block_->Rebind(names_);
@@ -296,7 +297,7 @@ bool RowExpr::RunCall(RowCursor& cursor, const CodeInstr& in) {
   for (std::uint16_t arg = 0; arg < in.b; ++arg) args_.Add(temps_[in.a + arg]);
   Kt_Variant value;
   Kt_ExprObject& context = cursor.GetContext();
-  const Kt_Getter function = calls_[static_cast<std::size_t>(in.extra)];
+  const Kt_Getter function = calls_[static_cast<std::size_t>(in.extra)].function;
   if ((context.*function)(&args_, value) != kOk || CheckCallResult(&context, value) != kOk) {
     expr_.PlaceFailure();
     return false;

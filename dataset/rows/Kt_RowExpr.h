@@ -73,8 +73,8 @@ class RowExpr {
   std::int64_t cells_at_ = -1;             // GetOthersRun of the cursor, when cells were found
   std::optional<std::uint64_t> names_at_;  // GetVersion of the cursor, when names were found
   ExprProgram program_;
-  std::vector<RowName> names_;    // of the program
-  std::vector<Kt_Getter> calls_;  // of the program
+  std::vector<RowName> names_;  // of the program
+  std::vector<RowCall> calls_;  // of the program
   std::vector<Kt_Variant> temps_;
   Kt_VariantList args_;
   std::unique_ptr<RowBlock> block_;

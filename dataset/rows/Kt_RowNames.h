@@ -22,6 +22,12 @@ struct RowName {
   Kt_Variant value;  // as last read
 };
 
+// A built-in function that a row expression calls.
+struct RowCall {
+  Kt_Getter function = nullptr;
+  bool is_pure = false;  // gives a value for its arguments and does nothing else
+};
+
 // Values of rows that follow one another, computed ahead: longs or doubles, the other is null. Good
 // until other code runs.
 struct RowNumbers {

@@ -127,7 +127,8 @@ TEST(RowLoop, FiltersAreOnAgain) {
 // Expressions over the columns of Table and what stands around them.
 class ExprMaker {
  public:
-  explicit ExprMaker(unsigned seed) : random_(seed) {}
+  // With `texts` more of it is about the column of texts.
+  explicit ExprMaker(unsigned seed, bool texts = false) : random_(seed), texts_(texts) {}
 
   std::u16string Make(int depth = 4) {
     switch (Pick(depth > 0 ? 16 : 2)) {
@@ -152,6 +153,7 @@ class ExprMaker {
                                              u"m",      u"t",       u"a",      u"b",     u"A",
                                              u"rowidx", u"rowtype", u"currow", u"count", u"hosted"};
     static const char16_t* const kRare[] = {u"nosuch", u"v", u"bin", u"prevrow", u"rangecount"};
+    if (texts_ && Pick(4) > 0) return u"s";
     return Pick(8) == 0 ? Any(kRare) : Any(kNames);
   }
   std::u16string Constant() {
@@ -167,8 +169,10 @@ class ExprMaker {
     return Any(kOperators);
   }
   std::u16string Call(int depth) {
-    static const char16_t* const kCalls[] = {u"abs(", u"length(", u"toupper(", u"type(", u"floor("};
-    static const char16_t* const kPairs[] = {u"left(", u"greatest(", u"round(", u"pos("};
+    static const char16_t* const kCalls[] = {u"abs(",   u"length(", u"toupper(", u"type(",
+                                             u"floor(", u"trim(",   u"tolower(", u"tonumber("};
+    static const char16_t* const kPairs[] = {u"left(", u"greatest(", u"round(",
+                                             u"pos(",  u"right(",    u"indexof("};
     static const char16_t* const kRare[] = {u"eval('a + 1')", u"Sum('a')", u"s[0]",     u"b.abs",
                                             u"a++",           u"log(a)",   u"array(-1)"};
     if (Pick(10) == 0) return Any(kRare);
@@ -180,6 +184,7 @@ class ExprMaker {
   }
 
   std::mt19937 random_;
+  bool texts_;
 };
 
 // Columns of every type, with and without nulls, edges among the values.
@@ -281,6 +286,13 @@ TEST_P(RandomForms, Agree) {
 }
 INSTANTIATE_TEST_SUITE_P(Expressions, RandomForms, testing::Range(0U, 10U));
 
+// Parts that depend on the column of texts are computed once for every text.
+TEST_F(Forms, Texts) {
+  for (unsigned seed = 0; seed < 3000 && !HasFailure(); ++seed) {
+    ExpectSame(seed, 12, Kt_WString(ExprMaker(seed + 200000, true).Make()), seed % 8 == 0);
+  }
+}
+
 // Several blocks of rows, in every arrangement.
 TEST_F(Forms, LongTables) {
   for (unsigned seed = 0; seed < 60 && !HasFailure(); ++seed) {
@@ -304,6 +316,19 @@ TEST_F(Forms, KnownPlaces) {
       u"'B' < s",
       u"s > 2",
       u"s = null",
+      u"left(s, 1) = 'a' && length(s) > 1 || x > 2",
+      u"toupper(trim(s)) = 'AB'",
+      u"length(s) * 2 > l",
+      u"length(s) / 2",
+      u"toNumber(s) > 2",
+      u"toNumber(s)",
+      u"s + s = 'aa'",
+      u"indexof('zab', s)",
+      u"replace(s, 'a', 'b') <> s || a > 0",
+      u"left(s) = 'a'",
+      u"lpad(s, 2000000000) = 'a'",
+      u"time() > 0 && s = 'a'",
+      u"log(length(s) - 1) > 0",
       u"a = null",
       u"x <> x",
       u"b",

@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: MIT
+#include "dataset/rows/Kt_TextPart.h"
+
+#include <algorithm>
+#include <iterator>
+#include <type_traits>
+
+#include "classlib/value/Kt_VarInline.h"
+#include "object/Kt_ExprStackObj.h"
+#include "object/Kt_RunError.h"
+#include "script/Kt_RunBudget.h"
+
+namespace kt::detail {
+
+// In the order of the program every operand is the last value of its temp that was made before, as
+// the instructions that make it are among those that are kept.
+bool TextPart::Merge(const TextPart& other) {
+  if (name != kNoName && other.name != kNoName && name != other.name) return false;
+  if (name == kNoName) name = other.name;
+  std::vector<std::uint16_t> all;
+  std::set_union(instrs.begin(), instrs.end(), other.instrs.begin(), other.instrs.end(),
+                 std::back_inserter(all));
+  instrs = std::move(all);
+  return true;
+}
+
+void TextMemo::Rebind(const Kt_Column* cells) {
+  cells_ = cells;
+  states_.clear();
+  longs_.clear();
+  doubles_.clear();
+}
+
+bool TextMemo::FindKind() {
+  const bool has_texts =
+      cells_ != nullptr && cells_->Cells<Kt_Column::Texts>().dictionary.Count() > 1;
+  Kt_Variant value;
+  if (!Compute(has_texts ? 2 : 1, value)) return false;
+  is_long_ = value.IsLong();
+  return is_long_ || value.IsDouble();
+}
+
+template <class T>
+void TextMemo::Read(const std::uint32_t* records, std::size_t count, T* numbers,
+                    std::uint8_t* odd) {
+  auto& known = [this]() -> auto& {
+    if constexpr (std::is_same_v<T, kt_long>) {
+      return longs_;
+    } else {
+      return doubles_;
+    }
+  }
+  ();
+  const Kt_Column::Texts* const texts =
+      cells_ != nullptr ? &cells_->Cells<Kt_Column::Texts>() : nullptr;
+  const std::size_t keys = texts != nullptr ? texts->dictionary.Count() + 1 : 2;
+  states_.resize(keys, kUnknown);
+  known.resize(keys);
+  for (std::size_t at = 0; at < count; ++at) {
+    std::size_t key = 1;
+    if (texts != nullptr) key = cells_->IsNull(records[at]) ? 0 : texts->codes[records[at]] + 1u;
+    if (KT_UNLIKELY(states_[key] == kUnknown)) Learn(key, known[key]);
+    numbers[at] = known[key];
+    odd[at] |= static_cast<std::uint8_t>(states_[key] != kKnown);
+  }
+}
+template void TextMemo::Read(const std::uint32_t*, std::size_t, kt_long*, std::uint8_t*);
+template void TextMemo::Read(const std::uint32_t*, std::size_t, double*, std::uint8_t*);
+
+template <class T>
+void TextMemo::Learn(std::size_t key, T& number) {
+  Kt_Variant value;
+  const bool is_number = Compute(key, value) && (is_long_ ? value.IsLong() : value.IsDouble());
+  states_[key] = is_number ? kKnown : kOdd;
+  if (is_number)
+    number = is_long_ ? static_cast<T>(value.AsLong()) : static_cast<T>(value.AsDouble());
+}
+
+// False when it fails.
+bool TextMemo::Compute(std::size_t key, Kt_Variant& value) {
+  text_.Clear();
+  if (key > 0 && cells_ != nullptr) {
+    text_ = cells_->Cells<Kt_Column::Texts>().dictionary.Text(static_cast<std::uint32_t>(key - 1));
+  }
+  temps_.resize(program_->temp_count);
+  const std::uint64_t failures = failure_count;
+  for (const std::uint16_t at : part_.instrs) {
+    if (!RunInstr(program_->instrs[at])) return false;
+  }
+  if (failures != failure_count) return false;
+  value = Get(part_.result);
+  return true;
+}
+
+bool TextMemo::RunInstr(const CodeInstr& in) {
+  Kt_Variant value;
+  if (in.op == CodeOp::kMove) {
+    value = Get(in.a);
+  } else if (in.op == CodeOp::kCall) {
+    if (!RunCall(in, value)) return false;
+  } else if (kt::Compute(OperatorOf(in.op), Get(in.a), Get(in.b), value) != kOk) {
+    return false;
+  }
+  temps_[in.dst] = std::move(value);
+  return true;
+}
+
+bool TextMemo::RunCall(const CodeInstr& in, Kt_Variant& value) {
+  if (!kt::ChargeTime(Kt_WorkMeter::kUnitsPerCall)) return false;
+  args_.ClearItems();
+  for (std::uint16_t arg = 0; arg < in.b; ++arg) args_.Add(temps_[in.a + arg]);
+  const Kt_Getter function = (*calls_)[static_cast<std::size_t>(in.extra)].function;
+  return (context_.*function)(&args_, value) == kOk && CheckCallResult(&context_, value) == kOk;
+}
+
+const Kt_Variant& TextMemo::Get(std::uint16_t operand) const {
+  if (operand < CodeOperand::kConstBase) return temps_[operand];
+  if (operand < CodeOperand::kNameBase) return program_->consts[operand - CodeOperand::kConstBase];
+  return text_;
+}
+
+}  // namespace kt::detail
