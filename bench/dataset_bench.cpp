@@ -127,8 +127,21 @@ void BM_Filter(benchmark::State& state) {
   if (data->GetRowCount() != Rows(state) / 2) state.SkipWithError("wrong count");
   Finish(state);
 }
+// The same at once.
+void BM_FilterRows(benchmark::State& state) {
+  const auto data = Table(Rows(state));
+  std::vector<std::uint8_t> hidden(static_cast<std::size_t>(Rows(state)));
+  for (std::size_t row = 1; row < hidden.size(); row += 2) hidden[row] = 1;
+  for ([[maybe_unused]] auto round : state) {
+    data->ResetRecIndex();
+    data->FilterRows(hidden);
+  }
+  if (data->GetRowCount() != Rows(state) / 2) state.SkipWithError("wrong count");
+  Finish(state);
+}
 BENCHMARK(BM_SumFiltered)->Arg(1000000);
 BENCHMARK(BM_Filter)->Arg(1000000)->Arg(10000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_FilterRows)->Arg(1000000)->Arg(10000000)->Unit(benchmark::kMillisecond);
 
 // ---- Logical datasets and pivots --------------------------------------------------------------
 
@@ -153,6 +166,88 @@ void BM_RecalcPivot(benchmark::State& state) {
 }
 BENCHMARK(BM_SumThroughSource)->Arg(1000000);
 BENCHMARK(BM_RecalcPivot)->Arg(1000000)->Unit(benchmark::kMillisecond);
+
+// ---- Groups -----------------------------------------------------------------------------------
+
+// 5,000 texts by 4, as the codes of a plain loop and as columns.
+struct Sales {
+  explicit Sales(kt_long rows) {
+    for (const char16_t* const id : {u"product", u"region"}) data.AddColumn(id);
+    data.AddColumn(u"price", u"double");
+    data.AppendRow(rows);
+    std::mt19937 random(7);
+    for (kt_long row = 0; row < rows; ++row) {
+      product.push_back(random() % 5000);
+      region.push_back(random() % 4);
+      price.push_back((random() % 100000) / 100.0);
+      data.SetColumn(row, 0, u"product " + Kt_Variant(kt_long(product.back())).ToString());
+      data.SetColumn(row, 1, u"region " + Kt_Variant(kt_long(region.back())).ToString());
+      data.SetColumn(row, 2, price.back());
+    }
+    data.ApplyChange();
+  }
+  Kt_Dataset data;
+  std::vector<std::uint32_t> product;
+  std::vector<std::uint32_t> region;
+  std::vector<double> price;
+};
+
+void BM_GroupTwoTexts(benchmark::State& state) {
+  const Sales sales(Rows(state));
+  for ([[maybe_unused]] auto round : state) {
+    Kt_Dataset data(sales.data);
+    data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, 2, true, Kt_Aggregate::kSum);
+    data.Sort(u"product,region", true, false, true);
+    data.RecalcGroup();
+    if (data.GetRowCount() != Rows(state) + 25000) state.SkipWithError("wrong groups");
+  }
+  Finish(state);
+}
+void BM_GroupTwoTexts_Plain(benchmark::State& state) {
+  const Sales sales(Rows(state));
+  for ([[maybe_unused]] auto round : state) {
+    std::vector<double> sums(20000);
+    for (std::size_t row = 0; row < sales.price.size(); ++row) {
+      sums[sales.product[row] * 4 + sales.region[row]] += sales.price[row];
+    }
+    benchmark::DoNotOptimize(sums.data());
+  }
+  Finish(state);
+}
+BENCHMARK(BM_GroupTwoTexts)->Arg(1000000)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_GroupTwoTexts_Plain)->Arg(1000000)->Unit(benchmark::kMillisecond);
+
+// ---- Searches ---------------------------------------------------------------------------------
+
+// A value that stands in one row; the first searches walk, the others have a hash.
+void BM_LookupOften(benchmark::State& state) {
+  const auto data = Table(Rows(state));
+  data->AddColumn(u"id", u"long");
+  for (kt_long row = 0; row < Rows(state); ++row) data->SetColumn(row, 2, row);
+  kt_long row = 0;
+  for ([[maybe_unused]] auto round : state) {
+    row = (row + 7919) % Rows(state);
+    if (data->LookupDataRow(u"id", Kt_Variant(row).ToString()) != row) {
+      state.SkipWithError("not found");
+    }
+  }
+}
+// With a write between any two, so that there is none.
+void BM_LookupWritten(benchmark::State& state) {
+  const auto data = Table(Rows(state));
+  data->AddColumn(u"id", u"long");
+  for (kt_long row = 0; row < Rows(state); ++row) data->SetColumn(row, 2, row);
+  kt_long row = 0;
+  for ([[maybe_unused]] auto round : state) {
+    row = (row + 7919) % Rows(state);
+    data->SetColumn(0, 2, -row);
+    if (data->LookupDataRow(u"id", Kt_Variant(row).ToString()) != row) {
+      state.SkipWithError("not found");
+    }
+  }
+}
+BENCHMARK(BM_LookupOften)->Arg(1000000);
+BENCHMARK(BM_LookupWritten)->Arg(1000000);
 
 // ---- Sorting ----------------------------------------------------------------------------------
 

@@ -34,6 +34,17 @@ class Wanted {
   }
 
   bool IsPossible() const { return possible_; }
+  // Whether hashes know where the value is: null and the empty text are in many cells, NaN in none.
+  bool HasKey() const { return !text_.empty() && !value_.IsEmpty(); }
+  // REQUIRES: HasKey().
+  std::uint64_t Key() const {
+    switch (column_.Type()) {
+      case Kt_ColumnType::kLong: return CellHash::KeyOf(value_.AsLong());
+      case Kt_ColumnType::kCurrency: return CellHash::KeyOf(value_.AsInt64());
+      case Kt_ColumnType::kString: return code_ ? CellHash::KeyOf(*code_) : CellHash::KeyOf(text_);
+      default: return CellHash::KeyOf(value_.AsDouble());
+    }
+  }
 
   bool Matches(std::size_t row) const {
     if (column_.IsNull(row)) return text_.empty();
@@ -87,6 +98,33 @@ kt_long Kt_Dataset::Body::LookupExact(View view, std::u16string_view id, std::u1
   return IsPlain(col) ? find() : Whole(find, -1);
 }
 
+// The row by the hash of a column that is searched often. Nothing where there is none, or so many
+// cells are equal that a walk over the rows finds one soon.
+template <class Wanted>
+std::optional<kt_long> Kt_Dataset::Body::FindHashed(View view, kt_long col, const Wanted& wanted,
+                                                    kt_long start, kt_long end) const {
+  constexpr int kManyEqual = 32;
+  const kt_long stored = ShowsSource() ? -1 : StoredCol(col);
+  if (stored < 0 || !wanted.HasKey()) return std::nullopt;
+  const CellHash* const hash = columns_[stored].searches.Next(*columns_[stored].cells);
+  if (hash == nullptr) return std::nullopt;
+  const kt_long count = ViewCount(view);
+  const kt_long last = end < 0 ? count : std::min(end, count);
+  kt_long found = -1;
+  int equal = 0;
+  hash->ForEach(wanted.Key(), [&](Slot slot) {
+    if (!wanted.Matches(slot)) return true;
+    const auto place = rows_.index->PlaceOf(slot);
+    if (place && rows_.index->IsIn(view, slot)) {
+      const kt_long record = rows_.index->RankOf(view, *place);
+      const kt_long row = rows_.grouped ? GroupsOf(view).RowOf(record) : record;
+      if (row >= start && row < last && (found < 0 || row < found)) found = row;
+    }
+    return ++equal < kManyEqual;
+  });
+  return equal < kManyEqual ? std::optional(found) : std::nullopt;
+}
+
 kt_long Kt_Dataset::Body::FindCell(View view, kt_long col, std::u16string_view text, kt_long start,
                                    kt_long end) const {
   std::shared_ptr<const Kt_Column> patched;  // without the rows that are gone
@@ -103,6 +141,7 @@ kt_long Kt_Dataset::Body::FindCell(View view, kt_long col, std::u16string_view t
   }
   const Wanted wanted(*cells, text);
   if (!wanted.IsPossible()) return -1;
+  if (const auto found = FindHashed(view, col, wanted, start, end)) return *found;
   return FindFirst(view, start, end, [&](kt_long, Slot slot) { return wanted.Matches(slot); });
 }
 

@@ -30,20 +30,20 @@ kt_long ColumnSet::EndOf(kt_long col) const {
 void ColumnSet::PadTo(std::size_t rows) {
   for (DatasetColumn& column : columns_) {
     if (column.cells == nullptr || column.cells->RowCount() >= rows) continue;
-    Kt_Column& cells = Own(column.cells);
+    Kt_Column& cells = Own(column);
     cells.AppendNulls(rows - cells.RowCount());
   }
 }
 
 void ColumnSet::PrepareForget(Slot slot) {
   for (DatasetColumn& column : columns_) {
-    if (column.cells != nullptr && !column.cells->IsNull(slot)) Own(column.cells).MakeNullable();
+    if (column.cells != nullptr && !column.cells->IsNull(slot)) Own(column).MakeNullable();
   }
 }
 
 void ColumnSet::Forget(Slot slot) {
   for (DatasetColumn& column : columns_) {
-    if (column.cells != nullptr && !column.cells->IsNull(slot)) Own(column.cells).WriteNull(slot);
+    if (column.cells != nullptr && !column.cells->IsNull(slot)) Own(column).WriteNull(slot);
   }
 }
 

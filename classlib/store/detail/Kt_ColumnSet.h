@@ -7,6 +7,7 @@
 #include "classlib/base/detail/Kt_CopyOnWrite.h"
 #include "classlib/store/Kt_Column.h"
 #include "classlib/store/Kt_ColumnMap.h"
+#include "classlib/store/detail/Kt_CellHash.h"
 #include "classlib/store/detail/Kt_RowIndex.h"
 #include "classlib/text/detail/Kt_NameMap.h"
 
@@ -23,6 +24,7 @@ struct DatasetColumn {
   kt_long source_col = -1;             // the source's column that it stands for, -1: none
   std::shared_ptr<Kt_Column> cells{};  // shared between copies; null for a logical column
   std::shared_ptr<const Kt_MapOrigin> origin{};  // of a map that a load brought
+  mutable ColumnSearches searches{};             // of the cells
 };
 
 // The columns of a dataset in their order, found by id without regard to case, and their cells by
@@ -53,7 +55,7 @@ class ColumnSet {
   kt_long EndOf(kt_long col) const;
 
   // The cells of a column for writing. REQUIRES: it has some.
-  Kt_Column& Write(kt_long col) { return Own((*this)[col].cells); }
+  Kt_Column& Write(kt_long col) { return Own((*this)[col]); }
   // Adds null cells where a column has fewer than that.
   void PadTo(std::size_t rows);
   // Makes the cells of a slot null. After PrepareForget that needs no memory.
@@ -61,9 +63,10 @@ class ColumnSet {
   void Forget(Slot slot);
 
  private:
-  static Kt_Column& Own(std::shared_ptr<Kt_Column>& cells) {
-    if (cells.use_count() != 1) cells = std::make_shared<Kt_Column>(*cells);
-    return *cells;
+  static Kt_Column& Own(DatasetColumn& column) {
+    column.searches.Forget();
+    if (column.cells.use_count() != 1) column.cells = std::make_shared<Kt_Column>(*column.cells);
+    return *column.cells;
   }
 
   std::vector<DatasetColumn> columns_;

@@ -212,6 +212,9 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
                       kt_long end) const;
   kt_long FindCell(View view, kt_long col, std::u16string_view text, kt_long start,
                    kt_long end) const;
+  template <class Wanted>
+  std::optional<kt_long> FindHashed(View view, kt_long col, const Wanted& wanted, kt_long start,
+                                    kt_long end) const;
   kt_long LookupAs(View view, std::u16string_view id, std::u16string_view text, kt_long start,
                    kt_long end) const;
 
