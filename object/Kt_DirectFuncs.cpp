@@ -21,18 +21,26 @@ double TruncateToWhole(double value) { return Truncate(value, 0); }
 const DirectFunc kFuncs[] = {
     {kHandler<&Self::_abs>, kNumbers, kt::detail::Abs, nullptr, nullptr},
     {kHandler<&Self::_acos>, kNumbers, kt::detail::Acos, nullptr, nullptr},
+    {kHandler<&Self::_asc>, kTexts, nullptr, nullptr, kt::detail::Asc},
     {kHandler<&Self::_asin>, kNumbers, kt::detail::Asin, nullptr, nullptr},
     {kHandler<&Self::_atan>, kNumbers, kt::detail::Atan, nullptr, nullptr},
     {kHandler<&Self::_atan2>, kNumbers, nullptr, kt::detail::Atan2, nullptr},
     {kHandler<&Self::_ceil>, kNumbers, kt::detail::Ceil, nullptr, nullptr},
+    {kHandler<&Self::_CharAt>, kTexts, nullptr, nullptr, kt::detail::CharAt},
+    {kHandler<&Self::_chr>, kTexts, nullptr, nullptr, kt::detail::Chr},
     {kHandler<&Self::_cos>, kNumbers, kt::detail::Cos, nullptr, nullptr},
     {kHandler<&Self::_exp>, kNumbers, kt::detail::Exp, nullptr, nullptr},
     {kHandler<&Self::_floor>, kNumbers, kt::detail::Floor, nullptr, nullptr},
     {kHandler<&Self::_greatest>, kGreatest, nullptr, nullptr, kt::detail::Greatest},
     {kHandler<&Self::_iif>, kIif, nullptr, nullptr, kt::detail::Iif},
     {kHandler<&Self::_least>, kLeast, nullptr, nullptr, kt::detail::Least},
+    {kHandler<&Self::_left>, kTexts, nullptr, nullptr, kt::detail::Left},
+    {kHandler<&Self::_length>, kTexts, nullptr, nullptr, kt::detail::Length},
     {kHandler<&Self::_log>, kNumbers, kt::detail::Log, nullptr, nullptr},
+    {kHandler<&Self::_mid>, kTexts, nullptr, nullptr, kt::detail::Mid},
+    {kHandler<&Self::_pos>, kTexts, nullptr, nullptr, kt::detail::Pos},
     {kHandler<&Self::_pow>, kNumbers, nullptr, kt::detail::Pow, nullptr},
+    {kHandler<&Self::_right>, kTexts, nullptr, nullptr, kt::detail::Right},
     {kHandler<&Self::_round>, kNumbers, RoundToWhole, Round, nullptr},
     {kHandler<&Self::_sin>, kNumbers, kt::detail::Sin, nullptr, nullptr},
     {kHandler<&Self::_sqrt>, kNumbers, kt::detail::Sqrt, nullptr, nullptr},
@@ -47,4 +55,28 @@ const kt::DirectFunc* kt::FindDirectFunc(Kt_Getter handler) {
       std::find_if(std::begin(kFuncs), std::end(kFuncs),
                    [&](const DirectFunc& func) { return func.handler == handler; });
   return found != std::end(kFuncs) ? found : nullptr;
+}
+
+bool kt::CallDirect(const DirectFunc* direct, std::span<const Kt_Variant> args, Kt_Variant& value) {
+  if (direct == nullptr) return false;
+  if (direct->kind == kTexts) {
+    // What an object makes of it is for calls from outside.
+    const auto is_object = [](const Kt_Variant& arg) { return arg.GetTag() >= kTagObject; };
+    if (std::any_of(args.begin(), args.end(), is_object)) return false;
+  }
+  if (direct->of_values != nullptr) {
+    direct->of_values(Kt_FuncArgs(args), value);
+    return true;
+  }
+  const bool are_numbers = std::all_of(args.begin(), args.end(), [](const Kt_Variant& arg) {
+    return arg.IsLong() || arg.IsDouble();
+  });
+  if (!are_numbers) return false;
+  if (args.size() == 1 && direct->of_one != nullptr) {
+    value.Set(direct->of_one(args[0].ToDouble()));
+    return true;
+  }
+  if (args.size() != 2 || direct->of_two == nullptr) return false;
+  value.Set(direct->of_two(args[0].ToDouble(), args[1].ToDouble()));
+  return true;
 }

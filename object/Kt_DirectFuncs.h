@@ -10,7 +10,7 @@ namespace kt {
 // list of them. The handlers of the table of built-ins call the same ones.
 struct DirectFunc {
   // What it is, for code that computes with numbers only.
-  enum class Kind : std::uint8_t { kNumbers, kIif, kLeast, kGreatest };
+  enum class Kind : std::uint8_t { kNumbers, kIif, kLeast, kGreatest, kTexts };
 
   Kt_Getter handler;
   Kind kind;
@@ -23,5 +23,8 @@ struct DirectFunc {
 
 // Null for functions that have no such form.
 const DirectFunc* FindDirectFunc(Kt_Getter handler);
+
+// Calls a built-in without making a list. False when it has no such form for these arguments.
+bool CallDirect(const DirectFunc* direct, std::span<const Kt_Variant> args, Kt_Variant& value);
 
 }  // namespace kt

@@ -12,6 +12,7 @@
 #include "object/detail/Kt_CodePageArg.h"
 #include "object/detail/Kt_DecimalText.h"
 #include "object/detail/Kt_FuncAnswers.h"
+#include "object/detail/Kt_PlainFuncs.h"
 
 using kt::Kt_FuncArgs;
 using kt::detail::Plain;
@@ -43,7 +44,7 @@ Kt_WString Character(kt_long code) {
   return code < 0 ? Kt_WString() : kt_characterW(static_cast<char32_t>(code));
 }
 
-Kt_WString CharAt(const Kt_WString& text, kt_long index) {
+Kt_WString UnitAt(const Kt_WString& text, kt_long index) {
   return index < 0 ? Kt_WString() : text.Mid(index, 1);
 }
 
@@ -110,7 +111,7 @@ kt_long CountItems(const Kt_Variant& value) {
   }
 }
 
-kt_long Length(const Kt_Variant& value) {
+kt_long LengthOf(const Kt_Variant& value) {
   return value.IsString() ? static_cast<kt_long>(value.AsStringView().size()) : CountItems(value);
 }
 
@@ -125,6 +126,43 @@ Kt_WString Quote(const Kt_WString& text) {
 
 }  // namespace
 
+namespace kt::detail {
+
+void Asc(const Kt_FuncArgs& in, Kt_Variant& result) { PlainOf<&FirstCode>(in, result); }
+void CharAt(const Kt_FuncArgs& in, Kt_Variant& result) { PlainOf<&UnitAt>(in, result); }
+void Chr(const Kt_FuncArgs& in, Kt_Variant& result) { PlainOf<&Character>(in, result); }
+void Length(const Kt_FuncArgs& in, Kt_Variant& result) {
+  if (in.Has(0)) result.Set(LengthOf(in.Value(0)));
+}
+
+void Left(const Kt_FuncArgs& in, Kt_Variant& result) {
+  if (!in.Has(0)) return;
+  const Kt_WString text = in.Text(0);
+  result = text.Mid(0, PartSize(in, text));
+}
+
+void Right(const Kt_FuncArgs& in, Kt_Variant& result) {
+  if (!in.Has(0)) return;
+  const Kt_WString text = in.Text(0);
+  const kt_long size = PartSize(in, text);
+  result = text.Mid(text.GetLength() - size, size);
+}
+
+void Mid(const Kt_FuncArgs& in, Kt_Variant& result) {
+  if (!in.Has(0)) return;
+  const Kt_WString text = in.Text(0);
+  const Part part = PartOf(in, text.GetLength());
+  result = text.Mid(part.start, part.size);
+}
+
+void Pos(const Kt_FuncArgs& in, Kt_Variant& result) {
+  if (!in.Has(0)) return;
+  const kt_long start = in.Integer(2, 0);
+  result.Set(start < 0 ? kt_long{-1} : in.Text(0).Find(in.Text(1), start));
+}
+
+}  // namespace kt::detail
+
 kt_long Kt_ExprObject::_trim(const Kt_VariantList* args, Kt_Variant& result) {
   return Plain<&Trim>(args, result);
 }
@@ -138,40 +176,32 @@ kt_long Kt_ExprObject::_rtrim(const Kt_VariantList* args, Kt_Variant& result) {
 }
 
 kt_long Kt_ExprObject::_asc(const Kt_VariantList* args, Kt_Variant& result) {
-  return Plain<&FirstCode>(args, result);
+  kt::detail::Asc(Kt_FuncArgs(args), result);
+  return kOk;
 }
 
 kt_long Kt_ExprObject::_chr(const Kt_VariantList* args, Kt_Variant& result) {
-  return Plain<&Character>(args, result);
+  kt::detail::Chr(Kt_FuncArgs(args), result);
+  return kOk;
 }
 
 kt_long Kt_ExprObject::_CharAt(const Kt_VariantList* args, Kt_Variant& result) {
-  return Plain<&CharAt>(args, result);
+  kt::detail::CharAt(Kt_FuncArgs(args), result);
+  return kOk;
 }
 
 kt_long Kt_ExprObject::_left(const Kt_VariantList* args, Kt_Variant& result) {
-  const Kt_FuncArgs in(args);
-  if (!in.Has(0)) return kOk;
-  const Kt_WString text = in.Text(0);
-  result = text.Mid(0, PartSize(in, text));
+  kt::detail::Left(Kt_FuncArgs(args), result);
   return kOk;
 }
 
 kt_long Kt_ExprObject::_right(const Kt_VariantList* args, Kt_Variant& result) {
-  const Kt_FuncArgs in(args);
-  if (!in.Has(0)) return kOk;
-  const Kt_WString text = in.Text(0);
-  const kt_long size = PartSize(in, text);
-  result = text.Mid(text.GetLength() - size, size);
+  kt::detail::Right(Kt_FuncArgs(args), result);
   return kOk;
 }
 
 kt_long Kt_ExprObject::_mid(const Kt_VariantList* args, Kt_Variant& result) {
-  const Kt_FuncArgs in(args);
-  if (!in.Has(0)) return kOk;
-  const Kt_WString text = in.Text(0);
-  const Part part = PartOf(in, text.GetLength());
-  result = text.Mid(part.start, part.size);
+  kt::detail::Mid(Kt_FuncArgs(args), result);
   return kOk;
 }
 
@@ -189,10 +219,7 @@ kt_long Kt_ExprObject::_midb(const Kt_VariantList* args, Kt_Variant& result) {
 }
 
 kt_long Kt_ExprObject::_pos(const Kt_VariantList* args, Kt_Variant& result) {
-  const Kt_FuncArgs in(args);
-  if (!in.Has(0)) return kOk;
-  const kt_long start = in.Integer(2, 0);
-  result.Set(start < 0 ? kt_long{-1} : in.Text(0).Find(in.Text(1), start));
+  kt::detail::Pos(Kt_FuncArgs(args), result);
   return kOk;
 }
 
@@ -226,8 +253,7 @@ kt_long Kt_ExprObject::_space(const Kt_VariantList* args, Kt_Variant& result) {
 }
 
 kt_long Kt_ExprObject::_length(const Kt_VariantList* args, Kt_Variant& result) {
-  const Kt_FuncArgs in(args);
-  if (in.Has(0)) result.Set(Length(in.Value(0)));
+  kt::detail::Length(Kt_FuncArgs(args), result);
   return kOk;
 }
 

@@ -4,7 +4,9 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <iterator>
 #include <new>
+#include <utility>
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/Kt_Memory.h"
@@ -33,8 +35,30 @@ kt_long WholeLine(kt_long capacity) { return capacity | 7; }
   });
 }
 
+// The texts of one unit that scripts take apart and put together all the time. They are never
+// freed: the table holds one reference of its own to each.
+struct UnitText {
+  constexpr explicit UnitText(std::size_t unit)
+      : head{{1}, 1, 1, 0}, units{static_cast<char16_t>(unit), u'\0'} {}
+  Kt_WString::Rep head;
+  char16_t units[2];
+};
+static_assert(sizeof(UnitText) == sizeof(Kt_WString::Rep) + 2 * sizeof(char16_t));
+template <std::size_t... kUnits>
+struct UnitTexts {
+  UnitText texts[sizeof...(kUnits)] = {UnitText(kUnits)...};
+};
+template <std::size_t... kUnits>
+UnitTexts<kUnits...> TextsOf(std::index_sequence<kUnits...>);
+constinit decltype(TextsOf(std::make_index_sequence<256>())) unit_texts;
+
 Kt_WString::Rep* RepOf(std::u16string_view text) {
   if (text.empty() || text.size() > kMaxUnits) return nullptr;
+  if (text.size() == 1 && text[0] < std::size(unit_texts.texts)) {
+    Kt_WString::Rep& rep = unit_texts.texts[text[0]].head;
+    rep.AddRef();
+    return &rep;
+  }
   const auto length = static_cast<kt_long>(text.size());
   Kt_WString::Rep* const rep = Kt_WString::NewRep(length, length);
   if (CopyUnits(rep->Text(), text)) return rep;

@@ -50,9 +50,9 @@ struct DivOp {
 };
 struct ModOp {
   static void Longs(kt_long a, kt_long b, Kt_Variant& result) {
-    // The lowest long by -1 traps on common processors; 64 bits have room for the quotient.
     if (KT_UNLIKELY(b == 0)) return result.Set(kNotANumber);
-    result.Set(static_cast<kt_long>(std::int64_t{a} % b));
+    // The lowest long by -1 traps on common processors.
+    result.Set(KT_LIKELY(b != -1) ? a % b : kt_long{0});
   }
   static double Doubles(double a, double b) { return std::fmod(a, b); }
 };

@@ -52,6 +52,10 @@ class KT_CLASS_API Kt_Variable : public Kt_Counted {
   Kt_Variant value_;
 };
 
+inline Kt_Variable* Kt_Variant::GetRefVariable() const {
+  return IsRef() ? static_cast<Kt_Variable*>(payload_.counted) : nullptr;
+}
+
 // The variables of one context, found by name without regard to case.
 //
 // Owns a reference to each variable; addresses of variables stay good while they are in the list,

@@ -115,12 +115,6 @@ Kt_WString Kt_Variant::AsString() const {
   return Kt_WString::FromRep(rep);
 }
 
-std::u16string_view Kt_Variant::AsStringView() const {
-  if (!IsCounted()) return {};
-  const auto* const rep = static_cast<const Kt_WString::Rep*>(payload_.counted);
-  return {rep->Text(), static_cast<std::size_t>(rep->length)};
-}
-
 std::span<const std::uint8_t> Kt_Variant::AsBinary() const {
   if (!IsCounted()) return {};
   auto* const rep = static_cast<BinaryRep*>(payload_.counted);
@@ -174,10 +168,6 @@ void Kt_Variant::SetRef(Kt_Variable& variable, kt_long item) {
   Drop();
   Adopt(kTagRef, &variable);
   bits_ |= static_cast<std::uint64_t>(static_cast<std::uint32_t>(item)) << 32;
-}
-
-Kt_Variable* Kt_Variant::GetRefVariable() const {
-  return IsRef() ? static_cast<Kt_Variable*>(payload_.counted) : nullptr;
 }
 
 const Kt_Variant& Kt_Variant::FollowRef() const {

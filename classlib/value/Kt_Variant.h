@@ -178,8 +178,13 @@ class KT_CLASS_API Kt_Variant {
   double AsDouble() const { return payload_.real; }       // double and date-time
   std::int64_t AsInt64() const { return payload_.bits; }  // currency (ten-thousandths), bool
   Kt_WString AsString() const;                            // shares the buffer
-  std::u16string_view AsStringView() const;               // good while the value stays
-  std::span<const std::uint8_t> AsBinary() const;         // good while the value stays
+  // Good while the value stays.
+  std::u16string_view AsStringView() const {
+    if (!IsCounted()) return {};
+    const auto* const rep = static_cast<const Kt_WString::Rep*>(payload_.counted);
+    return {rep->Text(), static_cast<std::size_t>(rep->length)};
+  }
+  std::span<const std::uint8_t> AsBinary() const;  // good while the value stays
 
   // Conversions. ToInteger cuts towards zero and clamps to 32 bits; NaN is 0.
   kt_long ToInteger() const { return KT_LIKELY(IsLong()) ? AsLong() : ConvertToInteger(); }
@@ -211,7 +216,7 @@ class KT_CLASS_API Kt_Variant {
   const Kt_ObjectHolder& GetHolder() const;
 
   // References. A reference to a variable (item -1) or to item `item` of the list in it; holds the
-  // variable. GetRefVariable is null for other kinds.
+  // variable. GetRefVariable is null for other kinds (Kt_Variable.h has it).
   void SetRef(Kt_Variable& variable, kt_long item = -1);
   Kt_Variable* GetRefVariable() const;
   kt_long GetRefItem() const { return static_cast<kt_long>(bits_ >> 32); }

@@ -374,6 +374,7 @@ class NumberCompiler {
       case DirectFunc::Kind::kIif: return count == 3 && TakeIif(in);
       case DirectFunc::Kind::kLeast: return TakeExtreme(in, NumberOp::kLeast);
       case DirectFunc::Kind::kGreatest: return TakeExtreme(in, NumberOp::kGreatest);
+      case DirectFunc::Kind::kTexts: return false;
       case DirectFunc::Kind::kNumbers: break;
     }
     Operand last;

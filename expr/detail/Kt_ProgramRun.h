@@ -23,27 +23,6 @@ inline bool IsOfValues(const ExprProgram& program) {
   });
 }
 
-// Calls a built-in without making a list. False when it has no such form for these arguments.
-inline bool CallDirect(const DirectFunc* direct, std::span<const Kt_Variant> args,
-                       Kt_Variant& value) {
-  if (direct == nullptr) return false;
-  if (direct->of_values != nullptr) {
-    direct->of_values(Kt_FuncArgs(args), value);
-    return true;
-  }
-  const bool are_numbers = std::all_of(args.begin(), args.end(), [](const Kt_Variant& arg) {
-    return arg.IsLong() || arg.IsDouble();
-  });
-  if (!are_numbers) return false;
-  if (args.size() == 1 && direct->of_one != nullptr) {
-    value.Set(direct->of_one(args[0].ToDouble()));
-    return true;
-  }
-  if (args.size() != 2 || direct->of_two == nullptr) return false;
-  value.Set(direct->of_two(args[0].ToDouble(), args[1].ToDouble()));
-  return true;
-}
-
 // One run of a program of values (IsOfValues). What its names and calls are says `Self`:
 //
 //   const Kt_Variant* ReadName(std::size_t name, Kt_Variant& made);  null: failed, see Fail

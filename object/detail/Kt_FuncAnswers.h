@@ -48,12 +48,15 @@ constexpr std::size_t ArityOf(R (*)(A...)) {
 // arguments leave the result as it is. `Function` must not fail and makes no result longer than
 // its arguments.
 template <auto Function>
-kt_long Plain(const Kt_VariantList* args, Kt_Variant& result) {
+void PlainOf(const Kt_FuncArgs& in, Kt_Variant& result) {
   constexpr std::size_t kArity = ArityOf(Function);
-  const Kt_FuncArgs in(args);
   if (in.Count() >= static_cast<kt_long>(kArity)) {
     CallPlain<Function>(Function, in, result, std::make_index_sequence<kArity>());
   }
+}
+template <auto Function>
+kt_long Plain(const Kt_VariantList* args, Kt_Variant& result) {
+  PlainOf<Function>(Kt_FuncArgs(args), result);
   return kOk;
 }
 

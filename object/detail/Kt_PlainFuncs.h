@@ -5,7 +5,8 @@
 
 #include "object/Kt_FuncArgs.h"
 
-// What the built-in functions of numbers compute, and those that choose one of their arguments.
+// What the built-in functions of numbers compute, the plainest ones of texts, and those that choose
+// one of their arguments.
 namespace kt::detail {
 
 // The standard functions are overloaded and have no address of their own to hand on.
@@ -27,6 +28,15 @@ inline double Tan(double radian) { return std::tan(radian); }
 // `decimals` as a script gives it: negative ones count as 0.
 double Round(double value, double decimals);
 double Truncate(double value, double decimals);
+
+void Asc(const Kt_FuncArgs& in, Kt_Variant& result);
+void CharAt(const Kt_FuncArgs& in, Kt_Variant& result);
+void Chr(const Kt_FuncArgs& in, Kt_Variant& result);
+void Left(const Kt_FuncArgs& in, Kt_Variant& result);
+void Length(const Kt_FuncArgs& in, Kt_Variant& result);
+void Mid(const Kt_FuncArgs& in, Kt_Variant& result);
+void Pos(const Kt_FuncArgs& in, Kt_Variant& result);
+void Right(const Kt_FuncArgs& in, Kt_Variant& result);
 
 void Iif(const Kt_FuncArgs& in, Kt_Variant& result);
 void Least(const Kt_FuncArgs& in, Kt_Variant& result);
