@@ -95,6 +95,8 @@ Kt_WString CodeDumper::Operand(std::size_t pc, char kind, const Instr& in,
       return u"-> " + Number(static_cast<std::int64_t>(pc) + 1 + static_cast<std::int16_t>(value));
     case 'j': return u"-> " + Number(static_cast<std::int64_t>(pc) + 1 + in.D());
     case 'n': return Number(value);
+    case 't':
+      return Number(static_cast<std::int64_t>(code_.choices[value].GetLabels().size())) + u" cases";
     default: return {};
   }
 }
@@ -117,8 +119,7 @@ void CodeDumper::Line(std::size_t pc) {
   const Instr in = code_.instrs[pc];
   const OpRow& row = kRows[static_cast<std::size_t>(in.Op())];
   const FuncCode::Entry* const entry = code_.EntryAt(pc);
-  const bool begins = (in.Mark() & Instr::kEntry) != 0;
-  Padded(begins && entry != nullptr ? Number(entry->op->line32 + 1) : Kt_WString(), 6);
+  Padded(in.IsEntry() && entry != nullptr ? Number(entry->op->line32 + 1) : Kt_WString(), 6);
   Padded(Number(static_cast<std::int64_t>(pc)), 5);
   Padded(Kt_WString::FromUtf8(row.name), 18);
   const std::uint16_t operands[] = {in.A(), in.B(), in.C()};

@@ -52,6 +52,7 @@ bool BindCall(FuncCode::CallSite& site, Kt_Script& script) {
   if (row < 0) return false;
   site.kind = FuncCode::CallKind::kBuiltin;
   site.builtin = table[row].handler;
+  site.direct = FindDirectFunc(site.builtin);
   return table[row].effect != Kt_FuncEffect::kOther || site.name.EqualsNoCase(u"random");
 }
 

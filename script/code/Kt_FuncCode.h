@@ -4,8 +4,10 @@
 #include <vector>
 
 #include "expr/Kt_Expr.h"
+#include "object/Kt_DirectFuncs.h"
 #include "object/Kt_ExprObject.h"
 #include "script/Kt_Script.h"
+#include "script/code/Kt_ChoiceTable.h"
 
 namespace kt::detail {
 
@@ -16,32 +18,36 @@ enum class InstrOp : std::uint8_t {
   kCount
 };
 
-// One instruction in one word: code, mark, operands a, b and c of 16 bits; d is b and c as one
-// signed number. The mark counts the statements that begin here; see kEntry.
+// One instruction in one word: code, steps, operands a, b and c of 16 bits; d is b and c as one
+// signed number. Where a statement begins or goes on the code has kEntry as well, and the steps are
+// the number of statements that begin.
 struct Instr {
   std::uint64_t word;
 
-  static constexpr std::uint8_t kEntry = 0x80;  // a statement begins or goes on here
+  static constexpr std::uint8_t kEntry = 1;
   static constexpr int kMostSteps = 0x7F;
 
   static Instr Of(InstrOp op, std::uint16_t a, std::uint16_t b, std::uint16_t c) {
-    return {static_cast<std::uint64_t>(op) | std::uint64_t{a} << 16 | std::uint64_t{b} << 32 |
+    return {static_cast<std::uint64_t>(op) << 1 | std::uint64_t{a} << 16 | std::uint64_t{b} << 32 |
             std::uint64_t{c} << 48};
   }
   static Instr Far(InstrOp op, std::uint16_t a, std::int32_t d) {
     return Of(op, a, static_cast<std::uint16_t>(d),
               static_cast<std::uint16_t>(static_cast<std::uint32_t>(d) >> 16));
   }
-  InstrOp Op() const { return static_cast<InstrOp>(word & 0xFF); }
-  std::uint8_t Mark() const { return static_cast<std::uint8_t>(word >> 8); }
-  int Steps() const { return Mark() & kMostSteps; }
+  InstrOp Op() const { return static_cast<InstrOp>(word >> 1 & 0x7F); }
+  bool IsEntry() const { return (word & kEntry) != 0; }
+  int Steps() const { return static_cast<int>(word >> 8 & 0xFF); }
   std::uint16_t A() const { return static_cast<std::uint16_t>(word >> 16); }
   std::uint16_t B() const { return static_cast<std::uint16_t>(word >> 32); }
   std::uint16_t C() const { return static_cast<std::uint16_t>(word >> 48); }
   std::int32_t D() const { return static_cast<std::int32_t>(word >> 32); }
-  void SetMark(int steps) { word |= static_cast<std::uint64_t>(kEntry | (Steps() + steps)) << 8; }
+  void SetEntry(int steps) { word |= kEntry | static_cast<std::uint64_t>(steps) << 8; }
+  // Another instruction at this place; statements begin here as before.
+  void Replace(Instr in) { word = in.word | (word & (0xFF00 | kEntry)); }
 };
 static_assert(sizeof(Instr) == 8);
+static_assert(static_cast<int>(InstrOp::kCount) <= 0x80);
 
 // An operand that may be a constant has this bit then.
 inline constexpr std::uint16_t kConstOperand = 0x8000;
@@ -95,6 +101,7 @@ struct FuncCode {
     Kt_ScriptFunc* func = nullptr;
     FuncCode* code = nullptr;  // of func; null until it has been called
     Kt_Getter builtin = nullptr;
+    const DirectFunc* direct = nullptr;  // of the built-in; null when it has none
     Kt_ExtApi ext_api = nullptr;
     Kt_ExprObject* context = nullptr;
   };
@@ -135,6 +142,7 @@ struct FuncCode {
   std::vector<ExprRange> ranges;
   std::vector<Global> globals;
   std::vector<CallSite> calls;
+  std::vector<ChoiceTable> choices;
   std::vector<Left> exprs;
   std::vector<LeftStatement> statements;
   std::vector<std::unique_ptr<Kt_Expr>> pieces;   // of lists

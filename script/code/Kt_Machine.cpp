@@ -72,6 +72,27 @@ KT_ALWAYS_INLINE bool TryNumber(const Kt_Variant& left, kt_long right, Kt_Varian
   return true;
 }
 
+// What a register of a variable stands for: itself, or the counted variable that it refers to.
+KT_ALWAYS_INLINE Kt_Variant& Held(Kt_Variant& reg) {
+  return KT_LIKELY(!reg.IsRef()) ? reg : reg.GetRefVariable()->GetValueW();
+}
+
+// Whether a register lets go of what it has without running code or stopping the run.
+KT_ALWAYS_INLINE bool GoesQuietly(const Kt_Variant& reg) {
+  return !reg.IsCounted() || reg.IsString() || reg.IsContentShared();
+}
+
+// target = target op value, likewise.
+KT_ALWAYS_INLINE bool TryCombine(Operator op, Kt_Variant& target, const Kt_Variant& value) {
+  switch (op) {
+    case Operator::kAdd: return TryNumbers<AddOp>(target, value, target);
+    case Operator::kSub: return TryNumbers<SubOp>(target, value, target);
+    case Operator::kMul: return TryNumbers<MulOp>(target, value, target);
+    case Operator::kDiv: return TryNumbers<DivOp>(target, value, target);
+    default: return false;
+  }
+}
+
 constexpr std::int16_t kRelations[] = {kCmpEqual,        kCmpEqual, kCmpGreater,
                                        kCmpGreaterEqual, kCmpLess,  kCmpLessEqual};
 
@@ -81,6 +102,10 @@ KT_ALWAYS_INLINE bool Holds(T left, T right) {
   constexpr std::int16_t kRelation =
       kRelations[static_cast<int>(kOperator) - static_cast<int>(Operator::kEqual)];
   return (Relate(left, right, kRelation) != 0) != (kOperator == Operator::kNotEqual);
+}
+
+constexpr bool IsEquality(Operator op) {
+  return op == Operator::kEqual || op == Operator::kNotEqual;
 }
 
 enum class Truth { kNo, kYes, kUnknown };
@@ -199,6 +224,10 @@ void Machine::ClearFrame(CodeFrame& frame) {
 void Machine::EndFrame(CodeFrame& frame) {
   ClearFrame(frame);
   for (std::uint16_t reg = 0; reg < frame.reg_count; ++reg) frame.base[reg].Clear();
+  PopFrame(frame);
+}
+
+void Machine::PopFrame(CodeFrame& frame) {
   run_.Pop();
   --depth_;
   current_ = frame.before == &first_frame_ ? nullptr : frame.before;
@@ -376,17 +405,20 @@ bool Machine::RecoverHere(CodeFrame& frame, kt_long& code) {
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wpedantic"  // labels as values
 #define KT_DISPATCH() goto* table[in.word & 0xFF]
-#define KT_CASE(name) op_##name:
+// An instruction at which statements begin has a way in of its own.
+#define KT_CASE(name)              \
+  entry_##name : KT_COUNT_STEPS(); \
+  op_##name:
 #else
 #define KT_DISPATCH() goto dispatch
 #define KT_CASE(name) case InstrOp::k##name:
 #endif
 
-#define KT_NEXT()                                               \
-  do {                                                          \
-    in = *pc++;                                                 \
-    left -= static_cast<std::int64_t>((in.word & 0x7F00) << 2); \
-    KT_DISPATCH();                                              \
+#define KT_COUNT_STEPS() left -= static_cast<std::int64_t>((in.word & 0x7F00) << 2)
+#define KT_NEXT()  \
+  do {             \
+    in = *pc++;    \
+    KT_DISPATCH(); \
   } while (false)
 
 #define KT_SAVE()        \
@@ -409,20 +441,26 @@ bool Machine::RecoverHere(CodeFrame& frame, kt_long& code) {
 #define KT_LOOK() \
   if (KT_UNLIKELY(left < margin)) table = kStepTable
 
+// A temp that has been read lets go of its text.
+#define KT_DROP_TEXT(operand)                                                  \
+  if (((operand)&kConstOperand) == 0 && (operand) >= frame->code->temp_base) { \
+    KT_R(operand).Clear();                                                     \
+  }
+
 static_assert(kStep == 1024, "the mark of an instruction is shifted to units");
 
 kt_long Machine::Loop(CodeFrame& entry, Kt_Variant& result, kt_long failure) {
 #if defined(__GNUC__)
+#define KT_CODE_OP(name, operands, text) &&op_##name, &&entry_##name,
   static const void* const kFastTable[] = {
-#define KT_CODE_OP(name, operands, text) &&op_##name,
 #include "script/code/Kt_CodeOps.inc"
-#undef KT_CODE_OP
   };
+#undef KT_CODE_OP
+#define KT_CODE_OP(name, operands, text) &&op_##name, &&step,
   static const void* const kStepTable[] = {
-#define KT_CODE_OP(name, operands, text) &&step,
 #include "script/code/Kt_CodeOps.inc"
-#undef KT_CODE_OP
   };
+#undef KT_CODE_OP
   const void* const* table = kFastTable;
 #else
   constexpr bool kFastTable = false;
@@ -466,21 +504,21 @@ failed:
   goto enter_frame;
 
 step:
-  if (in.Mark() & Instr::kEntry) {
-    left += static_cast<std::int64_t>(in.Steps()) * kStep;
-    KT_SAVE();
-    code = BeginStatements(*frame, flag);
-    left = meter.GetLeft();
-    if (KT_UNLIKELY(code != kOk)) goto failed;
-    if (flag) goto enter_frame;
-    if (left >= margin && !frame->is_stale) table = kFastTable;
-  }
+  KT_SAVE();
+  code = BeginStatements(*frame, flag);
+  left = meter.GetLeft();
+  if (KT_UNLIKELY(code != kOk)) goto failed;
+  if (flag) goto enter_frame;
+  if (left >= margin && !frame->is_stale) table = kFastTable;
 #if defined(__GNUC__)
-  goto* kFastTable[in.word & 0xFF];
+  goto* kFastTable[static_cast<int>(in.Op()) * 2];
 #else
   goto run;
 dispatch:
-  if (table) goto step;
+  if (in.IsEntry()) {
+    if (table) goto step;
+    KT_COUNT_STEPS();
+  }
 run:
   switch (in.Op()) {
 #endif
@@ -512,9 +550,12 @@ run:
     if (KT_LIKELY(func.globals_version == script_.GetVariables().GetVersion())) {
       const Kt_Variable* const place = func.globals[in.B()].place;
       Kt_Variant& dst = KT_R(in.A());
-      if (KT_LIKELY(place != nullptr && !place->GetValue().IsCounted() && !dst.IsCounted())) {
-        dst = place->GetValue();
-        KT_NEXT();
+      if (KT_LIKELY(place != nullptr && !dst.IsCounted())) {
+        const Kt_Variant& value = place->GetValue();
+        if (KT_LIKELY(!value.IsCounted() || value.IsString() || value.IsList())) {
+          dst = value;
+          KT_NEXT();
+        }
       }
     }
     KT_SLOW(GetGlobal(*frame, in));
@@ -533,10 +574,14 @@ run:
   }
   KT_CASE(BindGlobal) {
     const FuncCode& func = *frame->code;
-    if (KT_LIKELY(func.globals_version == script_.GetVariables().GetVersion() &&
-                  func.globals[in.B()].place != nullptr &&
-                  KT_R(in.A()).GetRefVariable() == func.globals[in.B()].place)) {
-      KT_NEXT();
+    if (KT_LIKELY(func.globals_version == script_.GetVariables().GetVersion())) {
+      Kt_Variable* const place = func.globals[in.B()].place;
+      Kt_Variant& reg = KT_R(in.A());
+      if (KT_LIKELY(place != nullptr && reg.GetRefVariable() == place)) KT_NEXT();
+      if (KT_LIKELY(place != nullptr && !reg.IsCounted())) {
+        reg.SetRef(*place);
+        KT_NEXT();
+      }
     }
     KT_SLOW(BindGlobal(*frame, in));
   }
@@ -587,8 +632,20 @@ run:
   KT_VALUE_RELATION(Less)
   KT_VALUE_RELATION(LessEqual)
 #undef KT_VALUE_RELATION
-  KT_CASE(And) KT_SLOW(Binary(*frame, Operator::kAnd, in.A(), in.B(), in.C()));
-  KT_CASE(Or) KT_SLOW(Binary(*frame, Operator::kOr, in.A(), in.B(), in.C()));
+#define KT_LOGIC(name, op)                                                  \
+  KT_CASE(name) {                                                           \
+    const Kt_Variant& first = KT_X(in.B());                                 \
+    const Kt_Variant& second = KT_X(in.C());                                \
+    Kt_Variant& dst = KT_R(in.A());                                         \
+    if (KT_LIKELY(first.IsLong() && second.IsLong() && !dst.IsCounted())) { \
+      dst.Set(kt_long{first.AsLong() != 0 op second.AsLong() != 0});        \
+      KT_NEXT();                                                            \
+    }                                                                       \
+    KT_SLOW(Binary(*frame, Operator::k##name, in.A(), in.B(), in.C()));     \
+  }
+  KT_LOGIC(And, &&)
+  KT_LOGIC(Or, ||)
+#undef KT_LOGIC
   KT_CASE(Not) {
     const Kt_Variant& value = KT_X(in.C());
     Kt_Variant& dst = KT_R(in.A());
@@ -602,7 +659,7 @@ run:
 
 #define KT_COMPOUND(name)                                                   \
   KT_CASE(name##To) {                                                       \
-    Kt_Variant& dst = KT_R(in.A());                                         \
+    Kt_Variant& dst = Held(KT_R(in.A()));                                   \
     if (KT_LIKELY(TryNumbers<name##Op>(dst, KT_X(in.B()), dst))) KT_NEXT(); \
     KT_SLOW(Combine(*frame, Operator::k##name, in.A(), in.B()));            \
   }
@@ -613,7 +670,7 @@ run:
   KT_COMPOUND(Mod)
 #undef KT_COMPOUND
   KT_CASE(Step) {
-    Kt_Variant& value = KT_R(in.A());
+    Kt_Variant& value = Held(KT_R(in.A()));
     if (KT_LIKELY(value.IsLong())) {
       AddOp::Longs(value.AsLong(), static_cast<std::int16_t>(in.C()), value);
       KT_NEXT();
@@ -644,13 +701,12 @@ run:
   KT_CASE(JoinEnd) KT_SLOW(JoinEnd(*frame, in));
 
   KT_CASE(Element) {
-    const Kt_Variant* list = &KT_R(in.B());
-    if (KT_UNLIKELY(list->IsRef())) list = &list->GetRefVariable()->GetValue();
+    const Kt_Variant& list = Held(KT_R(in.B()));
     const Kt_Variant& index = KT_X(in.C());
     Kt_Variant& dst = KT_R(in.A());
-    if (KT_LIKELY(index.IsLong() && list->IsList() && index.AsLong() >= 0)) {
-      const Kt_Variant* const item = list->ListItem(index.AsLong());
-      if (KT_LIKELY(item != nullptr && !dst.IsCounted() &&
+    if (KT_LIKELY(index.IsLong())) {
+      const Kt_Variant* const item = list.ListItem(index.AsLong());
+      if (KT_LIKELY(item != nullptr && (!dst.IsCounted() || dst.IsString()) &&
                     (!item->IsCounted() || item->IsString() || item->IsList()))) {
         dst = *item;
         KT_NEXT();
@@ -660,13 +716,12 @@ run:
   }
   KT_CASE(Element2) {
     const Instr more = *pc++;
-    const Kt_Variant* list = &KT_R(in.B());
-    if (KT_UNLIKELY(list->IsRef())) list = &list->GetRefVariable()->GetValue();
+    const Kt_Variant& list = Held(KT_R(in.B()));
     const Kt_Variant& index = KT_X(in.C());
     const Kt_Variant& second = KT_X(more.A());
     Kt_Variant& dst = KT_R(in.A());
     if (KT_LIKELY(index.IsLong() && second.IsLong() && !dst.IsCounted())) {
-      const Kt_Variant* const row = list->ListItem(index.AsLong());
+      const Kt_Variant* const row = list.ListItem(index.AsLong());
       const Kt_Variant* const item =
           row != nullptr && row->IsList() ? row->ListItem(second.AsLong()) : nullptr;
       if (KT_LIKELY(item != nullptr && (item->IsString() || !item->IsCounted()))) {
@@ -681,13 +736,12 @@ run:
     KT_SLOW(Index(*frame, in, more));
   }
   KT_CASE(SetElement) {
-    Kt_Variant* list = &KT_R(in.A());
-    if (KT_UNLIKELY(list->IsRef())) list = &list->GetRefVariable()->GetValueW();
+    const Kt_Variant& list = Held(KT_R(in.A()));
     const Kt_Variant& index = KT_X(in.B());
     const Kt_Variant& value = KT_X(in.C());
     if (KT_LIKELY(index.IsLong() && !value.IsCounted())) {
-      const Kt_Variant* const item = list->ListItem(index.AsLong());
-      if (KT_LIKELY(item != nullptr && !item->IsCounted() && !list->IsContentShared())) {
+      const Kt_Variant* const item = list.ListItem(index.AsLong());
+      if (KT_LIKELY(item != nullptr && !item->IsCounted() && !list.IsContentShared())) {
         *const_cast<Kt_Variant*>(item) = value;
         KT_NEXT();
       }
@@ -696,6 +750,14 @@ run:
   }
   KT_CASE(ChangeElement) {
     const Instr more = *pc++;
+    const Kt_Variant& list = Held(KT_R(in.A()));
+    const Kt_Variant& index = KT_X(in.B());
+    const Kt_Variant* const item = index.IsLong() ? list.ListItem(index.AsLong()) : nullptr;
+    if (KT_LIKELY(item != nullptr && !list.IsContentShared() &&
+                  TryCombine(static_cast<Operator>(more.B()), *const_cast<Kt_Variant*>(item),
+                             KT_X(in.C())))) {
+      KT_NEXT();
+    }
     KT_SLOW(ChangeElement(*frame, in, more));
   }
   KT_CASE(More) KT_NEXT();
@@ -745,8 +807,23 @@ run:
     }
     KT_NEXT();
   }
-  KT_CASE(CallBuiltin) KT_SLOW(CallOutside(*frame, in));
-  KT_CASE(CallHost) KT_SLOW(CallOutside(*frame, in));
+  KT_CASE(CallBuiltin) KT_SLOW(CallBuiltin(*frame, in));
+  KT_CASE(CallHost) KT_SLOW(CallOutside(*frame, CallOf(*frame, in)));
+  KT_CASE(Length) {
+    const Kt_Variant& value = Held(KT_R(in.B()));
+    Kt_Variant& dst = KT_R(in.A());
+    if (KT_LIKELY(!dst.IsCounted() && frame->code->version == script_.GetVersion())) {
+      if (value.IsList()) {
+        dst.Set(value.ListCount());
+        KT_NEXT();
+      }
+      if (value.IsString()) {
+        dst.Set(static_cast<kt_long>(value.AsStringView().size()));
+        KT_NEXT();
+      }
+    }
+    KT_SLOW(Length(*frame, in));
+  }
 
   KT_CASE(Jump) {
     pc += in.D();
@@ -780,15 +857,31 @@ run:
     if (!flag) pc += in.D();
     KT_NEXT();
   }
-  KT_CASE(TestAnd) {
-    KT_SAVE();
-    flag = Test(*frame, in, false);
-    goto after_test;
+#define KT_TEST(name, when)                              \
+  KT_CASE(name) {                                        \
+    const Kt_Variant& value = KT_X(in.B());              \
+    Kt_Variant& dst = KT_R(in.A());                      \
+    if (KT_LIKELY(value.IsLong() && !dst.IsCounted())) { \
+      flag = (value.AsLong() != 0) == when;              \
+      dst.Set(flag ? kt_long{when} : value.AsLong());    \
+      if (flag) pc += static_cast<std::int16_t>(in.C()); \
+      KT_NEXT();                                         \
+    }                                                    \
+    KT_SAVE();                                           \
+    flag = Test(*frame, in, when);                       \
+    goto after_test;                                     \
   }
-  KT_CASE(TestOr) {
-    KT_SAVE();
-    flag = Test(*frame, in, true);
-    goto after_test;
+  KT_TEST(TestAnd, false)
+  KT_TEST(TestOr, true)
+#undef KT_TEST
+  KT_CASE(Choose) {
+    Kt_Variant& chosen = KT_R(in.A());
+    const std::int32_t target = frame->code->choices[in.B()].Find(chosen);
+    if (KT_LIKELY(target != ChoiceTable::kAsk)) {
+      chosen.Clear();  // a number or a text
+      pc = frame->code->instrs.data() + target;
+    }
+    KT_NEXT();
   }
   KT_CASE(Case) {
     const Truth truth = TryRelation<Operator::kEqual>(KT_R(in.A()), KT_X(in.B()));
@@ -805,41 +898,42 @@ run:
     KT_NEXT();
   }
 
-#define KT_RELATION_JUMP(name, sense, form, quick, slow) \
-  KT_CASE(form) {                                        \
-    const Truth truth = quick;                           \
-    if (KT_LIKELY(truth != Truth::kUnknown)) {           \
-      if ((truth == Truth::kYes) == sense) {             \
-        pc += static_cast<std::int16_t>(in.C());         \
-        if (sense) KT_LOOK();                            \
-      }                                                  \
-      KT_NEXT();                                         \
-    }                                                    \
-    KT_SAVE();                                           \
-    flag = slow == sense;                                \
-    goto after_test;                                     \
+// Two texts are equal or not without a call; `flag` says for which the jump is made.
+#define KT_TEXTS(name, sense)                                            \
+  if constexpr (IsEquality(Operator::k##name)) {                         \
+    if (KT_LIKELY(KT_X(in.A()).IsString() && KT_X(in.B()).IsString())) { \
+      flag = (Operator::k##name == Operator::kEqual) == sense;           \
+      goto texts;                                                        \
+    }                                                                    \
   }
-#define KT_RELATION(name)                                                                \
-  KT_RELATION_JUMP(name, true, If##name##RR,                                             \
-                   TryRelation<Operator::k##name>(KT_R(in.A()), KT_R(in.B())),           \
-                   Relates(*frame, Operator::k##name, in.A(), in.B()))                   \
-  KT_RELATION_JUMP(                                                                      \
-      name, true, If##name##RI,                                                          \
-      TryRelationTo<Operator::k##name>(KT_R(in.A()), static_cast<std::int16_t>(in.B())), \
-      RelatesTo(*frame, Operator::k##name, in.A(), static_cast<std::int16_t>(in.B())))   \
-  KT_RELATION_JUMP(name, true, If##name##XX,                                             \
-                   TryRelation<Operator::k##name>(KT_X(in.A()), KT_X(in.B())),           \
-                   Relates(*frame, Operator::k##name, in.A(), in.B()))                   \
-  KT_RELATION_JUMP(name, false, Unless##name##RR,                                        \
-                   TryRelation<Operator::k##name>(KT_R(in.A()), KT_R(in.B())),           \
-                   Relates(*frame, Operator::k##name, in.A(), in.B()))                   \
-  KT_RELATION_JUMP(                                                                      \
-      name, false, Unless##name##RI,                                                     \
-      TryRelationTo<Operator::k##name>(KT_R(in.A()), static_cast<std::int16_t>(in.B())), \
-      RelatesTo(*frame, Operator::k##name, in.A(), static_cast<std::int16_t>(in.B())))   \
-  KT_RELATION_JUMP(name, false, Unless##name##XX,                                        \
-                   TryRelation<Operator::k##name>(KT_X(in.A()), KT_X(in.B())),           \
-                   Relates(*frame, Operator::k##name, in.A(), in.B()))
+#define KT_RELATION_JUMP(form, sense, quick, texts, slow) \
+  KT_CASE(form) {                                         \
+    const Truth truth = quick;                            \
+    if (KT_LIKELY(truth != Truth::kUnknown)) {            \
+      if ((truth == Truth::kYes) == sense) {              \
+        pc += static_cast<std::int16_t>(in.C());          \
+        if (sense) KT_LOOK();                             \
+      }                                                   \
+      KT_NEXT();                                          \
+    }                                                     \
+    texts KT_SAVE();                                      \
+    flag = slow == sense;                                 \
+    goto after_test;                                      \
+  }
+#define KT_RELATION_FORMS(name, sense, prefix)                                                \
+  KT_RELATION_JUMP(prefix##name##RR, sense,                                                   \
+                   TryRelation<Operator::k##name>(KT_R(in.A()), KT_R(in.B())),                \
+                   KT_TEXTS(name, sense), Relates(*frame, Operator::k##name, in.A(), in.B())) \
+  KT_RELATION_JUMP(                                                                           \
+      prefix##name##RI, sense,                                                                \
+      TryRelationTo<Operator::k##name>(KT_R(in.A()), static_cast<std::int16_t>(in.B())), ,    \
+      RelatesTo(*frame, Operator::k##name, in.A(), static_cast<std::int16_t>(in.B())))        \
+  KT_RELATION_JUMP(prefix##name##XX, sense,                                                   \
+                   TryRelation<Operator::k##name>(KT_X(in.A()), KT_X(in.B())),                \
+                   KT_TEXTS(name, sense), Relates(*frame, Operator::k##name, in.A(), in.B()))
+#define KT_RELATION(name)           \
+  KT_RELATION_FORMS(name, true, If) \
+  KT_RELATION_FORMS(name, false, Unless)
   KT_RELATION(Equal)
   KT_RELATION(NotEqual)
   KT_RELATION(Greater)
@@ -847,7 +941,21 @@ run:
   KT_RELATION(Less)
   KT_RELATION(LessEqual)
 #undef KT_RELATION
+#undef KT_RELATION_FORMS
 #undef KT_RELATION_JUMP
+#undef KT_TEXTS
+
+texts:
+  if (KT_LIKELY(AreShortTexts(KT_X(in.A()), KT_X(in.B())))) {
+    flag = IsSameText(KT_X(in.A()), KT_X(in.B())) == flag;
+    KT_DROP_TEXT(in.A());
+    KT_DROP_TEXT(in.B());
+    if (flag) pc += static_cast<std::int16_t>(in.C());
+    KT_LOOK();
+    KT_NEXT();
+  }
+  KT_SAVE();
+  flag = Relates(*frame, Operator::kEqual, in.A(), in.B()) == flag;
 
 after_test:
   left = meter.GetLeft();
@@ -862,21 +970,31 @@ after_test:
   KT_CASE(Return) {
     CodeFrame* const up = frame->up;
     const Kt_Variant* const value = &KT_X(in.A());
-    if (KT_LIKELY(up != nullptr && !value->IsCounted() && frame->scopes.empty() &&
-                  frame->items.empty())) {
-      const Instr call = up->pc[-1];
-      Kt_Variant& dst = up->base[call.A() - (call.B() >> 8)];
+    if (KT_LIKELY(up != nullptr && frame->scopes.empty() && frame->items.empty() &&
+                  (!value->IsCounted() || value->IsString() || value->IsList()))) {
+      Kt_Variant& dst = up->base[ResultOf(up->pc[-1])];
       const Kt_Variant* const last = base + frame->code->var_count;
-      // Freeing other contents than texts may run code, or stop the run.
-      flag = !dst.IsCounted() || &dst == base;
+      bool is_any_counted = false;
+      flag = GoesQuietly(dst) || &dst == base;
       for (const Kt_Variant* reg = base; reg != last; ++reg) {
-        flag = flag && (!reg->IsCounted() || reg->IsString());
+        if (KT_LIKELY(!reg->IsCounted())) continue;
+        is_any_counted = true;
+        flag = flag && (GoesQuietly(*reg) || reg == value);
       }
       if (KT_LIKELY(flag)) {
-        for (Kt_Variant* reg = base; reg != last; ++reg) {
-          if (KT_UNLIKELY(reg->IsCounted())) reg->Clear();
+        for (Kt_Variant* reg = base; is_any_counted && reg != last; ++reg) {
+          if (reg->IsCounted() && reg != value) reg->Clear();
         }
-        dst = *value;
+        if (KT_UNLIKELY(value->IsCounted() && (in.A() & kConstOperand) == 0)) {
+          // The register is done with: its content moves.
+          Kt_Variant& given = KT_R(in.A());
+          if (&given != &dst) {
+            dst.Clear();
+            dst.Swap(given);
+          }
+        } else {
+          dst = *value;
+        }
         run_.Pop();
         --depth_;
         current_ = frame = up;
@@ -925,7 +1043,14 @@ after_test:
     for (Kt_Variant *reg = base + in.A(), *last = reg + in.B(); reg != last; ++reg) {
       flag = flag && (!reg->IsCounted() || reg->IsString());
     }
-    if (KT_UNLIKELY(!flag)) KT_SLOW((Leave(*frame, in), kOk));
+    if (KT_UNLIKELY(!flag)) {
+      // A run that stops now, or has stopped late, is told by the next statement.
+      KT_SAVE();
+      Leave(*frame, in);
+      left = meter.GetLeft();
+      if (KT_UNLIKELY(left < margin || frame->is_stale)) table = kStepTable;
+      KT_NEXT();
+    }
     for (Kt_Variant *reg = base + in.A(), *last = reg + in.B(); reg != last; ++reg) {
       reg->SetUndeclared();
     }

@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include "classlib/base/Kt_Charge.h"
 #include "script/code/Kt_FuncCode.h"
 #include "script/detail/Kt_RunState.h"
 
@@ -29,6 +30,15 @@ struct CodeFrame : RunState::Frame {
   // Arguments that refer to items of lists, which get their values at the end.
   std::vector<std::pair<std::uint16_t, Kt_Variant>> items;
 };
+
+// Two texts whose comparison is not worth charging.
+inline bool AreShortTexts(const Kt_Variant& left, const Kt_Variant& right) {
+  return left.IsString() && right.IsString() && left.AsStringView().size() <= kShortUnits &&
+         right.AsStringView().size() <= kShortUnits;
+}
+inline bool IsSameText(const Kt_Variant& left, const Kt_Variant& right) {
+  return IsSameText(left.AsStringView(), right.AsStringView());
+}
 
 // The instruction that runs.
 inline std::size_t PcOf(const CodeFrame& frame) {
@@ -99,15 +109,31 @@ class Machine {
   void Trim();
   void ClearFrame(CodeFrame& frame);
   void EndFrame(CodeFrame& frame);
+  void PopFrame(CodeFrame& frame);
   kt_long AfterCall(kt_long code);
   KT_NOINLINE kt_long EnterSlow(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long CallByWalk(CodeFrame& frame, Instr in, const Kt_ScriptFunc& func);
-  KT_NOINLINE kt_long CallByName(CodeFrame& frame, Instr in, const Kt_WString& name);
+  // A call that leaves the code: its arguments side by side, the register for the result, the site.
+  struct OutsideCall {
+    Kt_Variant* args;
+    int count;
+    std::uint16_t result;
+    std::uint16_t site;
+  };
+  static std::uint16_t ResultOf(Instr in) {
+    return static_cast<std::uint16_t>(in.A() - (in.B() >> 8));
+  }
+  static OutsideCall CallOf(const CodeFrame& frame, Instr in) {
+    return {frame.base + in.A(), in.B() & 0xFF, ResultOf(in), in.C()};
+  }
+  KT_NOINLINE kt_long CallByName(CodeFrame& frame, const OutsideCall& call);
   // Ends the frame with the value of `operand`, kNoRegister for what is in returned_.
   KT_NOINLINE kt_long ReturnTo(CodeFrame& frame, std::uint16_t operand, CodeFrame& entry,
                                Kt_Variant& result);
 
   // Instructions beside their fast ways.
+  bool ComputeHeld(CodeFrame& frame, Operator op, std::uint16_t dst, std::uint16_t a,
+                   const Kt_Variant& right);
   KT_NOINLINE kt_long Binary(CodeFrame& frame, Operator op, std::uint16_t dst, std::uint16_t a,
                              std::uint16_t b);
   KT_NOINLINE kt_long BinaryWith(CodeFrame& frame, Operator op, std::uint16_t dst, std::uint16_t a,
@@ -135,7 +161,9 @@ class Machine {
   KT_NOINLINE kt_long Index(CodeFrame& frame, Instr in, Instr more);
   KT_NOINLINE kt_long SetElement(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long ChangeElement(CodeFrame& frame, Instr in, Instr more);
-  KT_NOINLINE kt_long CallOutside(CodeFrame& frame, Instr in);
+  KT_NOINLINE kt_long CallBuiltin(CodeFrame& frame, Instr in);
+  KT_NOINLINE kt_long CallOutside(CodeFrame& frame, const OutsideCall& call);
+  KT_NOINLINE kt_long Length(CodeFrame& frame, Instr in);
   KT_NOINLINE void Ref(CodeFrame& frame, Instr in);
   bool IsValueOfStatement(const CodeFrame& frame, const Kt_Expr& expr) const;
   kt_long FinishByName(CodeFrame& frame, Kt_Variant& value);

@@ -7,6 +7,7 @@
 // that holds one has it as its value (an argument made by ref()). A temp that has been read is
 // empty.
 #include <algorithm>
+#include <span>
 #include <utility>
 
 #include "classlib/base/Kt_Memory.h"
@@ -26,18 +27,6 @@ constexpr const char16_t* kSource = u"Kt_Expr";
 constexpr const char16_t* kStatementSource = u"Kt_ScriptFunc";
 
 bool IsPlain(const Kt_Variant& value) { return value.GetTag() < kTagList; }
-
-// Whether two short texts are equal, which goes by their units; kUnknown for all else: comparing
-// long texts is charged.
-enum class Sameness { kNo, kYes, kUnknown };
-Sameness CompareShortTexts(const Kt_Variant& left, const Kt_Variant& right) {
-  constexpr std::size_t kShort = 1024;
-  if (!left.IsString() || !right.IsString()) return Sameness::kUnknown;
-  const std::u16string_view first = left.AsStringView();
-  const std::u16string_view second = right.AsStringView();
-  if (first.size() >= kShort || second.size() >= kShort) return Sameness::kUnknown;
-  return first == second ? Sameness::kYes : Sameness::kNo;
-}
 
 }  // namespace
 
@@ -231,8 +220,20 @@ kt_long Machine::BindGlobal(CodeFrame& frame, Instr in) {
 
 // Operators ---------------------------------------------------------------------------------------
 
+// Numbers of which some are behind references. False, and nothing done, when they are not numbers.
+bool Machine::ComputeHeld(CodeFrame& frame, Operator op, std::uint16_t dst, std::uint16_t a,
+                          const Kt_Variant& right) {
+  const auto is_number = [](const Kt_Variant& value) { return value.IsLong() || value.IsDouble(); };
+  const Kt_Variant& left = Peek(frame, a);
+  Kt_Variant& place = IsVariable(frame, dst) ? Place(frame, dst) : frame.base[dst];
+  if (!is_number(left) || !is_number(right) || place.IsCounted()) return false;
+  (void)Compute(op, left, right, place);
+  return true;
+}
+
 kt_long Machine::Binary(CodeFrame& frame, Operator op, std::uint16_t dst, std::uint16_t a,
                         std::uint16_t b) {
+  if (ComputeHeld(frame, op, dst, a, Peek(frame, b))) return kOk;
   if (op == Operator::kAdd && dst == a && IsVariable(frame, dst)) {
     // s = s + x: in place, when it fits; s stays as it is otherwise.
     Kt_Variant& place = Place(frame, dst);
@@ -258,6 +259,7 @@ kt_long Machine::Binary(CodeFrame& frame, Operator op, std::uint16_t dst, std::u
 kt_long Machine::BinaryWith(CodeFrame& frame, Operator op, std::uint16_t dst, std::uint16_t a,
                             kt_long number) {
   const Kt_Variant right(number);
+  if (ComputeHeld(frame, op, dst, a, right)) return kOk;
   if (op == Operator::kAdd && dst == a && IsVariable(frame, dst)) {
     Kt_Variant& place = Place(frame, dst);
     if (place.IsString() && place.AsStringView().size() + 16 < std::size_t{kMaxStringLength}) {
@@ -274,14 +276,6 @@ kt_long Machine::BinaryWith(CodeFrame& frame, Operator op, std::uint16_t dst, st
 bool Machine::Relates(CodeFrame& frame, Operator op, std::uint16_t a, std::uint16_t b) {
   const Kt_Variant& left_place = Peek(frame, a);
   const Kt_Variant& right_place = Peek(frame, b);
-  const bool is_equality = op == Operator::kEqual || op == Operator::kNotEqual;
-  const Sameness same =
-      is_equality ? CompareShortTexts(left_place, right_place) : Sameness::kUnknown;
-  if (KT_LIKELY(same != Sameness::kUnknown)) {
-    Drop(frame, a);
-    Drop(frame, b);
-    return (same == Sameness::kYes) == (op == Operator::kEqual);
-  }
   Kt_Variant truth;
   if (IsPlain(left_place) && IsPlain(right_place)) {
     (void)Compute(op, left_place, right_place, truth);
@@ -310,11 +304,11 @@ bool Machine::IsTrue(CodeFrame& frame, std::uint16_t operand) {
 bool Machine::IsCase(CodeFrame& frame, Instr in) {
   Kt_Variant& chosen = frame.base[in.A()];
   const Kt_Variant& label = Peek(frame, in.B());
-  const Sameness same = CompareShortTexts(chosen, label);
-  if (KT_LIKELY(same != Sameness::kUnknown)) {
+  if (KT_LIKELY(AreShortTexts(chosen, label))) {
+    const bool is_same = IsSameText(chosen, label);
     Drop(frame, in.B());
-    if (same == Sameness::kYes) chosen.Clear();
-    return same == Sameness::kYes;
+    if (is_same) chosen.Clear();
+    return is_same;
   }
   const Kt_Variant held = chosen;
   const Kt_Variant value = Read(frame, in.B());
@@ -346,8 +340,9 @@ kt_long Machine::Combine(CodeFrame& frame, Operator op, std::uint16_t dst, std::
 
 kt_long Machine::Step(CodeFrame& frame, Instr in) {
   const auto step = static_cast<std::int16_t>(in.C());
-  const Kt_Variant value = Place(frame, in.A());
-  Store(frame, in.A(), Stepped(value, step));
+  Kt_Variant value = Place(frame, in.A());  // held while it is read
+  value = Stepped(value, step);
+  Store(frame, in.A(), std::move(value));
   return kOk;
 }
 
@@ -411,6 +406,10 @@ kt_long Machine::JoinEnd(CodeFrame& frame, Instr in) {
 kt_long Machine::Element(CodeFrame& frame, Instr in) {
   const Kt_Variant& place = Place(frame, in.B());
   const Kt_Variant& at = Peek(frame, in.C());
+  if (place.IsString() && at.IsLong() && at.AsLong() >= 0) {
+    Store(frame, in.A(), Kt_Variant(place.AsString().Mid(at.AsLong(), 1)));
+    return kOk;
+  }
   if (KT_LIKELY(place.IsList() && at.IsLong() && at.AsLong() >= 0)) {
     const Kt_Variant* const item = place.ListItem(at.AsLong());
     Store(frame, in.A(), item != nullptr ? Kt_Variant(*item) : Kt_Variant());
@@ -462,7 +461,8 @@ kt_long Machine::SetElement(CodeFrame& frame, Instr in) {
     const Kt_Variant& value = Peek(frame, in.C());
     if (KT_LIKELY(place.IsList() && !value.IsRef() && !value.IsObject())) {
       const Storing storing(*this);
-      if (KT_LIKELY(place.ListSet(at.AsLong(), value))) {
+      const bool is_next = at.AsLong() == place.ListCount();
+      if (KT_LIKELY(is_next ? place.ListAdd(value) : place.ListSet(at.AsLong(), value))) {
         Drop(frame, in.C());
         return kOk;
       }
@@ -534,7 +534,7 @@ FuncCode* Machine::FreshCode(const Kt_ScriptFunc& func) {
 kt_long Machine::EnterSlow(CodeFrame& frame, Instr in) {
   FuncCode& code = *frame.code;
   if (code.version != script_.GetVersion() && !Rebind(code)) {
-    return CallByName(frame, in, code.calls[in.C()].name);
+    return CallByName(frame, CallOf(frame, in));
   }
   FuncCode::CallSite& site = code.calls[in.C()];
   const Kt_ScriptFunc& func = *site.func;
@@ -556,13 +556,13 @@ kt_long Machine::CallByWalk(CodeFrame& frame, Instr in, const Kt_ScriptFunc& fun
   kt_long code = Interpreter::CallFunc(func, args, count, value);
   for (int arg = 0; arg < count; ++arg) args[arg].Clear();
   if (code == kOk) code = CheckCallResult(&script_, value);
-  Store(frame, static_cast<std::uint16_t>(in.A() - (in.B() >> 8)), std::move(value));
+  Store(frame, ResultOf(in), std::move(value));
   return code;
 }
 
 // A call whose name stands for something else since the code was made.
-kt_long Machine::CallByName(CodeFrame& frame, Instr in, const Kt_WString& called) {
-  const Kt_WString name = called;
+kt_long Machine::CallByName(CodeFrame& frame, const OutsideCall& call) {
+  const Kt_WString name = frame.code->calls[call.site].name;
   const Contexts contexts(*this, frame);
   Kt_ExprObject* const context = contexts.Get();
   Kt_ExprStackObj entry;
@@ -574,39 +574,60 @@ kt_long Machine::CallByName(CodeFrame& frame, Instr in, const Kt_WString& called
     }
     entry.SetIntFunc(context, name, builtin);
   }
-  Kt_Variant* const args = frame.base + in.A();
-  for (int arg = 0; arg < (in.B() & 0xFF); ++arg) {
-    entry.GetArgs().AddRefVar(args[arg]);
-    args[arg].Clear();
+  for (int arg = 0; arg < call.count; ++arg) {
+    entry.GetArgs().AddRefVar(call.args[arg]);
+    call.args[arg].Clear();
   }
   Kt_Variant value;
   const FailureMark mark;
   const kt_long code = entry.GetObjValue(context, value, 0);
   const kt_long checked = code == kOk ? CheckCallResult(context, value) : code;
-  Store(frame, static_cast<std::uint16_t>(in.A() - (in.B() >> 8)), std::move(value));
+  Store(frame, call.result, std::move(value));
   if (KT_LIKELY(code == kOk)) return checked;
   return mark.HasNoted(code) ? code : NoteSilentCall(name, code);
 }
 
+// Built-ins that need neither a list of arguments nor the script. Their work is small beside a step
+// or charges itself.
+kt_long Machine::CallBuiltin(CodeFrame& frame, Instr in) {
+  const FuncCode& func = *frame.code;
+  const DirectFunc* const direct = func.calls[in.C()].direct;
+  const std::span<Kt_Variant> args(frame.base + in.A(), in.B() & 0xFF);
+  const bool is_direct = direct != nullptr && func.version == script_.GetVersion() &&
+                         std::none_of(args.begin(), args.end(), [](const Kt_Variant& arg) {
+                           return arg.GetTag() >= kTagObject;
+                         });
+  Kt_Variant value;
+  if (!is_direct || !CallDirect(direct, args, value)) return CallOutside(frame, CallOf(frame, in));
+  for (Kt_Variant& arg : args) arg.Clear();
+  Store(frame, ResultOf(in), std::move(value));
+  return kOk;
+}
+
+// Of a variable that holds neither a text nor a list.
+kt_long Machine::Length(CodeFrame& frame, Instr in) {
+  Kt_Variant arg = Read(frame, in.B());
+  return CallOutside(frame, {&arg, 1, in.A(), in.C()});
+}
+
 // Built-ins and functions of the host. The arguments move into a list whose memory the next call
 // at this depth uses again.
-kt_long Machine::CallOutside(CodeFrame& frame, Instr in) {
+kt_long Machine::CallOutside(CodeFrame& frame, const OutsideCall& call) {
   FuncCode& func = *frame.code;
   if (KT_UNLIKELY(func.version != script_.GetVersion()) && !Rebind(func)) {
-    return CallByName(frame, in, func.calls[in.C()].name);
+    return CallByName(frame, call);
   }
   // Nobody is called with what stopped work has left.
   if (const kt_long code = run_.ChargeTime(Kt_WorkMeter::kUnitsPerCall, &script_)) return code;
   // What is called may find the calls anew.
-  const FuncCode::CallSite& site = func.calls[in.C()];
+  const FuncCode::CallSite& site = func.calls[call.site];
   const Kt_Getter builtin = site.kind == FuncCode::CallKind::kBuiltin ? site.builtin : nullptr;
   const Kt_ExtApi ext_api = site.ext_api;
   Kt_ExprObject* const context = site.context;
-  Kt_Variant* const args = frame.base + in.A();
   const RunState::Args list(run_);
-  for (int arg = 0; arg < (in.B() & 0xFF); ++arg) {
-    (void)(*list).Add(args[arg]);
-    args[arg].Clear();
+  for (int arg = 0; arg < call.count; ++arg) {
+    (void)(*list).Add(call.args[arg]);
+    call.args[arg].Clear();
   }
   Kt_Variant value;
   const FailureMark mark;
@@ -615,9 +636,9 @@ kt_long Machine::CallOutside(CodeFrame& frame, Instr in) {
       builtin != nullptr ? (script_.*builtin)(&*list, value) : ext_api(context, &*list, value);
   kt::PassMemoryFailure(failures);
   const kt_long checked = code == kOk && value.IsObject() ? CheckCallResult(&script_, value) : code;
-  Store(frame, static_cast<std::uint16_t>(in.A() - (in.B() >> 8)), std::move(value));
+  Store(frame, call.result, std::move(value));
   if (KT_LIKELY(code == kOk)) return checked;
-  return mark.HasNoted(code) ? code : NoteSilentCall(func.calls[in.C()].name, code);
+  return mark.HasNoted(code) ? code : NoteSilentCall(func.calls[call.site].name, code);
 }
 
 kt_long Machine::ReturnTo(CodeFrame& frame, std::uint16_t operand, CodeFrame& entry,
@@ -625,10 +646,13 @@ kt_long Machine::ReturnTo(CodeFrame& frame, std::uint16_t operand, CodeFrame& en
   Kt_Variant value = operand == FuncCode::kNoRegister ? std::move(returned_) : Read(frame, operand);
   CodeFrame* const up = frame.up;
   ClearFrame(frame);
-  for (std::uint16_t reg = 0; reg < frame.code->var_count; ++reg) frame.base[reg].Clear();
+  // Temps are empty between statements.
+  for (std::uint16_t reg = 0; reg < frame.code->var_count; ++reg) {
+    if (frame.base[reg].IsCounted()) frame.base[reg].Clear();
+  }
   stops_late_ = false;
   const kt_long code = run_.GetStopCode() != kOk ? run_.Check(&script_) : kOk;
-  EndFrame(frame);
+  PopFrame(frame);
   if (&frame == &entry) {
     result = std::move(value);
     end_code_ = code;
@@ -636,8 +660,7 @@ kt_long Machine::ReturnTo(CodeFrame& frame, std::uint16_t operand, CodeFrame& en
   }
   if (code != kOk) return code;
   const kt_long checked = CheckCallResult(&script_, value);
-  const Instr call = up->pc[-1];
-  Store(*up, static_cast<std::uint16_t>(call.A() - (call.B() >> 8)), std::move(value));
+  Store(*up, ResultOf(up->pc[-1]), std::move(value));
   return checked;
 }
 
@@ -682,6 +705,7 @@ kt_long Machine::FinishByName(CodeFrame& frame, Kt_Variant& value) {
 
 kt_long Machine::Walk(CodeFrame& frame, Instr in, bool& is_return) {
   const Kt_ScriptOp& op = *frame.code->statements[in.A()].op;
+  const Storing storing(*this);
   const Contexts contexts(*this, frame);
   frame.op = &op;
   const Outcome outcome =
@@ -714,7 +738,6 @@ void Machine::Clear(Kt_Variant& value) {
 }
 
 void Machine::Leave(CodeFrame& frame, Instr in) {
-  const Storing storing(*this);
   while (frame.scopes.size() > in.C()) frame.scopes.pop_back();
   if (frame.code->is_by_name) return;
   for (int reg = in.A(); reg < in.A() + in.B(); ++reg) frame.base[reg].SetUndeclared();

@@ -44,7 +44,7 @@ std::size_t Translator::Emit(InstrOp op, std::uint16_t a, std::uint16_t b, std::
   if (code_.instrs.size() >= kMostInstrs) GiveUp("too long");
   code_.instrs.push_back(Instr::Of(op, a, b, c));
   if (is_pending_) {
-    code_.instrs.back().SetMark(pending_steps_);
+    code_.instrs.back().SetEntry(pending_steps_);
     is_pending_ = false;
     pending_steps_ = 0;
   }
@@ -327,14 +327,17 @@ void Translator::Finish() {
     const Instr in = code_.instrs[fixup.at];
     const auto distance =
         static_cast<std::int32_t>(labels_[fixup.label]) - static_cast<std::int32_t>(fixup.at) - 1;
-    Instr patched = fixup.is_short
-                        ? Instr::Of(in.Op(), in.A(), in.B(), static_cast<std::uint16_t>(distance))
-                        : Instr::Far(in.Op(), in.A(), distance);
-    patched.word |= std::uint64_t{in.Mark()} << 8;
-    code_.instrs[fixup.at] = patched;
+    code_.instrs[fixup.at].Replace(
+        fixup.is_short ? Instr::Of(in.Op(), in.A(), in.B(), static_cast<std::uint16_t>(distance))
+                       : Instr::Far(in.Op(), in.A(), distance));
   }
   for (const auto& [range, label] : branch_resumes_) {
     code_.ranges[range].resume = static_cast<std::uint32_t>(labels_[label]);
+  }
+  for (ChoiceTable& choice : code_.choices) {
+    choice.MapTargets([&](std::int32_t label) {
+      return static_cast<std::int32_t>(labels_[static_cast<std::size_t>(label)]);
+    });
   }
   code_.slot_count = most_slots_;
   code_.var_count = code_.global_of_register.empty()
@@ -540,6 +543,29 @@ void Translator::If(const Kt_ScriptOp& op) {
 // The place belongs to `op` again, after statements inside of it.
 void Translator::MarkAgain(const Kt_ScriptOp& op) { Mark(op, 0); }
 
+// A table in front of the comparisons, when the labels allow it. `none`: where no label leads to.
+void Translator::Choose(const Kt_ScriptOpSwitch& labels, std::uint16_t chosen,
+                        const std::vector<Label>& bodies, Label none) {
+  constexpr std::size_t kLeast = 3;
+  if (code_.is_by_name) return;
+  std::vector<ChoiceTable::Label> table;
+  for (kt_long at = 0; at < labels.GetCount(); ++at) {
+    const Kt_ScriptOpItem& label = *labels.GetItem(at);
+    const Label body = bodies[static_cast<std::size_t>(at)];
+    if (label.flag == 1) {
+      none = body;
+      break;
+    }
+    Kt_Variant value;
+    if (!GivesConstant(label.expression, value) || !ChoiceTable::Takes(value)) return;
+    if (!table.empty() && table.front().value.GetTag() != value.GetTag()) return;
+    table.push_back({std::move(value), static_cast<std::int32_t>(body)});
+  }
+  if (table.size() < kLeast) return;
+  (void)Emit(InstrOp::kChoose, chosen, static_cast<std::uint16_t>(code_.choices.size()));
+  code_.choices.emplace_back(std::move(table), static_cast<std::int32_t>(none));
+}
+
 // The label of a case is compared where the one before did not match; the bodies follow each other.
 void Translator::Switch(const Kt_ScriptOp& op) {
   const Kt_ScriptOpSwitch& labels = *op.GetSwitch();
@@ -547,20 +573,21 @@ void Translator::Switch(const Kt_ScriptOp& op) {
   const std::uint16_t chosen = NewTemp();
   ValueInto(labels.expression, chosen);
   std::vector<Label> bodies;
+  for (kt_long at = 0; at < labels.GetCount(); ++at) bodies.push_back(NewLabel());
+  Choose(labels, chosen, bodies, end);
   bool has_default = false;
-  for (kt_long at = 0; at < labels.GetCount(); ++at) {
+  for (kt_long at = 0; at < labels.GetCount() && !has_default; ++at) {
     const Kt_ScriptOpItem& label = *labels.GetItem(at);
-    bodies.push_back(NewLabel());
-    if (has_default) continue;
+    const Label body = bodies[static_cast<std::size_t>(at)];
     has_default = label.flag == 1;
     if (has_default) {
       (void)Emit(InstrOp::kDrop, chosen);
-      EmitJump(InstrOp::kJump, 0, bodies.back());
+      EmitJump(InstrOp::kJump, 0, body);
       continue;
     }
     temp_floor_ = static_cast<std::uint16_t>(chosen + 1);
     const std::uint16_t value = Value(label.expression);
-    EmitShort(InstrOp::kCase, chosen, value, bodies.back());
+    EmitShort(InstrOp::kCase, chosen, value, body);
   }
   if (!has_default) {
     (void)Emit(InstrOp::kDrop, chosen);

@@ -62,6 +62,8 @@ class Translator {
   void AssignPath(const Kt_ScriptOp& op);
   void If(const Kt_ScriptOp& op);
   void Switch(const Kt_ScriptOp& op);
+  void Choose(const Kt_ScriptOpSwitch& labels, std::uint16_t chosen,
+              const std::vector<Label>& bodies, Label none);
   void Loop(const Kt_ScriptOp& op);
   void Block(const Kt_ScriptOp& op);
   void Return(const Kt_ScriptOp& op);
@@ -92,6 +94,7 @@ class Translator {
   std::uint16_t EvaluateList(std::size_t begin, Kt_Expr& expr, std::uint16_t want, const char* why);
   const char* WhyNotLowered(Kt_Expr& expr);
   std::uint16_t Evaluate(Kt_Expr& expr, std::uint16_t want, const char* why);
+  static bool GivesConstant(Kt_Expr& expr, Kt_Variant& value);
   // Goes to `label` when the truth of `expr` is `sense`, else falls through.
   void Branch(Kt_Expr& expr, bool sense, Label label);
   void NoteRange(std::size_t begin, Kt_Expr& expr, std::uint16_t dst, std::size_t resume);

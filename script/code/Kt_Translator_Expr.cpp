@@ -252,6 +252,14 @@ void Translator::LowerCall(Lowering& low, const CodeInstr& in) {
   const int distance = first - dst;
   const bool is_near = distance >= 0 && distance < 256;
   const auto b = static_cast<std::uint16_t>(in.b | (is_near ? distance : 0) << 8);
+  if (in.b == 1 && code_.calls[site].builtin == kHandler<&Kt_ExprObject::_length>) {
+    // A variable is looked at where it is.
+    Instr& before = code_.instrs.back();
+    if (before.Op() == InstrOp::kMove && before.A() == first && before.B() < temp_base_) {
+      before.Replace(Instr::Of(InstrOp::kLength, dst, before.B(), site));
+      return;
+    }
+  }
   InstrOp op = InstrOp::kCallScript;
   if (code_.calls[site].kind == FuncCode::CallKind::kBuiltin) op = InstrOp::kCallBuiltin;
   if (code_.calls[site].kind == FuncCode::CallKind::kHost) op = InstrOp::kCallHost;
@@ -293,9 +301,7 @@ void Translator::LowerInstr(Lowering& low, std::size_t at) {
       // b[c][d] in one, when nothing has come between.
       if (at > 0 && low.program.instrs[at - 1].op == CodeOp::kElement &&
           before.Op() == InstrOp::kElement && before.A() == value && !IsConstant(in.a)) {
-        const std::uint8_t mark = before.Mark();
-        before = Instr::Of(InstrOp::kElement2, Target(low, in.dst), before.B(), before.C());
-        before.word |= std::uint64_t{mark} << 8;
+        before.Replace(Instr::Of(InstrOp::kElement2, Target(low, in.dst), before.B(), before.C()));
         (void)Emit(InstrOp::kMore, index, name, value);
         break;
       }
@@ -449,6 +455,13 @@ std::uint16_t Translator::Value(Kt_Expr& expr, std::uint16_t want) {
   temp_floor_ =
       IsTemp(dst) ? std::max<std::uint16_t>(floor, static_cast<std::uint16_t>(dst + 1)) : floor;
   return dst;
+}
+
+bool Translator::GivesConstant(Kt_Expr& expr, Kt_Variant& value) {
+  const ExprProgram program = ExprProgram::Of(expr);
+  if (program.instrs.size() != 1 || !IsConstant(program.instrs[0].a)) return false;
+  value = program.consts[program.instrs[0].a - kConstBase];
+  return true;
 }
 
 void Translator::ValueInto(Kt_Expr& expr, std::uint16_t reg) {

@@ -452,6 +452,7 @@ Outcome Interpreter::Switch(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope
       is_matched = kt::VarCmp(chosen, value, kCmpEqual) != 0;
     }
     if (!is_matched) continue;
+    chosen.Clear();  // what it holds goes before the body runs
     const Outcome outcome = ScopedBody(label.body, context, scope, result);
     if (outcome.flow == Flow::kBreak) return Flow::kNext;
     if (!outcome.IsNext()) return outcome;

@@ -23,6 +23,9 @@ class ProgramMaker {
   std::string Program() {
     std::string out = "var g = " + Leaf() + ", list = [1, 'two', [3, 4]], s = 'text';\n";
     out += "function same(v) { return v; }\n";
+    out +=
+        "function change(v, w) { var kept = v; v[1] = w; w = v; w[0] += 'w'; kept[3] = v[1];\n"
+        "  if (w[0] = 'aw') return kept; if (length(kept) > 3) return w; return v; }\n";
     out += "function f(x, y) {\n" + Body(2) + "return " + Expr(2) + ";\n}\n";
     return out + "function main(x, y) {\n" + Body(3) + "return " + Expr(3) + ";\n}\n";
   }
@@ -63,12 +66,17 @@ class ProgramMaker {
       case 11: return OneOf({"++", "--"}) + Name();
       case 12: return Name() + OneOf({"++", "--"});
       case 13: return Element(depth);
-      case 14: return OneOf({"length(", "mid('abcdef', ", "log(", "code("}) + Expr(depth - 1) + ")";
+      case 14:
+        return OneOf({"length(", "mid('abcdef', ", "log(", "code(", "charat(s, ", "asc(", "chr(",
+                      "left(s, ", "right('abc', ", "pos(s, ", "floor(", "abs(", "sqrt("}) +
+               Expr(depth - 1) + ")";
       case 15: return OneOf({"f(", "count(", "iif("}) + Arg(depth) + ", " + Arg(depth) + ")";
       case 18: return Probe();
       case 19:
         return OneOf({"eval('x + g')", "eval('local++')", "eval('f(x, 1)')", "eval('nosuch')",
-                      "f(x, f(y, 1))", "same(list[1])", "same(s) + 'a' + same(2)"});
+                      "f(x, f(y, 1))", "same(list[1])", "same(s) + 'a' + same(2)",
+                      "change(list, 5)", "change(ref(list), 'q')", "length(change(list, x))",
+                      "length(list)", "length(y)", "change(same(list), list[1])"});
       case 16: return Name() + OneOf({".length", ".size", ".nosuch", ".mid(1)", ".echo(2)"});
       default: return Element(depth) + OneOf({".length", ".mid(0)", "[0]", "++"});
     }
@@ -123,12 +131,26 @@ class ProgramMaker {
       case 14:
         return "var " + counter + " = 3; while (" + counter + "-- > 0) " + Block(depth) + "\n";
       case 15:
+        if (Choose(2) == 1) return ConstantSwitch(depth);
         return "switch (" + Expr(1) + ") { case " + Expr(1) + ": " + Body(depth - 1) + "case " +
                Expr(1) + ": " + Body(depth - 1) + "default: " + Body(depth - 1) + "}\n";
       case 16: return Block(depth) + "\n";
       case 17: return OneOf({"break;\n", "continue;\n"});
       default: return "return " + Expr(2) + ";\n";
     }
+  }
+
+  // Labels of one kind, sometimes with one of another.
+  std::string ConstantSwitch(int depth) {
+    const bool is_text = Choose(2) == 0;
+    std::string out = "switch (" + Expr(1) + ") {";
+    for (int count = 3 + Choose(3); count > 0; --count) {
+      const std::string label = is_text ? OneOf({"'a'", "'12'", "''", "'text'", "'abc'", "'two'"})
+                                        : OneOf({"1", "0", "7", "(-1)", "2", "100000"});
+      out += " case " + (Choose(12) == 1 ? Literal() : label) + ": " + Body(depth - 1);
+      if (Choose(8) == 1) out += "default: " + Body(depth - 1);
+    }
+    return out + (Choose(2) == 1 ? " default: " + Body(depth - 1) : "") + "}\n";
   }
 
   const std::uint8_t* bytes_;

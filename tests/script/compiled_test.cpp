@@ -4,6 +4,7 @@
 // that a budget ends both at the same statement.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <random>
 #include <vector>
 
@@ -28,20 +29,27 @@ std::vector<std::uint8_t> RandomBytes(unsigned seed, std::size_t size) {
   return bytes;
 }
 
+// How many random programs there are: a default, or KT_RANDOM_PROGRAMS.
+unsigned RandomCount(unsigned count) {
+  const char* const wanted = std::getenv("KT_RANDOM_PROGRAMS");
+  return wanted != nullptr ? static_cast<unsigned>(std::strtoul(wanted, nullptr, 10)) : count;
+}
+
 TEST(Compiled, RandomExpressions) {
-  for (unsigned seed = 0; seed < 600 && !HasFailure(); ++seed) {
+  for (unsigned seed = 0; seed < RandomCount(600) && !HasFailure(); ++seed) {
     const std::vector<std::uint8_t> bytes = RandomBytes(seed, 60);
     ProgramMaker maker(bytes.data(), bytes.size());
     ExpectSame(
         "var g = 2, list = [1, 'two', [3, 4]], s = 'text';\n"
         "function f(x, y) { x = x + 1; return y; }\n"
+        "function change(v, w) { v[1] = w; return v; }\n"
         "function main(x, y) { return " +
         maker.Expression() + "; }\n");
   }
 }
 
 TEST(Compiled, RandomPrograms) {
-  for (unsigned seed = 0; seed < 400 && !HasFailure(); ++seed) {
+  for (unsigned seed = 0; seed < RandomCount(400) && !HasFailure(); ++seed) {
     const std::vector<std::uint8_t> bytes = RandomBytes(seed + 10000, 400);
     const int limit_steps = seed % 3 == 0 ? 300 : 1 + static_cast<int>(seed * 7 % 90);
     ExpectSame(ProgramMaker(bytes.data(), bytes.size()).Program(), limit_steps);
@@ -208,6 +216,80 @@ TEST(Compiled, Appends) {
                            "function shrink() { s = 3; return 'cut'; }\n"
                            "function main(x, y) { ") +
                body + " }\n");
+  }
+}
+
+// Labels that go into a table, and those that may not; what stands in no table is compared.
+TEST(Compiled, ConstantLabels) {
+  const char* const labels[] = {
+      "case 'a': r += 'a'; break; case 'b': case '1': r += 'b'; case 'c': r += 'c'; break;",
+      "case 1: r += 'a'; case 2: r += 'b'; break; case -3: r += 'c'; break; case 100000: r += 'd';",
+      "case 1: r += 'a'; case '1': r += 'b'; break; case 'x': r += 'c';",
+      "case 'a': r += 'a'; break; case 'a': r += 'b'; break; case 'A': r += 'c'; break; case '':",
+      "case 'a': r += 'a'; break; default: r += 'd'; case 'b': r += 'b'; case 'c': r += 'c';",
+      "case '': r += 'e'; break; case 'abcd': r += 'f'; break; case 'abce': r += 'g';",
+      "case 1: case 2: case 3: r += 'x'; if (x) { break; } r += 'y'; default: r += 'z';",
+      "case 1.5: r += 'a'; break; case 2: r += 'b'; break; case 3: r += 'c';",
+      "case 1: return 'out'; case 2: r += bump(); break; case 3: switch (x) { case 7: case 8: "
+      "case 9: r += 'in'; break; } r += 'after';",
+  };
+  const char* const values[] = {"'a'",    "'b'",    "'1'", "1",        "2",      "-3",
+                                "3.0",    "1.5",    "''",  "null",     "'abcd'", "list",
+                                "true",   "100000", "obj", "x",        "'A'",    "'abce'",
+                                "'zzzz'", "s",      "7",   "space(9)", "list[1]"};
+  for (const char* const label : labels) {
+    std::string body;
+    for (const char* const value : values) {
+      body += std::string("r += '|'; switch (") + value + ") { " + label + " }\n";
+    }
+    for (const int limit_steps : {10000, 13, 38}) {
+      ExpectSame(
+          "var g = 2, list = [1, 'two', [3, 4]], s = 'text';\n"
+          "function bump() { g = g * 3; return g; }\n"
+          "function main(x, y) { var r = ''; x = 7; " +
+              body + "return r; }\n",
+          limit_steps);
+    }
+  }
+}
+
+// Values that are handed over and back: each of them is its own, whoever held it last.
+TEST(Compiled, ValuesGoInAndOut) {
+  const char* const bodies[] = {
+      "var l = [1, [2, 3], 4]; var m = put(l, 0, 'x'); return count(l, m, put(m, 5, l), m);",
+      "var l = [[1], [2]]; var row = l[0]; row[0] = 'x'; l[1] = row; row[0] = l; return count(l, "
+      "row);",
+      "var l = list; var m = l; l[0] = m; m[1] = l; return count(l, m, list);",
+      "put(ref(list), 1, list); put(list, 0, 9); return list;",
+      "list = put(list, 1, put(list, 0, list)); return list;",
+      "var l = own(x); l[2] = l; return count(l, own(l));",
+      "var t = tail('a') + tail('b'); return t + tail(t) + length(tail(t));",
+      "return length(own(1)) + length(list) + length(s) + length(x) + length(obj) + length(null);",
+      "var r = ref(list); r[0] = length(r); return count(r, length(s), length(list));",
+      "g += length(s); s += g; g++; g -= 1.5; list[0] += g; return count(g, s, list);",
+      "return count(charat(s, 1), charat(s, 99), charat(s, -1), asc(s), asc(''), chr(65), "
+      "chr(-1));",
+      "return count(left(s, 2), left(s, 0), right(s, 1), mid(s, 1), mid(s, 1, 2), mid(s), pos(s, "
+      "'x'));",
+      "return count(charat(obj, 0), length(), charat(s), mid(list, 1), chr('66'), asc(x), pos(s));",
+      "var c = chr(97); var d = charat('abc', 0); c += 'z'; d[0] = 'q'; return count(c, d, "
+      "chr(97));",
+      "return count(floor(2.5), floor('2.5'), abs(-3), sqrt(16), sqrt(obj), floor(), abs(list));",
+      "var l = [own(1), own(2)]; for (var i = 0; i < length(l); i++) l[i] = put(l[i], i, l); "
+      "return l;",
+      "if (s = 'text' && own('a') <> 'b') x = 'same'; if (s <> tail('')) y = 2; return x + y;",
+  };
+  for (const char* const body : bodies) {
+    for (const int limit_steps : {10000, 5, 9}) {
+      ExpectSame(
+          std::string("var g = 2, list = [1, 'two', [3, 4]], s = 'text';\n"
+                      "function put(v, at, w) { v[at] = w; return v; }\n"
+                      "function own(v) { var l = [v, [v]]; l[0] = v; return l; }\n"
+                      "function tail(v) { var own = v + s; if (g > 2) return s; return own; }\n"
+                      "function main(x, y) { ") +
+              body + " }\n",
+          limit_steps);
+    }
   }
 }
 
