@@ -12,8 +12,10 @@ namespace kt::detail {
 namespace {
 
 bool IsSame(const Kt_Variant& left, const Kt_Variant& right) {
-  return left.IsLong() ? left.AsLong() == right.AsLong()
-                       : IsSameText(left.AsStringView(), right.AsStringView());
+  if (left.IsLong()) return left.AsLong() == right.AsLong();
+  const std::u16string_view a = left.AsStringView();
+  const std::u16string_view b = right.AsStringView();
+  return a.data() == b.data() || IsSameText(a, b);
 }
 
 }  // namespace

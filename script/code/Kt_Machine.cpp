@@ -583,7 +583,10 @@ run:
         KT_NEXT();
       }
     }
-    KT_SLOW(BindGlobal(*frame, in));
+    KT_SAVE();
+    code = BindGlobal(*frame, in);
+    pc = frame->pc;
+    goto after_slow;
   }
   KT_CASE(Ref) { KT_SLOW((Ref(*frame, in), kOk)); }
   KT_CASE(MakeList) KT_SLOW(MakeList(*frame, in));

@@ -170,6 +170,7 @@ class Machine {
   KT_NOINLINE kt_long Eval(CodeFrame& frame, Instr in);
   // A return leaves its value in returned_.
   KT_NOINLINE kt_long Walk(CodeFrame& frame, Instr in, bool& is_return);
+  kt_long RunByWalk(CodeFrame& frame, const Kt_ScriptOp& op, bool& is_return);
   KT_NOINLINE kt_long Rest(CodeFrame& frame, bool& is_return);
   KT_NOINLINE void Clear(Kt_Variant& value);
   KT_NOINLINE void Leave(CodeFrame& frame, Instr in);

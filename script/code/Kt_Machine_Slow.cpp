@@ -202,7 +202,19 @@ kt_long Machine::BindGlobal(CodeFrame& frame, Instr in) {
     frame.base[in.A()].SetRef(*global.place);
     return kOk;
   }
-  // Gone: whoever has the name now gives a value to work on.
+  // Gone: whoever has the name now is assigned to, or gives a value to work on.
+  const Instr user = *frame.pc;
+  const Kt_ScriptOp& op = *frame.code->EntryAt(PcOf(frame))->op;
+  const bool combines = user.Op() >= InstrOp::kAddTo && user.Op() <= InstrOp::kModTo;
+  if (combines && user.A() == in.A()) {
+    Kt_Variant value = Read(frame, user.B());
+    return FinishByName(frame, value);
+  }
+  if (op.opcode == kScriptInc || op.opcode == kScriptDec) {
+    bool is_return = false;
+    frame.pc = frame.code->instrs.data() + frame.code->EntryAt(PcOf(frame))->end;
+    return RunByWalk(frame, op, is_return);
+  }
   Kt_Expr name(global.name.GetText());
   Kt_Variant value;
   kt_long code = kOk;
@@ -704,7 +716,10 @@ kt_long Machine::FinishByName(CodeFrame& frame, Kt_Variant& value) {
 }
 
 kt_long Machine::Walk(CodeFrame& frame, Instr in, bool& is_return) {
-  const Kt_ScriptOp& op = *frame.code->statements[in.A()].op;
+  return RunByWalk(frame, *frame.code->statements[in.A()].op, is_return);
+}
+
+kt_long Machine::RunByWalk(CodeFrame& frame, const Kt_ScriptOp& op, bool& is_return) {
   const Storing storing(*this);
   const Contexts contexts(*this, frame);
   frame.op = &op;

@@ -89,23 +89,24 @@ void Translator::Mark(const Kt_ScriptOp& op, int steps) {
   if (code_.scopes.size() > 0xFFFF) GiveUp("too many blocks");
 }
 
+// Equal longs and short texts are there once: equal texts are then found so by their place.
 std::uint16_t Translator::AddConst(const Kt_Variant& value) {
-  if (value.IsLong() || value.IsEmpty()) {
-    const auto same =
-        std::find_if(code_.consts.begin(), code_.consts.end(), [&](const Kt_Variant& known) {
-          return known.GetTag() == value.GetTag() &&
-                 (value.IsEmpty() || known.AsLong() == value.AsLong());
-        });
-    if (same != code_.consts.end()) {
-      return static_cast<std::uint16_t>(kConstOperand | (same - code_.consts.begin()));
-    }
-  }
   if (code_.consts.size() >= kMostConsts) {
     GiveUp("too many constants");
     return kConstOperand;
   }
-  code_.consts.push_back(value);
-  return static_cast<std::uint16_t>(kConstOperand | (code_.consts.size() - 1));
+  const auto next = static_cast<std::uint16_t>(kConstOperand | code_.consts.size());
+  std::uint16_t known = next;
+  if (value.IsEmpty()) {
+    if (empty_const_ == kNone) empty_const_ = next;
+    known = empty_const_;
+  } else if (value.IsLong()) {
+    known = long_consts_.try_emplace(value.AsLong(), next).first->second;
+  } else if (ChoiceTable::Takes(value)) {
+    known = text_consts_.try_emplace(value.AsStringView(), next).first->second;
+  }
+  if (known == next) code_.consts.push_back(value);
+  return known;
 }
 
 std::uint16_t Translator::NewTemp(int count) {
@@ -559,7 +560,8 @@ void Translator::Choose(const Kt_ScriptOpSwitch& labels, std::uint16_t chosen,
     Kt_Variant value;
     if (!GivesConstant(label.expression, value) || !ChoiceTable::Takes(value)) return;
     if (!table.empty() && table.front().value.GetTag() != value.GetTag()) return;
-    table.push_back({std::move(value), static_cast<std::int32_t>(body)});
+    const Kt_Variant& label_value = code_.consts[AddConst(value) & ~kConstOperand];
+    table.push_back({label_value, static_cast<std::int32_t>(body)});
   }
   if (table.size() < kLeast) return;
   (void)Emit(InstrOp::kChoose, chosen, static_cast<std::uint16_t>(code_.choices.size()));

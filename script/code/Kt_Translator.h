@@ -2,6 +2,8 @@
 #pragma once
 
 #include <optional>
+#include <string_view>
+#include <unordered_map>
 
 #include "expr/Kt_ExprProgram.h"
 #include "script/Kt_ScriptOpItem.h"
@@ -99,6 +101,7 @@ class Translator {
   void Branch(Kt_Expr& expr, bool sense, Label label);
   void NoteRange(std::size_t begin, Kt_Expr& expr, std::uint16_t dst, std::size_t resume);
   bool Prepare(Lowering& low);
+  void Spare(Lowering& low);
   bool PrepareCalls(Lowering& low);
   void Lower(Lowering& low, std::size_t end);
   void LowerInstr(Lowering& low, std::size_t at);
@@ -150,6 +153,12 @@ class Translator {
   };
   std::vector<Fixup> fixups_;
   std::vector<std::size_t> labels_;
+  std::uint16_t empty_const_ = kNone;
+  std::unordered_map<kt_long, std::uint16_t> long_consts_;
+  std::unordered_map<std::u16string_view, std::uint16_t> text_consts_;  // texts of code_.consts
+  // The program of an expression that was looked at and will be again.
+  const Kt_Expr* spare_of_ = nullptr;
+  ExprProgram spare_;
   std::vector<std::pair<std::size_t, Label>> branch_resumes_;  // ranges that go on at a label
   int hidden_scope_ = -1;  // open, but not seen by the step and condition of its loop
   int pending_steps_ = 0;

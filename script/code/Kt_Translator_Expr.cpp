@@ -104,7 +104,8 @@ bool Translator::PrepareCalls(Lowering& low) {
 
 // False, with the reason, when the evaluator has to do it.
 bool Translator::Prepare(Lowering& low) {
-  low.program = ExprProgram::Of(low.expr);
+  low.program = spare_of_ == &low.expr ? std::move(spare_) : ExprProgram::Of(low.expr);
+  spare_of_ = nullptr;
   if (low.program.IsEmpty()) {
     low.why = WhyEvaluated(low.expr);
     return false;
@@ -136,6 +137,12 @@ bool Translator::Prepare(Lowering& low) {
   for (std::uint16_t temp = 0; temp < low.program.temp_count; ++temp)
     low.places.push_back(NewTemp());
   return true;
+}
+
+// Keeps the program for the next time that the expression is prepared.
+void Translator::Spare(Lowering& low) {
+  spare_of_ = low.program.IsEmpty() ? nullptr : &low.expr;
+  spare_ = std::move(low.program);
 }
 
 // Globals that are used in place, or while code runs that may remove them, need a register.
@@ -575,6 +582,7 @@ void Translator::Branch(Kt_Expr& expr, bool sense, Label label) {
     }
     code_.calls.resize(calls);
     temp_floor_ = floor;
+    Spare(low);
   }
   std::uint16_t value = Value(expr);
   if ((value & kConstOperand) != 0) {
@@ -641,6 +649,7 @@ std::uint16_t Translator::JoinTo(Kt_Expr& expr, const Kt_WString& name, std::uin
   if (!is_sum) {
     code_.calls.resize(calls);
     temp_floor_ = floor;
+    Spare(low);
     return kNone;
   }
   const std::uint16_t after = temp_floor_;
@@ -673,14 +682,13 @@ const char* Translator::PathTo(const Kt_ScriptOp& op) {
   const Kt_ScriptOpSet& set = *op.GetSet();
   // The target is looked at first: nothing has been emitted when the walk has to do it.
   const std::size_t calls = code_.calls.size();
-  {
-    Lowering probe(set.target);
-    const bool can_lower = Prepare(probe) && !probe.has_guards && probe.program.has_target;
-    code_.calls.resize(calls);
-    temp_floor_ = temp_base_;
-    if (!can_lower) return probe.why != nullptr ? probe.why : "no element of a variable";
-  }
+  Lowering probe(set.target);
+  const bool can_lower = Prepare(probe) && !probe.has_guards && probe.program.has_target;
+  code_.calls.resize(calls);
+  temp_floor_ = temp_base_;
+  if (!can_lower) return probe.why != nullptr ? probe.why : "no element of a variable";
   std::uint16_t value = Value(set.value);
+  Spare(probe);
   Lowering low(set.target);
   (void)Prepare(low);
   const std::vector<CodeInstr>& instrs = low.program.instrs;
