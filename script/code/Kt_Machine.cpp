@@ -588,7 +588,15 @@ run:
     pc = frame->pc;
     goto after_slow;
   }
-  KT_CASE(Ref) { KT_SLOW((Ref(*frame, in), kOk)); }
+  KT_CASE(Ref) {
+    const Kt_Variant& variable = KT_R(in.B());
+    Kt_Variant& dst = KT_R(in.A());
+    if (KT_LIKELY(variable.IsRef() && !dst.IsCounted())) {
+      dst = variable;
+      KT_NEXT();
+    }
+    KT_SLOW((Ref(*frame, in), kOk));
+  }
   KT_CASE(MakeList) KT_SLOW(MakeList(*frame, in));
   KT_CASE(DeclareArray) KT_SLOW(DeclareArray(*frame, in));
   KT_CASE(AssignNew) KT_SLOW(AssignNew(*frame, in));
@@ -707,7 +715,7 @@ run:
     const Kt_Variant& list = Held(KT_R(in.B()));
     const Kt_Variant& index = KT_X(in.C());
     Kt_Variant& dst = KT_R(in.A());
-    if (KT_LIKELY(index.IsLong())) {
+    if (KT_LIKELY(index.IsLong() && list.IsList())) {
       const Kt_Variant* const item = list.ListItem(index.AsLong());
       if (KT_LIKELY(item != nullptr && (!dst.IsCounted() || dst.IsString()) &&
                     (!item->IsCounted() || item->IsString() || item->IsList()))) {
@@ -723,7 +731,7 @@ run:
     const Kt_Variant& index = KT_X(in.C());
     const Kt_Variant& second = KT_X(more.A());
     Kt_Variant& dst = KT_R(in.A());
-    if (KT_LIKELY(index.IsLong() && second.IsLong() && !dst.IsCounted())) {
+    if (KT_LIKELY(index.IsLong() && second.IsLong() && list.IsList() && !dst.IsCounted())) {
       const Kt_Variant* const row = list.ListItem(index.AsLong());
       const Kt_Variant* const item =
           row != nullptr && row->IsList() ? row->ListItem(second.AsLong()) : nullptr;
@@ -742,7 +750,7 @@ run:
     const Kt_Variant& list = Held(KT_R(in.A()));
     const Kt_Variant& index = KT_X(in.B());
     const Kt_Variant& value = KT_X(in.C());
-    if (KT_LIKELY(index.IsLong() && !value.IsCounted())) {
+    if (KT_LIKELY(index.IsLong() && list.IsList() && !value.IsCounted())) {
       const Kt_Variant* const item = list.ListItem(index.AsLong());
       if (KT_LIKELY(item != nullptr && !item->IsCounted() && !list.IsContentShared())) {
         *const_cast<Kt_Variant*>(item) = value;
