@@ -340,6 +340,7 @@ void Translator::Finish() {
       return static_cast<std::int32_t>(labels_[static_cast<std::size_t>(label)]);
     });
   }
+  JoinStepsAndTests();
   code_.slot_count = most_slots_;
   code_.var_count = code_.global_of_register.empty()
                         ? most_slots_
@@ -353,6 +354,19 @@ void Translator::Finish() {
   code_.ranges.shrink_to_fit();
   code_.BindGlobals(script_.GetVariables());
   code_.version = script_.GetVersion();
+}
+
+// The step of a counting loop does the test behind it as well.
+void Translator::JoinStepsAndTests() {
+  for (std::size_t at = 0; at + 1 < code_.instrs.size(); ++at) {
+    Instr& step = code_.instrs[at];
+    const Instr test = code_.instrs[at + 1];
+    const bool is_wide = test.Op() == InstrOp::kIfLessRR;
+    if (step.Op() != InstrOp::kStep || test.A() != step.A() || test.Steps() != 0) continue;
+    if (!is_wide && test.Op() != InstrOp::kIfLessRI) continue;
+    step.Replace(Instr::Of(is_wide ? InstrOp::kStepIfLessRR : InstrOp::kStepIfLessRI, step.A(),
+                           step.B(), step.C()));
+  }
 }
 
 // Another thread may have more of it.

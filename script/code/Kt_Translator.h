@@ -139,6 +139,7 @@ class Translator {
   void GiveUp(const char* why);
   bool HasStack();
   void Finish();
+  void JoinStepsAndTests();
 
   const Kt_ScriptFunc& func_;
   Kt_Script& script_;
