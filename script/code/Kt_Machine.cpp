@@ -688,17 +688,17 @@ run:
     }
     KT_SLOW(Step(*frame, in));
   }
-// The end of a counting loop: a whole number that stays one, and its test (IfLess), which stands
+// The end of a counting loop: a whole number that stays one, and its test, which stands
 // there as well for those who come from elsewhere.
-#define KT_STEP_IF_LESS(form, bound)                                                            \
-  KT_CASE(StepIfLess##form) {                                                                   \
+#define KT_STEP_IF(form, relation, bound)                                                       \
+  KT_CASE(StepIf##form) {                                                                       \
     Kt_Variant& value = KT_R(in.A());                                                           \
     const Instr test = *pc;                                                                     \
     const std::int64_t next = std::int64_t{value.AsLong()} + static_cast<std::int16_t>(in.C()); \
     if (KT_LIKELY(value.IsLong() && bound.IsLong() && next == static_cast<kt_long>(next))) {    \
       value.Set(static_cast<kt_long>(next));                                                    \
       ++pc;                                                                                     \
-      if (KT_LIKELY(next < bound.AsLong())) {                                                   \
+      if (KT_LIKELY(next relation bound.AsLong())) {                                            \
         pc += static_cast<std::int16_t>(test.C());                                              \
         KT_LOOK();                                                                              \
       }                                                                                         \
@@ -706,9 +706,13 @@ run:
     }                                                                                           \
     KT_SLOW(Step(*frame, in));                                                                  \
   }
-  KT_STEP_IF_LESS(RR, KT_R(test.B()))
-  KT_STEP_IF_LESS(RI, Kt_Variant(kt_long{static_cast<std::int16_t>(test.B())}))
-#undef KT_STEP_IF_LESS
+#define KT_TEST_NUMBER Kt_Variant(kt_long{static_cast<std::int16_t>(test.B())})
+  KT_STEP_IF(LessRR, <, KT_R(test.B()))
+  KT_STEP_IF(LessRI, <, KT_TEST_NUMBER)
+  KT_STEP_IF(LessEqualRR, <=, KT_R(test.B()))
+  KT_STEP_IF(LessEqualRI, <=, KT_TEST_NUMBER)
+#undef KT_TEST_NUMBER
+#undef KT_STEP_IF
   KT_CASE(StepBefore) {
     Kt_Variant& value = KT_R(in.B());
     Kt_Variant& dst = KT_R(in.A());

@@ -358,14 +358,19 @@ void Translator::Finish() {
 
 // The step of a counting loop does the test behind it as well.
 void Translator::JoinStepsAndTests() {
+  constexpr std::pair<InstrOp, InstrOp> kJoined[] = {
+      {InstrOp::kIfLessRR, InstrOp::kStepIfLessRR},
+      {InstrOp::kIfLessRI, InstrOp::kStepIfLessRI},
+      {InstrOp::kIfLessEqualRR, InstrOp::kStepIfLessEqualRR},
+      {InstrOp::kIfLessEqualRI, InstrOp::kStepIfLessEqualRI},
+  };
   for (std::size_t at = 0; at + 1 < code_.instrs.size(); ++at) {
     Instr& step = code_.instrs[at];
     const Instr test = code_.instrs[at + 1];
-    const bool is_wide = test.Op() == InstrOp::kIfLessRR;
     if (step.Op() != InstrOp::kStep || test.A() != step.A() || test.Steps() != 0) continue;
-    if (!is_wide && test.Op() != InstrOp::kIfLessRI) continue;
-    step.Replace(Instr::Of(is_wide ? InstrOp::kStepIfLessRR : InstrOp::kStepIfLessRI, step.A(),
-                           step.B(), step.C()));
+    for (const auto& [relation, joined] : kJoined) {
+      if (test.Op() == relation) step.Replace(Instr::Of(joined, step.A(), 0, step.C()));
+    }
   }
 }
 
