@@ -2,9 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <string_view>
 
+#include "classlib/store/Kt_Column.h"
 #include "classlib/store/Kt_LoadReport.h"
 #include "classlib/store/Kt_SaveReport.h"
 
@@ -78,5 +80,16 @@ KT_CLASS_API kt_long LoadBinary(Kt_Dataset& dataset, std::span<const std::uint8_
                                 bool clear, Kt_LoadReport& report);
 KT_CLASS_API kt_long SaveBinary(const Kt_Dataset& dataset, std::u16string_view type, Kt_Buffer& out,
                                 Kt_SaveReport& report);
+
+// Columns in memory, which the dataset takes over: with `clear` in place of the stored columns and
+// rows that it had, otherwise their rows are appended. All have the same number of rows, which are
+// normal ones. The number of rows; -1 for other columns and where the dataset does not take rows,
+// or the code of the refusal.
+struct ColumnData {
+  Kt_WString id;
+  std::shared_ptr<Kt_Column> cells;
+};
+KT_CLASS_API kt_long LoadColumns(Kt_Dataset& dataset, std::span<const ColumnData> columns,
+                                 bool clear);
 
 }  // namespace kt

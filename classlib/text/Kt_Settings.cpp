@@ -13,6 +13,8 @@ namespace {
 
 using kt::detail::WithoutBlanks;
 
+KT_THREAD_LOCAL const Kt_ThreadSettings::Store* thread_store = nullptr;
+
 // One line taken apart; the views lie in the text of the file.
 struct Line {
   enum Kind : std::uint8_t { kOther, kKey, kValue } kind = kOther;
@@ -146,6 +148,10 @@ std::string Kt_Settings::FilePath() {
 
 bool Kt_Settings::Open(std::u16string_view key) {
   Close();
+  if (thread_store != nullptr) {
+    key_ = key;
+    return is_open_ = true;
+  }
   const std::optional<Kt_WString> text = ReadFile();
   if (!text) return false;
   bool in_key = false;
@@ -158,6 +164,7 @@ bool Kt_Settings::Open(std::u16string_view key) {
 }
 
 bool Kt_Settings::QueryValue(std::u16string_view name, Kt_SettingValue& value) const {
+  if (thread_store != nullptr) return is_open_ && (*thread_store)(key_, name, value);
   const auto found = std::find_if(values_.rbegin(), values_.rend(), [name](const auto& entry) {
     return entry.first.EqualsNoCase(name);
   });
@@ -192,3 +199,9 @@ bool Kt_Settings::WriteText(std::u16string_view key, std::u16string_view name,
   }
   return Write(key, name, written + u"\"");
 }
+
+Kt_ThreadSettings::Kt_ThreadSettings(const Store* store) : outer_(thread_store) {
+  if (store != nullptr) thread_store = store;
+}
+
+Kt_ThreadSettings::~Kt_ThreadSettings() { thread_store = outer_; }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -58,5 +59,21 @@ class KT_CLASS_API Kt_Settings {
 
  private:
   std::vector<std::pair<Kt_WString, Kt_SettingValue>> values_;
+  Kt_WString key_;  // that a store of the thread is asked about
   bool is_open_ = false;
+};
+
+// While it lives, settings that this thread reads are asked of `store` in place of the file: false
+// when there is no such value. Borrows it; null changes nothing. Scopes nest, the innermost counts.
+class KT_CLASS_API Kt_ThreadSettings {
+ public:
+  using Store = std::function<bool(std::u16string_view key, std::u16string_view name,
+                                   Kt_SettingValue& value)>;
+  explicit Kt_ThreadSettings(const Store* store);
+  Kt_ThreadSettings(const Kt_ThreadSettings&) = delete;
+  Kt_ThreadSettings& operator=(const Kt_ThreadSettings&) = delete;
+  ~Kt_ThreadSettings();
+
+ private:
+  const Store* outer_;
 };

@@ -8,6 +8,7 @@
 namespace {
 
 std::atomic<Kt_ClockSource> clock_source{nullptr};
+KT_THREAD_LOCAL const Kt_ThreadClock::Source* thread_clock = nullptr;
 
 bool LocalTime(std::time_t seconds, std::tm& parts) {
 #if defined(_WIN32)
@@ -39,8 +40,15 @@ Kt_DateTime SystemNow() {
 }  // namespace
 
 Kt_DateTime kt_nowW() {
+  if (thread_clock != nullptr) return (*thread_clock)();
   const Kt_ClockSource source = clock_source.load(std::memory_order_acquire);
   return source != nullptr ? source() : SystemNow();
 }
 
 Kt_ClockSource kt_setclock(Kt_ClockSource source) { return clock_source.exchange(source); }
+
+Kt_ThreadClock::Kt_ThreadClock(const Source* clock) : outer_(thread_clock) {
+  if (clock != nullptr) thread_clock = clock;
+}
+
+Kt_ThreadClock::~Kt_ThreadClock() { thread_clock = outer_; }
