@@ -1,0 +1,358 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <cmath>
+#include <concepts>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+#include "classlib/base/Kt_Codes.h"
+#include "classlib/value/Kt_Variant.h"
+#include "host/Kt_Errors.h"
+
+namespace kt {
+
+// How a type of the host becomes a value of scripts and back. For a type of your own:
+//
+//   template <> struct kt::Convert<Money> {
+//     static std::string Kind() { return "an amount"; }         // for messages
+//     static bool Read(const Kt_Variant& value, Money& out);    // false: another kind of value
+//     static Kt_Variant Write(const Money& value);              // may throw
+//   };
+//
+// Read gets the value itself, never a reference to a variable. What is read has to be default
+// constructible. Which kinds the types below take is a table of docs/host-cpp.md; there are no
+// conversions between texts and numbers.
+template <class T>
+struct Convert;
+
+// The arguments that are left: the last parameter of a function that takes any number of them.
+struct Rest {
+  Kt_VariantList values;
+};
+
+namespace detail {
+
+inline std::string KindOf(const Kt_Variant& value) {
+  switch (value.Target().GetTag()) {
+#define KT_HOST_KIND(tag, text) \
+  case tag: return Kt_WString(text).ToUtf8();
+    KT_VALUE_KINDS(KT_HOST_KIND)
+#undef KT_HOST_KIND
+    default: return "nothing";
+  }
+}
+
+template <class T>
+concept Number = std::is_arithmetic_v<T> && !std::same_as<T, bool> && !Kt_CharUnit<T>;
+
+template <class T>
+concept ListLike = requires(T list, typename T::value_type item) {
+  list.push_back(std::move(item));
+  list.begin() != list.end();
+}
+&&!std::convertible_to<T, std::string_view> && !std::convertible_to<T, std::u16string_view>;
+
+// With texts as keys.
+template <class T>
+concept MapLike = requires(T map) {
+  typename T::mapped_type;
+  map.begin()->second;
+}
+&&std::same_as<typename T::key_type, std::string>;
+
+// A number whose fraction is 0; nothing for every other value.
+inline std::optional<double> WholeNumber(const Kt_Variant& value) {
+  switch (value.GetTag()) {
+    case kTagLong: return value.AsLong();
+    case kTagBool: return static_cast<double>(value.AsInt64());
+    case kTagDouble:
+    case kTagCurrency: {
+      const double number = value.ToDouble();
+      if (std::trunc(number) == number) return number;  // not a NaN
+      return std::nullopt;
+    }
+    default: return std::nullopt;
+  }
+}
+
+inline constexpr double kExactDoubles = 9007199254740992.0;  // 2^53
+
+}  // namespace detail
+
+template <>
+struct Convert<Kt_Variant> {
+  static std::string Kind() { return "a value"; }
+  static bool Read(const Kt_Variant& value, Kt_Variant& out) {
+    out = value;
+    return true;
+  }
+  static Kt_Variant Write(const Kt_Variant& value) { return value.Dereference(); }
+};
+
+// Scripts have whole numbers of 32 bits. Others go out as doubles where those are exact, to 2^53,
+// and are refused beyond. Into a host go numbers without a fraction that the type can hold.
+template <detail::Number T>
+requires std::integral<T>
+struct Convert<T> {
+  static std::string Kind() {
+    return std::is_unsigned_v<T> ? "a whole number from 0" : "a whole number";
+  }
+  static bool Read(const Kt_Variant& value, T& out) {
+    const std::optional<double> number = detail::WholeNumber(value);
+    // The greatest of a type is no double where the type is wide: the next power of two is.
+    constexpr double kEnd = 2.0 * static_cast<double>(std::numeric_limits<T>::max() / 2 + 1);
+    if (!number || *number < static_cast<double>(std::numeric_limits<T>::min()) ||
+        *number >= kEnd) {
+      return false;
+    }
+    out = static_cast<T>(*number);
+    return true;
+  }
+  static Kt_Variant Write(T value) {
+    if (std::in_range<kt_long>(value)) return static_cast<kt_long>(value);
+    const auto real = static_cast<double>(value);
+    if (std::abs(real) > detail::kExactDoubles) {
+      throw RunError("the number " + std::to_string(value) + " is too large to be exact");
+    }
+    return real;
+  }
+};
+
+template <std::floating_point T>
+struct Convert<T> {
+  static std::string Kind() { return "a number"; }
+  static bool Read(const Kt_Variant& value, T& out) {
+    switch (value.GetTag()) {
+      case kTagLong:
+      case kTagDouble:
+      case kTagCurrency:
+      case kTagBool: out = static_cast<T>(value.ToDouble()); return true;
+      default: return false;
+    }
+  }
+  static Kt_Variant Write(T value) { return static_cast<double>(value); }
+};
+
+template <>
+struct Convert<bool> {
+  static std::string Kind() { return "a truth value"; }
+  static bool Read(const Kt_Variant& value, bool& out) {
+    double number = 0;
+    if (!Convert<double>::Read(value, number)) return false;
+    out = number != 0;
+    return true;
+  }
+  static Kt_Variant Write(bool value) { return Kt_Variant(value); }
+};
+
+template <class T>
+requires std::is_enum_v<T>
+struct Convert<T> {
+  using Number = std::underlying_type_t<T>;
+  static std::string Kind() { return Convert<Number>::Kind(); }
+  static bool Read(const Kt_Variant& value, T& out) {
+    Number number{};
+    if (!Convert<Number>::Read(value, number)) return false;
+    out = static_cast<T>(number);
+    return true;
+  }
+  static Kt_Variant Write(T value) { return Convert<Number>::Write(static_cast<Number>(value)); }
+};
+
+namespace detail {
+
+// Texts: UTF-8 in char, UTF-16 in char16_t.
+template <class T>
+struct ConvertText {
+  static std::string Kind() { return "a text"; }
+  static bool Read(const Kt_Variant& value, T& out) {
+    if (!value.IsString()) return false;
+    if constexpr (std::same_as<T, std::string>) {
+      out = value.AsString().ToUtf8();
+    } else {
+      out = T(value.AsStringView());
+    }
+    return true;
+  }
+  static Kt_Variant Write(const T& value) { return Kt_Variant(value); }
+};
+
+}  // namespace detail
+
+template <>
+struct Convert<std::string> : detail::ConvertText<std::string> {
+  static Kt_Variant Write(std::string_view value) { return value; }
+};
+template <>
+struct Convert<std::u16string> : detail::ConvertText<std::u16string> {
+  static Kt_Variant Write(std::u16string_view value) { return value; }
+};
+template <>
+struct Convert<Kt_WString> : detail::ConvertText<Kt_WString> {};
+template <>
+struct Convert<std::string_view> : Convert<std::string> {};
+template <>
+struct Convert<std::u16string_view> : Convert<std::u16string> {};
+template <>
+struct Convert<const char*> : Convert<std::string> {};
+template <>
+struct Convert<const char16_t*> : Convert<std::u16string> {};
+
+template <>
+struct Convert<Kt_Currency> {
+  static std::string Kind() { return "an amount"; }
+  static bool Read(const Kt_Variant& value, Kt_Currency& out) {
+    double ignored = 0;
+    if (!Convert<double>::Read(value, ignored)) return false;
+    out = value.ToCurrency();
+    return true;
+  }
+  static Kt_Variant Write(Kt_Currency value) { return value; }
+};
+
+template <>
+struct Convert<Kt_DateTime> {
+  static std::string Kind() { return "a date"; }
+  static bool Read(const Kt_Variant& value, Kt_DateTime& out) {
+    if (value.GetTag() != kTagDateTime) return false;
+    out = value.ToDateTime();
+    return true;
+  }
+  static Kt_Variant Write(Kt_DateTime value) { return value; }
+};
+
+// The empty value is no value.
+template <class T>
+struct Convert<std::optional<T>> {
+  static std::string Kind() { return Convert<T>::Kind() + " or nothing"; }
+  static bool Read(const Kt_Variant& value, std::optional<T>& out) {
+    out.reset();
+    return value.IsEmpty() || Convert<T>::Read(value, out.emplace());
+  }
+  static Kt_Variant Write(const std::optional<T>& value) {
+    return value ? Convert<T>::Write(*value) : Kt_Variant();
+  }
+};
+
+// std::vector and its like. An item that is of another kind makes the list one.
+template <detail::ListLike T>
+struct Convert<T> {
+  using Item = typename T::value_type;
+  static std::string Kind() { return "a list, each item " + Convert<Item>::Kind(); }
+  static bool Read(const Kt_Variant& value, T& out) {
+    if (!value.IsList()) return false;
+    out.clear();
+    for (const Kt_Variant& each : value.GetList()) {
+      Item item{};
+      if (!Convert<Item>::Read(each.Target(), item)) return false;
+      out.push_back(std::move(item));
+    }
+    return true;
+  }
+  static Kt_Variant Write(const T& value) {
+    Kt_VariantList list;
+    for (const Item& item : value) list.Add(Convert<Item>::Write(item));
+    return list;
+  }
+};
+
+// Pairs and tuples: lists of so many items.
+namespace detail {
+
+template <class Tuple, class Sequence>
+struct ConvertTuple;
+template <class Tuple, std::size_t... kAt>
+struct ConvertTuple<Tuple, std::index_sequence<kAt...>> {
+  static std::string Kind() { return "a list of " + std::to_string(sizeof...(kAt)) + " items"; }
+  static bool Read(const Kt_Variant& value, Tuple& out) {
+    return value.ListCount() == static_cast<kt_long>(sizeof...(kAt)) &&
+           (Convert<std::tuple_element_t<kAt, Tuple>>::Read(value.ListItem(kAt)->Target(),
+                                                            std::get<kAt>(out)) &&
+            ...);
+  }
+  static Kt_Variant Write(const Tuple& value) {
+    return Kt_VariantList{
+        Convert<std::tuple_element_t<kAt, Tuple>>::Write(std::get<kAt>(value))...};
+  }
+};
+
+}  // namespace detail
+
+template <class... T>
+struct Convert<std::tuple<T...>>
+    : detail::ConvertTuple<std::tuple<T...>, std::index_sequence_for<T...>> {};
+template <class A, class B>
+struct Convert<std::pair<A, B>>
+    : detail::ConvertTuple<std::pair<A, B>, std::make_index_sequence<2>> {};
+
+// std::map and its like, with texts as keys: a list of pairs.
+template <detail::MapLike T>
+struct Convert<T> {
+  using Pair = std::pair<std::string, typename T::mapped_type>;
+  static std::string Kind() {
+    return "a list of pairs of a text and " + Convert<typename T::mapped_type>::Kind();
+  }
+  static bool Read(const Kt_Variant& value, T& out) {
+    if (!value.IsList()) return false;
+    out.clear();
+    for (const Kt_Variant& each : value.GetList()) {
+      Pair pair;
+      if (!Convert<Pair>::Read(each.Target(), pair)) return false;
+      out.insert_or_assign(std::move(pair.first), std::move(pair.second));
+    }
+    return true;
+  }
+  static Kt_Variant Write(const T& value) {
+    Kt_VariantList list;
+    for (const auto& [key, mapped] : value) {
+      list.Add(Kt_VariantList{Convert<std::string>::Write(key),
+                              Convert<typename T::mapped_type>::Write(mapped)});
+    }
+    return list;
+  }
+};
+
+namespace detail {
+
+// The type that a parameter is read into: views need something to look at.
+template <class T>
+struct StoredAs {
+  using Type = T;
+};
+template <>
+struct StoredAs<std::string_view> {
+  using Type = std::string;
+};
+template <>
+struct StoredAs<std::u16string_view> {
+  using Type = std::u16string;
+};
+template <class T>
+using Stored = typename StoredAs<std::remove_cvref_t<T>>::Type;
+
+// A value of the host as a value of scripts; arrays of characters are texts.
+template <class T>
+Kt_Variant ToValue(const T& value) {
+  return Convert<std::decay_t<const T&>>::Write(value);
+}
+
+// Throws a RunError that says what `value` should be.
+template <class T>
+T FromValue(const Kt_Variant& value, std::string_view whose) {
+  Stored<T> out{};
+  if (!Convert<Stored<T>>::Read(value.Target(), out)) {
+    throw RunError(std::string(whose) + " is " + KindOf(value) + ", not " +
+                   Convert<Stored<T>>::Kind());
+  }
+  return out;
+}
+
+}  // namespace detail
+}  // namespace kt
