@@ -6,9 +6,9 @@ set(kt_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KtScript)
 
 # Programs and libraries find each other by relative place, so an installed tree can be moved.
 file(RELATIVE_PATH kt_bin_to_lib /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-set_target_properties(KtScriptLib320U PROPERTIES INSTALL_RPATH "$ORIGIN")
+set_target_properties(KtScriptLib320U ktscript PROPERTIES INSTALL_RPATH "$ORIGIN")
 
-install(TARGETS KtClassLib320U KtScriptLib320U EXPORT KtScriptTargets)
+install(TARGETS KtClassLib320U KtScriptLib320U ktscript EXPORT KtScriptTargets)
 if(TARGET kt)
   set_target_properties(kt PROPERTIES INSTALL_RPATH "$ORIGIN/${kt_bin_to_lib}")
   install(TARGETS kt)
@@ -20,6 +20,9 @@ foreach(folder ${KT_LIBRARY_FOLDERS} host)
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ktscript
     FILES_MATCHING PATTERN "*.h")
 endforeach()
+
+install(FILES ${PROJECT_SOURCE_DIR}/capi/kt.h
+  DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ktscript/capi)
 
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/README.md DESTINATION ${CMAKE_INSTALL_DOCDIR} OPTIONAL)
@@ -44,5 +47,8 @@ if(NOT BUILD_SHARED_LIBS)
   # Static libraries do not carry what they need; a plain `pkg-config --libs` has to name it.
   set(KT_PC_PRIVATE_KEY "Requires")
 endif()
-configure_file(${PROJECT_SOURCE_DIR}/cmake/ktscript.pc.in ${PROJECT_BINARY_DIR}/ktscript.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/ktscript.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+# For C++, and for C.
+foreach(pc ktscript ktscript-c)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/${pc}.pc.in ${PROJECT_BINARY_DIR}/${pc}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${pc}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endforeach()

@@ -335,6 +335,13 @@ class Engine {
   R call(std::string_view name, const Args&... args) {
     return detail::CallFunction<R>(state_, Kt_WString::FromUtf8(name), args...);
   }
+  // The same with arguments that are values already; references among them are passed as such.
+  Kt_Variant call_list(std::string_view name, const Kt_VariantList& args) {
+    detail::Entry entry(state_);
+    Kt_Variant result;
+    entry.Check(entry->script.ExecFunc(Kt_WString::FromUtf8(name), &args, result));
+    return result.Dereference();
+  }
   bool has(std::string_view function) const {
     return state_->script.GetFunc(Kt_WString::FromUtf8(function)) != nullptr;
   }

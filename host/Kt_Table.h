@@ -253,7 +253,7 @@ class Table {
     const kt_long col = At(column);
     const Kt_Column* const cells = Kt_RowReader(data()).GetCells(col);
     const std::size_t count = static_cast<std::size_t>(rows());
-    if (cells == nullptr || !LieInOrder()) {
+    if (cells == nullptr || !lies_in_order()) {
       throw RunError("the cells of '" + std::string(column) + "' do not lie in the order of rows");
     }
     if constexpr (std::same_as<T, kt_long>) {
@@ -272,6 +272,20 @@ class Table {
     }
     throw RunError("column '" + std::string(column) + "' holds " +
                    Kt_WString(kt_columntypenameW(cells->Type())).ToUtf8());
+  }
+  // Whether rows were neither sorted, hidden nor deleted since they came.
+  bool lies_in_order() const {
+    constexpr kt_long kAtOnce = 512;
+    std::uint32_t records[kAtOnce];
+    const Kt_RowReader reader(data());
+    for (kt_long row = 0; row < rows(); row += kAtOnce) {
+      const kt_long count = std::min(kAtOnce, rows() - row);
+      reader.GetRecords(row, count, records);
+      for (kt_long at = 0; at < count; ++at) {
+        if (records[at] != static_cast<std::uint32_t>(row + at)) return false;
+      }
+    }
+    return true;
   }
   // The cells as shown, converted; of a computed column too. Take std::optional for nulls.
   template <class T>
@@ -405,19 +419,6 @@ class Table {
   }
   static std::string Where(kt_long row, std::string_view column) {
     return "row " + std::to_string(row) + " of '" + std::string(column) + "'";
-  }
-  bool LieInOrder() const {
-    constexpr kt_long kAtOnce = 512;
-    std::uint32_t records[kAtOnce];
-    const Kt_RowReader reader(data());
-    for (kt_long row = 0; row < rows(); row += kAtOnce) {
-      const kt_long count = std::min(kAtOnce, rows() - row);
-      reader.GetRecords(row, count, records);
-      for (kt_long at = 0; at < count; ++at) {
-        if (records[at] != static_cast<std::uint32_t>(row + at)) return false;
-      }
-    }
-    return true;
   }
   template <class R>
   static Columns ToColumns(std::span<const R> rows, const Fields<R>& fields) {

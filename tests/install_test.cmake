@@ -46,6 +46,19 @@ if(NOT output STREQUAL expected)
   message(FATAL_ERROR "The example printed:\n${output}\nexpected:\n${expected}")
 endif()
 
+# The C interface needs no C++ compiler.
+if(CC AND WAY STREQUAL "pkgconfig")
+  run(${pkg_config} --cflags --libs ktscript-c)
+  separate_arguments(arguments UNIX_COMMAND "${output}")
+  run(${CC} ${FLAGS} ${SOURCE_DIR}/../c/main.c -o ${host}_c ${arguments}
+    -Wl,-rpath,${prefix}/${LIBDIR} -Wl,-rpath-link,${prefix}/${LIBDIR})
+  run(${host}_c)
+  file(READ ${SOURCE_DIR}/../c/expected.txt expected)
+  if(NOT output STREQUAL expected)
+    message(FATAL_ERROR "The C example printed:\n${output}\nexpected:\n${expected}")
+  endif()
+endif()
+
 if(EXISTS ${prefix}/bin/kt)
   run(${prefix}/bin/kt eval "6 * 7")
   if(NOT output STREQUAL "42\n")
