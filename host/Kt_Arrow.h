@@ -2,7 +2,8 @@
 #pragma once
 
 #include <algorithm>
-#include <cstring>
+#include <cerrno>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -471,6 +472,38 @@ inline Columns FromArrow(const ArrowSchema& schema, const ArrowArray& array) {
     }
   }
   return columns;
+}
+
+// The same as a stream of one batch.
+inline void ToArrowStream(const Table& table, ArrowArrayStream* out) {
+  struct Stream {
+    ArrowSchema schema{};
+    ArrowArray array{};
+    ~Stream() {
+      if (schema.release != nullptr) schema.release(&schema);
+      if (array.release != nullptr) array.release(&array);
+    }
+  };
+  auto stream = std::make_unique<Stream>();
+  ToArrow(table, &stream->schema, &stream->array);
+  *out = {};
+  // Asked once by every reader that there is; another time it fails.
+  out->get_schema = [](ArrowArrayStream* self, ArrowSchema* schema) {
+    Stream& given = *static_cast<Stream*>(self->private_data);
+    if (given.schema.release == nullptr) return EINVAL;
+    *schema = std::exchange(given.schema, {});
+    return 0;
+  };
+  out->get_next = [](ArrowArrayStream* self, ArrowArray* array) {
+    *array = std::exchange(static_cast<Stream*>(self->private_data)->array, {});
+    return 0;
+  };
+  out->get_last_error = [](ArrowArrayStream*) -> const char* { return nullptr; };
+  out->release = [](ArrowArrayStream* self) {
+    delete static_cast<Stream*>(self->private_data);
+    self->release = nullptr;
+  };
+  out->private_data = stream.release();
 }
 
 // All that a stream gives, in place of the rows of the table. The stream stays the caller's.

@@ -112,6 +112,14 @@ class HostContext final : public Kt_ExprObject, public Kt_ExprNameSource {
   void SetTable(const Kt_WString& name, std::shared_ptr<Attached> table) {
     Set(tables_, name, std::move(table));
   }
+  // The object and the table of that name.
+  std::vector<std::shared_ptr<Attached>> GetAttached(const Kt_WString& name) const {
+    std::vector<std::shared_ptr<Attached>> found;
+    for (const auto* const names : {&objects_, &tables_}) {
+      if (const auto at = names->find(name); at != names->end()) found.push_back(at->second);
+    }
+    return found;
+  }
   void Remove(const Attached* which) {
     for (auto* const names : {&objects_, &tables_}) {
       std::erase_if(*names, [&](const auto& entry) { return entry.second.get() == which; });

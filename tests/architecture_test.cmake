@@ -5,7 +5,7 @@
 cmake_minimum_required(VERSION 3.21)
 
 set(library_folders classlib expr object script dataset reference host)
-set(outside_folders capi cli bench fuzz examples)
+set(outside_folders capi cli bench fuzz examples python)
 
 # The rooms: where files lie side by side. A room inside of another is named with it.
 set(rooms
@@ -13,7 +13,7 @@ set(rooms
   classlib/domain
   expr object script script/code dataset dataset/methods dataset/rows reference host
   capi cli cli/data cli/show cli/repl
-  bench fuzz examples)
+  bench fuzz examples python)
 
 # Which rooms the headers and sources of a room may name, by include or by declaration, beside
 # itself. Inside of classlib the arrows go downwards.
@@ -41,7 +41,7 @@ set(allowed_cli ${all_classlib} ${engine} cli/data cli/show cli/repl)
 set(allowed_cli/data ${all_classlib} ${engine} cli cli/show)
 set(allowed_cli/show ${all_classlib} ${engine} cli cli/data)
 set(allowed_cli/repl ${all_classlib} ${engine} cli cli/data cli/show)
-foreach(folder bench capi fuzz examples)
+foreach(folder bench capi fuzz examples python)
   set(allowed_${folder} ${all_classlib} ${engine} capi host)
 endforeach()
 # Scripts made at random, and the host that they run in, serve a test and a fuzz target.

@@ -1,9 +1,9 @@
-# Runs PROGRAM, or else SCRIPT with KT and the lists OPTIONS and ARGS, in the current folder; its output has to
+# Runs PROGRAM with ARGS, or else SCRIPT with KT and the lists OPTIONS and ARGS, in the current folder; its output has to
 # equal EXPECTED.
 cmake_minimum_required(VERSION 3.21)
 
 if(PROGRAM)
-  set(command ${PROGRAM})
+  set(command ${PROGRAM} ${ARGS})
 else()
   set(command ${KT} run ${OPTIONS} ${SCRIPT} ${ARGS})
 endif()

@@ -1,0 +1,73 @@
+# SPDX-License-Identifier: MIT
+"""Scripts, formulas and datasets of KtScript for Python. docs/host-python.md is the guide."""
+
+from . import _core
+from ._core import Dataset, Engine, Formula, version
+from ._errors import Error, Place, RunError, SyntaxError  # noqa: A004
+
+__all__ = ["Dataset", "Engine", "Error", "Formula", "Place", "RunError", "SyntaxError", "eval",
+           "version"]
+
+
+def eval(expression, /, **names):  # noqa: A001
+    """Evaluates one expression over the values of `names`."""
+    engine = Engine()
+    for name, value in names.items():
+        engine[name] = value
+    return engine.eval(expression)
+
+
+def _series(column):
+    """A column as pandas keeps it: nullable integers, NaN and NaT for nulls, else objects."""
+    import numpy
+    import pandas
+
+    kind, data, nulls = column
+    if kind == "long" and nulls is not None:
+        return pandas.arrays.IntegerArray(numpy.array(data), nulls)
+    if kind == "double" and nulls is not None:
+        data = numpy.array(data)
+        data[nulls] = numpy.nan
+    if kind == "datetime":
+        data = data.astype("datetime64[ms]").astype("datetime64[ns]")
+        if nulls is not None:
+            data[nulls] = numpy.datetime64("NaT")
+    return pandas.Series(data, dtype=object if kind == "other" else None, copy=False)
+
+
+def _to_pandas(self, *, states=False, originals=False):
+    """The rows as they are shown, as a DataFrame. Integers with nulls become nullable ones.
+
+    states: a column "_state" with "normal", "insert" or "update"; originals: columns
+    "<id>_original" with the first values of updated rows.
+    """
+    import pandas
+
+    columns = {name: _series(self._column(name, False)) for name in self.columns}
+    if originals:
+        columns.update({f"{name}_original": _series(self._column(name, True))
+                        for name in self.columns})
+    if states:
+        columns["_state"] = pandas.Series(self.states(), dtype=object)
+    return pandas.DataFrame(columns, index=pandas.RangeIndex(len(self)))
+
+
+def _from_pandas(frame, name="table"):
+    """A dataset of the columns of a DataFrame; its index stays behind. NaN and NaT are null."""
+    import pandas
+
+    columns = {}
+    for label in frame.columns:
+        series = frame[label]
+        if isinstance(series.dtype, pandas.DatetimeTZDtype):
+            series = series.dt.tz_localize(None)
+        is_plain = getattr(series.dtype, "kind", "O") in "biufM" and hasattr(series.dtype, "str")
+        if is_plain:
+            columns[str(label)] = series.to_numpy()
+        else:
+            columns[str(label)] = series.astype(object).where(series.notna(), None).tolist()
+    return Dataset(name, columns)
+
+
+Dataset.to_pandas = _to_pandas
+Dataset.from_pandas = staticmethod(_from_pandas)
