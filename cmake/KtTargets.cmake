@@ -36,6 +36,16 @@ function(kt_target_defaults target)
     $<BUILD_INTERFACE:kt_warnings> $<BUILD_INTERFACE:kt_sanitize>)
 endfunction()
 
+# A program in C against the C interface. The C compiler may be another one than that of the
+# libraries, so sanitizers see the libraries only, and the C++ compiler links.
+function(kt_c_target_defaults target)
+  set_target_properties(${target} PROPERTIES
+    C_STANDARD 11 C_EXTENSIONS ON LINKER_LANGUAGE CXX)
+  target_compile_options(${target} PRIVATE -Wall -Wextra)
+  target_link_options(${target} PRIVATE $<TARGET_PROPERTY:kt_sanitize,INTERFACE_LINK_OPTIONS>)
+  target_link_libraries(${target} PRIVATE Kt::CApi)
+endfunction()
+
 # kt_add_library(<target> <macro part> <exported name>): one of the two libraries; the folders add
 # the sources. The macro part names KT_BUILDING_<part>, which turns imports into exports.
 function(kt_add_library target part export_name)

@@ -1,5 +1,6 @@
 # Installs the build into an empty prefix, builds the embedding example against that tree alone and
-# compares what it prints with its expected.txt. WAY is package (find_package) or pkgconfig.
+# compares what it prints with its expected.txt. WAY is package (find_package), pkgconfig, or deb: the
+# tree is then that of a .deb, taken apart.
 cmake_minimum_required(VERSION 3.21)
 
 function(run)
@@ -16,10 +17,21 @@ endfunction()
 set(prefix ${WORK_DIR}/prefix)
 file(REMOVE_RECURSE ${WORK_DIR})
 file(MAKE_DIRECTORY ${WORK_DIR}/build)
-run(${CMAKE_COMMAND} --install ${BUILD_DIR} --config ${CONFIG} --prefix ${prefix})
+if(WAY STREQUAL "deb")
+  run(${CPACK} -G DEB -C ${CONFIG} --config ${BUILD_DIR}/CPackConfig.cmake -B ${WORK_DIR}/deb)
+  file(GLOB package ${WORK_DIR}/deb/*.deb)
+  run(dpkg-deb --extract ${package} ${prefix})
+  set(prefix ${prefix}/usr)
+  run(dpkg-deb --field ${package} Depends)
+  if(NOT output MATCHES "libicu")
+    message(FATAL_ERROR "The package does not say that it needs ICU: ${output}")
+  endif()
+else()
+  run(${CMAKE_COMMAND} --install ${BUILD_DIR} --config ${CONFIG} --prefix ${prefix})
+endif()
 
 set(host ${WORK_DIR}/build/embed)
-if(WAY STREQUAL "package")
+if(WAY MATCHES "^(package|deb)$")
   run(${CMAKE_COMMAND} -S ${SOURCE_DIR} -B ${WORK_DIR}/build -DCMAKE_PREFIX_PATH=${prefix}
     -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_BUILD_TYPE=${CONFIG} -DCMAKE_CXX_FLAGS=${FLAGS})
   run(${CMAKE_COMMAND} --build ${WORK_DIR}/build --config ${CONFIG})
