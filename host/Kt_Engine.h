@@ -90,7 +90,7 @@ class Entry {
   // Throws what host functions let pass, what `code` stands for if it is not 0, and what was
   // reported although the run went on. Places in expressions are exact once a call has returned.
   void Check(kt_long code) {
-    if (state_->depth == 1) state_->host.exceptions.Rethrow();
+    state_->host.exceptions.Rethrow();
     if (code != kOk) throw RunError(LastFailure(code));
     if (!report_.info || state_->is_tolerant) return;
     const Kt_RunError& last = Kt_RunError::Last();

@@ -141,6 +141,7 @@ class TableNode final : public Kt_ExprDataset,
   // comes out of the host's call.
   template <class Work>
   bool Run(const char16_t* event, Work work) {
+    const auto self = shared_from_this();  // it may drop the table
     const std::shared_ptr<EngineState> running = engine.lock();
     ExceptionSink& sink =
         host_ != nullptr && running && running->depth > 0 ? host_->exceptions : exceptions;

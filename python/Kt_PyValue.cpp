@@ -68,13 +68,26 @@ Kt_Variant IntFromPython(py::handle object) {
   return Convert<std::int64_t>::Write(number);
 }
 
+// One level of nesting: lists of Python may hold themselves.
+class Nesting {
+ public:
+  Nesting() {
+    if (Py_EnterRecursiveCall(" in a value of scripts") != 0) throw py::error_already_set();
+  }
+  Nesting(const Nesting&) = delete;
+  Nesting& operator=(const Nesting&) = delete;
+  ~Nesting() { Py_LeaveRecursiveCall(); }
+};
+
 Kt_Variant ListFromPython(py::handle items) {
+  const Nesting nesting;
   Kt_VariantList list;
   for (const py::handle item : items) list.Add(FromPython(item));
   return list;
 }
 
 Kt_Variant DictFromPython(const py::dict& dict) {
+  const Nesting nesting;
   Kt_VariantList list;
   for (const auto& [key, value] : dict) {
     list.Add(Kt_VariantList{FromPython(key), FromPython(value)});
@@ -102,6 +115,7 @@ py::object ToPython(const Kt_Variant& given) {
       return py::bytes(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     }
     case kTagList: {
+      const Nesting nesting;
       py::list list;
       for (const Kt_Variant& item : value.GetList()) list.append(ToPython(item));
       return list;

@@ -52,6 +52,17 @@ def test_what_is_no_value(value, text):
         ktscript.Engine()["x"] = value
 
 
+def test_values_that_hold_themselves():
+    engine, ring = ktscript.Engine(), []
+    ring.append(ring)
+    with pytest.raises(RecursionError):
+        engine["x"] = ring
+    engine.load("var deep = 1; function main() { for (i = 0; i < 100000; i++) deep = list(deep); }")
+    with pytest.raises((RecursionError, ktscript.RunError)):
+        engine.call("main")
+        engine["deep"]
+
+
 def test_eval_with_names():
     assert ktscript.eval("price * qty", price=2.5, qty=4) == 10
     assert ktscript.eval("name + '!'", name="pen") == "pen!"
@@ -312,6 +323,19 @@ def test_functions_call_back():
 
     engine.function("again", again)
     assert engine.call("self") == 42 and engine.call("self") == 1
+
+    def outer():
+        try:
+            engine.eval("fail()")
+        except LookupError as error:
+            return str(error)
+
+    engine.function("fail", lambda: {}[7])
+    engine.function("outer", outer)
+    assert engine.eval("outer()") == "7"
+    engine.function("outer", lambda: engine.eval("fail()"))
+    with pytest.raises(KeyError):
+        engine.eval("outer()")
 
 
 def test_anything_may_go_first():

@@ -191,6 +191,10 @@ TEST(HostBind, ExceptionsBecomeErrorsOrPass) {
   engine.pass_exceptions(true);
   EXPECT_EQ(Outcome([&] { engine.call("main", 0); }), "other: too far");
   EXPECT_THROW(engine.call("main", 1), int);
+  // From call to call, as far as nobody catches it.
+  engine.function("outer", [&](int how) { engine.call("main", how); });
+  EXPECT_EQ(Outcome([&] { engine.eval("outer(0)"); }), "other: too far");
+  EXPECT_THROW(engine.eval("outer(1)"), int);
   EXPECT_EQ(engine.eval<int>("1 + 1"), 2);
 }
 
@@ -378,6 +382,14 @@ TEST(HostBind, TablesAskAndTell) {
   engine.pass_exceptions(true);
   EXPECT_EQ(Outcome([&] { engine.call("main", 100); }), "other: far too many");
   EXPECT_EQ(told, "125 013 ");
+
+  // A handler that drops its own table, and throws.
+  auto alone = std::make_unique<kt::Table>("alone");
+  alone->load_csv("n:long\n1\n").on_change([&](const kt::CellChange&) {
+    alone.reset();
+    throw std::runtime_error("gone");
+  });
+  EXPECT_EQ(Outcome([&] { kt::Table(*alone).set(0, "n", 2); }), "other: gone");
 }
 
 TEST(HostBind, FunctionsCallBackIntoTheEngine) {
