@@ -10,9 +10,9 @@
  * A function that can fail returns a kt_status. With `error` not NULL, *error is NULL after success
  * and otherwise an error that the caller frees. No exception comes out of here.
  * Threads: an engine, with its formulas, objects, datasets and values, belongs to one thread at a
- * time, except for kt_engine_cancel. Engines are independent. Errors may be passed to other threads.
- * Structs begin with their size, which the caller sets to sizeof: fields that are added later stand
- * at their end. */
+ * time, except for kt_engine_cancel. Engines are independent. Errors may be passed to other
+ * threads. Structs begin with their size, which the caller sets to sizeof: fields that are added
+ * later stand at their end. */
 #pragma once
 
 #include <stddef.h>
@@ -60,14 +60,15 @@ typedef enum kt_kind {
   KT_OBJECT = 9
 } kt_kind;
 
-/* The version of this interface: the major number in the upper 16 bits changes when programs have to
- * be built anew. */
+/* The version of this interface: the major number in the upper 16 bits changes when programs have
+ * to be built anew. */
 #define KT_ABI_VERSION 0x00010000u
 KT_C_API uint32_t kt_abi_version(void);
 /* The version of KtScript, "3.20.0". */
 KT_C_API const char* kt_version(void);
 
-/* ---- Errors -------------------------------------------------------------------------------------- */
+/* ---- Errors
+ * -------------------------------------------------------------------------------------- */
 
 /* A place in a script or an expression. Numbers count from 1; 0: not known. */
 typedef struct kt_place {
@@ -96,7 +97,8 @@ KT_C_API kt_status kt_error_fault(const kt_error* error, size_t index, kt_place*
 KT_C_API size_t kt_error_call_count(const kt_error* error);
 KT_C_API kt_status kt_error_call(const kt_error* error, size_t index, kt_place* place);
 
-/* ---- Values -------------------------------------------------------------------------------------- */
+/* ---- Values
+ * -------------------------------------------------------------------------------------- */
 
 /* NULL where memory runs out. */
 KT_C_API kt_value* kt_value_empty(void);
@@ -127,7 +129,8 @@ KT_C_API kt_status kt_value_append(kt_value* list, const kt_value* item); /* of 
 /* Writes to the variable that a script has passed with ref(). KT_ARGUMENT for any other value. */
 KT_C_API kt_status kt_value_assign(const kt_value* reference, const kt_value* value);
 
-/* ---- Engines ------------------------------------------------------------------------------------- */
+/* ---- Engines
+ * ------------------------------------------------------------------------------------- */
 
 /* What a script calls. KT_OK with *result (NULL stays the empty value; the engine frees it), or
  * anything else, with an error that the engine frees if there is something to say. */
@@ -171,8 +174,8 @@ KT_C_API kt_status kt_engine_set(kt_engine* engine, const char* name, const kt_v
                                  kt_error** error);
 KT_C_API kt_status kt_engine_get(kt_engine* engine, const char* name, kt_value** value,
                                  kt_error** error);
-/* KT_OK when the text has no fault. Otherwise the error has every fault, and warnings too if wanted;
- * warnings alone come with KT_OK and an error. */
+/* KT_OK when the text has no fault. Otherwise the error has every fault, and warnings too if
+ * wanted; warnings alone come with KT_OK and an error. */
 KT_C_API kt_status kt_engine_check(kt_engine* engine, const char* name, const char* text,
                                    int warnings, kt_error** error);
 KT_C_API kt_status kt_engine_limits(kt_engine* engine, const kt_limits* limits);
@@ -184,7 +187,8 @@ KT_C_API kt_status kt_engine_seed(kt_engine* engine, uint64_t seed);
 /* Ends the call that is running, or the next one. From any thread while the engine is there. */
 KT_C_API kt_status kt_engine_cancel(kt_engine* engine);
 
-/* ---- Objects ------------------------------------------------------------------------------------- */
+/* ---- Objects
+ * ------------------------------------------------------------------------------------- */
 
 KT_C_API kt_status kt_object_new(kt_engine* engine, const char* name, kt_object** object,
                                  kt_error** error);
@@ -196,7 +200,8 @@ KT_C_API kt_status kt_object_property(kt_object* object, const char* name, kt_fu
 KT_C_API kt_status kt_object_method(kt_object* object, const char* name, kt_function method,
                                     void* user, kt_destroy destroy, kt_error** error);
 
-/* ---- Formulas ------------------------------------------------------------------------------------ */
+/* ---- Formulas
+ * ------------------------------------------------------------------------------------ */
 
 /* `engine` may be NULL: then the formula knows built-in functions only, and any number of threads
  * may evaluate it at once. */
@@ -213,7 +218,8 @@ KT_C_API kt_status kt_formula_columns(const kt_formula* formula, const void* con
                                       const ptrdiff_t* strides, size_t count, double* result,
                                       size_t rows, kt_error** error);
 
-/* ---- Datasets ------------------------------------------------------------------------------------ */
+/* ---- Datasets
+ * ------------------------------------------------------------------------------------ */
 
 typedef enum kt_row_state {
   KT_ROW_NORMAL = 1,
@@ -239,7 +245,7 @@ KT_C_API kt_status kt_dataset_original(const kt_dataset* dataset, size_t row, co
                                        kt_value** value, kt_error** error);
 KT_C_API kt_status kt_dataset_set(kt_dataset* dataset, size_t row, const char* column,
                                   const kt_value* value, kt_error** error);
-KT_C_API int32_t kt_dataset_state(const kt_dataset* dataset, size_t row); /* 0 outside */
+KT_C_API int32_t kt_dataset_state(const kt_dataset* dataset, size_t row);    /* 0 outside */
 KT_C_API kt_status kt_dataset_append(kt_dataset* dataset, kt_error** error); /* a row */
 KT_C_API kt_status kt_dataset_apply(kt_dataset* dataset); /* the rows are the normal ones now */
 KT_C_API kt_status kt_dataset_reset(kt_dataset* dataset); /* takes back all changes */

@@ -213,8 +213,8 @@ kt_long ParseBound(Kt_Expr& expr, const Kt_WString& text) {
 }
 
 const std::shared_ptr<const BoundForm>& EmptyForm() {
-  static const auto form = std::make_shared<const BoundForm>(Kt_Expr(), Kt_Bindings());
-  return form;
+  static const auto kForm = std::make_shared<const BoundForm>(Kt_Expr(), Kt_Bindings());
+  return kForm;
 }
 
 }  // namespace
@@ -242,9 +242,10 @@ kt_long Kt_BoundExpr::EvaluateMany(std::size_t count, Places places, const std::
   constexpr std::size_t kRowsPerCharge = 256;
   const std::vector<std::size_t> used = form_->GetUsedPlaces();
   std::vector<const void*> at(places, places + form_->places.size());
+  const auto charge = static_cast<std::int64_t>(form_->GetUnits() * kRowsPerCharge);
   kt_long first_code = kOk;
   for (std::size_t row = 0; row < count; ++row) {
-    if (row % kRowsPerCharge == 0 && !kt::ChargeTime(form_->GetUnits() * kRowsPerCharge)) {
+    if (row % kRowsPerCharge == 0 && !kt::ChargeTime(charge)) {
       std::fill(out + row, out + count, 0.0);
       return kt::CheckRun(form_->context);
     }

@@ -34,8 +34,8 @@ Kt_Expr& Kt_Expr::operator=(const Kt_WString& text) {
 Kt_Expr::~Kt_Expr() = default;
 
 const Kt_ExprOp* Kt_Expr::GetFirstOp() const {
-  static const Kt_ExprOp none{};
-  return ops_.GetCount() > 0 ? ops_.GetItem(0) : &none;
+  static const Kt_ExprOp kNone{};
+  return ops_.GetCount() > 0 ? ops_.GetItem(0) : &kNone;
 }
 
 void Kt_Expr::Clear() {

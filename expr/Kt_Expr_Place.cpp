@@ -43,8 +43,9 @@ kt_long FindToken(const Kt_WString& text, const Kt_WString& wanted, kt_long nth)
     int token_length = 0;
     const int next = Kt_ExprUtil::FindToken(text.GetText() + at, length - at, start, token_length);
     if (next < 1 || token_length < 1) return -1;
-    const std::u16string_view token = text.View().substr(static_cast<std::size_t>(at + start),
-                                                         static_cast<std::size_t>(token_length));
+    const std::u16string_view token =
+        text.View().substr(static_cast<std::size_t>(at) + static_cast<std::size_t>(start),
+                           static_cast<std::size_t>(token_length));
     if (wanted.EqualsNoCase(token) && nth-- == 0) return at + start;
     at += next;
   }

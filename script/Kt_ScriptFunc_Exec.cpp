@@ -98,6 +98,7 @@ kt_long Kt_Script::ExecFunc(const Kt_WString& name, const Kt_VariantList* args,
 
 kt_long Kt_Script::NoteNoFunc(const Kt_WString& name) const {
   std::vector<Kt_WString> known;
+  known.reserve(static_cast<std::size_t>(funcs_.GetCount()));
   for (kt_long at = 0; at < funcs_.GetCount(); ++at) known.push_back(funcs_.GetItem(at)->GetName());
   return kt::NoteCause(kFailed, Kt_Cause::kNoFunction, {name}, known);
 }

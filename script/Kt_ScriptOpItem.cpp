@@ -15,9 +15,9 @@ void Kt_ScriptOpItem::Set(const Kt_ScriptOpItem& source) {
 }
 
 const Kt_ScriptOpItem& Kt_ScriptOpItemList::operator[](kt_long index) const {
-  static const Kt_ScriptOpItem empty;
+  static const Kt_ScriptOpItem kEmpty;
   const Kt_ScriptOpItem* const item = GetItem(index);
-  return item != nullptr ? *item : empty;
+  return item != nullptr ? *item : kEmpty;
 }
 
 Kt_ScriptOpItem* Kt_ScriptOpItemList::AddItem(kt_long flag, kt_long line) {

@@ -4,9 +4,9 @@
 #include "script/Kt_ScriptOpPayloads.h"
 
 const Kt_ScriptOp& Kt_ScriptOpList::operator[](kt_long index) const {
-  static const Kt_ScriptOp empty;
+  static const Kt_ScriptOp kEmpty;
   const Kt_ScriptOp* const op = GetItem(index);
-  return op != nullptr ? *op : empty;
+  return op != nullptr ? *op : kEmpty;
 }
 
 kt_long Kt_ScriptOpList::FindVarOp(const char16_t* name) const {

@@ -16,8 +16,8 @@ struct Pool {
 
 // Never destroyed: expressions may still run while static objects go.
 Pool& ThePool() {
-  static Pool* const pool = new Pool;
-  return *pool;
+  static Pool* const kPool = new Pool;
+  return *kPool;
 }
 
 }  // namespace

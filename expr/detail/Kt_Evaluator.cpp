@@ -113,19 +113,23 @@ KT_COLD Kt_WString NameOfValue(const Kt_Variant& value) {
   constexpr kt_long kMaxShown = 40;
   if (value.IsList()) return u"the value";
   const Kt_WString text = value.ToString();
-  const Kt_WString shown = text.Mid(0, kMaxShown);
+  Kt_WString shown = text.Mid(0, kMaxShown);
   if (!value.IsString()) return shown;
   return u"'" + shown + (text.GetLength() > kMaxShown ? u"...'" : u"'");
 }
 
 const char16_t* KindOfValue(const Kt_Variant& value) {
-  switch (value.GetTag()) {
-#define KT_KIND_CASE(tag, text) \
-  case tag: return text;
-    KT_VALUE_KINDS(KT_KIND_CASE)
-#undef KT_KIND_CASE
-    default: return u"a value";
+  struct Kind {
+    Kt_Tag tag;
+    const char16_t* text;
+  };
+#define KT_KIND_ROW(tag, text) {tag, text},
+  static constexpr Kind kKinds[] = {KT_VALUE_KINDS(KT_KIND_ROW)};
+#undef KT_KIND_ROW
+  for (const Kind& kind : kKinds) {
+    if (kind.tag == value.GetTag()) return kind.text;
   }
+  return u"a value";
 }
 
 // The message about a member that a plain value does not have.

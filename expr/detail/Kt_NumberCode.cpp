@@ -393,11 +393,11 @@ class NumberCompiler {
   }
 
   void EmitOfOne(double (*function)(double)) {
-    static const auto abs = FindDirectFunc(kHandler<&Kt_ExprObject::_abs>)->of_one;
-    static const auto sqrt = FindDirectFunc(kHandler<&Kt_ExprObject::_sqrt>)->of_one;
-    const NumberOp op = function == abs    ? NumberOp::kAbs
-                        : function == sqrt ? NumberOp::kSqrt
-                                           : NumberOp::kOfOne;
+    static const auto kAbs = FindDirectFunc(kHandler<&Kt_ExprObject::_abs>)->of_one;
+    static const auto kSqrt = FindDirectFunc(kHandler<&Kt_ExprObject::_sqrt>)->of_one;
+    const NumberOp op = function == kAbs    ? NumberOp::kAbs
+                        : function == kSqrt ? NumberOp::kSqrt
+                                            : NumberOp::kOfOne;
     Emit(op).of_one = function;
   }
 

@@ -62,11 +62,17 @@ template <std::int16_t kRelation>
 KT_ALWAYS_INLINE double Related(double left, double right) {
   return Relate(left, right, kRelation) != 0 ? 1.0 : 0.0;
 }
-constexpr auto Equal = Related<kCmpEqual>;
-constexpr auto Greater = Related<kCmpGreater>;
-constexpr auto GreaterEqual = Related<kCmpGreaterEqual>;
-constexpr auto Less = Related<kCmpLess>;
-constexpr auto LessEqual = Related<kCmpLessEqual>;
+KT_ALWAYS_INLINE double Equal(double left, double right) { return Related<kCmpEqual>(left, right); }
+KT_ALWAYS_INLINE double Greater(double left, double right) {
+  return Related<kCmpGreater>(left, right);
+}
+KT_ALWAYS_INLINE double GreaterEqual(double left, double right) {
+  return Related<kCmpGreaterEqual>(left, right);
+}
+KT_ALWAYS_INLINE double Less(double left, double right) { return Related<kCmpLess>(left, right); }
+KT_ALWAYS_INLINE double LessEqual(double left, double right) {
+  return Related<kCmpLessEqual>(left, right);
+}
 KT_ALWAYS_INLINE double NotEqual(double left, double right) { return 1 - Equal(left, right); }
 
 // A condition goes by the integer value (kt::IsConditionTrue), truth by the number (Var_IsTrue).

@@ -80,7 +80,7 @@ Kt_Variable* Machine::Box(CodeFrame& frame, std::uint16_t reg) {
   if (Kt_Variable* const variable = place.GetRefVariable()) return variable;
   const Kt_WString& name = NameOf(frame, reg);
   Kt_Variable* const variable = Kt_Variable::New(name);
-  variable->GetValueW() = std::move(place);
+  variable->GetValueW() = std::exchange(place, {});
   place.SetRef(*variable);
   variable->Unref();
   return variable;
