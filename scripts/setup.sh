@@ -7,7 +7,7 @@ packages=(
   g++ cmake ninja-build pkg-config
   libicu-dev                                                   # class library
   libcli11-dev nlohmann-json3-dev libfmt-dev libedit-dev       # kt
-  libgtest-dev libgmock-dev libsqlite3-dev                     # tests
+  libgtest-dev libgmock-dev libsqlite3-dev dpkg-dev            # tests
   python3-dev pybind11-dev python3-numpy python3-pandas python3-pytest  # the Python module
   libbenchmark-dev lua5.4 liblua5.4-dev libmuparser-dev        # benchmarks
   clang clang-format clang-tidy libclang-rt-dev                # fuzzing, format and lint checks

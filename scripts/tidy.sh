@@ -8,7 +8,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-[ $# -gt 0 ] || set -- classlib expr object script dataset reference cli
+[ $# -gt 0 ] || set -- classlib expr object script dataset reference cli capi
 command -v clang-tidy >/dev/null || { echo "tidy: no clang-tidy; run scripts/setup.sh" >&2; exit 2; }
 export database=build/release/compile_commands.json
 if [ ! -f "$database" ]; then
