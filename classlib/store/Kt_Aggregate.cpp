@@ -228,9 +228,15 @@ std::unique_ptr<Kt_Column> Kt_Dataset::Body::Evaluated(View view, kt_long start,
   return cells;
 }
 
-kt_long kt::detail::TotalOfColumn(Kt_Aggregate what, const Kt_Column& cells, Kt_Variant& result) {
-  const auto walk = [&](auto dense, auto) { dense(std::size_t{0}, cells.RowCount()); };
+kt_long kt::detail::TotalOfCells(Kt_Aggregate what, const Kt_Column& cells, std::size_t first,
+                                 std::size_t last, Kt_Variant& result) {
+  ChargeOrLeave(static_cast<std::int64_t>(last - first));
+  const auto walk = [&](auto dense, auto) { dense(first, last - first); };
   return Finish(FoldOf(what, cells, walk), result);
+}
+
+kt_long kt::detail::TotalOfColumn(Kt_Aggregate what, const Kt_Column& cells, Kt_Variant& result) {
+  return TotalOfCells(what, cells, 0, cells.RowCount(), result);
 }
 
 kt_long kt::detail::TotalOfRecords(Kt_Aggregate what, const Kt_Column& cells, const RowIndex& index,

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 //
-// Sorting: every key column becomes 64-bit numbers, and the rows are sorted by the last key first,
-// so that stability makes the earlier keys win.
+// Sorting: every key column becomes numbers, as many of them one number of 64 bits as have room in
+// it, and the rows are sorted by the last ones first, so that stability makes the earlier keys win.
 #include <algorithm>
+#include <bit>
 #include <numeric>
 
 #include "classlib/base/Kt_Charge.h"
@@ -40,48 +41,94 @@ void ChargeRows(std::size_t rows) {
   ChargeOrLeave(static_cast<std::int64_t>(rows) * Kt_WorkMeter::kUnitsPerCell);
 }
 
-template <class KeyAt>
-void FillKeys(kt::CountedVector<KeyedRow>& rows, bool ascending, KeyAt key_at) {
-  const std::uint64_t turn = ascending ? 0 : ~std::uint64_t{0};
-  ChargeRows(rows.size());
-  for (KeyedRow& row : rows) row.key = key_at(row.row) ^ turn;
-}
+// Sorts slots by several columns, of which the last one is added first. The keys of a column take
+// as many bits as lie between its least and its greatest cell, so columns of texts or of small
+// numbers make one number and are sorted together. What does not fit is sorted by before, and
+// stability keeps that order.
+class SlotSorter {
+ public:
+  explicit SlotSorter(const kt::CountedVector<Slot>& slots) {
+    ChargeRows(slots.size());
+    rows_.reserve(slots.size());
+    for (const Slot slot : slots) rows_.push_back({0, slot});
+  }
 
-void FillKeys(kt::CountedVector<KeyedRow>& rows, const Kt_Column& column, bool ascending) {
-  VisitCells(column, [&]<class Cells>(const Cells& cells) {
-    if constexpr (std::is_same_v<Cells, Kt_Column::Texts>) {
-      const kt::CountedVector<std::uint32_t> ranks = cells.dictionary.Ranks();
-      FillKeys(rows, ascending, [&](Slot row) { return KeyOf(ranks[cells.codes[row]]); });
-    } else if constexpr (std::is_same_v<Cells, Kt_Column::Values>) {
-      const kt::CountedVector<std::uint32_t> ranks = RanksOf(cells);
-      FillKeys(rows, ascending, [&](Slot row) { return KeyOf(ranks[row]); });
-    } else {
-      FillKeys(rows, ascending, [&](Slot row) { return KeyOf(cells[row]); });
-    }
-  });
-}
+  void Add(const Kt_Column& column, bool ascending, bool nulls_last) {
+    if (column.RowCount() == 0) return;
+    VisitCells(column, [&]<class Cells>(const Cells& cells) {
+      if constexpr (std::is_same_v<Cells, Kt_Column::Texts>) {
+        const kt::CountedVector<std::uint32_t> ranks = cells.dictionary.Ranks();
+        AddKeys(column, {0, std::ranges::max(ranks)}, ascending,
+                [&](Slot row) { return KeyOf(ranks[cells.codes[row]]); });
+      } else if constexpr (std::is_same_v<Cells, Kt_Column::Values>) {
+        const kt::CountedVector<std::uint32_t> ranks = RanksOf(cells);
+        AddKeys(column, {0, std::ranges::max(ranks)}, ascending,
+                [&](Slot row) { return KeyOf(ranks[row]); });
+      } else if constexpr (std::is_same_v<Cells, Kt_Column::Doubles>) {
+        AddKeys(column, {0, ~std::uint64_t{0}}, ascending,
+                [&](Slot row) { return KeyOf(cells[row]); });
+      } else {
+        ChargeRows(cells.size());
+        const auto [least, greatest] = std::ranges::minmax(cells);
+        AddKeys(column, {KeyOf(least), KeyOf(greatest)}, ascending,
+                [&](Slot row) { return KeyOf(cells[row]); });
+      }
+    });
+    if (column.NullCount() == 0) return;
+    if (used_bits_ == kKeyBits) Sort();
+    Pack(1, [&](Slot row) { return std::uint64_t{column.IsNull(row) == nulls_last}; });
+  }
 
-void SortByColumn(kt::CountedVector<Slot>& slots, const Kt_Column& column, bool ascending,
-                  bool nulls_last) {
-  kt::CountedVector<Slot> nulls;
-  kt::CountedVector<KeyedRow> rows;
-  kt::CountedVector<KeyedRow> spare;
-  ChargeRows(slots.size());
-  rows.reserve(slots.size());
-  for (const Slot slot : slots) {
-    if (column.IsNull(slot)) {
-      nulls.push_back(slot);
+  void Finish(kt::CountedVector<Slot>& slots) {
+    Sort();
+    std::ranges::transform(rows_, slots.begin(), &KeyedRow::row);
+  }
+
+ private:
+  static constexpr int kKeyBits = 64;
+  struct Range {
+    std::uint64_t least;
+    std::uint64_t greatest;
+  };
+
+  // The keys of nulls say nothing, and must not tell them apart.
+  template <class KeyAt>
+  void AddKeys(const Kt_Column& column, Range range, bool ascending, KeyAt key_at) {
+    const auto bits = static_cast<int>(std::bit_width(range.greatest - range.least));
+    const std::uint64_t from = ascending ? range.least : range.greatest;
+    const std::uint64_t turn = ascending ? 1 : ~std::uint64_t{0};  // times 1 or -1
+    if (used_bits_ + bits > kKeyBits) Sort();
+    if (column.NullCount() == 0) {
+      Pack(bits, [&](Slot row) { return (key_at(row) - from) * turn; });
     } else {
-      rows.push_back({0, slot});
+      Pack(bits, [&](Slot row) {
+        return column.IsNull(row) ? std::uint64_t{0} : (key_at(row) - from) * turn;
+      });
     }
   }
-  FillKeys(rows, column, ascending);
-  SortByKey(rows, spare, ChargeRows);
-  auto out = slots.begin();
-  if (!nulls_last) out = std::copy(nulls.begin(), nulls.end(), out);
-  for (const KeyedRow& row : rows) *out++ = row.row;
-  if (nulls_last) std::copy(nulls.begin(), nulls.end(), out);
-}
+
+  // Puts keys of so many bits before those that are there already.
+  template <class KeyAt>
+  void Pack(int bits, KeyAt key_at) {
+    if (bits == 0) return;
+    ChargeRows(rows_.size());
+    if (used_bits_ == 0) {
+      for (KeyedRow& row : rows_) row.key = key_at(row.row);
+    } else {
+      for (KeyedRow& row : rows_) row.key |= key_at(row.row) << used_bits_;
+    }
+    used_bits_ += bits;
+  }
+
+  void Sort() {
+    if (used_bits_ > 0) SortByKey(rows_, spare_, ChargeRows);
+    used_bits_ = 0;
+  }
+
+  kt::CountedVector<KeyedRow> rows_;
+  kt::CountedVector<KeyedRow> spare_;
+  int used_bits_ = 0;  // of the keys in rows_
+};
 
 }  // namespace
 
@@ -135,19 +182,24 @@ std::shared_ptr<Kt_Column> Kt_Dataset::Body::ComputedCells(kt_long col) const {
 }
 
 // The records that are shown, by keys, nulls first.
+void Kt_Dataset::Body::SortSlots(kt::CountedVector<Slot>& slots, const std::vector<SortKey>& keys,
+                                 bool nulls_last) const {
+  SlotSorter sorter(slots);
+  for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
+    sorter.Add(*SlotCells(key->col), key->ascending, nulls_last);
+  }
+  sorter.Finish(slots);
+}
+
 kt::CountedVector<Slot> Kt_Dataset::Body::OrderedRecords(const std::vector<SortKey>& keys) const {
   kt::CountedVector<Slot> slots = RowsToSave(ActiveView(), false, false);
-  for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
-    SortByColumn(slots, *SlotCells(key->col), key->ascending, false);
-  }
+  SortSlots(slots, keys, false);
   return slots;
 }
 
 void Kt_Dataset::Body::SortRows(const std::vector<SortKey>& keys, bool nulls_last) {
   kt::CountedVector<Slot> slots = rows_.index->Slots();
-  for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
-    SortByColumn(slots, *SlotCells(key->col), key->ascending, nulls_last);
-  }
+  SortSlots(slots, keys, nulls_last);
   ChargeRows(slots.size());
   rows_.index.Write().Assign(slots);
   rows_.DropGroups();

@@ -3,6 +3,9 @@
 // What works on many rows at once, or remembers what it found, against what goes row by row.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -162,6 +165,129 @@ TEST(DatasetLookup, ManyDifferentTexts) {
   EXPECT_EQ(data.LookupDataRow(u"id", u"id-1"), -1);
   data.SetColumn(5, 0, u"id-1");
   EXPECT_EQ(data.LookupDataRow(u"id", u"id-1"), 5);
+}
+
+// Keys that make one number and keys that do not, in tables that are short or long enough for
+// either way of sorting.
+struct Keys {
+  Keys(Tables& tables, kt_long count) : ascending(5) {
+    for (kt_long col = 0; col < 5; ++col) cols.push_back(col);
+    for (kt_long at = 0; at < 5; ++at) std::swap(cols[std::size_t(at)], cols[tables.Pick(5)]);
+    cols.resize(static_cast<std::size_t>(count));
+    for (const kt_long col : cols) ascending[std::size_t(col)] = tables.Pick(2) == 0;
+  }
+  Kt_WString List(const Kt_Dataset& data) const {
+    Kt_WString list;
+    for (const kt_long col : cols) {
+      list += (list.IsEmpty() ? u"" : u",") + data.GetColID(col);
+      if (!ascending[std::size_t(col)]) list += u":d";
+    }
+    return list;
+  }
+  // Below 0 when `a` stands before `b`.
+  int Compare(const Kt_VariantList* a, const Kt_VariantList* b, bool nulls_last) const {
+    for (const kt_long col : cols) {
+      const Kt_Variant& left = *a->GetItem(col);
+      const Kt_Variant& right = *b->GetItem(col);
+      if (left.IsEmpty() != right.IsEmpty()) return left.IsEmpty() == nulls_last ? 1 : -1;
+      const int order = left.IsEmpty() ? 0 : Var_Order(left, right);
+      if (order != 0) return ascending[std::size_t(col)] ? order : -order;
+    }
+    return 0;
+  }
+
+  std::vector<kt_long> cols;
+  std::vector<bool> ascending;  // by column
+};
+
+std::vector<Kt_VariantList> RowsOf(const Kt_Dataset& data) {
+  std::vector<Kt_VariantList> rows;
+  for (kt_long row = 0; row < data.GetRowCount(); ++row) {
+    if (data.GetRowLevel(row) > 0) continue;
+    Kt_VariantList& cells = rows.emplace_back();
+    for (kt_long col = 0; col < data.GetColCount(); ++col) cells.Add(data.ReadColumn(row, col));
+  }
+  return rows;
+}
+
+Kt_Dataset Numbered(Tables& tables, kt_long rows) {
+  Kt_Dataset data = tables.Make(rows);
+  data.AddColumn(u"n", u"long");
+  for (kt_long row = 0; row < rows; ++row) {
+    data.SetColumn(row, 5, row);
+    if (tables.Pick(30) == 0) data.SetColumn(row, 1, std::nan(""));
+    if (tables.Pick(30) == 0) data.SetColumn(row, 0, tables.Pick(2) == 0 ? INT32_MIN : INT32_MAX);
+    if (tables.Pick(30) == 0) {
+      data.SetColumn(row, 2, Kt_Currency::FromUnits(tables.Pick(2) == 0 ? INT64_MIN : INT64_MAX));
+    }
+  }
+  return data;
+}
+
+TEST(DatasetSort, SeveralKeysAreEachInTurn) {
+  for (unsigned seed = 0; seed < 120 && !HasFailure(); ++seed) {
+    Tables tables(seed);
+    Kt_Dataset data = Numbered(tables, seed % 8 == 0 ? 1300 : tables.Pick(50));
+    const Keys keys(tables, tables.Pick(5) + 1);
+    const bool nulls_last = tables.Pick(2) == 0;
+    std::vector<Kt_VariantList> rows = RowsOf(data);
+    std::stable_sort(rows.begin(), rows.end(), [&](const auto& a, const auto& b) {
+      return keys.Compare(&a, &b, nulls_last) < 0;
+    });
+    data.Sort(keys.List(data), true, nulls_last);
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+      ASSERT_EQ(data.ReadColumn(static_cast<kt_long>(row), 5).ToInteger(),
+                rows[row].GetItem(5)->ToInteger())
+          << "seed " << seed << " row " << row << ' ' << keys.List(data).ToUtf8();
+    }
+  }
+}
+
+// Every subtotal is what an aggregate over its rows gives, to the bit, and stands where keys
+// change.
+TEST(DatasetGroups, RandomSubtotalsAreAggregatesOfTheirRows) {
+  for (unsigned seed = 0; seed < 120 && !HasFailure(); ++seed) {
+    Tables tables(seed);
+    Kt_Dataset data = Numbered(tables, seed % 8 == 0 ? 2500 : tables.Pick(60) + 1);
+    const Keys keys(tables, tables.Pick(3) + 1);
+    const auto what = static_cast<Kt_Aggregate>(seed % 5 + 1);
+    for (kt_long col = 0; col < 6; ++col) {
+      if (std::ranges::count(keys.cols, col) > 0) continue;
+      data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, col, true, what);
+    }
+    if (tables.Pick(4) > 0) data.Sort(keys.List(data), true, false, true);
+    for (kt_long row = data.GetRowCount() - 1; row >= 0 && seed % 3 == 0; row -= 5) {
+      data.Filter(row);
+    }
+    data.SetReverseSubSumStat(seed % 7 == 0);
+    data.RecalcGroup();
+    std::vector<kt_long> counts(keys.cols.size() + 1);
+    for (kt_long row = 0; row < data.GetRowCount(); ++row) {
+      const kt_long level = data.GetRowLevel(row);
+      if (level == 0) continue;
+      ++counts[static_cast<std::size_t>(level)];
+      const kt_long start = data.GetRangeStart(row);
+      for (kt_long col = 0; col < 6; ++col) {
+        if (std::ranges::count(keys.cols, col) > 0) continue;
+        Kt_Variant wanted;
+        data.GetAggregate(what, col, start, start + data.GetRangeCount(row), wanted);
+        const Kt_Variant cell = data.ReadColumn(row, col);
+        ASSERT_TRUE(cell.GetTag() == wanted.GetTag() && cell.ToString() == wanted.ToString())
+            << "seed " << seed << " row " << row << " col " << col;
+      }
+    }
+    if (data.GetGroupStr().IsEmpty()) continue;
+    const std::vector<Kt_VariantList> rows = RowsOf(data);
+    for (std::size_t level = 1; level < counts.size() && !rows.empty(); ++level) {
+      Keys outer = keys;
+      outer.cols.resize(keys.cols.size() + 1 - level);
+      kt_long groups = 1;
+      for (std::size_t row = 1; row < rows.size(); ++row) {
+        if (outer.Compare(&rows[row - 1], &rows[row], false) != 0) ++groups;
+      }
+      EXPECT_EQ(counts[level], groups) << "seed " << seed << " level " << level;
+    }
+  }
 }
 
 }  // namespace

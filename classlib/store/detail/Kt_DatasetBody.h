@@ -194,6 +194,8 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
   kt::CountedVector<Slot> OrderedRecords(const std::vector<SortKey>& keys) const;
   Kt_Variant ReadRecord(kt_long record, kt_long col) const;
   kt_long CountRecords(View view, kt_long start, kt_long end) const;
+  void SortSlots(kt::CountedVector<Slot>& slots, const std::vector<SortKey>& keys,
+                 bool nulls_last) const;
   void SortRows(const std::vector<SortKey>& keys, bool nulls_last);
   std::shared_ptr<const Kt_Column> SlotCells(kt_long col) const;
   std::shared_ptr<Kt_Column> ComputedCells(kt_long col) const;

@@ -35,8 +35,8 @@ inline std::uint64_t KeyOf(double value) {
   return (bits >> 63) != 0 ? ~bits : bits | std::uint64_t{1} << 63;
 }
 
-// Stable. Byte by byte from the lowest, with the counts of all eight bytes taken in one pass and
-// bytes that are the same everywhere left out. `spare` is working memory. Calls charge(rows) for
+// Stable. Byte by byte from the lowest; bytes that are the same everywhere are left out, and the
+// counts of the others are taken in one pass. `spare` is working memory. Calls charge(rows) for
 // each pass over the rows; it may throw, and the rows are then in no order.
 template <class Charge>
 void SortByKey(CountedVector<KeyedRow>& rows, CountedVector<KeyedRow>& spare, Charge charge) {
@@ -48,17 +48,23 @@ void SortByKey(CountedVector<KeyedRow>& rows, CountedVector<KeyedRow>& spare, Ch
   }
   charge(rows.size());
   spare.resize(rows.size());
+  std::uint64_t different = 0;  // bits
+  for (const KeyedRow& row : rows) different |= row.key ^ rows[0].key;
+  std::array<std::uint8_t, 8> shifts;  // of the bytes that matter
+  std::size_t bytes = 0;
+  for (std::uint8_t shift = 0; shift < 64; shift += 8) {
+    if ((different >> shift & 0xFF) != 0) shifts[bytes++] = shift;
+  }
   std::array<std::array<std::uint32_t, 256>, 8> counts{};
   for (const KeyedRow& row : rows) {
-    for (std::size_t byte = 0; byte < 8; ++byte) ++counts[byte][row.key >> byte * 8 & 0xFF];
+    for (std::size_t byte = 0; byte < bytes; ++byte) ++counts[byte][row.key >> shifts[byte] & 0xFF];
   }
-  for (std::size_t byte = 0; byte < 8; ++byte) {
+  for (std::size_t byte = 0; byte < bytes; ++byte) {
     std::array<std::uint32_t, 256>& starts = counts[byte];
-    if (starts[rows[0].key >> byte * 8 & 0xFF] == rows.size()) continue;
     charge(rows.size());
     std::uint32_t start = 0;
     for (std::uint32_t& count : starts) start += std::exchange(count, start);
-    for (const KeyedRow& row : rows) spare[starts[row.key >> byte * 8 & 0xFF]++] = row;
+    for (const KeyedRow& row : rows) spare[starts[row.key >> shifts[byte] & 0xFF]++] = row;
     rows.swap(spare);
   }
 }
