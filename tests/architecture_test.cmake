@@ -107,6 +107,7 @@ foreach(folder ${library_folders} ${outside_folders})
   file(GLOB_RECURSE found RELATIVE ${ROOT} ${ROOT}/${folder}/*.h ${ROOT}/${folder}/*.cpp)
   list(APPEND files ${found})
 endforeach()
+list(FILTER files EXCLUDE REGEX "^python/build/")  # what pip leaves there
 foreach(file ${files})
   find_room(${file})
   if(NOT room IN_LIST rooms)

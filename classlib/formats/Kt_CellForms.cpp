@@ -15,6 +15,7 @@
 
 #include "classlib/formats/detail/Kt_FileText.h"
 #include "classlib/text/Kt_Utf16.h"
+#include "classlib/text/detail/Kt_FromChars.h"
 
 namespace {
 
@@ -206,7 +207,7 @@ bool ValueOf(std::basic_string_view<Unit> text, const Number& number, const Nota
     }
   }
   const std::size_t start = plain.starts_with('+') ? 1 : 0;
-  const auto read = std::from_chars(plain.data() + start, plain.data() + plain.size(), value);
+  const auto read = kt::detail::FromChars(plain.data() + start, plain.data() + plain.size(), value);
   if (read.ec == std::errc()) return true;
   const bool too_great = number.magnitude > 0;
   value = too_great ? std::numeric_limits<double>::infinity() : 0.0;
@@ -596,7 +597,7 @@ bool Kt_CellReader::FindDouble(std::basic_string_view<Unit> text, double& value)
 bool Kt_CellReader::ReadDouble(std::string_view utf8, double& value) const {
   // The usual number is one for the standard library too, which knows words besides.
   if (notation_.decimal == u'.' && !utf8.empty() && (IsDigit(utf8.back()) || utf8.back() == '.')) {
-    const auto [end, error] = std::from_chars(utf8.data(), utf8.data() + utf8.size(), value);
+    const auto [end, error] = kt::detail::FromChars(utf8.data(), utf8.data() + utf8.size(), value);
     if (error == std::errc() && end == utf8.data() + utf8.size()) return true;
   }
   return FindDouble(utf8, value);

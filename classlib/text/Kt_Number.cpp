@@ -8,6 +8,7 @@
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/text/detail/Kt_Blank.h"
+#include "classlib/text/detail/Kt_FromChars.h"
 
 namespace {
 
@@ -182,7 +183,7 @@ bool kt_readnumberW(std::u16string_view text, double& value) {
   if (text.size() <= sizeof narrow) {
     std::copy(text.begin(), text.end(), narrow);
     double read = 0.0;
-    if (std::from_chars(narrow, narrow + text.size(), read).ec == std::errc()) {
+    if (kt::detail::FromChars(narrow, narrow + text.size(), read).ec == std::errc()) {
       value = read;
       return true;
     }

@@ -10,6 +10,7 @@
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/text/Kt_WString.h"
 #include "classlib/text/detail/Kt_Blank.h"
+#include "classlib/text/detail/Kt_FromChars.h"
 
 namespace {
 
@@ -69,7 +70,7 @@ class Decimal {
     const char* const end =
         std::to_chars(exponent_start + 1, digits_ + sizeof digits_, exponent_).ptr;
     double value = 0.0;
-    const auto read = std::from_chars(digits_, end, value);
+    const auto read = kt::detail::FromChars(digits_, end, value);
     if (read.ec == std::errc()) return value;
     return point > 0 ? std::numeric_limits<double>::infinity() : 0.0;
   }

@@ -7,8 +7,10 @@
 
 #include <functional>
 #include <random>
+#include <unordered_set>
 
 #include "classlib/text/Kt_Number.h"
+#include "classlib/value/Kt_VariantCompare.h"
 #include "variant_samples.h"
 
 namespace {
@@ -209,6 +211,27 @@ TEST_F(VariantOrder, SortingOverEverything) {
   EXPECT_LT(Var_Order(kNaN, u""), 0);
   EXPECT_LT(Var_Order(5, u"4"), 0);
   EXPECT_LT(Var_Order(Kt_Variant(), u""), 0);
+}
+
+TEST_F(VariantOrder, ValuesInContainersOfTheHost) {
+  Values values = Numbers(random_);
+  Append(values, {kNaN, -kNaN, Date(kNaN), 0.0, -0.0, Amount(15000), 1.5, Date(1.5)});
+  Append(values, Texts());
+  Append(values, Others());
+  AddLists(values, random_);
+  for (const Kt_Variant& a : values) {
+    for (const Kt_Variant& b : values) {
+      ASSERT_EQ(a == b, Var_Order(a, b) == 0) << Describe(a) << " and " << Describe(b);
+      ASSERT_EQ(a < b, Var_Order(a, b) < 0);
+      if (a == b) {
+        ASSERT_EQ(kt::HashOf(a), kt::HashOf(b)) << Describe(a) << " and " << Describe(b);
+      }
+    }
+  }
+  EXPECT_TRUE(Kt_Variant(u"a") == u"a" && "a" == Kt_Variant(u"a") && Kt_Variant(5) == 5);
+  EXPECT_TRUE(Kt_Variant(u"5") != 5 && Kt_Variant(5) < u"4" && Kt_Variant(kt_long{2}) >= 1.5);
+  const std::unordered_set<Kt_Variant> seen{5, 5.0, u"5", List({1, u"a"}), List({1.0, u"a"})};
+  EXPECT_EQ(seen.size(), 3u);
 }
 
 }  // namespace
