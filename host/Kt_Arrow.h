@@ -459,6 +459,8 @@ inline Columns FromArrow(const ArrowSchema& schema, const ArrowArray& array) {
   if (std::string_view(schema.format) != "+s" || array.null_count > 0) {
     throw RunError("the Arrow data is no table: a struct without nulls is one");
   }
+  if (array.n_children != schema.n_children)
+    throw RunError("the Arrow data is not that of its schema");
   Columns columns;
   for (std::int64_t col = 0; col < schema.n_children; ++col) {
     const ArrowSchema& child = *schema.children[col];
