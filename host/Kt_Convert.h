@@ -233,8 +233,11 @@ template <class T>
 struct Convert<std::optional<T>> {
   static std::string Kind() { return Convert<T>::Kind() + " or nothing"; }
   static bool Read(const Kt_Variant& value, std::optional<T>& out) {
-    out.reset();
-    return value.IsEmpty() || Convert<T>::Read(value, out.emplace());
+    T read{};
+    const bool has_value = !value.IsEmpty();
+    if (has_value && !Convert<T>::Read(value, read)) return false;
+    out = has_value ? std::optional<T>(std::move(read)) : std::nullopt;
+    return true;
   }
   static Kt_Variant Write(const std::optional<T>& value) {
     return value ? Convert<T>::Write(*value) : Kt_Variant();
