@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 #include "classlib/text/Kt_Number.h"
 #include "object/Kt_ExprObject.h"
@@ -16,12 +17,32 @@ using kt::Kt_FuncArgs;
 
 namespace {
 
+// The same as Cut without a text, for numbers whose 15 digits reach so far behind the cut that
+// they do not decide where it comes out. Dividing whole numbers gives the double that is nearest to
+// the decimal number, as reading its text does.
+bool CutNumber(double value, kt_long decimals, double& cut) {
+  constexpr double kPowers[] = {1, 10, 100, 1000, 10000};
+  constexpr double kNear = 1e-4;
+  if (!(std::fabs(value) < 1e6) || decimals >= static_cast<kt_long>(std::size(kPowers))) {
+    return false;
+  }
+  const double power = kPowers[decimals];
+  const double whole = std::trunc(value * power);
+  const double rest = std::fabs(value * power - whole);
+  if (rest > 1 - kNear || (decimals > 0 && rest < kNear)) return false;
+  cut = whole / power;
+  return true;
+}
+
 // The number that the text of `value` is when it is cut after `decimals` digits. Infinities and
 // NaN have no such text, and the text of the very greatest numbers rounds to an infinity.
 double Cut(double value, kt_long decimals) {
   if (!std::isfinite(value)) return value;
-  const Kt_WString text = kt::detail::PlainDecimal(kt_doubletextW(value));
-  const double cut = Kt_WString(kt::detail::CutDecimals(text, decimals)).ToDouble();
+  double cut = 0;
+  if (!CutNumber(value, decimals, cut)) {
+    const Kt_WString text = kt::detail::PlainDecimal(kt_doubletextW(value));
+    cut = Kt_WString(kt::detail::CutDecimals(text, decimals)).ToDouble();
+  }
   if (!std::isfinite(cut)) return value;
   return cut == 0 ? 0.0 : cut;  // no negative zero
 }
