@@ -230,8 +230,8 @@ TEST(Compiled, ConstantLabels) {
       "case '': r += 'e'; break; case 'abcd': r += 'f'; break; case 'abce': r += 'g';",
       "case 1: case 2: case 3: r += 'x'; if (x) { break; } r += 'y'; default: r += 'z';",
       "case 1.5: r += 'a'; break; case 2: r += 'b'; break; case 3: r += 'c';",
-      "case 1: return 'out'; case 2: r += bump(); break; case 3: switch (x) { case 7: case 8: "
-      "case 9: r += 'in'; break; } r += 'after';",
+      "case 1: return 'out'; case 2: r += bump(); break; case 3: r += 'c';",
+      "case 1: switch (x) { case 7: case 8: case 9: r += 'in'; } case 2: case 3: r += 'c';",
   };
   const char* const values[] = {"'a'",    "'b'",    "'1'", "1",        "2",      "-3",
                                 "3.0",    "1.5",    "''",  "null",     "'abcd'", "list",
