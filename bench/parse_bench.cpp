@@ -2,13 +2,17 @@
 //
 // Tokenizing and parsing of expression text, 10 KB to 10 MB in two shapes: many expressions as
 // scripts have them, and one long one. The bytes per second should not depend on the size. One
-// source character counts as one byte.
+// source character counts as one byte. And what the first call of a long function costs, which
+// parses its expressions and makes its code.
 #include <benchmark/benchmark.h>
+#include <malloc.h>
 
+#include <optional>
 #include <vector>
 
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
+#include "script/Kt_Script.h"
 
 namespace {
 
@@ -106,6 +110,46 @@ void BM_Parse(benchmark::State& state, MakeSource make) {
   SetBytes(state, source);
 }
 
+// A function of so many lines that does nothing when it is called with -1.
+Kt_WString LongFunction(std::int64_t lines) {
+  constexpr const char16_t* kLines[] = {
+      u"  var total = 0;\n",
+      u"  for (var i = 0; i < length(name); i++) total += i * 3 + count;\n",
+      u"  if (total > limit && state == 'open') { total = round(total / 2, 2); }\n",
+      u"  name = left(name, 3) + ' ' + mid(name, 5, 2) + total;\n",
+      u"  rows[count % 7] = total * (1 + rate / 100);\n",
+      u"  switch (state) { case 'open': count++; case 'held': count += 2; }\n",
+      u"  count = count + indexOf(name, state) - rows[2];\n",
+  };
+  Kt_WString text(u"function f(count, name, limit, state, rate, rows) {\n");
+  text += u"  if (count < 0) return 0;\n";
+  for (std::int64_t line = 2; line < lines; ++line) {
+    text += kLines[static_cast<std::size_t>(line) % std::size(kLines)];
+  }
+  return text + u"}\n";
+}
+
+// Time of the first call, and the heap that it leaves in use, as a multiple of the source's bytes.
+void BM_FirstCall(benchmark::State& state) {
+  const Kt_WString text = LongFunction(state.range(0));
+  const Kt_VariantList args{Kt_Variant(kt_long{-1})};
+  double heap_bytes = 0;
+  for (auto _ : state) {
+    state.PauseTiming();
+    std::optional<Kt_Script> script(std::in_place, nullptr);
+    if (script->Parse(u"f", text, nullptr, nullptr) != 0) state.SkipWithError("does not parse");
+    const auto before = static_cast<double>(mallinfo2().uordblks);
+    state.ResumeTiming();
+    Kt_Variant result;
+    if (script->ExecFunc(u"f", &args, result) != 0) state.SkipWithError("does not run");
+    state.PauseTiming();
+    heap_bytes = static_cast<double>(mallinfo2().uordblks) - before;
+    script.reset();
+    state.ResumeTiming();
+  }
+  state.counters["heap_per_source_byte"] = heap_bytes / (2.0 * text.GetLength());
+}
+
 void Sizes(benchmark::internal::Benchmark* bench) {
   for (const std::int64_t length : {10'000, 100'000, 1'000'000, 10'000'000}) bench->Arg(length);
 }
@@ -116,5 +160,6 @@ BENCHMARK_CAPTURE(BM_Validate, many, ManyExpressions)->Apply(Sizes);
 BENCHMARK_CAPTURE(BM_Validate, one, OneExpression)->Apply(Sizes);
 BENCHMARK_CAPTURE(BM_Parse, many, ManyExpressions)->Apply(Sizes);
 BENCHMARK_CAPTURE(BM_Parse, one, OneExpression)->Apply(Sizes);
+BENCHMARK(BM_FirstCall)->Arg(100)->Arg(1000)->Unit(benchmark::kMicrosecond);
 
 }  // namespace

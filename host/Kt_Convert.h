@@ -40,13 +40,11 @@ struct Rest {
 namespace detail {
 
 inline std::string KindOf(const Kt_Variant& value) {
-  switch (value.Target().GetTag()) {
 #define KT_HOST_KIND(tag, text) \
-  case tag: return Kt_WString(text).ToUtf8();
-    KT_VALUE_KINDS(KT_HOST_KIND)
+  if (value.Target().GetTag() == (tag)) return Kt_WString(text).ToUtf8();
+  KT_VALUE_KINDS(KT_HOST_KIND)
 #undef KT_HOST_KIND
-    default: return "nothing";
-  }
+  return "nothing";
 }
 
 template <class T>

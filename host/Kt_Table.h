@@ -34,9 +34,7 @@ namespace detail {
 // The type of the column that holds values of T; numbers that may not fit 32 bits are looked at.
 template <class T>
 constexpr Kt_ColumnType ColumnTypeOf() {
-  if constexpr (std::same_as<T, bool>) {
-    return Kt_ColumnType::kLong;
-  } else if constexpr (std::is_enum_v<T>) {
+  if constexpr (std::is_enum_v<T>) {
     return ColumnTypeOf<std::underlying_type_t<T>>();
   } else if constexpr (std::integral<T>) {
     return Kt_ColumnType::kLong;
@@ -234,6 +232,7 @@ class Table {
   int columns() const { return data().GetColCount(); }
   std::vector<std::string> column_names() const {
     std::vector<std::string> names;
+    names.reserve(static_cast<std::size_t>(columns()));
     for (kt_long col = 0; col < columns(); ++col) names.push_back(data().GetColID(col).ToUtf8());
     return names;
   }

@@ -66,12 +66,10 @@ std::size_t Kt_CliInputScan::PassWord(std::u16string_view rest) {
   const auto end = std::find_if_not(rest.begin(), rest.end(), IsNameUnit);
   const std::u16string_view word(rest.data(), static_cast<std::size_t>(end - rest.begin()));
   if (depth_ > 0) return word.size();
-  if (wanted_ == Wanted::kName) {
+  if (wanted_ == Wanted::kName || IsOneOf(word, {u"if", u"for", u"while", u"switch"})) {
     wanted_ = Wanted::kHead;
   } else if (IsOneOf(word, {u"function"})) {
     wanted_ = Wanted::kName;
-  } else if (IsOneOf(word, {u"if", u"for", u"while", u"switch"})) {
-    wanted_ = Wanted::kHead;
   } else {
     wanted_ = IsOneOf(word, {u"else"}) ? Wanted::kBody : Wanted::kNone;
   }

@@ -72,7 +72,7 @@ bool Kt_CliSession::Check(const Piece& piece) {
 }
 
 Kt_WString Kt_CliSession::BodyOf(const Piece& piece) const {
-  const Kt_WString text = TextOf(piece.whole);
+  Kt_WString text = TextOf(piece.whole);
   if (piece.kind != PieceKind::kExpression) return text;
   return Kt_WString(kReturn) + text + u";";
 }

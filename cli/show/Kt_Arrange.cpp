@@ -29,6 +29,7 @@ using Column = Kt_CliView::Column;
 
 std::vector<Kt_WString> ColumnNames(const Kt_Dataset& dataset) {
   std::vector<Kt_WString> names;
+  names.reserve(static_cast<std::size_t>(dataset.GetColCount()));
   for (kt_long col = 0; col < dataset.GetColCount(); ++col) names.push_back(dataset.GetColID(col));
   return names;
 }
@@ -358,7 +359,7 @@ class Arranger {
       const int next =
           Kt_ExprUtil::FindToken(text.GetText() + at, text.GetLength() - at, start, length);
       if (next < 1 || length < 1) break;
-      const std::size_t offset = static_cast<std::size_t>(at + start);
+      const auto offset = static_cast<std::size_t>(at) + static_cast<std::size_t>(start);
       const Kt_WString token(view.substr(offset, static_cast<std::size_t>(length)));
       at += next;
       if (what.find("'" + token.ToUtf8() + "'") == std::string::npos) continue;
@@ -577,6 +578,7 @@ class Arranger {
     std::vector<NamedColumn> named;
     if (!ReadViewList("--sort", wanted_.sort, named)) return false;
     std::vector<Kt_CliView::SortKey> keys;
+    keys.reserve(named.size());
     for (const NamedColumn& key : named) {
       keys.push_back({static_cast<std::size_t>(key.col), key.descending});
     }

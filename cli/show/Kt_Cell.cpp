@@ -53,7 +53,7 @@ kt_long PointAt(const Kt_WString& number) {
 }  // namespace
 
 Kt_WString Kt_CliCellFormat::NumberText(const Kt_Variant& value, Kt_Aggregate made_by) const {
-  const Kt_WString plain = value.ToString();
+  Kt_WString plain = value.ToString();
   Kt_WString out;
   if (decimals_ && !value.IsLong()) {
     Kt_WString pattern(u"0.");

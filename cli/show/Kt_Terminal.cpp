@@ -70,6 +70,7 @@ std::string InColumns(std::vector<std::string> names) {
   names.resize(names.size() - left_out);
   for (std::string& name : names) name = kt::cli::WithVisibleControls(name);
   std::vector<int> widths;
+  widths.reserve(names.size());
   for (const std::string& name : names) {
     widths.push_back(kt::cli::DisplayWidth(Kt_WString::FromUtf8(name).View()));
   }

@@ -449,6 +449,8 @@ bool Machine::RecoverHere(CodeFrame& frame, kt_long& code) {
 
 static_assert(kStep == 1024, "the mark of an instruction is shifted to units");
 
+// One loop by nature: what a machine dispatches to has to stand in one function.
+// NOLINTNEXTLINE(readability-function-size)
 kt_long Machine::Loop(CodeFrame& entry, Kt_Variant& result, kt_long failure) {
 #if defined(__GNUC__)
 #define KT_CODE_OP(name, operands, text) &&op_##name, &&entry_##name,
