@@ -74,8 +74,11 @@ bool IsGroupBlank(char16_t unit) {
 
 template <class Unit>
 bool IsSign(Unit unit, char16_t sign) {
-  if constexpr (sizeof(Unit) == 1) return sign < 128 && unit == static_cast<Unit>(sign);
-  return unit == sign || (IsGroupBlank(sign) && IsGroupBlank(unit));
+  if constexpr (sizeof(Unit) == 1) {
+    return sign < 128 && unit == static_cast<Unit>(sign);
+  } else {
+    return unit == sign || (IsGroupBlank(sign) && IsGroupBlank(unit));
+  }
 }
 
 // A text that is a number, taken apart.

@@ -186,9 +186,8 @@ kt_long TableDoor::Give(const Kt_Dataset& dataset, std::u16string_view save_type
   if (!choice) return kErrNotAllowed;
   const auto give = [&]() -> kt_long {
     if (!dataset.IsPhysical()) {
-      const std::shared_ptr<Kt_ColumnEvaluator> evaluator = dataset.GetEvaluator();
       Kt_Dataset table = dataset.body().AsTable(choice->view);
-      table.SetEvaluator(evaluator);  // for its columns of expressions
+      table.SetEvaluator(dataset.GetEvaluator());  // for its columns of expressions
       return Give(table, save_type, rows);
     }
     rows.slots = dataset.body().RowsToSave(choice->view, choice->changed_only, false);

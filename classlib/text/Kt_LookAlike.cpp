@@ -24,8 +24,8 @@ Checker MakeChecker() {
 
 // Does not change once it has been made, so that all threads may ask it. Null without its tables.
 const USpoofChecker* SharedChecker() {
-  static const Checker checker = MakeChecker();
-  return checker.get();
+  static const Checker kChecker = MakeChecker();
+  return kChecker.get();
 }
 
 bool IsAscii(std::u16string_view text) {

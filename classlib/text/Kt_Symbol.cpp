@@ -100,8 +100,8 @@ class SymbolTable {
 
 // Never destroyed: variables of static objects may be looked up after main has ended.
 SymbolTable& Table() {
-  static SymbolTable* const table = new SymbolTable;
-  return *table;
+  static SymbolTable* const kTable = new SymbolTable;
+  return *kTable;
 }
 
 // False when the run was stopped on the way.

@@ -122,10 +122,10 @@ std::span<const std::uint8_t> Kt_Variant::AsBinary() const {
 }
 
 const Kt_VariantList& Kt_Variant::GetList() const {
-  static const Kt_VariantList none;
+  static const Kt_VariantList kNone;
   // A list is one pointer to the buffer, null when empty, and that is what the payload is.
   const void* const payload = &payload_;
-  return IsList() ? *static_cast<const Kt_VariantList*>(payload) : none;
+  return IsList() ? *static_cast<const Kt_VariantList*>(payload) : kNone;
 }
 
 Kt_VariantList Kt_Variant::TakeList() {
@@ -159,8 +159,9 @@ bool Kt_Variant::ListSetSlow(kt_long index, const Kt_Variant& value) {
 }
 
 const Kt_ObjectHolder& Kt_Variant::GetHolder() const {
-  static const Kt_ObjectHolder none;
-  return IsObject() && IsCounted() ? static_cast<const HolderRep*>(payload_.counted)->holder : none;
+  static const Kt_ObjectHolder kNone;
+  return IsObject() && IsCounted() ? static_cast<const HolderRep*>(payload_.counted)->holder
+                                   : kNone;
 }
 
 void Kt_Variant::SetRef(Kt_Variable& variable, kt_long item) {

@@ -27,8 +27,8 @@ Keys DrawKeys() {
 }
 
 const Keys& ProcessKeys() {
-  static const Keys keys = DrawKeys();
-  return keys;
+  static const Keys kKeys = DrawKeys();
+  return kKeys;
 }
 
 std::uint64_t Mixed(std::uint64_t a, std::uint64_t b) {
