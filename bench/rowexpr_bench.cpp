@@ -173,6 +173,98 @@ void BM_Filter_Plain(benchmark::State& state) {
 }
 void BM_Filter_Evaluated(benchmark::State& state) { Evaluate(state, u"qty > 5"); }
 
+// Eight columns, a text of 5,000 values, and a null in one of a hundred cells of every column.
+struct Sales {
+  static constexpr kt_long kTexts = 5000;
+  static constexpr std::uint8_t kIsNull = 1;
+
+  Sales() : wrapper(&data, nullptr) {
+    const char16_t* const columns[][2] = {
+        {u"price", u"double"}, {u"qty", u"long"},   {u"disc", u"double"}, {u"city", u"string"},
+        {u"cost", u"double"},  {u"stock", u"long"}, {u"note", u"string"}, {u"day", u"date"}};
+    for (const auto& column : columns) data.AddColumn(column[0], column[1]);
+    data.AppendRow(kRows);
+    for (kt_long row = 0; row < kRows; ++row) {
+      nulls.push_back(row % 10000 * 7919 % 100 == 0 ? kIsNull : 0);
+      nulls.push_back(row % 10000 * 7907 % 100 == 1 ? kIsNull : 0);
+      nulls.push_back(row % 10000 * 7901 % 100 == 2 ? kIsNull : 0);
+      price.push_back(nulls.end()[-3] != 0 ? 0 : (row % 1000 * 7919 % 1000) / 8.0);
+      qty.push_back(nulls.end()[-2] != 0 ? 0 : row % 997 * 31 % 10);
+      disc.push_back(nulls.end()[-1] != 0 ? 0 : row % 991 * 17 % 40 / 100.0);
+      city.push_back(row % 1009 * 7919 % kTexts);
+      if (nulls.end()[-3] == 0) data.SetColumn(row, 0, price.back());
+      if (nulls.end()[-2] == 0) data.SetColumn(row, 1, qty.back());
+      if (nulls.end()[-1] == 0) data.SetColumn(row, 2, disc.back());
+      data.SetColumn(row, 3, u"city" + Kt_Variant(city.back()).ToString());
+    }
+    data.ApplyChange();
+  }
+  // The rows of a plain loop over the same cells: price, qty, disc, the number of the city, and
+  // three flags.
+  template <class Row>
+  double Total(Row row) const {
+    double sum = 0;
+    for (std::size_t at = 0; at < price.size(); ++at) {
+      sum += row(price[at], qty[at], disc[at], city[at], &nulls[at * 3]);
+    }
+    return sum;
+  }
+
+  Kt_Dataset data{u"sales"};
+  Kt_ExprDataset wrapper;
+  std::vector<double> price;
+  std::vector<kt_long> qty;
+  std::vector<double> disc;
+  std::vector<kt_long> city;
+  std::vector<std::uint8_t> nulls;
+};
+
+Sales& TheSales() {
+  static Sales sales;
+  return sales;
+}
+
+double NetOf(double price, kt_long qty, double disc, kt_long, const std::uint8_t*) {
+  return price * qty * (1 - disc);
+}
+// A null is less than every number.
+double IsWanted(double price, kt_long qty, double, kt_long city, const std::uint8_t* nulls) {
+  return qty > 5 && (nulls[0] != 0 || price < 100) && city != 17 ? 1 : 0;
+}
+double PriceOfWanted(double price, kt_long qty, double disc, kt_long city,
+                     const std::uint8_t* nulls) {
+  return IsWanted(price, qty, disc, city, nulls) != 0 ? price : 0;
+}
+constexpr const char16_t* kWanted = u"qty > 5 && price < 100 && city <> 'city17'";
+
+template <class Row>
+void OverSales(benchmark::State& state, const char16_t* name, const Kt_VariantList& args, Row row) {
+  const Kt_Getter method = Kt_ExprDataset::GetDSetMethodFunc(name);
+  Sales& sales = TheSales();
+  Kt_Variant result;
+  for ([[maybe_unused]] auto round : state) (sales.wrapper.*method)(&args, result);
+  if (result.ToDouble() != sales.Total(row)) state.SkipWithError("wrong result");
+  Finish(state);
+}
+template <class Row>
+void PlainOverSales(benchmark::State& state, Row row) {
+  const Sales& sales = TheSales();
+  for ([[maybe_unused]] auto round : state) benchmark::DoNotOptimize(sales.Total(row));
+  Finish(state);
+}
+void BM_NullsSum(benchmark::State& state) {
+  OverSales(state, u"Sum", {u"price * qty * (1 - disc)"}, NetOf);
+}
+void BM_NullsSum_Plain(benchmark::State& state) { PlainOverSales(state, NetOf); }
+void BM_NullsCaseSum(benchmark::State& state) {
+  OverSales(state, u"CaseSum", {kWanted, u"price"}, PriceOfWanted);
+}
+void BM_NullsCaseSum_Plain(benchmark::State& state) { PlainOverSales(state, PriceOfWanted); }
+void BM_NullsCaseCount(benchmark::State& state) {
+  OverSales(state, u"CaseCount", {kWanted}, IsWanted);
+}
+void BM_NullsCaseCount_Plain(benchmark::State& state) { PlainOverSales(state, IsWanted); }
+
 #define KT_ROWS(name) BENCHMARK(name)->Unit(benchmark::kMillisecond)
 KT_ROWS(BM_SumProduct);
 KT_ROWS(BM_SumProduct_Plain);
@@ -186,6 +278,12 @@ KT_ROWS(BM_CaseCountTexts);
 KT_ROWS(BM_CaseCountTexts_Plain);
 KT_ROWS(BM_CaseCountTexts_Evaluated);
 KT_ROWS(BM_CaseCountFunction);
+KT_ROWS(BM_NullsSum);
+KT_ROWS(BM_NullsSum_Plain);
+KT_ROWS(BM_NullsCaseSum);
+KT_ROWS(BM_NullsCaseSum_Plain);
+KT_ROWS(BM_NullsCaseCount);
+KT_ROWS(BM_NullsCaseCount_Plain);
 KT_ROWS(BM_Filter);
 KT_ROWS(BM_Filter_Plain);
 KT_ROWS(BM_Filter_Evaluated);

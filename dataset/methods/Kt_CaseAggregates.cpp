@@ -36,12 +36,19 @@ class CaseTaker {
   bool Wants(kt_long row) const { return IsCounted(cursor_, row, pivot_index_, count_nulls_); }
   // The rows up to one whose value took other code.
   kt_long TakeMany(kt_long first, const RowNumbers& conditions) {
+    if (conditions.longs == nullptr) return conditions.count;  // doubles are no conditions
     const std::int64_t ran_before = cursor_.GetOthersRun();
     kt_long at = 0;
-    for (; at < conditions.count && ran_before == cursor_.GetOthersRun(); ++at) {
-      if (conditions.longs == nullptr || conditions.longs[at] == 0) continue;
-      cursor_.GoTo(first + at);
-      if (!AddRow()) return -1;
+    while (at < conditions.count && ran_before == cursor_.GetOthersRun()) {
+      if (conditions.longs[at] == 0) {
+        ++at;
+      } else if (const RowNumbers values = ValuesFrom(first, at, conditions); values.count > 0) {
+        tally_.AddWhere(values, conditions.longs + at);
+        at += values.count;
+      } else {
+        cursor_.GoTo(first + at++);
+        if (!AddRow()) return -1;
+      }
     }
     return at;
   }
@@ -52,6 +59,11 @@ class CaseTaker {
   Kt_Variant Result() const { return tally_.Result(); }
 
  private:
+  // The values of the rows from first + at on that were computed ahead; any will do for a count.
+  RowNumbers ValuesFrom(kt_long first, kt_long at, const RowNumbers& conditions) {
+    if (!has_value_) return {conditions.longs + at, nullptr, conditions.count - at};
+    return value_.PaidNumbersFrom(cursor_, first + at, first + conditions.count);
+  }
   bool AddRow() {
     Kt_Variant value;
     const bool goes_on = !has_value_ || value_.Evaluate(cursor_, value);

@@ -9,8 +9,11 @@
 // once shows the kind that every temporary has at every step, and which && or || is open there.
 //
 // Why it is right: a kernel gives what the operation gives for two numbers, and marks the rows in
-// which the operation would give something else (a sum that no long holds). A marked row is
-// evaluated by itself, by all rules. Computing ahead takes no other code and reads only cells, so
+// which the operation would give something else (a sum that no long holds). Null cells hold 0 and
+// are marked where that is not the same: in relations, as the result, and where the kind of a
+// result hangs on it. When all steps are done, the marked rows are computed once more, one by one
+// through the same steps, with values and operators of the evaluator; what comes out then may be of
+// another kind or empty. Computing ahead takes no other code and reads only cells, so
 // nobody sees that rows were computed that are not asked for.
 //
 // What it costs: a step keeps 8 KiB of doubles or 4 KiB of longs, so that a few of them stay in the
@@ -19,7 +22,9 @@
 #include "dataset/rows/Kt_RowBlock.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <numeric>
 #include <type_traits>
@@ -36,6 +41,26 @@ using CodeOperand::kNameBase;
 
 bool IsTemp(std::uint16_t operand) { return operand < kConstBase; }
 bool IsConst(std::uint16_t operand) { return operand >= kConstBase && operand < kNameBase; }
+
+bool IsTest(CodeOp op) { return op == CodeOp::kTestAnd || op == CodeOp::kTestOr; }
+
+// How many items from the first / down to the last on are equal to it: eight at a time.
+std::size_t EqualFrom(const std::uint8_t* items, std::size_t count) {
+  std::array<std::uint8_t, 8> same;
+  same.fill(items[0]);
+  std::size_t at = 0;
+  while (at + 8 <= count && std::memcmp(items + at, same.data(), 8) == 0) at += 8;
+  while (at < count && items[at] == items[0]) ++at;
+  return at;
+}
+std::size_t EqualTo(const std::uint8_t* items, std::size_t count) {
+  std::array<std::uint8_t, 8> same;
+  same.fill(items[count - 1]);
+  std::size_t left = count;
+  while (left >= 8 && std::memcmp(items + left - 8, same.data(), 8) == 0) left -= 8;
+  while (left > 0 && items[left - 1] == items[count - 1]) --left;
+  return count - left;
+}
 
 // As IsConditionTrue: a double is cut first, NaN is 0.
 bool IsWholeTrue(kt_long value) { return value != 0; }
@@ -85,12 +110,12 @@ struct RowBlock::Kernels {
     const kt_long* const left = step.left->longs;
     const kt_long* const right = step.right->longs;
     kt_long* const out = step.out->own_longs.data();
-    std::uint8_t* const odd = block.odd_.data();
+    std::uint8_t* const marks = block.marks_.data();
     const std::size_t count = block.count_;
     for (std::size_t at = 0; at < count; ++at) {
       const std::int64_t value = Op()(std::int64_t{left[at]}, std::int64_t{right[at]});
       out[at] = static_cast<kt_long>(value);
-      odd[at] |= static_cast<std::uint8_t>(value != out[at]);
+      marks[at] |= static_cast<std::uint8_t>(value != out[at] ? kAgain : kPlain);
     }
   }
 
@@ -98,11 +123,11 @@ struct RowBlock::Kernels {
     const kt_long* const left = step.left->longs;
     const kt_long* const right = step.right->longs;
     kt_long* const out = step.out->own_longs.data();
-    std::uint8_t* const odd = block.odd_.data();
+    std::uint8_t* const marks = block.marks_.data();
     const std::size_t count = block.count_;
     for (std::size_t at = 0; at < count; ++at) {
       const bool has_none = right[at] == 0;
-      odd[at] |= static_cast<std::uint8_t>(has_none);
+      marks[at] |= static_cast<std::uint8_t>(has_none ? kAgain : kPlain);
       out[at] = static_cast<kt_long>(std::int64_t{left[at]} % (has_none ? 1 : right[at]));
     }
   }
@@ -168,7 +193,7 @@ struct RowBlock::Kernels {
     } else {
       out = step.out->own_doubles.data();
     }
-    memo.Read(block.records_.data(), block.count_, out, block.odd_.data());
+    memo.Read(block.records_.data(), block.count_, out, block.marks_.data());
   }
 
   // ---- The kernel of an operation for sides of two kinds
@@ -228,8 +253,14 @@ struct RowBlock::Kernels {
   }
 };
 
+void RowBlock::Lane::Store(std::size_t at, const Kt_Variant& number) {
+  if (is_long && longs == own_longs.data()) own_longs[at] = number.AsLong();
+  if (!is_long && doubles == own_doubles.data()) own_doubles[at] = number.AsDouble();
+}
+
 void RowBlock::Lane::Own(bool as_long) {
   is_known = true;
+  stays_double = false;
   part = -1;
   is_long = as_long;
   if (as_long) {
@@ -260,14 +291,21 @@ bool RowBlock::Plan(const std::vector<RowName>& names) {
     // The empty left side of a sign is the long 0 in arithmetic.
     if (!value.IsLong() && !value.IsDouble() && !value.IsEmpty()) continue;
     lane.Own(!value.IsDouble());
+    lane.stays_double = value.IsDouble();
+    lane.single = value;
     std::fill(lane.own_longs.begin(), lane.own_longs.end(), value.ToInteger());
     std::fill(lane.own_doubles.begin(), lane.own_doubles.end(), value.ToDouble());
   }
   temps_.resize(program_.temp_count);
+  std::vector<std::size_t> first_steps;  // of each instruction
   for (std::size_t at = 0; at < program_.instrs.size(); ++at) {
+    first_steps.push_back(steps_.size());
     // The && or || ends here: what it had settled takes part again.
     std::erase_if(open_masks_, [&](const OpenMask& open) { return open.landing <= at; });
     if (!PlanPart(at) && !PlanInstr(program_.instrs[at])) return false;
+  }
+  for (Step& step : steps_) {
+    if (IsTest(step.op)) step.landing = first_steps[step.landing];
   }
   return result_ != nullptr;
 }
@@ -302,9 +340,8 @@ int RowBlock::FindMask(std::uint16_t temp) const {
 
 RowBlock::Step& RowBlock::AddStep(const CodeInstr& in, Kernel kernel, bool gives_long) {
   temps_[in.dst].Own(gives_long);
-  const bool is_test = in.op == CodeOp::kTestAnd || in.op == CodeOp::kTestOr;
-  const Lane* const right = is_test ? nullptr : LaneOf(in.b);
-  return steps_.emplace_back(Step{kernel, LaneOf(in.a), right, &temps_[in.dst]});
+  const Lane* const right = IsTest(in.op) ? nullptr : LaneOf(in.b);
+  return steps_.emplace_back(Step{kernel, LaneOf(in.a), right, &temps_[in.dst], in.op});
 }
 
 // What is made of texts, one column of them, and constants ----
@@ -358,15 +395,15 @@ bool RowBlock::MakeNumber(std::uint16_t operand) {
   if (!memo.FindKind()) return false;
   lane.Own(memo.IsLong());
   const Kernel kernel = memo.IsLong() ? &Kernels::OfTexts<kt_long> : &Kernels::OfTexts<double>;
-  steps_.push_back({kernel, nullptr, nullptr, &lane});
+  lane.stays_double = !memo.IsLong();
+  steps_.push_back({kernel, nullptr, nullptr, &lane, CodeOp::kCall});
   steps_.back().memo = static_cast<int>(memos_.size() - 1);
   return true;
 }
 
 bool RowBlock::PlanInstr(const CodeInstr& in) {
   const bool has_left = in.op != CodeOp::kNot;
-  const bool has_right =
-      in.op != CodeOp::kTestAnd && in.op != CodeOp::kTestOr && in.op != CodeOp::kReturn;
+  const bool has_right = !IsTest(in.op) && in.op != CodeOp::kReturn;
   if ((has_left && !MakeNumber(in.a)) || (has_right && !MakeNumber(in.b))) return false;
   if (IsRelation(in.op)) return PlanRelation(in);
   if (in.op == CodeOp::kReturn) return PlanReturn(in);
@@ -378,10 +415,7 @@ bool RowBlock::PlanInstr(const CodeInstr& in) {
     case CodeOp::kSub:
     case CodeOp::kMul:
     case CodeOp::kDiv:
-    case CodeOp::kMod:
-      AddStep(in, Kernels::ForArithmetic(in.op, left_is_long, right_is_long),
-              left_is_long && right_is_long && in.op != CodeOp::kDiv);
-      return true;
+    case CodeOp::kMod: PlanArithmetic(in); return true;
     case CodeOp::kNot:
     case CodeOp::kAnd:
     case CodeOp::kOr:
@@ -394,15 +428,35 @@ bool RowBlock::PlanInstr(const CodeInstr& in) {
   }
 }
 
+// Null counts as the long 0, which its cell holds in a column of longs. In a column of doubles the
+// kind of the result differs, and the sign of a zero with it, unless it is a double anyway.
+void RowBlock::PlanArithmetic(const CodeInstr& in) {
+  const Lane& left = *LaneOf(in.a);
+  const Lane& right = *LaneOf(in.b);
+  const bool stays_double = left.stays_double || right.stays_double || in.op == CodeOp::kDiv;
+  if (!stays_double && !left.is_long) MarkNullsOf(in.a);
+  if (!stays_double && !right.is_long) MarkNullsOf(in.b);
+  const Kernel kernel = Kernels::ForArithmetic(in.op, left.is_long, right.is_long);
+  AddStep(in, kernel, left.is_long && right.is_long && in.op != CodeOp::kDiv);
+  temps_[in.dst].stays_double = stays_double;
+}
+
+void RowBlock::MarkNullsOf(std::uint16_t operand) {
+  if (operand >= kNameBase) names_[operand - kNameBase].marks_nulls = true;
+}
+
 bool RowBlock::PlanReturn(const CodeInstr& in) {
+  MarkNullsOf(in.a);
   result_ = LaneOf(in.a);
-  result_is_long_ = result_->is_long;
+  other_.Own(!result_->is_long);
   return IsNumber(in.a) && !IsEmptyConst(in.a);
 }
 
 bool RowBlock::PlanRelation(const CodeInstr& in) {
   if (!IsNumber(in.a) || !IsNumber(in.b)) return false;
   if (IsEmptyConst(in.a) || IsEmptyConst(in.b)) return false;
+  MarkNullsOf(in.a);
+  MarkNullsOf(in.b);
   AddStep(in, Kernels::ForRelation(in.op, LaneOf(in.a)->is_long, LaneOf(in.b)->is_long), true);
   return true;
 }
@@ -410,6 +464,7 @@ bool RowBlock::PlanRelation(const CodeInstr& in) {
 void RowBlock::PlanTest(const CodeInstr& in) {
   const bool is_long = LaneOf(in.a)->is_long;
   Step& step = AddStep(in, Kernels::ForTest(in.op == CodeOp::kTestOr, is_long), is_long);
+  step.landing = static_cast<std::size_t>(in.extra);
   step.mask = FindMask(in.dst);
   if (step.mask >= 0) return;
   step.opens = true;
@@ -432,40 +487,40 @@ void RowBlock::Fill(const Kt_Dataset& dataset, kt_long row_count, kt_long row) {
   first_ = row & ~(kRowsPerBlock - 1);
   end_ = std::min(first_ + kRowsPerBlock, row_count);
   count_ = static_cast<std::size_t>(end_ - first_);
-  odd_.fill(0);
+  marks_.fill(kPlain);
   Load(dataset);
   for (const Step& step : steps_) step.kernel(*this, step);
+  ComputeAgain();
 }
 
 RowNumbers RowBlock::Numbers(std::size_t from, std::size_t to) const {
   RowNumbers numbers;
+  if (marks_[from] != kPlain && marks_[from] != kOther) return numbers;
+  const Lane& lane = LaneWith(marks_[from]);
   numbers.count = static_cast<kt_long>(to - from);
-  numbers.longs = result_is_long_ ? result_->longs + from : nullptr;
-  numbers.doubles = result_is_long_ ? nullptr : result_->doubles + from;
+  numbers.longs = lane.is_long ? lane.longs + from : nullptr;
+  numbers.doubles = lane.is_long ? nullptr : lane.doubles + from;
   return numbers;
 }
 
 RowNumbers RowBlock::NumbersFrom(kt_long row) const {
   const auto from = static_cast<std::size_t>(row - first_);
-  std::size_t to = from;
-  while (to < count_ && odd_[to] == 0) ++to;
-  return Numbers(from, to);
+  return Numbers(from, from + EqualFrom(marks_.data() + from, count_ - from));
 }
 
 RowNumbers RowBlock::NumbersTo(kt_long row) const {
   const auto to = static_cast<std::size_t>(row - first_) + 1;
-  std::size_t from = to;
-  while (from > 0 && odd_[from - 1] == 0) --from;
-  return Numbers(from, to);
+  return Numbers(to - EqualTo(marks_.data(), to), to);
 }
 
 void RowBlock::Load(const Kt_Dataset& dataset) {
   Kt_RowReader(dataset).GetRecords(first_, end_ - first_, records_.data());
-  is_dense_ = records_[0] != Kt_RowReader::kNoRecord;
-  for (std::size_t at = 0; at < count_; ++at) {
-    is_dense_ = is_dense_ && records_[at] == records_[0] + at;
+  std::uint32_t gaps = 0;
+  for (std::uint32_t at = 0; at < count_; ++at) gaps |= records_[at] ^ (records_[0] + at);
+  is_dense_ = gaps == 0 && records_[0] != Kt_RowReader::kNoRecord;
+  for (std::size_t at = 0; at < count_ && !is_dense_; ++at) {
     if (records_[at] != Kt_RowReader::kNoRecord) continue;
-    odd_[at] = 1;
+    marks_[at] = kAlone;
     records_[at] = 0;
   }
   for (NameLane& lane : names_) LoadName(lane);
@@ -479,9 +534,7 @@ void RowBlock::LoadName(NameLane& lane) {
     return;
   }
   if (lane.is_text) return;  // a null is a text of its own there
-  for (std::size_t at = 0; at < count_ && column->NullCount() != 0; ++at) {
-    odd_[at] |= static_cast<std::uint8_t>(column->IsNull(records_[at]));
-  }
+  if (lane.marks_nulls && column->NullCount() != 0) MarkNulls(*column);
   if (lane.name.kind == RowName::Kind::kLongs) {
     const kt_long* const cells = column->Cells<Kt_Column::Longs>().data();
     lane.longs = Gathered(cells, lane.own_longs.data());
@@ -491,11 +544,80 @@ void RowBlock::LoadName(NameLane& lane) {
   }
 }
 
+// REQUIRES: the column has nulls.
+void RowBlock::MarkNulls(const Kt_Column& column) {
+  for (std::size_t at = 0; at < count_ && !is_dense_; ++at) {
+    marks_[at] |= static_cast<std::uint8_t>(column.IsNull(records_[at]) ? kAgain : kPlain);
+  }
+  if (!is_dense_) return;
+  const std::size_t first = records_[0];
+  const std::size_t end = first + count_;
+  for (std::size_t word = first / 64; word * 64 < end; ++word) {
+    for (std::uint64_t bits = column.Nulls()[word]; bits != 0; bits &= bits - 1) {
+      const std::size_t record = word * 64 + static_cast<std::size_t>(std::countr_zero(bits));
+      if (record >= first && record < end) marks_[record - first] |= kAgain;
+    }
+  }
+}
+
 template <class T>
 const T* RowBlock::Gathered(const T* cells, T* own) const {
   if (is_dense_) return cells + records_[0];
   for (std::size_t at = 0; at < count_; ++at) own[at] = cells[records_[at]];
   return own;
+}
+
+// Marked rows -------------------------------------------------------------------------------------
+
+void RowBlock::ComputeAgain() {
+  for (std::size_t at = 0; at < count_; ++at) {
+    if (marks_[at] == kPlain) at += EqualFrom(marks_.data() + at, count_ - at);
+    if (at == count_) return;
+    if ((marks_[at] & kAlone) != 0) {
+      marks_[at] = kAlone;
+    } else {
+      ComputeRow(at);
+    }
+  }
+}
+
+// As RowExpr::RunCompiled does it, over the steps.
+void RowBlock::ComputeRow(std::size_t at) {
+  for (NameLane& lane : names_) ReadSingle(lane, at);
+  marks_[at] = kAlone;
+  for (std::size_t number = 0; number < steps_.size(); ++number) {
+    const Step& step = steps_[number];
+    Kt_Variant& out = step.out->single;
+    if (step.memo >= 0) {
+      out = memos_[static_cast<std::size_t>(step.memo)].Number(records_[at]);
+    } else if (!IsTest(step.op)) {
+      if (Compute(OperatorOf(step.op), step.left->single, step.right->single, out) != kOk) return;
+    } else if (const bool is_true = IsConditionTrue(step.left->single);
+               is_true == (step.op == CodeOp::kTestOr)) {
+      out.Set(kt_long{is_true});
+      number = step.landing - 1;
+    } else if (step.left != step.out) {
+      out = step.left->single;
+    }
+  }
+  const Kt_Variant& value = result_->single;
+  if (value.IsEmpty()) {
+    marks_[at] = kEmpty;
+  } else if (value.IsLong() || value.IsDouble()) {
+    marks_[at] = value.IsLong() == result_->is_long ? kPlain : kOther;
+    (marks_[at] == kPlain ? *result_ : other_).Store(at, value);
+  }
+}
+
+void RowBlock::ReadSingle(NameLane& lane, std::size_t at) const {
+  if (lane.is_text) return;
+  if (lane.name.cells != nullptr && lane.name.cells->IsNull(records_[at])) {
+    lane.single.Clear();
+  } else if (lane.is_long) {
+    lane.single.Set(lane.longs[at]);
+  } else {
+    lane.single.Set(lane.doubles[at]);
+  }
 }
 
 }  // namespace kt::detail

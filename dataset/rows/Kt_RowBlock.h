@@ -39,9 +39,11 @@ class RowMask {
 // A compiled row expression of plain numbers, computed operation by operation for 1024 rows ahead.
 //
 // The kind of every value is known from the columns: long or double. Rows in which something else
-// comes up are marked and left to the row-by-row form, so nothing of the rules is stated twice that
-// is not plain arithmetic: null cells, subtotals, longs that do not fit, division of longs that has
-// no remainder. What is computed of one column of texts is computed once per text (Kt_TextPart.h).
+// comes up are marked and computed once more, one by one, by the evaluator's own operators: null
+// cells where null and 0 differ, longs that do not fit, division of longs that has no remainder. So
+// nothing of the rules is stated twice that is not plain arithmetic. Subtotals are left to the
+// row-by-row form. What is computed of one column of texts is computed once per text
+// (Kt_TextPart.h).
 class RowBlock {
  public:
   // Null when the program has anything else in it.
@@ -59,36 +61,52 @@ class RowBlock {
   // The value in a row. False: to be evaluated by itself.
   bool Read(kt_long row, Kt_Variant& value) const {
     const auto at = static_cast<std::size_t>(row - first_);
-    if (KT_UNLIKELY(odd_[at])) return false;
-    if (result_is_long_) {
-      value.Set(result_->longs[at]);
+    if (KT_UNLIKELY(marks_[at] == kAlone)) return false;
+    if (KT_UNLIKELY(marks_[at] == kEmpty)) {
+      value.Clear();
+    } else if (const Lane& lane = LaneWith(marks_[at]); lane.is_long) {
+      value.Set(lane.longs[at]);
     } else {
-      value.Set(result_->doubles[at]);
+      value.Set(lane.doubles[at]);
     }
     return true;
   }
-  // The plain numbers of the block from `row` on, as far as they stand without a gap / down to
-  // `row`. None when `row` itself has another value.
+  // The numbers of one kind of the block from `row` on, as far as they stand without a gap / down
+  // to `row`. None when `row` itself has no number.
   RowNumbers NumbersFrom(kt_long row) const;
   RowNumbers NumbersTo(kt_long row) const;
 
  private:
+  // What is known of a row. Steps set the bits of kAgain and kAlone, the rest is final.
+  enum Mark : std::uint8_t {
+    kPlain = 0,
+    kAgain = 1,          // to be computed by single values
+    kAlone = kAloneRow,  // to be evaluated by itself
+    kOther = 4,          // a number, not of the kind of the result
+    kEmpty = 8,
+  };
   // The values of one operand in the rows of the block.
   struct Lane {
     bool is_long = true;    // the kind of what was planned last
     bool is_known = false;  // holds numbers
-    int part = -1;          // of parts_: what it is, and holds no numbers yet; -1: none
+    // Doubles in every row, also where an operand is null: null counts as the long 0.
+    bool stays_double = false;
+    int part = -1;  // of parts_: what it is, and holds no numbers yet; -1: none
     const kt_long* longs = nullptr;
     const double* doubles = nullptr;
     std::vector<kt_long> own_longs;
     std::vector<double> own_doubles;
+    Kt_Variant single;  // the value in one row, while that is computed again
 
+    // Stores a number of the lane's kind. What is no memory of its own holds it already.
+    void Store(std::size_t at, const Kt_Variant& number);
     // Makes it one of its own numbers of that kind.
     void Own(bool as_long);
   };
   struct NameLane : Lane {
     RowName name;
     bool is_text = false;
+    bool marks_nulls = false;  // somewhere null and 0 differ
   };
   // One instruction with its kernel, which is chosen by the kinds of both sides.
   struct Step;
@@ -98,8 +116,10 @@ class RowBlock {
     const Lane* left;
     const Lane* right;
     Lane* out;
-    int mask = -1;       // of masks_; -1: none
-    bool opens = false;  // the mask
+    CodeOp op;
+    int mask = -1;            // of masks_; -1: none
+    bool opens = false;       // the mask
+    std::size_t landing = 0;  // of a test: the step to go on with when it settles the operation
     int memo = -1;
   };
   // A mask from its first test until the instruction `landing`.
@@ -119,6 +139,8 @@ class RowBlock {
   bool TakeInPart(std::uint16_t operand, TextPart& part);
   bool MakeNumber(std::uint16_t operand);
   bool PlanRelation(const CodeInstr& in);
+  void PlanArithmetic(const CodeInstr& in);
+  void MarkNullsOf(std::uint16_t operand);
   void PlanTest(const CodeInstr& in);
   bool PlanReturn(const CodeInstr& in);
   Step& AddStep(const CodeInstr& in, Kernel kernel, bool gives_long);
@@ -127,9 +149,14 @@ class RowBlock {
   bool IsNumber(std::uint16_t operand) { return LaneOf(operand)->is_known; }
   bool IsEmptyConst(std::uint16_t operand) const;
 
+  const Lane& LaneWith(std::uint8_t mark) const { return mark == kPlain ? *result_ : other_; }
   RowNumbers Numbers(std::size_t from, std::size_t to) const;
   void Load(const Kt_Dataset& dataset);
   void LoadName(NameLane& lane);
+  void MarkNulls(const Kt_Column& column);
+  void ComputeAgain();
+  void ComputeRow(std::size_t at);
+  void ReadSingle(NameLane& lane, std::size_t at) const;
   template <class T>
   const T* Gathered(const T* cells, T* own) const;
 
@@ -143,14 +170,14 @@ class RowBlock {
   std::vector<RowMask> masks_;
   std::vector<OpenMask> open_masks_;  // while steps are planned
   std::vector<TextPart> parts_;       // likewise
-  const Lane* result_ = nullptr;
-  bool result_is_long_ = false;
+  Lane* result_ = nullptr;
+  Lane other_;         // numbers that are not of the result's kind
   kt_long first_ = 0;  // rows [first_, end_) are computed
   kt_long end_ = 0;
   std::size_t count_ = 0;
   bool is_dense_ = false;  // the records follow one another
   std::array<std::uint32_t, kRowsPerBlock> records_;
-  std::array<std::uint8_t, kRowsPerBlock> odd_;
+  std::array<std::uint8_t, kRowsPerBlock> marks_;
 };
 
 }  // namespace kt::detail

@@ -200,11 +200,16 @@ const RowBlock* RowExpr::BlockOf(RowCursor& cursor, kt_long row) {
   return block_.get();
 }
 
-RowNumbers RowExpr::NumbersFrom(RowCursor& cursor, kt_long row, kt_long end) {
+RowNumbers RowExpr::PaidNumbersFrom(RowCursor& cursor, kt_long row, kt_long end) {
   const RowBlock* const block = BlockOf(cursor, row);
   if (block == nullptr) return {};
   RowNumbers numbers = block->NumbersFrom(row);
   numbers.count = std::min(numbers.count, end - row);
+  return numbers;
+}
+
+RowNumbers RowExpr::NumbersFrom(RowCursor& cursor, kt_long row, kt_long end) {
+  const RowNumbers numbers = PaidNumbersFrom(cursor, row, end);
   return numbers.count > 0 && cursor.PayFor(numbers.count) ? numbers : RowNumbers();
 }
 

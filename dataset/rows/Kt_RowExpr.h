@@ -39,6 +39,8 @@ class RowExpr {
   // itself.
   RowNumbers NumbersFrom(RowCursor& cursor, kt_long row, kt_long end);
   RowNumbers NumbersTo(RowCursor& cursor, kt_long row, kt_long start);
+  // As NumbersFrom, in a walk that has paid for these rows.
+  RowNumbers PaidNumbersFrom(RowCursor& cursor, kt_long row, kt_long end);
 
   // For tests that compare the forms: how much of the above is used.
   enum class Form : std::uint8_t { kEvaluator, kCompiled, kBlocks };

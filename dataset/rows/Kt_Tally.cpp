@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "dataset/rows/Kt_Tally.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 #include <type_traits>
@@ -32,13 +34,14 @@ bool ExpressionRule::IsBetter(bool greatest, const Kt_Variant& value, const Kt_V
 
 template <class T>
 void Tally::AddAll(const T* numbers, kt_long count) {
-  if (Adds()) {
-    sum_.StepAll(numbers, count);
-    rows_ += count;
-    values_ += count;
+  if (count == 0) return;
+  if (IsExtreme()) {
+    for (kt_long at = 0; at < count; ++at) Step(Kt_Variant(numbers[at]));
     return;
   }
-  for (kt_long at = 0; at < count; ++at) Step(Kt_Variant(numbers[at]));
+  if (Adds()) sum_.StepAll(numbers, count);
+  rows_ += count;
+  values_ += count;
 }
 
 void Tally::Add(const RowNumbers& numbers) {
@@ -46,6 +49,30 @@ void Tally::Add(const RowNumbers& numbers) {
     AddAll(numbers.longs, numbers.count);
   } else {
     AddAll(numbers.doubles, numbers.count);
+  }
+}
+
+// Picks them first, without a branch, as nobody can guess the conditions.
+template <class T>
+void Tally::AddPicked(const T* numbers, kt_long count, const kt_long* conditions) {
+  constexpr kt_long kAtOnce = 1024;
+  std::array<T, kAtOnce> picked;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+  for (kt_long first = 0; first < count; first += kAtOnce) {
+    const kt_long end = std::min(count, first + kAtOnce);
+    std::size_t picked_count = 0;
+    for (kt_long at = first; at < end; ++at) {
+      picked[picked_count] = numbers[at];
+      picked_count += conditions[at] != 0 ? 1 : 0;
+    }
+    AddAll(picked.data(), static_cast<kt_long>(picked_count));
+  }
+}
+
+void Tally::AddWhere(const RowNumbers& numbers, const kt_long* conditions) {
+  if (numbers.longs != nullptr) {
+    AddPicked(numbers.longs, numbers.count, conditions);
+  } else {
+    AddPicked(numbers.doubles, numbers.count, conditions);
   }
 }
 

@@ -44,12 +44,16 @@ class Tally : private Kt_Fold<ExpressionRule> {
   void Add(const Kt_Variant& value) { Step(value); }
   // The same for each number in turn.
   void Add(const RowNumbers& numbers);
+  // The same for each number whose condition is not 0.
+  void AddWhere(const RowNumbers& numbers, const kt_long* conditions);
   // The average and the extremes of nothing are the double 0.0, sum and count the integer 0.
   Kt_Variant Result() const { return Finish(); }
 
  private:
   template <class T>
   void AddAll(const T* numbers, kt_long count);
+  template <class T>
+  void AddPicked(const T* numbers, kt_long count, const kt_long* conditions);
 };
 
 }  // namespace kt::detail

@@ -24,9 +24,24 @@ bool TextPart::Merge(const TextPart& other) {
   return true;
 }
 
+namespace {
+
+const Kt_Column::Texts* TextsOf(const Kt_Column* cells) {
+  return cells != nullptr ? &cells->Cells<Kt_Column::Texts>() : nullptr;
+}
+
+}  // namespace
+
+KT_ALWAYS_INLINE std::size_t TextMemo::KeyOf(const Kt_Column::Texts* texts,
+                                             std::uint32_t record) const {
+  if (texts == nullptr) return 1;
+  return cells_->IsNull(record) ? 0 : texts->codes[record] + 1u;
+}
+
 void TextMemo::Rebind(const Kt_Column* cells) {
   cells_ = cells;
   states_.clear();
+  known_count_ = 0;
   longs_.clear();
   doubles_.clear();
 }
@@ -42,7 +57,7 @@ bool TextMemo::FindKind() {
 
 template <class T>
 void TextMemo::Read(const std::uint32_t* records, std::size_t count, T* numbers,
-                    std::uint8_t* odd) {
+                    std::uint8_t* marks) {
   auto& known = [this]() -> auto& {
     if constexpr (std::is_same_v<T, kt_long>) {
       return longs_;
@@ -51,27 +66,39 @@ void TextMemo::Read(const std::uint32_t* records, std::size_t count, T* numbers,
     }
   }
   ();
-  const Kt_Column::Texts* const texts =
-      cells_ != nullptr ? &cells_->Cells<Kt_Column::Texts>() : nullptr;
+  const Kt_Column::Texts* const texts = TextsOf(cells_);
   const std::size_t keys = texts != nullptr ? texts->dictionary.Count() + 1 : 2;
   states_.resize(keys, kUnknown);
   known.resize(keys);
+  // Null and the empty text have keys whether a cell holds them or not.
+  for (std::size_t key = 0; key < 2; ++key) {
+    if (states_[key] == kUnknown) Learn(key, known[key]);
+  }
+  if (known_count_ == keys) {  // nothing to look at but the numbers
+    for (std::size_t at = 0; at < count; ++at) numbers[at] = known[KeyOf(texts, records[at])];
+    return;
+  }
   for (std::size_t at = 0; at < count; ++at) {
-    std::size_t key = 1;
-    if (texts != nullptr) key = cells_->IsNull(records[at]) ? 0 : texts->codes[records[at]] + 1u;
+    const std::size_t key = KeyOf(texts, records[at]);
     if (KT_UNLIKELY(states_[key] == kUnknown)) Learn(key, known[key]);
     numbers[at] = known[key];
-    odd[at] |= static_cast<std::uint8_t>(states_[key] != kKnown);
+    if (KT_UNLIKELY(states_[key] != kKnown)) marks[at] |= kAloneRow;
   }
 }
 template void TextMemo::Read(const std::uint32_t*, std::size_t, kt_long*, std::uint8_t*);
 template void TextMemo::Read(const std::uint32_t*, std::size_t, double*, std::uint8_t*);
+
+Kt_Variant TextMemo::Number(std::uint32_t record) const {
+  const std::size_t key = KeyOf(TextsOf(cells_), record);
+  return is_long_ ? Kt_Variant(longs_[key]) : Kt_Variant(doubles_[key]);
+}
 
 template <class T>
 void TextMemo::Learn(std::size_t key, T& number) {
   Kt_Variant value;
   const bool is_number = Compute(key, value) && (is_long_ ? value.IsLong() : value.IsDouble());
   states_[key] = is_number ? kKnown : kOdd;
+  known_count_ += is_number ? 1 : 0;
   if (is_number)
     number = is_long_ ? static_cast<T>(value.AsLong()) : static_cast<T>(value.AsDouble());
 }

@@ -24,6 +24,9 @@ struct TextPart {
   std::uint16_t result = 0;           // an operand
 };
 
+// The mark of a row whose value is not computed ahead.
+inline constexpr std::uint8_t kAloneRow = 2;
+
 // The numbers that such a part gives, computed once for every text of the column.
 //
 // The texts of a column are numbered, and most columns have far fewer of them than rows. So
@@ -44,10 +47,12 @@ class TextMemo {
   bool FindKind();
   bool IsLong() const { return is_long_; }
 
-  // The numbers of some records; `odd` is set for those that have none.
+  // The numbers of some records; those that have none are marked as kAloneRow.
   // REQUIRES: T is the type that FindKind found.
   template <class T>
-  void Read(const std::uint32_t* records, std::size_t count, T* numbers, std::uint8_t* odd);
+  void Read(const std::uint32_t* records, std::size_t count, T* numbers, std::uint8_t* marks);
+  // The same for one record. REQUIRES: Read has found its number.
+  Kt_Variant Number(std::uint32_t record) const;
 
  private:
   enum State : std::uint8_t { kUnknown, kKnown, kOdd };
@@ -58,6 +63,7 @@ class TextMemo {
     int IsSystemLogMode() override { return 0; }
   };
 
+  std::size_t KeyOf(const Kt_Column::Texts* texts, std::uint32_t record) const;
   bool Compute(std::size_t key, Kt_Variant& value);
   bool RunInstr(const CodeInstr& in);
   bool RunCall(const CodeInstr& in, Kt_Variant& value);
@@ -72,6 +78,7 @@ class TextMemo {
   bool is_long_ = true;
   // By code + 1; 0: null.
   kt::CountedVector<std::uint8_t> states_;
+  std::size_t known_count_ = 0;  // of those that are kKnown
   kt::CountedVector<kt_long> longs_;
   kt::CountedVector<double> doubles_;
   Kt_Variant text_;  // that is computed at the moment

@@ -198,11 +198,12 @@ std::unique_ptr<Kt_Dataset> Table(unsigned seed, kt_long rows) {
   data->AppendRow(rows);
   const kt_long longs[] = {0, 1, -1, 3, 7, 2147483647, -2147483647 - 1, 100};
   const double doubles[] = {0, 1, -0.5, 2.5, 0.25, 1e300, std::nan(""), 3};
+  const unsigned nulls = seed / 8 % 4 * 2;  // of eight cells of `a` and `b`
   const char16_t* const texts[] = {u"", u"a", u"B", u"ab", u"3", u"2.5", u"true", u"z"};
   for (kt_long row = 0; row < rows; ++row) {
     const auto pick = [&] { return random() % 8; };
-    data->SetColumn(row, 0, longs[pick() % (seed % 3 == 0 ? 8 : 5)]);
-    data->SetColumn(row, 1, doubles[pick()]);
+    if (pick() >= nulls) data->SetColumn(row, 0, longs[pick() % (seed % 3 == 0 ? 8 : 5)]);
+    if (pick() >= nulls) data->SetColumn(row, 1, doubles[pick()]);
     if (pick() < 6) data->SetColumn(row, 2, longs[pick()]);
     if (pick() < 6) data->SetColumn(row, 3, doubles[pick()]);
     if (pick() < 7) data->SetColumn(row, 4, texts[pick()]);
@@ -336,6 +337,20 @@ TEST_F(Forms, KnownPlaces) {
       u"b && x",
       u"a / l > 0.5",
       u"(a > 1) + (b > 1)",
+      u"b * a",
+      u"b * x",
+      u"1 / (b * -3)",
+      u"1 / (b * -l) + 1 / (x * -2.5)",
+      u"x * l * (1 - b)",
+      u"l - -x % b",
+      u"b / l",
+      u"l > x",
+      u"b = null || l < 0",
+      u"x <= 0 && l <> 0",
+      u"b && x || !l",
+      u"l > 1 && x < 2 && s <> 'B' && b < 1",
+      u"a * 2147483647 - b",
+      u"length(s) + b > x * a",
   };
   for (const char16_t* const text : texts) {
     for (unsigned seed = 0; seed < 12; ++seed) ExpectSame(seed, 40, text, true);
