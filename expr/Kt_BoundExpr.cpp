@@ -5,7 +5,9 @@
 #include "expr/Kt_BoundExpr.h"
 
 #include <algorithm>
+#include <optional>
 
+#include "expr/detail/Kt_BoundBlocks.h"
 #include "expr/detail/Kt_BoundContext.h"
 #include "expr/detail/Kt_BoundForm.h"
 #include "expr/detail/Kt_ExprCompiler.h"
@@ -236,26 +238,63 @@ kt_long Kt_BoundExpr::Bind(const Kt_WString& text, const Kt_Bindings& bindings) 
   });
 }
 
+namespace {
+
+// The evaluations of an expression over arrays, one by one.
+class RowByRow {
+ public:
+  RowByRow(const Kt_BoundExpr& expr, const BoundForm& form, Kt_BoundExpr::Places places,
+           const std::ptrdiff_t* strides)
+      : expr_(expr),
+        places_(places),
+        strides_(strides),
+        used_(form.GetUsedPlaces()),
+        at_(places, places + form.places.size()) {}
+
+  // 0, or the code of the first that failed.
+  kt_long Run(std::size_t first, std::size_t rows, double* out) {
+    kt_long first_code = kOk;
+    for (std::size_t row = first; row < first + rows; ++row) {
+      for (const std::size_t place : used_) {
+        at_[place] = static_cast<const char*>(places_[place]) +
+                     static_cast<std::ptrdiff_t>(row) * strides_[place];
+      }
+      const Kt_BoundDouble result = expr_.EvaluateDouble(at_.data());
+      *out++ = result.value;
+      if (KT_UNLIKELY(result.code != kOk && first_code == kOk)) first_code = result.code;
+    }
+    return first_code;
+  }
+
+ private:
+  const Kt_BoundExpr& expr_;
+  Kt_BoundExpr::Places places_;
+  const std::ptrdiff_t* strides_;
+  std::vector<std::size_t> used_;
+  std::vector<const void*> at_;
+};
+
+}  // namespace
+
 kt_long Kt_BoundExpr::EvaluateMany(std::size_t count, Places places, const std::ptrdiff_t* strides,
                                    double* out) const {
+  using kt::detail::BoundBlocks;
+  constexpr std::size_t kRows = BoundBlocks::kRows;
+  RowByRow one_by_one(*this, *form_, places, strides);
+  std::optional<BoundBlocks> blocks;
+  if (form_->HasBlocks()) blocks.emplace(*form_, places, strides, std::min(count, kRows));
   // A look at the clock for so many; calls are charged by themselves.
-  constexpr std::size_t kRowsPerCharge = 256;
-  const std::vector<std::size_t> used = form_->GetUsedPlaces();
-  std::vector<const void*> at(places, places + form_->places.size());
-  const auto charge = static_cast<std::int64_t>(form_->GetUnits() * kRowsPerCharge);
+  const auto charge = form_->GetUnits() * static_cast<std::int64_t>(kRows);
   kt_long first_code = kOk;
-  for (std::size_t row = 0; row < count; ++row) {
-    if (row % kRowsPerCharge == 0 && !kt::ChargeTime(charge)) {
-      std::fill(out + row, out + count, 0.0);
+  for (std::size_t first = 0; first < count; first += kRows) {
+    if (!kt::ChargeTime(charge)) {
+      std::fill(out + first, out + count, 0.0);
       return kt::CheckRun(form_->context);
     }
-    for (const std::size_t place : used) {
-      at[place] = static_cast<const char*>(places[place]) +
-                  static_cast<std::ptrdiff_t>(row) * strides[place];
-    }
-    const Kt_BoundDouble result = EvaluateDouble(at.data());
-    out[row] = result.value;
-    if (KT_UNLIKELY(result.code != kOk && first_code == kOk)) first_code = result.code;
+    const std::size_t rows = std::min(kRows, count - first);
+    if (blocks && blocks->Run(first, rows, out + first)) continue;
+    const kt_long code = one_by_one.Run(first, rows, out + first);
+    if (first_code == kOk) first_code = code;
   }
   return first_code;
 }

@@ -138,7 +138,8 @@ class KT_SCRIPT_API Kt_BoundExpr {
   }
   // `count` evaluations, for arrays: evaluation i has place p at places[p] + i * strides[p] bytes,
   // and its double goes to out[i]. Returns the code of the first that failed, and goes on after
-  // it, unless the work was stopped.
+  // it, unless the work was stopped. `out` may be one of the arrays, but not begin inside of one.
+  // Numbers without functions of the host are computed for many rows at once.
   kt_long EvaluateMany(std::size_t count, Places places, const std::ptrdiff_t* strides,
                        double* out) const;
 

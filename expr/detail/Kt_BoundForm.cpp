@@ -277,21 +277,7 @@ kt_long BoundForm::RunNumbers(Places at, double& value) const {
   for (std::size_t name = 0; name < names.size(); ++name) {
     const void* const place = at[names[name]->place_index];
     table[name] = &read[name];
-    switch (names[name]->kind) {
-      case Kind::kDouble: table[name] = place; break;
-      case Kind::kLong: read[name] = At<kt_long>(place); break;
-      default: {
-        const Kt_Variant& any = At<Kt_Variant>(place);
-        if (any.IsDouble()) {
-          read[name] = any.AsDouble();
-        } else if (any.IsLong()) {
-          read[name] = any.AsLong();
-        } else {
-          return NumberCode::kNotSure;
-        }
-        break;
-      }
-    }
+    if (!ReadNumber(*names[name], place, read[name])) return NumberCode::kNotSure;
   }
   return run(table);
 }

@@ -42,6 +42,9 @@ struct BoundForm {
   // The work of one evaluation, for who charges many at once.
   std::int64_t GetUnits() const { return expr.GetOps().GetCount(); }
 
+  // Many evaluations at once; see NumberBlocks.
+  bool HasBlocks() const { return numbers != nullptr && !numbers->CallsHost(); }
+
   // The three forms, and what a host calls.
   kt_long RunNumbers(Places at, double& value) const;
   kt_long RunProgram(Places at, Kt_Variant& value) const;
@@ -63,6 +66,21 @@ struct BoundForm {
   bool BindProgram();
   void MakeNumbers();
 };
+
+// Reads the number at the place of a name that is no text and has no reader. False when there is
+// something else.
+KT_ALWAYS_INLINE bool ReadNumber(const Kt_Bindings::Item& name, const void* place, double& number) {
+  if (name.kind == Kt_Bindings::Kind::kDouble) {
+    number = *static_cast<const double*>(place);
+  } else if (name.kind == Kt_Bindings::Kind::kLong) {
+    number = *static_cast<const kt_long*>(place);
+  } else {
+    const auto& any = *static_cast<const Kt_Variant*>(place);
+    if (!any.IsDouble() && !any.IsLong()) return false;
+    number = any.IsDouble() ? any.AsDouble() : any.AsLong();
+  }
+  return true;
+}
 
 // Reads the value at the place of a name. Returns 0 or a code.
 kt_long ReadPlace(const Kt_Bindings::Item& name, Kt_BoundExpr::Places places, Kt_Variant& value);

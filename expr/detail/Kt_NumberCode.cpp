@@ -98,6 +98,7 @@ class NumberCompiler {
       if (!Land(at) || !Take(program_.instrs[at])) return false;
     }
     out_.is_sure_ = !has_number_zero_;
+    out_.slot_count_ = slot_count_;
     if (out_.code_.size() > kManyInstrs) {
       out_.units_ += static_cast<std::int64_t>(out_.code_.size()) * kUnitsPerInstr;
     }

@@ -105,10 +105,12 @@ class NumberCode {
 
  private:
   friend class NumberCompiler;
+  friend class NumberBlocks;
 
   std::vector<NumberInstr> code_;  // ends with kReturn
   std::vector<Call> host_calls_;
   std::int64_t units_ = 0;
+  std::size_t slot_count_ = 0;
   Kind kind_ = Kind::kDouble;
   bool is_sure_ = true;
 };

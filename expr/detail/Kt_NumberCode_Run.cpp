@@ -4,13 +4,9 @@
 // compiler has that, and nothing else on the way: operands are doubles at places, in the
 // instruction or in a slot on the native stack.
 //
-// No instruction computes two things in one go, so a compiler that fuses multiplication and
-// addition has nothing to fuse here, and every result has the bits that the evaluator gives it. The
-// square root is compiled without errno.
-#include <cmath>
-
-#include "classlib/value/Kt_VarInline.h"
+// The square root is compiled without errno.
 #include "expr/detail/Kt_NumberCode.h"
+#include "expr/detail/Kt_NumberOps.h"
 
 #if defined(__GNUC__)
 #pragma GCC diagnostic ignored "-Wpedantic"  // addresses of labels
@@ -51,33 +47,9 @@
 
 namespace kt::detail {
 
+using namespace number_ops;
+
 namespace {
-
-KT_ALWAYS_INLINE double Add(double left, double right) { return AddOp::Doubles(left, right); }
-KT_ALWAYS_INLINE double Sub(double left, double right) { return SubOp::Doubles(left, right); }
-KT_ALWAYS_INLINE double Mul(double left, double right) { return MulOp::Doubles(left, right); }
-KT_ALWAYS_INLINE double Div(double left, double right) { return DivOp::Doubles(left, right); }
-
-template <std::int16_t kRelation>
-KT_ALWAYS_INLINE double Related(double left, double right) {
-  return Relate(left, right, kRelation) != 0 ? 1.0 : 0.0;
-}
-KT_ALWAYS_INLINE double Equal(double left, double right) { return Related<kCmpEqual>(left, right); }
-KT_ALWAYS_INLINE double Greater(double left, double right) {
-  return Related<kCmpGreater>(left, right);
-}
-KT_ALWAYS_INLINE double GreaterEqual(double left, double right) {
-  return Related<kCmpGreaterEqual>(left, right);
-}
-KT_ALWAYS_INLINE double Less(double left, double right) { return Related<kCmpLess>(left, right); }
-KT_ALWAYS_INLINE double LessEqual(double left, double right) {
-  return Related<kCmpLessEqual>(left, right);
-}
-KT_ALWAYS_INLINE double NotEqual(double left, double right) { return 1 - Equal(left, right); }
-
-// A condition goes by the integer value (kt::IsConditionTrue), truth by the number (Var_IsTrue).
-KT_ALWAYS_INLINE bool Holds(double value) { return std::fabs(value) >= 1; }
-KT_ALWAYS_INLINE double Truth(double value) { return value != 0 ? 1 : 0; }
 
 constexpr bool StoresFirst(const char* form) { return form[0] == 'S'; }
 
@@ -116,15 +88,15 @@ Kt_BoundDouble NumberCode::Run(const void* code, const void* const* places) {
   KT_NUMBER_NEXT;
   KT_NUMBER_CASE(Store) slots[in->a] = acc;
   KT_NUMBER_NEXT;
-  KT_NUMBER_CASE(LongZero) acc += 0.0;  // the product of two longs is never -0
+  KT_NUMBER_CASE(LongZero) acc = LongZero(acc);
   KT_NUMBER_NEXT;
-  KT_NUMBER_CASE(NumberZero) if (KT_UNLIKELY(acc == 0 && std::signbit(acc))) return {acc, kNotSure};
+  KT_NUMBER_CASE(NumberZero) if (KT_UNLIKELY(IsMinusZero(acc))) return {acc, kNotSure};
   KT_NUMBER_NEXT;
-  KT_NUMBER_CASE(Not) acc = 1 - Truth(acc);
+  KT_NUMBER_CASE(Not) acc = Not(acc);
   KT_NUMBER_NEXT;
   KT_NUMBER_CASE(Truth) acc = Truth(acc);
   KT_NUMBER_NEXT;
-  KT_NUMBER_CASE(OrT) acc = slots[in->a] != 0 || acc != 0 ? 1 : 0;
+  KT_NUMBER_CASE(OrT) acc = Or(slots[in->a], acc);
   KT_NUMBER_NEXT;
   KT_NUMBER_CASE(JumpFalse) if (!Holds(acc)) {
     acc = 0;
@@ -136,9 +108,9 @@ Kt_BoundDouble NumberCode::Run(const void* code, const void* const* places) {
     in = self.code_.data() + in->b - 1;
   }
   KT_NUMBER_NEXT;
-  KT_NUMBER_CASE(Abs) acc = std::fabs(acc);
+  KT_NUMBER_CASE(Abs) acc = Abs(acc);
   KT_NUMBER_NEXT;
-  KT_NUMBER_CASE(Sqrt) acc = std::sqrt(acc);
+  KT_NUMBER_CASE(Sqrt) acc = Sqrt(acc);
   KT_NUMBER_NEXT;
   KT_NUMBER_CASE(OfOne) acc = in->of_one(acc);
   KT_NUMBER_NEXT;
@@ -149,12 +121,11 @@ Kt_BoundDouble NumberCode::Run(const void* code, const void* const* places) {
     acc = call.numbers(slots + in->a, call.user);
   }
   KT_NUMBER_NEXT;
-  KT_NUMBER_CASE(Select) acc = slots[in->a] != 0 ? slots[in->b] : acc;
+  KT_NUMBER_CASE(Select) acc = Select(slots[in->a], slots[in->b], acc);
   KT_NUMBER_NEXT;
-  KT_NUMBER_CASE(Least) acc = std::isnan(slots[in->a]) || acc < slots[in->a] ? acc : slots[in->a];
+  KT_NUMBER_CASE(Least) acc = Least(slots[in->a], acc);
   KT_NUMBER_NEXT;
-  KT_NUMBER_CASE(Greatest)
-  acc = std::isnan(slots[in->a]) || acc > slots[in->a] ? acc : slots[in->a];
+  KT_NUMBER_CASE(Greatest) acc = Greatest(slots[in->a], acc);
   KT_NUMBER_NEXT;
   KT_NUMBER_CASE(Return) return {acc, kOk};
   KT_NUMBER_LAST

@@ -299,6 +299,8 @@ class FormulaComparison {
   }
 
  private:
+  static constexpr std::size_t kPlaces = 9;
+
   void Compare(const char* way, const std::string& got, const std::string& wanted) {
     if (got == wanted) return;
     differences_ += text_.ToUtf8() + "\n  " + way + ": " + got + "\n  evaluator: " + wanted + "\n";
@@ -319,30 +321,61 @@ class FormulaComparison {
     wanted.replace(wanted.find("value "), ("value " + Bits(value_)).size(),
                    "value " + Bits(value_.ToDouble()));
     FormulaPlaces& at = host.places;
-    const void* const places[] = {&at.d1, &at.d2, &at.n1, &at.n2, &at.v1,
-                                  &at.v2, &at.v3, &at.t1, &at.r1};
+    const void* const places[kPlaces] = {&at.d1, &at.d2, &at.n1, &at.n2, &at.v1,
+                                         &at.v2, &at.v3, &at.t1, &at.r1};
     const Kt_BoundDouble number = bound.EvaluateDouble(places);
     Compare("double", Outcome(number.code, Bits(number.value), host), wanted);
     if (text_.Find(u"touch") >= 0) return;  // which changes places, and others than those of a row
 
-    FormulaPlaces rows[3] = {given_, given_, given_};
-    rows[1].d1 += 1;
-    std::ptrdiff_t strides[std::size(places)];
-    const void* row_places[std::size(places)];
-    for (std::size_t place = 0; place < std::size(places); ++place) {
-      strides[place] = sizeof(FormulaPlaces);
-      row_places[place] =
-          reinterpret_cast<const char*>(rows) +
-          (static_cast<const char*>(places[place]) - reinterpret_cast<const char*>(&host.places));
+    CompareRows(bound, places, host);
+  }
+
+  // Rows with numbers of all kinds at once, and each for itself; the first are as given. The
+  // doubles d1 lie next to each other, the others in their rows.
+  void CompareRows(const Kt_BoundExpr& bound, const void* const (&places)[kPlaces],
+                   FormulaHost& host) {
+    constexpr std::size_t kRows = 40;
+    std::vector<FormulaPlaces> rows(kRows, given_);
+    std::vector<double> d1(kRows, given_.d1);
+    for (std::size_t row = 2; row < kRows; ++row) {
+      const auto bytes = static_cast<std::uint8_t>(row * 37);
+      FormulaMaker made(&bytes, 1);
+      rows[row].d1 = d1[row] = row % 2 == 0 ? given_.d1 + 1 : made.Double();
+      rows[row].n1 = FormulaMaker(&bytes, 1).Long();
+      if (row % 3 == 0) rows[row].d2 = rows[row].d1;
+      if (row % 7 == 0) rows[row].v2 = kt_long{-1};
     }
-    double many[3] = {5, 5, 5};
-    const kt_long many_code = bound.EvaluateMany(3, row_places, strides, many);
-    host.places = rows[1];
-    const Kt_BoundDouble middle = bound.EvaluateDouble(places);
-    Compare("many", Bits(many[0]) + " " + Bits(many[1]) + " " + Bits(many[2]),
-            Bits(number.value) + " " + Bits(middle.value) + " " + Bits(number.value));
-    const kt_long first_code = number.code != kOk ? number.code : middle.code;
-    Compare("many", std::to_string(many_code), std::to_string(first_code));
+    std::ptrdiff_t strides[kPlaces];
+    const void* row_places[kPlaces];
+    const auto at_row = [&](std::size_t place, std::size_t row) {
+      return reinterpret_cast<const char*>(&rows[row]) +
+             (static_cast<const char*>(places[place]) -
+              reinterpret_cast<const char*>(&host.places));
+    };
+    for (std::size_t place = 0; place < kPlaces; ++place) {
+      strides[place] = sizeof(FormulaPlaces);
+      row_places[place] = at_row(place, 0);
+    }
+    row_places[0] = d1.data();
+    strides[0] = sizeof(double);
+    std::string wanted;
+    kt_long wanted_code = kOk;
+    for (std::size_t row = 0; row < kRows; ++row) {
+      const void* one[kPlaces];
+      for (std::size_t place = 0; place < kPlaces; ++place) one[place] = at_row(place, row);
+      const Kt_BoundDouble number = bound.EvaluateDouble(one);
+      wanted += Bits(number.value) + " ";
+      if (wanted_code == kOk) wanted_code = number.code;
+    }
+    const auto compare = [&](double* out) {
+      const kt_long code = bound.EvaluateMany(kRows, row_places, strides, out);
+      std::string got;
+      for (std::size_t row = 0; row < kRows; ++row) got += Bits(out[row]) + " ";
+      Compare("many", got + std::to_string(code), wanted + std::to_string(wanted_code));
+    };
+    std::vector<double> out(kRows, 5.0);
+    compare(out.data());
+    compare(d1.data());  // over one of the arrays
   }
 
   // Four times with one expression; the questions that the context was asked.

@@ -204,6 +204,46 @@ TEST(BoundExpr, ArraysByStride) {
   EXPECT_EQ(out[2], 2147483648.0);
 }
 
+// Blocks and their ends: conditions that some rows decide early, values that a place has in some
+// rows only, zeros with the wrong sign, and a stop in the middle.
+TEST(BoundExpr, ArraysInBlocks) {
+  constexpr std::size_t kRows = 700;
+  std::vector<double> x(kRows);
+  std::vector<kt_long> n(kRows);
+  std::vector<Kt_Variant> v(kRows);
+  for (std::size_t row = 0; row < kRows; ++row) {
+    x[row] = static_cast<double>(row % 13) / 2 - 3;
+    n[row] = static_cast<kt_long>(row % 5) * 1'000'000'000 - 2'000'000'000;
+    v[row] = row % 3 == 0 ? Kt_Variant(kt_long{0}) : Kt_Variant(x[row]);
+    if (row == 300) v[row] = u"7";
+  }
+  const double tax = 0.25;
+  Kt_Bindings names;
+  names.Add(u"x", x.data()).Add(u"n", n.data()).Add(u"v", v.data()).Add(u"tax", &tax);
+  const void* const places[] = {x.data(), n.data(), v.data(), &tax};
+  const std::ptrdiff_t strides[] = {sizeof(double), sizeof(kt_long), sizeof(Kt_Variant), 0};
+  for (const char16_t* const text :
+       {u"x", u"tax", u"5", u"x + 1", u"x * tax - n", u"(n + n) * x * n * 0", u"v * n",
+        u"v * x + 1", u"x > 1 && x < 2 || tax", u"x && (n > 0 && x > 1) || x = 2",
+        u"(x || 0) + (0.5 || n)", u"least(x, n, tax) + greatest(tax, x / x)",
+        u"iif(x > 0, sqrt(x), abs(x))",
+        u"(x + 1) * (x - 1) - (x + tax) * (tax - x) / (x * x - (n - x) * (tax + x))",
+        u"pow(x, 2) % 3 + floor(x) - (!x)", u"(x > 0 && v) + (v && x)"}) {
+    Kt_BoundExpr expr;
+    ASSERT_EQ(expr.Bind(text, names), kOk) << Kt_WString(text).ToUtf8();
+    for (const std::size_t rows : {std::size_t{1}, std::size_t{256}, std::size_t{257}, kRows}) {
+      std::vector<double> out(rows + 1, 5.0);
+      EXPECT_EQ(expr.EvaluateMany(rows, places, strides, out.data()), kOk);
+      EXPECT_EQ(out[rows], 5.0);
+      for (std::size_t row = 0; row < rows; ++row) {
+        const void* const one[] = {&x[row], &n[row], &v[row], &tax};
+        ASSERT_EQ(Bits(out[row]), Bits(expr.EvaluateDouble(one).value))
+            << Kt_WString(text).ToUtf8() << " row " << row;
+      }
+    }
+  }
+}
+
 TEST(BoundExpr, ManyThreadsWithPlacesOfTheirOwn) {
   const double nothing = 0;
   const Kt_Variant nobody;
