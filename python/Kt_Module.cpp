@@ -6,6 +6,9 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <array>
+#include <span>
+
 #include "host/Kt_Arrow.h"
 #include "python/Kt_PyValue.h"
 
@@ -194,14 +197,25 @@ class PyFormula {
   const std::string& Text() const { return formula_.text(); }
   const std::vector<std::string>& Names() const { return names_; }
 
-  template <class... Numbers>
-  double Few(Numbers... numbers) const {
-    return formula_(numbers...);
-  }
   double Number(const py::args& numbers, const py::kwargs& by_name) const {
     std::vector<double> list;
     for (const py::handle item : InOrder(numbers, by_name)) list.push_back(ToDouble(item));
     return formula_.evaluate(list);
+  }
+  // What a call of the object itself comes to, past the layer that looks for an overload.
+  double Call(PyObject* numbers, PyObject* by_name) const {
+    constexpr std::size_t kFew = 16;
+    const auto count = static_cast<std::size_t>(PyTuple_GET_SIZE(numbers));
+    if (by_name != nullptr || count != names_.size() || count > kFew) {
+      return Number(
+          py::reinterpret_borrow<py::args>(numbers),
+          by_name != nullptr ? py::reinterpret_borrow<py::kwargs>(by_name) : py::kwargs());
+    }
+    std::array<double, kFew> list;
+    for (std::size_t at = 0; at < count; ++at) {
+      list[at] = ToDouble(PyTuple_GET_ITEM(numbers, static_cast<py::ssize_t>(at)));
+    }
+    return formula_.evaluate(std::span(list.data(), count));
   }
   py::object Value(const py::args& values, const py::kwargs& by_name) const {
     const Kt_Variant list = FromPython(InOrder(values, by_name));
@@ -567,20 +581,41 @@ void AddEngine(py::module_& module) {
            [](PyEngine& self, const std::string& name) { return self.Get().has(name); });
 }
 
+void Translate(std::exception_ptr thrown) {
+  try {
+    if (thrown) std::rethrow_exception(thrown);
+  } catch (const Error& error) {
+    const py::object exception = ToException(error);
+    PyErr_SetObject(py::type::of(exception).ptr(), exception.ptr());
+  }
+}
+
+PyObject* CallFormula(PyObject* self, PyObject* numbers, PyObject* by_name) {
+  try {
+    const auto& formula = py::handle(self).cast<const PyFormula&>();
+    return PyFloat_FromDouble(formula.Call(numbers, by_name));
+  } catch (py::error_already_set& exception) {
+    exception.restore();
+  } catch (const Error&) {
+    Translate(std::current_exception());
+  } catch (const std::bad_alloc&) {
+    PyErr_NoMemory();
+  } catch (const std::exception& exception) {
+    PyErr_SetString(PyExc_RuntimeError, exception.what());
+  }
+  return nullptr;
+}
+
 void AddFormula(py::module_& module) {
   using py::arg;
-  py::class_<PyFormula>(
+  py::class_<PyFormula> formula(
       module, "Formula",
       "An expression that is bound once and evaluated often.\n\nWithout `names` these are the "
       "variables that it uses, in the order in which it uses them. With an engine it knows "
-      "functions and globals of that, and belongs to its thread; without one, to no thread.")
+      "functions and globals of that, and belongs to its thread; without one, to no thread.");
+  formula
       .def(py::init<const std::string&, std::optional<std::vector<std::string>>, PyEngine*>(),
            arg("text"), arg("names") = py::none(), arg("engine") = py::none())
-      // Few numbers without names are the usual case, and much faster without lists of arguments.
-      .def("__call__", [](const PyFormula& self, double a) { return self.Few(a); })
-      .def("__call__", [](const PyFormula& self, double a, double b) { return self.Few(a, b); })
-      .def("__call__",
-           [](const PyFormula& self, double a, double b, double c) { return self.Few(a, b, c); })
       .def("__call__", &PyFormula::Number, "The number for these numbers, in order or by name.")
       .def("value", &PyFormula::Value, "The value for values of any kind.")
       .def("evaluate", &PyFormula::Evaluate, arg("columns"), arg("out") = py::none(),
@@ -588,6 +623,8 @@ void AddFormula(py::module_& module) {
            "float64 are not copied.")
       .def_property_readonly("text", &PyFormula::Text)
       .def_property_readonly("names", &PyFormula::Names);
+  // Calls of the object; "__call__" is for those by its name and for subclasses.
+  reinterpret_cast<PyTypeObject*>(formula.ptr())->tp_call = &CallFormula;
 }
 
 void AddDataset(py::module_& module) {
@@ -644,15 +681,6 @@ void AddDataset(py::module_& module) {
       .def("__arrow_c_schema__", &SchemaOf)
       .def("__arrow_c_array__", &ArrayOf, arg("requested_schema") = py::none())
       .def("__arrow_c_stream__", &StreamOf, arg("requested_schema") = py::none());
-}
-
-void Translate(std::exception_ptr thrown) {
-  try {
-    if (thrown) std::rethrow_exception(thrown);
-  } catch (const Error& error) {
-    const py::object exception = ToException(error);
-    PyErr_SetObject(py::type::of(exception).ptr(), exception.ptr());
-  }
 }
 
 }  // namespace

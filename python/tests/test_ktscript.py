@@ -369,3 +369,28 @@ def test_what_the_host_gives():
         return engine.eval("random(1000000)")
 
     assert draw() == draw()
+
+
+class Discounted(ktscript.Formula):
+    def __call__(self, *numbers):
+        return super().__call__(*numbers) * 0.5
+
+
+def test_formulas_are_called_with_all_that_is_a_number():
+    total = ktscript.Formula("price * qty")
+    assert total(2, 4) == total(2.5, qty=3.2) == total(True, numpy.float32(8)) == 8
+    assert total.__call__(2, 4) == 8
+    assert Discounted("price * qty")(2, 4) == 4
+    many = ktscript.Formula(" + ".join(f"x{at}" for at in range(20)))
+    assert many(*range(20)) == 190
+    with pytest.raises(TypeError):
+        total("2", 4)
+    with pytest.raises(ktscript.RunError, match="2 names, 3 values"):
+        total(1, 2, 3)
+
+
+def test_formula_over_one_of_its_columns():
+    prices = numpy.arange(1000.0)
+    wanted = (prices + 1) * prices / 3
+    ktscript.Formula("(price + 1) * price / 3").evaluate([prices], out=prices)
+    assert (prices == wanted).all()
