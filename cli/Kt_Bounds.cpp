@@ -3,11 +3,9 @@
 
 #include <CLI/CLI.hpp>
 #include <limits>
-#include <ostream>
 
 #include "classlib/base/Kt_Codes.h"
 #include "cli/Kt_Diagnostic.h"
-#include "cli/Kt_Visible.h"
 
 namespace kt::cli {
 namespace {
@@ -65,16 +63,9 @@ Bounds::Bounds(const BoundOptions& options) {
 bool TellStop(const std::string& what, Streams streams) {
   if (Kt_WorkMeter::CurrentStop() == 0) return false;
   if (Kt_WorkMeter::Current()->TakeReport()) {
-    streams.out.flush();
-    Diagnostic diagnostic;
-    diagnostic.code = Kt_WorkMeter::CurrentStop();
-    diagnostic.text = StopReason();
-    diagnostic.file = what;
-    if (auto* const json = JsonMessages::Of(streams.messages)) {
-      json->Write(diagnostic);
-    } else {
-      streams.messages << WithVisibleControls(what) << ": " << Describe(diagnostic) << '\n';
-    }
+    Diagnostic stop = Diagnostic::Error(StopReason(), what);
+    stop.code = Kt_WorkMeter::CurrentStop();
+    Tell(streams, stop);
   }
   return true;
 }

@@ -8,6 +8,7 @@
 #include <new>
 #include <optional>
 #include <ostream>
+#include <sstream>
 #include <string_view>
 
 #include "classlib/base/Kt_Memory.h"
@@ -104,8 +105,9 @@ bool AreUtf8(const std::vector<std::string>& arguments, Streams streams) {
     Kt_WString ignored;
     const std::int64_t bad = ConvertUtf8(arguments[at], ignored);
     if (bad < 0) continue;
-    streams.messages << fmt::format("kt: argument {} is no valid UTF-8 at byte offset {}\n", at + 1,
-                                    bad);
+    Tell(streams,
+         Diagnostic::Complaint(
+             "kt", fmt::format("argument {} is no valid UTF-8 at byte offset {}", at + 1, bad)));
     return false;
   }
   return true;
@@ -117,15 +119,14 @@ int Parse(CLI::App& app, std::vector<std::string> arguments, Streams streams) {
   try {
     app.parse(std::move(arguments));
   } catch (const CLI::ParseError& error) {
-    auto* const json = JsonMessages::Of(streams.messages);
-    if (json != nullptr && error.get_exit_code() != 0) {
-      Diagnostic diagnostic;
-      diagnostic.text = error.what();
-      json->Write(diagnostic);
-      return kCommandFault;
-    }
-    const int status = app.exit(error, streams.out, streams.messages);
-    return status == 0 ? kFine : kCommandFault;
+    std::ostringstream told;
+    if (app.exit(error, streams.out, told) == 0) return kFine;
+    Diagnostic fault;
+    fault.is_plain = true;
+    fault.text = error.what();
+    fault.below = told.str().substr(fault.text.size() + 1);
+    Tell(streams, fault);
+    return kCommandFault;
   }
   return -1;
 }
@@ -143,7 +144,7 @@ int Help(const CLI::App& app, const std::string& name, Streams streams) {
     streams.out << command->help("kt");
     return kFine;
   }
-  streams.messages << fmt::format("kt help: there is no command '{}'\n", name);
+  Tell(streams, Diagnostic::Complaint("kt help", fmt::format("there is no command '{}'", name)));
   return kCommandFault;
 }
 
@@ -161,10 +162,9 @@ int Run(const Action& action, std::int64_t limit_bytes, Streams streams) {
   return status;
 }
 
-// `json` becomes the stream for messages when the command line asks for that, and writes to `raw`.
-int Dispatch(Arguments arguments, Streams streams, std::ostream& raw,
-             std::optional<JsonMessages>& json) {
-  if (!AreUtf8(arguments, streams)) return kCommandFault;
+// `streams` become what the command line asks for; JSON goes to `raw`, as it is.
+int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& streams) {
+  if (!AreUtf8(arguments, *streams)) return kCommandFault;
   if (arguments.empty() || (arguments.size() == 1 && arguments[0] == "help")) {
     arguments = {"--help"};
   }
@@ -190,38 +190,36 @@ int Dispatch(Arguments arguments, Streams streams, std::ostream& raw,
     AddSandboxFlag(*app.get_subcommand(name));
   }
 
-  if (arguments[0] == "help") return Help(app, arguments[1], streams);
+  if (arguments[0] == "help") return Help(app, arguments[1], *streams);
   if (const CLI::App* const command = FindCommand(app, arguments[0])) {
     if (arguments[0] == "run") ProtectScriptArguments(*command, arguments);
     if (arguments[0] == "eval") ProtectExpression(*command, arguments);
     ProtectValues(*command, arguments);
   }
   // The messages of `kt check` are its result.
-  if (WantsJson(arguments)) json.emplace(arguments[0] == "check" ? streams.out : raw);
-  const Streams told{streams.out, json ? *json : streams.messages};
-  const int status = Parse(app, std::move(arguments), told);
-  return status >= 0 ? status : Run(action, MemoryLimit(megabytes), told);
+  if (WantsJson(arguments)) {
+    streams.emplace(Streams{streams->out, arguments[0] == "check" ? streams->out : raw, true});
+  }
+  const int status = Parse(app, std::move(arguments), *streams);
+  return status >= 0 ? status : Run(action, MemoryLimit(megabytes), *streams);
 }
 
 }  // namespace
 
 int Main(std::vector<std::string> arguments, Streams raw) {
-  VisibleStream messages(raw.messages);
-  const Streams streams{raw.out, messages};
-  std::optional<JsonMessages> json;
+  VisibleStream visible(raw.messages);
+  std::optional<Streams> streams(Streams{raw.out, visible});
   int status = kScriptFault;
   try {
-    status = Dispatch(std::move(arguments), streams, raw.messages, json);
+    status = Dispatch(std::move(arguments), raw.messages, streams);
   } catch (const std::bad_alloc&) {
-    streams.out.flush();
-    std::ostream& told = json ? *json : streams.messages;
-    told.clear();  // an earlier message may have failed for the same reason
-    if (!(told << "kt: out of memory\n")) raw.messages << "kt: out of memory\n";
+    TellOutOfMemory(*streams);
   }
-  streams.out.flush();
-  if (streams.out) return status;
-  if (json) json.emplace(raw.messages);  // the messages of `kt check --json` went to the output
-  (json ? *json : streams.messages) << "kt: cannot write to the standard output\n";
+  raw.out.flush();
+  if (raw.out) return status;
+  // The messages of `kt check --json` went to the output.
+  const Streams told{raw.out, streams->json ? raw.messages : visible, streams->json};
+  Tell(told, Diagnostic::Complaint("kt", "cannot write to the standard output"));
   return std::max(status, kScriptFault);
 }
 

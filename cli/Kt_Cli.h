@@ -17,10 +17,12 @@ inline constexpr int kFine = 0;
 inline constexpr int kScriptFault = 1;   // a script or its data
 inline constexpr int kCommandFault = 2;  // the command line
 
-// Where results and messages go; the tests pass text streams.
+// Where results and messages go; the tests pass text streams. Messages are written by Tell
+// (Kt_Diagnostic.h) alone.
 struct Streams {
   std::ostream& out;
   std::ostream& messages;
+  bool json = false;  // each message is a line of JSON
 };
 
 // What the command line asks for, run after all of it has been read.

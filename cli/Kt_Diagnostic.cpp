@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "cli/Kt_Diagnostic.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
-#include <charconv>
+#include <new>
 #include <nlohmann/json.hpp>
+#include <ostream>
 #include <utility>
 
+#include "classlib/base/Kt_Memory.h"
 #include "classlib/text/Kt_WString.h"
 #include "cli/Kt_Text.h"
 #include "cli/Kt_Visible.h"
@@ -25,53 +29,58 @@ const char* SeverityName(Severity severity) {
   }
 }
 
-// Takes ":number" from the end of `text`; 0, and nothing taken, when there is none.
-kt_long TakeNumber(std::string_view& text) {
-  const std::size_t colon = text.rfind(':');
-  if (colon == std::string_view::npos || colon + 1 == text.size()) return 0;
-  kt_long number = 0;
-  const char* const end = text.data() + text.size();
-  const auto read = std::from_chars(text.data() + colon + 1, end, number);
-  if (read.ec != std::errc() || read.ptr != end || number < 1) return 0;
-  text.remove_suffix(text.size() - colon);
-  return number;
+std::string PlaceText(const std::string& file, kt_long line, kt_long column) {
+  std::string place = WithVisibleControls(file);
+  if (line > 0) place += fmt::format(":{}", line);
+  if (column > 0) place += fmt::format(":{}", column);
+  return place;
 }
 
-// Takes " [name]" from the end of a warning.
-std::string TakeName(std::string& text) {
-  const std::size_t start = text.rfind(" [");
-  if (start == std::string::npos || !text.ends_with(']')) return {};
-  std::string name = text.substr(start + 2, text.size() - start - 3);
-  text.resize(start);
-  return name;
-}
-
-// "file", "file:line" or "file:line:column".
-void ReadPlace(std::string_view place, Diagnostic& diagnostic) {
-  diagnostic.line = TakeNumber(place);
-  if (const kt_long line = TakeNumber(place); line > 0) {
-    diagnostic.column = std::exchange(diagnostic.line, line);
+std::string PlaceText(const Diagnostic& diagnostic) {
+  if (!diagnostic.command.empty()) return diagnostic.command;
+  if (diagnostic.calls.empty()) {
+    return PlaceText(diagnostic.file, diagnostic.line, diagnostic.column);
   }
-  diagnostic.file = place;
+  const Diagnostic::Call& inner = diagnostic.calls.front();
+  return PlaceText(inner.file, inner.line, 0);
 }
 
-// Reads "place: error: text" and the like, by the first such mark. A trace keeps its mark.
-bool ReadSeverity(std::string_view line, Diagnostic& diagnostic) {
-  constexpr std::pair<std::string_view, Severity> kMarks[] = {{": error: ", Severity::kError},
-                                                              {": warning: ", Severity::kWarning},
-                                                              {": trace: ", Severity::kNote}};
-  std::size_t first = line.size();
-  for (const auto& [mark, severity] : kMarks) {
-    const std::size_t at = line.find(mark);
-    if (at >= first) continue;
-    first = at;
-    diagnostic.severity = severity;
-    diagnostic.text = line.substr(at + (severity == Severity::kNote ? 2 : mark.size()));
+// How the failing function was reached; nothing when nobody called it.
+std::string CallLines(const Diagnostic& diagnostic) {
+  std::string lines;
+  if (diagnostic.calls.size() < 2) return lines;
+  for (std::size_t at = 0; at < diagnostic.calls.size(); ++at) {
+    if (at == Kt_RunError::kInnerCalls && diagnostic.calls_left_out > 0) {
+      lines += fmt::format("  ... {} more\n", diagnostic.calls_left_out);
+    }
+    const Diagnostic::Call& call = diagnostic.calls[at];
+    lines += fmt::format("  in function {} ({})\n", Shown(call.function),
+                         PlaceText(call.file, call.line, 0));
   }
-  if (first == line.size()) return false;
-  ReadPlace(line.substr(0, first), diagnostic);
-  if (diagnostic.severity == Severity::kWarning) diagnostic.name = TakeName(diagnostic.text);
-  return true;
+  return lines;
+}
+
+std::string JsonLine(const Diagnostic& diagnostic) {
+  const std::string& command = diagnostic.command;
+  nlohmann::ordered_json json = {
+      {"severity", SeverityName(diagnostic.severity)},
+      {"code", diagnostic.code},
+      {"name", diagnostic.name},
+      {"text", (command.empty() ? command : command + ": ") + diagnostic.text},
+      {"file", diagnostic.file},
+      {"line", diagnostic.line},
+      {"column", diagnostic.column},
+      {"length", diagnostic.length},
+      {"expression", diagnostic.expression},
+      {"calls", nlohmann::ordered_json::array()},
+      {"callsLeftOut", diagnostic.calls_left_out}};
+  for (const Diagnostic::Call& call : diagnostic.calls) {
+    json["calls"].push_back(
+        {{"function", call.function}, {"file", call.file}, {"line", call.line}});
+  }
+  // Names of files may be any bytes.
+  constexpr auto kReplace = nlohmann::ordered_json::error_handler_t::replace;
+  return WithJsonEscapes(json.dump(-1, ' ', false, kReplace)) + '\n';
 }
 
 // How far past the start of a statement its expressions are looked for.
@@ -114,30 +123,75 @@ Part FindName(std::u16string_view source, std::size_t start, const Kt_WString& n
 
 }  // namespace
 
-std::string Describe(const Diagnostic& diagnostic) {
-  std::string text = std::string(SeverityName(diagnostic.severity)) + ": " + diagnostic.text;
-  return diagnostic.name.empty() ? text : text + " [" + diagnostic.name + "]";
+Diagnostic Diagnostic::Error(std::string_view text, std::string file, kt_long line) {
+  Diagnostic diagnostic;
+  diagnostic.text = WithVisibleControls(text);
+  diagnostic.file = std::move(file);
+  diagnostic.line = line;
+  return diagnostic;
 }
 
-// What has no severity is a fault of the command line when a command says it, something lost when
-// it has a line, and else only told.
-Diagnostic ReadMessage(std::string_view line) {
-  Diagnostic diagnostic;
-  if (ReadSeverity(line, diagnostic)) return diagnostic;
-  diagnostic.text = line;
-  const std::size_t colon = line.find(": ");
-  const std::string_view head = line.substr(0, std::min(colon, line.size()));
-  if (head == "kt" || head.starts_with("kt ")) {
-    const bool is_done = line.find(": wrote ") != std::string_view::npos;
-    diagnostic.severity = is_done ? Severity::kNote : Severity::kError;
-    return diagnostic;
-  }
-  diagnostic.severity = Severity::kNote;
-  if (colon == std::string_view::npos) return diagnostic;
-  ReadPlace(head, diagnostic);
-  diagnostic.text = line.substr(colon + 2);
-  if (diagnostic.line > 0) diagnostic.severity = Severity::kWarning;
+Diagnostic Diagnostic::Warning(std::string_view text, std::string name) {
+  Diagnostic diagnostic = Error(text);
+  diagnostic.severity = Severity::kWarning;
+  diagnostic.name = std::move(name);
   return diagnostic;
+}
+
+Diagnostic Diagnostic::Note(std::string_view text, std::string file, kt_long line) {
+  Diagnostic diagnostic = Error(text, std::move(file), line);
+  diagnostic.severity = Severity::kNote;
+  return diagnostic;
+}
+
+Diagnostic Diagnostic::Of(std::string command, Diagnostic diagnostic) {
+  diagnostic.command = std::move(command);
+  return diagnostic;
+}
+
+Diagnostic Diagnostic::Complaint(std::string command, std::string_view text) {
+  Diagnostic diagnostic = Of(std::move(command), Error(text));
+  diagnostic.is_plain = true;
+  return diagnostic;
+}
+
+std::string Describe(const Diagnostic& diagnostic) {
+  const bool is_plain = diagnostic.is_plain || diagnostic.severity == Severity::kNote;
+  std::string text = PlaceText(diagnostic);
+  if (!text.empty()) text += ": ";
+  if (!is_plain) text += std::string(SeverityName(diagnostic.severity)) + ": ";
+  text += diagnostic.text;
+  if (!diagnostic.name.empty()) text += " [" + diagnostic.name + "]";
+  return text + "\n" + (diagnostic.calls.empty() ? diagnostic.below : CallLines(diagnostic));
+}
+
+std::string DescribePart(Diagnostic diagnostic) {
+  diagnostic.is_plain = true;
+  std::string text = Describe(diagnostic);
+  text.pop_back();
+  return text;
+}
+
+void Tell(Streams streams, const Diagnostic& diagnostic) {
+  const Kt_MemoryPause pause;
+  streams.out.flush();
+  streams.messages << (streams.json ? JsonLine(diagnostic) : Describe(diagnostic));
+}
+
+void Tell(Streams streams, const std::vector<Diagnostic>& diagnostics) {
+  for (const Diagnostic& diagnostic : diagnostics) Tell(streams, diagnostic);
+}
+
+void TellOutOfMemory(Streams streams) {
+  streams.messages.clear();  // an earlier message may have failed for the same reason
+  try {
+    Tell(streams, Diagnostic::Complaint("kt", "out of memory"));
+    if (streams.messages) return;
+  } catch (const std::bad_alloc&) {
+    // The bytes alone take none.
+  }
+  streams.messages.clear();
+  streams.messages << "kt: out of memory\n";
 }
 
 Diagnostic FromRunError(const Kt_RunError& error) {
@@ -145,6 +199,8 @@ Diagnostic FromRunError(const Kt_RunError& error) {
   diagnostic.code = error.report != 0 ? error.report : error.code;
   const bool is_told = error.code == kHostFunctionFailed;
   diagnostic.text = (is_told ? error.text : WithVisibleControls(error.text)).ToUtf8();
+  diagnostic.file = error.source_name.ToUtf8();
+  diagnostic.line = error.line;
   diagnostic.expression = error.expression.ToUtf8();
   for (const Kt_ScriptPosition& call : error.calls) {
     diagnostic.calls.push_back({call.function.ToUtf8(), call.source_name.ToUtf8(), call.line + 1});
@@ -172,55 +228,6 @@ Part FindPart(std::u16string_view source, const Kt_RunError& error) {
   const std::size_t end = std::min(source.find(u'\n', start), source.size());
   const std::size_t at = FindWhole(source.substr(0, end), error.subject, start);
   return at == std::u16string_view::npos ? Part() : Part{at, error.subject.View().size()};
-}
-
-JsonMessages::JsonMessages(std::ostream& out) : std::ostream(nullptr), out_(out) {
-  rdbuf(static_cast<std::streambuf*>(this));
-}
-
-JsonMessages::~JsonMessages() {
-  try {
-    if (!line_.empty()) overflow('\n');
-  } catch (const std::exception&) {
-    // Without memory for the last line there is none to say so either.
-  }
-}
-
-void JsonMessages::Write(const Diagnostic& diagnostic) {
-  nlohmann::ordered_json json = {{"severity", SeverityName(diagnostic.severity)},
-                                 {"code", diagnostic.code},
-                                 {"name", diagnostic.name},
-                                 {"text", diagnostic.text},
-                                 {"file", diagnostic.file},
-                                 {"line", diagnostic.line},
-                                 {"column", diagnostic.column},
-                                 {"length", diagnostic.length},
-                                 {"expression", diagnostic.expression},
-                                 {"calls", nlohmann::ordered_json::array()},
-                                 {"callsLeftOut", diagnostic.calls_left_out}};
-  for (const Diagnostic::Call& call : diagnostic.calls) {
-    json["calls"].push_back(
-        {{"function", call.function}, {"file", call.file}, {"line", call.line}});
-  }
-  // Names of files may be any bytes.
-  constexpr auto kReplace = nlohmann::ordered_json::error_handler_t::replace;
-  out_ << WithJsonEscapes(json.dump(-1, ' ', false, kReplace)) << '\n';
-}
-
-int JsonMessages::overflow(int unit) {
-  if (unit == std::char_traits<char>::eof()) return 0;
-  if (unit != '\n') {
-    line_ += static_cast<char>(unit);
-  } else if (!line_.empty()) {
-    Write(ReadMessage(line_));
-    line_.clear();
-  }
-  return unit;
-}
-
-int JsonMessages::sync() {
-  out_.flush();
-  return 0;
 }
 
 }  // namespace kt::cli

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <iosfwd>
-#include <ostream>
-#include <streambuf>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "classlib/base/Kt_Types.h"
+#include "cli/Kt_Cli.h"
 
 struct Kt_RunError;
 
@@ -19,7 +18,8 @@ namespace kt::cli {
 inline constexpr kt_long kHostFunctionFailed = static_cast<kt_long>(0x83B0C001);
 
 // One error, warning or note, as --json writes it. Lines and columns count from 1; 0 and empty
-// texts: not known, or nothing of the kind.
+// texts: not known, or nothing of the kind. Text and name are fit for a terminal; files and
+// functions are as they are called.
 struct Diagnostic {
   enum class Severity : std::uint8_t { kError, kWarning, kNote };
   struct Call {
@@ -28,8 +28,19 @@ struct Diagnostic {
     kt_long line = 0;
   };
 
+  // With texts that are made fit for one line of a terminal.
+  static Diagnostic Error(std::string_view text, std::string file = {}, kt_long line = 0);
+  static Diagnostic Warning(std::string_view text, std::string name = {});
+  static Diagnostic Note(std::string_view text, std::string file = {}, kt_long line = 0);
+  // Of a command itself, in place of a file: "kt show: error: text".
+  static Diagnostic Of(std::string command, Diagnostic diagnostic);
+  // What is wrong with its command line: "kt show: text".
+  static Diagnostic Complaint(std::string command, std::string_view text);
+
   Severity severity = Severity::kError;
+  bool is_plain = false;  // the text form does not say the severity, as it never does of notes
   kt_long code = 0;
+  std::string command;
   std::string name;  // of a warning
   std::string text;
   std::string file;
@@ -39,13 +50,24 @@ struct Diagnostic {
   std::string expression;
   std::vector<Call> calls;  // innermost first
   std::size_t calls_left_out = 0;
+  std::string below;  // lines that the text form goes on with, such as the source and a caret
 };
 
-// "error: text" or "warning: text [name]", as messages have it.
+// The text form: "file:line:column: error: text [name]" and the forms with less of it, then what
+// is below. With calls, the lines of these are the places, and the only ones.
 std::string Describe(const Diagnostic& diagnostic);
-// What a message says: "file:line:column: error: text" and the forms with less of it.
-Diagnostic ReadMessage(std::string_view line);
-// The failure and its calls, without a file and a place. The text is fit for a terminal.
+// "file:line:column: text", as a part of another message.
+std::string DescribePart(Diagnostic diagnostic);
+
+// All that kt has to say goes through here: as text, or as a line of JSON when the streams ask for
+// that. What has been printed so far goes out first, so that both streams read in order on a
+// terminal.
+void Tell(Streams streams, const Diagnostic& diagnostic);
+void Tell(Streams streams, const std::vector<Diagnostic>& diagnostics);
+// Tells it even when there is no memory for telling anything.
+void TellOutOfMemory(Streams streams);
+
+// The failure and its calls, at the statement that ran. The text is fit for a terminal.
 Diagnostic FromRunError(const Kt_RunError& error);
 
 // The part of a source that a failure is about; length 0 when it is not found. The source is that
@@ -55,24 +77,5 @@ struct Part {
   std::size_t length = 0;
 };
 Part FindPart(std::u16string_view source, const Kt_RunError& error);
-
-// The stream for messages under --json: every message is one line of JSON, the texts that commands
-// write line by line too. Borrows the stream that it writes to. Threads: one.
-class JsonMessages : private std::streambuf, public std::ostream {
- public:
-  explicit JsonMessages(std::ostream& out);
-  ~JsonMessages() override;
-
-  // The stream as one of these; null when it takes plain text.
-  static JsonMessages* Of(std::ostream& messages) { return dynamic_cast<JsonMessages*>(&messages); }
-  void Write(const Diagnostic& diagnostic);
-
- private:
-  int overflow(int unit) override;
-  int sync() override;
-
-  std::ostream& out_;
-  std::string line_;
-};
 
 }  // namespace kt::cli

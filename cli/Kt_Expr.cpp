@@ -29,10 +29,15 @@ kt_long TokensEnd(const Kt_WString& text, kt_long& string_end) {
   return length;
 }
 
-void Complain(const Kt_WString& text, kt_long offset, const std::string& what,
+void Complain(const Kt_WString& text, kt_long offset, const Diagnostic& what,
               Kt_CliReport& report) {
   report.AtPlace(kExpressionName, text, static_cast<std::size_t>(std::max(offset, kt_long{0})), 1,
                  what);
+}
+
+void Complain(const Kt_WString& text, kt_long offset, const Kt_WString& error,
+              Kt_CliReport& report) {
+  Complain(text, offset, Diagnostic::Error(error.ToUtf8()), report);
 }
 
 // A string without end and text after a lone & or | pass the check of the engine, because scripts
@@ -41,7 +46,7 @@ bool CheckStrings(const Kt_WString& text, Kt_CliReport& report) {
   kt_long string_end = 0;
   const kt_long end = TokensEnd(text, string_end);
   if (string_end == 0) return true;
-  Complain(text, end, "error: " + Kt_WString(kt_exprtextW(string_end)).ToUtf8(), report);
+  Complain(text, end, Kt_WString(kt_exprtextW(string_end)), report);
   return false;
 }
 
@@ -50,8 +55,7 @@ void Warn(const Kt_WString& text, Kt_CliReport& report) {
   FindExprWarnings(text, warnings);
   for (const Kt_ExprWarning& warning : warnings) {
     Complain(text, warning.offset,
-             "warning: " + warning.text.ToUtf8() + " [" + Kt_WString(warning.name).ToUtf8() + "]",
-             report);
+             Diagnostic::Warning(warning.text.ToUtf8(), Kt_WString(warning.name).ToUtf8()), report);
   }
 }
 
@@ -65,7 +69,7 @@ void WarnOfUnread(const Kt_WString& text, Kt_CliReport& report) {
   kt_long string_end = 0;
   const kt_long end = TokensEnd(text, string_end);
   if (end >= text.GetLength()) return;
-  Complain(text, end, "warning: the text from here on is not read", report);
+  Complain(text, end, Diagnostic::Warning("the text from here on is not read"), report);
 }
 
 bool ParseExpression(const Kt_WString& text, Kt_Expr& expression, Kt_CliReport& report) {
@@ -76,12 +80,12 @@ bool ParseExpression(const Kt_WString& text, Kt_Expr& expression, Kt_CliReport& 
   kt_long offset = 0;
   const kt_long code = Kt_ExprUtil::IsValidExpr(trimmed.GetText(), trimmed.GetLength(), &offset);
   if (code != 0) {
-    Complain(trimmed, offset, "error: " + Kt_WString(kt_exprtextW(code)).ToUtf8(), report);
+    Complain(trimmed, offset, Kt_WString(kt_exprtextW(code)), report);
     return false;
   }
   Kt_WString message;
   if (expression.Parse(message, trimmed.GetText()) < 0) {
-    Complain(trimmed, expression.GetErrorOffset(), "error: " + message.ToUtf8(), report);
+    Complain(trimmed, expression.GetErrorOffset(), message, report);
     return false;
   }
   if (!is_list) WarnOfUnread(trimmed, report);

@@ -3,6 +3,7 @@
 
 #include <fmt/format.h>
 
+#include <new>
 #include <ostream>
 #include <vector>
 
@@ -17,16 +18,12 @@
 
 namespace {
 
+using kt::cli::Diagnostic;
 using kt::cli::kHostFunctionFailed;
 using kt::cli::WithVisibleControls;
 
 // A loop that goes on after an error would fill the screen.
 constexpr kt_long kMaxErrorsShown = 100;
-
-std::string PlaceText(const Kt_ScriptPosition& position) {
-  return fmt::format("{}:{}", WithVisibleControls(position.source_name).ToUtf8(),
-                     position.line + 1);
-}
 
 // GetMethodType names this host as the context of its functions.
 Kt_CliHost& Host(Kt_ExprObject* context) { return *static_cast<Kt_CliHost*>(context); }
@@ -92,8 +89,7 @@ std::span<const _EXPR_EXTAPI_INFO> kt::cli::HostFunctions() {
   return table;
 }
 
-Kt_CliHost::Kt_CliHost(std::ostream& out, std::ostream& messages)
-    : Kt_ExprObject(nullptr), out_(out), messages_(messages) {}
+Kt_CliHost::Kt_CliHost(kt::cli::Streams streams) : Kt_ExprObject(nullptr), streams_(streams) {}
 
 int Kt_CliHost::GetMethodType(const Kt_WString& name, Kt_ExprObjInfo& info) {
   const auto table = kt::cli::HostFunctions();
@@ -124,7 +120,7 @@ void Kt_CliHost::OnRunTimeError(const Kt_Result& result) {
     error.text = result.GetText();
     Tell(error);
   } catch (const std::bad_alloc&) {
-    messages_ << "kt: out of memory\n";
+    kt::cli::TellOutOfMemory(streams_);
   }
 }
 
@@ -133,9 +129,9 @@ void Kt_CliHost::OnDebugTrace(const Kt_WString& text) {
   if (!trace_) return;
   const Kt_ScriptCallStack calls =
       script_ != nullptr ? script_->GetCallStack() : Kt_ScriptCallStack();
-  out_.flush();
-  messages_ << (calls.empty() ? WithVisibleControls(source_name_) : PlaceText(calls.front()))
-            << ": trace: " << WithVisibleControls(text).ToUtf8() << '\n';
+  const std::string file = calls.empty() ? source_name_ : calls.front().source_name.ToUtf8();
+  const kt_long line = calls.empty() ? source_line_ : calls.front().line + 1;
+  kt::cli::Tell(streams_, Diagnostic::Note("trace: " + text.ToUtf8(), file, line));
 }
 
 void Kt_CliHost::AddNames(Names which, std::vector<Kt_WString>& names) const {
@@ -150,7 +146,7 @@ kt_long Kt_CliHost::Print(const Kt_VariantList* args) {
   std::string line;
   if (!JoinTexts(args, line)) return Fail(std::string("print(): ") + kt::cli::kTooLongToPrint);
   line += '\n';
-  out_ << line;
+  streams_.out << line;
   return 0;
 }
 
@@ -213,45 +209,28 @@ bool Kt_CliHost::TellOutcome(kt_long code, std::uint64_t serial) {
 void Kt_CliHost::Tell(const Kt_RunError& error) {
   ++error_count_;
   if (error_count_ > kMaxErrorsShown) return;
+  Diagnostic diagnostic = kt::cli::FromRunError(error);
+  if (error.calls.empty()) {
+    diagnostic.file = source_name_;
+    diagnostic.line = source_line_;
+  }
   // A row expression with a fault has it in every row, and what a method refuses its caller may
   // report as well.
-  std::string key = error.calls.empty() ? source_name_ : PlaceText(error.calls.front());
-  key += ": " + error.text.ToUtf8();
+  std::string key = fmt::format("{}:{}: {}", diagnostic.file, diagnostic.line, diagnostic.text);
   if (key == last_error_) return;
   last_error_ = std::move(key);
-  WriteError(error);
-  if (error_count_ == kMaxErrorsShown) messages_ << "further errors are not shown\n";
-}
-
-void Kt_CliHost::WriteError(const Kt_RunError& error) {
-  out_.flush();
-  const bool has_calls = !error.calls.empty();
-  const std::string name = has_calls ? error.source_name.ToUtf8() : source_name_;
-  auto* const json = kt::cli::JsonMessages::Of(messages_);
-  if ((json != nullptr || is_expression_) && WriteAtPlace(error, name)) return;
-  kt::cli::Diagnostic diagnostic = kt::cli::FromRunError(error);
-  diagnostic.file = name;
-  diagnostic.line = error.line;
-  if (json != nullptr) return json->Write(diagnostic);
-  messages_ << (has_calls ? PlaceText(error.calls.front()) : WithVisibleControls(name)) << ": "
-            << kt::cli::Describe(diagnostic) << '\n';
-  if (error.calls.size() < 2) return;
-  for (std::size_t call = 0; call < error.calls.size(); ++call) {
-    if (call == Kt_RunError::kInnerCalls && error.calls_left_out > 0) {
-      messages_ << fmt::format("  ... {} more\n", error.calls_left_out);
-    }
-    messages_ << fmt::format("  in function {} ({})\n", kt::cli::Shown(error.calls[call].function),
-                             PlaceText(error.calls[call]));
+  if (!TellAtPlace(error, diagnostic)) kt::cli::Tell(streams_, diagnostic);
+  if (error_count_ == kMaxErrorsShown) {
+    kt::cli::Tell(streams_, Diagnostic::Note("further errors are not shown"));
   }
 }
 
-// False when the place in the source is not known.
-bool Kt_CliHost::WriteAtPlace(const Kt_RunError& error, const std::string& name) {
-  const auto source = sources_.find(name);
+bool Kt_CliHost::TellAtPlace(const Kt_RunError& error, const Diagnostic& diagnostic) {
+  const auto source = sources_.find(diagnostic.file);
   if (source == sources_.end() || (error.calls.empty() && !is_expression_)) return false;
   const kt::cli::Part part = kt::cli::FindPart(source->second, error);
   if (part.length == 0) return false;
-  Kt_CliReport(out_, messages_)
-      .AtPlace(name, source->second, part.offset, part.length, kt::cli::FromRunError(error));
+  Kt_CliReport(streams_).AtPlace(diagnostic.file, source->second, part.offset, part.length,
+                                 diagnostic);
   return true;
 }

@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <iosfwd>
 #include <map>
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
+#include "cli/Kt_Cli.h"
 #include "cli/Kt_Fence.h"
 #include "cli/data/Kt_Data.h"
 #include "cli/data/Kt_Datasets.h"
@@ -16,6 +17,8 @@
 class Kt_Script;
 
 namespace kt::cli {
+
+struct Diagnostic;
 
 // The functions that kt adds to the language, sorted by name.
 std::span<const _EXPR_EXTAPI_INFO> HostFunctions();
@@ -29,15 +32,18 @@ std::span<const _EXPR_EXTAPI_INFO> HostFunctions();
 // Owns the datasets; borrows the streams and the script. Must outlive the script. Threads: one.
 class Kt_CliHost : public Kt_ExprObject, public Kt_ExprNameSource {
  public:
-  Kt_CliHost(std::ostream& out, std::ostream& messages);
+  explicit Kt_CliHost(kt::cli::Streams streams);
 
   // The script that runs, for the places in messages; null: none does.
   void SetScript(Kt_Script* script) { script_ = script; }
-  // What messages name while no function runs: a file that is being loaded.
-  void SetSourceName(const std::string& name) { source_name_ = name; }
+  // What messages name while no function runs: a file that is being loaded, or a line of it.
+  void SetSourceName(const std::string& name, kt_long line = 0) {
+    source_name_ = name;
+    source_line_ = line;
+  }
   // The same with its text, in which messages find their place.
   void SetSource(const std::string& name, const Kt_WString& text) {
-    source_name_ = name;
+    SetSourceName(name);
     sources_[name] = text;
   }
   // The one source is an expression: messages show where in it.
@@ -92,13 +98,13 @@ class Kt_CliHost : public Kt_ExprObject, public Kt_ExprNameSource {
   kt_long SaveData(const Kt_VariantList* args, Kt_Variant& result);
 
  private:
-  // Writes "place: what", and the calls that led there; or an object, for whom that is.
-  void WriteError(const Kt_RunError& error);
-  bool WriteAtPlace(const Kt_RunError& error, const std::string& name);
+  // False when the place in the source is not known.
+  bool TellAtPlace(const Kt_RunError& error, const kt::cli::Diagnostic& diagnostic);
   // The dataset that an argument names or is; null for none.
   Kt_ExprDataset* DatasetOf(const Kt_Variant& value) const;
   bool FormatOf(const Kt_Variant& value, std::optional<kt::cli::DataFormat>& format);
   bool OptionsOf(const char* function, const Kt_Variant& value, kt::cli::DataOptions& options);
+  kt_long FailLoad(const std::vector<kt::cli::Diagnostic>& fault);
   void StoreDataset(Kt_ExprDataset& wrapper, Kt_Variant& result);
 
   // The file that an argument names; false when scripts may not reach it, which has been reported.
@@ -106,10 +112,10 @@ class Kt_CliHost : public Kt_ExprObject, public Kt_ExprNameSource {
   bool ReachDataFile(const char* doing, const std::string& path, kt::cli::DataOptions& options,
                      std::string& file);
 
-  std::ostream& out_;
-  std::ostream& messages_;
+  kt::cli::Streams streams_;
   Kt_Script* script_ = nullptr;
   std::string source_name_;
+  kt_long source_line_ = 0;
   std::map<std::string, Kt_WString> sources_;
   bool is_expression_ = false;
   Kt_VariantList args_;

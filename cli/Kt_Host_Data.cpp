@@ -3,8 +3,7 @@
 // The host functions for datasets.
 #include <fmt/format.h>
 
-#include <ostream>
-
+#include "cli/Kt_Diagnostic.h"
 #include "cli/Kt_Host.h"
 #include "cli/data/Kt_Data.h"
 #include "cli/data/Kt_OptionText.h"
@@ -86,6 +85,14 @@ bool Kt_CliHost::ReachDataFile(const char* doing, const std::string& path,
   return ReachFile(doing, path, file);
 }
 
+kt_long Kt_CliHost::FailLoad(const std::vector<kt::cli::Diagnostic>& fault) {
+  std::string lines;
+  for (const kt::cli::Diagnostic& part : fault) {
+    lines += (lines.empty() ? "cannot load: " : "\n") + kt::cli::DescribePart(part);
+  }
+  return FailLines(lines);
+}
+
 kt_long Kt_CliHost::LoadData(const Kt_VariantList* args, Kt_Variant& result) {
   const kt::Kt_FuncArgs in(args);
   const std::string path = in.Text(1).ToUtf8();
@@ -107,13 +114,13 @@ kt_long Kt_CliHost::LoadData(const Kt_VariantList* args, Kt_Variant& result) {
   kt::cli::DataReport report;
   bool loaded = false;
   {
-    out_.flush();
-    const Kt_CliProgress progress(messages_, "loading " + path);
+    streams_.out.flush();
+    const Kt_CliProgress progress(streams_.messages, "loading " + path);
     loaded = dataset != nullptr && kt::cli::LoadDataFile(file, options, *dataset, report);
   }
   constexpr auto kStyle = kt::cli::OptionStyle::kScript;
-  if (!loaded) return FailLines("cannot load: " + kt::cli::DescribeFault(path, report, kStyle));
-  kt::cli::TellLoad(path, given, report, false, messages_, kStyle);
+  if (!loaded) return FailLoad(kt::cli::LoadFault(path, report, kStyle));
+  kt::cli::Tell(streams_, kt::cli::LoadNotes(path, given, report, false, kStyle));
   dataset->NameLoadedMaps(Kt_WString::FromUtf8(path));
   std::string reason;
   if (!kt::cli::HaveTypedColumns(options, {dataset}, reason)) {
@@ -143,8 +150,8 @@ kt_long Kt_CliHost::SaveData(const Kt_VariantList* args, Kt_Variant& result) {
   std::string reason;
   bool saved = false;
   {
-    out_.flush();
-    const Kt_CliProgress progress(messages_, "saving " + path);
+    streams_.out.flush();
+    const Kt_CliProgress progress(streams_.messages, "saving " + path);
     saved = kt::cli::SaveDataFile(file, options, *wrapper->GetDataset(), reason);
   }
   if (!saved) return Fail(fmt::format("cannot save '{}': {}", path, reason));

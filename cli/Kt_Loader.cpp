@@ -17,6 +17,8 @@
 
 namespace fs = std::filesystem;
 
+using kt::cli::Diagnostic;
+
 namespace {
 
 // Each message looks for its line from the start of the file.
@@ -68,7 +70,7 @@ int Kt_CliLoader::Load(const std::string& path) {
   const bool is_folder = fs::is_directory(path, error);
   if (error || is_folder || !fs::exists(path, error)) {
     const std::string why = is_folder ? "Is a directory" : error.message();
-    report_.Line(fmt::format("{}: error: cannot read: {}", path, why));
+    report_.Tell(Diagnostic::Error("cannot read: " + why, path));
     return 2;
   }
   fs::path file = fs::canonical(path, error);
@@ -83,8 +85,8 @@ int Kt_CliLoader::Load(const std::string& path) {
     ok = LoadWanted(next) && ok;
   }
   if (include_faults_ > kMaxIncludeFaults) {
-    report_.Line(
-        fmt::format("{}: {} more includes failed", path, include_faults_ - kMaxIncludeFaults));
+    const int more = include_faults_ - kMaxIncludeFaults;
+    report_.Tell(Diagnostic::Note(fmt::format("{} more includes failed", more), path));
   }
   return ok ? 0 : 1;
 }
@@ -94,7 +96,7 @@ bool Kt_CliLoader::LoadFile(const fs::path& file, const std::string& path,
   std::string error;
   if (kt::cli::ReadTextFile(path, current_text_, error, links) != kt::cli::FileResult::kOk) {
     if (Kt_WorkMeter::CurrentStop() == 0) {
-      report_.Line(fmt::format("{}: error: cannot read: {}", shown_name, error));
+      report_.Tell(Diagnostic::Error("cannot read: " + error, shown_name));
     }
     return false;
   }
@@ -106,7 +108,7 @@ bool Kt_CliLoader::LoadFile(const fs::path& file, const std::string& path,
       script_.Parse(Kt_WString::FromUtf8(shown_name), current_text_, this, &errors);
   // Without a host nobody has told it.
   if (code == kErrNoMemory && kt::TakeMemoryFailure()) {
-    report_.Line(fmt::format("{}: error: out of memory", shown_name));
+    report_.Tell(Diagnostic::Error("out of memory", shown_name));
   }
   if (Kt_WorkMeter::CurrentStop() != 0) return false;  // what was found may be no fault
   const bool clean = report_.Syntax(file, shown_name, current_text_, errors);
@@ -129,9 +131,9 @@ bool Kt_CliLoader::LoadWanted(const Wanted& wanted) {
     if (++include_faults_ > kMaxIncludeFaults) return false;
     const std::string why =
         found.refused ? fence_.Refusal("--include-dir") : "there is no such file";
-    report_.AtPlace(
-        wanted.includer, wanted.text, wanted.offset, 1,
-        fmt::format("error: cannot include '{}': {}", kt::cli::Shown(wanted.name), why));
+    report_.AtPlace(wanted.includer, wanted.text, wanted.offset, 1,
+                    Diagnostic::Error(
+                        fmt::format("cannot include '{}': {}", kt::cli::Shown(wanted.name), why)));
     return false;
   }
   if (!loaded_.insert(found.file).second) return true;

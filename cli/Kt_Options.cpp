@@ -2,8 +2,8 @@
 #include "cli/Kt_Options.h"
 
 #include <CLI/CLI.hpp>
-#include <ostream>
 
+#include "cli/Kt_Diagnostic.h"
 #include "cli/Kt_Fence.h"
 #include "cli/Kt_Loader.h"
 
@@ -21,7 +21,8 @@ bool AddIncludeDirs(const std::vector<std::string>& include_dirs, const char* co
                     Kt_CliLoader& loader, Streams streams) {
   for (const std::string& dir : include_dirs) {
     if (loader.AddIncludeDir(dir)) continue;
-    streams.messages << command << ": --include-dir: there is no folder '" << dir << "'\n";
+    Tell(streams,
+         Diagnostic::Complaint(command, "--include-dir: there is no folder '" + dir + "'"));
     return false;
   }
   return true;
@@ -42,7 +43,7 @@ bool SetUpFence(const FileRules& rules, const char* command, Kt_CliFence& fence,
   if (rules.all_files) fence.AllowAllFiles();
   for (const std::string& dir : rules.allow_dirs) {
     if (fence.AllowDir(dir)) continue;
-    streams.messages << command << ": --allow-dir: there is no folder '" << dir << "'\n";
+    Tell(streams, Diagnostic::Complaint(command, "--allow-dir: there is no folder '" + dir + "'"));
     return false;
   }
   return true;

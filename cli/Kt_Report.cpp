@@ -4,7 +4,6 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <ostream>
 #include <tuple>
 #include <vector>
 
@@ -43,18 +42,6 @@ kt::cli::Diagnostic ToDiagnostic(const Kt_SyntaxError& error) {
 
 }  // namespace
 
-void Kt_CliReport::Line(const std::string& message) {
-  out_.flush();
-  messages_ << kt::cli::WithVisibleControls(message) << '\n';
-}
-
-void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
-                           std::size_t length, const std::string& what) {
-  // The reader of messages wants something before the severity.
-  AtPlace(name, text, offset, length,
-          kt::cli::ReadMessage("-: " + kt::cli::WithVisibleControls(what)));
-}
-
 void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& part, std::size_t offset,
                            std::size_t length, kt::cli::Diagnostic what) {
   const Kt_WString& text = whole_ ? whole_->text : part;
@@ -65,18 +52,12 @@ void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& part, std:
   offset = std::min(offset, text.View().size());
   kt::cli::Place place = kt::cli::PlaceAt(text, offset);
   if (whole_) place.line += whole_->first_line - 1;
-  out_.flush();
   what.file = whole_ ? whole_->name : name;
   what.line = place.line;
   what.column = place.column;
-  if (auto* const json = kt::cli::JsonMessages::Of(messages_)) {
-    what.length = static_cast<kt_long>(length);
-    json->Write(what);
-    return;
-  }
-  messages_ << fmt::format("{}:{}:{}: {}\n", kt::cli::WithVisibleControls(what.file), what.line,
-                           what.column, kt::cli::Describe(what))
-            << kt::cli::LineWithCaret(text, offset, length);
+  what.length = static_cast<kt_long>(length);
+  what.below = kt::cli::LineWithCaret(text, offset, length);
+  Tell(what);
 }
 
 bool Kt_CliReport::Syntax(const std::filesystem::path& file, const std::string& name,
@@ -93,7 +74,8 @@ bool Kt_CliReport::Syntax(const std::filesystem::path& file, const std::string& 
             ToDiagnostic(error));
   }
   if (errors.size() > kMaxShown) {
-    Line(fmt::format("{}: {} more are not shown", name, errors.size() - kMaxShown));
+    Tell(kt::cli::Diagnostic::Note(fmt::format("{} more are not shown", errors.size() - kMaxShown),
+                                   name));
   }
   return clean;
 }

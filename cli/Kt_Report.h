@@ -2,7 +2,6 @@
 #pragma once
 
 #include <filesystem>
-#include <iosfwd>
 #include <optional>
 #include <set>
 #include <string>
@@ -13,14 +12,12 @@
 
 class Kt_SyntaxErrorList;
 
-// Writes faults of scripts to the stream for messages: the place, what is wrong, the line and a
-// caret; or one object for each when the stream takes JSON. What has been printed so far goes out
-// first, so that both streams read in order on a terminal.
+// Tells faults of scripts: the place, what is wrong, the line and a caret.
 //
 // Borrows the streams. Threads: one.
 class Kt_CliReport {
  public:
-  Kt_CliReport(std::ostream& out, std::ostream& messages) : out_(out), messages_(messages) {}
+  explicit Kt_CliReport(kt::cli::Streams streams) : streams_(streams) {}
 
   // Whether loaders should look for warnings; off at first.
   void SetWarnings(bool on) { warnings_ = on; }
@@ -35,11 +32,8 @@ class Kt_CliReport {
   };
   void SetWhole(Whole whole) { whole_ = std::move(whole); }
 
-  void Line(const std::string& message);
+  void Tell(const kt::cli::Diagnostic& diagnostic) { kt::cli::Tell(streams_, diagnostic); }
   // "name:line:column: what", the line at `offset`, and a caret with `length` units underlined.
-  void AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
-               std::size_t length, const std::string& what);
-  // The same for a message whose file and place are still to be filled in.
   void AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
                std::size_t length, kt::cli::Diagnostic what);
   // What loading a file has found, in the order of the places; a file that has been reported
@@ -48,8 +42,7 @@ class Kt_CliReport {
               const Kt_SyntaxErrorList& found);
 
  private:
-  std::ostream& out_;
-  std::ostream& messages_;
+  kt::cli::Streams streams_;
   bool warnings_ = false;
   std::optional<Whole> whole_;
   std::set<std::filesystem::path> reported_;

@@ -2,7 +2,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
-#include <ostream>
 
 #include "cli/Kt_Bounds.h"
 #include "cli/Kt_Cli.h"
@@ -41,7 +40,7 @@ int CheckFile(const std::string& file, const Options& options, Kt_CliReport& rep
 
 int Check(const Options& options, Streams streams) {
   const Bounds bounds(options.bounds);
-  Kt_CliReport report(streams.out, streams.messages);
+  Kt_CliReport report(streams);
   report.SetWarnings(!options.no_warnings);
   int status = kFine;
   for (const std::string& file : options.files) {

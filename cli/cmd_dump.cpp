@@ -27,7 +27,7 @@ struct Options {
 };
 
 int DumpExpression(const Options& options, Streams streams) {
-  Kt_CliReport report(streams.out, streams.messages);
+  Kt_CliReport report(streams);
   Kt_Expr expression;
   if (!ParseExpression(Kt_WString::FromUtf8(options.expression), expression, report)) {
     return kScriptFault;
@@ -54,12 +54,12 @@ int DumpCode(const Options& options, Kt_Script& script, Streams streams) {
     is_found = true;
   }
   if (is_found || wanted.IsEmpty()) return kFine;
-  VisibleStream(streams.messages) << "kt dump: no function " << options.function << '\n';
+  Tell(streams, Diagnostic::Complaint("kt dump", "no function " + options.function));
   return kCommandFault;
 }
 
 int DumpFile(const Options& options, Streams streams) {
-  Kt_CliReport report(streams.out, streams.messages);
+  Kt_CliReport report(streams);
   Kt_Script script;
   Kt_RunBudget budget;
   budget.limit_steps = kInitialiserSteps;

@@ -33,8 +33,9 @@ struct Options {
 // False when there is no such row, which has been said then.
 bool HasRow(const Kt_Dataset& dataset, kt_long row, Kt_CliReport& report) {
   if (row < dataset.GetRowCount()) return true;
-  report.Line(fmt::format("expression: error: there is no row {}; '{}' has {}, counted from 0", row,
-                          dataset.GetId().ToUtf8(), dataset.GetRowCount()));
+  report.Tell(Diagnostic::Error(fmt::format("there is no row {}; '{}' has {}, counted from 0", row,
+                                            dataset.GetId().ToUtf8(), dataset.GetRowCount()),
+                                kExpressionName));
   return false;
 }
 
@@ -45,7 +46,9 @@ int Print(const Kt_Variant& result, const Options& options, Kt_CliReport& report
     if (options.json) streams.out << json << '\n';
     return kFine;
   }
-  if (Kt_WorkMeter::CurrentStop() == 0) report.Line("expression: error: the value is " + reason);
+  if (Kt_WorkMeter::CurrentStop() == 0) {
+    report.Tell(Diagnostic::Error("the value is " + reason, kExpressionName));
+  }
   return kScriptFault;
 }
 
@@ -53,14 +56,14 @@ int EvalBounded(const Options& options, Streams streams) {
   DataFiles files;
   if (!ParseDataArguments(options.data, "kt eval", streams, files)) return kCommandFault;
   if (options.row && files.data.empty()) {
-    streams.messages << "kt eval: --row needs --data\n";
+    Tell(streams, Diagnostic::Complaint("kt eval", "--row needs --data"));
     return kCommandFault;
   }
-  Kt_CliReport report(streams.out, streams.messages);
+  Kt_CliReport report(streams);
   Kt_Expr expression;
   const Kt_WString text = Kt_WString::FromUtf8(options.expression);
   if (!ParseExpression(text, expression, report)) return kScriptFault;
-  Kt_CliHost host(streams.out, streams.messages);
+  Kt_CliHost host(streams);
   if (!SetUpFence(options.file_rules, "kt eval", host.GetFence(), streams)) return kCommandFault;
   host.SetExpression(kExpressionName, text);
   if (const int status = LoadDataFiles(files, "kt eval", host, streams); status != kFine)

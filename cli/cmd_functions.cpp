@@ -11,6 +11,7 @@
 
 #include "classlib/text/Kt_WStrList.h"
 #include "cli/Kt_Cli.h"
+#include "cli/Kt_Diagnostic.h"
 #include "cli/Kt_Host.h"
 #include "cli/Kt_Text.h"
 #include "dataset/Kt_DatasetCtx.h"
@@ -192,8 +193,8 @@ int NotThere(const std::string& name, Streams streams) {
     for (const Function& function : section.functions) known.push_back(function.name);
   }
   const Kt_WString text = Kt_WString::FromUtf8(fmt::format("there is no function '{}'", name));
-  streams.messages << "kt functions: "
-                   << kt::WithHint(text, Kt_WString::FromUtf8(name), known).ToUtf8() << '\n';
+  const Kt_WString hint = kt::WithHint(text, Kt_WString::FromUtf8(name), known);
+  Tell(streams, Diagnostic::Complaint("kt functions", hint.ToUtf8()));
   return kCommandFault;
 }
 

@@ -19,7 +19,7 @@ namespace {
 bool CheckIncludeDirs(const std::vector<std::string>& include_dirs, Streams streams) {
   Kt_CliFence fence;
   Kt_Script script;
-  Kt_CliReport report(streams.out, streams.messages);
+  Kt_CliReport report(streams);
   Kt_CliLoader loader(script, report, fence);
   return AddIncludeDirs(include_dirs, "kt repl", loader, streams);
 }
@@ -52,7 +52,8 @@ int Repl(const Options& options, Streams streams) {
   if (!ParseDataArguments(options.data, "kt repl", streams, files)) return kCommandFault;
   for (const DataFiles::Item& item : files.data) {
     if (item.path != kStandardInput) continue;
-    streams.messages << "kt repl: --data: the standard input is what is typed here\n";
+    Tell(streams,
+         Diagnostic::Complaint("kt repl", "--data: the standard input is what is typed here"));
     return kCommandFault;
   }
   // The editor draws on the output, so both ends have to be the terminal.

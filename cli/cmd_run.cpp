@@ -1,6 +1,4 @@
 // SPDX-License-Identifier: MIT
-#include <fmt/format.h>
-
 #include <CLI/CLI.hpp>
 #include <memory>
 #include <ostream>
@@ -11,7 +9,6 @@
 #include "cli/Kt_Loader.h"
 #include "cli/Kt_Options.h"
 #include "cli/Kt_Report.h"
-#include "cli/Kt_Visible.h"
 #include "cli/data/Kt_Options.h"
 #include "cli/show/Kt_Result.h"
 #include "script/Kt_Script.h"
@@ -48,8 +45,7 @@ int PrintResult(const Kt_Variant& result, const Options& options, Streams stream
     return kFine;
   }
   if (Kt_WorkMeter::CurrentStop() == 0) {
-    streams.messages << fmt::format("{}: error: the result is {}\n",
-                                    WithVisibleControls(options.file), reason);
+    Tell(streams, Diagnostic::Error("the result is " + reason, options.file));
   }
   return kScriptFault;
 }
@@ -66,13 +62,13 @@ int Call(Kt_Script& script, Kt_CliHost& host, const Options& options, Streams st
 int RunBounded(const Options& options, Streams streams) {
   DataFiles files;
   if (!ParseDataArguments(options.data, "kt run", streams, files)) return kCommandFault;
-  Kt_CliHost host(streams.out, streams.messages);
+  Kt_CliHost host(streams);
   host.SetTrace(options.trace);
   host.SetArgs(ToList(options.arguments));
   Kt_Script script(&host);
   host.SetScript(&script);
 
-  Kt_CliReport report(streams.out, streams.messages);
+  Kt_CliReport report(streams);
   Kt_CliLoader loader(script, report, host.GetFence());
   if (!AddIncludeDirs(options.include_dirs, "kt run", loader, streams) ||
       !SetUpFence(options.file_rules, "kt run", host.GetFence(), streams)) {

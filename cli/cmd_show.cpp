@@ -79,7 +79,9 @@ class ColumnErrors : public Kt_ExprObject {
   void OnRunTimeError(const Kt_Result& result) override {
     const std::string text = result.GetText().ToUtf8();
     if (text == last_) return;  // every row has it
-    report_.Line("kt show: error: " + text);
+    Diagnostic error = Diagnostic::Of("kt show", Diagnostic::Error(text));
+    error.code = result.GetCode();
+    report_.Tell(error);
     last_ = text;
   }
   bool HasAny() const { return !last_.empty(); }
@@ -92,10 +94,7 @@ class ColumnErrors : public Kt_ExprObject {
 class Show {
  public:
   Show(const Options& options, Streams streams)
-      : options_(options),
-        streams_(streams),
-        report_(streams.out, streams.messages),
-        column_errors_(report_) {
+      : options_(options), streams_(streams), report_(streams), column_errors_(report_) {
     if (options.decimals >= 0) decimals_ = options.decimals;
   }
 
@@ -118,10 +117,20 @@ class Show {
   }
 
  private:
-  bool Complain(const std::string& what) {
-    if (TellStop(options_.file, streams_)) return false;
-    report_.Line("kt show: " + what);
+  // What is wrong with the command line.
+  bool Complain(const std::string& what) { return Fail(Diagnostic::Complaint("kt show", what)); }
+
+  bool Fail(const std::string& what) {
+    return Fail(Diagnostic::Of("kt show", Diagnostic::Error(what)));
+  }
+
+  bool Fail(const Diagnostic& diagnostic) {
+    if (!TellStop(options_.file, streams_)) Tell(streams_, diagnostic);
     return false;
+  }
+
+  void TellWritten(const std::string& what) {
+    Tell(streams_, Diagnostic::Of("kt show", Diagnostic::Note("wrote " + what)));
   }
 
   // A file with a separator of its own is a table of texts, whatever it is called.
@@ -146,10 +155,10 @@ class Show {
     }
     if (!loaded) {
       if (TellStop(options_.file, streams_)) return kScriptFault;
-      TellError(options_.file, data_report, streams_.messages);
+      Tell(streams_, LoadFault(options_.file, data_report));
       return data_report.no_access ? kCommandFault : kScriptFault;
     }
-    TellLoad(options_.file, data_options_, data_report, options_.data.verbose, streams_.messages);
+    Tell(streams_, LoadNotes(options_.file, data_options_, data_report, options_.data.verbose));
     dataset_.NameLoadedMaps(Kt_WString::FromUtf8(options_.file));
     wrapper_.emplace(&dataset_, &column_errors_);
     std::string reason;
@@ -214,9 +223,9 @@ class Show {
     }
     std::string error;
     if (!WriteFileBytes(options_.html, HtmlPage(view, html), error)) {
-      return Complain(fmt::format("error: cannot write '{}': {}", options_.html, error));
+      return Fail(fmt::format("cannot write '{}': {}", options_.html, error));
     }
-    streams_.messages << fmt::format("kt show: wrote {}\n", options_.html);
+    TellWritten(options_.html);
     return true;
   }
 
@@ -236,7 +245,7 @@ class Show {
             {u"level", Kt_CliView::kLevelCol, -1, Kt_ColumnType::kLong, Kt_Aggregate::kNone}, true);
       }
       if (!rows.CopyTo(result, HasRowLimit() ? options_.rows : 0)) {
-        return Complain("error: out of memory");
+        return Fail("out of memory");
       }
     }
     const Kt_Dataset& data = IsWholeDataset() ? dataset_ : result;
@@ -263,7 +272,7 @@ class Show {
                                            view, {HasRowLimit() ? options_.rows : 0, decimals_})),
                                        save.save_code_page.value_or(kCodePageUtf8), bytes, reason)
                           : SaveData(save, data, bytes, reason);
-    return (made && Kt_WorkMeter::CurrentStop() == 0) || Complain("error: " + reason);
+    return (made && Kt_WorkMeter::CurrentStop() == 0) || Fail(reason);
   }
 
   bool SaveResult(const Kt_Dataset& data, const Kt_CliView& view) {
@@ -272,11 +281,10 @@ class Show {
     std::string error;
     if (!DataBytes(data, view, *DataFormatOf(options_.save), bytes)) return false;
     if (!WriteFileBytes(options_.save, bytes, error)) {
-      return Complain(fmt::format("error: cannot write '{}': {}", options_.save, error));
+      return Fail(fmt::format("cannot write '{}': {}", options_.save, error));
     }
     const kt_long rows = data.GetRowCount();
-    streams_.messages << fmt::format("kt show: wrote {} row{} to {}\n", rows, rows == 1 ? "" : "s",
-                                     options_.save);
+    TellWritten(fmt::format("{} row{} to {}", rows, rows == 1 ? "" : "s", options_.save));
     return true;
   }
 

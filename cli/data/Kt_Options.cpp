@@ -9,6 +9,7 @@
 #include <ostream>
 
 #include "cli/Kt_Bounds.h"
+#include "cli/Kt_Diagnostic.h"
 #include "cli/Kt_Host.h"
 #include "cli/data/Kt_OptionText.h"
 #include "cli/data/Kt_Progress.h"
@@ -20,8 +21,7 @@ namespace kt::cli {
 namespace {
 
 bool Refuse(const char* command, const std::string& what, Streams streams) {
-  streams.out.flush();
-  streams.messages << command << ": " << what << '\n';
+  Tell(streams, Diagnostic::Complaint(command, what));
   return false;
 }
 
@@ -175,8 +175,7 @@ bool LoadDataInto(const DataFiles::Item& item, const DataOptions& options, bool 
   } else {
     known->AnnounceRows(Kt_LoadReason::kLoaded);
   }
-  streams.out.flush();
-  TellLoad(item.path, options, report, verbose, streams.messages);
+  Tell(streams, LoadNotes(item.path, options, report, verbose));
   return true;
 }
 
@@ -205,8 +204,7 @@ int LoadDataFiles(const DataFiles& files, const char* command, Kt_CliHost& host,
     DataReport report;
     if (!LoadDataInto(item, files.load_options, files.verbose, host, streams, report)) {
       if (TellStop(item.path, streams)) return kScriptFault;
-      streams.out.flush();
-      TellError(item.path, report, streams.messages);
+      Tell(streams, LoadFault(item.path, report));
       return report.no_access ? kCommandFault : kScriptFault;
     }
     loaded.push_back(host.GetDatasets().Find(Kt_WString::FromUtf8(item.name))->GetDataset());
@@ -237,9 +235,8 @@ bool SaveDataItem(const DataFiles::Item& item, const DataOptions& options, Kt_Cl
     if (SaveDataFile(item.path, options, *wrapper->GetDataset(), reason)) return true;
     if (TellStop(item.path, streams)) return false;
   }
-  streams.out.flush();
-  streams.messages << fmt::format("{}: error: cannot save '{}': {}\n", item.path, item.name,
-                                  reason);
+  Tell(streams,
+       Diagnostic::Error(fmt::format("cannot save '{}': {}", item.name, reason), item.path));
   return false;
 }
 

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <limits>
 
-#include "cli/Kt_Diagnostic.h"
 #include "cli/Kt_File.h"
 #include "cli/Kt_Visible.h"
 #include "cli/show/Kt_Cell.h"
@@ -32,52 +31,28 @@ std::string ShownName(const std::string& path) {
   return path == kStandardInput ? "stdin" : WithVisibleControls(path);
 }
 
-// Messages about one file, each with its place in fields.
+kt_long Clamped(std::int64_t number) {
+  return static_cast<kt_long>(std::min<std::int64_t>(number, std::numeric_limits<kt_long>::max()));
+}
+
+// Messages about one file. The texts are fit for a terminal.
 class Messages {
  public:
   explicit Messages(const std::string& path) : name_(ShownName(path)) {}
 
-  void Add(std::string text, std::int64_t line = 0) {
-    Add(line > 0 ? Diagnostic::Severity::kWarning : Diagnostic::Severity::kNote, std::move(text),
-        line, 0);
-  }
-  void Add(Diagnostic::Severity severity, std::string text, std::int64_t line,
-           std::int64_t column) {
+  // With a line something was lost there.
+  Diagnostic& Add(std::string text, std::int64_t line = 0) {
     Diagnostic& message = all_.emplace_back();
-    message.severity = severity;
+    message.severity = line > 0 ? Diagnostic::Severity::kWarning : Diagnostic::Severity::kNote;
+    message.is_plain = true;
     message.text = std::move(text);
     message.file = name_;
     message.line = Clamped(line);
-    message.column = Clamped(column);
+    return message;
   }
-
-  // "file:line:column: text\n" and the forms with less of it.
-  std::string Text() const {
-    std::string out;
-    for (const Diagnostic& message : all_) {
-      out += message.file;
-      if (message.line > 0) out += fmt::format(":{}", message.line);
-      if (message.column > 0) out += fmt::format(":{}", message.column);
-      const bool is_error = message.severity == Diagnostic::Severity::kError;
-      out += (is_error ? ": error: " : ": ") + message.text + '\n';
-    }
-    return out;
-  }
-  void Tell(std::ostream& messages) const {
-    auto* const json = JsonMessages::Of(messages);
-    if (json == nullptr) {
-      messages << Text();
-      return;
-    }
-    for (const Diagnostic& message : all_) json->Write(message);
-  }
+  std::vector<Diagnostic> Take() { return std::move(all_); }
 
  private:
-  static kt_long Clamped(std::int64_t number) {
-    return static_cast<kt_long>(
-        std::min<std::int64_t>(number, std::numeric_limits<kt_long>::max()));
-  }
-
   std::string name_;
   std::vector<Diagnostic> all_;
 };
@@ -176,19 +151,6 @@ void AddRefused(const DataReport& report, OptionStyle style, Messages& out) {
                       is_script ? "allow-rejects=" : "--allow-rejects ", report.RejectCount()));
 }
 
-Messages ErrorOf(const std::string& path, const DataReport& report, Diagnostic::Severity severity,
-                 OptionStyle style) {
-  Messages out(path);
-  out.Add(severity, WithVisibleControls(report.error), report.error_line, report.error_column);
-  if (report.has_rejects) AddRefused(report, style, out);
-  return out;
-}
-
-std::string WithoutLastLineFeed(std::string text) {
-  text.pop_back();
-  return text;
-}
-
 std::string SummaryLine(const DataOptions& options, const DataReport& report, bool verbose) {
   const Kt_LoadReport& rows = report.rows;
   std::string out = Count(rows.rows_read, "row", "rows");
@@ -272,8 +234,36 @@ std::string OptionText(const Kt_WString& option, OptionStyle style) {
   return out;
 }
 
-Messages LoadMessages(const std::string& path, const DataOptions& options, const DataReport& report,
-                      bool verbose, OptionStyle style) {
+}  // namespace
+
+bool AcceptRejects(const DataOptions& options, DataReport& report) {
+  if (report.RejectCount() > Allowed(options)) {
+    report.has_rejects = true;
+    report.error = LossOf(report.rows) + "; nothing is loaded";
+    return false;
+  }
+  std::string reason;
+  if (options.rejects.empty() ||
+      WriteFileBytes(options.rejects, RejectsFile(report.rows), reason, options.links)) {
+    return true;
+  }
+  report.error = fmt::format("cannot write '{}': {}", options.rejects, reason);
+  return false;
+}
+
+std::vector<Diagnostic> LoadFault(const std::string& path, const DataReport& report,
+                                  OptionStyle style) {
+  Messages out(path);
+  Diagnostic& error = out.Add(WithVisibleControls(report.error), report.error_line);
+  error.severity = Diagnostic::Severity::kError;
+  error.is_plain = false;
+  error.column = Clamped(report.error_column);
+  if (report.has_rejects) AddRefused(report, style, out);
+  return out.Take();
+}
+
+std::vector<Diagnostic> LoadNotes(const std::string& path, const DataOptions& options,
+                                  const DataReport& report, bool verbose, OptionStyle style) {
   const Kt_LoadReport& rows = report.rows;
   Messages out(path);
   if (!report.IsClean() || rows.rows_short > 0 || verbose) {
@@ -292,47 +282,7 @@ Messages LoadMessages(const std::string& path, const DataOptions& options, const
     out.Add(fmt::format("column '{}' is text, as '{}'; {} would read it", ShownCell(hint.column),
                         ShownCell(hint.example), OptionText(hint.option, style)));
   }
-  return out;
-}
-
-}  // namespace
-
-bool AcceptRejects(const DataOptions& options, DataReport& report) {
-  if (report.RejectCount() > Allowed(options)) {
-    report.has_rejects = true;
-    report.error = LossOf(report.rows) + "; nothing is loaded";
-    return false;
-  }
-  std::string reason;
-  if (options.rejects.empty() ||
-      WriteFileBytes(options.rejects, RejectsFile(report.rows), reason, options.links)) {
-    return true;
-  }
-  report.error = fmt::format("cannot write '{}': {}", options.rejects, reason);
-  return false;
-}
-
-std::string DescribeError(const std::string& path, const DataReport& report) {
-  return WithoutLastLineFeed(
-      ErrorOf(path, report, Diagnostic::Severity::kError, OptionStyle::kCommandLine).Text());
-}
-
-std::string DescribeFault(const std::string& path, const DataReport& report, OptionStyle style) {
-  return WithoutLastLineFeed(ErrorOf(path, report, Diagnostic::Severity::kWarning, style).Text());
-}
-
-std::string DescribeLoad(const std::string& path, const DataOptions& options,
-                         const DataReport& report, bool verbose, OptionStyle style) {
-  return LoadMessages(path, options, report, verbose, style).Text();
-}
-
-void TellError(const std::string& path, const DataReport& report, std::ostream& messages) {
-  ErrorOf(path, report, Diagnostic::Severity::kError, OptionStyle::kCommandLine).Tell(messages);
-}
-
-void TellLoad(const std::string& path, const DataOptions& options, const DataReport& report,
-              bool verbose, std::ostream& messages, OptionStyle style) {
-  LoadMessages(path, options, report, verbose, style).Tell(messages);
+  return out.Take();
 }
 
 }  // namespace kt::cli

@@ -73,8 +73,7 @@ void Kt_CliRepl::OnLine(const std::string& line) {
   } catch (const std::bad_alloc&) {
     Forget();
   }
-  const Kt_MemoryPause pause;
-  streams_.messages << "kt: out of memory\n";
+  kt::cli::TellOutOfMemory(streams_);
   has_failed_ = true;
 }
 
@@ -116,9 +115,8 @@ void Kt_CliRepl::Forget() {
 }
 
 void Kt_CliRepl::Fail(const std::string& what) {
-  streams_.out.flush();
-  streams_.messages << fmt::format("{}:{}: error: {}\n", Kt_CliSession::kInputName, line_number_,
-                                   what);
+  kt::cli::Tell(streams_,
+                kt::cli::Diagnostic::Error(what, Kt_CliSession::kInputName, line_number_));
   has_failed_ = true;
   Forget();
 }
@@ -179,7 +177,11 @@ bool Kt_CliRepl::Data(const std::string& argument) {
                               report)) {
       return true;
     }
-    reason = kt::cli::DescribeFault(item.path, report);
+    std::vector<kt::cli::Diagnostic> fault = kt::cli::LoadFault(item.path, report);
+    Fail(kt::cli::DescribePart(fault.front()));
+    fault.erase(fault.begin());
+    kt::cli::Tell(streams_, fault);
+    return false;
   }
   Fail(reason);
   return false;

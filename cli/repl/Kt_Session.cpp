@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "cli/repl/Kt_Session.h"
 
-#include <fmt/format.h>
-
 #include <filesystem>
 #include <ostream>
 
@@ -14,6 +12,7 @@
 #include "script/Kt_ScriptUtil.h"
 #include "script/Kt_SyntaxErrors.h"
 
+using kt::cli::Diagnostic;
 using kt::cli::Piece;
 using kt::cli::PieceKind;
 
@@ -31,7 +30,7 @@ void Empty(Kt_ScriptFunc& func) {
 }  // namespace
 
 Kt_CliSession::Kt_CliSession(kt::cli::Streams streams, const std::atomic<bool>* cancel)
-    : streams_(streams), host_(streams.out, streams.messages), script_(&host_) {
+    : streams_(streams), host_(streams), script_(&host_) {
   host_.SetScript(&script_);
   budget_.cancel = cancel;
   script_.SetBudget(&budget_);
@@ -54,14 +53,15 @@ bool Kt_CliSession::Run(const Kt_WString& text, kt_long first_line) {
 // -----------------------------------------------------------------------------------------
 
 bool Kt_CliSession::Check(const Piece& piece) {
-  Kt_CliReport report(streams_.out, streams_.messages);
+  Kt_CliReport report(streams_);
   MovePlaces(piece, report);
   const Kt_WString body = BodyOf(piece);
   Kt_SyntaxErrorList errors(true);
   switch (piece.kind) {
     case PieceKind::kDeclaration: return true;  // checked when it is evaluated, as in a file
     case PieceKind::kPragma:
-      report.AtPlace(kInputName, body, 0, 1, "error: at the prompt, ':load FILE' takes files in");
+      report.AtPlace(kInputName, body, 0, 1,
+                     Diagnostic::Error("at the prompt, ':load FILE' takes files in"));
       return false;
     case PieceKind::kFunction: Kt_Script().Parse(u"", body, nullptr, &errors); break;
     default: Kt_ScriptFunc().SetInfo(u"", u"", body, 0, 0, &errors);
@@ -97,7 +97,7 @@ kt_long Kt_CliSession::LineOf(kt_long offset) {
 bool Kt_CliSession::RunPiece(const Piece& piece) {
   host_.ClearErrorCount();
   // What is outside of functions has no other place than this.
-  host_.SetSourceName(fmt::format("{}:{}", kInputName, LineOf(piece.whole.start) + 1));
+  host_.SetSourceName(kInputName, LineOf(piece.whole.start) + 1);
   switch (piece.kind) {
     case PieceKind::kFunction: return Define(piece);
     case PieceKind::kDeclaration: return Declare(piece);
@@ -119,7 +119,7 @@ bool Kt_CliSession::Define(const Piece& piece) {
 }
 
 bool Kt_CliSession::Declare(const Piece& piece) {
-  Kt_CliReport report(streams_.out, streams_.messages);
+  Kt_CliReport report(streams_);
   MovePlaces(piece, report);
   Kt_SyntaxErrorList errors(true);
   const Kt_WString text = TextOf(piece.whole);
@@ -140,9 +140,8 @@ bool Kt_CliSession::Execute(const Piece& piece) {
   if (!host_.TellOutcome(code, failures)) return false;
   std::string reason;
   if (result.IsEmpty() || kt::cli::PrintValue(result, streams_.out, reason)) return true;
-  Kt_CliReport(streams_.out, streams_.messages)
-      .Line(fmt::format("{}:{}: error: the value is {}", kInputName, LineOf(piece.whole.start) + 1,
-                        reason));
+  kt::cli::Tell(streams_, Diagnostic::Error("the value is " + reason, kInputName,
+                                            LineOf(piece.whole.start) + 1));
   return false;
 }
 
@@ -150,11 +149,11 @@ bool Kt_CliSession::Execute(const Piece& piece) {
 // --------------------------------------------------------------------------------------------
 
 bool Kt_CliSession::Load(const std::string& path, const std::vector<std::string>& include_dirs) {
-  Kt_CliReport report(streams_.out, streams_.messages);
+  Kt_CliReport report(streams_);
   std::error_code ignored;
   // It is read twice.
   if (std::filesystem::exists(path, ignored) && !std::filesystem::is_regular_file(path, ignored)) {
-    report.Line(fmt::format("{}: error: cannot read: not a regular file", path));
+    report.Tell(Diagnostic::Error("cannot read: not a regular file", path));
     return false;
   }
   report.SetWarnings(true);

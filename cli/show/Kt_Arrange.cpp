@@ -123,7 +123,12 @@ class Arranger {
   // ---- Reading the options --------------------------------------------------------------------
 
   bool Complain(const std::string& what) {
-    report_.Line("kt show: " + what);
+    report_.Tell(Diagnostic::Complaint("kt show", what));
+    return false;
+  }
+
+  bool Fail(const std::string& what) {
+    report_.Tell(Diagnostic::Of("kt show", Diagnostic::Error(what)));
     return false;
   }
 
@@ -292,8 +297,8 @@ class Arranger {
     const kt_long code = wrapper_.CallMethod(method, &args, result);
     const bool refused = result.IsLong() && result.AsLong() < 0;
     if (code == 0 && !refused && !errors_.Text()) return true;
-    return Complain(fmt::format("error: {}: {}", Kt_WString(method).ToUtf8(),
-                                errors_.Text().value_or(code != 0 ? Cause() : "it is refused")));
+    return Fail(fmt::format("{}: {}", Kt_WString(method).ToUtf8(),
+                            errors_.Text().value_or(code != 0 ? Cause() : "it is refused")));
   }
 
   bool AddKey(Kt_KeyType type, kt_long col, bool descending = false,
@@ -364,10 +369,11 @@ class Arranger {
       at += next;
       if (what.find("'" + token.ToUtf8() + "'") == std::string::npos) continue;
       const std::string known = KnownColumns(token, ColumnNames(dataset_));
-      report_.AtPlace(kExpressionName, text, offset, token.View().size(), "error: " + what + known);
+      report_.AtPlace(kExpressionName, text, offset, token.View().size(),
+                      Diagnostic::Error(what + known));
       return false;
     }
-    report_.Line(fmt::format("{}: error: {}", kExpressionName, what));
+    report_.Tell(Diagnostic::Error(what, kExpressionName));
     return false;
   }
 
@@ -497,9 +503,8 @@ class Arranger {
         pivot_rows_.size() +
         totals_.size() * (static_cast<std::size_t>(dataset_.GetPivotColCount()) + 1);
     if (width > kMaxCrossColumns) {
-      return Complain(
-          fmt::format("error: --pivot: the cross table would have {} columns (at most {})", width,
-                      kMaxCrossColumns));
+      return Fail(fmt::format("--pivot: the cross table would have {} columns (at most {})", width,
+                              kMaxCrossColumns));
     }
     std::vector<Column> columns;
     for (const NamedColumn& key : pivot_rows_) columns.push_back(PlainColumn(key.col));

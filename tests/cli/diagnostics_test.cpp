@@ -3,6 +3,7 @@
 // What failed and where, as text and as the objects of --json.
 #include <nlohmann/json.hpp>
 
+#include "cli/repl/Kt_Repl.h"
 #include "cli_test_util.h"
 
 namespace {
@@ -185,6 +186,120 @@ TEST_F(CliDiagnostics, ObjectsOfEveryCommand) {
     EXPECT_EQ(std::string(row.out) == "-" ? "-" : Shown(outcome.out), row.out) << last;
     EXPECT_EQ(Shown(outcome.messages), row.messages) << last;
     EXPECT_EQ(outcome.status, row.status) << last;
+  }
+}
+
+// One message of every origin, with names that look like parts of a message.
+TEST_F(CliDiagnostics, ObjectsOfEveryOrigin) {
+  const std::string odd = "a: error: [x]:7: wrote b";
+  const std::string file = folder_.Write(odd + ".kts", "function main() { return a.b; }\n");
+  const std::string data = folder_.Write(odd + ".csv", "n:long\n1\nx\n");
+  const std::string traced = folder_.Write("t.kts",
+                                           "function main() { trace('a: error: b'); "
+                                           "loadData('d', '" +
+                                               data + "'); }\n");
+  const std::string logical = folder_.Write(
+      "l.xml",
+      "<dataset><columns><column id='a' type='long'/><column id='c' type='long' logical='1' "
+      "map='1 + lost'/></columns><rows><row><cells><cell>1</cell></cells></row></rows></dataset>");
+  std::string many = "function main() {\n";
+  for (int line = 0; line < 101; ++line) many += "  x = (1 +;\n";
+  const std::string faults = folder_.Write("many.kts", many + "}\n");
+  const struct {
+    std::vector<std::string> arguments;
+    std::string messages;  // the last ones
+  } kRows[] = {
+      {{"run", "--json", "--include-dir", odd, file},
+       "error 0 :0:0+0 [] kt run: --include-dir: there is no folder '" + odd + "'\n"},
+      {{"eval", "--json", "--allow-dir", odd, "1"},
+       "error 0 :0:0+0 [] kt eval: --allow-dir: there is no folder '" + odd + "'\n"},
+      {{"eval", "--json", "--data", odd, "1"},
+       "error 0 :0:0+0 [] kt eval: --data: '" + odd + "' needs a name in front: NAME=" + odd +
+           "\n"},
+      {{"dump", "--json", "--code", file, odd},
+       "error 0 :0:0+0 [] kt dump: no function " + odd + "\n"},
+      {{"run", "--json", file},
+       "error -2085605104 " + odd + ".kts:1:26+1 [] unknown variable 'a' < main " + odd +
+           ".kts:1\n"},
+      {{"run", "--json", "--trace", traced},
+       "note 0 t.kts:1:0+0 [] trace: a: error: b\n"
+       "error -2085568511 t.kts:1:0+0 [] cannot load: " +
+           odd + ".csv: 1 cell not converted of 2 records; nothing is loaded\n" + odd +
+           ".csv:3: cell not converted: column 'n': 'x'\n" + odd +
+           ".csv: the option rejects=FILE writes such rows to a file and loads the rest; "
+           "allow-rejects=1 loads what it can < main t.kts:1\n"},
+      {{"run", "--json", "--steps", "1", file},
+       "error -2085604800 " + odd + ".kts:1:10+4 [] step limit reached in main < main " + odd +
+           ".kts:1\n"},
+      {{"check", "--json", faults}, "note 0 many.kts:0:0+0 [] 1 more are not shown\n"},
+      {{"eval", "--json", "1 & 2"},
+       "warning 0 expression:1:3+1 [] the text from here on is not read\n"},
+      {{"eval", "--json", "1", "--data", "n=" + data, "--row", "0"},
+       "error 0 " + odd +
+           ".csv:0:0+0 [] 1 cell not converted of 2 records; nothing is loaded\n"
+           "warning 0 " +
+           odd +
+           ".csv:3:0+0 [] cell not converted: column 'n': 'x'\n"
+           "note 0 " +
+           odd +
+           ".csv:0:0+0 [] --rejects FILE writes such rows to a file and loads the "
+           "rest; --allow-rejects 1 loads what it can\n"},
+      {{"eval", "--json", "n.x", "--data", "n=" + data, "--allow-rejects", "1", "--row", "7"},
+       "note 0 " + odd +
+           ".csv:0:0+0 [] 2 rows, 1 cell not converted\n"
+           "warning 0 " +
+           odd +
+           ".csv:3:0+0 [] cell not converted: column 'n': 'x'\n"
+           "error 0 expression:0:0+0 [] there is no row 7; 'n' has 2, counted from 0\n"},
+      {{"eval", "--json", "1", "--data", "n=" + data, "--allow-rejects", "1", "--save",
+        "n=" + folder_.Path("none/" + odd + ".csv")},
+       "error 0 none/" + odd + ".csv:0:0+0 [] cannot save 'n': No such file or directory\n"},
+      {{"show", "--json", data, "--allow-rejects", "1", "--save", odd},
+       "error 0 :0:0+0 [] kt show: --save: the ending of '" + odd + "' names no format\n"},
+      {{"show", "--json", data, "--allow-rejects", "1", "--save", folder_.Path("none/x.csv")},
+       "error 0 :0:0+0 [] kt show: cannot write 'none/x.csv': No such file or directory\n"},
+      {{"show", "--json", data, "--allow-rejects", "1", "--save", folder_.Path("x.csv")},
+       "note 0 :0:0+0 [] kt show: wrote 2 rows to x.csv\n"},
+      {{"show", "--json", logical},
+       "error -2085604848 :0:0+0 [] kt show: column 'c' of l.xml: its map uses lost, which a map "
+       "that comes with data may not\n"},
+      {{"show", "--json", data, "--allow-rejects", "1", "--filter", "(n == 1"},
+       "error 0 expression:1:8+1 [] expression ends too early\n"},
+  };
+  for (const auto& row : kRows) {
+    const Outcome outcome = Kt(row.arguments);
+    const std::string shown =
+        folder_.Shorten(Shown(row.arguments[0] == "check" ? outcome.out : outcome.messages));
+    EXPECT_TRUE(shown.ends_with(row.messages)) << shown << "in place of\n" << row.messages;
+  }
+}
+
+TEST_F(CliDiagnostics, ObjectsOfThePrompt) {
+  const std::string data = folder_.Write("d.csv", "n:long\n1\nx\n");
+  const struct {
+    std::string input;
+    const char* messages;
+  } kRows[] = {
+      {":nope", "error 0 input:1:0+0 [] there is no command ':nope' (:help lists them)\n"},
+      {"\nvar a = lost;",
+       "error -2085605104 input:2:0+0 [] unknown variable 'lost' < input input:2\n"},
+      {"\n#include 'x'", "error 0 input:2:1+1 [] at the prompt, ':load FILE' takes files in\n"},
+      {":load " + folder_.Path(""),
+       "error 0 :0:0+0 [] cannot read: not a regular file\n"
+       "error 0 input:1:0+0 [] loading '' failed\n"},
+      {":data d=" + data,
+       "error 0 input:1:0+0 [] d.csv: 1 cell not converted of 2 records; nothing is loaded\n"
+       "warning 0 d.csv:3:0+0 [] cell not converted: column 'n': 'x'\n"
+       "note 0 d.csv:0:0+0 [] --rejects FILE writes such rows to a file and loads the rest; "
+       "--allow-rejects 1 loads what it can\n"},
+  };
+  for (const auto& row : kRows) {
+    std::istringstream in(row.input);
+    std::ostringstream out;
+    std::ostringstream messages;
+    Kt_CliPipe pipe(in);
+    Kt_CliRepl({out, messages, true}, {}).Run(pipe);
+    EXPECT_EQ(folder_.Shorten(Shown(messages.str())), row.messages) << row.input;
   }
 }
 

@@ -48,6 +48,16 @@ std::string Load(std::string_view text, DataFormat format) {
   return Load(text, format, report);
 }
 
+std::string Text(const std::vector<kt::cli::Diagnostic>& diagnostics) {
+  std::string text;
+  for (const auto& diagnostic : diagnostics) text += Describe(diagnostic);
+  return text;
+}
+
+std::string SaidOf(const DataReport& report, bool verbose = false) {
+  return Text(kt::cli::LoadNotes("f", {}, report, verbose));
+}
+
 TEST(CliFormats, ShapesAndTypesOfJson) {
   const struct {
     const char* text;
@@ -160,16 +170,16 @@ TEST(CliFormats, RowsAndCellsThatDoNotFitAreReported) {
   for (const auto& row : kRows) {
     DataReport report;
     EXPECT_EQ(Load(row.text, row.format, report), row.shown) << row.text;
-    EXPECT_EQ(DescribeLoad("f", {}, report, false), row.report) << row.text;
+    EXPECT_EQ(SaidOf(report), row.report) << row.text;
   }
   DataReport report;
   EXPECT_EQ(Load("a\n1\n", DataFormat::kCsv, report), "a:long | 1");
-  EXPECT_EQ(DescribeLoad("f", {}, report, false), "");
-  EXPECT_EQ(DescribeLoad("f", {}, report, true), "f: 1 row\n");
+  EXPECT_EQ(SaidOf(report), "");
+  EXPECT_EQ(SaidOf(report, true), "f: 1 row\n");
   std::string many = "a\n";
   for (int line = 0; line < 25; ++line) many += "1,2,3\n";
   Load(many, DataFormat::kCsv, report);
-  const std::string said = DescribeLoad("f", {}, report, false);
+  const std::string said = SaidOf(report);
   EXPECT_TRUE(
       said.ends_with("f:11: row rejected: more cells than columns\n"
                      "f: 15 more are not shown\n"))
@@ -290,7 +300,7 @@ TEST(CliFormats, WhatIsSavedLoadsBackEqual) {
       Kt_Dataset loaded = WithColumnsOf(original);
       DataReport report;
       ASSERT_TRUE(LoadDataFile(folder.Path(file), options, loaded, report)) << what << report.error;
-      EXPECT_TRUE(report.IsClean()) << DescribeLoad(what, options, report, true);
+      EXPECT_TRUE(report.IsClean()) << Text(kt::cli::LoadNotes(what, options, report, true));
       ExpectEqual(original, loaded, what);
     }
   }
@@ -376,7 +386,7 @@ TEST(CliFormats, Encodings) {
     DataReport report;
     const bool loaded = LoadData(row.bytes, options, dataset, report);
     EXPECT_EQ(loaded ? Show(dataset) : report.error, row.shown);
-    EXPECT_EQ(DescribeLoad("f", {}, report, false), row.report);
+    EXPECT_EQ(SaidOf(report), row.report);
   }
   // XML says its encoding itself.
   Kt_Dataset dataset;
@@ -419,7 +429,7 @@ TEST(CliFormats, FilesThatAreNone) {
     Kt_Dataset dataset;
     DataReport report;
     EXPECT_FALSE(LoadDataFile(folder.Path(row.file), {}, dataset, report)) << row.file;
-    EXPECT_EQ(DescribeError(row.file, report), row.error);
+    EXPECT_EQ(Text(kt::cli::LoadFault(row.file, report)), std::string(row.error) + "\n");
   }
 }
 
