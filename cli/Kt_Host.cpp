@@ -85,8 +85,8 @@ const Kt_Variant& Arg(const Kt_VariantList* args, kt_long arg) {
 }  // namespace
 
 std::span<const _EXPR_EXTAPI_INFO> kt::cli::HostFunctions() {
-  static const std::vector<_EXPR_EXTAPI_INFO> table = MakeFunctions();
-  return table;
+  static const std::vector<_EXPR_EXTAPI_INFO> kTable = MakeFunctions();
+  return kTable;
 }
 
 Kt_CliHost::Kt_CliHost(kt::cli::Streams streams) : Kt_ExprObject(nullptr), streams_(streams) {}
