@@ -89,7 +89,7 @@ void RowMask::Settle(const T* values, std::size_t count, bool truth) {
 
 void RowMask::PutBack(kt_long* values, std::size_t count) const {
   for (std::size_t at = 0; at < count; ++at) {
-    if (settled_[at] != kOpen) values[at] = settled_[at];
+    if (settled_[at] != kOpen) values[at] = kt_long{settled_[at]};
   }
 }
 
