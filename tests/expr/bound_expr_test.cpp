@@ -213,7 +213,7 @@ TEST(BoundExpr, ArraysInBlocks) {
   std::vector<Kt_Variant> v(kRows);
   for (std::size_t row = 0; row < kRows; ++row) {
     x[row] = static_cast<double>(row % 13) / 2 - 3;
-    n[row] = static_cast<kt_long>(row % 5) * 1'000'000'000 - 2'000'000'000;
+    n[row] = static_cast<kt_long>(std::int64_t(row % 5) * 1'000'000'000 - 2'000'000'000);
     v[row] = row % 3 == 0 ? Kt_Variant(kt_long{0}) : Kt_Variant(x[row]);
     if (row == 300) v[row] = u"7";
   }

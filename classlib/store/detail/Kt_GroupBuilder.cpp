@@ -21,7 +21,8 @@ template <class Same>
 void NoteDifferences(const Slot* records, std::size_t count, std::uint32_t key,
                      std::uint32_t* first, Same same) {
   for (std::size_t at = 0; at < count; ++at) {
-    if (!same(records[at - std::size_t{1}], records[at])) first[at] = key;
+    const Slot* const record = records + at;
+    if (!same(record[-1], *record)) first[at] = key;
   }
 }
 
