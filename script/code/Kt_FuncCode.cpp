@@ -15,12 +15,12 @@ const FuncCode::Entry* FuncCode::EntryAt(std::size_t pc) const {
 }
 
 const Kt_WString& FuncCode::NameOf(std::size_t pc, std::uint16_t reg) const {
-  static const Kt_WString none;
+  static const Kt_WString kNone;
   if (reg >= box_base && reg < temp_base) {
     const auto box = static_cast<std::size_t>(reg - box_base);
-    return box < global_of_register.size() ? globals[global_of_register[box]].name : none;
+    return box < global_of_register.size() ? globals[global_of_register[box]].name : kNone;
   }
-  const Kt_WString* name = &none;
+  const Kt_WString* name = &kNone;
   ForSlots(pc, [&](const ScopeInfo&, const Slot& slot) {
     if (slot.reg == reg) name = &slot.name;
   });

@@ -594,6 +594,7 @@ void Translator::Switch(const Kt_ScriptOp& op) {
   const std::uint16_t chosen = NewTemp();
   ValueInto(labels.expression, chosen);
   std::vector<Label> bodies;
+  bodies.reserve(static_cast<std::size_t>(labels.GetCount()));
   for (kt_long at = 0; at < labels.GetCount(); ++at) bodies.push_back(NewLabel());
   Choose(labels, chosen, bodies, end);
   bool has_default = false;
