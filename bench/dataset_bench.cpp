@@ -220,34 +220,22 @@ BENCHMARK(BM_GroupTwoTexts_Plain)->Arg(1000000)->Unit(benchmark::kMillisecond);
 // ---- Searches ---------------------------------------------------------------------------------
 
 // A value that stands in one row; the first searches walk, the others have a hash.
-void BM_LookupOften(benchmark::State& state) {
+// With a write between any two searches there is no hash to keep.
+void LookUp(benchmark::State& state, bool written) {
   const auto data = Table(Rows(state));
   data->AddColumn(u"id", u"long");
   for (kt_long row = 0; row < Rows(state); ++row) data->SetColumn(row, 2, row);
   kt_long row = 0;
   for ([[maybe_unused]] auto round : state) {
     row = (row + 7919) % Rows(state);
+    if (written) data->SetColumn(0, 2, -row);
     if (data->LookupDataRow(u"id", Kt_Variant(row).ToString()) != row) {
       state.SkipWithError("not found");
     }
   }
 }
-// With a write between any two, so that there is none.
-void BM_LookupWritten(benchmark::State& state) {
-  const auto data = Table(Rows(state));
-  data->AddColumn(u"id", u"long");
-  for (kt_long row = 0; row < Rows(state); ++row) data->SetColumn(row, 2, row);
-  kt_long row = 0;
-  for ([[maybe_unused]] auto round : state) {
-    row = (row + 7919) % Rows(state);
-    data->SetColumn(0, 2, -row);
-    if (data->LookupDataRow(u"id", Kt_Variant(row).ToString()) != row) {
-      state.SkipWithError("not found");
-    }
-  }
-}
-BENCHMARK(BM_LookupOften)->Arg(1000000);
-BENCHMARK(BM_LookupWritten)->Arg(1000000);
+BENCHMARK_CAPTURE(LookUp, Unchanged, false)->Arg(1000000);
+BENCHMARK_CAPTURE(LookUp, Written, true)->Arg(1000000);
 
 // ---- Sorting ----------------------------------------------------------------------------------
 

@@ -44,6 +44,25 @@ class Attached {
   virtual void Leave() = 0;  // the context ends
 };
 
+class HostContext;
+
+// An object of kind `Base` that is in at most one context.
+template <class Base>
+class Attachable : public Base, public Attached {
+ public:
+  void Join(HostContext& host);
+  Kt_ExprObject& Object() final { return *this; }
+  void Leave() final {
+    host_ = nullptr;
+    this->SetParent(nullptr);
+    this->SetContainer(nullptr);
+  }
+
+ protected:
+  using Base::Base;
+  HostContext* host_ = nullptr;
+};
+
 // Where exceptions of host functions go: into a report, or aside until the call returns.
 class ExceptionSink {
  public:
@@ -224,5 +243,12 @@ class HostContext final : public Kt_ExprObject, public Kt_ExprNameSource {
   AttachedByName tables_;
   std::uint64_t version_ = 1;
 };
+
+template <class Base>
+void Attachable<Base>::Join(HostContext& host) {
+  host_ = &host;
+  this->SetParent(&host);
+  this->SetContainer(&host);
+}
 
 }  // namespace kt::detail

@@ -14,7 +14,7 @@ namespace kt {
 namespace detail {
 
 // What scripts see of an object of the host.
-class ObjectNode final : public Kt_ExprObject, public Kt_ExprNameSource, public Attached {
+class ObjectNode final : public Attachable<Kt_ExprObject>, public Kt_ExprNameSource {
  public:
   struct Member {
     std::function<Kt_Variant()> get;
@@ -23,19 +23,12 @@ class ObjectNode final : public Kt_ExprObject, public Kt_ExprNameSource, public 
   };
 
   ObjectNode(HostContext& host, const Kt_WString& name)
-      : Kt_ExprObject(&host), name_(name), host_(&host) {
-    SetContainer(&host);
+      : Attachable(&host), name_(name) {
+    Join(host);
   }
 
   void Put(const Kt_WString& name, Member member) {
     members_[name] = std::make_shared<const Member>(std::move(member));
-  }
-
-  Kt_ExprObject& Object() override { return *this; }
-  void Leave() override {
-    host_ = nullptr;
-    SetParent(nullptr);
-    SetContainer(nullptr);
   }
 
   Kt_WString GetID() const override { return name_; }
@@ -70,7 +63,6 @@ class ObjectNode final : public Kt_ExprObject, public Kt_ExprNameSource, public 
   }
 
   Kt_WString name_;
-  HostContext* host_;
   ByName<std::shared_ptr<const Member>> members_;
 };
 

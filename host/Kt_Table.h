@@ -88,8 +88,7 @@ std::shared_ptr<Kt_Column> MakeColumn(std::size_t rows, Get get) {
 }
 
 // A dataset, its own or the host's, as scripts see it.
-class TableNode final : public Kt_ExprDataset,
-                        public Attached,
+class TableNode final : public Attachable<Kt_ExprDataset>,
                         public std::enable_shared_from_this<TableNode> {
  public:
   explicit TableNode(const Kt_WString& id) : own_(std::make_unique<Kt_Dataset>(id)) {
@@ -101,18 +100,6 @@ class TableNode final : public Kt_ExprDataset,
   std::function<bool(const CellChange&)> on_change;
   std::function<void(const CellChange&)> on_changed;
   std::weak_ptr<EngineState> engine;
-
-  void Join(HostContext& host) {
-    host_ = &host;
-    SetParent(&host);
-    SetContainer(&host);
-  }
-  Kt_ExprObject& Object() override { return *this; }
-  void Leave() override {
-    host_ = nullptr;
-    SetParent(nullptr);
-    SetContainer(nullptr);
-  }
 
   int CanColumnChange(const Kt_WString& column, const Kt_Variant& old_value,
                       const Kt_Variant& new_value, int row, const Kt_Component*, int) override {
@@ -147,7 +134,6 @@ class TableNode final : public Kt_ExprDataset,
   }
 
   std::unique_ptr<Kt_Dataset> own_;
-  HostContext* host_ = nullptr;
 };
 
 }  // namespace detail

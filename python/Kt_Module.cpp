@@ -21,22 +21,15 @@ using Unlocked = py::gil_scoped_release;
 // --------------------------------------------------------------------------------------
 
 // What scripts see of a Python object: its public attributes and methods, or those of a list.
-class PyNode final : public Kt_ExprObject, public detail::Attached {
+class PyNode final : public detail::Attachable<Kt_ExprObject> {
  public:
   PyNode(detail::HostContext& host, const Kt_WString& name, Held object,
          std::vector<std::string> members)
-      : Kt_ExprObject(&host),
+      : Attachable(&host),
         name_(name),
         object_(std::move(object)),
-        members_(std::move(members)),
-        host_(&host) {
-    SetContainer(&host);
-  }
-  Kt_ExprObject& Object() override { return *this; }
-  void Leave() override {
-    host_ = nullptr;
-    SetParent(nullptr);
-    SetContainer(nullptr);
+        members_(std::move(members)) {
+    Join(host);
   }
   Kt_WString GetID() const override { return name_; }
   kt_long GetProperty(const Kt_WString& name, const Kt_VariantList*, Kt_Variant& result) override {
@@ -81,7 +74,6 @@ class PyNode final : public Kt_ExprObject, public detail::Attached {
   Kt_WString name_;
   Held object_;
   std::vector<std::string> members_;
-  detail::HostContext* host_;
 };
 
 std::vector<std::string> PublicNames(const py::object& object) {
