@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <chrono>
-#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -31,10 +29,5 @@ struct FileRules {
 void AddFileRules(CLI::App& command, FileRules& rules);
 // Tells the fence; false when a folder is none, which has been said then.
 bool SetUpFence(const FileRules& rules, const char* command, Kt_CliFence& fence, Streams streams);
-
-// Loading a script evaluates its global variables. Commands that do not run the script have no use
-// for their values, give them no host functions, and do not wait for one that runs a long loop.
-inline constexpr std::int64_t kInitialiserSteps = 10000;
-inline constexpr std::chrono::seconds kInitialiserTime{5};
 
 }  // namespace kt::cli

@@ -5,11 +5,9 @@
 
 #include "cli/Kt_Bounds.h"
 #include "cli/Kt_Cli.h"
-#include "cli/Kt_Loader.h"
 #include "cli/Kt_Options.h"
 #include "cli/Kt_Report.h"
-#include "script/Kt_RunBudget.h"
-#include "script/Kt_Script.h"
+#include "cli/Kt_ScriptToRead.h"
 
 namespace kt::cli {
 namespace {
@@ -24,18 +22,12 @@ struct Options {
 
 int CheckFile(const std::string& file, const Options& options, Kt_CliReport& report,
               Streams streams) {
-  Kt_Script script;
-  Kt_RunBudget budget;
-  budget.limit_steps = kInitialiserSteps;
-  budget.deadline = std::chrono::steady_clock::now() + kInitialiserTime;
-  script.SetBudget(&budget);
-  Kt_CliFence fence;
-  Kt_CliLoader loader(script, report, fence);
-  if (!AddIncludeDirs(options.include_dirs, "kt check", loader, streams) ||
-      !SetUpFence(options.file_rules, "kt check", fence, streams)) {
+  ScriptToRead read(report);
+  if (!AddIncludeDirs(options.include_dirs, "kt check", read.loader, streams) ||
+      !SetUpFence(options.file_rules, "kt check", read.fence, streams)) {
     return kCommandFault;
   }
-  return loader.Load(file);
+  return read.loader.Load(file);
 }
 
 int Check(const Options& options, Streams streams) {

@@ -6,12 +6,10 @@
 
 #include "cli/Kt_Cli.h"
 #include "cli/Kt_Expr.h"
-#include "cli/Kt_Loader.h"
 #include "cli/Kt_Options.h"
+#include "cli/Kt_ScriptToRead.h"
 #include "cli/Kt_Visible.h"
 #include "expr/Kt_ExprDump.h"
-#include "script/Kt_RunBudget.h"
-#include "script/Kt_Script.h"
 #include "script/Kt_ScriptDump.h"
 
 namespace kt::cli {
@@ -60,19 +58,13 @@ int DumpCode(const Options& options, Kt_Script& script, Streams streams) {
 
 int DumpFile(const Options& options, Streams streams) {
   Kt_CliReport report(streams);
-  Kt_Script script;
-  Kt_RunBudget budget;
-  budget.limit_steps = kInitialiserSteps;
-  budget.deadline = std::chrono::steady_clock::now() + kInitialiserTime;
-  script.SetBudget(&budget);
-  Kt_CliFence fence;
-  Kt_CliLoader loader(script, report, fence);
-  if (!AddIncludeDirs(options.include_dirs, "kt dump", loader, streams)) return kCommandFault;
+  ScriptToRead read(report);
+  if (!AddIncludeDirs(options.include_dirs, "kt dump", read.loader, streams)) return kCommandFault;
   // What could be loaded of a script with faults is worth seeing too.
-  const int status = loader.Load(options.file);
+  const int status = read.loader.Load(options.file);
   if (status == kCommandFault) return status;
-  if (options.is_code) return std::max(status, DumpCode(options, script, streams));
-  VisibleStream(streams.out) << DumpScript(script).ToUtf8();
+  if (options.is_code) return std::max(status, DumpCode(options, read.script, streams));
+  VisibleStream(streams.out) << DumpScript(read.script).ToUtf8();
   return status;
 }
 

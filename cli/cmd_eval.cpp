@@ -27,7 +27,6 @@ struct Options {
   DataArguments data;
   std::optional<kt_long> row;
   BoundOptions bounds;
-  bool json = false;
 };
 
 // False when there is no such row, which has been said then.
@@ -37,19 +36,6 @@ bool HasRow(const Kt_Dataset& dataset, kt_long row, Kt_CliReport& report) {
                                             dataset.GetId().ToUtf8(), dataset.GetRowCount()),
                                 kExpressionName));
   return false;
-}
-
-int Print(const Kt_Variant& result, const Options& options, Kt_CliReport& report, Streams streams) {
-  std::string json;
-  std::string reason;
-  if (options.json ? ResultJson(result, json, reason) : PrintValue(result, streams.out, reason)) {
-    if (options.json) streams.out << json << '\n';
-    return kFine;
-  }
-  if (Kt_WorkMeter::CurrentStop() == 0) {
-    report.Tell(Diagnostic::Error("the value is " + reason, kExpressionName));
-  }
-  return kScriptFault;
 }
 
 int EvalBounded(const Options& options, Streams streams) {
@@ -84,10 +70,8 @@ int EvalBounded(const Options& options, Streams streams) {
   const std::uint64_t failures = Kt_RunError::Last().serial;
   const kt_long code = expression.ExecExpr(context, result);
   if (!host.TellOutcome(code, failures)) return kScriptFault;
-  int status = Print(result, options, report, streams);
-  if (status == kFine) status = SaveDataFiles(files, host, streams);
-  // Printing and saving compute columns too.
-  return status == kFine && host.GetErrorCount() > 0 ? kScriptFault : status;
+  if (!ShowResult(result, kExpressionName, streams)) return kScriptFault;
+  return SaveDataFiles(files, host, streams);
 }
 
 int Eval(const Options& options, Streams streams) {
@@ -108,7 +92,7 @@ void AddEval(CLI::App& app, Action& action) {
       ->type_name("N")
       ->check(CLI::Range(kt_long{0}, std::numeric_limits<kt_long>::max()));
   AddBoundOptions(*eval, options->bounds);
-  eval->add_flag("--json", options->json, "Print the value as JSON, and messages as objects");
+  AddJsonFlag(*eval, "Print the value as JSON, and messages as objects");
   eval->callback([options, &action] {
     action = [options](Streams streams) { return Eval(*options, streams); };
   });

@@ -26,7 +26,6 @@ struct Options {
   DataArguments data;
   BoundOptions bounds;
   bool trace = false;
-  bool json = false;
 };
 
 Kt_VariantList ToList(const std::vector<std::string>& texts) {
@@ -35,28 +34,14 @@ Kt_VariantList ToList(const std::vector<std::string>& texts) {
   return list;
 }
 
-int PrintResult(const Kt_Variant& result, const Options& options, Streams streams) {
-  std::string json;
-  std::string reason;
-  const bool is_shown = options.json ? ResultJson(result, json, reason)
-                                     : result.IsEmpty() || PrintValue(result, streams.out, reason);
-  if (is_shown) {
-    if (options.json) streams.out << json << '\n';
-    return kFine;
-  }
-  if (Kt_WorkMeter::CurrentStop() == 0) {
-    Tell(streams, Diagnostic::Error("the result is " + reason, options.file));
-  }
-  return kScriptFault;
-}
-
-int Call(Kt_Script& script, Kt_CliHost& host, const Options& options, Streams streams) {
+bool Call(Kt_Script& script, Kt_CliHost& host, const Options& options, Streams streams) {
   const Kt_VariantList arguments = ToList(options.arguments);
   Kt_Variant result;
   host.SetSourceName(options.file);
   const std::uint64_t failures = Kt_RunError::Last().serial;
   const kt_long code = script.ExecFunc(Kt_WString::FromUtf8(options.function), &arguments, result);
-  return host.TellOutcome(code, failures) ? PrintResult(result, options, streams) : kScriptFault;
+  if (!host.TellOutcome(code, failures)) return false;
+  return (result.IsEmpty() && !streams.json) || ShowResult(result, options.file, streams);
 }
 
 int RunBounded(const Options& options, Streams streams) {
@@ -85,10 +70,8 @@ int RunBounded(const Options& options, Streams streams) {
   if (!files.save.empty() && !CheckSaveNames(files, host, DumpScript(script), "kt run", streams)) {
     return kCommandFault;
   }
-  int status = Call(script, host, options, streams);
-  if (status == kFine) status = SaveDataFiles(files, host, streams);
-  // Printing and saving compute columns too.
-  return status == kFine && host.GetErrorCount() > 0 ? kScriptFault : status;
+  if (!Call(script, host, options, streams)) return kScriptFault;
+  return SaveDataFiles(files, host, streams);
 }
 
 int Run(const Options& options, Streams streams) {
@@ -110,7 +93,7 @@ void AddRun(CLI::App& app, Action& action) {
   AddDataArguments(*run, options->data);
   AddBoundOptions(*run, options->bounds);
   run->add_flag("--trace", options->trace, "Write what trace(...) calls say");
-  run->add_flag("--json", options->json, "Print the result as JSON, and messages as objects");
+  AddJsonFlag(*run, "Print the result as JSON, and messages as objects");
   run->callback([options, &action] {
     action = [options](Streams streams) { return Run(*options, streams); };
   });

@@ -22,8 +22,7 @@ class ObjectNode final : public Attachable<Kt_ExprObject>, public Kt_ExprNameSou
     HostFunction call;
   };
 
-  ObjectNode(HostContext& host, const Kt_WString& name)
-      : Attachable(&host), name_(name) {
+  ObjectNode(HostContext& host, const Kt_WString& name) : Attachable(&host), name_(name) {
     Join(host);
   }
 

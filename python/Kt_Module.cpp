@@ -25,10 +25,7 @@ class PyNode final : public detail::Attachable<Kt_ExprObject> {
  public:
   PyNode(detail::HostContext& host, const Kt_WString& name, Held object,
          std::vector<std::string> members)
-      : Attachable(&host),
-        name_(name),
-        object_(std::move(object)),
-        members_(std::move(members)) {
+      : Attachable(&host), name_(name), object_(std::move(object)), members_(std::move(members)) {
     Join(host);
   }
   Kt_WString GetID() const override { return name_; }

@@ -253,7 +253,8 @@ int SaveDataFiles(const DataFiles& files, Kt_CliHost& host, Streams streams) {
   for (const DataFiles::Item& item : files.save) {
     if (!SaveDataItem(item, SaveOptionsFor(item, files), host, streams)) status = kScriptFault;
   }
-  return status;
+  // Printing and saving compute columns, whose errors are errors of the host.
+  return host.GetErrorCount() > 0 ? kScriptFault : status;
 }
 
 }  // namespace kt::cli

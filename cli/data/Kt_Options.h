@@ -62,8 +62,9 @@ bool LoadDataInto(const DataFiles::Item& item, const DataOptions& options, bool 
 // that has been said then.
 bool CheckSaveNames(const DataFiles& files, const Kt_CliHost& host, const Kt_WString& code,
                     const char* command, Streams streams);
-// Saves what the command line asks for. The exit status; a file that cannot be written does not
-// keep the others from being written.
+// Saves what the command line asks for, the last step of a run. The exit status, also of errors
+// that the host has been told of; a file that cannot be written does not keep the others from being
+// written.
 int SaveDataFiles(const DataFiles& files, Kt_CliHost& host, Streams streams);
 // A format that the command line gives counts for saving only where the ending says none.
 DataOptions SaveOptionsFor(const DataFiles::Item& item, const DataFiles& files);

@@ -7,6 +7,7 @@
 #include "cli/Kt_Expr.h"
 #include "cli/Kt_Loader.h"
 #include "cli/Kt_Options.h"
+#include "cli/Kt_ScriptToRead.h"
 #include "cli/show/Kt_Result.h"
 #include "script/Kt_ScriptOp.h"
 #include "script/Kt_ScriptUtil.h"
@@ -157,24 +158,21 @@ bool Kt_CliSession::Load(const std::string& path, const std::vector<std::string>
     return false;
   }
   report.SetWarnings(true);
-  Kt_Script checked;
-  Kt_RunBudget budget;
-  budget.limit_steps = kt::cli::kInitialiserSteps;
-  budget.deadline = std::chrono::steady_clock::now() + kt::cli::kInitialiserTime;
-  checked.SetBudget(&budget);
-  const auto load = [&](Kt_Script& script, Kt_CliReport& to) {
-    Kt_CliLoader loader(script, to, host_.GetFence());
+  const auto load = [&](Kt_Script& script) {
+    Kt_CliLoader loader(script, report, host_.GetFence());
     loader.SetOnFile(
         [this](const std::string& name, const Kt_WString& text) { host_.SetSource(name, text); });
     return kt::cli::AddIncludeDirs(include_dirs, ":load", loader, streams_) &&
            loader.Load(path) == 0;
   };
-  if (!load(checked, report)) return false;
-  for (kt_long index = 0; index < checked.GetFuncs().GetCount(); ++index) {
-    Kt_ScriptFunc* const old = script_.GetFunc(checked.GetFuncs().GetItem(index)->GetName());
+  kt::cli::ScriptToRead checked(report);
+  if (!load(checked.script)) return false;
+  const auto& funcs = checked.script.GetFuncs();
+  for (kt_long index = 0; index < funcs.GetCount(); ++index) {
+    Kt_ScriptFunc* const old = script_.GetFunc(funcs.GetItem(index)->GetName());
     if (old != nullptr) Empty(*old);
   }
   host_.ClearErrorCount();
   // The same report: it has shown the warnings.
-  return load(script_, report) && host_.GetErrorCount() == 0;
+  return load(script_) && host_.GetErrorCount() == 0;
 }

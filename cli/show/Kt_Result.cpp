@@ -5,6 +5,7 @@
 
 #include "classlib/base/Kt_Buffer.h"
 #include "cli/Kt_Bounds.h"
+#include "cli/Kt_Diagnostic.h"
 #include "cli/Kt_Json.h"
 #include "cli/Kt_Text.h"
 #include "cli/show/Kt_Table.h"
@@ -61,6 +62,19 @@ bool ResultJson(const Kt_Variant& value, std::string& json, std::string& reason)
   json = text.View();
   reason = Kt_WorkMeter::CurrentStop() != 0 ? StopReason() : report.error.ToUtf8();
   return saved;
+}
+
+bool ShowResult(const Kt_Variant& value, const std::string& file, Streams streams) {
+  std::string json;
+  std::string reason;
+  if (streams.json ? ResultJson(value, json, reason) : PrintValue(value, streams.out, reason)) {
+    if (streams.json) streams.out << json << '\n';
+    return true;
+  }
+  if (Kt_WorkMeter::CurrentStop() == 0) {
+    Tell(streams, Diagnostic::Error("the value is " + reason, file));
+  }
+  return false;
 }
 
 }  // namespace kt::cli
