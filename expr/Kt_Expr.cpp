@@ -104,6 +104,13 @@ kt_long Kt_Expr::ParseText(Kt_WString& error) {
   return state_;
 }
 
+void Kt_Expr::Adopt(Kt_ExprOpList& ops, kt_long state) {
+  ops.Shrink();
+  ops_.Swap(ops);
+  text_.Trim();
+  state_ = state;
+}
+
 // A bracket list is stored without its brackets; parsed again as it stands it would be something
 // else.
 Kt_WString Kt_Expr::GetSource() const {

@@ -9,7 +9,11 @@
 class Kt_ExprObject;
 class Kt_ExprStackObj;
 
+namespace kt {
+class ExprProgramMaker;
+}
 namespace kt::detail {
+class ExprTexts;
 class HostCode;
 struct ExprItems;
 }  // namespace kt::detail
@@ -78,6 +82,13 @@ class KT_SCRIPT_API Kt_Expr {
   kt_long ParseExpr(const char16_t* text, kt_long length, Kt_WString& error);
 
  private:
+  friend class kt::ExprProgramMaker;
+
+  // Parses the text into `ops`, and leaves the expression as it is. The parse state; negative after
+  // a syntax error, and when the run was stopped.
+  kt_long ParseApart(Kt_ExprOpList& ops, kt::detail::ExprTexts& texts) const;
+  // Takes over what ParseApart gave.
+  void Adopt(Kt_ExprOpList& ops, kt_long state);
   // Parses unless that was done; a failure is reported through `context` and returned.
   kt_long ParseOnce(Kt_ExprObject* context);
   kt_long GiveUpParse();

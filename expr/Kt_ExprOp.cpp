@@ -87,18 +87,6 @@ void Kt_ExprOpList::CopyFrom(const Kt_ExprOpList& other) {
   count_ = other.count_;
 }
 
-const Kt_ExprOp* Kt_ExprOpList::GetItem(kt_long index) const {
-  if (index < 0) index = count_ - 1;
-  if (index < 0 || index >= capacity_) return nullptr;
-  return BlockAt(index >> shift_) + (index & (block_size_ - 1));
-}
-
-Kt_ExprOp* Kt_ExprOpList::GetSafeItem(kt_long index) {
-  if (index < 0) index = std::max(count_ - 1, 0);
-  if (index >= capacity_ && !Grow(index)) return nullptr;
-  return BlockAt(index >> shift_) + (index & (block_size_ - 1));
-}
-
 bool Kt_ExprOpList::Grow(kt_long index) {
   if ((capacity_ & (block_size_ - 1)) != 0) ResizeLastBlock(block_size_);
   while (capacity_ <= index) {
@@ -147,15 +135,17 @@ kt_long Kt_ExprOpList::Add(const Kt_ExprOp* op) {
   return count_ - 1;
 }
 
-Kt_ExprOp* Kt_ExprOpList::Append() {
-  Kt_ExprOp* const slot = GetSafeItem(count_);
-  if (slot) ++count_;
-  return slot;
-}
-
 void Kt_ExprOpList::Append(const Kt_ExprOpList& other) {
   const kt_long other_count = other.count_;  // `other` may be this list
   for (kt_long index = 0; index < other_count; ++index) Add(other.GetItem(index));
+}
+
+void Kt_ExprOpList::Swap(Kt_ExprOpList& other) noexcept {
+  std::swap(block_size_, other.block_size_);
+  std::swap(shift_, other.shift_);
+  std::swap(count_, other.count_);
+  std::swap(capacity_, other.capacity_);
+  std::swap(blocks_, other.blocks_);
 }
 
 void Kt_ExprOpList::Clear() {

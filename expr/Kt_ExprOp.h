@@ -114,26 +114,41 @@ class KT_SCRIPT_API Kt_ExprOpList {
   kt_long GetBlockCount() const { return blocks_.GetCount(); }
   // A negative index means the last record. Null when its block is not allocated; the index is not
   // compared with the count.
-  const Kt_ExprOp* GetItem(kt_long index) const;
+  const Kt_ExprOp* GetItem(kt_long index) const {
+    if (index < 0) index = count_ - 1;
+    return index >= 0 && index < capacity_ ? At(index) : nullptr;
+  }
 
   // Count 0; the blocks and their old contents stay for reuse.
   void Start() { count_ = 0; }
   // As GetItem, allocating every missing block up to the one that holds the index.
-  Kt_ExprOp* GetSafeItem(kt_long index);
+  Kt_ExprOp* GetSafeItem(kt_long index) {
+    if (index < 0) index = std::max(count_ - 1, 0);
+    return KT_LIKELY(index < capacity_) || Grow(index) ? At(index) : nullptr;
+  }
   Kt_ExprOp& operator[](kt_long index) { return *GetSafeItem(index); }
   // Appends a copy; returns its index. A null pointer appends a slot and leaves it as it was.
   kt_long Add(const Kt_ExprOp& op);
   kt_long Add(const Kt_ExprOp* op);
   // Appends a slot without resetting it: a reused slot still holds its old text and number.
-  Kt_ExprOp* Append();
+  Kt_ExprOp* Append() {
+    Kt_ExprOp* const slot = GetSafeItem(count_);
+    if (KT_LIKELY(slot != nullptr)) ++count_;
+    return slot;
+  }
   void Append(const Kt_ExprOpList& other);
   // Gives back the memory after the last record; its block moves, and is made whole again when
   // more is appended.
   void Shrink();
   void Clear();
+  // Exchanges the records; none moves in memory.
+  void Swap(Kt_ExprOpList& other) noexcept;
 
  private:
   void CopyFrom(const Kt_ExprOpList& other);
+  Kt_ExprOp* At(kt_long index) const {
+    return BlockAt(index >> shift_) + (index & (block_size_ - 1));
+  }
   Kt_ExprOp* BlockAt(kt_long at) const { return static_cast<Kt_ExprOp*>(blocks_.GetItem(at)); }
   kt_long SizeOf(kt_long block) const {
     return std::min(block_size_, capacity_ - (block << shift_));

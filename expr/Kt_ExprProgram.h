@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <memory>
+#include <utility>
 #include <vector>
 
 #include "classlib/value/Kt_Operators.h"
@@ -85,6 +87,16 @@ struct KT_SCRIPT_API ExprProgram {
   static ExprProgram Of(Kt_Expr& expr, const Form& form);
 
   bool IsEmpty() const { return instrs.empty(); }
+  // The memory is kept.
+  void Clear();
+  friend void swap(ExprProgram& a, ExprProgram& b) noexcept {
+    a.instrs.swap(b.instrs);
+    a.consts.swap(b.consts);
+    a.names.swap(b.names);
+    a.calls.swap(b.calls);
+    std::swap(a.has_target, b.has_target);
+    std::swap(a.temp_count, b.temp_count);
+  }
 
   std::vector<CodeInstr> instrs;  // ends with kReturn
   std::vector<Kt_Variant> consts;
@@ -92,6 +104,25 @@ struct KT_SCRIPT_API ExprProgram {
   std::vector<Kt_WString> calls;
   bool has_target = false;  // there is a kTarget
   std::uint16_t temp_count = 0;
+};
+
+// Compiles the expressions of a long text one after the other, in memory that is used again.
+//
+// An expression that nobody has parsed yet and that has a compiled form is left unparsed, so that
+// its operations take no memory: who evaluates it all the same has it parsed then.
+class KT_SCRIPT_API ExprProgramMaker {
+ public:
+  ExprProgramMaker();
+  ExprProgramMaker(const ExprProgramMaker&) = delete;
+  ExprProgramMaker& operator=(const ExprProgramMaker&) = delete;
+  ~ExprProgramMaker();
+
+  // `program` becomes what ExprProgram::Of gives, in the memory that it has.
+  void Make(Kt_Expr& expr, ExprProgram& program);
+
+ private:
+  struct Parts;
+  std::unique_ptr<Parts> parts_;
 };
 
 // The pieces of a bracket list (an expression in kStateList), each an expression of its own. False

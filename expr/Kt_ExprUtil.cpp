@@ -22,9 +22,10 @@ bool GoesOnAt(std::size_t at) {
 enum CharClass : std::uint8_t {
   kSpace = 1,
   kDigit = 2,
-  kWord = 4,      // letters, digits, '_'
-  kBreaker = 8,   // ends a plain token
-  kOperator = 16  // GetTokenType 1
+  kWord = 4,       // letters, digits, '_'
+  kBreaker = 8,    // ends a plain token
+  kOperator = 16,  // GetTokenType 1
+  kPoint = 32
 };
 
 constexpr std::array<std::uint8_t, 128> MakeClasses() {
@@ -37,6 +38,7 @@ constexpr std::array<std::uint8_t, 128> MakeClasses() {
   add("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ_", kWord);
   add("+-*|/&%<>=!()[],\"'", kBreaker);
   add("+-*|/&%<>=!,", kOperator);
+  add(".", kPoint);
   classes[0] |= kBreaker;
   return classes;
 }
@@ -60,17 +62,12 @@ bool IsWord(const char16_t* text, kt_long length, std::u16string_view word) {
 // A token that is no operator, bracket or string: up to a breaker, or to a point that does not
 // stand behind an integer. text[0] always belongs to it.
 int PlainTokenLength(const char16_t* text, kt_long length) {
-  bool integer = true;  // the characters so far are digits only
   kt_long at = 0;
-  for (; at < length && GoesOnAt(static_cast<std::size_t>(at)); ++at) {
-    const char16_t unit = text[at];
-    if (Is(unit, kDigit)) continue;
-    if (unit == u'.') {
-      if (!integer) break;
-    } else if (Is(unit, kBreaker)) {
-      break;
-    }
-    integer = false;
+  while (at < length && Is(text[at], kDigit) && GoesOnAt(static_cast<std::size_t>(at))) ++at;
+  if (at < length && text[at] == u'.' && GoesOnAt(static_cast<std::size_t>(at))) ++at;
+  while (at < length && !Is(text[at], kBreaker | kPoint) &&
+         GoesOnAt(static_cast<std::size_t>(at))) {
+    ++at;
   }
   return at;
 }
@@ -186,9 +183,13 @@ int Kt_ExprUtil::GetTokenType(const char16_t* text, kt_long length) {
 }
 
 int Kt_ExprUtil::IsConstant(const char16_t* text, kt_long length) {
-  if (!text) return 0;
-  return IsWord(text, length, u"nil") || IsWord(text, length, u"true") ||
-         IsWord(text, length, u"null") || IsWord(text, length, u"false");
+  if (!text || length < 3 || length > 5) return 0;
+  switch (text[0] | 0x20) {
+    case u'f': return IsWord(text, length, u"false");
+    case u'n': return IsWord(text, length, u"null") || IsWord(text, length, u"nil");
+    case u't': return IsWord(text, length, u"true");
+    default: return 0;
+  }
 }
 
 int Kt_ExprUtil::GetConstant(const Kt_WString& word, Kt_Variant& value) {

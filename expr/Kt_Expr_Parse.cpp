@@ -20,6 +20,7 @@
 #include "classlib/base/Kt_Charge.h"
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
+#include "expr/detail/Kt_ExprTexts.h"
 #include "object/Kt_ExprObject.h"
 
 namespace {
@@ -100,8 +101,9 @@ bool IsTraceName(std::u16string_view name) {
 
 class Parser {
  public:
-  Parser(Kt_ExprOpList& ops, const char16_t* text, kt_long length)
-      : ops_(ops), text_(text), length_(length) {}
+  // `texts` may be null.
+  Parser(Kt_ExprOpList& ops, std::u16string_view text, kt::detail::ExprTexts* texts)
+      : ops_(ops), text_(text.data()), length_(static_cast<kt_long>(text.size())), texts_(texts) {}
 
   // The parse state, -1 with the error position and message set.
   kt_long Run();
@@ -124,6 +126,7 @@ class Parser {
 
   // Writes the current slot and takes the next one.
   bool Write(std::int16_t code, std::u16string_view text = {});
+  void WriteText(std::int16_t code, std::u16string_view text);
   bool WriteMarkers(kt_long count);
   bool WriteOpener(std::int16_t code, kt_long& innermost);
   bool NextSlot();
@@ -152,6 +155,7 @@ class Parser {
   Kt_ExprOpList& ops_;
   const char16_t* text_;
   kt_long length_;
+  kt::detail::ExprTexts* texts_;
 
   std::size_t round_ = 0;
   kt_long at_ = 0;  // after the current token
@@ -310,7 +314,9 @@ bool Parser::ParseOperand() {
   if (*token == u'"' || *token == u'\'') {
     return Write(kOpString, Token().substr(1, static_cast<std::size_t>(token_length_ - 2)));
   }
-  if (const int kind = Kt_ExprUtil::ChkNumber(token, token_length_)) return ParseNumber(kind);
+  // No letter begins a number.
+  const int kind = *token < u'A' ? Kt_ExprUtil::ChkNumber(token, token_length_) : 0;
+  if (kind != 0) return ParseNumber(kind);
   if (!Kt_ExprUtil::ChkName(token, token_length_)) return Fail(u"Invalid Token ", Token());
   if (FollowingType() != 3) return Write(kOpName, Token());
   return Write(EqualsNoCase(Token(), u"ref") ? kOpRef : kOpCall, Token());
@@ -339,14 +345,21 @@ bool Parser::Write(std::int16_t code, std::u16string_view text) {
   if (text.empty()) {
     slot_->text.Empty();
   } else {
-    slot_->text = Kt_WString(text);
-  }
-  if (code == kOpCall || code == kOpMember || code == kOpMethod) {
-    slot_->SetBuiltinRow(FindIntFuncIdx(Kt_ExprObject::GetIntFuncMap(),
-                                        Kt_ExprObject::GetIntFuncCount(), slot_->text.GetText()));
+    WriteText(code, text);
   }
   previous_ = code;
   return NextSlot();
+}
+
+void Parser::WriteText(std::int16_t code, std::u16string_view text) {
+  using Known = kt::detail::ExprTexts::Known;
+  Known own;
+  if (texts_ == nullptr) own.text = Kt_WString(text);
+  Known& known = texts_ != nullptr ? texts_->Get(text) : own;
+  if (code == kOpCall || code == kOpMember || code == kOpMethod) {
+    slot_->SetBuiltinRow(known.BuiltinRow());
+  }
+  slot_->text = known.text;
 }
 
 bool Parser::NextSlot() {
@@ -379,9 +392,18 @@ kt_long Parser::Classify() const {
 
 }  // namespace
 
+namespace {
+
+bool IsBracketList(std::u16string_view text) {
+  return !text.empty() && text.front() == u'[' && text.back() == u']';
+}
+
+}  // namespace
+
 kt_long Kt_Expr::ParseExpr(const char16_t* text, kt_long length, Kt_WString& error) {
-  if (length > 0 && text[0] == u'[' && text[length - 1] == u']') return kStateList;
-  Parser parser(ops_, text, length);
+  const std::u16string_view view(text, static_cast<std::size_t>(std::max(length, 0)));
+  if (IsBracketList(view)) return kStateList;
+  Parser parser(ops_, view, nullptr);
   const kt_long state = parser.Run();
   if (state < 0) {
     error = parser.Message();
@@ -389,4 +411,12 @@ kt_long Kt_Expr::ParseExpr(const char16_t* text, kt_long length, Kt_WString& err
   }
   ops_.Shrink();  // scripts keep thousands of expressions
   return state;
+}
+
+kt_long Kt_Expr::ParseApart(Kt_ExprOpList& ops, kt::detail::ExprTexts& texts) const {
+  Kt_WString trimmed = text_;
+  trimmed.Trim();
+  if (IsBracketList(trimmed)) return kStateList;
+  const kt_long state = Parser(ops, trimmed, &texts).Run();
+  return Kt_WorkMeter::CurrentStop() == kOk ? state : kFailed;
 }

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <new>
 
+#include "classlib/base/Kt_Memory.h"
+#include "classlib/base/Kt_WorkMeter.h"
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
 #include "object/Kt_RunError.h"
@@ -52,7 +54,16 @@ kt_long FindToken(const Kt_WString& text, const Kt_WString& wanted, kt_long nth)
   return -1;
 }
 
+// What was compiled from operations that are not kept is parsed for this.
 kt_long OffsetOf(const Kt_Expr& expr, const Kt_WString& name, kt_long start) {
+  if (expr.GetState() == kStateUnparsed) {
+    const Kt_WorkPause pause;
+    const Kt_MemoryPause memory_pause;
+    Kt_Expr parsed;
+    Kt_WString error;
+    (void)parsed.Parse(expr.GetText(), error);
+    return parsed.GetState() == kStateUnparsed ? -1 : OffsetOf(parsed, name, start);
+  }
   const Kt_ExprOpList& ops = expr.GetOps();
   const kt_long found = FindOp(ops, start, name);
   if (found < 0) return -1;
@@ -72,7 +83,9 @@ void Kt_Expr::PlaceFailure() const {
     const Kt_WString name = WithoutBrackets(error->subject);
     const kt_long start = std::max(kt::detail::GetFailureStart(), kt_long{0});
     const kt_long offset = name.IsEmpty() ? -1 : OffsetOf(*this, name, start);
-    kt::detail::PlaceFailure(text_, offset, name.GetLength());
+    Kt_WString text = text_;
+    text.Trim();  // as parsing leaves it
+    kt::detail::PlaceFailure(text, offset, name.GetLength());
   } catch (const std::bad_alloc&) {
     kt::detail::PlaceFailure({}, -1, 0);
   }

@@ -15,9 +15,13 @@
 // them than a frame has is left to the evaluator.
 #include "expr/detail/Kt_ExprCompiler.h"
 
+#include <algorithm>
+#include <utility>
+
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/value/Kt_VarInline.h"
 #include "expr/detail/Kt_Evaluator.h"
+#include "expr/detail/Kt_ExprTexts.h"
 
 namespace kt::detail {
 
@@ -84,11 +88,13 @@ bool ExprCompiler::Name(const Kt_ExprOp& op) {
   if (Top().kind != Entry::Kind::kNone) return false;
   if (form_.asks) return AskedName(op);
   const Kt_Symbol symbol = kt_makesymbolW(op.text);
-  const auto next = static_cast<std::uint16_t>(kNameBase + names_.size());
-  const auto [it, is_new] = names_.try_emplace(symbol, next);
-  if (is_new) program_.names.push_back(op.text);
+  const auto found = std::find(names_.begin(), names_.end(), symbol);
   Top().kind = Entry::Kind::kName;
-  Top().operand = it->second;
+  Top().operand = static_cast<std::uint16_t>(kNameBase + (found - names_.begin()));
+  if (found == names_.end()) {
+    names_.push_back(symbol);
+    program_.names.push_back(op.text);
+  }
   return program_.names.size() <= static_cast<std::size_t>(form_.max_names);
 }
 
@@ -224,14 +230,15 @@ bool ExprCompiler::Logical(const Kt_ExprOp& op) {
     top.logic_temp = is_temp ? value : NewTemp();
   }
   const auto temp = static_cast<std::uint16_t>(top.logic_temp);
-  top.jumps.push_back(program_.instrs.size());
-  Emit(op.code == kOpAnd ? CodeOp::kTestAnd : CodeOp::kTestOr, temp, value, 0);
+  const auto jump = static_cast<std::int32_t>(program_.instrs.size());
+  Emit(op.code == kOpAnd ? CodeOp::kTestAnd : CodeOp::kTestOr, temp, value, 0,
+       std::exchange(top.jump, jump));
   SetValue(top, temp);
   return true;
 }
 
 // A value that a jump still has to reach would be lost among other entries.
-bool ExprCompiler::ApplyAtMarker() { return Top().jumps.empty() && Apply(); }
+bool ExprCompiler::ApplyAtMarker() { return Top().jump == kNo && Apply(); }
 
 bool ExprCompiler::Apply() {
   Entry& left = Below();
@@ -289,13 +296,13 @@ bool ExprCompiler::Postfix(const Kt_ExprOp& op) {
 
 bool ExprCompiler::Settle() {
   Entry& top = Top();
-  if (top.jumps.empty()) return true;
+  if (top.jump == kNo) return true;
   if (top.kind != Entry::Kind::kValue || top.operand != top.logic_temp) return false;
-  for (const std::size_t jump : top.jumps) {
-    program_.instrs[jump].extra = static_cast<std::int32_t>(program_.instrs.size());
+  const auto here = static_cast<std::int32_t>(program_.instrs.size());
+  while (top.jump != kNo) {
+    top.jump = std::exchange(program_.instrs[static_cast<std::size_t>(top.jump)].extra, here);
   }
   barrier_ = program_.instrs.size();
-  top.jumps.clear();
   top.logic_temp = -1;
   return true;
 }
@@ -304,11 +311,11 @@ bool ExprCompiler::CloseParen(const Kt_ExprOp&) {
   if (!HasBelow() || Below().pending != kOpParen) return false;
   Entry& below = Below();
   if (below.kind == Entry::Kind::kNone) {
-    Entry moved = std::move(Top());
-    moved.logic_temp = below.logic_temp;
-    moved.jumps = std::move(below.jumps);
-    moved.is_closed = true;
-    below = std::move(moved);
+    Entry inner = Top();
+    inner.logic_temp = below.logic_temp;
+    inner.jump = below.jump;
+    inner.is_closed = true;
+    below = inner;
   } else {
     const bool is_empty = ops_.GetItem(at_ - 1)->code == kOpParen;
     if (!is_empty && !CollectArg()) return false;
@@ -371,13 +378,39 @@ bool ExprCompiler::Finish() {
   return !has_failed_;
 }
 
+namespace {
+
+bool HasForm(kt_long state) {
+  return state == kStateOrdinary || state == kStateName || state == kStateConstant;
+}
+
+bool HasNoText(const Kt_Expr& expr) {
+  return expr.GetText().IsEmpty() && expr.GetState() != kStateList;
+}
+
+// An empty expression gives an empty value.
+void ReturnEmpty(ExprProgram& program) {
+  program.consts.emplace_back();
+  program.instrs.push_back({CodeOp::kReturn, 0, kConstBase, 0, 0});
+}
+
+}  // namespace
+
 }  // namespace kt::detail
+
+void kt::ExprProgram::Clear() {
+  instrs.clear();
+  consts.clear();
+  names.clear();
+  calls.clear();
+  has_target = false;
+  temp_count = 0;
+}
 
 kt::ExprProgram kt::ExprProgram::Of(Kt_Expr& expr, const Form& form) {
   ExprProgram program;
-  if (expr.GetText().IsEmpty() && expr.GetState() != kStateList) {
-    program.consts.emplace_back();
-    program.instrs.push_back({CodeOp::kReturn, 0, CodeOperand::kConstBase, 0, 0});
+  if (detail::HasNoText(expr)) {
+    detail::ReturnEmpty(program);
     return program;
   }
   if (expr.GetState() == kStateUnparsed) {
@@ -390,9 +423,33 @@ kt::ExprProgram kt::ExprProgram::Of(Kt_Expr& expr, const Form& form) {
       return program;
     }
   }
-  const kt_long state = expr.GetState();
-  const bool is_plain = state == kStateOrdinary || state == kStateName || state == kStateConstant;
-  if (!is_plain || !detail::ExprCompiler(expr.GetOps(), program, form).Compile())
+  detail::ExprCompiler::Space space;
+  if (!detail::HasForm(expr.GetState()) ||
+      !detail::ExprCompiler(expr.GetOps(), program, space, form).Compile()) {
     program.instrs.clear();
+  }
   return program;
+}
+
+struct kt::ExprProgramMaker::Parts {
+  detail::ExprCompiler::Space space;
+  detail::ExprTexts texts;
+  Kt_Expr parsed;  // its list of operations is used
+};
+
+kt::ExprProgramMaker::ExprProgramMaker() : parts_(std::make_unique<Parts>()) {}
+kt::ExprProgramMaker::~ExprProgramMaker() = default;
+
+void kt::ExprProgramMaker::Make(Kt_Expr& expr, ExprProgram& program) {
+  program.Clear();
+  if (detail::HasNoText(expr)) return detail::ReturnEmpty(program);
+  Kt_ExprOpList& ops = parts_->parsed.ops_;
+  const bool is_new = expr.GetState() == kStateUnparsed;
+  const kt_long state = is_new ? expr.ParseApart(ops, parts_->texts) : kStateUnparsed;
+  if (!detail::HasForm(state)) {
+    program = ExprProgram::Of(expr);
+  } else if (!detail::ExprCompiler(ops, program, parts_->space).Compile()) {
+    program.instrs.clear();
+    expr.Adopt(ops, state);
+  }
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <map>
 #include <vector>
 
 #include "classlib/text/Kt_Symbol.h"
@@ -24,14 +23,9 @@ kt_long CountCallArgs(const Kt_ExprOpList& ops, kt_long call);
 //
 // Whatever is not certain to come out the same makes Compile return false.
 class ExprCompiler : private ExprWalk<ExprCompiler, bool> {
- public:
-  ExprCompiler(const Kt_ExprOpList& ops, ExprProgram& program, const ExprProgram::Form& form = {})
-      : ExprWalk(ops), program_(program), form_(form) {}
-  bool Compile();
-
  private:
-  friend class ExprWalk<ExprCompiler, bool>;
-  static constexpr bool kGoesOn = true;
+  // The end of a chain of jumps: each keeps the one before it until it gets its target.
+  static constexpr std::int32_t kNo = -1;
 
   struct Entry {
     enum class Kind : std::uint8_t { kNone, kValue, kName, kElement, kCall, kRef };
@@ -43,10 +37,33 @@ class ExprCompiler : private ExprWalk<ExprCompiler, bool> {
     std::uint16_t first_arg = 0;  // of the call
     std::uint16_t arg_count = 0;
     std::int32_t call = -1;
-    kt_long start = 0;               // the record at which the operand begins
-    int logic_temp = -1;             // where && and || leave their value
-    std::vector<std::size_t> jumps;  // to be sent to where the closing record begins
+    kt_long start = 0;        // the record at which the operand begins
+    int logic_temp = -1;      // where && and || leave their value
+    std::int32_t jump = kNo;  // the last one to be sent to where the closing record begins
   };
+
+ public:
+  // What the compiler works with; its memory may be used for many expressions.
+  struct Space {
+    std::vector<Entry> entries;
+    std::vector<Kt_Symbol> names;
+  };
+
+  ExprCompiler(const Kt_ExprOpList& ops, ExprProgram& program, Space& space,
+               const ExprProgram::Form& form = {})
+      : ExprWalk(ops),
+        program_(program),
+        form_(form),
+        entries_(space.entries),
+        names_(space.names) {
+    entries_.clear();
+    names_.clear();
+  }
+  bool Compile();
+
+ private:
+  friend class ExprWalk<ExprCompiler, bool>;
+  static constexpr bool kGoesOn = true;
 
   // What the walk asks for; false gives up.
   bool HasBelow() const { return entries_.size() > 1; }
@@ -90,8 +107,8 @@ class ExprCompiler : private ExprWalk<ExprCompiler, bool> {
 
   ExprProgram& program_;
   ExprProgram::Form form_;
-  std::vector<Entry> entries_;
-  std::map<Kt_Symbol, std::uint16_t> names_;
+  std::vector<Entry>& entries_;
+  std::vector<Kt_Symbol>& names_;  // of program_.names
   int temp_count_ = 0;
   std::size_t barrier_ = 0;  // instructions before it are jumped to and may not be taken back
   bool has_failed_ = false;

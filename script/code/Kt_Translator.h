@@ -88,6 +88,19 @@ class Translator {
 
   // Expressions (Kt_Translator_Expr.cpp).
   struct Lowering;
+  // A called name. All calls of one share a site, which is made when the first one is emitted.
+  struct KnownCall {
+    FuncCode::CallSite site;
+    bool is_bound;
+    std::uint16_t number = kNone;
+  };
+  // Of an expression in hand.
+  struct Parts {
+    ExprProgram program;
+    std::vector<Place> names;           // what each name stands for
+    std::vector<KnownCall*> calls;      // and each call
+    std::vector<std::uint16_t> places;  // the register of each temp
+  };
   // Emits what computes `expr`; the operand to use next. `want`: a register that the last
   // instruction may write.
   std::uint16_t Value(Kt_Expr& expr, std::uint16_t want = kNone);
@@ -96,13 +109,17 @@ class Translator {
   std::uint16_t EvaluateList(std::size_t begin, Kt_Expr& expr, std::uint16_t want, const char* why);
   const char* WhyNotLowered(Kt_Expr& expr);
   std::uint16_t Evaluate(Kt_Expr& expr, std::uint16_t want, const char* why);
-  static bool GivesConstant(Kt_Expr& expr, Kt_Variant& value);
+  bool GivesConstant(Kt_Expr& expr, Kt_Variant& value);
   // Goes to `label` when the truth of `expr` is `sense`, else falls through.
   void Branch(Kt_Expr& expr, bool sense, Label label);
   void NoteRange(std::size_t begin, Kt_Expr& expr, std::uint16_t dst, std::size_t resume);
+  void Compile(Lowering& low);
   bool Prepare(Lowering& low);
   void Spare(Lowering& low);
+  std::unique_ptr<Parts> TakeParts();
   bool PrepareCalls(Lowering& low);
+  KnownCall& CallOf(const Kt_WString& name);
+  std::uint16_t SiteOf(KnownCall& call);
   void Lower(Lowering& low, std::size_t end);
   void LowerInstr(Lowering& low, std::size_t at);
   void LowerCall(Lowering& low, const CodeInstr& in);
@@ -157,9 +174,14 @@ class Translator {
   std::uint16_t empty_const_ = kNone;
   std::unordered_map<kt_long, std::uint16_t> long_consts_;
   std::unordered_map<std::u16string_view, std::uint16_t> text_consts_;  // texts of code_.consts
+  ExprProgramMaker maker_;
+  std::vector<std::unique_ptr<Parts>> free_parts_;  // there is room for all that were made
+  std::size_t parts_made_ = 0;
   // The program of an expression that was looked at and will be again.
   const Kt_Expr* spare_of_ = nullptr;
   ExprProgram spare_;
+  // What the called names stand for, by their spelling, which messages show.
+  std::unordered_map<std::u16string_view, KnownCall> known_calls_;
   std::vector<std::pair<std::size_t, Label>> branch_resumes_;  // ranges that go on at a label
   int hidden_scope_ = -1;  // open, but not seen by the step and condition of its loop
   int pending_steps_ = 0;

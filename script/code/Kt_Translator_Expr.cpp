@@ -54,15 +54,26 @@ const char* WhyEvaluated(const Kt_Expr& expr) {
 
 // A compiled expression on its way into the code.
 struct Translator::Lowering {
-  explicit Lowering(Kt_Expr& source) : expr(source) {}
+  Lowering(Translator& translator, Kt_Expr& source)
+      : translator_(translator), parts_(translator.TakeParts()), expr(source) {}
+  Lowering(const Lowering&) = delete;
+  Lowering& operator=(const Lowering&) = delete;
+  ~Lowering() { translator_.free_parts_.push_back(std::move(parts_)); }
+
+ private:
+  Translator& translator_;
+  std::unique_ptr<Parts> parts_;
+
+ public:
   Kt_Expr& expr;
-  ExprProgram program;
-  std::vector<Place> names;           // what each name stands for
-  std::vector<std::uint16_t> calls;   // the call site of each call
-  std::vector<std::uint16_t> places;  // the register of each temp
-  std::uint16_t base = 0;             // register of the first temp
+  ExprProgram& program = parts_->program;
+  std::vector<Place>& names = parts_->names;
+  std::vector<KnownCall*>& calls = parts_->calls;
+  std::vector<std::uint16_t>& places = parts_->places;
+  std::uint16_t base = 0;  // register of the first temp
   std::uint16_t want = kNone;
   int want_temp = -1;  // the temp that is to be written to `want`
+  bool is_compiled = false;
   bool has_guards = false;
   bool runs_code = false;  // a call may run code of scripts or of the host
   const char* why = nullptr;
@@ -86,26 +97,50 @@ std::uint16_t Translator::Evaluate(Kt_Expr& expr, std::uint16_t want, const char
 
 // Names and calls ---------------------------------------------------------------------------------
 
+Translator::KnownCall& Translator::CallOf(const Kt_WString& name) {
+  const auto found = known_calls_.find(name.View());
+  if (found != known_calls_.end()) return found->second;
+  KnownCall call{};
+  call.site.name = name;
+  call.is_bound = BindCall(call.site, script_);
+  return known_calls_.emplace(name.View(), std::move(call)).first->second;
+}
+
+std::uint16_t Translator::SiteOf(KnownCall& call) {
+  if (call.number == kNone) {
+    call.number = static_cast<std::uint16_t>(code_.calls.size());
+    code_.calls.push_back(call.site);
+    if (code_.calls.size() >= 0x7F00) GiveUp("too long");
+  }
+  return call.number;
+}
+
 bool Translator::PrepareCalls(Lowering& low) {
   for (const Kt_WString& name : low.program.calls) {
-    FuncCode::CallSite site;
-    site.name = name;
-    if (!BindCall(site, script_)) {
+    KnownCall& call = CallOf(name);
+    if (!call.is_bound) {
       low.why = "a call that only the evaluator makes";
       return false;
     }
-    low.runs_code = low.runs_code || site.kind != FuncCode::CallKind::kBuiltin;
-    low.calls.push_back(static_cast<std::uint16_t>(code_.calls.size()));
-    code_.calls.push_back(std::move(site));
-    if (code_.calls.size() >= 0x7F00) GiveUp("too long");
+    low.runs_code = low.runs_code || call.site.kind != FuncCode::CallKind::kBuiltin;
+    low.calls.push_back(&call);
   }
   return true;
 }
 
+void Translator::Compile(Lowering& low) {
+  if (spare_of_ == &low.expr) {
+    swap(low.program, spare_);
+  } else {
+    maker_.Make(low.expr, low.program);
+  }
+  spare_of_ = nullptr;
+  low.is_compiled = true;
+}
+
 // False, with the reason, when the evaluator has to do it.
 bool Translator::Prepare(Lowering& low) {
-  low.program = spare_of_ == &low.expr ? std::move(spare_) : ExprProgram::Of(low.expr);
-  spare_of_ = nullptr;
+  if (!low.is_compiled) Compile(low);
   if (low.program.IsEmpty()) {
     low.why = WhyEvaluated(low.expr);
     return false;
@@ -119,20 +154,12 @@ bool Translator::Prepare(Lowering& low) {
     low.has_guards = low.has_guards || place.kind == Place::Kind::kMaybe;
     low.names.push_back(place);
   }
-  const std::size_t calls = code_.calls.size();
-  if (!PrepareCalls(low)) {
-    code_.calls.resize(calls);
-    return false;
-  }
+  if (!PrepareCalls(low)) return false;
   if (low.has_guards && low.runs_code) {
     low.why = "a name that may stand for two variables, and a call";
-    code_.calls.resize(calls);
     return false;
   }
-  if (!PrepareGlobals(low)) {
-    code_.calls.resize(calls);
-    return false;
-  }
+  if (!PrepareGlobals(low)) return false;
   low.base = temp_floor_;
   for (std::uint16_t temp = 0; temp < low.program.temp_count; ++temp)
     low.places.push_back(NewTemp());
@@ -142,7 +169,20 @@ bool Translator::Prepare(Lowering& low) {
 // Keeps the program for the next time that the expression is prepared.
 void Translator::Spare(Lowering& low) {
   spare_of_ = low.program.IsEmpty() ? nullptr : &low.expr;
-  spare_ = std::move(low.program);
+  swap(spare_, low.program);
+}
+
+std::unique_ptr<Translator::Parts> Translator::TakeParts() {
+  if (free_parts_.empty()) {
+    free_parts_.reserve(++parts_made_);
+    return std::make_unique<Parts>();
+  }
+  std::unique_ptr<Parts> parts = std::move(free_parts_.back());
+  free_parts_.pop_back();
+  parts->names.clear();
+  parts->calls.clear();
+  parts->places.clear();
+  return parts;
 }
 
 // Globals that are used in place, or while code runs that may remove them, need a register.
@@ -247,7 +287,7 @@ void Translator::EmitRelation(Operator op, bool sense, std::uint16_t a, std::uin
 
 void Translator::LowerCall(Lowering& low, const CodeInstr& in) {
   const std::uint16_t first = in.b > 0 ? low.places[in.a] : low.places[in.dst];
-  const std::uint16_t site = low.calls[static_cast<std::size_t>(in.extra)];
+  const std::uint16_t site = SiteOf(*low.calls[static_cast<std::size_t>(in.extra)]);
   // Where the arguments were the result may stay, unless it is an argument of a call itself.
   const bool is_argument =
       std::any_of(low.program.instrs.begin(), low.program.instrs.end(), [&](const CodeInstr& user) {
@@ -370,9 +410,8 @@ std::uint16_t Translator::EvaluateList(std::size_t begin, Kt_Expr& expr, std::ui
 const char* Translator::WhyNotLowered(Kt_Expr& expr) {
   if (!HasStack()) return "nests too deeply";
   const std::uint16_t floor = temp_floor_;
-  const std::size_t calls = code_.calls.size();
   const char* why = nullptr;
-  Lowering low(expr);
+  Lowering low(*this, expr);
   if (!Prepare(low)) {
     why = low.why;
     if (expr.GetState() == kStateList) {
@@ -383,7 +422,6 @@ const char* Translator::WhyNotLowered(Kt_Expr& expr) {
   } else if (low.has_guards) {
     why = "a name that may stand for two variables";
   }
-  code_.calls.resize(calls);
   temp_floor_ = floor;
   return why;
 }
@@ -420,7 +458,7 @@ std::uint16_t Translator::ListValue(Kt_Expr& expr, std::uint16_t want) {
 std::uint16_t Translator::Value(Kt_Expr& expr, std::uint16_t want) {
   const std::size_t begin = code_.instrs.size();
   const std::uint16_t floor = temp_floor_;
-  Lowering low(expr);
+  Lowering low(*this, expr);
   if (code_.is_by_name || !Prepare(low)) {
     // Parsing has told the lists.
     if (!code_.is_by_name && expr.GetState() == kStateList) return ListValue(expr, want);
@@ -465,7 +503,9 @@ std::uint16_t Translator::Value(Kt_Expr& expr, std::uint16_t want) {
 }
 
 bool Translator::GivesConstant(Kt_Expr& expr, Kt_Variant& value) {
-  const ExprProgram program = ExprProgram::Of(expr);
+  const Lowering low(*this, expr);
+  ExprProgram& program = low.program;
+  maker_.Make(expr, program);
   if (program.instrs.size() != 1 || !IsConstant(program.instrs[0].a)) return false;
   value = program.consts[program.instrs[0].a - kConstBase];
   return true;
@@ -562,8 +602,7 @@ void Translator::Branch(Kt_Expr& expr, bool sense, Label label) {
   const std::size_t begin = code_.instrs.size();
   const std::uint16_t floor = temp_floor_;
   if (!code_.is_by_name) {
-    Lowering low(expr);
-    const std::size_t calls = code_.calls.size();
+    Lowering low(*this, expr);
     if (Prepare(low)) {
       const std::vector<CodeInstr>& instrs = low.program.instrs;
       if (instrs.size() == 1 && IsConstant(instrs[0].a)) {
@@ -580,7 +619,6 @@ void Translator::Branch(Kt_Expr& expr, bool sense, Label label) {
         return;
       }
     }
-    code_.calls.resize(calls);
     temp_floor_ = floor;
     Spare(low);
   }
@@ -607,7 +645,7 @@ void Translator::NoteBranch(std::size_t begin, Kt_Expr& expr, bool sense, Label 
 // number of instructions when there is none.
 std::size_t Translator::FindJoin(const Lowering& low, const Kt_WString& name) const {
   const std::vector<CodeInstr>& instrs = low.program.instrs;
-  const auto names = low.program.names;
+  const auto& names = low.program.names;
   const auto is_own = [&](std::uint16_t operand) {
     return IsName(operand) && names[operand - kNameBase].EqualsNoCase(name);
   };
@@ -635,19 +673,17 @@ std::uint16_t Translator::JoinTo(Kt_Expr& expr, const Kt_WString& name, std::uin
   if (code_.is_by_name) return kNone;
   const std::size_t begin = code_.instrs.size();
   const std::uint16_t floor = temp_floor_;
-  const std::size_t calls = code_.calls.size();
-  const std::uint16_t joined = NewTemp(2);  // what follows, and the text that is kept
-  Lowering low(expr);
-  const bool can_lower = Prepare(low) && !low.has_guards;
-  const std::size_t at = can_lower ? FindJoin(low, name) : 0;
+  Lowering low(*this, expr);
+  Compile(low);
   const std::vector<CodeInstr>& instrs = low.program.instrs;
+  const std::size_t at = FindJoin(low, name);
   const bool is_global = reg >= slot_limit_;
   const bool is_sum =
-      can_lower && at + 1 < instrs.size() &&
+      at + 1 < instrs.size() &&
       !(IsConstant(instrs[at].b) && low.program.consts[instrs[at].b - kConstBase].IsLong()) &&
-      !(at + 2 == instrs.size() && !is_global);  // a plain + does it
-  if (!is_sum) {
-    code_.calls.resize(calls);
+      !(at + 2 == instrs.size() && !is_global);              // a plain + does it
+  const std::uint16_t joined = is_sum ? NewTemp(2) : kNone;  // what follows, and the text kept
+  if (!is_sum || !Prepare(low) || low.has_guards) {
     temp_floor_ = floor;
     Spare(low);
     return kNone;
@@ -681,15 +717,13 @@ std::uint16_t Translator::JoinTo(Kt_Expr& expr, const Kt_WString& name, std::uin
 const char* Translator::PathTo(const Kt_ScriptOp& op) {
   const Kt_ScriptOpSet& set = *op.GetSet();
   // The target is looked at first: nothing has been emitted when the walk has to do it.
-  const std::size_t calls = code_.calls.size();
-  Lowering probe(set.target);
+  Lowering probe(*this, set.target);
   const bool can_lower = Prepare(probe) && !probe.has_guards && probe.program.has_target;
-  code_.calls.resize(calls);
   temp_floor_ = temp_base_;
   if (!can_lower) return probe.why != nullptr ? probe.why : "no element of a variable";
   std::uint16_t value = Value(set.value);
   Spare(probe);
-  Lowering low(set.target);
+  Lowering low(*this, set.target);
   (void)Prepare(low);
   const std::vector<CodeInstr>& instrs = low.program.instrs;
   const auto target = static_cast<std::size_t>(
