@@ -179,6 +179,7 @@ int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& str
   AddEval(app, action);
   AddCheck(app, action);
   AddDump(app, action);
+  AddFmt(app, action);
   AddFunctions(app, action);
   AddRepl(app, action);
   AddShow(app, action);

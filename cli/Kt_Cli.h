@@ -33,6 +33,7 @@ void AddRun(CLI::App& app, Action& action);
 void AddEval(CLI::App& app, Action& action);
 void AddCheck(CLI::App& app, Action& action);
 void AddDump(CLI::App& app, Action& action);
+void AddFmt(CLI::App& app, Action& action);
 void AddFunctions(CLI::App& app, Action& action);
 void AddRepl(CLI::App& app, Action& action);
 void AddShow(CLI::App& app, Action& action);

@@ -100,7 +100,8 @@ function reportPivot(chars, smallest) {
   print("");
   var kinds = chars.GetPivotCount();
   var heading = rpad("script", " ", 14);
-  for (var kind = 0; kind < kinds; kind++) heading += lpad(chars.GetColumn(0, "kind", kind), " ", 9);
+  for (var kind = 0; kind < kinds; kind++)
+    heading += lpad(chars.GetColumn(0, "kind", kind), " ", 9);
   print(heading + lpad("total", " ", 9));
   for (var row = 0; row < chars.RowCount(); row++) {
     var cells = rpad(chars.GetColumn(row, "script"), " ", 14), total = 0;

@@ -98,8 +98,8 @@ function report(names, counts, total) {
     var count = counts[at];
     if (rank == 1) highest = count;
     print(lpad(toString(rank), " ", 4) + "  " + rpad(names[at], " ", 14)
-        + lpad(toString(count), " ", 8) + lpad(percent(count, total), " ", 8)
-        + "  " + lpad("", "█", count * BAR_WIDTH / highest));
+        + lpad(toString(count), " ", 8) + lpad(percent(count, total), " ", 8) + "  "
+        + lpad("", "█", count * BAR_WIDTH / highest));
     counts[at] = 0;
   }
 }

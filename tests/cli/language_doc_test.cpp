@@ -54,6 +54,7 @@ void RunSnippets(const std::string& page, std::size_t at_least) {
 }
 
 TEST(LanguageDoc, SnippetsPrintWhatTheDocumentSays) { RunSnippets("docs/language.md", 40); }
+TEST(FmtDoc, SnippetsPrintWhatTheDocumentSays) { RunSnippets("docs/fmt.md", 1); }
 TEST(DatasetsDoc, SnippetsPrintWhatTheDocumentSays) { RunSnippets("docs/datasets.md", 7); }
 
 TEST(ReadmeDoc, FirstScriptPrintsWhatItSays) {

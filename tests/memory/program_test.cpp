@@ -55,6 +55,7 @@ const Command kCommands[] = {
      {"eval", "fruit.sort('qty')", "--data", "fruit=fruit.csv", "--save", "fruit=out.xml"},
      "out.xml"},
     {"Check", {"check", "script.kts", "faulty.kts"}},
+    {"Fmt", {"fmt", "--diff", "script.kts", "faulty.kts"}},
     {"Show", {"show", "fruit.csv", "--sort", "price:d", "--group", "item", "--sum", "qty"}},
     {"Pivot", {"show", "fruit.csv", "--pivot", "item/qty/price:sum"}},
     {"Page", {"show", "fruit.csv", "--html"}},
