@@ -2,6 +2,7 @@
 #pragma once
 
 #include <new>
+#include <optional>
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/Kt_Memory.h"
@@ -15,41 +16,46 @@ namespace kt {
 KT_SCRIPT_API kt_long ReportNoMemory(Kt_ExprObject* context, const char16_t* source,
                                      const Kt_WString& name) noexcept;
 
-// The outer side of an operation that a host calls and that answers a code: memory that runs out
-// inside, also in operations whose answer nobody looked at, is reported once and comes back as
-// kErrNoMemory; the code that stops the run where something without an answer was stopped. `work`
-// answers the code otherwise.
+namespace detail {
+
+// What `work` answers; nothing when memory ran out in it, also in operations whose answer nobody
+// looked at; the code that stops the run where something without an answer was stopped.
 template <class Work>
-kt_long AtMemoryDoor(Kt_ExprObject* context, const char16_t* source, const Kt_WString& name,
-                     Work work) {
+std::optional<kt_long> RunInMemory(Work work) {
   const std::uint32_t before = MemoryFailures();
   try {
     const kt_long code = work();
     if (KT_LIKELY(MemoryFailures() == before)) return code;
-  } catch (const detail::WorkStopped&) {
+  } catch (const WorkStopped&) {
     return Kt_WorkMeter::CurrentStop();
   } catch (const std::bad_alloc& failure) {
     NoteMemoryFailure(failure);
   }
-  return ReportNoMemory(context, source, name);
+  return std::nullopt;
+}
+
+}  // namespace detail
+
+// The outer side of an operation that a host calls and that answers a code: memory that runs out
+// inside is reported once and comes back as kErrNoMemory. `work` answers the code otherwise.
+template <class Work>
+kt_long AtMemoryDoor(Kt_ExprObject* context, const char16_t* source, const Kt_WString& name,
+                     Work work) {
+  const std::optional<kt_long> code = detail::RunInMemory(work);
+  return KT_LIKELY(code) ? *code : ReportNoMemory(context, source, name);
 }
 
 // The same for an operation of `object`, which may be destroyed by what it calls.
 template <class Work>
 kt_long AtMemoryDoorOf(Kt_ExprObject& object, const char16_t* source, Work work) {
-  const std::uint32_t before = MemoryFailures();
   Kt_ObjectHolder self;
   Kt_WString name;
-  try {
+  const std::optional<kt_long> code = detail::RunInMemory([&] {
     self.Set(nullptr, &object);
     name = object.GetID();
-    const kt_long code = work();
-    if (KT_LIKELY(MemoryFailures() == before)) return code;
-  } catch (const detail::WorkStopped&) {
-    return Kt_WorkMeter::CurrentStop();
-  } catch (const std::bad_alloc& failure) {
-    NoteMemoryFailure(failure);
-  }
+    return work();
+  });
+  if (KT_LIKELY(code)) return *code;
   // Nothing has been called when the hold failed.
   Kt_ExprObject* const context = self.IsEmpty() ? &object : Kt_ExprObject::From(self.GetObject());
   return ReportNoMemory(context, source, name);
