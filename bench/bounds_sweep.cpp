@@ -303,6 +303,8 @@ const char* const kStatements[] = {
     "switch (letters) { case pattern: x = 1; case letters: x = 2; }",
     "d.Sort('name'); d.Sort('num')",
     "d.GroupBy('kind')",
+    "d.GroupBy('kind'); d.Merge(other)",
+    "d.Sort('name'); d.Merge(other)",
     "d.name = letters; x = d.name + 'a'",
     "d.any = items; x = d.SaveXML()",
     "d.any = nested; x = d.SaveXML()",

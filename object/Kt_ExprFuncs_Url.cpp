@@ -3,9 +3,10 @@
 // Texts as parts of addresses (RFC 3986): characters outside the unreserved set are written as the
 // bytes of their UTF-8 form, "%E2%82%AC".
 
-#include <string>
+#include <string_view>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/text/Kt_AString.h"
 #include "object/Kt_ExprObject.h"
 #include "object/detail/Kt_FuncAnswers.h"
 
@@ -28,10 +29,10 @@ int HexValue(char byte) {
   return -1;
 }
 
-bool Encode(const std::string& bytes, Kt_WString& out) {
+bool Encode(std::string_view bytes, Kt_WString& out) {
   std::size_t length = 0;
   const auto measure = [&](std::size_t first, std::size_t count) {
-    for (const char byte : std::string_view(bytes).substr(first, count)) {
+    for (const char byte : bytes.substr(first, count)) {
       length += IsUnreserved(byte) ? 1 : 3;
     }
     return true;
@@ -41,7 +42,7 @@ bool Encode(const std::string& bytes, Kt_WString& out) {
   char16_t* units = out.GetBuffer(static_cast<kt_long>(length));
   if (units == nullptr) return false;
   const auto write = [&](std::size_t first, std::size_t count) {
-    for (const char byte : std::string_view(bytes).substr(first, count)) {
+    for (const char byte : bytes.substr(first, count)) {
       if (IsUnreserved(byte)) {
         *units++ = static_cast<char16_t>(byte);
         continue;
@@ -57,7 +58,7 @@ bool Encode(const std::string& bytes, Kt_WString& out) {
 }
 
 // In place: what is decoded is never longer. A '%' without two digits after it stands for itself.
-void Decode(std::string& bytes) {
+void Decode(kt::CountedBytes& bytes) {
   std::size_t length = 0;
   for (std::size_t at = 0; at < bytes.size() && kt::detail::GoesOnAt(length, 2); ++at) {
     const int high = at + 2 < bytes.size() ? HexValue(bytes[at + 1]) : -1;
@@ -78,7 +79,8 @@ kt_long Kt_ExprObject::_urlEncode(const Kt_VariantList* args, Kt_Variant& result
   const Kt_FuncArgs in(args);
   if (!in.Has(0)) return kOk;
   Kt_WString out;
-  if (!Encode(in.Text(0).ToUtf8(), out)) return kt::detail::TextTooLong(this, u"urlEncode()");
+  if (!Encode(kt::ToUtf8Bytes(in.Text(0).View()), out))
+    return kt::detail::TextTooLong(this, u"urlEncode()");
   result = std::move(out);
   return kOk;
 }
@@ -86,7 +88,7 @@ kt_long Kt_ExprObject::_urlEncode(const Kt_VariantList* args, Kt_Variant& result
 kt_long Kt_ExprObject::_urlDecode(const Kt_VariantList* args, Kt_Variant& result) {
   const Kt_FuncArgs in(args);
   if (!in.Has(0)) return kOk;
-  std::string bytes = in.Text(0).ToUtf8();
+  kt::CountedBytes bytes = kt::ToUtf8Bytes(in.Text(0).View());
   Decode(bytes);
   result = Kt_WString::FromUtf8(bytes);
   return kOk;

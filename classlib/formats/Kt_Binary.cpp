@@ -11,6 +11,7 @@
 
 #include "classlib/base/Kt_Buffer.h"
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Memory.h"
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/formats/detail/Kt_Transfer.h"
 #include "classlib/text/detail/Kt_NameMap.h"
@@ -177,8 +178,8 @@ class ByteReader {
       store(Get<T>());
     }
   }
-  std::u16string GetText() {
-    std::u16string text;
+  kt::CountedText GetText() {
+    kt::CountedText text;
     const std::uint32_t length = GetCount(sizeof(char16_t));
     if (length > static_cast<std::uint32_t>(kMaxStringLength)) good_ = false;
     if (!good_) return text;
@@ -275,13 +276,13 @@ class BinaryLoader {
 
   void ReadCells(Kt_Column& cells) {
     const std::size_t rows = table_.row_count;
-    std::vector<std::uint64_t> nulls;
+    kt::CountedVector<std::uint64_t> nulls;
     const bool has_nulls = in_.Get<std::uint8_t>() != 0;
     if (has_nulls) {
       in_.GetArray<std::uint64_t>((rows + 63) / 64,
                                   [&](std::uint64_t word) { nulls.push_back(word); });
     }
-    std::vector<Kt_WString> texts;
+    kt::CountedVector<Kt_WString> texts;
     if (cells.Type() == Kt_ColumnType::kString) {
       const std::uint32_t count = in_.GetCount(sizeof(std::uint32_t));
       for (std::uint32_t at = 0; in_.IsGood() && at < count; ++at) {
@@ -298,7 +299,7 @@ class BinaryLoader {
     }
   }
 
-  void ReadCell(Kt_Column& cells, const std::vector<Kt_WString>& texts) {
+  void ReadCell(Kt_Column& cells, const kt::CountedVector<Kt_WString>& texts) {
     charge_.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
     switch (cells.Type()) {
       case Kt_ColumnType::kLong: cells.AppendLong(in_.Get<kt_long>()); break;
@@ -318,7 +319,7 @@ class BinaryLoader {
   void ReadNotes() {
     constexpr std::size_t kLeastNote = 14;
     const std::uint32_t count = in_.GetCount(kLeastNote);
-    std::vector<bool> noted(count > 0 ? table_.row_count : 0);
+    kt::CountedVector<bool> noted(count > 0 ? table_.row_count : 0);
     for (std::uint32_t at = 0; in_.IsGood() && at < count; ++at) {
       LoadedNote note;
       note.row = in_.Get<std::uint32_t>();

@@ -13,6 +13,7 @@
 #include <cmath>
 #include <limits>
 
+#include "classlib/base/Kt_Memory.h"
 #include "classlib/formats/detail/Kt_FileText.h"
 #include "classlib/text/Kt_Utf16.h"
 #include "classlib/text/detail/Kt_FromChars.h"
@@ -200,7 +201,7 @@ bool ValueOf(std::basic_string_view<Unit> text, const Number& number, const Nota
     return true;
   }
   // As the standard library reads it: bytes, no plus in front, no groups, a point.
-  std::string plain;
+  kt::CountedBytes plain;
   plain.reserve(text.size());
   for (const Unit unit : text) {
     if (IsSign(unit, notation.decimal)) {
@@ -272,7 +273,7 @@ std::size_t CurrencyAtEnd(std::u16string_view text) {
 
 // Takes away parentheses and one currency, before or after; a sign may stand on either side of
 // the currency. What is left has its sign at the start, in `plain`. False for an empty rest.
-bool TakeCurrency(std::u16string_view text, std::u16string& plain) {
+bool TakeCurrency(std::u16string_view text, kt::CountedText& plain) {
   if (text.empty()) return false;
   bool negative = false;
   bool has_currency = false;
@@ -508,7 +509,7 @@ Forms PlainForms(std::basic_string_view<Unit> text, const Notation& notation) {
 
 Forms WideForms(std::u16string_view text, const Notation& notation) {
   const Forms forms = PlainForms(text, notation);
-  std::u16string plain;
+  kt::CountedText plain;
   if (forms != 0 || !notation.currency_symbols || !TakeCurrency(text, plain)) return forms;
   Number number;
   if (!NumberReader<char16_t>(plain, notation).Read(number)) return 0;
@@ -520,7 +521,7 @@ bool WideDouble(std::u16string_view text, const Notation& notation, double& valu
   if (NumberReader<char16_t>(text, notation).Read(number)) {
     return ValueOf(text, number, notation, value);
   }
-  std::u16string plain;
+  kt::CountedText plain;
   number = {};
   return notation.currency_symbols && TakeCurrency(text, plain) &&
          NumberReader<char16_t>(plain, notation).Read(number) &&
@@ -647,8 +648,8 @@ bool Kt_CellReader::ReadCurrency(std::u16string_view text, Kt_Variant& value) co
   if (notation_.IsPlain()) amount = Kt_Currency::FromText(text);
   double number = 0;
   if (!amount) {
-    std::u16string plain(Trimmed(text));
-    std::u16string without;
+    kt::CountedText plain(Trimmed(text));
+    kt::CountedText without;
     Number shape;
     if (notation_.currency_symbols && TakeCurrency(plain, without)) plain = without;
     if (plain.empty() || !NumberReader<char16_t>(plain, notation_).Read(shape) ||

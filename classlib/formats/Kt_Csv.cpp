@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Memory.h"
 #include "classlib/formats/Kt_CellForms.h"
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/formats/detail/Kt_CsvScanner.h"
@@ -26,12 +27,12 @@ constexpr auto kMaxUnits = static_cast<std::size_t>(kMaxStringLength);
 // The text in UTF-16, in `buffer` where it has to be made. `whole` says whether that is all of it:
 // not when there are bytes that are no UTF-8, nor when it is longer than a text may be and so empty
 // here.
-std::u16string_view ToWide(std::u16string_view text, std::u16string&, bool& whole) {
+std::u16string_view ToWide(std::u16string_view text, kt::CountedText&, bool& whole) {
   whole = text.size() <= kMaxUnits;
   return whole ? text : std::u16string_view();
 }
 
-std::u16string_view ToWide(std::string_view text, std::u16string& buffer, bool& whole) {
+std::u16string_view ToWide(std::string_view text, kt::CountedText& buffer, bool& whole) {
   buffer.resize(text.size());
   std::size_t at = 0;
   for (; at < text.size() && static_cast<unsigned char>(text[at]) < 0x80; ++at) {
@@ -46,7 +47,7 @@ std::u16string_view ToWide(std::string_view text, std::u16string& buffer, bool& 
 
 template <class Unit>
 Kt_WString TextOf(std::basic_string_view<Unit> text) {
-  std::u16string buffer;
+  kt::CountedText buffer;
   bool whole = false;
   return Kt_WString(ToWide(text.substr(0, kMaxUnits), buffer, whole));
 }
@@ -258,9 +259,9 @@ class CsvLoader {
   static bool StatesTypes(View text, const CsvFormat<Unit>& format, const Kt_CsvOptions& options) {
     Scanner scanner(text, format);
     scanner.SkipLines(options.skip);
-    std::vector<Cell> cells;
-    std::basic_string<Unit> narrow;
-    std::u16string wide;
+    typename Scanner::Cells cells;
+    typename Scanner::Buffer narrow;
+    kt::CountedText wide;
     bool whole = false;
     if (!options.header || scanner.Next(cells) != Row::kGood) return false;
     return std::ranges::all_of(cells, [&](const Cell& cell) {
@@ -530,12 +531,12 @@ class CsvLoader {
   Scanner body_;  // before the first row
   std::vector<CsvColumn> columns_;
   std::vector<std::shared_ptr<Kt_Column>> cells_;
-  std::vector<Cell> record_;  // the record in hand
-  kt_long row_count_ = -1;    // records that have a place in the columns; not counted yet
+  typename Scanner::Cells record_;  // the record in hand
+  kt_long row_count_ = -1;          // records that have a place in the columns; not counted yet
   kt_long stored_ = 0;
   Kt_NullCounts nulls_;
-  std::basic_string<Unit> narrow_;
-  std::u16string wide_;
+  typename Scanner::Buffer narrow_;
+  kt::CountedText wide_;
 };
 
 void AppendCell(kt::CountedText& out, std::u16string_view text, bool quote, char16_t separator) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Memory.h"
 #include "classlib/formats/Kt_CellForms.h"
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/formats/detail/Kt_FileText.h"
@@ -197,11 +198,11 @@ class XmlReader {
 
   bool Is(std::u16string_view name) const { return scanner_.Name() == name; }
   kt_long Number(std::u16string_view name, kt_long otherwise) const {
-    const std::u16string* const text = scanner_.Attribute(name);
+    const kt::CountedText* const text = scanner_.Attribute(name);
     return text == nullptr ? otherwise : Kt_WString(*text).ToInteger();
   }
   Kt_WString Attribute(std::u16string_view name) const {
-    const std::u16string* const text = scanner_.Attribute(name);
+    const kt::CountedText* const text = scanner_.Attribute(name);
     return text == nullptr ? Kt_WString() : Kt_WString(*text);
   }
 
@@ -355,7 +356,7 @@ class XmlReader {
   LoadedTable table_;
   NameMap names_;
   std::vector<std::pair<kt_long, LoadedNote>> notes_;
-  std::u16string text_;
+  kt::CountedText text_;
   Kt_WString column_;  // whose value is read
 };
 

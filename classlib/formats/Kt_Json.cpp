@@ -8,12 +8,14 @@
 
 #include "classlib/base/Kt_Buffer.h"
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Memory.h"
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/formats/detail/Kt_JsonCells.h"
 #include "classlib/formats/detail/Kt_Transfer.h"
 #include "classlib/store/Kt_UniqueIds.h"
 #include "classlib/text/Kt_Number.h"
 #include "classlib/text/Kt_Unicode.h"
+#include "classlib/text/detail/Kt_TextHash.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -56,7 +58,7 @@ class JsonColumns {
       column = found->second;
       return true;
     }
-    std::u16string name;
+    kt::CountedText name;
     DecodeJson(raw, name);
     const auto [found, is_new] = by_name_.try_emplace(name, columns_.size());
     if (is_new && !Add(name)) return false;
@@ -96,7 +98,7 @@ class JsonColumns {
   const Kt_CellRules& rules_;
   std::vector<JsonColumn> columns_;
   std::unordered_map<std::string_view, std::size_t> by_raw_;
-  std::unordered_map<std::u16string, std::size_t> by_name_;
+  std::unordered_map<kt::CountedText, std::size_t, TextHasher> by_name_;
   Kt_UniqueIds ids_;
 };
 
@@ -286,7 +288,7 @@ class JsonLoader {
 
   bool TakeHeader(std::size_t offset) {
     if (!columns_.List().empty()) return true;  // the second time
-    std::u16string name;
+    kt::CountedText name;
     for (const JsonCell& cell : cells_) {
       name.clear();
       if (cell.piece == Piece::kString) DecodeJson(cell.text, name);
@@ -296,7 +298,7 @@ class JsonLoader {
     return true;
   }
 
-  void NoteForms(const std::vector<JsonCell>& cells) {
+  void NoteForms(const kt::CountedVector<JsonCell>& cells) {
     for (const JsonCell& cell : cells) {
       JsonColumn& column = columns_.List()[cell.column];
       if (!column.settled) reader_.Note(cell, column.forms);
@@ -366,7 +368,7 @@ class JsonLoader {
     return read;
   }
 
-  void Store(const std::vector<JsonCell>& cells, std::size_t offset) {
+  void Store(const kt::CountedVector<JsonCell>& cells, std::size_t offset) {
     values_.assign(cells.size(), Converted());
     faults_.clear();
     for (std::size_t at = 0; at < cells.size(); ++at) {
@@ -474,10 +476,10 @@ class JsonLoader {
   Shape shape_ = Shape::kStream;
   std::size_t start_ = 0;
   bool must_be_all_ = false;
-  Piece rows_are_ = Piece::kObject;  // what the first row is
-  std::int64_t row_count_ = 0;       // rows that have a place in the columns
-  std::vector<JsonCell> cells_;      // of the row in hand
-  std::vector<Converted> values_;
+  Piece rows_are_ = Piece::kObject;    // what the first row is
+  std::int64_t row_count_ = 0;         // rows that have a place in the columns
+  kt::CountedVector<JsonCell> cells_;  // of the row in hand
+  kt::CountedVector<Converted> values_;
   std::vector<std::size_t> faults_;  // cells that do not convert
   std::string_view row_text_;
   Kt_NullCounts nulls_;
@@ -539,8 +541,8 @@ class JsonRows {
   const SavedRows& rows_;
   const Kt_JsonSaveOptions& options_;
   Kt_SaveReport& report_;
-  std::vector<std::string> names_;  // of the columns, as they are written
-  std::string row_;
+  std::vector<kt::CountedBytes> names_;  // of the columns, as they are written
+  kt::CountedBytes row_;
   kt::CountedBytes text_;
   RoundCharge charge_;
 };

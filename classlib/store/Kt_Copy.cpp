@@ -2,13 +2,12 @@
 //
 // Copying between datasets.
 #include <algorithm>
-#include <unordered_map>
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/store/detail/Kt_Edit.h"
+#include "classlib/store/detail/Kt_KeyTable.h"
 #include "classlib/store/detail/Kt_TableDoor.h"
 #include "classlib/store/detail/Kt_Whole.h"
-#include "classlib/text/detail/Kt_TextHash.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -167,15 +166,17 @@ kt_long Kt_Dataset::Body::AppendRows(const Kt_Dataset& source) {
 }
 
 // The texts of the key cells, each with its length in front so that no two keys look the same.
-std::u16string Kt_Dataset::Body::KeyText(kt_long row, const std::vector<kt_long>& cols) const {
-  std::u16string key;
+kt::CountedText Kt_Dataset::Body::KeyText(kt_long row, const std::vector<kt_long>& cols) const {
+  kt::CountedText key;
   for (const kt_long col : cols) {
     const Kt_Variant value = self_.ReadColumn(row, col);
     const Kt_WString text = value.ToString();
     key += static_cast<char16_t>(value.IsEmpty() ? u'-' : u'+');
     key += static_cast<char16_t>(text.GetLength() & 0xFFFF);
     key += static_cast<char16_t>(text.GetLength() >> 16);
-    key += text.View();
+    InPiecesOrLeave(text.View().size(), 1, [&](std::size_t first, std::size_t count) {
+      key += text.View().substr(first, count);
+    });
   }
   return key;
 }
@@ -190,9 +191,6 @@ kt_long Kt_Dataset::Merge(const Kt_Dataset& source) {
   });
 }
 
-// Rows by the text of their keys.
-struct Kt_Dataset::Body::KeyRows : std::unordered_map<std::u16string, kt_long, TextHasher> {};
-
 kt_long Kt_Dataset::Body::MergePhysical(const Kt_Dataset& source) {
   std::vector<kt_long> own_keys;
   std::vector<kt_long> source_keys;
@@ -206,13 +204,13 @@ kt_long Kt_Dataset::Body::MergePhysical(const Kt_Dataset& source) {
   }
   if (own_keys.empty()) return self_.AppendDataset(source);
   return WithSource(source, [&]() -> kt_long {
-    KeyRows rows;
+    KeyTable rows(static_cast<std::size_t>(GetRowCount()));
     const auto key_units = (static_cast<std::int64_t>(own_keys.size()) + 4) * kUnitsPerCopy;
     RoundCharge charge;
     for (kt_long row = 0; row < GetRowCount(); ++row) {
       charge.AddOrLeave(key_units);
       if (self_.GetRowLevel(row) > 0) continue;
-      rows.emplace(source.body().Outside([&] { return KeyText(row, own_keys); }), row);
+      rows.Add(source.body().Outside([&] { return KeyText(row, own_keys); }), row);
     }
     // On a copy, which shares what is not changed. It has no evaluator: keys were read before.
     const std::uint32_t failures = kt::MemoryFailures();
@@ -228,7 +226,7 @@ kt_long Kt_Dataset::Body::MergePhysical(const Kt_Dataset& source) {
   });
 }
 
-kt_long Kt_Dataset::Body::MergeByKeys(const Kt_Dataset& source, const KeyRows& rows,
+kt_long Kt_Dataset::Body::MergeByKeys(const Kt_Dataset& source, const KeyTable& rows,
                                       const std::vector<kt_long>& source_keys) {
   const auto cols = SharedColumns(source);
   const auto units =
@@ -238,13 +236,13 @@ kt_long Kt_Dataset::Body::MergeByKeys(const Kt_Dataset& source, const KeyRows& r
   for (kt_long row = 0; row < source.GetRowCount(); ++row) {
     if (source.GetRowLevel(row) > 0) continue;
     charge.AddOrLeave(units);
-    const auto found = rows.find(source.body().KeyText(row, source_keys));
-    if (found == rows.end()) {
+    const kt_long found = rows.Find(source.body().KeyText(row, source_keys));
+    if (found < 0) {
       const kt_long added = self_.AppendRow();
       if (added < 0) return added;
       CopyCells(added, source, row, cols);
     } else if (source.GetRowType(row) != kRowTypeNormal) {
-      CopyCells(found->second, source, row, cols);
+      CopyCells(found, source, row, cols);
     } else {
       continue;
     }

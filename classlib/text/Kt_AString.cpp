@@ -86,8 +86,8 @@ Converter OpenConverter(kt_long code_page) {
 }
 
 // By hand, because a lone surrogate has to survive: ICU would replace it.
-std::string ToUtf16Bytes(std::u16string_view text) {
-  std::string out;
+kt::CountedBytes ToUtf16Bytes(std::u16string_view text) {
+  kt::CountedBytes out;
   out.reserve(text.size() * 2);
   const auto write = [&](std::size_t first, std::size_t count) {
     for (const char16_t unit : text.substr(first, count)) {
@@ -158,7 +158,7 @@ bool FromConverter(std::string_view bytes, kt_long code_page, Kt_WString& out) {
   return is_whole;
 }
 
-bool ToConverter(std::u16string_view text, kt_long code_page, std::string& out) {
+bool ToConverter(std::u16string_view text, kt_long code_page, kt::CountedBytes& out) {
   const Converter converter = OpenConverter(code_page);
   if (!converter) return false;
   std::array<char, 4096> piece;
@@ -239,13 +239,13 @@ kt_long SmallNumber(std::u16string_view digits) {
 
 Kt_AString Kt_AString::Mid(kt_long start, kt_long count) const {
   const auto first = std::min(static_cast<std::size_t>(std::max(start, 0)), bytes_.size());
-  return Kt_AString(bytes_.substr(first, static_cast<std::size_t>(std::max(count, 0))));
+  return Kt_AString(View().substr(first, static_cast<std::size_t>(std::max(count, 0))));
 }
 
 bool Kt_AString::Assign(const Kt_WString& text, kt_long code_page) {
   bytes_.clear();
   if (IsUtf8(code_page)) {
-    bytes_ = text.ToUtf8();
+    bytes_ = kt::ToUtf8Bytes(text.View());
     return true;
   }
   if (code_page == kCodePageUtf16) {

@@ -2,10 +2,9 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <string_view>
-#include <utility>
 
+#include "classlib/base/Kt_Memory.h"
 #include "classlib/base/Kt_Types.h"
 #include "classlib/text/Kt_WString.h"
 
@@ -18,17 +17,17 @@ inline constexpr kt_long kCodePageUtf8 = 65001;
 
 // A string of bytes in some code page; which one, the owner knows.
 //
-// Owns its bytes; zeros inside are kept. Threads: const members may run in parallel.
-// Fails: a conversion through an unknown code page, or to text longer than kMaxStringLength, gives
-// an empty result and false.
+// Owns its bytes, in counted memory; zeros inside are kept. Threads: const members may run in
+// parallel. Fails: a conversion through an unknown code page, or to text longer than
+// kMaxStringLength, gives an empty result and false.
 class KT_CLASS_API Kt_AString {
  public:
   Kt_AString() = default;
   Kt_AString(const char* text) : bytes_(text ? text : "") {}
   Kt_AString(const char* text, kt_long length)  // null or a length below 1 gives the empty string
-      : bytes_(text && length > 0 ? std::string(text, static_cast<std::size_t>(length))
-                                  : std::string()) {}
-  explicit Kt_AString(std::string bytes) : bytes_(std::move(bytes)) {}
+      : Kt_AString(text && length > 0 ? std::string_view(text, static_cast<std::size_t>(length))
+                                      : std::string_view()) {}
+  explicit Kt_AString(std::string_view bytes) : bytes_(bytes) {}
   explicit Kt_AString(const Kt_WString& text, kt_long code_page = kCodePageDefault) {
     Assign(text, code_page);
   }
@@ -55,8 +54,16 @@ class KT_CLASS_API Kt_AString {
   friend bool operator==(const Kt_AString& a, const Kt_AString& b) = default;
 
  private:
-  std::string bytes_;
+  kt::CountedBytes bytes_;
 };
+
+namespace kt {
+
+// The text in UTF-8, in counted memory: for texts of any length, where Kt_WString::ToUtf8 is for
+// short ones. A lone surrogate becomes U+FFFD. Empty when the work has to stop.
+KT_CLASS_API CountedBytes ToUtf8Bytes(std::u16string_view text);
+
+}  // namespace kt
 
 // True for a code page that conversions know.
 KT_CLASS_API bool kt_iscodepageW(kt_long code_page);

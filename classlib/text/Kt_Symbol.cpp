@@ -5,12 +5,12 @@
 #include <deque>
 #include <mutex>
 #include <shared_mutex>
-#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Memory.h"
 #include "classlib/text/detail/Kt_SymbolHold.h"
 #include "classlib/text/detail/Kt_TextHash.h"
 
@@ -21,7 +21,7 @@ namespace {
 class SymbolTable {
  public:
   // The symbol with one more holder; 0 when the name has none.
-  Kt_Symbol Hold(const std::u16string& folded) {
+  Kt_Symbol Hold(const kt::CountedText& folded) {
     const std::shared_lock lock(mutex_);
     const auto it = symbols_.find(folded);
     if (it == symbols_.end()) return 0;
@@ -29,7 +29,7 @@ class SymbolTable {
     return it->second;
   }
 
-  Kt_Symbol HoldOrMake(const std::u16string& folded, std::u16string_view name) {
+  Kt_Symbol HoldOrMake(const kt::CountedText& folded, std::u16string_view name) {
     if (const Kt_Symbol known = Hold(folded)) return known;
     const std::unique_lock lock(mutex_);
     const auto it = symbols_.find(folded);
@@ -49,7 +49,7 @@ class SymbolTable {
     if (entry.folded == nullptr || entry.holders.load(std::memory_order_relaxed) > 0) return;
     symbols_.erase(symbols_.find(*entry.folded));
     entry.folded = nullptr;
-    std::u16string().swap(entry.name);
+    kt::CountedText().swap(entry.name);
     free_.push_back(symbol);
   }
 
@@ -68,22 +68,22 @@ class SymbolTable {
 
  private:
   struct Entry {
-    const std::u16string* folded = nullptr;  // in the table; null: the number is free
-    std::u16string name;                     // as first written; empty: as `folded`
+    const kt::CountedText* folded = nullptr;  // in the table; null: the number is free
+    kt::CountedText name;                     // as first written; empty: as `folded`
     std::atomic<std::uint64_t> holders = 0;
   };
 
   Entry& EntryOf(Kt_Symbol symbol) { return entries_[symbol - 1]; }
 
   // What is dropped finds room in the list of free numbers, which therefore grows here.
-  Kt_Symbol Add(const std::u16string& folded, std::u16string_view name) {
+  Kt_Symbol Add(const kt::CountedText& folded, std::u16string_view name) {
     if (free_.empty()) {
       if (free_.capacity() <= entries_.size()) free_.reserve(2 * entries_.size() + 64);
       entries_.emplace_back();
       free_.push_back(static_cast<Kt_Symbol>(entries_.size()));
     }
     const Kt_Symbol symbol = free_.back();
-    std::u16string spelled(name == folded ? std::u16string_view() : name);
+    kt::CountedText spelled(name == folded ? std::u16string_view() : name);
     const auto it = symbols_.emplace(folded, symbol).first;
     free_.pop_back();
     Entry& entry = EntryOf(symbol);
@@ -93,7 +93,7 @@ class SymbolTable {
   }
 
   std::shared_mutex mutex_;
-  std::unordered_map<std::u16string, Kt_Symbol, kt::detail::TextHasher> symbols_;
+  std::unordered_map<kt::CountedText, Kt_Symbol, kt::detail::TextHasher> symbols_;
   std::deque<Entry> entries_;
   std::vector<Kt_Symbol> free_;
 };
@@ -105,8 +105,9 @@ SymbolTable& Table() {
 }
 
 // False when the run was stopped on the way.
-bool Fold(const Kt_WString& name, std::u16string& folded) {
+bool Fold(const Kt_WString& name, kt::CountedText& folded) {
   const std::u16string_view units = name.View();
+  folded.reserve(units.size());
   return kt::detail::InPieces(units.size(), 8, [&](std::size_t first, std::size_t count) {
     for (const char16_t unit : units.substr(first, count)) folded += kt_foldcaseW(unit);
     return true;
@@ -129,20 +130,20 @@ void kt::detail::DropSymbol(Kt_Symbol symbol) { Table().Release(symbol); }
 Kt_Symbol kt_makesymbolW(const Kt_WString& name) {
   if (name.IsEmpty()) return 0;
   if (const Kt_Symbol known = name.GetRep()->symbol.load(std::memory_order_relaxed)) return known;
-  std::u16string folded;
+  kt::CountedText folded;
   return Fold(name, folded) ? Remember(name, Table().HoldOrMake(folded, name.View())) : 0;
 }
 
 Kt_Symbol kt_findsymbolW(const Kt_WString& name) {
   if (name.IsEmpty()) return 0;
-  std::u16string folded;
+  kt::CountedText folded;
   return Fold(name, folded) ? Remember(name, Table().Hold(folded)) : 0;
 }
 
 Kt_WString kt_symbolnameW(Kt_Symbol symbol) { return Table().Name(symbol); }
 
 void kt_keepsymbolW(const Kt_WString& name) {
-  std::u16string folded;
+  kt::CountedText folded;
   if (!name.IsEmpty() && Fold(name, folded)) (void)Table().HoldOrMake(folded, name.View());
 }
 

@@ -7,6 +7,7 @@
 #include <cstring>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/text/Kt_AString.h"
 #include "classlib/text/Kt_Utf16.h"
 #include "classlib/text/Kt_WString.h"
 
@@ -136,7 +137,8 @@ bool EachCharacter(std::u16string_view text, Visit visit) {
 
 // The memory is touched piece by piece: the first touch of a page costs more than anything else
 // that is done with it.
-bool Resize(std::string& bytes, std::size_t size) {
+template <class Bytes>
+bool Resize(Bytes& bytes, std::size_t size) {
   bytes.reserve(size);
   return kt::detail::InPieces(size, 1, [&](std::size_t first, std::size_t count) {
     bytes.resize(first + count);
@@ -162,6 +164,20 @@ char* Encode(char32_t character, char* out) {
   return out + size;
 }
 
+// Empty when the run was stopped on the way.
+template <class Bytes>
+Bytes Utf8Of(std::u16string_view text) {
+  std::size_t size = 0;
+  const auto measure = [&](char32_t character) { size += Utf8Size(character); };
+  if (!EachCharacter(text, measure)) return {};
+  Bytes out;
+  if (!Resize(out, size)) return {};
+  char* end = out.data();
+  const auto write = [&](char32_t character) { end = Encode(character, end); };
+  if (!EachCharacter(text, write)) return {};
+  return out;
+}
+
 }  // namespace
 
 Kt_WString Kt_WString::FromUtf8(std::string_view text) {
@@ -174,18 +190,9 @@ void Kt_WString::Set(const char* text) {
   *this = FromUtf8(text ? std::string_view(text) : std::string_view());
 }
 
-std::string Kt_WString::ToUtf8() const {
-  const std::u16string_view text = View();
-  std::size_t size = 0;
-  const auto measure = [&](char32_t character) { size += Utf8Size(character); };
-  if (!EachCharacter(text, measure)) return {};
-  std::string out;
-  if (!Resize(out, size)) return {};
-  char* end = out.data();
-  const auto write = [&](char32_t character) { end = Encode(character, end); };
-  if (!EachCharacter(text, write)) return {};
-  return out;
-}
+std::string Kt_WString::ToUtf8() const { return Utf8Of<std::string>(View()); }
+
+kt::CountedBytes kt::ToUtf8Bytes(std::u16string_view text) { return Utf8Of<CountedBytes>(text); }
 
 std::int64_t ConvertUtf8(std::string_view bytes, Kt_WString& out) {
   const Measured sum = Measure(bytes, true);

@@ -7,9 +7,9 @@
 #include <string>
 #include <string_view>
 #include <type_traits>
-#include <vector>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Memory.h"
 
 namespace kt::detail {
 
@@ -38,6 +38,7 @@ template <class Unit>
 class CsvScanner {
  public:
   using View = std::basic_string_view<Unit>;
+  using Buffer = std::basic_string<Unit, std::char_traits<Unit>, CountedAllocator<Unit>>;
   struct Cell {
     View text;  // without the outer quotes
     bool quoted = false;
@@ -45,7 +46,7 @@ class CsvScanner {
 
     bool IsNull() const { return text.empty() && !quoted; }
     // The content; `buffer` is used when quotes have to be undoubled.
-    View Content(Unit quote, std::basic_string<Unit>& buffer) const {
+    View Content(Unit quote, Buffer& buffer) const {
       if (!doubled) return text;
       buffer.clear();
       for (std::size_t at = 0; at < text.size(); ++at) {
@@ -55,6 +56,7 @@ class CsvScanner {
       return buffer;
     }
   };
+  using Cells = CountedVector<Cell>;
   enum class Row : std::uint8_t { kGood, kBad, kEnd };
 
   CsvScanner(View text, const CsvFormat<Unit>& format)
@@ -73,7 +75,7 @@ class CsvScanner {
   }
 
   // The next record; `cells` is filled for a good one. Empty lines are records with one null cell.
-  Row Next(std::vector<Cell>& cells) {
+  Row Next(Cells& cells) {
     cells.clear();
     while (format_.comment != 0 && at_ != end_ && *at_ == format_.comment) SkipLine();
     record_ = at_;

@@ -49,7 +49,7 @@ class CsvSniffer {
 
  private:
   using Scanner = CsvScanner<Unit>;
-  using Cells = std::vector<typename Scanner::Cell>;
+  using Cells = typename Scanner::Cells;
 
   struct Cut {
     std::size_t records = 0;

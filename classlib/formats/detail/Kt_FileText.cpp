@@ -4,9 +4,9 @@
 #include <bit>
 #include <cmath>
 #include <limits>
-#include <string>
-#include <vector>
 
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Memory.h"
 #include "classlib/text/Kt_Number.h"
 
 namespace kt::detail {
@@ -23,20 +23,30 @@ int Base64Digit(char16_t unit) {
   return unit == u'/' ? 63 : -1;
 }
 
-Kt_WString Base64Text(std::span<const std::uint8_t> bytes) {
-  std::u16string out;
-  out.reserve((bytes.size() + 2) / 3 * 4);
-  for (std::size_t at = 0; at < bytes.size(); at += 3) {
-    const std::size_t left = std::min<std::size_t>(3, bytes.size() - at);
-    std::uint32_t group = 0;
-    for (std::size_t byte = 0; byte < 3; ++byte) {
-      group = group << 8 | (byte < left ? bytes[at + byte] : 0u);
-    }
-    for (std::size_t digit = 0; digit < 4; ++digit) {
-      out += digit <= left ? kBase64[group >> (18 - 6 * digit) & 63] : u'=';
-    }
+// Writes the four digits of up to three bytes, and gives the place behind them.
+char16_t* WriteGroup(std::span<const std::uint8_t> bytes, char16_t* out) {
+  std::uint32_t group = 0;
+  for (std::size_t byte = 0; byte < 3; ++byte) {
+    group = group << 8 | (byte < bytes.size() ? bytes[byte] : 0u);
   }
-  return Kt_WString(out);
+  for (std::size_t digit = 0; digit < 4; ++digit) {
+    *out++ = digit <= bytes.size() ? kBase64[group >> (18 - 6 * digit) & 63] : u'=';
+  }
+  return out;
+}
+
+Kt_WString Base64Text(std::span<const std::uint8_t> bytes) {
+  const std::size_t groups = (bytes.size() + 2) / 3;
+  if (groups > static_cast<std::size_t>(kMaxStringLength) / 4) return {};
+  Kt_WString text;
+  char16_t* out = text.GetBuffer(static_cast<kt_long>(groups * 4));
+  const auto write = [&](std::size_t first, std::size_t count) {
+    for (std::size_t at = first * 3; at < std::min((first + count) * 3, bytes.size()); at += 3) {
+      out = WriteGroup(bytes.subspan(at, std::min<std::size_t>(3, bytes.size() - at)), out);
+    }
+    return true;
+  };
+  return InPieces(groups, 4, write) ? text : Kt_WString();
 }
 
 bool SameBits(double a, double b) {
@@ -87,13 +97,14 @@ bool ReadFileNumber(std::u16string_view text, double& value) {
 bool ReadBase64(std::u16string_view text, Kt_Variant& value) {
   if (text.size() % 4 != 0) return false;
   while (!text.empty() && text.back() == u'=') text.remove_suffix(1);
-  std::vector<std::uint8_t> bytes;
+  CountedVector<std::uint8_t> bytes;
   bytes.reserve(text.size() / 4 * 3 + 3);
   std::uint32_t group = 0;
   int bits = 0;
+  RoundCharge charge;
   for (const char16_t unit : text) {
     const int digit = Base64Digit(unit);
-    if (digit < 0) return false;
+    if (digit < 0 || !charge.Add(4)) return false;
     group = group << 6 | static_cast<std::uint32_t>(digit);
     bits += 6;
     if (bits < 8) continue;

@@ -5,8 +5,8 @@
 #include <bit>
 #include <charconv>
 #include <cmath>
-#include <vector>
 
+#include "classlib/base/Kt_Charge.h"
 #include "classlib/formats/detail/Kt_FileText.h"
 #include "classlib/text/Kt_Number.h"
 
@@ -39,22 +39,25 @@ int HexValue(char16_t unit) {
 }
 
 bool BytesOf(std::u16string_view hex, Kt_Variant& value) {
-  std::vector<std::uint8_t> bytes;
+  CountedVector<std::uint8_t> bytes;
+  RoundCharge charge;
   if (hex.size() % 2 != 0) return false;
   for (std::size_t at = 0; at < hex.size(); at += 2) {
     const int high = HexValue(hex[at]);
     const int low = HexValue(hex[at + 1]);
-    if (high < 0 || low < 0) return false;
+    if (high < 0 || low < 0 || !charge.Add(4)) return false;
     bytes.push_back(static_cast<std::uint8_t>(high * 16 + low));
   }
   value.SetBinary(bytes.data(), bytes.size());
   return true;
 }
 
-void AppendHex(std::span<const std::uint8_t> bytes, std::string& out) {
+void AppendHex(std::span<const std::uint8_t> bytes, CountedBytes& out) {
   constexpr char kDigits[] = "0123456789abcdef";
   out += '"';
+  RoundCharge charge;
   for (const std::uint8_t byte : bytes) {
+    charge.AddOrLeave(4);
     out += kDigits[byte >> 4];
     out += kDigits[byte & 15];
   }
@@ -62,7 +65,7 @@ void AppendHex(std::span<const std::uint8_t> bytes, std::string& out) {
 }
 
 // A day number where no text of a date reads back as the same moment.
-void AppendDate(double days, std::string& out) {
+void AppendDate(double days, CountedBytes& out) {
   const Kt_WString date = Kt_DateTime{days}.ToText(true);
   Kt_DateTime back;
   if (date.IsEmpty() || !Kt_DateTime::FromText(date, back) ||
@@ -72,7 +75,7 @@ void AppendDate(double days, std::string& out) {
   }
   std::string text = date.ToUtf8();
   std::replace(text.begin(), text.end(), ' ', 'T');
-  out += '"' + text + '"';
+  (((out += '"') += text) += '"');
 }
 
 // What one list may take, because lists may share their parts.
@@ -82,7 +85,7 @@ constexpr int kMaxJsonDepth = 500;
 
 class JsonWriter {
  public:
-  JsonWriter(const Kt_ShowObject& show_object, std::string& out)
+  JsonWriter(const Kt_ShowObject& show_object, CountedBytes& out)
       : show_object_(show_object), out_(out), start_(out.size()) {}
 
   const char16_t* Write(const Kt_Variant& held, int depth) {
@@ -103,7 +106,10 @@ class JsonWriter {
 
  private:
   const char16_t* WriteObject(const Kt_Variant& value) {
-    return show_object_ && show_object_(value, out_) ? nullptr : u"an object";
+    std::string shown;
+    if (!show_object_ || !show_object_(value, shown)) return u"an object";
+    out_ += shown;
+    return nullptr;
   }
 
   const char16_t* WriteNumber(const Kt_Variant& value) {
@@ -133,7 +139,7 @@ class JsonWriter {
   }
 
   const Kt_ShowObject& show_object_;
-  std::string& out_;
+  CountedBytes& out_;
   const std::size_t start_;
 };
 
@@ -141,9 +147,9 @@ class JsonWriter {
 
 bool JsonText(const JsonCell& cell, Kt_WString& text) {
   if (cell.piece == Piece::kString) {
-    std::u16string decoded;
+    CountedText decoded;
     DecodeJson(cell.text, decoded);
-    text = decoded;
+    text = std::u16string_view(decoded);
   } else {
     text = Kt_WString::FromUtf8(cell.text);
   }
@@ -162,7 +168,7 @@ void JsonCellReader::Note(const JsonCell& cell, Kt_ColumnForms& forms) const {
     default: return forms.NoteForms(0);
   }
   if (cell.text.find('\\') == cell.text.npos) return forms.NoteString(strings_, cell.text);
-  std::u16string text;
+  CountedText text;
   DecodeJson(cell.text, text);
   forms.NoteString(strings_, text);
 }
@@ -241,7 +247,7 @@ bool JsonCellReader::Value(const JsonCell& cell, Kt_ColumnType type, Kt_Variant&
 }
 
 Kt_WString AppendJsonValue(const Kt_Variant& value, const Kt_ShowObject& show_object,
-                           std::string& out) {
+                           CountedBytes& out) {
   const char16_t* const fault = JsonWriter(show_object, out).Write(value, 0);
   return fault != nullptr ? Kt_WString(fault) : Kt_WString();
 }

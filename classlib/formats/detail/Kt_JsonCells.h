@@ -5,6 +5,7 @@
 #include <string>
 #include <string_view>
 
+#include "classlib/base/Kt_Memory.h"
 #include "classlib/formats/Kt_CellForms.h"
 #include "classlib/formats/detail/Kt_JsonScanner.h"
 #include "classlib/store/Kt_Column.h"
@@ -55,6 +56,6 @@ bool JsonText(const JsonCell& cell, Kt_WString& text);
 // what JSON cannot hold. What is only shown has null for a number that is none, and for an object
 // what `show_object` appends.
 Kt_WString AppendJsonValue(const Kt_Variant& value, const Kt_ShowObject& show_object,
-                           std::string& out);
+                           CountedBytes& out);
 
 }  // namespace kt::detail

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <iterator>
 
+#include "classlib/base/Kt_Charge.h"
 #include "classlib/text/Kt_Utf16.h"
 
 namespace kt::detail {
@@ -53,7 +54,7 @@ char32_t CodePointOf(std::string_view bytes) {
   return value;
 }
 
-void AppendUtf8(char32_t code_point, std::string& out) {
+void AppendUtf8(char32_t code_point, CountedBytes& out) {
   if (code_point < 0x80) {
     out += static_cast<char>(code_point);
     return;
@@ -231,10 +232,12 @@ bool JsonScanner::Escape() {
   return hex;
 }
 
-void DecodeJson(std::string_view raw, std::u16string& text) {
+void DecodeJson(std::string_view raw, CountedText& text) {
+  RoundCharge charge;
   text.clear();
   auto end = std::back_inserter(text);
   for (std::size_t at = 0; at < raw.size();) {
+    charge.AddOrLeave(4);
     if (raw[at] == '\\' && raw[at + 1] == 'u') {
       std::uint16_t unit = 0;
       std::from_chars(raw.data() + at + 2, raw.data() + at + 6, unit, 16);
@@ -251,9 +254,11 @@ void DecodeJson(std::string_view raw, std::u16string& text) {
   }
 }
 
-void AppendJsonString(std::u16string_view text, std::string& out) {
+void AppendJsonString(std::u16string_view text, CountedBytes& out) {
+  RoundCharge charge;
   out += '"';
   for (std::size_t at = 0; at < text.size();) {
+    charge.AddOrLeave(4);
     const char32_t unit = NextCharacter(text, at);
     if (unit == U'"' || unit == U'\\') {
       out += '\\';

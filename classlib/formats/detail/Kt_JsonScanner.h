@@ -4,7 +4,8 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <vector>
+
+#include "classlib/base/Kt_Memory.h"
 
 namespace kt::detail {
 
@@ -73,14 +74,14 @@ class JsonScanner {
   std::size_t at_;
   std::size_t offset_ = 0;
   std::string_view piece_;
-  std::vector<bool> open_;  // one for each open bracket: of an object
+  CountedVector<bool> open_;  // one for each open bracket: of an object
   State state_ = State::kValue;
   std::u16string error_;
 };
 
 // The text of a string or name that a scanner gave. Escaped halves of surrogate pairs stay.
-void DecodeJson(std::string_view raw, std::u16string& text);
+void DecodeJson(std::string_view raw, CountedText& text);
 // Appends a text in quotes. What UTF-8 cannot hold is escaped.
-void AppendJsonString(std::u16string_view text, std::string& out);
+void AppendJsonString(std::u16string_view text, CountedBytes& out);
 
 }  // namespace kt::detail

@@ -20,6 +20,8 @@
 
 namespace kt::detail {
 
+class KeyTable;
+
 // Not part of the value: copies start with none.
 struct Scratch {
   Scratch() = default;
@@ -229,12 +231,11 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
   void DropArrangement();
   std::vector<std::pair<kt_long, kt_long>> SharedColumns(const Kt_Dataset& source) const;
   kt_long MergePhysical(const Kt_Dataset& source);
-  struct KeyRows;
-  kt_long MergeByKeys(const Kt_Dataset& source, const KeyRows& rows,
+  kt_long MergeByKeys(const Kt_Dataset& source, const kt::detail::KeyTable& rows,
                       const std::vector<kt_long>& source_keys);
   void CopyCells(kt_long row, const Kt_Dataset& source, kt_long source_row,
                  const std::vector<std::pair<kt_long, kt_long>>& cols);
-  std::u16string KeyText(kt_long row, const std::vector<kt_long>& cols) const;
+  kt::CountedText KeyText(kt_long row, const std::vector<kt_long>& cols) const;
   kt::CountedVector<Slot> RowsToSave(View view, bool changed_only, bool deleted) const;
   Kt_Variant FirstValue(Slot slot, kt_long col) const;
   Kt_Variant OriginalAt(View view, kt_long row, kt_long col) const;

@@ -33,7 +33,7 @@ int DigitOf(char16_t unit, int base) {
   return digit < base ? digit : -1;
 }
 
-bool AppendCodePoint(std::u16string_view digits, int base, std::u16string& out) {
+bool AppendCodePoint(std::u16string_view digits, int base, CountedText& out) {
   constexpr char32_t kMaxCodePoint = 0x10FFFF;
   char32_t code = 0;
   if (digits.empty()) return false;
@@ -81,7 +81,7 @@ void AppendXmlText(std::u16string_view text, CountedText& out) {
   }
 }
 
-const std::u16string* XmlScanner::Attribute(std::u16string_view name) const {
+const CountedText* XmlScanner::Attribute(std::u16string_view name) const {
   for (const auto& [attribute, value] : attributes_) {
     if (attribute == name) return &value;
   }
@@ -255,7 +255,7 @@ bool XmlScanner::ReadAttribute() {
   const char16_t quote = text_[at_++];
   const std::size_t end = text_.find(quote, at_);
   if (end == std::u16string_view::npos) return false;
-  std::u16string value;
+  CountedText value;
   if (!Expand(text_.substr(at_, end - at_), true, value)) return false;
   at_ = end + 1;
   attributes_.emplace_back(name, std::move(value));
@@ -281,7 +281,7 @@ XmlScanner::Piece XmlScanner::CharacterData() {
   return Piece::kText;
 }
 
-bool XmlScanner::Expand(std::u16string_view raw, bool attribute, std::u16string& out) {
+bool XmlScanner::Expand(std::u16string_view raw, bool attribute, CountedText& out) {
   for (std::size_t at = 0; at < raw.size(); ++at) {
     const char16_t unit = raw[at];
     if (!GoesOnAt(at, 4)) return false;
@@ -303,7 +303,7 @@ bool XmlScanner::Expand(std::u16string_view raw, bool attribute, std::u16string&
   return true;
 }
 
-bool XmlScanner::ExpandReference(std::u16string_view name, std::u16string& out) {
+bool XmlScanner::ExpandReference(std::u16string_view name, CountedText& out) {
   if (name.starts_with(u"#x")) return AppendCodePoint(name.substr(2), 16, out);
   if (name.starts_with(u"#")) return AppendCodePoint(name.substr(1), 10, out);
   struct Entity {
@@ -321,11 +321,11 @@ bool XmlScanner::ExpandReference(std::u16string_view name, std::u16string& out) 
 }
 
 bool XmlScanner::SkipElement() {
-  std::u16string text;
+  CountedText text;
   return ElementText(text);
 }
 
-bool XmlScanner::ElementText(std::u16string& text) {
+bool XmlScanner::ElementText(CountedText& text) {
   text.clear();
   for (std::size_t depth = 1; depth > 0;) {
     switch (Next()) {

@@ -5,7 +5,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/Kt_Memory.h"
@@ -31,17 +30,17 @@ class XmlScanner {
   // Of the last kStart or kEnd.
   std::u16string_view Name() const { return name_; }
   // Of the last kStart; null when it has no such attribute.
-  const std::u16string* Attribute(std::u16string_view name) const;
+  const CountedText* Attribute(std::u16string_view name) const;
   // All of them, in the order of the text; a name may come twice.
-  const std::vector<std::pair<std::u16string_view, std::u16string>>& Attributes() const {
+  const CountedVector<std::pair<std::u16string_view, CountedText>>& Attributes() const {
     return attributes_;
   }
   // Of the last kText, with references resolved and line ends as LF.
-  const std::u16string& Text() const { return content_; }
+  const CountedText& Text() const { return content_; }
   // Skips the content of the element that was started last, and its end. False on an error.
   bool SkipElement();
   // The text inside the element that was started last, up to its end; elements in it are skipped.
-  bool ElementText(std::u16string& text);
+  bool ElementText(CountedText& text);
 
   const char16_t* Error() const { return error_; }
   // The place that was reached: after an error where it is. Both count from 1, columns in units.
@@ -66,17 +65,17 @@ class XmlScanner {
   bool ReadAttribute();
   std::u16string_view ReadName();
   void SkipBlanks();
-  bool Expand(std::u16string_view raw, bool attribute, std::u16string& out);
-  bool ExpandReference(std::u16string_view name, std::u16string& out);
+  bool Expand(std::u16string_view raw, bool attribute, CountedText& out);
+  bool ExpandReference(std::u16string_view name, CountedText& out);
 
   std::u16string_view text_;
   std::size_t at_ = 0;
   std::size_t charged_to_ = 0;
   RoundCharge charge_;
-  std::vector<std::u16string_view> open_;
+  CountedVector<std::u16string_view> open_;
   std::u16string_view name_;
-  std::vector<std::pair<std::u16string_view, std::u16string>> attributes_;
-  std::u16string content_;
+  CountedVector<std::pair<std::u16string_view, CountedText>> attributes_;
+  CountedText content_;
   bool close_now_ = false;  // the last start tag was one of an empty element
   bool root_seen_ = false;
   const char16_t* error_ = u"";
