@@ -1,17 +1,19 @@
 // SPDX-License-Identifier: MIT
 //
 // Rows and positions are found by sorting the records by their keys and cutting where keys differ.
-// Then every record is one entry (row, position), once more for each subtotal position above it;
-// sorted, equal entries are the records of one cell.
+// Then every record is one key of row and position, once more for each subtotal position above it;
+// sorted, equal keys are the records of one cell.
 #include "classlib/store/Kt_Pivot.h"
 
 #include <algorithm>
+#include <bit>
 #include <exception>
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/store/detail/Kt_ColumnTotal.h"
 #include "classlib/store/detail/Kt_DatasetBody.h"
+#include "classlib/store/detail/Kt_KeyRuns.h"
 #include "classlib/store/kernels/Kt_SortKernels.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): slots and views
@@ -43,52 +45,68 @@ void Kt_Pivot::TakeKeys(const Kt_Dataset& source) {
   }
 }
 
+namespace {
+
+// Calls visit(first, last, same) for the runs of records whose keys are equal; `same` is how many
+// of the keys are those of the run before.
+template <class Keys, class Visit>
+void ForEachRun(const Keys& keys, const kt::CountedVector<Slot>& records, Visit visit) {
+  std::size_t first = 0;
+  std::size_t same = 0;
+  ForEachKeyChange(keys, records, [&](std::size_t record, std::uint32_t key) {
+    visit(first, record, same);
+    first = record;
+    same = key;
+  });
+  if (!records.empty()) visit(first, records.size(), same);
+}
+
+}  // namespace
+
 bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
   TakeKeys(source);
   if (row_keys_.empty() && column_keys_.empty()) return false;
-  const auto sort_keys = [](const std::vector<KeyColumn>& keys) {
+  const auto& body = source.body();
+  const kt::CountedVector<Slot> slots = body.RowsToSave(body.ActiveView(), false, false);
+  const auto sorted_by = [&](const std::vector<KeyColumn>& keys) {
     std::vector<SortKey> sort;
     sort.reserve(keys.size());
     for (const KeyColumn& key : keys) sort.push_back({key.col, key.ascending});
-    return sort;
+    kt::CountedVector<Slot> sorted = slots;
+    body.SortSlots(sorted, sort, false);
+    return sorted;
   };
-  kt::CountedVector<std::uint32_t> row_of(source.body().rows_.slot_count);
-  kt::CountedVector<std::uint32_t> plain_of(source.body().rows_.slot_count);
+  kt::CountedVector<std::uint32_t> row_of(body.rows_.slot_count);
+  kt::CountedVector<std::uint32_t> plain_of(body.rows_.slot_count);
   kt::CountedVector<kt::CountedVector<std::uint32_t>> positions_of_plain;
-  const kt::CountedVector<Slot> slots =
-      SetRows(source.body().OrderedRecords(sort_keys(row_keys_)), row_of);
-  SetPositions(source.body().OrderedRecords(sort_keys(column_keys_)), positions_of_plain, plain_of);
-  kt::CountedVector<Entry> entries;
+  SetRows(sorted_by(row_keys_), row_of);
+  SetPositions(sorted_by(column_keys_), positions_of_plain, plain_of);
+  kt::CountedVector<std::uint64_t> keys;
+  kt::CountedVector<Slot> records;
+  keys.reserve(slots.size());
+  records.reserve(slots.size());
   RoundCharge charge;
   for (const Slot slot : slots) {
     charge.AddOrLeave(2 * Kt_WorkMeter::kUnitsPerCell);
     for (const std::uint32_t position : positions_of_plain[plain_of[slot]]) {
       charge.AddOrLeave(Kt_WorkMeter::kUnitsPerCell);
-      entries.push_back({row_of[slot], position, slot});
+      keys.push_back(std::uint64_t{row_of[slot]} * positions_.size() + position);
+      records.push_back(slot);
     }
   }
-  SetCells(entries);
+  SetCells(keys, records);
   LetGoOfSource();
   return true;
 }
 
-std::size_t Kt_Pivot::FirstDifference(const std::vector<KeyColumn>& keys, Slot a, Slot b) {
-  std::size_t key = 0;
-  while (key < keys.size() && keys[key].cells->SameCells(a, b)) ++key;
-  return key;
-}
-
-kt::CountedVector<Slot> Kt_Pivot::SetRows(const kt::CountedVector<Slot>& slots,
-                                          kt::CountedVector<std::uint32_t>& row_of) {
-  RoundCharge charge;
-  for (const Slot slot : slots) {
-    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
-    if (rows_.empty() || FirstDifference(row_keys_, rows_.back(), slot) < row_keys_.size()) {
-      rows_.push_back(slot);
+void Kt_Pivot::SetRows(const kt::CountedVector<Slot>& slots,
+                       kt::CountedVector<std::uint32_t>& row_of) {
+  ForEachRun(row_keys_, slots, [&](std::size_t first, std::size_t last, std::size_t) {
+    for (std::size_t at = first; at < last; ++at) {
+      row_of[slots[at]] = static_cast<std::uint32_t>(rows_.size());
     }
-    row_of[slot] = static_cast<std::uint32_t>(rows_.size() - 1);
-  }
-  return slots;
+    rows_.push_back(slots[first]);
+  });
 }
 
 void Kt_Pivot::SetPositions(const kt::CountedVector<Slot>& slots,
@@ -109,41 +127,29 @@ void Kt_Pivot::SetPositions(const kt::CountedVector<Slot>& slots,
       open[key - 1] = positions_of_plain.size();
     }
   };
-  for (const Slot slot : slots) {
-    charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
-    const bool first = positions_.empty();
-    const std::size_t same =
-        first ? 0 : FirstDifference(column_keys_, positions_.back().slot, slot);
-    if (first || same < key_count) {
-      if (!first) close(same);
-      positions_of_plain.push_back({static_cast<std::uint32_t>(positions_.size())});
-      positions_.push_back({slot, 0});
+  ForEachRun(column_keys_, slots, [&](std::size_t first, std::size_t last, std::size_t same) {
+    if (first > 0) close(same);
+    for (std::size_t at = first; at < last; ++at) {
+      plain_of[slots[at]] = static_cast<std::uint32_t>(positions_of_plain.size());
     }
-    plain_of[slot] = static_cast<std::uint32_t>(positions_of_plain.size() - 1);
-  }
+    positions_of_plain.push_back({static_cast<std::uint32_t>(positions_.size())});
+    positions_.push_back({slots[first], 0});
+  });
   if (!positions_.empty()) close(0);
   plain_count_ = static_cast<kt_long>(positions_of_plain.size());
 }
 
-void Kt_Pivot::SetCells(kt::CountedVector<Entry>& entries) {
-  kt::CountedVector<kt::kernels::KeyedRow> sorted;
-  kt::CountedVector<kt::kernels::KeyedRow> spare;
-  sorted.reserve(entries.size());
-  for (const Entry& entry : entries) {
-    sorted.push_back({std::uint64_t{entry.row} * positions_.size() + entry.position, entry.slot});
-  }
+void Kt_Pivot::SetCells(kt::CountedVector<std::uint64_t>& keys, kt::CountedVector<Slot>& records) {
   const auto charge_rows = [](std::size_t rows) {
     ChargeOrLeave(static_cast<std::int64_t>(rows) * Kt_WorkMeter::kUnitsPerCell);
   };
-  charge_rows(entries.size());
-  kt::kernels::SortByKey(sorted, spare, charge_rows);
+  const std::uint64_t cells = std::uint64_t{rows_.size()} * positions_.size();
+  kt::kernels::SortRows(keys, records, std::bit_width(cells), charge_rows);
   kt::CountedVector<Slot> slots;
   RoundCharge charge;
-  for (std::size_t at = 0; at < sorted.size();) {
-    const std::uint64_t key = sorted[at].key;
-    for (slots.clear(); at < sorted.size() && sorted[at].key == key; ++at) {
-      slots.push_back(sorted[at].row);
-    }
+  for (std::size_t at = 0; at < keys.size();) {
+    const std::uint64_t key = keys[at];
+    for (slots.clear(); at < keys.size() && keys[at] == key; ++at) slots.push_back(records[at]);
     charge.AddOrLeave(static_cast<std::int64_t>(slots.size() + 16 * values_.size()) *
                       Kt_WorkMeter::kUnitsPerCell);
     const auto row = static_cast<std::size_t>(key / positions_.size());

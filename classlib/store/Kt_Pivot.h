@@ -80,25 +80,18 @@ class KT_CLASS_API Kt_Pivot {
     Slot slot;      // a record that has its keys
     kt_long level;  // of a subtotal, else 0
   };
-  struct Entry {
-    std::uint32_t row;
-    std::uint32_t position;
-    Slot slot;
-  };
   using CellNumber = std::pair<std::uint32_t, std::uint32_t>;  // position, cell
 
   bool BuildFrom(const Kt_Dataset& source);
   void TakeKeys(const Kt_Dataset& source);
-  kt::CountedVector<Slot> SetRows(const kt::CountedVector<Slot>& slots,
-                                  kt::CountedVector<std::uint32_t>& row_of);
+  void SetRows(const kt::CountedVector<Slot>& slots, kt::CountedVector<std::uint32_t>& row_of);
   void SetPositions(const kt::CountedVector<Slot>& slots,
                     kt::CountedVector<kt::CountedVector<std::uint32_t>>& positions_of_plain,
                     kt::CountedVector<std::uint32_t>& plain_of);
-  void SetCells(kt::CountedVector<Entry>& entries);
+  void SetCells(kt::CountedVector<std::uint64_t>& keys, kt::CountedVector<Slot>& records);
   static void AddCell(ValueColumn& value, const kt::CountedVector<Slot>& slots);
   void LetGoOfSource();
   const ValueColumn* ValueOf(kt_long col) const;
-  static std::size_t FirstDifference(const std::vector<KeyColumn>& keys, Slot a, Slot b);
   // A row key by pivot row; null for other columns.
   const Cells& RowKeyCells(kt_long col) const;
   // What each position of some rows holds together, made of their records.

@@ -43,14 +43,12 @@ void ChargeRows(std::size_t rows) {
 
 // Sorts slots by several columns, of which the last one is added first. The keys of a column take
 // as many bits as lie between its least and its greatest cell, so columns of texts or of small
-// numbers make one number and are sorted together. What does not fit is sorted by before, and
-// stability keeps that order.
+// numbers make one number and are sorted together; where it leaves room for the slot, with that in
+// one word. What does not fit is sorted by before, and stability keeps that order.
 class SlotSorter {
  public:
-  explicit SlotSorter(const kt::CountedVector<Slot>& slots) {
+  explicit SlotSorter(kt::CountedVector<Slot>& slots) : slots_(slots), keys_(slots.size()) {
     ChargeRows(slots.size());
-    rows_.reserve(slots.size());
-    for (const Slot slot : slots) rows_.push_back({0, slot});
   }
 
   void Add(const Kt_Column& column, bool ascending, bool nulls_last) {
@@ -79,10 +77,7 @@ class SlotSorter {
     Pack(1, [&](Slot row) { return std::uint64_t{column.IsNull(row) == nulls_last}; });
   }
 
-  void Finish(kt::CountedVector<Slot>& slots) {
-    Sort();
-    std::ranges::transform(rows_, slots.begin(), &KeyedRow::row);
-  }
+  void Finish() { Sort(); }
 
  private:
   static constexpr int kKeyBits = 64;
@@ -111,23 +106,25 @@ class SlotSorter {
   template <class KeyAt>
   void Pack(int bits, KeyAt key_at) {
     if (bits == 0) return;
-    ChargeRows(rows_.size());
+    ChargeRows(slots_.size());
     if (used_bits_ == 0) {
-      for (KeyedRow& row : rows_) row.key = key_at(row.row);
+      for (std::size_t at = 0; at < slots_.size(); ++at) keys_[at] = key_at(slots_[at]);
     } else {
-      for (KeyedRow& row : rows_) row.key |= key_at(row.row) << used_bits_;
+      for (std::size_t at = 0; at < slots_.size(); ++at) {
+        keys_[at] |= key_at(slots_[at]) << used_bits_;
+      }
     }
     used_bits_ += bits;
   }
 
   void Sort() {
-    if (used_bits_ > 0) SortByKey(rows_, spare_, ChargeRows);
+    kt::kernels::SortRows(keys_, slots_, used_bits_, ChargeRows);
     used_bits_ = 0;
   }
 
-  kt::CountedVector<KeyedRow> rows_;
-  kt::CountedVector<KeyedRow> spare_;
-  int used_bits_ = 0;  // of the keys in rows_
+  kt::CountedVector<Slot>& slots_;
+  kt::CountedVector<std::uint64_t> keys_;  // of the slots
+  int used_bits_ = 0;                      // of the keys
 };
 
 }  // namespace
@@ -181,20 +178,13 @@ std::shared_ptr<Kt_Column> Kt_Dataset::Body::ComputedCells(kt_long col) const {
   return cells;
 }
 
-// The records that are shown, by keys, nulls first.
 void Kt_Dataset::Body::SortSlots(kt::CountedVector<Slot>& slots, const std::vector<SortKey>& keys,
                                  bool nulls_last) const {
   SlotSorter sorter(slots);
   for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
     sorter.Add(*SlotCells(key->col), key->ascending, nulls_last);
   }
-  sorter.Finish(slots);
-}
-
-kt::CountedVector<Slot> Kt_Dataset::Body::OrderedRecords(const std::vector<SortKey>& keys) const {
-  kt::CountedVector<Slot> slots = RowsToSave(ActiveView(), false, false);
-  SortSlots(slots, keys, false);
-  return slots;
+  sorter.Finish();
 }
 
 void Kt_Dataset::Body::SortRows(const std::vector<SortKey>& keys, bool nulls_last) {

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "classlib/store/Kt_Dataset.h"
+#include "classlib/store/Kt_Pivot.h"
 #include "common/show.h"
 
 namespace {
@@ -287,6 +288,41 @@ TEST(DatasetGroups, RandomSubtotalsAreAggregatesOfTheirRows) {
       }
       EXPECT_EQ(counts[level], groups) << "seed " << seed << " level " << level;
     }
+  }
+}
+
+// A cell of a cross table is, to the bit, the subtotal of the rows that fall into it.
+TEST(DatasetGroups, SubtotalsAreCellsOfAPivot) {
+  for (unsigned seed = 0; seed < 40 && !HasFailure(); ++seed) {
+    Tables tables(seed);
+    Kt_Dataset data = Numbered(tables, seed % 8 == 0 ? 2500 : tables.Pick(60) + 1);
+    for (kt_long row = data.GetRowCount() - 1; row >= 0 && seed % 3 == 0; row -= 5) {
+      data.Filter(row);
+    }
+    const auto what = static_cast<Kt_Aggregate>(seed % 5 + 1);
+    data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotRow, 4, false);
+    data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotColumn, 0);
+    data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, 1, true, what);
+    Kt_Pivot pivot;
+    ASSERT_TRUE(pivot.Build(data));
+    std::vector<std::string> cells;
+    for (kt_long row = 0; row < pivot.GetPivotRowCount(); ++row) {
+      for (kt_long at = 0; at < pivot.GetPivotColCount(); ++at) {
+        if (pivot.GetPivotRowPos(row, at) < 0) continue;
+        cells.push_back(pivot.GetColumn(row, 4, at).ToString().ToUtf8() + '/' +
+                        pivot.GetPivotColText(at).ToUtf8() + '/' +
+                        pivot.GetColumn(row, 1, at).ToString().ToUtf8());
+      }
+    }
+    data.Sort(u"string:d,long:a", true, false, true);
+    data.RecalcGroup();
+    std::vector<std::string> subtotals;
+    for (kt_long row = 0; row < data.GetRowCount(); ++row) {
+      if (data.GetRowLevel(row) != 1) continue;
+      const auto text = [&](kt_long col) { return data.ReadColumn(row, col).ToString().ToUtf8(); };
+      subtotals.push_back(text(4) + '/' + text(0) + '/' + text(1));
+    }
+    EXPECT_EQ(cells, subtotals) << "seed " << seed;
   }
 }
 

@@ -193,7 +193,6 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
   void PrepareForgetKeyCells(Slot slot);
   void ForgetKeyCells(Slot slot);
   void BuildGroups(View view, kt::detail::GroupView& groups) const;
-  kt::CountedVector<Slot> OrderedRecords(const std::vector<SortKey>& keys) const;
   Kt_Variant ReadRecord(kt_long record, kt_long col) const;
   kt_long CountRecords(View view, kt_long start, kt_long end) const;
   void SortSlots(kt::CountedVector<Slot>& slots, const std::vector<SortKey>& keys,

@@ -3,67 +3,21 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <type_traits>
+#include <utility>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/store/Kt_Fold.h"
 #include "classlib/store/Kt_Pivot.h"
 #include "classlib/store/detail/Kt_ColumnTotal.h"
+#include "classlib/store/detail/Kt_KeyRuns.h"
+#include "classlib/store/kernels/Kt_ColumnKernels.h"
 
 namespace kt::detail {
-
-namespace {
-
-constexpr std::size_t kBatch = 1024;  // records
-
-// Writes `key` to `first` for those records that differ there from the one before.
-template <class Same>
-void NoteDifferences(const Slot* records, std::size_t count, std::uint32_t key,
-                     std::uint32_t* first, Same same) {
-  for (std::size_t at = 0; at < count; ++at) {
-    const Slot* const record = records + at;
-    if (!same(record[-1], *record)) first[at] = key;
-  }
-}
-
-// As Kt_Column::SameCells has it; a null holds 0 or nothing. REQUIRES: there is a record before.
-void NoteDifferences(const Kt_Column& cells, const Slot* records, std::size_t count,
-                     std::uint32_t key, std::uint32_t* first) {
-  const auto by_value = [&](const auto& values) {
-    const auto is_same = []<class T>(T a, T b) {
-      if constexpr (std::is_floating_point_v<T>) return a == b || (std::isnan(a) && std::isnan(b));
-      return a == b;
-    };
-    if (cells.NullCount() == 0) {
-      NoteDifferences(records, count, key, first,
-                      [&](Slot a, Slot b) { return is_same(values[a], values[b]); });
-    } else {
-      NoteDifferences(records, count, key, first, [&](Slot a, Slot b) {
-        return is_same(values[a], values[b]) && cells.IsNull(a) == cells.IsNull(b);
-      });
-    }
-  };
-  const auto by_cell = [&] {
-    NoteDifferences(records, count, key, first,
-                    [&](Slot a, Slot b) { return cells.SameCells(a, b); });
-  };
-  VisitCells(cells, [&]<class Cells>(const Cells& values) {
-    if constexpr (std::is_same_v<Cells, Kt_Column::Values>) {
-      by_cell();
-    } else if constexpr (std::is_same_v<Cells, Kt_Column::Texts>) {
-      values.dictionary.IsUnique() ? by_value(values.codes) : by_cell();
-    } else {
-      by_value(values);
-    }
-  });
-}
-
-}  // namespace
 
 void GroupBuilder::Build(bool reverse, GroupView& groups) const {
   const CountedVector<Slot> records = Records();
   Find(records, groups);
-  Place(reverse, groups);
   RoundCharge charge;
   const auto cells = static_cast<std::int64_t>(keys_.size() + totals_.size() + 1);
   for (Subtotal& subtotal : groups.All()) {
@@ -71,17 +25,38 @@ void GroupBuilder::Build(bool reverse, GroupView& groups) const {
     subtotal.cells.reserve(keys_.size() + totals_.size());
     FillKeys(records, subtotal);
   }
-  for (const TotalColumn& column : totals_) FillTotal(column, records, groups);
+  for (const TotalColumn& column : totals_) FillTotals(column, records, groups);
   for (Subtotal& subtotal : groups.All()) {
     charge.AddOrLeave(cells * Kt_WorkMeter::kUnitsPerCell);
     if (pivot_ != nullptr) FillPositions(records, subtotal);
-    // Of a key column that is totalled too the key is shown.
-    std::stable_sort(subtotal.cells.begin(), subtotal.cells.end(),
-                     [](const SubtotalCell& a, const SubtotalCell& b) {
-                       return std::pair(a.col, a.position) < std::pair(b.col, b.position);
-                     });
-    subtotal.first = groups.RowOf(subtotal.first);
-    subtotal.last = groups.RowOf(subtotal.last - 1) + 1;
+    std::sort(subtotal.cells.begin(), subtotal.cells.end(),
+              [](const SubtotalCell& a, const SubtotalCell& b) {
+                return std::pair(a.col, a.position) < std::pair(b.col, b.position);
+              });
+  }
+  Place(reverse, groups);
+  RangesToRows(groups);
+}
+
+// Within a level both ends rise, and with them how many subtotals stand before.
+void GroupBuilder::RangesToRows(GroupView& groups) const {
+  struct Passed {
+    std::size_t first = 0;
+    std::size_t last = 0;
+  };
+  std::vector<Passed> levels(keys_.size() + 1);
+  CountedVector<Subtotal>& all = groups.All();
+  const auto row_of = [&all](kt_long record, std::size_t& passed) {
+    const auto stands_before = [&](std::size_t at) {
+      return all[at].position - static_cast<kt_long>(at) <= record;
+    };
+    while (passed < all.size() && stands_before(passed)) ++passed;
+    return record + static_cast<kt_long>(passed);
+  };
+  for (Subtotal& subtotal : all) {
+    Passed& passed = levels[static_cast<std::size_t>(subtotal.level)];
+    subtotal.first = row_of(subtotal.first, passed.first);
+    subtotal.last = row_of(subtotal.last - 1, passed.last) + 1;
   }
 }
 
@@ -117,18 +92,8 @@ void GroupBuilder::Find(const CountedVector<Slot>& records, GroupView& groups) c
       starts[at] = last;
     }
   };
-  std::array<std::uint32_t, kBatch> different;  // by record: the first key that is
-  for (std::size_t from = 1; from < records.size(); from += kBatch) {
-    const std::size_t count = std::min(kBatch, records.size() - from);
-    ChargeOrLeave(static_cast<std::int64_t>(count) * (key_count + 1) * Kt_WorkMeter::kUnitsPerCell);
-    std::fill_n(different.begin(), count, key_count);
-    for (std::uint32_t key = key_count; key-- > 0;) {
-      NoteDifferences(*keys_[key].cells, &records[from], count, key, different.data());
-    }
-    for (std::size_t at = 0; at < count; ++at) {
-      if (different[at] < key_count) end_groups(different[at], from + at);
-    }
-  }
+  ForEachKeyChange(keys_, records,
+                   [&](std::size_t record, std::uint32_t key) { end_groups(key, record); });
   if (!records.empty()) end_groups(0, records.size());
 }
 
@@ -151,17 +116,76 @@ void GroupBuilder::Place(bool reverse, GroupView& groups) {
 // REQUIRES for these: the ranges of the subtotals are still in records.
 void GroupBuilder::FillKeys(const CountedVector<Slot>& records, Subtotal& subtotal) const {
   const Slot slot = records[static_cast<std::size_t>(subtotal.first)];
-  const std::size_t shown = keys_.size() + 1 - static_cast<std::size_t>(subtotal.level);
-  for (std::size_t key = 0; key < shown; ++key) {
-    subtotal.cells.push_back({keys_[key].col, -1, keys_[key].cells->Read(slot)});
+  for (std::ptrdiff_t at = 0; at < ShownKeys(subtotal); ++at) {
+    const KeyColumn& key = keys_[static_cast<std::size_t>(at)];
+    subtotal.cells.push_back({key.col, -1, key.cells->Read(slot)});
   }
 }
 
-void GroupBuilder::FillTotal(const TotalColumn& column, const CountedVector<Slot>& records,
-                             GroupView& groups) {
+// Of a key column that is totalled too the key is shown.
+bool GroupBuilder::ShowsKey(const Subtotal& subtotal, kt_long col) const {
+  const auto shown = keys_.begin() + ShownKeys(subtotal);
+  return std::any_of(keys_.begin(), shown, [col](const KeyColumn& key) { return key.col == col; });
+}
+
+void GroupBuilder::FillTotals(const TotalColumn& column, const CountedVector<Slot>& records,
+                              GroupView& groups) const {
+  if (column.what == Kt_Aggregate::kCount) return FillOnTheWay(column, records, groups, nullptr);
+  const bool adds = column.what == Kt_Aggregate::kSum || column.what == Kt_Aggregate::kAvg;
+  VisitCells(*column.cells, [&]<class Cells>(const Cells& cells) {
+    if constexpr (std::is_same_v<Cells, Kt_Column::Texts> ||
+                  std::is_same_v<Cells, Kt_Column::Values>) {
+      FillInTurn(column, records, groups);
+    } else if (adds) {
+      FillOnTheWay(column, records, groups, cells.data());
+    } else {
+      FillInTurn(column, records, groups);
+    }
+  });
+}
+
+// Every cell is read once, for all levels. `cells` may be null where only nulls matter.
+template <class Array>
+void GroupBuilder::FillOnTheWay(const TotalColumn& column, const CountedVector<Slot>& records,
+                                GroupView& groups, Array cells) const {
+  constexpr std::size_t kBatch = 1024;
+  struct Open {
+    Kt_CellSum sum;
+    std::size_t values = 0;
+  };
+  std::vector<Open> levels(keys_.size());  // the groups that are open, the innermost first
+  const auto take_in = [&](const Slot* slots, std::size_t count) {
+    const std::size_t values = kernels::CountPresentListed(column.cells->Nulls(), slots, count);
+    for (Open& open : levels) open.values += values;
+    if constexpr (!std::is_null_pointer_v<Array>) {
+      std::array<std::remove_cvref_t<decltype(*cells)>, kBatch> read;
+      for (std::size_t at = 0; at < count; ++at) read[at] = cells[slots[at]];
+      for (Open& open : levels) open.sum.Dense(read.data(), count);
+    }
+  };
+  RoundCharge charge;
+  std::size_t done = 0;
+  for (Subtotal& subtotal : groups.All()) {
+    for (const auto last = static_cast<std::size_t>(subtotal.last); done < last;) {
+      const std::size_t count = std::min(kBatch, last - done);
+      charge.AddOrLeave(static_cast<std::int64_t>(count * levels.size()) *
+                        Kt_WorkMeter::kUnitsPerCell);
+      take_in(&records[done], count);
+      done += count;
+    }
+    const Open open = std::exchange(levels[static_cast<std::size_t>(subtotal.level - 1)], {});
+    if (ShowsKey(subtotal, column.col)) continue;
+    const Kt_CellFold fold(column.what, static_cast<kt_long>(open.values), open.sum, {});
+    subtotal.cells.push_back({column.col, -1, fold.Finish()});
+  }
+}
+
+void GroupBuilder::FillInTurn(const TotalColumn& column, const CountedVector<Slot>& records,
+                              GroupView& groups) const {
   ChargeOrLeave(static_cast<std::int64_t>(records.size()) * Kt_WorkMeter::kUnitsPerCell);
   const Kt_Column cells = column.cells->Gather(records);
   for (Subtotal& subtotal : groups.All()) {
+    if (ShowsKey(subtotal, column.col)) continue;
     Kt_Variant total;
     TotalOfCells(column.what, cells, static_cast<std::size_t>(subtotal.first),
                  static_cast<std::size_t>(subtotal.last), total);

@@ -14,9 +14,10 @@ class Kt_Pivot;
 namespace kt::detail {
 
 // Lays subtotals between the records of a view: where a key differs from the record before, the
-// groups of that key and of all keys after it end. Totals are those of runs of records, so a column
-// that is totalled is laid out in their order once, and every subtotal of every level is a walk
-// over neighbours. Needs 4 bytes a record, and one such column at a time.
+// groups of that key and of all keys after it end. Sums, averages and counts are made on the way,
+// for all levels in one pass over the records; for other totals the column is laid out in their
+// order, and every subtotal of every level is a walk over neighbours. Needs 4 bytes a record, and
+// one such column at a time.
 //
 //   GroupBuilder builder(index, view);
 //   builder.AddKey(city, cities);
@@ -55,9 +56,19 @@ class GroupBuilder {
   CountedVector<Slot> Records() const;
   void Find(const CountedVector<Slot>& records, GroupView& groups) const;
   static void Place(bool reverse, GroupView& groups);
+  void RangesToRows(GroupView& groups) const;
+  std::ptrdiff_t ShownKeys(const Subtotal& subtotal) const {
+    return std::ssize(keys_) + 1 - subtotal.level;
+  }
   void FillKeys(const CountedVector<Slot>& records, Subtotal& subtotal) const;
-  static void FillTotal(const TotalColumn& column, const CountedVector<Slot>& records,
-                        GroupView& groups);
+  bool ShowsKey(const Subtotal& subtotal, kt_long col) const;
+  void FillTotals(const TotalColumn& column, const CountedVector<Slot>& records,
+                  GroupView& groups) const;
+  template <class Array>
+  void FillOnTheWay(const TotalColumn& column, const CountedVector<Slot>& records,
+                    GroupView& groups, Array cells) const;
+  void FillInTurn(const TotalColumn& column, const CountedVector<Slot>& records,
+                  GroupView& groups) const;
   void FillPositions(const CountedVector<Slot>& records, Subtotal& subtotal) const;
 
   const RowIndex& index_;

@@ -269,7 +269,8 @@ void RowIndex::Recount(Chunk& chunk) {
     chunk.counts[view] = 0;
   }
   std::array<std::uint16_t, kViews> rows{};  // by the filters that hide them
-  for (std::uint32_t offset = 0; offset < chunk.size; ++offset) {
+  if (flags_.empty()) rows[0] = chunk.size;
+  for (std::uint32_t offset = 0; offset < chunk.size && !flags_.empty(); ++offset) {
     const std::uint8_t flags = Flags(chunk.At(offset));
     rows[flags & kBothFilters] += (flags & kRowDeleted) == 0 ? 1 : 0;
   }
@@ -441,7 +442,12 @@ void RowIndex::Clear() { *this = RowIndex(); }
 CountedVector<Slot> RowIndex::Slots() const {
   CountedVector<Slot> slots;
   slots.reserve(entries_);
-  ForEachEntry([&](Place, Slot slot) { slots.push_back(slot); });
+  for (const Chunk& chunk : chunks_) {
+    slots.insert(slots.end(), chunk.list.begin(), chunk.list.end());
+    for (Slot slot = 0; chunk.list.empty() && slot < chunk.size; ++slot) {
+      slots.push_back(chunk.first + slot);
+    }
+  }
   return slots;
 }
 

@@ -35,6 +35,36 @@ inline std::uint64_t KeyOf(double value) {
   return (bits >> 63) != 0 ? ~bits : bits | std::uint64_t{1} << 63;
 }
 
+// Sorts words by `bits` of their bits, those from `shift` on; stable. Digit by digit from the
+// lowest, with as few digits as the counts of one allow that stay in the nearest cache. `spare` is
+// working memory. Calls charge(rows) for each pass over the words; it may throw, and they are then
+// in no order.
+template <class Charge>
+void SortWords(CountedVector<std::uint64_t>& words, CountedVector<std::uint64_t>& spare, int shift,
+               int bits, Charge charge) {
+  constexpr std::size_t kFewRows = 1024;
+  if (words.size() < kFewRows) {
+    std::stable_sort(words.begin(), words.end(), [shift](std::uint64_t a, std::uint64_t b) {
+      return (a >> shift) < (b >> shift);
+    });
+    return;
+  }
+  constexpr int kMostBits = 11;  // of a digit
+  const int digits = (bits + kMostBits - 1) / kMostBits;
+  const int digit_bits = (bits + digits - 1) / digits;
+  const std::uint64_t mask = (std::uint64_t{1} << digit_bits) - 1;
+  spare.resize(words.size());
+  for (int digit = 0; digit < digits; ++digit, shift += digit_bits) {
+    charge(2 * words.size());
+    std::array<std::uint32_t, std::size_t{1} << kMostBits> starts{};
+    for (const std::uint64_t word : words) ++starts[word >> shift & mask];
+    std::uint32_t start = 0;
+    for (std::uint32_t& count : starts) start += std::exchange(count, start);
+    for (const std::uint64_t word : words) spare[starts[word >> shift & mask]++] = word;
+    words.swap(spare);
+  }
+}
+
 // Stable. Byte by byte from the lowest; bytes that are the same everywhere are left out, and the
 // counts of the others are taken in one pass. `spare` is working memory. Calls charge(rows) for
 // each pass over the rows; it may throw, and the rows are then in no order.
@@ -66,6 +96,36 @@ void SortByKey(CountedVector<KeyedRow>& rows, CountedVector<KeyedRow>& spare, Ch
     for (std::uint32_t& count : starts) start += std::exchange(count, start);
     for (const KeyedRow& row : rows) spare[starts[row.key >> shifts[byte] & 0xFF]++] = row;
     rows.swap(spare);
+  }
+}
+
+// Sorts rows by their keys of `key_bits` bits, and the keys with them; stable. Where both have room
+// in one word they are sorted as one.
+template <class Charge>
+void SortRows(CountedVector<std::uint64_t>& keys, CountedVector<std::uint32_t>& rows, int key_bits,
+              Charge charge) {
+  if (rows.empty() || key_bits == 0) return;
+  charge(2 * rows.size());
+  const int row_bits = std::bit_width(*std::max_element(rows.begin(), rows.end()));
+  if (key_bits + row_bits <= 64) {
+    for (std::size_t at = 0; at < rows.size(); ++at) keys[at] = keys[at] << row_bits | rows[at];
+    CountedVector<std::uint64_t> spare;
+    SortWords(keys, spare, row_bits, key_bits, charge);
+    const std::uint64_t mask = (std::uint64_t{1} << row_bits) - 1;
+    for (std::size_t at = 0; at < rows.size(); ++at) {
+      rows[at] = static_cast<std::uint32_t>(keys[at] & mask);
+      keys[at] >>= row_bits;
+    }
+    return;
+  }
+  CountedVector<KeyedRow> keyed;
+  CountedVector<KeyedRow> spare;
+  keyed.reserve(rows.size());
+  for (std::size_t at = 0; at < rows.size(); ++at) keyed.push_back({keys[at], rows[at]});
+  SortByKey(keyed, spare, charge);
+  for (std::size_t at = 0; at < rows.size(); ++at) {
+    keys[at] = keyed[at].key;
+    rows[at] = keyed[at].row;
   }
 }
 

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/store/Kt_Column.h"
+#include "classlib/store/detail/Kt_RowIndex.h"
+
+namespace kt::detail {
+
+// Writes `key` to `first` for those of some records whose cell is not that of the record before.
+// REQUIRES: there is a record before.
+void NoteKeyDifferences(const Kt_Column& cells, const Slot* records, std::size_t count,
+                        std::uint32_t key, std::uint32_t* first);
+
+// Calls visit(record, key) for every record but the first that differs from the one before in a
+// key, with the first such key. `keys` are items with `cells`, the outermost one first.
+template <class Keys, class Visit>
+void ForEachKeyChange(const Keys& keys, const CountedVector<Slot>& records, Visit visit) {
+  constexpr std::size_t kBatch = 1024;  // records
+  const auto key_count = static_cast<std::uint32_t>(keys.size());
+  std::array<std::uint32_t, kBatch> different;  // by record: the first key that is
+  for (std::size_t from = 1; from < records.size(); from += kBatch) {
+    const std::size_t count = std::min(kBatch, records.size() - from);
+    ChargeOrLeave(static_cast<std::int64_t>(count) * (key_count + 1) * Kt_WorkMeter::kUnitsPerCell);
+    std::fill_n(different.begin(), count, key_count);
+    for (std::uint32_t key = key_count; key-- > 0;) {
+      NoteKeyDifferences(*keys[key].cells, &records[from], count, key, different.data());
+    }
+    for (std::size_t at = 0; at < count; ++at) {
+      if (different[at] < key_count) visit(from + at, different[at]);
+    }
+  }
+}
+
+}  // namespace kt::detail
