@@ -192,6 +192,7 @@ Outcome Interpreter::Body(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Sc
     const Kt_ScriptOp& op = *ops.GetItem(index);
     frame_.op = &op;
     if (const kt_long code = run_.Tick(context); KT_UNLIKELY(code != kOk)) return code;
+    run_.TellStatement(frame_);
     const Outcome outcome = Statement(op, context, scope, result);
     if (KT_UNLIKELY(!outcome.IsNext())) return outcome;
   }
@@ -431,8 +432,11 @@ Outcome Interpreter::If(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* sc
     if (!is_taken) {
       if (const kt_long code = EvalTruth(branch.expression, context, is_taken)) return code;
     }
-    if (is_taken) return ScopedBody(branch.body, context, scope, result);
+    if (!is_taken) continue;
+    run_.TellBranch(frame_, index);
+    return ScopedBody(branch.body, context, scope, result);
   }
+  run_.TellBranch(frame_, branches.GetCount());
   return Flow::kNext;
 }
 
@@ -444,6 +448,7 @@ Outcome Interpreter::Switch(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope
   bool is_matched = false;
   for (kt_long index = 0; index < labels.GetCount(); ++index) {
     const Kt_ScriptOpItem& label = *labels.GetItem(index);
+    const bool was_matched = is_matched;
     if (label.flag == 1) {
       is_matched = true;
     } else if (!is_matched) {
@@ -452,11 +457,13 @@ Outcome Interpreter::Switch(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope
       is_matched = kt::VarCmp(chosen, value, kCmpEqual) != 0;
     }
     if (!is_matched) continue;
+    if (!was_matched) run_.TellBranch(frame_, index);
     chosen.Clear();  // what it holds goes before the body runs
     const Outcome outcome = ScopedBody(label.body, context, scope, result);
     if (outcome.flow == Flow::kBreak) return Flow::kNext;
     if (!outcome.IsNext()) return outcome;
   }
+  if (!is_matched) run_.TellBranch(frame_, labels.GetCount());
   return Flow::kNext;
 }
 
@@ -484,6 +491,7 @@ Outcome Interpreter::Loop(const Kt_ScriptOp& op, Kt_Expr& condition, const Kt_Sc
     frame_.op = &op;
     bool goes_on = false;
     if (const kt_long code = EvalTruth(condition, context, goes_on)) return code;
+    run_.TellBranch(frame_, goes_on ? 1 : 0);
     if (!goes_on) return Flow::kNext;
     if (const kt_long code = run_.Tick(context); KT_UNLIKELY(code != kOk)) return code;
     Outcome outcome = Body(body, &inner, Inside(scope, inner), result);

@@ -7,6 +7,7 @@
 
 #include "classlib/base/Kt_Memory.h"
 #include "script/Kt_RunBudget.h"
+#include "script/Kt_StatementHook.h"
 #include "script/detail/Kt_Scope.h"
 
 namespace kt::detail {
@@ -26,6 +27,7 @@ class RunState {
     Frame* caller;
     FuncCode* code = nullptr;   // of a translated function
     const Instr* pc = nullptr;  // in it: the instruction after the one that runs
+    kt_long depth = 0;          // calls on the way, this one among them; of calls by the walk
   };
   // The statement being run; null before the first.
   static const Kt_ScriptOp* OpOf(const Frame& frame);
@@ -44,6 +46,7 @@ class RunState {
     Call(RunState& run, Frame& frame) : run_(run) {
       run.Enter();
       frame.caller = run.frame_;
+      frame.depth = frame.caller != nullptr ? frame.caller->depth + 1 : 1;
       run.frame_ = &frame;
     }
     Call(const Call&) = delete;
@@ -128,8 +131,16 @@ class RunState {
   bool IsHostValid() const { return host_.IsValid(); }
 
   // Whether functions run as code. The names of a script of a host's own class are for the walk.
-  bool UsesCode() const { return is_compiled_ && has_plain_globals_; }
+  bool UsesCode() const { return is_compiled_ && has_plain_globals_ && hook_ == nullptr; }
   void SetCompiled(bool is_compiled) { is_compiled_ = is_compiled; }
+
+  void SetHook(Kt_StatementHook* hook) { hook_ = hook; }
+  void TellStatement(const Frame& frame) {
+    if (KT_UNLIKELY(hook_ != nullptr)) hook_->OnStatement(PlaceOf(frame));
+  }
+  void TellBranch(const Frame& frame, kt_long taken) {
+    if (KT_UNLIKELY(hook_ != nullptr)) hook_->OnBranch(PlaceOf(frame), taken);
+  }
 
   // The variable `symbol` as seen from `scope`: locals, then globals. Null when it is not a plain
   // variable of the script, when only the script itself (a host's subclass) can tell, and for a
@@ -166,6 +177,9 @@ class RunState {
 
  private:
   static void Make(Kt_Script& script);
+  static Kt_StatementPlace PlaceOf(const Frame& frame) {
+    return {*frame.func, *frame.op, frame.op->line32 + 1, frame.depth};
+  }
   void Enter() {
     if (depth_++ == 0) Begin();
   }
@@ -184,6 +198,7 @@ class RunState {
   RunState* outer_ = nullptr;             // of the script that called into this one on the thread
   bool has_plain_globals_ = false;
   bool is_compiled_ = true;
+  Kt_StatementHook* hook_ = nullptr;
   const Kt_VariableList* globals_;
   Kt_Script* script_;
   const Kt_RunBudget* budget_ = nullptr;
