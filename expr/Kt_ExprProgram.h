@@ -2,6 +2,7 @@
 #pragma once
 
 #include <memory>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -23,6 +24,7 @@ enum class CodeOp : std::uint8_t {
   kElement,     // dst = name a [b]
   kIndex,       // dst = value a [b]; the constant `extra` is the name for messages
   kRef,         // dst = reference to name a
+  kReceive,     // dst = a, the first argument of calls[extra], which is a member of it
   kCall,        // dst = calls[extra](temps a .. a + b)
   kReturn,      // the result is a
   kTarget,      // the expression stands for name a [b]
@@ -75,6 +77,9 @@ struct KT_SCRIPT_API ExprProgram {
   struct Form {
     int max_temps = kMaxTemps;
     int max_names = kMaxNames;
+    // Members that are called as built-in functions are, when their value is no object, have code:
+    // kReceive and kCall. Whoever runs it finds out which of the two they are.
+    bool has_members = false;
     // Every use of a name has a number of its own, and the questions what names and calls stand for
     // are instructions, where the evaluator asks them.
     bool asks = false;
@@ -94,25 +99,36 @@ struct KT_SCRIPT_API ExprProgram {
     a.consts.swap(b.consts);
     a.names.swap(b.names);
     a.calls.swap(b.calls);
+    a.members.swap(b.members);
     std::swap(a.has_target, b.has_target);
     std::swap(a.temp_count, b.temp_count);
   }
+
+  // A call that is a member: its record, and the one at which the value before it begins.
+  struct Member {
+    std::size_t call;
+    kt_long record;
+    kt_long start;
+    bool is_end = false;  // the call is all there is: its result is not looked at here
+  };
 
   std::vector<CodeInstr> instrs;  // ends with kReturn
   std::vector<Kt_Variant> consts;
   std::vector<Kt_WString> names;
   std::vector<Kt_WString> calls;
+  std::vector<Member> members;
   bool has_target = false;  // there is a kTarget
   std::uint16_t temp_count = 0;
 };
 
 // Compiles the expressions of a long text one after the other, in memory that is used again.
 //
-// An expression that nobody has parsed yet and that has a compiled form is left unparsed, so that
-// its operations take no memory: who evaluates it all the same has it parsed then.
+// An expression that nobody has parsed yet and that has a compiled form without members is left
+// unparsed, so that its operations take no memory: who evaluates it all the same has it parsed
+// then.
 class KT_SCRIPT_API ExprProgramMaker {
  public:
-  ExprProgramMaker();
+  explicit ExprProgramMaker(const ExprProgram::Form& form = {});
   ExprProgramMaker(const ExprProgramMaker&) = delete;
   ExprProgramMaker& operator=(const ExprProgramMaker&) = delete;
   ~ExprProgramMaker();
@@ -128,5 +144,11 @@ class KT_SCRIPT_API ExprProgramMaker {
 // The pieces of a bracket list (an expression in kStateList), each an expression of its own. False
 // when brackets nest too deeply.
 KT_SCRIPT_API bool SplitListExpr(const Kt_Expr& list, std::vector<Kt_Expr>& pieces);
+
+// Reads the member of the object args[0] that `op` names, with the other arguments when it is
+// called, as the evaluator does.
+KT_SCRIPT_API kt_long ReadMemberOf(Kt_ExprObject* context, const Kt_ExprOp& op,
+                                   const ExprProgram::Member& member,
+                                   std::span<const Kt_Variant> args, Kt_Variant& value);
 
 }  // namespace kt

@@ -132,8 +132,14 @@ bool Kt_VariantList::CopyTo(kt_long capacity, kt_long keep) {
       return false;
     }
     const kt_long end = std::min(keep, done + kPieceItems);
-    std::uninitialized_copy(rep_->Items() + done, rep_->Items() + end, fresh->Items() + done);
-    fresh->count = done = end;
+    // The bytes at once, then the counts.
+    Kt_Variant* const items = fresh->Items();
+    std::memcpy(static_cast<void*>(items + done), rep_->Items() + done,
+                static_cast<std::size_t>(end - done) * sizeof(Kt_Variant));
+    for (; done < end; ++done) {
+      if (items[done].IsCounted()) items[done].payload_.counted->AddRef();
+    }
+    fresh->count = done;
   }
   Drop();
   rep_ = fresh;

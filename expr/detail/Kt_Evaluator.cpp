@@ -17,6 +17,7 @@
 #include "expr/detail/Kt_Evaluator.h"
 
 #include "classlib/value/Kt_VarInline.h"
+#include "expr/Kt_ExprProgram.h"
 #include "expr/Kt_ExprUtil.h"
 #include "expr/detail/Kt_TraceCalls.h"
 #include "object/Kt_ExprColumnSource.h"
@@ -277,6 +278,39 @@ kt_long Evaluator::Call(const Kt_ExprOp& op) {
 
 // Members -----------------------------------------------------------------------------------------
 
+namespace {
+
+// Asks the object in the entry, which keeps its hold. What the object does not know in advance is
+// bound by name and asked for when it is read.
+void BindMember(const Kt_ExprOp& op, Kt_ExprStackObj& top) {
+  Kt_ExprObject* const object = top.GetComponent();
+  Kt_Getter get = nullptr;
+  Kt_Setter set = nullptr;
+  int flags = 0;
+  if (op.code == kOpMethod) {
+    if (object != nullptr) (void)object->GetMethodInfo(op.text, get);
+    return top.SetObjMethod(nullptr, op.text, get);
+  }
+  if (object == nullptr) return top.SetObjProp(nullptr, op.text, 0, nullptr, nullptr);
+  if (object->GetPropertyInfo(op.text, flags, get, set) != 0) {
+    return top.SetObjProp(nullptr, op.text, flags, get, set);
+  }
+  const auto* const columns = dynamic_cast<Kt_ExprColumnSource*>(object);
+  if (columns != nullptr && columns->HasData()) {
+    const kt_long col = columns->FindColumn(op.text);
+    if (col >= 0) return top.SetColumn(nullptr, op.text, col);
+  }
+  if (Kt_ExprObject* const component = Kt_ExprObject::From(object->GetComponent(op.text))) {
+    return top.SetComponent(component);
+  }
+  if (Kt_ExprObject* const child = object->GetChildContext(op.text)) {
+    return top.SetComposit(child);
+  }
+  top.SetObjProp(nullptr, op.text, 0, nullptr, nullptr);
+}
+
+}  // namespace
+
 // Reads the entry in place: it becomes an object entry or a plain value.
 kt_long Evaluator::ReadAsEntry(Kt_ExprStackObj& entry) {
   Kt_Variant value;
@@ -299,7 +333,7 @@ kt_long Evaluator::Member(const Kt_ExprOp& op) {
     const Kt_Variant value = top.GetKind() == EXPR_OBJ_VALUE ? top.GetValue() : Kt_Variant();
     return MemberOfValue(op, value);
   }
-  MemberOfObject(op);
+  BindMember(op, top);
   return kOk;
 }
 
@@ -335,36 +369,6 @@ kt_long Evaluator::MemberOfColumn(const Kt_ExprOp& op) {
   }
   top.SetColumnProp(op.text);
   return kOk;
-}
-
-// Asks the object in the entry, which keeps its hold. What the object does not know in advance is
-// bound by name and asked for when it is read.
-void Evaluator::MemberOfObject(const Kt_ExprOp& op) {
-  Kt_ExprStackObj& top = stack_.Top();
-  Kt_ExprObject* const object = top.GetComponent();
-  Kt_Getter get = nullptr;
-  Kt_Setter set = nullptr;
-  int flags = 0;
-  if (op.code == kOpMethod) {
-    if (object != nullptr) (void)object->GetMethodInfo(op.text, get);
-    return top.SetObjMethod(nullptr, op.text, get);
-  }
-  if (object == nullptr) return top.SetObjProp(nullptr, op.text, 0, nullptr, nullptr);
-  if (object->GetPropertyInfo(op.text, flags, get, set) != 0) {
-    return top.SetObjProp(nullptr, op.text, flags, get, set);
-  }
-  const auto* const columns = dynamic_cast<Kt_ExprColumnSource*>(object);
-  if (columns != nullptr && columns->HasData()) {
-    const kt_long col = columns->FindColumn(op.text);
-    if (col >= 0) return top.SetColumn(nullptr, op.text, col);
-  }
-  if (Kt_ExprObject* const component = Kt_ExprObject::From(object->GetComponent(op.text))) {
-    return top.SetComponent(component);
-  }
-  if (Kt_ExprObject* const child = object->GetChildContext(op.text)) {
-    return top.SetComposit(child);
-  }
-  top.SetObjProp(nullptr, op.text, 0, nullptr, nullptr);
 }
 
 // Operators ---------------------------------------------------------------------------------------
@@ -573,3 +577,21 @@ kt_long Evaluator::Comma(const Kt_ExprOp& op) {
 }
 
 }  // namespace kt::detail
+
+kt_long kt::ReadMemberOf(Kt_ExprObject* context, const Kt_ExprOp& op,
+                         const ExprProgram::Member& member, std::span<const Kt_Variant> args,
+                         Kt_Variant& value) {
+  value.Clear();
+  const Kt_ObjectHolder hold(args[0].GetHolder());
+  if (!hold.IsValid()) {  // it has gone since it was read
+    return kt::ChargeTime(Kt_WorkMeter::kUnitsPerCall) ? kOk : kt::CheckRun(context);
+  }
+  Kt_ExprStackObj entry;
+  if (const kt_long code = entry.FromObject(context, &hold)) return code;
+  entry.SetOpStartIdx(member.start);
+  detail::BindMember(op, entry);
+  for (const Kt_Variant& arg : args.subspan(1)) entry.GetArgs().Add(arg);
+  const bool is_checked = op.code == kOpMethod && !member.is_end;
+  const kt_long code = detail::ReadEntry(context, entry, value, 0);
+  return code == kOk && is_checked ? detail::CheckCallResult(context, value) : code;
+}

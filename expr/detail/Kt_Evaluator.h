@@ -61,7 +61,6 @@ class Evaluator : private ExprWalk<Evaluator, kt_long> {
   kt_long Member(const Kt_ExprOp& op);
   kt_long MemberOfValue(const Kt_ExprOp& op, const Kt_Variant& value);
   kt_long MemberOfColumn(const Kt_ExprOp& op);
-  void MemberOfObject(const Kt_ExprOp& op);
   bool BindBuiltin(const Kt_ExprOp& op, const Kt_Variant& first_arg);
 
   kt_long Apply();

@@ -182,6 +182,39 @@ bool ExprCompiler::Call(const Kt_ExprOp& op) {
   return true;
 }
 
+// A member of a value is a built-in with that value as its first argument; of an object it is
+// another thing, which only the values say. Without brackets it is read later, and what an index or
+// another member makes of it then depends on that, too.
+bool ExprCompiler::Member(const Kt_ExprOp& op) {
+  Entry& entry = Top();
+  const bool is_called = op.code == kOpMethod;
+  const int arg_count = is_called ? CountCallArgs(ops_, at_) : 0;
+  const bool has_value = entry.kind == Entry::Kind::kValue || entry.kind == Entry::Kind::kName ||
+                         entry.kind == Entry::Kind::kElement;
+  if (!form_.has_members || op.GetBuiltinRow() < 0 || arg_count < 0 || !has_value ||
+      entry.jump != kNo || temp_count_ + arg_count + 1 > form_.max_temps) {
+    return false;
+  }
+  const std::uint16_t receiver = Read(entry);
+  entry.kind = Entry::Kind::kCall;
+  entry.is_closed = !is_called;
+  entry.arg_count = 1;
+  entry.first_arg = static_cast<std::uint16_t>(temp_count_);
+  temp_count_ += arg_count + 1;
+  entry.call = static_cast<std::int32_t>(program_.calls.size());
+  program_.members.push_back({program_.calls.size(), at_, entry.start, false});
+  program_.calls.push_back(op.text);
+  Emit(CodeOp::kReceive, entry.first_arg, receiver, 0, entry.call);
+  return true;
+}
+
+// The call in `entry` gives the value of the whole expression.
+void ExprCompiler::NoteEnd(const Entry& entry) {
+  for (ExprProgram::Member& member : program_.members) {
+    if (static_cast<std::int32_t>(member.call) == entry.call) member.is_end = true;
+  }
+}
+
 bool ExprCompiler::CollectArg() {
   Entry& call = Below();
   if (call.kind == Entry::Kind::kRef) {
@@ -320,7 +353,10 @@ bool ExprCompiler::CloseParen(const Kt_ExprOp&) {
     const bool is_empty = ops_.GetItem(at_ - 1)->code == kOpParen;
     if (!is_empty && !CollectArg()) return false;
     if (is_empty && below.kind == Entry::Kind::kRef) return false;
-    if (below.kind == Entry::Kind::kCall) (void)Read(below);
+    if (below.kind == Entry::Kind::kCall) {
+      if (entries_.size() == 2 && ops_.GetItem(at_ + 1)->code == kOpEnd) NoteEnd(below);
+      (void)Read(below);
+    }
     below.is_closed = true;
   }
   below.pending = 0;
@@ -340,7 +376,7 @@ bool ExprCompiler::CloseBracket(const Kt_ExprOp&) {
     entry.index = index;
     return true;
   }
-  if (entry.kind == Entry::Kind::kNone) return false;
+  if (entry.kind == Entry::Kind::kNone || entry.kind == Entry::Kind::kCall) return false;
   // What messages call the value.
   const bool is_element = entry.kind == Entry::Kind::kElement;
   const std::uint16_t name = AddConst(is_element ? program_.names[entry.operand - kNameBase]
@@ -372,6 +408,7 @@ bool ExprCompiler::Finish() {
     Emit(CodeOp::kElement, temp, top.operand, index);
     Emit(CodeOp::kReturn, 0, temp, 0);
   } else {
+    if (top.kind == Entry::Kind::kCall) NoteEnd(top);
     Emit(CodeOp::kReturn, 0, Read(top), 0);
   }
   program_.temp_count = static_cast<std::uint16_t>(temp_count_);
@@ -403,6 +440,7 @@ void kt::ExprProgram::Clear() {
   consts.clear();
   names.clear();
   calls.clear();
+  members.clear();
   has_target = false;
   temp_count = 0;
 }
@@ -432,12 +470,16 @@ kt::ExprProgram kt::ExprProgram::Of(Kt_Expr& expr, const Form& form) {
 }
 
 struct kt::ExprProgramMaker::Parts {
+  ExprProgram::Form form;
   detail::ExprCompiler::Space space;
   detail::ExprTexts texts;
   Kt_Expr parsed;  // its list of operations is used
 };
 
-kt::ExprProgramMaker::ExprProgramMaker() : parts_(std::make_unique<Parts>()) {}
+kt::ExprProgramMaker::ExprProgramMaker(const ExprProgram::Form& form)
+    : parts_(std::make_unique<Parts>()) {
+  parts_->form = form;
+}
 kt::ExprProgramMaker::~ExprProgramMaker() = default;
 
 void kt::ExprProgramMaker::Make(Kt_Expr& expr, ExprProgram& program) {
@@ -447,9 +489,11 @@ void kt::ExprProgramMaker::Make(Kt_Expr& expr, ExprProgram& program) {
   const bool is_new = expr.GetState() == kStateUnparsed;
   const kt_long state = is_new ? expr.ParseApart(ops, parts_->texts) : kStateUnparsed;
   if (!detail::HasForm(state)) {
-    program = ExprProgram::Of(expr);
-  } else if (!detail::ExprCompiler(ops, program, parts_->space).Compile()) {
-    program.instrs.clear();
-    expr.Adopt(ops, state);
+    program = ExprProgram::Of(expr, parts_->form);
+    return;
   }
+  const bool has_code = detail::ExprCompiler(ops, program, parts_->space, parts_->form).Compile();
+  if (!has_code) program.instrs.clear();
+  // Members are read through their operations when the value turns out to be an object.
+  if (!has_code || !program.members.empty()) expr.Adopt(ops, state);
 }

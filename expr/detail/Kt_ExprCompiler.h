@@ -74,7 +74,8 @@ class ExprCompiler : private ExprWalk<ExprCompiler, bool> {
   bool Settle();
   bool Constant(const Kt_Variant& value);
   bool Ref(const Kt_ExprOp& op);
-  bool Member(const Kt_ExprOp&) { return false; }
+  bool Member(const Kt_ExprOp& op);
+  void NoteEnd(const Entry& entry);
   bool Misplaced(const Kt_ExprOp&) { return false; }
   bool Name(const Kt_ExprOp& op);
   bool AskedName(const Kt_ExprOp& op);

@@ -121,7 +121,7 @@ void CodeDumper::Line(std::size_t pc) {
   const FuncCode::Entry* const entry = code_.EntryAt(pc);
   Padded(in.IsEntry() && entry != nullptr ? Number(entry->op->line32 + 1) : Kt_WString(), 6);
   Padded(Number(static_cast<std::int64_t>(pc)), 5);
-  Padded(Kt_WString::FromUtf8(row.name), 18);
+  Padded(Kt_WString::FromUtf8(row.name), 24);
   const std::uint16_t operands[] = {in.A(), in.B(), in.C()};
   Kt_WString shown;
   for (int at = 0; at < 3; ++at) {

@@ -32,10 +32,26 @@ void FuncCode::BindGlobals(const Kt_VariableList& variables) {
   globals_version = variables.GetVersion();
 }
 
+namespace {
+
 // Built-ins that look at the context of their call are for the evaluator.
+bool BindBuiltin(FuncCode::CallSite& site) {
+  const _EXPR_INTFUNC_INFO* const table = Kt_ExprObject::GetIntFuncMap();
+  const int row = FindIntFuncIdx(table, Kt_ExprObject::GetIntFuncCount(), site.name.GetText());
+  if (row < 0) return false;
+  site.kind = FuncCode::CallKind::kBuiltin;
+  site.builtin = table[row].handler;
+  site.direct = FindDirectFunc(site.builtin);
+  return table[row].effect != Kt_FuncEffect::kOther || site.name.EqualsNoCase(u"random");
+}
+
+}  // namespace
+
 bool BindCall(FuncCode::CallSite& site, Kt_Script& script) {
+  if (site.member >= 0) return BindBuiltin(site);
   site.func = script.GetFunc(site.name);
   site.code = nullptr;
+  site.code_version = FuncCode::kNoVersion;
   site.kind = FuncCode::CallKind::kScript;
   if (site.func != nullptr) return true;
   Kt_ExprObjInfo info;
@@ -46,14 +62,7 @@ bool BindCall(FuncCode::CallSite& site, Kt_Script& script) {
     site.context = info.GetExtAPI().context;
     return site.context != nullptr;
   }
-  if (info.GetKind() != EXPR_OBJ_NONE || kind != kUnknownName) return false;
-  const _EXPR_INTFUNC_INFO* const table = Kt_ExprObject::GetIntFuncMap();
-  const int row = FindIntFuncIdx(table, Kt_ExprObject::GetIntFuncCount(), site.name.GetText());
-  if (row < 0) return false;
-  site.kind = FuncCode::CallKind::kBuiltin;
-  site.builtin = table[row].handler;
-  site.direct = FindDirectFunc(site.builtin);
-  return table[row].effect != Kt_FuncEffect::kOther || site.name.EqualsNoCase(u"random");
+  return info.GetKind() == EXPR_OBJ_NONE && kind == kUnknownName && BindBuiltin(site);
 }
 
 }  // namespace kt::detail

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "expr/Kt_Expr.h"
+#include "expr/Kt_ExprProgram.h"
 #include "object/Kt_DirectFuncs.h"
 #include "object/Kt_ExprObject.h"
 #include "script/Kt_Script.h"
@@ -95,15 +96,22 @@ struct FuncCode {
     Kt_Variable* place = nullptr;
   };
   enum class CallKind : std::uint8_t { kScript, kBuiltin, kHost };
+  static constexpr std::uint64_t kNoVersion = ~std::uint64_t{0};
   struct CallSite {
     Kt_WString name;
     CallKind kind = CallKind::kScript;
+    int member = -1;  // of `members`, for the built-in that the member of a value is
     Kt_ScriptFunc* func = nullptr;
-    FuncCode* code = nullptr;  // of func; null until it has been called
+    FuncCode* code = nullptr;                 // of func; null until it has been called
+    std::uint64_t code_version = kNoVersion;  // of the script, when that was found
     Kt_Getter builtin = nullptr;
     const DirectFunc* direct = nullptr;  // of the built-in; null when it has none
     Kt_ExtApi ext_api = nullptr;
     Kt_ExprObject* context = nullptr;
+  };
+  struct Member {
+    Kt_Expr* expr;
+    ExprProgram::Member place;
   };
   // Something left to the evaluator, and why.
   struct Left {
@@ -142,6 +150,7 @@ struct FuncCode {
   std::vector<ExprRange> ranges;
   std::vector<Global> globals;
   std::vector<CallSite> calls;
+  std::vector<Member> members;
   std::vector<ChoiceTable> choices;
   std::vector<Left> exprs;
   std::vector<LeftStatement> statements;

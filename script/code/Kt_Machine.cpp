@@ -82,6 +82,20 @@ KT_ALWAYS_INLINE bool GoesQuietly(const Kt_Variant& reg) {
   return !reg.IsCounted() || reg.IsString() || reg.IsContentShared();
 }
 
+// Whether both are lists of one content that has items.
+KT_ALWAYS_INLINE bool AreOneList(const Kt_Variant& left, const Kt_Variant& right) {
+  return left.ListItem(0) != nullptr && left.ListItem(0) == right.ListItem(0);
+}
+
+KT_ALWAYS_INLINE bool IsSharedList(const Kt_Variant& value) {
+  return value.IsList() && value.IsContentShared();
+}
+
+// What an item of a list takes, or leaves behind, without a care: numbers and texts.
+KT_ALWAYS_INLINE bool IsNumberOrText(const Kt_Variant& value) {
+  return !value.IsCounted() || value.IsString();
+}
+
 // target = target op value, likewise.
 KT_ALWAYS_INLINE bool TryCombine(Operator op, Kt_Variant& target, const Kt_Variant& value) {
   switch (op) {
@@ -91,6 +105,22 @@ KT_ALWAYS_INLINE bool TryCombine(Operator op, Kt_Variant& target, const Kt_Varia
     case Operator::kDiv: return TryNumbers<DivOp>(target, value, target);
     default: return false;
   }
+}
+
+// The operands of an instruction again where some are variables that refer to another place. What
+// lies at `temps` and after them is no variable, and has a reference as its value.
+struct Operands {
+  const Kt_Variant* temps;
+
+  KT_ALWAYS_INLINE const Kt_Variant& At(const Kt_Variant& value) const {
+    return value.IsRef() && &value < temps ? value.GetRefVariable()->GetValue() : value;
+  }
+};
+
+template <class Op>
+KT_NOINLINE bool TryHeld(Operands at, const Kt_Variant& left, const Kt_Variant& right,
+                         Kt_Variant& dst) {
+  return TryNumbers<Op>(at.At(left), at.At(right), const_cast<Kt_Variant&>(at.At(dst)));
 }
 
 constexpr std::int16_t kRelations[] = {kCmpEqual,        kCmpEqual, kCmpGreater,
@@ -125,6 +155,11 @@ KT_ALWAYS_INLINE Truth TryRelation(const Kt_Variant& left, const Kt_Variant& rig
       return give(Holds<kOperator, double>(left.AsDouble(), right.AsLong()));
     default: return Truth::kUnknown;
   }
+}
+
+template <Operator kOperator>
+KT_NOINLINE Truth TryHeldRelation(Operands at, const Kt_Variant& left, const Kt_Variant& right) {
+  return TryRelation<kOperator>(at.At(left), at.At(right));
 }
 
 template <Operator kOperator>
@@ -218,6 +253,36 @@ void Machine::ClearFrame(CodeFrame& frame) {
   frame.items.clear();
   while (!frame.scopes.empty()) frame.scopes.pop_back();
   frame.is_stale = false;
+}
+
+// row[k] = v; g[y] = row: whether the instructions at `next` store the list of register `row` in
+// the item of an own list that has the same content, which nobody else has. Then the row may be
+// changed for both at once and need not be copied: the store cannot fail, and nobody looks between.
+bool Machine::IsPutBack(const CodeFrame& frame, const Instr* next, std::uint16_t row) const {
+  const FuncCode& func = *frame.code;
+  const Kt_Variable* global = nullptr;
+  if (next->Op() == InstrOp::kBindGlobal) {
+    global = func.globals_version == script_.GetVariables().GetVersion()
+                 ? func.globals[next->B()].place
+                 : nullptr;
+    if (global == nullptr || frame.base[next->A()].GetRefVariable() != global) return false;
+    ++next;
+  }
+  const bool is_store = next->Op() == InstrOp::kSetElement && next->C() == row &&
+                        next->A() != row && row < func.temp_base;
+  if (!is_store) return false;
+  const Kt_Variant& outer = Held(frame.base[next->A()]);
+  if (global != nullptr && &outer != &global->GetValue()) return false;
+  const std::uint16_t at = next->B();
+  const Kt_Variant& index = (at & kConstOperand) != 0 ? func.consts[at & 0x7FFF] : frame.base[at];
+  const Kt_Variant& list = Held(frame.base[row]);
+  const Kt_Variant* const item = index.IsLong() ? outer.ListItem(index.AsLong()) : nullptr;
+  if (item == nullptr || outer.IsContentShared() || !AreOneList(*item, list)) return false;
+  auto& place = *const_cast<Kt_Variant*>(item);
+  place.Clear();
+  const bool is_alone = !list.IsContentShared();
+  place = list;
+  return is_alone;
 }
 
 // Empties the registers and leaves the frame.
@@ -435,6 +500,15 @@ bool Machine::RecoverHere(CodeFrame& frame, kt_long& code) {
     goto after_slow;  \
   } while (false)
 
+// The same, where it may go on elsewhere.
+#define KT_SLOW_AND_ON(call) \
+  do {                       \
+    KT_SAVE();               \
+    code = (call);           \
+    pc = frame->pc;          \
+    goto after_slow;         \
+  } while (false)
+
 #define KT_R(operand) base[operand]
 #define KT_X(operand) ((operand)&kConstOperand ? consts : base)[(operand)&0x7FFF]
 // A jump back may be one too many.
@@ -446,6 +520,11 @@ bool Machine::RecoverHere(CodeFrame& frame, kt_long& code) {
   if (((operand)&kConstOperand) == 0 && (operand) >= frame->code->temp_base) { \
     KT_R(operand).Clear();                                                     \
   }
+
+// Nothing stops the run before the next instruction while nobody looks.
+#define KT_IS_PUT_BACK(row) (table == kFastTable && IsPutBack(*frame, pc, row))
+
+#define KT_HELD() (Operands{base + frame->code->temp_base})
 
 static_assert(kStep == 1024, "the mark of an instruction is shifted to units");
 
@@ -545,6 +624,13 @@ run:
         KT_NEXT();
       }
     }
+    if (!dst.IsCounted() && value.IsRef()) {
+      const Kt_Variant& held = KT_HELD().At(value);
+      if (!held.IsCounted()) {
+        dst = held;
+        KT_NEXT();
+      }
+    }
     KT_SLOW(Move(*frame, in.A(), in.B()));
   }
   KT_CASE(GetGlobal) {
@@ -585,10 +671,7 @@ run:
         KT_NEXT();
       }
     }
-    KT_SAVE();
-    code = BindGlobal(*frame, in);
-    pc = frame->pc;
-    goto after_slow;
+    KT_SLOW_AND_ON(BindGlobal(*frame, in));
   }
   KT_CASE(Ref) {
     const Kt_Variant& variable = KT_R(in.B());
@@ -608,11 +691,17 @@ run:
     if (KT_LIKELY(TryNumbers<name##Op>(KT_R(in.B()), KT_R(in.C()), KT_R(in.A())))) {   \
       KT_NEXT();                                                                       \
     }                                                                                  \
+    if (TryHeld<name##Op>(KT_HELD(), KT_R(in.B()), KT_R(in.C()), KT_R(in.A()))) {      \
+      KT_NEXT();                                                                       \
+    }                                                                                  \
     KT_SLOW(Binary(*frame, Operator::k##name, in.A(), in.B(), in.C()));                \
   }                                                                                    \
   KT_CASE(name##RI) {                                                                  \
     const auto number = static_cast<std::int16_t>(in.C());                             \
     if (KT_LIKELY(TryNumber<name##Op>(KT_R(in.B()), number, KT_R(in.A())))) KT_NEXT(); \
+    if (TryHeld<name##Op>(KT_HELD(), KT_R(in.B()), kt_long{number}, KT_R(in.A()))) {   \
+      KT_NEXT();                                                                       \
+    }                                                                                  \
     KT_SLOW(BinaryWith(*frame, Operator::k##name, in.A(), in.B(), number));            \
   }                                                                                    \
   KT_CASE(name##XX) {                                                                  \
@@ -674,6 +763,7 @@ run:
   KT_CASE(name##To) {                                                       \
     Kt_Variant& dst = Held(KT_R(in.A()));                                   \
     if (KT_LIKELY(TryNumbers<name##Op>(dst, KT_X(in.B()), dst))) KT_NEXT(); \
+    if (TryHeld<name##Op>(KT_HELD(), dst, KT_X(in.B()), dst)) KT_NEXT();    \
     KT_SLOW(Combine(*frame, Operator::k##name, in.A(), in.B()));            \
   }
   KT_COMPOUND(Add)
@@ -738,13 +828,42 @@ run:
   KT_CASE(JoinBegin) KT_SLOW(JoinBegin(*frame, in));
   KT_CASE(JoinEnd) KT_SLOW(JoinEnd(*frame, in));
 
+// An item that is only compared, by the test that follows, which stands there as well for items
+// that are no numbers.
+#define KT_ELEMENT_TEST(form, sense, relation)                                   \
+  KT_CASE(Element##form) {                                                       \
+    const Kt_Variant& index = KT_X(in.C());                                      \
+    const Instr test = *pc;                                                      \
+    const Kt_Variant* const item =                                               \
+        index.IsLong() ? Held(KT_R(in.B())).ListItem(index.AsLong()) : nullptr;  \
+    const Truth truth = KT_LIKELY(item != nullptr) ? relation : Truth::kUnknown; \
+    if (KT_UNLIKELY(truth == Truth::kUnknown)) goto element;                     \
+    ++pc;                                                                        \
+    if ((truth == Truth::kYes) == sense) {                                       \
+      pc += static_cast<std::int16_t>(test.C());                                 \
+      if (sense) KT_LOOK();                                                      \
+    }                                                                            \
+    KT_NEXT();                                                                   \
+  }
+#define KT_ELEMENT_TESTS(name, prefix, sense)                                                   \
+  KT_ELEMENT_TEST(prefix##name##RI, sense,                                                      \
+                  TryRelationTo<Operator::k##name>(*item, static_cast<std::int16_t>(test.B()))) \
+  KT_ELEMENT_TEST(prefix##name##RR, sense, TryRelation<Operator::k##name>(*item, KT_R(test.B())))
+  KT_ELEMENT_TESTS(Equal, Unless, false)
+  KT_ELEMENT_TESTS(Less, Unless, false)
+  KT_ELEMENT_TESTS(Greater, Unless, false)
+  KT_ELEMENT_TESTS(Less, If, true)
+  KT_ELEMENT_TESTS(Greater, If, true)
+#undef KT_ELEMENT_TESTS
+#undef KT_ELEMENT_TEST
   KT_CASE(Element) {
+  element:;
     const Kt_Variant& list = Held(KT_R(in.B()));
     const Kt_Variant& index = KT_X(in.C());
     Kt_Variant& dst = KT_R(in.A());
-    if (KT_LIKELY(index.IsLong() && list.IsList())) {
+    if (KT_LIKELY(index.IsLong())) {
       const Kt_Variant* const item = list.ListItem(index.AsLong());
-      if (KT_LIKELY(item != nullptr && (!dst.IsCounted() || dst.IsString()) &&
+      if (KT_LIKELY(item != nullptr && (IsNumberOrText(dst) || IsSharedList(dst)) &&
                     (!item->IsCounted() || item->IsString() || item->IsList()))) {
         dst = *item;
         KT_NEXT();
@@ -777,12 +896,16 @@ run:
     const Kt_Variant& list = Held(KT_R(in.A()));
     const Kt_Variant& index = KT_X(in.B());
     const Kt_Variant& value = KT_X(in.C());
-    if (KT_LIKELY(index.IsLong() && list.IsList() && !value.IsCounted())) {
+    if (KT_LIKELY(index.IsLong() && list.IsList())) {
       const Kt_Variant* const item = list.ListItem(index.AsLong());
-      if (KT_LIKELY(item != nullptr && !item->IsCounted() && !list.IsContentShared())) {
+      if (KT_LIKELY(item != nullptr && IsNumberOrText(value) && IsNumberOrText(*item) &&
+                    (!list.IsContentShared() || KT_IS_PUT_BACK(in.A())))) {
         *const_cast<Kt_Variant*>(item) = value;
+        if (KT_UNLIKELY(value.IsCounted())) KT_DROP_TEXT(in.C());
         KT_NEXT();
       }
+      // Where it came from, a list need not be stored.
+      if (item != nullptr && AreOneList(*item, value) && in.C() < frame->code->temp_base) KT_NEXT();
     }
     KT_SLOW(SetElement(*frame, in));
   }
@@ -791,7 +914,7 @@ run:
     const Kt_Variant& list = Held(KT_R(in.A()));
     const Kt_Variant& index = KT_X(in.B());
     const Kt_Variant* const item = index.IsLong() ? list.ListItem(index.AsLong()) : nullptr;
-    if (KT_LIKELY(item != nullptr && !list.IsContentShared() &&
+    if (KT_LIKELY(item != nullptr && (!list.IsContentShared() || KT_IS_PUT_BACK(in.A())) &&
                   TryCombine(static_cast<Operator>(more.B()), *const_cast<Kt_Variant*>(item),
                              KT_X(in.C())))) {
       KT_NEXT();
@@ -805,10 +928,8 @@ run:
     FuncCode* const callee = site.code;
     CodeFrame* const inner = frame->next;
     Kt_Variant* const args = base + in.A();
-    if (KT_UNLIKELY(callee == nullptr || inner == nullptr || depth_ >= kMostFrames ||
-                    frame->code->version != script_.GetVersion() ||
-                    callee->version != frame->code->version ||
-                    frame->end - args < callee->register_count + 256)) {
+    if (KT_UNLIKELY(site.code_version != script_.GetVersion() || inner == nullptr ||
+                    depth_ >= kMostFrames || frame->end - args < callee->register_count + 256)) {
       KT_SAVE();
       code = EnterSlow(*frame, in);
       left = meter.GetLeft();
@@ -830,7 +951,16 @@ run:
     current_ = frame = inner;
     ++depth_;
     base = args;
-    BindArgs(*inner, in.B() & 0xFF);
+    flag = (in.B() & 0xFF) == callee->param_count;
+    for (const Kt_Variant *arg = args, *last = args + callee->param_count; arg != last; ++arg) {
+      flag = flag && !arg->IsRef();
+    }
+    if (KT_LIKELY(flag)) {
+      Kt_Variant* const last = args + callee->var_count;
+      for (Kt_Variant* reg = args + callee->param_count; reg != last; ++reg) reg->SetUndeclared();
+    } else {
+      BindArgs(*inner, in.B() & 0xFF);
+    }
     consts = callee->consts.data();
     pc = callee->instrs.data();
     margin = callee->margin;
@@ -845,7 +975,18 @@ run:
     }
     KT_NEXT();
   }
+  KT_CASE(Receive) {
+    const Kt_Variant& value = KT_X(in.B());
+    Kt_Variant& dst = KT_R(in.A());
+    if (KT_LIKELY((IsNumberOrText(value) || value.IsList()) && !dst.IsCounted())) {
+      dst = value;
+      if (KT_UNLIKELY(value.IsCounted())) KT_DROP_TEXT(in.B());
+      KT_NEXT();
+    }
+    KT_SLOW(Receive(*frame, in));
+  }
   KT_CASE(CallBuiltin) KT_SLOW(CallBuiltin(*frame, in));
+  KT_CASE(CallMember) KT_SLOW_AND_ON(CallMember(*frame, in));
   KT_CASE(CallHost) KT_SLOW(CallOutside(*frame, CallOf(*frame, in)));
   KT_CASE(Length) {
     const Kt_Variant& value = Held(KT_R(in.B()));
@@ -860,7 +1001,7 @@ run:
         KT_NEXT();
       }
     }
-    KT_SLOW(Length(*frame, in));
+    KT_SLOW_AND_ON(Length(*frame, in));
   }
 
   KT_CASE(Jump) {
@@ -944,31 +1085,38 @@ run:
       goto texts;                                                        \
     }                                                                    \
   }
-#define KT_RELATION_JUMP(form, sense, quick, texts, slow) \
-  KT_CASE(form) {                                         \
-    const Truth truth = quick;                            \
-    if (KT_LIKELY(truth != Truth::kUnknown)) {            \
-      if ((truth == Truth::kYes) == sense) {              \
-        pc += static_cast<std::int16_t>(in.C());          \
-        if (sense) KT_LOOK();                             \
-      }                                                   \
-      KT_NEXT();                                          \
-    }                                                     \
-    texts KT_SAVE();                                      \
-    flag = slow == sense;                                 \
-    goto after_test;                                      \
+#define KT_RELATION_JUMP(form, sense, quick, texts, held, slow) \
+  KT_CASE(form) {                                               \
+    Truth truth = quick;                                        \
+    if (KT_UNLIKELY(truth == Truth::kUnknown)) {                \
+      texts truth = held;                                       \
+    }                                                           \
+    if (KT_LIKELY(truth != Truth::kUnknown)) {                  \
+      if ((truth == Truth::kYes) == sense) {                    \
+        pc += static_cast<std::int16_t>(in.C());                \
+        if (sense) KT_LOOK();                                   \
+      }                                                         \
+      KT_NEXT();                                                \
+    }                                                           \
+    KT_SAVE();                                                  \
+    flag = slow == sense;                                       \
+    goto after_test;                                            \
   }
 #define KT_RELATION_FORMS(name, sense, prefix)                                                \
   KT_RELATION_JUMP(prefix##name##RR, sense,                                                   \
                    TryRelation<Operator::k##name>(KT_R(in.A()), KT_R(in.B())),                \
-                   KT_TEXTS(name, sense), Relates(*frame, Operator::k##name, in.A(), in.B())) \
+                   KT_TEXTS(name, sense),                                                     \
+                   TryHeldRelation<Operator::k##name>(KT_HELD(), KT_R(in.A()), KT_R(in.B())), \
+                   Relates(*frame, Operator::k##name, in.A(), in.B()))                        \
   KT_RELATION_JUMP(                                                                           \
       prefix##name##RI, sense,                                                                \
       TryRelationTo<Operator::k##name>(KT_R(in.A()), static_cast<std::int16_t>(in.B())), ,    \
+      TryHeldRelation<Operator::k##name>(KT_HELD(), KT_R(in.A()),                             \
+                                         kt_long{static_cast<std::int16_t>(in.B())}),         \
       RelatesTo(*frame, Operator::k##name, in.A(), static_cast<std::int16_t>(in.B())))        \
-  KT_RELATION_JUMP(prefix##name##XX, sense,                                                   \
-                   TryRelation<Operator::k##name>(KT_X(in.A()), KT_X(in.B())),                \
-                   KT_TEXTS(name, sense), Relates(*frame, Operator::k##name, in.A(), in.B()))
+  KT_RELATION_JUMP(                                                                           \
+      prefix##name##XX, sense, TryRelation<Operator::k##name>(KT_X(in.A()), KT_X(in.B())),    \
+      KT_TEXTS(name, sense), Truth::kUnknown, Relates(*frame, Operator::k##name, in.A(), in.B()))
 #define KT_RELATION(name)           \
   KT_RELATION_FORMS(name, true, If) \
   KT_RELATION_FORMS(name, false, Unless)
@@ -1094,12 +1242,7 @@ after_test:
     }
     KT_NEXT();
   }
-  KT_CASE(Eval) {
-    KT_SAVE();
-    code = Eval(*frame, in);
-    pc = frame->pc;
-    goto after_slow;
-  }
+  KT_CASE(Eval) KT_SLOW_AND_ON(Eval(*frame, in));
   KT_CASE(Walk) {
     KT_SAVE();
     code = Walk(*frame, in, flag);

@@ -162,6 +162,9 @@ class Machine {
   KT_NOINLINE kt_long SetElement(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long ChangeElement(CodeFrame& frame, Instr in, Instr more);
   KT_NOINLINE kt_long CallBuiltin(CodeFrame& frame, Instr in);
+  KT_NOINLINE kt_long Receive(CodeFrame& frame, Instr in);
+  KT_NOINLINE kt_long CallMember(CodeFrame& frame, Instr in);
+  kt_long ReadMember(CodeFrame& frame, const OutsideCall& call);
   KT_NOINLINE kt_long CallOutside(CodeFrame& frame, const OutsideCall& call);
   KT_NOINLINE kt_long Length(CodeFrame& frame, Instr in);
   KT_NOINLINE void Ref(CodeFrame& frame, Instr in);
@@ -178,6 +181,8 @@ class Machine {
   // Before the statements that begin at the instruction in hand: charges them one by one, and goes
   // over to the code by names. True in `is_moved` when the frame goes on elsewhere.
   KT_NOINLINE kt_long BeginStatements(CodeFrame& frame, bool& is_moved);
+
+  KT_NOINLINE bool IsPutBack(const CodeFrame& frame, const Instr* next, std::uint16_t row) const;
 
   // Operands.
   bool IsVariable(const CodeFrame& frame, std::uint16_t reg) const {

@@ -528,6 +528,7 @@ bool Machine::Rebind(FuncCode& code) {
   for (FuncCode::CallSite& site : code.calls) {
     FuncCode::CallSite fresh;
     fresh.name = site.name;
+    fresh.member = site.member;
     if (!BindCall(fresh, script_) || fresh.kind != site.kind) return false;
     site = std::move(fresh);
   }
@@ -554,6 +555,7 @@ kt_long Machine::EnterSlow(CodeFrame& frame, Instr in) {
   const int count = in.B() & 0xFF;
   if (callee == nullptr) return CallByWalk(frame, in, func);
   site.code = callee;
+  site.code_version = script_.GetVersion();
   CodeFrame* const up = &frame;
   if (const kt_long failed = Begin(func, *callee, frame.base + in.A(), count)) return failed;
   current_->up = up;
@@ -578,7 +580,8 @@ kt_long Machine::CallByName(CodeFrame& frame, const OutsideCall& call) {
   const Contexts contexts(*this, frame);
   Kt_ExprObject* const context = contexts.Get();
   Kt_ExprStackObj entry;
-  (void)context->GetMethodType(name, entry);
+  const bool is_member = frame.code->calls[call.site].member >= 0;
+  if (!is_member) (void)context->GetMethodType(name, entry);
   if (entry.GetKind() == EXPR_OBJ_NONE) {
     const Kt_Getter builtin = Kt_ExprObject::GetIntFunc(name.GetText());
     if (builtin == nullptr) {
@@ -616,9 +619,49 @@ kt_long Machine::CallBuiltin(CodeFrame& frame, Instr in) {
   return kOk;
 }
 
+// The value before a member, which is called when the arguments that follow are there.
+kt_long Machine::Receive(CodeFrame& frame, Instr in) {
+  Kt_Variant value = Read(frame, in.B());
+  const kt_long code = CheckCallResult(&script_, value);
+  Store(frame, in.A(), std::move(value));
+  return code;
+}
+
+kt_long Machine::CallMember(CodeFrame& frame, Instr in) {
+  if (KT_LIKELY(!frame.base[in.A()].IsObject())) return CallBuiltin(frame, in);
+  return ReadMember(frame, CallOf(frame, in));
+}
+
+// A member of an object.
+kt_long Machine::ReadMember(CodeFrame& frame, const OutsideCall& call) {
+  const FuncCode::Member& member =
+      frame.code->members[static_cast<std::size_t>(frame.code->calls[call.site].member)];
+  Kt_Variant value;
+  kt_long code = kOk;
+  {
+    const Contexts contexts(*this, frame);
+    const std::span<const Kt_Variant> args(call.args, static_cast<std::size_t>(call.count));
+    code = ReadMemberOf(contexts.Get(), *member.expr->GetOps().GetItem(member.place.record),
+                        member.place, args, value);
+    if (code == kOk) code = run_.Check(&script_);
+  }
+  for (int arg = 0; arg < call.count; ++arg) call.args[arg].Clear();
+  if (code != kOk) return code;
+  if (KT_UNLIKELY(frame.is_stale) && member.place.is_end &&
+      IsValueOfStatement(frame, *member.expr)) {
+    return FinishByName(frame, value);
+  }
+  Store(frame, call.result, std::move(value));
+  return kOk;
+}
+
 // Of a variable that holds neither a text nor a list.
 kt_long Machine::Length(CodeFrame& frame, Instr in) {
   Kt_Variant arg = Read(frame, in.B());
+  if (KT_UNLIKELY(arg.IsObject()) && frame.code->calls[in.C()].member >= 0) {
+    if (const kt_long code = CheckCallResult(&script_, arg)) return code;
+    return ReadMember(frame, {&arg, 1, in.A(), in.C()});
+  }
   return CallOutside(frame, {&arg, 1, in.A(), in.C()});
 }
 

@@ -340,7 +340,7 @@ void Translator::Finish() {
       return static_cast<std::int32_t>(labels_[static_cast<std::size_t>(label)]);
     });
   }
-  JoinStepsAndTests();
+  JoinTests();
   code_.slot_count = most_slots_;
   code_.var_count = code_.global_of_register.empty()
                         ? most_slots_
@@ -356,20 +356,37 @@ void Translator::Finish() {
   code_.version = script_.GetVersion();
 }
 
-// The step of a counting loop does the test behind it as well.
-void Translator::JoinStepsAndTests() {
-  constexpr std::pair<InstrOp, InstrOp> kJoined[] = {
+// The step of a counting loop does the test behind it as well, and so does a look at an item.
+void Translator::JoinTests() {
+  constexpr std::pair<InstrOp, InstrOp> kSteps[] = {
       {InstrOp::kIfLessRR, InstrOp::kStepIfLessRR},
       {InstrOp::kIfLessRI, InstrOp::kStepIfLessRI},
       {InstrOp::kIfLessEqualRR, InstrOp::kStepIfLessEqualRR},
       {InstrOp::kIfLessEqualRI, InstrOp::kStepIfLessEqualRI},
   };
+#define KT_ELEMENT_TEST(form) \
+  { InstrOp::k##form, InstrOp::kElement##form }
+  constexpr std::pair<InstrOp, InstrOp> kElements[] = {
+      KT_ELEMENT_TEST(UnlessEqualRI),   KT_ELEMENT_TEST(UnlessEqualRR),
+      KT_ELEMENT_TEST(UnlessLessRI),    KT_ELEMENT_TEST(UnlessLessRR),
+      KT_ELEMENT_TEST(UnlessGreaterRI), KT_ELEMENT_TEST(UnlessGreaterRR),
+      KT_ELEMENT_TEST(IfLessRI),        KT_ELEMENT_TEST(IfLessRR),
+      KT_ELEMENT_TEST(IfGreaterRI),     KT_ELEMENT_TEST(IfGreaterRR),
+  };
+#undef KT_ELEMENT_TEST
   for (std::size_t at = 0; at + 1 < code_.instrs.size(); ++at) {
-    Instr& step = code_.instrs[at];
+    Instr& first = code_.instrs[at];
     const Instr test = code_.instrs[at + 1];
-    if (step.Op() != InstrOp::kStep || test.A() != step.A() || test.Steps() != 0) continue;
-    for (const auto& [relation, joined] : kJoined) {
-      if (test.Op() == relation) step.Replace(Instr::Of(joined, step.A(), 0, step.C()));
+    if (test.A() != first.A() || test.Steps() != 0) continue;
+    if (first.Op() == InstrOp::kStep) {
+      for (const auto& [relation, joined] : kSteps) {
+        if (test.Op() == relation) first.Replace(Instr::Of(joined, first.A(), 0, first.C()));
+      }
+    } else if (first.Op() == InstrOp::kElement && IsTemp(first.A()) && !test.IsEntry()) {
+      for (const auto& [relation, joined] : kElements) {
+        if (test.Op() != relation || test.B() == first.A()) continue;
+        first.Replace(Instr::Of(joined, first.A(), first.B(), first.C()));
+      }
     }
   }
 }

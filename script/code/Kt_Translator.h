@@ -88,7 +88,8 @@ class Translator {
 
   // Expressions (Kt_Translator_Expr.cpp).
   struct Lowering;
-  // A called name. All calls of one share a site, which is made when the first one is emitted.
+  // A called name. All calls of one share a site, which is made when the first one is emitted;
+  // members only what it is made of.
   struct KnownCall {
     FuncCode::CallSite site;
     bool is_bound;
@@ -118,8 +119,9 @@ class Translator {
   void Spare(Lowering& low);
   std::unique_ptr<Parts> TakeParts();
   bool PrepareCalls(Lowering& low);
-  KnownCall& CallOf(const Kt_WString& name);
-  std::uint16_t SiteOf(KnownCall& call);
+  KnownCall& CallOf(const Kt_WString& name, bool is_member);
+  std::uint16_t SiteOf(Lowering& low, std::size_t call);
+  std::uint16_t AddSite(const FuncCode::CallSite& site);
   void Lower(Lowering& low, std::size_t end);
   void LowerInstr(Lowering& low, std::size_t at);
   void LowerCall(Lowering& low, const CodeInstr& in);
@@ -128,6 +130,7 @@ class Translator {
   std::uint16_t Target(Lowering& low, std::uint16_t temp);
   void EmitOperator(Operator op, std::uint16_t dst, std::uint16_t a, std::uint16_t b);
   void EmitRelation(Operator op, bool sense, std::uint16_t a, std::uint16_t b, Label label);
+  static void ReadIndexesInPlace(Lowering& low);
   bool PrepareGlobals(Lowering& low);
   void HoldGlobals(const Lowering& low);
   void NoteBranch(std::size_t begin, Kt_Expr& expr, bool sense, Label label);
@@ -156,7 +159,7 @@ class Translator {
   void GiveUp(const char* why);
   bool HasStack();
   void Finish();
-  void JoinStepsAndTests();
+  void JoinTests();
 
   const Kt_ScriptFunc& func_;
   Kt_Script& script_;
@@ -174,14 +177,14 @@ class Translator {
   std::uint16_t empty_const_ = kNone;
   std::unordered_map<kt_long, std::uint16_t> long_consts_;
   std::unordered_map<std::u16string_view, std::uint16_t> text_consts_;  // texts of code_.consts
-  ExprProgramMaker maker_;
+  ExprProgramMaker maker_{{.has_members = true}};
   std::vector<std::unique_ptr<Parts>> free_parts_;  // there is room for all that were made
   std::size_t parts_made_ = 0;
   // The program of an expression that was looked at and will be again.
   const Kt_Expr* spare_of_ = nullptr;
   ExprProgram spare_;
-  // What the called names stand for, by their spelling, which messages show.
-  std::unordered_map<std::u16string_view, KnownCall> known_calls_;
+  // What the called names stand for, by their spelling, which messages show; of members apart.
+  std::unordered_map<std::u16string_view, KnownCall> known_calls_[2];
   std::vector<std::pair<std::size_t, Label>> branch_resumes_;  // ranges that go on at a label
   int hidden_scope_ = -1;  // open, but not seen by the step and condition of its loop
   int pending_steps_ = 0;

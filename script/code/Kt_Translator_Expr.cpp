@@ -97,32 +97,49 @@ std::uint16_t Translator::Evaluate(Kt_Expr& expr, std::uint16_t want, const char
 
 // Names and calls ---------------------------------------------------------------------------------
 
-Translator::KnownCall& Translator::CallOf(const Kt_WString& name) {
-  const auto found = known_calls_.find(name.View());
-  if (found != known_calls_.end()) return found->second;
+Translator::KnownCall& Translator::CallOf(const Kt_WString& name, bool is_member) {
+  auto& known = known_calls_[is_member ? 1 : 0];
+  const auto found = known.find(name.View());
+  if (found != known.end()) return found->second;
   KnownCall call{};
   call.site.name = name;
+  if (is_member) call.site.member = 0;
   call.is_bound = BindCall(call.site, script_);
-  return known_calls_.emplace(name.View(), std::move(call)).first->second;
+  return known.emplace(name.View(), std::move(call)).first->second;
 }
 
-std::uint16_t Translator::SiteOf(KnownCall& call) {
-  if (call.number == kNone) {
-    call.number = static_cast<std::uint16_t>(code_.calls.size());
-    code_.calls.push_back(call.site);
-    if (code_.calls.size() >= 0x7F00) GiveUp("too long");
+std::uint16_t Translator::AddSite(const FuncCode::CallSite& site) {
+  code_.calls.push_back(site);
+  if (code_.calls.size() >= 0x7F00) GiveUp("too long");
+  return static_cast<std::uint16_t>(code_.calls.size() - 1);
+}
+
+// A member has a site of its own, which knows where it stands.
+std::uint16_t Translator::SiteOf(Lowering& low, std::size_t call) {
+  KnownCall& known = *low.calls[call];
+  if (known.site.member >= 0) {
+    const auto& members = low.program.members;
+    const auto at = [call](const ExprProgram::Member& member) { return member.call == call; };
+    FuncCode::CallSite site = known.site;
+    site.member = static_cast<int>(code_.members.size());
+    code_.members.push_back({&low.expr, *std::find_if(members.begin(), members.end(), at)});
+    return AddSite(site);
   }
-  return call.number;
+  if (known.number == kNone) known.number = AddSite(known.site);
+  return known.number;
 }
 
 bool Translator::PrepareCalls(Lowering& low) {
+  auto member = low.program.members.begin();
   for (const Kt_WString& name : low.program.calls) {
-    KnownCall& call = CallOf(name);
+    const bool is_member = member != low.program.members.end() && low.calls.size() == member->call;
+    if (is_member) ++member;
+    KnownCall& call = CallOf(name, is_member);
     if (!call.is_bound) {
       low.why = "a call that only the evaluator makes";
       return false;
     }
-    low.runs_code = low.runs_code || call.site.kind != FuncCode::CallKind::kBuiltin;
+    low.runs_code = low.runs_code || is_member || call.site.kind != FuncCode::CallKind::kBuiltin;
     low.calls.push_back(&call);
   }
   return true;
@@ -160,10 +177,33 @@ bool Translator::Prepare(Lowering& low) {
     return false;
   }
   if (!PrepareGlobals(low)) return false;
+  ReadIndexesInPlace(low);
   low.base = temp_floor_;
   for (std::uint16_t temp = 0; temp < low.program.temp_count; ++temp)
     low.places.push_back(NewTemp());
   return true;
+}
+
+// An index is read when its bracket closes and used later. What nothing changes in between need not
+// be kept: a variable of the function, when no call and no step lies there.
+void Translator::ReadIndexesInPlace(Lowering& low) {
+  std::vector<CodeInstr>& instrs = low.program.instrs;
+  const auto is_call = [](const CodeInstr& in) {
+    return in.op == CodeOp::kCall || in.op == CodeOp::kStepBefore || in.op == CodeOp::kStepAfter;
+  };
+  if (std::any_of(instrs.begin(), instrs.end(), is_call)) return;
+  for (std::size_t at = 0; at < instrs.size(); ++at) {
+    CodeInstr& move = instrs[at];
+    if (move.op != CodeOp::kMove || !IsName(move.a)) continue;
+    if (low.names[move.a - kNameBase].kind != Place::Kind::kRegister) continue;
+    for (std::size_t user = at + 1; user < instrs.size(); ++user) {
+      CodeInstr& in = instrs[user];
+      const bool has_index =
+          in.op == CodeOp::kElement || in.op == CodeOp::kIndex || in.op == CodeOp::kTarget;
+      if (has_index && in.b == move.dst) in.b = move.a;
+    }
+    move.a = move.dst;  // nothing to move any more
+  }
 }
 
 // Keeps the program for the next time that the expression is prepared.
@@ -287,7 +327,7 @@ void Translator::EmitRelation(Operator op, bool sense, std::uint16_t a, std::uin
 
 void Translator::LowerCall(Lowering& low, const CodeInstr& in) {
   const std::uint16_t first = in.b > 0 ? low.places[in.a] : low.places[in.dst];
-  const std::uint16_t site = SiteOf(*low.calls[static_cast<std::size_t>(in.extra)]);
+  const std::uint16_t site = SiteOf(low, static_cast<std::size_t>(in.extra));
   // Where the arguments were the result may stay, unless it is an argument of a call itself.
   const bool is_argument =
       std::any_of(low.program.instrs.begin(), low.program.instrs.end(), [&](const CodeInstr& user) {
@@ -302,7 +342,8 @@ void Translator::LowerCall(Lowering& low, const CodeInstr& in) {
   if (in.b == 1 && code_.calls[site].builtin == kHandler<&Kt_ExprObject::_length>) {
     // A variable is looked at where it is.
     Instr& before = code_.instrs.back();
-    if (before.Op() == InstrOp::kMove && before.A() == first && before.B() < temp_base_) {
+    const bool is_moved = before.Op() == InstrOp::kMove || before.Op() == InstrOp::kReceive;
+    if (is_moved && before.A() == first && before.B() < temp_base_) {
       before.Replace(Instr::Of(InstrOp::kLength, dst, before.B(), site));
       return;
     }
@@ -310,6 +351,7 @@ void Translator::LowerCall(Lowering& low, const CodeInstr& in) {
   InstrOp op = InstrOp::kCallScript;
   if (code_.calls[site].kind == FuncCode::CallKind::kBuiltin) op = InstrOp::kCallBuiltin;
   if (code_.calls[site].kind == FuncCode::CallKind::kHost) op = InstrOp::kCallHost;
+  if (code_.calls[site].member >= 0) op = InstrOp::kCallMember;
   (void)Emit(op, first, b, site);
   if (!is_near) (void)Emit(InstrOp::kMove, dst, first);
 }
@@ -319,6 +361,7 @@ void Translator::LowerInstr(Lowering& low, std::size_t at) {
   const std::uint16_t floor = temp_floor_;
   switch (in.op) {
     case CodeOp::kMove: {
+      if (in.a == in.dst) break;
       const Place* const place = IsName(in.a) ? &low.names[in.a - kNameBase] : nullptr;
       if (place != nullptr && place->kind == Place::Kind::kGlobal && !low.runs_code) {
         (void)Emit(InstrOp::kGetGlobal, Target(low, in.dst), place->reg);
@@ -356,6 +399,9 @@ void Translator::LowerInstr(Lowering& low, std::size_t at) {
       (void)Emit(InstrOp::kMore, name);
       break;
     }
+    case CodeOp::kReceive:
+      (void)Emit(InstrOp::kReceive, Target(low, in.dst), Read(low, in.a));
+      break;
     case CodeOp::kRef: {
       const std::uint16_t variable = Variable(low, in.a);
       (void)Emit(InstrOp::kRef, Target(low, in.dst), variable);

@@ -77,8 +77,11 @@ class ProgramMaker {
                       "f(x, f(y, 1))", "same(list[1])", "same(s) + 'a' + same(2)",
                       "change(list, 5)", "change(ref(list), 'q')", "length(change(list, x))",
                       "length(list)", "length(y)", "change(same(list), list[1])"});
-      case 16: return Name() + OneOf({".length", ".size", ".nosuch", ".mid(1)", ".echo(2)"});
-      default: return Element(depth) + OneOf({".length", ".mid(0)", "[0]", "++"});
+      case 16:
+        return Name() +
+               OneOf({".length", ".size", ".nosuch", ".mid(1)", ".echo(2)", ".left(x)",
+                      ".mid(log(1), 1).length", ".length[0]", ".round(probe(2, 's', obj))"});
+      default: return Element(depth) + OneOf({".length", ".mid(0)", "[0]", "++", ".left(y + 1)"});
     }
   }
   std::string Product(int depth) { return Expr(depth - 1) + " * " + Expr(depth - 1); }
@@ -123,7 +126,10 @@ class ProgramMaker {
       case 11:
         return OneOf({"s = s + 1 + 'b' + same(2.5);\n", "s = s + 'c';\n", "x = x + 2 + 1;\n",
                       "local = local + 'd' + probe(0, 'local', 1);\n", "list[0] += 'e';\n",
-                      "g = g + 1;\n", "fresh = x; fresh += 1;\n"});
+                      "g = g + 1;\n", "fresh = x; fresh += 1;\n",
+                      "{ var row = list[2]; row[1] -= 2; row[0] = x; list[2] = row; }\n",
+                      "{ var own = [[x], [y]]; var row = own[1]; row[0] = g; own[1] = row; "
+                      "log(own); }\n"});
       case 12: return "if (" + Expr(2) + ") " + Block(depth) + " else " + Block(depth) + "\n";
       case 13:
         return "for (var " + counter + " = 0; " + counter + " < 3; " + counter + "++) " +

@@ -219,6 +219,86 @@ TEST(Compiled, Appends) {
   }
 }
 
+// A member of a value is a built-in; of an object it is the object's own.
+TEST(Compiled, Members) {
+  const char* const bodies[] = {
+      "return s.mid(1).length + s.length + list.length + x.length + null.length;",
+      "return list[0].round(1) + (x + 1.26).round(1) + 'abc'.left(2) + same(s).right(1);",
+      "return s.left(log(2)).right(1).length;",
+      "return [s.length, list[2].length, obj.length, obj.left(1)];",
+      "if (s.length > 2 && s.left(1) = 't') return 1; return 0;",
+      "s = s + s.left(1) + 'x' + s.length; return s;",
+      "s.length; s.left(1); obj.echo(1); obj.mid(1); obj.length; return s.length();",
+      "return s.nosuch() + unknown.length;",
+      "return unknown.left(1);",
+      "return s.left(probe(1, 's', 5)) + s;",
+      "var v = s; return v.left(probe(1, 'v', obj)) + v.left(1);",
+      "return s.left(probe(1, 's', obj)) + s.left(2) + s.length;",
+      "return list[0].left(probe(5, '', 0));",
+      "var o = obj; return o.echo(1).length + o.size.length + o.left(log(1));",
+      "x.length = 5; return x;",
+      "obj.length = 5; obj.length += 2; return obj.length;",
+      "return s.length++;",
+      "return ++s.length;",
+      "return s.length[0] + x.left(1)[0] + obj.length[0];",
+      "return ref(s).length;",
+      "return f(ref(x), s.length) + f(s.left(2), ref(x).length);",
+      "return s.left(unknown) + obj.left(unknown);",
+      "return s.left() + s.left(1, 2, 3).left(code(9998));",
+      "return g && s.length || obj.left(2);",
+      "switch (s.length) { case list[1].length + 1: return 1; case 4: return s.left(1); }",
+      "var t = s.eval().length; return s.random.length > 0;",
+      "var a = obj.left(probe(2, 'a', 5)); return a;",
+  };
+  for (const char* const body : bodies) {
+    for (const int limit_steps : {300, 2, 4}) {
+      ExpectSame(std::string("var g = 2, list = [1, 'two', [3, 4]], s = 'text';\n"
+                             "function f(x, y) { x = x + 1; return y; }\n"
+                             "function left(v) { return 'own'; }\n"
+                             "function same(v) { return v; }\n"
+                             "function main(x, y) { ") +
+                     body + " }\n",
+                 limit_steps);
+    }
+  }
+}
+
+// A row that goes back to where it came from is not copied; nobody must notice.
+TEST(Compiled, RowsThatGoBack) {
+  const char* const bodies[] = {
+      "row[0] = 9; grid[0] = row; return [grid, row];",
+      "row[0] += 9; grid[0] = row; row[0] = 7; return [grid, row];",
+      "row[0] = 9; grid[1] = row; return [grid, row];",
+      "row[0] = 9; log(grid); grid[0] = row; return grid;",
+      "row[0] = 'x'; row[0] += 'y'; row[1] = null; grid[0] = row; return [grid, row];",
+      "var kept = row; row[0] = 9; grid[0] = row; return [grid, row, kept];",
+      "var kept = grid; row[0] = 9; grid[0] = row; return [grid, row, kept];",
+      "var kept = [grid]; row[0] += 9; grid[0] = row; return [grid, row, kept];",
+      "row[0] = grid[0][1] + 1; grid[0] = row; return grid;",
+      "row[0] = row; grid[0] = row; return grid;",
+      "row[5] = 1; grid[0] = row; row[5] = 2; grid['k'] = row; return grid;",
+      "for (var i = 0; i < 4; i++) { row = grid[i % 2]; row[0] *= 2; grid[i % 2] = row; } return "
+      "grid;",
+      "for (var i = 0; i < 2; i++) { row = grid[i]; row[i] -= 2; grid[i] = row; } return grid;",
+      "row = list[2]; row[0] = 9; list[2] = row; row[1] = 8; list[2] = row; row[1] = 7; return "
+      "row;",
+      "put(ref(grid), 0); put(ref(list), 2); put(grid, 1); return [grid, list];",
+      "var r = ref(row); row[0] = 9; grid[0] = row; return [grid, row];",
+      "row[0] = 9; { var grid = [row]; grid[0] = row; } return grid;",
+      "row[0] = 9; if (x) grid[0] = row; return grid;",
+  };
+  for (const char* const body : bodies) {
+    for (int limit_steps = 30; limit_steps > 2; --limit_steps) {
+      ExpectSame(std::string("var list = [1, 'two', [3, 4]], last;\n"
+                             "function put(v, at) { var row = v[at]; row[0] += 5; v[at] = row; }\n"
+                             "function main(x, y) { var grid = [[1, 2], [x, y]];\n"
+                             "  last = grid; last = 0; var row = grid[0]; ") +
+                     body + " }\n",
+                 limit_steps);
+    }
+  }
+}
+
 // Labels that go into a table, and those that may not; what stands in no table is compared.
 TEST(Compiled, ConstantLabels) {
   const char* const labels[] = {
