@@ -896,16 +896,20 @@ run:
     const Kt_Variant& list = Held(KT_R(in.A()));
     const Kt_Variant& index = KT_X(in.B());
     const Kt_Variant& value = KT_X(in.C());
-    if (KT_LIKELY(index.IsLong() && list.IsList())) {
-      const Kt_Variant* const item = list.ListItem(index.AsLong());
-      if (KT_LIKELY(item != nullptr && IsNumberOrText(value) && IsNumberOrText(*item) &&
-                    (!list.IsContentShared() || KT_IS_PUT_BACK(in.A())))) {
+    const Kt_Variant* const item = index.IsLong() ? list.ListItem(index.AsLong()) : nullptr;
+    if (KT_LIKELY(item != nullptr)) {
+      if (KT_LIKELY(!value.IsCounted() && !item->IsCounted() && !list.IsContentShared())) {
+        *const_cast<Kt_Variant*>(item) = value;
+        KT_NEXT();
+      }
+      if (IsNumberOrText(value) && IsNumberOrText(*item) &&
+          (!list.IsContentShared() || KT_IS_PUT_BACK(in.A()))) {
         *const_cast<Kt_Variant*>(item) = value;
         if (KT_UNLIKELY(value.IsCounted())) KT_DROP_TEXT(in.C());
         KT_NEXT();
       }
       // Where it came from, a list need not be stored.
-      if (item != nullptr && AreOneList(*item, value) && in.C() < frame->code->temp_base) KT_NEXT();
+      if (AreOneList(*item, value) && in.C() < frame->code->temp_base) KT_NEXT();
     }
     KT_SLOW(SetElement(*frame, in));
   }
@@ -1057,7 +1061,7 @@ run:
     Kt_Variant& chosen = KT_R(in.A());
     const std::int32_t target = frame->code->choices[in.B()].Find(chosen);
     if (KT_LIKELY(target != ChoiceTable::kAsk)) {
-      chosen.Clear();  // a number or a text
+      if (in.A() >= frame->code->temp_base) chosen.Clear();  // a number or a text
       pc = frame->code->instrs.data() + target;
     }
     KT_NEXT();

@@ -600,7 +600,16 @@ void Translator::Choose(const Kt_ScriptOpSwitch& labels, std::uint16_t chosen,
     table.push_back({label_value, static_cast<std::int32_t>(body)});
   }
   if (table.size() < kLeast) return;
-  (void)Emit(InstrOp::kChoose, chosen, static_cast<std::uint16_t>(code_.choices.size()));
+  const auto number = static_cast<std::uint16_t>(code_.choices.size());
+  Instr& before = code_.instrs.back();
+  if (before.Op() == InstrOp::kMove && before.A() == chosen && before.B() < temp_base_) {
+    // A variable is looked at where it is.
+    const Instr move = before;
+    before.Replace(Instr::Of(InstrOp::kChoose, move.B(), number, 0));
+    (void)Emit(InstrOp::kMove, chosen, move.B());
+  } else {
+    (void)Emit(InstrOp::kChoose, chosen, number);
+  }
   code_.choices.emplace_back(std::move(table), static_cast<std::int32_t>(none));
 }
 
