@@ -183,11 +183,12 @@ int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& str
   AddFunctions(app, action);
   AddRepl(app, action);
   AddShow(app, action);
+  AddTest(app, action);
   std::int64_t megabytes = 0;
-  for (const char* const name : {"run", "eval", "check", "repl", "show"}) {
+  for (const char* const name : {"run", "eval", "check", "repl", "show", "test"}) {
     AddMemoryOption(*app.get_subcommand(name), megabytes);
   }
-  for (const char* const name : {"run", "eval", "check", "show"}) {
+  for (const char* const name : {"run", "eval", "check", "show", "test"}) {
     AddSandboxFlag(*app.get_subcommand(name));
   }
 
@@ -195,6 +196,11 @@ int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& str
   if (const CLI::App* const command = FindCommand(app, arguments[0])) {
     if (arguments[0] == "run") ProtectScriptArguments(*command, arguments);
     if (arguments[0] == "eval") ProtectExpression(*command, arguments);
+    // Alone it takes no value: what stands behind it is a file.
+    if (arguments[0] == "test") {
+      std::replace(arguments.begin(), arguments.end(), std::string("--coverage"),
+                   std::string("--coverage=text"));
+    }
     ProtectValues(*command, arguments);
   }
   // The messages of `kt check` are its result.

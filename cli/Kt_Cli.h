@@ -37,6 +37,7 @@ void AddFmt(CLI::App& app, Action& action);
 void AddFunctions(CLI::App& app, Action& action);
 void AddRepl(CLI::App& app, Action& action);
 void AddShow(CLI::App& app, Action& action);
+void AddTest(CLI::App& app, Action& action);
 
 // What `kt functions NAME` prints; false, and nothing printed, when there is no such function.
 bool ExplainFunction(const std::string& name, std::ostream& out);

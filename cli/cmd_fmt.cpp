@@ -2,14 +2,16 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
+#include <new>
 #include <ostream>
 
+#include "classlib/base/Kt_Memory.h"
 #include "cli/Kt_Cli.h"
 #include "cli/Kt_Diagnostic.h"
+#include "cli/Kt_Diff.h"
 #include "cli/Kt_File.h"
 #include "cli/Kt_Options.h"
 #include "cli/Kt_Report.h"
-#include "cli/fmt/Kt_Diff.h"
 #include "cli/fmt/Kt_Format.h"
 #include "script/Kt_Script.h"
 #include "script/Kt_SyntaxErrors.h"
@@ -86,6 +88,7 @@ int FormatFile(const std::string& file, const Options& options, Streams streams)
   if (HasFault(file, text, streams)) return kScriptFault;
   const std::optional<Kt_WString> formatted = FormatScript(text, options.width);
   if (!formatted || !SameScript(text, *formatted)) {
+    if (kt::TakeMemoryFailure()) throw std::bad_alloc();
     return Fail(file, "left as it is: it cannot be laid out without changing what it means",
                 streams);
   }

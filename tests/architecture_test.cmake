@@ -12,7 +12,7 @@ set(rooms
   classlib/base classlib/text classlib/value classlib/xml classlib/store classlib/formats
   classlib/domain
   expr object script script/code dataset dataset/methods dataset/rows reference host
-  capi cli cli/data cli/fmt cli/show cli/repl
+  capi cli cli/data cli/fmt cli/show cli/repl cli/test
   bench fuzz examples python)
 
 # Which rooms the headers and sources of a room may name, by include or by declaration, beside
@@ -37,10 +37,11 @@ set(allowed_dataset/methods ${all_classlib} expr object script dataset dataset/r
 set(allowed_dataset/rows ${values} classlib/store expr object script dataset dataset/methods)
 set(allowed_reference ${values} object dataset dataset/methods)
 set(allowed_host ${all_classlib} ${engine})
-set(allowed_cli ${all_classlib} ${engine} cli/data cli/fmt cli/show cli/repl)
+set(allowed_cli ${all_classlib} ${engine} cli/data cli/fmt cli/show cli/repl cli/test)
 set(allowed_cli/data ${all_classlib} ${engine} cli cli/show)
 set(allowed_cli/fmt ${all_classlib} ${engine} cli)
 set(allowed_cli/show ${all_classlib} ${engine} cli cli/data)
+set(allowed_cli/test ${all_classlib} ${engine} cli cli/data cli/show)
 set(allowed_cli/repl ${all_classlib} ${engine} cli cli/data cli/show)
 foreach(folder bench capi fuzz examples python)
   set(allowed_${folder} ${all_classlib} ${engine} capi host)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <random>
 
-#include "cli/fmt/Kt_Diff.h"
+#include "cli/Kt_Diff.h"
 #include "cli/fmt/Kt_Format.h"
 #include "cli_test_util.h"
 #include "common/program_maker.h"

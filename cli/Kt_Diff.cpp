@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "cli/fmt/Kt_Diff.h"
+#include "cli/Kt_Diff.h"
 
 #include <fmt/format.h>
 
