@@ -6,7 +6,6 @@
 #include <string_view>
 
 #include "classlib/base/Kt_NativeStack.h"
-#include "cli/fmt/Kt_ExprPieces.h"
 #include "cli/fmt/Kt_StatementPieces.h"
 #include "expr/Kt_ExprUtil.h"
 #include "script/Kt_ScriptUtil.h"
@@ -309,7 +308,6 @@ kt_long Formatter::Function(Range rest) {
 // Statements --------------------------------------------------------------------------------------
 
 void Formatter::Body(Range body, int indent, int label_column) {
-  if (!kt_hasstack()) throw NoStructure();
   for (;;) {
     body.begin = Gap(body, indent, label_column);
     if (body.begin >= body.end) return;

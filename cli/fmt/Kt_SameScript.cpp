@@ -3,6 +3,7 @@
 #include <string_view>
 #include <vector>
 
+#include "classlib/base/Kt_NativeStack.h"
 #include "cli/fmt/Kt_ExprPieces.h"
 #include "cli/fmt/Kt_Format.h"
 #include "cli/fmt/Kt_StatementPieces.h"
@@ -57,7 +58,7 @@ bool SameOp(const Kt_ScriptOp& a, const Kt_ScriptOp& b) {
 }
 
 bool SameOps(const Kt_ScriptOpList& a, const Kt_ScriptOpList& b) {
-  if (a.GetCount() != b.GetCount()) return false;
+  if (a.GetCount() != b.GetCount() || !kt_hasstack()) return false;
   for (kt_long at = 0; at < a.GetCount(); ++at) {
     if (!SameOp(a[at], b[at])) return false;
   }

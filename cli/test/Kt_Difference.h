@@ -13,7 +13,7 @@ namespace kt::cli {
 //   3 is not 4
 //   item [2][0]: 'a' is not 'b'
 //   3 items, not 2
-//   differs from character 61 on: '...lazy dog' is not '...lazy cat'
+//   differs from character 61 on: '...er the lazy dog' is not '...er the lazy cat'
 //
 // Texts of several lines are compared as files, the first value being the new one.
 std::string DifferenceOf(const Kt_Variant& actual, const Kt_Variant& expected);
