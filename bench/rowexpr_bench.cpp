@@ -5,6 +5,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cctype>
+#include <cmath>
 #include <memory>
 #include <string>
 #include <vector>
@@ -96,6 +97,8 @@ void Plain(benchmark::State& state, Row row) {
 double Product(double price, kt_long qty) { return price * qty; }
 double PriceOfMany(double price, kt_long qty) { return qty > 5 ? price : 0; }
 
+double RootOf(double price, kt_long qty) { return std::sqrt(std::fabs(price)) * (qty > 5 ? 2 : 1); }
+
 void BM_SumProduct(benchmark::State& state) {
   Call(state, u"Sum", {u"price * qty"}, Total(Product));
 }
@@ -149,6 +152,11 @@ void BM_CaseCountTexts_Evaluated(benchmark::State& state) {
 void BM_CaseCountFunction(benchmark::State& state) {
   Call(state, u"CaseCount", {u"abs(price) < 0"}, 0);
 }
+
+void BM_SumFunctions(benchmark::State& state) {
+  Call(state, u"Sum", {u"sqrt(abs(price)) * iif(qty > 5, 2, 1)"}, Total(RootOf));
+}
+void BM_SumFunctions_Plain(benchmark::State& state) { Plain(state, RootOf); }
 
 // With and without the plain part: what is hidden as one flag per row.
 void BM_Filter(benchmark::State& state) {
@@ -278,6 +286,8 @@ KT_ROWS(BM_CaseCountTexts);
 KT_ROWS(BM_CaseCountTexts_Plain);
 KT_ROWS(BM_CaseCountTexts_Evaluated);
 KT_ROWS(BM_CaseCountFunction);
+KT_ROWS(BM_SumFunctions);
+KT_ROWS(BM_SumFunctions_Plain);
 KT_ROWS(BM_NullsSum);
 KT_ROWS(BM_NullsSum_Plain);
 KT_ROWS(BM_NullsCaseSum);

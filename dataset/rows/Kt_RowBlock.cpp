@@ -26,7 +26,9 @@
 #include <cmath>
 #include <cstring>
 #include <functional>
+#include <limits>
 #include <numeric>
+#include <span>
 #include <type_traits>
 
 #include "classlib/store/Kt_RowReader.h"
@@ -151,6 +153,8 @@ struct RowBlock::Kernels {
     kt_long* const out = step.out->own_longs.data();
     const std::size_t count = block.count_;
     for (std::size_t at = 0; at < count; ++at) out[at] = Op()(left[at], right[at]) ? 1 : 0;
+    if (step.null_rule < 0) return;
+    block.FixNulls(block.null_rules_[static_cast<std::size_t>(step.null_rule)], out);
   }
 
   // The end of an && or ||, of which out may be the left side; and a !, which has only a right one.
@@ -173,27 +177,70 @@ struct RowBlock::Kernels {
   // The left side of an && or ||.
   template <bool kSettles, class T>
   static void Test(RowBlock& block, const Step& step) {
-    RowMask& mask = block.masks_[static_cast<std::size_t>(step.mask)];
-    if (step.opens) mask.Open();
     const T* const from = Of<T>(*step.left);
-    mask.Settle(from, block.count_, kSettles);
-    if constexpr (std::is_same_v<T, kt_long>) {
-      if (step.left != step.out) std::copy_n(from, block.count_, step.out->own_longs.data());
-    } else {
-      if (step.left != step.out) std::copy_n(from, block.count_, step.out->own_doubles.data());
+    if (step.mask >= 0) {
+      RowMask& mask = block.masks_[static_cast<std::size_t>(step.mask)];
+      if (step.opens) mask.Open();
+      mask.Settle(from, block.count_, kSettles);
     }
+    if (step.left != step.out) std::copy_n(from, block.count_, step.out->template OwnOf<T>());
   }
 
   template <class T>
   static void OfTexts(RowBlock& block, const Step& step) {
     TextMemo& memo = block.memos_[static_cast<std::size_t>(step.memo)];
-    T* out;
-    if constexpr (std::is_same_v<T, kt_long>) {
-      out = step.out->own_longs.data();
-    } else {
-      out = step.out->own_doubles.data();
-    }
+    T* const out = step.out->template OwnOf<T>();
     memo.Read(block.records_.data(), block.count_, out, block.marks_.data());
+  }
+
+  template <class T>
+  static void Move(RowBlock& block, const Step& step) {
+    std::copy_n(Of<T>(*step.left), block.count_, step.out->template OwnOf<T>());
+  }
+
+  // Functions of numbers read every number as a double.
+  template <class A>
+  static void CallOne(RowBlock& block, const Step& step) {
+    const A* const arg = Of<A>(*step.left);
+    const auto function = step.function->of_one;
+    double* const out = step.out->own_doubles.data();
+    const std::size_t count = block.count_;
+    for (std::size_t at = 0; at < count; ++at) out[at] = function(static_cast<double>(arg[at]));
+  }
+  template <class A, class B>
+  static void CallTwo(RowBlock& block, const Step& step) {
+    const A* const left = Of<A>(*step.left);
+    const B* const right = Of<B>(*step.right);
+    const auto function = step.function->of_two;
+    double* const out = step.out->own_doubles.data();
+    const std::size_t count = block.count_;
+    for (std::size_t at = 0; at < count; ++at) {
+      out[at] = function(static_cast<double>(left[at]), static_cast<double>(right[at]));
+    }
+  }
+
+  // least and greatest of two numbers of one kind: NaN only when there is nothing else.
+  template <class Better, class T>
+  static void Extreme(RowBlock& block, const Step& step) {
+    const T* const left = Of<T>(*step.left);
+    const T* const right = Of<T>(*step.right);
+    T* const out = step.out->template OwnOf<T>();
+    const std::size_t count = block.count_;
+    for (std::size_t at = 0; at < count; ++at) {
+      const bool takes_right = (left[at] != left[at]) | Better()(right[at], left[at]);
+      out[at] = takes_right ? right[at] : left[at];
+    }
+  }
+
+  // iif: one of two numbers of one kind.
+  template <class C, class T>
+  static void Choose(RowBlock& block, const Step& step) {
+    const C* const condition = Of<C>(*step.left);
+    const T* const yes = Of<T>(step.left[1]);
+    const T* const no = Of<T>(step.left[2]);
+    T* const out = step.out->template OwnOf<T>();
+    const std::size_t count = block.count_;
+    for (std::size_t at = 0; at < count; ++at) out[at] = condition[at] != 0 ? yes[at] : no[at];
   }
 
   // ---- The kernel of an operation for sides of two kinds
@@ -247,6 +294,22 @@ struct RowBlock::Kernels {
     });
   }
 
+  static Kernel ForCall(bool has_two, bool left_is_long, bool right_is_long) {
+    if (!has_two) return left_is_long ? &CallOne<kt_long> : &CallOne<double>;
+    return ByKinds(left_is_long, right_is_long,
+                   []<class A, class B>(A, B) -> Kernel { return &CallTwo<A, B>; });
+  }
+  static Kernel ForExtreme(bool is_greatest, bool is_long) {
+    if (is_long) {
+      return is_greatest ? &Extreme<std::greater<>, kt_long> : &Extreme<std::less<>, kt_long>;
+    }
+    return is_greatest ? &Extreme<std::greater<>, double> : &Extreme<std::less<>, double>;
+  }
+  static Kernel ForChoice(bool condition_is_long, bool is_long) {
+    return ByKinds(condition_is_long, is_long,
+                   []<class C, class T>(C, T) -> Kernel { return &Choose<C, T>; });
+  }
+
   static Kernel ForTest(bool settles, bool is_long) {
     if (settles) return is_long ? &Test<true, kt_long> : &Test<true, double>;
     return is_long ? &Test<false, kt_long> : &Test<false, double>;
@@ -262,6 +325,7 @@ void RowBlock::Lane::Own(bool as_long) {
   is_known = true;
   stays_double = false;
   part = -1;
+  name_index = -1;
   is_long = as_long;
   if (as_long) {
     own_longs.resize(kRowsPerBlock);
@@ -290,6 +354,8 @@ bool RowBlock::Plan(const std::vector<RowName>& names) {
     Lane& lane = consts_.emplace_back();
     // The empty left side of a sign is the long 0 in arithmetic.
     if (!value.IsLong() && !value.IsDouble() && !value.IsEmpty()) continue;
+    // Both ways: a long beside doubles is read as one.
+    lane.Own(value.IsDouble());
     lane.Own(!value.IsDouble());
     lane.stays_double = value.IsDouble();
     lane.single = value;
@@ -325,6 +391,11 @@ RowBlock::Lane* RowBlock::LaneOf(std::uint16_t operand) {
   if (IsTemp(operand)) return &temps_[operand];
   if (IsConst(operand)) return &consts_[operand - kConstBase];
   return &names_[operand - kNameBase];
+}
+
+// A constant beside doubles has been made one.
+bool RowBlock::IsReadAsLong(std::uint16_t operand, std::uint16_t other) {
+  return LaneOf(operand)->is_long && !(IsConst(operand) && !LaneOf(other)->is_long);
 }
 
 bool RowBlock::IsEmptyConst(std::uint16_t operand) const {
@@ -401,7 +472,70 @@ bool RowBlock::MakeNumber(std::uint16_t operand) {
   return true;
 }
 
+// The argument of a call. A null stays one.
+bool RowBlock::PlanMove(const CodeInstr& in) {
+  if (!MakeNumber(in.a) || !IsNumber(in.a) || IsEmptyConst(in.a)) return false;
+  const Lane& from = *LaneOf(in.a);
+  Lane& to = temps_[in.dst];
+  to.Own(from.is_long);
+  to.stays_double = from.stays_double;
+  to.name_index = NameOf(in.a);
+  const Kernel kernel = from.is_long ? &Kernels::Move<kt_long> : &Kernels::Move<double>;
+  steps_.push_back({kernel, &from, nullptr, &to, in.op});
+  return true;
+}
+
+RowBlock::Step& RowBlock::AddCall(const CodeInstr& in, const DirectFunc* function, Kernel kernel,
+                                  bool gives_long) {
+  temps_[in.dst].Own(gives_long);
+  Step& step = steps_.emplace_back(
+      Step{kernel, &temps_[in.a], &temps_[in.a + in.b - 1], &temps_[in.dst], in.op});
+  step.function = function;
+  step.arg_count = in.b;
+  return step;
+}
+
+bool RowBlock::PlanCall(const CodeInstr& in) {
+  const DirectFunc* const function =
+      FindDirectFunc(calls_[static_cast<std::size_t>(in.extra)].function);
+  if (function == nullptr || in.b == 0) return false;
+  for (std::uint16_t arg = 0; arg < in.b; ++arg) {
+    const auto operand = static_cast<std::uint16_t>(in.a + arg);
+    if (!MakeNumber(operand) || !IsNumber(operand)) return false;
+  }
+  if (function->kind != DirectFunc::Kind::kNumbers) return PlanChoice(in, function);
+  const bool has_two = in.b == 2;
+  if (in.b > 2 || (has_two ? function->of_two == nullptr : function->of_one == nullptr)) {
+    return false;
+  }
+  const bool right_is_long = temps_[in.a + in.b - 1].is_long;
+  AddCall(in, function, Kernels::ForCall(has_two, temps_[in.a].is_long, right_is_long), false);
+  temps_[in.dst].stays_double = true;
+  return true;
+}
+
+// A null is not 0 where it may be the result, and as a condition is false, which 0 is too.
+bool RowBlock::PlanChoice(const CodeInstr& in, const DirectFunc* function) {
+  using Kind = DirectFunc::Kind;
+  const bool is_iif = function->kind == Kind::kIif;
+  if (function->kind == Kind::kTexts || in.b != (is_iif ? 3 : 2)) return false;
+  const auto yes = static_cast<std::uint16_t>(in.a + (is_iif ? 1 : 0));
+  const auto no = static_cast<std::uint16_t>(yes + 1);
+  const bool is_long = temps_[yes].is_long;
+  if (temps_[no].is_long != is_long) return false;
+  MarkNullsOf(yes);
+  MarkNullsOf(no);
+  const bool stays_double = temps_[yes].stays_double && temps_[no].stays_double;
+  const Kernel kernel = is_iif ? Kernels::ForChoice(temps_[in.a].is_long, is_long)
+                               : Kernels::ForExtreme(function->kind == Kind::kGreatest, is_long);
+  AddCall(in, function, kernel, is_long);
+  temps_[in.dst].stays_double = stays_double;
+  return true;
+}
+
 bool RowBlock::PlanInstr(const CodeInstr& in) {
+  if (in.op == CodeOp::kMove) return PlanMove(in);
+  if (in.op == CodeOp::kCall) return PlanCall(in);
   const bool has_left = in.op != CodeOp::kNot;
   const bool has_right = !IsTest(in.op) && in.op != CodeOp::kReturn;
   if ((has_left && !MakeNumber(in.a)) || (has_right && !MakeNumber(in.b))) return false;
@@ -436,13 +570,20 @@ void RowBlock::PlanArithmetic(const CodeInstr& in) {
   const bool stays_double = left.stays_double || right.stays_double || in.op == CodeOp::kDiv;
   if (!stays_double && !left.is_long) MarkNullsOf(in.a);
   if (!stays_double && !right.is_long) MarkNullsOf(in.b);
-  const Kernel kernel = Kernels::ForArithmetic(in.op, left.is_long, right.is_long);
+  const Kernel kernel =
+      Kernels::ForArithmetic(in.op, IsReadAsLong(in.a, in.b), IsReadAsLong(in.b, in.a));
   AddStep(in, kernel, left.is_long && right.is_long && in.op != CodeOp::kDiv);
   temps_[in.dst].stays_double = stays_double;
 }
 
+// The name whose values, nulls among them, an operand has; -1: none.
+int RowBlock::NameOf(std::uint16_t operand) {
+  return operand >= kNameBase ? operand - kNameBase : LaneOf(operand)->name_index;
+}
+
 void RowBlock::MarkNullsOf(std::uint16_t operand) {
-  if (operand >= kNameBase) names_[operand - kNameBase].marks_nulls = true;
+  const int name = NameOf(operand);
+  if (name >= 0) names_[static_cast<std::size_t>(name)].marks_nulls = true;
 }
 
 bool RowBlock::PlanReturn(const CodeInstr& in) {
@@ -455,10 +596,65 @@ bool RowBlock::PlanReturn(const CodeInstr& in) {
 bool RowBlock::PlanRelation(const CodeInstr& in) {
   if (!IsNumber(in.a) || !IsNumber(in.b)) return false;
   if (IsEmptyConst(in.a) || IsEmptyConst(in.b)) return false;
-  MarkNullsOf(in.a);
-  MarkNullsOf(in.b);
-  AddStep(in, Kernels::ForRelation(in.op, LaneOf(in.a)->is_long, LaneOf(in.b)->is_long), true);
+  const int null_rule = PlanNulls(in);
+  const bool left_is_long = IsReadAsLong(in.a, in.b);
+  const bool right_is_long = IsReadAsLong(in.b, in.a);
+  AddStep(in, Kernels::ForRelation(in.op, left_is_long, right_is_long), true).null_rule = null_rule;
   return true;
+}
+
+// What a null gives beside any number, the operators say themselves. Where that is not one answer
+// the rows are marked.
+int RowBlock::PlanNulls(const CodeInstr& in) {
+  const int left = NameOf(in.a);
+  const int right = NameOf(in.b);
+  if (left < 0 && right < 0) return -1;
+  NullRule rule{};
+  if (!GivesOneForNull(in, true, false, rule.left_is_null) ||
+      !GivesOneForNull(in, false, true, rule.right_is_null) ||
+      !GivesOneForNull(in, true, true, rule.both_are_null)) {
+    MarkNullsOf(in.a);
+    MarkNullsOf(in.b);
+    return -1;
+  }
+  const auto listed = [this](int name) -> const NameLane* {
+    if (name < 0) return nullptr;
+    NameLane& lane = names_[static_cast<std::size_t>(name)];
+    lane.lists_nulls = true;
+    return &lane;
+  };
+  rule.left = listed(left);
+  rule.right = listed(right);
+  null_rules_.push_back(rule);
+  return static_cast<int>(null_rules_.size()) - 1;
+}
+
+bool RowBlock::GivesOneForNull(const CodeInstr& in, bool left_is_null, bool right_is_null,
+                               kt_long& result) const {
+  constexpr double kInfinity = std::numeric_limits<double>::infinity();
+  Kt_Variant first;
+  for (const double number : {0.0, 1.0, -1.0, kInfinity, -kInfinity, std::nan("")}) {
+    const Kt_Variant beside(number);
+    Kt_Variant value;
+    const kt_long code = kt::Compute(OperatorOf(in.op), left_is_null ? Kt_Variant() : beside,
+                                     right_is_null ? Kt_Variant() : beside, value);
+    if (code != kOk || !value.IsLong()) return false;
+    if (first.IsEmpty()) first = value;
+    if (first.AsLong() != value.AsLong()) return false;
+  }
+  result = first.AsLong();
+  return true;
+}
+
+// Whether a long that settles a test stays what it is up to the landing: 0 in && alone, 1 in ||
+// alone.
+bool RowBlock::EndsAsItIsSettled(const CodeInstr& test) const {
+  const bool is_and = test.op == CodeOp::kTestAnd;
+  const CodeInstr* const landing = program_.instrs.data() + test.extra;
+  return std::all_of(&test + 1, landing, [&](const CodeInstr& in) {
+    const bool is_other = in.op == (is_and ? CodeOp::kOr : CodeOp::kAnd);
+    return in.dst != test.dst || !is_other;
+  });
 }
 
 void RowBlock::PlanTest(const CodeInstr& in) {
@@ -466,7 +662,7 @@ void RowBlock::PlanTest(const CodeInstr& in) {
   Step& step = AddStep(in, Kernels::ForTest(in.op == CodeOp::kTestOr, is_long), is_long);
   step.landing = static_cast<std::size_t>(in.extra);
   step.mask = FindMask(in.dst);
-  if (step.mask >= 0) return;
+  if (step.mask >= 0 || (is_long && EndsAsItIsSettled(in))) return;
   step.opens = true;
   step.mask = static_cast<int>(masks_.size());
   masks_.emplace_back();
@@ -534,7 +730,13 @@ void RowBlock::LoadName(NameLane& lane) {
     return;
   }
   if (lane.is_text) return;  // a null is a text of its own there
-  if (lane.marks_nulls && column->NullCount() != 0) MarkNulls(*column);
+  lane.nulls.clear();
+  if (column->NullCount() != 0 && (lane.marks_nulls || lane.lists_nulls)) {
+    ForEachNull(*column, [&](std::size_t at) {
+      if (lane.marks_nulls) marks_[at] |= kAgain;
+      if (lane.lists_nulls) lane.nulls.push_back(static_cast<std::uint16_t>(at));
+    });
+  }
   if (lane.name.kind == RowName::Kind::kLongs) {
     const kt_long* const cells = column->Cells<Kt_Column::Longs>().data();
     lane.longs = Gathered(cells, lane.own_longs.data());
@@ -545,9 +747,10 @@ void RowBlock::LoadName(NameLane& lane) {
 }
 
 // REQUIRES: the column has nulls.
-void RowBlock::MarkNulls(const Kt_Column& column) {
+template <class Note>
+void RowBlock::ForEachNull(const Kt_Column& column, Note note) const {
   for (std::size_t at = 0; at < count_ && !is_dense_; ++at) {
-    marks_[at] |= static_cast<std::uint8_t>(column.IsNull(records_[at]) ? kAgain : kPlain);
+    if (column.IsNull(records_[at])) note(at);
   }
   if (!is_dense_) return;
   const std::size_t first = records_[0];
@@ -555,8 +758,19 @@ void RowBlock::MarkNulls(const Kt_Column& column) {
   for (std::size_t word = first / 64; word * 64 < end; ++word) {
     for (std::uint64_t bits = column.Nulls()[word]; bits != 0; bits &= bits - 1) {
       const std::size_t record = word * 64 + static_cast<std::size_t>(std::countr_zero(bits));
-      if (record >= first && record < end) marks_[record - first] |= kAgain;
+      if (record >= first && record < end) note(record - first);
     }
+  }
+}
+
+void RowBlock::FixNulls(const NullRule& rule, kt_long* out) const {
+  if (rule.left != nullptr) {
+    for (const std::uint16_t at : rule.left->nulls) out[at] = rule.left_is_null;
+  }
+  if (rule.right == nullptr) return;
+  for (const std::uint16_t at : rule.right->nulls) {
+    const bool both = rule.left != nullptr && std::ranges::binary_search(rule.left->nulls, at);
+    out[at] = both ? rule.both_are_null : rule.right_is_null;
   }
 }
 
@@ -590,6 +804,10 @@ void RowBlock::ComputeRow(std::size_t at) {
     Kt_Variant& out = step.out->single;
     if (step.memo >= 0) {
       out = memos_[static_cast<std::size_t>(step.memo)].Number(records_[at]);
+    } else if (step.op == CodeOp::kMove) {
+      out = step.left->single;
+    } else if (step.op == CodeOp::kCall) {
+      ComputeCall(step, out);
     } else if (!IsTest(step.op)) {
       if (Compute(OperatorOf(step.op), step.left->single, step.right->single, out) != kOk) return;
     } else if (const bool is_true = IsConditionTrue(step.left->single);
@@ -607,6 +825,20 @@ void RowBlock::ComputeRow(std::size_t at) {
     marks_[at] = value.IsLong() == result_->is_long ? kPlain : kOther;
     (marks_[at] == kPlain ? *result_ : other_).Store(at, value);
   }
+}
+
+// As the handlers of the functions do it: of an empty value the number is 0.
+void RowBlock::ComputeCall(const Step& step, Kt_Variant& value) {
+  if (step.function->kind != DirectFunc::Kind::kNumbers) {
+    std::array<Kt_Variant, 3> args;
+    for (std::size_t arg = 0; arg < step.arg_count; ++arg) args[arg] = step.left[arg].single;
+    value.Clear();
+    step.function->of_values(Kt_FuncArgs(std::span(args.data(), step.arg_count)), value);
+    return;
+  }
+  const double first = step.left->single.ToDouble();
+  value = step.arg_count == 1 ? step.function->of_one(first)
+                              : step.function->of_two(first, step.right->single.ToDouble());
 }
 
 void RowBlock::ReadSingle(NameLane& lane, std::size_t at) const {

@@ -4,11 +4,13 @@
 #include <array>
 #include <deque>
 #include <memory>
+#include <type_traits>
 #include <vector>
 
 #include "dataset/rows/Kt_RowNames.h"
 #include "dataset/rows/Kt_TextPart.h"
 #include "expr/Kt_ExprProgram.h"
+#include "object/Kt_DirectFuncs.h"
 
 class Kt_Dataset;
 
@@ -20,8 +22,9 @@ inline constexpr kt_long kRowsPerBlock = 1024;
 //
 // A single row jumps over the right side then; a block cannot, as other rows need it. So all rows
 // go through the right side, whatever it gives for the settled ones, and where the operation ends
-// their values are put back. Nested operations of one kind, `a && b && c`, share their mask: what
-// `a` settled stays settled.
+// their values are put back. Nested operations, `a && b && c`, share their mask: what `a` settled
+// stays settled. No mask is needed where a long settles a chain of && alone or of || alone: 0 && x
+// is 0 whatever x is.
 class RowMask {
  public:
   // No row is settled.
@@ -91,13 +94,22 @@ class RowBlock {
     bool is_known = false;  // holds numbers
     // Doubles in every row, also where an operand is null: null counts as the long 0.
     bool stays_double = false;
-    int part = -1;  // of parts_: what it is, and holds no numbers yet; -1: none
+    int part = -1;        // of parts_: what it is, and holds no numbers yet; -1: none
+    int name_index = -1;  // of names_: whose values these are, nulls among them; -1: no name's
     const kt_long* longs = nullptr;
     const double* doubles = nullptr;
     std::vector<kt_long> own_longs;
     std::vector<double> own_doubles;
     Kt_Variant single;  // the value in one row, while that is computed again
 
+    template <class T>
+    T* OwnOf() {
+      if constexpr (std::is_same_v<T, kt_long>) {
+        return own_longs.data();
+      } else {
+        return own_doubles.data();
+      }
+    }
     // Stores a number of the lane's kind. What is no memory of its own holds it already.
     void Store(std::size_t at, const Kt_Variant& number);
     // Makes it one of its own numbers of that kind.
@@ -106,9 +118,20 @@ class RowBlock {
   struct NameLane : Lane {
     RowName name;
     bool is_text = false;
-    bool marks_nulls = false;  // somewhere null and 0 differ
+    bool marks_nulls = false;          // somewhere null and 0 differ
+    bool lists_nulls = false;          // for relations
+    std::vector<std::uint16_t> nulls;  // the rows of the block that have none
   };
-  // One instruction with its kernel, which is chosen by the kinds of both sides.
+  // What a relation gives in rows whose left side is null, the right one, or both.
+  struct NullRule {
+    const NameLane* left;  // null: never
+    const NameLane* right;
+    kt_long left_is_null;
+    kt_long right_is_null;
+    kt_long both_are_null;
+  };
+  // One instruction with its kernel, which is chosen by the kinds of its operands. Those of a call
+  // follow one another from `left` on.
   struct Step;
   using Kernel = void (*)(RowBlock& block, const Step& step);
   struct Step {
@@ -119,8 +142,11 @@ class RowBlock {
     CodeOp op;
     int mask = -1;            // of masks_; -1: none
     bool opens = false;       // the mask
+    int null_rule = -1;       // of null_rules_; -1: none
     std::size_t landing = 0;  // of a test: the step to go on with when it settles the operation
     int memo = -1;
+    const DirectFunc* function = nullptr;  // of a call
+    std::uint16_t arg_count = 0;           // likewise
   };
   // A mask from its first test until the instruction `landing`.
   struct OpenMask {
@@ -138,24 +164,37 @@ class RowBlock {
   bool PlanPart(std::size_t at);
   bool TakeInPart(std::uint16_t operand, TextPart& part);
   bool MakeNumber(std::uint16_t operand);
+  bool PlanMove(const CodeInstr& in);
+  bool PlanCall(const CodeInstr& in);
+  bool PlanChoice(const CodeInstr& in, const DirectFunc* function);
+  Step& AddCall(const CodeInstr& in, const DirectFunc* function, Kernel kernel, bool gives_long);
   bool PlanRelation(const CodeInstr& in);
   void PlanArithmetic(const CodeInstr& in);
+  int PlanNulls(const CodeInstr& in);
+  bool GivesOneForNull(const CodeInstr& in, bool left_is_null, bool right_is_null,
+                       kt_long& result) const;
+  int NameOf(std::uint16_t operand);
   void MarkNullsOf(std::uint16_t operand);
   void PlanTest(const CodeInstr& in);
+  bool EndsAsItIsSettled(const CodeInstr& test) const;
   bool PlanReturn(const CodeInstr& in);
   Step& AddStep(const CodeInstr& in, Kernel kernel, bool gives_long);
   int FindMask(std::uint16_t temp) const;
   Lane* LaneOf(std::uint16_t operand);
   bool IsNumber(std::uint16_t operand) { return LaneOf(operand)->is_known; }
   bool IsEmptyConst(std::uint16_t operand) const;
+  bool IsReadAsLong(std::uint16_t operand, std::uint16_t other);
 
   const Lane& LaneWith(std::uint8_t mark) const { return mark == kPlain ? *result_ : other_; }
   RowNumbers Numbers(std::size_t from, std::size_t to) const;
   void Load(const Kt_Dataset& dataset);
   void LoadName(NameLane& lane);
-  void MarkNulls(const Kt_Column& column);
+  template <class Note>
+  void ForEachNull(const Kt_Column& column, Note note) const;
+  void FixNulls(const NullRule& rule, kt_long* out) const;
   void ComputeAgain();
   void ComputeRow(std::size_t at);
+  static void ComputeCall(const Step& step, Kt_Variant& value);
   void ReadSingle(NameLane& lane, std::size_t at) const;
   template <class T>
   const T* Gathered(const T* cells, T* own) const;
@@ -167,6 +206,7 @@ class RowBlock {
   std::vector<Lane> temps_;
   std::vector<Step> steps_;
   std::deque<TextMemo> memos_;
+  std::vector<NullRule> null_rules_;
   std::vector<RowMask> masks_;
   std::vector<OpenMask> open_masks_;  // while steps are planned
   std::vector<TextPart> parts_;       // likewise
