@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <utility>
 
 #include "classlib/base/Kt_Codes.h"
 #include "classlib/base/Kt_Memory.h"
@@ -13,7 +14,6 @@
 #include "expr/Kt_ExprUtil.h"
 #include "script/Kt_Script.h"
 #include "script/Kt_ScriptUtil.h"
-#include "script/Kt_SyntaxErrors.h"
 
 namespace fs = std::filesystem;
 
@@ -103,7 +103,8 @@ bool Kt_CliLoader::LoadFile(const fs::path& file, const std::string& path,
   current_name_ = shown_name;
   current_folder_ = file.parent_path();
   if (on_file_) on_file_(shown_name, current_text_);
-  Kt_SyntaxErrorList errors(report_.WantsWarnings());
+  auto outline = on_parsed_ ? std::make_unique<Kt_ScriptOutline>() : nullptr;
+  Kt_SyntaxErrorList errors(report_.WantsWarnings(), outline.get());
   const kt_long code =
       script_.Parse(Kt_WString::FromUtf8(shown_name), current_text_, this, &errors);
   // Without a host nobody has told it.
@@ -111,8 +112,16 @@ bool Kt_CliLoader::LoadFile(const fs::path& file, const std::string& path,
     report_.Tell(Diagnostic::Error("out of memory", shown_name));
   }
   if (Kt_WorkMeter::CurrentStop() != 0) return false;  // what was found may be no fault
-  const bool clean = report_.Syntax(file, shown_name, current_text_, errors);
+  const bool clean =
+      TellFound({file, shown_name, current_text_, std::move(outline), std::move(errors)});
   return clean && code == 0;
+}
+
+bool Kt_CliLoader::TellFound(Kt_ParsedFile parsed) {
+  if (!on_parsed_) return report_.Syntax(parsed.file, parsed.name, parsed.text, parsed.errors);
+  const bool clean = !parsed.errors.HasFaults();
+  on_parsed_(std::move(parsed));
+  return clean;
 }
 
 kt_long Kt_CliLoader::LoadIncludes(Kt_Script*, Kt_WStrList& includes) {

@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <set>
 #include <string>
 #include <vector>
@@ -11,6 +12,17 @@
 #include "cli/Kt_Fence.h"
 #include "cli/Kt_Report.h"
 #include "script/Kt_ScriptLoadHandler.h"
+#include "script/Kt_ScriptOutline.h"
+#include "script/Kt_SyntaxErrors.h"
+
+// A file as the parser found it.
+struct Kt_ParsedFile {
+  std::filesystem::path file;
+  std::string name;  // as messages name it
+  Kt_WString text;
+  std::unique_ptr<Kt_ScriptOutline> outline;
+  Kt_SyntaxErrorList errors;
+};
 
 // Loads a script file, and what it includes, into one script.
 //
@@ -31,7 +43,11 @@ class Kt_CliLoader : public Kt_ScriptLoadHandler {
   using OnFile = std::function<void(const std::string& name, const Kt_WString& text)>;
   void SetOnFile(OnFile on_file) { on_file_ = std::move(on_file); }
 
-  // 0 when everything loaded; 1 when a script is at fault, which has been reported then; 2 when
+  // Gets what was found in each file, which is then not reported.
+  using OnParsed = std::function<void(Kt_ParsedFile parsed)>;
+  void SetOnParsed(OnParsed on_parsed) { on_parsed_ = std::move(on_parsed); }
+
+  // 0 when everything loaded; 1 when a script is at fault, which has been told then; 2 when
   // there is no file `path`.
   int Load(const std::string& path);
 
@@ -55,6 +71,8 @@ class Kt_CliLoader : public Kt_ScriptLoadHandler {
   // `file` says which file it is and where its includes are; `path` opens it.
   bool LoadFile(const std::filesystem::path& file, const std::string& path,
                 const std::string& shown_name, kt::cli::Links links);
+  // False when the source has a fault.
+  bool TellFound(Kt_ParsedFile parsed);
   bool LoadWanted(const Wanted& wanted);
   Found Find(const Wanted& wanted) const;
   bool IsAllowed(const std::filesystem::path& file) const;
@@ -63,6 +81,7 @@ class Kt_CliLoader : public Kt_ScriptLoadHandler {
   Kt_CliReport& report_;
   Kt_CliFence& fence_;
   OnFile on_file_;
+  OnParsed on_parsed_;
   // As given on the command line, and canonical.
   struct IncludeDir {
     std::filesystem::path given;

@@ -63,8 +63,7 @@ void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& part, std:
 bool Kt_CliReport::Syntax(const std::filesystem::path& file, const std::string& name,
                           const Kt_WString& text, const Kt_SyntaxErrorList& found) {
   const std::vector<const Kt_SyntaxError*> errors = InOrder(found);
-  const bool clean = std::all_of(errors.begin(), errors.end(),
-                                 [](const Kt_SyntaxError* error) { return error->is_warning; });
+  const bool clean = !found.HasFaults();
   if (!reported_.insert(file).second) return clean;
   for (std::size_t shown = 0; shown < std::min(errors.size(), kMaxShown); ++shown) {
     const Kt_SyntaxError& error = *errors[shown];

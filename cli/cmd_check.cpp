@@ -2,9 +2,12 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "cli/Kt_Bounds.h"
 #include "cli/Kt_Cli.h"
+#include "cli/Kt_Findings.h"
 #include "cli/Kt_Options.h"
 #include "cli/Kt_Report.h"
 #include "cli/Kt_ScriptToRead.h"
@@ -23,11 +26,17 @@ struct Options {
 int CheckFile(const std::string& file, const Options& options, Kt_CliReport& report,
               Streams streams) {
   ScriptToRead read(report);
+  std::vector<Kt_ParsedFile> parsed;
+  read.loader.SetOnParsed([&](Kt_ParsedFile one) { parsed.push_back(std::move(one)); });
   if (!AddIncludeDirs(options.include_dirs, "kt check", read.loader, streams) ||
       !SetUpFence(options.file_rules, "kt check", read.fence, streams)) {
     return kCommandFault;
   }
-  return read.loader.Load(file);
+  const int status = read.loader.Load(file);
+  // Behind a fault, what is missing may only not have been read.
+  if (status == kFine && report.WantsWarnings()) AddFindings(parsed, KtNames());
+  for (const Kt_ParsedFile& one : parsed) report.Syntax(one.file, one.name, one.text, one.errors);
+  return status;
 }
 
 int Check(const Options& options, Streams streams) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "script/Kt_SyntaxErrors.h"
 
+#include <algorithm>
+
 namespace {
 
 struct WarningTexts {
@@ -22,4 +24,9 @@ const char16_t* GetWarningName(Kt_ScriptWarning warning) {
 
 const char16_t* GetWarningText(Kt_ScriptWarning warning) {
   return kWarnings[static_cast<std::size_t>(warning)].text;
+}
+
+bool Kt_SyntaxErrorList::HasFaults() const {
+  return std::any_of(errors_.begin(), errors_.end(),
+                     [](const Kt_SyntaxError& error) { return !error.is_warning; });
 }

@@ -5,6 +5,8 @@
 
 #include "classlib/text/Kt_WStrList.h"
 
+struct Kt_ScriptOutline;
+
 // What statements may contain without being wrong, though their author probably meant something
 // else: name, the name that users see, text. Expressions have warnings of their own, see
 // FindExprWarnings.
@@ -60,20 +62,26 @@ struct Kt_SyntaxError {
 };
 
 // An error list for Kt_Script::Parse that also learns where each fault stands, and collects
-// warnings. The text lines are those that any other list gets; warnings leave none.
+// warnings and an outline (Kt_ScriptOutline.h) when it is told to. The text lines are those that
+// any other list gets; warnings leave none.
 //
 //   Kt_SyntaxErrorList errors;
 //   script.Parse(u"a.kts", text, nullptr, &errors);
 //   for (const Kt_SyntaxError& error : errors.GetErrors()) Show(error.line, error.column);
 //
-// Owns its records. Threads: one thread at a time.
+// Owns its records; borrows the outline. Threads: one thread at a time.
 class KT_SCRIPT_API Kt_SyntaxErrorList : public Kt_WStrList {
  public:
-  explicit Kt_SyntaxErrorList(bool wants_warnings = false) : wants_warnings_(wants_warnings) {}
+  explicit Kt_SyntaxErrorList(bool wants_warnings = false, Kt_ScriptOutline* outline = nullptr)
+      : wants_warnings_(wants_warnings), outline_(outline) {}
 
   bool WantsWarnings() const { return wants_warnings_; }
+  // Null when none is wanted.
+  Kt_ScriptOutline* GetOutline() const { return outline_; }
   // In the order in which they were found.
   const std::vector<Kt_SyntaxError>& GetErrors() const { return errors_; }
+  // Whether one of them is no warning.
+  bool HasFaults() const;
   void AddError(Kt_SyntaxError error) { errors_.push_back(std::move(error)); }
   void ClearErrors() {
     Clear();
@@ -82,5 +90,6 @@ class KT_SCRIPT_API Kt_SyntaxErrorList : public Kt_WStrList {
 
  private:
   bool wants_warnings_;
+  Kt_ScriptOutline* outline_;
   std::vector<Kt_SyntaxError> errors_;
 };

@@ -4,7 +4,7 @@
 # the rooms may have between them, so that a reversed one fails before anybody reviews it.
 cmake_minimum_required(VERSION 3.21)
 
-set(library_folders classlib expr object script dataset reference host)
+set(library_folders classlib expr object script dataset reference host analysis)
 set(outside_folders capi cli bench fuzz examples python)
 
 # The rooms: where files lie side by side. A room inside of another is named with it.
@@ -12,7 +12,7 @@ set(rooms
   classlib/base classlib/text classlib/value classlib/xml classlib/store classlib/formats
   classlib/domain
   expr object script script/code dataset dataset/methods dataset/rows reference host
-  capi cli cli/data cli/fmt cli/show cli/repl cli/test
+  analysis capi cli cli/data cli/fmt cli/show cli/repl cli/test
   bench fuzz examples python)
 
 # Which rooms the headers and sources of a room may name, by include or by declaration, beside
@@ -37,7 +37,8 @@ set(allowed_dataset/methods ${all_classlib} expr object script dataset dataset/r
 set(allowed_dataset/rows ${values} classlib/store expr object script dataset dataset/methods)
 set(allowed_reference ${values} object dataset dataset/methods)
 set(allowed_host ${all_classlib} ${engine})
-set(allowed_cli ${all_classlib} ${engine} cli/data cli/fmt cli/show cli/repl cli/test)
+set(allowed_analysis ${values} ${engine})
+set(allowed_cli ${all_classlib} ${engine} analysis cli/data cli/fmt cli/show cli/repl cli/test)
 set(allowed_cli/data ${all_classlib} ${engine} cli cli/show)
 set(allowed_cli/fmt ${all_classlib} ${engine} cli)
 set(allowed_cli/show ${all_classlib} ${engine} cli cli/data)
@@ -97,7 +98,7 @@ endfunction()
 function(check_system from path)
   set(fault "" PARENT_SCOPE)
   # Standard headers have neither a dot nor a slash in their names; but those that C reads too do.
-  if(from MATCHES "^(expr|object|script|dataset|reference|host)" AND path MATCHES "[./]"
+  if(from MATCHES "^(expr|object|script|dataset|reference|host|analysis)" AND path MATCHES "[./]"
      AND NOT path STREQUAL "stdint.h")
     set(fault "the engine uses the standard library and classlib only" PARENT_SCOPE)
   endif()

@@ -44,15 +44,15 @@ bool IsWord(const Slice& text, kt_long at, kt_long length, std::u16string_view w
 }  // namespace
 
 const BodyParser::Keyword BodyParser::kKeywords[] = {
-    {u"if", &BodyParser::ParseIf},
-    {u"for", &BodyParser::ParseForStatement},
-    {u"var", &BodyParser::ParseVarStatement},
-    {u"else", &BodyParser::ParseLoneElse},
-    {u"while", &BodyParser::ParseWhileStatement},
-    {u"break", &BodyParser::ParseBreak},
-    {u"switch", &BodyParser::ParseSwitchStatement},
-    {u"return", &BodyParser::ParseReturn},
-    {u"continue", &BodyParser::ParseContinue},
+    {u"if", &BodyParser::ParseIf, kScriptIf},
+    {u"for", &BodyParser::ParseForStatement, kScriptFor},
+    {u"var", &BodyParser::ParseVarStatement, kScriptVar},
+    {u"else", &BodyParser::ParseLoneElse, 0},
+    {u"while", &BodyParser::ParseWhileStatement, kScriptWhile},
+    {u"break", &BodyParser::ParseBreak, kScriptBreak},
+    {u"switch", &BodyParser::ParseSwitchStatement, kScriptSwitch},
+    {u"return", &BodyParser::ParseReturn, kScriptReturn},
+    {u"continue", &BodyParser::ParseContinue, kScriptContinue},
 };
 
 kt_long BodyParser::Fail(kt_long code, const Slice* near_text, kt_long line, const Slice& place,
@@ -99,7 +99,7 @@ void BodyParser::WarnOfLabelCase(const Slice& word) {
 }
 
 const BodyParser::Keyword* BodyParser::KeywordOf(const Slice& word) {
-  static const Keyword kBlock{u"{", &BodyParser::ParseBlock};
+  static const Keyword kBlock{u"{", &BodyParser::ParseBlock, kScriptBlock};
   if (word.length == 1 && word.text[0] == u'{') return &kBlock;
   for (const Keyword& keyword : kKeywords) {
     if (IsKeyword(word.text, word.length, keyword.word)) return &keyword;
@@ -112,6 +112,7 @@ kt_long BodyParser::ParseBody(Kt_ScriptOpList& ops, const Slice& body) {
   if (depth_ > kMaxBlockDepth || !kt_hasstack()) {
     return Fail(kSynTooDeep, nullptr, LineOf(body, 0), body.Part(0, 1));
   }
+  const OutlineMark mark(reporter_, OutlineMark::Kind::kScope, body);
   return ParseStatements(ops, body);
 }
 
@@ -129,8 +130,11 @@ kt_long BodyParser::ParseStatements(Kt_ScriptOpList& ops, const Slice& body) {
     const Keyword* const keyword = KeywordOf(statement.Word());
     if (keyword != nullptr) statement.keyword = keyword->word;
     const StatementParser parse = keyword != nullptr ? keyword->parse : &BodyParser::ParseSimple;
+    OutlineMark mark(reporter_, OutlineMark::Kind::kStatement, statement.Word(), {},
+                     keyword != nullptr ? keyword->code : std::int16_t{0});
     if (const kt_long code = (this->*parse)(statement)) return code;
     if (!kt::ChargeTime((statement.end - at) * kUnitsPerCharacter + kUnitsPerStatement)) return -1;
+    mark.SetEnd(body.Part(token, statement.end - token));
     at = statement.end;
   }
 }
@@ -272,6 +276,7 @@ kt_long BodyParser::ParseBranch(Statement& statement, Kt_ScriptOpIf& chain, bool
                                 kt_long line) {
   Kt_ScriptOpItem* const item = chain.items.AddItem(guarded ? 0 : 1, line);
   if (item == nullptr) return -1;
+  const OutlineMark mark(reporter_, OutlineMark::Kind::kBranch, statement.Word());
   if (guarded) {
     if (const kt_long code = ParseCondition(statement, *item)) return code;
   }

@@ -65,6 +65,7 @@ class BodyParser {
   struct Keyword {
     std::u16string_view word;
     StatementParser parse;
+    std::int16_t code;  // of what it parses; 0: a fault
   };
   static const Keyword kKeywords[];
 
@@ -118,6 +119,10 @@ class BodyParser {
   // Checks and stores an expression; faults are reported only.
   void SetExpr(Kt_Expr& expr, const Slice& text, kt_long line);
   void CheckExpr(const Slice& text, kt_long line);
+  // Leaves an expression, or the target of an assignment, in the outline.
+  void NoteExpr(const Slice& text, OutlineMark::Kind kind = OutlineMark::Kind::kExpression) {
+    const OutlineMark mark(reporter_, kind, text, text);
+  }
   KT_COLD void ReportExpr(kt_long expression_code, kt_long offset, const Slice& text, kt_long line);
   bool IsName(const Slice& text) const;
   kt_long LineOf(const Slice& text, kt_long at) const {

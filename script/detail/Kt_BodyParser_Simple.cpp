@@ -50,6 +50,7 @@ void BodyParser::CheckExpr(const Slice& text, kt_long line) {
 
 void BodyParser::SetExpr(Kt_Expr& expr, const Slice& text, kt_long line) {
   CheckExpr(text, line);
+  NoteExpr(text);
   expr.SetExpr(text.Text());
 }
 
@@ -66,6 +67,7 @@ kt_long BodyParser::ParseProto(Kt_ScriptOpList& args, const Slice& proto, kt_lon
     Kt_ScriptOp* const op = args.AddOp(kScriptVar, line);
     if (op == nullptr) return -1;
     op->GetVar()->name = name.Text();
+    const OutlineMark mark(reporter_, OutlineMark::Kind::kArgument, name, name);
     start = end + 1;
   }
   return 0;
@@ -119,6 +121,7 @@ kt_long BodyParser::ParseVar(Kt_ScriptOp& op, const Slice& declarator, kt_long l
   const Slice name = declarator.Part(0, name_end).Trimmed();
   if (!IsName(name)) return Fail(kSynVariable, &declarator, line, declarator);
   var.name = name.Text();
+  const OutlineMark mark(reporter_, OutlineMark::Kind::kVariable, declarator, name);
   if (set_at > 0) {
     SetExpr(var.expression, declarator.From(set_at + 1).Trimmed(), line);
   } else if (is_array) {
@@ -216,9 +219,11 @@ kt_long BodyParser::ParseExprStatement(Kt_ScriptOp& op, const Slice& statement, 
       if (!op.HasPayload()) return -1;
       op.SetVariant(front_inc || (back && back_inc) ? kScriptInc : kScriptDec);
       op.GetVar()->name = name.Text();
+      const OutlineMark mark(reporter_, OutlineMark::Kind::kSet, statement, name, op.opcode);
       return 0;
     }
   }
+  NoteExpr(statement);
   op.SetOpCode(kScriptExpr);
   if (!op.HasPayload()) return -1;
   op.GetSet()->value.SetExpr(statement.Text());
@@ -247,9 +252,13 @@ kt_long BodyParser::ParseAssignment(Kt_ScriptOp& op, const Slice& statement, kt_
   if (is_name) {
     op.GetVar()->name = target.Text();
     op.GetVar()->expression.SetExpr(value.Text());
+    const OutlineMark mark(reporter_, OutlineMark::Kind::kSet, statement, target, op.opcode);
+    NoteExpr(value);
   } else {
     op.GetSet()->value.SetExpr(value.Text());
     op.GetSet()->target.SetExpr(target.Text());
+    NoteExpr(target, OutlineMark::Kind::kTarget);
+    NoteExpr(value);
   }
   return 0;
 }

@@ -45,6 +45,7 @@ kt_long BodyParser::ParseLabels(Kt_ScriptOpSwitch& op, const Slice& body) {
     early_default = label.is_default ? label.word : Slice();
     Kt_ScriptOpItem* const item = op.items.AddItem(label.is_default ? 1 : 0, label.line);
     if (item == nullptr) return -1;
+    const OutlineMark mark(reporter_, OutlineMark::Kind::kLabel, label.word);
     if (const kt_long code = ParseLabelValue(*item, body, label)) return code;
     if (const kt_long code = ParseLabelBody(*item, body, label)) return code;
   }

@@ -54,6 +54,21 @@ kt_long Cut(const Slice& text, Declarator& out, Slice& fault) {
   return out.has_value ? CheckExpr(out.value, fault) : 0;
 }
 
+// A declarator with a fault has warnings, too, but no place in the outline.
+void Note(SyntaxReporter& reporter, const Slice& text, const Declarator& declarator,
+          bool has_fault) {
+  using Kind = OutlineMark::Kind;
+  if (declarator.has_value) reporter.WarnOfExpr(declarator.value, nullptr);
+  if (has_fault) return;
+  const OutlineMark mark(reporter, Kind::kVariable, text, declarator.name);
+  if (declarator.has_size) {
+    const OutlineMark size(reporter, Kind::kExpression, declarator.size, declarator.size);
+  }
+  if (declarator.has_value) {
+    const OutlineMark value(reporter, Kind::kExpression, declarator.value, declarator.value);
+  }
+}
+
 // What the evaluation reports goes to the host; the variable gets whatever it left. The budget of
 // the script holds for each evaluation by itself.
 Kt_Variant Evaluate(Kt_Script& script, const Slice& name, const Slice& text) {
@@ -83,9 +98,12 @@ bool MakeList(kt_long size, const Kt_Variant& value, bool has_value, Kt_Variant&
   return true;
 }
 
-kt_long AddGlobal(Kt_Script& script, const Slice& text, Slice& fault, LoadUndo& undo) {
+kt_long AddGlobal(Kt_Script& script, const Slice& text, Slice& fault, LoadUndo& undo,
+                  SyntaxReporter* reporter) {
   Declarator declarator;
-  if (const kt_long code = Cut(text, declarator, fault)) return code;
+  const kt_long code = Cut(text, declarator, fault);
+  if (reporter != nullptr) Note(*reporter, text, declarator, code != 0);
+  if (code != 0) return code;
   kt_long size = 0;
   if (declarator.has_size) size = Evaluate(script, declarator.name, declarator.size).ToInteger();
   Kt_Variant value;
@@ -107,7 +125,8 @@ kt_long AddGlobal(Kt_Script& script, const Slice& text, Slice& fault, LoadUndo& 
 
 }  // namespace
 
-kt_long AddGlobals(Kt_Script& script, const Slice& declaration, Slice& fault, LoadUndo& undo) {
+kt_long AddGlobals(Kt_Script& script, const Slice& declaration, Slice& fault, LoadUndo& undo,
+                   SyntaxReporter* reporter) {
   if (declaration.IsEmpty()) return -1;
   std::vector<Span> pieces;
   const kt_long code = SplitSpans(declaration.text, declaration.length, pieces);
@@ -115,7 +134,7 @@ kt_long AddGlobals(Kt_Script& script, const Slice& declaration, Slice& fault, Lo
   for (const Span& piece : pieces) {
     fault = declaration.Part(piece.start, piece.length);
     const Slice declarator = fault;
-    if (const kt_long failed = AddGlobal(script, declarator, fault, undo)) return failed;
+    if (const kt_long failed = AddGlobal(script, declarator, fault, undo, reporter)) return failed;
   }
   return 0;
 }

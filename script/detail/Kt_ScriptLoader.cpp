@@ -138,20 +138,9 @@ kt_long ScriptLoader::LoadGlobals(Item& item) {
   }
   item.end = start + length;
   const CleanText clean(rest.Part(0, length - 1), reporter_, nullptr);
-  if (reporter_.WantsWarnings()) WarnOfGlobals(clean.Get());
   Slice fault = word;
-  const kt_long code = AddGlobals(script_, clean.Get(), fault, undo_);
+  const kt_long code = AddGlobals(script_, clean.Get(), fault, undo_, &reporter_);
   return code < 0 ? Fail(code, start, fault) : 0;
-}
-
-void ScriptLoader::WarnOfGlobals(const Slice& declaration) {
-  std::vector<Span> pieces;
-  SplitSpans(declaration.text, declaration.length, pieces);
-  for (const Span& piece : pieces) {
-    const Slice declarator = declaration.Part(piece.start, piece.length);
-    const kt_long set_at = Kt_ScriptUtil::FindSetOP(declarator.text, declarator.length);
-    if (set_at > 0) reporter_.WarnOfExpr(declarator.From(set_at + 1).Trimmed(), nullptr);
-  }
 }
 
 kt_long ScriptLoader::CutName(const Item& item, Slice& name) {
@@ -214,6 +203,8 @@ void ScriptLoader::ParseFunction(const Item& item, const FunctionText& function)
   if (func == nullptr) return;
   func->source_name_ = source_name_;
   func->proto_line_ = reporter_.Lines().LineOf(item.start);
+  const OutlineMark mark(reporter_, OutlineMark::Kind::kFunction,
+                         text_.Part(item.start, item.end - item.start), function.name);
   BodyParser parser(reporter_, func->GetName());
   parser.ParseProto(func->args_, function.proto, func->proto_line_);
   parser.ParseBody(func->body_, function.body);
@@ -224,6 +215,8 @@ kt_long ScriptLoader::LoadPragma(Item& item) {
   const kt_long length = Kt_ScriptUtil::FindCRLF(rest.text, rest.length);
   item.end = item.start + 1 + length;
   const CleanText clean(rest.Part(0, length), reporter_, nullptr);
+  const OutlineMark mark(reporter_, OutlineMark::Kind::kInclude,
+                         text_.Part(item.start, item.end - item.start), clean.Get());
   if (script_.AddInclude(includes_, clean.Get().Text()) >= 0) return 0;
   const kt_long shown = rest.Part(0, length).Trimmed().length;
   return Fail(kSynAtPragma, item.start, text_.Part(item.start, shown + 1));

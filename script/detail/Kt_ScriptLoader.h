@@ -45,8 +45,9 @@ class LoadUndo {
 
 // Evaluates the declarators of a global `var` statement into the globals of `script`. The text is
 // trimmed and without comments. 0, or the code of the first bad declarator with its place in
-// `fault`.
-kt_long AddGlobals(Kt_Script& script, const Slice& declaration, Slice& fault, LoadUndo& undo);
+// `fault`. `reporter` gets warnings and the outline; null: nobody wants them.
+kt_long AddGlobals(Kt_Script& script, const Slice& declaration, Slice& fault, LoadUndo& undo,
+                   SyntaxReporter* reporter = nullptr);
 
 // Cuts one script text into globals, functions and pragmas and loads each. Borrows everything.
 class ScriptLoader {
@@ -82,7 +83,6 @@ class ScriptLoader {
 
   KT_COLD kt_long Fail(kt_long code, kt_long line_at, const Slice& place,
                        const Slice* near_text = nullptr, const Slice* function_name = nullptr);
-  void WarnOfGlobals(const Slice& declaration);
 
   Kt_Script& script_;
   const Kt_WString& source_name_;

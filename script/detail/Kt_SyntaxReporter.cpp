@@ -75,6 +75,18 @@ void SyntaxReporter::WarnOfExpr(const Slice& expression, const Kt_WString* funct
   }
 }
 
+void OutlineMark::Open(Kind kind, const Slice& whole, const Slice& text, std::int16_t code) {
+  node_ = outline_->nodes.size();
+  Kt_OutlineNode& node = outline_->nodes.emplace_back();
+  node.kind = kind;
+  node.code = code;
+  node.start = whole.SourceOf(0);
+  node.end = whole.SourceOf(whole.length);
+  node.text = text.Text();
+  node.text_start = text.SourceOf(0);
+  if (text.sources != nullptr) node.sources.assign(text.sources, text.sources + text.length);
+}
+
 CleanText::CleanText(const Slice& raw, SyntaxReporter& reporter, const Kt_WString* function_name)
     : slice_(raw) {
   if (KT_UNLIKELY(raw.length > 1 && HasComment(raw.View()))) Copy(raw, reporter, function_name);

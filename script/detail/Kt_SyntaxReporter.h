@@ -2,6 +2,7 @@
 #pragma once
 
 #include "classlib/base/Kt_Codes.h"
+#include "script/Kt_ScriptOutline.h"
 #include "script/Kt_SyntaxErrors.h"
 #include "script/detail/Kt_SourceText.h"
 
@@ -34,12 +35,15 @@ class SyntaxReporter {
                  kt_long base_line)
       : errors_(errors),
         places_(dynamic_cast<Kt_SyntaxErrorList*>(errors)),
+        outline_(places_ != nullptr ? places_->GetOutline() : nullptr),
         source_name_(source_name),
         source_(source),
         lines_(source, base_line) {}
 
   bool WantsPlaces() const { return places_ != nullptr; }
   bool WantsWarnings() const { return places_ != nullptr && places_->WantsWarnings(); }
+  // Null when none is wanted.
+  Kt_ScriptOutline* GetOutline() const { return outline_; }
   const LineTable& Lines() const { return lines_; }
 
   KT_COLD void Report(const Fault& fault);
@@ -56,9 +60,39 @@ class SyntaxReporter {
 
   Kt_WStrList* errors_;
   Kt_SyntaxErrorList* places_;  // the same list; null: no records wanted
+  Kt_ScriptOutline* outline_;
   const Kt_WString& source_name_;
   std::u16string_view source_;
   LineTable lines_;
+};
+
+// A node of the outline; what is added while it lives is in it. Does nothing when no outline is
+// wanted.
+class OutlineMark {
+ public:
+  using Kind = Kt_OutlineNode::Kind;
+
+  OutlineMark(SyntaxReporter& reporter, Kind kind, const Slice& whole, const Slice& text = {},
+              std::int16_t code = 0)
+      : outline_(reporter.GetOutline()) {
+    if (KT_UNLIKELY(outline_ != nullptr)) Open(kind, whole, text, code);
+  }
+  OutlineMark(const OutlineMark&) = delete;
+  OutlineMark& operator=(const OutlineMark&) = delete;
+  ~OutlineMark() {
+    if (KT_UNLIKELY(outline_ != nullptr)) outline_->nodes[node_].next = outline_->nodes.size();
+  }
+
+  // The node ends where this part of the source does.
+  void SetEnd(const Slice& last) {
+    if (KT_UNLIKELY(outline_ != nullptr)) outline_->nodes[node_].end = last.SourceOf(last.length);
+  }
+
+ private:
+  KT_COLD void Open(Kind kind, const Slice& whole, const Slice& text, std::int16_t code);
+
+  Kt_ScriptOutline* outline_;
+  std::size_t node_ = 0;
 };
 
 // A slice without comments, trimmed. Text without comments is not copied.

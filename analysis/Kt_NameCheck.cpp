@@ -1,0 +1,442 @@
+// SPDX-License-Identifier: MIT
+//
+// Names by the rules of the language: `var` declares in the block where it stands, an assignment to
+// a name that nobody knows declares it there, too, and all of a block goes with its end. The body
+// of a loop is one block for all turns, so what a name there stands for may stand further down:
+// what is not known is kept until the body ends.
+#include <algorithm>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "analysis/Kt_Checks.h"
+#include "classlib/base/Kt_NativeStack.h"
+#include "expr/Kt_ExprNames.h"
+#include "expr/Kt_ExprUtil.h"
+#include "object/Kt_RunError.h"
+#include "script/Kt_ScriptOp.h"
+
+namespace kt::analysis {
+namespace {
+
+using Kind = Kt_OutlineNode::Kind;
+using NameKind = Kt_ExprName::Kind;
+
+// Looking for the nearest name takes its time, and nobody reads more.
+constexpr int kMaxHints = 200;
+
+struct Place {
+  std::size_t file = 0;
+  kt_long offset = 0;
+  kt_long length = 0;
+};
+
+struct Variable {
+  enum class Origin : std::uint8_t { kArgument, kDeclared, kAssigned };
+  Kt_WString name;
+  Place place;
+  Origin origin;
+  std::size_t depth;  // of blocks around it; 0 for a global
+  bool is_read = false;
+  bool is_set = false;
+};
+
+struct Function {
+  Kt_WString name;
+  int arguments = 0;
+};
+
+bool IsNameUnit(char16_t unit) {
+  return Kt_ExprUtil::ChkName(&unit, 1) == 1 || (unit >= u'0' && unit <= u'9');
+}
+
+class NameCheck {
+ public:
+  NameCheck(Outlines files, const KnownNames& known, std::vector<Finding>& findings)
+      : files_(files), known_(known), findings_(findings) {}
+
+  void Run() {
+    for (file_ = 0; file_ < files_.size(); ++file_) Collect();
+    for (file_ = 0; file_ < files_.size(); ++file_) CheckEach(Kind::kVariable);
+    for (file_ = 0; file_ < files_.size(); ++file_) CheckEach(Kind::kFunction);
+  }
+
+ private:
+  struct Scope {
+    bool is_loop = false;
+    std::vector<std::u16string> names;  // what ends with it
+  };
+  // What may turn out well when the body of the loop around it has been seen.
+  struct Pending {
+    std::u16string folded;
+    Finding finding;
+  };
+
+  // What all files have ---------------------------------------------------------------------------
+
+  void Collect() {
+    Function* function = nullptr;
+    for (const Kt_OutlineNode& node : files_[file_]->nodes) {
+      if (node.kind == Kind::kFunction) {
+        function = &functions_[Folded(node.text)];
+        function->name = node.text;
+      }
+      // A second definition is appended to the first, its arguments, too.
+      if (node.kind == Kind::kArgument) ++function->arguments;
+      if (node.kind == Kind::kExpression || node.kind == Kind::kTarget) CollectMentions(node);
+    }
+  }
+
+  void CollectMentions(const Kt_OutlineNode& node) {
+    if (node.text.View().find_first_of(u"\"'") == std::u16string_view::npos) return;
+    const std::vector<Kt_ExprName> names = FindExprNames(node.text);
+    for (const Kt_ExprName& literal : names) {
+      if (literal.kind != NameKind::kLiteral) continue;
+      const bool is_made = literal.argument == 0 && literal.call != Kt_ExprName::kNone &&
+                           MakesNames(node, names[Index(literal.call)]);
+      MentionWords(TextOf(node, literal), is_made);
+    }
+  }
+
+  bool MakesNames(const Kt_OutlineNode& node, const Kt_ExprName& call) const {
+    const KnownNames::Function* const function =
+        call.kind == NameKind::kCall ? known_.FindFunction(Folded(TextOf(node, call))) : nullptr;
+    return function != nullptr && function->makes_names;
+  }
+
+  void MentionWords(std::u16string_view literal, bool is_made) {
+    for (std::size_t at = 0; at < literal.size();) {
+      std::size_t end = at;
+      while (end < literal.size() && IsNameUnit(literal[end])) ++end;
+      const std::u16string_view word = literal.substr(at, end - at);
+      if (!word.empty()) mentions_.insert(Folded(word));
+      if (!word.empty() && is_made) made_.emplace(Folded(word), word);
+      at = end + 1;
+    }
+  }
+
+  // Globals and functions -------------------------------------------------------------------------
+
+  void CheckEach(Kind kind) {
+    EachChild(*files_[file_], nullptr, [&](const Kt_OutlineNode& node) {
+      if (node.kind != kind) return;
+      told_calls_.clear();
+      kind == Kind::kVariable ? Walk(node, 0) : CheckFunction(node);
+      TellPending();
+    });
+  }
+
+  // Its arguments are variables of its body.
+  void CheckFunction(const Kt_OutlineNode& function) {
+    runs_texts_ = false;
+    ended_.clear();
+    Open(false);
+    EachChild(*files_[file_], &function, [&](const Kt_OutlineNode& node) {
+      if (node.kind == Kind::kArgument && !IsOfThisBlock(Visible(Folded(node.text)))) {
+        Add(node, Variable::Origin::kArgument).is_set = true;
+      }
+      if (node.kind == Kind::kScope) WalkChildren(node, 0);
+    });
+    Close();
+  }
+
+  void WalkChildren(const Kt_OutlineNode& parent, std::int16_t code) {
+    EachChild(*files_[file_], &parent, [&](const Kt_OutlineNode& node) { Walk(node, code); });
+  }
+
+  // `code`: of the statement that the node is directly in.
+  void Walk(const Kt_OutlineNode& node, std::int16_t code) {
+    switch (node.kind) {
+      case Kind::kExpression:
+      case Kind::kTarget: return ReadNames(node);
+      case Kind::kVariable: WalkChildren(node, 0); return Declare(node, code == kScriptFor);
+      case Kind::kSet: WalkChildren(node, 0); return Assign(node);
+      case Kind::kScope: {
+        if (!kt_hasstack()) return;
+        Open(code == kScriptWhile || code == kScriptFor);
+        WalkChildren(node, 0);
+        return Close();
+      }
+      default: return WalkChildren(node, node.code);
+    }
+  }
+
+  // Blocks ----------------------------------------------------------------------------------------
+
+  void Open(bool is_loop) {
+    scopes_.push_back({is_loop, {}});
+    if (is_loop) loops_.emplace_back();
+  }
+
+  void Close() {
+    std::vector<Pending> pending;
+    if (scopes_.back().is_loop) {
+      pending = std::move(loops_.back());
+      std::erase_if(pending, [&](const Pending& one) { return TurnsOutWell(one); });
+      loops_.pop_back();
+    }
+    for (const std::u16string& folded : scopes_.back().names) Judge(folded);
+    for (const std::u16string& folded : scopes_.back().names) {
+      visible_[folded].pop_back();
+      ended_.insert(folded);
+    }
+    scopes_.pop_back();
+    for (Pending& one : pending) Tell(std::move(one.folded), std::move(one.finding));
+  }
+
+  // The loop has a variable of that name after all.
+  bool TurnsOutWell(const Pending& one) {
+    Variable* const variable = Visible(one.folded);
+    if (!IsOfThisBlock(variable)) return false;
+    if (one.finding.code == FindingCode::kUnknownVariable) variable->is_read = true;
+    return true;
+  }
+
+  void Tell(std::u16string folded, Finding finding) {
+    std::vector<Pending>& pending = loops_.empty() ? pending_ : loops_.back();
+    pending.push_back({std::move(folded), std::move(finding)});
+  }
+
+  // A name that is unknown is told once. That nothing reads what is set in a block has the same
+  // cause as that the name is not known behind the block.
+  void TellPending() {
+    std::unordered_set<std::u16string> unknown;
+    for (Pending& one : pending_) {
+      if (one.finding.code != FindingCode::kUnknownVariable) continue;
+      if (unknown.insert(one.folded).second) findings_.push_back(std::move(one.finding));
+    }
+    for (Pending& one : pending_) {
+      if (one.finding.code == FindingCode::kUnusedVariable && !unknown.contains(one.folded)) {
+        findings_.push_back(std::move(one.finding));
+      }
+    }
+    pending_.clear();
+  }
+
+  // What became of a variable whose block ends.
+  void Judge(const std::u16string& folded) {
+    const Variable& variable = *Visible(folded);
+    if (variable.origin == Variable::Origin::kArgument || mentions_.contains(folded)) return;
+    const Kt_WString shown = Kt_WString(u"'") + variable.name + u"'";
+    if (variable.is_read && !variable.is_set) {
+      Report(FindingCode::kUnsetVariable, variable.place, shown + u" is read and nothing sets it");
+    }
+    if (variable.is_read || runs_texts_) return;
+    if (variable.origin == Variable::Origin::kDeclared) {
+      Report(FindingCode::kUnusedVariable, variable.place, Kt_WString(u"nothing reads ") + shown);
+    } else {
+      const Kt_WString text = shown + u" is set and nothing reads it";
+      Tell(folded, Make(FindingCode::kUnusedVariable, variable.place,
+                        WithHint(text, variable.name, VariableNames(variable.name))));
+    }
+  }
+
+  // Variables -------------------------------------------------------------------------------------
+
+  Variable* Visible(const std::u16string& folded) {
+    const auto found = visible_.find(folded);
+    return found != visible_.end() && !found->second.empty() ? &found->second.back() : nullptr;
+  }
+
+  bool IsOfThisBlock(const Variable* variable) const {
+    return variable != nullptr && variable->depth == scopes_.size();
+  }
+
+  Variable& Add(const Kt_OutlineNode& node, Variable::Origin origin) {
+    std::u16string folded = Folded(node.text);
+    std::vector<Variable>& variables = visible_[folded];
+    variables.push_back({node.text, PlaceOf(node), origin, scopes_.size()});
+    if (!scopes_.empty()) scopes_.back().names.push_back(std::move(folded));
+    return variables.back();
+  }
+
+  // Two loops that count with the same variable are no fault.
+  void Declare(const Kt_OutlineNode& node, bool is_for_head) {
+    const bool is_set = HasValue(node);
+    Variable* const earlier = Visible(Folded(node.text));
+    if (IsOfThisBlock(earlier)) {
+      earlier->is_set = earlier->is_set || is_set;
+      if (is_for_head || earlier->origin == Variable::Origin::kAssigned) return;
+      const bool is_argument = earlier->origin == Variable::Origin::kArgument;
+      Report(FindingCode::kDeclaredTwice, PlaceOf(node),
+             Kt_WString(u"'") + node.text +
+                 (is_argument ? u"' is an argument, and this replaces its value"
+                              : u"' is declared already, and this replaces its value"));
+      return;
+    }
+    if (earlier != nullptr && earlier->depth > 0) {
+      Report(FindingCode::kHiddenVariable, PlaceOf(node),
+             Kt_WString(u"this hides the '") + node.text + u"' of a block around it");
+    }
+    Add(node, Variable::Origin::kDeclared).is_set = is_set;
+  }
+
+  bool HasValue(const Kt_OutlineNode& node) const {
+    return node.next > static_cast<std::size_t>(&node - files_[file_]->nodes.data()) + 1;
+  }
+
+  void Assign(const Kt_OutlineNode& node) {
+    const std::u16string folded = Folded(node.text);
+    if (Variable* const variable = Visible(folded)) {
+      variable->is_set = true;
+    } else if (!known_.HasVariable(folded) && !made_.contains(folded)) {
+      if (node.code != kScriptSet) return TellUnknown(folded, node.text, PlaceOf(node));
+      Add(node, Variable::Origin::kAssigned).is_set = true;
+    }
+  }
+
+  // Expressions -----------------------------------------------------------------------------------
+
+  void ReadNames(const Kt_OutlineNode& node) {
+    const std::vector<Kt_ExprName> names = FindExprNames(node.text);
+    for (const Kt_ExprName& name : names) {
+      if (name.kind == NameKind::kVariable) Read(node, names, name);
+      if (name.kind == NameKind::kCall) CheckCall(node, names, name);
+    }
+  }
+
+  void Read(const Kt_OutlineNode& node, const std::vector<Kt_ExprName>& names,
+            const Kt_ExprName& name) {
+    const Kt_WString text(TextOf(node, name));
+    const std::u16string folded = Folded(text);
+    if (Variable* const variable = Visible(folded)) {
+      variable->is_read = true;
+      const bool is_target = node.kind == Kind::kTarget && &name == names.data();
+      if (is_target || name.is_stepped || IsReferred(node, names, name)) variable->is_set = true;
+    } else if (!name.is_path_root && !known_.HasVariable(folded) && !made_.contains(folded)) {
+      TellUnknown(folded, text, PlaceOf(node, name));
+    }
+  }
+
+  // In the parentheses of ref().
+  bool IsReferred(const Kt_OutlineNode& node, const std::vector<Kt_ExprName>& names,
+                  const Kt_ExprName& name) const {
+    return name.call != Kt_ExprName::kNone &&
+           Kt_WString(TextOf(node, names[Index(name.call)])).EqualsNoCase(u"ref");
+  }
+
+  void TellUnknown(const std::u16string& folded, const Kt_WString& name, const Place& place) {
+    Kt_WString text = Kt_WString(u"unknown variable '") + name + u"'";
+    text = ended_.contains(folded) ? text + u": the one in a block above ended with that block"
+                                   : WithHint(text, name, VariableNames(name));
+    Tell(folded, Make(FindingCode::kUnknownVariable, place, text));
+  }
+
+  void CheckCall(const Kt_OutlineNode& node, const std::vector<Kt_ExprName>& names,
+                 const Kt_ExprName& call) {
+    const Kt_WString name(TextOf(node, call));
+    const std::u16string folded = Folded(name);
+    const KnownNames::Function* const known = known_.FindFunction(folded);
+    const auto own = functions_.find(folded);
+    if (folded == u"eval" && !HasLiteral(node, names, call)) runs_texts_ = true;
+    if (own != functions_.end()) {
+      if (known == nullptr) CheckOwnCount(own->second, call, PlaceOf(node, call));
+    } else if (known == nullptr) {
+      const Kt_WString text = Kt_WString(u"unknown function '") + name + u"'";
+      if (!told_calls_.insert(folded).second) return;
+      Report(FindingCode::kUnknownFunction, PlaceOf(node, call),
+             WithHint(text, name, FunctionNames()));
+    } else if (call.arguments != Kt_ExprName::kNone && !known->counts.Allows(call.arguments)) {
+      Report(FindingCode::kArgumentCount, PlaceOf(node, call),
+             Kt_WString(u"'") + known->name + u"' takes " + known->counts.Text() + u", not " +
+                 Number(call.arguments));
+    }
+  }
+
+  // Fewer are fine: the rest is empty.
+  void CheckOwnCount(const Function& function, const Kt_ExprName& call, const Place& place) {
+    if (call.arguments <= function.arguments) return;
+    const ArgumentCounts counts{function.arguments, function.arguments};
+    Report(FindingCode::kArgumentCount, place,
+           Kt_WString(u"'") + function.name + u"' has " + counts.Text() + u", not " +
+               Number(call.arguments) + u"; what is more is dropped");
+  }
+
+  // Whether the text that `call` runs is there to be read.
+  static bool HasLiteral(const Kt_OutlineNode&, const std::vector<Kt_ExprName>& names,
+                         const Kt_ExprName& call) {
+    return std::any_of(names.begin(), names.end(), [&](const Kt_ExprName& name) {
+      return name.kind == NameKind::kLiteral && name.is_whole && name.call == &call - names.data();
+    });
+  }
+
+  // Findings --------------------------------------------------------------------------------------
+
+  static std::size_t Index(int name) { return static_cast<std::size_t>(name); }
+  static std::u16string_view TextOf(const Kt_OutlineNode& node, const Kt_ExprName& name) {
+    return node.text.View().substr(Index(name.offset), Index(name.length));
+  }
+  static Kt_WString Number(int count) { return Kt_WString::FromUtf8(std::to_string(count)); }
+
+  Place PlaceOf(const Kt_OutlineNode& node) const {
+    return {file_, node.text_start, node.text.GetLength()};
+  }
+  Place PlaceOf(const Kt_OutlineNode& node, const Kt_ExprName& name) const {
+    return {file_, node.SourceOf(name.offset), name.length};
+  }
+
+  static Finding Make(FindingCode code, const Place& place, Kt_WString message) {
+    return {code, place.file, place.offset, place.length, std::move(message)};
+  }
+  void Report(FindingCode code, const Place& place, Kt_WString message) {
+    findings_.push_back(Make(code, place, std::move(message)));
+  }
+
+  Kt_WString WithHint(const Kt_WString& text, const Kt_WString& name,
+                      std::vector<Kt_WString> names) {
+    if (++hints_ > kMaxHints) return text;
+    std::sort(names.begin(), names.end(), [](const Kt_WString& a, const Kt_WString& b) {
+      return a.View() < b.View();  // of names that are as near as each other the first is taken
+    });
+    return kt::WithHint(text, name, names);
+  }
+
+  // Those that can be seen, but for `except`.
+  std::vector<Kt_WString> VariableNames(const Kt_WString& except) const {
+    std::vector<Kt_WString> names;
+    if (hints_ >= kMaxHints) return names;
+    known_.ListVariables(names);
+    for (const auto& [folded, name] : made_) names.push_back(name);
+    for (const auto& [folded, variables] : visible_) {
+      if (!variables.empty()) names.push_back(variables.back().name);
+    }
+    std::erase_if(names, [&](const Kt_WString& name) { return name.EqualsNoCase(except); });
+    return names;
+  }
+
+  std::vector<Kt_WString> FunctionNames() const {
+    std::vector<Kt_WString> names;
+    if (hints_ >= kMaxHints) return names;
+    known_.ListFunctions(names);
+    for (const auto& [folded, function] : functions_) names.push_back(function.name);
+    return names;
+  }
+
+  const Outlines files_;
+  const KnownNames& known_;
+  std::vector<Finding>& findings_;
+  std::size_t file_ = 0;  // the one at hand
+  int hints_ = 0;
+  std::unordered_map<std::u16string, Function> functions_;
+  // The words of text literals: the texts may be evaluated, or be expressions over rows.
+  std::unordered_set<std::u16string> mentions_;
+  std::unordered_map<std::u16string, Kt_WString> made_;  // calls make something of that name
+  // By name: the variables that can be seen, the innermost last.
+  std::unordered_map<std::u16string, std::vector<Variable>> visible_;
+  std::vector<Scope> scopes_;
+  std::vector<std::vector<Pending>> loops_;  // of each loop around the node at hand
+  // Of the function at hand.
+  bool runs_texts_ = false;  // eval() of a text that is not known
+  std::unordered_set<std::u16string> ended_;
+  std::unordered_set<std::u16string> told_calls_;  // unknown ones
+  std::vector<Pending> pending_;
+};
+
+}  // namespace
+
+void CheckNames(Outlines files, const KnownNames& known, std::vector<Finding>& findings) {
+  NameCheck(files, known, findings).Run();
+}
+
+}  // namespace kt::analysis
