@@ -11,9 +11,9 @@ class Kt_ExprStackObj;
 
 namespace kt {
 class ExprProgramMaker;
-}
-namespace kt::detail {
 class ExprTexts;
+}  // namespace kt
+namespace kt::detail {
 class HostCode;
 struct ExprItems;
 }  // namespace kt::detail
@@ -86,7 +86,7 @@ class KT_SCRIPT_API Kt_Expr {
 
   // Parses the text into `ops`, and leaves the expression as it is. The parse state; negative after
   // a syntax error, and when the run was stopped.
-  kt_long ParseApart(Kt_ExprOpList& ops, kt::detail::ExprTexts& texts) const;
+  kt_long ParseApart(Kt_ExprOpList& ops, kt::ExprTexts& texts) const;
   // Takes over what ParseApart gave.
   void Adopt(Kt_ExprOpList& ops, kt_long state);
   // Parses unless that was done; a failure is reported through `context` and returned.

@@ -19,8 +19,8 @@
 
 #include "classlib/base/Kt_Charge.h"
 #include "expr/Kt_Expr.h"
+#include "expr/Kt_ExprTexts.h"
 #include "expr/Kt_ExprUtil.h"
-#include "expr/detail/Kt_ExprTexts.h"
 #include "object/Kt_ExprObject.h"
 
 namespace {
@@ -102,7 +102,7 @@ bool IsTraceName(std::u16string_view name) {
 class Parser {
  public:
   // `texts` may be null.
-  Parser(Kt_ExprOpList& ops, std::u16string_view text, kt::detail::ExprTexts* texts)
+  Parser(Kt_ExprOpList& ops, std::u16string_view text, kt::ExprTexts* texts)
       : ops_(ops), text_(text.data()), length_(static_cast<kt_long>(text.size())), texts_(texts) {}
 
   // The parse state, -1 with the error position and message set.
@@ -155,7 +155,7 @@ class Parser {
   Kt_ExprOpList& ops_;
   const char16_t* text_;
   kt_long length_;
-  kt::detail::ExprTexts* texts_;
+  kt::ExprTexts* texts_;
 
   std::size_t round_ = 0;
   kt_long at_ = 0;  // after the current token
@@ -352,7 +352,7 @@ bool Parser::Write(std::int16_t code, std::u16string_view text) {
 }
 
 void Parser::WriteText(std::int16_t code, std::u16string_view text) {
-  using Known = kt::detail::ExprTexts::Known;
+  using Known = kt::ExprTexts::Known;
   Known own;
   if (texts_ == nullptr) own.text = Kt_WString(text);
   Known& known = texts_ != nullptr ? texts_->Get(text) : own;
@@ -413,7 +413,7 @@ kt_long Kt_Expr::ParseExpr(const char16_t* text, kt_long length, Kt_WString& err
   return state;
 }
 
-kt_long Kt_Expr::ParseApart(Kt_ExprOpList& ops, kt::detail::ExprTexts& texts) const {
+kt_long Kt_Expr::ParseApart(Kt_ExprOpList& ops, kt::ExprTexts& texts) const {
   Kt_WString trimmed = text_;
   trimmed.Trim();
   if (IsBracketList(trimmed)) return kStateList;

@@ -83,9 +83,7 @@ void Kt_Expr::PlaceFailure() const {
     const Kt_WString name = WithoutBrackets(error->subject);
     const kt_long start = std::max(kt::detail::GetFailureStart(), kt_long{0});
     const kt_long offset = name.IsEmpty() ? -1 : OffsetOf(*this, name, start);
-    Kt_WString text = text_;
-    text.Trim();  // as parsing leaves it
-    kt::detail::PlaceFailure(text, offset, name.GetLength());
+    kt::detail::PlaceFailure(text_, offset, name.GetLength());
   } catch (const std::bad_alloc&) {
     kt::detail::PlaceFailure({}, -1, 0);
   }

@@ -20,8 +20,8 @@
 
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/value/Kt_VarInline.h"
+#include "expr/Kt_ExprTexts.h"
 #include "expr/detail/Kt_Evaluator.h"
-#include "expr/detail/Kt_ExprTexts.h"
 
 namespace kt::detail {
 
@@ -472,7 +472,7 @@ kt::ExprProgram kt::ExprProgram::Of(Kt_Expr& expr, const Form& form) {
 struct kt::ExprProgramMaker::Parts {
   ExprProgram::Form form;
   detail::ExprCompiler::Space space;
-  detail::ExprTexts texts;
+  ExprTexts texts;
   Kt_Expr parsed;  // its list of operations is used
 };
 
@@ -487,6 +487,7 @@ void kt::ExprProgramMaker::Make(Kt_Expr& expr, ExprProgram& program) {
   if (detail::HasNoText(expr)) return detail::ReturnEmpty(program);
   Kt_ExprOpList& ops = parts_->parsed.ops_;
   const bool is_new = expr.GetState() == kStateUnparsed;
+  if (is_new) expr.text_.Trim();  // as parsing leaves it: places of faults count from there
   const kt_long state = is_new ? expr.ParseApart(ops, parts_->texts) : kStateUnparsed;
   if (!detail::HasForm(state)) {
     program = ExprProgram::Of(expr, parts_->form);

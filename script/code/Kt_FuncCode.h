@@ -79,8 +79,8 @@ struct FuncCode {
     std::uint32_t end;    // of a simple statement: one after its last instruction
     std::uint16_t scope;  // whose names the statement sees
     std::uint16_t open;   // the innermost one that has begun
-    const Kt_ScriptOp* op;
     std::uint8_t steps;
+    const Kt_ScriptOp* op;
   };
   // The instructions of one expression; ranges of pieces of a list come before that of the list.
   struct ExprRange {

@@ -84,8 +84,8 @@ void Translator::Mark(const Kt_ScriptOp& op, int steps) {
   code_.entries.push_back(
       {static_cast<std::uint32_t>(code_.instrs.size()), 0,
        static_cast<std::uint16_t>(open_.back().info),
-       static_cast<std::uint16_t>(hidden_scope_ >= 0 ? hidden_scope_ : open_.back().info), &op,
-       static_cast<std::uint8_t>(steps)});
+       static_cast<std::uint16_t>(hidden_scope_ >= 0 ? hidden_scope_ : open_.back().info),
+       static_cast<std::uint8_t>(steps), &op});
   if (code_.scopes.size() > 0xFFFF) GiveUp("too many blocks");
 }
 
@@ -162,6 +162,7 @@ void Translator::CountName(const Kt_WString& name, bool is_var, std::vector<Kt_S
 // How many variables can be declared at one time, at most.
 int Translator::CountSlots(const Kt_ScriptOpList& ops, std::vector<Kt_Symbol>& visible) {
   if (!HasStack()) return 0;
+  statement_count_ += static_cast<std::size_t>(ops.GetCount());
   const std::size_t before = visible.size();
   int inner_most = 0;
   const auto inner = [&](const Kt_ScriptOpList& list) {
@@ -312,6 +313,11 @@ void Translator::CloseBlock() {
 void Translator::Run() {
   OpenFunction();
   if (code_.why_walk != nullptr) return;
+  // As most functions need; too much is given back at the end.
+  const std::size_t count = std::min(statement_count_, kMostInstrs);
+  code_.entries.reserve(count + count / 2);
+  code_.instrs.reserve(count * 4);
+  code_.ranges.reserve(count * 2);
   const Kt_ScriptOpList& body = func_.GetBody();
   code_.body_count = body.GetCount();
   Body(body);

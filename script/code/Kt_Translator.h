@@ -186,6 +186,7 @@ class Translator {
   // What the called names stand for, by their spelling, which messages show; of members apart.
   std::unordered_map<std::u16string_view, KnownCall> known_calls_[2];
   std::vector<std::pair<std::size_t, Label>> branch_resumes_;  // ranges that go on at a label
+  std::size_t statement_count_ = 0;
   int hidden_scope_ = -1;  // open, but not seen by the step and condition of its loop
   int pending_steps_ = 0;
   bool is_pending_ = false;

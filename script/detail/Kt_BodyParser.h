@@ -2,6 +2,7 @@
 #pragma once
 
 #include "expr/Kt_Expr.h"
+#include "expr/Kt_ExprTexts.h"
 #include "script/Kt_ScriptOpItem.h"
 #include "script/detail/Kt_ScriptScan.h"
 #include "script/detail/Kt_SyntaxReporter.h"
@@ -125,6 +126,7 @@ class BodyParser {
   }
   KT_COLD void ReportExpr(kt_long expression_code, kt_long offset, const Slice& text, kt_long line);
   bool IsName(const Slice& text) const;
+  const Kt_WString& NameOf(const Slice& text) { return names_.Get(text.View()).text; }
   kt_long LineOf(const Slice& text, kt_long at) const {
     return reporter_.Lines().LineOf(text.SourceOf(at));
   }
@@ -133,6 +135,7 @@ class BodyParser {
 
   SyntaxReporter& reporter_;
   const Kt_WString& function_name_;
+  ExprTexts names_;
   int depth_ = 0;         // bodies around the statement at hand
   int switch_depth_ = 0;  // switches around it
 };

@@ -66,7 +66,7 @@ kt_long BodyParser::ParseProto(Kt_ScriptOpList& args, const Slice& proto, kt_lon
     if (!IsName(name)) return Fail(kSynArgument, &name, line, name);
     Kt_ScriptOp* const op = args.AddOp(kScriptVar, line);
     if (op == nullptr) return -1;
-    op->GetVar()->name = name.Text();
+    op->GetVar()->name = NameOf(name);
     const OutlineMark mark(reporter_, OutlineMark::Kind::kArgument, name, name);
     start = end + 1;
   }
@@ -120,7 +120,7 @@ kt_long BodyParser::ParseVar(Kt_ScriptOp& op, const Slice& declarator, kt_long l
                                       : declarator.length;
   const Slice name = declarator.Part(0, name_end).Trimmed();
   if (!IsName(name)) return Fail(kSynVariable, &declarator, line, declarator);
-  var.name = name.Text();
+  var.name = NameOf(name);
   const OutlineMark mark(reporter_, OutlineMark::Kind::kVariable, declarator, name);
   if (set_at > 0) {
     SetExpr(var.expression, declarator.From(set_at + 1).Trimmed(), line);
@@ -218,7 +218,7 @@ kt_long BodyParser::ParseExprStatement(Kt_ScriptOp& op, const Slice& statement, 
       op.SetOpCode(kScriptNameGroup);
       if (!op.HasPayload()) return -1;
       op.SetVariant(front_inc || (back && back_inc) ? kScriptInc : kScriptDec);
-      op.GetVar()->name = name.Text();
+      op.GetVar()->name = NameOf(name);
       const OutlineMark mark(reporter_, OutlineMark::Kind::kSet, statement, name, op.opcode);
       return 0;
     }
@@ -250,7 +250,7 @@ kt_long BodyParser::ParseAssignment(Kt_ScriptOp& op, const Slice& statement, kt_
   if (!op.HasPayload()) return -1;
   op.SetVariant(AssignmentCode(is_name, compound));
   if (is_name) {
-    op.GetVar()->name = target.Text();
+    op.GetVar()->name = NameOf(target);
     op.GetVar()->expression.SetExpr(value.Text());
     const OutlineMark mark(reporter_, OutlineMark::Kind::kSet, statement, target, op.opcode);
     NoteExpr(value);

@@ -60,6 +60,7 @@ TEST(ExprProgramMaker, GivesWhatEachExpressionGives) {
     maker.Make(expr, program);
     EXPECT_EQ(Text(program), Text(ExprProgram::Of(whole))) << row.text.ToUtf8();
     EXPECT_EQ(expr.GetState(), row.state) << row.text.ToUtf8();
+    EXPECT_EQ(expr.GetText(), whole.GetText());
     Kt_WString error;
     (void)whole.Parse(error, nullptr);
     maker.Make(whole, program);

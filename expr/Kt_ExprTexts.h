@@ -1,15 +1,16 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <array>
+#include <memory>
+#include <string_view>
 
 #include "object/Kt_ExprObject.h"
 
-namespace kt::detail {
+namespace kt {
 
-// The texts of the tokens that were seen last, for those who parse many expressions: equal texts
-// share one buffer, which keeps the symbol of a name as well, and a called name is looked up among
-// the built-in functions once.
+// The texts that were seen last, for those who parse many names or expressions: equal texts share
+// one buffer, which keeps the symbol of a name as well, and a called name is looked up among the
+// built-in functions once.
 //
 // A table without chains: a text takes the place of another one that falls on the same slot. Long
 // texts are not kept. Threads: one at a time.
@@ -30,7 +31,8 @@ class ExprTexts {
 
   // Stays good until the next call.
   Known& Get(std::u16string_view text) {
-    Known& known = text.size() <= kLongest ? slots_[SlotOf(text)] : long_;
+    if (slots_ == nullptr) slots_ = std::make_unique<Known[]>(kSlots + 1);
+    Known& known = slots_[text.size() <= kLongest ? SlotOf(text) : kSlots];
     if (known.text.View() != text) known = {Kt_WString(text), kUnasked};
     return known;
   }
@@ -47,8 +49,7 @@ class ExprTexts {
   }
   static_assert(kSlots == std::size_t{1} << (32 - 25));
 
-  std::array<Known, kSlots> slots_;
-  Known long_;
+  std::unique_ptr<Known[]> slots_;  // the last one is for long texts; made when it is needed
 };
 
-}  // namespace kt::detail
+}  // namespace kt
