@@ -9,6 +9,9 @@
 #define KT_FINDINGS(X)                             \
   X(kUnknownFunction,   u"unknown-function")       \
   X(kUnknownVariable,   u"unknown-variable")       \
+  X(kUnknownMember,     u"unknown-member")         \
+  X(kUnknownColumn,     u"unknown-column")         \
+  X(kRowExpression,     u"row-expression")         \
   X(kArgumentCount,     u"argument-count")         \
   X(kUnusedVariable,    u"unused-variable")        \
   X(kUnsetVariable,     u"unset-variable")         \

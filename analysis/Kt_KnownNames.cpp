@@ -2,6 +2,7 @@
 #include "analysis/Kt_KnownNames.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "object/Kt_ExprObject.h"
 
@@ -59,6 +60,11 @@ Kt_WString ArgumentCounts::Text() const {
   return number(least) + (most - least == 1 ? u" or " : u" to ") + number(most) + noun(most);
 }
 
+Kt_WString ArgumentCounts::Complaint(const Kt_WString& name, int count) const {
+  return Kt_WString(u"'") + name + u"' takes " + Text() + u", not " +
+         Kt_WString::FromUtf8(std::to_string(count));
+}
+
 KnownNames::KnownNames() {
   const _EXPR_INTFUNC_INFO* const rows = Kt_ExprObject::GetIntFuncMap();
   for (int row = 0; row < Kt_ExprObject::GetIntFuncCount(); ++row) {
@@ -71,6 +77,18 @@ KnownNames::KnownNames() {
 
 void KnownNames::AddFunction(const Kt_WString& name, std::u16string_view forms, bool makes_names) {
   functions_.insert_or_assign(Folded(name), Function{name, ArgumentCounts::Of(forms), makes_names});
+}
+
+void KnownNames::AddDataset(const Kt_WString& name, std::vector<Kt_WString> columns) {
+  AddVariable(name);
+  Dataset dataset{name, std::move(columns), {}};
+  for (const Kt_WString& column : dataset.columns) dataset.folded_columns.insert(Folded(column));
+  datasets_.insert_or_assign(Folded(name), std::move(dataset));
+}
+
+const KnownNames::Dataset* KnownNames::FindDataset(const std::u16string& folded) const {
+  const auto found = datasets_.find(folded);
+  return found != datasets_.end() ? &found->second : nullptr;
 }
 
 const KnownNames::Function* KnownNames::FindFunction(const std::u16string& folded) const {

@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 #include "classlib/text/Kt_WString.h"
@@ -24,6 +25,8 @@ struct ArgumentCounts {
   bool Allows(int count) const { return count >= least && (most == kAny || count <= most); }
   // "2 or 3 arguments", "at least 1 argument".
   Kt_WString Text() const;
+  // "'mid' takes 2 or 3 arguments, not 1".
+  Kt_WString Complaint(const Kt_WString& name, int count) const;
 
   int least = 0;
   int most = kAny;
@@ -38,13 +41,22 @@ class KnownNames {
   // `makes_names`: what it makes has from then on the name that its first argument says.
   void AddFunction(const Kt_WString& name, std::u16string_view forms, bool makes_names = false);
   void AddVariable(const Kt_WString& name) { variables_.emplace(Folded(name), name); }
+  // A variable whose columns are known.
+  void AddDataset(const Kt_WString& name, std::vector<Kt_WString> columns);
 
   struct Function {
     Kt_WString name;
     ArgumentCounts counts;
     bool makes_names;
   };
+  struct Dataset {
+    Kt_WString name;
+    std::vector<Kt_WString> columns;
+    std::unordered_set<std::u16string> folded_columns;
+    bool HasColumn(const std::u16string& folded) const { return folded_columns.contains(folded); }
+  };
   // Null when there is none.
+  const Dataset* FindDataset(const std::u16string& folded) const;
   const Function* FindFunction(const std::u16string& folded) const;
   bool HasVariable(const std::u16string& folded) const { return variables_.contains(folded); }
   void ListFunctions(std::vector<Kt_WString>& names) const;
@@ -53,6 +65,7 @@ class KnownNames {
  private:
   std::unordered_map<std::u16string, Function> functions_;
   std::unordered_map<std::u16string, Kt_WString> variables_;
+  std::unordered_map<std::u16string, Dataset> datasets_;
 };
 
 }  // namespace kt::analysis

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "analysis/Kt_Checks.h"
+#include "analysis/Kt_MemberCheck.h"
 #include "classlib/base/Kt_NativeStack.h"
 #include "expr/Kt_ExprNames.h"
 #include "expr/Kt_ExprUtil.h"
@@ -89,14 +90,23 @@ class NameCheck {
   }
 
   void CollectMentions(const Kt_OutlineNode& node) {
-    if (node.text.View().find_first_of(u"\"'") == std::u16string_view::npos) return;
     const std::vector<Kt_ExprName> names = FindExprNames(node.text);
     for (const Kt_ExprName& literal : names) {
+      if (literal.kind == NameKind::kMethod) NoteChange(Folded(TextOf(node, literal)));
       if (literal.kind != NameKind::kLiteral) continue;
       const bool is_made = literal.argument == 0 && literal.call != Kt_ExprName::kNone &&
                            MakesNames(node, names[Index(literal.call)]);
       MentionWords(TextOf(node, literal), is_made);
     }
+  }
+
+  void NoteChange(std::u16string_view method) {
+    static constexpr std::u16string_view kChanging[] = {
+        u"addcolumn",     u"addconstcolumn", u"addlogicalcolumn",
+        u"appenddataset", u"assign",         u"clear",
+        u"copy",          u"copyf",          u"loadcsv",
+        u"loadxml",       u"merge",          u"reset"};
+    if (std::ranges::find(kChanging, method) != std::end(kChanging)) changes_columns_ = true;
   }
 
   bool MakesNames(const Kt_OutlineNode& node, const Kt_ExprName& call) const {
@@ -293,7 +303,19 @@ class NameCheck {
     for (const Kt_ExprName& name : names) {
       if (name.kind == NameKind::kVariable) Read(node, names, name);
       if (name.kind == NameKind::kCall) CheckCall(node, names, name);
+      if (name.owner != Kt_ExprName::kNone) CheckMember(node, names, name);
     }
+  }
+
+  // Of a dataset that no variable of the script hides and whose columns stay as they are.
+  void CheckMember(const Kt_OutlineNode& node, const std::vector<Kt_ExprName>& names,
+                   const Kt_ExprName& member) {
+    const Kt_ExprName& owner = names[Index(member.owner)];
+    if (owner.kind != NameKind::kVariable || changes_columns_) return;
+    const std::u16string folded = Folded(TextOf(node, owner));
+    const KnownNames::Dataset* const dataset = known_.FindDataset(folded);
+    if (dataset == nullptr || Visible(folded) != nullptr || made_.contains(folded)) return;
+    MemberCheck(known_, file_, node, names, findings_).Check(*dataset, member);
   }
 
   void Read(const Kt_OutlineNode& node, const std::vector<Kt_ExprName>& names,
@@ -339,8 +361,7 @@ class NameCheck {
              WithHint(text, name, FunctionNames()));
     } else if (call.arguments != Kt_ExprName::kNone && !known->counts.Allows(call.arguments)) {
       Report(FindingCode::kArgumentCount, PlaceOf(node, call),
-             Kt_WString(u"'") + known->name + u"' takes " + known->counts.Text() + u", not " +
-                 Number(call.arguments));
+             known->counts.Complaint(known->name, call.arguments));
     }
   }
 
@@ -421,6 +442,7 @@ class NameCheck {
   std::unordered_map<std::u16string, Function> functions_;
   // The words of text literals: the texts may be evaluated, or be expressions over rows.
   std::unordered_set<std::u16string> mentions_;
+  bool changes_columns_ = false;  // a method may change the columns of some dataset
   std::unordered_map<std::u16string, Kt_WString> made_;  // calls make something of that name
   // By name: the variables that can be seen, the innermost last.
   std::unordered_map<std::u16string, std::vector<Variable>> visible_;

@@ -5,6 +5,7 @@
 
 #include "analysis/Kt_Analysis.h"
 #include "cli/Kt_Host.h"
+#include "dataset/Kt_ExprDataset.h"
 
 namespace kt::cli {
 namespace {
@@ -46,16 +47,32 @@ Kt_SyntaxError ToWarning(const analysis::Finding& finding, LineFinder& lines) {
   return warning;
 }
 
+std::vector<Kt_WString> ColumnsOf(const Kt_Dataset& dataset) {
+  std::vector<Kt_WString> columns;
+  for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
+    columns.push_back(dataset.GetColID(col));
+  }
+  for (kt_long col = 0; col < dataset.GetConstCount(); ++col) {
+    columns.push_back(dataset.GetConstColID(col));
+  }
+  return columns;
+}
+
 }  // namespace
 
-analysis::KnownNames KtNames() {
+analysis::KnownNames KtNames(const Kt_CliDatasets& datasets) {
   analysis::KnownNames known;
   for (const _EXPR_EXTAPI_INFO& row : HostFunctions()) {
     const Kt_WString name(row.name);
     const bool makes_names = name == u"dataset" || name == u"loadData" || name == u"view";
     known.AddFunction(name, row.help, makes_names);
   }
-  known.AddVariable(u"curdata");
+  const auto add = [&](const Kt_WString& name, const Kt_ExprDataset* wrapper) {
+    const Kt_Dataset* const dataset = wrapper != nullptr ? wrapper->GetDataset() : nullptr;
+    dataset != nullptr ? known.AddDataset(name, ColumnsOf(*dataset)) : known.AddVariable(name);
+  };
+  add(u"curdata", datasets.GetDefault());
+  for (const Kt_WString& name : datasets.GetNames()) add(name, datasets.Find(name));
   return known;
 }
 

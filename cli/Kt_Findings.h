@@ -6,10 +6,12 @@
 #include "analysis/Kt_KnownNames.h"
 #include "cli/Kt_Loader.h"
 
+class Kt_CliDatasets;
+
 namespace kt::cli {
 
-// The built-in functions, and what kt gives to scripts.
-analysis::KnownNames KtNames();
+// The built-in functions, and what kt gives to scripts: its own functions, and `datasets`.
+analysis::KnownNames KtNames(const Kt_CliDatasets& datasets);
 
 // Adds what is hardly meant in a script to the warnings of its files, which are all that it has and
 // without faults.

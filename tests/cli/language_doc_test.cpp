@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
 // Runs the scripts of docs/language.md and docs/datasets.md: every ```kts or ```check block, and
-// compares what it prints with the ```output block after it.
+// compares what it prints with the ```output block after it. ```check orders.csv: with that data.
 #include "analysis/Kt_Finding.h"
 #include "cli_test_util.h"
 
@@ -14,6 +14,8 @@ struct Snippet {
   std::string expected;
 };
 
+bool IsScript(const std::string& mark) { return mark == "kts" || mark.starts_with("check"); }
+
 std::vector<Snippet> ReadSnippets(const std::string& path) {
   std::vector<Snippet> snippets;
   std::ifstream file(path);
@@ -22,9 +24,9 @@ std::vector<Snippet> ReadSnippets(const std::string& path) {
   for (int number = 1; std::getline(file, line); ++number) {
     if (line.starts_with("```")) {
       const std::string mark = line.substr(3);
-      if (mark == "kts" || mark == "check") snippets.push_back({number, mark, "", ""});
+      if (IsScript(mark)) snippets.push_back({number, mark, "", ""});
       block = block.empty() ? mark : "";
-    } else if (block == "kts" || block == "check") {
+    } else if (IsScript(block)) {
       snippets.back().text += line + "\n";
     } else if (block == "output" && !snippets.empty()) {
       snippets.back().expected += line + "\n";
@@ -41,7 +43,11 @@ std::string Output(const Snippet& snippet) {
   const std::string file = folder.Write(
       "snippet.kts", whole ? snippet.text : "function main() { " + snippet.text + "}\n");
   std::ostringstream both;
-  kt::cli::Main({snippet.kind == "check" ? "check" : "run", file}, {both, both});
+  std::vector<std::string> arguments = {snippet.kind == "kts" ? "run" : "check", file};
+  if (snippet.kind == "check orders.csv") {
+    arguments.push_back("--data=" + folder.Write("orders.csv", "id,price,qty\n1,2.5,3\n2,4,1\n"));
+  }
+  kt::cli::Main(arguments, {both, both});
   return folder.Shorten(both.str());
 }
 
@@ -73,7 +79,7 @@ TEST(LanguageDoc, EveryWarningHasAnEntryThatShowsIt) {
   const std::vector<Snippet> snippets = ReadSnippets(KT_PROJECT_DIR "/docs/language.md");
   std::string shown;
   for (const Snippet& snippet : snippets) {
-    if (snippet.kind == "check") shown += snippet.expected;
+    if (snippet.kind != "kts") shown += snippet.expected;
   }
   std::vector<std::string> names = {
 #define KT_NAME_OF(code, name) Kt_WString(name).ToUtf8(),
