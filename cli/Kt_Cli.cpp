@@ -63,7 +63,8 @@ void ProtectScriptArguments(const CLI::App& command, Arguments& arguments) {
   }
 }
 
-// An expression may begin with a minus: the options of `kt eval` go first, the rest after a "--".
+// An expression, or the number of an error, may begin with a minus: options go first, the rest
+// after a "--".
 void ProtectExpression(const CLI::App& command, Arguments& arguments) {
   Arguments options = {arguments[0]};
   Arguments rest;
@@ -178,6 +179,7 @@ int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& str
   AddRun(app, action);
   AddEval(app, action);
   AddCheck(app, action);
+  AddExplain(app, action);
   AddDump(app, action);
   AddFmt(app, action);
   AddFunctions(app, action);
@@ -195,7 +197,8 @@ int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& str
   if (arguments[0] == "help") return Help(app, arguments[1], *streams);
   if (const CLI::App* const command = FindCommand(app, arguments[0])) {
     if (arguments[0] == "run") ProtectScriptArguments(*command, arguments);
-    if (arguments[0] == "eval") ProtectExpression(*command, arguments);
+    const bool takes_minus = arguments[0] == "eval" || arguments[0] == "explain";
+    if (takes_minus) ProtectExpression(*command, arguments);
     // Alone it takes no value: what stands behind it is a file.
     if (arguments[0] == "test") {
       std::replace(arguments.begin(), arguments.end(), std::string("--coverage"),

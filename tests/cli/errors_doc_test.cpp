@@ -5,6 +5,7 @@
 
 #include <map>
 
+#include "analysis/Kt_Finding.h"
 #include "classlib/base/Kt_Codes.h"
 #include "classlib/text/Kt_WString.h"
 #include "cli_test_util.h"
@@ -69,6 +70,31 @@ TEST(ErrorsDoc, TableEqualsTheListOfCodes) {
     }
   }
   for (const auto& [key, text] : document_rows) EXPECT_TRUE(code_rows.contains(key)) << key;
+}
+
+TEST(ErrorsDoc, ExplainKnowsEveryCodeAndWarning) {
+  for (const auto& [key, text] : CodeRows()) {
+    const std::size_t blank = key.find(' ');
+    const std::string name = key.substr(blank + 2, key.size() - blank - 3);
+    for (const std::string& wanted : {key.substr(0, blank), name}) {
+      const Outcome outcome = Kt({"explain", wanted});
+      EXPECT_EQ(outcome.status, 0) << wanted << outcome.messages;
+      EXPECT_NE(outcome.out.find(name + ": "), std::string::npos) << wanted << outcome.out;
+    }
+  }
+  std::ifstream file(KT_PROJECT_DIR "/docs/kt.md");
+  const std::string page{std::istreambuf_iterator<char>(file), {}};
+  const std::string shown = Kt({"explain", "UNSET-variable"}).out;
+  EXPECT_NE(page.find("$ kt explain unset-variable\n" + shown + "```\n"), std::string::npos)
+      << shown;
+#define KT_EXPLAINED(code, name) \
+  EXPECT_NE(Kt({"explain", Kt_WString(name).ToUtf8()}).out.find("snippet.kts:"), std::string::npos);
+  KT_FINDINGS(KT_EXPLAINED)
+#undef KT_EXPLAINED
+  EXPECT_EQ(Kt({"explain", "for-evr"}).messages,
+            "kt explain: there is no warning or error 'for-evr' (did you mean 'for-ever'?)\n");
+  EXPECT_TRUE(Kt({"explain", "dot-nine", "--json"}).out.starts_with("{\"name\":\"dot-nine\","));
+  EXPECT_NE(Kt({"explain"}).out.find("\nfor-ever\n"), std::string::npos);
 }
 
 }  // namespace
