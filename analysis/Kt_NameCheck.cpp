@@ -351,7 +351,7 @@ class NameCheck {
     const std::u16string folded = Folded(name);
     const KnownNames::Function* const known = known_.FindFunction(folded);
     const auto own = functions_.find(folded);
-    if (folded == u"eval" && !HasLiteral(node, names, call)) runs_texts_ = true;
+    if (folded == u"eval" && !HasLiteral(names, call)) runs_texts_ = true;
     if (own != functions_.end()) {
       if (known == nullptr) CheckOwnCount(own->second, call, PlaceOf(node, call));
     } else if (known == nullptr) {
@@ -375,8 +375,7 @@ class NameCheck {
   }
 
   // Whether the text that `call` runs is there to be read.
-  static bool HasLiteral(const Kt_OutlineNode&, const std::vector<Kt_ExprName>& names,
-                         const Kt_ExprName& call) {
+  static bool HasLiteral(const std::vector<Kt_ExprName>& names, const Kt_ExprName& call) {
     return std::any_of(names.begin(), names.end(), [&](const Kt_ExprName& name) {
       return name.kind == NameKind::kLiteral && name.is_whole && name.call == &call - names.data();
     });
