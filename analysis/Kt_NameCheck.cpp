@@ -41,6 +41,7 @@ struct Variable {
   std::size_t depth;  // of blocks around it; 0 for a global
   bool is_read = false;
   bool is_set = false;
+  bool has_counted = false;  // for a loop that has ended
 };
 
 struct Function {
@@ -168,7 +169,10 @@ class NameCheck {
         WalkChildren(node, 0);
         return Close();
       }
-      default: return WalkChildren(node, node.code);
+      default:
+        WalkChildren(node, node.code);
+        if (node.code == kScriptFor) EndCounting(node);
+        return;
     }
   }
 
@@ -261,12 +265,20 @@ class NameCheck {
     return variables.back();
   }
 
-  // Two loops that count with the same variable are no fault.
+  void EndCounting(const Kt_OutlineNode& loop) {
+    EachChild(*files_[file_], &loop, [&](const Kt_OutlineNode& node) {
+      if (node.kind != Kind::kVariable) return;
+      if (Variable* const counter = Visible(Folded(node.text))) counter->has_counted = true;
+    });
+  }
+
+  // Two loops that count with the same variable, one after the other, are no fault.
   void Declare(const Kt_OutlineNode& node, bool is_for_head) {
     const bool is_set = HasValue(node);
     Variable* const earlier = Visible(Folded(node.text));
     if (IsOfThisBlock(earlier)) {
       earlier->is_set = earlier->is_set || is_set;
+      if (is_for_head) earlier->has_counted = false;
       if (is_for_head || earlier->origin == Variable::Origin::kAssigned) return;
       const bool is_argument = earlier->origin == Variable::Origin::kArgument;
       Report(FindingCode::kDeclaredTwice, PlaceOf(node),
@@ -275,7 +287,8 @@ class NameCheck {
                               : u"' is declared already, and this replaces its value"));
       return;
     }
-    if (earlier != nullptr && earlier->depth > 0) {
+    const bool is_free = is_for_head && earlier != nullptr && earlier->has_counted;
+    if (earlier != nullptr && earlier->depth > 0 && !is_free) {
       Report(FindingCode::kHiddenVariable, PlaceOf(node),
              Kt_WString(u"this hides the '") + node.text + u"' of a block around it");
     }

@@ -23,4 +23,5 @@ function kept(n) {
   var i = 5;
   for (var i = 0; i < 3; i++) print(i);
   for (var i = 0; i < 3; i++) { for (var i = 0; i < 2; i++) print(i); }
+  while (n < 3) { for (var i = 0; i < 2; i++) n += i; }
 }
