@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <memory>
 #include <new>
 #include <optional>
 #include <ostream>
@@ -16,7 +17,9 @@
 #include "cli/Kt_Bounds.h"
 #include "cli/Kt_Diagnostic.h"
 #include "cli/Kt_Memory.h"
+#include "cli/Kt_Options.h"
 #include "cli/Kt_Visible.h"
+#include "object/Kt_RunError.h"
 
 namespace kt::cli {
 namespace {
@@ -114,7 +117,36 @@ bool AreUtf8(const std::vector<std::string>& arguments, Streams streams) {
   return true;
 }
 
-int Parse(CLI::App& app, std::vector<std::string> arguments, Streams streams) {
+// "there is no option '--x'", and the nearest one of `known`.
+Diagnostic NotThere(const std::string& said_by, const std::string& what, const std::string& name,
+                    const std::vector<std::string>& known) {
+  std::vector<Kt_WString> names;
+  for (const std::string& one : known) names.push_back(Kt_WString::FromUtf8(one));
+  const std::string text = fmt::format("there is no {} '{}'", what, name);
+  return Diagnostic::Complaint(
+      said_by,
+      kt::WithHint(Kt_WString::FromUtf8(text), Kt_WString::FromUtf8(name), names).ToUtf8());
+}
+
+// The first argument that looks like an option and is none of the command.
+std::optional<Diagnostic> FindUnknownOption(const CLI::App& command, const std::string& said_by,
+                                            const Arguments& arguments) {
+  std::vector<std::string> known;
+  for (const CLI::Option* const option : command.get_options()) {
+    for (const std::string& name : option->get_lnames()) known.push_back("--" + name);
+  }
+  for (std::size_t at = 0; at < arguments.size() && arguments[at] != "--"; ++at) {
+    const std::string name = arguments[at].substr(0, arguments[at].find('='));
+    const CLI::Option* const option = FindOption(command, name);
+    if (TakesValue(option) && name == arguments[at]) ++at;
+    if (option != nullptr || name.size() < 2 || name[0] != '-') continue;
+    if (name.find_first_of("0123456789.") != 1) return NotThere(said_by, "option", name, known);
+  }
+  return {};
+}
+
+int Parse(CLI::App& app, std::vector<std::string> arguments,
+          const std::optional<Diagnostic>& unknown_option, Streams streams) {
   // The parser takes its arguments from the end.
   std::reverse(arguments.begin(), arguments.end());
   try {
@@ -125,7 +157,10 @@ int Parse(CLI::App& app, std::vector<std::string> arguments, Streams streams) {
     Diagnostic fault;
     fault.is_plain = true;
     fault.text = error.what();
-    fault.below = told.str().substr(fault.text.size() + 1);
+    const std::string below = told.str().substr(fault.text.size() + 1);
+    // It may be the cause of all kinds of faults, such as a value that is taken for a file.
+    if (unknown_option) fault = *unknown_option;
+    fault.below = below;
     Tell(streams, fault);
     return kCommandFault;
   }
@@ -140,13 +175,22 @@ const CLI::App* FindCommand(const CLI::App& app, const std::string& name) {
 }
 
 int Help(const CLI::App& app, const std::string& name, Streams streams) {
-  const CLI::App* const command = FindCommand(app, name);
+  const CLI::App* const command = name.empty() ? &app : FindCommand(app, name);
   if (command != nullptr) {
-    streams.out << command->help("kt");
+    streams.out << command->help(name.empty() ? "" : "kt");
     return kFine;
   }
-  Tell(streams, Diagnostic::Complaint("kt help", fmt::format("there is no command '{}'", name)));
-  return kCommandFault;
+  return NoCommand("kt help", name, app, streams);
+}
+
+void AddHelp(CLI::App& app, Action& action) {
+  auto name = std::make_shared<std::string>();
+  CLI::App* const help = app.add_subcommand("help", "Describe a command");
+  help->add_option("COMMAND", *name, "The command; all of them if not given");
+  AddJsonFlag(*help, "Messages as objects, one a line");
+  help->callback([name, &app, &action] {
+    action = [name, &app](Streams streams) { return Help(app, *name, streams); };
+  });
 }
 
 // The flag stands among the options; what is after a "--" belongs to the script or is its text.
@@ -163,12 +207,28 @@ int Run(const Action& action, std::int64_t limit_bytes, Streams streams) {
   return status;
 }
 
+// Makes the arguments of a command fit for the parser; the option among them that is unknown, for
+// when the parser fails.
+std::optional<Diagnostic> Prepare(const CLI::App& command, Arguments& arguments) {
+  const std::string name = command.get_name();
+  const bool takes_minus = name == "eval" || name == "explain";
+  // What is no option of these is an expression or a code, unless that fails.
+  const Arguments given = arguments;
+  if (name == "run") ProtectScriptArguments(command, arguments);
+  if (takes_minus) ProtectExpression(command, arguments);
+  // Alone it takes no value: what stands behind it is a file.
+  if (name == "test") {
+    std::replace(arguments.begin(), arguments.end(), std::string("--coverage"),
+                 std::string("--coverage=text"));
+  }
+  ProtectValues(command, arguments);
+  return FindUnknownOption(command, "kt " + name, takes_minus ? given : arguments);
+}
+
 // `streams` become what the command line asks for; JSON goes to `raw`, as it is.
 int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& streams) {
   if (!AreUtf8(arguments, *streams)) return kCommandFault;
-  if (arguments.empty() || (arguments.size() == 1 && arguments[0] == "help")) {
-    arguments = {"--help"};
-  }
+  if (arguments.empty()) arguments = {"--help"};
   Action action;
   CLI::App app("Runs, evaluates, checks and explains KtScript scripts.", "kt");
   app.set_version_flag("--version", std::string("kt ") + KT_CLI_VERSION, "Print the version");
@@ -183,6 +243,7 @@ int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& str
   AddDump(app, action);
   AddFmt(app, action);
   AddFunctions(app, action);
+  AddHelp(app, action);
   AddRepl(app, action);
   AddShow(app, action);
   AddTest(app, action);
@@ -194,27 +255,30 @@ int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& str
     AddSandboxFlag(*app.get_subcommand(name));
   }
 
-  if (arguments[0] == "help") return Help(app, arguments[1], *streams);
-  if (const CLI::App* const command = FindCommand(app, arguments[0])) {
-    if (arguments[0] == "run") ProtectScriptArguments(*command, arguments);
-    const bool takes_minus = arguments[0] == "eval" || arguments[0] == "explain";
-    if (takes_minus) ProtectExpression(*command, arguments);
-    // Alone it takes no value: what stands behind it is a file.
-    if (arguments[0] == "test") {
-      std::replace(arguments.begin(), arguments.end(), std::string("--coverage"),
-                   std::string("--coverage=text"));
-    }
-    ProtectValues(*command, arguments);
-  }
+  const CLI::App* const command = FindCommand(app, arguments[0]);
+  const std::optional<Diagnostic> unknown_option =
+      command != nullptr ? Prepare(*command, arguments) : FindUnknownOption(app, "kt", arguments);
   // The messages of `kt check` are its result.
   if (WantsJson(arguments)) {
     streams.emplace(Streams{streams->out, arguments[0] == "check" ? streams->out : raw, true});
   }
-  const int status = Parse(app, std::move(arguments), *streams);
+  if (command == nullptr && !arguments[0].starts_with('-')) {
+    return NoCommand("kt", arguments[0], app, *streams);
+  }
+  const int status = Parse(app, std::move(arguments), unknown_option, *streams);
   return status >= 0 ? status : Run(action, MemoryLimit(megabytes), *streams);
 }
 
 }  // namespace
+
+int NoCommand(const char* said_by, const std::string& name, const CLI::App& app, Streams streams) {
+  std::vector<std::string> known;
+  for (const CLI::App* const command : app.get_subcommands([](const CLI::App*) { return true; })) {
+    known.push_back(command->get_name());
+  }
+  Tell(streams, NotThere(said_by, "command", name, known));
+  return kCommandFault;
+}
 
 int Main(std::vector<std::string> arguments, Streams raw) {
   VisibleStream visible(raw.messages);

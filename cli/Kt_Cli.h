@@ -43,6 +43,9 @@ void AddTest(CLI::App& app, Action& action);
 // What `kt functions NAME` prints; false, and nothing printed, when there is no such function.
 bool ExplainFunction(const std::string& name, std::ostream& out);
 
+// Says that there is no such command, and which one may be meant; returns the exit status.
+int NoCommand(const char* said_by, const std::string& name, const CLI::App& app, Streams streams);
+
 // The whole program for the arguments after its name; returns the exit status.
 int Main(std::vector<std::string> arguments, Streams streams);
 

@@ -152,7 +152,7 @@ TEST_F(CliDiagnostics, ObjectsOfEveryCommand) {
        1},
       {{"run", "--json", "--nonsense", failing},
        "",
-       "error 0 :0:0+0 [] The following argument was not expected: --nonsense\n",
+       "error 0 :0:0+0 [] kt run: there is no option '--nonsense'\n",
        2},
       {{"eval", "--json", "6 * 7"}, "-", "", 0},
       {{"eval", "--json", "1 +"}, "", "error 0 expression:1:4+1 [] expression ends too early\n", 1},
