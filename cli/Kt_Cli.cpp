@@ -239,6 +239,7 @@ int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& str
   AddRun(app, action);
   AddEval(app, action);
   AddCheck(app, action);
+  AddCompletion(app, action);
   AddExplain(app, action);
   AddDump(app, action);
   AddFmt(app, action);

@@ -32,6 +32,7 @@ using Action = std::function<int(Streams)>;
 void AddRun(CLI::App& app, Action& action);
 void AddEval(CLI::App& app, Action& action);
 void AddCheck(CLI::App& app, Action& action);
+void AddCompletion(CLI::App& app, Action& action);
 void AddExplain(CLI::App& app, Action& action);
 void AddDump(CLI::App& app, Action& action);
 void AddFmt(CLI::App& app, Action& action);

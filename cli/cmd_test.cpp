@@ -105,8 +105,8 @@ void AddTest(CLI::App& app, Action& action) {
   test->add_option("--junit", options->junit, "Write the results as JUnit does")->type_name("FILE");
   test->add_option("--coverage", options->coverage,
                    "Tell what the tests run: --coverage, --coverage=lcov or --coverage=html")
-      ->type_name("[=KIND]")
-      ->check(CLI::IsMember({"text", "lcov", "html"}));
+      ->type_name("[=text|lcov|html]")
+      ->check(CLI::IsMember({"text", "lcov", "html"}).description(""));
   test->add_option("--coverage-file", options->coverage_file,
                    "Where lcov and html go; coverage.info and coverage.html if not given")
       ->type_name("FILE");

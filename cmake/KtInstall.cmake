@@ -12,6 +12,14 @@ install(TARGETS KtClassLib320U KtScriptLib320U ktscript EXPORT KtScriptTargets)
 if(TARGET kt)
   set_target_properties(kt PROPERTIES INSTALL_RPATH "$ORIGIN/${kt_bin_to_lib}")
   install(TARGETS kt)
+  if(KT_USAGE_DIR)
+    install(FILES ${KT_USAGE_DIR}/bash
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions RENAME kt)
+    install(FILES ${KT_USAGE_DIR}/zsh
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions RENAME _kt)
+    install(FILES ${KT_USAGE_DIR}/fish
+      DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d RENAME kt.fish)
+  endif()
 endif()
 
 # With the detail folders: public templates stand on some of them.

@@ -12,7 +12,7 @@ set(rooms
   classlib/base classlib/text classlib/value classlib/xml classlib/store classlib/formats
   classlib/domain
   expr object script script/code dataset dataset/methods dataset/rows reference host
-  analysis capi cli cli/data cli/fmt cli/show cli/repl cli/test
+  analysis capi cli cli/data cli/fmt cli/show cli/repl cli/test cli/usage
   bench fuzz examples python)
 
 # Which rooms the headers and sources of a room may name, by include or by declaration, beside
@@ -38,11 +38,13 @@ set(allowed_dataset/rows ${values} classlib/store expr object script dataset dat
 set(allowed_reference ${values} object dataset dataset/methods)
 set(allowed_host ${all_classlib} ${engine})
 set(allowed_analysis ${values} ${engine})
-set(allowed_cli ${all_classlib} ${engine} analysis cli/data cli/fmt cli/show cli/repl cli/test)
+set(allowed_cli ${all_classlib} ${engine} analysis cli/data cli/fmt cli/show cli/repl cli/test
+  cli/usage)
 set(allowed_cli/data ${all_classlib} ${engine} cli cli/show)
 set(allowed_cli/fmt ${all_classlib} ${engine} cli)
 set(allowed_cli/show ${all_classlib} ${engine} cli cli/data)
 set(allowed_cli/test ${all_classlib} ${engine} cli cli/data cli/show)
+set(allowed_cli/usage)
 set(allowed_cli/repl ${all_classlib} ${engine} cli cli/data cli/show)
 foreach(folder bench capi fuzz examples python)
   set(allowed_${folder} ${all_classlib} ${engine} capi host)

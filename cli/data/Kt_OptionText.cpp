@@ -173,7 +173,7 @@ bool ReadGuardFormulas(std::string_view, DataOptions& options, std::string&) {
 // clang-format off
 constexpr DataOption kOptions[] = {
     // name, value, help, of loads, of saves, reader
-    {"format", "FORMAT", "The format of data files, whatever their ending", true, true, ReadFormat},
+    {"format", "csv|tsv|xml|json|jsonl|ktb|md", "The format of data files, whatever their ending", true, true, ReadFormat},
     {"encoding", "NAME", "Of data files that are not UTF-8; auto: the likeliest one", true, true, ReadEncoding},
     {"separator", "CHAR", "Between the cells of a CSV file (auto)", true, true, ReadSeparator},
     {"quote", "CHAR", "Around cells of a CSV file: auto, none or a character", true, false, ReadQuote},
@@ -185,7 +185,7 @@ constexpr DataOption kOptions[] = {
     {"decimal", "CHAR", "The decimal point of numbers (.)", true, false, ReadDecimal},
     {"thousands", "CHAR", "Between groups of three digits", true, false, ReadThousands},
     {"currency-symbols", "", "\"$1.50\" and \"(1.50)\", which is negative, are numbers", true, false, ReadCurrencySymbols},
-    {"dates", "ORDER", "Of dates that do not begin with the year: dmy, mdy or ymd", true, false, ReadDates},
+    {"dates", "dmy|mdy|ymd", "Of dates that do not begin with the year", true, false, ReadDates},
     {"rejects", "FILE", "Write rows that cannot be loaded there, and load the rest", true, false, ReadRejects},
     {"allow-rejects", "N", "Load although up to N rows and cells are lost", true, false, ReadAllowRejects},
     {"save-encoding", "NAME", "Of data that is written", false, true, ReadSaveEncoding},

@@ -1,14 +1,99 @@
 // SPDX-License-Identifier: MIT
 //
-// What command lines with a fault are answered with.
+// What is made of the declared command line for shells, tried in those that are there.
+#include <gmock/gmock.h>
+
 #include "cli_test_util.h"
 
 namespace {
 
+bool Has(const std::string& program) {
+  const std::string line = "command -v " + program + " > /dev/null";
+  return std::system(line.c_str()) == 0;  // NOLINT(cert-env33-c)
+}
+
 class CliUsage : public testing::Test {
  protected:
+  // What a shell command in the folder of the test prints, messages too.
+  std::string Shell(const std::string& command) const {
+    const std::string line = "cd '" + folder_.Path("") + "' && { " + command + "; } > out 2>&1";
+    const int status = std::system(line.c_str());  // NOLINT(cert-env33-c)
+    return folder_.Read("out") + (status == 0 ? "" : "[failed]");
+  }
+
   TestFolder folder_;
 };
+
+TEST_F(CliUsage, BashCompletes) {
+  if (!Has("bash")) GTEST_SKIP() << "no bash here";
+  const Outcome script = Kt({"completion", "bash"});
+  ASSERT_EQ(script.status, 0);
+  folder_.Write("kt.bash", script.out);
+  // What the shell would call; without words it offers files, unless compopt says otherwise.
+  folder_.Write("ask.bash",
+                "set -u\ncompopt() { echo \"$*\"; }\nsource kt.bash\n"
+                "COMP_WORDS=(kt \"$@\") COMP_CWORD=$#\n_kt\necho \"${COMPREPLY[@]}\"\n");
+  constexpr const char* kNoFiles = "+o default +o bashdefault\n";
+  const struct {
+    const char* words;
+    const char* options;  // of the completion
+    const char* offered;
+  } kRows[] = {
+      {"ru", kNoFiles, "run"},
+      {"--v", kNoFiles, "--version"},
+      {"run ''", "", ""},
+      {"run --allow-", kNoFiles, "--allow-dir --allow-all-files --allow-rejects"},
+      {"run --data ''", "", ""},
+      {"run --data = ''", "", ""},
+      {"run --data t = ord", "", ""},
+      {"run --data t = x.csv --st", kNoFiles, "--steps"},
+      {"run --data t =", "", ""},
+      {"run --steps ''", kNoFiles, ""},
+      {"run --include-dir ''", "-o dirnames +o default +o bashdefault\n", ""},
+      {"run a.kts main --st", "", ""},
+      {"run --steps 5 a.kts --st", kNoFiles, "--steps"},
+      {"run --steps=5 a.kts --st", kNoFiles, "--steps"},
+      {"check -- --st", "", ""},
+      {"show --format j", kNoFiles, "json jsonl"},
+      {"show --format = j", kNoFiles, "json jsonl"},
+      {"show --format =", kNoFiles, "csv tsv xml json jsonl ktb md"},
+      {"show --format=j", kNoFiles, "--format=json --format=jsonl"},
+      {"test --coverage ''", "", ""},
+      {"test --coverage = h", kNoFiles, "html"},
+      {"completion ''", kNoFiles, "bash zsh fish"},
+      {"completion bash ''", "", ""},
+      {"help du", kNoFiles, "dump"},
+      {"unknown --x", "", ""},
+  };
+  for (const auto& row : kRows) {
+    EXPECT_EQ(Shell(std::string("bash ask.bash ") + row.words),
+              std::string(row.options) + row.offered + "\n")
+        << row.words;
+  }
+}
+
+TEST_F(CliUsage, OtherShellsReadTheirScripts) {
+  const char* const kShells[] = {"zsh", "fish"};
+  std::string skipped;
+  for (const std::string shell : kShells) {
+    const Outcome script = Kt({"completion", shell});
+    EXPECT_EQ(script.status, 0);
+    // A quote, bracket or colon of a text must not end what it stands in.
+    EXPECT_THAT(
+        script.out,
+        testing::HasSubstr(
+            shell == "zsh"
+                ? R"([Types of columns\: "price\:double,zip\:string"]:LIST: )"
+                : R"(-l null -x -d 'Texts that are null in every column: "NA,-"; \'\' for none')"));
+    folder_.Write("script", script.out);
+    if (Has(shell)) {
+      EXPECT_EQ(Shell(shell + " -n script"), "") << shell;
+    } else {
+      skipped += " " + shell;
+    }
+  }
+  if (!skipped.empty()) GTEST_SKIP() << "not here, so not asked:" << skipped;
+}
 
 TEST_F(CliUsage, NearestCommandAndOption) {
   const std::string script = folder_.Write("a.kts", "function main(x) { return x; }\n");
@@ -41,6 +126,13 @@ TEST_F(CliUsage, NearestCommandAndOption) {
   }
   EXPECT_EQ(Kt({"run", script, "main", "--trcae"}).out, "--trcae\n");
   EXPECT_EQ(Kt({"eval", "-5 + 6"}).out, "1\n");
+}
+
+TEST_F(CliUsage, UnknownShell) {
+  const Outcome outcome = Kt({"completion", "fihs"});
+  EXPECT_EQ(outcome.messages,
+            "kt completion: bash, zsh and fish are known, not 'fihs' (did you mean 'fish'?)\n");
+  EXPECT_EQ(outcome.status, 2);
 }
 
 }  // namespace

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+#include <fmt/format.h>
+
+#include "cli/usage/Kt_Completion.h"
+
+namespace kt::cli {
+namespace {
+
+constexpr const char* kHead = R"(# Completion of kt for fish; written by 'kt completion fish'.
+
+function __kt_has_command
+    set -l words (commandline -opc)
+    test (count $words) -ge 2; and test "$words[2]" = "$argv[1]"
+end
+
+function __kt_has_no_command
+    test (count (commandline -opc)) -eq 1
+end
+
+complete -c kt -f
+)";
+
+std::string Quote(const std::string& text) { return "'" + Escape(text, "\\'") + "'"; }
+
+// -x: a value is needed and is no file; -r: it is needed; -f: no file; -F: a file.
+std::string ValueFlags(const OptionDoc& option) {
+  const std::string choices = " -a " + Quote(Join(option.choices));
+  switch (option.kind) {
+    case ValueKind::kNone: return "";
+    case ValueKind::kText: return " -x";
+    case ValueKind::kChoice: return (option.is_joined ? " -f" : " -x") + choices;
+    case ValueKind::kFolder: return " -x -a '(__fish_complete_directories)'";
+    case ValueKind::kFile:
+    case ValueKind::kNamedFile: return " -r -F";
+  }
+  return "";
+}
+
+void PutOption(const OptionDoc& option, const std::string& start, std::string& out) {
+  out += start;
+  for (const std::string& name : option.names) {
+    out += name.starts_with("--") ? " -l " + name.substr(2) : " -s " + name.substr(1);
+  }
+  out += ValueFlags(option) + " -d " + Quote(option.help) + "\n";
+}
+
+}  // namespace
+
+std::string FishCompletion(const ProgramDoc& doc) {
+  std::string out = kHead;
+  const std::string none = "complete -c kt -n __kt_has_no_command";
+  for (const OptionDoc& option : doc.program.options) PutOption(option, none, out);
+  for (const CommandDoc& command : doc.commands) {
+    out += fmt::format("{} -a {} -d {}\n", none, command.name, Quote(command.help));
+  }
+  for (const CommandDoc& command : doc.commands) {
+    const std::string start = fmt::format("complete -c kt -n '__kt_has_command {}'", command.name);
+    out += "\n";
+    if (!command.positionals.empty()) {
+      const OptionDoc& first = command.positionals.front();
+      out += start +
+             (first.kind == ValueKind::kChoice ? " -a " + Quote(Join(first.choices)) : " -F") +
+             "\n";
+    }
+    for (const OptionDoc& option : command.options) PutOption(option, start, out);
+  }
+  return out;
+}
+
+}  // namespace kt::cli
