@@ -245,6 +245,7 @@ int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& str
   AddFmt(app, action);
   AddFunctions(app, action);
   AddHelp(app, action);
+  AddMan(app, action);
   AddRepl(app, action);
   AddShow(app, action);
   AddTest(app, action);

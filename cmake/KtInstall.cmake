@@ -19,6 +19,7 @@ if(TARGET kt)
       DESTINATION ${CMAKE_INSTALL_DATADIR}/zsh/site-functions RENAME _kt)
     install(FILES ${KT_USAGE_DIR}/fish
       DESTINATION ${CMAKE_INSTALL_DATADIR}/fish/vendor_completions.d RENAME kt.fish)
+    install(DIRECTORY ${KT_USAGE_DIR}/man1 DESTINATION ${CMAKE_INSTALL_MANDIR})
   endif()
 endif()
 

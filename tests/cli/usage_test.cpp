@@ -95,6 +95,30 @@ TEST_F(CliUsage, OtherShellsReadTheirScripts) {
   if (!skipped.empty()) GTEST_SKIP() << "not here, so not asked:" << skipped;
 }
 
+TEST_F(CliUsage, ManPagesAreSoundAndComplete) {
+  const Outcome written = Kt({"man", "--to", folder_.Path("")});
+  EXPECT_EQ(written.status, 0) << written.messages;
+  EXPECT_EQ(folder_.Read("kt-run.1"), Kt({"man", "run"}).out);
+  EXPECT_EQ(folder_.Read("kt.1"), Kt({"man"}).out);
+  EXPECT_EQ(Kt({"man", "--to", folder_.Path("none")}).status, 2);
+  EXPECT_EQ(Kt({"man", "rnu"}).messages,
+            "kt man: there is no command 'rnu' (did you mean 'run'?)\n");
+  if (!Has("groff")) GTEST_SKIP() << "no groff here";
+  EXPECT_EQ(Shell("for page in *.1; do groff -man -Tutf8 -wall -z $page || echo $page; done"), "");
+  const std::string page = Shell("groff -man -Tascii -P-c -rLL=100n kt-show.1 | sed 's/.\\x08//g'");
+  EXPECT_THAT(page, testing::HasSubstr("\n       kt show [OPTIONS] FILE\n"));
+  EXPECT_THAT(page, testing::HasSubstr("\nDATA FILES\n"));
+  // Marks of roff in texts are texts.
+  EXPECT_THAT(page,
+              testing::HasSubstr("Texts that are null in every column: \"NA,-\"; '' for none"));
+  EXPECT_THAT(page, testing::HasSubstr("The decimal point of numbers (.)"));
+  EXPECT_THAT(page,
+              testing::HasSubstr(
+                  "--rows N\n              At most so many rows; 0 for all [0 - 1000000000]"));
+  EXPECT_THAT(page,
+              testing::HasSubstr("--json Print the result as JSON (not with --csv, --markdown)"));
+}
+
 TEST_F(CliUsage, NearestCommandAndOption) {
   const std::string script = folder_.Write("a.kts", "function main(x) { return x; }\n");
   const std::string data = folder_.Write("a.csv", "a\n1\n");
