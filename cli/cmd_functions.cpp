@@ -19,6 +19,7 @@
 #include "object/Kt_ExprObject.h"
 #include "reference/Kt_FunctionHelp.h"
 #include "reference/Kt_MethodHelp.h"
+#include "reference/Kt_StatementHelp.h"
 
 namespace kt::cli {
 namespace {
@@ -107,6 +108,18 @@ Functions Members(const _EXPR_SIMPLEPROP_INFO* rows, int count,
   return functions;
 }
 
+Functions Statements() {
+  Functions functions;
+  for (const Kt_StatementDoc& doc : GetStatementDocs()) {
+    Kt_WStrList names;
+    names.Parse(doc.names, u",");
+    for (kt_long name = 0; name < names.GetCount(); ++name) {
+      functions.push_back({names[name], doc.forms, doc.does, doc.odd, doc.example, doc.result});
+    }
+  }
+  return functions;
+}
+
 // What can be named in a script, in the order of the list.
 struct Section {
   const char* heading;  // of the list
@@ -115,14 +128,15 @@ struct Section {
 };
 
 std::vector<Section> AllSections() {
-  return {{"", "", CalledFunctions()},
-          {"Methods of datasets:", "method of datasets", DatasetMethods()},
-          {"Properties of datasets:", "property of datasets",
-           Members(Kt_ExprDataset::GetDSetPropMap(), Kt_ExprDataset::GetDSetPropCount(),
-                   GetDatasetPropDoc)},
-          {"Keywords of row expressions:", "keyword of row expressions",
-           Members(Kt_DatasetCtx::GetKeywordMap(), Kt_DatasetCtx::GetKeywordCount(),
-                   GetRowKeywordDoc)}};
+  return {
+      {"", "", CalledFunctions()},
+      {"Methods of datasets:", "method of datasets", DatasetMethods()},
+      {"Properties of datasets:", "property of datasets",
+       Members(Kt_ExprDataset::GetDSetPropMap(), Kt_ExprDataset::GetDSetPropCount(),
+               GetDatasetPropDoc)},
+      {"Keywords of row expressions:", "keyword of row expressions",
+       Members(Kt_DatasetCtx::GetKeywordMap(), Kt_DatasetCtx::GetKeywordCount(), GetRowKeywordDoc)},
+      {"Statements:", "statement", Statements()}};
 }
 
 constexpr int kTextWidth = 76;
@@ -250,9 +264,10 @@ bool ExplainFunction(const std::string& name, std::ostream& out) {
 void AddFunctions(CLI::App& app, Action& action) {
   auto name = std::make_shared<std::string>();
   auto json = std::make_shared<bool>(false);
-  CLI::App* const functions =
-      app.add_subcommand("functions", "List the functions that scripts can call, or explain one");
-  functions->add_option("NAME", *name, "The function to explain");
+  CLI::App* const functions = app.add_subcommand(
+      "functions",
+      "List what scripts can name: functions, methods, properties, keywords, statements");
+  functions->add_option("NAME", *name, "What to explain");
   functions->add_flag("--json", *json, "Print objects, one a line");
   functions->callback([name, json, &action] {
     action = [name, json](Streams streams) {

@@ -306,13 +306,22 @@ TEST_F(CliDiagnostics, ObjectsOfThePrompt) {
 TEST_F(CliDiagnostics, FunctionsAsObjects) {
   std::istringstream lines(Kt({"functions", "--json"}).out);
   int count = 0;
+  int statements = 0;
   for (std::string line; std::getline(lines, line); ++count) {
     const Json json = Json::parse(line, nullptr, false);
     ASSERT_TRUE(json.is_object()) << line;
     EXPECT_EQ(json.size(), 7u) << line;
     EXPECT_FALSE(json["name"].get<std::string>().empty()) << line;
+    if (json["kind"] != "statement" || json["example"] == "") continue;
+    ++statements;
+    const std::string example = json["example"];
+    const bool is_whole = example.find("function main") != example.npos;
+    EXPECT_EQ(RunText(is_whole ? example : "function main() {\n" + example + "\n}\n").out,
+              json["result"].get<std::string>() + "\n")
+        << line;
   }
   EXPECT_GT(count, 250);
+  EXPECT_EQ(statements, 13);
   const Json length = Json::parse(Kt({"functions", "--json", "LENGTH"}).out, nullptr, false);
   EXPECT_EQ(length["kind"], "function");
   EXPECT_EQ(length["forms"].size(), 1u);
