@@ -47,8 +47,8 @@ int Man(const CLI::App& app, const Options& options, Streams streams) {
 void AddMan(CLI::App& app, Action& action) {
   auto options = std::make_shared<Options>();
   CLI::App* const man = app.add_subcommand("man", "Print a page of the manual, for man");
-  CLI::Option* const command = man->add_option(
-      "COMMAND", options->command, "The command; the page of kt itself if not given");
+  CLI::Option* const command = man->add_option("COMMAND", options->command,
+                                               "The command; the page of kt itself if not given");
   man->add_option("--to", options->folder, "Write all pages into this folder")
       ->type_name("DIR")
       ->excludes(command);
