@@ -804,15 +804,13 @@ void RowBlock::ComputeRow(std::size_t at) {
     Kt_Variant& out = step.out->single;
     if (step.memo >= 0) {
       out = memos_[static_cast<std::size_t>(step.memo)].Number(records_[at]);
-    } else if (step.op == CodeOp::kMove) {
-      out = step.left->single;
     } else if (step.op == CodeOp::kCall) {
       ComputeCall(step, out);
-    } else if (!IsTest(step.op)) {
+    } else if (step.op != CodeOp::kMove && !IsTest(step.op)) {
       if (Compute(OperatorOf(step.op), step.left->single, step.right->single, out) != kOk) return;
-    } else if (const bool is_true = IsConditionTrue(step.left->single);
-               is_true == (step.op == CodeOp::kTestOr)) {
-      out.Set(kt_long{is_true});
+    } else if (const bool decider = step.op == CodeOp::kTestOr;
+               IsTest(step.op) && IsConditionTrue(step.left->single) == decider) {
+      out.Set(kt_long{decider});
       number = step.landing - 1;
     } else if (step.left != step.out) {
       out = step.left->single;
