@@ -6,6 +6,7 @@
 
 #include "analysis/Kt_Finding.h"
 #include "analysis/Kt_KnownNames.h"
+#include "analysis/Kt_NameUses.h"
 #include "script/Kt_ScriptOutline.h"
 
 namespace kt::analysis {
@@ -19,8 +20,11 @@ namespace kt::analysis {
 //   known.AddFunction(u"print", u"Print([varValue[...]])");
 //   for (const Finding& finding : Analyse(outlines, known)) Show(finding);
 //
-// Time grows with the length of the files, and with the number of findings.
+// `strict` also finds texts that are no numbers and that arithmetic reads as 0. `uses` (may be
+// null) gets what the names stand for; then the files may have faults. Time grows with the length
+// of the files, and with the number of findings.
 std::vector<Finding> Analyse(std::span<const Kt_ScriptOutline* const> files,
-                             const KnownNames& known);
+                             const KnownNames& known, bool strict = false,
+                             NameUses* uses = nullptr);
 
 }  // namespace kt::analysis

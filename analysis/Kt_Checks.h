@@ -6,6 +6,7 @@
 
 #include "analysis/Kt_Finding.h"
 #include "analysis/Kt_KnownNames.h"
+#include "analysis/Kt_NameUses.h"
 #include "script/Kt_ScriptOutline.h"
 
 // The parts of Analyse; each appends what it finds.
@@ -13,11 +14,15 @@ namespace kt::analysis {
 
 using Outlines = std::span<const Kt_ScriptOutline* const>;
 
-// Unknown names, counts of arguments, and what becomes of variables.
-void CheckNames(Outlines files, const KnownNames& known, std::vector<Finding>& findings);
+// Unknown names, counts of arguments, and what becomes of variables. `uses` may be null.
+void CheckNames(Outlines files, const KnownNames& known, std::vector<Finding>& findings,
+                NameUses* uses);
 
 // What one file shows without names: the ways through its functions, labels, conditions.
 void CheckFlow(const Kt_ScriptOutline& outline, std::size_t file, std::vector<Finding>& findings);
+
+// Text literals that are no numbers, where arithmetic reads them as 0.
+void CheckTexts(const Kt_ScriptOutline& outline, std::size_t file, std::vector<Finding>& findings);
 
 // Calls `visit` with each node that is directly in `node`. A null node: all
 // that is in no other.

@@ -86,6 +86,18 @@ void KnownNames::AddDataset(const Kt_WString& name, std::vector<Kt_WString> colu
   datasets_.insert_or_assign(Folded(name), std::move(dataset));
 }
 
+KnownNames::Object& KnownNames::AddObject(const Kt_WString& name) {
+  AddVariable(name);
+  Object& object = objects_[Folded(name)];
+  object.name = name;
+  return object;
+}
+
+const KnownNames::Object* KnownNames::FindObject(const std::u16string& folded) const {
+  const auto found = objects_.find(folded);
+  return found != objects_.end() ? &found->second : nullptr;
+}
+
 const KnownNames::Dataset* KnownNames::FindDataset(const std::u16string& folded) const {
   const auto found = datasets_.find(folded);
   return found != datasets_.end() ? &found->second : nullptr;

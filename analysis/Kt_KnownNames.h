@@ -55,7 +55,17 @@ class KnownNames {
     std::unordered_set<std::u16string> folded_columns;
     bool HasColumn(const std::u16string& folded) const { return folded_columns.contains(folded); }
   };
+  // A variable that has these members and no others.
+  struct Object {
+    Kt_WString name;
+    std::unordered_map<std::u16string, Kt_WString> properties;
+    std::unordered_map<std::u16string, Function> methods;
+  };
+  // The one of that name, for members; a new one if there is none.
+  Object& AddObject(const Kt_WString& name);
+
   // Null when there is none.
+  const Object* FindObject(const std::u16string& folded) const;
   const Dataset* FindDataset(const std::u16string& folded) const;
   const Function* FindFunction(const std::u16string& folded) const;
   bool HasVariable(const std::u16string& folded) const { return variables_.contains(folded); }
@@ -66,6 +76,7 @@ class KnownNames {
   std::unordered_map<std::u16string, Function> functions_;
   std::unordered_map<std::u16string, Kt_WString> variables_;
   std::unordered_map<std::u16string, Dataset> datasets_;
+  std::unordered_map<std::u16string, Object> objects_;
 };
 
 }  // namespace kt::analysis

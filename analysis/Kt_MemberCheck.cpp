@@ -2,10 +2,12 @@
 #include "analysis/Kt_MemberCheck.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 #include <utility>
 
 #include "analysis/Kt_DatasetNames.h"
+#include "classlib/value/Kt_Aggregate.h"
 #include "expr/Kt_ExprUtil.h"
 #include "object/Kt_RunError.h"
 
@@ -38,6 +40,7 @@ void MemberCheck::ReportUnknown(FindingCode code, kt_long offset, std::u16string
 }
 
 void MemberCheck::Check(const Dataset& dataset, const Kt_ExprName& member) {
+  if (member.is_of_element) return CheckOfElement(dataset, member);
   if (member.kind == NameKind::kMethod) return CheckMethod(dataset, member);
   const std::u16string_view text = TextOf(member);
   const std::u16string folded = Folded(text);
@@ -48,6 +51,46 @@ void MemberCheck::Check(const Dataset& dataset, const Kt_ExprName& member) {
   names.ListProperties(known);
   ReportUnknown(FindingCode::kUnknownMember, member.offset, text,
                 Kt_WString(u"no column or member ") + Quoted(text) + u" in " + dataset.name, known);
+}
+
+void MemberCheck::Check(const KnownNames::Object& object, const Kt_ExprName& member) {
+  if (member.is_of_element) return;  // nothing is known of what is in it
+  const std::u16string_view text = TextOf(member);
+  const std::u16string folded = Folded(text);
+  if (object.properties.contains(folded)) return;
+  const auto method = object.methods.find(folded);
+  if (method == object.methods.end()) {
+    if (known_.FindFunction(folded) != nullptr) return;
+    std::vector<Kt_WString> known;
+    for (const auto& [ignored, name] : object.properties) known.push_back(name);
+    for (const auto& [ignored, one] : object.methods) known.push_back(one.name);
+    return ReportUnknown(FindingCode::kUnknownMember, member.offset, text,
+                         Kt_WString(u"no member ") + Quoted(text) + u" in " + object.name, known);
+  }
+  const bool has_count = member.arguments != Kt_ExprName::kNone;
+  if (has_count && !method->second.counts.Allows(member.arguments)) {
+    Report(FindingCode::kArgumentCount, member.offset, member.length,
+           method->second.counts.Complaint(method->second.name, member.arguments));
+  }
+}
+
+// An index that is a number gives a row, one that is a text the whole of a column, and a variable
+// may be either.
+void MemberCheck::CheckOfElement(const Dataset& dataset, const Kt_ExprName& member) {
+  static constexpr std::u16string_view kMembers[] = {u"rowlevel", u"level", u"value"};
+  const std::u16string_view text = TextOf(member);
+  const std::u16string folded = Folded(text);
+  if (member.kind == NameKind::kMethod) {
+    return Report(FindingCode::kUnknownMember, member.offset, member.length,
+                  Kt_WString(u"no method ") + Quoted(text) + u" in a row of " + dataset.name);
+  }
+  const bool is_known = dataset.HasColumn(folded) ||
+                        std::ranges::find(kMembers, folded) != std::end(kMembers) ||
+                        kt_findaggregateW(Kt_WString(text)) != Kt_Aggregate::kNone;
+  if (is_known) return;
+  ReportUnknown(FindingCode::kUnknownMember, member.offset, text,
+                Kt_WString(u"no column or member ") + Quoted(text) + u" in " + dataset.name,
+                dataset.columns);
 }
 
 void MemberCheck::CheckMethod(const Dataset& dataset, const Kt_ExprName& call) {

@@ -10,22 +10,25 @@
 
 namespace kt::analysis {
 
-// Looks at what follows a dataset whose columns are known: members, methods with the number of
-// their arguments, and of texts in these whether they are columns, or expressions over rows. Those
-// know columns and row keywords, the methods of the dataset and what the host has, but nothing of
-// the script. Borrows everything.
+// Looks at what follows an object or a dataset whose members are known, or a row of it: members,
+// methods with the number of their arguments, and of texts in these whether they are columns, or
+// expressions over rows. Those know columns and row keywords, the methods of the dataset and what
+// the host has, but nothing of the script. Borrows everything.
 class MemberCheck {
  public:
   MemberCheck(const KnownNames& known, std::size_t file, const Kt_OutlineNode& node,
               const std::vector<Kt_ExprName>& names, std::vector<Finding>& findings)
       : known_(known), file_(file), node_(node), names_(names), findings_(findings) {}
 
-  // `member` stands behind `dataset` and a point.
+  // `member` follows `dataset`, or an element of it, and a point.
   void Check(const KnownNames::Dataset& dataset, const Kt_ExprName& member);
+  // The same of `object`. What it lacks may be a built-in function: value.f(a) is f(value, a).
+  void Check(const KnownNames::Object& object, const Kt_ExprName& member);
 
  private:
   using Dataset = KnownNames::Dataset;
 
+  void CheckOfElement(const Dataset& dataset, const Kt_ExprName& member);
   void CheckMethod(const Dataset& dataset, const Kt_ExprName& call);
   void CheckColumn(const Dataset& dataset, const Kt_ExprName& literal);
   void CheckRowExpression(const Dataset& dataset, const Kt_ExprName& literal);

@@ -42,11 +42,13 @@ struct Variable {
   bool is_read = false;
   bool is_set = false;
   bool has_counted = false;  // for a loop that has ended
+  int symbol = NameUse::kUnknown;
 };
 
 struct Function {
   Kt_WString name;
   int arguments = 0;
+  int symbol = NameUse::kUnknown;
 };
 
 bool IsNameUnit(char16_t unit) {
@@ -55,8 +57,8 @@ bool IsNameUnit(char16_t unit) {
 
 class NameCheck {
  public:
-  NameCheck(Outlines files, const KnownNames& known, std::vector<Finding>& findings)
-      : files_(files), known_(known), findings_(findings) {}
+  NameCheck(Outlines files, const KnownNames& known, std::vector<Finding>& findings, NameUses* uses)
+      : files_(files), known_(known), findings_(findings), uses_(uses) {}
 
   void Run() {
     for (file_ = 0; file_ < files_.size(); ++file_) Collect();
@@ -67,12 +69,14 @@ class NameCheck {
  private:
   struct Scope {
     bool is_loop = false;
+    kt_long end = 0;
     std::vector<std::u16string> names;  // what ends with it
   };
   // What may turn out well when the body of the loop around it has been seen.
   struct Pending {
     std::u16string folded;
     Finding finding;
+    std::size_t use = 0;  // of an unknown variable
   };
 
   // What all files have ---------------------------------------------------------------------------
@@ -83,6 +87,7 @@ class NameCheck {
       if (node.kind == Kind::kFunction) {
         function = &functions_[Folded(node.text)];
         function->name = node.text;
+        NoteFunction(*function, node);
       }
       // A second definition is appended to the first, its arguments, too.
       if (node.kind == Kind::kArgument) ++function->arguments;
@@ -142,14 +147,18 @@ class NameCheck {
   void CheckFunction(const Kt_OutlineNode& function) {
     runs_texts_ = false;
     ended_.clear();
-    Open(false);
+    Open(function, false);
     EachChild(*files_[file_], &function, [&](const Kt_OutlineNode& node) {
-      if (node.kind == Kind::kArgument && !IsOfThisBlock(Visible(Folded(node.text)))) {
-        Add(node, Variable::Origin::kArgument).is_set = true;
-      }
+      if (node.kind == Kind::kArgument) AddArgument(node);
       if (node.kind == Kind::kScope) WalkChildren(node, 0);
     });
     Close();
+  }
+
+  void AddArgument(const Kt_OutlineNode& node) {
+    const Variable* const earlier = Visible(Folded(node.text));
+    if (IsOfThisBlock(earlier)) return NoteUse(PlaceOf(node), earlier->symbol, true);
+    Add(node, Variable::Origin::kArgument).is_set = true;
   }
 
   void WalkChildren(const Kt_OutlineNode& parent, std::int16_t code) {
@@ -165,7 +174,7 @@ class NameCheck {
       case Kind::kSet: WalkChildren(node, 0); return Assign(node);
       case Kind::kScope: {
         if (!kt_hasstack()) return;
-        Open(code == kScriptWhile || code == kScriptFor);
+        Open(node, code == kScriptWhile || code == kScriptFor);
         WalkChildren(node, 0);
         return Close();
       }
@@ -178,8 +187,8 @@ class NameCheck {
 
   // Blocks ----------------------------------------------------------------------------------------
 
-  void Open(bool is_loop) {
-    scopes_.push_back({is_loop, {}});
+  void Open(const Kt_OutlineNode& node, bool is_loop) {
+    scopes_.push_back({is_loop, node.end, {}});
     if (is_loop) loops_.emplace_back();
   }
 
@@ -196,20 +205,23 @@ class NameCheck {
       ended_.insert(folded);
     }
     scopes_.pop_back();
-    for (Pending& one : pending) Tell(std::move(one.folded), std::move(one.finding));
+    for (Pending& one : pending) Tell(std::move(one.folded), std::move(one.finding), one.use);
   }
 
   // The loop has a variable of that name after all.
   bool TurnsOutWell(const Pending& one) {
     Variable* const variable = Visible(one.folded);
     if (!IsOfThisBlock(variable)) return false;
-    if (one.finding.code == FindingCode::kUnknownVariable) variable->is_read = true;
+    if (one.finding.code == FindingCode::kUnknownVariable) {
+      variable->is_read = true;
+      if (uses_ != nullptr) uses_->uses[one.use].symbol = variable->symbol;
+    }
     return true;
   }
 
-  void Tell(std::u16string folded, Finding finding) {
+  void Tell(std::u16string folded, Finding finding, std::size_t use = 0) {
     std::vector<Pending>& pending = loops_.empty() ? pending_ : loops_.back();
-    pending.push_back({std::move(folded), std::move(finding)});
+    pending.push_back({std::move(folded), std::move(finding), use});
   }
 
   // A name that is unknown is told once. That nothing reads what is set in a block has the same
@@ -261,6 +273,7 @@ class NameCheck {
     std::u16string folded = Folded(node.text);
     std::vector<Variable>& variables = visible_[folded];
     variables.push_back({node.text, PlaceOf(node), origin, scopes_.size()});
+    NoteVariable(variables.back());
     if (!scopes_.empty()) scopes_.back().names.push_back(std::move(folded));
     return variables.back();
   }
@@ -278,6 +291,7 @@ class NameCheck {
     Variable* const earlier = Visible(Folded(node.text));
     if (IsOfThisBlock(earlier)) {
       earlier->is_set = earlier->is_set || is_set;
+      NoteUse(PlaceOf(node), earlier->symbol, true);
       if (is_for_head) earlier->has_counted = false;
       if (is_for_head || earlier->origin == Variable::Origin::kAssigned) return;
       const bool is_argument = earlier->origin == Variable::Origin::kArgument;
@@ -303,7 +317,10 @@ class NameCheck {
     const std::u16string folded = Folded(node.text);
     if (Variable* const variable = Visible(folded)) {
       variable->is_set = true;
-    } else if (!known_.HasVariable(folded) && !made_.contains(folded)) {
+      NoteUse(PlaceOf(node), variable->symbol);
+    } else if (IsOfHost(folded)) {
+      NoteHostUse(Symbol::Kind::kHostVariable, folded, node.text, PlaceOf(node));
+    } else {
       if (node.code != kScriptSet) return TellUnknown(folded, node.text, PlaceOf(node));
       Add(node, Variable::Origin::kAssigned).is_set = true;
     }
@@ -320,15 +337,20 @@ class NameCheck {
     }
   }
 
-  // Of a dataset that no variable of the script hides and whose columns stay as they are.
+  // Of an object or a dataset that no variable of the script hides; of a dataset when its columns
+  // stay as they are.
   void CheckMember(const Kt_OutlineNode& node, const std::vector<Kt_ExprName>& names,
                    const Kt_ExprName& member) {
     const Kt_ExprName& owner = names[Index(member.owner)];
-    if (owner.kind != NameKind::kVariable || changes_columns_) return;
     const std::u16string folded = Folded(TextOf(node, owner));
+    if (owner.kind != NameKind::kVariable || Visible(folded) != nullptr) return;
+    if (made_.contains(folded)) return;
+    MemberCheck check(known_, file_, node, names, findings_);
+    if (const KnownNames::Object* const object = known_.FindObject(folded)) {
+      check.Check(*object, member);
+    }
     const KnownNames::Dataset* const dataset = known_.FindDataset(folded);
-    if (dataset == nullptr || Visible(folded) != nullptr || made_.contains(folded)) return;
-    MemberCheck(known_, file_, node, names, findings_).Check(*dataset, member);
+    if (dataset != nullptr && !changes_columns_) check.Check(*dataset, member);
   }
 
   void Read(const Kt_OutlineNode& node, const std::vector<Kt_ExprName>& names,
@@ -337,11 +359,18 @@ class NameCheck {
     const std::u16string folded = Folded(text);
     if (Variable* const variable = Visible(folded)) {
       variable->is_read = true;
+      NoteUse(PlaceOf(node, name), variable->symbol);
       const bool is_target = node.kind == Kind::kTarget && &name == names.data();
       if (is_target || name.is_stepped || IsReferred(node, names, name)) variable->is_set = true;
-    } else if (!name.is_path_root && !known_.HasVariable(folded) && !made_.contains(folded)) {
+    } else if (name.is_path_root || IsOfHost(folded)) {
+      NoteHostUse(Symbol::Kind::kHostVariable, folded, text, PlaceOf(node, name));
+    } else {
       TellUnknown(folded, text, PlaceOf(node, name));
     }
+  }
+
+  bool IsOfHost(const std::u16string& folded) const {
+    return known_.HasVariable(folded) || made_.contains(folded);
   }
 
   // In the parentheses of ref().
@@ -355,7 +384,8 @@ class NameCheck {
     Kt_WString text = Kt_WString(u"unknown variable '") + name + u"'";
     text = ended_.contains(folded) ? text + u": the one in a block above ended with that block"
                                    : WithHint(text, name, VariableNames(name));
-    Tell(folded, Make(FindingCode::kUnknownVariable, place, text));
+    Tell(folded, Make(FindingCode::kUnknownVariable, place, text), UseCount());
+    NoteUse(place, NameUse::kUnknown);
   }
 
   void CheckCall(const Kt_OutlineNode& node, const std::vector<Kt_ExprName>& names,
@@ -365,6 +395,11 @@ class NameCheck {
     const KnownNames::Function* const known = known_.FindFunction(folded);
     const auto own = functions_.find(folded);
     if (folded == u"eval" && !HasLiteral(names, call)) runs_texts_ = true;
+    if (own != functions_.end() && known == nullptr) {
+      NoteUse(PlaceOf(node, call), own->second.symbol);
+    } else {
+      NoteHostUse(Symbol::Kind::kHostFunction, folded, name, PlaceOf(node, call));
+    }
     if (own != functions_.end()) {
       if (known == nullptr) CheckOwnCount(own->second, call, PlaceOf(node, call));
     } else if (known == nullptr) {
@@ -392,6 +427,50 @@ class NameCheck {
     return std::any_of(names.begin(), names.end(), [&](const Kt_ExprName& name) {
       return name.kind == NameKind::kLiteral && name.is_whole && name.call == &call - names.data();
     });
+  }
+
+  // What names stand for
+  // ---------------------------------------------------------------------------
+
+  std::size_t UseCount() const { return uses_ != nullptr ? uses_->uses.size() : 0; }
+
+  void NoteUse(const Place& place, int symbol, bool declares = false) {
+    if (uses_ == nullptr) return;
+    uses_->uses.push_back({place.file, place.offset, place.length, symbol, declares});
+  }
+
+  int NewSymbol(Symbol symbol) {
+    if (uses_ == nullptr) return NameUse::kUnknown;
+    uses_->symbols.push_back(std::move(symbol));
+    return static_cast<int>(uses_->symbols.size()) - 1;
+  }
+
+  void NoteVariable(Variable& variable) {
+    const Place& place = variable.place;
+    Symbol::Kind kind = Symbol::Kind::kLocal;
+    if (variable.origin == Variable::Origin::kArgument) kind = Symbol::Kind::kArgument;
+    if (scopes_.empty()) kind = Symbol::Kind::kGlobal;
+    const kt_long end = scopes_.empty() ? 0 : scopes_.back().end;
+    variable.symbol = NewSymbol({kind, variable.name, place.file, place.offset, place.length, end});
+    NoteUse(place, variable.symbol, true);
+  }
+
+  void NoteFunction(Function& function, const Kt_OutlineNode& node) {
+    const Place place = PlaceOf(node);
+    if (function.symbol == NameUse::kUnknown) {
+      function.symbol = NewSymbol(
+          {Symbol::Kind::kFunction, function.name, place.file, place.offset, place.length, 0});
+    }
+    NoteUse(place, function.symbol, true);
+  }
+
+  void NoteHostUse(Symbol::Kind kind, const std::u16string& folded, const Kt_WString& name,
+                   const Place& place) {
+    if (uses_ == nullptr) return;
+    const bool is_call = kind == Symbol::Kind::kHostFunction;
+    const auto [found, is_new] = (is_call ? host_calls_ : host_variables_).try_emplace(folded, 0);
+    if (is_new) found->second = NewSymbol({kind, name, 0, 0, 0, 0});
+    NoteUse(place, found->second);
   }
 
   // Findings --------------------------------------------------------------------------------------
@@ -449,6 +528,9 @@ class NameCheck {
   const Outlines files_;
   const KnownNames& known_;
   std::vector<Finding>& findings_;
+  NameUses* const uses_;                                // null: nobody wants them
+  std::unordered_map<std::u16string, int> host_calls_;  // their symbols
+  std::unordered_map<std::u16string, int> host_variables_;
   std::size_t file_ = 0;  // the one at hand
   int hints_ = 0;
   std::unordered_map<std::u16string, Function> functions_;
@@ -469,8 +551,9 @@ class NameCheck {
 
 }  // namespace
 
-void CheckNames(Outlines files, const KnownNames& known, std::vector<Finding>& findings) {
-  NameCheck(files, known, findings).Run();
+void CheckNames(Outlines files, const KnownNames& known, std::vector<Finding>& findings,
+                NameUses* uses) {
+  NameCheck(files, known, findings, uses).Run();
 }
 
 }  // namespace kt::analysis

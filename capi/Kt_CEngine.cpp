@@ -12,15 +12,14 @@ using kt::capi::User;
 
 namespace {
 
-kt::IncludeSource ToIncludes(const kt_listeners& listeners) {
-  if (listeners.include == nullptr) return nullptr;
-  return
-      [listeners](const std::string& name, const std::string& from) -> std::optional<std::string> {
-        const std::unique_ptr<kt_value> text(
-            listeners.include(listeners.user, name.c_str(), from.c_str()));
-        if (text == nullptr) return std::nullopt;
-        return text->value.ToString().ToUtf8();
-      };
+kt::IncludeSource ToIncludes(decltype(kt_listeners::include) include, void* user) {
+  if (include == nullptr) return nullptr;
+  return [include, user](const std::string& name,
+                         const std::string& from) -> std::optional<std::string> {
+    const std::unique_ptr<kt_value> text(include(user, name.c_str(), from.c_str()));
+    if (text == nullptr) return std::nullopt;
+    return text->value.ToString().ToUtf8();
+  };
 }
 
 }  // namespace
@@ -99,7 +98,10 @@ kt_status kt_engine_listen(kt_engine* engine, const kt_listeners* listeners) {
     return KT_ARGUMENT;
   }
   return Guard(nullptr, [&, heard = *listeners] {
-    engine->engine.includes(ToIncludes(heard)).on_error(nullptr).on_trace(nullptr).clock(nullptr);
+    engine->engine.includes(ToIncludes(heard.include, heard.user))
+        .on_error(nullptr)
+        .on_trace(nullptr)
+        .clock(nullptr);
     if (heard.on_error != nullptr) {
       engine->engine.on_error([heard](const kt::ErrorInfo& info) {
         const kt_error error{info, info.Whole()};
@@ -130,6 +132,21 @@ kt_status kt_engine_cancel(kt_engine* engine) {
   if (engine == nullptr) return KT_ARGUMENT;
   engine->engine.cancel();
   return KT_OK;
+}
+
+kt_status kt_program_new(const char* name, const char* text,
+                         kt_value* (*include)(void* user, const char* name, const char* from),
+                         void* user, kt_program** program, kt_error** error) {
+  if (!AreThere(error, name, text, program)) return KT_ARGUMENT;
+  *program = nullptr;
+  return Guard(error, [&] {
+    *program = new kt_program{kt::Program::compile(name, text, ToIncludes(include, user))};
+  });
+}
+void kt_program_free(kt_program* program) { delete program; }
+kt_status kt_engine_load_program(kt_engine* engine, const kt_program* program, kt_error** error) {
+  if (!AreThere(error, engine, program)) return KT_ARGUMENT;
+  return Guard(error, [&] { engine->engine.load(program->program); });
 }
 
 kt_status kt_object_new(kt_engine* engine, const char* name, kt_object** object, kt_error** error) {

@@ -34,6 +34,10 @@ struct kt_formula {
   kt::Formula formula;
 };
 
+struct kt_program {
+  kt::Program program;
+};
+
 struct kt_dataset {
   kt::Table table;
   mutable std::string text;

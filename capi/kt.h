@@ -11,8 +11,8 @@
  * and otherwise an error that the caller frees. No exception comes out of here.
  * Threads: an engine, with its formulas, objects, datasets and values, belongs to one thread at a
  * time, except for kt_engine_cancel. Engines are independent. Errors may be passed to other
- * threads. Structs begin with their size, which the caller sets to sizeof: fields that are added
- * later stand at their end. */
+ * threads, and a program may be used by any number of them at once. Structs begin with their size,
+ * which the caller sets to sizeof: fields that are added later stand at their end. */
 #pragma once
 
 #include <stddef.h>
@@ -36,6 +36,7 @@ typedef struct kt_error kt_error;
 typedef struct kt_formula kt_formula;
 typedef struct kt_dataset kt_dataset;
 typedef struct kt_object kt_object;
+typedef struct kt_program kt_program;
 struct ArrowSchema; /* of the Arrow C data interface, see arrow_abi.h */
 struct ArrowArray;
 
@@ -61,8 +62,8 @@ typedef enum kt_kind {
 } kt_kind;
 
 /* The version of this interface: the major number in the upper 16 bits changes when programs have
- * to be built anew. */
-#define KT_ABI_VERSION 0x00010000u
+ * to be built anew, the lower 16 when functions have come. */
+#define KT_ABI_VERSION 0x00010001u
 KT_C_API uint32_t kt_abi_version(void);
 /* The version of KtScript, "3.20.0". */
 KT_C_API const char* kt_version(void);
@@ -186,6 +187,20 @@ KT_C_API kt_status kt_engine_tolerant(kt_engine* engine, int is_tolerant);
 KT_C_API kt_status kt_engine_seed(kt_engine* engine, uint64_t seed);
 /* Ends the call that is running, or the next one. From any thread while the engine is there. */
 KT_C_API kt_status kt_engine_cancel(kt_engine* engine);
+
+/* ---- Programs
+ * ------------------------------------------------------------------------------------ */
+
+/* A text that any number of engines load, read once with what it includes; `include` (may be NULL)
+ * is as in kt_listeners. Engines share its functions, and each has globals of its own. The program
+ * may be freed before them. Since 1.1. */
+KT_C_API kt_status kt_program_new(const char* name, const char* text,
+                                  kt_value* (*include)(void* user, const char* name,
+                                                       const char* from),
+                                  void* user, kt_program** program, kt_error** error);
+KT_C_API void kt_program_free(kt_program* program);
+KT_C_API kt_status kt_engine_load_program(kt_engine* engine, const kt_program* program,
+                                          kt_error** error);
 
 /* ---- Objects
  * ------------------------------------------------------------------------------------- */

@@ -15,6 +15,7 @@
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/text/Kt_WString.h"
 #include "cli/Kt_Bounds.h"
+#include "cli/Kt_Color.h"
 #include "cli/Kt_Diagnostic.h"
 #include "cli/Kt_Memory.h"
 #include "cli/Kt_Options.h"
@@ -245,21 +246,27 @@ int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& str
   AddFmt(app, action);
   AddFunctions(app, action);
   AddHelp(app, action);
+  AddLsp(app, action);
   AddMan(app, action);
   AddRepl(app, action);
   AddShow(app, action);
   AddTest(app, action);
   std::int64_t megabytes = 0;
-  for (const char* const name : {"run", "eval", "check", "repl", "show", "test"}) {
+  for (const char* const name : {"run", "eval", "check", "lsp", "repl", "show", "test"}) {
     AddMemoryOption(*app.get_subcommand(name), megabytes);
   }
   for (const char* const name : {"run", "eval", "check", "show", "test"}) {
     AddSandboxFlag(*app.get_subcommand(name));
   }
+  for (CLI::App* const each : app.get_subcommands([](CLI::App*) { return true; })) {
+    AddColorOption(*each);
+  }
 
   const CLI::App* const command = FindCommand(app, arguments[0]);
   const std::optional<Diagnostic> unknown_option =
       command != nullptr ? Prepare(*command, arguments) : FindUnknownOption(app, "kt", arguments);
+  SetUpColor(arguments, streams->out);
+  SetUpColor(arguments, streams->messages);
   // The messages of `kt check` are its result.
   if (WantsJson(arguments)) {
     streams.emplace(Streams{streams->out, arguments[0] == "check" ? streams->out : raw, true});

@@ -37,6 +37,7 @@ void AddExplain(CLI::App& app, Action& action);
 void AddDump(CLI::App& app, Action& action);
 void AddFmt(CLI::App& app, Action& action);
 void AddFunctions(CLI::App& app, Action& action);
+void AddLsp(CLI::App& app, Action& action);
 void AddMan(CLI::App& app, Action& action);
 void AddRepl(CLI::App& app, Action& action);
 void AddShow(CLI::App& app, Action& action);

@@ -7,12 +7,15 @@
 #include <new>
 #include <nlohmann/json.hpp>
 #include <ostream>
+#include <sstream>
 #include <utility>
 
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/text/Kt_WString.h"
+#include "cli/Kt_Color.h"
 #include "cli/Kt_Text.h"
 #include "cli/Kt_Visible.h"
+#include "connect/Kt_DatabaseUrl.h"
 #include "expr/Kt_ExprUtil.h"
 #include "object/Kt_RunError.h"
 
@@ -38,11 +41,7 @@ std::string PlaceText(const std::string& file, kt_long line, kt_long column) {
 
 std::string PlaceText(const Diagnostic& diagnostic) {
   if (!diagnostic.command.empty()) return diagnostic.command;
-  if (diagnostic.calls.empty()) {
-    return PlaceText(diagnostic.file, diagnostic.line, diagnostic.column);
-  }
-  const Diagnostic::Call& inner = diagnostic.calls.front();
-  return PlaceText(inner.file, inner.line, 0);
+  return PlaceText(diagnostic.file, diagnostic.line, diagnostic.column);
 }
 
 // How the failing function was reached; nothing when nobody called it.
@@ -60,6 +59,14 @@ std::string CallLines(const Diagnostic& diagnostic) {
   return lines;
 }
 
+std::string HintLine(const Diagnostic& diagnostic) {
+  if (diagnostic.hint.empty()) return {};
+  const Diagnostic::Related& place = diagnostic.related;
+  if (place.line == 0) return fmt::format("  hint: {}\n", diagnostic.hint);
+  return fmt::format("  hint: {} at line {}, column {}\n", diagnostic.hint, place.line,
+                     place.column);
+}
+
 std::string JsonLine(const Diagnostic& diagnostic) {
   const std::string& command = diagnostic.command;
   nlohmann::ordered_json json = {
@@ -72,8 +79,14 @@ std::string JsonLine(const Diagnostic& diagnostic) {
       {"column", diagnostic.column},
       {"length", diagnostic.length},
       {"expression", diagnostic.expression},
+      {"hint", diagnostic.hint},
+      {"related", nlohmann::ordered_json::array()},
       {"calls", nlohmann::ordered_json::array()},
       {"callsLeftOut", diagnostic.calls_left_out}};
+  if (const Diagnostic::Related& related = diagnostic.related; related.line > 0) {
+    json["related"].push_back(
+        {{"line", related.line}, {"column", related.column}, {"length", related.length}});
+  }
   for (const Diagnostic::Call& call : diagnostic.calls) {
     json["calls"].push_back(
         {{"function", call.function}, {"file", call.file}, {"line", call.line}});
@@ -91,6 +104,24 @@ bool IsWordUnit(char16_t unit) {
          (unit >= u'a' && unit <= u'z') || unit == u'_' || unit >= 128;
 }
 
+// Whether the unit at `at` is inside of a text literal of the line that starts at `start`.
+bool IsInLiteral(std::u16string_view source, std::size_t start, std::size_t at) {
+  const auto length = static_cast<kt_long>(source.size() - start);
+  for (kt_long done = 0; done < length && start + static_cast<std::size_t>(done) <= at;) {
+    int token = 0;
+    int token_length = 0;
+    const int next =
+        Kt_ExprUtil::FindToken(source.data() + start + done, length - done, token, token_length);
+    if (next < 1 || token_length < 1) return false;
+    const std::size_t begin = start + static_cast<std::size_t>(done + token);
+    if (at > begin && at < begin + static_cast<std::size_t>(token_length)) {
+      return source[begin] == u'"' || source[begin] == u'\'';
+    }
+    done += next;
+  }
+  return false;
+}
+
 // Where `text` stands from `start` on, not in the middle of a longer name.
 std::size_t FindWhole(std::u16string_view source, std::u16string_view text, std::size_t start) {
   std::size_t at = source.find(text, start);
@@ -102,6 +133,16 @@ std::size_t FindWhole(std::u16string_view source, std::u16string_view text, std:
     if (!joins_before && !joins_after) break;
   }
   return at;
+}
+
+// The same of an expression of the statement there. One over rows is inside of a text; another one
+// is so only when nothing else of the line is it.
+std::size_t FindExpression(std::u16string_view source, std::u16string_view text,
+                           std::size_t start) {
+  const std::u16string_view line = source.substr(0, source.find(u'\n', start));
+  std::size_t at = FindWhole(line, text, start);
+  while (at != line.npos && IsInLiteral(line, start, at)) at = FindWhole(line, text, at + 1);
+  return at != line.npos ? at : FindWhole(source.substr(0, start + kSearchedUnits), text, start);
 }
 
 // The first token `name` in the line that starts at `start`.
@@ -162,11 +203,48 @@ std::string Describe(const Diagnostic& diagnostic) {
   if (!is_plain) text += std::string(SeverityName(diagnostic.severity)) + ": ";
   text += diagnostic.text;
   if (!diagnostic.name.empty()) text += " [" + diagnostic.name + "]";
-  return text + "\n" + (diagnostic.calls.empty() ? diagnostic.below : CallLines(diagnostic));
+  return text + "\n" + diagnostic.below + CallLines(diagnostic) + HintLine(diagnostic);
 }
+
+namespace {
+
+// A caret with the wavy line after it.
+bool IsMark(const std::string& line) {
+  return line.find('^') != line.npos && line.find_first_not_of(" ^~") == line.npos;
+}
+
+// Describe with colours; what is not ours to print in them has been made visible.
+std::string DescribeInColor(const Diagnostic& diagnostic) {
+  constexpr const char* kPlace = "1";
+  constexpr const char* kMark = "1;32";
+  constexpr const char* kSeverities[] = {"1;31", "1;35", "1;36"};
+  const auto visible = [](const std::string& text) {
+    std::ostringstream out;
+    VisibleStream(out) << text;
+    return out.str();
+  };
+  std::istringstream lines(visible(Describe(diagnostic)));
+  std::string line;
+  std::getline(lines, line);
+  const std::string place = visible(PlaceText(diagnostic));
+  const std::string severity = std::string(SeverityName(diagnostic.severity)) + ":";
+  std::string text = Colored(kPlace, place);
+  line.erase(0, place.size());
+  if (const std::size_t at = line.find(severity); at <= 2) {
+    text += line.substr(0, at) +
+            Colored(kSeverities[static_cast<std::size_t>(diagnostic.severity)], severity);
+    line.erase(0, at + severity.size());
+  }
+  text += line + "\n";
+  while (std::getline(lines, line)) text += (IsMark(line) ? Colored(kMark, line) : line) + "\n";
+  return text;
+}
+
+}  // namespace
 
 std::string DescribePart(Diagnostic diagnostic) {
   diagnostic.is_plain = true;
+  diagnostic.hint.clear();
   std::string text = Describe(diagnostic);
   text.pop_back();
   return text;
@@ -175,7 +253,13 @@ std::string DescribePart(Diagnostic diagnostic) {
 void Tell(Streams streams, const Diagnostic& diagnostic) {
   const Kt_MemoryPause pause;
   streams.out.flush();
-  streams.messages << (streams.json ? JsonLine(diagnostic) : Describe(diagnostic));
+  if (!streams.json && HasColor(streams.messages)) {
+    std::ostream(VisibleStream::TargetOf(streams.messages))
+        << WithoutPasswords(DescribeInColor(diagnostic)) << std::flush;
+    return;
+  }
+  const std::string text = streams.json ? JsonLine(diagnostic) : Describe(diagnostic);
+  streams.messages << WithoutPasswords(text);
 }
 
 void Tell(Streams streams, const std::vector<Diagnostic>& diagnostics) {
@@ -215,7 +299,7 @@ Part FindPart(std::u16string_view source, const Kt_RunError& error) {
   const std::size_t start = LineStart(source, std::max(error.line, kt_long{1}));
   const std::u16string_view expression = error.expression;
   if (!expression.empty()) {
-    const std::size_t at = FindWhole(source.substr(0, start + kSearchedUnits), expression, start);
+    const std::size_t at = FindExpression(source, expression, start);
     if (at != std::u16string_view::npos) {
       if (error.column < 1) return {at, std::max<std::size_t>(expression.size(), 1)};
       return {at + static_cast<std::size_t>(error.column) - 1,

@@ -41,7 +41,7 @@ struct Diagnostic {
   bool is_plain = false;  // the text form does not say the severity, as it never does of notes
   kt_long code = 0;
   std::string command;
-  std::string name;  // of a warning
+  std::string name;  // of a warning, or of the cause of a syntax error
   std::string text;
   std::string file;
   kt_long line = 0;
@@ -51,10 +51,18 @@ struct Diagnostic {
   std::vector<Call> calls;  // innermost first
   std::size_t calls_left_out = 0;
   std::string below;  // lines that the text form goes on with, such as the source and a caret
+  std::string hint;   // what is wrong and what to write; the text form ends with it
+  // The other place that the hint is about, in the same file.
+  struct Related {
+    kt_long line = 0;
+    kt_long column = 0;
+    kt_long length = 0;
+  };
+  Related related;
 };
 
 // The text form: "file:line:column: error: text [name]" and the forms with less of it, then what
-// is below. With calls, the lines of these are the places, and the only ones.
+// is below and, when there is more than one, the calls.
 std::string Describe(const Diagnostic& diagnostic);
 // "file:line:column: text", as a part of another message.
 std::string DescribePart(Diagnostic diagnostic);

@@ -76,6 +76,15 @@ bool Kt_CliFence::Allows(const fs::path& file) const {
   return IsInsideAny(script_dirs_, file) || (!working_dir_.empty() && IsInside(working_dir_, file));
 }
 
+bool Kt_CliFence::AllowsHost(const std::string& host, std::string& reason) const {
+  if (host.empty()) {
+    reason = "a script has to name the host";
+    return false;
+  }
+  reason = "the host is not allowed (--allow-host allows one)";
+  return std::find(hosts_.begin(), hosts_.end(), host) != hosts_.end();
+}
+
 std::string Kt_CliFence::Refusal(const std::string& option) const {
   if (no_files_) return "no files are allowed (" + option + " allows a folder)";
   return "it is outside the folder of the script and the working folder (" + option +

@@ -17,6 +17,8 @@
 //   if (!fence.Resolve(path, file, reason)) return Fail(reason);
 //   ReadTextFile(file, text, error, fence.LinkRule());
 //
+// Databases in files are such files. Servers are reached when their host was named, by AllowHost.
+//
 // A file that has been resolved is opened under its resolved name and not through a link, so that
 // one that is put there in the meantime leads nowhere. Threads: one.
 class Kt_CliFence {
@@ -29,12 +31,15 @@ class Kt_CliFence {
   void AllowAllFiles() { all_files_ = true; }
   // False when there is no such folder.
   bool AllowDir(const std::string& path);
+  void AllowHost(const std::string& host) { hosts_.push_back(host); }
   // The folder of a script that is about to run. REQUIRES: canonical.
   void AddScriptDir(const std::filesystem::path& folder) { script_dirs_.push_back(folder); }
 
   // The file to open for `path`. False with the reason when it may not be reached, or there is no
   // folder that could have it.
   bool Resolve(const std::string& path, std::string& file, std::string& reason) const;
+  // Whether a server may be asked; `host` is empty when nobody has named it. False with the reason.
+  bool AllowsHost(const std::string& host, std::string& reason) const;
   // Whether a file may be reached. REQUIRES: canonical.
   bool Allows(const std::filesystem::path& file) const;
   // What a refusal says; `option` is the one that allows a folder.
@@ -50,6 +55,7 @@ class Kt_CliFence {
   std::filesystem::path working_dir_;
   std::vector<std::filesystem::path> script_dirs_;
   std::vector<std::filesystem::path> named_dirs_;
+  std::vector<std::string> hosts_;
 };
 
 namespace kt::cli {

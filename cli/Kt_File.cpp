@@ -14,6 +14,8 @@
 #include <memory>
 #include <system_error>
 
+#include "classlib/base/Kt_Memory.h"
+#include "classlib/text/Kt_AString.h"
 #include "cli/Kt_Bounds.h"
 #include "cli/data/Kt_Save.h"
 
@@ -53,7 +55,8 @@ int FlagsOf(Links links) { return links == Links::kRefuse ? O_NOFOLLOW : 0; }
 std::string ErrnoText() { return std::generic_category().message(errno); }
 
 // Makes room for a plain file at once, so that a large one is not copied while it is read.
-void ReserveFor(int fd, std::size_t limit_bytes, std::string& bytes) {
+template <class Bytes>
+void ReserveFor(int fd, std::size_t limit_bytes, Bytes& bytes) {
   struct stat info;
   if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size <= 0) return;
   bytes.reserve(std::min(static_cast<std::size_t>(info.st_size), limit_bytes) + 1);
@@ -104,7 +107,8 @@ std::string BehindLinks(const std::string& path) {
 }
 
 // A file that grows for ever (a device) ends at the limit.
-FileResult ReadToEnd(int fd, std::size_t limit_bytes, std::string& bytes, std::string& error) {
+template <class Bytes>
+FileResult ReadToEnd(int fd, std::size_t limit_bytes, Bytes& bytes, std::string& error) {
   ReserveFor(fd, limit_bytes, bytes);
   const auto buffer = std::make_unique<char[]>(kReadBytes);
   for (;;) {
@@ -127,35 +131,9 @@ FileResult ReadToEnd(int fd, std::size_t limit_bytes, std::string& bytes, std::s
   }
 }
 
-}  // namespace
-
-FileResult ReadFileBytes(const std::string& path, std::size_t limit_bytes, std::string& bytes,
-                         std::string& error, Links links) {
-  if (!IsUsable(path)) {
-    errno = ENOENT;
-    error = ErrnoText();
-    return FileResult::kNoAccess;
-  }
-  const FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | FlagsOf(links) | WaitFlag()));
-  if (file.IsOpen()) return ReadToEnd(file.Get(), limit_bytes, bytes, error);
-  error = ErrnoText();
-  return FileResult::kNoAccess;
-}
-
-FileResult ReadStandardInput(std::size_t limit_bytes, std::string& bytes, std::string& error) {
-  return ReadToEnd(STDIN_FILENO, limit_bytes, bytes, error);
-}
-
-FileResult ReadTextFile(const std::string& path, Kt_WString& text, std::string& error,
-                        Links links) {
-  std::string bytes;
-  const FileResult result = ReadFileBytes(path, kMaxFileBytes, bytes, error, links);
-  if (result != FileResult::kOk) return result;
-  std::string_view rest = bytes;
-  std::size_t mark = 0;
-  if (rest.starts_with("\xEF\xBB\xBF")) mark = 3;
-  rest.remove_prefix(mark);
-  const std::int64_t bad = ConvertUtf8(rest, text);
+FileResult TakeUtf8(std::string_view bytes, Kt_WString& text, std::string& error) {
+  const std::size_t mark = bytes.starts_with("\xEF\xBB\xBF") ? 3 : 0;
+  const std::int64_t bad = ConvertUtf8(bytes.substr(mark), text);
   if (Kt_WorkMeter::CurrentStop() != 0) {
     error = StopReason();
     return FileResult::kBadContent;
@@ -168,9 +146,47 @@ FileResult ReadTextFile(const std::string& path, Kt_WString& text, std::string& 
   return FileResult::kBadContent;
 }
 
+template <class Bytes>
+FileResult ReadWholeFile(const std::string& path, std::size_t limit_bytes, Bytes& bytes,
+                         std::string& error, Links links) {
+  if (!IsUsable(path)) {
+    errno = ENOENT;
+    error = ErrnoText();
+    return FileResult::kNoAccess;
+  }
+  const FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | FlagsOf(links) | WaitFlag()));
+  if (file.IsOpen()) return ReadToEnd(file.Get(), limit_bytes, bytes, error);
+  error = ErrnoText();
+  return FileResult::kNoAccess;
+}
+
+}  // namespace
+
+FileResult ReadFileBytes(const std::string& path, std::size_t limit_bytes, std::string& bytes,
+                         std::string& error, Links links) {
+  return ReadWholeFile(path, limit_bytes, bytes, error, links);
+}
+
+FileResult ReadStandardInput(std::size_t limit_bytes, std::string& bytes, std::string& error) {
+  return ReadToEnd(STDIN_FILENO, limit_bytes, bytes, error);
+}
+
+FileResult ReadTextFile(const std::string& path, Kt_WString& text, std::string& error,
+                        Links links) {
+  CountedBytes bytes;
+  const FileResult result = ReadWholeFile(path, kMaxFileBytes, bytes, error, links);
+  return result == FileResult::kOk ? TakeUtf8(bytes, text, error) : result;
+}
+
+FileResult ReadStandardText(Kt_WString& text, std::string& error) {
+  CountedBytes bytes;
+  const FileResult result = ReadToEnd(STDIN_FILENO, kMaxFileBytes, bytes, error);
+  return result == FileResult::kOk ? TakeUtf8(bytes, text, error) : result;
+}
+
 bool WriteTextFile(const std::string& path, const Kt_WString& text, std::string& error,
                    Links links) {
-  const std::string bytes = text.ToUtf8();  // which may be stopped
+  const CountedBytes bytes = ToUtf8Bytes(text);  // which may be stopped
   return WriteFileBytes(path, bytes, error, links);
 }
 

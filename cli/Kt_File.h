@@ -26,6 +26,8 @@ FileResult ReadStandardInput(std::size_t limit_bytes, std::string& bytes, std::s
 // the reason without the path; for text that is not UTF-8 it names the offset of the byte at fault.
 FileResult ReadTextFile(const std::string& path, Kt_WString& text, std::string& error,
                         Links links = Links::kFollow);
+// The same of the standard input, which may be a pipe or a socket.
+FileResult ReadStandardText(Kt_WString& text, std::string& error);
 
 // Writes bytes, or `text` as UTF-8, so that a reader sees the old file or the new one and a failure
 // leaves the old one (Kt_Save.h). A link that is followed stays one: its target is replaced.

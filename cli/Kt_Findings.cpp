@@ -60,30 +60,34 @@ std::vector<Kt_WString> ColumnsOf(const Kt_Dataset& dataset) {
 
 }  // namespace
 
-analysis::KnownNames KtNames(const Kt_CliDatasets& datasets) {
-  analysis::KnownNames known;
+bool MakesNames(const Kt_WString& function) {
+  return function == u"dataset" || function == u"loadData" || function == u"view";
+}
+
+void AddKtNames(analysis::KnownNames& known) {
   for (const _EXPR_EXTAPI_INFO& row : HostFunctions()) {
-    const Kt_WString name(row.name);
-    const bool makes_names = name == u"dataset" || name == u"loadData" || name == u"view";
-    known.AddFunction(name, row.help, makes_names);
+    known.AddFunction(row.name, row.help, MakesNames(row.name));
   }
+}
+
+void AddDatasetNames(const Kt_CliDatasets& datasets, analysis::KnownNames& known) {
   const auto add = [&](const Kt_WString& name, const Kt_ExprDataset* wrapper) {
     const Kt_Dataset* const dataset = wrapper != nullptr ? wrapper->GetDataset() : nullptr;
     dataset != nullptr ? known.AddDataset(name, ColumnsOf(*dataset)) : known.AddVariable(name);
   };
   add(u"curdata", datasets.GetDefault());
   for (const Kt_WString& name : datasets.GetNames()) add(name, datasets.Find(name));
-  return known;
 }
 
-void AddFindings(std::vector<Kt_ParsedFile>& files, const analysis::KnownNames& known) {
+void AddFindings(std::vector<Kt_ParsedFile>& files, const analysis::KnownNames& known,
+                 bool strict) {
   std::vector<const Kt_ScriptOutline*> outlines;
   std::vector<LineFinder> lines;
   for (const Kt_ParsedFile& file : files) {
     outlines.push_back(file.outline.get());
     lines.emplace_back(file.text);
   }
-  for (const analysis::Finding& finding : analysis::Analyse(outlines, known)) {
+  for (const analysis::Finding& finding : analysis::Analyse(outlines, known, strict)) {
     files[finding.file].errors.AddError(ToWarning(finding, lines[finding.file]));
   }
 }

@@ -10,11 +10,15 @@ class Kt_CliDatasets;
 
 namespace kt::cli {
 
-// The built-in functions, and what kt gives to scripts: its own functions, and `datasets`.
-analysis::KnownNames KtNames(const Kt_CliDatasets& datasets);
+// What kt gives to scripts beside `datasets`: its own functions.
+void AddKtNames(analysis::KnownNames& known);
+// The name of `datasets`, and what is in them.
+void AddDatasetNames(const Kt_CliDatasets& datasets, analysis::KnownNames& known);
+// Whether what a function of kt makes has from then on the name that its first argument says.
+bool MakesNames(const Kt_WString& function);
 
 // Adds what is hardly meant in a script to the warnings of its files, which are all that it has and
 // without faults.
-void AddFindings(std::vector<Kt_ParsedFile>& files, const analysis::KnownNames& known);
+void AddFindings(std::vector<Kt_ParsedFile>& files, const analysis::KnownNames& known, bool strict);
 
 }  // namespace kt::cli

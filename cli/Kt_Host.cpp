@@ -7,6 +7,7 @@
 #include <ostream>
 #include <vector>
 
+#include "classlib/base/Kt_StopCodes.h"
 #include "cli/Kt_Diagnostic.h"
 #include "cli/Kt_File.h"
 #include "cli/Kt_Report.h"
@@ -69,7 +70,7 @@ std::vector<_EXPR_EXTAPI_INFO> MakeFunctions() {
 }
 
 // The texts of the values with a blank between them. False when they are too long.
-bool JoinTexts(const Kt_VariantList* args, std::string& line) {
+bool JoinTexts(const Kt_VariantList* args, kt::CountedBytes& line) {
   if (args == nullptr) return true;
   for (kt_long arg = 0; arg < args->GetCount(); ++arg) {
     if (arg > 0) line += ' ';
@@ -143,7 +144,7 @@ void Kt_CliHost::AddNames(Names which, std::vector<Kt_WString>& names) const {
 }
 
 kt_long Kt_CliHost::Print(const Kt_VariantList* args) {
-  std::string line;
+  kt::CountedBytes line;
   if (!JoinTexts(args, line)) return Fail(std::string("print(): ") + kt::cli::kTooLongToPrint);
   line += '\n';
   streams_.out << line;
@@ -209,28 +210,50 @@ bool Kt_CliHost::TellOutcome(kt_long code, std::uint64_t serial) {
 void Kt_CliHost::Tell(const Kt_RunError& error) {
   ++error_count_;
   if (error_count_ > kMaxErrorsShown) return;
-  Diagnostic diagnostic = kt::cli::FromRunError(error);
-  if (error.calls.empty()) {
-    diagnostic.file = source_name_;
-    diagnostic.line = source_line_;
-  }
+  const Diagnostic diagnostic = DiagnosticOf(error);
   // A row expression with a fault has it in every row, and what a method refuses its caller may
   // report as well.
   std::string key = fmt::format("{}:{}: {}", diagnostic.file, diagnostic.line, diagnostic.text);
   if (key == last_error_) return;
   last_error_ = std::move(key);
-  if (!TellAtPlace(error, diagnostic)) kt::cli::Tell(streams_, diagnostic);
+  TellAtPlace(error, diagnostic);
   if (error_count_ == kMaxErrorsShown) {
     kt::cli::Tell(streams_, Diagnostic::Note("further errors are not shown"));
   }
 }
 
-bool Kt_CliHost::TellAtPlace(const Kt_RunError& error, const Diagnostic& diagnostic) {
+void Kt_CliHost::SetStrict(bool on) {
+  strict_.reset();
+  if (on) strict_.emplace(*this);
+}
+
+void Kt_CliHost::Warn(const Kt_RunError& found) {
+  Kt_RunError warning = found;
+  Diagnostic diagnostic = DiagnosticOf(warning);
   const auto source = sources_.find(diagnostic.file);
-  if (source == sources_.end() || (error.calls.empty() && !is_expression_)) return false;
-  const kt::cli::Part part = kt::cli::FindPart(source->second, error);
-  if (part.length == 0) return false;
+  if (warning.calls.empty() && is_expression_ && source != sources_.end()) {
+    kt::StrictReading::Place(warning, {source->second});
+  }
+  diagnostic.severity = Diagnostic::Severity::kWarning;
+  diagnostic.name = Kt_WString(kt::kTextAsZeroName).ToUtf8();
+  TellAtPlace(warning, diagnostic);
+}
+
+Diagnostic Kt_CliHost::DiagnosticOf(const Kt_RunError& error) const {
+  Diagnostic diagnostic = kt::cli::FromRunError(error);
+  if (!error.calls.empty()) return diagnostic;
+  diagnostic.file = source_name_;
+  diagnostic.line = source_line_;
+  return diagnostic;
+}
+
+void Kt_CliHost::TellAtPlace(const Kt_RunError& error, const Diagnostic& diagnostic) {
+  const auto source = sources_.find(diagnostic.file);
+  const bool has_source = source != sources_.end() && (!error.calls.empty() || is_expression_) &&
+                          !kt::IsStop(diagnostic.code);
+  const kt::cli::Part part =
+      has_source ? kt::cli::FindPart(source->second, error) : kt::cli::Part();
+  if (part.length == 0) return kt::cli::Tell(streams_, diagnostic);
   Kt_CliReport(streams_).AtPlace(diagnostic.file, source->second, part.offset, part.length,
                                  diagnostic);
-  return true;
 }

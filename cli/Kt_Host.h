@@ -13,8 +13,10 @@
 #include "cli/data/Kt_Datasets.h"
 #include "object/Kt_ExprNameSource.h"
 #include "object/Kt_ExprObject.h"
+#include "object/Kt_StrictReading.h"
 
 class Kt_Script;
+struct Kt_DatabaseUrl;
 
 namespace kt::cli {
 
@@ -55,6 +57,8 @@ class Kt_CliHost : public Kt_ExprObject, public Kt_ExprNameSource {
   void SetArgs(const Kt_VariantList& args) { args_ = args; }
   // Makes trace(...) write; without it such statements are not even evaluated.
   void SetTrace(bool on) { trace_ = on; }
+  // Warns of texts that arithmetic reads as 0, on the thread that calls this.
+  void SetStrict(bool on);
   // Run-time errors so far.
   kt_long GetErrorCount() const { return error_count_; }
   void ClearErrorCount() {
@@ -98,17 +102,31 @@ class Kt_CliHost : public Kt_ExprObject, public Kt_ExprNameSource {
   kt_long SaveData(const Kt_VariantList* args, Kt_Variant& result);
 
  private:
-  // False when the place in the source is not known.
-  bool TellAtPlace(const Kt_RunError& error, const kt::cli::Diagnostic& diagnostic);
+  struct Strict {
+    explicit Strict(Kt_CliHost& host)
+        : reading([&host](const Kt_RunError& warning) { host.Warn(warning); }), scope(&reading) {}
+    kt::StrictReading reading;
+    kt::TextWatch::Scope scope;
+  };
+  void Warn(const Kt_RunError& found);
+  // With the statement, or what messages name while no function runs.
+  kt::cli::Diagnostic DiagnosticOf(const Kt_RunError& error) const;
+  // With the place in the source, if that is known.
+  void TellAtPlace(const Kt_RunError& error, const kt::cli::Diagnostic& diagnostic);
   // The dataset that an argument names or is; null for none.
   Kt_ExprDataset* DatasetOf(const Kt_Variant& value) const;
   bool FormatOf(const Kt_Variant& value, std::optional<kt::cli::DataFormat>& format);
   bool OptionsOf(const char* function, const Kt_Variant& value, kt::cli::DataOptions& options);
-  kt_long FailLoad(const std::vector<kt::cli::Diagnostic>& fault);
+  kt_long FailParts(const char* begin, const std::vector<kt::cli::Diagnostic>& fault);
   void StoreDataset(Kt_ExprDataset& wrapper, Kt_Variant& result);
 
   // The file that an argument names; false when scripts may not reach it, which has been reported.
   bool ReachFile(const char* doing, const std::string& path, std::string& file);
+  // The same of a database.
+  bool ReachDatabase(const char* doing, const std::string& text, Kt_DatabaseUrl& url);
+  // saveData() to a database.
+  kt_long SaveToDatabase(Kt_Dataset& dataset, const std::string& text, kt::cli::DataOptions options,
+                         Kt_Variant& result);
   bool ReachDataFile(const char* doing, const std::string& path, kt::cli::DataOptions& options,
                      std::string& file);
 
@@ -122,6 +140,7 @@ class Kt_CliHost : public Kt_ExprObject, public Kt_ExprNameSource {
   bool trace_ = false;
   kt_long error_count_ = 0;
   std::string last_error_;  // with its place
+  std::optional<Strict> strict_;
   Kt_CliFence fence_;
   Kt_CliDatasets datasets_{*this};
 };

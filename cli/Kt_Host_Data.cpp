@@ -6,6 +6,7 @@
 #include "cli/Kt_Diagnostic.h"
 #include "cli/Kt_Host.h"
 #include "cli/data/Kt_Data.h"
+#include "cli/data/Kt_Database.h"
 #include "cli/data/Kt_OptionText.h"
 #include "cli/data/Kt_Options.h"
 #include "cli/data/Kt_Progress.h"
@@ -85,10 +86,23 @@ bool Kt_CliHost::ReachDataFile(const char* doing, const std::string& path,
   return ReachFile(doing, path, file);
 }
 
-kt_long Kt_CliHost::FailLoad(const std::vector<kt::cli::Diagnostic>& fault) {
+bool Kt_CliHost::ReachDatabase(const char* doing, const std::string& text, Kt_DatabaseUrl& url) {
+  std::string reason;
+  bool reaches = Kt_DatabaseUrl::Parse(text, url, reason);
+  if (reaches && url.kind == Kt_DatabaseUrl::Kind::kSqlite) {
+    const std::string file = url.file;
+    reaches = fence_.Resolve(file, url.file, reason);
+  } else if (reaches) {
+    reaches = fence_.AllowsHost(url.host, reason);
+  }
+  if (!reaches) Fail(fmt::format("cannot {} '{}': {}", doing, text, reason));
+  return reaches;
+}
+
+kt_long Kt_CliHost::FailParts(const char* begin, const std::vector<kt::cli::Diagnostic>& fault) {
   std::string lines;
   for (const kt::cli::Diagnostic& part : fault) {
-    lines += (lines.empty() ? "cannot load: " : "\n") + kt::cli::DescribePart(part);
+    lines += (lines.empty() ? begin : "\n") + kt::cli::DescribePart(part);
   }
   return FailLines(lines);
 }
@@ -103,7 +117,11 @@ kt_long Kt_CliHost::LoadData(const Kt_VariantList* args, Kt_Variant& result) {
   const kt::cli::DataOptions given = options;
   std::string file = path;
   const bool is_input = path == kt::cli::kStandardInput;
-  if (!is_input && !ReachDataFile("load", path, options, file)) return -1;
+  Kt_DatabaseUrl url;
+  const bool is_database = Kt_DatabaseUrl::IsUrl(path);
+  if (is_database && !ReachDatabase("load", path, url)) return -1;
+  options.links = fence_.LinkRule();
+  if (!is_input && !is_database && !ReachDataFile("load", path, options, file)) return -1;
   if (!given.rejects.empty() && !ReachFile("write", given.rejects, options.rejects)) return -1;
   Kt_ExprDataset* wrapper = DatasetOf(in.Value(0));
   const Kt_WString id = in.Text(0);
@@ -116,10 +134,12 @@ kt_long Kt_CliHost::LoadData(const Kt_VariantList* args, Kt_Variant& result) {
   {
     streams_.out.flush();
     const Kt_CliProgress progress(streams_.messages, "loading " + path);
-    loaded = dataset != nullptr && kt::cli::LoadDataFile(file, options, *dataset, report);
+    loaded = dataset != nullptr &&
+             (is_database ? kt::cli::LoadDatabase(url, options, *dataset, report)
+                          : kt::cli::LoadDataFile(file, options, *dataset, report));
   }
   constexpr auto kStyle = kt::cli::OptionStyle::kScript;
-  if (!loaded) return FailLoad(kt::cli::LoadFault(path, report, kStyle));
+  if (!loaded) return FailParts("cannot load: ", kt::cli::LoadFault(path, report, kStyle));
   kt::cli::Tell(streams_, kt::cli::LoadNotes(path, given, report, false, kStyle));
   dataset->NameLoadedMaps(Kt_WString::FromUtf8(path));
   std::string reason;
@@ -141,12 +161,14 @@ kt_long Kt_CliHost::SaveData(const Kt_VariantList* args, Kt_Variant& result) {
   kt::cli::DataOptions options;
   if (!FormatOf(in.Value(2), options.format)) return -1;
   if (!OptionsOf("saveData", in.Value(3), options)) return -1;
+  const bool is_database = Kt_DatabaseUrl::IsUrl(path);
   std::string file;
-  if (!ReachDataFile("save", path, options, file)) return -1;
+  if (!is_database && !ReachDataFile("save", path, options, file)) return -1;
   const Kt_ExprDataset* const wrapper = DatasetOf(in.Value(0));
   if (wrapper == nullptr || wrapper->GetDataset() == nullptr) {
     return Fail(fmt::format("saveData(): there is no dataset '{}'", in.Text(0).ToUtf8()));
   }
+  if (is_database) return SaveToDatabase(*wrapper->GetDataset(), path, options, result);
   std::string reason;
   bool saved = false;
   {
@@ -156,5 +178,22 @@ kt_long Kt_CliHost::SaveData(const Kt_VariantList* args, Kt_Variant& result) {
   }
   if (!saved) return Fail(fmt::format("cannot save '{}': {}", path, reason));
   result = wrapper->GetDataset()->GetRowCount();
+  return 0;
+}
+
+kt_long Kt_CliHost::SaveToDatabase(Kt_Dataset& dataset, const std::string& text,
+                                   kt::cli::DataOptions options, Kt_Variant& result) {
+  Kt_DatabaseUrl url;
+  if (!ReachDatabase("save", text, url)) return -1;
+  options.links = fence_.LinkRule();
+  std::vector<kt::cli::Diagnostic> fault;
+  kt_long saved = 0;
+  {
+    streams_.out.flush();
+    const Kt_CliProgress progress(streams_.messages, "saving " + text);
+    saved = kt::cli::SaveToDatabase(url, options, dataset, fault);
+  }
+  if (saved < 0) return FailParts("", fault);
+  result = saved;
   return 0;
 }

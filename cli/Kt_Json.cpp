@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "cli/Kt_Json.h"
 
+#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
 
+#include "classlib/base/Kt_WorkMeter.h"
+#include "classlib/text/Kt_Utf16.h"
 #include "classlib/value/Kt_Object.h"
 #include "cli/Kt_Bounds.h"
 #include "cli/Kt_Text.h"
@@ -29,7 +32,7 @@ Json Number(double number) { return std::isfinite(number) ? Json(number) : Json(
 // Writes as it goes, so that lists that share their parts end at the limit of the text.
 class Writer {
  public:
-  Writer(std::string& out, std::string& reason) : out_(out), reason_(reason) {}
+  Writer(CountedBytes& out, std::string& reason) : out_(out), reason_(reason) {}
 
   bool Write(const Kt_Variant& value, int depth) {
     if (out_.size() > kMaxPrintedBytes) return Fail(kTooLongToPrint);
@@ -43,6 +46,8 @@ class Writer {
       case kTagList: return List(value.GetList(), depth);
       case kTagObject: return Object(value.GetHolder(), depth);
       case kTagRef: return Write(value.Dereference(), depth);
+      case kTagString: return Text(value.AsString());
+      case kTagBinary: return Bytes(value);
       default: return Put(ValueText(value));
     }
   }
@@ -54,6 +59,30 @@ class Writer {
   }
   bool Put(const Json& value) {
     out_ += value.dump();
+    return true;
+  }
+
+  // In pieces, so that little more than what is counted is needed for a long text.
+  bool Text(std::u16string_view text) {
+    constexpr std::size_t kPieceUnits = 1 << 14;
+    out_ += '"';
+    while (!text.empty()) {
+      std::size_t units = std::min(text.size(), kPieceUnits);
+      if (units < text.size() && IsHighSurrogate(text[units - 1])) --units;
+      const std::string quoted = Json(Kt_WString(text.substr(0, units)).ToUtf8()).dump();
+      out_.append(quoted, 1, quoted.size() - 2);
+      text.remove_prefix(units);
+    }
+    out_ += '"';
+    return true;
+  }
+
+  bool Bytes(const Kt_Variant& value) {
+    out_ += '"';
+    if (!AppendValueText(value, out_)) {
+      return Fail(Kt_WorkMeter::CurrentStop() != 0 ? StopReason() : kTooLongToPrint);
+    }
+    out_ += '"';
     return true;
   }
 
@@ -81,18 +110,18 @@ class Writer {
     return Put({{"object", holder.GetID().ToUtf8()}});
   }
 
-  std::string& out_;
+  CountedBytes& out_;
   std::string& reason_;
 };
 
 }  // namespace
 
-bool ToJson(const Kt_Variant& value, std::string& json, std::string& reason) {
+bool ToJson(const Kt_Variant& value, CountedBytes& json, std::string& reason) {
   json.clear();
   return Writer(json, reason).Write(value, 0);
 }
 
-bool ToJson(const Kt_Variant& value, std::string& json) {
+bool ToJson(const Kt_Variant& value, CountedBytes& json) {
   std::string ignored;
   return ToJson(value, json, ignored);
 }

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "classlib/base/Kt_Memory.h"
 #include "classlib/value/Kt_Variant.h"
 
 namespace kt::cli {
@@ -12,7 +13,7 @@ namespace kt::cli {
 // object is the value that it stands for (a cell its own, a row a list), otherwise {"object": its
 // identifier}. False, with the reason, when lists are nested too deeply, the text is longer than
 // kMaxPrintedBytes, or the work was stopped.
-bool ToJson(const Kt_Variant& value, std::string& json, std::string& reason);
-bool ToJson(const Kt_Variant& value, std::string& json);
+bool ToJson(const Kt_Variant& value, CountedBytes& json, std::string& reason);
+bool ToJson(const Kt_Variant& value, CountedBytes& json);
 
 }  // namespace kt::cli

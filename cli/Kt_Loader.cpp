@@ -76,9 +76,17 @@ int Kt_CliLoader::Load(const std::string& path) {
   fs::path file = fs::canonical(path, error);
   // A pipe has no place in the file system (/dev/stdin): its includes are those of this folder.
   if (error) file = fs::current_path() / "-";
+  return LoadAll(file, path, kt::cli::Links::kFollow);
+}
+
+int Kt_CliLoader::LoadKnown(const fs::path& file) {
+  return LoadAll(file, file.string(), kt::cli::Links::kRefuse);
+}
+
+int Kt_CliLoader::LoadAll(const fs::path& file, const std::string& path, kt::cli::Links links) {
   fence_.AddScriptDir(file.parent_path());
   loaded_.insert(file);
-  bool ok = LoadFile(file, path, path, kt::cli::Links::kFollow);
+  bool ok = LoadFile(file, path, path, links);
   while (!wanted_.empty()) {
     const Wanted next = std::move(wanted_.back());
     wanted_.pop_back();
@@ -94,7 +102,9 @@ int Kt_CliLoader::Load(const std::string& path) {
 bool Kt_CliLoader::LoadFile(const fs::path& file, const std::string& path,
                             const std::string& shown_name, kt::cli::Links links) {
   std::string error;
-  if (kt::cli::ReadTextFile(path, current_text_, error, links) != kt::cli::FileResult::kOk) {
+  const bool is_given = text_source_ && text_source_(file, current_text_);
+  if (!is_given &&
+      kt::cli::ReadTextFile(path, current_text_, error, links) != kt::cli::FileResult::kOk) {
     if (Kt_WorkMeter::CurrentStop() == 0) {
       report_.Tell(Diagnostic::Error("cannot read: " + error, shown_name));
     }

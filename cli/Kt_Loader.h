@@ -47,9 +47,15 @@ class Kt_CliLoader : public Kt_ScriptLoadHandler {
   using OnParsed = std::function<void(Kt_ParsedFile parsed)>;
   void SetOnParsed(OnParsed on_parsed) { on_parsed_ = std::move(on_parsed); }
 
+  // Asked for the text of a file before that is read; false: it is to be read.
+  using TextSource = std::function<bool(const std::filesystem::path& file, Kt_WString& text)>;
+  void SetTextSource(TextSource text_source) { text_source_ = std::move(text_source); }
+
   // 0 when everything loaded; 1 when a script is at fault, which has been told then; 2 when
   // there is no file `path`.
   int Load(const std::string& path);
+  // The same for a file that the text source has, whether it is there or not. REQUIRES: canonical.
+  int LoadKnown(const std::filesystem::path& file);
 
   kt_long LoadIncludes(Kt_Script* script, Kt_WStrList& includes) override;
 
@@ -68,6 +74,7 @@ class Kt_CliLoader : public Kt_ScriptLoadHandler {
     bool refused = false;  // there is one, but outside the folders
   };
 
+  int LoadAll(const std::filesystem::path& file, const std::string& path, kt::cli::Links links);
   // `file` says which file it is and where its includes are; `path` opens it.
   bool LoadFile(const std::filesystem::path& file, const std::string& path,
                 const std::string& shown_name, kt::cli::Links links);
@@ -82,6 +89,7 @@ class Kt_CliLoader : public Kt_ScriptLoadHandler {
   Kt_CliFence& fence_;
   OnFile on_file_;
   OnParsed on_parsed_;
+  TextSource text_source_;
   // As given on the command line, and canonical.
   struct IncludeDir {
     std::filesystem::path given;

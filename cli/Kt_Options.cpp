@@ -17,6 +17,10 @@ void AddIncludeDirOption(CLI::App& command, std::vector<std::string>& include_di
 
 void AddJsonFlag(CLI::App& command, const std::string& help) { command.add_flag("--json", help); }
 
+CLI::Option* AddStrictFlag(CLI::App& command, bool& strict) {
+  return command.add_flag("--strict", strict, "Warn of texts that arithmetic reads as 0");
+}
+
 bool AddIncludeDirs(const std::vector<std::string>& include_dirs, const char* command,
                     Kt_CliLoader& loader, Streams streams) {
   for (const std::string& dir : include_dirs) {
@@ -32,6 +36,9 @@ void AddFileRules(CLI::App& command, FileRules& rules) {
   command.add_option("--allow-dir", rules.allow_dirs, "Let scripts use files in this folder too")
       ->type_name("DIR")
       ->allow_extra_args(false);
+  command.add_option("--allow-host", rules.allow_hosts, "Let scripts use databases of this server")
+      ->type_name("HOST")
+      ->allow_extra_args(false);
   CLI::Option* const none = command.add_flag(
       "--no-files", rules.no_files, "Let scripts use files in folders of --allow-dir only");
   command.add_flag("--allow-all-files", rules.all_files, "Let scripts use files anywhere")
@@ -41,6 +48,7 @@ void AddFileRules(CLI::App& command, FileRules& rules) {
 bool SetUpFence(const FileRules& rules, const char* command, Kt_CliFence& fence, Streams streams) {
   if (rules.no_files) fence.TakeFilesAway();
   if (rules.all_files) fence.AllowAllFiles();
+  for (const std::string& host : rules.allow_hosts) fence.AllowHost(host);
   for (const std::string& dir : rules.allow_dirs) {
     if (fence.AllowDir(dir)) continue;
     Tell(streams, Diagnostic::Complaint(command, "--allow-dir: there is no folder '" + dir + "'"));

@@ -6,6 +6,10 @@
 
 #include "cli/Kt_Cli.h"
 
+namespace CLI {
+class Option;
+}
+
 class Kt_CliFence;
 class Kt_CliLoader;
 
@@ -20,9 +24,13 @@ bool AddIncludeDirs(const std::vector<std::string>& include_dirs, const char* co
 // --json of a command whose results it does not change; Main looks for it before the command runs.
 void AddJsonFlag(CLI::App& command, const std::string& help);
 
+// --strict.
+CLI::Option* AddStrictFlag(CLI::App& command, bool& strict);
+
 // Which files scripts may reach, as the command line says.
 struct FileRules {
   std::vector<std::string> allow_dirs;
+  std::vector<std::string> allow_hosts;
   bool no_files = false;
   bool all_files = false;
 };

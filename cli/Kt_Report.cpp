@@ -4,76 +4,124 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <tuple>
+#include <functional>
 #include <vector>
 
-#include "cli/Kt_Text.h"
+#include "classlib/base/Kt_Codes.h"
 #include "cli/Kt_Visible.h"
 #include "script/Kt_SyntaxErrors.h"
+
+using kt::analysis::Finding;
 
 namespace {
 
 // Nobody mends more than this at a time, and a text that is no script at all has a fault a line.
 constexpr std::size_t kMaxShown = 100;
 
-std::vector<const Kt_SyntaxError*> InOrder(const Kt_SyntaxErrorList& found) {
-  std::vector<const Kt_SyntaxError*> errors;
-  for (const Kt_SyntaxError& error : found.GetErrors()) errors.push_back(&error);
-  std::stable_sort(errors.begin(), errors.end(),
-                   [](const Kt_SyntaxError* a, const Kt_SyntaxError* b) {
-                     return std::tie(a->line, a->column) < std::tie(b->line, b->column);
-                   });
-  return errors;
+// The causes of its errors. Without errors: what the engine skips, when warnings are wanted.
+std::vector<Finding> CausesOf(const Kt_WString& text, const Kt_SyntaxErrorList& found,
+                              kt::analysis::SourceKind kind, bool wants_warnings) {
+  using kt::analysis::SourceKind;
+  const bool skips =
+      wants_warnings && kind == SourceKind::kScript && kt::analysis::SkipsBrackets(text);
+  return found.HasFaults() || skips ? kt::analysis::Diagnose(text, kind) : std::vector<Finding>();
 }
 
-kt::cli::Diagnostic ToDiagnostic(const Kt_SyntaxError& error) {
-  kt::cli::Diagnostic diagnostic;
-  using Severity = kt::cli::Diagnostic::Severity;
+// Something to tell, and where in the source it stands.
+struct Told {
+  std::size_t offset;
+  std::function<void()> tell;
+};
+
+}  // namespace
+
+kt::cli::Diagnostic kt::cli::FromSyntaxError(const Kt_SyntaxError& error) {
+  Diagnostic diagnostic;
+  using Severity = Diagnostic::Severity;
   diagnostic.severity = error.is_warning ? Severity::kWarning : Severity::kError;
   diagnostic.code = error.code;
   diagnostic.name = error.warning_name.ToUtf8();
   diagnostic.text = error.message.ToUtf8();
   if (!error.detail.IsEmpty()) diagnostic.text += ": " + error.detail.ToUtf8();
-  if (!error.function_name.IsEmpty() && !error.is_warning) {
-    diagnostic.text += " in function " + kt::cli::Shown(error.function_name);
+  if (error.code == kSynNul) {
+    diagnostic.name = Kt_WString(NameOf(kt::analysis::FindingCode::kTextAfterNul)).ToUtf8();
+  } else if (!error.function_name.IsEmpty() && !error.is_warning) {
+    diagnostic.text += " in function " + Shown(error.function_name);
   }
   return diagnostic;
 }
 
-}  // namespace
-
-void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& part, std::size_t offset,
-                           std::size_t length, kt::cli::Diagnostic what) {
-  const Kt_WString& text = whole_ ? whole_->text : part;
+kt::cli::Place Kt_CliReport::PlaceOf(const Kt_WString& part, std::size_t& offset) const {
   if (whole_) {
     const std::ptrdiff_t at = whole_->offset + static_cast<std::ptrdiff_t>(offset);
     offset = static_cast<std::size_t>(std::max(at, std::ptrdiff_t{0}));
   }
+  const Kt_WString& text = whole_ ? whole_->text : part;
   offset = std::min(offset, text.View().size());
   kt::cli::Place place = kt::cli::PlaceAt(text, offset);
   if (whole_) place.line += whole_->first_line - 1;
+  return place;
+}
+
+void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& part, std::size_t offset,
+                           std::size_t length, kt::cli::Diagnostic what) {
+  const kt::cli::Place place = PlaceOf(part, offset);
   what.file = whole_ ? whole_->name : name;
   what.line = place.line;
   what.column = place.column;
   what.length = static_cast<kt_long>(length);
-  what.below = kt::cli::LineWithCaret(text, offset, length);
+  what.below = kt::cli::LineWithCaret(whole_ ? whole_->text : part, offset, length);
   Tell(what);
 }
 
+void Kt_CliReport::Tell(const std::string& name, const Kt_WString& text, const Finding& finding) {
+  using Severity = kt::cli::Diagnostic::Severity;
+  kt::cli::Diagnostic what;
+  what.severity = finding.is_error ? Severity::kError : Severity::kWarning;
+  what.code = finding.syntax_code;
+  what.name = Kt_WString(NameOf(finding.code)).ToUtf8();
+  what.text = finding.message.ToUtf8();
+  if (!finding.function_name.IsEmpty()) {
+    what.text += " in function " + kt::cli::Shown(finding.function_name);
+  }
+  what.hint = kt::cli::Shown(finding.hint);
+  if (finding.related.length > 0) {
+    auto offset = static_cast<std::size_t>(finding.related.offset);
+    const kt::cli::Place place = PlaceOf(text, offset);
+    what.related = {place.line, place.column, finding.related.length};
+  }
+  AtPlace(name, text, static_cast<std::size_t>(finding.offset),
+          static_cast<std::size_t>(finding.length), std::move(what));
+}
+
 bool Kt_CliReport::Syntax(const std::filesystem::path& file, const std::string& name,
-                          const Kt_WString& text, const Kt_SyntaxErrorList& found) {
-  const std::vector<const Kt_SyntaxError*> errors = InOrder(found);
+                          const Kt_WString& text, const Kt_SyntaxErrorList& found,
+                          kt::analysis::SourceKind kind) {
   const bool clean = !found.HasFaults();
   if (!reported_.insert(file).second) return clean;
-  for (std::size_t shown = 0; shown < std::min(errors.size(), kMaxShown); ++shown) {
-    const Kt_SyntaxError& error = *errors[shown];
+  const std::vector<Finding> causes = CausesOf(text, found, kind, warnings_);
+  std::vector<Told> told;
+  for (const Finding& cause : causes) {
+    told.push_back({static_cast<std::size_t>(cause.offset), [&] { Tell(name, text, cause); }});
+  }
+  for (const Kt_SyntaxError& error : found.GetErrors()) {
+    const bool is_explained = !error.is_warning && !causes.empty() && error.code != kSynNul;
+    if (is_explained) continue;
     const std::size_t offset =
         kt::cli::LineStart(text, error.line) + static_cast<std::size_t>(error.column) - 1;
-    AtPlace(name, text, offset, static_cast<std::size_t>(std::max(error.length, kt_long{1})),
-            ToDiagnostic(error));
+    told.push_back({offset, [&, offset] {
+                      AtPlace(name, text, offset,
+                              static_cast<std::size_t>(std::max(error.length, kt_long{1})),
+                              kt::cli::FromSyntaxError(error));
+                    }});
   }
-  if (errors.size() > kMaxShown) {
-    Tell(kt::cli::Diagnostic::Note(fmt::format("{} more are not shown", errors.size() - kMaxShown),
+  std::stable_sort(told.begin(), told.end(),
+                   [](const Told& a, const Told& b) { return a.offset < b.offset; });
+  for (std::size_t shown = 0; shown < std::min(told.size(), kMaxShown); ++shown) {
+    told[shown].tell();
+  }
+  if (told.size() > kMaxShown) {
+    Tell(kt::cli::Diagnostic::Note(fmt::format("{} more are not shown", told.size() - kMaxShown),
                                    name));
   }
   return clean;

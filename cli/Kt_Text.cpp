@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "classlib/base/Kt_WorkMeter.h"
+#include "classlib/text/Kt_AString.h"
 #include "classlib/text/Kt_Utf16.h"
 #include "classlib/value/Kt_Object.h"
 #include "cli/Kt_Visible.h"
@@ -85,9 +86,9 @@ std::string OnScreen(std::u16string_view text, int& column) {
 // Lists may nest as deep as a script likes; nobody reads further than this.
 constexpr int kMaxListDepth = 50;
 
-bool AppendText(const Kt_Variant& value, bool in_list, int depth, std::string& out);
+bool AppendText(const Kt_Variant& value, bool in_list, int depth, CountedBytes& out);
 
-bool AppendList(const Kt_VariantList& list, int depth, std::string& out) {
+bool AppendList(const Kt_VariantList& list, int depth, CountedBytes& out) {
   if (depth == kMaxListDepth) {
     out += "[...]";
     return true;
@@ -103,7 +104,7 @@ bool AppendList(const Kt_VariantList& list, int depth, std::string& out) {
   return true;
 }
 
-bool AppendBytes(std::span<const std::uint8_t> bytes, std::string& out) {
+bool AppendBytes(std::span<const std::uint8_t> bytes, CountedBytes& out) {
   constexpr std::size_t kPiece = 1024;
   constexpr std::int64_t kUnitsPerByte = 32;
   for (std::size_t at = 0; at < bytes.size(); ++at) {
@@ -114,7 +115,7 @@ bool AppendBytes(std::span<const std::uint8_t> bytes, std::string& out) {
 }
 
 // An object that stands for a plain value, such as a cell of a dataset, is that value.
-bool AppendObject(const Kt_Variant& value, bool in_list, int depth, std::string& out) {
+bool AppendObject(const Kt_Variant& value, bool in_list, int depth, CountedBytes& out) {
   const Kt_WString property = value.GetHolder().GetDefaultProp();
   Kt_Variant plain;
   if (depth < kMaxListDepth && !property.IsEmpty() &&
@@ -122,25 +123,27 @@ bool AppendObject(const Kt_Variant& value, bool in_list, int depth, std::string&
     return AppendText(plain, in_list, depth + 1, out);
   }
   const Kt_WString text = value.ToString();
-  out += text.IsEmpty() ? fmt::format("<object {}>", value.GetHolder().GetID().ToUtf8())
-                        : text.ToUtf8();
+  out += text.IsEmpty() ? "<object " + ToUtf8Bytes(value.GetHolder().GetID()) + '>'
+                        : ToUtf8Bytes(text);
   return true;
 }
 
-bool AppendText(const Kt_Variant& value, bool in_list, int depth, std::string& out) {
+bool AppendText(const Kt_Variant& value, bool in_list, int depth, CountedBytes& out) {
   if (out.size() > kMaxPrintedBytes || !kt::Charge(2 * Kt_WorkMeter::kUnitsPerItem)) return false;
   switch (value.GetTag()) {
     case kTagEmpty:
       if (in_list) out += "null";
       return true;
     case kTagString:
-      out += in_list ? "'" + value.AsString().ToUtf8() + "'" : value.AsString().ToUtf8();
+      if (in_list) out += '\'';
+      out += ToUtf8Bytes(value.AsString());
+      if (in_list) out += '\'';
       return true;
     case kTagList: return AppendList(value.GetList(), depth, out);
     case kTagBinary: return AppendBytes(value.AsBinary(), out);
     case kTagObject: return AppendObject(value, in_list, depth, out);
     case kTagRef: return AppendText(value.Dereference(), in_list, depth, out);
-    default: out += value.ToString().ToUtf8(); return true;
+    default: out += ToUtf8Bytes(value.ToString()); return true;
   }
 }
 
@@ -215,12 +218,12 @@ std::string LineWithCaret(std::u16string_view text, std::size_t offset, std::siz
 }
 
 std::string ValueText(const Kt_Variant& value) {
-  std::string out;
+  CountedBytes out;
   AppendValueText(value, out);
-  return out;
+  return std::string(out);
 }
 
-bool AppendValueText(const Kt_Variant& value, std::string& out) {
+bool AppendValueText(const Kt_Variant& value, CountedBytes& out) {
   return AppendText(value, false, 0, out) && kt::Charge(0);
 }
 

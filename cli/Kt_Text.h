@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "classlib/base/Kt_Memory.h"
 #include "classlib/value/Kt_Variant.h"
 
 namespace kt::cli {
@@ -33,8 +34,8 @@ std::string LineWithCaret(std::u16string_view text, std::size_t offset, std::siz
 // The text of a value as print() shows it: lists as [1, 'a', [2]], bytes in hexadecimal.
 std::string ValueText(const Kt_Variant& value);
 // The same after what is in `out`. False, and the text cut, when it would make `out` longer than
-// kMaxPrintedBytes, or the work was stopped.
-bool AppendValueText(const Kt_Variant& value, std::string& out);
+// kMaxPrintedBytes, or the work was stopped. Its memory is counted.
+bool AppendValueText(const Kt_Variant& value, CountedBytes& out);
 
 // No value is printed at greater length: a list that shares its parts can be longer than any
 // memory.

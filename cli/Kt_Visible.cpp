@@ -97,7 +97,7 @@ std::string WithJsonEscapes(std::string_view json) {
 
 // ---- Streams ----------------------------------------------------------------------------------
 
-const std::streambuf* VisibleStream::TargetOf(const std::ostream& stream) {
+std::streambuf* VisibleStream::TargetOf(const std::ostream& stream) {
   const auto* const visible = dynamic_cast<const Buffer*>(stream.rdbuf());
   return visible != nullptr ? TargetOf(visible->Target()) : stream.rdbuf();
 }

@@ -36,7 +36,7 @@ class VisibleStream : public std::ostream {
   }
 
   // What `stream` writes to in the end: its own buffer, or that of the target of a VisibleStream.
-  static const std::streambuf* TargetOf(const std::ostream& stream);
+  static std::streambuf* TargetOf(const std::ostream& stream);
 
  private:
   class Buffer : public std::streambuf {

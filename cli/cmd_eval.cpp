@@ -27,6 +27,7 @@ struct Options {
   DataArguments data;
   std::optional<kt_long> row;
   BoundOptions bounds;
+  bool strict = false;
 };
 
 // False when there is no such row, which has been said then.
@@ -50,6 +51,7 @@ int EvalBounded(const Options& options, Streams streams) {
   const Kt_WString text = Kt_WString::FromUtf8(options.expression);
   if (!ParseExpression(text, expression, report)) return kScriptFault;
   Kt_CliHost host(streams);
+  host.SetStrict(options.strict);
   if (!SetUpFence(options.file_rules, "kt eval", host.GetFence(), streams)) return kCommandFault;
   host.SetExpression(kExpressionName, text);
   if (const int status = LoadDataFiles(files, "kt eval", host, streams); status != kFine)
@@ -92,6 +94,7 @@ void AddEval(CLI::App& app, Action& action) {
       ->type_name("N")
       ->check(CLI::Range(kt_long{0}, std::numeric_limits<kt_long>::max()));
   AddBoundOptions(*eval, options->bounds);
+  AddStrictFlag(*eval, options->strict);
   AddJsonFlag(*eval, "Print the value as JSON, and messages as objects");
   eval->callback([options, &action] {
     action = [options](Streams streams) { return Eval(*options, streams); };

@@ -13,6 +13,7 @@
 
 #include "cli/Kt_Cli.h"
 #include "cli/Kt_Diagnostic.h"
+#include "cli/Kt_Explain.h"
 #include "cli/Kt_Options.h"
 #include "cli/Kt_Pages.h"
 #include "object/Kt_RunError.h"
@@ -21,7 +22,7 @@ namespace kt::cli {
 namespace {
 
 struct Entry {
-  std::vector<std::string> names;  // of a warning its name; of an error its code and its name
+  std::vector<std::string> names;  // of a warning or a cause its name; of an error also its code
   std::string text;
 };
 
@@ -50,10 +51,9 @@ class PlainText {
   bool in_block_ = false;
 };
 
-// The sections of the chapter about warnings.
-void AddWarnings(std::vector<Entry>& entries) {
-  const std::string_view page = LanguagePage();
-  const std::string_view chapter = page.substr(page.find("\n## Warnings of kt check\n") + 1);
+// The sections of the last chapter of a page.
+void AddSections(std::string_view page, std::vector<Entry>& entries) {
+  const std::string_view chapter = page.substr(page.rfind("\n## ") + 1);
   std::istringstream lines{std::string(chapter)};
   std::string name;
   PlainText text;
@@ -100,7 +100,8 @@ void AddErrors(std::vector<Entry>& entries) {
 
 std::vector<Entry> AllEntries() {
   std::vector<Entry> entries;
-  AddWarnings(entries);
+  AddSections(LanguagePage(), entries);  // warnings
+  AddSections(ErrorsPage(), entries);    // causes of syntax errors
   AddErrors(entries);
   return entries;
 }
@@ -122,12 +123,19 @@ bool IsNamed(const Entry& entry, const std::string& wanted) {
   });
 }
 
+// Calls `visit` with each entry of that name.
+template <class Visit>
+void EachNamed(const std::vector<Entry>& entries, const std::string& wanted, Visit visit) {
+  for (const Entry& entry : entries) {
+    if (IsNamed(entry, wanted)) visit(entry);
+  }
+}
+
 // Some numbers stand for a fault of scripts and for one of expressions.
 int Explain(const std::string& wanted, Streams streams) {
   const std::vector<Entry> entries = AllEntries();
   bool is_found = false;
-  for (const Entry& entry : entries) {
-    if (!IsNamed(entry, wanted)) continue;
+  EachNamed(entries, wanted, [&](const Entry& entry) {
     if (streams.json) {
       const nlohmann::ordered_json json = {
           {"name", entry.names.back()}, {"code", entry.names.front()}, {"text", entry.text}};
@@ -136,7 +144,7 @@ int Explain(const std::string& wanted, Streams streams) {
       streams.out << (is_found ? "\n" : "") << entry.text;
     }
     is_found = true;
-  }
+  });
   return is_found ? kFine : NotThere(wanted, entries, streams);
 }
 
@@ -148,11 +156,20 @@ int ListAll(Streams streams) {
 
 }  // namespace
 
+std::string Explanation(const std::string& wanted) {
+  static const std::vector<Entry> kEntries = AllEntries();
+  std::string text;
+  EachNamed(kEntries, wanted,
+            [&](const Entry& entry) { text += (text.empty() ? "" : "\n") + entry.text; });
+  return text;
+}
+
 void AddExplain(CLI::App& app, Action& action) {
   auto code = std::make_shared<std::string>();
   CLI::App* const explain =
       app.add_subcommand("explain", "Explain a warning or an error, or list all of them");
-  explain->add_option("CODE", *code, "The name of a warning; the number or the name of an error");
+  explain->add_option("CODE", *code,
+                      "The name of a warning or a cause; the number or the name of an error");
   AddJsonFlag(*explain, "Print objects, one a line");
   explain->callback([code, &action] {
     action = [code](Streams streams) {

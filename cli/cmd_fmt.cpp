@@ -19,11 +19,9 @@
 namespace kt::cli {
 namespace {
 
-constexpr int kDefaultWidth = 100;
-
 struct Options {
   std::vector<std::string> files;
-  int width = kDefaultWidth;
+  int width = kDefaultLineWidth;
   bool is_check = false;
   bool is_diff = false;
 };
@@ -31,11 +29,9 @@ struct Options {
 bool IsStandardInput(const std::string& file) { return file == "-"; }
 
 FileResult ReadScript(const std::string& file, Kt_WString& text, std::string& error) {
-  if (!IsStandardInput(file)) return ReadTextFile(file, text, error);
-  return ReadTextFile("/dev/stdin", text, error);
+  return IsStandardInput(file) ? ReadStandardText(text, error) : ReadTextFile(file, text, error);
 }
 
-// The first fault is told: what follows it may be due to it.
 bool HasFault(const std::string& name, const Kt_WString& text, Streams streams) {
   Kt_RunBudget budget;
   budget.limit_steps = 1;  // globals are not computed
@@ -44,10 +40,7 @@ bool HasFault(const std::string& name, const Kt_WString& text, Streams streams) 
   Kt_SyntaxErrorList found;
   Kt_WStrList includes;
   script.ParseScript(Kt_WString::FromUtf8(name), includes, text.GetText(), &found);
-  if (found.GetErrors().empty()) return false;
-  Kt_SyntaxErrorList first;
-  first.AddError(found.GetErrors().front());
-  return !Kt_CliReport(streams).Syntax(name, name, text, first);
+  return !Kt_CliReport(streams).Syntax(name, name, text, found);
 }
 
 int Fail(const std::string& file, const std::string& why, Streams streams) {
@@ -111,11 +104,9 @@ void AddFmt(CLI::App& app, Action& action) {
   fmt->add_option("FILE", options->files,
                   "Scripts; - is the standard input, which goes to the output")
       ->required();
-  constexpr int kMinWidth = 40;
-  constexpr int kMaxWidth = 1000;
   fmt->add_option("--width", options->width, "Columns of a line")
       ->type_name("N")
-      ->check(CLI::Range(kMinWidth, kMaxWidth))
+      ->check(CLI::Range(kMinLineWidth, kMaxLineWidth))
       ->capture_default_str();
   fmt->add_flag("--check", options->is_check,
                 "Change nothing; name the files that would change, with status 1");

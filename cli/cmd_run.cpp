@@ -25,6 +25,7 @@ struct Options {
   FileRules file_rules;
   DataArguments data;
   BoundOptions bounds;
+  bool strict = false;
   bool trace = false;
 };
 
@@ -48,6 +49,7 @@ int RunBounded(const Options& options, Streams streams) {
   DataFiles files;
   if (!ParseDataArguments(options.data, "kt run", streams, files)) return kCommandFault;
   Kt_CliHost host(streams);
+  host.SetStrict(options.strict);
   host.SetTrace(options.trace);
   host.SetArgs(ToList(options.arguments));
   Kt_Script script(&host);
@@ -92,6 +94,7 @@ void AddRun(CLI::App& app, Action& action) {
   AddFileRules(*run, options->file_rules);
   AddDataArguments(*run, options->data);
   AddBoundOptions(*run, options->bounds);
+  AddStrictFlag(*run, options->strict);
   run->add_flag("--trace", options->trace, "Write what trace(...) calls say");
   AddJsonFlag(*run, "Print the result as JSON, and messages as objects");
   run->callback([options, &action] {

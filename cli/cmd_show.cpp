@@ -5,7 +5,6 @@
 
 #include <CLI/CLI.hpp>
 #include <cstdlib>
-#include <filesystem>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -13,8 +12,10 @@
 #include "classlib/text/Kt_AString.h"
 #include "cli/Kt_Bounds.h"
 #include "cli/Kt_Cli.h"
+#include "cli/Kt_Color.h"
 #include "cli/Kt_File.h"
 #include "cli/Kt_Report.h"
+#include "cli/data/Kt_Database.h"
 #include "cli/data/Kt_Options.h"
 #include "cli/data/Kt_Progress.h"
 #include "cli/data/Kt_Report.h"
@@ -23,6 +24,7 @@
 #include "cli/show/Kt_Chart.h"
 #include "cli/show/Kt_Html.h"
 #include "cli/show/Kt_Markdown.h"
+#include "cli/show/Kt_Sheet.h"
 #include "cli/show/Kt_Table.h"
 #include "cli/show/Kt_View.h"
 #include "dataset/Kt_ExprDataset.h"
@@ -58,11 +60,6 @@ struct Options {
 
 bool IsTerminal(const Streams& streams) {
   return &streams.out == &std::cout && ::isatty(STDOUT_FILENO) != 0;
-}
-
-bool WantsColours(const Streams& streams) {
-  const char* const no_colour = std::getenv("NO_COLOR");
-  return IsTerminal(streams) && (no_colour == nullptr || *no_colour == 0);
 }
 
 kt_long TerminalWidth() {
@@ -143,8 +140,7 @@ class Show {
 
   int Load() {
     const bool is_input = options_.file == kStandardInput;
-    const std::string name =
-        is_input ? "stdin" : std::filesystem::path(options_.file).stem().string();
+    const std::string name = is_input ? "stdin" : DatasetNameOf(options_.file);
     dataset_.SetId(Kt_WString::FromUtf8(name));
     SettleFormat();
     DataReport data_report;
@@ -186,7 +182,7 @@ class Show {
     if (prints_data || !options_.save.empty()) return OutputData(view);
     if (!options_.html.empty()) return true;
     if (chart_column_ >= 0) {
-      PrintChart(ChartOf(view), Width() > 0 ? Width() : kChartWidth, WantsColours(streams_),
+      PrintChart(ChartOf(view), Width() > 0 ? Width() : kChartWidth, HasColor(streams_.out),
                  streams_.out);
       return true;
     }
@@ -195,7 +191,7 @@ class Show {
     table.rows = HasRowLimit() ? options_.rows : (IsTerminal(streams_) ? kRowsOnTerminal : 0);
     table.decimals = decimals_;
     table.types = options_.types;
-    table.colours = WantsColours(streams_);
+    table.colours = HasColor(streams_.out);
     PrintTable(view, table, streams_.out);
     return Kt_WorkMeter::CurrentStop() == 0;
   }
@@ -262,16 +258,20 @@ class Show {
     return save;
   }
 
-  // Markdown is the table as it is shown, with its total; other formats are rows.
+  // Markdown and sheets are the table as it is shown, with its total; other formats are rows.
   bool DataBytes(const Kt_Dataset& data, const Kt_CliView& view, DataFormat format,
                  std::string& bytes) {
     std::string reason;
     const DataOptions save = SaveOptions(format);
-    const bool made = format == DataFormat::kMarkdown
-                          ? EncodeText(Kt_WString::FromUtf8(MarkdownTable(
-                                           view, {HasRowLimit() ? options_.rows : 0, decimals_})),
-                                       save.save_code_page.value_or(kCodePageUtf8), bytes, reason)
-                          : SaveData(save, data, bytes, reason);
+    const bool made =
+        format == DataFormat::kMarkdown
+            ? EncodeText(Kt_WString::FromUtf8(
+                             MarkdownTable(view, {HasRowLimit() ? options_.rows : 0, decimals_})),
+                         save.save_code_page.value_or(kCodePageUtf8), bytes, reason)
+        : format == DataFormat::kXlsx
+            ? kt::SaveXlsx(SheetOf(view, {HasRowLimit() ? options_.rows : 0, decimals_}), bytes,
+                           reason)
+            : SaveData(save, data, bytes, reason);
     return (made && Kt_WorkMeter::CurrentStop() == 0) || Fail(reason);
   }
 
@@ -312,7 +312,9 @@ class Show {
 
 void AddInput(CLI::App& show, Options& options) {
   show.add_option("FILE", options.file,
-                  "The data: .csv, .tsv, .txt, .xml, .json, .jsonl, .ktb; - is the standard input")
+                  "The data: .csv, .tsv, .txt, .xml, .json, .jsonl, .ktb, .xlsx; a database as "
+                  "sqlite:FILE or postgresql://HOST/NAME; - is the "
+                  "standard input")
       ->required();
   AddDataOptions(show, options.data);
 }

@@ -29,10 +29,13 @@ void Show(const TestResult& result, const Options& options, Streams streams) {
     streams.out << JsonReport(result) << '\n';
     return;
   }
-  if (result.has_passed) return;
-  streams.out << "FAILED " << result.file << (result.name.empty() ? "" : ": ") << result.name
-              << '\n'
-              << result.output << std::flush;
+  if (!result.has_passed) {
+    streams.out << "FAILED " << result.file << (result.name.empty() ? "" : ": ") << result.name
+                << '\n'
+                << result.output << std::flush;
+  } else if (!options.tests.strict) {
+    return;
+  }
   streams.messages << result.messages << std::flush;
 }
 
@@ -113,6 +116,7 @@ void AddTest(CLI::App& app, Action& action) {
   AddIncludeDirOption(*test, options->tests.include_dirs);
   AddFileRules(*test, options->tests.file_rules);
   AddBoundOptions(*test, options->tests.bounds);
+  AddStrictFlag(*test, options->tests.strict);
   test->add_flag("--json", options->tests.json, "Print each result as an object, one a line");
   test->callback([options, &action] {
     action = [options](Streams streams) { return Test(*options, streams); };

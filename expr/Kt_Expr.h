@@ -45,6 +45,8 @@ class KT_SCRIPT_API Kt_Expr {
   kt_long GetState() const { return state_; }
   // After a bracket list was parsed: the inner text without the brackets.
   const Kt_WString& GetText() const { return text_; }
+  // The text as it was given: a bracket list with its brackets.
+  Kt_WString GetSource() const;
   const Kt_ExprOpList& GetOps() const { return ops_; }
   // The first record; a shared one with code 0 when there is none.
   const Kt_ExprOp* GetFirstOp() const;
@@ -107,8 +109,6 @@ class KT_SCRIPT_API Kt_Expr {
   static bool MayCompile();
 
   kt_long ParseText(Kt_WString& error);
-  // The text as it was given: a bracket list with its brackets.
-  Kt_WString GetSource() const;
 
   static constexpr std::uint8_t kRunsCompiled = 2;
 

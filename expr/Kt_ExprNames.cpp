@@ -34,6 +34,7 @@ class Reader {
     int call;  // the call whose arguments are in it or around it
     int argument;
     bool is_call;
+    int indexed;  // the name whose index is in it
   };
 
   // The next unit that is no white space; 0 at the end.
@@ -53,7 +54,12 @@ class Reader {
       case u'\'': return Add(Kind::kLiteral, token);
       default: break;
     }
-    if (token == u".") return Leave(u'.', last_);
+    if (token == u".") {
+      const bool is_element = is_element_;
+      Leave(u'.', last_);
+      is_element_ = is_element;
+      return;
+    }
     if (token == u"++" || token == u"--") return TakeStep();
     const bool is_name =
         Kt_ExprUtil::ChkName(token.data(), static_cast<kt_long>(token.size())) == 1;
@@ -75,7 +81,10 @@ class Reader {
     name.kind = kind;
     name.offset = at_;
     name.length = static_cast<kt_long>(token.size());
-    if (previous_ == u'.') name.owner = last_;
+    if (previous_ == u'.') {
+      name.owner = last_;
+      name.is_of_element = is_element_;
+    }
     if (!brackets_.empty()) {
       name.call = brackets_.back().call;
       name.argument = brackets_.back().argument;
@@ -91,23 +100,27 @@ class Reader {
 
   void Open(bool is_paren) {
     const bool is_call = is_paren && last_ != kNoName && IsCall(names_[Index(last_)]);
-    Bracket bracket = brackets_.empty() ? Bracket{kNoName, 0, false} : brackets_.back();
-    if (is_call) bracket = {last_, 0, true};
+    Bracket bracket = brackets_.empty() ? Bracket{kNoName, 0, false, kNoName} : brackets_.back();
+    if (is_call) bracket = {last_, 0, true, kNoName};
     bracket.is_call = is_call;
+    bracket.indexed = is_paren || is_element_ ? kNoName : last_;
     brackets_.push_back(bracket);
     Leave(u'(');
   }
 
   void Close() {
+    int indexed = kNoName;
     if (!brackets_.empty()) {
       const Bracket bracket = brackets_.back();
       brackets_.pop_back();
+      indexed = bracket.indexed;
       const bool is_empty = previous_ == u'(' && bracket.argument == 0;
       if (bracket.is_call) {
         names_[Index(bracket.call)].arguments = is_empty ? 0 : bracket.argument + 1;
       }
     }
-    Leave(u')');
+    Leave(u')', indexed);
+    is_element_ = indexed != kNoName;
   }
 
   void TakeComma() {
@@ -119,6 +132,7 @@ class Reader {
   void Leave(char16_t previous, int last = kNoName) {
     previous_ = previous;
     last_ = last;
+    is_element_ = false;
     is_prefix_step_ = false;
   }
 
@@ -139,6 +153,7 @@ class Reader {
   char16_t next_ = u'\0';        // the first unit behind it
   char16_t previous_ = u'\0';    // the token before it, see Leave
   int last_ = kNoName;           // the name that it was, or that stood in front of its point
+  bool is_element_ = false;      // one element of the name is at hand: an index followed it
   bool is_prefix_step_ = false;  // it is a ++ or -- in front of something
 };
 

@@ -20,13 +20,14 @@ struct Kt_ExprName {
   Kind kind = Kind::kVariable;
   kt_long offset = 0;
   kt_long length = 0;
-  int owner = kNone;          // of a member or method: the name in front of the point, if one is
-  int call = kNone;           // the innermost call that the name is an argument of
-  int argument = 0;           // which one of that
-  int arguments = kNone;      // of a call or method: how many it has
-  bool is_whole = false;      // it is all of its argument
-  bool is_stepped = false;    // ++ or -- changes it
-  bool is_path_root = false;  // a point or an index follows
+  int owner = kNone;           // of a member or method: the name in front of the point, if one is
+  bool is_of_element = false;  // of one element of the owner: name[index].member
+  int call = kNone;            // the innermost call that the name is an argument of
+  int argument = 0;            // which one of that
+  int arguments = kNone;       // of a call or method: how many it has
+  bool is_whole = false;       // it is all of its argument
+  bool is_stepped = false;     // ++ or -- changes it
+  bool is_path_root = false;   // a point or an index follows
 };
 
 // The names of an expression in the order of the text, as the scanner of expressions cuts them.

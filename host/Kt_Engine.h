@@ -14,6 +14,7 @@
 
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/base/Kt_Random.h"
+#include "classlib/base/Kt_WorkMeter.h"
 #include "classlib/text/Kt_Settings.h"
 #include "classlib/value/Kt_Clock.h"
 #include "expr/Kt_Expr.h"
@@ -21,6 +22,8 @@
 #include "host/Kt_Convert.h"
 #include "host/Kt_Dates.h"
 #include "host/Kt_HostContext.h"
+#include "object/Kt_StrictReading.h"
+#include "script/Kt_Program.h"
 #include "script/Kt_Script.h"
 #include "script/Kt_ScriptLoadHandler.h"
 
@@ -46,6 +49,7 @@ struct EngineState {
   std::atomic<bool> cancelled{false};
   Kt_ThreadClock::Source clock;
   SettingStore settings;
+  std::optional<StrictReading> strict;
   IncludeSource includes;
   bool is_tolerant = false;
   int depth = 0;  // calls of the host into the engine that are running
@@ -68,7 +72,8 @@ class Entry {
       : state_(std::move(state)),
         outer_(std::exchange(running_engine, state_)),
         clock_(state_->clock ? &state_->clock : nullptr),
-        settings_(state_->settings ? &state_->settings : nullptr) {
+        settings_(state_->settings ? &state_->settings : nullptr),
+        strict_(state_->strict ? &*state_->strict : nullptr) {
     using Clock = std::chrono::steady_clock;
     outer_report_ = std::exchange(state_->host.report, &report_);
     if (state_->depth++ > 0) return;
@@ -119,6 +124,7 @@ class Entry {
   std::weak_ptr<EngineState> outer_;
   Kt_ThreadClock clock_;
   Kt_ThreadSettings settings_;
+  TextWatch::Scope strict_;
   HostContext::FirstReport report_;
   HostContext::FirstReport* outer_report_ = nullptr;
 };
@@ -131,16 +137,20 @@ class Includes final : public Kt_ScriptLoadHandler {
 
   std::exception_ptr thrown;
 
-  // Collects the names only: a chain of includes takes no native stack.
-  kt_long LoadIncludes(Kt_Script*, Kt_WStrList& includes) override {
+  // Those of the first text load what they include themselves in turn: a chain of includes takes
+  // no native stack.
+  kt_long LoadIncludes(Kt_Script* script, Kt_WStrList& includes) override {
+    const bool is_first = wanted_.empty();
     for (kt_long at = 0; at < includes.GetCount(); ++at) {
       std::string name = includes[at].ToUtf8();
       if (std::find(names_.begin(), names_.end(), name) != names_.end()) continue;
       names_.push_back(name);
       wanted_.emplace_back(std::move(name), from_);
     }
-    return kOk;
+    return is_first ? LoadWanted(*script) : kOk;
   }
+
+ private:
   kt_long LoadWanted(Kt_Script& script) {
     kt_long code = kOk;
     for (std::size_t at = 0; at < wanted_.size(); ++at) {
@@ -161,8 +171,6 @@ class Includes final : public Kt_ScriptLoadHandler {
     }
     return code;
   }
-
- private:
   std::optional<std::string> Ask(const std::string& name, const std::string& from) {
     try {
       return source_ ? source_(name, from) : std::nullopt;
@@ -178,6 +186,13 @@ class Includes final : public Kt_ScriptLoadHandler {
   std::vector<std::string> names_;
   std::vector<std::pair<std::string, std::string>> wanted_;  // name, who asks
 };
+
+// Throws the faults.
+inline void CheckFaults(kt_long code, const Kt_SyntaxErrorList& errors) {
+  if (!errors.GetErrors().empty() || errors.GetCount() > 0) {
+    throw SyntaxError(SyntaxFailure(code, errors));
+  }
+}
 
 // The text, without blanks at its ends, if it is an expression. Scripts are read more generously.
 inline Kt_WString CheckedExpression(std::string_view expression) {
@@ -264,6 +279,45 @@ R CallFunction(const std::shared_ptr<EngineState>& state, const Kt_WString& name
 
 }  // namespace detail
 
+// A text that any number of engines load, parsed once; what it includes is part of it.
+//
+//   const kt::Program rules = kt::Program::compile("rules.kts", text);
+//   kt::Engine first, second;
+//   first.load(rules);
+//   second.load(rules);                                        // on any thread
+//
+// Engines share the functions and their code. Each evaluates the globals for itself, and has its
+// own. Threads: a program does not change; copies are the same program.
+class Program {
+ public:
+  // Throws a SyntaxError with every fault of the text and of what it includes. Runs nothing.
+  static Program compile(std::string_view name, std::string_view text,
+                         const IncludeSource& source = nullptr) {
+    Kt_SyntaxErrorList errors;
+    detail::Includes includes(source, std::string(name), errors);
+    Kt_RunError::Forget();
+    Program program(Kt_Program::Make(Kt_WString::FromUtf8(name), Kt_WString::FromUtf8(text),
+                                     &includes, &errors));
+    if (includes.thrown) std::rethrow_exception(includes.thrown);
+    detail::CheckFaults(kFailed, errors);
+    if (program.shared_ == nullptr) throw RunError(detail::LastFailure(WhyNot()));
+    return program;
+  }
+  // The class underneath.
+  const std::shared_ptr<const Kt_Program>& shared() const { return shared_; }
+
+ private:
+  explicit Program(std::shared_ptr<const Kt_Program> shared) : shared_(std::move(shared)) {}
+  // Why there is none although the text has no fault.
+  static kt_long WhyNot() {
+    if (const kt_long code = Kt_RunError::Last().code) return code;
+    const kt_long stop = Kt_WorkMeter::CurrentStop();
+    return stop != kOk ? stop : kErrNoMemory;
+  }
+
+  std::shared_ptr<const Kt_Program> shared_;  // never null
+};
+
 // An engine with one script: its texts, globals and functions, and what the host offers them.
 //
 //   kt::Engine engine;
@@ -287,8 +341,9 @@ class Engine {
   // What it throws is an error of the script. Replaces a function of that name, also while it runs.
   template <class F>
   Engine& function(std::string_view name, F&& function) {
+    constexpr detail::Arity kArity = detail::ArityOf<F>();
     state_->host.SetFunction(detail::ToName(name),
-                             detail::ToHostFunction(std::forward<F>(function)));
+                             detail::ToHostFunction(std::forward<F>(function)), kArity);
     state_->NamesChanged();
     return *this;
   }
@@ -311,6 +366,18 @@ class Engine {
   Table dataset(std::string_view name);
   Table dataset(std::string_view name, Table table);
 
+  // All of that for `kt check --host`, and the globals that there are: a line of JSON for each
+  // name. Before anything is loaded the globals are those that were set.
+  std::string names_json() const {
+    detail::NamesJson names;
+    state_->host.ListNames(names);
+    const Kt_VariableList& variables = state_->script.GetVariables();
+    for (kt_long at = 0; at < variables.GetCount(); ++at) {
+      names.Add("variable", variables.GetItemName(at).ToUtf8());
+    }
+    return names.Text();
+  }
+
   // ---- Running --------------------------------------------------------------------------------
 
   // Adds a text to the script and evaluates its globals. Throws a SyntaxError with every fault, or
@@ -319,16 +386,17 @@ class Engine {
     detail::Entry entry(state_);
     Kt_SyntaxErrorList errors;
     detail::Includes includes(state_->includes, std::string(name), errors);
-    kt_long code = entry->script.Parse(Kt_WString::FromUtf8(name), Kt_WString::FromUtf8(text),
-                                       &includes, &errors);
-    if (code == kOk) code = includes.LoadWanted(entry->script);
+    const kt_long code = entry->script.Parse(Kt_WString::FromUtf8(name), Kt_WString::FromUtf8(text),
+                                             &includes, &errors);
     if (includes.thrown) std::rethrow_exception(includes.thrown);
-    if (!errors.GetErrors().empty() || errors.GetCount() > 0) {
-      entry.Check(kOk);
-      throw SyntaxError(detail::SyntaxFailure(code, errors));
-    }
-    entry.Check(code);
-    return *this;
+    return Loaded(entry, code, errors);
+  }
+  // The same for what the program was made of.
+  Engine& load(const Program& program) {
+    detail::Entry entry(state_);
+    Kt_SyntaxErrorList errors;
+    const kt_long code = entry->script.Load(program.shared(), &errors);
+    return Loaded(entry, code, errors);
   }
   // Calls a function of the script. std::ref(variable) passes by reference.
   template <class R = Kt_Variant, class... Args>
@@ -358,6 +426,9 @@ class Engine {
 
   Result<void> try_load(std::string_view name, std::string_view text) {
     return detail::AsResult([&] { load(name, text); });
+  }
+  Result<void> try_load(const Program& program) {
+    return detail::AsResult([&] { load(program); });
   }
   template <class R = Kt_Variant, class... Args>
   Result<R> try_call(std::string_view name, const Args&... args) {
@@ -413,6 +484,18 @@ class Engine {
     state_->host.on_error = std::move(listener);
     return *this;
   }
+  // Texts that arithmetic reads as 0 because they are no numbers, once for each place: with the
+  // text, and a code of 0. Null: nobody is told. Not to be changed while scripts run, which the
+  // listener must not do either.
+  Engine& strict(std::function<void(const ErrorInfo&)> listener) {
+    state_->strict.reset();
+    if (listener) {
+      state_->strict.emplace([listener = std::move(listener)](const Kt_RunError& warning) {
+        listener(detail::InfoOf(warning));
+      });
+    }
+    return *this;
+  }
   // What trace() says; without a listener traces are skipped.
   Engine& on_trace(std::function<void(std::string_view)> listener) {
     state_->host.on_trace = std::move(listener);
@@ -453,6 +536,13 @@ class Engine {
   const std::shared_ptr<detail::EngineState>& state() const { return state_; }
 
  private:
+  Engine& Loaded(detail::Entry& entry, kt_long code, const Kt_SyntaxErrorList& errors) {
+    if (!errors.GetErrors().empty() || errors.GetCount() > 0) entry.Check(kOk);
+    detail::CheckFaults(code, errors);
+    entry.Check(code);
+    return *this;
+  }
+
   std::shared_ptr<detail::EngineState> state_;
 };
 

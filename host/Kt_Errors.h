@@ -123,30 +123,35 @@ inline std::string PlaceText(const Place& place) {
   return out.empty() ? out : out + ": ";
 }
 
-// The failure of the last call into the engine on this thread, as the engine noted it.
-inline ErrorInfo LastFailure(kt_long code) {
-  const Kt_RunError& last = Kt_RunError::Last();
+// A record of the engine for the host.
+inline ErrorInfo InfoOf(const Kt_RunError& record) {
   ErrorInfo info;
-  info.code = code;
-  if (last.code != code) {
-    info.text = Kt_WString(kt_runtimetextW(code)).ToUtf8();
-    if (info.text.empty()) info.text = "failed with code " + std::to_string(code);
-    return info;
-  }
-  info.text = last.text.ToUtf8();
-  info.subject = last.subject.ToUtf8();
-  info.expression = last.expression.ToUtf8();
-  info.place = {last.source_name.ToUtf8(),
-                last.function.ToUtf8(),
-                last.line,
-                last.column,
-                last.length,
+  info.code = record.code;
+  info.text = record.text.ToUtf8();
+  info.subject = record.subject.ToUtf8();
+  info.expression = record.expression.ToUtf8();
+  info.place = {record.source_name.ToUtf8(),
+                record.function.ToUtf8(),
+                record.line,
+                record.column,
+                record.length,
                 info.text,
                 false};
-  for (const Kt_ScriptPosition& call : last.calls) {
+  for (const Kt_ScriptPosition& call : record.calls) {
     info.calls.push_back(
         {call.source_name.ToUtf8(), call.function.ToUtf8(), call.line + 1, 0, 0, {}, false});
   }
+  return info;
+}
+
+// The failure of the last call into the engine on this thread, as the engine noted it.
+inline ErrorInfo LastFailure(kt_long code) {
+  const Kt_RunError& last = Kt_RunError::Last();
+  if (last.code == code) return InfoOf(last);
+  ErrorInfo info;
+  info.code = code;
+  info.text = Kt_WString(kt_runtimetextW(code)).ToUtf8();
+  if (info.text.empty()) info.text = "failed with code " + std::to_string(code);
   return info;
 }
 

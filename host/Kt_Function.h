@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/Kt_Convert.h"
+#include "host/Kt_Names.h"
 
 namespace kt {
 
@@ -95,12 +96,15 @@ inline void CheckCount(kt_long count, kt_long least, kt_long most) {
                  std::to_string(count) + " came");
 }
 
+template <class... Args>
+constexpr kt_long MostArgs() {
+  return (Argument<Args>::kIsRest || ...) ? -1 : static_cast<kt_long>(sizeof...(Args));
+}
+
 template <class R, class... Args, std::size_t... kAt>
 HostFunction Wrap(std::function<R(Args...)> function, std::index_sequence<kAt...>) {
-  constexpr kt_long kMost =
-      (Argument<Args>::kIsRest || ...) ? -1 : static_cast<kt_long>(sizeof...(Args));
   return [function = std::move(function)](const Kt_VariantList& args) -> Kt_Variant {
-    CheckCount(args.GetCount(), LeastArgs<Args...>(), kMost);
+    CheckCount(args.GetCount(), LeastArgs<Args...>(), MostArgs<Args...>());
     std::tuple<Argument<Args>...> read;
     (std::get<kAt>(read).Read(args, kAt), ...);
     const auto write_back = [&] { (std::get<kAt>(read).WriteBack(args, kAt), ...); };
@@ -119,6 +123,17 @@ HostFunction Wrap(std::function<R(Args...)> function, std::index_sequence<kAt...
 template <class R, class... Args>
 HostFunction Wrap(std::function<R(Args...)> function) {
   return Wrap(std::move(function), std::index_sequence_for<Args...>());
+}
+
+// How many arguments a callable takes as a function of scripts. A HostFunction reads them itself.
+template <class R, class... Args>
+constexpr Arity ArityOf(const std::function<R(Args...)>*) {
+  if constexpr (std::same_as<std::function<R(Args...)>, HostFunction>) return {};
+  return {LeastArgs<Args...>(), MostArgs<Args...>()};
+}
+template <class F>
+constexpr Arity ArityOf() {
+  return ArityOf(static_cast<decltype(std::function(std::declval<F>()))*>(nullptr));
 }
 
 // Any callable with one signature (no generic lambdas). A HostFunction is taken as it is.

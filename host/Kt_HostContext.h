@@ -42,6 +42,8 @@ class Attached {
   virtual ~Attached() = default;
   virtual Kt_ExprObject& Object() = 0;
   virtual void Leave() = 0;  // the context ends
+  // It has the name `own`; adds that and the names in it.
+  virtual void ListNames(const std::string& own, NamesJson& names) const = 0;
 };
 
 class HostContext;
@@ -119,10 +121,11 @@ class HostContext final : public Kt_ExprObject, public Kt_ExprNameSource {
   std::function<void(const ErrorInfo&)> on_error;
   std::function<void(std::string_view)> on_trace;
 
-  void SetFunction(const Kt_WString& name, HostFunction function) {
+  void SetFunction(const Kt_WString& name, HostFunction function, Arity arity = {}) {
     std::unique_ptr<FunctionNode>& node = functions_[name];
     if (node == nullptr) node = std::make_unique<FunctionNode>(*this, name);
     node->function = std::make_shared<const HostFunction>(std::move(function));
+    node->arity = arity;
     ++version_;
   }
   void SetObject(const Kt_WString& name, std::shared_ptr<Attached> object) {
@@ -184,6 +187,14 @@ class HostContext final : public Kt_ExprObject, public Kt_ExprNameSource {
     }
   }
 
+  // Functions, objects and tables, for tools.
+  void ListNames(NamesJson& names) const {
+    for (const auto& [name, node] : functions_) names.AddCall(name.ToUtf8(), node->arity);
+    for (const auto* const list : {&objects_, &tables_}) {
+      for (const auto& [name, attached] : *list) attached->ListNames(name.ToUtf8(), names);
+    }
+  }
+
   // Always reported, so that every error is noted with its calls.
   int IsSystemLogMode() override { return 1; }
   int IsDebugTraceMode() override { return on_trace ? 1 : 0; }
@@ -204,6 +215,7 @@ class HostContext final : public Kt_ExprObject, public Kt_ExprNameSource {
     FunctionNode(HostContext& host, const Kt_WString& name)
         : Kt_ExprObject(&host), name_(name), host_(host) {}
     std::shared_ptr<const HostFunction> function;
+    Arity arity;
 
     static kt_long Call(Kt_ExprObject* context, const Kt_VariantList* args, Kt_Variant& result) {
       auto& self = static_cast<FunctionNode&>(*context);

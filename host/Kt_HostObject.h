@@ -20,6 +20,7 @@ class ObjectNode final : public Attachable<Kt_ExprObject>, public Kt_ExprNameSou
     std::function<Kt_Variant()> get;
     std::function<void(const Kt_Variant&)> set;
     HostFunction call;
+    Arity arity;  // of the call
   };
 
   ObjectNode(HostContext& host, const Kt_WString& name) : Attachable(&host), name_(name) {
@@ -47,6 +48,16 @@ class ObjectNode final : public Attachable<Kt_ExprObject>, public Kt_ExprNameSou
   }
   void AddNames(Names, std::vector<Kt_WString>& names) const override {
     for (const auto& [name, member] : members_) names.push_back(name);
+  }
+  void ListNames(const std::string& own, NamesJson& names) const override {
+    names.Add("object", own);
+    for (const auto& [name, member] : members_) {
+      if (member->call) {
+        names.AddMethod(name.ToUtf8(), own, member->arity);
+      } else {
+        names.AddMember("property", name.ToUtf8(), own);
+      }
+    }
   }
 
  private:
@@ -94,11 +105,11 @@ class Object {
   // Without a setter it can only be read.
   template <class Get>
   requires std::invocable<Get&> Object& property(std::string_view name, Get get) {
-    return Put(name, {Getter(std::move(get)), nullptr, nullptr});
+    return Put(name, {Getter(std::move(get)), nullptr, nullptr, {}});
   }
   template <class Get, class Set>
   requires std::invocable<Get&> Object& property(std::string_view name, Get get, Set set) {
-    return Put(name, {Getter(std::move(get)), Setter(std::function(std::move(set))), nullptr});
+    return Put(name, {Getter(std::move(get)), Setter(std::function(std::move(set))), nullptr, {}});
   }
   // A data member, which can be written unless it is const.
   template <class Owner, class T>
@@ -113,7 +124,8 @@ class Object {
   }
   template <class F>
   Object& method(std::string_view name, F&& function) {
-    return Put(name, {nullptr, nullptr, detail::ToHostFunction(std::forward<F>(function))});
+    constexpr detail::Arity kArity = detail::ArityOf<F>();
+    return Put(name, {nullptr, nullptr, detail::ToHostFunction(std::forward<F>(function)), kArity});
   }
   template <class Owner, class Class, class R, class... Args>
   Object& method(std::string_view name, Owner* owner, R (Class::*method)(Args...)) {

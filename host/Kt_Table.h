@@ -101,6 +101,13 @@ class TableNode final : public Attachable<Kt_ExprDataset>,
   std::function<void(const CellChange&)> on_changed;
   std::weak_ptr<EngineState> engine;
 
+  void ListNames(const std::string& own, NamesJson& names) const override {
+    names.Add("dataset", own);
+    const Kt_Dataset* const data = GetDataset();
+    for (kt_long col = 0; data != nullptr && col < data->GetColCount(); ++col) {
+      names.AddMember("column", data->GetColID(col).ToUtf8(), own);
+    }
+  }
   int CanColumnChange(const Kt_WString& column, const Kt_Variant& old_value,
                       const Kt_Variant& new_value, int row, const Kt_Component*, int) override {
     bool allows = true;

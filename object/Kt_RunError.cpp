@@ -2,12 +2,14 @@
 //
 // The last failure of each thread. Nothing is written while calls succeed; a failure costs the
 // copies of a few texts, and a look for the nearest known name. Row expressions may fail in every
-// row of a dataset, so a failure that repeats the last one keeps its message and its calls.
+// row of a dataset, so a failure that repeats the last one keeps its message, with the first of
+// the rows, and its calls.
 #include "object/Kt_RunError.h"
 
 #include <algorithm>
 #include <new>
 
+#include "classlib/base/Kt_StopCodes.h"
 #include "classlib/base/Kt_ThreadEnd.h"
 #include "classlib/text/Kt_NearestName.h"
 #include "classlib/text/Kt_Result.h"
@@ -15,6 +17,7 @@
 #include "expr/Kt_Expr.h"
 #include "object/Kt_ExprNameSource.h"
 #include "object/Kt_ExprObject.h"
+#include "object/Kt_RowMark.h"
 #include "script/Kt_Script.h"
 
 KT_THREAD_LOCAL std::uint64_t kt::detail::failure_count = 0;
@@ -24,6 +27,7 @@ namespace {
 struct State {
   Kt_RunError last;
   Kt_Result reported;     // what the message was made of
+  Kt_WString noted;       // the same of a failure without a report: the message without the row
   bool has_place = true;  // nothing is to be placed at first
   kt_long start_op = 0;   // see SetFailureStart
 };
@@ -114,6 +118,12 @@ Kt_WString TextWithHint(Kt_ExprObject* context, const Kt_Result& result) {
   }
 }
 
+Kt_WString WithRow(const Kt_WString& text, kt_long code) {
+  const kt_long row = kt::detail::RowMark::Current();
+  if (row < 0 || kt::IsStop(code)) return text;
+  return text + u" (row " + Kt_Variant(row).ToString() + u")";
+}
+
 bool IsSameReport(const Kt_Result& a, const Kt_Result& b) {
   if (a.GetCode() != b.GetCode() || a.GetArgCount() != b.GetArgCount()) return false;
   for (kt_long arg = 0; arg < a.GetArgCount(); ++arg) {
@@ -185,6 +195,7 @@ void Kt_RunError::Forget() {
   if (state == nullptr) return;
   state->last = Kt_RunError();
   state->reported = Kt_Result();
+  state->noted.Empty();
   state->has_place = true;
 }
 
@@ -194,9 +205,9 @@ kt_long kt::NoteFailure(kt_long code, const Kt_WString& text, const Kt_WString& 
   try {
     State* const now = TheState();
     if (now == nullptr) return code;
-    (void)Begin(*now, code);
-    now->last.text = text;
+    if (!Begin(*now, code) || now->noted != text) now->last.text = WithRow(text, code);
     now->last.subject = subject;
+    now->noted = text;
     now->reported = Kt_Result();
   } catch (const std::bad_alloc&) {
     return NoteNothing(code);
@@ -234,8 +245,10 @@ void kt::detail::NoteReport(Kt_ExprObject* context, const Kt_Result& result, con
     const bool is_same_report = text.IsEmpty() && IsSameReport(now->reported, result);
     if (!Begin(*now, result.GetCode()) || !is_same_report) {
       now->reported = result;
+      now->noted.Empty();
       now->last.subject = subject.IsEmpty() ? SubjectOf(result) : subject;
-      now->last.text = text.IsEmpty() ? TextWithHint(context, result) : text;
+      now->last.text =
+          text.IsEmpty() ? WithRow(TextWithHint(context, result), result.GetCode()) : text;
     }
     now->last.report = result.GetCode();
     GuessPlace(*now);

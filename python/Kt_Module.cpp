@@ -47,6 +47,11 @@ class PyNode final : public detail::Attachable<Kt_ExprObject> {
       result = CallPython(Hold(object->attr(member)), args != nullptr ? *args : kNone, true);
     });
   }
+  // Which of them can be called shows when they are asked for.
+  void ListNames(const std::string& own, detail::NamesJson& names) const override {
+    names.Add("object", own);
+    for (const std::string& member : members_) names.AddMember("property", member, own);
+  }
 
  private:
   template <class Work>
@@ -84,6 +89,14 @@ std::vector<std::string> PublicNames(const py::object& object) {
 
 // ---- Engines
 // --------------------------------------------------------------------------------------
+
+IncludeSource ToIncludes(py::object source) {
+  if (source.is_none()) return nullptr;
+  return [held = Hold(std::move(source))](const std::string& name, const std::string& from) {
+    const py::gil_scoped_acquire lock;
+    return (*held)(name, from).cast<std::optional<std::string>>();
+  };
+}
 
 class PyEngine {
  public:
@@ -149,14 +162,7 @@ class PyEngine {
       (*held)(py::str(text.data(), text.size()));
     });
   }
-  void Includes(py::object source) {
-    if (source.is_none()) return void(engine_.includes(nullptr));
-    engine_.includes(
-        [held = Hold(std::move(source))](const std::string& name, const std::string& from) {
-          const py::gil_scoped_acquire lock;
-          return (*held)(name, from).cast<std::optional<std::string>>();
-        });
-  }
+  void Includes(py::object source) { engine_.includes(ToIncludes(std::move(source))); }
   // A clock cannot fail: one that throws is at day 0.
   void Clock(py::object now) {
     if (now.is_none()) return void(engine_.clock(nullptr));
@@ -491,6 +497,15 @@ void AddEngine(py::module_& module) {
       "pass_exceptions is False: then they are errors of the script.\n\n"
       "An engine belongs to one thread at a time; cancel() may be called from any. It must not be "
       "dropped by its own functions.";
+  py::class_<Program>(module, "Program",
+                      "A text that any number of engines load, read once with what it includes.\n\n"
+                      "Engines share its functions, on any thread; each has globals of its own.")
+      .def(py::init([](const std::string& text, const std::string& name, py::object includes) {
+             const IncludeSource source = ToIncludes(std::move(includes));
+             const Unlocked unlocked;
+             return Program::compile(name, text, source);
+           }),
+           arg("text"), arg("name") = "script", arg("includes") = py::none());
   py::class_<PyEngine>(module, "Engine", kDoc)
       .def(py::init([](std::int64_t steps, double seconds, std::int64_t memory) {
              auto engine = std::make_unique<PyEngine>();
@@ -532,6 +547,13 @@ void AddEngine(py::module_& module) {
             self.Get().load(name, text);
           },
           arg("text"), arg("name") = "script", "Adds a text and evaluates its globals.")
+      .def(
+          "load",
+          [](PyEngine& self, const Program& program) {
+            const Unlocked unlocked;
+            self.Get().load(program);
+          },
+          arg("program"), "Adds what the program was made of: its functions are shared.")
       .def(
           "check",
           [](PyEngine& self, const std::string& text, const std::string& name,

@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/text/Kt_WString.h"
+#include "reference/Kt_HelpExample.h"
 
 // What is said of one built-in function, in one place for help, completion and the reference. The
 // call forms are the help text of the function table (Kt_ExprObject::GetIntFuncMap).
 struct Kt_IntFuncDoc {
-  const char16_t* name;     // as in the table
-  const char16_t* does;     // what it gives
-  const char16_t* odd;      // what it gives for missing, odd and very large arguments
-  const char16_t* example;  // an expression
-  const char16_t* result;   // its value as toString shows it
+  const char16_t* name;        // as in the table
+  const char16_t* does;        // what it gives
+  const char16_t* odd;         // what it gives for missing, odd and very large arguments
+  Kt_HelpExample examples[3];  // the plain case, an edge, and a use
 };
 
 // The entry of a function by name in any case; null when there is no such function.

@@ -3,25 +3,23 @@
 
 #include <span>
 
-#include "classlib/text/Kt_WString.h"
+#include "reference/Kt_HelpExample.h"
 
 // What is said of one dataset method and its aliases, in one place for help, completion and the
 // reference. The call forms are the help texts of the method table.
 struct Kt_MethodDoc {
   const char16_t* family;
-  const char16_t* name;     // as in the table
-  const char16_t* does;     // what it does and gives
-  const char16_t* odd;      // what it gives for missing, odd and outside arguments
-  const char16_t* example;  // expressions over the sample datasets, one a line
-  const char16_t* result;   // the value of the last one as toString shows it
+  const char16_t* name;        // as in the table
+  const char16_t* does;        // what it does and gives
+  const char16_t* odd;         // what it gives for missing, odd and outside arguments
+  Kt_HelpExample examples[3];  // over the sample datasets: the plain case, an edge, and a use
 };
 
 // What is said of properties and row keywords; several names may mean the same.
 struct Kt_MemberDoc {
   const char16_t* names;  // "rowcount, count"
   const char16_t* does;
-  const char16_t* example;
-  const char16_t* result;
+  Kt_HelpExample example;
 };
 
 // A dataset that the examples work on; `csv` is its content for LoadCSV.

@@ -27,7 +27,7 @@ constexpr std::u16string_view kHead =
     u"announced to the host (`OnLoadCompleted`): 0 loaded, 4 appended, 5 sorted, 6 filtered, 8 "
     u"emptied.\n\n"
     u"The examples work on two datasets. Each starts with them as they are here; the last line is "
-    u"the one whose value is shown.\n";
+    u"the one whose value is shown, `(empty)` for the empty value and the empty text.\n";
 
 class PageWriter {
  public:
@@ -87,7 +87,9 @@ class PageWriter {
     Put(u"\n\n");
     Put(doc.odd);
     Put(u"\n\n");
-    Example(doc.example, doc.result);
+    Put(u"```\n");
+    Put(LayOutExamples(doc.examples));
+    Put(u"```\n");
   }
 
   // One a line, each ended.
@@ -98,14 +100,6 @@ class PageWriter {
     forms.Replace(u"),", u")\n");
     forms += u"\n";
     return forms;
-  }
-
-  void Example(const char16_t* example, const char16_t* result) {
-    Put(u"```\n");
-    Put(example);
-    Put(u"\n=> ");
-    Put(result);
-    Put(u"\n```\n");
   }
 
   void Members(const char16_t* heading, const char16_t* intro, std::span<const Kt_MemberDoc> docs) {
@@ -120,7 +114,7 @@ class PageWriter {
   void Member(const Kt_MemberDoc& doc) {
     Kt_WString names(doc.names);
     names.Replace(u", ", u"`, `");
-    Kt_WString example(doc.example);
+    Kt_WString example(doc.example.example);
     example.Replace(u"\n", u"`<br>`");
     Put(u"| `");
     Put(names);
@@ -129,7 +123,7 @@ class PageWriter {
     Put(u" | `");
     Put(example);
     Put(u"` => ");
-    Put(doc.result);
+    Put(doc.example.result);
     Put(u" |\n");
   }
 

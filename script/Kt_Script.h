@@ -10,10 +10,12 @@
 #include "script/Kt_ScriptFunc.h"
 
 class Kt_Expr;
+class Kt_Program;
 class Kt_ScriptLoadHandler;
 
 namespace kt::detail {
 class LoadUndo;
+struct ProgramText;
 class RunState;
 class ScriptLoader;
 }  // namespace kt::detail
@@ -57,6 +59,11 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
   // The same without the loader: the names of the includes are appended to `includes`.
   kt_long ParseScript(const Kt_WString& source_name, Kt_WStrList& includes, const char16_t* text,
                       Kt_WStrList* errors);
+  // Loads what the program was made of, as Parse would: globals are evaluated, functions are added.
+  // Those are shared with all scripts that have loaded the program. One that is here already is
+  // read from the program's text and changes. 0 or -1, with a line in `errors` (may be null).
+  // REQUIRES: a program.
+  kt_long Load(const std::shared_ptr<const Kt_Program>& program, Kt_WStrList* errors = nullptr);
   // Evaluates "a = 1, b[3]" into globals. 0; at the first bad declarator a negative code.
   kt_long AddVariable(const Kt_WString& declaration);
   // Handles the text after a '#': appends the name of an include and returns its index; -1 for
@@ -108,6 +115,7 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
   friend class kt::detail::LoadUndo;
   friend class kt::detail::RunState;
   friend class kt::detail::ScriptLoader;
+  friend class Kt_Program;
   friend class Kt_ScriptFunc;
 
   Kt_ScriptFuncList funcs_;
@@ -120,5 +128,7 @@ class KT_SCRIPT_API Kt_Script : public Kt_ScriptContext {
   std::shared_ptr<kt::detail::RunState> run_state_;
   // Functions that were cleared while they may have been running.
   std::vector<std::unique_ptr<Kt_ScriptFuncList>> retired_;
+  // Of a program that is being made: what is parsed goes there, and no global is evaluated.
+  std::vector<kt::detail::ProgramText>* program_texts_ = nullptr;
   Kt_OneThread one_thread_;
 };

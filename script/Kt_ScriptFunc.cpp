@@ -4,23 +4,56 @@
 #include <atomic>
 #include <new>
 
+#include "script/code/Kt_FuncCode.h"
 #include "script/detail/Kt_BodyParser.h"
+#include "script/detail/Kt_SharedFunc.h"
 
 const Kt_ScriptFuncHandler Kt_ScriptFunc::_KtScriptFuncHandler;
+
+Kt_ScriptFunc::Kt_ScriptFunc() : tree_(std::make_shared<kt::detail::FuncTree>()) {}
+
+Kt_ScriptFunc::Kt_ScriptFunc(const Kt_WString& name, Kt_Script* script) : Kt_ScriptFunc() {
+  name_ = name;
+  script_ = script;
+}
+
+Kt_ScriptFunc::Kt_ScriptFunc(const Kt_ScriptFunc& other) : Kt_ScriptFunc() { Set(other); }
+
+Kt_ScriptFunc::~Kt_ScriptFunc() = default;
 
 void Kt_ScriptFunc::Clear() {
   DropCode();
   name_.Empty();
-  args_.Clear();
-  body_.Clear();
+  if (tree_->shared != nullptr) {
+    tree_ = std::make_shared<kt::detail::FuncTree>();
+  } else {
+    tree_->args.Clear();
+    tree_->body.Clear();
+  }
 }
 
 void Kt_ScriptFunc::Set(const Kt_ScriptFunc& source) {
   if (this == &source) return;
   Clear();
   name_ = source.name_;
-  args_.Assign(&source.args_);
-  body_.Assign(&source.body_);
+  tree_->args.Assign(&source.GetArgs());
+  tree_->body.Assign(&source.GetBody());
+}
+
+kt::detail::CodeForms* Kt_ScriptFunc::GetForms() const {
+  return tree_->shared != nullptr ? &tree_->shared->forms : nullptr;
+}
+
+void Kt_ScriptFunc::MakeOwn() {
+  if (tree_->shared == nullptr) return;
+  auto own = kt::detail::ParseAgain(*tree_, name_);
+  DropCode();
+  tree_ = std::move(own);
+}
+
+Kt_Expr& Kt_ScriptFunc::OwnOf(Kt_Expr& expr) const {
+  if (own_exprs_ == nullptr) own_exprs_ = std::make_unique<kt::detail::OwnExprs>();
+  return own_exprs_->Of(expr);
 }
 
 namespace {
@@ -65,28 +98,32 @@ kt_long ParseCompound(const Kt_ScriptFunc& func, Kt_ScriptOp& op, const Kt_WStri
 void Kt_ScriptFunc::SetInfo(const Kt_WString& source_name, const Kt_WString& proto,
                             const Kt_WString& body, kt_long proto_line, kt_long body_line,
                             Kt_WStrList* errors) {
+  MakeOwn();
   DropCode();
-  source_name_ = source_name;
-  proto_line_ = proto_line;
+  tree_->source_name = source_name;
+  tree_->proto_line = proto_line;
   ParseProto(proto, proto_line, errors);
-  ParseBody(body_, body, body_line, errors);
+  ParseBody(tree_->body, body, body_line, errors);
 }
 
 kt_long Kt_ScriptFunc::SetProto(const Kt_WString& proto, kt_long line, Kt_WStrList* errors) {
+  MakeOwn();
   DropCode();
-  args_.Clear();
+  tree_->args.Clear();
   return ParseProto(proto, line, errors);
 }
 
 kt_long Kt_ScriptFunc::SetBody(const Kt_WString& body, kt_long line, Kt_WStrList* errors) {
+  MakeOwn();
   DropCode();
-  body_.Clear();
-  return ParseBody(body_, body, line, errors);
+  tree_->body.Clear();
+  return ParseBody(tree_->body, body, line, errors);
 }
 
 kt_long Kt_ScriptFunc::ParseProto(const Kt_WString& proto, kt_long line, Kt_WStrList* errors) {
+  MakeOwn();
   TextParser text(*this, proto, line, errors);
-  return text.Parser().ParseProto(args_, text.Text(), line);
+  return text.Parser().ParseProto(tree_->args, text.Text(), line);
 }
 
 kt_long Kt_ScriptFunc::ParseBody(Kt_ScriptOpList& ops, const Kt_WString& body, kt_long line,

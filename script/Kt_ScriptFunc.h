@@ -9,14 +9,29 @@
 #include "classlib/value/Kt_Variant.h"
 #include "script/Kt_ScriptOpList.h"
 
+class Kt_Expr;
 class Kt_ExprObject;
 class Kt_Script;
 class Kt_ScriptFunc;
 
 namespace kt::detail {
-struct FuncCode;
+class CodeForms;
 class LoadUndo;
+class OwnExprs;
 class ScriptLoader;
+struct LinkedCode;
+struct SharedFunc;
+
+// What the text of a function says.
+struct FuncTree {
+  Kt_ScriptOpList args;  // 0x1010 ops, one per argument
+  Kt_ScriptOpList body;
+  Kt_WString source_name;
+  kt_long proto_line = 0;
+  // Of a function that belongs to a program: it does not change, and its expressions are never
+  // evaluated themselves. Null for a tree that one function has for itself.
+  std::shared_ptr<SharedFunc> shared;
+};
 }  // namespace kt::detail
 
 // The element operations of a Kt_ScriptFuncList.
@@ -30,27 +45,28 @@ using Kt_ScriptFuncHandler = Kt_ObjListHandlerOf<Kt_ScriptFunc>;
 // Parsing goes on past faulty expressions (their statements are in the tree all the same) and
 // stops at faults of structure, leaving what was built so far. Both leave a line in `errors`,
 // which may be null. Lines count from 0 everywhere except in those texts.
-// Owns its trees; borrows the script. Threads: const members may run in parallel.
+// Owns its trees, or shares those of a Kt_Program until it is changed; borrows the script. Threads:
+// const members may run in parallel.
 class KT_SCRIPT_API Kt_ScriptFunc {
  public:
   // The one handler of all function lists.
   static const Kt_ScriptFuncHandler _KtScriptFuncHandler;
 
-  Kt_ScriptFunc() = default;
-  explicit Kt_ScriptFunc(const Kt_WString& name, Kt_Script* script = nullptr)
-      : name_(name), script_(script) {}
-  Kt_ScriptFunc(const Kt_ScriptFunc& other) { Set(other); }
+  Kt_ScriptFunc();
+  explicit Kt_ScriptFunc(const Kt_WString& name, Kt_Script* script = nullptr);
+  Kt_ScriptFunc(const Kt_ScriptFunc& other);
   Kt_ScriptFunc& operator=(const Kt_ScriptFunc& other) {
     Set(other);
     return *this;
   }
+  ~Kt_ScriptFunc();
 
   const Kt_WString& GetName() const { return name_; }
-  const Kt_ScriptOpList& GetArgs() const { return args_; }
-  const Kt_ScriptOpList& GetBody() const { return body_; }
+  const Kt_ScriptOpList& GetArgs() const { return tree_->args; }
+  const Kt_ScriptOpList& GetBody() const { return tree_->body; }
   // The name that Kt_Script::Parse got for the text, and the line of the prototype in it.
-  const Kt_WString& GetSourceName() const { return source_name_; }
-  kt_long GetProtoLine() const { return proto_line_; }
+  const Kt_WString& GetSourceName() const { return tree_->source_name; }
+  kt_long GetProtoLine() const { return tree_->proto_line; }
   Kt_Script* GetScript() const { return script_; }
 
   void SetScript(Kt_Script* script) { script_ = script; }
@@ -93,23 +109,33 @@ class KT_SCRIPT_API Kt_ScriptFunc {
 
   // Where the engine keeps the code of the function, made at its first call. It goes when the
   // function changes; while the script runs it is kept aside.
-  std::shared_ptr<kt::detail::FuncCode>& CodeSlot() const { return code_; }
+  std::shared_ptr<kt::detail::LinkedCode>& CodeSlot() const { return code_; }
   void DropCode() const;
+  // Of a function that shares its trees: their translations; null for any other.
+  kt::detail::CodeForms* GetForms() const;
+  // What evaluates `expr`, which is one of its trees or its code: itself, or the copy that this
+  // script has when others share the function.
+  Kt_Expr& Own(Kt_Expr& expr) const { return KT_LIKELY(!IsShared()) ? expr : OwnOf(expr); }
+  bool IsShared() const { return shared_ != nullptr; }
 
  private:
   friend class kt::detail::LoadUndo;
   friend class kt::detail::ScriptLoader;
 
+  void Share(const std::shared_ptr<kt::detail::FuncTree>& tree) { tree_ = shared_ = tree; }
+  // Before any change: from here on the function has trees of its own.
+  void MakeOwn();
+  Kt_Expr& OwnOf(Kt_Expr& expr) const;
   kt_long CallWith(const Kt_VariantList* args, Kt_Variant& result);
   kt_long RunBody(const Kt_ScriptOpList& ops, Kt_ExprObject* ctx, Kt_Variant& result);
 
   Kt_WString name_;
-  Kt_ScriptOpList args_;  // 0x1010 ops, one per argument
-  Kt_ScriptOpList body_;
-  Kt_WString source_name_;
-  kt_long proto_line_ = 0;
+  std::shared_ptr<kt::detail::FuncTree> tree_;  // never null
+  // The tree of a program that it has, or had at first: calls that began then still run it.
+  std::shared_ptr<kt::detail::FuncTree> shared_;
   Kt_Script* script_ = nullptr;
-  mutable std::shared_ptr<kt::detail::FuncCode> code_;  // never copied
+  mutable std::shared_ptr<kt::detail::LinkedCode> code_;     // never copied
+  mutable std::unique_ptr<kt::detail::OwnExprs> own_exprs_;  // never copied
 };
 
 // The functions of a script, found by name without regard to case. Owns its functions; a function

@@ -67,7 +67,7 @@ kt_long Kt_ScriptFunc::RunBody(const Kt_ScriptOpList& ops, Kt_ExprObject* ctx, K
 
 void Kt_ScriptFunc::DropCode() const {
   if (code_ == nullptr) return;
-  const std::shared_ptr<kt::detail::FuncCode> code = std::exchange(code_, nullptr);
+  const std::shared_ptr<kt::detail::LinkedCode> code = std::exchange(code_, nullptr);
   if (script_ == nullptr) return;
   script_->funcs_.NewVersion();
   if (script_->run_state_ != nullptr) script_->run_state_->Retire(code);

@@ -58,6 +58,7 @@ struct Kt_SyntaxError {
   Kt_WString near_text;      // statement or keyword; may be empty
   Kt_WString message;
   Kt_WString detail;        // what is wrong with an expression; else empty
+  kt_long detail_code = 0;  // of that text: kExpr...
   Kt_WString warning_name;  // empty for a fault
 };
 

@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Builds the release kt and reports on real data: the 34,924 characters of Unicode as Debian lists
-# them. Ends with a page for the browser, build/demo/letters.html.
+# them. Makes a page for the browser, build/demo/letters.html, and ends with a database of SQLite.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -12,7 +12,7 @@ log=$(mktemp)
 trap 'rm -f "$log"' EXIT
 quiet() { "$@" >"$log" 2>&1 || { cat "$log" >&2; return 1; }; }
 
-scripts/setup.sh unicode-data
+scripts/setup.sh
 [ -r "$list" ] || { echo "demo: $list is missing; it comes with the package unicode-data" >&2; exit 1; }
 echo "Building build/release ..."
 quiet cmake --preset release
@@ -55,3 +55,20 @@ step 'Rows as they are, of those that a filter leaves:' \
 step 'A page for the browser:' \
   kt show "$out/letters.csv" --pivot script:kind:code:count --sort total:d --rows 50 \
   --chart total --bars 20 --title 'Letters and digits by script' --html "$out/letters.html"
+
+python3 - "$out/letters.csv" "$out/letters.db" <<'PY'
+import csv, os, sqlite3, sys
+if os.path.exists(sys.argv[2]):
+    os.remove(sys.argv[2])
+shop = sqlite3.connect(sys.argv[2])
+shop.execute("CREATE TABLE letters(id INTEGER PRIMARY KEY, code TEXT, name TEXT, script TEXT, kind TEXT)")
+with open(sys.argv[1], newline="", encoding="utf-8") as rows:
+    shop.executemany("INSERT INTO letters(code, name, script, kind) VALUES (:code, :name, :script, :kind)",
+                     csv.DictReader(rows))
+shop.commit()
+PY
+kinds="sqlite:$out/letters.db?query=SELECT kind, count(*) AS letters FROM letters WHERE script IN ('GREEK', 'Greek') GROUP BY kind ORDER BY kind"
+step 'The same letters in a database of SQLite, asked there:' kt show "$kinds"
+step 'A script edits the table and saves its changes in one transaction:' \
+  kt run --allow-dir "$out" examples/database/correct.kts main "sqlite:$out/letters.db?table=letters"
+step 'What the database says now:' kt show "$kinds"

@@ -7,12 +7,21 @@ packages=(
   g++ cmake ninja-build pkg-config
   libicu-dev                                                   # class library
   libcli11-dev nlohmann-json3-dev libfmt-dev libedit-dev       # kt
-  libgtest-dev libgmock-dev libsqlite3-dev dpkg-dev            # tests
+  libsqlite3-dev libpq-dev                                     # connectors
+  libzip-dev libexpat1-dev libxlsxwriter-dev                   # spreadsheets
+  libgtest-dev libgmock-dev dpkg-dev                           # tests
+  postgresql                                                   # its server, for tests
+  unicode-data iso-codes                                       # data of the cookbook
   python3-dev pybind11-dev python3-numpy python3-pandas python3-pytest  # the Python module
   libbenchmark-dev lua5.4 liblua5.4-dev libmuparser-dev        # benchmarks
   clang clang-format clang-tidy libclang-rt-dev                # fuzzing, format and lint checks
+  zsh fish                                                     # tests of completions
+  vim libtree-sitter-dev                                       # tests of editors/
   "$@"
 )
+# Those may come from elsewhere.
+command -v node >/dev/null || packages+=(nodejs)
+command -v npm >/dev/null || packages+=(npm)
 
 if ! command -v dpkg-query >/dev/null; then
   echo "setup: not a Debian system; install the like of: ${packages[*]}" >&2

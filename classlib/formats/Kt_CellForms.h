@@ -105,6 +105,8 @@ class KT_CLASS_API Kt_ColumnForms {
 
   // The forms that all cells have; 0 when there were no cells but null tokens.
   Forms Common() const { return any_ ? common_ : Forms{0}; }
+  // Nothing that may follow changes what there is to say.
+  bool IsClosed() const { return closed_; }
   // The narrowest type that holds all cells unchanged.
   Kt_ColumnType Type() const;
   // Whether nearly all texts are numbers or dates in a notation that an option names. For a

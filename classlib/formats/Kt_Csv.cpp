@@ -1,20 +1,26 @@
 // SPDX-License-Identifier: MIT
 //
-// CSV. The text is read twice: once to find the type of every column that states none, once to fill
-// the columns. Reading twice is quicker than keeping the place of every cell, and a type is known
-// before the first cell is stored, however late in the file the cell stands that decides it.
+// Loading CSV. The first records give a type to every column that states none, and the columns are
+// filled with those types in one pass over the text. A cell that does not fit widens its column
+// where that loses nothing: longs become doubles, and cells that were all null whatever comes.
+// Where it does (a text among numbers, whose own texts are gone), all is read again: first to find
+// the types over all records, then to fill. So the types are the same as if all records had been
+// looked at first, however late in the file the cell stands that decides them (tests:
+// "TypesThatComeLate").
 #include <algorithm>
+#include <cmath>
+#include <cstring>
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/formats/Kt_CellForms.h"
 #include "classlib/formats/Kt_Formats.h"
+#include "classlib/formats/detail/Kt_CsvHeading.h"
 #include "classlib/formats/detail/Kt_CsvScanner.h"
 #include "classlib/formats/detail/Kt_CsvSniffer.h"
-#include "classlib/formats/detail/Kt_FileText.h"
+#include "classlib/formats/detail/Kt_QuickCells.h"
 #include "classlib/formats/detail/Kt_Transfer.h"
 #include "classlib/store/Kt_UniqueIds.h"
-#include "classlib/text/Kt_Number.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
 
@@ -32,13 +38,36 @@ std::u16string_view ToWide(std::u16string_view text, kt::CountedText&, bool& who
   return whole ? text : std::u16string_view();
 }
 
-std::u16string_view ToWide(std::string_view text, kt::CountedText& buffer, bool& whole) {
-  buffer.resize(text.size());
+// Copies ASCII bytes, by eights. False, and anything copied, when there are others.
+bool WidenAscii(std::string_view text, char16_t* out) {
+  constexpr std::size_t kBytes = 8;
+  std::uint64_t all = 0;
   std::size_t at = 0;
-  for (; at < text.size() && static_cast<unsigned char>(text[at]) < 0x80; ++at) {
-    buffer[at] = static_cast<unsigned char>(text[at]);
+  const auto widen = [&](std::size_t first) {
+    for (std::size_t byte = first; byte < first + kBytes; ++byte) {
+      out[byte] = static_cast<unsigned char>(text[byte]);
+    }
+    std::uint64_t word;
+    std::memcpy(&word, text.data() + first, kBytes);
+    all |= word;
+  };
+  for (; at + kBytes <= text.size(); at += kBytes) widen(at);
+  if (at > 0 && at < text.size()) {
+    widen(text.size() - kBytes);
+  } else {
+    for (; at < text.size(); ++at) {
+      out[at] = static_cast<unsigned char>(text[at]);
+      all |= out[at];
+    }
   }
-  if (at == text.size()) return ToWide(std::u16string_view(buffer), buffer, whole);
+  return (all & 0x8080808080808080u) == 0;
+}
+
+std::u16string_view ToWide(std::string_view text, kt::CountedText& buffer, bool& whole) {
+  if (text.size() > buffer.size()) buffer.resize(text.size());
+  if (WidenAscii(text, buffer.data())) {
+    return ToWide(std::u16string_view(buffer).substr(0, text.size()), buffer, whole);
+  }
   Kt_WString checked;
   whole = ConvertUtf8(text, checked) < 0;
   buffer = whole ? checked.View() : Kt_WString::FromUtf8(text).View();
@@ -68,50 +97,15 @@ bool IsAscii(std::basic_string_view<Unit> text) {
 
 // ---- Header -----------------------------------------------------------------------------------
 
-struct CsvColumn {
-  Kt_WString id;
-  Kt_ColumnType type = Kt_ColumnType::kString;
-  kt_long size = 0;
-  bool stated = false;      // the header or the options give the type
+struct CsvColumn : CsvHeading {
   bool settled = false;     // the type is known before the cells are
   bool has_tokens = false;  // texts may stand for null
   Kt_ColumnForms forms;     // while the type is not settled
+  // While the columns are filled with types of the first records: whether cells have to be asked
+  // for theirs, and whether longs may still become doubles, which a -0 may not.
+  bool is_guess = false;
+  bool may_widen = true;
 };
-
-// Whether a cell is written in quotes: also for the separators that are not the file's, so that no
-// load takes one of them for it.
-bool NeedsQuotes(std::u16string_view text, char16_t separator, char16_t quote) {
-  return std::ranges::any_of(text, [=](char16_t unit) {
-    switch (unit) {
-      case u'"':
-      case u'\n':
-      case u'\r':
-      case u',':
-      case u';':
-      case u'\t':
-      case u'|': return true;
-      default: return unit == separator || unit == quote;
-    }
-  });
-}
-
-// "id", "id:type" or "id:type(size)"; a part after the last colon that is no type belongs to the
-// id.
-CsvColumn ParseHeader(std::u16string_view text, bool may_have_type = true) {
-  CsvColumn column;
-  const std::size_t colon = text.rfind(u':');
-  if (may_have_type && colon != std::u16string_view::npos) {
-    std::u16string_view type = text.substr(colon + 1);
-    if (const std::size_t paren = type.find(u'('); paren != std::u16string_view::npos) {
-      column.size = Kt_WString(type.substr(paren + 1)).ToInteger();
-      type = type.substr(0, paren);
-    }
-    column.stated = column.settled = kt_findcolumntypeW(type, column.type);
-  }
-  if (!column.stated) column.size = 0;
-  column.id = column.stated ? text.substr(0, colon) : text;
-  return column;
-}
 
 // ---- Options ----------------------------------------------------------------------------------
 
@@ -182,8 +176,9 @@ class CsvLoader {
         const std::u16string_view heading = ToWide(text, wide_, whole);
         // A heading in quotes that it does not need is all id, "a:long" too.
         const bool is_all_id = cell.quoted && !heading.starts_with(u'\xFEFF') &&
-                               !NeedsQuotes(heading, report_.separator, report_.quote);
-        column = ParseHeader(heading, !is_all_id);
+                               !NeedsCsvQuotes(heading, report_.separator, report_.quote);
+        static_cast<CsvHeading&>(column) = ParseCsvHeading(heading, !is_all_id);
+        column.settled = column.stated;
         if (!whole && text.size() > kMaxUnits)
           return Fail(u"a heading is too long", scanner.Line());
       }
@@ -210,43 +205,30 @@ class CsvLoader {
     }
   }
 
-  void FindTypes() {
-    const bool settled = std::ranges::all_of(columns_, &CsvColumn::settled);
-    if (!settled) {
-      EachRow([&](const Scanner&) { NoteForms(); }, [](const Scanner&, const char16_t*) {});
-    }
-    for (CsvColumn& column : columns_) {
-      if (!column.settled) column.type = column.forms.Type();
-      column.has_tokens = reader_.HasNullTokens(column.type);
-    }
-  }
-
-  bool Fill() {
-    // Counted before any column takes memory.
-    if (row_count_ < 0) EachRow([](const Scanner&) {}, [](const Scanner&, const char16_t*) {});
-    if (row_count_ > kMaxDatasetRows) return Fail(u"too many rows");
-    if (IsBlownUp(columns_.size(), static_cast<std::size_t>(row_count_), text_.size())) {
-      return Fail(u"too many empty cells");
-    }
-    for (const CsvColumn& column : columns_) {
-      cells_.push_back(std::make_shared<Kt_Column>(column.type));
-      cells_.back()->Reserve(static_cast<std::size_t>(row_count_));
-    }
-    EachRow(
-        [&](const Scanner& scanner) {
-          if (!options_.reject_bad_cells || Converts(scanner)) StoreRow(scanner);
-        },
-        [&](const Scanner& scanner, const char16_t* reason) { Reject(scanner, reason); });
-    report_.records = stored_ + report_.rows_rejected;
-    Tell();
-    return true;
+  // False, with the reason in the report, when the text is no table.
+  bool Read() {
+    // What is rejected for a cell of its own counts for the types of all others: they come first.
+    constexpr std::size_t kSample = 1000;
+    constexpr std::size_t kUnitsPerNoted = 256;  // so that short texts are guessed at too
+    const std::size_t some = std::min(kSample, body_.Rest().size() / kUnitsPerNoted + 1);
+    FindTypes(options_.reject_bad_cells ? kMaxDatasetRows : static_cast<kt_long>(some));
+    const Kt_LoadReport before = report_;
+    if (Fill()) return true;
+    if (!is_misfit_) return false;
+    report_ = before;
+    nulls_ = {};
+    stored_ = 0;
+    for (CsvColumn& column : columns_) column.forms = {};
+    FindTypes(kMaxDatasetRows);
+    return Fill();
   }
 
   LoadedTable Table() {
     LoadedTable table;
     table.row_count = static_cast<std::uint32_t>(stored_);
+    const bool is_roomy = room_ - room_ / 32 > static_cast<std::size_t>(stored_);
     for (std::size_t col = 0; col < columns_.size(); ++col) {
-      cells_[col]->ShrinkToFit();
+      if (is_roomy) cells_[col]->ShrinkToFit();
       table.has_column_info = table.has_column_info || columns_[col].stated;
       table.columns.push_back(
           {columns_[col].id, {}, columns_[col].type, columns_[col].size, cells_[col]});
@@ -255,6 +237,96 @@ class CsvLoader {
   }
 
  private:
+  // Types as those of the first rows, which is a guess when there are more.
+  void FindTypes(kt_long most_rows) {
+    const bool sees_all = EachRow(
+        [&](const Scanner&) {
+          NoteForms();
+          return row_count_ <= most_rows;
+        },
+        [](const Scanner&, const char16_t*) {});
+    noted_rows_ = row_count_;
+    for (CsvColumn& column : columns_) {
+      if (!column.settled) column.type = column.forms.Type();
+      column.has_tokens = reader_.HasNullTokens(column.type);
+      column.is_guess = !sees_all && !column.settled && !column.forms.IsClosed();
+    }
+    room_ = static_cast<std::size_t>(row_count_);
+    if (!sees_all) GuessRoom();
+  }
+
+  // For as many rows as there are lines, by some pieces of the text. Where that is too much the
+  // rows are counted, before any column takes memory.
+  void GuessRoom() {
+    constexpr double kMargin = 1 + 1.0 / 64;
+    const View text = body_.Rest();
+    const double rows = static_cast<double>(text.size()) * LinesPerUnit(text) * kMargin;
+    const auto guessed = static_cast<kt_long>(std::min<double>(rows, kMaxDatasetRows)) + 1;
+    room_ = static_cast<std::size_t>(std::max(guessed, row_count_));
+    if (CanHold(room_)) return;
+    EachRow([&](const Scanner&) { return row_count_ <= kMaxDatasetRows; },
+            [](const Scanner&, const char16_t*) {});
+    room_ = static_cast<std::size_t>(row_count_);
+  }
+
+  static double LinesPerUnit(View text) {
+    constexpr std::size_t kPieces = 64;
+    constexpr std::size_t kUnits = 1024;
+    std::ptrdiff_t lines = 0;
+    std::size_t seen = 0;
+    for (std::size_t piece = 0; piece < kPieces; ++piece) {
+      const View units = text.substr(text.size() / kPieces * piece, kUnits);
+      lines +=
+          std::max(std::ranges::count(units, Unit{'\n'}), std::ranges::count(units, Unit{'\r'}));
+      seen += units.size();
+    }
+    return static_cast<double>(lines) / static_cast<double>(seen);
+  }
+
+  bool CanHold(std::size_t rows) const {
+    return rows <= static_cast<std::size_t>(kMaxDatasetRows) &&
+           !IsBlownUp(columns_.size(), rows, text_.size());
+  }
+
+  // False when that is a misfit, or with the reason in the report.
+  bool Fill() {
+    is_misfit_ = false;
+    cells_.clear();
+    if (!HasRoom(room_)) return false;
+    for (const CsvColumn& column : columns_) {
+      cells_.push_back(std::make_shared<Kt_Column>(column.type));
+      cells_.back()->Reserve(room_);
+    }
+    bool has_room = true;
+    EachRow(
+        [&](const Scanner& scanner) {
+          has_room = static_cast<std::size_t>(row_count_) <= room_ || Grow();
+          if (!has_room) return false;
+          if (!options_.reject_bad_cells || Converts(scanner)) StoreRow(scanner);
+          return !is_misfit_;
+        },
+        [&](const Scanner& scanner, const char16_t* reason) { Reject(scanner, reason); });
+    if (!has_room || is_misfit_) return false;
+    report_.records = stored_ + report_.rows_rejected;
+    Tell();
+    return true;
+  }
+
+  bool HasRoom(std::size_t rows) {
+    if (CanHold(rows)) return true;
+    return Fail(rows > static_cast<std::size_t>(kMaxDatasetRows) ? u"too many rows"
+                                                                 : u"too many empty cells");
+  }
+
+  // More room than the first records let expect.
+  bool Grow() {
+    const auto rows = static_cast<std::size_t>(row_count_);
+    if (!HasRoom(rows)) return false;
+    room_ = rows + rows / 8;
+    for (const auto& cells : cells_) cells->Reserve(room_);
+    return true;
+  }
+
   // Whether all headings have types: such a text was saved here, where quotes pair.
   static bool StatesTypes(View text, const CsvFormat<Unit>& format, const Kt_CsvOptions& options) {
     Scanner scanner(text, format);
@@ -265,7 +337,7 @@ class CsvLoader {
     bool whole = false;
     if (!options.header || scanner.Next(cells) != Row::kGood) return false;
     return std::ranges::all_of(cells, [&](const Cell& cell) {
-      return ParseHeader(ToWide(cell.Content(format.quote, narrow), wide, whole)).stated;
+      return ParseCsvHeading(ToWide(cell.Content(format.quote, narrow), wide, whole)).stated;
     });
   }
 
@@ -353,15 +425,16 @@ class CsvLoader {
   }
 
   // Calls good(scanner) for every record that has a place in the columns, with its cells in
-  // record_, and bad(scanner, reason) for the others.
+  // record_, until it answers false, and bad(scanner, reason) for the others. True at the end of
+  // the text.
   template <class Good, class Bad>
-  void EachRow(Good good, Bad bad) {
+  bool EachRow(Good good, Bad bad) {
     Scanner scanner = body_;
     RoundCharge charge;
     row_count_ = 0;
-    while (row_count_ <= kMaxDatasetRows) {
+    for (;;) {
       const Row row = scanner.Next(record_);
-      if (row == Row::kEnd) break;
+      if (row == Row::kEnd) return true;
       charge.AddOrLeave(UnitsOf(scanner.Text().size(), record_.size()));
       // Empty cells beyond the last column say nothing: the line ends with separators.
       while (record_.size() > columns_.size() && record_.back().IsNull()) record_.pop_back();
@@ -370,8 +443,8 @@ class CsvLoader {
       } else if (record_.size() > columns_.size()) {
         bad(scanner, u"more cells than columns");
       } else if (columns_.size() == 1 || !IsEmptyRecord()) {
-        good(scanner);
         ++row_count_;
+        if (!good(scanner)) return false;
       }
     }
   }
@@ -443,15 +516,19 @@ class CsvLoader {
   }
 
   void Store(std::size_t col, const Cell& cell, const Scanner& scanner) {
-    Kt_Column& target = *cells_[col];
     const CsvColumn& column = columns_[col];
-    if (cell.IsNull()) return target.AppendNulls(1);
+    if (cell.IsNull()) return cells_[col]->AppendNulls(1);
     const View text = cell.Content(format_.quote, narrow_);
     // Tokens that are null everywhere may look like numbers.
-    const bool tokens_first = column.has_tokens && reader_.NullsInAllColumns();
-    if (tokens_first && StoreNull(col, text)) return;
-    if (StoreValue(target, text)) return;
-    if (column.has_tokens && !tokens_first && StoreNull(col, text)) return;
+    const bool tokens_first = reader_.NullsInAllColumns();
+    if (tokens_first && column.has_tokens && StoreNull(col, text)) return;
+    if (StoreQuick(*cells_[col], text)) return;
+    if (column.is_guess && !FitsGuess(col, text)) {
+      is_misfit_ = true;
+      return;
+    }
+    if (StoreValue(*cells_[col], text)) return;
+    if (!tokens_first && column.has_tokens && StoreNull(col, text)) return;
     bool whole = false;
     const std::u16string_view wide = ToWide(text, wide_, whole);
     Kt_Variant value;
@@ -459,7 +536,86 @@ class CsvLoader {
     if (!converts) NotConverted(scanner.Line(), col, text);
     // A column keeps what it can of a text that does not convert.
     if (wide.empty() && !text.empty()) value.Clear();
-    target.Append(value);
+    cells_[col]->Append(value);
+  }
+
+  // Cells that fit a type that was guessed or stated, whatever the rules are.
+  bool StoreQuick(Kt_Column& target, View text) {
+    kt_long whole_number = 0;
+    Kt_DateTime moment;
+    switch (target.Type()) {
+      case Kt_ColumnType::kLong:
+        if (!QuickLong(text, whole_number)) return false;
+        target.AppendLong(whole_number);
+        return true;
+      case Kt_ColumnType::kDouble:
+        if (!QuickDouble(text, reader_.GetNotation().decimal == u'.', moment.days)) return false;
+        target.AppendDouble(moment.days);
+        return true;
+      case Kt_ColumnType::kDateTime:
+        if (!QuickDate(text, moment)) return false;
+        target.AppendDouble(moment.days);
+        return true;
+      default: return false;
+    }
+  }
+
+  // Whether the text leaves its column the type that was found in the first records, if need be a
+  // wider one. False when the types of all records have to be found.
+  bool FitsGuess(std::size_t col, View text) {
+    CsvColumn& column = columns_[col];
+    if (column.type == Kt_ColumnType::kString) return FitsTexts(col, text);
+    const Kt_CellReader::Forms forms = reader_.FormsOf(text);
+    if (forms == 0) return column.has_tokens && reader_.NullToken(text) >= 0;
+    if ((forms & FormOf(column.type)) != 0) {
+      double number = 0;
+      const bool is_minus_zero = column.type == Kt_ColumnType::kLong &&
+                                 reader_.ReadDouble(text, number) && number == 0 &&
+                                 std::signbit(number);
+      column.may_widen = column.may_widen && !is_minus_zero;
+      return true;
+    }
+    const bool widens = column.type == Kt_ColumnType::kLong && column.may_widen &&
+                        (forms & Kt_CellReader::kDouble) != 0;
+    if (widens) Retype(col, Kt_ColumnType::kDouble);
+    return widens;
+  }
+
+  bool FitsTexts(std::size_t col, View text) {
+    CsvColumn& column = columns_[col];
+    if (row_count_ <= noted_rows_) return true;
+    column.forms.Note(reader_, text);
+    column.is_guess = !column.forms.IsClosed();
+    const Kt_ColumnType type = column.forms.Type();
+    // So far there were no cells but blanks and tokens.
+    if (type == Kt_ColumnType::kString) return true;
+    Retype(col, type);
+    return FitsGuess(col, text);
+  }
+
+  static Kt_CellReader::Forms FormOf(Kt_ColumnType type) {
+    if (type == Kt_ColumnType::kLong) return Kt_CellReader::kLong;
+    return type == Kt_ColumnType::kDouble ? Kt_CellReader::kDouble : Kt_CellReader::kDate;
+  }
+
+  // Gives a column that was filled so far another type. Its texts are null in that.
+  void Retype(std::size_t col, Kt_ColumnType type) {
+    const std::shared_ptr<Kt_Column> old = cells_[col];
+    cells_[col] = std::make_shared<Kt_Column>(type);
+    cells_[col]->Reserve(room_);
+    columns_[col].type = type;
+    columns_[col].has_tokens = reader_.HasNullTokens(type);
+    RoundCharge charge;
+    for (std::size_t row = 0; row < old->RowCount(); ++row) {
+      charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
+      Kt_Variant value = old->Read(row);
+      if (value.IsString()) {
+        const int token = reader_.NullToken(value.AsStringView());
+        if (token >= 0) nulls_.Add(col, token);
+        value.Clear();
+      }
+      cells_[col]->Append(value);
+    }
   }
 
   bool StoreNull(std::size_t col, View text) {
@@ -470,7 +626,7 @@ class CsvLoader {
     return true;
   }
 
-  // The usual cells, without a variant; false for all others.
+  // The cells of usual types, without a variant; false for all others.
   bool StoreValue(Kt_Column& target, View text) {
     kt_long whole_number = 0;
     Kt_DateTime moment;
@@ -532,112 +688,14 @@ class CsvLoader {
   std::vector<CsvColumn> columns_;
   std::vector<std::shared_ptr<Kt_Column>> cells_;
   typename Scanner::Cells record_;  // the record in hand
-  kt_long row_count_ = -1;          // records that have a place in the columns; not counted yet
+  kt_long row_count_ = 0;           // records so far that have a place in the columns
+  kt_long noted_rows_ = 0;          // those that the types are of
   kt_long stored_ = 0;
+  std::size_t room_ = 0;    // rows that the columns have room for
+  bool is_misfit_ = false;  // a cell does not fit the type that the first records gave its column
   Kt_NullCounts nulls_;
   typename Scanner::Buffer narrow_;
   kt::CountedText wide_;
-};
-
-void AppendCell(kt::CountedText& out, std::u16string_view text, bool quote, char16_t separator) {
-  if (!quote && !NeedsQuotes(text, separator, u'"')) {
-    out += text;
-    return;
-  }
-  out += u'"';
-  for (const char16_t unit : text) {
-    if (unit == u'"') out += unit;
-    out += unit;
-  }
-  out += u'"';
-}
-
-// What a spreadsheet takes for a formula it runs, and others ran what was in it.
-void GuardFormula(Kt_WString& cell) {
-  const char16_t first = cell.GetAt(0);
-  double ignored = 0.0;
-  const bool is_formula = first == u'=' || first == u'+' || first == u'-' || first == u'@' ||
-                          first == u'\t' || first == u'\r';
-  if (is_formula && !kt_readnumberW(cell, ignored)) cell = Kt_WString(u"'") + cell;
-}
-
-Kt_WString TypeSuffix(Kt_ColumnType type, kt_long size) {
-  Kt_WString suffix = Kt_WString(u":") + kt_columntypenameW(type);
-  if (size != 0) suffix += Kt_WString(u"(") + kt_longtextW(size).View() + u")";
-  return suffix;
-}
-
-// In quotes a mark of byte order is the first unit of an id, and stays; and an id that looks like
-// one with a type is all id, unless it needs quotes anyway: then its type is given.
-void AppendHeading(kt::CountedText& out, const Kt_WString& id, std::u16string_view type,
-                   const Kt_CsvSaveOptions& options) {
-  const bool has_mark = id.GetAt(0) == u'\xFEFF';
-  const bool looks_typed = !options.typed && ParseHeader(id).stated;
-  const bool needs_type = looks_typed && (has_mark || NeedsQuotes(id, options.separator, u'"'));
-  Kt_WString heading = options.typed || needs_type ? id + type : id;
-  if (options.guard_formulas) GuardFormula(heading);
-  const bool quote = heading.IsEmpty() || has_mark || looks_typed;
-  AppendCell(out, heading, quote, options.separator);
-}
-
-class CsvWriter {
- public:
-  CsvWriter(const SavedRows& rows, const Kt_CsvSaveOptions& options, Kt_SaveReport& report)
-      : rows_(rows), options_(options), report_(report) {}
-
-  // kOk, or the code of the report.
-  kt_long Write() {
-    const auto& columns = rows_.columns;
-    const auto& slots = rows_.slots;
-    if (columns.empty() && !slots.empty()) {
-      return report_.Refuse(kErrNotAllowed, u"rows without a column");
-    }
-    if (columns.empty()) return kOk;
-    for (const SavedRows::Column& column : columns) {
-      if (&column != &columns.front()) text_ += options_.separator;
-      AppendHeading(text_, column.id, TypeSuffix(column.cells->Type(), column.size), options_);
-    }
-    text_ += u"\r\n";
-    for (std::size_t row = 0; row < slots.size(); ++row) {
-      for (std::size_t col = 0; col < columns.size(); ++col) {
-        if (col > 0) text_ += options_.separator;
-        const Kt_Column& cells = *columns[col].cells;
-        if (cells.IsNull(slots[row])) continue;
-        charge_.AddOrLeave(16 * Kt_WorkMeter::kUnitsPerCell);
-        if (const kt_long code = WriteCell(cells.Read(slots[row]), row, col)) return code;
-      }
-      text_ += u"\r\n";
-      if (text_.size() < kPieceUnits) continue;
-      if (!saved_.Append(text_)) return report_.Refuse(kErrStringTooLong, {});
-      text_.clear();
-    }
-    return saved_.Append(text_) ? kOk : report_.Refuse(kErrStringTooLong, {});
-  }
-  Kt_WString& Text() { return saved_; }
-
- private:
-  kt_long WriteCell(const Kt_Variant& value, std::size_t row, std::size_t col) {
-    if (value.IsList() || value.IsObject()) {
-      return report_.Refuse(kErrNotAllowed,
-                            PlaceOfCell(static_cast<kt_long>(row), rows_.columns[col].id) +
-                                (value.IsList() ? u": a list" : u": an object"));
-    }
-    Kt_WString cell = FileText(value);
-    if (options_.guard_formulas && value.IsString()) GuardFormula(cell);
-    // Before the next cell is appended: cells may share one long text.
-    if (saved_.View().size() + text_.size() + cell.View().size() > kMaxUnits) {
-      return report_.Refuse(kErrStringTooLong, {});
-    }
-    AppendCell(text_, cell, cell.IsEmpty(), options_.separator);
-    return kOk;
-  }
-
-  const SavedRows& rows_;
-  const Kt_CsvSaveOptions& options_;
-  Kt_SaveReport& report_;
-  Kt_WString saved_;      // which grows without being copied
-  kt::CountedText text_;  // of the last rows
-  RoundCharge charge_;
 };
 
 // False, with the reason in the report, when the text is no table.
@@ -649,8 +707,7 @@ bool ReadCsv(std::basic_string_view<Unit> text, const Kt_CsvOptions& options,
   CsvLoader<Unit> loader(text, options, report);
   if (!loader.ReadHeader()) return false;
   loader.TakeTypesOf(target);
-  loader.FindTypes();
-  if (!loader.Fill()) return false;
+  if (!loader.Read()) return false;
   table = loader.Table();
   return true;
 }
@@ -672,18 +729,5 @@ kt_long kt::LoadCsv(Kt_Dataset& dataset, std::string_view utf8, const Kt_CsvOpti
     if (HasByteSigns(options)) return ReadCsv(utf8, options, dataset, table, report);
     const Kt_WString text = Kt_WString::FromUtf8(utf8);
     return ReadCsv(text.View(), options, dataset, table, report);
-  });
-}
-
-kt_long kt::SaveCsv(const Kt_Dataset& dataset, std::u16string_view type,
-                    const Kt_CsvSaveOptions& options, Kt_WString& out, Kt_SaveReport& report) {
-  out.Empty();
-  return SaveTable<SavedRows>(dataset, type, report, [&](const SavedRows& rows) -> kt_long {
-    CsvWriter writer(rows, options, report);
-    if (const kt_long code = writer.Write()) return code;
-    ChargeOrLeave(0);
-    out = std::move(writer.Text());
-    out.FreeExtra();
-    return kOk;
   });
 }

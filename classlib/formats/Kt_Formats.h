@@ -46,6 +46,10 @@ KT_CLASS_API kt_long LoadCsv(Kt_Dataset& dataset, std::string_view utf8,
 KT_CLASS_API kt_long SaveCsv(const Kt_Dataset& dataset, std::u16string_view type,
                              const Kt_CsvSaveOptions& options, Kt_WString& out,
                              Kt_SaveReport& report);
+// In UTF-8, which refuses halves of surrogate pairs. May be longer than a text.
+KT_CLASS_API kt_long SaveCsv(const Kt_Dataset& dataset, std::u16string_view type,
+                             const Kt_CsvSaveOptions& options, Kt_Buffer& out,
+                             Kt_SaveReport& report);
 
 // JSON, in UTF-8:
 //

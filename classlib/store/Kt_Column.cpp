@@ -235,6 +235,10 @@ void Kt_Column::SetNullBit(std::size_t row, bool null) {
 }
 
 void Kt_Column::GrowNulls(std::size_t count, bool null) {
+  if (KT_LIKELY(!null && row_count_ + count < 64 * nulls_.size())) {
+    row_count_ += count;
+    return;
+  }
   const std::size_t first = row_count_;
   row_count_ += count;
   if (null && nulls_.empty()) nulls_.resize(row_count_ / 64 + 1);

@@ -6,6 +6,7 @@
 
 #include "classlib/base/Kt_Codes.h"
 #include "classlib/value/Kt_Operators.h"
+#include "classlib/value/Kt_TextWatch.h"
 #include "classlib/value/Kt_Variant.h"
 
 // The operators with pairs of long and double done on the spot; every other pair of kinds is left
@@ -182,6 +183,9 @@ inline bool CanStep(const Kt_Variant& value) {
 // What ++ and -- make of a value: its integer value plus or minus one.
 inline Kt_Variant Stepped(const Kt_Variant& value, kt_long step) {
   Kt_Variant result;
+  if (KT_UNLIKELY(value.IsString())) {
+    TextWatch::TellUnlessNumber(value.AsStringView(), step > 0 ? u"++" : u"--");
+  }
   detail::StoreWhole(std::int64_t{value.ToInteger()} + step, result);
   return result;
 }

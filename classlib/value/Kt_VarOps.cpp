@@ -94,7 +94,7 @@ bool IsTrueText(std::u16string_view text) {
 
 }  // namespace
 
-namespace kt::detail {
+namespace kt {
 
 Kt_Variant ValueOfObject(const Kt_Variant& object) {
   Kt_Variant held(object);
@@ -107,13 +107,17 @@ Kt_Variant ValueOfObject(const Kt_Variant& object) {
   return plain.IsObject() || plain.IsList() ? held : plain;
 }
 
+namespace detail {
+
 kt_long JoinTexts(const Kt_Variant& left, const Kt_Variant& right, Kt_Variant& result) {
   if (!HasPlainText(left) || !HasPlainText(right)) return JoinAny(left, right, result);
   if (&left == &result && left.IsString()) return AppendInPlace(result, right);
   return JoinPlain(left, right, result);
 }
 
-}  // namespace kt::detail
+}  // namespace detail
+
+}  // namespace kt
 
 bool Var_IsTrue(const Kt_Variant& value) {
   const Kt_Variant& target = value.Target();
@@ -127,7 +131,7 @@ bool Var_IsTrue(const Kt_Variant& value) {
     case kTagBinary: return !target.AsBinary().empty();
     case kTagList: return target.ListCount() != 0;
     case kTagObject: {
-      const Kt_Variant plain = kt::detail::ValueOfObject(target);
+      const Kt_Variant plain = kt::ValueOfObject(target);
       return plain.IsObject() ? plain.GetHolder().IsValid() : Var_IsTrue(plain);
     }
     default: return false;

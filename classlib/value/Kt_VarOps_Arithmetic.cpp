@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "classlib/text/Kt_Number.h"
+#include "classlib/value/Kt_TextWatch.h"
 #include "classlib/value/Kt_VarInline.h"
 #include "classlib/value/detail/Kt_VarOps.h"
 
@@ -33,9 +34,9 @@ struct Number {
   Kt_Currency Amount() const { return kind == Kind::kLong ? Kt_Currency::FromLong(whole) : amount; }
 };
 
-Number ReadText(std::u16string_view text) {
+Number ReadText(std::u16string_view text, const char16_t* sign) {
   double value = 0.0;
-  kt_readnumberW(text, value);
+  if (!kt_readnumberW(text, value)) kt::TextWatch::Tell(text, sign);
   const bool is_long = value >= std::numeric_limits<kt_long>::min() &&
                        value <= std::numeric_limits<kt_long>::max() &&
                        value == static_cast<kt_long>(value);
@@ -43,7 +44,8 @@ Number ReadText(std::u16string_view text) {
                  : Number::FromReal(Kind::kDouble, value);
 }
 
-Number ReadNumber(const Kt_Variant& value) {
+// `sign`: the operator that asks.
+Number ReadNumber(const Kt_Variant& value, const char16_t* sign) {
   const Kt_Variant& target = value.Target();
   switch (target.GetTag()) {
     case kTagLong: return Number::FromLong(target.AsLong());
@@ -51,7 +53,7 @@ Number ReadNumber(const Kt_Variant& value) {
     case kTagDouble: return Number::FromReal(Kind::kDouble, target.AsDouble());
     case kTagDateTime: return Number::FromReal(Kind::kDate, target.AsDouble());
     case kTagCurrency: return Number::FromAmount(Kt_Currency::FromUnits(target.AsInt64()));
-    case kTagString: return ReadText(target.AsStringView());
+    case kTagString: return ReadText(target.AsStringView(), sign);
     default: return {};
   }
 }
@@ -64,6 +66,7 @@ struct Plain : Op {
 };
 
 struct Add : Plain<kt::detail::AddOp> {
+  static constexpr const char16_t* kSign = u"+";
   static bool Dates(const Number& left, const Number& right, Kt_Variant& result) {
     if (left.kind == right.kind) return false;
     result = Kt_DateTime{left.Real() + right.Real()};
@@ -78,6 +81,7 @@ struct Add : Plain<kt::detail::AddOp> {
 };
 
 struct Sub : Plain<kt::detail::SubOp> {
+  static constexpr const char16_t* kSign = u"-";
   static bool Dates(const Number& left, const Number& right, Kt_Variant& result) {
     if (right.kind == Kind::kDate) return false;
     result = Kt_DateTime{left.Real() - right.Real()};
@@ -92,6 +96,7 @@ struct Sub : Plain<kt::detail::SubOp> {
 };
 
 struct Mul : Plain<kt::detail::MulOp> {
+  static constexpr const char16_t* kSign = u"*";
   static bool Amounts(const Number& left, const Number& right, Kt_Variant& result) {
     Kt_Currency product;
     if (!left.Amount().Mul(right.Amount(), product)) return false;
@@ -101,6 +106,7 @@ struct Mul : Plain<kt::detail::MulOp> {
 };
 
 struct Div : Plain<kt::detail::DivOp> {
+  static constexpr const char16_t* kSign = u"/";
   static bool Amounts(const Number& left, const Number& right, Kt_Variant& result) {
     Kt_Currency quotient;
     if (right.kind != Kind::kLong || !left.Amount().Div(right.whole, quotient)) return false;
@@ -110,6 +116,7 @@ struct Div : Plain<kt::detail::DivOp> {
 };
 
 struct Mod : Plain<kt::detail::ModOp> {
+  static constexpr const char16_t* kSign = u"%";
   static bool Amounts(const Number& left, const Number& right, Kt_Variant& result) {
     const std::int64_t divisor = right.Amount().units;
     if (divisor == 0) return false;
@@ -140,8 +147,8 @@ kt_long Compute(const Kt_Variant& left_value, const Kt_Variant& right_value, Kt_
   if (KT_UNLIKELY(kt::detail::IsAnyObject(left_value, right_value))) {
     return ComputeObjects<Op>(left_value, right_value, result);
   }
-  const Number left = ReadNumber(left_value);
-  const Number right = ReadNumber(right_value);
+  const Number left = ReadNumber(left_value, Op::kSign);
+  const Number right = ReadNumber(right_value, Op::kSign);
   const auto either = [&](Kind kind) { return left.kind == kind || right.kind == kind; };
   if (left.kind == Kind::kLong && right.kind == Kind::kLong) {
     Op::Longs(left.whole, right.whole, result);

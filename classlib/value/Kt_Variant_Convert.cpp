@@ -46,7 +46,7 @@ Kt_WString OtherText(const Kt_Variant& value) {
     case kTagDateTime: return Kt_DateTime{value.AsDouble()}.ToText();
     case kTagObject: {
       // A copy: the object's answer may change the place `value` lies in.
-      const Kt_Variant plain = kt::detail::ValueOfObject(value);
+      const Kt_Variant plain = kt::ValueOfObject(value);
       return plain.IsObject() ? ObjectText(plain.GetHolder()) : plain.ToString();
     }
     default: return {};
@@ -142,7 +142,7 @@ double Kt_Variant::ConvertToDouble() const {
     case kTagCurrency: return Kt_Currency::FromUnits(value.AsInt64()).ToDouble();
     case kTagString: return value.AsString().ToDouble();
     case kTagObject: {
-      const Kt_Variant plain = kt::detail::ValueOfObject(value);
+      const Kt_Variant plain = kt::ValueOfObject(value);
       return plain.IsObject() ? 0.0 : plain.ConvertToDouble();
     }
     default: return 0.0;
@@ -165,7 +165,7 @@ Kt_WString Kt_Variant::ToString() const {
 Kt_Currency Kt_Variant::ToCurrency() const {
   const Kt_Variant& value = Target();
   if (value.IsObject()) {
-    const Kt_Variant plain = kt::detail::ValueOfObject(value);
+    const Kt_Variant plain = kt::ValueOfObject(value);
     return plain.IsObject() ? Kt_Currency() : plain.ToCurrency();
   }
   switch (value.GetTag()) {
@@ -180,7 +180,7 @@ Kt_DateTime Kt_Variant::ToDateTime() const {
   const Kt_Variant& value = Target();
   Kt_DateTime moment{0.0};
   if (value.IsObject()) {
-    const Kt_Variant plain = kt::detail::ValueOfObject(value);
+    const Kt_Variant plain = kt::ValueOfObject(value);
     return plain.IsObject() ? moment : plain.ToDateTime();
   }
   if (value.IsString() && Kt_DateTime::FromText(value.AsStringView(), moment)) return moment;

@@ -11,12 +11,16 @@
 #include <utility>
 
 #include "classlib/base/Kt_Buffer.h"
+#include "classlib/formats/Kt_Formats.h"
 #include "classlib/text/Kt_AString.h"
 #include "cli/Kt_Bounds.h"
+#include "cli/data/Kt_Database.h"
 #include "cli/data/Kt_Report.h"
 #include "cli/data/Kt_Text.h"
 #include "cli/show/Kt_Markdown.h"
+#include "cli/show/Kt_Sheet.h"
 #include "cli/show/Kt_View.h"
+#include "connect/Kt_Xlsx.h"
 
 namespace kt::cli {
 namespace {
@@ -28,12 +32,12 @@ struct FormatName {
   DataFormat format;
 };
 constexpr FormatName kFormatNames[] = {
-    {"csv", DataFormat::kCsv},           {"tsv", DataFormat::kTsv},
-    {"tab", DataFormat::kTsv},           {"xml", DataFormat::kXml},
-    {"json", DataFormat::kJson},         {"jsonl", DataFormat::kJsonLines},
-    {"ndjson", DataFormat::kJsonLines},  {"bin", DataFormat::kBinary},
-    {"ktb", DataFormat::kBinary},        {"md", DataFormat::kMarkdown},
-    {"markdown", DataFormat::kMarkdown},
+    {"csv", DataFormat::kCsv},          {"tsv", DataFormat::kTsv},
+    {"tab", DataFormat::kTsv},          {"xml", DataFormat::kXml},
+    {"json", DataFormat::kJson},        {"jsonl", DataFormat::kJsonLines},
+    {"ndjson", DataFormat::kJsonLines}, {"bin", DataFormat::kBinary},
+    {"ktb", DataFormat::kBinary},       {"xlsx", DataFormat::kXlsx},
+    {"md", DataFormat::kMarkdown},      {"markdown", DataFormat::kMarkdown},
 };
 
 char16_t SeparatorOf(DataFormat format) { return format == DataFormat::kTsv ? u'\t' : u','; }
@@ -118,6 +122,19 @@ bool LoadBinary(std::string_view bytes, Kt_Dataset& dataset, DataReport& report)
   return loaded || FailInStore(report);
 }
 
+bool LoadSheet(std::string_view bytes, const DataOptions& options, Kt_Dataset& dataset,
+               DataReport& report) {
+  if (!options.rejects.empty()) {
+    return Fail("what a spreadsheet rejects cannot be written as rows (--rejects)", report);
+  }
+  Kt_XlsxOptions xlsx;
+  SetLoadOptions(options, xlsx);
+  xlsx.sheet = options.sheet;
+  xlsx.header = options.header;
+  xlsx.skip = options.skip;
+  return kt::LoadXlsx(dataset, bytes, xlsx, report.rows) >= 0 || FailInStore(report);
+}
+
 bool Load(std::string_view bytes, const DataOptions& options, Kt_Dataset& dataset,
           DataReport& report) {
   switch (*options.format) {
@@ -127,6 +144,7 @@ bool Load(std::string_view bytes, const DataOptions& options, Kt_Dataset& datase
     case DataFormat::kJson:
     case DataFormat::kJsonLines: return LoadJsonText(bytes, options, dataset, report);
     case DataFormat::kBinary: return LoadBinary(bytes, dataset, report);
+    case DataFormat::kXlsx: return LoadSheet(bytes, options, dataset, report);
     case DataFormat::kMarkdown: return Fail("tables of Markdown are written, not read", report);
   }
   return false;
@@ -168,8 +186,15 @@ bool SaveCsv(const DataOptions& options, const Kt_Dataset& dataset, std::string&
   csv.separator = options.separator.value_or(SeparatorOf(*options.format));
   csv.typed = options.typed;
   csv.guard_formulas = options.guard_formulas;
-  Kt_WString text;
   Kt_SaveReport report;
+  if (SaveCodePage(options) == kCodePageUtf8) {
+    Kt_Buffer out;
+    const bool saved = kt::SaveCsv(dataset, {}, csv, out, report) >= 0;
+    if (saved) bytes = out.View();
+    reason = ReasonOf(report);
+    return saved;
+  }
+  Kt_WString text;
   const bool saved = dataset.SaveCSV(text, {}, csv, report) >= 0;
   reason = ReasonOf(report);
   return saved && SaveText(text, options, bytes, reason);
@@ -235,6 +260,7 @@ bool Save(const DataOptions& options, const Kt_Dataset& dataset, std::string& by
     case DataFormat::kJson:
     case DataFormat::kJsonLines: return SaveJsonText(options, dataset, bytes, reason);
     case DataFormat::kBinary: return SaveBinary(dataset, bytes, reason);
+    case DataFormat::kXlsx: return kt::SaveXlsx(SheetOf(Kt_CliView(dataset)), bytes, reason);
     case DataFormat::kMarkdown:
       return SaveUtf8(MarkdownTable(Kt_CliView(dataset), {}), options, bytes, reason);
   }
@@ -245,6 +271,7 @@ bool Save(const DataOptions& options, const Kt_Dataset& dataset, std::string& by
 // skipped.
 DataFormat FormatOfBeginning(std::string_view bytes) {
   if (bytes.starts_with("KTDS")) return DataFormat::kBinary;
+  if (kt::IsXlsx(bytes)) return DataFormat::kXlsx;
   constexpr std::string_view kSkipped("\xEF\xBB\xBF\xFF\xFE\0 \t\r\n", 10);
   const std::size_t at = bytes.find_first_not_of(kSkipped);
   if (at == bytes.npos) return DataFormat::kCsv;
@@ -265,7 +292,7 @@ bool SettleFormat(const std::string& path, DataOptions& options) {
 }
 
 constexpr const char* kUnknownFormat =
-    "the ending names no format (csv, tsv, xml, json, jsonl, ktb)";
+    "the ending names no format (csv, tsv, xml, json, jsonl, ktb, xlsx)";
 
 }  // namespace
 
@@ -305,6 +332,7 @@ bool LoadData(std::string_view bytes, const DataOptions& options, Kt_Dataset& da
 
 bool LoadDataFile(const std::string& path, const DataOptions& options, Kt_Dataset& dataset,
                   DataReport& report) {
+  if (Kt_DatabaseUrl::IsUrl(path)) return LoadDatabase(path, options, dataset, report);
   report = {};
   DataOptions settled = options;
   std::string bytes;

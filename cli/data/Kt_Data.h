@@ -15,7 +15,16 @@
 namespace kt::cli {
 
 // Markdown is written only.
-enum class DataFormat : std::uint8_t { kCsv, kTsv, kXml, kJson, kJsonLines, kBinary, kMarkdown };
+enum class DataFormat : std::uint8_t {
+  kCsv,
+  kTsv,
+  kXml,
+  kJson,
+  kJsonLines,
+  kBinary,
+  kXlsx,
+  kMarkdown
+};
 
 // The path that stands for the standard input.
 inline constexpr std::string_view kStandardInput = "-";
@@ -36,6 +45,7 @@ struct DataOptions {
   char16_t comment = 0;
   std::int64_t skip = 0;
   bool header = true;
+  std::string sheet;  // of a workbook, its name or number; empty: the first
 
   Kt_CellRules rules;
   // How many rows and cells may be lost; nothing: none, but with `rejects` all.
@@ -71,7 +81,8 @@ struct DataReport {
   bool IsClean() const { return RejectCount() == 0; }
 };
 
-// "csv", "tsv", "xml", "json", "jsonl" ("ndjson"), "bin" ("ktb"), "md"; nothing for other names.
+// "csv", "tsv", "xml", "json", "jsonl" ("ndjson"), "bin" ("ktb"), "xlsx", "md"; nothing for other
+// names.
 std::optional<DataFormat> FindDataFormat(std::string_view name);
 // The format of a file by the ending of its name; CSV for ".txt" too, nothing for other endings.
 std::optional<DataFormat> DataFormatOf(std::string_view path);

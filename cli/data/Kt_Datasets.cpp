@@ -6,7 +6,7 @@
 #include <array>
 #include <utility>
 
-#include "classlib/base/Kt_Codes.h"
+#include "classlib/base/Kt_StopCodes.h"
 #include "cli/Kt_Host.h"
 #include "dataset/Kt_ExprDataset.h"
 
@@ -69,8 +69,7 @@ class CliWrapper : public Kt_ExprDataset {
 
   // A run that has to stop says why itself.
   static bool IsStopping(kt_long code) {
-    return code == kErrStepBudget || code == kErrDeadline || code == kErrCancelled ||
-           code == kAbort || code == kErrTooDeep;
+    return code == kAbort || (kt::IsStop(code) && code != kErrNoMemory);
   }
 
   Kt_CliHost& host_;

@@ -45,7 +45,7 @@ bool ReadCount(std::string_view value, std::int64_t& count) {
 constexpr const char* kOneCharacter = "one character";
 
 bool ReadFormat(std::string_view value, DataOptions& options, std::string& expected) {
-  expected = "csv, tsv, xml, json, jsonl, ktb or md";
+  expected = "csv, tsv, xml, json, jsonl, ktb, xlsx or md";
   options.format = FindDataFormat(value);
   return options.format.has_value();
 }
@@ -85,6 +85,12 @@ bool ReadSkip(std::string_view value, DataOptions& options, std::string& expecte
 bool ReadNoHeader(std::string_view, DataOptions& options, std::string&) {
   options.header = false;
   return true;
+}
+
+bool ReadSheet(std::string_view value, DataOptions& options, std::string& expected) {
+  expected = "the name or number of a sheet";
+  options.sheet = value;
+  return !value.empty();
 }
 
 bool ReadEncoding(std::string_view value, DataOptions& options, std::string& expected) {
@@ -173,13 +179,14 @@ bool ReadGuardFormulas(std::string_view, DataOptions& options, std::string&) {
 // clang-format off
 constexpr DataOption kOptions[] = {
     // name, value, help, of loads, of saves, reader
-    {"format", "csv|tsv|xml|json|jsonl|ktb|md", "The format of data files, whatever their ending", true, true, ReadFormat},
+    {"format", "csv|tsv|xml|json|jsonl|ktb|xlsx|md", "The format of data files, whatever their ending", true, true, ReadFormat},
     {"encoding", "NAME", "Of data files that are not UTF-8; auto: the likeliest one", true, true, ReadEncoding},
     {"separator", "CHAR", "Between the cells of a CSV file (auto)", true, true, ReadSeparator},
     {"quote", "CHAR", "Around cells of a CSV file: auto, none or a character", true, false, ReadQuote},
     {"comment", "CHAR", "Leave out the lines of a CSV file that begin with it", true, false, ReadComment},
-    {"skip", "N", "Leave out the first N lines of a CSV file", true, false, ReadSkip},
-    {"no-header", "", "The first row of a CSV file is data", true, false, ReadNoHeader},
+    {"skip", "N", "Leave out the first N lines of a CSV file, or rows of a sheet", true, false, ReadSkip},
+    {"no-header", "", "The first row of a CSV file or sheet is data", true, false, ReadNoHeader},
+    {"sheet", "NAME", "The sheet of a workbook, by its name or number (the first)", true, false, ReadSheet},
     {"types", "LIST", "Types of columns: \"price:double,zip:string\"", true, false, ReadTypes},
     {"null", "LIST", "Texts that are null in every column: \"NA,-\"; '' for none", true, false, ReadNull},
     {"decimal", "CHAR", "The decimal point of numbers (.)", true, false, ReadDecimal},

@@ -5,12 +5,12 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <filesystem>
 #include <ostream>
 
 #include "cli/Kt_Bounds.h"
 #include "cli/Kt_Diagnostic.h"
 #include "cli/Kt_Host.h"
+#include "cli/data/Kt_Database.h"
 #include "cli/data/Kt_OptionText.h"
 #include "cli/data/Kt_Progress.h"
 #include "cli/data/Kt_Report.h"
@@ -25,7 +25,7 @@ bool Refuse(const char* command, const std::string& what, Streams streams) {
   return false;
 }
 
-constexpr const char* kFormats = "(csv, tsv, xml, json, jsonl, ktb)";
+constexpr const char* kFormats = "(csv, tsv, xml, json, jsonl, ktb, xlsx)";
 
 bool ParseItems(const std::vector<std::string>& texts, const char* option, bool needs_name,
                 const char* command, Streams streams, std::vector<DataFiles::Item>& items) {
@@ -57,7 +57,10 @@ bool HasTwice(const std::vector<DataFiles::Item>& items, std::string& name) {
 bool HaveFormats(const std::vector<DataFiles::Item>& items, const DataOptions& options,
                  const char* command, Streams streams) {
   for (const DataFiles::Item& item : items) {
-    if (options.format || item.path == kStandardInput || DataFormatOf(item.path)) continue;
+    if (options.format || item.path == kStandardInput || Kt_DatabaseUrl::IsUrl(item.path) ||
+        DataFormatOf(item.path)) {
+      continue;
+    }
     return Refuse(
         command,
         fmt::format("the ending of '{}' names no format {}; --format does", item.path, kFormats),
@@ -115,12 +118,19 @@ bool ParseDataItem(const std::string& text, bool needs_name, DataFiles::Item& it
                    std::string& reason) {
   const std::size_t equals = text.find('=');
   const std::string before = text.substr(0, equals);
-  if (equals != text.npos && Kt_WString::FromUtf8(before).IsName()) {
-    item = {before, text.substr(equals + 1)};
+  const bool has_name = equals != text.npos && Kt_WString::FromUtf8(before).IsName();
+  const std::string path = has_name ? text.substr(equals + 1) : text;
+  Kt_DatabaseUrl url;
+  if (Kt_DatabaseUrl::IsUrl(path) && !Kt_DatabaseUrl::Parse(path, url, reason)) {
+    reason = fmt::format("'{}': {}", path, reason);
+    return false;
+  }
+  if (has_name) {
+    item = {before, path};
     reason = fmt::format("no file behind '{}='", before);
     return !item.path.empty();
   }
-  item = {std::filesystem::path(text).stem().string(), text};
+  item = {DatasetNameOf(text), text};
   if (needs_name) {
     reason = fmt::format("expected NAME=FILE in place of '{}'", text);
     return false;
@@ -226,10 +236,29 @@ bool CheckSaveNames(const DataFiles& files, const Kt_CliHost& host, const Kt_WSt
   return true;
 }
 
+namespace {
+
+bool SaveChangesOf(Kt_Dataset& dataset, const DataFiles::Item& item, const DataOptions& options,
+                   Streams streams) {
+  std::vector<Diagnostic> fault;
+  kt_long saved = 0;
+  {
+    const Kt_CliProgress progress(streams.messages, "saving " + item.path);
+    saved = SaveToDatabase(item.path, options, dataset, fault);
+  }
+  if (saved < 0 && !TellStop(item.path, streams)) Tell(streams, fault);
+  return saved >= 0;
+}
+
+}  // namespace
+
 bool SaveDataItem(const DataFiles::Item& item, const DataOptions& options, Kt_CliHost& host,
                   Streams streams) {
   const Kt_ExprDataset* const wrapper = host.GetDatasets().Find(Kt_WString::FromUtf8(item.name));
   std::string reason = fmt::format("there is no dataset '{}'", item.name);
+  if (wrapper != nullptr && Kt_DatabaseUrl::IsUrl(item.path)) {
+    return SaveChangesOf(*wrapper->GetDataset(), item, options, streams);
+  }
   if (wrapper != nullptr) {
     const Kt_CliProgress progress(streams.messages, "saving " + item.path);
     if (SaveDataFile(item.path, options, *wrapper->GetDataset(), reason)) return true;

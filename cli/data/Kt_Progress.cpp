@@ -11,6 +11,7 @@
 
 #include "cli/Kt_Text.h"
 #include "cli/Kt_Visible.h"
+#include "connect/Kt_DatabaseUrl.h"
 
 namespace {
 
@@ -47,7 +48,7 @@ Kt_WString CutMiddle(const Kt_WString& text, int width) {
 }  // namespace
 
 Kt_CliProgress::Kt_CliProgress(std::ostream& messages, const std::string& what)
-    : what_(kt::cli::Shown(what)) {
+    : what_(kt::cli::Shown(kt::WithoutPasswords(what))) {
   if (!IsTerminal(messages)) return;
   try {
     thread_ = std::thread([this] {

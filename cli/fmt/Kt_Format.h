@@ -7,6 +7,11 @@
 
 namespace kt::cli {
 
+// Columns of a line.
+inline constexpr int kDefaultLineWidth = 100;
+inline constexpr int kMinLineWidth = 40;
+inline constexpr int kMaxLineWidth = 1000;
+
 // A script without syntax errors in the one style that `kt fmt` knows (docs/fmt.md), in lines of
 // `width` columns where that is possible. None where the structure cannot be followed.
 //

@@ -58,6 +58,8 @@ bool Kt_CliSession::Check(const Piece& piece) {
   MovePlaces(piece, report);
   const Kt_WString body = BodyOf(piece);
   Kt_SyntaxErrorList errors(true);
+  using kt::analysis::SourceKind;
+  SourceKind kind = SourceKind::kScript;
   switch (piece.kind) {
     case PieceKind::kDeclaration: return true;  // checked when it is evaluated, as in a file
     case PieceKind::kPragma:
@@ -65,9 +67,9 @@ bool Kt_CliSession::Check(const Piece& piece) {
                      Diagnostic::Error("at the prompt, ':load FILE' takes files in"));
       return false;
     case PieceKind::kFunction: Kt_Script().Parse(u"", body, nullptr, &errors); break;
-    default: Kt_ScriptFunc().SetInfo(u"", u"", body, 0, 0, &errors);
+    default: kind = SourceKind::kBody; Kt_ScriptFunc().SetInfo(u"", u"", body, 0, 0, &errors);
   }
-  if (!report.Syntax("", kInputName, body, errors)) return false;
+  if (!report.Syntax("", kInputName, body, errors, kind)) return false;
   if (piece.kind == PieceKind::kExpression) kt::cli::WarnOfUnread(body, report);
   return true;
 }

@@ -31,7 +31,7 @@ const Kt_Dataset* DatasetOf(const Kt_Variant& value) {
 bool PrintValue(const Kt_Variant& value, std::ostream& out, std::string& reason) {
   const Kt_Dataset* const dataset = DatasetOf(value);
   if (dataset == nullptr || dataset->GetColCount() == 0) {
-    std::string text;
+    CountedBytes text;
     if (!AppendValueText(value, text)) {
       reason = Kt_WorkMeter::CurrentStop() != 0 ? StopReason() : kTooLongToPrint;
       return false;
@@ -45,13 +45,13 @@ bool PrintValue(const Kt_Variant& value, std::ostream& out, std::string& reason)
   return true;
 }
 
-bool ResultJson(const Kt_Variant& value, std::string& json, std::string& reason) {
+bool ResultJson(const Kt_Variant& value, CountedBytes& json, std::string& reason) {
   const Kt_Dataset* const dataset = DatasetOf(value);
   if (dataset == nullptr) return ToJson(value, json, reason);
   Kt_JsonSaveOptions options;
   options.layout = Kt_JsonLayout::kOneLine;
   options.show_object = [](const Kt_Variant& object, std::string& out) {
-    std::string text;
+    CountedBytes text;
     const bool is_shown = ToJson(object, text);
     out += text;
     return is_shown;
@@ -65,7 +65,7 @@ bool ResultJson(const Kt_Variant& value, std::string& json, std::string& reason)
 }
 
 bool ShowResult(const Kt_Variant& value, const std::string& file, Streams streams) {
-  std::string json;
+  CountedBytes json;
   std::string reason;
   if (streams.json ? ResultJson(value, json, reason) : PrintValue(value, streams.out, reason)) {
     if (streams.json) streams.out << json << '\n';

@@ -4,6 +4,7 @@
 #include <iosfwd>
 #include <string>
 
+#include "classlib/base/Kt_Memory.h"
 #include "classlib/value/Kt_Variant.h"
 #include "cli/Kt_Cli.h"
 
@@ -16,7 +17,7 @@ bool PrintValue(const Kt_Variant& value, std::ostream& out, std::string& reason)
 
 // The same as one line of JSON: a dataset as a list of its shown rows, a row as an object, anything
 // else as ToJson writes it. False with the reason, as there.
-bool ResultJson(const Kt_Variant& value, std::string& json, std::string& reason);
+bool ResultJson(const Kt_Variant& value, CountedBytes& json, std::string& reason);
 
 // Writes the result of a command in the form that the command line asks for. False when it cannot,
 // which has been said of `file` then, or is to be said by TellStop.

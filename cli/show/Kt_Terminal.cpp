@@ -16,6 +16,7 @@
 #include "classlib/text/Kt_WString.h"
 #include "cli/Kt_Text.h"
 #include "cli/Kt_Visible.h"
+#include "connect/Kt_DatabaseUrl.h"
 
 namespace fs = std::filesystem;
 
@@ -207,6 +208,7 @@ void Kt_CliTerminal::Editor::LoadHistory() {
 // session leaves half of one.
 void Kt_CliTerminal::Editor::Remember(const std::string& line) {
   if (line.size() > kMaxHistoryBytes || line.find_first_not_of(" \t\n") == line.npos) return;
+  if (kt::WithoutPasswords(line) != line) return;
   HistEvent event;
   history(history_lines, &event, H_ENTER, line.c_str());
   if (history_file.empty()) return;

@@ -32,6 +32,7 @@ class LoadedTests {
   LoadedTests(const std::string& file, const TestOptions& options, Coverage* coverage,
               Streams streams)
       : host_(streams, fs::path(file).parent_path().string(), options.updates), script_(&host_) {
+    host_.SetStrict(options.strict);
     host_.SetScript(script_);
     Kt_CliReport report(streams);
     Kt_CliLoader loader(script_, report, host_.GetFence());

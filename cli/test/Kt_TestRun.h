@@ -20,6 +20,7 @@ struct TestOptions {
   std::string filter;
   bool updates = false;
   bool json = false;
+  bool strict = false;
 };
 
 struct TestResult {

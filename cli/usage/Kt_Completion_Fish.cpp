@@ -17,6 +17,22 @@ function __kt_has_no_command
     test (count (commandline -opc)) -eq 1
 end
 
+# Whether fewer arguments stand in front than so many; the others are options that have a value.
+function __kt_is_before
+    set -l left $argv[1]
+    set -l is_value 0
+    for word in (commandline -opc)[3..]
+        if test $is_value = 1
+            set is_value 0
+        else if contains -- $word $argv[2..]
+            set is_value 1
+        else if not string match -q -- '-*' $word
+            set left (math $left - 1)
+        end
+    end
+    test $left -gt 0
+end
+
 complete -c kt -f
 )";
 
@@ -44,6 +60,19 @@ void PutOption(const OptionDoc& option, const std::string& start, std::string& o
   out += ValueFlags(option) + " -d " + Quote(option.help) + "\n";
 }
 
+// Behind some arguments there are no options.
+std::string OptionCondition(const CommandDoc& command) {
+  std::string condition = "__kt_has_command " + command.name;
+  if (command.CountBeforeRest() == 0) return condition;
+  condition += fmt::format("; and __kt_is_before {}", command.CountBeforeRest());
+  for (const OptionDoc& option : command.options) {
+    if (option.kind != ValueKind::kNone && !option.is_joined) {
+      condition += " " + Join(option.names);
+    }
+  }
+  return condition;
+}
+
 }  // namespace
 
 std::string FishCompletion(const ProgramDoc& doc) {
@@ -62,7 +91,10 @@ std::string FishCompletion(const ProgramDoc& doc) {
              (first.kind == ValueKind::kChoice ? " -a " + Quote(Join(first.choices)) : " -F") +
              "\n";
     }
-    for (const OptionDoc& option : command.options) PutOption(option, start, out);
+    const std::string with_options = "complete -c kt -n __kt_options_of_" + command.name;
+    out += fmt::format("function __kt_options_of_{}; {}; end\n", command.name,
+                       OptionCondition(command));
+    for (const OptionDoc& option : command.options) PutOption(option, with_options, out);
   }
   return out;
 }

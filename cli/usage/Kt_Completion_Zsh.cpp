@@ -84,8 +84,10 @@ std::vector<std::string> CommandSpecs(const CommandDoc& command) {
   std::size_t number = 0;
   for (const OptionDoc& positional : command.positionals) {
     ++number;
+    // Behind "*:" there are no options.
+    const std::string all = command.CountBeforeRest() > 0 ? "*:" : "*";
     const std::string place =
-        positional.is_repeated ? "*" : std::to_string(number) + (positional.is_required ? "" : ":");
+        positional.is_repeated ? all : std::to_string(number) + (positional.is_required ? "" : ":");
     specs.push_back(ShellQuote(place + ValueSpec(positional)));
   }
   return specs;

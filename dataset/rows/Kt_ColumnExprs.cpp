@@ -165,6 +165,7 @@ bool ColumnExprs::EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool fi
 kt_long ColumnExprs::Compute(Column& column, const Kt_Dataset& dataset, kt_long row,
                              Kt_Variant& result) {
   Kt_ExprObject* const parent = Kt_ExprObject::From(context_.GetObject());
+  const RowMark row_mark(row);
   if (column.is_loaded) {
     LoadedMapContext context(parent, dataset);
     context.SetRowPosition(row, row, 0, row);

@@ -6,6 +6,7 @@
 #include "classlib/base/Kt_WorkMeter.h"
 #include "classlib/store/Kt_Dataset.h"
 #include "dataset/Kt_DatasetCtx.h"
+#include "object/Kt_RowMark.h"
 
 namespace kt::detail {
 
@@ -148,6 +149,7 @@ class RowCursor {
   bool is_logical_pivot_;
   bool is_placed_ = false;
   kt_long row_ = -1;
+  const RowMark row_mark_{row_};
   kt_long row_count_;
   kt_long rows_until_payment_ = 0;
   bool has_paid_ = false;

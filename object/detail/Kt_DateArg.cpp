@@ -2,6 +2,7 @@
 #include "object/detail/Kt_DateArg.h"
 
 #include "classlib/text/Kt_Number.h"
+#include "classlib/value/Kt_ObjectValue.h"
 
 namespace kt::detail {
 
@@ -98,6 +99,10 @@ bool Kt_DateArg::Read(const Kt_Variant& value) {
     case kTagDateTime: return ReadDays(value.AsDouble(), Form::kMoment);
     case kTagLong:
     case kTagDouble: return ReadNumber(value);
+    case kTagObject: {  // a cell of a dataset
+      const Kt_Variant plain = ValueOfObject(value);
+      return !plain.IsObject() && Read(plain);
+    }
     default: return false;
   }
 }

@@ -2,10 +2,10 @@
 """Scripts, formulas and datasets of KtScript for Python. docs/host-python.md is the guide."""
 
 from . import _core
-from ._core import Dataset, Engine, Formula, version
+from ._core import Dataset, Engine, Formula, Program, version
 from ._errors import Error, Place, RunError, SyntaxError  # noqa: A004
 
-__all__ = ["Dataset", "Engine", "Error", "Formula", "Place", "RunError", "SyntaxError", "eval",
+__all__ = ["Dataset", "Engine", "Error", "Formula", "Place", "Program", "RunError", "SyntaxError", "eval",
            "version"]
 
 

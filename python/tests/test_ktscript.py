@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """The module as its users see it; the same cases as for C++ and C."""
 
+import concurrent.futures
 import datetime
 import decimal
 import threading
@@ -336,6 +337,25 @@ def test_functions_call_back():
     engine.function("outer", lambda: engine.eval("fail()"))
     with pytest.raises(KeyError):
         engine.eval("outer()")
+
+
+def test_programs_are_shared():
+    text = "#include \"more\"\nvar n = start;\nfunction main() { n += step(); return n; }"
+    program = ktscript.Program(text, "p", lambda name, _: "function step() { return 5; }")
+
+    def run(start):
+        engine = ktscript.Engine()
+        engine["start"] = start
+        engine.load(program)
+        return [engine.call("main") for _ in range(3)]
+
+    with concurrent.futures.ThreadPoolExecutor(4) as pool:
+        assert list(pool.map(run, range(8))) == [[at + 5, at + 10, at + 15] for at in range(8)]
+    with pytest.raises(ktscript.SyntaxError) as caught:
+        ktscript.Program("function f() { 2 2; }", "bad.kts")
+    assert caught.value.faults[0].line == 1
+    with pytest.raises(ktscript.RunError, match="unknown variable 'start'"):
+        ktscript.Engine().load(program)
 
 
 def test_anything_may_go_first():

@@ -88,7 +88,7 @@ Kt_WString CodeDumper::Operand(std::size_t pc, char kind, const Instr& in,
     case 'r':
     case 'v': return Register(pc, value);
     case 'i': return Number(static_cast<std::int16_t>(value));
-    case 'g': return code_.globals[value].name;
+    case 'g': return code_.globals[value];
     case 'f': return code_.calls[value].name + u"()";
     case 'e': return u"{" + Shown(*code_.exprs[value].expr) + u"}";
     case 's':
@@ -163,6 +163,6 @@ Kt_WString CodeDumper::Dump() {
 }  // namespace kt::detail
 
 Kt_WString DumpScriptCode(Kt_Script& script, const Kt_ScriptFunc& func) {
-  const auto code = kt::detail::Translate(func, script, false);
-  return kt::detail::CodeDumper(func, *code).Dump();
+  const auto link = kt::detail::Translate(func, script, false);
+  return kt::detail::CodeDumper(func, *link->code).Dump();
 }

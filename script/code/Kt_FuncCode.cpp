@@ -18,7 +18,7 @@ const Kt_WString& FuncCode::NameOf(std::size_t pc, std::uint16_t reg) const {
   static const Kt_WString kNone;
   if (reg >= box_base && reg < temp_base) {
     const auto box = static_cast<std::size_t>(reg - box_base);
-    return box < global_of_register.size() ? globals[global_of_register[box]].name : kNone;
+    return box < global_of_register.size() ? globals[global_of_register[box]] : kNone;
   }
   const Kt_WString* name = &kNone;
   ForSlots(pc, [&](const ScopeInfo&, const Slot& slot) {
@@ -27,42 +27,94 @@ const Kt_WString& FuncCode::NameOf(std::size_t pc, std::uint16_t reg) const {
   return *name;
 }
 
-void FuncCode::BindGlobals(const Kt_VariableList& variables) {
-  for (Global& global : globals) global.place = variables.FindVariable(global.name);
+void LinkedCode::BindGlobals(const Kt_VariableList& variables) {
+  globals.resize(code->globals.size());
+  for (std::size_t at = 0; at < globals.size(); ++at) {
+    globals[at] = variables.FindVariable(code->globals[at]);
+  }
   globals_version = variables.GetVersion();
+}
+
+bool LinkedCode::BindCalls(Kt_Script& script) {
+  calls.resize(code->calls.size());
+  for (std::size_t at = 0; at < calls.size(); ++at) {
+    FuncCode::Call call = code->calls[at];
+    CallSite fresh;
+    if (!BindCall(call, fresh, script) || call.kind != code->calls[at].kind) return false;
+    calls[at] = fresh;
+  }
+  version = script.GetVersion();
+  return true;
 }
 
 namespace {
 
 // Built-ins that look at the context of their call are for the evaluator.
-bool BindBuiltin(FuncCode::CallSite& site) {
+bool BindBuiltin(FuncCode::Call& call, LinkedCode::CallSite& site) {
   const _EXPR_INTFUNC_INFO* const table = Kt_ExprObject::GetIntFuncMap();
-  const int row = FindIntFuncIdx(table, Kt_ExprObject::GetIntFuncCount(), site.name.GetText());
+  const int row = FindIntFuncIdx(table, Kt_ExprObject::GetIntFuncCount(), call.name.GetText());
   if (row < 0) return false;
-  site.kind = FuncCode::CallKind::kBuiltin;
+  call.kind = FuncCode::CallKind::kBuiltin;
   site.builtin = table[row].handler;
   site.direct = FindDirectFunc(site.builtin);
-  return table[row].effect != Kt_FuncEffect::kOther || site.name.EqualsNoCase(u"random");
+  return table[row].effect != Kt_FuncEffect::kOther || call.name.EqualsNoCase(u"random");
+}
+
+// Null when the code does not fit the names of `script`.
+std::unique_ptr<LinkedCode> Link(const std::shared_ptr<const FuncCode>& code, Kt_Script& script) {
+  for (const Kt_WString& name : code->unknown_calls) {
+    FuncCode::Call call{name};
+    LinkedCode::CallSite site;
+    if (BindCall(call, site, script)) return nullptr;
+  }
+  auto link = std::make_unique<LinkedCode>();
+  link->code = code;
+  if (!link->BindCalls(script)) return nullptr;
+  link->BindGlobals(script.GetVariables());
+  return link;
 }
 
 }  // namespace
 
-bool BindCall(FuncCode::CallSite& site, Kt_Script& script) {
-  if (site.member >= 0) return BindBuiltin(site);
-  site.func = script.GetFunc(site.name);
-  site.code = nullptr;
-  site.code_version = FuncCode::kNoVersion;
-  site.kind = FuncCode::CallKind::kScript;
+bool BindCall(FuncCode::Call& call, LinkedCode::CallSite& site, Kt_Script& script) {
+  site = {};
+  if (call.member >= 0) return BindBuiltin(call, site);
+  site.func = script.GetFunc(call.name);
+  call.kind = FuncCode::CallKind::kScript;
   if (site.func != nullptr) return true;
   Kt_ExprObjInfo info;
-  const int kind = script.GetMethodType(site.name, info);
+  const int kind = script.GetMethodType(call.name, info);
   if (info.GetKind() == EXPR_OBJ_EXTAPI && info.GetExtAPI().handle != nullptr) {
-    site.kind = FuncCode::CallKind::kHost;
+    call.kind = FuncCode::CallKind::kHost;
     site.ext_api = info.GetExtAPI().handle;
     site.context = info.GetExtAPI().context;
     return site.context != nullptr;
   }
-  return info.GetKind() == EXPR_OBJ_NONE && kind == kUnknownName && BindBuiltin(site);
+  return info.GetKind() == EXPR_OBJ_NONE && kind == kUnknownName && BindBuiltin(call, site);
+}
+
+bool CodeForms::Add(const std::shared_ptr<const FuncCode>& code, const Forms& known) {
+  const std::lock_guard lock(mutex_);
+  if (forms_.size() != known.size()) return false;
+  if (forms_.size() < kMostForms) forms_.push_back(code);
+  return true;
+}
+
+// Nothing is locked while names are asked for and code is made: hosts answer, and may call.
+std::unique_ptr<LinkedCode> MakeCode(const Kt_ScriptFunc& func, Kt_Script& script, bool by_name) {
+  CodeForms* const forms = func.GetForms();
+  if (forms == nullptr) return Translate(func, script, by_name);
+  for (;;) {
+    const CodeForms::Forms known = forms->Get();
+    for (const auto& code : known) {
+      if (code->is_by_name != by_name) continue;
+      if (auto link = Link(code, script)) return link;
+    }
+    auto made = Translate(func, script, by_name);
+    // What was made while the run was being stopped may lack something.
+    const bool is_whole = Kt_WorkMeter::CurrentStop() == kOk && !made->code->is_for_now;
+    if (!is_whole || forms->Add(made->code, known)) return made;
+  }
 }
 
 }  // namespace kt::detail

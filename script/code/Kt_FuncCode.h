@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <memory>
+#include <mutex>
 #include <vector>
 
 #include "expr/Kt_Expr.h"
@@ -57,8 +59,8 @@ inline constexpr std::uint16_t kConstOperand = 0x8000;
 // Kt_Machine.cpp for how it runs.
 //
 // Registers: the variables of the function come first, arguments before others, then those that
-// stand for globals, then temps. Owned by its function; borrows the function's trees. Threads: the
-// script's.
+// stand for globals, then temps. Borrows the function's trees. Does not change once it is made, so
+// all scripts that share the function run it; what its names stand for in one is in LinkedCode.
 struct FuncCode {
   // A variable of a scope.
   struct Slot {
@@ -91,23 +93,12 @@ struct FuncCode {
     Kt_Expr* expr;
   };
   static constexpr std::uint16_t kNoRegister = 0xFFFF;
-  struct Global {
-    Kt_WString name;
-    Kt_Variable* place = nullptr;
-  };
   enum class CallKind : std::uint8_t { kScript, kBuiltin, kHost };
-  static constexpr std::uint64_t kNoVersion = ~std::uint64_t{0};
-  struct CallSite {
+  // What is called, as the instructions take it.
+  struct Call {
     Kt_WString name;
     CallKind kind = CallKind::kScript;
     int member = -1;  // of `members`, for the built-in that the member of a value is
-    Kt_ScriptFunc* func = nullptr;
-    FuncCode* code = nullptr;                 // of func; null until it has been called
-    std::uint64_t code_version = kNoVersion;  // of the script, when that was found
-    Kt_Getter builtin = nullptr;
-    const DirectFunc* direct = nullptr;  // of the built-in; null when it has none
-    Kt_ExtApi ext_api = nullptr;
-    Kt_ExprObject* context = nullptr;
   };
   struct Member {
     Kt_Expr* expr;
@@ -140,16 +131,13 @@ struct FuncCode {
       }
     }
   }
-  // Finds the globals again after some came or went.
-  void BindGlobals(const Kt_VariableList& globals);
-
   std::vector<Instr> instrs;
   std::vector<Kt_Variant> consts;
   std::vector<ScopeInfo> scopes;
   std::vector<Entry> entries;
   std::vector<ExprRange> ranges;
-  std::vector<Global> globals;
-  std::vector<CallSite> calls;
+  std::vector<Kt_WString> globals;
+  std::vector<Call> calls;
   std::vector<Member> members;
   std::vector<ChoiceTable> choices;
   std::vector<Left> exprs;
@@ -168,16 +156,65 @@ struct FuncCode {
   std::uint32_t return_null = 0;  // pc of a ReturnNull
   kt_long body_count = 0;         // statements of the body that were translated
   std::int64_t margin = 0;        // units that one pass without a look can use
-  std::uint64_t version = 0;      // of the script when the calls were bound
-  std::uint64_t globals_version = 0;
-  std::shared_ptr<FuncCode> next_retired;  // see RunState::Retire
-  std::unique_ptr<FuncCode> by_name;       // the same with everything by names, made when needed
+  // Calls that were left to the evaluator because nobody knew the name.
+  std::vector<Kt_WString> unknown_calls;
 };
 
-// Finds out what the call stands for now. False when only the evaluator can make it.
-bool BindCall(FuncCode::CallSite& site, Kt_Script& script);
+// The code of a function in one script: where its globals lie and what its calls lead to. Owned by
+// the function. Threads: the script's.
+struct LinkedCode {
+  static constexpr std::uint64_t kNoVersion = ~std::uint64_t{0};
+  struct CallSite {
+    Kt_ScriptFunc* func = nullptr;
+    LinkedCode* code = nullptr;               // of func; null until it has been called
+    std::uint64_t code_version = kNoVersion;  // of the script, when that was found
+    Kt_Getter builtin = nullptr;
+    const DirectFunc* direct = nullptr;  // of the built-in; null when it has none
+    Kt_ExtApi ext_api = nullptr;
+    Kt_ExprObject* context = nullptr;
+  };
+
+  // Finds the globals again after some came or went.
+  void BindGlobals(const Kt_VariableList& variables);
+  // Finds out again what the calls stand for. False when that needs other instructions.
+  bool BindCalls(Kt_Script& script);
+
+  std::shared_ptr<const FuncCode> code;
+  std::vector<Kt_Variable*> globals;  // as those of the code; null: there is none
+  std::vector<CallSite> calls;        // as those of the code
+  std::uint64_t version = 0;          // of the script when the calls were bound
+  std::uint64_t globals_version = 0;
+  std::shared_ptr<LinkedCode> next_retired;  // see RunState::Retire
+  std::unique_ptr<LinkedCode> by_name;       // the same with everything by names, when needed
+};
+
+// The translations of a function that scripts share. A script that knows other names than those
+// before it may need one of its own; mostly there is one.
+class CodeForms {
+ public:
+  using Forms = std::vector<std::shared_ptr<const FuncCode>>;
+
+  Forms Get() const {
+    const std::lock_guard lock(mutex_);
+    return forms_;
+  }
+  // False when others were added since `known` was all there is.
+  bool Add(const std::shared_ptr<const FuncCode>& code, const Forms& known);
+
+ private:
+  static constexpr std::size_t kMostForms = 16;  // what comes after is its script's own
+
+  mutable std::mutex mutex_;
+  Forms forms_;
+};
+
+// Finds out what a call of that name (of a member) stands for now. False when only the evaluator
+// can make it.
+bool BindCall(FuncCode::Call& call, LinkedCode::CallSite& site, Kt_Script& script);
 
 // Translates `func`, which belongs to `script`. Never null; may throw std::bad_alloc.
-std::unique_ptr<FuncCode> Translate(const Kt_ScriptFunc& func, Kt_Script& script, bool by_name);
+std::unique_ptr<LinkedCode> Translate(const Kt_ScriptFunc& func, Kt_Script& script, bool by_name);
+// The same, but takes a translation that another script has made when there is a fitting one.
+std::unique_ptr<LinkedCode> MakeCode(const Kt_ScriptFunc& func, Kt_Script& script, bool by_name);
 
 }  // namespace kt::detail

@@ -262,9 +262,9 @@ bool Machine::IsPutBack(const CodeFrame& frame, const Instr* next, std::uint16_t
   const FuncCode& func = *frame.code;
   const Kt_Variable* global = nullptr;
   if (next->Op() == InstrOp::kBindGlobal) {
-    global = func.globals_version == script_.GetVariables().GetVersion()
-                 ? func.globals[next->B()].place
-                 : nullptr;
+    const LinkedCode& link = *frame.link;
+    global = link.globals_version == script_.GetVariables().GetVersion() ? link.globals[next->B()]
+                                                                         : nullptr;
     if (global == nullptr || frame.base[next->A()].GetRefVariable() != global) return false;
     ++next;
   }
@@ -306,26 +306,28 @@ kt_long Machine::AfterCall(kt_long code) {
   return code;
 }
 
-FuncCode* Machine::CodeOf(const Kt_ScriptFunc& func, Kt_Script& script) {
-  std::shared_ptr<FuncCode>& slot = func.CodeSlot();
+LinkedCode* Machine::CodeOf(const Kt_ScriptFunc& func, Kt_Script& script) {
+  std::shared_ptr<LinkedCode>& slot = func.CodeSlot();
   if (KT_UNLIKELY(slot == nullptr)) {
-    slot = Translate(func, script, false);
+    slot = MakeCode(func, script, false);
     // What was made while the run was being stopped may lack something.
-    if (Kt_WorkMeter::CurrentStop() != kOk || slot->is_for_now) {
+    if (Kt_WorkMeter::CurrentStop() != kOk || slot->code->is_for_now) {
       slot.reset();
       return nullptr;
     }
   }
-  return slot->why_walk == nullptr ? slot.get() : nullptr;
+  return slot->code->why_walk == nullptr ? slot.get() : nullptr;
 }
 
 // Begins a call: the frame after the one in hand, with its registers from `wanted` on.
-kt_long Machine::Begin(const Kt_ScriptFunc& func, FuncCode& code, Kt_Variant* wanted,
+kt_long Machine::Begin(const Kt_ScriptFunc& func, LinkedCode& link, Kt_Variant* wanted,
                        int arg_count) {
+  const FuncCode& code = *link.code;
   CodeFrame& frame = *NextFrame();
   CodeFrame* const outer = current_;
   frame.func = &func;
   frame.code = &code;
+  frame.link = &link;
   frame.pc = nullptr;
   frame.op = nullptr;
   frame.up = nullptr;
@@ -348,16 +350,16 @@ kt_long Machine::Begin(const Kt_ScriptFunc& func, FuncCode& code, Kt_Variant* wa
   return kOk;
 }
 
-kt_long Machine::Call(const Kt_ScriptFunc& func, FuncCode& code, Kt_Variant* args, int arg_count,
+kt_long Machine::Call(const Kt_ScriptFunc& func, LinkedCode& link, Kt_Variant* args, int arg_count,
                       Kt_Variant& result) {
   // More than a function can have are dropped at once.
-  const int count = std::min<int>(arg_count, code.param_count);
+  const int count = std::min<int>(arg_count, link.code->param_count);
   Kt_Variant* const top = current_ != nullptr ? current_->base + current_->reg_count : nullptr;
   CodeFrame* const outer = current_;
   kt_long ended = kOk;
   stops_late_ = false;
   try {
-    ended = Begin(func, code, top, 0);
+    ended = Begin(func, link, top, 0);
     if (ended == kOk) {
       for (int arg = 0; arg < count; ++arg) current_->base[arg] = std::move(args[arg]);
       BindArgs(*current_, count);
@@ -385,9 +387,9 @@ void Machine::Trim() {
 
 kt_long Machine::CallFresh(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
                            Kt_Variant& result) {
-  FuncCode* const code = FreshCode(func);
-  if (code == nullptr) return Interpreter::CallByWalk(func, args, arg_count, result);
-  return Call(func, *code, args, arg_count, result);
+  LinkedCode* const link = FreshCode(func);
+  if (link == nullptr) return Interpreter::CallByWalk(func, args, arg_count, result);
+  return Call(func, *link, args, arg_count, result);
 }
 
 // A function that has failed ends; its callers fail in turn, until one goes on.
@@ -634,9 +636,9 @@ run:
     KT_SLOW(Move(*frame, in.A(), in.B()));
   }
   KT_CASE(GetGlobal) {
-    const FuncCode& func = *frame->code;
-    if (KT_LIKELY(func.globals_version == script_.GetVariables().GetVersion())) {
-      const Kt_Variable* const place = func.globals[in.B()].place;
+    const LinkedCode& link = *frame->link;
+    if (KT_LIKELY(link.globals_version == script_.GetVariables().GetVersion())) {
+      const Kt_Variable* const place = link.globals[in.B()];
       Kt_Variant& dst = KT_R(in.A());
       if (KT_LIKELY(place != nullptr && !dst.IsCounted())) {
         const Kt_Variant& value = place->GetValue();
@@ -649,9 +651,9 @@ run:
     KT_SLOW(GetGlobal(*frame, in));
   }
   KT_CASE(SetGlobal) {
-    const FuncCode& func = *frame->code;
-    if (KT_LIKELY(func.globals_version == script_.GetVariables().GetVersion())) {
-      Kt_Variable* const place = func.globals[in.A()].place;
+    const LinkedCode& link = *frame->link;
+    if (KT_LIKELY(link.globals_version == script_.GetVariables().GetVersion())) {
+      Kt_Variable* const place = link.globals[in.A()];
       const Kt_Variant& value = KT_X(in.B());
       if (KT_LIKELY(place != nullptr && !place->GetValue().IsCounted() && !value.IsCounted())) {
         place->GetValueW() = value;
@@ -661,9 +663,9 @@ run:
     KT_SLOW(SetGlobal(*frame, in));
   }
   KT_CASE(BindGlobal) {
-    const FuncCode& func = *frame->code;
-    if (KT_LIKELY(func.globals_version == script_.GetVariables().GetVersion())) {
-      Kt_Variable* const place = func.globals[in.B()].place;
+    const LinkedCode& link = *frame->link;
+    if (KT_LIKELY(link.globals_version == script_.GetVariables().GetVersion())) {
+      Kt_Variable* const place = link.globals[in.B()];
       Kt_Variant& reg = KT_R(in.A());
       if (KT_LIKELY(place != nullptr && reg.GetRefVariable() == place)) KT_NEXT();
       if (KT_LIKELY(place != nullptr && !reg.IsCounted())) {
@@ -928,21 +930,24 @@ run:
   KT_CASE(More) KT_NEXT();
 
   KT_CASE(CallScript) {
-    FuncCode::CallSite& site = frame->code->calls[in.C()];
-    FuncCode* const callee = site.code;
+    const LinkedCode::CallSite& site = frame->link->calls[in.C()];
+    LinkedCode* const link = site.code;
     CodeFrame* const inner = frame->next;
     Kt_Variant* const args = base + in.A();
     if (KT_UNLIKELY(site.code_version != script_.GetVersion() || inner == nullptr ||
-                    depth_ >= kMostFrames || frame->end - args < callee->register_count + 256)) {
+                    depth_ >= kMostFrames ||
+                    frame->end - args < link->code->register_count + 256)) {
       KT_SAVE();
       code = EnterSlow(*frame, in);
       left = meter.GetLeft();
       if (KT_UNLIKELY(code != kOk)) goto failed;
       goto enter_frame;
     }
+    const FuncCode* const callee = link->code.get();
     frame->pc = pc;
     inner->func = site.func;
     inner->code = callee;
+    inner->link = link;
     inner->base = args;
     inner->end = frame->end;
     inner->block = frame->block;
@@ -995,7 +1000,7 @@ run:
   KT_CASE(Length) {
     const Kt_Variant& value = Held(KT_R(in.B()));
     Kt_Variant& dst = KT_R(in.A());
-    if (KT_LIKELY(!dst.IsCounted() && frame->code->version == script_.GetVersion())) {
+    if (KT_LIKELY(!dst.IsCounted() && frame->link->version == script_.GetVersion())) {
       if (value.IsList()) {
         dst.Set(value.ListCount());
         KT_NEXT();

@@ -12,6 +12,7 @@ namespace kt::detail {
 
 // One call of a translated function.
 struct CodeFrame : RunState::Frame {
+  LinkedCode* link = nullptr;  // of its code
   Kt_Variant* base = nullptr;  // its registers
   Kt_Variant* end = nullptr;   // of the block of the stack that they lie in
   CodeFrame* up = nullptr;     // the function that called it, when no native call lies between
@@ -57,12 +58,12 @@ class Machine {
   ~Machine();
 
   // The code of `func`; null when the walk has to run it.
-  static FuncCode* CodeOf(const Kt_ScriptFunc& func, Kt_Script& script);
+  static LinkedCode* CodeOf(const Kt_ScriptFunc& func, Kt_Script& script);
   // Calls `func` with the `arg_count` values at `args`, which may be taken over.
   kt_long CallFresh(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count, Kt_Variant& result);
 
  private:
-  kt_long Call(const Kt_ScriptFunc& func, FuncCode& code, Kt_Variant* args, int arg_count,
+  kt_long Call(const Kt_ScriptFunc& func, LinkedCode& link, Kt_Variant* args, int arg_count,
                Kt_Variant& result);
   friend class Contexts;
   // What ReturnTo answers when the call that the loop was entered with has ended.
@@ -101,7 +102,7 @@ class Machine {
 
   // Frames.
   CodeFrame* NextFrame();
-  kt_long Begin(const Kt_ScriptFunc& func, FuncCode& code, Kt_Variant* wanted, int arg_count);
+  kt_long Begin(const Kt_ScriptFunc& func, LinkedCode& link, Kt_Variant* wanted, int arg_count);
   bool PlaceRegisters(CodeFrame& frame, Kt_Variant* wanted, Kt_Variant* end, std::size_t block,
                       std::size_t count, int arg_count);
   void BindArgs(CodeFrame& frame, int arg_count);
@@ -149,7 +150,7 @@ class Machine {
   KT_NOINLINE kt_long StepValue(CodeFrame& frame, Instr in, bool is_before);
   KT_NOINLINE kt_long JoinBegin(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long JoinEnd(CodeFrame& frame, Instr in);
-  const FuncCode::Global& FreshGlobal(FuncCode& func, std::uint16_t index) const;
+  Kt_Variable* FreshGlobal(LinkedCode& link, std::uint16_t index) const;
   KT_NOINLINE kt_long GetGlobal(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long SetGlobal(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long BindGlobal(CodeFrame& frame, Instr in);
@@ -197,8 +198,7 @@ class Machine {
   void Drop(CodeFrame& frame, std::uint16_t operand);
   Kt_Variable* Box(CodeFrame& frame, std::uint16_t reg);
   const Kt_WString& NameOf(const CodeFrame& frame, std::uint16_t reg) const;
-  bool Rebind(FuncCode& code);
-  FuncCode* FreshCode(const Kt_ScriptFunc& func);
+  LinkedCode* FreshCode(const Kt_ScriptFunc& func);
 
   RunState& run_;
   Kt_Script& script_;

@@ -155,20 +155,19 @@ kt_long Machine::AssignNew(CodeFrame& frame, Instr in) {
 // Globals -----------------------------------------------------------------------------------------
 
 // The global, found again when globals have come or gone.
-const FuncCode::Global& Machine::FreshGlobal(FuncCode& func, std::uint16_t index) const {
-  if (func.globals_version != script_.GetVariables().GetVersion()) {
-    func.BindGlobals(script_.GetVariables());
+Kt_Variable* Machine::FreshGlobal(LinkedCode& link, std::uint16_t index) const {
+  if (link.globals_version != script_.GetVariables().GetVersion()) {
+    link.BindGlobals(script_.GetVariables());
   }
-  return func.globals[index];
+  return link.globals[index];
 }
 
 kt_long Machine::GetGlobal(CodeFrame& frame, Instr in) {
-  const FuncCode::Global& global = FreshGlobal(*frame.code, in.B());
-  if (global.place != nullptr) {
-    Store(frame, in.A(), Checked(global.place->GetValue()));
+  if (const Kt_Variable* const place = FreshGlobal(*frame.link, in.B())) {
+    Store(frame, in.A(), Checked(place->GetValue()));
     return kOk;
   }
-  Kt_Expr name(global.name.GetText());
+  Kt_Expr name(frame.code->globals[in.B()].GetText());
   const Contexts contexts(*this, frame);
   Kt_Variant value;
   const kt_long code = name.ExecExpr(contexts.Get(), value);
@@ -177,13 +176,10 @@ kt_long Machine::GetGlobal(CodeFrame& frame, Instr in) {
 }
 
 kt_long Machine::SetGlobal(CodeFrame& frame, Instr in) {
-  const FuncCode& func = *frame.code;
-  const FuncCode::Global& global = FreshGlobal(*frame.code, in.A());
+  const LinkedCode& link = *frame.link;
+  Kt_Variable* const place = FreshGlobal(*frame.link, in.A());
   Kt_Variant value = Read(frame, in.B());
-  if (Kt_Variable* const place =
-          global.place != nullptr && func.globals_version == script_.GetVariables().GetVersion()
-              ? global.place
-              : nullptr) {
+  if (place != nullptr && link.globals_version == script_.GetVariables().GetVersion()) {
     const Storing storing(*this);
     const Kt_VariableHold hold(place);
     place->SetValue(std::move(value));
@@ -191,15 +187,15 @@ kt_long Machine::SetGlobal(CodeFrame& frame, Instr in) {
   }
   const Contexts contexts(*this, frame);
   const FailureMark mark;
-  const kt_long code = contexts.Get()->SetCtxVar(global.name, value, 1);
+  const Kt_WString& name = frame.code->globals[in.A()];
+  const kt_long code = contexts.Get()->SetCtxVar(name, value, 1);
   if (code == kOk || mark.HasNoted(code)) return code;
-  return NoteCause(code, Kt_Cause::kNotStored, {global.name});
+  return NoteCause(code, Kt_Cause::kNotStored, {name});
 }
 
 kt_long Machine::BindGlobal(CodeFrame& frame, Instr in) {
-  const FuncCode::Global& global = FreshGlobal(*frame.code, in.B());
-  if (global.place != nullptr) {
-    frame.base[in.A()].SetRef(*global.place);
+  if (Kt_Variable* const place = FreshGlobal(*frame.link, in.B())) {
+    frame.base[in.A()].SetRef(*place);
     return kOk;
   }
   // Gone: whoever has the name now is assigned to, or gives a value to work on.
@@ -215,7 +211,7 @@ kt_long Machine::BindGlobal(CodeFrame& frame, Instr in) {
     frame.pc = frame.code->instrs.data() + frame.code->EntryAt(PcOf(frame))->end;
     return RunByWalk(frame, op, is_return);
   }
-  Kt_Expr name(global.name.GetText());
+  Kt_Expr name(frame.code->globals[in.B()].GetText());
   Kt_Variant value;
   kt_long code = kOk;
   {
@@ -223,7 +219,7 @@ kt_long Machine::BindGlobal(CodeFrame& frame, Instr in) {
     code = name.ExecExpr(contexts.Get(), value);
   }
   if (code != kOk) return code;
-  Kt_Variable* const variable = Kt_Variable::New(global.name);
+  Kt_Variable* const variable = Kt_Variable::New(frame.code->globals[in.B()]);
   variable->SetValue(std::move(value));
   frame.base[in.A()].SetRef(*variable);
   variable->Unref();
@@ -523,35 +519,24 @@ kt_long Machine::ChangeElement(CodeFrame& frame, Instr in, Instr more) {
 
 // Calls -------------------------------------------------------------------------------------------
 
-// Finds out again what the calls of `code` stand for. False when it needs other instructions now.
-bool Machine::Rebind(FuncCode& code) {
-  for (FuncCode::CallSite& site : code.calls) {
-    FuncCode::CallSite fresh;
-    fresh.name = site.name;
-    fresh.member = site.member;
-    if (!BindCall(fresh, script_) || fresh.kind != site.kind) return false;
-    site = std::move(fresh);
-  }
-  code.version = script_.GetVersion();
-  return true;
-}
-
 // The code of `func` for the script as it is now; null when the walk has to run it.
-FuncCode* Machine::FreshCode(const Kt_ScriptFunc& func) {
-  FuncCode* code = CodeOf(func, script_);
-  if (code == nullptr || code->version == script_.GetVersion() || Rebind(*code)) return code;
+LinkedCode* Machine::FreshCode(const Kt_ScriptFunc& func) {
+  LinkedCode* const link = CodeOf(func, script_);
+  if (link == nullptr || link->version == script_.GetVersion() || link->BindCalls(script_)) {
+    return link;
+  }
   func.DropCode();
   return CodeOf(func, script_);
 }
 
 kt_long Machine::EnterSlow(CodeFrame& frame, Instr in) {
-  FuncCode& code = *frame.code;
-  if (code.version != script_.GetVersion() && !Rebind(code)) {
+  LinkedCode& link = *frame.link;
+  if (link.version != script_.GetVersion() && !link.BindCalls(script_)) {
     return CallByName(frame, CallOf(frame, in));
   }
-  FuncCode::CallSite& site = code.calls[in.C()];
+  LinkedCode::CallSite& site = link.calls[in.C()];
   const Kt_ScriptFunc& func = *site.func;
-  FuncCode* const callee = FreshCode(func);
+  LinkedCode* const callee = FreshCode(func);
   const int count = in.B() & 0xFF;
   if (callee == nullptr) return CallByWalk(frame, in, func);
   site.code = callee;
@@ -605,10 +590,10 @@ kt_long Machine::CallByName(CodeFrame& frame, const OutsideCall& call) {
 // Built-ins that need neither a list of arguments nor the script. Their work is small beside a step
 // or charges itself.
 kt_long Machine::CallBuiltin(CodeFrame& frame, Instr in) {
-  const FuncCode& func = *frame.code;
-  const DirectFunc* const direct = func.calls[in.C()].direct;
+  const LinkedCode& link = *frame.link;
+  const DirectFunc* const direct = link.calls[in.C()].direct;
   const std::span<Kt_Variant> args(frame.base + in.A(), in.B() & 0xFF);
-  const bool is_direct = direct != nullptr && func.version == script_.GetVersion() &&
+  const bool is_direct = direct != nullptr && link.version == script_.GetVersion() &&
                          std::none_of(args.begin(), args.end(), [](const Kt_Variant& arg) {
                            return arg.GetTag() >= kTagObject;
                          });
@@ -668,15 +653,15 @@ kt_long Machine::Length(CodeFrame& frame, Instr in) {
 // Built-ins and functions of the host. The arguments move into a list whose memory the next call
 // at this depth uses again.
 kt_long Machine::CallOutside(CodeFrame& frame, const OutsideCall& call) {
-  FuncCode& func = *frame.code;
-  if (KT_UNLIKELY(func.version != script_.GetVersion()) && !Rebind(func)) {
+  LinkedCode& link = *frame.link;
+  if (KT_UNLIKELY(link.version != script_.GetVersion()) && !link.BindCalls(script_)) {
     return CallByName(frame, call);
   }
   // Nobody is called with what stopped work has left.
   if (const kt_long code = run_.ChargeTime(Kt_WorkMeter::kUnitsPerCall, &script_)) return code;
   // What is called may find the calls anew.
-  const FuncCode::CallSite& site = func.calls[call.site];
-  const Kt_Getter builtin = site.kind == FuncCode::CallKind::kBuiltin ? site.builtin : nullptr;
+  const LinkedCode::CallSite& site = link.calls[call.site];
+  const Kt_Getter builtin = site.builtin;
   const Kt_ExtApi ext_api = site.ext_api;
   Kt_ExprObject* const context = site.context;
   const RunState::Args list(run_);
@@ -693,7 +678,7 @@ kt_long Machine::CallOutside(CodeFrame& frame, const OutsideCall& call) {
   const kt_long checked = code == kOk && value.IsObject() ? CheckCallResult(&script_, value) : code;
   Store(frame, call.result, std::move(value));
   if (KT_LIKELY(code == kOk)) return checked;
-  return mark.HasNoted(code) ? code : NoteSilentCall(func.calls[call.site].name, code);
+  return mark.HasNoted(code) ? code : NoteSilentCall(frame.code->calls[call.site].name, code);
 }
 
 kt_long Machine::ReturnTo(CodeFrame& frame, std::uint16_t operand, CodeFrame& entry,
@@ -727,7 +712,7 @@ kt_long Machine::Eval(CodeFrame& frame, Instr in) {
   kt_long code = kOk;
   {
     const Contexts contexts(*this, frame);
-    code = expr.ExecExpr(contexts.Get(), value);
+    code = frame.func->Own(expr).ExecExpr(contexts.Get(), value);
     if (code == kOk) code = run_.Check(&script_);
   }
   if (code != kOk) return code;
@@ -802,23 +787,25 @@ void Machine::Leave(CodeFrame& frame, Instr in) {
 }
 
 kt_long Machine::BeginStatements(CodeFrame& frame, bool& is_moved) {
-  FuncCode& func = *frame.code;
+  const FuncCode& func = *frame.code;
   const auto pc = static_cast<std::uint32_t>(PcOf(frame));
   auto entry = std::lower_bound(
       func.entries.begin(), func.entries.end(), pc,
       [](const FuncCode::Entry& at, std::uint32_t place) { return at.pc < place; });
   is_moved = frame.is_stale && !func.is_by_name;
   if (is_moved) {
-    if (func.by_name == nullptr) func.by_name = Translate(*frame.func, script_, true);
-    if (func.by_name->is_for_now) {
-      func.by_name.reset();
+    std::unique_ptr<LinkedCode>& link = frame.link->by_name;
+    if (link == nullptr) link = MakeCode(*frame.func, script_, true);
+    if (link->code->is_for_now) {
+      link.reset();
       return run_.StopTooDeep(&script_);
     }
-    FuncCode& by_name = *func.by_name;
+    const FuncCode& by_name = *link->code;
     const FuncCode::Entry& there =
         by_name.entries[static_cast<std::size_t>(entry - func.entries.begin())];
     KT_ASSERT(there.op == entry->op);
     frame.code = &by_name;
+    frame.link = link.get();
     frame.pc = by_name.instrs.data() + there.pc;
     frame.is_stale = false;
     OpenScopes(frame, there.pc, script_);

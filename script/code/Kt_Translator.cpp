@@ -245,7 +245,7 @@ std::uint16_t Translator::GlobalNumber(const Kt_WString& name) {
   }
   const auto number = static_cast<std::uint16_t>(code_.globals.size());
   if (number >= 0x7F00) GiveUp("too many globals");
-  code_.globals.push_back({name, nullptr});
+  code_.globals.push_back(name);
   global_numbers_.push_back({symbol, number});
   return number;
 }
@@ -358,8 +358,11 @@ void Translator::Finish() {
   code_.consts.shrink_to_fit();
   code_.entries.shrink_to_fit();
   code_.ranges.shrink_to_fit();
-  code_.BindGlobals(script_.GetVariables());
-  code_.version = script_.GetVersion();
+  for (const auto& [name, known] : known_calls_[0]) {
+    if (!known.is_bound) code_.unknown_calls.push_back(known.call.name);
+  }
+  link_.BindGlobals(script_.GetVariables());
+  link_.version = script_.GetVersion();
 }
 
 // The step of a counting loop does the test behind it as well, and so does a look at an item.
@@ -719,10 +722,12 @@ void Translator::AssignPath(const Kt_ScriptOp& op) {
 
 }  // namespace kt::detail
 
-std::unique_ptr<kt::detail::FuncCode> kt::detail::Translate(const Kt_ScriptFunc& func,
-                                                            Kt_Script& script, bool by_name) {
-  auto code = std::make_unique<FuncCode>();
+std::unique_ptr<kt::detail::LinkedCode> kt::detail::Translate(const Kt_ScriptFunc& func,
+                                                              Kt_Script& script, bool by_name) {
+  auto link = std::make_unique<LinkedCode>();
+  const auto code = std::make_shared<FuncCode>();
+  link->code = code;
   code->is_by_name = by_name;
-  Translator(func, script, *code).Run();
-  return code;
+  Translator(func, script, *code, *link).Run();
+  return link;
 }

@@ -14,8 +14,9 @@ namespace kt::detail {
 // Makes the code of one function. Used once.
 class Translator {
  public:
-  Translator(const Kt_ScriptFunc& func, Kt_Script& script, FuncCode& code)
-      : func_(func), script_(script), code_(code) {}
+  // `code` is that of `link`.
+  Translator(const Kt_ScriptFunc& func, Kt_Script& script, FuncCode& code, LinkedCode& link)
+      : func_(func), script_(script), code_(code), link_(link) {}
   void Run();
 
  private:
@@ -91,7 +92,8 @@ class Translator {
   // A called name. All calls of one share a site, which is made when the first one is emitted;
   // members only what it is made of.
   struct KnownCall {
-    FuncCode::CallSite site;
+    FuncCode::Call call;
+    LinkedCode::CallSite site;
     bool is_bound;
     std::uint16_t number = kNone;
   };
@@ -121,7 +123,7 @@ class Translator {
   bool PrepareCalls(Lowering& low);
   KnownCall& CallOf(const Kt_WString& name, bool is_member);
   std::uint16_t SiteOf(Lowering& low, std::size_t call);
-  std::uint16_t AddSite(const FuncCode::CallSite& site);
+  std::uint16_t AddSite(const FuncCode::Call& call, const LinkedCode::CallSite& site);
   void Lower(Lowering& low, std::size_t end);
   void LowerInstr(Lowering& low, std::size_t at);
   void LowerCall(Lowering& low, const CodeInstr& in);
@@ -164,6 +166,7 @@ class Translator {
   const Kt_ScriptFunc& func_;
   Kt_Script& script_;
   FuncCode& code_;
+  LinkedCode& link_;
   std::vector<OpenScope> open_;
   std::vector<Jump> jumps_;
   std::vector<std::pair<Kt_Symbol, std::uint16_t>> global_numbers_;

@@ -102,14 +102,15 @@ Translator::KnownCall& Translator::CallOf(const Kt_WString& name, bool is_member
   const auto found = known.find(name.View());
   if (found != known.end()) return found->second;
   KnownCall call{};
-  call.site.name = name;
-  if (is_member) call.site.member = 0;
-  call.is_bound = BindCall(call.site, script_);
+  call.call.name = name;
+  if (is_member) call.call.member = 0;
+  call.is_bound = BindCall(call.call, call.site, script_);
   return known.emplace(name.View(), std::move(call)).first->second;
 }
 
-std::uint16_t Translator::AddSite(const FuncCode::CallSite& site) {
-  code_.calls.push_back(site);
+std::uint16_t Translator::AddSite(const FuncCode::Call& call, const LinkedCode::CallSite& site) {
+  code_.calls.push_back(call);
+  link_.calls.push_back(site);
   if (code_.calls.size() >= 0x7F00) GiveUp("too long");
   return static_cast<std::uint16_t>(code_.calls.size() - 1);
 }
@@ -117,15 +118,15 @@ std::uint16_t Translator::AddSite(const FuncCode::CallSite& site) {
 // A member has a site of its own, which knows where it stands.
 std::uint16_t Translator::SiteOf(Lowering& low, std::size_t call) {
   KnownCall& known = *low.calls[call];
-  if (known.site.member >= 0) {
+  if (known.call.member >= 0) {
     const auto& members = low.program.members;
-    const auto at = [call](const ExprProgram::Member& member) { return member.call == call; };
-    FuncCode::CallSite site = known.site;
-    site.member = static_cast<int>(code_.members.size());
+    const auto at = [call](const ExprProgram::Member& each) { return each.call == call; };
+    FuncCode::Call member = known.call;
+    member.member = static_cast<int>(code_.members.size());
     code_.members.push_back({&low.expr, *std::find_if(members.begin(), members.end(), at)});
-    return AddSite(site);
+    return AddSite(member, known.site);
   }
-  if (known.number == kNone) known.number = AddSite(known.site);
+  if (known.number == kNone) known.number = AddSite(known.call, known.site);
   return known.number;
 }
 
@@ -139,7 +140,7 @@ bool Translator::PrepareCalls(Lowering& low) {
       low.why = "a call that only the evaluator makes";
       return false;
     }
-    low.runs_code = low.runs_code || is_member || call.site.kind != FuncCode::CallKind::kBuiltin;
+    low.runs_code = low.runs_code || is_member || call.call.kind != FuncCode::CallKind::kBuiltin;
     low.calls.push_back(&call);
   }
   return true;
@@ -339,7 +340,7 @@ void Translator::LowerCall(Lowering& low, const CodeInstr& in) {
   const int distance = first - dst;
   const bool is_near = distance >= 0 && distance < 256;
   const auto b = static_cast<std::uint16_t>(in.b | (is_near ? distance : 0) << 8);
-  if (in.b == 1 && code_.calls[site].builtin == kHandler<&Kt_ExprObject::_length>) {
+  if (in.b == 1 && link_.calls[site].builtin == kHandler<&Kt_ExprObject::_length>) {
     // A variable is looked at where it is.
     Instr& before = code_.instrs.back();
     const bool is_moved = before.Op() == InstrOp::kMove || before.Op() == InstrOp::kReceive;

@@ -65,7 +65,7 @@ void Interpreter::WriteBack(const Kt_ScriptFunc& func, const Kt_Variant* args, i
 }
 
 // The code of a function that has none yet. Fails as the call itself would.
-FuncCode* Interpreter::MakeCode(RunState& run, const Kt_ScriptFunc& func, kt_long& code) {
+LinkedCode* Interpreter::CodeOf(RunState& run, const Kt_ScriptFunc& func, kt_long& code) {
   RunState::Frame frame{&func, nullptr, nullptr};
   const RunState::Call call(run, frame);
   try {
@@ -88,7 +88,7 @@ kt_long Interpreter::CallFunc(const Kt_ScriptFunc& func, Kt_Variant* args, int a
   const RunState::Working working(run);
   if (run.UsesCode()) {
     kt_long failed = kOk;
-    FuncCode* const code = MakeCode(run, func, failed);
+    LinkedCode* const code = CodeOf(run, func, failed);
     if (failed != kOk) return failed;
     if (code != nullptr) return run.GetMachine().CallFresh(func, args, arg_count, result);
   }
@@ -106,7 +106,7 @@ kt_long Interpreter::CallByWalk(const Kt_ScriptFunc& func, Kt_Variant* args, int
   try {
     Scope scope(script);
     const bool has_items = BindArgs(func, args, arg_count, scope.GetVariables());
-    code = Interpreter(run, frame).Body(func.GetBody(), &scope, &scope, result).code;
+    code = Interpreter(run, frame).WholeBody(func, scope, result).code;
     if (KT_UNLIKELY(has_items)) WriteBack(func, args, arg_count, scope.GetVariables());
   } catch (const WorkStopped&) {
     code = run.GetStopCode();  // reported below
@@ -199,6 +199,14 @@ Outcome Interpreter::Body(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Sc
   return Flow::kNext;
 }
 
+Outcome Interpreter::WholeBody(const Kt_ScriptFunc& func, Scope& scope, Kt_Variant& result) {
+  const Kt_ScriptOpList& body = func.GetBody();
+  const Outcome outcome = Body(body, &scope, &scope, result);
+  // A shared function that was added to meanwhile has another tree now, with the same beginning.
+  if (!outcome.IsNext() || &func.GetBody() == &body) return outcome;
+  return Body(func.GetBody(), &scope, &scope, result, body.GetCount());
+}
+
 Outcome Interpreter::ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
                                 Kt_Variant& result) {
   if (KT_UNLIKELY(!kt_hasstack())) return run_.StopTooDeep(context);
@@ -209,7 +217,7 @@ Outcome Interpreter::ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* conte
 // Expressions -------------------------------------------------------------------------------------
 
 kt_long Interpreter::Eval(Kt_Expr& expr, Kt_ExprObject* context, Kt_Variant& value) {
-  const kt_long code = expr.ExecExpr(context, value);
+  const kt_long code = frame_.func->Own(expr).ExecExpr(context, value);
   if (KT_LIKELY(code == kOk)) return run_.Check(context);
   return KT_UNLIKELY(code == kObjectGone) ? AfterObjectGone() : code;
 }
@@ -277,7 +285,7 @@ kt_long Interpreter::DeclareArray(const Kt_ScriptOp& op, Kt_Variant& value,
 kt_long Interpreter::StepName(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope) {
   const Kt_ScriptOpVar& var = *op.GetVar();
   const kt_long step = op.opcode == kScriptInc ? 1 : -1;
-  Kt_Variable* variable = run_.FindVariable(scope, kt_symbolW(var.name), var.hint);
+  Kt_Variable* variable = run_.FindVariable(scope, kt_symbolW(var.name), HintOf(var));
   Kt_Variant value;
   if (variable == nullptr) {
     if (const kt_long code = Ask(var.name, variable, value, context)) return code;
@@ -291,9 +299,9 @@ kt_long Interpreter::AssignName(const Kt_ScriptOp& op, Kt_Variant& value, Kt_Exp
                                 Scope* scope) {
   const Kt_ScriptOpVar& var = *op.GetVar();
   if (const Compound operation = CompoundOperator(op.opcode)) {
-    return CombineName(var.name, var.hint, *operation, value, context, scope);
+    return CombineName(var.name, HintOf(var), *operation, value, context, scope);
   }
-  Kt_Variable* const variable = run_.FindVariable(scope, kt_symbolW(var.name), var.hint);
+  Kt_Variable* const variable = run_.FindVariable(scope, kt_symbolW(var.name), HintOf(var));
   return SetName(var.name, variable, value, context);
 }
 
@@ -362,7 +370,7 @@ kt_long Interpreter::ReadOldValue(const Kt_Expr& target, Kt_ExprStackObj& entry,
 kt_long Interpreter::AssignEntry(Kt_Expr& target, Compound operation, Kt_Variant& value,
                                  Kt_ExprObject* context) {
   const std::uint32_t failures = kt::MemoryFailures();
-  const kt_long code = AssignThrough(target, operation, value, context);
+  const kt_long code = AssignThrough(frame_.func->Own(target), operation, value, context);
   kt::PassMemoryFailure(failures);
   return code;
 }

@@ -8,7 +8,7 @@
 
 namespace kt::detail {
 
-struct FuncCode;
+struct LinkedCode;
 
 // How a statement ends: the next one follows, or it has failed, or a jump is on its way out.
 enum class Flow : kt_long { kNext, kFailed, kBreak, kContinue, kReturn };
@@ -56,7 +56,7 @@ class Interpreter {
  private:
   using Compound = std::optional<Operator>;  // of an assignment: none for a plain one
 
-  static FuncCode* MakeCode(RunState& run, const Kt_ScriptFunc& func, kt_long& code);
+  static LinkedCode* CodeOf(RunState& run, const Kt_ScriptFunc& func, kt_long& code);
   // True when an argument refers to an item of a list: its variable is a copy, which WriteBack
   // stores into the item after the call.
   static bool BindArgs(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count,
@@ -65,6 +65,7 @@ class Interpreter {
                         const Kt_VariableList& variables);
   Outcome Statement(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope,
                     Kt_Variant& result);
+  Outcome WholeBody(const Kt_ScriptFunc& func, Scope& scope, Kt_Variant& result);
   // Runs a body in a scope of its own inside `context`.
   Outcome ScopedBody(const Kt_ScriptOpList& ops, Kt_ExprObject* context, Scope* scope,
                      Kt_Variant& result);
@@ -118,8 +119,14 @@ class Interpreter {
   KT_COLD static void ReportStore(const Kt_ExprStackObj& entry, const Kt_Expr& target, kt_long code,
                                   Kt_ExprObject* context);
 
+  // Where the variable of a statement was found last. Shared statements keep nothing.
+  std::uint16_t& HintOf(const Kt_ScriptOpVar& var) {
+    return KT_LIKELY(!frame_.func->IsShared()) ? var.hint : (no_hint_ = 0);
+  }
+
   RunState& run_;
   RunState::Frame& frame_;
+  std::uint16_t no_hint_ = 0;
 };
 
 }  // namespace kt::detail

@@ -30,7 +30,7 @@ Machine& RunState::GetMachine() {
   return *machine_;
 }
 
-void RunState::Retire(const std::shared_ptr<FuncCode>& code) {
+void RunState::Retire(const std::shared_ptr<LinkedCode>& code) {
   if (depth_ == 0) return;
   code->next_retired = std::move(retired_);
   retired_ = code;

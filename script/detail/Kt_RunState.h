@@ -15,6 +15,7 @@ namespace kt::detail {
 class Machine;
 struct FuncCode;
 struct Instr;
+struct LinkedCode;
 
 // What the interpreter keeps for one script while its functions run: the chain of calls, the
 // budget, and why the run has to stop. Lives as long as the script.
@@ -25,9 +26,9 @@ class RunState {
     const Kt_ScriptFunc* func;
     const Kt_ScriptOp* op;  // the statement that the walk runs; null before the first
     Frame* caller;
-    FuncCode* code = nullptr;   // of a translated function
-    const Instr* pc = nullptr;  // in it: the instruction after the one that runs
-    kt_long depth = 0;          // calls on the way, this one among them; of calls by the walk
+    const FuncCode* code = nullptr;  // of a translated function
+    const Instr* pc = nullptr;       // in it: the instruction after the one that runs
+    kt_long depth = 0;               // calls on the way, this one among them; of calls by the walk
   };
   // The statement being run; null before the first.
   static const Kt_ScriptOp* OpOf(const Frame& frame);
@@ -97,7 +98,7 @@ class RunState {
   void Pop() { frame_ = frame_->caller; }
   Machine& GetMachine();
   // Keeps code that a function has no longer until nothing runs.
-  void Retire(const std::shared_ptr<FuncCode>& code);
+  void Retire(const std::shared_ptr<LinkedCode>& code);
   Kt_WorkMeter& Meter() { return meter_; }
   bool IsRunning() const { return frame_ != nullptr; }
   const Frame* GetFrame() const { return frame_; }
@@ -207,7 +208,7 @@ class RunState {
   std::vector<std::unique_ptr<Kt_VariantList>> args_;
   std::size_t args_used_ = 0;
   std::unique_ptr<Machine> machine_;
-  std::shared_ptr<FuncCode> retired_;  // a chain
+  std::shared_ptr<LinkedCode> retired_;  // a chain
 };
 
 }  // namespace kt::detail

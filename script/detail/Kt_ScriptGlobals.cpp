@@ -98,12 +98,16 @@ bool MakeList(kt_long size, const Kt_Variant& value, bool has_value, Kt_Variant&
   return true;
 }
 
+kt_long Read(const Slice& text, Declarator& declarator, Slice& fault, SyntaxReporter* reporter) {
+  const kt_long code = Cut(text, declarator, fault);
+  if (reporter != nullptr) Note(*reporter, text, declarator, code != 0);
+  return code;
+}
+
 kt_long AddGlobal(Kt_Script& script, const Slice& text, Slice& fault, LoadUndo& undo,
                   SyntaxReporter* reporter) {
   Declarator declarator;
-  const kt_long code = Cut(text, declarator, fault);
-  if (reporter != nullptr) Note(*reporter, text, declarator, code != 0);
-  if (code != 0) return code;
+  if (const kt_long code = Read(text, declarator, fault, reporter)) return code;
   kt_long size = 0;
   if (declarator.has_size) size = Evaluate(script, declarator.name, declarator.size).ToInteger();
   Kt_Variant value;
@@ -123,10 +127,9 @@ kt_long AddGlobal(Kt_Script& script, const Slice& text, Slice& fault, LoadUndo& 
   return 0;
 }
 
-}  // namespace
-
-kt_long AddGlobals(Kt_Script& script, const Slice& declaration, Slice& fault, LoadUndo& undo,
-                   SyntaxReporter* reporter) {
+// Calls action(declarator) for each, until one answers with a code.
+template <class Action>
+kt_long ForDeclarators(const Slice& declaration, Slice& fault, const Action& action) {
   if (declaration.IsEmpty()) return -1;
   std::vector<Span> pieces;
   const kt_long code = SplitSpans(declaration.text, declaration.length, pieces);
@@ -134,9 +137,25 @@ kt_long AddGlobals(Kt_Script& script, const Slice& declaration, Slice& fault, Lo
   for (const Span& piece : pieces) {
     fault = declaration.Part(piece.start, piece.length);
     const Slice declarator = fault;
-    if (const kt_long failed = AddGlobal(script, declarator, fault, undo, reporter)) return failed;
+    if (const kt_long failed = action(declarator)) return failed;
   }
   return 0;
+}
+
+}  // namespace
+
+kt_long AddGlobals(Kt_Script& script, const Slice& declaration, Slice& fault, LoadUndo& undo,
+                   SyntaxReporter* reporter) {
+  return ForDeclarators(declaration, fault, [&](const Slice& text) {
+    return AddGlobal(script, text, fault, undo, reporter);
+  });
+}
+
+kt_long CheckGlobals(const Slice& declaration, Slice& fault, SyntaxReporter& reporter) {
+  return ForDeclarators(declaration, fault, [&](const Slice& text) {
+    Declarator declarator;
+    return Read(text, declarator, fault, &reporter);
+  });
 }
 
 }  // namespace kt::detail

@@ -19,7 +19,12 @@ ScriptLoader::ScriptLoader(Kt_Script& script, const Kt_WString& source_name, Kt_
       includes_(includes),
       text_{text.data(), static_cast<kt_long>(text.size())},
       reporter_(errors, source_name, text, 0),
-      undo_(script) {}
+      undo_(script) {
+  if (script.program_texts_ == nullptr) return;
+  record_ = &script.program_texts_->emplace_back();
+  record_->source_name = source_name;
+  record_->text = text;
+}
 
 kt_long ScriptLoader::Fail(kt_long code, kt_long line_at, const Slice& place,
                            const Slice* near_text, const Slice* function_name) {
@@ -76,17 +81,37 @@ void LoadUndo::UndoFunc(const Func& noted) noexcept {
   Kt_ScriptFunc* const func = script_.funcs_.Find(symbol);
   if (func == nullptr) return;
   func->DropCode();
-  while (func->args_.GetCount() > noted.args) func->args_.RemoveLast();
-  while (func->body_.GetCount() > noted.ops) func->body_.RemoveLast();
-  func->source_name_ = noted.source_name;
-  func->proto_line_ = noted.proto_line;
+  FuncTree& tree = *func->tree_;
+  while (tree.args.GetCount() > noted.args) tree.args.RemoveLast();
+  while (tree.body.GetCount() > noted.ops) tree.body.RemoveLast();
+  tree.source_name = noted.source_name;
+  tree.proto_line = noted.proto_line;
 }
 
 kt_long ScriptLoader::Run() {
   if (reporter_.WantsWarnings()) WarnOfSource(text_.View(), reporter_);
+  return Undoable([this] { return LoadItems(); });
+}
+
+kt_long ScriptLoader::Share(const ProgramText& text) {
+  return Undoable([&] {
+    if (record_ != nullptr) {  // a program becomes part of another one
+      record_->items = text.items;
+      return kOk;
+    }
+    for (const ProgramText::Item& item : text.items) {
+      if (const kt_long code = ShareItem(item)) return code;
+      if (!kt::ChargeTime(Kt_WorkMeter::kUnitsPerCall)) return kFailed;
+    }
+    return kOk;
+  });
+}
+
+template <class Load>
+kt_long ScriptLoader::Undoable(const Load& load) {
   const kt_long include_count = includes_.GetCount();
   try {
-    return LoadItems();
+    return load();
   } catch (const std::bad_alloc&) {
     undo_.Run();
     while (includes_.GetCount() > include_count) includes_.RemoveAt(includes_.GetCount() - 1);
@@ -139,7 +164,10 @@ kt_long ScriptLoader::LoadGlobals(Item& item) {
   item.end = start + length;
   const CleanText clean(rest.Part(0, length - 1), reporter_, nullptr);
   Slice fault = word;
-  const kt_long code = AddGlobals(script_, clean.Get(), fault, undo_, &reporter_);
+  const kt_long code = record_ != nullptr
+                           ? CheckGlobals(clean.Get(), fault, reporter_)
+                           : AddGlobals(script_, clean.Get(), fault, undo_, &reporter_);
+  if (record_ != nullptr) record_->items.push_back({item.start, item.word, {}, nullptr});
   return code < 0 ? Fail(code, start, fault) : 0;
 }
 
@@ -197,17 +225,40 @@ void ScriptLoader::ParseFunction(const Item& item, const FunctionText& function)
     reporter_.Warn(Kt_ScriptWarning::kWarnSecondFunction,
                    {function.name.offset, function.name.length}, &name);
   }
+  if (Kt_ScriptFunc* const known = script_.GetFunc(name)) known->MakeOwn();
   undo_.NoteFunc(name);
   Kt_ScriptFunc* const func =
       script_.funcs_.GetSafeItem(script_.funcs_.Add(Kt_ScriptFunc(name, &script_)));
   if (func == nullptr) return;
-  func->source_name_ = source_name_;
-  func->proto_line_ = reporter_.Lines().LineOf(item.start);
+  if (record_ == nullptr) return ParseTree(*func->tree_, name, item, function);
+  const auto tree = std::make_shared<FuncTree>();
+  ParseTree(*tree, name, item, function);
+  const auto span = [](const Slice& slice) { return Span{slice.offset, slice.length}; };
+  ShareTree(*tree, record_->text, span(function.proto), span(function.body));
+  record_->items.push_back({item.start, item.word, name, tree});
+}
+
+void ScriptLoader::ParseTree(FuncTree& tree, const Kt_WString& name, const Item& item,
+                             const FunctionText& function) {
+  tree.source_name = source_name_;
+  tree.proto_line = reporter_.Lines().LineOf(item.start);
   const OutlineMark mark(reporter_, OutlineMark::Kind::kFunction,
                          text_.Part(item.start, item.end - item.start), function.name);
-  BodyParser parser(reporter_, func->GetName());
-  parser.ParseProto(func->args_, function.proto, func->proto_line_);
-  parser.ParseBody(func->body_, function.body);
+  BodyParser parser(reporter_, name);
+  parser.ParseProto(tree.args, function.proto, tree.proto_line);
+  parser.ParseBody(tree.body, function.body);
+}
+
+// What would change a function that there is already is read from the text.
+kt_long ScriptLoader::ShareItem(const ProgramText::Item& item) {
+  Item in_text{item.start, item.word, 0};
+  if (item.tree == nullptr) return LoadGlobals(in_text);
+  if (script_.GetFunc(item.name) != nullptr) return LoadFunction(in_text);
+  undo_.NoteFunc(item.name);
+  Kt_ScriptFunc* const func =
+      script_.funcs_.GetSafeItem(script_.funcs_.Add(Kt_ScriptFunc(item.name, &script_)));
+  if (func != nullptr) func->Share(item.tree);
+  return kOk;
 }
 
 kt_long ScriptLoader::LoadPragma(Item& item) {

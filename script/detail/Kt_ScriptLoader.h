@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "object/Kt_ExprObjInfo.h"
+#include "script/detail/Kt_SharedFunc.h"
 #include "script/detail/Kt_SyntaxReporter.h"
 
 class Kt_Expr;
@@ -49,6 +50,9 @@ class LoadUndo {
 kt_long AddGlobals(Kt_Script& script, const Slice& declaration, Slice& fault, LoadUndo& undo,
                    SyntaxReporter* reporter = nullptr);
 
+// Looks at the same declarators without evaluating them.
+kt_long CheckGlobals(const Slice& declaration, Slice& fault, SyntaxReporter& reporter);
+
 // Cuts one script text into globals, functions and pragmas and loads each. Borrows everything.
 class ScriptLoader {
  public:
@@ -58,6 +62,8 @@ class ScriptLoader {
   // 0, or -1 at the first fault outside of functions. Where memory runs out, the script is as it
   // was and std::bad_alloc goes on.
   kt_long Run();
+  // The same for a text of a program, which is this loader's text: its functions are shared.
+  kt_long Share(const ProgramText& text);
 
  private:
   // An item starts with the word at `start`; `end` is set to where the next one may start.
@@ -72,7 +78,10 @@ class ScriptLoader {
     Slice body;
   };
 
+  template <class Load>
+  kt_long Undoable(const Load& load);
   kt_long LoadItems();
+  kt_long ShareItem(const ProgramText::Item& item);
   kt_long LoadItem(Item& item);
   kt_long LoadGlobals(Item& item);
   kt_long LoadFunction(Item& item);
@@ -80,6 +89,8 @@ class ScriptLoader {
   kt_long CutFunction(Item& item, FunctionText& function);
   kt_long CutName(const Item& item, Slice& name);
   void ParseFunction(const Item& item, const FunctionText& function);
+  void ParseTree(FuncTree& tree, const Kt_WString& name, const Item& item,
+                 const FunctionText& function);
 
   KT_COLD kt_long Fail(kt_long code, kt_long line_at, const Slice& place,
                        const Slice* near_text = nullptr, const Slice* function_name = nullptr);
@@ -90,6 +101,7 @@ class ScriptLoader {
   Slice text_;
   SyntaxReporter reporter_;
   LoadUndo undo_;
+  ProgramText* record_ = nullptr;  // where a program that is being made keeps the items
 };
 
 // The scanners end at a NUL: when something other than NULs and white space stands behind one, that

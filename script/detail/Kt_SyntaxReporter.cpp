@@ -46,6 +46,7 @@ void SyntaxReporter::Report(const Fault& fault) {
   error.code = fault.record_code != 0 ? fault.record_code : fault.code;
   if (fault.near_text != nullptr) error.near_text = *fault.near_text;
   error.message = kt_scripttextW(error.code);
+  error.detail_code = fault.expression_code;
   if (fault.expression_code != 0) error.detail = kt_exprtextW(fault.expression_code);
   places_->AddError(std::move(error));
 }

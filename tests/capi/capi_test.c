@@ -408,6 +408,44 @@ static void Hosts(void) {
   kt_engine_free(NULL);
 }
 
+static kt_engine* WithStart(int start) {
+  kt_engine* engine = kt_engine_new();
+  kt_value* value = kt_value_long(start);
+  EXPECT(kt_engine_set(engine, "start", value, NULL) == KT_OK);
+  kt_value_free(value);
+  return engine;
+}
+
+static void Programs(void) {
+  kt_program* program = NULL;
+  kt_error* error = NULL;
+  EXPECT(kt_program_new("p", "function f() { return 1 +; }", NULL, NULL, &program, &error) ==
+         KT_SYNTAX);
+  EXPECT(program == NULL && kt_error_fault_count(error) == 1);
+  kt_error_free(error);
+  EXPECT(kt_program_new("p", "#include \"none\"\n", Include, NULL, &program, NULL) == KT_SYNTAX);
+  EXPECT(kt_program_new("p",
+                        "#include \"more\"\nvar n = start;\n"
+                        "function main() { n = n + more(); return n; }",
+                        Include, NULL, &program, NULL) == KT_OK);
+  kt_engine* first = WithStart(10);
+  kt_engine* second = WithStart(100);
+  kt_engine* without = kt_engine_new();
+  EXPECT(kt_engine_load_program(first, program, NULL) == KT_OK);
+  EXPECT(kt_engine_load_program(second, program, NULL) == KT_OK);
+  EXPECT(kt_engine_load_program(without, program, &error) == KT_RUN);
+  EXPECT_TEXT(kt_error_text(error), "unknown variable 'start'");
+  kt_error_free(error);
+  EXPECT(kt_engine_load_program(first, NULL, NULL) == KT_ARGUMENT);
+  kt_program_free(program);
+  EXPECT_TEXT(Eval(first, "main() + main()"), "35");
+  EXPECT_TEXT(Eval(second, "main()"), "105");
+  kt_engine_free(first);
+  EXPECT_TEXT(Eval(second, "main()"), "110");
+  kt_engine_free(second);
+  kt_engine_free(without);
+}
+
 int main(void) {
   EXPECT(kt_abi_version() >> 16 == KT_ABI_VERSION >> 16);
   ValueKinds();
@@ -418,6 +456,7 @@ int main(void) {
   Datasets();
   Formulas();
   Hosts();
+  Programs();
   if (failures == 0) printf("all well\n");
   return failures == 0 ? 0 : 1;
 }

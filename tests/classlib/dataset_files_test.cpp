@@ -8,6 +8,7 @@
 #include <random>
 
 #include "classlib/base/Kt_Buffer.h"
+#include "classlib/formats/Kt_Formats.h"
 #include "classlib/value/Kt_Object.h"
 #include "common/text.h"
 #include "random_dataset.h"
@@ -91,6 +92,13 @@ TEST(DatasetFiles, TypedCsvKeepsCells) {
     for (const char16_t separator : {u',', u'\t', u';', u'|'}) {
       Kt_WString text;
       ASSERT_EQ(data.SaveCSV(text, {}, separator), data.GetRowCount());
+      Kt_CsvSaveOptions save_options;
+      save_options.separator = separator;
+      Kt_Buffer utf8;
+      Kt_SaveReport saved;
+      const bool is_utf8 = Kt_WString::FromUtf8(text.ToUtf8()) == text;
+      EXPECT_EQ(kt::SaveCsv(data, {}, save_options, utf8, saved) >= 0, is_utf8);
+      EXPECT_EQ(utf8.View(), is_utf8 ? text.ToUtf8() : "");
       Kt_CsvOptions options;
       options.separator = separator;
       Kt_LoadReport report;

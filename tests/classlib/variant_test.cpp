@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <bit>
+#include <charconv>
 #include <cstdio>
 #include <cstdlib>
 #include <random>
 #include <string>
+#include <string_view>
 #include <type_traits>
 
 #include "classlib/text/Kt_Number.h"
@@ -165,6 +167,15 @@ TEST(Variant, TextOfDoubles) {
   }
 }
 
+// The digits of a number, without zeros before and after them.
+std::string DigitsOf(std::string_view text) {
+  std::string digits;
+  for (const char unit : text.substr(0, text.find('e'))) {
+    if (unit >= '0' && unit <= '9' && (unit != '0' || !digits.empty())) digits += unit;
+  }
+  return digits.substr(0, digits.find_last_not_of('0') + 1);
+}
+
 TEST(Variant, TextOfDoublesAgainstTheCLibrary) {
   std::mt19937_64 random(20240229);
   for (int turn = 0; turn < 20000; ++turn) {
@@ -181,6 +192,10 @@ TEST(Variant, TextOfDoublesAgainstTheCLibrary) {
     double back = 0.0;
     ASSERT_TRUE(kt_readnumberW(kt_shortestdoubleW(value), back));
     ASSERT_EQ(back, value);
+    const char* const end =
+        std::to_chars(wanted, wanted + sizeof wanted, value, std::chars_format::scientific).ptr;
+    ASSERT_EQ(DigitsOf(Utf8(kt_shortestdoubleW(value))),
+              DigitsOf(std::string_view(wanted, static_cast<std::size_t>(end - wanted))));
   }
 }
 

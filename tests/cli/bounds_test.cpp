@@ -91,12 +91,14 @@ TEST(CliBounds, LeaveTheRestAlone) {
 
 TEST(CliBounds, SandboxBoundsFilesStepsTimeAndMemory) {
   const TestFolder folder;
-  const std::string script =
-      folder.Write("s.kts",
-                   "function endless() { while (1) {} }\n"
-                   "function reads() { return readText('s.kts'); }\n"
-                   "function grows() { var a = []; for (var i = 0; i < 30; i++) a[i] = "
-                   "space(10000000); return length(a); }\n");
+  const std::string script = folder.Write(
+      "s.kts",
+      "function endless() { while (1) {} }\n"
+      "function reads() { return readText('s.kts'); }\n"
+      "function grows() { var a = []; for (var i = 0; i < 30; i++) a[i] = "
+      "space(10000000); return length(a); }\n"
+      "function shows() { var s = space(250000); var a = array(20); for (var i = 0; i < "
+      "20; i++) a[i] = s; print(a); }\n");
   const struct {
     std::vector<std::string> options;
     const char* function;
@@ -109,6 +111,8 @@ TEST(CliBounds, SandboxBoundsFilesStepsTimeAndMemory) {
       {{"--sandbox", "--allow-dir", folder.Path("")}, "reads", 1, "cannot read 's.kts'"},
       {{"--sandbox"}, "grows", 1, "out of memory"},
       {{"--sandbox", "--memory", "2000"}, "grows", 0, ""},
+      {{"--sandbox", "--memory", "3"}, "shows", 1, "out of memory"},
+      {{"--sandbox", "--memory", "50"}, "shows", 0, ""},
       {{"--sandbox", "--allow-all-files"}, "reads", 2, "--allow-all-files"},
   };
   for (const auto& row : kRows) {

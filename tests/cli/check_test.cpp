@@ -110,11 +110,42 @@ TEST(CliCheck, AnyBytesEndInAMessage) {
   for (const std::string& text : kTexts) {
     const Check check(text);
     EXPECT_TRUE(check.outcome.status == 0 || check.outcome.status == 1);
-    EXPECT_EQ(check.outcome.status == 1, !check.outcome.messages.empty()) << text.substr(0, 50);
+    const bool has_error = check.outcome.messages.find("error: ") != std::string::npos;
+    EXPECT_EQ(check.outcome.status == 1, has_error) << text.substr(0, 50);
   }
   const Check invalid("function \xFF");
   EXPECT_EQ(invalid.outcome.status, 1);
   EXPECT_NE(invalid.outcome.messages.find("byte offset 9"), std::string::npos);
+}
+
+TEST(CliCheck, FixMendsWhatHasOneCure) {
+  const TestFolder folder;
+  const struct {
+    const char* script;
+    const char* mended;
+  } kRows[] = {
+      {"function main(a) {\r\n  let b = a\r\n  if (b === 1) retrun b;\r\n}\r\n",
+       "function main(a) {\r\n  var b = a;\r\n  if (b == 1) return b;\r\n}\r\n"},
+      {"function main(a) {\n  if a > 1 {\n    print \"x\";\n  }\n}\n",
+       "function main(a) {\n  if (a > 1) {\n    print(\"x\");\n  }\n}\n"},
+      {"function main(a) { print((a; }\n", "function main(a) { print((a; }\n"},
+      {"function main(a) { return unknwon(a); }\n", "function main(a) { return unknwon(a); }\n"},
+      {"function main(a) { return a; }\n", "function main(a) { return a; }\n"},
+  };
+  for (const auto& row : kRows) {
+    const std::string file = folder.Write("a.kts", row.script);
+    const bool changes = std::string(row.script) != row.mended;
+    const Outcome shown = Kt({"check", "--fix", "--diff", file});
+    EXPECT_EQ(shown.out.empty(), !changes) << shown.out;
+    EXPECT_EQ(shown.messages, "");
+    EXPECT_EQ(folder.Read("a.kts"), row.script);
+    const Outcome fixed = Kt({"check", "--fix", file});
+    EXPECT_EQ(folder.Read("a.kts"), row.mended) << fixed.messages;
+    EXPECT_EQ(fixed.messages.find(" mended\n") != std::string::npos, changes) << fixed.messages;
+    EXPECT_TRUE(!changes || fixed.status == 0) << fixed.messages;
+  }
+  EXPECT_EQ(Kt({"check", "--fix", folder.Path("none.kts")}).status, 2);
+  EXPECT_EQ(Kt({"check", "--diff", folder.Path("a.kts")}).status, 2) << "--diff needs --fix";
 }
 
 // The program with less native stack than usual: an error with its place, in check and in run.

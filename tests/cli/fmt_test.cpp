@@ -249,7 +249,7 @@ TEST(CliFmt, ReplacesFiles) {
   EXPECT_EQ(folder.Read("messy.kts"), "var a=1;\n");
   const std::string told = kt({bad, messy});
   EXPECT_TRUE(told.starts_with("1bad.kts:2:7: error: ")) << told;
-  EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 3) << told;
+  EXPECT_EQ(std::count(told.begin(), told.end(), '\n'), 8) << told;
   EXPECT_EQ(folder.Read("bad.kts"), "function  f() {\n x = (;\n y = );\n}\n");
   EXPECT_EQ(folder.Read("messy.kts"), "var a = 1;\n");
   EXPECT_EQ(kt({"--check", messy, neat}), "0");

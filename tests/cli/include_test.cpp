@@ -35,7 +35,8 @@ TEST(CliInclude, FaultsNameTheFileAndTheLine) {
   const std::string run = folder.Write("run.kts", "#include 'lib.kts'\nfunction main() { f(); }\n");
   outcome = Kt({"run", run});
   EXPECT_EQ(folder.Shorten(outcome.messages),
-            "lib.kts:2: error: unknown variable 'missing'\n"
+            "lib.kts:2:10: error: unknown variable 'missing'\n"
+            "  return missing;\n         ^~~~~~~\n"
             "  in function f (lib.kts:2)\n  in function main (run.kts:2)\n");
 
   folder.Write("bad.kts", "function g() { return (1; }\n");

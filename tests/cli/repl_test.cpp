@@ -49,9 +49,11 @@ TEST(CliRepl, Sessions) {
       {"function f(a) { return a; }\nf(1)\nfunction F(a, b)\n{\n  return b;\n}\nf(1, 2)", "1\n2\n",
        "", 0},
       {"function f() { return 1; }\nfunction f() { return 2 + ; }\nf()", "1\n",
-       "input:2:26: error: Invalid Expression: expression ends too early in function f\n"
+       "input:2:26: error: Invalid Expression: expression ends too early in function f "
+       "[no-operand]\n"
        "function f() { return 2 + ; }\n"
-       "                         ^\n",
+       "                         ^\n"
+       "  hint: a value is missing after '+'\n",
        1},
       {"function f() { return g(); }\nfunction g() { return 3; }\nf()\nfunction g() { return 4; }\n"
        "f()",
@@ -123,9 +125,11 @@ TEST(CliRepl, LoadedFilesReplaceAndFaultsChangeNothing) {
               &folder);
   EXPECT_EQ(outcome.out, "1\npart\n1\n1\nf()\n    Defined at " + good + ":3.\n");
   EXPECT_EQ(outcome.messages,
-            "bad.kts:3:19: error: Invalid Expression: expression ends too early in function h\n"
+            "bad.kts:3:19: error: Invalid Expression: expression ends too early in function h "
+            "[no-operand]\n"
             "function h() { 1 + ; }\n"
             "                  ^\n"
+            "  hint: a value is missing after '+'\n"
             "input:5: error: loading 'bad.kts' failed\n"
             "none: error: cannot read: No such file or directory\n"
             "input:8: error: loading 'none' failed\n");

@@ -42,9 +42,10 @@ TEST(CliRun, ErrorsNameThePlaceAndTheCalls) {
     const char* script;
     const char* messages;
   } kRows[] = {
-      {"function main() {\n\n  return missing;\n}", "a.kts:3: error: unknown variable 'missing'\n"},
+      {"function main() {\n\n  return missing;\n}",
+       "a.kts:3:10: error: unknown variable 'missing'\n  return missing;\n         ^~~~~~~\n"},
       {"function f(x) {\n  x = missing;\n}\nfunction main() {\n  var a;\n  f(1);\n}",
-       "a.kts:2: error: unknown variable 'missing'\n"
+       "a.kts:2:7: error: unknown variable 'missing'\n  x = missing;\n      ^~~~~~~\n"
        "  in function f (a.kts:2)\n"
        "  in function main (a.kts:6)\n"},
       {"var a = missing;\nfunction main() { print('never'); }",

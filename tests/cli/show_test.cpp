@@ -297,7 +297,8 @@ TEST(CliShow, MessagesNameWhatIsKnown) {
       {{"--totals-only"}, 2, "kt show: --totals-only needs --group\n"},
       {{"--filter", "qty >"},
        1,
-       "expression:1:6: error: expression ends too early\nqty >\n     ^\n"},
+       "expression:1:6: error: expression ends too early [no-operand]\nqty >\n     ^\n"
+       "  hint: a value is missing after '>'\n"},
       {{"--filter", "price > 1 and qtty > 2"},
        1,
        "expression:1:15: error: unknown variable 'qtty'; did you mean 'qty'? C" + columns +

@@ -27,10 +27,10 @@ std::string MessageOf(const std::string& body) {
                      "function testIt() {\n" +
                          body + "\n}\n");
   std::string said = tests.Run();
-  const std::string kFailed = "1 FAILED a_test.kts: testIt\na_test.kts:4: error: ";
+  const std::string kFailed = "1 FAILED a_test.kts: testIt\na_test.kts:4:";
   if (said == "0 1 test, 0 failed\n") return "";
   if (!said.starts_with(kFailed)) return said;
-  said.erase(0, kFailed.size());
+  said.erase(0, said.find(" error: ") + 8);
   return said.substr(0, said.find("\n1 test, 1 failed"));
 }
 
@@ -63,9 +63,11 @@ TEST(CliTest, Assertions) {
       {"assertFails('global = 5;');", "assertFails: global = 5; does not fail"},
       {"assertFails('nobody()', 'somebody');",
        "assertFails: it fails with 'unknown function: nobody', not with 'somebody'"},
-      {"assertFails('nobody()'); nobody();", "unknown function: nobody"},
+      {"assertFails('nobody()'); nobody();",
+       "unknown function: nobody\nassertFails('nobody()'); nobody();\n                         "
+       "^~~~~~"},
       {"assertRecorded('../a', 1);", "assertRecorded: '../a' is no name of a record"},
-      {"return nobody;", "unknown variable 'nobody'"},
+      {"return nobody;", "unknown variable 'nobody'\nreturn nobody;\n       ^~~~~~"},
       {"while (1) {}", nullptr},
   };
   for (const auto& row : kRows) {

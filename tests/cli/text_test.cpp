@@ -107,11 +107,11 @@ TEST(CliText, Json) {
       {Kt_Variant(Kt_VariantList{u"a", Kt_VariantList()}), "[\"a\",[]]"},
   };
   for (const auto& row : kRows) {
-    std::string json;
+    kt::CountedBytes json;
     EXPECT_TRUE(ToJson(row.value, json));
     EXPECT_EQ(json, row.json);
   }
-  std::string json;
+  kt::CountedBytes json;
   EXPECT_TRUE(ToJson(Nested(400), json));
   EXPECT_FALSE(ToJson(Nested(5000), json));
 }

@@ -42,21 +42,21 @@ TEST_F(CliUsage, BashCompletes) {
       {"ru", kNoFiles, "run"},
       {"--v", kNoFiles, "--version"},
       {"run ''", "", ""},
-      {"run --allow-", kNoFiles, "--allow-dir --allow-all-files --allow-rejects"},
+      {"run --allow-", kNoFiles, "--allow-dir --allow-host --allow-all-files --allow-rejects"},
       {"run --data ''", "", ""},
       {"run --data = ''", "", ""},
       {"run --data t = ord", "", ""},
-      {"run --data t = x.csv --st", kNoFiles, "--steps"},
+      {"run --data t = x.csv --ste", kNoFiles, "--steps"},
       {"run --data t =", "", ""},
       {"run --steps ''", kNoFiles, ""},
       {"run --include-dir ''", "-o dirnames +o default +o bashdefault\n", ""},
       {"run a.kts main --st", "", ""},
-      {"run --steps 5 a.kts --st", kNoFiles, "--steps"},
-      {"run --steps=5 a.kts --st", kNoFiles, "--steps"},
+      {"run --steps 5 a.kts --ste", kNoFiles, "--steps"},
+      {"run --steps=5 a.kts --ste", kNoFiles, "--steps"},
       {"check -- --st", "", ""},
       {"show --format j", kNoFiles, "json jsonl"},
       {"show --format = j", kNoFiles, "json jsonl"},
-      {"show --format =", kNoFiles, "csv tsv xml json jsonl ktb md"},
+      {"show --format =", kNoFiles, "csv tsv xml json jsonl ktb xlsx md"},
       {"show --format=j", kNoFiles, "--format=json --format=jsonl"},
       {"test --coverage ''", "", ""},
       {"test --coverage = h", kNoFiles, "html"},
@@ -93,6 +93,92 @@ TEST_F(CliUsage, OtherShellsReadTheirScripts) {
     }
   }
   if (!skipped.empty()) GTEST_SKIP() << "not here, so not asked:" << skipped;
+}
+
+// Types each line at a prompt of zsh and prints what is offered for its end.
+constexpr const char* kAskZsh = R"(zmodload zsh/zpty
+zpty shell zsh -f -i
+zpty -w shell 'PS1= PS2=; unsetopt beep zle_bracketed_paste; autoload -Uz compinit
+compinit -u -D; source ../kt.zsh; bindkey -e; bindkey "^I" complete-word
+zstyle ":completion:*" insert-tab false
+compadd() {
+  if [[ ${@[1,(i)(-|--)]} != *-(O|A|D)\ * ]]; then
+    local -a hits; builtin compadd -A hits "$@"; print -rl -- "<$^hits>"
+  fi
+  builtin compadd "$@"
+}
+finish() { print END; comppostfuncs=(finish) }
+comppostfuncs=(finish); print REA""DY'
+while zpty -r shell line && [[ $line != *READY* ]]; do done
+for words; do
+  zpty -w -n shell $'\C-e\C-u'"$words"$'\t'
+  offered=()
+  while zpty -r shell line && [[ $line != *END* ]]; do
+    [[ $line == *\<?*\>* ]] && offered+=(${${line##*\<}%\>*})
+  done
+  print -r -- ${(ou)offered}
+done
+zpty -d shell
+)";
+
+constexpr const char* kAskFish = R"(source ../kt.fish
+for words in $argv
+    echo (complete -C $words | string replace -r '\t.*' '' | sort)
+end
+)";
+
+TEST_F(CliUsage, OtherShellsComplete) {
+  const struct {
+    const char* words;
+    const char* zsh;
+    const char* fish;
+  } kRows[] = {
+      {"kt ru", "run", "run"},
+      {"kt --v", "--version", "--version"},
+      {"kt run ", "main.kts orders.csv sub", "main.kts orders.csv sub/"},
+      {"kt run --allow-", "--allow-all-files --allow-dir --allow-host --allow-rejects",
+       "--allow-all-files --allow-dir --allow-host --allow-rejects"},
+      {"kt run --data t=o", "orders.csv", "t=orders.csv"},
+      {"kt run --data=t=o", "orders.csv", "--data=t=orders.csv"},
+      {"kt run --data t=x.csv --st", "--steps --strict", "--steps --strict"},
+      {"kt run --steps ", "", ""},
+      {"kt run --include-dir ", "sub", "sub/"},
+      {"kt run a.kts --st", "--steps --strict", "--steps --strict"},
+      {"kt run --timeout 5 a.kts --st", "--steps --strict", "--steps --strict"},
+      {"kt run a.kts main --st", "", ""},
+      {"kt run --timeout 5 a.kts main x --st", "", ""},
+      {"kt run a.kts main o", "orders.csv", "orders.csv"},
+      {"kt check a.kts --js", "--json", "--json"},
+      {"kt check -- --js", "", ""},
+      {"kt show --format j", "json jsonl", "json jsonl"},
+      {"kt show --format=j", "json jsonl", "--format=json --format=jsonl"},
+      {"kt test --coverage=h", "html", "--coverage=html"},
+      {"kt completion ", "bash zsh fish", "bash fish zsh"},
+      {"kt help du", "dump", "dump"},
+      {"kt unknown --x", "", ""},
+  };
+  std::string lines;
+  std::string wanted[2];
+  for (const auto& row : kRows) {
+    lines += std::string(" '") + row.words + "'";
+    wanted[0] += std::string(row.zsh) + "\n";
+    wanted[1] += std::string(row.fish) + "\n";
+  }
+  folder_.Write("ask/main.kts", "");
+  folder_.Write("ask/orders.csv", "");
+  folder_.Write("ask/sub/x", "");
+  folder_.Write("ask.zsh", kAskZsh);
+  folder_.Write("ask.fish", kAskFish);
+  for (const std::string shell : {"zsh", "fish"}) {
+    folder_.Write("kt." + shell, Kt({"completion", shell}).out);
+  }
+  if (Has("zsh")) {
+    EXPECT_EQ(Shell("cd ask; zsh -f ../ask.zsh" + lines), wanted[0]);
+  }
+  if (Has("fish")) {
+    EXPECT_EQ(Shell("cd ask; fish --no-config ../ask.fish" + lines), wanted[1]);
+  }
+  if (!Has("zsh") || !Has("fish")) GTEST_SKIP() << "not both of zsh and fish are here";
 }
 
 TEST_F(CliUsage, ManPagesAreSoundAndComplete) {

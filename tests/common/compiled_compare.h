@@ -5,6 +5,7 @@
 #include <string_view>
 
 #include "expr/Kt_Expr.h"
+#include "script/Kt_Program.h"
 #include "script/Kt_Script.h"
 #include "test_host.h"
 
@@ -20,7 +21,15 @@ class ProgramHost : public TestHost {
     return EXPR_OBJ_EXTAPI;
   }
 
+  // Has `script` load the text, as a program where there is one.
+  kt_long Load(Kt_Script& script) const {
+    Kt_WStrList faults;
+    return program != nullptr ? script.Load(program, &faults)
+                              : script.Parse(u"made", text, nullptr, &faults);
+  }
+
   Kt_WString text;  // of the script
+  std::shared_ptr<const Kt_Program> program;
 
  private:
   static kt_long Probe(Kt_ExprObject* context, const Kt_VariantList* args, Kt_Variant& result) {
@@ -38,7 +47,7 @@ class ProgramHost : public TestHost {
       case 4: (void)script.ExecFunc(u"same", args, result); break;
       case 5:
         if (++host.reloads < 3) script.Clear();
-        if (host.reloads < 3) (void)script.Parse(u"made", host.text, nullptr, nullptr);
+        if (host.reloads < 3) (void)host.Load(script);
         break;
       case 6: script.GetVariables().AddVariable(name, value); break;
       default: break;
@@ -56,9 +65,12 @@ class ProgramHost : public TestHost {
 };
 
 // All that can be seen of two runs of a script's main(5, 'abc'), the second with the variables as
-// the first left them: codes, the last error, results, variables, reports, calls.
-inline std::string RunToText(std::string_view text, bool is_compiled, int limit_steps = 300) {
+// the first left them: codes, the last error, results, variables, reports, calls. With a `program`
+// the script has that loaded, and not the text.
+inline std::string RunToText(std::string_view text, bool is_compiled, int limit_steps = 300,
+                             const std::shared_ptr<const Kt_Program>& program = nullptr) {
   ProgramHost host;
+  host.program = program;
   host.variables.AddVariable(u"hosted", kt_long{3});
   host.variables.AddVariable(u"obj", Kt_Variant(Kt_ObjectHolder(nullptr, host.thing.get())));
   host.thing->default_prop = u"size";
@@ -77,8 +89,7 @@ inline std::string RunToText(std::string_view text, bool is_compiled, int limit_
       places += call.function.ToUtf8() + ":" + std::to_string(call.line) + " ";
     }
   };
-  Kt_WStrList faults;
-  script.Parse(u"made", host.text, nullptr, &faults);
+  (void)host.Load(script);
   std::string out;
   for (int run = 0; run < 2; ++run) {
     Kt_Variant args[] = {Kt_Variant(kt_long{5}), Kt_Variant(u"abc")};

@@ -38,7 +38,7 @@ class Samples {
       Kt_Expr expr;
       expr.SetExpr(lines[line]);
       value.Clear();
-      if (expr.ExecExpr(&host_, value) != kOk) return "!" + host_.TakeReports();
+      if (expr.ExecExpr(&host_, value) != kOk) return "error: " + host_.TakeReports();
     }
     return value.ToString().ToUtf8();
   }
@@ -54,11 +54,11 @@ bool Mentions(const char16_t* example, const Kt_WString& name) {
 }
 
 // One of the names that share the entry of a method stands in its example.
-bool ShowsMethod(const Kt_MethodDoc& doc) {
+bool ShowsMethod(const Kt_MethodDoc& doc, const char16_t* example) {
   const _EXPR_OBJMETHOD_INFO* const rows = Kt_ExprDataset::GetDSetMethodMap();
   for (int row = 0; row < Kt_ExprDataset::GetDSetMethodCount(); ++row) {
     if (GetMethodDoc(rows[row].name) != &doc) continue;
-    if (Mentions(doc.example, Kt_WString(rows[row].name) + u"(")) return true;
+    if (Mentions(example, Kt_WString(rows[row].name) + u"(")) return true;
   }
   return false;
 }
@@ -67,7 +67,7 @@ bool ShowsMember(const Kt_MemberDoc& doc) {
   Kt_WStrList names;
   names.Parse(doc.names, u",");
   for (kt_long name = 0; name < names.GetCount(); ++name) {
-    if (Mentions(doc.example, names[name])) return true;
+    if (Mentions(doc.example.example, names[name])) return true;
   }
   return false;
 }
@@ -90,8 +90,11 @@ TEST(MethodDocs, EveryMethodHasOneEntry) {
 
 TEST(MethodDocs, EveryExampleGivesItsResult) {
   for (const Kt_MethodDoc& doc : GetMethodDocs()) {
-    EXPECT_EQ(Samples().Run(doc.example), Text(doc.result)) << Text(doc.name);
-    EXPECT_TRUE(ShowsMethod(doc)) << Text(doc.name);
+    for (const Kt_HelpExample& one : doc.examples) {
+      ASSERT_NE(one.example, nullptr) << Text(doc.name);
+      EXPECT_EQ(Samples().Run(one.example), Text(one.result)) << Text(one.example);
+      EXPECT_TRUE(ShowsMethod(doc, one.example)) << Text(one.example);
+    }
     EXPECT_TRUE(*doc.does != 0 && *doc.odd != 0) << Text(doc.name);
   }
 }
@@ -103,7 +106,7 @@ void ExpectMembers(const _EXPR_SIMPLEPROP_INFO* rows, int count, std::span<const
   for (const Kt_MemberDoc& doc : docs) {
     Kt_WStrList list;
     names += list.Parse(doc.names, u",");
-    EXPECT_EQ(Samples().Run(doc.example), Text(doc.result)) << Text(doc.names);
+    EXPECT_EQ(Samples().Run(doc.example.example), Text(doc.example.result)) << Text(doc.names);
     EXPECT_TRUE(ShowsMember(doc)) << Text(doc.names);
   }
   EXPECT_EQ(names, count);

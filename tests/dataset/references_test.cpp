@@ -57,6 +57,30 @@ TEST_F(References, InExpressions) {
   EXPECT_EQ(Eval(&host, u"d['n'].nosuch").substr(0, 1), "!");
 }
 
+// A cell stands for its value where a built-in wants a date.
+TEST_F(References, CellsAsDates) {
+  const auto dates = MakeDataset(
+      u"t", u"day:datetime,number:long,text:string\n2024-02-29,20240301,2024-03-02 10:00\n");
+  Kt_ExprDataset wrapped(dates.get(), &host);
+  host.datasets.push_back(&wrapped);
+  const struct {
+    const char16_t* text;
+    const char* wanted;
+  } rows[] = {
+      {u"toString(t[0].day, 'd.M.yyyy')", "'29.2.2024'"},
+      {u"toString(addDate(t[0].day, 1))", "'2024-03-01'"},
+      {u"addMonth(t[0].number, 1)", "20240401"},
+      {u"toString(t[0].text, 'HH:mm')", "'10:00'"},
+      {u"WorkDate(t[0].number) - WorkDate(t[0].text)", "1"},
+      {u"solar2lunar(t[0].text)", "'2024-01-22 10:00'"},
+      {u"type(getDay(t[0]))", "'empty'"},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(Eval(&host, row.text), row.wanted) << Kt_WString(row.text).ToUtf8();
+  }
+  host.datasets.pop_back();
+}
+
 TEST_F(References, SetsOfRows) {
   Object some(Object::kRowSet, wrapper.get(), 1, 5, {});
   EXPECT_EQ(some.GetItemCount(), 5);

@@ -52,8 +52,8 @@ TEST(DatasetRunError, Expressions) {
       // The language gives an empty value for these; the failure is noted all the same.
       {u"sales.Srot('qty')", 0, "no method 'Srot' in sales (did you mean 'Sort'?)"},
       {u"sales.Sum('qty * prize')", 0,
-       "unknown variable 'prize' (did you mean 'price'?) <prize>@7"},
-      {u"sales.Sum('qty * text(1)')", 0, "unknown function: text <text>@7"},
+       "unknown variable 'prize' (did you mean 'price'?) (row 0) <prize>@7"},
+      {u"sales.Sum('qty * text(1)')", 0, "unknown function: text (row 0) <text>@7"},
       {u"sales.DeleteRow()", kErrBadArgument,
        "no dataset, or too few arguments: DeleteRow() <DeleteRow>@7"},
   };
@@ -99,7 +99,7 @@ TEST(DatasetRunError, EveryRow) {
   Kt_Variant result;
   EXPECT_EQ(wrapper.CallMethod(u"Sum", &args, result), 0);
   EXPECT_EQ(host.errors.size(), 1u);
-  EXPECT_EQ(Last(), "unknown variable 'prise' (did you mean 'price'?) <prise>@1");
+  EXPECT_EQ(Last(), "unknown variable 'prise' (did you mean 'price'?) (row 0) <prise>@1");
 }
 
 }  // namespace

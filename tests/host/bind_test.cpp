@@ -392,6 +392,35 @@ TEST(HostBind, TablesAskAndTell) {
   EXPECT_EQ(Outcome([&] { kt::Table(*alone).set(0, "n", 2); }), "other: gone");
 }
 
+TEST(HostBind, StrictHearsOfTextsReadAsZero) {
+  const char* const kScript =
+      "function main(x) {\n  var y = 2;\n  y *= x;\n  for (var i = 0; i < 3; i++) y = y - x;\n"
+      "  return y + t.Sum('n * s');\n}";
+  for (const bool is_compiled : {true, false}) {
+    kt::Engine engine;
+    std::vector<std::string> heard;
+    engine.strict([&](const kt::ErrorInfo& warning) {
+      EXPECT_EQ(warning.code, 0);
+      heard.push_back(warning.Whole() + " <" + warning.expression + ">");
+    });
+    engine.script().SetCompiled(is_compiled);
+    kt::Table table = engine.dataset("t");
+    table.load_csv("n:long,s:string\n1,2\n2,x\n");
+    engine.load("a", kScript);
+    EXPECT_EQ(engine.call<int>("main", "n/a"), 2);
+    EXPECT_EQ(engine.call<int>("main", "n/b"), 2) << "the places are known";
+    EXPECT_THAT(heard, ElementsAre("a:3: 'n/a' is no number and is read as 0 by '*' <>",
+                                   "a:4:3: 'n/a' is no number and is read as 0 by '-' <y - x>",
+                                   "a:5:11: 'x' is no number and is read as 0 by '*' (row 1) "
+                                   "<y + t.Sum('n * s')>"));
+    EXPECT_EQ(engine.eval<int>("1 - 'q'"), 1);
+    EXPECT_EQ(heard.size(), 4u);
+    engine.strict(nullptr);
+    EXPECT_EQ(engine.eval<int>("2 * 'q'"), 0);
+    EXPECT_EQ(heard.size(), 4u);
+  }
+}
+
 TEST(HostBind, FunctionsCallBackIntoTheEngine) {
   kt::Engine engine;
   engine.function("down",
@@ -409,6 +438,55 @@ TEST(HostBind, FunctionsCallBackIntoTheEngine) {
   engine.limit_steps(1000).load("spin", "function spin() { while (1) { } }");
   engine.function("inner", [&] { return engine.call<int>("spin"); });
   EXPECT_EQ(engine.try_eval("inner()").error().code, kErrStepBudget);
+}
+
+TEST(HostBind, EnginesShareAProgram) {
+  const kt::IncludeSource source = [](const std::string& name, const std::string&) {
+    return name == "more" ? std::optional("function more(n) { return hosted(n) + 1; }")
+                          : std::nullopt;
+  };
+  const char* const text =
+      "#include \"more\"\n"
+      "var calls = 0, first = hosted(0);\n"
+      "function main(n) {\n"
+      "  calls++;\n"
+      "  if (n > 5) return n + none;\n"
+      "  return more(n) + calls * 100 + thing.x;\n"
+      "}\n";
+  std::optional<kt::Program> program = kt::Program::compile("rules", text, source);
+  const auto run = [&](int own, bool is_shared) {
+    kt::Engine engine;
+    kt::Object thing(engine, "thing");
+    thing.property("x", [own] { return own * 1000; });
+    engine.function("hosted", [own](int n) { return n + own; }).includes(source);
+    is_shared ? engine.load(*program) : engine.load("rules", text);
+    std::string out = std::to_string(engine.get<int>("first"));
+    for (int n = 3; n < 7; ++n) {
+      out += " " + Outcome([&] { return engine.call<int>("main", n); });
+    }
+    return out;
+  };
+  std::vector<std::string> found(6);
+  std::vector<std::thread> threads;
+  for (int own = 0; own < 6; ++own) {
+    threads.emplace_back([&, own] { found[static_cast<std::size_t>(own)] = run(own, true); });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_THAT(found[4], HasSubstr("4 4108 4209 4310 run: rules:5:"));
+  for (int own = 0; own < 6; ++own) {
+    EXPECT_EQ(found[static_cast<std::size_t>(own)], run(own, false));
+  }
+
+  // It may go before the engines that have loaded it.
+  EXPECT_EQ(Outcome([&] { kt::Engine().load(*program); }), "run: 1: unknown function: hosted");
+  kt::Engine engine;
+  engine.function("hosted", [](int n) { return n; }).load(*program);
+  program.reset();
+  EXPECT_EQ(engine.eval<int>("more(1)"), 2);
+  EXPECT_EQ(Outcome([] { kt::Program::compile("a", "#include \"none\"\n"); }),
+            "syntax: a: there is no 'none' to include");
+  EXPECT_EQ(Outcome([] { kt::Program::compile("a", "\nfunction f() { return 1 +; }"); }),
+            Outcome([] { kt::Engine().load("a", "\nfunction f() { return 1 +; }"); }));
 }
 
 TEST(HostBind, AnythingMayGoFirst) {

@@ -16,6 +16,7 @@
 #include "dataset/dataset_test_util.h"
 #include "memory/alloc_faults.h"
 #include "memory/child_process.h"
+#include "script/Kt_Program.h"
 
 namespace kt::test {
 namespace {
@@ -148,6 +149,38 @@ class ScriptParse : public ScriptRun {
   }
 };
 
+// What the script has already is added to, the rest is shared.
+class ProgramLoad : public ScriptParse {
+ public:
+  void Prepare() override {
+    ScriptParse::Prepare();
+    program_ = Kt_Program::Make(name_, text_, nullptr, nullptr);
+  }
+  kt_long Run() override { return script_.Load(program_); }
+
+ protected:
+  std::shared_ptr<const Kt_Program> program_;
+};
+
+class ProgramRun : public ScriptRun {
+ public:
+  explicit ProgramRun(bool compiled = true) : ScriptRun(kScript, compiled) {}
+  void Prepare() override { (void)script_.Load(Kt_Program::Make(name_, text_, nullptr, nullptr)); }
+};
+
+class ProgramMake : public ProgramLoad {
+ public:
+  kt_long Run() override {
+    program_ = Kt_Program::Make(name_, text_, nullptr, nullptr);
+    return program_ != nullptr ? kOk : kErrNoMemory;
+  }
+  std::string Result() override {
+    (void)script_.Load(program_);
+    return ScriptParse::Result();
+  }
+  bool Reports() const override { return false; }
+};
+
 class ExprRun : public Scenario {
  public:
   kt_long Run() override { return expr_.ExecExpr(&host, value_); }
@@ -266,6 +299,11 @@ const std::map<std::string, Maker> kScenarios = {
     {"script_evaluated",
      []() -> std::unique_ptr<Scenario> { return std::make_unique<ScriptRun>(kScript, false); }},
     {"parse", []() -> std::unique_ptr<Scenario> { return std::make_unique<ScriptParse>(); }},
+    {"program_load", []() -> std::unique_ptr<Scenario> { return std::make_unique<ProgramLoad>(); }},
+    {"program_make", []() -> std::unique_ptr<Scenario> { return std::make_unique<ProgramMake>(); }},
+    {"program_run", []() -> std::unique_ptr<Scenario> { return std::make_unique<ProgramRun>(); }},
+    {"program_evaluated",
+     []() -> std::unique_ptr<Scenario> { return std::make_unique<ProgramRun>(false); }},
     {"expression", []() -> std::unique_ptr<Scenario> { return std::make_unique<ExprRun>(); }},
     {"dataset_script", []() -> std::unique_ptr<Scenario> { return std::make_unique<DataRun>(); }},
     {"dataset_script_evaluated",

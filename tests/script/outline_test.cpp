@@ -95,6 +95,7 @@ std::string Shown(std::u16string_view text) {
     shown += (shown.empty() ? "" : " ") + std::string(1, "vcmfl"[static_cast<int>(name.kind)]);
     shown += text_of(name);
     if (name.owner >= 0) shown += "<" + text_of(names[static_cast<std::size_t>(name.owner)]);
+    if (name.is_of_element) shown += "[]";
     if (name.call >= 0) {
       shown += "@" + text_of(names[static_cast<std::size_t>(name.call)]) + "." +
                std::to_string(name.argument);
@@ -114,11 +115,12 @@ TEST(ExprNames, KindsCallsAndArguments) {
       {u"a + 1 and TRUE or null", "va"},
       {u"f() + g(,) * h( a , (b), c[d])", "cf#0 cg#2 ch#3 va@h.0= vb@h.1 vc@h.2. vd@h.2"},
       {u"t.price + t.rows[i].Sum(\"x\", 'y' + z)",
-       "vt. mprice<t vt. mrows<t. vi fSum#2 l\"x\"@Sum.0= l'y'@Sum.1 vz@Sum.1"},
+       "vt. mprice<t vt. mrows<t. vi fSum<rows[]#2 l\"x\"@Sum.0= l'y'@Sum.1 vz@Sum.1"},
       {u"a++ + (--b) - c", "va+ vb+ vc"},
       {u"f(g(1, x), y)(z).and", "cf#2 cg@f.0#2 vx@g.1= vy@f.1= vz mand"},
       {u"[a, [f(b)], 'c']", "va cf#1 vb@f.0= l'c'"},
       {u"\"a\".trim.length() + .5 + 2.x", "l\"a\". mtrim<\"a\". flength<trim#0"},
+      {u"t[0].a + t[b[1].c].d[2] - t[0][1].e", "vt. ma<t[] vt. vb. mc<b[] md<t[]. vt. me"},
       {u"a & b", "va"},
       {u"f(a, 'open", "cf va@f.0="},
       {u"", ""},

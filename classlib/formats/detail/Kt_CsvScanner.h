@@ -3,13 +3,14 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <type_traits>
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/Kt_Memory.h"
+#include "classlib/formats/detail/Kt_StopMask.h"
 
 namespace kt::detail {
 
@@ -60,15 +61,14 @@ class CsvScanner {
   enum class Row : std::uint8_t { kGood, kBad, kEnd };
 
   CsvScanner(View text, const CsvFormat<Unit>& format)
-      : at_(text.data()), end_(at_ + text.size()), format_(format) {
-    stops_.fill(false);
-    for (const Unit stop : {Unit{'\n'}, Unit{'\r'}, format.separator, format.quote}) {
-      const auto code = static_cast<std::make_unsigned_t<Unit>>(stop);
-      if (code < stops_.size()) stops_[code] = true;
-    }
-    // Without quotes a NUL is a character like any other.
-    if (format.quote == 0 && format.separator != 0) stops_[0] = false;
-  }
+      : at_(text.data()),
+        end_(at_ + text.size()),
+        block_(at_),
+        block_end_(at_),
+        format_(format),
+        // Without quotes a NUL is a character like any other.
+        stops_({Unit{'\n'}, Unit{'\r'}, format.separator,
+                format.quote != 0 ? format.quote : format.separator}) {}
 
   void SkipLines(std::int64_t count) {
     for (; count > 0 && at_ != end_; --count) SkipLine();
@@ -102,37 +102,69 @@ class CsvScanner {
   bool HasLineEnds() const { return has_line_ends_; }  // inside the cells of the last record
   // The last record as it stands, without its line end.
   View Text() const { return {record_, static_cast<std::size_t>(record_end_ - record_)}; }
+  // What comes after it.
+  View Rest() const { return {at_, static_cast<std::size_t>(end_ - at_)}; }
   const char16_t* Reason() const { return reason_; }
 
  private:
   bool IsQuoteAt(const Unit* at) const {
     return at != end_ && *at == format_.quote && format_.quote != 0;
   }
-  bool IsStop(Unit unit) const {
-    const auto code = static_cast<std::make_unsigned_t<Unit>>(unit);
-    if (code < stops_.size()) return stops_[code];
-    return unit == format_.separator || unit == format_.quote;
-  }
   static bool IsLineEnd(Unit unit) { return unit == '\n' || unit == '\r'; }
 
-  // Goes on to the first unit that `goes_on` refuses. Long ways and the parts of long records are
-  // charged on the way; the caller charges by the record.
-  template <class GoesOn>
-  void Pass(GoesOn goes_on) {
+  // Goes on to the first stop, at_ itself included, that `ends` accepts, or to the end. Long ways
+  // and the parts of long records are charged on the way; the caller charges by the record.
+  template <class Ends>
+  void Pass(Ends ends) {
     constexpr std::uint32_t kParts = 4096;
     if (KT_UNLIKELY(++parts_ % kParts == 0)) ChargeOrLeave(kParts * Kt_WorkMeter::kUnitsPerCell);
-    for (;;) {
-      const auto left = static_cast<std::size_t>(end_ - at_);
-      const Unit* const stop = at_ + std::min(left, kPieceUnits);
-      while (at_ != stop && goes_on(*at_)) ++at_;
-      if (at_ != stop || at_ == end_) return;
+    for (const Unit* charged = at_;;) {
+      ToStop();
+      if (at_ == end_ || ends(*at_)) return;
+      ++at_;
+      if (KT_LIKELY(at_ - charged < static_cast<std::ptrdiff_t>(kPieceUnits))) continue;
       ChargeOrLeave(static_cast<std::int64_t>(kPieceUnits));
+      charged = at_;
     }
+  }
+
+  // Goes on to the first stop, at_ itself included, or to the end.
+  void ToStop() {
+    std::size_t passed = 0;
+    for (;;) {
+      if (at_ >= block_end_) {
+        if (at_ == end_) return;
+        LoadBlock();
+        passed += StopMask<Unit>::kUnits;
+        if (KT_UNLIKELY(passed % kPieceUnits == 0)) ChargeOrLeave(kPieceUnits);
+      }
+      const std::uint64_t left = stops_in_block_ >> (at_ - block_);
+      if (left != 0) {
+        at_ += std::countr_zero(left);
+        return;
+      }
+      at_ = block_end_;
+    }
+  }
+
+  // The block that begins here. The last one may be short, and nothing after the text is read.
+  void LoadBlock() {
+    constexpr std::size_t kUnits = StopMask<Unit>::kUnits;
+    const auto left = static_cast<std::size_t>(end_ - at_);
+    block_ = at_;
+    block_end_ = at_ + std::min(left, kUnits);
+    if (KT_LIKELY(left >= kUnits)) {
+      stops_in_block_ = stops_.Of(at_);
+      return;
+    }
+    Unit units[kUnits] = {};
+    std::copy(at_, end_, units);
+    stops_in_block_ = stops_.Of(units) & ((std::uint64_t{1} << left) - 1);
   }
 
   bool Plain(Cell& cell) {
     const Unit* const start = at_;
-    Pass([this](Unit unit) { return !IsStop(unit); });
+    Pass([](Unit) { return true; });
     cell.text = View(start, static_cast<std::size_t>(at_ - start));
     return !IsQuoteAt(at_) || Bad(u"quote inside a cell without quotes");
   }
@@ -142,7 +174,7 @@ class CsvScanner {
     const Unit* const start = ++at_;
     cell.quoted = true;
     for (;; ++at_) {
-      Pass([quote](Unit unit) { return unit != quote && !IsLineEnd(unit); });
+      Pass([quote](Unit unit) { return unit == quote || IsLineEnd(unit); });
       if (at_ == end_) return Bad(u"quote that is never closed");
       if (*at_ == '\r') {
         next_line_ += at_ + 1 == end_ || at_[1] != '\n' ? 1 : 0;
@@ -164,9 +196,9 @@ class CsvScanner {
   // The record is its first line.
   bool Bad(const char16_t* reason) {
     reason_ = reason;
-    at_ = record_;
+    at_ = block_end_ = record_;
     next_line_ = line_;
-    Pass([](Unit unit) { return !IsLineEnd(unit); });
+    Pass(IsLineEnd);
     record_end_ = at_;
     has_line_ends_ = false;
     SkipLineEnd();
@@ -174,7 +206,7 @@ class CsvScanner {
   }
 
   void SkipLine() {
-    Pass([](Unit unit) { return !IsLineEnd(unit); });
+    Pass(IsLineEnd);
     SkipLineEnd();
   }
 
@@ -186,10 +218,13 @@ class CsvScanner {
 
   const Unit* at_;
   const Unit* end_;
+  const Unit* block_;  // whose stops are known, up to block_end_; at_ is not before it
+  const Unit* block_end_;
+  std::uint64_t stops_in_block_ = 0;
   const Unit* record_ = nullptr;
   const Unit* record_end_ = nullptr;
   CsvFormat<Unit> format_;
-  std::array<bool, 128> stops_;
+  StopMask<Unit> stops_;
   std::int64_t line_ = 1;
   std::int64_t next_line_ = 1;
   std::uint32_t parts_ = 0;  // cells, and pieces of quoted ones

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "classlib/formats/detail/Kt_FileText.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <limits>
@@ -8,6 +9,7 @@
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/text/Kt_Number.h"
+#include "classlib/text/detail/Kt_NumberChars.h"
 
 namespace kt::detail {
 
@@ -54,6 +56,10 @@ bool SameBits(double a, double b) {
 }
 
 Kt_WString DateText(Kt_DateTime moment) {
+  char day[kMaxNumberUnits];
+  if (const char* const end = WriteFileDay(moment, day); end != nullptr) {
+    return Kt_WString::FromUtf8(std::string_view(day, static_cast<std::size_t>(end - day)));
+  }
   Kt_WString text = moment.ToText(true);
   Kt_DateTime back;
   if (!text.IsEmpty() && Kt_DateTime::FromText(text, back) && SameBits(back.days, moment.days)) {
@@ -63,12 +69,38 @@ Kt_WString DateText(Kt_DateTime moment) {
 }
 
 Kt_WString DoubleText(double value) {
-  // The usual text never shows the sign of zero.
-  if (value == 0 && std::signbit(value)) return u"-0.0";
-  return kt_shortestdoubleW(value);
+  char text[kMaxNumberUnits];
+  const auto units = static_cast<std::size_t>(WriteFileDouble(value, text) - text);
+  return Kt_WString::FromUtf8(std::string_view(text, units));
+}
+
+// A number with leading zeros.
+char* PutDigits(kt_long number, int count, char* out) {
+  for (int at = count - 1; at >= 0; --at, number /= 10) {
+    out[at] = static_cast<char>('0' + number % 10);
+  }
+  return out + count;
 }
 
 }  // namespace
+
+char* WriteFileDouble(double value, char* out) {
+  constexpr std::string_view kMinusZero = "-0.0";  // the usual text never shows the sign of zero
+  if (value == 0 && std::signbit(value))
+    return std::copy(kMinusZero.begin(), kMinusZero.end(), out);
+  return WriteShortestDouble(value, out);
+}
+
+char* WriteFileDay(Kt_DateTime moment, char* out) {
+  Kt_DateParts parts;
+  if (moment.days != std::trunc(moment.days) || SameBits(moment.days, -0.0)) return nullptr;
+  if (!moment.ToParts(parts)) return nullptr;
+  out = PutDigits(parts.year, 4, out);
+  *out++ = '-';
+  out = PutDigits(parts.month, 2, out);
+  *out++ = '-';
+  return PutDigits(parts.day, 2, out);
+}
 
 Kt_WString FileText(const Kt_Variant& value) {
   switch (value.GetTag()) {

@@ -24,11 +24,11 @@ bool IsBool(const JsonCell& cell) {
 
 // The shortest text that reads back as the same double; with a point or an exponent, so that whole
 // values do not make the column one of whole numbers.
-std::string DoubleText(double value) {
+void AppendDouble(double value, CountedBytes& out) {
   char text[40];
-  std::string out(text, std::to_chars(text, text + sizeof text, value).ptr);
-  if (out.find_first_of(".e") == out.npos) out += ".0";
-  return out;
+  char* const end = std::to_chars(text, text + sizeof text, value).ptr;
+  out.append(text, end);
+  if (std::none_of(text, end, [](char unit) { return unit == '.' || unit == 'e'; })) out += ".0";
 }
 
 int HexValue(char16_t unit) {
@@ -66,11 +66,16 @@ void AppendHex(std::span<const std::uint8_t> bytes, CountedBytes& out) {
 
 // A day number where no text of a date reads back as the same moment.
 void AppendDate(double days, CountedBytes& out) {
+  char day[kMaxNumberUnits];
+  if (char* const end = WriteFileDay(Kt_DateTime{days}, day); end != nullptr) {
+    ((out += '"').append(day, end)) += '"';
+    return;
+  }
   const Kt_WString date = Kt_DateTime{days}.ToText(true);
   Kt_DateTime back;
   if (date.IsEmpty() || !Kt_DateTime::FromText(date, back) ||
       std::bit_cast<std::uint64_t>(back.days) != std::bit_cast<std::uint64_t>(days)) {
-    out += DoubleText(days);
+    AppendDouble(days, out);
     return;
   }
   std::string text = date.ToUtf8();
@@ -94,7 +99,7 @@ class JsonWriter {
       case kTagEmpty: out_ += "null"; return nullptr;
       case kTagDouble:
       case kTagDateTime: return WriteNumber(value);
-      case kTagLong:
+      case kTagLong: return WriteLong(value.AsLong());
       case kTagCurrency: out_ += value.ToString().ToUtf8(); return nullptr;
       case kTagBool: out_ += value.AsInt64() != 0 ? "true" : "false"; return nullptr;
       case kTagList: return WriteList(value.GetList(), depth);
@@ -112,6 +117,12 @@ class JsonWriter {
     return nullptr;
   }
 
+  const char16_t* WriteLong(kt_long number) {
+    char text[kMaxNumberUnits];
+    out_.append(text, std::to_chars(text, text + sizeof text, number).ptr);
+    return nullptr;
+  }
+
   const char16_t* WriteNumber(const Kt_Variant& value) {
     const double number = value.AsDouble();
     if (!std::isfinite(number)) {
@@ -120,7 +131,7 @@ class JsonWriter {
     } else if (value.GetTag() == kTagDateTime) {
       AppendDate(number, out_);
     } else {
-      out_ += DoubleText(number);
+      AppendDouble(number, out_);
     }
     return nullptr;
   }

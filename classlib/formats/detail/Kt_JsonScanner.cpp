@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "classlib/formats/detail/Kt_JsonScanner.h"
 
+#include <algorithm>
 #include <charconv>
 #include <iterator>
 
@@ -254,11 +255,33 @@ void DecodeJson(std::string_view raw, CountedText& text) {
   }
 }
 
+namespace {
+
+// Appends the ASCII at the start that stands for itself, as far as a piece goes; its length.
+std::size_t AppendPlainStart(std::u16string_view text, CountedBytes& out) {
+  text = text.substr(0, kPieceUnits);
+  const auto is_plain = [](char16_t unit) {
+    return unit >= 0x20 && unit < 0x80 && unit != u'"' && unit != u'\\';
+  };
+  const auto end = std::find_if_not(text.begin(), text.end(), is_plain);
+  const auto length = static_cast<std::size_t>(end - text.begin());
+  const std::size_t start = out.size();
+  out.resize(start + length);
+  std::transform(text.begin(), end, out.begin() + static_cast<std::ptrdiff_t>(start),
+                 [](char16_t unit) { return static_cast<char>(unit); });
+  return length;
+}
+
+}  // namespace
+
 void AppendJsonString(std::u16string_view text, CountedBytes& out) {
   RoundCharge charge;
   out += '"';
   for (std::size_t at = 0; at < text.size();) {
-    charge.AddOrLeave(4);
+    const std::size_t plain = AppendPlainStart(text.substr(at), out);
+    at += plain;
+    charge.AddOrLeave(static_cast<std::int64_t>(plain) + 4);
+    if (at == text.size()) break;
     const char32_t unit = NextCharacter(text, at);
     if (unit == U'"' || unit == U'\\') {
       out += '\\';

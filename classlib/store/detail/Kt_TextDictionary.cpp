@@ -20,19 +20,29 @@ std::uint64_t Mixed(std::uint64_t hash, std::uint64_t word) {
   return hash ^ (hash >> 29);
 }
 
+std::uint64_t MixedUnits(std::uint64_t hash, std::u16string_view text, std::size_t& at) {
+  for (; at + 4 <= text.size(); at += 4) {
+    std::uint64_t word;
+    std::memcpy(&word, text.data() + at, sizeof word);
+    hash = Mixed(hash, word);
+  }
+  return hash;
+}
+
 // False when the work is stopped.
 bool Hash(std::u16string_view text, std::size_t& out) {
   static_assert(kPieceUnits % 4 == 0);
   std::uint64_t hash = text.size();
   std::size_t at = 0;
-  const bool is_whole = InPieces(text.size(), 1, [&](std::size_t first, std::size_t count) {
-    for (; at + 4 <= first + count; at += 4) {
-      std::uint64_t word;
-      std::memcpy(&word, text.data() + at, sizeof word);
-      hash = Mixed(hash, word);
-    }
-    return true;
-  });
+  bool is_whole = true;
+  if (KT_LIKELY(text.size() <= kShortUnits)) {
+    hash = MixedUnits(hash, text, at);
+  } else {
+    is_whole = InPieces(text.size(), 1, [&](std::size_t first, std::size_t count) {
+      hash = MixedUnits(hash, text.substr(0, first + count), at);
+      return true;
+    });
+  }
   std::uint64_t rest = 0;
   for (; is_whole && at < text.size(); ++at) rest = rest << 16 | text[at];
   out = static_cast<std::size_t>(Mixed(hash, rest));
@@ -43,6 +53,12 @@ std::size_t HashOrLeave(std::u16string_view text) {
   std::size_t hash = 0;
   if (!Hash(text, hash)) throw WorkStopped();
   return hash;
+}
+
+// The usual texts are compared at once.
+bool IsSame(std::u16string_view a, std::u16string_view b) {
+  if (KT_UNLIKELY(a.size() > kShortUnits)) return IsSameText(a, b);
+  return a.size() == b.size() && std::memcmp(a.data(), b.data(), a.size() * sizeof(char16_t)) == 0;
 }
 
 // Texts that begin alike cost as many units as they have in common.
@@ -67,7 +83,7 @@ std::optional<std::uint32_t> TextDictionary::Find(std::u16string_view text) cons
   std::size_t at = 0;
   if (!Hash(text, at)) return std::nullopt;
   for (at &= mask; table_[at] != 0; at = (at + 1) & mask) {
-    if (IsSameText(texts_[table_[at]].View(), text)) return table_[at];
+    if (IsSame(texts_[table_[at]].View(), text)) return table_[at];
   }
   return std::nullopt;
 }
@@ -110,7 +126,7 @@ std::uint32_t TextDictionary::AddText(const Source& text, std::u16string_view vi
   std::size_t at = HashOrLeave(view) & mask;
   std::size_t probes = 0;
   for (; table_[at] != 0; at = (at + 1) & mask) {
-    if (IsSameText(texts_[table_[at]].View(), view)) return table_[at];
+    if (IsSame(texts_[table_[at]].View(), view)) return table_[at];
     ++probes;
   }
   if (view.size() > kShortUnits) ChargeOrLeave(0);  // a comparison may have been stopped

@@ -1,14 +1,9 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "classlib/value/Kt_Variant.h"
+#include "classlib/value/Kt_ObjectValue.h"
 
 namespace kt::detail {
-
-// What an object stands for in conversions and operators: the value of its default property, when
-// it has one that gives a plain value; otherwise the object itself. Asks the host, who may change
-// anything that is not held. REQUIRES: an object.
-KT_COLD Kt_Variant ValueOfObject(const Kt_Variant& object);
 
 inline bool IsAnyObject(const Kt_Variant& left, const Kt_Variant& right) {
   return left.Target().IsObject() || right.Target().IsObject();

@@ -1,0 +1,1 @@
+[(block) (switch_body) (case_clause) (default_clause) (comment)] @fold

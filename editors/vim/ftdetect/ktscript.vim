@@ -1,0 +1,1 @@
+au BufNewFile,BufRead *.kts set filetype=ktscript
