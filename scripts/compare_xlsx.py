@@ -43,12 +43,12 @@ def plain(value):
 
 def table_of(sheet):
     """The names and rows that kt should find in a sheet."""
-    rows = [[plain(cell.value) for cell in row] for row in sheet.iter_rows()]
-    used = [row for row, cells in zip(rows, sheet.iter_rows()) if any(cell.value is not None for cell in cells)]
-    if not used:
+    raw = [row for row in sheet.iter_rows(values_only=True) if any(cell is not None for cell in row)]
+    if not raw:
         return None
+    keep = [at for at in range(len(raw[0])) if any(row[at] is not None for row in raw)]  # errors are cells, too
+    used = [[plain(cell) for cell in row] for row in raw]
     head, body = used[0], used[1:]
-    keep = [at for at in range(len(head)) if head[at] is not None or any(row[at] is not None for row in body)]
     names = []
     for at in keep:
         wanted = f"column{at + 1}" if head[at] is None else as_text(head[at])
