@@ -4,11 +4,11 @@
 # libraries and the program without).
 #
 # Nearly all of the time goes into headers, so the sources of a folder are checked as one unit. Where
-# two have a name of their own alike, the unit is cut in two.
+# two have a name of their own alike, the unit is cut in two. A folder of headers alone is one unit of them.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-[ $# -gt 0 ] || set -- classlib expr object script dataset reference cli capi
+[ $# -gt 0 ] || set -- classlib expr object script dataset analysis reference connect host capi cli
 command -v clang-tidy >/dev/null || { echo "tidy: no clang-tidy; run scripts/setup.sh" >&2; exit 2; }
 export database=build/release/compile_commands.json
 if [ ! -f "$database" ]; then
@@ -22,7 +22,9 @@ export work
 
 # flags_of SOURCE: those of its compilation that a parser needs, ready for `eval`.
 flags_of() {
-  grep -F -- "-c $PWD/$1\"" "$database" | head -1 | grep -oE -- ' (-I|-D|-isystem |-std=)[^ ]+' |
+  local compiled=$1
+  [[ $1 != *.h ]] || compiled=expr/Kt_Expr.cpp
+  grep -F -- "-c $PWD/$compiled\"" "$database" | head -1 | grep -oE -- ' (-I|-D|-isystem |-std=)[^ ]+' |
     sed 's/\\"/"/g; s/\\\\/\\/g' | tr '\n' ' '
 }
 
@@ -44,6 +46,7 @@ check_sources() {
 }
 check_folder() {
   mapfile -t sources < <(find "$1" -maxdepth 1 -name '*.cpp' | sort)
+  [ ${#sources[@]} -gt 0 ] || mapfile -t sources < <(find "$1" -maxdepth 1 -name '*.h' | sort)
   [ ${#sources[@]} -eq 0 ] || check_sources "${sources[@]}"
 }
 export -f flags_of check_sources check_folder

@@ -144,7 +144,7 @@ void Kt_Pivot::SetCells(kt::CountedVector<std::uint64_t>& keys, kt::CountedVecto
     ChargeOrLeave(static_cast<std::int64_t>(rows) * Kt_WorkMeter::kUnitsPerCell);
   };
   const std::uint64_t cells = std::uint64_t{rows_.size()} * positions_.size();
-  kt::kernels::SortRows(keys, records, std::bit_width(cells), charge_rows);
+  kt::kernels::SortRows(keys, records, static_cast<int>(std::bit_width(cells)), charge_rows);
   kt::CountedVector<Slot> slots;
   RoundCharge charge;
   for (std::size_t at = 0; at < keys.size();) {

@@ -44,10 +44,11 @@ bool FindFewDigits(double value, Digits& digits) {
     double power;
   };
   constexpr double kMaxScaled = 1e15;
+  constexpr double kHalf = 0.5;  // where it rounds to the wrong side the value is not found again
   for (const Places places : {Places{2, 1e2}, Places{5, 1e5}, Places{9, 1e9}}) {
     const double scaled = value * places.power;
     if (!(scaled < kMaxScaled)) return false;
-    const auto whole = static_cast<std::int64_t>(scaled + 0.5);
+    const auto whole = static_cast<std::int64_t>(scaled + kHalf);
     if (static_cast<double>(whole) / places.power != value || whole == 0) continue;
     const char* const end = std::to_chars(digits.text, digits.text + sizeof digits.text, whole).ptr;
     digits.count = static_cast<std::size_t>(end - digits.text);

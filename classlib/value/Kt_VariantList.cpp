@@ -134,7 +134,7 @@ bool Kt_VariantList::CopyTo(kt_long capacity, kt_long keep) {
     const kt_long end = std::min(keep, done + kPieceItems);
     // The bytes at once, then the counts.
     Kt_Variant* const items = fresh->Items();
-    std::memcpy(static_cast<void*>(items + done), rep_->Items() + done,
+    std::memcpy(static_cast<void*>(items + done), static_cast<const void*>(rep_->Items() + done),
                 static_cast<std::size_t>(end - done) * sizeof(Kt_Variant));
     for (; done < end; ++done) {
       if (items[done].IsCounted()) items[done].payload_.counted->AddRef();

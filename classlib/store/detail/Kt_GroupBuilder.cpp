@@ -133,14 +133,11 @@ void GroupBuilder::FillTotals(const TotalColumn& column, const CountedVector<Slo
   if (column.what == Kt_Aggregate::kCount) return FillOnTheWay(column, records, groups, nullptr);
   const bool adds = column.what == Kt_Aggregate::kSum || column.what == Kt_Aggregate::kAvg;
   VisitCells(*column.cells, [&]<class Cells>(const Cells& cells) {
-    if constexpr (std::is_same_v<Cells, Kt_Column::Texts> ||
-                  std::is_same_v<Cells, Kt_Column::Values>) {
-      FillInTurn(column, records, groups);
-    } else if (adds) {
-      FillOnTheWay(column, records, groups, cells.data());
-    } else {
-      FillInTurn(column, records, groups);
+    if constexpr (!std::is_same_v<Cells, Kt_Column::Texts> &&
+                  !std::is_same_v<Cells, Kt_Column::Values>) {
+      if (adds) return FillOnTheWay(column, records, groups, cells.data());
     }
+    FillInTurn(column, records, groups);
   });
 }
 

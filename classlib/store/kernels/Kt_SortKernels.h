@@ -106,7 +106,8 @@ void SortRows(CountedVector<std::uint64_t>& keys, CountedVector<std::uint32_t>& 
               Charge charge) {
   if (rows.empty() || key_bits == 0) return;
   charge(2 * rows.size());
-  const int row_bits = std::bit_width(*std::max_element(rows.begin(), rows.end()));
+  const auto row_bits =
+      static_cast<int>(std::bit_width(*std::max_element(rows.begin(), rows.end())));
   if (key_bits + row_bits <= 64) {
     for (std::size_t at = 0; at < rows.size(); ++at) keys[at] = keys[at] << row_bits | rows[at];
     CountedVector<std::uint64_t> spare;
