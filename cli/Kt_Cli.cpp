@@ -122,6 +122,7 @@ bool AreUtf8(const std::vector<std::string>& arguments, Streams streams) {
 Diagnostic NotThere(const std::string& said_by, const std::string& what, const std::string& name,
                     const std::vector<std::string>& known) {
   std::vector<Kt_WString> names;
+  names.reserve(known.size());
   for (const std::string& one : known) names.push_back(Kt_WString::FromUtf8(one));
   const std::string text = fmt::format("there is no {} '{}'", what, name);
   return Diagnostic::Complaint(
@@ -175,7 +176,7 @@ const CLI::App* FindCommand(const CLI::App& app, const std::string& name) {
   return nullptr;
 }
 
-int Help(const CLI::App& app, const std::string& name, Streams streams) {
+int ShowHelp(const CLI::App& app, const std::string& name, Streams streams) {
   const CLI::App* const command = name.empty() ? &app : FindCommand(app, name);
   if (command != nullptr) {
     streams.out << command->help(name.empty() ? "" : "kt");
@@ -190,7 +191,7 @@ void AddHelp(CLI::App& app, Action& action) {
   help->add_option("COMMAND", *name, "The command; all of them if not given");
   AddJsonFlag(*help, "Messages as objects, one a line");
   help->callback([name, &app, &action] {
-    action = [name, &app](Streams streams) { return Help(app, *name, streams); };
+    action = [name, &app](Streams streams) { return ShowHelp(app, *name, streams); };
   });
 }
 
@@ -211,7 +212,7 @@ int Run(const Action& action, std::int64_t limit_bytes, Streams streams) {
 // Makes the arguments of a command fit for the parser; the option among them that is unknown, for
 // when the parser fails.
 std::optional<Diagnostic> Prepare(const CLI::App& command, Arguments& arguments) {
-  const std::string name = command.get_name();
+  const std::string& name = command.get_name();
   const bool takes_minus = name == "eval" || name == "explain";
   // What is no option of these is an expression or a code, unless that fails.
   const Arguments given = arguments;

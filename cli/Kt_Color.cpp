@@ -27,12 +27,12 @@ bool IsTerminal(const std::ostream& stream) {
 
 // The value of the last --color; what is after a "--" belongs to the script or is its text.
 std::string WishOf(const std::vector<std::string>& arguments) {
-  const std::string kOption = "--color";
+  const std::string option = "--color";
   std::string wish;
   const auto end = std::find(arguments.begin(), arguments.end(), "--");
   for (auto at = arguments.begin(); at != end; ++at) {
-    if (*at == kOption && at + 1 != end) wish = *(at + 1);
-    if (at->starts_with(kOption + "=")) wish = at->substr(kOption.size() + 1);
+    if (*at == option && at + 1 != end) wish = *(at + 1);
+    if (at->starts_with(option + "=")) wish = at->substr(option.size() + 1);
   }
   return wish;
 }

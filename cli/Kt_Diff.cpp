@@ -17,7 +17,7 @@ constexpr int kMaxChanges = 1500;
 constexpr std::size_t kContext = 3;
 
 // Lines that both have: [old_begin, old_begin + size) and as many of the new ones.
-struct Run {
+struct CommonRun {
   std::size_t old_begin = 0;
   std::size_t new_begin = 0;
   std::size_t size = 0;
@@ -60,7 +60,7 @@ class ShortestWay {
   std::string_view B(int at) const { return b_[static_cast<std::size_t>(at)]; }
   int& Reached(int changes, int diagonal) {
     return reached_[static_cast<std::size_t>(changes)]
-                   [static_cast<std::size_t>(diagonal + changes)];
+                   [static_cast<std::size_t>(diagonal) + static_cast<std::size_t>(changes)];
   }
   // Whether the way to a diagonal comes down from the one above it, by a line that is new.
   bool ComesDown(int changes, int diagonal) {
@@ -96,7 +96,7 @@ class ShortestWay {
 };
 
 // What both texts have, in order; ends with an empty run behind both.
-std::vector<Run> CommonRuns(const Lines& a, const Lines& b) {
+std::vector<CommonRun> CommonRuns(const Lines& a, const Lines& b) {
   std::size_t front = 0;
   while (front < a.size() && front < b.size() && a[front] == b[front]) ++front;
   std::size_t back = 0;
@@ -109,9 +109,9 @@ std::vector<Run> CommonRuns(const Lines& a, const Lines& b) {
   const Lines middle_b(b.begin() + static_cast<std::ptrdiff_t>(front),
                        b.end() - static_cast<std::ptrdiff_t>(back));
   auto common = ShortestWay(middle_a, middle_b).Find();
-  std::vector<Run> runs = {{0, 0, front}};
+  std::vector<CommonRun> runs = {{0, 0, front}};
   const auto add = [&](std::size_t x, std::size_t y, std::size_t size) {
-    Run& last = runs.back();
+    CommonRun& last = runs.back();
     if (last.old_begin + last.size == x && last.new_begin + last.size == y) {
       last.size += size;
     } else {
@@ -138,8 +138,8 @@ std::string Places(std::size_t begin, std::size_t size) {
 }
 
 // Changes that stand close together, between runs[first] and runs[last].
-void AppendHunk(const Lines& a, const Lines& b, const std::vector<Run>& runs, std::size_t first,
-                std::size_t last, std::string& out) {
+void AppendHunk(const Lines& a, const Lines& b, const std::vector<CommonRun>& runs,
+                std::size_t first, std::size_t last, std::string& out) {
   const std::size_t before = std::min(runs[first].size, kContext);
   const std::size_t after = std::min(runs[last].size, kContext);
   std::size_t x = runs[first].old_begin + runs[first].size - before;
@@ -162,7 +162,7 @@ std::string UnifiedDiff(const std::string& old_name, std::string_view old_text,
   if (old_text == new_text) return {};
   const Lines a = Split(old_text);
   const Lines b = Split(new_text);
-  const std::vector<Run> runs = CommonRuns(a, b);
+  const std::vector<CommonRun> runs = CommonRuns(a, b);
   std::string out = fmt::format("--- {}\n+++ {}\n", old_name, new_name);
   for (std::size_t first = 0; first + 1 < runs.size();) {
     std::size_t last = first + 1;

@@ -49,6 +49,7 @@ Kt_SyntaxError ToWarning(const analysis::Finding& finding, LineFinder& lines) {
 
 std::vector<Kt_WString> ColumnsOf(const Kt_Dataset& dataset) {
   std::vector<Kt_WString> columns;
+  columns.reserve(static_cast<std::size_t>(dataset.GetColCount()));
   for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
     columns.push_back(dataset.GetColID(col));
   }

@@ -117,7 +117,7 @@ bool AddNames(const Kt_CliDatasets& datasets, const std::vector<std::string>& ho
     if (ReadTextFile(file, text, reason) == FileResult::kOk && AddHostNames(text, known, reason)) {
       continue;
     }
-    error = file + ": " + reason;
+    error = fmt::format("{}: {}", file, reason);
     return false;
   }
   return true;

@@ -101,6 +101,7 @@ bool Kt_CliReport::Syntax(const std::filesystem::path& file, const std::string& 
   if (!reported_.insert(file).second) return clean;
   const std::vector<Finding> causes = CausesOf(text, found, kind, warnings_);
   std::vector<Told> told;
+  told.reserve(causes.size());
   for (const Finding& cause : causes) {
     told.push_back({static_cast<std::size_t>(cause.offset), [&] { Tell(name, text, cause); }});
   }

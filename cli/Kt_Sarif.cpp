@@ -14,7 +14,7 @@
 namespace kt::cli {
 namespace {
 
-using Json = nlohmann::ordered_json;
+using OrderedJson = nlohmann::ordered_json;
 
 // The path as a reference of a URI.
 std::string UriOf(const std::string& path) {
@@ -30,8 +30,9 @@ std::string UriOf(const std::string& path) {
   return uri;
 }
 
-Json LocationOf(const Json& message) {
-  Json location = {{"artifactLocation", {{"uri", UriOf(message["file"].get<std::string>())}}}};
+OrderedJson LocationOf(const OrderedJson& message) {
+  OrderedJson location = {
+      {"artifactLocation", {{"uri", UriOf(message["file"].get<std::string>())}}}};
   if (message["line"] > 0) location["region"]["startLine"] = message["line"];
   if (message["column"] > 0) {
     location["region"]["startColumn"] = message["column"];
@@ -41,43 +42,43 @@ Json LocationOf(const Json& message) {
 }
 
 // The name of a warning, the code of an error; messages of kt itself have none.
-std::string RuleOf(const Json& message) {
-  const std::string name = message["name"];
+std::string RuleOf(const OrderedJson& message) {
+  std::string name = message["name"];
   if (!name.empty()) return name;
   return message["code"] == 0 ? "kt" : message["code"].dump();
 }
 
 class Log {
  public:
-  void Add(const Json& message) {
-    Json entry = {{"level", message["severity"]}, {"message", {{"text", message["text"]}}}};
+  void Add(const OrderedJson& message) {
+    OrderedJson entry = {{"level", message["severity"]}, {"message", {{"text", message["text"]}}}};
     if (message["file"].get<std::string>().empty()) return notifications_.push_back(entry);
     const std::string rule = RuleOf(message);
     entry["ruleId"] = rule;
     entry["ruleIndex"] = IndexOf(rule);
-    entry["locations"] = Json::array({LocationOf(message)});
+    entry["locations"] = OrderedJson::array({LocationOf(message)});
     results_.push_back(entry);
   }
 
-  Json Get(int status) const {
-    const Json driver = {{"name", "kt"}, {"version", KT_CLI_VERSION}, {"rules", rules_}};
-    const Json invocation = {{"executionSuccessful", status != kCommandFault},
-                             {"exitCode", status},
-                             {"toolExecutionNotifications", notifications_}};
-    const Json run = {{"tool", {{"driver", driver}}},
-                      {"columnKind", "unicodeCodePoints"},
-                      {"invocations", Json::array({invocation})},
-                      {"results", results_}};
+  OrderedJson Get(int status) const {
+    const OrderedJson driver = {{"name", "kt"}, {"version", KT_CLI_VERSION}, {"rules", rules_}};
+    const OrderedJson invocation = {{"executionSuccessful", status != kCommandFault},
+                                    {"exitCode", status},
+                                    {"toolExecutionNotifications", notifications_}};
+    const OrderedJson run = {{"tool", {{"driver", driver}}},
+                             {"columnKind", "unicodeCodePoints"},
+                             {"invocations", OrderedJson::array({invocation})},
+                             {"results", results_}};
     return {{"$schema", "https://json.schemastore.org/sarif-2.1.0.json"},
             {"version", "2.1.0"},
-            {"runs", Json::array({run})}};
+            {"runs", OrderedJson::array({run})}};
   }
 
  private:
   std::size_t IndexOf(const std::string& rule) {
     const auto [found, is_new] = indexes_.emplace(rule, rules_.size());
     if (!is_new) return found->second;
-    Json entry = {{"id", rule}};
+    OrderedJson entry = {{"id", rule}};
     const std::string text = Explanation(rule);
     if (!text.empty()) entry["fullDescription"] = {{"text", text}};
     rules_.push_back(entry);
@@ -85,9 +86,9 @@ class Log {
   }
 
   std::map<std::string, std::size_t> indexes_;
-  Json rules_ = Json::array();
-  Json results_ = Json::array();
-  Json notifications_ = Json::array();
+  OrderedJson rules_ = OrderedJson::array();
+  OrderedJson results_ = OrderedJson::array();
+  OrderedJson notifications_ = OrderedJson::array();
 };
 
 }  // namespace
@@ -95,7 +96,7 @@ class Log {
 std::string ToSarif(const std::string& messages, int status) {
   Log log;
   std::istringstream lines(messages);
-  for (std::string line; std::getline(lines, line);) log.Add(Json::parse(line));
+  for (std::string line; std::getline(lines, line);) log.Add(OrderedJson::parse(line));
   return log.Get(status).dump() + "\n";
 }
 

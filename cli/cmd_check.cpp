@@ -22,7 +22,7 @@
 namespace kt::cli {
 namespace {
 
-struct Options {
+struct CheckOptions {
   std::vector<std::string> files;
   std::vector<std::string> include_dirs;
   std::vector<std::string> hosts;
@@ -36,8 +36,8 @@ struct Options {
   BoundOptions bounds;
 };
 
-int CheckFile(const std::string& file, const Options& options, const analysis::KnownNames& known,
-              Kt_CliReport& report, Streams streams) {
+int CheckFile(const std::string& file, const CheckOptions& options,
+              const analysis::KnownNames& known, Kt_CliReport& report, Streams streams) {
   ScriptToRead read(report);
   std::vector<Kt_ParsedFile> parsed;
   read.loader.SetOnParsed([&](Kt_ParsedFile one) { parsed.push_back(std::move(one)); });
@@ -52,7 +52,7 @@ int CheckFile(const std::string& file, const Options& options, const analysis::K
   return status;
 }
 
-int CheckAll(const Options& options, Streams streams) {
+int CheckAll(const CheckOptions& options, Streams streams) {
   const Bounds bounds(options.bounds);
   DataFiles files;
   if (!ParseDataArguments(options.data, "kt check", streams, files)) return kCommandFault;
@@ -78,7 +78,7 @@ int CheckAll(const Options& options, Streams streams) {
   return status;
 }
 
-int Check(const Options& options, Streams streams) {
+int Check(const CheckOptions& options, Streams streams) {
   if (!options.sarif) return CheckAll(options, streams);
   std::ostringstream messages;
   const int status = CheckAll(options, {streams.out, messages, true});
@@ -89,7 +89,7 @@ int Check(const Options& options, Streams streams) {
 }  // namespace
 
 void AddCheck(CLI::App& app, Action& action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<CheckOptions>();
   CLI::App* const check = app.add_subcommand("check", "Report syntax errors and likely mistakes");
   check->add_option("FILE", options->files, "Scripts")->required();
   AddIncludeDirOption(*check, options->include_dirs);

@@ -15,7 +15,7 @@
 namespace kt::cli {
 namespace {
 
-struct Options {
+struct DumpOptions {
   std::string file;
   std::string expression;
   std::string function;
@@ -24,7 +24,7 @@ struct Options {
   std::vector<std::string> include_dirs;
 };
 
-int DumpExpression(const Options& options, Streams streams) {
+int DumpExpression(const DumpOptions& options, Streams streams) {
   Kt_CliReport report(streams);
   Kt_Expr expression;
   if (!ParseExpression(Kt_WString::FromUtf8(options.expression), expression, report)) {
@@ -41,7 +41,7 @@ int DumpExpression(const Options& options, Streams streams) {
 }
 
 // The code of every function, or of the one that was named.
-int DumpCode(const Options& options, Kt_Script& script, Streams streams) {
+int DumpCode(const DumpOptions& options, Kt_Script& script, Streams streams) {
   VisibleStream out(streams.out);
   const Kt_WString wanted = Kt_WString::FromUtf8(options.function);
   bool is_found = false;
@@ -56,7 +56,7 @@ int DumpCode(const Options& options, Kt_Script& script, Streams streams) {
   return kCommandFault;
 }
 
-int DumpFile(const Options& options, Streams streams) {
+int DumpFile(const DumpOptions& options, Streams streams) {
   Kt_CliReport report(streams);
   ScriptToRead read(report);
   if (!AddIncludeDirs(options.include_dirs, "kt dump", read.loader, streams)) return kCommandFault;
@@ -71,7 +71,7 @@ int DumpFile(const Options& options, Streams streams) {
 }  // namespace
 
 void AddDump(CLI::App& app, Action& action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<DumpOptions>();
   CLI::App* const dump =
       app.add_subcommand("dump", "Show how the engine reads a script or an expression");
   CLI::Option* const file = dump->add_option("FILE", options->file, "The script");

@@ -21,7 +21,7 @@
 namespace kt::cli {
 namespace {
 
-struct Options {
+struct EvalOptions {
   std::string expression;
   FileRules file_rules;
   DataArguments data;
@@ -39,7 +39,7 @@ bool HasRow(const Kt_Dataset& dataset, kt_long row, Kt_CliReport& report) {
   return false;
 }
 
-int EvalBounded(const Options& options, Streams streams) {
+int EvalBounded(const EvalOptions& options, Streams streams) {
   DataFiles files;
   if (!ParseDataArguments(options.data, "kt eval", streams, files)) return kCommandFault;
   if (options.row && files.data.empty()) {
@@ -76,7 +76,7 @@ int EvalBounded(const Options& options, Streams streams) {
   return SaveDataFiles(files, host, streams);
 }
 
-int Eval(const Options& options, Streams streams) {
+int Eval(const EvalOptions& options, Streams streams) {
   const Bounds bounds(options.bounds);
   const int status = EvalBounded(options, streams);
   return TellStop(kExpressionName, streams) ? kScriptFault : status;
@@ -85,7 +85,7 @@ int Eval(const Options& options, Streams streams) {
 }  // namespace
 
 void AddEval(CLI::App& app, Action& action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<EvalOptions>();
   CLI::App* const eval = app.add_subcommand("eval", "Evaluate one expression");
   eval->add_option("EXPR", options->expression, "The expression")->required();
   AddFileRules(*eval, options->file_rules);

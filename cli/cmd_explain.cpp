@@ -108,6 +108,7 @@ std::vector<Entry> AllEntries() {
 
 int NotThere(const std::string& wanted, const std::vector<Entry>& entries, Streams streams) {
   std::vector<Kt_WString> known;
+  known.reserve(entries.size());
   for (const Entry& entry : entries) known.push_back(Kt_WString::FromUtf8(entry.names.back()));
   const Kt_WString text =
       Kt_WString::FromUtf8(fmt::format("there is no warning or error '{}'", wanted));
@@ -132,7 +133,7 @@ void EachNamed(const std::vector<Entry>& entries, const std::string& wanted, Vis
 }
 
 // Some numbers stand for a fault of scripts and for one of expressions.
-int Explain(const std::string& wanted, Streams streams) {
+int ExplainCode(const std::string& wanted, Streams streams) {
   const std::vector<Entry> entries = AllEntries();
   bool is_found = false;
   EachNamed(entries, wanted, [&](const Entry& entry) {
@@ -148,7 +149,7 @@ int Explain(const std::string& wanted, Streams streams) {
   return is_found ? kFine : NotThere(wanted, entries, streams);
 }
 
-int ListAll(Streams streams) {
+int ListCodes(Streams streams) {
   for (const Entry& entry : AllEntries())
     streams.out << fmt::format("{}\n", fmt::join(entry.names, " "));
   return kFine;
@@ -173,7 +174,7 @@ void AddExplain(CLI::App& app, Action& action) {
   AddJsonFlag(*explain, "Print objects, one a line");
   explain->callback([code, &action] {
     action = [code](Streams streams) {
-      return code->empty() ? ListAll(streams) : Explain(*code, streams);
+      return code->empty() ? ListCodes(streams) : ExplainCode(*code, streams);
     };
   });
 }

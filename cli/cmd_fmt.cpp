@@ -19,7 +19,7 @@
 namespace kt::cli {
 namespace {
 
-struct Options {
+struct FmtOptions {
   std::vector<std::string> files;
   int width = kDefaultLineWidth;
   bool is_check = false;
@@ -49,7 +49,7 @@ int Fail(const std::string& file, const std::string& why, Streams streams) {
 }
 
 int Deliver(const std::string& file, const Kt_WString& text, const Kt_WString& formatted,
-            const Options& options, Streams streams) {
+            const FmtOptions& options, Streams streams) {
   const bool is_same = text == formatted;
   if (options.is_diff) {
     streams.out << UnifiedDiff(file, text.ToUtf8(), file, formatted.ToUtf8());
@@ -68,7 +68,7 @@ int Deliver(const std::string& file, const Kt_WString& text, const Kt_WString& f
   return Fail(file, "cannot write: " + error, streams);
 }
 
-int FormatFile(const std::string& file, const Options& options, Streams streams) {
+int FormatFile(const std::string& file, const FmtOptions& options, Streams streams) {
   Kt_WString text;
   std::string error;
   switch (ReadScript(file, text, error)) {
@@ -88,7 +88,7 @@ int FormatFile(const std::string& file, const Options& options, Streams streams)
   return Deliver(file, text, *formatted, options, streams);
 }
 
-int Format(const Options& options, Streams streams) {
+int Format(const FmtOptions& options, Streams streams) {
   int status = kFine;
   for (const std::string& file : options.files) {
     status = std::max(status, FormatFile(file, options, streams));
@@ -99,7 +99,7 @@ int Format(const Options& options, Streams streams) {
 }  // namespace
 
 void AddFmt(CLI::App& app, Action& action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<FmtOptions>();
   CLI::App* const fmt = app.add_subcommand("fmt", "Lay out scripts in one style");
   fmt->add_option("FILE", options->files,
                   "Scripts; - is the standard input, which goes to the output")

@@ -14,7 +14,7 @@
 namespace kt::cli {
 namespace {
 
-struct Options {
+struct ManOptions {
   std::string command;
   std::string folder;
 };
@@ -30,7 +30,7 @@ int WritePages(const std::vector<ManPage>& pages, const std::string& folder, Str
   return kFine;
 }
 
-int Man(const CLI::App& app, const Options& options, Streams streams) {
+int Man(const CLI::App& app, const ManOptions& options, Streams streams) {
   const std::vector<ManPage> pages = MakeManPages(DescribeProgram(app), KT_CLI_VERSION);
   if (!options.folder.empty()) return WritePages(pages, options.folder, streams);
   const std::string wanted = options.command.empty() ? "kt.1" : "kt-" + options.command + ".1";
@@ -45,7 +45,7 @@ int Man(const CLI::App& app, const Options& options, Streams streams) {
 }  // namespace
 
 void AddMan(CLI::App& app, Action& action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ManOptions>();
   CLI::App* const man = app.add_subcommand("man", "Print a page of the manual, for man");
   CLI::Option* const command = man->add_option("COMMAND", options->command,
                                                "The command; the page of kt itself if not given");

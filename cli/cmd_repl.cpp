@@ -24,18 +24,18 @@ bool CheckIncludeDirs(const std::vector<std::string>& include_dirs, Streams stre
   return AddIncludeDirs(include_dirs, "kt repl", loader, streams);
 }
 
-struct Options {
+struct ReplOptions {
   std::vector<std::string> include_dirs;
   FileRules file_rules;
   DataArguments data;
 };
 
-int Begin(Kt_CliRepl& repl, const Options& options, const DataFiles& files, Streams streams) {
+int Begin(Kt_CliRepl& repl, const ReplOptions& options, const DataFiles& files, Streams streams) {
   if (!SetUpFence(options.file_rules, "kt repl", repl.GetFence(), streams)) return kCommandFault;
   return repl.LoadDataFiles(files);
 }
 
-int Prompt(const Options& options, const DataFiles& files, Streams streams) {
+int Prompt(const ReplOptions& options, const DataFiles& files, Streams streams) {
   Kt_CliTerminal terminal(Kt_CliTerminal::DefaultHistoryFile());
   Kt_CliRepl repl(streams, options.include_dirs, &Kt_CliTerminal::Interrupted());
   if (const int status = Begin(repl, options, files, streams); status != kFine) return status;
@@ -46,7 +46,7 @@ int Prompt(const Options& options, const DataFiles& files, Streams streams) {
   return repl.Run(terminal);
 }
 
-int Repl(const Options& options, Streams streams) {
+int Repl(const ReplOptions& options, Streams streams) {
   if (!CheckIncludeDirs(options.include_dirs, streams)) return kCommandFault;
   DataFiles files;
   if (!ParseDataArguments(options.data, "kt repl", streams, files)) return kCommandFault;
@@ -67,7 +67,7 @@ int Repl(const Options& options, Streams streams) {
 }  // namespace
 
 void AddRepl(CLI::App& app, Action& action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ReplOptions>();
   CLI::App* const repl =
       app.add_subcommand("repl", "An interactive prompt; in a pipe, run what comes line by line");
   AddIncludeDirOption(*repl, options->include_dirs);

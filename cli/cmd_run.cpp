@@ -17,7 +17,7 @@
 namespace kt::cli {
 namespace {
 
-struct Options {
+struct RunOptions {
   std::string file;
   std::string function = "main";
   std::vector<std::string> arguments;
@@ -35,7 +35,7 @@ Kt_VariantList ToList(const std::vector<std::string>& texts) {
   return list;
 }
 
-bool Call(Kt_Script& script, Kt_CliHost& host, const Options& options, Streams streams) {
+bool Call(Kt_Script& script, Kt_CliHost& host, const RunOptions& options, Streams streams) {
   const Kt_VariantList arguments = ToList(options.arguments);
   Kt_Variant result;
   host.SetSourceName(options.file);
@@ -45,7 +45,7 @@ bool Call(Kt_Script& script, Kt_CliHost& host, const Options& options, Streams s
   return (result.IsEmpty() && !streams.json) || ShowResult(result, options.file, streams);
 }
 
-int RunBounded(const Options& options, Streams streams) {
+int RunBounded(const RunOptions& options, Streams streams) {
   DataFiles files;
   if (!ParseDataArguments(options.data, "kt run", streams, files)) return kCommandFault;
   Kt_CliHost host(streams);
@@ -76,7 +76,7 @@ int RunBounded(const Options& options, Streams streams) {
   return SaveDataFiles(files, host, streams);
 }
 
-int Run(const Options& options, Streams streams) {
+int Run(const RunOptions& options, Streams streams) {
   const Bounds bounds(options.bounds);
   const int status = RunBounded(options, streams);
   return TellStop(options.file, streams) ? kScriptFault : status;
@@ -85,7 +85,7 @@ int Run(const Options& options, Streams streams) {
 }  // namespace
 
 void AddRun(CLI::App& app, Action& action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<RunOptions>();
   CLI::App* const run = app.add_subcommand("run", "Load a script and call one of its functions");
   run->add_option("FILE", options->file, "The script")->required();
   run->add_option("FUNC", options->function, "The function to call")->capture_default_str();

@@ -36,7 +36,7 @@ constexpr kt_long kRowsOnTerminal = 20;
 constexpr kt_long kRowsOnPage = 5000;
 constexpr kt_long kChartWidth = 80;  // in a pipe
 
-struct Options {
+struct ShowOptions {
   std::string file;
   DataArguments data;
   Arrangement arrangement;
@@ -90,7 +90,7 @@ class ColumnErrors : public Kt_ExprObject {
 
 class Show {
  public:
-  Show(const Options& options, Streams streams)
+  Show(const ShowOptions& options, Streams streams)
       : options_(options), streams_(streams), report_(streams), column_errors_(report_) {
     if (options.decimals >= 0) decimals_ = options.decimals;
   }
@@ -299,7 +299,7 @@ class Show {
     return true;
   }
 
-  const Options& options_;
+  const ShowOptions& options_;
   Streams streams_;
   Kt_CliReport report_;
   DataOptions data_options_;
@@ -310,7 +310,7 @@ class Show {
   std::ptrdiff_t chart_column_ = -1;
 };
 
-void AddInput(CLI::App& show, Options& options) {
+void AddInput(CLI::App& show, ShowOptions& options) {
   show.add_option("FILE", options.file,
                   "The data: .csv, .tsv, .txt, .xml, .json, .jsonl, .ktb, .xlsx; a database as "
                   "sqlite:FILE or postgresql://HOST/NAME; - is the "
@@ -319,7 +319,7 @@ void AddInput(CLI::App& show, Options& options) {
   AddDataOptions(show, options.data);
 }
 
-void AddArrangement(CLI::App& show, Options& options) {
+void AddArrangement(CLI::App& show, ShowOptions& options) {
   Arrangement& wanted = options.arrangement;
   const auto list = [&show](const char* name, std::string& value, const char* help) {
     show.add_option(name, value, help)->type_name("LIST");
@@ -340,7 +340,7 @@ void AddArrangement(CLI::App& show, Options& options) {
       ->type_name("ROWS:COLUMNS:VALUES[:KIND]");
 }
 
-void AddOutput(CLI::App& show, Options& options) {
+void AddOutput(CLI::App& show, ShowOptions& options) {
   constexpr kt_long kMost = 1'000'000'000;
   show.add_option("--rows", options.rows, "At most so many rows; 0 for all")
       ->type_name("N")
@@ -374,7 +374,7 @@ void AddOutput(CLI::App& show, Options& options) {
 }  // namespace
 
 void AddShow(CLI::App& app, Action& action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<ShowOptions>();
   CLI::App* const show = app.add_subcommand("show", "Show a file of data as a table or a chart");
   AddInput(*show, *options);
   AddArrangement(*show, *options);

@@ -15,7 +15,7 @@
 namespace kt::cli {
 namespace {
 
-struct Options {
+struct CommandOptions {
   TestOptions tests;
   std::string junit;
   std::string coverage;       // text, lcov or html; empty for none
@@ -24,7 +24,7 @@ struct Options {
 
 constexpr const char* kCommand = "kt test";
 
-void Show(const TestResult& result, const Options& options, Streams streams) {
+void Show(const TestResult& result, const CommandOptions& options, Streams streams) {
   if (options.tests.json) {
     streams.out << JsonReport(result) << '\n';
     return;
@@ -46,7 +46,7 @@ bool Write(const std::string& file, const std::string& text, Streams streams) {
   return false;
 }
 
-bool ReportCoverage(const Coverage& coverage, const Options& options, Streams streams) {
+bool ReportCoverage(const Coverage& coverage, const CommandOptions& options, Streams streams) {
   if (options.coverage == "text") {
     streams.out << CoverageText(coverage.Files());
     return true;
@@ -57,7 +57,7 @@ bool ReportCoverage(const Coverage& coverage, const Options& options, Streams st
                is_lcov ? CoverageLcov(coverage.Files()) : CoverageHtml(coverage.Files()), streams);
 }
 
-int Test(const Options& options, Streams streams) {
+int Test(const CommandOptions& options, Streams streams) {
   std::string missing;
   const std::vector<std::string> files = FindTestFiles(options.tests.paths, missing);
   if (!missing.empty()) {
@@ -95,7 +95,7 @@ int Test(const Options& options, Streams streams) {
 }  // namespace
 
 void AddTest(CLI::App& app, Action& action) {
-  auto options = std::make_shared<Options>();
+  auto options = std::make_shared<CommandOptions>();
   CLI::App* const test = app.add_subcommand("test", "Run the tests of scripts");
   options->tests.paths = {"."};
   test->add_option("FILE", options->tests.paths,

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <exception>
 #include <iostream>
 #include <new>
 
@@ -30,5 +31,9 @@ int main(int argc, char** argv) try {
   return kt::cli::Main(std::move(arguments), {std::cout, std::cerr});
 } catch (const std::bad_alloc&) {
   (void)!::write(STDERR_FILENO, "kt: out of memory\n", 18);
+  return kt::cli::kScriptFault;
+} catch (const std::exception& failure) {  // nothing that is known to come here
+  (void)!::write(STDERR_FILENO, failure.what(), std::strlen(failure.what()));
+  (void)!::write(STDERR_FILENO, "\n", 1);
   return kt::cli::kScriptFault;
 }

@@ -41,7 +41,7 @@ std::string CommentAbove(const ScriptFile& file, std::size_t token) {
     const bool stands_behind =
         token > 0 && file.text.LineOf(file.tokens[token - 1].range.end) == line;
     if (stands_behind) break;
-    text = CommentText(file.text.View(range)) + text;
+    text.insert(0, CommentText(file.text.View(range)));
   }
   return text;
 }

@@ -9,7 +9,7 @@
 namespace kt::cli::lsp {
 namespace {
 
-using Kind = Token::Kind;
+using TokenKind = Token::Kind;
 
 bool IsWordUnit(char16_t unit) {
   return unit >= 128 || unit == u'_' || (unit >= u'0' && unit <= u'9') ||
@@ -44,21 +44,21 @@ std::size_t EndOfComment(std::u16string_view text, std::size_t at) {
   return end == text.npos ? text.size() : end + 2;
 }
 
-Kind KindAt(std::u16string_view text, std::size_t at) {
+TokenKind KindAt(std::u16string_view text, std::size_t at) {
   const char16_t unit = text[at];
   const char16_t next = at + 1 < text.size() ? text[at + 1] : u'\0';
-  if (unit == u'"' || unit == u'\'') return Kind::kLiteral;
-  if (unit == u'/' && (next == u'/' || next == u'*')) return Kind::kComment;
-  if (IsDigit(unit)) return Kind::kNumber;
-  return IsWordUnit(unit) ? Kind::kWord : Kind::kMark;
+  if (unit == u'"' || unit == u'\'') return TokenKind::kLiteral;
+  if (unit == u'/' && (next == u'/' || next == u'*')) return TokenKind::kComment;
+  if (IsDigit(unit)) return TokenKind::kNumber;
+  return IsWordUnit(unit) ? TokenKind::kWord : TokenKind::kMark;
 }
 
-std::size_t EndOf(Kind kind, std::u16string_view text, std::size_t at) {
+std::size_t EndOf(TokenKind kind, std::u16string_view text, std::size_t at) {
   switch (kind) {
-    case Kind::kLiteral: return EndOfLiteral(text, at);
-    case Kind::kComment: return EndOfComment(text, at);
-    case Kind::kNumber: return EndOfNumber(text, at);
-    case Kind::kWord: return EndOfWord(text, at);
+    case TokenKind::kLiteral: return EndOfLiteral(text, at);
+    case TokenKind::kComment: return EndOfComment(text, at);
+    case TokenKind::kNumber: return EndOfNumber(text, at);
+    case TokenKind::kWord: return EndOfWord(text, at);
     default: return at + 1;
   }
 }
@@ -73,7 +73,7 @@ std::vector<Token> ScanTokens(std::u16string_view text) {
   for (std::size_t at = 0; at < text.size();) {
     at = std::min(text.find_first_not_of(std::u16string_view(u" \t\r\n\0", 5), at), text.size());
     if (at == text.size()) break;
-    const Kind kind = KindAt(text, at);
+    const TokenKind kind = KindAt(text, at);
     const std::size_t end = EndOf(kind, text, at);
     tokens.push_back({kind, {static_cast<kt_long>(at), static_cast<kt_long>(end)}});
     at = end;
@@ -96,11 +96,12 @@ std::u16string_view TokenView::TextOf(std::size_t token) const {
 }
 
 bool TokenView::IsMark(std::size_t token, char16_t mark) const {
-  return token < tokens_.size() && tokens_[token].kind == Kind::kMark && TextOf(token)[0] == mark;
+  return token < tokens_.size() && tokens_[token].kind == TokenKind::kMark &&
+         TextOf(token)[0] == mark;
 }
 
 bool TokenView::IsWord(std::size_t token) const {
-  return token < tokens_.size() && tokens_[token].kind == Kind::kWord;
+  return token < tokens_.size() && tokens_[token].kind == TokenKind::kWord;
 }
 
 std::size_t TokenView::CountBefore(kt_long offset) const {
@@ -114,9 +115,9 @@ std::size_t TokenView::WordAt(kt_long offset) const {
   const std::size_t behind = CountBefore(offset + 1);
   // Of a word that begins where another token ends it is meant.
   for (std::size_t token = behind; token-- > 0 && behind - token <= 2;) {
-    const Kind kind = tokens_[token].kind;
+    const TokenKind kind = tokens_[token].kind;
     if (!tokens_[token].range.Touches(offset)) break;
-    if (kind == Kind::kWord || kind == Kind::kNumber) return token;
+    if (kind == TokenKind::kWord || kind == TokenKind::kNumber) return token;
   }
   return kNone;
 }
@@ -125,27 +126,27 @@ std::size_t TokenView::TextAround(kt_long offset) const {
   const std::size_t count = CountBefore(offset);
   if (count == 0) return kNone;
   const std::size_t token = count - 1;
-  const Kind kind = tokens_[token].kind;
+  const TokenKind kind = tokens_[token].kind;
   const kt_long end = tokens_[token].range.end;
   const std::u16string_view text = TextOf(token);
   // Behind the last unit one is still in what that does not close.
-  const bool is_open = kind == Kind::kLiteral ? text.size() < 2 || text.back() != text.front()
-                                              : !text.ends_with(u"*/");
-  if (kind != Kind::kLiteral && kind != Kind::kComment) return kNone;
+  const bool is_open = kind == TokenKind::kLiteral ? text.size() < 2 || text.back() != text.front()
+                                                   : !text.ends_with(u"*/");
+  if (kind != TokenKind::kLiteral && kind != TokenKind::kComment) return kNone;
   return offset < end || (offset == end && is_open) ? token : kNone;
 }
 
 std::size_t TokenView::Before(std::size_t token) const {
   if (token == kNone) return kNone;
   while (token-- > 0) {
-    if (tokens_[token].kind != Kind::kComment) return token;
+    if (tokens_[token].kind != TokenKind::kComment) return token;
   }
   return kNone;
 }
 
 std::size_t TokenView::After(std::size_t token) const {
   for (++token; token < tokens_.size(); ++token) {
-    if (tokens_[token].kind != Kind::kComment) return token;
+    if (tokens_[token].kind != TokenKind::kComment) return token;
   }
   return kNone;
 }
@@ -154,7 +155,7 @@ std::optional<TokenView::Call> TokenView::FindCall(std::size_t token) const {
   int depth = 0;
   int argument = 0;
   while (token-- > 0) {
-    if (tokens_[token].kind != Kind::kMark) continue;
+    if (tokens_[token].kind != TokenKind::kMark) continue;
     const char16_t mark = TextOf(token)[0];
     if (IsClosing(mark)) ++depth;
     if (depth == 0 && mark == u',') ++argument;
@@ -176,7 +177,7 @@ std::optional<TokenView::Call> TokenView::FindCall(std::size_t token) const {
 std::size_t TokenView::FindOpening(std::size_t token) const {
   int depth = 0;
   for (++token; token-- > 0;) {
-    if (tokens_[token].kind != Kind::kMark) continue;
+    if (tokens_[token].kind != TokenKind::kMark) continue;
     const char16_t mark = TextOf(token)[0];
     if (IsClosing(mark)) ++depth;
     if (mark == u';' || mark == u'{') return kNone;

@@ -16,7 +16,7 @@ bool HasUnguarded(const Kt_ScriptOpItemList& items) {
 }
 
 std::size_t WaysOf(const Kt_ScriptOpItemList& items) {
-  return static_cast<std::size_t>(items.GetCount() + (HasUnguarded(items) ? 0 : 1));
+  return static_cast<std::size_t>(items.GetCount()) + (HasUnguarded(items) ? 0 : 1);
 }
 
 }  // namespace

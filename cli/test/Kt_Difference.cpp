@@ -66,7 +66,7 @@ std::string Difference(const Kt_Variant& actual, const Kt_Variant& expected,
     const Kt_VariantList& a = actual.GetList();
     const Kt_VariantList& b = expected.GetList();
     for (kt_long at = 0; at < std::min(a.GetCount(), b.GetCount()); ++at) {
-      const std::string found =
+      std::string found =
           Difference(a.GetItemNN(at), b.GetItemNN(at), fmt::format("{}[{}]", item, at));
       if (!found.empty()) return found;
     }

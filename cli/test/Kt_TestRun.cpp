@@ -128,7 +128,7 @@ std::vector<TestResult> RunTestFile(const std::string& file, const TestOptions& 
   std::vector<TestResult> results;
   for (const Kt_WString& test : tests) {
     const std::string name = test.ToUtf8();
-    if ((file + ":" + name).find(options.filter) == std::string::npos) continue;
+    if (fmt::format("{}:{}", file, name).find(options.filter) == std::string::npos) continue;
     results.push_back(
         Attempt(file, options, coverage, [&](LoadedTests& loaded) { return loaded.Run(test); }));
     results.back().name = name;

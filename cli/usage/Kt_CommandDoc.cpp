@@ -77,6 +77,7 @@ std::size_t CommandDoc::CountBeforeRest() const {
 ProgramDoc DescribeProgram(const CLI::App& app) {
   const auto subcommands = app.get_subcommands([](const CLI::App*) { return true; });
   std::vector<std::string> names;
+  names.reserve(subcommands.size());
   for (const CLI::App* const command : subcommands) names.push_back(command->get_name());
   ProgramDoc doc{DescribeCommand(app, names), app.get_footer(), {}};
   for (const CLI::App* const command : subcommands) {

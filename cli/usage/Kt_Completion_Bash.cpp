@@ -11,7 +11,7 @@ namespace {
 // Goes through the words before the cursor. Bash cuts words at "=" too, unless its settings say
 // otherwise, so values come as words of their own. Files are left to the shell, which knows how to
 // quote them: no words stand for "any file".
-constexpr const char* kHead = R"(# Completion of kt for bash; written by 'kt completion bash'.
+constexpr const char* kBashHead = R"(# Completion of kt for bash; written by 'kt completion bash'.
 _kt() {
   local cur=${COMP_WORDS[COMP_CWORD]} command= option= last= ended= before= words= count=0 at word
   for ((at = 1; at < COMP_CWORD; at++)); do
@@ -25,7 +25,7 @@ _kt() {
       last=$word
       case "$command $word" in
 )";
-constexpr const char* kWalkTail = R"(      esac
+constexpr const char* kBashWalkTail = R"(      esac
     elif [[ -z $command ]]; then
       command=$word last=
     else
@@ -44,7 +44,7 @@ constexpr const char* kValues = R"(      esac
   COMPREPLY=()
   case "$command $option" in
 )";
-constexpr const char* kTail = R"(  esac
+constexpr const char* kBashTail = R"(  esac
   if [[ -n $words ]]; then
     COMPREPLY=($(compgen -P "$before" -W "$words" -- "$cur"))
     compopt +o default +o bashdefault 2>/dev/null
@@ -114,13 +114,13 @@ std::string BashCompletion(const ProgramDoc& doc) {
   program.name.clear();
   plain += PlainWords(program, names);
 
-  std::string out = kHead;
+  std::string out = kBashHead;
   PutCases(takes_value, "        ", out);
-  out += kWalkTail;
+  out += kBashWalkTail;
   PutCases(ends, "        ", out);
   out += kValues;
   PutCases(values, "  ", out);
-  return out + plain + kTail;
+  return out + plain + kBashTail;
 }
 
 }  // namespace kt::cli

@@ -6,7 +6,7 @@
 namespace kt::cli {
 namespace {
 
-constexpr const char* kHead = R"(# Completion of kt for fish; written by 'kt completion fish'.
+constexpr const char* kFishHead = R"(# Completion of kt for fish; written by 'kt completion fish'.
 
 function __kt_has_command
     set -l words (commandline -opc)
@@ -76,7 +76,7 @@ std::string OptionCondition(const CommandDoc& command) {
 }  // namespace
 
 std::string FishCompletion(const ProgramDoc& doc) {
-  std::string out = kHead;
+  std::string out = kFishHead;
   const std::string none = "complete -c kt -n __kt_has_no_command";
   for (const OptionDoc& option : doc.program.options) PutOption(option, none, out);
   for (const CommandDoc& command : doc.commands) {

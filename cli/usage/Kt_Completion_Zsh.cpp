@@ -6,7 +6,7 @@
 namespace kt::cli {
 namespace {
 
-constexpr const char* kHead = R"(#compdef kt
+constexpr const char* kZshHead = R"(#compdef kt
 # Completion of kt for zsh; written by 'kt completion zsh'.
 
 _kt_named_file() {
@@ -21,7 +21,7 @@ _kt() {
   typeset -A opt_args
   _arguments -C -S \
 )";
-constexpr const char* kTail = R"(    '1:command:->command' \
+constexpr const char* kZshTail = R"(    '1:command:->command' \
     '*::argument:->argument' && ret=0
   case $state in
     command)
@@ -96,7 +96,7 @@ std::vector<std::string> CommandSpecs(const CommandDoc& command) {
 }  // namespace
 
 std::string ZshCompletion(const ProgramDoc& doc) {
-  std::string out = kHead;
+  std::string out = kZshHead;
   out += "_kt_commands() {\n  local -a commands=(\n";
   for (const CommandDoc& command : doc.commands) {
     out += "    " + ShellQuote(command.name + ":" + Escape(command.help, "\\:")) + "\n";
@@ -106,7 +106,7 @@ std::string ZshCompletion(const ProgramDoc& doc) {
   for (const OptionDoc& option : doc.program.options) {
     for (const std::string& spec : OptionSpecs(option)) out += "    " + spec + " \\\n";
   }
-  out += kTail;
+  out += kZshTail;
   for (const CommandDoc& command : doc.commands) {
     out += fmt::format("        {})\n          _arguments -S", command.name);
     for (const std::string& spec : CommandSpecs(command)) out += " \\\n            " + spec;

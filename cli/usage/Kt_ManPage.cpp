@@ -82,6 +82,7 @@ std::string Entries(const CommandDoc& command) {
 
 std::string SeeAlso(const std::vector<std::string>& pages) {
   std::vector<std::string> references;
+  references.reserve(pages.size());
   for (const std::string& page : pages) references.push_back(Bold(page) + "(1)");
   return ".SH \"SEE ALSO\"\n" + Join(references, ",\n") + "\n";
 }
