@@ -1,7 +1,6 @@
 #!/usr/bin/env bash
 # Checks sources with clang-tidy and the project's .clang-tidy; prints every finding once and ends
-# with status 1 when there is one. Needs a configured build/release. Arguments: folders (all of the
-# libraries and the program without).
+# with status 1 when there is one. Arguments: folders (all of the libraries and the program without).
 #
 # Nearly all of the time goes into headers, so the sources of a folder are checked as one unit. Where
 # two have a name of their own alike, the unit is cut in two. A folder of headers alone is one unit of them.
@@ -10,11 +9,9 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 [ $# -gt 0 ] || set -- classlib expr object script dataset analysis reference connect host capi cli
 command -v clang-tidy >/dev/null || { echo "tidy: no clang-tidy; run scripts/setup.sh" >&2; exit 2; }
-export database=build/release/compile_commands.json
-if [ ! -f "$database" ]; then
-  echo "tidy: configure first: cmake --preset release" >&2
-  exit 2
-fi
+# Configured only, for the flags of every source.
+export database=build/tidy/compile_commands.json
+cmake --preset release -B build/tidy -DKT_UNITY=OFF -DKT_TESTS=OFF -DKT_BENCH=OFF -DKT_PYTHON=OFF >/dev/null
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
