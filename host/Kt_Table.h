@@ -369,9 +369,9 @@ class Table {
   // ---- Texts
   // --------------------------------------------------------------------------------------
 
-  Table& load_csv(std::string_view utf8) {
+  Table& load_csv(std::string_view utf8, const Kt_CsvOptions& options = {}) {
     Kt_LoadReport report;
-    return Loaded(LoadCsv(data(), utf8, Kt_CsvOptions(), report), report);
+    return Loaded(LoadCsv(data(), utf8, options, report), report);
   }
   Table& load_json(std::string_view utf8) {
     Kt_LoadReport report;

@@ -9,6 +9,7 @@
 #include <array>
 #include <span>
 
+#include "dataset/Kt_GroupTotals.h"
 #include "host/Kt_Arrow.h"
 #include "python/Kt_PyValue.h"
 
@@ -429,6 +430,21 @@ class PyDataset {
   }
 };
 
+// The columns that `types` does not name have the types that the text shows.
+PyDataset FromCsv(const std::string& text, const std::string& name,
+                  const std::map<std::string, std::string>& types) {
+  Kt_CsvOptions options;
+  for (const auto& [column, type_name] : types) {
+    Kt_ColumnType type{};
+    if (!kt_findcolumntypeW(Kt_WString::FromUtf8(type_name), type)) {
+      throw RunError("'" + type_name + "' is no type of a column");
+    }
+    options.rules.types.emplace_back(Kt_WString::FromUtf8(column), type);
+  }
+  const Unlocked unlocked;
+  return PyDataset(Table(name).load_csv(text, options));
+}
+
 // ---- Arrow
 // ----------------------------------------------------------------------------------------
 
@@ -483,6 +499,93 @@ PyDataset FromArrowObject(const py::object& data, const std::string& name) {
   }
   return dataset;
 }
+
+// ---- Totals of groups
+// -----------------------------------------------------------------------------
+
+// Totals over rows that come in parts, on whatever machine; pickled as what they were made of and
+// their state.
+class PyGroupTotals {
+ public:
+  using Key = std::pair<std::string, std::string>;
+  using Total = std::tuple<std::string, std::string, std::string>;
+
+  PyGroupTotals(std::vector<Key> keys, std::vector<Total> totals, std::string filter)
+      : keys_(std::move(keys)),
+        totals_(std::move(totals)),
+        filter_(std::move(filter)),
+        state_(Keys(), Totals(), Text(filter_)) {}
+
+  // Expressions see what the engine offers, under whose bounds they run.
+  void Add(PyEngine& engine, const PyDataset& rows) {
+    const Table table = rows.table;
+    if (table.node()->engine.lock() != engine.Get().state()) {
+      throw RunError("dataset '" + table.data().GetId().ToUtf8() + "' is none of the engine");
+    }
+    const Unlocked unlocked;
+    detail::Entry entry(engine.Get().state());
+    const kt_long code =
+        entry.Bounded(u"group totals", [&] { return state_.Add(table.wrapper()); });
+    if (code == kFailed) throw RunError("rows were changed while they were added up");
+    entry.Check(code);
+  }
+  void Merge(const PyGroupTotals& later) {
+    if (later.keys_ != keys_ || later.totals_ != totals_ || !state_.Merge(later.state_)) {
+      throw RunError("these are totals of other groups");
+    }
+  }
+  PyDataset Result(const std::string& name) const {
+    PyDataset answer{Table(name)};
+    const kt_long code = state_.Finish(answer.table.data());
+    if (code < 0) throw RunError(detail::LastFailure(code));
+    return answer;
+  }
+  std::size_t Count() const { return state_.GroupCount(); }
+
+  py::tuple State() const {
+    Kt_Buffer bytes;
+    const kt_long code = state_.Save(bytes);
+    if (code < 0) throw RunError(detail::LastFailure(code));
+    return py::make_tuple(keys_, totals_, filter_, py::bytes(bytes.View()));
+  }
+  static PyGroupTotals FromState(const py::tuple& state) {
+    if (state.size() != 4) throw RunError("no state of totals");
+    PyGroupTotals totals(state[0].cast<std::vector<Key>>(), state[1].cast<std::vector<Total>>(),
+                         state[2].cast<std::string>());
+    const auto bytes = state[3].cast<std::string_view>();
+    if (!totals.state_.Load(
+            {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()})) {
+      throw RunError("no state of these totals");
+    }
+    return totals;
+  }
+
+ private:
+  // Every text is an expression, or may be the id of a column, whose faults show with the rows.
+  static Kt_WString Text(const std::string& text) { return Kt_WString::FromUtf8(text); }
+  std::vector<Kt_GroupTotals::Key> Keys() const {
+    std::vector<Kt_GroupTotals::Key> keys;
+    for (const auto& [id, text] : keys_) keys.push_back({Text(id), Text(text)});
+    return keys;
+  }
+  std::vector<Kt_GroupTotals::Total> Totals() const {
+    std::vector<Kt_GroupTotals::Total> totals;
+    for (const auto& [id, what, text] : totals_) {
+      const Kt_Aggregate aggregate = kt_findaggregateW(Text(what));
+      if (aggregate == Kt_Aggregate::kNone) {
+        throw RunError("'" + what + "' is none of sum, avg, max, min and count");
+      }
+      totals.push_back({Text(id), aggregate, Text(text)});
+    }
+    if (totals.empty()) throw RunError("no totals are wanted");
+    return totals;
+  }
+
+  std::vector<Key> keys_;
+  std::vector<Total> totals_;
+  std::string filter_;
+  Kt_GroupTotals state_;
+};
 
 // ---- The module
 // -----------------------------------------------------------------------------------
@@ -648,11 +751,8 @@ void AddDataset(py::module_& module) {
       .def(py::init<const std::string&, const std::optional<py::dict>&>(), arg("name") = "table",
            arg("columns") = py::none())
       .def_static(
-          "from_csv",
-          [](const std::string& text, const std::string& name) {
-            return PyDataset(Table(name).load_csv(text));
-          },
-          arg("text"), arg("name") = "table")
+          "from_csv", &FromCsv, arg("text"), arg("name") = "table", arg("types") = py::dict(),
+          "Of CSV. types: those of columns, {'zip': 'string'}; the others are found out.")
       .def_static(
           "from_json",
           [](const std::string& text, const std::string& name) {
@@ -694,6 +794,28 @@ void AddDataset(py::module_& module) {
       .def("__arrow_c_stream__", &StreamOf, arg("requested_schema") = py::none());
 }
 
+void AddGroupTotals(py::module_& module) {
+  using py::arg;
+  py::class_<PyGroupTotals>(
+      module, "GroupTotals",
+      "Totals of groups over rows that come in parts, which may be added in different processes; "
+      "can be pickled.\n\n"
+      "by: pairs of the name in the answer and a column or expression; totals: the name, 'sum', "
+      "'avg', 'max', 'min' or 'count', and a column or expression; where: leaves out the rows in "
+      "which it is false.")
+      .def(py::init<std::vector<PyGroupTotals::Key>, std::vector<PyGroupTotals::Total>,
+                    std::string>(),
+           arg("by"), arg("totals"), arg("where") = "")
+      .def("add", &PyGroupTotals::Add, arg("engine"), arg("rows"),
+           "Adds the shown rows of a dataset of the engine, whose functions expressions may call.")
+      .def("merge", &PyGroupTotals::Merge, arg("later"), "Takes in the totals of later rows.")
+      .def("result", &PyGroupTotals::Result, arg("name") = "totals",
+           "A dataset with a row for each group, in the order of sorts.")
+      .def("__len__", &PyGroupTotals::Count)
+      .def(py::pickle([](const PyGroupTotals& self) { return self.State(); },
+                      &PyGroupTotals::FromState));
+}
+
 }  // namespace
 }  // namespace kt::python
 
@@ -703,4 +825,5 @@ PYBIND11_MODULE(_core, module) {
   kt::python::AddEngine(module);
   kt::python::AddFormula(module);
   kt::python::AddDataset(module);
+  kt::python::AddGroupTotals(module);
 }

@@ -13,6 +13,7 @@ packages=(
   postgresql                                                   # its server, for tests
   unicode-data iso-codes                                       # data of the cookbook
   python3-dev pybind11-dev python3-numpy python3-pandas python3-pytest  # the Python module
+  python3-dask python3-distributed                             # its partitions on many machines
   libbenchmark-dev lua5.4 liblua5.4-dev libmuparser-dev        # benchmarks
   clang clang-format clang-tidy libclang-rt-dev                # fuzzing, format and lint checks
   zsh fish                                                     # tests of completions

@@ -188,24 +188,28 @@ kt_long Finish(const Kt_CellFold& fold, Kt_Variant& result) {
 
 }  // namespace
 
-Kt_Variant Kt_CellSum::Total() const {
-  if (has_doubles_) {
-    double total = doubles_.Total();
-    if (has_units_) total += units_.Approximate() / static_cast<double>(Kt_Currency::kScale);
-    if (longs_.Total() != 0) total += static_cast<double>(longs_.Total());
+Kt_Variant kt::detail::TotalOfSums(const double* doubles, const WideSum* units,
+                                   std::int64_t longs) {
+  if (doubles != nullptr) {
+    double total = *doubles;
+    if (units != nullptr) total += units->Approximate() / static_cast<double>(Kt_Currency::kScale);
+    if (longs != 0) total += static_cast<double>(longs);
     return total;
   }
-  const std::int64_t whole = longs_.Total();
-  if (has_units_) {
-    WideSum all = units_;
-    all.AddMany(whole, Kt_Currency::kScale);
-    std::int64_t units = 0;
-    if (all.Total(units)) return Kt_Currency::FromUnits(units);
+  if (units != nullptr) {
+    WideSum all = *units;
+    all.AddMany(longs, Kt_Currency::kScale);
+    std::int64_t whole = 0;
+    if (all.Total(whole)) return Kt_Currency::FromUnits(whole);
     return all.Approximate() / static_cast<double>(Kt_Currency::kScale);
   }
-  const bool fits =
-      whole >= std::numeric_limits<kt_long>::min() && whole <= std::numeric_limits<kt_long>::max();
-  return fits ? Kt_Variant(static_cast<kt_long>(whole)) : Kt_Variant(static_cast<double>(whole));
+  return CountValue(longs);
+}
+
+Kt_Variant Kt_CellSum::Total() const {
+  const double doubles = doubles_.Total();
+  return TotalOfSums(has_doubles_ ? &doubles : nullptr, has_units_ ? &units_ : nullptr,
+                     longs_.Total());
 }
 
 bool Kt_CellRule::IsBetter(bool greatest, const Kt_Variant& value, const Kt_Variant& best) {

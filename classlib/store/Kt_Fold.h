@@ -60,6 +60,17 @@ class KT_CLASS_API Kt_CellSum {
   bool has_units_ = false;
 };
 
+namespace kt::detail {
+// The total of what a sum of cells is kept as; null for kinds that did not come.
+KT_CLASS_API Kt_Variant TotalOfSums(const double* doubles, const kernels::WideSum* units,
+                                    std::int64_t longs);
+// How many there were: a double where a long does not hold it.
+inline Kt_Variant CountValue(std::int64_t count) {
+  return count == static_cast<kt_long>(count) ? Kt_Variant(static_cast<kt_long>(count))
+                                              : Kt_Variant(static_cast<double>(count));
+}
+}  // namespace kt::detail
+
 struct KT_CLASS_API Kt_CellRule {
   using Sum = Kt_CellSum;
   static bool Takes(const Kt_Variant& value) { return !value.IsEmpty(); }
@@ -76,7 +87,7 @@ class Kt_Fold {
 
   explicit Kt_Fold(Kt_Aggregate what) : what_(what) {}
   // Of `values` values, of which kernels have made the sum or the best.
-  Kt_Fold(Kt_Aggregate what, kt_long values, const Sum& sum, Kt_Variant best)
+  Kt_Fold(Kt_Aggregate what, std::int64_t values, const Sum& sum, Kt_Variant best)
       : what_(what), rows_(values), values_(values), sum_(sum), best_(std::move(best)) {}
 
   void Step(const Kt_Variant& value) {
@@ -100,10 +111,10 @@ class Kt_Fold {
   }
   // Of the values that took part; averages and counts, when asked, of all that came.
   Kt_Variant Finish(bool over_all = false) const {
-    const kt_long count = over_all ? rows_ : values_;
+    const std::int64_t count = over_all ? rows_ : values_;
     switch (what_) {
       case Kt_Aggregate::kSum: return sum_.Total();
-      case Kt_Aggregate::kCount: return count;
+      case Kt_Aggregate::kCount: return kt::detail::CountValue(count);
       case Kt_Aggregate::kNone: return {};
       default: break;
     }
@@ -125,8 +136,8 @@ class Kt_Fold {
   }
 
   Kt_Aggregate what_;
-  kt_long rows_ = 0;
-  kt_long values_ = 0;
+  std::int64_t rows_ = 0;
+  std::int64_t values_ = 0;
   Sum sum_;
   Kt_Variant best_;  // while values_ > 0
 };

@@ -2,11 +2,11 @@
 """Scripts, formulas and datasets of KtScript for Python. docs/host-python.md is the guide."""
 
 from . import _core
-from ._core import Dataset, Engine, Formula, Program, version
+from ._core import Dataset, Engine, Formula, GroupTotals, Program, version
 from ._errors import Error, Place, RunError, SyntaxError  # noqa: A004
 
-__all__ = ["Dataset", "Engine", "Error", "Formula", "Place", "Program", "RunError", "SyntaxError", "eval",
-           "version"]
+__all__ = ["Dataset", "Engine", "Error", "Formula", "GroupTotals", "Place", "Program", "RunError",
+           "SyntaxError", "eval", "version"]
 
 
 def eval(expression, /, **names):  # noqa: A001

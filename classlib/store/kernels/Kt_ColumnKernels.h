@@ -148,6 +148,22 @@ class WideSum {
   double Approximate() const {
     return static_cast<double>(high_) * 4294967296.0 + static_cast<double>(low_);
   }
+  // Adds the sum of other numbers; both halves are as small afterwards as they can be.
+  void Merge(const WideSum& other) {
+    high_ += other.high_ + (low_ >> 32) + (other.low_ >> 32);
+    low_ = (low_ & 0xFFFFFFFF) + (other.low_ & 0xFFFFFFFF);
+  }
+  // What it is kept as: `high` * 2^32 + `low`.
+  void Halves(std::int64_t& high, std::int64_t& low) const {
+    high = high_ + (low_ >> 32);
+    low = low_ & 0xFFFFFFFF;
+  }
+  static WideSum FromHalves(std::int64_t high, std::int64_t low) {
+    WideSum sum;
+    sum.high_ = high;
+    sum.low_ = low & 0xFFFFFFFF;
+    return sum;
+  }
 
  private:
   std::int64_t high_ = 0;

@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: MIT
+//
+// Totals of groups over parts of rows: exact sums, parts cut anywhere, and their state as bytes.
+#include "dataset/Kt_GroupTotals.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <random>
+
+#include "dataset_test_util.h"
+
+namespace {
+
+using namespace kt::test;  // NOLINT(google-build-using-namespace): the helpers
+using kt::kernels::ExactSum;
+
+TEST(ExactSum, IsRoundedOnce) {
+  constexpr double kMax = std::numeric_limits<double>::max();
+  constexpr double kMin = std::numeric_limits<double>::denorm_min();
+  constexpr double kInf = std::numeric_limits<double>::infinity();
+  constexpr double kNaN = std::numeric_limits<double>::quiet_NaN();
+  const double half = std::ldexp(1, -53);  // of the last digit of 1
+  const struct {
+    std::vector<double> values;
+    double sum;
+  } kRows[] = {
+      {{}, 0},
+      {{-0.0}, 0},
+      {{0.1, 0.2, 0.3, -0.6}, 2.7755575615628914e-17},
+      {{1, 1e100, 1, -1e100}, 2},
+      {{kMax, kMax, -kMax}, kMax},
+      {{kMax, kMax}, kInf},
+      {{-kMax, -kMax}, -kInf},
+      {{kMax, std::ldexp(1, 969)}, kMax},
+      {{kMax, std::ldexp(1, 970)}, kInf},
+      {{kMin, kMin, -3 * kMin}, -kMin},
+      {{1, half}, 1},
+      {{1, half, kMin}, std::nextafter(1, 2)},
+      {{1, half, -kMin}, 1},
+      {{std::nextafter(1, 2), half}, std::nextafter(std::nextafter(1, 2), 2)},
+      {{-1, -half, -kMin}, std::nextafter(-1, -2)},
+      {{kInf, 1, kInf}, kInf},
+      {{kInf, -kInf, 1}, kNaN},
+      {{1, kNaN, kInf}, kNaN},
+  };
+  for (const auto& row : kRows) {
+    for (std::size_t cut = 0; cut <= row.values.size(); ++cut) {
+      ExactSum first;
+      ExactSum second;
+      for (std::size_t at = 0; at < cut; ++at) first.AddOne(row.values[at]);
+      for (std::size_t at = cut; at < row.values.size(); ++at) second.AddOne(row.values[at]);
+      first.Merge(ExactSum::FromDigits(second.Digits(), second.Others()));
+      const double sum = first.Total();
+      EXPECT_TRUE(sum == row.sum || (std::isnan(sum) && std::isnan(row.sum)))
+          << sum << " for " << row.sum << " of " << testing::PrintToString(row.values);
+      EXPECT_EQ(std::signbit(sum), !std::isnan(sum) && std::signbit(row.sum));
+    }
+  }
+}
+
+// ---- Groups -----------------------------------------------------------------------------------
+
+using Rows = std::vector<std::vector<Kt_Variant>>;  // k, n, x, q, t
+
+constexpr const char16_t* kIds[] = {u"k", u"n", u"x", u"q", u"t"};
+
+Rows RandomRows(std::mt19937& random) {
+  const auto one_of = [&random](std::initializer_list<Kt_Variant> values) {
+    return values.begin()[random() % values.size()];
+  };
+  Rows rows(random() % 400);
+  for (auto& row : rows) {
+    const double number = std::ldexp(static_cast<double>(random()) - 2e9,
+                                     static_cast<int>(random() % 120) - 60);
+    row = {one_of({u"a", u"b", u"", {}, kt_long{7}, 7.0}),
+           one_of({kt_long{1}, 1.0, kt_long{2}, {}, Kt_Currency::FromUnits(10000)}),
+           one_of({number, number, number, {}, std::nan("")}),
+           one_of({kt_long{2147483647}, kt_long{-5}, {}, Kt_Currency::FromUnits(333)}),
+           one_of({u"x", u"y", {}, Kt_DateTime{45296.5}, kt_long{3}, 3.0})};
+  }
+  return rows;
+}
+
+std::unique_ptr<Kt_Dataset> PartOf(const Rows& rows, std::size_t first, std::size_t end) {
+  auto dataset = std::make_unique<Kt_Dataset>(u"d");
+  for (std::size_t col = 0; col < std::size(kIds); ++col) {
+    dataset->AddColumn(kIds[col], u"variant");
+  }
+  dataset->AppendRow(static_cast<kt_long>(end - first));
+  for (std::size_t row = first; row < end; ++row) {
+    for (std::size_t col = 0; col < std::size(kIds); ++col) {
+      dataset->SetColumn(static_cast<kt_long>(row - first), static_cast<kt_long>(col),
+                         rows[row][col]);
+    }
+  }
+  return dataset;
+}
+
+Kt_GroupTotals NewTotals() {
+  return {{{u"k", u"k"}, {u"n", u"n"}},
+          {{u"sx", Kt_Aggregate::kSum, u"x"},
+           {u"ax", Kt_Aggregate::kAvg, u"x + 0"},
+           {u"mx", Kt_Aggregate::kMax, u"x"},
+           {u"sq", Kt_Aggregate::kSum, u"q"},
+           {u"ct", Kt_Aggregate::kCount, u"t"},
+           {u"lt", Kt_Aggregate::kMin, u"t"}},
+          u"q != -5"};
+}
+
+// The totals of rows that are cut into parts, each of which goes through its state.
+std::string TotalsOf(const Rows& rows, std::vector<std::size_t> cuts) {
+  TestHost host;
+  Kt_GroupTotals all = NewTotals();
+  cuts.push_back(rows.size());
+  std::size_t first = 0;
+  for (const std::size_t end : cuts) {
+    const auto part = PartOf(rows, first, end);
+    Kt_ExprDataset wrapper(part.get(), &host);
+    Kt_GroupTotals made = NewTotals();
+    EXPECT_EQ(made.Add(wrapper), kOk);
+    Kt_Buffer bytes;
+    EXPECT_GE(made.Save(bytes), 0);
+    Kt_GroupTotals loaded = NewTotals();
+    EXPECT_TRUE(loaded.Load({bytes.GetData(), bytes.GetSize()}));
+    EXPECT_TRUE(all.Merge(loaded));
+    first = end;
+  }
+  Kt_Dataset answer(u"answer");
+  EXPECT_GE(all.Finish(answer), 0);
+  return ShowTable(answer);
+}
+
+TEST(GroupTotals, DoNotDependOnTheCuts) {
+  std::mt19937 random(4711);
+  for (int round = 0; round < 60; ++round) {
+    const Rows rows = RandomRows(random);
+    const std::string whole = TotalsOf(rows, {});
+    for (int cutting = 0; cutting < 4; ++cutting) {
+      std::vector<std::size_t> cuts;
+      for (int cut = 0; cut < cutting * 3 + 1; ++cut) cuts.push_back(random() % (rows.size() + 1));
+      std::ranges::sort(cuts);
+      EXPECT_EQ(TotalsOf(rows, cuts), whole) << "round " << round;
+    }
+  }
+}
+
+// Every aggregate but sums of doubles is that of cells, in every group.
+TEST(GroupTotals, AgreeWithTheFoldOfCells) {
+  std::mt19937 random(815);
+  TestHost host;
+  for (int round = 0; round < 60; ++round) {
+    const Rows rows = RandomRows(random);
+    const auto part = PartOf(rows, 0, rows.size());
+    Kt_ExprDataset wrapper(part.get(), &host);
+    Kt_GroupTotals totals = NewTotals();
+    ASSERT_EQ(totals.Add(wrapper), kOk);
+    Kt_Dataset answer(u"answer");
+    ASSERT_GE(totals.Finish(answer), 0);
+    std::size_t rows_found = 0;
+    for (kt_long group = 0; group < answer.GetRowCount(); ++group) {
+      Kt_CellFold sum_x(Kt_Aggregate::kSum);
+      Kt_CellFold sum_q(Kt_Aggregate::kSum);
+      Kt_CellFold max_x(Kt_Aggregate::kMax);
+      Kt_CellFold min_t(Kt_Aggregate::kMin);
+      Kt_CellFold count_t(Kt_Aggregate::kCount);
+      double size = 0;
+      for (const auto& row : rows) {
+        if (Var_Order(row[0], answer.ReadColumn(group, 0)) != 0 ||
+            Var_Order(row[1], answer.ReadColumn(group, 1)) != 0 ||
+            Var_Order(row[3], Kt_Variant(kt_long{-5})) == 0) {
+          continue;
+        }
+        ++rows_found;
+        sum_x.Step(row[2]);
+        max_x.Step(row[2]);
+        sum_q.Step(row[3]);
+        count_t.Step(row[4]);
+        min_t.Step(row[4]);
+        if (!row[2].IsEmpty()) size += std::fabs(row[2].ToDouble());
+      }
+      const auto is_near = [&](const Kt_Variant& a, const Kt_Variant& b) {
+        return (std::isnan(a.ToDouble()) && std::isnan(b.ToDouble())) ||
+               std::fabs(a.ToDouble() - b.ToDouble()) <= size * 1e-12;
+      };
+      EXPECT_TRUE(is_near(answer.ReadColumn(group, 2), sum_x.Finish()));
+      EXPECT_EQ(Var_Order(answer.ReadColumn(group, 4), max_x.Finish()), 0);
+      EXPECT_EQ(answer.ReadColumn(group, 5).ToDouble(), sum_q.Finish().ToDouble());
+      EXPECT_EQ(answer.ReadColumn(group, 6).ToInteger(), count_t.Finish().ToInteger());
+      EXPECT_EQ(Var_Order(answer.ReadColumn(group, 7), min_t.Finish()), 0);
+    }
+    const auto is_wanted = [](const auto& row) {
+      return Var_Order(row[3], Kt_Variant(kt_long{-5})) != 0;
+    };
+    EXPECT_EQ(rows_found, static_cast<std::size_t>(std::ranges::count_if(rows, is_wanted)));
+  }
+}
+
+TEST(GroupTotals, StatesThatAreNone) {
+  TestHost host;
+  auto rows = MakeDataset(u"d", u"k:string,n:long,x:double,q:long,t:string\na,1,2.5,3,x\n");
+  Kt_ExprDataset wrapper(rows.get(), &host);
+  Kt_GroupTotals totals = NewTotals();
+  ASSERT_EQ(totals.Add(wrapper), kOk);
+  Kt_Buffer bytes;
+  ASSERT_GE(totals.Save(bytes), 0);
+  for (std::size_t size = 0; size < bytes.GetSize(); ++size) {
+    Kt_GroupTotals none = NewTotals();
+    EXPECT_FALSE(none.Load({bytes.GetData(), size}));
+    EXPECT_EQ(none.GroupCount(), 0U);
+  }
+  Kt_GroupTotals other({{u"k", u"k"}}, {{u"sx", Kt_Aggregate::kSum, u"x"}}, u"");
+  EXPECT_FALSE(other.Load({bytes.GetData(), bytes.GetSize()}));
+  EXPECT_FALSE(other.Merge(totals));
+  Kt_ExprDataset gone(nullptr, &host);
+  EXPECT_EQ(other.Add(gone), kFailed);
+  EXPECT_EQ(other.GroupCount(), 0U);
+}
+
+}  // namespace
