@@ -4,6 +4,10 @@
 #
 #   postgresql.sh start FOLDER    prints "socket=... port=... pid=..."; 77 when there is no server
 #   postgresql.sh stop FOLDER
+#   postgresql.sh again FOLDER    after a stop, or while it runs: as it was started
+#
+# KT_POSTGRESQL_OPTIONS has further options of the server, "-c work_mem=64MB"; KT_POSTGRESQL_FILE_KB how large its files
+# may grow, as on a disk that is full.
 set -euo pipefail
 command=$1
 folder=$2
@@ -26,6 +30,12 @@ if [ "$command" = stop ]; then
   exit 0
 fi
 
+if [ "$command" = again ]; then
+  run "$programs/pg_ctl" restart -s -m immediate -w -t 60 -D "$folder/data" \
+    -l "$folder/data/server.log" >/dev/null 2>&1 </dev/null
+  exit
+fi
+
 mkdir -p "$folder"
 chmod 755 "$folder"
 [ "$(id -u)" -ne 0 ] || chown postgres "$folder"
@@ -33,10 +43,12 @@ echo "secret word" >"$folder/password"
 chmod 644 "$folder/password"
 run "$programs/initdb" -D "$folder/data" -U kt --pwfile="$folder/password" --encoding=UTF8 \
   --locale=C --auth-local=trust --auth-host=scram-sha-256 --no-sync >"$folder/initdb.log" 2>&1
+[ -z "${KT_POSTGRESQL_FILE_KB:-}" ] || ulimit -f "$KT_POSTGRESQL_FILE_KB"
 for _ in 1 2 3 4 5; do
   port=$((20000 + (RANDOM * 32768 + RANDOM) % 12000))
   if run "$programs/pg_ctl" start -s -w -t 60 -D "$folder/data" -l "$folder/data/server.log" \
-    -o "-c listen_addresses=127.0.0.1 -p $port -c unix_socket_directories='$folder' -c fsync=off" \
+    -o "-c listen_addresses=127.0.0.1 -p $port -c unix_socket_directories='$folder' -c fsync=off \
+      ${KT_POSTGRESQL_OPTIONS:-}" \
     >/dev/null 2>&1 </dev/null; then
     "$programs/createdb" -h "$folder" -p "$port" -U kt shop
     echo "socket=$folder port=$port pid=$(head -1 "$folder/data/postmaster.pid")"
