@@ -502,6 +502,60 @@ TEST_F(PostgresqlChanges, ConnectionsThatAreLost) {
   EXPECT_EQ(server_.Run("SELECT count(*) FROM slow WHERE a = 'b'"), "0");
 }
 
+// Whoever holds a connection is told, nobody else notices.
+TEST_F(PostgresqlChanges, AServerThatIsRestarted) {
+  server_.Run("DROP TABLE IF EXISTS r; CREATE TABLE r(id int PRIMARY KEY, a text); "
+              "INSERT INTO r VALUES (1, 'x'), (2, 'y');");
+  Kt_Dataset rows;
+  Kt_Database::Options options;
+  options.may_write = true;
+  const auto open = Kt_Database::Open(Url("r"), options, error_);
+  ASSERT_NE(open, nullptr) << error_;
+  ASSERT_EQ(kt::LoadDatabase(Url("r"), {}, rows, error_), 2) << error_;
+  std::int64_t changed = 0;
+  ASSERT_TRUE(open->Begin(error_)) << error_;
+  ASSERT_TRUE(open->Execute("UPDATE r SET a = 'half' WHERE id = 2", {}, changed, error_)) << error_;
+  rows.SetColumn(0, 1, u"new");
+  server_.Restart();
+  Kt_ChangeReport report;
+  EXPECT_LT(kt::SaveChanges(*open, "r", rows, report), 0);
+  EXPECT_NE(report.error, "");
+  EXPECT_TRUE(open->IsLost());
+  EXPECT_TRUE(rows.GetUpdate());
+  EXPECT_EQ(kt::SaveChanges(Url("r"), {}, rows, report), 1) << report.error;
+  EXPECT_EQ(server_.Run("SELECT * FROM r ORDER BY id"), "1,new|2,y");
+}
+
+TEST(PostgresqlDisk, ThatIsFull) {
+  constexpr int kFileKb = 20480;  // more than a file of the log of transactions
+  const PostgresqlServer server(kFileKb);
+  if (!server.IsThere()) GTEST_SKIP() << server.WhyNot();
+  // A page for each row, and room for some 60 more.
+  server.Run("CREATE TABLE t(id serial PRIMARY KEY, a text); "
+             "ALTER TABLE t ALTER COLUMN a SET STORAGE plain; "
+             "INSERT INTO t(a) SELECT repeat('x', 7000) FROM generate_series(1, 2500);");
+  Kt_DatabaseUrl url;
+  std::string error;
+  ASSERT_TRUE(Kt_DatabaseUrl::Parse(server.Url() + "&table=t", url, error)) << error;
+  Kt_Dataset rows;
+  ASSERT_EQ(kt::LoadDatabase(url, {}, rows, error), 2500) << error;
+  const kt_long first = rows.AppendRow(100);
+  for (kt_long row = first; row < rows.GetRowCount(); ++row) {
+    rows.SetColumn(row, 1, Kt_WString::FromUtf8(std::string(7000, 'y')));
+  }
+  Kt_ChangeReport report;
+  EXPECT_LT(kt::SaveChanges(url, {}, rows, report), 0);
+  EXPECT_EQ(report.error.substr(0, 17), "nothing was saved") << report.error;
+  ASSERT_FALSE(report.conflicts.empty());
+  EXPECT_NE(report.conflicts[0].Text().find("could not extend file"), std::string::npos)
+      << report.conflicts[0].Text();
+  EXPECT_EQ(server.Run("SELECT count(*) FROM t WHERE a LIKE 'y%'"), "0");
+  EXPECT_EQ(rows.GetRowType(first), kRowTypeInsert);
+  server.Run("VACUUM t");
+  for (kt_long row = rows.GetRowCount(); row-- > first + 10;) rows.DeleteRow(row);
+  EXPECT_EQ(kt::SaveChanges(url, {}, rows, report), 10) << "what fits: " << report.error;
+}
+
 // A constraint that is looked at when the transaction ends.
 TEST_F(PostgresqlChanges, AnEndThatFails) {
   server_.Run(

@@ -6,10 +6,22 @@
 #include <filesystem>
 #include <string>
 
-// A server of PostgreSQL for the tests of this program, in a temporary folder: made when the first
-// test asks for it, stopped at the end. Where no server is installed there is none, and tests skip.
+// A server of PostgreSQL in a temporary folder, stopped at the end. Where none is installed there is
+// none, and tests skip.
 class PostgresqlServer {
  public:
+  // With `file_kb` no file of it grows beyond that, as on a disk that is full.
+  explicit PostgresqlServer(int file_kb = 0) {
+    std::string pattern = (std::filesystem::temp_directory_path() / "kt_pg_XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) return;
+    folder_ = std::filesystem::canonical(pattern).string();
+    const std::string limit =
+        file_kb > 0 ? "KT_POSTGRESQL_FILE_KB=" + std::to_string(file_kb) + " " : "";
+    said_ = Output(limit + KT_POSTGRESQL_SCRIPT + " start " + folder_ + " 2>&1");
+    const std::size_t at = said_.find("port=");
+    if (at != said_.npos) port_ = said_.substr(at + 5, said_.find(' ', at) - at - 5);
+  }
+  // That of the tests of this program, made when the first one asks for it.
   static const PostgresqlServer& Get() {
     static const PostgresqlServer server;
     return server;
@@ -21,6 +33,8 @@ class PostgresqlServer {
     std::error_code ignored;
     std::filesystem::remove_all(folder_, ignored);
   }
+
+  void Restart() const { Output(std::string(KT_POSTGRESQL_SCRIPT) + " again " + folder_); }
 
   bool IsThere() const { return !port_.empty(); }
   const std::string& WhyNot() const { return said_; }
@@ -48,15 +62,6 @@ class PostgresqlServer {
   }
 
  private:
-  PostgresqlServer() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "kt_pg_XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) return;
-    folder_ = std::filesystem::canonical(pattern).string();
-    said_ = Output(std::string(KT_POSTGRESQL_SCRIPT) + " start " + folder_ + " 2>&1");
-    const std::size_t at = said_.find("port=");
-    if (at != said_.npos) port_ = said_.substr(at + 5, said_.find(' ', at) - at - 5);
-  }
-
   static std::string Output(const std::string& command) {
     std::string text;
     if (std::FILE* const pipe = ::popen(command.c_str(), "r")) {
