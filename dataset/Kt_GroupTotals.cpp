@@ -307,8 +307,7 @@ bool Kt_GroupTotals::Merge(const Kt_GroupTotals& later) {
   const auto is_same = [](const Total& a, const Total& b) {
     return a.id == b.id && a.what == b.what && a.text == b.text;
   };
-  if (later.keys_.size() != keys_.size() ||
-      !std::ranges::equal(later.totals_, totals_, is_same)) {
+  if (later.keys_.size() != keys_.size() || !std::ranges::equal(later.totals_, totals_, is_same)) {
     return false;
   }
   for (const Group& group : later.groups_) Take(group.key, group.folds.data());

@@ -17,7 +17,8 @@
 //                         {{u"revenue", Kt_Aggregate::kSum, u"price * qty"}}, u"qty > 0");
 //   totals.Add(first_part);
 //   totals.Merge(of_second_part);
-//   totals.Finish(answer);           // region, revenue: a row for each group, in the order of sorts
+//   totals.Finish(answer);           // region, revenue: a row for each group, in the order of
+//   sorts
 //
 // Keys and totals are columns or row expressions; with a filter, rows in which it is false are left
 // out, as Filter does. Aggregates take the values as those of cells (docs/values.md), but that sums

@@ -553,8 +553,7 @@ class PyGroupTotals {
     PyGroupTotals totals(state[0].cast<std::vector<Key>>(), state[1].cast<std::vector<Total>>(),
                          state[2].cast<std::string>());
     const auto bytes = state[3].cast<std::string_view>();
-    if (!totals.state_.Load(
-            {reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()})) {
+    if (!totals.state_.Load({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()})) {
       throw RunError("no state of these totals");
     }
     return totals;
@@ -750,9 +749,9 @@ void AddDataset(py::module_& module) {
       "dataset[column] the list of values.")
       .def(py::init<const std::string&, const std::optional<py::dict>&>(), arg("name") = "table",
            arg("columns") = py::none())
-      .def_static(
-          "from_csv", &FromCsv, arg("text"), arg("name") = "table", arg("types") = py::dict(),
-          "Of CSV. types: those of columns, {'zip': 'string'}; the others are found out.")
+      .def_static("from_csv", &FromCsv, arg("text"), arg("name") = "table",
+                  arg("types") = py::dict(),
+                  "Of CSV. types: those of columns, {'zip': 'string'}; the others are found out.")
       .def_static(
           "from_json",
           [](const std::string& text, const std::string& name) {

@@ -504,8 +504,9 @@ TEST_F(PostgresqlChanges, ConnectionsThatAreLost) {
 
 // Whoever holds a connection is told, nobody else notices.
 TEST_F(PostgresqlChanges, AServerThatIsRestarted) {
-  server_.Run("DROP TABLE IF EXISTS r; CREATE TABLE r(id int PRIMARY KEY, a text); "
-              "INSERT INTO r VALUES (1, 'x'), (2, 'y');");
+  server_.Run(
+      "DROP TABLE IF EXISTS r; CREATE TABLE r(id int PRIMARY KEY, a text); "
+      "INSERT INTO r VALUES (1, 'x'), (2, 'y');");
   Kt_Dataset rows;
   Kt_Database::Options options;
   options.may_write = true;
@@ -531,9 +532,10 @@ TEST(PostgresqlDisk, ThatIsFull) {
   const PostgresqlServer server(kFileKb);
   if (!server.IsThere()) GTEST_SKIP() << server.WhyNot();
   // A page for each row, and room for some 60 more.
-  server.Run("CREATE TABLE t(id serial PRIMARY KEY, a text); "
-             "ALTER TABLE t ALTER COLUMN a SET STORAGE plain; "
-             "INSERT INTO t(a) SELECT repeat('x', 7000) FROM generate_series(1, 2500);");
+  server.Run(
+      "CREATE TABLE t(id serial PRIMARY KEY, a text); "
+      "ALTER TABLE t ALTER COLUMN a SET STORAGE plain; "
+      "INSERT INTO t(a) SELECT repeat('x', 7000) FROM generate_series(1, 2500);");
   Kt_DatabaseUrl url;
   std::string error;
   ASSERT_TRUE(Kt_DatabaseUrl::Parse(server.Url() + "&table=t", url, error)) << error;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// A table of PostgreSQL that lies on several servers: what runs on them, what comes back and is saved,
-// and servers that die on the way.
+// A table of PostgreSQL that lies on several servers: what runs on them, what comes back and is
+// saved, and servers that die on the way.
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -96,9 +96,8 @@ class PostgresqlCluster : public ::testing::TestWithParam<int> {
   Kt_Dataset Load(const std::string& where) {
     Kt_Dataset orders(u"orders");
     std::string error;
-    EXPECT_GE(kt::LoadDatabase(cluster_.Url("SELECT * FROM orders WHERE " + where), {}, orders,
-                               error),
-              0)
+    EXPECT_GE(
+        kt::LoadDatabase(cluster_.Url("SELECT * FROM orders WHERE " + where), {}, orders, error), 0)
         << error;
     return orders;
   }
@@ -204,8 +203,8 @@ TEST_P(PostgresqlClusterFaults, AShardThatDiesInALoad) {
     cluster_.Kill("shard1");
   });
   // A row takes a millisecond here, and the shards are asked for a few at a time.
-  const kt_long loaded = kt::LoadDatabase(cluster_.Url("SELECT id, pg_sleep(0.001) FROM orders"),
-                                          {}, kept, error);
+  const kt_long loaded =
+      kt::LoadDatabase(cluster_.Url("SELECT id, pg_sleep(0.001) FROM orders"), {}, kept, error);
   other.join();
   EXPECT_LT(loaded, 0);
   EXPECT_NE(error, "");

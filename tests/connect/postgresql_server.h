@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <string>
 
-// A server of PostgreSQL in a temporary folder, stopped at the end. Where none is installed there is
-// none, and tests skip.
+// A server of PostgreSQL in a temporary folder, stopped at the end. Where none is installed there
+// is none, and tests skip.
 class PostgresqlServer {
  public:
   // With `file_kb` no file of it grows beyond that, as on a disk that is full.

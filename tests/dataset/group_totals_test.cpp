@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
 // Totals of groups over parts of rows: exact sums, parts cut anywhere, and their state as bytes.
-#include "dataset/Kt_GroupTotals.h"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <limits>
 #include <random>
 
+#include "dataset/Kt_GroupTotals.h"
 #include "dataset_test_util.h"
 
 namespace {
@@ -72,8 +71,8 @@ Rows RandomRows(std::mt19937& random) {
   };
   Rows rows(random() % 400);
   for (auto& row : rows) {
-    const double number = std::ldexp(static_cast<double>(random()) - 2e9,
-                                     static_cast<int>(random() % 120) - 60);
+    const double number =
+        std::ldexp(static_cast<double>(random()) - 2e9, static_cast<int>(random() % 120) - 60);
     row = {one_of({u"a", u"b", u"", {}, kt_long{7}, 7.0}),
            one_of({kt_long{1}, 1.0, kt_long{2}, {}, Kt_Currency::FromUnits(10000)}),
            one_of({number, number, number, {}, std::nan("")}),

@@ -30,8 +30,7 @@ class ExactSum {
     const auto exponent = static_cast<std::uint32_t>(bits >> 52 & 0x7FF);
     if (exponent == 0x7FF) {
       // Of infinities and NaN it matters only which of them there were.
-      others_ = others_ == 0 || others_ == value ? value
-                                                 : std::numeric_limits<double>::quiet_NaN();
+      others_ = others_ == 0 || others_ == value ? value : std::numeric_limits<double>::quiet_NaN();
       return;
     }
     const std::uint64_t fraction = bits & ((std::uint64_t{1} << 52) - 1);
