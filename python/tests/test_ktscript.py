@@ -4,6 +4,8 @@
 import concurrent.futures
 import datetime
 import decimal
+import math
+import pickle
 import threading
 
 import ktscript
@@ -414,3 +416,61 @@ def test_formula_over_one_of_its_columns():
     wanted = (prices + 1) * prices / 3
     ktscript.Formula("(price + 1) * price / 3").evaluate([prices], out=prices)
     assert (prices == wanted).all()
+
+
+# ---- Totals in parts ------------------------------------------------------------------------------
+
+
+def part(engine, **columns):
+    rows = ktscript.Dataset("rows", columns)
+    engine.dataset("rows", rows)
+    return rows
+
+
+def test_totals_in_parts_are_those_of_all_rows():
+    prices = [0.1, 1e16, 0.2, -1e16, 0.3, float("nan"), 0.25]
+    regions = ["a", "a", "a", "a", "b", "c", "c"]
+    wanted = ([("where", "region")],
+              [("s", "sum", "price * 2"), ("n", "count", "price"), ("m", "max", "price")])
+    engine, answers = ktscript.Engine(), set()
+    for cut in range(len(prices) + 1):
+        first, second = ktscript.GroupTotals(*wanted), ktscript.GroupTotals(*wanted)
+        first.add(engine, part(engine, region=regions[:cut], price=prices[:cut]))
+        second.add(engine, part(engine, region=regions[cut:], price=prices[cut:]))
+        first.merge(pickle.loads(pickle.dumps(second)))
+        assert len(first) == 3
+        answers.add(first.result("all").to_csv())
+    # One after the other, 1e16 and -1e16 would take the other prices of their group with them.
+    assert answers == {"where:string,s:double,n:long,m:double\r\n"
+                       f"a,{math.fsum([0.2, 0.4])!r},4,1e+16\r\nb,0.6,1,0.3\r\nc,nan,2,0.25\r\n"}
+
+
+def test_totals_that_cannot_be():
+    engine, totals = ktscript.Engine(), ktscript.GroupTotals([], [("s", "sum", "x + 0")])
+    with pytest.raises(ktscript.RunError, match="none of the engine"):
+        totals.add(engine, ktscript.Dataset("rows", {"x": [1]}))
+    with pytest.raises(ktscript.RunError, match="unknown"):
+        totals.add(engine, part(engine, y=[1]))
+    engine.limit(steps=100)
+    with pytest.raises(ktscript.RunError, match="step"):
+        totals.add(engine, part(engine, x=list(range(100000))))
+    engine.limit()
+    totals.add(engine, part(engine, x=[1, 2]))
+    assert totals.result().values("s") == [3], "what failed was not added"
+    with pytest.raises(ktscript.RunError, match="other groups"):
+        totals.merge(ktscript.GroupTotals([("x", "x")], [("s", "sum", "x + 0")]))
+    for wanted in [[], [("s", "median", "x")]]:
+        with pytest.raises(ktscript.RunError):
+            ktscript.GroupTotals([], wanted)
+    keys, columns, where, state = totals.__getstate__()
+    with pytest.raises(ktscript.RunError, match="no state"):
+        ktscript.GroupTotals.__new__(ktscript.GroupTotals).__setstate__(
+            (keys, columns, where, state[:-3]))
+
+
+def test_types_of_csv_columns():
+    text = "zip,n\n1,1\n2,x\n"
+    assert ktscript.Dataset.from_csv(text).values("zip") == [1, 2]
+    assert ktscript.Dataset.from_csv(text, types={"zip": "string"}).values("zip") == ["1", "2"]
+    with pytest.raises(ktscript.RunError, match="no type"):
+        ktscript.Dataset.from_csv(text, types={"zip": "nothing"})
