@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "cli/test/Kt_TestRun.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
