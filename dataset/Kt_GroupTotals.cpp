@@ -55,11 +55,12 @@ class Distinct {
 // Calls take(row, number) for numbers that were computed ahead.
 template <class Take>
 kt_long TakeEach(kt_long first, const RowNumbers& numbers, Take take) {
-  for (kt_long at = 0; at < numbers.count; ++at) {
+  auto row = static_cast<std::size_t>(first);
+  for (kt_long at = 0; at < numbers.count; ++at, ++row) {
     if (numbers.longs != nullptr) {
-      take(static_cast<std::size_t>(first + at), numbers.longs[at]);
+      take(row, numbers.longs[at]);
     } else {
-      take(static_cast<std::size_t>(first + at), numbers.doubles[at]);
+      take(row, numbers.doubles[at]);
     }
   }
   return numbers.count;
