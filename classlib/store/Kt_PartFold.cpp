@@ -8,6 +8,13 @@ using kt::kernels::WideSum;
 
 namespace {
 
+// No rows come to more; what is read beyond was not written here, and could overflow when merged.
+constexpr std::int64_t kMostRows = std::int64_t{1} << 50;
+constexpr std::int64_t kMostHigh = std::int64_t{1} << 61;   // upper half of a sum
+constexpr std::int64_t kMostCarry = std::int64_t{1} << 40;  // beyond the digits of all doubles
+
+bool IsWithin(std::int64_t number, std::int64_t most) { return number >= -most && number <= most; }
+
 // ---- Numbers as bytes, the least significant first --------------------------------------------
 
 void Put(std::string& bytes, std::int64_t number) {
@@ -35,7 +42,7 @@ void Put(std::string& bytes, const WideSum& sum) {
 bool Take(std::span<const std::uint8_t>& bytes, WideSum& sum) {
   std::int64_t high = 0;
   std::int64_t low = 0;
-  if (!Take(bytes, high) || !Take(bytes, low)) return false;
+  if (!Take(bytes, high) || !Take(bytes, low) || !IsWithin(high, kMostHigh)) return false;
   sum = WideSum::FromHalves(high, low);
   return true;
 }
@@ -63,6 +70,7 @@ bool Take(std::span<const std::uint8_t>& bytes, ExactSum& sum) {
   for (std::int64_t at = first; at < end; ++at) {
     if (!Take(bytes, digits[static_cast<std::size_t>(at)])) return false;
   }
+  if (!IsWithin(digits.back(), kMostCarry)) return false;
   sum = ExactSum::FromDigits(digits, std::bit_cast<double>(others));
   return true;
 }
@@ -134,7 +142,8 @@ std::string Kt_PartFold::Save() const {
 bool Kt_PartFold::Load(std::span<const std::uint8_t> bytes, Kt_Variant best) {
   std::int64_t what = 0;
   if (!Take(bytes, what) || what != static_cast<std::int64_t>(what_)) return false;
-  if (!Take(bytes, rows_) || !Take(bytes, values_) || values_ < 0 || values_ > rows_) return false;
+  if (!Take(bytes, rows_) || !Take(bytes, values_)) return false;
+  if (values_ < 0 || values_ > rows_ || rows_ > kMostRows) return false;
   if (Adds() && !sum_.Load(bytes)) return false;
   best_ = std::move(best);
   return bytes.empty();

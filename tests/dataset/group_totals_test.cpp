@@ -209,6 +209,19 @@ TEST(GroupTotals, StatesThatAreNone) {
     EXPECT_FALSE(none.Load({bytes.GetData(), size}));
     EXPECT_EQ(none.GroupCount(), 0U);
   }
+  // Bytes that are others: no state, or one that can be merged and finished.
+  std::mt19937 random(99);
+  for (int round = 0; round < 3000; ++round) {
+    std::vector<std::uint8_t> changed(bytes.GetData(), bytes.GetData() + bytes.GetSize());
+    for (int change = 0; change < 2; ++change) {
+      changed[random() % changed.size()] = static_cast<std::uint8_t>(random());
+    }
+    Kt_GroupTotals loaded = NewTotals();
+    if (!loaded.Load(changed)) continue;
+    EXPECT_TRUE(loaded.Merge(totals));
+    Kt_Dataset answer;
+    EXPECT_GE(loaded.Finish(answer), 1);
+  }
   Kt_GroupTotals other({{u"k", u"k"}}, {{u"sx", Kt_Aggregate::kSum, u"x"}}, u"");
   EXPECT_FALSE(other.Load({bytes.GetData(), bytes.GetSize()}));
   EXPECT_FALSE(other.Merge(totals));
