@@ -148,6 +148,24 @@ GroupView& Kt_Dataset::Body::GroupsOf(View view) const {
   return *groups;
 }
 
+// Where the group keys change, when the sort that made the order of the rows knows it.
+const SortedRuns* Kt_Dataset::Body::RunsOfGroups(View view) const {
+  const RowIndex& index = *rows_.index;
+  const SortedRuns* const runs = index.Runs();
+  const bool has_all = index.EntryCount() == static_cast<std::size_t>(index.Count(view));
+  if (runs == nullptr || !has_all || !IsPhysical()) return nullptr;
+  std::size_t at = 0;
+  for (const Key& key : rows_.shown_keys) {
+    if (!IsGroupKey(key)) continue;
+    if (at == runs->keys.size()) return nullptr;
+    const SortedRuns::Key& sorted = runs->keys[at++];
+    if (StoredCol(key.col) != sorted.col || columns_[sorted.col].searches.sort_mark != sorted.mark) {
+      return nullptr;
+    }
+  }
+  return runs;
+}
+
 void Kt_Dataset::Body::BuildGroups(View view, GroupView& groups) const {
   GroupBuilder builder(*rows_.index, view);
   for (const Key& key : rows_.shown_keys) {
@@ -156,6 +174,7 @@ void Kt_Dataset::Body::BuildGroups(View view, GroupView& groups) const {
       builder.AddTotal(key.col, key.subtotal, CellsOfKey(key.col));
     }
   }
+  builder.SetRuns(RunsOfGroups(view));
   builder.SetPivot(pivot_.Get());
   builder.Build(reverse_subtotals_, groups);
 }

@@ -3,6 +3,8 @@
 // Sorting: every key column becomes numbers, as many of them one number of 64 bits as have room in
 // it, and the rows are sorted by the last ones first, so that stability makes the earlier keys win.
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <bit>
 #include <numeric>
 
@@ -52,6 +54,9 @@ class SlotSorter {
   }
 
   void Add(const Kt_Column& column, bool ascending, bool nulls_last) {
+    ++key_count_;
+    // Values of any kind may be equal in a sort and differ all the same.
+    if (column.RowCount() == 0 || IsOfValues(column)) is_one_word_ = false;
     if (column.RowCount() == 0) return;
     VisitCells(column, [&]<class Cells>(const Cells& cells) {
       if constexpr (std::is_same_v<Cells, Kt_Column::Texts>) {
@@ -77,10 +82,56 @@ class SlotSorter {
     Pack(1, [&](Slot row) { return std::uint64_t{column.IsNull(row) == nulls_last}; });
   }
 
-  void Finish() { Sort(); }
+  // Where the keys of the sorted rows change, by key from the first; null where the sort does not
+  // tell, or there are nearly as many runs as rows.
+  std::shared_ptr<SortedRuns> Finish() {
+    const bool is_known = is_one_word_ && !slots_.empty();
+    if (!CanSortByCounts(slots_.size(), used_bits_)) {
+      kt::kernels::SortRows(keys_, slots_, used_bits_, ChargeRows);
+      if (!is_known) return nullptr;
+      RunFinder finder(*this, keys_[0]);
+      ChargeRows(keys_.size());
+      for (std::size_t at = 1; at < keys_.size(); ++at) {
+        if (!finder.Note(at, keys_[at])) return nullptr;
+      }
+      return finder.Found();
+    }
+    const auto ends = SortByCounts(keys_, slots_, used_bits_, ChargeRows);
+    if (!is_known) return nullptr;
+    RunFinder finder(*this, static_cast<std::uint64_t>(
+                                std::ranges::find_if(ends, [](auto end) { return end > 0; }) -
+                                ends.begin()));
+    for (std::size_t key = 0; key < ends.size(); ++key) {
+      const std::uint32_t start = key == 0 ? 0 : ends[key - 1];
+      if (ends[key] != start && !finder.Note(start, key)) return nullptr;
+    }
+    return finder.Found();
+  }
 
  private:
   static constexpr int kKeyBits = 64;
+  // Collects the rows at which the keys change.
+  class RunFinder {
+   public:
+    RunFinder(const SlotSorter& sorter, std::uint64_t first)
+        : sorter_(sorter), before_(first), runs_(std::make_shared<SortedRuns>()) {}
+    bool Note(std::size_t row, std::uint64_t key) {
+      if (key == before_) return true;
+      // The outermost key has the highest bits.
+      const int bit = std::bit_width(key ^ before_) - 1;
+      runs_->starts.push_back(static_cast<std::uint32_t>(row));
+      runs_->changed.push_back(
+          sorter_.key_count_ - sorter_.key_of_bit_[static_cast<std::size_t>(bit)]);
+      before_ = key;
+      return runs_->starts.size() <= sorter_.slots_.size() / 8;
+    }
+    std::shared_ptr<SortedRuns> Found() { return std::move(runs_); }
+
+   private:
+    const SlotSorter& sorter_;
+    std::uint64_t before_;
+    std::shared_ptr<SortedRuns> runs_;
+  };
   struct Range {
     std::uint64_t least;
     std::uint64_t greatest;
@@ -107,6 +158,7 @@ class SlotSorter {
   void Pack(int bits, KeyAt key_at) {
     if (bits == 0) return;
     ChargeRows(slots_.size());
+    std::fill_n(key_of_bit_.begin() + used_bits_, bits, key_count_);
     if (used_bits_ == 0) {
       for (std::size_t at = 0; at < slots_.size(); ++at) keys_[at] = key_at(slots_[at]);
     } else {
@@ -117,14 +169,26 @@ class SlotSorter {
     used_bits_ += bits;
   }
 
+  static bool IsOfValues(const Kt_Column& column) {
+    return column.Type() == Kt_ColumnType::kVariant || column.Type() == Kt_ColumnType::kBinary;
+  }
+
   void Sort() {
-    kt::kernels::SortRows(keys_, slots_, used_bits_, ChargeRows);
+    is_one_word_ = false;
+    if (CanSortByCounts(slots_.size(), used_bits_)) {
+      (void)SortByCounts(keys_, slots_, used_bits_, ChargeRows);
+    } else {
+      kt::kernels::SortRows(keys_, slots_, used_bits_, ChargeRows);
+    }
     used_bits_ = 0;
   }
 
   kt::CountedVector<Slot>& slots_;
   kt::CountedVector<std::uint64_t> keys_;  // of the slots
   int used_bits_ = 0;                      // of the keys
+  bool is_one_word_ = true;                // all that was added, and alike only where it is equal
+  std::uint32_t key_count_ = 0;
+  std::array<std::uint32_t, kKeyBits> key_of_bit_{};  // the last one is 1
 };
 
 }  // namespace
@@ -178,20 +242,39 @@ std::shared_ptr<Kt_Column> Kt_Dataset::Body::ComputedCells(kt_long col) const {
   return cells;
 }
 
-void Kt_Dataset::Body::SortSlots(kt::CountedVector<Slot>& slots, const std::vector<SortKey>& keys,
-                                 bool nulls_last) const {
+std::shared_ptr<SortedRuns> Kt_Dataset::Body::SortSlots(kt::CountedVector<Slot>& slots,
+                                                        const std::vector<SortKey>& keys,
+                                                        bool nulls_last) const {
   SlotSorter sorter(slots);
   for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
     sorter.Add(*SlotCells(key->col), key->ascending, nulls_last);
   }
-  sorter.Finish();
+  return sorter.Finish();
+}
+
+// Marks the columns that rows were sorted by, so that what the sort has told can be used while they
+// are not written. Nothing where the cells are not here.
+std::shared_ptr<const SortedRuns> Kt_Dataset::Body::Marked(std::shared_ptr<SortedRuns> runs,
+                                                           const std::vector<SortKey>& keys) const {
+  static std::atomic<std::uint64_t> last_mark = 0;
+  if (runs == nullptr || !IsPhysical()) return nullptr;
+  const std::uint64_t mark = ++last_mark;
+  for (const SortKey& key : keys) {
+    const kt_long col = StoredCol(key.col);
+    if (col < 0) return nullptr;
+    columns_[col].searches.sort_mark = mark;
+    runs->keys.push_back({col, mark});
+  }
+  return runs;
 }
 
 void Kt_Dataset::Body::SortRows(const std::vector<SortKey>& keys, bool nulls_last) {
   kt::CountedVector<Slot> slots = rows_.index->Slots();
-  SortSlots(slots, keys, nulls_last);
+  const auto runs = Marked(SortSlots(slots, keys, nulls_last), keys);
   ChargeRows(slots.size());
-  rows_.index.Write().Assign(slots);
+  RowIndex& index = rows_.index.Write();
+  index.Assign(slots);
+  index.SetRuns(runs);
   rows_.DropGroups();
   ++structure_version_;
 }

@@ -52,8 +52,8 @@ class CellHash {
   kt::CountedVector<std::uint32_t> next_;  // by slot
 };
 
-// How often a column was searched since it was written, and the hash that this was worth. Not part
-// of the value: copies start anew.
+// How often a column was searched since it was written, and the hash that this was worth; which sort
+// was the last to read it. Not part of the value: copies start anew.
 struct ColumnSearches {
   ColumnSearches() = default;
   ColumnSearches(const ColumnSearches&) {}
@@ -63,14 +63,16 @@ struct ColumnSearches {
   }
 
   void Forget() {
-    if (KT_LIKELY(count == 0)) return;
+    if (KT_LIKELY(count == 0 && sort_mark == 0)) return;
     count = 0;
+    sort_mark = 0;
     hash.reset();
   }
   // The hash, from the third search on; null: there is none.
   const CellHash* Next(const Kt_Column& cells);
 
   int count = 0;
+  std::uint64_t sort_mark = 0;  // 0: written since
   std::unique_ptr<CellHash> hash;
 };
 

@@ -195,8 +195,12 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
   void BuildGroups(View view, kt::detail::GroupView& groups) const;
   Kt_Variant ReadRecord(kt_long record, kt_long col) const;
   kt_long CountRecords(View view, kt_long start, kt_long end) const;
-  void SortSlots(kt::CountedVector<Slot>& slots, const std::vector<SortKey>& keys,
-                 bool nulls_last) const;
+  std::shared_ptr<kt::detail::SortedRuns> SortSlots(kt::CountedVector<Slot>& slots,
+                                                    const std::vector<SortKey>& keys,
+                                                    bool nulls_last) const;
+  std::shared_ptr<const kt::detail::SortedRuns> Marked(
+      std::shared_ptr<kt::detail::SortedRuns> runs, const std::vector<SortKey>& keys) const;
+  const kt::detail::SortedRuns* RunsOfGroups(View view) const;
   void SortRows(const std::vector<SortKey>& keys, bool nulls_last);
   std::shared_ptr<const Kt_Column> SlotCells(kt_long col) const;
   std::shared_ptr<Kt_Column> ComputedCells(kt_long col) const;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <numeric>
 #include <type_traits>
 #include <utility>
 
@@ -14,6 +15,44 @@
 #include "classlib/store/kernels/Kt_ColumnKernels.h"
 
 namespace kt::detail {
+
+namespace {
+
+// Cells of one column, laid out in the order of some records. `Array` is a pointer to the cells by
+// slot, or std::nullptr_t where only nulls matter.
+template <class Array, std::size_t kRecords>
+class RecordBatch {
+ public:
+  RecordBatch(Array cells, kernels::NullBits nulls) : cells_(cells), nulls_(nulls) {}
+
+  // REQUIRES: count <= kRecords.
+  void Read(const Slot* slots, std::size_t count) {
+    if constexpr (kHasCells) {
+      for (std::size_t at = 0; at < count; ++at) read_[at] = cells_[slots[at]];
+    }
+    if (nulls_ == nullptr) return;
+    for (std::size_t at = 0; at < count; ++at) {
+      present_[at] = kernels::IsNull(nulls_, slots[at]) ? 0 : 1;
+    }
+  }
+  void AddTo(Kt_CellSum& sum, std::size_t& values, std::size_t first, std::size_t last) const {
+    if constexpr (kHasCells) sum.Dense(read_.data() + first, last - first);
+    values += nulls_ == nullptr ? last - first
+                                : std::accumulate(present_.begin() + first, present_.begin() + last,
+                                                  std::size_t{0});
+  }
+
+ private:
+  static constexpr bool kHasCells = !std::is_null_pointer_v<Array>;
+  using Cell = std::conditional_t<kHasCells, std::remove_cv_t<std::remove_pointer_t<Array>>, char>;
+
+  Array cells_;
+  kernels::NullBits nulls_;
+  std::array<Cell, kRecords> read_;
+  std::array<std::uint8_t, kRecords> present_;
+};
+
+}  // namespace
 
 void GroupBuilder::Build(bool reverse, GroupView& groups) const {
   const CountedVector<Slot> records = Records();
@@ -92,8 +131,16 @@ void GroupBuilder::Find(const CountedVector<Slot>& records, GroupView& groups) c
       starts[at] = last;
     }
   };
-  ForEachKeyChange(keys_, records,
-                   [&](std::size_t record, std::uint32_t key) { end_groups(key, record); });
+  if (runs_ == nullptr) {
+    ForEachKeyChange(keys_, records,
+                     [&](std::size_t record, std::uint32_t key) { end_groups(key, record); });
+  } else {
+    RoundCharge charge;
+    for (std::size_t at = 0; at < runs_->starts.size(); ++at) {
+      charge.AddOrLeave(Kt_WorkMeter::kUnitsPerCell);
+      if (runs_->changed[at] < key_count) end_groups(runs_->changed[at], runs_->starts[at]);
+    }
+  }
   if (!records.empty()) end_groups(0, records.size());
 }
 
@@ -141,39 +188,45 @@ void GroupBuilder::FillTotals(const TotalColumn& column, const CountedVector<Slo
   });
 }
 
-// Every cell is read once, for all levels. `cells` may be null where only nulls matter.
+// Every cell is read once, for all levels: a batch of cells is laid out in the order of the records,
+// and each level takes the pieces of it that its groups cover. So a group begins at the first lane
+// of its sum however small it is. `cells` may be null where only nulls matter.
 template <class Array>
 void GroupBuilder::FillOnTheWay(const TotalColumn& column, const CountedVector<Slot>& records,
                                 GroupView& groups, Array cells) const {
-  constexpr std::size_t kBatch = 1024;
+  constexpr std::size_t kBatch = 2048;
   struct Open {
     Kt_CellSum sum;
     std::size_t values = 0;
   };
   std::vector<Open> levels(keys_.size());  // the groups that are open, the innermost first
-  const auto take_in = [&](const Slot* slots, std::size_t count) {
-    const std::size_t values = kernels::CountPresentListed(column.cells->Nulls(), slots, count);
-    for (Open& open : levels) open.values += values;
-    if constexpr (!std::is_null_pointer_v<Array>) {
-      std::array<std::remove_cvref_t<decltype(*cells)>, kBatch> read;
-      for (std::size_t at = 0; at < count; ++at) read[at] = cells[slots[at]];
-      for (Open& open : levels) open.sum.Dense(read.data(), count);
+  CountedVector<Subtotal>& all = groups.All();
+  RecordBatch<Array, kBatch> batch(cells, column.cells->Nulls());
+  std::size_t ended = 0;  // subtotals before the batch
+  for (std::size_t first = 0; first < records.size(); first += kBatch) {
+    const std::size_t end = std::min(records.size(), first + kBatch);
+    ChargeOrLeave(static_cast<std::int64_t>((end - first) * levels.size()) *
+                  Kt_WorkMeter::kUnitsPerCell);
+    batch.Read(&records[first], end - first);
+    std::size_t stop = ended;  // of the subtotals whose groups end in the batch
+    while (stop < all.size() && static_cast<std::size_t>(all[stop].last) <= end) ++stop;
+    for (std::size_t level = 0; level < levels.size(); ++level) {
+      Open& open = levels[level];
+      std::size_t from = first;
+      for (std::size_t at = ended; at < stop; ++at) {
+        Subtotal& subtotal = all[at];
+        if (static_cast<std::size_t>(subtotal.level) != level + 1) continue;
+        const auto last = static_cast<std::size_t>(subtotal.last);
+        batch.AddTo(open.sum, open.values, from - first, last - first);
+        from = last;
+        const Open closed = std::exchange(open, {});
+        if (ShowsKey(subtotal, column.col)) continue;
+        const Kt_CellFold fold(column.what, static_cast<kt_long>(closed.values), closed.sum, {});
+        subtotal.cells.push_back({column.col, -1, fold.Finish()});
+      }
+      batch.AddTo(open.sum, open.values, from - first, end - first);
     }
-  };
-  RoundCharge charge;
-  std::size_t done = 0;
-  for (Subtotal& subtotal : groups.All()) {
-    for (const auto last = static_cast<std::size_t>(subtotal.last); done < last;) {
-      const std::size_t count = std::min(kBatch, last - done);
-      charge.AddOrLeave(static_cast<std::int64_t>(count * levels.size()) *
-                        Kt_WorkMeter::kUnitsPerCell);
-      take_in(&records[done], count);
-      done += count;
-    }
-    const Open open = std::exchange(levels[static_cast<std::size_t>(subtotal.level - 1)], {});
-    if (ShowsKey(subtotal, column.col)) continue;
-    const Kt_CellFold fold(column.what, static_cast<kt_long>(open.values), open.sum, {});
-    subtotal.cells.push_back({column.col, -1, fold.Finish()});
+    ended = stop;
   }
 }
 

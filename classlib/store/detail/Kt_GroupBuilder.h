@@ -36,6 +36,8 @@ class GroupBuilder {
   void AddTotal(kt_long col, Kt_Aggregate what, Cells cells) {
     totals_.push_back({col, what, std::move(cells)});
   }
+  // What a sort by the keys, and perhaps more, knows of all the records; null for nothing.
+  void SetRuns(const SortedRuns* runs) { runs_ = runs; }
   // The rows are those of a cross table, which has totals for every position.
   void SetPivot(const Kt_Pivot* pivot) { pivot_ = pivot; }
 
@@ -75,6 +77,7 @@ class GroupBuilder {
   const View view_;
   std::vector<KeyColumn> keys_;
   std::vector<TotalColumn> totals_;
+  const SortedRuns* runs_ = nullptr;
   const Kt_Pivot* pivot_ = nullptr;
 };
 

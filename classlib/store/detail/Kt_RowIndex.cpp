@@ -303,6 +303,7 @@ void RowIndex::MakeRoom(std::size_t more_chunks) {
 
 void RowIndex::Append(Slot first, std::uint32_t count) {
   if (count == 0) return;
+  runs_.reset();
   MakeRoom(count / kChunkRows + 1);
   if (!chunks_.empty() && chunks_.back().size < kChunkRows) {
     Chunk& last = chunks_.back();
@@ -359,6 +360,7 @@ void RowIndex::MakeRoomAt(Place place) {
 
 void RowIndex::Insert(Place place, Slot slot) {
   if (chunks_.empty()) return Append(slot, 1);
+  runs_.reset();
   identity_ = false;
   if (chunks_[place.chunk].size == kChunkRows) {
     Split(place.chunk);
@@ -379,6 +381,7 @@ void RowIndex::Insert(Place place, Slot slot) {
 }
 
 void RowIndex::Remove(Place place) {
+  runs_.reset();
   Chunk& chunk = chunks_[place.chunk];
   const Slot slot = chunk.At(place.offset);
   const bool is_last = place.chunk + 1 == chunks_.size() && place.offset + 1u == chunk.size;
@@ -402,6 +405,7 @@ void RowIndex::Remove(Place place) {
 }
 
 void RowIndex::Exchange(Place a, Place b) {
+  runs_.reset();
   identity_ = false;
   List(chunks_[a.chunk]);
   List(chunks_[b.chunk]);
@@ -431,6 +435,7 @@ void RowIndex::Assign(const CountedVector<Slot>& slots) {
     }
   }
   chunks_ = std::move(chunks);
+  runs_.reset();
   identity_ = is_identity;
   entries_ = slots.size();
   totals_.fill(0);

@@ -4,12 +4,14 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <vector>
 
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/base/Kt_Types.h"
+#include "classlib/store/detail/Kt_SortedRuns.h"
 
 namespace kt::detail {
 
@@ -100,6 +102,11 @@ class RowIndex {
   void Assign(const CountedVector<Slot>& slots);
   void Clear();
 
+  // What the sort that made this order knows of it; null when there was none, or rows came, went or
+  // moved since.
+  void SetRuns(std::shared_ptr<const SortedRuns> runs) { runs_ = std::move(runs); }
+  const SortedRuns* Runs() const { return runs_.get(); }
+
   // All slots in order, the deleted ones too.
   CountedVector<Slot> Slots() const;
   // Calls dense(first, count) and listed(slots, count) for rows [start, end) of a view, in order.
@@ -161,6 +168,7 @@ class RowIndex {
   mutable std::array<CountedVector<std::uint32_t>, kViews> trees_;  // empty: to be built
   mutable Cursor cursor_;
   mutable CountedVector<std::uint32_t> chunk_of_;  // by slot; empty: to be built
+  std::shared_ptr<const SortedRuns> runs_;
 };
 
 template <class Dense, class Listed>

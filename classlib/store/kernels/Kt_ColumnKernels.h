@@ -69,10 +69,14 @@ class DoubleSum {
   void Dense(const double* cells, std::size_t count) {
     std::size_t at = 0;
     while (at < count && phase_ != 0) AddOne(cells[at++]);
+    if (at == count) return;
+    std::array<double, kLanes> lanes = lanes_;  // the cells cannot be these, so registers may be
     for (; at + kLanes <= count; at += kLanes) {
-      for (std::size_t lane = 0; lane < kLanes; ++lane) lanes_[lane] += cells[at + lane];
+      for (std::size_t lane = 0; lane < kLanes; ++lane) lanes[lane] += cells[at + lane];
     }
-    while (at < count) AddOne(cells[at++]);
+    phase_ = (count - at) % kLanes;
+    for (std::size_t lane = 0; at < count; ++at, ++lane) lanes[lane] += cells[at];
+    lanes_ = lanes;
   }
   void Listed(const double* cells, const std::uint32_t* rows, std::size_t count) {
     std::size_t at = 0;

@@ -99,6 +99,29 @@ void SortByKey(CountedVector<KeyedRow>& rows, CountedVector<KeyedRow>& spare, Ch
   }
 }
 
+// Sorts rows by keys of so few bits that every key can have a counter; stable. One pass counts,
+// another one moves. The keys stay where they are. Gives where the rows of each key end.
+template <class Charge>
+CountedVector<std::uint32_t> SortByCounts(const CountedVector<std::uint64_t>& keys,
+                                          CountedVector<std::uint32_t>& rows, int key_bits,
+                                          Charge charge) {
+  charge(3 * rows.size());
+  CountedVector<std::uint32_t> ends(std::size_t{1} << key_bits);
+  for (const std::uint64_t key : keys) ++ends[key];
+  std::uint32_t start = 0;
+  for (std::uint32_t& count : ends) start += std::exchange(count, start);
+  CountedVector<std::uint32_t> sorted(rows.size());
+  for (std::size_t at = 0; at < rows.size(); ++at) sorted[ends[keys[at]]++] = rows[at];
+  rows.swap(sorted);
+  return ends;
+}
+
+// Whether the counters are few beside the rows, and stay in the caches.
+inline bool CanSortByCounts(std::size_t rows, int key_bits) {
+  constexpr int kMostBits = 17;
+  return key_bits <= kMostBits && std::size_t{4} << key_bits <= rows;
+}
+
 // Sorts rows by their keys of `key_bits` bits, and the keys with them; stable. Where both have room
 // in one word they are sorted as one.
 template <class Charge>
