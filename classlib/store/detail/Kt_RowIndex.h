@@ -145,6 +145,8 @@ class RowIndex {
 
   void MakeRoom(std::size_t more_chunks);
   void MakeFlags();
+  kt_long SetInChunk(const Chunk& chunk, std::uint8_t set, const std::uint8_t* mark,
+                     std::size_t rows);
   void List(Chunk& chunk);
   void Split(std::uint32_t chunk);
   void Recount(Chunk& chunk);
