@@ -49,16 +49,17 @@ namespace {
 
 // Calls visit(first, last, same) for the runs of records whose keys are equal; `same` is how many
 // of the keys are those of the run before.
-template <class Keys, class Visit>
-void ForEachRun(const Keys& keys, const kt::CountedVector<Slot>& records, Visit visit) {
+template <class Keys, class Sorted, class Visit>
+void ForEachRun(const Keys& keys, const Sorted& sorted, Visit visit) {
   std::size_t first = 0;
   std::size_t same = 0;
-  ForEachKeyChange(keys, records, [&](std::size_t record, std::uint32_t key) {
+  const auto end_run = [&](std::size_t record, std::uint32_t key) {
     visit(first, record, same);
     first = record;
     same = key;
-  });
-  if (!records.empty()) visit(first, records.size(), same);
+  };
+  ForEachKeyChange(keys, sorted.slots, sorted.runs.get(), end_run);
+  if (!sorted.slots.empty()) visit(first, sorted.slots.size(), same);
 }
 
 }  // namespace
@@ -72,8 +73,8 @@ bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
     std::vector<SortKey> sort;
     sort.reserve(keys.size());
     for (const KeyColumn& key : keys) sort.push_back({key.col, key.ascending});
-    kt::CountedVector<Slot> sorted = slots;
-    body.SortSlots(sorted, sort, false);
+    Sorted sorted{slots, nullptr};
+    sorted.runs = body.SortSlots(sorted.slots, sort, false);
     return sorted;
   };
   kt::CountedVector<std::uint32_t> row_of(body.rows_.slot_count);
@@ -99,9 +100,9 @@ bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
   return true;
 }
 
-void Kt_Pivot::SetRows(const kt::CountedVector<Slot>& slots,
-                       kt::CountedVector<std::uint32_t>& row_of) {
-  ForEachRun(row_keys_, slots, [&](std::size_t first, std::size_t last, std::size_t) {
+void Kt_Pivot::SetRows(const Sorted& sorted, kt::CountedVector<std::uint32_t>& row_of) {
+  const kt::CountedVector<Slot>& slots = sorted.slots;
+  ForEachRun(row_keys_, sorted, [&](std::size_t first, std::size_t last, std::size_t) {
     for (std::size_t at = first; at < last; ++at) {
       row_of[slots[at]] = static_cast<std::uint32_t>(rows_.size());
     }
@@ -109,9 +110,10 @@ void Kt_Pivot::SetRows(const kt::CountedVector<Slot>& slots,
   });
 }
 
-void Kt_Pivot::SetPositions(const kt::CountedVector<Slot>& slots,
+void Kt_Pivot::SetPositions(const Sorted& sorted,
                             kt::CountedVector<kt::CountedVector<std::uint32_t>>& positions_of_plain,
                             kt::CountedVector<std::uint32_t>& plain_of) {
+  const kt::CountedVector<Slot>& slots = sorted.slots;
   const std::size_t key_count = column_keys_.size();
   std::vector<std::size_t> open(key_count, 0);  // first plain position of the open run, by key
   RoundCharge charge;
@@ -127,7 +129,7 @@ void Kt_Pivot::SetPositions(const kt::CountedVector<Slot>& slots,
       open[key - 1] = positions_of_plain.size();
     }
   };
-  ForEachRun(column_keys_, slots, [&](std::size_t first, std::size_t last, std::size_t same) {
+  ForEachRun(column_keys_, sorted, [&](std::size_t first, std::size_t last, std::size_t same) {
     if (first > 0) close(same);
     for (std::size_t at = first; at < last; ++at) {
       plain_of[slots[at]] = static_cast<std::uint32_t>(positions_of_plain.size());

@@ -8,6 +8,7 @@
 
 namespace kt::detail {
 class GroupBuilder;
+struct SortedRuns;
 struct SubtotalCell;
 }  // namespace kt::detail
 
@@ -82,10 +83,16 @@ class KT_CLASS_API Kt_Pivot {
   };
   using CellNumber = std::pair<std::uint32_t, std::uint32_t>;  // position, cell
 
+  // Records sorted by some keys, and what the sort knows of them.
+  struct Sorted {
+    kt::CountedVector<Slot> slots;
+    std::shared_ptr<const kt::detail::SortedRuns> runs;  // null: nothing
+  };
+
   bool BuildFrom(const Kt_Dataset& source);
   void TakeKeys(const Kt_Dataset& source);
-  void SetRows(const kt::CountedVector<Slot>& slots, kt::CountedVector<std::uint32_t>& row_of);
-  void SetPositions(const kt::CountedVector<Slot>& slots,
+  void SetRows(const Sorted& sorted, kt::CountedVector<std::uint32_t>& row_of);
+  void SetPositions(const Sorted& sorted,
                     kt::CountedVector<kt::CountedVector<std::uint32_t>>& positions_of_plain,
                     kt::CountedVector<std::uint32_t>& plain_of);
   void SetCells(kt::CountedVector<std::uint64_t>& keys, kt::CountedVector<Slot>& records);

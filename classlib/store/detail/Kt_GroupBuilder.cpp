@@ -131,16 +131,8 @@ void GroupBuilder::Find(const CountedVector<Slot>& records, GroupView& groups) c
       starts[at] = last;
     }
   };
-  if (runs_ == nullptr) {
-    ForEachKeyChange(keys_, records,
-                     [&](std::size_t record, std::uint32_t key) { end_groups(key, record); });
-  } else {
-    RoundCharge charge;
-    for (std::size_t at = 0; at < runs_->starts.size(); ++at) {
-      charge.AddOrLeave(Kt_WorkMeter::kUnitsPerCell);
-      if (runs_->changed[at] < key_count) end_groups(runs_->changed[at], runs_->starts[at]);
-    }
-  }
+  ForEachKeyChange(keys_, records, runs_,
+                   [&](std::size_t record, std::uint32_t key) { end_groups(key, record); });
   if (!records.empty()) end_groups(0, records.size());
 }
 

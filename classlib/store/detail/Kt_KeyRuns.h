@@ -8,6 +8,7 @@
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/store/Kt_Column.h"
 #include "classlib/store/detail/Kt_RowIndex.h"
+#include "classlib/store/detail/Kt_SortedRuns.h"
 
 namespace kt::detail {
 
@@ -17,11 +18,21 @@ void NoteKeyDifferences(const Kt_Column& cells, const Slot* records, std::size_t
                         std::uint32_t key, std::uint32_t* first);
 
 // Calls visit(record, key) for every record but the first that differs from the one before in a
-// key, with the first such key. `keys` are items with `cells`, the outermost one first.
+// key, with the first such key. `keys` are items with `cells`, the outermost one first. `runs` is
+// what a sort of these records by these keys, and perhaps more, knows of it; null for nothing.
 template <class Keys, class Visit>
-void ForEachKeyChange(const Keys& keys, const CountedVector<Slot>& records, Visit visit) {
+void ForEachKeyChange(const Keys& keys, const CountedVector<Slot>& records, const SortedRuns* runs,
+                      Visit visit) {
   constexpr std::size_t kBatch = 1024;  // records
   const auto key_count = static_cast<std::uint32_t>(keys.size());
+  if (runs != nullptr) {
+    RoundCharge charge;
+    for (std::size_t at = 0; at < runs->starts.size(); ++at) {
+      charge.AddOrLeave(Kt_WorkMeter::kUnitsPerCell);
+      if (runs->changed[at] < key_count) visit(runs->starts[at], runs->changed[at]);
+    }
+    return;
+  }
   std::array<std::uint32_t, kBatch> different;  // by record: the first key that is
   for (std::size_t from = 1; from < records.size(); from += kBatch) {
     const std::size_t count = std::min(kBatch, records.size() - from);

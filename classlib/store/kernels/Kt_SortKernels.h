@@ -128,6 +128,14 @@ template <class Charge>
 void SortRows(CountedVector<std::uint64_t>& keys, CountedVector<std::uint32_t>& rows, int key_bits,
               Charge charge) {
   if (rows.empty() || key_bits == 0) return;
+  if (CanSortByCounts(rows.size(), key_bits)) {
+    const CountedVector<std::uint32_t> ends = SortByCounts(keys, rows, key_bits, charge);
+    std::size_t at = 0;
+    for (std::uint64_t key = 0; key < ends.size(); ++key) {
+      while (at < ends[key]) keys[at++] = key;
+    }
+    return;
+  }
   charge(2 * rows.size());
   const auto row_bits =
       static_cast<int>(std::bit_width(*std::max_element(rows.begin(), rows.end())));
