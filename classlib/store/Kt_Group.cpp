@@ -159,7 +159,8 @@ const SortedRuns* Kt_Dataset::Body::RunsOfGroups(View view) const {
     if (!IsGroupKey(key)) continue;
     if (at == runs->keys.size()) return nullptr;
     const SortedRuns::Key& sorted = runs->keys[at++];
-    if (StoredCol(key.col) != sorted.col || columns_[sorted.col].searches.sort_mark != sorted.mark) {
+    if (StoredCol(key.col) != sorted.col ||
+        columns_[sorted.col].searches.sort_mark != sorted.mark) {
       return nullptr;
     }
   }

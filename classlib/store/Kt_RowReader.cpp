@@ -11,6 +11,14 @@ const Kt_Column* Kt_RowReader::GetCells(kt_long col) const {
   return is_own ? dataset_->body().CellsOf(col) : nullptr;
 }
 
+std::uint32_t Kt_RowReader::GetRun(kt_long row, kt_long count) const {
+  const auto view = dataset_->body().ActiveView();
+  const bool is_inside = row >= 0 && count >= 0 && count <= dataset_->body().ViewCount(view) - row;
+  if (!is_inside || dataset_->body().rows_.grouped) return kNoRecord;
+  return dataset_->body().rows_.index->IsIdentity(view) ? static_cast<std::uint32_t>(row)
+                                                        : kNoRecord;
+}
+
 void Kt_RowReader::GetRecords(kt_long row, kt_long count, std::uint32_t* records) const {
   const auto view = dataset_->body().ActiveView();
   const bool is_inside = row >= 0 && count >= 0 && count <= dataset_->body().ViewCount(view) - row;

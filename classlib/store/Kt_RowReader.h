@@ -29,6 +29,9 @@ class KT_CLASS_API Kt_RowReader {
   const Kt_Column* GetCells(kt_long col) const;
   // The records of the rows [row, row + count) as they are shown.
   void GetRecords(kt_long row, kt_long count, std::uint32_t* records) const;
+  // The record of `row` where those of [row, row + count) are known to follow one another without
+  // looking at each: rows as they were loaded, none of them hidden or deleted. Else kNoRecord.
+  std::uint32_t GetRun(kt_long row, kt_long count) const;
 
  private:
   const Kt_Dataset* dataset_;

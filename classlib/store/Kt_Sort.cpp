@@ -98,9 +98,9 @@ class SlotSorter {
     }
     const auto ends = SortByCounts(keys_, slots_, used_bits_, ChargeRows);
     if (!is_known) return nullptr;
-    RunFinder finder(*this, static_cast<std::uint64_t>(
-                                std::ranges::find_if(ends, [](auto end) { return end > 0; }) -
-                                ends.begin()));
+    RunFinder finder(
+        *this, static_cast<std::uint64_t>(
+                   std::ranges::find_if(ends, [](auto end) { return end > 0; }) - ends.begin()));
     for (std::size_t key = 0; key < ends.size(); ++key) {
       const std::uint32_t start = key == 0 ? 0 : ends[key - 1];
       if (ends[key] != start && !finder.Note(start, key)) return nullptr;
@@ -120,8 +120,8 @@ class SlotSorter {
       // The outermost key has the highest bits.
       const int bit = std::bit_width(key ^ before_) - 1;
       runs_->starts.push_back(static_cast<std::uint32_t>(row));
-      runs_->changed.push_back(
-          sorter_.key_count_ - sorter_.key_of_bit_[static_cast<std::size_t>(bit)]);
+      runs_->changed.push_back(sorter_.key_count_ -
+                               sorter_.key_of_bit_[static_cast<std::size_t>(bit)]);
       before_ = key;
       return runs_->starts.size() <= sorter_.slots_.size() / 8;
     }

@@ -190,7 +190,7 @@ struct RowBlock::Kernels {
   static void OfTexts(RowBlock& block, const Step& step) {
     TextMemo& memo = block.memos_[static_cast<std::size_t>(step.memo)];
     T* const out = step.out->template OwnOf<T>();
-    memo.Read(block.records_.data(), block.count_, out, block.marks_.data());
+    memo.Read(block.records_, block.count_, out, block.marks_.data());
   }
 
   template <class T>
@@ -709,16 +709,24 @@ RowNumbers RowBlock::NumbersTo(kt_long row) const {
   return Numbers(to - EqualTo(marks_.data(), to), to);
 }
 
-void RowBlock::Load(const Kt_Dataset& dataset) {
-  Kt_RowReader(dataset).GetRecords(first_, end_ - first_, records_.data());
+RowRecords RowBlock::FindRecords(const Kt_Dataset& dataset) {
+  const Kt_RowReader reader(dataset);
+  const std::uint32_t run = reader.GetRun(first_, end_ - first_);
+  if (run != Kt_RowReader::kNoRecord) return {run, nullptr};
+  reader.GetRecords(first_, end_ - first_, listed_.data());
   std::uint32_t gaps = 0;
-  for (std::uint32_t at = 0; at < count_; ++at) gaps |= records_[at] ^ (records_[0] + at);
-  is_dense_ = gaps == 0 && records_[0] != Kt_RowReader::kNoRecord;
-  for (std::size_t at = 0; at < count_ && !is_dense_; ++at) {
-    if (records_[at] != Kt_RowReader::kNoRecord) continue;
+  for (std::uint32_t at = 0; at < count_; ++at) gaps |= listed_[at] ^ (listed_[0] + at);
+  if (gaps == 0 && listed_[0] != Kt_RowReader::kNoRecord) return {listed_[0], nullptr};
+  for (std::size_t at = 0; at < count_; ++at) {
+    if (listed_[at] != Kt_RowReader::kNoRecord) continue;
     marks_[at] = kAlone;
-    records_[at] = 0;
+    listed_[at] = 0;
   }
+  return {0, listed_.data()};
+}
+
+void RowBlock::Load(const Kt_Dataset& dataset) {
+  records_ = FindRecords(dataset);
   for (NameLane& lane : names_) LoadName(lane);
 }
 
@@ -731,8 +739,8 @@ void RowBlock::LoadName(NameLane& lane) {
   }
   if (lane.is_text) return;  // a null is a text of its own there
   lane.nulls.clear();
-  if (column->NullCount() != 0 && (lane.marks_nulls || lane.lists_nulls)) {
-    ForEachNull(*column, [&](std::size_t at) {
+  if (lane.marks_nulls || lane.lists_nulls) {
+    ForEachNull(*column, records_, count_, [&](std::size_t at) {
       if (lane.marks_nulls) marks_[at] |= kAgain;
       if (lane.lists_nulls) lane.nulls.push_back(static_cast<std::uint16_t>(at));
     });
@@ -743,23 +751,6 @@ void RowBlock::LoadName(NameLane& lane) {
   } else if (lane.name.kind == RowName::Kind::kDoubles) {
     const double* const cells = column->Cells<Kt_Column::Doubles>().data();
     lane.doubles = Gathered(cells, lane.own_doubles.data());
-  }
-}
-
-// REQUIRES: the column has nulls.
-template <class Note>
-void RowBlock::ForEachNull(const Kt_Column& column, Note note) const {
-  for (std::size_t at = 0; at < count_ && !is_dense_; ++at) {
-    if (column.IsNull(records_[at])) note(at);
-  }
-  if (!is_dense_) return;
-  const std::size_t first = records_[0];
-  const std::size_t end = first + count_;
-  for (std::size_t word = first / 64; word * 64 < end; ++word) {
-    for (std::uint64_t bits = column.Nulls()[word]; bits != 0; bits &= bits - 1) {
-      const std::size_t record = word * 64 + static_cast<std::size_t>(std::countr_zero(bits));
-      if (record >= first && record < end) note(record - first);
-    }
   }
 }
 
@@ -776,8 +767,8 @@ void RowBlock::FixNulls(const NullRule& rule, kt_long* out) const {
 
 template <class T>
 const T* RowBlock::Gathered(const T* cells, T* own) const {
-  if (is_dense_) return cells + records_[0];
-  for (std::size_t at = 0; at < count_; ++at) own[at] = cells[records_[at]];
+  if (records_.IsDense()) return cells + records_.first;
+  for (std::size_t at = 0; at < count_; ++at) own[at] = cells[listed_[at]];
   return own;
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "dataset/rows/Kt_RowNames.h"
+#include "dataset/rows/Kt_RowRecords.h"
 #include "dataset/rows/Kt_TextPart.h"
 #include "expr/Kt_ExprProgram.h"
 #include "object/Kt_DirectFuncs.h"
@@ -187,10 +188,9 @@ class RowBlock {
 
   const Lane& LaneWith(std::uint8_t mark) const { return mark == kPlain ? *result_ : other_; }
   RowNumbers Numbers(std::size_t from, std::size_t to) const;
+  RowRecords FindRecords(const Kt_Dataset& dataset);
   void Load(const Kt_Dataset& dataset);
   void LoadName(NameLane& lane);
-  template <class Note>
-  void ForEachNull(const Kt_Column& column, Note note) const;
   void FixNulls(const NullRule& rule, kt_long* out) const;
   void ComputeAgain();
   void ComputeRow(std::size_t at);
@@ -215,8 +215,8 @@ class RowBlock {
   kt_long first_ = 0;  // rows [first_, end_) are computed
   kt_long end_ = 0;
   std::size_t count_ = 0;
-  bool is_dense_ = false;  // the records follow one another
-  std::array<std::uint32_t, kRowsPerBlock> records_;
+  RowRecords records_;
+  std::array<std::uint32_t, kRowsPerBlock> listed_;
   std::array<std::uint8_t, kRowsPerBlock> marks_;
 };
 

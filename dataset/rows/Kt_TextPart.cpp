@@ -56,8 +56,7 @@ bool TextMemo::FindKind() {
 }
 
 template <class T>
-void TextMemo::Read(const std::uint32_t* records, std::size_t count, T* numbers,
-                    std::uint8_t* marks) {
+void TextMemo::Read(const RowRecords& records, std::size_t count, T* numbers, std::uint8_t* marks) {
   auto& known = [this]() -> auto& {
     if constexpr (std::is_same_v<T, kt_long>) {
       return longs_;
@@ -74,7 +73,14 @@ void TextMemo::Read(const std::uint32_t* records, std::size_t count, T* numbers,
   for (std::size_t key = 0; key < 2; ++key) {
     if (states_[key] == kUnknown) Learn(key, known[key]);
   }
-  if (known_count_ == keys) {  // nothing to look at but the numbers
+  if (known_count_ == keys && texts != nullptr && records.IsDense()) {
+    // Nothing to look at but the numbers; a null cell has the code of the empty text.
+    const std::uint32_t* const codes = texts->codes.data() + records.first;
+    for (std::size_t at = 0; at < count; ++at) numbers[at] = known[codes[at] + 1u];
+    ForEachNull(*cells_, records, count, [&](std::size_t at) { numbers[at] = known[0]; });
+    return;
+  }
+  if (known_count_ == keys) {
     for (std::size_t at = 0; at < count; ++at) numbers[at] = known[KeyOf(texts, records[at])];
     return;
   }
@@ -85,8 +91,8 @@ void TextMemo::Read(const std::uint32_t* records, std::size_t count, T* numbers,
     if (KT_UNLIKELY(states_[key] != kKnown)) marks[at] |= kAloneRow;
   }
 }
-template void TextMemo::Read(const std::uint32_t*, std::size_t, kt_long*, std::uint8_t*);
-template void TextMemo::Read(const std::uint32_t*, std::size_t, double*, std::uint8_t*);
+template void TextMemo::Read(const RowRecords&, std::size_t, kt_long*, std::uint8_t*);
+template void TextMemo::Read(const RowRecords&, std::size_t, double*, std::uint8_t*);
 
 Kt_Variant TextMemo::Number(std::uint32_t record) const {
   const std::size_t key = KeyOf(TextsOf(cells_), record);

@@ -6,6 +6,7 @@
 
 #include "classlib/base/Kt_Memory.h"
 #include "dataset/rows/Kt_RowNames.h"
+#include "dataset/rows/Kt_RowRecords.h"
 #include "expr/Kt_ExprProgram.h"
 #include "object/Kt_ExprObject.h"
 
@@ -50,7 +51,7 @@ class TextMemo {
   // The numbers of some records; those that have none are marked as kAloneRow.
   // REQUIRES: T is the type that FindKind found.
   template <class T>
-  void Read(const std::uint32_t* records, std::size_t count, T* numbers, std::uint8_t* marks);
+  void Read(const RowRecords& records, std::size_t count, T* numbers, std::uint8_t* marks);
   // The same for one record. REQUIRES: Read has found its number.
   Kt_Variant Number(std::uint32_t record) const;
 

@@ -52,8 +52,8 @@ class CellHash {
   kt::CountedVector<std::uint32_t> next_;  // by slot
 };
 
-// How often a column was searched since it was written, and the hash that this was worth; which sort
-// was the last to read it. Not part of the value: copies start anew.
+// How often a column was searched since it was written, and the hash that this was worth; which
+// sort was the last to read it. Not part of the value: copies start anew.
 struct ColumnSearches {
   ColumnSearches() = default;
   ColumnSearches(const ColumnSearches&) {}

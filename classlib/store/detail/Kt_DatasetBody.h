@@ -198,8 +198,8 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
   std::shared_ptr<kt::detail::SortedRuns> SortSlots(kt::CountedVector<Slot>& slots,
                                                     const std::vector<SortKey>& keys,
                                                     bool nulls_last) const;
-  std::shared_ptr<const kt::detail::SortedRuns> Marked(
-      std::shared_ptr<kt::detail::SortedRuns> runs, const std::vector<SortKey>& keys) const;
+  std::shared_ptr<const kt::detail::SortedRuns> Marked(std::shared_ptr<kt::detail::SortedRuns> runs,
+                                                       const std::vector<SortKey>& keys) const;
   const kt::detail::SortedRuns* RunsOfGroups(View view) const;
   void SortRows(const std::vector<SortKey>& keys, bool nulls_last);
   std::shared_ptr<const Kt_Column> SlotCells(kt_long col) const;

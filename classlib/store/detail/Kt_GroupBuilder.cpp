@@ -180,9 +180,9 @@ void GroupBuilder::FillTotals(const TotalColumn& column, const CountedVector<Slo
   });
 }
 
-// Every cell is read once, for all levels: a batch of cells is laid out in the order of the records,
-// and each level takes the pieces of it that its groups cover. So a group begins at the first lane
-// of its sum however small it is. `cells` may be null where only nulls matter.
+// Every cell is read once, for all levels: a batch of cells is laid out in the order of the
+// records, and each level takes the pieces of it that its groups cover. So a group begins at the
+// first lane of its sum however small it is. `cells` may be null where only nulls matter.
 template <class Array>
 void GroupBuilder::FillOnTheWay(const TotalColumn& column, const CountedVector<Slot>& records,
                                 GroupView& groups, Array cells) const {

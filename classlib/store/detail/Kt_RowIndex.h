@@ -54,11 +54,14 @@ class RowIndex {
   // All rows, the deleted ones too.
   std::size_t EntryCount() const { return entries_; }
 
+  // Whether row n of the view is slot n.
+  bool IsIdentity(View view) const {
+    return identity_ && static_cast<std::size_t>(totals_[view]) == entries_;
+  }
+
   // REQUIRES: 0 <= row < Count(view).
   Slot At(View view, kt_long row) const {
-    if (KT_LIKELY(identity_ && static_cast<std::size_t>(totals_[view]) == entries_)) {
-      return static_cast<Slot>(row);
-    }
+    if (KT_LIKELY(IsIdentity(view))) return static_cast<Slot>(row);
     return SlotAt(Find(view, row));
   }
   Place Find(View view, kt_long row) const;
@@ -176,7 +179,7 @@ class RowIndex {
 template <class Dense, class Listed>
 void RowIndex::ForEachRun(View view, kt_long start, kt_long end, Dense dense, Listed listed) const {
   if (start >= end) return;
-  if (identity_ && static_cast<std::size_t>(totals_[view]) == entries_) {
+  if (IsIdentity(view)) {
     return dense(static_cast<Slot>(start), static_cast<std::uint32_t>(end - start));
   }
   Place place = Find(view, start);

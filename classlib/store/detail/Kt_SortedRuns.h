@@ -16,7 +16,7 @@ struct SortedRuns {
     kt_long col;         // that has the cells
     std::uint64_t mark;  // that the sort left at the column; a write takes it away
   };
-  std::vector<Key> keys;                // the outermost first
+  std::vector<Key> keys;                 // the outermost first
   CountedVector<std::uint32_t> starts;   // of the runs of equal keys but the first, by row
   CountedVector<std::uint32_t> changed;  // by start: the first key that differs from the run before
 };
