@@ -118,10 +118,9 @@ class SlotSorter {
     bool Note(std::size_t row, std::uint64_t key) {
       if (key == before_) return true;
       // The outermost key has the highest bits.
-      const int bit = std::bit_width(key ^ before_) - 1;
+      const auto bit = static_cast<std::size_t>(std::bit_width(key ^ before_)) - 1;
       runs_->starts.push_back(static_cast<std::uint32_t>(row));
-      runs_->changed.push_back(sorter_.key_count_ -
-                               sorter_.key_of_bit_[static_cast<std::size_t>(bit)]);
+      runs_->changed.push_back(sorter_.key_count_ - sorter_.key_of_bit_[bit]);
       before_ = key;
       return runs_->starts.size() <= sorter_.slots_.size() / 8;
     }
