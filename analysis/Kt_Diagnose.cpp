@@ -7,14 +7,17 @@
 // farthest is taken, of equal ones the likeliest.
 //
 // A copy knows for each of its units where it stands in the source, so repairs never move places.
+//
+// Every try reads a copy, so that copy should be small: a script is cut into its functions, and
+// each with faults is looked at as if it were the script.
 #include "analysis/Kt_Diagnose.h"
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
 #include <optional>
 #include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 
 #include "analysis/Kt_Repair.h"
@@ -33,7 +36,7 @@ constexpr std::size_t kMaxUnits = 5'000'000;
 constexpr std::size_t kMaxFindings = 300;
 // Of a bracket that is no error.
 constexpr kt_long kSkipped = 1;
-constexpr kt_long kFarthest = std::numeric_limits<kt_long>::max();
+constexpr kt_long kFarthest = kNowhere;
 
 // What the engine finds --------------------------------------------------------------------------
 
@@ -108,6 +111,25 @@ std::vector<Fault> ExpressionFaults(const Kt_WString& text) {
   return {fault};
 }
 
+// What all parts of a source share.
+struct Effort {
+  std::size_t units = 0;  // read so far
+  std::size_t findings = 0;
+
+  bool HasTime() const { return units < kMaxUnits && Kt_WorkMeter::CurrentStop() == 0; }
+};
+
+std::vector<Fault> Read(std::u16string_view source, SourceKind kind, Effort& effort) {
+  const Kt_WString text(source);
+  effort.units += source.size() + 1;
+  std::vector<Fault> faults =
+      kind == SourceKind::kExpression ? ExpressionFaults(text) : ScriptFaults(text, kind);
+  if (kind != SourceKind::kScript || !faults.empty()) return faults;
+  const kt_long skipped = FindSkippedBracket(SourceTokens(source));
+  if (skipped >= 0) faults.push_back({kSkipped, 0, skipped, 1, u"this '}' is skipped", {}});
+  return faults;
+}
+
 // The copy ---------------------------------------------------------------------------------------
 
 class Copy {
@@ -161,10 +183,12 @@ class Copy {
 
 class Diagnosis {
  public:
-  Diagnosis(std::u16string_view source, SourceKind kind) : copy_(source), kind_(kind) {}
+  // With the faults of the source.
+  Diagnosis(std::u16string_view source, SourceKind kind, std::vector<Fault> faults, Effort& effort)
+      : copy_(source), kind_(kind), faults_(std::move(faults)), effort_(effort) {}
 
   std::vector<Finding> Run() {
-    for (faults_ = Read(copy_); !faults_.empty() && Repairing(); faults_ = Read(copy_)) {
+    for (; !faults_.empty() && Repairing(); faults_ = Read(copy_.Text(), kind_, effort_)) {
     }
     std::stable_sort(findings_.begin(), findings_.end(),
                      [](const Finding& a, const Finding& b) { return a.offset < b.offset; });
@@ -172,20 +196,6 @@ class Diagnosis {
   }
 
  private:
-  std::vector<Fault> Read(const Copy& copy) {
-    const Kt_WString text(copy.Text());
-    units_ += copy.Text().size() + 1;
-    std::vector<Fault> faults =
-        kind_ == SourceKind::kExpression ? ExpressionFaults(text) : ScriptFaults(text, kind_);
-    if (kind_ != SourceKind::kScript || !faults.empty()) return faults;
-    const SourceTokens tokens(copy.Text());
-    const kt_long skipped = FindSkippedBracket(tokens);
-    if (skipped >= 0) faults.push_back({kSkipped, 0, skipped, 1, u"this '}' is skipped", {}});
-    return faults;
-  }
-
-  bool HasTime() const { return units_ < kMaxUnits && Kt_WorkMeter::CurrentStop() == 0; }
-
   // Repairs the first fault, and those behind it that have nothing to do with it: of other
   // functions, or of other statements while each is a sound one by itself. False at the end.
   bool Repairing() {
@@ -193,13 +203,14 @@ class Diagnosis {
     std::vector<Edit> edits;
     kt_long repaired_to = -1;
     for (const Fault& fault : faults_) {
-      if (findings_.size() >= kMaxFindings) return false;
+      if (effort_.findings >= kMaxFindings) return false;
       if (fault.offset < repaired_to) continue;
-      if (!HasTime()) {
+      if (!effort_.HasTime()) {
         Tell(fault, RepairByRule(tokens, fault));
         continue;
       }
       if (std::optional<Repair> found = Search(tokens, fault)) {
+        if (!IsNew(*found)) return false;
         Tell(fault, *found);
         std::move(found->edits.begin(), found->edits.end(), std::back_inserter(edits));
         break;
@@ -213,7 +224,7 @@ class Diagnosis {
       repaired_to = tokens.StartOf(StatementEnd(tokens, repair));
     }
     copy_.Change(std::move(edits));
-    return HasTime();
+    return effort_.HasTime();
   }
 
   // A fault that its repair has left there ends the search.
@@ -221,6 +232,14 @@ class Diagnosis {
     const kt_long place = copy_.SourceOf(fault.offset);
     seen_.emplace(fault.code, place);
     return causes_.emplace(repair.cause, place).second;
+  }
+
+  // The same bracket again and again: what is wrong is something else.
+  bool IsNew(const Repair& found) {
+    return found_
+        .emplace(found.cause, copy_.SourceOf(found.place.offset),
+                 copy_.SourceOf(found.related.offset))
+        .second;
   }
 
   static std::size_t StatementEnd(const SourceTokens& tokens, const Repair& repair) {
@@ -252,7 +271,7 @@ class Diagnosis {
     std::optional<Repair> best;
     kt_long best_reach = 0;
     for (Repair& repair : repairs) {
-      if (!HasTime()) break;
+      if (!effort_.HasTime()) break;
       const kt_long reach = Reach(repair, fault);
       if (reach <= best_reach) continue;
       best_reach = reach;
@@ -266,7 +285,7 @@ class Diagnosis {
   kt_long Reach(const Repair& repair, const Fault& fault) {
     Copy changed = copy_;
     changed.Change(repair.edits);
-    const std::vector<Fault> faults = Read(changed);
+    const std::vector<Fault> faults = Read(changed.Text(), kind_, effort_);
     if (faults.empty()) return kFarthest;
     kt_long first = kFarthest;
     for (const Fault& left : faults) {
@@ -294,17 +313,56 @@ class Diagnosis {
       }
     }
     findings_.push_back(std::move(finding));
+    ++effort_.findings;
   }
 
   Copy copy_;
   const SourceKind kind_;
-  std::size_t units_ = 0;  // read so far
   std::vector<Fault> faults_;
+  Effort& effort_;
   // What rules have repaired: the codes of the faults, and the causes, with their places.
   std::set<std::pair<kt_long, kt_long>> seen_;
   std::set<std::pair<FindingCode, kt_long>> causes_;
+  // What the search has found: causes with their two places.
+  std::set<std::tuple<FindingCode, kt_long, kt_long>> found_;
   std::vector<Finding> findings_;
 };
+
+void Move(std::vector<Finding> findings, kt_long by, std::vector<Finding>& to) {
+  for (Finding& finding : findings) {
+    finding.offset += by;
+    if (finding.related.length > 0) finding.related.offset += by;
+    for (Edit& edit : finding.fix) edit.part.offset += by;
+    to.push_back(std::move(finding));
+  }
+}
+
+// Function by function, from the one with the first fault on. None when that has no fault by
+// itself: then the cut was wrong.
+std::vector<Finding> DiagnoseFunctions(std::u16string_view source, const std::vector<Fault>& faults,
+                                       Effort& effort) {
+  const kt_long skipped = FindSkippedBracket(SourceTokens(source));
+  kt_long first = skipped >= 0 ? skipped : kNowhere;
+  kt_long unsure_from = kNowhere;
+  for (const Fault& fault : faults) {
+    first = std::min(first, fault.offset);
+    if (fault.code != kSynExpression) unsure_from = std::min(unsure_from, fault.offset);
+  }
+  std::vector<kt_long> cuts = CutAtFunctions(source, unsure_from);
+  cuts.insert(cuts.begin(), 0);
+  cuts.push_back(static_cast<kt_long>(source.size()));
+  std::vector<Finding> findings;
+  for (std::size_t part = 0; part + 1 < cuts.size(); ++part) {
+    if (cuts[part + 1] <= first) continue;
+    const std::u16string_view text =
+        source.substr(static_cast<std::size_t>(cuts[part]),
+                      static_cast<std::size_t>(cuts[part + 1] - cuts[part]));
+    Diagnosis diagnosis(text, SourceKind::kScript, Read(text, SourceKind::kScript, effort), effort);
+    Move(diagnosis.Run(), cuts[part], findings);
+    if (findings.empty()) break;
+  }
+  return findings;
+}
 
 }  // namespace
 
@@ -313,8 +371,15 @@ bool SkipsBrackets(std::u16string_view script) {
 }
 
 std::vector<Finding> Diagnose(std::u16string_view source, SourceKind kind) {
-  // What stands behind a NUL is not read.
-  return Diagnosis(source.substr(0, source.find(u'\0')), kind).Run();
+  source = source.substr(0, source.find(u'\0'));  // what stands behind a NUL is not read
+  Effort effort;
+  std::vector<Fault> faults = Read(source, kind, effort);
+  if (faults.empty()) return {};
+  if (kind == SourceKind::kScript) {
+    std::vector<Finding> findings = DiagnoseFunctions(source, faults, effort);
+    if (!findings.empty()) return findings;
+  }
+  return Diagnosis(source, kind, std::move(faults), effort).Run();
 }
 
 }  // namespace kt::analysis

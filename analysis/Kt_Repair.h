@@ -2,6 +2,7 @@
 #pragma once
 
 #include <initializer_list>
+#include <limits>
 #include <vector>
 
 #include "analysis/Kt_Finding.h"
@@ -43,6 +44,11 @@ Repair RepairByRule(const SourceTokens& tokens, const Fault& fault);
 std::vector<Repair> QuoteRepairs(const SourceTokens& tokens, const Fault& fault);
 std::vector<Repair> BracketRepairs(const SourceTokens& tokens, const Fault& fault);
 std::vector<Repair> SemicolonRepairs(const SourceTokens& tokens, const Fault& fault);
+
+// Where functions begin that stand at the left edge, so that one can be looked at without the
+// others. Nothing matches for sure behind `unsure_from`, the place of a fault; kNowhere: all does.
+inline constexpr kt_long kNowhere = std::numeric_limits<kt_long>::max();
+std::vector<kt_long> CutAtFunctions(std::u16string_view source, kt_long unsure_from);
 
 // Where braces do not match though the engine does not mind: it skips what closes nothing outside
 // of functions. -1 when there is none.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <algorithm>
 #include <string_view>
 #include <vector>
 
@@ -65,7 +66,11 @@ class SourceTokens {
   // than was opened.
   std::size_t ExpressionEnd(std::size_t index) const;
   kt_long StartOf(std::size_t index) const;  // the length of the source for Count()
-  kt_long EndBefore(std::size_t index) const { return index > 0 ? tokens_[index - 1].End() : 0; }
+  // Of the last token that is there before it; 0 for none.
+  kt_long EndBefore(std::size_t index) const {
+    const std::size_t before = std::min(index, tokens_.size());
+    return before > 0 ? tokens_[before - 1].End() : 0;
+  }
 
  private:
   void Cut();

@@ -47,6 +47,14 @@ Kt_WString Mended(const Kt_WString& text, const std::vector<Finding>& causes, st
 
 }  // namespace
 
+std::optional<Kt_WString> FixText(const Kt_WString& text, std::size_t& count) {
+  const std::vector<Finding> causes = Causes(text);
+  count = 0;
+  Kt_WString mended = Mended(text, causes, count);
+  if (count == 0 || Causes(mended).size() >= causes.size()) return std::nullopt;
+  return mended;
+}
+
 bool FixFile(const std::string& file, bool is_diff, Streams streams) {
   Kt_WString text;
   std::string error;
@@ -54,15 +62,14 @@ bool FixFile(const std::string& file, bool is_diff, Streams streams) {
     if (is_diff) Tell(streams, Diagnostic::Error("cannot read: " + error, file));
     return !is_diff;  // else the check tells it
   }
-  const std::vector<Finding> causes = Causes(text);
   std::size_t count = 0;
-  const Kt_WString mended = Mended(text, causes, count);
-  if (count == 0 || Causes(mended).size() >= causes.size()) return true;
+  const std::optional<Kt_WString> mended = FixText(text, count);
+  if (!mended) return true;
   if (is_diff) {
-    streams.out << UnifiedDiff(file, text.ToUtf8(), file, mended.ToUtf8());
+    streams.out << UnifiedDiff(file, text.ToUtf8(), file, mended->ToUtf8());
     return true;
   }
-  if (!WriteTextFile(file, mended, error)) {
+  if (!WriteTextFile(file, *mended, error)) {
     Tell(streams, Diagnostic::Error("cannot write: " + error, file));
     return false;
   }

@@ -18,15 +18,6 @@ namespace {
 // Nobody mends more than this at a time, and a text that is no script at all has a fault a line.
 constexpr std::size_t kMaxShown = 100;
 
-// The causes of its errors. Without errors: what the engine skips, when warnings are wanted.
-std::vector<Finding> CausesOf(const Kt_WString& text, const Kt_SyntaxErrorList& found,
-                              kt::analysis::SourceKind kind, bool wants_warnings) {
-  using kt::analysis::SourceKind;
-  const bool skips =
-      wants_warnings && kind == SourceKind::kScript && kt::analysis::SkipsBrackets(text);
-  return found.HasFaults() || skips ? kt::analysis::Diagnose(text, kind) : std::vector<Finding>();
-}
-
 // Something to tell, and where in the source it stands.
 struct Told {
   std::size_t offset;
@@ -49,6 +40,31 @@ kt::cli::Diagnostic kt::cli::FromSyntaxError(const Kt_SyntaxError& error) {
     diagnostic.text += " in function " + Shown(error.function_name);
   }
   return diagnostic;
+}
+
+kt::cli::Diagnostic kt::cli::FromFinding(const Finding& finding) {
+  Diagnostic diagnostic;
+  using Severity = Diagnostic::Severity;
+  diagnostic.severity = finding.is_error ? Severity::kError : Severity::kWarning;
+  diagnostic.code = finding.syntax_code;
+  diagnostic.name = Kt_WString(NameOf(finding.code)).ToUtf8();
+  diagnostic.text = finding.message.ToUtf8();
+  if (!finding.function_name.IsEmpty()) {
+    diagnostic.text += " in function " + Shown(finding.function_name);
+  }
+  diagnostic.hint = Shown(finding.hint);
+  return diagnostic;
+}
+
+std::vector<Finding> kt::cli::CausesOf(const Kt_WString& text, const Kt_SyntaxErrorList& found,
+                                       analysis::SourceKind kind, bool wants_warnings) {
+  const bool skips = wants_warnings && kind == analysis::SourceKind::kScript &&
+                     !found.HasFaults() && analysis::SkipsBrackets(text);
+  return found.HasFaults() || skips ? analysis::Diagnose(text, kind) : std::vector<Finding>();
+}
+
+bool kt::cli::IsExplained(const Kt_SyntaxError& error, const std::vector<Finding>& causes) {
+  return !error.is_warning && !causes.empty() && error.code != kSynNul;
 }
 
 kt::cli::Place Kt_CliReport::PlaceOf(const Kt_WString& part, std::size_t& offset) const {
@@ -75,16 +91,7 @@ void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& part, std:
 }
 
 void Kt_CliReport::Tell(const std::string& name, const Kt_WString& text, const Finding& finding) {
-  using Severity = kt::cli::Diagnostic::Severity;
-  kt::cli::Diagnostic what;
-  what.severity = finding.is_error ? Severity::kError : Severity::kWarning;
-  what.code = finding.syntax_code;
-  what.name = Kt_WString(NameOf(finding.code)).ToUtf8();
-  what.text = finding.message.ToUtf8();
-  if (!finding.function_name.IsEmpty()) {
-    what.text += " in function " + kt::cli::Shown(finding.function_name);
-  }
-  what.hint = kt::cli::Shown(finding.hint);
+  kt::cli::Diagnostic what = kt::cli::FromFinding(finding);
   if (finding.related.length > 0) {
     auto offset = static_cast<std::size_t>(finding.related.offset);
     const kt::cli::Place place = PlaceOf(text, offset);
@@ -99,15 +106,14 @@ bool Kt_CliReport::Syntax(const std::filesystem::path& file, const std::string& 
                           kt::analysis::SourceKind kind) {
   const bool clean = !found.HasFaults();
   if (!reported_.insert(file).second) return clean;
-  const std::vector<Finding> causes = CausesOf(text, found, kind, warnings_);
+  const std::vector<Finding> causes = kt::cli::CausesOf(text, found, kind, warnings_);
   std::vector<Told> told;
   told.reserve(causes.size());
   for (const Finding& cause : causes) {
     told.push_back({static_cast<std::size_t>(cause.offset), [&] { Tell(name, text, cause); }});
   }
   for (const Kt_SyntaxError& error : found.GetErrors()) {
-    const bool is_explained = !error.is_warning && !causes.empty() && error.code != kSynNul;
-    if (is_explained) continue;
+    if (kt::cli::IsExplained(error, causes)) continue;
     const std::size_t offset =
         kt::cli::LineStart(text, error.line) + static_cast<std::size_t>(error.column) - 1;
     told.push_back({offset, [&, offset] {

@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "analysis/Kt_Diagnose.h"
 #include "classlib/text/Kt_WString.h"
@@ -20,6 +21,15 @@ namespace kt::cli {
 
 // What is said of a fault or warning, without its place.
 Diagnostic FromSyntaxError(const Kt_SyntaxError& error);
+// The same of a cause, or of a warning of tools; without the place that its hint is about, too.
+Diagnostic FromFinding(const analysis::Finding& finding);
+
+// The causes of the errors that were found in a text. Without errors: what the engine skips, when
+// warnings are wanted.
+std::vector<analysis::Finding> CausesOf(const Kt_WString& text, const Kt_SyntaxErrorList& found,
+                                        analysis::SourceKind kind, bool wants_warnings);
+// Whether the causes say all that there is to say of an error or warning.
+bool IsExplained(const Kt_SyntaxError& error, const std::vector<analysis::Finding>& causes);
 
 }  // namespace kt::cli
 

@@ -118,10 +118,9 @@ const std::vector<std::string>& SemanticModifierNames();
 struct Fix {
   std::string title;
   const Problem* problem = nullptr;
-  Range range;
-  Kt_WString text;  // what the range becomes
+  std::vector<analysis::Edit> edits;  // by place, without overlaps
 };
-// For the problems that touch the range.
+// For the problems that touch the range: the cures of errors, the nearest known names.
 std::vector<Fix> FindFixes(Program& program, std::size_t file, Range within);
 
 }  // namespace kt::cli::lsp

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "classlib/text/Kt_NearestName.h"
+#include "cli/Kt_Visible.h"
 #include "cli/lsp/Kt_Features.h"
 
 namespace kt::cli::lsp {
@@ -23,7 +24,36 @@ void AddNearestName(Program& program, std::size_t file, const Problem& problem,
             [](const Kt_WString& a, const Kt_WString& b) { return a.View() < b.View(); });
   const Kt_WString* const nearest = kt_nearestnameW(name, names);
   if (nearest == nullptr || nearest->EqualsNoCase(name)) return;
-  fixes.push_back({"Change to '" + nearest->ToUtf8() + "'", &problem, problem.range, *nearest});
+  const Range& range = problem.range;
+  fixes.push_back({"Change to '" + nearest->ToUtf8() + "'",
+                   &problem,
+                   {{{range.start, range.end - range.start}, *nearest}}});
+}
+
+std::string Quoted(std::u16string_view text) {
+  Kt_WString shown(text);
+  shown.Trim();
+  return "'" + Shown(shown) + "'";
+}
+
+// "Insert ';'", "Replace 'let' by 'var'", "Insert '(', insert ')'".
+std::string TitleOf(const std::vector<analysis::Edit>& edits, const SourceText& text) {
+  std::string title;
+  for (const analysis::Edit& edit : edits) {
+    const auto& [offset, length] = edit.part;
+    const std::string before = Quoted(text.View({offset, offset + length}));
+    const std::string after = Quoted(edit.text);
+    if (!title.empty()) title += ", ";
+    const bool begins = title.empty();
+    if (before == "''") {
+      title += (begins ? "Insert " : "insert ") + after;
+    } else if (after == "''") {
+      title += (begins ? "Remove " : "remove ") + before;
+    } else {
+      title += (begins ? "Replace " : "replace ") + before + " by " + after;
+    }
+  }
+  return title;
 }
 
 }  // namespace
@@ -32,8 +62,12 @@ std::vector<Fix> FindFixes(Program& program, std::size_t file, Range within) {
   std::vector<Fix> fixes;
   for (const Problem& problem : program.Files()[file].problems) {
     const bool touches = problem.range.start <= within.end && within.start <= problem.range.end;
-    if (!touches || !problem.code.starts_with("unknown-")) continue;
-    AddNearestName(program, file, problem, fixes);
+    if (!touches) continue;
+    if (!problem.fix.empty()) {
+      fixes.push_back({TitleOf(problem.fix, program.Files()[file].text), &problem, problem.fix});
+    } else if (problem.code.starts_with("unknown-")) {
+      AddNearestName(program, file, problem, fixes);
+    }
   }
   return fixes;
 }

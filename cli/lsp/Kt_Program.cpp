@@ -54,15 +54,37 @@ class Reading {
   std::vector<Diagnostic> told_;
 };
 
+Problem ToProblem(const Diagnostic& diagnostic, Range range) {
+  Problem problem;
+  problem.range = range;
+  problem.is_error = diagnostic.severity == Diagnostic::Severity::kError;
+  problem.code = diagnostic.name.empty() ? std::to_string(diagnostic.code) : diagnostic.name;
+  problem.message = diagnostic.text;
+  if (!diagnostic.hint.empty()) problem.message += "\n" + diagnostic.hint;
+  return problem;
+}
+
+// What is not there cannot be underlined, but what stands before it can.
+Range Underlined(kt_long start, kt_long length, const SourceText& text) {
+  const kt_long at = std::min(start, text.Size());
+  const Range line = text.LineRange(text.LineOf(at));
+  if (at >= line.end && line.start < line.end) return {line.end - 1, line.end};
+  return {at, std::min(at + std::max(length, kt_long{1}), text.Size())};
+}
+
 Problem ToProblem(const Kt_SyntaxError& error, const SourceText& text) {
-  const Diagnostic diagnostic = FromSyntaxError(error);
   const kt_long start = text.OffsetOf({error.line - 1, error.column - 1});
-  const kt_long end = std::min(start + std::max(error.length, kt_long{1}), text.Size());
-  const bool is_error = diagnostic.severity == Diagnostic::Severity::kError;
-  return {{start, end},
-          is_error,
-          is_error ? std::to_string(diagnostic.code) : diagnostic.name,
-          diagnostic.text};
+  return ToProblem(FromSyntaxError(error), Underlined(start, error.length, text));
+}
+
+Problem ToProblem(const Finding& finding, const SourceText& text) {
+  Problem problem =
+      ToProblem(FromFinding(finding), Underlined(finding.offset, finding.length, text));
+  if (finding.related.length > 0) {
+    problem.related = {finding.related.offset, finding.related.offset + finding.related.length};
+  }
+  problem.fix = finding.fix;
+  return problem;
 }
 
 // Behind a fault outside of expressions the parser leaves out the rest of the function, or of the
@@ -99,7 +121,9 @@ void Program::Read(const fs::path& file) {
     const bool has_place = found >= 0 && told.line > 0 && told.line <= of.text.LineCount();
     const Range line = of.text.LineRange(has_place ? told.line - 1 : 0);
     const std::string text = has_place ? told.text : told.file + ": " + told.text;
-    of.problems.push_back({line, true, std::to_string(told.code), text});
+    Diagnostic shown = told;
+    shown.text = text;
+    of.problems.push_back(ToProblem(shown, line));
   }
   if (!has_faults_) AddFindings();
 }
@@ -111,13 +135,23 @@ void Program::AddFile(Kt_ParsedFile parsed) {
   file.text = SourceText(std::move(parsed.text));
   file.outline = std::move(parsed.outline);
   file.tokens = ScanTokens(file.text.View());
+  AddErrors(parsed, file);
   Faulty faulty{file.path, file.text.Text(), {}};
   for (const Kt_SyntaxError& error : parsed.errors.GetErrors()) {
-    file.problems.push_back(ToProblem(error, file.text));
     if (HidesWhatFollows(error)) faulty.lines.push_back(error.line - 1);
   }
   if (!faulty.lines.empty()) faulty_.push_back(std::move(faulty));
   files_.push_back(std::move(file));
+}
+
+// As kt check tells them.
+void Program::AddErrors(const Kt_ParsedFile& parsed, ScriptFile& file) {
+  const std::vector<Finding> causes =
+      CausesOf(file.text.Text(), parsed.errors, analysis::SourceKind::kScript, true);
+  for (const Finding& cause : causes) file.problems.push_back(ToProblem(cause, file.text));
+  for (const Kt_SyntaxError& error : parsed.errors.GetErrors()) {
+    if (!IsExplained(error, causes)) file.problems.push_back(ToProblem(error, file.text));
+  }
 }
 
 void Program::AddFindings() {
@@ -127,10 +161,9 @@ void Program::AddFindings() {
   for (const Finding& finding :
        analysis::Analyse(outlines, rules_.known, rules_.is_strict, uses_.get())) {
     if (has_faults_) continue;  // what is missing may only not have been read
-    const Range range{finding.offset, finding.offset + std::max(finding.length, kt_long{1})};
-    files_[finding.file].problems.push_back(
-        {range, false, Kt_WString(analysis::NameOf(finding.code)).ToUtf8(),
-         finding.message.ToUtf8(), IsUnnecessary(finding.code)});
+    ScriptFile& file = files_[finding.file];
+    file.problems.push_back(ToProblem(finding, file.text));
+    file.problems.back().is_unnecessary = IsUnnecessary(finding.code);
   }
 }
 

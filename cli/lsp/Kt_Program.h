@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,9 +23,11 @@ namespace kt::cli::lsp {
 struct Problem {
   Range range;
   bool is_error = true;
-  std::string code;  // as `kt explain` takes it
-  std::string message;
-  bool is_unnecessary = false;  // what is underlined could go
+  std::string code;                      // as `kt explain` takes it
+  std::string message;                   // with its hint in another line
+  bool is_unnecessary = false;           // what is underlined could go
+  std::optional<Range> related;          // the other place that the hint is about
+  std::vector<analysis::Edit> fix = {};  // when there is one cure
 };
 
 struct ScriptFile {
@@ -76,6 +79,7 @@ class Program {
  private:
   void Read(const std::filesystem::path& file);
   void AddFile(Kt_ParsedFile parsed);
+  static void AddErrors(const Kt_ParsedFile& parsed, ScriptFile& file);
   void AddFindings();
   void ReadMended();
 

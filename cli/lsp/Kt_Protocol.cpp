@@ -16,6 +16,15 @@ kt_long ReadCount(const Json& json) {
   throw RequestError{RequestError::kInvalidParams, "a position has a line and a character from 0"};
 }
 
+// What stands at the other place: a bracket, or nothing where one seems to be missing.
+std::string RelatedText(const SourceText& text, Range range) {
+  constexpr std::u16string_view kBrackets = u"()[]{}";
+  const std::u16string_view there = text.View(range);
+  const bool is_bracket = there.size() == 1 && kBrackets.find(there[0]) != kBrackets.npos;
+  return is_bracket ? "the '" + Kt_WString(there).ToUtf8() + "' is here"
+                    : "it seems to be missing here";
+}
+
 }  // namespace
 
 const Json& Member(const Json& object, const char* name) {
@@ -44,7 +53,8 @@ Json ToJson(const SourceText& text, Range range) {
           {"end", ToJson(text.PositionOf(range.end))}};
 }
 
-Json ToJson(const SourceText& text, const Problem& problem) {
+Json ToJson(const SourceText& text, const Problem& problem, const std::string& uri,
+            bool shows_related) {
   constexpr int kError = 1;
   constexpr int kWarning = 2;
   constexpr int kUnnecessary = 1;
@@ -54,6 +64,11 @@ Json ToJson(const SourceText& text, const Problem& problem) {
                {"source", "kt"},
                {"message", problem.message}};
   if (problem.is_unnecessary) json["tags"] = {kUnnecessary};
+  if (problem.related && shows_related) {
+    const Json location = {{"uri", uri}, {"range", ToJson(text, *problem.related)}};
+    const Json related = {{"location", location}, {"message", RelatedText(text, *problem.related)}};
+    json["relatedInformation"] = Json::array({related});
+  }
   return json;
 }
 
@@ -121,7 +136,7 @@ Json Capabilities() {
       {"documentHighlightProvider", true},
       {"documentSymbolProvider", true},
       {"documentFormattingProvider", true},
-      {"codeActionProvider", {{"codeActionKinds", {"quickfix"}}}},
+      {"codeActionProvider", {{"codeActionKinds", {"quickfix", "source.fixAll"}}}},
       {"foldingRangeProvider", true},
       {"renameProvider", {{"prepareProvider", true}}},
       {"semanticTokensProvider",

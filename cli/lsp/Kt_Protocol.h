@@ -34,7 +34,10 @@ Position ReadPosition(const Json& json);
 
 Json ToJson(Position position);
 Json ToJson(const SourceText& text, Range range);
-Json ToJson(const SourceText& text, const Problem& problem);
+// A diagnostic of the document `uri`; with the place that its hint is about when the editor shows
+// such places.
+Json ToJson(const SourceText& text, const Problem& problem, const std::string& uri,
+            bool shows_related);
 Json ToJson(const CompletionItem& item);
 Json ToJson(const SourceText& text, const DocumentSymbol& symbol);
 Json ToJson(const SourceText& text, const std::vector<SemanticToken>& tokens);

@@ -261,6 +261,7 @@ void Server::ReadClient(const Json& capabilities) {
   const Json& signature = Member(Member(of_text, "signatureHelp"), "signatureInformation");
   takes_label_offsets_ =
       Member(Member(signature, "parameterInformation"), "labelOffsetSupport") == true;
+  shows_related_ = Member(Member(of_text, "publishDiagnostics"), "relatedInformation") == true;
   const Json& watched = Member(Member(capabilities, "workspace"), "didChangeWatchedFiles");
   registers_watchers_ = Member(watched, "dynamicRegistration") == true;
 }
@@ -373,7 +374,7 @@ void Server::PublishProblems() {
     const Document* const document = workspace_.Find(uri);
     if (document != nullptr) params["version"] = document->version;
     for (const Problem* const problem : of.problems) {
-      params["diagnostics"].push_back(ToJson(*of.text, *problem));
+      params["diagnostics"].push_back(ToJson(*of.text, *problem, uri, shows_related_));
     }
     std::string text = Dump(params);
     const auto before = published_.find(uri);

@@ -105,6 +105,8 @@ class Server {
   // The same places in all scripts of the document, each once.
   std::vector<std::pair<std::string, Json>> Places(
       const Json& params, const std::function<std::vector<Location>(const Cursor&)>& find);
+  // Null when there is nothing to mend.
+  Json FixAll(const Document& document) const;
   Json PlaceJson(const Program& program, const Location& location) const;
   Json Markup(const std::string& markdown) const;
 
@@ -120,6 +122,7 @@ class Server {
   bool takes_markdown_ = true;
   bool takes_label_offsets_ = false;
   bool registers_watchers_ = false;
+  bool shows_related_ = false;
   std::vector<std::string> folders_;
   std::vector<std::string> data_;   // NAME=FILE
   std::vector<std::string> hosts_;  // files that describe them

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <set>
 
+#include "cli/Kt_Fix.h"
 #include "cli/fmt/Kt_Format.h"
 #include "cli/lsp/Kt_Protocol.h"
 #include "cli/lsp/Kt_Server.h"
@@ -19,6 +20,18 @@ std::string PlainText(const std::string& markdown) {
     at = end + 1;
   }
   return text;
+}
+
+constexpr const char* kQuickFix = "quickfix";
+constexpr const char* kFixAll = "source.fixAll";
+
+// Whether an editor that asks for `only` these kinds of actions gets `kind`: "source" has
+// "source.fixAll" in it. `by_itself`: when it asks for none.
+bool IsWanted(const Json& only, const std::string& kind, bool by_itself) {
+  if (!only.is_array()) return by_itself;
+  return std::any_of(only.begin(), only.end(), [&](const Json& wanted) {
+    return wanted.is_string() && (kind + ".").starts_with(wanted.get<std::string>() + ".");
+  });
 }
 
 }  // namespace
@@ -210,21 +223,40 @@ Json Server::Formatting(const Json& params) {
   return is_same ? EditsTo(file.text, *formatted) : Json();
 }
 
+// As kt check --fix does it.
+Json Server::FixAll(const Document& document) const {
+  std::size_t count = 0;
+  const std::optional<Kt_WString> fixed = FixText(document.text.Text(), count);
+  if (!fixed) return nullptr;
+  return {{"title", "Mend the errors that have one cure"},
+          {"kind", kFixAll},
+          {"edit", {{"changes", {{document.uri, EditsTo(document.text, *fixed)}}}}}};
+}
+
 Json Server::CodeActions(const Json& params) {
   const Cursor at = CursorOf(params);
   const SourceText& text = at.File().text;
+  const Document& document = DocumentOf(params);
+  const Json& only = Member(Member(params, "context"), "only");
+  Json found = Json::array();
+  if (IsWanted(only, kFixAll, false)) {
+    if (Json action = FixAll(document); !action.is_null()) found.push_back(std::move(action));
+  }
+  if (!IsWanted(only, kQuickFix, true)) return found;
   const Json& range = Member(params, "range");
   const Range within{text.OffsetOf(ReadPosition(Member(range, "start"))),
                      text.OffsetOf(ReadPosition(Member(range, "end")))};
-  const std::string uri = DocumentOf(params).uri;
-  Json found = Json::array();
   for (const Fix& fix : FindFixes(at.program, at.file, within)) {
-    const Json edit = {{"range", ToJson(text, fix.range)}, {"newText", fix.text.ToUtf8()}};
+    Json edits = Json::array();
+    for (const analysis::Edit& edit : fix.edits) {
+      const Range changed{edit.part.offset, edit.part.offset + edit.part.length};
+      edits.push_back({{"range", ToJson(text, changed)}, {"newText", edit.text.ToUtf8()}});
+    }
     found.push_back({{"title", fix.title},
-                     {"kind", "quickfix"},
-                     {"diagnostics", {ToJson(text, *fix.problem)}},
+                     {"kind", kQuickFix},
+                     {"diagnostics", {ToJson(text, *fix.problem, document.uri, shows_related_)}},
                      {"isPreferred", true},
-                     {"edit", {{"changes", {{uri, {edit}}}}}}});
+                     {"edit", {{"changes", {{document.uri, std::move(edits)}}}}}});
   }
   return found;
 }
