@@ -58,6 +58,15 @@ Fault ToFault(const Kt_SyntaxError& error, const std::vector<kt_long>& lines) {
   return fault;
 }
 
+std::vector<Fault> ToFaults(const Kt_SyntaxErrorList& found, std::u16string_view source) {
+  const std::vector<kt_long> lines = LineStarts(source);
+  std::vector<Fault> faults;
+  for (const Kt_SyntaxError& error : found.GetErrors()) {
+    if (!error.is_warning && error.code != kSynNul) faults.push_back(ToFault(error, lines));
+  }
+  return faults;
+}
+
 std::vector<Fault> ScriptFaults(const Kt_WString& text, SourceKind kind) {
   Kt_SyntaxErrorList found;
   if (kind == SourceKind::kBody) {
@@ -70,10 +79,7 @@ std::vector<Fault> ScriptFaults(const Kt_WString& text, SourceKind kind) {
     Kt_WStrList includes;
     script.ParseScript(u"", includes, text.GetText(), &found);
   }
-  const std::vector<kt_long> lines = LineStarts(text);
-  std::vector<Fault> faults;
-  for (const Kt_SyntaxError& error : found.GetErrors()) faults.push_back(ToFault(error, lines));
-  return faults;
+  return ToFaults(found, text);
 }
 
 // A text without end passes the check of the engine, because scripts may hold such texts. Where an
@@ -370,10 +376,13 @@ bool SkipsBrackets(std::u16string_view script) {
   return FindSkippedBracket(SourceTokens(script.substr(0, script.find(u'\0')))) >= 0;
 }
 
-std::vector<Finding> Diagnose(std::u16string_view source, SourceKind kind) {
+std::vector<Finding> Diagnose(std::u16string_view source, SourceKind kind,
+                              const Kt_SyntaxErrorList* found) {
   source = source.substr(0, source.find(u'\0'));  // what stands behind a NUL is not read
   Effort effort;
-  std::vector<Fault> faults = Read(source, kind, effort);
+  std::vector<Fault> faults;
+  if (found != nullptr) faults = ToFaults(*found, source);
+  if (faults.empty()) faults = Read(source, kind, effort);
   if (faults.empty()) return {};
   if (kind == SourceKind::kScript) {
     std::vector<Finding> findings = DiagnoseFunctions(source, faults, effort);

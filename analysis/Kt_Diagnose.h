@@ -6,6 +6,8 @@
 
 #include "analysis/Kt_Finding.h"
 
+class Kt_SyntaxErrorList;
+
 namespace kt::analysis {
 
 enum class SourceKind : std::uint8_t {
@@ -22,8 +24,10 @@ enum class SourceKind : std::uint8_t {
 //
 // Nothing of the source runs. Meant for sources that have errors: it reads them again and again,
 // with what seems to be wrong repaired, but no more than about 5 million characters, and gives
-// no more than 300 findings.
-std::vector<Finding> Diagnose(std::u16string_view source, SourceKind kind);
+// no more than 300 findings. `found` may be what reading the source has found already; null:
+// nothing is known.
+std::vector<Finding> Diagnose(std::u16string_view source, SourceKind kind,
+                              const Kt_SyntaxErrorList* found = nullptr);
 
 // Whether a script has a '}' that closes nothing. The engine skips it outside of functions, but a
 // '{' may be missing that was to be closed by it; Diagnose tells where, as a warning.

@@ -19,7 +19,22 @@ constexpr std::u16string_view kMarks[] = {
     u"/=",  u"%=",  u"==",  u"!=",  u"<=", u">=", u"<>", u"<<", u">>"};
 
 bool IsDigit(char16_t unit) { return unit >= u'0' && unit <= u'9'; }
-bool IsWordUnit(char16_t unit) { return IsDigit(unit) || Kt_ExprUtil::ChkName(&unit, 1) == 1; }
+bool IsPlainLetter(char16_t unit) {
+  return (unit >= u'a' && unit <= u'z') || (unit >= u'A' && unit <= u'Z') || unit == u'_';
+}
+bool IsWordUnit(char16_t unit) {
+  return IsPlainLetter(unit) || IsDigit(unit) || Kt_ExprUtil::ChkName(&unit, 1) == 1;
+}
+
+// Of the mark that a text begins with.
+kt_long MarkLength(std::u16string_view text) {
+  constexpr std::u16string_view kSecond = u"=>.*?:-+&|<";
+  if (text.size() < 2 || kSecond.find(text[1]) == kSecond.npos) return 1;
+  for (const std::u16string_view mark : kMarks) {
+    if (text.starts_with(mark)) return static_cast<kt_long>(mark.size());
+  }
+  return 1;
+}
 
 }  // namespace
 
@@ -91,10 +106,7 @@ kt_long SourceTokens::Length(kt_long at, Kind& kind) const {
     }
     return static_cast<kt_long>(length);
   }
-  for (const std::u16string_view mark : kMarks) {
-    if (rest.starts_with(mark)) return static_cast<kt_long>(mark.size());
-  }
-  return 1;
+  return MarkLength(rest);
 }
 
 std::u16string_view SourceTokens::Text(std::size_t index) const {

@@ -60,7 +60,10 @@ std::vector<Finding> kt::cli::CausesOf(const Kt_WString& text, const Kt_SyntaxEr
                                        analysis::SourceKind kind, bool wants_warnings) {
   const bool skips = wants_warnings && kind == analysis::SourceKind::kScript &&
                      !found.HasFaults() && analysis::SkipsBrackets(text);
-  return found.HasFaults() || skips ? analysis::Diagnose(text, kind) : std::vector<Finding>();
+  if (!found.HasFaults() && !skips) return {};
+  // Of expressions the list has less than the search wants to know.
+  const bool is_script = kind == analysis::SourceKind::kScript;
+  return analysis::Diagnose(text, kind, is_script ? &found : nullptr);
 }
 
 bool kt::cli::IsExplained(const Kt_SyntaxError& error, const std::vector<Finding>& causes) {

@@ -56,7 +56,9 @@ bool SameTexts(const Kt_WString& a, const Kt_WString& b, Faulty faulty, int dept
   Kt_Expr right;
   Kt_WString ignored;
   const kt_long state = left.Parse(a, ignored);
-  if (state < 0 || right.Parse(b, ignored) != state) return false;
+  if (state < 0) return false;
+  if (a == b) return state != kStateList || SameLists(left, left, faulty, depth);
+  if (right.Parse(b, ignored) != state) return false;
   if (state == kStateList) return SameLists(left, right, faulty, depth);
   return SameOps(left.GetOps(), right.GetOps());
 }

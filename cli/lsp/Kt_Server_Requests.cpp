@@ -219,6 +219,7 @@ Json Server::Formatting(const Json& params) {
   const ScriptFile& file = CursorOf(params).File();
   if (file.has_syntax_errors) return nullptr;
   const std::optional<Kt_WString> formatted = FormatScript(file.text.Text(), width_);
+  if (formatted == file.text.Text()) return Json::array();
   const bool is_same = formatted && SameScript(file.text.Text(), *formatted);
   return is_same ? EditsTo(file.text, *formatted) : Json();
 }

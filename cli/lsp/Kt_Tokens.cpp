@@ -85,8 +85,9 @@ bool IsKeyword(std::u16string_view word) {
   static constexpr std::u16string_view kWords[] = {
       u"and", u"break", u"case", u"continue", u"default", u"else",   u"false", u"for", u"function",
       u"if",  u"nil",   u"null", u"or",       u"return",  u"switch", u"true",  u"var", u"while"};
-  return std::ranges::any_of(
-      kWords, [&](std::u16string_view known) { return Kt_WString(known).EqualsNoCase(word); });
+  return std::ranges::any_of(kWords, [&](std::u16string_view known) {
+    return known.size() == word.size() && Kt_WString(known).EqualsNoCase(word);
+  });
 }
 
 std::u16string_view TokenView::TextOf(std::size_t token) const {
