@@ -4,9 +4,19 @@
 #include <algorithm>
 
 #include "analysis/Kt_CauseRules.h"
+#include "analysis/Kt_KnownNames.h"
 #include "classlib/base/Kt_Codes.h"
 
 namespace kt::analysis {
+namespace {
+
+// What may be called in an expression that stands alone, where columns are names, too.
+bool IsFunctionName(std::u16string_view word) {
+  const std::u16string folded = Folded(word);
+  return folded == u"print" || KnownNames().FindFunction(folded) != nullptr;
+}
+
+}  // namespace
 
 kt_long CauseRules::ExpressionCode() const {
   if (fault_.expression_code != 0) return fault_.expression_code;
@@ -25,7 +35,9 @@ Repair CauseRules::Expression() const {
                   {Inserted(fault_.offset, u" 0 ")});
     case kExprUnfinished: return Unfinished();
     case kExprParenClose:
-      return Make(FindingCode::kNoOperand, at_, u"a value is missing before this ')'",
+      return Make(FindingCode::kNoOperand, at_,
+                  Is(at_ - 1, u".") ? u"a name is missing after this '.'"
+                                    : u"a value is missing before this ')'",
                   {Inserted(fault_.offset, u" 0 ")});
     case kExprBracketClose:
       return Make(FindingCode::kNoOperand, at_, u"an index is missing: name[0]",
@@ -53,7 +65,8 @@ Repair CauseRules::Expression() const {
 }
 
 Repair CauseRules::TwoValues() const {
-  const bool is_call = at_ == start_ + 1 && IsWord(start_) && !IsKeyword(Text(start_));
+  const bool is_call = at_ == start_ + 1 && IsWord(start_) && !IsKeyword(Text(start_)) &&
+                       (!fault_.stands_alone || IsFunctionName(Text(start_)));
   if (is_call) {
     const kt_long end = tokens_.EndBefore(at_);
     const SourcePart gap{end, tokens_.StartOf(at_) - end};
@@ -64,7 +77,8 @@ Repair CauseRules::TwoValues() const {
   }
   const bool is_text = tokens_.IsKind(at_, Kind::kText) || tokens_.IsKind(at_ - 1, Kind::kText);
   return Make(FindingCode::kTwoValues, at_,
-              Joined({u"an operator, ',' or ';' is missing before this",
+              Joined({fault_.stands_alone ? u"an operator is missing before this"
+                                          : u"an operator, ',' or ';' is missing before this",
                       is_text ? u"; strings are joined with '+'" : u""}),
               {WithoutRest(at_)});
 }

@@ -109,6 +109,10 @@ Repair CauseRules::Not(const Foreign& row, std::size_t at) const {
   if (is_not_equal) {
     return Make(row.cause, at, u"write '!='", {Replaced(at, at + 2, u"!=")}, true);
   }
+  const bool is_between = row.text == u"not" && tokens_.EndsValue(at - 1) && !Is(at + 1, u"in");
+  if (is_between && tokens_.BeginsValue(at + 1)) {
+    return Make(row.cause, at, u"write '!='", {Replaced(at, at + 1, u"!=")}, true);
+  }
   const bool is_simple = row.text == u"is" || Is(at + 1, u"(");
   return Make(row.cause, at, row.hint, {Replaced(at, at + 1, row.cure)}, is_simple);
 }

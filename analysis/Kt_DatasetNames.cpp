@@ -11,15 +11,21 @@ namespace {
 
 using Argument = DatasetNames::Argument;
 
-// By the name that the call form gives to an argument: a method that adds a column has none yet.
-Argument KindOfName(std::u16string_view name, bool adds_columns) {
+// By the name that the call form gives to an argument: a method that adds a column has none yet,
+// and the list of one that copies to another dataset has the columns of that.
+Argument KindOfName(std::u16string_view name, std::u16string_view method) {
+  constexpr std::u16string_view kColumns[] = {u"strColID", u"strCol", u"strOutputColID",
+                                              u"strConstID"};
   if (name.ends_with(u"Expr")) return Argument::kRowExpression;
-  const bool is_column = name == u"strColID" || name == u"strCol" || name == u"strOutputColID";
-  return is_column && !adds_columns ? Argument::kColumn : Argument::kValue;
+  if (method.starts_with(u"add")) return Argument::kValue;
+  if (name == u"strColList") return Argument::kColumnList;
+  if (name == u"strColInfo" && !method.starts_with(u"copyto")) return Argument::kColumnList;
+  return std::ranges::find(kColumns, name) != std::end(kColumns) ? Argument::kColumn
+                                                                 : Argument::kValue;
 }
 
 // Of several forms the one that asks for most: a column alone is an expression, too.
-std::vector<Argument> ArgumentsOf(std::u16string_view forms, bool adds_columns) {
+std::vector<Argument> ArgumentsOf(std::u16string_view forms, std::u16string_view method) {
   std::vector<Argument> all;
   for (std::size_t at = forms.find(u'('); at < forms.size(); at = forms.find(u'(', at)) {
     const std::size_t end = std::min(forms.find(u')', at), forms.size());
@@ -30,7 +36,7 @@ std::vector<Argument> ArgumentsOf(std::u16string_view forms, bool adds_columns) 
       const std::size_t first = std::min(name.find_first_not_of(u" ["), name.size());
       name = name.substr(first, name.find_first_of(u" []", first) - first);
       if (all.size() <= argument) all.push_back(Argument::kValue);
-      all[argument] = std::max(all[argument], KindOfName(name, adds_columns));
+      all[argument] = std::max(all[argument], KindOfName(name, method));
       at = comma + 1;
     }
   }
@@ -49,9 +55,8 @@ DatasetNames::DatasetNames() {
   for (int row = 0; row < Kt_ExprDataset::GetDSetMethodCount(); ++row) {
     const Kt_WString name(methods[row].name);
     const std::u16string_view forms = methods[row].help;
-    const bool adds_columns = name.View().starts_with(u"Add");
-    methods_.emplace(Folded(name),
-                     Method{name, ArgumentCounts::Of(forms), ArgumentsOf(forms, adds_columns)});
+    const std::u16string folded = Folded(name);
+    methods_.emplace(folded, Method{name, ArgumentCounts::Of(forms), ArgumentsOf(forms, folded)});
   }
   const _EXPR_SIMPLEPROP_INFO* const properties = Kt_ExprDataset::GetDSetPropMap();
   for (int row = 0; row < Kt_ExprDataset::GetDSetPropCount(); ++row) {

@@ -13,8 +13,9 @@ namespace kt::analysis {
 // not among it. Made of the tables of the engine, once. Threads: free to call from any.
 class DatasetNames {
  public:
-  // What an argument is, as far as its text says more than any other text.
-  enum class Argument : std::uint8_t { kValue, kColumn, kRowExpression };
+  // What an argument is, as far as its text says more than any other text. A list of columns has
+  // them with commas between, each with something behind ':' or '=' if need be.
+  enum class Argument : std::uint8_t { kValue, kColumn, kColumnList, kRowExpression };
   struct Method {
     Kt_WString name;
     ArgumentCounts counts;

@@ -101,6 +101,7 @@ std::vector<Fault> ExpressionFaults(const Kt_WString& text) {
   const bool is_list = text.GetAt(0) == u'[' && text.GetAt(text.GetLength() - 1) == u']';
   Fault fault;
   fault.code = kSynExpression;
+  fault.stands_alone = true;
   if (!is_list) fault.expression_code = OpenTextCode(text, fault.offset);
   if (fault.expression_code == 0) {
     fault.expression_code =
@@ -271,6 +272,7 @@ class Diagnosis {
     if (fault.code == kSynTooDeep || fault.expression_code == kExprTooDeep) return {};
     std::vector<Repair> repairs = QuoteRepairs(tokens, fault);
     for (auto* const more : {&BracketRepairs, &SemicolonRepairs}) {
+      if (fault.stands_alone && more == &SemicolonRepairs) continue;
       std::vector<Repair> found = more(tokens, fault);
       std::move(found.begin(), found.end(), std::back_inserter(repairs));
     }
@@ -354,7 +356,14 @@ std::vector<Finding> DiagnoseFunctions(std::u16string_view source, const std::ve
     first = std::min(first, fault.offset);
     if (fault.code != kSynExpression) unsure_from = std::min(unsure_from, fault.offset);
   }
-  std::vector<kt_long> cuts = CutAtFunctions(source, unsure_from);
+  std::vector<kt_long> cuts = CutAtFunctions(source, kNowhere);
+  if (unsure_from != kNowhere) {
+    // What does not match may begin before the place of the fault, but in the same function.
+    const auto behind = std::ranges::upper_bound(cuts, unsure_from);
+    const kt_long start = behind != cuts.begin() ? *std::prev(behind) : 0;
+    cuts = CutAtFunctions(source, start);
+    first = std::min(first, start);
+  }
   cuts.insert(cuts.begin(), 0);
   cuts.push_back(static_cast<kt_long>(source.size()));
   std::vector<Finding> findings;

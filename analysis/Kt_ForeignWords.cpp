@@ -142,6 +142,34 @@ constexpr Foreign kMarks[] = {
     {u"#", kStatement, u"comments begin with '//'", u""},
 };
 
+constexpr Foreign kValueNames[] = {
+    {u"None", kValue, u"write 'null'", u"null"},
+    {u"undefined", kValue, u"write 'null'", u"null"},
+    {u"nothing", kValue, u"write 'null'", u"null"},
+    {u"self", kValue, u"there are no classes; pass what the function needs as an argument", u""},
+    {u"this", kValue, u"there are no classes; pass what the function needs as an argument", u""},
+};
+
+constexpr Foreign kFunctionNames[] = {
+    {u"not", kOperator, u"write '!(...)'", u"!"},
+    {u"len", kValue, u"write 'length(...)'", u"length"},
+    {u"strlen", kValue, u"write 'length(...)'", u"length"},
+    {u"count", kValue, u"write 'length(...)'", u"length"},
+    {u"str", kValue, u"write 'toString(...)'", u"toString"},
+    {u"int", kValue, u"write 'toInteger(...)'", u"toInteger"},
+    {u"float", kValue, u"write 'toFloat(...)'", u"toFloat"},
+    {u"upper", kValue, u"write 'toUpper(...)'", u"toUpper"},
+    {u"lower", kValue, u"write 'toLower(...)'", u"toLower"},
+    {u"max", kValue, u"write 'greatest(...)'", u"greatest"},
+    {u"min", kValue, u"write 'least(...)'", u"least"},
+    {u"typeof", kValue, u"write 'type(...)'", u"type"},
+    {u"printf", kValue, u"write 'print(...)', which puts blanks between its values", u"print"},
+    {u"println", kValue, u"write 'print(...)'", u"print"},
+    {u"echo", kValue, u"write 'print(...)'", u"print"},
+    {u"isNull", kValue, u"write 'value == null'", u""},
+    {u"range", kValue, u"count in a loop: for (var i = 0; i < 10; i++)", u""},
+};
+
 template <std::size_t kCount>
 const Foreign* Find(const Foreign (&rows)[kCount], std::u16string_view text) {
   const Kt_WString wanted(text);
@@ -157,5 +185,13 @@ const Foreign* FindType(std::u16string_view text) { return Find(kTypes, text); }
 const Foreign* FindStatement(std::u16string_view text) { return Find(kStatements, text); }
 const Foreign* FindWordOperator(std::u16string_view text) { return Find(kWordOperators, text); }
 const Foreign* FindMark(std::u16string_view text) { return Find(kMarks, text); }
+const Foreign* FindValueName(std::u16string_view text) { return Find(kValueNames, text); }
+const Foreign* FindFunctionName(std::u16string_view text) { return Find(kFunctionNames, text); }
+
+void Suggest(const Foreign& row, Finding& finding) {
+  finding.hint = Kt_WString(row.hint);
+  if (row.cure.empty()) return;
+  finding.fix = {{{finding.offset, finding.length}, Kt_WString(row.cure)}};
+}
 
 }  // namespace kt::analysis

@@ -26,5 +26,11 @@ const Foreign* FindType(std::u16string_view text);          // before the name o
 const Foreign* FindStatement(std::u16string_view text);     // at the beginning of a statement
 const Foreign* FindWordOperator(std::u16string_view text);  // a word before or between values
 const Foreign* FindMark(std::u16string_view text);          // an operator
+// Names that nobody knows here.
+const Foreign* FindValueName(std::u16string_view text);
+const Foreign* FindFunctionName(std::u16string_view text);
+
+// Says of an unknown name what is written here.
+void Suggest(const Foreign& row, Finding& finding);
 
 }  // namespace kt::analysis

@@ -66,22 +66,15 @@ class Cutter {
     at_ = end == source_.npos ? at_ + 1 : end;
   }
 
-  // To its end, or to the function that it was not meant to hide.
+  // To its end; where quotes may be missing not over the end of the line, which few strings go
+  // over.
   void SkipString() {
     const std::u16string_view rest = source_.substr(at_);
     const int length =
         Kt_ExprUtil::FindQuotEnd(rest.data(), static_cast<kt_long>(rest.size()), rest[0]);
     const std::size_t end = length < 0 ? source_.size() : at_ + static_cast<std::size_t>(length);
-    if (at_ > unsure_from_) {
-      for (std::size_t line = at_; line < end; ++line) {
-        line = std::min(source_.find_first_of(u"\r\n", line), end);
-        if (line < end && BeginsFunction(line + 1)) {
-          at_ = line + 1;
-          return;
-        }
-      }
-    }
-    at_ = end;
+    const std::size_t line_end = std::min(source_.find_first_of(u"\r\n", at_), source_.size());
+    at_ = at_ > unsure_from_ ? std::min(end, line_end) : end;
   }
 
   const std::u16string_view source_;

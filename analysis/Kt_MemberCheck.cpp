@@ -7,6 +7,8 @@
 #include <utility>
 
 #include "analysis/Kt_DatasetNames.h"
+#include "analysis/Kt_Diagnose.h"
+#include "analysis/Kt_ForeignWords.h"
 #include "classlib/value/Kt_Aggregate.h"
 #include "expr/Kt_ExprUtil.h"
 #include "object/Kt_RunError.h"
@@ -111,34 +113,81 @@ void MemberCheck::CheckMethod(const Dataset& dataset, const Kt_ExprName& call) {
   for (const Kt_ExprName& literal : names_) {
     if (literal.kind != NameKind::kLiteral || literal.call != index || !literal.is_whole) continue;
     const Argument kind = method->KindOf(literal.argument);
-    if (kind == Argument::kColumn) CheckColumn(dataset, literal);
-    if (kind == Argument::kRowExpression) CheckRowExpression(dataset, literal);
+    const std::u16string_view quoted = TextOf(literal);
+    const std::u16string_view inner = quoted.substr(1, quoted.size() - 2);
+    const kt_long offset = literal.offset + 1;
+    switch (kind) {
+      case Argument::kValue: break;
+      case Argument::kColumn: CheckColumn(dataset, inner, offset); break;
+      case Argument::kColumnList: CheckColumnList(dataset, inner, offset); break;
+      case Argument::kRowExpression: CheckRowExpression(dataset, inner, offset); break;
+    }
   }
 }
 
-void MemberCheck::CheckColumn(const Dataset& dataset, const Kt_ExprName& literal) {
-  const std::u16string_view quoted = TextOf(literal);
-  const std::u16string_view text = quoted.substr(1, quoted.size() - 2);
-  if (dataset.HasColumn(Folded(text))) return;
-  ReportUnknown(FindingCode::kUnknownColumn, literal.offset + 1, text,
-                Kt_WString(u"no column ") + Quoted(text) + u" in " + dataset.name, dataset.columns);
+// The offsets of these are in the expression, behind the quote.
+void MemberCheck::CheckColumn(const Dataset& dataset, std::u16string_view name, kt_long offset) {
+  if (dataset.HasColumn(Folded(name))) return;
+  ReportUnknown(FindingCode::kUnknownColumn, offset, name,
+                Kt_WString(u"no column ") + Quoted(name) + u" in " + dataset.name, dataset.columns);
 }
 
-void MemberCheck::CheckRowExpression(const Dataset& dataset, const Kt_ExprName& literal) {
-  const std::u16string_view quoted = TextOf(literal);
-  const std::u16string_view text = quoted.substr(1, quoted.size() - 2);
-  const auto length = static_cast<kt_long>(text.size());
+void MemberCheck::CheckColumnList(const Dataset& dataset, std::u16string_view list,
+                                  kt_long offset) {
+  constexpr std::u16string_view kBlanks = u" \t\r\n";
+  for (std::size_t at = 0; at < list.size();) {
+    const std::size_t end = std::min(list.find(u',', at), list.size());
+    std::u16string_view item = list.substr(at, end - at);
+    item = item.substr(0, item.find_first_of(u":="));
+    const std::size_t first = std::min(item.find_first_not_of(kBlanks), item.size());
+    const std::u16string_view name = item.substr(first, item.find_last_not_of(kBlanks) + 1 - first);
+    if (!name.empty()) CheckColumn(dataset, name, offset + static_cast<kt_long>(at + first));
+    at = end + 1;
+  }
+}
+
+bool MemberCheck::TellFaults(std::u16string_view text, kt_long offset) {
   kt_long fault = 0;
-  if (const int code = Kt_ExprUtil::IsValidExpr(text.data(), length, &fault)) {
-    // At the end the quote is what comes too early.
-    return Report(FindingCode::kRowExpression, literal.offset + 1 + fault, 1,
-                  Kt_WString(u"this is no expression over rows: ") + kt_exprtextW(code));
+  const int code = Kt_ExprUtil::IsValidExpr(text.data(), static_cast<kt_long>(text.size()), &fault);
+  if (code == 0) return false;
+  const Kt_WString message(u"this is no expression over rows: ");
+  std::vector<Finding> causes = Diagnose(text, SourceKind::kExpression);
+  // At the end the quote is what comes too early.
+  if (causes.empty()) {
+    Report(FindingCode::kRowExpression, offset + fault, 1, message + kt_exprtextW(code));
   }
+  const auto place_of = [&](kt_long at) { return node_.SourceOf(offset + at); };
+  for (Finding& cause : causes) {
+    Finding finding{FindingCode::kRowExpression, file_, place_of(cause.offset), cause.length,
+                    message + cause.message};
+    finding.hint = cause.hint;
+    if (cause.related.length > 0) {
+      finding.related = {place_of(cause.related.offset), cause.related.length};
+    }
+    // A quote or an escape means something else in the string.
+    const bool fits = std::ranges::all_of(cause.fix, [](const Edit& edit) {
+      return edit.text.View().find_first_of(u"\"'\\") == edit.text.View().npos;
+    });
+    for (Edit& edit : cause.fix) edit.part.offset = place_of(edit.part.offset);
+    if (fits) finding.fix = std::move(cause.fix);
+    findings_.push_back(std::move(finding));
+  }
+  return true;
+}
+
+void MemberCheck::CheckRowExpression(const Dataset& dataset, std::u16string_view quoted,
+                                     kt_long offset) {
+  constexpr std::u16string_view kBlanks = u" \t\r\n";
+  const std::size_t first = std::min(quoted.find_first_not_of(kBlanks), quoted.size());
+  const std::u16string_view text =
+      quoted.substr(first, quoted.find_last_not_of(kBlanks) + 1 - first);
+  offset += static_cast<kt_long>(first);
+  if (TellFaults(text, offset)) return;
   for (const Kt_ExprName& name : FindExprNames(text)) {
     CheckRowName(
         dataset, name,
         text.substr(static_cast<std::size_t>(name.offset), static_cast<std::size_t>(name.length)),
-        literal.offset + 1 + name.offset);
+        offset + name.offset);
   }
 }
 
@@ -146,6 +195,8 @@ void MemberCheck::CheckRowName(const Dataset& dataset, const Kt_ExprName& name,
                                std::u16string_view text, kt_long offset) {
   const std::u16string folded = Folded(text);
   const DatasetNames& names = DatasetNames::Get();
+  const std::size_t told = findings_.size();
+  const Foreign* foreign = FindValueName(text);
   std::vector<Kt_WString> known;
   if (name.kind == NameKind::kVariable) {
     if (dataset.HasColumn(folded) || names.HasRowKeyword(folded) || name.is_path_root ||
@@ -159,9 +210,11 @@ void MemberCheck::CheckRowName(const Dataset& dataset, const Kt_ExprName& name,
              names.FindMethod(folded) == nullptr) {
     known_.ListFunctions(known);
     names.ListMethods(known);
+    foreign = FindFunctionName(text);
     ReportUnknown(FindingCode::kUnknownFunction, offset, text,
                   Kt_WString(u"unknown function ") + Quoted(text), known);
   }
+  if (foreign != nullptr && findings_.size() > told) Suggest(*foreign, findings_.back());
 }
 
 }  // namespace kt::analysis

@@ -30,8 +30,11 @@ class MemberCheck {
 
   void CheckOfElement(const Dataset& dataset, const Kt_ExprName& member);
   void CheckMethod(const Dataset& dataset, const Kt_ExprName& call);
-  void CheckColumn(const Dataset& dataset, const Kt_ExprName& literal);
-  void CheckRowExpression(const Dataset& dataset, const Kt_ExprName& literal);
+  void CheckColumn(const Dataset& dataset, std::u16string_view name, kt_long offset);
+  void CheckColumnList(const Dataset& dataset, std::u16string_view list, kt_long offset);
+  void CheckRowExpression(const Dataset& dataset, std::u16string_view text, kt_long offset);
+  // False when it is an expression.
+  bool TellFaults(std::u16string_view text, kt_long offset);
   void CheckRowName(const Dataset& dataset, const Kt_ExprName& name, std::u16string_view text,
                     kt_long offset);
 

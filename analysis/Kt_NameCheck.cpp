@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "analysis/Kt_Checks.h"
+#include "analysis/Kt_ForeignWords.h"
 #include "analysis/Kt_MemberCheck.h"
 #include "classlib/base/Kt_NativeStack.h"
 #include "expr/Kt_ExprNames.h"
@@ -381,10 +382,17 @@ class NameCheck {
   }
 
   void TellUnknown(const std::u16string& folded, const Kt_WString& name, const Place& place) {
-    Kt_WString text = Kt_WString(u"unknown variable '") + name + u"'";
-    text = ended_.contains(folded) ? text + u": the one in a block above ended with that block"
-                                   : WithHint(text, name, VariableNames(name));
-    Tell(folded, Make(FindingCode::kUnknownVariable, place, text), UseCount());
+    const Kt_WString text = Kt_WString(u"unknown variable '") + name + u"'";
+    const Foreign* const foreign = FindValueName(name);
+    Finding finding = Make(FindingCode::kUnknownVariable, place, text);
+    if (ended_.contains(folded)) {
+      finding.message = text + u": the one in a block above ended with that block";
+    } else if (foreign != nullptr) {
+      Suggest(*foreign, finding);
+    } else {
+      finding.message = WithHint(text, name, VariableNames(name));
+    }
+    Tell(folded, std::move(finding), UseCount());
     NoteUse(place, NameUse::kUnknown);
   }
 
@@ -403,14 +411,19 @@ class NameCheck {
     if (own != functions_.end()) {
       if (known == nullptr) CheckOwnCount(own->second, call, PlaceOf(node, call));
     } else if (known == nullptr) {
-      const Kt_WString text = Kt_WString(u"unknown function '") + name + u"'";
-      if (!told_calls_.insert(folded).second) return;
-      Report(FindingCode::kUnknownFunction, PlaceOf(node, call),
-             WithHint(text, name, FunctionNames()));
+      if (told_calls_.insert(folded).second) TellUnknownCall(name, PlaceOf(node, call));
     } else if (call.arguments != Kt_ExprName::kNone && !known->counts.Allows(call.arguments)) {
       Report(FindingCode::kArgumentCount, PlaceOf(node, call),
              known->counts.Complaint(known->name, call.arguments));
     }
+  }
+
+  void TellUnknownCall(const Kt_WString& name, const Place& place) {
+    const Kt_WString text = Kt_WString(u"unknown function '") + name + u"'";
+    const Foreign* const foreign = FindFunctionName(name);
+    Report(FindingCode::kUnknownFunction, place,
+           foreign != nullptr ? text : WithHint(text, name, FunctionNames()));
+    if (foreign != nullptr) Suggest(*foreign, findings_.back());
   }
 
   // Fewer are fine: the rest is empty.

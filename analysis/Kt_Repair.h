@@ -20,6 +20,7 @@ struct Fault {
   kt_long length = 1;
   Kt_WString message;
   Kt_WString function_name;
+  bool stands_alone = false;  // the source is one expression
 };
 
 // A supposed cause, and a change that lets the engine read on behind it.
@@ -46,7 +47,7 @@ std::vector<Repair> BracketRepairs(const SourceTokens& tokens, const Fault& faul
 std::vector<Repair> SemicolonRepairs(const SourceTokens& tokens, const Fault& fault);
 
 // Where functions begin that stand at the left edge, so that one can be looked at without the
-// others. Nothing matches for sure behind `unsure_from`, the place of a fault; kNowhere: all does.
+// others. Nothing matches for sure behind `unsure_from`; kNowhere: all does.
 inline constexpr kt_long kNowhere = std::numeric_limits<kt_long>::max();
 std::vector<kt_long> CutAtFunctions(std::u16string_view source, kt_long unsure_from);
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/Kt_Findings.h"
 
-#include <algorithm>
+#include <utility>
 
 #include "analysis/Kt_Analysis.h"
 #include "cli/Kt_Host.h"
@@ -9,43 +9,6 @@
 
 namespace kt::cli {
 namespace {
-
-// Finds the lines of places that come in ascending order.
-class LineFinder {
- public:
-  explicit LineFinder(std::u16string_view text) : text_(text) {}
-
-  void Set(const analysis::Finding& finding, Kt_SyntaxError& error) {
-    const auto offset = std::min(static_cast<std::size_t>(finding.offset), text_.size());
-    for (std::size_t end = LineEnd(); end < offset; end = LineEnd()) {
-      const bool has_two = text_.substr(end, 2) == u"\r\n";
-      start_ = end + (has_two ? 2 : 1);
-      ++line_;
-    }
-    error.line = line_;
-    error.column = static_cast<kt_long>(offset - start_) + 1;
-    const auto rest = static_cast<kt_long>(LineEnd() - offset);
-    error.length = std::max(std::min(finding.length, rest), kt_long{1});
-  }
-
- private:
-  std::size_t LineEnd() const {
-    return std::min(text_.find_first_of(u"\r\n", start_), text_.size());
-  }
-
-  std::u16string_view text_;
-  std::size_t start_ = 0;
-  kt_long line_ = 1;
-};
-
-Kt_SyntaxError ToWarning(const analysis::Finding& finding, LineFinder& lines) {
-  Kt_SyntaxError warning;
-  warning.is_warning = true;
-  warning.warning_name = analysis::NameOf(finding.code);
-  warning.message = finding.message;
-  lines.Set(finding, warning);
-  return warning;
-}
 
 std::vector<Kt_WString> ColumnsOf(const Kt_Dataset& dataset) {
   std::vector<Kt_WString> columns;
@@ -83,13 +46,9 @@ void AddDatasetNames(const Kt_CliDatasets& datasets, analysis::KnownNames& known
 void AddFindings(std::vector<Kt_ParsedFile>& files, const analysis::KnownNames& known,
                  bool strict) {
   std::vector<const Kt_ScriptOutline*> outlines;
-  std::vector<LineFinder> lines;
-  for (const Kt_ParsedFile& file : files) {
-    outlines.push_back(file.outline.get());
-    lines.emplace_back(file.text);
-  }
-  for (const analysis::Finding& finding : analysis::Analyse(outlines, known, strict)) {
-    files[finding.file].errors.AddError(ToWarning(finding, lines[finding.file]));
+  for (const Kt_ParsedFile& file : files) outlines.push_back(file.outline.get());
+  for (analysis::Finding& finding : analysis::Analyse(outlines, known, strict)) {
+    files[finding.file].findings.push_back(std::move(finding));
   }
 }
 

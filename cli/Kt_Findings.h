@@ -17,7 +17,7 @@ void AddDatasetNames(const Kt_CliDatasets& datasets, analysis::KnownNames& known
 // Whether what a function of kt makes has from then on the name that its first argument says.
 bool MakesNames(const Kt_WString& function);
 
-// Adds what is hardly meant in a script to the warnings of its files, which are all that it has and
+// Adds what is hardly meant in a script to the findings of its files, which are all that it has and
 // without faults.
 void AddFindings(std::vector<Kt_ParsedFile>& files, const analysis::KnownNames& known, bool strict);
 

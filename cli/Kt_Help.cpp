@@ -19,8 +19,31 @@ namespace {
 constexpr Kt_IntFuncDoc kHostDocs[] = {
     {u"args",
      u"The list of the arguments that stand behind the function on the command line.",
-     u"",
-     {}},
+     u"Empty in kt eval and kt repl.",
+     {{u"length(args())", u"0"}}},
+    {u"dataset",
+     u"The dataset of that name, made if there is none; columns that it lacks are added, as "
+     u"strings "
+     u"when no type is given. The dataset then has its name everywhere, until the program ends.",
+     u"A name that is no name, and a type that there is not, are errors of the run.",
+     {{u"dataset('cities', 'name, people:long').ColCount()", u"2"},
+      {u"dataset('cities', 'name')\ndataset('cities', 'people:long').ColCount()", u"2"},
+      {u"dataset('cities', 'name, people:long')\ncities.AppendRow()\n"
+       u"cities.SetColumn(0, 'name', 'Bonn')\ncities[0].name",
+       u"Bonn"}}},
+    {u"loadData",
+     u"Loads a file or a database into the dataset of that name, made if there is none, and gives "
+     u"the number of rows. Formats and options are those of the commands, in a text or a list: "
+     u"'separator=; types=zip:string'.",
+     u"The format is that of the ending of the file when it is empty. Columns that the dataset has "
+     u"already keep their types. A file that cannot be read, a wrong option and rejected rows are "
+     u"errors of the run; so is a file outside of the folders that scripts may reach.",
+     {{u"writeText('cities.csv', 'name,people' + chr(10) + 'Bonn,337000')\nloadData('cities', "
+       u"'cities.csv')",
+       u"1"},
+      {u"writeText('cities.txt', 'name;zip' + chr(10) + 'Bonn;05311')\n"
+       u"loadData('cities', 'cities.txt', 'csv', 'separator=; types=zip:string')\ncities[0].zip",
+       u"05311"}}},
     {u"print",
      u"Writes the texts of the values, with blanks between them, and a line feed.",
      u"",
@@ -28,11 +51,28 @@ constexpr Kt_IntFuncDoc kHostDocs[] = {
     {u"readText",
      u"The text of a UTF-8 file.",
      u"A file that cannot be read, or is not UTF-8, is an error of the run.",
-     {}},
+     {{u"writeText('note.txt', 'one line')\nreadText('note.txt')", u"one line"}}},
+    {u"saveData",
+     u"Writes the dataset of that name to a file and gives the number of rows. To a database it "
+     u"saves the changes. Formats and options are those of the commands.",
+     u"The format is that of the ending of the file when it is empty. Whoever reads the file sees "
+     u"the old one or the new one. A file that cannot be written is an error of the run.",
+     {{u"dataset('cities', 'name, people:long')\ncities.AppendRow()\n"
+       u"saveData('cities', 'cities.json')",
+       u"1"}}},
+    {u"view",
+     u"A dataset without rows of its own, which shows those of another one, given as object or by "
+     u"its name, for which the filter holds. For the name of a view, changes that.",
+     u"A source that is not there, and a filter that is no expression over rows, are errors of the "
+     u"run.",
+     {{u"dataset('cities', 'name, people:long')\ncities.AppendRow()\n"
+       u"cities.SetColumn(0, 'people', 337000)\ncities.AppendRow()\n"
+       u"view('big', 'cities', 'people > 100000').RowCount()",
+       u"1"}}},
     {u"writeText",
      u"Replaces a file by the text, as UTF-8. Whoever reads it sees the old file or the new one.",
      u"A file that cannot be written is an error of the run.",
-     {}},
+     {{u"writeText('note.txt', 'one line')\nlength(readText('note.txt'))", u"8"}}},
 };
 
 using Functions = std::vector<Help>;

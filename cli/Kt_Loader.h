@@ -22,6 +22,7 @@ struct Kt_ParsedFile {
   Kt_WString text;
   std::unique_ptr<Kt_ScriptOutline> outline;
   Kt_SyntaxErrorList errors;
+  std::vector<kt::analysis::Finding> findings = {};  // of tools: what is hardly meant, by place
 };
 
 // Loads a script file, and what it includes, into one script.

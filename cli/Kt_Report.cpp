@@ -18,6 +18,16 @@ namespace {
 // Nobody mends more than this at a time, and a text that is no script at all has a fault a line.
 constexpr std::size_t kMaxShown = 100;
 
+// Of a part of a text, up to the end of its line; at least 1.
+kt_long CharacterCount(std::u16string_view text, std::size_t offset, std::size_t length) {
+  std::u16string_view part = text.substr(std::min(offset, text.size()), length);
+  part = part.substr(0, part.find_first_of(u"\r\n"));
+  const auto second_halves =
+      std::ranges::count_if(part, [](char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; });
+  return std::max(static_cast<kt_long>(part.size()) - static_cast<kt_long>(second_halves),
+                  kt_long{1});
+}
+
 // Something to tell, and where in the source it stands.
 struct Told {
   std::size_t offset;
@@ -88,7 +98,7 @@ void Kt_CliReport::AtPlace(const std::string& name, const Kt_WString& part, std:
   what.file = whole_ ? whole_->name : name;
   what.line = place.line;
   what.column = place.column;
-  what.length = static_cast<kt_long>(length);
+  what.length = CharacterCount(whole_ ? whole_->text : part, offset, length);
   what.below = kt::cli::LineWithCaret(whole_ ? whole_->text : part, offset, length);
   Tell(what);
 }
@@ -98,7 +108,9 @@ void Kt_CliReport::Tell(const std::string& name, const Kt_WString& text, const F
   if (finding.related.length > 0) {
     auto offset = static_cast<std::size_t>(finding.related.offset);
     const kt::cli::Place place = PlaceOf(text, offset);
-    what.related = {place.line, place.column, finding.related.length};
+    what.related = {place.line, place.column,
+                    CharacterCount(whole_ ? whole_->text : text, offset,
+                                   static_cast<std::size_t>(finding.related.length))};
   }
   AtPlace(name, text, static_cast<std::size_t>(finding.offset),
           static_cast<std::size_t>(finding.length), std::move(what));
@@ -106,7 +118,7 @@ void Kt_CliReport::Tell(const std::string& name, const Kt_WString& text, const F
 
 bool Kt_CliReport::Syntax(const std::filesystem::path& file, const std::string& name,
                           const Kt_WString& text, const Kt_SyntaxErrorList& found,
-                          kt::analysis::SourceKind kind) {
+                          kt::analysis::SourceKind kind, std::span<const Finding> findings) {
   const bool clean = !found.HasFaults();
   if (!reported_.insert(file).second) return clean;
   const std::vector<Finding> causes = kt::cli::CausesOf(text, found, kind, warnings_);
@@ -124,6 +136,9 @@ bool Kt_CliReport::Syntax(const std::filesystem::path& file, const std::string& 
                               static_cast<std::size_t>(std::max(error.length, kt_long{1})),
                               kt::cli::FromSyntaxError(error));
                     }});
+  }
+  for (const Finding& finding : findings) {
+    told.push_back({static_cast<std::size_t>(finding.offset), [&] { Tell(name, text, finding); }});
   }
   std::stable_sort(told.begin(), told.end(),
                    [](const Told& a, const Told& b) { return a.offset < b.offset; });

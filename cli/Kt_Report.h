@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -64,11 +65,12 @@ class Kt_CliReport {
   void AtPlace(const std::string& name, const Kt_WString& text, std::size_t offset,
                std::size_t length, kt::cli::Diagnostic what);
   // What loading a file has found, in the order of the places: the warnings, and of the errors
-  // their causes. A file that has been reported before is not reported again. True when there is no
-  // error among it.
+  // their causes, and `findings` of tools, which are by place. A file that has been reported before
+  // is not reported again. True when there is no error among it.
   bool Syntax(const std::filesystem::path& file, const std::string& name, const Kt_WString& text,
               const Kt_SyntaxErrorList& found,
-              kt::analysis::SourceKind kind = kt::analysis::SourceKind::kScript);
+              kt::analysis::SourceKind kind = kt::analysis::SourceKind::kScript,
+              std::span<const kt::analysis::Finding> findings = {});
   void Tell(const std::string& name, const Kt_WString& text, const kt::analysis::Finding& finding);
 
  private:

@@ -48,7 +48,10 @@ int CheckFile(const std::string& file, const CheckOptions& options,
   const int status = read.loader.Load(file);
   // Behind a fault, what is missing may only not have been read.
   if (status == kFine && report.WantsWarnings()) AddFindings(parsed, known, options.strict);
-  for (const Kt_ParsedFile& one : parsed) report.Syntax(one.file, one.name, one.text, one.errors);
+  for (const Kt_ParsedFile& one : parsed) {
+    report.Syntax(one.file, one.name, one.text, one.errors, analysis::SourceKind::kScript,
+                  one.findings);
+  }
   return status;
 }
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <nlohmann/json.hpp>
+
 #include "cli_test_util.h"
 
 namespace {
@@ -95,6 +97,32 @@ TEST(CliDump, ShowsOperationsAndTrees) {
   }
 }
 
+// The functions of kt itself; those of the language have a test of their own.
+TEST(CliFunctions, ExamplesOfKtAreTrue) {
+  int count = 0;
+  for (const char* const name :
+       {"args", "dataset", "loadData", "print", "readText", "saveData", "view", "writeText"}) {
+    const nlohmann::json help = nlohmann::json::parse(Kt({"functions", "--json", name}).out);
+    EXPECT_NE(help["does"], "") << name;
+    for (const nlohmann::json& one : help["examples"]) {
+      const TestFolder folder;
+      const WorkingFolder here(folder.Path(""));
+      const std::string example = one["example"];
+      const std::size_t last = example.rfind('\n') + 1;  // 0 for a single line
+      std::string script = "function main() {\n" + example.substr(0, last);
+      for (std::size_t at = 0; (at = script.find('\n', at + 1)) != std::string::npos;) {
+        if (script[at - 1] != '{') script.insert(at++, ";");
+      }
+      folder.Write("a.kts", script + "print(" + example.substr(last) + ");\n}\n");
+      const Outcome outcome = Kt({"run", "a.kts"});
+      EXPECT_EQ(outcome.out, one["result"].get<std::string>() + "\n") << example << "\n"
+                                                                      << outcome.messages;
+      ++count;
+    }
+  }
+  EXPECT_GE(count, 9);
+}
+
 TEST(CliFunctions, ListsAndExplains) {
   const Outcome all = Kt({"functions"});
   EXPECT_EQ(all.status, 0);
@@ -116,6 +144,9 @@ TEST(CliFunctions, ListsAndExplains) {
   }
   EXPECT_NE(all.out.find("TotalCaseSum"), std::string::npos);
   EXPECT_NE(all.out.find("rangestart"), std::string::npos);
+  const Outcome near = Kt({"functions", "loadDta"});
+  EXPECT_EQ(near.status, 2);
+  EXPECT_NE(near.messages.find("did you mean 'loadData'?"), std::string::npos) << near.messages;
   const Outcome none = Kt({"functions", "nonsense"});
   EXPECT_EQ(none.status, 2);
   EXPECT_NE(none.messages, "");

@@ -491,7 +491,7 @@ TEST(LspServer, CompletesWhatFits) {
                                                       "\"of\":\"order\"}\n")}};
   Editor hosted(options);
   hosted.Open("function f() { rate(1); print(2); return order.@; }");
-  EXPECT_EQ(hosted.Problems(), "0:47-48 -5968");
+  EXPECT_EQ(hosted.Problems(), "0:47-48 no-operand");
   const Json members = hosted.AskAt("completion")["items"];
   EXPECT_EQ(members.size(), 1u) << members;
   editor.Open("function f() { ab@ }");
@@ -662,6 +662,87 @@ TEST(LspServer, FixesUnknownNames) {
   }
 }
 
+// The text after the edits of an action, which do not overlap.
+std::string Edited(const std::string& script, const Json& edits) {
+  SourceText text(Kt_WString::FromUtf8(script));
+  for (std::size_t at = edits.size(); at-- > 0;) {
+    const auto offset = [&](const char* end) {
+      const Json& place = edits[at]["range"][end];
+      return text.OffsetOf({place["line"].get<int>(), place["character"].get<int>()});
+    };
+    text.Replace({offset("start"), offset("end")},
+                 Kt_WString::FromUtf8(edits[at].value("newText", "")));
+  }
+  return text.Text().ToUtf8();
+}
+
+Json Everywhere() {
+  return {{"start", {{"line", 0}, {"character", 0}}}, {"end", {{"line", 99}, {"character", 0}}}};
+}
+
+TEST(LspServer, TellsCausesAndTheirCures) {
+  const struct {
+    const char* script;
+    const char* problems;
+    const char* title;  // of the only action; empty: none
+    const char* fixed;
+  } kRows[] = {
+      {"function main() {\n  print(1)\n  print(2);\n}\n", "1:9-10 missing-semicolon", "Insert ';'",
+       "function main() {\n  print(1);\n  print(2);\n}\n"},
+      {"function main(a) {\n  if (a => 1) print('\xF0\x9F\x98\x80');\n}\n",
+       "1:8-10 foreign-operator", "Replace '=>' by '>='",
+       "function main(a) {\n  if (a >= 1) print('\xF0\x9F\x98\x80');\n}\n"},
+      {"function main() {\n  let a = 1;\n  print(a);\n}\n", "1:2-5 foreign-declaration",
+       "Replace 'let' by 'var'", "function main() {\n  var a = 1;\n  print(a);\n}\n"},
+      {"function main(a) {\n  if a {\n    print(a);\n  }\n}\n", "1:5-6 missing-parentheses",
+       "Insert '(', insert ')'", "function main(a) {\n  if (a) {\n    print(a);\n  }\n}\n"},
+      {"function main() {\n  print((1 + 2);\n}\n", "1:15-16 unclosed-bracket", "", ""},
+      {"function main(a) {\n  return a == None;\n}\n", "1:14-18 unknown-variable",
+       "Replace 'None' by 'null'", "function main(a) {\n  return a == null;\n}\n"},
+      {"function main() {\n  return orders.Sum('price === 2');\n}\n", "1:27-30 row-expression",
+       "Replace '===' by '=='", "function main() {\n  return orders.Sum('price == 2');\n}\n"},
+      {"function main(a) {\n  print(a)\n}\nfunction two() {\n  print(\"abc);\n}\n",
+       "1:9-10 missing-semicolon\n4:8-9 unclosed-string", "Insert ';'",
+       "function main(a) {\n  print(a);\n}\nfunction two() {\n  print(\"abc);\n}\n"},
+  };
+  const Editor maker;
+  Editor editor(WithOrders(maker));
+  for (const auto& row : kRows) {
+    editor.Open(row.script);
+    EXPECT_EQ(editor.Problems(), row.problems) << row.script;
+    const Json found = editor.AskAt(
+        "codeAction", {{"range", Everywhere()}, {"context", {{"diagnostics", Json::array()}}}});
+    ASSERT_EQ(found.size(), *row.title != 0 ? 1u : 0u) << row.script << found;
+    if (found.empty()) continue;
+    EXPECT_EQ(found[0]["title"], row.title);
+    EXPECT_EQ(Edited(row.script, found[0]["edit"]["changes"][editor.Uri("a.kts")]), row.fixed);
+    EXPECT_EQ(found[0]["diagnostics"].size(), 1u);
+  }
+}
+
+TEST(LspServer, MendsAllThatHasOneCure) {
+  const std::string kScript = "function main() {\n  let a = 1\n  if a { print(a); }\n}\n";
+  Editor editor;
+  editor.Open(kScript);
+  const auto actions = [&](const char* only) {
+    const Json context = {{"diagnostics", Json::array()}, {"only", {only}}};
+    return editor.AskAt("codeAction", {{"range", Everywhere()}, {"context", context}});
+  };
+  EXPECT_EQ(actions("refactor").size(), 0u);
+  for (const Json& action : actions("quickfix")) EXPECT_EQ(action["kind"], "quickfix");
+  for (const char* const only : {"source", "source.fixAll"}) {
+    const Json found = actions(only);
+    ASSERT_EQ(found.size(), 1u) << only;
+    const TestFolder folder;
+    const std::string file = folder.Write("a.kts", kScript);
+    EXPECT_EQ(Kt({"check", "--fix", file}).status, 0);
+    EXPECT_EQ(Edited(kScript, found[0]["edit"]["changes"][editor.Uri("a.kts")]),
+              folder.Read("a.kts"));
+  }
+  editor.ChangeAll("function main() { }\n");
+  EXPECT_EQ(actions("source.fixAll").size(), 0u);
+}
+
 // Whatever comes in -------------------------------------------------------------------------------
 
 TEST(LspServer, SurvivesRandomMessages) {
@@ -761,7 +842,7 @@ TEST(LspProgram, ServesAnEditor) {
   std::ifstream file(KT_PROJECT_DIR "/tests/data/lsp/vscode_initialize.json");
   const std::string initialize{std::istreambuf_iterator<char>(file), {}};
   const std::string kOpen =
-      R"({"jsonrpc":"2.0","method":"textDocument/didOpen","params":{"textDocument":{"uri":"untitled:Untitled-1","languageId":"ktscript","version":1,"text":"function main() { x = (; }\n"}}})";
+      R"({"jsonrpc":"2.0","method":"textDocument/didOpen","params":{"textDocument":{"uri":"untitled:Untitled-1","languageId":"ktscript","version":1,"text":"function main() { x = (1; }\n"}}})";
   const std::string start =
       Framed(initialize) + Framed(R"({"jsonrpc":"2.0","method":"initialized","params":{}})");
   const std::string kEnd = Framed(R"({"jsonrpc":"2.0","id":9,"method":"shutdown"})") +
@@ -790,6 +871,14 @@ TEST(LspProgram, ServesAnEditor) {
     EXPECT_EQ(status, row.status) << row.input.substr(row.input.size() -
                                                       std::min<std::size_t>(row.input.size(), 40));
   }
+  const std::string told = RunProgram(start + Framed(kOpen), status);
+  // What is wrong, what to write, and where the bracket is that the hint is about.
+  EXPECT_NE(told.find("\"code\":\"unclosed-bracket\""), std::string::npos) << told;
+  EXPECT_NE(told.find("')' is missing here, for the '('"), std::string::npos) << told;
+  EXPECT_NE(told.find(R"("relatedInformation":[{"location":{"range":{"end":{"character":23)"),
+            std::string::npos)
+      << told;
+  EXPECT_NE(told.find("\"message\":\"the '(' is here\""), std::string::npos) << told;
   // Nobody reads what it writes.
   std::string many = start;
   for (int id = 100; id < 3000; ++id) {

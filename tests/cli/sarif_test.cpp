@@ -53,6 +53,9 @@ TEST(CliSarif, HasWhatIsFound) {
   const WorkingFolder here(folder.Path(""));
   folder.Write("fine.kts", "function main() { }\n");
   folder.Write("a b.kts", "function main() {\n  prnt('\xF0\x9F\x98\x80', lim);\n}\n");
+  folder.Write(
+      "wide.kts",
+      "function main() {\n  print('\xF0\x9F\x98\x80', \xF0\x9F\x98\x80\xF0\x9F\x98\x80);\n}\n");
   folder.Write("bad.kts", "function main() {\n  x = (1 +;\n}\n");
   EXPECT_EQ(Results(RunOf(Kt({"check", "--sarif", "fine.kts"}))), "");
   const Json run = RunOf(Kt({"check", "--sarif", "a b.kts", "bad.kts", "none.kts"}));
@@ -67,6 +70,10 @@ TEST(CliSarif, HasWhatIsFound) {
   EXPECT_NE(run["tool"]["driver"]["rules"][0]["fullDescription"]["text"].get<std::string>().find(
                 "A call of a function"),
             std::string::npos);
+  EXPECT_EQ(Results(RunOf(Kt({"check", "--sarif", "wide.kts"}))),
+            "warning unknown-variable wide.kts:2:14-16 unknown variable "
+            "'\xF0\x9F\x98\x80\xF0\x9F\x98\x80'\n")
+      << "columns count characters";
   // Not about a file.
   const Json fault = RunOf(Kt({"check", "--sarif", "--include-dir", "none", "fine.kts"}));
   EXPECT_EQ(Results(fault), "");

@@ -40,8 +40,11 @@ async function start(): Promise<void> {
 async function stop(): Promise<void> {
   const stopped = client;
   client = undefined;
-  if (stopped?.isRunning()) await stopped.stop();
-  await stopped?.dispose();
+  try {
+    await stopped?.dispose();
+  } catch {
+    // One that did not start cannot be stopped, and the next one is to start all the same.
+  }
 }
 
 async function restart(): Promise<void> {
