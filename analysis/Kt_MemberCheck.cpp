@@ -47,7 +47,7 @@ void MemberCheck::Check(const Dataset& dataset, const Kt_ExprName& member) {
   const std::u16string_view text = TextOf(member);
   const std::u16string folded = Folded(text);
   const DatasetNames& names = DatasetNames::Get();
-  if (dataset.HasColumn(folded) || names.HasProperty(folded)) return;
+  if (HasColumn(dataset, folded) || names.HasProperty(folded)) return;
   if (names.FindMethod(folded) != nullptr) return;
   std::vector<Kt_WString> known = dataset.columns;
   names.ListProperties(known);
@@ -86,7 +86,7 @@ void MemberCheck::CheckOfElement(const Dataset& dataset, const Kt_ExprName& memb
     return Report(FindingCode::kUnknownMember, member.offset, member.length,
                   Kt_WString(u"no method ") + Quoted(text) + u" in a row of " + dataset.name);
   }
-  const bool is_known = dataset.HasColumn(folded) ||
+  const bool is_known = HasColumn(dataset, folded) ||
                         std::ranges::find(kMembers, folded) != std::end(kMembers) ||
                         kt_findaggregateW(Kt_WString(text)) != Kt_Aggregate::kNone;
   if (is_known) return;
@@ -127,7 +127,7 @@ void MemberCheck::CheckMethod(const Dataset& dataset, const Kt_ExprName& call) {
 
 // The offsets of these are in the expression, behind the quote.
 void MemberCheck::CheckColumn(const Dataset& dataset, std::u16string_view name, kt_long offset) {
-  if (dataset.HasColumn(Folded(name))) return;
+  if (HasColumn(dataset, Folded(name))) return;
   ReportUnknown(FindingCode::kUnknownColumn, offset, name,
                 Kt_WString(u"no column ") + Quoted(name) + u" in " + dataset.name, dataset.columns);
 }
@@ -199,7 +199,7 @@ void MemberCheck::CheckRowName(const Dataset& dataset, const Kt_ExprName& name,
   const Foreign* foreign = FindValueName(text);
   std::vector<Kt_WString> known;
   if (name.kind == NameKind::kVariable) {
-    if (dataset.HasColumn(folded) || names.HasRowKeyword(folded) || name.is_path_root ||
+    if (HasColumn(dataset, folded) || names.HasRowKeyword(folded) || name.is_path_root ||
         known_.HasVariable(folded)) {
       return;
     }

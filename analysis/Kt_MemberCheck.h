@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <string>
+#include <unordered_set>
 #include <vector>
 
 #include "analysis/Kt_Finding.h"
@@ -16,9 +18,16 @@ namespace kt::analysis {
 // the host has, but nothing of the script. Borrows everything.
 class MemberCheck {
  public:
-  MemberCheck(const KnownNames& known, std::size_t file, const Kt_OutlineNode& node,
-              const std::vector<Kt_ExprName>& names, std::vector<Finding>& findings)
-      : known_(known), file_(file), node_(node), names_(names), findings_(findings) {}
+  // `added_columns`: of all datasets, besides their own.
+  MemberCheck(const KnownNames& known, const std::unordered_set<std::u16string>& added_columns,
+              std::size_t file, const Kt_OutlineNode& node, const std::vector<Kt_ExprName>& names,
+              std::vector<Finding>& findings)
+      : known_(known),
+        added_columns_(added_columns),
+        file_(file),
+        node_(node),
+        names_(names),
+        findings_(findings) {}
 
   // `member` follows `dataset`, or an element of it, and a point.
   void Check(const KnownNames::Dataset& dataset, const Kt_ExprName& member);
@@ -28,6 +37,9 @@ class MemberCheck {
  private:
   using Dataset = KnownNames::Dataset;
 
+  bool HasColumn(const Dataset& dataset, const std::u16string& folded) const {
+    return dataset.HasColumn(folded) || added_columns_.contains(folded);
+  }
   void CheckOfElement(const Dataset& dataset, const Kt_ExprName& member);
   void CheckMethod(const Dataset& dataset, const Kt_ExprName& call);
   void CheckColumn(const Dataset& dataset, std::u16string_view name, kt_long offset);
@@ -44,6 +56,7 @@ class MemberCheck {
                      const Kt_WString& text, std::vector<Kt_WString> known);
 
   const KnownNames& known_;
+  const std::unordered_set<std::u16string>& added_columns_;
   std::size_t file_;
   const Kt_OutlineNode& node_;
   const std::vector<Kt_ExprName>& names_;

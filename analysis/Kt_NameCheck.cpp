@@ -99,7 +99,7 @@ class NameCheck {
   void CollectMentions(const Kt_OutlineNode& node) {
     const std::vector<Kt_ExprName> names = FindExprNames(node.text);
     for (const Kt_ExprName& literal : names) {
-      if (literal.kind == NameKind::kMethod) NoteChange(Folded(TextOf(node, literal)));
+      if (literal.kind == NameKind::kMethod) NoteChange(node, names, literal);
       if (literal.kind != NameKind::kLiteral) continue;
       const bool is_made = literal.argument == 0 && literal.call != Kt_ExprName::kNone &&
                            MakesNames(node, names[Index(literal.call)]);
@@ -107,13 +107,26 @@ class NameCheck {
     }
   }
 
-  void NoteChange(std::u16string_view method) {
-    static constexpr std::u16string_view kChanging[] = {
-        u"addcolumn",     u"addconstcolumn", u"addlogicalcolumn",
-        u"appenddataset", u"assign",         u"clear",
-        u"copy",          u"copyf",          u"loadcsv",
-        u"loadxml",       u"merge",          u"reset"};
+  void NoteChange(const Kt_OutlineNode& node, const std::vector<Kt_ExprName>& names,
+                  const Kt_ExprName& call) {
+    static constexpr std::u16string_view kAdding[] = {u"addcolumn", u"addconstcolumn",
+                                                      u"addlogicalcolumn"};
+    static constexpr std::u16string_view kChanging[] = {u"appenddataset", u"assign", u"clear",
+                                                        u"copy",          u"copyf",  u"loadcsv",
+                                                        u"loadxml",       u"merge",  u"reset"};
+    const std::u16string method = Folded(TextOf(node, call));
     if (std::ranges::find(kChanging, method) != std::end(kChanging)) changes_columns_ = true;
+    if (std::ranges::find(kAdding, method) == std::end(kAdding)) return;
+    const auto name = std::ranges::find_if(names, [&](const Kt_ExprName& literal) {
+      return literal.kind == NameKind::kLiteral && literal.is_whole && literal.argument == 0 &&
+             literal.call == &call - names.data();
+    });
+    if (name == names.end()) {
+      changes_columns_ = true;
+    } else {
+      const std::u16string_view quoted = TextOf(node, *name);
+      added_columns_.insert(Folded(quoted.substr(1, quoted.size() - 2)));
+    }
   }
 
   bool MakesNames(const Kt_OutlineNode& node, const Kt_ExprName& call) const {
@@ -339,14 +352,14 @@ class NameCheck {
   }
 
   // Of an object or a dataset that no variable of the script hides; of a dataset when its columns
-  // stay as they are.
+  // stay as they are, but for some that are added.
   void CheckMember(const Kt_OutlineNode& node, const std::vector<Kt_ExprName>& names,
                    const Kt_ExprName& member) {
     const Kt_ExprName& owner = names[Index(member.owner)];
     const std::u16string folded = Folded(TextOf(node, owner));
     if (owner.kind != NameKind::kVariable || Visible(folded) != nullptr) return;
     if (made_.contains(folded)) return;
-    MemberCheck check(known_, file_, node, names, findings_);
+    MemberCheck check(known_, added_columns_, file_, node, names, findings_);
     if (const KnownNames::Object* const object = known_.FindObject(folded)) {
       check.Check(*object, member);
     }
@@ -550,6 +563,7 @@ class NameCheck {
   // The words of text literals: the texts may be evaluated, or be expressions over rows.
   std::unordered_set<std::u16string> mentions_;
   bool changes_columns_ = false;  // a method may change the columns of some dataset
+  std::unordered_set<std::u16string> added_columns_;     // to some dataset
   std::unordered_map<std::u16string, Kt_WString> made_;  // calls make something of that name
   // By name: the variables that can be seen, the innermost last.
   std::unordered_map<std::u16string, std::vector<Variable>> visible_;
