@@ -61,20 +61,23 @@ class Cutter {
     const std::u16string_view mark = source_.substr(at_, 2);
     std::size_t end = source_.npos;
     if (mark == u"//") end = std::min(source_.find_first_of(u"\r\n", at_), source_.size());
-    if (mark == u"/*") end = source_.find(u"*/", at_ + 2);
-    if (mark == u"/*" && end != source_.npos) end += 2;
+    if (mark == u"/*" && !is_open_) {
+      end = source_.find(u"*/", at_ + 2);
+      is_open_ = end == source_.npos;
+      if (!is_open_) end += 2;
+    }
     at_ = end == source_.npos ? at_ + 1 : end;
   }
 
   // To its end; where quotes may be missing not over the end of the line, which few strings go
   // over.
   void SkipString() {
-    const std::u16string_view rest = source_.substr(at_);
+    std::size_t most = source_.size();
+    if (at_ > unsure_from_) most = std::min(source_.find_first_of(u"\r\n", at_), most);
+    const std::u16string_view rest = source_.substr(at_, most - at_);
     const int length =
         Kt_ExprUtil::FindQuotEnd(rest.data(), static_cast<kt_long>(rest.size()), rest[0]);
-    const std::size_t end = length < 0 ? source_.size() : at_ + static_cast<std::size_t>(length);
-    const std::size_t line_end = std::min(source_.find_first_of(u"\r\n", at_), source_.size());
-    at_ = at_ > unsure_from_ ? std::min(end, line_end) : end;
+    at_ = length < 0 ? most : at_ + static_cast<std::size_t>(length);
   }
 
   const std::u16string_view source_;
@@ -82,6 +85,7 @@ class Cutter {
   std::size_t at_ = 0;
   int depth_ = 0;         // of braces
   char16_t last_ = u';';  // before it that is neither blank nor comment
+  bool is_open_ = false;  // a comment begins that does not end
   std::vector<kt_long> cuts_;
 };
 

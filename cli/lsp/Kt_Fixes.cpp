@@ -30,7 +30,7 @@ void AddNearestName(Program& program, std::size_t file, const Problem& problem,
                    {{{range.start, range.end - range.start}, *nearest}}});
 }
 
-std::string Quoted(std::u16string_view text) {
+std::string InQuotes(std::u16string_view text) {
   Kt_WString shown(text);
   shown.Trim();
   return "'" + Shown(shown) + "'";
@@ -41,8 +41,8 @@ std::string TitleOf(const std::vector<analysis::Edit>& edits, const SourceText& 
   std::string title;
   for (const analysis::Edit& edit : edits) {
     const auto& [offset, length] = edit.part;
-    const std::string before = Quoted(text.View({offset, offset + length}));
-    const std::string after = Quoted(edit.text);
+    const std::string before = InQuotes(text.View({offset, offset + length}));
+    const std::string after = InQuotes(edit.text);
     if (!title.empty()) title += ", ";
     const bool begins = title.empty();
     if (before == "''") {
