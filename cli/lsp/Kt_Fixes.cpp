@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include <fmt/format.h>
+
 #include <algorithm>
 
 #include "classlib/text/Kt_NearestName.h"
@@ -36,23 +38,21 @@ std::string InQuotes(std::u16string_view text) {
   return "'" + Shown(shown) + "'";
 }
 
+std::string Doing(const std::string& before, const std::string& after) {
+  if (before == "''") return "insert " + after;
+  if (after == "''") return "remove " + before;
+  return fmt::format("replace {} by {}", before, after);
+}
+
 // "Insert ';'", "Replace 'let' by 'var'", "Insert '(', insert ')'".
 std::string TitleOf(const std::vector<analysis::Edit>& edits, const SourceText& text) {
   std::string title;
   for (const analysis::Edit& edit : edits) {
     const auto& [offset, length] = edit.part;
-    const std::string before = InQuotes(text.View({offset, offset + length}));
-    const std::string after = InQuotes(edit.text);
     if (!title.empty()) title += ", ";
-    const bool begins = title.empty();
-    if (before == "''") {
-      title += (begins ? "Insert " : "insert ") + after;
-    } else if (after == "''") {
-      title += (begins ? "Remove " : "remove ") + before;
-    } else {
-      title += (begins ? "Replace " : "replace ") + before + " by " + after;
-    }
+    title += Doing(InQuotes(text.View({offset, offset + length})), InQuotes(edit.text));
   }
+  title[0] = static_cast<char>(title[0] - 'a' + 'A');
   return title;
 }
 
