@@ -46,6 +46,7 @@ void AddDatasetNames(const Kt_CliDatasets& datasets, analysis::KnownNames& known
 void AddFindings(std::vector<Kt_ParsedFile>& files, const analysis::KnownNames& known,
                  bool strict) {
   std::vector<const Kt_ScriptOutline*> outlines;
+  outlines.reserve(files.size());
   for (const Kt_ParsedFile& file : files) outlines.push_back(file.outline.get());
   for (analysis::Finding& finding : analysis::Analyse(outlines, known, strict)) {
     files[finding.file].findings.push_back(std::move(finding));
