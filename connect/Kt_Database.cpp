@@ -12,13 +12,24 @@ using kt::detail::Answer;
 
 namespace {
 
+// The cells in a column of a type that holds them as well.
+std::shared_ptr<Kt_Column> Converted(const Kt_Column& cells, Kt_ColumnType type) {
+  auto made = std::make_shared<Kt_Column>(type);
+  made->Reserve(cells.RowCount());
+  for (std::size_t row = 0; row < cells.RowCount(); ++row) made->Append(cells.Read(row));
+  return made;
+}
+
 // The answer in place of what the dataset held.
-kt_long Take(Answer& answer, Kt_Dataset& dataset, std::string& error) {
+kt_long Take(Answer& answer, std::span<const Kt_ColumnType> types, Kt_Dataset& dataset,
+             std::string& error) {
   std::vector<kt::ColumnData> columns;
   Kt_UniqueIds ids;
   for (std::size_t col = 0; col < answer.Columns().size(); ++col) {
+    std::shared_ptr<Kt_Column> cells = answer[col].Take();
+    if (col < types.size() && cells->Type() != types[col]) cells = Converted(*cells, types[col]);
     columns.push_back(
-        {ids.MakeHeading(Kt_WString::FromUtf8(answer.Columns()[col].name)), answer[col].Take()});
+        {ids.MakeHeading(Kt_WString::FromUtf8(answer.Columns()[col].name)), std::move(cells)});
   }
   const kt_long taken = kt::LoadColumns(dataset, columns, true);
   if (taken == -1) error = "the dataset takes no rows";
@@ -76,11 +87,12 @@ std::unique_ptr<Kt_Database> Kt_Database::Open(const Kt_DatabaseUrl& url, const 
 }
 
 kt_long Kt_Database::Query(std::string_view statement, std::span<const Kt_Variant> parameters,
-                           Kt_Dataset& dataset, std::string& error) {
+                           Kt_Dataset& dataset, std::string& error,
+                           std::span<const Kt_ColumnType> types) {
   return kt::detail::Guarded(error, [&]() -> kt_long {
     Answer answer(options_.progress);
     if (!Run(statement, parameters, answer, error)) return kFailed;
-    if (!answer.Columns().empty()) return Take(answer, dataset, error);
+    if (!answer.Columns().empty()) return Take(answer, types, dataset, error);
     error = "the statement has no rows as its answer";
     return kFailed;
   });

@@ -11,8 +11,8 @@ set(outside_folders capi cli bench fuzz examples python)
 set(rooms
   classlib/base classlib/text classlib/value classlib/xml classlib/store classlib/formats
   classlib/domain
-  expr object script script/code dataset dataset/methods dataset/rows reference connect host
-  analysis capi cli cli/data cli/fmt cli/lsp cli/show cli/repl cli/test cli/usage
+  expr object script script/code dataset dataset/methods dataset/rows reference connect
+  connect/sql host analysis capi cli cli/data cli/fmt cli/lsp cli/show cli/repl cli/test cli/usage
   bench fuzz examples python)
 
 # Which rooms the headers and sources of a room may name, by include or by declaration, beside
@@ -37,19 +37,20 @@ set(allowed_dataset/methods ${all_classlib} expr object script dataset dataset/r
 set(allowed_dataset/rows ${values} classlib/store expr object script dataset dataset/methods)
 set(allowed_reference ${values} object dataset dataset/methods)
 set(allowed_connect ${values} classlib/store classlib/formats)
+set(allowed_connect/sql ${values} classlib/store ${engine} connect)
 set(allowed_host ${all_classlib} ${engine} connect)
 set(allowed_analysis ${values} ${engine})
-set(allowed_cli ${all_classlib} ${engine} analysis connect cli/data cli/fmt cli/lsp cli/show
+set(allowed_cli ${all_classlib} ${engine} analysis connect connect/sql cli/data cli/fmt cli/lsp cli/show
   cli/repl cli/test cli/usage)
 set(allowed_cli/data ${all_classlib} ${engine} connect cli cli/show)
 set(allowed_cli/fmt ${all_classlib} ${engine} cli)
 set(allowed_cli/lsp ${all_classlib} ${engine} analysis cli cli/data cli/fmt)
-set(allowed_cli/show ${all_classlib} ${engine} cli cli/data connect)
+set(allowed_cli/show ${all_classlib} ${engine} cli cli/data connect connect/sql)
 set(allowed_cli/test ${all_classlib} ${engine} cli cli/data cli/show)
 set(allowed_cli/usage)
 set(allowed_cli/repl ${all_classlib} ${engine} cli cli/data cli/show)
 foreach(folder bench capi fuzz examples python)
-  set(allowed_${folder} ${all_classlib} ${engine} connect capi host)
+  set(allowed_${folder} ${all_classlib} ${engine} connect connect/sql capi host)
 endforeach()
 # Scripts made at random, and the host that they run in, serve a test and a fuzz target.
 list(APPEND allowed_fuzz tests tests/common tests/classlib)

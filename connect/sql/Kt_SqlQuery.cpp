@@ -1,0 +1,296 @@
+// SPDX-License-Identifier: MIT
+//
+// One statement for a request. It is made twice: first from what the declarations tell; when that
+// leaves something out, the table is asked for the kinds and ranges of the columns at hand, and the
+// statement is made again.
+#include "connect/sql/Kt_SqlQuery.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "classlib/store/Kt_UniqueIds.h"
+#include "connect/sql/Kt_SqlTranslate.h"
+
+namespace {
+
+using Kind = Kt_SqlKind;
+
+constexpr double kMaxLong = 2147483647.0;
+constexpr double kMaxExact = 9007199254740992.0;  // 2^53
+constexpr double kMaxAmount = 900e12;             // of currency
+constexpr double kGreatest = 1e300;
+
+class Query {
+ public:
+  Query(const Kt_SqlTable& table, const Kt_SqlRequest& request, const Kt_SqlExpr* filter)
+      : table_(table), request_(request), filter_(filter) {}
+
+  void Make() {
+    if (filter_ != nullptr) MakeFilter();
+    const bool is_filtered = request_.filter.IsEmpty() || answer.is_filtered;
+    if (!request_.keys.empty() && is_filtered) answer.is_grouped = MakeGroups();
+    if (!request_.keys.empty() && !is_filtered) Leave("the groups: the filter comes first");
+    if (!answer.is_grouped) MakeRows();
+    Finish();
+  }
+
+  Kt_SqlAnswer answer;
+  std::vector<Kt_Variant> parameters;
+  std::vector<Kt_ColumnType> types;
+  // Whether asking the table might make more of it.
+  bool is_complete = true;
+
+ private:
+  void Leave(std::string reason) {
+    is_complete = false;
+    answer.reasons.push_back(std::move(reason));
+  }
+
+  void MakeFilter() {
+    Kt_SqlExpr::Filter made = filter_->ToFilter(table_, parameters);
+    where_ = std::move(made.where);
+    answer.is_filtered = made.is_whole;
+    for (std::string& reason : made.reasons) Leave("the filter: " + reason);
+  }
+
+  const Kt_SqlColumn& Column(const Kt_WString& id) const { return *table_.Find(id); }
+
+  void Select(const std::string& sql, const Kt_WString& id, Kt_ColumnType type) {
+    list_ += (list_.empty() ? "" : ", ") + sql + " AS " + Kt_Database::Quoted(id.ToUtf8());
+    types.push_back(type);
+  }
+
+  // ---- Rows -----------------------------------------------------------------------------------
+
+  void MakeRows() {
+    list_.clear();
+    types.clear();
+    std::vector<const Kt_SqlColumn*> columns;
+    for (const Kt_SqlColumn& column : table_.Columns()) {
+      const auto is_it = [&](const Kt_WString& id) { return id.EqualsNoCase(column.id); };
+      const bool is_wanted =
+          request_.columns.empty() || std::ranges::any_of(request_.columns, is_it);
+      if (is_wanted) columns.push_back(&column);
+    }
+    for (const Kt_SqlColumn* const column : columns) {
+      Select(Kt_Database::Quoted(column->name), column->id, column->type);
+      if (column->has_type || where_.empty()) continue;
+      // Its type in the dataset depends on the rows that the filter would leave out.
+      Leave("the filter: column '" + column->name + "' " + column->why_other);
+      where_.clear();
+      parameters.clear();
+      answer.is_filtered = false;
+    }
+    if (where_.empty()) types.clear();
+    answer.has_filter = !where_.empty();
+    order_ = where_.empty() ? "" : table_.RowOrder();
+  }
+
+  // ---- Groups ---------------------------------------------------------------------------------
+
+  bool MakeGroups() {
+    std::string keys;
+    for (const Kt_WString& id : request_.keys) {
+      const Kt_SqlColumn& column = Column(id);
+      if (!column.has_type || column.kind == Kind::kOther || column.kind == Kind::kReal) {
+        const char* const why = column.kind == Kind::kReal
+                                    ? "holds doubles, whose zeros and NaN make groups of their own"
+                                    : column.why_other.c_str();
+        Leave("the groups: column '" + column.name + "' " + why);
+        return false;
+      }
+      const std::string key = Kt_Database::Quoted(column.name) + Collation(column);
+      Select(key, column.id, column.type);
+      keys += (keys.empty() ? "" : ", ") + key;
+    }
+    Kt_UniqueIds ids;
+    for (const Kt_SqlColumn& column : table_.Columns()) (void)ids.Make(column.id);
+    for (const auto& [what, id] : request_.totals) {
+      answer.value_count_ids.emplace_back();
+      const Kt_SqlColumn& column = Column(id);
+      if (!MakeTotal(what, column)) return false;
+      if (what != Kt_Aggregate::kAvg) continue;
+      answer.value_count_ids.back() = ids.Make(column.id);
+      Select("count(" + Kt_Database::Quoted(column.name) + ")", answer.value_count_ids.back(),
+             Kt_ColumnType::kLong);
+    }
+    answer.row_count_id = ids.Make(u"rows");
+    Select("count(*)", answer.row_count_id, Kt_ColumnType::kLong);
+    group_by_ = keys;
+    answer.has_filter = !where_.empty();
+    return true;
+  }
+
+  std::string Collation(const Kt_SqlColumn& column) const {
+    if (column.kind != Kind::kText) return {};
+    if (table_.IsSqlite()) return " COLLATE BINARY";
+    return column.is_bytewise ? "" : " COLLATE \"C\"";
+  }
+
+  bool Refuse(const Kt_SqlColumn& column, const std::string& why) {
+    Leave("the groups: column '" + column.name + "' " + why);
+    return false;
+  }
+
+  bool MakeTotal(Kt_Aggregate what, const Kt_SqlColumn& column) {
+    const std::string name = Kt_Database::Quoted(column.name);
+    if (what == Kt_Aggregate::kCount) {
+      Select("count(" + name + ")", column.id, Kt_ColumnType::kLong);
+      return true;
+    }
+    if (!column.has_type || column.kind == Kind::kOther) return Refuse(column, column.why_other);
+    if (what == Kt_Aggregate::kMax || what == Kt_Aggregate::kMin) return MakeExtreme(what, column);
+    return MakeSum(column);
+  }
+
+  bool MakeExtreme(Kt_Aggregate what, const Kt_SqlColumn& column) {
+    const bool is_text = column.kind == Kind::kText;
+    if (column.kind == Kind::kReal && column.may_be_nan) return Refuse(column, "may have NaN");
+    if (is_text && !(table_.IsUtf8() && column.is_plain)) {
+      return Refuse(column, "may have texts with characters beyond U+FFFF");
+    }
+    std::string value = Kt_Database::Quoted(column.name);
+    if (is_text) value += table_.IsSqlite() ? " COLLATE BINARY" : " COLLATE \"C\"";
+    if (!table_.IsSqlite() && column.type == Kt_ColumnType::kLong) value = "(" + value + ")::int4";
+    Select((what == Kt_Aggregate::kMax ? "max(" : "min(") + value + ")", column.id, column.type);
+    return true;
+  }
+
+  // A sum of sums is the sum: of whole numbers and amounts as long as none of them overflows.
+  bool MakeSum(const Kt_SqlColumn& column) {
+    const std::string name = Kt_Database::Quoted(column.name);
+    const double most =
+        std::max(std::fabs(column.low), std::fabs(column.high)) * table_.RowCount();
+    const auto sum = [&](const std::string& value, double bound) {
+      if (!(most <= bound)) return Refuse(column, "may have sums that are too great");
+      Select(value, column.id, column.type);
+      return true;
+    };
+    const bool is_sqlite = table_.IsSqlite();
+    switch (column.kind) {
+      case Kind::kWhole:
+        return sum(is_sqlite ? "sum(" + name + ")" : "sum((" + name + ")::int8)::int8",
+                   column.is_long ? kMaxLong : kMaxExact);
+      case Kind::kReal:
+        if (column.may_be_nan) return Refuse(column, "may have NaN");
+        return sum("sum(" + name + ")", kGreatest);
+      case Kind::kCurrency:
+        return is_sqlite
+                   ? sum("sum(CAST(round(" + name + " * 10000.0) AS INTEGER)) / 10000.0",
+                         kMaxExact / Kt_Currency::kScale)
+                   : sum("sum(" + name + ")", kMaxAmount);
+      case Kind::kNothing:
+        if (column.type != Kt_ColumnType::kString) return sum("NULL", kGreatest);
+        return Refuse(column, "holds nothing");
+      default: return Refuse(column, "holds no numbers");
+    }
+  }
+
+  // ---- The statement --------------------------------------------------------------------------
+
+  void Finish() {
+    answer.statement = "SELECT " + list_ + " FROM " + table_.QuotedName();
+    if (!where_.empty()) answer.statement += " WHERE " + where_;
+    if (answer.is_grouped) answer.statement += " GROUP BY " + group_by_;
+    if (!answer.is_grouped && !order_.empty()) answer.statement += " ORDER BY " + order_;
+    if (where_.empty()) parameters.clear();
+    DropUnused();
+  }
+
+  // A value that no part of the statement has come to need cannot be bound.
+  void DropUnused() {
+    while (!parameters.empty()) {
+      const std::string last = "?" + std::to_string(parameters.size());
+      if (answer.statement.find(last) != std::string::npos) return;
+      parameters.pop_back();
+    }
+  }
+
+  const Kt_SqlTable& table_;
+  const Kt_SqlRequest& request_;
+  const Kt_SqlExpr* filter_;
+  std::string where_;
+  std::string list_;
+  std::string order_;
+  std::string group_by_;
+};
+
+// Both statements see the same rows in here.
+class Reading {
+ public:
+  explicit Reading(Kt_Database& database, bool is_sqlite) : database_(database) {
+    is_begun_ = Do(is_sqlite ? "BEGIN" : "BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY");
+  }
+  Reading(const Reading&) = delete;
+  Reading& operator=(const Reading&) = delete;
+  ~Reading() {
+    if (is_begun_) Do("ROLLBACK");
+  }
+
+ private:
+  bool Do(std::string_view statement) {
+    std::int64_t ignored = 0;
+    std::string error;
+    return database_.Execute(statement, {}, ignored, error);
+  }
+
+  Kt_Database& database_;
+  bool is_begun_ = false;
+};
+
+// What the statement may need to know: the types of what is fetched, the ranges of what is computed.
+std::vector<Kt_SqlTable::Wanted> Questions(const Kt_SqlTable& table, const Kt_SqlRequest& request,
+                                           const Kt_SqlExpr* filter, bool is_filtered) {
+  std::vector<Kt_SqlTable::Wanted> wanted;
+  const auto add = [&](std::size_t column, Kt_SqlQuestion question) {
+    const auto known = std::ranges::find(wanted, column, &Kt_SqlTable::Wanted::column);
+    if (known == wanted.end()) {
+      wanted.push_back({column, question});
+    } else if (question == Kt_SqlQuestion::kRange) {
+      known->question = question;
+    }
+  };
+  if (filter != nullptr && !is_filtered) {
+    for (const std::size_t column : filter->Columns()) add(column, Kt_SqlQuestion::kRange);
+  }
+  for (const auto& [what, id] : request.totals) {
+    const bool needs_range = what != Kt_Aggregate::kCount;
+    if (needs_range) add(table.IndexOf(*table.Find(id)), Kt_SqlQuestion::kRange);
+  }
+  if (filter == nullptr && request.keys.empty()) return wanted;
+  const std::vector<Kt_WString>& fetched = request.keys.empty() ? request.columns : request.keys;
+  for (std::size_t column = 0; column < table.Columns().size(); ++column) {
+    const auto is_it = [&](const Kt_WString& id) {
+      return id.EqualsNoCase(table.Columns()[column].id);
+    };
+    const bool is_fetched = fetched.empty() || std::ranges::any_of(fetched, is_it);
+    if (is_fetched) add(column, Kt_SqlQuestion::kType);
+  }
+  return wanted;
+}
+
+}  // namespace
+
+kt_long Kt_SqlLoad(Kt_Database& database, Kt_SqlTable& table, const Kt_SqlRequest& request,
+                   Kt_Dataset& dataset, Kt_SqlAnswer& answer, std::string& error) {
+  Kt_SqlExpr expr(request.filter);
+  std::string reason;
+  const bool has_filter = !request.filter.IsEmpty() && expr.Bind(table, reason);
+  const Kt_SqlExpr* const filter = has_filter ? &expr : nullptr;
+  const Reading reading(database, table.IsSqlite());
+
+  auto query = std::make_unique<Query>(table, request, filter);
+  query->Make();
+  std::string question;
+  if (!query->is_complete && (has_filter || request.filter.IsEmpty())) {
+    const bool is_filtered = query->answer.is_filtered;
+    if (!table.Ask(database, Questions(table, request, filter, is_filtered), error)) return kFailed;
+    question = table.LastQuestion();
+    query = std::make_unique<Query>(table, request, filter);
+    query->Make();
+  }
+  answer = std::move(query->answer);
+  answer.question = std::move(question);
+  if (!reason.empty()) answer.reasons.insert(answer.reasons.begin(), "the filter: " + reason);
+  return database.Query(answer.statement, query->parameters, dataset, error, query->types);
+}

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "classlib/value/Kt_Aggregate.h"
+#include "connect/sql/Kt_SqlTable.h"
+
+// What is wanted of a table. Columns are named by their ids.
+struct Kt_SqlRequest {
+  Kt_WString filter;
+  // Of the rows that the filter keeps; none: all columns.
+  std::vector<Kt_WString> columns;
+  // In place of the rows: a row for every set of equal values in these, with the aggregates. As
+  // they are merged further, an average comes as a sum and a count.
+  std::vector<Kt_WString> keys;
+  std::vector<std::pair<Kt_Aggregate, Kt_WString>> totals;
+};
+
+// What the statement does of it, and what is left.
+struct Kt_SqlAnswer {
+  std::string statement;
+  std::string question;      // the statement that asked for kinds and ranges, if there was one
+  bool has_filter = false;   // the filter, or a part of it, was in the statement
+  bool is_filtered = false;  // all of it: nothing is left to do
+  bool is_grouped = false;
+  // Ids of the added columns of groups: how many rows they stand for; for every average of
+  // `totals`, how many values its sum has, otherwise empty.
+  Kt_WString row_count_id;
+  std::vector<Kt_WString> value_count_ids;
+  // Why something is left, each in a line of its own.
+  std::vector<std::string> reasons;
+};
+
+// Loads what is wanted of a table, by one statement that leaves as much as possible to the
+// database, after one that asks for what has to be known of the values; both see the same rows. The
+// dataset is what it would be if all rows were loaded and then filtered: the same rows in the same
+// order, in columns of the same types; groups come in any order.
+// The number of rows, or a negative code with the error.
+kt_long Kt_SqlLoad(Kt_Database& database, Kt_SqlTable& table, const Kt_SqlRequest& request,
+                   Kt_Dataset& dataset, Kt_SqlAnswer& answer, std::string& error);

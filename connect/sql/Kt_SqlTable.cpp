@@ -1,0 +1,384 @@
+// SPDX-License-Identifier: MIT
+//
+// What is known of a table before a statement is made of an expression.
+//
+// A column of a dataset takes its type from all of its values, and operators ask for kinds. So the
+// translation has to know what loading the whole table would give. PostgreSQL's declarations tell
+// that for most types. In SQLite every value has a kind of its own, and in both, whole numbers
+// beyond 32 bits, exact numbers and dates may end in one of several types: these are asked for, in
+// one pass over the table, by aggregates that say "all", "any", "least" and "greatest".
+#include "connect/sql/Kt_SqlTable.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "classlib/store/Kt_UniqueIds.h"
+#include "connect/sql/detail/Kt_SqlWords.h"
+
+namespace {
+
+constexpr double kMaxWhole = 9007199254740992.0;  // 2^53
+constexpr double kInfinity = std::numeric_limits<double>::infinity();
+
+bool IsLongRange(double low, double high) { return low >= -2147483648.0 && high <= 2147483647.0; }
+
+void SetKind(Kt_SqlColumn& column, Kt_SqlKind kind, Kt_ColumnType type) {
+  column.kind = kind;
+  column.type = type;
+  column.has_type = true;
+}
+
+void SetOther(Kt_SqlColumn& column, Kt_ColumnType type, const char* why) {
+  SetKind(column, Kt_SqlKind::kOther, type);
+  column.why_other = why;
+}
+
+void SetUnknown(Kt_SqlColumn& column, const char* why) {
+  column.kind = Kt_SqlKind::kOther;
+  column.has_type = false;
+  column.why_other = why;
+}
+
+void SetRange(Kt_SqlColumn& column, const Kt_Variant& low, const Kt_Variant& high) {
+  column.has_range = !low.IsString() && !high.IsString();
+  if (!column.has_range) return;
+  column.low = low.ToDouble();
+  column.high = high.ToDouble();
+}
+
+// Whole numbers: longs; doubles when one needs more; texts when one is too great for those.
+void SetWhole(Kt_SqlColumn& column) {
+  if (!column.has_range || std::max(-column.low, column.high) > kMaxWhole) {
+    return SetUnknown(column, "has whole numbers beyond 2^53");
+  }
+  column.is_long = IsLongRange(column.low, column.high);
+  SetKind(column, Kt_SqlKind::kWhole,
+          column.is_long ? Kt_ColumnType::kLong : Kt_ColumnType::kDouble);
+  column.least = 1;
+}
+
+// ---- SQLite -----------------------------------------------------------------------------------
+
+// The aggregates that SQLite is asked for, in the order in which TakeSqlite reads them.
+void AskSqlite(const Kt_SqlColumn& column, Kt_SqlQuestion question, std::string& list) {
+  const std::string name = Kt_Database::Quoted(column.name);
+  const std::string kind = "nullif(typeof(" + name + "),'null')";
+  const std::string number = "CASE WHEN typeof(" + name + ") IN ('integer','real') THEN " + name;
+  const std::string text = "CASE WHEN typeof(" + name + ") = 'text' THEN ";
+  list += ", count(" + name + "), min(" + kind + "), max(" + kind + "), min(" + number +
+          " END), max(" + number + " END), max(CASE WHEN typeof(" + name + ") = 'integer' THEN " + name +
+          " NOT BETWEEN -9007199254740992 AND 9007199254740992 END)";
+  if (column.declared.type == Kt_ColumnType::kDateTime) {
+    list += ", min(" + text + name + " IS date(" + name + ") AND " + name +
+            " >= '0001-01-01' AND " + name + " < ':' END)";
+  }
+  if (column.declared.type == Kt_ColumnType::kCurrency) {
+    list += ", min(" + number + " = round(" + name + " * 10000.0) / 10000.0 AND abs(" + name +
+            " * 10000.0) <= 9007199254740992.0 END)";
+  }
+  if (question != Kt_SqlQuestion::kRange) return;
+  list += ", max(" + text + "length(" + name + ") END), max(" + text + name +
+          " GLOB '*[\xF0\x90\x80\x80-\xF4\x8F\xBF\xBF]*' OR instr(" + name +
+          ", char(0)) > 0 END), max(" + text + name + " GLOB '*[^\x01-\x7F]*' END)";
+}
+
+class Cells {
+ public:
+  explicit Cells(const Kt_Dataset& answer) : answer_(answer) {}
+  Kt_Variant Next() { return answer_.ReadColumn(0, next_++); }
+  // Of an aggregate over no value nothing is known to be so.
+  bool NextIsTrue() { return Next().ToInteger() != 0; }
+
+ private:
+  const Kt_Dataset& answer_;
+  kt_long next_ = 0;
+};
+
+void TakeTextRange(Kt_SqlColumn& column, Cells& cells) {
+  column.has_text_range = true;
+  column.longest = cells.Next().ToDouble();
+  column.is_plain = !cells.NextIsTrue();
+  column.is_ascii = !cells.NextIsTrue() && column.is_plain;
+}
+
+void SetSqliteNumbers(Kt_SqlColumn& column, bool has_reals, bool are_amounts) {
+  if (are_amounts) {
+    SetKind(column, Kt_SqlKind::kCurrency, Kt_ColumnType::kCurrency);
+  } else if (!has_reals) {
+    SetWhole(column);
+  } else if (!column.has_range) {
+    SetUnknown(column, "has whole numbers beyond 2^53");
+  } else {
+    SetKind(column, Kt_SqlKind::kReal, Kt_ColumnType::kDouble);
+  }
+}
+
+void TakeSqlite(Kt_SqlColumn& column, Kt_SqlQuestion question, double row_count, Cells& cells) {
+  column.may_be_null = cells.Next().ToDouble() < row_count;
+  const std::string least = cells.Next().ToString().ToUtf8();
+  const std::string greatest = cells.Next().ToString().ToUtf8();
+  const Kt_Variant low = cells.Next();
+  const Kt_Variant high = cells.Next();
+  SetRange(column, low, high);
+  column.has_range = !cells.NextIsTrue() && column.has_range;
+  const bool is_date = column.declared.type == Kt_ColumnType::kDateTime;
+  const bool are_days = is_date && cells.NextIsTrue();
+  const bool are_amounts =
+      column.declared.type == Kt_ColumnType::kCurrency && cells.NextIsTrue() && column.has_range;
+  if (question == Kt_SqlQuestion::kRange) TakeTextRange(column, cells);
+  const bool is_one = least == greatest;
+  if (least.empty()) {
+    SetKind(column, Kt_SqlKind::kNothing, column.declared.type);
+  } else if ((is_one && least == "integer") || greatest == "real") {
+    if (least == "blob") return SetUnknown(column, "has values of several kinds");
+    SetSqliteNumbers(column, greatest == "real", are_amounts);
+  } else if (!is_one) {
+    SetUnknown(column, "has values of several kinds");
+  } else if (least == "blob") {
+    SetOther(column, Kt_ColumnType::kBinary, "holds bytes");
+  } else if (are_days) {
+    SetKind(column, Kt_SqlKind::kDate, Kt_ColumnType::kDateTime);
+  } else if (is_date) {
+    SetUnknown(column, "is declared as a date and has other texts than YYYY-MM-DD");
+  } else {
+    SetKind(column, Kt_SqlKind::kText, Kt_ColumnType::kString);
+  }
+}
+
+// ---- PostgreSQL -------------------------------------------------------------------------------
+
+namespace pg = kt::detail::pg;
+
+void DeclarePostgresql(Kt_SqlColumn& column) {
+  switch (column.declared.type_number) {
+    case pg::kInt2:
+    case pg::kInt4:
+    case pg::kBool:
+      SetKind(column, Kt_SqlKind::kWhole, Kt_ColumnType::kLong);
+      column.is_long = true;
+      column.low = column.declared.type_number == pg::kBool ? 0 : -2147483648.0;
+      column.high = column.declared.type_number == pg::kBool ? 1 : 2147483647.0;
+      column.least = 1;
+      return;
+    case pg::kFloat8:
+      SetKind(column, Kt_SqlKind::kReal, Kt_ColumnType::kDouble);
+      column.may_be_nan = true;
+      return;
+    case pg::kText:
+    case pg::kVarchar: return SetKind(column, Kt_SqlKind::kText, Kt_ColumnType::kString);
+    case pg::kFloat4:
+      return SetOther(column, Kt_ColumnType::kDouble,
+                      "is a real, which is read as the number that its shortest text means");
+    case pg::kBpchar:
+      return SetOther(column, Kt_ColumnType::kString, "is a char(n), whose blanks do not count");
+    case pg::kInt8:
+    case pg::kNumeric:
+    case pg::kDate:
+    case pg::kTimestamp:
+    case pg::kTimestampTz: return SetUnknown(column, "was not asked for");
+    default: break;
+  }
+  if (column.declared.type_number == pg::kOid) return SetUnknown(column, "is an oid");
+  SetOther(column, column.declared.type, "is of a type that operators read as its text");
+}
+
+void AskPostgresql(const Kt_SqlColumn& column, Kt_SqlQuestion question, std::string& list) {
+  const std::string name = Kt_Database::Quoted(column.name);
+  const std::string number = "(" + name + ")::float8";
+  list += ", count(" + name + ")";
+  switch (column.declared.type_number) {
+    case pg::kNumeric:
+      list += ", bool_and(" + name + " = round(" + name + ", 4) AND abs(" + name +
+              ") <= 922337203685477.5807)";
+      break;
+    case pg::kDate:
+      list += ", bool_and(" + name + " BETWEEN '0001-01-01' AND '9999-12-31')";
+      break;
+    case pg::kTimestamp:
+    case pg::kTimestampTz:
+      list += ", bool_and((" + name + " >= '1721-01-01' AND " + name + " < '2079-01-01') OR (" +
+              name + " = date_trunc('day', " + name + ") AND " + name + " >= '0001-01-01' AND " +
+              name + " <= '9999-12-31'))";
+      break;
+    case pg::kInt2:
+    case pg::kInt4:
+    case pg::kInt8: list += ", min(" + name + "), max(" + name + ")"; break;
+    case pg::kFloat8:
+      if (question != Kt_SqlQuestion::kRange) break;
+      list += ", min(" + name + ") FILTER (WHERE " + name + " <> 'NaN'), max(" + name +
+              ") FILTER (WHERE " + name + " <> 'NaN'), coalesce(bool_or(" + name +
+              " = 'NaN'), false), min(abs(" + name + ")) FILTER (WHERE " + name + " <> 0 AND " +
+              name + " <> 'NaN')";
+      break;
+    case pg::kText:
+    case pg::kVarchar:
+      if (question != Kt_SqlQuestion::kRange) break;
+      list += ", max(length(" + name + ")), bool_or((" + name +
+              " COLLATE \"C\") ~ '[\\U00010000-\\U0010FFFF]'), bool_or(octet_length(" + name +
+              ") <> length(" + name + "))";
+      break;
+    default: break;
+  }
+  if (column.declared.type_number == pg::kNumeric) {
+    list += ", min(" + number + ") FILTER (WHERE " + name + " <> 'NaN'), max(" + number +
+            ") FILTER (WHERE " + name + " <> 'NaN')";
+  }
+}
+
+void TakeNumeric(Kt_SqlColumn& column, Cells& cells) {
+  const bool are_amounts = cells.NextIsTrue();
+  const Kt_Variant low = cells.Next();
+  const Kt_Variant high = cells.Next();
+  SetRange(column, low, high);
+  if (are_amounts) return SetKind(column, Kt_SqlKind::kCurrency, Kt_ColumnType::kCurrency);
+  SetUnknown(column, "has numbers that no currency holds");
+}
+
+void TakePostgresql(Kt_SqlColumn& column, Kt_SqlQuestion question, double row_count,
+                    bool is_utf8, Cells& cells) {
+  const double values = cells.Next().ToDouble();
+  column.may_be_null = values < row_count;
+  switch (column.declared.type_number) {
+    case pg::kNumeric: TakeNumeric(column, cells); break;
+    case pg::kDate:
+    case pg::kTimestamp:
+    case pg::kTimestampTz:
+      if (cells.NextIsTrue()) {
+        SetKind(column, Kt_SqlKind::kDate, Kt_ColumnType::kDateTime);
+      } else {
+        SetUnknown(column, "has dates that no day number holds");
+      }
+      break;
+    case pg::kInt2:
+    case pg::kInt4:
+    case pg::kInt8: {
+      const Kt_Variant low = cells.Next();
+      SetRange(column, low, cells.Next());
+      SetWhole(column);
+      break;
+    }
+    case pg::kFloat8:
+      if (question != Kt_SqlQuestion::kRange) break;
+      column.low = cells.Next().ToDouble();
+      column.high = cells.Next().ToDouble();
+      column.may_be_nan = cells.NextIsTrue();
+      column.least = cells.Next().ToDouble();
+      column.has_range = true;
+      break;
+    case pg::kText:
+    case pg::kVarchar:
+      if (question == Kt_SqlQuestion::kRange) TakeTextRange(column, cells);
+      column.is_plain = column.is_plain && is_utf8;
+      column.is_ascii = column.is_ascii && is_utf8;
+      break;
+    default: break;
+  }
+  if (values == 0) SetKind(column, Kt_SqlKind::kNothing, column.declared.type);
+}
+
+bool IsKnown(const Kt_SqlColumn& column, Kt_SqlQuestion question) {
+  if (question == Kt_SqlQuestion::kType) return column.has_type;
+  return column.has_range || column.has_text_range || column.kind == Kt_SqlKind::kNothing ||
+         (column.has_type && column.kind == Kt_SqlKind::kOther);
+}
+
+}  // namespace
+
+bool Kt_SqlTable::Describe(Kt_Database& database, Kind kind, std::string_view table,
+                           std::string& error) {
+  kind_ = kind;
+  quoted_name_ = Kt_Database::QuotedTable(table);
+  std::vector<Kt_DatabaseColumn> declared;
+  if (!database.Describe(table, declared, error)) return false;
+  Kt_UniqueIds ids;
+  for (Kt_DatabaseColumn& column : declared) {
+    Kt_SqlColumn made;
+    made.name = column.name;
+    made.id = ids.MakeHeading(Kt_WString::FromUtf8(column.name));
+    made.declared = std::move(column);
+    made.why_other = "was not asked for";
+    if (kind == Kind::kPostgresql) DeclarePostgresql(made);
+    columns_.push_back(std::move(made));
+  }
+  return IsSqlite() ? DescribeSqlite(database, table, error) : DescribePostgresql(database, error);
+}
+
+bool Kt_SqlTable::DescribeSqlite(Kt_Database& database, std::string_view table,
+                                 std::string& error) {
+  const std::vector<std::string> parts = Kt_Database::TableParts(table);
+  const Kt_Variant names[] = {Kt_Variant(Kt_WString::FromUtf8(parts.back()))};
+  Kt_Dataset answer;
+  if (database.Query("SELECT hex(CAST('a' AS BLOB)) = '61', "
+                     "sqlite_compileoption_used('ENABLE_MATH_FUNCTIONS'), "
+                     "(SELECT type = 'table' AND wr = 0 FROM pragma_table_list "
+                     "WHERE name = ?1 COLLATE NOCASE AND schema = 'main')",
+                     names, answer, error) < 0) {
+    return false;
+  }
+  Cells cells(answer);
+  is_utf8_ = cells.NextIsTrue();
+  has_math_functions_ = cells.NextIsTrue();
+  const bool has_rowid = cells.NextIsTrue() && parts.size() == 1;
+  if (has_rowid && Find(u"_rowid_") == nullptr) row_order_ = "_rowid_";
+  return true;
+}
+
+bool Kt_SqlTable::DescribePostgresql(Kt_Database& database, std::string& error) {
+  const Kt_Variant names[] = {Kt_Variant(Kt_WString::FromUtf8(quoted_name_))};
+  Kt_Dataset answer;
+  if (database.Query("SELECT getdatabaseencoding() = 'UTF8', c.relkind = 'r', a.attname::text "
+                     "FROM pg_catalog.pg_class c LEFT JOIN (pg_catalog.pg_attribute a "
+                     "JOIN pg_catalog.pg_collation o ON o.oid = a.attcollation "
+                     "AND NOT o.collisdeterministic) ON a.attrelid = c.oid "
+                     "WHERE c.oid = $1::pg_catalog.regclass",
+                     names, answer, error) < 0) {
+    return false;
+  }
+  Cells cells(answer);
+  is_utf8_ = cells.NextIsTrue();
+  has_math_functions_ = true;
+  if (cells.NextIsTrue()) row_order_ = "ctid";
+  for (kt_long row = 0; row < answer.GetRowCount(); ++row) {
+    const std::string name = answer.ReadColumn(row, 2).ToString().ToUtf8();
+    for (Kt_SqlColumn& column : columns_) {
+      if (column.name == name) column.is_bytewise = false;
+    }
+  }
+  return true;
+}
+
+bool Kt_SqlTable::Ask(Kt_Database& database, const std::vector<Wanted>& wanted,
+                      std::string& error) {
+  last_question_.clear();
+  std::vector<Wanted> asked;
+  for (const Wanted& one : wanted) {
+    if (!IsKnown(columns_[one.column], one.question)) asked.push_back(one);
+  }
+  if (asked.empty()) return true;
+  std::string list = "SELECT count(*)";
+  for (const Wanted& one : asked) {
+    (IsSqlite() ? AskSqlite : AskPostgresql)(columns_[one.column], one.question, list);
+  }
+  last_question_ = list + " FROM " + quoted_name_;
+  Kt_Dataset answer;
+  if (database.Query(last_question_, {}, answer, error) < 0) return false;
+  Cells cells(answer);
+  row_count_ = cells.Next().ToDouble();
+  for (const Wanted& one : asked) {
+    Kt_SqlColumn& column = columns_[one.column];
+    if (IsSqlite()) {
+      TakeSqlite(column, one.question, row_count_, cells);
+      column.is_plain = column.is_plain && is_utf8_;
+      column.is_ascii = column.is_ascii && is_utf8_;
+    } else {
+      TakePostgresql(column, one.question, row_count_, is_utf8_, cells);
+    }
+  }
+  return true;
+}
+
+const Kt_SqlColumn* Kt_SqlTable::Find(const Kt_WString& id) const {
+  const auto found = std::ranges::find_if(
+      columns_, [&](const Kt_SqlColumn& column) { return column.id.EqualsNoCase(id); });
+  return found == columns_.end() ? nullptr : &*found;
+}

@@ -1,0 +1,376 @@
+// SPDX-License-Identifier: MIT
+//
+// Random expressions over random tables: as SQL where the data is, and by the evaluator in memory.
+// The evaluator decides. Many expressions go into one statement, a column each.
+//
+// KT_SQL_EXPRESSIONS says how many expressions are compared in each database, KT_SQL_SEED with
+// which numbers; a failure tells the seed, the table and the expression.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <iostream>
+#include <random>
+
+#include "connect/connect_test_util.h"
+#include "connect/postgresql_server.h"
+#include "connect/sql/Kt_SqlTranslate.h"
+#include "connect/sqlite_file.h"
+#include "dataset/Kt_DatasetCtx.h"
+#include "expr/Kt_Expr.h"
+
+namespace {
+
+using Kind = Kt_DatabaseUrl::Kind;
+
+std::int64_t Setting(const char* name, std::int64_t otherwise) {
+  const char* const text = std::getenv(name);
+  return text != nullptr ? std::atoll(text) : otherwise;
+}
+
+class Dice {
+ public:
+  explicit Dice(std::uint64_t seed) : random_(seed) {}
+  int Below(int count) { return static_cast<int>(random_() % static_cast<std::uint64_t>(count)); }
+  bool Chance(int percent) { return Below(100) < percent; }
+  template <class T, std::size_t kCount>
+  const T& Of(const T (&items)[kCount]) {
+    return items[Below(static_cast<int>(kCount))];
+  }
+
+ private:
+  std::mt19937_64 random_;
+};
+
+// ---- Tables -----------------------------------------------------------------------------------
+
+struct Column {
+  const char* name;
+  const char* sqlite;      // declared
+  const char* postgresql;  // declared
+  std::vector<const char*> cells;  // of which a table has some
+};
+
+// What a column may hold: the usual and the odd, so that some tables have only the usual.
+std::vector<Column> Columns(Kind kind, Dice& dice) {
+  const bool is_pg = kind == Kind::kPostgresql;
+  std::vector<Column> columns = {
+      {"n", "INTEGER", "integer", {"0", "1", "-1", "5", "7", "-13", "100"}},
+      {"m", "INTEGER", "bigint", {"1", "2", "3", "12", "-4"}},
+      {"d", "REAL", "float8", {"0.5", "-2.25", "1.0", "3.125", "1e6", "0.1"}},
+      {"e", "REAL", "float8", {"1.5", "2.0", "0.3", "-7.75", "42.0"}},
+      {"t", "TEXT", "text", {"'abc'", "'ABC'", "'b'", "''", "' x '", "'12'", "'a b'"}},
+      {"u", "TEXT", "varchar(40)", {"'abc'", "'q'", "'Zz'", "'true'", "'9'"}},
+      {"c", "DECIMAL(10,2)", "numeric", {"1.25", "0.1", "-3.5", "100", "0"}},
+      {"y", "DATE", "date", {"'2024-01-05'", "'1999-12-31'", "'2024-02-29'", "'1901-05-06'"}},
+      {"z", "DATE", is_pg ? "timestamp" : "date", {"'2024-01-05'", "'2024-03-01'"}},
+      {"b", "BOOLEAN", "boolean", {is_pg ? "true" : "1", is_pg ? "false" : "0"}}};
+  const auto add = [&](std::size_t column, std::initializer_list<const char*> cells, int percent) {
+    if (!dice.Chance(percent)) return;
+    columns[column].cells.insert(columns[column].cells.end(), cells);
+  };
+  add(0, {"2147483647", "-2147483648", "123456789"}, 40);
+  add(1, {"0"}, 30);
+  add(1, {"3000000000", "-99999999999"}, 30);
+  add(1, {"9007199254740993"}, 10);
+  add(2, {"-0.0", "1e300", "1e-300", "123456789.123"}, 40);
+  add(2, {is_pg ? "'Infinity'" : "9e999", is_pg ? "'-Infinity'" : "-9e999"}, 20);
+  if (is_pg) add(2, {"'NaN'"}, 30);
+  add(3, {"0.0", "-0.0"}, 30);
+  add(3, {"1e200", "-1e-200"}, 20);
+  add(4, {"'\xC3\xA4\xC3\xB6'", "'\xE2\x82\xAC'", "'\xEF\xBD\x9E'"}, 30);
+  add(4, {"'\xF0\x9F\x98\x80x'", "'\xF0\x90\x80\x80'"}, 30);
+  add(5, {"'it''s'", "'back\\slash'", "'%_'"}, 30);
+  if (!is_pg) add(5, {"'a' || char(0) || 'b'"}, 10);
+  add(6, {"275000000000.5", "0.0001"}, 20);
+  if (is_pg) add(8, {"'2024-01-05 12:30:00.000001'", "'1969-07-20 20:17:40'"}, 40);
+  if (!is_pg) add(8, {"'2024-01-05 12:30'", "'soon'"}, 15);
+  if (!is_pg) add(3, {"7", "'text'"}, 10);
+  return columns;
+}
+
+std::string MakeTable(const std::vector<Column>& columns, Kind kind, Dice& dice) {
+  std::string names;
+  for (const Column& column : columns) {
+    names += (names.empty() ? "" : ", ") + std::string(column.name) + ' ' +
+             (kind == Kind::kSqlite ? column.sqlite : column.postgresql);
+  }
+  std::string statements = "DROP TABLE IF EXISTS r; CREATE TABLE r(" + names + ");";
+  std::vector<int> nulls;
+  for (std::size_t col = 0; col < columns.size(); ++col) nulls.push_back(dice.Below(3) * 15);
+  statements += "INSERT INTO r VALUES ";
+  constexpr int kRows = 24;
+  for (int row = 0; row < kRows; ++row) {
+    statements += row > 0 ? ",(" : "(";
+    for (std::size_t col = 0; col < columns.size(); ++col) {
+      const auto& cells = columns[col].cells;
+      if (col > 0) statements += ',';
+      statements += dice.Chance(nulls[col])
+                        ? "NULL"
+                        : cells[static_cast<std::size_t>(dice.Below(static_cast<int>(cells.size())))];
+    }
+    statements += ')';
+  }
+  return statements + ";";
+}
+
+// ---- Expressions ------------------------------------------------------------------------------
+
+class Expressions {
+ public:
+  explicit Expressions(Dice& dice) : dice_(dice) {}
+
+  std::string Any(int depth) {
+    switch (dice_.Below(8)) {
+      case 0: return Text(depth);
+      case 1:
+      case 2: return Number(depth);
+      default: return Condition(depth);
+    }
+  }
+
+ private:
+  std::string Number(int depth) {
+    static const char* const kLeaves[] = {"n", "m", "d",  "e",   "n",   "b",  "1",          "2",  "0",
+                                          "5", "3", "2.5", "0.1", "-7", "10", "2147483647", "1e5", "null"};
+    static const char* const kSigns[] = {" + ", " - ", " * ", " / ", " % "};
+    static const char* const kCalls[] = {"abs(", "floor(", "ceil(", "sqrt(", "-("};
+    if (depth <= 0) return dice_.Of(kLeaves);
+    switch (dice_.Below(8)) {
+      case 0: return dice_.Of(kCalls) + Number(depth - 1) + ')';
+      case 1: return "length(" + Text(depth - 1) + ')';
+      case 2: return "iif(" + Condition(depth - 1) + ", " + Number(depth - 1) + ", " + Number(depth - 1) + ')';
+      case 3: return dice_.Chance(30) ? "pos(" + Text(depth - 1) + ", 'b')" : Condition(depth - 1);
+      default: return '(' + Number(depth - 1) + dice_.Of(kSigns) + Number(depth - 1) + ')';
+    }
+  }
+
+  std::string Text(int depth) {
+    static const char* const kLeaves[] = {"t", "u", "t", "u", "'abc'", "''", "'b'", "' x '", "'\xC3\xA4'", "'it'", "'a\\\\b'", "null"};
+    static const char* const kCalls[] = {"toUpper(", "toLower(", "trim(", "ltrim(", "rtrim("};
+    if (depth <= 0) return dice_.Of(kLeaves);
+    switch (dice_.Below(7)) {
+      case 0: return dice_.Of(kCalls) + Text(depth - 1) + ')';
+      case 1: return "left(" + Text(depth - 1) + ", " + std::to_string(dice_.Below(4)) + ')';
+      case 2: return "right(" + Text(depth - 1) + ", " + std::to_string(dice_.Below(4)) + ')';
+      case 3: return "mid(" + Text(depth - 1) + ", " + std::to_string(dice_.Below(3)) + ", 2)";
+      case 4: return "iif(" + Condition(depth - 1) + ", " + Text(depth - 1) + ", " + Text(depth - 1) + ')';
+      case 5: return '(' + Text(depth - 1) + " + " + (dice_.Chance(70) ? Text(depth - 1) : Number(depth - 1)) + ')';
+      default: return Text(0);
+    }
+  }
+
+  std::string Condition(int depth) {
+    static const char* const kRelations[] = {" == ", " != ", " < ", " <= ", " > ", " >= "};
+    static const char* const kDates[] = {"y", "z", "y", "'2024-01-05'", "'20240229'", "'1999/12/31'", "null", "'2024-01-05 08:00'"};
+    static const char* const kAmounts[] = {"c", "c", "1.25", "0.1", "100", "n", "d", "null"};
+    const std::string relation = dice_.Of(kRelations);
+    switch (depth <= 0 ? dice_.Below(4) : dice_.Below(10)) {
+      case 0: return '(' + Number(depth - 1) + relation + Number(depth - 1) + ')';
+      case 1: return '(' + Text(depth - 1) + relation + Text(depth - 1) + ')';
+      case 2: return '(' + std::string(dice_.Of(kDates)) + relation + dice_.Of(kDates) + ')';
+      case 3: return '(' + std::string(dice_.Of(kAmounts)) + relation + dice_.Of(kAmounts) + ')';
+      case 4: return '!' + Condition(depth - 1);
+      case 5: return '(' + Condition(depth - 1) + " && " + Number(depth - 1) + ')';
+      case 6: return Condition(depth - 1) + " && " + Condition(depth - 1) + " || " + Condition(depth - 1);
+      case 7: return '(' + Condition(depth - 1) + " || " + Condition(depth - 1) + ')';
+      default: return '(' + Condition(depth - 1) + " && " + Condition(depth - 1) + ')';
+    }
+  }
+
+  Dice& dice_;
+};
+
+// ---- Comparing --------------------------------------------------------------------------------
+
+struct Tried {
+  std::string text;
+  Kt_WString wide;
+  std::string value_sql;
+  std::string where_sql;
+};
+
+// What a filter hides.
+bool IsExplicitlyFalse(const Kt_Variant& value) {
+  return value.IsLong() ? value.AsLong() == 0
+                        : value.IsString() && value.AsString().EqualsNoCase(u"false");
+}
+
+bool IsSame(const Kt_Variant& expected, const Kt_Variant& answered) {
+  if (expected.IsEmpty() || answered.IsEmpty()) return expected.IsEmpty() && answered.IsEmpty();
+  if (expected.IsString() || answered.IsString()) {
+    return expected.IsString() && answered.IsString() && expected.AsString() == answered.AsString();
+  }
+  if (expected.GetTag() == kTagCurrency || answered.GetTag() == kTagCurrency) {
+    return expected.ToCurrency().units == answered.ToCurrency().units;
+  }
+  const double a = expected.ToDouble();
+  const double b = answered.ToDouble();
+  return a == b || (std::isnan(a) && std::isnan(b));
+}
+
+class Comparison {
+ public:
+  Comparison(Kt_Database& database, Kind kind, Dice& dice)
+      : database_(database), kind_(kind), dice_(dice), expressions_(dice) {}
+
+  // Over one table; how many expressions were compared.
+  void Run(int batches) {
+    const Kt_Dataset* const loaded = Load();
+    if (loaded == nullptr) return;
+    for (int batch = 0; batch < batches && !::testing::Test::HasFailure(); ++batch) RunBatch();
+  }
+
+  std::int64_t made = 0;
+  std::int64_t compared = 0;
+  std::int64_t cells = 0;
+
+ private:
+  const Kt_Dataset* Load() {
+    std::string error;
+    EXPECT_GE(database_.LoadTable("r", dataset_, error), 0) << error;
+    EXPECT_TRUE(table_.Describe(database_, kind_, "r", error)) << error;
+    std::vector<Kt_SqlTable::Wanted> all;
+    for (std::size_t column = 0; column < table_.Columns().size(); ++column) {
+      if (dice_.Chance(95)) all.push_back({column, Kt_SqlQuestion::kRange});
+    }
+    EXPECT_TRUE(table_.Ask(database_, all, error)) << error << table_.LastQuestion();
+    for (const Kt_SqlColumn& column : table_.Columns()) {
+      if (!column.has_type) continue;
+      EXPECT_EQ(column.type, dataset_.GetColType(dataset_.GetColIndex(column.id))) << column.name;
+    }
+    return ::testing::Test::HasFailure() ? nullptr : &dataset_;
+  }
+
+  void RunBatch() {
+    constexpr std::size_t kColumns = 60;
+    std::vector<Tried> tried;
+    std::vector<Kt_Variant> parameters;
+    for (int tries = 0; tries < 2000 && tried.size() < kColumns; ++tries) {
+      Tried one;
+      one.text = expressions_.Any(1 + dice_.Below(3));
+      one.wide = Kt_WString::FromUtf8(one.text);
+      ++made;
+      std::string reason;
+      Kt_SqlExpr expr(one.wide);
+      if (!expr.Bind(table_, reason)) continue;
+      if (dice_.Chance(50)) {
+        one.value_sql = expr.ToValue(table_, parameters, reason);
+        if (one.value_sql.empty()) continue;
+      } else {
+        const std::size_t known = parameters.size();
+        const Kt_SqlExpr::Filter filter = expr.ToFilter(table_, parameters);
+        if (!filter.is_whole) {
+          parameters.resize(known);
+          continue;
+        }
+        one.where_sql = filter.where.empty() ? "TRUE" : filter.where;
+      }
+      tried.push_back(std::move(one));
+    }
+    if (!tried.empty()) Compare(tried, parameters);
+  }
+
+  void Compare(const std::vector<Tried>& tried, std::vector<Kt_Variant>& parameters) {
+    std::string list;
+    for (const Tried& one : tried) {
+      list += list.empty() ? "SELECT " : ", ";
+      list += one.where_sql.empty() ? "(" + one.value_sql + ")"
+                                    : "CASE WHEN " + one.where_sql + " THEN 1 ELSE 0 END";
+    }
+    list += " FROM r ORDER BY " + table_.RowOrder();
+    while (!parameters.empty() &&
+           list.find("?" + std::to_string(parameters.size())) == list.npos) {
+      parameters.pop_back();
+    }
+    Kt_Dataset answer;
+    std::string error;
+    ASSERT_GE(database_.Query(list, parameters, answer, error), 0) << error << "\n" << list;
+    ASSERT_EQ(answer.GetRowCount(), dataset_.GetRowCount());
+    for (std::size_t at = 0; at < tried.size(); ++at) {
+      CompareOne(tried[at], answer, static_cast<kt_long>(at));
+    }
+  }
+
+  void CompareOne(const Tried& one, const Kt_Dataset& answer, kt_long col) {
+    Kt_DatasetCtx context(nullptr, nullptr, &dataset_, nullptr, nullptr);
+    Kt_Expr expr(one.wide.GetText());
+    ++compared;
+    for (kt_long row = 0; row < dataset_.GetRowCount(); ++row, ++cells) {
+      context.SetRowPosition(row, row, 0, row);
+      Kt_Variant expected;
+      ASSERT_EQ(expr.ExecExpr(&context, expected), 0) << one.text;
+      if (!one.where_sql.empty()) {
+        expected = kt_long{IsExplicitlyFalse(expected) ? 0 : 1};
+      }
+      const Kt_Variant answered = answer.ReadColumn(row, col);
+      const bool is_same = IsSame(expected, answered);
+      ASSERT_TRUE(is_same) << one.text << "\n" << one.where_sql << one.value_sql << "\nrow " << row
+                           << ": " << Shown(expected) << " is expected, the database has "
+                           << Shown(answered) << "\n" << Shown(dataset_);
+    }
+  }
+
+  Kt_Database& database_;
+  const Kind kind_;
+  Dice& dice_;
+  Expressions expressions_;
+  Kt_Dataset dataset_;
+  Kt_SqlTable table_;
+};
+
+class EvaluatorOnly {
+ public:
+  EvaluatorOnly() { Kt_Expr::SetCompiled(false); }
+  ~EvaluatorOnly() { Kt_Expr::SetCompiled(true); }
+};
+
+template <class MakeTableOf, class OpenDatabase>
+void CompareRandomly(const char* name, Kind kind, MakeTableOf make_table, OpenDatabase open) {
+  const EvaluatorOnly evaluator_only;
+  const auto seed = static_cast<std::uint64_t>(Setting("KT_SQL_SEED", 1));
+  const std::int64_t wanted = Setting("KT_SQL_EXPRESSIONS", 3000);
+  std::int64_t made = 0;
+  std::int64_t compared = 0;
+  std::int64_t cells = 0;
+  int tables = 0;
+  for (; compared < wanted && !::testing::Test::HasFailure(); ++tables) {
+    SCOPED_TRACE("KT_SQL_SEED=" + std::to_string(seed) + ", table " + std::to_string(tables));
+    Dice dice(seed * 1000003 + static_cast<std::uint64_t>(tables));
+    make_table(MakeTable(Columns(kind, dice), kind, dice));
+    const std::unique_ptr<Kt_Database> database = open();
+    ASSERT_NE(database, nullptr);
+    Comparison comparison(*database, kind, dice);
+    comparison.Run(10);
+    made += comparison.made;
+    compared += comparison.compared;
+    cells += comparison.cells;
+  }
+  std::cout << name << ": " << compared << " expressions compared in " << cells << " rows of "
+            << tables << " tables, " << made << " were made\n";
+}
+
+TEST(SqlRandom, Sqlite) {
+  const SqliteFile file("CREATE TABLE r(a);");
+  std::string error;
+  CompareRandomly(
+      "SQLite", Kind::kSqlite, [&](const std::string& statements) { file.Run(statements); },
+      [&] { return OpenUrl(file.Url(), {}, error); });
+}
+
+#if defined(KT_POSTGRESQL_SCRIPT)
+TEST(SqlRandom, Postgresql) {
+  const PostgresqlServer& server = PostgresqlServer::Get();
+  if (!server.IsThere()) GTEST_SKIP() << server.WhyNot();
+  std::string error;
+  CompareRandomly(
+      "PostgreSQL", Kind::kPostgresql,
+      [&](const std::string& statements) {
+        const std::string said = server.Run("SET client_min_messages TO error;" + statements);
+        EXPECT_EQ(said, "") << statements;
+      },
+      [&] { return OpenUrl(server.Url(), {}, error); });
+}
+#endif
+
+}  // namespace
