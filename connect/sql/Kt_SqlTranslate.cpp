@@ -80,6 +80,7 @@ class Translator {
     }
     const SqlTerms::Term left = Translate(*node.parts[0]);
     if (!left) return left;
+    if (node.kind == ExprNode::Kind::kDecides) return terms_.AsDecision(*left);
     if (node.op == Operator::kNot) return terms_.Not(*left);
     const SqlTerms::Term right = Translate(*node.parts[1]);
     return right ? terms_.Apply(node.op, *left, *right) : right;

@@ -171,7 +171,9 @@ class Expressions {
       case 2: return '(' + std::string(dice_.Of(kDates)) + relation + dice_.Of(kDates) + ')';
       case 3: return '(' + std::string(dice_.Of(kAmounts)) + relation + dice_.Of(kAmounts) + ')';
       case 4: return '!' + Condition(depth - 1);
-      case 5: return '(' + Condition(depth - 1) + " && " + Number(depth - 1) + ')';
+      case 5:
+        return '(' + Number(depth - 1) + (dice_.Chance(50) ? " && " : " || ") + Number(depth - 1) +
+               ')';
       case 6: return Condition(depth - 1) + " && " + Condition(depth - 1) + " || " + Condition(depth - 1);
       case 7: return '(' + Condition(depth - 1) + " || " + Condition(depth - 1) + ')';
       default: return '(' + Condition(depth - 1) + " && " + Condition(depth - 1) + ')';

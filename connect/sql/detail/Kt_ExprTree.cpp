@@ -44,6 +44,20 @@ class Maker {
            (node->op == Operator::kAnd || node->op == Operator::kOr);
   }
 
+  // Operators that give 1 or 0.
+  static bool IsTruth(const ExprNodeRef& node) {
+    return node != nullptr && node->kind == ExprNode::Kind::kOperator &&
+           (IsRelation(node->op) || node->op == Operator::kNot || IsLogic(node));
+  }
+
+  static ExprNodeRef Decides(const ExprNodeRef& operand) {
+    if (operand == nullptr || IsTruth(operand)) return operand;
+    auto node = std::make_shared<ExprNode>();
+    node->kind = ExprNode::Kind::kDecides;
+    node->parts = {operand};
+    return node;
+  }
+
   // The jumps that end here, the last one first: it lies inside of those before.
   void Meet(std::size_t at) {
     while (!jumps_.empty() && jumps_.back().target == at) {
@@ -51,9 +65,12 @@ class Maker {
       ExprNodeRef& value = temps_[jump.temp];
       const bool is_same =
           IsLogic(value) && value->op == jump.op && value->parts[0] == jump.condition;
-      if (!is_same) {
-        // Only what is 0 or 1 already may be an operand in its own place.
-        value = IsLogic(value) ? OperatorNode(jump.op, {jump.condition, value}) : nullptr;
+      if (!IsLogic(value)) {
+        value = nullptr;  // only what is 0 or 1 already may be an operand in its own place
+      } else if (is_same && jump.op == Operator::kAnd) {
+        value = OperatorNode(jump.op, {Decides(jump.condition), value->parts[1]});
+      } else if (!is_same) {
+        value = OperatorNode(jump.op, {Decides(jump.condition), value});
       }
       jumps_.pop_back();
     }

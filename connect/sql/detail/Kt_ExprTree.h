@@ -12,7 +12,9 @@ namespace kt::detail {
 
 // An expression as a tree: constants, names, operators, calls. Parts may be shared.
 struct ExprNode {
-  enum class Kind : std::uint8_t { kConstant, kName, kOperator, kCall };
+  // kDecides: 1 when the whole number of its operand is not 0. That, and not the operand's truth, is
+  // what the left side of && and || is asked for: 0.5 && 1 is 0.
+  enum class Kind : std::uint8_t { kConstant, kName, kOperator, kCall, kDecides };
   Kind kind = Kind::kConstant;
   Operator op = Operator::kAdd;  // kOperator; ! has one operand
   Kt_Variant value;              // kConstant
@@ -27,7 +29,7 @@ using ExprNodeRef = std::shared_ptr<const ExprNode>;
 // && and || choose their way by jumps: the first operand that decides ends the whole group without
 // brackets ("0 && x || 1" is 0). Where the ways meet, the tree says so again:
 //
-//   0 && x || 1     ->  0 && ((0 && x) || 1)
+//   a && b || c     ->  decides(a) && ((a && b) || c)
 ExprNodeRef MakeExprTree(const ExprProgram& program);
 
 }  // namespace kt::detail

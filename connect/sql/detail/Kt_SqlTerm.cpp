@@ -193,6 +193,15 @@ SqlTerms::Term SqlTerms::AsTruth(const SqlTerm& term) {
   return term.may_be_null ? Truth("(" + is_set + " IS TRUE)", is_set) : Truth(is_set);
 }
 
+SqlTerms::Term SqlTerms::AsDecision(const SqlTerm& term) {
+  const bool has_fraction = term.kind == Kind::kReal || term.kind == Kind::kCurrency;
+  if (!has_fraction) return AsTruth(term);
+  std::string sql = "(abs(" + term.sql + ") >= 1";
+  if (term.may_be_nan) sql += " AND " + term.sql + " <> 'NaN'";
+  sql += ")";
+  return Truth("(" + sql + " IS TRUE)", sql);
+}
+
 SqlTerms::Term SqlTerms::AsNumber(const SqlTerm& term) {
   switch (term.kind) {
     case Kind::kNothing: return Number(Kind::kWhole, "0", Tag::kLong, 0);

@@ -78,6 +78,8 @@ class SqlTerms {
   Term AsText(const SqlTerm& term);
   // As a condition; as a number that is never null, one that operators add and multiply.
   Term AsTruth(const SqlTerm& term);
+  // Whether its whole number is not 0, as a condition.
+  Term AsDecision(const SqlTerm& term);
   Term AsNumber(const SqlTerm& term);
   std::string AsReal(const SqlTerm& number) const;
   // A whole number that does not overflow in arithmetic.
