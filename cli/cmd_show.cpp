@@ -24,6 +24,7 @@
 #include "cli/show/Kt_Chart.h"
 #include "cli/show/Kt_Html.h"
 #include "cli/show/Kt_Markdown.h"
+#include "cli/show/Kt_Pushdown.h"
 #include "cli/show/Kt_Sheet.h"
 #include "cli/show/Kt_Table.h"
 #include "cli/show/Kt_View.h"
@@ -55,6 +56,8 @@ struct ShowOptions {
   std::string html;
   std::string title;
   std::string save;
+  bool no_pushdown = false;
+  bool explain = false;
   BoundOptions bounds;
 };
 
@@ -103,7 +106,10 @@ class Show {
     }
     if (const int loaded = Load(); loaded != kFine) return loaded;
     Kt_CliView view(dataset_);
-    const int status = Arrange(options_.arrangement, dataset_, view, report_);
+    Arrangement left = options_.arrangement;
+    left.filter = pushed_.filter;
+    const int status = Arrange(left, dataset_, view, report_,
+                               pushed_.groups ? &*pushed_.groups : nullptr);
     if (status != kFine) return status;
     if (options_.states) {
       view.AddColumn(
@@ -147,7 +153,8 @@ class Show {
     bool loaded = false;
     {
       const Kt_CliProgress progress(streams_.messages, "loading " + options_.file);
-      loaded = LoadDataFile(options_.file, data_options_, dataset_, data_report);
+      loaded = LoadArranged(data_report) ||
+               LoadDataFile(options_.file, data_options_, dataset_, data_report);
     }
     if (!loaded) {
       if (TellStop(options_.file, streams_)) return kScriptFault;
@@ -161,6 +168,25 @@ class Show {
     if (HaveTypedColumns(data_options_, {&dataset_}, reason)) return kFine;
     Complain("--" + reason);
     return kCommandFault;
+  }
+
+  // Of a database only what is shown; false where everything is to be loaded.
+  bool LoadArranged(DataReport& data_report) {
+    pushed_.filter = options_.arrangement.filter;
+    const bool is_database = Kt_DatabaseUrl::IsUrl(options_.file);
+    const bool loaded =
+        is_database && !options_.no_pushdown &&
+        kt::cli::LoadArranged(options_.file, data_options_, options_.arrangement, options_.chart,
+                              dataset_, data_report, pushed_);
+    if (options_.explain && !is_database) pushed_.lines = {"here: everything; it is a file"};
+    if (options_.explain && options_.no_pushdown) {
+      pushed_.lines = {"here: everything; --no-pushdown"};
+    }
+    if (!options_.explain) pushed_.lines.clear();
+    for (const std::string& line : pushed_.lines) {
+      Tell(streams_, Diagnostic::Of("kt show", Diagnostic::Note(line)));
+    }
+    return loaded;
   }
 
   bool FindChartColumn(const Kt_CliView& view) {
@@ -305,6 +331,7 @@ class Show {
   DataOptions data_options_;
   ColumnErrors column_errors_;
   Kt_Dataset dataset_;
+  PushedDown pushed_;
   std::optional<Kt_ExprDataset> wrapper_;  // computes the columns
   std::optional<kt_long> decimals_;
   std::ptrdiff_t chart_column_ = -1;
@@ -338,6 +365,10 @@ void AddArrangement(CLI::App& show, ShowOptions& options) {
   show.add_option("--pivot", wanted.pivot,
                   "Cross table: keys down, keys across, values; then sum, avg, max, min or count")
       ->type_name("ROWS:COLUMNS:VALUES[:KIND]");
+  show.add_flag("--explain", options.explain,
+                "Say what of this a database does, by which statement, and what is done here, why");
+  show.add_flag("--no-pushdown", options.no_pushdown,
+                "Load all of a database's table and do everything here");
 }
 
 void AddOutput(CLI::App& show, ShowOptions& options) {

@@ -11,12 +11,6 @@
 namespace kt::cli {
 namespace {
 
-Kt_Database::Options OptionsOf(const DataOptions& options) {
-  Kt_Database::Options database;
-  database.follow_links = options.links == Links::kFollow;
-  return database;
-}
-
 constexpr std::size_t kMaxShownConflicts = 10;
 
 std::vector<Diagnostic> SaveFault(const std::string& url, const Kt_Dataset& dataset,
@@ -34,6 +28,12 @@ std::vector<Diagnostic> SaveFault(const std::string& url, const Kt_Dataset& data
 
 }  // namespace
 
+Kt_Database::Options DatabaseOptions(const DataOptions& options) {
+  Kt_Database::Options database;
+  database.follow_links = options.links == Links::kFollow;
+  return database;
+}
+
 std::string DatasetNameOf(const std::string& path) {
   if (!Kt_DatabaseUrl::IsUrl(path)) return std::filesystem::path(path).stem().string();
   Kt_DatabaseUrl url;
@@ -46,7 +46,7 @@ std::string DatasetNameOf(const std::string& path) {
 bool LoadDatabase(const Kt_DatabaseUrl& url, const DataOptions& options, Kt_Dataset& dataset,
                   DataReport& report) {
   report = {};
-  const kt_long loaded = kt::LoadDatabase(url, OptionsOf(options), dataset, report.error);
+  const kt_long loaded = kt::LoadDatabase(url, DatabaseOptions(options), dataset, report.error);
   if (loaded < 0) {
     std::error_code ignored;
     report.no_access =
@@ -72,7 +72,7 @@ bool LoadDatabase(const std::string& text, const DataOptions& options, Kt_Datase
 kt_long SaveToDatabase(const Kt_DatabaseUrl& url, const DataOptions& options, Kt_Dataset& dataset,
                        std::vector<Diagnostic>& fault) {
   Kt_ChangeReport report;
-  const kt_long saved = kt::SaveChanges(url, OptionsOf(options), dataset, report);
+  const kt_long saved = kt::SaveChanges(url, DatabaseOptions(options), dataset, report);
   if (saved < 0) fault = SaveFault(url.shown, dataset, report);
   return saved;
 }

@@ -6,6 +6,7 @@
 
 #include "cli/Kt_Diagnostic.h"
 #include "cli/data/Kt_Data.h"
+#include "connect/Kt_Database.h"
 #include "connect/Kt_DatabaseUrl.h"
 
 // Databases in the place of data files. docs/databases.md describes them.
@@ -14,6 +15,9 @@ namespace kt::cli {
 
 // What a dataset is called that no name is given for: as its file without the ending, or its table.
 std::string DatasetNameOf(const std::string& path);
+
+// How a database is opened to load from it.
+Kt_Database::Options DatabaseOptions(const DataOptions& options);
 
 // LoadDataFile for a database. Of the options only the rule for links counts.
 bool LoadDatabase(const Kt_DatabaseUrl& url, const DataOptions& options, Kt_Dataset& dataset,

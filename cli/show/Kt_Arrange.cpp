@@ -4,6 +4,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <ostream>
 
 #include "classlib/store/Kt_Fold.h"
 #include "classlib/text/Kt_NearestName.h"
@@ -94,15 +95,18 @@ Kt_ColumnType TotalType(Kt_Aggregate kind, Kt_ColumnType type) {
 
 class Arranger {
  public:
-  Arranger(const Arrangement& wanted, Kt_Dataset& dataset, Kt_CliView& view, Kt_CliReport& report)
+  Arranger(const Arrangement& wanted, Kt_Dataset& dataset, Kt_CliView& view, Kt_CliReport& report,
+           const PartialGroups* groups)
       : wanted_(wanted),
         dataset_(dataset),
         view_(view),
         report_(report),
+        groups_(groups),
         wrapper_(&dataset, &errors_) {}
 
   int Run() {
     if (!ReadNames()) return kCommandFault;
+    TakeGroups();
     if (!Filter()) return kScriptFault;
     const bool done = wanted_.pivot.empty() ? Group() : Pivot();
     if (!done) return kScriptFault;
@@ -114,11 +118,54 @@ class Arranger {
     return kFine;
   }
 
+   // What is read of the rows; without the columns that are only shown.
+  bool AddTo(Kt_SqlRequest& request) {
+    if (!ReadNames()) return false;
+    const bool is_rows = wanted_.pivot.empty() && !wanted_.totals_only;
+    if (is_rows && wanted_.columns.empty()) return true;
+    std::vector<NamedColumn> shown;
+    if (is_rows && !ReadDatasetList("--columns", wanted_.columns, shown)) return false;
+    for (const Total& total : totals_) {
+      request.totals.emplace_back(total.kind, dataset_.GetColID(total.col));
+      shown.push_back({total.col, false});
+    }
+    for (const auto* const list : {&group_keys_, &pivot_rows_, &pivot_columns_, &sort_keys_}) {
+      shown.insert(shown.end(), list->begin(), list->end());
+    }
+    for (const NamedColumn& column : shown) request.columns.push_back(dataset_.GetColID(column.col));
+    if (is_rows) {
+      request.totals.clear();
+      return true;
+    }
+    const bool is_pivot = !wanted_.pivot.empty();
+    for (const auto* const list : {is_pivot ? &pivot_rows_ : &group_keys_, &pivot_columns_}) {
+      for (const NamedColumn& key : *list) request.keys.push_back(dataset_.GetColID(key.col));
+    }
+    return true;
+  }
+
  private:
   struct Total {
     kt_long col;
     Kt_Aggregate kind;
+    kt_long count_col = -1;  // of an average that comes as a sum: how many values that has
   };
+
+  void TakeGroups() {
+    if (groups_ == nullptr) return;
+    for (std::size_t at = 0; at < totals_.size(); ++at) {
+      totals_[at].kind = groups_->kinds[at];
+      const Kt_WString& count = groups_->value_count_ids[at];
+      if (!count.IsEmpty()) totals_[at].count_col = dataset_.GetColIndex(count);
+    }
+    view_.SetRowCounts(dataset_.GetColIndex(groups_->row_count_id));
+  }
+
+  // How totals of rows are merged when the dataset holds those of groups.
+  Kt_Aggregate MergedBy(Kt_Aggregate kind) const {
+    const bool adds = kind == Kt_Aggregate::kCount || kind == Kt_Aggregate::kAvg;
+    return groups_ != nullptr && adds ? Kt_Aggregate::kSum : kind;
+  }
 
   // ---- Reading the options --------------------------------------------------------------------
 
@@ -315,9 +362,15 @@ class Arranger {
   }
 
   bool AddValueKeys() {
-    return std::all_of(totals_.begin(), totals_.end(), [this](const Total& total) {
-      return AddKey(Kt_KeyType::kPivotValue, total.col, false, total.kind);
-    });
+    constexpr auto kValue = Kt_KeyType::kPivotValue;
+    const bool has_rows =
+        groups_ == nullptr || !wanted_.pivot.empty() ||
+        AddKey(kValue, dataset_.GetColIndex(groups_->row_count_id), false, Kt_Aggregate::kSum);
+    return has_rows && std::all_of(totals_.begin(), totals_.end(), [this](const Total& total) {
+             return AddKey(kValue, total.col, false, MergedBy(total.kind)) &&
+                    (total.count_col < 0 ||
+                     AddKey(kValue, total.count_col, false, Kt_Aggregate::kSum));
+           });
   }
 
   // ---- Filter ---------------------------------------------------------------------------------
@@ -435,7 +488,8 @@ class Arranger {
         {u"rows", Kt_CliView::kRowCountCol, -1, Kt_ColumnType::kLong, Kt_Aggregate::kNone});
     for (const Total& total : totals_) {
       columns.push_back({TotalHeading(total), total.col, -1,
-                         TotalType(total.kind, dataset_.GetColType(total.col)), total.kind});
+                         TotalType(total.kind, dataset_.GetColType(total.col)), total.kind,
+                         total.count_col});
     }
     view_.SetColumns(std::move(columns));
     // Sorted by their totals, outer groups would stand apart from the inner ones they are made of.
@@ -467,7 +521,7 @@ class Arranger {
     const kt_long rows = dataset_.GetRowCount();
     for (const Column& column : view_.Columns()) {
       Kt_Variant value;
-      if (column.col == Kt_CliView::kRowCountCol) value = dataset_.GetCount(0, rows);
+      if (column.col == Kt_CliView::kRowCountCol) value = view_.CountRows(0, rows);
       if (column.total != Kt_Aggregate::kNone) value = TotalOf(column, rows);
       values.push_back(std::move(value));
     }
@@ -476,8 +530,11 @@ class Arranger {
 
   Kt_Variant TotalOf(const Column& column, kt_long rows) const {
     Kt_Variant value;
-    dataset_.GetAggregate(column.total, column.col, 0, rows, value);
-    return value;
+    dataset_.GetAggregate(MergedBy(column.total), column.col, 0, rows, value);
+    if (column.count_col < 0) return value;
+    Kt_Variant count;
+    dataset_.GetAggregate(Kt_Aggregate::kSum, column.count_col, 0, rows, count);
+    return Kt_CliView::Average(value, count);
   }
 
   // The first column says what the last line is, if it has no total of its own.
@@ -612,6 +669,7 @@ class Arranger {
   Kt_Dataset& dataset_;
   Kt_CliView& view_;
   Kt_CliReport& report_;
+  const PartialGroups* groups_;
   FirstError errors_;
   Kt_ExprDataset wrapper_;
   std::vector<NamedColumn> sort_keys_;
@@ -623,9 +681,19 @@ class Arranger {
 
 }  // namespace
 
-int Arrange(const Arrangement& wanted, Kt_Dataset& dataset, Kt_CliView& view,
-            Kt_CliReport& report) {
-  return Arranger(wanted, dataset, view, report).Run();
+int Arrange(const Arrangement& wanted, Kt_Dataset& dataset, Kt_CliView& view, Kt_CliReport& report,
+            const PartialGroups* groups) {
+  return Arranger(wanted, dataset, view, report, groups).Run();
+}
+
+bool RequestOf(const Arrangement& wanted, Kt_Dataset& columns, Kt_SqlRequest& request) {
+  std::ostream nowhere(nullptr);
+  Kt_CliReport silent(Streams{nowhere, nowhere});
+  Kt_CliView view(columns);
+  request = {};
+  request.filter = Kt_WString::FromUtf8(wanted.filter);
+  request.filter.Trim();
+  return Arranger(wanted, columns, view, silent, nullptr).AddTo(request);
 }
 
 std::string KnownColumns(std::u16string_view wanted, const std::vector<Kt_WString>& names) {

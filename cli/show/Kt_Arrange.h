@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "classlib/store/Kt_Dataset.h"
+#include "connect/sql/Kt_SqlQuery.h"
 
 class Kt_CliReport;
 class Kt_CliView;
@@ -24,10 +25,24 @@ struct Arrangement {
   bool totals_only = false;                                  // the groups without their records
 };
 
+// What a dataset of groups has in place of rows, where a database has grouped them: how many rows
+// each stands for, and the totals, which are merged further.
+struct PartialGroups {
+  Kt_WString row_count_id;
+  std::vector<Kt_Aggregate> kinds;            // of the totals, in their order
+  std::vector<Kt_WString> value_count_ids;    // as in Kt_SqlAnswer
+};
+
+// The request that an arrangement makes of a table with these columns: all that it reads of rows.
+// Nothing for an arrangement that is wrong.
+bool RequestOf(const Arrangement& wanted, Kt_Dataset& columns, Kt_SqlRequest& request);
+
 // Filters, sorts, groups the dataset, or makes a cross table of it, by the methods that scripts
 // call, and has the view show the result. Returns an exit status of kt; what is wrong has been
 // reported then, with the names of the columns when one is unknown.
-int Arrange(const Arrangement& wanted, Kt_Dataset& dataset, Kt_CliView& view, Kt_CliReport& report);
+// `groups`: that the dataset holds groups, where the arrangement asks for nothing else.
+int Arrange(const Arrangement& wanted, Kt_Dataset& dataset, Kt_CliView& view, Kt_CliReport& report,
+            const PartialGroups* groups = nullptr);
 
 // "; did you mean 'price'? Columns: id, price, qty", to go after a complaint about an unknown
 // name.

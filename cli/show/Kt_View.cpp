@@ -90,6 +90,18 @@ Kt_Variant Kt_CliView::StateText(kt_long dataset_row) const {
   }
 }
 
+Kt_Variant Kt_CliView::CountRows(kt_long start, kt_long end) const {
+  if (row_counts_col_ < 0) return dataset_.GetCount(start, end);
+  Kt_Variant count;
+  dataset_.GetAggregate(Kt_Aggregate::kSum, row_counts_col_, start, end, count);
+  return count;
+}
+
+Kt_Variant Kt_CliView::Average(const Kt_Variant& sum, const Kt_Variant& count) {
+  const double values = count.ToDouble();
+  return values == 0 ? Kt_Variant() : Kt_Variant(sum.ToDouble() / values);
+}
+
 Kt_Variant Kt_CliView::Cell(kt_long row, std::size_t column) const {
   const Column& shown = columns_[column];
   const kt_long at = DatasetRow(row);
@@ -98,9 +110,12 @@ Kt_Variant Kt_CliView::Cell(kt_long row, std::size_t column) const {
     case kStateCol: return StateText(at);
     case kRowCountCol: {
       const kt_long start = dataset_.GetRangeStart(at);
-      return dataset_.GetCount(start, start + dataset_.GetRangeCount(at));
+      return CountRows(start, start + dataset_.GetRangeCount(at));
     }
     default: break;
+  }
+  if (shown.count_col >= 0) {
+    return Average(dataset_.ReadColumn(at, shown.col), dataset_.ReadColumn(at, shown.count_col));
   }
   if (!dataset_.IsPivot()) return dataset_.ReadColumn(at, shown.col);
   if (shown.position != kAcross) return dataset_.ReadColumn(at, shown.col, shown.position);

@@ -20,6 +20,8 @@ class Kt_CliView {
     kt_long position = -1;  // of a cross table; kAcross: its total over all positions
     Kt_ColumnType type = Kt_ColumnType::kString;
     Kt_Aggregate total = Kt_Aggregate::kNone;  // what subtotal rows show
+    // Of an average whose cells are sums: the dataset column that says of how many values.
+    kt_long count_col = -1;
   };
   static constexpr kt_long kRowCountCol = -2;  // the records that a subtotal row stands for
   static constexpr kt_long kLevelCol = -3;
@@ -58,6 +60,12 @@ class Kt_CliView {
   // The dataset columns that the levels of subtotals go by, outermost first.
   void SetGroupKeys(std::vector<kt_long> keys) { group_keys_ = std::move(keys); }
 
+  // Of a dataset whose records stand for several rows each: the column that says for how many.
+  void SetRowCounts(kt_long col) { row_counts_col_ = col; }
+  // How many records, or rows that they stand for, are between two rows of the dataset.
+  Kt_Variant CountRows(kt_long start, kt_long end) const;
+  static Kt_Variant Average(const Kt_Variant& sum, const Kt_Variant& count);
+
   kt_long RowCount() const;
   kt_long Level(kt_long row) const;  // 0: a record
   // True when rows of different levels stand among each other.
@@ -86,6 +94,7 @@ class Kt_CliView {
   Kt_UniqueIds headings_{u" "};  // which become ids of columns in files
   std::vector<std::size_t> label_columns_;
   std::vector<kt_long> group_keys_;
+  kt_long row_counts_col_ = -1;
   std::vector<kt_long> rows_;  // of the dataset, when only some are shown
   bool some_rows_ = false;
   bool mixes_levels_ = false;

@@ -70,7 +70,7 @@ class Query {
       const auto is_it = [&](const Kt_WString& id) { return id.EqualsNoCase(column.id); };
       const bool is_wanted =
           request_.columns.empty() || std::ranges::any_of(request_.columns, is_it);
-      if (is_wanted) columns.push_back(&column);
+      if (is_wanted || IsForFilter(column)) columns.push_back(&column);
     }
     for (const Kt_SqlColumn* const column : columns) {
       Select(Kt_Database::Quoted(column->name), column->id, column->type);
@@ -80,10 +80,20 @@ class Query {
       where_.clear();
       parameters.clear();
       answer.is_filtered = false;
+      return MakeRows();  // with the columns that the filter reads
     }
     if (where_.empty()) types.clear();
     answer.has_filter = !where_.empty();
+    answer.column_count = columns.size();
     order_ = where_.empty() ? "" : table_.RowOrder();
+  }
+
+  // Whether the filter, or what is left of it, reads the column here.
+  bool IsForFilter(const Kt_SqlColumn& column) const {
+    if (request_.filter.IsEmpty() || answer.is_filtered) return false;
+    if (filter_ == nullptr) return true;  // nobody knows what it reads
+    return std::ranges::find(filter_->Columns(), table_.IndexOf(column)) !=
+           filter_->Columns().end();
   }
 
   // ---- Groups ---------------------------------------------------------------------------------

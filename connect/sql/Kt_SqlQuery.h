@@ -26,6 +26,7 @@ struct Kt_SqlAnswer {
   bool has_filter = false;   // the filter, or a part of it, was in the statement
   bool is_filtered = false;  // all of it: nothing is left to do
   bool is_grouped = false;
+  std::size_t column_count = 0;  // of the table, that were fetched as they are
   // Ids of the added columns of groups: how many rows they stand for; for every average of
   // `totals`, how many values its sum has, otherwise empty.
   Kt_WString row_count_id;
