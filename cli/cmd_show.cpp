@@ -13,6 +13,7 @@
 #include "cli/Kt_Bounds.h"
 #include "cli/Kt_Cli.h"
 #include "cli/Kt_Color.h"
+#include "cli/Kt_Expr.h"
 #include "cli/Kt_File.h"
 #include "cli/Kt_Report.h"
 #include "cli/data/Kt_Database.h"
@@ -108,8 +109,8 @@ class Show {
     Kt_CliView view(dataset_);
     Arrangement left = options_.arrangement;
     left.filter = pushed_.filter;
-    const int status = Arrange(left, dataset_, view, report_,
-                               pushed_.groups ? &*pushed_.groups : nullptr);
+    const int status =
+        Arrange(left, dataset_, view, report_, pushed_.groups ? &*pushed_.groups : nullptr);
     if (status != kFine) return status;
     if (options_.states) {
       view.AddColumn(
@@ -174,13 +175,17 @@ class Show {
   bool LoadArranged(DataReport& data_report) {
     pushed_.filter = options_.arrangement.filter;
     const bool is_database = Kt_DatabaseUrl::IsUrl(options_.file);
-    const bool loaded =
-        is_database && !options_.no_pushdown &&
-        kt::cli::LoadArranged(options_.file, data_options_, options_.arrangement, options_.chart,
-                              dataset_, data_report, pushed_);
+    const bool loaded = is_database && !options_.no_pushdown &&
+                        kt::cli::LoadArranged(options_.file, data_options_, options_.arrangement,
+                                              options_.chart, dataset_, data_report, pushed_);
     if (options_.explain && !is_database) pushed_.lines = {"here: everything; it is a file"};
     if (options_.explain && options_.no_pushdown) {
       pushed_.lines = {"here: everything; --no-pushdown"};
+    }
+    Kt_Expr ignored;  // Arrange warns of what is left to it
+    const bool is_done = pushed_.filter.empty() && !options_.arrangement.filter.empty();
+    if (is_done) {
+      (void)ParseExpression(Kt_WString::FromUtf8(options_.arrangement.filter), ignored, report_);
     }
     if (!options_.explain) pushed_.lines.clear();
     for (const std::string& line : pushed_.lines) {

@@ -12,11 +12,15 @@ using kt::detail::Answer;
 
 namespace {
 
-// The cells in a column of a type that holds them as well.
+// The cells in a column of another type; null when that changes a value.
 std::shared_ptr<Kt_Column> Converted(const Kt_Column& cells, Kt_ColumnType type) {
   auto made = std::make_shared<Kt_Column>(type);
   made->Reserve(cells.RowCount());
-  for (std::size_t row = 0; row < cells.RowCount(); ++row) made->Append(cells.Read(row));
+  for (std::size_t row = 0; row < cells.RowCount(); ++row) {
+    const Kt_Variant value = cells.Read(row);
+    made->Append(value);
+    if (!value.IsEmpty() && Var_Cmp(value, made->Read(row), kCmpEqual) == 0) return nullptr;
+  }
   return made;
 }
 
@@ -28,6 +32,10 @@ kt_long Take(Answer& answer, std::span<const Kt_ColumnType> types, Kt_Dataset& d
   for (std::size_t col = 0; col < answer.Columns().size(); ++col) {
     std::shared_ptr<Kt_Column> cells = answer[col].Take();
     if (col < types.size() && cells->Type() != types[col]) cells = Converted(*cells, types[col]);
+    if (cells == nullptr) {
+      error = "column '" + answer.Columns()[col].name + "' has values that its type does not hold";
+      return kFailed;
+    }
     columns.push_back(
         {ids.MakeHeading(Kt_WString::FromUtf8(answer.Columns()[col].name)), std::move(cells)});
   }

@@ -59,10 +59,9 @@ class KT_CONNECT_API Kt_Database {
   // Runs one statement and puts its answer in place of the columns and rows of `dataset`, which
   // stays as it was otherwise. The number of rows, or the code of the failure.
   // With `types`, one for every column, the columns have those: an answer that is a part of a table
-  // has the types of the whole.
+  // has the types of the whole. A value that such a type does not hold is an error.
   kt_long Query(std::string_view statement, std::span<const Kt_Variant> parameters,
-                Kt_Dataset& dataset, std::string& error,
-                std::span<const Kt_ColumnType> types = {});
+                Kt_Dataset& dataset, std::string& error, std::span<const Kt_ColumnType> types = {});
   // The same for all rows of a table.
   kt_long LoadTable(std::string_view table, Kt_Dataset& dataset, std::string& error);
   // Runs a statement; `changed` is how many rows it inserted, updated or deleted.

@@ -118,7 +118,7 @@ class Arranger {
     return kFine;
   }
 
-   // What is read of the rows; without the columns that are only shown.
+  // What is read of the rows; without the columns that are only shown.
   bool AddTo(Kt_SqlRequest& request) {
     if (!ReadNames()) return false;
     const bool is_rows = wanted_.pivot.empty() && !wanted_.totals_only;
@@ -132,12 +132,17 @@ class Arranger {
     for (const auto* const list : {&group_keys_, &pivot_rows_, &pivot_columns_, &sort_keys_}) {
       shown.insert(shown.end(), list->begin(), list->end());
     }
-    for (const NamedColumn& column : shown) request.columns.push_back(dataset_.GetColID(column.col));
-    if (is_rows) {
+    for (const NamedColumn& column : shown)
+      request.columns.push_back(dataset_.GetColID(column.col));
+    const bool is_pivot = !wanted_.pivot.empty();
+    const bool has_averages = std::any_of(totals_.begin(), totals_.end(), [](const Total& total) {
+      return total.kind == Kt_Aggregate::kAvg;
+    });
+    // The cells of a cross table are not made of two columns, as an average of averages would be.
+    if (is_rows || (is_pivot && has_averages)) {
       request.totals.clear();
       return true;
     }
-    const bool is_pivot = !wanted_.pivot.empty();
     for (const auto* const list : {is_pivot ? &pivot_rows_ : &group_keys_, &pivot_columns_}) {
       for (const NamedColumn& key : *list) request.keys.push_back(dataset_.GetColID(key.col));
     }
@@ -693,6 +698,8 @@ bool RequestOf(const Arrangement& wanted, Kt_Dataset& columns, Kt_SqlRequest& re
   request = {};
   request.filter = Kt_WString::FromUtf8(wanted.filter);
   request.filter.Trim();
+  Kt_Expr filter;
+  if (!request.filter.IsEmpty() && !ParseExpression(request.filter, filter, silent)) return false;
   return Arranger(wanted, columns, view, silent, nullptr).AddTo(request);
 }
 

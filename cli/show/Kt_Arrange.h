@@ -29,8 +29,8 @@ struct Arrangement {
 // each stands for, and the totals, which are merged further.
 struct PartialGroups {
   Kt_WString row_count_id;
-  std::vector<Kt_Aggregate> kinds;            // of the totals, in their order
-  std::vector<Kt_WString> value_count_ids;    // as in Kt_SqlAnswer
+  std::vector<Kt_Aggregate> kinds;          // of the totals, in their order
+  std::vector<Kt_WString> value_count_ids;  // as in Kt_SqlAnswer
 };
 
 // The request that an arrangement makes of a table with these columns: all that it reads of rows.

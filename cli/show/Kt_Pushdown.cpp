@@ -28,7 +28,7 @@ bool ReadRequest(Kt_Database& database, Kt_SqlTable& table, const Arrangement& w
   if (wanted.pivot.empty()) return true;
   std::vector<Kt_SqlTable::Wanted> values;
   for (const auto& [kind, id] : request.totals) {
-    values.push_back({table.IndexOf(*table.Find(id)), Kt_SqlQuestion::kRange});
+    values.push_back({table.IndexOf(*table.Find(id)), Kt_SqlQuestion::kType});
   }
   std::string error;
   if (!table.Ask(database, values, error)) return false;
@@ -46,8 +46,12 @@ PartialGroups GroupsOf(const Kt_SqlRequest& request, const Kt_SqlAnswer& answer)
 
 void Explain(const Kt_SqlTable& table, const Kt_SqlRequest& request, const Kt_SqlAnswer& answer,
              kt_long rows, std::vector<std::string>& lines) {
-  if (!answer.question.empty()) lines.push_back("asked first: " + answer.question);
+  for (const std::string& question : answer.questions) lines.push_back("asked first: " + question);
   lines.push_back("statement: " + answer.statement);
+  for (std::size_t at = 0; at < answer.parameters.size(); ++at) {
+    const std::string value = answer.parameters[at].ToString().ToUtf8();
+    lines.push_back(fmt::format("?{} is {}", at + 1, value));
+  }
   std::string there;
   const auto add = [&](const std::string& what) { there += (there.empty() ? "" : "; ") + what; };
   if (answer.has_filter) add(answer.is_filtered ? "the filter" : "a part of the filter");

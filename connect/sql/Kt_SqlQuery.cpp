@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
-// One statement for a request. It is made twice: first from what the declarations tell; when that
-// leaves something out, the table is asked for the kinds and ranges of the columns at hand, and the
-// statement is made again.
+// One statement for a request. It is made first from what the declarations tell; when that leaves
+// something out that knowledge might bring, the table is asked for the kinds of the columns at hand
+// and the statement is made again, and once more with the ranges of what the filter computes with.
 #include "connect/sql/Kt_SqlQuery.h"
 
 #include <algorithm>
@@ -15,10 +15,8 @@ namespace {
 
 using Kind = Kt_SqlKind;
 
-constexpr double kMaxLong = 2147483647.0;
-constexpr double kMaxExact = 9007199254740992.0;  // 2^53
-constexpr double kMaxAmount = 900e12;             // of currency
-constexpr double kGreatest = 1e300;
+// Sums of amounts that SQLite adds as ten-thousandths come back as doubles.
+constexpr double kMaxAmount = 900719925474.0;
 
 class Query {
  public:
@@ -37,19 +35,18 @@ class Query {
   Kt_SqlAnswer answer;
   std::vector<Kt_Variant> parameters;
   std::vector<Kt_ColumnType> types;
-  // Whether asking the table might make more of it.
-  bool is_complete = true;
+  // What asking the table for might make more of it.
+  bool wants_types = false;
+  bool wants_ranges = false;
 
  private:
-  void Leave(std::string reason) {
-    is_complete = false;
-    answer.reasons.push_back(std::move(reason));
-  }
+  void Leave(std::string reason) { answer.reasons.push_back(std::move(reason)); }
 
   void MakeFilter() {
     Kt_SqlExpr::Filter made = filter_->ToFilter(table_, parameters);
     where_ = std::move(made.where);
     answer.is_filtered = made.is_whole;
+    wants_types = wants_ranges = made.may_learn;
     for (std::string& reason : made.reasons) Leave("the filter: " + reason);
   }
 
@@ -76,6 +73,7 @@ class Query {
       Select(Kt_Database::Quoted(column->name), column->id, column->type);
       if (column->has_type || where_.empty()) continue;
       // Its type in the dataset depends on the rows that the filter would leave out.
+      wants_types = true;
       Leave("the filter: column '" + column->name + "' " + column->why_other);
       where_.clear();
       parameters.clear();
@@ -106,8 +104,7 @@ class Query {
         const char* const why = column.kind == Kind::kReal
                                     ? "holds doubles, whose zeros and NaN make groups of their own"
                                     : column.why_other.c_str();
-        Leave("the groups: column '" + column.name + "' " + why);
-        return false;
+        return Refuse(column, why);
       }
       const std::string key = Kt_Database::Quoted(column.name) + Collation(column);
       Select(key, column.id, column.type);
@@ -138,6 +135,7 @@ class Query {
   }
 
   bool Refuse(const Kt_SqlColumn& column, const std::string& why) {
+    wants_types = wants_types || !column.has_type;
     Leave("the groups: column '" + column.name + "' " + why);
     return false;
   }
@@ -155,7 +153,7 @@ class Query {
 
   bool MakeExtreme(Kt_Aggregate what, const Kt_SqlColumn& column) {
     const bool is_text = column.kind == Kind::kText;
-    if (column.kind == Kind::kReal && column.may_be_nan) return Refuse(column, "may have NaN");
+    wants_ranges = wants_ranges || (is_text && !column.has_text_range);
     if (is_text && !(table_.IsUtf8() && column.is_plain)) {
       return Refuse(column, "may have texts with characters beyond U+FFFF");
     }
@@ -166,34 +164,30 @@ class Query {
     return true;
   }
 
-  // A sum of sums is the sum: of whole numbers and amounts as long as none of them overflows.
+  // Sums of whole numbers and amounts are exact. One that the column's type does not hold is found
+  // when it comes, and so is one that is infinite or NaN, which SQLite gives as null.
   bool MakeSum(const Kt_SqlColumn& column) {
     const std::string name = Kt_Database::Quoted(column.name);
-    const double most =
-        std::max(std::fabs(column.low), std::fabs(column.high)) * table_.RowCount();
-    const auto sum = [&](const std::string& value, double bound) {
-      if (!(most <= bound)) return Refuse(column, "may have sums that are too great");
-      Select(value, column.id, column.type);
-      return true;
-    };
     const bool is_sqlite = table_.IsSqlite();
+    std::string sum = "sum(" + name + ")";
     switch (column.kind) {
       case Kind::kWhole:
-        return sum(is_sqlite ? "sum(" + name + ")" : "sum((" + name + ")::int8)::int8",
-                   column.is_long ? kMaxLong : kMaxExact);
+        if (!is_sqlite) sum = "sum((" + name + ")::int8)::int8";
+        break;
       case Kind::kReal:
-        if (column.may_be_nan) return Refuse(column, "may have NaN");
-        return sum("sum(" + name + ")", kGreatest);
+        if (is_sqlite) sum = "total(" + name + ")";
+        break;
       case Kind::kCurrency:
-        return is_sqlite
-                   ? sum("sum(CAST(round(" + name + " * 10000.0) AS INTEGER)) / 10000.0",
-                         kMaxExact / Kt_Currency::kScale)
-                   : sum("sum(" + name + ")", kMaxAmount);
+        if (is_sqlite) sum = "sum(CAST(round(" + name + " * 10000.0) AS INTEGER)) / 10000.0";
+        break;
       case Kind::kNothing:
-        if (column.type != Kt_ColumnType::kString) return sum("NULL", kGreatest);
-        return Refuse(column, "holds nothing");
+        if (column.type == Kt_ColumnType::kString) return Refuse(column, "holds nothing");
+        sum = "NULL";
+        break;
       default: return Refuse(column, "holds no numbers");
     }
+    Select(sum, column.id, column.type);
+    return true;
   }
 
   // ---- The statement --------------------------------------------------------------------------
@@ -248,26 +242,28 @@ class Reading {
   bool is_begun_ = false;
 };
 
-// What the statement may need to know: the types of what is fetched, the ranges of what is computed.
+// What the statement may need to know: the types of all that it names, the ranges of what is
+// computed.
 std::vector<Kt_SqlTable::Wanted> Questions(const Kt_SqlTable& table, const Kt_SqlRequest& request,
-                                           const Kt_SqlExpr* filter, bool is_filtered) {
+                                           const Kt_SqlExpr* filter, bool wants_ranges) {
   std::vector<Kt_SqlTable::Wanted> wanted;
   const auto add = [&](std::size_t column, Kt_SqlQuestion question) {
     const auto known = std::ranges::find(wanted, column, &Kt_SqlTable::Wanted::column);
-    if (known == wanted.end()) {
-      wanted.push_back({column, question});
-    } else if (question == Kt_SqlQuestion::kRange) {
-      known->question = question;
-    }
+    if (known == wanted.end()) wanted.push_back({column, question});
   };
-  if (filter != nullptr && !is_filtered) {
-    for (const std::size_t column : filter->Columns()) add(column, Kt_SqlQuestion::kRange);
+  if (filter != nullptr) {
+    for (const std::size_t column : filter->Columns()) {
+      add(column, wants_ranges ? Kt_SqlQuestion::kRange : Kt_SqlQuestion::kType);
+    }
   }
   for (const auto& [what, id] : request.totals) {
-    const bool needs_range = what != Kt_Aggregate::kCount;
-    if (needs_range) add(table.IndexOf(*table.Find(id)), Kt_SqlQuestion::kRange);
+    const Kt_SqlColumn& column = *table.Find(id);
+    const bool is_extreme = what == Kt_Aggregate::kMax || what == Kt_Aggregate::kMin;
+    const bool is_text = column.kind == Kind::kText && is_extreme;
+    if (what == Kt_Aggregate::kCount || request.keys.empty()) continue;
+    add(table.IndexOf(column),
+        is_text && wants_ranges ? Kt_SqlQuestion::kRange : Kt_SqlQuestion::kType);
   }
-  if (filter == nullptr && request.keys.empty()) return wanted;
   const std::vector<Kt_WString>& fetched = request.keys.empty() ? request.columns : request.keys;
   for (std::size_t column = 0; column < table.Columns().size(); ++column) {
     const auto is_it = [&](const Kt_WString& id) {
@@ -277,6 +273,30 @@ std::vector<Kt_SqlTable::Wanted> Questions(const Kt_SqlTable& table, const Kt_Sq
     if (is_fetched) add(column, Kt_SqlQuestion::kType);
   }
   return wanted;
+}
+
+// Whether the totals of groups are what the engine would have added up: numbers as the engine has
+// them, as far as that could not be known before.
+bool HasSoundTotals(const Kt_SqlTable& table, const Kt_SqlRequest& request,
+                    const Kt_Dataset& dataset, std::string& error) {
+  for (const auto& [what, id] : request.totals) {
+    const Kt_SqlColumn& column = *table.Find(id);
+    const bool adds = what == Kt_Aggregate::kSum || what == Kt_Aggregate::kAvg;
+    const bool is_real = column.kind == Kind::kReal;
+    const kt_long col = dataset.GetColIndex(id);
+    for (kt_long row = 0; row < dataset.GetRowCount(); ++row) {
+      const Kt_Variant value = dataset.ReadColumn(row, col);
+      const double number = value.ToDouble();
+      const bool is_lost = adds && is_real && table.IsSqlite() && value.IsEmpty();
+      const bool is_odd = is_real && (adds ? !std::isfinite(number) : std::isnan(number));
+      const bool is_great = adds && column.kind == Kind::kCurrency && table.IsSqlite() &&
+                            std::fabs(number) > kMaxAmount;
+      if (!is_lost && !is_odd && !is_great) continue;
+      error = "the total of column '" + column.name + "' is infinite, NaN or too great";
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace
@@ -289,18 +309,24 @@ kt_long Kt_SqlLoad(Kt_Database& database, Kt_SqlTable& table, const Kt_SqlReques
   const Kt_SqlExpr* const filter = has_filter ? &expr : nullptr;
   const Reading reading(database, table.IsSqlite());
 
-  auto query = std::make_unique<Query>(table, request, filter);
-  query->Make();
-  std::string question;
-  if (!query->is_complete && (has_filter || request.filter.IsEmpty())) {
-    const bool is_filtered = query->answer.is_filtered;
-    if (!table.Ask(database, Questions(table, request, filter, is_filtered), error)) return kFailed;
-    question = table.LastQuestion();
+  std::unique_ptr<Query> query;
+  for (const bool wants_ranges : {false, true}) {
+    query = std::make_unique<Query>(table, request, filter);
+    query->Make();
+    if (!(wants_ranges ? query->wants_ranges : query->wants_types || query->wants_ranges)) continue;
+    if (!table.Ask(database, Questions(table, request, filter, wants_ranges), error)) {
+      return kFailed;
+    }
     query = std::make_unique<Query>(table, request, filter);
     query->Make();
   }
   answer = std::move(query->answer);
-  answer.question = std::move(question);
+  answer.questions = table.Questions();
   if (!reason.empty()) answer.reasons.insert(answer.reasons.begin(), "the filter: " + reason);
-  return database.Query(answer.statement, query->parameters, dataset, error, query->types);
+  answer.parameters = std::move(query->parameters);
+  const kt_long rows =
+      database.Query(answer.statement, answer.parameters, dataset, error, query->types);
+  const bool is_sound =
+      rows < 0 || !answer.is_grouped || HasSoundTotals(table, request, dataset, error);
+  return is_sound ? rows : kFailed;
 }

@@ -22,9 +22,10 @@ struct Kt_SqlRequest {
 // What the statement does of it, and what is left.
 struct Kt_SqlAnswer {
   std::string statement;
-  std::string question;      // the statement that asked for kinds and ranges, if there was one
-  bool has_filter = false;   // the filter, or a part of it, was in the statement
-  bool is_filtered = false;  // all of it: nothing is left to do
+  std::vector<Kt_Variant> parameters;
+  std::vector<std::string> questions;  // the statements that asked for kinds and ranges
+  bool has_filter = false;             // the filter, or a part of it, was in the statement
+  bool is_filtered = false;            // all of it: nothing is left to do
   bool is_grouped = false;
   std::size_t column_count = 0;  // of the table, that were fetched as they are
   // Ids of the added columns of groups: how many rows they stand for; for every average of

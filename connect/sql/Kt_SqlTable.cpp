@@ -18,7 +18,6 @@
 namespace {
 
 constexpr double kMaxWhole = 9007199254740992.0;  // 2^53
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
 
 bool IsLongRange(double low, double high) { return low >= -2147483648.0 && high <= 2147483647.0; }
 
@@ -58,28 +57,98 @@ void SetWhole(Kt_SqlColumn& column) {
 }
 
 // ---- SQLite -----------------------------------------------------------------------------------
+//
+// What a column is declared as makes most kinds of values impossible: a number in a TEXT column
+// becomes a text, a whole number in a REAL column a real. So it takes one comparison a cell to find
+// out that all of them are what one expects, and columns with other values are asked in detail.
 
-// The aggregates that SQLite is asked for, in the order in which TakeSqlite reads them.
+enum class Affinity : std::uint8_t { kInteger, kText, kReal, kBoolean, kNumeric, kNone };
+
+// In the order in which the database itself looks for words.
+Affinity AffinityOf(const std::string& declared) {
+  const auto has = [&](const char* word) { return declared.find(word) != declared.npos; };
+  if (has("INT")) return Affinity::kInteger;
+  if (has("CHAR") || has("CLOB") || has("TEXT")) return Affinity::kText;
+  if (has("BLOB") || declared.empty()) return Affinity::kNone;
+  if (has("REAL") || has("FLOA") || has("DOUB")) return Affinity::kReal;
+  return has("BOOL") ? Affinity::kBoolean : Affinity::kNumeric;
+}
+
+// A condition for values that one does not expect; empty where one expects nothing.
+std::string Unexpected(const Kt_SqlColumn& column) {
+  const std::string name = Kt_Database::Quoted(column.name);
+  switch (AffinityOf(column.declared.declared)) {
+    case Affinity::kBoolean:
+    case Affinity::kInteger:
+      return name + " NOT BETWEEN -2147483648 AND 2147483647 OR " + name + " <> CAST(" + name +
+             " AS INTEGER)";
+    case Affinity::kText: return name + " >= x''";
+    case Affinity::kReal: return name + " NOT BETWEEN -1e100 AND 1e100";
+    case Affinity::kNumeric: break;
+    case Affinity::kNone: return {};
+  }
+  if (column.declared.type == Kt_ColumnType::kCurrency) {
+    return name + " NOT BETWEEN -274877906944 AND 274877906944 OR " + name + " <> round(" + name +
+           " * 10000.0) / 10000.0";
+  }
+  if (column.declared.type == Kt_ColumnType::kDateTime) {
+    return name + " <> ifnull(date(" + name + "), '') OR " + name +
+           " NOT BETWEEN '0001-01-01' AND '9999-12-31'";
+  }
+  return {};
+}
+
+void Bound(Kt_SqlColumn& column, double low, double high) {
+  column.has_range = true;
+  column.low = low;
+  column.high = high;
+}
+
+// Takes over that no value is unexpected.
+void TakeExpected(Kt_SqlColumn& column) {
+  switch (AffinityOf(column.declared.declared)) {
+    case Affinity::kBoolean:
+    case Affinity::kInteger: Bound(column, -2147483648.0, 2147483647.0); return SetWhole(column);
+    case Affinity::kText: return SetKind(column, Kt_SqlKind::kText, Kt_ColumnType::kString);
+    case Affinity::kReal:
+      Bound(column, -1e100, 1e100);
+      return SetKind(column, Kt_SqlKind::kReal, Kt_ColumnType::kDouble);
+    default: break;
+  }
+  if (column.declared.type == Kt_ColumnType::kDateTime) {
+    return SetKind(column, Kt_SqlKind::kDate, Kt_ColumnType::kDateTime);
+  }
+  Bound(column, -274877906944.0, 274877906944.0);
+  SetKind(column, Kt_SqlKind::kCurrency, Kt_ColumnType::kCurrency);
+}
+
+// The aggregates that SQLite is asked for in detail, in the order in which TakeSqlite reads them.
 void AskSqlite(const Kt_SqlColumn& column, Kt_SqlQuestion question, std::string& list) {
   const std::string name = Kt_Database::Quoted(column.name);
+  if (question == Kt_SqlQuestion::kRange) {
+    list += ", count(" + name + ")";
+    if (column.kind == Kt_SqlKind::kText) {
+      list += ", max(length(" + name + ")), max(" + name +
+              " GLOB '*[\xF0\x90\x80\x80-\xF4\x8F\xBF\xBF]*' OR instr(" + name +
+              ", char(0)) > 0), max(" + name + " GLOB '*[^\x01-\x7F]*')";
+    } else {
+      list += ", min(" + name + "), max(" + name + ")";
+    }
+    return;
+  }
   const std::string kind = "nullif(typeof(" + name + "),'null')";
   const std::string number = "CASE WHEN typeof(" + name + ") IN ('integer','real') THEN " + name;
-  const std::string text = "CASE WHEN typeof(" + name + ") = 'text' THEN ";
-  list += ", count(" + name + "), min(" + kind + "), max(" + kind + "), min(" + number +
-          " END), max(" + number + " END), max(CASE WHEN typeof(" + name + ") = 'integer' THEN " + name +
+  list += ", min(" + kind + "), max(" + kind + "), min(" + number + " END), max(" + number +
+          " END), max(CASE WHEN typeof(" + name + ") = 'integer' THEN " + name +
           " NOT BETWEEN -9007199254740992 AND 9007199254740992 END)";
   if (column.declared.type == Kt_ColumnType::kDateTime) {
-    list += ", min(" + text + name + " IS date(" + name + ") AND " + name +
-            " >= '0001-01-01' AND " + name + " < ':' END)";
+    list += ", min(CASE WHEN typeof(" + name + ") = 'text' THEN " + name + " IS date(" + name +
+            ") AND " + name + " >= '0001-01-01' AND " + name + " < ':' END)";
   }
   if (column.declared.type == Kt_ColumnType::kCurrency) {
     list += ", min(" + number + " = round(" + name + " * 10000.0) / 10000.0 AND abs(" + name +
             " * 10000.0) <= 9007199254740992.0 END)";
   }
-  if (question != Kt_SqlQuestion::kRange) return;
-  list += ", max(" + text + "length(" + name + ") END), max(" + text + name +
-          " GLOB '*[\xF0\x90\x80\x80-\xF4\x8F\xBF\xBF]*' OR instr(" + name +
-          ", char(0)) > 0 END), max(" + text + name + " GLOB '*[^\x01-\x7F]*' END)";
 }
 
 class Cells {
@@ -113,8 +182,21 @@ void SetSqliteNumbers(Kt_SqlColumn& column, bool has_reals, bool are_amounts) {
   }
 }
 
-void TakeSqlite(Kt_SqlColumn& column, Kt_SqlQuestion question, double row_count, Cells& cells) {
-  column.may_be_null = cells.Next().ToDouble() < row_count;
+void TakeSqliteRange(Kt_SqlColumn& column, double row_count, Cells& cells) {
+  const double values = cells.Next().ToDouble();
+  column.may_be_null = values < row_count;
+  if (column.kind == Kt_SqlKind::kText) {
+    TakeTextRange(column, cells);
+  } else {
+    const Kt_Variant low = cells.Next();
+    const Kt_Variant high = cells.Next();
+    column.has_exact_range = true;
+    if (column.kind != Kt_SqlKind::kDate) SetRange(column, low, high);
+  }
+  if (values == 0) SetKind(column, Kt_SqlKind::kNothing, column.type);
+}
+
+void TakeSqliteKind(Kt_SqlColumn& column, Cells& cells) {
   const std::string least = cells.Next().ToString().ToUtf8();
   const std::string greatest = cells.Next().ToString().ToUtf8();
   const Kt_Variant low = cells.Next();
@@ -125,7 +207,6 @@ void TakeSqlite(Kt_SqlColumn& column, Kt_SqlQuestion question, double row_count,
   const bool are_days = is_date && cells.NextIsTrue();
   const bool are_amounts =
       column.declared.type == Kt_ColumnType::kCurrency && cells.NextIsTrue() && column.has_range;
-  if (question == Kt_SqlQuestion::kRange) TakeTextRange(column, cells);
   const bool is_one = least == greatest;
   if (least.empty()) {
     SetKind(column, Kt_SqlKind::kNothing, column.declared.type);
@@ -191,9 +272,7 @@ void AskPostgresql(const Kt_SqlColumn& column, Kt_SqlQuestion question, std::str
       list += ", bool_and(" + name + " = round(" + name + ", 4) AND abs(" + name +
               ") <= 922337203685477.5807)";
       break;
-    case pg::kDate:
-      list += ", bool_and(" + name + " BETWEEN '0001-01-01' AND '9999-12-31')";
-      break;
+    case pg::kDate: list += ", bool_and(" + name + " BETWEEN '0001-01-01' AND '9999-12-31')"; break;
     case pg::kTimestamp:
     case pg::kTimestampTz:
       list += ", bool_and((" + name + " >= '1721-01-01' AND " + name + " < '2079-01-01') OR (" +
@@ -234,8 +313,8 @@ void TakeNumeric(Kt_SqlColumn& column, Cells& cells) {
   SetUnknown(column, "has numbers that no currency holds");
 }
 
-void TakePostgresql(Kt_SqlColumn& column, Kt_SqlQuestion question, double row_count,
-                    bool is_utf8, Cells& cells) {
+void TakePostgresql(Kt_SqlColumn& column, Kt_SqlQuestion question, double row_count, bool is_utf8,
+                    Cells& cells) {
   const double values = cells.Next().ToDouble();
   column.may_be_null = values < row_count;
   switch (column.declared.type_number) {
@@ -254,6 +333,7 @@ void TakePostgresql(Kt_SqlColumn& column, Kt_SqlQuestion question, double row_co
     case pg::kInt8: {
       const Kt_Variant low = cells.Next();
       SetRange(column, low, cells.Next());
+      column.has_exact_range = true;
       SetWhole(column);
       break;
     }
@@ -263,7 +343,7 @@ void TakePostgresql(Kt_SqlColumn& column, Kt_SqlQuestion question, double row_co
       column.high = cells.Next().ToDouble();
       column.may_be_nan = cells.NextIsTrue();
       column.least = cells.Next().ToDouble();
-      column.has_range = true;
+      column.has_range = column.has_exact_range = true;
       break;
     case pg::kText:
     case pg::kVarchar:
@@ -278,7 +358,7 @@ void TakePostgresql(Kt_SqlColumn& column, Kt_SqlQuestion question, double row_co
 
 bool IsKnown(const Kt_SqlColumn& column, Kt_SqlQuestion question) {
   if (question == Kt_SqlQuestion::kType) return column.has_type;
-  return column.has_range || column.has_text_range || column.kind == Kt_SqlKind::kNothing ||
+  return column.has_exact_range || column.has_text_range || column.kind == Kt_SqlKind::kNothing ||
          (column.has_type && column.kind == Kt_SqlKind::kOther);
 }
 
@@ -309,16 +389,17 @@ bool Kt_SqlTable::DescribeSqlite(Kt_Database& database, std::string_view table,
   const Kt_Variant names[] = {Kt_Variant(Kt_WString::FromUtf8(parts.back()))};
   Kt_Dataset answer;
   if (database.Query("SELECT hex(CAST('a' AS BLOB)) = '61', "
-                     "sqlite_compileoption_used('ENABLE_MATH_FUNCTIONS'), "
-                     "(SELECT type = 'table' AND wr = 0 FROM pragma_table_list "
-                     "WHERE name = ?1 COLLATE NOCASE AND schema = 'main')",
+                     "sqlite_compileoption_used('ENABLE_MATH_FUNCTIONS'), t.type = 'table', "
+                     "t.wr = 0 FROM (SELECT 1) LEFT JOIN pragma_table_list t "
+                     "ON t.name = ?1 COLLATE NOCASE AND t.schema = 'main'",
                      names, answer, error) < 0) {
     return false;
   }
   Cells cells(answer);
   is_utf8_ = cells.NextIsTrue();
   has_math_functions_ = cells.NextIsTrue();
-  const bool has_rowid = cells.NextIsTrue() && parts.size() == 1;
+  has_affinities_ = cells.NextIsTrue() && parts.size() == 1;
+  const bool has_rowid = cells.NextIsTrue() && has_affinities_;
   if (has_rowid && Find(u"_rowid_") == nullptr) row_order_ = "_rowid_";
   return true;
 }
@@ -347,9 +428,42 @@ bool Kt_SqlTable::DescribePostgresql(Kt_Database& database, std::string& error) 
   return true;
 }
 
-bool Kt_SqlTable::Ask(Kt_Database& database, const std::vector<Wanted>& wanted,
-                      std::string& error) {
-  last_question_.clear();
+// Until no column has an unexpected value but those that are left out.
+bool Kt_SqlTable::AskExpected(Kt_Database& database, std::vector<std::size_t> columns,
+                              std::string& error) {
+  std::erase_if(columns, [&](std::size_t column) { return Unexpected(columns_[column]).empty(); });
+  while (!columns.empty()) {
+    std::string list;
+    std::string where;
+    for (const std::size_t column : columns) {
+      const std::string unexpected = "(" + Unexpected(columns_[column]) + ")";
+      list += (list.empty() ? "" : ", ") + unexpected;
+      where += (where.empty() ? "" : " OR ") + unexpected;
+    }
+    Kt_Dataset answer;
+    if (!Question(database,
+                  "SELECT " + list + " FROM " + quoted_name_ + " WHERE " + where + " LIMIT 1",
+                  answer, error)) {
+      return false;
+    }
+    if (answer.GetRowCount() == 0) {
+      for (const std::size_t column : columns) TakeExpected(columns_[column]);
+      return true;
+    }
+    Cells cells(answer);
+    std::erase_if(columns, [&](std::size_t) { return cells.NextIsTrue(); });
+  }
+  return true;
+}
+
+bool Kt_SqlTable::Question(Kt_Database& database, const std::string& statement, Kt_Dataset& answer,
+                           std::string& error) {
+  questions_.push_back(statement);
+  return database.Query(statement, {}, answer, error) >= 0;
+}
+
+bool Kt_SqlTable::AskDetails(Kt_Database& database, const std::vector<Wanted>& wanted,
+                             std::string& error) {
   std::vector<Wanted> asked;
   for (const Wanted& one : wanted) {
     if (!IsKnown(columns_[one.column], one.question)) asked.push_back(one);
@@ -359,22 +473,44 @@ bool Kt_SqlTable::Ask(Kt_Database& database, const std::vector<Wanted>& wanted,
   for (const Wanted& one : asked) {
     (IsSqlite() ? AskSqlite : AskPostgresql)(columns_[one.column], one.question, list);
   }
-  last_question_ = list + " FROM " + quoted_name_;
   Kt_Dataset answer;
-  if (database.Query(last_question_, {}, answer, error) < 0) return false;
+  if (!Question(database, list + " FROM " + quoted_name_, answer, error)) return false;
   Cells cells(answer);
-  row_count_ = cells.Next().ToDouble();
+  const double row_count = cells.Next().ToDouble();
   for (const Wanted& one : asked) {
     Kt_SqlColumn& column = columns_[one.column];
-    if (IsSqlite()) {
-      TakeSqlite(column, one.question, row_count_, cells);
+    if (!IsSqlite()) {
+      TakePostgresql(column, one.question, row_count, is_utf8_, cells);
+    } else if (one.question == Kt_SqlQuestion::kType) {
+      TakeSqliteKind(column, cells);
+    } else {
+      TakeSqliteRange(column, row_count, cells);
       column.is_plain = column.is_plain && is_utf8_;
       column.is_ascii = column.is_ascii && is_utf8_;
-    } else {
-      TakePostgresql(column, one.question, row_count_, is_utf8_, cells);
     }
   }
   return true;
+}
+
+bool Kt_SqlTable::Ask(Kt_Database& database, const std::vector<Wanted>& wanted,
+                      std::string& error) {
+  if (!IsSqlite()) return AskDetails(database, wanted, error);
+  std::vector<std::size_t> expected;
+  std::vector<Wanted> kinds;
+  for (const Wanted& one : wanted) {
+    if (columns_[one.column].has_type) continue;
+    expected.push_back(one.column);
+    kinds.push_back({one.column, Kt_SqlQuestion::kType});
+  }
+  if (!has_affinities_) expected.clear();
+  if (!AskExpected(database, std::move(expected), error) || !AskDetails(database, kinds, error)) {
+    return false;
+  }
+  std::vector<Wanted> ranges = wanted;
+  std::erase_if(ranges, [&](const Wanted& one) {
+    return one.question == Kt_SqlQuestion::kType || !columns_[one.column].has_type;
+  });
+  return AskDetails(database, ranges, error);
 }
 
 const Kt_SqlColumn* Kt_SqlTable::Find(const Kt_WString& id) const {

@@ -30,13 +30,15 @@ struct Kt_SqlColumn {
   Kt_SqlKind kind = Kt_SqlKind::kOther;
   // The type that the dataset's column has when all rows are loaded, which no part of them tells.
   Kt_ColumnType type = Kt_ColumnType::kString;
-  bool has_type = false;   // `kind` and `type` are known
-  std::string why_other;   // what kOther stands for, in messages
-  bool is_long = false;    // of kWhole: every value is a long, not a double
+  bool has_type = false;  // `kind` and `type` are known
+  std::string why_other;  // what kOther stands for, in messages
+  bool is_long = false;   // of kWhole: every value is a long, not a double
   bool may_be_null = true;
 
   // Of numbers: the range, the least magnitude that is not 0, and whether some are NaN.
   bool has_range = false;
+  bool has_exact_range =
+      false;  // from the least and greatest value, not just from what is possible
   double low = -std::numeric_limits<double>::infinity();
   double high = std::numeric_limits<double>::infinity();
   double least = 0;
@@ -63,8 +65,8 @@ class Kt_SqlTable {
   // Reads the columns and what their declarations tell. False, with the reason, when there is no
   // such table.
   bool Describe(Kt_Database& database, Kind kind, std::string_view table, std::string& error);
-  // Asks for the types of some columns, or also for the ranges of their values, in one statement
-  // over all rows. Nothing is asked that is known.
+  // Asks for the types of some columns, or also for the ranges of their values, in statements over
+  // all rows: one, as a rule. Nothing is asked that is known.
   struct Wanted {
     std::size_t column;
     Kt_SqlQuestion question;
@@ -85,12 +87,14 @@ class Kt_SqlTable {
   // Whether texts are kept as UTF-8, so that bytes and characters have one order.
   bool IsUtf8() const { return is_utf8_; }
   bool HasMathFunctions() const { return has_math_functions_; }
-  // The number of rows, once Ask has asked something.
-  double RowCount() const { return row_count_; }
-  // The statement of the last Ask; empty when nothing had to be asked.
-  const std::string& LastQuestion() const { return last_question_; }
+  // The statements that asked.
+  const std::vector<std::string>& Questions() const { return questions_; }
 
  private:
+  bool AskExpected(Kt_Database& database, std::vector<std::size_t> columns, std::string& error);
+  bool AskDetails(Kt_Database& database, const std::vector<Wanted>& wanted, std::string& error);
+  bool Question(Kt_Database& database, const std::string& statement, Kt_Dataset& answer,
+                std::string& error);
   bool DescribeSqlite(Kt_Database& database, std::string_view table, std::string& error);
   bool DescribePostgresql(Kt_Database& database, std::string& error);
 
@@ -100,6 +104,6 @@ class Kt_SqlTable {
   std::string row_order_;
   bool is_utf8_ = false;
   bool has_math_functions_ = false;
-  double row_count_ = std::numeric_limits<double>::infinity();
-  std::string last_question_;
+  bool has_affinities_ = false;  // of SQLite: values were converted as the columns are declared
+  std::vector<std::string> questions_;
 };

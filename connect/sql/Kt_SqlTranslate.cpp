@@ -97,7 +97,7 @@ class Translator {
     }
     if (value.tag == SqlTerm::Tag::kDouble) return std::string();
     if (value.tag == SqlTerm::Tag::kEither) {
-      return terms_.Refuse("a number that may be a long or a double");
+      return terms_.RefuseUnknown("a number that may be a long or a double");
     }
     return "(" + value.sql + " <> 0) IS NOT FALSE";
   }
@@ -138,17 +138,17 @@ bool MayBeText(const ExprNode& node, const Kt_SqlTable& table) {
     const Kt_SqlKind kind = table.Find(node.name)->kind;
     return kind == Kt_SqlKind::kText || kind == Kt_SqlKind::kOther;
   }
-  return std::ranges::any_of(
-      node.parts, [&](const ExprNodeRef& part) { return MayBeText(*part, table); });
+  return std::ranges::any_of(node.parts,
+                             [&](const ExprNodeRef& part) { return MayBeText(*part, table); });
 }
 
 // Whether a condition may be left out for some rows without anybody noticing: no text grows in it,
 // and its functions have no errors to report.
 bool CannotFail(const ExprNode& node, const Kt_SqlTable& table) {
   static constexpr std::u16string_view kHarmless[] = {
-      u"abs",  u"acos",  u"asin", u"atan",   u"atan2", u"ceil",    u"cos",   u"exp", u"floor",
-      u"iif",  u"left",  u"log",  u"length", u"mid",   u"indexOf", u"pow",   u"pos", u"round",
-      u"sin",  u"right", u"sqrt", u"tan",    u"trim",  u"isinf",   u"truncate"};
+      u"abs", u"acos",  u"asin", u"atan",   u"atan2", u"ceil",    u"cos",     u"exp", u"floor",
+      u"iif", u"left",  u"log",  u"length", u"mid",   u"indexOf", u"pow",     u"pos", u"round",
+      u"sin", u"right", u"sqrt", u"tan",    u"trim",  u"isinf",   u"truncate"};
   if (node.kind == ExprNode::Kind::kOperator && node.op == Operator::kAdd &&
       MayBeText(node, table)) {
     return false;
@@ -157,8 +157,8 @@ bool CannotFail(const ExprNode& node, const Kt_SqlTable& table) {
       std::ranges::none_of(kHarmless, [&](auto name) { return node.name.EqualsNoCase(name); })) {
     return false;
   }
-  return std::ranges::all_of(
-      node.parts, [&](const ExprNodeRef& part) { return CannotFail(*part, table); });
+  return std::ranges::all_of(node.parts,
+                             [&](const ExprNodeRef& part) { return CannotFail(*part, table); });
 }
 
 }  // namespace
@@ -197,6 +197,7 @@ Kt_SqlExpr::Filter Kt_SqlExpr::ToFilter(const Kt_SqlTable& table,
     if (!kept || !may_skip) {
       parameters.resize(known_parameters);
       filter.is_whole = false;
+      filter.may_learn = filter.may_learn || translator.Terms().MayLearn();
       filter.reasons.push_back(kept ? "it stands after a condition that may fail"
                                     : translator.Terms().Reason());
       may_skip = may_skip && CannotFail(*condition, table);

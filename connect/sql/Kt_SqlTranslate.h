@@ -38,8 +38,9 @@ class Kt_SqlExpr {
   // The condition for the rows that a filter keeps: those for which the value is not explicitly
   // false.
   struct Filter {
-    std::string where;      // empty: keeps all
-    bool is_whole = false;  // nothing is left to do
+    std::string where;       // empty: keeps all
+    bool is_whole = false;   // nothing is left to do
+    bool may_learn = false;  // more of it might go when the table is asked more
     // Of every condition that does not go: its part of the text as far as that is known, and why.
     std::vector<std::string> reasons;
   };

@@ -46,8 +46,8 @@ class Dice {
 
 struct Column {
   const char* name;
-  const char* sqlite;      // declared
-  const char* postgresql;  // declared
+  const char* sqlite;              // declared
+  const char* postgresql;          // declared
   std::vector<const char*> cells;  // of which a table has some
 };
 
@@ -105,9 +105,10 @@ std::string MakeTable(const std::vector<Column>& columns, Kind kind, Dice& dice)
     for (std::size_t col = 0; col < columns.size(); ++col) {
       const auto& cells = columns[col].cells;
       if (col > 0) statements += ',';
-      statements += dice.Chance(nulls[col])
-                        ? "NULL"
-                        : cells[static_cast<std::size_t>(dice.Below(static_cast<int>(cells.size())))];
+      statements +=
+          dice.Chance(nulls[col])
+              ? "NULL"
+              : cells[static_cast<std::size_t>(dice.Below(static_cast<int>(cells.size())))];
     }
     statements += ')';
   }
@@ -131,22 +132,26 @@ class Expressions {
 
  private:
   std::string Number(int depth) {
-    static const char* const kLeaves[] = {"n", "m", "d",  "e",   "n",   "b",  "1",          "2",  "0",
-                                          "5", "3", "2.5", "0.1", "-7", "10", "2147483647", "1e5", "null"};
+    static const char* const kLeaves[] = {"n",   "m",  "d",  "e",          "n",   "b",
+                                          "1",   "2",  "0",  "5",          "3",   "2.5",
+                                          "0.1", "-7", "10", "2147483647", "1e5", "null"};
     static const char* const kSigns[] = {" + ", " - ", " * ", " / ", " % "};
     static const char* const kCalls[] = {"abs(", "floor(", "ceil(", "sqrt(", "-("};
     if (depth <= 0) return dice_.Of(kLeaves);
     switch (dice_.Below(8)) {
       case 0: return dice_.Of(kCalls) + Number(depth - 1) + ')';
       case 1: return "length(" + Text(depth - 1) + ')';
-      case 2: return "iif(" + Condition(depth - 1) + ", " + Number(depth - 1) + ", " + Number(depth - 1) + ')';
+      case 2:
+        return "iif(" + Condition(depth - 1) + ", " + Number(depth - 1) + ", " + Number(depth - 1) +
+               ')';
       case 3: return dice_.Chance(30) ? "pos(" + Text(depth - 1) + ", 'b')" : Condition(depth - 1);
       default: return '(' + Number(depth - 1) + dice_.Of(kSigns) + Number(depth - 1) + ')';
     }
   }
 
   std::string Text(int depth) {
-    static const char* const kLeaves[] = {"t", "u", "t", "u", "'abc'", "''", "'b'", "' x '", "'\xC3\xA4'", "'it'", "'a\\\\b'", "null"};
+    static const char* const kLeaves[] = {"t",   "u",     "t",          "u",    "'abc'",    "''",
+                                          "'b'", "' x '", "'\xC3\xA4'", "'it'", "'a\\\\b'", "null"};
     static const char* const kCalls[] = {"toUpper(", "toLower(", "trim(", "ltrim(", "rtrim("};
     if (depth <= 0) return dice_.Of(kLeaves);
     switch (dice_.Below(7)) {
@@ -154,15 +159,20 @@ class Expressions {
       case 1: return "left(" + Text(depth - 1) + ", " + std::to_string(dice_.Below(4)) + ')';
       case 2: return "right(" + Text(depth - 1) + ", " + std::to_string(dice_.Below(4)) + ')';
       case 3: return "mid(" + Text(depth - 1) + ", " + std::to_string(dice_.Below(3)) + ", 2)";
-      case 4: return "iif(" + Condition(depth - 1) + ", " + Text(depth - 1) + ", " + Text(depth - 1) + ')';
-      case 5: return '(' + Text(depth - 1) + " + " + (dice_.Chance(70) ? Text(depth - 1) : Number(depth - 1)) + ')';
+      case 4:
+        return "iif(" + Condition(depth - 1) + ", " + Text(depth - 1) + ", " + Text(depth - 1) +
+               ')';
+      case 5:
+        return '(' + Text(depth - 1) + " + " +
+               (dice_.Chance(70) ? Text(depth - 1) : Number(depth - 1)) + ')';
       default: return Text(0);
     }
   }
 
   std::string Condition(int depth) {
     static const char* const kRelations[] = {" == ", " != ", " < ", " <= ", " > ", " >= "};
-    static const char* const kDates[] = {"y", "z", "y", "'2024-01-05'", "'20240229'", "'1999/12/31'", "null", "'2024-01-05 08:00'"};
+    static const char* const kDates[] = {
+        "y", "z", "y", "'2024-01-05'", "'20240229'", "'1999/12/31'", "null", "'2024-01-05 08:00'"};
     static const char* const kAmounts[] = {"c", "c", "1.25", "0.1", "100", "n", "d", "null"};
     const std::string relation = dice_.Of(kRelations);
     switch (depth <= 0 ? dice_.Below(4) : dice_.Below(10)) {
@@ -174,7 +184,8 @@ class Expressions {
       case 5:
         return '(' + Number(depth - 1) + (dice_.Chance(50) ? " && " : " || ") + Number(depth - 1) +
                ')';
-      case 6: return Condition(depth - 1) + " && " + Condition(depth - 1) + " || " + Condition(depth - 1);
+      case 6:
+        return Condition(depth - 1) + " && " + Condition(depth - 1) + " || " + Condition(depth - 1);
       case 7: return '(' + Condition(depth - 1) + " || " + Condition(depth - 1) + ')';
       default: return '(' + Condition(depth - 1) + " && " + Condition(depth - 1) + ')';
     }
@@ -234,9 +245,11 @@ class Comparison {
     EXPECT_TRUE(table_.Describe(database_, kind_, "r", error)) << error;
     std::vector<Kt_SqlTable::Wanted> all;
     for (std::size_t column = 0; column < table_.Columns().size(); ++column) {
-      if (dice_.Chance(95)) all.push_back({column, Kt_SqlQuestion::kRange});
+      if (dice_.Chance(95)) {
+        all.push_back({column, dice_.Chance(75) ? Kt_SqlQuestion::kRange : Kt_SqlQuestion::kType});
+      }
     }
-    EXPECT_TRUE(table_.Ask(database_, all, error)) << error << table_.LastQuestion();
+    EXPECT_TRUE(table_.Ask(database_, all, error)) << error << table_.Questions().back();
     for (const Kt_SqlColumn& column : table_.Columns()) {
       if (!column.has_type) continue;
       EXPECT_EQ(column.type, dataset_.GetColType(dataset_.GetColIndex(column.id))) << column.name;
@@ -281,8 +294,7 @@ class Comparison {
                                     : "CASE WHEN " + one.where_sql + " THEN 1 ELSE 0 END";
     }
     list += " FROM r ORDER BY " + table_.RowOrder();
-    while (!parameters.empty() &&
-           list.find("?" + std::to_string(parameters.size())) == list.npos) {
+    while (!parameters.empty() && list.find("?" + std::to_string(parameters.size())) == list.npos) {
       parameters.pop_back();
     }
     Kt_Dataset answer;
@@ -307,9 +319,11 @@ class Comparison {
       }
       const Kt_Variant answered = answer.ReadColumn(row, col);
       const bool is_same = IsSame(expected, answered);
-      ASSERT_TRUE(is_same) << one.text << "\n" << one.where_sql << one.value_sql << "\nrow " << row
-                           << ": " << Shown(expected) << " is expected, the database has "
-                           << Shown(answered) << "\n" << Shown(dataset_);
+      ASSERT_TRUE(is_same) << one.text << "\n"
+                           << one.where_sql << one.value_sql << "\nrow " << row << ": "
+                           << Shown(expected) << " is expected, the database has "
+                           << Shown(answered) << "\n"
+                           << Shown(dataset_);
     }
   }
 

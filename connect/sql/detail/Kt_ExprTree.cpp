@@ -58,6 +58,15 @@ class Maker {
     return node;
   }
 
+  // Whether `value` is a chain of one operator that begins with `condition`, which is 0 or 1: it
+  // decides there already.
+  static bool BeginsWith(const ExprNodeRef& value, Operator op, const ExprNodeRef& condition) {
+    if (!IsTruth(condition)) return false;
+    ExprNodeRef node = value;
+    while (node != condition && IsLogic(node) && node->op == op) node = node->parts[0];
+    return node == condition;
+  }
+
   // The jumps that end here, the last one first: it lies inside of those before.
   void Meet(std::size_t at) {
     while (!jumps_.empty() && jumps_.back().target == at) {
@@ -69,7 +78,7 @@ class Maker {
         value = nullptr;  // only what is 0 or 1 already may be an operand in its own place
       } else if (is_same && jump.op == Operator::kAnd) {
         value = OperatorNode(jump.op, {Decides(jump.condition), value->parts[1]});
-      } else if (!is_same) {
+      } else if (!is_same && !BeginsWith(value, jump.op, jump.condition)) {
         value = OperatorNode(jump.op, {Decides(jump.condition), value});
       }
       jumps_.pop_back();

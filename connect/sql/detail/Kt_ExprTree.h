@@ -12,13 +12,13 @@ namespace kt::detail {
 
 // An expression as a tree: constants, names, operators, calls. Parts may be shared.
 struct ExprNode {
-  // kDecides: 1 when the whole number of its operand is not 0. That, and not the operand's truth, is
-  // what the left side of && and || is asked for: 0.5 && 1 is 0.
+  // kDecides: 1 when the whole number of its operand is not 0. That, and not the operand's truth,
+  // is what the left side of && and || is asked for: 0.5 && 1 is 0.
   enum class Kind : std::uint8_t { kConstant, kName, kOperator, kCall, kDecides };
   Kind kind = Kind::kConstant;
-  Operator op = Operator::kAdd;  // kOperator; ! has one operand
-  Kt_Variant value;              // kConstant
-  Kt_WString name;               // kName, kCall
+  Operator op = Operator::kAdd;                        // kOperator; ! has one operand
+  Kt_Variant value;                                    // kConstant
+  Kt_WString name;                                     // kName, kCall
   std::vector<std::shared_ptr<const ExprNode>> parts;  // operands, arguments
 };
 using ExprNodeRef = std::shared_ptr<const ExprNode>;

@@ -8,13 +8,14 @@
 //
 //   a = 5, a > 5     (a = 5) IS TRUE            in a WHERE just a = 5, which an index finds
 //   a < 5, a <= 5    (a < 5 OR a IS NULL)
-//   a < b            CASE WHEN a IS NULL THEN b IS NOT NULL WHEN b IS NULL THEN FALSE ELSE a < b END
+//   a < b            CASE WHEN a IS NULL THEN b IS NOT NULL WHEN b IS NULL THEN FALSE ELSE a < b
+//   END
 //
 // NaN, which PostgreSQL has above all numbers and equal to itself, is in no relation here.
+#include <cmath>
+
 #include "classlib/value/Kt_DateTime.h"
 #include "connect/sql/detail/Kt_SqlTerm.h"
-
-#include <cmath>
 
 namespace kt::detail {
 namespace {
@@ -102,11 +103,12 @@ SqlTerms::Term SqlTerms::Compare(Operator op, const SqlTerm& left, const SqlTerm
 SqlTerms::Term SqlTerms::CompareTexts(Operator op, const SqlTerm& left, const SqlTerm& right) {
   const bool is_order = op != Operator::kEqual;
   if (is_order && !(table_.IsUtf8() && left.is_plain && right.is_plain)) {
-    return Refuse("an order of texts that may have characters beyond U+FFFF");
+    return RefuseUnknown("an order of texts that may have characters beyond U+FFFF");
   }
-  const char* const collation = IsSqlite()                                             ? " COLLATE BINARY"
-                                : is_order || !left.is_bytewise || !right.is_bytewise ? " COLLATE \"C\""
-                                                                                      : "";
+  const char* const collation = IsSqlite() ? " COLLATE BINARY"
+                                : is_order || !left.is_bytewise || !right.is_bytewise
+                                    ? " COLLATE \"C\""
+                                    : "";
   SqlTerm first = *AsText(left);
   const SqlTerm second = *AsText(right);
   // A text that is not empty is told from null by the relation itself, which an index finds.
@@ -149,9 +151,10 @@ SqlTerms::Term SqlTerms::CompareNumbers(Operator op, SqlTerm left, SqlTerm right
   const bool has_amount = left.kind == Kind::kCurrency || right.kind == Kind::kCurrency;
   for (SqlTerm* const side : {&left, &right}) {
     if (side->kind == Kind::kTruth) *side = *AsNumber(*side);
-    const bool is_great = !(std::fabs(side->low) <= kMaxRounded && std::fabs(side->high) <= kMaxRounded);
+    const bool is_great =
+        !(std::fabs(side->low) <= kMaxRounded && std::fabs(side->high) <= kMaxRounded);
     if (side->kind == Kind::kCurrency && is_great) {
-      return Refuse("amounts of more than 2^38, which compare exactly");
+      return RefuseUnknown("amounts of more than 2^38, which compare exactly");
     }
   }
   const bool has_real = left.kind == Kind::kReal || right.kind == Kind::kReal;

@@ -59,7 +59,7 @@ Term Sqrt(SqlTerms& terms, Args args) {
   Term number = RealArgument(terms, args);
   if (!number) return number;
   const bool has_root = number->low >= 0 && !std::isinf(number->high) && !number->may_be_nan;
-  if (!has_root) return terms.Refuse("a root of what may be negative, infinite or NaN");
+  if (!has_root) return terms.RefuseUnknown("a root of what may be negative, infinite or NaN");
   number->sql = "sqrt(" + number->sql + ")";
   number->low = 0;
   number->high = std::max(1.0, number->high);
@@ -84,7 +84,7 @@ Term PlainText(SqlTerms& terms, Args args, std::size_t least_count, std::size_t 
   Term text = terms.AsText(args[0]);
   if (text) text->constant.reset();
   if (text && !text->is_plain) {
-    return terms.Refuse("a text that may have characters beyond U+FFFF");
+    return terms.RefuseUnknown("a text that may have characters beyond U+FFFF");
   }
   return text;
 }
@@ -134,7 +134,8 @@ Term Mid(SqlTerms& terms, Args args) {
   if (!args[1].IsLiteral(0) || (has_size && !args[2].IsLiteral(1))) {
     return terms.Refuse("a position or length that is no constant");
   }
-  text->sql = "substr(" + text->sql + ", " + std::to_string(std::int64_t{args[1].constant->AsLong()} + 1) +
+  text->sql = "substr(" + text->sql + ", " +
+              std::to_string(std::int64_t{args[1].constant->AsLong()} + 1) +
               (has_size ? ", " + args[2].sql : "") + ")";
   return text;
 }
@@ -154,15 +155,16 @@ Term Pos(SqlTerms& terms, Args args) {
   if (!is_found) return terms.Refuse("a pattern that is no constant");
   const char* const name = terms.IsSqlite() ? "instr" : "strpos";
   const std::string collation = terms.IsSqlite() || text->is_bytewise ? "" : " COLLATE \"C\"";
-  return Whole("(" + std::string(name) + "(" + text->sql + collation + ", " + pattern.sql +
-                   ") - 1)",
-               -1, std::min(text->longest, 2147483647.0));
+  return Whole(
+      "(" + std::string(name) + "(" + text->sql + collation + ", " + pattern.sql + ") - 1)", -1,
+      std::min(text->longest, 2147483647.0));
 }
 
 Term OfAscii(SqlTerms& terms, Args args, const std::string& before, const std::string& after) {
   Term text = PlainText(terms, args, 1, 1);
   if (!text) return text;
-  if (!text->is_ascii) return terms.Refuse("a text that may have other characters than ASCII");
+  if (!text->is_ascii)
+    return terms.RefuseUnknown("a text that may have other characters than ASCII");
   const std::string collation = terms.IsSqlite() ? "" : " COLLATE \"C\"";
   text->sql = before + "(" + text->sql + collation + after + ")";
   return text;

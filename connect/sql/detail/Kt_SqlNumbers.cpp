@@ -77,7 +77,7 @@ SqlTerms::Term SqlTerms::Arithmetic(Operator op, const SqlTerm& left_value,
   const Term right = left ? AsNumber(right_value) : std::nullopt;
   if (!left || !right) return std::nullopt;
   if (!IsFinite(*left) || !IsFinite(*right)) {
-    return Refuse("arithmetic with numbers that may be infinite, NaN, or of unknown range");
+    return RefuseUnknown("arithmetic with numbers that may be infinite, NaN, or of unknown range");
   }
   if (op == Operator::kDiv) return Divide(*left, *right);
   if (op == Operator::kMod) return Remainder(*left, *right);
@@ -96,14 +96,15 @@ SqlTerms::Term SqlTerms::Arithmetic(Operator op, const SqlTerm& left_value,
 // Sums, differences and products of doubles.
 SqlTerms::Term SqlTerms::AddReals(Operator op, const SqlTerm& left, const SqlTerm& right,
                                   double low, double high, Tag tag) {
-  if (std::max(-low, high) > kGreatest) return Refuse("a number that may overflow");
-  SqlTerm made = Made(Kind::kReal, "(" + AsReal(left) + Sign(op) + AsReal(right) + ")", tag, low, high);
+  if (std::max(-low, high) > kGreatest) return RefuseUnknown("a number that may overflow");
+  SqlTerm made =
+      Made(Kind::kReal, "(" + AsReal(left) + Sign(op) + AsReal(right) + ")", tag, low, high);
   // Where something is left of a sum, it is no less than the last bit of the smaller operand.
   constexpr double kLastBit = 0x1p-53;
   made.least = op == Operator::kMul ? left.least * right.least
                                     : std::min(left.least, right.least) * kLastBit;
   if (!IsSqlite() && op == Operator::kMul && made.least < kLeast) {
-    return Refuse("a product that may underflow");
+    return RefuseUnknown("a product that may underflow");
   }
   return made;
 }
@@ -116,12 +117,12 @@ SqlTerms::Term SqlTerms::Divide(const SqlTerm& left, const SqlTerm& right) {
   const double most = Magnitude(left) / least_divisor;
   const double least = left.least / Magnitude(right);
   if (most > kGreatest || (!IsSqlite() && least < kLeast)) {
-    return Refuse("a quotient that may overflow or underflow");
+    return RefuseUnknown("a quotient that may overflow or underflow");
   }
   SqlTerm made = Made(Kind::kReal, quotient, Tag::kDouble, -most, most);
   made.least = least;
   if (!may_be_zero) return made;
-  if (IsSqlite() || right.kind != Kind::kWhole) return Refuse("a division by what may be 0");
+  if (IsSqlite() || right.kind != Kind::kWhole) return RefuseUnknown("a division by what may be 0");
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   made.sql = "CASE WHEN " + right.sql + " = 0 THEN " + AsReal(left) +
              " * 'Infinity'::float8 ELSE (" + AsReal(left) + " / nullif(" + AsReal(right) +
@@ -136,7 +137,7 @@ SqlTerms::Term SqlTerms::Remainder(const SqlTerm& left, const SqlTerm& right) {
   if (left.kind != Kind::kWhole || right.kind != Kind::kWhole) {
     return Refuse("a remainder of numbers with fractions");
   }
-  if (MayBeZero(right)) return Refuse("a remainder by what may be 0");
+  if (MayBeZero(right)) return RefuseUnknown("a remainder by what may be 0");
   const double most = std::min(Magnitude(right), Magnitude(left));
   const double low = left.low < 0 ? -most : 0;
   const double high = left.high > 0 ? most : 0;
@@ -149,7 +150,7 @@ SqlTerms::Term SqlTerms::AsJoined(const SqlTerm& term) {
   if (term.kind == Kind::kText || term.kind == Kind::kNothing) return AsText(term);
   const SqlTerm value = term.kind == Kind::kTruth ? *AsNumber(term) : term;
   if (value.kind != Kind::kWhole || !(Magnitude(value) < kDigits)) {
-    return Refuse("the text of a number that may have a fraction");
+    return RefuseUnknown("the text of a number that may have a fraction");
   }
   SqlTerm text = Text(IsSqlite() ? "CAST(" + value.sql + " AS TEXT)" : "(" + value.sql + ")::text");
   constexpr double kMostDigits = 16;
@@ -163,13 +164,14 @@ SqlTerms::Term SqlTerms::Join(const SqlTerm& left, const SqlTerm& right) {
   const auto is_text = [](const SqlTerm& term) {
     return term.kind == Kind::kText && !term.may_be_null;
   };
-  if (!is_text(left) && !is_text(right)) return Refuse("a + that joins or adds, as nulls decide");
+  if (!is_text(left) && !is_text(right))
+    return RefuseUnknown("a + that joins or adds, as nulls decide");
   const Term first = AsJoined(left);
   const Term second = first ? AsJoined(right) : std::nullopt;
   if (!first || !second) return std::nullopt;
   const double longest = first->longest + second->longest;
   if (!(longest <= static_cast<double>(kMaxStringLength))) {
-    return Refuse("a text that may become too long");
+    return RefuseUnknown("a text that may become too long");
   }
   SqlTerm text = Text("(" + first->sql + " || " + second->sql + ")");
   text.is_plain = first->is_plain && second->is_plain;

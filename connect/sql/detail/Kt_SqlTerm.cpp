@@ -21,10 +21,9 @@ constexpr double kMaxExact = 9007199254740992.0;  // 2^53
 std::string Digits(double value) {
   std::array<char, 64> text;
   char* const end = text.data() + text.size();
-  const auto written =
-      std::fabs(value) < kMaxExact && value == std::trunc(value)
-          ? std::to_chars(text.data(), end, value, std::chars_format::fixed, 1)
-          : std::to_chars(text.data(), end, value);
+  const auto written = std::fabs(value) < kMaxExact && value == std::trunc(value)
+                           ? std::to_chars(text.data(), end, value, std::chars_format::fixed, 1)
+                           : std::to_chars(text.data(), end, value);
   return {text.data(), written.ptr};
 }
 
@@ -156,7 +155,8 @@ SqlTerms::Term SqlTerms::Column(const Kt_SqlColumn& column) {
     case Kt_SqlKind::kDate: term.kind = Kind::kDate; return term;
     case Kt_SqlKind::kNothing: return SqlTerm();
     case Kt_SqlKind::kText: break;
-    case Kt_SqlKind::kOther: return Refuse("column '" + column.name + "' " + column.why_other);
+    case Kt_SqlKind::kOther:
+      return RefuseUnknown("column '" + column.name + "' " + column.why_other);
   }
   term.kind = Kind::kText;
   if (IsSqlite() && !HasTextAffinity(column)) {

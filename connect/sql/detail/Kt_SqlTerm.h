@@ -68,6 +68,13 @@ class SqlTerms {
     return std::nullopt;
   }
 
+  // The same where more knowledge of the columns might do.
+  std::nullopt_t RefuseUnknown(std::string reason) {
+    may_learn_ = true;
+    return Refuse(std::move(reason));
+  }
+  bool MayLearn() const { return may_learn_; }
+
   // ---- Operands ---------------------------------------------------------------------------------
 
   Term Constant(const Kt_Variant& value);
@@ -116,6 +123,7 @@ class SqlTerms {
   const Kt_SqlTable& table_;
   std::vector<Kt_Variant>& parameters_;
   std::string reason_;
+  bool may_learn_ = false;
 };
 
 }  // namespace kt::detail

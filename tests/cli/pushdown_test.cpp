@@ -1,0 +1,200 @@
+// SPDX-License-Identifier: MIT
+//
+// What `kt show` leaves to a database gives what it gives by itself: the same arrangements of the
+// same tables, with and without --no-pushdown.
+#include <gmock/gmock.h>
+
+#include <random>
+
+#include "cli/cli_test_util.h"
+#include "connect/postgresql_server.h"
+#include "connect/sqlite_file.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+std::vector<std::string> With(std::vector<std::string> arguments, const std::string& option) {
+  arguments.push_back(option);
+  return arguments;
+}
+
+// Rows of a shop: sums of its reals are exact, so they do not hang on the order of the additions.
+std::string Rows(bool is_pg) {
+  static const char* const kItems[] = {"'tea'", "'Tea'", "''", "NULL", "'\xC3\xA4pfel'", "'milk'"};
+  std::mt19937_64 random(7);
+  const auto below = [&](int count) { return static_cast<int>(random() % static_cast<unsigned>(count)); };
+  std::string rows;
+  for (int id = 1; id <= 200; ++id) {
+    rows += (id > 1 ? ",(" : "(") + std::to_string(id) + ',' + kItems[below(6)];
+    rows += below(5) == 0 ? ",NULL" : ",'R" + std::to_string(below(4)) + "'";
+    rows += below(6) == 0 ? ",NULL" : "," + std::to_string(below(9) - 3);
+    rows += below(6) == 0 ? ",NULL" : "," + std::to_string(below(400)) + ".25";
+    rows += below(6) == 0 ? ",NULL" : "," + std::to_string(below(64)) + ".5";
+    rows += below(6) == 0 ? ",NULL" : ",'2024-0" + std::to_string(1 + below(9)) + "-15'";
+    rows += below(2) == 0 ? ",3000000000" : "," + std::to_string(below(5));
+    rows += std::string(",") + (below(2) == 0 ? (is_pg ? "true" : "1") : (is_pg ? "false" : "0")) + ")";
+  }
+  return rows;
+}
+
+std::string Shop(bool is_pg) {
+  const std::string amount = is_pg ? "numeric(10,2)" : "DECIMAL(10,2)";
+  const std::string real = is_pg ? "float8" : "REAL";
+  return "CREATE TABLE orders(id int PRIMARY KEY, item text, region text, qty int, price " + amount +
+         ", w " + real + ", day date, big bigint, paid boolean); INSERT INTO orders VALUES " +
+         Rows(is_pg) + ";";
+}
+
+class Arrangements {
+ public:
+  std::vector<std::string> Make() {
+    std::vector<std::string> arguments;
+    if (Below(3) > 0) Add(arguments, "--filter", Of(kFilters));
+    switch (Below(4)) {
+      case 0: Rows(arguments); break;
+      case 1: Add(arguments, "--pivot", Of(kPivots)); break;
+      default: Groups(arguments);
+    }
+    arguments.push_back(Of({"--json", "--csv", "--show-types", "--markdown"}));
+    return arguments;
+  }
+
+ private:
+  using Texts = std::initializer_list<const char*>;
+  static constexpr Texts kFilters = {
+      "qty > 1", "price >= 100 && qty < 3", "item == 'tea' || item == ''", "qty", "!paid",
+      "day >= '2024-05-01' && round(w) > 10", "left(item, 1) == 't'", "w * 2 > price && region > 'R1'",
+      "region + '!' == 'R1!'", "big > 4", "length(item) == 3 && qty / 2 >= 1", "w", "round(w) == 3"};
+  static constexpr Texts kPivots = {"region:item:price", "region,qty:paid:w:max", "item:region:day",
+                                    "region:paid:qty,price:sum", "region:qty:item", "item:paid:w:avg"};
+
+  std::size_t Below(std::size_t count) { return random_() % count; }
+  const char* Of(Texts texts) { return texts.begin()[Below(texts.size())]; }
+  static void Add(std::vector<std::string>& arguments, const char* option, const std::string& value) {
+    arguments.insert(arguments.end(), {option, value});
+  }
+
+  void Rows(std::vector<std::string>& arguments) {
+    if (Below(2) == 0) Add(arguments, "--columns", Of({"item,w", "big,id", "price,day,qty"}));
+    if (Below(2) == 0) Add(arguments, "--sort", Of({"w,id", "region:d,id", "big"}));
+    if (Below(3) == 0) Add(arguments, "--rows", "7");
+  }
+
+  void Groups(std::vector<std::string>& arguments) {
+    Add(arguments, "--group", Of({"region", "region,item", "item,paid", "day", "qty,region", "big"}));
+    if (Below(5) > 0) arguments.push_back("--totals-only");
+    if (Below(2) == 0) Add(arguments, "--sum", Of({"w", "price,w"}));
+    if (Below(3) == 0) Add(arguments, "--avg", "id");
+    if (Below(4) == 0) Add(arguments, "--sort", "region");
+  }
+
+  std::mt19937_64 random_{20240105};
+};
+
+void CompareArrangements(const std::string& table) {
+  Arrangements arrangements;
+  int pushed = 0;
+  for (int round = 0; round < 150 && !::testing::Test::HasFailure(); ++round) {
+    std::vector<std::string> arguments = {"show", table};
+    for (const std::string& argument : arrangements.Make()) arguments.push_back(argument);
+    std::string line;
+    for (const std::string& argument : arguments) line += argument + ' ';
+    SCOPED_TRACE(line);
+    const Outcome here = Kt(With(arguments, "--no-pushdown"));
+    const Outcome there = Kt(With(arguments, "--explain"));
+    EXPECT_EQ(there.out, here.out) << there.messages;
+    EXPECT_EQ(there.status, here.status);
+    pushed += there.messages.find("in the database: the ") != std::string::npos ? 1 : 0;
+  }
+  EXPECT_GT(pushed, 75);
+}
+
+TEST(Pushdown, SqliteGivesTheSame) {
+  const SqliteFile shop(Shop(false));
+  CompareArrangements(shop.Url() + "?table=orders");
+}
+
+TEST(Pushdown, PostgresqlGivesTheSame) {
+  const PostgresqlServer& server = PostgresqlServer::Get();
+  if (!server.IsThere()) GTEST_SKIP() << server.WhyNot();
+  ASSERT_EQ(server.Run(Shop(true)), "");
+  CompareArrangements(server.Url() + "&table=orders");
+}
+
+TEST(Pushdown, IsExplained) {
+  const SqliteFile shop(
+      "CREATE TABLE orders(id INTEGER PRIMARY KEY, item TEXT, price REAL);"
+      "INSERT INTO orders VALUES (1, 'tea', 2.5), (2, 'milk', NULL), (3, 'ink', 7);"
+      "CREATE TABLE mixed(a, b DATE); INSERT INTO mixed VALUES (1, 'soon'), ('x', '2024-01-05');");
+  const std::string table = shop.Url() + "?table=orders";
+  const std::string mixed = shop.Url() + "?table=mixed";
+  const struct {
+    std::vector<std::string> arguments;
+    std::vector<std::string> lines;
+  } kRows[] = {
+      {{table, "--filter", "price > 2.25 && item != 'ink'"},
+       {"WHERE (\"price\" > ?1) AND (NOT (((\"item\") COLLATE BINARY = ?2) IS TRUE)) ORDER BY "
+        "_rowid_\n",
+        "kt show: ?1 is 2.25\n", "kt show: ?2 is ink\n",
+        "kt show: in the database: the filter; 1 row was fetched\n"}},
+      {{table, "--filter", "id < 3 && round(price) == 3"},
+       {"in the database: a part of the filter; 2 rows were fetched\n", "kt show: here: the filter\n",
+        "here, because of the filter: round(): works on the decimal digits"}},
+      // What may fail is not passed over.
+      {{table, "--filter", "space(id) == '' && id < 3"},
+       {"nothing but reading; 3 rows", "it stands after a condition that may fail"}},
+      {{table, "--filter", "rowidx == 1"}, {"the filter: 'rowidx' is no column\n"}},
+      {{table, "--filter", "price %"}, {"the options are at fault", "expression ends too early"}},
+      {{table, "--filter", "id > 1 && id > 2 || id"}, {"the filter; 2 rows", "[mixed-and-or]"}},
+      {{table, "--group", "item", "--totals-only", "--avg", "price"},
+       {"total(\"price\") AS \"price\", count(\"price\") AS \"price_2\", count(*) AS \"rows\" FROM "
+        "\"orders\" GROUP BY \"item\" COLLATE BINARY\n",
+        "in the database: the groups and their totals; 3 rows were fetched\n"}},
+      {{table, "--group", "price", "--totals-only"}, {"column 'price' holds doubles"}},
+      {{mixed, "--filter", "a = 1"}, {"column 'a' has values of several kinds"}},
+      {{mixed, "--filter", "b = '2024-01-05'"}, {"column 'b' is declared as a date and has other"}},
+      {{table}, {"kt show: here: everything; all rows and columns are shown\n"}},
+      {{shop.Url() + "?query=SELECT 1 AS a", "--filter", "a > 0"}, {"a query is taken as it is"}},
+      {{table, "--filter", "id > 1", "--no-pushdown"}, {"here: everything; --no-pushdown\n"}},
+  };
+  for (const auto& row : kRows) {
+    std::vector<std::string> arguments = {"show", "--explain"};
+    arguments.insert(arguments.end(), row.arguments.begin(), row.arguments.end());
+    const std::string messages = Kt(arguments).messages;
+    for (const std::string& line : row.lines) EXPECT_THAT(messages, HasSubstr(line));
+  }
+  EXPECT_THAT(Kt({"show", table, "--filter", "id > 1"}).messages, Not(HasSubstr("database")));
+}
+
+// Sums that only the order of the additions makes differ, and those that are no numbers.
+TEST(Pushdown, SumsOfReals) {
+  const SqliteFile shop(
+      "CREATE TABLE r(k TEXT, x REAL); WITH RECURSIVE g(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM g "
+      "WHERE i < 5000) INSERT INTO r SELECT 'k' || (i % 3), 1.0 / i FROM g;"
+      "CREATE TABLE odd(k TEXT, x REAL); INSERT INTO odd VALUES ('a', 9e999), ('a', -9e999), ('b', 1);");
+  const auto sums = [](const std::string& table, const std::string& option) {
+    return Kt({"show", table, "--group", "k", "--totals-only", "--sum", "x", "--csv", option});
+  };
+  const std::string table = shop.Url() + "?table=r";
+  const std::string here = sums(table, "--no-pushdown").out;
+  const std::string there = sums(table, "--explain").out;
+  std::istringstream a(here);
+  std::istringstream b(there);
+  std::string left;
+  std::string right;
+  int lines = 0;
+  while (std::getline(a, left) && std::getline(b, right)) {
+    if (lines++ == 0) continue;
+    const double expected = std::stod(left.substr(left.rfind(',') + 1));
+    EXPECT_NEAR(std::stod(right.substr(right.rfind(',') + 1)), expected, expected * 5000 * 0x1p-53);
+  }
+  EXPECT_EQ(lines, 4);
+  const std::string odd = shop.Url() + "?table=odd";
+  const Outcome outcome = sums(odd, "--explain");
+  EXPECT_EQ(outcome.out, sums(odd, "--no-pushdown").out);
+  EXPECT_THAT(outcome.messages, HasSubstr("here: everything; the total of column 'x' is infinite"));
+}
+
+}  // namespace
