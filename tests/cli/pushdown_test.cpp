@@ -24,7 +24,9 @@ std::vector<std::string> With(std::vector<std::string> arguments, const std::str
 std::string Rows(bool is_pg) {
   static const char* const kItems[] = {"'tea'", "'Tea'", "''", "NULL", "'\xC3\xA4pfel'", "'milk'"};
   std::mt19937_64 random(7);
-  const auto below = [&](int count) { return static_cast<int>(random() % static_cast<unsigned>(count)); };
+  const auto below = [&](int count) {
+    return static_cast<int>(random() % static_cast<unsigned>(count));
+  };
   std::string rows;
   for (int id = 1; id <= 200; ++id) {
     rows += (id > 1 ? ",(" : "(") + std::to_string(id) + ',' + kItems[below(6)];
@@ -34,7 +36,8 @@ std::string Rows(bool is_pg) {
     rows += below(6) == 0 ? ",NULL" : "," + std::to_string(below(64)) + ".5";
     rows += below(6) == 0 ? ",NULL" : ",'2024-0" + std::to_string(1 + below(9)) + "-15'";
     rows += below(2) == 0 ? ",3000000000" : "," + std::to_string(below(5));
-    rows += std::string(",") + (below(2) == 0 ? (is_pg ? "true" : "1") : (is_pg ? "false" : "0")) + ")";
+    rows +=
+        std::string(",") + (below(2) == 0 ? (is_pg ? "true" : "1") : (is_pg ? "false" : "0")) + ")";
   }
   return rows;
 }
@@ -42,9 +45,9 @@ std::string Rows(bool is_pg) {
 std::string Shop(bool is_pg) {
   const std::string amount = is_pg ? "numeric(10,2)" : "DECIMAL(10,2)";
   const std::string real = is_pg ? "float8" : "REAL";
-  return "CREATE TABLE orders(id int PRIMARY KEY, item text, region text, qty int, price " + amount +
-         ", w " + real + ", day date, big bigint, paid boolean); INSERT INTO orders VALUES " +
-         Rows(is_pg) + ";";
+  return "CREATE TABLE orders(id int PRIMARY KEY, item text, region text, qty int, price " +
+         amount + ", w " + real +
+         ", day date, big bigint, paid boolean); INSERT INTO orders VALUES " + Rows(is_pg) + ";";
 }
 
 class Arrangements {
@@ -63,16 +66,27 @@ class Arrangements {
 
  private:
   using Texts = std::initializer_list<const char*>;
-  static constexpr Texts kFilters = {
-      "qty > 1", "price >= 100 && qty < 3", "item == 'tea' || item == ''", "qty", "!paid",
-      "day >= '2024-05-01' && round(w) > 10", "left(item, 1) == 't'", "w * 2 > price && region > 'R1'",
-      "region + '!' == 'R1!'", "big > 4", "length(item) == 3 && qty / 2 >= 1", "w", "round(w) == 3"};
-  static constexpr Texts kPivots = {"region:item:price", "region,qty:paid:w:max", "item:region:day",
-                                    "region:paid:qty,price:sum", "region:qty:item", "item:paid:w:avg"};
+  static constexpr Texts kFilters = {"qty > 1",
+                                     "price >= 100 && qty < 3",
+                                     "item == 'tea' || item == ''",
+                                     "qty",
+                                     "!paid",
+                                     "day >= '2024-05-01' && round(w) > 10",
+                                     "left(item, 1) == 't'",
+                                     "w * 2 > price && region > 'R1'",
+                                     "region + '!' == 'R1!'",
+                                     "big > 4",
+                                     "length(item) == 3 && qty / 2 >= 1",
+                                     "w",
+                                     "round(w) == 3"};
+  static constexpr Texts kPivots = {"region:item:price", "region,qty:paid:w:max",
+                                    "item:region:day",   "region:paid:qty,price:sum",
+                                    "region:qty:item",   "item:paid:w:avg"};
 
   std::size_t Below(std::size_t count) { return random_() % count; }
   const char* Of(Texts texts) { return texts.begin()[Below(texts.size())]; }
-  static void Add(std::vector<std::string>& arguments, const char* option, const std::string& value) {
+  static void Add(std::vector<std::string>& arguments, const char* option,
+                  const std::string& value) {
     arguments.insert(arguments.end(), {option, value});
   }
 
@@ -83,7 +97,8 @@ class Arrangements {
   }
 
   void Groups(std::vector<std::string>& arguments) {
-    Add(arguments, "--group", Of({"region", "region,item", "item,paid", "day", "qty,region", "big"}));
+    Add(arguments, "--group",
+        Of({"region", "region,item", "item,paid", "day", "qty,region", "big"}));
     if (Below(5) > 0) arguments.push_back("--totals-only");
     if (Below(2) == 0) Add(arguments, "--sum", Of({"w", "price,w"}));
     if (Below(3) == 0) Add(arguments, "--avg", "id");
@@ -140,7 +155,8 @@ TEST(Pushdown, IsExplained) {
         "kt show: ?1 is 2.25\n", "kt show: ?2 is ink\n",
         "kt show: in the database: the filter; 1 row was fetched\n"}},
       {{table, "--filter", "id < 3 && round(price) == 3"},
-       {"in the database: a part of the filter; 2 rows were fetched\n", "kt show: here: the filter\n",
+       {"in the database: a part of the filter; 2 rows were fetched\n",
+        "kt show: here: the filter\n",
         "here, because of the filter: round(): works on the decimal digits"}},
       // What may fail is not passed over.
       {{table, "--filter", "space(id) == '' && id < 3"},
@@ -171,9 +187,11 @@ TEST(Pushdown, IsExplained) {
 // Sums that only the order of the additions makes differ, and those that are no numbers.
 TEST(Pushdown, SumsOfReals) {
   const SqliteFile shop(
-      "CREATE TABLE r(k TEXT, x REAL); WITH RECURSIVE g(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM g "
+      "CREATE TABLE r(k TEXT, x REAL); WITH RECURSIVE g(i) AS (SELECT 1 UNION ALL SELECT i + 1 "
+      "FROM g "
       "WHERE i < 5000) INSERT INTO r SELECT 'k' || (i % 3), 1.0 / i FROM g;"
-      "CREATE TABLE odd(k TEXT, x REAL); INSERT INTO odd VALUES ('a', 9e999), ('a', -9e999), ('b', 1);");
+      "CREATE TABLE odd(k TEXT, x REAL); INSERT INTO odd VALUES ('a', 9e999), ('a', -9e999), ('b', "
+      "1);");
   const auto sums = [](const std::string& table, const std::string& option) {
     return Kt({"show", table, "--group", "k", "--totals-only", "--sum", "x", "--csv", option});
   };
