@@ -9,6 +9,7 @@
 #include <cmath>
 
 #include "classlib/store/Kt_UniqueIds.h"
+#include "connect/detail/Kt_Guarded.h"
 #include "connect/sql/Kt_SqlTranslate.h"
 
 namespace {
@@ -299,10 +300,8 @@ bool HasSoundTotals(const Kt_SqlTable& table, const Kt_SqlRequest& request,
   return true;
 }
 
-}  // namespace
-
-kt_long Kt_SqlLoad(Kt_Database& database, Kt_SqlTable& table, const Kt_SqlRequest& request,
-                   Kt_Dataset& dataset, Kt_SqlAnswer& answer, std::string& error) {
+kt_long Load(Kt_Database& database, Kt_SqlTable& table, const Kt_SqlRequest& request,
+             Kt_Dataset& dataset, Kt_SqlAnswer& answer, std::string& error) {
   Kt_SqlExpr expr(request.filter);
   std::string reason;
   const bool has_filter = !request.filter.IsEmpty() && expr.Bind(table, reason);
@@ -329,4 +328,12 @@ kt_long Kt_SqlLoad(Kt_Database& database, Kt_SqlTable& table, const Kt_SqlReques
   const bool is_sound =
       rows < 0 || !answer.is_grouped || HasSoundTotals(table, request, dataset, error);
   return is_sound ? rows : kFailed;
+}
+
+}  // namespace
+
+kt_long Kt_SqlLoad(Kt_Database& database, Kt_SqlTable& table, const Kt_SqlRequest& request,
+                   Kt_Dataset& dataset, Kt_SqlAnswer& answer, std::string& error) {
+  return kt::detail::Guarded(
+      error, [&] { return Load(database, table, request, dataset, answer, error); });
 }

@@ -24,7 +24,7 @@ constexpr OperatorRow kOperators[] = {
     {Operator::kSub, "`-`", "`-`", kNumbers},
     {Operator::kMul, "`*`", "`*`", kNumbers},
     {Operator::kDiv, "`/` of doubles, where the divisor cannot be 0 or null",
-     "`/` of doubles; by a whole number that may be 0 in a `CASE`", kNumbers},
+     "`/` of doubles; by a long that may be 0 in a `CASE`", kNumbers},
     {Operator::kMod, "`%` of whole numbers, where the divisor cannot be 0 or null",
      "`%` of whole numbers, where the divisor cannot be 0 or null", "numbers with fractions"},
     {Operator::kEqual, "`=`", "`=`", "texts with numbers; dates with numbers, or with a time of day"},

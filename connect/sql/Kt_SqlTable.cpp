@@ -13,6 +13,7 @@
 #include <cmath>
 
 #include "classlib/store/Kt_UniqueIds.h"
+#include "connect/detail/Kt_Guarded.h"
 #include "connect/sql/detail/Kt_SqlWords.h"
 
 namespace {
@@ -368,6 +369,13 @@ bool Kt_SqlTable::Describe(Kt_Database& database, Kind kind, std::string_view ta
                            std::string& error) {
   kind_ = kind;
   quoted_name_ = Kt_Database::QuotedTable(table);
+  return kt::detail::Guarded(error, [&]() -> kt_long {
+           return ReadDescription(database, table, error) ? kOk : kFailed;
+         }) >= 0;
+}
+
+bool Kt_SqlTable::ReadDescription(Kt_Database& database, std::string_view table,
+                                  std::string& error) {
   std::vector<Kt_DatabaseColumn> declared;
   if (!database.Describe(table, declared, error)) return false;
   Kt_UniqueIds ids;
@@ -377,7 +385,7 @@ bool Kt_SqlTable::Describe(Kt_Database& database, Kind kind, std::string_view ta
     made.id = ids.MakeHeading(Kt_WString::FromUtf8(column.name));
     made.declared = std::move(column);
     made.why_other = "was not asked for";
-    if (kind == Kind::kPostgresql) DeclarePostgresql(made);
+    if (!IsSqlite()) DeclarePostgresql(made);
     columns_.push_back(std::move(made));
   }
   return IsSqlite() ? DescribeSqlite(database, table, error) : DescribePostgresql(database, error);

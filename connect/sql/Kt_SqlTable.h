@@ -57,6 +57,7 @@ enum class Kt_SqlQuestion : std::uint8_t { kType, kRange };
 
 // A table of a database with what is known of its cells. What was asked holds as long as the table
 // does not change: ask and use the answers within one transaction.
+// Fails: as the database does, with the reason; memory that runs out and bounds are failures too.
 // Threads: those of the database.
 class Kt_SqlTable {
  public:
@@ -95,6 +96,7 @@ class Kt_SqlTable {
   bool AskDetails(Kt_Database& database, const std::vector<Wanted>& wanted, std::string& error);
   bool Question(Kt_Database& database, const std::string& statement, Kt_Dataset& answer,
                 std::string& error);
+  bool ReadDescription(Kt_Database& database, std::string_view table, std::string& error);
   bool DescribeSqlite(Kt_Database& database, std::string_view table, std::string& error);
   bool DescribePostgresql(Kt_Database& database, std::string& error);
 

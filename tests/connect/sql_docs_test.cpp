@@ -38,20 +38,21 @@ TEST(SqlDocs, TablesAreUpToDate) {
 
 // A call of each function that is translated; the others are refused whatever they are given.
 TEST(SqlDocs, WhatIsTranslatedIs) {
-  const SqliteFile file("CREATE TABLE t(n INTEGER, s TEXT); INSERT INTO t VALUES (1, 'a'), (2, 'b');");
+  const SqliteFile file(
+      "CREATE TABLE t(n INTEGER, s TEXT); INSERT INTO t VALUES (1, 'a'), (2, 'b');");
   std::string error;
   const std::unique_ptr<Kt_Database> database = OpenUrl(file.Url(), {}, error);
   ASSERT_NE(database, nullptr) << error;
   Kt_SqlTable table;
   ASSERT_TRUE(table.Describe(*database, Kt_DatabaseUrl::Kind::kSqlite, "t", error)) << error;
-  ASSERT_TRUE(table.Ask(*database,
-                        {{0, Kt_SqlQuestion::kRange}, {1, Kt_SqlQuestion::kRange}}, error));
+  ASSERT_TRUE(
+      table.Ask(*database, {{0, Kt_SqlQuestion::kRange}, {1, Kt_SqlQuestion::kRange}}, error));
   const std::map<std::string, std::string> arguments = {
-      {"abs", "n"},       {"bound", "s"},      {"ceil", "n"},        {"charat", "s, 0"},
-      {"floor", "n"},     {"iif", "n, 1, 2"},  {"indexOf", "s, 'a'"}, {"left", "s, 1"},
-      {"length", "s"},    {"ltrim", "s"},      {"mid", "s, 1"},      {"pos", "s, 'a'"},
-      {"right", "s, 1"},  {"rtrim", "s"},      {"sqrt", "n"},        {"substr", "s, 1, 1"},
-      {"toLower", "s"},   {"toLowerCase", "s"}, {"toUpper", "s"},    {"toUpperCase", "s"},
+      {"abs", "n"},      {"bound", "s"},       {"ceil", "n"},         {"charat", "s, 0"},
+      {"floor", "n"},    {"iif", "n, 1, 2"},   {"indexOf", "s, 'a'"}, {"left", "s, 1"},
+      {"length", "s"},   {"ltrim", "s"},       {"mid", "s, 1"},       {"pos", "s, 'a'"},
+      {"right", "s, 1"}, {"rtrim", "s"},       {"sqrt", "n"},         {"substr", "s, 1, 1"},
+      {"toLower", "s"},  {"toLowerCase", "s"}, {"toUpper", "s"},      {"toUpperCase", "s"},
       {"trim", "s"}};
   const std::string functions = Kt_SqlFunctionTable();
   const _EXPR_INTFUNC_INFO* const rows = Kt_ExprObject::GetIntFuncMap();

@@ -122,7 +122,10 @@ SqlTerms::Term SqlTerms::Divide(const SqlTerm& left, const SqlTerm& right) {
   SqlTerm made = Made(Kind::kReal, quotient, Tag::kDouble, -most, most);
   made.least = least;
   if (!may_be_zero) return made;
-  if (IsSqlite() || right.kind != Kind::kWhole) return RefuseUnknown("a division by what may be 0");
+  // A zero that is a double may be one below 0, which a whole number of the statement is not.
+  if (IsSqlite() || right.kind != Kind::kWhole || right.tag != Tag::kLong) {
+    return RefuseUnknown("a division by what may be 0");
+  }
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   made.sql = "CASE WHEN " + right.sql + " = 0 THEN " + AsReal(left) +
              " * 'Infinity'::float8 ELSE (" + AsReal(left) + " / nullif(" + AsReal(right) +

@@ -245,6 +245,7 @@ SqlTerms::Term SqlTerms::Choose(const SqlTerm& condition, const SqlTerm& yes, co
   SqlTerm first = value(yes);
   SqlTerm second = value(no);
   if (first.kind == Kind::kNothing) std::swap(first, second);
+  if (first.kind == Kind::kNothing) return SqlTerm();
   const bool is_swapped = value(yes).kind == Kind::kNothing;
   if (second.kind != Kind::kNothing && second.kind != first.kind) {
     return Refuse("a choice between values of two kinds");
