@@ -80,7 +80,8 @@ bool LoadArranged(const std::string& text, const DataOptions& options, const Arr
   Kt_DatabaseUrl url;
   std::string error;
   if (!Kt_DatabaseUrl::Parse(text, url, error)) return false;
-  if (url.table.empty()) return whole("a query is taken as it is, only a table (?table=) is not");
+  if (!options.rules.types.empty()) return whole("--types names columns of all that is loaded");
+  if (url.table.empty()) return whole("a query is taken as it is");
   const std::unique_ptr<Kt_Database> database =
       Kt_Database::Open(url, DatabaseOptions(options), error);
   Kt_SqlTable table;

@@ -415,7 +415,8 @@ bool Kt_SqlTable::DescribeSqlite(Kt_Database& database, std::string_view table,
 bool Kt_SqlTable::DescribePostgresql(Kt_Database& database, std::string& error) {
   const Kt_Variant names[] = {Kt_Variant(Kt_WString::FromUtf8(quoted_name_))};
   Kt_Dataset answer;
-  if (database.Query("SELECT getdatabaseencoding() = 'UTF8', c.relkind = 'r', a.attname::text "
+  if (database.Query("SELECT getdatabaseencoding() = 'UTF8', c.relkind = 'r' AND NOT "
+                     "c.relhassubclass, a.attname::text "
                      "FROM pg_catalog.pg_class c LEFT JOIN (pg_catalog.pg_attribute a "
                      "JOIN pg_catalog.pg_collation o ON o.oid = a.attcollation "
                      "AND NOT o.collisdeterministic) ON a.attrelid = c.oid "
