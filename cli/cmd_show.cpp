@@ -154,8 +154,10 @@ class Show {
     bool loaded = false;
     {
       const Kt_CliProgress progress(streams_.messages, "loading " + options_.file);
-      loaded = LoadArranged(data_report) ||
-               LoadDataFile(options_.file, data_options_, dataset_, data_report);
+      loaded = LoadArranged(data_report);
+      const bool is_refused = !data_report.error.empty();
+      loaded = loaded ||
+               (!is_refused && LoadDataFile(options_.file, data_options_, dataset_, data_report));
     }
     if (!loaded) {
       if (TellStop(options_.file, streams_)) return kScriptFault;

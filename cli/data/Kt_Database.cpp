@@ -43,14 +43,18 @@ std::string DatasetNameOf(const std::string& path) {
   return parts.empty() ? "query" : parts.back();
 }
 
+void NoteNotOpened(const Kt_DatabaseUrl& url, DataReport& report) {
+  std::error_code ignored;
+  report.no_access =
+      url.kind == Kt_DatabaseUrl::Kind::kSqlite && !std::filesystem::exists(url.file, ignored);
+}
+
 bool LoadDatabase(const Kt_DatabaseUrl& url, const DataOptions& options, Kt_Dataset& dataset,
                   DataReport& report) {
   report = {};
   const kt_long loaded = kt::LoadDatabase(url, DatabaseOptions(options), dataset, report.error);
   if (loaded < 0) {
-    std::error_code ignored;
-    report.no_access =
-        url.kind == Kt_DatabaseUrl::Kind::kSqlite && !std::filesystem::exists(url.file, ignored);
+    NoteNotOpened(url, report);
     return false;
   }
   report.rows.rows_read = loaded;

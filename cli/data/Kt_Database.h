@@ -19,6 +19,9 @@ std::string DatasetNameOf(const std::string& path);
 // How a database is opened to load from it.
 Kt_Database::Options DatabaseOptions(const DataOptions& options);
 
+// After a database could not be opened: whether there is no such file.
+void NoteNotOpened(const Kt_DatabaseUrl& url, DataReport& report);
+
 // LoadDataFile for a database. Of the options only the rule for links counts.
 bool LoadDatabase(const Kt_DatabaseUrl& url, const DataOptions& options, Kt_Dataset& dataset,
                   DataReport& report);

@@ -82,12 +82,18 @@ bool LoadArranged(const std::string& text, const DataOptions& options, const Arr
   if (!Kt_DatabaseUrl::Parse(text, url, error)) return false;
   if (!options.rules.types.empty()) return whole("--types names columns of all that is loaded");
   if (url.table.empty()) return whole("a query is taken as it is");
+  const bool takes_all = wanted.filter.empty() && wanted.columns.empty() && !wanted.totals_only &&
+                         wanted.pivot.empty();
+  if (takes_all) return whole("all rows and columns are shown");
   const std::unique_ptr<Kt_Database> database =
       Kt_Database::Open(url, DatabaseOptions(options), error);
-  Kt_SqlTable table;
-  if (database == nullptr || !table.Describe(*database, url.kind, url.table, error)) {
-    return whole(error);
+  if (database == nullptr) {
+    report.error = error;
+    NoteNotOpened(url, report);
+    return false;
   }
+  Kt_SqlTable table;
+  if (!table.Describe(*database, url.kind, url.table, error)) return whole(error);
   Kt_SqlRequest request;
   if (!ReadRequest(*database, table, wanted, request)) return whole("the options are at fault");
   if (!WantsAnything(request)) return whole("all rows and columns are shown");

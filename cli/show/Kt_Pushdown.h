@@ -24,8 +24,8 @@ struct PushedDown {
 
 // Loads what an arrangement needs of a table into `dataset`, by one statement that has the database
 // filter, group and choose columns as far as that gives the same. `chart`: a column that is shown
-// too, or none. False when the whole table is to be loaded instead, with the reason in the lines,
-// and when the load was stopped.
+// too, or none. False when the whole table is to be loaded instead, with the reason in the lines;
+// and, with report.error, when the database cannot be opened.
 bool LoadArranged(const std::string& url, const DataOptions& options, const Arrangement& wanted,
                   const std::string& chart, Kt_Dataset& dataset, DataReport& report,
                   PushedDown& pushed);

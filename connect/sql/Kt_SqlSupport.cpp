@@ -41,7 +41,7 @@ constexpr OperatorRow kOperators[] = {
 // clang-format on
 static_assert(std::size(kOperators) == static_cast<std::size_t>(Operator::kLoneAnd) + 1);
 
-std::string Cell(std::string text) {
+std::string Cell(const std::string& text) {
   std::string out;
   for (const char byte : text) out += byte == '|' ? std::string("\\|") : std::string(1, byte);
   return out;

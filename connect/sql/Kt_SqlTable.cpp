@@ -450,9 +450,9 @@ bool Kt_SqlTable::AskExpected(Kt_Database& database, std::vector<std::size_t> co
       where += (where.empty() ? "" : " OR ") + unexpected;
     }
     Kt_Dataset answer;
-    if (!Question(database,
-                  "SELECT " + list + " FROM " + quoted_name_ + " WHERE " + where + " LIMIT 1",
-                  answer, error)) {
+    list.insert(0, "SELECT ").append(" FROM ").append(quoted_name_);
+    list.append(" WHERE ").append(where).append(" LIMIT 1");
+    if (!Question(database, list, answer, error)) {
       return false;
     }
     if (answer.GetRowCount() == 0) {

@@ -78,7 +78,7 @@ class Translator {
       case ExprNode::Kind::kCall: return Call(node);
       default: break;
     }
-    const SqlTerms::Term left = Translate(*node.parts[0]);
+    SqlTerms::Term left = Translate(*node.parts[0]);
     if (!left) return left;
     if (node.kind == ExprNode::Kind::kDecides) return terms_.AsDecision(*left);
     if (node.op == Operator::kNot) return terms_.Not(*left);
@@ -112,9 +112,9 @@ class Translator {
     }
     std::vector<SqlTerm> args;
     for (const ExprNodeRef& part : node.parts) {
-      const SqlTerms::Term term = Translate(*part);
+      SqlTerms::Term term = Translate(*part);
       if (!term) return term;
-      args.push_back(*term);
+      args.push_back(std::move(*term));
     }
     return function->make(terms_, args);
   }

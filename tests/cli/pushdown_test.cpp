@@ -182,6 +182,9 @@ TEST(Pushdown, IsExplained) {
     for (const std::string& line : row.lines) EXPECT_THAT(messages, HasSubstr(line));
   }
   EXPECT_THAT(Kt({"show", table, "--filter", "id > 1"}).messages, Not(HasSubstr("database")));
+  const Outcome none = Kt({"show", "sqlite:no.db?table=orders", "--filter", "id > 1"});
+  EXPECT_EQ(none.status, 2);
+  EXPECT_THAT(none.messages, HasSubstr("sqlite:no.db?table=orders: error: cannot open"));
 }
 
 // Sums that only the order of the additions makes differ, and those that are no numbers.

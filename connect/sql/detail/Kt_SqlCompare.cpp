@@ -76,8 +76,8 @@ SqlTerm SqlTerms::Related(Operator op, const SqlTerm& left, const SqlTerm& right
   for (const SqlTerm* const side : {&left, &right}) {
     if (!side->may_be_nan) continue;
     const std::string is_number = " AND (" + side->sql + " <> 'NaN') IS NOT FALSE)";
-    sql = "(" + sql + is_number;
-    where = "(" + where + is_number;
+    sql.insert(0, "(").append(is_number);
+    where.insert(0, "(").append(is_number);
   }
   return Truth(sql, where);
 }

@@ -147,7 +147,7 @@ Term CharAt(SqlTerms& terms, Args args) {
 }
 
 Term Pos(SqlTerms& terms, Args args) {
-  const Term text = PlainText(terms, args, 2, 2);
+  Term text = PlainText(terms, args, 2, 2);
   if (!text) return text;
   const SqlTerm& pattern = args[1];
   const bool is_found = pattern.kind == Kind::kText && pattern.constant && pattern.is_plain &&
