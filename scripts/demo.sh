@@ -67,8 +67,9 @@ with open(sys.argv[1], newline="", encoding="utf-8") as rows:
                      csv.DictReader(rows))
 shop.commit()
 PY
-kinds="sqlite:$out/letters.db?query=SELECT kind, count(*) AS letters FROM letters WHERE script IN ('GREEK', 'Greek') GROUP BY kind ORDER BY kind"
-step 'The same letters in a database of SQLite, asked there:' kt show "$kinds"
+letters="sqlite:$out/letters.db?table=letters"
+kinds=(kt show "$letters" --filter "script = 'GREEK' || script = 'Greek'" --group kind --totals-only --count name)
+step 'The same letters in a database of SQLite, filtered and counted there:' "${kinds[@]}" --explain
 step 'A script edits the table and saves its changes in one transaction:' \
-  kt run --allow-dir "$out" examples/database/correct.kts main "sqlite:$out/letters.db?table=letters"
-step 'What the database says now:' kt show "$kinds"
+  kt run --allow-dir "$out" examples/database/correct.kts main "$letters"
+step 'What the database says now:' "${kinds[@]}"
