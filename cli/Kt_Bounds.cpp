@@ -20,6 +20,14 @@ struct OptionValue {
 constexpr OptionValue kSandbox[] = {
     {"--no-files", "true"}, {"--steps", "10000000"}, {"--timeout", "10"}, {"--memory", "256"}};
 
+// The option of that name; null when there is none. The library's own search must not throw, and
+// asks for memory.
+CLI::Option* OptionOf(CLI::App& command, const char* name) {
+  const auto found =
+      command.get_options([name](const CLI::Option* option) { return option->check_name(name); });
+  return found.empty() ? nullptr : found.front();
+}
+
 }  // namespace
 
 void AddBoundOptions(CLI::App& command, BoundOptions& options) {
@@ -36,13 +44,13 @@ void AddSandboxFlag(CLI::App& command) {
       "For what strangers wrote: --no-files --steps 10000000 --timeout 10 --memory 256, unless "
       "these are given";
   CLI::Option* const sandbox = command.add_flag("--sandbox", help);
-  if (CLI::Option* const all = command.get_option_no_throw("--allow-all-files")) {
+  if (CLI::Option* const all = OptionOf(command, "--allow-all-files")) {
     sandbox->excludes(all);
   }
   command.parse_complete_callback([&command, sandbox] {
     if (sandbox->count() == 0) return;
     for (const auto& [name, value] : kSandbox) {
-      CLI::Option* const option = command.get_option_no_throw(name);
+      CLI::Option* const option = OptionOf(command, name);
       if (option == nullptr || option->count() > 0) continue;
       option->add_result(value);
       option->run_callback();
