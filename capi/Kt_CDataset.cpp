@@ -2,6 +2,7 @@
 //
 // Datasets of the C interface.
 #include "capi/Kt_CHandles.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "host/Kt_Arrow.h"
 
 using kt::capi::AreThere;

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 //
 // Engines, objects and formulas of the C interface.
+#include <chrono>
+
 #include "capi/Kt_CHandles.h"
 
 using kt::capi::AreThere;
@@ -122,6 +124,11 @@ kt_status kt_engine_tolerant(kt_engine* engine, int is_tolerant) {
   if (engine == nullptr) return KT_ARGUMENT;
   engine->engine.tolerant(is_tolerant != 0);
   return KT_OK;
+}
+kt_status kt_engine_names_json(kt_engine* engine, kt_value** text, kt_error** error) {
+  if (text != nullptr) *text = nullptr;
+  if (!AreThere(error, engine, text)) return KT_ARGUMENT;
+  return Guard(error, [&] { Give(Kt_Variant(engine->engine.names_json()), text); });
 }
 kt_status kt_engine_seed(kt_engine* engine, uint64_t seed) {
   if (engine == nullptr) return KT_ARGUMENT;

@@ -63,7 +63,7 @@ typedef enum kt_kind {
 
 /* The version of this interface: the major number in the upper 16 bits changes when programs have
  * to be built anew, the lower 16 when functions have come. */
-#define KT_ABI_VERSION 0x00010001u
+#define KT_ABI_VERSION 0x00010002u
 KT_C_API uint32_t kt_abi_version(void);
 /* The version of KtScript, "3.20.0". */
 KT_C_API const char* kt_version(void);
@@ -183,6 +183,9 @@ KT_C_API kt_status kt_engine_limits(kt_engine* engine, const kt_limits* limits);
 KT_C_API kt_status kt_engine_listen(kt_engine* engine, const kt_listeners* listeners);
 /* Scripts go on after some errors; a tolerant engine does not tell its host of these. */
 KT_C_API kt_status kt_engine_tolerant(kt_engine* engine, int is_tolerant);
+/* What scripts can name here, for `kt check --host`: a text of JSON, an object in each line.
+ * From version 1.2 of the ABI. */
+KT_C_API kt_status kt_engine_names_json(kt_engine* engine, kt_value** text, kt_error** error);
 /* Starts the random numbers of the calling thread anew. */
 KT_C_API kt_status kt_engine_seed(kt_engine* engine, uint64_t seed);
 /* Ends the call that is running, or the next one. From any thread while the engine is there. */

@@ -25,7 +25,7 @@ if(TARGET kt)
 endif()
 
 # With the detail folders: public templates stand on some of them.
-foreach(folder ${KT_LIBRARY_FOLDERS} host)
+foreach(folder ${KT_LIBRARY_FOLDERS})
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${folder}
     DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/ktscript
     FILES_MATCHING PATTERN "*.h")

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <cmath>
 #include <concepts>
 #include <cstdint>
 #include <limits>
@@ -39,13 +38,8 @@ struct Rest {
 
 namespace detail {
 
-inline std::string KindOf(const Kt_Variant& value) {
-#define KT_HOST_KIND(tag, text) \
-  if (value.Target().GetTag() == (tag)) return Kt_WString(text).ToUtf8();
-  KT_VALUE_KINDS(KT_HOST_KIND)
-#undef KT_HOST_KIND
-  return "nothing";
-}
+// What kind of value it is, as messages say it: "a text".
+KT_SCRIPT_API std::string KindOf(const Kt_Variant& value);
 
 template <class T>
 concept Number = std::is_arithmetic_v<T> && !std::same_as<T, bool> && !Kt_CharUnit<T>;
@@ -65,22 +59,16 @@ concept MapLike = requires(T map) {
 }
 &&std::same_as<typename T::key_type, std::string>;
 
-// A number whose fraction is 0; nothing for every other value.
-inline std::optional<double> WholeNumber(const Kt_Variant& value) {
-  switch (value.GetTag()) {
-    case kTagLong: return value.AsLong();
-    case kTagBool: return static_cast<double>(value.AsInt64());
-    case kTagDouble:
-    case kTagCurrency: {
-      const double number = value.ToDouble();
-      if (std::trunc(number) == number) return number;  // not a NaN
-      return std::nullopt;
-    }
-    default: return std::nullopt;
-  }
-}
+// A number, an amount or a truth value. False: another kind of value.
+KT_SCRIPT_API bool ReadNumber(const Kt_Variant& value, double& out);
+// The same without a fraction.
+KT_SCRIPT_API bool ReadWhole(const Kt_Variant& value, double& out);
 
 inline constexpr double kExactDoubles = 9007199254740992.0;  // 2^53
+[[noreturn]] KT_SCRIPT_API void ThrowInexact(const std::string& number);
+// Throws a RunError: "<whose> is a text, not <wanted>".
+[[noreturn]] KT_SCRIPT_API void ThrowKind(std::string_view whose, const Kt_Variant& value,
+                                          const std::string& wanted);
 
 }  // namespace detail
 
@@ -103,21 +91,21 @@ struct Convert<T> {
     return std::is_unsigned_v<T> ? "a whole number from 0" : "a whole number";
   }
   static bool Read(const Kt_Variant& value, T& out) {
-    const std::optional<double> number = detail::WholeNumber(value);
+    double number = 0;
     // The greatest of a type is no double where the type is wide: the next power of two is.
     constexpr double kEnd = 2.0 * static_cast<double>(std::numeric_limits<T>::max() / 2 + 1);
-    if (!number || *number < static_cast<double>(std::numeric_limits<T>::min()) ||
-        *number >= kEnd) {
+    if (!detail::ReadWhole(value, number) ||
+        number < static_cast<double>(std::numeric_limits<T>::min()) || number >= kEnd) {
       return false;
     }
-    out = static_cast<T>(*number);
+    out = static_cast<T>(number);
     return true;
   }
   static Kt_Variant Write(T value) {
     if (std::in_range<kt_long>(value)) return static_cast<kt_long>(value);
     const auto real = static_cast<double>(value);
-    if (std::abs(real) > detail::kExactDoubles) {
-      throw RunError("the number " + std::to_string(value) + " is too large to be exact");
+    if (real > detail::kExactDoubles || real < -detail::kExactDoubles) {
+      detail::ThrowInexact(std::to_string(value));
     }
     return real;
   }
@@ -127,13 +115,10 @@ template <std::floating_point T>
 struct Convert<T> {
   static std::string Kind() { return "a number"; }
   static bool Read(const Kt_Variant& value, T& out) {
-    switch (value.GetTag()) {
-      case kTagLong:
-      case kTagDouble:
-      case kTagCurrency:
-      case kTagBool: out = static_cast<T>(value.ToDouble()); return true;
-      default: return false;
-    }
+    double number = 0;
+    if (!detail::ReadNumber(value, number)) return false;
+    out = static_cast<T>(number);
+    return true;
   }
   static Kt_Variant Write(T value) { return static_cast<double>(value); }
 };
@@ -344,15 +329,21 @@ Kt_Variant ToValue(const T& value) {
   return Convert<std::decay_t<const T&>>::Write(value);
 }
 
-// Throws a RunError that says what `value` should be.
+// Reads `value`; throws a RunError that says what whose() should be.
+template <class T, class Whose>
+void ReadInto(T& out, const Kt_Variant& value, Whose whose) {
+  if (!Convert<T>::Read(value.Target(), out)) ThrowKind(whose(), value, Convert<T>::Kind());
+}
+template <class T, class Whose>
+requires std::invocable<Whose&> T FromValue(const Kt_Variant& value, Whose whose) {
+  static_assert(std::same_as<Stored<T>, std::remove_cvref_t<T>>, "a view would outlive its text");
+  Stored<T> out{};
+  ReadInto(out, value, whose);
+  return out;
+}
 template <class T>
 T FromValue(const Kt_Variant& value, std::string_view whose) {
-  Stored<T> out{};
-  if (!Convert<Stored<T>>::Read(value.Target(), out)) {
-    throw RunError(std::string(whose) + " is " + KindOf(value) + ", not " +
-                   Convert<Stored<T>>::Kind());
-  }
-  return out;
+  return FromValue<T>(value, [whose] { return whose; });
 }
 
 }  // namespace detail

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "connect/Kt_Changes.h"
+#include "dataset/Kt_ExprDataset.h"
 #include "host/Kt_Table.h"
 
 // Tables that are loaded from databases and saved to them; needs the library KtConnectLib320U.
@@ -49,7 +50,7 @@ inline int load_database(Table& table, std::string_view text,
   std::string error;
   const kt_long rows = LoadDatabase(url, options, table.data(), error);
   if (rows < 0) throw RunError(url.shown + ": " + error);
-  table.node()->AnnounceRows(Kt_LoadReason::kLoaded);
+  table.wrapper().AnnounceRows(Kt_LoadReason::kLoaded);
   return rows;
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <cmath>
 
 #include "host/Kt_Convert.h"
 
@@ -18,12 +19,15 @@ inline constexpr bool kIsCalendarClock =
 
 namespace kt {
 
+// To be included by hosts that pass dates of <chrono>, beside Kt_Bind.h, which does without it.
+//
 // Points in time, and dates: what scripts know as dates. Scripts have no time zones: what is read
 // here is what is shown there. To the millisecond, or what the type can hold.
 template <class Clock, class Duration>
 requires detail::kIsCalendarClock<Clock>
 struct Convert<std::chrono::time_point<Clock, Duration>> {
   using Point = std::chrono::time_point<Clock, Duration>;
+  static constexpr bool kIsDate = true;
   static std::string Kind() { return "a date"; }
   static bool Read(const Kt_Variant& value, Point& out) {
     Kt_DateTime moment;
@@ -44,6 +48,7 @@ struct Convert<std::chrono::time_point<Clock, Duration>> {
 template <>
 struct Convert<std::chrono::year_month_day> {
   using Days = Convert<std::chrono::sys_days>;
+  static constexpr bool kIsDate = true;
   static std::string Kind() { return Days::Kind(); }
   static bool Read(const Kt_Variant& value, std::chrono::year_month_day& out) {
     std::chrono::sys_days days;

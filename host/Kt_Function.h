@@ -20,6 +20,12 @@ inline constexpr bool kIsOptional = false;
 template <class T>
 inline constexpr bool kIsOptional<std::optional<T>> = true;
 
+// "argument 2" for the second, of index 1.
+KT_SCRIPT_API std::string ArgumentName(kt_long at);
+[[noreturn]] KT_SCRIPT_API void ThrowNoReference(kt_long at);
+// Throws when a function that takes so many arguments gets `count`; a negative `most`: any number.
+KT_SCRIPT_API void CheckCount(kt_long count, kt_long least, kt_long most);
+
 // One parameter while its function is called. The general form: a value, or a reference to const.
 template <class T>
 class Argument {
@@ -30,8 +36,7 @@ class Argument {
   void Read(const Kt_VariantList& args, kt_long at) {
     const Kt_Variant& value = args.GetItemNN(at).Target();
     if (!Convert<Stored<T>>::Read(value, value_)) {
-      throw RunError("argument " + std::to_string(at + 1) + " is " + KindOf(value) + ", not " +
-                     Convert<Stored<T>>::Kind());
+      ThrowKind(ArgumentName(at), value, Convert<Stored<T>>::Kind());
     }
   }
   decltype(auto) Pass() {
@@ -52,9 +57,7 @@ template <class T>
 requires(!std::is_const_v<T>) class Argument<T&> : public Argument<T> {
  public:
   void Read(const Kt_VariantList& args, kt_long at) {
-    if (!args.GetItemNN(at).IsRef()) {
-      throw RunError("argument " + std::to_string(at + 1) + " has to be passed with ref()");
-    }
+    if (!args.GetItemNN(at).IsRef()) ThrowNoReference(at);
     Argument<T>::Read(args, at);
   }
   T& Pass() { return this->value_; }
@@ -85,15 +88,6 @@ constexpr kt_long LeastArgs() {
   kt_long least = 0;
   ((++at, least = Argument<Args>::kMayLack ? least : at), ...);
   return least;
-}
-
-inline void CheckCount(kt_long count, kt_long least, kt_long most) {
-  if (count >= least && (most < 0 || count <= most)) return;
-  std::string takes = std::to_string(least);
-  if (most < 0) takes += " or more";
-  if (most > least) takes += " to " + std::to_string(most);
-  throw RunError("takes " + takes + (takes == "1" ? " argument, " : " arguments, ") +
-                 std::to_string(count) + " came");
 }
 
 template <class... Args>

@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "dataset/Kt_ExprDataset.h"
-#include "host/Kt_Errors.h"
 #include "host/Kt_Function.h"
+#include "host/Kt_Names.h"
 #include "object/Kt_ExprNameSource.h"
 #include "object/Kt_ExprObjInfo.h"
 
@@ -30,11 +30,8 @@ struct NameLess {
 template <class T>
 using ByName = std::map<Kt_WString, T, NameLess>;
 
-inline Kt_WString ToName(std::string_view name) {
-  Kt_WString out = Kt_WString::FromUtf8(name);
-  if (!out.IsName()) throw RunError("'" + std::string(name) + "' is no name");
-  return out;
-}
+// Throws when it is none.
+KT_SCRIPT_API Kt_WString ToName(std::string_view name);
 
 // What has a name in a context and may outlive it.
 class Attached {
@@ -76,6 +73,10 @@ class ExceptionSink {
   }
 };
 
+// The report of what host code threw.
+KT_SCRIPT_API kt_long ReportThrown(Kt_ExprObject* context, const Kt_WString& name,
+                                   const std::string& text);
+
 // Runs code of the host inside of a script. What it throws becomes an error of `name` there, or
 // ends the run and is thrown on from the call of the host. Memory that runs out is the engine's.
 template <class Work>
@@ -96,20 +97,16 @@ kt_long RunHostCode(Kt_ExprObject* context, ExceptionSink& sink, const Kt_WStrin
   } catch (...) {
     if (sink.passes) sink.waiting = std::current_exception();
   }
-  if (sink.waiting) return kAbort;
-  return Report(context, u"host", kErrNotAllowed, name, Kt_WString::FromUtf8(text));
+  return sink.waiting ? static_cast<kt_long>(kAbort) : ReportThrown(context, name, text);
 }
 
 // The outermost context of an engine.
-class HostContext final : public Kt_ExprObject, public Kt_ExprNameSource {
+class KT_SCRIPT_API HostContext final : public Kt_ExprObject, public Kt_ExprNameSource {
  public:
-  HostContext() : Kt_ExprObject(nullptr) {}
+  HostContext();
   HostContext(const HostContext&) = delete;
   HostContext& operator=(const HostContext&) = delete;
-  ~HostContext() override {
-    for (const auto& [name, object] : objects_) object->Leave();
-    for (const auto& [name, table] : tables_) table->Leave();
-  }
+  ~HostContext() override;
 
   // The first error that was reported in a call of the host.
   struct FirstReport {
@@ -121,134 +118,35 @@ class HostContext final : public Kt_ExprObject, public Kt_ExprNameSource {
   std::function<void(const ErrorInfo&)> on_error;
   std::function<void(std::string_view)> on_trace;
 
-  void SetFunction(const Kt_WString& name, HostFunction function, Arity arity = {}) {
-    std::unique_ptr<FunctionNode>& node = functions_[name];
-    if (node == nullptr) node = std::make_unique<FunctionNode>(*this, name);
-    node->function = std::make_shared<const HostFunction>(std::move(function));
-    node->arity = arity;
-    ++version_;
-  }
-  void SetObject(const Kt_WString& name, std::shared_ptr<Attached> object) {
-    Set(objects_, name, std::move(object));
-  }
-  void SetTable(const Kt_WString& name, std::shared_ptr<Attached> table) {
-    Set(tables_, name, std::move(table));
-  }
+  void SetFunction(const Kt_WString& name, HostFunction function, Arity arity = {});
+  void SetObject(const Kt_WString& name, std::shared_ptr<Attached> object);
+  void SetTable(const Kt_WString& name, std::shared_ptr<Attached> table);
   // The object and the table of that name.
-  std::vector<std::shared_ptr<Attached>> GetAttached(const Kt_WString& name) const {
-    std::vector<std::shared_ptr<Attached>> found;
-    for (const auto* const names : {&objects_, &tables_}) {
-      if (const auto at = names->find(name); at != names->end()) found.push_back(at->second);
-    }
-    return found;
-  }
-  void Remove(const Attached* which) {
-    for (auto* const names : {&objects_, &tables_}) {
-      std::erase_if(*names, [&](const auto& entry) { return entry.second.get() == which; });
-    }
-    ++version_;
-  }
-
-  Kt_WString GetID() const override { return u"host"; }
-  int GetVarType(const Kt_WString& name, Kt_ExprObjInfo& info) override {
-    if (const auto object = objects_.find(name); object != objects_.end()) {
-      info.SetComponent(&object->second->Object());
-      return info.GetKind();
-    }
-    if (const auto table = tables_.find(name); table != tables_.end()) {
-      info.SetDataset(&table->second->Object());
-      return info.GetKind();
-    }
-    return EXPR_OBJ_UNKNOWN;
-  }
-  int GetMethodType(const Kt_WString& name, Kt_ExprObjInfo& info) override {
-    const auto found = functions_.find(name);
-    if (found == functions_.end()) return EXPR_OBJ_UNKNOWN;
-    info.SetExtAPI(found->second.get(), found->first, &FunctionNode::Call);
-    return info.GetKind();
-  }
-  Kt_Object* GetComponent(const Kt_WString& name) override {
-    const auto found = objects_.find(name);
-    return found == objects_.end() ? nullptr : &found->second->Object();
-  }
-  Kt_ExprDataset* GetChildDataset(const Kt_WString& name) override {
-    const auto found = tables_.find(name);
-    return found == tables_.end() ? nullptr
-                                  : static_cast<Kt_ExprDataset*>(&found->second->Object());
-  }
-  std::uint64_t GetNameVersion() override { return version_; }
-  void AddNames(Names which, std::vector<Kt_WString>& names) const override {
-    if (which == Names::kCalls) {
-      for (const auto& [name, function] : functions_) names.push_back(name);
-      return;
-    }
-    for (const auto* const list : {&objects_, &tables_}) {
-      for (const auto& [name, object] : *list) names.push_back(name);
-    }
-  }
-
+  std::vector<std::shared_ptr<Attached>> GetAttached(const Kt_WString& name) const;
+  void Remove(const Attached* which);
   // Functions, objects and tables, for tools.
-  void ListNames(NamesJson& names) const {
-    for (const auto& [name, node] : functions_) names.AddCall(name.ToUtf8(), node->arity);
-    for (const auto* const list : {&objects_, &tables_}) {
-      for (const auto& [name, attached] : *list) attached->ListNames(name.ToUtf8(), names);
-    }
-  }
+  void ListNames(NamesJson& names) const;
+
+  Kt_WString GetID() const override;
+  int GetVarType(const Kt_WString& name, Kt_ExprObjInfo& info) override;
+  int GetMethodType(const Kt_WString& name, Kt_ExprObjInfo& info) override;
+  Kt_Object* GetComponent(const Kt_WString& name) override;
+  Kt_ExprDataset* GetChildDataset(const Kt_WString& name) override;
+  std::uint64_t GetNameVersion() override { return version_; }
+  void AddNames(Names which, std::vector<Kt_WString>& names) const override;
 
   // Always reported, so that every error is noted with its calls.
   int IsSystemLogMode() override { return 1; }
   int IsDebugTraceMode() override { return on_trace ? 1 : 0; }
-  void OnRunTimeError(const Kt_Result&) override {  // the note says more than the result
-    const Kt_RunError& last = Kt_RunError::Last();
-    if (report != nullptr && !report->info) *report = {last.serial, LastFailure(last.code)};
-    if (on_error) Listen([&] { on_error(LastFailure(last.code)); });
-  }
-  void OnDebugTrace(const Kt_WString& text) override {
-    if (on_trace) Listen([&] { on_trace(text.ToUtf8()); });
-  }
+  void OnRunTimeError(const Kt_Result&) override;
+  void OnDebugTrace(const Kt_WString& text) override;
 
  private:
-  // A function with what it needs, as the context of its own calls. Lives as long as the host:
-  // translated scripts keep its address.
-  class FunctionNode final : public Kt_ExprObject {
-   public:
-    FunctionNode(HostContext& host, const Kt_WString& name)
-        : Kt_ExprObject(&host), name_(name), host_(host) {}
-    std::shared_ptr<const HostFunction> function;
-    Arity arity;
-
-    static kt_long Call(Kt_ExprObject* context, const Kt_VariantList* args, Kt_Variant& result) {
-      auto& self = static_cast<FunctionNode&>(*context);
-      const std::shared_ptr<const HostFunction> function = self.function;  // may be replaced in it
-      return RunHostCode(&self, self.host_.exceptions, self.name_, [&] {
-        static const Kt_VariantList kNone;
-        result = (*function)(args != nullptr ? *args : kNone);
-      });
-    }
-
-   private:
-    Kt_WString name_;
-    HostContext& host_;
-  };
-
+  class FunctionNode;
   using AttachedByName = ByName<std::shared_ptr<Attached>>;
-  void Set(AttachedByName& names, const Kt_WString& name, std::shared_ptr<Attached> what) {
-    std::shared_ptr<Attached>& place = names[name];
-    if (place != nullptr && place != what) place->Leave();
-    place = std::move(what);
-    ++version_;
-  }
-  // A listener that throws ends nothing; with exceptions passed on, the call throws in the end.
+  void Set(AttachedByName& names, const Kt_WString& name, std::shared_ptr<Attached> what);
   template <class Call>
-  void Listen(Call call) {
-    try {
-      call();
-    } catch (const std::bad_alloc&) {
-      throw;
-    } catch (...) {
-      if (exceptions.passes) exceptions.waiting = std::current_exception();
-    }
-  }
+  void Listen(Call call);
 
   ByName<std::unique_ptr<FunctionNode>> functions_;
   AttachedByName objects_;

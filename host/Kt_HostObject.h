@@ -5,7 +5,6 @@
 #include <memory>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "host/Kt_Engine.h"
 
@@ -13,67 +12,14 @@ namespace kt {
 
 namespace detail {
 
-// What scripts see of an object of the host.
-class ObjectNode final : public Attachable<Kt_ExprObject>, public Kt_ExprNameSource {
- public:
-  struct Member {
-    std::function<Kt_Variant()> get;
-    std::function<void(const Kt_Variant&)> set;
-    HostFunction call;
-    Arity arity;  // of the call
-  };
+class ObjectNode;
 
-  ObjectNode(HostContext& host, const Kt_WString& name) : Attachable(&host), name_(name) {
-    Join(host);
-  }
-
-  void Put(const Kt_WString& name, Member member) {
-    members_[name] = std::make_shared<const Member>(std::move(member));
-  }
-
-  Kt_WString GetID() const override { return name_; }
-  kt_long GetProperty(const Kt_WString& name, const Kt_VariantList*, Kt_Variant& result) override {
-    return Use(name, &Member::get, [&](const auto& get) { result = get(); });
-  }
-  kt_long SetProperty(const Kt_WString& name, const Kt_VariantList*,
-                      const Kt_Variant& value) override {
-    return Use(name, &Member::set, [&](const auto& set) { set(value.Dereference()); });
-  }
-  kt_long CallMethod(const Kt_WString& name, const Kt_VariantList* args,
-                     Kt_Variant& result) override {
-    return Use(name, &Member::call, [&](const auto& call) {
-      static const Kt_VariantList kNone;
-      result = call(args != nullptr ? *args : kNone);
-    });
-  }
-  void AddNames(Names, std::vector<Kt_WString>& names) const override {
-    for (const auto& [name, member] : members_) names.push_back(name);
-  }
-  void ListNames(const std::string& own, NamesJson& names) const override {
-    names.Add("object", own);
-    for (const auto& [name, member] : members_) {
-      if (member->call) {
-        names.AddMethod(name.ToUtf8(), own, member->arity);
-      } else {
-        names.AddMember("property", name.ToUtf8(), own);
-      }
-    }
-  }
-
- private:
-  template <class Part, class Work>
-  kt_long Use(const Kt_WString& name, Part Member::*part, Work work) {
-    const auto found = members_.find(name);
-    if (found == members_.end() || host_ == nullptr) return kNoMember;
-    const std::shared_ptr<const Member> member = found->second;  // may be replaced meanwhile
-    if (!((*member).*part)) return kNoMember;
-    HostContext& host = *host_;
-    return RunHostCode(&host, host.exceptions, name_ + u"." + name.View(),
-                       [&] { work((*member).*part); });
-  }
-
-  Kt_WString name_;
-  ByName<std::shared_ptr<const Member>> members_;
+// What a name of an object stands for: the parts that there are.
+struct ObjectMember {
+  std::function<Kt_Variant()> get;
+  std::function<void(const Kt_Variant&)> set;
+  HostFunction call;
+  Arity arity;  // of the call
 };
 
 }  // namespace detail
@@ -88,19 +34,12 @@ class ObjectNode final : public Attachable<Kt_ExprObject>, public Kt_ExprNameSou
 // What the members are made of is borrowed and has to outlive this. When it is destroyed, which
 // may be before or after the engine and inside of its own members, the name stands for nothing any
 // more and values that refer to it read empty. Threads: the engine's.
-class Object {
+class KT_SCRIPT_API Object {
  public:
-  Object(Engine& engine, std::string_view name)
-      : state_(engine.state()),
-        node_(std::make_shared<detail::ObjectNode>(engine.state()->host, detail::ToName(name))) {
-    engine.state()->host.SetObject(node_->GetID(), node_);
-  }
+  Object(Engine& engine, std::string_view name);
   Object(Object&&) = default;
   Object& operator=(Object&&) = delete;
-  ~Object() {
-    if (node_ == nullptr) return;
-    if (const auto state = state_.lock()) state->host.Remove(node_.get());
-  }
+  ~Object();
 
   // Without a setter it can only be read.
   template <class Get>
@@ -141,7 +80,7 @@ class Object {
   }
 
   // The object as a value, for functions that give it.
-  Kt_Variant value() const { return Kt_Variant(Kt_ObjectHolder(nullptr, node_.get())); }
+  Kt_Variant value() const;
 
  private:
   template <class Get>
@@ -154,10 +93,7 @@ class Object {
       set(detail::FromValue<detail::Stored<T>>(value, "the value"));
     };
   }
-  Object& Put(std::string_view name, detail::ObjectNode::Member member) {
-    node_->Put(detail::ToName(name), std::move(member));
-    return *this;
-  }
+  Object& Put(std::string_view name, detail::ObjectMember member);
 
   std::weak_ptr<detail::EngineState> state_;
   std::shared_ptr<detail::ObjectNode> node_;

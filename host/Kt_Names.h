@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <algorithm>
 #include <string>
 #include <string_view>
 
-#include "classlib/text/Kt_WString.h"
+#include "classlib/base/Kt_Types.h"
 
 // What a host gives to scripts, for tools: what kt::Engine::names_json is made of.
 namespace kt::detail {
@@ -16,57 +15,20 @@ struct Arity {
   kt_long most = -1;
 };
 
-// "rate(var1[,var2])", "sum([...])": as the help of the built-in functions has it.
-inline std::string CallForm(std::string_view name, Arity arity) {
-  std::string form = std::string(name) + "(";
-  for (kt_long arg = 1; arg <= std::max(arity.least, arity.most); ++arg) {
-    const std::string comma = arg > 1 ? "," : "";
-    const std::string text = comma + "var" + std::to_string(arg);
-    form += arg > arity.least ? "[" + text + "]" : text;
-  }
-  if (arity.most < 0) form += arity.least > 0 ? "[,...]" : "[...]";
-  return form + ")";
-}
-
 // Collects names as lines of JSON, an object each, as `kt functions --json` prints them and
 // `kt check --host` reads them.
-class NamesJson {
+class KT_SCRIPT_API NamesJson {
  public:
-  void Add(std::string_view kind, std::string_view name) { Write(kind, name, {}, {}); }
-  void AddCall(std::string_view name, Arity arity) {
-    Write("function", name, {}, CallForm(name, arity));
-  }
+  void Add(std::string_view kind, std::string_view name);
+  void AddCall(std::string_view name, Arity arity);
   // What follows a name and a point: a property, a method, a column.
-  void AddMember(std::string_view kind, std::string_view name, std::string_view of) {
-    Write(kind, name, of, {});
-  }
-  void AddMethod(std::string_view name, std::string_view of, Arity arity) {
-    Write("method", name, of, CallForm(name, arity));
-  }
+  void AddMember(std::string_view kind, std::string_view name, std::string_view of);
+  void AddMethod(std::string_view name, std::string_view of, Arity arity);
   const std::string& Text() const { return text_; }
 
  private:
   void Write(std::string_view kind, std::string_view name, std::string_view of,
-             std::string_view form) {
-    text_ += "{\"name\":" + Quoted(name) + ",\"kind\":" + Quoted(kind);
-    if (!of.empty()) text_ += ",\"of\":" + Quoted(of);
-    if (!form.empty()) text_ += ",\"forms\":[" + Quoted(form) + "]";
-    text_ += "}\n";
-  }
-  static std::string Quoted(std::string_view text) {
-    static constexpr char kDigits[] = "0123456789abcdef";
-    std::string out = "\"";
-    for (const char byte : text) {
-      const auto unit = static_cast<unsigned char>(byte);
-      if (byte == '"' || byte == '\\') out += '\\';
-      if (unit >= 0x20) {
-        out += byte;
-      } else {
-        out += std::string("\\u00") + kDigits[unit >> 4] + kDigits[unit & 15];
-      }
-    }
-    return out + '"';
-  }
+             std::string_view form);
 
   std::string text_;
 };

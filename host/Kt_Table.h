@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <algorithm>
 #include <functional>
 #include <iterator>
 #include <memory>
@@ -11,10 +10,13 @@
 #include <utility>
 #include <vector>
 
-#include "classlib/formats/Kt_Formats.h"
-#include "classlib/store/Kt_Dataset.h"
-#include "classlib/store/Kt_RowReader.h"
+#include "classlib/store/Kt_ColumnType.h"
 #include "host/Kt_Engine.h"
+
+class Kt_Column;
+class Kt_Dataset;
+class Kt_ExprDataset;
+struct Kt_CsvOptions;
 
 namespace kt {
 
@@ -42,8 +44,7 @@ constexpr Kt_ColumnType ColumnTypeOf() {
     return Kt_ColumnType::kDouble;
   } else if constexpr (std::same_as<T, Kt_Currency>) {
     return Kt_ColumnType::kCurrency;
-  } else if constexpr (std::same_as<T, Kt_DateTime> || requires { typename T::clock; } ||
-                       std::same_as<T, std::chrono::year_month_day>) {
+  } else if constexpr (std::same_as<T, Kt_DateTime> || requires { Convert<T>::kIsDate; }) {
     return Kt_ColumnType::kDateTime;
   } else if constexpr (std::convertible_to<T, std::string_view> ||
                        std::convertible_to<T, std::u16string_view>) {
@@ -62,6 +63,20 @@ struct CellOf<std::optional<T>> {
   using Type = T;
 };
 
+// Makes a column, cell by cell.
+class KT_SCRIPT_API ColumnMaker {
+ public:
+  ColumnMaker(Kt_ColumnType type, std::size_t rows);
+  void Add(const Kt_Variant& cell);
+  // For columns of just these.
+  void AddAll(std::span<const double> cells);
+  void AddAll(std::span<const kt_long> cells);
+  std::shared_ptr<Kt_Column> Take() { return std::move(column_); }
+
+ private:
+  std::shared_ptr<Kt_Column> column_;
+};
+
 // A column of what get(row) gives for each of `rows` rows; std::nullopt is null.
 template <class T, class Get>
 std::shared_ptr<Kt_Column> MakeColumn(std::size_t rows, Get get) {
@@ -73,75 +88,22 @@ std::shared_ptr<Kt_Column> MakeColumn(std::size_t rows, Get get) {
       if (cell && !std::in_range<kt_long>(*cell)) type = Kt_ColumnType::kDouble;
     }
   }
-  auto column = std::make_shared<Kt_Column>(type);
-  column->Reserve(rows);
-  for (std::size_t row = 0; row < rows; ++row) {
-    if constexpr (std::same_as<Cell, double> && std::same_as<T, Cell>) {
-      column->AppendDouble(get(row));
-    } else if constexpr (std::same_as<Cell, kt_long> && std::same_as<T, Cell>) {
-      column->AppendLong(get(row));
-    } else {
-      column->Append(ToValue<T>(get(row)));
+  ColumnMaker maker(type, rows);
+  if constexpr (std::same_as<T, double> || std::same_as<T, kt_long>) {
+    constexpr std::size_t kAtOnce = 256;
+    T cells[kAtOnce];
+    for (std::size_t row = 0; row < rows;) {
+      std::size_t count = 0;
+      while (count < kAtOnce && row < rows) cells[count++] = get(row++);
+      maker.AddAll(std::span<const T>(cells, count));
     }
+  } else {
+    for (std::size_t row = 0; row < rows; ++row) maker.Add(ToValue<T>(get(row)));
   }
-  return column;
+  return maker.Take();
 }
 
-// A dataset, its own or the host's, as scripts see it.
-class TableNode final : public Attachable<Kt_ExprDataset>,
-                        public std::enable_shared_from_this<TableNode> {
- public:
-  explicit TableNode(const Kt_WString& id) : own_(std::make_unique<Kt_Dataset>(id)) {
-    Begin(*own_);
-  }
-  explicit TableNode(Kt_Dataset& dataset) { Begin(dataset); }
-
-  ExceptionSink exceptions;
-  std::function<bool(const CellChange&)> on_change;
-  std::function<void(const CellChange&)> on_changed;
-  std::weak_ptr<EngineState> engine;
-
-  void ListNames(const std::string& own, NamesJson& names) const override {
-    names.Add("dataset", own);
-    const Kt_Dataset* const data = GetDataset();
-    for (kt_long col = 0; data != nullptr && col < data->GetColCount(); ++col) {
-      names.AddMember("column", data->GetColID(col).ToUtf8(), own);
-    }
-  }
-  int CanColumnChange(const Kt_WString& column, const Kt_Variant& old_value,
-                      const Kt_Variant& new_value, int row, const Kt_Component*, int) override {
-    bool allows = true;
-    const auto ask = on_change;  // which it may replace
-    const bool ran = !ask || Run(u".on_change", [&] {
-      allows = ask({column.ToUtf8(), old_value, new_value, row});
-    });
-    return ran && allows ? 1 : 0;
-  }
-  void OnColumnChanged(const Kt_WString& column, const Kt_Variant& old_value,
-                       const Kt_Variant& new_value, int row, const Kt_Component*, int) override {
-    const auto tell = on_changed;
-    if (tell) Run(u".on_changed", [&] { tell({column.ToUtf8(), old_value, new_value, row}); });
-  }
-
- private:
-  void Begin(Kt_Dataset& dataset) {
-    exceptions.passes = true;
-    SetDataset(&dataset);
-    SetEvents(1);
-  }
-  // False when the handler threw. An edit of the host throws that on; in a run it is reported, or
-  // comes out of the host's call.
-  template <class Work>
-  bool Run(const char16_t* event, Work work) {
-    const auto self = shared_from_this();  // it may drop the table
-    const std::shared_ptr<EngineState> running = engine.lock();
-    ExceptionSink& sink =
-        host_ != nullptr && running && running->depth > 0 ? host_->exceptions : exceptions;
-    return RunHostCode(this, sink, GetID() + event, work) == kOk;
-  }
-
-  std::unique_ptr<Kt_Dataset> own_;
-};
+class TableNode;
 
 }  // namespace detail
 
@@ -164,13 +126,24 @@ class Columns {
                detail::MakeColumn<T>(cells.size(), [&](std::size_t row) { return cells[row]; }));
   }
   Columns& add(std::string_view id, std::shared_ptr<Kt_Column> cells) {
-    columns_.push_back({Kt_WString::FromUtf8(id), std::move(cells)});
+    columns_.push_back({std::string(id), std::move(cells)});
     return *this;
   }
-  const std::vector<ColumnData>& list() const { return columns_; }
+  struct Column {
+    std::string id;
+    std::shared_ptr<Kt_Column> cells;
+  };
+  const std::vector<Column>& list() const { return columns_; }
 
  private:
-  std::vector<ColumnData> columns_;
+  std::vector<Column> columns_;
+};
+
+// Names a cell in messages.
+struct CellPlace {
+  int row;
+  std::string_view column;
+  KT_SCRIPT_API std::string operator()() const;
 };
 
 // How the members of a struct stand for columns.
@@ -186,7 +159,7 @@ class Fields {
     field.to_column = [member](std::span<const Row> rows) {
       return detail::MakeColumn<T>(rows.size(), [&](std::size_t at) { return rows[at].*member; });
     };
-    field.read = [member](const Kt_Variant& value, Row& row, std::string_view where) {
+    field.read = [member](const Kt_Variant& value, Row& row, const CellPlace& where) {
       row.*member = detail::FromValue<T>(value, where);
     };
     fields_.push_back(std::move(field));
@@ -195,7 +168,7 @@ class Fields {
   struct Field {
     std::string id;
     std::function<std::shared_ptr<Kt_Column>(std::span<const Row>)> to_column;
-    std::function<void(const Kt_Variant&, Row&, std::string_view where)> read;
+    std::function<void(const Kt_Variant&, Row&, const CellPlace& where)> read;
   };
   const std::vector<Field>& list() const { return fields_; }
 
@@ -215,21 +188,15 @@ class Row;
 // A handle: copies are the same table. The table lives as long as a handle or its engine has it. A
 // table of a host's own Kt_Dataset borrows that.
 // Fails: throws kt::RunError. Threads: one at a time, the engine's when it has one.
-class Table {
+class KT_SCRIPT_API Table {
  public:
-  explicit Table(std::string_view id = "table")
-      : node_(std::make_shared<detail::TableNode>(Kt_WString::FromUtf8(id))) {}
-  explicit Table(Kt_Dataset& dataset) : node_(std::make_shared<detail::TableNode>(dataset)) {}
+  explicit Table(std::string_view id = "table");
+  explicit Table(Kt_Dataset& dataset);
 
-  int rows() const { return data().GetRowCount(); }
-  int columns() const { return data().GetColCount(); }
-  std::vector<std::string> column_names() const {
-    std::vector<std::string> names;
-    names.reserve(static_cast<std::size_t>(columns()));
-    for (kt_long col = 0; col < columns(); ++col) names.push_back(data().GetColID(col).ToUtf8());
-    return names;
-  }
-  bool has(std::string_view column) const { return Find(column) >= 0; }
+  int rows() const;
+  int columns() const;
+  std::vector<std::string> column_names() const;
+  bool has(std::string_view column) const;
 
   // ---- Columns ----------------------------------------------------------------------------------
 
@@ -243,52 +210,25 @@ class Table {
   // for other columns, and when rows were sorted, hidden or deleted; values() copies them then.
   template <class T>
   std::span<const T> span(std::string_view column) const {
-    const kt_long col = At(column);
-    const Kt_Column* const cells = Kt_RowReader(data()).GetCells(col);
-    const std::size_t count = static_cast<std::size_t>(rows());
-    if (cells == nullptr || !lies_in_order()) {
-      throw RunError("the cells of '" + std::string(column) + "' do not lie in the order of rows");
-    }
-    if constexpr (std::same_as<T, kt_long>) {
-      if (cells->Type() == Kt_ColumnType::kLong) {
-        return {cells->Cells<Kt_Column::Longs>().data(), count};
-      }
-    } else if constexpr (std::same_as<T, double>) {
-      if (cells->Type() == Kt_ColumnType::kDouble || cells->Type() == Kt_ColumnType::kDateTime) {
-        return {cells->Cells<Kt_Column::Doubles>().data(), count};
-      }
-    } else {
-      static_assert(std::same_as<T, std::int64_t>, "kt_long, double or std::int64_t");
-      if (cells->Type() == Kt_ColumnType::kCurrency) {
-        return {cells->Cells<Kt_Column::Units>().data(), count};
-      }
-    }
-    throw RunError("column '" + std::string(column) + "' holds " +
-                   Kt_WString(kt_columntypenameW(cells->Type())).ToUtf8());
+    constexpr bool kIsLong = std::same_as<T, kt_long>;
+    constexpr bool kIsDouble = std::same_as<T, double>;
+    static_assert(kIsLong || kIsDouble || std::same_as<T, std::int64_t>,
+                  "kt_long, double or std::int64_t");
+    constexpr Kt_ColumnType kForm = kIsLong     ? Kt_ColumnType::kLong
+                                    : kIsDouble ? Kt_ColumnType::kDouble
+                                                : Kt_ColumnType::kCurrency;
+    return {static_cast<const T*>(CellsOf(column, kForm)), static_cast<std::size_t>(rows())};
   }
   // Whether rows were neither sorted, hidden nor deleted since they came.
-  bool lies_in_order() const {
-    constexpr kt_long kAtOnce = 512;
-    std::uint32_t records[kAtOnce];
-    const Kt_RowReader reader(data());
-    for (kt_long row = 0; row < rows(); row += kAtOnce) {
-      const kt_long count = std::min(kAtOnce, rows() - row);
-      reader.GetRecords(row, count, records);
-      for (kt_long at = 0; at < count; ++at) {
-        if (records[at] != static_cast<std::uint32_t>(row + at)) return false;
-      }
-    }
-    return true;
-  }
+  bool lies_in_order() const;
   // The cells as shown, converted; of a computed column too. Take std::optional for nulls.
   template <class T>
   std::vector<T> values(std::string_view column) const {
-    const kt_long col = At(column);
     std::vector<T> out;
     out.reserve(static_cast<std::size_t>(rows()));
-    for (kt_long row = 0; row < rows(); ++row) {
-      out.push_back(detail::FromValue<T>(data().ReadColumn(row, col), Where(row, column)));
-    }
+    ReadCells(column, [&](int row, const Kt_Variant& cell) {
+      out.push_back(detail::FromValue<T>(cell, CellPlace{row, column}));
+    });
     return out;
   }
 
@@ -310,11 +250,9 @@ class Table {
   std::vector<R> read(const Fields<R>& fields) const {
     std::vector<R> out(static_cast<std::size_t>(rows()));
     for (const auto& field : fields.list()) {
-      const kt_long col = At(field.id);
-      for (kt_long row = 0; row < rows(); ++row) {
-        field.read(data().ReadColumn(row, col), out[static_cast<std::size_t>(row)],
-                   Where(row, field.id));
-      }
+      ReadCells(field.id, [&](int row, const Kt_Variant& cell) {
+        field.read(cell, out[static_cast<std::size_t>(row)], {row, field.id});
+      });
     }
     return out;
   }
@@ -323,23 +261,20 @@ class Table {
   // One cell. A write asks on_change, and throws when that refuses.
   template <class T = Kt_Variant>
   T get(int row, std::string_view column) const {
-    return detail::FromValue<T>(data().ReadColumn(row, At(column)), Where(row, column));
+    return detail::FromValue<T>(Cell(row, column), CellPlace{row, column});
   }
   template <class T = Kt_Variant>
   T original(int row, std::string_view column) const {
-    return detail::FromValue<T>(data().GetOrgColumn(row, At(column)), Where(row, column));
+    return detail::FromValue<T>(Original(row, column), CellPlace{row, column});
   }
   template <class T>
   Table& set(int row, std::string_view column, const T& value) {
-    const int code = node_->SetColumn(row, At(column), detail::ToValue(value));
-    node_->exceptions.Rethrow();
-    if (code != 1) throw RunError(Where(row, column) + " was not changed");
-    return *this;
+    return SetCell(row, column, detail::ToValue(value));
   }
-  RowState state(int row) const { return static_cast<RowState>(data().GetRowType(row)); }
+  RowState state(int row) const;
   // Makes the rows as they are the normal ones / takes back all changes.
-  void apply_changes() { data().ApplyChange(); }
-  void reset() { data().Reset(); }
+  void apply_changes();
+  void reset();
 
   class Iterator;
   Iterator begin() const;
@@ -352,99 +287,46 @@ class Table {
   template <class F>
   Table& on_change(F handler) {
     if constexpr (std::is_void_v<std::invoke_result_t<F&, const CellChange&>>) {
-      node_->on_change = [handler = std::move(handler)](const CellChange& change) mutable {
+      return SetOnChange([handler = std::move(handler)](const CellChange& change) mutable {
         handler(change);
         return true;
-      };
+      });
     } else {
-      node_->on_change = std::move(handler);
+      return SetOnChange(std::move(handler));
     }
-    return *this;
   }
-  Table& on_changed(std::function<void(const CellChange&)> listener) {
-    node_->on_changed = std::move(listener);
-    return *this;
-  }
+  Table& on_changed(std::function<void(const CellChange&)> listener);
 
   // ---- Texts
   // --------------------------------------------------------------------------------------
 
-  Table& load_csv(std::string_view utf8, const Kt_CsvOptions& options = {}) {
-    Kt_LoadReport report;
-    return Loaded(LoadCsv(data(), utf8, options, report), report);
-  }
-  Table& load_json(std::string_view utf8) {
-    Kt_LoadReport report;
-    return Loaded(LoadJson(data(), utf8, Kt_JsonOptions(), report), report);
-  }
-  std::string to_csv() const {
-    Kt_SaveReport report;
-    Kt_WString text;
-    Saved(SaveCsv(data(), u"", Kt_CsvSaveOptions(), text, report), report);
-    return text.ToUtf8();
-  }
-  std::string to_json() const {
-    Kt_SaveReport report;
-    Kt_Buffer text;
-    Saved(SaveJson(data(), u"", Kt_JsonSaveOptions(), text, report), report);
-    return std::string(text.View());
-  }
+  Table& load_csv(std::string_view utf8);
+  Table& load_csv(std::string_view utf8, const Kt_CsvOptions& options);
+  Table& load_json(std::string_view utf8);
+  std::string to_csv() const;
+  std::string to_json() const;
 
   // The classes underneath. Edits of the dataset itself tell no events.
-  Kt_Dataset& data() const {
-    if (Kt_Dataset* const data = node_->GetDataset()) return *data;
-    throw RunError("the dataset was destroyed");
-  }
-  Kt_ExprDataset& wrapper() const { return *node_; }
-  const std::shared_ptr<detail::TableNode>& node() const { return node_; }
+  Kt_Dataset& data() const;
+  Kt_ExprDataset& wrapper() const;
 
  private:
   friend class Engine;
   explicit Table(std::shared_ptr<detail::TableNode> node) : node_(std::move(node)) {}
 
-  kt_long Find(std::string_view column) const {
-    return data().GetColIndex(Kt_WString::FromUtf8(column));
-  }
-  kt_long At(std::string_view column) const {
-    const kt_long col = Find(column);
-    if (col < 0) throw RunError("there is no column '" + std::string(column) + "'");
-    return col;
-  }
-  static std::string Where(kt_long row, std::string_view column) {
-    return "row " + std::to_string(row) + " of '" + std::string(column) + "'";
-  }
+  using CellReader = std::function<void(int row, const Kt_Variant& cell)>;
+  void ReadCells(std::string_view column, const CellReader& read) const;
+  Kt_Variant Cell(int row, std::string_view column) const;
+  Kt_Variant Original(int row, std::string_view column) const;
+  Table& SetCell(int row, std::string_view column, const Kt_Variant& value);
+  Table& SetOnChange(std::function<bool(const CellChange&)> handler);
+  const void* CellsOf(std::string_view column, Kt_ColumnType form) const;
+  Table& Take(const Columns& columns, bool clear);
   template <class R>
   static Columns ToColumns(std::span<const R> rows, const Fields<R>& fields) {
     Columns columns;
     for (const auto& field : fields.list()) columns.add(field.id, field.to_column(rows));
     return columns;
-  }
-  Table& Take(const Columns& columns, bool clear) {
-    const kt_long code = LoadColumns(data(), columns.list(), clear);
-    if (code < 0) {
-      throw RunError(code == kFailed ? "the columns differ in length, or the table takes no rows"
-                                     : detail::LastFailure(code).text);
-    }
-    node_->AnnounceRows(clear ? Kt_LoadReason::kLoaded : Kt_LoadReason::kAppended);
-    return *this;
-  }
-  Table& Loaded(kt_long code, const Kt_LoadReport& report) {
-    if (code < 0) {
-      ErrorInfo info;
-      info.text = report.error.ToUtf8();
-      info.code = code;
-      info.place.line = static_cast<int>(report.error_line);
-      info.place.column = static_cast<int>(report.error_column);
-      throw RunError(std::move(info));
-    }
-    node_->AnnounceRows(Kt_LoadReason::kLoaded);
-    return *this;
-  }
-  static void Saved(kt_long code, const Kt_SaveReport& report) {
-    if (code >= 0) return;
-    ErrorInfo info = detail::LastFailure(code);
-    if (!report.error.IsEmpty()) info.text = report.error.ToUtf8();
-    throw RunError(std::move(info));
   }
 
   std::shared_ptr<detail::TableNode> node_;
@@ -499,30 +381,5 @@ class Table::Iterator {
 
 inline Table::Iterator Table::begin() const { return {*this, 0}; }
 inline Table::Iterator Table::end() const { return {*this, rows()}; }
-
-inline Row Table::append_row() {
-  const int row = node_->AppendRow();
-  node_->exceptions.Rethrow();
-  if (row < 0) throw RunError("no row was added");
-  return {*this, row};
-}
-
-inline Table Engine::dataset(std::string_view name) {
-  const Kt_WString id = detail::ToName(name);
-  if (Kt_ExprDataset* const known = state_->host.GetChildDataset(id)) {
-    return Table(static_cast<detail::TableNode*>(known)->shared_from_this());
-  }
-  return dataset(name, Table(name));
-}
-
-// A table belongs to one engine at a time, under one name: the last one counts.
-inline Table Engine::dataset(std::string_view name, Table table) {
-  const Kt_WString id = detail::ToName(name);
-  if (const auto before = table.node_->engine.lock()) before->host.Remove(table.node_.get());
-  state_->host.SetTable(id, table.node_);
-  table.node_->engine = state_;
-  table.node_->Join(state_->host);
-  return table;
-}
 
 }  // namespace kt

@@ -6,11 +6,17 @@
 #include <pybind11/pybind11.h>
 #include <pybind11/stl.h>
 
+#include <algorithm>
 #include <array>
+#include <chrono>
 #include <span>
 
+#include "classlib/formats/Kt_Formats.h"
+#include "classlib/store/Kt_Dataset.h"
 #include "dataset/Kt_GroupTotals.h"
 #include "host/Kt_Arrow.h"
+#include "host/Kt_Dates.h"
+#include "host/Kt_EngineState.h"
 #include "python/Kt_PyValue.h"
 
 namespace kt::python {
@@ -671,6 +677,9 @@ void AddEngine(py::module_& module) {
       .def(
           "cancel", [](PyEngine& self) { self.Get().cancel(); },
           "Ends the call that is running, or the next one; from any thread.")
+      .def(
+          "names_json", [](PyEngine& self) { return self.Get().names_json(); },
+          "What scripts can name here, for `kt check --host`: an object of JSON in each line.")
       .def(
           "seed", [](PyEngine& self, std::uint64_t seed) { self.Get().random_seed(seed); },
           arg("seed"), "Starts the random numbers of this thread anew.")

@@ -6,6 +6,12 @@
 #include <datetime.h>
 #include <pybind11/numpy.h>
 
+#include <cmath>
+#include <limits>
+
+#include "classlib/store/Kt_Column.h"
+#include "classlib/value/Kt_Object.h"
+
 namespace kt::python {
 
 namespace {

@@ -6,24 +6,9 @@
 #include <variant>
 #include <vector>
 
+#include "classlib/store/Kt_ColumnType.h"
 #include "classlib/store/detail/Kt_TextDictionary.h"
 #include "classlib/value/Kt_Variant.h"
-
-// What the cells of a column hold.
-enum class Kt_ColumnType : std::uint8_t {
-  kString,
-  kLong,
-  kDouble,
-  kCurrency,
-  kDateTime,
-  kBinary,
-  kVariant,
-};
-
-// The name of a type ("string", "long", ...), and the type of a name without regard to case. Also
-// known: text; int, integer; number, float, decimal; date. False for any other name.
-KT_CLASS_API std::u16string_view kt_columntypenameW(Kt_ColumnType type);
-KT_CLASS_API bool kt_findcolumntypeW(std::u16string_view name, Kt_ColumnType& type);
 
 // One column: cells of one type in a plain array, and a null bit per cell once there is a null.
 // Texts are numbers into a dictionary. A null cell holds 0 or nothing, so sums need not look.

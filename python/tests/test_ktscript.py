@@ -4,6 +4,7 @@
 import concurrent.futures
 import datetime
 import decimal
+import json
 import math
 import pickle
 import threading
@@ -391,6 +392,23 @@ def test_what_the_host_gives():
         return engine.eval("random(1000000)")
 
     assert draw() == draw()
+
+
+def test_names_for_tools():
+    engine = ktscript.Engine()
+    engine.function("rate", lambda x: x)
+    engine["base"] = 5
+    engine.object("order", Order(), ["price"])
+    engine.dataset("items", ktscript.Dataset("items", {"qty": [1]}))
+    names = [json.loads(line) for line in engine.names_json().splitlines()]
+    assert names == [
+        {"name": "rate", "kind": "function", "forms": ["rate([...])"]},
+        {"name": "order", "kind": "object"},
+        {"name": "price", "kind": "property", "of": "order"},
+        {"name": "items", "kind": "dataset"},
+        {"name": "qty", "kind": "column", "of": "items"},
+        {"name": "base", "kind": "variable"},
+    ]
 
 
 class Discounted(ktscript.Formula):

@@ -391,6 +391,15 @@ static void Hosts(void) {
   EXPECT_TEXT(heard, "unknown variable 'nobody'");
   EXPECT(kt_engine_load(engine, "x", "#include \"none\"\n", NULL) == KT_SYNTAX);
 
+  kt_value* names = NULL;
+  EXPECT(kt_engine_names_json(engine, NULL, NULL) == KT_ARGUMENT);
+  EXPECT(kt_engine_names_json(engine, &names, NULL) == KT_OK);
+  EXPECT_TEXT(kt_value_to_text(names, NULL),
+              "{\"name\":\"order\",\"kind\":\"object\"}\n"
+              "{\"name\":\"qty\",\"kind\":\"property\",\"of\":\"order\"}\n"
+              "{\"name\":\"twice\",\"kind\":\"method\",\"of\":\"order\",\"forms\":[\"twice([...])\"]}\n");
+  kt_value_free(names);
+
   Define(engine, "down", Down, engine, NULL);
   Load(engine, "function step(n) { return down(n - 1) + 1; }");
   EXPECT_TEXT(Eval(engine, "step(10)"), "10");

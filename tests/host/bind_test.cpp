@@ -11,7 +11,9 @@
 
 #include "common/show.h"
 #include "host/Kt_Bind.h"
+#include "host/Kt_Dates.h"
 #include "host/Kt_Folders.h"
+#include "script/Kt_Script.h"
 
 namespace {
 
@@ -211,7 +213,7 @@ TEST(HostBind, BoundsEndEveryKindOfCall) {
   EXPECT_EQ(engine.try_call("spin").error().code, kErrDeadline);
   EXPECT_EQ(engine.try_load("b", "var x = spin();").error().code, kErrDeadline);
   EXPECT_EQ(engine.eval<int>("3"), 3);  // every call has its own time
-  engine.limit_time({}).limit_memory(1 << 20);
+  engine.limit_time(std::chrono::seconds(0)).limit_memory(1 << 20);
   EXPECT_EQ(engine.try_call("grow").error().code, kErrNoMemory);
 }
 
