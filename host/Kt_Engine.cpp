@@ -92,6 +92,18 @@ void CheckLoaded(detail::Entry& entry, kt_long code, const Kt_SyntaxErrorList& e
   entry.Check(code);
 }
 
+// Raises a flag while it lives.
+class Running {
+ public:
+  explicit Running(bool& flag) : flag_(flag) { flag_ = true; }
+  Running(const Running&) = delete;
+  Running& operator=(const Running&) = delete;
+  ~Running() { flag_ = false; }
+
+ private:
+  bool& flag_;
+};
+
 // Why there is no program although the text has no fault.
 kt_long WhyNoProgram() {
   if (const kt_long code = Kt_RunError::Last().code) return code;
@@ -162,16 +174,24 @@ void CallScript(const std::shared_ptr<EngineState>& state, std::string_view name
                 const Kt_VariantList& args, ResultTaker take) {
   Entry entry(state);
   Kt_Variant result;
-  entry.Check(entry->script.ExecFunc(Kt_WString::FromUtf8(name), &args, result));
+  const Kt_WString wide = entry->names.Get(name, &Kt_WString::FromUtf8);
+  entry.Check(entry->script.ExecFunc(wide, &args, result));
   take(result);
 }
 
 void EvaluateText(const std::shared_ptr<EngineState>& state, std::string_view text,
                   ResultTaker take) {
   Entry entry(state);
-  Kt_Expr expr(CheckedExpression(text).GetText());
+  const auto parse = [](std::string_view given) {
+    return std::make_shared<TextExpr>(CheckedExpression(given));
+  };
+  std::shared_ptr<TextExpr> text_expr = entry->exprs.Get(text, parse);
+  if (text_expr->is_running) text_expr = parse(text);
   Kt_Variant value;
-  entry.Check(entry.Bounded(u"eval", [&] { return expr.ExecExpr(&entry->script, value); }));
+  entry.Check(entry.Bounded(u"eval", [&] {
+    const Running running(text_expr->is_running);
+    return text_expr->expr.ExecExpr(&entry->script, value);
+  }));
   take(value);
 }
 

@@ -7,13 +7,22 @@
 #include <optional>
 #include <utility>
 
+#include "expr/Kt_Expr.h"
 #include "host/Kt_Engine.h"
 #include "host/Kt_HostContext.h"
+#include "host/detail/Kt_TextCache.h"
 #include "object/Kt_StrictReading.h"
 #include "script/Kt_Script.h"
 
 // What engines are made of, for layers over this one; hosts need it as little as Kt_HostContext.h.
 namespace kt::detail {
+
+// An expression that a host evaluates by its text.
+struct TextExpr {
+  explicit TextExpr(const Kt_WString& text) : expr(text.GetText()) {}
+  Kt_Expr expr;
+  bool is_running = false;
+};
 
 // What an engine, its formulas and the functions that it gave away share.
 struct KT_SCRIPT_API EngineState : std::enable_shared_from_this<EngineState> {
@@ -28,6 +37,10 @@ struct KT_SCRIPT_API EngineState : std::enable_shared_from_this<EngineState> {
   IncludeSource includes;
   bool is_tolerant = false;
   int depth = 0;  // calls of the host into the engine that are running
+  // Names that are called and expressions that are evaluated: a name knows its symbol after its
+  // first search, an expression is parsed once and asks for its names when they have changed.
+  TextCache<Kt_WString, 32> names;
+  TextCache<std::shared_ptr<TextExpr>, 16> exprs;
 
   EngineState();
   // The script asks again what the names that it calls stand for.

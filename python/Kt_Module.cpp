@@ -194,7 +194,9 @@ class PyFormula {
  public:
   PyFormula(const std::string& text, std::optional<std::vector<std::string>> names,
             PyEngine* engine)
-      : names_(names ? *std::move(names) : FindNames(text)), formula_(Make(text, engine)) {}
+      : names_(names ? *std::move(names) : FindNames(text)),
+        keys_(KeysOf(names_)),
+        formula_(Make(text, engine)) {}
 
   const std::string& Text() const { return formula_.text(); }
   const std::vector<std::string>& Names() const { return names_; }
@@ -208,20 +210,31 @@ class PyFormula {
   double Call(PyObject* numbers, PyObject* by_name) const {
     constexpr std::size_t kFew = 16;
     const auto count = static_cast<std::size_t>(PyTuple_GET_SIZE(numbers));
-    if (by_name != nullptr || count != names_.size() || count > kFew) {
+    const auto named = by_name != nullptr ? static_cast<std::size_t>(PyDict_GET_SIZE(by_name)) : 0;
+    std::array<double, kFew> list;
+    if (count + named != names_.size() || names_.size() > kFew ||
+        !TakeNamed(by_name, count, list.data())) {
       return Number(
           py::reinterpret_borrow<py::args>(numbers),
           by_name != nullptr ? py::reinterpret_borrow<py::kwargs>(by_name) : py::kwargs());
     }
-    std::array<double, kFew> list;
     for (std::size_t at = 0; at < count; ++at) {
       list[at] = ToDouble(PyTuple_GET_ITEM(numbers, static_cast<py::ssize_t>(at)));
     }
-    return formula_.evaluate(std::span(list.data(), count));
+    return formula_.evaluate(std::span(list.data(), names_.size()));
   }
   py::object Value(const py::args& values, const py::kwargs& by_name) const {
-    const Kt_Variant list = FromPython(InOrder(values, by_name));
-    return ToPython(formula_.value_of(std::span(list.GetList().begin(), list.GetList().end())));
+    std::vector<Kt_Variant> list;
+    list.reserve(names_.size());
+    const auto take = [&](const auto& items) {
+      for (const py::handle item : items) list.push_back(FromPython(item));
+    };
+    if (by_name.empty()) {
+      take(values);
+    } else {
+      take(InOrder(values, by_name));
+    }
+    return ToPython(formula_.value_of(list));
   }
   // Arrays of doubles are read where they are.
   py::array_t<double> Evaluate(const py::object& columns, const py::object& given_out) const {
@@ -272,6 +285,24 @@ class PyFormula {
     if (engine == nullptr) return Formula(text, Formula::Names(views));
     return Formula(engine->Get(), text, Formula::Names(views));
   }
+  // The numbers of the names from `first` on; false when one is missing.
+  bool TakeNamed(PyObject* by_name, std::size_t first, double* list) const {
+    for (std::size_t at = first; at < names_.size(); ++at) {
+      PyObject* const number = PyDict_GetItemWithError(by_name, keys_[at].ptr());
+      if (number == nullptr) return false;  // said by who looks again
+      list[at] = ToDouble(number);
+    }
+    return true;
+  }
+  static std::vector<py::str> KeysOf(const std::vector<std::string>& names) {
+    std::vector<py::str> keys;
+    for (const std::string& name : names) {
+      PyObject* const key = PyUnicode_InternFromString(name.c_str());
+      if (key == nullptr) throw py::error_already_set();
+      keys.push_back(py::reinterpret_steal<py::str>(key));
+    }
+    return keys;
+  }
   static double ToDouble(py::handle number) {
     const double value = PyFloat_AsDouble(number.ptr());
     if (value == -1 && PyErr_Occurred() != nullptr) throw py::error_already_set();
@@ -305,6 +336,7 @@ class PyFormula {
   }
 
   std::vector<std::string> names_;
+  std::vector<py::str> keys_;  // the names, as callers' dictionaries have them
   Formula formula_;
 };
 

@@ -75,7 +75,8 @@ bool Kt_WorkMeter::Look() {
   if (budget_ != nullptr) {
     if (budget_->cancel != nullptr && budget_->cancel->load(std::memory_order_relaxed)) {
       Stop(kErrCancelled);
-    } else if (HasClockOrFlag() && std::chrono::steady_clock::now() >= budget_->deadline) {
+    } else if (budget_->deadline != std::chrono::steady_clock::time_point::max() &&
+               std::chrono::steady_clock::now() >= budget_->deadline) {
       Stop(kErrDeadline);
     } else if (limit_left_ < 0) {
       Stop(kErrStepBudget);

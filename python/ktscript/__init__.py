@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: MIT
 """Scripts, formulas and datasets of KtScript for Python. docs/host-python.md is the guide."""
 
+import functools
+
 from . import _core
 from ._core import Dataset, Engine, Formula, GroupTotals, Program, version
 from ._errors import Error, Place, RunError, SyntaxError  # noqa: A004
@@ -9,8 +11,26 @@ __all__ = ["Dataset", "Engine", "Error", "Formula", "GroupTotals", "Place", "Pro
            "SyntaxError", "eval", "version"]
 
 
+@functools.lru_cache(maxsize=256)
+def _formula(expression, names):
+    """The expression, bound to the names; None when it needs an engine, or is none."""
+    try:
+        return Formula(expression, list(names))
+    except Error:
+        return None
+
+
 def eval(expression, /, **names):  # noqa: A001
-    """Evaluates one expression over the values of `names`."""
+    """Evaluates one expression over the values of `names`.
+
+    Keeps the last 256 expressions bound to their names.
+    """
+    formula = _formula(expression, tuple(names))
+    if formula is not None:
+        try:
+            return formula.value(*names.values())
+        except Error:
+            pass  # told as an engine tells it
     engine = Engine()
     for name, value in names.items():
         engine[name] = value

@@ -70,6 +70,15 @@ def test_values_that_hold_themselves():
 def test_eval_with_names():
     assert ktscript.eval("price * qty", price=2.5, qty=4) == 10
     assert ktscript.eval("name + '!'", name="pen") == "pen!"
+    for a, b, both in [(1, 2, 3), ("1", "2", "12"), (1.5, 1, 2.5)]:  # the text is kept, its values are not
+        assert ktscript.eval("a + b", a=a, b=b) == both
+    assert ktscript.eval("A", a=1, A=2) == 2
+    for _ in range(2):
+        with pytest.raises(ktscript.RunError, match="unknown variable 'nobody'") as caught:
+            ktscript.eval("a + nobody", a=1)
+        assert caught.value.column == 5
+        with pytest.raises(ktscript.SyntaxError):
+            ktscript.eval("1 +")
     assert ktscript.version().count(".") == 2
 
 

@@ -200,6 +200,45 @@ TEST(HostBind, ExceptionsBecomeErrorsOrPass) {
   EXPECT_EQ(engine.eval<int>("1 + 1"), 2);
 }
 
+// The engine keeps texts that it has evaluated: each time it sees what there is then.
+TEST(HostBind, TheSameTextIsEvaluatedAnewEachTime) {
+  kt::Engine engine;
+  const auto total = [&] { return Outcome([&] { return engine.eval("total(price)"); }); };
+  const std::string unknown = total();
+  EXPECT_THAT(unknown, HasSubstr("total"));
+  EXPECT_EQ(total(), unknown);
+  engine.set("price", 2).function("total", [](double x) { return x * 2; });
+  EXPECT_EQ(total(), "4.0");
+  EXPECT_EQ(total(), "4.0");
+  engine.set("price", 2.5);
+  EXPECT_EQ(total(), "5.0");
+  engine.function("total", [](const std::string& x) { return x; });
+  const std::string refused = total();
+  EXPECT_THAT(refused, HasSubstr("argument 1 is a number, not a text"));
+  EXPECT_EQ(total(), refused);
+  engine.load("a", "function total(x) { return 'script ' + x; }");
+  EXPECT_EQ(total(), "'script 2.5'");
+
+  const auto qty = [&] { return Outcome([&] { return engine.eval("order.qty"); }); };
+  int own = 3;
+  {
+    kt::Object order(engine, "order");
+    order.property("qty", [&] { return own; });
+    EXPECT_EQ(qty(), "3");
+    own = 4;
+    EXPECT_EQ(qty(), "4");
+  }
+  const std::string gone = qty();
+  EXPECT_THAT(gone, HasSubstr("order"));
+  engine.dataset("order").load_csv("qty:long\n7\n");
+  EXPECT_EQ(qty(), "7");
+
+  // While it runs, too.
+  int depth = 0;
+  engine.function("again", [&] { return ++depth < 5 ? engine.eval<int>("again() + 1") : 0; });
+  EXPECT_EQ(engine.eval<int>("again() + 1"), 5);
+}
+
 TEST(HostBind, BoundsEndEveryKindOfCall) {
   kt::Engine engine;
   engine.load("a",
