@@ -425,8 +425,7 @@ class ArrowReader {
 
 }  // namespace
 
-void ToArrow(const Table& table, ArrowSchema* schema, ArrowArray* array,
-                    ArrowOptions options) {
+void ToArrow(const Table& table, ArrowSchema* schema, ArrowArray* array, ArrowOptions options) {
   ArrowWriter writer(table);
   const kt_long columns = table.columns();
   for (kt_long col = 0; col < columns; ++col) writer.AddColumn(col);
@@ -446,9 +445,8 @@ Columns FromArrow(const ArrowSchema& schema, const ArrowArray& array) {
     const ArrowSchema& child = *schema.children[col];
     const std::string name = child.name != nullptr ? child.name : "";
     try {
-      columns.add(
-          name,
-          ArrowReader(child, *array.children[col], array.offset, array.length).Read());
+      columns.add(name,
+                  ArrowReader(child, *array.children[col], array.offset, array.length).Read());
     } catch (const RunError& error) {
       throw RunError("column '" + name + "': " + error.info().text);
     }

@@ -294,8 +294,8 @@ Engine& Engine::limit_steps(std::int64_t steps) {
 }
 Engine& Engine::LimitNanoseconds(double nanoseconds) {
   constexpr double kMost = 4e18;  // a century, which the clock can be ahead of
-  state_->limit_time = std::chrono::nanoseconds(
-      static_cast<std::int64_t>(std::clamp(nanoseconds, 0.0, kMost)));
+  state_->limit_time =
+      std::chrono::nanoseconds(static_cast<std::int64_t>(std::clamp(nanoseconds, 0.0, kMost)));
   return *this;
 }
 Engine& Engine::limit_memory(std::int64_t bytes) {

@@ -85,8 +85,7 @@ std::string ErrorInfo::Whole() const {
 }
 
 Error::Error(ErrorInfo info)
-    : std::runtime_error(info.Whole()),
-      info_(std::make_shared<const ErrorInfo>(std::move(info))) {}
+    : std::runtime_error(info.Whole()), info_(std::make_shared<const ErrorInfo>(std::move(info))) {}
 
 namespace {
 

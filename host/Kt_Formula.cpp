@@ -22,8 +22,8 @@ struct BoundFormula {
   void Bind(Formula::Names names);
   void CheckCount(std::size_t given) const {
     if (given == count) return;
-    throw RunError("the formula has " + std::to_string(count) + " names, " +
-                   std::to_string(given) + " values came");
+    throw RunError("the formula has " + std::to_string(count) + " names, " + std::to_string(given) +
+                   " values came");
   }
   // Inside of the engine, when there is one.
   template <class Work>
@@ -100,9 +100,8 @@ double Formula::evaluate(std::span<const double> numbers) const {
 
 Kt_Variant Formula::value_of(std::span<const Kt_Variant> values) const {
   Kt_Variant result;
-  bound_->EnterWith(values, [&](Kt_BoundExpr::Places places) {
-    return bound_->values.Evaluate(places, result);
-  });
+  bound_->EnterWith(
+      values, [&](Kt_BoundExpr::Places places) { return bound_->values.Evaluate(places, result); });
   return result;
 }
 

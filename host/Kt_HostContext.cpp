@@ -108,8 +108,7 @@ Kt_Object* HostContext::GetComponent(const Kt_WString& name) {
 }
 Kt_ExprDataset* HostContext::GetChildDataset(const Kt_WString& name) {
   const auto found = tables_.find(name);
-  return found == tables_.end() ? nullptr
-                                : static_cast<Kt_ExprDataset*>(&found->second->Object());
+  return found == tables_.end() ? nullptr : static_cast<Kt_ExprDataset*>(&found->second->Object());
 }
 void HostContext::AddNames(Names which, std::vector<Kt_WString>& names) const {
   if (which == Names::kCalls) {

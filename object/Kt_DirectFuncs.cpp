@@ -2,6 +2,7 @@
 #include "object/Kt_DirectFuncs.h"
 
 #include <algorithm>
+#include <cmath>
 #include <iterator>
 
 #include "object/Kt_ExprObject.h"
@@ -18,34 +19,64 @@ using enum DirectFunc::Kind;
 double RoundToWhole(double value) { return Round(value, 0); }
 double TruncateToWhole(double value) { return Truncate(value, 0); }
 
+template <double (*kOfOne)(double)>
+void Block(const double* in, double* out, std::size_t count) {
+  for (std::size_t at = 0; at < count; ++at) out[at] = kOfOne(in[at]);
+}
+
+// Compilers make instructions for several numbers at once of this, and calls of std::floor. Below
+// 2^52 a sum with 2^52 has no room for a fraction; from there on numbers have none, and NaN is
+// itself. The sign of a zero is that of the argument, as with std::floor and std::ceil.
+template <class Correct>
+KT_ALWAYS_INLINE double ToWhole(double value, Correct correct) {
+  constexpr double kNoFraction = 4503599627370496.0;  // 2^52
+  const double size = std::fabs(value);
+  const double near = std::copysign((size + kNoFraction) - kNoFraction, value);
+  const double whole = std::copysign(correct(near), value);
+  return size < kNoFraction ? whole : value;
+}
+void FloorBlock(const double* in, double* out, std::size_t count) {
+  for (std::size_t at = 0; at < count; ++at) {
+    const double value = in[at];
+    out[at] = ToWhole(value, [=](double near) { return near - (near > value ? 1.0 : 0.0); });
+  }
+}
+void CeilBlock(const double* in, double* out, std::size_t count) {
+  for (std::size_t at = 0; at < count; ++at) {
+    const double value = in[at];
+    out[at] = ToWhole(value, [=](double near) { return near + (near < value ? 1.0 : 0.0); });
+  }
+}
+
 const DirectFunc kFuncs[] = {
-    {kHandler<&Self::_abs>, kNumbers, kt::detail::Abs, nullptr, nullptr},
-    {kHandler<&Self::_acos>, kNumbers, kt::detail::Acos, nullptr, nullptr},
+    {kHandler<&Self::_abs>, kNumbers, kt::detail::Abs, nullptr, nullptr, Block<kt::detail::Abs>},
+    {kHandler<&Self::_acos>, kNumbers, kt::detail::Acos, nullptr, nullptr, Block<kt::detail::Acos>},
     {kHandler<&Self::_asc>, kTexts, nullptr, nullptr, kt::detail::Asc},
-    {kHandler<&Self::_asin>, kNumbers, kt::detail::Asin, nullptr, nullptr},
-    {kHandler<&Self::_atan>, kNumbers, kt::detail::Atan, nullptr, nullptr},
+    {kHandler<&Self::_asin>, kNumbers, kt::detail::Asin, nullptr, nullptr, Block<kt::detail::Asin>},
+    {kHandler<&Self::_atan>, kNumbers, kt::detail::Atan, nullptr, nullptr, Block<kt::detail::Atan>},
     {kHandler<&Self::_atan2>, kNumbers, nullptr, kt::detail::Atan2, nullptr},
-    {kHandler<&Self::_ceil>, kNumbers, kt::detail::Ceil, nullptr, nullptr},
+    {kHandler<&Self::_ceil>, kNumbers, kt::detail::Ceil, nullptr, nullptr, CeilBlock},
     {kHandler<&Self::_CharAt>, kTexts, nullptr, nullptr, kt::detail::CharAt},
     {kHandler<&Self::_chr>, kTexts, nullptr, nullptr, kt::detail::Chr},
-    {kHandler<&Self::_cos>, kNumbers, kt::detail::Cos, nullptr, nullptr},
-    {kHandler<&Self::_exp>, kNumbers, kt::detail::Exp, nullptr, nullptr},
-    {kHandler<&Self::_floor>, kNumbers, kt::detail::Floor, nullptr, nullptr},
+    {kHandler<&Self::_cos>, kNumbers, kt::detail::Cos, nullptr, nullptr, Block<kt::detail::Cos>},
+    {kHandler<&Self::_exp>, kNumbers, kt::detail::Exp, nullptr, nullptr, Block<kt::detail::Exp>},
+    {kHandler<&Self::_floor>, kNumbers, kt::detail::Floor, nullptr, nullptr, FloorBlock},
     {kHandler<&Self::_greatest>, kGreatest, nullptr, nullptr, kt::detail::Greatest},
     {kHandler<&Self::_iif>, kIif, nullptr, nullptr, kt::detail::Iif},
     {kHandler<&Self::_least>, kLeast, nullptr, nullptr, kt::detail::Least},
     {kHandler<&Self::_left>, kTexts, nullptr, nullptr, kt::detail::Left},
     {kHandler<&Self::_length>, kTexts, nullptr, nullptr, kt::detail::Length},
-    {kHandler<&Self::_log>, kNumbers, kt::detail::Log, nullptr, nullptr},
+    {kHandler<&Self::_log>, kNumbers, kt::detail::Log, nullptr, nullptr, Block<kt::detail::Log>},
     {kHandler<&Self::_mid>, kTexts, nullptr, nullptr, kt::detail::Mid},
     {kHandler<&Self::_pos>, kTexts, nullptr, nullptr, kt::detail::Pos},
     {kHandler<&Self::_pow>, kNumbers, nullptr, kt::detail::Pow, nullptr},
     {kHandler<&Self::_right>, kTexts, nullptr, nullptr, kt::detail::Right},
-    {kHandler<&Self::_round>, kNumbers, RoundToWhole, Round, nullptr},
-    {kHandler<&Self::_sin>, kNumbers, kt::detail::Sin, nullptr, nullptr},
-    {kHandler<&Self::_sqrt>, kNumbers, kt::detail::Sqrt, nullptr, nullptr},
-    {kHandler<&Self::_tan>, kNumbers, kt::detail::Tan, nullptr, nullptr},
-    {kHandler<&Self::_truncate>, kNumbers, TruncateToWhole, Truncate, nullptr},
+    {kHandler<&Self::_round>, kNumbers, RoundToWhole, Round, nullptr, Block<RoundToWhole>},
+    {kHandler<&Self::_sin>, kNumbers, kt::detail::Sin, nullptr, nullptr, Block<kt::detail::Sin>},
+    {kHandler<&Self::_sqrt>, kNumbers, kt::detail::Sqrt, nullptr, nullptr, Block<kt::detail::Sqrt>},
+    {kHandler<&Self::_tan>, kNumbers, kt::detail::Tan, nullptr, nullptr, Block<kt::detail::Tan>},
+    {kHandler<&Self::_truncate>, kNumbers, TruncateToWhole, Truncate, nullptr,
+     Block<TruncateToWhole>},
 };
 
 }  // namespace
@@ -54,6 +85,13 @@ const kt::DirectFunc* kt::FindDirectFunc(Kt_Getter handler) {
   const auto* const found =
       std::find_if(std::begin(kFuncs), std::end(kFuncs),
                    [&](const DirectFunc& func) { return func.handler == handler; });
+  return found != std::end(kFuncs) ? found : nullptr;
+}
+
+const kt::DirectFunc* kt::FindOfOne(double (*of_one)(double)) {
+  const auto* const found =
+      std::find_if(std::begin(kFuncs), std::end(kFuncs),
+                   [&](const DirectFunc& func) { return func.of_one == of_one; });
   return found != std::end(kFuncs) ? found : nullptr;
 }
 

@@ -19,10 +19,15 @@ struct DirectFunc {
   double (*of_two)(double, double);
   // Any number of arguments of any kind, for the kinds but kNumbers. Cannot fail.
   void (*of_values)(const Kt_FuncArgs& in, Kt_Variant& result);
+  // of_one for `count` numbers, with the same bits; `out` may be `in`. There where of_one is.
+  void (*of_block)(const double* in, double* out, std::size_t count) = nullptr;
 };
 
 // Null for functions that have no such form.
 const DirectFunc* FindDirectFunc(Kt_Getter handler);
+
+// The block form of a function that is some built-in's of_one.
+const DirectFunc* FindOfOne(double (*of_one)(double));
 
 // Calls a built-in without making a list. False when it has no such form for these arguments.
 bool CallDirect(const DirectFunc* direct, std::span<const Kt_Variant> args, Kt_Variant& value);

@@ -1,45 +1,83 @@
 #!/usr/bin/env bash
-# Reads the sources as other platforms do, without making anything: Clang with its own standard
-# library, and the cross compiler for Windows. What is not installed is left out and told.
-# Arguments: files, in place of all sources of libraries, program and hosts' layers.
-#   apt-get install libc++-dev libc++abi-dev libfast-float-dev g++-mingw-w64-x86-64-posix
+# Reads the sources as other platforms do, without making anything:
+#
+#   libc++    Clang with its own standard library: libraries, program, hosts' layers
+#   Windows   the cross compiler of mingw-w64: all but connect/ and the program, which are POSIX's
+#
+# platforms.sh            everything; installs what it needs
+# platforms.sh --quick    the files that name what differs between platforms, with what is installed
+# platforms.sh FILE...    these
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-if [ $# -eq 0 ]; then
-  mapfile -t files < <(git ls-files 'classlib/*.cpp' 'expr/*.cpp' 'object/*.cpp' 'script/*.cpp' \
-    'dataset/*.cpp' 'reference/*.cpp' 'capi/*.cpp' 'host/*.h')
-else
-  files=("$@")
+# The newest libc++ that the system's packages have goes with a Clang of its own.
+newest_libcxx() {
+  apt-cache search --names-only '^libc\+\+-[0-9]+-dev$' 2>/dev/null |
+    sed -n 's/^libc++-\([0-9]*\)-dev .*/\1/p' | sort -n | tail -1
+}
+
+quick=
+case ${1-} in
+  --quick)
+    quick=1
+    # Numbers as text, the system's calls, and what libraries came to have at different times.
+    mapfile -t files < <(git grep -lE \
+      '<charconv>|__int128|(from|to)_chars|<(sys/|unistd|pthread|fcntl)|_WIN32|__linux__|<filesystem>' \
+      -- 'classlib/*.cpp' 'expr/*.cpp' 'object/*.cpp' 'script/*.cpp' 'dataset/*.cpp' 'host/*.cpp' \
+      'capi/*.cpp')
+    mapfile -t -O "${#files[@]}" files < <(git ls-files 'host/*.h')
+    ;;
+  '')
+    mapfile -t files < <(git ls-files 'classlib/*.cpp' 'expr/*.cpp' 'object/*.cpp' 'script/*.cpp' \
+      'dataset/*.cpp' 'reference/*.cpp' 'connect/*.cpp' 'host/*.cpp' 'host/*.h' 'capi/*.cpp' \
+      'analysis/*.cpp' 'cli/*.cpp')
+    version=$(newest_libcxx)
+    scripts/setup.sh "clang-${version:-14}" "libc++-${version:-14}-dev" "libc++abi-${version:-14}-dev" \
+      libfast-float-dev g++-mingw-w64-x86-64-posix
+    ;;
+  *) files=("$@") ;;
+esac
+
+# Hosts' layers and libraries alone are told to export; what is warned of is the other build's job.
+flags=(-std=c++20 -fsyntax-only -I. -DKT_STATIC -DKT_BUILDING_CAPI -DKT_VERSION='"0"'
+  -DKT_CLI_VERSION='"0"')
+if command -v pg_config >/dev/null; then
+  pq=(-isystem "$(pg_config --includedir)")
 fi
-flags=(-std=c++20 -fsyntax-only -I. -DKT_VERSION='"0"' -Wall -Wextra)
 status=0
 
-# check <name> <command...>: tells how many of the files the compiler takes, and what it says of the
-# others.
+# check <name> <files to leave out> <command...>: tells how many of the files the compiler takes, and
+# what it says of the others.
 check() {
-  local name=$1 log
-  shift
-  log=$(mktemp)
+  local name=$1 without=$2 log own=() file
+  shift 2
+  for file in "${files[@]}"; do
+    [[ $file =~ $without ]] || own+=("$file")
+  done
+  [ ${#own[@]} -gt 0 ] || return 0
   if ! command -v "$1" >/dev/null; then
     echo "platforms: $name: no $1"
     return
   fi
-  if printf '%s\0' "${files[@]}" |
+  log=$(mktemp)
+  if printf '%s\0' "${own[@]}" |
     xargs -0 -P "$(nproc)" -I{} "$@" "${flags[@]}" -x c++ {} >"$log" 2>&1; then
-    echo "platforms: $name: all ${#files[@]} files"
+    echo "platforms: $name: all ${#own[@]} files"
   else
-    grep -E ': (fatal )?error: ' "$log" | sort | uniq || true
-    echo "platforms: $name: not all files"
+    grep -E ': (fatal )?error: ' "$log" | sort -u || true
+    echo "platforms: $name: not all of ${#own[@]} files"
     status=1
   fi
   rm -f "$log"
 }
 
-if [ -d /usr/include/c++/v1 ]; then
-  check "Clang, libc++" clang++ -stdlib=libc++ -Wno-unknown-warning-option
+libcxx=$(find /usr/lib/llvm-*/include/c++/v1 -maxdepth 0 2>/dev/null | sort -V | tail -1 || true)
+version=${libcxx#/usr/lib/llvm-}
+version=${version%%/*}
+if [ -n "$libcxx" ] && command -v "clang++-$version" >/dev/null; then
+  check "Clang $version, libc++" '^$' "clang++-$version" -stdlib=libc++ "${pq[@]}"
 else
-  echo "platforms: Clang, libc++: no libc++"
+  echo "platforms: Clang, libc++: not installed"
 fi
 
 # These headers are the same everywhere; those of the C library are not.
@@ -48,5 +86,6 @@ trap 'rm -rf "$headers"' EXIT
 for folder in unicode fast_float; do
   [ ! -d "/usr/include/$folder" ] || ln -s "/usr/include/$folder" "$headers/$folder"
 done
-check "Windows, mingw-w64" x86_64-w64-mingw32-g++-posix -isystem "$headers"
+check "Windows, mingw-w64" '^(cli|connect)/|Kt_Databases' x86_64-w64-mingw32-g++-posix \
+  -isystem "$headers"
 exit $status

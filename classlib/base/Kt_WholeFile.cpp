@@ -4,10 +4,12 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#if defined(_WIN32)
+#include <io.h>
+#endif
 
 #include <atomic>
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <system_error>
 
@@ -15,6 +17,21 @@ namespace kt::detail {
 namespace {
 
 namespace fs = std::filesystem;
+
+// What the C library of Windows has under other names, or not at all.
+#if defined(_WIN32)
+constexpr int kReadFlags = O_RDONLY | O_BINARY | O_NOINHERIT;
+constexpr int kNewFlags = O_WRONLY | O_CREAT | O_EXCL | O_BINARY | O_NOINHERIT;
+constexpr int kNewMode = _S_IREAD | _S_IWRITE;
+bool SetMode(int, unsigned) { return true; }  // who may read is inherited from the folder
+bool Flush(int file) { return ::_commit(file) == 0; }
+#else
+constexpr int kReadFlags = O_RDONLY | O_NONBLOCK | O_CLOEXEC;
+constexpr int kNewFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
+constexpr int kNewMode = 0666;
+bool SetMode(int file, mode_t mode) { return ::fchmod(file, mode) == 0; }
+bool Flush(int file) { return ::fsync(file) == 0; }
+#endif
 
 // An open file; closes itself.
 class File {
@@ -53,7 +70,7 @@ int OpenTemporary(const std::string& target, std::string& temporary) {
   static std::atomic<unsigned> counter{0};
   for (int attempt = 0; attempt < 100; ++attempt) {
     temporary = target + '.' + std::to_string(::getpid()) + '.' + std::to_string(counter++);
-    const int file = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    const int file = ::open(temporary.c_str(), kNewFlags, kNewMode);
     if (file >= 0 || errno != EEXIST) return file;
   }
   return -1;
@@ -61,13 +78,12 @@ int OpenTemporary(const std::string& target, std::string& temporary) {
 
 bool KeepMode(const File& file, const std::string& target) {
   struct stat status;
-  return ::stat(target.c_str(), &status) != 0 ||
-         ::fchmod(file.Descriptor(), status.st_mode & 07777) == 0;
+  return ::stat(target.c_str(), &status) != 0 || SetMode(file.Descriptor(), status.st_mode & 07777);
 }
 
 // Fills and closes the temporary file, on the disk before it takes the place of the old one.
 bool Fill(File& file, std::string_view bytes) {
-  return WriteAll(file, bytes) && ::fsync(file.Descriptor()) == 0 && file.Close();
+  return WriteAll(file, bytes) && Flush(file.Descriptor()) && file.Close();
 }
 
 // Where writing has to happen, so that a link to the file stays a link.
@@ -80,7 +96,7 @@ std::string Target(const std::string& path) {
 }  // namespace
 
 std::optional<std::string> ReadWholeFile(const std::string& path, std::size_t max_bytes) {
-  const File file(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  const File file(::open(path.c_str(), kReadFlags));
   struct stat status;
   if (!file.IsOpen() || ::fstat(file.Descriptor(), &status) != 0) return std::nullopt;
   if (!S_ISREG(status.st_mode)) return std::nullopt;
@@ -105,15 +121,16 @@ bool ReplaceWholeFile(const std::string& path, std::string_view bytes) {
   std::string temporary;
   File file(OpenTemporary(target, temporary));
   if (!file.IsOpen()) return false;
-  const bool replaced = KeepMode(file, target) && Fill(file, bytes) &&
-                        std::rename(temporary.c_str(), target.c_str()) == 0;
+  bool replaced = KeepMode(file, target) && Fill(file, bytes);
+  if (replaced) fs::rename(temporary, target, error);  // over the old one, on every system
+  replaced = replaced && !error;
   if (!replaced) ::unlink(temporary.c_str());
   return replaced;
 }
 
 bool PathExists(const std::string& path) {
-  struct stat status;
-  return ::lstat(path.c_str(), &status) == 0 || (errno != ENOENT && errno != ENOTDIR);
+  std::error_code error;  // of a folder that may not be looked into: somebody is there
+  return fs::symlink_status(path, error).type() != fs::file_type::not_found;
 }
 
 }  // namespace kt::detail

@@ -202,10 +202,13 @@ struct RowBlock::Kernels {
   template <class A>
   static void CallOne(RowBlock& block, const Step& step) {
     const A* const arg = Of<A>(*step.left);
-    const auto function = step.function->of_one;
     double* const out = step.out->own_doubles.data();
-    const std::size_t count = block.count_;
-    for (std::size_t at = 0; at < count; ++at) out[at] = function(static_cast<double>(arg[at]));
+    if constexpr (std::is_same_v<A, double>) {
+      step.function->of_block(arg, out, block.count_);
+    } else {
+      std::copy_n(arg, block.count_, out);
+      step.function->of_block(out, out, block.count_);
+    }
   }
   template <class A, class B>
   static void CallTwo(RowBlock& block, const Step& step) {

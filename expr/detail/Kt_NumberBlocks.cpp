@@ -76,6 +76,12 @@ KT_NOINLINE void NumberBlocks::Apply(Column value) {
   Each([=](std::size_t row) { return kOperator(value[row]); });
 }
 
+void NumberBlocks::ApplyBlock(void (*block)(const double*, double*, std::size_t)) {
+  double* const result = is_last_ ? out_ : scratch_.data();
+  block(acc_, result, rows_);
+  acc_ = result;
+}
+
 void NumberBlocks::Step(const NumberInstr& in) {
   switch (in.op) {
 #define KT_NUMBER_OPERATOR(op, form)               \
@@ -96,8 +102,7 @@ void NumberBlocks::Step(const NumberInstr& in) {
     case NumberOp::kJumpTrue: return Leave(in.b, true);
     case NumberOp::kAbs: return Apply<ops::Abs>(Acc());
     case NumberOp::kSqrt: return Apply<ops::Sqrt>(Acc());
-    case NumberOp::kOfOne:
-      return Each([call = in.of_one, acc = Acc()](std::size_t row) { return call(acc[row]); });
+    case NumberOp::kOfOne: return ApplyBlock(FindOfOne(in.of_one)->of_block);
     case NumberOp::kOfTwo:
       return Each([call = in.of_two, left = Slot(in.a), acc = Acc()](std::size_t row) {
         return call(left[row], acc[row]);

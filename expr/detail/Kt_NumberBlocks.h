@@ -56,6 +56,7 @@ class NumberBlocks {
   void Apply(Left left, Right right);
   template <double (*kOperator)(double)>
   void Apply(Column value);
+  void ApplyBlock(void (*block)(const double* in, double* out, std::size_t count));
 
   Column Place(std::size_t at) const { return {places_[at]}; }
   Column Slot(std::size_t at) const { return {slots_[at].data()}; }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <random>
 #include <thread>
 
@@ -239,6 +240,50 @@ TEST(BoundExpr, ArraysInBlocks) {
         const void* const one[] = {&x[row], &n[row], &v[row], &tax};
         ASSERT_EQ(Bits(out[row]), Bits(expr.EvaluateDouble(one).value))
             << Kt_WString(text).ToUtf8() << " row " << row;
+      }
+    }
+  }
+}
+
+// Functions that have a form for blocks, where their results change: zeros of both signs, halves,
+// numbers that have no room for a fraction, and what is no number.
+TEST(BoundExpr, FunctionsInBlocksHaveTheBitsOfOneCall) {
+  using Limits = std::numeric_limits<double>;
+  std::vector<double> x{0.0,
+                        Limits::denorm_min(),
+                        0.3,
+                        0.5,
+                        0.7,
+                        1.0,
+                        1.5,
+                        2.5,
+                        41.99,
+                        1e15 + 0.5,
+                        0x1p51 + 0.5,
+                        0x1p52 - 0.5,
+                        0x1p52,
+                        0x1p52 + 1,
+                        0x1p53,
+                        1e300,
+                        Limits::max(),
+                        Limits::infinity(),
+                        Limits::quiet_NaN()};
+  for (std::size_t at = 0, count = x.size(); at < count; ++at) x.push_back(-x[at]);
+  Kt_Bindings names;
+  names.Add(u"x", x.data());
+  const std::ptrdiff_t stride = sizeof(double);
+  for (const char16_t* const name : {u"floor", u"ceil", u"round", u"truncate", u"sin", u"cos",
+                                     u"tan", u"exp", u"log", u"asin", u"acos", u"atan"}) {
+    for (const char16_t* const form : {u"(x)", u"(x * 1) + 0 * x"}) {
+      Kt_BoundExpr expr;
+      ASSERT_EQ(expr.Bind(Kt_WString(name) + form, names), kOk);
+      const void* const place = x.data();
+      std::vector<double> out(x.size());
+      ASSERT_EQ(expr.EvaluateMany(x.size(), &place, &stride, out.data()), kOk);
+      for (std::size_t row = 0; row < x.size(); ++row) {
+        const void* const one = &x[row];
+        EXPECT_EQ(Bits(out[row]), Bits(expr.EvaluateDouble(&one).value))
+            << Kt_WString(name).ToUtf8() << Kt_WString(form).ToUtf8() << " of " << x[row];
       }
     }
   }
