@@ -24,7 +24,7 @@ class CMakeBuild(build_ext):
         options = {
             "CMAKE_BUILD_TYPE": "Release", "BUILD_SHARED_LIBS": "OFF",
             "CMAKE_POSITION_INDEPENDENT_CODE": "ON", "KT_PYTHON": "ON", "KT_CLI": "OFF",
-            "KT_TESTS": "OFF", "KT_BENCH": "OFF", "KT_FUZZ": "OFF",
+            "KT_TESTS": "OFF", "KT_BENCH": "OFF", "KT_FUZZ": "OFF", "KT_UNITY": "ON",
             "Python_EXECUTABLE": sys.executable,
         }
         try:
