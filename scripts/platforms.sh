@@ -38,12 +38,11 @@ case ${1-} in
   *) files=("$@") ;;
 esac
 
-# Hosts' layers and libraries alone are told to export; what is warned of is the other build's job.
+# As for static libraries: imports and exports of Windows are for what is linked.
 flags=(-std=c++20 -fsyntax-only -I. -DKT_STATIC -DKT_BUILDING_CAPI -DKT_VERSION='"0"'
   -DKT_CLI_VERSION='"0"')
-if command -v pg_config >/dev/null; then
-  pq=(-isystem "$(pg_config --includedir)")
-fi
+pq=()
+! command -v pg_config >/dev/null || pq=(-isystem "$(pg_config --includedir)")
 status=0
 
 # check <name> <files to leave out> <command...>: tells how many of the files the compiler takes, and
