@@ -9,7 +9,7 @@
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprUtil.h"
 #include "host/Kt_EngineState.h"
-#include "host/detail/Kt_Failures.h"
+#include "host/Kt_Failures.h"
 #include "script/Kt_Program.h"
 #include "script/Kt_ScriptLoadHandler.h"
 

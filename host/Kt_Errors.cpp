@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/Kt_Errors.h"
 
-#include "host/detail/Kt_Failures.h"
+#include "host/Kt_Failures.h"
 
 namespace kt {
 namespace {

@@ -5,7 +5,7 @@
 
 #include "expr/Kt_BoundExpr.h"
 #include "host/Kt_EngineState.h"
-#include "host/detail/Kt_Failures.h"
+#include "host/Kt_Failures.h"
 
 namespace kt {
 namespace detail {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "host/Kt_HostContext.h"
 
-#include "host/detail/Kt_Failures.h"
+#include "host/Kt_Failures.h"
 
 namespace kt::detail {
 

@@ -7,7 +7,7 @@
 #include "classlib/store/Kt_Dataset.h"
 #include "classlib/store/Kt_RowReader.h"
 #include "host/Kt_EngineState.h"
-#include "host/detail/Kt_Failures.h"
+#include "host/Kt_Failures.h"
 
 namespace kt {
 namespace detail {
@@ -132,6 +132,9 @@ bool Table::has(std::string_view column) const { return Find(*this, column) >= 0
 Kt_Dataset& Table::data() const {
   if (Kt_Dataset* const data = node_->GetDataset()) return *data;
   throw RunError("the dataset was destroyed");
+}
+bool Table::belongs_to(const Engine& engine) const {
+  return node_->engine.lock() == engine.state();
 }
 Kt_ExprDataset& Table::wrapper() const { return *node_; }
 

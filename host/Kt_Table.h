@@ -306,6 +306,8 @@ class KT_SCRIPT_API Table {
   std::string to_csv() const;
   std::string to_json() const;
 
+  // Whether scripts of that engine see it.
+  bool belongs_to(const Engine& engine) const;
   // The classes underneath. Edits of the dataset itself tell no events.
   Kt_Dataset& data() const;
   Kt_ExprDataset& wrapper() const;

@@ -17,6 +17,7 @@
 #include "host/Kt_Arrow.h"
 #include "host/Kt_Dates.h"
 #include "host/Kt_EngineState.h"
+#include "host/Kt_Failures.h"
 #include "python/Kt_PyValue.h"
 
 namespace kt::python {
@@ -557,7 +558,7 @@ class PyGroupTotals {
   // Expressions see what the engine offers, under whose bounds they run.
   void Add(PyEngine& engine, const PyDataset& rows) {
     const Table table = rows.table;
-    if (table.node()->engine.lock() != engine.Get().state()) {
+    if (!table.belongs_to(engine.Get())) {
       throw RunError("dataset '" + table.data().GetId().ToUtf8() + "' is none of the engine");
     }
     const Unlocked unlocked;
