@@ -30,7 +30,7 @@ function addRates() {
 function count() { return [rows.Count(), rows.Sum('qty'), rows.GetColumn(0, 'qty') + ';']; }
 function slowly() {
   var n = 0;
-  for (var i = 0; i < 4000000; i = i + 1) n = n + i % 7;
+  for (var i = 0; i < 40000000; i = i + 1) n = n + i % 7;
   return count();
 }
 function join(a, b) { return [a[0] + b[0], a[1] + b[1], a[2] + b[2]]; }
