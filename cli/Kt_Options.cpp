@@ -15,7 +15,9 @@ void AddIncludeDirOption(CLI::App& command, std::vector<std::string>& include_di
       ->allow_extra_args(false);
 }
 
-void AddJsonFlag(CLI::App& command, const std::string& help) { command.add_flag("--json", help); }
+CLI::Option* AddJsonFlag(CLI::App& command, const std::string& help) {
+  return command.add_flag("--json", help);
+}
 
 CLI::Option* AddStrictFlag(CLI::App& command, bool& strict) {
   return command.add_flag("--strict", strict, "Warn of texts that arithmetic reads as 0");

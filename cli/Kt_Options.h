@@ -22,7 +22,7 @@ bool AddIncludeDirs(const std::vector<std::string>& include_dirs, const char* co
                     Kt_CliLoader& loader, Streams streams);
 
 // --json of a command whose results it does not change; Main looks for it before the command runs.
-void AddJsonFlag(CLI::App& command, const std::string& help);
+CLI::Option* AddJsonFlag(CLI::App& command, const std::string& help);
 
 // --strict.
 CLI::Option* AddStrictFlag(CLI::App& command, bool& strict);

@@ -101,9 +101,9 @@ void AddCheck(CLI::App& app, Action& action) {
   check->add_option("--host", options->hosts, "Know the names of this host in place of those of kt")
       ->type_name("FILE")
       ->allow_extra_args(false);
-  AddJsonFlag(*check, "Print what is found as objects, one a line");
+  CLI::Option* const json = AddJsonFlag(*check, "Print what is found as objects, one a line");
   check->add_flag("--sarif", options->sarif, "Print what is found as a log of SARIF 2.1.0")
-      ->excludes("--json");
+      ->excludes(json);
   AddBoundOptions(*check, options->bounds);
   CLI::Option* const fix =
       check->add_flag("--fix", options->is_fix, "Mend the errors that have one cure, then check");
