@@ -155,6 +155,7 @@ int Parse(CLI::App& app, std::vector<std::string> arguments,
     app.parse(std::move(arguments));
   } catch (const CLI::ParseError& error) {
     std::ostringstream told;
+    told.exceptions(std::ios::badbit);  // a stream keeps to itself that memory ran out
     if (app.exit(error, streams.out, told) == 0) return kFine;
     Diagnostic fault;
     fault.is_plain = true;
@@ -204,8 +205,9 @@ bool WantsJson(const Arguments& arguments) {
 int Run(const Action& action, std::int64_t limit_bytes, Streams streams) {
   const Kt_CountedMemory bound(limit_bytes);
   const int status = action(streams);
-  // What went wrong has been told, unless somebody took no notice of it.
-  if (status == kFine && TakeMemoryFailure()) throw std::bad_alloc();
+  // That memory ran out has been told, unless somebody took no notice of it, or took it for another
+  // fault.
+  if (TakeMemoryFailure()) throw std::bad_alloc();
   return status;
 }
 

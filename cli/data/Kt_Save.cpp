@@ -121,13 +121,13 @@ class Replacement {
   bool Create() {
     for (int slot = 0; slot < kSlots; ++slot) RemoveLeftover(SlotPath(target_, slot));
     for (int slot = 0; slot < kSlots; ++slot) {
-      const std::string path = SlotPath(target_, slot);
+      std::string path = SlotPath(target_, slot);
       if (!MayCall("open")) return false;
       File file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
       if (!file.IsOpen() && errno == EEXIST) continue;
       if (!file.IsOpen()) return false;
       file_ = std::move(file);
-      beside_ = path;
+      beside_ = std::move(path);  // from here on nothing asks for memory before it can be removed
       bool is_lost = false;
       if (!Hold(is_lost)) return false;
       if (!is_lost) return true;

@@ -25,7 +25,7 @@ constexpr const char* kScript =
     "function total(by) { var sum = 0; for (var i = 0; i < fruit.rowcount; i++) { sum += "
     "fruit[i].price * by; } return sum; }\n"
     "function main() { var text = ''; for (var i = 0; i < 40; i++) { text = text + names[i % 2] + "
-    "i; } fruit[0].qty = 7; fruit.sort('price'); return text + total(2) + "
+    "i; } fruit.SetColumn(0, 'qty', 7); fruit.sort('price'); return text + total(2) + "
     "fruit.Sum('price * qty'); }\n";
 constexpr std::string_view kOldFile = "old\n";
 
@@ -49,7 +49,7 @@ struct Command {
 const Command kCommands[] = {
     {"Run", {"run", "script.kts", "--data", "fruit=fruit.csv"}},
     {"RunInSandbox", {"run", "script.kts", "--data", "fruit=fruit.csv", "--sandbox"}},
-    {"Eval", {"eval", "Sum('price * qty') + ' ' + toUpper('text')", "--data", "fruit.csv"}},
+    {"Eval", {"eval", "fruit.Sum('price * qty') + ' ' + toUpper('text')", "--data", "fruit.csv"}},
     {"EvalJson", {"eval", "[1, 'two', [3.5]]", "--json"}},
     {"Save",
      {"eval", "fruit.sort('qty')", "--data", "fruit=fruit.csv", "--save", "fruit=out.xml"},
