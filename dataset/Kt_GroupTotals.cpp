@@ -181,19 +181,6 @@ bool IsNumber(Kt_Tag tag) {
   return tag == kTagLong || tag == kTagDouble || tag == kTagCurrency || tag == kTagBool;
 }
 
-Kt_ColumnType TypeOf(Kt_Tag tag) {
-  switch (tag) {
-    case kTagLong:
-    case kTagBool: return Kt_ColumnType::kLong;
-    case kTagDouble: return Kt_ColumnType::kDouble;
-    case kTagCurrency: return Kt_ColumnType::kCurrency;
-    case kTagDateTime: return Kt_ColumnType::kDateTime;
-    case kTagString: return Kt_ColumnType::kString;
-    case kTagBinary: return Kt_ColumnType::kBinary;
-    default: return Kt_ColumnType::kVariant;
-  }
-}
-
 // Numbers of several kinds become doubles: which of them came as what may depend on the parts.
 std::shared_ptr<Kt_Column> ColumnOf(std::vector<Kt_Variant> values) {
   const auto kind_of_all = [&values](auto counts) {
@@ -211,7 +198,7 @@ std::shared_ptr<Kt_Column> ColumnOf(std::vector<Kt_Variant> values) {
     }
   }
   const Kt_Tag tag = kind_of_all([](Kt_Tag) { return true; });
-  auto column = std::make_shared<Kt_Column>(TypeOf(tag));
+  auto column = std::make_shared<Kt_Column>(kt_columntypeofW(tag));
   for (const Kt_Variant& value : values) column->Append(value);
   return column;
 }

@@ -230,16 +230,7 @@ Kt_ColumnType TypeOfAll(const Kt_VariantList& cells) {
     if (tag && !both_numbers) return Kt_ColumnType::kVariant;
     tag = both_numbers ? kTagDouble : found;
   }
-  switch (tag.value_or(kTagString)) {
-    case kTagLong:
-    case kTagBool: return Kt_ColumnType::kLong;
-    case kTagDouble: return Kt_ColumnType::kDouble;
-    case kTagCurrency: return Kt_ColumnType::kCurrency;
-    case kTagDateTime: return Kt_ColumnType::kDateTime;
-    case kTagString: return Kt_ColumnType::kString;
-    case kTagBinary: return Kt_ColumnType::kBinary;
-    default: return Kt_ColumnType::kVariant;
-  }
+  return kt_columntypeofW(tag.value_or(kTagString));
 }
 
 std::shared_ptr<Kt_Column> Anything(py::handle cells) {

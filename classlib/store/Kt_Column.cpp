@@ -107,6 +107,19 @@ std::u16string_view kt_columntypenameW(Kt_ColumnType type) {
   return {};
 }
 
+Kt_ColumnType kt_columntypeofW(Kt_Tag tag) {
+  switch (tag) {
+    case kTagLong:
+    case kTagBool: return Kt_ColumnType::kLong;
+    case kTagDouble: return Kt_ColumnType::kDouble;
+    case kTagCurrency: return Kt_ColumnType::kCurrency;
+    case kTagDateTime: return Kt_ColumnType::kDateTime;
+    case kTagString: return Kt_ColumnType::kString;
+    case kTagBinary: return Kt_ColumnType::kBinary;
+    default: return Kt_ColumnType::kVariant;
+  }
+}
+
 bool kt_findcolumntypeW(std::u16string_view name, Kt_ColumnType& type) {
   for (const TypeName& row : kTypeNames) {
     if (kt_stricmpW(row.name, name) != 0) continue;

@@ -10,6 +10,9 @@
 #include "classlib/store/detail/Kt_TextDictionary.h"
 #include "classlib/value/Kt_Variant.h"
 
+// The type whose cells are values of that kind as they are; variant where no other has them.
+KT_CLASS_API Kt_ColumnType kt_columntypeofW(Kt_Tag tag);
+
 // One column: cells of one type in a plain array, and a null bit per cell once there is a null.
 // Texts are numbers into a dictionary. A null cell holds 0 or nothing, so sums need not look.
 //

@@ -483,16 +483,19 @@ TEST_F(PostgresqlChanges, ConnectionsThatAreLost) {
       "DROP TABLE IF EXISTS slow; CREATE TABLE slow(id int PRIMARY KEY, a text); "
       "INSERT INTO slow SELECT i, 'a' FROM generate_series(1, 50) AS i; "
       "CREATE OR REPLACE FUNCTION dawdle() RETURNS trigger AS "
-      "'BEGIN PERFORM pg_sleep(0.05); RETURN NEW; END' LANGUAGE plpgsql; "
+      "'BEGIN PERFORM pg_sleep(0.1); RETURN NEW; END' LANGUAGE plpgsql; "
       "CREATE TRIGGER slowly BEFORE UPDATE ON slow FOR EACH ROW EXECUTE FUNCTION dawdle();");
   Kt_Dataset slow;
   ASSERT_EQ(kt::LoadDatabase(Url("slow"), {}, slow, error_), 50) << error_;
   for (kt_long row = 0; row < slow.GetRowCount(); ++row) slow.SetColumn(row, 1, u"b");
   std::thread other([&] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(700));
-    server_.Run(
-        "SELECT pg_terminate_backend(pid) FROM pg_stat_activity "
-        "WHERE query LIKE 'UPDATE%slow%' OR query LIKE '%SAVEPOINT%'");
+    // As soon as it saves. The statement that asks is among the activities, too.
+    const char* const end =
+        "SELECT count(pg_terminate_backend(pid)) FROM pg_stat_activity "
+        "WHERE pid <> pg_backend_pid() AND query LIKE 'UPDATE%slow%'";
+    for (int turn = 0; turn < 100 && server_.Run(end) == "0"; ++turn) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
   });
   Kt_ChangeReport report;
   EXPECT_LT(kt::SaveChanges(Url("slow"), {}, slow, report), 0);
