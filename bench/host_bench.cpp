@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// What a host in C++ pays for one call: functions of a script by name, expressions as text, a formula
-// that is bound once, and functions of the host that a script calls. Baseline: the same in C++.
+// What a host in C++ pays for one call: functions of a script by name, expressions as text, a
+// formula that is bound once, and functions of the host that a script calls. Baseline: the same in
+// C++.
 #include <benchmark/benchmark.h>
 
 #include <functional>

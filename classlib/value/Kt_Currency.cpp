@@ -1,33 +1,41 @@
 // SPDX-License-Identifier: MIT
 #include "classlib/value/Kt_Currency.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <limits>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/base/detail/Kt_Wide.h"
 #include "classlib/text/detail/Kt_Blank.h"
 
 namespace {
 
-__extension__ using Wide = __int128;
-
 constexpr int kDecimals = 4;
+constexpr std::uint64_t kMaxUnits = std::numeric_limits<std::int64_t>::max();
 
-bool Store(Wide units, Kt_Currency& result) {
-  if (units > std::numeric_limits<std::int64_t>::max()) return false;
-  if (units < std::numeric_limits<std::int64_t>::min()) return false;
-  result.units = static_cast<std::int64_t>(units);
+// The least number has no positive counterpart among signed ones.
+std::uint64_t MagnitudeOf(std::int64_t value) {
+  const auto bits = static_cast<std::uint64_t>(value);
+  return value < 0 ? 0 - bits : bits;
+}
+
+bool Store(bool negative, std::uint64_t magnitude, Kt_Currency& result) {
+  if (magnitude > kMaxUnits + (negative ? 1 : 0)) return false;
+  result.units = static_cast<std::int64_t>(negative ? 0 - magnitude : magnitude);
   return true;
 }
 
-// The quotient, halves away from zero.
-Wide RoundedQuotient(Wide value, Wide divisor) {
-  const Wide quotient = value / divisor;
-  const Wide rest = value % divisor;
-  const Wide twice = (rest < 0 ? -rest : rest) * 2;
-  if (twice < (divisor < 0 ? -divisor : divisor)) return quotient;
-  return (value < 0) == (divisor < 0) ? quotient + 1 : quotient - 1;
+// The quotient by a divisor below 2^32, halves away from zero; false when it is beyond 64 bits.
+bool RoundedQuotient(kt::detail::WideProduct value, std::uint64_t divisor,
+                     std::uint64_t& quotient) {
+  if (value.high >= divisor) return false;
+  const std::uint64_t upper = value.high << 32 | value.low >> 32;
+  const std::uint64_t lower = upper % divisor << 32 | (value.low & 0xFFFFFFFF);
+  quotient = (upper / divisor << 32) + lower / divisor;
+  if (lower % divisor * 2 < divisor) return true;
+  return ++quotient != 0;
 }
 
 // Reads the digits of an unsigned amount.
@@ -47,29 +55,31 @@ class AmountReader {
 
   bool HasDigits() const { return any_digit_; }
 
-  Wide Units() const {
-    Wide units = units_;
-    for (int at = decimals_; at < kDecimals; ++at) units *= 10;
-    return round_up_ ? units + 1 : units;
+  // At most kTooMuch.
+  std::uint64_t Units() {
+    for (; decimals_ < kDecimals; ++decimals_) Append(0);
+    return round_up_ ? units_ + 1 : units_;
   }
 
  private:
+  // Past all amounts: more digits cannot bring it back. Leaves room for one more when rounding.
+  static constexpr std::uint64_t kTooMuch = kMaxUnits + 2;
+
+  void Append(int digit) {
+    const bool fits = units_ <= kMaxUnits / 10 + 1;
+    units_ = fits ? std::min(units_ * 10 + static_cast<unsigned>(digit), kTooMuch) : kTooMuch;
+  }
+
   void TakeDigit(int digit) {
-    // Far past 64 bits already: more digits before the point cannot bring it back.
-    constexpr Wide kTooMuch = Wide{1} << 80;
-    if (!behind_point_) {
-      if (units_ < kTooMuch) units_ = units_ * 10 + digit;
-      return;
-    }
-    if (decimals_ < kDecimals) {
-      units_ = units_ * 10 + digit;
+    if (!behind_point_ || decimals_ < kDecimals) {
+      Append(digit);
     } else if (decimals_ == kDecimals) {
       round_up_ = digit >= 5;
     }
-    if (decimals_ <= kDecimals) ++decimals_;
+    if (behind_point_ && decimals_ <= kDecimals) ++decimals_;
   }
 
-  Wide units_ = 0;
+  std::uint64_t units_ = 0;
   int decimals_ = 0;
   bool behind_point_ = false;
   bool any_digit_ = false;
@@ -88,8 +98,7 @@ std::optional<Kt_Currency> ReadAmount(std::basic_string_view<Unit> text) {
     }
   }
   Kt_Currency result;
-  const Wide units = reader.Units();
-  if (!reader.HasDigits() || !Store(negative ? -units : units, result)) return std::nullopt;
+  if (!reader.HasDigits() || !Store(negative, reader.Units(), result)) return std::nullopt;
   return result;
 }
 
@@ -116,9 +125,7 @@ Kt_WString Kt_Currency::ToText() const {
   char16_t buffer[24];
   char16_t* const end = buffer + 24;
   char16_t* at = end;
-  // Unsigned, because the least amount has no positive counterpart.
-  const auto raw = static_cast<std::uint64_t>(units);
-  std::uint64_t rest = units < 0 ? 0 - raw : raw;
+  std::uint64_t rest = MagnitudeOf(units);
   bool shown = false;
   for (int place = 0; place < kDecimals; ++place, rest /= 10) {
     const auto digit = static_cast<char16_t>(rest % 10);
@@ -135,21 +142,36 @@ Kt_WString Kt_Currency::ToText() const {
 }
 
 bool Kt_Currency::Add(Kt_Currency other, Kt_Currency& result) const {
-  return Store(Wide{units} + other.units, result);
+  using Limits = std::numeric_limits<std::int64_t>;
+  const bool fits = other.units >= 0 ? units <= Limits::max() - other.units
+                                     : units >= Limits::min() - other.units;
+  if (fits) result.units = units + other.units;
+  return fits;
 }
 
 bool Kt_Currency::Sub(Kt_Currency other, Kt_Currency& result) const {
-  return Store(Wide{units} - other.units, result);
+  using Limits = std::numeric_limits<std::int64_t>;
+  const bool fits = other.units >= 0 ? units >= Limits::min() + other.units
+                                     : units <= Limits::max() + other.units;
+  if (fits) result.units = units - other.units;
+  return fits;
 }
 
 bool Kt_Currency::Mul(kt_long factor, Kt_Currency& result) const {
-  return Store(Wide{units} * factor, result);
+  const auto product = kt::detail::MultiplyWide(MagnitudeOf(units), MagnitudeOf(factor));
+  return product.high == 0 && Store((units < 0) != (factor < 0), product.low, result);
 }
 
 bool Kt_Currency::Mul(Kt_Currency factor, Kt_Currency& result) const {
-  return Store(RoundedQuotient(Wide{units} * factor.units, kScale), result);
+  const auto product = kt::detail::MultiplyWide(MagnitudeOf(units), MagnitudeOf(factor.units));
+  std::uint64_t magnitude = 0;
+  return RoundedQuotient(product, kScale, magnitude) &&
+         Store((units < 0) != (factor.units < 0), magnitude, result);
 }
 
 bool Kt_Currency::Div(kt_long divisor, Kt_Currency& result) const {
-  return divisor != 0 && Store(RoundedQuotient(units, divisor), result);
+  std::uint64_t magnitude = 0;
+  return divisor != 0 &&
+         RoundedQuotient({0, MagnitudeOf(units)}, MagnitudeOf(divisor), magnitude) &&
+         Store((units < 0) != (divisor < 0), magnitude, result);
 }

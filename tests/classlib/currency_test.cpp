@@ -2,7 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <optional>
+#include <random>
 
+#include "classlib/base/detail/Kt_Wide.h"
 #include "classlib/value/Kt_Currency.h"
 #include "common/text.h"
 
@@ -151,5 +154,61 @@ TEST(Currency, ProductsAndQuotientsRoundHalvesAwayFromZero) {
     EXPECT_EQ(Result([&](Kt_Currency& out) { return a.Div(row.b, out); }), row.quotient);
   }
 }
+
+#ifdef __SIZEOF_INT128__
+__extension__ using Wide = __int128;
+__extension__ using Magnitude = unsigned __int128;
+
+std::optional<Kt_Currency> Fitting(Wide units) {
+  if (units > kMost || units < kLeast) return std::nullopt;
+  return Kt_Currency::FromUnits(static_cast<std::int64_t>(units));
+}
+
+Wide Rounded(Wide value, Wide divisor) {
+  const auto magnitude = static_cast<Magnitude>(value < 0 ? -value : value);
+  const auto by = static_cast<Magnitude>(divisor < 0 ? -divisor : divisor);
+  const auto quotient = static_cast<Wide>((magnitude * 2 + by) / (by * 2));
+  return (value < 0) == (divisor < 0) ? quotient : -quotient;
+}
+
+// Against integers of 128 bits, over amounts of all sizes and at the ends.
+TEST(Currency, ArithmeticIsThatOfWideIntegers) {
+  std::mt19937_64 random(20261123);
+  const auto amount = [&]() -> std::int64_t {
+    const auto bits = static_cast<int>(random() % 64);
+    const auto value = static_cast<std::int64_t>(random() >> bits);
+    switch (random() % 8) {
+      case 0: return kMost - value % 4;
+      case 1: return kLeast + (value & 3);
+      default: return random() % 2 == 0 ? value : -value;
+    }
+  };
+  const auto done = [](auto operation) -> std::optional<Kt_Currency> {
+    Kt_Currency result;
+    return operation(result) ? std::optional(result) : std::nullopt;
+  };
+  using Out = Kt_Currency&;
+  for (int turn = 0; turn < 200000; ++turn) {
+    const Kt_Currency a = Kt_Currency::FromUnits(amount());
+    const Kt_Currency b = Kt_Currency::FromUnits(amount());
+    const auto number = static_cast<kt_long>(amount());
+    const Wide wide = a.units;
+    ASSERT_EQ(done([&](Out out) { return a.Add(b, out); }), Fitting(wide + b.units));
+    ASSERT_EQ(done([&](Out out) { return a.Sub(b, out); }), Fitting(wide - b.units));
+    ASSERT_EQ(done([&](Out out) { return a.Mul(number, out); }), Fitting(wide * number));
+    ASSERT_EQ(done([&](Out out) { return a.Mul(b, out); }),
+              Fitting(Rounded(wide * b.units, Kt_Currency::kScale)))
+        << a.units << " " << b.units;
+    if (number == 0) continue;
+    ASSERT_EQ(done([&](Out out) { return a.Div(number, out); }), Fitting(Rounded(wide, number)))
+        << a.units << " " << number;
+    const auto x = static_cast<std::uint64_t>(a.units);
+    const auto y = static_cast<std::uint64_t>(b.units);
+    const auto wanted = kt::detail::MultiplyWide(x, y);
+    const auto halves = kt::detail::MultiplyHalves(x, y);
+    ASSERT_TRUE(wanted.high == halves.high && wanted.low == halves.low) << x << " " << y;
+  }
+}
+#endif
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <random>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/base/detail/Kt_Wide.h"
 #include "classlib/text/Kt_WString.h"
 
 namespace kt::detail {
@@ -32,9 +33,8 @@ const Keys& ProcessKeys() {
 }
 
 std::uint64_t Mixed(std::uint64_t a, std::uint64_t b) {
-  __extension__ using Wide = unsigned __int128;
-  const Wide product = static_cast<Wide>(a) * b;
-  return static_cast<std::uint64_t>(product) ^ static_cast<std::uint64_t>(product >> 64);
+  const WideProduct product = MultiplyWide(a, b);
+  return product.low ^ product.high;
 }
 
 // Of a text that comes piece by piece; every piece but the last is whole words.
