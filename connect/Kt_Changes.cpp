@@ -215,7 +215,7 @@ class Saver {
     }
     for (const auto& [col, column] : shared_) {
       if (!IsSet(change, col) || database_.Accepts(column, Now(change, col), reason)) continue;
-      reason = column.name + ": " + reason;
+      reason.insert(0, column.name + ": ");
       return false;
     }
     return true;

@@ -62,6 +62,7 @@ std::vector<Kt_WString> ExpressionsOfStatement() {
   std::vector<const Kt_Expr*> expressions;
   Kt_Script::GetThreadExpressions(expressions);
   std::vector<Kt_WString> texts;
+  texts.reserve(expressions.size());
   for (const Kt_Expr* const expression : expressions) texts.push_back(expression->GetText());
   return texts;
 }

@@ -288,7 +288,8 @@ std::string DateText(double days, bool with_time) {
   std::int64_t rest = all % kMicrosecondsPerDay;
   if (rest < 0) rest += kMicrosecondsPerDay;
   Kt_DateTime date;
-  date.days = static_cast<double>((all - rest) / kMicrosecondsPerDay);
+  const std::int64_t whole = (all - rest) / kMicrosecondsPerDay;
+  date.days = static_cast<double>(whole);
   std::string text = date.ToText().ToUtf8();
   if (text.empty() || (rest == 0 && !with_time)) return text;
   const auto two = [&text](std::int64_t number) {

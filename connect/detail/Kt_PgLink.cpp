@@ -30,15 +30,19 @@ std::string OneLine(const char* message) {
 
 }  // namespace
 
+bool PgLink::IsReady(bool to_write) const noexcept {
+  pollfd waited{PQsocket(connection_), static_cast<short>(to_write ? POLLOUT : POLLIN), 0};
+  // A socket that is no more answers at once, and whoever reads it finds out.
+  return waited.fd < 0 || ::poll(&waited, 1, kLookMilliseconds) != 0;
+}
+
 bool PgLink::Wait(bool to_write, Clock::time_point end) {
-  for (;;) {
-    pollfd waited{PQsocket(connection_), static_cast<short>(to_write ? POLLOUT : POLLIN), 0};
-    // A socket that is no more answers at once, and whoever reads it finds out.
-    if (waited.fd < 0 || ::poll(&waited, 1, kLookMilliseconds) != 0) return true;
+  while (!IsReady(to_write)) {
     Kt_WorkMeter* const meter = Kt_WorkMeter::Current();
     if (meter != nullptr && !meter->LookNow()) throw WorkStopped();
     if (end != kForEver && Clock::now() >= end) return false;
   }
+  return true;
 }
 
 bool PgLink::Connect(const Kt_DatabaseUrl& url, std::string& error) {
@@ -48,19 +52,19 @@ bool PgLink::Connect(const Kt_DatabaseUrl& url, std::string& error) {
   };
   // A server that is cut off is found out, also while nobody may stop the waiting.
   const std::string cut_off = std::to_string(std::chrono::milliseconds(url.timeout).count());
-  const Setting kSettings[] = {{"tcp_user_timeout", cut_off.c_str()},
-                               {"host", url.host.c_str()},
-                               {"port", url.port.c_str()},
-                               {"user", url.user.c_str()},
-                               {"password", url.password.c_str()},
-                               {"dbname", url.database.c_str()},
-                               {"sslmode", url.sslmode.c_str()},
-                               {"client_encoding", "UTF8"},
-                               {"fallback_application_name", "kt"}};
-  std::array<const char*, std::size(kSettings) + 1> names{};
-  std::array<const char*, std::size(kSettings) + 1> values{};
+  const Setting settings[] = {{"tcp_user_timeout", cut_off.c_str()},
+                              {"host", url.host.c_str()},
+                              {"port", url.port.c_str()},
+                              {"user", url.user.c_str()},
+                              {"password", url.password.c_str()},
+                              {"dbname", url.database.c_str()},
+                              {"sslmode", url.sslmode.c_str()},
+                              {"client_encoding", "UTF8"},
+                              {"fallback_application_name", "kt"}};
+  std::array<const char*, std::size(settings) + 1> names{};
+  std::array<const char*, std::size(settings) + 1> values{};
   std::size_t count = 0;
-  for (const auto& [name, value] : kSettings) {
+  for (const auto& [name, value] : settings) {
     if (*value == 0) continue;  // as the environment says
     names[count] = name;
     values[count++] = value;
@@ -131,7 +135,6 @@ int PgLink::NextCopied(char*& bytes) {
 }
 
 void PgLink::Settle() noexcept {
-  const Kt_WorkPause no_bounds;
   if (connection_ == nullptr || PQtransactionStatus(connection_) != PQTRANS_ACTIVE) return;
   if (PGcancel* const cancel = PQgetCancel(connection_)) {
     std::array<char, 256> ignored;
@@ -139,9 +142,16 @@ void PgLink::Settle() noexcept {
     PQfreeCancel(cancel);
   }
   const Clock::time_point end = Clock::now() + kCancelTime;
+  // Whatever the bounds of the thread say.
+  const auto takes_more = [&] {
+    while (!IsReady(false)) {
+      if (Clock::now() >= end) return false;
+    }
+    return PQconsumeInput(connection_) != 0;
+  };
   for (;;) {
     while (PQisBusy(connection_) != 0) {
-      if (!Wait(false, end) || PQconsumeInput(connection_) == 0) return;
+      if (!takes_more()) return;
     }
     const PgResult result(PQgetResult(connection_));
     if (result == nullptr) return;
@@ -150,7 +160,7 @@ void PgLink::Settle() noexcept {
     int length = 0;
     while ((length = PQgetCopyData(connection_, &bytes, 1)) >= 0) {
       if (length > 0) PQfreemem(bytes);
-      if (length == 0 && (!Wait(false, end) || PQconsumeInput(connection_) == 0)) return;
+      if (length == 0 && !takes_more()) return;
     }
   }
 }
@@ -162,9 +172,10 @@ std::string PgLink::Reason(const PGresult* result) const {
     return OneLine(result != nullptr ? PQresultErrorMessage(result) : PQerrorMessage(connection_));
   }
   std::string text = primary;
-  for (const int field : {PG_DIAG_MESSAGE_DETAIL, PG_DIAG_MESSAGE_HINT}) {
+  constexpr std::array<int, 2> kFields = {PG_DIAG_MESSAGE_DETAIL, PG_DIAG_MESSAGE_HINT};
+  for (const int field : kFields) {
     const char* const more = PQresultErrorField(result, field);
-    if (more != nullptr) text += std::string(" (") + more + ")";
+    if (more != nullptr) text.append(" (").append(more).append(")");
   }
   return OneLine(text.c_str());
 }

@@ -44,7 +44,9 @@ class PgLink {
   std::string Reason(const PGresult* result) const;
 
  private:
-  // Until the socket can be read or written; false when `end` has passed.
+  // Waits a moment for the socket to be read or written.
+  bool IsReady(bool to_write) const noexcept;
+  // Until it can be; false when `end` has passed. Throws when a bound of the thread stops it.
   bool Wait(bool to_write, std::chrono::steady_clock::time_point end);
   bool Poll(const Kt_DatabaseUrl& url, std::string& error);
   void Flush();
