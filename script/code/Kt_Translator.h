@@ -199,7 +199,6 @@ class Translator {
   std::uint16_t temp_base_ = 0;
   std::uint16_t temp_floor_ = 0;
   std::uint16_t temp_top_ = 0;  // one after the highest temp in use
-  std::uint16_t box_count_ = 0;
   std::uint16_t box_limit_ = 0;
 };
 
