@@ -12,6 +12,6 @@ else
   cmake --build --preset tsan --target "$@"
 fi
 
-ulimit -S -s 1024  # it follows 65,535 nested calls at most, and the engine nests as its stack allows
+ulimit -S -s 2048  # it follows 65,535 nested calls at most, and the engine nests as its stack allows
 if [ $# -eq 0 ]; then exec ctest --preset tsan; fi
 for program in "$@"; do "build/tsan/tests/$program"; done
