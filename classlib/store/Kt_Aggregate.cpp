@@ -36,13 +36,16 @@ Kt_Variant Value(const Kt_Column& column, double number) {
 Kt_Variant Value(const Kt_Column&, kt_long number) { return number; }
 Kt_Variant Value(const Kt_Column&, std::int64_t units) { return Kt_Currency::FromUnits(units); }
 
-// One column over one range of rows. `walk(dense, listed)` visits the rows.
+// One column over one range of rows. `walk(dense, listed)` visits the rows, of which there are
+// `rows`.
 template <class Walk>
 class Aggregator {
  public:
-  Aggregator(const Kt_Column& column, Walk walk) : column_(column), walk_(walk) {}
+  Aggregator(const Kt_Column& column, std::size_t rows, Walk walk)
+      : column_(column), rows_(rows), walk_(walk) {}
 
   std::size_t CountPresent() const {
+    if (column_.Nulls() == nullptr) return rows_;
     std::size_t present = 0;
     walk_([&](std::size_t first,
               std::size_t count) { present += CountPresentDense(column_.Nulls(), first, count); },
@@ -158,12 +161,13 @@ class Aggregator {
   }
 
   const Kt_Column& column_;
+  std::size_t rows_;
   Walk walk_;
 };
 
 template <class Walk>
-Kt_CellFold FoldOf(Kt_Aggregate what, const Kt_Column& column, Walk walk) {
-  const Aggregator aggregator(column, walk);
+Kt_CellFold FoldOf(Kt_Aggregate what, const Kt_Column& column, std::size_t rows, Walk walk) {
+  const Aggregator aggregator(column, rows, walk);
   const auto present = static_cast<kt_long>(aggregator.CountPresent());
   Kt_CellSum sum;
   Kt_Variant best;
@@ -236,7 +240,7 @@ kt_long kt::detail::TotalOfCells(Kt_Aggregate what, const Kt_Column& cells, std:
                                  std::size_t last, Kt_Variant& result) {
   ChargeOrLeave(static_cast<std::int64_t>(last - first));
   const auto walk = [&](auto dense, auto) { dense(first, last - first); };
-  return Finish(FoldOf(what, cells, walk), result);
+  return Finish(FoldOf(what, cells, last - first, walk), result);
 }
 
 kt_long kt::detail::TotalOfColumn(Kt_Aggregate what, const Kt_Column& cells, Kt_Variant& result) {
@@ -249,13 +253,14 @@ kt_long kt::detail::TotalOfRecords(Kt_Aggregate what, const Kt_Column& cells, co
   const auto walk = [&](auto dense, auto listed) {
     index.ForEachRun(view, start, end, dense, listed);
   };
-  return Finish(FoldOf(what, cells, walk), result);
+  const auto rows = static_cast<std::size_t>(std::max(end - start, kt_long{0}));
+  return Finish(FoldOf(what, cells, rows, walk), result);
 }
 
 kt_long kt::detail::TotalOfSlots(Kt_Aggregate what, const Kt_Column& cells,
                                  const CountedVector<Slot>& slots, Kt_Variant& result) {
   const auto walk = [&](auto, auto listed) { listed(slots.data(), slots.size()); };
-  return Finish(FoldOf(what, cells, walk), result);
+  return Finish(FoldOf(what, cells, slots.size(), walk), result);
 }
 
 kt_long Kt_Dataset::Body::Aggregate(View view, Kt_Aggregate what, kt_long col, kt_long start,

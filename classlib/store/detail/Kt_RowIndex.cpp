@@ -85,6 +85,29 @@ std::uint32_t RowIndex::FindChunk(View view, kt_long row, kt_long& chunk_row) co
   return static_cast<std::uint32_t>(node);
 }
 
+// Slots are written whether they are in or not, and overwritten by the next one if not: no jump that
+// depends on the data.
+std::uint32_t RowIndex::ListIn(const Chunk& chunk, View view, std::uint32_t offset,
+                               Slot* found) const {
+  const std::uint8_t* const flags = flags_.data();
+  const std::size_t flagged = flags_.size();
+  const auto is_out = static_cast<std::uint8_t>(view | kRowDeleted);
+  std::uint32_t count = 0;
+  const auto list = [&](auto slot_at) {
+    for (const std::uint32_t size = chunk.size; offset < size; ++offset) {
+      const Slot slot = slot_at(offset);
+      found[count] = slot;
+      count += slot >= flagged || (flags[slot] & is_out) == 0 ? 1 : 0;
+    }
+  };
+  if (chunk.list.empty()) {
+    list([first = chunk.first](std::uint32_t at) { return first + at; });
+  } else {
+    list([slots = chunk.list.data()](std::uint32_t at) { return slots[at]; });
+  }
+  return count;
+}
+
 std::uint32_t RowIndex::SelectIn(const Chunk& chunk, View view, kt_long rank) const {
   if (chunk.counts[view] == chunk.size) return static_cast<std::uint32_t>(rank);
   std::uint32_t offset = 0;

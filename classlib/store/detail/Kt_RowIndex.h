@@ -160,6 +160,8 @@ class RowIndex {
   // The chunk that holds a row of a view, and the rows before that chunk.
   std::uint32_t FindChunk(View view, kt_long row, kt_long& chunk_row) const;
   std::uint32_t SelectIn(const Chunk& chunk, View view, kt_long rank) const;
+  // Writes the slots of a view, from an offset in the chunk on, and gives how many there are.
+  std::uint32_t ListIn(const Chunk& chunk, View view, std::uint32_t offset, Slot* found) const;
   bool StepFromCursor(View view, kt_long row) const;
   void NoteChange(Place place) const;
   void FindChunks() const;
@@ -205,11 +207,7 @@ void RowIndex::ForEachRun(View view, kt_long start, kt_long end, Dense dense, Li
     }
     flush();
     std::array<Slot, kChunkRows> found;
-    std::uint32_t count = 0;
-    for (std::uint32_t offset = place.offset; offset < chunk.size; ++offset) {
-      found[count] = chunk.At(offset);
-      count += IsIn(view, found[count]) ? 1 : 0;
-    }
+    std::uint32_t count = ListIn(chunk, view, place.offset, found.data());
     count = static_cast<std::uint32_t>(std::min<kt_long>(left, static_cast<kt_long>(count)));
     left -= static_cast<kt_long>(count);
     if (count > 0) listed(found.data(), count);
