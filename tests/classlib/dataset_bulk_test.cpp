@@ -270,6 +270,34 @@ TEST(DatasetSort, SeveralKeysAreEachInTurn) {
   }
 }
 
+// Doubles that only their last bits tell apart, beside ones of any size: more bits than a word has
+// room for beside a row, in runs that are short, long, and of equal ones.
+TEST(DatasetSort, DoublesThatDifferInTheirLastBits) {
+  std::mt19937_64 random(12);
+  for (const kt_long kinds : {3, 300, 5000}) {
+    Kt_Dataset data(u"d");
+    data.AddColumn(u"x", u"double");
+    data.AddColumn(u"n", u"long");
+    std::vector<std::pair<double, kt_long>> rows;
+    for (kt_long row = 0; row < 20000; ++row) {
+      const double near = std::ldexp(1.0, static_cast<int>(random() % 4));
+      const auto steps = static_cast<double>(static_cast<kt_long>(random() % unsigned(kinds)));
+      const double far = std::ldexp(random() % 2 == 0 ? 1.25 : -1.25, int(random() % 2000) - 1000);
+      rows.emplace_back(random() % 10 == 0 ? far : near + steps * std::ldexp(near, -52), row);
+    }
+    data.AppendRow(static_cast<kt_long>(rows.size()));
+    for (const auto& [number, row] : rows) {
+      data.SetColumn(row, 0, number);
+      data.SetColumn(row, 1, row);
+    }
+    std::ranges::stable_sort(rows, {}, &std::pair<double, kt_long>::first);
+    data.Sort(u"x");
+    for (std::size_t row = 0; row < rows.size(); ++row) {
+      ASSERT_EQ(data.ReadColumn(static_cast<kt_long>(row), 1).ToInteger(), rows[row].second) << row;
+    }
+  }
+}
+
 // Every subtotal is what an aggregate over its rows gives, to the bit, and stands where keys
 // change.
 TEST(DatasetGroups, RandomSubtotalsAreAggregatesOfTheirRows) {

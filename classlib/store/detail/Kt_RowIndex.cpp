@@ -85,8 +85,8 @@ std::uint32_t RowIndex::FindChunk(View view, kt_long row, kt_long& chunk_row) co
   return static_cast<std::uint32_t>(node);
 }
 
-// Slots are written whether they are in or not, and overwritten by the next one if not: no jump that
-// depends on the data.
+// Slots are written whether they are in or not, and overwritten by the next one if not: no jump
+// that depends on the data.
 std::uint32_t RowIndex::ListIn(const Chunk& chunk, View view, std::uint32_t offset,
                                Slot* found) const {
   const std::uint8_t* const flags = flags_.data();

@@ -16,11 +16,6 @@
 // that of the cells, and only the numbers are compared.
 namespace kt::kernels {
 
-struct KeyedRow {
-  std::uint64_t key;
-  std::uint32_t row;
-};
-
 inline std::uint64_t KeyOf(std::int32_t value) {
   return static_cast<std::uint64_t>(std::int64_t{value}) ^ std::uint64_t{1} << 63;
 }
@@ -65,40 +60,6 @@ void SortWords(CountedVector<std::uint64_t>& words, CountedVector<std::uint64_t>
   }
 }
 
-// Stable. Byte by byte from the lowest; bytes that are the same everywhere are left out, and the
-// counts of the others are taken in one pass. `spare` is working memory. Calls charge(rows) for
-// each pass over the rows; it may throw, and the rows are then in no order.
-template <class Charge>
-void SortByKey(CountedVector<KeyedRow>& rows, CountedVector<KeyedRow>& spare, Charge charge) {
-  constexpr std::size_t kFewRows = 1024;
-  if (rows.size() < kFewRows) {
-    std::stable_sort(rows.begin(), rows.end(),
-                     [](const KeyedRow& a, const KeyedRow& b) { return a.key < b.key; });
-    return;
-  }
-  charge(rows.size());
-  spare.resize(rows.size());
-  std::uint64_t different = 0;  // bits
-  for (const KeyedRow& row : rows) different |= row.key ^ rows[0].key;
-  std::array<std::uint8_t, 8> shifts;  // of the bytes that matter
-  std::size_t bytes = 0;
-  for (std::uint8_t shift = 0; shift < 64; shift += 8) {
-    if ((different >> shift & 0xFF) != 0) shifts[bytes++] = shift;
-  }
-  std::array<std::array<std::uint32_t, 256>, 8> counts{};
-  for (const KeyedRow& row : rows) {
-    for (std::size_t byte = 0; byte < bytes; ++byte) ++counts[byte][row.key >> shifts[byte] & 0xFF];
-  }
-  for (std::size_t byte = 0; byte < bytes; ++byte) {
-    std::array<std::uint32_t, 256>& starts = counts[byte];
-    charge(rows.size());
-    std::uint32_t start = 0;
-    for (std::uint32_t& count : starts) start += std::exchange(count, start);
-    for (const KeyedRow& row : rows) spare[starts[row.key >> shifts[byte] & 0xFF]++] = row;
-    rows.swap(spare);
-  }
-}
-
 // Sorts rows by keys of so few bits that every key can have a counter; stable. One pass counts,
 // another one moves. The keys stay where they are. Gives where the rows of each key end.
 template <class Charge>
@@ -122,8 +83,101 @@ inline bool CanSortByCounts(std::size_t rows, int key_bits) {
   return key_bits <= kMostBits && std::size_t{4} << key_bits <= rows;
 }
 
-// Sorts rows by their keys of `key_bits` bits, and the keys with them; stable. Where both have room
-// in one word they are sorted as one.
+// The bits of keys by which they differ: `width` of them from `low` on; 0: all keys are the same.
+struct KeyBits {
+  int low;
+  int width;
+  std::uint64_t Mask() const { return ~std::uint64_t{0} >> (64 - width); }
+};
+
+inline KeyBits DifferentBits(const CountedVector<std::uint64_t>& keys) {
+  std::uint64_t different = 0;
+  for (const std::uint64_t key : keys) different |= key ^ keys[0];
+  if (different == 0) return {0, 0};
+  const int low = std::countr_zero(different);
+  return {low, static_cast<int>(std::bit_width(different)) - low};
+}
+
+// Keys and rows that have room in one word. REQUIRES: bits.width > 0.
+template <class Charge>
+void SortInOneWord(CountedVector<std::uint64_t>& keys, CountedVector<std::uint32_t>& rows,
+                   KeyBits bits, int row_bits, Charge charge) {
+  const std::uint64_t same = keys[0] & ~(bits.Mask() << bits.low);
+  for (std::size_t at = 0; at < rows.size(); ++at) {
+    keys[at] = (keys[at] >> bits.low & bits.Mask()) << row_bits | rows[at];
+  }
+  CountedVector<std::uint64_t> spare;
+  SortWords(keys, spare, row_bits, bits.width, charge);
+  const std::uint64_t row_mask = (std::uint64_t{1} << row_bits) - 1;
+  for (std::size_t at = 0; at < rows.size(); ++at) {
+    rows[at] = static_cast<std::uint32_t>(keys[at] & row_mask);
+    keys[at] = keys[at] >> row_bits << bits.low | same;
+  }
+}
+
+// Runs of up to so many rows are sorted where they are.
+constexpr std::size_t kShortRun = 16;
+
+// Stable, by insertion: [first, last) of the keys, and of the words with them.
+inline void SortShortRun(CountedVector<std::uint64_t>& keys, CountedVector<std::uint64_t>& words,
+                         std::size_t first, std::size_t last) {
+  for (std::size_t next = first + 1; next < last; ++next) {
+    for (std::size_t at = next; at > first && keys[at] < keys[at - 1]; --at) {
+      std::swap(keys[at], keys[at - 1]);
+      std::swap(words[at], words[at - 1]);
+    }
+  }
+}
+
+// Keys that are too wide for that, doubles for one: a word has a row's place and as many of the
+// leading bits of its key as there is room for. These hardly ever leave keys undecided that are not
+// equal; what they leave is sorted once more, by all bits.
+template <class Charge>
+void SortByLeadingBits(CountedVector<std::uint64_t>& keys, CountedVector<std::uint32_t>& rows,
+                       KeyBits bits, Charge charge) {
+  const std::size_t count = rows.size();
+  const auto place_bits = static_cast<int>(std::bit_width(count - 1));
+  const std::uint64_t place_mask = (std::uint64_t{1} << place_bits) - 1;
+  const int leading = 64 - place_bits;
+  const int left_out = bits.low + bits.width - leading;
+  CountedVector<std::uint64_t> words(count);
+  for (std::size_t at = 0; at < count; ++at) words[at] = keys[at] >> left_out << place_bits | at;
+  CountedVector<std::uint64_t> sorted_keys;
+  SortWords(words, sorted_keys, place_bits, leading, charge);
+
+  charge(3 * count);
+  sorted_keys.resize(count);
+  for (std::size_t at = 0; at < count; ++at) sorted_keys[at] = keys[words[at] & place_mask];
+  CountedVector<std::uint64_t> run_keys;
+  CountedVector<std::uint32_t> run_places;
+  for (std::size_t first = 0, last = 0; first < count; first = last) {
+    bool is_sorted = true;
+    for (last = first + 1; last < count; ++last) {
+      if (words[last] >> place_bits != words[first] >> place_bits) break;
+      is_sorted = is_sorted && sorted_keys[last - 1] <= sorted_keys[last];
+    }
+    if (is_sorted) continue;
+    if (last - first <= kShortRun) {
+      SortShortRun(sorted_keys, words, first, last);
+      continue;
+    }
+    run_keys.assign(sorted_keys.begin() + first, sorted_keys.begin() + last);
+    run_places.clear();
+    for (std::size_t at = first; at < last; ++at) {
+      run_places.push_back(static_cast<std::uint32_t>(words[at] & place_mask));
+    }
+    SortInOneWord(run_keys, run_places, DifferentBits(run_keys), place_bits, charge);
+    std::copy(run_keys.begin(), run_keys.end(), sorted_keys.begin() + first);
+    std::copy(run_places.begin(), run_places.end(), words.begin() + first);
+  }
+
+  CountedVector<std::uint32_t> sorted_rows(count);
+  for (std::size_t at = 0; at < count; ++at) sorted_rows[at] = rows[words[at] & place_mask];
+  rows.swap(sorted_rows);
+  keys.swap(sorted_keys);
+}
+
+// Sorts rows by their keys of `key_bits` bits, and the keys with them; stable.
 template <class Charge>
 void SortRows(CountedVector<std::uint64_t>& keys, CountedVector<std::uint32_t>& rows, int key_bits,
               Charge charge) {
@@ -136,28 +190,15 @@ void SortRows(CountedVector<std::uint64_t>& keys, CountedVector<std::uint32_t>& 
     }
     return;
   }
-  charge(2 * rows.size());
+  charge(3 * rows.size());
+  const KeyBits bits = DifferentBits(keys);
+  if (bits.width == 0) return;
   const auto row_bits =
       static_cast<int>(std::bit_width(*std::max_element(rows.begin(), rows.end())));
-  if (key_bits + row_bits <= 64) {
-    for (std::size_t at = 0; at < rows.size(); ++at) keys[at] = keys[at] << row_bits | rows[at];
-    CountedVector<std::uint64_t> spare;
-    SortWords(keys, spare, row_bits, key_bits, charge);
-    const std::uint64_t mask = (std::uint64_t{1} << row_bits) - 1;
-    for (std::size_t at = 0; at < rows.size(); ++at) {
-      rows[at] = static_cast<std::uint32_t>(keys[at] & mask);
-      keys[at] >>= row_bits;
-    }
-    return;
-  }
-  CountedVector<KeyedRow> keyed;
-  CountedVector<KeyedRow> spare;
-  keyed.reserve(rows.size());
-  for (std::size_t at = 0; at < rows.size(); ++at) keyed.push_back({keys[at], rows[at]});
-  SortByKey(keyed, spare, charge);
-  for (std::size_t at = 0; at < rows.size(); ++at) {
-    keys[at] = keyed[at].key;
-    rows[at] = keyed[at].row;
+  if (bits.width + row_bits <= 64) {
+    SortInOneWord(keys, rows, bits, row_bits, charge);
+  } else {
+    SortByLeadingBits(keys, rows, bits, charge);
   }
 }
 
