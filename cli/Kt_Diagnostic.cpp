@@ -220,12 +220,14 @@ std::string DescribeInColor(const Diagnostic& diagnostic) {
   constexpr const char* kSeverities[] = {"1;31", "1;35", "1;36"};
   const auto visible = [](const std::string& text) {
     std::ostringstream out;
-    VisibleStream(out) << text;
+    VisibleStream stream(out);
+    out.exceptions(std::ios::badbit);  // streams keep to themselves that memory ran out
+    stream.exceptions(std::ios::badbit);
+    stream << text;
     return out.str();
   };
-  std::istringstream lines(visible(Describe(diagnostic)));
-  std::string line;
-  std::getline(lines, line);
+  std::vector<std::string> lines = Lines(visible(Describe(diagnostic)));
+  std::string& line = lines.at(0);
   const std::string place = visible(PlaceText(diagnostic));
   const std::string severity = std::string(SeverityName(diagnostic.severity)) + ":";
   std::string text = Colored(kPlace, place);
@@ -236,7 +238,9 @@ std::string DescribeInColor(const Diagnostic& diagnostic) {
     line.erase(0, at + severity.size());
   }
   text += line + "\n";
-  while (std::getline(lines, line)) text += (IsMark(line) ? Colored(kMark, line) : line) + "\n";
+  for (std::size_t at = 1; at < lines.size(); ++at) {
+    text += (IsMark(lines[at]) ? Colored(kMark, lines[at]) : lines[at]) + "\n";
+  }
   return text;
 }
 

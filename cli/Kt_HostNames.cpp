@@ -5,12 +5,12 @@
 
 #include <map>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <utility>
 #include <vector>
 
 #include "cli/Kt_File.h"
 #include "cli/Kt_Findings.h"
+#include "cli/Kt_Text.h"
 
 namespace kt::cli {
 namespace {
@@ -92,10 +92,9 @@ class Reader {
 }  // namespace
 
 bool AddHostNames(const Kt_WString& text, KnownNames& known, std::string& error) {
-  std::istringstream lines(text.ToUtf8());
   Reader reader(known);
   int number = 0;
-  for (std::string line; std::getline(lines, line);) {
+  for (const std::string& line : Lines(text.ToUtf8())) {
     ++number;
     if (line.find_first_not_of(" \t\r") == line.npos) continue;
     const std::string fault = reader.Read(line);

@@ -8,6 +8,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "cli/Kt_Text.h"
+
 namespace kt::cli {
 namespace {
 
@@ -58,8 +60,7 @@ bool ReadGroup(const std::string& line, std::string& folder, std::string& path, 
 
 std::int64_t GroupLimit(const std::string& folder, const std::string& groups) {
   std::int64_t limit = 0;
-  std::istringstream lines(groups);
-  for (std::string line; std::getline(lines, line);) {
+  for (const std::string& line : Lines(groups)) {
     std::string base = folder;
     std::string path;
     const char* file = nullptr;

@@ -5,11 +5,11 @@
 
 #include <map>
 #include <nlohmann/json.hpp>
-#include <sstream>
 #include <string_view>
 
 #include "cli/Kt_Cli.h"
 #include "cli/Kt_Explain.h"
+#include "cli/Kt_Text.h"
 
 namespace kt::cli {
 namespace {
@@ -95,8 +95,7 @@ class Log {
 
 std::string ToSarif(const std::string& messages, int status) {
   Log log;
-  std::istringstream lines(messages);
-  for (std::string line; std::getline(lines, line);) log.Add(OrderedJson::parse(line));
+  for (const std::string& line : Lines(messages)) log.Add(OrderedJson::parse(line));
   return log.Get(status).dump() + "\n";
 }
 

@@ -217,6 +217,16 @@ std::string LineWithCaret(std::u16string_view text, std::size_t offset, std::siz
          std::string(static_cast<std::size_t>(wave), '~') + '\n';
 }
 
+std::vector<std::string> Lines(std::string_view text) {
+  std::vector<std::string> lines;
+  while (!text.empty()) {
+    const std::size_t end = std::min(text.find('\n'), text.size());
+    lines.emplace_back(text.substr(0, end));
+    text.remove_prefix(std::min(end + 1, text.size()));
+  }
+  return lines;
+}
+
 std::string ValueText(const Kt_Variant& value) {
   CountedBytes out;
   AppendValueText(value, out);

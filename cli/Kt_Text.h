@@ -3,6 +3,7 @@
 
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/value/Kt_Variant.h"
@@ -30,6 +31,10 @@ std::size_t LineStart(std::u16string_view text, kt_long line);
 // made visible (Kt_Visible.h); of a long line only the part around the place is shown, "..."
 // where it was cut.
 std::string LineWithCaret(std::u16string_view text, std::size_t offset, std::size_t length = 1);
+
+// The lines of a text, without their line feeds. A stream that reads lines keeps to itself that
+// memory ran out, and ends.
+std::vector<std::string> Lines(std::string_view text);
 
 // The text of a value as print() shows it: lists as [1, 'a', [2]], bytes in hexadecimal.
 std::string ValueText(const Kt_Variant& value);

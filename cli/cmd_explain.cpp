@@ -7,7 +7,6 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,6 +15,7 @@
 #include "cli/Kt_Explain.h"
 #include "cli/Kt_Options.h"
 #include "cli/Kt_Pages.h"
+#include "cli/Kt_Text.h"
 #include "object/Kt_RunError.h"
 
 namespace kt::cli {
@@ -54,14 +54,13 @@ class PlainText {
 // The sections of the last chapter of a page.
 void AddSections(std::string_view page, std::vector<Entry>& entries) {
   const std::string_view chapter = page.substr(page.rfind("\n## ") + 1);
-  std::istringstream lines{std::string(chapter)};
   std::string name;
   PlainText text;
   const auto close = [&] {
     if (!name.empty()) entries.push_back({{name}, text.Get()});
     text = {};
   };
-  for (std::string line; std::getline(lines, line);) {
+  for (const std::string& line : Lines(chapter)) {
     if (!line.starts_with("### ")) {
       text.Add(line);
       continue;
@@ -87,8 +86,7 @@ std::vector<std::string> Cells(std::string_view row) {
 
 // The rows of the tables: code, name in backquotes, text, when. Some have no code.
 void AddErrors(std::vector<Entry>& entries) {
-  std::istringstream lines{std::string(ErrorsPage())};
-  for (std::string line; std::getline(lines, line);) {
+  for (const std::string& line : Lines(ErrorsPage())) {
     if (!line.starts_with("| ") || line.find("`k") == line.npos) continue;
     const std::vector<std::string> cells = Cells(line);
     if (cells.size() < 4 || !cells[1].starts_with("`k")) continue;

@@ -5,7 +5,6 @@
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <ostream>
-#include <sstream>
 #include <utility>
 #include <vector>
 
@@ -66,8 +65,7 @@ int ListAll(Streams streams) {
 }
 
 void PrintExamples(const Help& function, std::ostream& out) {
-  std::istringstream lines(LayOutExamples(function.examples).ToUtf8());
-  for (std::string line; std::getline(lines, line);) {
+  for (const std::string& line : Lines(LayOutExamples(function.examples).ToUtf8())) {
     out << (line.empty() ? "" : "    ") << line << '\n';
   }
 }
