@@ -107,6 +107,7 @@ class Show {
     }
     if (const int loaded = Load(); loaded != kFine) return loaded;
     Kt_CliView view(dataset_);
+    view.SetMoreRows(pushed_.more_rows);
     Arrangement left = options_.arrangement;
     left.filter = pushed_.filter;
     const int status =
@@ -164,6 +165,7 @@ class Show {
       Tell(streams_, LoadFault(options_.file, data_report));
       return data_report.no_access ? kCommandFault : kScriptFault;
     }
+    if (options_.explain) TellLines(data_report.steps);
     Tell(streams_, LoadNotes(options_.file, data_options_, data_report, options_.data.verbose));
     dataset_.NameLoadedMaps(Kt_WString::FromUtf8(options_.file));
     wrapper_.emplace(&dataset_, &column_errors_);
@@ -176,10 +178,12 @@ class Show {
   // Of a database only what is shown; false where everything is to be loaded.
   bool LoadArranged(DataReport& data_report) {
     pushed_.filter = options_.arrangement.filter;
+    Arrangement wanted = options_.arrangement;
+    LimitRows(wanted);
     const bool is_database = Kt_DatabaseUrl::IsUrl(options_.file);
     const bool loaded = is_database && !options_.no_pushdown &&
-                        kt::cli::LoadArranged(options_.file, data_options_, options_.arrangement,
-                                              options_.chart, dataset_, data_report, pushed_);
+                        kt::cli::LoadArranged(options_.file, data_options_, wanted, options_.chart,
+                                              dataset_, data_report, pushed_);
     if (options_.explain && !is_database) pushed_.lines = {"here: everything; it is a file"};
     if (options_.explain && options_.no_pushdown) {
       pushed_.lines = {"here: everything; --no-pushdown"};
@@ -190,10 +194,14 @@ class Show {
       (void)ParseExpression(Kt_WString::FromUtf8(options_.arrangement.filter), ignored, report_);
     }
     if (!options_.explain) pushed_.lines.clear();
-    for (const std::string& line : pushed_.lines) {
+    TellLines(pushed_.lines);
+    return loaded;
+  }
+
+  void TellLines(const std::vector<std::string>& lines) {
+    for (const std::string& line : lines) {
       Tell(streams_, Diagnostic::Of("kt show", Diagnostic::Note(line)));
     }
-    return loaded;
   }
 
   bool FindChartColumn(const Kt_CliView& view) {
@@ -206,13 +214,30 @@ class Show {
   }
 
   bool HasRowLimit() const { return options_.rows >= 0; }
+  bool PrintsData() const { return options_.json || options_.csv || options_.markdown; }
+  bool MakesData() const { return PrintsData() || !options_.save.empty(); }
+  kt_long RowsOnPage() const { return HasRowLimit() ? options_.rows : kRowsOnPage; }
+  kt_long RowsInTable() const {
+    return HasRowLimit() ? options_.rows : (IsTerminal(streams_) ? kRowsOnTerminal : 0);
+  }
+
+  // As many rows as the outputs show; a chart is made of all.
+  void LimitRows(Arrangement& wanted) const {
+    if (!options_.chart.empty()) return;
+    const bool has_page = !options_.html.empty();
+    wanted.counts_rows = has_page || !MakesData();
+    if (HasRowLimit()) {
+      wanted.first_rows = options_.rows;
+    } else if (!MakesData()) {
+      wanted.first_rows = has_page ? RowsOnPage() : RowsInTable();
+    }
+  }
 
   // ---- Outputs --------------------------------------------------------------------------------
 
   bool Output(const Kt_CliView& view) {
     if (!options_.html.empty() && !WriteHtml(view)) return false;
-    const bool prints_data = options_.json || options_.csv || options_.markdown;
-    if (prints_data || !options_.save.empty()) return OutputData(view);
+    if (MakesData()) return OutputData(view);
     if (!options_.html.empty()) return true;
     if (chart_column_ >= 0) {
       PrintChart(ChartOf(view), Width() > 0 ? Width() : kChartWidth, HasColor(streams_.out),
@@ -221,7 +246,7 @@ class Show {
     }
     TableOptions table;
     table.width = Width();
-    table.rows = HasRowLimit() ? options_.rows : (IsTerminal(streams_) ? kRowsOnTerminal : 0);
+    table.rows = RowsInTable();
     table.decimals = decimals_;
     table.types = options_.types;
     table.colours = HasColor(streams_.out);
@@ -242,7 +267,7 @@ class Show {
     HtmlOptions html;
     html.title = Kt_WString::FromUtf8(options_.title);
     if (html.title.IsEmpty()) html.title = dataset_.GetId();
-    html.rows = HasRowLimit() ? options_.rows : kRowsOnPage;
+    html.rows = RowsOnPage();
     html.decimals = decimals_;
     html.types = options_.types;
     Chart chart;
@@ -322,7 +347,7 @@ class Show {
   }
 
   bool PrintData(const Kt_Dataset& data, const Kt_CliView& view) {
-    if (!options_.json && !options_.csv && !options_.markdown) return true;
+    if (!PrintsData()) return true;
     const DataFormat format = options_.json  ? DataFormat::kJson
                               : options_.csv ? DataFormat::kCsv
                                              : DataFormat::kMarkdown;

@@ -6,10 +6,11 @@ set(kt_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KtScript)
 
 # Programs and libraries find each other by relative place, so an installed tree can be moved.
 file(RELATIVE_PATH kt_bin_to_lib /${CMAKE_INSTALL_BINDIR} /${CMAKE_INSTALL_LIBDIR})
-set_target_properties(KtConnectLib320U KtScriptLib320U ktscript
+set_target_properties(KtConnectLib320U KtScriptLib320U KtSqlLib320U ktscript
   PROPERTIES INSTALL_RPATH "$ORIGIN")
 
-install(TARGETS KtClassLib320U KtConnectLib320U KtScriptLib320U ktscript EXPORT KtScriptTargets)
+install(TARGETS KtClassLib320U KtConnectLib320U KtScriptLib320U KtSqlLib320U ktscript
+  EXPORT KtScriptTargets)
 if(TARGET kt)
   set_target_properties(kt PROPERTIES INSTALL_RPATH "$ORIGIN/${kt_bin_to_lib}")
   install(TARGETS kt)

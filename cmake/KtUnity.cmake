@@ -54,7 +54,7 @@ function(kt_unite target)
   endforeach()
 endfunction()
 
-foreach(target KtClassLib320U KtScriptLib320U KtConnectLib320U kt_analysis kt_cli)
+foreach(target KtClassLib320U KtScriptLib320U KtConnectLib320U KtSqlLib320U kt_analysis kt_cli)
   if(TARGET ${target})
     kt_unite(${target})
   endif()

@@ -160,6 +160,10 @@ kt_long kt::LoadDatabase(const Kt_DatabaseUrl& url, const Kt_Database::Options& 
     error = "expected ?table=NAME or ?query=STATEMENT";
     return kFailed;
   }
+  if (url.HasSelection()) {
+    error = "filter, sort, limit and columns need the library KtSqlLib320U";
+    return kFailed;
+  }
   const std::unique_ptr<Kt_Database> database = Kt_Database::Open(url, options, error);
   if (database == nullptr) return kt::detail::FailureCode();
   return url.query.empty() ? database->LoadTable(url.table, dataset, error)

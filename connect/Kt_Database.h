@@ -114,8 +114,8 @@ class KT_CONNECT_API Kt_Database {
 
 namespace kt {
 
-// Opens the database of a URL and loads what it names, its table or query. The rows, or a negative
-// code with the error.
+// Opens the database of a URL and loads what it names, its table or query; a selection of the table
+// needs expressions: Kt_SqlSelect.h. The rows, or a negative code with the error.
 KT_CONNECT_API kt_long LoadDatabase(const Kt_DatabaseUrl& url, const Kt_Database::Options& options,
                                     Kt_Dataset& dataset, std::string& error);
 

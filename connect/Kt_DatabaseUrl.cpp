@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
 #include <optional>
 
 namespace {
@@ -63,6 +64,9 @@ class UrlReader {
       if (!ReadSetting(text)) return false;
     }
     if (!url_.table.empty() && !url_.query.empty()) return Fail("either table or query");
+    if (url_.HasSelection() && url_.table.empty()) {
+      return Fail("filter, sort, limit and columns go with table; a query says that itself");
+    }
     return true;
   }
 
@@ -108,15 +112,18 @@ class UrlReader {
   }
 
   bool ReadSetting(std::string_view& text) {
-    const std::size_t equals = text.find('=');
-    if (text.substr(0, equals) == "query" && equals != text.npos) {
-      url_.query = text.substr(equals + 1);
-      text = {};
+    if (TakeRest(text, "query=", url_.query)) {
       return !url_.query.empty() || Fail("expected a statement after 'query='");
+    }
+    if (TakeRest(text, "filter=", url_.filter)) {
+      return !url_.filter.empty() || Fail("expected an expression after 'filter='");
     }
     std::string_view value = TakeUntil(text, '&');
     const std::string_view name = TakeUntil(value, '=');
     if (name == "table") return Decode(value, url_.table);
+    if (name == "sort") return Decode(value, url_.sort);
+    if (name == "columns") return Decode(value, url_.columns);
+    if (name == "limit") return ReadLimit(value);
     if (name == "timeout") return ReadTimeout(value);
     const bool is_server = url_.kind == Kt_DatabaseUrl::Kind::kPostgresql;
     if (is_server && name == "sslmode") return Decode(value, url_.sslmode);
@@ -124,19 +131,37 @@ class UrlReader {
       return Decode(value, url_.host) &&
              (url_.host.find(',') == url_.host.npos || Fail("expected one host"));
     }
-    return Fail("unknown part '" + std::string(name) + "' (table, query, timeout" +
+    return Fail("unknown part '" + std::string(name) +
+                "' (table, query, filter, sort, limit, columns, timeout" +
                 (is_server ? ", sslmode, host)" : ")"));
+  }
+
+  // The last part, which is not decoded.
+  static bool TakeRest(std::string_view& text, std::string_view name, std::string& rest) {
+    if (!text.starts_with(name)) return false;
+    rest = text.substr(name.size());
+    text = {};
+    return true;
+  }
+
+  static bool ReadNumber(std::string_view value, int most, int& number) {
+    const char* const end = value.data() + value.size();
+    const auto [stop, error] = std::from_chars(value.data(), end, number);
+    return error == std::errc() && stop == end && number >= 1 && number <= most;
   }
 
   bool ReadTimeout(std::string_view value) {
     int seconds = 0;
-    const char* const end = value.data() + value.size();
-    const auto [stop, error] = std::from_chars(value.data(), end, seconds);
-    if (error != std::errc() || stop != end || seconds < 1 || seconds > kMaxTimeoutSeconds) {
+    if (!ReadNumber(value, kMaxTimeoutSeconds, seconds)) {
       return Fail("timeout: expected seconds from 1 to 86400");
     }
     url_.timeout = std::chrono::seconds(seconds);
     return true;
+  }
+
+  bool ReadLimit(std::string_view value) {
+    return ReadNumber(value, std::numeric_limits<int>::max(), url_.limit) ||
+           Fail("limit: expected a number of rows");
   }
 
   Kt_DatabaseUrl& url_;

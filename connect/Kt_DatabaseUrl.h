@@ -14,8 +14,10 @@
 //   sqlite:data/shop.db?query=SELECT * FROM orders WHERE price > 5
 //   postgresql://user@host:5432/shop?table=sales.orders
 //   postgresql:///shop?host=/run/postgresql&timeout=5&query=SELECT ...
+//   sqlite:shop.db?table=orders&columns=id,price&sort=price:d&limit=10&filter=price > 5 && !paid
 //
-// %XX stands for a byte everywhere but in the query, which is the last part and taken as it is.
+// %XX stands for a byte everywhere but in the query and the filter, which are the last part and
+// taken as they are.
 struct KT_CONNECT_API Kt_DatabaseUrl {
   enum class Kind : std::uint8_t { kSqlite, kPostgresql };
 
@@ -31,9 +33,21 @@ struct KT_CONNECT_API Kt_DatabaseUrl {
 
   std::string table;  // "orders", "sales.orders" or "\"odd.name\""
   std::string query;  // one of the two, or none
+  // Which of the table's rows and columns: those for which an expression is true, in this order,
+  // the first ones of them (0: all). Empty: all, in the order of the table. "price:d, id"; "id,
+  // price".
+  std::string filter;
+  std::string sort;
+  std::int32_t limit = 0;
+  std::string columns;
   // How long it is waited for a connection and for what others have locked.
   std::chrono::seconds timeout{30};
   std::string shown;  // as it was given, without password: for messages
+
+  // Whether less than all rows and columns is wanted, or another order.
+  bool HasSelection() const {
+    return !filter.empty() || !sort.empty() || limit > 0 || !columns.empty();
+  }
 
   // Whether a text stands for a database and not for a file: "sqlite:", "postgresql://",
   // "postgres://".

@@ -4,17 +4,20 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 #include "connect/Kt_Changes.h"
+#include "connect/sql/Kt_SqlSelect.h"
 #include "dataset/Kt_ExprDataset.h"
 #include "host/Kt_Table.h"
 
-// Tables that are loaded from databases and saved to them; needs the library KtConnectLib320U.
+// Tables that are loaded from databases and saved to them; needs the library KtSqlLib320U.
 //
 //   kt::Table orders = engine.dataset("orders");
 //   kt::load_database(orders, "sqlite:shop.db?table=orders");
 //   engine.call("correct");
 //   kt::save_changes(orders, "sqlite:shop.db?table=orders");
+//   kt::load_database(orders, "sqlite:shop.db?table=orders&columns=id,price&filter=price > 5");
 
 namespace kt {
 
@@ -43,12 +46,14 @@ inline Kt_DatabaseUrl DatabaseUrl(std::string_view text) {
 }  // namespace detail
 
 // What the URL names in place of the columns and rows of the table. How many rows; throws a
-// RunError otherwise, and the table is as it was.
+// RunError otherwise, and the table is as it was. `steps`, unless null: of a filter, sort and limit
+// of the URL, what the database did of them and what was done here, a line each.
 inline int load_database(Table& table, std::string_view text,
-                         const Kt_Database::Options& options = {}) {
+                         const Kt_Database::Options& options = {},
+                         std::vector<std::string>* steps = nullptr) {
   const Kt_DatabaseUrl url = detail::DatabaseUrl(text);
   std::string error;
-  const kt_long rows = LoadDatabase(url, options, table.data(), error);
+  const kt_long rows = LoadSelected(url, options, table.data(), steps, error);
   if (rows < 0) throw RunError(url.shown + ": " + error);
   table.wrapper().AnnounceRows(Kt_LoadReason::kLoaded);
   return rows;

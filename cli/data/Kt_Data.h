@@ -66,7 +66,8 @@ struct DataOptions {
 // What became of a file that was loaded.
 struct DataReport {
   Kt_LoadReport rows;
-  std::string guessed_encoding;  // that the text was read in; empty when it was certain
+  std::vector<std::string> steps;  // what a database did of a selection of its rows, and what kt
+  std::string guessed_encoding;    // that the text was read in; empty when it was certain
   // Why nothing was loaded; empty when something was. The place is counted from 1, 0 is unknown.
   std::string error;
   bool no_access = false;    // there is no such file, or it cannot be read: a wrong name

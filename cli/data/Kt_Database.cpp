@@ -7,6 +7,7 @@
 
 #include "connect/Kt_Changes.h"
 #include "connect/Kt_Database.h"
+#include "connect/sql/Kt_SqlSelect.h"
 
 namespace kt::cli {
 namespace {
@@ -52,7 +53,8 @@ void NoteNotOpened(const Kt_DatabaseUrl& url, DataReport& report) {
 bool LoadDatabase(const Kt_DatabaseUrl& url, const DataOptions& options, Kt_Dataset& dataset,
                   DataReport& report) {
   report = {};
-  const kt_long loaded = kt::LoadDatabase(url, DatabaseOptions(options), dataset, report.error);
+  const kt_long loaded =
+      kt::LoadSelected(url, DatabaseOptions(options), dataset, &report.steps, report.error);
   if (loaded < 0) {
     NoteNotOpened(url, report);
     return false;

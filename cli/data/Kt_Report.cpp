@@ -269,6 +269,9 @@ std::vector<Diagnostic> LoadNotes(const std::string& path, const DataOptions& op
   if (!report.IsClean() || rows.rows_short > 0 || verbose) {
     out.Add(SummaryLine(options, report, verbose));
   }
+  if (verbose) {
+    for (const std::string& step : report.steps) out.Add(WithVisibleControls(step));
+  }
   if (options.rejects.empty()) AddFaults(report, out);
   if (!report.guessed_encoding.empty()) {
     out.Add(fmt::format("read as {}, the likeliest encoding", report.guessed_encoding));

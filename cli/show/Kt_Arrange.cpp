@@ -122,6 +122,7 @@ class Arranger {
   bool AddTo(Kt_SqlRequest& request) {
     if (!ReadNames()) return false;
     const bool is_rows = wanted_.pivot.empty() && !wanted_.totals_only;
+    if (is_rows && group_keys_.empty() && totals_.empty()) AddLimit(request);
     if (is_rows && wanted_.columns.empty()) return true;
     std::vector<NamedColumn> shown;
     if (is_rows && !ReadDatasetList("--columns", wanted_.columns, shown)) return false;
@@ -135,11 +136,7 @@ class Arranger {
     for (const NamedColumn& column : shown)
       request.columns.push_back(dataset_.GetColID(column.col));
     const bool is_pivot = !wanted_.pivot.empty();
-    const bool has_averages = std::any_of(totals_.begin(), totals_.end(), [](const Total& total) {
-      return total.kind == Kt_Aggregate::kAvg;
-    });
-    // The cells of a cross table are not made of two columns, as an average of averages would be.
-    if (is_rows || (is_pivot && has_averages)) {
+    if (is_rows) {
       request.totals.clear();
       return true;
     }
@@ -155,6 +152,14 @@ class Arranger {
     Kt_Aggregate kind;
     kt_long count_col = -1;  // of an average that comes as a sum: how many values that has
   };
+
+  void AddLimit(Kt_SqlRequest& request) const {
+    request.limit = wanted_.first_rows;
+    request.counts_rows = wanted_.counts_rows;
+    for (const NamedColumn& key : sort_keys_) {
+      request.order.push_back({dataset_.GetColID(key.col), key.descending});
+    }
+  }
 
   void TakeGroups() {
     if (groups_ == nullptr) return;
@@ -587,7 +592,8 @@ class Arranger {
       if (dataset_.GetPivotColLevel(position) > 0) heading += u" Σ";
       if (totals_.size() > 1) heading += Kt_WString(u" ") + dataset_.GetColID(total.col);
       columns.push_back({heading, total.col, position,
-                         TotalType(total.kind, dataset_.GetColType(total.col)), total.kind});
+                         TotalType(total.kind, dataset_.GetColType(total.col)), total.kind,
+                         total.count_col});
     }
   }
 

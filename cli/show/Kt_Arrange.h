@@ -23,6 +23,10 @@ struct Arrangement {
   std::string columns;  // of the result, in this order
   std::vector<std::pair<Kt_Aggregate, std::string>> totals;  // columns with their kind of total
   bool totals_only = false;                                  // the groups without their records
+  // Of a result that is rows and nothing else, how many are shown (0: all), and whether it is told
+  // how many there are.
+  kt_long first_rows = 0;
+  bool counts_rows = false;
 };
 
 // What a dataset of groups has in place of rows, where a database has grouped them: how many rows

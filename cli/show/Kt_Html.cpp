@@ -115,7 +115,7 @@ class Page {
     out_ += "</tbody>\n";
     AddTotal();
     out_ += "</table>\n";
-    const kt_long more = view_.RowCount() - rows_;
+    const std::int64_t more = view_.RowCount() - rows_ + view_.MoreRows();
     if (more > 0) out_ += fmt::format("<p>… {} more row{}</p>\n", more, more == 1 ? "" : "s");
   }
 

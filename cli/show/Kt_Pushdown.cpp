@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "cli/show/Kt_Pushdown.h"
 
-#include <fmt/format.h>
-
 #include "cli/data/Kt_Database.h"
-#include "connect/sql/Kt_SqlQuery.h"
+#include "connect/sql/Kt_SqlSteps.h"
 
 namespace kt::cli {
 namespace {
@@ -16,7 +14,8 @@ void MakeColumns(const Kt_SqlTable& table, Kt_Dataset& columns) {
 }
 
 bool WantsAnything(const Kt_SqlRequest& request) {
-  return !request.filter.IsEmpty() || !request.columns.empty() || !request.keys.empty();
+  return !request.filter.IsEmpty() || !request.columns.empty() || !request.keys.empty() ||
+         request.limit > 0;
 }
 
 // The kind of a pivot's total may hang on the type of its column, which has to be asked for.
@@ -44,28 +43,6 @@ PartialGroups GroupsOf(const Kt_SqlRequest& request, const Kt_SqlAnswer& answer)
   return groups;
 }
 
-void Explain(const Kt_SqlTable& table, const Kt_SqlRequest& request, const Kt_SqlAnswer& answer,
-             kt_long rows, std::vector<std::string>& lines) {
-  for (const std::string& question : answer.questions) lines.push_back("asked first: " + question);
-  lines.push_back("statement: " + answer.statement);
-  for (std::size_t at = 0; at < answer.parameters.size(); ++at) {
-    const std::string value = answer.parameters[at].ToString().ToUtf8();
-    lines.push_back(fmt::format("?{} is {}", at + 1, value));
-  }
-  std::string there;
-  const auto add = [&](const std::string& what) { there += (there.empty() ? "" : "; ") + what; };
-  if (answer.has_filter) add(answer.is_filtered ? "the filter" : "a part of the filter");
-  if (answer.is_grouped) {
-    add("the groups and their totals");
-  } else if (answer.column_count < table.Columns().size()) {
-    add(fmt::format("the choice of {} of {} columns", answer.column_count, table.Columns().size()));
-  }
-  lines.push_back("in the database: " + (there.empty() ? "nothing but reading" : there) +
-                  fmt::format("; {} {} fetched", rows, rows == 1 ? "row was" : "rows were"));
-  if (!request.filter.IsEmpty() && !answer.is_filtered) lines.push_back("here: the filter");
-  for (const std::string& reason : answer.reasons) lines.push_back("here, because of " + reason);
-}
-
 }  // namespace
 
 bool LoadArranged(const std::string& text, const DataOptions& options, const Arrangement& wanted,
@@ -82,8 +59,9 @@ bool LoadArranged(const std::string& text, const DataOptions& options, const Arr
   if (!Kt_DatabaseUrl::Parse(text, url, error)) return false;
   if (!options.rules.types.empty()) return whole("--types names columns of all that is loaded");
   if (url.table.empty()) return whole("a query is taken as it is");
+  if (url.HasSelection()) return whole("the URL says itself what is loaded");
   const bool takes_all = wanted.filter.empty() && wanted.columns.empty() && !wanted.totals_only &&
-                         wanted.pivot.empty();
+                         wanted.pivot.empty() && wanted.first_rows == 0;
   if (takes_all) return whole("all rows and columns are shown");
   const std::unique_ptr<Kt_Database> database =
       Kt_Database::Open(url, DatabaseOptions(options), error);
@@ -103,11 +81,12 @@ bool LoadArranged(const std::string& text, const DataOptions& options, const Arr
   Kt_SqlAnswer answer;
   const kt_long rows = Kt_SqlLoad(*database, table, request, dataset, answer, error);
   if (rows < 0) return whole(error);
-  Explain(table, request, answer, rows, pushed.lines);
+  pushed.lines = Kt_SqlSteps(table, request, answer, rows);
   report = {};
   report.rows.rows_read = rows;
   report.rows.records = rows;
   if (answer.is_filtered) pushed.filter.clear();
+  if (answer.row_count > rows) pushed.more_rows = answer.row_count - rows;
   if (answer.is_grouped) pushed.groups = GroupsOf(request, answer);
   return true;
 }

@@ -18,6 +18,7 @@ struct PushedDown {
   // What is left of the arrangement, for Arrange.
   std::string filter;
   std::optional<PartialGroups> groups;
+  std::int64_t more_rows = 0;  // that are in the table, and were not fetched to be shown
   // What ran where, and why: lines for --explain.
   std::vector<std::string> lines;
 };

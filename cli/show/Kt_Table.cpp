@@ -247,7 +247,7 @@ class Table {
 
   // Before the total, which is that of all rows.
   void PrintMoreRows() {
-    const kt_long more = row_count_ - shown_rows_;
+    const std::int64_t more = row_count_ - shown_rows_ + view_.MoreRows();
     if (more > 0) Note(fmt::format("… {} more row{}", more, more == 1 ? "" : "s"));
   }
 

@@ -102,6 +102,11 @@ Kt_Variant Kt_CliView::Average(const Kt_Variant& sum, const Kt_Variant& count) {
   return values == 0 ? Kt_Variant() : Kt_Variant(sum.ToDouble() / values);
 }
 
+Kt_Variant Kt_CliView::ReadCell(kt_long dataset_row, kt_long col, kt_long position) const {
+  return dataset_.IsPivot() ? dataset_.ReadColumn(dataset_row, col, position)
+                            : dataset_.ReadColumn(dataset_row, col);
+}
+
 Kt_Variant Kt_CliView::Cell(kt_long row, std::size_t column) const {
   const Column& shown = columns_[column];
   const kt_long at = DatasetRow(row);
@@ -114,11 +119,11 @@ Kt_Variant Kt_CliView::Cell(kt_long row, std::size_t column) const {
     }
     default: break;
   }
-  if (shown.count_col >= 0) {
-    return Average(dataset_.ReadColumn(at, shown.col), dataset_.ReadColumn(at, shown.count_col));
+  if (shown.position != kAcross) {
+    const Kt_Variant value = ReadCell(at, shown.col, shown.position);
+    return shown.count_col < 0 ? value
+                               : Average(value, ReadCell(at, shown.count_col, shown.position));
   }
-  if (!dataset_.IsPivot()) return dataset_.ReadColumn(at, shown.col);
-  if (shown.position != kAcross) return dataset_.ReadColumn(at, shown.col, shown.position);
   Kt_Variant across;
   // Counts add up.
   const Kt_Aggregate what = shown.total == Kt_Aggregate::kCount ? Kt_Aggregate::kSum : shown.total;

@@ -66,6 +66,10 @@ class Kt_CliView {
   Kt_Variant CountRows(kt_long start, kt_long end) const;
   static Kt_Variant Average(const Kt_Variant& sum, const Kt_Variant& count);
 
+  // That so many rows follow which were not loaded.
+  void SetMoreRows(std::int64_t rows) { more_rows_ = rows; }
+  std::int64_t MoreRows() const { return more_rows_; }
+
   kt_long RowCount() const;
   kt_long Level(kt_long row) const;  // 0: a record
   // True when rows of different levels stand among each other.
@@ -88,6 +92,7 @@ class Kt_CliView {
   kt_long DatasetRow(kt_long row) const { return some_rows_ ? rows_[AsIndex(row)] : row; }
   static std::size_t AsIndex(kt_long row) { return static_cast<std::size_t>(row); }
   Kt_Variant StateText(kt_long dataset_row) const;
+  Kt_Variant ReadCell(kt_long dataset_row, kt_long col, kt_long position) const;
 
   const Kt_Dataset& dataset_;
   std::vector<Column> columns_;
@@ -95,6 +100,7 @@ class Kt_CliView {
   std::vector<std::size_t> label_columns_;
   std::vector<kt_long> group_keys_;
   kt_long row_counts_col_ = -1;
+  std::int64_t more_rows_ = 0;
   std::vector<kt_long> rows_;  // of the dataset, when only some are shown
   bool some_rows_ = false;
   bool mixes_levels_ = false;

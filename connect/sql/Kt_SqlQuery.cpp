@@ -19,10 +19,12 @@ using Kind = Kt_SqlKind;
 // Sums of amounts that SQLite adds as ten-thousandths come back as doubles.
 constexpr double kMaxAmount = 900719925474.0;
 
+constexpr const char* kMayBeBeyond = "may have texts with characters beyond U+FFFF";
+
 class Query {
  public:
   Query(const Kt_SqlTable& table, const Kt_SqlRequest& request, const Kt_SqlExpr* filter)
-      : table_(table), request_(request), filter_(filter) {}
+      : table_(table), request_(request), filter_(filter), may_limit_(request.limit > 0) {}
 
   void Make() {
     if (filter_ != nullptr) MakeFilter();
@@ -39,6 +41,20 @@ class Query {
   // What asking the table for might make more of it.
   bool wants_types = false;
   bool wants_ranges = false;
+  // To be asked first where the order of the table is none: whether the order of the request leaves
+  // no rows equal. Empty otherwise.
+  std::string TiesQuestion() const {
+    if (!answer.is_limited || ties_order_.empty()) return {};
+    std::string list;
+    for (const Kt_SqlRequest::SortKey& key : request_.order) {
+      list += (list.empty() ? "" : ", ") + Kt_Database::Quoted(Column(key.id).name);
+    }
+    return "SELECT " + list + FromWhere() + " ORDER BY " + ties_order_ + " LIMIT " +
+           std::to_string(std::int64_t{request_.limit} + 1);
+  }
+  std::string CountQuestion() const {
+    return answer.is_limited && request_.counts_rows ? "SELECT count(*)" + FromWhere() : "";
+  }
 
  private:
   void Leave(std::string reason) { answer.reasons.push_back(std::move(reason)); }
@@ -63,28 +79,97 @@ class Query {
   void MakeRows() {
     list_.clear();
     types.clear();
+    order_ = where_.empty() ? "" : table_.RowOrder();
+    answer.is_limited = may_limit_ && MakeLimit();
+    const bool is_part = !where_.empty() || answer.is_limited;
+    const std::vector<const Kt_SqlColumn*> columns = FetchedColumns();
+    for (const Kt_SqlColumn* const column : columns) {
+      Select(Kt_Database::Quoted(column->name), column->id, column->type);
+      if (column->has_type || !is_part) continue;
+      // Its type in the dataset depends on the rows that would be left out.
+      wants_types = true;
+      Leave((where_.empty() ? "the limit: " : "the filter: ") + Complaint(*column));
+      where_.clear();
+      parameters.clear();
+      may_limit_ = false;
+      answer.is_filtered = false;
+      return MakeRows();  // with the columns that the filter reads
+    }
+    if (!is_part) types.clear();
+    answer.has_filter = !where_.empty();
+    answer.column_count = columns.size();
+    const bool is_all = request_.filter.IsEmpty() || answer.is_filtered;
+    const bool is_arranged = answer.is_limited || (request_.order.empty() && request_.limit == 0);
+    answer.is_finished = is_all && is_arranged;
+  }
+
+  std::vector<const Kt_SqlColumn*> FetchedColumns() const {
     std::vector<const Kt_SqlColumn*> columns;
     for (const Kt_SqlColumn& column : table_.Columns()) {
       const auto is_it = [&](const Kt_WString& id) { return id.EqualsNoCase(column.id); };
       const bool is_wanted =
-          request_.columns.empty() || std::ranges::any_of(request_.columns, is_it);
+          request_.columns.empty() || std::ranges::any_of(request_.columns, is_it) ||
+          (!answer.is_limited &&
+           std::ranges::any_of(request_.order, is_it, &Kt_SqlRequest::SortKey::id));
       if (is_wanted || IsForFilter(column)) columns.push_back(&column);
     }
-    for (const Kt_SqlColumn* const column : columns) {
-      Select(Kt_Database::Quoted(column->name), column->id, column->type);
-      if (column->has_type || where_.empty()) continue;
-      // Its type in the dataset depends on the rows that the filter would leave out.
-      wants_types = true;
-      Leave("the filter: column '" + column->name + "' " + column->why_other);
-      where_.clear();
-      parameters.clear();
-      answer.is_filtered = false;
-      return MakeRows();  // with the columns that the filter reads
+    return columns;
+  }
+
+  static std::string Complaint(const Kt_SqlColumn& column) {
+    return "column '" + column.name + "' " + column.why_other;
+  }
+
+  // ---- The first rows -------------------------------------------------------------------------
+  //
+  // Sorting alone saves nothing: the same rows come, and are sorted here in less time. The first
+  // rows of an order save all others. Rows that are equal in it have to stay in the order of the
+  // table, which is one more key; a table without an order is asked first whether there are such.
+
+  bool MakeLimit() {
+    if (!request_.filter.IsEmpty() && !answer.is_filtered) {
+      return LeaveLimit("the filter comes first");
     }
-    if (where_.empty()) types.clear();
-    answer.has_filter = !where_.empty();
-    answer.column_count = columns.size();
-    order_ = where_.empty() ? "" : table_.RowOrder();
+    std::string order;
+    for (const Kt_SqlRequest::SortKey& key : request_.order) {
+      if (!AddSortKey(key, order)) return false;
+    }
+    if (order.empty() && table_.RowOrder().empty()) {
+      return LeaveLimit("the rows of a view, or of a table made of others, have no order to keep");
+    }
+    ties_order_ = table_.RowOrder().empty() ? order : "";
+    if (!table_.RowOrder().empty()) order += (order.empty() ? "" : ", ") + table_.RowOrder();
+    order_ = std::move(order);
+    return true;
+  }
+
+  bool LeaveLimit(std::string reason) {
+    Leave("the limit: " + std::move(reason));
+    return false;
+  }
+
+  // NaN comes after all numbers, as in sorts; nulls are first in both directions.
+  bool AddSortKey(const Kt_SqlRequest::SortKey& key, std::string& order) {
+    const Kt_SqlColumn& column = Column(key.id);
+    wants_types = wants_types || !column.has_type;
+    if (!column.has_type || column.kind == Kind::kOther) return LeaveLimit(Complaint(column));
+    if (column.kind == Kind::kNothing) return true;
+    const bool is_text = column.kind == Kind::kText;
+    wants_ranges = wants_ranges || (is_text && !column.has_text_range);
+    if (is_text && !(table_.IsUtf8() && column.is_plain)) {
+      return LeaveLimit("column '" + column.name + "' " + kMayBeBeyond);
+    }
+    order += (order.empty() ? "" : ", ") + Kt_Database::Quoted(column.name);
+    if (is_text) order += CodeUnitOrder();
+    if (key.descending) order += " DESC";
+    // What each database does by itself, an index finds.
+    const bool has_nulls_first = table_.IsSqlite() != key.descending;
+    if (column.may_be_null && !has_nulls_first) order += " NULLS FIRST";
+    return true;
+  }
+
+  const char* CodeUnitOrder() const {
+    return table_.IsSqlite() ? " COLLATE BINARY" : " COLLATE \"C\"";
   }
 
   // Whether the filter, or what is left of it, reads the column here.
@@ -156,10 +241,10 @@ class Query {
     const bool is_text = column.kind == Kind::kText;
     wants_ranges = wants_ranges || (is_text && !column.has_text_range);
     if (is_text && !(table_.IsUtf8() && column.is_plain)) {
-      return Refuse(column, "may have texts with characters beyond U+FFFF");
+      return Refuse(column, kMayBeBeyond);
     }
     std::string value = Kt_Database::Quoted(column.name);
-    if (is_text) value += table_.IsSqlite() ? " COLLATE BINARY" : " COLLATE \"C\"";
+    if (is_text) value += CodeUnitOrder();
     if (!table_.IsSqlite() && column.type == Kt_ColumnType::kLong) value = "(" + value + ")::int4";
     Select((what == Kt_Aggregate::kMax ? "max(" : "min(") + value + ")", column.id, column.type);
     return true;
@@ -194,12 +279,16 @@ class Query {
   // ---- The statement --------------------------------------------------------------------------
 
   void Finish() {
-    answer.statement = "SELECT " + list_ + " FROM " + table_.QuotedName();
-    if (!where_.empty()) answer.statement += " WHERE " + where_;
+    answer.statement = "SELECT " + list_ + FromWhere();
     if (answer.is_grouped) answer.statement += " GROUP BY " + group_by_;
     if (!answer.is_grouped && !order_.empty()) answer.statement += " ORDER BY " + order_;
+    if (answer.is_limited) answer.statement += " LIMIT " + std::to_string(request_.limit);
     if (where_.empty()) parameters.clear();
     DropUnused();
+  }
+
+  std::string FromWhere() const {
+    return " FROM " + table_.QuotedName() + (where_.empty() ? "" : " WHERE " + where_);
   }
 
   // A value that no part of the statement has come to need cannot be bound.
@@ -217,7 +306,9 @@ class Query {
   std::string where_;
   std::string list_;
   std::string order_;
+  std::string ties_order_;  // the same where it is all the order that there is
   std::string group_by_;
+  bool may_limit_;
 };
 
 // Both statements see the same rows in here.
@@ -265,6 +356,12 @@ std::vector<Kt_SqlTable::Wanted> Questions(const Kt_SqlTable& table, const Kt_Sq
     add(table.IndexOf(column),
         is_text && wants_ranges ? Kt_SqlQuestion::kRange : Kt_SqlQuestion::kType);
   }
+  for (const Kt_SqlRequest::SortKey& key : request.order) {
+    const Kt_SqlColumn& column = *table.Find(key.id);
+    const bool is_text = column.kind == Kind::kText;
+    add(table.IndexOf(column),
+        is_text && wants_ranges ? Kt_SqlQuestion::kRange : Kt_SqlQuestion::kType);
+  }
   const std::vector<Kt_WString>& fetched = request.keys.empty() ? request.columns : request.keys;
   for (std::size_t column = 0; column < table.Columns().size(); ++column) {
     const auto is_it = [&](const Kt_WString& id) {
@@ -300,40 +397,93 @@ bool HasSoundTotals(const Kt_SqlTable& table, const Kt_SqlRequest& request,
   return true;
 }
 
-kt_long Load(Kt_Database& database, Kt_SqlTable& table, const Kt_SqlRequest& request,
-             Kt_Dataset& dataset, Kt_SqlAnswer& answer, std::string& error) {
-  Kt_SqlExpr expr(request.filter);
-  std::string reason;
-  const bool has_filter = !request.filter.IsEmpty() && expr.Bind(table, reason);
-  const Kt_SqlExpr* const filter = has_filter ? &expr : nullptr;
-  const Reading reading(database, table.IsSqlite());
+// Whether two rows are equal in all their columns, which have been sorted by them.
+bool HasTies(const Kt_Dataset& sorted) {
+  for (kt_long row = 1; row < sorted.GetRowCount(); ++row) {
+    bool is_tie = true;
+    for (kt_long col = 0; is_tie && col < sorted.GetColCount(); ++col) {
+      is_tie = Var_Order(sorted.ReadColumn(row - 1, col), sorted.ReadColumn(row, col)) == 0;
+    }
+    if (is_tie) return true;
+  }
+  return false;
+}
 
+// The statement for the request, made with all that has to be known for it; null, with the error.
+std::unique_ptr<Query> MakeQuery(Kt_Database& database, Kt_SqlTable& table,
+                                 const Kt_SqlRequest& request, const Kt_SqlExpr* filter,
+                                 std::string& error) {
   std::unique_ptr<Query> query;
   for (const bool wants_ranges : {false, true}) {
     query = std::make_unique<Query>(table, request, filter);
     query->Make();
     if (!(wants_ranges ? query->wants_ranges : query->wants_types || query->wants_ranges)) continue;
     if (!table.Ask(database, Questions(table, request, filter, wants_ranges), error)) {
-      return kFailed;
+      return nullptr;
     }
     query = std::make_unique<Query>(table, request, filter);
     query->Make();
   }
+  return query;
+}
+
+// Asks what else a limit needs. False, with the error, when that fails. `has_ties`: rows are equal
+// in an order that is all there is, so nobody can say which are the first.
+bool AskForLimit(Kt_Database& database, Query& query, bool& has_ties, std::string& error) {
+  Kt_Dataset told;
+  if (const std::string ties = query.TiesQuestion(); !ties.empty()) {
+    if (database.Query(ties, query.parameters, told, error) < 0) return false;
+    query.answer.questions.push_back(ties);
+    has_ties = HasTies(told);
+    if (has_ties) return true;
+  }
+  if (const std::string count = query.CountQuestion(); !count.empty()) {
+    if (database.Query(count, query.parameters, told, error) < 0) return false;
+    query.answer.questions.push_back(count);
+    query.answer.row_count = static_cast<std::int64_t>(told.ReadColumn(0, 0).ToDouble());
+  }
+  return true;
+}
+
+kt_long Load(Kt_Database& database, Kt_SqlTable& table, Kt_SqlRequest request, Kt_Dataset& dataset,
+             Kt_SqlAnswer& answer, std::string& error, Kt_Dataset* unfinished) {
+  Kt_SqlExpr expr(request.filter);
+  std::string reason;
+  const bool has_filter = !request.filter.IsEmpty() && expr.Bind(table, reason);
+  const Kt_SqlExpr* const filter = has_filter ? &expr : nullptr;
+  const Reading reading(database, table.IsSqlite());
+
+  std::unique_ptr<Query> query = MakeQuery(database, table, request, filter, error);
+  bool has_ties = false;
+  if (query == nullptr || !AskForLimit(database, *query, has_ties, error)) return kFailed;
+  if (has_ties) {
+    std::vector<std::string> asked = std::move(query->answer.questions);
+    request.limit = 0;
+    query = MakeQuery(database, table, request, filter, error);
+    if (query == nullptr) return kFailed;
+    query->answer.questions = std::move(asked);
+    query->answer.reasons.emplace_back(
+        "the limit: rows are equal in its order, and those of a view, or of a table made of "
+        "others, have no other");
+  }
   answer = std::move(query->answer);
-  answer.questions = table.Questions();
+  answer.questions.insert(answer.questions.begin(), table.Questions().begin(),
+                          table.Questions().end());
   if (!reason.empty()) answer.reasons.insert(answer.reasons.begin(), "the filter: " + reason);
   answer.parameters = std::move(query->parameters);
+  Kt_Dataset& target = answer.is_finished || unfinished == nullptr ? dataset : *unfinished;
   const kt_long rows =
-      database.Query(answer.statement, answer.parameters, dataset, error, query->types);
+      database.Query(answer.statement, answer.parameters, target, error, query->types);
   const bool is_sound =
-      rows < 0 || !answer.is_grouped || HasSoundTotals(table, request, dataset, error);
+      rows < 0 || !answer.is_grouped || HasSoundTotals(table, request, target, error);
   return is_sound ? rows : kFailed;
 }
 
 }  // namespace
 
 kt_long Kt_SqlLoad(Kt_Database& database, Kt_SqlTable& table, const Kt_SqlRequest& request,
-                   Kt_Dataset& dataset, Kt_SqlAnswer& answer, std::string& error) {
+                   Kt_Dataset& dataset, Kt_SqlAnswer& answer, std::string& error,
+                   Kt_Dataset* unfinished) {
   return kt::detail::Guarded(
-      error, [&] { return Load(database, table, request, dataset, answer, error); });
+      error, [&] { return Load(database, table, request, dataset, answer, error, unfinished); });
 }

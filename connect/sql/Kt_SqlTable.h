@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "connect/Kt_Database.h"
+#include "connect/sql/Kt_SqlApi.h"
 
 // What the cells of a column are to the operators of expressions.
 enum class Kt_SqlKind : std::uint8_t {
@@ -59,7 +60,7 @@ enum class Kt_SqlQuestion : std::uint8_t { kType, kRange };
 // does not change: ask and use the answers within one transaction.
 // Fails: as the database does, with the reason; memory that runs out and bounds are failures too.
 // Threads: those of the database.
-class Kt_SqlTable {
+class KT_SQL_API Kt_SqlTable {
  public:
   using Kind = Kt_DatabaseUrl::Kind;
 

@@ -21,7 +21,7 @@ struct ExprNode;
 //
 // which is the same as long as the conditions that stay cannot fail, and ask for nothing but cells.
 // Threads: one at a time.
-class Kt_SqlExpr {
+class KT_SQL_API Kt_SqlExpr {
  public:
   // Parses and binds the names to the columns of the table, as a row of its dataset would.
   explicit Kt_SqlExpr(const Kt_WString& text);

@@ -40,6 +40,34 @@ TEST(CliDatabase, InThePlaceOfAFile) {
   }
 }
 
+// A URL that selects rows is filtered where they are, wherever it stands.
+TEST(CliDatabase, ASelection) {
+  const SqliteFile shop(kShop);
+  const std::string some =
+      shop.Url() + "?table=orders&columns=item,id&sort=id:d&limit=1&filter=length(item) > 2";
+  const std::string in_database =
+      "in the database: the filter; the choice of 2 of 4 columns; the first 1 rows in their order; "
+      "1 row was fetched\n";
+  const struct {
+    std::vector<std::string> arguments;
+    std::string out;
+  } kRows[] = {
+      {{"show", some, "--csv", "--explain"}, "id,item\r\n2,milk\r\n"},
+      {{"eval", "o[0].item", "--data", "o=" + some, "--verbose"}, "milk\n"},
+  };
+  for (const auto& row : kRows) {
+    const Outcome outcome = Kt(row.arguments);
+    EXPECT_EQ(outcome.out, row.out);
+    EXPECT_THAT(outcome.messages, HasSubstr(in_database));
+  }
+  const std::string call = "loadData('x', \"" + some + " && item != 'milk'\") + x[0].item";
+  EXPECT_EQ(Kt({"eval", call, "--allow-dir", shop.Folder()}).out, "1tea\n");
+  const Outcome wrong =
+      Kt({"eval", "loadData('x', '" + some + " && prize > 1')", "--allow-dir", shop.Folder()});
+  EXPECT_EQ(wrong.status, 1);
+  EXPECT_THAT(wrong.messages, HasSubstr("filter: unknown variable 'prize'"));
+}
+
 TEST(CliDatabase, ChangesAreSaved) {
   const SqliteFile shop(kShop);
   const std::string table = shop.Url() + "?table=orders";
@@ -112,7 +140,7 @@ TEST(CliDatabase, Faults) {
        "sqlite:none.db?table=t: error: cannot open: No such file or directory\n"},
       {{"show", shop.Url() + "?table=none"}, 1, "?table=none: error: no such table: none\n"},
       {{"show", shop.Url()}, 1, ": error: expected ?table=NAME or ?query=STATEMENT\n"},
-      {{"show", shop.Url() + "?tabel=x"}, 2, "unknown part 'tabel' (table, query, timeout)\n"},
+      {{"show", shop.Url() + "?tabel=x"}, 2, "unknown part 'tabel' (table, query, filter, "},
       {{"run", "--data", shop.Url() + "?tabel=x", "a.kts"}, 2, "kt run: --data: '" + shop.Url()},
       {{"eval", "loadData('x', '" + table + "')"},
        1,

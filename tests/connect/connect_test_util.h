@@ -3,7 +3,9 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <string>
+#include <vector>
 
 #include "classlib/store/Kt_Dataset.h"
 #include "connect/Kt_Database.h"
@@ -18,20 +20,21 @@ inline std::string Shown(const Kt_Variant& value) {
   return text;
 }
 
-// The columns with their types, then the rows; nulls are "-", cells of variant columns say their
-// kind.
-inline std::string Shown(const Kt_Dataset& dataset) {
+// Some columns with their types, then some of the rows; nulls are "-", cells of variant columns say
+// their kind.
+inline std::string Shown(const Kt_Dataset& dataset, const std::vector<kt_long>& cols,
+                         const std::vector<kt_long>& rows) {
   std::string text;
-  for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
-    if (col > 0) text += ' ';
+  for (const kt_long col : cols) {
+    if (!text.empty()) text += ' ';
     text += dataset.GetColID(col).ToUtf8() + ':' +
             Kt_WString(kt_columntypenameW(dataset.GetColType(col))).ToUtf8();
   }
-  for (kt_long row = 0; row < dataset.GetRowCount(); ++row) {
+  for (const kt_long row : rows) {
     text += '|';
-    for (kt_long col = 0; col < dataset.GetColCount(); ++col) {
+    for (const kt_long col : cols) {
       const Kt_Variant value = dataset.ReadColumn(row, col);
-      if (col > 0) text += ' ';
+      if (col != cols.front()) text += ' ';
       if (dataset.GetColType(col) == Kt_ColumnType::kVariant) {
         text += std::to_string(value.GetTag()) + '=';
       }
@@ -39,6 +42,15 @@ inline std::string Shown(const Kt_Dataset& dataset) {
     }
   }
   return text;
+}
+
+// All of them.
+inline std::string Shown(const Kt_Dataset& dataset) {
+  std::vector<kt_long> cols(static_cast<std::size_t>(dataset.GetColCount()));
+  std::vector<kt_long> rows(static_cast<std::size_t>(dataset.GetRowCount()));
+  std::iota(cols.begin(), cols.end(), 0);
+  std::iota(rows.begin(), rows.end(), 0);
+  return Shown(dataset, cols, rows);
 }
 
 inline std::unique_ptr<Kt_Database> OpenUrl(const std::string& text,

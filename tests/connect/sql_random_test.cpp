@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: MIT
 //
 // Random expressions over random tables: as SQL where the data is, and by the evaluator in memory.
-// The evaluator decides. Many expressions go into one statement, a column each.
+// The evaluator decides. Many expressions go into one statement, a column each. And random
+// selections: a filter, an order and a limit, against the whole table filtered by the evaluator,
+// sorted by the store, and cut.
 //
-// KT_SQL_EXPRESSIONS says how many expressions are compared in each database, KT_SQL_SEED with
-// which numbers; a failure tells the seed, the table and the expression.
+// KT_SQL_EXPRESSIONS says how many expressions are compared in each database, and for every ten of
+// them a selection; KT_SQL_SEED with which numbers. A failure tells the seed, the table and the
+// expression.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -14,6 +17,7 @@
 
 #include "connect/connect_test_util.h"
 #include "connect/postgresql_server.h"
+#include "connect/sql/Kt_SqlSelect.h"
 #include "connect/sql/Kt_SqlTranslate.h"
 #include "connect/sqlite_file.h"
 #include "dataset/Kt_DatasetCtx.h"
@@ -95,7 +99,8 @@ std::string MakeTable(const std::vector<Column>& columns, Kind kind, Dice& dice)
     names += (names.empty() ? "" : ", ") + std::string(column.name) + ' ' +
              (kind == Kind::kSqlite ? column.sqlite : column.postgresql);
   }
-  std::string statements = "DROP TABLE IF EXISTS r; CREATE TABLE r(" + names + ");";
+  std::string statements = "DROP VIEW IF EXISTS v; DROP TABLE IF EXISTS r; CREATE TABLE r(" +
+                           names + "); CREATE VIEW v AS SELECT * FROM r;";
   std::vector<int> nulls;
   for (std::size_t col = 0; col < columns.size(); ++col) nulls.push_back(dice.Below(3) * 15);
   statements += "INSERT INTO r VALUES ";
@@ -132,9 +137,9 @@ class Expressions {
 
  private:
   std::string Number(int depth) {
-    static const char* const kLeaves[] = {"n",   "m",  "d",  "e",          "n",   "b",
-                                          "1",   "2",  "0",  "5",          "3",   "2.5",
-                                          "0.1", "-7", "10", "2147483647", "1e5", "null"};
+    static const char* const kLeaves[] = {"n",   "m",    "d",  "e",          "n",        "b",
+                                          "1",   "2",    "0",  "5",          "3",        "2.5",
+                                          "0.1", "(-7)", "10", "2147483647", "100000.0", "null"};
     static const char* const kSigns[] = {" + ", " - ", " * ", " / ", " % "};
     static const char* const kCalls[] = {"abs(", "floor(", "ceil(", "sqrt(", "-("};
     if (depth <= 0) return dice_.Of(kLeaves);
@@ -224,19 +229,23 @@ bool IsSame(const Kt_Variant& expected, const Kt_Variant& answered) {
 
 class Comparison {
  public:
-  Comparison(Kt_Database& database, Kind kind, Dice& dice)
-      : database_(database), kind_(kind), dice_(dice), expressions_(dice) {}
+  Comparison(const std::string& url, Kt_Database& database, Kind kind, Dice& dice)
+      : url_(url), database_(database), kind_(kind), dice_(dice), expressions_(dice) {}
 
   // Over one table; how many expressions were compared.
   void Run(int batches) {
     const Kt_Dataset* const loaded = Load();
     if (loaded == nullptr) return;
     for (int batch = 0; batch < batches && !::testing::Test::HasFailure(); ++batch) RunBatch();
+    for (int times = 6 * batches; times-- > 0 && !::testing::Test::HasFailure();)
+      CompareSelection();
   }
 
   std::int64_t made = 0;
   std::int64_t compared = 0;
   std::int64_t cells = 0;
+  std::int64_t selections = 0;
+  std::int64_t pushed_selections = 0;
 
  private:
   const Kt_Dataset* Load() {
@@ -327,6 +336,76 @@ class Comparison {
     }
   }
 
+  // ---- Selections -----------------------------------------------------------------------------
+
+  // Ids of some columns with commas between.
+  std::string SomeColumns(int count, int percent_descending) {
+    std::string list;
+    for (int at = 0; at < count; ++at) {
+      const kt_long col = dice_.Below(static_cast<int>(dataset_.GetColCount()));
+      list += (list.empty() ? "" : ",") + dataset_.GetColID(col).ToUtf8();
+      if (dice_.Chance(percent_descending)) list += ":d";
+    }
+    return list;
+  }
+
+  void CompareSelection() {
+    Kt_DatabaseUrl url;
+    std::string error;
+    ASSERT_TRUE(Kt_DatabaseUrl::Parse(url_, url, error)) << error;
+    url.table = dice_.Chance(20) ? "v" : "r";  // a view has no order of its own
+    if (dice_.Chance(70)) url.filter = expressions_.Any(1 + dice_.Below(2));
+    url.sort = SomeColumns(dice_.Below(4), 40);
+    if (dice_.Chance(80)) url.limit = 1 + dice_.Below(26);
+    if (dice_.Chance(40)) url.columns = SomeColumns(1 + dice_.Below(3), 0);
+    if (!url.HasSelection()) return;
+    Kt_Dataset answer;
+    std::vector<std::string> steps;
+    std::string said = "filter " + url.filter + "\nsort " + url.sort + ", limit " +
+                       std::to_string(url.limit) + ", columns " + url.columns + " of " + url.table;
+    const kt_long rows = kt::LoadSelected(url, {}, answer, &steps, error);
+    for (const std::string& step : steps) {
+      said += "\n" + step;
+      const bool is_pushed = url.limit > 0 && step.find("the first ") != step.npos;
+      pushed_selections += is_pushed && step.starts_with("in the database: ") ? 1 : 0;
+    }
+    ASSERT_GE(rows, 0) << error << "\n" << said;
+    ASSERT_EQ(Shown(answer), Expected(url)) << said << "\n" << Shown(dataset_);
+    ++selections;
+  }
+
+  // The same of the whole table, by the evaluator and the store.
+  std::string Expected(const Kt_DatabaseUrl& url) {
+    Kt_Dataset sorted;
+    sorted.Copy(dataset_);
+    const kt_long number = sorted.AddColumn(u"row number", Kt_ColumnType::kLong);
+    for (kt_long row = 0; row < sorted.GetRowCount(); ++row) sorted.SetColumn(row, number, row);
+    if (!url.sort.empty()) sorted.Sort(Kt_WString::FromUtf8(url.sort).View(), true);
+    Kt_DatasetCtx context(nullptr, nullptr, &dataset_, nullptr, nullptr);
+    Kt_Expr expr(Kt_WString::FromUtf8(url.filter).GetText());
+    std::vector<kt_long> rows;
+    for (kt_long at = 0; at < sorted.GetRowCount(); ++at) {
+      const kt_long row = sorted.ReadColumn(at, number).ToInteger();
+      context.SetRowPosition(row, row, 0, row);
+      Kt_Variant value;
+      if (!url.filter.empty()) {
+        EXPECT_EQ(expr.ExecExpr(&context, value), 0) << url.filter;
+      }
+      if (url.filter.empty() || !IsExplicitlyFalse(value)) rows.push_back(row);
+    }
+    if (url.limit > 0 && std::ssize(rows) > url.limit) {
+      rows.resize(static_cast<std::size_t>(url.limit));
+    }
+    std::vector<kt_long> cols;
+    for (kt_long col = 0; col < dataset_.GetColCount(); ++col) {
+      const std::string id = "," + dataset_.GetColID(col).ToUtf8() + ",";
+      const std::string wanted = "," + url.columns + ",";
+      if (url.columns.empty() || wanted.find(id) != wanted.npos) cols.push_back(col);
+    }
+    return Shown(dataset_, cols, rows);
+  }
+
+  const std::string url_;
   Kt_Database& database_;
   const Kind kind_;
   Dice& dice_;
@@ -341,51 +420,53 @@ class EvaluatorOnly {
   ~EvaluatorOnly() { Kt_Expr::SetCompiled(true); }
 };
 
-template <class MakeTableOf, class OpenDatabase>
-void CompareRandomly(const char* name, Kind kind, MakeTableOf make_table, OpenDatabase open) {
+template <class MakeTableOf>
+void CompareRandomly(const char* name, const std::string& url, Kind kind, MakeTableOf make_table) {
   const EvaluatorOnly evaluator_only;
   const auto seed = static_cast<std::uint64_t>(Setting("KT_SQL_SEED", 1));
   const std::int64_t wanted = Setting("KT_SQL_EXPRESSIONS", 3000);
   std::int64_t made = 0;
   std::int64_t compared = 0;
   std::int64_t cells = 0;
+  std::int64_t selections = 0;
+  std::int64_t pushed = 0;
   int tables = 0;
+  std::string error;
   for (; compared < wanted && !::testing::Test::HasFailure(); ++tables) {
     SCOPED_TRACE("KT_SQL_SEED=" + std::to_string(seed) + ", table " + std::to_string(tables));
     Dice dice(seed * 1000003 + static_cast<std::uint64_t>(tables));
     make_table(MakeTable(Columns(kind, dice), kind, dice));
-    const std::unique_ptr<Kt_Database> database = open();
-    ASSERT_NE(database, nullptr);
-    Comparison comparison(*database, kind, dice);
+    const std::unique_ptr<Kt_Database> database = OpenUrl(url, {}, error);
+    ASSERT_NE(database, nullptr) << error;
+    Comparison comparison(url, *database, kind, dice);
     comparison.Run(10);
     made += comparison.made;
     compared += comparison.compared;
     cells += comparison.cells;
+    selections += comparison.selections;
+    pushed += comparison.pushed_selections;
   }
+  EXPECT_GT(pushed, selections / 4);
   std::cout << name << ": " << compared << " expressions compared in " << cells << " rows of "
-            << tables << " tables, " << made << " were made\n";
+            << tables << " tables, " << made << " were made; " << selections
+            << " selections, of which " << pushed << " were cut in the database\n";
 }
 
 TEST(SqlRandom, Sqlite) {
-  const SqliteFile file("CREATE TABLE r(a);");
-  std::string error;
-  CompareRandomly(
-      "SQLite", Kind::kSqlite, [&](const std::string& statements) { file.Run(statements); },
-      [&] { return OpenUrl(file.Url(), {}, error); });
+  const SqliteFile file("CREATE TABLE r(a); CREATE VIEW v AS SELECT * FROM r;");
+  CompareRandomly("SQLite", file.Url(), Kind::kSqlite,
+                  [&](const std::string& statements) { file.Run(statements); });
 }
 
 #if defined(KT_POSTGRESQL_SCRIPT)
 TEST(SqlRandom, Postgresql) {
   const PostgresqlServer& server = PostgresqlServer::Get();
   if (!server.IsThere()) GTEST_SKIP() << server.WhyNot();
-  std::string error;
   CompareRandomly(
-      "PostgreSQL", Kind::kPostgresql,
-      [&](const std::string& statements) {
+      "PostgreSQL", server.Url(), Kind::kPostgresql, [&](const std::string& statements) {
         const std::string said = server.Run("SET client_min_messages TO error;" + statements);
         EXPECT_EQ(said, "") << statements;
-      },
-      [&] { return OpenUrl(server.Url(), {}, error); });
+      });
 }
 #endif
 

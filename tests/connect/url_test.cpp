@@ -17,6 +17,10 @@ std::string Parts(const std::string& text) {
                           ? "sqlite " + url.file
                           : "pg " + url.user + ":" + url.password + "@" + url.host + ":" +
                                 url.port + "/" + url.database + " " + url.sslmode;
+  if (url.HasSelection()) {
+    parts +=
+        " " + url.columns + "/" + url.sort + "/" + std::to_string(url.limit) + "/" + url.filter;
+  }
   return parts + " [" + url.table + "] [" + url.query + "] " + std::to_string(url.timeout.count());
 }
 
@@ -29,6 +33,8 @@ TEST(DatabaseUrl, Parts) {
       {"sqlite:/a%3Fb.db?timeout=5&table=x%26y", "sqlite /a?b.db [x&y] [] 5"},
       {"sqlite:b?query=SELECT '%&?=' AS x", "sqlite b [] [SELECT '%&?=' AS x] 30"},
       {"sqlite:b", "sqlite b [] [] 30"},
+      {"sqlite:b?table=t&columns=a%26b,c&sort=c:d&limit=3&filter=a == 'x&y' && b > 5%2",
+       "sqlite b a&b,c/c:d/3/a == 'x&y' && b > 5%2 [t] [] 30"},
       {"postgresql://u:p%40%3A@h:54/d?table=s.t", "pg u:p@:@h:54/d  [s.t] [] 30"},
       {"postgres://h", "pg :@h:/  [] [] 30"},
       {"postgresql:///d?host=/run/pg&sslmode=require", "pg :@/run/pg:/d require [] [] 30"},
@@ -37,16 +43,24 @@ TEST(DatabaseUrl, Parts) {
       {"sqlite:", "!expected a file after 'sqlite:'"},
       {"sqlite:a?table=t&query=x", "!either table or query"},
       {"sqlite:a?query=", "!expected a statement after 'query='"},
-      {"sqlite:a?mode=rw", "!unknown part 'mode' (table, query, timeout)"},
+      {"sqlite:a?filter=", "!expected an expression after 'filter='"},
+      {"sqlite:a?filter=x",
+       "!filter, sort, limit and columns go with table; a query says that itself"},
+      {"sqlite:a?limit=3&query=SELECT 1",
+       "!filter, sort, limit and columns go with table; a query says that itself"},
+      {"sqlite:a?limit=0&table=t", "!limit: expected a number of rows"},
+      {"sqlite:a?mode=rw",
+       "!unknown part 'mode' (table, query, filter, sort, limit, columns, timeout)"},
       {"sqlite:a?timeout=0", "!timeout: expected seconds from 1 to 86400"},
       {"sqlite:a%zz", "!a % that is not followed by two hexadecimal digits; %25 is a %"},
       {"sqlite:a%00", "!a % that is not followed by two hexadecimal digits; %25 is a %"},
       {"postgresql://good,evil/d", "!expected one host"},
       {"postgresql:///d?host=good,evil", "!expected one host"},
       {"postgresql://good/d?host=evil",
-       "!unknown part 'host' (table, query, timeout, sslmode, host)"},
+       "!unknown part 'host' (table, query, filter, sort, limit, columns, timeout, sslmode, host)"},
       {"postgresql://h/d?passfile=/etc/passwd",
-       "!unknown part 'passfile' (table, query, timeout, sslmode, host)"},
+       "!unknown part 'passfile' (table, query, filter, sort, limit, columns, timeout, sslmode, "
+       "host)"},
       {"postgresql://h:p/d", "!the port is no number"},
       {"orders.csv", "!expected sqlite:FILE or postgresql://HOST/DATABASE"},
   };

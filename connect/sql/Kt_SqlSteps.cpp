@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+#include "connect/sql/Kt_SqlSteps.h"
+
+namespace {
+
+std::string InDatabase(const Kt_SqlTable& table, const Kt_SqlRequest& request,
+                       const Kt_SqlAnswer& answer) {
+  std::string there;
+  const auto add = [&](const std::string& what) { there += (there.empty() ? "" : "; ") + what; };
+  if (answer.has_filter) add(answer.is_filtered ? "the filter" : "a part of the filter");
+  if (answer.is_grouped) {
+    add("the groups and their totals");
+  } else if (answer.column_count < table.Columns().size()) {
+    add("the choice of " + std::to_string(answer.column_count) + " of " +
+        std::to_string(table.Columns().size()) + " columns");
+  }
+  if (answer.is_limited) {
+    add("the first " + std::to_string(request.limit) + " rows" +
+        (request.order.empty() ? "" : " in their order"));
+  }
+  return there.empty() ? "nothing but reading" : there;
+}
+
+}  // namespace
+
+std::vector<std::string> Kt_SqlSteps(const Kt_SqlTable& table, const Kt_SqlRequest& request,
+                                     const Kt_SqlAnswer& answer, kt_long rows) {
+  std::vector<std::string> lines;
+  for (const std::string& question : answer.questions) lines.push_back("asked first: " + question);
+  lines.push_back("statement: " + answer.statement);
+  for (std::size_t at = 0; at < answer.parameters.size(); ++at) {
+    lines.push_back("?" + std::to_string(at + 1) + " is " +
+                    answer.parameters[at].ToString().ToUtf8());
+  }
+  lines.push_back("in the database: " + InDatabase(table, request, answer) + "; " +
+                  std::to_string(rows) + (rows == 1 ? " row was" : " rows were") + " fetched");
+  if (!request.filter.IsEmpty() && !answer.is_filtered) lines.emplace_back("here: the filter");
+  if (!request.order.empty() && !answer.is_limited) lines.emplace_back("here: the order");
+  for (const std::string& reason : answer.reasons) lines.push_back("here, because of " + reason);
+  return lines;
+}
