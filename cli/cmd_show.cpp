@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
 #include <memory>
@@ -105,7 +106,9 @@ class Show {
       Complain(fmt::format("--save: the ending of '{}' names no format", options_.save));
       return kCommandFault;
     }
+    if (!ReadAdded()) return kCommandFault;
     if (const int loaded = Load(); loaded != kFine) return loaded;
+    if (!AddColumns()) return kCommandFault;
     Kt_CliView view(dataset_);
     view.SetMoreRows(pushed_.more_rows);
     Arrangement left = options_.arrangement;
@@ -136,6 +139,28 @@ class Show {
 
   void TellWritten(const std::string& what) {
     Tell(streams_, Diagnostic::Of("kt show", Diagnostic::Note("wrote " + what)));
+  }
+
+  bool ReadAdded() {
+    std::string reason;
+    if (!AddedColumns(options_.arrangement, added_, reason)) return Complain("--add: " + reason);
+    return std::all_of(added_.begin(), added_.end(), [this](const Kt_SqlRequest::Added& column) {
+      Kt_Expr ignored;
+      return ParseExpression(column.expression, ignored, report_);
+    });
+  }
+
+  // Groups that a database has made have them already.
+  bool AddColumns() {
+    if (pushed_.groups) return true;
+    for (const Kt_SqlRequest::Added& column : added_) {
+      if (dataset_.AddLogicalColumn(column.id, column.expression,
+                                    kt_columntypenameW(column.type)) >= 0) {
+        continue;
+      }
+      return Complain(fmt::format("--add: there is a column '{}' already", column.id.ToUtf8()));
+    }
+    return true;
   }
 
   // A file with a separator of its own is a table of texts, whatever it is called.
@@ -362,6 +387,7 @@ class Show {
   Kt_CliReport report_;
   DataOptions data_options_;
   ColumnErrors column_errors_;
+  std::vector<Kt_SqlRequest::Added> added_;
   Kt_Dataset dataset_;
   PushedDown pushed_;
   std::optional<Kt_ExprDataset> wrapper_;  // computes the columns
@@ -383,6 +409,11 @@ void AddArrangement(CLI::App& show, ShowOptions& options) {
   const auto list = [&show](const char* name, std::string& value, const char* help) {
     show.add_option(name, value, help)->type_name("LIST");
   };
+  show.add_option("--add", wanted.added,
+                  "A column that is computed of others: \"worth=price * qty\"; a double, unless "
+                  "its type is given: \"kind:string=left(item, 1)\"")
+      ->type_name("NAME[:TYPE]=EXPR")
+      ->allow_extra_args(false);
   show.add_option("--filter", wanted.filter, "Only the rows for which this is true")
       ->type_name("EXPR");
   list("--sort", wanted.sort, "By these columns: \"a,b:d\", d for descending");

@@ -697,6 +697,33 @@ int Arrange(const Arrangement& wanted, Kt_Dataset& dataset, Kt_CliView& view, Kt
   return Arranger(wanted, dataset, view, report, groups).Run();
 }
 
+bool AddedColumns(const Arrangement& wanted, std::vector<Kt_SqlRequest::Added>& added,
+                  std::string& reason) {
+  for (const std::string& text : wanted.added) {
+    const std::size_t equals = text.find('=');
+    const std::size_t colon = text.substr(0, equals).rfind(':');
+    Kt_SqlRequest::Added column;
+    column.id = Kt_WString::FromUtf8(text.substr(0, std::min(colon, equals)));
+    column.id.Trim();
+    if (equals != text.npos) column.expression = Kt_WString::FromUtf8(text.substr(equals + 1));
+    column.expression.Trim();
+    Kt_WString type = colon == text.npos
+                          ? Kt_WString()
+                          : Kt_WString::FromUtf8(text.substr(colon + 1, equals - colon - 1));
+    type.Trim();
+    if (column.id.IsEmpty() || column.expression.IsEmpty()) {
+      reason = fmt::format("expected NAME=EXPR or NAME:TYPE=EXPR in place of '{}'", text);
+    } else if (!type.IsEmpty() && !kt_findcolumntypeW(type, column.type)) {
+      reason = fmt::format("'{}' is no type of a column", type.ToUtf8());
+    } else {
+      added.push_back(std::move(column));
+      continue;
+    }
+    return false;
+  }
+  return true;
+}
+
 bool RequestOf(const Arrangement& wanted, Kt_Dataset& columns, Kt_SqlRequest& request) {
   std::ostream nowhere(nullptr);
   Kt_CliReport silent(Streams{nowhere, nowhere});
@@ -706,6 +733,11 @@ bool RequestOf(const Arrangement& wanted, Kt_Dataset& columns, Kt_SqlRequest& re
   request.filter.Trim();
   Kt_Expr filter;
   if (!request.filter.IsEmpty() && !ParseExpression(request.filter, filter, silent)) return false;
+  std::string ignored;
+  if (!AddedColumns(wanted, request.added, ignored)) return false;
+  for (const Kt_SqlRequest::Added& column : request.added) {
+    if (columns.AddColumn(column.id, column.type) < 0) return false;
+  }
   return Arranger(wanted, columns, view, silent, nullptr).AddTo(request);
 }
 

@@ -16,6 +16,8 @@ namespace kt::cli {
 // What is to be done with a dataset before it is shown; empty texts: nothing. Lists are separated
 // by commas, ":d" behind a column of `sort`, `group` and the keys of `pivot` is descending.
 struct Arrangement {
+  // Columns that are computed, as they are given: "worth=price * qty", "kind:string=left(item, 1)".
+  std::vector<std::string> added;
   std::string filter;   // an expression over the columns of a row
   std::string sort;     // of a result with subtotals only or a cross table: its rows by its columns
   std::string group;    // subtotals for these keys; in a cross table for those of its row keys
@@ -36,6 +38,10 @@ struct PartialGroups {
   std::vector<Kt_Aggregate> kinds;          // of the totals, in their order
   std::vector<Kt_WString> value_count_ids;  // as in Kt_SqlAnswer
 };
+
+// The columns that an arrangement adds. False, with what is wrong, for a text that is none.
+bool AddedColumns(const Arrangement& wanted, std::vector<Kt_SqlRequest::Added>& added,
+                  std::string& reason);
 
 // The request that an arrangement makes of a table with these columns: all that it reads of rows.
 // Nothing for an arrangement that is wrong.

@@ -27,7 +27,8 @@ bool ReadRequest(Kt_Database& database, Kt_SqlTable& table, const Arrangement& w
   if (wanted.pivot.empty()) return true;
   std::vector<Kt_SqlTable::Wanted> values;
   for (const auto& [kind, id] : request.totals) {
-    values.push_back({table.IndexOf(*table.Find(id)), Kt_SqlQuestion::kType});
+    const Kt_SqlColumn* const column = table.Find(id);  // none: one that is added has its type
+    if (column != nullptr) values.push_back({table.IndexOf(*column), Kt_SqlQuestion::kType});
   }
   std::string error;
   if (!table.Ask(database, values, error)) return false;

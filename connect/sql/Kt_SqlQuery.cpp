@@ -24,7 +24,11 @@ constexpr const char* kMayBeBeyond = "may have texts with characters beyond U+FF
 class Query {
  public:
   Query(const Kt_SqlTable& table, const Kt_SqlRequest& request, const Kt_SqlExpr* filter)
-      : table_(table), request_(request), filter_(filter), may_limit_(request.limit > 0) {}
+      : parameters(table.Parameters()),
+        table_(table),
+        request_(request),
+        filter_(filter),
+        may_limit_(request.limit > 0) {}
 
   void Make() {
     if (filter_ != nullptr) MakeFilter();
@@ -47,7 +51,7 @@ class Query {
     if (!answer.is_limited || ties_order_.empty()) return {};
     std::string list;
     for (const Kt_SqlRequest::SortKey& key : request_.order) {
-      list += (list.empty() ? "" : ", ") + Kt_Database::Quoted(Column(key.id).name);
+      list += (list.empty() ? "" : ", ") + Column(key.id).sql;
     }
     return "SELECT " + list + FromWhere() + " ORDER BY " + ties_order_ + " LIMIT " +
            std::to_string(std::int64_t{request_.limit} + 1);
@@ -84,13 +88,13 @@ class Query {
     const bool is_part = !where_.empty() || answer.is_limited;
     const std::vector<const Kt_SqlColumn*> columns = FetchedColumns();
     for (const Kt_SqlColumn* const column : columns) {
-      Select(Kt_Database::Quoted(column->name), column->id, column->type);
+      Select(column->sql, column->id, column->type);
       if (column->has_type || !is_part) continue;
       // Its type in the dataset depends on the rows that would be left out.
       wants_types = true;
       Leave((where_.empty() ? "the limit: " : "the filter: ") + Complaint(*column));
       where_.clear();
-      parameters.clear();
+      parameters = table_.Parameters();
       may_limit_ = false;
       answer.is_filtered = false;
       return MakeRows();  // with the columns that the filter reads
@@ -98,22 +102,35 @@ class Query {
     if (!is_part) types.clear();
     answer.has_filter = !where_.empty();
     answer.column_count = columns.size();
+    answer.leaves_columns = std::ranges::count(table_.Columns(), false,
+                                               &Kt_SqlColumn::is_computed) > std::ssize(columns);
     const bool is_all = request_.filter.IsEmpty() || answer.is_filtered;
     const bool is_arranged = answer.is_limited || (request_.order.empty() && request_.limit == 0);
     answer.is_finished = is_all && is_arranged;
   }
 
   std::vector<const Kt_SqlColumn*> FetchedColumns() const {
-    std::vector<const Kt_SqlColumn*> columns;
-    for (const Kt_SqlColumn& column : table_.Columns()) {
-      const auto is_it = [&](const Kt_WString& id) { return id.EqualsNoCase(column.id); };
-      const bool is_wanted =
-          request_.columns.empty() || std::ranges::any_of(request_.columns, is_it) ||
-          (!answer.is_limited &&
-           std::ranges::any_of(request_.order, is_it, &Kt_SqlRequest::SortKey::id));
-      if (is_wanted || IsForFilter(column)) columns.push_back(&column);
+    const std::vector<Kt_SqlColumn>& all = table_.Columns();
+    std::vector<bool> is_wanted(all.size());
+    for (std::size_t at = all.size(); at-- > 0;) {
+      is_wanted[at] = is_wanted[at] || IsWanted(all[at]);
+      if (!is_wanted[at] || !all[at].is_computed) continue;
+      for (const std::size_t input : all[at].inputs) is_wanted[input] = true;
     }
+    std::vector<const Kt_SqlColumn*> columns;
+    for (const Kt_SqlColumn& column : all) {
+      if (is_wanted[table_.IndexOf(column)] && !column.is_computed) columns.push_back(&column);
+    }
+    if (columns.empty()) columns.push_back(all.data());  // a statement has to ask for something
     return columns;
+  }
+
+  bool IsWanted(const Kt_SqlColumn& column) const {
+    const auto is_it = [&](const Kt_WString& id) { return id.EqualsNoCase(column.id); };
+    return request_.columns.empty() || std::ranges::any_of(request_.columns, is_it) ||
+           (!answer.is_limited &&
+            std::ranges::any_of(request_.order, is_it, &Kt_SqlRequest::SortKey::id)) ||
+           IsForFilter(column);
   }
 
   static std::string Complaint(const Kt_SqlColumn& column) {
@@ -153,13 +170,18 @@ class Query {
     const Kt_SqlColumn& column = Column(key.id);
     wants_types = wants_types || !column.has_type;
     if (!column.has_type || column.kind == Kind::kOther) return LeaveLimit(Complaint(column));
+    // In an ORDER BY the names of the answer come first.
+    const Kt_SqlColumn* const same = table_.Find(Kt_WString::FromUtf8(column.name));
+    if (same != nullptr && same != &column) {
+      return LeaveLimit("another column has come to be called '" + column.name + "'");
+    }
     if (column.kind == Kind::kNothing) return true;
     const bool is_text = column.kind == Kind::kText;
     wants_ranges = wants_ranges || (is_text && !column.has_text_range);
     if (is_text && !(table_.IsUtf8() && column.is_plain)) {
       return LeaveLimit("column '" + column.name + "' " + kMayBeBeyond);
     }
-    order += (order.empty() ? "" : ", ") + Kt_Database::Quoted(column.name);
+    order += (order.empty() ? "" : ", ") + column.sql;
     if (is_text) order += CodeUnitOrder();
     if (key.descending) order += " DESC";
     // What each database does by itself, an index finds.
@@ -192,7 +214,7 @@ class Query {
                                     : column.why_other.c_str();
         return Refuse(column, why);
       }
-      const std::string key = Kt_Database::Quoted(column.name) + Collation(column);
+      const std::string key = column.sql + Collation(column);
       Select(key, column.id, column.type);
       keys += (keys.empty() ? "" : ", ") + key;
     }
@@ -204,8 +226,7 @@ class Query {
       if (!MakeTotal(what, column)) return false;
       if (what != Kt_Aggregate::kAvg) continue;
       answer.value_count_ids.back() = ids.Make(column.id);
-      Select("count(" + Kt_Database::Quoted(column.name) + ")", answer.value_count_ids.back(),
-             Kt_ColumnType::kLong);
+      Select("count(" + column.sql + ")", answer.value_count_ids.back(), Kt_ColumnType::kLong);
     }
     answer.row_count_id = ids.Make(u"rows");
     Select("count(*)", answer.row_count_id, Kt_ColumnType::kLong);
@@ -227,8 +248,9 @@ class Query {
   }
 
   bool MakeTotal(Kt_Aggregate what, const Kt_SqlColumn& column) {
-    const std::string name = Kt_Database::Quoted(column.name);
-    if (what == Kt_Aggregate::kCount) {
+    const std::string name = column.sql;
+    const bool has_cells = !column.is_computed || column.kind != Kind::kOther;
+    if (what == Kt_Aggregate::kCount && has_cells) {
       Select("count(" + name + ")", column.id, Kt_ColumnType::kLong);
       return true;
     }
@@ -243,7 +265,7 @@ class Query {
     if (is_text && !(table_.IsUtf8() && column.is_plain)) {
       return Refuse(column, kMayBeBeyond);
     }
-    std::string value = Kt_Database::Quoted(column.name);
+    std::string value = column.sql;
     if (is_text) value += CodeUnitOrder();
     if (!table_.IsSqlite() && column.type == Kt_ColumnType::kLong) value = "(" + value + ")::int4";
     Select((what == Kt_Aggregate::kMax ? "max(" : "min(") + value + ")", column.id, column.type);
@@ -253,7 +275,7 @@ class Query {
   // Sums of whole numbers and amounts are exact. One that the column's type does not hold is found
   // when it comes, and so is one that is infinite or NaN, which SQLite gives as null.
   bool MakeSum(const Kt_SqlColumn& column) {
-    const std::string name = Kt_Database::Quoted(column.name);
+    const std::string name = column.sql;
     const bool is_sqlite = table_.IsSqlite();
     std::string sum = "sum(" + name + ")";
     switch (column.kind) {
@@ -283,21 +305,11 @@ class Query {
     if (answer.is_grouped) answer.statement += " GROUP BY " + group_by_;
     if (!answer.is_grouped && !order_.empty()) answer.statement += " ORDER BY " + order_;
     if (answer.is_limited) answer.statement += " LIMIT " + std::to_string(request_.limit);
-    if (where_.empty()) parameters.clear();
-    DropUnused();
+    if (where_.empty()) parameters = table_.Parameters();
   }
 
   std::string FromWhere() const {
     return " FROM " + table_.QuotedName() + (where_.empty() ? "" : " WHERE " + where_);
-  }
-
-  // A value that no part of the statement has come to need cannot be bound.
-  void DropUnused() {
-    while (!parameters.empty()) {
-      const std::string last = "?" + std::to_string(parameters.size());
-      if (answer.statement.find(last) != std::string::npos) return;
-      parameters.pop_back();
-    }
   }
 
   const Kt_SqlTable& table_;
@@ -397,6 +409,15 @@ bool HasSoundTotals(const Kt_SqlTable& table, const Kt_SqlRequest& request,
   return true;
 }
 
+// A value that no part of the statement has come to need cannot be bound.
+std::vector<Kt_Variant> UsedIn(const std::string& statement, std::vector<Kt_Variant> parameters) {
+  while (!parameters.empty() &&
+         statement.find("?" + std::to_string(parameters.size())) == std::string::npos) {
+    parameters.pop_back();
+  }
+  return parameters;
+}
+
 // Whether two rows are equal in all their columns, which have been sorted by them.
 bool HasTies(const Kt_Dataset& sorted) {
   for (kt_long row = 1; row < sorted.GetRowCount(); ++row) {
@@ -432,26 +453,55 @@ std::unique_ptr<Query> MakeQuery(Kt_Database& database, Kt_SqlTable& table,
 bool AskForLimit(Kt_Database& database, Query& query, bool& has_ties, std::string& error) {
   Kt_Dataset told;
   if (const std::string ties = query.TiesQuestion(); !ties.empty()) {
-    if (database.Query(ties, query.parameters, told, error) < 0) return false;
+    if (database.Query(ties, UsedIn(ties, query.parameters), told, error) < 0) return false;
     query.answer.questions.push_back(ties);
     has_ties = HasTies(told);
     if (has_ties) return true;
   }
   if (const std::string count = query.CountQuestion(); !count.empty()) {
-    if (database.Query(count, query.parameters, told, error) < 0) return false;
+    if (database.Query(count, UsedIn(count, query.parameters), told, error) < 0) return false;
     query.answer.questions.push_back(count);
     query.answer.row_count = static_cast<std::int64_t>(told.ReadColumn(0, 0).ToDouble());
   }
   return true;
 }
 
+// Adds the computed columns to the table, with what has to be known of those that they read.
+bool AddComputed(Kt_Database& database, Kt_SqlTable& table, const Kt_SqlRequest& request,
+                 std::string& error) {
+  const bool may_leave = !request.keys.empty() || !request.filter.IsEmpty() || request.limit > 0;
+  for (const Kt_SqlRequest::Added& added : request.added) {
+    Kt_SqlExpr expr(added.expression);
+    std::string reason;
+    if (!expr.Bind(table, reason)) {
+      Kt_SqlColumn column;
+      column.name = added.id.ToUtf8();
+      column.id = added.id;
+      column.is_computed = column.has_type = true;
+      column.type = added.type;
+      column.why_other = "is computed here: " + reason;
+      for (std::size_t at = 0; at < table.Columns().size(); ++at) column.inputs.push_back(at);
+      table.AddComputed(std::move(column));
+      continue;
+    }
+    std::vector<Kt_SqlTable::Wanted> wanted;
+    for (const std::size_t column : expr.Columns()) {
+      wanted.push_back({column, Kt_SqlQuestion::kRange});
+    }
+    if (may_leave && !table.Ask(database, wanted, error)) return false;
+    expr.AddTo(table, added.id, added.type);
+  }
+  return true;
+}
+
 kt_long Load(Kt_Database& database, Kt_SqlTable& table, Kt_SqlRequest request, Kt_Dataset& dataset,
              Kt_SqlAnswer& answer, std::string& error, Kt_Dataset* unfinished) {
+  const Reading reading(database, table.IsSqlite());
+  if (!AddComputed(database, table, request, error)) return kFailed;
   Kt_SqlExpr expr(request.filter);
   std::string reason;
   const bool has_filter = !request.filter.IsEmpty() && expr.Bind(table, reason);
   const Kt_SqlExpr* const filter = has_filter ? &expr : nullptr;
-  const Reading reading(database, table.IsSqlite());
 
   std::unique_ptr<Query> query = MakeQuery(database, table, request, filter, error);
   bool has_ties = false;
@@ -470,7 +520,7 @@ kt_long Load(Kt_Database& database, Kt_SqlTable& table, Kt_SqlRequest request, K
   answer.questions.insert(answer.questions.begin(), table.Questions().begin(),
                           table.Questions().end());
   if (!reason.empty()) answer.reasons.insert(answer.reasons.begin(), "the filter: " + reason);
-  answer.parameters = std::move(query->parameters);
+  answer.parameters = UsedIn(answer.statement, std::move(query->parameters));
   Kt_Dataset& target = answer.is_finished || unfinished == nullptr ? dataset : *unfinished;
   const kt_long rows =
       database.Query(answer.statement, answer.parameters, target, error, query->types);

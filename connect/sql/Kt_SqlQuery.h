@@ -10,6 +10,14 @@
 
 // What is wanted of a table. Columns are named by their ids.
 struct Kt_SqlRequest {
+  // Columns that are computed, of those of the table and of those before them. All else may name
+  // them. Groups come with them; of rows come the columns that they read.
+  struct Added {
+    Kt_WString id;
+    Kt_ColumnType type = Kt_ColumnType::kDouble;
+    Kt_WString expression;
+  };
+  std::vector<Added> added;
   Kt_WString filter;
   // Of the rows that the filter keeps; none: all columns.
   std::vector<Kt_WString> columns;
@@ -40,6 +48,7 @@ struct Kt_SqlAnswer {
   bool is_limited = false;       // no more rows were fetched than wanted, and in their order
   std::int64_t row_count = -1;   // where that was asked: how many there are without the limit
   std::size_t column_count = 0;  // of the table, that were fetched as they are
+  bool leaves_columns = false;   // others were not
   // Ids of the added columns of groups: how many rows they stand for; for every average of
   // `totals`, how many values its sum has, otherwise empty.
   Kt_WString row_count_id;

@@ -173,7 +173,8 @@ class Rest {
   }
 
   bool Fail(const FirstMessage& messages) {
-    error_ = "filter: " + (messages.text.empty() ? Kt_RunError::Last().text.ToUtf8() : messages.text);
+    error_ =
+        "filter: " + (messages.text.empty() ? Kt_RunError::Last().text.ToUtf8() : messages.text);
     return false;
   }
 
@@ -226,6 +227,5 @@ kt_long Select(const Kt_DatabaseUrl& url, const Kt_Database::Options& options, K
 kt_long kt::LoadSelected(const Kt_DatabaseUrl& url, const Kt_Database::Options& options,
                          Kt_Dataset& dataset, std::vector<std::string>* steps, std::string& error) {
   if (!url.HasSelection()) return LoadDatabase(url, options, dataset, error);
-  return kt::detail::Guarded(error,
-                             [&] { return Select(url, options, dataset, steps, error); });
+  return kt::detail::Guarded(error, [&] { return Select(url, options, dataset, steps, error); });
 }

@@ -9,9 +9,9 @@
 
 namespace kt {
 
-// kt::LoadDatabase for every URL, also for one that selects rows and columns of a table (its filter,
-// sort, limit and columns). The database does as much of that as gives the same; the rest is done
-// here, over the rows that came.
+// kt::LoadDatabase for every URL, also for one that selects rows and columns of a table (its
+// filter, sort, limit and columns). The database does as much of that as gives the same; the rest
+// is done here, over the rows that came.
 //
 // The dataset is what it would be if the whole table had been loaded, the rows for which the filter
 // is explicitly false taken out, the others sorted (stable, nulls first), and cut; columns have the

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "connect/sql/Kt_SqlSteps.h"
 
+#include <algorithm>
+
 namespace {
 
 std::string InDatabase(const Kt_SqlTable& table, const Kt_SqlRequest& request,
@@ -10,9 +12,10 @@ std::string InDatabase(const Kt_SqlTable& table, const Kt_SqlRequest& request,
   if (answer.has_filter) add(answer.is_filtered ? "the filter" : "a part of the filter");
   if (answer.is_grouped) {
     add("the groups and their totals");
-  } else if (answer.column_count < table.Columns().size()) {
+  } else if (answer.leaves_columns) {
     add("the choice of " + std::to_string(answer.column_count) + " of " +
-        std::to_string(table.Columns().size()) + " columns");
+        std::to_string(std::ranges::count(table.Columns(), false, &Kt_SqlColumn::is_computed)) +
+        " columns");
   }
   if (answer.is_limited) {
     add("the first " + std::to_string(request.limit) + " rows" +

@@ -382,6 +382,7 @@ bool Kt_SqlTable::ReadDescription(Kt_Database& database, std::string_view table,
   for (Kt_DatabaseColumn& column : declared) {
     Kt_SqlColumn made;
     made.name = column.name;
+    made.sql = Kt_Database::Quoted(column.name);
     made.id = ids.MakeHeading(Kt_WString::FromUtf8(column.name));
     made.declared = std::move(column);
     made.why_other = "was not asked for";

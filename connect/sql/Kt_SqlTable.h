@@ -25,8 +25,12 @@ enum class Kt_SqlKind : std::uint8_t {
 // and what was asked of the cells.
 struct Kt_SqlColumn {
   std::string name;
-  Kt_WString id;  // of the column in the dataset
+  std::string sql;  // what stands for it in a statement
+  Kt_WString id;    // of the column in the dataset
   Kt_DatabaseColumn declared;
+  // Not of the table, but computed of these columns of it, or of such before it.
+  bool is_computed = false;
+  std::vector<std::size_t> inputs;
 
   Kt_SqlKind kind = Kt_SqlKind::kOther;
   // The type that the dataset's column has when all rows are loaded, which no part of them tells.
@@ -84,6 +88,11 @@ class KT_SQL_API Kt_SqlTable {
   std::size_t IndexOf(const Kt_SqlColumn& column) const {
     return static_cast<std::size_t>(&column - columns_.data());
   }
+  // Adds a column that is computed. Its text may have parameters, which every statement has then.
+  void AddComputed(Kt_SqlColumn column) { columns_.push_back(std::move(column)); }
+  std::vector<Kt_Variant>& Parameters() { return parameters_; }
+  const std::vector<Kt_Variant>& Parameters() const { return parameters_; }
+
   // The order in which all rows are loaded, for ORDER BY; empty when it has no name.
   const std::string& RowOrder() const { return row_order_; }
   // Whether texts are kept as UTF-8, so that bytes and characters have one order.
@@ -109,4 +118,5 @@ class KT_SQL_API Kt_SqlTable {
   bool has_math_functions_ = false;
   bool has_affinities_ = false;  // of SQLite: values were converted as the columns are declared
   std::vector<std::string> questions_;
+  std::vector<Kt_Variant> parameters_;  // of the computed columns
 };

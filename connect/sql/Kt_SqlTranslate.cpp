@@ -208,6 +208,61 @@ Kt_SqlExpr::Filter Kt_SqlExpr::ToFilter(const Kt_SqlTable& table,
   return filter;
 }
 
+namespace {
+
+// The cells of a column of that type, as far as they are the values without a change.
+bool TakeTerm(SqlTerms& terms, const SqlTerm& value, Kt_SqlColumn& column) {
+  const bool is_number = value.kind == SqlTerm::Kind::kWhole || value.kind == SqlTerm::Kind::kReal;
+  const bool is_long = value.kind == SqlTerm::Kind::kWhole && value.tag == SqlTerm::Tag::kLong;
+  column.sql = "(" + value.sql + ")";
+  column.may_be_null = value.may_be_null;
+  column.has_exact_range = column.has_text_range = true;
+  column.low = value.low;
+  column.high = value.high;
+  column.least = value.least;
+  column.may_be_nan = value.may_be_nan;
+  column.is_plain = value.is_plain;
+  column.is_ascii = value.is_ascii;
+  column.longest = value.longest;
+  column.is_bytewise = value.is_bytewise;
+  if (column.type == Kt_ColumnType::kDouble && is_number) {
+    column.kind = Kt_SqlKind::kReal;
+    column.sql = "(" + terms.AsReal(value) + ")";
+  } else if (column.type == Kt_ColumnType::kLong && is_long) {
+    column.kind = Kt_SqlKind::kWhole;
+    column.is_long = true;
+  } else if (column.type == Kt_ColumnType::kString && value.kind == SqlTerm::Kind::kText) {
+    column.kind = Kt_SqlKind::kText;
+  } else {
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+void Kt_SqlExpr::AddTo(Kt_SqlTable& table, const Kt_WString& id, Kt_ColumnType type) const {
+  Kt_SqlColumn column;
+  column.name = id.ToUtf8();
+  column.id = id;
+  column.is_computed = column.has_type = true;
+  column.type = type;
+  column.inputs = columns_;
+  const std::size_t known_parameters = table.Parameters().size();
+  Translator translator(table, table.Parameters());
+  SqlTerms::Term term = translator.Translate(*tree_);
+  // In a GROUP BY a constant may be taken for the number of a column.
+  if (columns_.empty()) term = translator.Terms().Refuse("it reads no column");
+  if (term && term->kind == SqlTerm::Kind::kTruth) term = translator.Terms().AsNumber(*term);
+  if (!term || !TakeTerm(translator.Terms(), *term, column)) {
+    table.Parameters().resize(known_parameters);
+    column.kind = Kt_SqlKind::kOther;
+    const std::string& reason = translator.Terms().Reason();
+    column.why_other = "is computed here: " + (reason.empty() ? "its type" : reason);
+  }
+  table.AddComputed(std::move(column));
+}
+
 std::string Kt_SqlExpr::ToValue(const Kt_SqlTable& table, std::vector<Kt_Variant>& parameters,
                                 std::string& reason) const {
   const std::size_t known_parameters = parameters.size();

@@ -49,6 +49,9 @@ class KT_SQL_API Kt_SqlExpr {
   // The value; empty, with the reason, when it is refused. A truth is 1 or 0.
   std::string ToValue(const Kt_SqlTable& table, std::vector<Kt_Variant>& parameters,
                       std::string& reason) const;
+  // Adds a column of that id and type to the table whose cells are the values. What the type would
+  // change, and what is refused, is a column that statements leave to the engine.
+  void AddTo(Kt_SqlTable& table, const Kt_WString& id, Kt_ColumnType type) const;
 
  private:
   Kt_WString text_;

@@ -112,9 +112,19 @@ class Arrangements {
     Add(arguments, "--group",
         Of({"region", "region,item", "item,paid", "day", "qty,region", "big"}));
     if (Below(5) > 0) arguments.push_back("--totals-only");
+    if (Below(3) == 0) return Computed(arguments);
     if (Below(2) == 0) Add(arguments, "--sum", Of({"w", "price,w"}));
     if (Below(3) == 0) Add(arguments, "--avg", "id");
     if (Below(4) == 0) Add(arguments, "--sort", "region");
+  }
+
+  void Computed(std::vector<std::string>& arguments) {
+    Add(arguments, "--add",
+        Of({"x=w * qty", "x=iif(qty > 1, w, null)", "x=round(w)", "x:long=qty"}));
+    Add(arguments, "--add",
+        Of({"y=x / 2 + qty", "y:long=qty > 1 || !paid", "y:long=length(item)"}));
+    Add(arguments, "--sum", Of({"x", "x,y", "y"}));
+    if (Below(2) == 0) Add(arguments, "--avg", "id");
   }
 
   std::mt19937_64 random_{20240105};
@@ -185,12 +195,13 @@ TEST(Pushdown, IsExplained) {
        {"total(\"price\") AS \"price\", count(\"price\") AS \"price_2\", count(*) AS \"rows\" FROM "
         "\"orders\" GROUP BY \"item\" COLLATE BINARY\n",
         "in the database: the groups and their totals; 3 rows were fetched\n"}},
-      {{table, "--sort", "item:d", "--rows", "2"},
-       {"FROM \"orders\" ORDER BY \"item\" COLLATE BINARY DESC NULLS FIRST, _rowid_ LIMIT 2\n",
+      {{table, "--sort", "price:d,item", "--rows", "2"},
+       {"FROM \"orders\" ORDER BY \"price\" DESC NULLS FIRST, \"item\" COLLATE BINARY, "
+        "_rowid_ LIMIT 2\n",
         "asked first: SELECT count(*) FROM \"orders\"\n",
         "in the database: the first 2 rows in their order; 2 rows were fetched\n", "… 1 more row"}},
       {{table, "--rows", "1", "--csv", "--filter", "price > 3"},
-       {"WHERE (\"price\" > (3.0)) ORDER BY _rowid_ LIMIT 1\n"}},
+       {"WHERE (\"price\" > 3) ORDER BY _rowid_ LIMIT 1\n"}},
       {{table, "--rows", "1", "--filter", "round(price) > 3"},
        {"here, because of the limit: the filter comes first\n"}},
       {{table, "--rows", "1", "--sum", "price"}, {"here: everything; all rows and columns are"}},
@@ -206,6 +217,21 @@ TEST(Pushdown, IsExplained) {
       {{table + "&limit=1&filter=price > 3"},
        {"here: everything; the URL says itself what is loaded\n", "LIMIT 1\n",
         "in the database: the filter; the first 1 rows; 1 row was fetched\n"}},
+      {{table, "--add", "worth=iif(id > 1, price * 2, null)", "--add", "kind:string=left(item, 1)",
+        "--group", "kind", "--totals-only", "--sum", "worth"},
+       {"SELECT (substr(coalesce(\"item\", ''), 1, 1)) COLLATE BINARY AS \"kind\", "
+        "total((CASE WHEN (\"id\" > 1) THEN (coalesce(\"price\", 0) * CAST(2 AS REAL)) ELSE NULL "
+        "END))",
+        "in the database: the groups and their totals; 3 rows were fetched\n"}},
+      {{table, "--add", "worth=round(price)", "--group", "item", "--totals-only", "--sum", "worth"},
+       {"the choice of 2 of 3 columns; 3 rows", "column 'worth' is computed here: round(): works"}},
+      {{table, "--add", "one:long=1", "--group", "one", "--totals-only"},
+       {"SELECT \"id\" AS \"id\" FROM", "column 'one' is computed here: it reads no column\n"}},
+      {{table, "--add", "price=id"}, {"--add: there is a column 'price' already\n"}},
+      {{table, "--add", "worth"},
+       {"--add: expected NAME=EXPR or NAME:TYPE=EXPR in place of 'worth'"}},
+      {{table, "--add", "x:number=1"}, {"--add: 'number' is no type of a column\n"}},
+      {{table, "--add", "x=id +"}, {"expression ends too early"}},
       {{table, "--group", "price", "--totals-only"}, {"column 'price' holds doubles"}},
       {{mixed, "--filter", "a = 1"}, {"column 'a' has values of several kinds"}},
       {{mixed, "--filter", "b = '2024-01-05'"}, {"column 'b' is declared as a date and has other"}},

@@ -7,7 +7,8 @@
 //
 // KT_SQL_EXPRESSIONS says how many expressions are compared in each database, and for every ten of
 // them a selection; KT_SQL_SEED with which numbers. A failure tells the seed, the table and the
-// expression.
+// expression. Totals of expressions over groups, Case forms among them, are compared with
+// Kt_GroupTotals.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -17,10 +18,12 @@
 
 #include "connect/connect_test_util.h"
 #include "connect/postgresql_server.h"
+#include "connect/sql/Kt_SqlQuery.h"
 #include "connect/sql/Kt_SqlSelect.h"
 #include "connect/sql/Kt_SqlTranslate.h"
 #include "connect/sqlite_file.h"
 #include "dataset/Kt_DatasetCtx.h"
+#include "dataset/Kt_GroupTotals.h"
 #include "expr/Kt_Expr.h"
 
 namespace {
@@ -135,13 +138,12 @@ class Expressions {
     }
   }
 
- private:
   std::string Number(int depth) {
     static const char* const kLeaves[] = {"n",   "m",    "d",  "e",          "n",        "b",
                                           "1",   "2",    "0",  "5",          "3",        "2.5",
                                           "0.1", "(-7)", "10", "2147483647", "100000.0", "null"};
     static const char* const kSigns[] = {" + ", " - ", " * ", " / ", " % "};
-    static const char* const kCalls[] = {"abs(", "floor(", "ceil(", "sqrt(", "-("};
+    static const char* const kCalls[] = {"abs(", "floor(", "ceil(", "sqrt(", "(0 - "};
     if (depth <= 0) return dice_.Of(kLeaves);
     switch (dice_.Below(8)) {
       case 0: return dice_.Of(kCalls) + Number(depth - 1) + ')';
@@ -196,6 +198,7 @@ class Expressions {
     }
   }
 
+ private:
   Dice& dice_;
 };
 
@@ -237,8 +240,10 @@ class Comparison {
     const Kt_Dataset* const loaded = Load();
     if (loaded == nullptr) return;
     for (int batch = 0; batch < batches && !::testing::Test::HasFailure(); ++batch) RunBatch();
-    for (int times = 6 * batches; times-- > 0 && !::testing::Test::HasFailure();)
+    for (int times = 6 * batches; times-- > 0 && !::testing::Test::HasFailure();) {
       CompareSelection();
+      for (int total = 0; total < 4; ++total) CompareTotals();
+    }
   }
 
   std::int64_t made = 0;
@@ -246,6 +251,7 @@ class Comparison {
   std::int64_t cells = 0;
   std::int64_t selections = 0;
   std::int64_t pushed_selections = 0;
+  std::int64_t totals = 0;
 
  private:
   const Kt_Dataset* Load() {
@@ -405,6 +411,80 @@ class Comparison {
     return Shown(dataset_, cols, rows);
   }
 
+  // ---- Totals ---------------------------------------------------------------------------------
+
+  static constexpr Kt_Aggregate kWhats[] = {Kt_Aggregate::kSum, Kt_Aggregate::kAvg,
+                                            Kt_Aggregate::kMax, Kt_Aggregate::kMin,
+                                            Kt_Aggregate::kCount};
+
+  // One total of an expression over the groups of another; a Case form takes the rows of a
+  // condition.
+  void CompareTotals() {
+    const Kt_Aggregate what = dice_.Of(kWhats);
+    std::string value = expressions_.Number(1 + dice_.Below(2));
+    if (dice_.Chance(50)) value = "iif(" + expressions_.Condition(1) + ", " + value + ", null)";
+    Kt_SqlRequest request;
+    request.added = {{u"key", Kt_ColumnType::kString, Kt_WString::FromUtf8(expressions_.Text(1))},
+                     {u"value", Kt_ColumnType::kDouble, Kt_WString::FromUtf8(value)}};
+    request.keys = {u"key"};
+    request.totals = {{what, u"value"}};
+    if (dice_.Chance(30)) request.filter = Kt_WString::FromUtf8(expressions_.Condition(1));
+    Kt_SqlTable table;
+    Kt_Dataset answer;
+    Kt_SqlAnswer done;
+    std::string error;
+    ASSERT_TRUE(table.Describe(database_, kind_, "r", error)) << error;
+    const kt_long rows = Kt_SqlLoad(database_, table, request, answer, done, error);
+    if (rows < 0) {
+      ASSERT_NE(error.find("is infinite, NaN or too great"), error.npos) << error;
+    }
+    if (rows < 0 || !done.is_grouped) return;
+    ++totals;
+    ExpectTotals(request, answer, done);
+  }
+
+  void ExpectTotals(const Kt_SqlRequest& request, Kt_Dataset& answer, const Kt_SqlAnswer& done) {
+    const Kt_WString& value = request.added[1].expression;
+    const Kt_WString magnitude = Kt_WString(u"abs(") + value + u")";
+    Kt_GroupTotals reckoned({{u"key", request.added[0].expression}},
+                            {{u"value", request.totals[0].first, value},
+                             {u"count", Kt_Aggregate::kCount, value},
+                             {u"magnitude", Kt_Aggregate::kSum, magnitude}},
+                            request.filter);
+    Kt_ExprDataset wrapper(&dataset_, nullptr);
+    ASSERT_EQ(reckoned.Add(wrapper), kOk);
+    Kt_Dataset expected;
+    reckoned.Finish(expected);
+    answer.Sort(u"key", true);
+    const std::string said = value.ToUtf8() + " by " + request.added[0].expression.ToUtf8() +
+                             " where " + request.filter.ToUtf8() + "\n" + done.statement + "\n" +
+                             Shown(answer) + "\n" + Shown(expected) + "\n" + Shown(dataset_);
+    ASSERT_EQ(answer.GetRowCount(), expected.GetRowCount()) << said;
+    for (kt_long row = 0; row < answer.GetRowCount(); ++row) {
+      ASSERT_TRUE(IsSame(expected.ReadColumn(row, 0), answer.ReadColumn(row, 0))) << said;
+      ExpectTotal(request.totals[0].first, expected, answer, row, said);
+    }
+  }
+
+  // Sums of doubles may differ in their last bits.
+  static void ExpectTotal(Kt_Aggregate what, const Kt_Dataset& expected, const Kt_Dataset& answer,
+                          kt_long row, const std::string& said) {
+    const double count = expected.ReadColumn(row, 2).ToDouble();
+    Kt_Variant value = answer.ReadColumn(row, 1);
+    const bool adds = what == Kt_Aggregate::kSum || what == Kt_Aggregate::kAvg;
+    if (what == Kt_Aggregate::kAvg) {
+      ASSERT_EQ(answer.ReadColumn(row, 2).ToDouble(), count) << said;
+      value = count == 0 ? Kt_Variant() : Kt_Variant(value.ToDouble() / count);
+    }
+    const Kt_Variant wanted = expected.ReadColumn(row, 1);
+    if (!adds) {
+      ASSERT_TRUE(IsSame(wanted, value)) << said;
+    } else {
+      const double bound = count * 0x1p-52 * expected.ReadColumn(row, 3).ToDouble();
+      ASSERT_NEAR(wanted.ToDouble(), value.ToDouble(), bound) << said;
+    }
+  }
+
   const std::string url_;
   Kt_Database& database_;
   const Kind kind_;
@@ -430,6 +510,7 @@ void CompareRandomly(const char* name, const std::string& url, Kind kind, MakeTa
   std::int64_t cells = 0;
   std::int64_t selections = 0;
   std::int64_t pushed = 0;
+  std::int64_t totals = 0;
   int tables = 0;
   std::string error;
   for (; compared < wanted && !::testing::Test::HasFailure(); ++tables) {
@@ -445,11 +526,13 @@ void CompareRandomly(const char* name, const std::string& url, Kind kind, MakeTa
     cells += comparison.cells;
     selections += comparison.selections;
     pushed += comparison.pushed_selections;
+    totals += comparison.totals;
   }
   EXPECT_GT(pushed, selections / 4);
   std::cout << name << ": " << compared << " expressions compared in " << cells << " rows of "
             << tables << " tables, " << made << " were made; " << selections
-            << " selections, of which " << pushed << " were cut in the database\n";
+            << " selections, of which " << pushed << " were cut in the database; " << totals
+            << " totals of groups\n";
 }
 
 TEST(SqlRandom, Sqlite) {

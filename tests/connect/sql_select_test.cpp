@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 //
-// Rows and columns that a URL selects: what a host sees of it, what is wrong with it, and changes of
-// what was selected. The random proof compares what is selected.
-#include "connect/sql/Kt_SqlSelect.h"
-
+// Rows and columns that a URL selects: what a host sees of it, what is wrong with it, and changes
+// of what was selected. The random proof compares what is selected.
 #include <gmock/gmock.h>
 
 #include "connect/connect_test_util.h"
+#include "connect/sql/Kt_SqlSelect.h"
 #include "connect/sqlite_file.h"
 #include "host/Kt_Bind.h"
 #include "host/Kt_Databases.h"
@@ -26,8 +25,9 @@ TEST(SqlSelect, FromAHost) {
   kt::Engine engine;
   kt::Table orders = engine.dataset("orders");
   std::vector<std::string> steps;
-  EXPECT_EQ(kt::load_database(orders, table + "&sort=price:d&limit=2&columns=item,price"
-                                              "&filter=round(price) > 0 && id < 4",
+  EXPECT_EQ(kt::load_database(orders,
+                              table + "&sort=price:d&limit=2&columns=item,price"
+                                      "&filter=round(price) > 0 && id < 4",
                               {}, &steps),
             2);
   EXPECT_EQ(Shown(orders.data()), "item:string price:double|ink 7|tea 2.5");
@@ -59,7 +59,8 @@ TEST(SqlSelect, Faults) {
     const char* error;
   } kRows[] = {
       {table + "&sort=id,prize:d", "sort: there is no column 'prize:d'; columns: id, item, price"},
-      {table + "&columns=id,prize", "columns: there is no column 'prize'; columns: id, item, price"},
+      {table + "&columns=id,prize",
+       "columns: there is no column 'prize'; columns: id, item, price"},
       {table + "&filter=id >", "filter: expression ends too early at character 5"},
       {table + "&filter=id > 'x", "filter: string without closing ' at character 6"},
       {table + "&filter=id + nothing(id)", "filter: "},

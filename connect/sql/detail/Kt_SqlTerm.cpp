@@ -132,7 +132,7 @@ SqlTerm SqlTerms::Truth(std::string sql, std::string where) {
 
 SqlTerms::Term SqlTerms::Column(const Kt_SqlColumn& column) {
   SqlTerm term;
-  term.sql = Kt_Database::Quoted(column.name);
+  term.sql = column.sql;
   term.may_be_null = column.may_be_null;
   term.low = column.low;
   term.high = column.high;
