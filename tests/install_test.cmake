@@ -58,6 +58,35 @@ if(NOT output STREQUAL expected)
   message(FATAL_ERROR "The example printed:\n${output}\nexpected:\n${expected}")
 endif()
 
+# A host of databases needs the libraries for them, and gets the others with those.
+if(WAY STREQUAL "package")
+  set(databases ${WORK_DIR}/databases)
+  file(WRITE ${databases}/CMakeLists.txt "cmake_minimum_required(VERSION 3.21)
+project(databases CXX)
+find_package(KtScript 3 REQUIRED)
+add_executable(databases main.cpp)
+target_link_libraries(databases PRIVATE Kt::SqlLib)\n")
+  file(WRITE ${databases}/main.cpp "#include <iostream>
+#include \"host/Kt_Bind.h\"
+#include \"host/Kt_Databases.h\"
+int main() {
+  kt::Engine engine;
+  kt::Table orders = engine.dataset(\"orders\");
+  try {
+    kt::load_database(orders, \"sqlite:none.db?table=orders&limit=1&filter=price > 5\");
+  } catch (const kt::RunError& error) {
+    std::cout << error.what();
+  }
+}\n")
+  run(${CMAKE_COMMAND} -S ${databases} -B ${databases}/build -DCMAKE_PREFIX_PATH=${prefix}
+    -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_BUILD_TYPE=${CONFIG} -DCMAKE_CXX_FLAGS=${FLAGS})
+  run(${CMAKE_COMMAND} --build ${databases}/build --config ${CONFIG})
+  run(${databases}/build/databases)
+  if(NOT output MATCHES "^sqlite:none.db.*(cannot open|no connector)")
+    message(FATAL_ERROR "A host of databases printed: ${output}")
+  endif()
+endif()
+
 # The C interface needs no C++ compiler.
 if(CC AND WAY STREQUAL "pkgconfig")
   run(${pkg_config} --cflags --libs ktscript-c)
