@@ -2,6 +2,7 @@
 //
 // A table of PostgreSQL that lies on several servers: what runs on them, what comes back and is
 // saved, and servers that die on the way.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -11,6 +12,7 @@
 
 #include "connect/Kt_Changes.h"
 #include "connect/connect_test_util.h"
+#include "connect/sql/Kt_SqlSelect.h"
 
 namespace {
 
@@ -128,6 +130,31 @@ INSTANTIATE_TEST_SUITE_P(Shards, PostgresqlCluster, ::testing::Values(2, 4),
 class PostgresqlClusterFaults : public PostgresqlCluster {};
 
 INSTANTIATE_TEST_SUITE_P(Shards, PostgresqlClusterFaults, ::testing::Values(2));
+
+// Such a table has no order of its own: an order that leaves no ties is cut there, another one
+// here.
+TEST_P(PostgresqlCluster, FirstRowsOfAnOrder) {
+  const struct {
+    const char* sort;
+    bool is_cut_there;
+  } kOrders[] = {{"price:d,id", true}, {"qty", false}};
+  for (const auto& row : kOrders) {
+    Kt_DatabaseUrl url = cluster_.Url("", "orders");
+    url.filter = "qty > 30 && length(item) > 5";
+    url.sort = row.sort;
+    Kt_Dataset all;
+    Kt_Dataset first;
+    std::vector<std::string> steps;
+    std::string error;
+    ASSERT_GT(kt::LoadSelected(url, {}, all, nullptr, error), 7) << error;
+    url.limit = 7;
+    ASSERT_EQ(kt::LoadSelected(url, {}, first, &steps, error), 7) << error;
+    EXPECT_EQ(Shown(all, {0, 1, 2, 3, 4, 5}, {0, 1, 2, 3, 4, 5, 6}), Shown(first));
+    const bool is_cut_there = std::ranges::any_of(
+        steps, [](const std::string& step) { return step.ends_with("; 7 rows were fetched"); });
+    EXPECT_EQ(is_cut_there, row.is_cut_there) << row.sort;
+  }
+}
 
 TEST_P(PostgresqlCluster, FiltersAndGroupsRunOnTheShards) {
   const struct {
