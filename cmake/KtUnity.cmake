@@ -18,6 +18,7 @@ set(KT_UNITY_APART
   connect/Kt_XlsxSave.cpp
   connect/detail/Kt_PgCells.cpp
   connect/detail/Kt_Postgresql.cpp
+  connect/sql/detail/Kt_SqlNumbers.cpp
   dataset/methods/Kt_Rows.cpp
   expr/Kt_ExprUtil_Valid.cpp
   expr/Kt_Expr_Parse.cpp
