@@ -229,6 +229,46 @@ std::optional<Diagnostic> Prepare(const CLI::App& command, Arguments& arguments)
   return FindUnknownOption(command, "kt " + name, takes_minus ? given : arguments);
 }
 
+struct Command {
+  const char* name;
+  void (*add)(CLI::App& app, Action& action);
+  bool has_memory;
+  bool has_sandbox;
+  bool shows_others;  // it looks at the options of all commands
+};
+// In the order of the help.
+constexpr Command kCommands[] = {
+    {"run", AddRun, true, true, false},
+    {"eval", AddEval, true, true, false},
+    {"check", AddCheck, true, true, false},
+    {"completion", AddCompletion, false, false, true},
+    {"explain", AddExplain, false, false, false},
+    {"dump", AddDump, false, false, false},
+    {"fmt", AddFmt, false, false, false},
+    {"functions", AddFunctions, false, false, false},
+    {"help", AddHelp, false, false, true},
+    {"lsp", AddLsp, true, false, false},
+    {"man", AddMan, false, false, true},
+    {"repl", AddRepl, true, false, false},
+    {"show", AddShow, true, true, false},
+    {"test", AddTest, true, true, false},
+};
+
+// The command that is called `name`; all of them for one that shows others, and for none. Setting
+// up the options of all takes as long as everything else that the program does before it begins.
+void AddCommands(CLI::App& app, Action& action, const std::string& name, std::int64_t& megabytes) {
+  const auto* const asked = std::ranges::find(kCommands, name, &Command::name);
+  const bool is_alone = asked != std::end(kCommands) && !asked->shows_others;
+  for (const Command& command : kCommands) {
+    if (is_alone && &command != asked) continue;
+    command.add(app, action);
+    CLI::App& added = *app.get_subcommand(command.name);
+    if (command.has_memory) AddMemoryOption(added, megabytes);
+    if (command.has_sandbox) AddSandboxFlag(added);
+    AddColorOption(added);
+  }
+}
+
 // `streams` become what the command line asks for; JSON goes to `raw`, as it is.
 int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& streams) {
   if (!AreUtf8(arguments, *streams)) return kCommandFault;
@@ -240,30 +280,8 @@ int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& str
   app.footer(
       "'kt help COMMAND' describes one command. Exit status: 0 fine, 1 a script or its data\n"
       "is at fault, 2 the command line is.");
-  AddRun(app, action);
-  AddEval(app, action);
-  AddCheck(app, action);
-  AddCompletion(app, action);
-  AddExplain(app, action);
-  AddDump(app, action);
-  AddFmt(app, action);
-  AddFunctions(app, action);
-  AddHelp(app, action);
-  AddLsp(app, action);
-  AddMan(app, action);
-  AddRepl(app, action);
-  AddShow(app, action);
-  AddTest(app, action);
   std::int64_t megabytes = 0;
-  for (const char* const name : {"run", "eval", "check", "lsp", "repl", "show", "test"}) {
-    AddMemoryOption(*app.get_subcommand(name), megabytes);
-  }
-  for (const char* const name : {"run", "eval", "check", "show", "test"}) {
-    AddSandboxFlag(*app.get_subcommand(name));
-  }
-  for (CLI::App* const each : app.get_subcommands([](CLI::App*) { return true; })) {
-    AddColorOption(*each);
-  }
+  AddCommands(app, action, arguments[0], megabytes);
 
   const CLI::App* const command = FindCommand(app, arguments[0]);
   const std::optional<Diagnostic> unknown_option =

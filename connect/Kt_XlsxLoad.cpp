@@ -16,6 +16,8 @@
 #include "connect/Kt_Xlsx.h"
 #include "connect/detail/Kt_ColumnBuilder.h"
 #include "connect/detail/Kt_Guarded.h"
+#include "connect/detail/Kt_LibExpat.h"
+#include "connect/detail/Kt_LibZip.h"
 #include "connect/detail/Kt_XlsxBook.h"
 #include "connect/detail/Kt_XmlEvents.h"
 #include "connect/detail/Kt_Zip.h"
@@ -455,6 +457,7 @@ std::unique_ptr<kt::detail::ZipArchive> OpenBook(std::string_view bytes, std::st
 
 kt_long Load(Kt_Dataset& dataset, std::string_view bytes, const Kt_XlsxOptions& options,
              Kt_LoadReport& report, std::string& error) {
+  if (!kt::detail::LoadLibZip(error) || !kt::detail::LoadLibExpat(error)) return kFailed;
   const auto archive = OpenBook(bytes, error);
   if (!archive) return kFailed;
   XlsxBook book;

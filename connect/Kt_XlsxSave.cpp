@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <unistd.h>
-#include <xlsxwriter.h>
 
 #include <algorithm>
 #include <array>
@@ -16,11 +15,11 @@
 #include "connect/Kt_Xlsx.h"
 #include "connect/detail/Kt_ColumnBuilder.h"
 #include "connect/detail/Kt_Guarded.h"
+#include "connect/detail/Kt_LibXlsxWriter.h"
 #include "connect/detail/Kt_Values.h"
 
+namespace kt::detail {
 namespace {
-
-using kt::detail::RoundCharge;
 
 constexpr kt_long kMaxRows = 1'048'575;  // besides the headings
 constexpr std::size_t kMaxColumns = 16'384;
@@ -377,7 +376,7 @@ bool HasRoom(const Kt_XlsxTable& table, std::string& error) {
 }
 
 kt_long Save(const Kt_XlsxTable& table, std::string& bytes, std::string& error) {
-  if (!HasRoom(table, error)) return kFailed;
+  if (!HasRoom(table, error) || !LoadLibXlsxWriter(error)) return kFailed;
   const TemporaryFile file;
   if (!file.IsThere()) {
     error = "cannot make a temporary file";
@@ -402,10 +401,12 @@ kt_long Save(const Kt_XlsxTable& table, std::string& bytes, std::string& error) 
 }
 
 }  // namespace
+}  // namespace kt::detail
 
 bool kt::SaveXlsx(const Kt_XlsxTable& table, std::string& bytes, std::string& error) {
   bytes.clear();
-  const bool is_saved = detail::Guarded(error, [&] { return Save(table, bytes, error); }) >= 0;
+  const bool is_saved =
+      detail::Guarded(error, [&] { return detail::Save(table, bytes, error); }) >= 0;
   if (!is_saved) bytes.clear();
   return is_saved;
 }

@@ -40,7 +40,7 @@ esac
 
 # As for static libraries: imports and exports of Windows are for what is linked.
 flags=(-std=c++20 -fsyntax-only -I. -DKT_STATIC -DKT_BUILDING_CAPI -DKT_VERSION='"0"'
-  -DKT_CLI_VERSION='"0"')
+  -DKT_CLI_VERSION='"0"' -DKT_CLIENTS_LINKED)
 pq=()
 ! command -v pg_config >/dev/null || pq=(-isystem "$(pg_config --includedir)")
 status=0

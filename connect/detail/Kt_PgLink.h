@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <libpq-fe.h>
-
 #include <chrono>
 #include <memory>
 #include <string>
 
 #include "connect/Kt_DatabaseUrl.h"
+#include "connect/detail/Kt_LibPq.h"
 
 namespace kt::detail {
 

@@ -387,7 +387,7 @@ class Postgresql final : public Kt_Database {
     char* bytes = nullptr;
     int length = 0;
     while ((length = link_.NextCopied(bytes)) > 0) {
-      const std::unique_ptr<char, void (*)(void*)> row(bytes, &PQfreemem);
+      const std::unique_ptr<char, void (*)(void*)> row(bytes, PQfreemem);
       if (!reader.Take({bytes, static_cast<std::size_t>(length)}, error)) return false;
     }
     if (length == -2) return Fail(nullptr, error);
@@ -462,6 +462,7 @@ class Postgresql final : public Kt_Database {
 std::unique_ptr<Kt_Database> OpenPostgresql(const Kt_DatabaseUrl& url,
                                             const Kt_Database::Options& options,
                                             std::string& error) {
+  if (!LoadLibPq(error)) return nullptr;
   auto database = std::make_unique<Postgresql>(options);
   if (!database->Open(url, error)) return nullptr;
   return database;

@@ -3,8 +3,6 @@
 // SQLite. The kind of a value is that of the value itself, not of its column, so a column takes its
 // type from its cells; what the table declares only says whether texts are meant as dates and
 // numbers as exact amounts.
-#include <sqlite3.h>
-
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -14,6 +12,7 @@
 #include <thread>
 
 #include "connect/detail/Kt_Answer.h"
+#include "connect/detail/Kt_LibSqlite.h"
 #include "connect/detail/Kt_Values.h"
 
 namespace kt::detail {
@@ -342,6 +341,7 @@ class Sqlite final : public Kt_Database {
 
 std::unique_ptr<Kt_Database> OpenSqlite(const Kt_DatabaseUrl& url,
                                         const Kt_Database::Options& options, std::string& error) {
+  if (!LoadLibSqlite(error)) return nullptr;
   auto database = std::make_unique<Sqlite>(url, options);
   if (!database->Open(url.file, error)) return nullptr;
   return database;

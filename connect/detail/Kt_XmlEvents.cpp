@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "connect/detail/Kt_XmlEvents.h"
 
-#include <expat.h>
-
 #include <cstddef>
 #include <cstring>
 #include <exception>
@@ -10,6 +8,7 @@
 #include <new>
 
 #include "classlib/base/Kt_Memory.h"
+#include "connect/detail/Kt_LibExpat.h"
 #include "connect/detail/Kt_Zip.h"
 
 namespace kt::detail {

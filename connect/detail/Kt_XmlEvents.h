@@ -34,6 +34,7 @@ class XmlEvents {
 // Reads a part of an archive. False, with the reason, for a part that cannot be read or is no
 // well-formed XML, and for one with a document type: no workbook has one, and entities are for
 // attacks. What the events throw passes through. The memory of the parser is counted.
+// REQUIRES: LoadLibExpat (Kt_LibExpat.h) has answered true.
 bool ReadXml(ZipArchive& archive, const std::string& part, XmlEvents& events, std::string& error);
 
 }  // namespace kt::detail

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "connect/detail/Kt_Zip.h"
 
-#include <zip.h>
-
 #include "classlib/base/Kt_Charge.h"
+#include "connect/detail/Kt_LibZip.h"
 
 namespace kt::detail {
 namespace {

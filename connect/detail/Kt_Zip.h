@@ -14,6 +14,7 @@ namespace kt::detail {
 
 // An archive in memory whose parts are read piece by piece. Borrows the bytes.
 // Threads: one at a time.
+// REQUIRES: LoadLibZip (Kt_LibZip.h) has answered true.
 class ZipArchive {
  public:
   // Null, with the reason, for what is no archive.

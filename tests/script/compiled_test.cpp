@@ -29,14 +29,26 @@ std::vector<std::uint8_t> RandomBytes(unsigned seed, std::size_t size) {
   return bytes;
 }
 
-// How many random programs there are: a default, or KT_RANDOM_PROGRAMS.
-unsigned RandomCount(unsigned count) {
-  const char* const wanted = std::getenv("KT_RANDOM_PROGRAMS");
-  return wanted != nullptr ? static_cast<unsigned>(std::strtoul(wanted, nullptr, 10)) : count;
+// A number of the environment.
+unsigned Wanted(const char* name, unsigned otherwise) {
+  const char* const wanted = std::getenv(name);
+  return wanted != nullptr ? static_cast<unsigned>(std::strtoul(wanted, nullptr, 10)) : otherwise;
+}
+
+// Calls check(seed) for each random program: so many, or KT_RANDOM_PROGRAMS, from seed 0 or
+// KT_RANDOM_SEED on, until one fails.
+template <class Check>
+void ForSeeds(unsigned count, const Check& check) {
+  const unsigned first = Wanted("KT_RANDOM_SEED", 0);
+  const unsigned last = first + Wanted("KT_RANDOM_PROGRAMS", count);
+  for (unsigned seed = first; seed != last && !testing::Test::HasFailure(); ++seed) {
+    SCOPED_TRACE("seed " + std::to_string(seed));
+    check(seed);
+  }
 }
 
 TEST(Compiled, RandomExpressions) {
-  for (unsigned seed = 0; seed < RandomCount(600) && !HasFailure(); ++seed) {
+  ForSeeds(600, [](unsigned seed) {
     const std::vector<std::uint8_t> bytes = RandomBytes(seed, 60);
     ProgramMaker maker(bytes.data(), bytes.size());
     ExpectSame(
@@ -45,15 +57,15 @@ TEST(Compiled, RandomExpressions) {
         "function change(v, w) { v[1] = w; return v; }\n"
         "function main(x, y) { return " +
         maker.Expression() + "; }\n");
-  }
+  });
 }
 
 TEST(Compiled, RandomPrograms) {
-  for (unsigned seed = 0; seed < RandomCount(400) && !HasFailure(); ++seed) {
+  ForSeeds(400, [](unsigned seed) {
     const std::vector<std::uint8_t> bytes = RandomBytes(seed + 10000, 400);
     const int limit_steps = seed % 3 == 0 ? 300 : 1 + static_cast<int>(seed * 7 % 90);
     ExpectSame(ProgramMaker(bytes.data(), bytes.size()).Program(), limit_steps);
-  }
+  });
 }
 
 TEST(Compiled, ABudgetEndsBothAtTheSameStatement) {
