@@ -183,6 +183,7 @@ void Kt_Script::GetThreadExpressions(std::vector<const Kt_Expr*>& expressions) {
 
 // Functions that may be running are kept until the run has ended.
 void Kt_Script::Clear() {
+  if (run_state_ != nullptr) run_state_->LetGlobalsGo();
   GetVariables().Clear();
   if (run_state_ != nullptr && run_state_->IsRunning()) {
     retired_.push_back(std::make_unique<Kt_ScriptFuncList>());
@@ -193,12 +194,8 @@ void Kt_Script::Clear() {
 }
 
 bool Kt_Script::HasFunc(const Kt_WString& name, const Kt_ScriptFunc* func) const {
-  const auto holds = [&](const Kt_ScriptFuncList& list) {
-    const kt_long index = list.FindId(name);
-    return index >= 0 && list.GetItem(index) == func;
-  };
-  return holds(funcs_) || std::any_of(retired_.begin(), retired_.end(),
-                                      [&](const auto& list) { return holds(*list); });
+  const kt_long index = funcs_.FindId(name);
+  return index >= 0 && funcs_.GetItem(index) == func;
 }
 
 void Kt_Script::FreeRetired() { retired_.clear(); }

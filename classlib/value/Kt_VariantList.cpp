@@ -62,17 +62,27 @@ Kt_VariantList::Kt_VariantList(std::initializer_list<Kt_Variant> items) {
   for (const Kt_Variant& item : items) Add(item);
 }
 
-// The fresh part of the buffer is zero, which Resize relies on for long new lists.
-Kt_VariantList::Rep* Kt_VariantList::NewRep(kt_long capacity) {
+namespace {
+
+// The fresh part of the buffer is zero, which Resize relies on for long new lists; of small ones
+// from item `keep` on, up to where the caller fills it.
+Kt_VariantList::Rep* NewRepFor(kt_long capacity, kt_long keep) {
+  using Rep = Kt_VariantList::Rep;
   // Small pieces come faster from malloc, which keeps freed ones at hand for the thread.
   constexpr kt_long kSmall = 62;
   const std::size_t bytes = RepBytes(capacity);
   void* const memory = capacity <= kSmall ? kt::Allocate(bytes) : kt::AllocateZeroed(bytes);
   Rep* const rep = new (memory) Rep;
-  if (capacity <= kSmall) std::memset(static_cast<void*>(rep->Items()), 0, bytes - sizeof(Rep));
+  if (capacity <= kSmall) {
+    std::memset(static_cast<void*>(rep->Items() + keep), 0, bytes - RepBytes(keep));
+  }
   rep->capacity = capacity;
   return rep;
 }
+
+}  // namespace
+
+Kt_VariantList::Rep* Kt_VariantList::NewRep(kt_long capacity) { return NewRepFor(capacity, 0); }
 
 // Lists inside the freed one queue up instead of being freed by recursion: a list nested 200,000
 // deep takes no more stack than a flat one. What a stopped run lets go of stays in the queue: the
@@ -125,7 +135,7 @@ void Kt_VariantList::MoveTo(kt_long capacity) {
 }
 
 bool Kt_VariantList::CopyTo(kt_long capacity, kt_long keep) {
-  Rep* const fresh = NewRep(capacity);
+  Rep* const fresh = NewRepFor(capacity, keep);
   for (kt_long done = 0; done < keep;) {
     if (done > 0 && !ChargeItems(kPieceItems)) {
       FreeRep(fresh);

@@ -285,6 +285,27 @@ bool Machine::IsPutBack(const CodeFrame& frame, const Instr* next, std::uint16_t
   return is_alone;
 }
 
+// A register that stands for a global keeps it until it is bound anew. Those are needed that the
+// expression in hand has bound.
+void Machine::LetGlobalsGo() {
+  for (CodeFrame* frame = current_; frame != nullptr && frame != &first_frame_;
+       frame = frame->before) {
+    const FuncCode& func = *frame->code;
+    if (frame->pc == nullptr || func.global_of_register.empty()) continue;
+    const std::size_t pc = PcOf(*frame);
+    const FuncCode::Entry* const entry = func.EntryAt(pc);
+    const Instr* const first = func.instrs.data() + (entry != nullptr ? entry->pc : 0);
+    const Instr* const last = func.instrs.data() + pc;
+    for (std::size_t at = 0; at < func.global_of_register.size(); ++at) {
+      const auto reg = static_cast<std::uint16_t>(func.box_base + at);
+      const bool is_needed = std::any_of(first, last, [reg](const Instr& in) {
+        return in.Op() == InstrOp::kBindGlobal && in.A() == reg;
+      });
+      if (!is_needed) frame->base[reg].Clear();
+    }
+  }
+}
+
 // Empties the registers and leaves the frame.
 void Machine::EndFrame(CodeFrame& frame) {
   ClearFrame(frame);
@@ -805,8 +826,37 @@ run:
   KT_STEP_IF(LessRI, <, KT_TEST_NUMBER)
   KT_STEP_IF(LessEqualRR, <=, KT_R(test.B()))
   KT_STEP_IF(LessEqualRI, <=, KT_TEST_NUMBER)
+  KT_STEP_IF(GreaterRI, >, KT_TEST_NUMBER)
+  KT_STEP_IF(GreaterEqualRI, >=, KT_TEST_NUMBER)
 #undef KT_TEST_NUMBER
 #undef KT_STEP_IF
+// The same with a step of any size. What is not done at once leaves the test to that instruction.
+#define KT_ADD_TO_IF(form, relation)                                                            \
+  KT_CASE(AddToIf##form) {                                                                      \
+    Kt_Variant& value = KT_R(in.A());                                                           \
+    const Kt_Variant& step = KT_X(in.B());                                                      \
+    const Instr test = *pc;                                                                     \
+    const Kt_Variant& bound = KT_R(test.B());                                                   \
+    const std::int64_t next = std::int64_t{value.AsLong()} + step.AsLong();                     \
+    if (KT_LIKELY(value.IsLong() && step.IsLong() && bound.IsLong() &&                          \
+                  next == static_cast<kt_long>(next))) {                                        \
+      value.Set(static_cast<kt_long>(next));                                                    \
+      ++pc;                                                                                     \
+      if (KT_LIKELY(value.AsLong() relation bound.AsLong())) {                                  \
+        pc += static_cast<std::int16_t>(test.C());                                              \
+        KT_LOOK();                                                                              \
+      }                                                                                         \
+      KT_NEXT();                                                                                \
+    }                                                                                           \
+    Kt_Variant& dst = Held(value);                                                              \
+    if (TryNumbers<AddOp>(dst, step, dst) || TryHeld<AddOp>(KT_HELD(), dst, step, dst)) {       \
+      KT_NEXT();                                                                                \
+    }                                                                                           \
+    KT_SLOW(Combine(*frame, Operator::kAdd, in.A(), in.B()));                                   \
+  }
+  KT_ADD_TO_IF(LessRR, <)
+  KT_ADD_TO_IF(LessEqualRR, <=)
+#undef KT_ADD_TO_IF
   KT_CASE(StepBefore) {
     Kt_Variant& value = KT_R(in.B());
     Kt_Variant& dst = KT_R(in.A());
@@ -910,6 +960,7 @@ run:
         if (KT_UNLIKELY(value.IsCounted())) KT_DROP_TEXT(in.C());
         KT_NEXT();
       }
+      if (!value.IsCounted() && IsNumberOrText(*item)) KT_SLOW(SetInCopy(*frame, in));
       // Where it came from, a list need not be stored.
       if (AreOneList(*item, value) && in.C() < frame->code->temp_base) KT_NEXT();
     }

@@ -61,6 +61,8 @@ class Machine {
   static LinkedCode* CodeOf(const Kt_ScriptFunc& func, Kt_Script& script);
   // Calls `func` with the `arg_count` values at `args`, which may be taken over.
   kt_long CallFresh(const Kt_ScriptFunc& func, Kt_Variant* args, int arg_count, Kt_Variant& result);
+  // Lets go of the globals that no expression on the way needs: they are about to be removed.
+  void LetGlobalsGo();
 
  private:
   kt_long Call(const Kt_ScriptFunc& func, LinkedCode& link, Kt_Variant* args, int arg_count,
@@ -158,9 +160,13 @@ class Machine {
   KT_NOINLINE kt_long DeclareArray(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long AssignNew(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long Element(CodeFrame& frame, Instr in);
+  kt_long ElementAt(CodeFrame& frame, std::uint16_t reg, kt_long index, const Kt_WString& key,
+                    Kt_Variant& element);
+  kt_long Element2ByObject(CodeFrame& frame, Instr in, Instr more);
   KT_NOINLINE kt_long Element2(CodeFrame& frame, Instr in, Instr more);
   KT_NOINLINE kt_long Index(CodeFrame& frame, Instr in, Instr more);
   KT_NOINLINE kt_long SetElement(CodeFrame& frame, Instr in);
+  KT_NOINLINE kt_long SetInCopy(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long ChangeElement(CodeFrame& frame, Instr in, Instr more);
   KT_NOINLINE kt_long CallBuiltin(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long Receive(CodeFrame& frame, Instr in);

@@ -341,6 +341,7 @@ kt_long Machine::Combine(CodeFrame& frame, Operator op, std::uint16_t dst, std::
   const Kt_Variant value = Read(frame, a);
   const Kt_Variant kept = frame.base[dst].IsRef() ? frame.base[dst] : Kt_Variant();
   Kt_Variant& target = Place(frame, dst);
+  const Storing storing(*this);
   const kt_long code = Compute(op, target, value, target);
   if (KT_LIKELY(code == kOk)) return kOk;
   return kt::Report(&script_, kStatementSource, code, Kt_WString(OperatorText(op)) + u"=");
@@ -361,9 +362,10 @@ kt_long Machine::StepValue(CodeFrame& frame, Instr in, bool is_before) {
     old_value = ReadDefaultProp(old_value, plain) ? plain : Kt_Variant();
   }
   const auto step = static_cast<std::int16_t>(in.C());
-  Kt_Variant new_value = CanStep(old_value) ? Stepped(old_value, step) : old_value;
+  const bool can_step = CanStep(old_value);
+  Kt_Variant new_value = can_step ? Stepped(old_value, step) : old_value;
   Kt_Variant given = is_before ? new_value : old_value;
-  Store(frame, in.B(), std::move(new_value));
+  if (can_step) Store(frame, in.B(), std::move(new_value));
   Store(frame, in.A(), std::move(given));
   return kOk;
 }
@@ -423,30 +425,51 @@ kt_long Machine::Element(CodeFrame& frame, Instr in) {
     Store(frame, in.A(), item != nullptr ? Kt_Variant(*item) : Kt_Variant());
     return kOk;
   }
-  const Kt_Variant key_value = Read(frame, in.C());
-  const Kt_Variant kept = frame.base[in.B()].IsRef() ? frame.base[in.B()] : Kt_Variant();
-  if (ClearReleased(&script_, Place(frame, in.B()))) {
-    Store(frame, in.A(), Kt_Variant());
-    return kOk;
-  }
   kt_long index = -1;
   Kt_WString key;
-  ReadIndex(key_value, index, key);
-  const Kt_Variant base = Place(frame, in.B());
+  ReadIndex(Read(frame, in.C()), index, key);
   Kt_Variant element;
-  const kt_long code = ReadElementOf(&script_, NameOf(frame, in.B()), base, index, key, element);
+  const kt_long code = ElementAt(frame, in.B(), index, key, element);
   Store(frame, in.A(), std::move(element));
   return code;
 }
 
+// The element of a variable, whatever that holds.
+kt_long Machine::ElementAt(CodeFrame& frame, std::uint16_t reg, kt_long index,
+                           const Kt_WString& key, Kt_Variant& element) {
+  const Kt_Variant kept = frame.base[reg].IsRef() ? frame.base[reg] : Kt_Variant();
+  if (ClearReleased(&script_, Place(frame, reg))) return kOk;
+  const Kt_Variant base = Place(frame, reg);
+  return ReadElementOf(&script_, NameOf(frame, reg), base, index, key, element);
+}
+
 // The two steps of b[c][d], by way of the temp that `more` names.
 kt_long Machine::Element2(CodeFrame& frame, Instr in, Instr more) {
+  if (!IsPlain(Peek(frame, more.A()))) return Element2ByObject(frame, in, more);
   const std::uint16_t temp = more.C();
   if (const kt_long code = Element(frame, Instr::Of(InstrOp::kElement, temp, in.B(), in.C()))) {
     return code;
   }
   const Instr rest = Instr::Of(InstrOp::kMore, more.B(), 0, 0);
   return Index(frame, Instr::Of(InstrOp::kIndex, in.A(), temp, more.A()), rest);
+}
+
+// The same where the second index may be asked for its text: both indexes are read before elements.
+kt_long Machine::Element2ByObject(CodeFrame& frame, Instr in, Instr more) {
+  kt_long first = -1;
+  kt_long second = -1;
+  Kt_WString first_key;
+  Kt_WString second_key;
+  ReadIndex(Read(frame, in.C()), first, first_key);
+  ReadIndex(Read(frame, more.A()), second, second_key);
+  Kt_Variant row;
+  if (const kt_long code = ElementAt(frame, in.B(), first, first_key, row)) return code;
+  Kt_Variant element;
+  const Kt_WString name = frame.code->consts[more.B() & 0x7FFF].ToString();
+  const kt_long code =
+      ReadElementOf(&script_, name, row.Dereference(), second, second_key, element);
+  Store(frame, in.A(), std::move(element));
+  return code;
 }
 
 kt_long Machine::Index(CodeFrame& frame, Instr in, Instr more) {
@@ -482,7 +505,17 @@ kt_long Machine::SetElement(CodeFrame& frame, Instr in) {
   kt_long index = -1;
   Kt_WString key;
   ReadIndex(key_value, index, key);
+  const Storing storing(*this);
   return WriteElementOf(&script_, NameOf(frame, in.A()), Place(frame, in.A()), index, key, value);
+}
+
+// A number in place of a number or text of a shared list, which is copied first.
+kt_long Machine::SetInCopy(CodeFrame& frame, Instr in) {
+  const Storing storing(*this);
+  Kt_Variant* const item = Place(frame, in.A()).ListItemW(Peek(frame, in.B()).AsLong());
+  if (KT_UNLIKELY(item == nullptr)) return SetElement(frame, in);  // the run was stopped
+  *item = Peek(frame, in.C());
+  return kOk;
 }
 
 kt_long Machine::ChangeElement(CodeFrame& frame, Instr in, Instr more) {
@@ -495,6 +528,7 @@ kt_long Machine::ChangeElement(CodeFrame& frame, Instr in, Instr more) {
   ReadIndex(key_value, index, key);
   const Kt_WString name = NameOf(frame, in.A());
   Kt_Variant& place = Place(frame, in.A());
+  const Storing storing(*this);
   Kt_Variant* const item = index >= 0 && place.IsList() ? place.ListItemW(index) : nullptr;
   if (item != nullptr && IsPlain(*item) && IsPlain(value)) {
     Kt_Variant current = std::move(*item);  // appended to in place
@@ -733,6 +767,7 @@ bool Machine::IsValueOfStatement(const CodeFrame& frame, const Kt_Expr& expr) co
 
 // The names of the statement may stand for others since its value was computed.
 kt_long Machine::FinishByName(CodeFrame& frame, Kt_Variant& value) {
+  const Storing storing(*this);
   const FuncCode::Entry& entry = *frame.code->EntryAt(PcOf(frame));
   kt_long code = kOk;
   {
@@ -804,6 +839,13 @@ kt_long Machine::BeginStatements(CodeFrame& frame, bool& is_moved) {
     const FuncCode::Entry& there =
         by_name.entries[static_cast<std::size_t>(entry - func.entries.begin())];
     KT_ASSERT(there.op == entry->op);
+    for (std::size_t at = 0; at < func.global_of_register.size(); ++at) {
+      frame.base[func.box_base + at].Clear();
+    }
+    // Between two labels of a switch, its value.
+    if (func.temp_base != by_name.temp_base) {
+      frame.base[by_name.temp_base] = std::exchange(frame.base[func.temp_base], {});
+    }
     frame.code = &by_name;
     frame.link = link.get();
     frame.pc = by_name.instrs.data() + there.pc;

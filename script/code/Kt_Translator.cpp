@@ -372,6 +372,12 @@ void Translator::JoinTests() {
       {InstrOp::kIfLessRI, InstrOp::kStepIfLessRI},
       {InstrOp::kIfLessEqualRR, InstrOp::kStepIfLessEqualRR},
       {InstrOp::kIfLessEqualRI, InstrOp::kStepIfLessEqualRI},
+      {InstrOp::kIfGreaterRI, InstrOp::kStepIfGreaterRI},
+      {InstrOp::kIfGreaterEqualRI, InstrOp::kStepIfGreaterEqualRI},
+  };
+  constexpr std::pair<InstrOp, InstrOp> kSums[] = {
+      {InstrOp::kIfLessRR, InstrOp::kAddToIfLessRR},
+      {InstrOp::kIfLessEqualRR, InstrOp::kAddToIfLessEqualRR},
   };
 #define KT_ELEMENT_TEST(form) \
   { InstrOp::k##form, InstrOp::kElement##form }
@@ -390,6 +396,10 @@ void Translator::JoinTests() {
     if (first.Op() == InstrOp::kStep) {
       for (const auto& [relation, joined] : kSteps) {
         if (test.Op() == relation) first.Replace(Instr::Of(joined, first.A(), 0, first.C()));
+      }
+    } else if (first.Op() == InstrOp::kAddTo) {
+      for (const auto& [relation, joined] : kSums) {
+        if (test.Op() == relation) first.Replace(Instr::Of(joined, first.A(), first.B(), 0));
       }
     } else if (first.Op() == InstrOp::kElement && IsTemp(first.A()) && !test.IsEntry()) {
       for (const auto& [relation, joined] : kElements) {
@@ -643,6 +653,8 @@ void Translator::Switch(const Kt_ScriptOp& op) {
       continue;
     }
     temp_floor_ = static_cast<std::uint16_t>(chosen + 1);
+    // What the expressions before have declared, this one sees.
+    MarkAgain(op);
     const std::uint16_t value = Value(label.expression);
     EmitShort(InstrOp::kCase, chosen, value, body);
   }

@@ -30,6 +30,10 @@ Machine& RunState::GetMachine() {
   return *machine_;
 }
 
+void RunState::LetGlobalsGo() {
+  if (machine_ != nullptr) machine_->LetGlobalsGo();
+}
+
 void RunState::Retire(const std::shared_ptr<LinkedCode>& code) {
   if (depth_ == 0) return;
   code->next_retired = std::move(retired_);

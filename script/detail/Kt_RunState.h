@@ -97,6 +97,8 @@ class RunState {
   }
   void Pop() { frame_ = frame_->caller; }
   Machine& GetMachine();
+  // The globals of the script are about to go: see Machine::LetGlobalsGo.
+  void LetGlobalsGo();
   // Keeps code that a function has no longer until nothing runs.
   void Retire(const std::shared_ptr<LinkedCode>& code);
   Kt_WorkMeter& Meter() { return meter_; }
