@@ -21,6 +21,7 @@
 #include "script/code/Kt_Machine.h"
 
 #include <algorithm>
+#include <cstring>
 #include <new>
 #include <utility>
 
@@ -37,6 +38,13 @@ namespace {
 
 constexpr const char16_t* kSource = u"Kt_ScriptFunc";
 constexpr std::int64_t kStep = Kt_WorkMeter::kUnitsPerStep;
+
+// As IsLong(), by the whole first word: then the compiler knows that nothing counted is overwritten.
+KT_ALWAYS_INLINE bool IsLongWord(const Kt_Variant& value) {
+  std::uint64_t word = 0;
+  std::memcpy(&word, static_cast<const void*>(&value), sizeof word);
+  return word == kTagLong;
+}
 
 // dst = left op right when all are plain numbers; false, and nothing done, otherwise.
 template <class Op>
@@ -797,7 +805,7 @@ run:
 #undef KT_COMPOUND
   KT_CASE(Step) {
     Kt_Variant& value = Held(KT_R(in.A()));
-    if (KT_LIKELY(value.IsLong())) {
+    if (KT_LIKELY(IsLongWord(value))) {
       AddOp::Longs(value.AsLong(), static_cast<std::int16_t>(in.C()), value);
       KT_NEXT();
     }
@@ -810,7 +818,7 @@ run:
     Kt_Variant& value = KT_R(in.A());                                                           \
     const Instr test = *pc;                                                                     \
     const std::int64_t next = std::int64_t{value.AsLong()} + static_cast<std::int16_t>(in.C()); \
-    if (KT_LIKELY(value.IsLong() && bound.IsLong() && next == static_cast<kt_long>(next))) {    \
+    if (KT_LIKELY(IsLongWord(value) && bound.IsLong() && next == static_cast<kt_long>(next))) { \
       value.Set(static_cast<kt_long>(next));                                                    \
       ++pc;                                                                                     \
       if (KT_LIKELY(next relation bound.AsLong())) {                                            \
@@ -838,7 +846,7 @@ run:
     const Instr test = *pc;                                                                     \
     const Kt_Variant& bound = KT_R(test.B());                                                   \
     const std::int64_t next = std::int64_t{value.AsLong()} + step.AsLong();                     \
-    if (KT_LIKELY(value.IsLong() && step.IsLong() && bound.IsLong() &&                          \
+    if (KT_LIKELY(IsLongWord(value) && step.IsLong() && bound.IsLong() &&                       \
                   next == static_cast<kt_long>(next))) {                                        \
       value.Set(static_cast<kt_long>(next));                                                    \
       ++pc;                                                                                     \
@@ -950,12 +958,13 @@ run:
     const Kt_Variant& value = KT_X(in.C());
     const Kt_Variant* const item = index.IsLong() ? list.ListItem(index.AsLong()) : nullptr;
     if (KT_LIKELY(item != nullptr)) {
-      if (KT_LIKELY(!value.IsCounted() && !item->IsCounted() && !list.IsContentShared())) {
+      // Asked first: nothing that was read before that is known after it.
+      const bool is_own = !list.IsContentShared();
+      if (KT_LIKELY(is_own && !value.IsCounted() && !item->IsCounted())) {
         *const_cast<Kt_Variant*>(item) = value;
         KT_NEXT();
       }
-      if (IsNumberOrText(value) && IsNumberOrText(*item) &&
-          (!list.IsContentShared() || KT_IS_PUT_BACK(in.A()))) {
+      if (IsNumberOrText(value) && IsNumberOrText(*item) && (is_own || KT_IS_PUT_BACK(in.A()))) {
         *const_cast<Kt_Variant*>(item) = value;
         if (KT_UNLIKELY(value.IsCounted())) KT_DROP_TEXT(in.C());
         KT_NEXT();
