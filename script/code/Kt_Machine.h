@@ -155,6 +155,8 @@ class Machine {
   Kt_Variable* FreshGlobal(LinkedCode& link, std::uint16_t index) const;
   KT_NOINLINE kt_long GetGlobal(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long SetGlobal(CodeFrame& frame, Instr in);
+  bool BeginsStatement(const CodeFrame& frame) const;
+  void GoOnByNames(CodeFrame& frame);
   KT_NOINLINE kt_long BindGlobal(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long MakeList(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long DeclareArray(CodeFrame& frame, Instr in);

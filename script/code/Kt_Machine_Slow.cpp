@@ -198,6 +198,10 @@ kt_long Machine::BindGlobal(CodeFrame& frame, Instr in) {
     frame.base[in.A()].SetRef(*place);
     return kOk;
   }
+  if (BeginsStatement(frame)) {
+    GoOnByNames(frame);
+    return kOk;
+  }
   // Gone: whoever has the name now is assigned to, or gives a value to work on.
   const Instr user = *frame.pc;
   const Kt_ScriptOp& op = *frame.code->EntryAt(PcOf(frame))->op;
@@ -224,6 +228,25 @@ kt_long Machine::BindGlobal(CodeFrame& frame, Instr in) {
   frame.base[in.A()].SetRef(*variable);
   variable->Unref();
   return kOk;
+}
+
+// Whether the expression in hand is the first of its statement and has bound globals at most.
+bool Machine::BeginsStatement(const CodeFrame& frame) const {
+  const FuncCode::Entry* const entry = frame.code->EntryAt(PcOf(frame));
+  return entry != nullptr &&
+         std::all_of(frame.code->instrs.data() + entry->pc, frame.pc - 1,
+                     [](const Instr& in) { return in.Op() == InstrOp::kBindGlobal; });
+}
+
+// Begins the statement again, by names. It is charged there.
+void Machine::GoOnByNames(CodeFrame& frame) {
+  {
+    Contexts contexts(*this, frame);
+    contexts.Keep();
+  }
+  frame.pc = frame.code->instrs.data() + frame.code->EntryAt(PcOf(frame))->pc;
+  Kt_WorkMeter& meter = run_.Meter();
+  meter.SetLeft(meter.GetLeft() + frame.pc->Steps() * Kt_WorkMeter::kUnitsPerStep);
 }
 
 // Operators ---------------------------------------------------------------------------------------
