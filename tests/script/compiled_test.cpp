@@ -4,6 +4,8 @@
 // that a budget ends both at the same statement.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <random>
 #include <vector>
@@ -83,6 +85,63 @@ TEST(Compiled, ABudgetEndsBothAtTheSameStatement) {
   for (int limit_steps = 1; limit_steps < 220 && !HasFailure(); ++limit_steps) {
     ExpectSame(script, limit_steps);
   }
+}
+
+// All that can be seen of a run that is cancelled, or runs out of time, in its call number `at` of
+// hook().
+std::string StoppedAt(const char16_t* text, int at, bool is_compiled) {
+  kt::test::TestHost host;
+  std::atomic<bool> cancel{false};
+  Kt_RunBudget budget;
+  budget.cancel = &cancel;
+  budget.deadline = std::chrono::steady_clock::now() + std::chrono::hours(1);
+  int calls = 0;
+  host.on_hook = [&](Kt_ExprObject*, const Kt_VariantList&, Kt_Variant& result) {
+    result = kt_long{++calls};
+    if (calls != at) return kOk;
+    if (at % 2 == 0) cancel = true;
+    if (at % 2 == 1) budget.deadline -= std::chrono::hours(2);
+    (void)Kt_WorkMeter::Current()->LookNow();
+    return kOk;
+  };
+  Kt_Script script(&host);
+  script.SetBudget(&budget);
+  script.SetCompiled(is_compiled);
+  EXPECT_EQ(script.Parse(u"t", text, nullptr, nullptr), 0);
+  Kt_Variant result;
+  Kt_RunError::Forget();
+  const kt_long code = script.ExecFunc(u"main", nullptr, result);
+  const Kt_RunError& last = Kt_RunError::Last();
+  return std::to_string(code) + " at " + last.function.ToUtf8() + ":" + std::to_string(last.line) +
+         " calls " + std::to_string(calls) + " " + host.calls + " result " +
+         kt::test::Show(result) + " globals " + kt::test::Show(script.GetVariables()) +
+         " reports " + host.TakeReports();
+}
+
+// A deadline may pass, and a flag be raised, at any instruction: of what stands around the call
+// nothing more is done.
+TEST(Compiled, ADeadlineEndsBothAtTheSamePlace) {
+  const char16_t* const script =
+      u"var g = 1, list = [1, 'two', [3, 4]], s = 'text';\n"
+      u"function f(a, b) { if (hook() > 90) return a; g += hook(); return a + hook() * b; }\n"
+      u"function main() {\n"
+      u"  var x = hook() + 1, text = 'a' + hook() + 'b';\n"
+      u"  s = s + hook() + 'c'; s += hook(); list[hook() % 3] = hook(); list[0] += hook();\n"
+      u"  for (var i = hook(); i < hook() && i < 60; i += hook()) { log(i); x += f(i, hook()); }\n"
+      u"  while (hook() % 5 > 0 || g < hook() - 60) { g++; if (hook() % 2) continue; log(g); }\n"
+      u"  switch (hook() % 3) { case hook(): log(1); case 1: x = hook(); break; default: hook(); }\n"
+      u"  var l = [hook(), [hook()], list[2][hook() % 2]]; l[hook() % 2] = list; log(length(l));\n"
+      u"  f(ref(l[0]), f(hook(), ref(x))); eval('g = hook() + g'); fresh = hook(); fresh += hook();\n"
+      u"  var row = list[2]; row[0] = hook(); list[2] = row; return [text.left(hook()), x, l, s];\n"
+      u"}\n";
+  int at = 1;
+  for (; at < 200 && !HasFailure(); ++at) {
+    const std::string compiled = StoppedAt(script, at, true);
+    EXPECT_EQ(compiled, StoppedAt(script, at, false)) << at;
+    if (compiled.starts_with("0 ")) break;  // the run ended before
+  }
+  EXPECT_GT(at, 40);
+  EXPECT_LT(at, 200);
 }
 
 // What callbacks do to the variables of the function that called them.
