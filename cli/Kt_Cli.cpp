@@ -238,20 +238,13 @@ struct Command {
 };
 // In the order of the help.
 constexpr Command kCommands[] = {
-    {"run", AddRun, true, true, false},
-    {"eval", AddEval, true, true, false},
-    {"check", AddCheck, true, true, false},
-    {"completion", AddCompletion, false, false, true},
-    {"explain", AddExplain, false, false, false},
-    {"dump", AddDump, false, false, false},
-    {"fmt", AddFmt, false, false, false},
-    {"functions", AddFunctions, false, false, false},
-    {"help", AddHelp, false, false, true},
-    {"lsp", AddLsp, true, false, false},
-    {"man", AddMan, false, false, true},
-    {"repl", AddRepl, true, false, false},
-    {"show", AddShow, true, true, false},
-    {"test", AddTest, true, true, false},
+    {"run", AddRun, true, true, false},           {"eval", AddEval, true, true, false},
+    {"check", AddCheck, true, true, false},       {"completion", AddCompletion, false, false, true},
+    {"explain", AddExplain, false, false, false}, {"dump", AddDump, false, false, false},
+    {"fmt", AddFmt, false, false, false},         {"functions", AddFunctions, false, false, false},
+    {"help", AddHelp, false, false, true},        {"lsp", AddLsp, true, false, false},
+    {"man", AddMan, false, false, true},          {"repl", AddRepl, true, false, false},
+    {"show", AddShow, true, true, false},         {"test", AddTest, true, true, false},
 };
 
 // The command that is called `name`; all of them for one that shows others, and for none. Setting

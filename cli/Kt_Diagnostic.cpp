@@ -272,6 +272,14 @@ void Tell(Streams streams, const std::vector<Diagnostic>& diagnostics) {
 
 void TellOutOfMemory(Streams streams) {
   streams.messages.clear();  // an earlier message may have failed for the same reason
+  if (streams.json) {
+    // As JsonLine gives it. JSON values want memory in their destructors too.
+    streams.messages << R"({"severity":"error","code":0,"name":"","text":"kt: out of memory",)"
+                        R"("file":"","line":0,"column":0,"length":0,"expression":"","hint":"",)"
+                        R"("related":[],"calls":[],"callsLeftOut":0})"
+                        "\n";
+    return;
+  }
   try {
     Tell(streams, Diagnostic::Complaint("kt", "out of memory"));
     if (streams.messages) return;

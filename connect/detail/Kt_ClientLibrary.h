@@ -36,7 +36,8 @@ class ClientLibrary {
     if (handle_ == nullptr) handle_ = ::dlopen(file_, RTLD_LAZY | RTLD_LOCAL);
     if (handle_ == nullptr) {
       const char* const reason = ::dlerror();
-      error = std::string("cannot load its client library: ") + (reason != nullptr ? reason : file_);
+      error =
+          std::string("cannot load its client library: ") + (reason != nullptr ? reason : file_);
       return false;
     }
     missing_ = nullptr;
@@ -65,10 +66,10 @@ class ClientLibrary {
 
 // The library `file` with the functions of the list: variables of their names, and
 // bool load(std::string& error).
-#define KT_CLIENT_LIBRARY(load, file, functions)                                                 \
-  functions(KT_CLIENT_FUNCTION) inline bool load(std::string& error) {                           \
-    static ClientLibrary library(file, [](ClientLibrary& from) { functions(KT_CLIENT_FIND) });   \
-    return library.Load(error);                                                                  \
+#define KT_CLIENT_LIBRARY(load, file, functions)                                               \
+  functions(KT_CLIENT_FUNCTION) inline bool load(std::string& error) {                         \
+    static ClientLibrary library(file, [](ClientLibrary& from) { functions(KT_CLIENT_FIND) }); \
+    return library.Load(error);                                                                \
   }
 
 #else

@@ -39,7 +39,8 @@ namespace {
 constexpr const char16_t* kSource = u"Kt_ScriptFunc";
 constexpr std::int64_t kStep = Kt_WorkMeter::kUnitsPerStep;
 
-// As IsLong(), by the whole first word: then the compiler knows that nothing counted is overwritten.
+// As IsLong(), by the whole first word: then the compiler knows that nothing counted is
+// overwritten.
 KT_ALWAYS_INLINE bool IsLongWord(const Kt_Variant& value) {
   std::uint64_t word = 0;
   std::memcpy(&word, static_cast<const void*>(&value), sizeof word);
@@ -839,28 +840,28 @@ run:
 #undef KT_TEST_NUMBER
 #undef KT_STEP_IF
 // The same with a step of any size. What is not done at once leaves the test to that instruction.
-#define KT_ADD_TO_IF(form, relation)                                                            \
-  KT_CASE(AddToIf##form) {                                                                      \
-    Kt_Variant& value = KT_R(in.A());                                                           \
-    const Kt_Variant& step = KT_X(in.B());                                                      \
-    const Instr test = *pc;                                                                     \
-    const Kt_Variant& bound = KT_R(test.B());                                                   \
-    const std::int64_t next = std::int64_t{value.AsLong()} + step.AsLong();                     \
-    if (KT_LIKELY(IsLongWord(value) && step.IsLong() && bound.IsLong() &&                       \
-                  next == static_cast<kt_long>(next))) {                                        \
-      value.Set(static_cast<kt_long>(next));                                                    \
-      ++pc;                                                                                     \
-      if (KT_LIKELY(value.AsLong() relation bound.AsLong())) {                                  \
-        pc += static_cast<std::int16_t>(test.C());                                              \
-        KT_LOOK();                                                                              \
-      }                                                                                         \
-      KT_NEXT();                                                                                \
-    }                                                                                           \
-    Kt_Variant& dst = Held(value);                                                              \
-    if (TryNumbers<AddOp>(dst, step, dst) || TryHeld<AddOp>(KT_HELD(), dst, step, dst)) {       \
-      KT_NEXT();                                                                                \
-    }                                                                                           \
-    KT_SLOW(Combine(*frame, Operator::kAdd, in.A(), in.B()));                                   \
+#define KT_ADD_TO_IF(form, relation)                                                      \
+  KT_CASE(AddToIf##form) {                                                                \
+    Kt_Variant& value = KT_R(in.A());                                                     \
+    const Kt_Variant& step = KT_X(in.B());                                                \
+    const Instr test = *pc;                                                               \
+    const Kt_Variant& bound = KT_R(test.B());                                             \
+    const std::int64_t next = std::int64_t{value.AsLong()} + step.AsLong();               \
+    if (KT_LIKELY(IsLongWord(value) && step.IsLong() && bound.IsLong() &&                 \
+                  next == static_cast<kt_long>(next))) {                                  \
+      value.Set(static_cast<kt_long>(next));                                              \
+      ++pc;                                                                               \
+      if (KT_LIKELY(value.AsLong() relation bound.AsLong())) {                            \
+        pc += static_cast<std::int16_t>(test.C());                                        \
+        KT_LOOK();                                                                        \
+      }                                                                                   \
+      KT_NEXT();                                                                          \
+    }                                                                                     \
+    Kt_Variant& dst = Held(value);                                                        \
+    if (TryNumbers<AddOp>(dst, step, dst) || TryHeld<AddOp>(KT_HELD(), dst, step, dst)) { \
+      KT_NEXT();                                                                          \
+    }                                                                                     \
+    KT_SLOW(Combine(*frame, Operator::kAdd, in.A(), in.B()));                             \
   }
   KT_ADD_TO_IF(LessRR, <)
   KT_ADD_TO_IF(LessEqualRR, <=)

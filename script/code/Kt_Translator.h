@@ -128,7 +128,7 @@ class Translator {
   void LowerInstr(Lowering& low, std::size_t at);
   void LowerCall(Lowering& low, const CodeInstr& in);
   std::uint16_t Read(Lowering& low, std::uint16_t operand);
-  std::uint16_t Variable(Lowering& low, std::uint16_t operand);
+  std::uint16_t Variable(Lowering& low, std::uint16_t operand, bool is_named_here = false);
   std::uint16_t Target(Lowering& low, std::uint16_t temp);
   void EmitOperator(Operator op, std::uint16_t dst, std::uint16_t a, std::uint16_t b);
   void EmitRelation(Operator op, bool sense, std::uint16_t a, std::uint16_t b, Label label);

@@ -75,7 +75,8 @@ struct Translator::Lowering {
   int want_temp = -1;  // the temp that is to be written to `want`
   bool is_compiled = false;
   bool has_guards = false;
-  bool runs_code = false;  // a call may run code of scripts or of the host
+  bool runs_code = false;   // a call may run code of scripts or of the host
+  bool has_called = false;  // there is one before the place in hand
   const char* why = nullptr;
 };
 
@@ -265,12 +266,15 @@ std::uint16_t Translator::Target(Lowering& low, std::uint16_t temp) {
   return low.want_temp == temp ? low.want : low.places[temp];
 }
 
-// The register of a variable, or of one that stands for a global.
-std::uint16_t Translator::Variable(Lowering& low, std::uint16_t operand) {
+// The register of a variable, or of one that stands for a global. A global that is named where it
+// is used is looked for there: a call before may have loaded the script again.
+std::uint16_t Translator::Variable(Lowering& low, std::uint16_t operand, bool is_named_here) {
   const Place& place = low.names[static_cast<std::size_t>(operand - kNameBase)];
   if (place.kind != Place::Kind::kGlobal) return place.reg;
   const std::uint16_t box = BoxOf(place.reg);
-  if (!low.runs_code) (void)Emit(InstrOp::kBindGlobal, box, place.reg);
+  if (!low.runs_code || (is_named_here && low.has_called)) {
+    (void)Emit(InstrOp::kBindGlobal, box, place.reg);
+  }
   return box;
 }
 
@@ -327,6 +331,7 @@ void Translator::EmitRelation(Operator op, bool sense, std::uint16_t a, std::uin
 // Instructions ------------------------------------------------------------------------------------
 
 void Translator::LowerCall(Lowering& low, const CodeInstr& in) {
+  low.has_called = true;
   const std::uint16_t first = in.b > 0 ? low.places[in.a] : low.places[in.dst];
   const std::uint16_t site = SiteOf(low, static_cast<std::size_t>(in.extra));
   // Where the arguments were the result may stay, unless it is an argument of a call itself.
@@ -374,7 +379,7 @@ void Translator::LowerInstr(Lowering& low, std::size_t at) {
     case CodeOp::kStepBefore:
     case CodeOp::kStepAfter: {
       const InstrOp op = in.op == CodeOp::kStepBefore ? InstrOp::kStepBefore : InstrOp::kStepAfter;
-      const std::uint16_t variable = Variable(low, in.a);
+      const std::uint16_t variable = Variable(low, in.a, true);
       (void)Emit(op, Target(low, in.dst), variable, static_cast<std::uint16_t>(in.extra));
       break;
     }
@@ -404,7 +409,7 @@ void Translator::LowerInstr(Lowering& low, std::size_t at) {
       (void)Emit(InstrOp::kReceive, Target(low, in.dst), Read(low, in.a));
       break;
     case CodeOp::kRef: {
-      const std::uint16_t variable = Variable(low, in.a);
+      const std::uint16_t variable = Variable(low, in.a, true);
       (void)Emit(InstrOp::kRef, Target(low, in.dst), variable);
       break;
     }

@@ -426,7 +426,9 @@ Outcome Interpreter::Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Kt_Va
   if (KT_LIKELY(code == kOk)) return Flow::kReturn;
   // A failure has been reported; the function still returns.
   const bool ends_run = code == kAbort || EndsRun(code) || run_.GetStopCode() != kOk;
-  return ends_run ? Outcome(code) : Flow::kReturn;
+  if (!ends_run) return Flow::kReturn;
+  result.Clear();
+  return code;
 }
 
 // Control -----------------------------------------------------------------------------------------

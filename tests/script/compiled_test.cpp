@@ -129,9 +129,11 @@ TEST(Compiled, ADeadlineEndsBothAtTheSamePlace) {
       u"  s = s + hook() + 'c'; s += hook(); list[hook() % 3] = hook(); list[0] += hook();\n"
       u"  for (var i = hook(); i < hook() && i < 60; i += hook()) { log(i); x += f(i, hook()); }\n"
       u"  while (hook() % 5 > 0 || g < hook() - 60) { g++; if (hook() % 2) continue; log(g); }\n"
-      u"  switch (hook() % 3) { case hook(): log(1); case 1: x = hook(); break; default: hook(); }\n"
+      u"  switch (hook() % 3) { case hook(): log(1); case 1: x = hook(); break; default: hook(); "
+      u"}\n"
       u"  var l = [hook(), [hook()], list[2][hook() % 2]]; l[hook() % 2] = list; log(length(l));\n"
-      u"  f(ref(l[0]), f(hook(), ref(x))); eval('g = hook() + g'); fresh = hook(); fresh += hook();\n"
+      u"  f(ref(l[0]), f(hook(), ref(x))); eval('g = hook() + g'); fresh = hook(); fresh += "
+      u"hook();\n"
       u"  var row = list[2]; row[0] = hook(); list[2] = row; return [text.left(hook()), x, l, s];\n"
       u"}\n";
   int at = 1;
