@@ -361,10 +361,10 @@ bool Machine::Test(CodeFrame& frame, Instr in, bool when) {
 
 // target = target op value, in place, so that appending to a text does not copy it.
 kt_long Machine::Combine(CodeFrame& frame, Operator op, std::uint16_t dst, std::uint16_t a) {
+  const Storing storing(*this);  // outlives what is read
   const Kt_Variant value = Read(frame, a);
   const Kt_Variant kept = frame.base[dst].IsRef() ? frame.base[dst] : Kt_Variant();
   Kt_Variant& target = Place(frame, dst);
-  const Storing storing(*this);
   const kt_long code = Compute(op, target, value, target);
   if (KT_LIKELY(code == kOk)) return kOk;
   return kt::Report(&script_, kStatementSource, code, Kt_WString(OperatorText(op)) + u"=");
@@ -522,13 +522,13 @@ kt_long Machine::SetElement(CodeFrame& frame, Instr in) {
       }
     }
   }
+  const Storing storing(*this);  // outlives what is read
   const Kt_Variant key_value = Read(frame, in.B());
   const Kt_Variant value = Read(frame, in.C());
   const Kt_Variant kept = frame.base[in.A()].IsRef() ? frame.base[in.A()] : Kt_Variant();
   kt_long index = -1;
   Kt_WString key;
   ReadIndex(key_value, index, key);
-  const Storing storing(*this);
   return WriteElementOf(&script_, NameOf(frame, in.A()), Place(frame, in.A()), index, key, value);
 }
 
@@ -542,6 +542,7 @@ kt_long Machine::SetInCopy(CodeFrame& frame, Instr in) {
 }
 
 kt_long Machine::ChangeElement(CodeFrame& frame, Instr in, Instr more) {
+  const Storing storing(*this);  // outlives what is read
   const auto op = static_cast<Operator>(more.B());
   const Kt_Variant key_value = Read(frame, in.B());
   const Kt_Variant value = Read(frame, in.C());
@@ -551,7 +552,6 @@ kt_long Machine::ChangeElement(CodeFrame& frame, Instr in, Instr more) {
   ReadIndex(key_value, index, key);
   const Kt_WString name = NameOf(frame, in.A());
   Kt_Variant& place = Place(frame, in.A());
-  const Storing storing(*this);
   Kt_Variant* const item = index >= 0 && place.IsList() ? place.ListItemW(index) : nullptr;
   if (item != nullptr && IsPlain(*item) && IsPlain(value)) {
     Kt_Variant current = std::move(*item);  // appended to in place
