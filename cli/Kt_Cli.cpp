@@ -11,8 +11,10 @@
 #include <ostream>
 #include <sstream>
 #include <string_view>
+#include <thread>
 
 #include "classlib/base/Kt_Memory.h"
+#include "classlib/base/Kt_WorkThreads.h"
 #include "classlib/text/Kt_WString.h"
 #include "cli/Kt_Bounds.h"
 #include "cli/Kt_Color.h"
@@ -202,8 +204,15 @@ bool WantsJson(const Arguments& arguments) {
   return std::find(arguments.begin(), end, "--json") != end;
 }
 
-int Run(const Action& action, std::int64_t limit_bytes, Streams streams) {
-  const Kt_CountedMemory bound(limit_bytes);
+// What options bound of what a command does.
+struct Bounds {
+  std::int64_t megabytes = 0;
+  int threads = 2;
+};
+
+int Run(const Action& action, const Bounds& bounds, Streams streams) {
+  const Kt_CountedMemory bound(MemoryLimit(bounds.megabytes));
+  const Kt_WorkThreads allowed(std::thread::hardware_concurrency() == 1 ? 1 : bounds.threads);
   const int status = action(streams);
   // That memory ran out has been told, unless somebody took no notice of it, or took it for another
   // fault.
@@ -229,35 +238,50 @@ std::optional<Diagnostic> Prepare(const CLI::App& command, Arguments& arguments)
   return FindUnknownOption(command, "kt " + name, takes_minus ? given : arguments);
 }
 
+enum OptionSet : unsigned {
+  kNoOptions = 0,
+  kMemory = 1,
+  kThreads = 2,
+  kSandbox = 4,
+  kAllOptions = kMemory | kThreads | kSandbox,
+};
+
 struct Command {
   const char* name;
   void (*add)(CLI::App& app, Action& action);
-  bool has_memory;
-  bool has_sandbox;
-  bool shows_others;  // it looks at the options of all commands
+  unsigned options;
+  bool shows_others = false;  // it looks at the options of all commands
 };
 // In the order of the help.
 constexpr Command kCommands[] = {
-    {"run", AddRun, true, true, false},           {"eval", AddEval, true, true, false},
-    {"check", AddCheck, true, true, false},       {"completion", AddCompletion, false, false, true},
-    {"explain", AddExplain, false, false, false}, {"dump", AddDump, false, false, false},
-    {"fmt", AddFmt, false, false, false},         {"functions", AddFunctions, false, false, false},
-    {"help", AddHelp, false, false, true},        {"lsp", AddLsp, true, false, false},
-    {"man", AddMan, false, false, true},          {"repl", AddRepl, true, false, false},
-    {"show", AddShow, true, true, false},         {"test", AddTest, true, true, false},
+    {"run", AddRun, kAllOptions},
+    {"eval", AddEval, kAllOptions},
+    {"check", AddCheck, kMemory | kSandbox},
+    {"completion", AddCompletion, kNoOptions, true},
+    {"explain", AddExplain, kNoOptions},
+    {"dump", AddDump, kNoOptions},
+    {"fmt", AddFmt, kNoOptions},
+    {"functions", AddFunctions, kNoOptions},
+    {"help", AddHelp, kNoOptions, true},
+    {"lsp", AddLsp, kMemory},
+    {"man", AddMan, kNoOptions, true},
+    {"repl", AddRepl, kMemory | kThreads},
+    {"show", AddShow, kAllOptions},
+    {"test", AddTest, kAllOptions},
 };
 
 // The command that is called `name`; all of them for one that shows others, and for none. Setting
 // up the options of all takes as long as everything else that the program does before it begins.
-void AddCommands(CLI::App& app, Action& action, const std::string& name, std::int64_t& megabytes) {
+void AddCommands(CLI::App& app, Action& action, const std::string& name, Bounds& bounds) {
   const auto* const asked = std::ranges::find(kCommands, name, &Command::name);
   const bool is_alone = asked != std::end(kCommands) && !asked->shows_others;
   for (const Command& command : kCommands) {
     if (is_alone && &command != asked) continue;
     command.add(app, action);
     CLI::App& added = *app.get_subcommand(command.name);
-    if (command.has_memory) AddMemoryOption(added, megabytes);
-    if (command.has_sandbox) AddSandboxFlag(added);
+    if ((command.options & kMemory) != 0) AddMemoryOption(added, bounds.megabytes);
+    if ((command.options & kThreads) != 0) AddThreadsOption(added, bounds.threads);
+    if ((command.options & kSandbox) != 0) AddSandboxFlag(added);
     AddColorOption(added);
   }
 }
@@ -273,8 +297,8 @@ int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& str
   app.footer(
       "'kt help COMMAND' describes one command. Exit status: 0 fine, 1 a script or its data\n"
       "is at fault, 2 the command line is.");
-  std::int64_t megabytes = 0;
-  AddCommands(app, action, arguments[0], megabytes);
+  Bounds bounds;
+  AddCommands(app, action, arguments[0], bounds);
 
   const CLI::App* const command = FindCommand(app, arguments[0]);
   const std::optional<Diagnostic> unknown_option =
@@ -289,7 +313,7 @@ int Dispatch(Arguments arguments, std::ostream& raw, std::optional<Streams>& str
     return NoCommand("kt", arguments[0], app, *streams);
   }
   const int status = Parse(app, std::move(arguments), unknown_option, *streams);
-  return status >= 0 ? status : Run(action, MemoryLimit(megabytes), *streams);
+  return status >= 0 ? status : Run(action, bounds, *streams);
 }
 
 }  // namespace

@@ -27,6 +27,9 @@ CLI::Option* AddJsonFlag(CLI::App& command, const std::string& help);
 // --strict.
 CLI::Option* AddStrictFlag(CLI::App& command, bool& strict);
 
+// --threads, for a command that works on data.
+void AddThreadsOption(CLI::App& command, int& threads);
+
 // Which files scripts may reach, as the command line says.
 struct FileRules {
   std::vector<std::string> allow_dirs;

@@ -123,6 +123,7 @@ EngineState::EngineState() {
 Entry::Entry(std::shared_ptr<EngineState> state)
     : state_(std::move(state)),
       outer_(std::exchange(running_engine, state_.get())),
+      threads_(state_->threads),
       clock_(state_->clock ? &state_->clock : nullptr),
       settings_(state_->settings ? &state_->settings : nullptr),
       strict_(state_->strict ? &*state_->strict : nullptr) {
@@ -300,6 +301,10 @@ Engine& Engine::LimitNanoseconds(double nanoseconds) {
 }
 Engine& Engine::limit_memory(std::int64_t bytes) {
   state_->budget.limit_bytes = bytes;
+  return *this;
+}
+Engine& Engine::threads(int count) {
+  state_->threads = count;
   return *this;
 }
 void Engine::cancel() { state_->cancelled.store(true, std::memory_order_relaxed); }

@@ -267,6 +267,10 @@ class KT_SCRIPT_API Engine {
     return LimitNanoseconds(static_cast<double>(time.count()) * kUnit);
   }
   Engine& limit_memory(std::int64_t bytes);
+  // How many threads one operation of a call may use where it pays, such as a script's sort of a
+  // large dataset: 1 at first, or 2. Results are the same, and nothing of the host runs on the
+  // second one. What the host does itself with a table is allowed one by Kt_WorkThreads.
+  Engine& threads(int count);
   // Ends the call that is running, or the next one when none is, with kErrCancelled. From any
   // thread, as long as the engine is there.
   void cancel();

@@ -7,6 +7,7 @@
 #include <optional>
 #include <utility>
 
+#include "classlib/base/Kt_WorkThreads.h"
 #include "expr/Kt_Expr.h"
 #include "host/Kt_Engine.h"
 #include "host/Kt_HostContext.h"
@@ -36,6 +37,7 @@ struct KT_SCRIPT_API EngineState : std::enable_shared_from_this<EngineState> {
   std::optional<StrictReading> strict;
   IncludeSource includes;
   bool is_tolerant = false;
+  int threads = 1;  // that one operation may use
   int depth = 0;  // calls of the host into the engine that are running
   // Names that are called and expressions that are evaluated: a name knows its symbol after its
   // first search, an expression is parsed once and asks for its names when they have changed.
@@ -80,6 +82,7 @@ class KT_SCRIPT_API Entry {
  private:
   std::shared_ptr<EngineState> state_;
   EngineState* outer_;  // whose call this one is inside of; null: none
+  Kt_WorkThreads threads_;
   Kt_ThreadClock clock_;
   Kt_ThreadSettings settings_;
   TextWatch::Scope strict_;

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "classlib/base/Kt_Codes.h"
+#include "classlib/base/detail/Kt_SharedBounds.h"
 
 namespace {
 
@@ -18,10 +19,21 @@ KT_THREAD_LOCAL std::int64_t stop_bytes = kNoStop;
 KT_THREAD_LOCAL std::uint32_t failures = 0;
 KT_THREAD_LOCAL std::uint32_t reported_failures = 0;
 
+// While two threads work under one limit.
+KT_THREAD_LOCAL kt::detail::SharedMemory* shared_memory = nullptr;
+
+bool TakesRoom(std::int64_t missing) {
+  const std::int64_t taken = shared_memory != nullptr ? shared_memory->Take(missing) : 0;
+  stop_bytes += taken;
+  return taken > 0;
+}
+
 // What `added` bytes more will make of the account; past the limit it throws.
 std::int64_t CountWith(std::int64_t added) {
   const std::int64_t used = used_bytes + added;
-  if (KT_UNLIKELY(used > stop_bytes && added > 0)) throw std::bad_alloc();
+  if (KT_UNLIKELY(used > stop_bytes && added > 0) && !TakesRoom(used - stop_bytes)) {
+    throw std::bad_alloc();
+  }
   return used;
 }
 
@@ -100,3 +112,49 @@ void kt::PassMemoryFailure(std::uint32_t before) {
 }
 
 void kt::PassMemoryFailure() { throw NotedFailure(); }
+
+namespace kt::detail {
+
+void SharedMemory::Open() noexcept {
+  own_stop_ = stop_bytes;
+  has_limit_ = stop_bytes != kNoStop;
+  used_ = 0;
+  failures_ = 0;
+  if (!has_limit_) return;
+  left_.store(stop_bytes - used_bytes, std::memory_order_relaxed);
+  stop_bytes = used_bytes;
+  shared_memory = this;
+}
+
+void SharedMemory::Close() noexcept {
+  used_bytes += used_;
+  failures += failures_;
+  stop_bytes = own_stop_;
+  shared_memory = nullptr;
+}
+
+void SharedMemory::Enter() noexcept {
+  used_bytes = 0;
+  failures = 0;
+  stop_bytes = has_limit_ ? 0 : kNoStop;
+  shared_memory = has_limit_ ? this : nullptr;
+}
+
+void SharedMemory::Leave() noexcept {
+  used_ = used_bytes;
+  failures_ = failures;
+  shared_memory = nullptr;
+}
+
+std::int64_t SharedMemory::Take(std::int64_t missing) noexcept {
+  constexpr std::int64_t kPortion = 64 * 1024;
+  std::int64_t left = left_.load(std::memory_order_relaxed);
+  std::int64_t taken = 0;
+  do {
+    if (left < missing) return 0;
+    taken = std::min(left, std::max(missing, kPortion));
+  } while (!left_.compare_exchange_weak(left, left - taken, std::memory_order_relaxed));
+  return taken;
+}
+
+}  // namespace kt::detail

@@ -143,8 +143,12 @@ class KT_CLASS_API Kt_ColumnForms {
 };
 
 // How often tokens stood for null in the columns of a file.
+// Threads: the counts of different columns may be added to by different threads when there is room
+// for them.
 class KT_CLASS_API Kt_NullCounts {
  public:
+  Kt_NullCounts() = default;
+  explicit Kt_NullCounts(std::size_t columns) : counts_(columns) {}
   void Add(std::size_t column, int token);
   // Adds the counts of a column to a report.
   void Tell(std::size_t column, const Kt_WString& id, const Kt_CellReader& reader,

@@ -7,12 +7,18 @@
 // the types over all records, then to fill. So the types are the same as if all records had been
 // looked at first, however late in the file the cell stands that decides them (tests:
 // "TypesThatComeLate").
+//
+// The columns are filled batch by batch: first the records of a batch are cut into cells, then each
+// column stores its own. Columns have nothing in common then, so a second thread takes some of them
+// while this one cuts the records of the next batch and stores the rest. Whatever the threads take,
+// every column does the same in the same order.
 #include <algorithm>
+#include <atomic>
 #include <cmath>
-#include <cstring>
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/Kt_Memory.h"
+#include "classlib/base/detail/Kt_Helper.h"
 #include "classlib/formats/Kt_CellForms.h"
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/formats/detail/Kt_CsvHeading.h"
@@ -20,6 +26,7 @@
 #include "classlib/formats/detail/Kt_CsvSniffer.h"
 #include "classlib/formats/detail/Kt_QuickCells.h"
 #include "classlib/formats/detail/Kt_Transfer.h"
+#include "classlib/formats/detail/Kt_WidenAscii.h"
 #include "classlib/store/Kt_UniqueIds.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
@@ -36,31 +43,6 @@ constexpr auto kMaxUnits = static_cast<std::size_t>(kMaxStringLength);
 std::u16string_view ToWide(std::u16string_view text, kt::CountedText&, bool& whole) {
   whole = text.size() <= kMaxUnits;
   return whole ? text : std::u16string_view();
-}
-
-// Copies ASCII bytes, by eights. False, and anything copied, when there are others.
-bool WidenAscii(std::string_view text, char16_t* out) {
-  constexpr std::size_t kBytes = 8;
-  std::uint64_t all = 0;
-  std::size_t at = 0;
-  const auto widen = [&](std::size_t first) {
-    for (std::size_t byte = first; byte < first + kBytes; ++byte) {
-      out[byte] = static_cast<unsigned char>(text[byte]);
-    }
-    std::uint64_t word;
-    std::memcpy(&word, text.data() + first, kBytes);
-    all |= word;
-  };
-  for (; at + kBytes <= text.size(); at += kBytes) widen(at);
-  if (at > 0 && at < text.size()) {
-    widen(text.size() - kBytes);
-  } else {
-    for (; at < text.size(); ++at) {
-      out[at] = static_cast<unsigned char>(text[at]);
-      all |= out[at];
-    }
-  }
-  return (all & 0x8080808080808080u) == 0;
 }
 
 std::u16string_view ToWide(std::string_view text, kt::CountedText& buffer, bool& whole) {
@@ -105,6 +87,15 @@ struct CsvColumn : CsvHeading {
   // for theirs, and whether longs may still become doubles, which a -0 may not.
   bool is_guess = false;
   bool may_widen = true;
+  bool is_misfit = false;  // a cell does not fit the type that the first records gave the column
+  // Cells of the batch that did not convert: how many, and the first ones.
+  struct Fault {
+    std::size_t row;  // of the batch
+    std::size_t col;
+    Kt_WString text;
+  };
+  kt_long fault_count = 0;
+  std::vector<Fault> faults;
 };
 
 // ---- Options ----------------------------------------------------------------------------------
@@ -210,15 +201,21 @@ class CsvLoader {
     // What is rejected for a cell of its own counts for the types of all others: they come first.
     constexpr std::size_t kSample = 1000;
     constexpr std::size_t kUnitsPerNoted = 256;  // so that short texts are guessed at too
+    nulls_ = Kt_NullCounts(columns_.size());
     const std::size_t some = std::min(kSample, body_.Rest().size() / kUnitsPerNoted + 1);
     FindTypes(options_.reject_bad_cells ? kMaxDatasetRows : static_cast<kt_long>(some));
     const Kt_LoadReport before = report_;
     if (Fill()) return true;
     if (!is_misfit_) return false;
     report_ = before;
-    nulls_ = {};
+    nulls_ = Kt_NullCounts(columns_.size());
     stored_ = 0;
-    for (CsvColumn& column : columns_) column.forms = {};
+    for (CsvColumn& column : columns_) {
+      column.forms = {};
+      column.is_misfit = false;
+      column.fault_count = 0;
+      column.faults.clear();
+    }
     FindTypes(kMaxDatasetRows);
     return Fill();
   }
@@ -239,12 +236,10 @@ class CsvLoader {
  private:
   // Types as those of the first rows, which is a guess when there are more.
   void FindTypes(kt_long most_rows) {
-    const bool sees_all = EachRow(
-        [&](const Scanner&) {
-          NoteForms();
-          return row_count_ <= most_rows;
-        },
-        [](const Scanner&, const char16_t*) {});
+    const bool sees_all = EachRow([&] {
+      NoteForms();
+      return row_count_ <= most_rows;
+    });
     noted_rows_ = row_count_;
     for (CsvColumn& column : columns_) {
       if (!column.settled) column.type = column.forms.Type();
@@ -264,8 +259,7 @@ class CsvLoader {
     const auto guessed = static_cast<kt_long>(std::min<double>(rows, kMaxDatasetRows)) + 1;
     room_ = static_cast<std::size_t>(std::max(guessed, row_count_));
     if (CanHold(room_)) return;
-    EachRow([&](const Scanner&) { return row_count_ <= kMaxDatasetRows; },
-            [](const Scanner&, const char16_t*) {});
+    EachRow([&] { return row_count_ <= kMaxDatasetRows; });
     room_ = static_cast<std::size_t>(row_count_);
   }
 
@@ -297,18 +291,42 @@ class CsvLoader {
       cells_.push_back(std::make_shared<Kt_Column>(column.type));
       cells_.back()->Reserve(room_);
     }
-    bool has_room = true;
-    EachRow(
-        [&](const Scanner& scanner) {
-          has_room = static_cast<std::size_t>(row_count_) <= room_ || Grow();
-          if (!has_room) return false;
-          if (!options_.reject_bad_cells || Converts(scanner)) StoreRow(scanner);
-          return !is_misfit_;
-        },
-        [&](const Scanner& scanner, const char16_t* reason) { Reject(scanner, reason); });
-    if (!has_room || is_misfit_) return false;
+    if (!FillInBatches()) return false;
     report_.records = stored_ + report_.rows_rejected;
     Tell();
+    return true;
+  }
+
+  // The next batch is read before a misfit ends this, so that the work charged is the same whether
+  // a second thread is there or not.
+  bool FillInBatches() {
+    Helper helper(room_);
+    Walk walk(body_);
+    Batch batches[2];
+    row_count_ = 0;
+    ReadBatch(walk, batches[0]);
+    for (std::size_t at = 0; batches[at].rows > 0;) {
+      const Batch& batch = batches[at];
+      if (batch.end_row > room_ && !Grow(batch.end_row)) return false;
+      std::atomic<std::size_t> next_col = 0;
+      const auto store = [&](Texts& texts) {
+        for (std::size_t col = next_col++; col < columns_.size(); col = next_col++) {
+          StoreColumn(col, batch, texts);
+        }
+      };
+      if (helper.IsThere()) {
+        const auto read = [&] { ReadBatch(walk, batches[at ^ 1]); };
+        helper.Both([&] { read(), store(own_texts_); }, [&] { store(other_texts_); });
+        ListFaults(batch);
+        at ^= 1;
+      } else {
+        store(own_texts_);
+        ListFaults(batch);
+        ReadBatch(walk, batches[at]);
+      }
+      is_misfit_ = std::ranges::any_of(columns_, &CsvColumn::is_misfit);
+      if (is_misfit_) return false;
+    }
     return true;
   }
 
@@ -319,8 +337,7 @@ class CsvLoader {
   }
 
   // More room than the first records let expect.
-  bool Grow() {
-    const auto rows = static_cast<std::size_t>(row_count_);
+  bool Grow(std::size_t rows) {
     if (!HasRoom(rows)) return false;
     room_ = rows + rows / 8;
     for (const auto& cells : cells_) cells->Reserve(room_);
@@ -424,18 +441,21 @@ class CsvLoader {
     return true;
   }
 
-  // Calls good(scanner) for every record that has a place in the columns, with its cells in
-  // record_, until it answers false, and bad(scanner, reason) for the others. True at the end of
-  // the text.
-  template <class Good, class Bad>
-  bool EachRow(Good good, Bad bad) {
-    Scanner scanner = body_;
+  // The way through the records.
+  struct Walk {
+    explicit Walk(const Scanner& start) : scanner(start) {}
+    Scanner scanner;
     RoundCharge charge;
-    row_count_ = 0;
-    for (;;) {
+  };
+
+  // The next record that has a place in the columns, with its cells in record_; calls
+  // bad(scanner, reason) for those before it that have none. False at the end of the text.
+  template <class Bad>
+  bool NextRow(Walk& walk, Bad bad) {
+    for (Scanner& scanner = walk.scanner;;) {
       const Row row = scanner.Next(record_);
-      if (row == Row::kEnd) return true;
-      charge.AddOrLeave(UnitsOf(scanner.Text().size(), record_.size()));
+      if (row == Row::kEnd) return false;
+      walk.charge.AddOrLeave(UnitsOf(scanner.Text().size(), record_.size()));
       // Empty cells beyond the last column say nothing: the line ends with separators.
       while (record_.size() > columns_.size() && record_.back().IsNull()) record_.pop_back();
       if (row == Row::kBad) {
@@ -444,9 +464,74 @@ class CsvLoader {
         bad(scanner, u"more cells than columns");
       } else if (columns_.size() == 1 || !IsEmptyRecord()) {
         ++row_count_;
-        if (!good(scanner)) return false;
+        return true;
       }
     }
+  }
+
+  // Calls good() for every such record until it answers false. True at the end of the text.
+  template <class Good>
+  bool EachRow(Good good) {
+    Walk walk(body_);
+    row_count_ = 0;
+    while (NextRow(walk, [](const Scanner&, const char16_t*) {})) {
+      if (!good()) return false;
+    }
+    return true;
+  }
+
+  // Records that are stored together: the cells of a column follow one another.
+  struct Batch {
+    std::size_t most = 0;                  // rows that it has room for
+    std::size_t rows = 0;                  // 0: the text has ended
+    std::size_t end_row = 0;               // rows of the text up to its end
+    kt::CountedVector<Cell> cells;         // of row r in column c: most * c + r
+    kt::CountedVector<std::int64_t> lines;
+    kt::CountedVector<kt_long> numbers;  // of the rows among those with a place in the columns
+  };
+
+  // So many cells stay in a near cache.
+  void MakeRoom(Batch& batch) const {
+    constexpr std::size_t kCells = 16 * 1024;
+    if (batch.most > 0) return;
+    batch.most = std::clamp<std::size_t>(kCells / columns_.size(), 1, std::max<std::size_t>(room_, 1));
+    batch.cells.resize(batch.most * columns_.size());
+    batch.lines.resize(batch.most);
+    batch.numbers.resize(batch.most);
+  }
+
+  void ReadBatch(Walk& walk, Batch& batch) {
+    MakeRoom(batch);
+    batch.rows = 0;
+    const auto reject = [&](const Scanner& scanner, const char16_t* reason) {
+      Reject(scanner, reason);
+    };
+    while (batch.rows < batch.most && NextRow(walk, reject)) {
+      if (options_.reject_bad_cells && !Converts(walk.scanner)) continue;
+      const std::size_t row = batch.rows++;
+      batch.lines[row] = walk.scanner.Line();
+      batch.numbers[row] = row_count_;
+      Cell* place = batch.cells.data() + row;
+      for (const Cell& cell : record_) {
+        *place = cell;
+        place += batch.most;
+      }
+      ++stored_;
+      if (record_.size() == columns_.size()) continue;
+      for (std::size_t col = record_.size(); col < columns_.size(); ++col) {
+        *place = Cell();
+        place += batch.most;
+      }
+      NoteShort(walk.scanner);
+    }
+    batch.end_row = static_cast<std::size_t>(row_count_);
+  }
+
+  void NoteShort(const Scanner& scanner) {
+    ++report_.rows_short;
+    if (report_.short_rows.size() >= options_.max_listed) return;
+    report_.short_rows.push_back(
+        {scanner.Line(), u"fewer cells than columns", TextOf(scanner.Text())});
   }
 
   static std::int64_t UnitsOf(std::size_t units, std::size_t cells) {
@@ -501,39 +586,42 @@ class CsvLoader {
     return whole && reader_.Read(wide, column.type, value);
   }
 
-  void StoreRow(const Scanner& scanner) {
-    for (std::size_t col = 0; col < record_.size(); ++col) Store(col, record_[col], scanner);
-    ++stored_;
-    if (record_.size() == columns_.size()) return;
-    for (std::size_t col = record_.size(); col < columns_.size(); ++col) {
-      cells_[col]->AppendNulls(1);
-    }
-    ++report_.rows_short;
-    if (report_.short_rows.size() < options_.max_listed) {
-      report_.short_rows.push_back(
-          {scanner.Line(), u"fewer cells than columns", TextOf(scanner.Text())});
+  // Working memory of one thread.
+  struct Texts {
+    typename Scanner::Buffer narrow;
+    kt::CountedText wide;
+  };
+
+  void StoreColumn(std::size_t col, const Batch& batch, Texts& texts) {
+    const Cell* const cells = batch.cells.data() + batch.most * col;
+    const CsvColumn& column = columns_[col];
+    for (std::size_t row = 0; row < batch.rows && !column.is_misfit; ++row) {
+      if (cells[row].IsNull()) {
+        cells_[col]->AppendNulls(1);
+      } else {
+        Store(col, cells[row].Content(format_.quote, texts.narrow), batch, row, texts.wide);
+      }
     }
   }
 
-  void Store(std::size_t col, const Cell& cell, const Scanner& scanner) {
-    const CsvColumn& column = columns_[col];
-    if (cell.IsNull()) return cells_[col]->AppendNulls(1);
-    const View text = cell.Content(format_.quote, narrow_);
+  void Store(std::size_t col, View text, const Batch& batch, std::size_t row,
+             kt::CountedText& buffer) {
+    CsvColumn& column = columns_[col];
     // Tokens that are null everywhere may look like numbers.
     const bool tokens_first = reader_.NullsInAllColumns();
     if (tokens_first && column.has_tokens && StoreNull(col, text)) return;
     if (StoreQuick(*cells_[col], text)) return;
-    if (column.is_guess && !FitsGuess(col, text)) {
-      is_misfit_ = true;
+    if (column.is_guess && !FitsGuess(col, text, batch.numbers[row])) {
+      column.is_misfit = true;
       return;
     }
-    if (StoreValue(*cells_[col], text)) return;
+    if (StoreValue(*cells_[col], text, buffer)) return;
     if (!tokens_first && column.has_tokens && StoreNull(col, text)) return;
     bool whole = false;
-    const std::u16string_view wide = ToWide(text, wide_, whole);
+    const std::u16string_view wide = ToWide(text, buffer, whole);
     Kt_Variant value;
     const bool converts = reader_.Read(wide, column.type, value) && whole;
-    if (!converts) NotConverted(scanner.Line(), col, text);
+    if (!converts) NoteFault(col, row, text);
     // A column keeps what it can of a text that does not convert.
     if (wide.empty() && !text.empty()) value.Clear();
     cells_[col]->Append(value);
@@ -562,9 +650,9 @@ class CsvLoader {
 
   // Whether the text leaves its column the type that was found in the first records, if need be a
   // wider one. False when the types of all records have to be found.
-  bool FitsGuess(std::size_t col, View text) {
+  bool FitsGuess(std::size_t col, View text, kt_long row_number) {
     CsvColumn& column = columns_[col];
-    if (column.type == Kt_ColumnType::kString) return FitsTexts(col, text);
+    if (column.type == Kt_ColumnType::kString) return FitsTexts(col, text, row_number);
     const Kt_CellReader::Forms forms = reader_.FormsOf(text);
     if (forms == 0) return column.has_tokens && reader_.NullToken(text) >= 0;
     if ((forms & FormOf(column.type)) != 0) {
@@ -581,16 +669,16 @@ class CsvLoader {
     return widens;
   }
 
-  bool FitsTexts(std::size_t col, View text) {
+  bool FitsTexts(std::size_t col, View text, kt_long row_number) {
     CsvColumn& column = columns_[col];
-    if (row_count_ <= noted_rows_) return true;
+    if (row_number <= noted_rows_) return true;
     column.forms.Note(reader_, text);
     column.is_guess = !column.forms.IsClosed();
     const Kt_ColumnType type = column.forms.Type();
     // So far there were no cells but blanks and tokens.
     if (type == Kt_ColumnType::kString) return true;
     Retype(col, type);
-    return FitsGuess(col, text);
+    return FitsGuess(col, text, row_number);
   }
 
   static Kt_CellReader::Forms FormOf(Kt_ColumnType type) {
@@ -627,7 +715,7 @@ class CsvLoader {
   }
 
   // The cells of usual types, without a variant; false for all others.
-  bool StoreValue(Kt_Column& target, View text) {
+  bool StoreValue(Kt_Column& target, View text, kt::CountedText& buffer) {
     kt_long whole_number = 0;
     Kt_DateTime moment;
     bool whole = false;
@@ -645,7 +733,7 @@ class CsvLoader {
         target.AppendDouble(moment.days);
         return true;
       case Kt_ColumnType::kString: {
-        const std::u16string_view wide = ToWide(text, wide_, whole);
+        const std::u16string_view wide = ToWide(text, buffer, whole);
         if (whole) target.AppendText(wide);
         return whole;
       }
@@ -660,10 +748,26 @@ class CsvLoader {
     }
   }
 
-  void NotConverted(std::int64_t line, std::size_t col, View text) {
-    ++report_.cells_not_converted;
-    if (report_.not_converted.size() < options_.max_listed) {
-      report_.not_converted.push_back({line, columns_[col].id, ExcerptOf(text)});
+  void NoteFault(std::size_t col, std::size_t row, View text) {
+    CsvColumn& column = columns_[col];
+    ++column.fault_count;
+    if (column.faults.size() < options_.max_listed) {
+      column.faults.push_back({row, col, ExcerptOf(text)});
+    }
+  }
+
+  // Lists the cells of a batch that did not convert by row, and takes them away.
+  void ListFaults(const Batch& batch) {
+    std::vector<CsvColumn::Fault> faults;
+    for (CsvColumn& column : columns_) {
+      report_.cells_not_converted += std::exchange(column.fault_count, 0);
+      std::ranges::move(column.faults, std::back_inserter(faults));
+      column.faults.clear();
+    }
+    std::ranges::stable_sort(faults, {}, &CsvColumn::Fault::row);
+    for (const CsvColumn::Fault& fault : faults) {
+      if (report_.not_converted.size() >= options_.max_listed) return;
+      report_.not_converted.push_back({batch.lines[fault.row], columns_[fault.col].id, fault.text});
     }
   }
 
@@ -696,6 +800,8 @@ class CsvLoader {
   Kt_NullCounts nulls_;
   typename Scanner::Buffer narrow_;
   kt::CountedText wide_;
+  Texts own_texts_;
+  Texts other_texts_;  // of the second thread
 };
 
 // False, with the reason in the report, when the text is no table.

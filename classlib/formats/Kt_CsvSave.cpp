@@ -3,6 +3,8 @@
 // Saving CSV, as UTF-8 or UTF-16. Cells of numbers are written where they stand in their columns,
 // without a value or a text of their own. The text of a cell, with its quotes, is made once for all
 // rows that have it, as far as the dictionary of the column knows that they do.
+//
+// Rows are written in blocks, on two threads if there are two (Kt_RowBlocks.h).
 #include <algorithm>
 #include <charconv>
 
@@ -12,6 +14,7 @@
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/formats/detail/Kt_CsvHeading.h"
 #include "classlib/formats/detail/Kt_FileText.h"
+#include "classlib/formats/detail/Kt_RowBlocks.h"
 #include "classlib/formats/detail/Kt_Transfer.h"
 #include "classlib/text/Kt_AString.h"
 #include "classlib/text/Kt_Number.h"
@@ -40,7 +43,9 @@ class WideOut {
     to += text;
     return true;
   }
-  bool HasRoomFor(std::size_t units) const { return out_.View().size() + units <= kMaxUnits; }
+  // Whether so many units are no more than a text may have.
+  static bool CanBe(std::size_t units) { return units <= kMaxUnits; }
+  std::size_t Size() const { return out_.View().size(); }
   bool Take(const Text& text) { return out_.Append(text); }
   void Finish() { out_.FreeExtra(); }
 
@@ -72,7 +77,8 @@ class Utf8Out {
     to += kt::ToUtf8Bytes(text);
     return true;
   }
-  bool HasRoomFor(std::size_t bytes) const { return out_.GetSize() + bytes <= kMaxBytes; }
+  static bool CanBe(std::size_t bytes) { return bytes <= kMaxBytes; }
+  std::size_t Size() const { return out_.GetSize(); }
   bool Take(const Text& text) {
     out_.Append(text);
     return true;
@@ -123,69 +129,53 @@ bool AppendHeading(typename Out::Text& to, const Kt_WString& id, std::u16string_
 
 // ---- Rows -------------------------------------------------------------------------------------
 
-// The cells of a column whose texts have been made: where each stands in `text`, by its code; from
-// 0 to 0 where it has not.
-template <class Text>
-struct MadeCells {
-  struct Part {
-    std::size_t first = 0;
-    std::size_t end = 0;
-  };
-  Text text;
-  kt::CountedVector<Part> parts;  // none where texts are mostly different
-};
-
+// Writes blocks of rows, each into a text of its own.
 template <class Out>
-class CsvWriter {
+class CsvBlock {
  public:
-  CsvWriter(const SavedRows& rows, const Kt_CsvSaveOptions& options, Kt_SaveReport& report, Out out)
-      : rows_(rows), options_(options), report_(report), out_(out), made_(rows.columns.size()) {}
-
-  // kOk, or the code of the report.
-  kt_long Write() {
-    const auto& columns = rows_.columns;
-    const auto& slots = rows_.slots;
-    if (columns.empty() && !slots.empty()) {
-      return report_.Refuse(kErrNotAllowed, u"rows without a column");
-    }
-    if (columns.empty()) return kOk;
-    if (const kt_long code = WriteHeadings()) return code;
-    for (std::size_t row = 0; row < slots.size(); ++row) {
-      charge_.AddOrLeave(static_cast<std::int64_t>(8 * columns.size()) *
-                         Kt_WorkMeter::kUnitsPerCell);
-      for (std::size_t col = 0; col < columns.size(); ++col) {
-        if (col > 0) PutUnit(options_.separator);
-        if (columns[col].cells->IsNull(slots[row])) continue;
-        if (const kt_long code = WriteCell(row, col)) return code;
-      }
-      EndLine();
-      if (text_.size() < kPieceUnits) continue;
-      if (!Flush()) return report_.Refuse(kErrStringTooLong, {});
-    }
-    if (!Flush()) return report_.Refuse(kErrStringTooLong, {});
-    ChargeOrLeave(0);
-    out_.Finish();
-    return kOk;
-  }
-
- private:
   using Unit = typename Out::Unit;
   using Text = typename Out::Text;
+
+  CsvBlock(const SavedRows& rows, const Kt_CsvSaveOptions& options)
+      : rows_(rows), options_(options), made_(MadeCells<Text>::Of(rows)) {}
+
+  // Ends with the first cell that cannot be saved.
+  void Write(std::size_t first, std::size_t end) {
+    text_.clear();
+    texts_end_ = 0;
+    report_ = {};
+    for (std::size_t row = first; row < end; ++row) {
+      code_ = WriteRow(row);
+      if (code_ != kOk) return;
+    }
+  }
+
+  // Of the block written last: its text; the length of that up to the end of its last cell of
+  // text; and kOk, or why it ends before its end.
+  const Text& GetText() const { return text_; }
+  std::size_t GetTextsEnd() const { return texts_end_; }
+  kt_long GetCode() const { return code_; }
+  const Kt_SaveReport& GetReport() const { return report_; }
 
   kt_long WriteHeadings() {
     for (const SavedRows::Column& column : rows_.columns) {
       if (&column != &rows_.columns.front()) PutUnit(options_.separator);
       const Kt_WString type = TypeSuffix(column.cells->Type(), column.size);
       if (AppendHeading<Out>(text_, column.id, type, options_)) continue;
-      return report_.Refuse(kErrNotAllowed,
-                            Kt_WString(u"column '") + column.id.View() + u"': " + kNoCharacter);
+      return code_ = report_.Refuse(kErrNotAllowed, Kt_WString(u"column '") + column.id.View() +
+                                                        u"': " + kNoCharacter);
     }
-    // Where texts hardly come twice, there is nothing to gain.
-    for (std::size_t col = 0; col < made_.size(); ++col) {
-      const Kt_Column& cells = *rows_.columns[col].cells;
-      if (cells.Type() != Kt_ColumnType::kString) continue;
-      const TextDictionary& texts = cells.Cells<Kt_Column::Texts>().dictionary;
-      if (texts.Count() < rows_.slots.size() / 2) made_[col].parts.resize(texts.Count());
+    EndLine();
+    return kOk;
+  }
+
+ private:
+  kt_long WriteRow(std::size_t row) {
+    const auto& columns = rows_.columns;
+    for (std::size_t col = 0; col < columns.size(); ++col) {
+      if (col > 0) PutUnit(options_.separator);
+      if (columns[col].cells->IsNull(rows_.slots[row])) continue;
+      if (const kt_long code = WriteCell(row, col)) return code;
     }
     EndLine();
     return kOk;
@@ -202,12 +192,6 @@ class CsvWriter {
     } else {
       Out::Append(text_, std::u16string_view(&unit, 1));
     }
-  }
-
-  bool Flush() {
-    const bool taken = out_.Take(text_);
-    text_.clear();
-    return taken;
   }
 
   // REQUIRES: the cell is not null.
@@ -232,7 +216,8 @@ class CsvWriter {
         break;
       default: break;
     }
-    return WriteValue(cells.Read(slot), row, col, text_);
+    if (const kt_long code = WriteValue(cells.Read(slot), row, col, text_)) return code;
+    return EndText();
   }
 
   // A number that a sign of the file may be part of is in quotes.
@@ -260,17 +245,22 @@ class CsvWriter {
     const std::uint32_t code = cells.Cells<Kt_Column::Texts>().codes[rows_.slots[row]];
     auto& part = made.parts[code];
     if (part.end == 0) {
+      const Kt_Variant value = cells.Read(rows_.slots[row]);
+      const bool is_long = value.AsStringView().size() > MadeCells<Text>::kLongest;
       const std::size_t first = made.text.size();
-      if (const kt_long refusal = WriteValue(cells.Read(rows_.slots[row]), row, col, made.text)) {
+      if (const kt_long refusal = WriteValue(value, row, col, is_long ? text_ : made.text)) {
         return refusal;
       }
+      if (is_long) return EndText();
       part = {first, made.text.size()};
     }
-    if (!out_.HasRoomFor(text_.size() + part.end - part.first)) {
-      return report_.Refuse(kErrStringTooLong, {});
-    }
     text_.append(made.text, part.first, part.end - part.first);
-    return kOk;
+    return EndText();
+  }
+
+  kt_long EndText() {
+    texts_end_ = text_.size();
+    return Out::CanBe(texts_end_) ? kOk : report_.Refuse(kErrStringTooLong, {});
   }
 
   kt_long WriteValue(const Kt_Variant& value, std::size_t row, std::size_t col, Text& to) {
@@ -282,9 +272,7 @@ class CsvWriter {
     Kt_WString cell = FileText(value);
     if (options_.guard_formulas && value.IsString()) GuardFormula(cell);
     // Before the next cell is appended: cells may share one long text.
-    if (!out_.HasRoomFor(to.size() + cell.View().size())) {
-      return report_.Refuse(kErrStringTooLong, {});
-    }
+    if (!Out::CanBe(to.size() + cell.View().size())) return report_.Refuse(kErrStringTooLong, {});
     if (AppendCell<Out>(to, cell, cell.IsEmpty(), options_.separator)) return kOk;
     return report_.Refuse(kErrNotAllowed,
                           PlaceOfCell(static_cast<kt_long>(row), id) + u": " + kNoCharacter);
@@ -295,10 +283,60 @@ class CsvWriter {
 
   const SavedRows& rows_;
   const Kt_CsvSaveOptions& options_;
+  Text text_;
+  std::size_t texts_end_ = 0;
+  kt_long code_ = kOk;
+  Kt_SaveReport report_;
+  std::vector<MadeCells<Text>> made_;
+};
+
+template <class Out>
+class CsvWriter {
+ public:
+  CsvWriter(const SavedRows& rows, const Kt_CsvSaveOptions& options, Kt_SaveReport& report, Out out)
+      : rows_(rows), options_(options), report_(report), out_(out) {}
+
+  // kOk, or the code of the report.
+  kt_long Write() {
+    const auto& columns = rows_.columns;
+    if (columns.empty() && !rows_.slots.empty()) {
+      return report_.Refuse(kErrNotAllowed, u"rows without a column");
+    }
+    if (columns.empty()) return kOk;
+    const auto make = [&] { return CsvBlock<Out>(rows_, options_); };
+    auto headings = make();
+    (void)headings.WriteHeadings();
+    if (const kt_long code = Take(headings)) return code;
+    const auto pay = [&](std::size_t first, std::size_t end) {
+      for (std::size_t row = first; row < end; ++row) {
+        charge_.AddOrLeave(static_cast<std::int64_t>(8 * columns.size()) *
+                           Kt_WorkMeter::kUnitsPerCell);
+      }
+    };
+    const auto take = [&](const CsvBlock<Out>& block) { return Take(block); };
+    if (const kt_long code = WriteInBlocks(rows_, true, make, pay, take)) return code;
+    ChargeOrLeave(0);
+    out_.Finish();
+    return kOk;
+  }
+
+ private:
+  // Appends a block to what is there: kOk, or why it cannot be.
+  kt_long Take(const CsvBlock<Out>& block) {
+    if (block.GetTextsEnd() > 0 && !Out::CanBe(out_.Size() + block.GetTextsEnd())) {
+      return report_.Refuse(kErrStringTooLong, {});
+    }
+    if (block.GetCode() != kOk) {
+      report_ = block.GetReport();
+      return block.GetCode();
+    }
+    return out_.Take(block.GetText()) ? kOk : report_.Refuse(kErrStringTooLong, {});
+  }
+
+  const SavedRows& rows_;
+  const Kt_CsvSaveOptions& options_;
   Kt_SaveReport& report_;
   Out out_;
-  Text text_;  // of the last rows
-  std::vector<MadeCells<Text>> made_;
   RoundCharge charge_;
 };
 

@@ -1,8 +1,16 @@
 // SPDX-License-Identifier: MIT
 //
-// JSON. The text is read twice, as CSV is: once to find the columns and their types, once to fill
-// them. The shape is known before that from the first value and, for an object, what follows it.
+// JSON. The first rows give the columns and their types, as in CSV, and the columns are filled with
+// those in one pass over the text. Where a later row has another member, or a value that does not
+// leave its column the type, all is read again: first to find columns and types over all rows, then
+// to fill them. The shape is known before that from the first value and, for an object, what
+// follows it.
+//
+// Values that have the usual form of their column are stored where they are read; others go through
+// a Kt_Variant.
 #include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <unordered_map>
 #include <vector>
 
@@ -11,7 +19,10 @@
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/formats/detail/Kt_JsonCells.h"
+#include "classlib/formats/detail/Kt_QuickCells.h"
+#include "classlib/formats/detail/Kt_RowBlocks.h"
 #include "classlib/formats/detail/Kt_Transfer.h"
+#include "classlib/formats/detail/Kt_WidenAscii.h"
 #include "classlib/store/Kt_UniqueIds.h"
 #include "classlib/text/Kt_Number.h"
 #include "classlib/text/Kt_Unicode.h"
@@ -29,6 +40,9 @@ struct JsonColumn {
   Kt_ColumnType type = Kt_ColumnType::kString;
   bool settled = false;  // the dataset or the options give the type
   Kt_ColumnForms forms;
+  bool is_guess = false;  // the type is that of the first rows
+  // The usual form of a value is one that all values have which were seen, and no token for null.
+  bool is_quick = false;
   std::shared_ptr<Kt_Column> cells;  // null where the dataset computes the column
   std::size_t offset = SIZE_MAX;     // of the row in which a value came last
 };
@@ -87,13 +101,33 @@ class JsonColumns {
     return true;
   }
 
-  void SettleTypes() {
+  // What was seen is that of all rows, or of the first ones.
+  void SettleTypes(const JsonCellReader& reader, bool sees_all) {
     for (JsonColumn& column : columns_) {
       if (!column.settled) column.type = JsonCellReader::TypeOf(column.forms);
+      column.is_guess = !sees_all && !column.settled && !column.forms.IsClosed();
+      const bool has_tokens =
+          reader.Strings().NullsInAllColumns() && reader.Strings().HasNullTokens(column.type);
+      const bool has_form = column.settled || column.type == Kt_ColumnType::kString ||
+                            (column.forms.Common() & FormOf(column.type)) != 0;
+      column.is_quick = has_form && !has_tokens;
+    }
+  }
+  // As if no row had been seen; the columns stay.
+  void Forget() {
+    for (JsonColumn& column : columns_) {
+      column.forms = {};
+      column.cells = nullptr;
+      column.offset = SIZE_MAX;
     }
   }
 
  private:
+  static Kt_CellReader::Forms FormOf(Kt_ColumnType type) {
+    if (type == Kt_ColumnType::kLong) return Kt_CellReader::kLong;
+    return type == Kt_ColumnType::kDouble ? Kt_CellReader::kDouble : Kt_CellReader::kDate;
+  }
+
   const Kt_Dataset& dataset_;
   const Kt_CellRules& rules_;
   std::vector<JsonColumn> columns_;
@@ -117,10 +151,17 @@ class JsonLoader {
   bool Load() {
     report_.error = reader_.Strings().Fault();
     if (!report_.error.IsEmpty() || !FindShape()) return false;
-    const auto ignore = [](auto&&...) {};
-    if (!EachRow([&](const auto& cells, std::size_t) { NoteForms(cells); }, ignore)) return false;
-    columns_.SettleTypes();
-    return FindStated() && AddRows();
+    // What is rejected for a cell of its own counts for the types of all others: they come first.
+    constexpr std::int64_t kSample = 1000;
+    constexpr std::int64_t kBytesPerNoted = 1024;  // so that short texts are guessed at too
+    const std::int64_t some = std::min(kSample, std::ssize(text_) / kBytesPerNoted + 1);
+    if (!FindTypes(options_.reject_bad_cells ? kMaxDatasetRows : some)) return false;
+    if (!sees_all_ && FindMissing() != nullptr && !FindTypes(kMaxDatasetRows)) return false;
+    if (!CheckStated()) return false;
+    if (AddRows()) return true;
+    if (!is_misfit_) return false;
+    report_ = {};
+    return FindTypes(kMaxDatasetRows) && CheckStated() && AddRows();
   }
   LoadedTable& Table() { return table_; }
 
@@ -201,13 +242,29 @@ class JsonLoader {
     return true;
   }
 
-  // Calls good(cells, offset) for every row that has a place in the columns, and
-  // bad(offset, reason) for the others. False when the text is no JSON.
+  // Columns and types as those of the first rows. False when the text is no JSON.
+  bool FindTypes(std::int64_t most_rows) {
+    columns_.Forget();
+    const auto ignore = [](auto&&...) {};
+    const auto note = [&](const auto& cells, std::size_t) {
+      NoteForms(cells);
+      return row_count_ < most_rows;
+    };
+    if (!EachRow(note, ignore)) return false;
+    sees_all_ = !is_stopped_;
+    noted_rows_ = row_count_;
+    columns_.SettleTypes(reader_, sees_all_);
+    return true;
+  }
+
+  // Calls good(cells, offset) for every row that has a place in the columns, until it answers
+  // false, and bad(offset, reason) for the others. False when the text is no JSON.
   template <class Good, class Bad>
   bool EachRow(Good good, Bad bad) {
     JsonScanner scanner(text_, start_);
     if (shape_ == Shape::kList) scanner.Next();
     row_count_ = 0;
+    is_stopped_ = false;
     bool first = true;
     for (;; first = false) {
       const Piece piece = scanner.Next();
@@ -216,6 +273,7 @@ class JsonLoader {
       if (shape_ == Shape::kList && piece == Piece::kArrayEnd) return IsAll(scanner);
       if (first) rows_are_ = piece;
       if (!Row(scanner, piece, first, good, bad)) return false;
+      if (is_stopped_) return true;
     }
   }
 
@@ -246,8 +304,8 @@ class JsonLoader {
       bad(offset, u"more cells than columns");
       return true;
     }
-    good(cells_, offset);
     ++row_count_;
+    is_stopped_ = !good(cells_, offset);
     return true;
   }
 
@@ -305,19 +363,25 @@ class JsonLoader {
     }
   }
 
-  bool FindStated() {
-    if (options_.rules.types_may_lack_columns) return true;
+  // The first column whose type is stated and that is not there; null: all are.
+  const Kt_WString* FindMissing() const {
+    if (options_.rules.types_may_lack_columns) return nullptr;
     for (const auto& stated : options_.rules.types) {
       const Kt_WString& wanted = stated.first;
       const bool known = std::ranges::any_of(columns_.List(), [&](const JsonColumn& column) {
         return kt_stricmpW(column.id.View(), wanted.View()) == 0;
       });
-      if (known) continue;
-      report_.error =
-          Kt_WString(u"there is no column '") + wanted.View() + u"', whose type is stated";
-      return false;
+      if (!known) return &wanted;
     }
-    return true;
+    return nullptr;
+  }
+
+  bool CheckStated() {
+    const Kt_WString* const missing = FindMissing();
+    if (missing == nullptr) return true;
+    report_.error =
+        Kt_WString(u"there is no column '") + missing->View() + u"', whose type is stated";
+    return false;
   }
 
   // The id of the stored column that is meant by that of a column; empty for a computed one.
@@ -336,12 +400,15 @@ class JsonLoader {
   void AddColumns() {
     table_.has_column_info = !options_.rules.types.empty();
     NameMap places;
+    known_columns_ = columns_.List().size();
+    has_aliases_ = false;
     for (JsonColumn& column : columns_.List()) {
       const Kt_WString id = StoredId(column.id);
       if (id.IsEmpty()) continue;
       const kt_long place = places.Find(id);
       if (place >= 0) {
         column.cells = table_.columns[static_cast<std::size_t>(place)].cells;
+        has_aliases_ = true;
         continue;
       }
       column.cells = std::make_shared<Kt_Column>(column.type);
@@ -350,44 +417,145 @@ class JsonLoader {
     }
   }
 
+  // False when that is a misfit, or with the reason in the report.
   bool AddRows() {
-    if (row_count_ > kMaxDatasetRows) return Fail(0, u"too many rows");
-    if (IsBlownUp(columns_.List().size(), static_cast<std::size_t>(row_count_), text_.size())) {
-      return Fail(0, u"too many empty cells");
-    }
+    is_misfit_ = false;
+    table_ = {};
+    nulls_ = {};
+    counted_ = 0;
+    line_ = 1;
+    room_ = 0;
+    if (sees_all_ && !CheckSize(row_count_)) return false;
     AddColumns();
     const bool read =
-        EachRow([&](const auto& cells, std::size_t offset) { Store(cells, offset); },
+        EachRow([&](const auto& cells, std::size_t offset) { return Store(cells, offset); },
                 [&](std::size_t offset, const char16_t* reason) { Reject(offset, reason); });
+    if (!read || is_stopped_ || !CheckSize(row_count_)) return false;
     for (const LoadedColumn& column : table_.columns) {
       PadTo(*column.cells, table_.row_count);
       column.cells->ShrinkToFit();
     }
     report_.records = static_cast<kt_long>(table_.row_count) + report_.rows_rejected;
     Tell();
-    return read;
+    return true;
   }
 
-  void Store(const kt::CountedVector<JsonCell>& cells, std::size_t offset) {
-    values_.assign(cells.size(), Converted());
+  bool CheckSize(std::int64_t rows) {
+    if (rows > kMaxDatasetRows) return Fail(0, u"too many rows");
+    return !IsBlownUp(columns_.List().size(), static_cast<std::size_t>(rows), text_.size()) ||
+           Fail(0, u"too many empty cells");
+  }
+
+  // Room for the next row, and as many as may follow by the length of those before it.
+  bool MakeRoom(std::size_t offset) {
+    constexpr std::size_t kFirst = 1024;
+    if (row_count_ <= room_) return true;
+    if (!CheckSize(row_count_)) return false;
+    const auto rows = static_cast<std::size_t>(row_count_);
+    std::size_t most = rows + rows / 16 + kFirst;
+    if (rows > kFirst) {
+      const double left = static_cast<double>(text_.size() - offset) / static_cast<double>(offset);
+      const auto all = rows + static_cast<std::size_t>(1.02 * left * static_cast<double>(rows));
+      if (!IsBlownUp(columns_.List().size(), all, text_.size())) most = std::max(most, all);
+    }
+    room_ = static_cast<std::int64_t>(most);
+    for (const LoadedColumn& column : table_.columns) column.cells->Reserve(most);
+    return true;
+  }
+
+  // False when the load ends.
+  bool Store(const kt::CountedVector<JsonCell>& cells, std::size_t offset) {
+    is_misfit_ = columns_.List().size() != known_columns_;
+    if (is_misfit_ || !MakeRoom(offset)) return false;
+    others_.clear();
+    twice_.clear();
+    for (const JsonCell& cell : cells) {
+      JsonColumn& column = columns_.List()[cell.column];
+      const bool is_twice = std::exchange(column.offset, offset) == offset;
+      if (!is_twice && StoreQuick(cell, column)) continue;
+      if (!FitsGuess(cell, column)) return false;
+      others_.push_back(cell);
+      twice_.push_back(is_twice);
+    }
+    if (!others_.empty() && !StoreOthers(offset)) return true;
+    ++table_.row_count;
+    if (rows_are_ == Piece::kArray && cells.size() < columns_.List().size()) NoteShort(offset);
+    return true;
+  }
+
+  // What was seen of the first rows may be wrong for the column.
+  bool FitsGuess(const JsonCell& cell, JsonColumn& column) {
+    if (!column.is_guess || row_count_ <= noted_rows_) return true;
+    reader_.Note(cell, column.forms);
+    column.is_guess = !column.forms.IsClosed();
+    is_misfit_ = JsonCellReader::TypeOf(column.forms) != column.type;
+    return !is_misfit_;
+  }
+
+  // A value in the usual form of its column. False for all others.
+  bool StoreQuick(const JsonCell& cell, JsonColumn& column) {
+    if (!column.is_quick || options_.reject_bad_cells || has_aliases_) return false;
+    if (column.cells == nullptr) return false;
+    if (cell.piece == Piece::kNull) return true;
+    kt_long whole = 0;
+    double number = 0;
+    Kt_DateTime moment;
+    Kt_Column& cells = *column.cells;
+    switch (column.type) {
+      case Kt_ColumnType::kLong:
+        if (cell.piece != Piece::kNumber || !QuickLong(cell.text, whole)) return false;
+        PadTo(cells, table_.row_count);
+        cells.AppendLong(whole);
+        return true;
+      case Kt_ColumnType::kDouble:
+        if (cell.piece != Piece::kNumber || !QuickDouble(cell.text, true, number)) return false;
+        PadTo(cells, table_.row_count);
+        cells.AppendDouble(number);
+        return true;
+      case Kt_ColumnType::kDateTime:
+        if (cell.piece != Piece::kString || !QuickDate(cell.text, moment)) return false;
+        PadTo(cells, table_.row_count);
+        cells.AppendDouble(moment.days);
+        return true;
+      case Kt_ColumnType::kString: return StoreQuickText(cell, column);
+      default: return false;
+    }
+  }
+
+  bool StoreQuickText(const JsonCell& cell, const JsonColumn& column) {
+    constexpr std::size_t kMaxUnits = 128;
+    char16_t units[kMaxUnits];
+    const bool is_plain = cell.piece == Piece::kString && cell.text.size() <= kMaxUnits &&
+                          cell.text.find('\\') == cell.text.npos &&
+                          (!column.is_guess || row_count_ <= noted_rows_);
+    if (!is_plain || !WidenAscii(cell.text, units)) return false;
+    PadTo(*column.cells, table_.row_count);
+    column.cells->AppendText({units, cell.text.size()});
+    return true;
+  }
+
+  // False when the row is rejected for one of them.
+  bool StoreOthers(std::size_t offset) {
+    values_.assign(others_.size(), Converted());
     faults_.clear();
-    for (std::size_t at = 0; at < cells.size(); ++at) {
-      if (!Convert(cells[at], offset, values_[at])) faults_.push_back(at);
+    for (std::size_t at = 0; at < others_.size(); ++at) {
+      values_[at].twice = twice_[at];
+      if (!Convert(others_[at], values_[at])) faults_.push_back(at);
     }
     if (options_.reject_bad_cells && !faults_.empty()) {
-      return Reject(offset, ReasonOf(cells[faults_[0]], values_[faults_[0]]));
+      Reject(offset, ReasonOf(others_[faults_[0]], values_[faults_[0]]));
+      return false;
     }
-    for (std::size_t at = 0; at < cells.size(); ++at) {
-      const std::size_t column = cells[at].column;
+    for (std::size_t at = 0; at < others_.size(); ++at) {
+      const std::size_t column = others_[at].column;
       if (!StoreCell(columns_.List()[column].cells.get(), values_[at].value) &&
           !std::ranges::binary_search(faults_, at)) {
-        NotConverted(offset, cells[at]);
+        NotConverted(offset, others_[at]);
       }
       if (values_[at].token >= 0) nulls_.Add(column, values_[at].token);
     }
-    ++table_.row_count;
-    for (const std::size_t at : faults_) NotConverted(offset, cells[at]);
-    if (rows_are_ == Piece::kArray && cells.size() < columns_.List().size()) NoteShort(offset);
+    for (const std::size_t at : faults_) NotConverted(offset, others_[at]);
+    return true;
   }
 
   // False for a column that is computed. Of two values in a row the last one counts.
@@ -398,10 +566,8 @@ class JsonLoader {
   }
 
   // False when the cell does not hold what the text says.
-  bool Convert(const JsonCell& cell, std::size_t offset, Converted& converted) {
-    JsonColumn& column = columns_.List()[cell.column];
-    converted.twice = column.offset == offset;
-    column.offset = offset;
+  bool Convert(const JsonCell& cell, Converted& converted) const {
+    const JsonColumn& column = columns_.List()[cell.column];
     converted.token = reader_.NullToken(cell, column.type);
     if (converted.token >= 0) return !converted.twice;
     return reader_.Value(cell, column.type, converted.value) && !converted.twice;
@@ -477,8 +643,17 @@ class JsonLoader {
   std::size_t start_ = 0;
   bool must_be_all_ = false;
   Piece rows_are_ = Piece::kObject;    // what the first row is
-  std::int64_t row_count_ = 0;         // rows that have a place in the columns
+  std::int64_t row_count_ = 0;         // rows so far that have a place in the columns
+  bool is_stopped_ = false;            // the way through the rows ended before the text did
+  bool sees_all_ = false;              // columns and types are those of all rows
+  std::int64_t noted_rows_ = 0;        // those that columns and types are of
+  std::size_t known_columns_ = 0;      // when the columns were made
+  bool has_aliases_ = false;           // some columns share their cells
+  bool is_misfit_ = false;             // a row does not fit the columns of the first ones
+  std::int64_t room_ = 0;              // rows that the columns have room for
   kt::CountedVector<JsonCell> cells_;  // of the row in hand
+  kt::CountedVector<JsonCell> others_;  // of the row in hand, that have no quick form
+  std::vector<bool> twice_;             // of others_: the column has a value in this row already
   kt::CountedVector<Converted> values_;
   std::vector<std::size_t> faults_;  // cells that do not convert
   std::string_view row_text_;
@@ -487,65 +662,133 @@ class JsonLoader {
   std::int64_t line_ = 1;
 };
 
-class JsonRows {
+// Writes blocks of rows, each into a text of its own.
+class JsonBlock {
  public:
-  JsonRows(const SavedRows& rows, const Kt_JsonSaveOptions& options, Kt_SaveReport& report)
-      : rows_(rows), options_(options), report_(report) {
+  JsonBlock(const SavedRows& rows, const Kt_JsonSaveOptions& options)
+      : rows_(rows),
+        options_(options),
+        is_list_(options.layout != Kt_JsonLayout::kLines),
+        line_end_(options.layout == Kt_JsonLayout::kOneLine ? "" : "\n"),
+        made_(MadeCells<kt::CountedBytes>::Of(rows)) {
     for (const SavedRows::Column& column : rows.columns) {
-      AppendJsonString(column.id, names_.emplace_back());
-      names_.back() += ':';
+      kt::CountedBytes& name = names_.emplace_back(1, names_.empty() ? '{' : ',');
+      AppendJsonString(column.id, name);
+      name += ':';
     }
   }
 
-  // kOk, or the code of the report.
-  kt_long Write() {
-    const auto& slots = rows_.slots;
-    const bool is_list = options_.layout != Kt_JsonLayout::kLines;
-    const std::string_view line_end = options_.layout == Kt_JsonLayout::kOneLine ? "" : "\n";
-    if (is_list) text_ += '[';
-    for (std::size_t row = 0; row < slots.size(); ++row) {
-      charge_.AddOrLeave(static_cast<std::int64_t>(names_.size()) * kUnitsPerValue);
-      if (row > 0 && is_list) text_ += ',';
-      if (row > 0 || is_list) text_ += line_end;
-      if (const kt_long code = WriteRow(slots[row], row)) return code;
+  // Ends with the first cell that cannot be saved.
+  void Write(std::size_t first, std::size_t end) {
+    text_.clear();
+    code_ = kOk;
+    for (std::size_t row = first; row < end && code_ == kOk; ++row) {
+      if (row > 0 && is_list_) text_ += ',';
+      if (row > 0 || is_list_) text_ += line_end_;
+      WriteRow(row);
     }
-    if (is_list || !slots.empty()) text_ += line_end;
-    if (is_list) (text_ += ']') += line_end;
-    return kOk;
   }
-  void Take(Kt_Buffer& out) const {
-    out.Reserve(text_.size());
-    InPiecesOrLeave(text_.size(), 1, [&](std::size_t first, std::size_t count) {
-      out.Append(std::string_view(text_).substr(first, count));
-    });
-  }
+  // Of the block written last.
+  const kt::CountedBytes& GetText() const { return text_; }
+  kt_long GetCode() const { return code_; }
+  const Kt_SaveReport& GetReport() const { return report_; }
 
  private:
-  kt_long WriteRow(Slot slot, std::size_t row) {
-    row_ = '{';
-    for (std::size_t col = 0; col < names_.size(); ++col) {
-      if (col > 0) row_ += ',';
-      row_ += names_[col];
-      const SavedRows::Column& column = rows_.columns[col];
-      const Kt_WString fault =
-          AppendJsonValue(column.cells->Read(slot), options_.show_object, row_);
-      if (fault.IsEmpty()) continue;
-      return report_.Refuse(
-          kErrNotAllowed, PlaceOfCell(static_cast<kt_long>(row), column.id) + u": " + fault.View());
+  void WriteRow(std::size_t row) {
+    if (names_.empty()) text_ += '{';
+    for (std::size_t col = 0; col < names_.size() && code_ == kOk; ++col) {
+      text_ += names_[col];
+      WriteCell(row, col);
     }
-    text_ += row_;
     text_ += '}';
-    return kOk;
+  }
+
+  void WriteCell(std::size_t row, std::size_t col) {
+    const Kt_Column& cells = *rows_.columns[col].cells;
+    const Slot slot = rows_.slots[row];
+    if (cells.IsNull(slot)) {
+      text_ += "null";
+      return;
+    }
+    switch (cells.Type()) {
+      case Kt_ColumnType::kLong: {
+        char text[kMaxNumberUnits];
+        const kt_long number = cells.Cells<Kt_Column::Longs>()[slot];
+        text_.append(text, std::to_chars(text, text + sizeof text, number).ptr);
+        return;
+      }
+      case Kt_ColumnType::kDouble: {
+        const double number = cells.Cells<Kt_Column::Doubles>()[slot];
+        if (std::isfinite(number)) return AppendJsonDouble(number, text_);
+        break;
+      }
+      case Kt_ColumnType::kString: return WriteText(slot, col);
+      default: break;
+    }
+    const Kt_WString fault = AppendJsonValue(cells.Read(slot), options_.show_object, text_);
+    if (fault.IsEmpty()) return;
+    const Kt_WString place = PlaceOfCell(static_cast<kt_long>(row), rows_.columns[col].id);
+    code_ = report_.Refuse(kErrNotAllowed, place + u": " + fault.View());
+  }
+
+  void WriteText(Slot slot, std::size_t col) {
+    const Kt_Column::Texts& texts = rows_.columns[col].cells->Cells<Kt_Column::Texts>();
+    const std::uint32_t code = texts.codes[slot];
+    const Kt_WString& text = texts.dictionary.Text(code);
+    MadeCells<kt::CountedBytes>& made = made_[col];
+    const auto length = static_cast<std::size_t>(text.GetLength());
+    if (made.parts.empty() || length > MadeCells<kt::CountedBytes>::kLongest) {
+      return AppendJsonString(text, text_);
+    }
+    auto& part = made.parts[code];
+    if (part.end == 0) {
+      part.first = made.text.size();
+      AppendJsonString(text, made.text);
+      part.end = made.text.size();
+    }
+    text_.append(made.text, part.first, part.end - part.first);
   }
 
   const SavedRows& rows_;
   const Kt_JsonSaveOptions& options_;
-  Kt_SaveReport& report_;
-  std::vector<kt::CountedBytes> names_;  // of the columns, as they are written
-  kt::CountedBytes row_;
+  const bool is_list_;
+  const std::string_view line_end_;
+  std::vector<kt::CountedBytes> names_;  // of the columns, with what is before and after them
+  std::vector<MadeCells<kt::CountedBytes>> made_;
   kt::CountedBytes text_;
-  RoundCharge charge_;
+  kt_long code_ = kOk;
+  Kt_SaveReport report_;
 };
+
+// kOk, or the code of the report. Charges for the bytes as well.
+kt_long WriteJson(const SavedRows& rows, const Kt_JsonSaveOptions& options, Kt_Buffer& out,
+                  Kt_SaveReport& report) {
+  const bool is_list = options.layout != Kt_JsonLayout::kLines;
+  const std::string_view line_end = options.layout == Kt_JsonLayout::kOneLine ? "" : "\n";
+  RoundCharge charge;
+  if (is_list) out.Append("[");
+  // What shows an object is code of the caller's.
+  const bool may_share = !options.show_object;
+  const kt_long code = WriteInBlocks(
+      rows, may_share, [&] { return JsonBlock(rows, options); },
+      [&](std::size_t first, std::size_t end) {
+        for (std::size_t row = first; row < end; ++row) {
+          charge.AddOrLeave(static_cast<std::int64_t>(rows.columns.size()) * kUnitsPerValue);
+        }
+      },
+      [&](const JsonBlock& block) {
+        if (block.GetCode() != kOk) report = block.GetReport();
+        if (block.GetCode() != kOk) return block.GetCode();
+        ChargeOrLeave(static_cast<std::int64_t>(block.GetText().size()));
+        out.Append(block.GetText());
+        return kt_long{kOk};
+      });
+  if (code != kOk) return code;
+  if (is_list || !rows.slots.empty()) out.Append(line_end);
+  if (is_list) out.Append("]");
+  if (is_list) out.Append(line_end);
+  return kOk;
+}
 
 }  // namespace
 
@@ -563,10 +806,10 @@ kt_long kt::LoadJson(Kt_Dataset& dataset, std::string_view utf8, const Kt_JsonOp
 kt_long kt::SaveJson(const Kt_Dataset& dataset, std::u16string_view type,
                      const Kt_JsonSaveOptions& options, Kt_Buffer& out, Kt_SaveReport& report) {
   out.Clear();
-  return SaveTable<SavedRows>(dataset, type, report, [&](const SavedRows& saved) {
-    JsonRows rows(saved, options, report);
-    const kt_long code = rows.Write();
-    if (code == kOk) rows.Take(out);
-    return code;
-  });
+  const kt_long saved =
+      SaveTable<SavedRows>(dataset, type, report, [&](const SavedRows& rows) {
+        return WriteJson(rows, options, out, report);
+      });
+  if (saved < 0) out.Clear();
+  return saved;
 }

@@ -49,7 +49,8 @@ void ChargeRows(std::size_t rows) {
 // one word. What does not fit is sorted by before, and stability keeps that order.
 class SlotSorter {
  public:
-  explicit SlotSorter(kt::CountedVector<Slot>& slots) : slots_(slots), keys_(slots.size()) {
+  explicit SlotSorter(kt::CountedVector<Slot>& slots)
+      : slots_(slots), keys_(slots.size()), helper_(slots.size()) {
     ChargeRows(slots.size());
   }
 
@@ -87,7 +88,7 @@ class SlotSorter {
   std::shared_ptr<SortedRuns> Finish() {
     const bool is_known = is_one_word_ && !slots_.empty();
     if (!CanSortByCounts(slots_.size(), used_bits_)) {
-      kt::kernels::SortRows(keys_, slots_, used_bits_, ChargeRows);
+      kt::kernels::SortRows(keys_, slots_, used_bits_, ChargeRows, helper_);
       if (!is_known) return nullptr;
       RunFinder finder(*this, keys_[0]);
       ChargeRows(keys_.size());
@@ -96,7 +97,7 @@ class SlotSorter {
       }
       return finder.Found();
     }
-    const auto ends = SortByCounts(keys_, slots_, used_bits_, ChargeRows);
+    const auto ends = SortByCounts(keys_, slots_, used_bits_, ChargeRows, helper_);
     if (!is_known) return nullptr;
     RunFinder finder(
         *this, static_cast<std::uint64_t>(
@@ -158,13 +159,13 @@ class SlotSorter {
     if (bits == 0) return;
     ChargeRows(slots_.size());
     std::fill_n(key_of_bit_.begin() + used_bits_, bits, key_count_);
-    if (used_bits_ == 0) {
-      for (std::size_t at = 0; at < slots_.size(); ++at) keys_[at] = key_at(slots_[at]);
-    } else {
-      for (std::size_t at = 0; at < slots_.size(); ++at) {
-        keys_[at] |= key_at(slots_[at]) << used_bits_;
+    helper_.InHalves(slots_.size(), [&](std::size_t first, std::size_t end) {
+      if (used_bits_ == 0) {
+        for (std::size_t at = first; at < end; ++at) keys_[at] = key_at(slots_[at]);
+      } else {
+        for (std::size_t at = first; at < end; ++at) keys_[at] |= key_at(slots_[at]) << used_bits_;
       }
-    }
+    });
     used_bits_ += bits;
   }
 
@@ -175,15 +176,16 @@ class SlotSorter {
   void Sort() {
     is_one_word_ = false;
     if (CanSortByCounts(slots_.size(), used_bits_)) {
-      (void)SortByCounts(keys_, slots_, used_bits_, ChargeRows);
+      (void)SortByCounts(keys_, slots_, used_bits_, ChargeRows, helper_);
     } else {
-      kt::kernels::SortRows(keys_, slots_, used_bits_, ChargeRows);
+      kt::kernels::SortRows(keys_, slots_, used_bits_, ChargeRows, helper_);
     }
     used_bits_ = 0;
   }
 
   kt::CountedVector<Slot>& slots_;
   kt::CountedVector<std::uint64_t> keys_;  // of the slots
+  Helper helper_;
   int used_bits_ = 0;                      // of the keys
   bool is_one_word_ = true;                // all that was added, and alike only where it is equal
   std::uint32_t key_count_ = 0;

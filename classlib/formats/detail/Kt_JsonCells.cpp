@@ -22,15 +22,6 @@ bool IsBool(const JsonCell& cell) {
   return cell.piece == Piece::kTrue || cell.piece == Piece::kFalse;
 }
 
-// The shortest text that reads back as the same double; with a point or an exponent, so that whole
-// values do not make the column one of whole numbers.
-void AppendDouble(double value, CountedBytes& out) {
-  char text[40];
-  char* const end = std::to_chars(text, text + sizeof text, value).ptr;
-  out.append(text, end);
-  if (std::none_of(text, end, [](char unit) { return unit == '.' || unit == 'e'; })) out += ".0";
-}
-
 int HexValue(char16_t unit) {
   if (unit >= u'0' && unit <= u'9') return unit - u'0';
   if (unit >= u'a' && unit <= u'f') return unit - u'a' + 10;
@@ -75,7 +66,7 @@ void AppendDate(double days, CountedBytes& out) {
   Kt_DateTime back;
   if (date.IsEmpty() || !Kt_DateTime::FromText(date, back) ||
       std::bit_cast<std::uint64_t>(back.days) != std::bit_cast<std::uint64_t>(days)) {
-    AppendDouble(days, out);
+    AppendJsonDouble(days, out);
     return;
   }
   std::string text = date.ToUtf8();
@@ -131,7 +122,7 @@ class JsonWriter {
     } else if (value.GetTag() == kTagDateTime) {
       AppendDate(number, out_);
     } else {
-      AppendDouble(number, out_);
+      AppendJsonDouble(number, out_);
     }
     return nullptr;
   }
@@ -155,6 +146,13 @@ class JsonWriter {
 };
 
 }  // namespace
+
+void AppendJsonDouble(double value, CountedBytes& out) {
+  char text[40];
+  char* const end = std::to_chars(text, text + sizeof text, value).ptr;
+  out.append(text, end);
+  if (std::none_of(text, end, [](char unit) { return unit == '.' || unit == 'e'; })) out += ".0";
+}
 
 bool JsonText(const JsonCell& cell, Kt_WString& text) {
   if (cell.piece == Piece::kString) {

@@ -58,4 +58,8 @@ bool JsonText(const JsonCell& cell, Kt_WString& text);
 Kt_WString AppendJsonValue(const Kt_Variant& value, const Kt_ShowObject& show_object,
                            CountedBytes& out);
 
+// Appends a finite number as the shortest text that reads back as the same double; with a point or
+// an exponent, so that whole values do not make the column one of whole numbers.
+void AppendJsonDouble(double value, CountedBytes& out);
+
 }  // namespace kt::detail

@@ -11,10 +11,18 @@
 #include <vector>
 
 #include "classlib/base/Kt_Memory.h"
+#include "classlib/base/detail/Kt_Helper.h"
 
 // Sorting of rows by prepared keys: every cell becomes a 64-bit number once, in an order that is
 // that of the cells, and only the numbers are compared.
+//
+// Rows are moved by counts: how many rows have a digit tells where the first one with it goes, the
+// next one goes behind it, and so on. Two threads count a half each, and then know where the rows
+// of the second half begin for every digit: behind those of the first. So each moves its half to
+// the places that one thread would have given it.
 namespace kt::kernels {
+
+using kt::detail::Helper;
 
 inline std::uint64_t KeyOf(std::int32_t value) {
   return static_cast<std::uint64_t>(std::int64_t{value}) ^ std::uint64_t{1} << 63;
@@ -30,13 +38,31 @@ inline std::uint64_t KeyOf(double value) {
   return (bits >> 63) != 0 ? ~bits : bits | std::uint64_t{1} << 63;
 }
 
+// Turns how many rows each half has of every digit into where the first one goes.
+template <class Counts>
+void StartsOfCounts(Counts& first_half, Counts& second_half) {
+  std::uint32_t start = 0;
+  for (std::size_t digit = 0; digit < first_half.size(); ++digit) {
+    start += std::exchange(first_half[digit], start);
+    start += std::exchange(second_half[digit], start);
+  }
+}
+
+// work(at) for all of [0, count), in halves.
+template <class Work>
+void ForEachIn(Helper& helper, std::size_t count, Work work) {
+  helper.InHalves(count, [&](std::size_t first, std::size_t end) {
+    for (std::size_t at = first; at < end; ++at) work(at);
+  });
+}
+
 // Sorts words by `bits` of their bits, those from `shift` on; stable. Digit by digit from the
 // lowest, with as few digits as the counts of one allow that stay in the nearest cache. `spare` is
 // working memory. Calls charge(rows) for each pass over the words; it may throw, and they are then
 // in no order.
 template <class Charge>
 void SortWords(CountedVector<std::uint64_t>& words, CountedVector<std::uint64_t>& spare, int shift,
-               int bits, Charge charge) {
+               int bits, Charge charge, Helper& helper) {
   constexpr std::size_t kFewRows = 1024;
   if (words.size() < kFewRows) {
     std::stable_sort(words.begin(), words.end(), [shift](std::uint64_t a, std::uint64_t b) {
@@ -49,13 +75,21 @@ void SortWords(CountedVector<std::uint64_t>& words, CountedVector<std::uint64_t>
   const int digit_bits = (bits + digits - 1) / digits;
   const std::uint64_t mask = (std::uint64_t{1} << digit_bits) - 1;
   spare.resize(words.size());
+  using Counts = std::array<std::uint32_t, std::size_t{1} << kMostBits>;
   for (int digit = 0; digit < digits; ++digit, shift += digit_bits) {
     charge(2 * words.size());
-    std::array<std::uint32_t, std::size_t{1} << kMostBits> starts{};
-    for (const std::uint64_t word : words) ++starts[word >> shift & mask];
-    std::uint32_t start = 0;
-    for (std::uint32_t& count : starts) start += std::exchange(count, start);
-    for (const std::uint64_t word : words) spare[starts[word >> shift & mask]++] = word;
+    std::array<Counts, 2> halves{};
+    helper.InHalves(words.size(), [&](std::size_t first, std::size_t end) {
+      Counts& counts = halves[first > 0 ? 1 : 0];
+      for (std::size_t at = first; at < end; ++at) ++counts[words[at] >> shift & mask];
+    });
+    StartsOfCounts(halves[0], halves[1]);
+    helper.InHalves(words.size(), [&](std::size_t first, std::size_t end) {
+      Counts& places = halves[first > 0 ? 1 : 0];
+      for (std::size_t at = first; at < end; ++at) {
+        spare[places[words[at] >> shift & mask]++] = words[at];
+      }
+    });
     words.swap(spare);
   }
 }
@@ -65,16 +99,28 @@ void SortWords(CountedVector<std::uint64_t>& words, CountedVector<std::uint64_t>
 template <class Charge>
 CountedVector<std::uint32_t> SortByCounts(const CountedVector<std::uint64_t>& keys,
                                           CountedVector<std::uint32_t>& rows, int key_bits,
-                                          Charge charge) {
+                                          Charge charge, Helper& helper) {
   charge(3 * rows.size());
-  CountedVector<std::uint32_t> ends(std::size_t{1} << key_bits);
-  for (const std::uint64_t key : keys) ++ends[key];
-  std::uint32_t start = 0;
-  for (std::uint32_t& count : ends) start += std::exchange(count, start);
+  using Counts = CountedVector<std::uint32_t>;
+  Counts first_half(std::size_t{1} << key_bits);
+  Counts second_half(helper.IsThere() ? first_half.size() : 0);
+  helper.InHalves(keys.size(), [&](std::size_t first, std::size_t end) {
+    Counts& counts = first > 0 ? second_half : first_half;
+    for (std::size_t at = first; at < end; ++at) ++counts[keys[at]];
+  });
+  if (helper.IsThere()) {
+    StartsOfCounts(first_half, second_half);
+  } else {
+    std::uint32_t start = 0;
+    for (std::uint32_t& count : first_half) start += std::exchange(count, start);
+  }
   CountedVector<std::uint32_t> sorted(rows.size());
-  for (std::size_t at = 0; at < rows.size(); ++at) sorted[ends[keys[at]]++] = rows[at];
+  helper.InHalves(rows.size(), [&](std::size_t first, std::size_t end) {
+    Counts& places = first > 0 ? second_half : first_half;
+    for (std::size_t at = first; at < end; ++at) sorted[places[keys[at]]++] = rows[at];
+  });
   rows.swap(sorted);
-  return ends;
+  return helper.IsThere() ? std::move(second_half) : std::move(first_half);
 }
 
 // Whether the counters are few beside the rows, and stay in the caches.
@@ -101,18 +147,18 @@ inline KeyBits DifferentBits(const CountedVector<std::uint64_t>& keys) {
 // Keys and rows that have room in one word. REQUIRES: bits.width > 0.
 template <class Charge>
 void SortInOneWord(CountedVector<std::uint64_t>& keys, CountedVector<std::uint32_t>& rows,
-                   KeyBits bits, int row_bits, Charge charge) {
+                   KeyBits bits, int row_bits, Charge charge, Helper& helper) {
   const std::uint64_t same = keys[0] & ~(bits.Mask() << bits.low);
-  for (std::size_t at = 0; at < rows.size(); ++at) {
+  ForEachIn(helper, rows.size(), [&](std::size_t at) {
     keys[at] = (keys[at] >> bits.low & bits.Mask()) << row_bits | rows[at];
-  }
+  });
   CountedVector<std::uint64_t> spare;
-  SortWords(keys, spare, row_bits, bits.width, charge);
+  SortWords(keys, spare, row_bits, bits.width, charge, helper);
   const std::uint64_t row_mask = (std::uint64_t{1} << row_bits) - 1;
-  for (std::size_t at = 0; at < rows.size(); ++at) {
+  ForEachIn(helper, rows.size(), [&](std::size_t at) {
     rows[at] = static_cast<std::uint32_t>(keys[at] & row_mask);
     keys[at] = keys[at] >> row_bits << bits.low | same;
-  }
+  });
 }
 
 // Runs of up to so many rows are sorted where they are.
@@ -134,20 +180,23 @@ inline void SortShortRun(CountedVector<std::uint64_t>& keys, CountedVector<std::
 // equal; what they leave is sorted once more, by all bits.
 template <class Charge>
 void SortByLeadingBits(CountedVector<std::uint64_t>& keys, CountedVector<std::uint32_t>& rows,
-                       KeyBits bits, Charge charge) {
+                       KeyBits bits, Charge charge, Helper& helper) {
   const std::size_t count = rows.size();
   const auto place_bits = static_cast<int>(std::bit_width(count - 1));
   const std::uint64_t place_mask = (std::uint64_t{1} << place_bits) - 1;
   const int leading = 64 - place_bits;
   const int left_out = bits.low + bits.width - leading;
   CountedVector<std::uint64_t> words(count);
-  for (std::size_t at = 0; at < count; ++at) words[at] = keys[at] >> left_out << place_bits | at;
+  ForEachIn(helper, count,
+            [&](std::size_t at) { words[at] = keys[at] >> left_out << place_bits | at; });
   CountedVector<std::uint64_t> sorted_keys;
-  SortWords(words, sorted_keys, place_bits, leading, charge);
+  SortWords(words, sorted_keys, place_bits, leading, charge, helper);
 
   charge(3 * count);
   sorted_keys.resize(count);
-  for (std::size_t at = 0; at < count; ++at) sorted_keys[at] = keys[words[at] & place_mask];
+  ForEachIn(helper, count,
+            [&](std::size_t at) { sorted_keys[at] = keys[words[at] & place_mask]; });
+  Helper alone(0);  // runs are short
   CountedVector<std::uint64_t> run_keys;
   CountedVector<std::uint32_t> run_places;
   for (std::size_t first = 0, last = 0; first < count; first = last) {
@@ -166,13 +215,13 @@ void SortByLeadingBits(CountedVector<std::uint64_t>& keys, CountedVector<std::ui
     for (std::size_t at = first; at < last; ++at) {
       run_places.push_back(static_cast<std::uint32_t>(words[at] & place_mask));
     }
-    SortInOneWord(run_keys, run_places, DifferentBits(run_keys), place_bits, charge);
+    SortInOneWord(run_keys, run_places, DifferentBits(run_keys), place_bits, charge, alone);
     std::copy(run_keys.begin(), run_keys.end(), sorted_keys.begin() + first);
     std::copy(run_places.begin(), run_places.end(), words.begin() + first);
   }
 
   CountedVector<std::uint32_t> sorted_rows(count);
-  for (std::size_t at = 0; at < count; ++at) sorted_rows[at] = rows[words[at] & place_mask];
+  ForEachIn(helper, count, [&](std::size_t at) { sorted_rows[at] = rows[words[at] & place_mask]; });
   rows.swap(sorted_rows);
   keys.swap(sorted_keys);
 }
@@ -180,10 +229,10 @@ void SortByLeadingBits(CountedVector<std::uint64_t>& keys, CountedVector<std::ui
 // Sorts rows by their keys of `key_bits` bits, and the keys with them; stable.
 template <class Charge>
 void SortRows(CountedVector<std::uint64_t>& keys, CountedVector<std::uint32_t>& rows, int key_bits,
-              Charge charge) {
+              Charge charge, Helper& helper) {
   if (rows.empty() || key_bits == 0) return;
   if (CanSortByCounts(rows.size(), key_bits)) {
-    const CountedVector<std::uint32_t> ends = SortByCounts(keys, rows, key_bits, charge);
+    const CountedVector<std::uint32_t> ends = SortByCounts(keys, rows, key_bits, charge, helper);
     std::size_t at = 0;
     for (std::uint64_t key = 0; key < ends.size(); ++key) {
       while (at < ends[key]) keys[at++] = key;
@@ -196,10 +245,18 @@ void SortRows(CountedVector<std::uint64_t>& keys, CountedVector<std::uint32_t>& 
   const auto row_bits =
       static_cast<int>(std::bit_width(*std::max_element(rows.begin(), rows.end())));
   if (bits.width + row_bits <= 64) {
-    SortInOneWord(keys, rows, bits, row_bits, charge);
+    SortInOneWord(keys, rows, bits, row_bits, charge, helper);
   } else {
-    SortByLeadingBits(keys, rows, bits, charge);
+    SortByLeadingBits(keys, rows, bits, charge, helper);
   }
+}
+
+// The same with a helper of its own.
+template <class Charge>
+void SortRows(CountedVector<std::uint64_t>& keys, CountedVector<std::uint32_t>& rows, int key_bits,
+              Charge charge) {
+  Helper helper(rows.size());
+  SortRows(keys, rows, key_bits, charge, helper);
 }
 
 }  // namespace kt::kernels

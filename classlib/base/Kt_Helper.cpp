@@ -1,0 +1,168 @@
+// SPDX-License-Identifier: MIT
+//
+// The second thread waits for a piece of work, does it and says so. Both sides look a few times
+// before they sleep, because the pieces of an operation follow each other closely.
+#include "classlib/base/detail/Kt_Helper.h"
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <exception>
+#include <mutex>
+#include <system_error>
+#include <thread>
+
+#if !defined(_WIN32)
+#include <signal.h>
+#endif
+
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_WorkThreads.h"
+#include "classlib/base/detail/Kt_SharedBounds.h"
+
+namespace kt::detail {
+namespace {
+
+// What the system sends is for the threads of the host, whose handlers may expect to be on one.
+class SignalsBlocked {
+ public:
+#if !defined(_WIN32)
+  SignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, &before_);
+  }
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t before_;
+#endif
+};
+
+constexpr int kGlances = 64;
+// The thread that waits looks after the bounds of both.
+constexpr std::chrono::microseconds kLookInterval{500};
+
+}  // namespace
+
+struct Helper::State {
+  enum class Phase { kIdle, kWork, kDone, kEnd };
+
+  State() {
+    const SignalsBlocked blocked;
+    thread = std::thread([this] { Run(); });
+  }
+
+  void Run() {
+    for (;;) {
+      WaitWhile(Phase::kIdle, Phase::kDone);
+      if (phase.load(std::memory_order_acquire) == Phase::kEnd) return;
+      Work();
+      Enter(Phase::kDone);
+    }
+  }
+
+  void Work() {
+    memory.Enter();
+    meter.Enter(stop);
+    try {
+      job(work);
+    } catch (...) {
+      failure = std::current_exception();
+    }
+    meter.Leave();
+    memory.Leave();
+  }
+
+  void Enter(Phase next) {
+    {
+      const std::lock_guard lock(mutex);
+      phase.store(next, std::memory_order_release);
+    }
+    changed.notify_one();
+  }
+
+  void WaitWhile(Phase one, Phase other) {
+    const auto is_over = [&] {
+      const Phase now = phase.load(std::memory_order_acquire);
+      return now != one && now != other;
+    };
+    for (int glance = 0; glance < kGlances && !is_over(); ++glance) std::this_thread::yield();
+    std::unique_lock lock(mutex);
+    changed.wait(lock, is_over);
+  }
+
+  // Waits for the second thread, and stops it when the work has to.
+  void WaitForWork() {
+    const auto is_done = [&] { return phase.load(std::memory_order_acquire) == Phase::kDone; };
+    for (int glance = 0; glance < kGlances && !is_done(); ++glance) std::this_thread::yield();
+    while (!is_done()) {
+      {
+        std::unique_lock lock(mutex);
+        if (changed.wait_for(lock, kLookInterval, is_done)) break;
+      }
+      if (!meter.Look()) stop.store(true, std::memory_order_relaxed);
+    }
+  }
+
+  // Ends a round. False when the work has to stop.
+  bool Close() {
+    WaitForWork();
+    memory.Close();
+    return meter.Close();
+  }
+
+  std::mutex mutex;
+  std::condition_variable changed;
+  std::atomic<Phase> phase{Phase::kIdle};
+  Job job = nullptr;
+  void* work = nullptr;
+  std::exception_ptr failure;
+  std::atomic<bool> stop{false};
+  SharedMemory memory;
+  SharedMeter meter;
+  std::thread thread;
+};
+
+Helper::Helper(std::size_t items) {
+  if (!Kt_WorkThreads::MayShare(items)) return;
+  try {
+    state_ = std::make_unique<State>();
+  } catch (const std::system_error&) {
+    // Without a thread the work is done here.
+  }
+}
+
+Helper::~Helper() {
+  if (state_ == nullptr) return;
+  state_->Enter(State::Phase::kEnd);
+  state_->thread.join();
+}
+
+void Helper::Begin(Job job, void* work) {
+  state_->job = job;
+  state_->work = work;
+  state_->failure = nullptr;
+  state_->stop.store(false, std::memory_order_relaxed);
+  state_->memory.Open();
+  if (!state_->meter.Open()) {
+    state_->memory.Close();
+    throw WorkStopped();
+  }
+  state_->Enter(State::Phase::kWork);
+}
+
+void Helper::End() {
+  const bool goes_on = state_->Close();
+  if (state_->failure) std::rethrow_exception(state_->failure);
+  if (!goes_on) throw WorkStopped();
+}
+
+void Helper::Abandon() noexcept {
+  state_->stop.store(true, std::memory_order_relaxed);
+  (void)state_->Close();
+}
+
+}  // namespace kt::detail

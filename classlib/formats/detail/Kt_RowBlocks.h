@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+#pragma once
+
+#include <algorithm>
+#include <optional>
+#include <vector>
+
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Memory.h"
+#include "classlib/base/detail/Kt_Helper.h"
+#include "classlib/store/detail/Kt_LoadedTable.h"
+
+// What forms of files have in common that write row after row.
+namespace kt::detail {
+
+// The texts of a column as they are written, made once for all cells that have them: where each
+// stands in `text`, by its code. Only short ones, which charge nothing when they are made: so it
+// does not matter how often they are.
+template <class Text>
+struct MadeCells {
+  static constexpr std::size_t kLongest = kShortUnits / 2;
+  struct Part {
+    std::size_t first = 0;
+    std::size_t end = 0;  // 0: not made
+  };
+
+  Text text;
+  CountedVector<Part> parts;  // none where texts are mostly different
+
+  static std::vector<MadeCells> Of(const SavedRows& rows) {
+    std::vector<MadeCells> made(rows.columns.size());
+    for (std::size_t col = 0; col < made.size(); ++col) {
+      const Kt_Column& cells = *rows.columns[col].cells;
+      if (cells.Type() != Kt_ColumnType::kString) continue;
+      const TextDictionary& texts = cells.Cells<Kt_Column::Texts>().dictionary;
+      // Where texts hardly come twice, there is nothing to gain.
+      if (texts.Count() < rows.slots.size() / 2) made[col].parts.resize(texts.Count());
+    }
+    return made;
+  }
+};
+
+// Writes rows in blocks, every other one on a second thread if there is one:
+//
+//   make()                    a block writer: Write(first, end) writes the rows [first, end)
+//   pay(first, end)           charges for rows before they are written
+//   kt_long take(writer)      takes what a writer has written, in the order of the rows: kOk, or
+//                             why the save ends
+//
+// What a block runs into counts when it is taken, so the first one in the order of the rows does.
+template <class Make, class Pay, class Take>
+kt_long WriteInBlocks(const SavedRows& saved, bool may_share, Make make, Pay pay, Take take) {
+  constexpr std::size_t kCellsPerBlock = 8 * 1024;
+  const std::size_t rows = saved.slots.size();
+  const std::size_t step = std::max<std::size_t>(kCellsPerBlock / std::max<std::size_t>(saved.columns.size(), 1), 1);
+  Helper helper(may_share ? rows : 0);
+  auto writer = make();
+  std::optional<decltype(writer)> other;
+  if (helper.IsThere()) other.emplace(make());
+  for (std::size_t first = 0; first < rows;) {
+    const std::size_t middle = std::min(first + step, rows);
+    const std::size_t end = other ? std::min(middle + step, rows) : middle;
+    pay(first, end);
+    if (other) {
+      helper.Both([&] { writer.Write(first, middle); }, [&] { other->Write(middle, end); });
+    } else {
+      writer.Write(first, middle);
+    }
+    if (const kt_long code = take(writer)) return code;
+    if (const kt_long code = other ? take(*other) : kOk) return code;
+    first = end;
+  }
+  return kOk;
+}
+
+}  // namespace kt::detail

@@ -1,0 +1,478 @@
+// SPDX-License-Identifier: MIT
+//
+// A second thread inside of one operation: results, reports and steps are those of one thread, and
+// its bounds hold for both.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <optional>
+#include <random>
+#include <thread>
+#include <vector>
+
+#include "classlib/base/Kt_Buffer.h"
+#include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Codes.h"
+#include "classlib/base/Kt_Memory.h"
+#include "classlib/base/Kt_WorkThreads.h"
+#include "classlib/base/detail/Kt_Helper.h"
+#include "classlib/formats/Kt_Formats.h"
+#include "classlib/store/Kt_Dataset.h"
+#include "common/show.h"
+#include "random_dataset.h"
+
+namespace {
+
+using kt::detail::Helper;
+using std::chrono::steady_clock;
+
+constexpr std::int64_t kMegabyte = std::int64_t{1} << 20;
+
+// ---- The helper -------------------------------------------------------------------------------
+
+TEST(Helper, IsThereWhereItIsAllowed) {
+  EXPECT_FALSE(Helper(1000000).IsThere());
+  const Kt_WorkThreads threads(2, 100);
+  EXPECT_FALSE(Helper(99).IsThere());
+  EXPECT_TRUE(Helper(100).IsThere());
+  {
+    const Kt_WorkThreads one(1);
+    EXPECT_FALSE(Helper(1000000).IsThere());
+  }
+  EXPECT_TRUE(Helper(100).IsThere());
+}
+
+TEST(Helper, DoesBothPieces) {
+  const Kt_WorkThreads threads(2, 1);
+  for (const std::size_t items : {std::size_t{0}, std::size_t{1}}) {  // without and with a thread
+    Helper helper(items);
+    EXPECT_EQ(helper.IsThere(), items > 0);
+    const auto own = std::this_thread::get_id();
+    std::int64_t here = 0;
+    std::int64_t there = 0;
+    for (int round = 0; round < 500; ++round) {
+      helper.Both([&] { here += round; },
+                  [&] {
+                    there += round;
+                    EXPECT_EQ(std::this_thread::get_id() != own, helper.IsThere());
+                    EXPECT_FALSE(Kt_WorkThreads::MayShare(1000000) && helper.IsThere());
+                  });
+      ASSERT_EQ(here, there);
+    }
+    std::vector<int> seen(1001);
+    helper.InHalves(seen.size(), [&](std::size_t first, std::size_t end) {
+      for (std::size_t at = first; at < end; ++at) ++seen[at];
+    });
+    EXPECT_EQ(seen, std::vector<int>(1001, 1));
+  }
+}
+
+TEST(Helper, PassesWhatIsThrown) {
+  const Kt_WorkThreads threads(2, 1);
+  Helper helper(1);
+  const auto nothing = [] {};
+  EXPECT_THROW(helper.Both(nothing, [] { throw std::bad_alloc(); }), std::bad_alloc);
+  EXPECT_THROW(helper.Both([] { throw std::length_error(""); }, nothing), std::length_error);
+  EXPECT_THROW(helper.Both([] { throw std::length_error(""); }, [] { throw std::bad_alloc(); }),
+               std::length_error);
+  // A piece that is not needed any more ends at its next charge.
+  const auto for_ever = [] {
+    for (;;) kt::detail::ChargeOrLeave(1000);
+  };
+  EXPECT_THROW(helper.Both([] { throw std::length_error(""); }, for_ever), std::length_error);
+  int done = 0;
+  helper.Both([&] { ++done; }, nothing);
+  EXPECT_EQ(done, 1);
+}
+
+// Units of work left of a budget of steps alone.
+std::int64_t LeftOf(Kt_WorkMeter& meter) {
+  (void)meter.LookNow();
+  return meter.GetLeft();
+}
+
+TEST(Helper, ChargesOneMeter) {
+  const Kt_WorkThreads threads(2, 1);
+  Helper helper(1);
+  Kt_RunBudget budget;
+  budget.limit_steps = 1000000;
+  Kt_WorkMeter outer;
+  Kt_WorkMeter inner;
+  outer.Start(&budget);
+  inner.Start(nullptr);
+  const auto charge = [](std::int64_t units) {
+    return [units] {
+      for (std::int64_t left = units; left > 0; left -= 7) {
+        kt::detail::ChargeOrLeave(std::min<std::int64_t>(left, 7));
+      }
+    };
+  };
+  helper.Both(charge(1000), charge(3000001));
+  helper.Both(charge(2000000), charge(5));
+  inner.Finish();
+  EXPECT_EQ(LeftOf(outer), 1000000 * Kt_WorkMeter::kUnitsPerStep - 5001006);
+  EXPECT_EQ(outer.GetStopCode(), kOk);
+  outer.Finish();
+}
+
+// What stops the first thread stops both, while it works and while it waits.
+TEST(Helper, StopsBoth) {
+  const Kt_WorkThreads threads(2, 1);
+  const auto for_ever = [] {
+    for (;;) kt::detail::ChargeOrLeave(1000);
+  };
+  const auto nothing = [] {};
+  std::atomic<bool> cancel = false;
+  Kt_RunBudget steps;
+  steps.limit_steps = 100000;
+  Kt_RunBudget deadline;
+  deadline.deadline = steady_clock::now() + std::chrono::milliseconds(20);
+  Kt_RunBudget flag;
+  flag.cancel = &cancel;
+  const std::pair<const Kt_RunBudget*, kt_long> rows[] = {
+      {&steps, kErrStepBudget}, {&deadline, kErrDeadline}, {&flag, kErrCancelled}};
+  for (const auto& [budget, code] : rows) {
+    for (const bool is_outer : {false, true}) {
+      for (const bool works : {false, true}) {
+        cancel = false;
+        const Kt_BoundedWork bounds(*budget);
+        const Kt_RunBudget inner_budget;
+        std::optional<Kt_BoundedWork> inner;
+        if (is_outer) inner.emplace(inner_budget);
+        Helper helper(1);
+        std::thread canceller([&] { cancel = code == kErrCancelled; });
+        if (works) {
+          EXPECT_THROW(helper.Both(for_ever, for_ever), kt::detail::WorkStopped);
+        } else {
+          EXPECT_THROW(helper.Both(nothing, for_ever), kt::detail::WorkStopped);
+        }
+        canceller.join();
+        EXPECT_EQ(Kt_WorkMeter::CurrentStop(), code);
+        EXPECT_THROW(helper.Both(nothing, nothing), kt::detail::WorkStopped);
+        inner.reset();
+      }
+    }
+  }
+}
+
+TEST(Helper, SharesTheBoundOfMemory) {
+  const Kt_WorkThreads threads(2, 1);
+  Helper helper(1);
+  using Bytes = kt::CountedVector<char>;
+  const auto take = [](std::vector<Bytes>& to, std::size_t megabytes) {
+    to.reserve(1000);
+    for (std::size_t at = 0; at < megabytes * 100; ++at) to.emplace_back(10000);
+  };
+  std::vector<Bytes> here;
+  std::vector<Bytes> there;
+  {
+    const Kt_CountedMemory bound(10 * kMegabyte);
+    helper.Both([&] { take(here, 1); }, [&] { take(there, 8); });  // as they need it
+    EXPECT_GT(bound.GetUsedBytes(), 9 * kMegabyte * 9 / 10);
+    EXPECT_THROW((void)Bytes(2 * kMegabyte), std::bad_alloc);
+    EXPECT_THROW(helper.Both([] {}, [&] { take(there, 2); }), std::bad_alloc);
+    EXPECT_LE(bound.GetUsedBytes(), 10 * kMegabyte);
+    // What one of them gives back is there for both the next time.
+    helper.Both([&] { here.clear(); }, [&] { there.clear(); });
+    EXPECT_EQ(bound.GetUsedBytes(), 0);
+    helper.Both([&] { take(here, 4); }, [&] { take(there, 4); });
+    EXPECT_THROW(helper.Both([&] { take(here, 4); }, [&] { take(there, 4); }), std::bad_alloc);
+    EXPECT_LE(bound.GetUsedBytes(), 10 * kMegabyte);
+  }
+  const Kt_CountedMemory bound(0);
+  helper.Both([&] { take(here, 9); }, [&] { there.clear(); });
+}
+
+// ---- Operations -------------------------------------------------------------------------------
+
+// What an operation came to on one thread or two, and how much work was charged.
+struct Outcome {
+  std::string text;
+  std::int64_t units = 0;
+  friend bool operator==(const Outcome&, const Outcome&) = default;
+};
+
+constexpr std::int64_t kManySteps = 1000000000;
+
+// run() with so many threads, and a budget that nothing reaches.
+template <class Run>
+Outcome RunOn(int count, Run run) {
+  const Kt_WorkThreads threads(count, 1);
+  Kt_RunBudget budget;
+  budget.limit_steps = kManySteps;
+  Kt_WorkMeter meter;
+  meter.Start(&budget);
+  Outcome outcome;
+  outcome.text = run();
+  outcome.units = kManySteps * Kt_WorkMeter::kUnitsPerStep - LeftOf(meter);
+  meter.Finish();
+  return outcome;
+}
+
+template <class Run>
+void ExpectSame(Run run) {
+  const Outcome one = RunOn(1, run);
+  const Outcome two = RunOn(2, run);
+  EXPECT_EQ(one.units, two.units);
+  // Without the whole texts, which may be long.
+  const auto differ = std::ranges::mismatch(one.text, two.text);
+  const auto at = static_cast<std::size_t>(differ.in1 - one.text.begin());
+  EXPECT_TRUE(one.text == two.text) << "one: ..." << one.text.substr(at, 200) << "\ntwo: ..."
+                                    << two.text.substr(at, 200);
+}
+
+std::string Shown(const Kt_Dataset& data) {
+  return kt::test::ShowTable(data, {.cell = kt::test::QuotedCell, .ids = true, .types = true});
+}
+
+std::string Shown(const Kt_LoadReport& report) {
+  std::string out = report.error.ToUtf8();
+  for (const auto number : {report.records, report.rows_read, report.rows_rejected,
+                            report.rows_short, report.cells_not_converted}) {
+    out += ' ' + std::to_string(number);
+  }
+  for (const auto* const list : {&report.rejected, &report.short_rows}) {
+    out += "\nrows";
+    for (const auto& row : *list) {
+      out += '|' + std::to_string(row.line) + row.reason.ToUtf8() + ':' + row.text.ToUtf8();
+    }
+  }
+  out += "\ncells";
+  for (const auto& cell : report.not_converted) {
+    out += '|' + std::to_string(cell.line) + cell.column.ToUtf8() + ':' + cell.text.ToUtf8();
+  }
+  out += "\nnulls";
+  for (const auto& nulls : report.nulls) {
+    out += '|' + nulls.column.ToUtf8() + ':' + nulls.token.ToUtf8() + std::to_string(nulls.count);
+  }
+  out += "\nhints";
+  for (const auto& hint : report.hints) out += '|' + hint.column.ToUtf8() + hint.option.ToUtf8();
+  return out;
+}
+
+// Tables of several batches with columns of one kind each, now and then a cell of another one.
+class RandomCsv {
+ public:
+  explicit RandomCsv(unsigned seed) : random_(seed) {}
+
+  std::size_t Roll(std::size_t count) {
+    return std::uniform_int_distribution<std::size_t>(0, count - 1)(random_);
+  }
+
+  std::string Text(std::size_t rows) {
+    const std::size_t columns = Roll(4) == 0 ? 40 : 1 + Roll(14);
+    oddity_ = Roll(2) == 0 ? 1000000 : 3 * rows * columns;
+    kinds_.clear();
+    std::string text;
+    for (std::size_t col = 0; col < columns; ++col) {
+      kinds_.push_back(Roll(7));
+      text += (col > 0 ? ",c" : "c") + std::to_string(col);
+      if (Roll(12) == 0) text += ":long";
+    }
+    text += '\n';
+    for (std::size_t row = 0; row < rows; ++row) AddRow(text, columns);
+    return text;
+  }
+
+ private:
+  void AddRow(std::string& text, std::size_t columns) {
+    const std::size_t cells = Roll(300) == 0 ? Roll(columns + 2) : columns;
+    for (std::size_t col = 0; col < cells; ++col) {
+      if (col > 0) text += ',';
+      text += Cell(Roll(oddity_) == 0 ? Roll(8) : kinds_[std::min(col, columns - 1)]);
+    }
+    if (Roll(500) == 0) text += "x\"y";
+    text += Roll(200) == 0 ? "\r\n" : "\n";
+  }
+
+  std::string Cell(std::size_t kind) {
+    if (Roll(30) == 0) return Roll(2) == 0 ? "" : "NA";
+    switch (kind) {
+      case 0: return std::to_string(Roll(100000));
+      case 1: return std::to_string(Roll(1000)) + "." + std::to_string(Roll(1000000));
+      case 2: return "20" + std::to_string(10 + Roll(20)) + "-0" + std::to_string(1 + Roll(9)) + "-11";
+      case 3: return "text " + std::to_string(Roll(50));
+      case 4: return "another text " + std::to_string(Roll(100000));
+      case 5: return "\"a, \"\"b\"\"\n" + std::to_string(Roll(20)) + "\"";
+      case 6: return Roll(3) == 0 ? "-0" : std::to_string(Roll(10));
+      default: return "\xC3\xA9 or \xE6\xBC\xA2";
+    }
+  }
+
+  std::mt19937 random_;
+  std::vector<std::size_t> kinds_;
+  std::size_t oddity_ = 1;  // one cell in so many is of another kind
+};
+
+Kt_CsvOptions AnyOptions(unsigned seed) {
+  Kt_CsvOptions options;
+  options.reject_bad_cells = seed % 5 == 1;
+  options.max_listed = seed % 3 == 0 ? 5 : 1000;
+  if (seed % 7 == 2) options.rules.null_tokens = {{u"NA", u"7"}};
+  if (seed % 7 == 3) {
+    options.rules.types = {{u"c0", Kt_ColumnType::kLong}, {u"c1", Kt_ColumnType::kVariant}};
+    options.rules.types_may_lack_columns = true;
+  }
+  return options;
+}
+
+TEST(TwoThreads, LoadTheSameCsv) {
+  for (unsigned seed = 0; seed < 60; ++seed) {
+    SCOPED_TRACE(seed);
+    RandomCsv random(seed);
+    const std::string text = random.Text(seed % 6 == 0 ? 20 : 3000 + random.Roll(3000));
+    const Kt_CsvOptions options = AnyOptions(seed);
+    ExpectSame([&] {
+      Kt_Dataset data;
+      Kt_LoadReport report;
+      const kt_long loaded = seed % 2 == 0
+                                 ? data.LoadCSVBytes(text, options, report)
+                                 : data.LoadCSV(Kt_WString::FromUtf8(text), options, report);
+      return std::to_string(loaded) + Shown(report) + Shown(data);
+    });
+  }
+}
+
+TEST(TwoThreads, SaveTheSameCsv) {
+  for (unsigned seed = 0; seed < 60; ++seed) {
+    SCOPED_TRACE(seed);
+    RandomDataset random(seed, {.variants = seed % 3 == 0, .many_texts = seed % 8 != 0});
+    const Kt_Dataset data = random.Make();
+    Kt_CsvSaveOptions options;
+    options.guard_formulas = seed % 4 == 0;
+    if (seed % 5 == 0) options.separator = u'5';
+    ExpectSame([&] {
+      Kt_Buffer bytes;
+      Kt_WString text;
+      Kt_SaveReport report;
+      const kt_long saved = seed % 2 == 0 ? kt::SaveCsv(data, u"", options, bytes, report)
+                                          : kt::SaveCsv(data, u"", options, text, report);
+      return std::to_string(saved) + report.error.ToUtf8() + std::string(bytes.View()) +
+             text.ToUtf8();
+    });
+  }
+}
+
+TEST(TwoThreads, SortTheSame) {
+  for (unsigned seed = 0; seed < 60; ++seed) {
+    SCOPED_TRACE(seed);
+    RandomCsv random(seed);
+    Kt_Dataset loaded;
+    Kt_LoadReport report;
+    loaded.LoadCSVBytes(random.Text(seed % 2 == 0 ? 3000 : 400), {}, report);
+    for (int round = 0; round < 4; ++round) {
+      Kt_WString keys;
+      for (std::size_t count = 1 + random.Roll(3); count > 0; --count) {
+        const auto col = static_cast<kt_long>(
+            random.Roll(static_cast<std::size_t>(loaded.GetColCount())));
+        keys += loaded.GetColID(col);
+        keys += random.Roll(2) == 0 ? u":d," : u",";
+      }
+      ExpectSame([&] {
+        Kt_Dataset data(loaded);
+        const kt_long sorted = data.Sort(keys, true, round % 2 == 0);
+        return std::to_string(sorted) + Shown(data);
+      });
+    }
+  }
+}
+
+// ---- Bounds in the middle ---------------------------------------------------------------------
+
+// load, save and sort, each with its result.
+struct Steps {
+  std::string csv = RandomCsv(4).Text(6000);
+  Kt_Dataset loaded;
+
+  Steps() {
+    Kt_LoadReport report;
+    loaded.LoadCSVBytes(csv, {}, report);
+  }
+  kt_long Run(int step, Kt_Dataset& data) const {
+    Kt_LoadReport report;
+    Kt_SaveReport saved;
+    Kt_Buffer bytes;
+    switch (step) {
+      case 0: return data.LoadCSVBytes(csv, {}, report);
+      case 1: return kt::SaveCsv(data, u"", {}, bytes, saved);
+      default: return data.Sort(u"c0,c1:d");
+    }
+  }
+};
+
+TEST(TwoThreads, StopAsOneThreadDoes) {
+  const Steps steps;
+  for (int step = 0; step < 3; ++step) {
+    SCOPED_TRACE(step);
+    const Outcome whole = RunOn(1, [&] {
+      Kt_Dataset data(steps.loaded);
+      return std::to_string(steps.Run(step, data));
+    });
+    for (int part = 0; part < 12; ++part) {
+      SCOPED_TRACE(part);
+      for (const int count : {1, 2}) {
+        const Kt_WorkThreads threads(count, 1);
+        Kt_Dataset data(steps.loaded);
+        Kt_RunBudget budget;
+        budget.limit_steps = whole.units / Kt_WorkMeter::kUnitsPerStep * part / 10 + 1;
+        const Kt_BoundedWork bounds(budget);
+        const kt_long answer = steps.Run(step, data);
+        EXPECT_EQ(bounds.GetStopCode(), part < 10 ? kErrStepBudget : kOk);
+        EXPECT_EQ(answer < 0, part < 10);
+        EXPECT_TRUE(part >= 10 || Shown(data) == Shown(steps.loaded));
+      }
+    }
+  }
+}
+
+TEST(TwoThreads, AreStoppedByFlagAndClock) {
+  const Steps steps;
+  const Kt_WorkThreads threads(2, 1);
+  for (int step = 0; step < 3; ++step) {
+    for (int round = 0; round < 20; ++round) {
+      std::atomic<bool> cancel = false;
+      Kt_RunBudget budget;
+      if (round % 2 == 0) {
+        budget.cancel = &cancel;
+      } else {
+        budget.deadline = steady_clock::now() + std::chrono::microseconds(100 * round);
+      }
+      Kt_Dataset data(steps.loaded);
+      const std::string before = Shown(data);
+      const Kt_BoundedWork bounds(budget);
+      std::thread canceller([&] {
+        std::this_thread::sleep_for(std::chrono::microseconds(100 * round));
+        cancel = true;
+      });
+      const kt_long answer = steps.Run(step, data);
+      canceller.join();
+      EXPECT_EQ(answer < 0, bounds.GetStopCode() != kOk);
+      EXPECT_TRUE(answer >= 0 || Shown(data) == before);
+    }
+  }
+}
+
+TEST(TwoThreads, KeepToTheBoundOfMemory) {
+  const Steps steps;
+  const Kt_WorkThreads threads(2, 1);
+  for (int step = 0; step < 3; ++step) {
+    int refused = 0;
+    int done = 0;
+    for (std::int64_t limit = kMegabyte / 64; limit <= 32 * kMegabyte; limit *= 2) {
+      Kt_Dataset data(steps.loaded);
+      const std::string before = Shown(data);
+      const Kt_CountedMemory bound(limit);
+      const kt_long answer = steps.Run(step, data);
+      EXPECT_LE(bound.GetUsedBytes(), limit);
+      (answer < 0 ? refused : done) += 1;
+      if (answer >= 0) continue;
+      EXPECT_EQ(answer, kErrNoMemory);
+      EXPECT_EQ(Shown(data), before);
+    }
+    EXPECT_GT(refused, 0) << step;
+    EXPECT_GT(done, 0) << step;
+  }
+}
+
+}  // namespace
