@@ -4,7 +4,8 @@
 // writing, against what a C++ programmer writes over plain arrays. Names that end in _Plain are
 // those programs; the argument is the number of rows. Both work on the same text and have to come
 // to the same types, values and text. Names with Scale are steps of work on such a table, up to
-// 10,000,000 rows.
+// 10,000,000 rows. Those with Two are steps with a second thread: the processor time is that of the
+// first one.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
@@ -19,6 +20,7 @@
 #include <vector>
 
 #include "classlib/base/Kt_Buffer.h"
+#include "classlib/base/Kt_WorkThreads.h"
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/store/Kt_Dataset.h"
 
@@ -447,12 +449,35 @@ void BM_ScaleSave(benchmark::State& state) {
     return kt::SaveCsv(data, u"", {}, out, report) >= 0;
   });
 }
+std::string JsonOf(const Kt_Dataset& data) {
+  Kt_Buffer out;
+  Kt_SaveReport report;
+  return kt::SaveJson(data, u"", {}, out, report) >= 0 ? std::string(out.View()) : std::string();
+}
+void BM_ScaleLoadJson(benchmark::State& state) {
+  const std::string text = JsonOf(OrdersOf(state).data);
+  for ([[maybe_unused]] auto round : state) {
+    Kt_Dataset data;
+    Kt_LoadReport report;
+    if (data.LoadJson(text, {}, report) != state.range(0)) state.SkipWithError("rows lost");
+    state.PauseTiming();
+    data = Kt_Dataset();
+    state.ResumeTiming();
+  }
+  Finish(state, text);
+}
 void BM_ScaleSaveJson(benchmark::State& state) {
   RunStep(state, [](const Kt_Dataset& data) {
     Kt_Buffer out;
     Kt_SaveReport report;
     return kt::SaveJson(data, u"", {}, out, report) >= 0;
   });
+}
+
+template <void (*step)(benchmark::State&)>
+void OnTwoThreads(benchmark::State& state) {
+  const Kt_WorkThreads threads(2);
+  step(state);
 }
 
 // All of one size, then all of the next.
@@ -468,6 +493,11 @@ const int kScale = [] {
     add("BM_ScaleGroup", BM_ScaleGroup);
     add("BM_ScaleSave", BM_ScaleSave);
     add("BM_ScaleSaveJson", BM_ScaleSaveJson);
+    add("BM_ScaleLoadJson", BM_ScaleLoadJson);
+    add("BM_ScaleLoad_Two", OnTwoThreads<BM_ScaleLoad>);
+    add("BM_ScaleSort_Two", OnTwoThreads<BM_ScaleSort>);
+    add("BM_ScaleSave_Two", OnTwoThreads<BM_ScaleSave>);
+    add("BM_ScaleSaveJson_Two", OnTwoThreads<BM_ScaleSaveJson>);
   }
   return 0;
 }();

@@ -38,7 +38,7 @@ struct KT_SCRIPT_API EngineState : std::enable_shared_from_this<EngineState> {
   IncludeSource includes;
   bool is_tolerant = false;
   int threads = 1;  // that one operation may use
-  int depth = 0;  // calls of the host into the engine that are running
+  int depth = 0;    // calls of the host into the engine that are running
   // Names that are called and expressions that are evaluated: a name knows its symbol after its
   // first search, an expression is parsed once and asks for its names when they have changed.
   TextCache<Kt_WString, 32> names;

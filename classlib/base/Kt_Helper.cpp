@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 //
-// The second thread waits for a piece of work, does it and says so. Both sides look a few times
-// before they sleep, because the pieces of an operation follow each other closely.
+// The second thread waits for a piece of work, takes it if it is still there, does it and says so.
+// Both sides look a few times before they sleep, because the pieces of an operation follow each
+// other closely.
 #include "classlib/base/detail/Kt_Helper.h"
 
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <exception>
 #include <mutex>
 #include <system_error>
@@ -41,14 +43,28 @@ class SignalsBlocked {
 #endif
 };
 
-constexpr int kGlances = 64;
+// An idle processor has the other side look all the time between two pieces.
+constexpr std::chrono::microseconds kGlanceTime{100};
 // The thread that waits looks after the bounds of both.
 constexpr std::chrono::microseconds kLookInterval{500};
+
+std::atomic<bool> takes_back{true};
+
+template <class Condition>
+void Glance(Condition is_so) {
+  const auto end = std::chrono::steady_clock::now() + kGlanceTime;
+  while (!is_so() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+}
 
 }  // namespace
 
 struct Helper::State {
-  enum class Phase { kIdle, kWork, kDone, kEnd };
+  enum class Phase : std::uint8_t {
+    kIdle,     // nobody has a piece
+    kOffered,  // there is one for the second thread
+    kAtWork,   // which does it
+    kEnd,      // the second thread is to end
+  };
 
   State() {
     const SignalsBlocked blocked;
@@ -56,11 +72,10 @@ struct Helper::State {
   }
 
   void Run() {
-    for (;;) {
-      WaitWhile(Phase::kIdle, Phase::kDone);
-      if (phase.load(std::memory_order_acquire) == Phase::kEnd) return;
+    while (WaitForOffer()) {
+      if (!Turns(Phase::kOffered, Phase::kAtWork)) continue;
       Work();
-      Enter(Phase::kDone);
+      Enter(Phase::kIdle);
     }
   }
 
@@ -84,20 +99,24 @@ struct Helper::State {
     changed.notify_one();
   }
 
-  void WaitWhile(Phase one, Phase other) {
-    const auto is_over = [&] {
-      const Phase now = phase.load(std::memory_order_acquire);
-      return now != one && now != other;
-    };
-    for (int glance = 0; glance < kGlances && !is_over(); ++glance) std::this_thread::yield();
+  // Of both sides only one gets it when they try at the same time.
+  bool Turns(Phase from, Phase to) {
+    return phase.compare_exchange_strong(from, to, std::memory_order_acq_rel);
+  }
+
+  // False when the second thread is to end.
+  bool WaitForOffer() {
+    const auto is_there = [&] { return phase.load(std::memory_order_acquire) != Phase::kIdle; };
+    Glance(is_there);
     std::unique_lock lock(mutex);
-    changed.wait(lock, is_over);
+    changed.wait(lock, is_there);
+    return phase.load(std::memory_order_acquire) != Phase::kEnd;
   }
 
   // Waits for the second thread, and stops it when the work has to.
   void WaitForWork() {
-    const auto is_done = [&] { return phase.load(std::memory_order_acquire) == Phase::kDone; };
-    for (int glance = 0; glance < kGlances && !is_done(); ++glance) std::this_thread::yield();
+    const auto is_done = [&] { return phase.load(std::memory_order_acquire) == Phase::kIdle; };
+    Glance(is_done);
     while (!is_done()) {
       {
         std::unique_lock lock(mutex);
@@ -109,7 +128,7 @@ struct Helper::State {
 
   // Ends a round. False when the work has to stop.
   bool Close() {
-    WaitForWork();
+    if (!takes_back || !Turns(Phase::kOffered, Phase::kIdle)) WaitForWork();
     memory.Close();
     return meter.Close();
   }
@@ -151,7 +170,13 @@ void Helper::Begin(Job job, void* work) {
     state_->memory.Close();
     throw WorkStopped();
   }
-  state_->Enter(State::Phase::kWork);
+  state_->Enter(State::Phase::kOffered);
+}
+
+void Helper::SetTakesBack(bool does) noexcept { takes_back = does; }
+
+bool Helper::TakesBack() noexcept {
+  return takes_back && state_->Turns(State::Phase::kOffered, State::Phase::kIdle);
 }
 
 void Helper::End() {

@@ -482,19 +482,20 @@ class CsvLoader {
 
   // Records that are stored together: the cells of a column follow one another.
   struct Batch {
-    std::size_t most = 0;                  // rows that it has room for
-    std::size_t rows = 0;                  // 0: the text has ended
-    std::size_t end_row = 0;               // rows of the text up to its end
-    kt::CountedVector<Cell> cells;         // of row r in column c: most * c + r
+    std::size_t most = 0;           // rows that it has room for
+    std::size_t rows = 0;           // 0: the text has ended
+    std::size_t end_row = 0;        // rows of the text up to its end
+    kt::CountedVector<Cell> cells;  // of row r in column c: most * c + r
     kt::CountedVector<std::int64_t> lines;
     kt::CountedVector<kt_long> numbers;  // of the rows among those with a place in the columns
   };
 
   // So many cells stay in a near cache.
   void MakeRoom(Batch& batch) const {
-    constexpr std::size_t kCells = 16 * 1024;
+    constexpr std::size_t kCells = 32 * 1024;
     if (batch.most > 0) return;
-    batch.most = std::clamp<std::size_t>(kCells / columns_.size(), 1, std::max<std::size_t>(room_, 1));
+    batch.most =
+        std::clamp<std::size_t>(kCells / columns_.size(), 1, std::max<std::size_t>(room_, 1));
     batch.cells.resize(batch.most * columns_.size());
     batch.lines.resize(batch.most);
     batch.numbers.resize(batch.most);

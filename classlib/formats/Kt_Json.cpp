@@ -642,16 +642,16 @@ class JsonLoader {
   Shape shape_ = Shape::kStream;
   std::size_t start_ = 0;
   bool must_be_all_ = false;
-  Piece rows_are_ = Piece::kObject;    // what the first row is
-  std::int64_t row_count_ = 0;         // rows so far that have a place in the columns
-  bool is_stopped_ = false;            // the way through the rows ended before the text did
-  bool sees_all_ = false;              // columns and types are those of all rows
-  std::int64_t noted_rows_ = 0;        // those that columns and types are of
-  std::size_t known_columns_ = 0;      // when the columns were made
-  bool has_aliases_ = false;           // some columns share their cells
-  bool is_misfit_ = false;             // a row does not fit the columns of the first ones
-  std::int64_t room_ = 0;              // rows that the columns have room for
-  kt::CountedVector<JsonCell> cells_;  // of the row in hand
+  Piece rows_are_ = Piece::kObject;     // what the first row is
+  std::int64_t row_count_ = 0;          // rows so far that have a place in the columns
+  bool is_stopped_ = false;             // the way through the rows ended before the text did
+  bool sees_all_ = false;               // columns and types are those of all rows
+  std::int64_t noted_rows_ = 0;         // those that columns and types are of
+  std::size_t known_columns_ = 0;       // when the columns were made
+  bool has_aliases_ = false;            // some columns share their cells
+  bool is_misfit_ = false;              // a row does not fit the columns of the first ones
+  std::int64_t room_ = 0;               // rows that the columns have room for
+  kt::CountedVector<JsonCell> cells_;   // of the row in hand
   kt::CountedVector<JsonCell> others_;  // of the row in hand, that have no quick form
   std::vector<bool> twice_;             // of others_: the column has a value in this row already
   kt::CountedVector<Converted> values_;
@@ -806,10 +806,9 @@ kt_long kt::LoadJson(Kt_Dataset& dataset, std::string_view utf8, const Kt_JsonOp
 kt_long kt::SaveJson(const Kt_Dataset& dataset, std::u16string_view type,
                      const Kt_JsonSaveOptions& options, Kt_Buffer& out, Kt_SaveReport& report) {
   out.Clear();
-  const kt_long saved =
-      SaveTable<SavedRows>(dataset, type, report, [&](const SavedRows& rows) {
-        return WriteJson(rows, options, out, report);
-      });
+  const kt_long saved = SaveTable<SavedRows>(dataset, type, report, [&](const SavedRows& rows) {
+    return WriteJson(rows, options, out, report);
+  });
   if (saved < 0) out.Clear();
   return saved;
 }

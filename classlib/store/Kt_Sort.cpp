@@ -186,8 +186,8 @@ class SlotSorter {
   kt::CountedVector<Slot>& slots_;
   kt::CountedVector<std::uint64_t> keys_;  // of the slots
   Helper helper_;
-  int used_bits_ = 0;                      // of the keys
-  bool is_one_word_ = true;                // all that was added, and alike only where it is equal
+  int used_bits_ = 0;        // of the keys
+  bool is_one_word_ = true;  // all that was added, and alike only where it is equal
   std::uint32_t key_count_ = 0;
   std::array<std::uint32_t, kKeyBits> key_of_bit_{};  // the last one is 1
 };

@@ -26,9 +26,9 @@ class SharedMemory {
  private:
   bool has_limit_ = false;
   std::atomic<std::int64_t> left_{0};
-  std::int64_t own_stop_ = 0;         // of the thread that opened it
-  std::int64_t used_ = 0;             // by the second thread
-  std::uint32_t failures_ = 0;        // of its operations
+  std::int64_t own_stop_ = 0;   // of the thread that opened it
+  std::int64_t used_ = 0;       // by the second thread
+  std::uint32_t failures_ = 0;  // of its operations
 };
 
 // The meter. What the second thread does is charged to it at its next look, which comes at the
@@ -48,7 +48,7 @@ class SharedMeter {
  private:
   friend class ::Kt_WorkMeter;
 
-  Kt_WorkMeter* meter_ = nullptr;      // null: nothing limits the work
+  Kt_WorkMeter* meter_ = nullptr;       // null: nothing limits the work
   std::atomic<std::int64_t> units_{0};  // done by the second thread, not yet charged
   kt_long stop_code_ = 0;               // why clock or flag stopped the second thread
   Kt_RunBudget second_budget_;

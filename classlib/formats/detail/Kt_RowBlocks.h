@@ -50,24 +50,32 @@ struct MadeCells {
 // What a block runs into counts when it is taken, so the first one in the order of the rows does.
 template <class Make, class Pay, class Take>
 kt_long WriteInBlocks(const SavedRows& saved, bool may_share, Make make, Pay pay, Take take) {
-  constexpr std::size_t kCellsPerBlock = 8 * 1024;
+  constexpr std::size_t kCellsPerBlock = 16 * 1024;
   const std::size_t rows = saved.slots.size();
-  const std::size_t step = std::max<std::size_t>(kCellsPerBlock / std::max<std::size_t>(saved.columns.size(), 1), 1);
+  const std::size_t step =
+      std::max<std::size_t>(kCellsPerBlock / std::max<std::size_t>(saved.columns.size(), 1), 1);
   Helper helper(may_share ? rows : 0);
   auto writer = make();
   std::optional<decltype(writer)> other;
   if (helper.IsThere()) other.emplace(make());
   for (std::size_t first = 0; first < rows;) {
     const std::size_t middle = std::min(first + step, rows);
-    const std::size_t end = other ? std::min(middle + step, rows) : middle;
+    const std::size_t end = std::min(middle + step, rows);
     pay(first, end);
+    kt_long code = kOk;
     if (other) {
       helper.Both([&] { writer.Write(first, middle); }, [&] { other->Write(middle, end); });
+      code = take(writer);
+      if (code == kOk) code = take(*other);
     } else {
+      // The second block is written whatever became of the first, as two threads do: a save that
+      // is refused has charged the same then.
       writer.Write(first, middle);
+      code = take(writer);
+      writer.Write(middle, end);
+      if (code == kOk) code = take(writer);
     }
-    if (const kt_long code = take(writer)) return code;
-    if (const kt_long code = other ? take(*other) : kOk) return code;
+    if (code != kOk) return code;
     first = end;
   }
   return kOk;

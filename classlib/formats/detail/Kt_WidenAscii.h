@@ -8,7 +8,8 @@
 
 namespace kt::detail {
 
-// Copies ASCII bytes to as many units, by eights. False, and anything copied, when there are others.
+// Copies ASCII bytes to as many units, by eights. False, and anything copied, when there are
+// others.
 inline bool WidenAscii(std::string_view text, char16_t* out) {
   constexpr std::size_t kBytes = 8;
   std::uint64_t all = 0;
