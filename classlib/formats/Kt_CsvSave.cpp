@@ -46,7 +46,7 @@ class WideOut {
   // Whether so many units are no more than a text may have.
   static bool CanBe(std::size_t units) { return units <= kMaxUnits; }
   std::size_t Size() const { return out_.View().size(); }
-  bool Take(const Text& text) { return out_.Append(text); }
+  bool Take(const Text& text, double) { return out_.Append(text); }
   void Finish() { out_.FreeExtra(); }
 
  private:
@@ -78,15 +78,15 @@ class Utf8Out {
     return true;
   }
   static bool CanBe(std::size_t bytes) { return bytes <= kMaxBytes; }
-  std::size_t Size() const { return out_.GetSize(); }
-  bool Take(const Text& text) {
-    out_.Append(text);
+  std::size_t Size() const { return out_.Size(); }
+  bool Take(const Text& text, double share) {
+    out_.Append(text, share);
     return true;
   }
   void Finish() {}
 
  private:
-  Kt_Buffer& out_;
+  BlockBuffer out_;
 };
 
 template <class Out>
@@ -306,14 +306,14 @@ class CsvWriter {
     const auto make = [&] { return CsvBlock<Out>(rows_, options_); };
     auto headings = make();
     (void)headings.WriteHeadings();
-    if (const kt_long code = Take(headings)) return code;
+    if (const kt_long code = Take(headings, 1)) return code;
     const auto pay = [&](std::size_t first, std::size_t end) {
       for (std::size_t row = first; row < end; ++row) {
         charge_.AddOrLeave(static_cast<std::int64_t>(8 * columns.size()) *
                            Kt_WorkMeter::kUnitsPerCell);
       }
     };
-    const auto take = [&](const CsvBlock<Out>& block) { return Take(block); };
+    const auto take = [&](const CsvBlock<Out>& block, double share) { return Take(block, share); };
     if (const kt_long code = WriteInBlocks(rows_, true, make, pay, take)) return code;
     ChargeOrLeave(0);
     out_.Finish();
@@ -322,7 +322,7 @@ class CsvWriter {
 
  private:
   // Appends a block to what is there: kOk, or why it cannot be.
-  kt_long Take(const CsvBlock<Out>& block) {
+  kt_long Take(const CsvBlock<Out>& block, double share) {
     if (block.GetTextsEnd() > 0 && !Out::CanBe(out_.Size() + block.GetTextsEnd())) {
       return report_.Refuse(kErrStringTooLong, {});
     }
@@ -330,7 +330,7 @@ class CsvWriter {
       report_ = block.GetReport();
       return block.GetCode();
     }
-    return out_.Take(block.GetText()) ? kOk : report_.Refuse(kErrStringTooLong, {});
+    return out_.Take(block.GetText(), share) ? kOk : report_.Refuse(kErrStringTooLong, {});
   }
 
   const SavedRows& rows_;

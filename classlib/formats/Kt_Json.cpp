@@ -766,6 +766,7 @@ kt_long WriteJson(const SavedRows& rows, const Kt_JsonSaveOptions& options, Kt_B
   const bool is_list = options.layout != Kt_JsonLayout::kLines;
   const std::string_view line_end = options.layout == Kt_JsonLayout::kOneLine ? "" : "\n";
   RoundCharge charge;
+  BlockBuffer text(out);
   if (is_list) out.Append("[");
   // What shows an object is code of the caller's.
   const bool may_share = !options.show_object;
@@ -776,11 +777,11 @@ kt_long WriteJson(const SavedRows& rows, const Kt_JsonSaveOptions& options, Kt_B
           charge.AddOrLeave(static_cast<std::int64_t>(rows.columns.size()) * kUnitsPerValue);
         }
       },
-      [&](const JsonBlock& block) {
+      [&](const JsonBlock& block, double share) {
         if (block.GetCode() != kOk) report = block.GetReport();
         if (block.GetCode() != kOk) return block.GetCode();
         ChargeOrLeave(static_cast<std::int64_t>(block.GetText().size()));
-        out.Append(block.GetText());
+        text.Append(block.GetText(), share);
         return kt_long{kOk};
       });
   if (code != kOk) return code;

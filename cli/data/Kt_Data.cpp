@@ -166,6 +166,16 @@ kt_long SaveCodePage(const DataOptions& options) {
   return options.code_page.value_or(kCodePageUtf8);
 }
 
+// The content of a file: UTF-8 as the store writes it, which may be a large part of the memory and
+// is not copied, or what other encodings and forms make.
+struct Content {
+  Kt_Buffer buffer;
+  std::string bytes;  // counts when there is nothing in the buffer
+  std::string_view View() const {
+    return buffer.GetSize() > 0 ? buffer.View() : std::string_view(bytes);
+  }
+};
+
 bool SaveText(const Kt_WString& text, const DataOptions& options, std::string& bytes,
               std::string& reason) {
   return EncodeText(text, SaveCodePage(options), bytes, reason);
@@ -180,7 +190,7 @@ std::string ReasonOf(const Kt_SaveReport& report) {
   return report.error.ToUtf8();
 }
 
-bool SaveCsv(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
+bool SaveCsv(const DataOptions& options, const Kt_Dataset& dataset, Content& content,
              std::string& reason) {
   Kt_CsvSaveOptions csv;
   csv.separator = options.separator.value_or(SeparatorOf(*options.format));
@@ -188,16 +198,14 @@ bool SaveCsv(const DataOptions& options, const Kt_Dataset& dataset, std::string&
   csv.guard_formulas = options.guard_formulas;
   Kt_SaveReport report;
   if (SaveCodePage(options) == kCodePageUtf8) {
-    Kt_Buffer out;
-    const bool saved = kt::SaveCsv(dataset, {}, csv, out, report) >= 0;
-    if (saved) bytes = out.View();
+    const bool saved = kt::SaveCsv(dataset, {}, csv, content.buffer, report) >= 0;
     reason = ReasonOf(report);
     return saved;
   }
   Kt_WString text;
   const bool saved = dataset.SaveCSV(text, {}, csv, report) >= 0;
   reason = ReasonOf(report);
-  return saved && SaveText(text, options, bytes, reason);
+  return saved && SaveText(text, options, content.bytes, reason);
 }
 
 // The first line says the encoding that the text really is in.
@@ -221,11 +229,9 @@ bool SaveXml(const DataOptions& options, const Kt_Dataset& dataset, std::string&
   return SaveText(text, options, bytes, reason);
 }
 
-bool SaveBinary(const Kt_Dataset& dataset, std::string& bytes, std::string& reason) {
-  Kt_Buffer out;
+bool SaveBinary(const Kt_Dataset& dataset, Content& content, std::string& reason) {
   Kt_SaveReport report;
-  const bool saved = dataset.Save2(out, {}, report) >= 0;
-  if (saved) bytes = out.View();
+  const bool saved = dataset.Save2(content.buffer, {}, report) >= 0;
   reason = ReasonOf(report);
   return saved;
 }
@@ -237,34 +243,48 @@ bool SaveUtf8(std::string_view utf8, const DataOptions& options, std::string& by
   return ConvertUtf8(utf8, text) < 0 && SaveText(text, options, bytes, reason);
 }
 
-bool SaveJsonText(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
+bool SaveJsonText(const DataOptions& options, const Kt_Dataset& dataset, Content& content,
                   std::string& reason) {
   Kt_JsonSaveOptions json;
   if (*options.format == DataFormat::kJsonLines) json.layout = Kt_JsonLayout::kLines;
-  Kt_Buffer out;
   Kt_SaveReport report;
-  const bool saved = dataset.SaveJson(out, {}, json, report) >= 0;
+  const bool saved = dataset.SaveJson(content.buffer, {}, json, report) >= 0;
   reason = ReasonOf(report);
-  if (!saved) return false;
-  bytes = out.View();
-  if (SaveCodePage(options) == kCodePageUtf8) return true;
-  return SaveUtf8(bytes, options, bytes, reason);
+  if (!saved || SaveCodePage(options) == kCodePageUtf8) return saved;
+  const bool encoded = SaveUtf8(content.buffer.View(), options, content.bytes, reason);
+  content.buffer.Clear();
+  return encoded;
 }
 
-bool Save(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
+bool Save(const DataOptions& options, const Kt_Dataset& dataset, Content& content,
           std::string& reason) {
+  std::string& bytes = content.bytes;
   switch (*options.format) {
     case DataFormat::kCsv:
-    case DataFormat::kTsv: return SaveCsv(options, dataset, bytes, reason);
+    case DataFormat::kTsv: return SaveCsv(options, dataset, content, reason);
     case DataFormat::kXml: return SaveXml(options, dataset, bytes, reason);
     case DataFormat::kJson:
-    case DataFormat::kJsonLines: return SaveJsonText(options, dataset, bytes, reason);
-    case DataFormat::kBinary: return SaveBinary(dataset, bytes, reason);
+    case DataFormat::kJsonLines: return SaveJsonText(options, dataset, content, reason);
+    case DataFormat::kBinary: return SaveBinary(dataset, content, reason);
     case DataFormat::kXlsx: return kt::SaveXlsx(SheetOf(Kt_CliView(dataset)), bytes, reason);
     case DataFormat::kMarkdown:
       return SaveUtf8(MarkdownTable(Kt_CliView(dataset), {}), options, bytes, reason);
   }
   return false;
+}
+
+// The same unless memory runs out or the work is stopped.
+bool SaveInBounds(const DataOptions& options, const Kt_Dataset& dataset, Content& content,
+                  std::string& reason) {
+  try {
+    const bool saved = Save(options, dataset, content, reason);
+    if (Kt_WorkMeter::CurrentStop() == 0) return saved;
+    reason = StopReason();
+    return false;
+  } catch (const std::exception&) {
+    reason = "out of memory";
+    return false;
+  }
 }
 
 // By the first thing in it that is not blank; a byte order mark and the halves of UTF-16 are
@@ -363,12 +383,12 @@ bool LoadDataFile(const std::string& path, const DataOptions& options, Kt_Datase
 
 bool SaveData(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
               std::string& reason) {
+  Content content;
+  if (!SaveInBounds(options, dataset, content, reason)) return false;
   try {
-    const bool saved = Save(options, dataset, bytes, reason);
-    if (Kt_WorkMeter::CurrentStop() == 0) return saved;
-    reason = StopReason();
-    return false;
-  } catch (const std::exception&) {
+    bytes = content.View();
+    return true;
+  } catch (const std::bad_alloc&) {
     reason = "out of memory";
     return false;
   }
@@ -381,9 +401,9 @@ bool SaveDataFile(const std::string& path, const DataOptions& options, const Kt_
     reason = kUnknownFormat;
     return false;
   }
-  std::string bytes;
-  return SaveData(settled, dataset, bytes, reason) &&
-         WriteFileBytes(path, bytes, reason, options.links);
+  Content content;
+  return SaveInBounds(settled, dataset, content, reason) &&
+         WriteFileBytes(path, content.View(), reason, options.links);
 }
 
 }  // namespace kt::cli

@@ -2,9 +2,12 @@
 #pragma once
 
 #include <algorithm>
+#include <new>
 #include <optional>
+#include <string_view>
 #include <vector>
 
+#include "classlib/base/Kt_Buffer.h"
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/base/detail/Kt_Helper.h"
@@ -40,12 +43,43 @@ struct MadeCells {
   }
 };
 
+// Takes the bytes of block after block. What `share` of all rows has taken tells how much room all
+// will need: growing to the double, as buffers do, could take twice the memory of the result.
+// Borrows the buffer.
+class BlockBuffer {
+ public:
+  explicit BlockBuffer(Kt_Buffer& out) : out_(out) {}
+
+  std::size_t Size() const { return out_.GetSize(); }
+  void Append(std::string_view bytes, double share) {
+    const std::size_t size = out_.GetSize() + bytes.size();
+    if (size > room_) MakeRoom(size, share);
+    out_.Append(bytes);
+  }
+
+ private:
+  void MakeRoom(std::size_t size, double share) {
+    const auto whole = static_cast<std::size_t>(static_cast<double>(size) / share * kMargin);
+    room_ = std::max(whole, size + size / 8);
+    try {
+      out_.Reserve(room_);
+    } catch (const std::bad_alloc&) {
+      // The rows to come may be shorter.
+    }
+  }
+
+  static constexpr double kMargin = 1 + 1.0 / 64;
+
+  Kt_Buffer& out_;
+  std::size_t room_ = 0;
+};
+
 // Writes rows in blocks, every other one on a second thread if there is one:
 //
-//   make()                    a block writer: Write(first, end) writes the rows [first, end)
-//   pay(first, end)           charges for rows before they are written
-//   kt_long take(writer)      takes what a writer has written, in the order of the rows: kOk, or
-//                             why the save ends
+//   make()                       a block writer: Write(first, end) writes the rows [first, end)
+//   pay(first, end)              charges for rows before they are written
+//   kt_long take(writer, share)  takes what a writer has written, in the order of the rows: kOk, or
+//                                why the save ends. With it `share` of the rows is there, up to 1
 //
 // What a block runs into counts when it is taken, so the first one in the order of the rows does.
 template <class Make, class Pay, class Take>
@@ -58,6 +92,9 @@ kt_long WriteInBlocks(const SavedRows& saved, bool may_share, Make make, Pay pay
   auto writer = make();
   std::optional<decltype(writer)> other;
   if (helper.IsThere()) other.emplace(make());
+  const auto take_up_to = [&](std::size_t end, const auto& written) {
+    return take(written, static_cast<double>(end) / static_cast<double>(rows));
+  };
   for (std::size_t first = 0; first < rows;) {
     const std::size_t middle = std::min(first + step, rows);
     const std::size_t end = std::min(middle + step, rows);
@@ -65,15 +102,15 @@ kt_long WriteInBlocks(const SavedRows& saved, bool may_share, Make make, Pay pay
     kt_long code = kOk;
     if (other) {
       helper.Both([&] { writer.Write(first, middle); }, [&] { other->Write(middle, end); });
-      code = take(writer);
-      if (code == kOk) code = take(*other);
+      code = take_up_to(middle, writer);
+      if (code == kOk) code = take_up_to(end, *other);
     } else {
       // The second block is written whatever became of the first, as two threads do: a save that
       // is refused has charged the same then.
       writer.Write(first, middle);
-      code = take(writer);
+      code = take_up_to(middle, writer);
       writer.Write(middle, end);
-      if (code == kOk) code = take(writer);
+      if (code == kOk) code = take_up_to(end, writer);
     }
     if (code != kOk) return code;
     first = end;

@@ -6,6 +6,7 @@
 #include <numeric>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/base/detail/Kt_Helper.h"
 
 namespace kt::detail {
 
@@ -158,13 +159,25 @@ void TextDictionary::Compact(CountedVector<std::uint32_t>& codes) {
   for (std::uint32_t& code : codes) code = renumbered[code];
 }
 
+// Two halves are sorted, each by a thread where there are two, and merged.
 CountedVector<std::uint32_t> TextDictionary::Ranks() const {
-  CountedVector<std::uint32_t> order(texts_.size());
-  std::iota(order.begin(), order.end(), 0u);
+  CountedVector<std::uint32_t> halves(texts_.size());
+  std::iota(halves.begin(), halves.end(), 0u);
+  const auto middle = halves.begin() + static_cast<std::ptrdiff_t>(halves.size() / 2);
+  const auto before_by = [this](RoundCharge& charge) {
+    return [this, &charge](std::uint32_t a, std::uint32_t b) {
+      return ComesBefore(texts_[a].View(), texts_[b].View(), charge);
+    };
+  };
+  const auto sort = [&](auto first, auto last) {
+    RoundCharge charge;
+    std::sort(first, last, before_by(charge));
+  };
+  Helper helper(halves.size());
+  helper.Both([&] { sort(halves.begin(), middle); }, [&] { sort(middle, halves.end()); });
+  CountedVector<std::uint32_t> order(halves.size());
   RoundCharge charge;
-  std::sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
-    return ComesBefore(texts_[a].View(), texts_[b].View(), charge);
-  });
+  std::merge(halves.begin(), middle, middle, halves.end(), order.begin(), before_by(charge));
   CountedVector<std::uint32_t> ranks(texts_.size());
   std::uint32_t rank = 0;
   for (std::size_t at = 0; at < order.size(); ++at) {

@@ -194,8 +194,7 @@ void SortByLeadingBits(CountedVector<std::uint64_t>& keys, CountedVector<std::ui
 
   charge(3 * count);
   sorted_keys.resize(count);
-  ForEachIn(helper, count,
-            [&](std::size_t at) { sorted_keys[at] = keys[words[at] & place_mask]; });
+  ForEachIn(helper, count, [&](std::size_t at) { sorted_keys[at] = keys[words[at] & place_mask]; });
   Helper alone(0);  // runs are short
   CountedVector<std::uint64_t> run_keys;
   CountedVector<std::uint32_t> run_places;
