@@ -346,7 +346,7 @@ Kt_CsvOptions AnyOptions(unsigned seed) {
 }
 
 TEST_F(TwoThreads, LoadTheSameCsv) {
-  for (unsigned seed = 0; seed < 60; ++seed) {
+  for (unsigned seed = 0; seed < 36; ++seed) {
     SCOPED_TRACE(seed);
     RandomCsv random(seed);
     const std::string text = random.Text(seed % 6 == 0 ? 20 : 3000 + random.Roll(3000));
@@ -399,7 +399,7 @@ TEST_F(TwoThreads, SaveTheSame) {
 }
 
 TEST_F(TwoThreads, SortTheSame) {
-  for (unsigned seed = 0; seed < 60; ++seed) {
+  for (unsigned seed = 0; seed < 20; ++seed) {
     SCOPED_TRACE(seed);
     RandomCsv random(seed);
     Kt_Dataset loaded;
@@ -474,7 +474,7 @@ TEST_F(TwoThreads, AreStoppedByFlagAndClock) {
   const Steps steps;
   const Kt_WorkThreads threads(2, 1);
   for (int step = 0; step < 3; ++step) {
-    for (int round = 0; round < 20; ++round) {
+    for (int round = 0; round < 12; ++round) {
       std::atomic<bool> cancel = false;
       Kt_RunBudget budget;
       if (round % 2 == 0) {
