@@ -84,6 +84,8 @@ class Kt_CliHost : public Kt_ExprObject, public Kt_ExprNameSource {
   int GetMethodType(const Kt_WString& name, Kt_ExprObjInfo& info) override;
   Kt_ExprDataset* GetDefaultDataset() override { return datasets_.GetDefault(); }
   Kt_ExprDataset* GetChildDataset(const Kt_WString& name) override;
+  // Datasets come, and none goes.
+  std::uint64_t GetNameVersion() override { return datasets_.GetCount() + 1; }
   int IsSystemLogMode() override { return 1; }
   int IsDebugTraceMode() override { return trace_ ? 1 : 0; }
   void OnSystemError(const Kt_Result& result) override { OnRunTimeError(result); }

@@ -8,6 +8,7 @@
 #include "classlib/value/Kt_ObjList.h"
 #include "object/Kt_ExprColumnSource.h"
 #include "object/Kt_ExprObject.h"
+#include "object/Kt_QuickMembers.h"
 
 class Kt_Component;  // the host's; only passed through
 class Kt_Dataset;
@@ -43,7 +44,9 @@ enum class Kt_LoadReason : int {
 // Threads: those of the dataset.
 //
 // The order of the virtual operations is part of the interface.
-class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnSource {
+class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject,
+                                     public Kt_ExprColumnSource,
+                                     public kt::QuickMembers {
  public:
   Kt_ExprDataset();
   // The parent becomes the container too: row expressions see the container's chain, and values
@@ -214,6 +217,14 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   void ReadAggregate(Aggregate what, kt_long col, kt_long start, kt_long end,
                      Kt_Variant& result) const override;
 
+  // ---- Kt_QuickMembers ------------------------------------------------------------------------
+  // Whether members, items and columns of this class are answered here and nowhere else, so that
+  // scripts may read and write cells without asking operation by operation. False for derived
+  // classes, which may override any of these; one that overrides events only says true.
+  virtual bool AnswersAsDataset() const;
+  kt::QuickMember FindQuickMember(kt::MemberUse use, const Kt_WString& name,
+                                  int arg_count) const override;
+
   // ---- Tables ---------------------------------------------------------------------------------
   // Methods and properties, sorted by name; a handler by name in any case, or null.
   static int GetDSetMethodCount();
@@ -249,6 +260,7 @@ class KT_SCRIPT_API Kt_ExprDataset : public Kt_ExprObject, public Kt_ExprColumnS
   enum class Answer { kYes, kNo, kGone };  // kGone: the wrapper or its dataset
   struct Cell;
   struct Write;
+  struct Quick;  // the members that scripts reach at once
 
   // Events (detail/Kt_EventCall.h). Ask answers kYes when the event need not be asked. Tell is
   // false when the wrapper was destroyed or its dataset is another one.

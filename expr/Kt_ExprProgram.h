@@ -24,7 +24,8 @@ enum class CodeOp : std::uint8_t {
   kElement,     // dst = name a [b]
   kIndex,       // dst = value a [b]; the constant `extra` is the name for messages
   kRef,         // dst = reference to name a
-  kReceive,     // dst = a, the first argument of calls[extra], which is a member of it
+  kReceive,     // dst = a, the first argument of calls[extra], which is a member of it. Fails when
+                // there is no such member
   kCall,        // dst = calls[extra](temps a .. a + b)
   kReturn,      // the result is a
   kTarget,      // the expression stands for name a [b]
@@ -77,8 +78,8 @@ struct KT_SCRIPT_API ExprProgram {
   struct Form {
     int max_temps = kMaxTemps;
     int max_names = kMaxNames;
-    // Members that are called as built-in functions are, when their value is no object, have code:
-    // kReceive and kCall. Whoever runs it finds out which of the two they are.
+    // Members have code: kReceive and kCall. Of an object they are what the object says, of any
+    // other value the built-in function of that name: whoever runs it finds out which.
     bool has_members = false;
     // Every use of a name has a number of its own, and the questions what names and calls stand for
     // are instructions, where the evaluator asks them.
@@ -145,10 +146,22 @@ class KT_SCRIPT_API ExprProgramMaker {
 // when brackets nest too deeply.
 KT_SCRIPT_API bool SplitListExpr(const Kt_Expr& list, std::vector<Kt_Expr>& pieces);
 
-// Reads the member of the object args[0] that `op` names, with the other arguments when it is
-// called, as the evaluator does.
-KT_SCRIPT_API kt_long ReadMemberOf(Kt_ExprObject* context, const Kt_ExprOp& op,
-                                   const ExprProgram::Member& member,
+// A member as the evaluator finds and reads it, in two steps: what lies between may change what the
+// object is and has.
+//
+// `entry` (empty) becomes the member that `op` names, of the object in `value`, which is looked at
+// and asked; or of what the context says that `name` stands for, at `index` unless that is null.
+// 0, or a code that was reported.
+KT_SCRIPT_API kt_long BindMemberOf(Kt_ExprObject* context, const ExprProgram::Member& member,
+                                   const Kt_Expr& expr, const Kt_Variant& value,
+                                   Kt_ExprStackObj& entry);
+KT_SCRIPT_API kt_long BindMemberOfName(Kt_ExprObject* context, const ExprProgram::Member& member,
+                                       const Kt_Expr& expr, const Kt_WString& name,
+                                       const Kt_Variant* index, Kt_Variant& object,
+                                       Kt_ExprStackObj& entry);
+// Reads the member, called with `args` when it is a call.
+KT_SCRIPT_API kt_long ReadMemberOf(Kt_ExprObject* context, const ExprProgram::Member& member,
+                                   const Kt_Expr& expr, Kt_ExprStackObj& entry,
                                    std::span<const Kt_Variant> args, Kt_Variant& value);
 
 }  // namespace kt

@@ -38,6 +38,7 @@ class TableNode final : public Attachable<Kt_ExprDataset>,
   std::function<void(const CellChange&)> on_changed;
   std::weak_ptr<EngineState> engine;
 
+  bool AnswersAsDataset() const override { return true; }
   void ListNames(const std::string& own, NamesJson& names) const override {
     names.Add("dataset", own);
     const Kt_Dataset* const data = GetDataset();

@@ -96,6 +96,29 @@ Kt_VariantList Kt_Dataset::GetColumnSet(kt_long row, kt_long col) const {
   return values;
 }
 
+bool Kt_Dataset::Body::FindOwnCells(std::u16string_view id, kt_long& col) const {
+  if (KT_UNLIKELY(!columns_.Has(col) || columns_[col].id.View() != id)) col = columns_.Find(id);
+  return IsPlain(col) && !IsPivot() && !rows_.grouped &&
+         columns_[col].type != Kt_ColumnType::kVariant;
+}
+
+bool Kt_Dataset::ReadOwnCell(kt_long row, std::u16string_view id, kt_long& col,
+                             Kt_Variant& value) const {
+  const Body& own = body();
+  KT_CHECK_THREAD(own.one_thread_, "dataset", own.id_);
+  if (KT_UNLIKELY(!own.FindOwnCells(id, col))) return false;
+  const auto slot = own.RecordAt(own.ActiveView(), row);
+  value = KT_LIKELY(slot.has_value()) ? own.columns_[col].cells->Read(*slot) : Kt_Variant();
+  return true;
+}
+
+bool Kt_Dataset::WriteOwnCell(kt_long row, std::u16string_view id, kt_long& col,
+                              const Kt_Variant& value, kt_long& answer) {
+  if (KT_UNLIKELY(!body().FindOwnCells(id, col))) return false;
+  answer = SetColumn(row, col, value);
+  return true;
+}
+
 bool Kt_Dataset::WouldChange(kt_long row, kt_long col, const Kt_Variant& value) const {
   const auto slot = body().RecordAt(body().ActiveView(), row);
   if (!slot || IsPivot() || body().IsGone(*slot)) return false;

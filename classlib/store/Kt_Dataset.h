@@ -239,6 +239,13 @@ class KT_CLASS_API Kt_Dataset {
   // changes nothing. 1, or -1 outside and for cells that cannot be written.
   kt_long SetColumn(kt_long row, kt_long col, const Kt_Variant& value);
   kt_long SetColumnNF(kt_long row, kt_long col, const Kt_Variant& value);
+  // For places that come back to one column with any row: reads or writes a cell by the id of its
+  // column, looked for at `col` first, which is set to where it is. False, and nothing done, where
+  // this would be more than a look into the column: cells that are not kept here, or may be objects
+  // (type variant), subtotals, unknown ids. `answer` is what SetColumn answers.
+  bool ReadOwnCell(kt_long row, std::u16string_view id, kt_long& col, Kt_Variant& value) const;
+  bool WriteOwnCell(kt_long row, std::u16string_view id, kt_long& col, const Kt_Variant& value,
+                    kt_long& answer);
   // Whether SetColumn would change the cell.
   bool WouldChange(kt_long row, kt_long col, const Kt_Variant& value) const;
 

@@ -40,6 +40,8 @@ class CliWrapper : public Kt_ExprDataset {
                       const Kt_Variant& value) override {
     return AfterMember(Kt_ExprDataset::SetProperty(name, args, value));
   }
+  // Those are about failures.
+  bool AnswersAsDataset() const override { return true; }
 
  private:
   kt_long CallReported(Kt_Getter method, const Kt_WString& name, const Kt_VariantList* args,

@@ -29,6 +29,7 @@ class Kt_CliDatasets {
   // Null for none.
   Kt_ExprDataset* Find(const Kt_WString& name) const;
   Kt_ExprDataset* GetDefault() const;
+  std::size_t GetCount() const { return entries_.size(); }
   // The names in the order in which they came.
   std::vector<Kt_WString> GetNames() const;
   // A new dataset under that name. REQUIRES: there is none.

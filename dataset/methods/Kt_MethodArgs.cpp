@@ -81,8 +81,8 @@ StillThere::operator bool() const {
   return dataset != nullptr && self_.GetObject() != nullptr && wrapper_.GetDataset() == dataset;
 }
 
-StoreAnswer::StoreAnswer(const MethodCall& call)
-    : context_(nullptr, call.Wrapper().GetParentCtx()), id_(call.Wrapper().GetID()) {}
+StoreAnswer::StoreAnswer(const Kt_ExprDataset& wrapper)
+    : context_(nullptr, wrapper.GetParentCtx()), id_(wrapper.GetID()) {}
 
 kt_long StoreAnswer::Give(kt_long answer, Kt_Variant& result) const {
   if (answer != kErrRowNotAdded && answer != kErrNoMemory) {

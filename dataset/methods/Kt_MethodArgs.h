@@ -142,7 +142,8 @@ class StillThere {
 // may end the wrapper.
 class StoreAnswer {
  public:
-  explicit StoreAnswer(const MethodCall& call);
+  explicit StoreAnswer(const MethodCall& call) : StoreAnswer(call.Wrapper()) {}
+  explicit StoreAnswer(const Kt_ExprDataset& wrapper);
   // The answer is the result; but where no row or no memory was left, the result is -1 and that is
   // reported and returned, which ends the run: a script that adds rows until it has enough would go
   // on for ever.

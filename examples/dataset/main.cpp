@@ -19,6 +19,7 @@ class FormDataset : public Kt_ExprDataset {
     SetRowPosition(0);
   }
 
+  bool AnswersAsDataset() const override { return true; }
   int IsExistsEvent(int event) override { return event == kEventFail; }
   int CanColumnChange(const Kt_WString& column, const Kt_Variant&, const Kt_Variant& new_value, int,
                       const Kt_Component*, int) override {

@@ -312,63 +312,72 @@ void BindMember(const Kt_ExprOp& op, Kt_ExprStackObj& top) {
 }  // namespace
 
 // Reads the entry in place: it becomes an object entry or a plain value.
-kt_long Evaluator::ReadAsEntry(Kt_ExprStackObj& entry) {
+kt_long ReadAsEntry(Kt_ExprObject* context, Kt_ExprStackObj& entry) {
   Kt_Variant value;
-  if (const kt_long code = ReadEntry(context_, entry, value, 0)) return code;
+  if (const kt_long code = ReadEntry(context, entry, value, 0)) return code;
   if (!value.IsObject()) {
-    entry.SetValueType(context_, value);
+    entry.SetValueType(context, value);
     return kOk;
   }
   const Kt_ObjectHolder hold(value.GetHolder());
-  return entry.FromObject(context_, &hold);
+  return entry.FromObject(context, &hold);
 }
 
-kt_long Evaluator::Member(const Kt_ExprOp& op) {
-  Kt_ExprStackObj& top = stack_.Top();
-  if (top.GetKind() == EXPR_OBJ_COLUMN) return MemberOfColumn(op);
-  if (!IsObjectEntry(top.GetKind())) {
-    if (const kt_long code = ReadAsEntry(top)) return code;
-  }
-  if (!IsObjectEntry(top.GetKind())) {
-    const Kt_Variant value = top.GetKind() == EXPR_OBJ_VALUE ? top.GetValue() : Kt_Variant();
-    return MemberOfValue(op, value);
-  }
-  BindMember(op, top);
-  return kOk;
-}
+namespace {
 
-bool Evaluator::BindBuiltin(const Kt_ExprOp& op, const Kt_Variant& first_arg) {
+bool BindBuiltin(Kt_ExprObject* context, const Kt_ExprOp& op, const Kt_Variant& first_arg,
+                 Kt_ExprStackObj& entry) {
   const Kt_Getter builtin = BuiltinOf(op);
   if (builtin == nullptr) return false;
-  Kt_ExprStackObj& top = stack_.Top();
-  top.ClearValue();
-  top.SetIntFunc(context_, op.text, builtin);
-  top.GetArgs().Add(first_arg);
+  entry.ClearValue();
+  entry.SetIntFunc(context, op.text, builtin);
+  entry.GetArgs().Add(first_arg);
   return true;
 }
 
-kt_long Evaluator::MemberOfValue(const Kt_ExprOp& op, const Kt_Variant& value) {
-  if (BindBuiltin(op, value)) return kOk;
+kt_long MemberOfValue(Kt_ExprObject* context, const Kt_Expr& expr, const Kt_ExprOp& op,
+                      const Kt_Variant& value, Kt_ExprStackObj& entry) {
+  if (BindBuiltin(context, op, value, entry)) return kOk;
   const Kt_WString text = NoMemberText(value, op.text);
   if (op.code == kOpMember) return NoteFailure(kFailed, text, op.text);
   Kt_Result result;
-  result.AddMsg(kErrNoMethod, kSource, 0, expr_.GetText(), Kt_WString());
-  return ReportResult(context_, result, text, op.text);
+  result.AddMsg(kErrNoMethod, kSource, 0, expr.GetText(), Kt_WString());
+  return ReportResult(context, result, text, op.text);
 }
 
-kt_long Evaluator::MemberOfColumn(const Kt_ExprOp& op) {
-  Kt_ExprStackObj& top = stack_.Top();
+kt_long MemberOfColumn(Kt_ExprObject* context, const Kt_ExprOp& op, Kt_ExprStackObj& entry) {
   if (op.GetBuiltinRow() >= 0) {
     Kt_Variant value;
-    if (const kt_long code = ReadEntry(context_, top, value, 0)) return code;
-    (void)BindBuiltin(op, value);
+    if (const kt_long code = ReadEntry(context, entry, value, 0)) return code;
+    (void)BindBuiltin(context, op, value, entry);
     return kOk;
   }
   if (op.code == kOpMethod) {
-    return kt::Report(context_, kSource, kErrNoMethod, u"COLUMN", op.text);
+    return kt::Report(context, kSource, kErrNoMethod, u"COLUMN", op.text);
   }
-  top.SetColumnProp(op.text);
+  entry.SetColumnProp(op.text);
   return kOk;
+}
+
+// The entry becomes the member of what it stands for.
+kt_long MemberOf(Kt_ExprObject* context, const Kt_Expr& expr, const Kt_ExprOp& op,
+                 Kt_ExprStackObj& entry) {
+  if (entry.GetKind() == EXPR_OBJ_COLUMN) return MemberOfColumn(context, op, entry);
+  if (!IsObjectEntry(entry.GetKind())) {
+    if (const kt_long code = ReadAsEntry(context, entry)) return code;
+  }
+  if (!IsObjectEntry(entry.GetKind())) {
+    const Kt_Variant value = entry.GetKind() == EXPR_OBJ_VALUE ? entry.GetValue() : Kt_Variant();
+    return MemberOfValue(context, expr, op, value, entry);
+  }
+  BindMember(op, entry);
+  return kOk;
+}
+
+}  // namespace
+
+kt_long Evaluator::Member(const Kt_ExprOp& op) {
+  return MemberOf(context_, expr_, op, stack_.Top());
 }
 
 // Operators ---------------------------------------------------------------------------------------
@@ -457,7 +466,7 @@ kt_long Evaluator::StepEntry(kt_long step, Kt_Variant& old_value, Kt_Variant& ne
   Kt_ExprStackObj& top = stack_.Top();
   const std::int16_t kind = top.GetKind();
   if (IsCallable(kind) && kind != EXPR_OBJ_METHOD && kind != EXPR_OBJ_ARGREF) {
-    if (const kt_long code = ReadAsEntry(top)) return code;  // a call runs once
+    if (const kt_long code = ReadAsEntry(context_, top)) return code;  // a call runs once
   }
   (void)top.GetStaticValue(context_, old_value);
   old_value = old_value.Dereference();
@@ -529,7 +538,9 @@ kt_long Evaluator::CloseParen(const Kt_ExprOp& op) {
 kt_long Evaluator::FinishCall() {
   Kt_ExprStackObj& call = stack_.Top();
   const bool is_method = call.GetKind() == EXPR_OBJ_METHOD;
-  if (call.GetKind() != EXPR_OBJ_ARGREF && !(is_method && IsAssignedTo())) return ReadAsEntry(call);
+  if (call.GetKind() != EXPR_OBJ_ARGREF && !(is_method && IsAssignedTo())) {
+    return ReadAsEntry(context_, call);
+  }
   call.SetObjStat(kArgsClosed);
   return kOk;
 }
@@ -578,20 +589,47 @@ kt_long Evaluator::Comma(const Kt_ExprOp& op) {
 
 }  // namespace kt::detail
 
-kt_long kt::ReadMemberOf(Kt_ExprObject* context, const Kt_ExprOp& op,
-                         const ExprProgram::Member& member, std::span<const Kt_Variant> args,
-                         Kt_Variant& value) {
-  value.Clear();
-  const Kt_ObjectHolder hold(args[0].GetHolder());
-  if (!hold.IsValid()) {  // it has gone since it was read
-    return kt::ChargeTime(Kt_WorkMeter::kUnitsPerCall) ? kOk : kt::CheckRun(context);
-  }
-  Kt_ExprStackObj entry;
-  if (const kt_long code = entry.FromObject(context, &hold)) return code;
+namespace {
+
+const Kt_ExprOp& OpOf(const Kt_Expr& expr, const kt::ExprProgram::Member& member) {
+  return *expr.GetOps().GetItem(member.record);
+}
+
+}  // namespace
+
+kt_long kt::BindMemberOf(Kt_ExprObject* context, const ExprProgram::Member& member,
+                         const Kt_Expr& expr, const Kt_Variant& value, Kt_ExprStackObj& entry) {
   entry.SetOpStartIdx(member.start);
-  detail::BindMember(op, entry);
-  for (const Kt_Variant& arg : args.subspan(1)) entry.GetArgs().Add(arg);
-  const bool is_checked = op.code == kOpMethod && !member.is_end;
+  const Kt_ExprOp& op = OpOf(expr, member);
+  if (!value.IsObject()) return detail::MemberOfValue(context, expr, op, value, entry);
+  const Kt_ObjectHolder hold(value.GetHolder());
+  if (const kt_long code = entry.FromObject(context, &hold)) return code;
+  return detail::MemberOf(context, expr, op, entry);
+}
+
+kt_long kt::BindMemberOfName(Kt_ExprObject* context, const ExprProgram::Member& member,
+                             const Kt_Expr& expr, const Kt_WString& name, const Kt_Variant* index,
+                             Kt_Variant& object, Kt_ExprStackObj& entry) {
+  entry.SetOpStartIdx(member.start);
+  detail::AskName(context, name, entry);
+  if (detail::IsObjectEntry(entry.GetKind())) object = Kt_Variant(entry.GetConstObject());
+  if (index != nullptr) {
+    kt_long at = -1;
+    Kt_WString key;
+    detail::ReadIndex(*index, at, key);
+    const detail::FailureMark mark;
+    if (const kt_long code = entry.ApplyIndex(context, at, key)) {
+      return detail::AfterFailure(context, entry, code, mark);
+    }
+  }
+  return detail::MemberOf(context, expr, OpOf(expr, member), entry);
+}
+
+kt_long kt::ReadMemberOf(Kt_ExprObject* context, const ExprProgram::Member& member,
+                         const Kt_Expr& expr, Kt_ExprStackObj& entry,
+                         std::span<const Kt_Variant> args, Kt_Variant& value) {
+  for (const Kt_Variant& arg : args) entry.GetArgs().AddRefVar(arg);
+  const bool is_checked = OpOf(expr, member).code == kOpMethod && !member.is_end;
   const kt_long code = detail::ReadEntry(context, entry, value, 0);
   return code == kOk && is_checked ? detail::CheckCallResult(context, value) : code;
 }

@@ -59,9 +59,6 @@ class Evaluator : private ExprWalk<Evaluator, kt_long> {
   kt_long Name(const Kt_ExprOp& op);
   kt_long Call(const Kt_ExprOp& op);
   kt_long Member(const Kt_ExprOp& op);
-  kt_long MemberOfValue(const Kt_ExprOp& op, const Kt_Variant& value);
-  kt_long MemberOfColumn(const Kt_ExprOp& op);
-  bool BindBuiltin(const Kt_ExprOp& op, const Kt_Variant& first_arg);
 
   kt_long Apply();
   kt_long StepEntry(kt_long step, Kt_Variant& old_value, Kt_Variant& new_value);
@@ -76,7 +73,6 @@ class Evaluator : private ExprWalk<Evaluator, kt_long> {
   kt_long CloseBracket(const Kt_ExprOp& op);
   kt_long Comma(const Kt_ExprOp& op);
 
-  kt_long ReadAsEntry(Kt_ExprStackObj& entry);
   kt_long Misplaced(const Kt_ExprOp& op);
 
   const Kt_Expr& expr_;

@@ -182,17 +182,17 @@ bool ExprCompiler::Call(const Kt_ExprOp& op) {
   return true;
 }
 
-// A member of a value is a built-in with that value as its first argument; of an object it is
-// another thing, which only the values say. Without brackets it is read later, and what an index or
-// another member makes of it then depends on that, too.
+// A member of a value is a built-in with that value as its first argument, or none; of an object it
+// is another thing, which only the values say. Without brackets it is read later, and what an index
+// or another member makes of it then depends on that, too.
 bool ExprCompiler::Member(const Kt_ExprOp& op) {
   Entry& entry = Top();
   const bool is_called = op.code == kOpMethod;
   const int arg_count = is_called ? CountCallArgs(ops_, at_) : 0;
   const bool has_value = entry.kind == Entry::Kind::kValue || entry.kind == Entry::Kind::kName ||
                          entry.kind == Entry::Kind::kElement;
-  if (!form_.has_members || op.GetBuiltinRow() < 0 || arg_count < 0 || !has_value ||
-      entry.jump != kNo || temp_count_ + arg_count + 1 > form_.max_temps) {
+  if (!form_.has_members || arg_count < 0 || !has_value || entry.jump != kNo ||
+      temp_count_ + arg_count + 1 > form_.max_temps) {
     return false;
   }
   const std::uint16_t receiver = Read(entry);

@@ -33,7 +33,9 @@ class CodeDumper {
   void Comment(const Instr& in, const OpRow& row);
   Kt_WString Operand(std::size_t pc, char kind, const Instr& in, std::uint16_t value) const;
   Kt_WString Register(std::size_t pc, std::uint16_t reg) const;
+  Kt_WString Member(std::size_t pc, const FuncCode::Quick& quick) const;
   Kt_WString Constant(std::uint16_t at) const;
+  const Kt_WString* HostOf(const Instr& in) const;
   void Padded(const Kt_WString& text, kt_long width);
 
   const Kt_ScriptFunc& func_;
@@ -67,6 +69,13 @@ Kt_WString CodeDumper::Register(std::size_t pc, std::uint16_t reg) const {
   return name.IsEmpty() ? u"r" + Number(reg) : name;
 }
 
+// The name of the host that a member is received of; null for none.
+const Kt_WString* CodeDumper::HostOf(const Instr& in) const {
+  const FuncCode::Call& call = code_.calls[in.C() & ~kObjectSite];
+  const int host = code_.members[static_cast<std::size_t>(call.member)].host;
+  return host >= 0 ? &code_.host_names[static_cast<std::size_t>(host)] : nullptr;
+}
+
 Kt_WString CodeDumper::Constant(std::uint16_t at) const {
   const Kt_Variant& value = code_.consts[at];
   if (value.IsEmpty()) return u"null";
@@ -78,10 +87,26 @@ Kt_WString CodeDumper::Constant(std::uint16_t at) const {
   return out + u"\"";
 }
 
+Kt_WString CodeDumper::Member(std::size_t pc, const FuncCode::Quick& quick) const {
+  const FuncCode::Member& member = code_.members[static_cast<std::size_t>(quick.member)];
+  Kt_WString args;
+  for (int arg = 0; arg < quick.arg_count; ++arg) {
+    if (arg > 0) args += u", ";
+    args += Operand(pc, 'x', {}, quick.args[arg]);
+  }
+  Kt_WString out = member.host >= 0 ? code_.host_names[static_cast<std::size_t>(member.host)]
+                                    : Register(pc, quick.object);
+  if (quick.use == MemberUse::kItemValue) out += u"[" + args + u"]";
+  out += u"." + member.expr->GetOps().GetItem(member.place.record)->text;
+  return quick.use == MemberUse::kCall ? out + u"(" + args + u")" : out;
+}
+
 Kt_WString CodeDumper::Operand(std::size_t pc, char kind, const Instr& in,
                                std::uint16_t value) const {
   switch (kind) {
     case 'x':
+      if (in.Op() == InstrOp::kReceive && value == in.B() && HostOf(in) != nullptr)
+        return *HostOf(in);
       if ((value & kConstOperand) != 0) return Constant(value & 0x7FFF);
       return Register(pc, value);
     case 'w':
@@ -90,6 +115,8 @@ Kt_WString CodeDumper::Operand(std::size_t pc, char kind, const Instr& in,
     case 'i': return Number(static_cast<std::int16_t>(value));
     case 'g': return code_.globals[value];
     case 'f': return code_.calls[value].name + u"()";
+    case 'm': return u"." + code_.calls[value & ~kObjectSite].name;
+    case 'q': return Member(pc, code_.quicks[value]);
     case 'e': return u"{" + Shown(*code_.exprs[value].expr) + u"}";
     case 's':
       return u"-> " + Number(static_cast<std::int64_t>(pc) + 1 + static_cast<std::int16_t>(value));

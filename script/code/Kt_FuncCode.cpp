@@ -53,8 +53,8 @@ namespace {
 bool BindBuiltin(FuncCode::Call& call, LinkedCode::CallSite& site) {
   const _EXPR_INTFUNC_INFO* const table = Kt_ExprObject::GetIntFuncMap();
   const int row = FindIntFuncIdx(table, Kt_ExprObject::GetIntFuncCount(), call.name.GetText());
-  if (row < 0) return false;
   call.kind = FuncCode::CallKind::kBuiltin;
+  if (row < 0) return call.member >= 0;  // objects may have the member
   site.builtin = table[row].handler;
   site.direct = FindDirectFunc(site.builtin);
   return table[row].effect != Kt_FuncEffect::kOther || call.name.EqualsNoCase(u"random");
@@ -70,6 +70,7 @@ std::unique_ptr<LinkedCode> Link(const std::shared_ptr<const FuncCode>& code, Kt
   auto link = std::make_unique<LinkedCode>();
   link->code = code;
   if (!link->BindCalls(script)) return nullptr;
+  link->Prepare();
   link->BindGlobals(script.GetVariables());
   return link;
 }

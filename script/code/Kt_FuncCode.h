@@ -3,12 +3,14 @@
 
 #include <memory>
 #include <mutex>
+#include <typeinfo>
 #include <vector>
 
 #include "expr/Kt_Expr.h"
 #include "expr/Kt_ExprProgram.h"
 #include "object/Kt_DirectFuncs.h"
 #include "object/Kt_ExprObject.h"
+#include "object/Kt_QuickMembers.h"
 #include "script/Kt_Script.h"
 #include "script/code/Kt_ChoiceTable.h"
 
@@ -54,6 +56,9 @@ static_assert(static_cast<int>(InstrOp::kCount) <= 0x80);
 
 // An operand that may be a constant has this bit then.
 inline constexpr std::uint16_t kConstOperand = 0x8000;
+
+// The site of a member that no built-in function has the name of, or of a name of the host.
+inline constexpr std::uint16_t kObjectSite = 0x8000;
 
 // A function as instructions over registers; see Kt_Translator.cpp for how it is made and
 // Kt_Machine.cpp for how it runs.
@@ -103,6 +108,24 @@ struct FuncCode {
   struct Member {
     Kt_Expr* expr;
     ExprProgram::Member place;
+    int arg_count = 0;
+    // Of a name that only the host may know: number of it, and the operand that it is indexed by.
+    int host = -1;
+    std::uint16_t index = kNoRegister;
+  };
+  // A member that is used at once where the object allows it: with all that its use goes by, all of
+  // it variables and constants. Its instruction then leads to `next`, else to `other`: the
+  // instructions that take it to pieces. Members that follow one another share those.
+  struct Quick {
+    static constexpr int kMostArgs = 3;
+    MemberUse use;
+    int member;
+    std::uint16_t object = kNoRegister;  // unless the member is one of the host's name
+    std::uint16_t args[kMostArgs] = {};
+    int arg_count = 0;
+    std::uint16_t dst = kNoRegister;
+    std::uint32_t next = 0;
+    std::uint32_t other = 0;
   };
   // Something left to the evaluator, and why.
   struct Left {
@@ -139,6 +162,8 @@ struct FuncCode {
   std::vector<Kt_WString> globals;
   std::vector<Call> calls;
   std::vector<Member> members;
+  std::vector<Quick> quicks;
+  std::vector<Kt_WString> host_names;  // that stand before members
   std::vector<ChoiceTable> choices;
   std::vector<Left> exprs;
   std::vector<LeftStatement> statements;
@@ -174,6 +199,25 @@ struct LinkedCode {
     Kt_ExprObject* context = nullptr;
   };
 
+  // What a member did last time.
+  struct MemberSite {
+    const std::type_info* type = nullptr;  // of the object
+    QuickMember quick = nullptr;           // of objects of that type; null: they have none
+    kt_long hint = -1;
+  };
+  // What the host said a name stands for: an object. Good while none of the numbers changes.
+  struct HostName {
+    std::uint64_t name_version = 0;
+    std::uint64_t globals_version = 0;
+    std::uint64_t version = 0;
+    Kt_Variant object;
+  };
+
+  // Room for what is found while the code runs.
+  void Prepare() {
+    members.resize(code->members.size());
+    host_names.resize(code->host_names.size());
+  }
   // Finds the globals again after some came or went.
   void BindGlobals(const Kt_VariableList& variables);
   // Finds out again what the calls stand for. False when that needs other instructions.
@@ -182,6 +226,8 @@ struct LinkedCode {
   std::shared_ptr<const FuncCode> code;
   std::vector<Kt_Variable*> globals;  // as those of the code; null: there is none
   std::vector<CallSite> calls;        // as those of the code
+  std::vector<MemberSite> members;    // as those of the code
+  std::vector<HostName> host_names;   // as those of the code
   std::uint64_t version = 0;          // of the script when the calls were bound
   std::uint64_t globals_version = 0;
   std::shared_ptr<LinkedCode> next_retired;  // see RunState::Retire

@@ -260,6 +260,7 @@ void Machine::ClearFrame(CodeFrame& frame) {
     if (!value.IsUndeclared()) (void)item.AssignThroughRef(value);
   }
   frame.items.clear();
+  frame.members.clear();
   while (!frame.scopes.empty()) frame.scopes.pop_back();
   frame.is_stale = false;
 }
@@ -482,6 +483,7 @@ bool Machine::RecoverHere(CodeFrame& frame, kt_long& code) {
   for (std::uint16_t reg = func.temp_base; reg < func.register_count; ++reg) {
     frame.base[reg].Clear();
   }
+  frame.members.clear();
   if (returns) {
     frame.pc = func.instrs.data() + func.return_null;
     return true;
@@ -1048,12 +1050,23 @@ run:
   KT_CASE(Receive) {
     const Kt_Variant& value = KT_X(in.B());
     Kt_Variant& dst = KT_R(in.A());
-    if (KT_LIKELY((IsNumberOrText(value) || value.IsList()) && !dst.IsCounted())) {
+    if (KT_LIKELY((in.C() & kObjectSite) == 0 && (IsNumberOrText(value) || value.IsList()) &&
+                  !dst.IsCounted())) {
       dst = value;
       if (KT_UNLIKELY(value.IsCounted())) KT_DROP_TEXT(in.B());
       KT_NEXT();
     }
     KT_SLOW(Receive(*frame, in));
+  }
+  KT_CASE(Member) {
+    const FuncCode::Quick& quick = frame->code->quicks[in.B()];
+    KT_SAVE();
+    code = UseMember(*frame, quick, flag);
+    left = meter.GetLeft();
+    if (KT_UNLIKELY(code != kOk)) goto failed;
+    pc = frame->code->instrs.data() + (KT_LIKELY(flag) ? quick.next : quick.other);
+    KT_LOOK();
+    KT_NEXT();
   }
   KT_CASE(CallBuiltin) KT_SLOW(CallBuiltin(*frame, in));
   KT_CASE(CallMember) KT_SLOW_AND_ON(CallMember(*frame, in));

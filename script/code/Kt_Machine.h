@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "classlib/base/Kt_Charge.h"
+#include "object/Kt_ExprStackObj.h"
 #include "script/code/Kt_FuncCode.h"
 #include "script/detail/Kt_RunState.h"
 
@@ -30,6 +31,8 @@ struct CodeFrame : RunState::Frame {
   std::vector<Open> scopes;
   // Arguments that refer to items of lists, which get their values at the end.
   std::vector<std::pair<std::uint16_t, Kt_Variant>> items;
+  // Members that were received and not read yet, by the register of their object.
+  std::vector<std::pair<std::uint16_t, std::unique_ptr<Kt_ExprStackObj>>> members;
 };
 
 // Two texts whose comparison is not worth charging.
@@ -171,9 +174,22 @@ class Machine {
   KT_NOINLINE kt_long SetInCopy(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long ChangeElement(CodeFrame& frame, Instr in, Instr more);
   KT_NOINLINE kt_long CallBuiltin(CodeFrame& frame, Instr in);
+
+  // Members (Kt_Machine_Members.cpp).
   KT_NOINLINE kt_long Receive(CodeFrame& frame, Instr in);
+  KT_NOINLINE kt_long ReceiveObject(CodeFrame& frame, Instr in, Kt_Variant&& object);
+  kt_long ReceiveHost(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long CallMember(CodeFrame& frame, Instr in);
-  kt_long ReadMember(CodeFrame& frame, const OutsideCall& call);
+  kt_long ReadMember(CodeFrame& frame, const OutsideCall& call, Kt_ExprStackObj& entry);
+  kt_long ReadMemberNow(CodeFrame& frame, const OutsideCall& call);
+  kt_long FinishMember(CodeFrame& frame, const OutsideCall& call, Kt_Variant& value, kt_long code);
+  // `is_used` says whether that was possible.
+  kt_long UseMember(CodeFrame& frame, const FuncCode::Quick& quick, bool& is_used);
+  bool CallQuick(CodeFrame& frame, const OutsideCall& call, kt_long& code);
+  bool RunQuick(CodeFrame& frame, int number, const Kt_Variant& object, MemberUse use,
+                const Kt_Variant* const* args, int arg_count, Kt_Variant& value, kt_long& code);
+  bool IsQuick(CodeFrame& frame, int number, Kt_Object& object, MemberUse use, int arg_count);
+  const Kt_Variant* HostObject(const CodeFrame& frame, int host) const;
   KT_NOINLINE kt_long CallOutside(CodeFrame& frame, const OutsideCall& call);
   KT_NOINLINE kt_long Length(CodeFrame& frame, Instr in);
   KT_NOINLINE void Ref(CodeFrame& frame, Instr in);

@@ -661,48 +661,12 @@ kt_long Machine::CallBuiltin(CodeFrame& frame, Instr in) {
   return kOk;
 }
 
-// The value before a member, which is called when the arguments that follow are there.
-kt_long Machine::Receive(CodeFrame& frame, Instr in) {
-  Kt_Variant value = Read(frame, in.B());
-  const kt_long code = CheckCallResult(&script_, value);
-  Store(frame, in.A(), std::move(value));
-  return code;
-}
-
-kt_long Machine::CallMember(CodeFrame& frame, Instr in) {
-  if (KT_LIKELY(!frame.base[in.A()].IsObject())) return CallBuiltin(frame, in);
-  return ReadMember(frame, CallOf(frame, in));
-}
-
-// A member of an object.
-kt_long Machine::ReadMember(CodeFrame& frame, const OutsideCall& call) {
-  const FuncCode::Member& member =
-      frame.code->members[static_cast<std::size_t>(frame.code->calls[call.site].member)];
-  Kt_Variant value;
-  kt_long code = kOk;
-  {
-    const Contexts contexts(*this, frame);
-    const std::span<const Kt_Variant> args(call.args, static_cast<std::size_t>(call.count));
-    code = ReadMemberOf(contexts.Get(), *member.expr->GetOps().GetItem(member.place.record),
-                        member.place, args, value);
-    if (code == kOk) code = run_.Check(&script_);
-  }
-  for (int arg = 0; arg < call.count; ++arg) call.args[arg].Clear();
-  if (code != kOk) return code;
-  if (KT_UNLIKELY(frame.is_stale) && member.place.is_end &&
-      IsValueOfStatement(frame, *member.expr)) {
-    return FinishByName(frame, value);
-  }
-  Store(frame, call.result, std::move(value));
-  return kOk;
-}
-
 // Of a variable that holds neither a text nor a list.
 kt_long Machine::Length(CodeFrame& frame, Instr in) {
   Kt_Variant arg = Read(frame, in.B());
   if (KT_UNLIKELY(arg.IsObject()) && frame.code->calls[in.C()].member >= 0) {
     if (const kt_long code = CheckCallResult(&script_, arg)) return code;
-    return ReadMember(frame, {&arg, 1, in.A(), in.C()});
+    return ReadMemberNow(frame, {&arg, 1, in.A(), in.C()});
   }
   return CallOutside(frame, {&arg, 1, in.A(), in.C()});
 }

@@ -361,6 +361,7 @@ void Translator::Finish() {
   for (const auto& [name, known] : known_calls_[0]) {
     if (!known.is_bound) code_.unknown_calls.push_back(known.call.name);
   }
+  link_.Prepare();
   link_.BindGlobals(script_.GetVariables());
   link_.version = script_.GetVersion();
 }
@@ -501,6 +502,7 @@ void Translator::Assign(const Kt_ScriptOp& op) {
   switch (place.kind) {
     case Place::Kind::kRegister: return AssignTo(place.reg, op);
     case Place::Kind::kGlobal: return AssignGlobal(place.reg, op);
+    case Place::Kind::kHost:  // only of a name in an expression
     case Place::Kind::kNobody: return AssignNew(place, op);
     case Place::Kind::kMaybe:
       // Another variable of the name may lie further out.
@@ -537,6 +539,7 @@ void Translator::Combine(const Kt_ScriptOp& op) {
   const std::uint16_t reg = place.kind == Place::Kind::kGlobal ? BoxOf(place.reg) : place.reg;
   const bool is_known = place.kind == Place::Kind::kRegister || place.kind == Place::Kind::kGlobal;
   if (!is_known || reg == kNone) return Walk(op, "the name is no variable here");
+  wants_plain_value_ = true;
   const std::uint16_t value = Value(var.expression);
   if (place.kind == Place::Kind::kGlobal) (void)Emit(InstrOp::kBindGlobal, reg, place.reg);
   const int distance = static_cast<int>(*CompoundOperator(op.opcode));

@@ -36,9 +36,9 @@ class Translator {
   };
   // What a name stands for at the place in hand.
   struct Place {
-    enum class Kind : std::uint8_t { kNobody, kRegister, kMaybe, kGlobal };
+    enum class Kind : std::uint8_t { kNobody, kRegister, kMaybe, kGlobal, kHost };
     Kind kind = Kind::kNobody;
-    std::uint16_t reg = 0;  // or the number of the global
+    std::uint16_t reg = 0;  // or the number of the global, or of the host's name
     bool is_innermost = false;
   };
   // Where break and continue lead, and the scopes that stay open there.
@@ -103,6 +103,7 @@ class Translator {
     std::vector<Place> names;           // what each name stands for
     std::vector<KnownCall*> calls;      // and each call
     std::vector<std::uint16_t> places;  // the register of each temp
+    std::vector<std::uint16_t> sites;   // of calls of members that have one
   };
   // Emits what computes `expr`; the operand to use next. `want`: a register that the last
   // instruction may write.
@@ -134,6 +135,17 @@ class Translator {
   void EmitRelation(Operator op, bool sense, std::uint16_t a, std::uint16_t b, Label label);
   static void ReadIndexesInPlace(Lowering& low);
   bool PrepareGlobals(Lowering& low);
+
+  // Members (Kt_Translator_Members.cpp).
+  struct QuickRun;
+  bool IsOnlyReceived(const ExprProgram& program, std::uint16_t name) const;
+  std::uint16_t HostName(const Kt_WString& name);
+  void LowerReceive(Lowering& low, std::size_t at);
+  void BeginQuicks(Lowering& low, std::size_t at);
+  void EndQuicks(Lowering& low, std::size_t at);
+  static bool IsSimple(const Lowering& low, std::uint16_t operand);
+  static bool TakeQuick(Lowering& low, std::size_t at, QuickRun& run);
+  static bool GivesPlainValues(const Lowering& low, const QuickRun& run);
   void HoldGlobals(const Lowering& low);
   void NoteBranch(std::size_t begin, Kt_Expr& expr, bool sense, Label label);
   void EmitGuards(const Lowering& low, Label label);
@@ -177,6 +189,7 @@ class Translator {
   };
   std::vector<Fixup> fixups_;
   std::vector<std::size_t> labels_;
+  bool wants_plain_value_ = false;  // the next value is only an operand
   std::uint16_t empty_const_ = kNone;
   std::unordered_map<kt_long, std::uint16_t> long_consts_;
   std::unordered_map<std::u16string_view, std::uint16_t> text_consts_;  // texts of code_.consts

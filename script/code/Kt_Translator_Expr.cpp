@@ -15,18 +15,12 @@
 #include <algorithm>
 
 #include "classlib/value/Kt_VarInline.h"
-#include "script/code/Kt_Translator.h"
+#include "script/code/Kt_Lowering.h"
 
 namespace kt::detail {
 
 namespace {
 
-using CodeOperand::kConstBase;
-using CodeOperand::kNameBase;
-
-bool IsName(std::uint16_t operand) { return operand >= kNameBase; }
-bool IsConstant(std::uint16_t operand) { return operand >= kConstBase && operand < kNameBase; }
-bool IsTest(CodeOp op) { return op == CodeOp::kTestAnd || op == CodeOp::kTestOr; }
 bool IsLogic(CodeOp op) {
   return IsOperator(op) && (OperatorOf(op) == Operator::kAnd || OperatorOf(op) == Operator::kOr);
 }
@@ -51,34 +45,6 @@ const char* WhyEvaluated(const Kt_Expr& expr) {
 }
 
 }  // namespace
-
-// A compiled expression on its way into the code.
-struct Translator::Lowering {
-  Lowering(Translator& translator, Kt_Expr& source)
-      : translator_(translator), parts_(translator.TakeParts()), expr(source) {}
-  Lowering(const Lowering&) = delete;
-  Lowering& operator=(const Lowering&) = delete;
-  ~Lowering() { translator_.free_parts_.push_back(std::move(parts_)); }
-
- private:
-  Translator& translator_;
-  std::unique_ptr<Parts> parts_;
-
- public:
-  Kt_Expr& expr;
-  ExprProgram& program = parts_->program;
-  std::vector<Place>& names = parts_->names;
-  std::vector<KnownCall*>& calls = parts_->calls;
-  std::vector<std::uint16_t>& places = parts_->places;
-  std::uint16_t base = 0;  // register of the first temp
-  std::uint16_t want = kNone;
-  int want_temp = -1;  // the temp that is to be written to `want`
-  bool is_compiled = false;
-  bool has_guards = false;
-  bool runs_code = false;   // a call may run code of scripts or of the host
-  bool has_called = false;  // there is one before the place in hand
-  const char* why = nullptr;
-};
 
 void Translator::NoteRange(std::size_t begin, Kt_Expr& expr, std::uint16_t dst,
                            std::size_t resume) {
@@ -120,12 +86,13 @@ std::uint16_t Translator::AddSite(const FuncCode::Call& call, const LinkedCode::
 std::uint16_t Translator::SiteOf(Lowering& low, std::size_t call) {
   KnownCall& known = *low.calls[call];
   if (known.call.member >= 0) {
+    if (low.sites[call] != kNone) return low.sites[call];
     const auto& members = low.program.members;
     const auto at = [call](const ExprProgram::Member& each) { return each.call == call; };
     FuncCode::Call member = known.call;
     member.member = static_cast<int>(code_.members.size());
     code_.members.push_back({&low.expr, *std::find_if(members.begin(), members.end(), at)});
-    return AddSite(member, known.site);
+    return low.sites[call] = AddSite(member, known.site);
   }
   if (known.number == kNone) known.number = AddSite(known.call, known.site);
   return known.number;
@@ -165,14 +132,18 @@ bool Translator::Prepare(Lowering& low) {
     return false;
   }
   for (const Kt_WString& name : low.program.names) {
-    const Place place = Find(name);
+    Place place = Find(name);
     if (place.kind == Place::Kind::kNobody) {
-      low.why = "a name that is no variable here";
-      return false;
+      if (!IsOnlyReceived(low.program, static_cast<std::uint16_t>(low.names.size()))) {
+        low.why = "a name that is no variable here";
+        return false;
+      }
+      place = {Place::Kind::kHost, HostName(name), false};
     }
     low.has_guards = low.has_guards || place.kind == Place::Kind::kMaybe;
     low.names.push_back(place);
   }
+  low.sites.assign(low.program.calls.size(), kNone);
   if (!PrepareCalls(low)) return false;
   if (low.has_guards && low.runs_code) {
     low.why = "a name that may stand for two variables, and a call";
@@ -197,7 +168,7 @@ void Translator::ReadIndexesInPlace(Lowering& low) {
   for (std::size_t at = 0; at < instrs.size(); ++at) {
     CodeInstr& move = instrs[at];
     if (move.op != CodeOp::kMove || !IsName(move.a)) continue;
-    if (low.names[move.a - kNameBase].kind != Place::Kind::kRegister) continue;
+    if (low.names[move.a - CodeOperand::kNameBase].kind != Place::Kind::kRegister) continue;
     for (std::size_t user = at + 1; user < instrs.size(); ++user) {
       CodeInstr& in = instrs[user];
       const bool has_index =
@@ -231,7 +202,7 @@ std::unique_ptr<Translator::Parts> Translator::TakeParts() {
 bool Translator::PrepareGlobals(Lowering& low) {
   for (std::size_t name = 0; name < low.names.size(); ++name) {
     if (low.names[name].kind != Place::Kind::kGlobal) continue;
-    const auto operand = static_cast<std::uint16_t>(kNameBase + name);
+    const auto operand = static_cast<std::uint16_t>(CodeOperand::kNameBase + name);
     const bool is_in_place =
         std::any_of(low.program.instrs.begin(), low.program.instrs.end(), [&](const auto& in) {
           return in.a == operand && (in.op == CodeOp::kElement || in.op == CodeOp::kTarget ||
@@ -269,7 +240,7 @@ std::uint16_t Translator::Target(Lowering& low, std::uint16_t temp) {
 // The register of a variable, or of one that stands for a global. A global that is named where it
 // is used is looked for there: a call before may have loaded the script again.
 std::uint16_t Translator::Variable(Lowering& low, std::uint16_t operand, bool is_named_here) {
-  const Place& place = low.names[static_cast<std::size_t>(operand - kNameBase)];
+  const Place& place = low.names[static_cast<std::size_t>(operand - CodeOperand::kNameBase)];
   if (place.kind != Place::Kind::kGlobal) return place.reg;
   const std::uint16_t box = BoxOf(place.reg);
   if (!low.runs_code || (is_named_here && low.has_called)) {
@@ -280,9 +251,9 @@ std::uint16_t Translator::Variable(Lowering& low, std::uint16_t operand, bool is
 
 // The operand for a value that the next instruction reads.
 std::uint16_t Translator::Read(Lowering& low, std::uint16_t operand) {
-  if (IsConstant(operand)) return AddConst(low.program.consts[operand - kConstBase]);
+  if (IsConstant(operand)) return AddConst(low.program.consts[operand - CodeOperand::kConstBase]);
   if (!IsName(operand)) return low.places[operand];
-  const Place& place = low.names[static_cast<std::size_t>(operand - kNameBase)];
+  const Place& place = low.names[static_cast<std::size_t>(operand - CodeOperand::kNameBase)];
   if (place.kind != Place::Kind::kGlobal) return place.reg;
   if (low.runs_code) return BoxOf(place.reg);
   const std::uint16_t temp = NewTemp();
@@ -365,10 +336,11 @@ void Translator::LowerCall(Lowering& low, const CodeInstr& in) {
 void Translator::LowerInstr(Lowering& low, std::size_t at) {
   const CodeInstr& in = low.program.instrs[at];
   const std::uint16_t floor = temp_floor_;
+  BeginQuicks(low, at);
   switch (in.op) {
     case CodeOp::kMove: {
       if (in.a == in.dst) break;
-      const Place* const place = IsName(in.a) ? &low.names[in.a - kNameBase] : nullptr;
+      const Place* const place = IsName(in.a) ? &low.names[in.a - CodeOperand::kNameBase] : nullptr;
       if (place != nullptr && place->kind == Place::Kind::kGlobal && !low.runs_code) {
         (void)Emit(InstrOp::kGetGlobal, Target(low, in.dst), place->reg);
       } else {
@@ -384,6 +356,7 @@ void Translator::LowerInstr(Lowering& low, std::size_t at) {
       break;
     }
     case CodeOp::kElement: {
+      if (low.names[in.a - CodeOperand::kNameBase].kind == Place::Kind::kHost) break;
       const std::uint16_t index = Read(low, in.b);
       const std::uint16_t variable = Variable(low, in.a);
       (void)Emit(InstrOp::kElement, Target(low, in.dst), variable, index);
@@ -405,15 +378,16 @@ void Translator::LowerInstr(Lowering& low, std::size_t at) {
       (void)Emit(InstrOp::kMore, name);
       break;
     }
-    case CodeOp::kReceive:
-      (void)Emit(InstrOp::kReceive, Target(low, in.dst), Read(low, in.a));
-      break;
+    case CodeOp::kReceive: LowerReceive(low, at); break;
     case CodeOp::kRef: {
       const std::uint16_t variable = Variable(low, in.a, true);
       (void)Emit(InstrOp::kRef, Target(low, in.dst), variable);
       break;
     }
-    case CodeOp::kCall: LowerCall(low, in); break;
+    case CodeOp::kCall:
+      LowerCall(low, in);
+      EndQuicks(low, at);
+      break;
     default: {
       const std::uint16_t a = Read(low, in.a);
       const std::uint16_t b = Read(low, in.b);
@@ -511,6 +485,7 @@ std::uint16_t Translator::Value(Kt_Expr& expr, std::uint16_t want) {
   const std::size_t begin = code_.instrs.size();
   const std::uint16_t floor = temp_floor_;
   Lowering low(*this, expr);
+  low.wants_plain_value = std::exchange(wants_plain_value_, false);
   if (code_.is_by_name || !Prepare(low)) {
     // Parsing has told the lists.
     if (!code_.is_by_name && expr.GetState() == kStateList) return ListValue(expr, want);
@@ -559,7 +534,7 @@ bool Translator::GivesConstant(Kt_Expr& expr, Kt_Variant& value) {
   ExprProgram& program = low.program;
   maker_.Make(expr, program);
   if (program.instrs.size() != 1 || !IsConstant(program.instrs[0].a)) return false;
-  value = program.consts[program.instrs[0].a - kConstBase];
+  value = program.consts[program.instrs[0].a - CodeOperand::kConstBase];
   return true;
 }
 
@@ -658,7 +633,7 @@ void Translator::Branch(Kt_Expr& expr, bool sense, Label label) {
     if (Prepare(low)) {
       const std::vector<CodeInstr>& instrs = low.program.instrs;
       if (instrs.size() == 1 && IsConstant(instrs[0].a)) {
-        const Kt_Variant& value = low.program.consts[instrs[0].a - kConstBase];
+        const Kt_Variant& value = low.program.consts[instrs[0].a - CodeOperand::kConstBase];
         if (IsConditionTrue(value) == sense) EmitJump(InstrOp::kJump, 0, label);
         temp_floor_ = floor;
         return;
@@ -699,7 +674,7 @@ std::size_t Translator::FindJoin(const Lowering& low, const Kt_WString& name) co
   const std::vector<CodeInstr>& instrs = low.program.instrs;
   const auto& names = low.program.names;
   const auto is_own = [&](std::uint16_t operand) {
-    return IsName(operand) && names[operand - kNameBase].EqualsNoCase(name);
+    return IsName(operand) && names[operand - CodeOperand::kNameBase].EqualsNoCase(name);
   };
   for (std::size_t at = 0; at + 1 < instrs.size(); ++at) {
     if (IsTest(instrs[at].op)) break;
@@ -730,11 +705,11 @@ std::uint16_t Translator::JoinTo(Kt_Expr& expr, const Kt_WString& name, std::uin
   const std::vector<CodeInstr>& instrs = low.program.instrs;
   const std::size_t at = FindJoin(low, name);
   const bool is_global = reg >= slot_limit_;
-  const bool is_sum =
-      at + 1 < instrs.size() &&
-      !(IsConstant(instrs[at].b) && low.program.consts[instrs[at].b - kConstBase].IsLong()) &&
-      !(at + 2 == instrs.size() && !is_global);              // a plain + does it
-  const std::uint16_t joined = is_sum ? NewTemp(2) : kNone;  // what follows, and the text kept
+  const bool is_sum = at + 1 < instrs.size() &&
+                      !(IsConstant(instrs[at].b) &&
+                        low.program.consts[instrs[at].b - CodeOperand::kConstBase].IsLong()) &&
+                      !(at + 2 == instrs.size() && !is_global);  // a plain + does it
+  const std::uint16_t joined = is_sum ? NewTemp(2) : kNone;      // what follows, and the text kept
   if (!is_sum || !Prepare(low) || low.has_guards) {
     temp_floor_ = floor;
     Spare(low);

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "classlib/store/Kt_Dataset.h"
+#include "dataset/Kt_ExprDataset.h"
 #include "expr/Kt_Expr.h"
 #include "script/Kt_Program.h"
 #include "script/Kt_Script.h"
@@ -11,10 +13,58 @@
 
 namespace kt::test {
 
+// A wrapper of a host's own class: it tells its events, and has members that no dataset has.
+class OwnDataset : public Kt_ExprDataset {
+ public:
+  OwnDataset(Kt_Dataset* dataset, TestHost& host) : Kt_ExprDataset(dataset, &host), host_(host) {
+    SetEvents(1);
+  }
+  int GetMethodInfo(const Kt_WString& name, Kt_Getter& call) override {
+    host_.calls += "ask " + name.ToUtf8() + ";";
+    if (!name.EqualsNoCase(u"GetRowCount")) return Kt_ExprDataset::GetMethodInfo(name, call);
+    call = kHandler<&OwnDataset::GetOwnCount>;
+    return 1;
+  }
+  int GetPropertyInfo(const Kt_WString& name, int& flags, Kt_Getter& get, Kt_Setter& set) override {
+    host_.calls += "ask " + name.ToUtf8() + ";";
+    return Kt_ExprDataset::GetPropertyInfo(name, flags, get, set);
+  }
+  void OnColumnChanged(const Kt_WString& column, const Kt_Variant&, const Kt_Variant& new_value,
+                       int row, const Kt_Component*, int) override {
+    host_.calls += column.ToUtf8() + std::to_string(row) + "=" + Show(new_value) + ";";
+  }
+  void OnRowInserted(int row, int) override { host_.calls += "+" + std::to_string(row) + ";"; }
+
+ private:
+  kt_long GetOwnCount(const Kt_VariantList*, Kt_Variant& result) {
+    result = kt_long{77};
+    return kOk;
+  }
+
+  TestHost& host_;
+};
+
 // A host that also has probe(kind, name, value), which is called with the context of its caller and
-// does to it what callbacks may do.
+// does to it what callbacks may do, and two names of one dataset: `rows` through a plain wrapper
+// and `own` through one of its own class.
 class ProgramHost : public TestHost {
  public:
+  ProgramHost() : data(std::make_unique<Kt_Dataset>(u"data")) {
+    (void)data->LoadCSV(u"n:long,price:double,name:string\n1,1.5,one\n2,2.5,two\n3,,three\n");
+    rows = std::make_unique<Kt_ExprDataset>(data.get(), this);
+    own = std::make_unique<OwnDataset>(data.get(), *this);
+    (void)rows->SetRowPosition(1);
+  }
+
+  int GetVarType(const Kt_WString& name, Kt_ExprObjInfo& info) override {
+    Kt_ExprDataset* found = nullptr;
+    if (name.EqualsNoCase(u"rows")) found = rows.get();
+    if (name.EqualsNoCase(u"own")) found = own.get();
+    if (found == nullptr) return TestHost::GetVarType(name, info);
+    info.SetDataset(found);
+    return EXPR_OBJ_DATASET;
+  }
+  std::uint64_t GetNameVersion() override { return name_version; }
   int GetMethodType(const Kt_WString& name, Kt_ExprObjInfo& info) override {
     if (!name.EqualsNoCase(u"probe")) return TestHost::GetMethodType(name, info);
     info.SetExtAPI(nullptr, name, Probe);
@@ -30,8 +80,35 @@ class ProgramHost : public TestHost {
 
   Kt_WString text;  // of the script
   std::shared_ptr<const Kt_Program> program;
+  std::uint64_t name_version = 0;  // 0: asked every time
+  std::unique_ptr<Kt_Dataset> data;
+  std::unique_ptr<Kt_ExprDataset> rows;
+  std::unique_ptr<OwnDataset> own;
 
  private:
+  // What may become of a dataset while scripts use it.
+  void ChangeData(kt_long how) {
+    if (name_version != 0) ++name_version;
+    if (data == nullptr) return;
+    switch (how) {
+      case 0: data->ClearAll(); break;  // the columns, too
+      case 1: (void)data->AddColumn(u"name"); break;
+      case 2: (void)data->AddColumn(u"n", u"string"); break;
+      case 3: (void)data->DeleteRow(0); break;
+      case 4: (void)data->LoadCSV(u"name:string,n:double,more:long\nx,7.5,1\ny,8.5,2\n"); break;
+      case 5: rows = std::make_unique<Kt_ExprDataset>(data.get(), this); break;
+      case 6:
+        (void)data->ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kGroup, 0);
+        (void)data->RecalcGroup();
+        break;
+      case 7: data.reset(); break;
+      case 8: (void)data->Filter(0); break;
+      case 9: (void)data->AddLogicalColumn(u"twice", u"n * 2"); break;
+      case 10: rows->SetEvents(1); break;
+      default: own.reset(); break;
+    }
+  }
+
   static kt_long Probe(Kt_ExprObject* context, const Kt_VariantList* args, Kt_Variant& result) {
     Kt_Script& script = *context->GetScript();
     auto& host = *static_cast<ProgramHost*>(script.GetExternalContext());
@@ -50,6 +127,7 @@ class ProgramHost : public TestHost {
         if (host.reloads < 3) (void)host.Load(script);
         break;
       case 6: script.GetVariables().AddVariable(name, value); break;
+      case 8: host.ChangeData(value.ToInteger()); break;
       default: break;
     }
     Kt_VariableListChain chain;
@@ -75,6 +153,8 @@ inline std::string RunToText(std::string_view text, bool is_compiled, int limit_
   host.variables.AddVariable(u"obj", Kt_Variant(Kt_ObjectHolder(nullptr, host.thing.get())));
   host.thing->default_prop = u"size";
   host.plain.AddVariable(u"plain", u"8");
+  host.variables.AddVariable(u"table", Kt_Variant(Kt_ObjectHolder(nullptr, host.rows.get())));
+  host.name_version = text.size() % 2;
   host.text = Kt_WString::FromUtf8(text);
   Kt_RunBudget budget;
   budget.limit_steps = limit_steps;
@@ -103,7 +183,11 @@ inline std::string RunToText(std::string_view text, bool is_compiled, int limit_
     out += "\nresult " + Show(result) + "\nglobals " + Show(script.GetVariables());
     out += "\nhost " + Show(host.variables) + Show(host.plain) + Show(host.thing->properties);
     out += "\nreports " + host.TakeReports() + " at " + places + "\ncalls " + host.calls +
-           "\nthing " + host.thing->log + "\n";
+           "\nthing " + host.thing->log + "\ndata " +
+           (host.data != nullptr
+                ? ShowTable(*host.data, {.cell = QuotedCell, .ids = true, .states = true})
+                : "gone") +
+           " @" + std::to_string(host.rows->GetRowPosition()) + "\n";
   }
   Kt_Expr::SetCompiled(true);
   return out;

@@ -50,7 +50,7 @@ class ProgramMaker {
 
   std::string Expr(int depth) {
     if (depth == 0) return Leaf();
-    switch (Choose(20)) {
+    switch (Choose(22)) {
       case 0: return Leaf();
       case 1: return Expr(depth - 1) + " + " + (Choose(2) ? Literal() : Product(depth));
       case 2: return Product(depth);
@@ -77,6 +77,8 @@ class ProgramMaker {
                       "f(x, f(y, 1))", "same(list[1])", "same(s) + 'a' + same(2)",
                       "change(list, 5)", "change(ref(list), 'q')", "length(change(list, x))",
                       "length(list)", "length(y)", "change(same(list), list[1])"});
+      case 20: return DataMember(depth);
+      case 21: return DataMember(depth) + OneOf({" + ", " * ", " > ", " = "}) + DataMember(depth);
       case 16:
         return Name() +
                OneOf({".length", ".size", ".nosuch", ".mid(1)", ".echo(2)", ".left(x)",
@@ -93,8 +95,34 @@ class ProgramMaker {
     if (Choose(3) != 1) return Expr(depth - 1);
     return Choose(4) == 1 ? "ref(list[" + Literal() + "])" : "ref(" + Name() + ")";
   }
+  // A member of a dataset, or of something else under the names that are used for those.
+  std::string DataMember(int depth) {
+    const std::string data =
+        OneOf({"rows", "own", "table", "local", "x", "obj", "thing", "RoWs", "unknown", "g"});
+    const std::string row = Choose(3) == 0 ? Expr(depth - 1) : OneOf({"0", "1", "x", "2", "i3"});
+    const std::string column = OneOf({"n", "price", "name", "twice", "more", "count", "length"});
+    switch (Choose(9)) {
+      case 0: return data + ".GetColumn(" + row + ", '" + column + "')";
+      case 1: return data + "[" + row + "]." + column;
+      case 2: return data + "." + column;
+      case 3:
+        return data + ".SetColumn(" + row + ", '" + column + "', " +
+               (Choose(2) == 0 ? Leaf() : Expr(depth - 1)) + ")";
+      case 4: return data + OneOf({".AppendRow()", ".addrow()"});
+      case 5:
+        return data + OneOf({".GetRowCount()", ".rowcount", ".rowposition", ".id", ".nosuch",
+                             ".nosuch(1)", ".GetRowCount(ref(x))", ".AppendRow", ".GetColumn()"});
+      case 6: return data + ".GetColumn(" + row + ", " + Expr(depth - 1) + ")";
+      case 7: return data + "." + column + OneOf({".sum", "[1]", ".round(1)", "++", "[x].n"});
+      default: return data + ".GetColumn(" + Probe() + ", '" + column + "')";
+    }
+  }
   // What a callback does to the context that it is called in; see ProgramHost.
   std::string Probe() {
+    if (Choose(4) == 1) {
+      return "probe(8, '', " +
+             OneOf({"0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "10", "11"}) + ")";
+    }
     return "probe(" + OneOf({"0", "1", "2", "3", "4", "5", "6", "7"}) + ", '" + Name() + "', " +
            Literal() + ")";
   }
@@ -126,7 +154,10 @@ class ProgramMaker {
       case 11:
         return OneOf({"s = s + 1 + 'b' + same(2.5);\n", "s = s + 'c';\n", "x = x + 2 + 1;\n",
                       "local = local + 'd' + probe(0, 'local', 1);\n", "list[0] += 'e';\n",
-                      "g = g + 1;\n", "fresh = x; fresh += 1;\n",
+                      "g = g + 1;\n", "fresh = x; fresh += 1;\n", "table = rows;\n",
+                      "var local = own;\n", "s = s + rows.name + '-';\n", "g += rows[x].price;\n",
+                      "x += table.GetColumn(1, 'n');\n", "local = rows[1];\n", "rows.price = 7;\n",
+                      "table = 3;\n",
                       "{ var row = list[2]; row[1] -= 2; row[0] = x; list[2] = row; }\n",
                       "{ var own = [[x], [y]]; var row = own[1]; row[0] = g; own[1] = row; "
                       "log(own); }\n"});

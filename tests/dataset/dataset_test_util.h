@@ -65,6 +65,7 @@ class RecordingDataset : public Kt_ExprDataset {
     SetEvents(1);
   }
 
+  bool AnswersAsDataset() const override { return true; }
   int IsExistsEvent(int event) override { return event == kEventFail ? record_->has_fail : 0; }
   void OnLoadCompleted(int, const Kt_WString&, int reason) override {
     Note("load", std::to_string(reason));

@@ -174,6 +174,9 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
   void DropRows();
   void DropColumns();
 
+  // Looks for a column at `col`, then by its id; false unless its cells are kept here and no rows
+  // but records are shown.
+  bool FindOwnCells(std::u16string_view id, kt_long& col) const;
   Kt_Variant ReadCell(View view, kt_long row, kt_long col, kt_long position = -1) const;
   Kt_Variant ReadSubtotal(View view, kt_long row, kt_long col, kt_long position) const;
   Kt_Variant ReadExpression(View view, kt_long row, const Column& column) const;

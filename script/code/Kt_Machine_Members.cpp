@@ -1,0 +1,251 @@
+// SPDX-License-Identifier: MIT
+//
+// Members of objects.
+//
+// A member is found when the value before it is there (Receive) and read when its arguments are
+// (CallMember), as the evaluator does it: in between, what it was found to be waits in the frame.
+//
+// Members that an object reaches without further questions (kt::QuickMembers) are used at once.
+// What their use needs is remembered with the place in the code, for one class of objects; the
+// object is asked for its class every time, so that another one may come along.
+#include <array>
+#include <span>
+#include <utility>
+
+#include "classlib/base/Kt_Memory.h"
+#include "object/Kt_ExprStackObj.h"
+#include "object/Kt_MemoryDoor.h"
+#include "script/code/Kt_Contexts.h"
+#include "script/code/Kt_Machine.h"
+
+namespace kt::detail {
+
+namespace {
+
+bool IsCall(const FuncCode::Member& member) {
+  return member.expr->GetOps().GetItem(member.place.record)->code == kOpMethod;
+}
+
+}  // namespace
+
+// Quick members -----------------------------------------------------------------------------------
+
+// Whether objects of that class have a quick form of the member; finds it.
+bool Machine::IsQuick(CodeFrame& frame, int number, Kt_Object& object, MemberUse use,
+                      int arg_count) {
+  LinkedCode::MemberSite& site = frame.link->members[static_cast<std::size_t>(number)];
+  const std::type_info& type = typeid(object);
+  if (KT_LIKELY(site.type == &type)) return site.quick != nullptr;
+  const auto* const members = dynamic_cast<QuickMembers*>(Kt_ExprObject::From(&object));
+  const FuncCode::Member& member = frame.code->members[static_cast<std::size_t>(number)];
+  const Kt_WString& name = member.expr->GetOps().GetItem(member.place.record)->text;
+  site.quick = members != nullptr ? members->FindQuickMember(use, name, arg_count) : nullptr;
+  site.hint = -1;
+  site.type = &type;
+  return site.quick != nullptr;
+}
+
+bool Machine::RunQuick(CodeFrame& frame, int number, const Kt_Variant& object, MemberUse use,
+                       const Kt_Variant* const* args, int arg_count, Kt_Variant& value,
+                       kt_long& code) {
+  const Kt_ObjectHolder& hold = object.GetHolder();
+  if (KT_UNLIKELY(!hold.IsValid()) ||
+      KT_UNLIKELY(!IsQuick(frame, number, *hold.GetObject(), use, arg_count)) ||
+      KT_UNLIKELY(!run_.Meter().ChargeTime(Kt_WorkMeter::kUnitsPerCall))) {
+    return false;
+  }
+  LinkedCode::MemberSite& site = frame.link->members[static_cast<std::size_t>(number)];
+  const FuncCode::Member& member = frame.code->members[static_cast<std::size_t>(number)];
+  const Kt_WString& name = member.expr->GetOps().GetItem(member.place.record)->text;
+  code = kOk;
+  const QuickUse quick_use{name, args, site.hint};
+  if (!site.quick(static_cast<Kt_ExprObject&>(*hold.GetObject()), quick_use, value, code)) {
+    return false;
+  }
+  if (KT_UNLIKELY(code != kOk)) SetFailureStart(member.place.start);
+  if (KT_UNLIKELY(run_.GetStopCode() != kOk)) code = run_.Check(&script_);
+  return true;
+}
+
+// A member with all that its use goes by.
+kt_long Machine::UseMember(CodeFrame& frame, const FuncCode::Quick& quick, bool& is_used) {
+  const FuncCode::Member& member = frame.code->members[static_cast<std::size_t>(quick.member)];
+  const Kt_Variant* const object =
+      member.host >= 0 ? HostObject(frame, member.host) : &Place(frame, quick.object);
+  is_used = false;
+  if (object == nullptr || !object->IsObject() || frame.is_stale) return kOk;
+  std::array<const Kt_Variant*, FuncCode::Quick::kMostArgs> args;
+  for (int arg = 0; arg < quick.arg_count; ++arg) {
+    args[static_cast<std::size_t>(arg)] = &Peek(frame, quick.args[arg]);
+  }
+  Kt_Variant value;
+  kt_long code = kOk;
+  is_used =
+      RunQuick(frame, quick.member, *object, quick.use, args.data(), quick.arg_count, value, code);
+  if (!is_used || code != kOk) return code;
+  Kt_Variant& dst = frame.base[quick.dst];
+  if (KT_LIKELY(!dst.IsCounted())) {
+    dst = std::move(value);
+  } else {
+    Store(frame, quick.dst, std::move(value));
+  }
+  return kOk;
+}
+
+// A call whose arguments have been computed, of an object that answers at once.
+bool Machine::CallQuick(CodeFrame& frame, const OutsideCall& call, kt_long& code) {
+  const int number = frame.code->calls[call.site].member;
+  const int arg_count = call.count - 1;
+  const bool is_call = IsCall(frame.code->members[static_cast<std::size_t>(number)]);
+  if (frame.is_stale || arg_count > FuncCode::Quick::kMostArgs) return false;
+  std::array<const Kt_Variant*, FuncCode::Quick::kMostArgs> args;
+  for (int arg = 0; arg < arg_count; ++arg) {
+    args[static_cast<std::size_t>(arg)] = &call.args[arg + 1];
+    if (call.args[arg + 1].IsRef()) return false;
+  }
+  Kt_Variant value;
+  const MemberUse use = is_call ? MemberUse::kCall : MemberUse::kValue;
+  if (!RunQuick(frame, number, call.args[0], use, args.data(), arg_count, value, code))
+    return false;
+  for (int arg = 0; arg < call.count; ++arg) call.args[arg].Clear();
+  if (code == kOk) Store(frame, call.result, std::move(value));
+  return true;
+}
+
+// Names of the host -------------------------------------------------------------------------------
+
+// The object that the host said a name stands for, while that is known to hold; else null.
+const Kt_Variant* Machine::HostObject(const CodeFrame& frame, int host) const {
+  const LinkedCode::HostName& name = frame.link->host_names[static_cast<std::size_t>(host)];
+  Kt_ExprObject* const context = script_.GetExternalContext();
+  const bool is_known = name.name_version != 0 && context != nullptr &&
+                        context->GetNameVersion() == name.name_version &&
+                        script_.GetVariables().GetVersion() == name.globals_version &&
+                        script_.GetVersion() == name.version;
+  return is_known ? &name.object : nullptr;
+}
+
+// The member of what a name stands for, which only the host may know, or of an item of that.
+kt_long Machine::ReceiveHost(CodeFrame& frame, Instr in) {
+  const FuncCode::Call& call = frame.code->calls[in.C() & ~kObjectSite];
+  const FuncCode::Member& member = frame.code->members[static_cast<std::size_t>(call.member)];
+  const auto host = static_cast<std::size_t>(member.host);
+  Kt_ExprObject* const context = script_.GetExternalContext();
+  LinkedCode::HostName found;
+  found.name_version = context != nullptr ? context->GetNameVersion() : 0;
+  found.globals_version = script_.GetVariables().GetVersion();
+  found.version = script_.GetVersion();
+  auto entry = std::make_unique<Kt_ExprStackObj>();
+  kt_long code = kOk;
+  {
+    const Contexts contexts(*this, frame);
+    const Kt_Variant* const index =
+        member.index != FuncCode::kNoRegister ? &Peek(frame, member.index) : nullptr;
+    code = BindMemberOfName(contexts.Get(), member.place, *member.expr,
+                            frame.code->host_names[host], index, found.object, *entry);
+    if (code == kOk) code = run_.Check(&script_);
+  }
+  Store(frame, in.A(), Kt_Variant(found.object));
+  if (found.object.IsObject()) frame.link->host_names[host] = std::move(found);
+  if (code == kOk) frame.members.emplace_back(in.A(), std::move(entry));
+  return code;
+}
+
+// Members in two steps ----------------------------------------------------------------------------
+
+// The value before a member, which is called when the arguments that follow are there.
+kt_long Machine::Receive(CodeFrame& frame, Instr in) {
+  const std::uint16_t site = in.C() & ~kObjectSite;
+  const FuncCode::Call& call = frame.code->calls[site];
+  const FuncCode::Member& member = frame.code->members[static_cast<std::size_t>(call.member)];
+  if (member.host >= 0) return ReceiveHost(frame, in);
+  Kt_Variant value = Read(frame, in.B());
+  if (const kt_long code = CheckCallResult(&script_, value)) return code;
+  if (value.IsObject()) return ReceiveObject(frame, in, std::move(value));
+  if ((in.C() & kObjectSite) != 0) {
+    const Contexts contexts(*this, frame);
+    Kt_ExprStackObj entry;
+    return BindMemberOf(contexts.Get(), member.place, *member.expr, value, entry);
+  }
+  Store(frame, in.A(), std::move(value));
+  return kOk;
+}
+
+kt_long Machine::ReceiveObject(CodeFrame& frame, Instr in, Kt_Variant&& object) {
+  const int number = frame.code->calls[in.C() & ~kObjectSite].member;
+  const FuncCode::Member& member = frame.code->members[static_cast<std::size_t>(number)];
+  const bool is_call = IsCall(member);
+  Kt_Object& receiver = *object.GetHolder().GetObject();
+  // Where the use of a member is quick, what it is found to be does not depend on the time.
+  const bool is_quick =
+      IsQuick(frame, number, receiver, is_call ? MemberUse::kCall : MemberUse::kValue,
+              is_call ? member.arg_count : 0);
+  kt_long code = kOk;
+  if (!is_quick) {
+    auto entry = std::make_unique<Kt_ExprStackObj>();
+    code = BindMemberOf(&script_, member.place, *member.expr, object, *entry);
+    if (code == kOk) frame.members.emplace_back(in.A(), std::move(entry));
+  }
+  Store(frame, in.A(), std::move(object));
+  return code;
+}
+
+kt_long Machine::CallMember(CodeFrame& frame, Instr in) {
+  const OutsideCall call = CallOf(frame, in);
+  for (std::size_t at = frame.members.size(); at-- > 0;) {
+    if (frame.members[at].first != in.A()) continue;
+    const std::unique_ptr<Kt_ExprStackObj> entry = std::move(frame.members[at].second);
+    frame.members.erase(frame.members.begin() + static_cast<std::ptrdiff_t>(at));
+    return ReadMember(frame, call, *entry);
+  }
+  if (KT_LIKELY(!call.args[0].IsObject())) return CallBuiltin(frame, in);
+  kt_long code = kOk;
+  return CallQuick(frame, call, code) ? code : ReadMemberNow(frame, call);
+}
+
+// A member that is found only now.
+kt_long Machine::ReadMemberNow(CodeFrame& frame, const OutsideCall& call) {
+  const FuncCode::Member& member =
+      frame.code->members[static_cast<std::size_t>(frame.code->calls[call.site].member)];
+  Kt_ExprStackObj entry;
+  if (call.args[0].GetHolder().IsValid()) {
+    const kt_long code = BindMemberOf(&script_, member.place, *member.expr, call.args[0], entry);
+    return code == kOk ? ReadMember(frame, call, entry) : code;
+  }
+  // It has gone since it was received.
+  Kt_Variant value;
+  const kt_long code = run_.ChargeTime(Kt_WorkMeter::kUnitsPerCall, &script_);
+  return FinishMember(frame, call, value, code);
+}
+
+kt_long Machine::ReadMember(CodeFrame& frame, const OutsideCall& call, Kt_ExprStackObj& entry) {
+  const FuncCode::Member& member =
+      frame.code->members[static_cast<std::size_t>(frame.code->calls[call.site].member)];
+  const std::span<const Kt_Variant> args(call.args + 1, static_cast<std::size_t>(call.count - 1));
+  Kt_Variant value;
+  kt_long code = kOk;
+  const std::uint32_t failures = kt::MemoryFailures();
+  {
+    const Contexts contexts(*this, frame);
+    code = ReadMemberOf(contexts.Get(), member.place, *member.expr, entry, args, value);
+    if (code == kOk) code = run_.Check(&script_);
+  }
+  kt::PassMemoryFailure(failures);
+  return FinishMember(frame, call, value, code);
+}
+
+kt_long Machine::FinishMember(CodeFrame& frame, const OutsideCall& call, Kt_Variant& value,
+                              kt_long code) {
+  const FuncCode::Member& member =
+      frame.code->members[static_cast<std::size_t>(frame.code->calls[call.site].member)];
+  for (int arg = 0; arg < call.count; ++arg) call.args[arg].Clear();
+  if (code != kOk) return code;
+  if (KT_UNLIKELY(frame.is_stale) && member.place.is_end &&
+      IsValueOfStatement(frame, *member.expr)) {
+    return FinishByName(frame, value);
+  }
+  Store(frame, call.result, std::move(value));
+  return kOk;
+}
+
+}  // namespace kt::detail
