@@ -170,6 +170,7 @@ void Kt_Dataset::Body::StoreCell(Slot slot, kt_long stored_col, const Kt_Variant
     changes.TakeBack(slot, noted);
     throw;
   }
+  if (noted != ChangeBuffer::Noted::kNothing) return;  // it is not what it was just before
   const bool restored =
       cells.Equals(slot, *ChangeBuffer::OldValue(*changes.Find(slot), stored_col));
   const bool changed = !restored || changes.NoteRestored(slot, stored_col);

@@ -173,6 +173,8 @@ class Machine {
   KT_NOINLINE kt_long SetElement(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long SetInCopy(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long ChangeElement(CodeFrame& frame, Instr in, Instr more);
+  kt_long WriteElement(CodeFrame& frame, std::uint16_t reg, kt_long index, const Kt_WString& key,
+                       const Kt_Variant& value);
   KT_NOINLINE kt_long CallBuiltin(CodeFrame& frame, Instr in);
 
   // Members (Kt_Machine_Members.cpp).

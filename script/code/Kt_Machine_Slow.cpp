@@ -139,6 +139,7 @@ kt_long Machine::AssignNew(CodeFrame& frame, Instr in) {
   }
   const Kt_WString name = frame.code->EntryAt(PcOf(frame))->op->GetVar()->name;
   const FailureMark mark;
+  const Storing storing(*this);
   const kt_long code = script_.SetCtxVar(name, value, 0);
   if (code == kUnknownName) {
     Store(frame, in.A(), std::move(value));
@@ -529,7 +530,20 @@ kt_long Machine::SetElement(CodeFrame& frame, Instr in) {
   kt_long index = -1;
   Kt_WString key;
   ReadIndex(key_value, index, key);
-  return WriteElementOf(&script_, NameOf(frame, in.A()), Place(frame, in.A()), index, key, value);
+  return WriteElement(frame, in.A(), index, key, value);
+}
+
+// An item of an object is assigned to through its own default property, which may refuse.
+kt_long Machine::WriteElement(CodeFrame& frame, std::uint16_t reg, kt_long index,
+                              const Kt_WString& key, const Kt_Variant& value) {
+  const FailureMark mark;
+  const Kt_WString name = NameOf(frame, reg);
+  Kt_Variant& place = Place(frame, reg);
+  const bool is_object = place.IsObject();
+  const kt_long code = WriteElementOf(&script_, name, place, index, key, value);
+  if (KT_LIKELY(code == kOk) || !is_object) return code;
+  const Kt_Expr& target = frame.code->EntryAt(PcOf(frame))->op->GetSet()->target;
+  return Interpreter::ReportStore(name, target, code, mark, &script_);
 }
 
 // A number in place of a number or text of a shared list, which is copied first.
@@ -571,7 +585,7 @@ kt_long Machine::ChangeElement(CodeFrame& frame, Instr in, Instr more) {
   if (const kt_long code = Compute(op, current, value, current)) {
     return kt::Report(&script_, kStatementSource, code, Kt_WString(OperatorText(op)) + u"=");
   }
-  return WriteElementOf(&script_, name, Place(frame, in.A()), index, key, current);
+  return WriteElement(frame, in.A(), index, key, current);
 }
 
 // Calls -------------------------------------------------------------------------------------------

@@ -402,23 +402,24 @@ kt_long Interpreter::AssignThrough(Kt_Expr& target, Compound operation, Kt_Varia
   const FailureMark mark;
   code = entry.SetObjValue(context, value);
   if (KT_LIKELY(code == kOk)) return kOk;
-  ReportStore(entry, target, AfterStore(target.GetText(), code, mark), context);
+  code = ReportStore(entry.GetObjID(), target, code, mark, context);
   return code == kObjectGone ? AfterObjectGone() : code;
 }
 
-// Nobody below reports that there is nothing to assign to.
-void Interpreter::ReportStore(const Kt_ExprStackObj& entry, const Kt_Expr& target, kt_long code,
-                              Kt_ExprObject* context) {
+kt_long Interpreter::ReportStore(const Kt_WString& id, const Kt_Expr& target, kt_long code,
+                                 const FailureMark& mark, Kt_ExprObject* context) {
+  code = AfterStore(target.GetText(), code, mark);
   Kt_Result result;
   if (code == kFailed) result.AddMsg(kErrBadOperation, kSource, 0, u"=");
   if (code == kNoMember) {
-    result.AddMsg(kErrNoMethod, kSource, 0, entry.GetObjID(), target.GetText());
+    result.AddMsg(kErrNoMethod, kSource, 0, id, target.GetText());
   }
   if (result.GetCount() > 0) {
     (void)ReportResult(context, result, Kt_WString(Kt_RunError::Last().text));
     ReturnFailureAs(code);
   }
   target.PlaceFailure();
+  return code;
 }
 
 Outcome Interpreter::Return(const Kt_ScriptOp& op, Kt_ExprObject* context, Kt_Variant& result) {

@@ -53,6 +53,11 @@ class Interpreter {
   // One statement, which has been charged.
   Outcome Run(const Kt_ScriptOp& op, Kt_ExprObject* context, Scope* scope, Kt_Variant& result);
 
+  // What an assignment that has failed reports: nobody below says that there is nothing to assign
+  // to. `id` is what the target belongs to. The code to go on with.
+  KT_COLD static kt_long ReportStore(const Kt_WString& id, const Kt_Expr& target, kt_long code,
+                                     const FailureMark& mark, Kt_ExprObject* context);
+
  private:
   using Compound = std::optional<Operator>;  // of an assignment: none for a plain one
 
@@ -116,8 +121,6 @@ class Interpreter {
   static kt_long AddVariable(const Kt_WString& name, const Kt_Variant& value,
                              Kt_ExprObject* context);
   KT_COLD static kt_long AfterStore(const Kt_WString& name, kt_long code, const FailureMark& mark);
-  KT_COLD static void ReportStore(const Kt_ExprStackObj& entry, const Kt_Expr& target, kt_long code,
-                                  Kt_ExprObject* context);
 
   // Where the variable of a statement was found last. Shared statements keep nothing.
   std::uint16_t& HintOf(const Kt_ScriptOpVar& var) {
