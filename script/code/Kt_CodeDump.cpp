@@ -97,7 +97,7 @@ Kt_WString CodeDumper::Member(std::size_t pc, const FuncCode::Quick& quick) cons
   Kt_WString out = member.host >= 0 ? code_.host_names[static_cast<std::size_t>(member.host)]
                                     : Register(pc, quick.object);
   if (quick.use == MemberUse::kItemValue) out += u"[" + args + u"]";
-  out += u"." + member.expr->GetOps().GetItem(member.place.record)->text;
+  out += u"." + member.name;
   return quick.use == MemberUse::kCall ? out + u"(" + args + u")" : out;
 }
 

@@ -108,6 +108,8 @@ struct FuncCode {
   struct Member {
     Kt_Expr* expr;
     ExprProgram::Member place;
+    Kt_WString name{};
+    bool is_call = false;  // with brackets
     int arg_count = 0;
     // Of a name that only the host may know: number of it, and the operand that it is indexed by.
     int host = -1;
@@ -202,6 +204,7 @@ struct LinkedCode {
   // What a member did last time.
   struct MemberSite {
     const std::type_info* type = nullptr;  // of the object
+    MemberUse use = MemberUse::kCall;      // which may be of an item or of the item's own member
     QuickMember quick = nullptr;           // of objects of that type; null: they have none
     kt_long hint = -1;
   };

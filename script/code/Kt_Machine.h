@@ -180,6 +180,7 @@ class Machine {
   // Members (Kt_Machine_Members.cpp).
   KT_NOINLINE kt_long Receive(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long ReceiveObject(CodeFrame& frame, Instr in, Kt_Variant&& object);
+  bool IsKnownObject(CodeFrame& frame, Instr in, int number);
   kt_long ReceiveHost(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long CallMember(CodeFrame& frame, Instr in);
   kt_long ReadMember(CodeFrame& frame, const OutsideCall& call, Kt_ExprStackObj& entry);

@@ -20,14 +20,6 @@
 
 namespace kt::detail {
 
-namespace {
-
-bool IsCall(const FuncCode::Member& member) {
-  return member.expr->GetOps().GetItem(member.place.record)->code == kOpMethod;
-}
-
-}  // namespace
-
 // Quick members -----------------------------------------------------------------------------------
 
 // Whether objects of that class have a quick form of the member; finds it.
@@ -35,11 +27,11 @@ bool Machine::IsQuick(CodeFrame& frame, int number, Kt_Object& object, MemberUse
                       int arg_count) {
   LinkedCode::MemberSite& site = frame.link->members[static_cast<std::size_t>(number)];
   const std::type_info& type = typeid(object);
-  if (KT_LIKELY(site.type == &type)) return site.quick != nullptr;
+  if (KT_LIKELY(site.type == &type && site.use == use)) return site.quick != nullptr;
   const auto* const members = dynamic_cast<QuickMembers*>(Kt_ExprObject::From(&object));
   const FuncCode::Member& member = frame.code->members[static_cast<std::size_t>(number)];
-  const Kt_WString& name = member.expr->GetOps().GetItem(member.place.record)->text;
-  site.quick = members != nullptr ? members->FindQuickMember(use, name, arg_count) : nullptr;
+  site.quick = members != nullptr ? members->FindQuickMember(use, member.name, arg_count) : nullptr;
+  site.use = use;
   site.hint = -1;
   site.type = &type;
   return site.quick != nullptr;
@@ -56,9 +48,8 @@ bool Machine::RunQuick(CodeFrame& frame, int number, const Kt_Variant& object, M
   }
   LinkedCode::MemberSite& site = frame.link->members[static_cast<std::size_t>(number)];
   const FuncCode::Member& member = frame.code->members[static_cast<std::size_t>(number)];
-  const Kt_WString& name = member.expr->GetOps().GetItem(member.place.record)->text;
   code = kOk;
-  const QuickUse quick_use{name, args, site.hint};
+  const QuickUse quick_use{member.name, args, site.hint};
   if (!site.quick(static_cast<Kt_ExprObject&>(*hold.GetObject()), quick_use, value, code)) {
     return false;
   }
@@ -96,7 +87,7 @@ kt_long Machine::UseMember(CodeFrame& frame, const FuncCode::Quick& quick, bool&
 bool Machine::CallQuick(CodeFrame& frame, const OutsideCall& call, kt_long& code) {
   const int number = frame.code->calls[call.site].member;
   const int arg_count = call.count - 1;
-  const bool is_call = IsCall(frame.code->members[static_cast<std::size_t>(number)]);
+  const bool is_call = frame.code->members[static_cast<std::size_t>(number)].is_call;
   if (frame.is_stale || arg_count > FuncCode::Quick::kMostArgs) return false;
   std::array<const Kt_Variant*, FuncCode::Quick::kMostArgs> args;
   for (int arg = 0; arg < arg_count; ++arg) {
@@ -159,6 +150,10 @@ kt_long Machine::Receive(CodeFrame& frame, Instr in) {
   const FuncCode::Call& call = frame.code->calls[site];
   const FuncCode::Member& member = frame.code->members[static_cast<std::size_t>(call.member)];
   if (member.host >= 0) return ReceiveHost(frame, in);
+  if (IsKnownObject(frame, in, call.member)) {
+    frame.base[in.A()] = Peek(frame, in.B());
+    return kOk;
+  }
   Kt_Variant value = Read(frame, in.B());
   if (const kt_long code = CheckCallResult(&script_, value)) return code;
   if (value.IsObject()) return ReceiveObject(frame, in, std::move(value));
@@ -171,15 +166,23 @@ kt_long Machine::Receive(CodeFrame& frame, Instr in) {
   return kOk;
 }
 
+// Whether there is a variable with an object of the class that the member was quick for last.
+bool Machine::IsKnownObject(CodeFrame& frame, Instr in, int number) {
+  if (!IsVariable(frame, in.B()) || frame.base[in.A()].IsCounted()) return false;
+  const LinkedCode::MemberSite& site = frame.link->members[static_cast<std::size_t>(number)];
+  const Kt_ObjectHolder& hold = Place(frame, in.B()).GetHolder();
+  return site.quick != nullptr && site.use != MemberUse::kItemValue && hold.IsValid() &&
+         site.type == &typeid(*hold.GetObject());
+}
+
 kt_long Machine::ReceiveObject(CodeFrame& frame, Instr in, Kt_Variant&& object) {
   const int number = frame.code->calls[in.C() & ~kObjectSite].member;
   const FuncCode::Member& member = frame.code->members[static_cast<std::size_t>(number)];
-  const bool is_call = IsCall(member);
   Kt_Object& receiver = *object.GetHolder().GetObject();
   // Where the use of a member is quick, what it is found to be does not depend on the time.
   const bool is_quick =
-      IsQuick(frame, number, receiver, is_call ? MemberUse::kCall : MemberUse::kValue,
-              is_call ? member.arg_count : 0);
+      IsQuick(frame, number, receiver, member.is_call ? MemberUse::kCall : MemberUse::kValue,
+              member.arg_count);
   kt_long code = kOk;
   if (!is_quick) {
     auto entry = std::make_unique<Kt_ExprStackObj>();

@@ -91,7 +91,9 @@ std::uint16_t Translator::SiteOf(Lowering& low, std::size_t call) {
     const auto at = [call](const ExprProgram::Member& each) { return each.call == call; };
     FuncCode::Call member = known.call;
     member.member = static_cast<int>(code_.members.size());
-    code_.members.push_back({&low.expr, *std::find_if(members.begin(), members.end(), at)});
+    const ExprProgram::Member& place = *std::find_if(members.begin(), members.end(), at);
+    const bool is_call = low.expr.GetOps().GetItem(place.record)->code == kOpMethod;
+    code_.members.push_back({&low.expr, place, known.call.name, is_call});
     return low.sites[call] = AddSite(member, known.site);
   }
   if (known.number == kNone) known.number = AddSite(known.call, known.site);

@@ -8,15 +8,18 @@
 #include <chrono>
 #include <cstdlib>
 #include <random>
+#include <sstream>
 #include <vector>
 
 #include "common/compiled_compare.h"
 #include "common/program_maker.h"
+#include "script/Kt_ScriptDump.h"
 
 namespace {
 
 using kt::test::ProgramMaker;
 using kt::test::RunToText;
+using kt::test::TestHost;
 
 void ExpectSame(const std::string& script, int limit_steps = 300) {
   EXPECT_EQ(RunToText(script, true, limit_steps), RunToText(script, false, limit_steps))
@@ -333,6 +336,102 @@ TEST(Compiled, Members) {
                      body + " }\n",
                  limit_steps);
     }
+  }
+}
+
+// Cells of datasets, whose members are used at once: what happens to object, names, columns and
+// rows between two rounds of a loop, or while arguments are computed, counts as under the walk. The
+// same text with a blank more has a host whose names have a version.
+TEST(Compiled, MembersOfDatasets) {
+  const char* const bodies[] = {
+      "s += rows.GetColumn(i, 'price'); s += t[i].n; s += t.n; s = s + rows[i].name + t.name;",
+      "t.SetColumn(i, 'name', s); s += t.SetColumn(i, 'n', i * 2) + t.AppendRow(); s += t.row;",
+      "s += t.rowcount * t.GetRowCount() + rows.rowcount; log(t.id); log(t.colcount);",
+      "s += t[i].n * t[i].price - rows[i].n; log(t[i].n > t[2].n); log(t[1 - i].n); log(t[-1].n);",
+      "var cell = t[i].n; t.SetColumn(i, 'n', 9); log(cell); log(cell + 1); cell = t[i].name;",
+      "log(t.GetColumn(i, 'nosuch')); log(t.GetColumn(99, 'n')); log(t.GetColumn('1', 'N'));",
+      "log(t.GetColumn(i, 1)); log(t.GetColumn(ref(i), 'n')); log(t.GetColumn(i, list));",
+      "log(t.SetColumn(i, 'nosuch', 1)); log(t.SetColumn(99, 'n', 1)); log(t.SetColumn(i, 'n', "
+      "obj));",
+      "t.SetColumn(i, 'price', t.GetColumn(i, 'price') + t.GetColumn(2 - i, 'n')); s += t.price;",
+      // The object, and what its name stands for.
+      "s += t.n; t = iif(i = 1, obj, own);",
+      "log(t.GetColumn(i, 'n')); if (i = 1) t = own; if (i = 2) t = 'text';",
+      "log(rows.GetColumn(i, 'n')); if (i = 1) probe(8, '', 5); log(t.n);",
+      "log(rows.n); if (i = 1) probe(2, 'rows', obj);",
+      "log(rows.n); if (i = 1) probe(6, 'rows', 5);",
+      "log(own.GetColumn(i, 'n')); log(own.GetRowCount()); own.SetColumn(i, 'n', 5); "
+      "own.AppendRow();",
+      "log(own[i].n + own.price); if (i = 1) probe(8, '', 11);",
+      "log(rows.GetColumn(probe(8, '', 5), 'n')); log(t.GetColumn(probe(8, '', 7), 'n'));",
+      "log(obj.size + obj.nosuch);",
+      "log(x.price);",
+      "log(x.GetColumn(i, 'n'));",
+      "log(null.n);",
+      "log(thing.size + thing.echo(i, 2).length + thing[i].size);",
+      "log(nobody.n);",
+      "log(nobody[i].n);",
+      "log(plain.length + hosted.round(1) + plain.nosuch);",
+      "var o = [rows, own, table]; log(o[i].n + 1); if (i = 1) o = rows; log(o[i].n + 1);",
+      // Columns and rows.
+      "log(t.n + t[0].name); probe(8, '', i);",
+      "log(t.GetColumn(0, 'name')); probe(8, '', 4 - i);",
+      "log(t.name + t.SetColumn(0, 'name', i) + t.AppendRow()); probe(8, '', 3 + i);",
+      "log(t.GetColumn(0, 'n') + t[0].n + t.n); probe(8, '', 6 + i);",
+      "log(t.SetColumn(0, 'n', 70 + i)); log(t[0].twice); probe(8, '', 8 + i);",
+      "log(t.GetColumn(probe(8, '', i), 'name')); log(t.SetColumn(0, 'n', probe(8, '', 1)));",
+      "log(t.n + probe(8, '', i)); log(probe(8, '', 3) + t.n);",
+      "log(t[0].n * probe(8, '', 3)); log(t[0].n = t[0].price);",
+      "t.ClearAll(); log(t.AppendRow()); log(t.n); log(t.GetColumn(0, 'n'));",
+  };
+  for (const char* const body : bodies) {
+    for (const int limit_steps : {300, 7, 11}) {
+      for (const char* const end : {"}\n", "} \n"}) {
+        ExpectSame(std::string("var g = 2, list = [1, 'two', [3, 4]], s = 'text', kept;\n"
+                               "function main(x, y) { var t = table; s = '';\n"
+                               "  for (var i = 0; i < 3; i++) { ") +
+                       body + " }\n  return [s, t]; " + end,
+                   limit_steps);
+      }
+    }
+  }
+}
+
+// Which uses of members the code tries at once.
+TEST(Compiled, MembersAtOnce) {
+  const struct {
+    const char* body;
+    const char* members;
+  } rows[] = {
+      {"s += t.GetColumn(i, 'price');", "t.GetColumn(i, \"price\") "},
+      {"s += t[i].price * t[1].n;", "t[i].price t[1].n "},
+      {"s += host[i].price + host.n;", "host[i].price host.n "},
+      {"s = t.AppendRow(); t.SetColumn(s, 'n', i);", "t.AppendRow() t.SetColumn(s, \"n\", i) "},
+      {"s = s + t[i].name;", "t[i].name "},
+      {"if (t[i].n > 5) s = 1;", "t[i].n "},
+      // The object is wanted, or something is computed first.
+      {"s = t[i].price;", ""},
+      {"log(t[i].price);", ""},
+      {"s = t[i].price + log(1) * t.n;", "t.n "},
+      {"t.SetColumn(i, 'n', i + 1);", ""},
+      {"s = t.text.length + s.length;", ""},
+  };
+  for (const auto& row : rows) {
+    TestHost host;
+    Kt_Script script(&host);
+    const std::string text = std::string("function f(t, i, s) { ") + row.body + " }";
+    ASSERT_EQ(script.Parse(u"made", Kt_WString::FromUtf8(text), nullptr, nullptr), 0);
+    const std::string code = DumpScriptCode(script, *script.GetFunc(u"f")).ToUtf8();
+    std::string members;
+    std::istringstream lines(code);
+    for (std::string line; std::getline(lines, line);) {
+      const std::size_t at = line.find(" Member ");
+      if (at == std::string::npos) continue;
+      const std::size_t from = line.find(", ", at) + 2;
+      const std::string used = line.substr(from, line.find(';') - from);
+      members += used.substr(0, used.find_last_not_of(' ') + 1) + " ";
+    }
+    EXPECT_EQ(members, row.members) << code;
   }
 }
 
