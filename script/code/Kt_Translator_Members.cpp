@@ -197,7 +197,11 @@ void Translator::BeginQuicks(Lowering& low, std::size_t at) {
 // After the call at `at`: where its value goes, and after the last one where all go on.
 void Translator::EndQuicks(Lowering& low, std::size_t at) {
   for (const auto& [end, quick] : low.quicks) {
-    if (end == at) code_.quicks[quick].dst = Target(low, low.program.instrs[at].dst);
+    if (end != at) continue;
+    FuncCode::Quick& done = code_.quicks[quick];
+    done.dst = Target(low, low.program.instrs[at].dst);
+    code_.instrs[done.next - 1].Replace(
+        Instr::Of(InstrOp::kMember, done.dst, static_cast<std::uint16_t>(quick), 0));
   }
   if (low.quicks.empty() || at + 1 != low.quick_end) return;
   code_.quicks[low.quicks.back().second].next = static_cast<std::uint32_t>(code_.instrs.size());
