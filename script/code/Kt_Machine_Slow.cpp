@@ -772,6 +772,7 @@ kt_long Machine::FinishByName(CodeFrame& frame, Kt_Variant& value) {
   const FuncCode::Entry& entry = *frame.code->EntryAt(PcOf(frame));
   kt_long code = kOk;
   {
+    const Storing storing(*this);
     const Contexts contexts(*this, frame);
     code = Interpreter(run_, frame).Finish(*entry.op, value, contexts.Get(), contexts.Get());
   }
