@@ -19,6 +19,7 @@ set(KT_UNITY_APART
   connect/detail/Kt_PgCells.cpp
   connect/detail/Kt_Postgresql.cpp
   connect/sql/detail/Kt_SqlNumbers.cpp
+  dataset/methods/Kt_QuickCells.cpp
   dataset/methods/Kt_Rows.cpp
   expr/Kt_ExprUtil_Valid.cpp
   expr/Kt_Expr_Parse.cpp
