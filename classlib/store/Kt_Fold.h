@@ -23,6 +23,12 @@
 // the sequence of the doubles alone.
 class KT_CLASS_API Kt_CellSum {
  public:
+  Kt_CellSum() = default;
+  // Of cells of one kind.
+  explicit Kt_CellSum(const kt::kernels::LongSum& sum) : longs_(sum) {}
+  explicit Kt_CellSum(const kt::kernels::DoubleSum& sum) : doubles_(sum), has_doubles_(true) {}
+  explicit Kt_CellSum(const kt::kernels::WideSum& sum) : units_(sum), has_units_(true) {}
+
   void Step(const Kt_Variant& value) {
     switch (value.GetTag()) {
       case kTagLong: longs_.AddOne(value.AsLong()); break;
@@ -122,6 +128,10 @@ class Kt_Fold {
     return what_ == Kt_Aggregate::kAvg ? Kt_Variant(sum_.Real() / static_cast<double>(count))
                                        : best_;
   }
+
+  // What an average is made of.
+  Kt_Variant GetSum() const { return sum_.Total(); }
+  std::int64_t GetValueCount() const { return values_; }
 
   bool HasValue() const { return values_ > 0; }
   bool HasRow() const { return rows_ > 0; }

@@ -2,7 +2,8 @@
 //
 // Rows and positions are found by sorting the records by their keys and cutting where keys differ.
 // Then every record is one key of row and position, once more for each subtotal position above it;
-// sorted, equal keys are the records of one cell.
+// sorted, equal keys are the records of one cell. Without subtotal positions one sort does all of
+// it: by the keys of rows and columns together, so that cells stand next to each other, row by row.
 #include "classlib/store/Kt_Pivot.h"
 
 #include <algorithm>
@@ -14,6 +15,7 @@
 #include "classlib/store/detail/Kt_ColumnTotal.h"
 #include "classlib/store/detail/Kt_DatasetBody.h"
 #include "classlib/store/detail/Kt_KeyRuns.h"
+#include "classlib/store/detail/Kt_RunTotals.h"
 #include "classlib/store/kernels/Kt_SortKernels.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): slots and views
@@ -62,26 +64,64 @@ void ForEachRun(const Keys& keys, const Sorted& sorted, Visit visit) {
   if (!sorted.slots.empty()) visit(first, sorted.slots.size(), same);
 }
 
+// Cells by where their records end, as FoldRuns takes them.
+class CellRuns {
+ public:
+  explicit CellRuns(const kt::CountedVector<std::uint32_t>& ends) : ends_(ends) {}
+  std::size_t LevelCount() const { return 1; }
+  std::size_t Count() const { return ends_.size(); }
+  std::size_t Level(std::size_t) const { return 0; }
+  std::size_t End(std::size_t cell) const { return ends_[cell]; }
+
+ private:
+  const kt::CountedVector<std::uint32_t>& ends_;
+};
+
+// Whether a record comes before another one in some order.
+class OrderOfSlots {
+ public:
+  explicit OrderOfSlots(const kt::CountedVector<Slot>& slots) {
+    if (slots.empty() || std::ranges::is_sorted(slots)) return;
+    places_.resize(std::size_t{std::ranges::max(slots)} + 1);
+    for (std::size_t at = 0; at < slots.size(); ++at) {
+      places_[slots[at]] = static_cast<std::uint32_t>(at);
+    }
+  }
+  bool operator()(Slot a, Slot b) const {
+    return places_.empty() ? a < b : places_[a] < places_[b];
+  }
+
+ private:
+  kt::CountedVector<std::uint32_t> places_;  // by slot; empty: slots rise
+};
+
 }  // namespace
+
+Kt_Pivot::Sorted Kt_Pivot::SortedBy(const Kt_Dataset& source, const std::vector<KeyColumn>& keys,
+                                    const kt::CountedVector<Slot>& slots) {
+  std::vector<SortKey> sort;
+  sort.reserve(keys.size());
+  for (const KeyColumn& key : keys) sort.push_back({key.col, key.ascending});
+  Sorted sorted{slots, nullptr};
+  sorted.runs = source.body().SortSlots(sorted.slots, sort, false);
+  return sorted;
+}
 
 bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
   TakeKeys(source);
   if (row_keys_.empty() && column_keys_.empty()) return false;
   const auto& body = source.body();
   const kt::CountedVector<Slot> slots = body.RowsToSave(body.ActiveView(), false, false);
-  const auto sorted_by = [&](const std::vector<KeyColumn>& keys) {
-    std::vector<SortKey> sort;
-    sort.reserve(keys.size());
-    for (const KeyColumn& key : keys) sort.push_back({key.col, key.ascending});
-    Sorted sorted{slots, nullptr};
-    sorted.runs = body.SortSlots(sorted.slots, sort, false);
-    return sorted;
-  };
+  if (CanSetAll()) {
+    SetAll(source, slots);
+    LetGoOfSource();
+    return true;
+  }
   kt::CountedVector<std::uint32_t> row_of(body.rows_.slot_count);
   kt::CountedVector<std::uint32_t> plain_of(body.rows_.slot_count);
   kt::CountedVector<kt::CountedVector<std::uint32_t>> positions_of_plain;
-  SetRows(sorted_by(row_keys_), row_of);
-  SetPositions(sorted_by(column_keys_), positions_of_plain, plain_of);
+  SetRows(SortedBy(source, row_keys_, slots), row_of);
+  SetPositions(SortedBy(source, column_keys_, slots), positions_of_plain, plain_of);
   kt::CountedVector<std::uint64_t> keys;
   kt::CountedVector<Slot> records;
   keys.reserve(slots.size());
@@ -98,6 +138,51 @@ bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
   SetCells(keys, records);
   LetGoOfSource();
   return true;
+}
+
+// Values of any kind may be equal in a sort and differ all the same: then what stands between them
+// matters.
+bool Kt_Pivot::CanSetAll() const {
+  const auto is_of_values = [](const KeyColumn& key) {
+    return key.cells->Type() == Kt_ColumnType::kVariant ||
+           key.cells->Type() == Kt_ColumnType::kBinary;
+  };
+  return column_keys_.size() < 2 && std::ranges::none_of(row_keys_, is_of_values) &&
+         std::ranges::none_of(column_keys_, is_of_values);
+}
+
+// Rows and positions show the keys of the record among theirs that comes first, as equal keys may
+// read differently: 0 and -0.
+void Kt_Pivot::SetAll(const Kt_Dataset& source, const kt::CountedVector<Slot>& slots) {
+  const auto& body = source.body();
+  const OrderOfSlots comes_before(slots);
+  std::vector<KeyColumn> keys = row_keys_;
+  keys.insert(keys.end(), column_keys_.begin(), column_keys_.end());
+  const Sorted cells = SortedBy(source, keys, slots);
+  kt::CountedVector<Slot> first_records;  // by cell
+  kt::CountedVector<std::uint32_t> ends;
+  ForEachRun(keys, cells, [&](std::size_t first, std::size_t last, std::size_t same) {
+    const Slot slot = cells.slots[first];
+    if (rows_.empty() || same < row_keys_.size()) {
+      row_starts_.push_back(static_cast<std::uint32_t>(ends.size()));
+      rows_.push_back(slot);
+    } else if (comes_before(slot, rows_.back())) {
+      rows_.back() = slot;
+    }
+    first_records.push_back(slot);
+    ends.push_back(static_cast<std::uint32_t>(last));
+  });
+  row_starts_.push_back(static_cast<std::uint32_t>(ends.size()));
+
+  kt::CountedVector<Slot> in_order = first_records;
+  ChargeOrLeave(static_cast<std::int64_t>(in_order.size()) * 8 * Kt_WorkMeter::kUnitsPerCell);
+  std::ranges::sort(in_order, comes_before);
+  kt::CountedVector<std::uint32_t> plain_of(body.rows_.slot_count);
+  kt::CountedVector<kt::CountedVector<std::uint32_t>> positions_of_plain;
+  SetPositions(SortedBy(source, column_keys_, in_order), positions_of_plain, plain_of);
+  cell_positions_.reserve(first_records.size());
+  for (const Slot slot : first_records) cell_positions_.push_back(plain_of[slot]);
+  for (ValueColumn& value : values_) AddCells(value, cells.slots, ends);
 }
 
 void Kt_Pivot::SetRows(const Sorted& sorted, kt::CountedVector<std::uint32_t>& row_of) {
@@ -160,6 +245,28 @@ void Kt_Pivot::SetCells(kt::CountedVector<std::uint64_t>& keys, kt::CountedVecto
     for (ValueColumn& value : values_) AddCell(value, slots);
   }
   row_starts_.resize(rows_.size() + 1, static_cast<std::uint32_t>(cell_positions_.size()));
+}
+
+void Kt_Pivot::AddCells(ValueColumn& value, const kt::CountedVector<Slot>& slots,
+                        const kt::CountedVector<std::uint32_t>& ends) {
+  value.values.reserve(ends.size());
+  const bool is_average = value.what == Kt_Aggregate::kAvg;
+  if (is_average) value.weights.reserve(ends.size());
+  const auto put = [&](std::size_t, const Kt_CellFold& fold) {
+    value.values.push_back(fold.Finish());
+    if (is_average)
+      value.weights.push_back({fold.GetSum(), static_cast<kt_long>(fold.GetValueCount())});
+  };
+  if (FoldRuns(value.what, *value.cells, slots, CellRuns(ends), put)) return;
+  kt::CountedVector<Slot> of_cell;
+  std::size_t first = 0;
+  RoundCharge charge;
+  for (const std::uint32_t end : ends) {
+    charge.AddOrLeave(static_cast<std::int64_t>(end - first + 16) * Kt_WorkMeter::kUnitsPerCell);
+    of_cell.assign(slots.begin() + static_cast<std::ptrdiff_t>(first), slots.begin() + end);
+    AddCell(value, of_cell);
+    first = end;
+  }
 }
 
 void Kt_Pivot::AddCell(ValueColumn& value, const kt::CountedVector<Slot>& slots) {

@@ -2,54 +2,33 @@
 #include "classlib/store/detail/Kt_GroupBuilder.h"
 
 #include <algorithm>
-#include <array>
-#include <numeric>
-#include <type_traits>
 #include <utility>
 
 #include "classlib/base/Kt_Charge.h"
-#include "classlib/store/Kt_Fold.h"
 #include "classlib/store/Kt_Pivot.h"
 #include "classlib/store/detail/Kt_ColumnTotal.h"
 #include "classlib/store/detail/Kt_KeyRuns.h"
-#include "classlib/store/kernels/Kt_ColumnKernels.h"
+#include "classlib/store/detail/Kt_RunTotals.h"
 
 namespace kt::detail {
 
 namespace {
 
-// Cells of one column, laid out in the order of some records. `Array` is a pointer to the cells by
-// slot, or std::nullptr_t where only nulls matter.
-template <class Array, std::size_t kRecords>
-class RecordBatch {
+// The groups of all levels, as FoldRuns takes them.
+class GroupRuns {
  public:
-  RecordBatch(Array cells, kernels::NullBits nulls) : cells_(cells), nulls_(nulls) {}
-
-  // REQUIRES: count <= kRecords.
-  void Read(const Slot* slots, std::size_t count) {
-    if constexpr (kHasCells) {
-      for (std::size_t at = 0; at < count; ++at) read_[at] = cells_[slots[at]];
-    }
-    if (nulls_ == nullptr) return;
-    for (std::size_t at = 0; at < count; ++at) {
-      present_[at] = kernels::IsNull(nulls_, slots[at]) ? 0 : 1;
-    }
+  GroupRuns(const CountedVector<Subtotal>& groups, std::size_t levels)
+      : groups_(groups), levels_(levels) {}
+  std::size_t LevelCount() const { return levels_; }
+  std::size_t Count() const { return groups_.size(); }
+  std::size_t Level(std::size_t group) const {
+    return static_cast<std::size_t>(groups_[group].level) - 1;
   }
-  void AddTo(Kt_CellSum& sum, std::size_t& values, std::size_t first, std::size_t last) const {
-    if constexpr (kHasCells) sum.Dense(read_.data() + first, last - first);
-    values += nulls_ == nullptr ? last - first
-                                : std::accumulate(present_.begin() + first, present_.begin() + last,
-                                                  std::size_t{0});
-  }
+  std::size_t End(std::size_t group) const { return static_cast<std::size_t>(groups_[group].last); }
 
  private:
-  static constexpr bool kHasCells = !std::is_null_pointer_v<Array>;
-  using Cell = std::conditional_t<kHasCells, std::remove_cv_t<std::remove_pointer_t<Array>>, char>;
-
-  Array cells_;
-  kernels::NullBits nulls_;
-  std::array<Cell, kRecords> read_;
-  std::array<std::uint8_t, kRecords> present_;
+  const CountedVector<Subtotal>& groups_;
+  std::size_t levels_;
 };
 
 }  // namespace
@@ -169,56 +148,16 @@ bool GroupBuilder::ShowsKey(const Subtotal& subtotal, kt_long col) const {
 
 void GroupBuilder::FillTotals(const TotalColumn& column, const CountedVector<Slot>& records,
                               GroupView& groups) const {
-  if (column.what == Kt_Aggregate::kCount) return FillOnTheWay(column, records, groups, nullptr);
-  const bool adds = column.what == Kt_Aggregate::kSum || column.what == Kt_Aggregate::kAvg;
-  VisitCells(*column.cells, [&]<class Cells>(const Cells& cells) {
-    if constexpr (!std::is_same_v<Cells, Kt_Column::Texts> &&
-                  !std::is_same_v<Cells, Kt_Column::Values>) {
-      if (adds) return FillOnTheWay(column, records, groups, cells.data());
-    }
-    FillInTurn(column, records, groups);
-  });
-}
-
-// Every cell is read once, for all levels: a batch of cells is laid out in the order of the
-// records, and each level takes the pieces of it that its groups cover. So a group begins at the
-// first lane of its sum however small it is. `cells` may be null where only nulls matter.
-template <class Array>
-void GroupBuilder::FillOnTheWay(const TotalColumn& column, const CountedVector<Slot>& records,
-                                GroupView& groups, Array cells) const {
-  constexpr std::size_t kBatch = 2048;
-  struct Open {
-    Kt_CellSum sum;
-    std::size_t values = 0;
-  };
-  std::vector<Open> levels(keys_.size());  // the groups that are open, the innermost first
   CountedVector<Subtotal>& all = groups.All();
-  RecordBatch<Array, kBatch> batch(cells, column.cells->Nulls());
-  std::size_t ended = 0;  // subtotals before the batch
-  for (std::size_t first = 0; first < records.size(); first += kBatch) {
-    const std::size_t end = std::min(records.size(), first + kBatch);
-    ChargeOrLeave(static_cast<std::int64_t>((end - first) * levels.size()) *
-                  Kt_WorkMeter::kUnitsPerCell);
-    batch.Read(&records[first], end - first);
-    std::size_t stop = ended;  // of the subtotals whose groups end in the batch
-    while (stop < all.size() && static_cast<std::size_t>(all[stop].last) <= end) ++stop;
-    for (std::size_t level = 0; level < levels.size(); ++level) {
-      Open& open = levels[level];
-      std::size_t from = first;
-      for (std::size_t at = ended; at < stop; ++at) {
-        Subtotal& subtotal = all[at];
-        if (static_cast<std::size_t>(subtotal.level) != level + 1) continue;
-        const auto last = static_cast<std::size_t>(subtotal.last);
-        batch.AddTo(open.sum, open.values, from - first, last - first);
-        from = last;
-        const Open closed = std::exchange(open, {});
-        if (ShowsKey(subtotal, column.col)) continue;
-        const Kt_CellFold fold(column.what, static_cast<kt_long>(closed.values), closed.sum, {});
-        subtotal.cells.push_back({column.col, -1, fold.Finish()});
-      }
-      batch.AddTo(open.sum, open.values, from - first, end - first);
+  const auto put = [&](std::size_t at, const Kt_CellFold& fold) {
+    Subtotal& subtotal = all[at];
+    if (!ShowsKey(subtotal, column.col)) {
+      subtotal.cells.push_back({column.col, -1, fold.Finish()});
     }
-    ended = stop;
+  };
+  const GroupRuns runs(all, keys_.size());
+  if (!FoldRuns(column.what, *column.cells, records, runs, put)) {
+    FillInTurn(column, records, groups);
   }
 }
 

@@ -66,9 +66,6 @@ class GroupBuilder {
   bool ShowsKey(const Subtotal& subtotal, kt_long col) const;
   void FillTotals(const TotalColumn& column, const CountedVector<Slot>& records,
                   GroupView& groups) const;
-  template <class Array>
-  void FillOnTheWay(const TotalColumn& column, const CountedVector<Slot>& records,
-                    GroupView& groups, Array cells) const;
   void FillInTurn(const TotalColumn& column, const CountedVector<Slot>& records,
                   GroupView& groups) const;
   void FillPositions(const CountedVector<Slot>& records, Subtotal& subtotal) const;
