@@ -62,7 +62,10 @@ class CaseTaker {
   // The values of the rows from first + at on that were computed ahead; any will do for a count.
   RowNumbers ValuesFrom(kt_long first, kt_long at, const RowNumbers& conditions) {
     if (!has_value_) return {conditions.longs + at, nullptr, conditions.count - at};
-    return value_.PaidNumbersFrom(cursor_, first + at, first + conditions.count);
+    const kt_long row = first + at;
+    const kt_long end = first + conditions.count;
+    return tally_.HasAddends() ? value_.PaidAddendsFrom(cursor_, row, end)
+                               : value_.PaidNumbersFrom(cursor_, row, end);
   }
   bool AddRow() {
     Kt_Variant value;

@@ -8,10 +8,20 @@ namespace kt::detail::methods {
 
 namespace {
 
+bool HasTrue(const kt_long* conditions, kt_long count) {
+  kt_long any = 0;
+  for (kt_long at = 0; at < count; ++at) any |= conditions[at];
+  return any != 0;
+}
+
 // The first true one of some conditions; their count when there is none.
 kt_long FirstTrueOf(const RowNumbers& conditions) {
+  constexpr kt_long kAtOnce = 256;
   kt_long at = 0;
   if (conditions.longs == nullptr) return conditions.count;  // doubles are no conditions
+  while (at + kAtOnce <= conditions.count && !HasTrue(conditions.longs + at, kAtOnce)) {
+    at += kAtOnce;
+  }
   while (at < conditions.count && conditions.longs[at] == 0) ++at;
   return at;
 }

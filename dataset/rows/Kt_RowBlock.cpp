@@ -9,9 +9,10 @@
 // once shows the kind that every temporary has at every step, and which && or || is open there.
 //
 // Why it is right: a kernel gives what the operation gives for two numbers, and marks the rows in
-// which the operation would give something else (a sum that no long holds). Null cells hold 0 and
-// are marked where that is not the same: in relations, as the result, and where the kind of a
-// result hangs on it. When all steps are done, the marked rows are computed once more, one by one
+// which the operation would give something else (a sum that no long holds). Null cells hold 0;
+// relations put the answer for null in afterwards, and arithmetic over doubles computes the rows
+// anew in which both sides are longs: as longs, for the kind of the result and the sign of a zero
+// hang on it. When all steps are done, the marked rows are computed once more, one by one
 // through the same steps, with values and operators of the evaluator; what comes out then may be of
 // another kind or empty. Computing ahead takes no other code and reads only cells, so
 // nobody sees that rows were computed that are not asked for.
@@ -62,6 +63,13 @@ std::size_t EqualTo(const std::uint8_t* items, std::size_t count) {
   while (left >= 8 && std::memcmp(items + left - 8, same.data(), 8) == 0) left -= 8;
   while (left > 0 && items[left - 1] == items[count - 1]) --left;
   return count - left;
+}
+
+// Whether none of some bytes has any other bits than these.
+bool HaveOnly(const std::uint8_t* items, std::size_t count, std::uint8_t bits) {
+  std::uint8_t all = 0;
+  for (std::size_t at = 0; at < count; ++at) all |= items[at];
+  return (all & ~bits) == 0;
 }
 
 // As IsConditionTrue: a double is cut first, NaN is 0.
@@ -134,14 +142,77 @@ struct RowBlock::Kernels {
     }
   }
 
-  template <class Op, class A, class B>
+  // What has no form for longs marks the rows in which both sides are.
+  struct NoWholeOp {};
+  template <class Op, class WholeOp, class A, class B>
   static void Doubles(RowBlock& block, const Step& step) {
     const A* const left = Of<A>(*step.left);
     const B* const right = Of<B>(*step.right);
     double* const out = step.out->own_doubles.data();
     const std::size_t count = block.count_;
+    if (KT_UNLIKELY(step.tracks_longs)) ComputeLongs<WholeOp>(block, step, left, right);
     for (std::size_t at = 0; at < count; ++at) {
       out[at] = Op::Doubles(static_cast<double>(left[at]), static_cast<double>(right[at]));
+    }
+    if (KT_UNLIKELY(step.tracks_longs)) PutLongs(block, *step.out);
+  }
+
+  // Calls visit(row) for rows that both lists have; null is a list of all rows.
+  template <class Visit>
+  static void ForEachOfBoth(const RowList* left, const RowList* right, Visit visit) {
+    if (left == nullptr || right == nullptr) {
+      for (const std::uint16_t at : left == nullptr ? *right : *left) visit(at);
+      return;
+    }
+    auto other = right->begin();
+    for (const std::uint16_t at : *left) {
+      while (other != right->end() && *other < at) ++other;
+      if (other != right->end() && *other == at) visit(at);
+    }
+  }
+  // Before the doubles, as out may be one of the sides.
+  template <class WholeOp, class A, class B>
+  static void ComputeLongs(RowBlock& block, const Step& step, const A* left, const B* right) {
+    block.long_results_.clear();
+    ForEachOfBoth(step.left_longs, step.right_longs, [&](std::uint16_t at) {
+      if constexpr (std::is_same_v<WholeOp, NoWholeOp>) {
+        block.marks_[at] |= kAgain;
+      } else {
+        const std::int64_t value =
+            WholeOp()(static_cast<std::int64_t>(left[at]), static_cast<std::int64_t>(right[at]));
+        const bool fits = value == static_cast<kt_long>(value);
+        block.long_results_.push_back({at, fits, static_cast<double>(value)});
+      }
+    });
+  }
+  static void PutLongs(const RowBlock& block, Lane& out) {
+    out.long_rows.clear();
+    for (const LongResult& result : block.long_results_) {
+      out.own_doubles[result.row] = result.value;
+      if (result.fits) out.long_rows.push_back(result.row);
+    }
+  }
+  // The kind of what a choice gives hangs on the row.
+  static void MarkLongs(RowBlock& block, const Step& step) {
+    for (const RowList* const rows : {step.left_longs, step.right_longs}) {
+      if (rows == nullptr) continue;
+      for (const std::uint16_t at : *rows) block.marks_[at] |= kAgain;
+    }
+  }
+
+  // First as wide as the doubles: compilers make no vector code of a loop that also narrows.
+  template <class Op, class A, class B>
+  static void RelateDoubles(const A* left, const B* right, kt_long* out, std::size_t count) {
+    constexpr std::size_t kAtOnce = 128;
+    std::array<std::int64_t, kAtOnce> wide;
+    for (std::size_t first = 0; first < count; first += kAtOnce) {
+      const std::size_t some = std::min(kAtOnce, count - first);
+      for (std::size_t at = 0; at < some; ++at) {
+        const bool holds =
+            Op()(static_cast<double>(left[first + at]), static_cast<double>(right[first + at]));
+        wide[at] = holds ? 1 : 0;
+      }
+      for (std::size_t at = 0; at < some; ++at) out[first + at] = static_cast<kt_long>(wide[at]);
     }
   }
 
@@ -152,7 +223,11 @@ struct RowBlock::Kernels {
     const B* const right = Of<B>(*step.right);
     kt_long* const out = step.out->own_longs.data();
     const std::size_t count = block.count_;
-    for (std::size_t at = 0; at < count; ++at) out[at] = Op()(left[at], right[at]) ? 1 : 0;
+    if constexpr (std::is_same_v<A, kt_long> && std::is_same_v<B, kt_long>) {
+      for (std::size_t at = 0; at < count; ++at) out[at] = Op()(left[at], right[at]) ? 1 : 0;
+    } else {
+      RelateDoubles<Op>(left, right, out, count);
+    }
     if (step.null_rule < 0) return;
     block.FixNulls(block.null_rules_[static_cast<std::size_t>(step.null_rule)], out);
   }
@@ -185,6 +260,20 @@ struct RowBlock::Kernels {
     }
     if (step.left != step.out) std::copy_n(from, block.count_, step.out->template OwnOf<T>());
   }
+  // Whether the left side has settled it in every row. Mostly the first rows tell that it has not.
+  template <bool kSettles, class T>
+  static bool IsSettled(const RowBlock& block, const Step& step) {
+    constexpr std::size_t kAtOnce = 256;
+    const T* const from = Of<T>(*step.left);
+    for (std::size_t first = 0; first < block.count_; first += kAtOnce) {
+      const std::size_t end = std::min(block.count_, first + kAtOnce);
+      kt_long open = 0;
+      for (std::size_t at = first; at < end; ++at)
+        open |= IsWholeTrue(from[at]) != kSettles ? 1 : 0;
+      if (open != 0) return false;
+    }
+    return true;
+  }
 
   template <class T>
   static void OfTexts(RowBlock& block, const Step& step) {
@@ -196,6 +285,7 @@ struct RowBlock::Kernels {
   template <class T>
   static void Move(RowBlock& block, const Step& step) {
     std::copy_n(Of<T>(*step.left), block.count_, step.out->template OwnOf<T>());
+    if (step.tracks_longs) step.out->long_rows = *step.left_longs;
   }
 
   // Functions of numbers read every number as a double.
@@ -233,6 +323,7 @@ struct RowBlock::Kernels {
       const bool takes_right = (left[at] != left[at]) | Better()(right[at], left[at]);
       out[at] = takes_right ? right[at] : left[at];
     }
+    if (step.tracks_longs) MarkLongs(block, step);
   }
 
   // iif: one of two numbers of one kind.
@@ -244,6 +335,7 @@ struct RowBlock::Kernels {
     T* const out = step.out->template OwnOf<T>();
     const std::size_t count = block.count_;
     for (std::size_t at = 0; at < count; ++at) out[at] = condition[at] != 0 ? yes[at] : no[at];
+    if (step.tracks_longs) MarkLongs(block, step);
   }
 
   // ---- The kernel of an operation for sides of two kinds
@@ -254,7 +346,7 @@ struct RowBlock::Kernels {
       if constexpr (std::is_same_v<A, kt_long> && std::is_same_v<B, kt_long>) {
         return &Longs<WholeOp>;
       } else {
-        return &Doubles<Op, A, B>;
+        return &Doubles<Op, WholeOp, A, B>;
       }
     });
   }
@@ -265,13 +357,15 @@ struct RowBlock::Kernels {
       case CodeOp::kSub: return ForSum<SubOp, std::minus<>>(left_is_long, right_is_long);
       case CodeOp::kMul: return ForSum<MulOp, std::multiplies<>>(left_is_long, right_is_long);
       case CodeOp::kDiv:
-        return ByKinds(left_is_long, right_is_long,
-                       []<class A, class B>(A, B) -> Kernel { return &Doubles<DivOp, A, B>; });
+        return ByKinds(left_is_long, right_is_long, []<class A, class B>(A, B) -> Kernel {
+          return &Doubles<DivOp, NoWholeOp, A, B>;
+        });
       default: break;
     }
     if (left_is_long && right_is_long) return &Remainders;
-    return ByKinds(left_is_long, right_is_long,
-                   []<class A, class B>(A, B) -> Kernel { return &Doubles<ModOp, A, B>; });
+    return ByKinds(left_is_long, right_is_long, []<class A, class B>(A, B) -> Kernel {
+      return &Doubles<ModOp, NoWholeOp, A, B>;
+    });
   }
 
   static Kernel ForRelation(CodeOp op, bool left_is_long, bool right_is_long) {
@@ -313,6 +407,10 @@ struct RowBlock::Kernels {
                    []<class C, class T>(C, T) -> Kernel { return &Choose<C, T>; });
   }
 
+  static auto ForSettled(bool settles, bool is_long) {
+    if (settles) return is_long ? &IsSettled<true, kt_long> : &IsSettled<true, double>;
+    return is_long ? &IsSettled<false, kt_long> : &IsSettled<false, double>;
+  }
   static Kernel ForTest(bool settles, bool is_long) {
     if (settles) return is_long ? &Test<true, kt_long> : &Test<true, double>;
     return is_long ? &Test<false, kt_long> : &Test<false, double>;
@@ -484,7 +582,9 @@ bool RowBlock::PlanMove(const CodeInstr& in) {
   to.stays_double = from.stays_double;
   to.name_index = NameOf(in.a);
   const Kernel kernel = from.is_long ? &Kernels::Move<kt_long> : &Kernels::Move<double>;
-  steps_.push_back({kernel, &from, nullptr, &to, in.op});
+  Step& step = steps_.emplace_back(Step{kernel, &from, nullptr, &to, in.op});
+  step.tracks_longs = !to.is_long && !to.stays_double && to.name_index < 0;
+  step.left_longs = &from.long_rows;
   return true;
 }
 
@@ -528,11 +628,18 @@ bool RowBlock::PlanChoice(const CodeInstr& in, const DirectFunc* function) {
   if (temps_[no].is_long != is_long) return false;
   MarkNullsOf(yes);
   MarkNullsOf(no);
-  const bool stays_double = temps_[yes].stays_double && temps_[no].stays_double;
+  const auto long_rows = [&](std::uint16_t operand) {
+    return is_long || NameOf(operand) >= 0 ? nullptr : LongRowsOf(operand);
+  };
+  const RowList* const left_longs = long_rows(yes);
+  const RowList* const right_longs = long_rows(no);
   const Kernel kernel = is_iif ? Kernels::ForChoice(temps_[in.a].is_long, is_long)
                                : Kernels::ForExtreme(function->kind == Kind::kGreatest, is_long);
-  AddCall(in, function, kernel, is_long);
-  temps_[in.dst].stays_double = stays_double;
+  Step& step = AddCall(in, function, kernel, is_long);
+  step.tracks_longs = left_longs != nullptr || right_longs != nullptr;
+  step.left_longs = left_longs;
+  step.right_longs = right_longs;
+  temps_[in.dst].stays_double = !is_long;
   return true;
 }
 
@@ -570,13 +677,29 @@ bool RowBlock::PlanInstr(const CodeInstr& in) {
 void RowBlock::PlanArithmetic(const CodeInstr& in) {
   const Lane& left = *LaneOf(in.a);
   const Lane& right = *LaneOf(in.b);
-  const bool stays_double = left.stays_double || right.stays_double || in.op == CodeOp::kDiv;
-  if (!stays_double && !left.is_long) MarkNullsOf(in.a);
-  if (!stays_double && !right.is_long) MarkNullsOf(in.b);
+  const bool is_long = left.is_long && right.is_long && in.op != CodeOp::kDiv;
+  const bool tracks_longs =
+      !is_long && !left.stays_double && !right.stays_double && in.op != CodeOp::kDiv;
+  const RowList* const left_longs = tracks_longs ? LongRowsOf(in.a) : nullptr;
+  const RowList* const right_longs = tracks_longs ? LongRowsOf(in.b) : nullptr;
   const Kernel kernel =
       Kernels::ForArithmetic(in.op, IsReadAsLong(in.a, in.b), IsReadAsLong(in.b, in.a));
-  AddStep(in, kernel, left.is_long && right.is_long && in.op != CodeOp::kDiv);
-  temps_[in.dst].stays_double = stays_double;
+  Step& step = AddStep(in, kernel, is_long);
+  step.tracks_longs = tracks_longs;
+  step.left_longs = left_longs;
+  step.right_longs = right_longs;
+  temps_[in.dst].stays_double = !is_long && (!tracks_longs || in.op == CodeOp::kMod);
+}
+
+// Where an operand holds longs: null for everywhere. What stays double has none.
+const RowBlock::RowList* RowBlock::LongRowsOf(std::uint16_t operand) {
+  const Lane& lane = *LaneOf(operand);
+  if (lane.is_long) return nullptr;
+  const int name = NameOf(operand);
+  if (name < 0) return lane.stays_double ? nullptr : &lane.long_rows;
+  NameLane& of_name = names_[static_cast<std::size_t>(name)];
+  of_name.lists_nulls = true;
+  return &of_name.long_rows;
 }
 
 // The name whose values, nulls among them, an operand has; -1: none.
@@ -590,10 +713,19 @@ void RowBlock::MarkNullsOf(std::uint16_t operand) {
 }
 
 bool RowBlock::PlanReturn(const CodeInstr& in) {
-  MarkNullsOf(in.a);
+  if (!IsNumber(in.a) || IsEmptyConst(in.a)) return false;
   result_ = LaneOf(in.a);
   other_.Own(!result_->is_long);
-  return IsNumber(in.a) && !IsEmptyConst(in.a);
+  const int name = NameOf(in.a);
+  if (name >= 0) {
+    names_[static_cast<std::size_t>(name)].lists_nulls = true;
+    odd_results_ = &names_[static_cast<std::size_t>(name)].long_rows;
+    odd_mark_ = kEmpty;
+  } else if (!result_->is_long && !result_->stays_double) {
+    odd_results_ = &result_->long_rows;
+    odd_mark_ = kOther;
+  }
+  return true;
 }
 
 bool RowBlock::PlanRelation(const CodeInstr& in) {
@@ -613,9 +745,11 @@ int RowBlock::PlanNulls(const CodeInstr& in) {
   const int right = NameOf(in.b);
   if (left < 0 && right < 0) return -1;
   NullRule rule{};
-  if (!GivesOneForNull(in, true, false, rule.left_is_null) ||
-      !GivesOneForNull(in, false, true, rule.right_is_null) ||
-      !GivesOneForNull(in, true, true, rule.both_are_null)) {
+  const bool has_one_answer =
+      (left < 0 || GivesOneForNull(in, true, false, rule.left_is_null)) &&
+      (right < 0 || GivesOneForNull(in, false, true, rule.right_is_null)) &&
+      (left < 0 || right < 0 || GivesOneForNull(in, true, true, rule.both_are_null));
+  if (!has_one_answer) {
     MarkNullsOf(in.a);
     MarkNullsOf(in.b);
     return -1;
@@ -636,8 +770,10 @@ bool RowBlock::GivesOneForNull(const CodeInstr& in, bool left_is_null, bool righ
                                kt_long& result) const {
   constexpr double kInfinity = std::numeric_limits<double>::infinity();
   Kt_Variant first;
+  const std::uint16_t other = left_is_null ? in.b : in.a;
   for (const double number : {0.0, 1.0, -1.0, kInfinity, -kInfinity, std::nan("")}) {
-    const Kt_Variant beside(number);
+    const Kt_Variant beside =
+        IsConst(other) ? program_.consts[other - kConstBase] : Kt_Variant(number);
     Kt_Variant value;
     const kt_long code = kt::Compute(OperatorOf(in.op), left_is_null ? Kt_Variant() : beside,
                                      right_is_null ? Kt_Variant() : beside, value);
@@ -664,6 +800,8 @@ void RowBlock::PlanTest(const CodeInstr& in) {
   const bool is_long = LaneOf(in.a)->is_long;
   Step& step = AddStep(in, Kernels::ForTest(in.op == CodeOp::kTestOr, is_long), is_long);
   step.landing = static_cast<std::size_t>(in.extra);
+  step.is_settled = Kernels::ForSettled(in.op == CodeOp::kTestOr, is_long);
+  temps_[in.dst].own_longs.resize(kRowsPerBlock);
   step.mask = FindMask(in.dst);
   if (step.mask >= 0 || (is_long && EndsAsItIsSettled(in))) return;
   step.opens = true;
@@ -688,8 +826,37 @@ void RowBlock::Fill(const Kt_Dataset& dataset, kt_long row_count, kt_long row) {
   count_ = static_cast<std::size_t>(end_ - first_);
   marks_.fill(kPlain);
   Load(dataset);
-  for (const Step& step : steps_) step.kernel(*this, step);
-  ComputeAgain();
+  RunSteps();
+  FinishResult();
+}
+
+// The right side of an && or || that is settled in every row is left out.
+void RowBlock::RunSteps() {
+  for (std::size_t number = 0; number < steps_.size(); ++number) {
+    const Step& step = steps_[number];
+    step.kernel(*this, step);
+    if (step.is_settled == nullptr || !step.is_settled(*this, step)) continue;
+    std::fill_n(step.out->own_longs.data(), count_, kt_long{step.op == CodeOp::kTestOr});
+    number = step.landing - 1;
+  }
+}
+
+void RowBlock::FinishResult() {
+  const bool has_marks = !HaveOnly(marks_.data(), count_, kPlain);
+  const bool has_odd_ones = odd_results_ != nullptr && !odd_results_->empty();
+  is_even_ = !has_marks && !has_odd_ones;
+  has_addends_ = !has_marks && has_odd_ones && odd_mark_ == kEmpty;
+  if (has_odd_ones) MarkOddResults();
+  if (has_marks) ComputeAgain();
+}
+
+// Those of rows that are to be computed again are found out then.
+void RowBlock::MarkOddResults() {
+  for (const std::uint16_t at : *odd_results_) {
+    if (marks_[at] != kPlain) continue;
+    marks_[at] = odd_mark_;
+    if (odd_mark_ == kOther) other_.own_longs[at] = static_cast<kt_long>(result_->doubles[at]);
+  }
 }
 
 RowNumbers RowBlock::Numbers(std::size_t from, std::size_t to) const {
@@ -704,11 +871,21 @@ RowNumbers RowBlock::Numbers(std::size_t from, std::size_t to) const {
 
 RowNumbers RowBlock::NumbersFrom(kt_long row) const {
   const auto from = static_cast<std::size_t>(row - first_);
+  if (is_even_) return Numbers(from, count_);
   return Numbers(from, from + EqualFrom(marks_.data() + from, count_ - from));
+}
+
+RowNumbers RowBlock::AddendsFrom(kt_long row) const {
+  const auto from = static_cast<std::size_t>(row - first_);
+  if (!has_addends_ || marks_[from] != kPlain) return NumbersFrom(row);
+  RowNumbers numbers = Numbers(from, count_);
+  numbers.empty_marks = marks_.data() + from;
+  return numbers;
 }
 
 RowNumbers RowBlock::NumbersTo(kt_long row) const {
   const auto to = static_cast<std::size_t>(row - first_) + 1;
+  if (is_even_) return Numbers(0, to);
   return Numbers(to - EqualTo(marks_.data(), to), to);
 }
 
@@ -741,11 +918,11 @@ void RowBlock::LoadName(NameLane& lane) {
     return;
   }
   if (lane.is_text) return;  // a null is a text of its own there
-  lane.nulls.clear();
+  lane.long_rows.clear();
   if (lane.marks_nulls || lane.lists_nulls) {
     ForEachNull(*column, records_, count_, [&](std::size_t at) {
       if (lane.marks_nulls) marks_[at] |= kAgain;
-      if (lane.lists_nulls) lane.nulls.push_back(static_cast<std::uint16_t>(at));
+      if (lane.lists_nulls) lane.long_rows.push_back(static_cast<std::uint16_t>(at));
     });
   }
   if (lane.name.kind == RowName::Kind::kLongs) {
@@ -759,11 +936,11 @@ void RowBlock::LoadName(NameLane& lane) {
 
 void RowBlock::FixNulls(const NullRule& rule, kt_long* out) const {
   if (rule.left != nullptr) {
-    for (const std::uint16_t at : rule.left->nulls) out[at] = rule.left_is_null;
+    for (const std::uint16_t at : rule.left->long_rows) out[at] = rule.left_is_null;
   }
   if (rule.right == nullptr) return;
-  for (const std::uint16_t at : rule.right->nulls) {
-    const bool both = rule.left != nullptr && std::ranges::binary_search(rule.left->nulls, at);
+  for (const std::uint16_t at : rule.right->long_rows) {
+    const bool both = rule.left != nullptr && std::ranges::binary_search(rule.left->long_rows, at);
     out[at] = both ? rule.both_are_null : rule.right_is_null;
   }
 }
@@ -783,7 +960,7 @@ void RowBlock::ComputeAgain() {
     if (at == count_) return;
     if ((marks_[at] & kAlone) != 0) {
       marks_[at] = kAlone;
-    } else {
+    } else if ((marks_[at] & kAgain) != 0) {
       ComputeRow(at);
     }
   }
@@ -797,7 +974,8 @@ void RowBlock::ComputeRow(std::size_t at) {
     const Step& step = steps_[number];
     Kt_Variant& out = step.out->single;
     if (step.memo >= 0) {
-      out = memos_[static_cast<std::size_t>(step.memo)].Number(records_[at]);
+      const TextMemo& memo = memos_[static_cast<std::size_t>(step.memo)];
+      if (!memo.Find(records_[at], out)) return;
     } else if (step.op == CodeOp::kCall) {
       ComputeCall(step, out);
     } else if (step.op != CodeOp::kMove && !IsTest(step.op)) {

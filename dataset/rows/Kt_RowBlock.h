@@ -42,12 +42,13 @@ class RowMask {
 
 // A compiled row expression of plain numbers, computed operation by operation for 1024 rows ahead.
 //
-// The kind of every value is known from the columns: long or double. Rows in which something else
-// comes up are marked and computed once more, one by one, by the evaluator's own operators: null
-// cells where null and 0 differ, longs that do not fit, division of longs that has no remainder. So
-// nothing of the rules is stated twice that is not plain arithmetic. Subtotals are left to the
-// row-by-row form. What is computed of one column of texts is computed once per text
-// (Kt_TextPart.h).
+// The kind of every value is known from the columns: long or double. A null counts as the long 0 in
+// arithmetic, so among doubles there may be longs: those rows are listed beside the doubles, and
+// arithmetic goes over the lists once more. Rows in which something else comes up are marked and
+// computed again, one by one, by the evaluator's own operators: null cells where null and 0 differ,
+// longs that do not fit, division of longs that has no remainder. So nothing of the rules is stated
+// twice that is not plain arithmetic. Subtotals are left to the row-by-row form. What is computed
+// of one column of texts is computed once per text (Kt_TextPart.h).
 class RowBlock {
  public:
   // Null when the program has anything else in it.
@@ -79,6 +80,8 @@ class RowBlock {
   // to `row`. None when `row` itself has no number.
   RowNumbers NumbersFrom(kt_long row) const;
   RowNumbers NumbersTo(kt_long row) const;
+  // As NumbersFrom, for sums: an empty value among the numbers of a column is a 0.
+  RowNumbers AddendsFrom(kt_long row) const;
 
  private:
   // What is known of a row. Steps set the bits of kAgain and kAlone, the rest is final.
@@ -89,18 +92,21 @@ class RowBlock {
     kOther = 4,          // a number, not of the kind of the result
     kEmpty = 8,
   };
+  // Rows of the block, rising.
+  using RowList = std::vector<std::uint16_t>;
   // The values of one operand in the rows of the block.
   struct Lane {
-    bool is_long = true;    // the kind of what was planned last
-    bool is_known = false;  // holds numbers
-    // Doubles in every row, also where an operand is null: null counts as the long 0.
-    bool stays_double = false;
-    int part = -1;        // of parts_: what it is, and holds no numbers yet; -1: none
+    bool is_long = true;        // the kind of what was planned last
+    bool is_known = false;      // holds numbers
+    bool stays_double = false;  // doubles in every row that is not marked
+    int part = -1;              // of parts_: what it is, and holds no numbers yet; -1: none
     int name_index = -1;  // of names_: whose values these are, nulls among them; -1: no name's
     const kt_long* longs = nullptr;
     const double* doubles = nullptr;
     std::vector<kt_long> own_longs;
     std::vector<double> own_doubles;
+    // Where the value among doubles is a long, unless they stay doubles. Of a name: its nulls.
+    RowList long_rows;
     Kt_Variant single;  // the value in one row, while that is computed again
 
     template <class T>
@@ -119,9 +125,8 @@ class RowBlock {
   struct NameLane : Lane {
     RowName name;
     bool is_text = false;
-    bool marks_nulls = false;          // somewhere null and 0 differ
-    bool lists_nulls = false;          // for relations
-    std::vector<std::uint16_t> nulls;  // the rows of the block that have none
+    bool marks_nulls = false;  // somewhere null and 0 differ
+    bool lists_nulls = false;  // in long_rows
   };
   // What a relation gives in rows whose left side is null, the right one, or both.
   struct NullRule {
@@ -145,6 +150,12 @@ class RowBlock {
     bool opens = false;       // the mask
     int null_rule = -1;       // of null_rules_; -1: none
     std::size_t landing = 0;  // of a test: the step to go on with when it settles the operation
+    bool (*is_settled)(const RowBlock& block, const Step& step) = nullptr;  // likewise: in all rows
+    // Whether longs among doubles need a look, and where they are on both sides; null: every row of
+    // that side is a long, or, of a choice, none.
+    bool tracks_longs = false;
+    const RowList* left_longs = nullptr;
+    const RowList* right_longs = nullptr;
     int memo = -1;
     const DirectFunc* function = nullptr;  // of a call
     std::uint16_t arg_count = 0;           // likewise
@@ -171,6 +182,7 @@ class RowBlock {
   Step& AddCall(const CodeInstr& in, const DirectFunc* function, Kernel kernel, bool gives_long);
   bool PlanRelation(const CodeInstr& in);
   void PlanArithmetic(const CodeInstr& in);
+  const RowList* LongRowsOf(std::uint16_t operand);
   int PlanNulls(const CodeInstr& in);
   bool GivesOneForNull(const CodeInstr& in, bool left_is_null, bool right_is_null,
                        kt_long& result) const;
@@ -188,6 +200,9 @@ class RowBlock {
 
   const Lane& LaneWith(std::uint8_t mark) const { return mark == kPlain ? *result_ : other_; }
   RowNumbers Numbers(std::size_t from, std::size_t to) const;
+  void RunSteps();
+  void FinishResult();
+  void MarkOddResults();
   RowRecords FindRecords(const Kt_Dataset& dataset);
   void Load(const Kt_Dataset& dataset);
   void LoadName(NameLane& lane);
@@ -211,13 +226,23 @@ class RowBlock {
   std::vector<OpenMask> open_masks_;  // while steps are planned
   std::vector<TextPart> parts_;       // likewise
   Lane* result_ = nullptr;
-  Lane other_;         // numbers that are not of the result's kind
-  kt_long first_ = 0;  // rows [first_, end_) are computed
+  const RowList* odd_results_ = nullptr;  // rows in which the result is no number of its kind
+  Mark odd_mark_ = kEmpty;                // but this
+  Lane other_;                            // numbers that are not of the result's kind
+  bool is_even_ = false;                  // all marks are kPlain
+  bool has_addends_ = false;              // all marks are kPlain, or kEmpty where the number is 0
+  kt_long first_ = 0;                     // rows [first_, end_) are computed
   kt_long end_ = 0;
   std::size_t count_ = 0;
   RowRecords records_;
   std::array<std::uint32_t, kRowsPerBlock> listed_;
   std::array<std::uint8_t, kRowsPerBlock> marks_;
+  struct LongResult {
+    std::uint16_t row;
+    bool fits;
+    double value;
+  };
+  std::vector<LongResult> long_results_;  // of the step that runs
 };
 
 }  // namespace kt::detail

@@ -208,6 +208,14 @@ RowNumbers RowExpr::PaidNumbersFrom(RowCursor& cursor, kt_long row, kt_long end)
   return numbers;
 }
 
+RowNumbers RowExpr::PaidAddendsFrom(RowCursor& cursor, kt_long row, kt_long end) {
+  const RowBlock* const block = BlockOf(cursor, row);
+  if (block == nullptr) return {};
+  RowNumbers numbers = block->AddendsFrom(row);
+  numbers.count = std::min(numbers.count, end - row);
+  return numbers;
+}
+
 RowNumbers RowExpr::NumbersFrom(RowCursor& cursor, kt_long row, kt_long end) {
   const RowNumbers numbers = PaidNumbersFrom(cursor, row, end);
   return numbers.count > 0 && cursor.PayFor(numbers.count) ? numbers : RowNumbers();

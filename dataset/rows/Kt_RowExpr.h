@@ -39,8 +39,10 @@ class RowExpr {
   // itself.
   RowNumbers NumbersFrom(RowCursor& cursor, kt_long row, kt_long end);
   RowNumbers NumbersTo(RowCursor& cursor, kt_long row, kt_long start);
-  // As NumbersFrom, in a walk that has paid for these rows.
+  // As NumbersFrom, in a walk that has paid for these rows; and for sums, in which an empty value
+  // is a 0.
   RowNumbers PaidNumbersFrom(RowCursor& cursor, kt_long row, kt_long end);
+  RowNumbers PaidAddendsFrom(RowCursor& cursor, kt_long row, kt_long end);
 
   // For tests that compare the forms: how much of the above is used.
   enum class Form : std::uint8_t { kEvaluator, kCompiled, kBlocks };

@@ -34,6 +34,8 @@ struct RowNumbers {
   const kt_long* longs = nullptr;
   const double* doubles = nullptr;
   kt_long count = 0;
+  // Of addends, other than 0 where the value is empty, and the number 0; null: nowhere.
+  const std::uint8_t* empty_marks = nullptr;
 };
 
 }  // namespace kt::detail

@@ -13,11 +13,11 @@ namespace kt::detail {
 
 // In row order: sums of doubles depend on it.
 template <class T>
-void ExpressionSum::StepAll(const T* numbers, kt_long count) {
+void ExpressionSum::StepAll(const T* numbers, kt_long count, bool is_real) {
   double sum = sum_;
   for (kt_long at = 0; at < count; ++at) sum += static_cast<double>(numbers[at]);
   sum_ = sum;
-  is_real_ = is_real_ || std::is_same_v<T, double>;
+  is_real_ = is_real_ || is_real;
 }
 
 Kt_Variant ExpressionSum::Total() const {
@@ -52,27 +52,56 @@ void Tally::Add(const RowNumbers& numbers) {
   }
 }
 
+namespace {
+
+kt_long CountTrue(const kt_long* conditions, kt_long count) {
+  kt_long wanted = 0;
+  for (kt_long at = 0; at < count; ++at) wanted += conditions[at] != 0 ? 1 : 0;
+  return wanted;
+}
+
+// Whether any number that is wanted is more than a stand-in for nothing.
+bool HasOneThere(const std::uint8_t* empty_marks, const kt_long* conditions, kt_long count) {
+  bool has_one = false;
+  for (kt_long at = 0; at < count; ++at) has_one |= conditions[at] != 0 && empty_marks[at] == 0;
+  return has_one;
+}
+
+}  // namespace
+
 // Picks them first, without a branch, as nobody can guess the conditions.
 template <class T>
-void Tally::AddPicked(const T* numbers, kt_long count, const kt_long* conditions) {
+void Tally::AddPicked(const RowNumbers& from, const T* numbers, const kt_long* conditions) {
   constexpr kt_long kAtOnce = 1024;
   std::array<T, kAtOnce> picked;  // NOLINT(cppcoreguidelines-pro-type-member-init)
-  for (kt_long first = 0; first < count; first += kAtOnce) {
-    const kt_long end = std::min(count, first + kAtOnce);
+  for (kt_long first = 0; first < from.count; first += kAtOnce) {
+    const kt_long end = std::min(from.count, first + kAtOnce);
     std::size_t picked_count = 0;
     for (kt_long at = first; at < end; ++at) {
       picked[picked_count] = numbers[at];
       picked_count += conditions[at] != 0 ? 1 : 0;
     }
-    AddAll(picked.data(), static_cast<kt_long>(picked_count));
+    const auto count = static_cast<kt_long>(picked_count);
+    if (from.empty_marks == nullptr || sum_.IsReal() || std::is_same_v<T, kt_long>) {
+      AddAll(picked.data(), count);
+      continue;
+    }
+    const bool has_one = HasOneThere(from.empty_marks + first, conditions + first, end - first);
+    sum_.StepAll(picked.data(), count, has_one);
+    rows_ += count;
+    values_ += count;
   }
 }
 
 void Tally::AddWhere(const RowNumbers& numbers, const kt_long* conditions) {
-  if (numbers.longs != nullptr) {
-    AddPicked(numbers.longs, numbers.count, conditions);
+  if (!Adds() && !IsExtreme()) {
+    const kt_long count = CountTrue(conditions, numbers.count);
+    rows_ += count;
+    values_ += count;
+  } else if (numbers.longs != nullptr) {
+    AddPicked(numbers, numbers.longs, conditions);
   } else {
-    AddPicked(numbers.doubles, numbers.count, conditions);
+    AddPicked(numbers, numbers.doubles, conditions);
   }
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <type_traits>
+
 #include "classlib/store/Kt_Dataset.h"
 #include "classlib/store/Kt_Fold.h"
 #include "dataset/rows/Kt_RowNames.h"
@@ -16,8 +18,10 @@ class ExpressionSum {
     sum_ += value.ToDouble();
     is_real_ = is_real_ || (value.GetTag() >= kTagDouble && value.GetTag() <= kTagDateTime);
   }
+  // `is_real`: a double is among them.
   template <class T>
-  void StepAll(const T* numbers, kt_long count);
+  void StepAll(const T* numbers, kt_long count, bool is_real = std::is_same_v<T, double>);
+  bool IsReal() const { return is_real_; }
   Kt_Variant Total() const;
   double Real() const { return sum_; }
 
@@ -44,8 +48,10 @@ class Tally : private Kt_Fold<ExpressionRule> {
   void Add(const Kt_Variant& value) { Step(value); }
   // The same for each number in turn.
   void Add(const RowNumbers& numbers);
-  // The same for each number whose condition is not 0.
+  // The same for each number whose condition is not 0. Addends only where HasAddends().
   void AddWhere(const RowNumbers& numbers, const kt_long* conditions);
+  // Whether an empty value counts as a 0.
+  bool HasAddends() const { return Adds(); }
   // The average and the extremes of nothing are the double 0.0, sum and count the integer 0.
   Kt_Variant Result() const { return Finish(); }
 
@@ -53,7 +59,7 @@ class Tally : private Kt_Fold<ExpressionRule> {
   template <class T>
   void AddAll(const T* numbers, kt_long count);
   template <class T>
-  void AddPicked(const T* numbers, kt_long count, const kt_long* conditions);
+  void AddPicked(const RowNumbers& from, const T* numbers, const kt_long* conditions);
 };
 
 }  // namespace kt::detail

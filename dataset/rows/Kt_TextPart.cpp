@@ -94,9 +94,11 @@ void TextMemo::Read(const RowRecords& records, std::size_t count, T* numbers, st
 template void TextMemo::Read(const RowRecords&, std::size_t, kt_long*, std::uint8_t*);
 template void TextMemo::Read(const RowRecords&, std::size_t, double*, std::uint8_t*);
 
-Kt_Variant TextMemo::Number(std::uint32_t record) const {
+bool TextMemo::Find(std::uint32_t record, Kt_Variant& number) const {
   const std::size_t key = KeyOf(TextsOf(cells_), record);
-  return is_long_ ? Kt_Variant(longs_[key]) : Kt_Variant(doubles_[key]);
+  if (key >= states_.size() || states_[key] != kKnown) return false;
+  number = is_long_ ? Kt_Variant(longs_[key]) : Kt_Variant(doubles_[key]);
+  return true;
 }
 
 template <class T>

@@ -52,8 +52,8 @@ class TextMemo {
   // REQUIRES: T is the type that FindKind found.
   template <class T>
   void Read(const RowRecords& records, std::size_t count, T* numbers, std::uint8_t* marks);
-  // The same for one record. REQUIRES: Read has found its number.
-  Kt_Variant Number(std::uint32_t record) const;
+  // The same for one record. False when Read has not found its number.
+  bool Find(std::uint32_t record, Kt_Variant& number) const;
 
  private:
   enum State : std::uint8_t { kUnknown, kKnown, kOdd };

@@ -256,6 +256,8 @@ std::string Outcome(unsigned seed, kt_long rows, const Kt_WString& text, bool ea
   out += "case " + setting.Call(u"CaseMin", {u"a > 0 || x < 1", text});
   out += "sum " + setting.Call(u"SumNF", {text});
   out += "case " + setting.Call(u"CaseSum", {text, u"b + a"});
+  out += "case " + setting.Call(u"CaseAvg", {text, u"(b)"});
+  out += "case " + setting.Call(u"CaseSumNF", {u"a + x > l", u"(b)", kt_long{1}});
   out += "case " + setting.Call(u"CaseAvgNF", {u"a > 0 || x < 1", text});
   out += "search " + setting.Call(u"SearchRow", {text, kt_long{2}});
   out += "filter " + setting.Call(u"Filter", {text});
@@ -367,6 +369,22 @@ TEST_F(Forms, KnownPlaces) {
       u"l > 1 && x < 2 && s <> 'B' && b < 1",
       u"a * 2147483647 - b",
       u"length(s) + b > x * a",
+      // Longs among doubles, as null counts as one.
+      u"1 / (b * x * -l)",
+      u"b * x * (l - b) - b",
+      u"(b - x) % (b * 3)",
+      u"(b + 2147483647) * x + b",
+      u"iif(a > 0, b * x, x - b)",
+      u"greatest(b * l, x * b) + least(x - b, -b)",
+      u"abs(b * x) + round(b * l)",
+      u"b * x = 0 || b + x",
+      u"x * -b",
+      // What is settled in all rows.
+      u"rowidx < 0 && length(s) > 1",
+      u"rowidx >= 0 || toupper(s) = 'B' || a % l > 1",
+      u"(rowidx < 0 && a > 1) || (rowidx < 50 && x > 1 && s < 'b')",
+      u"a * 2147483647 > 1e9 * 1e9 && length(s) > 1",
+      u"!(x * 0 && length(s)) && (b || rowidx < 9)",
   };
   for (const char16_t* const text : texts) {
     for (unsigned seed = 0; seed < 12; ++seed) ExpectSame(seed, 40, text, true);
