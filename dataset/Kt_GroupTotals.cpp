@@ -4,14 +4,20 @@
 // first and give every row the number of its group: a key numbers its values, and each pair of the
 // group so far and a value is a group of its own. Then each total is folded by these numbers. Only
 // what the part came to is looked up among the groups of all parts.
+//
+// The rows stay where they are and are not sorted: sums are exact, so the order of rows does not
+// matter. The cells of a column are read where they lie; the texts of one are looked up once for
+// every text, and pairs in a table where there are not too many to have one.
 #include "dataset/Kt_GroupTotals.h"
 
 #include <algorithm>
+#include <array>
 #include <limits>
 #include <numeric>
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/formats/Kt_Formats.h"
+#include "classlib/store/Kt_RowReader.h"
 #include "dataset/methods/Kt_MethodArgs.h"
 #include "dataset/rows/Kt_RowLoop.h"
 
@@ -43,6 +49,7 @@ class Distinct {
     return place->second;
   }
   const Kt_Variant& Value(std::uint32_t number) const { return values_[number]; }
+  std::size_t Count() const { return values_.size(); }
 
  private:
   struct Hash {
@@ -66,6 +73,13 @@ kt_long TakeEach(kt_long first, const RowNumbers& numbers, Take take) {
   return numbers.count;
 }
 
+// The cells of some rows that follow one another.
+struct CellsOfRows {
+  const Kt_Column& cells;
+  std::size_t first_row;
+  std::span<const std::uint32_t> records;  // one for each row
+};
+
 // Takers of row loops that go over the rows of a group alone.
 class OfGroups {
  public:
@@ -73,12 +87,25 @@ class OfGroups {
   bool Wants(kt_long row) const { return groups_[static_cast<std::size_t>(row)] != kNoGroup; }
 
  protected:
+  // Calls visit(row, record) for those of some rows that have a group.
+  template <class Visit>
+  void EachOf(const CellsOfRows& rows, Visit visit) const {
+    for (std::size_t at = 0; at < rows.records.size(); ++at) {
+      const std::size_t row = rows.first_row + at;
+      if (groups_[row] != kNoGroup) visit(row, rows.records[at]);
+    }
+  }
   Numbers& groups_;
 };
 
 class FilterTaker : public OfGroups {
  public:
   using OfGroups::OfGroups;
+  void TakeCells(const CellsOfRows& rows) {
+    EachOf(rows, [&](std::size_t row, std::uint32_t record) {
+      TakeOne(static_cast<kt_long>(row), rows.cells.Read(record), true);
+    });
+  }
   kt_long TakeMany(kt_long first, const RowNumbers& numbers) {
     if (numbers.longs == nullptr) return numbers.count;  // doubles are no conditions
     return TakeEach(first, numbers, [this](std::size_t row, auto number) {
@@ -95,6 +122,24 @@ class KeyTaker : public OfGroups {
  public:
   KeyTaker(Numbers& groups, Distinct& values, Numbers& numbers)
       : OfGroups(groups), values_(values), numbers_(numbers) {}
+  // REQUIRES: the cells are those of one column.
+  void TakeCells(const CellsOfRows& rows) {
+    const Kt_Column& cells = rows.cells;
+    if (cells.Type() == Kt_ColumnType::kString) {
+      const std::uint32_t* const codes = cells.Cells<Kt_Column::Texts>().codes.data();
+      const std::size_t texts = cells.Cells<Kt_Column::Texts>().dictionary.Count();
+      by_code_.resize(texts + 1, kNoGroup);
+      EachOf(rows, [&](std::size_t row, std::uint32_t record) {
+        std::uint32_t& number = by_code_[cells.IsNull(record) ? texts : codes[record]];
+        if (KT_UNLIKELY(number == kNoGroup)) number = values_.NumberOf(cells.Read(record));
+        numbers_[row] = number;
+      });
+      return;
+    }
+    EachOf(rows, [&](std::size_t row, std::uint32_t record) {
+      numbers_[row] = values_.NumberOf(cells.Read(record));
+    });
+  }
   kt_long TakeMany(kt_long first, const RowNumbers& numbers) {
     return TakeEach(first, numbers, [this](std::size_t row, auto number) {
       if (groups_[row] != kNoGroup) numbers_[row] = values_.NumberOf(number);
@@ -108,13 +153,35 @@ class KeyTaker : public OfGroups {
  private:
   Distinct& values_;
   Numbers& numbers_;
+  Numbers by_code_;  // of texts, and after them that of null; kNoGroup: not looked up yet
 };
 
 class TotalTaker : public OfGroups {
  public:
   // `folds` has one for each group, `step` apart.
-  TotalTaker(Numbers& groups, Kt_PartFold* folds, std::size_t step)
-      : OfGroups(groups), folds_(folds), step_(step) {}
+  TotalTaker(Numbers& groups, Kt_Aggregate what, Kt_PartFold* folds, std::size_t step)
+      : OfGroups(groups), is_count_(what == Kt_Aggregate::kCount), folds_(folds), step_(step) {}
+  void TakeCells(const CellsOfRows& rows) {
+    const Kt_Column& cells = rows.cells;
+    const auto take = [&](auto step) {
+      EachOf(rows, [&](std::size_t row, std::uint32_t record) {
+        Kt_PartFold& fold = folds_[groups_[row] * step_];
+        if (cells.IsNull(record)) {
+          fold.Step(Kt_Variant());
+        } else {
+          step(fold, record);
+        }
+      });
+    };
+    if (is_count_) {
+      take([](Kt_PartFold& fold, std::uint32_t) { fold.Step(0.0); });
+    } else if (cells.Type() == Kt_ColumnType::kDouble) {
+      const double* const numbers = cells.Cells<Kt_Column::Doubles>().data();
+      take([&](Kt_PartFold& fold, std::uint32_t record) { fold.Step(numbers[record]); });
+    } else {
+      take([&](Kt_PartFold& fold, std::uint32_t record) { fold.Step(cells.Read(record)); });
+    }
+  }
   kt_long TakeMany(kt_long first, const RowNumbers& numbers) {
     return TakeEach(first, numbers, [this](std::size_t row, auto number) {
       if (groups_[row] != kNoGroup) folds_[groups_[row] * step_].Step(number);
@@ -126,8 +193,32 @@ class TotalTaker : public OfGroups {
   }
 
  private:
+  bool is_count_;
   Kt_PartFold* folds_;
   std::size_t step_;
+};
+
+// Numbers for pairs of the group so far and a value, as they come.
+class Pairs {
+ public:
+  Pairs(std::size_t groups, std::size_t values, std::size_t rows) : values_(values) {
+    if (groups * values <= 4 * rows) table_.resize(groups * values, kNoGroup);
+  }
+  // The number of a pair: `next` for one that is new.
+  std::uint32_t NumberOf(std::uint32_t group, std::uint32_t value, std::size_t next) {
+    const auto number = static_cast<std::uint32_t>(next);
+    if (table_.empty()) {
+      return numbers_.try_emplace(std::uint64_t{group} << 32 | value, number).first->second;
+    }
+    std::uint32_t& known = table_[group * values_ + value];
+    if (known == kNoGroup) known = number;
+    return known;
+  }
+
+ private:
+  std::size_t values_;
+  Numbers table_;  // by group and value; empty: there would be too many places
+  std::unordered_map<std::uint64_t, std::uint32_t> numbers_;
 };
 
 // The rows of one part.
@@ -148,17 +239,38 @@ class Part {
   kt_long GetStopCode() const { return stop_code_ != kOk ? stop_code_ : kFailed; }
 
  private:
+  static constexpr kt_long kRowsAtOnce = 1024;
+
   template <class Taker>
   bool EachCell(kt_long col, Taker& taker) {
-    const Kt_Dataset& dataset = *wrapper_.GetDataset();
-    for (kt_long row = 0; row < rows_; ++row) {
-      if (!kt::Charge(Kt_WorkMeter::kUnitsPerCell)) {
+    const Kt_RowReader reader(*wrapper_.GetDataset());
+    const Kt_Column* const cells = reader.GetCells(col);
+    std::array<std::uint32_t, kRowsAtOnce>
+        records;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+    for (kt_long first = 0; first < rows_; first += kRowsAtOnce) {
+      const kt_long count = std::min(kRowsAtOnce, rows_ - first);
+      if (!kt::Charge(count * Kt_WorkMeter::kUnitsPerCell)) {
         stop_code_ = Kt_WorkMeter::CurrentStop();
         return false;
       }
-      if (taker.Wants(row)) taker.TakeOne(row, dataset.ReadColumn(row, col), true);
+      const std::span<std::uint32_t> some(records.data(), static_cast<std::size_t>(count));
+      if (cells != nullptr) reader.GetRecords(first, count, some.data());
+      if (cells != nullptr && std::ranges::count(some, Kt_RowReader::kNoRecord) == 0) {
+        taker.TakeCells({*cells, static_cast<std::size_t>(first), some});
+      } else {
+        TakeEachRow(col, first, count, taker);
+      }
     }
     return true;
+  }
+  // Subtotals among them, or computed cells.
+  template <class Taker>
+  void TakeEachRow(kt_long col, kt_long first, kt_long count, Taker& taker) const {
+    for (kt_long row = first; row < first + count; ++row) {
+      if (taker.Wants(row)) {
+        taker.TakeOne(row, wrapper_.GetDataset()->ReadColumn(row, col), true);
+      }
+    }
   }
   template <class Taker>
   bool EachResult(const Kt_WString& text, Taker& taker) {
@@ -261,17 +373,15 @@ kt_long Kt_GroupTotals::Add(Kt_ExprDataset& rows) {
     KeyTaker taker(groups, values, numbers);
     if (!part.Each(key.text, taker)) return part.GetStopCode();
     std::vector<Values> longer;
-    std::unordered_map<std::uint64_t, std::uint32_t> pairs;
+    Pairs pairs(keys.size(), values.Count(), groups.size());
     for (std::size_t row = 0; row < groups.size(); ++row) {
       if (groups[row] == kNoGroup) continue;
-      const std::uint64_t pair = std::uint64_t{groups[row]} << 32 | numbers[row];
-      const auto [place, is_new] =
-          pairs.try_emplace(pair, static_cast<std::uint32_t>(longer.size()));
-      if (is_new) {
+      const std::uint32_t group = pairs.NumberOf(groups[row], numbers[row], longer.size());
+      if (group == longer.size()) {
         longer.push_back(keys[groups[row]]);
         longer.back().push_back(values.Value(numbers[row]));
       }
-      groups[row] = place->second;
+      groups[row] = group;
     }
     keys = std::move(longer);
   }
@@ -282,7 +392,7 @@ kt_long Kt_GroupTotals::Add(Kt_ExprDataset& rows) {
     for (const Total& total : totals_) folds.emplace_back(total.what);
   }
   for (std::size_t at = 0; at < totals_.size() && !keys.empty(); ++at) {
-    TotalTaker taker(groups, folds.data() + at, totals_.size());
+    TotalTaker taker(groups, totals_[at].what, folds.data() + at, totals_.size());
     if (!part.Each(totals_[at].text, taker)) return part.GetStopCode();
   }
   for (std::size_t group = 0; group < keys.size(); ++group) {
