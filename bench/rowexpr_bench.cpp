@@ -4,6 +4,7 @@
 // by row (names that end in _Evaluated, over a tenth of the rows).
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cctype>
 #include <cmath>
 #include <memory>
@@ -12,6 +13,7 @@
 
 #include "classlib/store/Kt_Dataset.h"
 #include "dataset/Kt_DatasetCtx.h"
+#include "dataset/Kt_GroupTotals.h"
 #include "expr/Kt_Expr.h"
 
 namespace {
@@ -184,12 +186,13 @@ void BM_Filter_Evaluated(benchmark::State& state) { Evaluate(state, u"qty > 5");
 // Eight columns, a text of 5,000 values, and a null in one of a hundred cells of every column.
 struct Sales {
   static constexpr kt_long kTexts = 5000;
+  static constexpr kt_long kRegions = 4;
   static constexpr std::uint8_t kIsNull = 1;
 
   Sales() : wrapper(&data, nullptr) {
     const char16_t* const columns[][2] = {
         {u"price", u"double"}, {u"qty", u"long"},   {u"disc", u"double"}, {u"city", u"string"},
-        {u"cost", u"double"},  {u"stock", u"long"}, {u"note", u"string"}, {u"day", u"date"}};
+        {u"cost", u"double"},  {u"stock", u"long"}, {u"region", u"string"}, {u"day", u"date"}};
     for (const auto& column : columns) data.AddColumn(column[0], column[1]);
     data.AppendRow(kRows);
     for (kt_long row = 0; row < kRows; ++row) {
@@ -204,6 +207,8 @@ struct Sales {
       if (nulls.end()[-2] == 0) data.SetColumn(row, 1, qty.back());
       if (nulls.end()[-1] == 0) data.SetColumn(row, 2, disc.back());
       data.SetColumn(row, 3, u"city" + Kt_Variant(city.back()).ToString());
+      region.push_back(row % 10007 % kRegions);
+      data.SetColumn(row, 6, u"region" + Kt_Variant(region.back()).ToString());
     }
     data.ApplyChange();
   }
@@ -224,6 +229,7 @@ struct Sales {
   std::vector<kt_long> qty;
   std::vector<double> disc;
   std::vector<kt_long> city;
+  std::vector<kt_long> region;
   std::vector<std::uint8_t> nulls;
 };
 
@@ -273,6 +279,50 @@ void BM_NullsCaseCount(benchmark::State& state) {
 }
 void BM_NullsCaseCount_Plain(benchmark::State& state) { PlainOverSales(state, IsWanted); }
 
+// Sum, average and count of each city in each region. The rows stay where they are, and sums are
+// exact. The plain loop knows texts by number and has no order of groups.
+void BM_TotalsTwoTexts(benchmark::State& state) {
+  Sales& sales = TheSales();
+  std::size_t groups = 0;
+  for ([[maybe_unused]] auto round : state) {
+    Kt_GroupTotals totals({{u"city", u"city"}, {u"region", u"region"}},
+                          {{u"sum", Kt_Aggregate::kSum, u"price"},
+                           {u"avg", Kt_Aggregate::kAvg, u"disc"},
+                           {u"count", Kt_Aggregate::kCount, u"qty"}},
+                          {});
+    Kt_Dataset answer(u"answer");
+    if (totals.Add(sales.wrapper) != kOk || totals.Finish(answer) < 0) {
+      state.SkipWithError("failed");
+    }
+    groups = totals.GroupCount();
+  }
+  state.counters["groups"] = static_cast<double>(groups);
+  Finish(state);
+}
+void BM_TotalsTwoTexts_Plain(benchmark::State& state) {
+  const Sales& sales = TheSales();
+  struct Group {
+    double price = 0;
+    double disc = 0;
+    kt_long discs = 0;
+    kt_long qtys = 0;
+  };
+  for ([[maybe_unused]] auto round : state) {
+    std::vector<Group> groups(Sales::kTexts * Sales::kRegions);
+    for (std::size_t row = 0; row < sales.price.size(); ++row) {
+      Group& group = groups[static_cast<std::size_t>(sales.city[row] * Sales::kRegions +
+                                                     sales.region[row])];
+      group.price += sales.price[row];
+      group.disc += sales.disc[row];
+      group.qtys += sales.nulls[row * 3 + 1] == 0 ? 1 : 0;
+      group.discs += sales.nulls[row * 3 + 2] == 0 ? 1 : 0;
+    }
+    for (Group& group : groups) group.disc /= std::max(group.discs, 1);
+    benchmark::DoNotOptimize(groups.data());
+  }
+  Finish(state);
+}
+
 #define KT_ROWS(name) BENCHMARK(name)->Unit(benchmark::kMillisecond)
 KT_ROWS(BM_SumProduct);
 KT_ROWS(BM_SumProduct_Plain);
@@ -294,6 +344,8 @@ KT_ROWS(BM_NullsCaseSum);
 KT_ROWS(BM_NullsCaseSum_Plain);
 KT_ROWS(BM_NullsCaseCount);
 KT_ROWS(BM_NullsCaseCount_Plain);
+KT_ROWS(BM_TotalsTwoTexts);
+KT_ROWS(BM_TotalsTwoTexts_Plain);
 KT_ROWS(BM_Filter);
 KT_ROWS(BM_Filter_Plain);
 KT_ROWS(BM_Filter_Evaluated);
