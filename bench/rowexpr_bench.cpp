@@ -191,7 +191,7 @@ struct Sales {
 
   Sales() : wrapper(&data, nullptr) {
     const char16_t* const columns[][2] = {
-        {u"price", u"double"}, {u"qty", u"long"},   {u"disc", u"double"}, {u"city", u"string"},
+        {u"price", u"double"}, {u"qty", u"long"},   {u"disc", u"double"},   {u"city", u"string"},
         {u"cost", u"double"},  {u"stock", u"long"}, {u"region", u"string"}, {u"day", u"date"}};
     for (const auto& column : columns) data.AddColumn(column[0], column[1]);
     data.AppendRow(kRows);
@@ -310,8 +310,8 @@ void BM_TotalsTwoTexts_Plain(benchmark::State& state) {
   for ([[maybe_unused]] auto round : state) {
     std::vector<Group> groups(Sales::kTexts * Sales::kRegions);
     for (std::size_t row = 0; row < sales.price.size(); ++row) {
-      Group& group = groups[static_cast<std::size_t>(sales.city[row] * Sales::kRegions +
-                                                     sales.region[row])];
+      Group& group =
+          groups[static_cast<std::size_t>(sales.city[row] * Sales::kRegions + sales.region[row])];
       group.price += sales.price[row];
       group.disc += sales.disc[row];
       group.qtys += sales.nulls[row * 3 + 1] == 0 ? 1 : 0;

@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <random>
 #include <string>
 
+#include "classlib/store/Kt_Fold.h"
 #include "classlib/store/Kt_Pivot.h"
 #include "common/text.h"
 
@@ -127,6 +129,61 @@ TEST(Pivot, RandomCellsAreTheSumsOfTheirRows) {
       }
     }
     EXPECT_EQ(cells, sums.size()) << "seed " << seed;
+  }
+}
+
+// Of keys that are equal and read differently, 0 and -0, those of the record that stands first,
+// however the rows are ordered; hidden rows are none.
+TEST(Pivot, ShowsTheKeysOfTheFirstRecord) {
+  const Kt_Variant keys[] = {0.0, -0.0, 1.0, std::nan(""), {}};
+  const auto is_same = [](const Kt_Variant& a, const Kt_Variant& b) {
+    return a.IsEmpty() == b.IsEmpty() && (a.IsEmpty() || Var_Order(a, b) == 0);
+  };
+  const auto text = [](const Kt_Variant& key) {
+    return (std::signbit(key.ToDouble()) ? "-" : "") + key.ToString().ToUtf8();
+  };
+  for (unsigned seed = 1; seed <= 60; ++seed) {
+    std::mt19937 random(seed);
+    Kt_Dataset data;
+    for (const char16_t* const id : {u"a", u"b", u"v"}) data.AddColumn(id, u"double");
+    data.AppendRow(static_cast<kt_long>(random() % (seed % 4 == 0 ? 1500 : 30)) + 1);
+    for (kt_long row = 0; row < data.GetRowCount(); ++row) {
+      data.SetColumn(row, 0, keys[random() % 5]);
+      data.SetColumn(row, 1, keys[random() % 5]);
+      data.SetColumn(row, 2, static_cast<double>(random() % 1000) / 7);
+    }
+    if (seed % 3 > 0) data.Sort(u"v");
+    for (kt_long row = data.GetRowCount() - 1; row >= 0 && seed % 2 == 0; row -= 3) {
+      data.Filter(row);
+    }
+    const auto first_with = [&](kt_long col, const Kt_Variant& key) {
+      kt_long row = 0;
+      while (!is_same(data.ReadColumn(row, col), key)) ++row;
+      return data.ReadColumn(row, col);
+    };
+    data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotRow, 0);
+    data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotColumn, 1, false);
+    data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, 2, true, Kt_Aggregate::kAvg);
+    Kt_Pivot pivot;
+    if (data.GetRowCount() == 0 || !pivot.Build(data)) continue;
+    for (kt_long row = 0; row < pivot.GetPivotRowCount(); ++row) {
+      const Kt_Variant key = pivot.GetColumn(row, 0, 0);
+      ASSERT_EQ(text(key), text(first_with(0, key))) << "seed " << seed;
+      for (kt_long at = 0; at < pivot.GetPivotColCount(); ++at) {
+        const Kt_Variant position = pivot.GetColumn(row, 1, at);
+        ASSERT_EQ(text(position), text(first_with(1, position))) << "seed " << seed;
+        Kt_CellFold fold(Kt_Aggregate::kAvg);
+        for (kt_long from = 0; from < data.GetRowCount(); ++from) {
+          if (is_same(data.ReadColumn(from, 0), key) &&
+              is_same(data.ReadColumn(from, 1), position)) {
+            fold.Step(data.ReadColumn(from, 2));
+          }
+        }
+        ASSERT_EQ(pivot.GetPivotRowPos(row, at) >= 0, fold.HasRow()) << "seed " << seed;
+        ASSERT_EQ(pivot.GetColumn(row, 2, at).ToDouble(), fold.Finish().ToDouble())
+            << "seed " << seed;
+      }
+    }
   }
 }
 

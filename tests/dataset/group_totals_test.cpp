@@ -196,6 +196,58 @@ TEST(GroupTotals, AgreeWithTheFoldOfCells) {
   }
 }
 
+// Cells of columns of a type are read where they lie; those of columns of values one by one.
+TEST(GroupTotals, ReadColumnsOfEveryType) {
+  const char16_t* const types[] = {u"string", u"long", u"double", u"currency", u"date"};
+  for (unsigned seed = 0; seed < 40; ++seed) {
+    std::mt19937 random(seed);
+    TestHost host;
+    Kt_Dataset typed(u"d");
+    Kt_Dataset values(u"d");
+    const auto both = [&](auto change) {
+      change(typed);
+      change(values);
+    };
+    for (std::size_t col = 0; col < std::size(kIds); ++col) {
+      typed.AddColumn(kIds[col], types[col]);
+      values.AddColumn(kIds[col], u"variant");
+    }
+    const kt_long texts = seed % 2 == 0 ? 5 : 3000;  // few pairs, and more than have a table
+    const kt_long rows = static_cast<kt_long>(random() % (seed % 4 == 0 ? 5000 : 50));
+    if (rows > 0) both([&](Kt_Dataset& data) { data.AppendRow(rows); });
+    for (kt_long row = 0; row < rows; ++row) {
+      const auto below = [&](kt_long count) { return static_cast<kt_long>(random() % count); };
+      const Kt_Variant cells[] = {Kt_Variant(below(texts)).ToString(), below(texts) - 2,
+                                  below(1000) / 7.0 - 50, Kt_Currency::FromUnits(below(100000)),
+                                  Kt_DateTime{45000.0 + below(9)}};
+      for (kt_long col = 0; col < 5; ++col) {
+        const Kt_Variant cell = below(9) == 0 ? Kt_Variant() : cells[col];
+        both([&](Kt_Dataset& data) { data.SetColumn(row, col, cell); });
+      }
+    }
+    for (kt_long row = rows - 1; row >= 0 && seed % 3 == 0; row -= 4) {
+      both([&](Kt_Dataset& data) { data.Filter(row); });
+    }
+    if (seed % 5 == 0) both([](Kt_Dataset& data) { data.Sort(u"x"); });
+    if (seed % 7 == 0) {
+      both([](Kt_Dataset& data) {
+        data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, 2, true, Kt_Aggregate::kSum);
+        data.Sort(u"k", true, false, true);
+        data.RecalcGroup();
+      });
+    }
+    const auto totals_of = [&](Kt_Dataset& data) {
+      Kt_ExprDataset wrapper(&data, &host);
+      Kt_GroupTotals totals = NewTotals();
+      EXPECT_EQ(totals.Add(wrapper), kOk);
+      Kt_Dataset answer(u"answer");
+      EXPECT_GE(totals.Finish(answer), 0);
+      return ShowTable(answer);
+    };
+    EXPECT_EQ(totals_of(typed), totals_of(values)) << "seed " << seed;
+  }
+}
+
 TEST(GroupTotals, StatesThatAreNone) {
   TestHost host;
   auto rows = MakeDataset(u"d", u"k:string,n:long,x:double,q:long,t:string\na,1,2.5,3,x\n");

@@ -86,7 +86,8 @@ void FoldCellsOfRuns(Kt_Aggregate what, Array cells, kernels::NullBits nulls,
         const std::size_t last = runs.End(at);
         batch.AddTo(open.sum, open.values, from - first, last - first);
         from = last;
-        put(at, Kt_CellFold(what, static_cast<std::int64_t>(open.values), Kt_CellSum(open.sum), {}));
+        put(at,
+            Kt_CellFold(what, static_cast<std::int64_t>(open.values), Kt_CellSum(open.sum), {}));
         open = {};
       }
       batch.AddTo(open.sum, open.values, from - first, end - first);
@@ -96,8 +97,8 @@ void FoldCellsOfRuns(Kt_Aggregate what, Array cells, kernels::NullBits nulls,
 }
 
 // Folds the cells of a column over runs of records, on several levels: sums, averages and counts.
-// Calls put(run, fold) for every run. False, and nothing is done, for totals of other kinds, and for
-// sums of cells that are no numbers.
+// Calls put(run, fold) for every run. False, and nothing is done, for totals of other kinds, and
+// for sums of cells that are no numbers.
 //
 // Every cell is read once, for all levels: a batch of cells is laid out in the order of the
 // records, and each level takes the pieces of it that its runs cover. So a run begins at the first
