@@ -18,7 +18,9 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#if defined(_WIN32) && defined(KT_BUILDING_CAPI)
+#if defined(_WIN32) && defined(KT_STATIC)
+#define KT_C_API
+#elif defined(_WIN32) && defined(KT_BUILDING_CAPI)
 #define KT_C_API __declspec(dllexport)
 #elif defined(_WIN32)
 #define KT_C_API __declspec(dllimport)

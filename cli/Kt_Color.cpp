@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "cli/Kt_Color.h"
 
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdlib>
 #include <iostream>
 
+#include "cli/Kt_Console.h"
 #include "cli/Kt_Visible.h"
 
 namespace kt::cli {
@@ -19,10 +18,10 @@ long& ColorOf(std::ostream& stream) {
   return stream.iword(kIndex);
 }
 
-bool IsTerminal(const std::ostream& stream) {
+bool HasTerminal(const std::ostream& stream) {
   const std::streambuf* const target = VisibleStream::TargetOf(stream);
-  if (target == std::cerr.rdbuf()) return ::isatty(STDERR_FILENO) != 0;
-  return target == std::cout.rdbuf() && ::isatty(STDOUT_FILENO) != 0;
+  if (target == std::cerr.rdbuf()) return IsTerminal(Stream::kError);
+  return target == std::cout.rdbuf() && IsTerminal(Stream::kOutput);
 }
 
 // The value of the last --color; what is after a "--" belongs to the script or is its text.
@@ -49,7 +48,7 @@ void SetUpColor(const std::vector<std::string>& arguments, std::ostream& stream)
   const std::string wish = WishOf(arguments);
   const char* const no_color = std::getenv("NO_COLOR");
   const bool is_wanted = no_color == nullptr || *no_color == 0;
-  ColorOf(stream) = wish == "always" || (wish != "never" && is_wanted && IsTerminal(stream));
+  ColorOf(stream) = wish == "always" || (wish != "never" && is_wanted && HasTerminal(stream));
 }
 
 bool HasColor(std::ostream& stream) { return ColorOf(stream) != 0; }

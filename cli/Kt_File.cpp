@@ -1,15 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "cli/Kt_File.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <poll.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <filesystem>
 #include <memory>
 #include <system_error>
@@ -17,6 +12,7 @@
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/text/Kt_AString.h"
 #include "cli/Kt_Bounds.h"
+#include "cli/Kt_OpenFile.h"
 #include "cli/data/Kt_Save.h"
 
 namespace kt::cli {
@@ -25,79 +21,11 @@ namespace {
 // No text within the limit needs more bytes than three for each unit.
 constexpr std::size_t kMaxFileBytes = std::size_t{3} * kMaxStringLength;
 constexpr std::size_t kReadBytes = 1 << 16;
-constexpr int kMillisecondsPerLook = 5;  // while waiting
-
-class FileHandle {
- public:
-  explicit FileHandle(int fd) : fd_(fd) {}
-  FileHandle(const FileHandle&) = delete;
-  FileHandle& operator=(const FileHandle&) = delete;
-  ~FileHandle() { Close(); }
-
-  bool IsOpen() const { return fd_ >= 0; }
-  int Get() const { return fd_; }
-  bool Close() {
-    if (fd_ < 0) return true;
-    const int result = ::close(fd_);
-    fd_ = -1;
-    return result == 0;
-  }
-
- private:
-  int fd_;
-};
 
 // The system would read a path with a zero inside as another, shorter one.
 bool IsUsable(const std::string& path) { return path.find('\0') == std::string::npos; }
 
-int FlagsOf(Links links) { return links == Links::kRefuse ? O_NOFOLLOW : 0; }
-
 std::string ErrnoText() { return std::generic_category().message(errno); }
-
-// Makes room for a plain file at once, so that a large one is not copied while it is read.
-template <class Bytes>
-void ReserveFor(int fd, std::size_t limit_bytes, Bytes& bytes) {
-  struct stat info;
-  if (::fstat(fd, &info) != 0 || !S_ISREG(info.st_mode) || info.st_size <= 0) return;
-  bytes.reserve(std::min(static_cast<std::size_t>(info.st_size), limit_bytes) + 1);
-}
-
-// Whether the file may be read or written now. Nobody waits for a pipe longer than the work may
-// last: false when it has been stopped. Where nothing limits it, the call itself waits.
-bool WaitFor(int fd, short events) {
-  Kt_WorkMeter* const meter = Kt_WorkMeter::Current();
-  while (meter != nullptr) {
-    if (!meter->LookNow()) return false;
-    pollfd wanted{fd, events, 0};
-    if (::poll(&wanted, 1, kMillisecondsPerLook) > 0) break;
-  }
-  return true;
-}
-
-// Opening a pipe waits for its other end, unless it is not to.
-int WaitFlag() { return Kt_WorkMeter::Current() != nullptr ? O_NONBLOCK : 0; }
-
-int OpenDevice(const std::string& path, Links links) {
-  for (;;) {
-    const int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC | FlagsOf(links) | WaitFlag());
-    Kt_WorkMeter* const meter = Kt_WorkMeter::Current();
-    if (fd >= 0 || errno != ENXIO || meter == nullptr || !meter->LookNow()) return fd;
-    ::poll(nullptr, 0, kMillisecondsPerLook);
-  }
-}
-
-bool WriteAll(int fd, std::string_view bytes) {
-  while (!bytes.empty()) {
-    if (!WaitFor(fd, POLLOUT)) return false;
-    const ssize_t count = ::write(fd, bytes.data(), bytes.size());
-    if (count < 0) {
-      if (errno == EINTR || errno == EAGAIN) continue;
-      return false;
-    }
-    bytes.remove_prefix(static_cast<std::size_t>(count));
-  }
-  return true;
-}
 
 // The file that a link stands for, so that renaming replaces that and not the link.
 std::string BehindLinks(const std::string& path) {
@@ -108,18 +36,21 @@ std::string BehindLinks(const std::string& path) {
 
 // A file that grows for ever (a device) ends at the limit.
 template <class Bytes>
-FileResult ReadToEnd(int fd, std::size_t limit_bytes, Bytes& bytes, std::string& error) {
-  ReserveFor(fd, limit_bytes, bytes);
+FileResult ReadToEnd(const OpenFile& file, std::size_t limit_bytes, Bytes& bytes,
+                     std::string& error) {
+  // Room for a plain file at once, so that a large one is not copied while it is read.
+  if (const std::size_t size = file.PlainSize(); size > 0) {
+    bytes.reserve(std::min(size, limit_bytes) + 1);
+  }
   const auto buffer = std::make_unique<char[]>(kReadBytes);
   for (;;) {
-    if (!WaitFor(fd, POLLIN)) {
+    const std::ptrdiff_t count = file.Read(buffer.get(), kReadBytes);
+    if (count == 0) return FileResult::kOk;
+    if (count < 0 && Kt_WorkMeter::CurrentStop() != 0) {
       error = StopReason();
       return FileResult::kBadContent;
     }
-    const ssize_t count = ::read(fd, buffer.get(), kReadBytes);
-    if (count == 0) return FileResult::kOk;
     if (count < 0) {
-      if (errno == EINTR || errno == EAGAIN) continue;
       error = ErrnoText();
       return FileResult::kNoAccess;
     }
@@ -154,8 +85,8 @@ FileResult ReadWholeFile(const std::string& path, std::size_t limit_bytes, Bytes
     error = ErrnoText();
     return FileResult::kNoAccess;
   }
-  const FileHandle file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | FlagsOf(links) | WaitFlag()));
-  if (file.IsOpen()) return ReadToEnd(file.Get(), limit_bytes, bytes, error);
+  const OpenFile file = OpenFile::ToRead(path, links);
+  if (file.IsOpen()) return ReadToEnd(file, limit_bytes, bytes, error);
   error = ErrnoText();
   return FileResult::kNoAccess;
 }
@@ -168,7 +99,7 @@ FileResult ReadFileBytes(const std::string& path, std::size_t limit_bytes, std::
 }
 
 FileResult ReadStandardInput(std::size_t limit_bytes, std::string& bytes, std::string& error) {
-  return ReadToEnd(STDIN_FILENO, limit_bytes, bytes, error);
+  return ReadToEnd(OpenFile::StandardInput(), limit_bytes, bytes, error);
 }
 
 FileResult ReadTextFile(const std::string& path, Kt_WString& text, std::string& error,
@@ -180,7 +111,7 @@ FileResult ReadTextFile(const std::string& path, Kt_WString& text, std::string& 
 
 FileResult ReadStandardText(Kt_WString& text, std::string& error) {
   CountedBytes bytes;
-  const FileResult result = ReadToEnd(STDIN_FILENO, kMaxFileBytes, bytes, error);
+  const FileResult result = ReadToEnd(OpenFile::StandardInput(), kMaxFileBytes, bytes, error);
   return result == FileResult::kOk ? TakeUtf8(bytes, text, error) : result;
 }
 
@@ -192,8 +123,6 @@ bool WriteTextFile(const std::string& path, const Kt_WString& text, std::string&
 
 bool WriteFileBytes(const std::string& path, std::string_view bytes, std::string& error,
                     Links links) {
-  struct stat info;
-  const auto look = links == Links::kFollow ? ::stat : ::lstat;
   bool written = false;
   if (Kt_WorkMeter::CurrentStop() != 0) {  // the bytes may be a part
     error = StopReason();
@@ -202,9 +131,9 @@ bool WriteFileBytes(const std::string& path, std::string_view bytes, std::string
   if (!IsUsable(path)) {
     errno = ENOENT;
     // A device or a pipe cannot be replaced by a rename; it takes the bytes as they come.
-  } else if (look(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode) && !S_ISLNK(info.st_mode)) {
-    FileHandle file(OpenDevice(path, links));
-    written = file.IsOpen() && WriteAll(file.Get(), bytes) && file.Close();
+  } else if (IsDevice(path, links)) {
+    OpenFile file = OpenFile::ToWrite(path, links);
+    written = file.IsOpen() && file.Write(bytes) && file.Close();
   } else {
     // A link that is not followed is replaced itself.
     written = ReplaceFile(links == Links::kFollow ? BehindLinks(path) : path, bytes);

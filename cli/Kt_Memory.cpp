@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "cli/Kt_Memory.h"
 
+#if defined(_WIN32)
+#include <windows.h>
+#else
 #include <unistd.h>
+#endif
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -16,11 +20,19 @@ namespace {
 constexpr std::int64_t kMegabyte = std::int64_t{1} << 20;
 constexpr std::int64_t kMaxMegabytes = std::int64_t{1} << 30;
 
+#if defined(_WIN32)
+std::int64_t MachineBytes() {
+  MEMORYSTATUSEX status{};
+  status.dwLength = sizeof status;
+  return ::GlobalMemoryStatusEx(&status) != 0 ? static_cast<std::int64_t>(status.ullTotalPhys) : 0;
+}
+#else
 std::int64_t MachineBytes() {
   const long pages = ::sysconf(_SC_PHYS_PAGES);
   const long page_bytes = ::sysconf(_SC_PAGESIZE);
   return pages > 0 && page_bytes > 0 ? std::int64_t{pages} * page_bytes : 0;
 }
+#endif
 
 // The number that a file begins with; 0 for none, which is also what "max" gives.
 std::int64_t NumberIn(const std::string& path) {

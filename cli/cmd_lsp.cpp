@@ -1,16 +1,11 @@
 // SPDX-License-Identifier: MIT
-#include <fcntl.h>
-#include <poll.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
-#include <array>
-#include <cerrno>
-#include <csignal>
 #include <ostream>
 #include <string>
 
 #include "cli/Kt_Cli.h"
+#include "cli/Kt_Console.h"
+#include "cli/lsp/Kt_Input.h"
 #include "cli/lsp/Kt_MessageReader.h"
 #include "cli/lsp/Kt_Server.h"
 
@@ -19,20 +14,6 @@ namespace {
 
 // Editors send a request for every key; a longer queue is not read ahead.
 constexpr std::size_t kMostWaiting = 256;
-
-// The next bytes of the standard input. With `waits` it waits for some; without it there may be
-// none. False at the end.
-bool ReadBytes(bool waits, std::string& bytes) {
-  bytes.clear();
-  pollfd input{STDIN_FILENO, POLLIN, 0};
-  const int ready = ::poll(&input, 1, waits ? -1 : 0);
-  if (ready == 0 || (ready < 0 && errno == EINTR)) return true;
-  std::array<char, 1 << 16> buffer;
-  const ssize_t count = ::read(STDIN_FILENO, buffer.data(), buffer.size());
-  if (count < 0) return errno == EINTR || errno == EAGAIN;
-  bytes.assign(buffer.data(), static_cast<std::size_t>(count));
-  return count > 0;
-}
 
 void TakeMessages(lsp::MessageReader& reader, lsp::Server& server) {
   using Found = lsp::MessageReader::Found;
@@ -57,7 +38,7 @@ int Serve(Streams streams) {
   while (!server.ExitStatus() && streams.out) {
     const bool is_full = server.WaitingCount() >= kMostWaiting;
     if (is_open && !is_full) {
-      is_open = ReadBytes(!server.HasWork(), bytes);
+      is_open = lsp::ReadBytes(!server.HasWork(), bytes);
       reader.Feed(bytes);
     }
     TakeMessages(reader, server);
@@ -79,7 +60,7 @@ void AddLsp(CLI::App& app, Action& action) {
   lsp->add_flag("--stdio", *stdio, "Standard input and output, as ever");
   lsp->callback([stdio, &action] {
     action = [](Streams streams) {
-      std::signal(SIGPIPE, SIG_IGN);  // an editor that has gone is found out by writing
+      OutliveReaders();  // an editor that has gone is found out by writing
       return Serve(streams);
     };
   });

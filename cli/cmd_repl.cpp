@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
 
 #include "cli/Kt_Cli.h"
+#include "cli/Kt_Console.h"
 #include "cli/Kt_Loader.h"
 #include "cli/Kt_Options.h"
 #include "cli/data/Kt_Options.h"
@@ -57,7 +56,9 @@ int Repl(const ReplOptions& options, Streams streams) {
     return kCommandFault;
   }
   // The editor draws on the output, so both ends have to be the terminal.
-  if (::isatty(STDIN_FILENO) && ::isatty(STDOUT_FILENO)) return Prompt(options, files, streams);
+  if (IsTerminal(Stream::kInput) && IsTerminal(Stream::kOutput)) {
+    return Prompt(options, files, streams);
+  }
   Kt_CliPipe pipe(std::cin);
   Kt_CliRepl repl(streams, options.include_dirs);
   const int status = Begin(repl, options, files, streams);

@@ -1,7 +1,5 @@
 // SPDX-License-Identifier: MIT
 #include <fmt/format.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
@@ -14,6 +12,7 @@
 #include "cli/Kt_Bounds.h"
 #include "cli/Kt_Cli.h"
 #include "cli/Kt_Color.h"
+#include "cli/Kt_Console.h"
 #include "cli/Kt_Expr.h"
 #include "cli/Kt_File.h"
 #include "cli/Kt_Report.h"
@@ -63,14 +62,8 @@ struct ShowOptions {
   BoundOptions bounds;
 };
 
-bool IsTerminal(const Streams& streams) {
-  return &streams.out == &std::cout && ::isatty(STDOUT_FILENO) != 0;
-}
-
-kt_long TerminalWidth() {
-  winsize size{};
-  if (::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) return size.ws_col;
-  return kChartWidth;
+bool HasTerminal(const Streams& streams) {
+  return &streams.out == &std::cout && IsTerminal(Stream::kOutput);
 }
 
 // Hears what is wrong with the computed columns of the file, wherever their cells are read.
@@ -243,7 +236,7 @@ class Show {
   bool MakesData() const { return PrintsData() || !options_.save.empty(); }
   kt_long RowsOnPage() const { return HasRowLimit() ? options_.rows : kRowsOnPage; }
   kt_long RowsInTable() const {
-    return HasRowLimit() ? options_.rows : (IsTerminal(streams_) ? kRowsOnTerminal : 0);
+    return HasRowLimit() ? options_.rows : (HasTerminal(streams_) ? kRowsOnTerminal : 0);
   }
 
   // As many rows as the outputs show; a chart is made of all.
@@ -281,7 +274,7 @@ class Show {
 
   kt_long Width() const {
     if (options_.width >= 0) return options_.width;
-    return IsTerminal(streams_) ? TerminalWidth() : 0;
+    return HasTerminal(streams_) ? TerminalWidth(Stream::kOutput, kChartWidth) : 0;
   }
 
   Chart ChartOf(const Kt_CliView& view) const {

@@ -5,6 +5,8 @@
 
 #if defined(__linux__)
 #include <pthread.h>
+#elif defined(_WIN32)
+#include <windows.h>
 #endif
 
 namespace {
@@ -25,7 +27,7 @@ std::uintptr_t Below(std::uintptr_t address, std::uintptr_t bytes) {
   return address > bytes ? address - bytes : 1;
 }
 
-#if defined(__linux__)
+#if defined(__linux__) || defined(_WIN32)
 // The floor under `here` in a stack of `size` bytes that begins at `low`, as the system says. It is
 // not always right: the limit of the first thread may have been lowered below what is in use, which
 // leaves nothing, and a size without limit means no address.
@@ -52,6 +54,11 @@ std::uintptr_t FindFloor() {
       return FloorOf(reinterpret_cast<std::uintptr_t>(base), size_bytes, here);
     }
   }
+#elif defined(_WIN32)
+  ULONG_PTR low = 0;
+  ULONG_PTR high = 0;
+  ::GetCurrentThreadStackLimits(&low, &high);  // of the fiber that runs, too
+  if (low != 0 && high > low) return FloorOf(low, high - low, here);
 #endif
   return Below(here, kUnknownBytes);
 }

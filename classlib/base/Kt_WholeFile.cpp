@@ -3,11 +3,14 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 #if defined(_WIN32)
 #include <io.h>
+#include <process.h>
+#else
+#include <unistd.h>
 #endif
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <filesystem>
@@ -18,19 +21,51 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What the C library of Windows has under other names, or not at all.
+// What the C library of Windows has under other names, or not at all. Names are UTF-8 here, and
+// another code page in its plain functions.
 #if defined(_WIN32)
-constexpr int kReadFlags = O_RDONLY | O_BINARY | O_NOINHERIT;
-constexpr int kNewFlags = O_WRONLY | O_CREAT | O_EXCL | O_BINARY | O_NOINHERIT;
-constexpr int kNewMode = _S_IREAD | _S_IWRITE;
-bool SetMode(int, unsigned) { return true; }  // who may read is inherited from the folder
+using Status = struct _stat64;
+using Count = int;
+constexpr std::size_t kMostBytes = std::size_t{1} << 30;  // in one call
+constexpr int kReadFlags = _O_RDONLY | _O_BINARY | _O_NOINHERIT;
+constexpr int kNewFlags = _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT;
+int Open(const std::string& path, int flags) {
+  return ::_wopen(fs::path(path).c_str(), flags, _S_IREAD | _S_IWRITE);
+}
+bool IsPlainFile(int file) {
+  Status status;
+  return ::_fstat64(file, &status) == 0 && (status.st_mode & _S_IFMT) == _S_IFREG;
+}
+Count Read(int file, char* to, std::size_t size) {
+  return ::_read(file, to, static_cast<unsigned>(size));
+}
+Count Write(int file, const char* from, std::size_t size) {
+  return ::_write(file, from, static_cast<unsigned>(std::min(size, kMostBytes)));
+}
+bool KeepMode(int, const std::string&) { return true; }  // who may read is the folder's to say
 bool Flush(int file) { return ::_commit(file) == 0; }
+int CloseFile(int file) { return ::_close(file); }
+void Remove(const std::string& path) { ::_wunlink(fs::path(path).c_str()); }
+int ProcessNumber() { return ::_getpid(); }
 #else
+using Count = ssize_t;
 constexpr int kReadFlags = O_RDONLY | O_NONBLOCK | O_CLOEXEC;
 constexpr int kNewFlags = O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC;
-constexpr int kNewMode = 0666;
-bool SetMode(int file, mode_t mode) { return ::fchmod(file, mode) == 0; }
+int Open(const std::string& path, int flags) { return ::open(path.c_str(), flags, 0666); }
+bool IsPlainFile(int file) {
+  struct stat status;
+  return ::fstat(file, &status) == 0 && S_ISREG(status.st_mode);
+}
+Count Read(int file, char* to, std::size_t size) { return ::read(file, to, size); }
+Count Write(int file, const char* from, std::size_t size) { return ::write(file, from, size); }
+bool KeepMode(int file, const std::string& target) {
+  struct stat status;
+  return ::stat(target.c_str(), &status) != 0 || ::fchmod(file, status.st_mode & 07777) == 0;
+}
 bool Flush(int file) { return ::fsync(file) == 0; }
+int CloseFile(int file) { return ::close(file); }
+void Remove(const std::string& path) { ::unlink(path.c_str()); }
+int ProcessNumber() { return ::getpid(); }
 #endif
 
 // An open file; closes itself.
@@ -45,7 +80,7 @@ class File {
   int Descriptor() const { return descriptor_; }
   bool Close() {
     if (descriptor_ < 0) return true;
-    const bool closed = ::close(descriptor_) == 0;
+    const bool closed = CloseFile(descriptor_) == 0;
     descriptor_ = -1;
     return closed;
   }
@@ -56,7 +91,7 @@ class File {
 
 bool WriteAll(const File& file, std::string_view bytes) {
   while (!bytes.empty()) {
-    const ssize_t written = ::write(file.Descriptor(), bytes.data(), bytes.size());
+    const Count written = Write(file.Descriptor(), bytes.data(), bytes.size());
     if (written < 0 && errno == EINTR) continue;
     if (written <= 0) return false;
     bytes.remove_prefix(static_cast<std::size_t>(written));
@@ -69,16 +104,11 @@ bool WriteAll(const File& file, std::string_view bytes) {
 int OpenTemporary(const std::string& target, std::string& temporary) {
   static std::atomic<unsigned> counter{0};
   for (int attempt = 0; attempt < 100; ++attempt) {
-    temporary = target + '.' + std::to_string(::getpid()) + '.' + std::to_string(counter++);
-    const int file = ::open(temporary.c_str(), kNewFlags, kNewMode);
+    temporary = target + '.' + std::to_string(ProcessNumber()) + '.' + std::to_string(counter++);
+    const int file = Open(temporary, kNewFlags);
     if (file >= 0 || errno != EEXIST) return file;
   }
   return -1;
-}
-
-bool KeepMode(const File& file, const std::string& target) {
-  struct stat status;
-  return ::stat(target.c_str(), &status) != 0 || SetMode(file.Descriptor(), status.st_mode & 07777);
 }
 
 // Fills and closes the temporary file, on the disk before it takes the place of the old one.
@@ -96,18 +126,15 @@ std::string Target(const std::string& path) {
 }  // namespace
 
 std::optional<std::string> ReadWholeFile(const std::string& path, std::size_t max_bytes) {
-  const File file(::open(path.c_str(), kReadFlags));
-  struct stat status;
-  if (!file.IsOpen() || ::fstat(file.Descriptor(), &status) != 0) return std::nullopt;
-  if (!S_ISREG(status.st_mode)) return std::nullopt;
+  const File file(Open(path, kReadFlags));
+  if (!file.IsOpen() || !IsPlainFile(file.Descriptor())) return std::nullopt;
   std::string bytes;
   char piece[4096];
   for (;;) {
-    const ssize_t count = ::read(file.Descriptor(), piece, sizeof piece);
+    const Count count = Read(file.Descriptor(), piece, sizeof piece);
     if (count < 0 && errno == EINTR) continue;
     if (count < 0) return std::nullopt;
     if (count == 0) return bytes;
-    // The size that fstat gave may be out of date by now; what counts is what comes.
     if (bytes.size() + static_cast<std::size_t>(count) > max_bytes) return std::nullopt;
     bytes.append(piece, static_cast<std::size_t>(count));
   }
@@ -121,10 +148,10 @@ bool ReplaceWholeFile(const std::string& path, std::string_view bytes) {
   std::string temporary;
   File file(OpenTemporary(target, temporary));
   if (!file.IsOpen()) return false;
-  bool replaced = KeepMode(file, target) && Fill(file, bytes);
+  bool replaced = KeepMode(file.Descriptor(), target) && Fill(file, bytes);
   if (replaced) fs::rename(temporary, target, error);  // over the old one, on every system
   replaced = replaced && !error;
-  if (!replaced) ::unlink(temporary.c_str());
+  if (!replaced) Remove(temporary);
   return replaced;
 }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 
 #include "classlib/base/detail/Kt_WholeFile.h"
@@ -94,6 +95,17 @@ std::optional<Kt_WString> ReadFile() {
   return Kt_WString::FromUtf8(text);
 }
 
+// A variable of the environment, as UTF-8; empty when it is not set.
+std::string Variable(const char* name) {
+#if defined(_WIN32)
+  const wchar_t* const value = ::_wgetenv(std::filesystem::path(name).c_str());
+  return value != nullptr ? std::filesystem::path(value).string() : std::string();
+#else
+  const char* const value = std::getenv(name);
+  return value != nullptr ? value : std::string();
+#endif
+}
+
 bool IsWritable(std::u16string_view name, std::u16string_view forbidden) {
   return !name.empty() && WithoutBlanks(name).size() == name.size() &&
          name.find_first_of(u"\r\n") == name.npos && name.find_first_of(forbidden) == name.npos;
@@ -140,10 +152,15 @@ bool Write(std::u16string_view key, std::u16string_view name, std::u16string_vie
 
 std::string Kt_Settings::FilePath() {
   constexpr const char* kFile = "/ktscript/settings.ini";
-  const char* const config = std::getenv("XDG_CONFIG_HOME");
-  if (config && config[0] == '/') return std::string(config) + kFile;
-  const char* const home = std::getenv("HOME");
-  return home && home[0] != '\0' ? std::string(home) + "/.config" + kFile : std::string();
+  const std::string config = Variable("XDG_CONFIG_HOME");
+  if (std::filesystem::path(config).is_absolute()) return config + kFile;
+#if defined(_WIN32)
+  const std::string folder = Variable("APPDATA");
+  return folder.empty() ? folder : folder + kFile;
+#else
+  const std::string home = Variable("HOME");
+  return home.empty() ? home : home + "/.config" + kFile;
+#endif
 }
 
 bool Kt_Settings::Open(std::u16string_view key) {

@@ -21,7 +21,7 @@ struct Kt_SettingValue {
 };
 
 // The user's settings: values by name under keys by path, in the file ktscript/settings.ini below
-// $XDG_CONFIG_HOME (~/.config when that is not an absolute path).
+// $XDG_CONFIG_HOME (~/.config when that is not an absolute path; on Windows %APPDATA%).
 //
 //   [SOFTWARE\Velmora\quillnet320\Settings]
 //   DisableWarning=dword:00000001          ; a 32-bit number, in hexadecimal digits
@@ -52,7 +52,7 @@ class KT_CLASS_API Kt_Settings {
   static bool WriteText(std::u16string_view key, std::u16string_view name,
                         std::u16string_view text);
 
-  // Where the file is; empty when neither $XDG_CONFIG_HOME nor $HOME says.
+  // Where the file is, as UTF-8; empty when no variable says.
   static std::string FilePath();
 
   static constexpr std::size_t kMaxFileBytes = 1 << 20;

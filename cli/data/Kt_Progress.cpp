@@ -2,13 +2,12 @@
 #include "cli/data/Kt_Progress.h"
 
 #include <fmt/format.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <iostream>
 #include <new>
 
+#include "cli/Kt_Console.h"
 #include "cli/Kt_Text.h"
 #include "cli/Kt_Visible.h"
 #include "connect/Kt_DatabaseUrl.h"
@@ -24,14 +23,9 @@ constexpr milliseconds kQuietTime{1000};
 constexpr milliseconds kTurn{250};
 constexpr int kUsualWidth = 80;
 
-bool IsTerminal(const std::ostream& out) {
-  return kt::cli::VisibleStream::TargetOf(out) == std::cerr.rdbuf() && ::isatty(STDERR_FILENO) != 0;
-}
-
-int TerminalWidth() {
-  winsize size{};
-  if (::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return kUsualWidth;
-  return size.ws_col;
+bool HasTerminal(const std::ostream& out) {
+  return kt::cli::VisibleStream::TargetOf(out) == std::cerr.rdbuf() &&
+         kt::cli::IsTerminal(kt::cli::Stream::kError);
 }
 
 // `text` without units in its middle, so that it is at most `width` columns wide.
@@ -49,7 +43,7 @@ Kt_WString CutMiddle(const Kt_WString& text, int width) {
 
 Kt_CliProgress::Kt_CliProgress(std::ostream& messages, const std::string& what)
     : what_(kt::cli::Shown(kt::WithoutPasswords(what))) {
-  if (!IsTerminal(messages)) return;
+  if (!HasTerminal(messages)) return;
   try {
     thread_ = std::thread([this] {
       try {
@@ -80,7 +74,8 @@ void Kt_CliProgress::Show() {
   if (wake_.wait_for(lock, kQuietTime, is_done)) return;
   do {
     const auto time = std::chrono::duration_cast<seconds>(steady_clock::now() - start);
-    std::cerr << '\r' << Line(what_, time, TerminalWidth() - 1) << "\x1b[K" << std::flush;
+    const int width = kt::cli::TerminalWidth(kt::cli::Stream::kError, kUsualWidth);
+    std::cerr << '\r' << Line(what_, time, width - 1) << "\x1b[K" << std::flush;
   } while (!wake_.wait_for(lock, kTurn, is_done));
   std::cerr << "\r\x1b[K" << std::flush;
 }

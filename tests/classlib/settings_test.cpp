@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include <gtest/gtest.h>
+#if !defined(_WIN32)
 #include <sys/stat.h>
-#include <unistd.h>
+#endif
 
 #include <cstdlib>
 #include <filesystem>
@@ -11,11 +12,15 @@
 #include <random>
 
 #include "classlib/text/Kt_Settings.h"
+#include "common/system.h"
 #include "common/text.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using kt::test::ClearVariable;
+using kt::test::NewFolder;
+using kt::test::SetVariable;
 
 constexpr std::u16string_view kKey = u"SOFTWARE\\Velmora\\quillnet320\\Settings";
 
@@ -25,17 +30,15 @@ class Settings : public testing::Test {
   void SetUp() override {
     const char* const before = std::getenv("XDG_CONFIG_HOME");
     if (before) before_ = before;
-    std::string pattern = (fs::temp_directory_path() / "kt_settings_XXXXXX").string();
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
-    setenv("XDG_CONFIG_HOME", folder_.c_str(), 1);
+    folder_ = NewFolder("kt_settings");
+    SetVariable("XDG_CONFIG_HOME", folder_.string());
   }
 
   void TearDown() override {
     if (before_)
-      setenv("XDG_CONFIG_HOME", before_->c_str(), 1);
+      SetVariable("XDG_CONFIG_HOME", *before_);
     else
-      unsetenv("XDG_CONFIG_HOME");
+      ClearVariable("XDG_CONFIG_HOME");
     fs::remove_all(folder_);
   }
 
@@ -156,10 +159,12 @@ TEST_F(Settings, FilesThatAreNoSettings) {
   EXPECT_EQ(Read(u"a"), "none");
   EXPECT_FALSE(Kt_Settings::WriteNumber(kKey, u"a", 1));
   fs::remove(File());
+#if !defined(_WIN32)
   ASSERT_EQ(mkfifo(File().c_str(), 0600), 0);
   EXPECT_EQ(Read(u"a"), "none");
   EXPECT_FALSE(Kt_Settings::WriteNumber(kKey, u"a", 1));
   fs::remove(File());
+#endif
 
   const std::string too_long(Kt_Settings::kMaxFileBytes + 1, ';');
   Put(too_long);
@@ -180,6 +185,7 @@ TEST_F(Settings, AnyBytesAreTolerated) {
   }
 }
 
+#if !defined(_WIN32)
 TEST_F(Settings, WritingFollowsLinksAndKeepsPermissions) {
   const fs::path real = folder_ / "real.ini";
   std::ofstream(real) << "[a]\nx=1\n";
@@ -191,19 +197,27 @@ TEST_F(Settings, WritingFollowsLinksAndKeepsPermissions) {
   EXPECT_EQ(Read(u"x", u"a"), "number 2");
   EXPECT_EQ(fs::status(real).permissions(), fs::perms::owner_read | fs::perms::owner_write);
 }
+#endif
 
 TEST_F(Settings, WhereTheFileIs) {
-  EXPECT_EQ(Kt_Settings::FilePath(), File().string());
-  const std::string home = std::getenv("HOME") ? std::getenv("HOME") : "";
-  setenv("HOME", "/home/somebody", 1);
+  EXPECT_EQ(fs::path(Kt_Settings::FilePath()), File());
+#if defined(_WIN32)
+  const char* const variable = "APPDATA";
+  const std::string inside = "";
+#else
+  const char* const variable = "HOME";
+  const std::string inside = "/.config";
+#endif
+  const std::string before = std::getenv(variable) ? std::getenv(variable) : "";
+  SetVariable(variable, "/home/somebody");
   for (const char* folder : {"", "relative/folder"}) {
-    setenv("XDG_CONFIG_HOME", folder, 1);
-    EXPECT_EQ(Kt_Settings::FilePath(), "/home/somebody/.config/ktscript/settings.ini");
+    SetVariable("XDG_CONFIG_HOME", folder);
+    EXPECT_EQ(Kt_Settings::FilePath(), "/home/somebody" + inside + "/ktscript/settings.ini");
   }
-  unsetenv("HOME");
+  ClearVariable(variable);
   EXPECT_EQ(Kt_Settings::FilePath(), "");
   EXPECT_FALSE(Kt_Settings().Open(kKey));
-  setenv("HOME", home.c_str(), 1);
+  SetVariable(variable, before);
 }
 
 }  // namespace

@@ -10,15 +10,12 @@
 #include <vector>
 
 #include "cli/Kt_Cli.h"
+#include "common/system.h"
 
 // A folder of its own for one test, removed with it.
 class TestFolder {
  public:
-  TestFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "kt_test_XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) ADD_FAILURE() << "no temporary folder";
-    path_ = std::filesystem::canonical(pattern);
-  }
+  TestFolder() : path_(kt::test::NewFolder("kt_test")) {}
   TestFolder(const TestFolder&) = delete;
   TestFolder& operator=(const TestFolder&) = delete;
   ~TestFolder() {

@@ -7,13 +7,12 @@
 #include <filesystem>
 #include <string>
 
+#include "common/system.h"
+
 // A file of SQLite in a folder of its own, removed with it.
 class SqliteFile {
  public:
-  explicit SqliteFile(const std::string& statements) {
-    std::string pattern = (std::filesystem::temp_directory_path() / "kt_sqlite_XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) ADD_FAILURE() << "no temporary folder";
-    folder_ = std::filesystem::canonical(pattern);
+  explicit SqliteFile(const std::string& statements) : folder_(kt::test::NewFolder("kt_sqlite")) {
     Run("PRAGMA synchronous=OFF;" + statements + "PRAGMA user_version=1;");
   }
   SqliteFile(const SqliteFile&) = delete;

@@ -10,6 +10,8 @@
 
 #if defined(__linux__)
 #include <sys/mman.h>
+#elif defined(_WIN32)
+#include <windows.h>
 #endif
 
 #include "dataset_test_util.h"
@@ -49,6 +51,16 @@ class Fenced {
   }
   static void Close(void* memory) { ::mprotect(memory, kBytes, PROT_NONE); }
   static void Give(void* memory) { ::munmap(memory, kBytes); }
+#elif defined(_WIN32)
+  void* Take() {
+    memory_ = ::VirtualAlloc(nullptr, sizeof(T), MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
+    return memory_;
+  }
+  static void Close(void* memory) {
+    DWORD before = 0;
+    ::VirtualProtect(memory, sizeof(T), PAGE_NOACCESS, &before);
+  }
+  static void Give(void* memory) { ::VirtualFree(memory, 0, MEM_RELEASE); }
 #else
   void* Take() { return memory_ = ::operator new(sizeof(T)); }
   static void Close(void*) {}

@@ -6,6 +6,7 @@
 #include "builtin_test_util.h"
 #include "classlib/base/Kt_Random.h"
 #include "classlib/text/Kt_Settings.h"
+#include "common/system.h"
 
 namespace {
 
@@ -235,7 +236,7 @@ TEST(BuiltinObject, PathsAndFailures) {
 
 TEST(BuiltinObject, WarningSwitchIsReadAtEveryFailure) {
   const std::string folder = testing::TempDir() + "kt_object_test_settings";
-  ASSERT_EQ(setenv("XDG_CONFIG_HOME", folder.c_str(), 1), 0);
+  kt::test::SetVariable("XDG_CONFIG_HOME", folder);
   constexpr std::u16string_view kKey = u"SOFTWARE\\Velmora\\quillnet320\\Settings";
   TestContext context;
   for (const std::uint32_t off : {0u, 1u, 0u}) {

@@ -4,10 +4,15 @@
 // the parser as in the interpreter, and the thread goes on.
 #include <gtest/gtest.h>
 
-#if defined(__linux__)
+#if defined(__linux__) || defined(_WIN32)
 
+#if defined(_WIN32)
+#include <process.h>
+#include <windows.h>
+#else
 #include <pthread.h>
 #include <sys/resource.h>
+#endif
 
 #include <functional>
 
@@ -26,6 +31,20 @@ constexpr std::size_t kScale = 8;
 constexpr std::size_t kScale = 1;
 #endif
 
+#if defined(_WIN32)
+void RunOnStack(std::size_t kilobytes, std::function<void()> work) {
+  const auto start = [](void* argument) -> unsigned {
+    (*static_cast<std::function<void()>*>(argument))();
+    return 0;
+  };
+  const std::uintptr_t thread =
+      ::_beginthreadex(nullptr, static_cast<unsigned>(kilobytes * 1024), start, &work,
+                       STACK_SIZE_PARAM_IS_A_RESERVATION, nullptr);
+  ASSERT_NE(thread, 0u);
+  ::WaitForSingleObject(reinterpret_cast<HANDLE>(thread), INFINITE);
+  ::CloseHandle(reinterpret_cast<HANDLE>(thread));
+}
+#else
 void RunOnStack(std::size_t kilobytes, std::function<void()> work) {
   pthread_attr_t attributes;
   ASSERT_EQ(pthread_attr_init(&attributes), 0);
@@ -39,6 +58,7 @@ void RunOnStack(std::size_t kilobytes, std::function<void()> work) {
   ASSERT_EQ(pthread_join(thread, nullptr), 0);
   pthread_attr_destroy(&attributes);
 }
+#endif
 
 Kt_WString Repeated(int count, const char16_t* text) {
   Kt_WString out;
@@ -123,6 +143,7 @@ TEST(SmallStack, ProgramsFromALargerThread) {
   }
 }
 
+#if defined(__linux__)
 // The system may be wrong about the stack of the first thread: its limit can be changed at any
 // time, also below what is in use. A thread that asks first after that has no room by its answer.
 TEST(SmallStack, ALimitThatWasLoweredBelowWhatIsInUse) {
@@ -138,6 +159,7 @@ TEST(SmallStack, ALimitThatWasLoweredBelowWhatIsInUse) {
       },
       testing::ExitedWithCode(0), "");
 }
+#endif
 
 }  // namespace
 
