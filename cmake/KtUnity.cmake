@@ -6,6 +6,13 @@ set(KT_UNITY_APART
   analysis/Kt_FlowCheck.cpp
   analysis/Kt_ForeignWords.cpp
   analysis/Kt_NameCheck.cpp
+  classlib/base/Kt_NativeStack.cpp
+  cli/Kt_Console_Windows.cpp
+  cli/Kt_Memory.cpp
+  cli/Kt_OpenFile_Windows.cpp
+  cli/data/Kt_Save_Windows.cpp
+  cli/lsp/Kt_Input.cpp
+  cli/show/Kt_Terminal_Windows.cpp
   classlib/formats/Kt_Csv.cpp
   classlib/formats/Kt_Json.cpp
   classlib/store/Kt_Rows.cpp
