@@ -2,7 +2,11 @@
 #   vcpkg install ktscript --overlay-ports=<checkout>/packaging/vcpkg
 get_filename_component(SOURCE_PATH "${CMAKE_CURRENT_LIST_DIR}/../../.." ABSOLUTE)
 
-vcpkg_check_features(OUT_FEATURE_OPTIONS options FEATURES tool KT_CLI)
+vcpkg_check_features(OUT_FEATURE_OPTIONS options FEATURES
+  tool KT_CLI
+  sqlite KT_SQLITE
+  postgresql KT_POSTGRESQL
+  spreadsheets KT_XLSX)
 vcpkg_cmake_configure(
   SOURCE_PATH "${SOURCE_PATH}"
   OPTIONS ${options} -DKT_TESTS=OFF -DKT_BENCH=OFF -DKT_FUZZ=OFF -DKT_PYTHON=OFF)
