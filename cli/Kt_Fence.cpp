@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <system_error>
 
+#include "classlib/base/Kt_Path.h"
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -41,7 +43,7 @@ Kt_CliFence::Kt_CliFence() {
 
 bool Kt_CliFence::AllowDir(const std::string& path) {
   std::error_code error;
-  const fs::path folder = fs::canonical(path, error);
+  const fs::path folder = fs::canonical(kt_path(path), error);
   if (error || !fs::is_directory(folder, error)) return false;
   named_dirs_.push_back(folder);
   return true;
@@ -54,11 +56,12 @@ bool Kt_CliFence::Resolve(const std::string& path, std::string& file, std::strin
   // The system would read a path with a zero inside as another, shorter one.
   const bool is_usable = !path.empty() && path.find('\0') == std::string::npos;
   if (!is_usable) error = std::make_error_code(std::errc::no_such_file_or_directory);
-  const fs::path found = is_usable ? Locate(path, error) : fs::path();
+  const fs::path found = is_usable ? Locate(kt_path(path), error) : fs::path();
   if (error) {
     // Nothing is said of what there is outside.
     std::error_code ignored;
-    const bool may_say = !is_usable || Allows(fs::absolute(path, ignored).lexically_normal());
+    const bool may_say =
+        !is_usable || Allows(fs::absolute(kt_path(path), ignored).lexically_normal());
     reason = may_say ? error.message() : Refusal("--allow-dir");
     return false;
   }

@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "classlib/base/Kt_Memory.h"
+#include "classlib/base/Kt_Path.h"
 #include "classlib/text/Kt_AString.h"
 #include "cli/Kt_Bounds.h"
 #include "cli/Kt_OpenFile.h"
@@ -30,7 +31,7 @@ std::string ErrnoText() { return std::generic_category().message(errno); }
 // The file that a link stands for, so that renaming replaces that and not the link.
 std::string BehindLinks(const std::string& path) {
   std::error_code ignored;
-  const std::filesystem::path target = std::filesystem::canonical(path, ignored);
+  const std::filesystem::path target = std::filesystem::canonical(kt_path(path), ignored);
   return ignored ? path : target.string();
 }
 

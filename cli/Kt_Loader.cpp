@@ -8,6 +8,7 @@
 
 #include "classlib/base/Kt_Codes.h"
 #include "classlib/base/Kt_Memory.h"
+#include "classlib/base/Kt_Path.h"
 #include "classlib/base/Kt_WorkMeter.h"
 #include "cli/Kt_File.h"
 #include "cli/Kt_Visible.h"
@@ -59,21 +60,23 @@ std::vector<std::size_t> PragmaOffsets(const Kt_WString& text) {
 
 bool Kt_CliLoader::AddIncludeDir(const std::string& path) {
   std::error_code error;
-  const fs::path folder = fs::canonical(path, error);
+  const fs::path given = kt_path(path);
+  const fs::path folder = fs::canonical(given, error);
   if (error || !fs::is_directory(folder, error)) return false;
-  include_dirs_.push_back({path, folder});
+  include_dirs_.push_back({given, folder});
   return true;
 }
 
 int Kt_CliLoader::Load(const std::string& path) {
   std::error_code error;
-  const bool is_folder = fs::is_directory(path, error);
-  if (error || is_folder || !fs::exists(path, error)) {
+  const fs::path given = kt_path(path);
+  const bool is_folder = fs::is_directory(given, error);
+  if (error || is_folder || !fs::exists(given, error)) {
     const std::string why = is_folder ? "Is a directory" : error.message();
     report_.Tell(Diagnostic::Error("cannot read: " + why, path));
     return 2;
   }
-  fs::path file = fs::canonical(path, error);
+  fs::path file = fs::canonical(given, error);
   // A pipe has no place in the file system (/dev/stdin): its includes are those of this folder.
   if (error) file = fs::current_path() / "-";
   return LoadAll(file, path, kt::cli::Links::kFollow);
@@ -161,8 +164,9 @@ bool Kt_CliLoader::LoadWanted(const Wanted& wanted) {
 
 Kt_CliLoader::Found Kt_CliLoader::Find(const Wanted& wanted) const {
   Found found;
-  const std::string name = wanted.name.ToUtf8();
-  if (name.empty() || name.find('\0') != std::string::npos) return found;
+  const std::string utf8 = wanted.name.ToUtf8();
+  if (utf8.empty() || utf8.find('\0') != std::string::npos) return found;
+  const fs::path name = kt_path(utf8);
   const auto take = [&](const fs::path& candidate, const fs::path& shown) {
     std::error_code error;
     const fs::path file = fs::canonical(candidate, error);
@@ -175,7 +179,7 @@ Kt_CliLoader::Found Kt_CliLoader::Find(const Wanted& wanted) const {
     found.shown_name = shown.lexically_normal().string();
     return true;
   };
-  if (take(wanted.folder / name, fs::path(wanted.includer).parent_path() / name)) return found;
+  if (take(wanted.folder / name, kt_path(wanted.includer).parent_path() / name)) return found;
   for (const IncludeDir& dir : include_dirs_) {
     if (take(dir.canonical / name, dir.given / name)) return found;
   }

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "classlib/base/Kt_Path.h"
 #include "classlib/base/Kt_WorkMeter.h"
 #include "cli/Kt_OpenFile.h"
 
@@ -16,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr DWORD kMillisecondsPerLook = 5;           // while waiting
+constexpr DWORD kMillisecondsPerLook = 5;  // while waiting
 constexpr std::size_t kBytesPerCall = 1u << 20;
 
 bool IsStopped() {
@@ -42,7 +43,7 @@ bool WaitForBytes(int file) {
 
 bool IsLink(const std::string& path) {
   std::error_code ignored;
-  return fs::is_symlink(fs::symlink_status(path, ignored));
+  return fs::is_symlink(fs::symlink_status(kt_path(path), ignored));
 }
 
 int Open(const std::string& path, int flags, Links links) {
@@ -51,11 +52,11 @@ int Open(const std::string& path, int flags, Links links) {
     return -1;
   }
   std::error_code ignored;
-  if (fs::is_directory(path, ignored)) {
+  if (fs::is_directory(kt_path(path), ignored)) {
     errno = EISDIR;
     return -1;
   }
-  return ::_wopen(fs::path(path).c_str(), flags | _O_BINARY | _O_NOINHERIT);
+  return ::_wopen(kt_path(path).c_str(), flags | _O_BINARY | _O_NOINHERIT);
 }
 
 }  // namespace
@@ -97,8 +98,9 @@ bool OpenFile::Write(std::string_view bytes) const {
 
 bool IsDevice(const std::string& path, Links links) {
   std::error_code ignored;
-  const fs::file_status status =
-      links == Links::kFollow ? fs::status(path, ignored) : fs::symlink_status(path, ignored);
+  const fs::file_status status = links == Links::kFollow
+                                     ? fs::status(kt_path(path), ignored)
+                                     : fs::symlink_status(kt_path(path), ignored);
   return fs::exists(status) && !fs::is_regular_file(status) && !fs::is_symlink(status);
 }
 

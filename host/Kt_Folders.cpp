@@ -7,6 +7,7 @@
 #include <iterator>
 #include <system_error>
 
+#include "classlib/base/Kt_Path.h"
 #include "host/Kt_Errors.h"
 
 namespace kt {
@@ -29,7 +30,7 @@ std::optional<std::string> ReadInside(const Path& folder, const Path& wanted) {
 
 Folders& Folders::add(const std::string& folder) {
   std::error_code error;
-  const Path path = std::filesystem::canonical(folder, error);
+  const Path path = std::filesystem::canonical(kt_path(folder), error);
   if (error || !std::filesystem::is_directory(path)) {
     throw RunError("there is no folder '" + folder + "'");
   }
@@ -39,7 +40,7 @@ Folders& Folders::add(const std::string& folder) {
 
 std::optional<std::string> Folders::operator()(const std::string& name, const std::string&) const {
   for (const std::string& folder : folders_) {
-    if (auto text = ReadInside(folder, Path(folder) / name)) return text;
+    if (auto text = ReadInside(kt_path(folder), kt_path(folder) / kt_path(name))) return text;
   }
   return std::nullopt;
 }

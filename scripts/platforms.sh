@@ -6,7 +6,8 @@
 #             of their own for POSIX. scripts/windows.sh builds and runs it.
 #
 # platforms.sh            everything; installs what it needs
-# platforms.sh --run      builds everything with libc++, by the preset libcxx, and runs the tests
+# platforms.sh --run      builds everything with libc++, by the preset libcxx, and runs the tests; with
+#                         names (--run script_tests capi_test) these test programs only
 # platforms.sh --quick    the files that name what differs between platforms, with what is installed
 # platforms.sh FILE...    these
 set -euo pipefail
@@ -18,7 +19,8 @@ newest_libcxx() {
     sed -n 's/^libc++-\([0-9]*\)-dev .*/\1/p' | sort -n | tail -1
 }
 
-# The tests with libc++: GoogleTest is built with it, of fmt the headers do; all else is C.
+# run_libcxx <test program...>: the tests with libc++. GoogleTest is built with it, of fmt the
+# headers do; all else is C.
 run_libcxx() {
   local version compiler libraries=$PWD/build/libcxx-libraries
   version=$(newest_libcxx)
@@ -32,14 +34,16 @@ run_libcxx() {
     touch "$libraries/done-$version"
   fi
   cmake --preset libcxx "$compiler"
-  cmake --build --preset libcxx
-  ctest --preset libcxx
+  cmake --build --preset libcxx ${1+--target "$@"}
+  if [ $# -eq 0 ]; then exec ctest --preset libcxx; fi
+  local program
+  for program in "$@"; do "build/libcxx/tests/$program" --gtest_brief=1; done
 }
 
 quick=
 case ${1-} in
   --run)
-    run_libcxx
+    run_libcxx "${@:2}"
     exit
     ;;
   --quick)

@@ -75,7 +75,7 @@ cmake --preset mingw
 cmake --build --preset mingw ${1+--target "$@"}
 
 WINEPREFIX=$(mktemp -d)
-export WINEPREFIX WINEDEBUG=-all
+export WINEPREFIX WINEDEBUG=-all LC_ALL=C.UTF-8  # names of files, too
 trap 'wineserver -k 2>/dev/null || true; rm -rf "$WINEPREFIX"' EXIT
 wine wineboot --init >/dev/null 2>&1 || true
 wine reg add 'HKCU\Software\Wine' /v Version /d win10 /f >/dev/null

@@ -16,6 +16,8 @@
 #include <filesystem>
 #include <system_error>
 
+#include "classlib/base/Kt_Path.h"
+
 namespace kt::detail {
 namespace {
 
@@ -30,7 +32,7 @@ constexpr std::size_t kMostBytes = std::size_t{1} << 30;  // in one call
 constexpr int kReadFlags = _O_RDONLY | _O_BINARY | _O_NOINHERIT;
 constexpr int kNewFlags = _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY | _O_NOINHERIT;
 int Open(const std::string& path, int flags) {
-  return ::_wopen(fs::path(path).c_str(), flags, _S_IREAD | _S_IWRITE);
+  return ::_wopen(kt_path(path).c_str(), flags, _S_IREAD | _S_IWRITE);
 }
 bool IsPlainFile(int file) {
   Status status;
@@ -45,7 +47,7 @@ Count Write(int file, const char* from, std::size_t size) {
 bool KeepMode(int, const std::string&) { return true; }  // who may read is the folder's to say
 bool Flush(int file) { return ::_commit(file) == 0; }
 int CloseFile(int file) { return ::_close(file); }
-void Remove(const std::string& path) { ::_wunlink(fs::path(path).c_str()); }
+void Remove(const std::string& path) { ::_wunlink(kt_path(path).c_str()); }
 int ProcessNumber() { return ::_getpid(); }
 #else
 using Count = ssize_t;
@@ -119,7 +121,7 @@ bool Fill(File& file, std::string_view bytes) {
 // Where writing has to happen, so that a link to the file stays a link.
 std::string Target(const std::string& path) {
   std::error_code error;
-  const fs::path target = fs::weakly_canonical(path, error);
+  const fs::path target = fs::weakly_canonical(kt_path(path), error);
   return error ? path : target.string();
 }
 
@@ -143,13 +145,14 @@ std::optional<std::string> ReadWholeFile(const std::string& path, std::size_t ma
 bool ReplaceWholeFile(const std::string& path, std::string_view bytes) {
   const std::string target = Target(path);
   std::error_code error;
-  fs::create_directories(fs::path(target).parent_path(), error);
+  fs::create_directories(kt_path(target).parent_path(), error);
   if (error) return false;
   std::string temporary;
   File file(OpenTemporary(target, temporary));
   if (!file.IsOpen()) return false;
   bool replaced = KeepMode(file.Descriptor(), target) && Fill(file, bytes);
-  if (replaced) fs::rename(temporary, target, error);  // over the old one, on every system
+  if (replaced)
+    fs::rename(kt_path(temporary), kt_path(target), error);  // over the old one, on every system
   replaced = replaced && !error;
   if (!replaced) Remove(temporary);
   return replaced;
@@ -157,7 +160,7 @@ bool ReplaceWholeFile(const std::string& path, std::string_view bytes) {
 
 bool PathExists(const std::string& path) {
   std::error_code error;  // of a folder that may not be looked into: somebody is there
-  return fs::symlink_status(path, error).type() != fs::file_type::not_found;
+  return fs::symlink_status(kt_path(path), error).type() != fs::file_type::not_found;
 }
 
 }  // namespace kt::detail

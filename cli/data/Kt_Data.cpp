@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "classlib/base/Kt_Buffer.h"
+#include "classlib/base/Kt_Path.h"
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/text/Kt_AString.h"
 #include "cli/Kt_Bounds.h"
@@ -302,7 +303,7 @@ DataFormat FormatOfBeginning(std::string_view bytes) {
 // The file that is loaded is the last one that the rejected rows should replace.
 bool IsSameFile(const std::string& a, const std::string& b) {
   std::error_code ignored;
-  return std::filesystem::equivalent(a, b, ignored);
+  return std::filesystem::equivalent(kt_path(a), kt_path(b), ignored);
 }
 
 // The options with a format; false when the name of the file does not give it.
@@ -328,7 +329,7 @@ std::optional<DataFormat> FindDataFormat(std::string_view name) {
 }
 
 std::optional<DataFormat> DataFormatOf(std::string_view path) {
-  const std::string ending = std::filesystem::path(path).extension().string();
+  const std::string ending = kt_path(path).extension().string();
   if (ending == ".txt") return DataFormat::kCsv;
   return ending.empty() ? std::nullopt : FindDataFormat(std::string_view(ending).substr(1));
 }

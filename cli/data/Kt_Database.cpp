@@ -5,6 +5,7 @@
 
 #include <filesystem>
 
+#include "classlib/base/Kt_Path.h"
 #include "connect/Kt_Changes.h"
 #include "connect/Kt_Database.h"
 #include "connect/sql/Kt_SqlSelect.h"
@@ -36,7 +37,7 @@ Kt_Database::Options DatabaseOptions(const DataOptions& options) {
 }
 
 std::string DatasetNameOf(const std::string& path) {
-  if (!Kt_DatabaseUrl::IsUrl(path)) return std::filesystem::path(path).stem().string();
+  if (!Kt_DatabaseUrl::IsUrl(path)) return kt_path(path).stem().string();
   Kt_DatabaseUrl url;
   std::string ignored;
   if (!Kt_DatabaseUrl::Parse(path, url, ignored)) return {};
@@ -46,8 +47,8 @@ std::string DatasetNameOf(const std::string& path) {
 
 void NoteNotOpened(const Kt_DatabaseUrl& url, DataReport& report) {
   std::error_code ignored;
-  report.no_access =
-      url.kind == Kt_DatabaseUrl::Kind::kSqlite && !std::filesystem::exists(url.file, ignored);
+  report.no_access = url.kind == Kt_DatabaseUrl::Kind::kSqlite &&
+                     !std::filesystem::exists(kt_path(url.file), ignored);
 }
 
 bool LoadDatabase(const Kt_DatabaseUrl& url, const DataOptions& options, Kt_Dataset& dataset,

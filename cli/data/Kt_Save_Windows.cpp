@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 //
-// The same as Kt_Save.cpp with what Windows has. A file that is open, and was not opened for sharing,
-// can neither be opened nor deleted by others: no lock is needed, and deleting a leftover fails as long
-// as somebody writes it. It has to be closed before it can be renamed; who finds it in that moment
-// takes it for a leftover, and then the rename fails, which is told, and the old file stays. Rights come
-// from the folder.
+// The same as Kt_Save.cpp with what Windows has. A file that is open, and was not opened for
+// sharing, can neither be opened nor deleted by others: no lock is needed, and deleting a leftover
+// fails as long as somebody writes it. It has to be closed before it can be renamed; who finds it
+// in that moment takes it for a leftover, and then the rename fails, which is told, and the old
+// file stays. Rights come from the folder.
 #include <fcntl.h>
 #include <io.h>
 #include <share.h>
@@ -17,6 +17,9 @@
 #include <system_error>
 #include <utility>
 
+#undef ReplaceFile  // the system's own, with a suffix
+
+#include "classlib/base/Kt_Path.h"
 #include "classlib/base/Kt_WorkMeter.h"
 #include "cli/data/Kt_Save.h"
 
@@ -42,7 +45,7 @@ fs::path SlotPath(const fs::path& target, int slot) {
 // A file beside the target, from its first byte to the rename. What is left of it is removed.
 class Replacement {
  public:
-  explicit Replacement(const std::string& target) : target_(target) {}
+  explicit Replacement(const std::string& target) : target_(kt_path(target)) {}
   Replacement(const Replacement&) = delete;
   Replacement& operator=(const Replacement&) = delete;
   ~Replacement() {

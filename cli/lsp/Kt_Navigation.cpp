@@ -3,6 +3,7 @@
 // Where names are: definition, references, rename.
 #include <algorithm>
 
+#include "classlib/base/Kt_Path.h"
 #include "cli/lsp/Kt_Features.h"
 #include "expr/Kt_ExprUtil.h"
 
@@ -28,14 +29,15 @@ int FindIncluded(const Cursor& at, const Kt_WString& pragma) {
   if (quote == std::u16string_view::npos) return -1;
   const std::u16string_view rest = pragma.View().substr(quote + 1);
   const std::string name = Kt_WString(rest.substr(0, rest.find(pragma.View()[quote]))).ToUtf8();
+  const fs::path file_name = kt_path(name);
   std::error_code error;
   const int beside =
-      at.program.FindFile(fs::weakly_canonical(at.File().path.parent_path() / name, error));
+      at.program.FindFile(fs::weakly_canonical(at.File().path.parent_path() / file_name, error));
   if (beside >= 0) return beside;
-  const std::string ending = "/" + fs::path(name).lexically_normal().string();
+  const std::string ending = "/" + file_name.lexically_normal().generic_string();
   const std::vector<ScriptFile>& files = at.program.Files();
   for (std::size_t file = 0; file < files.size(); ++file) {
-    if (files[file].path.string().ends_with(ending)) return static_cast<int>(file);
+    if (files[file].path.generic_string().ends_with(ending)) return static_cast<int>(file);
   }
   return -1;
 }

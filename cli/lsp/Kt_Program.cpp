@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "analysis/Kt_Analysis.h"
+#include "classlib/base/Kt_Path.h"
 #include "cli/Kt_Diagnostic.h"
 #include "cli/Kt_Report.h"
 #include "cli/Kt_ScriptToRead.h"
@@ -116,7 +117,7 @@ void Program::Read(const fs::path& file) {
     if (files_.empty()) return;
     lacks_files_ = true;
     // Of an include the loader names the file as messages do, from the folder of the script on.
-    const int found = FindFile(fs::path(told.file).lexically_normal());
+    const int found = FindFile(kt_path(told.file).lexically_normal());
     ScriptFile& of = files_[found < 0 ? 0 : static_cast<std::size_t>(found)];
     const bool has_place = found >= 0 && told.line > 0 && told.line <= of.text.LineCount();
     const Range line = of.text.LineRange(has_place ? told.line - 1 : 0);

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "classlib/base/Kt_Memory.h"
+#include "classlib/base/Kt_Path.h"
 #include "cli/Kt_Host.h"
 #include "cli/Kt_HostNames.h"
 #include "cli/data/Kt_Options.h"
@@ -268,7 +269,7 @@ void Server::ReadClient(const Json& capabilities) {
 
 void Server::ReadOptions(const Json& options) {
   const auto in_folder = [this](const Json& path) {
-    const std::filesystem::path file(path.get<std::string>());
+    const std::filesystem::path file = kt_path(path.get<std::string>());
     return (folders_.empty() ? file : folders_[0] / file).string();
   };
   std::vector<std::string> include_dirs;

@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "classlib/base/Kt_Path.h"
+
 namespace fs = std::filesystem;
 
 namespace kt::cli::lsp {
@@ -41,16 +43,21 @@ std::optional<fs::path> PathOfUri(std::string_view uri) {
   uri.remove_prefix(kScheme.size());
   const std::size_t slash = uri.find('/');  // after the host, which is empty or this one
   if (slash == uri.npos) return std::nullopt;
-  const std::string name = Decoded(uri.substr(slash));
+  std::string name = Decoded(uri.substr(slash));
   if (name.find('\0') != std::string::npos) return std::nullopt;
+#if defined(_WIN32)
+  if (name.size() > 2 && name[2] == ':') name.erase(0, 1);  // file:///c:/folder
+#endif
+  const fs::path path = kt_path(name);
   std::error_code error;
-  const fs::path canonical = fs::weakly_canonical(name, error);
-  return error ? fs::path(name).lexically_normal() : canonical;
+  const fs::path canonical = fs::weakly_canonical(path, error);
+  return error ? path.lexically_normal() : canonical;
 }
 
 std::string UriOfPath(const fs::path& path) {
   std::string uri(kScheme);
-  for (const char unit : path.string()) {
+  if (path.has_root_name()) uri += '/';
+  for (const char unit : path.generic_string()) {
     if (StaysPlain(unit)) {
       uri += unit;
     } else {

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "classlib/base/Kt_Path.h"
 #include "cli/lsp/Kt_Uri.h"
 
 namespace fs = std::filesystem;
@@ -57,8 +58,8 @@ fs::path Workspace::PathOf(const std::string& uri) const {
   std::ranges::replace(name, '/', '_');
   std::error_code ignored;
   const fs::path folder =
-      rules_.folders.empty() ? fs::current_path(ignored) : fs::path(rules_.folders[0]);
-  return folder / name;
+      rules_.folders.empty() ? fs::current_path(ignored) : kt_path(rules_.folders[0]);
+  return folder / kt_path(name);
 }
 
 void Workspace::Open(const std::string& uri, std::int64_t version, Kt_WString text) {

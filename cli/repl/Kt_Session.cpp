@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <ostream>
 
+#include "classlib/base/Kt_Path.h"
 #include "cli/Kt_Expr.h"
 #include "cli/Kt_Loader.h"
 #include "cli/Kt_Options.h"
@@ -154,8 +155,9 @@ bool Kt_CliSession::Execute(const Piece& piece) {
 bool Kt_CliSession::Load(const std::string& path, const std::vector<std::string>& include_dirs) {
   Kt_CliReport report(streams_);
   std::error_code ignored;
+  const std::filesystem::path file = kt_path(path);
   // It is read twice.
-  if (std::filesystem::exists(path, ignored) && !std::filesystem::is_regular_file(path, ignored)) {
+  if (std::filesystem::exists(file, ignored) && !std::filesystem::is_regular_file(file, ignored)) {
     report.Tell(Diagnostic::Error("cannot read: not a regular file", path));
     return false;
   }

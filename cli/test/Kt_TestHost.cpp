@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "classlib/base/Kt_Path.h"
 #include "cli/Kt_File.h"
 #include "cli/Kt_Text.h"
 #include "cli/Kt_Visible.h"
@@ -143,8 +144,8 @@ kt_long Kt_TestHost::AssertFails(const Kt_VariantList& args) {
 }
 
 kt_long Kt_TestHost::Fixture(const Kt_VariantList& args, Kt_Variant& result) {
-  const std::filesystem::path name = args.GetItemNN(0).ToString().ToUtf8();
-  result = Kt_WString::FromUtf8((std::filesystem::path(folder_) / name).string());
+  const std::filesystem::path name = kt_path(args.GetItemNN(0).ToString().ToUtf8());
+  result = Kt_WString::FromUtf8((kt_path(folder_) / name).string());
   return 0;
 }
 
@@ -155,7 +156,7 @@ kt_long Kt_TestHost::AssertRecorded(const Kt_VariantList& args) {
     return FailWith(kFunction, {}, "'" + kt::cli::Shown(name) + "' is no name of a record");
   }
   const Kt_WString value = RecordOf(args.GetItemNN(1).Dereference());
-  const std::string path = (std::filesystem::path(folder_) / (name + ".recorded")).string();
+  const std::string path = (kt_path(folder_) / kt_path(name + ".recorded")).string();
   std::string file;
   std::string reason;
   if (!GetFence().Resolve(path, file, reason)) return FailWith(kFunction, {}, reason);

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <sstream>
 
+#include "classlib/base/Kt_Path.h"
 #include "cli/Kt_Diagnostic.h"
 #include "cli/Kt_Loader.h"
 #include "cli/Kt_Report.h"
@@ -33,7 +34,7 @@ class LoadedTests {
  public:
   LoadedTests(const std::string& file, const TestOptions& options, Coverage* coverage,
               Streams streams)
-      : host_(streams, fs::path(file).parent_path().string(), options.updates), script_(&host_) {
+      : host_(streams, kt_path(file).parent_path().string(), options.updates), script_(&host_) {
     host_.SetStrict(options.strict);
     host_.SetScript(script_);
     Kt_CliReport report(streams);
@@ -101,14 +102,15 @@ std::vector<std::string> FindTestFiles(const std::vector<std::string>& paths,
                                        std::string& missing) {
   std::vector<std::string> files;
   for (const std::string& path : paths) {
+    const fs::path given = kt_path(path);
     std::error_code error;
-    if (!fs::is_directory(path, error)) {
-      if (!fs::exists(path, error) && missing.empty()) missing = path;
+    if (!fs::is_directory(given, error)) {
+      if (!fs::exists(given, error) && missing.empty()) missing = path;
       files.push_back(path);
       continue;
     }
     const auto options = fs::directory_options::skip_permission_denied;
-    for (fs::recursive_directory_iterator entry(path, options, error), end; entry != end;
+    for (fs::recursive_directory_iterator entry(given, options, error), end; entry != end;
          entry.increment(error)) {
       const std::string file = entry->path().lexically_normal().string();
       if (file.ends_with(kEnding)) files.push_back(file);
