@@ -59,8 +59,7 @@ class TwoThreadsDeathTest : public testing::Test {
 };
 
 TEST_F(TwoThreadsDeathTest, InOneDataset) {
-  constexpr const char* kMessage =
-      "thread \\w+ uses dataset 'orders' while thread \\w+ is";
+  constexpr const char* kMessage = "thread \\w+ uses dataset 'orders' while thread \\w+ is";
   EXPECT_DEATH(UseWhileComputing([](Kt_Dataset& d) { (void)d.ReadColumn(0, 0); }), kMessage);
   EXPECT_DEATH(UseWhileComputing([](Kt_Dataset& d) { d.AppendRow(); }), kMessage);
   EXPECT_DEATH(UseWhileComputing([](Kt_Dataset& d) { d.RecalcGroup(); }), kMessage);
