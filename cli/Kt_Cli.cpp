@@ -11,7 +11,6 @@
 #include <ostream>
 #include <sstream>
 #include <string_view>
-#include <thread>
 
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/base/Kt_WorkThreads.h"
@@ -21,6 +20,7 @@
 #include "cli/Kt_Diagnostic.h"
 #include "cli/Kt_Memory.h"
 #include "cli/Kt_Options.h"
+#include "cli/Kt_Threads.h"
 #include "cli/Kt_Visible.h"
 #include "object/Kt_RunError.h"
 
@@ -207,12 +207,12 @@ bool WantsJson(const Arguments& arguments) {
 // What options bound of what a command does.
 struct Bounds {
   std::int64_t megabytes = 0;
-  int threads = 2;
+  int threads = 0;  // not said
 };
 
 int Run(const Action& action, const Bounds& bounds, Streams streams) {
   const Kt_CountedMemory bound(MemoryLimit(bounds.megabytes));
-  const Kt_WorkThreads allowed(std::thread::hardware_concurrency() == 1 ? 1 : bounds.threads);
+  const Kt_WorkThreads allowed(ThreadsFor(bounds.threads));
   const int status = action(streams);
   // That memory ran out has been told, unless somebody took no notice of it, or took it for another
   // fault.

@@ -27,7 +27,7 @@ CLI::Option* AddJsonFlag(CLI::App& command, const std::string& help);
 // --strict.
 CLI::Option* AddStrictFlag(CLI::App& command, bool& strict);
 
-// --threads, for a command that works on data.
+// --threads, for a command that works on data; 0: it was not given.
 void AddThreadsOption(CLI::App& command, int& threads);
 
 // Which files scripts may reach, as the command line says.

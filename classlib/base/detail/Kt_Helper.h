@@ -19,8 +19,9 @@ namespace kt::detail {
 // care that results and charges do not depend on which thread does what.
 //
 // The thread is started by the constructor, 30 to 60 microseconds, and waits between two calls; one
-// call costs 5 to 20. A piece that it has not begun when this thread has done its own is done here,
-// so a busy machine makes nothing slower. Signals are blocked on it.
+// call costs 5 to 20. A piece that it has not begun when this thread has done its own is done
+// here; one that it has begun is waited for, which costs time where no processor is free. Signals
+// are blocked on it.
 //
 // Threads: belongs to one thread. Fails: where the system has no thread to give, it is not there.
 class KT_CLASS_API Helper {
