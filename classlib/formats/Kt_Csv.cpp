@@ -288,7 +288,8 @@ class CsvLoader {
     cells_.clear();
     if (!HasRoom(room_)) return false;
     for (const CsvColumn& column : columns_) {
-      cells_.push_back(std::make_shared<Kt_Column>(column.type));
+      const auto apart = std::make_shared<ApartColumn>(column.type);
+      cells_.emplace_back(apart, &apart->column);
       cells_.back()->Reserve(room_);
     }
     if (!FillInBatches()) return false;
@@ -480,8 +481,13 @@ class CsvLoader {
     return true;
   }
 
+  struct alignas(kApart) ApartColumn {
+    explicit ApartColumn(Kt_ColumnType type) : column(type) {}
+    Kt_Column column;
+  };
+
   // Records that are stored together: the cells of a column follow one another.
-  struct Batch {
+  struct alignas(kApart) Batch {
     std::size_t most = 0;           // rows that it has room for
     std::size_t rows = 0;           // 0: the text has ended
     std::size_t end_row = 0;        // rows of the text up to its end
@@ -792,17 +798,17 @@ class CsvLoader {
   Scanner body_;  // before the first row
   std::vector<CsvColumn> columns_;
   std::vector<std::shared_ptr<Kt_Column>> cells_;
-  typename Scanner::Cells record_;  // the record in hand
-  kt_long row_count_ = 0;           // records so far that have a place in the columns
-  kt_long noted_rows_ = 0;          // those that the types are of
-  kt_long stored_ = 0;
   std::size_t room_ = 0;    // rows that the columns have room for
   bool is_misfit_ = false;  // a cell does not fit the type that the first records gave its column
   Kt_NullCounts nulls_;
+  alignas(kApart) typename Scanner::Cells record_;  // the record in hand
+  kt_long row_count_ = 0;   // records so far that have a place in the columns
+  kt_long noted_rows_ = 0;  // those that the types are of
+  kt_long stored_ = 0;
   typename Scanner::Buffer narrow_;
   kt::CountedText wide_;
   Texts own_texts_;
-  Texts other_texts_;  // of the second thread
+  alignas(kApart) Texts other_texts_;  // of the second thread
 };
 
 // False, with the reason in the report, when the text is no table.

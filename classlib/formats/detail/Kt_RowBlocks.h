@@ -89,8 +89,8 @@ kt_long WriteInBlocks(const SavedRows& saved, bool may_share, Make make, Pay pay
   const std::size_t step =
       std::max<std::size_t>(kCellsPerBlock / std::max<std::size_t>(saved.columns.size(), 1), 1);
   Helper helper(may_share ? rows : 0);
-  auto writer = make();
-  std::optional<decltype(writer)> other;
+  alignas(kApart) auto writer = make();
+  alignas(kApart) std::optional<decltype(writer)> other;
   if (helper.IsThere()) other.emplace(make());
   const auto take_up_to = [&](std::size_t end, const auto& written) {
     return take(written, static_cast<double>(end) / static_cast<double>(rows));
