@@ -239,11 +239,11 @@ std::optional<Diagnostic> Prepare(const CLI::App& command, Arguments& arguments)
 }
 
 enum OptionSet : unsigned {
-  kNoOptions = 0,
-  kMemory = 1,
-  kThreads = 2,
-  kSandbox = 4,
-  kAllOptions = kMemory | kThreads | kSandbox,
+  kWithNone = 0,
+  kWithMemory = 1,
+  kWithThreads = 2,
+  kWithSandbox = 4,
+  kWithAll = kWithMemory | kWithThreads | kWithSandbox,
 };
 
 struct Command {
@@ -254,20 +254,20 @@ struct Command {
 };
 // In the order of the help.
 constexpr Command kCommands[] = {
-    {"run", AddRun, kAllOptions},
-    {"eval", AddEval, kAllOptions},
-    {"check", AddCheck, kMemory | kSandbox},
-    {"completion", AddCompletion, kNoOptions, true},
-    {"explain", AddExplain, kNoOptions},
-    {"dump", AddDump, kNoOptions},
-    {"fmt", AddFmt, kNoOptions},
-    {"functions", AddFunctions, kNoOptions},
-    {"help", AddHelp, kNoOptions, true},
-    {"lsp", AddLsp, kMemory},
-    {"man", AddMan, kNoOptions, true},
-    {"repl", AddRepl, kMemory | kThreads},
-    {"show", AddShow, kAllOptions},
-    {"test", AddTest, kAllOptions},
+    {"run", AddRun, kWithAll},
+    {"eval", AddEval, kWithAll},
+    {"check", AddCheck, kWithMemory | kWithSandbox},
+    {"completion", AddCompletion, kWithNone, true},
+    {"explain", AddExplain, kWithNone},
+    {"dump", AddDump, kWithNone},
+    {"fmt", AddFmt, kWithNone},
+    {"functions", AddFunctions, kWithNone},
+    {"help", AddHelp, kWithNone, true},
+    {"lsp", AddLsp, kWithMemory},
+    {"man", AddMan, kWithNone, true},
+    {"repl", AddRepl, kWithMemory | kWithThreads},
+    {"show", AddShow, kWithAll},
+    {"test", AddTest, kWithAll},
 };
 
 // The command that is called `name`; all of them for one that shows others, and for none. Setting
@@ -279,9 +279,9 @@ void AddCommands(CLI::App& app, Action& action, const std::string& name, Bounds&
     if (is_alone && &command != asked) continue;
     command.add(app, action);
     CLI::App& added = *app.get_subcommand(command.name);
-    if ((command.options & kMemory) != 0) AddMemoryOption(added, bounds.megabytes);
-    if ((command.options & kThreads) != 0) AddThreadsOption(added, bounds.threads);
-    if ((command.options & kSandbox) != 0) AddSandboxFlag(added);
+    if ((command.options & kWithMemory) != 0) AddMemoryOption(added, bounds.megabytes);
+    if ((command.options & kWithThreads) != 0) AddThreadsOption(added, bounds.threads);
+    if ((command.options & kWithSandbox) != 0) AddSandboxFlag(added);
     AddColorOption(added);
   }
 }
