@@ -226,7 +226,7 @@ std::string DescribeInColor(const Diagnostic& diagnostic) {
     stream << text;
     return out.str();
   };
-  std::vector<std::string> lines = Lines(visible(Describe(diagnostic)));
+  std::vector<std::string> lines = SplitLines(visible(Describe(diagnostic)));
   std::string& line = lines.at(0);
   const std::string place = visible(PlaceText(diagnostic));
   const std::string severity = std::string(SeverityName(diagnostic.severity)) + ":";

@@ -94,7 +94,7 @@ class Reader {
 bool AddHostNames(const Kt_WString& text, KnownNames& known, std::string& error) {
   Reader reader(known);
   int number = 0;
-  for (const std::string& line : Lines(text.ToUtf8())) {
+  for (const std::string& line : SplitLines(text.ToUtf8())) {
     ++number;
     if (line.find_first_not_of(" \t\r") == line.npos) continue;
     const std::string fault = reader.Read(line);

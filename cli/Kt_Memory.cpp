@@ -72,7 +72,7 @@ bool ReadGroup(const std::string& line, std::string& folder, std::string& path, 
 
 std::int64_t GroupLimit(const std::string& folder, const std::string& groups) {
   std::int64_t limit = 0;
-  for (const std::string& line : Lines(groups)) {
+  for (const std::string& line : SplitLines(groups)) {
     std::string base = folder;
     std::string path;
     const char* file = nullptr;

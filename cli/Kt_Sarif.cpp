@@ -95,7 +95,7 @@ class Log {
 
 std::string ToSarif(const std::string& messages, int status) {
   Log log;
-  for (const std::string& line : Lines(messages)) log.Add(OrderedJson::parse(line));
+  for (const std::string& line : SplitLines(messages)) log.Add(OrderedJson::parse(line));
   return log.Get(status).dump() + "\n";
 }
 

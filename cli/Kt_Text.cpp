@@ -217,7 +217,7 @@ std::string LineWithCaret(std::u16string_view text, std::size_t offset, std::siz
          std::string(static_cast<std::size_t>(wave), '~') + '\n';
 }
 
-std::vector<std::string> Lines(std::string_view text) {
+std::vector<std::string> SplitLines(std::string_view text) {
   std::vector<std::string> lines;
   while (!text.empty()) {
     const std::size_t end = std::min(text.find('\n'), text.size());

@@ -34,7 +34,7 @@ std::string LineWithCaret(std::u16string_view text, std::size_t offset, std::siz
 
 // The lines of a text, without their line feeds. A stream that reads lines keeps to itself that
 // memory ran out, and ends.
-std::vector<std::string> Lines(std::string_view text);
+std::vector<std::string> SplitLines(std::string_view text);
 
 // The text of a value as print() shows it: lists as [1, 'a', [2]], bytes in hexadecimal.
 std::string ValueText(const Kt_Variant& value);

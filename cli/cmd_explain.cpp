@@ -60,7 +60,7 @@ void AddSections(std::string_view page, std::vector<Entry>& entries) {
     if (!name.empty()) entries.push_back({{name}, text.Get()});
     text = {};
   };
-  for (const std::string& line : Lines(chapter)) {
+  for (const std::string& line : SplitLines(chapter)) {
     if (!line.starts_with("### ")) {
       text.Add(line);
       continue;
@@ -86,7 +86,7 @@ std::vector<std::string> Cells(std::string_view row) {
 
 // The rows of the tables: code, name in backquotes, text, when. Some have no code.
 void AddErrors(std::vector<Entry>& entries) {
-  for (const std::string& line : Lines(ErrorsPage())) {
+  for (const std::string& line : SplitLines(ErrorsPage())) {
     if (!line.starts_with("| ") || line.find("`k") == line.npos) continue;
     const std::vector<std::string> cells = Cells(line);
     if (cells.size() < 4 || !cells[1].starts_with("`k")) continue;

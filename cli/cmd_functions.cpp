@@ -65,7 +65,7 @@ int ListAll(Streams streams) {
 }
 
 void PrintExamples(const Help& function, std::ostream& out) {
-  for (const std::string& line : Lines(LayOutExamples(function.examples).ToUtf8())) {
+  for (const std::string& line : SplitLines(LayOutExamples(function.examples).ToUtf8())) {
     out << (line.empty() ? "" : "    ") << line << '\n';
   }
 }
