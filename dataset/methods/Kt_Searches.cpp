@@ -16,6 +16,7 @@ bool HasTrue(const kt_long* conditions, kt_long count) {
 
 // The first true one of some conditions; their count when there is none.
 kt_long FirstTrueOf(const RowNumbers& conditions) {
+  if (conditions.are_zeros) return conditions.count;
   constexpr kt_long kAtOnce = 256;
   kt_long at = 0;
   if (conditions.longs == nullptr) return conditions.count;  // doubles are no conditions

@@ -268,8 +268,13 @@ struct RowBlock::Kernels {
     for (std::size_t first = 0; first < block.count_; first += kAtOnce) {
       const std::size_t end = std::min(block.count_, first + kAtOnce);
       kt_long open = 0;
-      for (std::size_t at = first; at < end; ++at)
-        open |= IsWholeTrue(from[at]) != kSettles ? 1 : 0;
+      for (std::size_t at = first; at < end; ++at) {
+        if constexpr (std::is_same_v<T, kt_long> && !kSettles) {
+          open |= from[at];
+        } else {
+          open |= IsWholeTrue(from[at]) != kSettles ? 1 : 0;
+        }
+      }
       if (open != 0) return false;
     }
     return true;
@@ -832,12 +837,15 @@ void RowBlock::Fill(const Kt_Dataset& dataset, kt_long row_count, kt_long row) {
 
 // The right side of an && or || that is settled in every row is left out.
 void RowBlock::RunSteps() {
+  are_zeros_ = false;
   for (std::size_t number = 0; number < steps_.size(); ++number) {
     const Step& step = steps_[number];
     step.kernel(*this, step);
     if (step.is_settled == nullptr || !step.is_settled(*this, step)) continue;
     std::fill_n(step.out->own_longs.data(), count_, kt_long{step.op == CodeOp::kTestOr});
     number = step.landing - 1;
+    are_zeros_ =
+        step.op == CodeOp::kTestAnd && step.landing == steps_.size() && step.out == result_;
   }
 }
 
@@ -866,6 +874,7 @@ RowNumbers RowBlock::Numbers(std::size_t from, std::size_t to) const {
   numbers.count = static_cast<kt_long>(to - from);
   numbers.longs = lane.is_long ? lane.longs + from : nullptr;
   numbers.doubles = lane.is_long ? nullptr : lane.doubles + from;
+  numbers.are_zeros = are_zeros_ && marks_[from] == kPlain;
   return numbers;
 }
 

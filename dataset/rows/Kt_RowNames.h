@@ -36,6 +36,8 @@ struct RowNumbers {
   kt_long count = 0;
   // Of addends, other than 0 where the value is empty, and the number 0; null: nowhere.
   const std::uint8_t* empty_marks = nullptr;
+  // All of them are known to be the long 0, and need no look.
+  bool are_zeros = false;
 };
 
 }  // namespace kt::detail
