@@ -67,7 +67,7 @@ struct Helper::State {
   };
 
   State() {
-    const SignalsBlocked blocked;
+    [[maybe_unused]] const SignalsBlocked blocked;
     thread = std::thread([this] { Run(); });
   }
 
