@@ -76,7 +76,8 @@ class RequestReader {
     return ForEachItem(list, [&](const Kt_WString& item) {
       const Kt_SqlColumn* column = table_.Find(item);
       bool is_descending = false;
-      if (const std::size_t colon = item.View().rfind(u':'); column == nullptr && colon != npos) {
+      if (const std::size_t colon = item.View().rfind(u':');
+          column == nullptr && colon != kNowhere) {
         Kt_WString direction(item.View().substr(colon + 1));
         direction.Trim();
         is_descending = direction.EqualsNoCase(u"d");
@@ -112,7 +113,7 @@ class RequestReader {
     return false;
   }
 
-  static constexpr std::size_t npos = std::u16string_view::npos;
+  static constexpr std::size_t kNowhere = std::u16string_view::npos;
   const Kt_SqlTable& table_;
   Kt_SqlRequest& request_;
   std::string& error_;

@@ -209,14 +209,14 @@ void SortByLeadingBits(CountedVector<std::uint64_t>& keys, CountedVector<std::ui
       SortShortRun(sorted_keys, words, first, last);
       continue;
     }
-    run_keys.assign(sorted_keys.begin() + first, sorted_keys.begin() + last);
+    run_keys.assign(sorted_keys.data() + first, sorted_keys.data() + last);
     run_places.clear();
     for (std::size_t at = first; at < last; ++at) {
       run_places.push_back(static_cast<std::uint32_t>(words[at] & place_mask));
     }
     SortInOneWord(run_keys, run_places, DifferentBits(run_keys), place_bits, charge, alone);
-    std::copy(run_keys.begin(), run_keys.end(), sorted_keys.begin() + first);
-    std::copy(run_places.begin(), run_places.end(), words.begin() + first);
+    std::copy(run_keys.begin(), run_keys.end(), sorted_keys.data() + first);
+    std::copy(run_places.begin(), run_places.end(), words.data() + first);
   }
 
   CountedVector<std::uint32_t> sorted_rows(count);
