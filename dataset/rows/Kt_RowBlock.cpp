@@ -854,6 +854,7 @@ void RowBlock::FinishResult() {
   const bool has_odd_ones = odd_results_ != nullptr && !odd_results_->empty();
   is_even_ = !has_marks && !has_odd_ones;
   has_addends_ = !has_marks && has_odd_ones && odd_mark_ == kEmpty;
+  are_zeros_ = are_zeros_ && is_even_;  // rows that are computed again may be others
   if (has_odd_ones) MarkOddResults();
   if (has_marks) ComputeAgain();
 }
@@ -874,7 +875,7 @@ RowNumbers RowBlock::Numbers(std::size_t from, std::size_t to) const {
   numbers.count = static_cast<kt_long>(to - from);
   numbers.longs = lane.is_long ? lane.longs + from : nullptr;
   numbers.doubles = lane.is_long ? nullptr : lane.doubles + from;
-  numbers.are_zeros = are_zeros_ && marks_[from] == kPlain;
+  numbers.are_zeros = are_zeros_;
   return numbers;
 }
 

@@ -230,7 +230,7 @@ class RowBlock {
   Mark odd_mark_ = kEmpty;                // but this
   Lane other_;                            // numbers that are not of the result's kind
   bool is_even_ = false;                  // all marks are kPlain
-  bool are_zeros_ = false;                // the result, in rows that are marked kPlain
+  bool are_zeros_ = false;                // the result, in all rows
   bool has_addends_ = false;              // all marks are kPlain, or kEmpty where the number is 0
   kt_long first_ = 0;                     // rows [first_, end_) are computed
   kt_long end_ = 0;
