@@ -62,10 +62,10 @@ int main(int argc, char** argv) {
     return 1;
   }
   for (const fs::path& file : files) {
-    std::printf("input %s\n", file.c_str());
+    std::printf("input %s\n", file.string().c_str());
     std::fflush(stdout);
     if (!RunFile(file)) {
-      std::fprintf(stderr, "cannot read %s\n", file.c_str());
+      std::fprintf(stderr, "cannot read %s\n", file.string().c_str());
       return 1;
     }
   }
