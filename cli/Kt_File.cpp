@@ -39,10 +39,14 @@ std::string BehindLinks(const std::string& path) {
 template <class Bytes>
 FileResult ReadToEnd(const OpenFile& file, std::size_t limit_bytes, Bytes& bytes,
                      std::string& error) {
+  const auto too_long = [&] {
+    error = fmt::format("longer than {} bytes", limit_bytes);
+    return FileResult::kBadContent;
+  };
   // Room for a plain file at once, so that a large one is not copied while it is read.
-  if (const std::size_t size = file.PlainSize(); size > 0) {
-    bytes.reserve(std::min(size, limit_bytes) + 1);
-  }
+  const std::size_t size = file.PlainSize();
+  if (size > limit_bytes) return too_long();
+  if (size > 0) bytes.reserve(size + 1);
   const auto buffer = std::make_unique<char[]>(kReadBytes);
   for (;;) {
     const std::ptrdiff_t count = file.Read(buffer.get(), kReadBytes);
@@ -56,10 +60,7 @@ FileResult ReadToEnd(const OpenFile& file, std::size_t limit_bytes, Bytes& bytes
       return FileResult::kNoAccess;
     }
     bytes.append(buffer.get(), static_cast<std::size_t>(count));
-    if (bytes.size() > limit_bytes) {
-      error = fmt::format("longer than {} bytes", limit_bytes);
-      return FileResult::kBadContent;
-    }
+    if (bytes.size() > limit_bytes) return too_long();
   }
 }
 
