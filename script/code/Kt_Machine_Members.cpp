@@ -171,8 +171,9 @@ bool Machine::IsKnownObject(CodeFrame& frame, Instr in, int number) {
   if (!IsVariable(frame, in.B()) || frame.base[in.A()].IsCounted()) return false;
   const LinkedCode::MemberSite& site = frame.link->members[static_cast<std::size_t>(number)];
   const Kt_ObjectHolder& hold = Place(frame, in.B()).GetHolder();
-  return site.quick != nullptr && site.use != MemberUse::kItemValue && hold.IsValid() &&
-         site.type == &typeid(*hold.GetObject());
+  if (site.quick == nullptr || site.use == MemberUse::kItemValue || !hold.IsValid()) return false;
+  const Kt_Object& object = *hold.GetObject();
+  return site.type == &typeid(object);
 }
 
 kt_long Machine::ReceiveObject(CodeFrame& frame, Instr in, Kt_Variant&& object) {
