@@ -168,7 +168,7 @@ TEST_F(HelperTest, StopsBoth) {
         std::optional<Kt_BoundedWork> inner;
         if (is_outer) inner.emplace(inner_budget);
         Helper helper(1);
-        std::thread canceller([&] { cancel = code == kErrCancelled; });
+        std::thread canceller([&cancel, is_flag = budget == &flag] { cancel = is_flag; });
         if (works) {
           EXPECT_THROW(helper.Both(for_ever, for_ever), kt::detail::WorkStopped);
         } else {
