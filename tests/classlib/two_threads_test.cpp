@@ -217,7 +217,6 @@ TEST_F(HelperTest, SharesTheBoundOfMemory) {
 struct Outcome {
   std::string text;
   std::int64_t units = 0;
-  friend bool operator==(const Outcome&, const Outcome&) = default;
 };
 
 constexpr std::int64_t kManySteps = 1000000000;
