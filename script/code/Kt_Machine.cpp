@@ -1048,13 +1048,14 @@ run:
     KT_NEXT();
   }
   KT_CASE(Receive) {
-    const Kt_Variant& value = KT_X(in.B());
-    Kt_Variant& dst = KT_R(in.A());
-    if (KT_LIKELY((in.C() & kObjectSite) == 0 && (IsNumberOrText(value) || value.IsList()) &&
-                  !dst.IsCounted())) {
-      dst = value;
-      if (KT_UNLIKELY(value.IsCounted())) KT_DROP_TEXT(in.B());
-      KT_NEXT();
+    if (KT_LIKELY((in.C() & kObjectSite) == 0)) {  // else it may be a name of the host
+      const Kt_Variant& value = KT_X(in.B());
+      Kt_Variant& dst = KT_R(in.A());
+      if (KT_LIKELY((IsNumberOrText(value) || value.IsList()) && !dst.IsCounted())) {
+        dst = value;
+        if (KT_UNLIKELY(value.IsCounted())) KT_DROP_TEXT(in.B());
+        KT_NEXT();
+      }
     }
     KT_SLOW(Receive(*frame, in));
   }
