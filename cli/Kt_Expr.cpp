@@ -10,20 +10,6 @@
 namespace kt::cli {
 namespace {
 
-// The offset up to which the tokens of the text reach; its length when they reach the end. What
-// stands behind it takes no part in the expression.
-kt_long TokensEnd(const Kt_WString& text) {
-  const kt_long length = text.GetLength();
-  for (kt_long at = 0; at < length;) {
-    int start = 0;
-    int token_length = 0;
-    const int next = Kt_ExprUtil::FindToken(text.GetText() + at, length - at, start, token_length);
-    if (next < 1) return at + start;
-    at += next;
-  }
-  return length;
-}
-
 void Complain(const Kt_WString& text, kt_long offset, const Diagnostic& what,
               Kt_CliReport& report) {
   report.AtPlace(kExpressionName, text, static_cast<std::size_t>(std::max(offset, kt_long{0})), 1,
@@ -46,7 +32,7 @@ bool IsBracketList(const Kt_WString& text) {
 }  // namespace
 
 void WarnOfUnread(const Kt_WString& text, Kt_CliReport& report) {
-  const kt_long end = TokensEnd(text);
+  const kt_long end = Kt_ExprUtil::TokensEnd(text.GetText(), text.GetLength());
   if (end >= text.GetLength()) return;
   Complain(text, end, Diagnostic::Warning("the text from here on is not read"), report);
 }

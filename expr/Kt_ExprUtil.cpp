@@ -164,6 +164,17 @@ int Kt_ExprUtil::FindToken(const char16_t* text, kt_long length, int& start, int
   return token_length == -1 ? at - 1 : std::min(at + token_length, 0);
 }
 
+kt_long Kt_ExprUtil::TokensEnd(const char16_t* text, kt_long length) {
+  for (kt_long at = 0; at < length;) {
+    int start = 0;
+    int token_length = 0;
+    const int next = FindToken(text + at, length - at, start, token_length);
+    if (next < 1) return at + start;
+    at += next;
+  }
+  return length;
+}
+
 int Kt_ExprUtil::GetTokenType(const char16_t* text, kt_long length) {
   if (!text) return -1;
   kt_long at = 0;

@@ -48,6 +48,9 @@ KT_SCRIPT_API int ChkName(const char16_t* text, kt_long length);
 // front of it therefore make it a token, one blank or none ends the scan.
 // A point begins a number only when a digit from 0 to 8 follows.
 KT_SCRIPT_API int FindToken(const char16_t* text, kt_long length, int& start, int& token_length);
+// The offset up to which the tokens of a text reach, which is where a text begins that is never
+// closed; `length` when they reach the end. What stands behind it takes no part in the expression.
+KT_SCRIPT_API kt_long TokensEnd(const char16_t* text, kt_long length);
 
 // 0 when the expression is well formed, else an expression syntax code of Kt_Codes.h. Text that
 // FindToken cannot go on with ends the check: a lone unterminated string is valid.

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # scripts/fuzz.sh [SECONDS] [TARGET...]: builds the fuzz preset and runs each target (all, when none
 # is named) for SECONDS (30) over a copy of its kept corpus. Findings stay in build/fuzz/findings.
+# KT_FUZZ_SEED=N tries the same inputs each time, so that what fails is due to a change.
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
@@ -35,12 +36,21 @@ fuzz_target() {
   # Every comma of a header makes a column, and columns cost more than anything else.
   [ "$target" != dataset_csv ] || options+=(-max_len=1024)
   [ ! -f "fuzz/$target.dict" ] || options+=(-dict="fuzz/$target.dict")
+  [ -z "${KT_FUZZ_SEED:-}" ] || options+=(-seed="$KT_FUZZ_SEED")
   local status=0
   "build/fuzz/fuzz/${target}_fuzz" "${options[@]}" "$work/$target" >"$work/$target.log" 2>&1 ||
     status=$?
   { echo "fuzz: $target for $seconds seconds"; cat "$work/$target.log"; } >&2
-  return "$status"
+  [ "$status" -eq 0 ] || echo "$target" >>"$work/failed"
 }
 export -f fuzz_target
 export seconds findings work
 printf '%s\n' "${targets[@]}" | xargs -P "$(nproc)" -I '{}' bash -c 'fuzz_target {}'
+# Said last: a long log may be cut at its start.
+if [ -f "$work/failed" ]; then
+  while read -r target; do
+    echo "fuzz: $target failed:"
+    grep -v -E 'NEW_FUNC|# Uses:' "$work/$target.log" | tail -n 60
+  done <"$work/failed" >&2
+  exit 1
+fi

@@ -76,9 +76,11 @@ class RandomDataset {
         return Kt_Currency::FromUnits(Roll(2) == 0 ? kUnits[Roll(7)]
                                                    : std::bit_cast<std::int64_t>(AnyDouble()));
       case kTagDateTime:
-        switch (Roll(3)) {
+        switch (Roll(4)) {
           case 0: return Kt_DateTime{AnyDouble()};
           case 1: return Kt_DateTime{Roll(100000) + Roll(86400) / 86400.0};
+          // Beyond the calendar, with the digits of a date.
+          case 2: return Kt_DateTime{Roll(2) == 0 ? 16580613.0 : 19991231235959.0};
           default: return Kt_DateTime{static_cast<double>(Roll(3000000) - 700000)};
         }
       case kTagBool: return Kt_Variant(Roll(2) == 0);

@@ -36,7 +36,7 @@ class RequestReader {
     request_.filter.Trim();
     if (request_.filter.IsEmpty()) return true;
     const kt_long length = request_.filter.GetLength();
-    kt_long offset = UnreadFrom(request_.filter);
+    kt_long offset = Kt_ExprUtil::TokensEnd(request_.filter.GetText(), length);
     int code = offset < length ? kExprSingleQuote : kOk;
     if (code == kOk) code = Kt_ExprUtil::IsValidExpr(request_.filter.GetText(), length, &offset);
     Kt_Expr expr;
@@ -45,21 +45,6 @@ class RequestReader {
     if (code == kOk) offset = std::max(expr.GetErrorOffset(), kt_long{0});
     error_ = "filter: " + message.ToUtf8() + " at character " + std::to_string(offset + 1);
     return false;
-  }
-
-  // The offset of a text that is never closed, which parsing would leave out with all that follows;
-  // the length where there is none.
-  static kt_long UnreadFrom(const Kt_WString& text) {
-    const kt_long length = text.GetLength();
-    for (kt_long at = 0; at < length;) {
-      int start = 0;
-      int token_length = 0;
-      const int next =
-          Kt_ExprUtil::FindToken(text.GetText() + at, length - at, start, token_length);
-      if (next < 1) return at + start;
-      at += next;
-    }
-    return length;
   }
 
   bool ReadColumns(const std::string& list) {

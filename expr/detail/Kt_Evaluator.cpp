@@ -325,19 +325,19 @@ kt_long ReadAsEntry(Kt_ExprObject* context, Kt_ExprStackObj& entry) {
 
 namespace {
 
-bool BindBuiltin(Kt_ExprObject* context, const Kt_ExprOp& op, const Kt_Variant& first_arg,
-                 Kt_ExprStackObj& entry) {
+// The entry has no context of its own: it may be read when the one in hand has gone.
+bool BindBuiltin(const Kt_ExprOp& op, const Kt_Variant& first_arg, Kt_ExprStackObj& entry) {
   const Kt_Getter builtin = BuiltinOf(op);
   if (builtin == nullptr) return false;
   entry.ClearValue();
-  entry.SetIntFunc(context, op.text, builtin);
+  entry.SetIntFunc(nullptr, op.text, builtin);
   entry.GetArgs().Add(first_arg);
   return true;
 }
 
 kt_long MemberOfValue(Kt_ExprObject* context, const Kt_Expr& expr, const Kt_ExprOp& op,
                       const Kt_Variant& value, Kt_ExprStackObj& entry) {
-  if (BindBuiltin(context, op, value, entry)) return kOk;
+  if (BindBuiltin(op, value, entry)) return kOk;
   const Kt_WString text = NoMemberText(value, op.text);
   if (op.code == kOpMember) return NoteFailure(kFailed, text, op.text);
   Kt_Result result;
@@ -349,7 +349,7 @@ kt_long MemberOfColumn(Kt_ExprObject* context, const Kt_ExprOp& op, Kt_ExprStack
   if (op.GetBuiltinRow() >= 0) {
     Kt_Variant value;
     if (const kt_long code = ReadEntry(context, entry, value, 0)) return code;
-    (void)BindBuiltin(context, op, value, entry);
+    (void)BindBuiltin(op, value, entry);
     return kOk;
   }
   if (op.code == kOpMethod) {

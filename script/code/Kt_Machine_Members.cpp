@@ -135,11 +135,6 @@ kt_long Machine::ReceiveHost(CodeFrame& frame, Instr in) {
     code = BindMemberOfName(contexts.Get(), member.place, *member.expr,
                             frame.code->host_names[host], index, found.object, *entry);
     if (code == kOk) code = run_.Check(&script_);
-    // These contexts go; a built-in function is called in those of the call.
-    const bool is_builtin = entry->GetKind() == EXPR_OBJ_INTFUNC;
-    if (is_builtin && entry->GetConstIntFunc().context == contexts.Get()) {
-      entry->GetIntFunc().context = nullptr;
-    }
   }
   Store(frame, in.A(), Kt_Variant(found.object));
   if (found.object.IsObject()) frame.link->host_names[host] = std::move(found);

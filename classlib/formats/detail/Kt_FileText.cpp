@@ -55,6 +55,14 @@ bool SameBits(double a, double b) {
   return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b);
 }
 
+// Eight or fourteen digits would be read as a date: such a day number shows that it is a number.
+Kt_WString DayNumberText(double days) {
+  Kt_WString text = FileText(days);
+  Kt_DateTime date;
+  if (Kt_DateTime::FromText(text, date)) text += u".0";
+  return text;
+}
+
 Kt_WString DateText(Kt_DateTime moment) {
   char day[kMaxNumberUnits];
   if (const char* const end = WriteFileDay(moment, day); end != nullptr) {
@@ -65,7 +73,7 @@ Kt_WString DateText(Kt_DateTime moment) {
   if (!text.IsEmpty() && Kt_DateTime::FromText(text, back) && SameBits(back.days, moment.days)) {
     return text;
   }
-  return FileText(moment.days);
+  return DayNumberText(moment.days);
 }
 
 Kt_WString DoubleText(double value) {
