@@ -247,6 +247,10 @@ class KT_SCRIPT_API Table {
     return load(std::span<const R>(rows), fields);
   }
   template <class R>
+  Table& append(const std::vector<R>& rows, const Fields<R>& fields) {
+    return append(std::span<const R>(rows), fields);
+  }
+  template <class R>
   std::vector<R> read(const Fields<R>& fields) const {
     std::vector<R> out(static_cast<std::size_t>(rows()));
     for (const auto& field : fields.list()) {
@@ -297,8 +301,7 @@ class KT_SCRIPT_API Table {
   }
   Table& on_changed(std::function<void(const CellChange&)> listener);
 
-  // ---- Texts
-  // --------------------------------------------------------------------------------------
+  // ---- Texts -----------------------------------------------------------------------------------
 
   Table& load_csv(std::string_view utf8);
   Table& load_csv(std::string_view utf8, const Kt_CsvOptions& options);
