@@ -134,8 +134,9 @@ CauseRules::Found CauseRules::CaseValue() const {
 
 CauseRules::Found CauseRules::Label() const {
   if (!IsInFunction()) {
+    const bool is_whole = end_ > start_ + 1;  // more than a lone 'var'
     return Make(FindingCode::kMissingSemicolon, {tokens_.EndBefore(end_), 0},
-                u"';' is missing here", {Inserted(tokens_.EndBefore(end_), u";")}, true);
+                u"';' is missing here", {Inserted(tokens_.EndBefore(end_), u";")}, is_whole);
   }
   std::size_t at = at_ + 1;
   while (

@@ -381,6 +381,17 @@ void AddAnyQuote(const SourceTokens& tokens, kt_long start, char16_t quote,
   }
 }
 
+// The quote has no other because it is one too many: for sure where it doubles the end of a text.
+void RemoveQuote(const SourceTokens& tokens, kt_long start, char16_t quote,
+                 std::vector<Repair>& repairs) {
+  const auto at = static_cast<std::size_t>(start);
+  Repair repair{FindingCode::kUnclosedString, {start, 1}};
+  repair.hint = Joined({u"this ", std::u16string_view(&quote, 1), u" is one too many"});
+  repair.edits = {{{start, 1}, {}}};
+  repair.is_cure = at > 0 && tokens.Source()[at - 1] == quote;
+  repairs.push_back(std::move(repair));
+}
+
 bool CanEndStatement(const SourceTokens& tokens, std::size_t at) {
   if (IsOneWord(tokens, at, {u"else", u"if", u"while", u"for", u"var"})) return false;
   const bool is_foreign = tokens.IsKind(at, Kind::kWord) &&
@@ -413,6 +424,7 @@ std::vector<Repair> QuoteRepairs(const SourceTokens& tokens, const Fault& fault)
   // A quote of the other kind in what was to be a text begins one.
   const char16_t other = quote == u'"' ? u'\'' : u'"';
   OpenQuote(tokens, text, other, repairs);
+  RemoveQuote(tokens, tokens[text].start, quote, repairs);
   AddAnyQuote(tokens, tokens[text].start, quote, repairs);
   AddAnyQuote(tokens, tokens[text].start, other, repairs);
   return repairs;

@@ -216,6 +216,12 @@ class Diagnosis {
         Tell(fault, RepairByRule(tokens, fault));
         continue;
       }
+      const Fault inner = Unreadable(tokens, fault);
+      if (std::optional<Repair> found = Inside(tokens, inner)) {
+        Tell(inner, *found);
+        edits = std::move(found->edits);
+        break;
+      }
       if (std::optional<Repair> found = Search(tokens, fault)) {
         if (!IsNew(*found)) return false;
         Tell(fault, *found);
@@ -247,6 +253,39 @@ class Diagnosis {
         .emplace(found.cause, copy_.SourceOf(found.place.offset),
                  copy_.SourceOf(found.related.offset))
         .second;
+  }
+
+  // The first character behind the place of a fault, in its function, that no token has: for such a
+  // one the engine may refuse a statement that begins long before it.
+  static Fault Unreadable(const SourceTokens& tokens, const Fault& fault) {
+    constexpr std::u16string_view kNowhereElse = u"#$@\\`~^?";
+    Fault found = fault;
+    found.offset = -1;  // none
+    if (fault.stands_alone) return found;
+    std::size_t at = tokens.At(fault.offset) + 1;
+    for (; at < tokens.Count() && !tokens.BeginsFunction(at); ++at) {
+      if (kNowhereElse.find(tokens.Text(at)[0]) == kNowhereElse.npos) continue;
+      found.code = kSynExpression;
+      found.expression_code = kExprBadToken;
+      found.offset = tokens[at].start;
+      found.message = kt_exprtextW(kExprBadToken);
+      break;
+    }
+    return found;
+  }
+
+  // What the rule makes of it, or the text without it, when that also mends all before it.
+  std::optional<Repair> Inside(const SourceTokens& tokens, const Fault& fault) {
+    if (fault.offset < 0) return {};
+    Repair by_rule = RepairByRule(tokens, fault);
+    const SourcePart place{fault.offset, 1};
+    const auto unit = tokens.Source().substr(static_cast<std::size_t>(fault.offset), 1);
+    Repair without{FindingCode::kBadToken, place, Joined({u"this '", unit, u"' is one too many"})};
+    without.edits = {{place, {}}};
+    const kt_long reach = Reach(by_rule, fault);
+    if (Reach(without, fault) > reach) return without;
+    if (reach > 0) return by_rule;
+    return {};
   }
 
   static std::size_t StatementEnd(const SourceTokens& tokens, const Repair& repair) {
