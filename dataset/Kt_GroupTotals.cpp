@@ -18,6 +18,9 @@
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/store/Kt_RowReader.h"
+#include "classlib/store/kernels/Kt_SortKernels.h"
+#include "dataset/detail/Kt_GroupFolds.h"
+#include "dataset/detail/Kt_NumberTable.h"
 #include "dataset/methods/Kt_MethodArgs.h"
 #include "dataset/rows/Kt_RowLoop.h"
 
@@ -73,11 +76,20 @@ kt_long TakeEach(kt_long first, const RowNumbers& numbers, Take take) {
   return numbers.count;
 }
 
-// The cells of some rows that follow one another.
+// The records of rows that follow one another: one after another too, or as a list has them.
+struct RecordRun {
+  std::uint32_t first;
+  std::uint32_t operator[](std::size_t at) const { return first + static_cast<std::uint32_t>(at); }
+};
+using RecordList = const std::uint32_t*;
+
+// The cells of some rows.
+template <class Records>
 struct CellsOfRows {
   const Kt_Column& cells;
   std::size_t first_row;
-  std::span<const std::uint32_t> records;  // one for each row
+  std::size_t count;
+  Records records;  // by row from the first one
 };
 
 // Takers of row loops that go over the rows of a group alone.
@@ -88,11 +100,11 @@ class OfGroups {
 
  protected:
   // Calls visit(row, record) for those of some rows that have a group.
-  template <class Visit>
-  void EachOf(const CellsOfRows& rows, Visit visit) const {
-    for (std::size_t at = 0; at < rows.records.size(); ++at) {
-      const std::size_t row = rows.first_row + at;
-      if (groups_[row] != kNoGroup) visit(row, rows.records[at]);
+  template <class Rows, class Visit>
+  void EachOf(const Rows& rows, Visit visit) const {
+    const std::uint32_t* const groups = groups_.data() + rows.first_row;
+    for (std::size_t at = 0; at < rows.count; ++at) {
+      if (groups[at] != kNoGroup) visit(rows.first_row + at, rows.records[at]);
     }
   }
   Numbers& groups_;
@@ -101,7 +113,8 @@ class OfGroups {
 class FilterTaker : public OfGroups {
  public:
   using OfGroups::OfGroups;
-  void TakeCells(const CellsOfRows& rows) {
+  template <class Rows>
+  void TakeCells(const Rows& rows) {
     EachOf(rows, [&](std::size_t row, std::uint32_t record) {
       TakeOne(static_cast<kt_long>(row), rows.cells.Read(record), true);
     });
@@ -123,26 +136,32 @@ class KeyTaker : public OfGroups {
   KeyTaker(Numbers& groups, Distinct& values, Numbers& numbers)
       : OfGroups(groups), values_(values), numbers_(numbers) {}
   // REQUIRES: the cells are those of one column.
-  void TakeCells(const CellsOfRows& rows) {
-    const Kt_Column& cells = rows.cells;
-    if (cells.Type() == Kt_ColumnType::kString) {
-      const std::uint32_t* const codes = cells.Cells<Kt_Column::Texts>().codes.data();
-      const std::size_t texts = cells.Cells<Kt_Column::Texts>().dictionary.Count();
-      by_code_.resize(texts + 1, kNoGroup);
-      EachOf(rows, [&](std::size_t row, std::uint32_t record) {
-        std::uint32_t& number = by_code_[cells.IsNull(record) ? texts : codes[record]];
-        if (KT_UNLIKELY(number == kNoGroup)) number = values_.NumberOf(cells.Read(record));
-        numbers_[row] = number;
-      });
-      return;
-    }
-    EachOf(rows, [&](std::size_t row, std::uint32_t record) {
-      numbers_[row] = values_.NumberOf(cells.Read(record));
+  template <class Rows>
+  void TakeCells(const Rows& rows) {
+    VisitCells(rows.cells, [&]<class Cells>(const Cells& cells) {
+      if constexpr (std::is_same_v<Cells, Kt_Column::Texts>) {
+        by_code_.resize(cells.dictionary.Count(), kNoGroup);
+        TakeEachCell(rows, [&](std::uint32_t record) -> std::uint32_t& {
+          return by_code_[cells.codes[record]];
+        });
+      } else if constexpr (std::is_same_v<Cells, Kt_Column::Values>) {
+        EachOf(rows, [&](std::size_t row, std::uint32_t record) {
+          numbers_[row] = values_.NumberOf(cells[record]);
+        });
+      } else {
+        TakeEachCell(rows, [&](std::uint32_t record) -> std::uint32_t& {
+          return by_key_.NumberOf(kt::kernels::KeyOf(cells[record]));
+        });
+      }
     });
   }
   kt_long TakeMany(kt_long first, const RowNumbers& numbers) {
     return TakeEach(first, numbers, [this](std::size_t row, auto number) {
-      if (groups_[row] != kNoGroup) numbers_[row] = values_.NumberOf(number);
+      if (groups_[row] == kNoGroup) return;
+      constexpr bool kIsDouble = std::is_same_v<decltype(number), double>;
+      std::uint32_t& known = (kIsDouble ? by_key_ : by_long_).NumberOf(kt::kernels::KeyOf(number));
+      if (KT_UNLIKELY(known == kNoGroup)) known = values_.NumberOf(number);
+      numbers_[row] = known;
     });
   }
   bool TakeOne(kt_long row, const Kt_Variant& value, bool) {
@@ -151,74 +170,49 @@ class KeyTaker : public OfGroups {
   }
 
  private:
+  // known_of(record) is the place for the number of a cell that is not null.
+  template <class Rows, class KnownOf>
+  void TakeEachCell(const Rows& rows, KnownOf known_of) {
+    const Kt_Column& cells = rows.cells;
+    EachOf(rows, [&](std::size_t row, std::uint32_t record) {
+      std::uint32_t& known = cells.IsNull(record) ? of_null_ : known_of(record);
+      if (KT_UNLIKELY(known == kNoGroup)) known = values_.NumberOf(cells.Read(record));
+      numbers_[row] = known;
+    });
+  }
+
+  static_assert(NumberTable::kNone == kNoGroup);
   Distinct& values_;
   Numbers& numbers_;
-  Numbers by_code_;  // of texts, and after them that of null; kNoGroup: not looked up yet
+  // Numbers that are known already: of texts, of other cells and doubles, and of longs that were
+  // computed.
+  Numbers by_code_;
+  NumberTable by_key_;
+  NumberTable by_long_;
+  std::uint32_t of_null_ = kNoGroup;
 };
 
 class TotalTaker : public OfGroups {
  public:
-  // `folds` has one for each group, `step` apart.
-  TotalTaker(Numbers& groups, Kt_Aggregate what, Kt_PartFold* folds, std::size_t step)
-      : OfGroups(groups), is_count_(what == Kt_Aggregate::kCount), folds_(folds), step_(step) {}
-  void TakeCells(const CellsOfRows& rows) {
-    const Kt_Column& cells = rows.cells;
-    const auto take = [&](auto step) {
-      EachOf(rows, [&](std::size_t row, std::uint32_t record) {
-        Kt_PartFold& fold = folds_[groups_[row] * step_];
-        if (cells.IsNull(record)) {
-          fold.Step(Kt_Variant());
-        } else {
-          step(fold, record);
-        }
-      });
-    };
-    if (is_count_) {
-      take([](Kt_PartFold& fold, std::uint32_t) { fold.Step(0.0); });
-    } else if (cells.Type() == Kt_ColumnType::kDouble) {
-      const double* const numbers = cells.Cells<Kt_Column::Doubles>().data();
-      take([&](Kt_PartFold& fold, std::uint32_t record) { fold.Step(numbers[record]); });
-    } else {
-      take([&](Kt_PartFold& fold, std::uint32_t record) { fold.Step(cells.Read(record)); });
-    }
+  TotalTaker(Numbers& groups, GroupFolds& folds) : OfGroups(groups), folds_(folds) {}
+  template <class Rows>
+  void TakeCells(const Rows& rows) {
+    folds_.AddCells(rows.cells, [&](auto visit) {
+      EachOf(rows, [&](std::size_t row, std::uint32_t record) { visit(groups_[row], record); });
+    });
   }
   kt_long TakeMany(kt_long first, const RowNumbers& numbers) {
     return TakeEach(first, numbers, [this](std::size_t row, auto number) {
-      if (groups_[row] != kNoGroup) folds_[groups_[row] * step_].Step(number);
+      if (groups_[row] != kNoGroup) folds_.Add(groups_[row], number);
     });
   }
   bool TakeOne(kt_long row, const Kt_Variant& value, bool) {
-    folds_[groups_[static_cast<std::size_t>(row)] * step_].Step(value.Target());
+    folds_.Add(groups_[static_cast<std::size_t>(row)], value.Target());
     return true;
   }
 
  private:
-  bool is_count_;
-  Kt_PartFold* folds_;
-  std::size_t step_;
-};
-
-// Numbers for pairs of the group so far and a value, as they come.
-class Pairs {
- public:
-  Pairs(std::size_t groups, std::size_t values, std::size_t rows) : values_(values) {
-    if (groups * values <= 4 * rows) table_.resize(groups * values, kNoGroup);
-  }
-  // The number of a pair: `next` for one that is new.
-  std::uint32_t NumberOf(std::uint32_t group, std::uint32_t value, std::size_t next) {
-    const auto number = static_cast<std::uint32_t>(next);
-    if (table_.empty()) {
-      return numbers_.try_emplace(std::uint64_t{group} << 32 | value, number).first->second;
-    }
-    std::uint32_t& known = table_[group * values_ + value];
-    if (known == kNoGroup) known = number;
-    return known;
-  }
-
- private:
-  std::size_t values_;
-  Numbers table_;  // by group and value; empty: there would be too many places
-  std::unordered_map<std::uint64_t, std::uint32_t> numbers_;
+  GroupFolds& folds_;
 };
 
 // The rows of one part.
@@ -245,22 +239,36 @@ class Part {
   bool EachCell(kt_long col, Taker& taker) {
     const Kt_RowReader reader(*wrapper_.GetDataset());
     const Kt_Column* const cells = reader.GetCells(col);
-    std::array<std::uint32_t, kRowsAtOnce>
-        records;  // NOLINT(cppcoreguidelines-pro-type-member-init)
     for (kt_long first = 0; first < rows_; first += kRowsAtOnce) {
       const kt_long count = std::min(kRowsAtOnce, rows_ - first);
       if (!kt::Charge(count * Kt_WorkMeter::kUnitsPerCell)) {
         stop_code_ = Kt_WorkMeter::CurrentStop();
         return false;
       }
-      const std::span<std::uint32_t> some(records.data(), static_cast<std::size_t>(count));
-      if (cells != nullptr) reader.GetRecords(first, count, some.data());
-      if (cells != nullptr && std::ranges::count(some, Kt_RowReader::kNoRecord) == 0) {
-        taker.TakeCells({*cells, static_cast<std::size_t>(first), some});
-      } else {
+      if (cells == nullptr || !TakeRecords(reader, *cells, first, count, taker)) {
         TakeEachRow(col, first, count, taker);
       }
     }
+    return true;
+  }
+  // False, and nothing is taken, where some rows have no record.
+  template <class Taker>
+  static bool TakeRecords(const Kt_RowReader& reader, const Kt_Column& cells, kt_long first,
+                          kt_long row_count, Taker& taker) {
+    const auto first_row = static_cast<std::size_t>(first);
+    const auto count = static_cast<std::size_t>(row_count);
+    const std::uint32_t run = reader.GetRun(first, row_count);
+    if (run != Kt_RowReader::kNoRecord) {
+      taker.TakeCells(CellsOfRows<RecordRun>{cells, first_row, count, {run}});
+      return true;
+    }
+    std::array<std::uint32_t, kRowsAtOnce> some;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+    reader.GetRecords(first, row_count, some.data());
+    if (std::find(some.data(), some.data() + count, Kt_RowReader::kNoRecord) !=
+        some.data() + count) {
+      return false;
+    }
+    taker.TakeCells(CellsOfRows<RecordList>{cells, first_row, count, some.data()});
     return true;
   }
   // Subtotals among them, or computed cells.
@@ -286,6 +294,50 @@ class Part {
   const kt_long rows_;
   kt_long stop_code_ = kOk;
 };
+
+// Splits groups by the values that their rows have, numbered as they come. Gives the keys of the
+// new groups: those that they had, and the value.
+std::vector<std::vector<Kt_Variant>> SplitGroups(Numbers& groups,
+                                                 const std::vector<std::vector<Kt_Variant>>& keys,
+                                                 Numbers& numbers, const Distinct& values) {
+  std::vector<std::vector<Kt_Variant>> longer;
+  const auto add = [&](std::uint32_t group, std::uint32_t value) {
+    std::vector<Kt_Variant>& key = longer.emplace_back();
+    key.reserve(keys[group].size() + 1);
+    key = keys[group];
+    key.push_back(values.Value(value));
+  };
+  if (keys.size() == 1) {  // values come as their numbers do
+    longer.reserve(values.Count());
+    for (std::uint32_t value = 0; value < values.Count(); ++value) add(0, value);
+    groups.swap(numbers);
+    return longer;
+  }
+  const auto split = [&](auto known_of) {
+    for (std::size_t row = 0; row < groups.size(); ++row) {
+      if (groups[row] == kNoGroup) continue;
+      std::uint32_t& known = known_of(groups[row], numbers[row]);
+      if (KT_UNLIKELY(known == kNoGroup)) {
+        known = static_cast<std::uint32_t>(longer.size());
+        add(groups[row], numbers[row]);
+      }
+      groups[row] = known;
+    }
+  };
+  const std::size_t pairs = keys.size() * values.Count();
+  if (pairs <= 4 * groups.size()) {
+    Numbers table(pairs, kNoGroup);
+    split([&](std::size_t group, std::size_t value) -> std::uint32_t& {
+      return table[group * values.Count() + value];
+    });
+  } else {
+    NumberTable table;
+    split([&](std::uint64_t group, std::uint32_t value) -> std::uint32_t& {
+      return table.NumberOf(group << 32 | value);
+    });
+  }
+  return longer;
+}
 
 // ---- Columns of the answer --------------------------------------------------------------------
 
@@ -337,7 +389,10 @@ Kt_GroupTotals::Kt_GroupTotals(std::vector<Key> keys, std::vector<Total> totals,
 void Kt_GroupTotals::Clear() {
   groups_.clear();
   places_.clear();
-  if (keys_.empty()) Take({}, NewFolds().data());
+  if (!keys_.empty()) return;
+  std::vector<Group> all_rows(1);
+  all_rows[0].folds = NewFolds();
+  TakeAll(std::move(all_rows));
 }
 
 std::vector<Kt_PartFold> Kt_GroupTotals::NewFolds() const {
@@ -347,43 +402,69 @@ std::vector<Kt_PartFold> Kt_GroupTotals::NewFolds() const {
   return folds;
 }
 
-// `folds` has those of one group of later rows.
-void Kt_GroupTotals::Take(Values key, const Kt_PartFold* folds) {
-  const auto [place, is_new] = places_.try_emplace(key, groups_.size());
-  if (is_new) {
-    groups_.push_back({std::move(key), {folds, folds + totals_.size()}});
-    return;
+// What needs memory comes first, and is taken back when there is none.
+template <class Groups>
+void Kt_GroupTotals::TakeAll(Groups&& later) {
+  using Part = std::conditional_t<std::is_lvalue_reference_v<Groups>, const Group&, Group&&>;
+  const std::size_t before = groups_.size();
+  std::vector<std::size_t> places;
+  places.reserve(later.size());
+  try {
+    for (auto& group : later) places.push_back(PlaceFor(std::forward<Part>(group)));
+  } catch (...) {
+    for (; groups_.size() > before; groups_.pop_back()) places_.erase(groups_.back().key);
+    throw;
+  }
+  for (std::size_t at = 0; at < later.size(); ++at) {
+    if (places[at] == kNew) continue;
+    Group& group = groups_[places[at]];
+    for (std::size_t key = 0; key < group.key.size(); ++key) {
+      KeepKind(group.key[key], later[at].key[key]);
+    }
+    for (std::size_t total = 0; total < totals_.size(); ++total) {
+      group.folds[total].Merge(later[at].folds[total]);
+    }
+  }
+}
+
+// Of a group of later rows; kNew when it was put there. After this merging them needs no memory.
+template <class AnyGroup>
+std::size_t Kt_GroupTotals::PlaceFor(AnyGroup&& later) {
+  const auto place = places_.find(later.key);
+  if (place == places_.end()) {
+    groups_.push_back(std::forward<AnyGroup>(later));
+    places_.emplace(groups_.back().key, groups_.size() - 1);
+    return kNew;
   }
   Group& group = groups_[place->second];
-  for (std::size_t at = 0; at < key.size(); ++at) KeepKind(group.key[at], key[at]);
-  for (std::size_t at = 0; at < totals_.size(); ++at) group.folds[at].Merge(folds[at]);
+  for (std::size_t total = 0; total < totals_.size(); ++total) {
+    group.folds[total].PrepareMerge(later.folds[total]);
+  }
+  return place->second;
 }
 
 kt_long Kt_GroupTotals::Add(Kt_ExprDataset& rows) {
   if (rows.GetDataset() == nullptr) return kFailed;
+  try {
+    return AddPart(rows);
+  } catch (const WorkStopped&) {
+    return Kt_WorkMeter::CurrentStop();
+  }
+}
+
+kt_long Kt_GroupTotals::AddPart(Kt_ExprDataset& rows) {
   Part part(rows);
   Numbers groups(part.RowCount(), 0);
   FilterTaker filter(groups);
   if (!filter_.IsEmpty() && !part.Each(filter_, filter)) return part.GetStopCode();
 
   std::vector<Values> keys(1);
-  Numbers numbers(part.RowCount(), 0);
   for (const Key& key : keys_) {
     Distinct values;
+    Numbers numbers(part.RowCount(), kNoGroup);
     KeyTaker taker(groups, values, numbers);
     if (!part.Each(key.text, taker)) return part.GetStopCode();
-    std::vector<Values> longer;
-    Pairs pairs(keys.size(), values.Count(), groups.size());
-    for (std::size_t row = 0; row < groups.size(); ++row) {
-      if (groups[row] == kNoGroup) continue;
-      const std::uint32_t group = pairs.NumberOf(groups[row], numbers[row], longer.size());
-      if (group == longer.size()) {
-        longer.push_back(keys[groups[row]]);
-        longer.back().push_back(values.Value(numbers[row]));
-      }
-      groups[row] = group;
-    }
-    keys = std::move(longer);
+    keys = SplitGroups(groups, keys, numbers, values);
   }
 
   std::vector<Kt_PartFold> folds;
@@ -392,12 +473,18 @@ kt_long Kt_GroupTotals::Add(Kt_ExprDataset& rows) {
     for (const Total& total : totals_) folds.emplace_back(total.what);
   }
   for (std::size_t at = 0; at < totals_.size() && !keys.empty(); ++at) {
-    TotalTaker taker(groups, totals_[at].what, folds.data() + at, totals_.size());
+    GroupFolds by_group(totals_[at].what, folds.data() + at, totals_.size(), keys.size());
+    TotalTaker taker(groups, by_group);
     if (!part.Each(totals_[at].text, taker)) return part.GetStopCode();
+    by_group.Finish();
   }
+  std::vector<Group> made(keys.size());
   for (std::size_t group = 0; group < keys.size(); ++group) {
-    Take(std::move(keys[group]), folds.data() + group * totals_.size());
+    const auto first = std::make_move_iterator(folds.begin() +
+                                               static_cast<std::ptrdiff_t>(group * totals_.size()));
+    made[group] = {std::move(keys[group]), {first, first + std::ssize(totals_)}};
   }
+  TakeAll(std::move(made));
   return kOk;
 }
 
@@ -408,7 +495,7 @@ bool Kt_GroupTotals::Merge(const Kt_GroupTotals& later) {
   if (later.keys_.size() != keys_.size() || !std::ranges::equal(later.totals_, totals_, is_same)) {
     return false;
   }
-  for (const Group& group : later.groups_) Take(group.key, group.folds.data());
+  TakeAll(later.groups_);
   return true;
 }
 
@@ -482,17 +569,19 @@ bool Kt_GroupTotals::LoadGroups(const Kt_Dataset& state) {
   if (static_cast<std::size_t>(state.GetColCount()) != keys_.size() + 2 * totals_.size()) {
     return false;
   }
+  std::vector<Group> groups;
   for (kt_long row = 0; row < state.GetRowCount(); ++row) {
-    Values key;
-    for (std::size_t at = 0; at < keys_.size(); ++at) key.push_back(cell(row, u'k', at));
-    std::vector<Kt_PartFold> folds = NewFolds();
-    for (std::size_t at = 0; at < folds.size(); ++at) {
+    Group& group = groups.emplace_back();
+    for (std::size_t at = 0; at < keys_.size(); ++at) group.key.push_back(cell(row, u'k', at));
+    group.folds = NewFolds();
+    for (std::size_t at = 0; at < group.folds.size(); ++at) {
       const Kt_Variant bytes = cell(row, u's', at);
-      if (bytes.GetTag() != kTagBinary || !folds[at].Load(bytes.AsBinary(), cell(row, u'b', at))) {
+      if (bytes.GetTag() != kTagBinary ||
+          !group.folds[at].Load(bytes.AsBinary(), cell(row, u'b', at))) {
         return false;
       }
     }
-    Take(std::move(key), folds.data());
   }
+  TakeAll(std::move(groups));
   return !keys_.empty() || groups_.size() == 1;
 }

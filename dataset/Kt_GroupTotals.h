@@ -26,7 +26,8 @@
 // parts were cut, as long as they are merged in the order of their rows.
 //
 // Keys are equal as in sorts: 1 and 1.0 are one group. Without keys all rows are one group.
-// Threads: those of the dataset that is added; otherwise sole access. Throws std::bad_alloc.
+// Threads: those of the dataset that is added; otherwise sole access. Throws std::bad_alloc, and
+// then Add and Merge have added nothing.
 class KT_SCRIPT_API Kt_GroupTotals {
  public:
   struct Key {
@@ -61,6 +62,7 @@ class KT_SCRIPT_API Kt_GroupTotals {
   bool Load(std::span<const std::uint8_t> bytes);
 
  private:
+  static constexpr auto kNew = static_cast<std::size_t>(-1);
   using Values = std::vector<Kt_Variant>;
   struct Hash {
     std::size_t operator()(const Values& values) const;
@@ -71,7 +73,11 @@ class KT_SCRIPT_API Kt_GroupTotals {
   };
 
   std::vector<Kt_PartFold> NewFolds() const;
-  void Take(Values key, const Kt_PartFold* folds);
+  kt_long AddPart(Kt_ExprDataset& rows);
+  template <class Groups>
+  void TakeAll(Groups&& later);
+  template <class AnyGroup>
+  std::size_t PlaceFor(AnyGroup&& later);
   bool LoadGroups(const Kt_Dataset& state);
   void Clear();
 

@@ -8,6 +8,7 @@
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/store/Kt_Fold.h"
 #include "classlib/store/kernels/Kt_ExactSum.h"
+#include "classlib/store/kernels/Kt_WindowSum.h"
 
 // A sum of cells that may be made in parts: no part of it is rounded before the end.
 class KT_CLASS_API Kt_PartSum {
@@ -26,7 +27,19 @@ class KT_CLASS_API Kt_PartSum {
     if (doubles_.empty()) doubles_.emplace_back();
     doubles_.front().AddOne(number);
   }
+  // Numbers that were added before, at least one.
+  void Step(const kt::kernels::WindowSum& sum, kt::kernels::SumWindow window) {
+    if (doubles_.empty()) doubles_.emplace_back();
+    sum.AddTo(doubles_.front(), window);
+  }
+  void StepLongs(std::int64_t sum) { longs_.AddOne(sum); }
+  void StepUnits(const kt::kernels::WideSum& sum) {
+    has_units_ = true;
+    units_.Merge(sum);
+  }
   void Merge(const Kt_PartSum& other);
+  // After this Merge of that sum needs no memory.
+  void PrepareMerge(const Kt_PartSum& other) { doubles_.reserve(other.doubles_.size()); }
   Kt_Variant Total() const;
   double Real() const { return Total().ToDouble(); }
 
@@ -67,8 +80,24 @@ class KT_CLASS_API Kt_PartFold : public Kt_Fold<Kt_PartRule> {
     ++rows_;
     ++values_;
   }
+  // Takes in rows, some with a null and others with a value. Those of a sum or an average were
+  // added before: add(sum), called if there were any, passes that on. Those of an extreme had that
+  // one.
+  template <class Add>
+  void StepSum(std::int64_t nulls, std::int64_t values, Add add) {
+    if (Adds() && values > 0) add(sum_);
+    rows_ += nulls + values;
+    values_ += values;
+  }
+  void StepExtreme(std::int64_t nulls, std::int64_t values, const Kt_Variant& extreme) {
+    if (values > 0) Offer(extreme);
+    rows_ += nulls + values;
+    values_ += values;
+  }
   // REQUIRES: the same aggregate.
   void Merge(const Kt_PartFold& later);
+  // After this Merge of that fold needs no memory.
+  void PrepareMerge(const Kt_PartFold& later) { sum_.PrepareMerge(later.sum_); }
 
   // What it is kept as between two programs: bytes, and the extreme.
   std::string Save() const;

@@ -24,11 +24,12 @@ class ExactSum {
   // The 2098 digits of a double, and some for the carries of many.
   static constexpr std::size_t kChunks = 68;
   using Chunks = std::array<std::int64_t, kChunks>;
+  static constexpr std::uint32_t kNoNumber = 0x7FF;  // the exponent of infinities and NaN
 
   void AddOne(double value) {
     const auto bits = std::bit_cast<std::uint64_t>(value);
     const auto exponent = static_cast<std::uint32_t>(bits >> 52 & 0x7FF);
-    if (exponent == 0x7FF) {
+    if (exponent == kNoNumber) {
       // Of infinities and NaN it matters only which of them there were.
       others_ = others_ == 0 || others_ == value ? value : std::numeric_limits<double>::quiet_NaN();
       return;
@@ -44,6 +45,23 @@ class ExactSum {
     chunks_[at] += sign * static_cast<std::int64_t>(low & kMask);
     chunks_[at + 1] += sign * static_cast<std::int64_t>(high & kMask);
     chunks_[at + 2] += sign * static_cast<std::int64_t>(high >> 32);
+    if (++pending_ == kMostPending) Settle();
+  }
+
+  // Adds, or takes away, a whole number of 128 digits whose lowest one has that place: 0 is
+  // 2^-1074. REQUIRES: place + 128 < 32 * (kChunks - 1).
+  void AddDigits(std::uint64_t high, std::uint64_t low, std::uint32_t place, bool is_negative) {
+    const std::uint32_t shift = place % 32;
+    const std::array<std::uint64_t, 4> parts = {low & kMask, low >> 32, high & kMask, high >> 32};
+    const std::int64_t sign = is_negative ? -1 : 1;
+    std::size_t at = place / 32;
+    std::uint64_t carried = 0;
+    for (const std::uint64_t part : parts) {
+      carried += part << shift;
+      chunks_[at++] += sign * static_cast<std::int64_t>(carried & kMask);
+      carried >>= 32;
+    }
+    chunks_[at] += sign * static_cast<std::int64_t>(carried);
     if (++pending_ == kMostPending) Settle();
   }
 
