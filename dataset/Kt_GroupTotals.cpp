@@ -141,8 +141,9 @@ class KeyTaker : public OfGroups {
     VisitCells(rows.cells, [&]<class Cells>(const Cells& cells) {
       if constexpr (std::is_same_v<Cells, Kt_Column::Texts>) {
         by_code_.resize(cells.dictionary.Count(), kNoGroup);
-        TakeEachCell(rows, [&](std::uint32_t record) -> std::uint32_t& {
-          return by_code_[cells.codes[record]];
+        TakeEachCell(rows, [known = by_code_.data(), codes = cells.codes.data()](
+                               std::uint32_t record) -> std::uint32_t& {
+          return known[codes[record]];
         });
       } else if constexpr (std::is_same_v<Cells, Kt_Column::Values>) {
         EachOf(rows, [&](std::size_t row, std::uint32_t record) {
@@ -173,12 +174,17 @@ class KeyTaker : public OfGroups {
   // known_of(record) is the place for the number of a cell that is not null.
   template <class Rows, class KnownOf>
   void TakeEachCell(const Rows& rows, KnownOf known_of) {
-    const Kt_Column& cells = rows.cells;
+    const kt::kernels::NullBits nulls = rows.cells.Nulls();
+    std::uint32_t* const numbers = numbers_.data();
     EachOf(rows, [&](std::size_t row, std::uint32_t record) {
-      std::uint32_t& known = cells.IsNull(record) ? of_null_ : known_of(record);
-      if (KT_UNLIKELY(known == kNoGroup)) known = values_.NumberOf(cells.Read(record));
-      numbers_[row] = known;
+      const bool is_null = nulls != nullptr && kt::kernels::IsNull(nulls, record);
+      std::uint32_t& known = is_null ? of_null_ : known_of(record);
+      if (KT_UNLIKELY(known == kNoGroup)) known = NewNumber(rows.cells, record);
+      numbers[row] = known;
     });
+  }
+  KT_NOINLINE std::uint32_t NewNumber(const Kt_Column& cells, std::uint32_t record) {
+    return values_.NumberOf(cells.Read(record));
   }
 
   static_assert(NumberTable::kNone == kNoGroup);
