@@ -141,10 +141,9 @@ class KeyTaker : public OfGroups {
     VisitCells(rows.cells, [&]<class Cells>(const Cells& cells) {
       if constexpr (std::is_same_v<Cells, Kt_Column::Texts>) {
         by_code_.resize(cells.dictionary.Count(), kNoGroup);
-        TakeEachCell(rows, [known = by_code_.data(), codes = cells.codes.data()](
-                               std::uint32_t record) -> std::uint32_t& {
-          return known[codes[record]];
-        });
+        TakeEachCell(rows,
+                     [known = by_code_.data(), codes = cells.codes.data()](
+                         std::uint32_t record) -> std::uint32_t& { return known[codes[record]]; });
       } else if constexpr (std::is_same_v<Cells, Kt_Column::Values>) {
         EachOf(rows, [&](std::size_t row, std::uint32_t record) {
           numbers_[row] = values_.NumberOf(cells[record]);

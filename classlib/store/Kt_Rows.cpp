@@ -255,7 +255,7 @@ void Kt_Dataset::Body::RemoveEntries(std::uint8_t flags) {
     PrepareFree(slot);
   }
   ChargeOrLeave(static_cast<std::int64_t>(kept.size()));
-  rows_.index.Write().Assign(kept);
+  rows_.index.Write().Assign(std::move(kept));
   for (const Slot slot : removed) {
     charge.AddOrLeave(units);
     FreeSlot(slot);
@@ -265,9 +265,10 @@ void Kt_Dataset::Body::RemoveEntries(std::uint8_t flags) {
 // The rows to save in record order; deleted ones are among them when `deleted` is set.
 kt::CountedVector<Slot> Kt_Dataset::Body::RowsToSave(View view, bool changed_only,
                                                      bool deleted) const {
-  kt::CountedVector<Slot> slots;
   ChargeOrLeave(static_cast<std::int64_t>(rows_.index->EntryCount()) * Kt_WorkMeter::kUnitsPerCell /
                 2);
+  if (!changed_only && !deleted) return rows_.index->Slots(view);
+  kt::CountedVector<Slot> slots;
   rows_.index->ForEachEntry([&](RowIndex::Place, Slot slot) {
     const std::uint8_t flags = rows_.index->Flags(slot);
     const bool is_deleted = (flags & kRowDeleted) != 0;

@@ -46,11 +46,11 @@ void ChargeRows(std::size_t rows) {
 // Sorts slots by several columns, of which the last one is added first. The keys of a column take
 // as many bits as lie between its least and its greatest cell, so columns of texts or of small
 // numbers make one number and are sorted together; where it leaves room for the slot, with that in
-// one word. What does not fit is sorted by before, and stability keeps that order.
+// one word. What does not fit is sorted by before, and stability keeps that order. While a key has
+// so few bits that rows are counted by it, it is a word of 32.
 class SlotSorter {
  public:
-  explicit SlotSorter(kt::CountedVector<Slot>& slots)
-      : slots_(slots), keys_(slots.size()), helper_(slots.size()) {
+  explicit SlotSorter(kt::CountedVector<Slot>& slots) : slots_(slots), helper_(slots.size()) {
     ChargeRows(slots.size());
   }
 
@@ -87,7 +87,8 @@ class SlotSorter {
   // tell, or there are nearly as many runs as rows.
   std::shared_ptr<SortedRuns> Finish() {
     const bool is_known = is_one_word_ && !slots_.empty();
-    if (!CanSortByCounts(slots_.size(), used_bits_)) {
+    if (used_bits_ == 0) return is_known ? std::make_shared<SortedRuns>() : nullptr;
+    if (!IsNarrow()) {
       kt::kernels::SortRows(keys_, slots_, used_bits_, ChargeRows, helper_);
       if (!is_known) return nullptr;
       RunFinder finder(*this, keys_[0]);
@@ -97,7 +98,7 @@ class SlotSorter {
       }
       return finder.Found();
     }
-    const auto ends = SortByCounts(keys_, slots_, used_bits_, ChargeRows, helper_);
+    const auto ends = SortByCounts(narrow_keys_, slots_, used_bits_, ChargeRows, helper_);
     if (!is_known) return nullptr;
     RunFinder finder(
         *this, static_cast<std::uint64_t>(
@@ -159,15 +160,34 @@ class SlotSorter {
     if (bits == 0) return;
     ChargeRows(slots_.size());
     std::fill_n(key_of_bit_.begin() + used_bits_, bits, key_count_);
-    helper_.InHalves(slots_.size(), [&](std::size_t first, std::size_t end) {
-      if (used_bits_ == 0) {
-        for (std::size_t at = first; at < end; ++at) keys_[at] = key_at(slots_[at]);
-      } else {
-        for (std::size_t at = first; at < end; ++at) keys_[at] |= key_at(slots_[at]) << used_bits_;
-      }
-    });
+    if (CanSortByCounts(slots_.size(), used_bits_ + bits)) {
+      PackInto(narrow_keys_, key_at);
+    } else {
+      if (IsNarrow()) keys_.assign(narrow_keys_.begin(), narrow_keys_.end());
+      kt::CountedVector<std::uint32_t>().swap(narrow_keys_);
+      PackInto(keys_, key_at);
+    }
     used_bits_ += bits;
   }
+  template <class Word, class KeyAt>
+  void PackInto(kt::CountedVector<Word>& keys, KeyAt key_at) {
+    keys.resize(slots_.size());
+    Word* const words = keys.data();
+    const Slot* const slots = slots_.data();
+    helper_.InHalves(slots_.size(), [&](std::size_t first, std::size_t end) {
+      const int shift = used_bits_;
+      if (shift == 0) {
+        for (std::size_t at = first; at < end; ++at) {
+          words[at] = static_cast<Word>(key_at(slots[at]));
+        }
+      } else {
+        for (std::size_t at = first; at < end; ++at) {
+          words[at] |= static_cast<Word>(key_at(slots[at]) << shift);
+        }
+      }
+    });
+  }
+  bool IsNarrow() const { return used_bits_ > 0 && CanSortByCounts(slots_.size(), used_bits_); }
 
   static bool IsOfValues(const Kt_Column& column) {
     return column.Type() == Kt_ColumnType::kVariant || column.Type() == Kt_ColumnType::kBinary;
@@ -175,16 +195,17 @@ class SlotSorter {
 
   void Sort() {
     is_one_word_ = false;
-    if (CanSortByCounts(slots_.size(), used_bits_)) {
-      (void)SortByCounts(keys_, slots_, used_bits_, ChargeRows, helper_);
-    } else {
+    if (IsNarrow()) {
+      (void)SortByCounts(narrow_keys_, slots_, used_bits_, ChargeRows, helper_);
+    } else if (used_bits_ > 0) {
       kt::kernels::SortRows(keys_, slots_, used_bits_, ChargeRows, helper_);
     }
     used_bits_ = 0;
   }
 
   kt::CountedVector<Slot>& slots_;
-  kt::CountedVector<std::uint64_t> keys_;  // of the slots
+  kt::CountedVector<std::uint32_t> narrow_keys_;  // of the slots; or
+  kt::CountedVector<std::uint64_t> keys_;
   Helper helper_;
   int used_bits_ = 0;        // of the keys
   bool is_one_word_ = true;  // all that was added, and alike only where it is equal
@@ -274,7 +295,7 @@ void Kt_Dataset::Body::SortRows(const std::vector<SortKey>& keys, bool nulls_las
   const auto runs = Marked(SortSlots(slots, keys, nulls_last), keys);
   ChargeRows(slots.size());
   RowIndex& index = rows_.index.Write();
-  index.Assign(slots);
+  index.Assign(std::move(slots));
   index.SetRuns(runs);
   rows_.DropGroups();
   ++structure_version_;

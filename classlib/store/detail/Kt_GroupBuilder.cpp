@@ -34,7 +34,11 @@ class GroupRuns {
 }  // namespace
 
 void GroupBuilder::Build(bool reverse, GroupView& groups) const {
-  const CountedVector<Slot> records = Records();
+  ChargeOrLeave(std::int64_t{index_.Count(view_)} * Kt_WorkMeter::kUnitsPerCell);
+  const CountedVector<Slot>* const sorted = index_.SortedSlots(view_);
+  const CountedVector<Slot> listed =
+      sorted == nullptr ? index_.Slots(view_) : CountedVector<Slot>();
+  const CountedVector<Slot>& records = sorted == nullptr ? listed : *sorted;
   Find(records, groups);
   RoundCharge charge;
   const auto cells = static_cast<std::int64_t>(keys_.size() + totals_.size() + 1);
@@ -76,22 +80,6 @@ void GroupBuilder::RangesToRows(GroupView& groups) const {
     subtotal.first = row_of(subtotal.first, passed.first);
     subtotal.last = row_of(subtotal.last - 1, passed.last) + 1;
   }
-}
-
-CountedVector<Slot> GroupBuilder::Records() const {
-  const kt_long count = index_.Count(view_);
-  ChargeOrLeave(static_cast<std::int64_t>(count) * Kt_WorkMeter::kUnitsPerCell);
-  CountedVector<Slot> records;
-  records.reserve(static_cast<std::size_t>(count));
-  index_.ForEachRun(
-      view_, 0, count,
-      [&](Slot first, std::uint32_t run) {
-        for (Slot slot = first; slot < first + run; ++slot) records.push_back(slot);
-      },
-      [&](const Slot* slots, std::uint32_t run) {
-        records.insert(records.end(), slots, slots + run);
-      });
-  return records;
 }
 
 // The groups with their ranges in records.

@@ -55,7 +55,6 @@ class GroupBuilder {
     Cells cells;
   };
 
-  CountedVector<Slot> Records() const;
   void Find(const CountedVector<Slot>& records, GroupView& groups) const;
   static void Place(bool reverse, GroupView& groups);
   void RangesToRows(GroupView& groups) const;

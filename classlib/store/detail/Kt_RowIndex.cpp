@@ -100,10 +100,10 @@ std::uint32_t RowIndex::ListIn(const Chunk& chunk, View view, std::uint32_t offs
       count += slot >= flagged || (flags[slot] & is_out) == 0 ? 1 : 0;
     }
   };
-  if (chunk.list.empty()) {
+  if (chunk.IsRun()) {
     list([first = chunk.first](std::uint32_t at) { return first + at; });
   } else {
-    list([slots = chunk.list.data()](std::uint32_t at) { return slots[at]; });
+    list([slots = chunk.Listed()](std::uint32_t at) { return slots[at]; });
   }
   return count;
 }
@@ -254,8 +254,10 @@ void RowIndex::Change(Place place, std::uint8_t set, std::uint8_t clear) {
 void RowIndex::MakeFlags() {
   std::size_t slots = flags_.size();
   for (const Chunk& chunk : chunks_) {
-    const Slot last =
-        chunk.list.empty() ? chunk.first + chunk.size - 1u : std::ranges::max(chunk.list);
+    if (chunk.size == 0) continue;
+    const Slot last = chunk.IsRun()
+                          ? chunk.first + chunk.size - 1u
+                          : std::ranges::max(std::span(chunk.Listed(), std::size_t{chunk.size}));
     slots = std::max<std::size_t>(slots, last + std::size_t{1});
   }
   flags_.resize(slots);
@@ -268,11 +270,12 @@ kt_long RowIndex::SetInChunk(const Chunk& chunk, std::uint8_t set, const std::ui
   const auto flags_at = [&](std::size_t at) -> std::uint8_t {
     return mark[at] != 0 ? set : std::uint8_t{0};
   };
-  if (chunk.list.empty()) {
+  if (chunk.IsRun()) {
     std::uint8_t* const flags = flags_.data() + chunk.first;
     for (std::size_t at = 0; at < rows; ++at) flags[at] |= flags_at(at);
   } else {
-    for (std::size_t at = 0; at < rows; ++at) flags_[chunk.list[at]] |= flags_at(at);
+    const Slot* const slots = chunk.Listed();
+    for (std::size_t at = 0; at < rows; ++at) flags_[slots[at]] |= flags_at(at);
   }
   return static_cast<kt_long>(rows) - unmarked;
 }
@@ -326,7 +329,7 @@ void RowIndex::Recount(Chunk& chunk) {
   }
   std::array<std::uint8_t, kChunkRows> gathered;
   const std::uint8_t* flags = gathered.data();
-  if (chunk.list.empty() && std::size_t{chunk.first} + chunk.size <= flags_.size()) {
+  if (chunk.IsRun() && std::size_t{chunk.first} + chunk.size <= flags_.size()) {
     flags = flags_.data() + chunk.first;
   } else {
     for (std::uint32_t offset = 0; offset < chunk.size && !flags_.empty(); ++offset) {
@@ -347,10 +350,11 @@ void RowIndex::RecountAll() {
 
 void RowIndex::List(Chunk& chunk) {
   if (!chunk.list.empty() || chunk.size == 0) return;
-  chunk.list.reserve(kChunkRows);
-  for (std::uint32_t offset = 0; offset < chunk.size; ++offset) {
-    chunk.list.push_back(chunk.first + offset);
-  }
+  CountedVector<Slot> list;
+  list.reserve(kChunkRows);
+  for (std::uint32_t offset = 0; offset < chunk.size; ++offset) list.push_back(chunk.At(offset));
+  chunk.list = std::move(list);
+  chunk.shared = nullptr;
 }
 
 // Everything that may run out of memory comes before the first change, here and below.
@@ -361,22 +365,22 @@ void RowIndex::MakeRoom(std::size_t more_chunks) {
 
 void RowIndex::Append(Slot first, std::uint32_t count) {
   if (count == 0) return;
-  runs_.reset();
+  LeaveOrder();
   MakeRoom(count / kChunkRows + 1);
   if (!chunks_.empty() && chunks_.back().size < kChunkRows) {
     Chunk& last = chunks_.back();
-    if (last.list.empty() && last.first + last.size != first) List(last);
+    if (!last.IsRun() || last.first + last.size != first) List(last);
     if (!last.list.empty()) last.list.reserve(kChunkRows);
   }
   identity_ = identity_ && first == entries_;
   entries_ += count;
   while (count > 0) {
     const bool follows = !chunks_.empty() && chunks_.back().size < kChunkRows &&
-                         chunks_.back().list.empty() &&
+                         chunks_.back().IsRun() &&
                          chunks_.back().first + chunks_.back().size == first;
     if (!follows) {
       const bool room = !chunks_.empty() && chunks_.back().size < kChunkRows;
-      if (!room) chunks_.push_back({first, 0, {}, {}});  // its size makes all trees stale
+      if (!room) chunks_.push_back({first, 0, {}, nullptr, {}});  // its size makes all trees stale
     }
     Chunk& chunk = chunks_.back();
     const bool listed = !chunk.list.empty();
@@ -418,7 +422,7 @@ void RowIndex::MakeRoomAt(Place place) {
 
 void RowIndex::Insert(Place place, Slot slot) {
   if (chunks_.empty()) return Append(slot, 1);
-  runs_.reset();
+  LeaveOrder();
   identity_ = false;
   if (chunks_[place.chunk].size == kChunkRows) {
     Split(place.chunk);
@@ -439,7 +443,7 @@ void RowIndex::Insert(Place place, Slot slot) {
 }
 
 void RowIndex::Remove(Place place) {
-  runs_.reset();
+  LeaveOrder();
   Chunk& chunk = chunks_[place.chunk];
   const Slot slot = chunk.At(place.offset);
   const bool is_last = place.chunk + 1 == chunks_.size() && place.offset + 1u == chunk.size;
@@ -451,6 +455,7 @@ void RowIndex::Remove(Place place) {
   }
   if (chunk.list.empty() && place.offset == 0) {
     ++chunk.first;
+    if (chunk.shared != nullptr) ++chunk.shared;
   } else if (!chunk.list.empty()) {
     chunk.list.erase(chunk.list.begin() + place.offset);
   }
@@ -463,7 +468,7 @@ void RowIndex::Remove(Place place) {
 }
 
 void RowIndex::Exchange(Place a, Place b) {
-  runs_.reset();
+  LeaveOrder();
   identity_ = false;
   List(chunks_[a.chunk]);
   List(chunks_[b.chunk]);
@@ -473,29 +478,48 @@ void RowIndex::Exchange(Place a, Place b) {
   DropTrees();
 }
 
-void RowIndex::Assign(const CountedVector<Slot>& slots) {
+// Where most chunks are no runs they share the list, which is as good as one of their own until
+// they are edited.
+void RowIndex::Assign(CountedVector<Slot> slots) {
   CountedVector<Chunk> chunks;
   chunks.reserve(slots.size() / kChunkRows + 1);
   bool is_identity = true;
+  std::size_t runs = 0;
   for (std::size_t at = 0; at < slots.size(); at += kChunkRows) {
     const std::size_t end = std::min<std::size_t>(at + kChunkRows, slots.size());
     bool is_run = true;
-    for (std::size_t next = at; next < end; ++next) {
-      is_run = is_run && slots[next] == slots[at] + (next - at);
+    for (std::size_t next = at; next < end && is_run; ++next) {
+      is_run = slots[next] == slots[at] + (next - at);
     }
     is_identity = is_identity && is_run && slots[at] == at;
     Chunk& chunk = chunks.emplace_back();
     chunk.first = slots[at];
     chunk.size = static_cast<std::uint16_t>(end - at);
-    if (!is_run) {
-      chunk.list.assign(slots.begin() + static_cast<std::ptrdiff_t>(at),
-                        slots.begin() + static_cast<std::ptrdiff_t>(end));
+    if (!is_run) chunk.shared = slots.data() + at;
+    runs += is_run ? 1 : 0;
+  }
+  const std::size_t entries = slots.size();
+  std::shared_ptr<const CountedVector<Slot>> assigned;
+  if (2 * runs < chunks.size()) {
+    if (slots.capacity() > entries + entries / 8) {
+      CountedVector<Slot> fitting(slots);
+      for (Chunk& chunk : chunks) {
+        if (!chunk.IsRun()) chunk.shared = fitting.data() + (chunk.shared - slots.data());
+      }
+      slots.swap(fitting);
+    }
+    assigned = std::make_shared<const CountedVector<Slot>>(std::move(slots));
+  } else {
+    for (Chunk& chunk : chunks) {
+      if (!chunk.IsRun()) List(chunk);
     }
   }
   chunks_ = std::move(chunks);
+  entries_ = entries;
   runs_.reset();
+  assigned_ = std::move(assigned);
+  is_as_assigned_ = assigned_ != nullptr;
   identity_ = is_identity;
-  entries_ = slots.size();
   totals_.fill(0);
   RecountAll();
 }
@@ -506,11 +530,27 @@ CountedVector<Slot> RowIndex::Slots() const {
   CountedVector<Slot> slots;
   slots.reserve(entries_);
   for (const Chunk& chunk : chunks_) {
-    slots.insert(slots.end(), chunk.list.begin(), chunk.list.end());
-    for (Slot slot = 0; chunk.list.empty() && slot < chunk.size; ++slot) {
-      slots.push_back(chunk.first + slot);
+    if (chunk.IsRun()) {
+      for (Slot offset = 0; offset < chunk.size; ++offset) slots.push_back(chunk.first + offset);
+    } else {
+      slots.insert(slots.end(), chunk.Listed(), chunk.Listed() + chunk.size);
     }
   }
+  return slots;
+}
+
+CountedVector<Slot> RowIndex::Slots(View view) const {
+  if (static_cast<std::size_t>(totals_[view]) == entries_) return Slots();
+  CountedVector<Slot> slots;
+  slots.reserve(static_cast<std::size_t>(totals_[view]));
+  ForEachRun(
+      view, 0, totals_[view],
+      [&](Slot first, std::uint32_t run) {
+        for (Slot slot = first; slot < first + run; ++slot) slots.push_back(slot);
+      },
+      [&](const Slot* listed, std::uint32_t run) {
+        slots.insert(slots.end(), listed, listed + run);
+      });
   return slots;
 }
 

@@ -35,11 +35,11 @@ inline constexpr View kBothFilters = kRowMainHidden | kRowLocalHidden;
 // The order of the records, and every view of it.
 //
 // The order is cut into chunks of up to 512 rows. A chunk whose slots follow one another is just
-// its first slot, so data as loaded takes 40 bytes per 512 rows; only chunks that were edited or
-// sorted list their slots. Each chunk counts its rows in each of the four views, and a Fenwick tree
-// over the counts finds a row of a view in O(log n). Hidden and deleted rows stay in their chunk:
-// hiding, deleting and taking either back change a byte and some counts, and a row that comes back
-// is at its old place by itself.
+// its first slot, so data as loaded takes 48 bytes per 512 rows; only chunks that were edited list
+// their slots, and those that were sorted share one list. Each chunk counts its rows in each of the
+// four views, and a Fenwick tree over the counts finds a row of a view in O(log n). Hidden and
+// deleted rows stay in their chunk: hiding, deleting and taking either back change a byte and some
+// counts, and a row that comes back is at its old place by itself.
 //
 // Threads: sole access, for reading too: the place of the last row read is kept.
 class RowIndex {
@@ -102,7 +102,7 @@ class RowIndex {
   void Remove(Place place);
   void Exchange(Place a, Place b);
   // A new order over some or all of the slots; flags stay.
-  void Assign(const CountedVector<Slot>& slots);
+  void Assign(CountedVector<Slot> slots);
   void Clear();
 
   // What the sort that made this order knows of it; null when there was none, or rows came, went or
@@ -110,8 +110,14 @@ class RowIndex {
   void SetRuns(std::shared_ptr<const SortedRuns> runs) { runs_ = std::move(runs); }
   const SortedRuns* Runs() const { return runs_.get(); }
 
-  // All slots in order, the deleted ones too.
+  // All slots in order, the deleted ones too / those of a view.
   CountedVector<Slot> Slots() const;
+  CountedVector<Slot> Slots(View view) const;
+  // Those of a view where they lie as a sort left them; null where they do not.
+  const CountedVector<Slot>* SortedSlots(View view) const {
+    return is_as_assigned_ && static_cast<std::size_t>(totals_[view]) == entries_ ? assigned_.get()
+                                                                                  : nullptr;
+  }
   // Calls dense(first, count) and listed(slots, count) for rows [start, end) of a view, in order.
   // The visitor must not change the index.
   template <class Dense, class Listed>
@@ -133,8 +139,13 @@ class RowIndex {
     Slot first = 0;
     std::uint16_t size = 0;
     std::array<std::uint16_t, kViews> counts{};
-    CountedVector<Slot> list;  // empty while slot n is first + n
-    Slot At(std::uint32_t offset) const { return list.empty() ? first + offset : list[offset]; }
+    const Slot* shared = nullptr;  // a piece of assigned_, while `list` is empty
+    CountedVector<Slot> list;
+    // Whether slot n is first + n.
+    bool IsRun() const { return list.empty() && shared == nullptr; }
+    // REQUIRES: it is no run.
+    const Slot* Listed() const { return list.empty() ? shared : list.data(); }
+    Slot At(std::uint32_t offset) const { return IsRun() ? first + offset : Listed()[offset]; }
   };
   // Where the last row of a view was found: `row` rows of the view stand before the place, and
   // `chunk_row` before its chunk.
@@ -146,6 +157,11 @@ class RowIndex {
     Place place{0, 0};
   };
 
+  // Rows come, go or move.
+  void LeaveOrder() {
+    runs_.reset();
+    is_as_assigned_ = false;
+  }
   void MakeRoom(std::size_t more_chunks);
   void MakeFlags();
   kt_long SetInChunk(const Chunk& chunk, std::uint8_t set, const std::uint8_t* mark,
@@ -176,6 +192,9 @@ class RowIndex {
   mutable Cursor cursor_;
   mutable CountedVector<std::uint32_t> chunk_of_;  // by slot; empty: to be built
   std::shared_ptr<const SortedRuns> runs_;
+  // The slots of an order that was assigned, of which chunks share pieces; null where few do.
+  std::shared_ptr<const CountedVector<Slot>> assigned_;
+  bool is_as_assigned_ = false;  // the order is still that one
 };
 
 template <class Dense, class Listed>
@@ -195,7 +214,7 @@ void RowIndex::ForEachRun(View view, kt_long start, kt_long end, Dense dense, Li
   for (; left > 0; ++place.chunk, place.offset = 0) {
     const Chunk& chunk = chunks_[place.chunk];
     if (chunk.counts[view] == 0) continue;
-    if (chunk.counts[view] == chunk.size && chunk.list.empty()) {
+    if (chunk.counts[view] == chunk.size && chunk.IsRun()) {
       const auto count =
           static_cast<std::uint32_t>(std::min<kt_long>(left, chunk.size - kt_long(place.offset)));
       const Slot first = chunk.first + place.offset;

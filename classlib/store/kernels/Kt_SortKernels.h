@@ -96,8 +96,8 @@ void SortWords(CountedVector<std::uint64_t>& words, CountedVector<std::uint64_t>
 
 // Sorts rows by keys of so few bits that every key can have a counter; stable. One pass counts,
 // another one moves. The keys stay where they are. Gives where the rows of each key end.
-template <class Charge>
-CountedVector<std::uint32_t> SortByCounts(const CountedVector<std::uint64_t>& keys,
+template <class Word, class Charge>
+CountedVector<std::uint32_t> SortByCounts(const CountedVector<Word>& keys,
                                           CountedVector<std::uint32_t>& rows, int key_bits,
                                           Charge charge, Helper& helper) {
   charge(3 * rows.size());

@@ -41,8 +41,8 @@ class SumWindow {
 
 class WindowSum {
  public:
-  // False, and nothing is added, where the value is outside of the window. REQUIRES: always the same
-  // window, and fewer than 2^31 values.
+  // False, and nothing is added, where the value is outside of the window. REQUIRES: always the
+  // same window, and fewer than 2^31 values.
   bool AddOne(double value, SumWindow window) {
     const auto bits = std::bit_cast<std::uint64_t>(value);
     const std::uint32_t shift = SumWindow::ExponentOf(value) - window.Lowest();
