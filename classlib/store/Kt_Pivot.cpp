@@ -98,12 +98,12 @@ class OrderOfSlots {
 }  // namespace
 
 Kt_Pivot::Sorted Kt_Pivot::SortedBy(const Kt_Dataset& source, const std::vector<KeyColumn>& keys,
-                                    const kt::CountedVector<Slot>& slots) {
+                                    const kt::CountedVector<Slot>& slots, std::size_t count) {
   std::vector<SortKey> sort;
   sort.reserve(keys.size());
   for (const KeyColumn& key : keys) sort.push_back({key.col, key.ascending});
   Sorted sorted{slots, nullptr};
-  sorted.runs = source.body().SortSlots(sorted.slots, sort, false);
+  sorted.runs = source.body().SortSlots(sorted.slots, count, sort, false);
   return sorted;
 }
 
@@ -111,17 +111,23 @@ bool Kt_Pivot::BuildFrom(const Kt_Dataset& source) {
   TakeKeys(source);
   if (row_keys_.empty() && column_keys_.empty()) return false;
   const auto& body = source.body();
+  const bool is_run = body.rows_.index->IsIdentity(body.ActiveView());
+  if (CanSetAll() && is_run) {
+    SetAll(source, {}, body.rows_.index->EntryCount());
+    LetGoOfSource();
+    return true;
+  }
   const kt::CountedVector<Slot> slots = body.RowsToSave(body.ActiveView(), false, false);
   if (CanSetAll()) {
-    SetAll(source, slots);
+    SetAll(source, slots, slots.size());
     LetGoOfSource();
     return true;
   }
   kt::CountedVector<std::uint32_t> row_of(body.rows_.slot_count);
   kt::CountedVector<std::uint32_t> plain_of(body.rows_.slot_count);
   kt::CountedVector<kt::CountedVector<std::uint32_t>> positions_of_plain;
-  SetRows(SortedBy(source, row_keys_, slots), row_of);
-  SetPositions(SortedBy(source, column_keys_, slots), positions_of_plain, plain_of);
+  SetRows(SortedBy(source, row_keys_, slots, slots.size()), row_of);
+  SetPositions(SortedBy(source, column_keys_, slots, slots.size()), positions_of_plain, plain_of);
   kt::CountedVector<std::uint64_t> keys;
   kt::CountedVector<Slot> records;
   keys.reserve(slots.size());
@@ -153,12 +159,13 @@ bool Kt_Pivot::CanSetAll() const {
 
 // Rows and positions show the keys of the record among theirs that comes first, as equal keys may
 // read differently: 0 and -0.
-void Kt_Pivot::SetAll(const Kt_Dataset& source, const kt::CountedVector<Slot>& slots) {
+void Kt_Pivot::SetAll(const Kt_Dataset& source, const kt::CountedVector<Slot>& slots,
+                      std::size_t count) {
   const auto& body = source.body();
   const OrderOfSlots comes_before(slots);
   std::vector<KeyColumn> keys = row_keys_;
   keys.insert(keys.end(), column_keys_.begin(), column_keys_.end());
-  const Sorted cells = SortedBy(source, keys, slots);
+  const Sorted cells = SortedBy(source, keys, slots, count);
   kt::CountedVector<Slot> first_records;  // by cell
   kt::CountedVector<std::uint32_t> ends;
   ForEachRun(keys, cells, [&](std::size_t first, std::size_t last, std::size_t same) {
@@ -179,7 +186,8 @@ void Kt_Pivot::SetAll(const Kt_Dataset& source, const kt::CountedVector<Slot>& s
   std::ranges::sort(in_order, comes_before);
   kt::CountedVector<std::uint32_t> plain_of(body.rows_.slot_count);
   kt::CountedVector<kt::CountedVector<std::uint32_t>> positions_of_plain;
-  SetPositions(SortedBy(source, column_keys_, in_order), positions_of_plain, plain_of);
+  SetPositions(SortedBy(source, column_keys_, in_order, in_order.size()), positions_of_plain,
+               plain_of);
   cell_positions_.reserve(first_records.size());
   for (const Slot slot : first_records) cell_positions_.push_back(plain_of[slot]);
   for (ValueColumn& value : values_) AddCells(value, cells.slots, ends);

@@ -91,13 +91,14 @@ class KT_CLASS_API Kt_Pivot {
 
   bool BuildFrom(const Kt_Dataset& source);
   void TakeKeys(const Kt_Dataset& source);
+  // No slots: those up to `count`.
   static Sorted SortedBy(const Kt_Dataset& source, const std::vector<KeyColumn>& keys,
-                         const kt::CountedVector<Slot>& slots);
+                         const kt::CountedVector<Slot>& slots, std::size_t count);
   void SetRows(const Sorted& sorted, kt::CountedVector<std::uint32_t>& row_of);
   void SetPositions(const Sorted& sorted,
                     kt::CountedVector<kt::CountedVector<std::uint32_t>>& positions_of_plain,
                     kt::CountedVector<std::uint32_t>& plain_of);
-  void SetAll(const Kt_Dataset& source, const kt::CountedVector<Slot>& slots);
+  void SetAll(const Kt_Dataset& source, const kt::CountedVector<Slot>& slots, std::size_t count);
   bool CanSetAll() const;
   void SetCells(kt::CountedVector<std::uint64_t>& keys, kt::CountedVector<Slot>& records);
   static void AddCells(ValueColumn& value, const kt::CountedVector<Slot>& slots,

@@ -50,8 +50,10 @@ void ChargeRows(std::size_t rows) {
 // so few bits that rows are counted by it, it is a word of 32.
 class SlotSorter {
  public:
-  explicit SlotSorter(kt::CountedVector<Slot>& slots) : slots_(slots), helper_(slots.size()) {
-    ChargeRows(slots.size());
+  // No slots: those up to `count` are to be sorted, of which nobody has made a list yet.
+  SlotSorter(kt::CountedVector<Slot>& slots, std::size_t count)
+      : slots_(slots), count_(count), helper_(count) {
+    ChargeRows(count);
   }
 
   void Add(const Kt_Column& column, bool ascending, bool nulls_last) {
@@ -86,9 +88,13 @@ class SlotSorter {
   // Where the keys of the sorted rows change, by key from the first; null where the sort does not
   // tell, or there are nearly as many runs as rows.
   std::shared_ptr<SortedRuns> Finish() {
-    const bool is_known = is_one_word_ && !slots_.empty();
-    if (used_bits_ == 0) return is_known ? std::make_shared<SortedRuns>() : nullptr;
+    const bool is_known = is_one_word_ && count_ > 0;
+    if (used_bits_ == 0) {
+      ListSlots();
+      return is_known ? std::make_shared<SortedRuns>() : nullptr;
+    }
     if (!IsNarrow()) {
+      ListSlots();
       kt::kernels::SortRows(keys_, slots_, used_bits_, ChargeRows, helper_);
       if (!is_known) return nullptr;
       RunFinder finder(*this, keys_[0]);
@@ -124,7 +130,7 @@ class SlotSorter {
       runs_->starts.push_back(static_cast<std::uint32_t>(row));
       runs_->changed.push_back(sorter_.key_count_ - sorter_.key_of_bit_[bit]);
       before_ = key;
-      return runs_->starts.size() <= sorter_.slots_.size() / 8;
+      return runs_->starts.size() <= sorter_.count_ / 8;
     }
     std::shared_ptr<SortedRuns> Found() { return std::move(runs_); }
 
@@ -158,9 +164,9 @@ class SlotSorter {
   template <class KeyAt>
   void Pack(int bits, KeyAt key_at) {
     if (bits == 0) return;
-    ChargeRows(slots_.size());
+    ChargeRows(count_);
     std::fill_n(key_of_bit_.begin() + used_bits_, bits, key_count_);
-    if (CanSortByCounts(slots_.size(), used_bits_ + bits)) {
+    if (CanSortByCounts(count_, used_bits_ + bits)) {
       PackInto(narrow_keys_, key_at);
     } else {
       if (IsNarrow()) keys_.assign(narrow_keys_.begin(), narrow_keys_.end());
@@ -171,23 +177,34 @@ class SlotSorter {
   }
   template <class Word, class KeyAt>
   void PackInto(kt::CountedVector<Word>& keys, KeyAt key_at) {
-    keys.resize(slots_.size());
+    keys.resize(count_);
     Word* const words = keys.data();
-    const Slot* const slots = slots_.data();
-    helper_.InHalves(slots_.size(), [&](std::size_t first, std::size_t end) {
-      const int shift = used_bits_;
-      if (shift == 0) {
-        for (std::size_t at = first; at < end; ++at) {
-          words[at] = static_cast<Word>(key_at(slots[at]));
+    const auto pack = [&](auto slot_at) {
+      helper_.InHalves(count_, [&](std::size_t first, std::size_t end) {
+        const int shift = used_bits_;
+        if (shift == 0) {
+          for (std::size_t at = first; at < end; ++at) {
+            words[at] = static_cast<Word>(key_at(slot_at(at)));
+          }
+        } else {
+          for (std::size_t at = first; at < end; ++at) {
+            words[at] |= static_cast<Word>(key_at(slot_at(at)) << shift);
+          }
         }
-      } else {
-        for (std::size_t at = first; at < end; ++at) {
-          words[at] |= static_cast<Word>(key_at(slots[at]) << shift);
-        }
-      }
-    });
+      });
+    };
+    if (slots_.empty()) {
+      pack([](std::size_t at) { return static_cast<Slot>(at); });
+    } else {
+      pack([slots = slots_.data()](std::size_t at) { return slots[at]; });
+    }
   }
-  bool IsNarrow() const { return used_bits_ > 0 && CanSortByCounts(slots_.size(), used_bits_); }
+  bool IsNarrow() const { return used_bits_ > 0 && CanSortByCounts(count_, used_bits_); }
+  void ListSlots() {
+    if (!slots_.empty()) return;
+    slots_.resize(count_);
+    std::iota(slots_.begin(), slots_.end(), Slot{0});
+  }
 
   static bool IsOfValues(const Kt_Column& column) {
     return column.Type() == Kt_ColumnType::kVariant || column.Type() == Kt_ColumnType::kBinary;
@@ -198,12 +215,14 @@ class SlotSorter {
     if (IsNarrow()) {
       (void)SortByCounts(narrow_keys_, slots_, used_bits_, ChargeRows, helper_);
     } else if (used_bits_ > 0) {
+      ListSlots();
       kt::kernels::SortRows(keys_, slots_, used_bits_, ChargeRows, helper_);
     }
     used_bits_ = 0;
   }
 
   kt::CountedVector<Slot>& slots_;
+  std::size_t count_;
   kt::CountedVector<std::uint32_t> narrow_keys_;  // of the slots; or
   kt::CountedVector<std::uint64_t> keys_;
   Helper helper_;
@@ -265,9 +284,10 @@ std::shared_ptr<Kt_Column> Kt_Dataset::Body::ComputedCells(kt_long col) const {
 }
 
 std::shared_ptr<SortedRuns> Kt_Dataset::Body::SortSlots(kt::CountedVector<Slot>& slots,
+                                                        std::size_t count,
                                                         const std::vector<SortKey>& keys,
                                                         bool nulls_last) const {
-  SlotSorter sorter(slots);
+  SlotSorter sorter(slots, count);
   for (auto key = keys.rbegin(); key != keys.rend(); ++key) {
     sorter.Add(*SlotCells(key->col), key->ascending, nulls_last);
   }
@@ -291,8 +311,10 @@ std::shared_ptr<const SortedRuns> Kt_Dataset::Body::Marked(std::shared_ptr<Sorte
 }
 
 void Kt_Dataset::Body::SortRows(const std::vector<SortKey>& keys, bool nulls_last) {
-  kt::CountedVector<Slot> slots = rows_.index->Slots();
-  const auto runs = Marked(SortSlots(slots, keys, nulls_last), keys);
+  const std::size_t count = rows_.index->EntryCount();
+  kt::CountedVector<Slot> slots;
+  if (!rows_.index->IsIdentity(kAllRows)) slots = rows_.index->Slots();
+  const auto runs = Marked(SortSlots(slots, count, keys, nulls_last), keys);
   ChargeRows(slots.size());
   RowIndex& index = rows_.index.Write();
   index.Assign(std::move(slots));

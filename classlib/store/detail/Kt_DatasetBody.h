@@ -198,7 +198,9 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
   void BuildGroups(View view, kt::detail::GroupView& groups) const;
   Kt_Variant ReadRecord(kt_long record, kt_long col) const;
   kt_long CountRecords(View view, kt_long start, kt_long end) const;
+  // No slots: those up to `count`, which become a list.
   std::shared_ptr<kt::detail::SortedRuns> SortSlots(kt::CountedVector<Slot>& slots,
+                                                    std::size_t count,
                                                     const std::vector<SortKey>& keys,
                                                     bool nulls_last) const;
   std::shared_ptr<const kt::detail::SortedRuns> Marked(std::shared_ptr<kt::detail::SortedRuns> runs,

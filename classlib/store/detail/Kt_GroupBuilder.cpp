@@ -44,7 +44,7 @@ void GroupBuilder::Build(bool reverse, GroupView& groups) const {
   const auto cells = static_cast<std::int64_t>(keys_.size() + totals_.size() + 1);
   for (Subtotal& subtotal : groups.All()) {
     charge.AddOrLeave(cells * 16 * Kt_WorkMeter::kUnitsPerCell);
-    subtotal.cells.reserve(keys_.size() + totals_.size());
+    subtotal.cells.reserve(static_cast<std::size_t>(ShownKeys(subtotal)) + totals_.size());
     FillKeys(records, subtotal);
   }
   for (const TotalColumn& column : totals_) FillTotals(column, records, groups);

@@ -100,7 +100,7 @@ template <class Word, class Charge>
 CountedVector<std::uint32_t> SortByCounts(const CountedVector<Word>& keys,
                                           CountedVector<std::uint32_t>& rows, int key_bits,
                                           Charge charge, Helper& helper) {
-  charge(3 * rows.size());
+  charge(3 * keys.size());
   using Counts = CountedVector<std::uint32_t>;
   Counts first_half(std::size_t{1} << key_bits);
   Counts second_half(helper.IsThere() ? first_half.size() : 0);
@@ -114,10 +114,16 @@ CountedVector<std::uint32_t> SortByCounts(const CountedVector<Word>& keys,
     std::uint32_t start = 0;
     for (std::uint32_t& count : first_half) start += std::exchange(count, start);
   }
-  CountedVector<std::uint32_t> sorted(rows.size());
-  helper.InHalves(rows.size(), [&](std::size_t first, std::size_t end) {
+  CountedVector<std::uint32_t> sorted(keys.size());
+  helper.InHalves(keys.size(), [&](std::size_t first, std::size_t end) {
     Counts& places = first > 0 ? second_half : first_half;
-    for (std::size_t at = first; at < end; ++at) sorted[places[keys[at]]++] = rows[at];
+    if (rows.empty()) {
+      for (std::size_t at = first; at < end; ++at) {
+        sorted[places[keys[at]]++] = static_cast<std::uint32_t>(at);
+      }
+    } else {
+      for (std::size_t at = first; at < end; ++at) sorted[places[keys[at]]++] = rows[at];
+    }
   });
   rows.swap(sorted);
   return helper.IsThere() ? std::move(second_half) : std::move(first_half);
