@@ -40,24 +40,46 @@ void GroupBuilder::Build(bool reverse, GroupView& groups) const {
       sorted == nullptr ? index_.Slots(view_) : CountedVector<Slot>();
   const CountedVector<Slot>& records = sorted == nullptr ? listed : *sorted;
   Find(records, groups);
+  const std::vector<Places> places = PlacesOfCells();
   RoundCharge charge;
   const auto cells = static_cast<std::int64_t>(keys_.size() + totals_.size() + 1);
   for (Subtotal& subtotal : groups.All()) {
     charge.AddOrLeave(cells * 16 * Kt_WorkMeter::kUnitsPerCell);
-    subtotal.cells.reserve(static_cast<std::size_t>(ShownKeys(subtotal)) + totals_.size());
-    FillKeys(records, subtotal);
+    FillKeys(records, places[LevelOf(subtotal)], subtotal);
   }
-  for (const TotalColumn& column : totals_) FillTotals(column, records, groups);
-  for (Subtotal& subtotal : groups.All()) {
-    charge.AddOrLeave(cells * Kt_WorkMeter::kUnitsPerCell);
-    if (pivot_ != nullptr) FillPositions(records, subtotal);
-    std::sort(subtotal.cells.begin(), subtotal.cells.end(),
-              [](const SubtotalCell& a, const SubtotalCell& b) {
-                return std::pair(a.col, a.position) < std::pair(b.col, b.position);
-              });
-  }
+  for (std::size_t at = 0; at < totals_.size(); ++at) FillTotals(at, records, places, groups);
+  if (pivot_ != nullptr) FillPositions(records, groups);
   Place(reverse, groups);
   RangesToRows(groups);
+}
+
+// Cells stand by column. Of a key column that is totalled too the key is shown.
+std::vector<GroupBuilder::Places> GroupBuilder::PlacesOfCells() const {
+  std::vector<Places> levels(keys_.size());
+  for (std::size_t level = 0; level < levels.size(); ++level) {
+    Places& places = levels[level];
+    const std::size_t shown = keys_.size() - level;
+    std::vector<kt_long> cols;
+    for (std::size_t key = 0; key < shown; ++key) cols.push_back(keys_[key].col);
+    for (const TotalColumn& total : totals_) {
+      const bool is_key = std::find(cols.begin(), cols.begin() + static_cast<std::ptrdiff_t>(shown),
+                                    total.col) != cols.begin() + static_cast<std::ptrdiff_t>(shown);
+      places.totals.push_back(is_key ? kNoPlace : 0);
+      cols.push_back(total.col);
+    }
+    for (std::size_t at = 0; at < cols.size(); ++at) {
+      if (at >= shown && places.totals[at - shown] == kNoPlace) continue;
+      std::size_t before = 0;
+      for (std::size_t other = 0; other < cols.size(); ++other) {
+        if (other >= shown && places.totals[other - shown] == kNoPlace) continue;
+        before += cols[other] < cols[at] || (cols[other] == cols[at] && other < at) ? 1 : 0;
+      }
+      if (at < shown) places.keys.push_back(before);
+      if (at >= shown) places.totals[at - shown] = before;
+      ++places.count;
+    }
+  }
+  return levels;
 }
 
 // Within a level both ends rise, and with them how many subtotals stand before.
@@ -85,6 +107,7 @@ void GroupBuilder::RangesToRows(GroupView& groups) const {
 // The groups with their ranges in records.
 void GroupBuilder::Find(const CountedVector<Slot>& records, GroupView& groups) const {
   const auto key_count = static_cast<std::uint32_t>(keys_.size());
+  if (runs_ != nullptr) groups.All().reserve(CountGroups());
   std::vector<kt_long> starts(key_count, 0);  // record that begins the open group of each key
   // Ends the groups of `key` and those after it before a record.
   const auto end_groups = [&](std::uint32_t key, std::size_t record) {
@@ -101,6 +124,15 @@ void GroupBuilder::Find(const CountedVector<Slot>& records, GroupView& groups) c
   ForEachKeyChange(keys_, records, runs_,
                    [&](std::size_t record, std::uint32_t key) { end_groups(key, record); });
   if (!records.empty()) end_groups(0, records.size());
+}
+
+// How many there are by what the sort knows.
+std::size_t GroupBuilder::CountGroups() const {
+  std::size_t count = keys_.size();
+  for (const std::uint32_t key : runs_->changed) {
+    if (key < keys_.size()) count += keys_.size() - key;
+  }
+  return count;
 }
 
 // From record numbers to row numbers. Subtotals stand after their rows, inner levels first, or,
@@ -120,52 +152,51 @@ void GroupBuilder::Place(bool reverse, GroupView& groups) {
 }
 
 // REQUIRES for these: the ranges of the subtotals are still in records.
-void GroupBuilder::FillKeys(const CountedVector<Slot>& records, Subtotal& subtotal) const {
+void GroupBuilder::FillKeys(const CountedVector<Slot>& records, const Places& places,
+                            Subtotal& subtotal) const {
   const Slot slot = records[static_cast<std::size_t>(subtotal.first)];
-  for (std::ptrdiff_t at = 0; at < ShownKeys(subtotal); ++at) {
-    const KeyColumn& key = keys_[static_cast<std::size_t>(at)];
-    subtotal.cells.push_back({key.col, -1, key.cells->Read(slot)});
+  subtotal.cells.resize(places.count);
+  for (std::size_t at = 0; at < places.keys.size(); ++at) {
+    subtotal.cells[places.keys[at]] = {keys_[at].col, -1, keys_[at].cells->Read(slot)};
   }
 }
 
-// Of a key column that is totalled too the key is shown.
-bool GroupBuilder::ShowsKey(const Subtotal& subtotal, kt_long col) const {
-  const auto shown = keys_.begin() + ShownKeys(subtotal);
-  return std::any_of(keys_.begin(), shown, [col](const KeyColumn& key) { return key.col == col; });
-}
-
-void GroupBuilder::FillTotals(const TotalColumn& column, const CountedVector<Slot>& records,
-                              GroupView& groups) const {
+void GroupBuilder::FillTotals(std::size_t total, const CountedVector<Slot>& records,
+                              const std::vector<Places>& places, GroupView& groups) const {
+  const TotalColumn& column = totals_[total];
   CountedVector<Subtotal>& all = groups.All();
-  const auto put = [&](std::size_t at, const Kt_CellFold& fold) {
-    Subtotal& subtotal = all[at];
-    if (!ShowsKey(subtotal, column.col)) {
-      subtotal.cells.push_back({column.col, -1, fold.Finish()});
-    }
+  const auto put = [&](Subtotal& subtotal, Kt_Variant value) {
+    const std::size_t place = places[LevelOf(subtotal)].totals[total];
+    if (place != kNoPlace) subtotal.cells[place] = {column.col, -1, std::move(value)};
   };
   const GroupRuns runs(all, keys_.size());
-  if (!FoldRuns(column.what, *column.cells, records, runs, put)) {
-    FillInTurn(column, records, groups);
-  }
-}
+  const auto finish = [&](std::size_t at, const Kt_CellFold& fold) { put(all[at], fold.Finish()); };
+  if (FoldRuns(column.what, *column.cells, records, runs, finish)) return;
 
-void GroupBuilder::FillInTurn(const TotalColumn& column, const CountedVector<Slot>& records,
-                              GroupView& groups) const {
   ChargeOrLeave(static_cast<std::int64_t>(records.size()) * Kt_WorkMeter::kUnitsPerCell);
   const Kt_Column cells = column.cells->Gather(records);
-  for (Subtotal& subtotal : groups.All()) {
-    if (ShowsKey(subtotal, column.col)) continue;
-    Kt_Variant total;
+  for (Subtotal& subtotal : all) {
+    Kt_Variant value;
     TotalOfCells(column.what, cells, static_cast<std::size_t>(subtotal.first),
-                 static_cast<std::size_t>(subtotal.last), total);
-    subtotal.cells.push_back({column.col, -1, std::move(total)});
+                 static_cast<std::size_t>(subtotal.last), value);
+    put(subtotal, std::move(value));
   }
 }
 
-void GroupBuilder::FillPositions(const CountedVector<Slot>& records, Subtotal& subtotal) const {
-  const CountedVector<Slot> rows(records.begin() + subtotal.first, records.begin() + subtotal.last);
-  ChargeOrLeave(static_cast<std::int64_t>(rows.size()) * Kt_WorkMeter::kUnitsPerCell);
-  pivot_->TotalRows(rows, subtotal.cells);
+// Behind the keys those of every position, by column.
+void GroupBuilder::FillPositions(const CountedVector<Slot>& records, GroupView& groups) const {
+  RoundCharge charge;
+  for (Subtotal& subtotal : groups.All()) {
+    const CountedVector<Slot> rows(records.begin() + subtotal.first,
+                                   records.begin() + subtotal.last);
+    charge.AddOrLeave(static_cast<std::int64_t>(rows.size() + keys_.size() + 1) *
+                      Kt_WorkMeter::kUnitsPerCell);
+    pivot_->TotalRows(rows, subtotal.cells);
+    std::sort(subtotal.cells.begin(), subtotal.cells.end(),
+              [](const SubtotalCell& a, const SubtotalCell& b) {
+                return std::pair(a.col, a.position) < std::pair(b.col, b.position);
+              });
+  }
 }
 
 }  // namespace kt::detail

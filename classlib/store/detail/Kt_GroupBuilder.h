@@ -55,19 +55,26 @@ class GroupBuilder {
     Cells cells;
   };
 
+  // Where the cells of the subtotals of one level stand.
+  struct Places {
+    std::size_t count = 0;
+    std::vector<std::size_t> keys;    // of those that are shown
+    std::vector<std::size_t> totals;  // kNoPlace: the column shows a key
+  };
+  static constexpr auto kNoPlace = static_cast<std::size_t>(-1);
+
   void Find(const CountedVector<Slot>& records, GroupView& groups) const;
+  std::size_t CountGroups() const;
   static void Place(bool reverse, GroupView& groups);
   void RangesToRows(GroupView& groups) const;
-  std::ptrdiff_t ShownKeys(const Subtotal& subtotal) const {
-    return std::ssize(keys_) + 1 - subtotal.level;
+  static std::size_t LevelOf(const Subtotal& subtotal) {
+    return static_cast<std::size_t>(subtotal.level) - 1;
   }
-  void FillKeys(const CountedVector<Slot>& records, Subtotal& subtotal) const;
-  bool ShowsKey(const Subtotal& subtotal, kt_long col) const;
-  void FillTotals(const TotalColumn& column, const CountedVector<Slot>& records,
-                  GroupView& groups) const;
-  void FillInTurn(const TotalColumn& column, const CountedVector<Slot>& records,
-                  GroupView& groups) const;
-  void FillPositions(const CountedVector<Slot>& records, Subtotal& subtotal) const;
+  std::vector<Places> PlacesOfCells() const;
+  void FillKeys(const CountedVector<Slot>& records, const Places& places, Subtotal& subtotal) const;
+  void FillTotals(std::size_t total, const CountedVector<Slot>& records,
+                  const std::vector<Places>& places, GroupView& groups) const;
+  void FillPositions(const CountedVector<Slot>& records, GroupView& groups) const;
 
   const RowIndex& index_;
   const View view_;
