@@ -47,7 +47,7 @@ void ChargeRows(std::size_t rows) {
 // as many bits as lie between its least and its greatest cell, so columns of texts or of small
 // numbers make one number and are sorted together; where it leaves room for the slot, with that in
 // one word. What does not fit is sorted by before, and stability keeps that order. While a key has
-// so few bits that rows are counted by it, it is a word of 32.
+// few bits, by which rows are counted, it is a word of 16.
 class SlotSorter {
  public:
   // No slots: those up to `count` are to be sorted, of which nobody has made a list yet.
@@ -93,31 +93,23 @@ class SlotSorter {
       ListSlots();
       return is_known ? std::make_shared<SortedRuns>() : nullptr;
     }
-    if (!IsNarrow()) {
-      ListSlots();
-      kt::kernels::SortRows(keys_, slots_, used_bits_, ChargeRows, helper_);
-      if (!is_known) return nullptr;
-      RunFinder finder(*this, keys_[0]);
-      ChargeRows(keys_.size());
-      for (std::size_t at = 1; at < keys_.size(); ++at) {
-        if (!finder.Note(at, keys_[at])) return nullptr;
-      }
-      return finder.Found();
-    }
-    const auto ends = SortByCounts(narrow_keys_, slots_, used_bits_, ChargeRows, helper_);
+    if (IsNarrow()) return FinishByCounts(narrow_keys_, is_known);
+    if (CanSortByCounts(count_, used_bits_)) return FinishByCounts(keys_, is_known);
+    ListSlots();
+    kt::kernels::SortRows(keys_, slots_, used_bits_, ChargeRows, helper_);
     if (!is_known) return nullptr;
-    RunFinder finder(
-        *this, static_cast<std::uint64_t>(
-                   std::ranges::find_if(ends, [](auto end) { return end > 0; }) - ends.begin()));
-    for (std::size_t key = 0; key < ends.size(); ++key) {
-      const std::uint32_t start = key == 0 ? 0 : ends[key - 1];
-      if (ends[key] != start && !finder.Note(start, key)) return nullptr;
+    RunFinder finder(*this, keys_[0]);
+    ChargeRows(keys_.size());
+    for (std::size_t at = 1; at < keys_.size(); ++at) {
+      if (!finder.Note(at, keys_[at])) return nullptr;
     }
     return finder.Found();
   }
 
  private:
   static constexpr int kKeyBits = 64;
+  static constexpr int kNarrowBits = 16;
+  using NarrowKeys = kt::CountedVector<std::uint16_t>;
   // Collects the rows at which the keys change.
   class RunFinder {
    public:
@@ -139,6 +131,19 @@ class SlotSorter {
     std::uint64_t before_;
     std::shared_ptr<SortedRuns> runs_;
   };
+  template <class Keys>
+  std::shared_ptr<SortedRuns> FinishByCounts(const Keys& keys, bool is_known) {
+    const auto ends = SortByCounts(keys, slots_, used_bits_, ChargeRows, helper_);
+    if (!is_known) return nullptr;
+    RunFinder finder(
+        *this, static_cast<std::uint64_t>(
+                   std::ranges::find_if(ends, [](auto end) { return end > 0; }) - ends.begin()));
+    for (std::size_t key = 0; key < ends.size(); ++key) {
+      const std::uint32_t start = key == 0 ? 0 : ends[key - 1];
+      if (ends[key] != start && !finder.Note(start, key)) return nullptr;
+    }
+    return finder.Found();
+  }
   struct Range {
     std::uint64_t least;
     std::uint64_t greatest;
@@ -166,11 +171,11 @@ class SlotSorter {
     if (bits == 0) return;
     ChargeRows(count_);
     std::fill_n(key_of_bit_.begin() + used_bits_, bits, key_count_);
-    if (CanSortByCounts(count_, used_bits_ + bits)) {
+    if (used_bits_ + bits <= kNarrowBits && CanSortByCounts(count_, used_bits_ + bits)) {
       PackInto(narrow_keys_, key_at);
     } else {
       if (IsNarrow()) keys_.assign(narrow_keys_.begin(), narrow_keys_.end());
-      kt::CountedVector<std::uint32_t>().swap(narrow_keys_);
+      NarrowKeys().swap(narrow_keys_);
       PackInto(keys_, key_at);
     }
     used_bits_ += bits;
@@ -199,7 +204,9 @@ class SlotSorter {
       pack([slots = slots_.data()](std::size_t at) { return slots[at]; });
     }
   }
-  bool IsNarrow() const { return used_bits_ > 0 && CanSortByCounts(count_, used_bits_); }
+  bool IsNarrow() const {
+    return used_bits_ > 0 && used_bits_ <= kNarrowBits && CanSortByCounts(count_, used_bits_);
+  }
   void ListSlots() {
     if (!slots_.empty()) return;
     slots_.resize(count_);
@@ -223,7 +230,7 @@ class SlotSorter {
 
   kt::CountedVector<Slot>& slots_;
   std::size_t count_;
-  kt::CountedVector<std::uint32_t> narrow_keys_;  // of the slots; or
+  NarrowKeys narrow_keys_;  // of the slots; or
   kt::CountedVector<std::uint64_t> keys_;
   Helper helper_;
   int used_bits_ = 0;        // of the keys
