@@ -59,6 +59,44 @@ TEST(ExactSum, IsRoundedOnce) {
   }
 }
 
+// Numbers in the window, beside it and none, in the sum of a group and one after the other.
+TEST(WindowSum, AddsWhatExactSumsAdd) {
+  using kt::kernels::SumWindow;
+  using kt::kernels::WindowSum;
+  std::mt19937_64 random(93);
+  const double likes[] = {1, 0.01, 1e300, 1e-300, 5e-324, std::numeric_limits<double>::max(), 0};
+  for (int round = 0; round < 400; ++round) {
+    const double like = likes[random() % std::size(likes)];
+    const SumWindow window(like);
+    WindowSum sum;
+    ExactSum in_window;
+    ExactSum all;
+    int outside = 0;
+    for (int at = 0; at < 200; ++at) {
+      const int places = static_cast<int>(random() % (round % 2 == 0 ? 20 : 90)) - 45;
+      double value = std::ldexp(1 + static_cast<double>(random() >> 12) * 0x1p-52, places);
+      value = random() % 10 == 0 ? 0 : std::copysign(value, random() % 2 == 0 ? 1 : -1);
+      value *= like == 0 ? 1 : like;
+      const bool is_taken = sum.AddOne(value, window);
+      const double times = std::fabs(value / like);
+      EXPECT_TRUE(is_taken || !(times > 0x1p-32 && times < 1000) || std::fabs(value) < 1e-307 ||
+                  std::isinf(value))
+          << value << " beside " << like;
+      outside += is_taken ? 0 : 1;
+      if (!is_taken) in_window.AddOne(value);
+      all.AddOne(value);
+    }
+    sum.AddTo(in_window, window);
+    const double total = all.Total();
+    ASSERT_TRUE(in_window.Total() == total || (std::isnan(total) && std::isnan(in_window.Total())))
+        << "round " << round << ", " << outside << " outside";
+    ASSERT_EQ(in_window.Digits(), all.Digits());
+  }
+  for (const double none : {HUGE_VAL, -HUGE_VAL, std::nan(""), 0.0, -0.0}) {
+    EXPECT_FALSE(WindowSum().AddOne(none, SumWindow(1)));
+  }
+}
+
 // ---- Groups -----------------------------------------------------------------------------------
 
 using Rows = std::vector<std::vector<Kt_Variant>>;  // k, n, x, q, t

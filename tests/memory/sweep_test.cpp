@@ -13,6 +13,7 @@
 
 #include "classlib/base/Kt_Buffer.h"
 #include "classlib/base/Kt_Memory.h"
+#include "dataset/Kt_GroupTotals.h"
 #include "dataset/dataset_test_util.h"
 #include "memory/alloc_faults.h"
 #include "memory/child_process.h"
@@ -271,6 +272,88 @@ void AddPivotKey(Kt_Dataset& data, StoreRun&) {
   data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotRow, data.GetColIndex(u"name"));
 }
 
+// Rows of several chunks, with few keys, so that sorts count them and leave a list.
+void LoadMany(Kt_Dataset& data) {
+  Kt_WString csv = u"name:string,n:long,x:double\n";
+  for (int row = 0; row < 1200; ++row) {
+    csv += Kt_WString::FromUtf8("key " + std::to_string(row * 7 % 9) + "," +
+                                std::to_string(row * 5 % 4) + "," + std::to_string(row) + ".5\n");
+  }
+  (void)data.LoadCSV(csv);
+  data.ModifyKeyStat(Kt_KeyCall::kClear, Kt_KeyType::kGroup, 0);
+  data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, 2, true, Kt_Aggregate::kSum);
+}
+void PrepareMany(Kt_Dataset& data, StoreRun&) { LoadMany(data); }
+void PrepareSorted(Kt_Dataset& data, StoreRun&) {
+  LoadMany(data);
+  (void)data.Sort(u"name,n", true, false, true);
+}
+void PrepareCross(Kt_Dataset& data, StoreRun&) {
+  LoadMany(data);
+  data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotRow, 0);
+  data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotColumn, 1);
+}
+
+// Rows and expressions of a wrapper.
+class WrapperRun : public Scenario {
+ public:
+  void Prepare() override {
+    LoadMany(data_);
+    (void)data_.SetColumn(7, 2, Kt_Variant());
+  }
+  std::string State() override { return ShowTable(data_); }
+
+ protected:
+  Kt_Dataset data_{u"ds"};
+  Kt_ExprDataset wrapper_{&data_, &host};
+};
+
+class FilterRun : public WrapperRun {
+ public:
+  kt_long Run() override {
+    Kt_Variant result;
+    return wrapper_.CallMethod(method_, &args_, result);
+  }
+  std::string Result() override { return State(); }
+
+ private:
+  const Kt_WString method_{u"Filter"};
+  const Kt_VariantList args_{u"n > 1 && x < 900.5"};
+};
+
+// Adds a part to what has been added already.
+class TotalsRun : public WrapperRun {
+ public:
+  void Prepare() override {
+    WrapperRun::Prepare();
+    (void)totals_.Add(wrapper_);
+    (void)data_.SetColumn(3, 0, u"a key that is not there yet");
+    (void)data_.SetColumn(5, 1, kt_long{99});
+  }
+  kt_long Run() override {
+    try {
+      return totals_.Add(wrapper_);
+    } catch (const std::bad_alloc& failure) {
+      return NoteMemoryFailure(failure);
+    }
+  }
+  std::string Result() override { return State(); }
+  std::string State() override {
+    Kt_Dataset answer(u"answer");
+    (void)totals_.Finish(answer);
+    return ShowTable(answer);
+  }
+  bool Reports() const override { return false; }
+
+ private:
+  Kt_GroupTotals totals_{{{u"name", u"name"}, {u"n", u"n"}},
+                         {{u"sum", Kt_Aggregate::kSum, u"x"},
+                          {u"avg", Kt_Aggregate::kAvg, u"x"},
+                          {u"max", Kt_Aggregate::kMax, u"x"},
+                          {u"count", Kt_Aggregate::kCount, u"n"}},
+                         {}};
+};
+
 using Maker = std::unique_ptr<Scenario> (*)();
 
 template <auto kOperation, auto kPrepare = PrepareNothing>
@@ -317,6 +400,27 @@ const std::map<std::string, Maker> kScenarios = {
      Store<[](Kt_Dataset& data, StoreRun& run) { return data.SaveDataXml(run.saved); }>},
     {"save_bin", Store<[](Kt_Dataset& data, StoreRun& run) { return data.Save2(run.buffer); }>},
     {"append", Store<[](Kt_Dataset& data, StoreRun&) { return data.AppendRow(3); }>},
+    {"sort_many",
+     Store<[](Kt_Dataset& data, StoreRun&) { return data.Sort(u"name,n:d"); }, PrepareMany>},
+    {"append_sorted",
+     Store<[](Kt_Dataset& data, StoreRun&) { return data.AppendRow(2); }, PrepareSorted>},
+    {"insert_sorted",
+     Store<[](Kt_Dataset& data, StoreRun&) { return data.InsertRow(700, 3); }, PrepareSorted>},
+    {"move_sorted",
+     Store<[](Kt_Dataset& data, StoreRun&) { return data.MoveRow(700, 3); }, PrepareSorted>},
+    {"exchange_sorted",
+     Store<[](Kt_Dataset& data, StoreRun&) { return data.ExchangeRow(700, 3); }, PrepareSorted>},
+    {"apply_sorted", Silent<[](Kt_Dataset& data) { data.ApplyChange(); },
+                            [](Kt_Dataset& data, StoreRun& run) {
+                              PrepareSorted(data, run);
+                              (void)data.DeleteRow(700);
+                              (void)data.DeleteRow(3);
+                            }>},
+    {"group_sorted", Silent<[](Kt_Dataset& data) { data.RecalcGroup(); }, PrepareSorted>},
+    {"cross_table",
+     Store<[](Kt_Dataset& data, StoreRun&) { return data.RecalcPivot(); }, PrepareCross>},
+    {"filter_rows", []() -> std::unique_ptr<Scenario> { return std::make_unique<FilterRun>(); }},
+    {"group_totals", []() -> std::unique_ptr<Scenario> { return std::make_unique<TotalsRun>(); }},
     {"insert", Store<[](Kt_Dataset& data, StoreRun&) { return data.InsertRow(1, 2); }>},
     {"delete", Store<[](Kt_Dataset& data, StoreRun&) { return data.DeleteRow(1); }>},
     {"set", Store<[](Kt_Dataset& data, StoreRun& run) { return data.SetColumn(2, 1, run.fresh); }>},
