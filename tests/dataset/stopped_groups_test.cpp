@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 //
-// Sorts, groups, cross tables, totals and filters that are stopped at one check of their budget after another:
-// they are refused and leave everything as it was, and done again they succeed.
+// Sorts, groups, cross tables, totals and filters that are stopped at one check of their budget
+// after another: they are refused and leave everything as it was, and done again they succeed.
 #include <gtest/gtest.h>
 
 #include <functional>

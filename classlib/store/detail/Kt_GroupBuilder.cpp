@@ -58,26 +58,21 @@ std::vector<GroupBuilder::Places> GroupBuilder::PlacesOfCells() const {
   std::vector<Places> levels(keys_.size());
   for (std::size_t level = 0; level < levels.size(); ++level) {
     Places& places = levels[level];
-    const std::size_t shown = keys_.size() - level;
-    std::vector<kt_long> cols;
-    for (std::size_t key = 0; key < shown; ++key) cols.push_back(keys_[key].col);
-    for (const TotalColumn& total : totals_) {
-      const bool is_key = std::find(cols.begin(), cols.begin() + static_cast<std::ptrdiff_t>(shown),
-                                    total.col) != cols.begin() + static_cast<std::ptrdiff_t>(shown);
-      places.totals.push_back(is_key ? kNoPlace : 0);
-      cols.push_back(total.col);
+    places.keys.resize(keys_.size() - level);
+    places.totals.assign(totals_.size(), kNoPlace);
+    std::vector<std::pair<kt_long, std::size_t*>> cells;  // a column, and where its place is noted
+    for (std::size_t at = 0; at < places.keys.size(); ++at) {
+      cells.emplace_back(keys_[at].col, &places.keys[at]);
     }
-    for (std::size_t at = 0; at < cols.size(); ++at) {
-      if (at >= shown && places.totals[at - shown] == kNoPlace) continue;
-      std::size_t before = 0;
-      for (std::size_t other = 0; other < cols.size(); ++other) {
-        if (other >= shown && places.totals[other - shown] == kNoPlace) continue;
-        before += cols[other] < cols[at] || (cols[other] == cols[at] && other < at) ? 1 : 0;
-      }
-      if (at < shown) places.keys.push_back(before);
-      if (at >= shown) places.totals[at - shown] = before;
-      ++places.count;
+    const auto key_cells = std::ssize(cells);
+    for (std::size_t at = 0; at < totals_.size(); ++at) {
+      const bool is_key = std::any_of(cells.begin(), cells.begin() + key_cells,
+                                      [&](auto& cell) { return cell.first == totals_[at].col; });
+      if (!is_key) cells.emplace_back(totals_[at].col, &places.totals[at]);
     }
+    std::stable_sort(cells.begin(), cells.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (const auto& cell : cells) *cell.second = places.count++;
   }
   return levels;
 }
