@@ -38,12 +38,14 @@ class ByteWriter {
   template <class T>
   void Put(T value) {
     value = Swapped(value);
-    bytes_.append(reinterpret_cast<const char*>(&value), sizeof value);
+    bytes_.Append(&value, sizeof value);
   }
   template <class T>
   void PutArray(const T* cells, std::size_t count) {
     if constexpr (std::endian::native == std::endian::little) {
-      if (count > 0) bytes_.append(reinterpret_cast<const char*>(cells), count * sizeof(T));
+      InPiecesOrLeave(count * sizeof(T), 1, [&](std::size_t first, std::size_t size_bytes) {
+        bytes_.Append(reinterpret_cast<const char*>(cells) + first, size_bytes);
+      });
     } else {
       for (std::size_t at = 0; at < count; ++at) Put(cells[at]);
     }
@@ -55,10 +57,10 @@ class ByteWriter {
   }
   void PutValue(const Kt_Variant& held);
   void PutCells(const Kt_Column& column);
-  kt::CountedBytes& Bytes() { return bytes_; }
+  Kt_Buffer& Bytes() { return bytes_; }
 
  private:
-  kt::CountedBytes bytes_;
+  Kt_Buffer bytes_;
   RoundCharge charge_;
 };
 
@@ -103,8 +105,26 @@ void ByteWriter::PutCells(const Kt_Column& column) {
   });
 }
 
+// What the arrays of a table take, at least.
+std::size_t ArrayBytes(const LoadedTable& table) {
+  std::size_t row_bytes = 0;
+  for (const LoadedColumn& column : table.columns) {
+    if (column.cells == nullptr) continue;
+    VisitCells(*column.cells, [&]<class Cells>(const Cells&) {
+      if constexpr (std::is_same_v<Cells, Kt_Column::Texts>) {
+        row_bytes += sizeof(std::uint32_t);
+      } else if constexpr (!std::is_same_v<Cells, Kt_Column::Values>) {
+        row_bytes += sizeof(typename Cells::value_type);
+      }
+    });
+  }
+  return row_bytes * table.row_count;
+}
+
+// Cells that have been written are dropped, so that not all of them are there twice.
 void PutTable(LoadedTable& table, ByteWriter& out) {
-  out.Bytes().append(kMagic);
+  out.Bytes().Reserve(ArrayBytes(table));
+  out.Bytes().Append(kMagic);
   out.Put(kVersion);
   out.PutText(table.id);
   out.Put(static_cast<std::uint32_t>(table.constants.size()));
@@ -122,6 +142,7 @@ void PutTable(LoadedTable& table, ByteWriter& out) {
     if (column.cells == nullptr) continue;
     column.cells->CompactTexts();
     out.PutCells(*column.cells);
+    column.cells.reset();
   }
   out.Put(static_cast<std::uint32_t>(table.notes.size()));
   for (const LoadedNote& note : table.notes) {
@@ -376,11 +397,7 @@ kt_long kt::SaveBinary(const Kt_Dataset& dataset, std::u16string_view type, Kt_B
     if (const kt_long code = CheckValues(table, report)) return code;
     ByteWriter writer;
     PutTable(table, writer);
-    const std::string_view bytes = writer.Bytes();
-    out.Reserve(bytes.size());
-    InPiecesOrLeave(bytes.size(), 1, [&](std::size_t first, std::size_t count) {
-      out.Append(bytes.substr(first, count));
-    });
+    out = std::move(writer.Bytes());
     return kOk;
   });
 }
