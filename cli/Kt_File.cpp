@@ -9,6 +9,7 @@
 #include <memory>
 #include <system_error>
 
+#include "classlib/base/Kt_Buffer.h"
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/base/Kt_Path.h"
 #include "classlib/text/Kt_AString.h"
@@ -36,8 +37,7 @@ std::string BehindLinks(const std::string& path) {
 }
 
 // A file that grows for ever (a device) ends at the limit.
-template <class Bytes>
-FileResult ReadToEnd(const OpenFile& file, std::size_t limit_bytes, Bytes& bytes,
+FileResult ReadToEnd(const OpenFile& file, std::size_t limit_bytes, Kt_Buffer& bytes,
                      std::string& error) {
   const auto too_long = [&] {
     error = fmt::format("longer than {} bytes", limit_bytes);
@@ -46,7 +46,7 @@ FileResult ReadToEnd(const OpenFile& file, std::size_t limit_bytes, Bytes& bytes
   // Room for a plain file at once, so that a large one is not copied while it is read.
   const std::size_t size = file.PlainSize();
   if (size > limit_bytes) return too_long();
-  if (size > 0) bytes.reserve(size + 1);
+  if (size > 0) bytes.Reserve(size + 1);
   const auto buffer = std::make_unique<char[]>(kReadBytes);
   for (;;) {
     const std::ptrdiff_t count = file.Read(buffer.get(), kReadBytes);
@@ -59,8 +59,8 @@ FileResult ReadToEnd(const OpenFile& file, std::size_t limit_bytes, Bytes& bytes
       error = ErrnoText();
       return FileResult::kNoAccess;
     }
-    bytes.append(buffer.get(), static_cast<std::size_t>(count));
-    if (bytes.size() > limit_bytes) return too_long();
+    bytes.Append(buffer.get(), static_cast<std::size_t>(count));
+    if (bytes.GetSize() > limit_bytes) return too_long();
   }
 }
 
@@ -79,8 +79,7 @@ FileResult TakeUtf8(std::string_view bytes, Kt_WString& text, std::string& error
   return FileResult::kBadContent;
 }
 
-template <class Bytes>
-FileResult ReadWholeFile(const std::string& path, std::size_t limit_bytes, Bytes& bytes,
+FileResult ReadWholeFile(const std::string& path, std::size_t limit_bytes, Kt_Buffer& bytes,
                          std::string& error, Links links) {
   if (!IsUsable(path)) {
     errno = ENOENT;
@@ -95,26 +94,26 @@ FileResult ReadWholeFile(const std::string& path, std::size_t limit_bytes, Bytes
 
 }  // namespace
 
-FileResult ReadFileBytes(const std::string& path, std::size_t limit_bytes, std::string& bytes,
+FileResult ReadFileBytes(const std::string& path, std::size_t limit_bytes, Kt_Buffer& bytes,
                          std::string& error, Links links) {
   return ReadWholeFile(path, limit_bytes, bytes, error, links);
 }
 
-FileResult ReadStandardInput(std::size_t limit_bytes, std::string& bytes, std::string& error) {
+FileResult ReadStandardInput(std::size_t limit_bytes, Kt_Buffer& bytes, std::string& error) {
   return ReadToEnd(OpenFile::StandardInput(), limit_bytes, bytes, error);
 }
 
 FileResult ReadTextFile(const std::string& path, Kt_WString& text, std::string& error,
                         Links links) {
-  CountedBytes bytes;
+  Kt_Buffer bytes;
   const FileResult result = ReadWholeFile(path, kMaxFileBytes, bytes, error, links);
-  return result == FileResult::kOk ? TakeUtf8(bytes, text, error) : result;
+  return result == FileResult::kOk ? TakeUtf8(bytes.View(), text, error) : result;
 }
 
 FileResult ReadStandardText(Kt_WString& text, std::string& error) {
-  CountedBytes bytes;
+  Kt_Buffer bytes;
   const FileResult result = ReadToEnd(OpenFile::StandardInput(), kMaxFileBytes, bytes, error);
-  return result == FileResult::kOk ? TakeUtf8(bytes, text, error) : result;
+  return result == FileResult::kOk ? TakeUtf8(bytes.View(), text, error) : result;
 }
 
 bool WriteTextFile(const std::string& path, const Kt_WString& text, std::string& error,

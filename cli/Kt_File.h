@@ -6,6 +6,8 @@
 
 #include "classlib/text/Kt_WString.h"
 
+class Kt_Buffer;
+
 namespace kt::cli {
 
 enum class FileResult {
@@ -17,10 +19,11 @@ enum class FileResult {
 // Whether a link in place of a file is followed, or is an error because the path has been resolved.
 enum class Links { kFollow, kRefuse };
 
-// The bytes of a file or of the standard input, up to `limit_bytes`. The reason as below.
-FileResult ReadFileBytes(const std::string& path, std::size_t limit_bytes, std::string& bytes,
+// The bytes of a file or of the standard input, up to `limit_bytes`. The reason as below. Throws
+// std::bad_alloc: what is read counts for the bound of memory.
+FileResult ReadFileBytes(const std::string& path, std::size_t limit_bytes, Kt_Buffer& bytes,
                          std::string& error, Links links = Links::kFollow);
-FileResult ReadStandardInput(std::size_t limit_bytes, std::string& bytes, std::string& error);
+FileResult ReadStandardInput(std::size_t limit_bytes, Kt_Buffer& bytes, std::string& error);
 
 // The whole of a UTF-8 file as text; a byte order mark is skipped. When it is not kOk, `error` has
 // the reason without the path; for text that is not UTF-8 it names the offset of the byte at fault.

@@ -335,28 +335,28 @@ class Show {
   }
 
   // Markdown and sheets are the table as it is shown, with its total; other formats are rows.
-  bool DataBytes(const Kt_Dataset& data, const Kt_CliView& view, DataFormat format,
-                 std::string& bytes) {
+  bool MakeContent(const Kt_Dataset& data, const Kt_CliView& view, DataFormat format,
+                   FileContent& content) {
     std::string reason;
     const DataOptions save = SaveOptions(format);
     const bool made =
         format == DataFormat::kMarkdown
             ? EncodeText(Kt_WString::FromUtf8(
                              MarkdownTable(view, {HasRowLimit() ? options_.rows : 0, decimals_})),
-                         save.save_code_page.value_or(kCodePageUtf8), bytes, reason)
+                         save.save_code_page.value_or(kCodePageUtf8), content.bytes, reason)
         : format == DataFormat::kXlsx
-            ? kt::SaveXlsx(SheetOf(view, {HasRowLimit() ? options_.rows : 0, decimals_}), bytes,
-                           reason)
-            : SaveData(save, data, bytes, reason);
+            ? kt::SaveXlsx(SheetOf(view, {HasRowLimit() ? options_.rows : 0, decimals_}),
+                           content.bytes, reason)
+            : SaveData(save, data, content, reason);
     return (made && Kt_WorkMeter::CurrentStop() == 0) || Fail(reason);
   }
 
   bool SaveResult(const Kt_Dataset& data, const Kt_CliView& view) {
     if (options_.save.empty()) return true;
-    std::string bytes;
+    FileContent content;
     std::string error;
-    if (!DataBytes(data, view, *DataFormatOf(options_.save), bytes)) return false;
-    if (!WriteFileBytes(options_.save, bytes, error)) {
+    if (!MakeContent(data, view, *DataFormatOf(options_.save), content)) return false;
+    if (!WriteFileBytes(options_.save, content.View(), error)) {
       return Fail(fmt::format("cannot write '{}': {}", options_.save, error));
     }
     const kt_long rows = data.GetRowCount();
@@ -369,9 +369,9 @@ class Show {
     const DataFormat format = options_.json  ? DataFormat::kJson
                               : options_.csv ? DataFormat::kCsv
                                              : DataFormat::kMarkdown;
-    std::string bytes;
-    if (!DataBytes(data, view, format, bytes)) return false;
-    streams_.out << bytes;
+    FileContent content;
+    if (!MakeContent(data, view, format, content)) return false;
+    streams_.out << content.View();
     return true;
   }
 

@@ -10,7 +10,6 @@
 #include <system_error>
 #include <utility>
 
-#include "classlib/base/Kt_Buffer.h"
 #include "classlib/base/Kt_Path.h"
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/text/Kt_AString.h"
@@ -26,8 +25,9 @@
 namespace kt::cli {
 namespace {
 
-// A file is held in memory while it is read.
-constexpr std::size_t kMaxDataBytes = std::size_t{1} << 31;
+// A file is held in memory while it is loaded, which the bound of memory counts as well. 120 bytes
+// for each of as many rows as a dataset can have.
+constexpr std::size_t kMaxDataBytes = std::size_t{1} << 34;
 struct FormatName {
   std::string_view name;
   DataFormat format;
@@ -167,16 +167,6 @@ kt_long SaveCodePage(const DataOptions& options) {
   return options.code_page.value_or(kCodePageUtf8);
 }
 
-// The content of a file: UTF-8 as the store writes it, which may be a large part of the memory and
-// is not copied, or what other encodings and forms make.
-struct Content {
-  Kt_Buffer buffer;
-  std::string bytes;  // counts when there is nothing in the buffer
-  std::string_view View() const {
-    return buffer.GetSize() > 0 ? buffer.View() : std::string_view(bytes);
-  }
-};
-
 bool SaveText(const Kt_WString& text, const DataOptions& options, std::string& bytes,
               std::string& reason) {
   return EncodeText(text, SaveCodePage(options), bytes, reason);
@@ -191,7 +181,7 @@ std::string ReasonOf(const Kt_SaveReport& report) {
   return report.error.ToUtf8();
 }
 
-bool SaveCsv(const DataOptions& options, const Kt_Dataset& dataset, Content& content,
+bool SaveCsv(const DataOptions& options, const Kt_Dataset& dataset, FileContent& content,
              std::string& reason) {
   Kt_CsvSaveOptions csv;
   csv.separator = options.separator.value_or(SeparatorOf(*options.format));
@@ -230,7 +220,7 @@ bool SaveXml(const DataOptions& options, const Kt_Dataset& dataset, std::string&
   return SaveText(text, options, bytes, reason);
 }
 
-bool SaveBinary(const Kt_Dataset& dataset, Content& content, std::string& reason) {
+bool SaveBinary(const Kt_Dataset& dataset, FileContent& content, std::string& reason) {
   Kt_SaveReport report;
   const bool saved = dataset.Save2(content.buffer, {}, report) >= 0;
   reason = ReasonOf(report);
@@ -244,7 +234,7 @@ bool SaveUtf8(std::string_view utf8, const DataOptions& options, std::string& by
   return ConvertUtf8(utf8, text) < 0 && SaveText(text, options, bytes, reason);
 }
 
-bool SaveJsonText(const DataOptions& options, const Kt_Dataset& dataset, Content& content,
+bool SaveJsonText(const DataOptions& options, const Kt_Dataset& dataset, FileContent& content,
                   std::string& reason) {
   Kt_JsonSaveOptions json;
   if (*options.format == DataFormat::kJsonLines) json.layout = Kt_JsonLayout::kLines;
@@ -257,7 +247,7 @@ bool SaveJsonText(const DataOptions& options, const Kt_Dataset& dataset, Content
   return encoded;
 }
 
-bool Save(const DataOptions& options, const Kt_Dataset& dataset, Content& content,
+bool Save(const DataOptions& options, const Kt_Dataset& dataset, FileContent& content,
           std::string& reason) {
   std::string& bytes = content.bytes;
   switch (*options.format) {
@@ -272,20 +262,6 @@ bool Save(const DataOptions& options, const Kt_Dataset& dataset, Content& conten
       return SaveUtf8(MarkdownTable(Kt_CliView(dataset), {}), options, bytes, reason);
   }
   return false;
-}
-
-// The same unless memory runs out or the work is stopped.
-bool SaveInBounds(const DataOptions& options, const Kt_Dataset& dataset, Content& content,
-                  std::string& reason) {
-  try {
-    const bool saved = Save(options, dataset, content, reason);
-    if (Kt_WorkMeter::CurrentStop() == 0) return saved;
-    reason = StopReason();
-    return false;
-  } catch (const std::exception&) {
-    reason = "out of memory";
-    return false;
-  }
 }
 
 // By the first thing in it that is not blank; a byte order mark and the halves of UTF-16 are
@@ -356,7 +332,7 @@ bool LoadDataFile(const std::string& path, const DataOptions& options, Kt_Datase
   if (Kt_DatabaseUrl::IsUrl(path)) return LoadDatabase(path, options, dataset, report);
   report = {};
   DataOptions settled = options;
-  std::string bytes;
+  Kt_Buffer bytes;
   std::string error;
   try {
     if (!options.rejects.empty() && IsSameFile(path, options.rejects)) {
@@ -371,25 +347,25 @@ bool LoadDataFile(const std::string& path, const DataOptions& options, Kt_Datase
       return Fail("cannot read: " + error, report);
     }
     // After reading: a name that is no file at all is the greater fault.
-    if (is_input && !settled.format) settled.format = FormatOfBeginning(bytes);
+    if (is_input && !settled.format) settled.format = FormatOfBeginning(bytes.View());
     if (!SettleFormat(path, settled)) return Fail(kUnknownFormat, report);
     // Nobody says how the cells of such a text are quoted.
     const bool is_text = is_input || path.ends_with(".txt");
     if (is_text && !settled.quote) settled.quote = Kt_CsvOptions::kAuto;
-    return LoadData(bytes, settled, dataset, report);
+    return LoadData(bytes.View(), settled, dataset, report);
   } catch (const std::exception&) {
     return Fail("out of memory", report);
   }
 }
 
-bool SaveData(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
+bool SaveData(const DataOptions& options, const Kt_Dataset& dataset, FileContent& content,
               std::string& reason) {
-  Content content;
-  if (!SaveInBounds(options, dataset, content, reason)) return false;
   try {
-    bytes = content.View();
-    return true;
-  } catch (const std::bad_alloc&) {
+    const bool saved = Save(options, dataset, content, reason);
+    if (Kt_WorkMeter::CurrentStop() == 0) return saved;
+    reason = StopReason();
+    return false;
+  } catch (const std::exception&) {
     reason = "out of memory";
     return false;
   }
@@ -402,8 +378,8 @@ bool SaveDataFile(const std::string& path, const DataOptions& options, const Kt_
     reason = kUnknownFormat;
     return false;
   }
-  Content content;
-  return SaveInBounds(settled, dataset, content, reason) &&
+  FileContent content;
+  return SaveData(settled, dataset, content, reason) &&
          WriteFileBytes(path, content.View(), reason, options.links);
 }
 

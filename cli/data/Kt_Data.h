@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "classlib/base/Kt_Buffer.h"
 #include "classlib/store/Kt_Dataset.h"
 #include "cli/Kt_File.h"
 
@@ -106,8 +107,18 @@ bool LoadData(std::string_view bytes, const DataOptions& options, Kt_Dataset& da
 // whatever happens. False, with the reason, when the old one is.
 bool SaveDataFile(const std::string& path, const DataOptions& options, const Kt_Dataset& dataset,
                   std::string& reason);
-// The content that SaveDataFile writes. REQUIRES: options.format.
-bool SaveData(const DataOptions& options, const Kt_Dataset& dataset, std::string& bytes,
+
+// The content of a file: UTF-8 as the store writes it, which may be a large part of the memory and
+// is not copied, or what other encodings and forms make.
+struct FileContent {
+  Kt_Buffer buffer;
+  std::string bytes;  // counts when there is nothing in the buffer
+  std::string_view View() const {
+    return buffer.GetSize() > 0 ? buffer.View() : std::string_view(bytes);
+  }
+};
+// What SaveDataFile writes. REQUIRES: options.format.
+bool SaveData(const DataOptions& options, const Kt_Dataset& dataset, FileContent& content,
               std::string& reason);
 
 }  // namespace kt::cli

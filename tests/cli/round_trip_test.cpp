@@ -60,12 +60,12 @@ TEST(CliRoundTrip, RandomCellsComeBack) {
          {DataFormat::kCsv, DataFormat::kTsv, DataFormat::kXml, DataFormat::kJson,
           DataFormat::kJsonLines, DataFormat::kBinary}) {
       SCOPED_TRACE(testing::Message() << "seed " << seed << " format " << static_cast<int>(format));
-      std::string bytes;
+      kt::cli::FileContent content;
       std::string reason;
       DataReport report;
       Kt_Dataset loaded = WithColumnsOf(original);
-      ASSERT_TRUE(SaveData(Of(format), original, bytes, reason)) << reason;
-      ASSERT_TRUE(LoadData(bytes, Of(format), loaded, report)) << report.error;
+      ASSERT_TRUE(SaveData(Of(format), original, content, reason)) << reason;
+      ASSERT_TRUE(LoadData(content.View(), Of(format), loaded, report)) << report.error;
       EXPECT_EQ(report.rows.rows_rejected + report.rows.cells_not_converted, 0);
       ExpectSame(original, loaded);
       if (HasFailure()) return;
@@ -97,9 +97,9 @@ TEST(CliRoundTrip, WhatAFormatCannotHoldIsRefusedByItsPlace) {
     dataset.AddColumn(u"x", row.type);
     dataset.AppendRow(3);
     dataset.SetColumn(2, 0, row.value);
-    std::string bytes;
+    kt::cli::FileContent content;
     std::string reason;
-    EXPECT_FALSE(SaveData(Of(row.format), dataset, bytes, reason));
+    EXPECT_FALSE(SaveData(Of(row.format), dataset, content, reason));
     EXPECT_EQ(reason, std::string("row 2, column 'x': ") + row.reason);
   }
 }
