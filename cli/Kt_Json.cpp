@@ -35,7 +35,10 @@ class Writer {
   Writer(CountedBytes& out, std::string& reason) : out_(out), reason_(reason) {}
 
   bool Write(const Kt_Variant& value, int depth) {
-    if (out_.size() > kMaxPrintedBytes) return Fail(kTooLongToPrint);
+    const bool is_inner = depth > 1;
+    if (out_.size() > kMaxPrintedBytes || (is_inner && ++inner_items_ > kMaxPrintedItems)) {
+      return Fail(kTooLongToPrint);
+    }
     if (!kt::Charge(2 * Kt_WorkMeter::kUnitsPerItem)) return Fail(StopReason());
     switch (value.GetTag()) {
       case kTagEmpty: return Put({});
@@ -112,6 +115,7 @@ class Writer {
 
   CountedBytes& out_;
   std::string& reason_;
+  std::int64_t inner_items_ = 0;
 };
 
 }  // namespace

@@ -86,24 +86,6 @@ std::string OnScreen(std::u16string_view text, int& column) {
 // Lists may nest as deep as a script likes; nobody reads further than this.
 constexpr int kMaxListDepth = 50;
 
-bool AppendText(const Kt_Variant& value, bool in_list, int depth, CountedBytes& out);
-
-bool AppendList(const Kt_VariantList& list, int depth, CountedBytes& out) {
-  if (depth == kMaxListDepth) {
-    out += "[...]";
-    return true;
-  }
-  out += '[';
-  const char* separator = "";
-  for (const Kt_Variant& item : list) {
-    out += separator;
-    if (!AppendText(item, true, depth + 1, out)) return false;
-    separator = ", ";
-  }
-  out += ']';
-  return true;
-}
-
 bool AppendBytes(std::span<const std::uint8_t> bytes, CountedBytes& out) {
   constexpr std::size_t kPiece = 1024;
   constexpr std::int64_t kUnitsPerByte = 32;
@@ -114,38 +96,66 @@ bool AppendBytes(std::span<const std::uint8_t> bytes, CountedBytes& out) {
   return true;
 }
 
-// An object that stands for a plain value, such as a cell of a dataset, is that value.
-bool AppendObject(const Kt_Variant& value, bool in_list, int depth, CountedBytes& out) {
-  const Kt_WString property = value.GetHolder().GetDefaultProp();
-  Kt_Variant plain;
-  if (depth < kMaxListDepth && !property.IsEmpty() &&
-      value.GetHolder().GetProperty(property, nullptr, plain) == 0) {
-    return AppendText(plain, in_list, depth + 1, out);
-  }
-  const Kt_WString text = value.ToString();
-  out += text.IsEmpty() ? "<object " + ToUtf8Bytes(value.GetHolder().GetID()) + '>'
-                        : ToUtf8Bytes(text);
-  return true;
-}
+// Every function is false when the text would be too long, or the work was stopped.
+class ValuePrinter {
+ public:
+  explicit ValuePrinter(CountedBytes& out) : out_(out) {}
 
-bool AppendText(const Kt_Variant& value, bool in_list, int depth, CountedBytes& out) {
-  if (out.size() > kMaxPrintedBytes || !kt::Charge(2 * Kt_WorkMeter::kUnitsPerItem)) return false;
-  switch (value.GetTag()) {
-    case kTagEmpty:
-      if (in_list) out += "null";
-      return true;
-    case kTagString:
-      if (in_list) out += '\'';
-      out += ToUtf8Bytes(value.AsString());
-      if (in_list) out += '\'';
-      return true;
-    case kTagList: return AppendList(value.GetList(), depth, out);
-    case kTagBinary: return AppendBytes(value.AsBinary(), out);
-    case kTagObject: return AppendObject(value, in_list, depth, out);
-    case kTagRef: return AppendText(value.Dereference(), in_list, depth, out);
-    default: out += ToUtf8Bytes(value.ToString()); return true;
+  bool Print(const Kt_Variant& value, bool in_list, int depth) {
+    if (out_.size() > kMaxPrintedBytes) return false;
+    if (depth > 1 && ++inner_items_ > kMaxPrintedItems) return false;
+    if (!kt::Charge(2 * Kt_WorkMeter::kUnitsPerItem)) return false;
+    switch (value.GetTag()) {
+      case kTagEmpty:
+        if (in_list) out_ += "null";
+        return true;
+      case kTagString:
+        if (in_list) out_ += '\'';
+        out_ += ToUtf8Bytes(value.AsString());
+        if (in_list) out_ += '\'';
+        return true;
+      case kTagList: return PrintList(value.GetList(), depth);
+      case kTagBinary: return AppendBytes(value.AsBinary(), out_);
+      case kTagObject: return PrintObject(value, in_list, depth);
+      case kTagRef: return Print(value.Dereference(), in_list, depth);
+      default: out_ += ToUtf8Bytes(value.ToString()); return true;
+    }
   }
-}
+
+ private:
+  bool PrintList(const Kt_VariantList& list, int depth) {
+    if (depth == kMaxListDepth) {
+      out_ += "[...]";
+      return true;
+    }
+    out_ += '[';
+    const char* separator = "";
+    for (const Kt_Variant& item : list) {
+      out_ += separator;
+      if (!Print(item, true, depth + 1)) return false;
+      separator = ", ";
+    }
+    out_ += ']';
+    return true;
+  }
+
+  // An object that stands for a plain value, such as a cell of a dataset, is that value.
+  bool PrintObject(const Kt_Variant& value, bool in_list, int depth) {
+    const Kt_WString property = value.GetHolder().GetDefaultProp();
+    Kt_Variant plain;
+    if (depth < kMaxListDepth && !property.IsEmpty() &&
+        value.GetHolder().GetProperty(property, nullptr, plain) == 0) {
+      return Print(plain, in_list, depth + 1);
+    }
+    const Kt_WString text = value.ToString();
+    out_ += text.IsEmpty() ? "<object " + ToUtf8Bytes(value.GetHolder().GetID()) + '>'
+                           : ToUtf8Bytes(text);
+    return true;
+  }
+
+  CountedBytes& out_;
+  std::int64_t inner_items_ = 0;
+};
 
 }  // namespace
 
@@ -234,7 +244,7 @@ std::string ValueText(const Kt_Variant& value) {
 }
 
 bool AppendValueText(const Kt_Variant& value, CountedBytes& out) {
-  return AppendText(value, false, 0, out) && kt::Charge(0);
+  return ValuePrinter(out).Print(value, false, 0) && kt::Charge(0);
 }
 
 }  // namespace kt::cli

@@ -39,12 +39,14 @@ std::vector<std::string> SplitLines(std::string_view text);
 // The text of a value as print() shows it: lists as [1, 'a', [2]], bytes in hexadecimal.
 std::string ValueText(const Kt_Variant& value);
 // The same after what is in `out`. False, and the text cut, when it would make `out` longer than
-// kMaxPrintedBytes, or the work was stopped. Its memory is counted.
+// kMaxPrintedBytes, has more than kMaxPrintedItems, or the work was stopped. Its memory is counted.
 bool AppendValueText(const Kt_Variant& value, CountedBytes& out);
 
-// No value is printed at greater length: a list that shares its parts can be longer than any
-// memory.
+// No value is printed at greater length, nor with more items in lists inside lists: a list that
+// shares its parts can be longer than any memory, and takes many seconds to fill a part of it.
 inline constexpr std::size_t kMaxPrintedBytes = std::size_t{1} << 29;
-inline constexpr const char* kTooLongToPrint = "too long to print: more than 512 MB";
+inline constexpr std::int64_t kMaxPrintedItems = std::int64_t{1} << 24;
+inline constexpr const char* kTooLongToPrint =
+    "too long to print: more than 512 MB, or than 16,777,216 items of lists inside lists";
 
 }  // namespace kt::cli

@@ -92,6 +92,18 @@ TEST(CliText, Values) {
   EXPECT_NE(ValueText(Nested(1000)).find("[...]"), std::string::npos);
 }
 
+// Quick to build, and endless to print.
+TEST(CliText, ListsThatShareTheirPartsAreNotPrinted) {
+  Kt_Variant shared(kt_long{1});
+  for (int level = 0; level < 40; ++level) shared = Kt_VariantList{shared, shared};
+  kt::CountedBytes text;
+  EXPECT_FALSE(AppendValueText(shared, text));
+  EXPECT_LT(text.size(), kMaxPrintedBytes / 2);
+  std::string reason;
+  EXPECT_FALSE(ToJson(shared, text, reason));
+  EXPECT_EQ(reason, kTooLongToPrint);
+}
+
 TEST(CliText, Json) {
   const struct {
     Kt_Variant value;
