@@ -313,7 +313,9 @@ class SheetWriter {
   bool WriteDate(kt_long row, std::size_t column, double day, Look look) {
     const std::optional<double> serial = SerialOf(day);
     if (!serial) {
-      return WriteText(row, column, Kt_WString::FromUtf8(kt::detail::DateText(day, false)),
+      const std::string text = kt::detail::DateText(day, false);
+      if (text.empty()) return Refuse(row, column, "a date outside the years 1 to 9999");
+      return WriteText(row, column, Kt_WString::FromUtf8(text),
                        formats_.Of(look, Shape::kGeneral, 0));
     }
     const Shape shape = day == std::floor(day) ? Shape::kDate : Shape::kMoment;
@@ -334,19 +336,29 @@ class SheetWriter {
                  worksheet_write_string(sheet_, row < 0 ? 0 : SheetRow(row), SheetColumn(column),
                                         Escaped(utf8).c_str(), format));
   }
-  // A text that looks like an escape ("_x000D_") would come back as what it stands for.
+  // A text that looks like an escape ("_x000D_") would come back as what it stands for. The two
+  // units that no XML may hold need one, which the library does not give them.
   static std::string Escaped(const std::string& utf8) {
+    constexpr std::string_view kNoXml[] = {"\xEF\xBF\xBE", "\xEF\xBF\xBF"};
+    constexpr std::string_view kEscapes[] = {"_xFFFE_", "_xFFFF_"};
     std::string escaped;
-    std::size_t from = 0;
-    for (std::size_t at = utf8.find("_x"); at != std::string::npos; at = utf8.find("_x", at + 1)) {
-      const std::string_view digits = std::string_view(utf8).substr(at + 2, 4);
-      const bool is_escape = digits.size() == 4 && utf8.compare(at + 6, 1, "_") == 0 &&
-                             digits.find_first_not_of("0123456789abcdefABCDEF") == digits.npos;
-      if (!is_escape) continue;
-      escaped.append(utf8, from, at - from) += "_x005F_";
-      from = at + 1;
+    for (std::size_t at = 0; at < utf8.size(); ++at) {
+      const std::string_view rest = std::string_view(utf8).substr(at);
+      if (rest.starts_with("_x") && LooksLikeEscape(rest)) escaped += "_x005F";
+      const bool is_second = rest.starts_with(kNoXml[1]);
+      if (is_second || rest.starts_with(kNoXml[0])) {
+        escaped += kEscapes[is_second ? 1 : 0];
+        at += kNoXml[0].size() - 1;
+      } else {
+        escaped += utf8[at];
+      }
     }
-    return escaped.append(utf8, from);
+    return escaped;
+  }
+  static bool LooksLikeEscape(std::string_view text) {
+    const std::string_view digits = text.substr(2, 4);
+    return text.size() >= 7 && text[6] == '_' &&
+           digits.find_first_not_of("0123456789abcdefABCDEF") == digits.npos;
   }
 
   bool Wrote(kt_long row, std::size_t column, lxw_error code) {

@@ -50,8 +50,20 @@ std::optional<std::int64_t> UnitsOf(double value) {
   return units;
 }
 
-// "2024-01-05", or with " 08:30" or "T08:30", ":00" and a fraction of up to three digits: a date
-// that its day number gives back. Zones and anything else are texts.
+// The microseconds that up to three digits after those of the milliseconds stand for.
+bool MicrosecondsBelow(std::u16string_view digits, std::int64_t& microseconds) {
+  constexpr std::size_t kDigits = 3;
+  if (digits.size() > kDigits) return false;
+  for (std::size_t at = 0; at < kDigits; ++at) {
+    const char16_t digit = at < digits.size() ? digits[at] : u'0';
+    if (digit < u'0' || digit > u'9') return false;
+    microseconds = microseconds * 10 + (digit - u'0');
+  }
+  return true;
+}
+
+// "2024-01-05", or with " 08:30" or "T08:30", ":00" and a fraction of up to six digits: a date that
+// its day number gives back. Zones and anything else are texts.
 std::optional<double> DayOf(const Kt_WString& text) {
   const std::u16string_view view = text.View();
   constexpr std::size_t kDate = 10;
@@ -59,8 +71,17 @@ std::optional<double> DayOf(const Kt_WString& text) {
   if (view.size() > kDate && (view.size() < kDate + 6 || view.size() == kDate + 7)) {
     return std::nullopt;
   }
+  // Dates read milliseconds, and would leave out what follows.
+  constexpr std::size_t kMilliseconds = 23;
+  std::int64_t below = 0;
+  if (view.size() > kMilliseconds && !MicrosecondsBelow(view.substr(kMilliseconds), below)) {
+    return std::nullopt;
+  }
   Kt_DateTime date;
-  if (!Kt_DateTime::FromText(view, date)) return std::nullopt;
+  if (!Kt_DateTime::FromText(view.substr(0, kMilliseconds), date)) return std::nullopt;
+  std::int64_t all = 0;
+  if (below == 0) return date.days;
+  if (!MicrosecondsOf(date.days, all) || !ExactDay(all + below, date.days)) return std::nullopt;
   return date.days;
 }
 

@@ -101,14 +101,16 @@ std::optional<std::int64_t> UnitsOf(const Numeric& numeric) {
   if (numeric.weight > kGreatestWeight || numeric.Count() > numeric.At(kLast) + 1) {
     return std::nullopt;
   }
+  const std::int64_t sign = numeric.sign == Numeric::kNegative ? -1 : 1;
   std::int64_t units = 0;
   for (int exponent = numeric.weight; exponent >= kLast; --exponent) {
+    const std::int64_t digit = sign * numeric.Digit(numeric.At(exponent));
     if (__builtin_mul_overflow(units, std::int64_t{10000}, &units) ||
-        __builtin_add_overflow(units, std::int64_t{numeric.Digit(numeric.At(exponent))}, &units)) {
+        __builtin_add_overflow(units, digit, &units)) {
       return std::nullopt;
     }
   }
-  return numeric.sign == Numeric::kNegative ? -units : units;
+  return units;
 }
 
 // Without zeros at its end that say nothing.

@@ -51,6 +51,19 @@ Type TypeOf(const std::string& declared) {
   return Type::kString;
 }
 
+// Whether a column of that declaration makes numbers of texts that look like some.
+bool MakesNumbers(const std::string& declared) {
+  if (declared.empty()) return false;
+  if (Contains(declared, {"INT"})) return true;
+  return !Contains(declared, {"CHAR", "CLOB", "TEXT", "BLOB"});
+}
+
+// Beyond 15 digits a double is another amount.
+bool IsExactReal(Kt_Currency amount) {
+  constexpr std::int64_t kExact = std::int64_t{1} << 53;
+  return amount.units >= -kExact && amount.units <= kExact;
+}
+
 class Sqlite final : public Kt_Database {
  public:
   Sqlite(const Kt_DatabaseUrl& url, const Options& options)
@@ -139,8 +152,17 @@ class Sqlite final : public Kt_Database {
     }
     return name + " IS " + parameter + (column.is_key ? "" : " COLLATE BINARY");
   }
-  bool Accepts(const Kt_DatabaseColumn&, const Kt_Variant& value,
+  bool Accepts(const Kt_DatabaseColumn& column, const Kt_Variant& value,
                std::string& reason) const override {
+    if (value.GetTag() == kTagDouble && std::isnan(value.AsDouble())) {
+      reason = "NaN, which SQLite makes a null";
+      return false;
+    }
+    if (value.GetTag() == kTagCurrency && !IsExactReal(value.ToCurrency()) &&
+        MakesNumbers(column.declared)) {
+      reason = "an amount of more than 15 digits, which the type of the column rounds";
+      return false;
+    }
     return IsStorable(value, reason);
   }
   Kt_Variant Bound(const Kt_DatabaseColumn& column, const Kt_Variant& value) const override {
@@ -281,12 +303,8 @@ class Sqlite final : public Kt_Database {
       case kTagBool: return sqlite3_bind_int64(statement, at, value.AsInt64());
       case kTagDouble: return sqlite3_bind_double(statement, at, value.AsDouble());
       case kTagCurrency: {
-        // Beyond 15 digits a double is another amount.
-        constexpr std::int64_t kExact = std::int64_t{1} << 53;
         const Kt_Currency amount = value.ToCurrency();
-        if (amount.units >= -kExact && amount.units <= kExact) {
-          return sqlite3_bind_double(statement, at, amount.ToDouble());
-        }
+        if (IsExactReal(amount)) return sqlite3_bind_double(statement, at, amount.ToDouble());
         return BindText(statement, at, amount.ToText().ToUtf8());
       }
       case kTagDateTime: return BindText(statement, at, DateText(value.AsDouble(), false));
