@@ -111,6 +111,53 @@ TEST(DatasetFiles, TypedCsvKeepsCells) {
   }
 }
 
+// A number or a date of an untyped text, whatever type was found for its column.
+bool SaysTheSame(const Kt_Variant& wanted, const Kt_Variant& found) {
+  constexpr std::int64_t kExactUnits = 1'000'000'000'000'000;  // a double keeps 15 digits
+  if (wanted.IsEmpty() || wanted.IsString() || wanted.GetTag() == kTagBinary) return true;
+  const double number = wanted.ToDouble();
+  const bool is_amount = wanted.GetTag() == kTagCurrency;
+  if (!std::isfinite(number) || (is_amount && std::abs(wanted.AsInt64()) > kExactUnits)) {
+    return true;
+  }
+  Kt_DateTime date;
+  if (found.IsString() && wanted.GetTag() == kTagDateTime &&
+      Kt_DateTime::FromText(found.AsStringView(), date)) {
+    return date.days == number;
+  }
+  return found.ToDouble() == number;
+}
+
+TEST(DatasetFiles, UntypedCsvKeepsWhatItsTextsSay) {
+  for (unsigned seed = 1; seed <= RoundTrips(); ++seed) {
+    SCOPED_TRACE(seed);
+    const Kt_Dataset data = RandomDataset(seed, {.variants = false}).Make();
+    Kt_CsvSaveOptions untyped;
+    untyped.typed = false;
+    Kt_WString text;
+    Kt_LoadReport report;
+    ASSERT_EQ(data.SaveCSV(text, {}, untyped), data.GetRowCount());
+    // With the types of a dataset that is there, everything comes back.
+    Kt_Dataset typed(data);
+    typed.ClearData();
+    ASSERT_EQ(typed.LoadCSV(text, {}, report), data.GetRowCount()) << report.error.ToUtf8();
+    EXPECT_EQ(report.cells_not_converted, 0);
+    ExpectSameCells(data, typed);
+    // With types that are found, what reads like a number or a date is the same one.
+    Kt_Dataset found;
+    ASSERT_EQ(found.LoadCSV(text, {}, report), data.GetRowCount());
+    for (kt_long col = 0; col < data.GetColCount(); ++col) {
+      for (kt_long row = 0; row < data.GetRowCount(); ++row) {
+        const Kt_Variant wanted = data.ReadColumn(row, col);
+        EXPECT_TRUE(SaysTheSame(wanted, found.ReadColumn(row, col)))
+            << wanted.ToString().ToUtf8() << " and "
+            << found.ReadColumn(row, col).ToString().ToUtf8();
+      }
+    }
+    if (HasFailure()) return;
+  }
+}
+
 struct SampleObject final : Kt_Object {
   SampleObject() : Kt_Object(nullptr) {}
 };
