@@ -2,8 +2,8 @@
 //
 // What each step of work takes on a table of numbers as its rows grow: seconds of the processor (of
 // both threads, where there are two), and bytes a row that the step holds at its most beyond what
-// was there before it, and that it leaves behind. Memory is that of the process as the system counts
-// it; each answer is compared with one that is known.
+// was there before it, and that it leaves behind. Memory is that of the process as the system
+// counts it; each answer is compared with one that is known.
 //
 //   scale_steps [--threads 2] ROWS...
 //
@@ -40,7 +40,8 @@ double StatusBytes(std::string_view name) {
   double bytes = 0;
   char line[256];
   while (file != nullptr && std::fgets(line, sizeof line, file) != nullptr) {
-    if (std::string_view(line).starts_with(name)) bytes = std::strtod(line + name.size(), nullptr) * 1024;
+    if (std::string_view(line).starts_with(name))
+      bytes = std::strtod(line + name.size(), nullptr) * 1024;
   }
   if (file != nullptr) std::fclose(file);
   return bytes;
@@ -89,13 +90,15 @@ class Table {
   }
   bool Find() { return Call(u"SearchRow", {u"qty < 0 || price < 0"}) == -1; }
   bool SortByDouble() { return Sort(u"price") && Price(0) == 0 && Price(rows_ - 1) > Price(0); }
-  bool SortByLong() { return Sort(u"grp") && data_.GetColumn(rows_ - 1, 1)->ToInteger() == kGroups - 1; }
+  bool SortByLong() {
+    return Sort(u"grp") && data_.GetColumn(rows_ - 1, 1)->ToInteger() == kGroups - 1;
+  }
   bool SortByDate() { return Sort(u"day,qty"); }
   bool Totals() {
-    Kt_GroupTotals totals({{u"grp", u"grp"}},
-                          {{u"sum", Kt_Aggregate::kSum, u"price"},
-                           {u"count", Kt_Aggregate::kCount, u"qty"}},
-                          u"qty >= 0");
+    Kt_GroupTotals totals(
+        {{u"grp", u"grp"}},
+        {{u"sum", Kt_Aggregate::kSum, u"price"}, {u"count", Kt_Aggregate::kCount, u"qty"}},
+        u"qty >= 0");
     Kt_Dataset answer(u"answer");
     return totals.Add(wrapper_) == kOk && totals.Finish(answer) == kGroups &&
            answer.GetColumn(7, 2)->ToInteger() == rows_ / kGroups;
@@ -202,8 +205,8 @@ bool Run(kt_long rows) {
     const double seconds = ProcessorSeconds() - start;
     const double most = StatusBytes("VmHWM:") - before;
     const double left = StatusBytes("VmRSS:") - before;
-    std::printf("%-38s %9.3f %8.1f %8.1f %8.1f%s\n", step.name, seconds,
-                seconds * 1e9 / rows, most / rows, left / rows, right ? "" : "  WRONG");
+    std::printf("%-38s %9.3f %8.1f %8.1f %8.1f%s\n", step.name, seconds, seconds * 1e9 / rows,
+                most / rows, left / rows, right ? "" : "  WRONG");
     std::fflush(stdout);
     all_right = all_right && right;
   }

@@ -21,8 +21,8 @@ void Kt_Buffer::Append(const void* data, std::size_t size_bytes) {
 
 void Kt_Buffer::Reserve(std::size_t size_bytes) {
   if (size_bytes <= capacity_bytes_) return;
-  data_ = static_cast<unsigned char*>(
-      data_ == nullptr ? kt::Allocate(size_bytes)
-                       : kt::Reallocate(data_, capacity_bytes_, size_bytes));
+  data_ = static_cast<unsigned char*>(data_ == nullptr
+                                          ? kt::Allocate(size_bytes)
+                                          : kt::Reallocate(data_, capacity_bytes_, size_bytes));
   capacity_bytes_ = size_bytes;
 }
