@@ -71,12 +71,12 @@ const DirectFunc kFuncs[] = {
     {kHandler<&Self::_pos>, kTexts, nullptr, nullptr, kt::detail::Pos},
     {kHandler<&Self::_pow>, kNumbers, nullptr, kt::detail::Pow, nullptr},
     {kHandler<&Self::_right>, kTexts, nullptr, nullptr, kt::detail::Right},
-    {kHandler<&Self::_round>, kNumbers, RoundToWhole, Round, nullptr, Block<RoundToWhole>},
+    {kHandler<&Self::_round>, kNumbers, RoundToWhole, Round, nullptr, Block<RoundToWhole>, true},
     {kHandler<&Self::_sin>, kNumbers, kt::detail::Sin, nullptr, nullptr, Block<kt::detail::Sin>},
     {kHandler<&Self::_sqrt>, kNumbers, kt::detail::Sqrt, nullptr, nullptr, Block<kt::detail::Sqrt>},
     {kHandler<&Self::_tan>, kNumbers, kt::detail::Tan, nullptr, nullptr, Block<kt::detail::Tan>},
     {kHandler<&Self::_truncate>, kNumbers, TruncateToWhole, Truncate, nullptr,
-     Block<TruncateToWhole>},
+     Block<TruncateToWhole>, true},
 };
 
 }  // namespace

@@ -21,6 +21,8 @@ struct DirectFunc {
   void (*of_values)(const Kt_FuncArgs& in, Kt_Variant& result);
   // of_one for `count` numbers, with the same bits; `out` may be `in`. There where of_one is.
   void (*of_block)(const double* in, double* out, std::size_t count) = nullptr;
+  // Goes by the decimal text of numbers, whose length is charged where it is hundreds of digits.
+  bool makes_texts = false;
 };
 
 // Null for functions that have no such form.

@@ -175,6 +175,8 @@ void Helper::Begin(Job job, void* work) {
 
 void Helper::SetTakesBack(bool does) noexcept { takes_back = does; }
 
+bool Helper::MayTakeBack() noexcept { return takes_back; }
+
 bool Helper::TakesBack() noexcept {
   return takes_back && state_->Turns(State::Phase::kOffered, State::Phase::kIdle);
 }

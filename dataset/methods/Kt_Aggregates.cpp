@@ -47,6 +47,25 @@ Kt_Variant TotalOfColumn(const Kt_Dataset& dataset, Kt_Aggregate what, Rows rows
 }
 
 struct AddAll {
+  using Part = TallyPart;
+  static const RowExpr* GetSecond() { return nullptr; }
+  bool MakePart(PartRows& rows, Part& part) const {
+    const RowBlock* const values = rows.Of(0);
+    if (values == nullptr || !values->IsWhole()) return false;
+    part.Open(tally);
+    for (kt_long row = rows.First(); row < rows.End();) {
+      const RowNumbers numbers = values->NumbersFrom(row);
+      if (numbers.count > 0) {
+        part.Add(numbers);
+      } else if (!part.AddEmpty()) {
+        return false;
+      }
+      row += std::max(numbers.count, 1);
+    }
+    return true;
+  }
+  void TakePart(const Part& part) { tally.Add(part); }
+
   kt_long TakeMany(kt_long, const RowNumbers& numbers) {
     tally.Add(numbers);
     return numbers.count;

@@ -33,6 +33,11 @@ class CaseTaker {
         count_nulls_(count_nulls),
         tally_(what) {}
 
+  using Part = TallyPart;
+  const RowExpr* GetSecond() const { return has_value_ ? &value_ : nullptr; }
+  bool MakePart(PartRows& rows, Part& part) const;
+  void TakePart(const Part& part) { tally_.Add(part); }
+
   bool Wants(kt_long row) const { return IsCounted(cursor_, row, pivot_index_, count_nulls_); }
   // The rows up to one whose value took other code.
   kt_long TakeMany(kt_long first, const RowNumbers& conditions) {
@@ -67,6 +72,7 @@ class CaseTaker {
     return tally_.HasAddends() ? value_.PaidAddendsFrom(cursor_, row, end)
                                : value_.PaidNumbersFrom(cursor_, row, end);
   }
+  bool AddWhere(PartRows& rows, kt_long row, const RowNumbers& conditions, Part& part) const;
   bool AddRow() {
     Kt_Variant value;
     const bool goes_on = !has_value_ || value_.Evaluate(cursor_, value);
@@ -81,6 +87,46 @@ class CaseTaker {
   bool count_nulls_;
   Tally tally_;
 };
+
+bool CaseTaker::MakePart(PartRows& rows, Part& part) const {
+  const RowBlock* const conditions = rows.Of(0);
+  if (conditions == nullptr || !conditions->IsWhole()) return false;
+  part.Open(tally_);
+  for (kt_long row = rows.First(); row < rows.End();) {
+    const RowNumbers some = conditions->NumbersFrom(row);
+    // Doubles and empty values are no conditions.
+    if (some.longs != nullptr && !some.are_zeros && !AddWhere(rows, row, some, part)) return false;
+    row += std::max(some.count, 1);
+  }
+  return true;
+}
+
+// The values of the rows from `row` on in which the conditions hold.
+bool CaseTaker::AddWhere(PartRows& rows, kt_long row, const RowNumbers& conditions,
+                         Part& part) const {
+  for (kt_long at = 0; at < conditions.count;) {
+    if (conditions.longs[at] == 0) {
+      ++at;
+      continue;
+    }
+    const kt_long* const from_here = conditions.longs + at;
+    RowNumbers values{from_here, nullptr, conditions.count - at};
+    if (has_value_) {
+      const RowBlock* const block = rows.Of(1);
+      Kt_Variant value;
+      if (block == nullptr || !block->Read(row + at, value)) return false;
+      values = tally_.HasAddends() ? block->AddendsFrom(row + at) : block->NumbersFrom(row + at);
+      values.count = std::min(values.count, conditions.count - at);
+    }
+    if (values.count > 0) {
+      part.AddWhere(values, from_here);
+    } else if (!part.AddEmpty()) {
+      return false;
+    }
+    at += std::max(values.count, 1);
+  }
+  return true;
+}
 
 kt_long CaseTotal(const MethodCall& in, Kt_Aggregate what, Rows rows, Kt_Variant& result) {
   const kt_long expressions = what == Kt_Aggregate::kCount ? 1 : 2;

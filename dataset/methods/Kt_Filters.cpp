@@ -33,16 +33,41 @@ void DropFilters(Kt_Dataset& dataset, bool is_local) {
 
 // Marks the rows whose condition is false.
 struct FalseMarker {
+  // Blocks are marked in place, anew if their part is thrown away.
+  struct Part {};
+  static const RowExpr* GetSecond() { return nullptr; }
+  bool MakePart(PartRows& rows, Part&) const {
+    const RowBlock* const conditions = rows.Of(0);
+    if (conditions == nullptr || !conditions->IsWhole()) return false;
+    for (kt_long row = rows.First(); row < rows.End();) {
+      const RowNumbers some = conditions->NumbersFrom(row);
+      if (some.count == 0) hidden[static_cast<std::size_t>(row)] = 0;  // empty
+      Mark(hidden.data() + row, some);
+      row += std::max(some.count, 1);
+    }
+    return true;
+  }
+  void TakePart(const Part&) {}
+
   kt_long TakeMany(kt_long first, const RowNumbers& conditions) {
     std::uint8_t* const marks = hidden.data() + first;
-    for (kt_long at = 0; at < conditions.count && conditions.longs != nullptr; ++at) {
-      marks[at] = conditions.longs[at] == 0 ? 1 : 0;
-    }
-    return conditions.count;  // doubles are no conditions
+    Mark(marks, conditions);
+    return conditions.count;
   }
   bool TakeOne(kt_long row, const Kt_Variant& condition, bool) {
     hidden[static_cast<std::size_t>(row)] = IsFalseCondition(condition) ? 1 : 0;
     return true;
+  }
+
+  // Doubles are no conditions.
+  static void Mark(std::uint8_t* marks, const RowNumbers& conditions) {
+    if (conditions.longs == nullptr) {
+      std::fill_n(marks, conditions.count, std::uint8_t{0});
+      return;
+    }
+    for (kt_long at = 0; at < conditions.count; ++at) {
+      marks[at] = conditions.longs[at] == 0 ? 1 : 0;
+    }
   }
 
   RowMarks& hidden;

@@ -282,9 +282,14 @@ struct RowBlock::Kernels {
 
   template <class T>
   static void OfTexts(RowBlock& block, const Step& step) {
-    TextMemo& memo = block.memos_[static_cast<std::size_t>(step.memo)];
     T* const out = step.out->template OwnOf<T>();
-    memo.Read(block.records_, block.count_, out, block.marks_.data());
+    std::uint8_t* const marks = block.marks_.data();
+    if (block.shared_ != nullptr) {
+      block.MemoOf(step).ReadKnown(block.records_, block.count_, out, marks);
+    } else {
+      TextMemo& memo = block.memos_[static_cast<std::size_t>(step.memo)];
+      memo.Read(block.records_, block.count_, out, marks);
+    }
   }
 
   template <class T>
@@ -452,6 +457,13 @@ std::unique_ptr<RowBlock> RowBlock::Make(const ExprProgram& program,
   return block;
 }
 
+std::unique_ptr<RowBlock> RowBlock::MakeReader(const std::vector<RowName>& names) const {
+  std::unique_ptr<RowBlock> block(new RowBlock(program_, calls_));
+  block->shared_ = this;
+  if (!block->Plan(names)) return nullptr;
+  return block;
+}
+
 bool RowBlock::Plan(const std::vector<RowName>& names) {
   if (!std::all_of(names.begin(), names.end(), [&](const RowName& n) { return PlanName(n); })) {
     return false;
@@ -565,17 +577,22 @@ bool RowBlock::PlanPart(std::size_t at) {
 bool RowBlock::MakeNumber(std::uint16_t operand) {
   if (!IsTemp(operand) || temps_[operand].part < 0) return true;
   Lane& lane = temps_[operand];
-  TextMemo& memo =
-      memos_.emplace_back(program_, calls_, parts_[static_cast<std::size_t>(lane.part)]);
+  Step step{nullptr, nullptr, nullptr, &lane, CodeOp::kCall};
+  step.memo = memo_count_++;
+  if (shared_ == nullptr && !AddMemo(parts_[static_cast<std::size_t>(lane.part)])) return false;
+  const bool is_long = MemoOf(step).IsLong();
+  lane.Own(is_long);
+  lane.stays_double = !is_long;
+  step.kernel = is_long ? &Kernels::OfTexts<kt_long> : &Kernels::OfTexts<double>;
+  steps_.push_back(step);
+  return true;
+}
+
+bool RowBlock::AddMemo(const TextPart& part) {
+  TextMemo& memo = memos_.emplace_back(program_, calls_, part);
   memo.Rebind(memo.GetName() >= 0 ? names_[static_cast<std::size_t>(memo.GetName())].name.cells
                                   : nullptr);
-  if (!memo.FindKind()) return false;
-  lane.Own(memo.IsLong());
-  const Kernel kernel = memo.IsLong() ? &Kernels::OfTexts<kt_long> : &Kernels::OfTexts<double>;
-  lane.stays_double = !memo.IsLong();
-  steps_.push_back({kernel, nullptr, nullptr, &lane, CodeOp::kCall});
-  steps_.back().memo = static_cast<int>(memos_.size() - 1);
-  return true;
+  return memo.FindKind();
 }
 
 // The argument of a call. A null stays one.
@@ -826,20 +843,58 @@ void RowBlock::Rebind(const std::vector<RowName>& names) {
 // Rows --------------------------------------------------------------------------------------------
 
 void RowBlock::Fill(const Kt_Dataset& dataset, kt_long row_count, kt_long row) {
-  first_ = row & ~(kRowsPerBlock - 1);
-  end_ = std::min(first_ + kRowsPerBlock, row_count);
-  count_ = static_cast<std::size_t>(end_ - first_);
-  marks_.fill(kPlain);
-  Load(dataset);
-  RunSteps();
-  FinishResult();
+  const kt_long first = row & ~(kRowsPerBlock - 1);
+  Open(first, std::min(first + kRowsPerBlock, row_count));
+  records_ = FindRecords(dataset);
+  ComputeRows();
 }
 
-// The right side of an && or || that is settled in every row is left out.
-void RowBlock::RunSteps() {
+void RowBlock::FillFrom(const RowRecords& records, kt_long first, kt_long end) {
+  Open(first, end);
+  records_ = records;
+  if (!records.IsDense()) {
+    std::copy_n(records.listed, count_, listed_.data());
+    records_ = LookThroughListed();
+  }
+  ComputeRows();
+}
+
+void RowBlock::Open(kt_long first, kt_long end) {
+  first_ = first;
+  end_ = end;
+  count_ = static_cast<std::size_t>(end - first);
+  marks_.fill(kPlain);
+}
+
+void RowBlock::ComputeRows() {
+  for (NameLane& lane : names_) LoadName(lane);
+  if (RunSteps()) return FinishResult();
+  marks_.fill(kAlone);
+  is_even_ = is_whole_ = has_addends_ = false;
+}
+
+// Whether an argument of a call is a number with hundreds of digits before or after the point.
+bool RowBlock::HasLongTexts(const Step& step, std::size_t count) {
+  constexpr double kGreat = 1e200;
+  const auto is_long = [&](const Lane& lane) {
+    if (lane.is_long) return false;
+    bool any = false;
+    for (std::size_t at = 0; at < count; ++at) {
+      const double size = std::fabs(lane.doubles[at]);
+      any |= size > kGreat || (size < 1 / kGreat && size > 0);
+    }
+    return any;
+  };
+  return is_long(*step.left) || is_long(*step.right);
+}
+
+// The right side of an && or || that is settled in every row is left out. False: not in blocks.
+bool RowBlock::RunSteps() {
   are_zeros_ = false;
   for (std::size_t number = 0; number < steps_.size(); ++number) {
     const Step& step = steps_[number];
+    const bool may_charge = shared_ != nullptr && step.function != nullptr;
+    if (may_charge && step.function->makes_texts && HasLongTexts(step, count_)) return false;
     step.kernel(*this, step);
     if (step.is_settled == nullptr || !step.is_settled(*this, step)) continue;
     std::fill_n(step.out->own_longs.data(), count_, kt_long{step.op == CodeOp::kTestOr});
@@ -847,6 +902,7 @@ void RowBlock::RunSteps() {
     are_zeros_ =
         step.op == CodeOp::kTestAnd && step.landing == steps_.size() && step.out == result_;
   }
+  return true;
 }
 
 void RowBlock::FinishResult() {
@@ -855,6 +911,7 @@ void RowBlock::FinishResult() {
   is_even_ = !has_marks && !has_odd_ones;
   has_addends_ = !has_marks && has_odd_ones && odd_mark_ == kEmpty;
   are_zeros_ = are_zeros_ && is_even_;  // rows that are computed again may be others
+  is_whole_ = true;
   if (has_odd_ones) MarkOddResults();
   if (has_marks) ComputeAgain();
 }
@@ -904,6 +961,11 @@ RowRecords RowBlock::FindRecords(const Kt_Dataset& dataset) {
   const std::uint32_t run = reader.GetRun(first_, end_ - first_);
   if (run != Kt_RowReader::kNoRecord) return {run, nullptr};
   reader.GetRecords(first_, end_ - first_, listed_.data());
+  return LookThroughListed();
+}
+
+// Marks the rows without a record.
+RowRecords RowBlock::LookThroughListed() {
   std::uint32_t gaps = 0;
   for (std::uint32_t at = 0; at < count_; ++at) gaps |= listed_[at] ^ (listed_[0] + at);
   if (gaps == 0 && listed_[0] != Kt_RowReader::kNoRecord) return {listed_[0], nullptr};
@@ -913,11 +975,6 @@ RowRecords RowBlock::FindRecords(const Kt_Dataset& dataset) {
     listed_[at] = 0;
   }
   return {0, listed_.data()};
-}
-
-void RowBlock::Load(const Kt_Dataset& dataset) {
-  records_ = FindRecords(dataset);
-  for (NameLane& lane : names_) LoadName(lane);
 }
 
 // Records that follow one another are read where they are.
@@ -973,6 +1030,7 @@ void RowBlock::ComputeAgain() {
     } else if ((marks_[at] & kAgain) != 0) {
       ComputeRow(at);
     }
+    is_whole_ = is_whole_ && marks_[at] != kAlone;
   }
 }
 
@@ -984,8 +1042,7 @@ void RowBlock::ComputeRow(std::size_t at) {
     const Step& step = steps_[number];
     Kt_Variant& out = step.out->single;
     if (step.memo >= 0) {
-      const TextMemo& memo = memos_[static_cast<std::size_t>(step.memo)];
-      if (!memo.Find(records_[at], out)) return;
+      if (!MemoOf(step).Find(records_[at], out)) return;
     } else if (step.op == CodeOp::kCall) {
       ComputeCall(step, out);
     } else if (step.op != CodeOp::kMove && !IsTest(step.op)) {

@@ -55,12 +55,21 @@ class RowBlock {
   static std::unique_ptr<RowBlock> Make(const ExprProgram& program,
                                         const std::vector<RowName>& names,
                                         const std::vector<RowCall>& calls);
+  // The same expression for another thread. It computes nothing of a text that this block has not
+  // met, nor of numbers of hundreds of digits whose text is charged: their rows are to be evaluated
+  // by themselves. So it charges nothing, and what it computes may be thrown away. Borrows this
+  // block, which computes nothing meanwhile, and is good until it is bound anew.
+  std::unique_ptr<RowBlock> MakeReader(const std::vector<RowName>& names) const;
   // The cells have changed, but not what the names stand for.
   void Rebind(const std::vector<RowName>& names);
 
   bool Has(kt_long row) const { return row >= first_ && row < end_; }
   // Computes the block that holds a row of a dataset that shows `row_count` rows.
   KT_NOINLINE void Fill(const Kt_Dataset& dataset, kt_long row_count, kt_long row);
+  // Computes the rows [first, end), at most kRowsPerBlock, whose records are told.
+  KT_NOINLINE void FillFrom(const RowRecords& records, kt_long first, kt_long end);
+  // No row of the block has to be evaluated by itself.
+  bool IsWhole() const { return is_whole_; }
 
   // REQUIRES for the rest: Has(row).
   // The value in a row. False: to be evaluated by itself.
@@ -176,6 +185,7 @@ class RowBlock {
   bool PlanPart(std::size_t at);
   bool TakeInPart(std::uint16_t operand, TextPart& part);
   bool MakeNumber(std::uint16_t operand);
+  bool AddMemo(const TextPart& part);
   bool PlanMove(const CodeInstr& in);
   bool PlanCall(const CodeInstr& in);
   bool PlanChoice(const CodeInstr& in, const DirectFunc* function);
@@ -200,11 +210,17 @@ class RowBlock {
 
   const Lane& LaneWith(std::uint8_t mark) const { return mark == kPlain ? *result_ : other_; }
   RowNumbers Numbers(std::size_t from, std::size_t to) const;
-  void RunSteps();
+  static bool HasLongTexts(const Step& step, std::size_t count);
+  bool RunSteps();
   void FinishResult();
   void MarkOddResults();
+  const TextMemo& MemoOf(const Step& step) const {
+    return (shared_ != nullptr ? *shared_ : *this).memos_[static_cast<std::size_t>(step.memo)];
+  }
+  void Open(kt_long first, kt_long end);
   RowRecords FindRecords(const Kt_Dataset& dataset);
-  void Load(const Kt_Dataset& dataset);
+  RowRecords LookThroughListed();
+  void ComputeRows();
   void LoadName(NameLane& lane);
   void FixNulls(const NullRule& rule, kt_long* out) const;
   void ComputeAgain();
@@ -221,6 +237,8 @@ class RowBlock {
   std::vector<Lane> temps_;
   std::vector<Step> steps_;
   std::deque<TextMemo> memos_;
+  const RowBlock* shared_ = nullptr;  // whose memos these steps read; null: its own
+  int memo_count_ = 0;                // that steps read
   std::vector<NullRule> null_rules_;
   std::vector<RowMask> masks_;
   std::vector<OpenMask> open_masks_;  // while steps are planned
@@ -230,6 +248,7 @@ class RowBlock {
   Mark odd_mark_ = kEmpty;                // but this
   Lane other_;                            // numbers that are not of the result's kind
   bool is_even_ = false;                  // all marks are kPlain
+  bool is_whole_ = false;                 // none is kAlone
   bool are_zeros_ = false;                // the result, in all rows
   bool has_addends_ = false;              // all marks are kPlain, or kEmpty where the number is 0
   kt_long first_ = 0;                     // rows [first_, end_) are computed

@@ -95,6 +95,10 @@ class RowCursor {
   // Pays for several rows at once, computed ahead. False: they do not count, and the next row that
   // is entered ends the walk.
   bool PayFor(kt_long rows);
+  // The same where no other code may run: nobody is told of a stop before PayFor is asked again.
+  static bool PayQuietlyFor(kt_long rows) {
+    return kt::Charge(std::int64_t{rows} * Kt_WorkMeter::kUnitsPerStep);
+  }
   // Goes to one of those.
   void GoTo(kt_long row) {
     row_ = row;

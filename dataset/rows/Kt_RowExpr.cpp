@@ -200,6 +200,14 @@ const RowBlock* RowExpr::BlockOf(RowCursor& cursor, kt_long row) {
   return block_.get();
 }
 
+std::int64_t RowExpr::GetBinding(const RowCursor& cursor) const {
+  const bool is_bound = way_ == Way::kCompiled && block_ != nullptr &&
+                        cells_at_ == cursor.GetOthersRun() && !cursor.IsLogicalPivot();
+  return is_bound ? cells_at_ : kUnbound;
+}
+
+std::unique_ptr<RowBlock> RowExpr::MakeReader() const { return block_->MakeReader(names_); }
+
 RowNumbers RowExpr::PaidNumbersFrom(RowCursor& cursor, kt_long row, kt_long end) {
   const RowBlock* const block = BlockOf(cursor, row);
   if (block == nullptr) return {};

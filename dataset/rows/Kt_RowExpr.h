@@ -44,6 +44,14 @@ class RowExpr {
   RowNumbers PaidNumbersFrom(RowCursor& cursor, kt_long row, kt_long end);
   RowNumbers PaidAddendsFrom(RowCursor& cursor, kt_long row, kt_long end);
 
+  // For work that several threads share: when the expression was bound to what the cursor walks
+  // over, by GetOthersRun; kUnbound when it is not, or not to blocks.
+  static constexpr std::int64_t kUnbound = -1;
+  std::int64_t GetBinding(const RowCursor& cursor) const;
+  // Blocks of it for another thread, good while GetBinding stays the same; borrows this.
+  // REQUIRES: it is bound.
+  std::unique_ptr<RowBlock> MakeReader() const;
+
   // For tests that compare the forms: how much of the above is used.
   enum class Form : std::uint8_t { kEvaluator, kCompiled, kBlocks };
   KT_SCRIPT_API static void SetBestForm(Form form);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <type_traits>
 
 #include "classlib/store/Kt_Dataset.h"
@@ -40,6 +42,8 @@ struct ExpressionRule {
   static Kt_Variant Nothing() { return 0.0; }
 };
 
+class TallyPart;
+
 // What aggregates make of the values of an expression.
 class Tally : private Kt_Fold<ExpressionRule> {
  public:
@@ -50,16 +54,59 @@ class Tally : private Kt_Fold<ExpressionRule> {
   void Add(const RowNumbers& numbers);
   // The same for each number whose condition is not 0. Addends only where HasAddends().
   void AddWhere(const RowNumbers& numbers, const kt_long* conditions);
+  // The same for the values of the rows that come next.
+  void Add(const TallyPart& part);
   // Whether an empty value counts as a 0.
   bool HasAddends() const { return Adds(); }
   // The average and the extremes of nothing are the double 0.0, sum and count the integer 0.
   Kt_Variant Result() const { return Finish(); }
 
  private:
+  friend class TallyPart;
+
   template <class T>
   void AddAll(const T* numbers, kt_long count);
   template <class T>
   void AddPicked(const RowNumbers& from, const T* numbers, const kt_long* conditions);
+};
+
+// The values of up to kMost rows, made ready for a tally on any thread: what the order of the rows
+// does not matter for is done. Sums of doubles keep their addends.
+class TallyPart {
+ public:
+  static constexpr kt_long kMost = 1024;
+
+  TallyPart() {}  // NOLINT: the addends are written before they are read
+
+  // Begins with no values, for what `tally` makes.
+  void Open(const Tally& tally);
+  // As in a tally.
+  void Add(const RowNumbers& numbers);
+  void AddWhere(const RowNumbers& numbers, const kt_long* conditions);
+  // An empty value. False: its place among the others matters, so they are no part.
+  bool AddEmpty();
+
+ private:
+  friend class Tally;
+
+  template <class T>
+  void Take(const T* numbers, std::size_t count, bool is_real);
+  template <class T>
+  void Pick(const RowNumbers& from, const T* numbers, const kt_long* conditions);
+  template <class T>
+  void Offer(const T* numbers, std::size_t count);
+
+  bool adds_ = false;
+  bool is_extreme_ = false;
+  bool is_max_ = false;
+  bool has_real_ = false;         // a double is among the addends
+  bool begins_with_nan_ = false;  // first_, which nothing replaces when it is the first of all
+  double first_ = 0;
+  kt_long count_ = 0;
+  std::int64_t whole_ = 0;  // the sum while there is no double
+  Kt_Variant best_;         // empty: none but NaN
+  std::size_t addend_count_ = 0;
+  std::array<double, kMost> addends_;
 };
 
 }  // namespace kt::detail

@@ -42,8 +42,7 @@ void TextMemo::Rebind(const Kt_Column* cells) {
   cells_ = cells;
   states_.clear();
   known_count_ = 0;
-  longs_.clear();
-  doubles_.clear();
+  known_ = {};
 }
 
 bool TextMemo::FindKind() {
@@ -55,35 +54,38 @@ bool TextMemo::FindKind() {
   return is_long_ || value.IsDouble();
 }
 
-template <class T>
-void TextMemo::Read(const RowRecords& records, std::size_t count, T* numbers, std::uint8_t* marks) {
-  auto& known = [this]() -> auto& {
-    if constexpr (std::is_same_v<T, kt_long>) {
-      return longs_;
-    } else {
-      return doubles_;
-    }
-  }
-  ();
+// Null and the empty text have keys whether a cell holds them or not.
+std::size_t TextMemo::KeyCount() const {
   const Kt_Column::Texts* const texts = TextsOf(cells_);
-  const std::size_t keys = texts != nullptr ? texts->dictionary.Count() + 1 : 2;
-  states_.resize(keys, kUnknown);
-  known.resize(keys);
-  // Null and the empty text have keys whether a cell holds them or not.
-  for (std::size_t key = 0; key < 2; ++key) {
-    if (states_[key] == kUnknown) Learn(key, known[key]);
-  }
-  if (known_count_ == keys && texts != nullptr && records.IsDense()) {
-    // Nothing to look at but the numbers; a null cell has the code of the empty text.
-    const std::uint32_t* const codes = texts->codes.data() + records.first;
-    for (std::size_t at = 0; at < count; ++at) numbers[at] = known[codes[at] + 1u];
-    ForEachNull(*cells_, records, count, [&](std::size_t at) { numbers[at] = known[0]; });
-    return;
-  }
-  if (known_count_ == keys) {
+  return texts != nullptr ? texts->dictionary.Count() + 1 : 2;
+}
+
+// REQUIRES: every key is known.
+template <class T>
+void TextMemo::ReadAll(const RowRecords& records, std::size_t count, T* numbers) const {
+  const T* const known = std::get<kt::CountedVector<T>>(known_).data();
+  const Kt_Column::Texts* const texts = TextsOf(cells_);
+  if (texts == nullptr || !records.IsDense()) {
     for (std::size_t at = 0; at < count; ++at) numbers[at] = known[KeyOf(texts, records[at])];
     return;
   }
+  // Nothing to look at but the numbers; a null cell has the code of the empty text.
+  const std::uint32_t* const codes = texts->codes.data() + records.first;
+  for (std::size_t at = 0; at < count; ++at) numbers[at] = known[codes[at] + 1u];
+  ForEachNull(*cells_, records, count, [&](std::size_t at) { numbers[at] = known[0]; });
+}
+
+template <class T>
+void TextMemo::Read(const RowRecords& records, std::size_t count, T* numbers, std::uint8_t* marks) {
+  auto& known = std::get<kt::CountedVector<T>>(known_);
+  const std::size_t keys = KeyCount();
+  states_.resize(keys, kUnknown);
+  known.resize(keys);
+  for (std::size_t key = 0; key < 2; ++key) {
+    if (states_[key] == kUnknown) Learn(key, known[key]);
+  }
+  if (known_count_ == keys) return ReadAll(records, count, numbers);
+  const Kt_Column::Texts* const texts = TextsOf(cells_);
   for (std::size_t at = 0; at < count; ++at) {
     const std::size_t key = KeyOf(texts, records[at]);
     if (KT_UNLIKELY(states_[key] == kUnknown)) Learn(key, known[key]);
@@ -94,10 +96,31 @@ void TextMemo::Read(const RowRecords& records, std::size_t count, T* numbers, st
 template void TextMemo::Read(const RowRecords&, std::size_t, kt_long*, std::uint8_t*);
 template void TextMemo::Read(const RowRecords&, std::size_t, double*, std::uint8_t*);
 
+template <class T>
+void TextMemo::ReadKnown(const RowRecords& records, std::size_t count, T* numbers,
+                         std::uint8_t* marks) const {
+  const std::size_t keys = KeyCount();
+  if (states_.size() != keys) {
+    std::fill_n(numbers, count, T{});
+    for (std::size_t at = 0; at < count; ++at) marks[at] |= kAloneRow;
+    return;
+  }
+  if (known_count_ == keys) return ReadAll(records, count, numbers);
+  const T* const known = std::get<kt::CountedVector<T>>(known_).data();
+  const Kt_Column::Texts* const texts = TextsOf(cells_);
+  for (std::size_t at = 0; at < count; ++at) {
+    const std::size_t key = KeyOf(texts, records[at]);
+    numbers[at] = known[key];
+    if (KT_UNLIKELY(states_[key] != kKnown)) marks[at] |= kAloneRow;
+  }
+}
+template void TextMemo::ReadKnown(const RowRecords&, std::size_t, kt_long*, std::uint8_t*) const;
+template void TextMemo::ReadKnown(const RowRecords&, std::size_t, double*, std::uint8_t*) const;
+
 bool TextMemo::Find(std::uint32_t record, Kt_Variant& number) const {
   const std::size_t key = KeyOf(TextsOf(cells_), record);
   if (key >= states_.size() || states_[key] != kKnown) return false;
-  number = is_long_ ? Kt_Variant(longs_[key]) : Kt_Variant(doubles_[key]);
+  number = is_long_ ? Kt_Variant(std::get<0>(known_)[key]) : Kt_Variant(std::get<1>(known_)[key]);
   return true;
 }
 

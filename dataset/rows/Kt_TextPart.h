@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <tuple>
 #include <vector>
 
 #include "classlib/base/Kt_Memory.h"
@@ -52,6 +53,11 @@ class TextMemo {
   // REQUIRES: T is the type that FindKind found.
   template <class T>
   void Read(const RowRecords& records, std::size_t count, T* numbers, std::uint8_t* marks);
+  // The same without computing any: rows whose text has not been met are marked as well. May run on
+  // several threads, while none calls Read.
+  template <class T>
+  void ReadKnown(const RowRecords& records, std::size_t count, T* numbers,
+                 std::uint8_t* marks) const;
   // The same for one record. False when Read has not found its number.
   bool Find(std::uint32_t record, Kt_Variant& number) const;
 
@@ -64,7 +70,10 @@ class TextMemo {
     int IsSystemLogMode() override { return 0; }
   };
 
+  std::size_t KeyCount() const;
   std::size_t KeyOf(const Kt_Column::Texts* texts, std::uint32_t record) const;
+  template <class T>
+  void ReadAll(const RowRecords& records, std::size_t count, T* numbers) const;
   bool Compute(std::size_t key, Kt_Variant& value);
   bool RunInstr(const CodeInstr& in);
   bool RunCall(const CodeInstr& in, Kt_Variant& value);
@@ -80,8 +89,7 @@ class TextMemo {
   // By code + 1; 0: null.
   kt::CountedVector<std::uint8_t> states_;
   std::size_t known_count_ = 0;  // of those that are kKnown
-  kt::CountedVector<kt_long> longs_;
-  kt::CountedVector<double> doubles_;
+  std::tuple<kt::CountedVector<kt_long>, kt::CountedVector<double>> known_;
   Kt_Variant text_;  // that is computed at the moment
   std::vector<Kt_Variant> temps_;
   Silence context_;

@@ -4,16 +4,21 @@
 // other.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 
+#include "classlib/base/Kt_WorkThreads.h"
 #include "dataset/rows/Kt_RowExpr.h"
+#include "dataset/rows/Kt_RowTeam.h"
 #include "dataset_test_util.h"
 
 namespace {
 
 using namespace kt::test;  // NOLINT(google-build-using-namespace): the helpers
+using kt::detail::Helper;
 using kt::detail::RowExpr;
+using kt::detail::RowTeam;
 
 // Rows that change under a loop
 // --------------------------------------------------------------------
@@ -228,7 +233,8 @@ void Arrange(Kt_Dataset& data, unsigned seed) {
 }
 
 struct Setting {
-  Setting(unsigned seed, kt_long rows) : data(Table(seed, rows)) {
+  Setting(unsigned seed, kt_long rows) : Setting(seed, Table(seed, rows)) {}
+  Setting(unsigned seed, std::unique_ptr<Kt_Dataset> table) : data(std::move(table)) {
     Arrange(*data, seed);
     host.datasets = {&wrapper};
     host.variables.AddVariable(u"hosted", kt_long{3});
@@ -245,8 +251,7 @@ struct Setting {
 };
 
 // All that can be seen of an expression: its value in every row, and what the loops make of it.
-std::string Outcome(unsigned seed, kt_long rows, const Kt_WString& text, bool each_row) {
-  Setting setting(seed, rows);
+std::string Outcome(Setting&& setting, const Kt_WString& text, bool each_row) {
   std::string out;
   for (kt_long row = 0; each_row && row < setting.data->GetRowCount(); ++row) {
     out += setting.Call(u"Max", {text, row, kt_long{1}});
@@ -262,6 +267,9 @@ std::string Outcome(unsigned seed, kt_long rows, const Kt_WString& text, bool ea
   out += "search " + setting.Call(u"SearchRow", {text, kt_long{2}});
   out += "filter " + setting.Call(u"Filter", {text});
   return out + ShowTable(*setting.data) + setting.host.calls;
+}
+std::string Outcome(unsigned seed, kt_long rows, const Kt_WString& text, bool each_row) {
+  return Outcome(Setting(seed, rows), text, each_row);
 }
 
 class Forms : public testing::Test {
@@ -304,91 +312,146 @@ TEST_F(Forms, LongTables) {
 }
 
 // Places where blocks and evaluation could part.
+constexpr const char16_t* kKnownPlaces[] = {
+    u"a && b || l",
+    u"(a && b) && (l || x)",
+    u"a || b && x || l",
+    u"!(a && !b) || x > 1",
+    u"a + b * l - x / a",
+    u"a * a * a",
+    u"a % l",
+    u"-a",
+    u"0 - a",
+    u"s = 'B'",
+    u"'B' < s",
+    u"s > 2",
+    u"s = null",
+    u"left(s, 1) = 'a' && length(s) > 1 || x > 2",
+    u"toupper(trim(s)) = 'AB'",
+    u"length(s) * 2 > l",
+    u"length(s) / 2",
+    u"toNumber(s) > 2",
+    u"toNumber(s)",
+    u"s + s = 'aa'",
+    u"indexof('zab', s)",
+    u"replace(s, 'a', 'b') <> s || a > 0",
+    u"left(s) = 'a'",
+    u"lpad(s, 2000000000) = 'a'",
+    u"time() > 0 && s = 'a'",
+    u"log(length(s) - 1) > 0",
+    u"a = null",
+    u"x <> x",
+    u"b",
+    u"rowidx * 2 > l",
+    u"b && x",
+    u"a / l > 0.5",
+    u"(a > 1) + (b > 1)",
+    u"b * a",
+    u"b * x",
+    u"1 / (b * -3)",
+    u"1 / (b * -l) + 1 / (x * -2.5)",
+    u"x * l * (1 - b)",
+    u"l - -x % b",
+    u"b / l",
+    u"l > x",
+    u"b = null || l < 0",
+    u"abs(a)",
+    u"sqrt(abs(x)) * sin(b) + floor(b)",
+    u"round(x, a) > round(b) || pow(b, 2) = 1",
+    u"abs(abs(a) - abs(b))",
+    u"iif(a > 1, a, l)",
+    u"iif(b, b, x) * 2",
+    u"iif(x, 1, 2) = a",
+    u"iif(a, l, 0) && iif(b > x, b, x)",
+    u"greatest(a, l)",
+    u"least(b, x) + least(x, b)",
+    u"greatest(a, 3) + greatest(null, l)",
+    u"greatest(b, 1 / b) - floor(least(l, a))",
+    u"iif(a > 1, a, b) + greatest(a, b)",
+    u"abs(length(s) - 2) * greatest(length(s), a)",
+    u"-abs(b) / (0 * -abs(a))",
+    u"iif(l > 0, abs(-b), 1.5) = b",
+    u"x <= 0 && l <> 0",
+    u"b && x || !l",
+    u"l > 1 && x < 2 && s <> 'B' && b < 1",
+    u"a * 2147483647 - b",
+    u"length(s) + b > x * a",
+    // Longs among doubles, as null counts as one.
+    u"1 / (b * x * -l)",
+    u"b * x * (l - b) - b",
+    u"(b - x) % (b * 3)",
+    u"(b + 2147483647) * x + b",
+    u"iif(a > 0, b * x, x - b)",
+    u"greatest(b * l, x * b) + least(x - b, -b)",
+    u"abs(b * x) + round(b * l)",
+    u"b * x = 0 || b + x",
+    u"x * -b",
+    // What is settled in all rows.
+    u"rowidx < 0 && length(s) > 1",
+    u"rowidx >= 0 || toupper(s) = 'B' || a % l > 1",
+    u"(rowidx < 0 && a > 1) || (rowidx < 50 && x > 1 && s < 'b')",
+    u"a * 2147483647 > 1e9 * 1e9 && length(s) > 1",
+    u"!(x * 0 && length(s)) && (b || rowidx < 9)",
+};
 TEST_F(Forms, KnownPlaces) {
-  const char16_t* const texts[] = {
-      u"a && b || l",
-      u"(a && b) && (l || x)",
-      u"a || b && x || l",
-      u"!(a && !b) || x > 1",
-      u"a + b * l - x / a",
-      u"a * a * a",
-      u"a % l",
-      u"-a",
-      u"0 - a",
-      u"s = 'B'",
-      u"'B' < s",
-      u"s > 2",
-      u"s = null",
-      u"left(s, 1) = 'a' && length(s) > 1 || x > 2",
-      u"toupper(trim(s)) = 'AB'",
-      u"length(s) * 2 > l",
-      u"length(s) / 2",
-      u"toNumber(s) > 2",
-      u"toNumber(s)",
-      u"s + s = 'aa'",
-      u"indexof('zab', s)",
-      u"replace(s, 'a', 'b') <> s || a > 0",
-      u"left(s) = 'a'",
-      u"lpad(s, 2000000000) = 'a'",
-      u"time() > 0 && s = 'a'",
-      u"log(length(s) - 1) > 0",
-      u"a = null",
-      u"x <> x",
-      u"b",
-      u"rowidx * 2 > l",
-      u"b && x",
-      u"a / l > 0.5",
-      u"(a > 1) + (b > 1)",
-      u"b * a",
-      u"b * x",
-      u"1 / (b * -3)",
-      u"1 / (b * -l) + 1 / (x * -2.5)",
-      u"x * l * (1 - b)",
-      u"l - -x % b",
-      u"b / l",
-      u"l > x",
-      u"b = null || l < 0",
-      u"abs(a)",
-      u"sqrt(abs(x)) * sin(b) + floor(b)",
-      u"round(x, a) > round(b) || pow(b, 2) = 1",
-      u"abs(abs(a) - abs(b))",
-      u"iif(a > 1, a, l)",
-      u"iif(b, b, x) * 2",
-      u"iif(x, 1, 2) = a",
-      u"iif(a, l, 0) && iif(b > x, b, x)",
-      u"greatest(a, l)",
-      u"least(b, x) + least(x, b)",
-      u"greatest(a, 3) + greatest(null, l)",
-      u"greatest(b, 1 / b) - floor(least(l, a))",
-      u"iif(a > 1, a, b) + greatest(a, b)",
-      u"abs(length(s) - 2) * greatest(length(s), a)",
-      u"-abs(b) / (0 * -abs(a))",
-      u"iif(l > 0, abs(-b), 1.5) = b",
-      u"x <= 0 && l <> 0",
-      u"b && x || !l",
-      u"l > 1 && x < 2 && s <> 'B' && b < 1",
-      u"a * 2147483647 - b",
-      u"length(s) + b > x * a",
-      // Longs among doubles, as null counts as one.
-      u"1 / (b * x * -l)",
-      u"b * x * (l - b) - b",
-      u"(b - x) % (b * 3)",
-      u"(b + 2147483647) * x + b",
-      u"iif(a > 0, b * x, x - b)",
-      u"greatest(b * l, x * b) + least(x - b, -b)",
-      u"abs(b * x) + round(b * l)",
-      u"b * x = 0 || b + x",
-      u"x * -b",
-      // What is settled in all rows.
-      u"rowidx < 0 && length(s) > 1",
-      u"rowidx >= 0 || toupper(s) = 'B' || a % l > 1",
-      u"(rowidx < 0 && a > 1) || (rowidx < 50 && x > 1 && s < 'b')",
-      u"a * 2147483647 > 1e9 * 1e9 && length(s) > 1",
-      u"!(x * 0 && length(s)) && (b || rowidx < 9)",
-  };
-  for (const char16_t* const text : texts) {
+  for (const char16_t* const text : kKnownPlaces) {
     for (unsigned seed = 0; seed < 12; ++seed) ExpectSame(seed, 40, text, true);
   }
+}
+
+// Two threads ------------------------------------------------------------------------------------
+
+// Every other block of a round is made by the second thread, however busy the machine is.
+class SharedRows : public testing::Test {
+ protected:
+  SharedRows() { Helper::SetTakesBack(false); }
+  ~SharedRows() override { Helper::SetTakesBack(true); }
+
+  static constexpr std::int64_t kManySteps = 1000000000;
+
+  // With the units of work that it took.
+  static std::string OutcomeOn(int threads, unsigned seed, const Kt_Dataset& table,
+                               const Kt_WString& text) {
+    const Kt_WorkThreads allowed(threads, 1);
+    Kt_RunBudget budget;
+    budget.limit_steps = kManySteps;
+    Kt_WorkMeter meter;
+    meter.Start(&budget);
+    std::string out = Outcome(Setting(seed, std::make_unique<Kt_Dataset>(table)), text, false);
+    (void)meter.LookNow();
+    out += "\nleft " + std::to_string(meter.GetLeft());
+    meter.Finish();
+    return out;
+  }
+  static void ExpectSame(unsigned seed, const Kt_Dataset& table, const Kt_WString& text) {
+    const std::string one = OutcomeOn(1, seed, table, text);
+    const std::string two = OutcomeOn(2, seed, table, text);
+    const auto differ = std::ranges::mismatch(one, two);
+    const auto at = static_cast<std::size_t>(differ.in1 - one.begin());
+    EXPECT_TRUE(one == two) << text.ToUtf8() << " seed " << seed << "\none ..." << one.substr(at, 200)
+                            << "\ntwo ..." << two.substr(at, 200);
+  }
+};
+
+TEST_F(SharedRows, RandomExpressions) {
+  const std::int64_t before = RowTeam::blocks_there;
+  for (unsigned seed = 0; seed < 24 && !HasFailure(); ++seed) {
+    const auto table = Table(seed, 9000 + 997 * static_cast<kt_long>(seed));
+    for (unsigned number = 0; number < 5 && !HasFailure(); ++number) {
+      ExprMaker maker(seed * 100 + number + 400000, number == 0);
+      ExpectSame(seed, *table, Kt_WString(maker.Make(1 + static_cast<int>(number) % 3)));
+    }
+  }
+  EXPECT_GT(RowTeam::blocks_there - before, 500);
+}
+
+TEST_F(SharedRows, KnownPlaces) {
+  const std::int64_t before = RowTeam::blocks_there;
+  for (const unsigned seed : {1U, 12U, 30U}) {
+    const auto table = Table(seed, 14000);
+    for (const char16_t* const text : kKnownPlaces) ExpectSame(seed, *table, text);
+  }
+  EXPECT_GT(RowTeam::blocks_there - before, 500);
 }
 
 }  // namespace

@@ -61,8 +61,9 @@ class KT_CLASS_API Helper {
   }
 
   // For tests: whether pieces that the second thread has not begun are done here. At first they
-  // are.
+  // are. Who deals out smaller pieces by himself then gives half of them to each.
   static void SetTakesBack(bool takes_back) noexcept;
+  static bool MayTakeBack() noexcept;
 
   // work(first, end) for all of [0, count): in two halves, or at once.
   template <class Work>
