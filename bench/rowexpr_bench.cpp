@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "classlib/base/Kt_WorkThreads.h"
 #include "classlib/store/Kt_Dataset.h"
 #include "dataset/Kt_DatasetCtx.h"
 #include "dataset/Kt_GroupTotals.h"
@@ -323,30 +324,40 @@ void BM_TotalsTwoTexts_Plain(benchmark::State& state) {
   Finish(state);
 }
 
+// The same with a second thread.
+template <void (*step)(benchmark::State&)>
+void OnTwoThreads(benchmark::State& state) {
+  const Kt_WorkThreads threads(2);
+  step(state);
+}
+
+#define KT_TWO(name)                              \
+  BENCHMARK(name)->Unit(benchmark::kMillisecond); \
+  BENCHMARK(OnTwoThreads<name>)->Name(#name "_Two")->Unit(benchmark::kMillisecond)
 #define KT_ROWS(name) BENCHMARK(name)->Unit(benchmark::kMillisecond)
-KT_ROWS(BM_SumProduct);
+KT_TWO(BM_SumProduct);
 KT_ROWS(BM_SumProduct_Plain);
 KT_ROWS(BM_SumProduct_Evaluated);
-KT_ROWS(BM_CaseSum);
+KT_TWO(BM_CaseSum);
 KT_ROWS(BM_CaseSum_Plain);
 KT_ROWS(BM_SearchRow);
 KT_ROWS(BM_SearchRow_Plain);
 KT_ROWS(BM_SearchText);
-KT_ROWS(BM_CaseCountTexts);
+KT_TWO(BM_CaseCountTexts);
 KT_ROWS(BM_CaseCountTexts_Plain);
 KT_ROWS(BM_CaseCountTexts_Evaluated);
-KT_ROWS(BM_CaseCountFunction);
-KT_ROWS(BM_SumFunctions);
+KT_TWO(BM_CaseCountFunction);
+KT_TWO(BM_SumFunctions);
 KT_ROWS(BM_SumFunctions_Plain);
-KT_ROWS(BM_NullsSum);
+KT_TWO(BM_NullsSum);
 KT_ROWS(BM_NullsSum_Plain);
-KT_ROWS(BM_NullsCaseSum);
+KT_TWO(BM_NullsCaseSum);
 KT_ROWS(BM_NullsCaseSum_Plain);
-KT_ROWS(BM_NullsCaseCount);
+KT_TWO(BM_NullsCaseCount);
 KT_ROWS(BM_NullsCaseCount_Plain);
 KT_ROWS(BM_TotalsTwoTexts);
 KT_ROWS(BM_TotalsTwoTexts_Plain);
-KT_ROWS(BM_Filter);
+KT_TWO(BM_Filter);
 KT_ROWS(BM_Filter_Plain);
 KT_ROWS(BM_Filter_Evaluated);
 

@@ -95,6 +95,11 @@ kt_status kt_engine_limits(kt_engine* engine, const kt_limits* limits) {
       .limit_memory(limits->bytes);
   return KT_OK;
 }
+kt_status kt_engine_threads(kt_engine* engine, int count) {
+  if (engine == nullptr || count < 1 || count > 2) return KT_ARGUMENT;
+  engine->engine.threads(count);
+  return KT_OK;
+}
 kt_status kt_engine_listen(kt_engine* engine, const kt_listeners* listeners) {
   if (engine == nullptr || listeners == nullptr || listeners->size < sizeof(kt_listeners)) {
     return KT_ARGUMENT;

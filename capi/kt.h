@@ -65,7 +65,7 @@ typedef enum kt_kind {
 
 /* The version of this interface: the major number in the upper 16 bits changes when programs have
  * to be built anew, the lower 16 when functions have come. */
-#define KT_ABI_VERSION 0x00010002u
+#define KT_ABI_VERSION 0x00010003u
 KT_C_API uint32_t kt_abi_version(void);
 /* The version of KtScript, "3.20.0". */
 KT_C_API const char* kt_version(void);
@@ -182,6 +182,10 @@ KT_C_API kt_status kt_engine_get(kt_engine* engine, const char* name, kt_value**
 KT_C_API kt_status kt_engine_check(kt_engine* engine, const char* name, const char* text,
                                    int warnings, kt_error** error);
 KT_C_API kt_status kt_engine_limits(kt_engine* engine, const kt_limits* limits);
+/* How many threads one operation of a call may use where it pays, such as a script's sort of a
+ * large dataset: 1, as at first, or 2; KT_ARGUMENT for another number. Results, steps and limits
+ * are the same, and the second thread runs no callback. From version 1.3 of the ABI. */
+KT_C_API kt_status kt_engine_threads(kt_engine* engine, int count);
 KT_C_API kt_status kt_engine_listen(kt_engine* engine, const kt_listeners* listeners);
 /* Scripts go on after some errors; a tolerant engine does not tell its host of these. */
 KT_C_API kt_status kt_engine_tolerant(kt_engine* engine, int is_tolerant);

@@ -117,6 +117,10 @@ class PyEngine {
     engine_.limit_steps(steps).limit_memory(memory).limit_time(
         std::chrono::nanoseconds(static_cast<std::int64_t>(seconds * 1e9)));
   }
+  void SetThreads(int count) {
+    if (count < 1 || count > 2) throw py::value_error("threads is to be 1 or 2");
+    engine_.threads(count);
+  }
   void Function(const std::string& name, py::object function) {
     engine_.function(
         name,
@@ -648,12 +652,14 @@ void AddEngine(py::module_& module) {
            }),
            arg("text"), arg("name") = "script", arg("includes") = py::none());
   py::class_<PyEngine>(module, "Engine", kDoc)
-      .def(py::init([](std::int64_t steps, double seconds, std::int64_t memory) {
+      .def(py::init([](std::int64_t steps, double seconds, std::int64_t memory, int threads) {
              auto engine = std::make_unique<PyEngine>();
              engine->Limit(steps, seconds, memory);
+             engine->SetThreads(threads);
              return engine;
            }),
-           py::kw_only(), arg("steps") = 0, arg("seconds") = 0.0, arg("memory") = 0)
+           py::kw_only(), arg("steps") = 0, arg("seconds") = 0.0, arg("memory") = 0,
+           arg("threads") = 1)
       .def("limit", &PyEngine::Limit, py::kw_only(), arg("steps") = 0, arg("seconds") = 0.0,
            arg("memory") = 0, "New bounds for the calls to come; all of them.")
       .def(
@@ -728,6 +734,10 @@ void AddEngine(py::module_& module) {
       .def_property(
           "pass_exceptions", [](PyEngine& self) { return self.Host().exceptions.passes; },
           [](PyEngine& self, bool passes) { self.Get().pass_exceptions(passes); })
+      .def_property(
+          "threads", [](PyEngine& self) { return self.Get().state()->threads; },
+          &PyEngine::SetThreads,
+          "How many threads one operation of a call may use where it pays: 1 or 2.")
       .def("__getitem__",
            [](PyEngine& self, const std::string& name) { return ToPython(self.Get().get(name)); })
       .def("__setitem__", [](PyEngine& self, const std::string& name,

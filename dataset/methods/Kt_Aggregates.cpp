@@ -49,6 +49,7 @@ Kt_Variant TotalOfColumn(const Kt_Dataset& dataset, Kt_Aggregate what, Rows rows
 struct AddAll {
   using Part = TallyPart;
   static const RowExpr* GetSecond() { return nullptr; }
+  int GetOwnCost() const { return tally.HasAddends() ? 1 : 0; }
   bool MakePart(PartRows& rows, Part& part) const {
     const RowBlock* const values = rows.Of(0);
     if (values == nullptr || !values->IsWhole()) return false;

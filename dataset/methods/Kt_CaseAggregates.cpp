@@ -35,6 +35,7 @@ class CaseTaker {
 
   using Part = TallyPart;
   const RowExpr* GetSecond() const { return has_value_ ? &value_ : nullptr; }
+  static int GetOwnCost() { return 0; }
   bool MakePart(PartRows& rows, Part& part) const;
   void TakePart(const Part& part) { tally_.Add(part); }
 

@@ -36,6 +36,7 @@ struct FalseMarker {
   // Blocks are marked in place, anew if their part is thrown away.
   struct Part {};
   static const RowExpr* GetSecond() { return nullptr; }
+  static int GetOwnCost() { return 1; }
   bool MakePart(PartRows& rows, Part&) const {
     const RowBlock* const conditions = rows.Of(0);
     if (conditions == nullptr || !conditions->IsWhole()) return false;

@@ -832,6 +832,17 @@ void RowBlock::PlanTest(const CodeInstr& in) {
   open_masks_.push_back({in.dst, static_cast<std::size_t>(in.extra), step.mask});
 }
 
+int RowBlock::GetCost() const {
+  constexpr int kCall = 8;
+  constexpr int kText = 3;
+  int cost = 0;
+  for (const Step& step : steps_) {
+    cost += step.function != nullptr ? kCall : step.memo >= 0 ? kText : 1;
+    cost += step.tracks_longs || step.null_rule >= 0 ? 1 : 0;
+  }
+  return cost;
+}
+
 void RowBlock::Rebind(const std::vector<RowName>& names) {
   first_ = end_ = 0;
   for (std::size_t at = 0; at < names.size(); ++at) names_[at].name.cells = names[at].cells;

@@ -63,6 +63,8 @@ class RowBlock {
   // The cells have changed, but not what the names stand for.
   void Rebind(const std::vector<RowName>& names);
 
+  // What a row costs, in plain operations of two numbers, more or less.
+  int GetCost() const;
   bool Has(kt_long row) const { return row >= first_ && row < end_; }
   // Computes the block that holds a row of a dataset that shows `row_count` rows.
   KT_NOINLINE void Fill(const Kt_Dataset& dataset, kt_long row_count, kt_long row);

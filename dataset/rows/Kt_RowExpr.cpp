@@ -206,6 +206,8 @@ std::int64_t RowExpr::GetBinding(const RowCursor& cursor) const {
   return is_bound ? cells_at_ : kUnbound;
 }
 
+int RowExpr::GetCost() const { return block_->GetCost(); }
+
 std::unique_ptr<RowBlock> RowExpr::MakeReader() const { return block_->MakeReader(names_); }
 
 RowNumbers RowExpr::PaidNumbersFrom(RowCursor& cursor, kt_long row, kt_long end) {

@@ -48,6 +48,8 @@ class RowExpr {
   // over, by GetOthersRun; kUnbound when it is not, or not to blocks.
   static constexpr std::int64_t kUnbound = -1;
   std::int64_t GetBinding(const RowCursor& cursor) const;
+  // What a row costs then, see RowBlock.
+  int GetCost() const;
   // Blocks of it for another thread, good while GetBinding stays the same; borrows this.
   // REQUIRES: it is bound.
   std::unique_ptr<RowBlock> MakeReader() const;

@@ -62,13 +62,7 @@ class SharedWalk {
  public:
   SharedWalk(RowTeam& team, RowCursor& cursor, RowExpr& expr, kt_long start, kt_long end,
              Taker& taker)
-      : team_(team),
-        cursor_(cursor),
-        expr_(expr),
-        taker_(taker),
-        start_(start),
-        end_(end),
-        slots_(RowTeam::kMostBlocks) {}
+      : team_(team), cursor_(cursor), expr_(expr), taker_(taker), start_(start), end_(end) {}
 
   WalkEnd Run() {
     WalkEnd how = WalkEnd::kDone;
@@ -77,6 +71,7 @@ class SharedWalk {
       const kt_long last = std::min(end_, cursor_.RowCount());
       if (start_ >= last) break;
       const kt_long blocks = team_.Begin(WholeBlocks(last));
+      if (team_.IsOff()) return WalkAlone<kOrder>(cursor_, expr_, start_, end_, taker_);
       how = blocks > 0 ? RunRound(blocks) : RunBlock(last);
     }
     return how;
@@ -113,7 +108,8 @@ class SharedWalk {
     blocks_ = blocks;
     round_start_ = kUp ? start_ : end_ - blocks * kRowsPerBlock;
     team_.FindRecords(round_start_, blocks);
-    for (kt_long at = 0; at < blocks; ++at) SlotOf(at).state.store(kOpen);
+    if (slots_.empty()) slots_ = std::vector<Slot>(RowTeam::kMostParts);
+    for (Slot& slot : slots_) slot.state.store(kOpen);
     const bool goes_on = team_.Run(
         blocks, [this](kt_long number) { return FirstOf(number); },
         [this](PartRows& rows, kt_long number) {
@@ -121,7 +117,7 @@ class SharedWalk {
           const bool is_made = taker_.MakePart(rows, slot.part);
           slot.state.store(is_made ? kMade : kMissed, std::memory_order_release);
         },
-        [this] { return TakeMade(); });
+        [this] { return TakeMade() && !IsNext(kMissed); });
     if (!goes_on || !TakeMade()) {
       (void)cursor_.PayFor(0);
       return WalkEnd::kStopped;
@@ -131,24 +127,30 @@ class SharedWalk {
 
   // Takes in the parts that come next and are there. False when the work has to stop.
   bool TakeMade() {
-    for (; taken_ < blocks_; ++taken_) {
+    while (taken_ < blocks_) {
       Slot& slot = SlotOf(taken_);
       if (slot.state.load(std::memory_order_acquire) != kMade) return true;
       if (!RowCursor::PayQuietlyFor(kRowsPerBlock)) return false;
       taker_.TakePart(slot.part);
+      slot.state.store(kOpen, std::memory_order_relaxed);
+      team_.MakeRoom(++taken_);
     }
     return true;
   }
+  bool IsNext(State state) {
+    return taken_ < blocks_ && SlotOf(taken_).state.load(std::memory_order_acquire) == state;
+  }
 
-  // After the round: walks the blocks of which there are no parts.
+  // After the round: walks the blocks of which there are no parts. Those that nobody has begun are
+  // left for the next one.
   WalkEnd TakeRest() {
     kt_long missed = 0;
     const std::int64_t ran_before = cursor_.GetOthersRun();
-    while (taken_ < blocks_ && ran_before == cursor_.GetOthersRun()) {
+    while (IsNext(kMissed) && ran_before == cursor_.GetOthersRun()) {
+      SlotOf(taken_).state.store(kOpen, std::memory_order_relaxed);
       const kt_long first = FirstOf(taken_++);
       ++missed;
-      const WalkEnd how =
-          WalkAlone<kOrder>(cursor_, expr_, first, first + kRowsPerBlock, taker_);
+      const WalkEnd how = WalkAlone<kOrder>(cursor_, expr_, first, first + kRowsPerBlock, taker_);
       if (how != WalkEnd::kDone) return how;
       if (ran_before == cursor_.GetOthersRun() && !TakeMade()) {
         (void)cursor_.PayFor(0);
@@ -164,7 +166,9 @@ class SharedWalk {
     return WalkEnd::kDone;
   }
 
-  Slot& SlotOf(kt_long number) { return slots_[static_cast<std::size_t>(number)]; }
+  Slot& SlotOf(kt_long number) {
+    return slots_[static_cast<std::size_t>(number % RowTeam::kMostParts)];
+  }
   kt_long FirstOf(kt_long number) const {
     return round_start_ + (kUp ? number : blocks_ - 1 - number) * kRowsPerBlock;
   }
@@ -203,6 +207,8 @@ class SharedWalk {
 //       in order: as if each row had been taken.
 //   const RowExpr* GetSecond() const
 //       the second expression of PartRows; may be null.
+//   int GetOwnCost() const
+//       what of the cost of a row (RowBlock::GetCost) TakePart takes.
 //
 // Evaluating may change the number of rows: those that went are left out, those that came before
 // `end` are taken. False when the walk has to end.
@@ -211,11 +217,9 @@ bool ForEachValue(RowCursor& cursor, RowExpr& expr, kt_long start, kt_long end, 
   if constexpr (requires { typename Taker::Part; }) {
     const auto rows = static_cast<std::size_t>(std::max(end - start, 0));
     if (Kt_WorkThreads::MayShare(rows)) {
-      RowTeam team(cursor, expr, taker.GetSecond(), rows);
-      if (team.IsThere()) {
-        SharedWalk<kOrder, Taker> walk(team, cursor, expr, start, end, taker);
-        return walk.Run() != WalkEnd::kStopped;
-      }
+      RowTeam team(cursor, expr, taker.GetSecond(), taker.GetOwnCost());
+      SharedWalk<kOrder, Taker> walk(team, cursor, expr, start, end, taker);
+      return walk.Run() != WalkEnd::kStopped;
     }
   }
   return WalkAlone<kOrder>(cursor, expr, start, end, taker) != WalkEnd::kStopped;

@@ -20,18 +20,36 @@ bool RowTeam::Bind() {
   return here_[0] != nullptr && there_[0] != nullptr;
 }
 
+// Where a row costs little, a second thread takes more rows to pay.
+void RowTeam::Start(kt_long blocks) {
+  constexpr std::int64_t kFullCost = 12;
+  std::int64_t cost = -own_cost_;
+  for (std::size_t at = 0; at < exprs_.size(); ++at) {
+    if (here_[at] != nullptr) cost += exprs_[at]->GetCost();
+  }
+  cost = std::clamp<std::int64_t>(cost, 0, kFullCost);
+  helper_.emplace(static_cast<std::size_t>(blocks * kRowsPerBlock * cost / kFullCost));
+  is_off_ = !helper_->IsThere();
+}
+
 kt_long RowTeam::Begin(kt_long blocks) {
   if (rest_ > 0) {
     --rest_;
     return 0;
   }
-  const kt_long round = std::min(blocks, round_blocks_);
-  return round > 1 && Bind() ? round : 0;
+  if (blocks < 2 || !Bind()) return 0;
+  if (!helper_) Start(blocks);
+  if (is_off_) return 0;
+  // Rows as they were loaded have the records of their numbers.
+  const Kt_Dataset& dataset = cursor_.GetDataset();
+  is_listed_ = Kt_RowReader(dataset).GetRun(0, dataset.GetRowCount()) != 0;
+  return std::min({blocks, round_blocks_, is_listed_ ? kMostListed : kMostBlocks});
 }
 
-void RowTeam::Note(kt_long blocks, kt_long missed) {
-  if (missed * 4 <= blocks) {
-    round_blocks_ = std::min(round_blocks_ * 2, kMostBlocks);
+void RowTeam::Note(kt_long done, kt_long missed) {
+  constexpr kt_long kWorthwhile = 8;  // blocks for each that was missed
+  if (missed * kWorthwhile <= done) {
+    round_blocks_ = std::min(round_blocks_ * kGrowth, kMostBlocks);
     next_rest_ = kFirstRest;
   } else {
     round_blocks_ = kFirstBlocks;
@@ -41,18 +59,17 @@ void RowTeam::Note(kt_long blocks, kt_long missed) {
 }
 
 void RowTeam::FindRecords(kt_long first_row, kt_long blocks) {
-  const Kt_RowReader reader(cursor_.GetDataset());
-  const kt_long rows = blocks * kRowsPerBlock;
   first_row_ = first_row;
-  first_record_ = reader.GetRun(first_row, rows);
-  if (first_record_ != Kt_RowReader::kNoRecord) return;
-  listed_.resize(static_cast<std::size_t>(rows));
-  reader.GetRecords(first_row, rows, listed_.data());
+  if (is_listed_) {
+    const kt_long rows = blocks * kRowsPerBlock;
+    listed_.resize(static_cast<std::size_t>(rows));
+    Kt_RowReader(cursor_.GetDataset()).GetRecords(first_row, rows, listed_.data());
+  }
 }
 
 RowRecords RowTeam::RecordsOf(kt_long row) const {
   const auto at = static_cast<std::uint32_t>(row - first_row_);
-  if (first_record_ != Kt_RowReader::kNoRecord) return {first_record_ + at, nullptr};
+  if (!is_listed_) return {static_cast<std::uint32_t>(row), nullptr};
   return {0, listed_.data() + at};
 }
 

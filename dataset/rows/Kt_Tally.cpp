@@ -179,7 +179,8 @@ void TallyPart::Add(const RowNumbers& numbers) {
   const auto count = static_cast<std::size_t>(numbers.count);
   if (numbers.longs != nullptr) return Take(numbers.longs, count, false);
   const std::uint8_t* const empty = numbers.empty_marks;
-  Take(numbers.doubles, count, empty == nullptr || std::find(empty, empty + count, 0) != empty + count);
+  Take(numbers.doubles, count,
+       empty == nullptr || std::find(empty, empty + count, 0) != empty + count);
 }
 
 template <class T>

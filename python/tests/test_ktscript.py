@@ -197,6 +197,21 @@ def test_cancel_from_another_thread():
     assert engine.eval("2") == 2
 
 
+def test_threads():
+    rows = ktscript.Dataset("rows", {"x": [(n * 31 % 1009) / 7 for n in range(210000)]})
+    engine = ktscript.Engine(threads=2)
+    engine.dataset("rows", rows)
+    assert (engine.threads, ktscript.Engine().threads) == (2, 1)
+    two = engine.eval("rows.Sum('1 / (x + 0.1)')")
+    engine.threads = 1
+    assert engine.eval("rows.Sum('1 / (x + 0.1)')") == two > 0
+    for wrong in (0, 3):
+        with pytest.raises(ValueError, match="1 or 2"):
+            engine.threads = wrong
+    with pytest.raises(ValueError, match="1 or 2"):
+        ktscript.Engine(threads=-1)
+
+
 # ---- Formulas ---------------------------------------------------------------------------------------
 
 

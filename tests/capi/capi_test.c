@@ -305,6 +305,36 @@ static void Datasets(void) {
 
 /* ---- Formulas ------------------------------------------------------------------------------------- */
 
+/* Sums of doubles depend on the order of addition, sorts on all rows. */
+static void Threads(void) {
+  enum { kRows = 210000 };
+  static char csv[kRows * 12 + 16];
+  char* end = csv + sprintf(csv, "a:double\n");
+  for (int row = 0; row < kRows; ++row) end += sprintf(end, "%d.%d\n", row * 31 % 1009, row % 97);
+  kt_engine* const engine = kt_engine_new();
+  kt_dataset* const data = kt_dataset_new("d");
+  EXPECT(kt_dataset_load_csv(data, csv, NULL) == KT_OK);
+  EXPECT(kt_engine_dataset(engine, "d", data, NULL) == KT_OK);
+  EXPECT(kt_engine_threads(NULL, 2) == KT_ARGUMENT);
+  EXPECT(kt_engine_threads(engine, 0) == KT_ARGUMENT);
+  EXPECT(kt_engine_threads(engine, 3) == KT_ARGUMENT);
+  Load(engine,
+       "function work() {"
+       "  d.Sort(''); var s = d.Sum('1 / (a + 0.1)');"
+       "  d.Sort('a:d'); return toString(s) + ' ' + d.Sum('1 / (a + 0.1)') + ' ' + d[9].a; }");
+  kt_value* one = NULL;
+  kt_value* two = NULL;
+  EXPECT(kt_engine_call(engine, "work", NULL, 0, &one, NULL) == KT_OK);
+  EXPECT(kt_engine_threads(engine, 2) == KT_OK);
+  EXPECT(kt_engine_call(engine, "work", NULL, 0, &two, NULL) == KT_OK);
+  EXPECT(strlen(kt_value_to_text(one, NULL)) > 20);
+  EXPECT_TEXT(kt_value_to_text(two, NULL), kt_value_to_text(one, NULL));
+  kt_value_free(one);
+  kt_value_free(two);
+  kt_dataset_free(data);
+  kt_engine_free(engine);
+}
+
 static void Formulas(void) {
   const char* const names[] = {"price", "qty"};
   const double numbers[] = {2.5, 4};
@@ -463,6 +493,7 @@ int main(void) {
   Bounds();
   Cancel();
   Datasets();
+  Threads();
   Formulas();
   Hosts();
   Programs();

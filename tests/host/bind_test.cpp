@@ -9,6 +9,7 @@
 #include <map>
 #include <thread>
 
+#include "classlib/base/Kt_WorkThreads.h"
 #include "common/show.h"
 #include "host/Kt_Bind.h"
 #include "host/Kt_Dates.h"
@@ -268,6 +269,21 @@ TEST(HostBind, AnotherThreadCancels) {
   EXPECT_EQ(engine.try_call("spin").error().code, kErrCancelled);
   other.join();
   EXPECT_EQ(engine.eval<int>("4"), 4);
+}
+
+TEST(HostBind, CallsMayHaveASecondThread) {
+  kt::Engine engine;
+  const auto may_share = [&] { return engine.eval<bool>("may()"); };
+  engine.function("may", [] { return Kt_WorkThreads::MayShare(Kt_WorkThreads::kLeastItems); });
+  engine.load("script", "function asked() { return may(); }");
+  EXPECT_FALSE(may_share());
+  engine.threads(2);
+  EXPECT_TRUE(may_share());
+  EXPECT_TRUE(engine.call<bool>("asked"));
+  EXPECT_FALSE(Kt_WorkThreads::MayShare(Kt_WorkThreads::kLeastItems));  // what the host does itself
+  engine.threads(1);
+  const Kt_WorkThreads threads(2);
+  EXPECT_FALSE(may_share());
 }
 
 TEST(HostBind, ObjectsOfTheHost) {
