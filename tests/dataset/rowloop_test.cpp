@@ -5,8 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
+#include <chrono>
 #include <cmath>
+#include <functional>
 #include <random>
+#include <thread>
+#include <utility>
 
 #include "classlib/base/Kt_WorkThreads.h"
 #include "dataset/rows/Kt_RowExpr.h"
@@ -455,6 +460,104 @@ TEST_F(SharedRows, KnownPlaces) {
     ExpectSame(1, *tables[0], kKnownPlaces[at]);
   }
   EXPECT_GT(RowTeam::blocks_there - before, 500);
+}
+
+// Calls that stop show what one thread shows, whatever the second one was doing.
+constexpr std::pair<const char16_t*, const char16_t*> kLongCalls[] = {
+    {u"Sum", u"x * b + l"},
+    {u"CaseMax", u"length(s) > 1 && l > 0"},
+    {u"Filter", u"a > 0 && (l > 1 || s = 'z')"},
+};
+
+TEST_F(SharedRows, StopAsOneThreadDoes) {
+  const auto table = Table(7, 40000);
+  for (const auto& [method, text] : kLongCalls) {
+    for (kt_long part = 0; part < 12; ++part) {
+      std::string outcomes[2];
+      for (int threads = 1; threads <= 2; ++threads) {
+        const Kt_WorkThreads allowed(threads, 1);
+        Setting setting(7, std::make_unique<Kt_Dataset>(*table));
+        Kt_RunBudget budget;
+        budget.limit_steps = 40000 * part / (part < 10 ? 10 : 5) + 1;
+        const Kt_BoundedWork bounds(budget);
+        std::string& outcome = outcomes[threads - 1];
+        outcome = setting.Call(method, {Kt_WString(text), u"x"});
+        outcome += std::to_string(bounds.GetStopCode()) + ShowTable(*setting.data);
+        EXPECT_EQ(bounds.GetStopCode() == kErrStepBudget, part < 10) << part;
+      }
+      EXPECT_EQ(outcomes[0], outcomes[1]) << Kt_WString(text).ToUtf8() << " " << part;
+    }
+  }
+}
+
+TEST_F(SharedRows, AreStoppedByFlagAndClock) {
+  const Kt_WorkThreads allowed(2, 1);
+  const auto table = Table(7, 40000);
+  for (const auto& [method, text] : kLongCalls) {
+    for (int round = 0; round < 10; ++round) {
+      std::atomic<bool> cancel = false;
+      Kt_RunBudget budget;
+      const std::chrono::microseconds time(50 * round);
+      if (round % 2 == 0) {
+        budget.cancel = &cancel;
+      } else {
+        budget.deadline = std::chrono::steady_clock::now() + time;
+      }
+      Setting setting(7, std::make_unique<Kt_Dataset>(*table));
+      const std::string before = ShowTable(*setting.data);
+      const Kt_BoundedWork bounds(budget);
+      std::thread canceller([&] {
+        std::this_thread::sleep_for(time);
+        cancel = true;
+      });
+      const std::string out = setting.Call(method, {Kt_WString(text), u"x"});
+      canceller.join();
+      const bool is_stopped = bounds.GetStopCode() != kOk;
+      EXPECT_EQ(out.substr(0, 2) != "0 ", is_stopped) << out;
+      EXPECT_TRUE(!is_stopped || ShowTable(*setting.data) == before);
+    }
+  }
+}
+
+// A report in the middle of a walk is the host's turn: what was computed ahead of it is void.
+TEST_F(SharedRows, RowsThatChangeUnderThem) {
+  const std::function<void(Kt_Dataset&)> actions[] = {
+      [](Kt_Dataset& data) { data.DeleteRow(20000); },
+      [](Kt_Dataset& data) { data.ClearData(); },
+      [](Kt_Dataset& data) { data.SetColumn(29999, 0, 5.0); },
+      [](Kt_Dataset& data) { data.AddColumn(u"more", u"long"); },
+      [](Kt_Dataset& data) { data.Sort(u"n:d"); },
+      [](Kt_Dataset& data) { data.AppendRow(5000); },
+  };
+  for (const auto& action : actions) {
+    std::string outcomes[2];
+    for (int threads = 1; threads <= 2; ++threads) {
+      const Kt_WorkThreads allowed(threads, 1);
+      Kt_Dataset data(u"d");
+      data.AddColumn(u"n", u"double");
+      data.AddColumn(u"s", u"string");
+      data.AppendRow(30000);
+      for (kt_long row = 0; row < 30000; ++row) data.SetColumn(row, 0, row / 7.0);
+      data.SetColumn(9000, 1, u"twenty-four letters or so");
+      DataHost host;
+      Kt_ExprDataset wrapper(&data, &host);
+      host.datasets = {&wrapper};
+      for (const char16_t* const method : {u"Sum", u"CaseCount", u"Filter"}) {
+        Kt_Dataset kept(data);
+        host.on_report = [&] { action(data); };
+        Kt_Variant result;
+        Kt_VariantList args;
+        args.Add(Kt_WString(u"length(space(length(s) * 80000000)) + n * 2 > 5"));
+        outcomes[threads - 1] += std::to_string(RunMethod(wrapper, method, &args, result));
+        outcomes[threads - 1] += " " + Show(result) + " " + host.TakeReports() + " " +
+                                 std::to_string(data.GetRowCount()) + "\n";
+        host.on_report = nullptr;
+        data = kept;
+      }
+    }
+    EXPECT_EQ(outcomes[0], outcomes[1]);
+    EXPECT_NE(outcomes[0].find("("), std::string::npos) << "nothing was reported: " << outcomes[0];
+  }
 }
 
 }  // namespace
