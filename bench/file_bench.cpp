@@ -495,6 +495,7 @@ const int kScale = [] {
     add("BM_ScaleSaveJson", BM_ScaleSaveJson);
     add("BM_ScaleLoadJson", BM_ScaleLoadJson);
     add("BM_ScaleLoad_Two", OnTwoThreads<BM_ScaleLoad>);
+    add("BM_ScaleLoadJson_Two", OnTwoThreads<BM_ScaleLoadJson>);
     add("BM_ScaleSort_Two", OnTwoThreads<BM_ScaleSort>);
     add("BM_ScaleSave_Two", OnTwoThreads<BM_ScaleSave>);
     add("BM_ScaleSaveJson_Two", OnTwoThreads<BM_ScaleSaveJson>);

@@ -6,17 +6,25 @@
 // to fill them. The shape is known before that from the first value and, for an object, what
 // follows it.
 //
-// Values that have the usual form of their column are stored where they are read; others go through
-// a Kt_Variant.
+// Rows are taken apart in batches: while one batch is stored the next one is read, by another
+// thread if there is one. Who reads knows the names of the members, who stores the columns as they
+// were when the load began; a row that brings another column ends the batch. So neither waits for
+// the other inside of a batch, and what is told counts in the order of the rows.
+//
+// Values that have the usual form of their column are stored as they are; others go through a
+// Kt_Variant.
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <optional>
+#include <span>
 #include <unordered_map>
 #include <vector>
 
 #include "classlib/base/Kt_Buffer.h"
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/Kt_Memory.h"
+#include "classlib/base/detail/Kt_Helper.h"
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/formats/detail/Kt_JsonCells.h"
 #include "classlib/formats/detail/Kt_QuickCells.h"
@@ -117,8 +125,6 @@ class JsonColumns {
   void Forget() {
     for (JsonColumn& column : columns_) {
       column.forms = {};
-      column.cells = nullptr;
-      column.offset = SIZE_MAX;
     }
   }
 
@@ -149,6 +155,14 @@ class JsonLoader {
 
   // False with the reason, and where there is one the place, in the report.
   bool Load() {
+    if (LoadRows()) return true;
+    if (fault_) TellFault();
+    return false;
+  }
+  LoadedTable& Table() { return table_; }
+
+ private:
+  bool LoadRows() {
     report_.error = reader_.Strings().Fault();
     if (!report_.error.IsEmpty() || !FindShape()) return false;
     // What is rejected for a cell of its own counts for the types of all others: they come first.
@@ -161,11 +175,25 @@ class JsonLoader {
     if (AddRows()) return true;
     if (!is_misfit_) return false;
     report_ = {};
+    fault_.reset();
     return FindTypes(kMaxDatasetRows) && CheckStated() && AddRows();
   }
-  LoadedTable& Table() { return table_; }
 
- private:
+  // Why the load fails.
+  struct Fault {
+    std::size_t offset = 0;
+    Kt_WString error;
+  };
+  struct BatchRow {
+    std::size_t offset = 0;
+    std::string_view text;
+    std::size_t end = 0;               // of its cells in the batch
+    const char16_t* reason = nullptr;  // why it has no place in the columns; null: it has
+  };
+  struct alignas(kApart) Batch {
+    kt::CountedVector<JsonCell> cells;
+    kt::CountedVector<BatchRow> rows;  // none: the text has ended
+  };
   struct Converted {
     Kt_Variant value;
     int token = -1;      // the one for null that the cell was
@@ -177,15 +205,19 @@ class JsonLoader {
     kList,    // the rows are in the list at start_
   };
 
+  // While rows are stored only who reads may say so.
   bool Fail(std::size_t offset, const Kt_WString& error) {
-    const std::size_t at = std::min(offset, text_.size());
+    fault_ = {offset, error};
+    return false;
+  }
+  void TellFault() {
+    const std::size_t at = std::min(fault_->offset, text_.size());
     const std::size_t line_end = at == 0 ? text_.npos : text_.find_last_of("\r\n", at - 1);
     const std::string_view before = text_.substr(0, at).substr(line_end + 1);
-    report_.error = error;
+    report_.error = fault_->error;
     report_.error_line = kt_lineofW(text_, at);
     report_.error_column =
         1 + std::ranges::count_if(before, [](char unit) { return (unit & 0xC0) != 0x80; });
-    return false;
   }
   bool Fail(const JsonScanner& scanner) {
     return Fail(scanner.Offset(), Kt_WString(scanner.Error()));
@@ -245,36 +277,46 @@ class JsonLoader {
   // Columns and types as those of the first rows. False when the text is no JSON.
   bool FindTypes(std::int64_t most_rows) {
     columns_.Forget();
-    const auto ignore = [](auto&&...) {};
+    const auto ignore = [](auto&&...) { return true; };
     const auto note = [&](const auto& cells, std::size_t) {
       NoteForms(cells);
       return row_count_ < most_rows;
     };
-    if (!EachRow(note, ignore)) return false;
+    Start();
+    if (!GoOn(note, ignore)) return false;
     sees_all_ = !is_stopped_;
     noted_rows_ = row_count_;
+    const double share = static_cast<double>(scanner_->At()) /
+                         static_cast<double>(std::max<std::size_t>(text_.size(), 1));
+    expected_rows_ = static_cast<double>(row_count_) / (sees_all_ ? 1.0 : share);
     columns_.SettleTypes(reader_, sees_all_);
     return true;
   }
 
-  // Calls good(cells, offset) for every row that has a place in the columns, until it answers
-  // false, and bad(offset, reason) for the others. False when the text is no JSON.
-  template <class Good, class Bad>
-  bool EachRow(Good good, Bad bad) {
-    JsonScanner scanner(text_, start_);
-    if (shape_ == Shape::kList) scanner.Next();
+  // Goes to the first row.
+  void Start() {
+    scanner_.emplace(text_, start_);
+    if (shape_ == Shape::kList) scanner_->Next();
     row_count_ = 0;
-    is_stopped_ = false;
-    bool first = true;
-    for (;; first = false) {
+    is_first_ = true;
+  }
+
+  // From the row that comes next on: calls good(cells, offset) for every row that has a place in
+  // the columns and bad(offset, reason) for the others, until one of them answers false. False when
+  // the text is no JSON.
+  template <class Good, class Bad>
+  bool GoOn(Good good, Bad bad) {
+    JsonScanner& scanner = *scanner_;
+    for (is_stopped_ = false; !is_stopped_;) {
       const Piece piece = scanner.Next();
       if (piece == Piece::kError) return Fail(scanner);
       if (piece == Piece::kEnd) return true;
       if (shape_ == Shape::kList && piece == Piece::kArrayEnd) return IsAll(scanner);
+      const bool first = std::exchange(is_first_, false);
       if (first) rows_are_ = piece;
       if (!Row(scanner, piece, first, good, bad)) return false;
-      if (is_stopped_) return true;
     }
+    return true;
   }
 
   bool IsAll(JsonScanner& scanner) {
@@ -291,7 +333,8 @@ class JsonLoader {
     if (!IsOpening(piece) || piece != rows_are_) {
       if (IsOpening(piece) && !scanner.SkipValue()) return Fail(scanner);
       row_text_ = text_.substr(offset, scanner.At() - offset);
-      bad(offset, rows_are_ == Piece::kArray ? u"expected a list" : u"expected an object");
+      is_stopped_ =
+          !bad(offset, rows_are_ == Piece::kArray ? u"expected a list" : u"expected an object");
       return true;
     }
     if (!(piece == Piece::kObject ? ReadObject(scanner) : ReadList(scanner))) return false;
@@ -301,7 +344,7 @@ class JsonLoader {
     charge_.AddOrLeave(static_cast<std::int64_t>(values) * kUnitsPerValue);
     if (piece == Piece::kArray && first) return TakeHeader(offset);
     if (!cells_.empty() && cells_.back().column >= columns_.List().size()) {
-      bad(offset, u"more cells than columns");
+      is_stopped_ = !bad(offset, u"more cells than columns");
       return true;
     }
     ++row_count_;
@@ -400,9 +443,9 @@ class JsonLoader {
   void AddColumns() {
     table_.has_column_info = !options_.rules.types.empty();
     NameMap places;
-    known_columns_ = columns_.List().size();
+    stored_columns_ = columns_.List();
     has_aliases_ = false;
-    for (JsonColumn& column : columns_.List()) {
+    for (JsonColumn& column : stored_columns_) {
       const Kt_WString id = StoredId(column.id);
       if (id.IsEmpty()) continue;
       const kt_long place = places.Find(id);
@@ -427,10 +470,7 @@ class JsonLoader {
     room_ = 0;
     if (sees_all_ && !CheckSize(row_count_)) return false;
     AddColumns();
-    const bool read =
-        EachRow([&](const auto& cells, std::size_t offset) { return Store(cells, offset); },
-                [&](std::size_t offset, const char16_t* reason) { Reject(offset, reason); });
-    if (!read || is_stopped_ || !CheckSize(row_count_)) return false;
+    if (!StoreInBatches() || !CheckSize(seen_rows_)) return false;
     for (const LoadedColumn& column : table_.columns) {
       PadTo(*column.cells, table_.row_count);
       column.cells->ShrinkToFit();
@@ -440,23 +480,83 @@ class JsonLoader {
     return true;
   }
 
+  // False when the rows do not fit the columns of the first ones, or the load fails. The next batch
+  // is read before one is stored, so that the work charged is the same on one thread and on two.
+  bool StoreInBatches() {
+    Helper helper(static_cast<std::size_t>(expected_rows_));
+    Batch batches[2];
+    Start();
+    seen_rows_ = 0;
+    is_read_ = has_failed_ = false;
+    ReadBatch(batches[0]);
+    rows_are_lists_ = rows_are_ == Piece::kArray;
+    for (std::size_t at = 0; !batches[at].rows.empty(); at ^= 1) {
+      bool goes_on = true;
+      helper.Both([&] { ReadBatch(batches[at ^ 1]); }, [&] { goes_on = StoreBatch(batches[at]); });
+      if (goes_on) continue;
+      fault_.reset();  // what comes later does not count
+      if (!is_misfit_) (void)CheckSize(seen_rows_);
+      return false;
+    }
+    return !has_failed_;
+  }
+
+  void ReadBatch(Batch& batch) {
+    constexpr std::size_t kCells = 8 * 1024;
+    batch.cells.clear();
+    batch.rows.clear();
+    if (is_read_) return;
+    const std::size_t known = stored_columns_.size();
+    const auto add = [&](std::size_t offset, const char16_t* reason) {
+      batch.rows.push_back({offset, row_text_, batch.cells.size(), reason});
+      return batch.cells.size() + batch.rows.size() < kCells && columns_.List().size() == known;
+    };
+    const auto good = [&](const auto& cells, std::size_t offset) {
+      batch.cells.insert(batch.cells.end(), cells.begin(), cells.end());
+      return add(offset, nullptr);
+    };
+    has_failed_ = !GoOn(good, add);
+    is_read_ = has_failed_ || !is_stopped_ || columns_.List().size() != known;
+  }
+
+  // False when the load ends with one of its rows.
+  bool StoreBatch(const Batch& batch) {
+    std::size_t first = 0;
+    for (const BatchRow& row : batch.rows) {
+      row_ = &row;
+      if (row.reason != nullptr) {
+        Reject(row.reason);
+      } else {
+        ++seen_rows_;
+        if (!Store({batch.cells.data() + first, row.end - first})) return false;
+      }
+      first = row.end;
+    }
+    return true;
+  }
+
+  const char16_t* FaultOfSize(std::size_t columns, std::int64_t rows) const {
+    if (rows > kMaxDatasetRows) return u"too many rows";
+    const bool is_blown_up = IsBlownUp(columns, static_cast<std::size_t>(rows), text_.size());
+    return is_blown_up ? u"too many empty cells" : nullptr;
+  }
   bool CheckSize(std::int64_t rows) {
-    if (rows > kMaxDatasetRows) return Fail(0, u"too many rows");
-    return !IsBlownUp(columns_.List().size(), static_cast<std::size_t>(rows), text_.size()) ||
-           Fail(0, u"too many empty cells");
+    const char16_t* const fault = FaultOfSize(columns_.List().size(), rows);
+    return fault == nullptr || Fail(0, fault);
   }
 
   // Room for the next row, and as many as may follow by the length of those before it.
   bool MakeRoom(std::size_t offset) {
     constexpr std::size_t kFirst = 1024;
-    if (row_count_ <= room_) return true;
-    if (!CheckSize(row_count_)) return false;
-    const auto rows = static_cast<std::size_t>(row_count_);
+    if (seen_rows_ <= room_) return true;
+    const std::size_t columns = stored_columns_.size();
+    if (FaultOfSize(columns, seen_rows_) != nullptr) return false;
+    const auto rows = static_cast<std::size_t>(seen_rows_);
     std::size_t most = rows + rows / 16 + kFirst;
     if (rows > kFirst) {
       const double left = static_cast<double>(text_.size() - offset) / static_cast<double>(offset);
       const auto all = rows + static_cast<std::size_t>(1.02 * left * static_cast<double>(rows));
-      if (!IsBlownUp(columns_.List().size(), all, text_.size())) most = std::max(most, all);
+      if (!IsBlownUp(columns, all, text_.size())) most = std::max(most, all);
     }
     room_ = static_cast<std::int64_t>(most);
     for (const LoadedColumn& column : table_.columns) column.cells->Reserve(most);
@@ -464,28 +564,31 @@ class JsonLoader {
   }
 
   // False when the load ends.
-  bool Store(const kt::CountedVector<JsonCell>& cells, std::size_t offset) {
-    is_misfit_ = columns_.List().size() != known_columns_;
+  bool Store(std::span<const JsonCell> cells) {
+    const std::size_t offset = row_->offset;
+    const std::size_t known = stored_columns_.size();
+    is_misfit_ =
+        std::ranges::any_of(cells, [=](const JsonCell& cell) { return cell.column >= known; });
     if (is_misfit_ || !MakeRoom(offset)) return false;
     others_.clear();
     twice_.clear();
     for (const JsonCell& cell : cells) {
-      JsonColumn& column = columns_.List()[cell.column];
+      JsonColumn& column = stored_columns_[cell.column];
       const bool is_twice = std::exchange(column.offset, offset) == offset;
       if (!is_twice && StoreQuick(cell, column)) continue;
       if (!FitsGuess(cell, column)) return false;
       others_.push_back(cell);
       twice_.push_back(is_twice);
     }
-    if (!others_.empty() && !StoreOthers(offset)) return true;
+    if (!others_.empty() && !StoreOthers()) return true;
     ++table_.row_count;
-    if (rows_are_ == Piece::kArray && cells.size() < columns_.List().size()) NoteShort(offset);
+    if (rows_are_lists_ && cells.size() < known) NoteShort();
     return true;
   }
 
   // What was seen of the first rows may be wrong for the column.
   bool FitsGuess(const JsonCell& cell, JsonColumn& column) {
-    if (!column.is_guess || row_count_ <= noted_rows_) return true;
+    if (!column.is_guess || seen_rows_ <= noted_rows_) return true;
     reader_.Note(cell, column.forms);
     column.is_guess = !column.forms.IsClosed();
     is_misfit_ = JsonCellReader::TypeOf(column.forms) != column.type;
@@ -527,7 +630,7 @@ class JsonLoader {
     char16_t units[kMaxUnits];
     const bool is_plain = cell.piece == Piece::kString && cell.text.size() <= kMaxUnits &&
                           cell.text.find('\\') == cell.text.npos &&
-                          (!column.is_guess || row_count_ <= noted_rows_);
+                          (!column.is_guess || seen_rows_ <= noted_rows_);
     if (!is_plain || !WidenAscii(cell.text, units)) return false;
     PadTo(*column.cells, table_.row_count);
     column.cells->AppendText({units, cell.text.size()});
@@ -535,7 +638,7 @@ class JsonLoader {
   }
 
   // False when the row is rejected for one of them.
-  bool StoreOthers(std::size_t offset) {
+  bool StoreOthers() {
     values_.assign(others_.size(), Converted());
     faults_.clear();
     for (std::size_t at = 0; at < others_.size(); ++at) {
@@ -543,18 +646,18 @@ class JsonLoader {
       if (!Convert(others_[at], values_[at])) faults_.push_back(at);
     }
     if (options_.reject_bad_cells && !faults_.empty()) {
-      Reject(offset, ReasonOf(others_[faults_[0]], values_[faults_[0]]));
+      Reject(ReasonOf(others_[faults_[0]], values_[faults_[0]]));
       return false;
     }
     for (std::size_t at = 0; at < others_.size(); ++at) {
       const std::size_t column = others_[at].column;
-      if (!StoreCell(columns_.List()[column].cells.get(), values_[at].value) &&
+      if (!StoreCell(stored_columns_[column].cells.get(), values_[at].value) &&
           !std::ranges::binary_search(faults_, at)) {
-        NotConverted(offset, others_[at]);
+        NotConverted(others_[at]);
       }
       if (values_[at].token >= 0) nulls_.Add(column, values_[at].token);
     }
-    for (const std::size_t at : faults_) NotConverted(offset, others_[at]);
+    for (const std::size_t at : faults_) NotConverted(others_[at]);
     return true;
   }
 
@@ -567,14 +670,14 @@ class JsonLoader {
 
   // False when the cell does not hold what the text says.
   bool Convert(const JsonCell& cell, Converted& converted) const {
-    const JsonColumn& column = columns_.List()[cell.column];
+    const JsonColumn& column = stored_columns_[cell.column];
     converted.token = reader_.NullToken(cell, column.type);
     if (converted.token >= 0) return !converted.twice;
     return reader_.Value(cell, column.type, converted.value) && !converted.twice;
   }
 
   Kt_WString ReasonOf(const JsonCell& cell, const Converted& converted) const {
-    const JsonColumn& column = columns_.List()[cell.column];
+    const JsonColumn& column = stored_columns_[cell.column];
     Kt_WString text;
     JsonText(cell, text);
     Kt_WString reason = Kt_WString(u"column '") + column.id.View() + u"': ";
@@ -593,34 +696,34 @@ class JsonLoader {
     return line_;
   }
 
-  void Reject(std::size_t offset, const Kt_WString& reason) {
+  void Reject(const Kt_WString& reason) {
     ++report_.rows_rejected;
-    List(offset, reason, report_.rejected);
+    List(reason, report_.rejected);
   }
 
-  void NoteShort(std::size_t offset) {
+  void NoteShort() {
     ++report_.rows_short;
-    List(offset, u"fewer cells than columns", report_.short_rows);
+    List(u"fewer cells than columns", report_.short_rows);
   }
 
-  void List(std::size_t offset, const Kt_WString& reason, std::vector<Kt_LoadReport::Row>& rows) {
+  void List(const Kt_WString& reason, std::vector<Kt_LoadReport::Row>& rows) {
     if (rows.size() >= options_.max_listed) return;
-    rows.push_back({RowLine(offset), reason, Kt_WString::FromUtf8(row_text_)});
+    rows.push_back({RowLine(row_->offset), reason, Kt_WString::FromUtf8(row_->text)});
   }
 
-  void NotConverted(std::size_t offset, const JsonCell& cell) {
+  void NotConverted(const JsonCell& cell) {
     ++report_.cells_not_converted;
     if (report_.not_converted.size() >= options_.max_listed) return;
     Kt_WString text;
     JsonText(cell, text);
-    const Kt_WString& id = columns_.List()[cell.column].id;
-    report_.not_converted.push_back({RowLine(offset), id, kt_excerptW(text)});
+    const Kt_WString& id = stored_columns_[cell.column].id;
+    report_.not_converted.push_back({RowLine(row_->offset), id, kt_excerptW(text)});
   }
 
   // What there is to say of the columns.
   void Tell() {
-    for (std::size_t at = 0; at < columns_.List().size(); ++at) {
-      const JsonColumn& column = columns_.List()[at];
+    for (std::size_t at = 0; at < stored_columns_.size(); ++at) {
+      const JsonColumn& column = stored_columns_[at];
       nulls_.Tell(at, column.id, reader_.Strings(), report_);
       Kt_LoadReport::Hint hint;
       hint.column = column.id;
@@ -637,26 +740,37 @@ class JsonLoader {
   const JsonCellReader reader_;
   JsonColumns columns_;
   Kt_LoadReport& report_;
-  LoadedTable table_;
+  // Of who reads rows.
+  alignas(kApart) std::optional<JsonScanner> scanner_;
   RoundCharge charge_;
   Shape shape_ = Shape::kStream;
   std::size_t start_ = 0;
   bool must_be_all_ = false;
-  Piece rows_are_ = Piece::kObject;     // what the first row is
-  std::int64_t row_count_ = 0;          // rows so far that have a place in the columns
-  bool is_stopped_ = false;             // the way through the rows ended before the text did
-  bool sees_all_ = false;               // columns and types are those of all rows
-  std::int64_t noted_rows_ = 0;         // those that columns and types are of
-  std::size_t known_columns_ = 0;       // when the columns were made
-  bool has_aliases_ = false;            // some columns share their cells
-  bool is_misfit_ = false;              // a row does not fit the columns of the first ones
+  Piece rows_are_ = Piece::kObject;  // what the first row is
+  bool is_first_ = true;             // the row that comes next is the first one
+  std::int64_t row_count_ = 0;       // rows so far that have a place in the columns
+  bool is_stopped_ = false;          // the way through the rows ended before the text did
+  bool is_read_ = false;             // there is no more to store
+  bool has_failed_ = false;          // because the text is no JSON
+  std::optional<Fault> fault_;
+  kt::CountedVector<JsonCell> cells_;  // of the row in hand
+  std::string_view row_text_;
+  double expected_rows_ = 0;  // of all of the text
+  bool sees_all_ = false;     // columns and types are those of all rows
+  // Of who stores them.
+  alignas(kApart) LoadedTable table_;
+  std::vector<JsonColumn> stored_columns_;  // as they were when the table was made
+  bool has_aliases_ = false;                // some columns share their cells
+  bool is_misfit_ = false;                  // a row does not fit the columns of the first ones
+  std::int64_t noted_rows_ = 0;             // those that columns and types are of
+  bool rows_are_lists_ = false;
+  std::int64_t seen_rows_ = 0;          // with a place in the columns
   std::int64_t room_ = 0;               // rows that the columns have room for
-  kt::CountedVector<JsonCell> cells_;   // of the row in hand
+  const BatchRow* row_ = nullptr;       // the row in hand
   kt::CountedVector<JsonCell> others_;  // of the row in hand, that have no quick form
   std::vector<bool> twice_;             // of others_: the column has a value in this row already
   kt::CountedVector<Converted> values_;
   std::vector<std::size_t> faults_;  // cells that do not convert
-  std::string_view row_text_;
   Kt_NullCounts nulls_;
   std::size_t counted_ = 0;  // lines before this offset are counted
   std::int64_t line_ = 1;

@@ -361,6 +361,91 @@ TEST_F(TwoThreads, LoadTheSameCsv) {
   }
 }
 
+// Rows as objects or lists with columns of one kind each, now and then something else: a value of
+// another kind, a member too few or too many, a value that is no row, or a fault.
+class RandomJson {
+ public:
+  explicit RandomJson(unsigned seed) : random_(seed) {}
+
+  std::size_t Roll(std::size_t count) {
+    return std::uniform_int_distribution<std::size_t>(0, count - 1)(random_);
+  }
+  std::string Text(std::size_t rows) {
+    const std::size_t columns = 1 + Roll(12);
+    are_lists_ = Roll(3) == 0;
+    oddity_ = Roll(2) == 0 ? 1000000 : rows * columns;
+    const bool is_stream = Roll(3) == 0;
+    std::string text = is_stream ? "" : "[";
+    if (are_lists_) AddRow(text, columns, [](std::size_t col) { return '"' + Name(col) + '"'; });
+    for (std::size_t row = 0; row < rows; ++row) {
+      if (row > 0 || are_lists_) text += is_stream ? "\n" : ",\n";
+      if (Roll(oddity_) == 0)
+        text += Roll(2) == 0 ? "17" : "[1, {\"c1\": 2}]";
+      else
+        AddRow(text, columns,
+               [&](std::size_t col) { return Cell(Roll(oddity_) == 0 ? Roll(9) : col % 8); });
+    }
+    if (!is_stream) text += ']';
+    if (Roll(3) == 0) text[text.size() / 2 + Roll(text.size() / 2)] = '}';
+    return text;
+  }
+
+ private:
+  static std::string Name(std::size_t col) { return "c" + std::to_string(col); }
+  template <class Value>
+  void AddRow(std::string& text, std::size_t columns, Value value) {
+    if (Roll(oddity_) == 0) columns = Roll(columns + 3);
+    text += are_lists_ ? '[' : '{';
+    for (std::size_t col = 0; col < columns; ++col) {
+      if (col > 0) text += ',';
+      const std::size_t name = Roll(oddity_) == 0 ? Roll(columns + 1) : col;
+      if (!are_lists_) text += '"' + Name(name) + "\":";
+      text += value(col);
+    }
+    text += are_lists_ ? ']' : '}';
+  }
+  std::string Cell(std::size_t kind) {
+    if (Roll(30) == 0) return Roll(2) == 0 ? "null" : "\"NA\"";
+    switch (kind) {
+      case 0: return std::to_string(Roll(100000));
+      case 1: return std::to_string(Roll(1000)) + "." + std::to_string(Roll(1000000));
+      case 2: return "\"2020-0" + std::to_string(1 + Roll(9)) + "-11\"";
+      case 3: return "\"text " + std::to_string(Roll(50)) + '"';
+      case 4: return "\"another text " + std::to_string(Roll(100000)) + '"';
+      case 5: return "\"a \\\"b\\\" \\u00e9" + std::to_string(Roll(20)) + '"';
+      case 6: return Roll(2) == 0 ? "true" : "-0";
+      case 7: return "\"\xC3\xA9 or \xE6\xBC\xA2\"";
+      default: return "{\"a\": [1, 2.5e3]}";
+    }
+  }
+
+  std::mt19937 random_;
+  bool are_lists_ = false;
+  std::size_t oddity_ = 1;  // one thing in so many is odd
+};
+
+TEST_F(TwoThreads, LoadTheSameJson) {
+  int refused = 0;
+  for (unsigned seed = 0; seed < 60; ++seed) {
+    SCOPED_TRACE(seed);
+    RandomJson random(seed);
+    const std::string text = random.Text(seed % 6 == 0 ? 20 : 3000 + random.Roll(6000));
+    Kt_JsonOptions options;
+    options.reject_bad_cells = seed % 5 == 1;
+    options.max_listed = seed % 3 == 0 ? 5 : 1000;
+    if (seed % 7 == 2) options.rules.null_tokens = {{u"NA", u"7"}};
+    ExpectSame([&] {
+      Kt_Dataset data;
+      Kt_LoadReport report;
+      const kt_long loaded = data.LoadJson(text, options, report);
+      refused += loaded < 0 ? 1 : 0;
+      return std::to_string(loaded) + Shown(report) + std::to_string(report.error_line) + ':' +
+             std::to_string(report.error_column) + Shown(data);
+    });
+  }
+  EXPECT_TRUE(refused > 10 && refused < 80) << refused;
+}
+
 // Several blocks of rows with everything that a file may have to hold, and may not.
 Kt_Dataset AnyRows(unsigned seed) {
   RandomDataset random(seed, {.variants = seed % 3 == 0, .many_texts = seed % 8 != 0});
@@ -423,14 +508,20 @@ TEST_F(TwoThreads, SortTheSame) {
 
 // ---- Bounds in the middle ---------------------------------------------------------------------
 
-// load, save and sort, each with its result.
+// loads, save and sort, each with its result.
 struct Steps {
+  static constexpr int kCount = 4;
   std::string csv = RandomCsv(4).Text(6000);
+  std::string json;
   Kt_Dataset loaded;
 
   Steps() {
     Kt_LoadReport report;
     loaded.LoadCSVBytes(csv, {}, report);
+    Kt_Buffer bytes;
+    Kt_SaveReport saved;
+    (void)kt::SaveJson(loaded, u"", {}, bytes, saved);
+    json = bytes.View();
   }
   kt_long Run(int step, Kt_Dataset& data) const {
     Kt_LoadReport report;
@@ -439,6 +530,7 @@ struct Steps {
     switch (step) {
       case 0: return data.LoadCSVBytes(csv, {}, report);
       case 1: return kt::SaveCsv(data, u"", {}, bytes, saved);
+      case 2: return data.LoadJson(json, {}, report);
       default: return data.Sort(u"c0,c1:d");
     }
   }
@@ -446,7 +538,7 @@ struct Steps {
 
 TEST_F(TwoThreads, StopAsOneThreadDoes) {
   const Steps steps;
-  for (int step = 0; step < 3; ++step) {
+  for (int step = 0; step < Steps::kCount; ++step) {
     SCOPED_TRACE(step);
     const Outcome whole = RunOn(1, [&] {
       Kt_Dataset data(steps.loaded);
@@ -472,7 +564,7 @@ TEST_F(TwoThreads, StopAsOneThreadDoes) {
 TEST_F(TwoThreads, AreStoppedByFlagAndClock) {
   const Steps steps;
   const Kt_WorkThreads threads(2, 1);
-  for (int step = 0; step < 3; ++step) {
+  for (int step = 0; step < Steps::kCount; ++step) {
     for (int round = 0; round < 12; ++round) {
       std::atomic<bool> cancel = false;
       Kt_RunBudget budget;
@@ -499,7 +591,7 @@ TEST_F(TwoThreads, AreStoppedByFlagAndClock) {
 TEST_F(TwoThreads, KeepToTheBoundOfMemory) {
   const Steps steps;
   const Kt_WorkThreads threads(2, 1);
-  for (int step = 0; step < 3; ++step) {
+  for (int step = 0; step < Steps::kCount; ++step) {
     int refused = 0;
     int done = 0;
     for (std::int64_t limit = kMegabyte / 64; limit <= 32 * kMegabyte; limit *= 2) {
