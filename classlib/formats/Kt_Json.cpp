@@ -340,20 +340,22 @@ class JsonLoader {
     if (!(piece == Piece::kObject ? ReadObject(scanner) : ReadList(scanner))) return false;
     row_text_ = text_.substr(offset, scanner.At() - offset);
     constexpr std::size_t kBytesPerCell = 32;
-    const std::size_t values = cells_.size() + row_text_.size() / kBytesPerCell;
+    const std::span<const JsonCell> cells = RowCells();
+    const std::size_t values = cells.size() + row_text_.size() / kBytesPerCell;
     charge_.AddOrLeave(static_cast<std::int64_t>(values) * kUnitsPerValue);
     if (piece == Piece::kArray && first) return TakeHeader(offset);
-    if (!cells_.empty() && cells_.back().column >= columns_.List().size()) {
+    if (!cells.empty() && cells.back().column >= columns_.List().size()) {
+      DropCells();
       is_stopped_ = !bad(offset, u"more cells than columns");
       return true;
     }
     ++row_count_;
-    is_stopped_ = !good(cells_, offset);
+    is_stopped_ = !good(cells, offset);
     return true;
   }
 
   bool ReadObject(JsonScanner& scanner) {
-    cells_.clear();
+    BeginRow();
     std::size_t expected = 0;
     for (;;) {
       Piece piece = scanner.Next();
@@ -369,12 +371,12 @@ class JsonLoader {
   }
 
   bool ReadList(JsonScanner& scanner) {
-    cells_.clear();
-    for (;;) {
+    BeginRow();
+    for (std::size_t column = 0;; ++column) {
       const Piece piece = scanner.Next();
       if (piece == Piece::kArrayEnd) return true;
       JsonCell cell;
-      cell.column = cells_.size();
+      cell.column = column;
       if (!ReadValue(scanner, piece, cell)) return false;
     }
   }
@@ -383,14 +385,25 @@ class JsonLoader {
     if (piece == Piece::kError || (IsOpening(piece) && !scanner.SkipValue())) return Fail(scanner);
     cell.piece = piece;
     cell.text = scanner.Text();
-    cells_.push_back(cell);
+    cells_->push_back(cell);
     return true;
   }
 
+  // The cells of a row stand behind those of the rows before it in the batch.
+  void BeginRow() {
+    if (cells_ == &own_cells_) own_cells_.clear();
+    first_cell_ = cells_->size();
+  }
+  std::span<const JsonCell> RowCells() const { return std::span(*cells_).subspan(first_cell_); }
+  void DropCells() { cells_->resize(first_cell_); }
+
   bool TakeHeader(std::size_t offset) {
-    if (!columns_.List().empty()) return true;  // the second time
+    if (!columns_.List().empty()) {  // the second time
+      DropCells();
+      return true;
+    }
     kt::CountedText name;
-    for (const JsonCell& cell : cells_) {
+    for (const JsonCell& cell : RowCells()) {
       name.clear();
       if (cell.piece == Piece::kString) DecodeJson(cell.text, name);
       if (cell.piece == Piece::kNumber) name.assign(cell.text.begin(), cell.text.end());
@@ -399,7 +412,7 @@ class JsonLoader {
     return true;
   }
 
-  void NoteForms(const kt::CountedVector<JsonCell>& cells) {
+  void NoteForms(std::span<const JsonCell> cells) {
     for (const JsonCell& cell : cells) {
       JsonColumn& column = columns_.List()[cell.column];
       if (!column.settled) reader_.Note(cell, column.forms);
@@ -490,9 +503,16 @@ class JsonLoader {
     is_read_ = has_failed_ = false;
     ReadBatch(batches[0]);
     rows_are_lists_ = rows_are_ == Piece::kArray;
-    for (std::size_t at = 0; !batches[at].rows.empty(); at ^= 1) {
+    for (std::size_t at = 0; !batches[at].rows.empty();) {
       bool goes_on = true;
-      helper.Both([&] { ReadBatch(batches[at ^ 1]); }, [&] { goes_on = StoreBatch(batches[at]); });
+      if (helper.IsThere()) {
+        helper.Both([&] { ReadBatch(batches[at ^ 1]); },
+                    [&] { goes_on = StoreBatch(batches[at]); });
+        at ^= 1;
+      } else {
+        goes_on = StoreBatch(batches[at]);
+        ReadBatch(batches[at]);
+      }
       if (goes_on) continue;
       fault_.reset();  // what comes later does not count
       if (!is_misfit_) (void)CheckSize(seen_rows_);
@@ -502,7 +522,7 @@ class JsonLoader {
   }
 
   void ReadBatch(Batch& batch) {
-    constexpr std::size_t kCells = 8 * 1024;
+    constexpr std::size_t kCells = 4 * 1024;
     batch.cells.clear();
     batch.rows.clear();
     if (is_read_) return;
@@ -511,11 +531,10 @@ class JsonLoader {
       batch.rows.push_back({offset, row_text_, batch.cells.size(), reason});
       return batch.cells.size() + batch.rows.size() < kCells && columns_.List().size() == known;
     };
-    const auto good = [&](const auto& cells, std::size_t offset) {
-      batch.cells.insert(batch.cells.end(), cells.begin(), cells.end());
-      return add(offset, nullptr);
-    };
+    const auto good = [&](const auto&, std::size_t offset) { return add(offset, nullptr); };
+    cells_ = &batch.cells;
     has_failed_ = !GoOn(good, add);
+    cells_ = &own_cells_;
     is_read_ = has_failed_ || !is_stopped_ || columns_.List().size() != known;
   }
 
@@ -753,7 +772,9 @@ class JsonLoader {
   bool is_read_ = false;             // there is no more to store
   bool has_failed_ = false;          // because the text is no JSON
   std::optional<Fault> fault_;
-  kt::CountedVector<JsonCell> cells_;  // of the row in hand
+  kt::CountedVector<JsonCell> own_cells_;
+  kt::CountedVector<JsonCell>* cells_ = &own_cells_;  // where those of a row are put
+  std::size_t first_cell_ = 0;                        // of the row in hand
   std::string_view row_text_;
   double expected_rows_ = 0;  // of all of the text
   bool sees_all_ = false;     // columns and types are those of all rows
