@@ -62,8 +62,8 @@ bool SetUpFence(const FileRules& rules, const char* command, Kt_CliFence& fence,
 void AddThreadsOption(CLI::App& command, int& threads) {
   command
       .add_option("--threads", threads,
-                  "How many threads loading, saving and sorting of large data may use, 1 or 2 "
-                  "(without it 2 where a processor is free; results are the same)")
+                  "How many threads loading, saving, sorting, totals and filters of large data may "
+                  "use, 1 or 2 (without it 2 where a processor is free; results are the same)")
       ->type_name("N")
       ->check(CLI::Range(1, 2));
 }

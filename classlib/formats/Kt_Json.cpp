@@ -362,10 +362,12 @@ class JsonLoader {
       if (piece == Piece::kObjectEnd) return true;
       if (piece == Piece::kError) return Fail(scanner);
       JsonCell cell;
-      if (!columns_.Find(scanner.Text(), expected, cell.column)) {
+      std::size_t column = 0;
+      if (!columns_.Find(scanner.Text(), expected, column)) {
         return FailForColumns(scanner.Offset());
       }
-      expected = cell.column + 1;
+      cell.column = static_cast<std::uint32_t>(column);
+      expected = column + 1;
       if (!ReadValue(scanner, scanner.Next(), cell)) return false;
     }
   }
@@ -376,7 +378,7 @@ class JsonLoader {
       const Piece piece = scanner.Next();
       if (piece == Piece::kArrayEnd) return true;
       JsonCell cell;
-      cell.column = column;
+      cell.column = static_cast<std::uint32_t>(column);
       if (!ReadValue(scanner, piece, cell)) return false;
     }
   }

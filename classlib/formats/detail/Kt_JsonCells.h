@@ -17,7 +17,7 @@ namespace kt::detail {
 
 // A value of a row. A list or an object is one piece here, all of it being the text.
 struct JsonCell {
-  std::size_t column = 0;
+  std::uint32_t column = 0;
   JsonScanner::Piece piece = JsonScanner::Piece::kNull;
   std::string_view text;
 };
