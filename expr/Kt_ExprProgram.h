@@ -81,6 +81,9 @@ struct KT_SCRIPT_API ExprProgram {
     // Members have code: kReceive and kCall. Of an object they are what the object says, of any
     // other value the built-in function of that name: whoever runs it finds out which.
     bool has_members = false;
+    // Names are noted that the evaluator looks for after a call, which may have changed what they
+    // stand for (ExprProgram::Lookup).
+    bool notes_lookups = false;
     // Every use of a name has a number of its own, and the questions what names and calls stand for
     // are instructions, where the evaluator asks them.
     bool asks = false;
@@ -101,6 +104,8 @@ struct KT_SCRIPT_API ExprProgram {
     a.names.swap(b.names);
     a.calls.swap(b.calls);
     a.members.swap(b.members);
+    a.lookups.swap(b.lookups);
+    std::swap(a.early_names, b.early_names);
     std::swap(a.has_target, b.has_target);
     std::swap(a.temp_count, b.temp_count);
   }
@@ -113,12 +118,21 @@ struct KT_SCRIPT_API ExprProgram {
     bool is_end = false;  // the call is all there is: its result is not looked at here
   };
 
+  // Before instruction `at` it is found what `name` stands for, anew when it was found before: a
+  // call comes before it. A name that is found twice before the first is read has two numbers.
+  struct Lookup {
+    std::size_t at;
+    std::uint16_t name;
+  };
+
   std::vector<CodeInstr> instrs;  // ends with kReturn
   std::vector<Kt_Variant> consts;
   std::vector<Kt_WString> names;
   std::vector<Kt_WString> calls;
   std::vector<Member> members;
-  bool has_target = false;  // there is a kTarget
+  std::vector<Lookup> lookups;   // in the order of instructions
+  std::size_t early_names = 0;   // so many of the names are found before any call
+  bool has_target = false;      // there is a kTarget
   std::uint16_t temp_count = 0;
 };
 

@@ -88,14 +88,26 @@ bool ExprCompiler::Name(const Kt_ExprOp& op) {
   if (Top().kind != Entry::Kind::kNone) return false;
   if (form_.asks) return AskedName(op);
   const Kt_Symbol symbol = kt_makesymbolW(op.text);
-  const auto found = std::find(names_.begin(), names_.end(), symbol);
-  Top().kind = Entry::Kind::kName;
-  Top().operand = static_cast<std::uint16_t>(kNameBase + (found - names_.begin()));
-  if (found == names_.end()) {
+  const bool is_lookup = form_.notes_lookups && has_called_;
+  std::uint16_t name = 0;
+  while (name < names_.size() && (names_[name] != symbol || (is_lookup && IsUnread(name)))) ++name;
+  if (name == names_.size()) {
     names_.push_back(symbol);
     program_.names.push_back(op.text);
+    if (!is_lookup) program_.early_names = program_.names.size();
   }
+  if (is_lookup) program_.lookups.push_back({program_.instrs.size(), name});
+  Top().kind = Entry::Kind::kName;
+  Top().operand = static_cast<std::uint16_t>(kNameBase + name);
   return program_.names.size() <= static_cast<std::size_t>(form_.max_names);
+}
+
+// Whether an entry stands for the name, or an element of it, that an instruction has yet to read.
+bool ExprCompiler::IsUnread(std::uint16_t name) const {
+  return std::any_of(entries_.begin(), entries_.end(), [name](const Entry& entry) {
+    return (entry.kind == Entry::Kind::kName || entry.kind == Entry::Kind::kElement) &&
+           entry.operand == kNameBase + name;
+  });
 }
 
 bool ExprCompiler::AskedName(const Kt_ExprOp& op) {
@@ -122,6 +134,7 @@ std::uint16_t ExprCompiler::AddConst(const Kt_Variant& value) {
 void ExprCompiler::Emit(CodeOp op, std::uint16_t dst, std::uint16_t a, std::uint16_t b,
                         std::int32_t extra) {
   program_.instrs.push_back({op, dst, a, b, extra});
+  has_called_ = has_called_ || op == CodeOp::kCall || op == CodeOp::kReceive;
 }
 
 std::uint16_t ExprCompiler::Fix(std::uint16_t operand) {
@@ -441,6 +454,8 @@ void kt::ExprProgram::Clear() {
   names.clear();
   calls.clear();
   members.clear();
+  lookups.clear();
+  early_names = 0;
   has_target = false;
   temp_count = 0;
 }

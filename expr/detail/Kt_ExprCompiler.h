@@ -78,6 +78,7 @@ class ExprCompiler : private ExprWalk<ExprCompiler, bool> {
   void NoteEnd(const Entry& entry);
   bool Misplaced(const Kt_ExprOp&) { return false; }
   bool Name(const Kt_ExprOp& op);
+  bool IsUnread(std::uint16_t name) const;
   bool AskedName(const Kt_ExprOp& op);
   bool Call(const Kt_ExprOp& op);
   bool Operator(const Kt_ExprOp& op);
@@ -112,6 +113,7 @@ class ExprCompiler : private ExprWalk<ExprCompiler, bool> {
   std::vector<Kt_Symbol>& names_;  // of program_.names
   int temp_count_ = 0;
   std::size_t barrier_ = 0;  // instructions before it are jumped to and may not be taken back
+  bool has_called_ = false;  // a call has been emitted
   bool has_failed_ = false;
 };
 

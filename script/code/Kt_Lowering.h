@@ -40,13 +40,13 @@ struct Translator::Lowering {
   bool is_compiled = false;
   bool has_guards = false;
   bool runs_code = false;          // a call may run code of scripts or of the host
-  bool has_called = false;         // there is one before the place in hand
   bool wants_plain_value = false;  // what the expression gives is only an operand
   const char* why = nullptr;
   // Members that are used at once: those whose instructions are being lowered, by the numbers of
   // their calls, and where these end.
   std::vector<std::pair<std::size_t, std::size_t>> quicks;  // the call, and which one of the code
   std::size_t quick_end = 0;
+  std::size_t lookups_done = 0;  // of those of the program
 };
 
 }  // namespace kt::detail

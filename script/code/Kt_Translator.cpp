@@ -120,10 +120,14 @@ std::uint16_t Translator::NewTemp(int count) {
   return first;
 }
 
-// The register that stands for a global variable; kNone when there are too many.
-std::uint16_t Translator::BoxOf(std::uint16_t global) {
+// The register that stands for a global variable, the first or another one; kNone when there are
+// too many.
+std::uint16_t Translator::BoxOf(std::uint16_t global, int which) {
   std::vector<std::uint16_t>& boxes = code_.global_of_register;
-  const auto found = std::find(boxes.begin(), boxes.end(), global);
+  auto found = std::find(boxes.begin(), boxes.end(), global);
+  for (; which > 0 && found != boxes.end(); --which) {
+    found = std::find(found + 1, boxes.end(), global);
+  }
   const auto at = static_cast<std::uint16_t>(found - boxes.begin());
   if (found == boxes.end()) {
     if (boxes.size() >= box_limit_) return kNone;
@@ -272,8 +276,10 @@ void Translator::OpenFunction() {
   const int slots = args.GetCount() + CountSlots(func_.GetBody(), visible);
   if (slots > kMostSlots) return GiveUp("too many variables");
   slot_limit_ = static_cast<std::uint16_t>(slots);
-  box_limit_ =
-      static_cast<std::uint16_t>(std::min<kt_long>(kMostBoxes, script_.GetVariables().GetCount()));
+  const kt_long globals = script_.GetVariables().GetCount();
+  // Few expressions need two for one of them.
+  const kt_long boxes = globals + std::min<kt_long>(globals, 4);
+  box_limit_ = static_cast<std::uint16_t>(std::min<kt_long>(kMostBoxes, boxes));
   temp_base_ = temp_floor_ = temp_top_ = static_cast<std::uint16_t>(slot_limit_ + box_limit_);
   code_.param_count = static_cast<std::uint16_t>(args.GetCount());
   for (kt_long arg = 0; arg < args.GetCount(); ++arg) {

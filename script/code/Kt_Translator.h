@@ -129,7 +129,7 @@ class Translator {
   void LowerInstr(Lowering& low, std::size_t at);
   void LowerCall(Lowering& low, const CodeInstr& in);
   std::uint16_t Read(Lowering& low, std::uint16_t operand);
-  std::uint16_t Variable(Lowering& low, std::uint16_t operand, bool is_named_here = false);
+  std::uint16_t Variable(Lowering& low, std::uint16_t operand);
   std::uint16_t Target(Lowering& low, std::uint16_t temp);
   void EmitOperator(Operator op, std::uint16_t dst, std::uint16_t a, std::uint16_t b);
   void EmitRelation(Operator op, bool sense, std::uint16_t a, std::uint16_t b, Label label);
@@ -169,7 +169,10 @@ class Translator {
   bool IsTemp(std::uint16_t operand) const {
     return operand >= temp_base_ && operand < kConstOperand;
   }
-  std::uint16_t BoxOf(std::uint16_t global);
+  std::uint16_t BoxOf(std::uint16_t global, int which = 0);
+  std::uint16_t BoxOfName(const Lowering& low, std::size_t name);
+  void BindName(const Lowering& low, std::size_t name);
+  void BindNames(Lowering& low, std::size_t at);
   void GiveUp(const char* why);
   bool HasStack();
   void Finish();
@@ -193,7 +196,7 @@ class Translator {
   std::uint16_t empty_const_ = kNone;
   std::unordered_map<kt_long, std::uint16_t> long_consts_;
   std::unordered_map<std::u16string_view, std::uint16_t> text_consts_;  // texts of code_.consts
-  ExprProgramMaker maker_{{.has_members = true}};
+  ExprProgramMaker maker_{{.has_members = true, .notes_lookups = true}};
   std::vector<std::unique_ptr<Parts>> free_parts_;  // there is room for all that were made
   std::size_t parts_made_ = 0;
   // The program of an expression that was looked at and will be again.

@@ -211,7 +211,7 @@ bool Translator::PrepareGlobals(Lowering& low) {
                                      in.op == CodeOp::kRef || in.op == CodeOp::kStepBefore ||
                                      in.op == CodeOp::kStepAfter || in.op == CodeOp::kAdd);
         });
-    if ((is_in_place || low.runs_code) && BoxOf(low.names[name].reg) == kNone) {
+    if ((is_in_place || low.runs_code) && BoxOfName(low, name) == kNone) {
       low.why = "too many globals";
       return false;
     }
@@ -219,12 +219,34 @@ bool Translator::PrepareGlobals(Lowering& low) {
   return true;
 }
 
+// A global that the expression finds twice before it reads the first has a register for each.
+std::uint16_t Translator::BoxOfName(const Lowering& low, std::size_t name) {
+  const std::uint16_t global = low.names[name].reg;
+  const auto before = std::count_if(
+      low.names.begin(), low.names.begin() + static_cast<std::ptrdiff_t>(name),
+      [global](const Place& p) { return p.kind == Place::Kind::kGlobal && p.reg == global; });
+  return BoxOf(global, static_cast<int>(before));
+}
+
+void Translator::BindName(const Lowering& low, std::size_t name) {
+  const Place& place = low.names[name];
+  if (place.kind != Place::Kind::kGlobal) return;
+  (void)Emit(InstrOp::kBindGlobal, BoxOfName(low, name), place.reg);
+}
+
 // What a call may remove is held while the expression runs.
 void Translator::HoldGlobals(const Lowering& low) {
   if (!low.runs_code) return;
-  for (const Place& place : low.names) {
-    if (place.kind != Place::Kind::kGlobal) continue;
-    (void)Emit(InstrOp::kBindGlobal, BoxOf(place.reg), place.reg);
+  for (std::size_t name = 0; name < low.program.early_names; ++name) BindName(low, name);
+}
+
+// Globals that are named after a call are looked for there: it may have loaded the script again.
+void Translator::BindNames(Lowering& low, std::size_t at) {
+  if (!low.runs_code) return;
+  const std::vector<ExprProgram::Lookup>& lookups = low.program.lookups;
+  for (; low.lookups_done < lookups.size() && lookups[low.lookups_done].at <= at;
+       ++low.lookups_done) {
+    BindName(low, lookups[low.lookups_done].name);
   }
 }
 
@@ -239,25 +261,22 @@ std::uint16_t Translator::Target(Lowering& low, std::uint16_t temp) {
   return low.want_temp == temp ? low.want : low.places[temp];
 }
 
-// The register of a variable, or of one that stands for a global. A global that is named where it
-// is used is looked for there: a call before may have loaded the script again.
-std::uint16_t Translator::Variable(Lowering& low, std::uint16_t operand, bool is_named_here) {
-  const Place& place = low.names[static_cast<std::size_t>(operand - CodeOperand::kNameBase)];
-  if (place.kind != Place::Kind::kGlobal) return place.reg;
-  const std::uint16_t box = BoxOf(place.reg);
-  if (!low.runs_code || (is_named_here && low.has_called)) {
-    (void)Emit(InstrOp::kBindGlobal, box, place.reg);
-  }
-  return box;
+// The register of a variable, or of one that stands for a global.
+std::uint16_t Translator::Variable(Lowering& low, std::uint16_t operand) {
+  const auto name = static_cast<std::size_t>(operand - CodeOperand::kNameBase);
+  if (low.names[name].kind != Place::Kind::kGlobal) return low.names[name].reg;
+  if (!low.runs_code) BindName(low, name);
+  return BoxOfName(low, name);
 }
 
 // The operand for a value that the next instruction reads.
 std::uint16_t Translator::Read(Lowering& low, std::uint16_t operand) {
   if (IsConstant(operand)) return AddConst(low.program.consts[operand - CodeOperand::kConstBase]);
   if (!IsName(operand)) return low.places[operand];
-  const Place& place = low.names[static_cast<std::size_t>(operand - CodeOperand::kNameBase)];
+  const auto name = static_cast<std::size_t>(operand - CodeOperand::kNameBase);
+  const Place& place = low.names[name];
   if (place.kind != Place::Kind::kGlobal) return place.reg;
-  if (low.runs_code) return BoxOf(place.reg);
+  if (low.runs_code) return BoxOfName(low, name);
   const std::uint16_t temp = NewTemp();
   (void)Emit(InstrOp::kGetGlobal, temp, place.reg);
   return temp;
@@ -304,7 +323,6 @@ void Translator::EmitRelation(Operator op, bool sense, std::uint16_t a, std::uin
 // Instructions ------------------------------------------------------------------------------------
 
 void Translator::LowerCall(Lowering& low, const CodeInstr& in) {
-  low.has_called = true;
   const std::uint16_t first = in.b > 0 ? low.places[in.a] : low.places[in.dst];
   const std::uint16_t site = SiteOf(low, static_cast<std::size_t>(in.extra));
   // Where the arguments were the result may stay, unless it is an argument of a call itself.
@@ -338,6 +356,7 @@ void Translator::LowerCall(Lowering& low, const CodeInstr& in) {
 void Translator::LowerInstr(Lowering& low, std::size_t at) {
   const CodeInstr& in = low.program.instrs[at];
   const std::uint16_t floor = temp_floor_;
+  BindNames(low, at);
   BeginQuicks(low, at);
   switch (in.op) {
     case CodeOp::kMove: {
@@ -353,7 +372,7 @@ void Translator::LowerInstr(Lowering& low, std::size_t at) {
     case CodeOp::kStepBefore:
     case CodeOp::kStepAfter: {
       const InstrOp op = in.op == CodeOp::kStepBefore ? InstrOp::kStepBefore : InstrOp::kStepAfter;
-      const std::uint16_t variable = Variable(low, in.a, true);
+      const std::uint16_t variable = Variable(low, in.a);
       (void)Emit(op, Target(low, in.dst), variable, static_cast<std::uint16_t>(in.extra));
       break;
     }
@@ -382,7 +401,7 @@ void Translator::LowerInstr(Lowering& low, std::size_t at) {
     }
     case CodeOp::kReceive: LowerReceive(low, at); break;
     case CodeOp::kRef: {
-      const std::uint16_t variable = Variable(low, in.a, true);
+      const std::uint16_t variable = Variable(low, in.a);
       (void)Emit(InstrOp::kRef, Target(low, in.dst), variable);
       break;
     }
@@ -413,6 +432,7 @@ void Translator::Lower(Lowering& low, std::size_t end) {
       continue;
     }
     const std::uint16_t floor = temp_floor_;
+    BindNames(low, at);
     const Label label = NewLabel();
     targets.push_back({in.extra, label});
     const std::uint16_t value = Read(low, in.a);
@@ -423,6 +443,7 @@ void Translator::Lower(Lowering& low, std::size_t end) {
   for (const auto& [target, label] : targets) {
     if (target >= static_cast<std::int32_t>(end)) Bind(label);
   }
+  BindNames(low, end);
 }
 
 // Values ------------------------------------------------------------------------------------------
@@ -608,6 +629,7 @@ bool Translator::LowerBranch(Lowering& low, bool sense, Label label, bool is_dry
     }
     if (!is_dry) {
       const std::uint16_t floor = temp_floor_;
+      BindNames(low, at);
       if (OperatorOf(in.op) == Operator::kNot) {
         LowerInstr(low, at);
         EmitJump(when ? InstrOp::kJumpIf : InstrOp::kJumpIfNot, low.places[in.dst], to);
@@ -724,6 +746,7 @@ std::uint16_t Translator::JoinTo(Kt_Expr& expr, const Kt_WString& name, std::uin
       LowerInstr(low, next);
       continue;
     }
+    BindNames(low, at);
     const std::uint16_t added = Read(low, instrs[at].b);
     (void)Variable(low, instrs[at].a);
     (void)Emit(InstrOp::kJoinBegin, joined, reg, added);

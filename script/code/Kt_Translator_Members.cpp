@@ -61,7 +61,6 @@ void Translator::LowerReceive(Lowering& low, std::size_t at) {
   if (is_host || low.calls[call]->site.builtin == nullptr) site |= kObjectSite;
   (void)Emit(InstrOp::kReceive, Target(low, in.dst), is_host ? kConstOperand : Read(low, in.a),
              site);
-  low.has_called = true;  // the object or the host may have been asked
 }
 
 // Members at once ---------------------------------------------------------------------------------
@@ -174,6 +173,9 @@ void Translator::BeginQuicks(Lowering& low, std::size_t at) {
   });
   if (is_entered || !GivesPlainValues(low, run)) return;
   low.quick_end = run.end;
+  for (const ExprProgram::Lookup& lookup : low.program.lookups) {
+    if (lookup.at > at && lookup.at < run.end) BindName(low, lookup.name);
+  }
   for (const QuickRun::Member& member : run.members) {
     FuncCode::Quick quick;
     quick.use = member.use;

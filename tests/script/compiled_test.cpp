@@ -295,6 +295,55 @@ TEST(Compiled, Appends) {
   }
 }
 
+// A global is looked for where it is named and read where an operator needs it, and a call between
+// or before may have loaded the script again.
+TEST(Compiled, GlobalsBesideCallsThatLoadTheScript) {
+  const char* const bodies[] = {
+      "return f(1) + g;",
+      "return g + f(1);",
+      "return g + f(1) * g;",
+      "return g - (f(1) - g) - g;",
+      "return list[0] + f(1) + list[0];",
+      "return list[0] - f(1) * list[0];",
+      "return list[f(1)] - list[f(0)];",
+      "return list[f(g)] - g * list[g];",
+      "return count(g, f(1), g, list, s) + f(g, g);",
+      "return f(f(g), g) + change(list, g)[0];",
+      "return f(1) && g > 5 && (f(0) || g) || g;",
+      "return (x > 9 && f(1)) + g * (g || f(1)) + g;",
+      "if (f(1) && g = 10 && list[0] = f(g)) return 'yes'; return g;",
+      "s = s + f(1) + s + 'b' + s; return s;",
+      "s = f(1) + s; g = g + f(1) + g; return [g, s];",
+      "g += f(1) + g; list[f(1)] = g + f(0) + g; list[f(1)] += g; return [g, list];",
+      "return g.round(1) + f(1) + g.round(f(2)) + g;",
+      "return [g, f(1), g, list];",
+      "return iif(f(1), g, s) + g;",
+      "return f(ref(g)) + g + f(ref(g)) + g;",
+      "return g++ + f(1) + g++ + --g;",
+      "var o = table; return f(1) + o.GetColumn(g, s) + o[g].n + o.n + g;",
+      "return f(1) + list.length + s.left(g) + g;",
+      "return fresh + f(1) + fresh;",
+      "for (var i = f(1); i < f(3) + g && i < 30; i += f(1) + g) log(i + g); return g;",
+      "switch (f(1) + g) { case g: return 1; case f(1) + g: return 2; case 11: return 3; }",
+  };
+  const char* const changes[] = {"probe(5, '', 0);", "probe(6, 'g', 7); probe(6, 'fresh', 8);",
+                                 "if (g < 9) probe(5, '', 0); else probe(6, 'list', 5);"};
+  for (const char* const body : bodies) {
+    for (const char* const change : changes) {
+      for (const int limit_steps : {300, 4, 7}) {
+        ExpectSame(std::string("var g = 1, list = [1, 'two', [3, 4]], s = 'name';\n"
+                               "function change(v, w) { v[0] = w; return v; }\n"
+                               "function f(v, w) { g++; ") +
+                       change +
+                       " g = g * 5; list[0] = g; s = s + 'x'; return v; }\n"
+                       "function main(x, y) { " +
+                       body + " }\n",
+                   limit_steps);
+      }
+    }
+  }
+}
+
 // A member of a value is a built-in; of an object it is the object's own.
 TEST(Compiled, Members) {
   const char* const bodies[] = {
