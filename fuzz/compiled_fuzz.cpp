@@ -12,10 +12,9 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string script = kt::test::ProgramMaker(data, size).Program();
   const int limit_steps = size % 2 == 0 ? 300 : 1 + data[size / 2] % 200;
-  const std::string compiled = kt::test::RunToText(script, true, limit_steps);
-  const std::string evaluated = kt::test::RunToText(script, false, limit_steps);
-  if (compiled == evaluated) return 0;
-  std::fprintf(stderr, "%s\n--- compiled\n%s--- evaluated\n%s", script.c_str(), compiled.c_str(),
-               evaluated.c_str());
+  const kt::test::BothWays ways = kt::test::RunBothWays(script, limit_steps);
+  if (ways.likeness != kt::test::BothWays::Likeness::kDifferent) return 0;
+  std::fprintf(stderr, "%s\n--- compiled\n%s--- walked\n%s", script.c_str(),
+               ways.compiled.c_str(), ways.walked.c_str());
   std::abort();
 }

@@ -451,6 +451,8 @@ bool Machine::Recover(CodeFrame& entry, kt_long& code) {
       frame.base[reg].Clear();
     }
     ClearFrame(frame);
+    // Before it is asked whether the run has to stop: so much may go that this stops it.
+    for (std::uint16_t reg = 0; reg < frame.code->var_count; ++reg) frame.base[reg].Clear();
     code = AfterCall(code);
     const bool is_noted = failure_count != frame.failures && Kt_RunError::Last().code == code;
     EndFrame(frame);

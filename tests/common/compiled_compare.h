@@ -193,4 +193,28 @@ inline std::string RunToText(std::string_view text, bool is_compiled, int limit_
   return out;
 }
 
+// A script run both ways with the same budget.
+struct BothWays {
+  enum class Likeness {
+    kSame,
+    kStepApart,  // the code got one statement further before its budget ended it
+    kDifferent,
+  };
+  Likeness likeness;
+  std::string compiled;
+  std::string walked;
+};
+
+// Texts of more than 256 characters cost their length when they are copied, and code copies fewer:
+// it may have a little more left, but at most a statement's worth.
+inline BothWays RunBothWays(std::string_view text, int limit_steps) {
+  BothWays ways{BothWays::Likeness::kSame, RunToText(text, true, limit_steps),
+                RunToText(text, false, limit_steps)};
+  if (ways.compiled == ways.walked) return ways;
+  ways.likeness = ways.compiled == RunToText(text, false, limit_steps + 1)
+                      ? BothWays::Likeness::kStepApart
+                      : BothWays::Likeness::kDifferent;
+  return ways;
+}
+
 }  // namespace kt::test

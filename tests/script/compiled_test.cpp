@@ -66,11 +66,17 @@ TEST(Compiled, RandomExpressions) {
 }
 
 TEST(Compiled, RandomPrograms) {
-  ForSeeds(400, [](unsigned seed) {
+  unsigned apart = 0;
+  ForSeeds(400, [&apart](unsigned seed) {
     const std::vector<std::uint8_t> bytes = RandomBytes(seed + 10000, 400);
     const int limit_steps = seed % 3 == 0 ? 300 : 1 + static_cast<int>(seed * 7 % 90);
-    ExpectSame(ProgramMaker(bytes.data(), bytes.size()).Program(), limit_steps);
+    const std::string script = ProgramMaker(bytes.data(), bytes.size()).Program();
+    const kt::test::BothWays ways = kt::test::RunBothWays(script, limit_steps);
+    if (ways.likeness == kt::test::BothWays::Likeness::kStepApart) ++apart;
+    if (ways.likeness != kt::test::BothWays::Likeness::kDifferent) return;
+    EXPECT_EQ(ways.compiled, ways.walked) << limit_steps << " steps\n" << script;
   });
+  EXPECT_LE(apart, 1 + Wanted("KT_RANDOM_PROGRAMS", 0) / 10000) << "end a statement apart";
 }
 
 TEST(Compiled, ABudgetEndsBothAtTheSameStatement) {
@@ -86,6 +92,18 @@ TEST(Compiled, ABudgetEndsBothAtTheSameStatement) {
       "  return y;\n"
       "}\n";
   for (int limit_steps = 1; limit_steps < 220 && !HasFailure(); ++limit_steps) {
+    ExpectSame(script, limit_steps);
+  }
+}
+
+// So much may be freed where a call ends that this ends the run, also when the call has failed.
+TEST(Compiled, ABudgetEndsBothWhereMuchIsFreed) {
+  const char* const script =
+      "function f(v) { var l = [1]; l[99999] = 2; if (v[0]) return 1; return l; }\n"
+      "function g(v) { var l = []; l[70000] = v; return f(2.5) + 1; }\n"
+      "function main(x, y) { log(1); log(2); if (f(2.5)) log(2); log(3); log(g(1)); f([1]); log(4);"
+      " }\n";
+  for (int limit_steps = 1; limit_steps < 80 && !HasFailure(); ++limit_steps) {
     ExpectSame(script, limit_steps);
   }
 }
