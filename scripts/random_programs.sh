@@ -14,7 +14,7 @@ if [ "${1:-}" = --sanitize ]; then
   shift
   build=build/random
   configure=(cmake --preset sanitize -B "$build" -DCMAKE_CXX_COMPILER=clang++
-    -DCMAKE_CXX_FLAGS_DEBUG="-O2 -g1" -DBUILD_SHARED_LIBS=OFF -DKT_CLI=OFF -DKT_INSTALL=OFF)
+    -DCMAKE_CXX_FLAGS_DEBUG="-O2 -g1" -DBUILD_SHARED_LIBS=OFF -DKT_FUZZ=OFF -DKT_CLI=OFF -DKT_INSTALL=OFF)
 fi
 first=${1:?FIRST COUNT are missing}
 count=${2:?COUNT is missing}

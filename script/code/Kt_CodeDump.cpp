@@ -190,6 +190,6 @@ Kt_WString CodeDumper::Dump() {
 }  // namespace kt::detail
 
 Kt_WString DumpScriptCode(Kt_Script& script, const Kt_ScriptFunc& func) {
-  const auto link = kt::detail::Translate(func, script, false);
+  const auto link = kt::detail::Translate(func, script, nullptr);
   return kt::detail::CodeDumper(func, *link->code).Dump();
 }

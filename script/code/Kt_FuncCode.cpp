@@ -102,16 +102,17 @@ bool CodeForms::Add(const std::shared_ptr<const FuncCode>& code, const Forms& kn
 }
 
 // Nothing is locked while names are asked for and code is made: hosts answer, and may call.
-std::unique_ptr<LinkedCode> MakeCode(const Kt_ScriptFunc& func, Kt_Script& script, bool by_name) {
+std::unique_ptr<LinkedCode> MakeCode(const Kt_ScriptFunc& func, Kt_Script& script,
+                                     const FuncCode* by_name_of) {
   CodeForms* const forms = func.GetForms();
-  if (forms == nullptr) return Translate(func, script, by_name);
+  if (forms == nullptr) return Translate(func, script, by_name_of);
   for (;;) {
     const CodeForms::Forms known = forms->Get();
     for (const auto& code : known) {
-      if (code->is_by_name != by_name) continue;
+      if (code->is_by_name != (by_name_of != nullptr)) continue;
       if (auto link = Link(code, script)) return link;
     }
-    auto made = Translate(func, script, by_name);
+    auto made = Translate(func, script, by_name_of);
     // What was made while the run was being stopped may lack something.
     const bool is_whole = Kt_WorkMeter::CurrentStop() == kOk && !made->code->is_for_now;
     if (!is_whole || forms->Add(made->code, known)) return made;

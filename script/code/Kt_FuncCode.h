@@ -261,9 +261,13 @@ class CodeForms {
 // can make it.
 bool BindCall(FuncCode::Call& call, LinkedCode::CallSite& site, Kt_Script& script);
 
-// Translates `func`, which belongs to `script`. Never null; may throw std::bad_alloc.
-std::unique_ptr<LinkedCode> Translate(const Kt_ScriptFunc& func, Kt_Script& script, bool by_name);
+// Translates `func`, which belongs to `script`. Never null; may throw std::bad_alloc. With
+// `by_name_of`, a translation of the same function, everything goes by names, for the arguments and
+// statements that the function had then: more may have been loaded since.
+std::unique_ptr<LinkedCode> Translate(const Kt_ScriptFunc& func, Kt_Script& script,
+                                      const FuncCode* by_name_of);
 // The same, but takes a translation that another script has made when there is a fitting one.
-std::unique_ptr<LinkedCode> MakeCode(const Kt_ScriptFunc& func, Kt_Script& script, bool by_name);
+std::unique_ptr<LinkedCode> MakeCode(const Kt_ScriptFunc& func, Kt_Script& script,
+                                     const FuncCode* by_name_of);
 
 }  // namespace kt::detail

@@ -340,7 +340,7 @@ kt_long Machine::AfterCall(kt_long code) {
 LinkedCode* Machine::CodeOf(const Kt_ScriptFunc& func, Kt_Script& script) {
   std::shared_ptr<LinkedCode>& slot = func.CodeSlot();
   if (KT_UNLIKELY(slot == nullptr)) {
-    slot = MakeCode(func, script, false);
+    slot = MakeCode(func, script, nullptr);
     // What was made while the run was being stopped may lack something.
     if (Kt_WorkMeter::CurrentStop() != kOk || slot->code->is_for_now) {
       slot.reset();

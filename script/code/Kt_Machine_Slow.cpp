@@ -832,15 +832,16 @@ kt_long Machine::BeginStatements(CodeFrame& frame, bool& is_moved) {
   is_moved = frame.is_stale && !func.is_by_name;
   if (is_moved) {
     std::unique_ptr<LinkedCode>& link = frame.link->by_name;
-    if (link == nullptr) link = MakeCode(*frame.func, script_, true);
-    if (link->code->is_for_now) {
+    if (link == nullptr) link = MakeCode(*frame.func, script_, &func);
+    const bool has_room = frame.end - frame.base >= link->code->register_count;
+    if (link->code->why_walk != nullptr || !has_room) {
       link.reset();
       return run_.StopTooDeep(&script_);
     }
     const FuncCode& by_name = *link->code;
     const FuncCode::Entry& there =
         by_name.entries[static_cast<std::size_t>(entry - func.entries.begin())];
-    KT_ASSERT(there.op == entry->op);
+    KT_ASSERT(there.op->opcode == entry->op->opcode);  // perhaps of a tree parsed again
     for (std::size_t at = 0; at < func.global_of_register.size(); ++at) {
       frame.base[func.box_base + at].Clear();
     }
@@ -850,6 +851,7 @@ kt_long Machine::BeginStatements(CodeFrame& frame, bool& is_moved) {
     }
     frame.code = &by_name;
     frame.link = link.get();
+    frame.reg_count = std::max(frame.reg_count, by_name.register_count);
     frame.pc = by_name.instrs.data() + there.pc;
     frame.is_stale = false;
     OpenScopes(frame, there.pc, script_);

@@ -164,15 +164,16 @@ void Translator::CountName(const Kt_WString& name, bool is_var, std::vector<Kt_S
 }
 
 // How many variables can be declared at one time, at most.
-int Translator::CountSlots(const Kt_ScriptOpList& ops, std::vector<Kt_Symbol>& visible) {
+int Translator::CountSlots(const Kt_ScriptOpList& ops, std::vector<Kt_Symbol>& visible,
+                           kt_long op_count) {
   if (!HasStack()) return 0;
-  statement_count_ += static_cast<std::size_t>(ops.GetCount());
+  statement_count_ += static_cast<std::size_t>(op_count);
   const std::size_t before = visible.size();
   int inner_most = 0;
   const auto inner = [&](const Kt_ScriptOpList& list) {
-    inner_most = std::max(inner_most, CountSlots(list, visible));
+    inner_most = std::max(inner_most, CountSlots(list, visible, list.GetCount()));
   };
-  for (kt_long at = 0; at < ops.GetCount(); ++at) {
+  for (kt_long at = 0; at < op_count; ++at) {
     const Kt_ScriptOp& op = *ops.GetItem(at);
     switch (op.opcode) {
       case kScriptVar:
@@ -265,24 +266,25 @@ void Translator::OpenFunction() {
   code_.scopes.push_back({-1, 0, {}});
   open_.push_back({0, {}, 0});
   const Kt_ScriptOpList& args = func_.GetArgs();
+  if (args.GetCount() > kMostSlots) return GiveUp("too many variables");
+  const int arg_count = code_.param_count;
   std::vector<Kt_Symbol> visible;
-  for (kt_long arg = 0; arg < args.GetCount(); ++arg) {
+  for (kt_long arg = 0; arg < arg_count; ++arg) {
     const Kt_Symbol symbol = kt_makesymbolW(args.GetItem(arg)->GetVar()->name);
     if (symbol == 0 || std::find(visible.begin(), visible.end(), symbol) != visible.end()) {
       GiveUp("two arguments of one name");
     }
     visible.push_back(symbol);
   }
-  const int slots = args.GetCount() + CountSlots(func_.GetBody(), visible);
+  const int slots = arg_count + CountSlots(func_.GetBody(), visible, code_.body_count);
   if (slots > kMostSlots) return GiveUp("too many variables");
   slot_limit_ = static_cast<std::uint16_t>(slots);
-  const kt_long globals = script_.GetVariables().GetCount();
+  const kt_long globals = code_.is_by_name ? 0 : script_.GetVariables().GetCount();
   // Few expressions need two for one of them.
   const kt_long boxes = globals + std::min<kt_long>(globals, 4);
   box_limit_ = static_cast<std::uint16_t>(std::min<kt_long>(kMostBoxes, boxes));
   temp_base_ = temp_floor_ = temp_top_ = static_cast<std::uint16_t>(slot_limit_ + box_limit_);
-  code_.param_count = static_cast<std::uint16_t>(args.GetCount());
-  for (kt_long arg = 0; arg < args.GetCount(); ++arg) {
+  for (kt_long arg = 0; arg < arg_count; ++arg) {
     (void)SlotOf(args.GetItem(arg)->GetVar()->name, true);
   }
 }
@@ -324,9 +326,7 @@ void Translator::Run() {
   code_.entries.reserve(count + count / 2);
   code_.instrs.reserve(count * 4);
   code_.ranges.reserve(count * 2);
-  const Kt_ScriptOpList& body = func_.GetBody();
-  code_.body_count = body.GetCount();
-  Body(body);
+  Body(func_.GetBody(), code_.body_count);
   (void)Emit(InstrOp::kEnd);
   code_.return_null = static_cast<std::uint32_t>(Emit(InstrOp::kReturnNull));
   Finish();
@@ -425,9 +425,9 @@ bool Translator::HasStack() {
   return false;
 }
 
-void Translator::Body(const Kt_ScriptOpList& ops) {
+void Translator::Body(const Kt_ScriptOpList& ops, kt_long op_count) {
   if (!HasStack()) return;
-  for (kt_long at = 0; at < ops.GetCount() && code_.why_walk == nullptr; ++at) {
+  for (kt_long at = 0; at < op_count && code_.why_walk == nullptr; ++at) {
     const Kt_ScriptOp& op = *ops.GetItem(at);
     Mark(op, 1);
     const std::size_t entry = code_.entries.size() - 1;
@@ -744,11 +744,15 @@ void Translator::AssignPath(const Kt_ScriptOp& op) {
 }  // namespace kt::detail
 
 std::unique_ptr<kt::detail::LinkedCode> kt::detail::Translate(const Kt_ScriptFunc& func,
-                                                              Kt_Script& script, bool by_name) {
+                                                              Kt_Script& script,
+                                                              const FuncCode* by_name_of) {
   auto link = std::make_unique<LinkedCode>();
   const auto code = std::make_shared<FuncCode>();
   link->code = code;
-  code->is_by_name = by_name;
+  code->is_by_name = by_name_of != nullptr;
+  code->param_count = by_name_of != nullptr ? by_name_of->param_count
+                                            : static_cast<std::uint16_t>(func.GetArgs().GetCount());
+  code->body_count = by_name_of != nullptr ? by_name_of->body_count : func.GetBody().GetCount();
   Translator(func, script, *code, *link).Run();
   return link;
 }

@@ -52,7 +52,8 @@ class Translator {
   };
 
   // Statements (Kt_Translator.cpp).
-  void Body(const Kt_ScriptOpList& ops);
+  void Body(const Kt_ScriptOpList& ops) { Body(ops, ops.GetCount()); }
+  void Body(const Kt_ScriptOpList& ops, kt_long op_count);
   void Statement(const Kt_ScriptOp& op);
   void ScopedBody(const Kt_ScriptOpList& ops, bool is_loop);
   void Declare(const Kt_ScriptOp& op);
@@ -84,7 +85,7 @@ class Translator {
   // `skip`: so many of the innermost scopes are left out.
   Place Find(const Kt_WString& name, std::size_t skip = 0);
   std::uint16_t GlobalNumber(const Kt_WString& name);
-  int CountSlots(const Kt_ScriptOpList& ops, std::vector<Kt_Symbol>& visible);
+  int CountSlots(const Kt_ScriptOpList& ops, std::vector<Kt_Symbol>& visible, kt_long op_count);
   void CountName(const Kt_WString& name, bool is_var, std::vector<Kt_Symbol>& visible);
 
   // Expressions (Kt_Translator_Expr.cpp).

@@ -225,7 +225,10 @@ void ScriptLoader::ParseFunction(const Item& item, const FunctionText& function)
     reporter_.Warn(Kt_ScriptWarning::kWarnSecondFunction,
                    {function.name.offset, function.name.length}, &name);
   }
-  if (Kt_ScriptFunc* const known = script_.GetFunc(name)) known->MakeOwn();
+  if (Kt_ScriptFunc* const known = script_.GetFunc(name)) {
+    known->MakeOwn();
+    known->DropCode();
+  }
   undo_.NoteFunc(name);
   Kt_ScriptFunc* const func =
       script_.funcs_.GetSafeItem(script_.funcs_.Add(Kt_ScriptFunc(name, &script_)));

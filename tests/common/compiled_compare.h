@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <atomic>
+#include <chrono>
 #include <string>
 #include <string_view>
 
@@ -78,6 +80,18 @@ class ProgramHost : public TestHost {
                               : script.Parse(u"made", text, nullptr, &faults);
   }
 
+  // A run begins, with a budget of its own.
+  void Begin(Kt_Script& script, int limit_steps) {
+    budget = Kt_RunBudget();
+    cancel = false;
+    budget.limit_steps = limit_steps;
+    budget.cancel = &cancel;
+    budget.deadline = std::chrono::steady_clock::now() + std::chrono::hours(1);
+    script.SetBudget(&budget);
+  }
+
+  Kt_RunBudget budget;
+  std::atomic<bool> cancel{false};
   Kt_WString text;  // of the script
   std::shared_ptr<const Kt_Program> program;
   std::uint64_t name_version = 0;  // 0: asked every time
@@ -128,6 +142,13 @@ class ProgramHost : public TestHost {
         break;
       case 6: script.GetVariables().AddVariable(name, value); break;
       case 8: host.ChangeData(value.ToInteger()); break;
+      case 9: script.GetVariables().RemoveVariable(name); break;
+      case 10: host.LoadMore(script); break;
+      case 11: host.WatchThing(script, name, value); break;
+      case 12:
+        if (value.ToInteger() == 0) host.thing.reset();
+        break;
+      case 13: host.Stop(value.ToInteger()); break;
       default: break;
     }
     Kt_VariableListChain chain;
@@ -137,6 +158,44 @@ class ProgramHost : public TestHost {
       host.calls += call.function.ToUtf8() + ":" + std::to_string(call.line) + " ";
     }
     return kOk;
+  }
+
+  // More of the script, then another one in its place.
+  void LoadMore(Kt_Script& script) {
+    if (++reloads >= 3) return;
+    if (reloads == 1) {
+      (void)script.Parse(u"more",
+                         u"function f(x, y) { log('more'); return x; }\n"
+                         u"var fresh = 5, s = 'again'; function same(v) { return [v, s]; }\n",
+                         nullptr, nullptr);
+      return;
+    }
+    script.Clear();
+    (void)script.Parse(u"other",
+                       u"var list = [1, [2, 3]], fresh = 'new', g = 4;\n"
+                       u"function f(x, y, z) { x = z; return g; }\n"
+                       u"function change(v, w) { w = g; return v; }\n",
+                       nullptr, nullptr);
+  }
+
+  // From here on the object changes globals and data when it is read or asked for its text.
+  void WatchThing(Kt_Script& script, const Kt_WString& name, const Kt_Variant& value) {
+    if (thing == nullptr) return;
+    thing->on_access = thing->on_text = [this, &script, name, value, left = 3]() mutable {
+      if (left-- <= 0) return;
+      Kt_VariableList& globals = script.GetVariables();
+      const kt_long how = value.ToInteger();
+      if (how == 0) globals.RemoveVariable(name);
+      if (how == 1) globals.AddVariable(name, value);
+      if (how > 1) ChangeData(how);
+    };
+  }
+
+  // The run has to end here.
+  void Stop(kt_long how) {
+    if (how == 7) cancel = true;
+    if (how == 12) budget.deadline -= std::chrono::hours(2);
+    (void)Kt_WorkMeter::Current()->LookNow();
   }
 
   int reloads = 0;
@@ -156,10 +215,7 @@ inline std::string RunToText(std::string_view text, bool is_compiled, int limit_
   host.variables.AddVariable(u"table", Kt_Variant(Kt_ObjectHolder(nullptr, host.rows.get())));
   host.name_version = text.size() % 2;
   host.text = Kt_WString::FromUtf8(text);
-  Kt_RunBudget budget;
-  budget.limit_steps = limit_steps;
   Kt_Script script(&host);
-  script.SetBudget(&budget);
   script.SetCompiled(is_compiled);
   Kt_Expr::SetCompiled(is_compiled);
   std::string places;
@@ -169,9 +225,11 @@ inline std::string RunToText(std::string_view text, bool is_compiled, int limit_
       places += call.function.ToUtf8() + ":" + std::to_string(call.line) + " ";
     }
   };
+  host.Begin(script, limit_steps);
   (void)host.Load(script);
   std::string out;
   for (int run = 0; run < 2; ++run) {
+    host.Begin(script, limit_steps);
     Kt_Variant args[] = {Kt_Variant(kt_long{5}), Kt_Variant(u"abc")};
     Kt_Variant result;
     Kt_RunError::Forget();
@@ -181,9 +239,11 @@ inline std::string RunToText(std::string_view text, bool is_compiled, int limit_
     out += "code " + std::to_string(code) + "\nlast " + std::to_string(last.code) + " " +
            last.text.ToUtf8() + " at " + last.function.ToUtf8() + ":" + std::to_string(last.line);
     out += "\nresult " + Show(result) + "\nglobals " + Show(script.GetVariables());
-    out += "\nhost " + Show(host.variables) + Show(host.plain) + Show(host.thing->properties);
+    out += "\nhost " + Show(host.variables) + Show(host.plain);
     out += "\nreports " + host.TakeReports() + " at " + places + "\ncalls " + host.calls +
-           "\nthing " + host.thing->log + "\ndata " +
+           "\nthing " +
+           (host.thing != nullptr ? Show(host.thing->properties) + host.thing->log : "gone") +
+           "\ndata " +
            (host.data != nullptr
                 ? ShowTable(*host.data, {.cell = QuotedCell, .ids = true, .states = true})
                 : "gone") +

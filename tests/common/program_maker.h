@@ -73,6 +73,7 @@ class ProgramMaker {
       case 15: return OneOf({"f(", "count(", "iif("}) + Arg(depth) + ", " + Arg(depth) + ")";
       case 18: return Probe();
       case 19:
+        if (Choose(4) == 1) return "eval(" + OneOf({"s", "'[x, g]'", "'2 +'", "''", "'++g'"}) + ")";
         return OneOf({"eval('x + g')", "eval('local++')", "eval('f(x, 1)')", "eval('nosuch')",
                       "f(x, f(y, 1))", "same(list[1])", "same(s) + 'a' + same(2)",
                       "change(list, 5)", "change(ref(list), 'q')", "length(change(list, x))",
@@ -123,7 +124,9 @@ class ProgramMaker {
       return "probe(8, '', " +
              OneOf({"0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "10", "11"}) + ")";
     }
-    return "probe(" + OneOf({"0", "1", "2", "3", "4", "5", "6", "7"}) + ", '" + Name() + "', " +
+    return "probe(" +
+           OneOf({"0", "1", "2", "3", "4", "5", "6", "7", "9", "10", "11", "12", "13"}) + ", '" +
+           Name() + "', " +
            Literal() + ")";
   }
 
@@ -142,15 +145,20 @@ class ProgramMaker {
       case 1: return Name() + OneOf({" -= ", " *= ", " %= ", " /= "}) + Expr(2) + ";\n";
       case 2: return Name() + " += " + Literal() + ";\n";
       case 3: return Name() + OneOf({"++", "--"}) + ";\n";
-      case 4:
-        return Name() + "[" + Expr(1) + "]" + OneOf({" = ", " -= ", " *= "}) + Expr(2) + ";\n";
+      case 4: {
+        if (Choose(3) == 1) return TargetOfMember() + Change() + ";\n";
+        const std::string element = Name() + "[" + Expr(1) + "]";
+        return element + (Choose(3) == 1 ? "[" + Expr(1) + "]" : "") + Change() + ";\n";
+      }
       case 5: return "var local = " + Expr(2) + ";\n";
       case 6: return "var local[" + Literal() + " % 5];\n";
       case 7: return "log(" + Expr(3) + ");\n";
       case 8:
         return OneOf({"obj.size", "(x)", "obj", "thing[0]", "f(1)"}) + " = " + Expr(1) + ";\n";
       case 9: return Probe() + ";\n";
-      case 10: return Name() + " = [" + Expr(1) + ", [" + Literal() + "], " + Probe() + "];\n";
+      case 10:
+        if (Choose(3) == 1) return RowThatGoesBack();
+        return Name() + " = [" + Expr(1) + ", [" + Literal() + "], " + Probe() + "];\n";
       case 11:
         return OneOf({"s = s + 1 + 'b' + same(2.5);\n", "s = s + 'c';\n", "x = x + 2 + 1;\n",
                       "local = local + 'd' + probe(0, 'local', 1);\n", "list[0] += 'e';\n",
@@ -175,6 +183,33 @@ class ProgramMaker {
       case 17: return OneOf({"break;\n", "continue;\n"});
       default: return "return " + Expr(2) + ";\n";
     }
+  }
+
+  // What is done to a target, and with what.
+  std::string Change() {
+    if (Choose(4) == 1) return " += " + Literal();
+    return OneOf({" = ", " -= ", " *= ", " /= ", " %= "}) + Expr(2);
+  }
+  // Members of objects and cells of datasets, as something to assign to.
+  std::string TargetOfMember() {
+    const std::string column = OneOf({"n", "price", "name", "size", "nosuch", "quick"});
+    const std::string object = OneOf({"rows", "own", "table", "obj", "thing", "x", "local"});
+    switch (Choose(3)) {
+      case 0: return object + "." + column;
+      case 1: return object + "[" + Expr(1) + "]." + column;
+      default: return object + "." + column + "[" + Expr(1) + "]";
+    }
+  }
+  // An item is taken out of a list, changed and stored again, there or elsewhere.
+  std::string RowThatGoesBack() {
+    const std::string list = OneOf({"list", "x", "y", "local", "g"});
+    const std::string at = OneOf({"2", "x", "0", "i3", "'k'"});
+    const std::string row = OneOf({"var row", "y", "local"});
+    const std::string name = row == "var row" ? "row" : row;
+    const std::string change = name + "[" + Expr(1) + "]" + Change() + "; ";
+    const std::string between = OneOf({"", "log(row); ", "x = list; ", "list = 1; "});
+    return "{ " + row + " = " + list + "[" + at + "]; " + change + between + list + "[" +
+           (Choose(4) == 1 ? Expr(1) : at) + "] = " + name + "; }\n";
   }
 
   // Labels of one kind, sometimes with one of another.
