@@ -222,6 +222,11 @@ class Machine {
   Kt_Variant Read(CodeFrame& frame, std::uint16_t operand);
   Kt_Variant Checked(Kt_Variant value);
   void Store(CodeFrame& frame, std::uint16_t reg, Kt_Variant&& value);
+  // What has failed leaves a variable as it was. The same code.
+  kt_long StoreUnlessFailed(kt_long code, CodeFrame& frame, std::uint16_t reg, Kt_Variant&& value) {
+    if (code == kOk) Store(frame, reg, std::move(value));
+    return code;
+  }
   void Drop(CodeFrame& frame, std::uint16_t operand);
   Kt_Variable* Box(CodeFrame& frame, std::uint16_t reg);
   const Kt_WString& NameOf(const CodeFrame& frame, std::uint16_t reg) const;

@@ -172,8 +172,7 @@ kt_long Machine::GetGlobal(CodeFrame& frame, Instr in) {
   const Contexts contexts(*this, frame);
   Kt_Variant value;
   const kt_long code = name.ExecExpr(contexts.Get(), value);
-  Store(frame, in.A(), std::move(value));
-  return code;
+  return StoreUnlessFailed(code, frame, in.A(), std::move(value));
 }
 
 kt_long Machine::SetGlobal(CodeFrame& frame, Instr in) {
@@ -454,8 +453,7 @@ kt_long Machine::Element(CodeFrame& frame, Instr in) {
   ReadIndex(Read(frame, in.C()), index, key);
   Kt_Variant element;
   const kt_long code = ElementAt(frame, in.B(), index, key, element);
-  Store(frame, in.A(), std::move(element));
-  return code;
+  return StoreUnlessFailed(code, frame, in.A(), std::move(element));
 }
 
 // The element of a variable, whatever that holds.
@@ -492,8 +490,7 @@ kt_long Machine::Element2ByObject(CodeFrame& frame, Instr in, Instr more) {
   const Kt_WString name = frame.code->consts[more.B() & 0x7FFF].ToString();
   const kt_long code =
       ReadElementOf(&script_, name, row.Dereference(), second, second_key, element);
-  Store(frame, in.A(), std::move(element));
-  return code;
+  return StoreUnlessFailed(code, frame, in.A(), std::move(element));
 }
 
 kt_long Machine::Index(CodeFrame& frame, Instr in, Instr more) {
@@ -505,8 +502,7 @@ kt_long Machine::Index(CodeFrame& frame, Instr in, Instr more) {
   Kt_Variant element;
   const Kt_WString name = frame.code->consts[more.A() & 0x7FFF].ToString();
   const kt_long code = ReadElementOf(&script_, name, base, index, key, element);
-  Store(frame, in.A(), std::move(element));
-  return code;
+  return StoreUnlessFailed(code, frame, in.A(), std::move(element));
 }
 
 kt_long Machine::SetElement(CodeFrame& frame, Instr in) {
@@ -626,8 +622,7 @@ kt_long Machine::CallByWalk(CodeFrame& frame, Instr in, const Kt_ScriptFunc& fun
   kt_long code = Interpreter::CallFunc(func, args, count, value);
   for (int arg = 0; arg < count; ++arg) args[arg].Clear();
   if (code == kOk) code = CheckCallResult(&script_, value);
-  Store(frame, ResultOf(in), std::move(value));
-  return code;
+  return StoreUnlessFailed(code, frame, ResultOf(in), std::move(value));
 }
 
 // A call whose name stands for something else since the code was made.
@@ -652,9 +647,10 @@ kt_long Machine::CallByName(CodeFrame& frame, const OutsideCall& call) {
   Kt_Variant value;
   const FailureMark mark;
   const kt_long code = entry.GetObjValue(context, value, 0);
-  const kt_long checked = code == kOk ? CheckCallResult(context, value) : code;
-  Store(frame, call.result, std::move(value));
-  if (KT_LIKELY(code == kOk)) return checked;
+  if (KT_LIKELY(code == kOk)) {
+    const kt_long checked = CheckCallResult(context, value);
+    return StoreUnlessFailed(checked, frame, call.result, std::move(value));
+  }
   return mark.HasNoted(code) ? code : NoteSilentCall(name, code);
 }
 
@@ -710,9 +706,10 @@ kt_long Machine::CallOutside(CodeFrame& frame, const OutsideCall& call) {
   const kt_long code =
       builtin != nullptr ? (script_.*builtin)(&*list, value) : ext_api(context, &*list, value);
   kt::PassMemoryFailure(failures);
-  const kt_long checked = code == kOk && value.IsObject() ? CheckCallResult(&script_, value) : code;
-  Store(frame, call.result, std::move(value));
-  if (KT_LIKELY(code == kOk)) return checked;
+  if (KT_LIKELY(code == kOk)) {
+    const kt_long checked = value.IsObject() ? CheckCallResult(&script_, value) : kOk;
+    return StoreUnlessFailed(checked, frame, call.result, std::move(value));
+  }
   return mark.HasNoted(code) ? code : NoteSilentCall(frame.code->calls[call.site].name, code);
 }
 
@@ -735,8 +732,7 @@ kt_long Machine::ReturnTo(CodeFrame& frame, std::uint16_t operand, CodeFrame& en
   }
   if (code != kOk) return code;
   const kt_long checked = CheckCallResult(&script_, value);
-  Store(*up, ResultOf(up->pc[-1]), std::move(value));
-  return checked;
+  return StoreUnlessFailed(checked, *up, ResultOf(up->pc[-1]), std::move(value));
 }
 
 // Names -------------------------------------------------------------------------------------------

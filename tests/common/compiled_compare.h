@@ -142,13 +142,12 @@ class ProgramHost : public TestHost {
         break;
       case 6: script.GetVariables().AddVariable(name, value); break;
       case 8: host.ChangeData(value.ToInteger()); break;
-      case 9: script.GetVariables().RemoveVariable(name); break;
-      case 10: host.LoadMore(script); break;
-      case 11: host.WatchThing(script, name, value); break;
-      case 12:
+      case 9: host.LoadMore(script); break;
+      case 10: host.WatchThing(script, name, value); break;
+      case 11:
         if (value.ToInteger() == 0) host.thing.reset();
         break;
-      case 13: host.Stop(value.ToInteger()); break;
+      case 12: host.Stop(value.ToInteger()); break;
       default: break;
     }
     Kt_VariableListChain chain;
@@ -172,7 +171,7 @@ class ProgramHost : public TestHost {
     }
     script.Clear();
     (void)script.Parse(u"other",
-                       u"var list = [1, [2, 3]], fresh = 'new', g = 4;\n"
+                       u"var list = [1, [2, 3]], fresh = 'new', g = 4, s = 5;\n"
                        u"function f(x, y, z) { x = z; return g; }\n"
                        u"function change(v, w) { w = g; return v; }\n",
                        nullptr, nullptr);
@@ -185,8 +184,7 @@ class ProgramHost : public TestHost {
       if (left-- <= 0) return;
       Kt_VariableList& globals = script.GetVariables();
       const kt_long how = value.ToInteger();
-      if (how == 0) globals.RemoveVariable(name);
-      if (how == 1) globals.AddVariable(name, value);
+      if (how < 2) globals.AddVariable(name, value);
       if (how > 1) ChangeData(how);
     };
   }
