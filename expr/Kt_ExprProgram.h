@@ -130,8 +130,8 @@ struct KT_SCRIPT_API ExprProgram {
   std::vector<Kt_WString> names;
   std::vector<Kt_WString> calls;
   std::vector<Member> members;
-  std::vector<Lookup> lookups;   // in the order of instructions
-  std::size_t early_names = 0;   // so many of the names are found before any call
+  std::vector<Lookup> lookups;  // in the order of instructions
+  std::size_t early_names = 0;  // so many of the names are found before any call
   bool has_target = false;      // there is a kTarget
   std::uint16_t temp_count = 0;
 };

@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const int limit_steps = size % 2 == 0 ? 300 : 1 + data[size / 2] % 200;
   const kt::test::BothWays ways = kt::test::RunBothWays(script, limit_steps);
   if (ways.likeness != kt::test::BothWays::Likeness::kDifferent) return 0;
-  std::fprintf(stderr, "%s\n--- compiled\n%s--- walked\n%s", script.c_str(),
-               ways.compiled.c_str(), ways.walked.c_str());
+  std::fprintf(stderr, "%s\n--- compiled\n%s--- walked\n%s", script.c_str(), ways.compiled.c_str(),
+               ways.walked.c_str());
   std::abort();
 }

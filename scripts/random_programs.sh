@@ -26,7 +26,8 @@ if [ -z "${KT_RANDOM_BUILT:-}" ]; then
 fi
 
 export program=$build/tests/script_tests findings=$build/random_programs first last=$((first + count))
-export ASAN_OPTIONS=detect_stack_use_after_return=0:quarantine_size_mb=16
+# Short stacks of allocations: they are most of what the sanitizer costs here.
+export ASAN_OPTIONS=detect_stack_use_after_return=0:quarantine_size_mb=16:malloc_context_size=3
 mkdir -p "$findings"
 
 # run_piece SEED: the programs from there to the end of its piece; after one that differs those

@@ -124,10 +124,8 @@ class ProgramMaker {
       return "probe(8, '', " +
              OneOf({"0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "10", "11"}) + ")";
     }
-    return "probe(" +
-           OneOf({"0", "1", "2", "3", "4", "5", "6", "7", "9", "10", "11", "12"}) + ", '" +
-           Name() + "', " +
-           Literal() + ")";
+    return "probe(" + OneOf({"0", "1", "2", "3", "4", "5", "6", "7", "9", "10", "11", "12"}) +
+           ", '" + Name() + "', " + Literal() + ")";
   }
 
   std::string Body(int depth) {
@@ -200,13 +198,15 @@ class ProgramMaker {
       default: return object + "." + column + "[" + Expr(1) + "]";
     }
   }
-  // An item is taken out of a list, changed and stored again, there or elsewhere.
+  // An item is taken out of a list, changed and stored again, there or elsewhere. Items are few: to
+  // copy very many is work, which is counted, and code copies less.
   std::string RowThatGoesBack() {
     const std::string list = OneOf({"list", "x", "y", "local", "g"});
     const std::string at = OneOf({"2", "x", "0", "i3", "'k'"});
     const std::string row = OneOf({"var row", "y", "local"});
     const std::string name = row == "var row" ? "row" : row;
-    const std::string change = name + "[" + Expr(1) + "]" + Change() + "; ";
+    const std::string item = OneOf({"0", "1", "x", "y", "i3", "2", "'k'", "s"});
+    const std::string change = name + "[" + item + "]" + Change() + "; ";
     const std::string between = OneOf({"", "log(row); ", "x = list; ", "list = 1; "});
     return "{ " + row + " = " + list + "[" + at + "]; " + change + between + list + "[" +
            (Choose(4) == 1 ? Expr(1) : at) + "] = " + name + "; }\n";

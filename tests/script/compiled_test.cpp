@@ -362,6 +362,52 @@ TEST(Compiled, GlobalsBesideCallsThatLoadTheScript) {
   }
 }
 
+// A callback adds arguments and statements to a function that runs, then loads another script; what
+// runs may have to go on by names.
+TEST(Compiled, FunctionsThatAreAddedTo) {
+  const char* const bodies[] = {
+      "probe(9, '', 0); return x;",
+      "probe(9, '', 0);",
+      "var v = probe(9, '', 0); return f(y, v);",
+      "probe(9, '', 0); probe(2, 'x', 7); x++; { var w = y; log(w + x); } return f(x, y);",
+      "probe(3, 'x', 0); probe(9, '', 0); x = y; log(x); return f(x, y, 1, 2);",
+      "switch (y) { case 1: probe(9, '', 0); probe(2, 'z', 7); switch (x) { case 5: log(z); "
+      "case probe(4, '', 8): x += z; } case f(2): return y; } return x;",
+      "for (var i = 0; i < 3; i++) { probe(9, '', 0); probe(2, 'i', i); log(i + x); } return f(y);",
+  };
+  for (const char* const body : bodies) {
+    for (const int limit_steps : {300, 5, 9, 13, 17}) {
+      ExpectSame(std::string("var g = 2, list = [1, 2], s = 'text';\n"
+                             "function same(v) { return v; }\n"
+                             "function f(x, y) { ") +
+                     body + " }\nfunction main(x, y) { log(f(x, 1)); log(f(1, 1)); return f(); }\n",
+                 limit_steps);
+    }
+  }
+}
+
+// What cannot be computed is not assigned, also where others refer to the variable.
+TEST(Compiled, FailuresAssignNothing) {
+  const char* const values[] = {
+      "g[2]",          "list[0][1]",        "code(7)",          "fail(1)",    "nosuch",
+      "nosuch(1)",     "s.nosuch",          "fail(1) + 1",      "g[2] + 1",   "obj.nosuch()",
+      "eval('1 * *')", "[1, g[2], fail()]", "list['k'] + g[0]", "same(g[2])", "iif(g[1], 1, 2)",
+      "rows.nosuch",   "rows[9].nosuch",    "gone + 1",         "gone[1]",    "length(code(8))",
+  };
+  for (const char* const value : values) {
+    for (const char* const target : {"v", "list[1]", "g2", "hosted", "fresh"}) {
+      ExpectSame(std::string("var g = 2.5, g2 = 'kept', list = [1, 'two', [3, 4]], s = 'text',\n"
+                             "  kept = 'kept', gone = thing;\n"
+                             "function fail(v) { return g[0] + v; }\n"
+                             "function same(v) { return v; }\n"
+                             "function set(v) { ") +
+                 target + " = " + value +
+                 "; return 1; }\n"
+                 "function main(x, y) { if (kept = 'kept') probe(11, '', 0); set(ref(kept)); }\n");
+    }
+  }
+}
+
 // A member of a value is a built-in; of an object it is the object's own.
 TEST(Compiled, Members) {
   const char* const bodies[] = {
