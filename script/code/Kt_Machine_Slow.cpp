@@ -555,15 +555,16 @@ kt_long Machine::ChangeElement(CodeFrame& frame, Instr in, Instr more) {
   const Storing storing(*this);  // outlives what is read
   const auto op = static_cast<Operator>(more.B());
   const Kt_Variant key_value = Read(frame, in.B());
-  const Kt_Variant value = Read(frame, in.C());
+  Kt_Variant value = Read(frame, in.C());
   const Kt_Variant kept = frame.base[in.A()].IsRef() ? frame.base[in.A()] : Kt_Variant();
   kt_long index = -1;
   Kt_WString key;
   ReadIndex(key_value, index, key);
   const Kt_WString name = NameOf(frame, in.A());
   Kt_Variant& place = Place(frame, in.A());
-  Kt_Variant* const item = index >= 0 && place.IsList() ? place.ListItemW(index) : nullptr;
-  if (item != nullptr && IsPlain(*item) && IsPlain(value)) {
+  const bool may_stay = index >= 0 && place.IsList() && IsPlain(value);
+  Kt_Variant* const item = may_stay ? place.ListItemW(index) : nullptr;
+  if (item != nullptr && IsPlain(*item)) {
     Kt_Variant current = std::move(*item);  // appended to in place
     const kt_long code = Compute(op, current, value, current);
     if (KT_LIKELY(code == kOk)) {
@@ -581,6 +582,7 @@ kt_long Machine::ChangeElement(CodeFrame& frame, Instr in, Instr more) {
   if (const kt_long code = Compute(op, current, value, current)) {
     return kt::Report(&script_, kStatementSource, code, Kt_WString(OperatorText(op)) + u"=");
   }
+  value.Clear();  // it may be the list itself, which then need not be copied
   return WriteElement(frame, in.A(), index, key, current);
 }
 
@@ -619,9 +621,13 @@ kt_long Machine::CallByWalk(CodeFrame& frame, Instr in, const Kt_ScriptFunc& fun
   const int count = in.B() & 0xFF;
   Kt_Variant* const args = frame.base + in.A();
   Kt_Variant value;
+  const FailureMark mark;
   kt_long code = Interpreter::CallFunc(func, args, count, value);
   for (int arg = 0; arg < count; ++arg) args[arg].Clear();
-  if (code == kOk) code = CheckCallResult(&script_, value);
+  if (code != kOk) {
+    return mark.HasNoted(code) ? code : NoteSilentCall(frame.code->calls[in.C()].name, code);
+  }
+  code = CheckCallResult(&script_, value);
   return StoreUnlessFailed(code, frame, ResultOf(in), std::move(value));
 }
 
