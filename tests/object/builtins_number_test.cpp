@@ -125,6 +125,7 @@ TEST(BuiltinSelect, Rows) {
       {u"least(2, '10')", u"2"},
       {u"eval('(1')", u"!"},
       {u"type(eval(''))", u"empty"},
+      {u"eval('2 +') + eval('3 *')", u"2"},  // what is missing counts as empty
       {u"eval(\"eval('1 + 1') * 2\")", u"4"},
   };
   for (const ExprRow& row : kRows) {
