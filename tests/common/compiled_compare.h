@@ -80,6 +80,17 @@ class ProgramHost : public TestHost {
                               : script.Parse(u"made", text, nullptr, &faults);
   }
 
+  // The names that the host has besides those, for a script of that text.
+  void SetUp(std::string_view script_text) {
+    variables.AddVariable(u"hosted", kt_long{3});
+    variables.AddVariable(u"obj", Kt_Variant(Kt_ObjectHolder(nullptr, thing.get())));
+    thing->default_prop = u"size";
+    plain.AddVariable(u"plain", u"8");
+    variables.AddVariable(u"table", Kt_Variant(Kt_ObjectHolder(nullptr, rows.get())));
+    name_version = script_text.size() % 2;
+    text = Kt_WString::FromUtf8(script_text);
+  }
+
   // A run begins, with a budget of its own.
   void Begin(Kt_Script& script, int limit_steps) {
     budget = Kt_RunBudget();
@@ -209,13 +220,7 @@ inline std::string RunToText(std::string_view text, bool is_compiled, int limit_
                              int more_steps = 0) {
   ProgramHost host;
   host.program = program;
-  host.variables.AddVariable(u"hosted", kt_long{3});
-  host.variables.AddVariable(u"obj", Kt_Variant(Kt_ObjectHolder(nullptr, host.thing.get())));
-  host.thing->default_prop = u"size";
-  host.plain.AddVariable(u"plain", u"8");
-  host.variables.AddVariable(u"table", Kt_Variant(Kt_ObjectHolder(nullptr, host.rows.get())));
-  host.name_version = text.size() % 2;
-  host.text = Kt_WString::FromUtf8(text);
+  host.SetUp(text);
   Kt_Script script(&host);
   script.SetCompiled(is_compiled);
   Kt_Expr::SetCompiled(is_compiled);
@@ -280,7 +285,7 @@ inline BothWays RunBothWays(std::string_view text, int limit_steps) {
                 RunToText(text, false, limit_steps)};
   if (ways.compiled == ways.walked) return ways;
   bool is_close = WithoutAsking(ways.compiled) == WithoutAsking(ways.walked);
-  constexpr int kMore[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, -1, -2, -3, 1000};
+  constexpr int kMore[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, -1, -2, -3, 4000};
   for (const int first : kMore) {
     if (limit_steps + first < 1) continue;
     for (const int second : kMore) {

@@ -10,9 +10,12 @@
 
 #include <cstdlib>
 #include <map>
+#include <random>
 
 #include "classlib/base/Kt_Buffer.h"
 #include "classlib/base/Kt_Memory.h"
+#include "common/compiled_compare.h"
+#include "common/program_maker.h"
 #include "dataset/Kt_GroupTotals.h"
 #include "dataset/dataset_test_util.h"
 #include "memory/alloc_faults.h"
@@ -499,6 +502,57 @@ std::string RunOnce(Maker maker, long request, Faults faults, const std::string&
   if (again != kOk) return "the second run answered " + ShowCode(again);
   const std::string result = scenario->Result();
   return result == expected ? "" : "wrong second answer: " + result;
+}
+
+// What goes wrong in a random program while a request of its first run fails; the host's callbacks
+// fail as well. Its second run has memory again. "end" when no request failed any more.
+std::string RunRandomly(const std::string& text, bool is_compiled, long request, Faults faults) {
+  ProgramHost host;
+  host.SetUp(text);
+  Kt_Script script(&host);
+  script.SetCompiled(is_compiled);
+  host.Begin(script, 120);
+  (void)host.Load(script);
+  const Kt_WString main{u"main"};
+  Kt_Variant args[] = {Kt_Variant(kt_long{5}), Kt_Variant(u"abc")};
+  Kt_Variant result;
+  bool has_thrown = false;
+  ArmAllocFaults(request, faults);
+  try {
+    (void)script.ExecFunc(main, 2, args, result);
+  } catch (...) {
+    has_thrown = true;
+  }
+  const bool has_failed = DisarmAllocFaults() >= request;
+  if (has_thrown) return "an exception came out";
+  host.Begin(script, 120);
+  const kt_long again = script.ExecFunc(main, 2, args, result);
+  if (again == kErrNoMemory) return "the second run lacks memory";
+  return has_failed ? "" : "end";
+}
+
+// KT_RANDOM_PROGRAMS=100 takes so many.
+TEST(SweepOfRandomPrograms, EndCleanly) {
+  const char* const wanted = std::getenv("KT_RANDOM_PROGRAMS");
+  const unsigned count = wanted != nullptr ? static_cast<unsigned>(std::atoi(wanted)) : 8;
+  for (unsigned seed = 0; seed < count; ++seed) {
+    std::mt19937 random(seed);
+    std::vector<std::uint8_t> bytes(400);
+    for (std::uint8_t& byte : bytes) byte = static_cast<std::uint8_t>(random() >> 8);
+    const std::string text = ProgramMaker(bytes.data(), bytes.size()).Program();
+    for (const bool is_compiled : {true, false}) {
+      for (const Faults kind : {Faults::kOne, Faults::kAllFromThere}) {
+        for (long request = 1; request < 5000; request = NextRequest(request)) {
+          const std::string fault =
+              InChild([&] { return RunRandomly(text, is_compiled, request, kind); });
+          if (fault == "end") break;
+          ASSERT_EQ(fault, "") << "seed " << seed << ", request " << request
+                               << (kind == Faults::kOne ? "" : " and later")
+                               << (is_compiled ? ", compiled\n" : ", walked\n") << text;
+        }
+      }
+    }
+  }
 }
 
 class Sweep : public testing::TestWithParam<std::pair<const std::string, Maker>> {};
