@@ -62,6 +62,7 @@ void Run(benchmark::State& state, const std::string& loop, Before before) {
   for (auto _ : state) {
     state.PauseTiming();
     before(host);
+    (void)host.wrapper.SetRowPosition(0);
     state.ResumeTiming();
     Kt_Variant args[] = {Kt_Variant(Kt_ObjectHolder(&host, &host.wrapper)), Kt_Variant(kRows)};
     Kt_Variant result;
@@ -108,6 +109,12 @@ KT_CELLS(Reads, CurrentCell, "s += t.price;");
 KT_CELLS(Reads, RowCount, "s += t.rowcount;");
 KT_CELLS(Writes, SetColumn, "t.SetColumn(i, 'price', i);");
 KT_CELLS(Writes, SetColumnComputed, "t.SetColumn(i, 'price', i * 2 + 1);");
+KT_CELLS(Writes, SetColumnTwice, "t.SetColumn(i, 'price', i); t.SetColumn(i, 'price', -1);");
+KT_CELLS(Writes, SetText, "t.SetColumn(i, 'name', 'other');");
+KT_CELLS(Writes, SetCurrent, "t.price = i;");
+KT_CELLS(Writes, SetCurrentText, "t.name = 'other';");
+KT_CELLS(Writes, AddToCurrent, "t.price += i;");
 KT_CELLS(Writes, AppendRow, "t.AppendRow();");
+KT_CELLS(Writes, AppendAndSet, "t.AppendRow(); t.price = i; t.name = 'new';");
 
 }  // namespace

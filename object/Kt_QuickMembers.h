@@ -13,12 +13,13 @@ enum class MemberUse : std::uint8_t {
   kCall,       // object.name(arguments)
   kValue,      // object.name
   kItemValue,  // object[index].name, where only its plain value is wanted
+  kSet,        // object.name = value
 };
 
 // What one use goes by.
 struct QuickUse {
   const Kt_WString& name;
-  // Those of the call, or the index of the item. None refers to a variable.
+  // Those of the call, the index of the item, or the value. None refers to a variable.
   const Kt_Variant* const* args;
   // Belongs to the place in the script: -1 at first, then what the function leaves there, such as
   // the column that was found last.

@@ -1,12 +1,50 @@
 // SPDX-License-Identifier: MIT
 //
 // Reading and writing cells.
+#include <cstring>
+
 #include "classlib/base/Kt_NativeStack.h"
 #include "classlib/store/Kt_Pivot.h"
 #include "classlib/store/detail/Kt_Edit.h"
 #include "classlib/store/detail/Kt_Whole.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
+
+namespace {
+
+// Short texts, four units at a time.
+KT_ALWAYS_INLINE bool IsSameId(std::u16string_view a, std::u16string_view b) {
+  if (a.size() != b.size()) return false;
+  std::size_t at = 0;
+  for (; at + 4 <= a.size(); at += 4) {
+    std::uint64_t words[2];
+    std::memcpy(&words[0], a.data() + at, sizeof words[0]);
+    std::memcpy(&words[1], b.data() + at, sizeof words[1]);
+    if (words[0] != words[1]) return false;
+  }
+  for (; at < a.size(); ++at) {
+    if (a[at] != b[at]) return false;
+  }
+  return true;
+}
+
+// Whether a number is stored as `old`, which a cell of the same column had, or perhaps so.
+bool IsNumberStoredAs(const Kt_Variant& number, const Kt_Variant& old) {
+  const double first = old.ToDouble();
+  const double now = number.ToDouble();
+  return !old.IsEmpty() && !(now < first) && !(now > first);
+}
+
+// What is written to a cell as it is, without work that is charged or may need memory.
+bool IsNumberOf(Kt_ColumnType type, const Kt_Variant& value) {
+  switch (type) {
+    case Kt_ColumnType::kLong: return value.IsLong();
+    case Kt_ColumnType::kDouble: return value.IsDouble() || value.IsLong();
+    default: return false;
+  }
+}
+
+}  // namespace
 
 Kt_Variant Kt_Dataset::Body::ReadCell(View view, kt_long row, kt_long col, kt_long position) const {
   KT_CHECK_THREAD(one_thread_, "dataset", id_);
@@ -96,27 +134,75 @@ Kt_VariantList Kt_Dataset::GetColumnSet(kt_long row, kt_long col) const {
   return values;
 }
 
-bool Kt_Dataset::Body::FindOwnCells(std::u16string_view id, kt_long& col) const {
-  if (KT_UNLIKELY(!columns_.Has(col) || columns_[col].id.View() != id)) col = columns_.Find(id);
-  return IsPlain(col) && !IsPivot() && !rows_.grouped &&
-         columns_[col].type != Kt_ColumnType::kVariant;
+const Kt_Dataset::Body::Column* Kt_Dataset::Body::FindOwnCells(std::u16string_view id,
+                                                               kt_long& col) const {
+  if (KT_UNLIKELY(!columns_.Has(col) || !IsSameId(columns_[col].id.View(), id))) {
+    col = columns_.Find(id);
+    if (col < 0) return nullptr;
+  }
+  if (KT_UNLIKELY(source_.IsSet() || IsPivot() || rows_.grouped)) return nullptr;
+  const Column& column = columns_[col];
+  const bool is_plain = column.cells != nullptr && column.type != Kt_ColumnType::kVariant;
+  return KT_LIKELY(is_plain) ? &column : nullptr;
 }
 
 bool Kt_Dataset::ReadOwnCell(kt_long row, std::u16string_view id, kt_long& col,
                              Kt_Variant& value) const {
   const Body& own = body();
   KT_CHECK_THREAD(own.one_thread_, "dataset", own.id_);
-  if (KT_UNLIKELY(!own.FindOwnCells(id, col))) return false;
-  const auto slot = own.RecordAt(own.ActiveView(), row);
-  value = KT_LIKELY(slot.has_value()) ? own.columns_[col].cells->Read(*slot) : Kt_Variant();
+  const Body::Column* const column = own.FindOwnCells(id, col);
+  if (KT_UNLIKELY(column == nullptr)) return false;
+  const auto slot = own.OwnRecordAt(row);
+  if (KT_UNLIKELY(!slot || column->cells->IsNull(*slot))) {
+    value.Clear();
+    return true;
+  }
+  // The usual kinds in place.
+  switch (column->type) {
+    case Kt_ColumnType::kLong: value = column->cells->Cells<Kt_Column::Longs>()[*slot]; break;
+    case Kt_ColumnType::kDouble: value = column->cells->Cells<Kt_Column::Doubles>()[*slot]; break;
+    case Kt_ColumnType::kString: {
+      const auto& texts = column->cells->Cells<Kt_Column::Texts>();
+      value = texts.dictionary.Text(texts.codes[*slot]);
+      break;
+    }
+    default: value = column->cells->Read(*slot); break;
+  }
   return true;
 }
 
 bool Kt_Dataset::WriteOwnCell(kt_long row, std::u16string_view id, kt_long& col,
                               const Kt_Variant& value, kt_long& answer) {
-  if (KT_UNLIKELY(!body().FindOwnCells(id, col))) return false;
-  answer = SetColumn(row, col, value);
+  Body& own = body();
+  KT_CHECK_THREAD(own.one_thread_, "dataset", own.id_);
+  if (KT_UNLIKELY(own.FindOwnCells(id, col) == nullptr || own.IsEvaluating())) return false;
+  const auto slot = own.OwnRecordAt(row);
+  answer = KT_LIKELY(slot.has_value()) ? own.WriteOwn(*slot, col, value) : -1;
   return true;
+}
+
+// WriteSlot of a record that is the dataset's own. A number that takes the place of another one, in
+// a row whose first values are known, needs no way back.
+kt_long Kt_Dataset::Body::WriteOwn(Slot slot, kt_long col, const Kt_Variant& value) {
+  const Column& column = columns_[col];
+  Kt_Column& cells = *column.cells;
+  if (KT_LIKELY(IsNumberOf(column.type, value) && column.cells.use_count() == 1)) {
+    const std::uint8_t flags = rows_.index->Flags(slot);
+    bool is_free = (flags & kRowInserted) != 0;
+    if (!is_free && (flags & kRowUpdated) != 0) {
+      const ChangeBuffer::Entry* const entry = rows_.changes->Find(slot);
+      const Kt_Variant* const old = entry != nullptr ? entry->cells.Find(col) : nullptr;
+      is_free = old != nullptr && !IsNumberStoredAs(value, *old);
+    }
+    if (is_free) {
+      if (cells.Write(slot, value)) column.searches.Forget();
+      return 1;
+    }
+  }
+  return Edit([&] {
+    if (!cells.Equals(slot, value)) StoreCell(slot, col, value);
+    return 1;
+  });
 }
 
 bool Kt_Dataset::WouldChange(kt_long row, kt_long col, const Kt_Variant& value) const {

@@ -160,7 +160,8 @@ void Kt_Dataset::ApplyChange() {
 
 void Kt_Dataset::Body::RestoreFirstValues(Slot slot) {
   const ChangeBuffer::Entry* const entry = rows_.changes->Find(slot);
-  for (const auto& [col, old] : entry->cells) columns_.Write(col).Write(slot, old);
+  entry->cells.ForEach(
+      [&](kt_long col, const Kt_Variant& old) { columns_.Write(col).Write(slot, old); });
 }
 
 void Kt_Dataset::Reset() {

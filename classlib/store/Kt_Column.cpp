@@ -74,13 +74,29 @@ Cells CopyOf(const Cells& cells) {
   }
 }
 
+// Not worth charging.
+bool IsShortText(const Kt_Variant& value) {
+  return value.IsString() && value.AsStringView().size() <= kt::detail::kShortUnits;
+}
+
 // Whether no work is charged for making a cell of it.
 bool ConvertsAtOnce(const Kt_Variant& value) {
-  return value.GetTag() < kTagString || value.GetTag() == kTagBool ||
-         (value.IsString() && value.AsStringView().size() <= kt::detail::kShortUnits);
+  return value.GetTag() < kTagString || value.GetTag() == kTagBool || IsShortText(value);
+}
+
+// What a column of doubles takes as it is.
+bool IsNumber(const Kt_Variant& value) { return value.IsDouble() || value.IsLong(); }
+// REQUIRES: IsNumber(value).
+double NumberOf(const Kt_Variant& value) {
+  return value.IsDouble() ? value.AsDouble() : value.AsLong();
 }
 
 // Equal down to the bits, so that 0 is not -0; but any NaN equals any other.
+bool IsSameNumber(double a, double b) {
+  return std::bit_cast<std::uint64_t>(a) == std::bit_cast<std::uint64_t>(b) ||
+         (std::isnan(a) && std::isnan(b));
+}
+
 bool SameValue(const Kt_Variant& a, const Kt_Variant& b) {
   if (a.GetTag() != b.GetTag()) return false;
   switch (a.GetTag()) {
@@ -89,10 +105,7 @@ bool SameValue(const Kt_Variant& a, const Kt_Variant& b) {
     case kTagBool:
     case kTagCurrency: return a.AsInt64() == b.AsInt64();
     case kTagDouble:
-    case kTagDateTime:
-      return std::bit_cast<std::uint64_t>(a.AsDouble()) ==
-                 std::bit_cast<std::uint64_t>(b.AsDouble()) ||
-             (std::isnan(a.AsDouble()) && std::isnan(b.AsDouble()));
+    case kTagDateTime: return IsSameNumber(a.AsDouble(), b.AsDouble());
     case kTagString: return kt::detail::IsSameText(a.AsStringView(), b.AsStringView());
     default: return Var_Order(a, b) == 0;
   }
@@ -170,6 +183,16 @@ Kt_Variant Kt_Column::Converted(const Kt_Variant& value) const {
 }
 
 bool Kt_Column::Equals(std::size_t row, const Kt_Variant& value) const {
+  if (type_ == Kt_ColumnType::kDouble && IsNumber(value)) {
+    return !IsNull(row) && IsSameNumber(std::get<Doubles>(cells_)[row], NumberOf(value));
+  }
+  if (type_ == Kt_ColumnType::kLong && value.IsLong()) {
+    return !IsNull(row) && std::get<Longs>(cells_)[row] == value.AsLong();
+  }
+  if (type_ == Kt_ColumnType::kString && IsShortText(value)) {
+    const Texts& texts = std::get<Texts>(cells_);
+    return !IsNull(row) && texts.dictionary.Text(texts.codes[row]).View() == value.AsStringView();
+  }
   return SameValue(Read(row), Converted(value));
 }
 
@@ -190,6 +213,37 @@ bool Kt_Column::SameCells(std::size_t a, std::size_t b) const {
 }
 
 bool Kt_Column::Write(std::size_t row, const Kt_Variant& value) {
+  // The usual numbers in place.
+  if (type_ == Kt_ColumnType::kDouble && IsNumber(value)) {
+    double& cell = std::get<Doubles>(cells_)[row];
+    const double number = NumberOf(value);
+    if (!IsNull(row) && IsSameNumber(cell, number)) return false;
+    cell = number;
+    SetNullBit(row, false);
+    return true;
+  }
+  if (type_ == Kt_ColumnType::kLong && value.IsLong()) {
+    kt_long& cell = std::get<Longs>(cells_)[row];
+    if (!IsNull(row) && cell == value.AsLong()) return false;
+    cell = value.AsLong();
+    SetNullBit(row, false);
+    return true;
+  }
+  if (type_ == Kt_ColumnType::kString && IsShortText(value)) {
+    Texts& texts = std::get<Texts>(cells_);
+    const auto known =
+        texts.dictionary.IsUnique() ? texts.dictionary.Find(value.AsStringView()) : std::nullopt;
+    if (!IsNull(row) && known == texts.codes[row]) return false;
+    if (known) {
+      texts.codes[row] = *known;
+    } else if (!IsNull(row) && Equals(row, value)) {
+      return false;
+    } else {
+      WriteText(row, value.AsString());
+    }
+    SetNullBit(row, false);
+    return true;
+  }
   const Kt_Variant converted = Converted(value);
   if (!ConvertsAtOnce(value)) kt::detail::ChargeOrLeave(0);  // it may have been stopped
   if (SameValue(Read(row), converted)) return false;
@@ -280,8 +334,43 @@ void Kt_Column::Resize(std::size_t rows) {
       cells_);
 }
 
+namespace {
+
+// False where the array has no room, or is longer than the column already.
+template <class Cells>
+bool AppendInPlace(Cells& cells, std::size_t row_count) {
+  if (cells.size() != row_count || cells.size() == cells.capacity()) return false;
+  cells.emplace_back();
+  return true;
+}
+
+}  // namespace
+
 void Kt_Column::AppendNulls(std::size_t count) {
   if (count == 0) return;
+  // One row after the other: while there is room.
+  if (count == 1 && (row_count_ + 1) / 64 < nulls_.size()) {
+    bool is_done = false;
+    switch (type_) {
+      case Kt_ColumnType::kLong:
+        is_done = AppendInPlace(std::get<Longs>(cells_), row_count_);
+        break;
+      case Kt_ColumnType::kDouble:
+      case Kt_ColumnType::kDateTime:
+        is_done = AppendInPlace(std::get<Doubles>(cells_), row_count_);
+        break;
+      case Kt_ColumnType::kString:
+        is_done = AppendInPlace(std::get<Texts>(cells_).codes, row_count_);
+        break;
+      default: break;
+    }
+    if (is_done) {
+      nulls_[row_count_ / 64] |= std::uint64_t{1} << row_count_ % 64;
+      ++row_count_;
+      ++null_count_;
+      return;
+    }
+  }
   Resize(row_count_ + count);
   try {
     GrowNulls(count, true);

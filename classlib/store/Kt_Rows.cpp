@@ -160,8 +160,33 @@ kt_long Kt_Dataset::Body::InsertSlots(kt_long row, kt_long count) {
   });
 }
 
+// One row at the end, in a slot of its own: what InsertSlots does of it.
+kt_long Kt_Dataset::Body::AppendSlot() {
+  return Edit([&]() -> kt_long {
+    const Slot slot = rows_.slot_count;
+    if (slot >= static_cast<Slot>(kMaxDatasetRows)) return kErrRowNotAdded;
+    const kt_long row = GetRowCount();
+    RowIndex& index = rows_.index.Write();
+    columns_.PadTo(std::size_t{slot} + 1);
+    index.Mark(slot, kRowInserted, 0);
+    try {
+      index.Append(slot, 1);
+    } catch (...) {
+      index.Forget(slot);
+      throw;
+    }
+    ++rows_.slot_count;
+    ++rows_.inserted_count;
+    ++structure_version_;
+    return row;
+  });
+}
+
 kt_long Kt_Dataset::AppendRow(kt_long count) {
-  return count < 1 || !IsPhysical() ? -1 : body().InsertSlots(-1, count);
+  if (count < 1 || !IsPhysical()) return -1;
+  Body& own = body();
+  if (count == 1 && own.rows_.free_slots.empty() && !own.rows_.grouped) return own.AppendSlot();
+  return own.InsertSlots(-1, count);
 }
 
 kt_long Kt_Dataset::InsertRow(kt_long row, kt_long count) {

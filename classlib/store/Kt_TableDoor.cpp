@@ -240,9 +240,9 @@ void TableDoor::GiveNotes(const Kt_Dataset& dataset, const CountedVector<Slot>& 
       note.type = entry->deleted ? kRowTypeDelete : kRowTypeUpdate;
       note.forced = entry->forced;
       if (entry->deleted) note.delete_number = delete_numbers[slots[row]];
-      for (const auto& [col, old] : entry->cells) {
+      entry->cells.ForEach([&note](kt_long col, const Kt_Variant& old) {
         note.old_cells.emplace_back(static_cast<std::uint32_t>(col), old);
-      }
+      });
       notes.emplace_back(entry->number + 1, std::move(note));
     }
   }

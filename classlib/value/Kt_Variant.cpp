@@ -159,9 +159,11 @@ bool Kt_Variant::ListSetSlow(kt_long index, const Kt_Variant& value) {
 }
 
 const Kt_ObjectHolder& Kt_Variant::GetHolder() const {
+  if (KT_LIKELY(IsObject() && IsCounted())) {
+    return static_cast<const HolderRep*>(payload_.counted)->holder;
+  }
   static const Kt_ObjectHolder kNone;
-  return IsObject() && IsCounted() ? static_cast<const HolderRep*>(payload_.counted)->holder
-                                   : kNone;
+  return kNone;
 }
 
 void Kt_Variant::SetRef(Kt_Variable& variable, kt_long item) {

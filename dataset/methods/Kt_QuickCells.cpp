@@ -24,14 +24,11 @@ bool IsPlain(const Kt_Variant& value) { return value.GetTag() < kTagList; }
 }  // namespace
 
 struct Kt_ExprDataset::Quick {
-  // The dataset when its cells may be read / written without asking anybody; else null.
+  // The dataset when it may be read / written without asking anybody, as far as the wrapper goes;
+  // else null.
   static Kt_Dataset* Readable(Kt_ExprObject& object) { return WrapperOf(object).GetDataset(); }
   static Kt_Dataset* Writable(Kt_ExprObject& object) {
-    Kt_Dataset* const dataset = Readable(object);
-    const bool is_quiet = dataset != nullptr && WrapperOf(object).events_on_ == 0 &&
-                          dataset->IsPhysical() && !dataset->IsLogical() &&
-                          !dataset->IsEvaluating();
-    return is_quiet ? dataset : nullptr;
+    return KT_LIKELY(WrapperOf(object).events_on_ == 0) ? Readable(object) : nullptr;
   }
 
   static bool GetColumn(Kt_ExprObject& object, const kt::QuickUse& use, Kt_Variant& result,
@@ -39,8 +36,8 @@ struct Kt_ExprDataset::Quick {
     const Kt_Dataset* const dataset = Readable(object);
     const Kt_Variant& row = *use.args[0];
     const Kt_Variant& id = *use.args[1];
-    return dataset != nullptr && row.IsLong() && id.IsString() &&
-           dataset->ReadOwnCell(row.AsLong(), id.AsStringView(), use.hint, result);
+    if (dataset == nullptr || !row.IsLong() || !id.IsString()) return false;
+    return dataset->ReadOwnCell(row.AsLong(), id.AsStringView(), use.hint, result);
   }
 
   static bool SetColumn(Kt_ExprObject& object, const kt::QuickUse& use, Kt_Variant& result,
@@ -49,9 +46,9 @@ struct Kt_ExprDataset::Quick {
     const Kt_Variant& row = *use.args[0];
     const Kt_Variant& id = *use.args[1];
     const Kt_Variant& value = *use.args[2];
+    if (dataset == nullptr || !row.IsLong() || !id.IsString() || !IsPlain(value)) return false;
     kt_long answer = 0;
-    if (dataset == nullptr || !row.IsLong() || !id.IsString() || !IsPlain(value) ||
-        !dataset->WriteOwnCell(row.AsLong(), id.AsStringView(), use.hint, value, answer)) {
+    if (!dataset->WriteOwnCell(row.AsLong(), id.AsStringView(), use.hint, value, answer)) {
       return false;
     }
     if (KT_LIKELY(answer > 0)) {
@@ -62,10 +59,27 @@ struct Kt_ExprDataset::Quick {
     return true;
   }
 
+  // The cell of the row that is the position; there may be none.
+  static bool SetCurrent(Kt_ExprObject& object, const kt::QuickUse& use, Kt_Variant&,
+                         kt_long& code) {
+    Kt_Dataset* const dataset = Writable(object);
+    const Kt_Variant& value = *use.args[0];
+    Kt_ExprDataset& wrapper = WrapperOf(object);
+    kt_long answer = 0;
+    if (dataset == nullptr || !IsPlain(value) ||
+        !dataset->WriteOwnCell(wrapper.row_position_, use.name.View(), use.hint, value, answer)) {
+      return false;
+    }
+    if (KT_UNLIKELY(answer == kErrNoMemory)) {
+      code = kt::ReportNoMemory(&wrapper, kSource, wrapper.GetID());
+    }
+    return true;
+  }
+
   static bool AppendRow(Kt_ExprObject& object, const kt::QuickUse&, Kt_Variant& result,
                         kt_long& code) {
     Kt_Dataset* const dataset = Writable(object);
-    if (dataset == nullptr) return false;
+    if (dataset == nullptr || dataset->IsLogical() || dataset->IsEvaluating()) return false;
     Kt_ExprDataset& wrapper = WrapperOf(object);
     const kt_long added = dataset->AppendRow(1);
     if (KT_LIKELY(added >= 0)) {
@@ -141,6 +155,8 @@ kt::QuickMember Kt_ExprDataset::FindQuickMember(kt::MemberUse use, const Kt_WStr
     case kt::MemberUse::kValue:
       return GetDSetPropFuncInfo(name.GetText()) != nullptr ? Quick::Property : Quick::Column;
     case kt::MemberUse::kItemValue: return Quick::ItemCell;
+    case kt::MemberUse::kSet:
+      return GetDSetPropFuncInfo(name.GetText()) != nullptr ? nullptr : Quick::SetCurrent;
     case kt::MemberUse::kCall: break;
   }
   const auto* const row = std::find_if(std::begin(kCalls), std::end(kCalls), [&](const auto& call) {

@@ -23,6 +23,18 @@ constexpr OpRow kRows[] = {
 #undef KT_CODE_OP
 };
 
+// A Member that is assigned to.
+constexpr OpRow kSetMember = {"SetMember", "xq-", "b = a at once, or by the walk"};
+constexpr OpRow kChangeMember = {"ChangeMember", "xq-", "b = b op a at once, or by the walk"};
+
+const OpRow& RowOf(const Instr& in, const FuncCode& code) {
+  const OpRow& row = kRows[static_cast<std::size_t>(in.Op())];
+  if (in.Op() != InstrOp::kMember) return row;
+  const FuncCode::Quick& quick = code.quicks[in.B()];
+  if (quick.use != MemberUse::kSet) return row;
+  return quick.reader < 0 ? kSetMember : kChangeMember;
+}
+
 class CodeDumper {
  public:
   CodeDumper(const Kt_ScriptFunc& func, const FuncCode& code) : func_(func), code_(code) {}
@@ -144,7 +156,7 @@ void CodeDumper::Comment(const Instr& in, const OpRow& row) {
 
 void CodeDumper::Line(std::size_t pc) {
   const Instr in = code_.instrs[pc];
-  const OpRow& row = kRows[static_cast<std::size_t>(in.Op())];
+  const OpRow& row = RowOf(in, code_);
   const FuncCode::Entry* const entry = code_.EntryAt(pc);
   Padded(in.IsEntry() && entry != nullptr ? Number(entry->op->line32 + 1) : Kt_WString(), 6);
   Padded(Number(static_cast<std::int64_t>(pc)), 5);

@@ -117,7 +117,8 @@ struct FuncCode {
   };
   // A member that is used at once where the object allows it: with all that its use goes by, all of
   // it variables and constants. Its instruction then leads to `next`, else to `other`: the
-  // instructions that take it to pieces. Members that follow one another share those.
+  // instructions that take it to pieces. Members that follow one another share those. One that is
+  // assigned to has neither: what it cannot do, the walk does with the value.
   struct Quick {
     static constexpr int kMostArgs = 3;
     MemberUse use;
@@ -126,6 +127,8 @@ struct FuncCode {
     std::uint16_t args[kMostArgs] = {};
     int arg_count = 0;
     std::uint16_t dst = kNoRegister;
+    int reader = -1;  // of a compound assignment: the member as a value
+    Operator operation = Operator::kAdd;
     std::uint32_t next = 0;
     std::uint32_t other = 0;
   };

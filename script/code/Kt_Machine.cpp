@@ -1063,6 +1063,7 @@ run:
   }
   KT_CASE(Member) {
     const FuncCode::Quick& quick = frame->code->quicks[in.B()];
+    if (quick.use == MemberUse::kSet) KT_SLOW_AND_ON(SetMember(*frame, in, quick));
     KT_SAVE();
     code = UseMember(*frame, quick, flag);
     left = meter.GetLeft();

@@ -188,10 +188,15 @@ class Machine {
   kt_long FinishMember(CodeFrame& frame, const OutsideCall& call, Kt_Variant& value, kt_long code);
   // `is_used` says whether that was possible.
   kt_long UseMember(CodeFrame& frame, const FuncCode::Quick& quick, bool& is_used);
+  KT_NOINLINE kt_long SetMember(CodeFrame& frame, Instr in, const FuncCode::Quick& quick);
+  bool ChangeMember(CodeFrame& frame, Instr in, const FuncCode::Quick& quick, kt_long& code);
   bool CallQuick(CodeFrame& frame, const OutsideCall& call, kt_long& code);
   bool RunQuick(CodeFrame& frame, int number, const Kt_Variant& object, MemberUse use,
                 const Kt_Variant* const* args, int arg_count, Kt_Variant& value, kt_long& code);
   bool IsQuick(CodeFrame& frame, int number, Kt_Object& object, MemberUse use, int arg_count);
+  bool IsQuickToSet(CodeFrame& frame, const FuncCode::Quick& quick, const Kt_Variant& object);
+  KT_NOINLINE bool FindQuick(CodeFrame& frame, int number, Kt_Object& object, MemberUse use,
+                             int arg_count);
   const Kt_Variant* HostObject(const CodeFrame& frame, int host) const;
   KT_NOINLINE kt_long CallOutside(CodeFrame& frame, const OutsideCall& call);
   KT_NOINLINE kt_long Length(CodeFrame& frame, Instr in);

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "classlib/base/Kt_Memory.h"
+#include "classlib/value/Kt_VarInline.h"
 #include "object/Kt_ExprStackObj.h"
 #include "object/Kt_MemoryDoor.h"
 #include "script/code/Kt_Contexts.h"
@@ -22,12 +23,30 @@ namespace kt::detail {
 
 // Quick members -----------------------------------------------------------------------------------
 
+// As hold.IsValid(), without a call.
+KT_ALWAYS_INLINE bool IsLive(const Kt_ObjectHolder& hold) {
+  return hold.GetObject() != nullptr && (!hold.HasContainer() || hold.GetContainer() != nullptr);
+}
+
 // Whether objects of that class have a quick form of the member; finds it.
-bool Machine::IsQuick(CodeFrame& frame, int number, Kt_Object& object, MemberUse use,
-                      int arg_count) {
+KT_ALWAYS_INLINE bool Machine::IsQuick(CodeFrame& frame, int number, Kt_Object& object,
+                                       MemberUse use, int arg_count) {
+  const LinkedCode::MemberSite& site = frame.link->members[static_cast<std::size_t>(number)];
+  if (KT_LIKELY(site.type == &typeid(object) && site.use == use)) return site.quick != nullptr;
+  return FindQuick(frame, number, object, use, arg_count);
+}
+
+// Whether the member can be written at once, so that it may be read before.
+bool Machine::IsQuickToSet(CodeFrame& frame, const FuncCode::Quick& quick,
+                           const Kt_Variant& object) {
+  const Kt_ObjectHolder& hold = object.GetHolder();
+  return IsLive(hold) && IsQuick(frame, quick.member, *hold.GetObject(), MemberUse::kSet, 1);
+}
+
+bool Machine::FindQuick(CodeFrame& frame, int number, Kt_Object& object, MemberUse use,
+                        int arg_count) {
   LinkedCode::MemberSite& site = frame.link->members[static_cast<std::size_t>(number)];
   const std::type_info& type = typeid(object);
-  if (KT_LIKELY(site.type == &type && site.use == use)) return site.quick != nullptr;
   const auto* const members = dynamic_cast<QuickMembers*>(Kt_ExprObject::From(&object));
   const FuncCode::Member& member = frame.code->members[static_cast<std::size_t>(number)];
   site.quick = members != nullptr ? members->FindQuickMember(use, member.name, arg_count) : nullptr;
@@ -37,11 +56,12 @@ bool Machine::IsQuick(CodeFrame& frame, int number, Kt_Object& object, MemberUse
   return site.quick != nullptr;
 }
 
+KT_ALWAYS_INLINE
 bool Machine::RunQuick(CodeFrame& frame, int number, const Kt_Variant& object, MemberUse use,
                        const Kt_Variant* const* args, int arg_count, Kt_Variant& value,
                        kt_long& code) {
   const Kt_ObjectHolder& hold = object.GetHolder();
-  if (KT_UNLIKELY(!hold.IsValid()) ||
+  if (KT_UNLIKELY(!IsLive(hold)) ||
       KT_UNLIKELY(!IsQuick(frame, number, *hold.GetObject(), use, arg_count)) ||
       KT_UNLIKELY(!run_.Meter().ChargeTime(Kt_WorkMeter::kUnitsPerCall))) {
     return false;
@@ -81,6 +101,45 @@ kt_long Machine::UseMember(CodeFrame& frame, const FuncCode::Quick& quick, bool&
     Store(frame, quick.dst, std::move(value));
   }
   return kOk;
+}
+
+// Assignments to members. What is not done at once has not been begun, and the walk does it.
+kt_long Machine::SetMember(CodeFrame& frame, Instr in, const FuncCode::Quick& quick) {
+  const Kt_Variant* const value = &Peek(frame, in.A());
+  const Kt_Variant& object = Place(frame, quick.object);
+  Kt_Variant none;
+  kt_long code = kOk;
+  const bool is_plain = object.IsObject() && !value->IsRef() && !frame.is_stale;
+  bool is_done = false;
+  if (KT_UNLIKELY(quick.reader >= 0)) {
+    is_done = is_plain && ChangeMember(frame, in, quick, code);
+  } else if (KT_LIKELY(is_plain)) {
+    is_done = RunQuick(frame, quick.member, object, MemberUse::kSet, &value, 1, none, code);
+  }
+  if (KT_LIKELY(is_done)) {
+    Drop(frame, in.A());
+    return code;
+  }
+  Kt_Variant given = Read(frame, in.A());
+  return FinishByName(frame, given);
+}
+
+// object.member (operation)= number.
+bool Machine::ChangeMember(CodeFrame& frame, Instr in, const FuncCode::Quick& quick,
+                           kt_long& code) {
+  const Kt_Variant& value = Peek(frame, in.A());
+  const Kt_Variant& object = Place(frame, quick.object);
+  const auto is_number = [](const Kt_Variant& each) { return each.IsLong() || each.IsDouble(); };
+  Kt_Variant old;
+  Kt_Variant changed;
+  const Kt_Variant* const args[] = {&changed};
+  if (!is_number(value) || !IsQuickToSet(frame, quick, object) ||
+      !RunQuick(frame, quick.reader, object, MemberUse::kValue, nullptr, 0, old, code)) {
+    return false;
+  }
+  if (code != kOk) return true;
+  return is_number(old) && Compute(quick.operation, old, value, changed) == kOk &&
+         RunQuick(frame, quick.member, object, MemberUse::kSet, args, 1, old, code);
 }
 
 // A call whose arguments have been computed, of an object that answers at once.
@@ -171,7 +230,7 @@ bool Machine::IsKnownObject(CodeFrame& frame, Instr in, int number) {
   if (!IsVariable(frame, in.B()) || frame.base[in.A()].IsCounted()) return false;
   const LinkedCode::MemberSite& site = frame.link->members[static_cast<std::size_t>(number)];
   const Kt_ObjectHolder& hold = Place(frame, in.B()).GetHolder();
-  if (site.quick == nullptr || site.use == MemberUse::kItemValue || !hold.IsValid()) return false;
+  if (site.quick == nullptr || site.use == MemberUse::kItemValue || !IsLive(hold)) return false;
   const Kt_Object& object = *hold.GetObject();
   return site.type == &typeid(object);
 }

@@ -152,6 +152,8 @@ class Translator {
   void EmitGuards(const Lowering& low, Label label);
   bool LowerBranch(Lowering& low, bool sense, Label label, bool is_dry);
   std::size_t FindJoin(const Lowering& low, const Kt_WString& name) const;
+  bool SetMember(const Kt_ScriptOp& op, Lowering& target);
+  int QuickTarget(Lowering& target);
   // An assignment to an element; null, or why the walk has to do it.
   const char* PathTo(const Kt_ScriptOp& op);
   std::uint16_t JoinTo(Kt_Expr& expr, const Kt_WString& name, std::uint16_t reg);

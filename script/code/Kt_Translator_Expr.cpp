@@ -770,8 +770,10 @@ const char* Translator::PathTo(const Kt_ScriptOp& op) {
   const Kt_ScriptOpSet& set = *op.GetSet();
   // The target is looked at first: nothing has been emitted when the walk has to do it.
   Lowering probe(*this, set.target);
-  const bool can_lower = Prepare(probe) && !probe.has_guards && probe.program.has_target;
+  const bool can_prepare = Prepare(probe) && !probe.has_guards;
+  const bool can_lower = can_prepare && probe.program.has_target;
   temp_floor_ = temp_base_;
+  if (can_prepare && !can_lower && SetMember(op, probe)) return nullptr;
   if (!can_lower) return probe.why != nullptr ? probe.why : "no element of a variable";
   std::uint16_t value = Value(set.value);
   Spare(probe);

@@ -63,6 +63,54 @@ void Translator::LowerReceive(Lowering& low, std::size_t at) {
              site);
 }
 
+// Assignments -------------------------------------------------------------------------------------
+
+// The member that the target of an assignment is, of a variable, as one of the code; -1 for any
+// other target.
+int Translator::QuickTarget(Lowering& target) {
+  const std::vector<CodeInstr>& instrs = target.program.instrs;
+  const bool is_member = instrs.size() == 3 && instrs[0].op == CodeOp::kReceive &&
+                         instrs[1].op == CodeOp::kCall && instrs[1].b == 1 &&
+                         instrs[1].extra == instrs[0].extra && instrs[2].op == CodeOp::kReturn &&
+                         instrs[2].a == instrs[1].dst;
+  if (!is_member || !IsName(instrs[0].a) || !IsSimple(target, instrs[0].a)) return -1;
+  const ExprProgram::Member& place = target.program.members.front();
+  const KnownCall& call = *target.calls[place.call];
+  const bool is_call = target.expr.GetOps().GetItem(place.record)->code == kOpMethod;
+  if (is_call || call.site.builtin != nullptr || code_.members.size() >= 0x7F00) return -1;
+  code_.members.push_back({&target.expr, place, call.call.name});
+  return static_cast<int>(code_.members.size()) - 1;
+}
+
+// variable.member = value: the value is computed, then one instruction does the rest.
+bool Translator::SetMember(const Kt_ScriptOp& op, Lowering& target) {
+  FuncCode::Quick quick;
+  quick.use = MemberUse::kSet;
+  quick.member = QuickTarget(target);
+  if (quick.member < 0) return false;
+  const auto operation = CompoundOperator(op.opcode);
+  if (operation) {
+    quick.operation = *operation;
+    quick.reader = QuickTarget(target);
+    wants_plain_value_ = true;
+  }
+  std::uint16_t value = Value(op.GetSet()->value);
+  const std::uint16_t object = target.program.instrs[0].a;
+  const bool is_global = target.names[object - CodeOperand::kNameBase].kind == Place::Kind::kGlobal;
+  if (is_global && !IsTemp(value) && !(value & kConstOperand)) {
+    // Read before the global is looked at.
+    const std::uint16_t kept = NewTemp();
+    (void)Emit(InstrOp::kMove, kept, value);
+    value = kept;
+  }
+  HoldGlobals(target);
+  quick.object = Read(target, object);
+  code_.quicks.push_back(quick);
+  if (code_.quicks.size() >= 0x7F00) GiveUp("too long");
+  (void)Emit(InstrOp::kMember, value, static_cast<std::uint16_t>(code_.quicks.size() - 1));
+  return true;
+}
+
 // Members at once ---------------------------------------------------------------------------------
 
 // Instructions that use members and do nothing else: one call, or one or two values.

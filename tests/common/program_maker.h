@@ -118,6 +118,12 @@ class ProgramMaker {
       default: return data + ".GetColumn(" + Probe() + ", '" + column + "')";
     }
   }
+  std::string DataTarget() {
+    const std::string data = OneOf({"rows", "own", "table", "table", "local", "x", "obj", "g"});
+    const std::string row = Choose(8) == 1 ? "[x]" : "";
+    return data + row + "." +
+           OneOf({"n", "price", "name", "name", "twice", "more", "rowposition", "nosuch"});
+  }
   // What a callback does to the context that it is called in; see ProgramHost.
   std::string Probe() {
     if (Choose(4) == 1) {
@@ -152,6 +158,8 @@ class ProgramMaker {
       case 6: return "var local[" + Literal() + " % 5];\n";
       case 7: return "log(" + Expr(3) + ");\n";
       case 8:
+        if (Choose(2) == 1)
+          return DataTarget() + OneOf({" = ", " = ", " += ", " *= "}) + Expr(2) + ";\n";
         return OneOf({"obj.size", "(x)", "obj", "thing[0]", "f(1)"}) + " = " + Expr(1) + ";\n";
       case 9: return Probe() + ";\n";
       case 10:

@@ -4,6 +4,7 @@
 // that a budget ends both at the same statement.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
@@ -466,6 +467,34 @@ TEST(Compiled, MembersOfDatasets) {
       "log(t.SetColumn(i, 'nosuch', 1)); log(t.SetColumn(99, 'n', 1)); log(t.SetColumn(i, 'n', "
       "obj));",
       "t.SetColumn(i, 'price', t.GetColumn(i, 'price') + t.GetColumn(2 - i, 'n')); s += t.price;",
+      // Assignments: to the row of the position, which may be none.
+      "t.n = i; t.name = s + i; t.price = t.price + i; s += t.n + t.name + t.price;",
+      "t.n += i; t.price *= 2; t.name += 'x'; t.n -= 0.5; t.n /= 2; t.price %= 1; log(t.n);",
+      "t.name = 'a'; t.name = 'a'; t.name = null; t.n = null; t.n += 1; t.price = '7x'; t.n = '';",
+      "t.n = t; t.name = obj; t.n = list; t.price = rows[i].price; t.name = t[0].name + t.name;",
+      "t.nosuch = i;",
+      "t.nosuch += i;",
+      "t.rowposition = i; t.n = 40 + i; t.rowposition = -1; t.n = 50 + i; t.name += i; log(t.n);",
+      "t.rowcount = 3;",
+      "t.n = 1e300; t.n = -0.0; t.price = -0.0; t.price = 0; t.price = 1 / 3.0; t.n = true;",
+      "t.AppendRow(); t.n = i; t.name = 'new' + i; t.price += i; log(t.n, t.name, t.price);",
+      "rows.n = i; rows.price += rows.n; own.n = i; own.price += own.n; x.n = 1;",
+      "table.n = i; table.price += table.n; if (i = 1) table = own; if (i = 2) table = 7;",
+      "t.n = i; if (i = 1) t = own; t.n += 5; if (i = 2) t = obj; t.size = 4; t.size += 1;",
+      "t.n = probe(8, '', 5); t.n = i;",
+      "t.n = probe(8, '', 7) + i;",
+      "t.n += probe(8, '', i); t.name = probe(8, '', 4);",
+      "t.price = i; probe(8, '', 6 + i); t.price += 1; t.n = 60 + i;",
+      "t.twice = i; probe(8, '', 9); t.twice += 1;",
+      "t.n = i; probe(8, '', 10); t.n = 30 + i; t.price += 1;",
+      "t.n = probe(1, 't', 5); t.n = probe(2, 't', own); t.n = 1;",
+      "table.n = probe(5, '', 0); table.n += probe(3, 't', 0);",
+      "t.n = code(-7);",
+      "t.n += code(9998);",
+      "kept = t[i]; kept.n = 1;",
+      "t[i].n = 5;",
+      "t.n = i; t.SetRowType(1, 1); t.n = 9; t.n = i; t.n = 9; t.price = 1; t.price = 2.5; t.n = "
+      "i;",
       // The object, and what its name stands for.
       "s += t.n; t = iif(i = 1, obj, own);",
       "log(t.GetColumn(i, 'n')); if (i = 1) t = own; if (i = 2) t = 'text';",
@@ -521,6 +550,8 @@ TEST(Compiled, MembersAtOnce) {
       {"s = t.AppendRow(); t.SetColumn(s, 'n', i);", "t.AppendRow() t.SetColumn(s, \"n\", i) "},
       {"s = s + t[i].name;", "t[i].name "},
       {"if (t[i].n > 5) s = 1;", "t[i].n "},
+      {"t.n = s; t.price += i;", "t.n t.price "},
+      {"t.n = t.price;", "t.price t.n "},
       // The object is wanted, or something is computed first.
       {"s = t[i].price;", ""},
       {"log(t[i].price);", ""},
@@ -537,7 +568,8 @@ TEST(Compiled, MembersAtOnce) {
     std::string members;
     std::istringstream lines(code);
     for (std::string line; std::getline(lines, line);) {
-      const std::size_t at = line.find(" Member ");
+      const std::size_t at =
+          std::min({line.find(" Member "), line.find(" SetMember "), line.find(" ChangeMember ")});
       if (at == std::string::npos) continue;
       const std::size_t from = line.find(", ", at) + 2;
       const std::string used = line.substr(from, line.find(';') - from);

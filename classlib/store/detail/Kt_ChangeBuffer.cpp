@@ -5,21 +5,23 @@
 
 namespace kt::detail {
 
-std::uint32_t ChangeBuffer::NumberOf(Slot slot) const {
-  const std::size_t page = slot / kPageSlots;
-  return page < pages_.size() && !pages_[page].empty() ? pages_[page][slot % kPageSlots] : 0;
-}
-
-const ChangeBuffer::Entry* ChangeBuffer::Find(Slot slot) const {
-  const std::uint32_t number = NumberOf(slot);
-  return number != 0 ? &entries_[number - 1] : nullptr;
-}
-
-const Kt_Variant* ChangeBuffer::OldValue(const Entry& entry, kt_long col) {
-  for (const auto& [changed_col, old] : entry.cells) {
-    if (changed_col == col) return &old;
+void FirstValues::Remove(kt_long col) {
+  if (first_col_ != col) {
+    std::erase_if(more_, [col](const auto& cell) { return cell.first == col; });
+    return;
   }
-  return nullptr;
+  first_col_ = -1;
+  first_.Clear();
+  if (more_.empty()) return;
+  first_col_ = more_.front().first;
+  first_ = std::move(more_.front().second);
+  more_.erase(more_.begin());
+}
+
+void FirstValues::RemoveLast() {
+  if (!more_.empty()) return more_.pop_back();
+  first_col_ = -1;
+  first_.Clear();
 }
 
 ChangeBuffer::Entry& ChangeBuffer::Touch(Slot slot) {
@@ -44,26 +46,24 @@ ChangeBuffer::Noted ChangeBuffer::NoteWrite(Slot slot, kt_long col, const Kt_Var
   if (const std::uint32_t number = NumberOf(slot); number != 0) {
     Entry& entry = entries_[number - 1];
     if (OldValue(entry, col) != nullptr) return Noted::kNothing;
-    entry.cells.emplace_back(col, before);
+    entry.cells.Add(col, before);
     return Noted::kCell;
   }
-  decltype(Entry::cells) cells;
-  cells.emplace_back(col, before);
-  Touch(slot).cells = std::move(cells);
+  Touch(slot).cells.Add(col, before);  // the first one needs no memory
   return Noted::kEntry;
 }
 
 void ChangeBuffer::TakeBack(Slot slot, Noted noted) {
   if (noted == Noted::kNothing) return;
   const std::uint32_t number = NumberOf(slot);
-  entries_[number - 1].cells.pop_back();
+  entries_[number - 1].cells.RemoveLast();
   if (noted == Noted::kEntry) DropAt(slot, order_.Last());
 }
 
 bool ChangeBuffer::NoteRestored(Slot slot, kt_long col) {
   Entry& entry = Touch(slot);
-  std::erase_if(entry.cells, [col](const auto& cell) { return cell.first == col; });
-  if (!entry.cells.empty() || entry.forced) return true;
+  entry.cells.Remove(col);
+  if (!entry.cells.IsEmpty() || entry.forced) return true;
   Drop(slot);
   return false;
 }

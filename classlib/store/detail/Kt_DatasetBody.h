@@ -165,6 +165,7 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
   void FreeSlot(Slot slot);
   void GiveBackSlots(const kt::CountedVector<Slot>& slots, Slot slot_count);
   kt_long InsertSlots(kt_long row, kt_long count);
+  kt_long AppendSlot();
   void DeleteAt(RowIndex::Place place);
   void DeleteShown(kt_long row, RowIndex::Place place);
   template <class Keep>
@@ -174,9 +175,17 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
   void DropRows();
   void DropColumns();
 
-  // Looks for a column at `col`, then by its id; false unless its cells are kept here and no rows
+  // Looks for a column at `col`, then by its id; null unless its cells are kept here and no rows
   // but records are shown.
-  bool FindOwnCells(std::u16string_view id, kt_long& col) const;
+  const Column* FindOwnCells(std::u16string_view id, kt_long& col) const;
+  // The record in a row of the active view. REQUIRES: FindOwnCells has found a column.
+  std::optional<Slot> OwnRecordAt(kt_long row) const {
+    const RowIndex& index = *rows_.index;
+    const View view = ActiveView();
+    if (KT_UNLIKELY(row < 0 || row >= index.Count(view))) return std::nullopt;
+    return index.At(view, row);
+  }
+  kt_long WriteOwn(Slot slot, kt_long col, const Kt_Variant& value);
   Kt_Variant ReadCell(View view, kt_long row, kt_long col, kt_long position = -1) const;
   Kt_Variant ReadSubtotal(View view, kt_long row, kt_long col, kt_long position) const;
   Kt_Variant ReadExpression(View view, kt_long row, const Column& column) const;

@@ -222,6 +222,7 @@ void RowIndex::AddCount(std::uint32_t chunk, View view, int change) {
   chunks_[chunk].counts[view] = static_cast<std::uint16_t>(chunks_[chunk].counts[view] + change);
   totals_[view] += change;
   CountedVector<std::uint32_t>& tree = trees_[view];
+  if (KT_LIKELY(tree.empty())) return;
   if (tree.size() != chunks_.size() + 1) return tree.clear();
   for (std::size_t node = chunk + 1; node < tree.size(); node += node & (~node + 1)) {
     tree[node] += static_cast<std::uint32_t>(change);
@@ -366,6 +367,19 @@ void RowIndex::MakeRoom(std::size_t more_chunks) {
 void RowIndex::Append(Slot first, std::uint32_t count) {
   if (count == 0) return;
   LeaveOrder();
+  // One row after the other: where the last chunk goes on with it, only counts change.
+  if (count == 1 && chunk_of_.empty() && !chunks_.empty()) {
+    Chunk& last = chunks_.back();
+    if (last.size < kChunkRows && last.IsRun() && last.first + last.size == first) {
+      identity_ = identity_ && first == entries_;
+      ++entries_;
+      ++last.size;
+      for (View view = 0; view < kViews; ++view) {
+        AddCount(static_cast<std::uint32_t>(chunks_.size() - 1), view, 1);
+      }
+      return;
+    }
+  }
   MakeRoom(count / kChunkRows + 1);
   if (!chunks_.empty() && chunks_.back().size < kChunkRows) {
     Chunk& last = chunks_.back();

@@ -159,7 +159,7 @@ class RowIndex {
 
   // Rows come, go or move.
   void LeaveOrder() {
-    runs_.reset();
+    if (KT_UNLIKELY(runs_ != nullptr)) runs_.reset();
     is_as_assigned_ = false;
   }
   void MakeRoom(std::size_t more_chunks);
