@@ -134,6 +134,7 @@ Kt_VariantList Kt_Dataset::GetColumnSet(kt_long row, kt_long col) const {
   return values;
 }
 
+KT_ALWAYS_INLINE
 const Kt_Dataset::Body::Column* Kt_Dataset::Body::FindOwnCells(std::u16string_view id,
                                                                kt_long& col) const {
   if (KT_UNLIKELY(!columns_.Has(col) || !IsSameId(columns_[col].id.View(), id))) {

@@ -336,10 +336,12 @@ void Kt_Column::Resize(std::size_t rows) {
 
 namespace {
 
-// False where the array has no room, or is longer than the column already.
+// False where the array is longer than the column already. What grows row by row is copied less
+// often than what grows at once, and has more room to spare: a quarter.
 template <class Cells>
 bool AppendInPlace(Cells& cells, std::size_t row_count) {
-  if (cells.size() != row_count || cells.size() == cells.capacity()) return false;
+  if (cells.size() != row_count) return false;
+  if (KT_UNLIKELY(row_count == cells.capacity())) cells.reserve(row_count + row_count / 4 + 16);
   cells.emplace_back();
   return true;
 }
@@ -348,7 +350,7 @@ bool AppendInPlace(Cells& cells, std::size_t row_count) {
 
 void Kt_Column::AppendNulls(std::size_t count) {
   if (count == 0) return;
-  // One row after the other: while there is room.
+  // One row after the other.
   if (count == 1 && (row_count_ + 1) / 64 < nulls_.size()) {
     bool is_done = false;
     switch (type_) {

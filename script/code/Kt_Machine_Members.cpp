@@ -28,6 +28,13 @@ KT_ALWAYS_INLINE bool IsLive(const Kt_ObjectHolder& hold) {
   return hold.GetObject() != nullptr && (!hold.HasContainer() || hold.GetContainer() != nullptr);
 }
 
+// What Peek gives, where no variable refers to another one; else null.
+KT_ALWAYS_INLINE const Kt_Variant* PlainAt(const CodeFrame& frame, std::uint16_t operand) {
+  if ((operand & kConstOperand) != 0) return &frame.code->consts[operand & 0x7FFF];
+  const Kt_Variant& value = frame.base[operand];
+  return KT_LIKELY(!value.IsRef()) ? &value : nullptr;
+}
+
 // Whether objects of that class have a quick form of the member; finds it.
 KT_ALWAYS_INLINE bool Machine::IsQuick(CodeFrame& frame, int number, Kt_Object& object,
                                        MemberUse use, int arg_count) {
@@ -81,13 +88,16 @@ bool Machine::RunQuick(CodeFrame& frame, int number, const Kt_Variant& object, M
 // A member with all that its use goes by.
 kt_long Machine::UseMember(CodeFrame& frame, const FuncCode::Quick& quick, bool& is_used) {
   const FuncCode::Member& member = frame.code->members[static_cast<std::size_t>(quick.member)];
-  const Kt_Variant* const object =
-      member.host >= 0 ? HostObject(frame, member.host) : &Place(frame, quick.object);
+  const Kt_Variant* object =
+      KT_UNLIKELY(member.host >= 0) ? HostObject(frame, member.host) : PlainAt(frame, quick.object);
+  if (object == nullptr && member.host < 0) object = &Place(frame, quick.object);
   is_used = false;
   if (object == nullptr || !object->IsObject() || frame.is_stale) return kOk;
   std::array<const Kt_Variant*, FuncCode::Quick::kMostArgs> args;
   for (int arg = 0; arg < quick.arg_count; ++arg) {
-    args[static_cast<std::size_t>(arg)] = &Peek(frame, quick.args[arg]);
+    const Kt_Variant* const plain = PlainAt(frame, quick.args[arg]);
+    args[static_cast<std::size_t>(arg)] =
+        KT_LIKELY(plain != nullptr) ? plain : &Peek(frame, quick.args[arg]);
   }
   Kt_Variant value;
   kt_long code = kOk;

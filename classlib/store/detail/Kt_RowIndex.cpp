@@ -222,7 +222,6 @@ void RowIndex::AddCount(std::uint32_t chunk, View view, int change) {
   chunks_[chunk].counts[view] = static_cast<std::uint16_t>(chunks_[chunk].counts[view] + change);
   totals_[view] += change;
   CountedVector<std::uint32_t>& tree = trees_[view];
-  if (KT_LIKELY(tree.empty())) return;
   if (tree.size() != chunks_.size() + 1) return tree.clear();
   for (std::size_t node = chunk + 1; node < tree.size(); node += node & (~node + 1)) {
     tree[node] += static_cast<std::uint32_t>(change);
@@ -233,6 +232,7 @@ void RowIndex::Mark(Slot slot, std::uint8_t set, std::uint8_t clear) {
   const std::uint8_t before = Flags(slot);
   const auto after = static_cast<std::uint8_t>((before & ~clear) | set);
   if (after == before) return;
+  if (flags_.size() == slot && slot < flags_.capacity()) return flags_.push_back(after);
   if (flags_.size() <= slot) ResizeSparingly(flags_, std::size_t{slot} + 1);
   flags_[slot] = after;
 }
@@ -375,7 +375,12 @@ void RowIndex::Append(Slot first, std::uint32_t count) {
       ++entries_;
       ++last.size;
       for (View view = 0; view < kViews; ++view) {
-        AddCount(static_cast<std::uint32_t>(chunks_.size() - 1), view, 1);
+        if (KT_UNLIKELY(!trees_[view].empty())) {
+          AddCount(static_cast<std::uint32_t>(chunks_.size() - 1), view, 1);
+          continue;
+        }
+        ++last.counts[view];
+        ++totals_[view];
       }
       return;
     }
