@@ -56,6 +56,8 @@ TEST(MemoryBound, EndsWhatGrowsForEver) {
       u"function main() { var a = [0], i = 0; while (1) { a[i] = 'an item of text ' + i; i++; } }",
       u"function main() { var a = 0; while (1) { a = [a, a, 'some text' + 1]; } }",
       u"function main() { while (1) { ds.AppendRow(); } }",
+      u"function main() { var t = ds; while (1) { t.AppendRow(); t.name = 'text ' + t.rowcount; } "
+      u"}",
       u"function main() { while (1) { var r = ds.AppendRow(); ds.name[r] = 'a new text ' + r; } }",
       (u"var a = [0], n = 0; function f(x) { a[n] = x; n++; f(x + ' and more of it'); }"
        u"function main() { f('text'); }"),

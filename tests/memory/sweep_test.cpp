@@ -96,6 +96,12 @@ constexpr const char16_t* kDataScript =
     ds.InsertRow(0);
     ds.SetColumn(0, 'name', 'a first row, with a longer text');
     ds.SetColumn(0, 'n', 3);
+    var t = ds;
+    for (t.rowposition = 0; t.rowposition < 3; t.rowposition += 1) {
+      t.n += 2;
+      t.name = 'set to ' + t.n + ', with more text';
+      t.SetColumn(t.rowposition, 'more', t.name + '!');
+    }
     ds.Sort('name:d,n');
     var sum = ds.Sum('n * 2 + length(name)');
     ds.Filter('n > 2');
@@ -403,6 +409,7 @@ const std::map<std::string, Maker> kScenarios = {
      Store<[](Kt_Dataset& data, StoreRun& run) { return data.SaveDataXml(run.saved); }>},
     {"save_bin", Store<[](Kt_Dataset& data, StoreRun& run) { return data.Save2(run.buffer); }>},
     {"append", Store<[](Kt_Dataset& data, StoreRun&) { return data.AppendRow(3); }>},
+    {"append_one", Store<[](Kt_Dataset& data, StoreRun&) { return data.AppendRow(); }>},
     {"sort_many",
      Store<[](Kt_Dataset& data, StoreRun&) { return data.Sort(u"name,n:d"); }, PrepareMany>},
     {"append_sorted",
@@ -427,6 +434,13 @@ const std::map<std::string, Maker> kScenarios = {
     {"insert", Store<[](Kt_Dataset& data, StoreRun&) { return data.InsertRow(1, 2); }>},
     {"delete", Store<[](Kt_Dataset& data, StoreRun&) { return data.DeleteRow(1); }>},
     {"set", Store<[](Kt_Dataset& data, StoreRun& run) { return data.SetColumn(2, 1, run.fresh); }>},
+    {"set_number", Store<[](Kt_Dataset& data, StoreRun&) { return data.SetColumn(2, 0, 77); }>},
+    {"set_own_cell", Store<[](Kt_Dataset& data, StoreRun& run) {
+       kt_long col = -1;
+       kt_long answer = 0;
+       (void)data.WriteOwnCell(2, u"name", col, run.fresh, answer);
+       return answer;
+     }>},
     {"add_column", Store<[](Kt_Dataset& data, StoreRun& run) {
        return data.AddColumn(run.fresh.ToString(), u"string");
      }>},
