@@ -12,7 +12,9 @@ set_target_properties(KtConnectLib320U KtScriptLib320U KtSqlLib320U ktscript
 install(TARGETS KtClassLib320U KtConnectLib320U KtScriptLib320U KtSqlLib320U ktscript
   EXPORT KtScriptTargets)
 if(TARGET kt)
-  set_target_properties(kt PROPERTIES INSTALL_RPATH "$ORIGIN/${kt_bin_to_lib}")
+  if(NOT KT_PROGRAM_IS_WHOLE)
+    set_target_properties(kt PROPERTIES INSTALL_RPATH "$ORIGIN/${kt_bin_to_lib}")
+  endif()
   install(TARGETS kt)
   if(KT_USAGE_DIR)
     install(FILES ${KT_USAGE_DIR}/bash
