@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <bit>
 #include <memory>
 #include <mutex>
 #include <typeinfo>
@@ -23,35 +24,79 @@ enum class InstrOp : std::uint8_t {
   kCount
 };
 
-// One instruction in one word: code, steps, operands a, b and c of 16 bits; d is b and c as one
+// Which operands of an instruction name registers or constants: bit 0 for a, 1 for b, 2 for c.
+constexpr std::uint8_t RegisterOperands(const char* operands) {
+  int bits = 0;
+  for (int at = 0; at < 3; ++at) {
+    const char kind = operands[at];
+    if (kind == 'w' || kind == 'r' || kind == 'v' || kind == 'x') bits |= 1 << at;
+  }
+  return static_cast<std::uint8_t>(bits);
+}
+inline constexpr std::uint8_t kRegisterOperands[] = {
+#define KT_CODE_OP(name, operands, text) RegisterOperands(operands),
+#include "script/code/Kt_CodeOps.inc"
+#undef KT_CODE_OP
+};
+
+// One instruction in eight bytes: code, steps, operands a, b and c of 16 bits; d is b and c as one
 // signed number. Where a statement begins or goes on the code has kEntry as well, and the steps are
 // the number of statements that begin.
-struct Instr {
-  std::uint64_t word;
+//
+// The fields of operands that name registers or constants hold their number times two, and one more
+// for constants: an index of half a value, which the machine adds to where they lie. A(), B() and
+// C() tell them as everything but the loop knows them.
+struct alignas(8) Instr {
+  std::uint8_t code = 0;
+  std::uint8_t steps = 0;
+  std::uint16_t a = 0;
+  std::uint16_t b = 0;
+  std::uint16_t c = 0;
 
   static constexpr std::uint8_t kEntry = 1;
   static constexpr int kMostSteps = 0x7F;
 
   static Instr Of(InstrOp op, std::uint16_t a, std::uint16_t b, std::uint16_t c) {
-    return {static_cast<std::uint64_t>(op) << 1 | std::uint64_t{a} << 16 | std::uint64_t{b} << 32 |
-            std::uint64_t{c} << 48};
+    const int bits = kRegisterOperands[static_cast<std::size_t>(op)];
+    Instr in;
+    in.code = static_cast<std::uint8_t>(static_cast<int>(op) << 1);
+    in.a = std::rotl(a, bits & 1);
+    in.b = std::rotl(b, bits >> 1 & 1);
+    in.c = std::rotl(c, bits >> 2 & 1);
+    return in;
   }
   static Instr Far(InstrOp op, std::uint16_t a, std::int32_t d) {
     return Of(op, a, static_cast<std::uint16_t>(d),
               static_cast<std::uint16_t>(static_cast<std::uint32_t>(d) >> 16));
   }
-  InstrOp Op() const { return static_cast<InstrOp>(word >> 1 & 0x7F); }
-  bool IsEntry() const { return (word & kEntry) != 0; }
-  int Steps() const { return static_cast<int>(word >> 8 & 0xFF); }
-  std::uint16_t A() const { return static_cast<std::uint16_t>(word >> 16); }
-  std::uint16_t B() const { return static_cast<std::uint16_t>(word >> 32); }
-  std::uint16_t C() const { return static_cast<std::uint16_t>(word >> 48); }
-  std::int32_t D() const { return static_cast<std::int32_t>(word >> 32); }
-  void SetEntry(int steps) { word |= kEntry | static_cast<std::uint64_t>(steps) << 8; }
+  // Of the field of a register or constant: the operand, whether it is a constant, and how far it
+  // is from the first one, in bytes.
+  static std::uint16_t Operand(std::uint16_t field) { return std::rotr(field, 1); }
+  static bool IsConst(std::uint16_t field) { return (field & 1) != 0; }
+  static std::size_t Distance(std::uint16_t field) { return std::size_t{field} * 8; }
+
+  InstrOp Op() const { return static_cast<InstrOp>(code >> 1); }
+  bool IsEntry() const { return (code & kEntry) != 0; }
+  int Steps() const { return steps; }
+  std::uint16_t A() const { return std::rotr(a, Registers() & 1); }
+  std::uint16_t B() const { return std::rotr(b, Registers() >> 1 & 1); }
+  std::uint16_t C() const { return std::rotr(c, Registers() >> 2 & 1); }
+  std::int32_t D() const { return static_cast<std::int32_t>(std::uint32_t{c} << 16 | b); }
+  void SetEntry(int count) {
+    code |= kEntry;
+    steps = static_cast<std::uint8_t>(count);
+  }
   // Another instruction at this place; statements begin here as before.
-  void Replace(Instr in) { word = in.word | (word & (0xFF00 | kEntry)); }
+  void Replace(Instr in) {
+    in.code |= code & kEntry;
+    in.steps = steps;
+    *this = in;
+  }
+
+ private:
+  int Registers() const { return kRegisterOperands[code >> 1]; }
 };
-static_assert(sizeof(Instr) == 8);
+static_assert(sizeof(Instr) == 8 && sizeof(Kt_Variant) == 2 * 8);
 static_assert(static_cast<int>(InstrOp::kCount) <= 0x80);
 
 // An operand that may be a constant has this bit then.

@@ -55,10 +55,11 @@ KT_ALWAYS_INLINE bool TryNumbers(const Kt_Variant& left, const Kt_Variant& right
     Op::Longs(left.AsLong(), right.AsLong(), dst);
     return true;
   }
+  if (KT_LIKELY(left.IsDouble() && right.IsDouble())) {
+    dst.Set(Op::Doubles(left.AsDouble(), right.AsDouble()));
+    return true;
+  }
   switch (KindPair(left.GetTag(), right.GetTag())) {
-    case KindPair(kTagDouble, kTagDouble):
-      dst.Set(Op::Doubles(left.AsDouble(), right.AsDouble()));
-      return true;
     case KindPair(kTagLong, kTagDouble):
       dst.Set(Op::Doubles(left.AsLong(), right.AsDouble()));
       return true;
@@ -135,6 +136,20 @@ KT_NOINLINE bool TryHeld(Operands at, const Kt_Variant& left, const Kt_Variant& 
 constexpr std::int16_t kRelations[] = {kCmpEqual,        kCmpEqual, kCmpGreater,
                                        kCmpGreaterEqual, kCmpLess,  kCmpLessEqual};
 
+// The register that a field names, in `base`; or the constant, in what ConstsOf answers.
+KT_ALWAYS_INLINE Kt_Variant& At(Kt_Variant* base, std::uint16_t field) {
+  return *reinterpret_cast<Kt_Variant*>(reinterpret_cast<char*>(base) + Instr::Distance(field));
+}
+KT_ALWAYS_INLINE const Kt_Variant& At(const Kt_Variant* base, std::uint16_t field) {
+  return At(const_cast<Kt_Variant*>(base), field);
+}
+
+// The fields of constants are odd, so these begin one unit of them earlier.
+const Kt_Variant* ConstsOf(const FuncCode& code) {
+  return reinterpret_cast<const Kt_Variant*>(reinterpret_cast<std::uintptr_t>(code.consts.data()) -
+                                             Instr::Distance(1));
+}
+
 // Whether `left` relates to `right` as `op` says. REQUIRES: both are plain numbers (see below).
 template <Operator kOperator, class T>
 KT_ALWAYS_INLINE bool Holds(T left, T right) {
@@ -155,9 +170,10 @@ KT_ALWAYS_INLINE Truth TryRelation(const Kt_Variant& left, const Kt_Variant& rig
   if (KT_LIKELY(left.IsLong() && right.IsLong())) {
     return give(Holds<kOperator>(left.AsLong(), right.AsLong()));
   }
+  if (KT_LIKELY(left.IsDouble() && right.IsDouble())) {
+    return give(Holds<kOperator>(left.AsDouble(), right.AsDouble()));
+  }
   switch (KindPair(left.GetTag(), right.GetTag())) {
-    case KindPair(kTagDouble, kTagDouble):
-      return give(Holds<kOperator>(left.AsDouble(), right.AsDouble()));
     case KindPair(kTagLong, kTagDouble):
       return give(Holds<kOperator, double>(left.AsLong(), right.AsDouble()));
     case KindPair(kTagDouble, kTagLong):
@@ -273,19 +289,18 @@ bool Machine::IsPutBack(const CodeFrame& frame, const Instr* next, std::uint16_t
   const Kt_Variable* global = nullptr;
   if (next->Op() == InstrOp::kBindGlobal) {
     const LinkedCode& link = *frame.link;
-    global = link.globals_version == script_.GetVariables().GetVersion() ? link.globals[next->B()]
+    global = link.globals_version == script_.GetVariables().GetVersion() ? link.globals[next->b]
                                                                          : nullptr;
-    if (global == nullptr || frame.base[next->A()].GetRefVariable() != global) return false;
+    if (global == nullptr || At(frame.base, next->a).GetRefVariable() != global) return false;
     ++next;
   }
-  const bool is_store = next->Op() == InstrOp::kSetElement && next->C() == row &&
-                        next->A() != row && row < func.temp_base;
+  const bool is_store = next->Op() == InstrOp::kSetElement && next->c == row && next->a != row &&
+                        Instr::Operand(row) < func.temp_base;
   if (!is_store) return false;
-  const Kt_Variant& outer = Held(frame.base[next->A()]);
+  const Kt_Variant& outer = Held(At(frame.base, next->a));
   if (global != nullptr && &outer != &global->GetValue()) return false;
-  const std::uint16_t at = next->B();
-  const Kt_Variant& index = (at & kConstOperand) != 0 ? func.consts[at & 0x7FFF] : frame.base[at];
-  const Kt_Variant& list = Held(frame.base[row]);
+  const Kt_Variant& index = At(Instr::IsConst(next->b) ? ConstsOf(func) : frame.base, next->b);
+  const Kt_Variant& list = Held(At(frame.base, row));
   const Kt_Variant* const item = index.IsLong() ? outer.ListItem(index.AsLong()) : nullptr;
   if (item == nullptr || outer.IsContentShared() || !AreOneList(*item, list)) return false;
   auto& place = *const_cast<Kt_Variant*>(item);
@@ -505,7 +520,7 @@ bool Machine::RecoverHere(CodeFrame& frame, kt_long& code) {
 #if defined(__GNUC__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wpedantic"  // labels as values
-#define KT_DISPATCH() goto* table[in.word & 0xFF]
+#define KT_DISPATCH() goto* table[pc++->code]
 // An instruction at which statements begin has a way in of its own.
 #define KT_CASE(name)              \
   entry_##name : KT_COUNT_STEPS(); \
@@ -515,15 +530,22 @@ bool Machine::RecoverHere(CodeFrame& frame, kt_long& code) {
 #define KT_CASE(name) case InstrOp::k##name:
 #endif
 
-#define KT_COUNT_STEPS() left -= static_cast<std::int64_t>((in.word & 0x7F00) << 2)
-#define KT_NEXT()  \
-  do {             \
-    in = *pc++;    \
-    KT_DISPATCH(); \
-  } while (false)
+// The instruction that runs: it lies before the place in hand. Its operands are read where they
+// are; a register or constant is named by how far it is, which takes no arithmetic.
+#define KT_IN pc[-1]
+#define KT_COUNT_STEPS() left -= std::int64_t{KT_IN.steps} * kStep
+#define KT_NEXT() KT_DISPATCH()
+
+// What is slow reads the operands anew: nothing is kept for it that the fast way has no use for.
+#if defined(__GNUC__)
+#define KT_FORGET() asm("" : "+r"(pc))
+#else
+#define KT_FORGET() ((void)0)
+#endif
 
 #define KT_SAVE()        \
   do {                   \
+    KT_FORGET();         \
     frame->pc = pc;      \
     meter.SetLeft(left); \
   } while (false)
@@ -545,24 +567,30 @@ bool Machine::RecoverHere(CodeFrame& frame, kt_long& code) {
     goto after_slow;         \
   } while (false)
 
-#define KT_R(operand) base[operand]
-#define KT_X(operand) ((operand)&kConstOperand ? consts : base)[(operand)&0x7FFF]
+#define KT_R(field) At(base, field)
+#define KT_X(field) At(Instr::IsConst(field) ? consts : base, field)
 // A jump back may be one too many.
-#define KT_LOOK() \
-  if (KT_UNLIKELY(left < margin)) table = kStepTable
+#define KT_LOOK()                   \
+  if (KT_UNLIKELY(left < margin)) { \
+    KT_FORGET();                    \
+    table = kStepTable;             \
+  }
 
 // A temp that has been read lets go of its text.
-#define KT_DROP_TEXT(operand)                                                  \
-  if (((operand)&kConstOperand) == 0 && (operand) >= frame->code->temp_base) { \
-    KT_R(operand).Clear();                                                     \
+#define KT_DROP_TEXT(field)                                                        \
+  if (!Instr::IsConst(field) && Instr::Operand(field) >= frame->code->temp_base) { \
+    KT_R(field).Clear();                                                           \
   }
 
 // Nothing stops the run before the next instruction while nobody looks.
 #define KT_IS_PUT_BACK(row) (table == kFastTable && IsPutBack(*frame, pc, row))
 
-#define KT_HELD() (Operands{base + frame->code->temp_base})
+// Operands of the instruction for the functions beside the loop.
+#define KT_A() Instr::Operand(KT_IN.a)
+#define KT_B() Instr::Operand(KT_IN.b)
+#define KT_C() Instr::Operand(KT_IN.c)
 
-static_assert(kStep == 1024, "the mark of an instruction is shifted to units");
+#define KT_HELD() (Operands{base + frame->code->temp_base})
 
 // One loop by nature: what a machine dispatches to has to stand in one function.
 // NOLINTNEXTLINE(readability-function-size)
@@ -587,19 +615,18 @@ kt_long Machine::Loop(CodeFrame& entry, Kt_Variant& result, kt_long failure) {
   Kt_WorkMeter& meter = run_.Meter();
   CodeFrame* frame = current_;
   Kt_Variant* base = nullptr;
-  const Kt_Variant* consts = nullptr;
+  const Kt_Variant* consts = nullptr;  // see At
   const Instr* pc = nullptr;
   std::int64_t left = meter.GetLeft();
   std::int64_t margin = 0;
   kt_long code = failure;
-  Instr in{};
   bool flag = false;
   if (failure != kOk) goto failed;
 
 enter_frame:
   frame = current_;
   base = frame->base;
-  consts = frame->code->consts.data();
+  consts = ConstsOf(*frame->code);
   pc = frame->pc != nullptr ? frame->pc : frame->code->instrs.data();
   margin = frame->code->margin;
   table = left < margin || frame->is_stale ? kStepTable : kFastTable;
@@ -628,32 +655,32 @@ step:
   if (flag) goto enter_frame;
   if (left >= margin && !frame->is_stale) table = kFastTable;
 #if defined(__GNUC__)
-  goto* kFastTable[static_cast<int>(in.Op()) * 2];
+  goto* kFastTable[KT_IN.code & ~Instr::kEntry];
 #else
   goto run;
 dispatch:
-  if (in.IsEntry()) {
+  if (KT_IN.IsEntry()) {
     if (table) goto step;
     KT_COUNT_STEPS();
   }
 run:
-  switch (in.Op()) {
+  switch (KT_IN.Op()) {
 #endif
 
   KT_CASE(Move) {
-    const Kt_Variant& value = KT_X(in.B());
-    Kt_Variant& dst = KT_R(in.A());
+    const Kt_Variant& value = KT_X(KT_IN.b);
+    Kt_Variant& dst = KT_R(KT_IN.a);
     // What a string was can go on the spot; other contents may run code when they go.
     if (KT_LIKELY(!dst.IsCounted() || dst.IsString())) {
-      if (KT_LIKELY(!value.IsCounted() || (in.B() & kConstOperand) != 0)) {
+      if (KT_LIKELY(!value.IsCounted() || Instr::IsConst(KT_IN.b))) {
         dst = value;
         KT_NEXT();
       }
       if (KT_LIKELY(value.IsString() || value.IsList())) {
-        if (in.B() < frame->code->temp_base) {
+        if (Instr::Operand(KT_IN.b) < frame->code->temp_base) {
           dst = value;
         } else {
-          Kt_Variant& temp = KT_R(in.B());
+          Kt_Variant& temp = KT_R(KT_IN.b);
           dst.Swap(temp);
           if (KT_UNLIKELY(temp.IsCounted())) temp.Clear();
         }
@@ -667,13 +694,13 @@ run:
         KT_NEXT();
       }
     }
-    KT_SLOW(Move(*frame, in.A(), in.B()));
+    KT_SLOW(Move(*frame, KT_A(), KT_B()));
   }
   KT_CASE(GetGlobal) {
     const LinkedCode& link = *frame->link;
     if (KT_LIKELY(link.globals_version == script_.GetVariables().GetVersion())) {
-      const Kt_Variable* const place = link.globals[in.B()];
-      Kt_Variant& dst = KT_R(in.A());
+      const Kt_Variable* const place = link.globals[KT_IN.b];
+      Kt_Variant& dst = KT_R(KT_IN.a);
       if (KT_LIKELY(place != nullptr && !dst.IsCounted())) {
         const Kt_Variant& value = place->GetValue();
         if (KT_LIKELY(!value.IsCounted() || value.IsString() || value.IsList())) {
@@ -682,69 +709,71 @@ run:
         }
       }
     }
-    KT_SLOW(GetGlobal(*frame, in));
+    KT_SLOW(GetGlobal(*frame, KT_IN));
   }
   KT_CASE(SetGlobal) {
     const LinkedCode& link = *frame->link;
     if (KT_LIKELY(link.globals_version == script_.GetVariables().GetVersion())) {
-      Kt_Variable* const place = link.globals[in.A()];
-      const Kt_Variant& value = KT_X(in.B());
+      Kt_Variable* const place = link.globals[KT_IN.a];
+      const Kt_Variant& value = KT_X(KT_IN.b);
       if (KT_LIKELY(place != nullptr && !place->GetValue().IsCounted() && !value.IsCounted())) {
         place->GetValueW() = value;
         KT_NEXT();
       }
     }
-    KT_SLOW(SetGlobal(*frame, in));
+    KT_SLOW(SetGlobal(*frame, KT_IN));
   }
   KT_CASE(BindGlobal) {
     const LinkedCode& link = *frame->link;
     if (KT_LIKELY(link.globals_version == script_.GetVariables().GetVersion())) {
-      Kt_Variable* const place = link.globals[in.B()];
-      Kt_Variant& reg = KT_R(in.A());
+      Kt_Variable* const place = link.globals[KT_IN.b];
+      Kt_Variant& reg = KT_R(KT_IN.a);
       if (KT_LIKELY(place != nullptr && reg.GetRefVariable() == place)) KT_NEXT();
       if (KT_LIKELY(place != nullptr && !reg.IsCounted())) {
         reg.SetRef(*place);
         KT_NEXT();
       }
     }
-    KT_SLOW_AND_ON(BindGlobal(*frame, in));
+    KT_SLOW_AND_ON(BindGlobal(*frame, KT_IN));
   }
   KT_CASE(Ref) {
-    const Kt_Variant& variable = KT_R(in.B());
-    Kt_Variant& dst = KT_R(in.A());
+    const Kt_Variant& variable = KT_R(KT_IN.b);
+    Kt_Variant& dst = KT_R(KT_IN.a);
     if (KT_LIKELY(variable.IsRef() && !dst.IsCounted())) {
       dst = variable;
       KT_NEXT();
     }
-    KT_SLOW((Ref(*frame, in), kOk));
+    KT_SLOW((Ref(*frame, KT_IN), kOk));
   }
-  KT_CASE(MakeList) KT_SLOW(MakeList(*frame, in));
-  KT_CASE(DeclareArray) KT_SLOW(DeclareArray(*frame, in));
-  KT_CASE(AssignNew) KT_SLOW(AssignNew(*frame, in));
+  KT_CASE(MakeList) KT_SLOW(MakeList(*frame, KT_IN));
+  KT_CASE(DeclareArray) KT_SLOW(DeclareArray(*frame, KT_IN));
+  KT_CASE(AssignNew) KT_SLOW(AssignNew(*frame, KT_IN));
 
-#define KT_ARITHMETIC(name)                                                            \
-  KT_CASE(name##RR) {                                                                  \
-    if (KT_LIKELY(TryNumbers<name##Op>(KT_R(in.B()), KT_R(in.C()), KT_R(in.A())))) {   \
-      KT_NEXT();                                                                       \
-    }                                                                                  \
-    if (TryHeld<name##Op>(KT_HELD(), KT_R(in.B()), KT_R(in.C()), KT_R(in.A()))) {      \
-      KT_NEXT();                                                                       \
-    }                                                                                  \
-    KT_SLOW(Binary(*frame, Operator::k##name, in.A(), in.B(), in.C()));                \
-  }                                                                                    \
-  KT_CASE(name##RI) {                                                                  \
-    const auto number = static_cast<std::int16_t>(in.C());                             \
-    if (KT_LIKELY(TryNumber<name##Op>(KT_R(in.B()), number, KT_R(in.A())))) KT_NEXT(); \
-    if (TryHeld<name##Op>(KT_HELD(), KT_R(in.B()), kt_long{number}, KT_R(in.A()))) {   \
-      KT_NEXT();                                                                       \
-    }                                                                                  \
-    KT_SLOW(BinaryWith(*frame, Operator::k##name, in.A(), in.B(), number));            \
-  }                                                                                    \
-  KT_CASE(name##XX) {                                                                  \
-    if (KT_LIKELY(TryNumbers<name##Op>(KT_X(in.B()), KT_X(in.C()), KT_R(in.A())))) {   \
-      KT_NEXT();                                                                       \
-    }                                                                                  \
-    KT_SLOW(Binary(*frame, Operator::k##name, in.A(), in.B(), in.C()));                \
+#define KT_ARITHMETIC(name)                                                              \
+  KT_CASE(name##RR) {                                                                    \
+    if (KT_LIKELY(TryNumbers<name##Op>(KT_R(KT_IN.b), KT_R(KT_IN.c), KT_R(KT_IN.a)))) {  \
+      KT_NEXT();                                                                         \
+    }                                                                                    \
+    KT_FORGET();                                                                         \
+    if (TryHeld<name##Op>(KT_HELD(), KT_R(KT_IN.b), KT_R(KT_IN.c), KT_R(KT_IN.a))) {     \
+      KT_NEXT();                                                                         \
+    }                                                                                    \
+    KT_SLOW(Binary(*frame, Operator::k##name, KT_A(), KT_B(), KT_C()));                  \
+  }                                                                                      \
+  KT_CASE(name##RI) {                                                                    \
+    const auto number = static_cast<std::int16_t>(KT_IN.c);                              \
+    if (KT_LIKELY(TryNumber<name##Op>(KT_R(KT_IN.b), number, KT_R(KT_IN.a)))) KT_NEXT(); \
+    KT_FORGET();                                                                         \
+    if (TryHeld<name##Op>(KT_HELD(), KT_R(KT_IN.b), kt_long{number}, KT_R(KT_IN.a))) {   \
+      KT_NEXT();                                                                         \
+    }                                                                                    \
+    KT_SLOW(BinaryWith(*frame, Operator::k##name, KT_A(), KT_B(), number));              \
+  }                                                                                      \
+  KT_CASE(name##XX) {                                                                    \
+    if (KT_LIKELY(TryNumbers<name##Op>(KT_X(KT_IN.b), KT_X(KT_IN.c), KT_R(KT_IN.a)))) {  \
+      KT_NEXT();                                                                         \
+    }                                                                                    \
+    KT_SLOW(Binary(*frame, Operator::k##name, KT_A(), KT_B(), KT_C()));                  \
   }
   KT_ARITHMETIC(Add)
   KT_ARITHMETIC(Sub)
@@ -753,15 +782,15 @@ run:
   KT_ARITHMETIC(Mod)
 #undef KT_ARITHMETIC
 
-#define KT_VALUE_RELATION(name)                                                     \
-  KT_CASE(name) {                                                                   \
-    const Truth truth = TryRelation<Operator::k##name>(KT_X(in.B()), KT_X(in.C())); \
-    Kt_Variant& dst = KT_R(in.A());                                                 \
-    if (KT_LIKELY(truth != Truth::kUnknown && !dst.IsCounted())) {                  \
-      dst.Set(kt_long{truth == Truth::kYes});                                       \
-      KT_NEXT();                                                                    \
-    }                                                                               \
-    KT_SLOW(Binary(*frame, Operator::k##name, in.A(), in.B(), in.C()));             \
+#define KT_VALUE_RELATION(name)                                                       \
+  KT_CASE(name) {                                                                     \
+    const Truth truth = TryRelation<Operator::k##name>(KT_X(KT_IN.b), KT_X(KT_IN.c)); \
+    Kt_Variant& dst = KT_R(KT_IN.a);                                                  \
+    if (KT_LIKELY(truth != Truth::kUnknown && !dst.IsCounted())) {                    \
+      dst.Set(kt_long{truth == Truth::kYes});                                         \
+      KT_NEXT();                                                                      \
+    }                                                                                 \
+    KT_SLOW(Binary(*frame, Operator::k##name, KT_A(), KT_B(), KT_C()));               \
   }
   KT_VALUE_RELATION(Equal)
   KT_VALUE_RELATION(NotEqual)
@@ -772,35 +801,35 @@ run:
 #undef KT_VALUE_RELATION
 #define KT_LOGIC(name, op)                                                  \
   KT_CASE(name) {                                                           \
-    const Kt_Variant& first = KT_X(in.B());                                 \
-    const Kt_Variant& second = KT_X(in.C());                                \
-    Kt_Variant& dst = KT_R(in.A());                                         \
+    const Kt_Variant& first = KT_X(KT_IN.b);                                \
+    const Kt_Variant& second = KT_X(KT_IN.c);                               \
+    Kt_Variant& dst = KT_R(KT_IN.a);                                        \
     if (KT_LIKELY(first.IsLong() && second.IsLong() && !dst.IsCounted())) { \
       dst.Set(kt_long{first.AsLong() != 0 op second.AsLong() != 0});        \
       KT_NEXT();                                                            \
     }                                                                       \
-    KT_SLOW(Binary(*frame, Operator::k##name, in.A(), in.B(), in.C()));     \
+    KT_SLOW(Binary(*frame, Operator::k##name, KT_A(), KT_B(), KT_C()));     \
   }
   KT_LOGIC(And, &&)
   KT_LOGIC(Or, ||)
 #undef KT_LOGIC
   KT_CASE(Not) {
-    const Kt_Variant& value = KT_X(in.C());
-    Kt_Variant& dst = KT_R(in.A());
+    const Kt_Variant& value = KT_X(KT_IN.c);
+    Kt_Variant& dst = KT_R(KT_IN.a);
     if (KT_LIKELY(value.IsLong() && !dst.IsCounted())) {
       dst.Set(kt_long{value.AsLong() == 0});
       KT_NEXT();
     }
-    KT_SLOW(Binary(*frame, Operator::kNot, in.A(), in.B(), in.C()));
+    KT_SLOW(Binary(*frame, Operator::kNot, KT_A(), KT_B(), KT_C()));
   }
-  KT_CASE(LoneAnd) KT_SLOW(Binary(*frame, Operator::kLoneAnd, in.A(), in.B(), in.C()));
+  KT_CASE(LoneAnd) KT_SLOW(Binary(*frame, Operator::kLoneAnd, KT_A(), KT_B(), KT_C()));
 
-#define KT_COMPOUND(name)                                                   \
-  KT_CASE(name##To) {                                                       \
-    Kt_Variant& dst = Held(KT_R(in.A()));                                   \
-    if (KT_LIKELY(TryNumbers<name##Op>(dst, KT_X(in.B()), dst))) KT_NEXT(); \
-    if (TryHeld<name##Op>(KT_HELD(), dst, KT_X(in.B()), dst)) KT_NEXT();    \
-    KT_SLOW(Combine(*frame, Operator::k##name, in.A(), in.B()));            \
+#define KT_COMPOUND(name)                                                    \
+  KT_CASE(name##To) {                                                        \
+    Kt_Variant& dst = Held(KT_R(KT_IN.a));                                   \
+    if (KT_LIKELY(TryNumbers<name##Op>(dst, KT_X(KT_IN.b), dst))) KT_NEXT(); \
+    if (TryHeld<name##Op>(KT_HELD(), dst, KT_X(KT_IN.b), dst)) KT_NEXT();    \
+    KT_SLOW(Combine(*frame, Operator::k##name, KT_A(), KT_B()));             \
   }
   KT_COMPOUND(Add)
   KT_COMPOUND(Sub)
@@ -809,35 +838,40 @@ run:
   KT_COMPOUND(Mod)
 #undef KT_COMPOUND
   KT_CASE(Step) {
-    Kt_Variant& value = Held(KT_R(in.A()));
+    Kt_Variant& value = KT_R(KT_IN.a);
     if (KT_LIKELY(IsLongWord(value))) {
-      AddOp::Longs(value.AsLong(), static_cast<std::int16_t>(in.C()), value);
+      AddOp::Longs(value.AsLong(), static_cast<std::int16_t>(KT_IN.c), value);
       KT_NEXT();
     }
-    KT_SLOW(Step(*frame, in));
+    if (value.IsRef() && IsLongWord(Held(value))) {
+      Kt_Variant& held = Held(value);
+      AddOp::Longs(held.AsLong(), static_cast<std::int16_t>(KT_IN.c), held);
+      KT_NEXT();
+    }
+    KT_SLOW(Step(*frame, KT_IN));
   }
 // The end of a counting loop: a whole number that stays one, and its test, which stands
 // there as well for those who come from elsewhere.
-#define KT_STEP_IF(form, relation, bound)                                                       \
-  KT_CASE(StepIf##form) {                                                                       \
-    Kt_Variant& value = KT_R(in.A());                                                           \
-    const Instr test = *pc;                                                                     \
-    const std::int64_t next = std::int64_t{value.AsLong()} + static_cast<std::int16_t>(in.C()); \
-    if (KT_LIKELY(IsLongWord(value) && bound.IsLong() && next == static_cast<kt_long>(next))) { \
-      value.Set(static_cast<kt_long>(next));                                                    \
-      ++pc;                                                                                     \
-      if (KT_LIKELY(next relation bound.AsLong())) {                                            \
-        pc += static_cast<std::int16_t>(test.C());                                              \
-        KT_LOOK();                                                                              \
-      }                                                                                         \
-      KT_NEXT();                                                                                \
-    }                                                                                           \
-    KT_SLOW(Step(*frame, in));                                                                  \
+#define KT_STEP_IF(form, relation, bound)                                                        \
+  KT_CASE(StepIf##form) {                                                                        \
+    Kt_Variant& value = KT_R(KT_IN.a);                                                           \
+    const Instr& test = *pc;                                                                     \
+    const std::int64_t next = std::int64_t{value.AsLong()} + static_cast<std::int16_t>(KT_IN.c); \
+    if (KT_LIKELY(IsLongWord(value) && bound.IsLong() && next == static_cast<kt_long>(next))) {  \
+      value.Set(static_cast<kt_long>(next));                                                     \
+      ++pc;                                                                                      \
+      if (KT_LIKELY(next relation bound.AsLong())) {                                             \
+        pc += static_cast<std::int16_t>(test.c);                                                 \
+        KT_LOOK();                                                                               \
+      }                                                                                          \
+      KT_NEXT();                                                                                 \
+    }                                                                                            \
+    KT_SLOW(Step(*frame, KT_IN));                                                                \
   }
-#define KT_TEST_NUMBER Kt_Variant(kt_long{static_cast<std::int16_t>(test.B())})
-  KT_STEP_IF(LessRR, <, KT_R(test.B()))
+#define KT_TEST_NUMBER Kt_Variant(kt_long{static_cast<std::int16_t>(test.b)})
+  KT_STEP_IF(LessRR, <, KT_R(test.b))
   KT_STEP_IF(LessRI, <, KT_TEST_NUMBER)
-  KT_STEP_IF(LessEqualRR, <=, KT_R(test.B()))
+  KT_STEP_IF(LessEqualRR, <=, KT_R(test.b))
   KT_STEP_IF(LessEqualRI, <=, KT_TEST_NUMBER)
   KT_STEP_IF(GreaterRI, >, KT_TEST_NUMBER)
   KT_STEP_IF(GreaterEqualRI, >=, KT_TEST_NUMBER)
@@ -846,17 +880,17 @@ run:
 // The same with a step of any size. What is not done at once leaves the test to that instruction.
 #define KT_ADD_TO_IF(form, relation)                                                      \
   KT_CASE(AddToIf##form) {                                                                \
-    Kt_Variant& value = KT_R(in.A());                                                     \
-    const Kt_Variant& step = KT_X(in.B());                                                \
-    const Instr test = *pc;                                                               \
-    const Kt_Variant& bound = KT_R(test.B());                                             \
+    Kt_Variant& value = KT_R(KT_IN.a);                                                    \
+    const Kt_Variant& step = KT_X(KT_IN.b);                                               \
+    const Instr& test = *pc;                                                              \
+    const Kt_Variant& bound = KT_R(test.b);                                               \
     const std::int64_t next = std::int64_t{value.AsLong()} + step.AsLong();               \
     if (KT_LIKELY(IsLongWord(value) && step.IsLong() && bound.IsLong() &&                 \
                   next == static_cast<kt_long>(next))) {                                  \
       value.Set(static_cast<kt_long>(next));                                              \
       ++pc;                                                                               \
       if (KT_LIKELY(value.AsLong() relation bound.AsLong())) {                            \
-        pc += static_cast<std::int16_t>(test.C());                                        \
+        pc += static_cast<std::int16_t>(test.c);                                          \
         KT_LOOK();                                                                        \
       }                                                                                   \
       KT_NEXT();                                                                          \
@@ -865,55 +899,55 @@ run:
     if (TryNumbers<AddOp>(dst, step, dst) || TryHeld<AddOp>(KT_HELD(), dst, step, dst)) { \
       KT_NEXT();                                                                          \
     }                                                                                     \
-    KT_SLOW(Combine(*frame, Operator::kAdd, in.A(), in.B()));                             \
+    KT_SLOW(Combine(*frame, Operator::kAdd, KT_A(), KT_B()));                             \
   }
   KT_ADD_TO_IF(LessRR, <)
   KT_ADD_TO_IF(LessEqualRR, <=)
 #undef KT_ADD_TO_IF
   KT_CASE(StepBefore) {
-    Kt_Variant& value = KT_R(in.B());
-    Kt_Variant& dst = KT_R(in.A());
+    Kt_Variant& value = KT_R(KT_IN.b);
+    Kt_Variant& dst = KT_R(KT_IN.a);
     if (KT_LIKELY(value.IsLong() && !dst.IsCounted())) {
-      AddOp::Longs(value.AsLong(), static_cast<std::int16_t>(in.C()), value);
+      AddOp::Longs(value.AsLong(), static_cast<std::int16_t>(KT_IN.c), value);
       dst = value;
       KT_NEXT();
     }
-    KT_SLOW(StepValue(*frame, in, true));
+    KT_SLOW(StepValue(*frame, KT_IN, true));
   }
   KT_CASE(StepAfter) {
-    Kt_Variant& value = KT_R(in.B());
-    Kt_Variant& dst = KT_R(in.A());
+    Kt_Variant& value = KT_R(KT_IN.b);
+    Kt_Variant& dst = KT_R(KT_IN.a);
     if (KT_LIKELY(value.IsLong() && !dst.IsCounted() && &dst != &value)) {
       dst = value;
-      AddOp::Longs(value.AsLong(), static_cast<std::int16_t>(in.C()), value);
+      AddOp::Longs(value.AsLong(), static_cast<std::int16_t>(KT_IN.c), value);
       KT_NEXT();
     }
-    KT_SLOW(StepValue(*frame, in, false));
+    KT_SLOW(StepValue(*frame, KT_IN, false));
   }
-  KT_CASE(JoinBegin) KT_SLOW(JoinBegin(*frame, in));
-  KT_CASE(JoinEnd) KT_SLOW(JoinEnd(*frame, in));
+  KT_CASE(JoinBegin) KT_SLOW(JoinBegin(*frame, KT_IN));
+  KT_CASE(JoinEnd) KT_SLOW(JoinEnd(*frame, KT_IN));
 
 // An item that is only compared, by the test that follows, which stands there as well for items
 // that are no numbers.
 #define KT_ELEMENT_TEST(form, sense, relation)                                   \
   KT_CASE(Element##form) {                                                       \
-    const Kt_Variant& index = KT_X(in.C());                                      \
-    const Instr test = *pc;                                                      \
+    const Kt_Variant& index = KT_X(KT_IN.c);                                     \
+    const Instr& test = *pc;                                                     \
     const Kt_Variant* const item =                                               \
-        index.IsLong() ? Held(KT_R(in.B())).ListItem(index.AsLong()) : nullptr;  \
+        index.IsLong() ? Held(KT_R(KT_IN.b)).ListItem(index.AsLong()) : nullptr; \
     const Truth truth = KT_LIKELY(item != nullptr) ? relation : Truth::kUnknown; \
     if (KT_UNLIKELY(truth == Truth::kUnknown)) goto element;                     \
     ++pc;                                                                        \
     if ((truth == Truth::kYes) == sense) {                                       \
-      pc += static_cast<std::int16_t>(test.C());                                 \
+      pc += static_cast<std::int16_t>(test.c);                                   \
       if (sense) KT_LOOK();                                                      \
     }                                                                            \
     KT_NEXT();                                                                   \
   }
-#define KT_ELEMENT_TESTS(name, prefix, sense)                                                   \
-  KT_ELEMENT_TEST(prefix##name##RI, sense,                                                      \
-                  TryRelationTo<Operator::k##name>(*item, static_cast<std::int16_t>(test.B()))) \
-  KT_ELEMENT_TEST(prefix##name##RR, sense, TryRelation<Operator::k##name>(*item, KT_R(test.B())))
+#define KT_ELEMENT_TESTS(name, prefix, sense)                                                 \
+  KT_ELEMENT_TEST(prefix##name##RI, sense,                                                    \
+                  TryRelationTo<Operator::k##name>(*item, static_cast<std::int16_t>(test.b))) \
+  KT_ELEMENT_TEST(prefix##name##RR, sense, TryRelation<Operator::k##name>(*item, KT_R(test.b)))
   KT_ELEMENT_TESTS(Equal, Unless, false)
   KT_ELEMENT_TESTS(Less, Unless, false)
   KT_ELEMENT_TESTS(Greater, Unless, false)
@@ -923,9 +957,9 @@ run:
 #undef KT_ELEMENT_TEST
   KT_CASE(Element) {
   element:;
-    const Kt_Variant& list = Held(KT_R(in.B()));
-    const Kt_Variant& index = KT_X(in.C());
-    Kt_Variant& dst = KT_R(in.A());
+    const Kt_Variant& list = Held(KT_R(KT_IN.b));
+    const Kt_Variant& index = KT_X(KT_IN.c);
+    Kt_Variant& dst = KT_R(KT_IN.a);
     if (KT_LIKELY(index.IsLong())) {
       const Kt_Variant* const item = list.ListItem(index.AsLong());
       if (KT_LIKELY(item != nullptr && (IsNumberOrText(dst) || IsSharedList(dst)) &&
@@ -934,14 +968,14 @@ run:
         KT_NEXT();
       }
     }
-    KT_SLOW(Element(*frame, in));
+    KT_SLOW(Element(*frame, KT_IN));
   }
   KT_CASE(Element2) {
-    const Instr more = *pc++;
-    const Kt_Variant& list = Held(KT_R(in.B()));
-    const Kt_Variant& index = KT_X(in.C());
-    const Kt_Variant& second = KT_X(more.A());
-    Kt_Variant& dst = KT_R(in.A());
+    const Kt_Variant& list = Held(KT_R(KT_IN.b));
+    const Kt_Variant& index = KT_X(KT_IN.c);
+    const Kt_Variant& second = KT_X(pc->a);
+    Kt_Variant& dst = KT_R(KT_IN.a);
+    ++pc;
     if (KT_LIKELY(index.IsLong() && second.IsLong() && list.IsList() && !dst.IsCounted())) {
       const Kt_Variant* const row = list.ListItem(index.AsLong());
       const Kt_Variant* const item =
@@ -951,16 +985,16 @@ run:
         KT_NEXT();
       }
     }
-    KT_SLOW(Element2(*frame, in, more));
+    KT_SLOW(Element2(*frame, pc[-2], KT_IN));
   }
   KT_CASE(Index) {
-    const Instr more = *pc++;
-    KT_SLOW(Index(*frame, in, more));
+    ++pc;
+    KT_SLOW(Index(*frame, pc[-2], KT_IN));
   }
   KT_CASE(SetElement) {
-    const Kt_Variant& list = Held(KT_R(in.A()));
-    const Kt_Variant& index = KT_X(in.B());
-    const Kt_Variant& value = KT_X(in.C());
+    const Kt_Variant& list = Held(KT_R(KT_IN.a));
+    const Kt_Variant& index = KT_X(KT_IN.b);
+    const Kt_Variant& value = KT_X(KT_IN.c);
     const Kt_Variant* const item = index.IsLong() ? list.ListItem(index.AsLong()) : nullptr;
     if (KT_LIKELY(item != nullptr)) {
       // Asked first: nothing that was read before that is known after it.
@@ -969,46 +1003,48 @@ run:
         *const_cast<Kt_Variant*>(item) = value;
         KT_NEXT();
       }
-      if (IsNumberOrText(value) && IsNumberOrText(*item) && (is_own || KT_IS_PUT_BACK(in.A()))) {
+      if (IsNumberOrText(value) && IsNumberOrText(*item) && (is_own || KT_IS_PUT_BACK(KT_IN.a))) {
         *const_cast<Kt_Variant*>(item) = value;
-        if (KT_UNLIKELY(value.IsCounted())) KT_DROP_TEXT(in.C());
+        if (KT_UNLIKELY(value.IsCounted())) KT_DROP_TEXT(KT_IN.c);
         KT_NEXT();
       }
-      if (!value.IsCounted() && IsNumberOrText(*item)) KT_SLOW(SetInCopy(*frame, in));
+      if (!value.IsCounted() && IsNumberOrText(*item)) KT_SLOW(SetInCopy(*frame, KT_IN));
       // Where it came from, a list need not be stored.
-      if (AreOneList(*item, value) && in.C() < frame->code->temp_base) KT_NEXT();
+      if (AreOneList(*item, value) && Instr::Operand(KT_IN.c) < frame->code->temp_base) KT_NEXT();
     }
-    KT_SLOW(SetElement(*frame, in));
+    KT_SLOW(SetElement(*frame, KT_IN));
   }
   KT_CASE(ChangeElement) {
-    const Instr more = *pc++;
-    const Kt_Variant& list = Held(KT_R(in.A()));
-    const Kt_Variant& index = KT_X(in.B());
+    const Kt_Variant& list = Held(KT_R(KT_IN.a));
+    const Kt_Variant& index = KT_X(KT_IN.b);
+    const Kt_Variant& value = KT_X(KT_IN.c);
+    ++pc;
     const Kt_Variant* const item = index.IsLong() ? list.ListItem(index.AsLong()) : nullptr;
-    if (KT_LIKELY(item != nullptr && (!list.IsContentShared() || KT_IS_PUT_BACK(in.A())) &&
-                  TryCombine(static_cast<Operator>(more.B()), *const_cast<Kt_Variant*>(item),
-                             KT_X(in.C())))) {
+    if (KT_LIKELY(
+            item != nullptr && (!list.IsContentShared() || KT_IS_PUT_BACK(pc[-2].a)) &&
+            TryCombine(static_cast<Operator>(KT_IN.b), *const_cast<Kt_Variant*>(item), value))) {
       KT_NEXT();
     }
-    KT_SLOW(ChangeElement(*frame, in, more));
+    KT_SLOW(ChangeElement(*frame, pc[-2], KT_IN));
   }
   KT_CASE(More) KT_NEXT();
 
   KT_CASE(CallScript) {
-    const LinkedCode::CallSite& site = frame->link->calls[in.C()];
+    const LinkedCode::CallSite& site = frame->link->calls[KT_IN.c];
     LinkedCode* const link = site.code;
     CodeFrame* const inner = frame->next;
-    Kt_Variant* const args = base + in.A();
+    Kt_Variant* const args = &KT_R(KT_IN.a);
     if (KT_UNLIKELY(site.code_version != script_.GetVersion() || inner == nullptr ||
                     depth_ >= kMostFrames ||
-                    frame->end - args < link->code->register_count + 256)) {
+                    args + link->code->register_count + kSpareRegisters > frame->end)) {
       KT_SAVE();
-      code = EnterSlow(*frame, in);
+      code = EnterSlow(*frame, KT_IN);
       left = meter.GetLeft();
       if (KT_UNLIKELY(code != kOk)) goto failed;
       goto enter_frame;
     }
     const FuncCode* const callee = link->code.get();
+    const int arg_count = KT_IN.b & 0xFF;
     frame->pc = pc;
     inner->func = site.func;
     inner->code = callee;
@@ -1025,17 +1061,21 @@ run:
     current_ = frame = inner;
     ++depth_;
     base = args;
-    flag = (in.B() & 0xFF) == callee->param_count;
-    for (const Kt_Variant *arg = args, *last = args + callee->param_count; arg != last; ++arg) {
-      flag = flag && !arg->IsRef();
-    }
-    if (KT_LIKELY(flag)) {
-      Kt_Variant* const last = args + callee->var_count;
-      for (Kt_Variant* reg = args + callee->param_count; reg != last; ++reg) reg->SetUndeclared();
+    Kt_Variant* reg = args;
+    Kt_Variant* const params = args + callee->param_count;
+    if (KT_LIKELY(arg_count == callee->param_count)) {
+      while (reg != params && KT_LIKELY(!reg->IsRef())) ++reg;
     } else {
-      BindArgs(*inner, in.B() & 0xFF);
+      reg = nullptr;
     }
-    consts = callee->consts.data();
+    if (KT_LIKELY(reg == params)) {
+      for (Kt_Variant* const last = args + callee->var_count; reg != last; ++reg) {
+        reg->SetUndeclared();
+      }
+    } else {
+      BindArgs(*inner, arg_count);
+    }
+    consts = ConstsOf(*callee);
     pc = callee->instrs.data();
     margin = callee->margin;
     left -= kStep;
@@ -1050,20 +1090,20 @@ run:
     KT_NEXT();
   }
   KT_CASE(Receive) {
-    if (KT_LIKELY((in.C() & kObjectSite) == 0)) {  // else it may be a name of the host
-      const Kt_Variant& value = KT_X(in.B());
-      Kt_Variant& dst = KT_R(in.A());
+    if (KT_LIKELY((KT_IN.c & kObjectSite) == 0)) {  // else it may be a name of the host
+      const Kt_Variant& value = KT_X(KT_IN.b);
+      Kt_Variant& dst = KT_R(KT_IN.a);
       if (KT_LIKELY((IsNumberOrText(value) || value.IsList()) && !dst.IsCounted())) {
         dst = value;
-        if (KT_UNLIKELY(value.IsCounted())) KT_DROP_TEXT(in.B());
+        if (KT_UNLIKELY(value.IsCounted())) KT_DROP_TEXT(KT_IN.b);
         KT_NEXT();
       }
     }
-    KT_SLOW(Receive(*frame, in));
+    KT_SLOW(Receive(*frame, KT_IN));
   }
   KT_CASE(Member) {
-    const FuncCode::Quick& quick = frame->code->quicks[in.B()];
-    if (quick.use == MemberUse::kSet) KT_SLOW_AND_ON(SetMember(*frame, in, quick));
+    const FuncCode::Quick& quick = frame->code->quicks[KT_IN.b];
+    if (quick.use == MemberUse::kSet) KT_SLOW_AND_ON(SetMember(*frame, KT_IN, quick));
     KT_SAVE();
     code = UseMember(*frame, quick, flag);
     left = meter.GetLeft();
@@ -1072,12 +1112,12 @@ run:
     KT_LOOK();
     KT_NEXT();
   }
-  KT_CASE(CallBuiltin) KT_SLOW(CallBuiltin(*frame, in));
-  KT_CASE(CallMember) KT_SLOW_AND_ON(CallMember(*frame, in));
-  KT_CASE(CallHost) KT_SLOW(CallOutside(*frame, CallOf(*frame, in)));
+  KT_CASE(CallBuiltin) KT_SLOW(CallBuiltin(*frame, KT_IN));
+  KT_CASE(CallMember) KT_SLOW_AND_ON(CallMember(*frame, KT_IN));
+  KT_CASE(CallHost) KT_SLOW(CallOutside(*frame, CallOf(*frame, KT_IN)));
   KT_CASE(Length) {
-    const Kt_Variant& value = Held(KT_R(in.B()));
-    Kt_Variant& dst = KT_R(in.A());
+    const Kt_Variant& value = Held(KT_R(KT_IN.b));
+    Kt_Variant& dst = KT_R(KT_IN.a);
     if (KT_LIKELY(!dst.IsCounted() && frame->link->version == script_.GetVersion())) {
       if (value.IsList()) {
         dst.Set(value.ListCount());
@@ -1088,99 +1128,100 @@ run:
         KT_NEXT();
       }
     }
-    KT_SLOW_AND_ON(Length(*frame, in));
+    KT_SLOW_AND_ON(Length(*frame, KT_IN));
   }
 
   KT_CASE(Jump) {
-    pc += in.D();
+    pc += KT_IN.D();
     KT_LOOK();
     KT_NEXT();
   }
   KT_CASE(JumpIf) {
-    const Kt_Variant& value = KT_R(in.A());
+    const Kt_Variant& value = KT_R(KT_IN.a);
     if (KT_LIKELY(value.IsLong())) {
       flag = value.AsLong() != 0;
     } else {
       KT_SAVE();
-      flag = IsTrue(*frame, in.A());
+      flag = IsTrue(*frame, KT_A());
       left = meter.GetLeft();
     }
     if (flag) {
-      pc += in.D();
+      pc += KT_IN.D();
       KT_LOOK();
     }
     KT_NEXT();
   }
   KT_CASE(JumpIfNot) {
-    const Kt_Variant& value = KT_R(in.A());
+    const Kt_Variant& value = KT_R(KT_IN.a);
     if (KT_LIKELY(value.IsLong())) {
       flag = value.AsLong() != 0;
     } else {
       KT_SAVE();
-      flag = IsTrue(*frame, in.A());
+      flag = IsTrue(*frame, KT_A());
       left = meter.GetLeft();
     }
-    if (!flag) pc += in.D();
+    if (!flag) pc += KT_IN.D();
     KT_NEXT();
   }
-#define KT_TEST(name, when)                              \
-  KT_CASE(name) {                                        \
-    const Kt_Variant& value = KT_X(in.B());              \
-    Kt_Variant& dst = KT_R(in.A());                      \
-    if (KT_LIKELY(value.IsLong() && !dst.IsCounted())) { \
-      flag = (value.AsLong() != 0) == when;              \
-      dst.Set(flag ? kt_long{when} : value.AsLong());    \
-      if (flag) pc += static_cast<std::int16_t>(in.C()); \
-      KT_NEXT();                                         \
-    }                                                    \
-    KT_SAVE();                                           \
-    flag = Test(*frame, in, when);                       \
-    goto after_test;                                     \
+#define KT_TEST(name, when)                               \
+  KT_CASE(name) {                                         \
+    const Kt_Variant& value = KT_X(KT_IN.b);              \
+    Kt_Variant& dst = KT_R(KT_IN.a);                      \
+    if (KT_LIKELY(value.IsLong() && !dst.IsCounted())) {  \
+      flag = (value.AsLong() != 0) == when;               \
+      dst.Set(flag ? kt_long{when} : value.AsLong());     \
+      if (flag) pc += static_cast<std::int16_t>(KT_IN.c); \
+      KT_NEXT();                                          \
+    }                                                     \
+    KT_SAVE();                                            \
+    flag = Test(*frame, KT_IN, when);                     \
+    goto after_test;                                      \
   }
   KT_TEST(TestAnd, false)
   KT_TEST(TestOr, true)
 #undef KT_TEST
   KT_CASE(Choose) {
-    Kt_Variant& chosen = KT_R(in.A());
-    const std::int32_t target = frame->code->choices[in.B()].Find(chosen);
+    Kt_Variant& chosen = KT_R(KT_IN.a);
+    const std::int32_t target = frame->code->choices[KT_IN.b].Find(chosen);
     if (KT_LIKELY(target != ChoiceTable::kAsk)) {
-      if (in.A() >= frame->code->temp_base) chosen.Clear();  // a number or a text
+      if (KT_A() >= frame->code->temp_base) chosen.Clear();  // a number or a text
       pc = frame->code->instrs.data() + target;
     }
     KT_NEXT();
   }
   KT_CASE(Case) {
-    const Truth truth = TryRelation<Operator::kEqual>(KT_R(in.A()), KT_X(in.B()));
+    const Truth truth = TryRelation<Operator::kEqual>(KT_R(KT_IN.a), KT_X(KT_IN.b));
     if (KT_LIKELY(truth != Truth::kUnknown)) {
-      if (truth == Truth::kYes) pc += static_cast<std::int16_t>(in.C());
+      if (truth == Truth::kYes) pc += static_cast<std::int16_t>(KT_IN.c);
       KT_NEXT();
     }
     KT_SAVE();
-    flag = IsCase(*frame, in);
+    flag = IsCase(*frame, KT_IN);
     goto after_test;
   }
   KT_CASE(Guard) {
-    if (KT_UNLIKELY(KT_R(in.A()).IsUndeclared())) pc += in.D();
+    if (KT_UNLIKELY(KT_R(KT_IN.a).IsUndeclared())) pc += KT_IN.D();
     KT_NEXT();
   }
 
 // Two texts are equal or not without a call; `flag` says for which the jump is made.
-#define KT_TEXTS(name, sense)                                            \
-  if constexpr (IsEquality(Operator::k##name)) {                         \
-    if (KT_LIKELY(KT_X(in.A()).IsString() && KT_X(in.B()).IsString())) { \
-      flag = (Operator::k##name == Operator::kEqual) == sense;           \
-      goto texts;                                                        \
-    }                                                                    \
+#define KT_TEXTS(name, sense)                                              \
+  if constexpr (IsEquality(Operator::k##name)) {                           \
+    if (KT_LIKELY(KT_X(KT_IN.a).IsString() && KT_X(KT_IN.b).IsString())) { \
+      flag = (Operator::k##name == Operator::kEqual) == sense;             \
+      goto texts;                                                          \
+    }                                                                      \
   }
 #define KT_RELATION_JUMP(form, sense, quick, texts, held, slow) \
   KT_CASE(form) {                                               \
     Truth truth = quick;                                        \
     if (KT_UNLIKELY(truth == Truth::kUnknown)) {                \
+      KT_FORGET();                                              \
       texts truth = held;                                       \
     }                                                           \
     if (KT_LIKELY(truth != Truth::kUnknown)) {                  \
       if ((truth == Truth::kYes) == sense) {                    \
-        pc += static_cast<std::int16_t>(in.C());                \
+        pc += static_cast<std::int16_t>(KT_IN.c);               \
         if (sense) KT_LOOK();                                   \
       }                                                         \
       KT_NEXT();                                                \
@@ -1189,21 +1230,21 @@ run:
     flag = slow == sense;                                       \
     goto after_test;                                            \
   }
-#define KT_RELATION_FORMS(name, sense, prefix)                                                \
-  KT_RELATION_JUMP(prefix##name##RR, sense,                                                   \
-                   TryRelation<Operator::k##name>(KT_R(in.A()), KT_R(in.B())),                \
-                   KT_TEXTS(name, sense),                                                     \
-                   TryHeldRelation<Operator::k##name>(KT_HELD(), KT_R(in.A()), KT_R(in.B())), \
-                   Relates(*frame, Operator::k##name, in.A(), in.B()))                        \
-  KT_RELATION_JUMP(                                                                           \
-      prefix##name##RI, sense,                                                                \
-      TryRelationTo<Operator::k##name>(KT_R(in.A()), static_cast<std::int16_t>(in.B())), ,    \
-      TryHeldRelation<Operator::k##name>(KT_HELD(), KT_R(in.A()),                             \
-                                         kt_long{static_cast<std::int16_t>(in.B())}),         \
-      RelatesTo(*frame, Operator::k##name, in.A(), static_cast<std::int16_t>(in.B())))        \
-  KT_RELATION_JUMP(                                                                           \
-      prefix##name##XX, sense, TryRelation<Operator::k##name>(KT_X(in.A()), KT_X(in.B())),    \
-      KT_TEXTS(name, sense), Truth::kUnknown, Relates(*frame, Operator::k##name, in.A(), in.B()))
+#define KT_RELATION_FORMS(name, sense, prefix)                                                  \
+  KT_RELATION_JUMP(prefix##name##RR, sense,                                                     \
+                   TryRelation<Operator::k##name>(KT_R(KT_IN.a), KT_R(KT_IN.b)),                \
+                   KT_TEXTS(name, sense),                                                       \
+                   TryHeldRelation<Operator::k##name>(KT_HELD(), KT_R(KT_IN.a), KT_R(KT_IN.b)), \
+                   Relates(*frame, Operator::k##name, KT_A(), KT_B()))                          \
+  KT_RELATION_JUMP(                                                                             \
+      prefix##name##RI, sense,                                                                  \
+      TryRelationTo<Operator::k##name>(KT_R(KT_IN.a), static_cast<std::int16_t>(KT_IN.b)), ,    \
+      TryHeldRelation<Operator::k##name>(KT_HELD(), KT_R(KT_IN.a),                              \
+                                         kt_long{static_cast<std::int16_t>(KT_IN.b)}),          \
+      RelatesTo(*frame, Operator::k##name, KT_A(), static_cast<std::int16_t>(KT_IN.b)))         \
+  KT_RELATION_JUMP(                                                                             \
+      prefix##name##XX, sense, TryRelation<Operator::k##name>(KT_X(KT_IN.a), KT_X(KT_IN.b)),    \
+      KT_TEXTS(name, sense), Truth::kUnknown, Relates(*frame, Operator::k##name, KT_A(), KT_B()))
 #define KT_RELATION(name)           \
   KT_RELATION_FORMS(name, true, If) \
   KT_RELATION_FORMS(name, false, Unless)
@@ -1219,16 +1260,16 @@ run:
 #undef KT_TEXTS
 
 texts:
-  if (KT_LIKELY(AreShortTexts(KT_X(in.A()), KT_X(in.B())))) {
-    flag = IsSameText(KT_X(in.A()), KT_X(in.B())) == flag;
-    KT_DROP_TEXT(in.A());
-    KT_DROP_TEXT(in.B());
-    if (flag) pc += static_cast<std::int16_t>(in.C());
+  if (KT_LIKELY(AreShortTexts(KT_X(KT_IN.a), KT_X(KT_IN.b)))) {
+    flag = IsSameText(KT_X(KT_IN.a), KT_X(KT_IN.b)) == flag;
+    KT_DROP_TEXT(KT_IN.a);
+    KT_DROP_TEXT(KT_IN.b);
+    if (flag) pc += static_cast<std::int16_t>(KT_IN.c);
     KT_LOOK();
     KT_NEXT();
   }
   KT_SAVE();
-  flag = Relates(*frame, Operator::kEqual, in.A(), in.B()) == flag;
+  flag = Relates(*frame, Operator::kEqual, KT_A(), KT_B()) == flag;
 
 after_test:
   left = meter.GetLeft();
@@ -1236,31 +1277,35 @@ after_test:
     code = run_.Check(&script_);
     goto failed;
   }
-  if (flag) pc += static_cast<std::int16_t>(in.C());
+  if (flag) pc += static_cast<std::int16_t>(KT_IN.c);
   if (KT_UNLIKELY(left < margin || frame->is_stale)) table = kStepTable;
   KT_NEXT();
 
   KT_CASE(Return) {
     CodeFrame* const up = frame->up;
-    const Kt_Variant* const value = &KT_X(in.A());
+    const Kt_Variant* const value = &KT_X(KT_IN.a);
     if (KT_LIKELY(up != nullptr && frame->scopes.empty() && frame->items.empty() &&
                   (!value->IsCounted() || value->IsString() || value->IsList()))) {
-      Kt_Variant& dst = up->base[ResultOf(up->pc[-1])];
+      const Instr& call = up->pc[-1];
+      Kt_Variant& dst = At(up->base, static_cast<std::uint16_t>(call.a - (call.b >> 8) * 2));
       const Kt_Variant* const last = base + frame->code->var_count;
-      bool is_any_counted = false;
+      const Kt_Variant* first_counted = base;
+      while (first_counted != last && !first_counted->IsCounted()) ++first_counted;
+      if (KT_LIKELY(first_counted == last && !value->IsCounted() && !dst.IsCounted())) {
+        dst = *value;
+        goto returned;
+      }
       flag = GoesQuietly(dst) || &dst == base;
-      for (const Kt_Variant* reg = base; reg != last; ++reg) {
-        if (KT_LIKELY(!reg->IsCounted())) continue;
-        is_any_counted = true;
-        flag = flag && (GoesQuietly(*reg) || reg == value);
+      for (const Kt_Variant* reg = first_counted; reg != last; ++reg) {
+        flag = flag && (!reg->IsCounted() || GoesQuietly(*reg) || reg == value);
       }
       if (KT_LIKELY(flag)) {
-        for (Kt_Variant* reg = base; is_any_counted && reg != last; ++reg) {
-          if (reg->IsCounted() && reg != value) reg->Clear();
+        for (const Kt_Variant* reg = first_counted; reg != last; ++reg) {
+          if (reg->IsCounted() && reg != value) const_cast<Kt_Variant*>(reg)->Clear();
         }
-        if (KT_UNLIKELY(value->IsCounted() && (in.A() & kConstOperand) == 0)) {
+        if (KT_UNLIKELY(value->IsCounted() && !Instr::IsConst(KT_IN.a))) {
           // The register is done with: its content moves.
-          Kt_Variant& given = KT_R(in.A());
+          Kt_Variant& given = KT_R(KT_IN.a);
           if (&given != &dst) {
             dst.Clear();
             dst.Swap(given);
@@ -1268,11 +1313,12 @@ after_test:
         } else {
           dst = *value;
         }
+      returned:
         run_.Pop();
         --depth_;
-        current_ = frame = up;
+        current_ = frame = frame->up;
         base = frame->base;
-        consts = frame->code->consts.data();
+        consts = ConstsOf(*frame->code);
         pc = frame->pc;
         margin = frame->code->margin;
         if (KT_UNLIKELY(left < margin || frame->is_stale)) table = kStepTable;
@@ -1280,7 +1326,7 @@ after_test:
       }
     }
     KT_SAVE();
-    code = ReturnTo(*frame, in.A(), entry, result);
+    code = ReturnTo(*frame, KT_A(), entry, result);
     left = meter.GetLeft();
     if (code == kCallEnds) return end_code_;
     if (KT_UNLIKELY(code != kOk)) goto failed;
@@ -1306,33 +1352,33 @@ after_test:
   }
   KT_CASE(Nop) KT_NEXT();
   KT_CASE(Drop) {
-    Kt_Variant& value = KT_R(in.A());
+    Kt_Variant& value = KT_R(KT_IN.a);
     if (KT_LIKELY(!value.IsCounted())) KT_NEXT();
     KT_SLOW((Clear(value), kOk));
   }
-  KT_CASE(Enter) KT_SLOW(Enter(*frame, in));
+  KT_CASE(Enter) KT_SLOW(Enter(*frame, KT_IN));
   KT_CASE(Leave) {
     flag = frame->scopes.empty();
-    for (Kt_Variant *reg = base + in.A(), *last = reg + in.B(); reg != last; ++reg) {
+    for (Kt_Variant *reg = &KT_R(KT_IN.a), *last = reg + KT_IN.b; reg != last; ++reg) {
       flag = flag && (!reg->IsCounted() || reg->IsString());
     }
     if (KT_UNLIKELY(!flag)) {
       // A run that stops now, or has stopped late, is told by the next statement.
       KT_SAVE();
-      Leave(*frame, in);
+      Leave(*frame, KT_IN);
       left = meter.GetLeft();
       if (KT_UNLIKELY(left < margin || frame->is_stale)) table = kStepTable;
       KT_NEXT();
     }
-    for (Kt_Variant *reg = base + in.A(), *last = reg + in.B(); reg != last; ++reg) {
+    for (Kt_Variant *reg = &KT_R(KT_IN.a), *last = reg + KT_IN.b; reg != last; ++reg) {
       reg->SetUndeclared();
     }
     KT_NEXT();
   }
-  KT_CASE(Eval) KT_SLOW_AND_ON(Eval(*frame, in));
+  KT_CASE(Eval) KT_SLOW_AND_ON(Eval(*frame, KT_IN));
   KT_CASE(Walk) {
     KT_SAVE();
-    code = Walk(*frame, in, flag);
+    code = Walk(*frame, KT_IN, flag);
     if (code != kOk || !flag) goto after_slow;
   }
 return_kept:

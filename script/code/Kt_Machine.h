@@ -75,7 +75,8 @@ class Machine {
   static constexpr kt_long kCallEnds = -0x7FFFFFFF;
   // Calls nest up to here; a frame takes some hundred bytes and its registers.
   static constexpr std::size_t kMostFrames = 100000;
-  static constexpr std::size_t kFirstBlock = 4096;  // registers
+  static constexpr std::size_t kFirstBlock = 4096;     // registers
+  static constexpr std::size_t kSpareRegisters = 256;  // left free by calls that are made at once
   static constexpr std::size_t kBlock = 65536;
 
   // A run that stops while an old value is freed is told by the next statement.
@@ -215,6 +216,7 @@ class Machine {
   // over to the code by names. True in `is_moved` when the frame goes on elsewhere.
   KT_NOINLINE kt_long BeginStatements(CodeFrame& frame, bool& is_moved);
 
+  // `row`: the field of an instruction.
   KT_NOINLINE bool IsPutBack(const CodeFrame& frame, const Instr* next, std::uint16_t row) const;
 
   // Operands.
