@@ -52,9 +52,17 @@ ChoiceTable::ChoiceTable(std::vector<Label> labels, std::int32_t none)
     }
     if (slots_[slot] == 0) slots_[slot] = static_cast<std::uint16_t>(at + 1);
   }
+  const bool has_texts = tag_ == kTagString;
+  places_.resize(has_texts ? slots_.size() * 2 : 1);
+  for (std::size_t at = 0; has_texts && at < labels_.size(); ++at) {
+    const Label& label = labels_[at];
+    const char16_t* const text = label.value.AsStringView().data();
+    Place& place = places_[PlaceOf(text) & (places_.size() - 1)];
+    if (place.text == kNoText) place = {text, at, label.target};
+  }
 }
 
-std::int32_t ChoiceTable::Find(const Kt_Variant& value) const {
+std::int32_t ChoiceTable::FindEqual(const Kt_Variant& value) const {
   if (value.GetTag() != tag_) return kAsk;
   if (!Takes(value)) return none_;  // a text that is longer than all labels
   const std::size_t mask = slots_.size() - 1;

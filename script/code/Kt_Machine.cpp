@@ -87,6 +87,20 @@ KT_ALWAYS_INLINE Kt_Variant& Held(Kt_Variant& reg) {
   return KT_LIKELY(!reg.IsRef()) ? reg : reg.GetRefVariable()->GetValueW();
 }
 
+// The item of the list in a register of a variable; null when there is none.
+KT_ALWAYS_INLINE const Kt_Variant* ItemOf(const Kt_Variant& reg, const Kt_Variant& index) {
+  if (KT_UNLIKELY(!index.IsLong())) return nullptr;
+  if (KT_LIKELY(reg.IsList())) return reg.ListItem(index.AsLong());
+  return reg.IsRef() ? reg.GetRefVariable()->GetValue().ListItem(index.AsLong()) : nullptr;
+}
+
+// dst = value where neither has content that is counted; false, and nothing done, otherwise.
+KT_ALWAYS_INLINE bool TryCopy(const Kt_Variant& value, Kt_Variant& dst) {
+  if (KT_UNLIKELY(value.IsCounted() || dst.IsCounted())) return false;
+  dst = value;
+  return true;
+}
+
 // Whether a register lets go of what it has without running code or stopping the run.
 KT_ALWAYS_INLINE bool GoesQuietly(const Kt_Variant& reg) {
   return !reg.IsCounted() || reg.IsString() || reg.IsContentShared();
@@ -670,6 +684,7 @@ run:
   KT_CASE(Move) {
     const Kt_Variant& value = KT_X(KT_IN.b);
     Kt_Variant& dst = KT_R(KT_IN.a);
+    if (KT_LIKELY(TryCopy(value, dst))) KT_NEXT();
     // What a string was can go on the spot; other contents may run code when they go.
     if (KT_LIKELY(!dst.IsCounted() || dst.IsString())) {
       if (KT_LIKELY(!value.IsCounted() || Instr::IsConst(KT_IN.b))) {
@@ -826,8 +841,9 @@ run:
 
 #define KT_COMPOUND(name)                                                    \
   KT_CASE(name##To) {                                                        \
-    Kt_Variant& dst = Held(KT_R(KT_IN.a));                                   \
+    Kt_Variant& dst = KT_R(KT_IN.a);                                         \
     if (KT_LIKELY(TryNumbers<name##Op>(dst, KT_X(KT_IN.b), dst))) KT_NEXT(); \
+    KT_FORGET();                                                             \
     if (TryHeld<name##Op>(KT_HELD(), dst, KT_X(KT_IN.b), dst)) KT_NEXT();    \
     KT_SLOW(Combine(*frame, Operator::k##name, KT_A(), KT_B()));             \
   }
@@ -933,8 +949,7 @@ run:
   KT_CASE(Element##form) {                                                       \
     const Kt_Variant& index = KT_X(KT_IN.c);                                     \
     const Instr& test = *pc;                                                     \
-    const Kt_Variant* const item =                                               \
-        index.IsLong() ? Held(KT_R(KT_IN.b)).ListItem(index.AsLong()) : nullptr; \
+    const Kt_Variant* const item = ItemOf(KT_R(KT_IN.b), index);                 \
     const Truth truth = KT_LIKELY(item != nullptr) ? relation : Truth::kUnknown; \
     if (KT_UNLIKELY(truth == Truth::kUnknown)) goto element;                     \
     ++pc;                                                                        \
@@ -957,13 +972,12 @@ run:
 #undef KT_ELEMENT_TEST
   KT_CASE(Element) {
   element:;
-    const Kt_Variant& list = Held(KT_R(KT_IN.b));
     const Kt_Variant& index = KT_X(KT_IN.c);
     Kt_Variant& dst = KT_R(KT_IN.a);
-    if (KT_LIKELY(index.IsLong())) {
-      const Kt_Variant* const item = list.ListItem(index.AsLong());
-      if (KT_LIKELY(item != nullptr && (IsNumberOrText(dst) || IsSharedList(dst)) &&
-                    (!item->IsCounted() || item->IsString() || item->IsList()))) {
+    const Kt_Variant* const item = ItemOf(KT_R(KT_IN.b), index);
+    if (KT_LIKELY(item != nullptr)) {
+      if (KT_LIKELY(TryCopy(*item, dst))) KT_NEXT();
+      if ((IsNumberOrText(dst) || IsSharedList(dst)) && (IsNumberOrText(*item) || item->IsList())) {
         dst = *item;
         KT_NEXT();
       }
@@ -971,18 +985,18 @@ run:
     KT_SLOW(Element(*frame, KT_IN));
   }
   KT_CASE(Element2) {
-    const Kt_Variant& list = Held(KT_R(KT_IN.b));
-    const Kt_Variant& index = KT_X(KT_IN.c);
     const Kt_Variant& second = KT_X(pc->a);
+    const Kt_Variant* const row = ItemOf(KT_R(KT_IN.b), KT_X(KT_IN.c));
     Kt_Variant& dst = KT_R(KT_IN.a);
     ++pc;
-    if (KT_LIKELY(index.IsLong() && second.IsLong() && list.IsList() && !dst.IsCounted())) {
-      const Kt_Variant* const row = list.ListItem(index.AsLong());
-      const Kt_Variant* const item =
-          row != nullptr && row->IsList() ? row->ListItem(second.AsLong()) : nullptr;
-      if (KT_LIKELY(item != nullptr && (item->IsString() || !item->IsCounted()))) {
-        dst = *item;
-        KT_NEXT();
+    if (KT_LIKELY(row != nullptr && second.IsLong())) {
+      const Kt_Variant* const item = row->ListItem(second.AsLong());
+      if (KT_LIKELY(item != nullptr)) {
+        if (KT_LIKELY(TryCopy(*item, dst))) KT_NEXT();
+        if (item->IsString() && !dst.IsCounted()) {
+          dst = *item;
+          KT_NEXT();
+        }
       }
     }
     KT_SLOW(Element2(*frame, pc[-2], KT_IN));
@@ -992,11 +1006,10 @@ run:
     KT_SLOW(Index(*frame, pc[-2], KT_IN));
   }
   KT_CASE(SetElement) {
-    const Kt_Variant& list = Held(KT_R(KT_IN.a));
-    const Kt_Variant& index = KT_X(KT_IN.b);
     const Kt_Variant& value = KT_X(KT_IN.c);
-    const Kt_Variant* const item = index.IsLong() ? list.ListItem(index.AsLong()) : nullptr;
+    const Kt_Variant* const item = ItemOf(KT_R(KT_IN.a), KT_X(KT_IN.b));
     if (KT_LIKELY(item != nullptr)) {
+      const Kt_Variant& list = Held(KT_R(KT_IN.a));
       // Asked first: nothing that was read before that is known after it.
       const bool is_own = !list.IsContentShared();
       if (KT_LIKELY(is_own && !value.IsCounted() && !item->IsCounted())) {
@@ -1016,10 +1029,9 @@ run:
   }
   KT_CASE(ChangeElement) {
     const Kt_Variant& list = Held(KT_R(KT_IN.a));
-    const Kt_Variant& index = KT_X(KT_IN.b);
     const Kt_Variant& value = KT_X(KT_IN.c);
+    const Kt_Variant* const item = ItemOf(list, KT_X(KT_IN.b));
     ++pc;
-    const Kt_Variant* const item = index.IsLong() ? list.ListItem(index.AsLong()) : nullptr;
     if (KT_LIKELY(
             item != nullptr && (!list.IsContentShared() || KT_IS_PUT_BACK(pc[-2].a)) &&
             TryCombine(static_cast<Operator>(KT_IN.b), *const_cast<Kt_Variant*>(item), value))) {
