@@ -90,7 +90,8 @@ KT_ALWAYS_INLINE Kt_Variant& Held(Kt_Variant& reg) {
 // The item of the list in a register of a variable; null when there is none.
 KT_ALWAYS_INLINE const Kt_Variant* ItemOf(const Kt_Variant& reg, const Kt_Variant& index) {
   if (KT_UNLIKELY(!index.IsLong())) return nullptr;
-  if (KT_LIKELY(reg.IsList())) return reg.ListItem(index.AsLong());
+  const Kt_Variant* const item = reg.ListItem(index.AsLong());
+  if (KT_LIKELY(item != nullptr)) return item;
   return reg.IsRef() ? reg.GetRefVariable()->GetValue().ListItem(index.AsLong()) : nullptr;
 }
 
@@ -682,6 +683,7 @@ run:
 #endif
 
   KT_CASE(Move) {
+  move:;
     const Kt_Variant& value = KT_X(KT_IN.b);
     Kt_Variant& dst = KT_R(KT_IN.a);
     if (KT_LIKELY(TryCopy(value, dst))) KT_NEXT();
@@ -710,6 +712,11 @@ run:
       }
     }
     KT_SLOW(Move(*frame, KT_A(), KT_B()));
+  }
+  KT_CASE(MoveR) {
+    if (KT_LIKELY(TryCopy(KT_R(KT_IN.b), KT_R(KT_IN.a)))) KT_NEXT();
+    KT_FORGET();
+    goto move;
   }
   KT_CASE(GetGlobal) {
     const LinkedCode& link = *frame->link;
@@ -1066,7 +1073,6 @@ run:
     inner->block = frame->block;
     inner->up = frame;
     inner->op = nullptr;
-    inner->pc = nullptr;
     inner->reg_count = callee->register_count;
     inner->failures = failure_count;
     run_.Push(*inner);
@@ -1085,6 +1091,7 @@ run:
         reg->SetUndeclared();
       }
     } else {
+      inner->pc = nullptr;
       BindArgs(*inner, arg_count);
     }
     consts = ConstsOf(*callee);
@@ -1094,6 +1101,7 @@ run:
     if (KT_UNLIKELY(left < margin)) {
       left += kStep;
       meter.SetLeft(left);
+      inner->pc = nullptr;
       code = run_.Tick(&script_);
       left = meter.GetLeft();
       if (KT_UNLIKELY(code != kOk)) goto failed;
@@ -1300,20 +1308,20 @@ after_test:
                   (!value->IsCounted() || value->IsString() || value->IsList()))) {
       const Instr& call = up->pc[-1];
       Kt_Variant& dst = At(up->base, static_cast<std::uint16_t>(call.a - (call.b >> 8) * 2));
-      const Kt_Variant* const last = base + frame->code->var_count;
-      const Kt_Variant* first_counted = base;
+      Kt_Variant* const last = base + frame->code->var_count;
+      Kt_Variant* first_counted = base;
       while (first_counted != last && !first_counted->IsCounted()) ++first_counted;
-      if (KT_LIKELY(first_counted == last && !value->IsCounted() && !dst.IsCounted())) {
-        dst = *value;
-        goto returned;
+      if (KT_LIKELY(first_counted == last)) {
+        if (KT_LIKELY(TryCopy(*value, dst))) goto returned;
       }
+      KT_FORGET();
       flag = GoesQuietly(dst) || &dst == base;
       for (const Kt_Variant* reg = first_counted; reg != last; ++reg) {
         flag = flag && (!reg->IsCounted() || GoesQuietly(*reg) || reg == value);
       }
       if (KT_LIKELY(flag)) {
-        for (const Kt_Variant* reg = first_counted; reg != last; ++reg) {
-          if (reg->IsCounted() && reg != value) const_cast<Kt_Variant*>(reg)->Clear();
+        for (Kt_Variant* reg = first_counted; reg != last; ++reg) {
+          if (reg->IsCounted() && reg != value) reg->Clear();
         }
         if (KT_UNLIKELY(value->IsCounted() && !Instr::IsConst(KT_IN.a))) {
           // The register is done with: its content moves.
@@ -1326,14 +1334,17 @@ after_test:
           dst = *value;
         }
       returned:
-        run_.Pop();
+        run_.PopTo(*frame->up);
         --depth_;
         current_ = frame = frame->up;
         base = frame->base;
         consts = ConstsOf(*frame->code);
         pc = frame->pc;
         margin = frame->code->margin;
-        if (KT_UNLIKELY(left < margin || frame->is_stale)) table = kStepTable;
+        if (KT_UNLIKELY(left < margin || frame->is_stale)) {
+          KT_FORGET();
+          table = kStepTable;
+        }
         KT_NEXT();
       }
     }

@@ -372,7 +372,8 @@ void Translator::Finish() {
   link_.version = script_.GetVersion();
 }
 
-// The step of a counting loop does the test behind it as well, and so does a look at an item.
+// The step of a counting loop does the test behind it as well, and so does a look at an item. What
+// moves a register says so.
 void Translator::JoinTests() {
   constexpr std::pair<InstrOp, InstrOp> kSteps[] = {
       {InstrOp::kIfLessRR, InstrOp::kStepIfLessRR},
@@ -398,6 +399,9 @@ void Translator::JoinTests() {
 #undef KT_ELEMENT_TEST
   for (std::size_t at = 0; at + 1 < code_.instrs.size(); ++at) {
     Instr& first = code_.instrs[at];
+    if (first.Op() == InstrOp::kMove && (first.B() & kConstOperand) == 0) {
+      first.Replace(Instr::Of(InstrOp::kMoveR, first.A(), first.B(), 0));
+    }
     const Instr test = code_.instrs[at + 1];
     if (test.A() != first.A() || test.Steps() != 0) continue;
     if (first.Op() == InstrOp::kStep) {

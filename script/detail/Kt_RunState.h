@@ -96,6 +96,8 @@ class RunState {
     frame_ = &frame;
   }
   void Pop() { frame_ = frame_->caller; }
+  // The same; `caller` is the one of the innermost frame.
+  void PopTo(Frame& caller) { frame_ = &caller; }
   Machine& GetMachine();
   // The globals of the script are about to go: see Machine::LetGlobalsGo.
   void LetGlobalsGo();
