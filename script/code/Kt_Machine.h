@@ -128,10 +128,10 @@ class Machine {
     std::uint16_t site;
   };
   static std::uint16_t ResultOf(Instr in) {
-    return static_cast<std::uint16_t>(in.A() - (in.B() >> 8));
+    return static_cast<std::uint16_t>(Instr::Operand(in.a) - (in.b >> 8));
   }
   static OutsideCall CallOf(const CodeFrame& frame, Instr in) {
-    return {frame.base + in.A(), in.B() & 0xFF, ResultOf(in), in.C()};
+    return {frame.base + Instr::Operand(in.a), in.b & 0xFF, ResultOf(in), in.c};
   }
   KT_NOINLINE kt_long CallByName(CodeFrame& frame, const OutsideCall& call);
   // Ends the frame with the value of `operand`, kNoRegister for what is in returned_.

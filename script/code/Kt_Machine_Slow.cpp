@@ -664,16 +664,25 @@ kt_long Machine::CallByName(CodeFrame& frame, const OutsideCall& call) {
 // or charges itself.
 kt_long Machine::CallBuiltin(CodeFrame& frame, Instr in) {
   const LinkedCode& link = *frame.link;
-  const DirectFunc* const direct = link.calls[in.C()].direct;
-  const std::span<Kt_Variant> args(frame.base + in.A(), in.B() & 0xFF);
+  const DirectFunc* const direct = link.calls[in.c].direct;
+  const std::span<Kt_Variant> args(frame.base + Instr::Operand(in.a), in.b & 0xFF);
   const bool is_direct = direct != nullptr && link.version == script_.GetVersion() &&
                          std::none_of(args.begin(), args.end(), [](const Kt_Variant& arg) {
                            return arg.GetTag() >= kTagObject;
                          });
   Kt_Variant value;
-  if (!is_direct || !CallDirect(direct, args, value)) return CallOutside(frame, CallOf(frame, in));
+  if (KT_LIKELY(is_direct && direct->of_values != nullptr)) {
+    direct->of_values(Kt_FuncArgs(args), value);
+  } else if (!is_direct || !CallDirect(direct, args, value)) {
+    return CallOutside(frame, CallOf(frame, in));
+  }
   for (Kt_Variant& arg : args) arg.Clear();
-  Store(frame, ResultOf(in), std::move(value));
+  Kt_Variant& dst = frame.base[ResultOf(in)];
+  if (KT_LIKELY(!dst.IsCounted())) {  // no reference either, and nothing goes
+    dst = std::move(value);
+  } else {
+    Store(frame, ResultOf(in), std::move(value));
+  }
   return kOk;
 }
 
