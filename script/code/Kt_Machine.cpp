@@ -674,6 +674,7 @@ step:
 #else
   goto run;
 dispatch:
+  ++pc;
   if (KT_IN.IsEntry()) {
     if (table) goto step;
     KT_COUNT_STEPS();
@@ -846,13 +847,17 @@ run:
   }
   KT_CASE(LoneAnd) KT_SLOW(Binary(*frame, Operator::kLoneAnd, KT_A(), KT_B(), KT_C()));
 
-#define KT_COMPOUND(name)                                                    \
-  KT_CASE(name##To) {                                                        \
-    Kt_Variant& dst = KT_R(KT_IN.a);                                         \
-    if (KT_LIKELY(TryNumbers<name##Op>(dst, KT_X(KT_IN.b), dst))) KT_NEXT(); \
-    KT_FORGET();                                                             \
-    if (TryHeld<name##Op>(KT_HELD(), dst, KT_X(KT_IN.b), dst)) KT_NEXT();    \
-    KT_SLOW(Combine(*frame, Operator::k##name, KT_A(), KT_B()));             \
+#define KT_COMPOUND(name)                                                        \
+  KT_CASE(name##To) {                                                            \
+    Kt_Variant& dst = KT_R(KT_IN.a);                                             \
+    if (KT_LIKELY(TryNumbers<name##Op>(dst, KT_X(KT_IN.b), dst))) KT_NEXT();     \
+    KT_FORGET();                                                                 \
+    if (dst.IsRef()) {                                                           \
+      Kt_Variant& held = Held(dst);                                              \
+      if (KT_LIKELY(TryNumbers<name##Op>(held, KT_X(KT_IN.b), held))) KT_NEXT(); \
+    }                                                                            \
+    if (TryHeld<name##Op>(KT_HELD(), dst, KT_X(KT_IN.b), dst)) KT_NEXT();        \
+    KT_SLOW(Combine(*frame, Operator::k##name, KT_A(), KT_B()));                 \
   }
   KT_COMPOUND(Add)
   KT_COMPOUND(Sub)
