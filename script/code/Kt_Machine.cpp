@@ -989,6 +989,7 @@ run:
     const Kt_Variant* const item = ItemOf(KT_R(KT_IN.b), index);
     if (KT_LIKELY(item != nullptr)) {
       if (KT_LIKELY(TryCopy(*item, dst))) KT_NEXT();
+      if (dst.IsList() && AreOneList(*item, dst)) KT_NEXT();  // as in the round before
       if ((IsNumberOrText(dst) || IsSharedList(dst)) && (IsNumberOrText(*item) || item->IsList())) {
         dst = *item;
         KT_NEXT();
@@ -1031,6 +1032,10 @@ run:
       if (IsNumberOrText(value) && IsNumberOrText(*item) && (is_own || KT_IS_PUT_BACK(KT_IN.a))) {
         *const_cast<Kt_Variant*>(item) = value;
         if (KT_UNLIKELY(value.IsCounted())) KT_DROP_TEXT(KT_IN.c);
+        if (!is_own && pc->Op() == InstrOp::kSetElement) {
+          ++pc;  // what stores it has nothing left to do
+          KT_COUNT_STEPS();
+        }
         KT_NEXT();
       }
       if (!value.IsCounted() && IsNumberOrText(*item)) KT_SLOW(SetInCopy(*frame, KT_IN));
