@@ -11,10 +11,13 @@
 #include "classlib/store/Kt_UniqueIds.h"
 #include "connect/detail/Kt_Guarded.h"
 #include "connect/sql/Kt_SqlTranslate.h"
+#include "connect/sql/detail/Kt_SqlGrouping.h"
 
 namespace {
 
 using Kind = Kt_SqlKind;
+using kt::detail::SqlGrouping;
+using kt::detail::SqlMerge;
 
 // Sums of amounts that SQLite adds as ten-thousandths come back as doubles.
 constexpr double kMaxAmount = 900719925474.0;
@@ -25,6 +28,7 @@ class Query {
  public:
   Query(const Kt_SqlTable& table, const Kt_SqlRequest& request, const Kt_SqlExpr* filter)
       : parameters(table.Parameters()),
+        groups(table.QuotedName(), table.Parts()),
         table_(table),
         request_(request),
         filter_(filter),
@@ -42,6 +46,7 @@ class Query {
   Kt_SqlAnswer answer;
   std::vector<Kt_Variant> parameters;
   std::vector<Kt_ColumnType> types;
+  SqlGrouping groups;  // when the answer is grouped
   // What asking the table for might make more of it.
   bool wants_types = false;
   bool wants_ranges = false;
@@ -56,8 +61,13 @@ class Query {
     return "SELECT " + list + FromWhere() + " ORDER BY " + ties_order_ + " LIMIT " +
            std::to_string(std::int64_t{request_.limit} + 1);
   }
-  std::string CountQuestion() const {
-    return answer.is_limited && request_.counts_rows ? "SELECT count(*)" + FromWhere() : "";
+  // Whether it is wanted how many rows there would be without a limit, and the question.
+  bool HasCount() const { return answer.is_limited && request_.counts_rows; }
+  SqlGrouping CountQuestion() const {
+    SqlGrouping count(table_.QuotedName(), table_.Parts());
+    count.Add(SqlMerge::kCount, "count(*)");
+    count.SetWhere(where_);
+    return count;
   }
 
  private:
@@ -204,8 +214,12 @@ class Query {
 
   // ---- Groups ---------------------------------------------------------------------------------
 
+  void Group(SqlMerge merge, const std::string& sql, const Kt_WString& id, Kt_ColumnType type) {
+    groups.Add(merge, sql, id.ToUtf8());
+    types.push_back(type);
+  }
+
   bool MakeGroups() {
-    std::string keys;
     for (const Kt_WString& id : request_.keys) {
       const Kt_SqlColumn& column = Column(id);
       if (!column.has_type || column.kind == Kind::kOther || column.kind == Kind::kReal) {
@@ -214,9 +228,7 @@ class Query {
                                     : column.why_other.c_str();
         return Refuse(column, why);
       }
-      const std::string key = column.sql + Collation(column);
-      Select(key, column.id, column.type);
-      keys += (keys.empty() ? "" : ", ") + key;
+      Group(SqlMerge::kKey, column.sql + Collation(column), column.id, column.type);
     }
     Kt_UniqueIds ids;
     for (const Kt_SqlColumn& column : table_.Columns()) (void)ids.Make(column.id);
@@ -226,13 +238,17 @@ class Query {
       if (!MakeTotal(what, column)) return false;
       if (what != Kt_Aggregate::kAvg) continue;
       answer.value_count_ids.back() = ids.Make(column.id);
-      Select("count(" + column.sql + ")", answer.value_count_ids.back(), Kt_ColumnType::kLong);
+      GroupCount(column.sql, answer.value_count_ids.back());
     }
     answer.row_count_id = ids.Make(u"rows");
-    Select("count(*)", answer.row_count_id, Kt_ColumnType::kLong);
-    group_by_ = keys;
+    GroupCount("*", answer.row_count_id);
+    groups.SetWhere(where_);
     answer.has_filter = !where_.empty();
     return true;
+  }
+
+  void GroupCount(const std::string& of, const Kt_WString& id) {
+    Group(SqlMerge::kCount, "count(" + of + ")", id, Kt_ColumnType::kLong);
   }
 
   std::string Collation(const Kt_SqlColumn& column) const {
@@ -251,7 +267,7 @@ class Query {
     const std::string name = column.sql;
     const bool has_cells = !column.is_computed || column.kind != Kind::kOther;
     if (what == Kt_Aggregate::kCount && has_cells) {
-      Select("count(" + name + ")", column.id, Kt_ColumnType::kLong);
+      GroupCount(name, column.id);
       return true;
     }
     if (!column.has_type || column.kind == Kind::kOther) return Refuse(column, column.why_other);
@@ -268,7 +284,9 @@ class Query {
     std::string value = column.sql;
     if (is_text) value += CodeUnitOrder();
     if (!table_.IsSqlite() && column.type == Kt_ColumnType::kLong) value = "(" + value + ")::int4";
-    Select((what == Kt_Aggregate::kMax ? "max(" : "min(") + value + ")", column.id, column.type);
+    const bool is_max = what == Kt_Aggregate::kMax;
+    Group(is_max ? SqlMerge::kMax : SqlMerge::kMin, (is_max ? "max(" : "min(") + value + ")",
+          column.id, column.type);
     return true;
   }
 
@@ -278,9 +296,12 @@ class Query {
     const std::string name = column.sql;
     const bool is_sqlite = table_.IsSqlite();
     std::string sum = "sum(" + name + ")";
+    SqlMerge merge = SqlMerge::kSum;
     switch (column.kind) {
       case Kind::kWhole:
-        if (!is_sqlite) sum = "sum((" + name + ")::int8)::int8";
+        if (is_sqlite) break;
+        sum = "sum((" + name + ")::int8)";
+        merge = SqlMerge::kWholeSum;
         break;
       case Kind::kReal:
         if (is_sqlite) sum = "total(" + name + ")";
@@ -291,18 +312,18 @@ class Query {
       case Kind::kNothing:
         if (column.type == Kt_ColumnType::kString) return Refuse(column, "holds nothing");
         sum = "NULL";
+        merge = SqlMerge::kNull;
         break;
       default: return Refuse(column, "holds no numbers");
     }
-    Select(sum, column.id, column.type);
+    Group(merge, sum, column.id, column.type);
     return true;
   }
 
   // ---- The statement --------------------------------------------------------------------------
 
   void Finish() {
-    answer.statement = "SELECT " + list_ + FromWhere();
-    if (answer.is_grouped) answer.statement += " GROUP BY " + group_by_;
+    if (!answer.is_grouped) answer.statement = "SELECT " + list_ + FromWhere();
     if (!answer.is_grouped && !order_.empty()) answer.statement += " ORDER BY " + order_;
     if (answer.is_limited) answer.statement += " LIMIT " + std::to_string(request_.limit);
     if (where_.empty()) parameters = table_.Parameters();
@@ -319,7 +340,6 @@ class Query {
   std::string list_;
   std::string order_;
   std::string ties_order_;  // the same where it is all the order that there is
-  std::string group_by_;
   bool may_limit_;
 };
 
@@ -458,7 +478,10 @@ bool AskForLimit(Kt_Database& database, Query& query, bool& has_ties, std::strin
     has_ties = HasTies(told);
     if (has_ties) return true;
   }
-  if (const std::string count = query.CountQuestion(); !count.empty()) {
+  if (query.HasCount()) {
+    std::string count;
+    bool ignored = false;
+    if (!query.CountQuestion().Choose(database, count, ignored, error)) return false;
     if (database.Query(count, UsedIn(count, query.parameters), told, error) < 0) return false;
     query.answer.questions.push_back(count);
     query.answer.row_count = static_cast<std::int64_t>(told.ReadColumn(0, 0).ToDouble());
@@ -497,7 +520,9 @@ bool AddComputed(Kt_Database& database, Kt_SqlTable& table, const Kt_SqlRequest&
 kt_long Load(Kt_Database& database, Kt_SqlTable& table, Kt_SqlRequest request, Kt_Dataset& dataset,
              Kt_SqlAnswer& answer, std::string& error, Kt_Dataset* unfinished) {
   const Reading reading(database, table.IsSqlite());
-  if (!AddComputed(database, table, request, error)) return kFailed;
+  if (!table.AskParts(database, error) || !AddComputed(database, table, request, error)) {
+    return kFailed;
+  }
   Kt_SqlExpr expr(request.filter);
   std::string reason;
   const bool has_filter = !request.filter.IsEmpty() && expr.Bind(table, reason);
@@ -517,6 +542,11 @@ kt_long Load(Kt_Database& database, Kt_SqlTable& table, Kt_SqlRequest request, K
         "others, have no other");
   }
   answer = std::move(query->answer);
+  answer.part_count = table.Parts().size();
+  if (answer.is_grouped &&
+      !query->groups.Choose(database, answer.statement, answer.is_over_parts, error)) {
+    return kFailed;
+  }
   answer.questions.insert(answer.questions.begin(), table.Questions().begin(),
                           table.Questions().end());
   if (!reason.empty()) answer.reasons.insert(answer.reasons.begin(), "the filter: " + reason);

@@ -44,6 +44,10 @@ struct Kt_SqlAnswer {
   bool has_filter = false;             // the filter, or a part of it, was in the statement
   bool is_filtered = false;            // all of it: nothing is left to do
   bool is_grouped = false;
+  // Of groups of a table with parts on other servers: these make the groups of their rows, which
+  // are merged; otherwise the server that is asked fetches the rows from them.
+  std::size_t part_count = 0;
+  bool is_over_parts = false;
   bool is_finished = false;      // there is nothing to do with the rows, nor a column too many
   bool is_limited = false;       // no more rows were fetched than wanted, and in their order
   std::int64_t row_count = -1;   // where that was asked: how many there are without the limit

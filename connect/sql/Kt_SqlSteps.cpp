@@ -5,13 +5,23 @@
 
 namespace {
 
+// Which servers make groups.
+std::string OnServers(const Kt_SqlAnswer& answer) {
+  if (answer.part_count == 0) return {};
+  const std::string parts =
+      std::to_string(answer.part_count) + (answer.part_count == 1 ? " partition" : " partitions");
+  return answer.is_over_parts
+             ? ", merged of those of " + parts + " that are made where these are"
+             : ", of rows of " + parts + " that are fetched from where these are";
+}
+
 std::string InDatabase(const Kt_SqlTable& table, const Kt_SqlRequest& request,
                        const Kt_SqlAnswer& answer) {
   std::string there;
   const auto add = [&](const std::string& what) { there += (there.empty() ? "" : "; ") + what; };
   if (answer.has_filter) add(answer.is_filtered ? "the filter" : "a part of the filter");
   if (answer.is_grouped) {
-    add("the groups and their totals");
+    add("the groups and their totals" + OnServers(answer));
   } else if (answer.leaves_columns) {
     add("the choice of " + std::to_string(answer.column_count) + " of " +
         std::to_string(std::ranges::count(table.Columns(), false, &Kt_SqlColumn::is_computed)) +

@@ -14,9 +14,13 @@
 
 #include "classlib/store/Kt_UniqueIds.h"
 #include "connect/detail/Kt_Guarded.h"
+#include "connect/sql/detail/Kt_SqlGrouping.h"
 #include "connect/sql/detail/Kt_SqlWords.h"
 
 namespace {
+
+using kt::detail::SqlGrouping;
+using kt::detail::SqlMerge;
 
 constexpr double kMaxWhole = 9007199254740992.0;  // 2^53
 
@@ -264,46 +268,68 @@ void DeclarePostgresql(Kt_SqlColumn& column) {
   SetOther(column, column.declared.type, "is of a type that operators read as its text");
 }
 
-void AskPostgresql(const Kt_SqlColumn& column, Kt_SqlQuestion question, std::string& list) {
-  const std::string name = Kt_Database::Quoted(column.name);
-  const std::string number = "(" + name + ")::float8";
-  list += ", count(" + name + ")";
-  switch (column.declared.type_number) {
-    case pg::kNumeric:
-      list += ", bool_and(" + name + " = round(" + name + ", 4) AND abs(" + name +
-              ") <= 922337203685477.5807)";
-      break;
-    case pg::kDate: list += ", bool_and(" + name + " BETWEEN '0001-01-01' AND '9999-12-31')"; break;
-    case pg::kTimestamp:
-    case pg::kTimestampTz:
-      list += ", bool_and((" + name + " >= '1721-01-01' AND " + name + " < '2079-01-01') OR (" +
-              name + " = date_trunc('day', " + name + ") AND " + name + " >= '0001-01-01' AND " +
-              name + " <= '9999-12-31'))";
-      break;
-    case pg::kInt2:
-    case pg::kInt4:
-    case pg::kInt8: list += ", min(" + name + "), max(" + name + ")"; break;
-    case pg::kFloat8:
-      if (question != Kt_SqlQuestion::kRange) break;
-      list += ", min(" + name + ") FILTER (WHERE " + name + " <> 'NaN'), max(" + name +
-              ") FILTER (WHERE " + name + " <> 'NaN'), coalesce(bool_or(" + name +
-              " = 'NaN'), false), min(abs(" + name + ")) FILTER (WHERE " + name + " <> 0 AND " +
-              name + " <> 'NaN')";
-      break;
-    case pg::kText:
-    case pg::kVarchar:
-      if (question != Kt_SqlQuestion::kRange) break;
-      list += ", max(length(" + name + ")), bool_or((" + name +
-              " COLLATE \"C\") ~ '[\\U00010000-\\U0010FFFF]'), bool_or(octet_length(" + name +
-              ") <> length(" + name + "))";
-      break;
-    default: break;
+// The aggregates that PostgreSQL is asked for, in the order in which TakePostgresql reads them.
+class PgQuestion {
+ public:
+  PgQuestion(const Kt_SqlColumn& column, SqlGrouping& asked)
+      : column_(column), name_(Kt_Database::Quoted(column.name)), asked_(asked) {}
+
+  void Ask(Kt_SqlQuestion question) {
+    const bool wants_range = question == Kt_SqlQuestion::kRange;
+    asked_.Add(SqlMerge::kCount, "count(" + name_ + ")");
+    switch (column_.declared.type_number) {
+      case pg::kNumeric: return AskNumeric();
+      case pg::kDate: return All(name_ + " BETWEEN '0001-01-01' AND '9999-12-31'");
+      case pg::kTimestamp:
+      case pg::kTimestampTz:
+        return All("(" + name_ + " >= '1721-01-01' AND " + name_ + " < '2079-01-01') OR (" + name_ +
+                   " = date_trunc('day', " + name_ + ") AND " + name_ + " >= '0001-01-01' AND " +
+                   name_ + " <= '9999-12-31')");
+      case pg::kInt2:
+      case pg::kInt4:
+      case pg::kInt8: return Extremes(name_);
+      case pg::kFloat8: return wants_range ? AskReal() : void();
+      case pg::kText:
+      case pg::kVarchar: return wants_range ? AskText() : void();
+      default: return;
+    }
   }
-  if (column.declared.type_number == pg::kNumeric) {
-    list += ", min(" + number + ") FILTER (WHERE " + name + " <> 'NaN'), max(" + number +
-            ") FILTER (WHERE " + name + " <> 'NaN')";
+
+ private:
+  void AskNumeric() {
+    All(name_ + " = round(" + name_ + ", 4) AND abs(" + name_ + ") <= 922337203685477.5807");
+    Extremes("(" + name_ + ")::float8", IsNumber());
   }
-}
+  void AskReal() {
+    Extremes(name_, IsNumber());
+    Any(name_ + " = 'NaN'");
+    asked_.Add(SqlMerge::kMin, "min(abs(" + name_ + ")) FILTER (WHERE " + name_ + " <> 0 AND " +
+                                   name_ + " <> 'NaN')");
+  }
+  // An expression like this one takes no collation by which other bytes may be equal.
+  void AskText() {
+    const char* const collation = column_.is_bytewise ? "" : " COLLATE \"C\"";
+    asked_.Add(SqlMerge::kMax, "max(length(" + name_ + "))");
+    Any("(" + name_ + collation + ") ~ '[\\U00010000-\\U0010FFFF]'");
+    Any("octet_length(" + name_ + ") <> length(" + name_ + ")");
+  }
+
+  std::string IsNumber() const { return " FILTER (WHERE " + name_ + " <> 'NaN')"; }
+  void Extremes(const std::string& value, const std::string& of = {}) {
+    asked_.Add(SqlMerge::kMin, "min(" + value + ")" + of);
+    asked_.Add(SqlMerge::kMax, "max(" + value + ")" + of);
+  }
+  void All(const std::string& condition) {
+    asked_.Add(SqlMerge::kAll, "bool_and(" + condition + ")");
+  }
+  void Any(const std::string& condition) {
+    asked_.Add(SqlMerge::kAny, "bool_or(" + condition + ")");
+  }
+
+  const Kt_SqlColumn& column_;
+  const std::string name_;
+  SqlGrouping& asked_;
+};
 
 void TakeNumeric(Kt_SqlColumn& column, Cells& cells) {
   const bool are_amounts = cells.NextIsTrue();
@@ -416,8 +442,10 @@ bool Kt_SqlTable::DescribeSqlite(Kt_Database& database, std::string_view table,
 bool Kt_SqlTable::DescribePostgresql(Kt_Database& database, std::string& error) {
   const Kt_Variant names[] = {Kt_Variant(Kt_WString::FromUtf8(quoted_name_))};
   Kt_Dataset answer;
+  // Versions before 14 do not ask several servers at the same time.
   if (database.Query("SELECT getdatabaseencoding() = 'UTF8', c.relkind = 'r' AND NOT "
-                     "c.relhassubclass, a.attname::text "
+                     "c.relhassubclass, c.relkind = 'p' AND "
+                     "current_setting('server_version_num')::int4 >= 140000, a.attname::text "
                      "FROM pg_catalog.pg_class c LEFT JOIN (pg_catalog.pg_attribute a "
                      "JOIN pg_catalog.pg_collation o ON o.oid = a.attcollation "
                      "AND NOT o.collisdeterministic) ON a.attrelid = c.oid "
@@ -429,8 +457,9 @@ bool Kt_SqlTable::DescribePostgresql(Kt_Database& database, std::string& error) 
   is_utf8_ = cells.NextIsTrue();
   has_math_functions_ = true;
   if (cells.NextIsTrue()) row_order_ = "ctid";
+  may_have_parts_ = cells.NextIsTrue();
   for (kt_long row = 0; row < answer.GetRowCount(); ++row) {
-    const std::string name = answer.ReadColumn(row, 2).ToString().ToUtf8();
+    const std::string name = answer.ReadColumn(row, 3).ToString().ToUtf8();
     for (Kt_SqlColumn& column : columns_) {
       if (column.name == name) column.is_bytewise = false;
     }
@@ -472,6 +501,34 @@ bool Kt_SqlTable::Question(Kt_Database& database, const std::string& statement, 
   return database.Query(statement, {}, answer, error) >= 0;
 }
 
+bool Kt_SqlTable::AskParts(Kt_Database& database, std::string& error) {
+  if (!may_have_parts_) return true;
+  if (!kt::detail::FindParts(database, quoted_name_, parts_, error)) return false;
+  has_asked_parts_ = true;
+  // A filter by the column of the partitions passes over parts that can have no such rows.
+  std::int64_t ignored = 0;
+  return parts_.empty() ||
+         database.Execute("SET constraint_exclusion TO on", {}, ignored, error);
+}
+
+// One statement of aggregates.
+bool Kt_SqlTable::QuestionOf(Kt_Database& database, const std::vector<Wanted>& wanted,
+                             std::string& statement, std::string& error) const {
+  if (IsSqlite()) {
+    statement = "SELECT count(*)";
+    for (const Wanted& one : wanted) AskSqlite(columns_[one.column], one.question, statement);
+    statement += " FROM " + quoted_name_;
+    return true;
+  }
+  SqlGrouping asked(quoted_name_, parts_);
+  asked.Add(SqlMerge::kCount, "count(*)");
+  for (const Wanted& one : wanted) {
+    PgQuestion(columns_[one.column], asked).Ask(one.question);
+  }
+  bool is_over_parts = false;
+  return asked.Choose(database, statement, is_over_parts, error);
+}
+
 bool Kt_SqlTable::AskDetails(Kt_Database& database, const std::vector<Wanted>& wanted,
                              std::string& error) {
   std::vector<Wanted> asked;
@@ -479,12 +536,13 @@ bool Kt_SqlTable::AskDetails(Kt_Database& database, const std::vector<Wanted>& w
     if (!IsKnown(columns_[one.column], one.question)) asked.push_back(one);
   }
   if (asked.empty()) return true;
-  std::string list = "SELECT count(*)";
-  for (const Wanted& one : asked) {
-    (IsSqlite() ? AskSqlite : AskPostgresql)(columns_[one.column], one.question, list);
-  }
+  std::string statement;
   Kt_Dataset answer;
-  if (!Question(database, list + " FROM " + quoted_name_, answer, error)) return false;
+  if (!has_asked_parts_ && !AskParts(database, error)) return false;
+  if (!QuestionOf(database, asked, statement, error) ||
+      !Question(database, statement, answer, error)) {
+    return false;
+  }
   Cells cells(answer);
   const double row_count = cells.Next().ToDouble();
   for (const Wanted& one : asked) {

@@ -78,6 +78,8 @@ class KT_SQL_API Kt_SqlTable {
     Kt_SqlQuestion question;
   };
   bool Ask(Kt_Database& database, const std::vector<Wanted>& wanted, std::string& error);
+  // Asks which partitions are on other servers.
+  bool AskParts(Kt_Database& database, std::string& error);
 
   Kind DatabaseKind() const { return kind_; }
   bool IsSqlite() const { return kind_ == Kind::kSqlite; }
@@ -98,12 +100,17 @@ class KT_SQL_API Kt_SqlTable {
   // Whether texts are kept as UTF-8, so that bytes and characters have one order.
   bool IsUtf8() const { return is_utf8_; }
   bool HasMathFunctions() const { return has_math_functions_; }
+  // Of a table of PostgreSQL with partitions on other servers the names of all, as statements have
+  // them. Together they have the rows of the table; those that are elsewhere make groups there.
+  const std::vector<std::string>& Parts() const { return parts_; }
   // The statements that asked.
   const std::vector<std::string>& Questions() const { return questions_; }
 
  private:
   bool AskExpected(Kt_Database& database, std::vector<std::size_t> columns, std::string& error);
   bool AskDetails(Kt_Database& database, const std::vector<Wanted>& wanted, std::string& error);
+  bool QuestionOf(Kt_Database& database, const std::vector<Wanted>& wanted, std::string& statement,
+                  std::string& error) const;
   bool Question(Kt_Database& database, const std::string& statement, Kt_Dataset& answer,
                 std::string& error);
   bool ReadDescription(Kt_Database& database, std::string_view table, std::string& error);
@@ -117,6 +124,9 @@ class KT_SQL_API Kt_SqlTable {
   bool is_utf8_ = false;
   bool has_math_functions_ = false;
   bool has_affinities_ = false;  // of SQLite: values were converted as the columns are declared
+  bool may_have_parts_ = false;
+  bool has_asked_parts_ = false;
+  std::vector<std::string> parts_;
   std::vector<std::string> questions_;
   std::vector<Kt_Variant> parameters_;  // of the computed columns
 };
