@@ -10,9 +10,8 @@ std::string OnServers(const Kt_SqlAnswer& answer) {
   if (answer.part_count == 0) return {};
   const std::string parts =
       std::to_string(answer.part_count) + (answer.part_count == 1 ? " partition" : " partitions");
-  return answer.is_over_parts
-             ? ", merged of those of " + parts + " that are made where these are"
-             : ", of rows of " + parts + " that are fetched from where these are";
+  return answer.is_over_parts ? ", merged of those of " + parts + " that are made where these are"
+                              : ", of rows of " + parts + " that are fetched from where these are";
 }
 
 std::string InDatabase(const Kt_SqlTable& table, const Kt_SqlRequest& request,

@@ -507,8 +507,7 @@ bool Kt_SqlTable::AskParts(Kt_Database& database, std::string& error) {
   has_asked_parts_ = true;
   // A filter by the column of the partitions passes over parts that can have no such rows.
   std::int64_t ignored = 0;
-  return parts_.empty() ||
-         database.Execute("SET constraint_exclusion TO on", {}, ignored, error);
+  return parts_.empty() || database.Execute("SET constraint_exclusion TO on", {}, ignored, error);
 }
 
 // One statement of aggregates.

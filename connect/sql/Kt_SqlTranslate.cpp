@@ -99,7 +99,7 @@ class Translator {
     if (value.tag == SqlTerm::Tag::kEither) {
       return terms_.RefuseUnknown("a number that may be a long or a double");
     }
-    return "(" + value.sql + " <> 0) IS NOT FALSE";
+    return terms_.IsNotFalse("(" + value.sql + " <> 0)");
   }
 
   SqlTerms& Terms() { return terms_; }

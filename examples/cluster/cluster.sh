@@ -57,7 +57,7 @@ for ((shard = 0; shard < shards; shard++)); do
   {
     echo "CREATE SERVER shard$shard FOREIGN DATA WRAPPER postgres_fdw OPTIONS (host '${socket%% *}',"
     echo "  port '${port%% *}', dbname 'shop', async_capable 'true', use_remote_estimate 'true',"
-    echo "  fetch_size '10000', batch_size '1000');"
+    echo "  fetch_size '10000', batch_size '1000', fdw_tuple_cost '0.2');"
     echo "CREATE USER MAPPING FOR kt SERVER shard$shard OPTIONS (user 'kt', password_required 'false');"
     echo "CREATE FOREIGN TABLE orders_$shard PARTITION OF orders FOR VALUES IN ($here_regions)"
     echo "  SERVER shard$shard OPTIONS (table_name 'orders');"

@@ -4,82 +4,13 @@
 // saved, and servers that die on the way.
 #include <algorithm>
 #include <chrono>
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include "connect/Kt_Changes.h"
-#include "connect/connect_test_util.h"
+#include "connect/postgresql_cluster.h"
 #include "connect/sql/Kt_SqlSelect.h"
 
 namespace {
-
-constexpr int kRows = 4000;
-
-std::string Output(const std::string& command) {
-  std::string text;
-  if (std::FILE* const pipe = ::popen((command + " 2>&1").c_str(), "r")) {
-    for (int unit = std::fgetc(pipe); unit != EOF; unit = std::fgetc(pipe)) {
-      text += static_cast<char>(unit);
-    }
-    ::pclose(pipe);
-  }
-  while (!text.empty() && text.back() == '\n') text.pop_back();
-  return text;
-}
-
-// Servers of this test in a temporary folder, stopped at its end.
-class Cluster {
- public:
-  explicit Cluster(int shards) {
-    std::string pattern = (std::filesystem::temp_directory_path() / "kt_cl_XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) return;
-    folder_ = std::filesystem::canonical(pattern).string();
-    std::filesystem::permissions(folder_, std::filesystem::perms(0755));
-    said_ = Output(std::string(KT_CLUSTER_SCRIPT) + " start " + std::to_string(shards) + " " +
-                   folder_ + " " + std::to_string(kRows));
-    if (said_.starts_with("postgresql://")) url_ = said_;
-  }
-  Cluster(const Cluster&) = delete;
-  Cluster& operator=(const Cluster&) = delete;
-  ~Cluster() {
-    Output(std::string(KT_CLUSTER_SCRIPT) + " stop " + folder_);
-    std::error_code ignored;
-    std::filesystem::remove_all(folder_, ignored);
-  }
-
-  bool IsThere() const { return !url_.empty(); }
-  const std::string& WhyNot() const { return said_; }
-  Kt_DatabaseUrl Url(const std::string& query, const std::string& table = "") const {
-    Kt_DatabaseUrl url;
-    std::string reason;
-    EXPECT_TRUE(Kt_DatabaseUrl::Parse(url_ + "&timeout=10", url, reason)) << reason;
-    url.query = query;
-    url.table = table;
-    return url;
-  }
-  // On one of the servers: "asked", "shard0"...
-  std::string Run(const std::string& server, const std::string& statement) const {
-    std::ifstream file(folder_ + "/" + server + "/data/postmaster.pid");
-    std::string port;
-    for (int line = 0; line < 4; ++line) std::getline(file, port);
-    return Output("psql -X -q -A -t -F, -R'|' -h " + folder_ + "/" + server + " -p " + port +
-                  " -U kt -c \"" + statement + "\" shop");
-  }
-  void Kill(const std::string& server) const {
-    Output(std::string(KT_POSTGRESQL_SCRIPT) + " stop " + folder_ + "/" + server);
-  }
-  void StartAgain(const std::string& server) const {
-    Output(std::string(KT_POSTGRESQL_SCRIPT) + " again " + folder_ + "/" + server);
-  }
-
- private:
-  std::string folder_;
-  std::string said_;
-  std::string url_;
-};
 
 class PostgresqlCluster : public ::testing::TestWithParam<int> {
  protected:
@@ -88,13 +19,7 @@ class PostgresqlCluster : public ::testing::TestWithParam<int> {
     if (!cluster_.IsThere()) GTEST_SKIP() << cluster_.WhyNot();
   }
 
-  // The answer to a statement, or "!" and the reason.
-  std::string Asked(const std::string& query) {
-    Kt_Dataset answer(u"answer");
-    std::string error;
-    if (kt::LoadDatabase(cluster_.Url(query), {}, answer, error) < 0) return "!" + error;
-    return Shown(answer);
-  }
+  std::string Asked(const std::string& query) const { return cluster_.Asked(query); }
   Kt_Dataset Load(const std::string& where) {
     Kt_Dataset orders(u"orders");
     std::string error;
@@ -109,16 +34,6 @@ class PostgresqlCluster : public ::testing::TestWithParam<int> {
     std::string text = saved >= 0 ? std::to_string(saved) : report.error;
     for (const auto& conflict : report.conflicts) text += "|" + conflict.Text();
     return text;
-  }
-  // The statements that the server asked sends to the shards.
-  static std::vector<std::string> SentOf(const std::string& plan) {
-    std::vector<std::string> sent;
-    constexpr std::string_view kMark = "Remote SQL: ";
-    for (std::size_t at = plan.find(kMark); at != plan.npos; at = plan.find(kMark, at)) {
-      at += kMark.size();
-      sent.push_back(plan.substr(at, plan.find('|', at) - at));
-    }
-    return sent;
   }
 
   const Cluster cluster_;
@@ -180,7 +95,7 @@ TEST_P(PostgresqlCluster, FiltersAndGroupsRunOnTheShards) {
       shards = 1;
       expected.resize(at);
     }
-    EXPECT_EQ(SentOf(plan), std::vector<std::string>(shards, expected)) << plan;
+    EXPECT_EQ(Cluster::SentOf(plan), std::vector<std::string>(shards, expected)) << plan;
     EXPECT_EQ(shards > 1, plan.find("Async Foreign Scan") != plan.npos) << plan;
   }
   // The same rows without a cluster.

@@ -96,14 +96,34 @@ std::vector<Column> Columns(Kind kind, Dice& dice) {
   return columns;
 }
 
-std::string MakeTable(const std::vector<Column>& columns, Kind kind, Dice& dice) {
+// Where the rows of a table lie: in one, or in partitions, of which the server has some of
+// another's.
+enum class Place : std::uint8_t { kOne, kParts };
+
+// The rows have numbers then, as such a table has no order.
+std::string MakeParts(const std::string& names) {
+  return "DROP VIEW IF EXISTS v; DROP TABLE IF EXISTS r, there0, there1; CREATE TABLE there0(" +
+         names + "); CREATE TABLE there1(" + names + "); CREATE TABLE r(" + names +
+         ") PARTITION BY HASH (n); "
+         "CREATE FOREIGN TABLE r0 PARTITION OF r FOR VALUES WITH (MODULUS 3, REMAINDER 0) "
+         "SERVER loopback OPTIONS (table_name 'there0'); "
+         "CREATE FOREIGN TABLE r1 PARTITION OF r FOR VALUES WITH (MODULUS 3, REMAINDER 1) "
+         "SERVER loopback OPTIONS (table_name 'there1'); "
+         "CREATE TABLE r2 PARTITION OF r FOR VALUES WITH (MODULUS 3, REMAINDER 2); "
+         "CREATE VIEW v AS SELECT * FROM r;";
+}
+
+std::string MakeTable(const std::vector<Column>& columns, Kind kind, Place place, Dice& dice) {
   std::string names;
   for (const Column& column : columns) {
     names += (names.empty() ? "" : ", ") + std::string(column.name) + ' ' +
              (kind == Kind::kSqlite ? column.sqlite : column.postgresql);
   }
+  const bool has_parts = place == Place::kParts;
+  if (has_parts) names += ", id integer";
   std::string statements = "DROP VIEW IF EXISTS v; DROP TABLE IF EXISTS r; CREATE TABLE r(" +
                            names + "); CREATE VIEW v AS SELECT * FROM r;";
+  if (has_parts) statements = MakeParts(names);
   std::vector<int> nulls;
   for (std::size_t col = 0; col < columns.size(); ++col) nulls.push_back(dice.Below(3) * 15);
   statements += "INSERT INTO r VALUES ";
@@ -118,7 +138,7 @@ std::string MakeTable(const std::vector<Column>& columns, Kind kind, Dice& dice)
               ? "NULL"
               : cells[static_cast<std::size_t>(dice.Below(static_cast<int>(cells.size())))];
     }
-    statements += ')';
+    statements += has_parts ? "," + std::to_string(row) + ")" : ")";
   }
   return statements + ";";
 }
@@ -232,8 +252,13 @@ bool IsSame(const Kt_Variant& expected, const Kt_Variant& answered) {
 
 class Comparison {
  public:
-  Comparison(const std::string& url, Kt_Database& database, Kind kind, Dice& dice)
-      : url_(url), database_(database), kind_(kind), dice_(dice), expressions_(dice) {}
+  Comparison(const std::string& url, Kt_Database& database, Kind kind, Place place, Dice& dice)
+      : url_(url),
+        database_(database),
+        kind_(kind),
+        has_parts_(place == Place::kParts),
+        dice_(dice),
+        expressions_(dice) {}
 
   // Over one table; how many expressions were compared.
   void Run(int batches) {
@@ -252,11 +277,15 @@ class Comparison {
   std::int64_t selections = 0;
   std::int64_t pushed_selections = 0;
   std::int64_t totals = 0;
+  std::int64_t totals_of_parts = 0;
 
  private:
   const Kt_Dataset* Load() {
     std::string error;
-    EXPECT_GE(database_.LoadTable("r", dataset_, error), 0) << error;
+    const kt_long rows = has_parts_
+                             ? database_.Query("SELECT * FROM r ORDER BY id", {}, dataset_, error)
+                             : database_.LoadTable("r", dataset_, error);
+    EXPECT_GE(rows, 0) << error;
     EXPECT_TRUE(table_.Describe(database_, kind_, "r", error)) << error;
     std::vector<Kt_SqlTable::Wanted> all;
     for (std::size_t column = 0; column < table_.Columns().size(); ++column) {
@@ -308,7 +337,7 @@ class Comparison {
       list += one.where_sql.empty() ? "(" + one.value_sql + ")"
                                     : "CASE WHEN " + one.where_sql + " THEN 1 ELSE 0 END";
     }
-    list += " FROM r ORDER BY " + table_.RowOrder();
+    list += " FROM r ORDER BY " + (has_parts_ ? "id" : table_.RowOrder());
     while (!parameters.empty() && list.find("?" + std::to_string(parameters.size())) == list.npos) {
       parameters.pop_back();
     }
@@ -362,6 +391,7 @@ class Comparison {
     url.table = dice_.Chance(20) ? "v" : "r";  // a view has no order of its own
     if (dice_.Chance(70)) url.filter = expressions_.Any(1 + dice_.Below(2));
     url.sort = SomeColumns(dice_.Below(4), 40);
+    if (has_parts_) url.sort += url.sort.empty() ? "id" : ",id";
     if (dice_.Chance(80)) url.limit = 1 + dice_.Below(26);
     if (dice_.Chance(40)) url.columns = SomeColumns(1 + dice_.Below(3), 0);
     if (!url.HasSelection()) return;
@@ -440,6 +470,7 @@ class Comparison {
     }
     if (rows < 0 || !done.is_grouped) return;
     ++totals;
+    totals_of_parts += done.is_over_parts ? 1 : 0;
     ExpectTotals(request, answer, done);
   }
 
@@ -488,6 +519,7 @@ class Comparison {
   const std::string url_;
   Kt_Database& database_;
   const Kind kind_;
+  const bool has_parts_;
   Dice& dice_;
   Expressions expressions_;
   Kt_Dataset dataset_;
@@ -501,7 +533,8 @@ class EvaluatorOnly {
 };
 
 template <class MakeTableOf>
-void CompareRandomly(const char* name, const std::string& url, Kind kind, MakeTableOf make_table) {
+void CompareRandomly(const char* name, const std::string& url, Kind kind, Place place,
+                     MakeTableOf make_table) {
   const EvaluatorOnly evaluator_only;
   const auto seed = static_cast<std::uint64_t>(Setting("KT_SQL_SEED", 1));
   const std::int64_t wanted = Setting("KT_SQL_EXPRESSIONS", 3000);
@@ -511,15 +544,16 @@ void CompareRandomly(const char* name, const std::string& url, Kind kind, MakeTa
   std::int64_t selections = 0;
   std::int64_t pushed = 0;
   std::int64_t totals = 0;
+  std::int64_t totals_of_parts = 0;
   int tables = 0;
   std::string error;
   for (; compared < wanted && !::testing::Test::HasFailure(); ++tables) {
     SCOPED_TRACE("KT_SQL_SEED=" + std::to_string(seed) + ", table " + std::to_string(tables));
     Dice dice(seed * 1000003 + static_cast<std::uint64_t>(tables));
-    make_table(MakeTable(Columns(kind, dice), kind, dice));
+    make_table(MakeTable(Columns(kind, dice), kind, place, dice));
     const std::unique_ptr<Kt_Database> database = OpenUrl(url, {}, error);
     ASSERT_NE(database, nullptr) << error;
-    Comparison comparison(url, *database, kind, dice);
+    Comparison comparison(url, *database, kind, place, dice);
     comparison.Run(10);
     made += comparison.made;
     compared += comparison.compared;
@@ -527,30 +561,39 @@ void CompareRandomly(const char* name, const std::string& url, Kind kind, MakeTa
     selections += comparison.selections;
     pushed += comparison.pushed_selections;
     totals += comparison.totals;
+    totals_of_parts += comparison.totals_of_parts;
   }
   EXPECT_GT(pushed, selections / 4);
   std::cout << name << ": " << compared << " expressions compared in " << cells << " rows of "
             << tables << " tables, " << made << " were made; " << selections
             << " selections, of which " << pushed << " were cut in the database; " << totals
-            << " totals of groups\n";
+            << " totals of groups, " << totals_of_parts << " of those of partitions\n";
+  if (place == Place::kParts) {
+    EXPECT_GT(totals_of_parts, totals / 4);
+  }
 }
 
 TEST(SqlRandom, Sqlite) {
   const SqliteFile file("CREATE TABLE r(a); CREATE VIEW v AS SELECT * FROM r;");
-  CompareRandomly("SQLite", file.Url(), Kind::kSqlite,
+  CompareRandomly("SQLite", file.Url(), Kind::kSqlite, Place::kOne,
                   [&](const std::string& statements) { file.Run(statements); });
 }
 
 #if defined(KT_POSTGRESQL_SCRIPT)
-TEST(SqlRandom, Postgresql) {
+void ComparePostgresql(const char* name, Place place) {
   const PostgresqlServer& server = PostgresqlServer::Get();
   if (!server.IsThere()) GTEST_SKIP() << server.WhyNot();
-  CompareRandomly(
-      "PostgreSQL", server.Url(), Kind::kPostgresql, [&](const std::string& statements) {
-        const std::string said = server.Run("SET client_min_messages TO error;" + statements);
-        EXPECT_EQ(said, "") << statements;
-      });
+  const auto run = [&](const std::string& statements) {
+    const std::string said = server.Run("SET client_min_messages TO error;" + statements);
+    EXPECT_EQ(said, "") << statements;
+  };
+  run(std::string(kLoopbackServer) + "DROP TABLE IF EXISTS r CASCADE;");
+  CompareRandomly(name, server.Url(), Kind::kPostgresql, place, run);
+  run("DROP TABLE r CASCADE;");
 }
+
+TEST(SqlRandom, Postgresql) { ComparePostgresql("PostgreSQL", Place::kOne); }
+TEST(SqlRandom, PostgresqlPartitions) { ComparePostgresql("Partitions", Place::kParts); }
 #endif
 
 }  // namespace

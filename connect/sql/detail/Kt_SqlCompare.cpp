@@ -71,11 +71,11 @@ SqlTerm SqlTerms::Related(Operator op, const SqlTerm& left, const SqlTerm& right
   } else if (left.may_be_null && IsLess(op)) {
     where = sql = "(" + left.sql + Sign(op) + right.sql + " OR " + left.sql + " IS NULL)";
   } else if (left.may_be_null) {
-    sql = "(" + relation + " IS TRUE)";
+    sql = IsTrue(relation);
   }
   for (const SqlTerm* const side : {&left, &right}) {
     if (!side->may_be_nan) continue;
-    const std::string is_number = " AND (" + side->sql + " <> 'NaN') IS NOT FALSE)";
+    const std::string is_number = " AND " + IsNotFalse("(" + side->sql + " <> 'NaN')") + ")";
     sql.insert(0, "(").append(is_number);
     where.insert(0, "(").append(is_number);
   }

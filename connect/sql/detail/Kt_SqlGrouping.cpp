@@ -37,8 +37,7 @@ std::string GroupBy(const std::string& keys) { return keys.empty() ? "" : " GROU
 }  // namespace
 
 void SqlGrouping::Add(SqlMerge merge, std::string sql, const std::string& id) {
-  columns_.push_back(
-      {merge, std::move(sql), id.empty() ? "" : " AS " + Kt_Database::Quoted(id)});
+  columns_.push_back({merge, std::move(sql), id.empty() ? "" : " AS " + Kt_Database::Quoted(id)});
 }
 
 std::string SqlGrouping::From(const std::string& table) const {

@@ -158,7 +158,7 @@ SqlTerms::Term SqlTerms::AsJoined(const SqlTerm& term) {
   SqlTerm text = Text(IsSqlite() ? "CAST(" + value.sql + " AS TEXT)" : "(" + value.sql + ")::text");
   constexpr double kMostDigits = 16;
   text.longest = kMostDigits;
-  if (value.may_be_null) text.sql = "coalesce(" + text.sql + ", '')";
+  if (value.may_be_null) text.sql = IfNull(text.sql, "''");
   return text;
 }
 

@@ -176,7 +176,7 @@ SqlTerms::Term SqlTerms::AsText(const SqlTerm& term) {
   }
   if (term.kind != Kind::kText) return Refuse("the text of a number or date");
   SqlTerm text = term;
-  if (text.may_be_null) text.sql = "coalesce(" + term.sql + ", '')";
+  if (text.may_be_null) text.sql = IfNull(term.sql, "''");
   text.may_be_null = false;
   return text;
 }
@@ -190,7 +190,7 @@ SqlTerms::Term SqlTerms::AsTruth(const SqlTerm& term) {
     default: break;
   }
   const std::string is_set = "(" + term.sql + " <> 0)";
-  return term.may_be_null ? Truth("(" + is_set + " IS TRUE)", is_set) : Truth(is_set);
+  return term.may_be_null ? Truth(IsTrue(is_set), is_set) : Truth(is_set);
 }
 
 SqlTerms::Term SqlTerms::AsDecision(const SqlTerm& term) {
@@ -199,7 +199,7 @@ SqlTerms::Term SqlTerms::AsDecision(const SqlTerm& term) {
   std::string sql = "(abs(" + term.sql + ") >= 1";
   if (term.may_be_nan) sql += " AND " + term.sql + " <> 'NaN'";
   sql += ")";
-  return Truth("(" + sql + " IS TRUE)", sql);
+  return Truth(IsTrue(sql), sql);
 }
 
 SqlTerms::Term SqlTerms::AsNumber(const SqlTerm& term) {
@@ -219,12 +219,29 @@ SqlTerms::Term SqlTerms::AsNumber(const SqlTerm& term) {
   SqlTerm number = term;
   if (!number.may_be_null) return number;
   number.constant.reset();
-  number.sql = "coalesce(" + term.sql + ", 0)";
+  number.sql = IfNull(term.sql, "0");
   number.may_be_null = false;
   number.low = std::min(term.low, 0.0);
   number.high = std::max(term.high, 0.0);
   if (number.tag == Tag::kDouble) number.tag = Tag::kEither;
   return number;
+}
+
+// PostgreSQL sends CASE to the server of a foreign table, and fetches all rows for coalesce() and
+// IS TRUE.
+std::string SqlTerms::IfNull(const std::string& value, const char* otherwise) const {
+  if (!IsSent()) return "coalesce(" + value + ", " + otherwise + ")";
+  return "(CASE WHEN " + value + " IS NULL THEN " + otherwise + " ELSE " + value + " END)";
+}
+
+std::string SqlTerms::IsTrue(const std::string& condition) const {
+  if (!IsSent()) return "(" + condition + " IS TRUE)";
+  return "(CASE WHEN " + condition + " THEN TRUE ELSE FALSE END)";
+}
+
+std::string SqlTerms::IsNotFalse(const std::string& condition) const {
+  if (!IsSent()) return "(" + condition + " IS NOT FALSE)";
+  return "(CASE WHEN NOT " + condition + " THEN FALSE ELSE TRUE END)";
 }
 
 std::string SqlTerms::AsReal(const SqlTerm& number) const {

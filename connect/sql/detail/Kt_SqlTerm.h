@@ -89,6 +89,11 @@ class SqlTerms {
   Term AsDecision(const SqlTerm& term);
   Term AsNumber(const SqlTerm& term);
   std::string AsReal(const SqlTerm& number) const;
+  // The value, or another one in place of null; a condition that is never null, and holds where
+  // `condition` does, or where that is not false.
+  std::string IfNull(const std::string& value, const char* otherwise) const;
+  std::string IsTrue(const std::string& condition) const;
+  std::string IsNotFalse(const std::string& condition) const;
   // A whole number that does not overflow in arithmetic.
   std::string AsWhole(const SqlTerm& number) const;
 
@@ -119,6 +124,8 @@ class SqlTerms {
   Term Remainder(const SqlTerm& left, const SqlTerm& right);
   Term Join(const SqlTerm& left, const SqlTerm& right);
   Term AsJoined(const SqlTerm& term);
+  // Whether other servers are sent what stands in a statement.
+  bool IsSent() const { return !table_.Parts().empty(); }
 
   const Kt_SqlTable& table_;
   std::vector<Kt_Variant>& parameters_;
