@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # One question, "rows, pieces and worth of each region where more than five pieces were ordered", to
 # ever more rows, on every executor: files in memory, SQLite, PostgreSQL on one server and on shards
-# (examples/cluster), Dask over files. Wall-clock seconds, start of the program included, the smaller
+# (examples/cluster), Dask over files. And on the shards the same of each item, whose rows lie on all of
+# them: as kt asks a table, where each shard adds up its own rows, and as a query that it passes on, for which
+# the server that is asked fetches the rows. Wall-clock seconds, start of the program included, the smaller
 # of two runs; in brackets the peak memory in MB of the program that is asked, where that holds the rows.
 # All answers have to be equal. What is left out or not installed is shown as "-".
 #
@@ -26,6 +28,9 @@ trap clean EXIT
 question="SELECT region, count(*) AS n, sum(qty) AS qty, sum(price) AS price FROM orders
 WHERE qty > 5 GROUP BY region ORDER BY region"
 
+by_item="SELECT item, count(*) AS n, sum(qty) AS qty, sum(price) AS price FROM orders
+WHERE qty > 5 GROUP BY item ORDER BY item"
+
 make_csv() {  # ROWS, by the formulas of cluster.sh
   awk -v rows="$1" 'BEGIN {
     print "id,region,item,day,qty,price"
@@ -47,7 +52,7 @@ measure() {  # memory|-, command
     if [ -z "$best" ] || [ "$(echo "${said% *} < ${best% *}" | bc)" = 1 ]; then best=$said; fi
   done
   # Numbers as numbers: 3.0 and 3 are one.
-  awk -F, '/^r[0-9]/ { sub(/\r$/, ""); printf "%s %d %d %.6f\n", $1, $2, $3, $4 }' \
+  awk -F, '/^(r[0-9]|item [0-9])/ { sub(/\r$/, ""); printf "%s %d %d %.6f\n", $1, $2, $3, $4 }' \
     "$folder/answer" >"$folder/plain"
   [ -f "$folder/expected" ] || cp "$folder/plain" "$folder/expected"
   cmp -s "$folder/plain" "$folder/expected" || { echo wrong; return; }
@@ -71,9 +76,10 @@ EOF
 }
 dask_totals >"$folder/totals.py"
 
-group=(--filter 'qty > 5' --group region --totals-only --sum qty,price --csv)
+totals=(--filter 'qty > 5' --totals-only --sum qty,price --csv)
+group=("${totals[@]}" --group region)
 for rows in ${ROWS:-100000 1000000}; do
-  rm -f "$folder"/orders* "$folder/expected"
+  rm -f "$folder"/orders* "$folder"/expected*
   echo "== $rows rows"
   make_csv "$rows" >"$folder/orders.csv"
   line "kt, CSV" "$(measure memory "$kt" show "$folder/orders.csv" "${group[@]}")"
@@ -99,6 +105,13 @@ EOF
     fi
     line "PostgreSQL, $shards shard(s), asked by kt" \
       "$(measure - "$kt" show "$url&query=$question" --csv)"
+    mv "$folder/expected" "$folder/expected_regions"
+    [ ! -f "$folder/expected_items" ] || mv "$folder/expected_items" "$folder/expected"
+    line "  by item, rows fetched from shards" "$(measure - "$kt" show "$url&query=$by_item" --csv)"
+    line "  by item, sums of the shards" \
+      "$(measure - "$kt" show "$url&table=orders" "${totals[@]}" --group item)"
+    mv "$folder/expected" "$folder/expected_items"
+    mv "$folder/expected_regions" "$folder/expected"
     "$here/examples/cluster/cluster.sh" stop "$folder/cluster"
     rm -rf "$folder/cluster"
   done

@@ -160,6 +160,37 @@ TEST(Pushdown, PostgresqlGivesTheSame) {
   CompareArrangements(server.Url() + "&table=orders");
 }
 
+// Of a table that lies in three parts, two of them on what looks like another server.
+TEST(Pushdown, PostgresqlPartitionsGiveTheSame) {
+  const PostgresqlServer& server = PostgresqlServer::Get();
+  if (!server.IsThere()) GTEST_SKIP() << server.WhyNot();
+  ASSERT_EQ(server.Run(kLoopbackServer), "");
+  ASSERT_EQ(
+      server.Run("DROP TABLE IF EXISTS orders;" + Shop(true) +
+                 "CREATE TABLE there0 AS SELECT * FROM orders WHERE id < 80;"
+                 "CREATE TABLE there1 AS SELECT * FROM orders WHERE id BETWEEN 80 AND 139;"
+                 "CREATE TABLE spread(LIKE orders) PARTITION BY RANGE (id);"
+                 "CREATE FOREIGN TABLE part0 PARTITION OF spread FOR VALUES FROM (MINVALUE) TO (80)"
+                 "  SERVER loopback OPTIONS (table_name 'there0');"
+                 "CREATE FOREIGN TABLE part1 PARTITION OF spread FOR VALUES FROM (80) TO (140)"
+                 "  SERVER loopback OPTIONS (table_name 'there1');"
+                 "CREATE TABLE part2 PARTITION OF spread FOR VALUES FROM (140) TO (MAXVALUE);"
+                 "INSERT INTO part2 SELECT * FROM orders WHERE id > 139;"),
+      "");
+  const std::string table = server.Url() + "&table=spread";
+  CompareArrangements(table);
+  // The first ones of groups that are sorted by their totals.
+  const std::vector<std::string> first = {"show",          table,    "--group", "item",
+                                          "--totals-only", "--sum",  "w,qty",   "--sort",
+                                          "w:d",           "--rows", "2",       "--csv"};
+  const Outcome there = Kt(With(first, "--explain"));
+  EXPECT_EQ(there.out, Kt(With(first, "--no-pushdown")).out);
+  EXPECT_THAT(there.messages, HasSubstr("merged of those of 3 partitions that are made where"));
+  const Outcome extremes =
+      Kt({"show", table, "--group", "qty", "--totals-only", "--max", "item", "--explain"});
+  EXPECT_THAT(extremes.messages, HasSubstr("totals, of rows of 3 partitions that are fetched"));
+}
+
 TEST(Pushdown, IsExplained) {
   const SqliteFile shop(
       "CREATE TABLE orders(id INTEGER PRIMARY KEY, item TEXT, price REAL);"

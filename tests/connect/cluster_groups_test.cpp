@@ -151,7 +151,8 @@ TEST_P(ClusterRules, WhoMakesTheGroups) {
        "INSERT INTO orders VALUES (9999, 'r9', NULL, NULL, 5, 0.25)",
        "kt", usual, 3, true},
       {"GRANT SELECT ON orders, orders_0, here TO other; "
-       "CREATE USER MAPPING FOR other SERVER shard0 OPTIONS (user 'kt', password_required 'false'); "
+       "CREATE USER MAPPING FOR other SERVER shard0 OPTIONS (user 'kt', password_required "
+       "'false'); "
        "CREATE USER MAPPING FOR other SERVER shard1 OPTIONS (user 'kt', password_required 'false')",
        "other", usual, 0, false},
       {"GRANT SELECT ON orders_1 TO other", "other", usual, 3, true},
@@ -168,8 +169,8 @@ TEST_P(ClusterRules, WhoMakesTheGroups) {
     EXPECT_EQ(grouped.answer.part_count, row.part_count);
     EXPECT_EQ(grouped.answer.is_over_parts, row.is_over_parts) << grouped.answer.statement;
     const std::string key = row.request.keys[0].ToUtf8();
-    const std::string total = row.request.totals[0].second == u"price" ? "sum(price) AS price"
-                                                                       : "max(item) AS item";
+    const std::string total =
+        row.request.totals[0].second == u"price" ? "sum(price) AS price" : "max(item) AS item";
     EXPECT_EQ(grouped.rows, cluster_.Asked("SELECT " + key + ", " + total +
                                                ", count(*) AS rows FROM orders GROUP BY " + key +
                                                " ORDER BY " + key,

@@ -96,4 +96,3 @@ class Cluster {
   std::string said_;
   std::string url_;
 };
-

@@ -7,13 +7,15 @@
 #include <string>
 
 // Statements for a server `loopback` whose foreign tables are tables of the database itself. Rows
-// are dear to fetch from it, so that plans leave to it what can be left.
+// are dear to fetch from it, so that plans leave to it what can be left; they are not worth being
+// compiled.
 inline constexpr const char* kLoopbackServer =
     "SET client_min_messages TO error; CREATE EXTENSION IF NOT EXISTS postgres_fdw; "
     "DO $$ BEGIN EXECUTE format('CREATE SERVER IF NOT EXISTS loopback FOREIGN DATA WRAPPER "
     "postgres_fdw OPTIONS (host %L, port %L, dbname %L, fdw_tuple_cost ''1000'')', "
     "current_setting('unix_socket_directories'), current_setting('port'), current_database()); "
-    "END $$; CREATE USER MAPPING IF NOT EXISTS FOR kt SERVER loopback "
+    "EXECUTE format('ALTER DATABASE %I SET jit TO off', current_database()); END $$; "
+    "CREATE USER MAPPING IF NOT EXISTS FOR kt SERVER loopback "
     "OPTIONS (user 'kt', password_required 'false');";
 
 // A server of PostgreSQL in a temporary folder, stopped at the end. Where none is installed there
