@@ -7,7 +7,7 @@
 # of two runs; in brackets the peak memory in MB of the program that is asked, where that holds the rows.
 # All answers have to be equal. What is left out or not installed is shown as "-".
 #
-#   ROWS="100000 1000000 10000000" SHARDS="1 2 4" bench/scale.sh [BUILD_FOLDER]
+#   ROWS="100000 1000000 10000000" SHARDS="1 2 4" EXECUTORS="files sqlite shards dask" bench/scale.sh [BUILD_FOLDER]
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build=$(cd "${1:-$here/build/release}" && pwd)
@@ -37,7 +37,7 @@ make_csv() {  # ROWS, by the formulas of cluster.sh
     for (day = 0; day < 1500; ++day)
       days[day] = strftime("%Y-%m-%d", 1577836800 + day * 86400, 1)
     for (i = 0; i < rows; ++i)
-      printf "%d,r%d,item %d,%s,%d,%.6f\n", i, i % 8, i % 5000, days[i % 1500], i * 7 % 40,
+      printf "%d,r%d,item %d,%s,%d,%.6f\n", i, i % 8, i % 4999, days[i % 1500], i * 7 % 40,
         i * 37 % 10007 / 64 }'
 }
 
@@ -58,6 +58,7 @@ measure() {  # memory|-, command
   cmp -s "$folder/plain" "$folder/expected" || { echo wrong; return; }
   [ "$shown" = memory ] && echo "${best% *} ($((${best#* } / 1024)))" || echo "${best% *}"
 }
+wants() { [[ " ${EXECUTORS:-files sqlite shards dask} " == *" $1 "* ]]; }
 line() { printf '%-34s %s\n' "$1" "$2"; }
 
 dask_totals() {
@@ -81,12 +82,14 @@ group=("${totals[@]}" --group region)
 for rows in ${ROWS:-100000 1000000}; do
   rm -f "$folder"/orders* "$folder"/expected*
   echo "== $rows rows"
-  make_csv "$rows" >"$folder/orders.csv"
-  line "kt, CSV" "$(measure memory "$kt" show "$folder/orders.csv" "${group[@]}")"
-  "$kt" show "$folder/orders.csv" --save "$folder/orders.ktb" >/dev/null 2>&1
-  line "kt, binary file" "$(measure memory "$kt" show "$folder/orders.ktb" "${group[@]}")"
-
-  "$python" - "$folder" <<'EOF'
+  if wants files || wants sqlite || wants dask; then make_csv "$rows" >"$folder/orders.csv"; fi
+  if wants files; then
+    line "kt, CSV" "$(measure memory "$kt" show "$folder/orders.csv" "${group[@]}")"
+    "$kt" show "$folder/orders.csv" --save "$folder/orders.ktb" >/dev/null 2>&1
+    line "kt, binary file" "$(measure memory "$kt" show "$folder/orders.ktb" "${group[@]}")"
+  fi
+  if wants sqlite; then
+    "$python" - "$folder" <<'EOF'
 import csv, sqlite3, sys
 db = sqlite3.connect(f"{sys.argv[1]}/orders.db")
 db.execute("CREATE TABLE orders(id INTEGER PRIMARY KEY, region TEXT, item TEXT, day DATE, qty INT, price REAL)")
@@ -96,9 +99,11 @@ with open(f"{sys.argv[1]}/orders.csv") as file:
     db.executemany("INSERT INTO orders VALUES (?,?,?,?,?,?)", rows)
 db.commit()
 EOF
-  line "SQLite asked by kt" "$(measure - "$kt" show "sqlite:$folder/orders.db?query=$question" --csv)"
+    line "SQLite asked by kt" "$(measure - "$kt" show "sqlite:$folder/orders.db?query=$question" --csv)"
+  fi
 
   for shards in ${SHARDS:-1 2 4}; do
+    wants shards || break
     if ! url=$("$here/examples/cluster/cluster.sh" start "$shards" "$folder/cluster" "$rows"); then
       line "PostgreSQL, $shards" -
       continue
@@ -116,7 +121,9 @@ EOF
     rm -rf "$folder/cluster"
   done
 
-  if "$python" -c 'import distributed, dask.dataframe' 2>/dev/null; then
+  if ! wants dask; then
+    continue
+  elif "$python" -c 'import distributed, dask.dataframe' 2>/dev/null; then
     split -n "l/$files" -d --additional-suffix=.csv "$folder/orders.csv" "$folder/orders-part"
     for part in "$folder"/orders-part*; do
       [ "$part" = "$folder/orders-part00.csv" ] || sed -i '1i id,region,item,day,qty,price' "$part"

@@ -12,6 +12,7 @@
 #include "connect/detail/Kt_Guarded.h"
 #include "connect/sql/Kt_SqlTranslate.h"
 #include "connect/sql/detail/Kt_SqlGrouping.h"
+#include "connect/sql/detail/Kt_SqlWords.h"
 
 namespace {
 
@@ -192,7 +193,7 @@ class Query {
       return LeaveLimit("column '" + column.name + "' " + kMayBeBeyond);
     }
     order += (order.empty() ? "" : ", ") + column.sql;
-    if (is_text) order += CodeUnitOrder();
+    if (is_text) order += CodeUnitOrder(column);
     if (key.descending) order += " DESC";
     // What each database does by itself, an index finds.
     const bool has_nulls_first = table_.IsSqlite() != key.descending;
@@ -200,8 +201,9 @@ class Query {
     return true;
   }
 
-  const char* CodeUnitOrder() const {
-    return table_.IsSqlite() ? " COLLATE BINARY" : " COLLATE \"C\"";
+  const char* CodeUnitOrder(const Kt_SqlColumn& column) const {
+    if (table_.IsSqlite()) return " COLLATE BINARY";
+    return kt::detail::pg::IsByteOrder(column.collation) ? "" : " COLLATE \"C\"";
   }
 
   // Whether the filter, or what is left of it, reads the column here.
@@ -282,7 +284,7 @@ class Query {
       return Refuse(column, kMayBeBeyond);
     }
     std::string value = column.sql;
-    if (is_text) value += CodeUnitOrder();
+    if (is_text) value += CodeUnitOrder(column);
     if (!table_.IsSqlite() && column.type == Kt_ColumnType::kLong) value = "(" + value + ")::int4";
     const bool is_max = what == Kt_Aggregate::kMax;
     Group(is_max ? SqlMerge::kMax : SqlMerge::kMin, (is_max ? "max(" : "min(") + value + ")",

@@ -445,11 +445,11 @@ bool Kt_SqlTable::DescribePostgresql(Kt_Database& database, std::string& error) 
   // Versions before 14 do not ask several servers at the same time.
   if (database.Query("SELECT getdatabaseencoding() = 'UTF8', c.relkind = 'r' AND NOT "
                      "c.relhassubclass, c.relkind = 'p' AND "
-                     "current_setting('server_version_num')::int4 >= 140000, a.attname::text "
+                     "current_setting('server_version_num')::int4 >= 140000, a.attname::text, "
+                     "o.oid::int8, o.collisdeterministic "
                      "FROM pg_catalog.pg_class c LEFT JOIN (pg_catalog.pg_attribute a "
-                     "JOIN pg_catalog.pg_collation o ON o.oid = a.attcollation "
-                     "AND NOT o.collisdeterministic) ON a.attrelid = c.oid "
-                     "WHERE c.oid = $1::pg_catalog.regclass",
+                     "JOIN pg_catalog.pg_collation o ON o.oid = a.attcollation) "
+                     "ON a.attrelid = c.oid WHERE c.oid = $1::pg_catalog.regclass",
                      names, answer, error) < 0) {
     return false;
   }
@@ -460,8 +460,11 @@ bool Kt_SqlTable::DescribePostgresql(Kt_Database& database, std::string& error) 
   may_have_parts_ = cells.NextIsTrue();
   for (kt_long row = 0; row < answer.GetRowCount(); ++row) {
     const std::string name = answer.ReadColumn(row, 3).ToString().ToUtf8();
+    const auto collation = static_cast<std::uint32_t>(answer.ReadColumn(row, 4).ToDouble());
     for (Kt_SqlColumn& column : columns_) {
-      if (column.name == name) column.is_bytewise = false;
+      if (column.name != name) continue;
+      column.is_bytewise = answer.ReadColumn(row, 5).ToInteger() != 0;
+      column.collation = collation == pg::kDefaultCollation ? 0 : collation;
     }
   }
   return true;

@@ -55,6 +55,8 @@ struct Kt_SqlColumn {
   bool is_ascii = false;
   double longest = std::numeric_limits<double>::infinity();
   bool is_bytewise = true;  // equal when its bytes are equal, without a collation being named
+  // Of PostgreSQL, the number of its collation; 0 is the one of the database.
+  std::uint32_t collation = 0;
 };
 
 // What is to be asked of the cells of a column.

@@ -225,6 +225,7 @@ bool TakeTerm(SqlTerms& terms, const SqlTerm& value, Kt_SqlColumn& column) {
   column.is_ascii = value.is_ascii;
   column.longest = value.longest;
   column.is_bytewise = value.is_bytewise;
+  column.collation = value.collation;
   if (column.type == Kt_ColumnType::kDouble && is_number) {
     column.kind = Kt_SqlKind::kReal;
     column.sql = "(" + terms.AsReal(value) + ")";

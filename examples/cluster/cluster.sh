@@ -49,7 +49,7 @@ for ((shard = 0; shard < shards; shard++)); do
   done
   {
     echo "CREATE TABLE orders($columns);"
-    echo "INSERT INTO orders SELECT i, 'r' || i % $regions, 'item ' || i % 5000,"
+    echo "INSERT INTO orders SELECT i, 'r' || i % $regions, 'item ' || i % 4999,"
     echo "  date '2020-01-01' + i % 1500, i * 7 % 40, (i * 37 % 10007) / 64.0"
     echo "  FROM generate_series(0, $rows - 1) AS i WHERE i % $regions % $shards = $shard;"
     echo "ALTER TABLE orders ADD PRIMARY KEY (id); VACUUM ANALYZE orders;"

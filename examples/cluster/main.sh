@@ -17,3 +17,8 @@ echo
 echo
 "$kt" run --allow-host "$folder/asked" correct.kts main "$url&"
 "$kt" show "$url&query=SELECT region, sum(qty) AS pieces FROM orders WHERE item = 'item 7' GROUP BY region"
+
+echo
+echo "By what begins their names, which is on both servers:"
+"$kt" show "$url&table=orders" --add "kind:string=left(item, 6)" --filter "qty > 30" --group kind \
+  --totals-only --sum qty --explain 2>&1 | grep -v -e 'asked first:' -e 'statement:'

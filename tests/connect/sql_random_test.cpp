@@ -61,13 +61,20 @@ struct Column {
 // What a column may hold: the usual and the odd, so that some tables have only the usual.
 std::vector<Column> Columns(Kind kind, Dice& dice) {
   const bool is_pg = kind == Kind::kPostgresql;
+  // Orders of their own, which count for nothing here.
+  static const char* const kTexts[] = {"text", "text COLLATE \"C\"", "text COLLATE \"und-x-icu\""};
+  static const char* const kShort[] = {"varchar(40)", "varchar(40) COLLATE \"C\"",
+                                       "varchar(40) COLLATE \"de-x-icu\""};
   std::vector<Column> columns = {
       {"n", "INTEGER", "integer", {"0", "1", "-1", "5", "7", "-13", "100"}},
       {"m", "INTEGER", "bigint", {"1", "2", "3", "12", "-4"}},
       {"d", "REAL", "float8", {"0.5", "-2.25", "1.0", "3.125", "1e6", "0.1"}},
       {"e", "REAL", "float8", {"1.5", "2.0", "0.3", "-7.75", "42.0"}},
-      {"t", "TEXT", "text", {"'abc'", "'ABC'", "'b'", "''", "' x '", "'12'", "'a b'"}},
-      {"u", "TEXT", "varchar(40)", {"'abc'", "'q'", "'Zz'", "'true'", "'9'"}},
+      {"t",
+       "TEXT",
+       is_pg ? dice.Of(kTexts) : "",
+       {"'abc'", "'ABC'", "'b'", "''", "' x '", "'12'", "'a b'"}},
+      {"u", "TEXT", is_pg ? dice.Of(kShort) : "", {"'abc'", "'q'", "'Zz'", "'true'", "'9'"}},
       {"c", "DECIMAL(10,2)", "numeric", {"1.25", "0.1", "-3.5", "100", "0"}},
       {"y", "DATE", "date", {"'2024-01-05'", "'1999-12-31'", "'2024-02-29'", "'1901-05-06'"}},
       {"z", "DATE", is_pg ? "timestamp" : "date", {"'2024-01-05'", "'2024-03-01'"}},

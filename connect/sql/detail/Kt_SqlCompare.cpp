@@ -16,6 +16,7 @@
 
 #include "classlib/value/Kt_DateTime.h"
 #include "connect/sql/detail/Kt_SqlTerm.h"
+#include "connect/sql/detail/Kt_SqlWords.h"
 
 namespace kt::detail {
 namespace {
@@ -105,10 +106,10 @@ SqlTerms::Term SqlTerms::CompareTexts(Operator op, const SqlTerm& left, const Sq
   if (is_order && !(table_.IsUtf8() && left.is_plain && right.is_plain)) {
     return RefuseUnknown("an order of texts that may have characters beyond U+FFFF");
   }
-  const char* const collation = IsSqlite() ? " COLLATE BINARY"
-                                : is_order || !left.is_bytewise || !right.is_bytewise
-                                    ? " COLLATE \"C\""
-                                    : "";
+  SqlTerm both;
+  TakeCollations(both, left, right);
+  const bool needs_name = !both.is_bytewise || (is_order && !pg::IsByteOrder(both.collation));
+  const char* const collation = IsSqlite() ? " COLLATE BINARY" : needs_name ? " COLLATE \"C\"" : "";
   SqlTerm first = *AsText(left);
   const SqlTerm second = *AsText(right);
   // A text that is not empty is told from null by the relation itself, which an index finds.

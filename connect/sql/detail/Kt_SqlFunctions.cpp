@@ -9,6 +9,8 @@
 #include <cmath>
 #include <iterator>
 
+#include "connect/sql/detail/Kt_SqlWords.h"
+
 namespace kt::detail {
 namespace {
 
@@ -165,8 +167,10 @@ Term OfAscii(SqlTerms& terms, Args args, const std::string& before, const std::s
   if (!text) return text;
   if (!text->is_ascii)
     return terms.RefuseUnknown("a text that may have other characters than ASCII");
-  const std::string collation = terms.IsSqlite() ? "" : " COLLATE \"C\"";
-  text->sql = before + "(" + text->sql + collation + after + ")";
+  const bool has_name = terms.IsSqlite() || pg::IsByteOrder(text->collation);
+  text->sql = before + "(" + text->sql + (has_name ? "" : " COLLATE \"C\"") + after + ")";
+  text->is_bytewise = true;
+  text->collation = pg::kCollationC;
   return text;
 }
 

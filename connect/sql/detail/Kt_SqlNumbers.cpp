@@ -179,7 +179,7 @@ SqlTerms::Term SqlTerms::Join(const SqlTerm& left, const SqlTerm& right) {
   SqlTerm text = Text("(" + first->sql + " || " + second->sql + ")");
   text.is_plain = first->is_plain && second->is_plain;
   text.is_ascii = first->is_ascii && second->is_ascii;
-  text.is_bytewise = first->is_bytewise && second->is_bytewise;
+  TakeCollations(text, *first, *second);
   text.longest = longest;
   return text;
 }

@@ -166,6 +166,7 @@ SqlTerms::Term SqlTerms::Column(const Kt_SqlColumn& column) {
   term.is_ascii = column.is_ascii;
   term.longest = column.longest;
   term.is_bytewise = column.is_bytewise;
+  term.collation = column.collation;
   return term;
 }
 
@@ -179,6 +180,14 @@ SqlTerms::Term SqlTerms::AsText(const SqlTerm& term) {
   if (text.may_be_null) text.sql = IfNull(term.sql, "''");
   text.may_be_null = false;
   return text;
+}
+
+void SqlTerms::TakeCollations(SqlTerm& text, const SqlTerm& first, const SqlTerm& second) {
+  const bool is_one =
+      first.collation == second.collation || first.collation == 0 || second.collation == 0;
+  text.is_bytewise = first.is_bytewise && second.is_bytewise && is_one;
+  text.collation = first.collation != 0 ? first.collation : second.collation;
+  if (!text.is_bytewise) text.collation = 0;
 }
 
 SqlTerms::Term SqlTerms::AsTruth(const SqlTerm& term) {
@@ -280,7 +289,7 @@ SqlTerms::Term SqlTerms::Choose(const SqlTerm& condition, const SqlTerm& yes, co
   out.may_be_nan = first.may_be_nan || second.may_be_nan;
   out.is_plain = first.is_plain && second.is_plain;
   out.is_ascii = first.is_ascii && second.is_ascii;
-  out.is_bytewise = first.is_bytewise && second.is_bytewise;
+  TakeCollations(out, first, second);
   out.longest = std::max(first.longest, second.longest);
   return out;
 }

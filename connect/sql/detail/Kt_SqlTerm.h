@@ -38,6 +38,7 @@ struct SqlTerm {
   bool is_ascii = true;
   double longest = 0;
   bool is_bytewise = true;
+  std::uint32_t collation = 0;
 
   std::optional<Kt_Variant> constant;
 
@@ -83,6 +84,10 @@ class SqlTerms {
   static SqlTerm Text(std::string sql);
   // As a text that is never null; nothing for other kinds.
   Term AsText(const SqlTerm& term);
+  // Gives a text that is made of two what it has of their collations. PostgreSQL compares by the
+  // one that is not the database's; what is made of two such cannot be compared before one is
+  // named.
+  static void TakeCollations(SqlTerm& text, const SqlTerm& first, const SqlTerm& second);
   // As a condition; as a number that is never null, one that operators add and multiply.
   Term AsTruth(const SqlTerm& term);
   // Whether its whole number is not 0, as a condition.

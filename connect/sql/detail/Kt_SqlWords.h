@@ -21,4 +21,12 @@ inline constexpr std::uint32_t kTimestamp = 1114;
 inline constexpr std::uint32_t kTimestampTz = 1184;
 inline constexpr std::uint32_t kNumeric = 1700;
 
+// Collations by their numbers (pg_collation.oid). Two of them order by bytes, on every server.
+inline constexpr std::uint32_t kDefaultCollation = 100;
+inline constexpr std::uint32_t kCollationC = 950;
+inline constexpr std::uint32_t kCollationPosix = 951;
+inline constexpr bool IsByteOrder(std::uint32_t collation) {
+  return collation == kCollationC || collation == kCollationPosix;
+}
+
 }  // namespace kt::detail::pg
