@@ -2,10 +2,10 @@
 # One question, "rows, pieces and worth of each region where more than five pieces were ordered", to
 # ever more rows, on every executor: files in memory, SQLite, PostgreSQL on one server and on shards
 # (examples/cluster), Dask over files. And on the shards the same of each item, whose rows lie on all of
-# them: as kt asks a table, where each shard adds up its own rows, and as a query that it passes on, for which
-# the server that is asked fetches the rows. Wall-clock seconds, start of the program included, the smaller
-# of two runs; in brackets the peak memory in MB of the program that is asked, where that holds the rows.
-# All answers have to be equal. What is left out or not installed is shown as "-".
+# them: as kt asks a table, where each shard adds up its own rows, and as a query that it passes on, for
+# which the server that is asked fetches the rows. Wall-clock seconds, start of the program included, the
+# smaller of two runs; in brackets the peak memory in MB of the program that is asked, where that holds the
+# rows. All answers have to be equal. What is not installed is shown as "-"; EXECUTORS leaves some out.
 #
 #   ROWS="100000 1000000 10000000" SHARDS="1 2 4" EXECUTORS="files sqlite shards dask" bench/scale.sh [BUILD_FOLDER]
 set -euo pipefail
