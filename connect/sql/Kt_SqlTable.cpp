@@ -306,7 +306,7 @@ class PgQuestion {
     asked_.Add(SqlMerge::kMin, "min(abs(" + name_ + ")) FILTER (WHERE " + name_ + " <> 0 AND " +
                                    name_ + " <> 'NaN')");
   }
-  // An expression like this one takes no collation by which other bytes may be equal.
+  // PostgreSQL refuses patterns under a collation by which other bytes are equal.
   void AskText() {
     const char* const collation = column_.is_bytewise ? "" : " COLLATE \"C\"";
     asked_.Add(SqlMerge::kMax, "max(length(" + name_ + "))");

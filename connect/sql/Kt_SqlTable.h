@@ -80,7 +80,8 @@ class KT_SQL_API Kt_SqlTable {
     Kt_SqlQuestion question;
   };
   bool Ask(Kt_Database& database, const std::vector<Wanted>& wanted, std::string& error);
-  // Asks which partitions are on other servers.
+  // Asks which partitions are on other servers: before other questions, and again in the
+  // transaction that loads. False, with the reason, when the server fails.
   bool AskParts(Kt_Database& database, std::string& error);
 
   Kind DatabaseKind() const { return kind_; }
