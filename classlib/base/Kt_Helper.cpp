@@ -3,7 +3,7 @@
 // The second thread waits for a piece of work, takes it if it is still there, does it and says so.
 // Both sides look a few times before they sleep, because the pieces of an operation follow each
 // other closely.
-#include "classlib/base/detail/Kt_Helper.h"
+#include "classlib/base/Kt_Helper.h"
 
 #include <atomic>
 #include <chrono>

@@ -17,8 +17,8 @@
 #include <cmath>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Helper.h"
 #include "classlib/base/Kt_Memory.h"
-#include "classlib/base/detail/Kt_Helper.h"
 #include "classlib/formats/Kt_CellForms.h"
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/formats/detail/Kt_CsvHeading.h"

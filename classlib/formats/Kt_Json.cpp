@@ -23,8 +23,8 @@
 
 #include "classlib/base/Kt_Buffer.h"
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Helper.h"
 #include "classlib/base/Kt_Memory.h"
-#include "classlib/base/detail/Kt_Helper.h"
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/formats/detail/Kt_JsonCells.h"
 #include "classlib/formats/detail/Kt_QuickCells.h"

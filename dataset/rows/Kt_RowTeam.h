@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "classlib/base/Kt_Charge.h"
-#include "classlib/base/detail/Kt_Helper.h"
+#include "classlib/base/Kt_Helper.h"
 #include "dataset/rows/Kt_RowBlock.h"
 #include "dataset/rows/Kt_RowCursor.h"
 #include "dataset/rows/Kt_RowExpr.h"

@@ -320,8 +320,9 @@ static void Threads(void) {
   EXPECT(kt_engine_threads(engine, 3) == KT_ARGUMENT);
   Load(engine,
        "function work() {"
-       "  d.Sort(''); var s = d.Sum('1 / (a + 0.1)');"
-       "  d.Sort('a:d'); return toString(s) + ' ' + d.Sum('1 / (a + 0.1)') + ' ' + d[9].a; }");
+       "  d.Sort('a'); var s = d.Sum('1 / (a + 0.1) * (a + 3)');"
+       "  d.Sort('a:d'); var r = d.Sum('1 / (a + 0.1) * (a + 3)');"
+       "  return toString(s) + ' ' + toString(r) + ' ' + toString(d[9].a); }");
   kt_value* one = NULL;
   kt_value* two = NULL;
   EXPECT(kt_engine_call(engine, "work", NULL, 0, &one, NULL) == KT_OK);

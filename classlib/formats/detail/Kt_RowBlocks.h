@@ -9,8 +9,8 @@
 
 #include "classlib/base/Kt_Buffer.h"
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Helper.h"
 #include "classlib/base/Kt_Memory.h"
-#include "classlib/base/detail/Kt_Helper.h"
 #include "classlib/store/detail/Kt_LoadedTable.h"
 
 // What forms of files have in common that write row after row.

@@ -6,7 +6,7 @@
 #include <numeric>
 
 #include "classlib/base/Kt_Charge.h"
-#include "classlib/base/detail/Kt_Helper.h"
+#include "classlib/base/Kt_Helper.h"
 
 namespace kt::detail {
 

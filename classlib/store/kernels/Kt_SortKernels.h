@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
+#include "classlib/base/Kt_Helper.h"
 #include "classlib/base/Kt_Memory.h"
-#include "classlib/base/detail/Kt_Helper.h"
 
 // Sorting of rows by prepared keys: every cell becomes a 64-bit number once, in an order that is
 // that of the cells, and only the numbers are compared.
