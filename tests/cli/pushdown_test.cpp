@@ -166,7 +166,7 @@ TEST(Pushdown, PostgresqlPartitionsGiveTheSame) {
   if (!server.IsThere()) GTEST_SKIP() << server.WhyNot();
   ASSERT_EQ(server.Run(kLoopbackServer), "");
   ASSERT_EQ(
-      server.Run("DROP TABLE IF EXISTS orders;" + Shop(true) +
+      server.Run("SET client_min_messages = warning; DROP TABLE IF EXISTS orders;" + Shop(true) +
                  "CREATE TABLE there0 AS SELECT * FROM orders WHERE id < 80;"
                  "CREATE TABLE there1 AS SELECT * FROM orders WHERE id BETWEEN 80 AND 139;"
                  "CREATE TABLE spread(LIKE orders) PARTITION BY RANGE (id);"
