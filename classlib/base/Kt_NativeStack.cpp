@@ -56,6 +56,7 @@ std::uintptr_t FloorOfFirst(std::uintptr_t here) {
   const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
   rlimit limit{};
   if (path < here || ::gettid() != ::getpid() || ::getrlimit(RLIMIT_STACK, &limit) != 0) return 0;
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the system gives it as a number
   const std::uintptr_t last = path + std::strlen(reinterpret_cast<const char*>(path));
   const std::uintptr_t end = (last / page + 1) * page;
   const std::uintptr_t size = limit.rlim_cur / page * page;

@@ -161,6 +161,7 @@ KT_ALWAYS_INLINE const Kt_Variant& At(const Kt_Variant* base, std::uint16_t fiel
 
 // The fields of constants are odd, so these begin one unit of them earlier.
 const Kt_Variant* ConstsOf(const FuncCode& code) {
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): as a pointer it must not leave its array
   return reinterpret_cast<const Kt_Variant*>(reinterpret_cast<std::uintptr_t>(code.consts.data()) -
                                              Instr::Distance(1));
 }
