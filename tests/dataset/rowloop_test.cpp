@@ -440,26 +440,25 @@ class SharedRows : public testing::Test {
 
 TEST_F(SharedRows, RandomExpressions) {
   const std::int64_t before = RowTeam::blocks_there;
-  for (unsigned seed = 0; seed < 12 && !HasFailure(); ++seed) {
+  for (unsigned seed = 0; seed < 6 && !HasFailure(); ++seed) {
     const auto table = Table(seed, 9000 + 997 * static_cast<kt_long>(seed));
-    for (unsigned number = 0; number < 8 && !HasFailure(); ++number) {
+    for (unsigned number = 0; number < 5 && !HasFailure(); ++number) {
       ExprMaker maker(seed * 100 + number + 400000, number == 0);
       ExpectSame(seed, *table, Kt_WString(maker.Make(1 + static_cast<int>(number) % 3)));
     }
   }
-  EXPECT_GT(RowTeam::blocks_there - before, 500);
+  EXPECT_GT(RowTeam::blocks_there - before, 100);
 }
 
 TEST_F(SharedRows, KnownPlaces) {
   const std::int64_t before = RowTeam::blocks_there;
   constexpr unsigned kSeeds[] = {1, 12, 30, 23};
-  const std::unique_ptr<Kt_Dataset> tables[] = {Table(1, 9000), Table(12, 9000), Table(30, 9000),
-                                                Table(23, 30000)};
+  const std::unique_ptr<Kt_Dataset> tables[] = {Table(1, 5000), Table(12, 5000), Table(30, 5000),
+                                                Table(23, 9000)};
   for (std::size_t at = 0; at < std::size(kKnownPlaces); ++at) {
     ExpectSame(kSeeds[at % 4], *tables[at % 4], kKnownPlaces[at]);
-    ExpectSame(1, *tables[0], kKnownPlaces[at]);
   }
-  EXPECT_GT(RowTeam::blocks_there - before, 500);
+  EXPECT_GT(RowTeam::blocks_there - before, 100);
 }
 
 // Calls that stop show what one thread shows, whatever the second one was doing.
@@ -472,7 +471,7 @@ constexpr std::pair<const char16_t*, const char16_t*> kLongCalls[] = {
 TEST_F(SharedRows, StopAsOneThreadDoes) {
   const auto table = Table(7, 40000);
   for (const auto& [method, text] : kLongCalls) {
-    for (kt_long part = 0; part < 12; ++part) {
+    for (const kt_long part : {0, 1, 4, 9, 11}) {
       std::string outcomes[2];
       for (int threads = 1; threads <= 2; ++threads) {
         const Kt_WorkThreads allowed(threads, 1);
@@ -493,18 +492,18 @@ TEST_F(SharedRows, StopAsOneThreadDoes) {
 TEST_F(SharedRows, AreStoppedByFlagAndClock) {
   const Kt_WorkThreads allowed(2, 1);
   const auto table = Table(7, 40000);
+  const std::string before = ShowTable(*Setting(7, std::make_unique<Kt_Dataset>(*table)).data);
   for (const auto& [method, text] : kLongCalls) {
-    for (int round = 0; round < 10; ++round) {
+    for (int round = 0; round < 6; ++round) {
       std::atomic<bool> cancel = false;
       Kt_RunBudget budget;
-      const std::chrono::microseconds time(50 * round);
+      const std::chrono::microseconds time(80 * round);
       if (round % 2 == 0) {
         budget.cancel = &cancel;
       } else {
         budget.deadline = std::chrono::steady_clock::now() + time;
       }
       Setting setting(7, std::make_unique<Kt_Dataset>(*table));
-      const std::string before = ShowTable(*setting.data);
       const Kt_BoundedWork bounds(budget);
       std::thread canceller([&] {
         std::this_thread::sleep_for(time);
