@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "classlib/store/Kt_Dataset.h"
 #include "dataset/Kt_ExprDataset.h"
@@ -50,6 +51,12 @@ void Fail(const char* why) {
   std::exit(1);
 }
 
+void CountRows(benchmark::State& state) {
+  state.counters["row"] =
+      benchmark::Counter(static_cast<double>(kRows), benchmark::Counter::kIsIterationInvariantRate |
+                                                         benchmark::Counter::kInvert);
+}
+
 // Runs `main` of the script with the dataset and the number of rows.
 template <class Before>
 void Run(benchmark::State& state, const std::string& loop, Before before) {
@@ -69,9 +76,7 @@ void Run(benchmark::State& state, const std::string& loop, Before before) {
     if (script.ExecFunc(u"main", 2, args, result) != 0) Fail(loop.c_str());
     benchmark::DoNotOptimize(result);
   }
-  state.counters["row"] =
-      benchmark::Counter(static_cast<double>(kRows), benchmark::Counter::kIsIterationInvariantRate |
-                                                         benchmark::Counter::kInvert);
+  CountRows(state);
 }
 
 void Reads(benchmark::State& state, const std::string& loop) {
@@ -88,11 +93,53 @@ void ReadFromCpp(benchmark::State& state) {
     for (kt_long row = 0; row < kRows; ++row) sum += host.table.ReadColumn(row, 0).ToDouble();
     benchmark::DoNotOptimize(sum);
   }
-  state.counters["row"] =
-      benchmark::Counter(static_cast<double>(kRows), benchmark::Counter::kIsIterationInvariantRate |
-                                                         benchmark::Counter::kInvert);
+  CountRows(state);
 }
 BENCHMARK(ReadFromCpp);
+
+void ReadFromCpp_Plain(benchmark::State& state) {
+  const std::vector<double> cells(kRows, 0.25);
+  for (auto _ : state) {
+    double sum = 0;
+    for (const double cell : cells) sum += cell;
+    benchmark::DoNotOptimize(sum);
+  }
+  CountRows(state);
+}
+BENCHMARK(ReadFromCpp_Plain);
+
+// The first write of a cell, whose value it had is kept, and after it a later one.
+void WriteFromCpp(benchmark::State& state) {
+  const bool is_later = state.range(0) != 0;
+  Host host;
+  double add = 0;
+  const auto write_all = [&] {
+    ++add;
+    for (kt_long row = 0; row < kRows; ++row)
+      (void)host.table.SetColumn(row, 0, Kt_Variant(row + add));
+  };
+  for (auto _ : state) {
+    state.PauseTiming();
+    host.table.ApplyChange();
+    if (is_later) write_all();
+    state.ResumeTiming();
+    write_all();
+  }
+  CountRows(state);
+}
+BENCHMARK(WriteFromCpp)->ArgName("later")->Arg(0)->Arg(1);
+
+void WriteFromCpp_Plain(benchmark::State& state) {
+  std::vector<double> cells(kRows);
+  double add = 0;
+  for (auto _ : state) {
+    ++add;
+    for (kt_long row = 0; row < kRows; ++row) cells[static_cast<std::size_t>(row)] = row + add;
+    benchmark::ClobberMemory();
+  }
+  CountRows(state);
+}
+BENCHMARK(WriteFromCpp_Plain);
 
 // 1: code, 0: walk.
 #define KT_CELLS(kind, name, loop) \
