@@ -231,11 +231,12 @@ bool Kt_Column::Write(std::size_t row, const Kt_Variant& value) {
   }
   if (type_ == Kt_ColumnType::kString && IsShortText(value)) {
     Texts& texts = std::get<Texts>(cells_);
-    const auto known =
-        texts.dictionary.IsUnique() ? texts.dictionary.Find(value.AsStringView()) : std::nullopt;
-    if (!IsNull(row) && known == texts.codes[row]) return false;
+    std::optional<std::uint32_t> known;
+    if (texts.dictionary.IsUnique()) known = texts.dictionary.Find(value.AsStringView());
+    const std::uint32_t code = known.value_or(0);
+    if (!IsNull(row) && known && code == texts.codes[row]) return false;
     if (known) {
-      texts.codes[row] = *known;
+      texts.codes[row] = code;
     } else if (!IsNull(row) && Equals(row, value)) {
       return false;
     } else {
