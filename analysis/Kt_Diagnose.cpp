@@ -86,15 +86,12 @@ std::vector<Fault> ScriptFaults(const Kt_WString& text, SourceKind kind) {
 // expression stands by itself it is an error.
 kt_long OpenTextCode(const Kt_WString& text, kt_long& offset) {
   const kt_long size = text.GetLength();
-  for (kt_long at = 0; at < size;) {
-    int start = 0;
-    int length = 0;
-    const int next = Kt_ExprUtil::FindToken(text.GetText() + at, size - at, start, length);
-    offset = at + start;
-    if (next < 1) return length < -1 ? length : 0;
-    at += next;
-  }
-  return 0;
+  const kt_long end = Kt_ExprUtil::TokensEnd(text.GetText(), size);
+  int start = 0;
+  int code = 0;
+  (void)Kt_ExprUtil::FindToken(text.GetText() + end, size - end, start, code);
+  offset = end;
+  return code < -1 ? code : 0;
 }
 
 std::vector<Fault> ExpressionFaults(const Kt_WString& text) {
@@ -216,11 +213,12 @@ class Diagnosis {
         Tell(fault, RepairByRule(tokens, fault));
         continue;
       }
-      const Fault inner = Unreadable(tokens, fault);
-      if (std::optional<Repair> found = Inside(tokens, inner)) {
-        Tell(inner, *found);
-        edits = std::move(found->edits);
-        break;
+      if (const std::optional<Fault> inner = Unreadable(tokens, fault)) {
+        if (std::optional<Repair> found = Inside(tokens, *inner)) {
+          Tell(*inner, *found);
+          edits = std::move(found->edits);
+          break;
+        }
       }
       if (std::optional<Repair> found = Search(tokens, fault)) {
         if (!IsNew(*found)) return false;
@@ -257,26 +255,24 @@ class Diagnosis {
 
   // The first character behind the place of a fault, in its function, that no token has: for such a
   // one the engine may refuse a statement that begins long before it.
-  static Fault Unreadable(const SourceTokens& tokens, const Fault& fault) {
+  static std::optional<Fault> Unreadable(const SourceTokens& tokens, const Fault& fault) {
     constexpr std::u16string_view kNowhereElse = u"#$@\\`~^?";
-    Fault found = fault;
-    found.offset = -1;  // none
-    if (fault.stands_alone) return found;
+    if (fault.stands_alone) return {};
     std::size_t at = tokens.At(fault.offset) + 1;
     for (; at < tokens.Count() && !tokens.BeginsFunction(at); ++at) {
       if (kNowhereElse.find(tokens.Text(at)[0]) == kNowhereElse.npos) continue;
+      Fault found = fault;
       found.code = kSynExpression;
       found.expression_code = kExprBadToken;
       found.offset = tokens[at].start;
       found.message = kt_exprtextW(kExprBadToken);
-      break;
+      return found;
     }
-    return found;
+    return {};
   }
 
   // What the rule makes of it, or the text without it, when that also mends all before it.
   std::optional<Repair> Inside(const SourceTokens& tokens, const Fault& fault) {
-    if (fault.offset < 0) return {};
     Repair by_rule = RepairByRule(tokens, fault);
     const SourcePart place{fault.offset, 1};
     const auto unit = tokens.Source().substr(static_cast<std::size_t>(fault.offset), 1);

@@ -3,6 +3,7 @@
 // same loop without the cell, and the same cells from C++. Times are per row.
 #include <benchmark/benchmark.h>
 
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -17,19 +18,22 @@ namespace {
 
 constexpr kt_long kRows = 100000;
 
+// Rows of cells from C++: more than the caches next to the processor hold.
+constexpr kt_long kManyRows = 1000000;
+
 // Knows one dataset by its name.
 class Host : public Kt_ExprObject {
  public:
-  Host() : Kt_ExprObject(nullptr), wrapper(&table, this) {
+  explicit Host(kt_long rows = kRows) : Kt_ExprObject(nullptr), wrapper(&table, this) {
     (void)table.AddColumn(u"price", u"double");
     (void)table.AddColumn(u"name", u"string");
-    Fill();
+    Fill(rows);
   }
   // Rows that are normal, so that writing keeps first values.
-  void Fill() {
+  void Fill(kt_long rows = kRows) {
     table.ClearData();
-    (void)table.AppendRow(kRows);
-    for (kt_long row = 0; row < kRows; ++row) {
+    (void)table.AppendRow(rows);
+    for (kt_long row = 0; row < rows; ++row) {
       (void)table.SetColumn(row, 0, Kt_Variant(row * 0.25));
       (void)table.SetColumn(row, 1, Kt_Variant(row % 2 != 0 ? u"odd" : u"even"));
     }
@@ -51,10 +55,10 @@ void Fail(const char* why) {
   std::exit(1);
 }
 
-void CountRows(benchmark::State& state) {
+void CountRows(benchmark::State& state, kt_long rows = kRows) {
   state.counters["row"] =
-      benchmark::Counter(static_cast<double>(kRows), benchmark::Counter::kIsIterationInvariantRate |
-                                                         benchmark::Counter::kInvert);
+      benchmark::Counter(static_cast<double>(rows), benchmark::Counter::kIsIterationInvariantRate |
+                                                        benchmark::Counter::kInvert);
 }
 
 // Runs `main` of the script with the dataset and the number of rows.
@@ -87,35 +91,36 @@ void Writes(benchmark::State& state, const std::string& loop) {
 }
 
 void ReadFromCpp(benchmark::State& state) {
-  const Host host;
+  const auto rows = static_cast<kt_long>(state.range(0));
+  const Host host(rows);
   for (auto _ : state) {
     double sum = 0;
-    for (kt_long row = 0; row < kRows; ++row) sum += host.table.ReadColumn(row, 0).ToDouble();
+    for (kt_long row = 0; row < rows; ++row) sum += host.table.ReadColumn(row, 0).ToDouble();
     benchmark::DoNotOptimize(sum);
   }
-  CountRows(state);
+  CountRows(state, rows);
 }
-BENCHMARK(ReadFromCpp);
 
 void ReadFromCpp_Plain(benchmark::State& state) {
-  const std::vector<double> cells(kRows, 0.25);
+  const auto rows = static_cast<kt_long>(state.range(0));
+  const std::vector<double> cells(static_cast<std::size_t>(rows), 0.25);
   for (auto _ : state) {
     double sum = 0;
     for (const double cell : cells) sum += cell;
     benchmark::DoNotOptimize(sum);
   }
-  CountRows(state);
+  CountRows(state, rows);
 }
-BENCHMARK(ReadFromCpp_Plain);
 
 // The first write of a cell, whose value it had is kept, and after it a later one.
 void WriteFromCpp(benchmark::State& state) {
-  const bool is_later = state.range(0) != 0;
-  Host host;
+  const auto rows = static_cast<kt_long>(state.range(0));
+  const bool is_later = state.range(1) != 0;
+  Host host(rows);
   double add = 0;
   const auto write_all = [&] {
     ++add;
-    for (kt_long row = 0; row < kRows; ++row)
+    for (kt_long row = 0; row < rows; ++row)
       (void)host.table.SetColumn(row, 0, Kt_Variant(row + add));
   };
   for (auto _ : state) {
@@ -125,21 +130,67 @@ void WriteFromCpp(benchmark::State& state) {
     state.ResumeTiming();
     write_all();
   }
-  CountRows(state);
+  CountRows(state, rows);
 }
-BENCHMARK(WriteFromCpp)->ArgName("later")->Arg(0)->Arg(1);
 
 void WriteFromCpp_Plain(benchmark::State& state) {
-  std::vector<double> cells(kRows);
+  const auto rows = static_cast<kt_long>(state.range(0));
+  std::vector<double> cells(static_cast<std::size_t>(rows));
   double add = 0;
   for (auto _ : state) {
     ++add;
-    for (kt_long row = 0; row < kRows; ++row) cells[static_cast<std::size_t>(row)] = row + add;
+    for (kt_long row = 0; row < rows; ++row) cells[static_cast<std::size_t>(row)] = row + add;
     benchmark::ClobberMemory();
   }
-  CountRows(state);
+  CountRows(state, rows);
 }
-BENCHMARK(WriteFromCpp_Plain);
+
+// The loop of somebody who wants to know which cells have changed, and what they were before.
+void WriteFromCpp_PlainKept(benchmark::State& state) {
+  const auto rows = static_cast<std::size_t>(state.range(0));
+  const bool is_later = state.range(1) != 0;
+  std::vector<double> cells(rows);
+  std::vector<double> first;
+  std::vector<std::uint8_t> changed;
+  double add = 0;
+  const auto write_all = [&] {
+    ++add;
+    for (std::size_t row = 0; row < rows; ++row) {
+      const double value = static_cast<double>(row) + add;
+      if (cells[row] == value) continue;
+      if (changed[row] == 0) {
+        if (first.size() <= row) first.resize(row + 1);
+        first[row] = cells[row];
+        changed[row] = 1;
+      } else if (first[row] == value) {
+        changed[row] = 0;
+      }
+      cells[row] = value;
+    }
+    benchmark::ClobberMemory();
+  };
+  for (auto _ : state) {
+    state.PauseTiming();
+    first = {};
+    changed.assign(rows, 0);
+    if (is_later) write_all();
+    state.ResumeTiming();
+    write_all();
+  }
+  CountRows(state, static_cast<kt_long>(rows));
+}
+
+void Reading(benchmark::internal::Benchmark* bench) {
+  bench->ArgName("rows")->Arg(kRows)->Arg(kManyRows);
+}
+void Writing(benchmark::internal::Benchmark* bench) {
+  bench->ArgNames({"rows", "later"})->ArgsProduct({{kRows, kManyRows}, {0, 1}});
+}
+BENCHMARK(ReadFromCpp)->Apply(Reading);
+BENCHMARK(ReadFromCpp_Plain)->Apply(Reading);
+BENCHMARK(WriteFromCpp)->Apply(Writing);
+BENCHMARK(WriteFromCpp_Plain)->Apply(Reading);
+BENCHMARK(WriteFromCpp_PlainKept)->Apply(Writing);
 
 // 1: code, 0: walk.
 #define KT_CELLS(kind, name, loop) \

@@ -5,6 +5,7 @@
 
 #include "classlib/base/Kt_NativeStack.h"
 #include "classlib/store/Kt_Pivot.h"
+#include "classlib/store/detail/Kt_CellValue.h"
 #include "classlib/store/detail/Kt_Edit.h"
 #include "classlib/store/detail/Kt_Whole.h"
 
@@ -48,19 +49,22 @@ bool IsNumberOf(Kt_ColumnType type, const Kt_Variant& value) {
 
 Kt_Variant Kt_Dataset::Body::ReadCell(View view, kt_long row, kt_long col, kt_long position) const {
   KT_CHECK_THREAD(one_thread_, "dataset", id_);
+  if (const Column* const column = OwnCellsAt(col); KT_LIKELY(column != nullptr)) {
+    const auto slot = OwnRecordAt(view, row);
+    return KT_LIKELY(slot.has_value()) ? CellValue(*column->cells, *slot) : Kt_Variant();
+  }
   const auto slot = RecordAt(view, row);
   if (!slot) return ReadSubtotal(view, row, col, position);
   if (!columns_.Has(col)) return {};
   if (IsPivot()) return pivot_->GetColumn(static_cast<kt_long>(*slot), col, position);
-  const Column& column = columns_[col];
-  if (KT_LIKELY(column.cells != nullptr && !ShowsSource())) return column.cells->Read(*slot);
+  if (columns_[col].cells != nullptr && !ShowsSource()) return columns_[col].cells->Read(*slot);
   if (IsGone(*slot)) return {};
   if (const Kt_Column* const cells = CellsOf(col)) return cells->Read(*slot);
   const kt_long source_col = self_.GetSourceCol(col);
   if (source_col >= 0) {
     return Outside([&] { return GetSource()->body().ReadSlot(*slot, source_col); });
   }
-  return ReadExpression(view, row, column);
+  return ReadExpression(view, row, columns_[col]);
 }
 
 Kt_Variant Kt_Dataset::Body::ReadSubtotal(View view, kt_long row, kt_long col,
@@ -104,8 +108,15 @@ const Kt_Variant* Kt_Dataset::Body::Remember(Kt_Variant value) const {
   return &place;
 }
 
+// Rows as they were loaded, here; everything else is a call that this one ends with.
 Kt_Variant Kt_Dataset::ReadColumn(kt_long row, kt_long col, kt_long position) const {
-  return body().ReadCell(body().ActiveView(), row, col, position);
+  const Body& own = body();
+  const Body::Column* const column = own.OwnCellsAt(col);
+  if (KT_LIKELY(column != nullptr && own.rows_.index->IsIdentityAt(own.ActiveView(), row))) {
+    KT_CHECK_THREAD(own.one_thread_, "dataset", own.id_);
+    return CellValue(*column->cells, static_cast<Slot>(row));
+  }
+  return own.ReadCell(own.ActiveView(), row, col, position);
 }
 
 Kt_Variant Kt_Dataset::ReadColumnNF(kt_long row, kt_long col, kt_long position) const {
@@ -141,10 +152,8 @@ const Kt_Dataset::Body::Column* Kt_Dataset::Body::FindOwnCells(std::u16string_vi
     col = columns_.Find(id);
     if (col < 0) return nullptr;
   }
-  if (KT_UNLIKELY(source_.IsSet() || IsPivot() || rows_.grouped)) return nullptr;
-  const Column& column = columns_[col];
-  const bool is_plain = column.cells != nullptr && column.type != Kt_ColumnType::kVariant;
-  return KT_LIKELY(is_plain) ? &column : nullptr;
+  const Column* const column = OwnCellsAt(col);
+  return column != nullptr && KT_LIKELY(column->type != Kt_ColumnType::kVariant) ? column : nullptr;
 }
 
 bool Kt_Dataset::ReadOwnCell(kt_long row, std::u16string_view id, kt_long& col,
@@ -153,22 +162,8 @@ bool Kt_Dataset::ReadOwnCell(kt_long row, std::u16string_view id, kt_long& col,
   KT_CHECK_THREAD(own.one_thread_, "dataset", own.id_);
   const Body::Column* const column = own.FindOwnCells(id, col);
   if (KT_UNLIKELY(column == nullptr)) return false;
-  const auto slot = own.OwnRecordAt(row);
-  if (KT_UNLIKELY(!slot || column->cells->IsNull(*slot))) {
-    value.Clear();
-    return true;
-  }
-  // The usual kinds in place.
-  switch (column->type) {
-    case Kt_ColumnType::kLong: value = column->cells->Cells<Kt_Column::Longs>()[*slot]; break;
-    case Kt_ColumnType::kDouble: value = column->cells->Cells<Kt_Column::Doubles>()[*slot]; break;
-    case Kt_ColumnType::kString: {
-      const auto& texts = column->cells->Cells<Kt_Column::Texts>();
-      value = texts.dictionary.Text(texts.codes[*slot]);
-      break;
-    }
-    default: value = column->cells->Read(*slot); break;
-  }
+  const auto slot = own.OwnRecordAt(own.ActiveView(), row);
+  value = KT_LIKELY(slot.has_value()) ? CellValue(*column->cells, *slot) : Kt_Variant();
   return true;
 }
 
@@ -177,7 +172,7 @@ bool Kt_Dataset::WriteOwnCell(kt_long row, std::u16string_view id, kt_long& col,
   Body& own = body();
   KT_CHECK_THREAD(own.one_thread_, "dataset", own.id_);
   if (KT_UNLIKELY(own.FindOwnCells(id, col) == nullptr || own.IsEvaluating())) return false;
-  const auto slot = own.OwnRecordAt(row);
+  const auto slot = own.OwnRecordAt(own.ActiveView(), row);
   answer = KT_LIKELY(slot.has_value()) ? own.WriteOwn(*slot, col, value) : -1;
   return true;
 }
@@ -245,7 +240,7 @@ void Kt_Dataset::Body::StoreCell(Slot slot, kt_long stored_col, const Kt_Variant
     cells.Write(slot, value);
     return;
   }
-  const Kt_Variant before = cells.Read(slot);
+  const Kt_Variant before = CellValue(cells, slot);
   ChangeBuffer& changes = rows_.changes.Write();
   const ChangeBuffer::Noted noted = changes.NoteWrite(slot, stored_col, before);
   try {
@@ -273,7 +268,13 @@ const std::shared_ptr<Kt_ColumnEvaluator>& Kt_Dataset::GetEvaluator() const {
 bool Kt_Dataset::IsEvaluating() const { return body().IsEvaluating(); }
 
 kt_long Kt_Dataset::SetColumn(kt_long row, kt_long col, const Kt_Variant& value) {
-  return body().WriteCell(body().ActiveView(), row, col, value);
+  Body& own = body();
+  if (KT_UNLIKELY(own.OwnCellsAt(col) == nullptr || own.IsEvaluating())) {
+    return own.WriteCell(own.ActiveView(), row, col, value);
+  }
+  KT_CHECK_THREAD(own.one_thread_, "dataset", own.id_);
+  const auto slot = own.OwnRecordAt(own.ActiveView(), row);
+  return KT_LIKELY(slot.has_value()) ? own.WriteOwn(*slot, col, value) : -1;
 }
 
 kt_long Kt_Dataset::SetColumnNF(kt_long row, kt_long col, const Kt_Variant& value) {

@@ -8,6 +8,7 @@
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/detail/Kt_SparingGrowth.h"
+#include "classlib/store/detail/Kt_CellValue.h"
 #include "classlib/text/Kt_Number.h"
 #include "classlib/value/detail/Kt_VariantText.h"
 
@@ -163,18 +164,7 @@ Kt_Column::Kt_Column(const Kt_Column& other)
 
 Kt_Variant Kt_Column::Read(std::size_t row) const {
   KT_ASSERT(row < row_count_);
-  if (IsNull(row)) return {};
-  switch (type_) {
-    case Kt_ColumnType::kLong: return std::get<Longs>(cells_)[row];
-    case Kt_ColumnType::kDouble: return std::get<Doubles>(cells_)[row];
-    case Kt_ColumnType::kDateTime: return Kt_DateTime{std::get<Doubles>(cells_)[row]};
-    case Kt_ColumnType::kCurrency: return Kt_Currency::FromUnits(std::get<Units>(cells_)[row]);
-    case Kt_ColumnType::kString: {
-      const Texts& texts = std::get<Texts>(cells_);
-      return texts.dictionary.Text(texts.codes[row]);
-    }
-    default: return std::get<Values>(cells_)[row];
-  }
+  return kt::detail::CellValue(*this, row);
 }
 
 Kt_Variant Kt_Column::Converted(const Kt_Variant& value) const {
@@ -295,8 +285,7 @@ void Kt_Column::MakeNullable() {
   if (nulls_.empty()) nulls_.resize(row_count_ / 64 + 1);
 }
 
-void Kt_Column::SetNullBit(std::size_t row, bool null) {
-  if (IsNull(row) == null) return;
+void Kt_Column::FlipNullBit(std::size_t row, bool null) {
   MakeNullable();
   nulls_[row / 64] ^= std::uint64_t{1} << row % 64;
   null_count_ += null ? std::size_t{1} : ~std::size_t{0};

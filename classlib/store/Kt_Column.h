@@ -101,7 +101,10 @@ class KT_CLASS_API Kt_Column {
     }
   }
   void GrowNulls(std::size_t count, bool null);
-  void SetNullBit(std::size_t row, bool null);
+  void SetNullBit(std::size_t row, bool null) {
+    if (KT_UNLIKELY(IsNull(row) != null)) FlipNullBit(row, null);
+  }
+  void FlipNullBit(std::size_t row, bool null);
   void Resize(std::size_t rows);
   void WritePresent(std::size_t row, const Kt_Variant& value);
   void WriteText(std::size_t row, const Kt_WString& text);

@@ -135,7 +135,7 @@ kt_long Kt_Dataset::Body::InsertSlots(kt_long row, kt_long count) {
         charge.AddOrLeave(units);
         const Slot slot = slots[static_cast<std::size_t>(added)];
         if (record + added == index.Count(ActiveView())) {
-          index.Append(slot, 1);
+          index.Append(slot);
         } else {
           index.Insert(index.Find(ActiveView(), record + added), slot);
         }
@@ -170,7 +170,7 @@ kt_long Kt_Dataset::Body::AppendSlot() {
     columns_.PadTo(std::size_t{slot} + 1);
     index.Mark(slot, kRowInserted, 0);
     try {
-      index.Append(slot, 1);
+      index.Append(slot);
     } catch (...) {
       index.Forget(slot);
       throw;

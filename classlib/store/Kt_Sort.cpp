@@ -10,6 +10,7 @@
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/store/Kt_Pivot.h"
+#include "classlib/store/Kt_SortItem.h"
 #include "classlib/store/detail/Kt_Edit.h"
 #include "classlib/store/detail/Kt_Whole.h"
 #include "classlib/store/kernels/Kt_SortKernels.h"
@@ -250,19 +251,10 @@ bool Kt_Dataset::Body::ParseSortKeys(std::u16string_view list, bool ascending,
     Kt_WString item = items.GetItem(number);
     item.Trim();
     if (item.IsEmpty()) continue;
-    SortKey key{self_.GetColIndex(item), ascending};
-    const std::size_t colon = item.View().rfind(u':');
-    if (key.col < 0 && colon != std::u16string_view::npos) {
-      Kt_WString direction(item.View().substr(colon + 1));
-      Kt_WString id(item.View().substr(0, colon));
-      direction.Trim();
-      id.Trim();
-      const bool down = direction.EqualsNoCase(u"d");
-      if (!down && !direction.EqualsNoCase(u"a")) return false;
-      key = {self_.GetColIndex(id), ascending != down};
-    }
-    if (key.col < 0) return false;
-    keys.push_back(key);
+    const auto find = [this](const Kt_WString& id) { return self_.GetColIndex(id); };
+    const Kt_SortItem read = Kt_SortItem::Read(item, find);
+    if (read.col < 0) return false;
+    keys.push_back({read.col, ascending != read.is_descending});
   }
   return !keys.empty();
 }

@@ -7,6 +7,7 @@
 #include <ostream>
 
 #include "classlib/store/Kt_Fold.h"
+#include "classlib/store/Kt_SortItem.h"
 #include "classlib/text/Kt_NearestName.h"
 #include "classlib/text/Kt_WStrList.h"
 #include "cli/Kt_Bounds.h"
@@ -195,22 +196,12 @@ class Arranger {
                 Find find, std::vector<NamedColumn>& columns) {
     for (const Kt_WString& item : Split(list, u",")) {
       if (item.IsEmpty()) continue;
-      NamedColumn column{find(item), false};
-      const std::size_t colon = item.View().rfind(u':');
-      Kt_WString name = item;
-      if (column.col < 0 && colon != std::u16string_view::npos) {
-        Kt_WString direction(item.View().substr(colon + 1));
-        direction.Trim();
-        name = item.View().substr(0, colon);
-        name.Trim();
-        column.descending = direction.EqualsNoCase(u"d");
-        if (column.descending || direction.EqualsNoCase(u"a")) column.col = find(name);
+      const Kt_SortItem read = Kt_SortItem::Read(item, find);
+      if (read.col < 0) {
+        return Complain(fmt::format("{}: there is no column '{}'{}", option, read.name.ToUtf8(),
+                                    KnownColumns(read.name, names)));
       }
-      if (column.col < 0) {
-        return Complain(fmt::format("{}: there is no column '{}'{}", option, name.ToUtf8(),
-                                    KnownColumns(name, names)));
-      }
-      columns.push_back(column);
+      columns.push_back({read.col, read.is_descending});
     }
     return true;
   }

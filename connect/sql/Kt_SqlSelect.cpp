@@ -8,6 +8,7 @@
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/formats/Kt_Formats.h"
+#include "classlib/store/Kt_SortItem.h"
 #include "classlib/text/Kt_WStrList.h"
 #include "connect/detail/Kt_Guarded.h"
 #include "connect/sql/Kt_SqlSteps.h"
@@ -59,21 +60,13 @@ class RequestReader {
   // ":d" after a name is descending, unless a column is called so.
   bool ReadSort(const std::string& list) {
     return ForEachItem(list, [&](const Kt_WString& item) {
-      const Kt_SqlColumn* column = table_.Find(item);
-      bool is_descending = false;
-      if (const std::size_t colon = item.View().rfind(u':');
-          column == nullptr && colon != kNowhere) {
-        Kt_WString direction(item.View().substr(colon + 1));
-        direction.Trim();
-        is_descending = direction.EqualsNoCase(u"d");
-        if (is_descending || direction.EqualsNoCase(u"a")) {
-          Kt_WString name(item.View().substr(0, colon));
-          name.RTrim();
-          column = table_.Find(name);
-        }
-      }
+      const Kt_SqlColumn* column = nullptr;
+      const Kt_SortItem read = Kt_SortItem::Read(item, [&](const Kt_WString& name) {
+        column = table_.Find(name);
+        return column != nullptr ? kt_long{0} : kt_long{-1};
+      });
       if (column == nullptr) return HasNo("sort", item);
-      request_.order.push_back({column->id, is_descending});
+      request_.order.push_back({column->id, read.is_descending});
       return true;
     });
   }
@@ -98,7 +91,6 @@ class RequestReader {
     return false;
   }
 
-  static constexpr std::size_t kNowhere = std::u16string_view::npos;
   const Kt_SqlTable& table_;
   Kt_SqlRequest& request_;
   std::string& error_;

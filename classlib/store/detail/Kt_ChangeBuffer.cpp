@@ -5,58 +5,70 @@
 
 namespace kt::detail {
 
+const Kt_Variant* FirstValues::FindMore(kt_long col) const {
+  for (const auto& [noted_col, old] : *more_) {
+    if (noted_col == col) return &old;
+  }
+  return nullptr;
+}
+
+void FirstValues::AddMore(kt_long col, const Kt_Variant& before) {
+  if (more_ == nullptr) more_ = std::make_unique<Cells>();
+  more_->emplace_back(col, before);
+}
+
 void FirstValues::Remove(kt_long col) {
   if (first_col_ != col) {
-    std::erase_if(more_, [col](const auto& cell) { return cell.first == col; });
+    if (more_ != nullptr)
+      std::erase_if(*more_, [col](const auto& cell) { return cell.first == col; });
     return;
   }
   first_col_ = -1;
   first_.Clear();
-  if (more_.empty()) return;
-  first_col_ = more_.front().first;
-  first_ = std::move(more_.front().second);
-  more_.erase(more_.begin());
+  if (more_ == nullptr || more_->empty()) return;
+  first_col_ = more_->front().first;
+  first_ = std::move(more_->front().second);
+  more_->erase(more_->begin());
 }
 
 void FirstValues::RemoveLast() {
-  if (!more_.empty()) return more_.pop_back();
+  if (more_ != nullptr && !more_->empty()) return more_->pop_back();
   first_col_ = -1;
   first_.Clear();
 }
 
-ChangeBuffer::Entry& ChangeBuffer::Touch(Slot slot) {
-  if (const std::uint32_t number = NumberOf(slot); number != 0) return entries_[number - 1];
+// The number of an entry that is free. After that dropping an entry needs no memory.
+KT_ALWAYS_INLINE
+std::uint32_t ChangeBuffer::FreeNumber() {
+  if (!free_numbers_.empty()) return free_numbers_.back();
+  if (entries_.empty() || entries_.back().size() == kPageEntries) {
+    entries_.emplace_back();
+    if (entries_.size() > 1) entries_.back().reserve(kPageEntries);
+  }
+  const std::size_t number = (entries_.size() - 1) * kPageEntries + entries_.back().size() + 1;
+  if (free_numbers_.capacity() < number) free_numbers_.reserve(2 * number);
+  entries_.back().emplace_back();
+  free_numbers_.push_back(static_cast<std::uint32_t>(number));
+  return free_numbers_.back();
+}
+
+ChangeBuffer::Entry& ChangeBuffer::MakeEntry(Slot slot) {
   const std::size_t page = slot / kPageSlots;
   if (pages_.size() <= page) pages_.resize(page + 1);
   if (pages_[page].empty()) pages_[page].resize(kPageSlots);
-  if (free_entries_.empty()) {
-    entries_.emplace_back();
-    free_entries_.reserve(entries_.capacity());  // so that dropping one needs no memory
-    free_entries_.push_back(static_cast<std::uint32_t>(entries_.size()));
-  }
-  order_.Append(slot, 1);
-  const std::uint32_t number = free_entries_.back();
-  free_entries_.pop_back();
+  const std::uint32_t number = FreeNumber();
+  order_.Append(slot);
+  free_numbers_.pop_back();
   pages_[page][slot % kPageSlots] = number;
-  entries_[number - 1].number = next_number_++;
-  return entries_[number - 1];
-}
-
-ChangeBuffer::Noted ChangeBuffer::NoteWrite(Slot slot, kt_long col, const Kt_Variant& before) {
-  if (const std::uint32_t number = NumberOf(slot); number != 0) {
-    Entry& entry = entries_[number - 1];
-    if (OldValue(entry, col) != nullptr) return Noted::kNothing;
-    entry.cells.Add(col, before);
-    return Noted::kCell;
-  }
-  Touch(slot).cells.Add(col, before);  // the first one needs no memory
-  return Noted::kEntry;
+  Entry& entry = EntryOf(number);
+  entry.number = next_number_++;
+  return entry;
 }
 
 void ChangeBuffer::TakeBack(Slot slot, Noted noted) {
   if (noted == Noted::kNothing) return;
   const std::uint32_t number = NumberOf(slot);
-  entries_[number - 1].cells.RemoveLast();
+  EntryOf(number).cells.RemoveLast();
   if (noted == Noted::kEntry) DropAt(slot, order_.Last());
 }
 
@@ -96,14 +108,14 @@ kt_long ChangeBuffer::IndexOf(std::uint64_t number) const {
 void ChangeBuffer::Drop(Slot slot) {
   const std::uint32_t number = NumberOf(slot);
   if (number == 0) return;
-  DropAt(slot, order_.Find(kAllRows, IndexOf(entries_[number - 1].number)));
+  DropAt(slot, order_.Find(kAllRows, IndexOf(EntryOf(number).number)));
 }
 
 void ChangeBuffer::DropAt(Slot slot, RowIndex::Place place) {
   const std::uint32_t number = NumberOf(slot);
   order_.Remove(place);  // the only thing here that may run out of memory
-  entries_[number - 1] = Entry();
-  free_entries_.push_back(number);
+  EntryOf(number) = Entry();
+  free_numbers_.push_back(number);
   pages_[slot / kPageSlots][slot % kPageSlots] = 0;
 }
 

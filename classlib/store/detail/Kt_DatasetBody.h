@@ -175,13 +175,19 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
   void DropRows();
   void DropColumns();
 
-  // Looks for a column at `col`, then by its id; null unless its cells are kept here and no rows
-  // but records are shown.
+  // The column at `col` where its cells are kept here and no rows but records are shown, or null.
+  const Column* OwnCellsAt(kt_long col) const {
+    if (KT_UNLIKELY(!columns_.Has(col) || source_.IsSet() || IsPivot() || rows_.grouped)) {
+      return nullptr;
+    }
+    const Column& column = columns_[col];
+    return KT_LIKELY(column.cells != nullptr) ? &column : nullptr;
+  }
+  // The same for the column with that id, which is looked for at `col` first; null for variants.
   const Column* FindOwnCells(std::u16string_view id, kt_long& col) const;
-  // The record in a row of the active view. REQUIRES: FindOwnCells has found a column.
-  std::optional<Slot> OwnRecordAt(kt_long row) const {
+  // The record in a row. REQUIRES: OwnCellsAt has given a column.
+  std::optional<Slot> OwnRecordAt(View view, kt_long row) const {
     const RowIndex& index = *rows_.index;
-    const View view = ActiveView();
     if (KT_UNLIKELY(row < 0 || row >= index.Count(view))) return std::nullopt;
     return index.At(view, row);
   }

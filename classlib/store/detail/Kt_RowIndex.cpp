@@ -218,9 +218,7 @@ void RowIndex::NoteChange(Place place) const {
 
 // ---- Flags ------------------------------------------------------------------------------------
 
-void RowIndex::AddCount(std::uint32_t chunk, View view, int change) {
-  chunks_[chunk].counts[view] = static_cast<std::uint16_t>(chunks_[chunk].counts[view] + change);
-  totals_[view] += change;
+void RowIndex::AddInTree(std::uint32_t chunk, View view, int change) {
   CountedVector<std::uint32_t>& tree = trees_[view];
   if (tree.size() != chunks_.size() + 1) return tree.clear();
   for (std::size_t node = chunk + 1; node < tree.size(); node += node & (~node + 1)) {
@@ -228,13 +226,10 @@ void RowIndex::AddCount(std::uint32_t chunk, View view, int change) {
   }
 }
 
-void RowIndex::Mark(Slot slot, std::uint8_t set, std::uint8_t clear) {
-  const std::uint8_t before = Flags(slot);
-  const auto after = static_cast<std::uint8_t>((before & ~clear) | set);
-  if (after == before) return;
-  if (flags_.size() == slot && slot < flags_.capacity()) return flags_.push_back(after);
-  if (flags_.size() <= slot) ResizeSparingly(flags_, std::size_t{slot} + 1);
-  flags_[slot] = after;
+void RowIndex::MarkFirst(Slot slot, std::uint8_t set) {
+  if (flags_.size() == slot && slot < flags_.capacity()) return flags_.push_back(set);
+  ResizeSparingly(flags_, std::size_t{slot} + 1);
+  flags_[slot] = set;
 }
 
 void RowIndex::Change(Place place, std::uint8_t set, std::uint8_t clear) {
@@ -367,24 +362,6 @@ void RowIndex::MakeRoom(std::size_t more_chunks) {
 void RowIndex::Append(Slot first, std::uint32_t count) {
   if (count == 0) return;
   LeaveOrder();
-  // One row after the other: where the last chunk goes on with it, only counts change.
-  if (count == 1 && chunk_of_.empty() && !chunks_.empty()) {
-    Chunk& last = chunks_.back();
-    if (last.size < kChunkRows && last.IsRun() && last.first + last.size == first) {
-      identity_ = identity_ && first == entries_;
-      ++entries_;
-      ++last.size;
-      for (View view = 0; view < kViews; ++view) {
-        if (KT_UNLIKELY(!trees_[view].empty())) {
-          AddCount(static_cast<std::uint32_t>(chunks_.size() - 1), view, 1);
-          continue;
-        }
-        ++last.counts[view];
-        ++totals_[view];
-      }
-      return;
-    }
-  }
   MakeRoom(count / kChunkRows + 1);
   if (!chunks_.empty() && chunks_.back().size < kChunkRows) {
     Chunk& last = chunks_.back();

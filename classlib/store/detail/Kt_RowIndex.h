@@ -59,6 +59,11 @@ class RowIndex {
     return identity_ && static_cast<std::size_t>(totals_[view]) == entries_;
   }
 
+  // The same of a row, which may lie outside.
+  bool IsIdentityAt(View view, kt_long row) const {
+    return IsIdentity(view) && static_cast<std::size_t>(row) < entries_;
+  }
+
   // REQUIRES: 0 <= row < Count(view).
   Slot At(View view, kt_long row) const {
     if (KT_LIKELY(IsIdentity(view))) return static_cast<Slot>(row);
@@ -83,7 +88,13 @@ class RowIndex {
   void Change(Place place, std::uint8_t set, std::uint8_t clear);
   // The same for flags that no view looks at. REQUIRES: only kRowInserted, Updated, Selected; or
   // RecountAll follows.
-  void Mark(Slot slot, std::uint8_t set, std::uint8_t clear);
+  void Mark(Slot slot, std::uint8_t set, std::uint8_t clear) {
+    if (KT_LIKELY(slot < flags_.size())) {
+      flags_[slot] = static_cast<std::uint8_t>((flags_[slot] & ~clear) | set);
+    } else if (set != 0) {
+      MarkFirst(slot, set);
+    }
+  }
   // Sets and clears flags of every row.
   void ChangeAll(std::uint8_t set, std::uint8_t clear);
   // Sets flags in the rows of a view whose number has another value than 0 in `marked`; how many.
@@ -95,6 +106,16 @@ class RowIndex {
 
   // Appends slots that follow one another, without flags.
   void Append(Slot first, std::uint32_t count);
+  // The same for one slot. Where the last chunk goes on with it, only counts change.
+  void Append(Slot slot) {
+    if (KT_UNLIKELY(!GoesOnWith(slot))) return Append(slot, 1);
+    LeaveOrder();
+    identity_ = identity_ && slot == entries_;
+    ++entries_;
+    ++chunks_.back().size;
+    const auto last = static_cast<std::uint32_t>(chunks_.size() - 1);
+    for (View view = 0; view < kViews; ++view) AddCount(last, view, 1);
+  }
   // After this inserting before `place` needs no memory. Places may be others.
   void MakeRoomAt(Place place);
   // Inserts before `place`; the slot must be without flags.
@@ -157,6 +178,12 @@ class RowIndex {
     Place place{0, 0};
   };
 
+  bool GoesOnWith(Slot slot) const {
+    if (chunks_.empty() || !chunk_of_.empty()) return false;
+    const Chunk& last = chunks_.back();
+    return last.size < kChunkRows && last.IsRun() && last.first + last.size == slot;
+  }
+
   // Rows come, go or move.
   void LeaveOrder() {
     if (KT_UNLIKELY(runs_ != nullptr)) runs_.reset();
@@ -164,12 +191,19 @@ class RowIndex {
   }
   void MakeRoom(std::size_t more_chunks);
   void MakeFlags();
+  KT_NOINLINE void MarkFirst(Slot slot, std::uint8_t set);
   kt_long SetInChunk(const Chunk& chunk, std::uint8_t set, const std::uint8_t* mark,
                      std::size_t rows);
   void List(Chunk& chunk);
   void Split(std::uint32_t chunk);
   void Recount(Chunk& chunk);
-  void AddCount(std::uint32_t chunk, View view, int change);
+  void AddCount(std::uint32_t chunk, View view, int change) {
+    std::uint16_t& count = chunks_[chunk].counts[view];
+    count = static_cast<std::uint16_t>(count + change);
+    totals_[view] += change;
+    if (KT_UNLIKELY(!trees_[view].empty())) AddInTree(chunk, view, change);
+  }
+  KT_NOINLINE void AddInTree(std::uint32_t chunk, View view, int change);
   void DropTrees() const;
   void BuildTree(View view) const;
   bool HasTree(View view) const;
