@@ -29,11 +29,12 @@ KT_ALWAYS_INLINE bool IsSameId(std::u16string_view a, std::u16string_view b) {
   return true;
 }
 
-// Whether a number is stored as `old`, which a cell of the same column had, or perhaps so.
+// Whether a number is stored as `old`, which a cell of the same column has or had, or perhaps so.
 bool IsNumberStoredAs(const Kt_Variant& number, const Kt_Variant& old) {
+  if (old.IsEmpty()) return false;
   const double first = old.ToDouble();
   const double now = number.ToDouble();
-  return !old.IsEmpty() && !(now < first) && !(now > first);
+  return !(now < first) && !(now > first);
 }
 
 // What is written to a cell as it is, without work that is charged or may need memory.
@@ -196,7 +197,9 @@ kt_long Kt_Dataset::Body::WriteOwn(Slot slot, kt_long col, const Kt_Variant& val
     }
   }
   return Edit([&] {
-    if (!cells.Equals(slot, value)) StoreCell(slot, col, value);
+    const Kt_Variant before = CellValue(cells, slot);
+    const bool differs = IsNumberOf(column.type, value) && !IsNumberStoredAs(value, before);
+    if (differs || !cells.Equals(slot, value)) StoreCell(slot, col, before, value);
     return 1;
   });
 }
@@ -229,18 +232,19 @@ kt_long Kt_Dataset::Body::WriteSlot(Slot slot, kt_long col, const Kt_Variant& va
   if (ShowsSource()) {
     columns_.Write(end).Write(slot, value);
   } else {
-    StoreCell(slot, end, value);
+    StoreCell(slot, end, CellValue(*column.cells, slot), value);
   }
   return 1;
 }
 
-void Kt_Dataset::Body::StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& value) {
+KT_ALWAYS_INLINE
+void Kt_Dataset::Body::StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& before,
+                                 const Kt_Variant& value) {
   Kt_Column& cells = columns_.Write(stored_col);
   if ((rows_.index->Flags(slot) & kRowInserted) != 0) {
     cells.Write(slot, value);
     return;
   }
-  const Kt_Variant before = CellValue(cells, slot);
   ChangeBuffer& changes = rows_.changes.Write();
   const ChangeBuffer::Noted noted = changes.NoteWrite(slot, stored_col, before);
   try {

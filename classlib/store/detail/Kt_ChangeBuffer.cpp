@@ -37,27 +37,24 @@ void FirstValues::RemoveLast() {
   first_.Clear();
 }
 
-// The number of an entry that is free. After that dropping an entry needs no memory.
-KT_ALWAYS_INLINE
-std::uint32_t ChangeBuffer::FreeNumber() {
-  if (!free_numbers_.empty()) return free_numbers_.back();
-  if (entries_.empty() || entries_.back().size() == kPageEntries) {
+// Makes one more entry that is free. After that dropping an entry needs no memory.
+void ChangeBuffer::AddFreeEntry() {
+  if (entry_count_ == entries_.size() * kPageEntries) {
     entries_.emplace_back();
-    if (entries_.size() > 1) entries_.back().reserve(kPageEntries);
+    if (entry_count_ != 0) entries_.back().reserve(kPageEntries);
   }
-  const std::size_t number = (entries_.size() - 1) * kPageEntries + entries_.back().size() + 1;
-  if (free_numbers_.capacity() < number) free_numbers_.reserve(2 * number);
+  if (free_numbers_.capacity() <= entry_count_) free_numbers_.reserve(2 * entry_count_ + 1);
   entries_.back().emplace_back();
-  free_numbers_.push_back(static_cast<std::uint32_t>(number));
-  return free_numbers_.back();
+  free_numbers_.push_back(++entry_count_);
 }
 
 ChangeBuffer::Entry& ChangeBuffer::MakeEntry(Slot slot) {
   const std::size_t page = slot / kPageSlots;
   if (pages_.size() <= page) pages_.resize(page + 1);
   if (pages_[page].empty()) pages_[page].resize(kPageSlots);
-  const std::uint32_t number = FreeNumber();
+  if (free_numbers_.empty()) AddFreeEntry();
   order_.Append(slot);
+  const std::uint32_t number = free_numbers_.back();
   free_numbers_.pop_back();
   pages_[page][slot % kPageSlots] = number;
   Entry& entry = EntryOf(number);
@@ -113,7 +110,9 @@ void ChangeBuffer::Drop(Slot slot) {
 
 void ChangeBuffer::DropAt(Slot slot, RowIndex::Place place) {
   const std::uint32_t number = NumberOf(slot);
-  order_.Remove(place);  // the only thing here that may run out of memory
+  // What may run out of memory comes first. After AddFreeEntry this does not, but in a copy.
+  if (free_numbers_.size() == free_numbers_.capacity()) free_numbers_.reserve(entry_count_);
+  order_.Remove(place);
   EntryOf(number) = Entry();
   free_numbers_.push_back(number);
   pages_[slot / kPageSlots][slot % kPageSlots] = 0;

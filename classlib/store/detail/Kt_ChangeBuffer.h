@@ -113,7 +113,7 @@ class ChangeBuffer {
  private:
   // REQUIRES: the row has none.
   Entry& MakeEntry(Slot slot);
-  std::uint32_t FreeNumber();
+  void AddFreeEntry();
   void DropAt(Slot slot, RowIndex::Place place);
   const Entry& EntryOf(std::uint32_t number) const {
     return entries_[(number - 1) / kPageEntries][(number - 1) % kPageEntries];
@@ -135,6 +135,7 @@ class ChangeBuffer {
   // By number from 1, in pages, so that no entry moves when there are many.
   static constexpr std::uint32_t kPageEntries = 256;
   CountedVector<CountedVector<Entry>> entries_;
+  std::uint32_t entry_count_ = 0;
   CountedVector<std::uint32_t> free_numbers_;
   RowIndex order_;
   CountedVector<Slot> deleted_;  // in order of deletion

@@ -198,7 +198,7 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
   const Kt_Variant* Remember(Kt_Variant value) const;
   kt_long WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value);
   kt_long WriteSlot(Slot slot, kt_long col, const Kt_Variant& value);
-  void StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& value);
+  void StoreCell(Slot slot, kt_long stored_col, const Kt_Variant& before, const Kt_Variant& value);
   kt_long HideRow(View view, std::uint8_t filter, kt_long row);
   kt_long HideRows(View view, std::uint8_t filter, std::span<const std::uint8_t> hidden);
   kt_long ShowAll(std::uint8_t filter, bool on);

@@ -218,16 +218,16 @@ void RowIndex::NoteChange(Place place) const {
 
 // ---- Flags ------------------------------------------------------------------------------------
 
-void RowIndex::AddInTree(std::uint32_t chunk, View view, int change) {
+void RowIndex::AddInTree(const Chunk& chunk, View view, int change) {
   CountedVector<std::uint32_t>& tree = trees_[view];
   if (tree.size() != chunks_.size() + 1) return tree.clear();
-  for (std::size_t node = chunk + 1; node < tree.size(); node += node & (~node + 1)) {
+  const auto number = static_cast<std::size_t>(&chunk - chunks_.data());
+  for (std::size_t node = number + 1; node < tree.size(); node += node & (~node + 1)) {
     tree[node] += static_cast<std::uint32_t>(change);
   }
 }
 
-void RowIndex::MarkFirst(Slot slot, std::uint8_t set) {
-  if (flags_.size() == slot && slot < flags_.capacity()) return flags_.push_back(set);
+void RowIndex::MarkBehind(Slot slot, std::uint8_t set) {
   ResizeSparingly(flags_, std::size_t{slot} + 1);
   flags_[slot] = set;
 }
@@ -242,7 +242,7 @@ void RowIndex::Change(Place place, std::uint8_t set, std::uint8_t clear) {
   for (View view = 0; view < kViews; ++view) {
     const std::uint8_t hiding = view | kRowDeleted;
     const int change = ((after & hiding) == 0) - ((before & hiding) == 0);
-    if (change != 0) AddCount(place.chunk, view, change);
+    if (change != 0) AddCount(chunks_[place.chunk], view, change);
   }
 }
 
@@ -384,7 +384,7 @@ void RowIndex::Append(Slot first, std::uint32_t count) {
     if (listed) chunk.list.push_back(first);
     chunk.size = static_cast<std::uint16_t>(chunk.size + taken);
     const auto last = static_cast<std::uint32_t>(chunks_.size() - 1);
-    for (View view = 0; view < kViews; ++view) AddCount(last, view, static_cast<int>(taken));
+    for (View view = 0; view < kViews; ++view) AddCount(chunk, view, static_cast<int>(taken));
     NoteChunk(first, taken, last);
     first += taken;
     count -= taken;
@@ -434,7 +434,7 @@ void RowIndex::Insert(Place place, Slot slot) {
   NoteChunk(slot, 1, place.chunk);
   NoteChange(place);
   for (View view = 0; view < kViews; ++view) {
-    if (IsIn(view, slot)) AddCount(place.chunk, view, 1);
+    if (IsIn(view, slot)) AddCount(chunks_[place.chunk], view, 1);
   }
 }
 
@@ -447,7 +447,7 @@ void RowIndex::Remove(Place place) {
   if (is_cut_out) List(chunk);
   identity_ = identity_ && is_last;
   for (View view = 0; view < kViews; ++view) {
-    if (IsIn(view, slot)) AddCount(place.chunk, view, -1);
+    if (IsIn(view, slot)) AddCount(chunks_[place.chunk], view, -1);
   }
   if (chunk.list.empty() && place.offset == 0) {
     ++chunk.first;

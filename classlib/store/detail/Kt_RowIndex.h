@@ -91,8 +91,10 @@ class RowIndex {
   void Mark(Slot slot, std::uint8_t set, std::uint8_t clear) {
     if (KT_LIKELY(slot < flags_.size())) {
       flags_[slot] = static_cast<std::uint8_t>((flags_[slot] & ~clear) | set);
+    } else if (set != 0 && slot == flags_.size() && slot < flags_.capacity()) {
+      flags_.push_back(set);
     } else if (set != 0) {
-      MarkFirst(slot, set);
+      MarkBehind(slot, set);
     }
   }
   // Sets and clears flags of every row.
@@ -112,8 +114,8 @@ class RowIndex {
     LeaveOrder();
     identity_ = identity_ && slot == entries_;
     ++entries_;
-    ++chunks_.back().size;
-    const auto last = static_cast<std::uint32_t>(chunks_.size() - 1);
+    Chunk& last = chunks_.back();
+    ++last.size;
     for (View view = 0; view < kViews; ++view) AddCount(last, view, 1);
   }
   // After this inserting before `place` needs no memory. Places may be others.
@@ -191,19 +193,18 @@ class RowIndex {
   }
   void MakeRoom(std::size_t more_chunks);
   void MakeFlags();
-  KT_NOINLINE void MarkFirst(Slot slot, std::uint8_t set);
+  KT_NOINLINE void MarkBehind(Slot slot, std::uint8_t set);
   kt_long SetInChunk(const Chunk& chunk, std::uint8_t set, const std::uint8_t* mark,
                      std::size_t rows);
   void List(Chunk& chunk);
   void Split(std::uint32_t chunk);
   void Recount(Chunk& chunk);
-  void AddCount(std::uint32_t chunk, View view, int change) {
-    std::uint16_t& count = chunks_[chunk].counts[view];
-    count = static_cast<std::uint16_t>(count + change);
+  void AddCount(Chunk& chunk, View view, int change) {
+    chunk.counts[view] = static_cast<std::uint16_t>(chunk.counts[view] + change);
     totals_[view] += change;
     if (KT_UNLIKELY(!trees_[view].empty())) AddInTree(chunk, view, change);
   }
-  KT_NOINLINE void AddInTree(std::uint32_t chunk, View view, int change);
+  KT_NOINLINE void AddInTree(const Chunk& chunk, View view, int change);
   void DropTrees() const;
   void BuildTree(View view) const;
   bool HasTree(View view) const;
