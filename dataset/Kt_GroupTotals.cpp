@@ -243,7 +243,7 @@ class Part {
   template <class Taker>
   bool EachCell(kt_long col, Taker& taker) {
     const Kt_RowReader reader(*wrapper_.GetDataset());
-    const Kt_Column* const cells = reader.GetCells(col);
+    const Kt_Column* const cells = reader.GetShownCells(col);
     for (kt_long first = 0; first < rows_; first += kRowsAtOnce) {
       const kt_long count = std::min(kRowsAtOnce, rows_ - first);
       if (!kt::Charge(count * Kt_WorkMeter::kUnitsPerCell)) {

@@ -65,6 +65,13 @@ bool Kt_Dataset::Body::IsIntact() const {
   return root != nullptr && source_.HasAll(root->body().history_);
 }
 
+// False when every row is gone.
+bool Kt_Dataset::Body::HasKnownSlots() const {
+  if (!ShowsSource()) return true;
+  const Kt_Dataset* const root = Root();
+  return root != nullptr && source_.KnowsSlots(root->body().history_);
+}
+
 // Whether the row that had the slot when the rows were taken is not there any more.
 bool Kt_Dataset::Body::IsGone(Slot slot) const {
   if (!ShowsSource()) return false;

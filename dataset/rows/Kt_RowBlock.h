@@ -47,8 +47,9 @@ class RowMask {
 // arithmetic goes over the lists once more. Rows in which something else comes up are marked and
 // computed again, one by one, by the evaluator's own operators: null cells where null and 0 differ,
 // longs that do not fit, division of longs that has no remainder. So nothing of the rules is stated
-// twice that is not plain arithmetic. Subtotals are left to the row-by-row form. What is computed
-// of one column of texts is computed once per text (Kt_TextPart.h).
+// twice that is not plain arithmetic. Rows without a record, subtotals among them, are left to the
+// row-by-row form. What is computed of one column of texts is computed once per text
+// (Kt_TextPart.h).
 class RowBlock {
  public:
   // Null when the program has anything else in it.

@@ -130,10 +130,11 @@ bool RowExpr::BindName(RowCursor& cursor, const Kt_WString& text, RowName& name)
   const Kt_ExprObjColumn& column = info.GetObjColumn();
   if (column.dataset.GetObject() != &context.GetWrapper()) return false;
   name.col = cursor.GetDataset().GetColIndex(column.name.View());
-  const Kt_Column* const cells = Kt_RowReader(cursor.GetDataset()).GetCells(name.col);
+  const Kt_Column* const cells = Kt_RowReader(cursor.GetDataset()).GetShownCells(name.col);
   // Values of any kind may be objects, whose reading is the evaluator's.
   if (cells == nullptr || cells->Type() == Kt_ColumnType::kVariant) return false;
   name.kind = KindOfCells(cells->Type());
+  name.type = cells->Type();
   return true;
 }
 
@@ -152,12 +153,13 @@ bool RowExpr::BindCalls(RowCursor& cursor) {
   return true;
 }
 
+// False when the source of a logical dataset has not what it had any more.
 bool RowExpr::BindCells(RowCursor& cursor) {
   const Kt_RowReader reader(cursor.GetDataset());
   for (RowName& name : names_) {
     if (name.col < 0) continue;
-    name.cells = reader.GetCells(name.col);
-    if (name.cells == nullptr) return false;
+    name.cells = reader.GetShownCells(name.col);
+    if (name.cells == nullptr || name.cells->Type() != name.type) return false;
   }
   first_record_row_ = -1;
   cells_at_ = cursor.GetOthersRun();
@@ -326,8 +328,12 @@ bool RowExpr::RunCall(RowCursor& cursor, const CodeInstr& in) {
     return false;
   }
   if (KT_UNLIKELY(cells_at_ != cursor.GetOthersRun())) {  // it reported: the host's handler ran
-    if (!cursor.IsUnchanged() || !BindCells(cursor)) return false;
-    FindRecord(cursor);
+    if (!cursor.IsUnchanged()) return false;
+    if (BindCells(cursor)) {
+      FindRecord(cursor);
+    } else {
+      record_ = Kt_RowReader::kNoRecord;  // the rest of the row is read as the evaluator does it
+    }
   }
   temps_[in.dst] = std::move(value);
   return true;

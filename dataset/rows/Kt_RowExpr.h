@@ -16,8 +16,9 @@ class RowCursor;
 // row that is asked for first to the best of three forms:
 //
 //   general    the evaluator, for whatever a row expression may hold
-//   compiled   when all names are columns and row keywords of the dataset, and all calls built-in
-//              functions: straight code over the cells (expr/Kt_ExprProgram.h)
+//   compiled   when all names are columns of the dataset, or of the source that it shows, and row
+//              keywords, and all calls built-in functions: straight code over the cells
+//              (expr/Kt_ExprProgram.h)
 //   in blocks  when the compiled form is plain numbers: 1024 rows ahead (Kt_RowBlock.h)
 //
 // All give the same. Members, elements, assignments, and names that would be asked of the parent

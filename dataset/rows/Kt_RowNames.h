@@ -11,12 +11,13 @@ struct RowName {
   enum class Kind : std::uint8_t {
     kLongs,    // a column of longs
     kDoubles,  // a column of doubles
-    kCells,    // any other column with cells of its own
+    kCells,    // any other column with cells, its own or of its source
     kRow,      // the number of the row
     kKeyword,  // any other row keyword
   };
   Kind kind = Kind::kRow;
   kt_long col = -1;
+  Kt_ColumnType type = Kt_ColumnType::kLong;  // of the cells
   const Kt_Column* cells = nullptr;
   Kt_Getter keyword = nullptr;
   Kt_Variant value;  // as last read

@@ -159,9 +159,9 @@ class ExprMaker {
     return choices[Pick(kCount)];
   }
   std::u16string Name() {
-    static const char16_t* const kNames[] = {u"a",      u"b",       u"l",      u"x",     u"s",
-                                             u"m",      u"t",       u"a",      u"b",     u"A",
-                                             u"rowidx", u"rowtype", u"currow", u"count", u"hosted"};
+    static const char16_t* const kNames[] = {
+        u"a", u"b", u"l",      u"x",       u"s",      u"m",     u"t",      u"a",
+        u"b", u"A", u"rowidx", u"rowtype", u"currow", u"count", u"hosted", u"o"};
     static const char16_t* const kRare[] = {u"nosuch", u"v", u"bin", u"prevrow", u"rangecount"};
     if (texts_ && Pick(4) > 0) return u"s";
     return Pick(8) == 0 ? Any(kRare) : Any(kNames);
@@ -237,14 +237,32 @@ void Arrange(Kt_Dataset& data, unsigned seed) {
   }
 }
 
+// The records of a table in a dataset of their own, from which some have gone since.
+std::unique_ptr<Kt_Dataset> ShownBy(Kt_Dataset& table, unsigned seed) {
+  if (seed % 4 == 1) Arrange(table, seed / 4);
+  auto data = std::make_unique<Kt_Dataset>(u"d");
+  data->SetSource(&table);
+  for (kt_long row = table.GetRowCount() - 1; row >= 0 && seed % 3 != 2; row -= 5) {
+    table.DeleteRow(row);
+  }
+  if (seed % 3 == 1) table.ApplyChange();
+  if (seed % 6 == 1) table.AppendRow(2);  // in places of those that went
+  return data;
+}
+
+// Some have the records of `table`.
 struct Setting {
   Setting(unsigned seed, kt_long rows) : Setting(seed, Table(seed, rows)) {}
-  Setting(unsigned seed, std::unique_ptr<Kt_Dataset> table) : data(std::move(table)) {
+  Setting(unsigned seed, std::unique_ptr<Kt_Dataset> table)
+      : source(std::move(table)), data(seed % 7 < 2 ? ShownBy(*source, seed) : std::move(source)) {
+    const kt_long own = data->AddColumn(u"o", u"double");
+    for (kt_long row = 0; row < data->GetRowCount(); row += 2) data->SetColumn(row, own, row * 1.5);
     Arrange(*data, seed);
     host.datasets = {&wrapper};
     host.variables.AddVariable(u"hosted", kt_long{3});
   }
   DataHost host;
+  std::unique_ptr<Kt_Dataset> source;  // null: `data` has its own records
   std::unique_ptr<Kt_Dataset> data;
   Kt_ExprDataset wrapper{data.get(), &host};
 
@@ -477,7 +495,7 @@ TEST_F(SharedRows, StopAsOneThreadDoes) {
         const Kt_WorkThreads allowed(threads, 1);
         Setting setting(7, std::make_unique<Kt_Dataset>(*table));
         Kt_RunBudget budget;
-        budget.limit_steps = 40000 * part / (part < 10 ? 10 : 5) + 1;
+        budget.limit_steps = setting.data->GetRowCount() * part / (part < 10 ? 10 : 5) + 1;
         const Kt_BoundedWork bounds(budget);
         std::string& outcome = outcomes[threads - 1];
         outcome = setting.Call(method, {Kt_WString(text), u"x"});

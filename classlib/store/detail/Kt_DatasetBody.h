@@ -96,6 +96,7 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
   bool SourceLives() const;
   const Kt_Dataset* Root() const;
   bool IsIntact() const;
+  bool HasKnownSlots() const;
   bool IsGone(Slot slot) const;
   kt::CountedVector<Slot> RecordSlots() const;
   void TakeSourceRows(bool anew);

@@ -2,6 +2,7 @@
 #include "classlib/store/detail/Kt_GroupView.h"
 
 #include <algorithm>
+#include <limits>
 
 namespace kt::detail {
 
@@ -28,6 +29,13 @@ const Subtotal* GroupView::Find(kt_long row) {
   // Its range may reach past rows that went.
   if (!removed_.empty()) TakeIn();
   return &subtotals_[at];
+}
+
+kt_long GroupView::NextFrom(kt_long row) {
+  if (!removed_.empty()) TakeIn();
+  const std::size_t at = LowerBound(row);
+  if (at == subtotals_.size()) return std::numeric_limits<kt_long>::max();
+  return subtotals_[at].position;
 }
 
 kt_long GroupView::RecordsBefore(kt_long row) {

@@ -47,6 +47,8 @@ class GroupView {
 
   // The subtotal at a row; null for a record.
   const Subtotal* Find(kt_long row);
+  // The row of the first subtotal from `row` on; far outside when there is none.
+  kt_long NextFrom(kt_long row);
   // How many records stand before a row.
   kt_long RecordsBefore(kt_long row);
   // The row of a record.
