@@ -97,7 +97,42 @@ void Plain(benchmark::State& state, Row row) {
   Finish(state);
 }
 
+// The same rows in other shapes.
+struct Views {
+  Views() : copy(TheOrders().data), wrapper(&copy, nullptr), shown_wrapper(&shown, nullptr) {
+    copy.SetId(u"copy");
+    copy.AddLogicalColumn(u"total", u"price * qty", u"double");
+    shown.SetSource(&TheOrders().data);
+    grouped.Sort(u"city", true, false, true);
+    grouped.RecalcGroup();
+  }
+
+  Kt_Dataset copy;  // with a computed column
+  Kt_ExprDataset wrapper;
+  Kt_Dataset shown{u"shown"};  // logical
+  Kt_ExprDataset shown_wrapper;
+  Kt_Dataset grouped{TheOrders().data};
+  Kt_ExprDataset grouped_wrapper{&grouped, nullptr};
+};
+Views& TheViews() {
+  static Views views;
+  return views;
+}
+
+void CallIn(benchmark::State& state, Kt_ExprDataset& wrapper, const char16_t* name,
+            const Kt_VariantList& args, double wanted) {
+  const Kt_Getter method = Kt_ExprDataset::GetDSetMethodFunc(name);
+  Kt_Variant result;
+  for ([[maybe_unused]] auto round : state) (wrapper.*method)(&args, result);
+  if (result.ToDouble() != wanted) state.SkipWithError("wrong result");
+  Finish(state);
+}
+
 double Product(double price, kt_long qty) { return price * qty; }
+double LargeProduct(double price, kt_long qty) { return price * qty > 500 ? price * qty : 0; }
+double LargeProductOfMany(double price, kt_long qty) {
+  return qty > 5 ? LargeProduct(price, qty) : 0;
+}
 double PriceOfMany(double price, kt_long qty) { return qty > 5 ? price : 0; }
 
 double RootOf(double price, kt_long qty) { return std::sqrt(std::fabs(price)) * (qty > 5 ? 2 : 1); }
@@ -112,6 +147,23 @@ void BM_CaseSum(benchmark::State& state) {
   Call(state, u"CaseSum", {u"qty > 5", u"price"}, Total(PriceOfMany));
 }
 void BM_CaseSum_Plain(benchmark::State& state) { Plain(state, PriceOfMany); }
+
+void BM_LogicalSum(benchmark::State& state) {
+  CallIn(state, TheViews().shown_wrapper, u"Sum", {u"price * qty"}, Total(Product));
+}
+void BM_GroupedSum(benchmark::State& state) {
+  CallIn(state, TheViews().grouped_wrapper, u"Sum", {u"price * qty"}, Total(Product));
+}
+void BM_ComputedSum(benchmark::State& state) {
+  CallIn(state, TheViews().wrapper, u"CaseSum", {u"total > 500", u"total"}, Total(LargeProduct));
+}
+void BM_ComputedSum_Plain(benchmark::State& state) { Plain(state, LargeProduct); }
+// A computed column on the right of an &&.
+void BM_ComputedRight(benchmark::State& state) {
+  CallIn(state, TheViews().wrapper, u"CaseSum", {u"qty > 5 && total > 500", u"total"},
+         Total(LargeProductOfMany));
+}
+void BM_ComputedRight_Plain(benchmark::State& state) { Plain(state, LargeProductOfMany); }
 
 // The row that is found is the last one.
 void BM_SearchRow(benchmark::State& state) {
@@ -340,6 +392,12 @@ KT_ROWS(BM_SumProduct_Plain);
 KT_ROWS(BM_SumProduct_Evaluated);
 KT_TWO(BM_CaseSum);
 KT_ROWS(BM_CaseSum_Plain);
+KT_TWO(BM_LogicalSum);
+KT_TWO(BM_GroupedSum);
+KT_TWO(BM_ComputedSum);
+KT_ROWS(BM_ComputedSum_Plain);
+KT_TWO(BM_ComputedRight);
+KT_ROWS(BM_ComputedRight_Plain);
 KT_ROWS(BM_SearchRow);
 KT_ROWS(BM_SearchRow_Plain);
 KT_ROWS(BM_SearchText);

@@ -36,6 +36,9 @@ class CaseTaker {
   using Part = TallyPart;
   const RowExpr* GetSecond() const { return has_value_ ? &value_ : nullptr; }
   static int GetOwnCost() { return 0; }
+  std::int64_t GetSecondSteps(const Part& part) const {
+    return has_value_ ? part.Count() * value_.GetMapSteps() : 0;
+  }
   bool MakePart(PartRows& rows, Part& part) const;
   void TakePart(const Part& part) { tally_.Add(part); }
 
@@ -49,6 +52,7 @@ class CaseTaker {
       if (conditions.longs[at] == 0) {
         ++at;
       } else if (const RowNumbers values = ValuesFrom(first, at, conditions); values.count > 0) {
+        if (!PayFor(values, conditions.longs + at)) return -1;
         tally_.AddWhere(values, conditions.longs + at);
         at += values.count;
       } else {
@@ -72,6 +76,13 @@ class CaseTaker {
     const kt_long end = first + conditions.count;
     return tally_.HasAddends() ? value_.PaidAddendsFrom(cursor_, row, end)
                                : value_.PaidNumbersFrom(cursor_, row, end);
+  }
+  // Columns that are computed cost in the rows that want the value.
+  bool PayFor(const RowNumbers& values, const kt_long* conditions) {
+    const std::int64_t steps = has_value_ ? value_.GetMapSteps() : 0;
+    if (KT_LIKELY(steps == 0)) return true;
+    const auto wanted = values.count - std::count(conditions, conditions + values.count, 0);
+    return cursor_.PayFor(wanted * steps);
   }
   bool AddWhere(PartRows& rows, kt_long row, const RowNumbers& conditions, Part& part) const;
   bool AddRow() {

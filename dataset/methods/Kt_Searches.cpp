@@ -30,11 +30,13 @@ kt_long FirstTrueOf(const RowNumbers& conditions) {
 // Ends the walk at the first row in which the condition is true.
 class FirstTrue {
  public:
-  explicit FirstTrue(const RowCursor& cursor) : cursor_(cursor) {}
+  FirstTrue(RowCursor& cursor, const RowExpr& condition)
+      : cursor_(cursor), condition_(condition) {}
   kt_long TakeMany(kt_long first, const RowNumbers& conditions) {
     const kt_long at = FirstTrueOf(conditions);
     if (at == conditions.count) return at;
     found_ = first + at;
+    condition_.LeaveRows(cursor_, conditions.count - at - 1);
     return -1;
   }
   bool TakeOne(kt_long row, const Kt_Variant& value, bool goes_on) {
@@ -45,7 +47,8 @@ class FirstTrue {
   kt_long GetFound() const { return found_; }
 
  private:
-  const RowCursor& cursor_;
+  RowCursor& cursor_;
+  const RowExpr& condition_;
   kt_long found_ = -1;
 };
 
@@ -57,7 +60,7 @@ kt_long Search(const MethodCall& in, Rows rows, Kt_Variant& result) {
   if (start >= end) return kOk;
   RowCursor cursor(in.Wrapper(), RowCursor::kFollow);
   RowExpr condition(in.Text(0));
-  FirstTrue first(cursor);
+  FirstTrue first(cursor, condition);
   ForEachValue<RowOrder::kUp>(cursor, condition, start, end, first);
   result = first.GetFound();
   return cursor.GetStopCode();

@@ -176,8 +176,27 @@ kt_long ColumnExprs::Compute(Column& column, const Kt_Dataset& dataset, kt_long 
   return column.expr.ExecExpr(&context, result);
 }
 
+bool ColumnExprs::InContextOf(const Kt_Dataset& dataset, const Kt_WString& text, bool is_loaded,
+                              const std::function<bool(Kt_DatasetCtx&)>& use) {
+  if (Run::innermost != nullptr) return false;
+  Kt_ExprObject* const parent = Kt_ExprObject::From(context_.GetObject());
+  if (!is_loaded || TrustsLoadedMaps()) {
+    RowContext context(parent, nullptr, const_cast<Kt_Dataset*>(&dataset), nullptr, nullptr);
+    return use(context);
+  }
+  Column& column = Find(text, true);
+  Judge(column, dataset);
+  if (!column.impure.IsEmpty() || !column.any_value_columns.empty()) return false;
+  LoadedMapContext context(parent, dataset);
+  return use(context);
+}
+
 // Asks the context what the names are, so that they are here what they will be when it runs.
-void ColumnExprs::Judge(Column& column, const Kt_Dataset& dataset, Kt_DatasetCtx& context) {
+void ColumnExprs::Judge(Column& column, const Kt_Dataset& dataset) {
+  const bool is_known =
+      column.judged_for == &dataset && column.judged_version == dataset.GetStructureVersion();
+  if (is_known) return;
+  LoadedMapContext context(nullptr, dataset);
   column.any_value_columns.clear();
   column.impure = kt::FindImpure(column.text, [&](const Kt_WString& name) {
     Kt_ExprObjInfo info;
@@ -199,10 +218,7 @@ void ColumnExprs::Judge(Column& column, const Kt_Dataset& dataset, Kt_DatasetCtx
 // file; those it does not get to see.
 bool ColumnExprs::MayRun(Column& column, const Kt_Dataset& dataset, kt_long row,
                          const Kt_ColumnMap& map) {
-  if (column.judged_for != &dataset || column.judged_version != dataset.GetStructureVersion()) {
-    LoadedMapContext context(nullptr, dataset);
-    Judge(column, dataset, context);
-  }
+  Judge(column, dataset);
   if (!column.impure.IsEmpty()) {
     ReportOnce(dataset, map, column.impure);
     return false;

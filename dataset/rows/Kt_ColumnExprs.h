@@ -2,6 +2,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <unordered_map>
 #include <vector>
 
@@ -32,6 +33,14 @@ class ColumnExprs final : public Kt_ColumnEvaluator {
 
   explicit ColumnExprs(Kt_ExprObject* context) : context_(nullptr, context) {}
   bool IsAlive() const override { return context_.IsEmpty() || context_.IsValid(); }
+  // That of a dataset; null when it has none, or one of another kind.
+  static ColumnExprs* Of(const Kt_Dataset& dataset) {
+    return dynamic_cast<ColumnExprs*>(dataset.GetEvaluator().get());
+  }
+  // What use(context) answers for a context as cells of the map are computed in, but for its row.
+  // False while cells are computed on this thread, and for maps whose cells may have to stay empty.
+  bool InContextOf(const Kt_Dataset& dataset, const Kt_WString& text, bool is_loaded,
+                   const std::function<bool(Kt_DatasetCtx&)>& use);
   bool EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool filtered,
                       const Kt_ColumnMap& map, Kt_Variant& result) override;
 
@@ -52,7 +61,7 @@ class ColumnExprs final : public Kt_ColumnEvaluator {
 
   Column& Find(const Kt_WString& text, bool is_loaded);
   kt_long Compute(Column& column, const Kt_Dataset& dataset, kt_long row, Kt_Variant& result);
-  static void Judge(Column& column, const Kt_Dataset& dataset, Kt_DatasetCtx& context);
+  static void Judge(Column& column, const Kt_Dataset& dataset);
   bool MayRun(Column& column, const Kt_Dataset& dataset, kt_long row, const Kt_ColumnMap& map);
   void ReportOnce(const Kt_Dataset& dataset, const Kt_ColumnMap& map, const Kt_WString& what);
   void Forget();

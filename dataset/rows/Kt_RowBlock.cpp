@@ -34,6 +34,7 @@
 
 #include "classlib/store/Kt_RowReader.h"
 #include "classlib/value/Kt_VarInline.h"
+#include "dataset/rows/Kt_RowMap.h"
 
 namespace kt::detail {
 
@@ -501,8 +502,23 @@ bool RowBlock::PlanName(const RowName& name) {
   lane.is_text = name.kind == RowName::Kind::kCells && name.cells->Type() == Kt_ColumnType::kString;
   if (lane.is_text) return true;
   if (name.kind == RowName::Kind::kCells) return false;
+  if (name.kind == RowName::Kind::kMapped) return PlanMapped(lane);
   lane.Own(name.kind != RowName::Kind::kDoubles);
   return true;
+}
+
+// A computed column of numbers has a block of its own, for the same rows.
+bool RowBlock::PlanMapped(NameLane& lane) {
+  const Kt_ColumnType type = lane.name.type;
+  if (type != Kt_ColumnType::kLong && type != Kt_ColumnType::kDouble) return false;
+  if (shared_ != nullptr) {
+    const NameLane& original = shared_->names_[names_.size() - 1];
+    lane.computed = original.computed->MakeReader(lane.name.map->GetNames());
+  } else {
+    lane.computed = lane.name.map->MakeBlock();
+  }
+  lane.Own(type == Kt_ColumnType::kLong);
+  return lane.computed != nullptr;
 }
 
 RowBlock::Lane* RowBlock::LaneOf(std::uint16_t operand) {
@@ -840,12 +856,18 @@ int RowBlock::GetCost() const {
     cost += step.function != nullptr ? kCall : step.memo >= 0 ? kText : 1;
     cost += step.tracks_longs || step.null_rule >= 0 ? 1 : 0;
   }
+  for (const NameLane& lane : names_) {
+    if (lane.computed != nullptr) cost += 1 + lane.computed->GetCost();
+  }
   return cost;
 }
 
 void RowBlock::Rebind(const std::vector<RowName>& names) {
   first_ = end_ = 0;
-  for (std::size_t at = 0; at < names.size(); ++at) names_[at].name.cells = names[at].cells;
+  for (std::size_t at = 0; at < names.size(); ++at) {
+    names_[at].name.cells = names[at].cells;
+    if (names_[at].computed != nullptr) names_[at].computed->Rebind(names[at].map->GetNames());
+  }
   for (TextMemo& memo : memos_) {
     if (memo.GetName() >= 0) memo.Rebind(names[static_cast<std::size_t>(memo.GetName())].cells);
   }
@@ -997,11 +1019,9 @@ void RowBlock::LoadName(NameLane& lane) {
   }
   if (lane.is_text) return;  // a null is a text of its own there
   lane.long_rows.clear();
+  if (lane.computed != nullptr) return LoadMapped(lane);
   if (lane.marks_nulls || lane.lists_nulls) {
-    ForEachNull(*column, records_, count_, [&](std::size_t at) {
-      if (lane.marks_nulls) marks_[at] |= kAgain;
-      if (lane.lists_nulls) lane.long_rows.push_back(static_cast<std::uint16_t>(at));
-    });
+    ForEachNull(*column, records_, count_, [&](std::size_t at) { NoteNull(lane, at); });
   }
   if (lane.name.kind == RowName::Kind::kLongs) {
     const kt_long* const cells = column->Cells<Kt_Column::Longs>().data();
@@ -1009,6 +1029,38 @@ void RowBlock::LoadName(NameLane& lane) {
   } else if (lane.name.kind == RowName::Kind::kDoubles) {
     const double* const cells = column->Cells<Kt_Column::Doubles>().data();
     lane.doubles = Gathered(cells, lane.own_doubles.data());
+  }
+}
+
+void RowBlock::NoteNull(NameLane& lane, std::size_t at) {
+  if (lane.marks_nulls) marks_[at] |= kAgain;
+  if (lane.lists_nulls) lane.long_rows.push_back(static_cast<std::uint16_t>(at));
+}
+
+// What the column keeps of the values of its expression. Rows without one have none here either.
+void RowBlock::LoadMapped(NameLane& lane) {
+  RowBlock& computed = *lane.computed;
+  computed.FillFrom(records_, first_, end_);
+  lane.nulls.clear();
+  if (computed.is_even_ && computed.result_->is_long == lane.is_long) {
+    lane.longs = computed.result_->longs;
+    lane.doubles = computed.result_->doubles;
+    return;
+  }
+  lane.longs = lane.own_longs.data();
+  lane.doubles = lane.own_doubles.data();
+  Kt_Variant value;
+  for (std::size_t at = 0; at < count_; ++at) {
+    const bool is_there = computed.Read(first_ + static_cast<kt_long>(at), value);
+    if (!is_there) marks_[at] |= kAlone;
+    if (is_there && !value.IsEmpty()) {
+      lane.Store(at, lane.name.map->Converted(value));
+      continue;
+    }
+    lane.Store(at, lane.is_long ? Kt_Variant(kt_long{0}) : Kt_Variant(0.0));
+    if (!is_there) continue;
+    lane.nulls.push_back(static_cast<std::uint16_t>(at));
+    NoteNull(lane, at);
   }
 }
 
@@ -1091,7 +1143,10 @@ void RowBlock::ComputeCall(const Step& step, Kt_Variant& value) {
 
 void RowBlock::ReadSingle(NameLane& lane, std::size_t at) const {
   if (lane.is_text) return;
-  if (lane.name.cells != nullptr && lane.name.cells->IsNull(records_[at])) {
+  const bool is_null = lane.computed != nullptr
+                           ? std::ranges::binary_search(lane.nulls, at)
+                           : lane.name.cells != nullptr && lane.name.cells->IsNull(records_[at]);
+  if (is_null) {
     lane.single.Clear();
   } else if (lane.is_long) {
     lane.single.Set(lane.longs[at]);

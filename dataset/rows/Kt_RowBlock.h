@@ -137,6 +137,8 @@ class RowBlock {
   struct NameLane : Lane {
     RowName name;
     bool is_text = false;
+    std::unique_ptr<RowBlock> computed{};  // of a computed column, what its cells are made of
+    RowList nulls{};                       // of such a column
     bool marks_nulls = false;  // somewhere null and 0 differ
     bool lists_nulls = false;  // in long_rows
   };
@@ -184,6 +186,7 @@ class RowBlock {
       : program_(program), calls_(calls) {}
   bool Plan(const std::vector<RowName>& names);
   bool PlanName(const RowName& name);
+  bool PlanMapped(NameLane& lane);
   bool PlanInstr(const CodeInstr& in);
   bool PlanPart(std::size_t at);
   bool TakeInPart(std::uint16_t operand, TextPart& part);
@@ -225,6 +228,8 @@ class RowBlock {
   RowRecords LookThroughListed();
   void ComputeRows();
   void LoadName(NameLane& lane);
+  void LoadMapped(NameLane& lane);
+  void NoteNull(NameLane& lane, std::size_t at);
   void FixNulls(const NullRule& rule, kt_long* out) const;
   void ComputeAgain();
   void ComputeRow(std::size_t at);

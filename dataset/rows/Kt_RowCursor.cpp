@@ -63,11 +63,15 @@ bool RowCursor::Pay() {
   return true;
 }
 
-bool RowCursor::PayFor(kt_long rows) {
-  if (stop_code_ == kOk) stop_code_ = kt::ChargeRun(rows);
+bool RowCursor::PayFor(std::int64_t steps) {
+  if (stop_code_ == kOk) stop_code_ = kt::ChargeRun(steps);
   if (KT_LIKELY(stop_code_ == kOk)) return true;
   rows_until_payment_ = 0;  // the next row entered ends the walk
   return false;
+}
+
+void RowCursor::TakeBack(std::int64_t steps) {
+  if (Kt_WorkMeter::CurrentStop() == kOk) PayQuietlyFor(-steps);
 }
 
 void RowCursor::Place() {

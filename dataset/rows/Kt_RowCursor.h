@@ -92,12 +92,14 @@ class RowCursor {
     return KT_LIKELY(--rows_until_payment_ >= 0) || Pay();
   }
   bool EnterPosition(kt_long pivot_position);
-  // Pays for several rows at once, computed ahead. False: they do not count, and the next row that
-  // is entered ends the walk.
-  bool PayFor(kt_long rows);
-  // The same where no other code may run: nobody is told of a stop before PayFor is asked again.
-  static bool PayQuietlyFor(kt_long rows) {
-    return kt::Charge(std::int64_t{rows} * Kt_WorkMeter::kUnitsPerStep);
+  // Pays for several rows at once, computed ahead, by the steps that they take. False: they do not
+  // count, and the next row that is entered ends the walk.
+  bool PayFor(std::int64_t steps);
+  // Takes back what was paid for rows that were not taken after all.
+  void TakeBack(std::int64_t steps);
+  // PayFor where no other code may run: nobody is told of a stop before PayFor is asked again.
+  static bool PayQuietlyFor(std::int64_t steps) {
+    return kt::Charge(steps * Kt_WorkMeter::kUnitsPerStep);
   }
   // Goes to one of those.
   void GoTo(kt_long row) {

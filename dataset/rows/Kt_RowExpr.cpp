@@ -19,48 +19,18 @@
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/store/Kt_RowReader.h"
 #include "classlib/value/Kt_VarInline.h"
+#include "dataset/rows/Kt_RowBinding.h"
 #include "dataset/rows/Kt_RowBlock.h"
 #include "dataset/rows/Kt_RowCursor.h"
+#include "dataset/rows/Kt_RowMap.h"
 #include "object/Kt_ExprStackObj.h"
+#include "script/Kt_RunBudget.h"
 
 namespace kt::detail {
 
 namespace {
 
 std::atomic<RowExpr::Form> best_form{RowExpr::Form::kBlocks};
-
-// Assignments, elements and references need more than values.
-bool IsPlainOperation(const CodeInstr& in) {
-  switch (in.op) {
-    case CodeOp::kStepBefore:
-    case CodeOp::kStepAfter:
-    case CodeOp::kElement:
-    case CodeOp::kIndex:
-    case CodeOp::kRef:
-    case CodeOp::kTarget: return false;
-    default: return true;
-  }
-}
-
-// Functions that ask the context for more than to report a fault.
-bool AsksContext(Kt_Getter function) {
-  return function == kHandler<&Kt_ExprObject::_eval> ||
-         function == kHandler<&Kt_ExprObject::_object> ||
-         function == kHandler<&Kt_ExprObject::_DumpDataStatus>;
-}
-
-bool IsRowNumber(const Kt_WString& name) {
-  return name.EqualsNoCase(u"row") || name.EqualsNoCase(u"rowidx") ||
-         name.EqualsNoCase(u"rowindex");
-}
-
-RowName::Kind KindOfCells(Kt_ColumnType type) {
-  switch (type) {
-    case Kt_ColumnType::kLong: return RowName::Kind::kLongs;
-    case Kt_ColumnType::kDouble: return RowName::Kind::kDoubles;
-    default: return RowName::Kind::kCells;
-  }
-}
 
 bool IsText(const Kt_Variant& value, const char16_t* text) {
   return value.IsString() && value.AsString().EqualsNoCase(text);
@@ -89,10 +59,7 @@ void RowExpr::SetBestForm(Form form) {
 void RowExpr::Choose(RowCursor& cursor) {
   if (way_ == Way::kUnknown && best_form != Form::kEvaluator) {
     program_ = ExprProgram::Of(expr_);
-    const bool is_plain =
-        !program_.IsEmpty() &&
-        std::all_of(program_.instrs.begin(), program_.instrs.end(), IsPlainOperation);
-    way_ = is_plain ? Way::kCompiled : Way::kEvaluator;
+    way_ = HasPlainCode(program_) ? Way::kCompiled : Way::kEvaluator;
   } else if (way_ == Way::kUnknown) {
     way_ = Way::kEvaluator;
   }
@@ -103,11 +70,11 @@ bool RowExpr::Bind(RowCursor& cursor) {
   const bool names_changed = names_at_ != cursor.GetVersion();
   if (names_changed) {
     names_at_ = cursor.GetVersion();
-    names_.assign(program_.names.size(), {});
-    for (std::size_t at = 0; at < names_.size(); ++at) {
-      if (!BindName(cursor, program_.names[at], names_[at])) return false;
-    }
-    if (!BindCalls(cursor)) return false;
+    Kt_DatasetCtx& context = cursor.GetContext();
+    const bool is_found = FindNames(program_, context, cursor.GetDataset(), nullptr, names_) &&
+                          FindCalls(program_, context, calls_);
+    if (!is_found) return false;
+    CountMapSteps();
     temps_.assign(program_.temp_count, {});
   }
   if (!BindCells(cursor)) return false;
@@ -115,55 +82,20 @@ bool RowExpr::Bind(RowCursor& cursor) {
   return true;
 }
 
-bool RowExpr::BindName(RowCursor& cursor, const Kt_WString& text, RowName& name) const {
-  Kt_DatasetCtx& context = cursor.GetContext();
-  Kt_ExprObjInfo info;
-  (void)context.GetVarType(text, info);
-  if (info.GetKind() == EXPR_OBJ_PROPERTY) {
-    const Kt_ExprObjProperty& property = info.GetObjProperty();
-    if (property.object.GetObject() != &context || property.get == nullptr) return false;
-    name.kind = IsRowNumber(text) ? RowName::Kind::kRow : RowName::Kind::kKeyword;
-    name.keyword = property.get;
-    return true;
-  }
-  if (info.GetKind() != EXPR_OBJ_COLUMN) return false;
-  const Kt_ExprObjColumn& column = info.GetObjColumn();
-  if (column.dataset.GetObject() != &context.GetWrapper()) return false;
-  name.col = cursor.GetDataset().GetColIndex(column.name.View());
-  const Kt_Column* const cells = Kt_RowReader(cursor.GetDataset()).GetShownCells(name.col);
-  // Values of any kind may be objects, whose reading is the evaluator's.
-  if (cells == nullptr || cells->Type() == Kt_ColumnType::kVariant) return false;
-  name.kind = KindOfCells(cells->Type());
-  name.type = cells->Type();
-  return true;
-}
-
-// A name that any context knows as a call is not the built-in function of that name.
-bool RowExpr::BindCalls(RowCursor& cursor) {
-  calls_.clear();
-  for (const Kt_WString& text : program_.calls) {
-    Kt_ExprObjInfo info;
-    const int kind = cursor.GetContext().GetMethodType(text, info);
-    const _EXPR_INTFUNC_INFO* const table = Kt_ExprObject::GetIntFuncMap();
-    const int row = FindIntFuncIdx(table, Kt_ExprObject::GetIntFuncCount(), text.GetText());
-    const bool is_builtin = info.GetKind() == EXPR_OBJ_NONE && kind == kUnknownName;
-    if (!is_builtin || row < 0 || AsksContext(table[row].handler)) return false;
-    calls_.push_back({table[row].handler, table[row].effect == Kt_FuncEffect::kPure});
-  }
-  return true;
-}
-
-// False when the source of a logical dataset has not what it had any more.
 bool RowExpr::BindCells(RowCursor& cursor) {
-  const Kt_RowReader reader(cursor.GetDataset());
-  for (RowName& name : names_) {
-    if (name.col < 0) continue;
-    name.cells = reader.GetShownCells(name.col);
-    if (name.cells == nullptr || name.cells->Type() != name.type) return false;
-  }
+  if (!FindCells(cursor.GetDataset(), names_)) return false;
   first_record_row_ = -1;
   cells_at_ = cursor.GetOthersRun();
   return true;
+}
+
+// Where a column is computed on the right of an && or ||, what a row costs hangs on the row.
+void RowExpr::CountMapSteps() {
+  map_steps_ = 0;
+  ForEachMap(program_, names_, [&](const RowMap& map, bool is_sure) {
+    map_steps_ += map.GetSteps();
+    has_no_blocks_ = has_no_blocks_ || !is_sure;
+  });
 }
 
 void RowExpr::BindBlock(bool names_changed) {
@@ -230,7 +162,7 @@ RowNumbers RowExpr::PaidAddendsFrom(RowCursor& cursor, kt_long row, kt_long end)
 
 RowNumbers RowExpr::NumbersFrom(RowCursor& cursor, kt_long row, kt_long end) {
   const RowNumbers numbers = PaidNumbersFrom(cursor, row, end);
-  return numbers.count > 0 && cursor.PayFor(numbers.count) ? numbers : RowNumbers();
+  return numbers.count > 0 && PayFor(cursor, numbers.count) ? numbers : RowNumbers();
 }
 
 RowNumbers RowExpr::NumbersTo(RowCursor& cursor, kt_long row, kt_long start) {
@@ -241,7 +173,15 @@ RowNumbers RowExpr::NumbersTo(RowCursor& cursor, kt_long row, kt_long start) {
   numbers.count -= surplus;
   if (numbers.longs != nullptr) numbers.longs += surplus;
   if (numbers.doubles != nullptr) numbers.doubles += surplus;
-  return numbers.count > 0 && cursor.PayFor(numbers.count) ? numbers : RowNumbers();
+  return numbers.count > 0 && PayFor(cursor, numbers.count) ? numbers : RowNumbers();
+}
+
+bool RowExpr::PayFor(RowCursor& cursor, kt_long rows) const {
+  return cursor.PayFor(rows * (1 + map_steps_));
+}
+
+void RowExpr::LeaveRows(RowCursor& cursor, kt_long rows) const {
+  if (rows > 0) cursor.TakeBack(rows * (1 + map_steps_));
 }
 
 bool RowExpr::Evaluate(RowCursor& cursor, Kt_Variant& value) {
@@ -260,12 +200,17 @@ void RowExpr::Compute(RowCursor& cursor, Kt_Variant& value) {
       ++rows_since_binding_;
       if (block_ != nullptr) {
         FillBlock(cursor, cursor.GetRow());
-        if (block_->Read(cursor.GetRow(), value)) return;
+        if (block_->Read(cursor.GetRow(), value)) return ChargeMaps(map_steps_, value);
       }
       return RunCompiled(cursor, value);
     case Way::kFaulty: return;
     default: return RunGeneral(cursor, value);
   }
+}
+
+// Charges for the cells that a value was computed of; without them there is no value.
+void RowExpr::ChargeMaps(std::int64_t steps, Kt_Variant& value) {
+  if (KT_UNLIKELY(steps > 0) && kt::ChargeRun(steps) != kOk) value.Clear();
 }
 
 void RowExpr::RunGeneral(RowCursor& cursor, Kt_Variant& value) {
@@ -303,6 +248,8 @@ const Kt_Variant& RowExpr::Read(RowCursor& cursor, RowName& name) {
     (void)(cursor.Placed().*name.keyword)(nullptr, name.value);
   } else if (KT_UNLIKELY(record_ == Kt_RowReader::kNoRecord)) {
     name.value = cursor.GetDataset().ReadColumn(cursor.GetRow(), name.col);
+  } else if (KT_UNLIKELY(name.kind == RowName::Kind::kMapped)) {
+    ReadMapped(cursor, name);
   } else if (KT_UNLIKELY(name.cells->IsNull(record_))) {
     name.value.Clear();
   } else if (name.kind == RowName::Kind::kLongs) {
@@ -315,6 +262,30 @@ const Kt_Variant& RowExpr::Read(RowCursor& cursor, RowName& name) {
   return name.value;
 }
 
+// A cell that was computed ahead, or one that the dataset computes, which may run other code.
+void RowExpr::ReadMapped(RowCursor& cursor, RowName& name) {
+  const kt_long row = cursor.GetRow();
+  if (name.map->Read(cursor.GetDataset(), cursor.RowCount(), row, name.value)) {
+    return ChargeMaps(name.map->GetSteps(), name.value);
+  }
+  cursor.NoteOthersRun();
+  name.value = cursor.GetDataset().ReadColumn(row, name.col);
+  is_cut_short_ = !FindRowAgain(cursor);
+}
+
+// After other code ran in the middle of a row. False when the walk has to end.
+bool RowExpr::FindRowAgain(RowCursor& cursor) {
+  if (!cursor.IsUnchanged()) return false;
+  if (FindCells(cursor.GetDataset(), names_)) {
+    first_record_row_ = -1;
+    FindRecord(cursor);
+  } else {
+    record_ = Kt_RowReader::kNoRecord;  // the rest of the row is read as the evaluator does it
+  }
+  cells_at_ = kRowOnly;
+  return true;
+}
+
 // One call of a built-in function. False when the expression fails.
 bool RowExpr::RunCall(RowCursor& cursor, const CodeInstr& in) {
   if (!kt::ChargeTime(Kt_WorkMeter::kUnitsPerCall)) return false;
@@ -322,27 +293,23 @@ bool RowExpr::RunCall(RowCursor& cursor, const CodeInstr& in) {
   for (std::uint16_t arg = 0; arg < in.b; ++arg) args_.Add(temps_[in.a + arg]);
   Kt_Variant value;
   Kt_ExprObject& context = cursor.GetContext();
+  const std::int64_t ran_before = cursor.GetOthersRun();
   const Kt_Getter function = calls_[static_cast<std::size_t>(in.extra)].function;
   if ((context.*function)(&args_, value) != kOk || CheckCallResult(&context, value) != kOk) {
     expr_.PlaceFailure();
     return false;
   }
-  if (KT_UNLIKELY(cells_at_ != cursor.GetOthersRun())) {  // it reported: the host's handler ran
-    if (!cursor.IsUnchanged()) return false;
-    if (BindCells(cursor)) {
-      FindRecord(cursor);
-    } else {
-      record_ = Kt_RowReader::kNoRecord;  // the rest of the row is read as the evaluator does it
-    }
-  }
+  // It reported: the host's handler ran.
+  if (KT_UNLIKELY(ran_before != cursor.GetOthersRun()) && !FindRowAgain(cursor)) return false;
   temps_[in.dst] = std::move(value);
   return true;
 }
 
 void RowExpr::RunCompiled(RowCursor& cursor, Kt_Variant& value) {
   FindRecord(cursor);
+  is_cut_short_ = false;
   const CodeInstr* const first = program_.instrs.data();
-  for (const CodeInstr* in = first;; ++in) {
+  for (const CodeInstr* in = first; !is_cut_short_; ++in) {
     switch (in->op) {
       case CodeOp::kMove: temps_[in->dst] = Get(cursor, in->a); break;
       case CodeOp::kTestAnd:
@@ -362,8 +329,11 @@ void RowExpr::RunCompiled(RowCursor& cursor, Kt_Variant& value) {
         break;
       case CodeOp::kReturn: value = Get(cursor, in->a); return;
       default: {
-        const kt_long code = kt::Compute(OperatorOf(in->op), Get(cursor, in->a), Get(cursor, in->b),
-                                         temps_[in->dst]);
+        // In this order, as computing a cell may report.
+        const Kt_Variant& left = Get(cursor, in->a);
+        if (KT_UNLIKELY(is_cut_short_)) return;
+        const Kt_Variant& right = Get(cursor, in->b);
+        const kt_long code = kt::Compute(OperatorOf(in->op), left, right, temps_[in->dst]);
         if (KT_LIKELY(code == kOk)) break;
         (void)kt::Report(&cursor.GetContext(), u"Kt_Expr", code, OperatorText(OperatorOf(in->op)));
         expr_.PlaceFailure();

@@ -40,10 +40,15 @@ class RowExpr {
   // itself.
   RowNumbers NumbersFrom(RowCursor& cursor, kt_long row, kt_long end);
   RowNumbers NumbersTo(RowCursor& cursor, kt_long row, kt_long start);
-  // As NumbersFrom, in a walk that has paid for these rows; and for sums, in which an empty value
-  // is a 0.
+  // Some of these rows are not taken now, and not paid for.
+  void LeaveRows(RowCursor& cursor, kt_long rows) const;
+  // As NumbersFrom, in a walk that has paid for these rows, but for GetMapSteps() of those whose
+  // value is wanted; and for sums, in which an empty value is a 0.
   RowNumbers PaidNumbersFrom(RowCursor& cursor, kt_long row, kt_long end);
   RowNumbers PaidAddendsFrom(RowCursor& cursor, kt_long row, kt_long end);
+
+  // What columns that are computed ahead of a row add to the step that it takes.
+  std::int64_t GetMapSteps() const { return map_steps_; }
 
   // For work that several threads share: when the expression was bound to what the cursor walks
   // over, by GetOthersRun; kUnbound when it is not, or not to blocks.
@@ -69,12 +74,13 @@ class RowExpr {
   void Prepare(RowCursor& cursor);
   void Choose(RowCursor& cursor);
   bool Bind(RowCursor& cursor);
-  bool BindName(RowCursor& cursor, const Kt_WString& text, RowName& name) const;
-  bool BindCalls(RowCursor& cursor);
   bool BindCells(RowCursor& cursor);
+  void CountMapSteps();
   void BindBlock(bool names_changed);
   const RowBlock* BlockOf(RowCursor& cursor, kt_long row);
   void FillBlock(const RowCursor& cursor, kt_long row);
+  bool PayFor(RowCursor& cursor, kt_long rows) const;
+  static void ChargeMaps(std::int64_t steps, Kt_Variant& value);
   void Compute(RowCursor& cursor, Kt_Variant& value);
   void RunGeneral(RowCursor& cursor, Kt_Variant& value);
   void RunCompiled(RowCursor& cursor, Kt_Variant& value);
@@ -82,10 +88,14 @@ class RowExpr {
   void FindRecord(RowCursor& cursor);
   const Kt_Variant& Get(RowCursor& cursor, std::uint16_t operand);
   const Kt_Variant& Read(RowCursor& cursor, RowName& name);
+  void ReadMapped(RowCursor& cursor, RowName& name);
+  bool FindRowAgain(RowCursor& cursor);
 
   Kt_Expr expr_;
   Way way_ = Way::kUnknown;
-  std::int64_t cells_at_ = -1;             // GetOthersRun of the cursor, when cells were found
+  static constexpr std::int64_t kRowOnly = -1;
+  // GetOthersRun of the cursor, when cells were found; kRowOnly: for the rest of a row at most.
+  std::int64_t cells_at_ = kRowOnly;
   std::optional<std::uint64_t> names_at_;  // GetVersion of the cursor, when names were found
   ExprProgram program_;
   std::vector<RowName> names_;  // of the program
@@ -94,6 +104,8 @@ class RowExpr {
   Kt_VariantList args_;
   std::unique_ptr<RowBlock> block_;
   bool has_no_blocks_ = false;  // other than plain numbers, or not worth while
+  std::int64_t map_steps_ = 0;  // that computed columns add to those of a row
+  bool is_cut_short_ = false;   // what a cell was computed by has ended the walk
   std::int64_t rows_since_binding_ = kLeastRows;
   std::uint32_t record_ = 0;       // of the row
   kt_long first_record_row_ = -1;  // of records_, -1: none

@@ -38,6 +38,7 @@ WalkEnd WalkAlone(RowCursor& cursor, RowExpr& expr, kt_long start, kt_long end, 
     if (numbers.count > 0) {
       taken = taker.TakeMany(kUp ? row : row + 1 - numbers.count, numbers);
       if (taken < 0) return WalkEnd::kByTaker;
+      expr.LeaveRows(cursor, numbers.count - taken);
     } else {
       if (!cursor.Enter(row)) return WalkEnd::kStopped;
       if (is_wanted(row)) {
@@ -130,7 +131,7 @@ class SharedWalk {
     while (taken_ < blocks_) {
       Slot& slot = SlotOf(taken_);
       if (slot.state.load(std::memory_order_acquire) != kMade) return true;
-      if (!RowCursor::PayQuietlyFor(kRowsPerBlock)) return false;
+      if (!RowCursor::PayQuietlyFor(StepsOf(slot.part))) return false;
       taker_.TakePart(slot.part);
       slot.state.store(kOpen, std::memory_order_relaxed);
       team_.MakeRoom(++taken_);
@@ -166,6 +167,11 @@ class SharedWalk {
     return WalkEnd::kDone;
   }
 
+  std::int64_t StepsOf(const typename Taker::Part& part) const {
+    std::int64_t steps = kRowsPerBlock * (1 + expr_.GetMapSteps());
+    if constexpr (requires { taker_.GetSecondSteps(part); }) steps += taker_.GetSecondSteps(part);
+    return steps;
+  }
   Slot& SlotOf(kt_long number) {
     return slots_[static_cast<std::size_t>(number % RowTeam::kMostParts)];
   }
@@ -207,6 +213,8 @@ class SharedWalk {
 //       in order: as if each row had been taken.
 //   const RowExpr* GetSecond() const
 //       the second expression of PartRows; may be null.
+//   std::int64_t GetSecondSteps(const Part& part) const
+//       optional: the steps that the values of the second expression take in a part (GetMapSteps).
 //   int GetOwnCost() const
 //       what of the cost of a row (RowBlock::GetCost) TakePart takes.
 //

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <memory>
+
 #include "classlib/store/Kt_Column.h"
 #include "object/Kt_NameTables.h"
 
 namespace kt::detail {
+
+class RowMap;
 
 // What a name of a row expression stands for, looked up once.
 struct RowName {
@@ -12,6 +16,7 @@ struct RowName {
     kLongs,    // a column of longs
     kDoubles,  // a column of doubles
     kCells,    // any other column with cells, its own or of its source
+    kMapped,   // a column that is computed by other columns
     kRow,      // the number of the row
     kKeyword,  // any other row keyword
   };
@@ -19,6 +24,7 @@ struct RowName {
   kt_long col = -1;
   Kt_ColumnType type = Kt_ColumnType::kLong;  // of the cells
   const Kt_Column* cells = nullptr;
+  std::shared_ptr<RowMap> map{};  // of a column that is computed
   Kt_Getter keyword = nullptr;
   Kt_Variant value;  // as last read
 };

@@ -85,6 +85,8 @@ class TallyPart {
   void AddWhere(const RowNumbers& numbers, const kt_long* conditions);
   // An empty value. False: its place among the others matters, so they are no part.
   bool AddEmpty();
+  // How many values there are.
+  kt_long Count() const { return count_; }
 
  private:
   friend class Tally;
