@@ -540,13 +540,13 @@ constexpr std::pair<const char16_t*, const char16_t*> kLongCalls[] = {
 };
 
 TEST_F(SharedRows, StopAsOneThreadDoes) {
-  const auto table = Table(7, 40000);
+  const auto table = Table(9, 40000);
   for (const auto& [method, text] : kLongCalls) {
     for (const kt_long part : {0, 1, 4, 9, 11}) {
       std::string outcomes[2];
       for (int threads = 1; threads <= 2; ++threads) {
         const Kt_WorkThreads allowed(threads, 1);
-        Setting setting(7, std::make_unique<Kt_Dataset>(*table));
+        Setting setting(9, std::make_unique<Kt_Dataset>(*table));
         Kt_RunBudget budget;
         budget.limit_steps = setting.data->GetRowCount() * part / (part < 10 ? 10 : 5) + 1;
         std::string& outcome = outcomes[threads - 1];
@@ -565,8 +565,8 @@ TEST_F(SharedRows, StopAsOneThreadDoes) {
 
 TEST_F(SharedRows, AreStoppedByFlagAndClock) {
   const Kt_WorkThreads allowed(2, 1);
-  const auto table = Table(7, 40000);
-  const std::string before = ShowTable(*Setting(7, std::make_unique<Kt_Dataset>(*table)).data);
+  const auto table = Table(9, 40000);
+  const std::string before = ShowTable(*Setting(9, std::make_unique<Kt_Dataset>(*table)).data);
   for (const auto& [method, text] : kLongCalls) {
     for (int round = 0; round < 6; ++round) {
       std::atomic<bool> cancel = false;
@@ -577,7 +577,7 @@ TEST_F(SharedRows, AreStoppedByFlagAndClock) {
       } else {
         budget.deadline = std::chrono::steady_clock::now() + time;
       }
-      Setting setting(7, std::make_unique<Kt_Dataset>(*table));
+      Setting setting(9, std::make_unique<Kt_Dataset>(*table));
       std::thread canceller([&] {
         std::this_thread::sleep_for(time);
         cancel = true;

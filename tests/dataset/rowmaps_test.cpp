@@ -37,7 +37,8 @@ struct Stage {
       budget.limit_steps = 1000000000;
       Kt_WorkMeter meter;
       meter.Start(&budget);
-      out += Eval(&host, call) + " " + host.TakeReports();
+      out += Eval(&host, call);
+      out += " " + host.TakeReports();
       (void)meter.LookNow();
       out += " " + std::to_string(budget.limit_steps - meter.GetLeft() / meter.kUnitsPerStep) + "\n";
       meter.Finish();
