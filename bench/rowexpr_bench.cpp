@@ -102,6 +102,7 @@ struct Views {
   Views() : copy(TheOrders().data), wrapper(&copy, nullptr), shown_wrapper(&shown, nullptr) {
     copy.SetId(u"copy");
     copy.AddLogicalColumn(u"total", u"price * qty", u"double");
+    copy.AddLogicalColumn(u"label", u"left(city, 2) + qty", u"string");
     shown.SetSource(&TheOrders().data);
     grouped.Sort(u"city", true, false, true);
     grouped.RecalcGroup();
@@ -158,6 +159,14 @@ void BM_ComputedSum(benchmark::State& state) {
   CallIn(state, TheViews().wrapper, u"CaseSum", {u"total > 500", u"total"}, Total(LargeProduct));
 }
 void BM_ComputedSum_Plain(benchmark::State& state) { Plain(state, LargeProduct); }
+void BM_ComputedText(benchmark::State& state) {
+  double wanted = 0;
+  const Orders& orders = TheOrders();
+  for (std::size_t at = 0; at < orders.qty.size(); ++at) {
+    wanted += orders.qty[at] == 3 && orders.city[at] == "Oslo" ? 1 : 0;
+  }
+  CallIn(state, TheViews().wrapper, u"CaseCount", {u"label = 'Os3'"}, wanted);
+}
 // A computed column on the right of an &&.
 void BM_ComputedRight(benchmark::State& state) {
   CallIn(state, TheViews().wrapper, u"CaseSum", {u"qty > 5 && total > 500", u"total"},
@@ -397,6 +406,7 @@ KT_TWO(BM_GroupedSum);
 KT_TWO(BM_ComputedSum);
 KT_ROWS(BM_ComputedSum_Plain);
 KT_TWO(BM_ComputedRight);
+KT_ROWS(BM_ComputedText);
 KT_ROWS(BM_ComputedRight_Plain);
 KT_ROWS(BM_SearchRow);
 KT_ROWS(BM_SearchRow_Plain);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <vector>
 
 #include "dataset/Kt_DatasetCtx.h"
@@ -27,6 +28,19 @@ bool FindCalls(const ExprProgram& program, Kt_ExprObject& context, std::vector<R
 // Where the cells of columns are at the moment. False when they are not what they were, as the
 // source of a logical dataset may have been loaded anew.
 bool FindCells(const Kt_Dataset& dataset, std::vector<RowName>& names);
+
+// Reads the cell of a column with cells. REQUIRES: the record is there.
+inline void ReadCell(RowName& name, std::uint32_t record) {
+  if (KT_UNLIKELY(name.cells->IsNull(record))) {
+    name.value.Clear();
+  } else if (name.kind == RowName::Kind::kLongs) {
+    name.value.Set(name.cells->Cells<Kt_Column::Longs>()[record]);
+  } else if (name.kind == RowName::Kind::kDoubles) {
+    name.value.Set(name.cells->Cells<Kt_Column::Doubles>()[record]);
+  } else {
+    name.value = name.cells->Read(record);
+  }
+}
 
 // Calls visit(map, is_sure) for each place where a computed column is read, in the order of the
 // code. `is_sure`: in every row, as it does not stand on the right of an && or ||.

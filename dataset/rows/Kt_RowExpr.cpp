@@ -250,14 +250,8 @@ const Kt_Variant& RowExpr::Read(RowCursor& cursor, RowName& name) {
     name.value = cursor.GetDataset().ReadColumn(cursor.GetRow(), name.col);
   } else if (KT_UNLIKELY(name.kind == RowName::Kind::kMapped)) {
     ReadMapped(cursor, name);
-  } else if (KT_UNLIKELY(name.cells->IsNull(record_))) {
-    name.value.Clear();
-  } else if (name.kind == RowName::Kind::kLongs) {
-    name.value.Set(name.cells->Cells<Kt_Column::Longs>()[record_]);
-  } else if (name.kind == RowName::Kind::kDoubles) {
-    name.value.Set(name.cells->Cells<Kt_Column::Doubles>()[record_]);
   } else {
-    name.value = name.cells->Read(record_);
+    ReadCell(name, record_);
   }
   return name.value;
 }
@@ -265,7 +259,7 @@ const Kt_Variant& RowExpr::Read(RowCursor& cursor, RowName& name) {
 // A cell that was computed ahead, or one that the dataset computes, which may run other code.
 void RowExpr::ReadMapped(RowCursor& cursor, RowName& name) {
   const kt_long row = cursor.GetRow();
-  if (name.map->Read(cursor.GetDataset(), cursor.RowCount(), row, name.value)) {
+  if (name.map->Read({cursor.GetDataset(), cursor.RowCount(), row, record_}, name.value)) {
     return ChargeMaps(name.map->GetSteps(), name.value);
   }
   cursor.NoteOthersRun();

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "classlib/value/Kt_VarInline.h"
 #include "dataset/rows/Kt_ColumnExprs.h"
 #include "dataset/rows/Kt_RowBinding.h"
 #include "dataset/rows/Kt_RowBlock.h"
@@ -14,7 +15,7 @@ namespace {
 // Every use of a computed column in another one has a block of its own.
 constexpr int kMostBlocks = 32;
 
-bool IsComputedRowByRow(const RowName& name) { return name.kind == RowName::Kind::kKeyword; }
+bool IsKeyword(const RowName& name) { return name.kind == RowName::Kind::kKeyword; }
 
 }  // namespace
 
@@ -61,14 +62,15 @@ bool RowMap::Bind(MapNest& nest, bool is_of_source) {
                kt::detail::FindCells(*dataset_.Get(), names_);
       });
   nest.maps.pop_back();
-  if (!is_found || std::ranges::any_of(names_, IsComputedRowByRow)) return false;
+  if (!is_found || std::ranges::any_of(names_, IsKeyword)) return false;
+  if (!std::ranges::all_of(calls_, &RowCall::is_pure)) return false;
   uses_row_ = std::ranges::any_of(names_, [](const RowName& name) {
     return name.kind == RowName::Kind::kRow || (name.map != nullptr && name.map->uses_row_);
   });
   if (is_of_source && uses_row_) return false;
   if (!CountSteps() || block_count_ > kMostBlocks) return false;
   block_ = MakeBlock();
-  return block_ != nullptr;
+  return true;
 }
 
 // Every map on the way is computed once and asks for each column that it names.
@@ -108,16 +110,75 @@ bool RowMap::FindCells() {
   return true;
 }
 
-bool RowMap::Read(const Kt_Dataset& walked, kt_long row_count, kt_long row, Kt_Variant& value) {
-  if (block_ == nullptr) return false;
-  if (!block_->Has(row)) block_->Fill(walked, row_count, row);
-  is_filled_ = true;
-  ++rows_since_filling_;
-  if (!block_->Read(row, value)) return false;
+bool RowMap::Read(const Row& row, Kt_Variant& value) {
+  if (block_ != nullptr ? !ReadAhead(row, value) : !Run(row, value)) return false;
   const bool is_its_own = (value.IsDouble() && GetType() == Kt_ColumnType::kDouble) ||
                           (value.IsLong() && GetType() == Kt_ColumnType::kLong);
   if (!is_its_own) value = Converted(value);
   return true;
+}
+
+bool RowMap::ReadAhead(const Row& row, Kt_Variant& value) {
+  if (!block_->Has(row.row)) block_->Fill(row.walked, row.row_count, row.row);
+  is_filled_ = true;
+  ++rows_since_filling_;
+  return block_->Read(row.row, value);
+}
+
+// Row by row, as RowExpr::RunCompiled does it. What fails is not told here.
+bool RowMap::Run(const Row& row, Kt_Variant& value) {
+  const std::uint64_t failures = QuietCalls::CountFailures();
+  temps_.resize(program_.temp_count);
+  return RunCode(row, value) && failures == QuietCalls::CountFailures();
+}
+
+bool RowMap::RunCode(const Row& row, Kt_Variant& value) {
+  const CodeInstr* const first = program_.instrs.data();
+  for (const CodeInstr* in = first;; ++in) {
+    if (in->op == CodeOp::kCall) {
+      const Kt_Getter function = calls_[static_cast<std::size_t>(in->extra)].function;
+      Kt_Variant result;
+      if (!quiet_.Run(function, {temps_.data() + in->a, in->b}, result)) return false;
+      temps_[in->dst] = std::move(result);
+      continue;
+    }
+    const Kt_Variant* const left = Get(row, in->a);
+    if (left == nullptr) return false;
+    if (in->op == CodeOp::kReturn) {
+      value = *left;
+      return true;
+    }
+    if (in->op == CodeOp::kTestAnd || in->op == CodeOp::kTestOr) {
+      const bool is_true = IsConditionTrue(*left);
+      if (is_true == (in->op == CodeOp::kTestOr)) {
+        temps_[in->dst].Set(kt_long{is_true});
+        in = first + in->extra - 1;
+        continue;
+      }
+    }
+    if (!IsOperator(in->op)) {
+      if (left != &temps_[in->dst]) temps_[in->dst] = *left;
+      continue;
+    }
+    const Kt_Variant* const right = Get(row, in->b);
+    if (right == nullptr) return false;
+    if (Compute(OperatorOf(in->op), *left, *right, temps_[in->dst]) != kOk) return false;
+  }
+}
+
+// Null when it is not known here.
+const Kt_Variant* RowMap::Get(const Row& row, std::uint16_t operand) {
+  if (operand < CodeOperand::kConstBase) return &temps_[operand];
+  if (operand < CodeOperand::kNameBase) return &program_.consts[operand - CodeOperand::kConstBase];
+  RowName& name = names_[operand - CodeOperand::kNameBase];
+  if (name.kind == RowName::Kind::kRow) {
+    name.value.Set(row.row);
+  } else if (name.map == nullptr) {
+    ReadCell(name, row.record);
+  } else if (!name.map->Read(row, name.value)) {
+    return nullptr;
+  }
+  return &name.value;
 }
 
 }  // namespace kt::detail

@@ -6,9 +6,6 @@
 #include <type_traits>
 
 #include "classlib/value/Kt_VarInline.h"
-#include "object/Kt_ExprStackObj.h"
-#include "object/Kt_RunError.h"
-#include "script/Kt_RunBudget.h"
 
 namespace kt::detail {
 
@@ -141,11 +138,11 @@ bool TextMemo::Compute(std::size_t key, Kt_Variant& value) {
     text_ = cells_->Cells<Kt_Column::Texts>().dictionary.Text(static_cast<std::uint32_t>(key - 1));
   }
   temps_.resize(program_->temp_count);
-  const std::uint64_t failures = failure_count;
+  const std::uint64_t failures = QuietCalls::CountFailures();
   for (const std::uint16_t at : part_.instrs) {
     if (!RunInstr(program_->instrs[at])) return false;
   }
-  if (failures != failure_count) return false;
+  if (failures != QuietCalls::CountFailures()) return false;
   value = Get(part_.result);
   return true;
 }
@@ -155,20 +152,13 @@ bool TextMemo::RunInstr(const CodeInstr& in) {
   if (in.op == CodeOp::kMove) {
     value = Get(in.a);
   } else if (in.op == CodeOp::kCall) {
-    if (!RunCall(in, value)) return false;
+    const Kt_Getter function = (*calls_)[static_cast<std::size_t>(in.extra)].function;
+    if (!quiet_.Run(function, {temps_.data() + in.a, in.b}, value)) return false;
   } else if (kt::Compute(OperatorOf(in.op), Get(in.a), Get(in.b), value) != kOk) {
     return false;
   }
   temps_[in.dst] = std::move(value);
   return true;
-}
-
-bool TextMemo::RunCall(const CodeInstr& in, Kt_Variant& value) {
-  if (!kt::ChargeTime(Kt_WorkMeter::kUnitsPerCall)) return false;
-  args_.ClearItems();
-  for (std::uint16_t arg = 0; arg < in.b; ++arg) args_.Add(temps_[in.a + arg]);
-  const Kt_Getter function = (*calls_)[static_cast<std::size_t>(in.extra)].function;
-  return (context_.*function)(&args_, value) == kOk && CheckCallResult(&context_, value) == kOk;
 }
 
 const Kt_Variant& TextMemo::Get(std::uint16_t operand) const {

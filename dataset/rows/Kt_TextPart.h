@@ -6,10 +6,10 @@
 #include <vector>
 
 #include "classlib/base/Kt_Memory.h"
+#include "dataset/rows/Kt_QuietCall.h"
 #include "dataset/rows/Kt_RowNames.h"
 #include "dataset/rows/Kt_RowRecords.h"
 #include "expr/Kt_ExprProgram.h"
-#include "object/Kt_ExprObject.h"
 
 namespace kt::detail {
 
@@ -63,20 +63,12 @@ class TextMemo {
 
  private:
   enum State : std::uint8_t { kUnknown, kKnown, kOdd };
-  // Where functions report to: nobody. The last failure tells the memo.
-  class Silence final : public Kt_ExprObject {
-   public:
-    Silence() : Kt_ExprObject(nullptr) {}
-    int IsSystemLogMode() override { return 0; }
-  };
-
   std::size_t KeyCount() const;
   std::size_t KeyOf(const Kt_Column::Texts* texts, std::uint32_t record) const;
   template <class T>
   void ReadAll(const RowRecords& records, std::size_t count, T* numbers) const;
   bool Compute(std::size_t key, Kt_Variant& value);
   bool RunInstr(const CodeInstr& in);
-  bool RunCall(const CodeInstr& in, Kt_Variant& value);
   const Kt_Variant& Get(std::uint16_t operand) const;
   template <class T>
   KT_NOINLINE void Learn(std::size_t key, T& number);
@@ -92,8 +84,7 @@ class TextMemo {
   std::tuple<kt::CountedVector<kt_long>, kt::CountedVector<double>> known_;
   Kt_Variant text_;  // that is computed at the moment
   std::vector<Kt_Variant> temps_;
-  Silence context_;
-  Kt_VariantList args_;
+  QuietCalls quiet_;
 };
 
 }  // namespace kt::detail

@@ -84,6 +84,21 @@ TEST_F(RowMaps, CellsThatFailReport) {
   EXPECT_NE(out.find("83B"), std::string::npos) << out;
 }
 
+// Other than plain numbers, row by row; also of a column that is.
+TEST_F(RowMaps, Texts) {
+  const std::string out = InAllForms([](Stage& stage) {
+    stage.data->AddLogicalColumn(u"label", u"left(toUpper(s), 2) + '-' + n % 3", u"string");
+    stage.data->AddLogicalColumn(u"half", u"n / 2", u"currency");
+    stage.data->AddLogicalColumn(u"both", u"label + half", u"string");
+    stage.data->AddLogicalColumn(u"whole", u"length(both) + (n > 7 && s <> '')", u"double");
+    return stage.Ask({u"d.CaseCount(\"label = 'TW-1'\")", u"d.Sum('half + 1')", u"d.Max('both')",
+                      u"d.CaseSum(\"both > '-2' && n < 2000\", 'whole * 2')",
+                      u"d.SearchRow(\"both = '-1500'\")", u"d.Filter('whole > 6')"}) +
+           std::to_string(stage.data->GetRowCount());
+  });
+  EXPECT_EQ(out.find("83B"), std::string::npos) << out;
+}
+
 // The host's handler of the report writes to a row that was computed ahead.
 TEST_F(RowMaps, ReportsMayChangeCells) {
   for (const kt_long changed : {71, 1000, 1502, 2000}) {
