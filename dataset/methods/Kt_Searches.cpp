@@ -30,8 +30,7 @@ kt_long FirstTrueOf(const RowNumbers& conditions) {
 // Ends the walk at the first row in which the condition is true.
 class FirstTrue {
  public:
-  FirstTrue(RowCursor& cursor, const RowExpr& condition)
-      : cursor_(cursor), condition_(condition) {}
+  FirstTrue(RowCursor& cursor, const RowExpr& condition) : cursor_(cursor), condition_(condition) {}
   kt_long TakeMany(kt_long first, const RowNumbers& conditions) {
     const kt_long at = FirstTrueOf(conditions);
     if (at == conditions.count) return at;

@@ -139,8 +139,8 @@ class RowBlock {
     bool is_text = false;
     std::unique_ptr<RowBlock> computed{};  // of a computed column, what its cells are made of
     RowList nulls{};                       // of such a column
-    bool marks_nulls = false;  // somewhere null and 0 differ
-    bool lists_nulls = false;  // in long_rows
+    bool marks_nulls = false;              // somewhere null and 0 differ
+    bool lists_nulls = false;              // in long_rows
   };
   // What a relation gives in rows whose left side is null, the right one, or both.
   struct NullRule {

@@ -55,8 +55,8 @@ bool RowMap::Bind(MapNest& nest, bool is_of_source) {
   program_ = ExprProgram::Of(expr);
   if (!HasPlainCode(program_)) return false;
   nest.maps.push_back(text_);
-  const bool is_found = exprs->InContextOf(
-      *dataset_.Get(), text_, is_loaded_, [&](Kt_DatasetCtx& context) {
+  const bool is_found =
+      exprs->InContextOf(*dataset_.Get(), text_, is_loaded_, [&](Kt_DatasetCtx& context) {
         return kt::detail::FindNames(program_, context, *dataset_.Get(), &nest, names_) &&
                FindCalls(program_, context, calls_) &&
                kt::detail::FindCells(*dataset_.Get(), names_);

@@ -82,7 +82,7 @@ class RowMap {
   const Kt_Variant* Get(const Row& row, std::uint16_t operand);
 
   Kt_DatasetHandle dataset_;
-  std::uint64_t version_;              // of the dataset
+  std::uint64_t version_;               // of the dataset
   const Kt_ColumnEvaluator* computer_;  // of the dataset
   Kt_WString text_;
   bool is_loaded_ = false;

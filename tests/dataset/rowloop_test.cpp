@@ -160,9 +160,8 @@ class ExprMaker {
   }
   std::u16string Name() {
     static const char16_t* const kNames[] = {
-        u"a", u"b", u"l",      u"x",       u"s",      u"m",     u"t",      u"a",
-        u"b", u"A", u"rowidx", u"rowtype", u"currow", u"count", u"hosted", u"o",
-        u"p", u"q", u"p",      u"q",       u"w",      u"z"};
+        u"a",       u"b",      u"l",     u"x",      u"s", u"m", u"t", u"a", u"b", u"A", u"rowidx",
+        u"rowtype", u"currow", u"count", u"hosted", u"o", u"p", u"q", u"p", u"q", u"w", u"z"};
     static const char16_t* const kRare[] = {u"nosuch", u"v", u"bin", u"prevrow", u"rangecount"};
     if (texts_ && Pick(4) > 0) return u"s";
     return Pick(8) == 0 ? Any(kRare) : Any(kNames);
@@ -253,11 +252,14 @@ std::unique_ptr<Kt_Dataset> ShownBy(Kt_Dataset& table, unsigned seed) {
 
 // Columns that are computed, by each other too; what they are and of which type hangs on the seed.
 void AddComputed(Kt_Dataset& data, unsigned seed) {
-  static const char16_t* const kMaps[] = {
-      u"b * l",     u"a + l",       u"x / 2",      u"rowidx * 2", u"b",           u"-b",
-      u"a % l",     u"length(s)",   u"s",          u"p",          u"p + q",       u"q * q - x",
-      u"p && l",    u"sqrt(x) - p", u"null",       u"log(x) + 1", u"q / (l + p)", u"iif(a > 0, b, p)",
-      u"1 / l > 0", u"toNumber(s)", u"hosted + a", u"s + 'x'",    u"rowtype",     u"2147483647 * l"};
+  static const char16_t* const kMaps[] = {u"b * l",      u"a + l",       u"x / 2",
+                                          u"rowidx * 2", u"b",           u"-b",
+                                          u"a % l",      u"length(s)",   u"s",
+                                          u"p",          u"p + q",       u"q * q - x",
+                                          u"p && l",     u"sqrt(x) - p", u"null",
+                                          u"log(x) + 1", u"q / (l + p)", u"iif(a > 0, b, p)",
+                                          u"1 / l > 0",  u"toNumber(s)", u"hosted + a",
+                                          u"s + 'x'",    u"rowtype",     u"2147483647 * l"};
   std::mt19937 random(seed);
   for (const char16_t* const name : {u"p", u"q", u"w", u"z"}) {
     const unsigned pick = random();
@@ -493,7 +495,8 @@ class SharedRows : public testing::Test {
     budget.limit_steps = kManySteps;
     Kt_WorkMeter meter;
     meter.Start(&budget);
-    std::string out = Outcome(Setting(seed, std::make_unique<Kt_Dataset>(table)), text, false, false);
+    std::string out =
+        Outcome(Setting(seed, std::make_unique<Kt_Dataset>(table)), text, false, false);
     (void)meter.LookNow();
     out += "\nleft " + std::to_string(meter.GetLeft());
     meter.Finish();

@@ -24,7 +24,8 @@ struct Stage {
     data->AddColumn(u"s", u"string");
     data->AppendRow(kRows);
     for (kt_long row = 0; row < kRows; ++row) data->SetColumn(row, 0, row);
-    for (const kt_long row : {70, 1500, 1501, 2499}) data->SetColumn(row, 1, u"twenty letters or more");
+    for (const kt_long row : {70, 1500, 1501, 2499})
+      data->SetColumn(row, 1, u"twenty letters or more");
     data->ApplyChange();
     host.datasets = {wrapper.get()};
   }
@@ -40,7 +41,8 @@ struct Stage {
       out += Eval(&host, call);
       out += " " + host.TakeReports();
       (void)meter.LookNow();
-      out += " " + std::to_string(budget.limit_steps - meter.GetLeft() / meter.kUnitsPerStep) + "\n";
+      out +=
+          " " + std::to_string(budget.limit_steps - meter.GetLeft() / meter.kUnitsPerStep) + "\n";
       meter.Finish();
     }
     return out;
@@ -139,7 +141,8 @@ TEST_F(RowMaps, ReportsMayEndTheDataset) {
     for (const char16_t* const call :
          {u"d.Sum('n + bad + n + half')", u"d.CaseSum('n >= 0', 'half + bad * half')",
           u"d.Filter('bad && half')", u"d.SearchRow('n > 60 && bad + half < 0')"}) {
-      for (const auto form : {RowExpr::Form::kEvaluator, RowExpr::Form::kCompiled, RowExpr::Form::kBlocks}) {
+      for (const auto form :
+           {RowExpr::Form::kEvaluator, RowExpr::Form::kCompiled, RowExpr::Form::kBlocks}) {
         RowExpr::SetBestForm(form);
         Stage stage;
         stage.data->AddLogicalColumn(u"bad", kFails, u"long");
