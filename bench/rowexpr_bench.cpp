@@ -159,6 +159,15 @@ void BM_ComputedSum(benchmark::State& state) {
   CallIn(state, TheViews().wrapper, u"CaseSum", {u"total > 500", u"total"}, Total(LargeProduct));
 }
 void BM_ComputedSum_Plain(benchmark::State& state) { Plain(state, LargeProduct); }
+// The column itself.
+void BM_ComputedColumn(benchmark::State& state) {
+  const Orders& orders = TheOrders();
+  double wanted = 0;
+  for (std::size_t at = 0; at < orders.price.size(); ++at) {
+    wanted = std::max(wanted, Product(orders.price[at], orders.qty[at]));
+  }
+  CallIn(state, TheViews().wrapper, u"Max", {u"total"}, wanted);
+}
 void BM_ComputedText(benchmark::State& state) {
   double wanted = 0;
   const Orders& orders = TheOrders();
@@ -406,6 +415,7 @@ KT_TWO(BM_GroupedSum);
 KT_TWO(BM_ComputedSum);
 KT_ROWS(BM_ComputedSum_Plain);
 KT_TWO(BM_ComputedRight);
+KT_ROWS(BM_ComputedColumn);
 KT_ROWS(BM_ComputedText);
 KT_ROWS(BM_ComputedRight_Plain);
 KT_ROWS(BM_SearchRow);

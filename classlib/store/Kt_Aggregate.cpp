@@ -7,6 +7,7 @@
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/detail/Kt_Refuse.h"
+#include "classlib/store/detail/Kt_BatchReader.h"
 #include "classlib/store/detail/Kt_ColumnTotal.h"
 #include "classlib/store/detail/Kt_Whole.h"
 #include "classlib/store/kernels/Kt_ColumnKernels.h"
@@ -228,9 +229,12 @@ std::unique_ptr<Kt_Column> Kt_Dataset::Body::Evaluated(View view, kt_long start,
                                                        kt_long col, kt_long position) const {
   auto cells = std::make_unique<Kt_Column>(self_.GetColType(col));
   RoundCharge charge;
-  for (kt_long row = start; row < end; ++row) {
-    charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
-    if (RecordAt(view, row)) cells->Append(ReadCell(view, row, col, position));
+  BatchReader batches(self_, col, view == ActiveView());
+  for (kt_long row = start; row < end;) {
+    const kt_long count = batches.Append(row, end, *cells);
+    charge.AddOrLeave(std::max(count, 1) * 8 * Kt_WorkMeter::kUnitsPerCell);
+    if (count == 0 && RecordAt(view, row)) cells->Append(ReadCell(view, row, col, position));
+    row += std::max(count, 1);
   }
   ChargeOrLeave(0);  // an expression may have been stopped
   return cells;

@@ -11,6 +11,7 @@
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/store/Kt_Pivot.h"
 #include "classlib/store/Kt_SortItem.h"
+#include "classlib/store/detail/Kt_BatchReader.h"
 #include "classlib/store/detail/Kt_Edit.h"
 #include "classlib/store/detail/Kt_Whole.h"
 #include "classlib/store/kernels/Kt_SortKernels.h"
@@ -274,9 +275,20 @@ std::shared_ptr<Kt_Column> Kt_Dataset::Body::ComputedCells(kt_long col) const {
   cells->AppendNulls(rows_.slot_count);
   // By record: where subtotals stand may depend on this very column.
   RoundCharge charge;
-  for (kt_long record = 0; record < rows_.index->Count(kAllRows); ++record) {
-    charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
-    cells->Write(rows_.index->At(kAllRows, record), ReadRecord(record, col));
+  constexpr kt_long kRecordsAtOnce = 64 * 1024;
+  BatchReader batches(self_, col, kAllRows == ActiveView());
+  const kt_long count = rows_.index->Count(kAllRows);
+  for (kt_long record = 0; record < count;) {
+    Kt_Column batch(cells->Type());
+    const kt_long end = std::min(record + kRecordsAtOnce, count);
+    const kt_long done = rows_.grouped ? 0 : batches.Append(record, end, batch);
+    charge.AddOrLeave(std::max(done, 1) * 8 * Kt_WorkMeter::kUnitsPerCell);
+    for (kt_long at = 0; at < done; ++at) {
+      cells->Write(rows_.index->At(kAllRows, record + at),
+                   batch.Read(static_cast<std::size_t>(at)));
+    }
+    if (done == 0) cells->Write(rows_.index->At(kAllRows, record), ReadRecord(record, col));
+    record += std::max(done, 1);
   }
   ChargeOrLeave(0);  // an expression may have been stopped
   return cells;

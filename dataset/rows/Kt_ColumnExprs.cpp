@@ -1,12 +1,17 @@
 // SPDX-License-Identifier: MIT
 #include "dataset/rows/Kt_ColumnExprs.h"
 
+#include <algorithm>
+#include <array>
 #include <memory>
 #include <vector>
 
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/base/Kt_NativeStack.h"
+#include "classlib/store/Kt_RowReader.h"
 #include "dataset/rows/Kt_RowCursor.h"
+#include "dataset/rows/Kt_RowExpr.h"
+#include "dataset/rows/Kt_RowMap.h"
 #include "expr/Kt_ExprPurity.h"
 #include "object/Kt_ExprObjInfo.h"
 #include "script/Kt_RunBudget.h"
@@ -160,6 +165,31 @@ bool ColumnExprs::EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool fi
   if (code != kOk || Run::has_failed) return false;
   if (!is_outermost) column.known.emplace(key, result);
   return true;
+}
+
+// As row expressions that name the column do it (RowMap).
+kt_long ColumnExprs::ComputeRows(const Kt_Dataset& dataset, kt_long col, kt_long row, kt_long end,
+                                 bool filtered, Kt_Column& cells) {
+  constexpr kt_long kRowsAtOnce = 256;
+  const bool is_computed = Kt_RowReader(dataset).GetShownCells(col) == nullptr;
+  if (!is_computed || !RowExpr::Computes()) return 0;
+  MapNest nest;
+  const std::shared_ptr<RowMap> map = RowMap::Make(dataset, col, nest);
+  if (map == nullptr) return 0;
+  const FiltersOff all_rows(const_cast<Kt_Dataset&>(dataset), !filtered);
+  const Kt_RowReader reader(dataset);
+  const kt_long row_count = dataset.GetRowCount();
+  std::array<std::uint32_t, kRowsAtOnce> records;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+  Kt_Variant value;
+  for (kt_long next = row; next < end; ++next) {
+    const auto at = static_cast<std::size_t>((next - row) % kRowsAtOnce);
+    if (at == 0) reader.GetRecords(next, std::min(kRowsAtOnce, end - next), records.data());
+    const bool is_there = records[at] != Kt_RowReader::kNoRecord &&
+                          map->Read({dataset, row_count, next, records[at]}, value);
+    if (!is_there || kt::ChargeRun(map->GetSteps()) != kOk) return next - row;
+    cells.Append(value);
+  }
+  return end - row;
 }
 
 kt_long ColumnExprs::Compute(Column& column, const Kt_Dataset& dataset, kt_long row,

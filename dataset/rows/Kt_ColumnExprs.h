@@ -6,6 +6,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "classlib/store/Kt_CellBatches.h"
 #include "classlib/store/Kt_Dataset.h"
 #include "expr/Kt_Expr.h"
 #include "object/Kt_ExprObject.h"
@@ -26,7 +27,7 @@ namespace kt::detail {
 // variable or object of the host is within its reach, and only when it merely computes
 // (kt::FindImpure). Otherwise its cells are empty, which is reported once for each column of a
 // file.
-class ColumnExprs final : public Kt_ColumnEvaluator {
+class ColumnExprs final : public Kt_ColumnEvaluator, public Kt_CellBatches {
  public:
   // Gives the dataset one unless it has one that works. `context` may be null.
   static void Attach(Kt_Dataset& dataset, Kt_ExprObject* context);
@@ -43,6 +44,8 @@ class ColumnExprs final : public Kt_ColumnEvaluator {
                    const std::function<bool(Kt_DatasetCtx&)>& use);
   bool EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool filtered,
                       const Kt_ColumnMap& map, Kt_Variant& result) override;
+  kt_long ComputeRows(const Kt_Dataset& dataset, kt_long col, kt_long row, kt_long end,
+                      bool filtered, Kt_Column& cells) override;
 
  private:
   struct Column {

@@ -54,6 +54,8 @@ void RowExpr::SetBestForm(Form form) {
   Kt_Expr::SetCompiled(form != Form::kEvaluator);
 }
 
+bool RowExpr::Computes() { return best_form != Form::kEvaluator; }
+
 // Choice of the form ------------------------------------------------------------------------------
 
 void RowExpr::Choose(RowCursor& cursor) {

@@ -63,6 +63,8 @@ class RowExpr {
   // For tests that compare the forms: how much of the above is used.
   enum class Form : std::uint8_t { kEvaluator, kCompiled, kBlocks };
   KT_SCRIPT_API static void SetBestForm(Form form);
+  // Whether anything but the evaluator is used.
+  static bool Computes();
 
  private:
   enum class Way : std::uint8_t { kUnknown, kFaulty, kEvaluator, kCompiled };

@@ -80,7 +80,8 @@ TEST_F(RowMaps, CellsThatFailReport) {
     stage.data->AddLogicalColumn(u"worse", u"bad + bad", u"double");
     return stage.Ask({u"d.Sum('bad + 1')", u"d.CaseSum('n > 1400 && bad > 3000', 'bad')",
                       u"d.CaseCount('worse > bad')", u"d.SearchRow('bad = null')",
-                      u"d.Max('worse', 60, 20)", u"d.Filter('bad <> null && worse > 10')"}) +
+                      u"d.Max('worse', 60, 20)", u"d.Sum('bad')", u"d.Sort('worse:d')",
+                      u"d.Filter('bad <> null && worse > 10')", u"d.MaxNF('bad')"}) +
            std::to_string(stage.data->GetRowCount());
   });
   EXPECT_NE(out.find("83B"), std::string::npos) << out;
@@ -95,7 +96,8 @@ TEST_F(RowMaps, Texts) {
     stage.data->AddLogicalColumn(u"whole", u"length(both) + (n > 7 && s <> '')", u"double");
     return stage.Ask({u"d.CaseCount(\"label = 'TW-1'\")", u"d.Sum('half + 1')", u"d.Max('both')",
                       u"d.CaseSum(\"both > '-2' && n < 2000\", 'whole * 2')",
-                      u"d.SearchRow(\"both = '-1500'\")", u"d.Filter('whole > 6')"}) +
+                      u"d.SearchRow(\"both = '-1500'\")", u"d.Filter('whole > 6')",
+                      u"d.SumNF('whole')", u"d.Sort('half:d')", u"d.Max('both')"}) +
            std::to_string(stage.data->GetRowCount());
   });
   EXPECT_EQ(out.find("83B"), std::string::npos) << out;
