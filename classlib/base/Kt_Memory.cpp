@@ -6,9 +6,12 @@
 #include <utility>
 
 #include "classlib/base/Kt_Codes.h"
+#include "classlib/base/detail/Kt_PieceCache.h"
 #include "classlib/base/detail/Kt_SharedBounds.h"
 
 namespace {
+
+using kt::detail::PieceCache;
 
 constexpr std::int64_t kNoStop = std::numeric_limits<std::int64_t>::max();
 
@@ -47,8 +50,19 @@ void* Checked(void* memory, std::int64_t used) {
 
 // What the usual allocators take for a request: their own word, and whole multiples of 16. Small
 // texts would pass the limit by half without that.
-std::int64_t Taken(std::size_t bytes) {
-  return static_cast<std::int64_t>((bytes + sizeof(void*) + 15) / 16 * 16);
+constexpr std::size_t kLine = PieceCache::kLine;
+constexpr std::size_t kOwnWord = sizeof(void*);
+
+std::size_t TakenBytes(std::size_t bytes) {
+  return (bytes + kOwnWord + kLine - 1) / kLine * kLine;
+}
+std::int64_t Taken(std::size_t bytes) { return static_cast<std::int64_t>(TakenBytes(bytes)); }
+
+// What to request of the heap: small pieces are requested to their last byte, so that each is good
+// for every request of its size in the cache.
+std::size_t Wanted(std::size_t bytes) {
+  const std::size_t taken = TakenBytes(bytes);
+  return taken <= PieceCache::kLargest ? taken - kOwnWord : bytes;
 }
 
 }  // namespace
@@ -70,23 +84,32 @@ Kt_MemoryPause::Kt_MemoryPause() noexcept : paused_stop_(std::exchange(stop_byte
 Kt_MemoryPause::~Kt_MemoryPause() { stop_bytes = paused_stop_; }
 
 void* kt::Allocate(std::size_t bytes) {
-  const std::int64_t used = CountWith(Taken(bytes));
-  return Checked(std::malloc(bytes), used);
+  const std::size_t taken = TakenBytes(bytes);
+  const std::int64_t used = CountWith(static_cast<std::int64_t>(taken));
+  if (KT_UNLIKELY(taken > PieceCache::kLargest)) return Checked(std::malloc(bytes), used);
+  if (void* const kept = PieceCache::Take(taken); KT_LIKELY(kept != nullptr)) {
+    used_bytes = used;
+    return kept;
+  }
+  return Checked(std::malloc(taken - kOwnWord), used);
 }
 
 void* kt::AllocateZeroed(std::size_t bytes) {
   const std::int64_t used = CountWith(Taken(bytes));
-  return Checked(std::calloc(1, bytes), used);
+  return Checked(std::calloc(1, Wanted(bytes)), used);
 }
 
 void* kt::Reallocate(void* memory, std::size_t old_bytes, std::size_t bytes) {
   const std::int64_t used = CountWith(Taken(bytes) - Taken(old_bytes));
-  return Checked(std::realloc(memory, bytes), used);
+  return Checked(std::realloc(memory, Wanted(bytes)), used);
 }
 
 void kt::Free(void* memory, std::size_t bytes) noexcept {
+  const std::size_t taken = TakenBytes(bytes);
+  used_bytes -= static_cast<std::int64_t>(taken);
+  const bool is_small = taken <= PieceCache::kLargest && memory != nullptr;
+  if (KT_LIKELY(is_small) && KT_LIKELY(PieceCache::Keep(memory, taken))) return;
   std::free(memory);
-  used_bytes -= Taken(bytes);
 }
 
 std::uint32_t kt::MemoryFailures() noexcept { return failures; }

@@ -145,8 +145,9 @@ Kt_WString Kt_Variant::TakeString() {
 }
 
 Kt_Variant* Kt_Variant::ListItemSlow(kt_long index) {
-  TakenList taken(*this);
-  return taken.list.GetItemW(index);
+  // A list is one pointer to the buffer, as the payload is (see GetList).
+  void* const payload = &payload_;
+  return static_cast<Kt_VariantList*>(payload)->GetItemW(index);
 }
 
 bool Kt_Variant::ListSetSlow(kt_long index, const Kt_Variant& value) {

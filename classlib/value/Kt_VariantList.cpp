@@ -64,20 +64,34 @@ Kt_VariantList::Kt_VariantList(std::initializer_list<Kt_Variant> items) {
 
 namespace {
 
+// Lists that are copied and freed in one step.
+constexpr kt_long kSmall = 62;
+
 // The fresh part of the buffer is zero, which Resize relies on for long new lists; of small ones
 // from item `keep` on, up to where the caller fills it.
 Kt_VariantList::Rep* NewRepFor(kt_long capacity, kt_long keep) {
   using Rep = Kt_VariantList::Rep;
-  // Small pieces come faster from malloc, which keeps freed ones at hand for the thread.
-  constexpr kt_long kSmall = 62;
+  // Small pieces come faster from those that the thread has freed.
   const std::size_t bytes = RepBytes(capacity);
   void* const memory = capacity <= kSmall ? kt::Allocate(bytes) : kt::AllocateZeroed(bytes);
   Rep* const rep = new (memory) Rep;
-  if (capacity <= kSmall) {
+  if (capacity <= kSmall && keep < capacity) {
     std::memset(static_cast<void*>(rep->Items() + keep), 0, bytes - RepBytes(keep));
   }
   rep->capacity = capacity;
   return rep;
+}
+
+// All bits that the first words of the items have. The loop has no way out before its end: lists of
+// numbers are the rule.
+KT_ALWAYS_INLINE std::uint64_t FirstWords(const Kt_Variant* items, kt_long count) {
+  std::uint64_t words = 0;
+  for (kt_long at = 0; at < count; ++at) {
+    std::uint64_t word = 0;
+    std::memcpy(&word, static_cast<const void*>(items + at), sizeof word);
+    words |= word;
+  }
+  return words;
 }
 
 }  // namespace
@@ -88,6 +102,11 @@ Kt_VariantList::Rep* Kt_VariantList::NewRep(kt_long capacity) { return NewRepFor
 // deep takes no more stack than a flat one. What a stopped run lets go of stays in the queue: the
 // stop is told first.
 void Kt_VariantList::FreeRep(Rep* rep) {
+  const bool is_small = rep->count <= kSmall;
+  if (is_small && (FirstWords(rep->Items(), rep->count) & Kt_Variant::kCountedBit) == 0) {
+    kt::Free(static_cast<void*>(rep), RepBytes(rep->capacity));
+    return;
+  }
   FreeQueue& queue = free_queue;
   rep->next_freed = queue.head;
   queue.head = rep;
@@ -136,6 +155,21 @@ void Kt_VariantList::MoveTo(kt_long capacity) {
 
 bool Kt_VariantList::CopyTo(kt_long capacity, kt_long keep) {
   Rep* const fresh = NewRepFor(capacity, keep);
+  if (KT_LIKELY(keep <= kSmall)) {
+    const Kt_Variant* const from = rep_->Items();
+    Kt_Variant* const items = fresh->Items();
+    std::memcpy(static_cast<void*>(items), static_cast<const void*>(from),
+                static_cast<std::size_t>(keep) * sizeof(Kt_Variant));
+    if ((FirstWords(from, keep) & Kt_Variant::kCountedBit) != 0) {
+      for (kt_long at = 0; at < keep; ++at) {
+        if (items[at].IsCounted()) items[at].payload_.counted->AddRef();
+      }
+    }
+    fresh->count = keep;
+    Drop();
+    rep_ = fresh;
+    return true;
+  }
   for (kt_long done = 0; done < keep;) {
     if (done > 0 && !ChargeItems(kPieceItems)) {
       FreeRep(fresh);

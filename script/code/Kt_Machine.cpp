@@ -102,9 +102,25 @@ KT_ALWAYS_INLINE bool TryCopy(const Kt_Variant& value, Kt_Variant& dst) {
   return true;
 }
 
+// Lists up to here are copied and freed in one step that nothing stops.
+constexpr kt_long kShortList = 62;
+
+// Whether it is a short list of numbers: it lets go of nothing else.
+KT_NOINLINE bool IsListOfNumbers(const Kt_Variant& value) {
+  const kt_long count = value.ListCount();
+  if (count == 0 || count > kShortList) return false;
+  const Kt_Variant* const items = value.ListItem(0);
+  // No way out before the end: mostly there are none.
+  bool counted = false;
+  for (kt_long at = 0; at + 1 < count; at += 2) {
+    counted = counted | items[at].IsCounted() | items[at + 1].IsCounted();
+  }
+  return !counted && !items[count - 1].IsCounted();
+}
+
 // Whether a register lets go of what it has without running code or stopping the run.
 KT_ALWAYS_INLINE bool GoesQuietly(const Kt_Variant& reg) {
-  return !reg.IsCounted() || reg.IsString() || reg.IsContentShared();
+  return !reg.IsCounted() || reg.IsString() || reg.IsContentShared() || IsListOfNumbers(reg);
 }
 
 // Whether both are lists of one content that has items.
@@ -119,6 +135,13 @@ KT_ALWAYS_INLINE bool IsSharedList(const Kt_Variant& value) {
 // What an item of a list takes, or leaves behind, without a care: numbers and texts.
 KT_ALWAYS_INLINE bool IsNumberOrText(const Kt_Variant& value) {
   return !value.IsCounted() || value.IsString();
+}
+
+// list[index] = value for a short list that somebody else has too: it is copied first.
+// REQUIRES: there is such an item, and `value` is a number.
+KT_NOINLINE void SetInCopyOfShort(Kt_Variant& list, kt_long index, const Kt_Variant& value) {
+  const Kt_Variant number = value;
+  *list.ListItemW(index) = number;
 }
 
 // target = target op value, likewise.
@@ -1039,7 +1062,12 @@ run:
         }
         KT_NEXT();
       }
-      if (!value.IsCounted() && IsNumberOrText(*item)) KT_SLOW(SetInCopy(*frame, KT_IN));
+      if (!value.IsCounted() && IsNumberOrText(*item)) {
+        if (KT_UNLIKELY(list.ListCount() > kShortList)) KT_SLOW(SetInCopy(*frame, KT_IN));
+        KT_SAVE();
+        SetInCopyOfShort(const_cast<Kt_Variant&>(list), KT_X(KT_IN.b).AsLong(), KT_X(KT_IN.c));
+        KT_NEXT();
+      }
       // Where it came from, a list need not be stored.
       if (AreOneList(*item, value) && Instr::Operand(KT_IN.c) < frame->code->temp_base) KT_NEXT();
     }
