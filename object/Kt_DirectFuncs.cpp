@@ -75,6 +75,10 @@ const DirectFunc kFuncs[] = {
     {kHandler<&Self::_sin>, kNumbers, kt::detail::Sin, nullptr, nullptr, Block<kt::detail::Sin>},
     {kHandler<&Self::_sqrt>, kNumbers, kt::detail::Sqrt, nullptr, nullptr, Block<kt::detail::Sqrt>},
     {kHandler<&Self::_tan>, kNumbers, kt::detail::Tan, nullptr, nullptr, Block<kt::detail::Tan>},
+    {kHandler<&Self::_toInteger>, kTexts, nullptr, nullptr, kt::detail::ToInteger},
+    {kHandler<&Self::_toNumber>, kTexts, nullptr, nullptr, kt::detail::ToNumber},
+    {kHandler<&Self::_toString>, kTexts, nullptr, nullptr, kt::detail::ToString},
+    {kHandler<&Self::_trim>, kTexts, nullptr, nullptr, kt::detail::Trim},
     {kHandler<&Self::_truncate>, kNumbers, TruncateToWhole, Truncate, nullptr,
      Block<TruncateToWhole>, true},
 };

@@ -7,14 +7,12 @@
 #include "object/detail/Kt_DateArg.h"
 #include "object/detail/Kt_DecimalText.h"
 #include "object/detail/Kt_FuncAnswers.h"
+#include "object/detail/Kt_PlainFuncs.h"
 
 using kt::Kt_FuncArgs;
 using kt::detail::Plain;
 
 namespace {
-
-double ToNumber(double value) { return value; }
-kt_long ToInteger(kt_long value) { return value; }
 
 // An amount as people write it: "$1,234.50" and "1 234.50 EUR" too.
 Kt_Currency AmountOf(const Kt_Variant& value) {
@@ -34,12 +32,21 @@ Kt_Variant MomentOf(const Kt_Variant& value) {
 
 }  // namespace
 
+void kt::detail::ToInteger(const Kt_FuncArgs& in, Kt_Variant& result) {
+  if (in.Has(0)) result.Set(in.Integer(0));
+}
+void kt::detail::ToNumber(const Kt_FuncArgs& in, Kt_Variant& result) {
+  if (in.Has(0)) result.Set(in.Number(0));
+}
+
 kt_long Kt_ExprObject::_toNumber(const Kt_VariantList* args, Kt_Variant& result) {
-  return Plain<&ToNumber>(args, result);
+  kt::detail::ToNumber(Kt_FuncArgs(args), result);
+  return kOk;
 }
 
 kt_long Kt_ExprObject::_toInteger(const Kt_VariantList* args, Kt_Variant& result) {
-  return Plain<&ToInteger>(args, result);
+  kt::detail::ToInteger(Kt_FuncArgs(args), result);
+  return kOk;
 }
 
 kt_long Kt_ExprObject::_currency(const Kt_VariantList* args, Kt_Variant& result) {

@@ -11,6 +11,7 @@
 #include "object/detail/Kt_DateArg.h"
 #include "object/detail/Kt_DecimalText.h"
 #include "object/detail/Kt_FuncAnswers.h"
+#include "object/detail/Kt_PlainFuncs.h"
 
 using kt::Kt_FuncArgs;
 using kt::detail::TextTooLong;
@@ -170,8 +171,7 @@ Kt_WString LocaleName(const Kt_Variant& value) {
 
 }  // namespace
 
-kt_long Kt_ExprObject::_toString(const Kt_VariantList* args, Kt_Variant& result) {
-  const Kt_FuncArgs in(args);
+void kt::detail::ToString(const Kt_FuncArgs& in, Kt_Variant& result) {
   if (in.Count() == 1) {
     result = in.Text(0);
   } else if (in.Count() > 1) {
@@ -179,6 +179,10 @@ kt_long Kt_ExprObject::_toString(const Kt_VariantList* args, Kt_Variant& result)
     const Kt_Variant& value = in.Value(0);
     result = pattern.IsEmpty() ? value.ToString() : ToText(value, pattern);
   }
+}
+
+kt_long Kt_ExprObject::_toString(const Kt_VariantList* args, Kt_Variant& result) {
+  kt::detail::ToString(Kt_FuncArgs(args), result);
   return kOk;
 }
 

@@ -14,6 +14,7 @@ using kt::Kt_FuncArgs;
 namespace {
 
 bool IsTrue(const Kt_Variant& value) {
+  if (KT_LIKELY(value.IsLong())) return value.AsLong() != 0;
   if (value.GetTag() == kTagBool) return value.AsInt64() != 0;
   return Var_AndOr(value, Kt_Variant(kt_long{1}), kLogicAnd) != 0;
 }

@@ -20,7 +20,7 @@ using kt::detail::TextTooLong;
 
 namespace {
 
-Kt_WString Trim(Kt_WString text) {
+Kt_WString TrimBoth(Kt_WString text) {
   text.Trim();
   return text;
 }
@@ -155,16 +155,22 @@ void Mid(const Kt_FuncArgs& in, Kt_Variant& result) {
   result = text.Mid(part.start, part.size);
 }
 
+void Trim(const Kt_FuncArgs& in, Kt_Variant& result) { PlainOf<&TrimBoth>(in, result); }
+
 void Pos(const Kt_FuncArgs& in, Kt_Variant& result) {
   if (!in.Has(0)) return;
   const kt_long start = in.Integer(2, 0);
-  result.Set(start < 0 ? kt_long{-1} : in.Text(0).Find(in.Text(1), start));
+  if (start < 0) return result.Set(kt_long{-1});
+  const Kt_Variant& pattern = in.Value(1);
+  result.Set(KT_LIKELY(pattern.IsString()) ? in.Text(0).Find(pattern.AsStringView(), start)
+                                           : in.Text(0).Find(in.Text(1), start));
 }
 
 }  // namespace kt::detail
 
 kt_long Kt_ExprObject::_trim(const Kt_VariantList* args, Kt_Variant& result) {
-  return Plain<&Trim>(args, result);
+  kt::detail::Trim(Kt_FuncArgs(args), result);
+  return kOk;
 }
 
 kt_long Kt_ExprObject::_ltrim(const Kt_VariantList* args, Kt_Variant& result) {

@@ -12,6 +12,12 @@
 #include <algorithm>
 #include <cstring>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include <bit>
+
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/text/Kt_WString.h"
 #include "classlib/text/detail/Kt_TextSearch.h"
@@ -38,20 +44,37 @@ struct Job {
   char16_t Unit(std::ptrdiff_t at) const { return Map()(text[at]); }
 };
 
+constexpr std::ptrdiff_t kBlock = 16;
+
+// A bit for each of kBlock starts where the first unit is at `head` and the last at `tail`.
+unsigned Starts(const char16_t* head, const char16_t* tail, char16_t first, char16_t last) {
+#if defined(__SSE2__)
+  const auto fits = [](const char16_t* units, __m128i unit) {
+    return _mm_cmpeq_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(units)), unit);
+  };
+  const __m128i firsts = _mm_set1_epi16(static_cast<short>(first));
+  const __m128i lasts = _mm_set1_epi16(static_cast<short>(last));
+  const __m128i low = _mm_and_si128(fits(head, firsts), fits(tail, lasts));
+  const __m128i high = _mm_and_si128(fits(head + 8, firsts), fits(tail + 8, lasts));
+  return static_cast<unsigned>(_mm_movemask_epi8(_mm_packs_epi16(low, high)));
+#else
+  unsigned starts = 0;
+  for (unsigned k = 0; k < kBlock; ++k) {
+    starts |= static_cast<unsigned>((head[k] == first) & (tail[k] == last)) << k;
+  }
+  return starts;
+#endif
+}
+
 // The next start at or after `at` where both ends of the pattern fit; last_start + 1 if none.
 std::ptrdiff_t NextStart(const Job<SameUnit>& job, std::ptrdiff_t at) {
-  constexpr std::ptrdiff_t kBlock = 16;
   const char16_t first = job.pattern[0];
   const char16_t last = job.pattern[job.length - 1];
   for (; at + kBlock <= job.last_start + 1; at += kBlock) {
     if (!GoesOnAt(static_cast<std::size_t>(at / kBlock), kBlock)) return job.last_start + 1;
     const char16_t* const head = job.text + at;
-    const char16_t* const tail = head + job.length - 1;
-    char16_t hit = 0;
-    for (std::ptrdiff_t k = 0; k < kBlock; ++k) {
-      hit |= static_cast<char16_t>((head[k] == first) & (tail[k] == last));
-    }
-    if (hit != 0) break;
+    const unsigned starts = Starts(head, head + job.length - 1, first, last);
+    if (starts != 0) return at + std::countr_zero(starts);
   }
   for (; at <= job.last_start; ++at) {
     if (job.text[at] == first && job.text[at + job.length - 1] == last) break;

@@ -37,6 +37,10 @@ void Length(const Kt_FuncArgs& in, Kt_Variant& result);
 void Mid(const Kt_FuncArgs& in, Kt_Variant& result);
 void Pos(const Kt_FuncArgs& in, Kt_Variant& result);
 void Right(const Kt_FuncArgs& in, Kt_Variant& result);
+void ToInteger(const Kt_FuncArgs& in, Kt_Variant& result);
+void ToNumber(const Kt_FuncArgs& in, Kt_Variant& result);
+void ToString(const Kt_FuncArgs& in, Kt_Variant& result);
+void Trim(const Kt_FuncArgs& in, Kt_Variant& result);
 
 void Iif(const Kt_FuncArgs& in, Kt_Variant& result);
 void Least(const Kt_FuncArgs& in, Kt_Variant& result);

@@ -666,10 +666,18 @@ kt_long Machine::CallBuiltin(CodeFrame& frame, Instr in) {
   const LinkedCode& link = *frame.link;
   const DirectFunc* const direct = link.calls[in.c].direct;
   const std::span<Kt_Variant> args(frame.base + Instr::Operand(in.a), in.b & 0xFF);
-  const bool is_direct = direct != nullptr && link.version == script_.GetVersion() &&
-                         std::none_of(args.begin(), args.end(), [](const Kt_Variant& arg) {
-                           return arg.GetTag() >= kTagObject;
-                         });
+  unsigned tags = 0;  // those of objects and references have bits that no other has
+  for (const Kt_Variant& arg : args) tags |= arg.GetTag();
+  const bool is_direct =
+      direct != nullptr && link.version == script_.GetVersion() && tags < kTagObject;
+  if (is_direct && direct->of_one != nullptr && args.size() == 1) {
+    const Kt_Variant& arg = args[0];
+    Kt_Variant& dst = frame.base[ResultOf(in)];
+    if (KT_LIKELY((arg.IsLong() || arg.IsDouble()) && !dst.IsCounted())) {
+      dst.Set(direct->of_one(arg.IsLong() ? arg.AsLong() : arg.AsDouble()));
+      return kOk;
+    }
+  }
   Kt_Variant value;
   if (KT_LIKELY(is_direct && direct->of_values != nullptr)) {
     direct->of_values(Kt_FuncArgs(args), value);
