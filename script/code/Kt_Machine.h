@@ -143,6 +143,7 @@ class Machine {
                    const Kt_Variant& right);
   KT_NOINLINE kt_long Binary(CodeFrame& frame, Operator op, std::uint16_t dst, std::uint16_t a,
                              std::uint16_t b);
+  bool JoinShort(CodeFrame& frame, std::uint16_t dst, std::uint16_t a, std::uint16_t b);
   KT_NOINLINE kt_long BinaryWith(CodeFrame& frame, Operator op, std::uint16_t dst, std::uint16_t a,
                                  kt_long number);
   KT_NOINLINE bool Relates(CodeFrame& frame, Operator op, std::uint16_t a, std::uint16_t b);

@@ -103,13 +103,14 @@ void Machine::Ref(CodeFrame& frame, Instr in) {
 }
 
 kt_long Machine::MakeList(CodeFrame& frame, Instr in) {
+  const auto count = static_cast<kt_long>(in.C());
   Kt_VariantList list;
-  (void)list.Reserve(in.C());
-  for (int at = 0; at < in.C(); ++at) {
-    const Kt_Variant value = std::move(frame.base[in.B() + at]);
-    if (list.Add(value.Dereference()) < 0) {
-      return kt::Report(&script_, kSource, kErrListTooLong, Kt_WString());
-    }
+  if (!list.Resize(count)) return kt::Report(&script_, kSource, kErrListTooLong, Kt_WString());
+  Kt_Variant* const items = list.GetItemW(0);
+  for (kt_long at = 0; at < count; ++at) {
+    Kt_Variant& value = frame.base[in.B() + at];
+    if (KT_UNLIKELY(value.IsRef())) value = value.Dereference();
+    items[at].Swap(value);
   }
   Store(frame, in.A(), Kt_Variant(std::move(list)));
   return kOk;
@@ -279,12 +280,32 @@ kt_long Machine::Binary(CodeFrame& frame, Operator op, std::uint16_t dst, std::u
       return code;
     }
   }
+  if (op == Operator::kAdd && JoinShort(frame, dst, a, b)) return kOk;
   Kt_Variant left = Read(frame, a);
   const Kt_Variant right = Read(frame, b);
   const kt_long code = Compute(op, left, right, left);
   if (KT_UNLIKELY(code != kOk)) return kt::Report(&script_, kSource, code, OperatorText(op));
   Store(frame, dst, std::move(left));
   return kOk;
+}
+
+// Two texts that are too short to be charged or too long; the one in a temp is appended to. False,
+// and nothing done, for other values.
+bool Machine::JoinShort(CodeFrame& frame, std::uint16_t dst, std::uint16_t a, std::uint16_t b) {
+  const Kt_Variant& left = Peek(frame, a);
+  const Kt_Variant& right = Peek(frame, b);
+  if (!AreShortTexts(left, right)) return false;
+  const bool is_temp = (a & kConstOperand) == 0 && !IsVariable(frame, a);
+  Kt_WString joined = is_temp ? frame.base[a].TakeString() : left.AsString();
+  joined.Append(right.AsStringView());
+  Drop(frame, b);
+  Kt_Variant& place = frame.base[dst];
+  if (KT_LIKELY(!place.IsCounted())) {
+    place = Kt_Variant(std::move(joined));
+  } else {
+    Store(frame, dst, Kt_Variant(std::move(joined)));
+  }
+  return true;
 }
 
 kt_long Machine::BinaryWith(CodeFrame& frame, Operator op, std::uint16_t dst, std::uint16_t a,
@@ -513,6 +534,16 @@ kt_long Machine::SetElement(CodeFrame& frame, Instr in) {
     if (KT_LIKELY(place.IsList() && !value.IsRef() && !value.IsObject())) {
       const Storing storing(*this);
       const bool is_next = at.AsLong() == place.ListCount();
+      // What a temp has moves. A list that nobody else has is not in it.
+      const bool is_temp = (in.C() & kConstOperand) == 0 && !IsVariable(frame, in.C());
+      if (is_temp && !place.IsContentShared() && (!is_next || place.ListAdd(Kt_Variant()))) {
+        Kt_Variant* const item = place.ListItemW(at.AsLong());
+        if (KT_LIKELY(item != nullptr)) {
+          item->Swap(frame.base[in.C()]);
+          frame.base[in.C()].Clear();
+          return kOk;
+        }
+      }
       if (KT_LIKELY(is_next ? place.ListAdd(value) : place.ListSet(at.AsLong(), value))) {
         Drop(frame, in.C());
         return kOk;
