@@ -182,9 +182,10 @@ class Machine {
   // Members (Kt_Machine_Members.cpp).
   KT_NOINLINE kt_long Receive(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long ReceiveObject(CodeFrame& frame, Instr in, Kt_Variant&& object);
-  bool IsKnownObject(CodeFrame& frame, Instr in, int number);
+  const Kt_Variant* KnownObject(CodeFrame& frame, Instr in, int number);
   kt_long ReceiveHost(CodeFrame& frame, Instr in);
   KT_NOINLINE kt_long CallMember(CodeFrame& frame, Instr in);
+  KT_NOINLINE kt_long CallFoundMember(CodeFrame& frame, Instr in, const OutsideCall& call);
   kt_long ReadMember(CodeFrame& frame, const OutsideCall& call, Kt_ExprStackObj& entry);
   kt_long ReadMemberNow(CodeFrame& frame, const OutsideCall& call);
   kt_long FinishMember(CodeFrame& frame, const OutsideCall& call, Kt_Variant& value, kt_long code);

@@ -68,12 +68,14 @@ bool Machine::RunQuick(CodeFrame& frame, int number, const Kt_Variant& object, M
                        const Kt_Variant* const* args, int arg_count, Kt_Variant& value,
                        kt_long& code) {
   const Kt_ObjectHolder& hold = object.GetHolder();
-  if (KT_UNLIKELY(!IsLive(hold)) ||
-      KT_UNLIKELY(!IsQuick(frame, number, *hold.GetObject(), use, arg_count)) ||
-      KT_UNLIKELY(!run_.Meter().ChargeTime(Kt_WorkMeter::kUnitsPerCall))) {
+  if (KT_UNLIKELY(!IsLive(hold))) return false;
+  LinkedCode::MemberSite& site = frame.link->members[static_cast<std::size_t>(number)];
+  if (KT_UNLIKELY(site.type != &typeid(*hold.GetObject()) || site.use != use)) {
+    if (!FindQuick(frame, number, *hold.GetObject(), use, arg_count)) return false;
+  } else if (KT_UNLIKELY(site.quick == nullptr)) {
     return false;
   }
-  LinkedCode::MemberSite& site = frame.link->members[static_cast<std::size_t>(number)];
+  if (KT_UNLIKELY(!run_.Meter().ChargeTime(Kt_WorkMeter::kUnitsPerCall))) return false;
   const FuncCode::Member& member = frame.code->members[static_cast<std::size_t>(number)];
   code = kOk;
   const QuickUse quick_use{member.name, args, site.hint};
@@ -87,11 +89,15 @@ bool Machine::RunQuick(CodeFrame& frame, int number, const Kt_Variant& object, M
 
 // A member with all that its use goes by.
 kt_long Machine::UseMember(CodeFrame& frame, const FuncCode::Quick& quick, bool& is_used) {
-  const FuncCode::Member& member = frame.code->members[static_cast<std::size_t>(quick.member)];
-  const Kt_Variant* object =
-      KT_UNLIKELY(member.host >= 0) ? HostObject(frame, member.host) : PlainAt(frame, quick.object);
-  if (object == nullptr && member.host < 0) object = &Place(frame, quick.object);
   is_used = false;
+  const Kt_Variant* object = nullptr;
+  if (KT_LIKELY(quick.object != FuncCode::kNoRegister)) {
+    object = PlainAt(frame, quick.object);
+    if (KT_UNLIKELY(object == nullptr)) object = &Place(frame, quick.object);
+  } else {
+    object =
+        HostObject(frame, frame.code->members[static_cast<std::size_t>(quick.member)].host);
+  }
   if (object == nullptr || !object->IsObject() || frame.is_stale) return kOk;
   std::array<const Kt_Variant*, FuncCode::Quick::kMostArgs> args;
   for (int arg = 0; arg < quick.arg_count; ++arg) {
@@ -167,8 +173,16 @@ bool Machine::CallQuick(CodeFrame& frame, const OutsideCall& call, kt_long& code
   const MemberUse use = is_call ? MemberUse::kCall : MemberUse::kValue;
   if (!RunQuick(frame, number, call.args[0], use, args.data(), arg_count, value, code))
     return false;
-  for (int arg = 0; arg < call.count; ++arg) call.args[arg].Clear();
-  if (code == kOk) Store(frame, call.result, std::move(value));
+  for (Kt_Variant *arg = call.args, *const last = arg + call.count; arg != last; ++arg) {
+    arg->Clear();
+  }
+  if (KT_UNLIKELY(code != kOk)) return true;
+  Kt_Variant& dst = frame.base[call.result];
+  if (KT_LIKELY(!dst.IsCounted())) {
+    dst = std::move(value);
+  } else {
+    Store(frame, call.result, std::move(value));
+  }
   return true;
 }
 
@@ -213,14 +227,27 @@ kt_long Machine::ReceiveHost(CodeFrame& frame, Instr in) {
 
 // Members in two steps ----------------------------------------------------------------------------
 
+// What a variable has, where that is an object of the class that the member was quick for last;
+// else null.
+KT_ALWAYS_INLINE
+const Kt_Variant* Machine::KnownObject(CodeFrame& frame, Instr in, int number) {
+  if (!IsVariable(frame, in.B()) || frame.base[in.A()].IsCounted()) return nullptr;
+  const LinkedCode::MemberSite& site = frame.link->members[static_cast<std::size_t>(number)];
+  const Kt_Variant& value = Place(frame, in.B());
+  const Kt_ObjectHolder& hold = value.GetHolder();
+  if (site.quick == nullptr || site.use == MemberUse::kItemValue || !IsLive(hold)) return nullptr;
+  const Kt_Object& object = *hold.GetObject();
+  return site.type == &typeid(object) ? &value : nullptr;
+}
+
 // The value before a member, which is called when the arguments that follow are there.
 kt_long Machine::Receive(CodeFrame& frame, Instr in) {
   const std::uint16_t site = in.C() & ~kObjectSite;
   const FuncCode::Call& call = frame.code->calls[site];
   const FuncCode::Member& member = frame.code->members[static_cast<std::size_t>(call.member)];
   if (member.host >= 0) return ReceiveHost(frame, in);
-  if (IsKnownObject(frame, in, call.member)) {
-    frame.base[in.A()] = Peek(frame, in.B());
+  if (const Kt_Variant* const known = KnownObject(frame, in, call.member)) {
+    frame.base[in.A()] = *known;
     return kOk;
   }
   Kt_Variant value = Read(frame, in.B());
@@ -233,16 +260,6 @@ kt_long Machine::Receive(CodeFrame& frame, Instr in) {
   }
   Store(frame, in.A(), std::move(value));
   return kOk;
-}
-
-// Whether there is a variable with an object of the class that the member was quick for last.
-bool Machine::IsKnownObject(CodeFrame& frame, Instr in, int number) {
-  if (!IsVariable(frame, in.B()) || frame.base[in.A()].IsCounted()) return false;
-  const LinkedCode::MemberSite& site = frame.link->members[static_cast<std::size_t>(number)];
-  const Kt_ObjectHolder& hold = Place(frame, in.B()).GetHolder();
-  if (site.quick == nullptr || site.use == MemberUse::kItemValue || !IsLive(hold)) return false;
-  const Kt_Object& object = *hold.GetObject();
-  return site.type == &typeid(object);
 }
 
 kt_long Machine::ReceiveObject(CodeFrame& frame, Instr in, Kt_Variant&& object) {
@@ -265,6 +282,15 @@ kt_long Machine::ReceiveObject(CodeFrame& frame, Instr in, Kt_Variant&& object) 
 
 kt_long Machine::CallMember(CodeFrame& frame, Instr in) {
   const OutsideCall call = CallOf(frame, in);
+  if (KT_LIKELY(frame.members.empty() && call.args[0].IsObject())) {
+    kt_long code = kOk;
+    return CallQuick(frame, call, code) ? code : ReadMemberNow(frame, call);
+  }
+  return CallFoundMember(frame, in, call);
+}
+
+// The same where members have been found that wait for their arguments.
+kt_long Machine::CallFoundMember(CodeFrame& frame, Instr in, const OutsideCall& call) {
   for (std::size_t at = frame.members.size(); at-- > 0;) {
     if (frame.members[at].first != in.A()) continue;
     const std::unique_ptr<Kt_ExprStackObj> entry = std::move(frame.members[at].second);
