@@ -182,6 +182,29 @@ KT_ALWAYS_INLINE const Kt_Variant& At(const Kt_Variant* base, std::uint16_t fiel
   return At(const_cast<Kt_Variant*>(base), field);
 }
 
+enum class Truth { kNo, kYes, kUnknown };
+
+// Whether two texts are equal that are too short to be charged. Those of one unit mostly are one.
+KT_ALWAYS_INLINE bool IsSameShortText(const Kt_Variant& left, const Kt_Variant& right) {
+  const std::u16string_view a = left.AsStringView();
+  const std::u16string_view b = right.AsStringView();
+  if (a.size() != b.size()) return false;
+  if (a.data() == b.data() || a.empty()) return true;
+  return a[0] == b[0] && std::memcmp(a.data(), b.data(), a.size() * sizeof a[0]) == 0;
+}
+
+KT_NOINLINE Truth AreEqual(const Kt_Variant& left, const Kt_Variant& right) {
+  if (!AreShortTexts(left, right)) return Truth::kUnknown;
+  return IsSameShortText(left, right) ? Truth::kYes : Truth::kNo;
+}
+
+// Whether an instruction goes on with the test if the register at `field` is equal to a constant.
+// A text in a temp is dropped there.
+KT_ALWAYS_INLINE bool IsTextTest(const Instr& in, std::uint16_t field) {
+  return (in.Op() == InstrOp::kUnlessEqualXX || in.Op() == InstrOp::kIfEqualXX) &&
+         !in.IsEntry() && in.a == field && Instr::IsConst(in.b);
+}
+
 // The fields of constants are odd, so these begin one unit of them earlier.
 const Kt_Variant* ConstsOf(const FuncCode& code) {
   // NOLINTNEXTLINE(performance-no-int-to-ptr): as a pointer it must not leave its array
@@ -200,8 +223,6 @@ KT_ALWAYS_INLINE bool Holds(T left, T right) {
 constexpr bool IsEquality(Operator op) {
   return op == Operator::kEqual || op == Operator::kNotEqual;
 }
-
-enum class Truth { kNo, kYes, kUnknown };
 
 template <Operator kOperator>
 KT_ALWAYS_INLINE Truth TryRelation(const Kt_Variant& left, const Kt_Variant& right) {
@@ -1014,6 +1035,17 @@ run:
     if (KT_LIKELY(item != nullptr)) {
       if (KT_LIKELY(TryCopy(*item, dst))) KT_NEXT();
       if (dst.IsList() && AreOneList(*item, dst)) KT_NEXT();  // as in the round before
+      if (item->IsString() && IsTextTest(*pc, KT_IN.a) && KT_A() >= frame->code->temp_base) {
+        const Truth is_same = dst.IsCounted() ? Truth::kUnknown : AreEqual(*item, KT_X(pc->b));
+        if (KT_LIKELY(is_same != Truth::kUnknown)) {
+          const Instr& test = *pc++;
+          if ((is_same == Truth::kYes) == (test.Op() == InstrOp::kIfEqualXX)) {
+            pc += static_cast<std::int16_t>(test.c);
+            KT_LOOK();
+          }
+          KT_NEXT();
+        }
+      }
       if ((IsNumberOrText(dst) || IsSharedList(dst)) && (IsNumberOrText(*item) || item->IsList())) {
         dst = *item;
         KT_NEXT();
@@ -1177,15 +1209,23 @@ run:
   KT_CASE(Length) {
     const Kt_Variant& value = Held(KT_R(KT_IN.b));
     Kt_Variant& dst = KT_R(KT_IN.a);
-    if (KT_LIKELY(!dst.IsCounted() && frame->link->version == script_.GetVersion())) {
-      if (value.IsList()) {
-        dst.Set(value.ListCount());
-        KT_NEXT();
+    if (KT_LIKELY(!dst.IsCounted() && frame->link->version == script_.GetVersion() &&
+                  (value.IsList() || value.IsString()))) {
+      dst.Set(value.IsList() ? value.ListCount()
+                             : static_cast<kt_long>(value.AsStringView().size()));
+      // The end of most loops over lists: i < length(list).
+      const Instr& test = *pc;
+      if (test.Op() == InstrOp::kIfLessRR && !test.IsEntry() && test.b == KT_IN.a) {
+        const Kt_Variant& index = KT_R(test.a);
+        if (KT_LIKELY(index.IsLong())) {
+          ++pc;
+          if (KT_LIKELY(index.AsLong() < dst.AsLong())) {
+            pc += static_cast<std::int16_t>(test.c);
+            KT_LOOK();
+          }
+        }
       }
-      if (value.IsString()) {
-        dst.Set(static_cast<kt_long>(value.AsStringView().size()));
-        KT_NEXT();
-      }
+      KT_NEXT();
     }
     KT_SLOW_AND_ON(Length(*frame, KT_IN));
   }
@@ -1320,7 +1360,7 @@ run:
 
 texts:
   if (KT_LIKELY(AreShortTexts(KT_X(KT_IN.a), KT_X(KT_IN.b)))) {
-    flag = IsSameText(KT_X(KT_IN.a), KT_X(KT_IN.b)) == flag;
+    flag = IsSameShortText(KT_X(KT_IN.a), KT_X(KT_IN.b)) == flag;
     KT_DROP_TEXT(KT_IN.a);
     KT_DROP_TEXT(KT_IN.b);
     if (flag) pc += static_cast<std::int16_t>(KT_IN.c);
