@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <random>
+#include <string>
 
 #include "classlib/text/Kt_Symbol.h"
 #include "classlib/text/Kt_WString.h"
@@ -236,6 +238,24 @@ TEST(WString, Numbers) {
     EXPECT_EQ(Kt_WString(row.text).ToInteger(), row.integer) << Utf8(row.text);
   }
   EXPECT_TRUE(std::signbit(Kt_WString(u"-0").ToDouble()));
+}
+
+// Digits with a point and a sign anywhere, also too many of them: as strtod reads them.
+TEST(WString, ShortNumbersRoundOnce) {
+  std::mt19937 random(7);
+  const auto below = [&](std::size_t count) { return random() % count; };
+  for (int round = 0; round < 20000; ++round) {
+    std::string text(below(3) == 0 ? "-" : "");
+    const std::size_t length = 1 + below(18);
+    const std::size_t point = below(24);
+    for (std::size_t at = 0; at < length; ++at) {
+      text += at == point ? '.' : static_cast<char>('0' + below(10));
+    }
+    const double wanted = std::strtod(text.c_str(), nullptr);
+    const double read = Kt_WString::FromUtf8(text).ToDouble();
+    ASSERT_EQ(read, wanted) << text;
+    ASSERT_EQ(std::signbit(read), std::signbit(wanted)) << text;
+  }
 }
 
 TEST(WString, NumbersWithMoreDigitsThanADoubleKeeps) {
