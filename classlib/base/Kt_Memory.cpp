@@ -53,9 +53,7 @@ void* Checked(void* memory, std::int64_t used) {
 constexpr std::size_t kLine = PieceCache::kLine;
 constexpr std::size_t kOwnWord = sizeof(void*);
 
-std::size_t TakenBytes(std::size_t bytes) {
-  return (bytes + kOwnWord + kLine - 1) / kLine * kLine;
-}
+std::size_t TakenBytes(std::size_t bytes) { return (bytes + kOwnWord + kLine - 1) / kLine * kLine; }
 std::int64_t Taken(std::size_t bytes) { return static_cast<std::int64_t>(TakenBytes(bytes)); }
 
 // What to request of the heap: small pieces are requested to their last byte, so that each is good

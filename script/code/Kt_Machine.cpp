@@ -201,8 +201,8 @@ KT_NOINLINE Truth AreEqual(const Kt_Variant& left, const Kt_Variant& right) {
 // Whether an instruction goes on with the test if the register at `field` is equal to a constant.
 // A text in a temp is dropped there.
 KT_ALWAYS_INLINE bool IsTextTest(const Instr& in, std::uint16_t field) {
-  return (in.Op() == InstrOp::kUnlessEqualXX || in.Op() == InstrOp::kIfEqualXX) &&
-         !in.IsEntry() && in.a == field && Instr::IsConst(in.b);
+  return (in.Op() == InstrOp::kUnlessEqualXX || in.Op() == InstrOp::kIfEqualXX) && !in.IsEntry() &&
+         in.a == field && Instr::IsConst(in.b);
 }
 
 // The fields of constants are odd, so these begin one unit of them earlier.

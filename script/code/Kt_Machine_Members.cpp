@@ -95,8 +95,7 @@ kt_long Machine::UseMember(CodeFrame& frame, const FuncCode::Quick& quick, bool&
     object = PlainAt(frame, quick.object);
     if (KT_UNLIKELY(object == nullptr)) object = &Place(frame, quick.object);
   } else {
-    object =
-        HostObject(frame, frame.code->members[static_cast<std::size_t>(quick.member)].host);
+    object = HostObject(frame, frame.code->members[static_cast<std::size_t>(quick.member)].host);
   }
   if (object == nullptr || !object->IsObject() || frame.is_stale) return kOk;
   std::array<const Kt_Variant*, FuncCode::Quick::kMostArgs> args;
