@@ -615,6 +615,44 @@ TEST(Compiled, RowsThatGoBack) {
   }
 }
 
+// What an instruction does together with the test behind it, ends of loops and compared items; and
+// what moves instead of being copied.
+TEST(Compiled, TestsGoOnWithWhatIsBefore) {
+  const char* const bodies[] = {
+      "for (var i = 0; i < length(list); i++) r += i; return r;",
+      "for (var i = 0; i < length(text); i++) { r += text[i]; text = 'ab'; } return r;",
+      "for (var i = 0.5; i < length(list); i += 1) { list[3] = i; r += list[2] == 'two'; } return "
+      "list;",
+      "for (var i = 0; i < length(x); i++) r += i; return r + length(null);",
+      "var n = ref(list), i = 0; while (i < length(n)) { if (n[i] == 'one') r += 1; i++; } return "
+      "r;",
+      "while (r < length(list)) { r++; if (r == 2) { list = 'text'; } } return r;",
+      "if (list[0] == 'one') r += 1; if (list[1] != 'one') r += 2; if (list[0] == '') r += 4; "
+      "return r;",
+      "var one = list[0]; if (one == 'one') { r = one; } return [one, r, list];",
+      "if (list[3] == 'one' || list[2] == '2' || list[2] == 2) r = 1; return r;",
+      "list[0] = space(300); if (list[0] == 'one') r = 1; if (list[0] == list[0]) r += 2; return "
+      "r;",
+      "list[1] = list; if (list[1] == 'one') r = 1; if (list[1][0] == 'one') r += 2; return r;",
+      "return iif(list[0] == 'one', list[0], list[1]) + (list[0] == 'one') + (list[1] == 'x');",
+      "var made = [list[0] + 'a' + list[1] + x, [list], list]; made[3] = [made, list]; made[1] = "
+      "[made[1], 'b' + 'c']; return made;",
+      "list[3] = [list]; list[0] = [list, list[0] + list[1]]; list[3] = 'o' + list[1]; return "
+      "list;",
+      "r = 'a' + text; r = text + r + 'z' + text; text = r + text; return [r, text, 'a' + 'b'];",
+      "var t = toString(x) + trim(' a ') + toInteger('12x') + toNumber('-1.5e1'); return t + "
+      "toString(list) + toInteger(list) + trim(5) + toString(2.5, '0.00') + toInteger();",
+  };
+  for (const char* const body : bodies) {
+    for (int limit_steps = 40; limit_steps > 2; --limit_steps) {
+      ExpectSame(std::string("var list = ['one', 'two', 2], text = 'abcd';\n"
+                             "function main(x, y) { var r = 0; ") +
+                     body + " }\n",
+                 limit_steps);
+    }
+  }
+}
+
 // Labels that go into a table, and those that may not; what stands in no table is compared.
 TEST(Compiled, ConstantLabels) {
   const char* const labels[] = {
