@@ -70,8 +70,9 @@ bool Machine::RunQuick(CodeFrame& frame, int number, const Kt_Variant& object, M
   const Kt_ObjectHolder& hold = object.GetHolder();
   if (KT_UNLIKELY(!IsLive(hold))) return false;
   LinkedCode::MemberSite& site = frame.link->members[static_cast<std::size_t>(number)];
-  if (KT_UNLIKELY(site.type != &typeid(*hold.GetObject()) || site.use != use)) {
-    if (!FindQuick(frame, number, *hold.GetObject(), use, arg_count)) return false;
+  Kt_Object& receiver = *hold.GetObject();
+  if (KT_UNLIKELY(site.type != &typeid(receiver) || site.use != use)) {
+    if (!FindQuick(frame, number, receiver, use, arg_count)) return false;
   } else if (KT_UNLIKELY(site.quick == nullptr)) {
     return false;
   }
