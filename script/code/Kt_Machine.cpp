@@ -111,11 +111,12 @@ KT_NOINLINE bool IsListOfNumbers(const Kt_Variant& value) {
   if (count == 0 || count > kShortList) return false;
   const Kt_Variant* const items = value.ListItem(0);
   // No way out before the end: mostly there are none.
-  bool counted = false;
+  int counted = static_cast<int>(items[count - 1].IsCounted());
   for (kt_long at = 0; at + 1 < count; at += 2) {
-    counted = counted | items[at].IsCounted() | items[at + 1].IsCounted();
+    counted |= static_cast<int>(items[at].IsCounted());
+    counted |= static_cast<int>(items[at + 1].IsCounted());
   }
-  return !counted && !items[count - 1].IsCounted();
+  return counted == 0;
 }
 
 // Whether a register lets go of what it has without running code or stopping the run.
