@@ -350,6 +350,31 @@ void BM_NullsCaseCount(benchmark::State& state) {
 }
 void BM_NullsCaseCount_Plain(benchmark::State& state) { PlainOverSales(state, IsWanted); }
 
+// One row of forty passes the first test; what comes after it costs a little, much, or marks half
+// of all rows.
+bool IsGivenAway(double disc) { return disc > 0.38; }
+double IsDear(double price, kt_long qty, double disc, kt_long, const std::uint8_t*) {
+  return IsGivenAway(disc) && price * qty * (1 - disc) > 100 ? 1 : 0;
+}
+double IsUp(double price, kt_long, double disc, kt_long, const std::uint8_t*) {
+  return IsGivenAway(disc) && std::sin(price) > 0.5 ? 1 : 0;
+}
+double IsMuch(double, kt_long qty, double disc, kt_long, const std::uint8_t*) {
+  return IsGivenAway(disc) && std::int64_t{qty} * 400000000 > 5 ? 1 : 0;
+}
+void BM_RareArithmetic(benchmark::State& state) {
+  OverSales(state, u"CaseCount", {u"disc > 0.38 && price * qty * (1 - disc) > 100"}, IsDear);
+}
+void BM_RareArithmetic_Plain(benchmark::State& state) { PlainOverSales(state, IsDear); }
+void BM_RareFunction(benchmark::State& state) {
+  OverSales(state, u"CaseCount", {u"disc > 0.38 && sin(price) > 0.5"}, IsUp);
+}
+void BM_RareFunction_Plain(benchmark::State& state) { PlainOverSales(state, IsUp); }
+void BM_RareOverflow(benchmark::State& state) {
+  OverSales(state, u"CaseCount", {u"disc > 0.38 && qty * 400000000 > 5"}, IsMuch);
+}
+void BM_RareOverflow_Plain(benchmark::State& state) { PlainOverSales(state, IsMuch); }
+
 // Sum, average and count of each city in each region. The rows stay where they are, and sums are
 // exact. The plain loop knows texts by number and has no order of groups.
 void BM_TotalsTwoTexts(benchmark::State& state) {
@@ -433,6 +458,12 @@ KT_TWO(BM_NullsCaseSum);
 KT_ROWS(BM_NullsCaseSum_Plain);
 KT_TWO(BM_NullsCaseCount);
 KT_ROWS(BM_NullsCaseCount_Plain);
+KT_TWO(BM_RareArithmetic);
+KT_ROWS(BM_RareArithmetic_Plain);
+KT_TWO(BM_RareFunction);
+KT_ROWS(BM_RareFunction_Plain);
+KT_TWO(BM_RareOverflow);
+KT_ROWS(BM_RareOverflow_Plain);
 KT_ROWS(BM_TotalsTwoTexts);
 KT_ROWS(BM_TotalsTwoTexts_Plain);
 KT_TWO(BM_Filter);

@@ -21,6 +21,19 @@ bool IsCounted(const RowCursor& cursor, kt_long row, kt_long pivot_index, bool c
          dataset.GetPivotRowPos(row, pivot_index, 0) >= 0;
 }
 
+// How many conditions from `at` on do not hold: sixteen at a time, as mostly few do.
+kt_long ZerosFrom(const RowNumbers& conditions, kt_long at) {
+  constexpr kt_long kAtOnce = 16;
+  kt_long end = at;
+  for (; end + kAtOnce <= conditions.count; end += kAtOnce) {
+    kt_long any = 0;
+    for (kt_long next = end; next < end + kAtOnce; ++next) any |= conditions.longs[next];
+    if (any != 0) break;
+  }
+  while (end < conditions.count && conditions.longs[end] == 0) ++end;
+  return end - at;
+}
+
 // One walk over a range; `value_text` is not used for a count.
 class CaseTaker {
  public:
@@ -50,7 +63,7 @@ class CaseTaker {
     kt_long at = 0;
     while (at < conditions.count && ran_before == cursor_.GetOthersRun()) {
       if (conditions.longs[at] == 0) {
-        ++at;
+        at += ZerosFrom(conditions, at);
       } else if (const RowNumbers values = ValuesFrom(first, at, conditions); values.count > 0) {
         if (!PayFor(values, conditions.longs + at)) return -1;
         tally_.AddWhere(values, conditions.longs + at);
@@ -118,7 +131,7 @@ bool CaseTaker::AddWhere(PartRows& rows, kt_long row, const RowNumbers& conditio
                          Part& part) const {
   for (kt_long at = 0; at < conditions.count;) {
     if (conditions.longs[at] == 0) {
-      ++at;
+      at += ZerosFrom(conditions, at);
       continue;
     }
     const kt_long* const from_here = conditions.longs + at;

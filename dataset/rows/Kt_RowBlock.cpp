@@ -6,7 +6,8 @@
 // row. Here the kinds are known when the columns are bound, so each instruction becomes a step with
 // a kernel, a plain loop over arrays of longs or doubles that the compiler makes vector code of.
 // Kernels are chosen once, while the steps are planned: the program has no loops, so walking it
-// once shows the kind that every temporary has at every step, and which && or || is open there.
+// once shows the kind that every temporary has at every step. Right sides of && and || go over the
+// rows that need them (Kt_RowBlock_Sides.cpp).
 //
 // Why it is right: a kernel gives what the operation gives for two numbers, and marks the rows in
 // which the operation would give something else (a sum that no long holds). Null cells hold 0;
@@ -88,22 +89,6 @@ auto ByKinds(bool left_is_long, bool right_is_long, Choose choose) {
 
 }  // namespace
 
-// && and || ---------------------------------------------------------------------------------------
-
-template <class T>
-void RowMask::Settle(const T* values, std::size_t count, bool truth) {
-  const auto settled = static_cast<std::int8_t>(truth);
-  for (std::size_t at = 0; at < count; ++at) {
-    if (settled_[at] == kOpen && IsWholeTrue(values[at]) == truth) settled_[at] = settled;
-  }
-}
-
-void RowMask::PutBack(kt_long* values, std::size_t count) const {
-  for (std::size_t at = 0; at < count; ++at) {
-    if (settled_[at] != kOpen) values[at] = kt_long{settled_[at]};
-  }
-}
-
 // Kernels -----------------------------------------------------------------------------------------
 
 struct RowBlock::Kernels {
@@ -116,17 +101,42 @@ struct RowBlock::Kernels {
     }
   }
 
-  template <class Op>
-  static void Longs(RowBlock& block, const Step& step) {
+  static void Products(RowBlock& block, const Step& step) {
     const kt_long* const left = step.left->longs;
     const kt_long* const right = step.right->longs;
     kt_long* const out = step.out->own_longs.data();
     std::uint8_t* const marks = block.marks_.data();
     const std::size_t count = block.count_;
     for (std::size_t at = 0; at < count; ++at) {
-      const std::int64_t value = Op()(std::int64_t{left[at]}, std::int64_t{right[at]});
+      const std::int64_t value = std::int64_t{left[at]} * std::int64_t{right[at]};
       out[at] = static_cast<kt_long>(value);
       marks[at] |= static_cast<std::uint8_t>(value != out[at] ? kAgain : kPlain);
+    }
+  }
+
+  // A sum or difference has the wrong sign where no long holds it, which is seldom anywhere.
+  template <bool kIsSum>
+  static void Sums(RowBlock& block, const Step& step) {
+    constexpr std::size_t kAtOnce = 128;
+    const kt_long* const left = step.left->longs;
+    const kt_long* const right = step.right->longs;
+    kt_long* const out = step.out->own_longs.data();
+    std::array<kt_long, kAtOnce> signs;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+    for (std::size_t first = 0; first < block.count_; first += kAtOnce) {
+      const std::size_t some = std::min(kAtOnce, block.count_ - first);
+      kt_long any = 0;
+      for (std::size_t at = 0; at < some; ++at) {
+        const kt_long a = left[first + at];
+        const kt_long b = kIsSum ? right[first + at] : ~right[first + at];
+        const auto value = static_cast<kt_long>(static_cast<unsigned>(a) +
+                                                static_cast<unsigned>(b) + (kIsSum ? 0U : 1U));
+        signs[at] = (a ^ value) & (b ^ value);
+        any |= signs[at];
+        out[first + at] = value;
+      }
+      for (std::size_t at = 0; any < 0 && at < some; ++at) {
+        block.marks_[first + at] |= static_cast<std::uint8_t>(signs[at] < 0 ? kAgain : kPlain);
+      }
     }
   }
 
@@ -247,19 +257,13 @@ struct RowBlock::Kernels {
       if constexpr (kOp == CodeOp::kOr) value = left[at] != 0 || second;
       out[at] = value ? 1 : 0;
     }
-    if (step.mask >= 0) block.masks_[static_cast<std::size_t>(step.mask)].PutBack(out, count);
   }
 
   // The left side of an && or ||.
-  template <bool kSettles, class T>
+  template <class T>
   static void Test(RowBlock& block, const Step& step) {
-    const T* const from = Of<T>(*step.left);
-    if (step.mask >= 0) {
-      RowMask& mask = block.masks_[static_cast<std::size_t>(step.mask)];
-      if (step.opens) mask.Open();
-      mask.Settle(from, block.count_, kSettles);
-    }
-    if (step.left != step.out) std::copy_n(from, block.count_, step.out->template OwnOf<T>());
+    if (step.left == step.out) return;
+    std::copy_n(Of<T>(*step.left), block.count_, step.out->template OwnOf<T>());
   }
   // Whether the left side has settled it in every row. Mostly the first rows tell that it has not.
   template <bool kSettles, class T>
@@ -279,6 +283,43 @@ struct RowBlock::Kernels {
       if (open != 0) return false;
     }
     return true;
+  }
+
+  // First as wide as the values, see RelateDoubles.
+  template <bool kSettles, class T>
+  static std::size_t Settle(const RowBlock& block, const Step& step, std::size_t most_open,
+                            RowSelection& selection) {
+    using Wide = std::conditional_t<std::is_same_v<T, double>, std::int64_t, kt_long>;
+    const T* const from = Of<T>(*step.left);
+    std::uint8_t* const settled = selection.Settled().data();
+    const RowSelection* const around = block.SettledAround();
+    std::array<Wide, kSample> wide;  // NOLINT(cppcoreguidelines-pro-type-member-init)
+    std::size_t open = 0;
+    for (std::size_t first = 0; first < block.count_; first += kSample) {
+      const std::size_t end = std::min(first + kSample, block.count_);
+      for (std::size_t at = first; at < end; ++at) {
+        wide[at - first] = IsWholeTrue(from[at]) == kSettles ? 1 : 0;
+      }
+      for (std::size_t at = first; at < end; ++at) {
+        settled[at] = static_cast<std::uint8_t>(wide[at - first]);
+      }
+      if (around != nullptr) {
+        for (std::size_t at = first; at < end; ++at) settled[at] |= around->Settled()[at];
+      }
+      std::uint8_t some = 0;
+      for (std::size_t at = first; at < end; ++at)
+        some = static_cast<std::uint8_t>(some + settled[at]);
+      open += end - first - some;
+      if (first == 0 && open > most_open) return block.count_;
+    }
+    return open;
+  }
+  template <class T>
+  static void Pick(const Step& step, const RowSelection& selection) {
+    const T* const from = Of<T>(*step.left);
+    T* const out = step.out->template OwnOf<T>();
+    const std::uint16_t* const places = selection.Places();
+    for (std::size_t at = 0; at < selection.OpenCount(); ++at) out[at] = from[places[at]];
   }
 
   template <class T>
@@ -355,7 +396,8 @@ struct RowBlock::Kernels {
   static Kernel ForSum(bool left_is_long, bool right_is_long) {
     return ByKinds(left_is_long, right_is_long, []<class A, class B>(A, B) -> Kernel {
       if constexpr (std::is_same_v<A, kt_long> && std::is_same_v<B, kt_long>) {
-        return &Longs<WholeOp>;
+        if (std::is_same_v<WholeOp, std::multiplies<>>) return &Products;
+        return &Sums<std::is_same_v<WholeOp, std::plus<>>>;
       } else {
         return &Doubles<Op, WholeOp, A, B>;
       }
@@ -418,13 +460,17 @@ struct RowBlock::Kernels {
                    []<class C, class T>(C, T) -> Kernel { return &Choose<C, T>; });
   }
 
-  static auto ForSettled(bool settles, bool is_long) {
-    if (settles) return is_long ? &IsSettled<true, kt_long> : &IsSettled<true, double>;
-    return is_long ? &IsSettled<false, kt_long> : &IsSettled<false, double>;
-  }
-  static Kernel ForTest(bool settles, bool is_long) {
-    if (settles) return is_long ? &Test<true, kt_long> : &Test<true, double>;
-    return is_long ? &Test<false, kt_long> : &Test<false, double>;
+  static const TestKernels* ForTest(bool settles, bool is_long) {
+    static constexpr TestKernels kAndLongs{&IsSettled<false, kt_long>, &Settle<false, kt_long>,
+                                           &Pick<kt_long>};
+    static constexpr TestKernels kAndDoubles{&IsSettled<false, double>, &Settle<false, double>,
+                                             &Pick<double>};
+    static constexpr TestKernels kOrLongs{&IsSettled<true, kt_long>, &Settle<true, kt_long>,
+                                          &Pick<kt_long>};
+    static constexpr TestKernels kOrDoubles{&IsSettled<true, double>, &Settle<true, double>,
+                                            &Pick<double>};
+    if (settles) return is_long ? &kOrLongs : &kOrDoubles;
+    return is_long ? &kAndLongs : &kAndDoubles;
   }
 };
 
@@ -485,13 +531,12 @@ bool RowBlock::Plan(const std::vector<RowName>& names) {
   std::vector<std::size_t> first_steps;  // of each instruction
   for (std::size_t at = 0; at < program_.instrs.size(); ++at) {
     first_steps.push_back(steps_.size());
-    // The && or || ends here: what it had settled takes part again.
-    std::erase_if(open_masks_, [&](const OpenMask& open) { return open.landing <= at; });
     if (!PlanPart(at) && !PlanInstr(program_.instrs[at])) return false;
   }
   for (Step& step : steps_) {
     if (IsTest(step.op)) step.landing = first_steps[step.landing];
   }
+  WeighTests();
   return result_ != nullptr;
 }
 
@@ -536,17 +581,17 @@ bool RowBlock::IsEmptyConst(std::uint16_t operand) const {
   return IsConst(operand) && program_.consts[operand - kConstBase].IsEmpty();
 }
 
-int RowBlock::FindMask(std::uint16_t temp) const {
-  for (const OpenMask& open : open_masks_) {
-    if (open.temp == temp) return open.mask;
-  }
-  return -1;
-}
-
 RowBlock::Step& RowBlock::AddStep(const CodeInstr& in, Kernel kernel, bool gives_long) {
+  const bool has_right = !IsTest(in.op);
+  const Lane* const right = has_right ? LaneOf(in.b) : nullptr;
+  const int left_name = NameOf(in.a);  // which the result may take the place of
+  const int right_name = has_right ? NameOf(in.b) : -1;
   temps_[in.dst].Own(gives_long);
-  const Lane* const right = IsTest(in.op) ? nullptr : LaneOf(in.b);
-  return steps_.emplace_back(Step{kernel, LaneOf(in.a), right, &temps_[in.dst], in.op});
+  Step& step = steps_.emplace_back(Step{kernel, LaneOf(in.a), right, &temps_[in.dst], in.op});
+  step.left_name = left_name;
+  step.right_name = right_name;
+  step.gives_long = gives_long;
+  return step;
 }
 
 // What is made of texts, one column of them, and constants ----
@@ -621,6 +666,7 @@ bool RowBlock::PlanMove(const CodeInstr& in) {
   to.name_index = NameOf(in.a);
   const Kernel kernel = from.is_long ? &Kernels::Move<kt_long> : &Kernels::Move<double>;
   Step& step = steps_.emplace_back(Step{kernel, &from, nullptr, &to, in.op});
+  step.left_name = to.name_index;
   step.tracks_longs = !to.is_long && !to.stays_double && to.name_index < 0;
   step.left_longs = &from.long_rows;
   return true;
@@ -701,8 +747,7 @@ bool RowBlock::PlanInstr(const CodeInstr& in) {
     case CodeOp::kNot:
     case CodeOp::kAnd:
     case CodeOp::kOr:
-      AddStep(in, Kernels::ForLogic(in.op, left_is_long, right_is_long), true).mask =
-          FindMask(in.dst);
+      AddStep(in, Kernels::ForLogic(in.op, left_is_long, right_is_long), true);
       return true;
     case CodeOp::kTestAnd:
     case CodeOp::kTestOr: PlanTest(in); return true;
@@ -754,10 +799,11 @@ bool RowBlock::PlanReturn(const CodeInstr& in) {
   if (!IsNumber(in.a) || IsEmptyConst(in.a)) return false;
   result_ = LaneOf(in.a);
   other_.Own(!result_->is_long);
-  const int name = NameOf(in.a);
-  if (name >= 0) {
-    names_[static_cast<std::size_t>(name)].lists_nulls = true;
-    odd_results_ = &names_[static_cast<std::size_t>(name)].long_rows;
+  result_name_ = NameOf(in.a);
+  if (result_name_ >= 0) {
+    NameLane& name = names_[static_cast<std::size_t>(result_name_)];
+    name.lists_nulls = true;
+    odd_results_ = &name.long_rows;
     odd_mark_ = kEmpty;
   } else if (!result_->is_long && !result_->stays_double) {
     odd_results_ = &result_->long_rows;
@@ -836,26 +882,23 @@ bool RowBlock::EndsAsItIsSettled(const CodeInstr& test) const {
 
 void RowBlock::PlanTest(const CodeInstr& in) {
   const bool is_long = LaneOf(in.a)->is_long;
-  Step& step = AddStep(in, Kernels::ForTest(in.op == CodeOp::kTestOr, is_long), is_long);
+  Step& step = AddStep(in, is_long ? &Kernels::Test<kt_long> : &Kernels::Test<double>, is_long);
+  step.test = Kernels::ForTest(in.op == CodeOp::kTestOr, is_long);
   step.landing = static_cast<std::size_t>(in.extra);
-  step.is_settled = Kernels::ForSettled(in.op == CodeOp::kTestOr, is_long);
+  step.is_put_back = !is_long || !EndsAsItIsSettled(in);
   temps_[in.dst].own_longs.resize(kRowsPerBlock);
-  step.mask = FindMask(in.dst);
-  if (step.mask >= 0 || (is_long && EndsAsItIsSettled(in))) return;
-  step.opens = true;
-  step.mask = static_cast<int>(masks_.size());
-  masks_.emplace_back();
-  open_masks_.push_back({in.dst, static_cast<std::size_t>(in.extra), step.mask});
+}
+
+int RowBlock::CostOf(const Step& step) {
+  constexpr int kCall = 8;
+  constexpr int kText = 3;
+  const int cost = step.function != nullptr ? kCall : step.memo >= 0 ? kText : 1;
+  return cost + (step.tracks_longs || step.null_rule >= 0 ? 1 : 0);
 }
 
 int RowBlock::GetCost() const {
-  constexpr int kCall = 8;
-  constexpr int kText = 3;
   int cost = 0;
-  for (const Step& step : steps_) {
-    cost += step.function != nullptr ? kCall : step.memo >= 0 ? kText : 1;
-    cost += step.tracks_longs || step.null_rule >= 0 ? 1 : 0;
-  }
+  for (const Step& step : steps_) cost += CostOf(step);
   for (const NameLane& lane : names_) {
     if (lane.computed != nullptr) cost += 1 + lane.computed->GetCost();
   }
@@ -871,6 +914,7 @@ void RowBlock::Rebind(const std::vector<RowName>& names) {
   for (TextMemo& memo : memos_) {
     if (memo.GetName() >= 0) memo.Rebind(names[static_cast<std::size_t>(memo.GetName())].cells);
   }
+  WeighTests();
 }
 
 // Rows --------------------------------------------------------------------------------------------
@@ -897,10 +941,12 @@ void RowBlock::Open(kt_long first, kt_long end) {
   end_ = end;
   count_ = static_cast<std::size_t>(end - first);
   marks_.fill(kPlain);
+  rows_ = nullptr;
+  depth_ = narrowed_at_ = 0;
+  for (NameLane& lane : names_) lane.loaded_in = kNotLoaded;
 }
 
 void RowBlock::ComputeRows() {
-  for (NameLane& lane : names_) LoadName(lane);
   if (RunSteps()) return FinishResult();
   marks_.fill(kAlone);
   is_even_ = is_whole_ = has_addends_ = false;
@@ -921,21 +967,32 @@ bool RowBlock::HasLongTexts(const Step& step, std::size_t count) {
   return is_long(*step.left) || is_long(*step.right);
 }
 
-// The right side of an && or || that is settled in every row is left out. False: not in blocks.
+// False: not in blocks.
 bool RowBlock::RunSteps() {
   are_zeros_ = false;
-  for (std::size_t number = 0; number < steps_.size(); ++number) {
+  bool is_done = true;
+  for (std::size_t number = 0; number < steps_.size() && is_done;) {
     const Step& step = steps_[number];
-    const bool may_charge = shared_ != nullptr && step.function != nullptr;
-    if (may_charge && step.function->makes_texts && HasLongTexts(step, count_)) return false;
-    step.kernel(*this, step);
-    if (step.is_settled == nullptr || !step.is_settled(*this, step)) continue;
-    std::fill_n(step.out->own_longs.data(), count_, kt_long{step.op == CodeOp::kTestOr});
-    number = step.landing - 1;
-    are_zeros_ =
-        step.op == CodeOp::kTestAnd && step.landing == steps_.size() && step.out == result_;
+    Load(step.left_name);
+    Load(step.right_name);
+    if (step.test != nullptr) {
+      number = RunTest(number);
+    } else {
+      is_done = MayRun(step);
+      if (is_done) step.kernel(*this, step);
+      ++number;
+    }
+    EndSides(number);
   }
-  return true;
+  EndSides(steps_.size());
+  Load(result_name_);
+  return is_done;
+}
+
+// Whether it charges nothing that is not this thread's to charge.
+bool RowBlock::MayRun(const Step& step) const {
+  const bool may_charge = shared_ != nullptr && step.function != nullptr;
+  return !may_charge || !step.function->makes_texts || !HasLongTexts(step, count_);
 }
 
 void RowBlock::FinishResult() {
@@ -1010,12 +1067,20 @@ RowRecords RowBlock::LookThroughListed() {
   return {0, listed_.data()};
 }
 
+// Reads a name for the rows that steps work on now.
+void RowBlock::Load(int name) {
+  if (name < 0) return;
+  NameLane& lane = names_[static_cast<std::size_t>(name)];
+  if (lane.loaded_in >= narrowed_at_) return;
+  lane.loaded_in = depth_;
+  LoadName(lane);
+}
+
 // Records that follow one another are read where they are.
 void RowBlock::LoadName(NameLane& lane) {
   const Kt_Column* const column = lane.name.cells;
   if (lane.name.kind == RowName::Kind::kRow) {
-    std::iota(lane.own_longs.begin(), lane.own_longs.end(), first_);
-    return;
+    return ListRows(lane.own_longs.data());
   }
   if (lane.is_text) return;  // a null is a text of its own there
   lane.long_rows.clear();
@@ -1037,8 +1102,10 @@ void RowBlock::NoteNull(NameLane& lane, std::size_t at) {
   if (lane.lists_nulls) lane.long_rows.push_back(static_cast<std::uint16_t>(at));
 }
 
-// What the column keeps of the values of its expression. Rows without one have none here either.
+// What the column keeps of the values of its expression. Rows without one have none here either. On
+// the right of an && or || no such column is read in blocks, so it is always all rows.
 void RowBlock::LoadMapped(NameLane& lane) {
+  KT_ASSERT(rows_ == nullptr);
   RowBlock& computed = *lane.computed;
   computed.FillFrom(records_, first_, end_);
   lane.nulls.clear();
@@ -1064,6 +1131,11 @@ void RowBlock::LoadMapped(NameLane& lane) {
   }
 }
 
+void RowBlock::ListRows(kt_long* out) const {
+  if (rows_ == nullptr) return std::iota(out, out + count_, first_);
+  for (std::size_t at = 0; at < count_; ++at) out[at] = first_ + rows_[at];
+}
+
 void RowBlock::FixNulls(const NullRule& rule, kt_long* out) const {
   if (rule.left != nullptr) {
     for (const std::uint16_t at : rule.left->long_rows) out[at] = rule.left_is_null;
@@ -1078,7 +1150,7 @@ void RowBlock::FixNulls(const NullRule& rule, kt_long* out) const {
 template <class T>
 const T* RowBlock::Gathered(const T* cells, T* own) const {
   if (records_.IsDense()) return cells + records_.first;
-  for (std::size_t at = 0; at < count_; ++at) own[at] = cells[listed_[at]];
+  for (std::size_t at = 0; at < count_; ++at) own[at] = cells[records_.listed[at]];
   return own;
 }
 
@@ -1141,17 +1213,30 @@ void RowBlock::ComputeCall(const Step& step, Kt_Variant& value) {
                               : step.function->of_two(first, step.right->single.ToDouble());
 }
 
-void RowBlock::ReadSingle(NameLane& lane, std::size_t at) const {
-  if (lane.is_text) return;
-  const bool is_null = lane.computed != nullptr
-                           ? std::ranges::binary_search(lane.nulls, at)
-                           : lane.name.cells != nullptr && lane.name.cells->IsNull(records_[at]);
-  if (is_null) {
+void RowBlock::ReadComputed(NameLane& lane, std::size_t at) {
+  if (std::ranges::binary_search(lane.nulls, at)) {
     lane.single.Clear();
   } else if (lane.is_long) {
     lane.single.Set(lane.longs[at]);
   } else {
     lane.single.Set(lane.doubles[at]);
+  }
+}
+
+// From the cell, as the numbers of a name may be those of other rows.
+void RowBlock::ReadSingle(NameLane& lane, std::size_t at) const {
+  const std::uint32_t record = records_[at];
+  if (lane.is_text) return;
+  if (lane.name.kind == RowName::Kind::kRow) {
+    lane.single.Set(first_ + static_cast<kt_long>(at));
+  } else if (lane.computed != nullptr) {
+    ReadComputed(lane, at);
+  } else if (lane.name.cells->IsNull(record)) {
+    lane.single.Clear();
+  } else if (lane.is_long) {
+    lane.single.Set(lane.name.cells->Cells<Kt_Column::Longs>()[record]);
+  } else {
+    lane.single.Set(lane.name.cells->Cells<Kt_Column::Doubles>()[record]);
   }
 }
 

@@ -9,6 +9,7 @@
 
 #include "dataset/rows/Kt_RowNames.h"
 #include "dataset/rows/Kt_RowRecords.h"
+#include "dataset/rows/Kt_RowSelection.h"
 #include "dataset/rows/Kt_TextPart.h"
 #include "expr/Kt_ExprProgram.h"
 #include "object/Kt_DirectFuncs.h"
@@ -16,29 +17,6 @@
 class Kt_Dataset;
 
 namespace kt::detail {
-
-inline constexpr kt_long kRowsPerBlock = 1024;
-
-// The rows of a block in which an && or || is settled by its left side, and to what.
-//
-// A single row jumps over the right side then; a block cannot, as other rows need it. So all rows
-// go through the right side, whatever it gives for the settled ones, and where the operation ends
-// their values are put back. Nested operations, `a && b && c`, share their mask: what `a` settled
-// stays settled. No mask is needed where a long settles a chain of && alone or of || alone: 0 && x
-// is 0 whatever x is.
-class RowMask {
- public:
-  // No row is settled.
-  void Open() { settled_.fill(kOpen); }
-  // Settles the open rows whose value is `truth`, to that.
-  template <class T>
-  void Settle(const T* values, std::size_t count, bool truth);
-  void PutBack(kt_long* values, std::size_t count) const;
-
- private:
-  static constexpr std::int8_t kOpen = -1;
-  std::array<std::int8_t, kRowsPerBlock> settled_;  // kOpen, 0 or 1
-};
 
 // A compiled row expression of plain numbers, computed operation by operation for 1024 rows ahead.
 //
@@ -141,7 +119,11 @@ class RowBlock {
     RowList nulls{};                       // of such a column
     bool marks_nulls = false;              // somewhere null and 0 differ
     bool lists_nulls = false;              // in long_rows
+    int loaded_in = kNotLoaded;            // at which depth_ its numbers were read
   };
+  static constexpr int kNotLoaded = -1;
+  static constexpr int kListCost = 1;          // of a row of the block, in plain operations
+  static constexpr std::size_t kSample = 128;  // rows of a block that stand for the others
   // What a relation gives in rows whose left side is null, the right one, or both.
   struct NullRule {
     const NameLane* left;  // null: never
@@ -153,6 +135,7 @@ class RowBlock {
   // One instruction with its kernel, which is chosen by the kinds of its operands. Those of a call
   // follow one another from `left` on.
   struct Step;
+  struct TestKernels;
   using Kernel = void (*)(RowBlock& block, const Step& step);
   struct Step {
     Kernel kernel;
@@ -160,11 +143,18 @@ class RowBlock {
     const Lane* right;
     Lane* out;
     CodeOp op;
-    int mask = -1;            // of masks_; -1: none
-    bool opens = false;       // the mask
-    int null_rule = -1;       // of null_rules_; -1: none
-    std::size_t landing = 0;  // of a test: the step to go on with when it settles the operation
-    bool (*is_settled)(const RowBlock& block, const Step& step) = nullptr;  // likewise: in all rows
+    int left_name = -1;   // of names_: what has to be loaded; -1: none
+    int right_name = -1;  // likewise
+    int null_rule = -1;   // of null_rules_; -1: none
+    // Of a test: the step to go on with when it settles the operation, what the steps up to there
+    // cost, whether settled rows would lose their values or marks in them, and whether there are
+    // texts, which may do so.
+    const TestKernels* test = nullptr;
+    std::size_t landing = 0;
+    int right_cost = 0;
+    bool is_put_back = false;
+    bool has_texts = false;
+    bool gives_long = false;
     // Whether longs among doubles need a look, and where they are on both sides; null: every row of
     // that side is a long, or, of a choice, none.
     bool tracks_longs = false;
@@ -174,13 +164,25 @@ class RowBlock {
     const DirectFunc* function = nullptr;  // of a call
     std::uint16_t arg_count = 0;           // likewise
   };
-  // A mask from its first test until the instruction `landing`.
-  struct OpenMask {
-    std::uint16_t temp;
-    std::size_t landing;
-    int mask;
+  struct TestKernels {
+    bool (*is_settled)(const RowBlock& block, const Step& step);  // in all rows
+    // Notes the rows that are settled now or were before; how many are open. `count_` without more
+    // ado when more than `most_open` of the first kSample rows are.
+    std::size_t (*settle)(const RowBlock& block, const Step& step, std::size_t most_open,
+                          RowSelection& selection);
+    // Leaves the values of the open rows in the result.
+    void (*pick)(const Step& step, const RowSelection& selection);
   };
   struct Kernels;
+  // The right side of a test that is being computed, and what steps worked on around it.
+  struct OpenSide {
+    const Step* test = nullptr;
+    std::size_t count = 0;
+    RowRecords records;
+    const std::uint16_t* rows = nullptr;
+    int narrowed_at = 0;
+    RowSelection selection;
+  };
 
   RowBlock(const ExprProgram& program, const std::vector<RowCall>& calls)
       : program_(program), calls_(calls) {}
@@ -208,16 +210,34 @@ class RowBlock {
   bool EndsAsItIsSettled(const CodeInstr& test) const;
   bool PlanReturn(const CodeInstr& in);
   Step& AddStep(const CodeInstr& in, Kernel kernel, bool gives_long);
-  int FindMask(std::uint16_t temp) const;
   Lane* LaneOf(std::uint16_t operand);
   bool IsNumber(std::uint16_t operand) { return LaneOf(operand)->is_known; }
   bool IsEmptyConst(std::uint16_t operand) const;
   bool IsReadAsLong(std::uint16_t operand, std::uint16_t other);
 
+  // Right sides of && and || (Kt_RowBlock_Sides.cpp).
+  void WeighTests();
+  bool MayMark(const Step& step) const;
+  int RightCostOf(const Step& step) const;
+  static std::size_t MostOpen(int right_cost, std::size_t count);
+  std::size_t RunTest(std::size_t number);
+  bool HasOddTexts(std::size_t number) const;
+  std::size_t Skip(const Step& test);
+  bool IsZeroWhereSettled(const Step& test) const;
+  const OpenSide& SideAt(int depth) const {
+    return open_sides_[static_cast<std::size_t>(depth - 1)];
+  }
+  const RowSelection* SettledAround() const;
+  void BeginSide(const Step& test, bool is_narrow);
+  void EndSides(std::size_t number);
+  void EndSide();
+
   const Lane& LaneWith(std::uint8_t mark) const { return mark == kPlain ? *result_ : other_; }
   RowNumbers Numbers(std::size_t from, std::size_t to) const;
   static bool HasLongTexts(const Step& step, std::size_t count);
+  static int CostOf(const Step& step);
   bool RunSteps();
+  bool MayRun(const Step& step) const;
   void FinishResult();
   void MarkOddResults();
   const TextMemo& MemoOf(const Step& step) const {
@@ -227,14 +247,17 @@ class RowBlock {
   RowRecords FindRecords(const Kt_Dataset& dataset);
   RowRecords LookThroughListed();
   void ComputeRows();
+  void Load(int name);
   void LoadName(NameLane& lane);
   void LoadMapped(NameLane& lane);
   void NoteNull(NameLane& lane, std::size_t at);
+  void ListRows(kt_long* out) const;
   void FixNulls(const NullRule& rule, kt_long* out) const;
   void ComputeAgain();
   void ComputeRow(std::size_t at);
   static void ComputeCall(const Step& step, Kt_Variant& value);
   void ReadSingle(NameLane& lane, std::size_t at) const;
+  static void ReadComputed(NameLane& lane, std::size_t at);
   template <class T>
   const T* Gathered(const T* cells, T* own) const;
 
@@ -248,10 +271,9 @@ class RowBlock {
   const RowBlock* shared_ = nullptr;  // whose memos these steps read; null: its own
   int memo_count_ = 0;                // that steps read
   std::vector<NullRule> null_rules_;
-  std::vector<RowMask> masks_;
-  std::vector<OpenMask> open_masks_;  // while steps are planned
-  std::vector<TextPart> parts_;       // likewise
+  std::vector<TextPart> parts_;  // while steps are planned
   Lane* result_ = nullptr;
+  int result_name_ = -1;                  // of names_: whose values it has
   const RowList* odd_results_ = nullptr;  // rows in which the result is no number of its kind
   Mark odd_mark_ = kEmpty;                // but this
   Lane other_;                            // numbers that are not of the result's kind
@@ -261,10 +283,16 @@ class RowBlock {
   bool has_addends_ = false;              // all marks are kPlain, or kEmpty where the number is 0
   kt_long first_ = 0;                     // rows [first_, end_) are computed
   kt_long end_ = 0;
+  // What steps work on: the rows of the block, or open ones of them.
   std::size_t count_ = 0;
   RowRecords records_;
+  const std::uint16_t* rows_ = nullptr;  // which of the block; null: all
+  // The right sides that are being computed, one within the other.
+  std::deque<OpenSide> open_sides_;
+  int depth_ = 0;
+  int narrowed_at_ = 0;  // the innermost of them with a list of rows; 0: none
   std::array<std::uint32_t, kRowsPerBlock> listed_;
-  std::array<std::uint8_t, kRowsPerBlock> marks_;
+  RowSelection::Bytes marks_;
   struct LongResult {
     std::uint16_t row;
     bool fits;

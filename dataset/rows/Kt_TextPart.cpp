@@ -39,6 +39,7 @@ void TextMemo::Rebind(const Kt_Column* cells) {
   cells_ = cells;
   states_.clear();
   known_count_ = 0;
+  has_odd_ = false;
   known_ = {};
 }
 
@@ -55,6 +56,12 @@ bool TextMemo::FindKind() {
 std::size_t TextMemo::KeyCount() const {
   const Kt_Column::Texts* const texts = TextsOf(cells_);
   return texts != nullptr ? texts->dictionary.Count() + 1 : 2;
+}
+
+double TextMemo::TextsPerRow() const {
+  if (cells_ == nullptr || cells_->RowCount() == 0) return 0;
+  const auto rows = static_cast<double>(cells_->RowCount());
+  return std::min(static_cast<double>(KeyCount()) / rows, 1.0);
 }
 
 // REQUIRES: every key is known.
@@ -127,6 +134,7 @@ void TextMemo::Learn(std::size_t key, T& number) {
   const bool is_number = Compute(key, value) && (is_long_ ? value.IsLong() : value.IsDouble());
   states_[key] = is_number ? kKnown : kOdd;
   known_count_ += is_number ? 1 : 0;
+  has_odd_ = has_odd_ || !is_number;
   if (is_number)
     number = is_long_ ? static_cast<T>(value.AsLong()) : static_cast<T>(value.AsDouble());
 }

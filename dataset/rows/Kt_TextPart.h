@@ -48,6 +48,10 @@ class TextMemo {
   // neither.
   bool FindKind();
   bool IsLong() const { return is_long_; }
+  // A text has been met that has no number of that kind.
+  bool HasOdd() const { return has_odd_; }
+  // How many texts there are for a row, at most 1. Hangs on the column only.
+  double TextsPerRow() const;
 
   // The numbers of some records; those that have none are marked as kAloneRow.
   // REQUIRES: T is the type that FindKind found.
@@ -81,6 +85,7 @@ class TextMemo {
   // By code + 1; 0: null.
   kt::CountedVector<std::uint8_t> states_;
   std::size_t known_count_ = 0;  // of those that are kKnown
+  bool has_odd_ = false;         // one is kOdd
   std::tuple<kt::CountedVector<kt_long>, kt::CountedVector<double>> known_;
   Kt_Variant text_;  // that is computed at the moment
   std::vector<Kt_Variant> temps_;

@@ -398,6 +398,51 @@ TEST_F(Forms, Texts) {
   }
 }
 
+// Expressions that go in blocks, whose left sides of && and || leave few rows open, or many, one in
+// another: the right sides go over lists of rows then.
+class NarrowingMaker {
+ public:
+  explicit NarrowingMaker(unsigned seed) : random_(seed) {}
+
+  std::u16string Make(int depth = 4) {
+    if (depth == 0) return Number(2) + Any({u" > ", u" <> ", u" < ", u" * "}) + Number(1);
+    const std::u16string left = Pick(4) == 0 ? u"(" + Make(depth - 1) + u")" : Left();
+    const std::u16string right = Make(depth - 1);
+    const std::u16string both = left + Any({u" && ", u" && ", u" || "});
+    return both + (Pick(2) == 0 ? right : u"(" + right + u")");
+  }
+
+ private:
+  unsigned Pick(unsigned count) { return random_() % count; }
+  std::u16string Any(std::initializer_list<const char16_t*> choices) {
+    return choices.begin()[Pick(static_cast<unsigned>(choices.size()))];
+  }
+  std::u16string Left() {
+    return Any({u"rowidx % 9 = 2", u"rowidx % 40 = 3", u"l = 7", u"x > 2.6", u"a > 3", u"l <> 1",
+                u"rowidx > 250", u"rowidx % 9 <> 2", u"s = 'z'", u"b < -0.4", u"!(x > 2.6)", u"b"});
+  }
+  std::u16string Number(int depth) {
+    if (depth == 0 || Pick(4) == 0) {
+      return Any({u"a", u"b", u"l", u"x", u"rowidx", u"length(s)", u"2147483647", u"0.5", u"3"});
+    }
+    const std::u16string first = Number(depth - 1);
+    const std::u16string second = Number(depth - 1);
+    switch (Pick(8)) {
+      case 0: return Any({u"sin(", u"abs(", u"round(", u"-("}) + first + u")";
+      case 1: return Any({u"pow(", u"least(", u"greatest("}) + first + u", " + second + u")";
+      case 2: return u"iif(" + Left() + u", " + first + u", " + second + u")";
+      default: return u"(" + first + Any({u" + ", u" - ", u" * ", u" / ", u" % "}) + second + u")";
+    }
+  }
+
+  std::mt19937 random_;
+};
+TEST_F(Forms, NarrowedRows) {
+  for (unsigned seed = 0; seed < 400 && !HasFailure(); ++seed) {
+    ExpectSame(seed, 300, Kt_WString(NarrowingMaker(seed).Make()), false);
+  }
+}
+
 // Several blocks of rows, in every arrangement.
 TEST_F(Forms, LongTables) {
   for (unsigned seed = 0; seed < 60 && !HasFailure(); ++seed) {
@@ -486,6 +531,17 @@ constexpr const char16_t* kKnownPlaces[] = {
     u"(rowidx < 0 && a > 1) || (rowidx < 50 && x > 1 && s < 'b')",
     u"a * 2147483647 > 1e9 * 1e9 && length(s) > 1",
     u"!(x * 0 && length(s)) && (b || rowidx < 9)",
+    // What is open in few rows.
+    u"rowidx % 9 = 2 && a * 2147483647 > b",
+    u"rowidx % 9 = 2 && (b && x || l > 1) && iif(b, b, x)",
+    u"iif(rowidx % 9 = 1 && greatest(b, x) > 1, b, x) + b",
+    u"(l * l > 0 && iif(b, b, x) * sin(x) > 0.1) + greatest(b, x)",
+    u"(rowidx % 9 = 1 && sin(-b) < x) + least(b, x) * rowidx",
+    u"x > 2 && rowidx > 3 && sin(b) < 2 && l <> 0 || x < 0",
+    u"rowidx % 9 <> 6 || toupper(left(s, 1)) = 'A' && sin(b) > rowidx",
+    u"(a > 3 && toNumber(s) > 2) || length(s) * l > 3",
+    u"rowidx % 5 = 1 && (rowidx % 3 = 2 && (x * a - b) / l > 0 || pow(x, 2) > 1) && b % x <> 1",
+    u"b * x = 2.5 && (x - b) * pow(l, 2) - rowidx > b || x * 3",
 };
 TEST_F(Forms, KnownPlaces) {
   for (const char16_t* const text : kKnownPlaces) {
@@ -538,6 +594,13 @@ TEST_F(SharedRows, RandomExpressions) {
     }
   }
   EXPECT_GT(RowTeam::blocks_there - before, 100);
+}
+
+TEST_F(SharedRows, NarrowedRows) {
+  const auto table = Table(23, 5000);
+  for (unsigned seed = 0; seed < 12 && !HasFailure(); ++seed) {
+    ExpectSame(23, *table, Kt_WString(NarrowingMaker(seed + 1000).Make()));
+  }
 }
 
 TEST_F(SharedRows, KnownPlaces) {
