@@ -35,6 +35,7 @@
 
 #include "classlib/store/Kt_RowReader.h"
 #include "classlib/value/Kt_VarInline.h"
+#include "dataset/rows/Kt_KernelClones.h"
 #include "dataset/rows/Kt_RowMap.h"
 
 namespace kt::detail {
@@ -101,7 +102,7 @@ struct RowBlock::Kernels {
     }
   }
 
-  static void Products(RowBlock& block, const Step& step) {
+  KT_KERNEL_CLONES static void Products(RowBlock& block, const Step& step) {
     const kt_long* const left = step.left->longs;
     const kt_long* const right = step.right->longs;
     kt_long* const out = step.out->own_longs.data();
@@ -116,7 +117,7 @@ struct RowBlock::Kernels {
 
   // A sum or difference has the wrong sign where no long holds it, which is seldom anywhere.
   template <bool kIsSum>
-  static void Sums(RowBlock& block, const Step& step) {
+  KT_KERNEL_CLONES static void Sums(RowBlock& block, const Step& step) {
     constexpr std::size_t kAtOnce = 128;
     const kt_long* const left = step.left->longs;
     const kt_long* const right = step.right->longs;
@@ -156,7 +157,7 @@ struct RowBlock::Kernels {
   // What has no form for longs marks the rows in which both sides are.
   struct NoWholeOp {};
   template <class Op, class WholeOp, class A, class B>
-  static void Doubles(RowBlock& block, const Step& step) {
+  KT_KERNEL_CLONES static void Doubles(RowBlock& block, const Step& step) {
     const A* const left = Of<A>(*step.left);
     const B* const right = Of<B>(*step.right);
     double* const out = step.out->own_doubles.data();
@@ -213,7 +214,8 @@ struct RowBlock::Kernels {
 
   // First as wide as the doubles: compilers make no vector code of a loop that also narrows.
   template <class Op, class A, class B>
-  static void RelateDoubles(const A* left, const B* right, kt_long* out, std::size_t count) {
+  KT_KERNEL_CLONES static void RelateDoubles(const A* left, const B* right, kt_long* out,
+                                             std::size_t count) {
     constexpr std::size_t kAtOnce = 128;
     std::array<std::int64_t, kAtOnce> wide;
     for (std::size_t first = 0; first < count; first += kAtOnce) {
@@ -245,7 +247,7 @@ struct RowBlock::Kernels {
 
   // The end of an && or ||, of which out may be the left side; and a !, which has only a right one.
   template <CodeOp kOp, class A, class B>
-  static void Logic(RowBlock& block, const Step& step) {
+  KT_KERNEL_CLONES static void Logic(RowBlock& block, const Step& step) {
     [[maybe_unused]] const A* const left = Of<A>(*step.left);
     const B* const right = Of<B>(*step.right);
     kt_long* const out = step.out->own_longs.data();
@@ -267,7 +269,7 @@ struct RowBlock::Kernels {
   }
   // Whether the left side has settled it in every row. Mostly the first rows tell that it has not.
   template <bool kSettles, class T>
-  static bool IsSettled(const RowBlock& block, const Step& step) {
+  KT_KERNEL_CLONES static bool IsSettled(const RowBlock& block, const Step& step) {
     constexpr std::size_t kAtOnce = 256;
     const T* const from = Of<T>(*step.left);
     for (std::size_t first = 0; first < block.count_; first += kAtOnce) {
@@ -287,8 +289,8 @@ struct RowBlock::Kernels {
 
   // First as wide as the values, see RelateDoubles.
   template <bool kSettles, class T>
-  static std::size_t Settle(const RowBlock& block, const Step& step, std::size_t most_open,
-                            RowSelection& selection) {
+  KT_KERNEL_CLONES static std::size_t Settle(const RowBlock& block, const Step& step,
+                                             std::size_t most_open, RowSelection& selection) {
     using Wide = std::conditional_t<std::is_same_v<T, double>, std::int64_t, kt_long>;
     const T* const from = Of<T>(*step.left);
     std::uint8_t* const settled = selection.Settled().data();
@@ -366,7 +368,7 @@ struct RowBlock::Kernels {
 
   // least and greatest of two numbers of one kind: NaN only when there is nothing else.
   template <class Better, class T>
-  static void Extreme(RowBlock& block, const Step& step) {
+  KT_KERNEL_CLONES static void Extreme(RowBlock& block, const Step& step) {
     const T* const left = Of<T>(*step.left);
     const T* const right = Of<T>(*step.right);
     T* const out = step.out->template OwnOf<T>();
@@ -380,7 +382,7 @@ struct RowBlock::Kernels {
 
   // iif: one of two numbers of one kind.
   template <class C, class T>
-  static void Choose(RowBlock& block, const Step& step) {
+  KT_KERNEL_CLONES static void Choose(RowBlock& block, const Step& step) {
     const C* const condition = Of<C>(*step.left);
     const T* const yes = Of<T>(step.left[1]);
     const T* const no = Of<T>(step.left[2]);

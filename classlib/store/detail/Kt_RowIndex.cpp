@@ -295,7 +295,7 @@ kt_long RowIndex::SetWhere(View view, std::uint8_t set, std::span<const std::uin
         ++changed;
       }
     }
-    if (changed != before) Recount(chunk);
+    if (changed != before) Recount(chunk, set);
   }
   if (changed > 0) DropTrees();
   return changed;
@@ -319,10 +319,7 @@ void RowIndex::Forget(Slot slot) {
 
 // ---- Order ------------------------------------------------------------------------------------
 
-void RowIndex::Recount(Chunk& chunk) {
-  for (View view = 0; view < kViews; ++view) {
-    totals_[view] -= chunk.counts[view];
-  }
+void RowIndex::Recount(Chunk& chunk, std::uint8_t changed) {
   std::array<std::uint8_t, kChunkRows> gathered;
   const std::uint8_t* flags = gathered.data();
   if (chunk.IsRun() && std::size_t{chunk.first} + chunk.size <= flags_.size()) {
@@ -334,6 +331,8 @@ void RowIndex::Recount(Chunk& chunk) {
   }
   for (View view = 0; view < kViews; ++view) {
     const auto hiding = static_cast<std::uint8_t>(view | kRowDeleted);
+    if ((hiding & changed) == 0) continue;
+    totals_[view] -= chunk.counts[view];
     chunk.counts[view] = flags_.empty() ? chunk.size : CountWithout(flags, chunk.size, hiding);
     totals_[view] += chunk.counts[view];
   }

@@ -198,7 +198,8 @@ class RowIndex {
                      std::size_t rows);
   void List(Chunk& chunk);
   void Split(std::uint32_t chunk);
-  void Recount(Chunk& chunk);
+  // For the views that look at flags which may have changed.
+  void Recount(Chunk& chunk, std::uint8_t changed = 0xFF);
   void AddCount(Chunk& chunk, View view, int change) {
     chunk.counts[view] = static_cast<std::uint16_t>(chunk.counts[view] + change);
     totals_[view] += change;
