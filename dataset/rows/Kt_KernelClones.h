@@ -4,9 +4,9 @@
 #include <cstddef>
 
 // Before a function: it is compiled twice, for any processor of its kind and for one with AVX2, and
-// the loader takes the one that fits. Loops over doubles then do four at a time instead of two. Both
-// give the same bits: sums and products are never fused, as AVX2 is asked for without FMA. Where
-// compiler, C library or a sanitizer that runs before the loader is done cannot do it, it is
+// the loader takes the one that fits. Loops over doubles then do four at a time instead of two.
+// Both give the same bits: sums and products are never fused, as AVX2 is asked for without FMA.
+// Where compiler, C library or a sanitizer that runs before the loader is done cannot do it, it is
 // nothing.
 //
 // Not for loops that compare the longs of a column: they wait for memory, and wide reads that cross
