@@ -464,7 +464,7 @@ KT_TWO(BM_RareFunction);
 KT_ROWS(BM_RareFunction_Plain);
 KT_TWO(BM_RareOverflow);
 KT_ROWS(BM_RareOverflow_Plain);
-KT_ROWS(BM_TotalsTwoTexts);
+KT_TWO(BM_TotalsTwoTexts);
 KT_ROWS(BM_TotalsTwoTexts_Plain);
 KT_TWO(BM_Filter);
 KT_ROWS(BM_Filter_Plain);

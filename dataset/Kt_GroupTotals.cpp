@@ -11,300 +11,45 @@
 #include "dataset/Kt_GroupTotals.h"
 
 #include <algorithm>
-#include <array>
-#include <limits>
 #include <numeric>
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/formats/Kt_Formats.h"
-#include "classlib/store/Kt_RowReader.h"
-#include "classlib/store/kernels/Kt_SortKernels.h"
-#include "dataset/detail/Kt_GroupFolds.h"
-#include "dataset/detail/Kt_NumberTable.h"
-#include "dataset/methods/Kt_MethodArgs.h"
-#include "dataset/rows/Kt_RowLoop.h"
+#include "dataset/detail/Kt_GroupPart.h"
 
 namespace {
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): loops over rows
 
-using Numbers = kt::CountedVector<std::uint32_t>;  // of groups or values, by row
-
-constexpr std::uint32_t kNoGroup = std::numeric_limits<std::uint32_t>::max();
-
-// Of two keys that are equal the one whose kind stays, whichever came first.
-void KeepKind(Kt_Variant& kept, const Kt_Variant& other) {
-  if (other.GetTag() > kept.GetTag()) kept = other;
+// Gives the rows of two keys the numbers of their pairs, and the pairs.
+PairNumbers NumberPairs(Numbers& groups, std::size_t group_count, const Numbers& numbers,
+                        std::size_t value_count, Helper* helper) {
+  const std::size_t rows = groups.size();
+  const std::size_t most_places = helper == nullptr ? 4 * rows : rows / 2;  // for each thread
+  PairNumbers pairs(group_count, value_count, most_places);
+  if (helper == nullptr) {
+    pairs.NumberRows(groups, numbers, 0, rows);
+    return pairs;
+  }
+  const RowHalves halves(rows);
+  pairs.NumberRows(groups, numbers, 0, halves.alone);
+  if (!IsFew(pairs.Count(), halves.alone)) {
+    pairs.NumberRows(groups, numbers, halves.alone, rows);
+    return pairs;
+  }
+  PairNumbers later(group_count, value_count, most_places);
+  helper->Both([&] { pairs.NumberRows(groups, numbers, halves.alone, halves.middle); },
+               [&] { later.NumberRows(groups, numbers, halves.middle, rows); });
+  Renumber(groups, pairs.TakeIn(later), halves.middle, rows, *helper);
+  return pairs;
 }
-
-// The distinct values of a key, numbered as they come.
-class Distinct {
- public:
-  std::uint32_t NumberOf(const Kt_Variant& held) {
-    const Kt_Variant& value = held.Target();
-    const auto [place, is_new] =
-        numbers_.try_emplace(value, static_cast<std::uint32_t>(values_.size()));
-    if (is_new) {
-      values_.push_back(value);
-    } else {
-      KeepKind(values_[place->second], value);
-    }
-    return place->second;
-  }
-  const Kt_Variant& Value(std::uint32_t number) const { return values_[number]; }
-  std::size_t Count() const { return values_.size(); }
-
- private:
-  struct Hash {
-    std::size_t operator()(const Kt_Variant& value) const { return kt::HashOf(value); }
-  };
-  std::unordered_map<Kt_Variant, std::uint32_t, Hash> numbers_;
-  std::vector<Kt_Variant> values_;
-};
-
-// Calls take(row, number) for numbers that were computed ahead.
-template <class Take>
-kt_long TakeEach(kt_long first, const RowNumbers& numbers, Take take) {
-  auto row = static_cast<std::size_t>(first);
-  for (kt_long at = 0; at < numbers.count; ++at, ++row) {
-    if (numbers.longs != nullptr) {
-      take(row, numbers.longs[at]);
-    } else {
-      take(row, numbers.doubles[at]);
-    }
-  }
-  return numbers.count;
-}
-
-// The records of rows that follow one another: one after another too, or as a list has them.
-struct RecordRun {
-  std::uint32_t first;
-  std::uint32_t operator[](std::size_t at) const { return first + static_cast<std::uint32_t>(at); }
-};
-using RecordList = const std::uint32_t*;
-
-// The cells of some rows.
-template <class Records>
-struct CellsOfRows {
-  const Kt_Column& cells;
-  std::size_t first_row;
-  std::size_t count;
-  Records records;  // by row from the first one
-};
-
-// Takers of row loops that go over the rows of a group alone.
-class OfGroups {
- public:
-  explicit OfGroups(Numbers& groups) : groups_(groups) {}
-  bool Wants(kt_long row) const { return groups_[static_cast<std::size_t>(row)] != kNoGroup; }
-
- protected:
-  // Calls visit(row, record) for those of some rows that have a group.
-  template <class Rows, class Visit>
-  void EachOf(const Rows& rows, Visit visit) const {
-    const std::uint32_t* const groups = groups_.data() + rows.first_row;
-    for (std::size_t at = 0; at < rows.count; ++at) {
-      if (groups[at] != kNoGroup) visit(rows.first_row + at, rows.records[at]);
-    }
-  }
-  Numbers& groups_;
-};
-
-class FilterTaker : public OfGroups {
- public:
-  using OfGroups::OfGroups;
-  template <class Rows>
-  void TakeCells(const Rows& rows) {
-    EachOf(rows, [&](std::size_t row, std::uint32_t record) {
-      TakeOne(static_cast<kt_long>(row), rows.cells.Read(record), true);
-    });
-  }
-  kt_long TakeMany(kt_long first, const RowNumbers& numbers) {
-    if (numbers.longs == nullptr) return numbers.count;  // doubles are no conditions
-    return TakeEach(first, numbers, [this](std::size_t row, auto number) {
-      if (number == 0) groups_[row] = kNoGroup;
-    });
-  }
-  bool TakeOne(kt_long row, const Kt_Variant& value, bool) {
-    if (IsFalseCondition(value)) groups_[static_cast<std::size_t>(row)] = kNoGroup;
-    return true;
-  }
-};
-
-class KeyTaker : public OfGroups {
- public:
-  KeyTaker(Numbers& groups, Distinct& values, Numbers& numbers)
-      : OfGroups(groups), values_(values), numbers_(numbers) {}
-  // REQUIRES: the cells are those of one column.
-  template <class Rows>
-  void TakeCells(const Rows& rows) {
-    VisitCells(rows.cells, [&]<class Cells>(const Cells& cells) {
-      if constexpr (std::is_same_v<Cells, Kt_Column::Texts>) {
-        by_code_.resize(cells.dictionary.Count(), kNoGroup);
-        TakeEachCell(rows,
-                     [known = by_code_.data(), codes = cells.codes.data()](
-                         std::uint32_t record) -> std::uint32_t& { return known[codes[record]]; });
-      } else if constexpr (std::is_same_v<Cells, Kt_Column::Values>) {
-        EachOf(rows, [&](std::size_t row, std::uint32_t record) {
-          numbers_[row] = values_.NumberOf(cells[record]);
-        });
-      } else {
-        TakeEachCell(rows, [&](std::uint32_t record) -> std::uint32_t& {
-          return by_key_.NumberOf(kt::kernels::KeyOf(cells[record]));
-        });
-      }
-    });
-  }
-  kt_long TakeMany(kt_long first, const RowNumbers& numbers) {
-    return TakeEach(first, numbers, [this](std::size_t row, auto number) {
-      if (groups_[row] == kNoGroup) return;
-      constexpr bool kIsDouble = std::is_same_v<decltype(number), double>;
-      std::uint32_t& known = (kIsDouble ? by_key_ : by_long_).NumberOf(kt::kernels::KeyOf(number));
-      if (KT_UNLIKELY(known == kNoGroup)) known = values_.NumberOf(number);
-      numbers_[row] = known;
-    });
-  }
-  bool TakeOne(kt_long row, const Kt_Variant& value, bool) {
-    numbers_[static_cast<std::size_t>(row)] = values_.NumberOf(value);
-    return true;
-  }
-
- private:
-  // known_of(record) is the place for the number of a cell that is not null.
-  template <class Rows, class KnownOf>
-  void TakeEachCell(const Rows& rows, KnownOf known_of) {
-    const kt::kernels::NullBits nulls = rows.cells.Nulls();
-    std::uint32_t* const numbers = numbers_.data();
-    EachOf(rows, [&](std::size_t row, std::uint32_t record) {
-      const bool is_null = nulls != nullptr && kt::kernels::IsNull(nulls, record);
-      std::uint32_t& known = is_null ? of_null_ : known_of(record);
-      if (KT_UNLIKELY(known == kNoGroup)) known = NewNumber(rows.cells, record);
-      numbers[row] = known;
-    });
-  }
-  KT_NOINLINE std::uint32_t NewNumber(const Kt_Column& cells, std::uint32_t record) {
-    return values_.NumberOf(cells.Read(record));
-  }
-
-  static_assert(NumberTable::kNone == kNoGroup);
-  Distinct& values_;
-  Numbers& numbers_;
-  // Numbers that are known already: of texts, of other cells and doubles, and of longs that were
-  // computed.
-  Numbers by_code_;
-  NumberTable by_key_;
-  NumberTable by_long_;
-  std::uint32_t of_null_ = kNoGroup;
-};
-
-class TotalTaker : public OfGroups {
- public:
-  TotalTaker(Numbers& groups, GroupFolds& folds) : OfGroups(groups), folds_(folds) {}
-  template <class Rows>
-  void TakeCells(const Rows& rows) {
-    folds_.AddCells(rows.cells, [&](auto visit) {
-      EachOf(rows, [&](std::size_t row, std::uint32_t record) { visit(groups_[row], record); });
-    });
-  }
-  kt_long TakeMany(kt_long first, const RowNumbers& numbers) {
-    return TakeEach(first, numbers, [this](std::size_t row, auto number) {
-      if (groups_[row] != kNoGroup) folds_.Add(groups_[row], number);
-    });
-  }
-  bool TakeOne(kt_long row, const Kt_Variant& value, bool) {
-    folds_.Add(groups_[static_cast<std::size_t>(row)], value.Target());
-    return true;
-  }
-
- private:
-  GroupFolds& folds_;
-};
-
-// The rows of one part.
-class Part {
- public:
-  // REQUIRES: the wrapper has a dataset.
-  explicit Part(Kt_ExprDataset& wrapper)
-      : wrapper_(wrapper), there_(wrapper), rows_(wrapper.GetDataset()->GetRowCount()) {}
-
-  std::size_t RowCount() const { return static_cast<std::size_t>(rows_); }
-  // The values of a column or an expression. False when the run is to stop or rows have changed.
-  template <class Taker>
-  bool Each(const Kt_WString& text, Taker& taker) {
-    if (!there_) return false;
-    const kt_long col = wrapper_.GetDataset()->GetColIndex(text.View());
-    return col >= 0 ? EachCell(col, taker) : EachResult(text, taker);
-  }
-  kt_long GetStopCode() const { return stop_code_ != kOk ? stop_code_ : kFailed; }
-
- private:
-  static constexpr kt_long kRowsAtOnce = 1024;
-
-  template <class Taker>
-  bool EachCell(kt_long col, Taker& taker) {
-    const Kt_RowReader reader(*wrapper_.GetDataset());
-    const Kt_Column* const cells = reader.GetShownCells(col);
-    for (kt_long first = 0; first < rows_; first += kRowsAtOnce) {
-      const kt_long count = std::min(kRowsAtOnce, rows_ - first);
-      if (!kt::Charge(count * Kt_WorkMeter::kUnitsPerCell)) {
-        stop_code_ = Kt_WorkMeter::CurrentStop();
-        return false;
-      }
-      if (cells == nullptr || !TakeRecords(reader, *cells, first, count, taker)) {
-        TakeEachRow(col, first, count, taker);
-      }
-    }
-    return true;
-  }
-  // False, and nothing is taken, where some rows have no record.
-  template <class Taker>
-  static bool TakeRecords(const Kt_RowReader& reader, const Kt_Column& cells, kt_long first,
-                          kt_long row_count, Taker& taker) {
-    const auto first_row = static_cast<std::size_t>(first);
-    const auto count = static_cast<std::size_t>(row_count);
-    const std::uint32_t run = reader.GetRun(first, row_count);
-    if (run != Kt_RowReader::kNoRecord) {
-      taker.TakeCells(CellsOfRows<RecordRun>{cells, first_row, count, {run}});
-      return true;
-    }
-    std::array<std::uint32_t, kRowsAtOnce> some;  // NOLINT(cppcoreguidelines-pro-type-member-init)
-    reader.GetRecords(first, row_count, some.data());
-    if (std::find(some.data(), some.data() + count, Kt_RowReader::kNoRecord) !=
-        some.data() + count) {
-      return false;
-    }
-    taker.TakeCells(CellsOfRows<RecordList>{cells, first_row, count, some.data()});
-    return true;
-  }
-  // Subtotals among them, or computed cells.
-  template <class Taker>
-  void TakeEachRow(kt_long col, kt_long first, kt_long count, Taker& taker) const {
-    for (kt_long row = first; row < first + count; ++row) {
-      if (taker.Wants(row)) {
-        taker.TakeOne(row, wrapper_.GetDataset()->ReadColumn(row, col), true);
-      }
-    }
-  }
-  template <class Taker>
-  bool EachResult(const Kt_WString& text, Taker& taker) {
-    RowCursor cursor(wrapper_, RowCursor::kFollow);
-    RowExpr expr(text);
-    const bool is_done = ForEachValue<RowOrder::kUp>(cursor, expr, 0, rows_, taker);
-    stop_code_ = cursor.GetStopCode();
-    return is_done && stop_code_ == kOk && cursor.RowCount() == rows_;
-  }
-
-  Kt_ExprDataset& wrapper_;
-  StillThere there_;
-  const kt_long rows_;
-  kt_long stop_code_ = kOk;
-};
 
 // Splits groups by the values that their rows have, numbered as they come. Gives the keys of the
 // new groups: those that they had, and the value.
 std::vector<std::vector<Kt_Variant>> SplitGroups(Numbers& groups,
                                                  const std::vector<std::vector<Kt_Variant>>& keys,
-                                                 Numbers& numbers, const Distinct& values) {
+                                                 Numbers& numbers, const Distinct& values,
+                                                 Helper* helper) {
   std::vector<std::vector<Kt_Variant>> longer;
   const auto add = [&](std::uint32_t group, std::uint32_t value) {
     std::vector<Kt_Variant>& key = longer.emplace_back();
@@ -318,29 +63,9 @@ std::vector<std::vector<Kt_Variant>> SplitGroups(Numbers& groups,
     groups.swap(numbers);
     return longer;
   }
-  const auto split = [&](auto known_of) {
-    for (std::size_t row = 0; row < groups.size(); ++row) {
-      if (groups[row] == kNoGroup) continue;
-      std::uint32_t& known = known_of(groups[row], numbers[row]);
-      if (KT_UNLIKELY(known == kNoGroup)) {
-        known = static_cast<std::uint32_t>(longer.size());
-        add(groups[row], numbers[row]);
-      }
-      groups[row] = known;
-    }
-  };
-  const std::size_t pairs = keys.size() * values.Count();
-  if (pairs <= 4 * groups.size()) {
-    Numbers table(pairs, kNoGroup);
-    split([&](std::size_t group, std::size_t value) -> std::uint32_t& {
-      return table[group * values.Count() + value];
-    });
-  } else {
-    NumberTable table;
-    split([&](std::uint64_t group, std::uint32_t value) -> std::uint32_t& {
-      return table.NumberOf(group << 32 | value);
-    });
-  }
+  const PairNumbers pairs = NumberPairs(groups, keys.size(), numbers, values.Count(), helper);
+  longer.reserve(pairs.Count());
+  for (const PairNumbers::Pair pair : pairs.Pairs()) add(pair.group, pair.value);
   return longer;
 }
 
@@ -458,18 +183,17 @@ kt_long Kt_GroupTotals::Add(Kt_ExprDataset& rows) {
 }
 
 kt_long Kt_GroupTotals::AddPart(Kt_ExprDataset& rows) {
-  Part part(rows);
+  GroupPart part(rows);
   Numbers groups(part.RowCount(), 0);
   FilterTaker filter(groups);
   if (!filter_.IsEmpty() && !part.Each(filter_, filter)) return part.GetStopCode();
 
   std::vector<Values> keys(1);
   for (const Key& key : keys_) {
-    Distinct values;
     Numbers numbers(part.RowCount(), kNoGroup);
-    KeyTaker taker(groups, values, numbers);
+    KeyTaker taker(groups, numbers);
     if (!part.Each(key.text, taker)) return part.GetStopCode();
-    keys = SplitGroups(groups, keys, numbers, values);
+    keys = SplitGroups(groups, keys, numbers, taker.Values(), part.GetHelper());
   }
 
   std::vector<Kt_PartFold> folds;
@@ -478,10 +202,9 @@ kt_long Kt_GroupTotals::AddPart(Kt_ExprDataset& rows) {
     for (const Total& total : totals_) folds.emplace_back(total.what);
   }
   for (std::size_t at = 0; at < totals_.size() && !keys.empty(); ++at) {
-    GroupFolds by_group(totals_[at].what, folds.data() + at, totals_.size(), keys.size());
-    TotalTaker taker(groups, by_group);
+    TotalTaker taker(groups, totals_[at].what, folds.data() + at, totals_.size(), keys.size());
     if (!part.Each(totals_[at].text, taker)) return part.GetStopCode();
-    by_group.Finish();
+    taker.Finish();
   }
   std::vector<Group> made(keys.size());
   for (std::size_t group = 0; group < keys.size(); ++group) {

@@ -49,6 +49,7 @@ constexpr std::chrono::microseconds kGlanceTime{100};
 constexpr std::chrono::microseconds kLookInterval{500};
 
 std::atomic<bool> takes_back{true};
+std::atomic<std::int64_t> pieces_begun{0};
 
 template <class Condition>
 void Glance(Condition is_so) {
@@ -80,6 +81,7 @@ struct Helper::State {
   }
 
   void Work() {
+    pieces_begun.fetch_add(1, std::memory_order_relaxed);
     memory.Enter();
     meter.Enter(stop);
     try {
@@ -176,6 +178,8 @@ void Helper::Begin(Job job, void* work) {
 void Helper::SetTakesBack(bool does) noexcept { takes_back = does; }
 
 bool Helper::MayTakeBack() noexcept { return takes_back; }
+
+std::int64_t Helper::GetPiecesBegun() noexcept { return pieces_begun; }
 
 bool Helper::TakesBack() noexcept {
   return takes_back && state_->Turns(State::Phase::kOffered, State::Phase::kIdle);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 
 #include "classlib/base/Kt_Types.h"
@@ -64,6 +65,8 @@ class KT_CLASS_API Helper {
   // are. Who deals out smaller pieces by himself then gives half of them to each.
   static void SetTakesBack(bool takes_back) noexcept;
   static bool MayTakeBack() noexcept;
+  // For tests: pieces that second threads have begun, of all operations.
+  static std::int64_t GetPiecesBegun() noexcept;
 
   // work(first, end) for all of [0, count): in two halves, or at once.
   template <class Work>

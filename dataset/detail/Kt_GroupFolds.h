@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <type_traits>
+#include <vector>
 
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/store/Kt_Column.h"
@@ -22,10 +23,25 @@ namespace kt::detail {
 //
 // Borrows the folds, one for each group and `step` apart. REQUIRES: fewer than 2^31 values. Throws
 // std::bad_alloc; then the folds are of no use.
+//
+// Threads: belongs to one at a time. Later values of the same groups may be added elsewhere at the
+// same time, to one made with kForLater, which has folds of its own when it needs any.
 class GroupFolds {
  public:
+  enum Later : std::uint8_t { kForLater };
+
   GroupFolds(Kt_Aggregate what, Kt_PartFold* folds, std::size_t step, std::size_t group_count)
       : what_(what), folds_(folds), step_(step), group_count_(group_count) {}
+  GroupFolds(const GroupFolds& first, Later)
+      : what_(first.what_),
+        folds_(nullptr),
+        step_(1),
+        group_count_(first.group_count_),
+        window_(first.window_) {}
+  GroupFolds(const GroupFolds&) = delete;
+  GroupFolds& operator=(const GroupFolds&) = delete;
+
+  std::size_t GroupCount() const { return group_count_; }
 
   void Add(std::size_t group, double number) {
     if (IsCount()) {
@@ -69,6 +85,28 @@ class GroupFolds {
     });
   }
 
+  // Takes in what was added to one for later values, of which nothing is to be used then. REQUIRES:
+  // cells were added to both, no other values.
+  void TakeIn(GroupFolds& later) {
+    if (!window_) window_ = later.window_;  // so far doubles were 0
+    if (later.window_ && later.window_->Lowest() != window_->Lowest()) later.Finish();
+    const auto add = [](auto& tally, const auto& other) { tally.sum += other.sum; };
+    Merge(counts_, later.counts_, [](auto&, const auto&) {});
+    Merge(longs_, later.longs_, add);
+    Merge(units_, later.units_, [](auto& tally, const auto& other) { tally.sum.Merge(other.sum); });
+    Merge(doubles_, later.doubles_,
+          [](auto& tally, const auto& other) { tally.sum.Merge(other.sum); });
+    const auto keep_best = [this](auto& tally, const auto& other) {
+      if (other.values > 0 && IsBetter(other.sum, tally)) tally.sum = other.sum;
+    };
+    Merge(long_extremes_, later.long_extremes_, keep_best);
+    Merge(double_extremes_, later.double_extremes_, keep_best);
+    if (later.folds_ == nullptr) return;
+    for (std::size_t group = 0; group < group_count_; ++group) {
+      Fold(group).Merge(later.Fold(group));
+    }
+  }
+
   // Gives all that was added to the folds.
   void Finish() {
     for (std::size_t group = 0; group < group_count_; ++group) Give(group);
@@ -87,7 +125,13 @@ class GroupFolds {
 
   bool IsSum() const { return what_ == Kt_Aggregate::kSum || what_ == Kt_Aggregate::kAvg; }
   bool IsCount() const { return what_ == Kt_Aggregate::kCount; }
-  Kt_PartFold& Fold(std::size_t group) { return folds_[group * step_]; }
+  Kt_PartFold& Fold(std::size_t group) {
+    if (KT_UNLIKELY(folds_ == nullptr)) {
+      own_folds_.assign(group_count_, Kt_PartFold(what_));
+      folds_ = own_folds_.data();
+    }
+    return folds_[group * step_];
+  }
   template <class Sum>
   Tallies<Sum>& RoomIn(Tallies<Sum>& tallies) {
     if (KT_UNLIKELY(tallies.empty())) tallies.resize(group_count_);
@@ -146,16 +190,27 @@ class GroupFolds {
       ++tally.values;
     });
   }
+  // merge(tally, other) for every group; both have their values.
+  template <class Sum, class MergeOne>
+  static void Merge(Tallies<Sum>& tallies, Tallies<Sum>& later, MergeOne merge) {
+    if (tallies.empty()) return tallies.swap(later);
+    for (std::size_t group = 0; group < later.size(); ++group) {
+      merge(tallies[group], later[group]);
+      tallies[group].values += later[group].values;
+      tallies[group].nulls += later[group].nulls;
+    }
+  }
   // A later number that is equal is no better, NaN never is, and everything else is better than it.
+  template <class T>
+  bool IsBetter(T cell, const Tally<T>& tally) const {
+    const T best = tally.sum;
+    return (what_ == Kt_Aggregate::kMax ? cell > best : cell < best) || tally.values == 0 ||
+           (IsNaN(best) && !IsNaN(cell));
+  }
   template <class T, class Each>
   void AddExtremes(Tallies<T>& tallies, const Kt_Column& column, const T* cells, Each each) {
-    const bool is_greatest = what_ == Kt_Aggregate::kMax;
     AddPresent(tallies, column, each, [&](auto& tally, std::size_t, std::uint32_t record) {
-      const T cell = cells[record];
-      const T best = tally.sum;
-      const bool is_better = (is_greatest ? cell > best : cell < best) || tally.values == 0 ||
-                             (IsNaN(best) && !IsNaN(cell));
-      if (is_better) tally.sum = cell;
+      if (IsBetter(cells[record], tally)) tally.sum = cells[record];
       ++tally.values;
     });
   }
@@ -207,6 +262,7 @@ class GroupFolds {
   Kt_PartFold* folds_;
   std::size_t step_;
   std::size_t group_count_;
+  std::vector<Kt_PartFold> own_folds_;
   std::optional<kernels::SumWindow> window_;  // nothing while doubles were 0 or no numbers
   Tallies<None> counts_;
   Tallies<kernels::WindowSum> doubles_;

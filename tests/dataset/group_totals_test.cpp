@@ -3,16 +3,22 @@
 // Totals of groups over parts of rows: exact sums, parts cut anywhere, and their state as bytes.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cmath>
 #include <limits>
 #include <random>
 
+#include "classlib/base/Kt_Helper.h"
+#include "classlib/base/Kt_Memory.h"
+#include "classlib/base/Kt_WorkMeter.h"
+#include "classlib/base/Kt_WorkThreads.h"
 #include "dataset/Kt_GroupTotals.h"
 #include "dataset_test_util.h"
 
 namespace {
 
 using namespace kt::test;  // NOLINT(google-build-using-namespace): the helpers
+using kt::detail::Helper;
 using kt::kernels::ExactSum;
 
 TEST(ExactSum, IsRoundedOnce) {
@@ -284,6 +290,158 @@ TEST(GroupTotals, ReadColumnsOfEveryType) {
     };
     EXPECT_EQ(totals_of(typed), totals_of(values)) << "seed " << seed;
   }
+}
+
+// ---- Two threads ------------------------------------------------------------------------------
+
+// What the second thread is to do is done by it, however busy the machine is.
+class SharedTotals : public testing::Test {
+ protected:
+  SharedTotals() { Helper::SetTakesBack(false); }
+  ~SharedTotals() override { Helper::SetTakesBack(true); }
+};
+
+// Keys of every type: few values or many, equal ones that read differently, nulls.
+std::unique_ptr<Kt_Dataset> ManyRows(std::mt19937& random, kt_long rows) {
+  auto data = std::make_unique<Kt_Dataset>(u"d");
+  const char16_t* const types[] = {u"string", u"long", u"double", u"currency", u"date"};
+  for (std::size_t col = 0; col < std::size(types); ++col) data->AddColumn(kIds[col], types[col]);
+  data->AppendRow(rows);
+  const auto below = [&](kt_long count) {
+    return static_cast<kt_long>(random() % static_cast<std::uint32_t>(count));
+  };
+  const kt_long texts = 1 + below(random() % 3 == 0 ? rows : 40);
+  const kt_long longs = 1 + below(random() % 3 == 0 ? rows : 9);
+  const kt_long doubles = random() % 2 == 0 ? 1000 : 20;
+  const int places = random() % 3 == 0 ? 90 : 4;
+  const double odd[] = {0.0, -0.0, std::nan(""), HUGE_VAL};
+  for (kt_long row = 0; row < rows; ++row) {
+    double number =
+        std::ldexp(below(doubles) - doubles / 2, static_cast<int>(below(places)) - places / 2);
+    if (below(4) == 0) number = odd[below(row * 4 < rows * 3 ? 2 : 4)];
+    const Kt_Variant cells[] = {Kt_Variant(below(texts)).ToString(), below(longs) - 2, number,
+                                Kt_Currency::FromUnits(below(1000)),
+                                Kt_DateTime{45000.0 + below(9)}};
+    for (kt_long col = 0; col < 5; ++col) {
+      if (below(15) != 0) data->SetColumn(row, col, cells[col]);
+    }
+  }
+  data->ApplyChange();
+  return data;
+}
+
+// The answer, the state, and how much work was left of a budget.
+std::string TotalsOn(int threads, Kt_Dataset& data, Kt_GroupTotals totals) {
+  TestHost host;
+  Kt_ExprDataset wrapper(&data, &host);
+  const Kt_WorkThreads allowed(threads, 1);
+  Kt_RunBudget budget;
+  budget.limit_steps = 1000000000;
+  Kt_WorkMeter meter;
+  meter.Start(&budget);
+  EXPECT_EQ(totals.Add(wrapper), kOk);
+  (void)meter.LookNow();
+  std::string out = "left " + std::to_string(meter.GetLeft()) + '\n';
+  meter.Finish();
+  Kt_Buffer state;
+  EXPECT_GE(totals.Save(state), 0);
+  Kt_Dataset answer(u"answer");
+  EXPECT_GE(totals.Finish(answer), 0);
+  return out + ShowTable(answer) + std::string(state.View());
+}
+
+TEST_F(SharedTotals, AreThoseOfOneThread) {
+  constexpr Kt_Aggregate kWhat[] = {Kt_Aggregate::kSum, Kt_Aggregate::kAvg, Kt_Aggregate::kMax,
+                                    Kt_Aggregate::kMin, Kt_Aggregate::kCount};
+  const std::int64_t before = Helper::GetPiecesBegun();
+  std::mt19937 random(4812);
+  for (int round = 0; round < 40 && !HasFailure(); ++round) {
+    const auto data = ManyRows(random, 3000 + static_cast<kt_long>(random() % 9000));
+    const kt_long rows = data->GetRowCount();
+    if (round % 4 == 1) data->Sort(u"x,q:d");
+    for (kt_long row = rows - 1; row >= 0 && round % 4 == 2; row -= 3) data->Filter(row);
+    if (round % 8 == 7) {
+      data->Sort(u"k", true, false, true);
+      data->RecalcGroup();
+      (void)data->GetRowCount();  // lays the subtotals
+    }
+    const auto any_column = [&] { return kIds[random() % std::size(kIds)]; };
+    std::vector<Kt_GroupTotals::Key> keys;
+    for (std::size_t key = random() % 4; key > 0; --key)
+      keys.push_back({any_column(), any_column()});
+    if (random() % 6 == 0) keys.push_back({u"e", u"q + 0"});
+    std::vector<Kt_GroupTotals::Total> totals;
+    for (const Kt_Aggregate what : kWhat) totals.push_back({u"t", what, any_column()});
+    totals.push_back({u"u", kWhat[random() % 5], u"x * 2"});
+    const char16_t* const filters[] = {u"", u"", u"n", u"q > 3", u"q"};
+    const Kt_GroupTotals made(keys, totals, filters[random() % std::size(filters)]);
+    const std::string one = TotalsOn(1, *data, made);
+    const std::string two = TotalsOn(2, *data, made);
+    const auto differ = std::ranges::mismatch(one, two);
+    const auto at = static_cast<std::size_t>(differ.in1 - one.begin());
+    EXPECT_TRUE(one == two) << "round " << round << "\none ..." << one.substr(at, 100)
+                            << "\ntwo ..." << two.substr(at, 100);
+  }
+  EXPECT_GT(Helper::GetPiecesBegun() - before, 100);
+}
+
+// Of a run that was stopped nothing is added; what is left of the budget does not matter then.
+TEST_F(SharedTotals, StopAsThoseOfOneThread) {
+  TestHost host;
+  std::mt19937 random(4);
+  const auto data = ManyRows(random, 20000);
+  Kt_ExprDataset wrapper(data.get(), &host);
+  const Kt_WorkThreads allowed(2, 1);
+  int stopped = 0;
+  for (std::int64_t steps = 1; steps < 400000; steps = steps * 3 / 2 + 1) {
+    Kt_GroupTotals totals({{u"k", u"k"}, {u"n", u"n"}},
+                          {{u"sx", Kt_Aggregate::kSum, u"x"}, {u"mq", Kt_Aggregate::kMax, u"q"}},
+                          u"");
+    kt_long codes[2];
+    for (int threads = 1; threads <= 2; ++threads) {
+      const Kt_WorkThreads these(threads, 1);
+      Kt_RunBudget budget;
+      budget.limit_steps = steps;
+      const Kt_BoundedWork bounds(budget);
+      codes[threads - 1] = totals.Add(wrapper);
+      EXPECT_TRUE(codes[threads - 1] == kOk || codes[threads - 1] == kErrStepBudget);
+    }
+    EXPECT_EQ(codes[0], codes[1]) << steps;
+    stopped += codes[0] == kOk ? 0 : 1;
+    EXPECT_EQ(totals.GroupCount() > 0, codes[0] == kOk);
+  }
+  EXPECT_GT(stopped, 10);
+  std::atomic<bool> cancel = true;
+  Kt_RunBudget budget;
+  budget.cancel = &cancel;
+  const Kt_BoundedWork bounds(budget);
+  Kt_GroupTotals totals({{u"k", u"k"}}, {{u"sx", Kt_Aggregate::kSum, u"x"}}, u"");
+  EXPECT_NE(totals.Add(wrapper), kOk);
+  EXPECT_EQ(totals.GroupCount(), 0U);
+}
+
+TEST_F(SharedTotals, KeepToTheBoundOfMemory) {
+  TestHost host;
+  std::mt19937 random(6);
+  const auto data = ManyRows(random, 40000);
+  Kt_ExprDataset wrapper(data.get(), &host);
+  const Kt_WorkThreads allowed(2, 1);
+  int refused = 0;
+  int done = 0;
+  for (std::int64_t limit = 1 << 14; limit <= 1 << 26; limit *= 2) {
+    Kt_GroupTotals totals({{u"n", u"n"}, {u"t", u"t"}}, {{u"sx", Kt_Aggregate::kSum, u"x"}}, u"q");
+    const Kt_CountedMemory bound(limit);
+    try {
+      EXPECT_EQ(totals.Add(wrapper), kOk);
+      ++done;
+    } catch (const std::bad_alloc&) {
+      EXPECT_EQ(totals.GroupCount(), 0U);
+      ++refused;
+    }
+    EXPECT_LE(bound.GetUsedBytes(), limit);
+  }
+  EXPECT_GT(refused, 0);
+  EXPECT_GT(done, 0);
 }
 
 TEST(GroupTotals, StatesThatAreNone) {

@@ -57,6 +57,12 @@ class WindowSum {
     return true;
   }
 
+  // REQUIRES: the same window.
+  void Merge(const WindowSum& other) {
+    low_ += other.low_;
+    high_ += other.high_ + (low_ < other.low_ ? 1 : 0);
+  }
+
   // Adds what was added here.
   void AddTo(ExactSum& sum, SumWindow window) const {
     const bool is_negative = high_ < 0;
