@@ -6,6 +6,7 @@
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/base/detail/Kt_Refuse.h"
 #include "classlib/store/detail/Kt_Whole.h"
+#include "classlib/store/kernels/Kt_FindKernels.h"
 #include "classlib/text/Kt_Number.h"
 
 using namespace kt::detail;  // NOLINT(google-build-using-namespace): flags and views
@@ -46,6 +47,23 @@ class Wanted {
     }
   }
 
+  // How many of some records, one after the other or listed, come before the first one that
+  // matches: all of them when none does.
+  std::size_t CountBefore(Slot first, std::size_t count) const {
+    return CountBefore(
+        count, [=](std::size_t at) { return first + at; },
+        [=](const auto* cells, std::size_t at, auto value) {
+          return kt::kernels::FindDense(cells + first + at, count - at, value);
+        });
+  }
+  std::size_t CountBefore(const Slot* records, std::size_t count) const {
+    return CountBefore(
+        count, [=](std::size_t at) { return records[at]; },
+        [=](const auto* cells, std::size_t at, auto value) {
+          return kt::kernels::FindListed(cells, records + at, count - at, value);
+        });
+  }
+
   bool Matches(std::size_t row) const {
     if (column_.IsNull(row)) return text_.empty();
     switch (column_.Type()) {
@@ -67,6 +85,45 @@ class Wanted {
   }
 
  private:
+  // find(cells, at, value) goes from `at` to the next cell of an array that equals the value. Nulls
+  // hold what a cell may hold too, so each is looked at.
+  template <class RecordAt, class Find>
+  std::size_t CountBefore(std::size_t count, RecordAt record_at, Find find) const {
+    const auto by_array = [&](const auto& cells, auto value) {
+      std::size_t at = find(cells.data(), std::size_t{0}, value);
+      while (at < count && !Matches(record_at(at))) {
+        ++at;
+        at += find(cells.data(), at, value);
+      }
+      return at;
+    };
+    if (IsInArray()) {
+      switch (column_.Type()) {
+        case Kt_ColumnType::kLong:
+          return by_array(column_.Cells<Kt_Column::Longs>(), value_.AsLong());
+        case Kt_ColumnType::kCurrency:
+          return by_array(column_.Cells<Kt_Column::Units>(), value_.AsInt64());
+        case Kt_ColumnType::kString:
+          return by_array(column_.Cells<Kt_Column::Texts>().codes, *code_);
+        default: return by_array(column_.Cells<Kt_Column::Doubles>(), value_.AsDouble());
+      }
+    }
+    std::size_t at = 0;
+    while (at < count && !Matches(record_at(at))) ++at;
+    return at;
+  }
+  // Whether all that match hold one number, and few others do.
+  bool IsInArray() const {
+    if (text_.empty() || value_.IsEmpty()) return false;
+    switch (column_.Type()) {
+      case Kt_ColumnType::kString:
+        return code_.has_value() && (column_.NullCount() == 0 || *code_ != 0);
+      case Kt_ColumnType::kBinary:
+      case Kt_ColumnType::kVariant: return false;
+      default: return column_.NullCount() == 0 || value_.ToDouble() != 0;
+    }
+  }
+
   const Kt_Column& column_;
   std::u16string_view text_;
   Kt_Variant value_;
@@ -85,6 +142,38 @@ kt_long Kt_Dataset::Body::FindFirst(View view, kt_long start, kt_long end, Match
     if (!charge.Add(4 * Kt_WorkMeter::kUnitsPerCell)) return -1;
     const auto slot = RecordAt(view, row);
     if (slot && matches(row, *slot)) return row;
+  }
+  return -1;
+}
+
+// The same for cells of one column, many rows at a time.
+template <class Wanted>
+kt_long Kt_Dataset::Body::FindFirstCell(View view, kt_long start, kt_long end,
+                                        const Wanted& wanted) const {
+  constexpr kt_long kRowsAtOnce = 4096;
+  if (rows_.grouped) {
+    return FindFirst(view, start, end, [&](kt_long, Slot slot) { return wanted.Matches(slot); });
+  }
+  const kt_long count = ViewCount(view);
+  end = end < 0 ? count : std::min(end, count);
+  RoundCharge charge;
+  for (kt_long row = std::max(start, 0); row < end;) {
+    const kt_long stop = end - row > kRowsAtOnce ? row + kRowsAtOnce : end;
+    bool is_found = false;
+    const auto count_before = [&](auto records, std::size_t some) {
+      if (is_found) return;
+      const std::size_t before = wanted.CountBefore(records, some);
+      is_found = before < some;
+      row += static_cast<kt_long>(before);
+    };
+    const kt_long first = row;
+    rows_.index->ForEachRun(
+        view, row, stop, [&](Slot record, std::size_t some) { count_before(record, some); },
+        [&](const Slot* records, std::size_t some) { count_before(records, some); });
+    const bool goes_on =
+        charge.Add((row - first + (is_found ? 1 : 0)) * 4 * Kt_WorkMeter::kUnitsPerCell);
+    if (!goes_on) return -1;
+    if (is_found) return row;
   }
   return -1;
 }
@@ -142,7 +231,7 @@ kt_long Kt_Dataset::Body::FindCell(View view, kt_long col, std::u16string_view t
   const Wanted wanted(*cells, text);
   if (!wanted.IsPossible()) return -1;
   if (const auto found = FindHashed(view, col, wanted, start, end)) return *found;
-  return FindFirst(view, start, end, [&](kt_long, Slot slot) { return wanted.Matches(slot); });
+  return FindFirstCell(view, start, end, wanted);
 }
 
 kt_long Kt_Dataset::Body::LookupAs(View view, std::u16string_view id, std::u16string_view text,

@@ -190,7 +190,7 @@ void Kt_Pivot::SetAll(const Kt_Dataset& source, const kt::CountedVector<Slot>& s
                plain_of);
   cell_positions_.reserve(first_records.size());
   for (const Slot slot : first_records) cell_positions_.push_back(plain_of[slot]);
-  for (ValueColumn& value : values_) AddCells(value, cells.slots, ends);
+  AddCells(cells.slots, ends);
 }
 
 void Kt_Pivot::SetRows(const Sorted& sorted, kt::CountedVector<std::uint32_t>& row_of) {
@@ -255,17 +255,38 @@ void Kt_Pivot::SetCells(kt::CountedVector<std::uint64_t>& keys, kt::CountedVecto
   row_starts_.resize(rows_.size() + 1, static_cast<std::uint32_t>(cell_positions_.size()));
 }
 
-void Kt_Pivot::AddCells(ValueColumn& value, const kt::CountedVector<Slot>& slots,
+void Kt_Pivot::AddCells(const kt::CountedVector<Slot>& slots,
                         const kt::CountedVector<std::uint32_t>& ends) {
-  value.values.reserve(ends.size());
-  const bool is_average = value.what == Kt_Aggregate::kAvg;
-  if (is_average) value.weights.reserve(ends.size());
-  const auto put = [&](std::size_t, const Kt_CellFold& fold) {
-    value.values.push_back(fold.Finish());
-    if (is_average)
-      value.weights.push_back({fold.GetSum(), static_cast<kt_long>(fold.GetValueCount())});
+  const auto can_fold = [](const ValueColumn& value) {
+    return CanFoldRuns(value.what, *value.cells);
   };
-  if (FoldRuns(value.what, *value.cells, slots, CellRuns(ends), put)) return;
+  for (ValueColumn& value : values_) {
+    if (!can_fold(value)) continue;
+    value.values.resize(ends.size());
+    if (value.what == Kt_Aggregate::kAvg) value.weights.resize(ends.size());
+  }
+  const CellRuns runs(ends);
+  ShareRuns(runs, std::ranges::any_of(values_, can_fold), [&](RunRange range) {
+    for (ValueColumn& value : values_) {
+      if (!can_fold(value)) continue;
+      const bool is_average = value.what == Kt_Aggregate::kAvg;
+      FoldRuns(value.what, *value.cells, slots, runs, range,
+               [&](std::size_t cell, const Kt_CellFold& fold) {
+                 value.values[cell] = fold.Finish();
+                 if (!is_average) return;
+                 value.weights[cell] = {fold.GetSum(), static_cast<kt_long>(fold.GetValueCount())};
+               });
+    }
+  });
+  for (ValueColumn& value : values_) {
+    if (!can_fold(value)) AddCellsOf(value, slots, ends);
+  }
+}
+
+// One cell after the other.
+void Kt_Pivot::AddCellsOf(ValueColumn& value, const kt::CountedVector<Slot>& slots,
+                          const kt::CountedVector<std::uint32_t>& ends) {
+  value.values.reserve(ends.size());
   kt::CountedVector<Slot> of_cell;
   std::size_t first = 0;
   RoundCharge charge;

@@ -101,8 +101,9 @@ class KT_CLASS_API Kt_Pivot {
   void SetAll(const Kt_Dataset& source, const kt::CountedVector<Slot>& slots, std::size_t count);
   bool CanSetAll() const;
   void SetCells(kt::CountedVector<std::uint64_t>& keys, kt::CountedVector<Slot>& records);
-  static void AddCells(ValueColumn& value, const kt::CountedVector<Slot>& slots,
-                       const kt::CountedVector<std::uint32_t>& ends);
+  void AddCells(const kt::CountedVector<Slot>& slots, const kt::CountedVector<std::uint32_t>& ends);
+  static void AddCellsOf(ValueColumn& value, const kt::CountedVector<Slot>& slots,
+                         const kt::CountedVector<std::uint32_t>& ends);
   static void AddCell(ValueColumn& value, const kt::CountedVector<Slot>& slots);
   void LetGoOfSource();
   const ValueColumn* ValueOf(kt_long col) const;

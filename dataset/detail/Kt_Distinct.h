@@ -59,7 +59,8 @@ class PairNumbers {
 
   PairNumbers(std::size_t group_count, std::size_t value_count, std::size_t most_places)
       : value_count_(value_count) {
-    if (group_count * value_count <= most_places) table_.assign(group_count * value_count, kNoGroup);
+    if (group_count * value_count <= most_places)
+      table_.assign(group_count * value_count, kNoGroup);
   }
 
   std::size_t Count() const { return pairs_.size(); }

@@ -149,7 +149,8 @@ class KeyTaker : public OfGroups {
     }
     NumberCells(rows.cells, [&](auto number_of) {
       std::uint32_t* const numbers = numbers_.data();
-      EachOf(rows, [&](std::size_t row, std::uint32_t record) { numbers[row] = number_of(record); });
+      EachOf(rows,
+             [&](std::size_t row, std::uint32_t record) { numbers[row] = number_of(record); });
     });
   }
   kt_long TakeMany(kt_long first, const RowNumbers& numbers) {

@@ -30,7 +30,34 @@ kt_long FirstTrueOf(const RowNumbers& conditions) {
 // Ends the walk at the first row in which the condition is true.
 class FirstTrue {
  public:
+  struct Part {
+    kt_long found;
+    kt_long rows;
+  };
+
   FirstTrue(RowCursor& cursor, const RowExpr& condition) : cursor_(cursor), condition_(condition) {}
+
+  static const RowExpr* GetSecond() { return nullptr; }
+  static int GetOwnCost() { return 1; }
+  bool MakePart(PartRows& rows, Part& part) const {
+    const RowBlock* const conditions = rows.Of(0);
+    if (conditions == nullptr || !conditions->IsWhole()) return false;
+    part = {-1, 0};
+    while (part.rows < kRowsPerBlock && part.found < 0) {
+      const kt_long row = rows.First() + part.rows;
+      const RowNumbers some = conditions->NumbersFrom(row);
+      const kt_long at = FirstTrueOf(some);
+      if (at < some.count) part.found = row + at;
+      // No numbers: an empty one.
+      part.rows += part.found < 0 ? std::max(some.count, 1) : at + 1;
+    }
+    return true;
+  }
+  bool TakePart(const Part& part) {
+    found_ = part.found;
+    return found_ < 0;
+  }
+
   kt_long TakeMany(kt_long first, const RowNumbers& conditions) {
     const kt_long at = FirstTrueOf(conditions);
     if (at == conditions.count) return at;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -118,25 +119,40 @@ class SharedWalk {
           const bool is_made = taker_.MakePart(rows, slot.part);
           slot.state.store(is_made ? kMade : kMissed, std::memory_order_release);
         },
-        [this] { return TakeMade() && !IsNext(kMissed); });
+        [this] { return TakeMade() && !IsNext(kMissed) && !has_enough_; });
     if (!goes_on || !TakeMade()) {
       (void)cursor_.PayFor(0);
       return WalkEnd::kStopped;
     }
-    return TakeRest();
+    return has_enough_ ? WalkEnd::kByTaker : TakeRest();
   }
 
   // Takes in the parts that come next and are there. False when the work has to stop.
   bool TakeMade() {
-    while (taken_ < blocks_) {
+    while (taken_ < blocks_ && !has_enough_) {
       Slot& slot = SlotOf(taken_);
       if (slot.state.load(std::memory_order_acquire) != kMade) return true;
       if (!RowCursor::PayQuietlyFor(StepsOf(slot.part))) return false;
-      taker_.TakePart(slot.part);
+      has_enough_ = !Take(slot.part);
       slot.state.store(kOpen, std::memory_order_relaxed);
       team_.MakeRoom(++taken_);
     }
     return true;
+  }
+  // Takers that always want all rows have no answer to these.
+  template <class Part>
+  static kt_long RowsOf(const Part& part) {
+    if constexpr (requires { part.rows; }) return part.rows;
+    return kRowsPerBlock;
+  }
+  template <class Part>
+  bool Take(const Part& part) {
+    if constexpr (std::is_void_v<decltype(taker_.TakePart(part))>) {
+      taker_.TakePart(part);
+      return true;
+    } else {
+      return taker_.TakePart(part);
+    }
   }
   bool IsNext(State state) {
     return taken_ < blocks_ && SlotOf(taken_).state.load(std::memory_order_acquire) == state;
@@ -157,6 +173,7 @@ class SharedWalk {
         (void)cursor_.PayFor(0);
         return WalkEnd::kStopped;
       }
+      if (has_enough_) return WalkEnd::kByTaker;
     }
     if (kUp) {
       start_ = FirstOf(taken_);
@@ -168,7 +185,7 @@ class SharedWalk {
   }
 
   std::int64_t StepsOf(const typename Taker::Part& part) const {
-    std::int64_t steps = kRowsPerBlock * (1 + expr_.GetMapSteps());
+    std::int64_t steps = RowsOf(part) * (1 + expr_.GetMapSteps());
     if constexpr (requires { taker_.GetSecondSteps(part); }) steps += taker_.GetSecondSteps(part);
     return steps;
   }
@@ -189,6 +206,7 @@ class SharedWalk {
   kt_long round_start_ = 0;
   kt_long blocks_ = 0;  // of the round
   kt_long taken_ = 0;   // of them
+  bool has_enough_ = false;
 };
 
 // Gives the values of an expression in the rows [start, end) to `taker`, in order, as long as there
@@ -210,7 +228,8 @@ class SharedWalk {
 //       on any thread: makes a part of a block of rows. False when that needs a row that is to be
 //       evaluated by itself.
 //   void TakePart(const Part& part)
-//       in order: as if each row had been taken.
+//       in order: as if each row had been taken. May be a bool: false ends the loop; then part.rows
+//       is how many rows of the block one thread would have looked at.
 //   const RowExpr* GetSecond() const
 //       the second expression of PartRows; may be null.
 //   std::int64_t GetSecondSteps(const Part& part) const

@@ -506,11 +506,98 @@ TEST_F(TwoThreads, SortTheSame) {
   }
 }
 
+// Numbers that do not add up alike in another order, with nulls and few keys, one of them in most of
+// the rows now and then.
+Kt_Dataset RowsToGroup(std::mt19937& random) {
+  Kt_Dataset data;
+  const char16_t* const types[] = {u"string", u"long", u"double", u"double", u"currency", u"long"};
+  const char16_t* const ids[] = {u"k0", u"k1", u"k2", u"x", u"u", u"n"};
+  for (std::size_t col = 0; col < std::size(ids); ++col) data.AddColumn(ids[col], types[col]);
+  const auto below = [&](kt_long count) {
+    return static_cast<kt_long>(random() % static_cast<std::uint32_t>(count));
+  };
+  data.AppendRow(2000 + below(6000));
+  const kt_long keys[] = {1 + below(60), 1 + below(5), 1 + below(300)};
+  const kt_long common = random() % 4 == 0 ? 2 : 1;  // half of the rows have one key
+  for (kt_long row = 0; row < data.GetRowCount(); ++row) {
+    const auto key = [&](int number) { return below(common) == 0 ? below(keys[number]) : 0; };
+    const Kt_Variant cells[] = {u"key " + Kt_Variant(key(0)).ToString(),
+                                key(1),
+                                key(2) / 8.0,
+                                (below(2000) - 1000) / 7.0,
+                                Kt_Currency::FromUnits(below(100000)),
+                                below(1000)};
+    for (kt_long col = 0; col < 6; ++col) {
+      if (below(20) != 0) data.SetColumn(row, col, cells[col]);
+    }
+  }
+  data.ApplyChange();
+  for (kt_long row = data.GetRowCount() - 1; row >= 0 && random() % 4 == 0; row -= 5) {
+    data.Filter(row);
+  }
+  for (kt_long col = 3; col < 6; ++col) {
+    data.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, col, true,
+                       static_cast<Kt_Aggregate>(1 + below(5)));
+  }
+  return data;
+}
+
+TEST_F(TwoThreads, GroupTheSame) {
+  const std::int64_t before = Helper::GetPiecesBegun();
+  const char16_t* const orders[] = {u"k0", u"k1,k0", u"k2:d,k1", u"k1,k2,k0", u"k0,k2"};
+  std::mt19937 random(77);
+  for (int round = 0; round < 60 && !HasFailure(); ++round) {
+    SCOPED_TRACE(round);
+    Kt_Dataset rows = RowsToGroup(random);
+    rows.SetReverseSubSumStat(random() % 3 == 0);
+    rows.Sort(orders[random() % std::size(orders)], true, false, true);
+    if (random() % 4 == 0) rows.MoveRow(5, 900);  // nothing tells where the keys change then
+    ExpectSame([&] {
+      Kt_Dataset data(rows);
+      data.RecalcGroup();
+      return Shown(data);
+    });
+  }
+  EXPECT_GT(Helper::GetPiecesBegun() - before, 30);
+}
+
+TEST_F(TwoThreads, PivotTheSame) {
+  const std::int64_t before = Helper::GetPiecesBegun();
+  std::mt19937 random(78);
+  for (int round = 0; round < 60 && !HasFailure(); ++round) {
+    SCOPED_TRACE(round);
+    Kt_Dataset rows = RowsToGroup(random);
+    for (kt_long col = 0; col < 3; ++col) {
+      const unsigned part = random() % 3;
+      if (part == 2) continue;
+      rows.ModifyKeyStat(Kt_KeyCall::kAdd,
+                         part == 0 ? Kt_KeyType::kPivotRow : Kt_KeyType::kPivotColumn, col,
+                         random() % 2 == 0);
+    }
+    ExpectSame([&] {
+      Kt_Dataset data(rows);
+      data.RecalcPivot();
+      std::string out = Shown(data);
+      for (kt_long row = 0; row < data.GetPivotRowCount(); ++row) {
+        for (kt_long position = 0; position < data.GetPivotColCount(); ++position) {
+          for (kt_long col = 3; col < 6; ++col) {
+            const auto value = data.GetColumn(row, col, position);
+            out += kt::test::QuotedCell(value ? *value : Kt_Variant()) + '|';
+          }
+        }
+        out += '\n';
+      }
+      return out;
+    });
+  }
+  EXPECT_GT(Helper::GetPiecesBegun() - before, 60);
+}
+
 // ---- Bounds in the middle ---------------------------------------------------------------------
 
-// loads, save and sort, each with its result.
+// loads, save, sort and a cross table, each with its result.
 struct Steps {
-  static constexpr int kCount = 4;
+  static constexpr int kCount = 5;
   std::string csv = RandomCsv(4).Text(6000);
   std::string json;
   Kt_Dataset loaded;
@@ -522,6 +609,12 @@ struct Steps {
     Kt_SaveReport saved;
     (void)kt::SaveJson(loaded, u"", {}, bytes, saved);
     json = bytes.View();
+    loaded.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotRow, 0);
+    loaded.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotColumn, 1);
+    for (kt_long col = 2; col < 4; ++col) {
+      loaded.ModifyKeyStat(Kt_KeyCall::kAdd, Kt_KeyType::kPivotValue, col, true,
+                           Kt_Aggregate::kCount);
+    }
   }
   kt_long Run(int step, Kt_Dataset& data) const {
     Kt_LoadReport report;
@@ -531,7 +624,8 @@ struct Steps {
       case 0: return data.LoadCSVBytes(csv, {}, report);
       case 1: return kt::SaveCsv(data, u"", {}, bytes, saved);
       case 2: return data.LoadJson(json, {}, report);
-      default: return data.Sort(u"c0,c1:d");
+      case 3: return data.Sort(u"c0,c1:d");
+      default: return data.RecalcPivot();
     }
   }
 };

@@ -236,6 +236,8 @@ class Kt_Dataset::Body : public kt::detail::DatasetParts {
                       View view, bool present_only, Kt_Variant& result) const;
   template <class Matches>
   kt_long FindFirst(View view, kt_long start, kt_long end, Matches matches) const;
+  template <class Wanted>
+  kt_long FindFirstCell(View view, kt_long start, kt_long end, const Wanted& wanted) const;
   kt_long LookupExact(View view, std::u16string_view id, std::u16string_view text, kt_long start,
                       kt_long end) const;
   kt_long FindCell(View view, kt_long col, std::u16string_view text, kt_long start,

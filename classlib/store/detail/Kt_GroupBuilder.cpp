@@ -47,7 +47,7 @@ void GroupBuilder::Build(bool reverse, GroupView& groups) const {
     charge.AddOrLeave(cells * 16 * Kt_WorkMeter::kUnitsPerCell);
     FillKeys(records, places[LevelOf(subtotal)], subtotal);
   }
-  for (std::size_t at = 0; at < totals_.size(); ++at) FillTotals(at, records, places, groups);
+  FillTotals(records, places, groups);
   if (pivot_ != nullptr) FillPositions(records, groups);
   Place(reverse, groups);
   RangesToRows(groups);
@@ -156,25 +156,37 @@ void GroupBuilder::FillKeys(const CountedVector<Slot>& records, const Places& pl
   }
 }
 
-void GroupBuilder::FillTotals(std::size_t total, const CountedVector<Slot>& records,
-                              const std::vector<Places>& places, GroupView& groups) const {
-  const TotalColumn& column = totals_[total];
+void GroupBuilder::FillTotals(const CountedVector<Slot>& records, const std::vector<Places>& places,
+                              GroupView& groups) const {
   CountedVector<Subtotal>& all = groups.All();
-  const auto put = [&](Subtotal& subtotal, Kt_Variant value) {
+  const auto put = [&](std::size_t total, Subtotal& subtotal, Kt_Variant value) {
     const std::size_t place = places[LevelOf(subtotal)].totals[total];
-    if (place != kNoPlace) subtotal.cells[place] = {column.col, -1, std::move(value)};
+    if (place != kNoPlace) subtotal.cells[place] = {totals_[total].col, -1, std::move(value)};
+  };
+  const auto can_fold = [](const TotalColumn& total) {
+    return CanFoldRuns(total.what, *total.cells);
   };
   const GroupRuns runs(all, keys_.size());
-  const auto finish = [&](std::size_t at, const Kt_CellFold& fold) { put(all[at], fold.Finish()); };
-  if (FoldRuns(column.what, *column.cells, records, runs, finish)) return;
-
-  ChargeOrLeave(static_cast<std::int64_t>(records.size()) * Kt_WorkMeter::kUnitsPerCell);
-  const Kt_Column cells = column.cells->Gather(records);
-  for (Subtotal& subtotal : all) {
-    Kt_Variant value;
-    TotalOfCells(column.what, cells, static_cast<std::size_t>(subtotal.first),
-                 static_cast<std::size_t>(subtotal.last), value);
-    put(subtotal, std::move(value));
+  ShareRuns(runs, std::ranges::any_of(totals_, can_fold), [&](RunRange range) {
+    for (std::size_t at = 0; at < totals_.size(); ++at) {
+      if (!can_fold(totals_[at])) continue;
+      const auto& [col, what, cells] = totals_[at];
+      FoldRuns(what, *cells, records, runs, range, [&](std::size_t group, const Kt_CellFold& fold) {
+        put(at, all[group], fold.Finish());
+      });
+    }
+  });
+  for (std::size_t at = 0; at < totals_.size(); ++at) {
+    if (can_fold(totals_[at])) continue;
+    const auto& [col, what, cells] = totals_[at];
+    ChargeOrLeave(static_cast<std::int64_t>(records.size()) * Kt_WorkMeter::kUnitsPerCell);
+    const Kt_Column in_order = cells->Gather(records);
+    for (Subtotal& subtotal : all) {
+      Kt_Variant value;
+      TotalOfCells(what, in_order, static_cast<std::size_t>(subtotal.first),
+                   static_cast<std::size_t>(subtotal.last), value);
+      put(at, subtotal, std::move(value));
+    }
   }
 }
 

@@ -72,8 +72,8 @@ class GroupBuilder {
   }
   std::vector<Places> PlacesOfCells() const;
   void FillKeys(const CountedVector<Slot>& records, const Places& places, Subtotal& subtotal) const;
-  void FillTotals(std::size_t total, const CountedVector<Slot>& records,
-                  const std::vector<Places>& places, GroupView& groups) const;
+  void FillTotals(const CountedVector<Slot>& records, const std::vector<Places>& places,
+                  GroupView& groups) const;
   void FillPositions(const CountedVector<Slot>& records, GroupView& groups) const;
 
   const RowIndex& index_;

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_Helper.h"
 #include "classlib/store/Kt_Column.h"
 #include "classlib/store/Kt_Fold.h"
 #include "classlib/store/detail/Kt_RowIndex.h"
@@ -60,9 +61,63 @@ class RecordBatch {
   std::array<std::uint8_t, kRecords> present_;
 };
 
+// Runs that follow one another, and the records that they cover.
+struct RunRange {
+  std::size_t first_run;
+  std::size_t end_run;
+  std::size_t first_record;
+  std::size_t end_record;
+};
+
+// All runs in two ranges of about as many records, on the border of two runs of the outermost
+// level; no such border, or one far from the middle, leaves the second range empty.
+template <class Runs>
+std::array<RunRange, 2> HalvesOf(const Runs& runs) {
+  const std::size_t count = runs.Count();
+  const std::size_t records = count == 0 ? 0 : runs.End(count - 1);
+  const auto is_outermost = [&](std::size_t run) {
+    return runs.Level(run) + 1 == runs.LevelCount();
+  };
+  std::size_t low = 0;  // the first run that ends in the second half
+  for (std::size_t high = count; low < high;) {
+    const std::size_t middle = low + (high - low) / 2;
+    if (runs.End(middle) < records / 2) {
+      low = middle + 1;
+    } else {
+      high = middle;
+    }
+  }
+  std::size_t after = low;
+  while (after < count && !is_outermost(after)) ++after;
+  std::size_t before = low;
+  while (before > 0 && !is_outermost(before - 1)) --before;
+  const std::size_t end_before = before == 0 ? 0 : runs.End(before - 1);
+  const std::size_t end_after = after < count ? runs.End(after) : records;
+  const bool is_before = records / 2 - end_before < end_after - records / 2;
+  const std::size_t border = is_before ? before : std::min(after + 1, count);
+  const std::size_t record = is_before ? end_before : end_after;
+  if (record < records / 5 || records - record < records / 5) {
+    return {{{0, count, 0, records}, {count, count, records, records}}};
+  }
+  return {{{0, border, 0, record}, {border, count, record, records}}};
+}
+
+// fold(range) for all runs: for the halves of them on two threads, where those are allowed.
+// Nothing where there is nothing to fold.
+template <class Runs, class Fold>
+void ShareRuns(const Runs& runs, bool has_totals, Fold fold) {
+  if (!has_totals) return;
+  const std::array<RunRange, 2> halves = HalvesOf(runs);
+  const bool has_two = halves[1].first_run < halves[1].end_run;
+  Helper helper(has_two ? halves[1].end_record : 0);
+  if (!has_two) return fold(halves[0]);
+  helper.Both([&] { fold(halves[0]); }, [&] { fold(halves[1]); });
+}
+
 template <class Array, class Runs, class Put>
 void FoldCellsOfRuns(Kt_Aggregate what, Array cells, kernels::NullBits nulls,
-                     const CountedVector<Slot>& records, const Runs& runs, Put put) {
+                     const CountedVector<Slot>& records, const Runs& runs, RunRange range,
+                     Put put) {
   constexpr std::size_t kBatch = 2048;
   struct Open {
     SumOf<Array> sum;
@@ -70,14 +125,14 @@ void FoldCellsOfRuns(Kt_Aggregate what, Array cells, kernels::NullBits nulls,
   };
   std::vector<Open> levels(runs.LevelCount());  // the runs that are open
   RecordBatch<Array, kBatch> batch(cells, nulls);
-  std::size_t ended = 0;  // runs before the batch
-  for (std::size_t first = 0; first < records.size(); first += kBatch) {
-    const std::size_t end = std::min(records.size(), first + kBatch);
+  std::size_t ended = range.first_run;  // runs before the batch
+  for (std::size_t first = range.first_record; first < range.end_record; first += kBatch) {
+    const std::size_t end = std::min(range.end_record, first + kBatch);
     ChargeOrLeave(static_cast<std::int64_t>((end - first) * levels.size()) *
                   Kt_WorkMeter::kUnitsPerCell);
     batch.Read(&records[first], end - first);
     std::size_t stop = ended;  // of the runs that end in the batch
-    while (stop < runs.Count() && runs.End(stop) <= end) ++stop;
+    while (stop < range.end_run && runs.End(stop) <= end) ++stop;
     for (std::size_t level = 0; level < levels.size(); ++level) {
       Open& open = levels[level];
       std::size_t from = first;
@@ -96,31 +151,38 @@ void FoldCellsOfRuns(Kt_Aggregate what, Array cells, kernels::NullBits nulls,
   }
 }
 
-// Folds the cells of a column over runs of records, on several levels: sums, averages and counts.
-// Calls put(run, fold) for every run. False, and nothing is done, for totals of other kinds, and
-// for sums of cells that are no numbers.
+// Whether FoldRuns folds the cells of a column: sums, averages and counts, but not of cells that
+// are no numbers.
+inline bool CanFoldRuns(Kt_Aggregate what, const Kt_Column& column) {
+  if (what == Kt_Aggregate::kCount) return true;
+  if (what != Kt_Aggregate::kSum && what != Kt_Aggregate::kAvg) return false;
+  return VisitCells(column, []<class Cells>(const Cells&) {
+    return !std::is_same_v<Cells, Kt_Column::Texts> && !std::is_same_v<Cells, Kt_Column::Values>;
+  });
+}
+
+// Folds the cells of a column over runs of records, on several levels. Calls put(run, fold) for
+// every run of the range.
 //
 // Every cell is read once, for all levels: a batch of cells is laid out in the order of the
 // records, and each level takes the pieces of it that its runs cover. So a run begins at the first
 // lane of its sum however small it is.
 //
-// `runs` has Count() of them by rising ends; each has a Level(run) below LevelCount() and an
-// End(run). The runs of a level follow one another and cover all records.
+// `runs` has Count() of them by rising ends, of those with the same end the outermost last; each
+// has a Level(run) below LevelCount(), the outermost being the greatest, and an End(run). The runs
+// of a level follow one another and cover all records. REQUIRES: CanFoldRuns; where the range
+// begins and ends, an outermost run does. Threads: any; two may fold ranges that have no run in
+// common.
 template <class Runs, class Put>
-bool FoldRuns(Kt_Aggregate what, const Kt_Column& column, const CountedVector<Slot>& records,
-              const Runs& runs, Put put) {
+void FoldRuns(Kt_Aggregate what, const Kt_Column& column, const CountedVector<Slot>& records,
+              const Runs& runs, RunRange range, Put put) {
   if (what == Kt_Aggregate::kCount) {
-    FoldCellsOfRuns(what, nullptr, column.Nulls(), records, runs, put);
-    return true;
+    return FoldCellsOfRuns(what, nullptr, column.Nulls(), records, runs, range, put);
   }
-  if (what != Kt_Aggregate::kSum && what != Kt_Aggregate::kAvg) return false;
-  return VisitCells(column, [&]<class Cells>(const Cells& cells) {
-    if constexpr (std::is_same_v<Cells, Kt_Column::Texts> ||
-                  std::is_same_v<Cells, Kt_Column::Values>) {
-      return false;
-    } else {
-      FoldCellsOfRuns(what, cells.data(), column.Nulls(), records, runs, put);
-      return true;
+  VisitCells(column, [&]<class Cells>(const Cells& cells) {
+    if constexpr (!std::is_same_v<Cells, Kt_Column::Texts> &&
+                  !std::is_same_v<Cells, Kt_Column::Values>) {
+      FoldCellsOfRuns(what, cells.data(), column.Nulls(), records, runs, range, put);
     }
   });
 }
