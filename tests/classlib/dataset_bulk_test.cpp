@@ -178,6 +178,39 @@ TEST(DatasetLookup, RepeatedSearchesSeeEveryEdit) {
   }
 }
 
+// Rows that lie far behind others, among nulls and nearly equal ones.
+TEST(DatasetLookup, FarRows) {
+  const char16_t* const wanted[] = {u"4711", u"-0.125", u"12.3456", u"1999-05-06", u"far away"};
+  const char16_t* const often[] = {u"0", u"0", u"0", u"2023-03-18", u"t3"};
+  for (unsigned seed = 0; seed < 40 && !HasFailure(); ++seed) {
+    Tables tables(seed);
+    Kt_Dataset data = tables.Make(3000 + tables.Pick(7000));
+    for (int step = 0; step < 3 && seed % 2 == 0; ++step) tables.Arrange(data);
+    for (kt_long row = data.GetRowCount() - 1; row >= 0 && seed % 5 == 0; row -= 3) {
+      data.Filter(row);
+    }
+    for (int search = 0; search < 15; ++search) {
+      const kt_long col = search % 5;
+      const kt_long row = tables.Pick(data.GetRowCount());
+      const Kt_Variant before = data.ReadColumn(row, col);
+      data.SetColumn(row, col, Kt_WString(wanted[col]));
+      const Kt_WString id = data.GetColID(col);
+      for (const kt_long start : {kt_long{0}, row, row + 1}) {
+        for (const kt_long end : {data.GetRowCount(), row}) {
+          for (const char16_t* const text : {wanted[col], often[col], u""}) {
+            data.SetColumn(0, col, data.ReadColumn(0, col));  // no search finds a hash
+            Kt_Dataset fresh(data);
+            EXPECT_EQ(fresh.LookupDataRow(id, text, start, end),
+                      FirstWith(data, col, text, start, end))
+                << "seed " << seed << ' ' << id.ToUtf8() << ' ' << Kt_WString(text).ToUtf8();
+          }
+        }
+      }
+      data.SetColumn(row, col, before);
+    }
+  }
+}
+
 // Texts of their own in every row, of which the dictionary keeps no order.
 TEST(DatasetLookup, ManyDifferentTexts) {
   constexpr kt_long kRows = 140000;

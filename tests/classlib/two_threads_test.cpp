@@ -506,8 +506,8 @@ TEST_F(TwoThreads, SortTheSame) {
   }
 }
 
-// Numbers that do not add up alike in another order, with nulls and few keys, one of them in most of
-// the rows now and then.
+// Numbers that do not add up alike in another order, with nulls and few keys, one of them in most
+// of the rows now and then.
 Kt_Dataset RowsToGroup(std::mt19937& random) {
   Kt_Dataset data;
   const char16_t* const types[] = {u"string", u"long", u"double", u"double", u"currency", u"long"};

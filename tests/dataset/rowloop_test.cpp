@@ -614,10 +614,42 @@ TEST_F(SharedRows, KnownPlaces) {
   EXPECT_GT(RowTeam::blocks_there - before, 100);
 }
 
+// The first row counts, whichever thread finds one; what lies after it is not charged. Budgets that
+// end on the way there end the search.
+TEST_F(SharedRows, FirstRowFound) {
+  const std::int64_t before = RowTeam::blocks_there;
+  const auto table = Table(7, 40000);
+  constexpr kt_long kSome[] = {0, 1023, 1024, 9000, 9001, 20479, 33000, 39999, 40000};
+  for (const kt_long row : kSome) {
+    const std::string first = std::to_string(row);
+    const std::string condition = "(rowidx = " + first + " || rowidx > " + first +
+                                  " + 20 && x * 0 = 0) && rowidx * 2 - rowidx >= " + first;
+    for (const std::int64_t steps : {std::int64_t{100000}, std::int64_t{row / 2 + 1},
+                                     std::int64_t{row + 1}, std::int64_t{row + 5000}}) {
+      std::string outcomes[2];
+      for (int threads = 1; threads <= 2; ++threads) {
+        const Kt_WorkThreads allowed(threads, 1);
+        Setting setting(7, std::make_unique<Kt_Dataset>(*table));
+        Kt_RunBudget budget;
+        budget.limit_steps = steps;
+        Kt_WorkMeter meter;
+        meter.Start(&budget);
+        std::string& outcome = outcomes[threads - 1];
+        outcome = setting.Call(u"SearchRow", {Kt_WString::FromUtf8(condition)});
+        if (meter.LookNow()) outcome += std::to_string(meter.GetLeft());
+        meter.Finish();
+      }
+      EXPECT_EQ(outcomes[0], outcomes[1]) << row << ' ' << steps;
+    }
+  }
+  EXPECT_GT(RowTeam::blocks_there - before, 100);
+}
+
 // Calls that stop show what one thread shows, whatever the second one was doing.
 constexpr std::pair<const char16_t*, const char16_t*> kLongCalls[] = {
     {u"Sum", u"x * b + l"},
     {u"CaseMax", u"length(s) > 1 && l > 0"},
+    {u"SearchRow", u"length(s) > 1000 || l * 0 > a * a"},
     {u"Filter", u"a > 0 && (l > 1 || s = 'z')"},
 };
 
