@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "classlib/base/Kt_WorkThreads.h"
 #include "classlib/store/Kt_Dataset.h"
 
 namespace {
@@ -246,8 +247,18 @@ void BM_GroupTwoTexts_Plain(benchmark::State& state) {
   }
   Finish(state);
 }
-BENCHMARK(BM_GroupTwoTexts)->Arg(1000000)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_PivotTwoTexts)->Arg(1000000)->Unit(benchmark::kMillisecond);
+// The same with a second thread.
+template <void (*step)(benchmark::State&)>
+void OnTwoThreads(benchmark::State& state) {
+  const Kt_WorkThreads threads(2);
+  step(state);
+}
+#define KT_TWO(name)                                            \
+  BENCHMARK(name)->Arg(1000000)->Unit(benchmark::kMillisecond); \
+  BENCHMARK(OnTwoThreads<name>)->Name(#name "_Two")->Arg(1000000)->Unit(benchmark::kMillisecond)
+KT_TWO(BM_GroupTwoTexts);
+KT_TWO(BM_PivotTwoTexts);
+#undef KT_TWO
 BENCHMARK(BM_GroupTwoTexts_Plain)->Arg(1000000)->Unit(benchmark::kMillisecond);
 
 // ---- Searches ---------------------------------------------------------------------------------
