@@ -240,19 +240,20 @@ void Kt_Pivot::SetCells(kt::CountedVector<std::uint64_t>& keys, kt::CountedVecto
   };
   const std::uint64_t cells = std::uint64_t{rows_.size()} * positions_.size();
   kt::kernels::SortRows(keys, records, static_cast<int>(std::bit_width(cells)), charge_rows);
-  kt::CountedVector<Slot> slots;
+  kt::CountedVector<std::uint32_t> ends;
   RoundCharge charge;
   for (std::size_t at = 0; at < keys.size();) {
     const std::uint64_t key = keys[at];
-    for (slots.clear(); at < keys.size() && keys[at] == key; ++at) slots.push_back(records[at]);
-    charge.AddOrLeave(static_cast<std::int64_t>(slots.size() + 16 * values_.size()) *
-                      Kt_WorkMeter::kUnitsPerCell);
+    const std::size_t first = at;
+    while (at < keys.size() && keys[at] == key) ++at;
+    charge.AddOrLeave(static_cast<std::int64_t>(at - first + 16) * Kt_WorkMeter::kUnitsPerCell);
     const auto row = static_cast<std::size_t>(key / positions_.size());
     row_starts_.resize(row + 1, static_cast<std::uint32_t>(cell_positions_.size()));
     cell_positions_.push_back(static_cast<std::uint32_t>(key % positions_.size()));
-    for (ValueColumn& value : values_) AddCell(value, slots);
+    ends.push_back(static_cast<std::uint32_t>(at));
   }
   row_starts_.resize(rows_.size() + 1, static_cast<std::uint32_t>(cell_positions_.size()));
+  AddCells(records, ends);
 }
 
 void Kt_Pivot::AddCells(const kt::CountedVector<Slot>& slots,
