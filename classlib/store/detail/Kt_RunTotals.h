@@ -110,7 +110,7 @@ void ShareRuns(const Runs& runs, bool has_totals, Fold fold) {
   const std::array<RunRange, 2> halves = HalvesOf(runs);
   const bool has_two = halves[1].first_run < halves[1].end_run;
   Helper helper(has_two ? halves[1].end_record : 0);
-  if (!has_two) return fold(halves[0]);
+  if (!helper.IsThere()) return fold(RunRange{0, runs.Count(), 0, halves[1].end_record});
   helper.Both([&] { fold(halves[0]); }, [&] { fold(halves[1]); });
 }
 
