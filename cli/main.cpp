@@ -3,11 +3,13 @@
 #include <iostream>
 #include <new>
 
+#include "classlib/base/Kt_SoleThread.h"
 #include "cli/Kt_Cli.h"
 #include "cli/Kt_Console.h"
 
 int main(int argc, char** argv) try {
   using kt::cli::Stream;
+  const Kt_SoleThread alone;  // besides the second thread of operations and the line of progress
   kt::cli::SetUpStreams();
   std::ios::sync_with_stdio(false);
   std::cin.tie(nullptr);

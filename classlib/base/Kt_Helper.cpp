@@ -19,6 +19,7 @@
 #endif
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/base/Kt_SoleThread.h"
 #include "classlib/base/Kt_WorkThreads.h"
 #include "classlib/base/detail/Kt_SharedBounds.h"
 
@@ -135,6 +136,7 @@ struct Helper::State {
     return meter.Close();
   }
 
+  Kt_SoleThread::Pause both_count;  // longer than the thread is there
   std::mutex mutex;
   std::condition_variable changed;
   std::atomic<Phase> phase{Phase::kIdle};

@@ -44,6 +44,7 @@ Kt_WString CutMiddle(const Kt_WString& text, int width) {
 Kt_CliProgress::Kt_CliProgress(std::ostream& messages, const std::string& what)
     : what_(kt::cli::Shown(kt::WithoutPasswords(what))) {
   if (!HasTerminal(messages)) return;
+  both_use_strings_.emplace();
   try {
     thread_ = std::thread([this] {
       try {

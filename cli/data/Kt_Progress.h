@@ -5,8 +5,11 @@
 #include <condition_variable>
 #include <iosfwd>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
+
+#include "classlib/base/Kt_SoleThread.h"
 
 // A line on a terminal that says what takes so long, from about a second on, and goes when it is
 // done.
@@ -34,5 +37,6 @@ class Kt_CliProgress {
   std::mutex mutex_;
   std::condition_variable wake_;
   bool done_ = false;
+  std::optional<Kt_SoleThread::Pause> both_use_strings_;
   std::thread thread_;
 };

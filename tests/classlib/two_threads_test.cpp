@@ -16,6 +16,7 @@
 #include "classlib/base/Kt_Codes.h"
 #include "classlib/base/Kt_Helper.h"
 #include "classlib/base/Kt_Memory.h"
+#include "classlib/base/Kt_SoleThread.h"
 #include "classlib/base/Kt_WorkThreads.h"
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/store/Kt_Dataset.h"
@@ -31,11 +32,16 @@ constexpr std::int64_t kMegabyte = std::int64_t{1} << 20;
 
 // ---- The helper -------------------------------------------------------------------------------
 
-// Pieces for the second thread are done by it, however busy the machine is.
+// Pieces for the second thread are done by it, however busy the machine is. References are counted
+// as in a program of one thread before an operation and after it: the thread sanitizer finds what
+// would not be safe in that.
 class HelperTest : public testing::Test {
  protected:
   HelperTest() { Helper::SetTakesBack(false); }
   ~HelperTest() override { Helper::SetTakesBack(true); }
+
+ private:
+  const Kt_SoleThread alone_;
 };
 using TwoThreads = HelperTest;
 
@@ -74,6 +80,47 @@ TEST_F(HelperTest, DoesBothPieces) {
     });
     EXPECT_EQ(seen, std::vector<int>(1001, 1));
   }
+}
+
+TEST_F(HelperTest, CountsReferencesOfBoth) {
+  const Kt_WorkThreads threads(2, 1);
+  const Kt_WString text(u"shared by both");
+  Kt_Counted counted;
+  const auto count = [&] {
+    for (int round = 0; round < 100000; ++round) {
+      const Kt_WString copy = text;
+      counted.AddRef();
+    }
+  };
+  for (int round = 1; round <= 3; ++round) {
+    EXPECT_TRUE(Kt_SoleThread::CountsArePlain());
+    count();
+    Helper helper(1);
+    EXPECT_FALSE(Kt_SoleThread::CountsArePlain());
+    helper.Both(count, count);
+    EXPECT_EQ(counted.refs, 1 + round * 300000);
+  }
+}
+
+// A program says what is so; nothing is taken for granted where it said nothing.
+TEST(SoleThread, IsWhatTheProgramSays) {
+  std::thread([] {}).join();  // from now on the C library does not know
+  EXPECT_FALSE(Kt_SoleThread::CountsArePlain());
+  {
+    const Kt_SoleThread::Pause nobody_asked;
+    const Kt_SoleThread alone;
+    EXPECT_TRUE(Kt_SoleThread::CountsArePlain());
+    {
+      const Kt_SoleThread again;
+      std::optional<Kt_SoleThread::Pause> first(std::in_place);
+      const Kt_SoleThread::Pause second;
+      EXPECT_FALSE(Kt_SoleThread::CountsArePlain());
+      first.reset();
+      EXPECT_FALSE(Kt_SoleThread::CountsArePlain());
+    }
+    EXPECT_TRUE(Kt_SoleThread::CountsArePlain());
+  }
+  EXPECT_FALSE(Kt_SoleThread::CountsArePlain());
 }
 
 // Whichever thread does them.
