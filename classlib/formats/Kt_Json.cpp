@@ -69,13 +69,14 @@ class JsonColumns {
   std::vector<JsonColumn>& List() { return columns_; }
   const std::vector<JsonColumn>& List() const { return columns_; }
 
-  // The column of a member, made when it is the first of its name; `expected` is a guess. False at
-  // the limit.
-  bool Find(std::string_view raw, std::size_t expected, std::size_t& column) {
-    if (expected < columns_.size() && columns_[expected].raw == raw) {
-      column = expected;
-      return true;
-    }
+  // Whether the next piece is the name of that column, as it was met last; it is taken then.
+  bool TakeName(JsonScanner& scanner, std::size_t column) const {
+    return column < columns_.size() && columns_[column].raw.data() != nullptr &&
+           scanner.TakeName(columns_[column].raw);
+  }
+
+  // The column of a member, made when it is the first of its name. False at the limit.
+  bool Find(std::string_view raw, std::size_t& column) {
     if (const auto found = by_raw_.find(raw); found != by_raw_.end()) {
       column = found->second;
       return true;
@@ -358,13 +359,13 @@ class JsonLoader {
     BeginRow();
     std::size_t expected = 0;
     for (;;) {
-      Piece piece = scanner.Next();
-      if (piece == Piece::kObjectEnd) return true;
-      if (piece == Piece::kError) return Fail(scanner);
       JsonCell cell;
-      std::size_t column = 0;
-      if (!columns_.Find(scanner.Text(), expected, column)) {
-        return FailForColumns(scanner.Offset());
+      std::size_t column = expected;
+      if (!columns_.TakeName(scanner, expected)) {
+        const Piece piece = scanner.Next();
+        if (piece == Piece::kObjectEnd) return true;
+        if (piece == Piece::kError) return Fail(scanner);
+        if (!columns_.Find(scanner.Text(), column)) return FailForColumns(scanner.Offset());
       }
       cell.column = static_cast<std::uint32_t>(column);
       expected = column + 1;

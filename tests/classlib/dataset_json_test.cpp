@@ -147,6 +147,45 @@ TEST(DatasetJson, LoadsSavesAndReports) {
   EXPECT_EQ(out.GetSize(), 0u);
 }
 
+// Names that come in the order of the rows before are compared, others are read; what is wrong
+// after a known one is told as ever.
+TEST(DatasetJson, NamesInAnyOrder) {
+  const std::string row = R"({"":1,"a":2,"a\"":3,"a\\":4})";
+  const auto load = [&row](const std::string& more, Kt_LoadReport& report) {
+    Kt_Dataset data;
+    if (data.LoadJson("[" + row + "," + row + "," + more + "]", {}, report) >= 0) return Show(data);
+    return "!" + std::to_string(report.error_column) + " " + report.error.ToUtf8();
+  };
+  const std::string start = "long long long long | 1 2 3 4 | 1 2 3 4 | ";
+  const struct {
+    std::string_view text;
+    std::string_view shown;
+  } kGood[] = {
+      {"{ \"\" :5 ,\n\"a\":\t6,\"a\\\"\" : 7, \"a\\\\\" :8 }", "5 6 7 8"},
+      {R"({"a\\":8,"a\"":7,"a":6,"":5})", "5 6 7 8"},
+      {R"({"\u0061":6,"a\"":7})", "- 6 7 -"},
+      {R"({"":5,"a\"":7})", "5 - 7 -"},
+      {R"({})", "- - - -"},
+  };
+  Kt_LoadReport report;
+  for (const auto& good : kGood) {
+    EXPECT_EQ(load(std::string(good.text), report), start + std::string(good.shown)) << good.text;
+  }
+  const std::string_view kBad[] = {
+      R"({"":5 "a":6})",  R"({"":5,"a" 6})", R"({"":5,"a)",   R"({"":5,"a")",
+      R"({"":5,,"a":6})", R"({,"":5})",      R"({"":5,"a":)", R"({"":5,"a":})",
+  };
+  for (const std::string_view bad : kBad) {
+    // As where no name is known.
+    Kt_Dataset data;
+    const std::string text = "[" + std::string(bad) + "]";
+    ASSERT_LT(data.LoadJson(text, {}, report), 0) << bad;
+    const std::int64_t column = report.error_column + 2 * std::ssize(row) + 2;
+    const std::string expected = "!" + std::to_string(column) + " " + report.error.ToUtf8();
+    EXPECT_EQ(load(std::string(bad), report), expected) << bad;
+  }
+}
+
 // The n-th of many equal names costs no more than the first.
 TEST(DatasetJson, EqualNamesGetTheNextNumber) {
   Kt_UniqueIds ids;

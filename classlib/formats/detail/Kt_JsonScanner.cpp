@@ -76,11 +76,37 @@ JsonScanner::Piece JsonScanner::Fail(std::size_t at, std::u16string error) {
   return Piece::kError;
 }
 
-void JsonScanner::SkipBlanks() {
-  while (at_ < text_.size() &&
-         (text_[at_] == ' ' || text_[at_] == '\n' || text_[at_] == '\r' || text_[at_] == '\t')) {
-    ++at_;
+std::size_t JsonScanner::AfterBlanks(std::size_t at) const {
+  if (at < text_.size() && text_[at] > ' ') return at;  // most often there is none
+  while (at < text_.size() &&
+         (text_[at] == ' ' || text_[at] == '\n' || text_[at] == '\r' || text_[at] == '\t')) {
+    ++at;
   }
+  return at;
+}
+
+// Bytes that are those of a name, with a quote after them, are that name: what the first one was
+// checked for holds for them.
+bool JsonScanner::TakeName(std::string_view name) {
+  if (state_ == State::kValue || !error_.empty()) return false;
+  std::size_t at = AfterBlanks(at_);
+  if (state_ == State::kAfter) {
+    if (at >= text_.size() || text_[at] != ',') return false;
+    at = AfterBlanks(at + 1);
+  }
+  const std::size_t end = at + 1 + name.size();
+  if (end >= text_.size() || text_[at] != '"' || text_[end] != '"') return false;
+  // Names are short: a call would cost more than this.
+  for (std::size_t unit = 0; unit < name.size(); ++unit) {
+    if (text_[at + 1 + unit] != name[unit]) return false;
+  }
+  const std::size_t colon = AfterBlanks(end + 1);
+  if (colon >= text_.size() || text_[colon] != ':') return false;
+  offset_ = at;
+  piece_ = text_.substr(at + 1, name.size());
+  at_ = colon + 1;
+  state_ = State::kValue;
+  return true;
 }
 
 JsonScanner::Piece JsonScanner::Next() {

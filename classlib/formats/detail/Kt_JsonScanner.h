@@ -37,6 +37,11 @@ class JsonScanner {
   explicit JsonScanner(std::string_view text, std::size_t start = 0) : text_(text), at_(start) {}
 
   Piece Next();
+  // Takes the next piece when it is that name, as a name was given before, with no more than blanks
+  // around it: for members that come in the same order in every object. False, and nothing
+  // taken, when it is another piece, or one that Next has to look at. REQUIRES: the last piece was
+  // the start of an object or a value in one.
+  bool TakeName(std::string_view name);
   // Of the last piece: a name or string without its quotes and with its escapes, others as they
   // are written.
   std::string_view Text() const { return piece_; }
@@ -66,7 +71,8 @@ class JsonScanner {
   bool Escape();
   bool Digits();
   bool InObject() const { return !open_.empty() && open_.back(); }
-  void SkipBlanks();
+  void SkipBlanks() { at_ = AfterBlanks(at_); }
+  std::size_t AfterBlanks(std::size_t at) const;
   char Peek() const { return at_ < text_.size() ? text_[at_] : '\0'; }
   bool IsAtEnd() const { return at_ >= text_.size(); }
 
