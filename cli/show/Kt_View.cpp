@@ -35,10 +35,13 @@ void Kt_CliView::ShowSubtotals(kt_long max_level) {
   rows_.clear();
   some_rows_ = max_level > 0;
   if (!some_rows_) return;
-  for (kt_long row = 0; row < dataset_.GetRowCount(); ++row) {
+  // From the last one on, past the records of every innermost group at once: only they are many.
+  for (kt_long row = dataset_.GetRowCount() - 1; row >= 0;) {
     const kt_long level = dataset_.GetRowLevel(row);
     if (level > 0 && level <= max_level) rows_.push_back(row);
+    row = (level == 1 ? std::min(row, dataset_.GetRangeStart(row)) : row) - 1;
   }
+  std::ranges::reverse(rows_);
 }
 
 void Kt_CliView::SortRows(const std::vector<SortKey>& keys) {
