@@ -65,13 +65,31 @@ Kt_Variant Convert(Kt_ColumnType type, const Kt_Variant& value) {
   return {};
 }
 
+// Numbers are no steps, but a million of them takes time where the compiler does not optimise: the
+// clock is looked at.
+template <class Numbers>
+Numbers CopyOfNumbers(const Numbers& numbers) {
+  constexpr std::size_t kPiece = 64 * 1024;
+  Numbers copy;
+  copy.reserve(numbers.size());
+  for (std::size_t first = 0; first < numbers.size(); first += kPiece) {
+    const auto count = static_cast<std::ptrdiff_t>(std::min(kPiece, numbers.size() - first));
+    if (numbers.size() > kPiece && !kt::ChargeTime(count)) throw kt::detail::WorkStopped();
+    const auto from = numbers.begin() + static_cast<std::ptrdiff_t>(first);
+    copy.insert(copy.end(), from, from + count);
+  }
+  return copy;
+}
+
 // Values share what they hold, which takes longer than copying numbers.
 template <class Cells>
 Cells CopyOf(const Cells& cells) {
   if constexpr (std::is_same_v<Cells, Kt_Column::Values>) {
     return kt::detail::CopyOrLeave(cells);
+  } else if constexpr (std::is_same_v<Cells, Kt_Column::Texts>) {
+    return {CopyOfNumbers(cells.codes), cells.dictionary};
   } else {
-    return cells;
+    return CopyOfNumbers(cells);
   }
 }
 

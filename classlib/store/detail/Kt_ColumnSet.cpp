@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "classlib/store/detail/Kt_ColumnSet.h"
 
+#include "classlib/base/Kt_Charge.h"
+
 namespace kt::detail {
 
 // Room first, so that no name is known without its column.
@@ -30,7 +32,12 @@ kt_long ColumnSet::EndOf(kt_long col) const {
 void ColumnSet::PadTo(std::size_t rows) {
   for (DatasetColumn& column : columns_) {
     if (column.cells == nullptr || column.cells->RowCount() >= rows) continue;
+    const bool is_copied = column.cells.use_count() != 1;
     Kt_Column& cells = Own(column);
+    // A copy has no room for more: it will move.
+    if (is_copied && !kt::ChargeTime(static_cast<std::int64_t>(cells.RowCount()))) {
+      throw WorkStopped();
+    }
     cells.AppendNulls(rows - cells.RowCount());
   }
 }
