@@ -7,6 +7,7 @@
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <set>
 
 #include "classlib/text/Kt_AString.h"
 #include "cli/Kt_Bounds.h"
@@ -16,6 +17,7 @@
 #include "cli/Kt_Expr.h"
 #include "cli/Kt_File.h"
 #include "cli/Kt_Report.h"
+#include "cli/Kt_Visible.h"
 #include "cli/data/Kt_Database.h"
 #include "cli/data/Kt_Options.h"
 #include "cli/data/Kt_Progress.h"
@@ -30,6 +32,7 @@
 #include "cli/show/Kt_Table.h"
 #include "cli/show/Kt_View.h"
 #include "dataset/Kt_ExprDataset.h"
+#include "object/Kt_RunError.h"
 
 namespace kt::cli {
 namespace {
@@ -66,30 +69,44 @@ bool HasTerminal(const Streams& streams) {
   return &streams.out == &std::cout && IsTerminal(Stream::kOutput);
 }
 
-// Hears what is wrong with the computed columns of the file, wherever their cells are read.
+// Hears what is wrong with computed columns, those of the file and of --add, wherever their cells are
+// read. A fault that every row has is told once, at its place in the expression.
 class ColumnErrors : public Kt_ExprObject {
  public:
-  explicit ColumnErrors(Kt_CliReport& report) : Kt_ExprObject(nullptr), report_(report) {}
+  using Added = std::vector<Kt_SqlRequest::Added>;
+  ColumnErrors(Kt_CliReport& report, const Added& added)
+      : Kt_ExprObject(nullptr), report_(report), added_(added) {}
   int IsSystemLogMode() override { return 1; }
   void OnRunTimeError(const Kt_Result& result) override {
-    const std::string text = result.GetText().ToUtf8();
-    if (text == last_) return;  // every row has it
-    Diagnostic error = Diagnostic::Of("kt show", Diagnostic::Error(text));
-    error.code = result.GetCode();
-    report_.Tell(error);
-    last_ = text;
+    // Told with the first row that has it.
+    const bool is_new = told_.size() < kMaxTold && told_.insert(result.GetText().ToUtf8()).second;
+    if (!is_new) return;
+    const Kt_RunError& error = Kt_RunError::Last();
+    const bool is_known = error.report == result.GetCode();
+    Diagnostic told = is_known ? FromRunError(error) : Diagnostic::Error(result.GetText().ToUtf8());
+    told.code = result.GetCode();
+    for (const Kt_SqlRequest::Added& column : added_) {
+      const Part part = is_known ? FindPart(column.expression, error) : Part();
+      if (part.length == 0) continue;
+      told.text = fmt::format("column '{}': {}", Shown(column.id), told.text);
+      return report_.AtPlace(kExpressionName, column.expression, part.offset, part.length, told);
+    }
+    report_.Tell(Diagnostic::Of("kt show", std::move(told)));
   }
-  bool HasAny() const { return !last_.empty(); }
+  bool HasAny() const { return !told_.empty(); }
 
  private:
+  static constexpr std::size_t kMaxTold = 20;
+
   Kt_CliReport& report_;
-  std::string last_;
+  const Added& added_;
+  std::set<std::string> told_;
 };
 
 class Show {
  public:
   Show(const ShowOptions& options, Streams streams)
-      : options_(options), streams_(streams), report_(streams), column_errors_(report_) {
+      : options_(options), streams_(streams), report_(streams), column_errors_(report_, added_) {
     if (options.decimals >= 0) decimals_ = options.decimals;
   }
 

@@ -2,6 +2,7 @@
 #include "dataset/Kt_ExprDatasetObject.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "classlib/base/Kt_Charge.h"
 #include "classlib/store/Kt_Dataset.h"
@@ -272,6 +273,17 @@ kt_long Kt_ExprDatasetObject::ReadCell(const Kt_Dataset& dataset, const Kt_WStri
   if (!name.EqualsNoCase(u"count")) return kFailed;
   result = kt_long{1};
   return kOk;
+}
+
+void Kt_ExprDatasetObject::TakeValueOfCell(Kt_Variant& value) {
+  Kt_ExprObject* const object = Kt_ExprObject::From(value.GetHolder().GetObject());
+  const auto* const part = dynamic_cast<const Kt_ExprDatasetObject*>(object);
+  if (part == nullptr || part->kind_ != kCell) return;
+  Kt_Variant held;
+  if (const Kt_Dataset* const dataset = part->Data()) {
+    (void)part->ReadCell(*dataset, part->GetDefaultProp(), held);
+  }
+  value = std::move(held);
 }
 
 kt_long Kt_ExprDatasetObject::SetProperty(const Kt_WString& name, const Kt_VariantList*,

@@ -45,6 +45,10 @@ class KT_SCRIPT_API Kt_ExprDatasetObject : public Kt_ExprObject {
   int ConvToString(Kt_WString& out) const override;
   int ConvToStream(Kt_Buffer& out) const override;
 
+  // Of an expression over a row, whose context and its wrapper end before the value is used: a cell
+  // becomes what it holds; everything else stays. REQUIRES: an object.
+  KT_COLD static void TakeValueOfCell(Kt_Variant& value);
+
   ~Kt_ExprDatasetObject() override = default;
 
  private:

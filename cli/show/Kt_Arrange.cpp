@@ -64,12 +64,17 @@ class FirstError : public Kt_ExprObject {
   int IsSystemLogMode() override { return Kt_WorkMeter::CurrentStop() == 0 ? 1 : 0; }
   void OnSystemError(const Kt_Result& result) override { OnRunTimeError(result); }
   void OnRunTimeError(const Kt_Result& result) override {
-    if (!text_) text_ = result.GetText().ToUtf8();
+    if (text_) return;
+    text_ = result.GetText().ToUtf8();
+    if (Kt_RunError::Last().report == result.GetCode()) error_ = Kt_RunError::Last();
   }
   const std::optional<std::string>& Text() const { return text_; }
+  // With its place, as far as it is known.
+  const Kt_RunError& Error() const { return error_; }
 
  private:
   std::optional<std::string> text_;
+  Kt_RunError error_;
 };
 
 // What can be saved; nobody reads a cross table that is as wide.
@@ -427,7 +432,12 @@ class Arranger {
                       Diagnostic::Error(what + known));
       return false;
     }
-    report_.Tell(Diagnostic::Error(what, kExpressionName));
+    const Part part = FindPart(text, errors_.Error());
+    if (part.length == 0) {
+      report_.Tell(Diagnostic::Error(what, kExpressionName));
+    } else {
+      report_.AtPlace(kExpressionName, text, part.offset, part.length, FromRunError(errors_.Error()));
+    }
     return false;
   }
 

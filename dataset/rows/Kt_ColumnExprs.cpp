@@ -9,6 +9,7 @@
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/base/Kt_NativeStack.h"
 #include "classlib/store/Kt_RowReader.h"
+#include "dataset/Kt_ExprDatasetObject.h"
 #include "dataset/rows/Kt_RowCursor.h"
 #include "dataset/rows/Kt_RowExpr.h"
 #include "dataset/rows/Kt_RowMap.h"
@@ -203,7 +204,9 @@ kt_long ColumnExprs::Compute(Column& column, const Kt_Dataset& dataset, kt_long 
   }
   RowContext context(parent, nullptr, const_cast<Kt_Dataset*>(&dataset), nullptr, nullptr);
   context.SetRowPosition(row, row, 0, row);
-  return column.expr.ExecExpr(&context, result);
+  const kt_long code = column.expr.ExecExpr(&context, result);
+  if (KT_UNLIKELY(code == kOk && result.IsObject())) Kt_ExprDatasetObject::TakeValueOfCell(result);
+  return code;
 }
 
 bool ColumnExprs::InContextOf(const Kt_Dataset& dataset, const Kt_WString& text, bool is_loaded,

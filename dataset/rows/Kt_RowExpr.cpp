@@ -19,6 +19,7 @@
 #include "classlib/base/Kt_Memory.h"
 #include "classlib/store/Kt_RowReader.h"
 #include "classlib/value/Kt_VarInline.h"
+#include "dataset/Kt_ExprDatasetObject.h"
 #include "dataset/rows/Kt_RowBinding.h"
 #include "dataset/rows/Kt_RowBlock.h"
 #include "dataset/rows/Kt_RowCursor.h"
@@ -218,7 +219,10 @@ void RowExpr::ChargeMaps(std::int64_t steps, Kt_Variant& value) {
 void RowExpr::RunGeneral(RowCursor& cursor, Kt_Variant& value) {
   cursor.NoteOthersRun();
   const kt_long code = expr_.ExecExpr(&cursor.Placed(), value);
-  if (code == kOk) return;
+  if (code == kOk) {
+    if (KT_UNLIKELY(value.IsObject())) Kt_ExprDatasetObject::TakeValueOfCell(value);
+    return;
+  }
   if (code == kErrNoMemory) kt::PassMemoryFailure();
   value.Clear();
   // Reported when it was parsed; every row gives the same.

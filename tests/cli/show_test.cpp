@@ -303,6 +303,10 @@ TEST(CliShow, MessagesNameWhatIsKnown) {
        1,
        "expression:1:15: error: unknown variable 'qtty'; did you mean 'qty'? C" + columns +
            "price > 1 and qtty > 2\n              ^~~~\n"},
+      {{"--filter", "price > 1 && roud(qty) > 2"},
+       1,
+       "expression:1:14: error: unknown function: roud (did you mean 'round'?)\n"
+       "price > 1 && roud(qty) > 2\n             ^~~~\n"},
   };
   for (const auto& row : kRows) {
     const Outcome outcome = Show(kSales, row.options);
@@ -310,6 +314,22 @@ TEST(CliShow, MessagesNameWhatIsKnown) {
     EXPECT_EQ(outcome.status, row.status) << row.message;
     EXPECT_EQ(outcome.out, "") << row.message;
   }
+}
+
+// Every row has them, and every reading of its cells: each is told once.
+TEST(CliShow, FaultsOfComputedColumns) {
+  const Outcome outcome = Show("a,unit price\n1,2.5\n2,3\n3,4\n",
+                               {"--add", "n=a + nosuch", "--add", "m=roud(a)", "--add",
+                                "p=curdata[rowidx]['unit price']", "--sort", "m"});
+  EXPECT_EQ(outcome.messages,
+            "expression:1:1: error: column 'm': unknown function: roud (did you mean 'round'?)\n"
+            "roud(a)\n^~~~\n"
+            "expression:1:5: error: column 'n': unknown variable 'nosuch' (row 0)\n"
+            "a + nosuch\n    ^~~~~~\n");
+  EXPECT_EQ(outcome.out,
+            "a  unit price  n  m    p\n─  ──────────  ─  ─  ───\n1         2.5  ·  ·  2.5\n"
+            "2         3    ·  ·  3\n3         4    ·  ·  4\n");
+  EXPECT_EQ(outcome.status, 1);
 }
 
 TEST(CliShow, SeparatorsAndTablesWithoutHeader) {

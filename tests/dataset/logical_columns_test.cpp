@@ -44,6 +44,23 @@ TEST_F(LogicalColumns, AreComputedWhereverCellsAreRead) {
   EXPECT_EQ(host.TakeReports(), "");
 }
 
+// A cell that an expression names is what it holds, also where the value is used after the
+// expression has ended. Columns whose ids are no names are reached this way.
+TEST_F(LogicalColumns, CellsOfTheirDataset) {
+  data->AddLogicalColumn(u"unit price", u"b / 10", u"double");
+  data->AddLogicalColumn(u"here", u"curdata[rowidx]['unit price']", u"double");
+  data->AddLogicalColumn(u"first", u"iif(a > 1, curdata['b'][0], 7)", u"long");
+  EXPECT_EQ(Rows(), "1,10,1,1,7|2,20,2,2,10|3,30,3,3,10");
+  EXPECT_EQ(Eval(&host, u"t.Max('curdata[rowidx].b')"), "30");
+  EXPECT_EQ(Eval(&host, u"t.CaseMin('a > 1', \"curdata[rowidx]['unit price']\")"), "2.0");
+  EXPECT_EQ(Eval(&host, u"t.Sum(\"curdata[rowidx]['unit price']\")"), "6.0");
+  EXPECT_EQ(Eval(&host, u"t.SearchRow('curdata[2 - rowidx].a')"), "0");
+  data->SetColumn(1, 0, kt_long{0});
+  (void)Eval(&host, u"t.Filter('curdata[rowidx].a')");
+  EXPECT_EQ(data->GetRowCount(), 2);
+  EXPECT_EQ(host.TakeReports(), "");
+}
+
 TEST_F(LogicalColumns, BuildOnEachOther) {
   data->AddLogicalColumn(u"c0", u"a", u"double");
   data->AddLogicalColumn(u"d0", u"a + 1", u"long");
