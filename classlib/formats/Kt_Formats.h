@@ -56,6 +56,7 @@ KT_CLASS_API kt_long SaveCsv(const Kt_Dataset& dataset, std::u16string_view type
 //   [{"id": 1, "name": "a"}, {"id": 2}]       objects: a column per member, as they appear
 //   [["id", "name"], [1, "a"], [2]]           lists: the first one holds the column ids
 //   {"rows": [...], ...}                      either, beside members that are skipped
+//   {"items": [{"id": 1, "name": "a"}]}       objects in the only member, whatever it is called
 //   {"id": 1, "name": "a"}\n{"id": 2}\n       one object or list after the other
 //
 // Types that the dataset does not give are found as for CSV; types in the options are those of all

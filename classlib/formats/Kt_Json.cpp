@@ -251,28 +251,35 @@ class JsonLoader {
     return true;
   }
 
-  // An object that is all of the text and has a list "rows" holds rows, any other is one.
+  // An object that is all of the text holds rows when it has a list "rows", or has one member and
+  // that is a list of objects, as files of codes are made; any other is a row.
   bool ShapeOfObject(JsonScanner& scanner) {
-    bool has_rows = false;
-    for (;;) {
+    std::optional<std::size_t> named_rows;
+    std::optional<std::size_t> objects;
+    std::size_t members = 0;
+    for (;; ++members) {
       Piece piece = scanner.Next();
       if (piece == Piece::kObjectEnd) break;
       if (piece == Piece::kError) return Fail(scanner);
-      const bool named_rows = scanner.Text() == "rows";
+      const bool is_named_rows = scanner.Text() == "rows";
       piece = scanner.Next();
       if (piece == Piece::kError) return Fail(scanner);
-      if (named_rows && piece == Piece::kArray) {
-        has_rows = true;
-        start_ = scanner.Offset();
-      }
+      if (piece == Piece::kArray && is_named_rows) named_rows = scanner.Offset();
+      if (piece == Piece::kArray && HasObjects(scanner.Offset())) objects = scanner.Offset();
       if (IsOpening(piece) && !scanner.SkipValue()) return Fail(scanner);
     }
-    if (has_rows && scanner.Next() == Piece::kEnd) {
+    if (!named_rows && members == 1) named_rows = objects;
+    if (named_rows && scanner.Next() == Piece::kEnd) {
       shape_ = Shape::kList;
-    } else {
-      start_ = 0;
+      start_ = *named_rows;
     }
     return true;
+  }
+
+  // Whether the list there begins with an object.
+  bool HasObjects(std::size_t list) const {
+    JsonScanner scanner(text_, list);
+    return scanner.Next() == Piece::kArray && scanner.Next() == Piece::kObject;
   }
 
   // Columns and types as those of the first rows. False when the text is no JSON.
@@ -405,8 +412,13 @@ class JsonLoader {
       DropCells();
       return true;
     }
+    const std::span<const JsonCell> cells = RowCells();
+    const auto is_text = [](const JsonCell& cell) { return cell.piece == Piece::kString; };
+    if (!cells.empty() && std::ranges::none_of(cells, is_text)) {
+      return Fail(offset, u"expected the names of the columns: the first list has them");
+    }
     kt::CountedText name;
-    for (const JsonCell& cell : RowCells()) {
+    for (const JsonCell& cell : cells) {
       name.clear();
       if (cell.piece == Piece::kString) DecodeJson(cell.text, name);
       if (cell.piece == Piece::kNumber) name.assign(cell.text.begin(), cell.text.end());

@@ -63,6 +63,35 @@ TEST(DatasetJson, RulesOfCells) {
   EXPECT_EQ(dataset.GetRowCount(), 3);
 }
 
+// Which lists and objects are rows.
+TEST(DatasetJson, Shapes) {
+  constexpr std::pair<const char*, const char*> kTexts[] = {
+      {R"({"3166-1": [{"a": 1}, {"a": 2, "b": "x"}]})", "long string | 1 - | 2 x"},
+      {R"({"items": [{"a": 1}], "rows": [["b"], [2], [3]]})", "long | 2 | 3"},
+      {R"({"items": [{"a": 1}], "total": 1})", "string long | [{\"a\": 1}] 1"},
+      {R"({"items": [{"a": 1}]} {"items": [{"a": 2}]})",
+       "string | [{\"a\": 1}] | [{\"a\": 2}]"},
+      {R"({"items": [1, 2]})", "string | [1, 2]"},
+      {R"({"items": []})", "string | []"},
+      {R"([["year", 2020], [1, 2]])", "long long | 1 2"},
+      {"[[1, 2], [3, 4]]", "1:2 expected the names of the columns: the first list has them"},
+      {"\n[1, 2, 3]", "2:1 expected the names of the columns: the first list has them"},
+      {R"({"items": [{"a": 1}, {"a": 2})", "1:30 the text ends; expected ',' or ']'"},
+  };
+  for (const auto& [text, wanted] : kTexts) {
+    Kt_Dataset dataset;
+    Kt_LoadReport report;
+    std::string shown;
+    if (dataset.LoadJson(text, {}, report) >= 0) {
+      shown = Show(dataset);
+    } else {
+      shown = std::to_string(report.error_line) + ":" + std::to_string(report.error_column) + " " +
+              report.error.ToUtf8();
+    }
+    EXPECT_EQ(shown, wanted) << text;
+  }
+}
+
 // A number is what it says, whatever the notation of the rules; nothing is rounded in silence.
 TEST(DatasetJson, Numbers) {
   Kt_JsonOptions options;
