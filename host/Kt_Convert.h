@@ -64,7 +64,7 @@ KT_SCRIPT_API bool ReadNumber(const Kt_Variant& value, double& out);
 // The same without a fraction.
 KT_SCRIPT_API bool ReadWhole(const Kt_Variant& value, double& out);
 
-inline constexpr double kExactDoubles = 9007199254740992.0;  // 2^53
+inline constexpr std::int64_t kExactDoubles = 9007199254740992;  // 2^53
 [[noreturn]] KT_SCRIPT_API void ThrowInexact(const std::string& number);
 // Throws a RunError: "<whose> is a text, not <wanted>".
 [[noreturn]] KT_SCRIPT_API void ThrowKind(std::string_view whose, const Kt_Variant& value,
@@ -103,11 +103,11 @@ struct Convert<T> {
   }
   static Kt_Variant Write(T value) {
     if (std::in_range<kt_long>(value)) return static_cast<kt_long>(value);
-    const auto real = static_cast<double>(value);
-    if (real > detail::kExactDoubles || real < -detail::kExactDoubles) {
+    if (std::cmp_greater(value, detail::kExactDoubles) ||
+        std::cmp_less(value, -detail::kExactDoubles)) {
       detail::ThrowInexact(std::to_string(value));
     }
-    return real;
+    return static_cast<double>(value);
   }
 };
 

@@ -6,7 +6,13 @@
 namespace kt {
 namespace {
 
+// A number that stands alone says what it counts.
 std::string PlaceText(const Place& place) {
+  if (place.file.empty() && (place.line > 0) != (place.column > 0)) {
+    return (place.line > 0 ? "line " + std::to_string(place.line)
+                           : "column " + std::to_string(place.column)) +
+           ": ";
+  }
   std::string out = place.file;
   for (const int number : {place.line, place.column}) {
     if (number > 0) out += (out.empty() ? "" : ":") + std::to_string(number);

@@ -2,6 +2,7 @@
 #include "host/Kt_Table.h"
 
 #include <algorithm>
+#include <set>
 
 #include "classlib/formats/Kt_Formats.h"
 #include "classlib/store/Kt_Dataset.h"
@@ -94,6 +95,20 @@ kt_long At(const Table& table, std::string_view column) {
   return col;
 }
 
+// One of two columns of the same id would be lost.
+void CheckIds(std::span<const ColumnData> columns) {
+  const auto is_less = [](const Kt_WString* a, const Kt_WString* b) {
+    return kt_stricmpW(a->View(), b->View()) < 0;
+  };
+  std::set<const Kt_WString*, decltype(is_less)> ids(is_less);
+  for (const ColumnData& column : columns) {
+    const auto [found, is_new] = ids.insert(&column.id);
+    if (is_new) continue;
+    throw RunError("two columns are called '" + (*found)->ToUtf8() + "' and '" +
+                   column.id.ToUtf8() + "', which is the same id");
+  }
+}
+
 // Throws what kept a table from being loaded.
 void CheckLoaded(kt_long code, const Kt_LoadReport& report) {
   if (code >= 0) return;
@@ -103,6 +118,43 @@ void CheckLoaded(kt_long code, const Kt_LoadReport& report) {
   info.place.line = static_cast<int>(report.error_line);
   info.place.column = static_cast<int>(report.error_column);
   throw RunError(std::move(info));
+}
+// Throws what a text would lose on its way into a table, by the lines.
+void CheckLosses(const Kt_LoadReport& report) {
+  constexpr std::size_t kMaxFaults = 10;
+  std::vector<Place> faults;
+  const auto add = [&](std::int64_t line, const Kt_WString& text) {
+    Place& fault = faults.emplace_back();
+    fault.line = static_cast<int>(line);
+    fault.text = text.ToUtf8();
+  };
+  for (const Kt_LoadReport::Row& row : report.rejected) {
+    add(row.line, u"row rejected: " + row.reason);
+  }
+  for (const Kt_LoadReport::Cell& cell : report.not_converted) {
+    add(cell.line, u"cell not converted: column '" + cell.column + u"': '" + cell.text + u"'");
+  }
+  if (faults.empty()) return;
+  std::ranges::stable_sort(faults, {}, &Place::line);
+  const std::size_t all = static_cast<std::size_t>(report.rows_rejected) +
+                          static_cast<std::size_t>(report.cells_not_converted);
+  if (faults.size() > kMaxFaults) faults.resize(kMaxFaults);
+  ErrorInfo info;
+  info.place = faults.front();
+  info.text = info.place.text;
+  if (all > faults.size()) faults.emplace_back().text = std::to_string(all - faults.size()) + " more";
+  info.faults = std::move(faults);
+  throw RunError(std::move(info));
+}
+// Into a copy, which shares all that is not replaced: a load that loses something changes nothing.
+template <class Load>
+void LoadWhole(Kt_Dataset& dataset, Load load) {
+  Kt_LoadReport report;
+  if (dataset.IsEvaluating()) return CheckLoaded(load(dataset, report), report);  // is refused
+  Kt_Dataset next(dataset);
+  CheckLoaded(load(next, report), report);
+  CheckLosses(report);
+  dataset = std::move(next);
 }
 void CheckSaved(kt_long code, const Kt_SaveReport& report) {
   if (code >= 0) return;
@@ -147,6 +199,7 @@ Table& Table::Take(const Columns& columns, bool clear) {
   for (const Columns::Column& column : columns.list()) {
     list.push_back({Kt_WString::FromUtf8(column.id), column.cells});
   }
+  CheckIds(list);
   const kt_long code = LoadColumns(data(), list, clear);
   if (code < 0) {
     throw RunError(code == kFailed ? "the columns differ in length, or the table takes no rows"
@@ -234,14 +287,27 @@ Table& Table::on_changed(std::function<void(const CellChange&)> listener) {
 
 Table& Table::load_csv(std::string_view utf8) { return load_csv(utf8, Kt_CsvOptions()); }
 Table& Table::load_csv(std::string_view utf8, const Kt_CsvOptions& options) {
-  Kt_LoadReport report;
+  LoadWhole(data(), [&](Kt_Dataset& dataset, Kt_LoadReport& report) {
+    return LoadCsv(dataset, utf8, options, report);
+  });
+  node_->AnnounceRows(Kt_LoadReason::kLoaded);
+  return *this;
+}
+Table& Table::load_csv(std::string_view utf8, const Kt_CsvOptions& options, Kt_LoadReport& report) {
   CheckLoaded(LoadCsv(data(), utf8, options, report), report);
   node_->AnnounceRows(Kt_LoadReason::kLoaded);
   return *this;
 }
 Table& Table::load_json(std::string_view utf8) {
-  Kt_LoadReport report;
-  CheckLoaded(LoadJson(data(), utf8, Kt_JsonOptions(), report), report);
+  LoadWhole(data(), [&](Kt_Dataset& dataset, Kt_LoadReport& report) {
+    return LoadJson(dataset, utf8, Kt_JsonOptions(), report);
+  });
+  node_->AnnounceRows(Kt_LoadReason::kLoaded);
+  return *this;
+}
+Table& Table::load_json(std::string_view utf8, const Kt_JsonOptions& options,
+                        Kt_LoadReport& report) {
+  CheckLoaded(LoadJson(data(), utf8, options, report), report);
   node_->AnnounceRows(Kt_LoadReason::kLoaded);
   return *this;
 }

@@ -17,6 +17,8 @@ class Kt_Column;
 class Kt_Dataset;
 class Kt_ExprDataset;
 struct Kt_CsvOptions;
+struct Kt_JsonOptions;
+struct Kt_LoadReport;
 
 namespace kt {
 
@@ -303,9 +305,14 @@ class KT_SCRIPT_API Table {
 
   // ---- Texts -----------------------------------------------------------------------------------
 
+  // CSV or JSON in place of the rows, in UTF-8. Throws, and leaves the table as it was, when a record
+  // would be left out or a cell not be converted: `info().faults` has the first of them. With a
+  // report such a text is loaded too, and what was lost stands there.
   Table& load_csv(std::string_view utf8);
   Table& load_csv(std::string_view utf8, const Kt_CsvOptions& options);
+  Table& load_csv(std::string_view utf8, const Kt_CsvOptions& options, Kt_LoadReport& report);
   Table& load_json(std::string_view utf8);
+  Table& load_json(std::string_view utf8, const Kt_JsonOptions& options, Kt_LoadReport& report);
   std::string to_csv() const;
   std::string to_json() const;
 

@@ -475,7 +475,7 @@ class PyDataset {
 
 // The columns that `types` does not name have the types that the text shows.
 PyDataset FromCsv(const std::string& text, const std::string& name,
-                  const std::map<std::string, std::string>& types) {
+                  const std::map<std::string, std::string>& types, bool allow_rejects) {
   Kt_CsvOptions options;
   for (const auto& [column, type_name] : types) {
     Kt_ColumnType type{};
@@ -485,7 +485,17 @@ PyDataset FromCsv(const std::string& text, const std::string& name,
     options.rules.types.emplace_back(Kt_WString::FromUtf8(column), type);
   }
   const Unlocked unlocked;
-  return PyDataset(Table(name).load_csv(text, options));
+  Kt_LoadReport report;
+  Table table(name);
+  return PyDataset(allow_rejects ? table.load_csv(text, options, report)
+                                 : table.load_csv(text, options));
+}
+PyDataset FromJson(const std::string& text, const std::string& name, bool allow_rejects) {
+  const Unlocked unlocked;
+  Kt_LoadReport report;
+  Table table(name);
+  return PyDataset(allow_rejects ? table.load_json(text, Kt_JsonOptions(), report)
+                                 : table.load_json(text));
 }
 
 // ---- Arrow
@@ -802,14 +812,12 @@ void AddDataset(py::module_& module) {
       .def(py::init<const std::string&, const std::optional<py::dict>&>(), arg("name") = "table",
            arg("columns") = py::none())
       .def_static("from_csv", &FromCsv, arg("text"), arg("name") = "table",
-                  arg("types") = py::dict(),
-                  "Of CSV. types: those of columns, {'zip': 'string'}; the others are found out.")
-      .def_static(
-          "from_json",
-          [](const std::string& text, const std::string& name) {
-            return PyDataset(Table(name).load_json(text));
-          },
-          arg("text"), arg("name") = "table")
+                  arg("types") = py::dict(), arg("allow_rejects") = false,
+                  "Of CSV. types: those of columns, {'zip': 'string'}; the others are found out. "
+                  "Raises when a record would be left out or a cell not be converted; with "
+                  "allow_rejects it takes the rest.")
+      .def_static("from_json", &FromJson, arg("text"), arg("name") = "table",
+                  arg("allow_rejects") = false, "Of JSON; raises as from_csv does.")
       .def_static("from_arrow", &FromArrowObject, arg("data"), arg("name") = "table",
                   "Of anything with __arrow_c_stream__ or __arrow_c_array__.")
       .def("to_csv", [](const PyDataset& self) { return self.table.to_csv(); })

@@ -6,7 +6,9 @@
 #include <datetime.h>
 #include <pybind11/numpy.h>
 
+#include <bit>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "classlib/store/Kt_Column.h"
@@ -74,6 +76,35 @@ Kt_Variant IntFromPython(py::handle object) {
   return Convert<std::int64_t>::Write(number);
 }
 
+constexpr bool kIsLittle = std::endian::native == std::endian::little;
+constexpr const char* kNativeUtf16 = kIsLittle ? "utf-16-le" : "utf-16-be";
+
+// Halves of surrogate pairs, which UTF-8 does not have, are units of texts in both.
+Kt_Variant TextFromPython(PyObject* text) {
+  Py_ssize_t length = 0;
+  if (const char* const utf8 = PyUnicode_AsUTF8AndSize(text, &length)) {
+    return Kt_Variant(std::string_view(utf8, static_cast<std::size_t>(length)));
+  }
+  PyErr_Clear();
+  const auto units = py::reinterpret_steal<py::object>(
+      PyUnicode_AsEncodedString(text, kNativeUtf16, "surrogatepass"));
+  if (!units) throw py::error_already_set();
+  const std::string_view bytes(PyBytes_AS_STRING(units.ptr()),
+                               static_cast<std::size_t>(PyBytes_GET_SIZE(units.ptr())));
+  std::u16string wide(bytes.size() / 2, u'\0');
+  std::memcpy(wide.data(), bytes.data(), 2 * wide.size());
+  return Kt_Variant(Kt_WString(std::u16string_view(wide)));
+}
+
+py::object TextToPython(std::u16string_view text) {
+  int order = kIsLittle ? -1 : 1;
+  auto made = py::reinterpret_steal<py::object>(PyUnicode_DecodeUTF16(
+      reinterpret_cast<const char*>(text.data()), static_cast<Py_ssize_t>(text.size() * 2),
+      "surrogatepass", &order));
+  if (!made) throw py::error_already_set();
+  return made;
+}
+
 // One level of nesting: lists of Python may hold themselves.
 class Nesting {
  public:
@@ -115,7 +146,7 @@ py::object ToPython(const Kt_Variant& given) {
     case kTagBool: return py::bool_(value.AsInt64() != 0);
     case kTagCurrency: return CurrencyToPython(value.ToCurrency());
     case kTagDateTime: return DateToPython(value.ToDateTime());
-    case kTagString: return py::str(value.AsString().ToUtf8());
+    case kTagString: return TextToPython(value.AsStringView());
     case kTagBinary: {
       const auto bytes = value.AsBinary();
       return py::bytes(reinterpret_cast<const char*>(bytes.data()), bytes.size());
@@ -138,7 +169,7 @@ Kt_Variant FromPython(py::handle object) {
   if (PyBool_Check(raw)) return Kt_Variant(raw == Py_True);
   if (PyLong_Check(raw)) return IntFromPython(object);
   if (PyFloat_Check(raw)) return PyFloat_AS_DOUBLE(raw);
-  if (PyUnicode_Check(raw)) return Kt_Variant(object.cast<std::string_view>());
+  if (PyUnicode_Check(raw)) return TextFromPython(raw);
   if (PyBytes_Check(raw)) {
     Kt_Variant value;
     value.SetBinary(PyBytes_AS_STRING(raw), static_cast<std::size_t>(PyBytes_GET_SIZE(raw)));

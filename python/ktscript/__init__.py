@@ -38,7 +38,10 @@ def eval(expression, /, **names):  # noqa: A001
 
 
 def _series(column):
-    """A column as pandas keeps it: nullable integers, NaN and NaT for nulls, else objects."""
+    """A column as pandas keeps it: nullable integers, NaN and NaT for nulls, else objects.
+
+    Dates are objects where one of them is beyond those of pandas.
+    """
     import numpy
     import pandas
 
@@ -49,6 +52,14 @@ def _series(column):
         data = numpy.array(data)
         data[nulls] = numpy.nan
     if kind == "datetime":
+        # pandas counts nanoseconds, which end in 1677 and in 2262.
+        first, last = (int(limit.timestamp() * 1000) for limit in
+                       (pandas.Timestamp.min.ceil("s"), pandas.Timestamp.max.floor("s")))
+        if ((data < first) | (data > last)).any():
+            data = data.astype("datetime64[ms]").astype(object)
+            if nulls is not None:
+                data[nulls] = None
+            return pandas.Series(data, dtype=object)
         data = data.astype("datetime64[ms]").astype("datetime64[ns]")
         if nulls is not None:
             data[nulls] = numpy.datetime64("NaT")
@@ -78,6 +89,8 @@ def _from_pandas(frame, name="table"):
 
     columns = {}
     for label in frame.columns:
+        if str(label) in columns or isinstance(frame[label], pandas.DataFrame):
+            raise ValueError(f"two columns are called '{label}'")
         series = frame[label]
         if isinstance(series.dtype, pandas.DatetimeTZDtype):
             series = series.dt.tz_localize(None)

@@ -285,6 +285,35 @@ def test_pandas_in_and_out():
     assert dataset[0, "qty"] == 2 and dataset.state(0) == "normal"
 
 
+def test_what_pandas_and_scripts_do_not_share():
+    # Dates beyond the nanoseconds of pandas are objects; nothing wraps round.
+    days = [datetime.datetime(1, 1, 1), None, datetime.datetime(1850, 5, 1, 12, 30)]
+    back = ktscript.Dataset.from_pandas(pandas.DataFrame({"day": days}, dtype=object)).to_pandas()
+    assert back["day"].tolist() == days
+    limits = [pandas.Timestamp("1677-09-22"), pandas.Timestamp("2262-04-11")]
+    back = ktscript.Dataset.from_pandas(pandas.DataFrame({"day": limits})).to_pandas()
+    assert back["day"].dtype == "datetime64[ns]" and back["day"].tolist() == limits
+
+    for names in [["a", "a"], ["a", "A"]]:
+        with pytest.raises((ValueError, ktscript.RunError), match="two columns are called 'a'"):
+            ktscript.Dataset.from_pandas(pandas.DataFrame([[1, 2]], columns=names))
+    for number in [2**53 + 1, -2**53 - 1]:
+        with pytest.raises(ktscript.RunError, match="too large to be exact"):
+            ktscript.Dataset("t", {"n": numpy.array([number])})
+    # Half a surrogate pair, which UTF-8 does not have.
+    assert ktscript.eval("x + '!'", x="a\ud800\U0001F600") == "a\ud800\U0001F600!"
+
+
+def test_texts_are_loaded_whole_or_not_at_all():
+    text = "a,b\n1,2,3\n4,5\n"
+    with pytest.raises(ktscript.RunError, match="line 2: row rejected: more cells than columns"):
+        ktscript.Dataset.from_csv(text)
+    assert ktscript.Dataset.from_csv(text, allow_rejects=True)["a"] == [4]
+    with pytest.raises(ktscript.RunError, match="line 1: row rejected"):
+        ktscript.Dataset.from_json('[{"a": 1}, 2]')
+    assert ktscript.Dataset.from_json('[{"a": 1}, 2]', allow_rejects=True)["a"] == [1]
+
+
 def test_arrow_in_and_out():
     dataset = ktscript.Dataset.from_pandas(frame_of_all_kinds())
 

@@ -174,7 +174,7 @@ TEST(HostBind, ErrorsHaveTheirPlace) {
   EXPECT_EQ(error.calls[1].function, "main");
   EXPECT_EQ(error.calls[1].line, 4);
   EXPECT_THAT(heard, ElementsAre("unknown variable 'prise'"));
-  EXPECT_EQ(Outcome([&] { return engine.eval("2 +"); }), "syntax: 4: expression ends too early");
+  EXPECT_EQ(Outcome([&] { return engine.eval("2 +"); }), "syntax: column 4: expression ends too early");
   // Names of the host are suggested.
   engine.function("price_of", [](int x) { return x; });
   EXPECT_THAT(Outcome([&] { return engine.eval("price_off(2)"); }), HasSubstr("price_of'"));
@@ -335,7 +335,7 @@ TEST(HostBind, FormulasOverNumbersAndValues) {
   total.evaluate({prices, quantities}, totals);
   EXPECT_THAT(totals, ElementsAre(10, 20, 30));
   EXPECT_EQ(Outcome([&] { return kt::Formula("prise * 2", {"price"})(1); }),
-            "run: 1: unknown variable 'prise' (did you mean 'price'?)");
+            "run: column 1: unknown variable 'prise' (did you mean 'price'?)");
   EXPECT_EQ(Outcome([&] { return total(1); }), "run: the formula has 2 names, 1 values came");
   EXPECT_THAT(Outcome([&] { return kt::Formula("a b", {"a"})(1); }), HasSubstr("syntax: "));
 
@@ -404,6 +404,16 @@ TEST(HostBind, TablesInAndOut) {
   EXPECT_EQ(wide.to_csv(), "big:double,day:datetime\r\n1,1970-01-01\r\n5000000000,1970-01-01\r\n");
   EXPECT_EQ(kt::Table().load_json(wide.to_json()).values<double>("big")[1], 5e9);
   EXPECT_THAT(Outcome([&] { wide.load_json("[{]"); }), HasSubstr("run: 1:"));
+  for (const std::int64_t big : {(1LL << 53) + 1, -(1LL << 53) - 1}) {
+    EXPECT_THAT(Outcome([&] { wide.load(kt::Columns().add("n", std::vector{big})); }),
+                HasSubstr("too large to be exact"));
+  }
+  EXPECT_EQ(wide.load(kt::Columns().add("n", std::vector{1LL << 53})).values<double>("n")[0],
+            9007199254740992.0);
+  EXPECT_EQ(Outcome([&] {
+              wide.load(kt::Columns().add("n", std::vector{1}).add("N", std::vector{2}));
+            }),
+            "run: two columns are called 'n' and 'N', which is the same id");
   EXPECT_THAT(
       Outcome([&] { wide.load(kt::Columns().add("n", std::vector<std::int64_t>{1LL << 60})); }),
       HasSubstr("too large to be exact"));
@@ -497,6 +507,31 @@ TEST(HostBind, FunctionsCallBackIntoTheEngine) {
   EXPECT_EQ(engine.try_eval("inner()").error().code, kErrStepBudget);
 }
 
+// A text that would lose something is refused as a whole, unless the host wants to hear what.
+TEST(HostBind, TextsAreLoadedWholeOrNotAtAll) {
+  kt::Table table("t");
+  table.load_csv("a:long,b\n1,x\n");
+  const std::string before = table.to_csv();
+  const std::string_view broken = "a:long,b\n1,x,y\n2,z\nthree,w\n";
+  EXPECT_EQ(Outcome([&] { table.load_csv(broken); }),
+            "run: line 2: row rejected: more cells than columns\n"
+            "line 4: cell not converted: column 'a': 'three'");
+  EXPECT_EQ(Outcome([&] { table.load_json("[{\"a\": 5},\n7]"); }),
+            "run: line 2: row rejected: expected an object");
+  std::string many = "a:long\n";
+  for (int row = 0; row < 5000; ++row) many += "x\n";
+  EXPECT_THAT(Outcome([&] { table.load_csv(many); }), HasSubstr("column 'a': 'x'\n4990 more"));
+  EXPECT_EQ(table.to_csv(), before);
+
+  Kt_LoadReport report;
+  table.load_csv(broken, Kt_CsvOptions(), report);
+  EXPECT_EQ(report.rows_rejected, 1);
+  EXPECT_EQ(report.cells_not_converted, 1);
+  EXPECT_EQ(table.to_csv(), "a:long,b:string\r\n2,z\r\n0,w\r\n");
+  table.load_json("[{\"a\": 5},\n7]", Kt_JsonOptions(), report);
+  EXPECT_EQ(table.rows(), 1);
+}
+
 TEST(HostBind, EnginesShareAProgram) {
   const kt::IncludeSource source = [](const std::string& name, const std::string&) {
     return name == "more" ? std::optional("function more(n) { return hosted(n) + 1; }")
@@ -535,7 +570,7 @@ TEST(HostBind, EnginesShareAProgram) {
   }
 
   // It may go before the engines that have loaded it.
-  EXPECT_EQ(Outcome([&] { kt::Engine().load(*program); }), "run: 1: unknown function: hosted");
+  EXPECT_EQ(Outcome([&] { kt::Engine().load(*program); }), "run: column 1: unknown function: hosted");
   kt::Engine engine;
   engine.function("hosted", [](int n) { return n; }).load(*program);
   program.reset();
