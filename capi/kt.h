@@ -283,8 +283,8 @@ KT_C_API kt_status kt_dataset_export(const kt_dataset* dataset, int states, int 
                                      kt_error** error);
 KT_C_API kt_status kt_dataset_import(kt_dataset* dataset, const struct ArrowSchema* schema,
                                      const struct ArrowArray* array, int append, kt_error** error);
-/* In place of the rows. Fails, and leaves them as they were, when a record would be left out or a cell
- * not be converted; the error names the first places. */
+/* In place of the rows. Fails, and leaves them as they were, when a record would be left out or a
+ * cell not be converted; the error names the first places. */
 KT_C_API kt_status kt_dataset_load_csv(kt_dataset* dataset, const char* text, kt_error** error);
 KT_C_API kt_status kt_dataset_load_json(kt_dataset* dataset, const char* text, kt_error** error);
 /* The text as a value. */

@@ -69,8 +69,8 @@ bool HasTerminal(const Streams& streams) {
   return &streams.out == &std::cout && IsTerminal(Stream::kOutput);
 }
 
-// Hears what is wrong with computed columns, those of the file and of --add, wherever their cells are
-// read. A fault that every row has is told once, at its place in the expression.
+// Hears what is wrong with computed columns, those of the file and of --add, wherever their cells
+// are read. A fault that every row has is told once, at its place in the expression.
 class ColumnErrors : public Kt_ExprObject {
  public:
   using Added = std::vector<Kt_SqlRequest::Added>;

@@ -142,7 +142,8 @@ void CheckLosses(const Kt_LoadReport& report) {
   ErrorInfo info;
   info.place = faults.front();
   info.text = info.place.text;
-  if (all > faults.size()) faults.emplace_back().text = std::to_string(all - faults.size()) + " more";
+  if (all > faults.size())
+    faults.emplace_back().text = std::to_string(all - faults.size()) + " more";
   info.faults = std::move(faults);
   throw RunError(std::move(info));
 }

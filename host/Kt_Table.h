@@ -305,9 +305,9 @@ class KT_SCRIPT_API Table {
 
   // ---- Texts -----------------------------------------------------------------------------------
 
-  // CSV or JSON in place of the rows, in UTF-8. Throws, and leaves the table as it was, when a record
-  // would be left out or a cell not be converted: `info().faults` has the first of them. With a
-  // report such a text is loaded too, and what was lost stands there.
+  // CSV or JSON in place of the rows, in UTF-8. Throws, and leaves the table as it was, when a
+  // record would be left out or a cell not be converted: `info().faults` has the first of them.
+  // With a report such a text is loaded too, and what was lost stands there.
   Table& load_csv(std::string_view utf8);
   Table& load_csv(std::string_view utf8, const Kt_CsvOptions& options);
   Table& load_csv(std::string_view utf8, const Kt_CsvOptions& options, Kt_LoadReport& report);

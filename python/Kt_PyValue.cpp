@@ -98,9 +98,9 @@ Kt_Variant TextFromPython(PyObject* text) {
 
 py::object TextToPython(std::u16string_view text) {
   int order = kIsLittle ? -1 : 1;
-  auto made = py::reinterpret_steal<py::object>(PyUnicode_DecodeUTF16(
-      reinterpret_cast<const char*>(text.data()), static_cast<Py_ssize_t>(text.size() * 2),
-      "surrogatepass", &order));
+  auto made = py::reinterpret_steal<py::object>(
+      PyUnicode_DecodeUTF16(reinterpret_cast<const char*>(text.data()),
+                            static_cast<Py_ssize_t>(text.size() * 2), "surrogatepass", &order));
   if (!made) throw py::error_already_set();
   return made;
 }

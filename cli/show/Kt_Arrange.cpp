@@ -436,7 +436,8 @@ class Arranger {
     if (part.length == 0) {
       report_.Tell(Diagnostic::Error(what, kExpressionName));
     } else {
-      report_.AtPlace(kExpressionName, text, part.offset, part.length, FromRunError(errors_.Error()));
+      report_.AtPlace(kExpressionName, text, part.offset, part.length,
+                      FromRunError(errors_.Error()));
     }
     return false;
   }

@@ -174,7 +174,8 @@ TEST(HostBind, ErrorsHaveTheirPlace) {
   EXPECT_EQ(error.calls[1].function, "main");
   EXPECT_EQ(error.calls[1].line, 4);
   EXPECT_THAT(heard, ElementsAre("unknown variable 'prise'"));
-  EXPECT_EQ(Outcome([&] { return engine.eval("2 +"); }), "syntax: column 4: expression ends too early");
+  EXPECT_EQ(Outcome([&] { return engine.eval("2 +"); }),
+            "syntax: column 4: expression ends too early");
   // Names of the host are suggested.
   engine.function("price_of", [](int x) { return x; });
   EXPECT_THAT(Outcome([&] { return engine.eval("price_off(2)"); }), HasSubstr("price_of'"));
@@ -410,10 +411,9 @@ TEST(HostBind, TablesInAndOut) {
   }
   EXPECT_EQ(wide.load(kt::Columns().add("n", std::vector{1LL << 53})).values<double>("n")[0],
             9007199254740992.0);
-  EXPECT_EQ(Outcome([&] {
-              wide.load(kt::Columns().add("n", std::vector{1}).add("N", std::vector{2}));
-            }),
-            "run: two columns are called 'n' and 'N', which is the same id");
+  EXPECT_EQ(
+      Outcome([&] { wide.load(kt::Columns().add("n", std::vector{1}).add("N", std::vector{2})); }),
+      "run: two columns are called 'n' and 'N', which is the same id");
   EXPECT_THAT(
       Outcome([&] { wide.load(kt::Columns().add("n", std::vector<std::int64_t>{1LL << 60})); }),
       HasSubstr("too large to be exact"));
@@ -570,7 +570,8 @@ TEST(HostBind, EnginesShareAProgram) {
   }
 
   // It may go before the engines that have loaded it.
-  EXPECT_EQ(Outcome([&] { kt::Engine().load(*program); }), "run: column 1: unknown function: hosted");
+  EXPECT_EQ(Outcome([&] { kt::Engine().load(*program); }),
+            "run: column 1: unknown function: hosted");
   kt::Engine engine;
   engine.function("hosted", [](int n) { return n; }).load(*program);
   program.reset();
