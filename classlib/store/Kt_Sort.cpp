@@ -9,6 +9,7 @@
 #include <numeric>
 
 #include "classlib/base/Kt_Charge.h"
+#include "classlib/store/Kt_ListedColumn.h"
 #include "classlib/store/Kt_Pivot.h"
 #include "classlib/store/Kt_SortItem.h"
 #include "classlib/store/detail/Kt_BatchReader.h"
@@ -252,7 +253,7 @@ bool Kt_Dataset::Body::ParseSortKeys(std::u16string_view list, bool ascending,
     Kt_WString item = items.GetItem(number);
     item.Trim();
     if (item.IsEmpty()) continue;
-    const auto find = [this](const Kt_WString& id) { return self_.GetColIndex(id); };
+    const auto find = [this](const Kt_WString& id) { return kt::FindListedColumn(self_, id); };
     const Kt_SortItem read = Kt_SortItem::Read(item, find);
     if (read.col < 0) return false;
     keys.push_back({read.col, ascending != read.is_descending});

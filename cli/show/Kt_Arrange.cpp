@@ -7,6 +7,7 @@
 #include <ostream>
 
 #include "classlib/store/Kt_Fold.h"
+#include "classlib/store/Kt_ListedColumn.h"
 #include "classlib/store/Kt_SortItem.h"
 #include "classlib/text/Kt_NearestName.h"
 #include "classlib/text/Kt_WStrList.h"
@@ -215,7 +216,7 @@ class Arranger {
                        std::vector<NamedColumn>& columns) {
     return ReadList(
         option, list, ColumnNames(dataset_),
-        [this](const Kt_WString& name) { return dataset_.GetColIndex(name); }, columns);
+        [this](const Kt_WString& name) { return FindListedColumn(dataset_, name); }, columns);
   }
 
   bool SortsResult() const { return wanted_.totals_only || !wanted_.pivot.empty(); }

@@ -157,21 +157,28 @@ std::ptrdiff_t Kt_CliView::FindColumn(std::u16string_view name) const {
   const std::ptrdiff_t by_heading =
       find([name](const Column& column) { return column.heading.EqualsNoCase(name); });
   if (by_heading >= 0) return by_heading;
-  return find([this, name](const Column& column) {
+  const std::ptrdiff_t by_id = find([this, name](const Column& column) {
     return column.col >= 0 && dataset_.GetColID(column.col).EqualsNoCase(name);
+  });
+  if (by_id >= 0) return by_id;
+  return find([name](const Column& column) {
+    Kt_WString heading(column.heading);
+    heading.Trim();
+    return heading.EqualsNoCase(name);
   });
 }
 
 bool Kt_CliView::CopyTo(Kt_Dataset& target, kt_long max_rows) const {
   const kt_long rows = max_rows > 0 ? std::min(max_rows, RowCount()) : RowCount();
   target.ClearAll();
+  Kt_UniqueIds ids;  // a heading may be empty, as that of a null in a cross table
   for (std::size_t column = 0; column < columns_.size(); ++column) {
     Kt_ColumnType type = columns_[column].type;
     // A sum of whole numbers that is too great for one is a double.
     for (kt_long row = 0; row < rows && type == Kt_ColumnType::kLong && GoesOn(); ++row) {
       if (Cell(row, column).IsDouble()) type = Kt_ColumnType::kDouble;
     }
-    if (target.AddColumn(columns_[column].heading, type) < 0) return false;
+    if (target.AddColumn(ids.MakeHeading(columns_[column].heading), type) < 0) return false;
   }
   if (rows > 0 && target.AppendRow(rows) < 0) return false;
   for (kt_long row = 0; row < rows && GoesOn(columns_.size()); ++row) {

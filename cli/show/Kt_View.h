@@ -81,7 +81,8 @@ class Kt_CliView {
   bool IsNull(kt_long row, std::size_t column) const;
   // What made the value of a cell of many others; kNone: it is as it was loaded.
   Kt_Aggregate MadeBy(kt_long row, std::size_t column) const;
-  // The column of that heading or of that dataset column, without regard to case; -1: none.
+  // The column of that heading or of that dataset column, without regard to case and to blanks at
+  // the ends of the heading; -1: none.
   std::ptrdiff_t FindColumn(std::u16string_view name) const;
 
   // The rows of the view, without the total, as records of a dataset, columns named by the

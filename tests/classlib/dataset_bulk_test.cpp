@@ -305,6 +305,21 @@ TEST(DatasetSort, SeveralKeysAreEachInTurn) {
 
 // Doubles that only their last bits tell apart, beside ones of any size: more bits than a word has
 // room for beside a row, in runs that are short, long, and of equal ones.
+// Headings of files may have blanks at their ends, items of the list have none.
+TEST(DatasetSort, IdsWithBlanks) {
+  Kt_Dataset data(u"d");
+  ASSERT_EQ(data.LoadCSV(u" a,b ,b\n1,5,2\n2,4,1\n3,5,3\n"), 3);
+  const auto order = [&](const char16_t* keys) {
+    EXPECT_EQ(data.Sort(keys), 1);
+    std::string out;
+    for (kt_long row = 0; row < 3; ++row) out += data.ReadColumn(row, 0).ToString().ToUtf8();
+    return out;
+  };
+  EXPECT_EQ(order(u"a:d"), "321");
+  EXPECT_EQ(order(u"b, a"), "213") << "the id that is exactly the item";
+  EXPECT_EQ(data.Sort(u"c"), -1);
+}
+
 TEST(DatasetSort, DoublesThatDifferInTheirLastBits) {
   std::mt19937_64 random(12);
   for (const kt_long kinds : {3, 300, 5000}) {

@@ -249,6 +249,9 @@ TEST(CliShow, ResultsAsData) {
        "{\"region\":null,\"rows\":1,\"sum(qty)\":2}\n]\n"},
       {{"--pivot", "product:region:qty", "--csv", "--filter", "product = 'pears'"},
        "product,North,South,total\r\npears,1,7,8\r\n"},
+      // The key of a column is null: it is called by its place.
+      {{"--pivot", "product:region:qty", "--csv", "--filter", "price <> 12.5 && qty <= 2"},
+       "product,column2,North,West,total\r\npears,,1,,1\r\nplums,2,,,2\r\n漢字の製品,,,-4,-4\r\n"},
   };
   ExpectShown(kRows);
 
@@ -330,6 +333,18 @@ TEST(CliShow, FaultsOfComputedColumns) {
             "a  unit price  n  m    p\n─  ──────────  ─  ─  ───\n1         2.5  ·  ·  2.5\n"
             "2         3    ·  ·  3\n3         4    ·  ·  4\n");
   EXPECT_EQ(outcome.status, 1);
+}
+
+// Lists of options have no blanks at the ends of their items.
+TEST(CliShow, HeadingsWithBlanksAtTheirEnds) {
+  const char* const text = "k, v ,w\na,1,5\na,2,6\nb,4,7\n";
+  EXPECT_EQ(Show(text, {"--group", "k", "--sum", "v", "--totals-only", "--sort", "k:d", "--csv"}).out,
+            "k,rows,sum( v )\r\nb,1,4\r\na,2,3\r\n");
+  EXPECT_EQ(Show(text, {"--sort", "v:d", "--columns", "w,v", "--csv"}).out,
+            "w, v \r\n7,4\r\n6,2\r\n5,1\r\n");
+  EXPECT_EQ(Show(text, {"--group", "v", "--sum", "w", "--totals-only", "--csv"}).out,
+            " v ,rows,sum(w)\r\n1,1,5\r\n2,1,6\r\n4,1,7\r\n");
+  EXPECT_EQ(Show(text, {"--pivot", "k:v:w", "--chart", "total"}).status, 0);
 }
 
 TEST(CliShow, SeparatorsAndTablesWithoutHeader) {
