@@ -245,7 +245,11 @@ class SheetReader : public kt::detail::XmlEvents {
   }
 
   void AddTo(ColumnBuilder& cells) {
-    if (!cell_.has_value) return NotConverted(cells, u"a formula without a value");
+    // Programs that compute nothing write an empty value.
+    const bool is_empty = cell_.kind == Cell::Kind::kNumber && cell_.text.empty();
+    if (!cell_.has_value || (cell_.has_formula && is_empty)) {
+      return NotConverted(cells, u"a formula without a value");
+    }
     switch (cell_.kind) {
       case Cell::Kind::kNumber: return AddNumber(cells);
       case Cell::Kind::kBool: return cells.AddInteger(cell_.text == "1" || cell_.text == "true");
