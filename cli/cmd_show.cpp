@@ -28,6 +28,7 @@
 #include "cli/show/Kt_Html.h"
 #include "cli/show/Kt_Markdown.h"
 #include "cli/show/Kt_Pushdown.h"
+#include "cli/show/Kt_Result.h"
 #include "cli/show/Kt_Sheet.h"
 #include "cli/show/Kt_Table.h"
 #include "cli/show/Kt_View.h"
@@ -383,6 +384,13 @@ class Show {
 
   bool PrintData(const Kt_Dataset& data, const Kt_CliView& view) {
     if (!PrintsData()) return true;
+    if (options_.json && !data_options_.save_code_page) {
+      Kt_Buffer json;
+      std::string reason;
+      if (!ShownJson(data, Kt_JsonLayout::kList, json, reason)) return Fail(reason);
+      streams_.out << json.View();
+      return true;
+    }
     const DataFormat format = options_.json  ? DataFormat::kJson
                               : options_.csv ? DataFormat::kCsv
                                              : DataFormat::kMarkdown;

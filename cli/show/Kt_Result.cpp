@@ -45,22 +45,28 @@ bool PrintValue(const Kt_Variant& value, std::ostream& out, std::string& reason)
   return true;
 }
 
-bool ResultJson(const Kt_Variant& value, CountedBytes& json, std::string& reason) {
-  const Kt_Dataset* const dataset = DatasetOf(value);
-  if (dataset == nullptr) return ToJson(value, json, reason);
+bool ShownJson(const Kt_Dataset& dataset, Kt_JsonLayout layout, Kt_Buffer& json,
+               std::string& reason) {
   Kt_JsonSaveOptions options;
-  options.layout = Kt_JsonLayout::kOneLine;
+  options.layout = layout;
   options.show_object = [](const Kt_Variant& object, std::string& out) {
     CountedBytes text;
     const bool is_shown = ToJson(object, text);
     out += text;
     return is_shown;
   };
-  Kt_Buffer text;
   Kt_SaveReport report;
-  const bool saved = dataset->SaveJson(text, {}, options, report) >= 0;
-  json = text.View();
+  const bool saved = dataset.SaveJson(json, {}, options, report) >= 0;
   reason = Kt_WorkMeter::CurrentStop() != 0 ? StopReason() : report.error.ToUtf8();
+  return saved;
+}
+
+bool ResultJson(const Kt_Variant& value, CountedBytes& json, std::string& reason) {
+  const Kt_Dataset* const dataset = DatasetOf(value);
+  if (dataset == nullptr) return ToJson(value, json, reason);
+  Kt_Buffer text;
+  const bool saved = ShownJson(*dataset, Kt_JsonLayout::kOneLine, text, reason);
+  json = text.View();
   return saved;
 }
 

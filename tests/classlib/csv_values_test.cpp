@@ -42,9 +42,12 @@ class Vocabulary {
       : rules_(options.rules), random_(random) {
     AddNumbers();
     AddDates();
-    for (const char* const text : {"word", "two words", "007", "9007199254740993", "1e999", "10%",
-                                   "0x10", "1..2", "+", "é", "true", "2024-02-30", "2024-13-01",
-                                   "1-2", "'", "a:b", "1.5.", "--1", "1e", "e5", "5 kg"}) {
+    for (const char* const text : {"word",       "two words", "007",  "9007199254740993",
+                                   "1e999",      "10%",       "0x10", "1..2",
+                                   "+",          "é",         "true", "2024-02-30",
+                                   "2024-13-01", "1-2",       "'",    "a:b",
+                                   "1.5.",       "--1",       "1e",   "e5",
+                                   "5 kg"}) {
       Add(text, {});
     }
     Add("  ", {Kind::kNull});
@@ -114,8 +117,9 @@ class Vocabulary {
       AddNumber(std::to_string(random_() % 1000) + "." + std::to_string(random_()) +
                     std::to_string(random_()) + std::to_string(random_()),
                 Kind::kDouble);
-      AddNumber(std::to_string(random_() % 100) + ".5e" + std::to_string(int(random_() % 600) - 300),
-                Kind::kDouble);
+      AddNumber(
+          std::to_string(random_() % 100) + ".5e" + std::to_string(int(random_() % 600) - 300),
+          Kind::kDouble);
     }
     for (const char* const text : {"2147483647", "-2147483648", "+12", "0"}) {
       AddNumber(text, Kind::kLong);
@@ -186,10 +190,12 @@ class File {
     for (std::size_t col = 0; col < columns_; ++col) kinds_.push_back(vocabulary_->AnyKind());
     if (Roll(8) == 0) text_ += u'\xFEFF';
     for (std::int64_t line = 0; line < options_.skip; ++line) text_ += u"left out; \"\n";
-    if (options_.header) AddRecord([](std::size_t col) { return u"c" + std::u16string(col, u'x'); });
+    if (options_.header)
+      AddRecord([](std::size_t col) { return u"c" + std::u16string(col, u'x'); });
     const std::size_t rows = Roll(20) == 0 ? 3000 : Roll(40);
     for (std::size_t row = 0; row < rows; ++row) {
-      if (options_.comment != 0 && Roll(9) == 0) text_ += options_.comment + std::u16string(u"\"x\n");
+      if (options_.comment != 0 && Roll(9) == 0)
+        text_ += options_.comment + std::u16string(u"\"x\n");
       AddRecord([&](std::size_t col) { return Cell(col); });
     }
   }
@@ -298,8 +304,7 @@ Kt_ColumnType TypeOf(const File& file, const std::vector<PlainCsv::Record>& reco
 
 void ExpectCell(const Kt_Variant& value, const PlainCsv::Cell& cell, const Meaning& meaning,
                 Kt_ColumnType type, bool has_null_tokens) {
-  const bool is_null_token = meaning.kind == Kind::kNull && has_null_tokens &&
-                             !IsBlank(cell.text);
+  const bool is_null_token = meaning.kind == Kind::kNull && has_null_tokens && !IsBlank(cell.text);
   if (type == Kt_ColumnType::kString) {
     const bool is_null = cell.IsNull() || is_null_token;
     EXPECT_EQ(value.IsEmpty(), is_null) << Utf8(cell.text);
@@ -324,9 +329,9 @@ TEST(CsvValues, AreThoseOfThePlainReader) {
                                     << Utf8(file.Text()).substr(0, 2000));
     Kt_Dataset data;
     Kt_LoadReport report;
-    const kt_long loaded =
-        seed % 2 == 0 ? data.LoadCSVBytes(Utf8(file.Text()), file.Options(), report)
-                      : data.LoadCSV(Kt_WString(file.Text()), file.Options(), report);
+    const kt_long loaded = seed % 2 == 0
+                               ? data.LoadCSVBytes(Utf8(file.Text()), file.Options(), report)
+                               : data.LoadCSV(Kt_WString(file.Text()), file.Options(), report);
     const auto columns = static_cast<std::size_t>(data.GetColCount());
     const std::vector<PlainCsv::Record> records = GoodRecords(file, columns);
     if (loaded < 0) {

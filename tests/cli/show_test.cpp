@@ -335,11 +335,24 @@ TEST(CliShow, FaultsOfComputedColumns) {
   EXPECT_EQ(outcome.status, 1);
 }
 
+// What is only printed has null for numbers that JSON lacks; a file is refused.
+TEST(CliShow, NumbersThatJsonLacks) {
+  const char* const text = "k,v\na,nan\na,1\nb,-inf\n";
+  EXPECT_EQ(Show(text, {"--group", "k", "--max", "v", "--totals-only", "--json"}).out,
+            "[\n{\"k\":\"a\",\"rows\":2,\"max(v)\":1.0},\n"
+            "{\"k\":\"b\",\"rows\":1,\"max(v)\":null}\n]\n");
+  const TestFolder folder;
+  const Outcome saved = Show(text, {"--save", folder.Path("x.json")});
+  EXPECT_EQ(saved.messages, "kt show: error: row 0, column 'v': a NaN\n");
+  EXPECT_EQ(saved.status, 1);
+}
+
 // Lists of options have no blanks at the ends of their items.
 TEST(CliShow, HeadingsWithBlanksAtTheirEnds) {
   const char* const text = "k, v ,w\na,1,5\na,2,6\nb,4,7\n";
-  EXPECT_EQ(Show(text, {"--group", "k", "--sum", "v", "--totals-only", "--sort", "k:d", "--csv"}).out,
-            "k,rows,sum( v )\r\nb,1,4\r\na,2,3\r\n");
+  EXPECT_EQ(
+      Show(text, {"--group", "k", "--sum", "v", "--totals-only", "--sort", "k:d", "--csv"}).out,
+      "k,rows,sum( v )\r\nb,1,4\r\na,2,3\r\n");
   EXPECT_EQ(Show(text, {"--sort", "v:d", "--columns", "w,v", "--csv"}).out,
             "w, v \r\n7,4\r\n6,2\r\n5,1\r\n");
   EXPECT_EQ(Show(text, {"--group", "v", "--sum", "w", "--totals-only", "--csv"}).out,

@@ -195,9 +195,9 @@ TEST(Xlsx, WhatIsLostIsTold) {
   EXPECT_EQ(loaded.report.nulls[0].token, u"#N/A");
 
   // An empty value, as programs write it that compute nothing; a text may be empty.
-  const Loaded empty = Load(Zip(
-      Workbook(Head("ab") + "<row><c><f>1+1</f><v></v></c><c t='str'><f>A1</f><v></v></c></row>"
-                            "<row><c><f>2+2</f><v/></c><c><v></v></c></row>")));
+  const Loaded empty = Load(
+      Zip(Workbook(Head("ab") + "<row><c><f>1+1</f><v></v></c><c t='str'><f>A1</f><v></v></c></row>"
+                                "<row><c><f>2+2</f><v/></c><c><v></v></c></row>")));
   EXPECT_EQ(empty.csv, "a:string,b:string\n,\"\"\n,\n");
   EXPECT_EQ(empty.report.cells_not_converted, 2);
 }
