@@ -123,11 +123,11 @@ static void Callbacks(void) {
   Define(engine, "sum", Sum, &total, Zero);
   Define(engine, "assign", Assign, NULL, NULL);
   EXPECT_TEXT(Eval(engine, "sum(2, 3.5)"), "6.5");
-  EXPECT_TEXT(Eval(engine, "sum(-20)"), "error: 1: sum: below zero");
+  EXPECT_TEXT(Eval(engine, "sum(-20)"), "error: column 1: sum: below zero");
   total = 0;
   Load(engine, "function main() { var x = 1; assign(ref(x), 'new'); return x; }");
   EXPECT_TEXT(Eval(engine, "main()"), "new");
-  EXPECT_TEXT(Eval(engine, "assign(1, 2)"), "error: 1: assign: failed");
+  EXPECT_TEXT(Eval(engine, "assign(1, 2)"), "error: column 1: assign: failed");
   total = 9;
   Define(engine, "sum", Assign, NULL, NULL);
   EXPECT(total == 0); /* what the replaced function had is destroyed */
@@ -166,7 +166,7 @@ static void Errors(void) {
   EXPECT(kt_engine_load(NULL, "a", "", &error) == KT_ARGUMENT && error != NULL);
   kt_error_free(error);
   EXPECT(kt_engine_eval(engine, NULL, NULL, NULL) == KT_ARGUMENT);
-  EXPECT_TEXT(Eval(engine, "nobody()"), "error: 1: unknown function: nobody");
+  EXPECT_TEXT(Eval(engine, "nobody()"), "error: column 1: unknown function: nobody");
   place.size = 4; /* a caller of another world */
   error = kt_error_new("x");
   EXPECT(kt_error_place(error, &place) == KT_ARGUMENT);
@@ -443,7 +443,7 @@ static void Hosts(void) {
   EXPECT(kt_object_property(order, "qty", Get, NULL, &qty, NULL, NULL) == KT_OK);
   EXPECT_TEXT(Eval(engine, "order.qty"), "8");
   kt_object_free(order);
-  EXPECT_TEXT(Eval(engine, "order"), "error: 1: unknown variable 'order'");
+  EXPECT_TEXT(Eval(engine, "order"), "error: column 1: unknown variable 'order'");
   kt_engine_free(engine);
   kt_engine_free(NULL);
 }
