@@ -4,6 +4,7 @@
 // column the type of all of its cells, and the records are those of the plain reader.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <map>
@@ -140,6 +141,16 @@ class Vocabulary {
     both("1,234", u',', 1.234, 1234);
     Add(comma ? "1.5" : "1,5", {});  // groups have three digits
     Add(comma ? "1,2,3" : "1.2.3", {});
+    if (rules_.thousands == 0) return;
+    for (const std::u16string_view wrong :
+         {u"1_23", u"1_2345", u"_123", u"1_", u"0_123", u"1__234", u"12_345_67", u"1234_567"}) {
+      std::u16string text(wrong);
+      std::ranges::replace(text, u'_', rules_.thousands);
+      // Blanks at the ends do not count.
+      const bool has_loose_end =
+          IsBlank(text.substr(0, 1)) || IsBlank(text.substr(text.size() - 1));
+      if (!has_loose_end) Set(text, {});
+    }
   }
 
   void AddDates() {
