@@ -56,8 +56,8 @@ void CheckRoundTrip(const Kt_Dataset& dataset, Kt_JsonLayout layout) {
 }
 
 bool IsFaultOfShape(const Kt_LoadReport& report) {
-  for (const char16_t* const text :
-       {u"expected a list of rows", u"more than", u"too many", u"out of memory"}) {
+  for (const char16_t* const text : {u"expected a list of rows", u"expected the names",
+                                     u"more than", u"too many", u"out of memory"}) {
     if (report.error.View().starts_with(text)) return true;
   }
   return false;
