@@ -232,7 +232,7 @@ std::unique_ptr<Kt_Column> Kt_Dataset::Body::Evaluated(View view, kt_long start,
   BatchReader batches(self_, col, view == ActiveView());
   for (kt_long row = start; row < end;) {
     const kt_long count = batches.Append(row, end, *cells);
-    charge.AddOrLeave(std::max(count, 1) * 8 * Kt_WorkMeter::kUnitsPerCell);
+    ChargeCells(charge, count);
     if (count == 0 && RecordAt(view, row)) cells->Append(ReadCell(view, row, col, position));
     row += std::max(count, 1);
   }

@@ -283,7 +283,7 @@ std::shared_ptr<Kt_Column> Kt_Dataset::Body::ComputedCells(kt_long col) const {
     Kt_Column batch(cells->Type());
     const kt_long end = std::min(record + kRecordsAtOnce, count);
     const kt_long done = rows_.grouped ? 0 : batches.Append(record, end, batch);
-    charge.AddOrLeave(std::max(done, 1) * 8 * Kt_WorkMeter::kUnitsPerCell);
+    ChargeCells(charge, done);
     for (kt_long at = 0; at < done; ++at) {
       cells->Write(rows_.index->At(kAllRows, record + at),
                    batch.Read(static_cast<std::size_t>(at)));

@@ -32,7 +32,8 @@ class FirstTrue {
  public:
   struct Part {
     kt_long found;
-    kt_long rows;
+    kt_long rows;  // that are paid for
+    kt_long left;  // of these, behind the one that is found
   };
 
   FirstTrue(RowCursor& cursor, const RowExpr& condition) : cursor_(cursor), condition_(condition) {}
@@ -43,19 +44,22 @@ class FirstTrue {
   bool MakePart(PartRows& rows, Part& part) const {
     const RowBlock* const conditions = rows.Of(0);
     if (conditions == nullptr || !conditions->IsWhole()) return false;
-    part = {-1, 0};
+    part = {-1, 0, 0};
     while (part.rows < kRowsPerBlock && part.found < 0) {
       const kt_long row = rows.First() + part.rows;
       const RowNumbers some = conditions->NumbersFrom(row);
       const kt_long at = FirstTrueOf(some);
-      if (at < some.count) part.found = row + at;
-      // No numbers: an empty one.
-      part.rows += part.found < 0 ? std::max(some.count, 1) : at + 1;
+      if (at < some.count) {
+        part.found = row + at;
+        part.left = some.count - at - 1;
+      }
+      part.rows += std::max(some.count, 1);  // no numbers: an empty one
     }
     return true;
   }
   bool TakePart(const Part& part) {
     found_ = part.found;
+    condition_.LeaveRows(cursor_, part.left);
     return found_ < 0;
   }
 

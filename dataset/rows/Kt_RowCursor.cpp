@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "dataset/rows/Kt_RowCursor.h"
 
+#include <utility>
+
 #include "script/Kt_RunBudget.h"
 
 namespace kt::detail {
@@ -48,7 +50,7 @@ RowCursor::RowCursor(Kt_ExprDataset& wrapper, CurrentRow current_row, kt_long pi
       version_(data_->GetStructureVersion()) {}
 
 RowCursor::~RowCursor() {
-  if (stop_code_ == kOk && rows_until_payment_ > 0) {
+  if (stop_code_ == kOk && owes_) {
     (void)kt::ChargeRun(kRowsPerPayment - rows_until_payment_);  // the script finds the code
   }
 }
@@ -56,9 +58,10 @@ RowCursor::~RowCursor() {
 // Charges for the rows just walked; nothing at the first row, which only asks.
 bool RowCursor::Pay() {
   rows_until_payment_ = 0;
-  if (stop_code_ == kOk) stop_code_ = kt::ChargeRun(has_paid_ ? kRowsPerPayment : 0);
+  const bool owed = std::exchange(owes_, false);
+  if (stop_code_ == kOk) stop_code_ = kt::ChargeRun(owed ? kRowsPerPayment : 0);
   if (stop_code_ != kOk || !IsThere()) return false;
-  has_paid_ = true;
+  owes_ = true;
   rows_until_payment_ = kRowsPerPayment - 1;
   return true;
 }

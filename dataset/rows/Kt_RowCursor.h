@@ -158,7 +158,7 @@ class RowCursor {
   const RowMark row_mark_{row_};
   kt_long row_count_;
   kt_long rows_until_payment_ = 0;
-  bool has_paid_ = false;
+  bool owes_ = false;  // for kRowsPerPayment - rows_until_payment_ rows
   kt_long stop_code_ = 0;
   std::uint64_t version_;
 };

@@ -618,7 +618,7 @@ TEST_F(SharedRows, KnownPlaces) {
 // end on the way there end the search.
 TEST_F(SharedRows, FirstRowFound) {
   const std::int64_t before = RowTeam::blocks_there;
-  const auto table = Table(7, 40000);
+  const auto table = Table(11, 40000);
   constexpr kt_long kSome[] = {0, 1023, 1024, 9000, 9001, 20479, 33000, 39999, 40000};
   for (const kt_long row : kSome) {
     const std::string first = std::to_string(row);
@@ -629,7 +629,7 @@ TEST_F(SharedRows, FirstRowFound) {
       std::string outcomes[2];
       for (int threads = 1; threads <= 2; ++threads) {
         const Kt_WorkThreads allowed(threads, 1);
-        Setting setting(7, std::make_unique<Kt_Dataset>(*table));
+        Setting setting(11, std::make_unique<Kt_Dataset>(*table));
         Kt_RunBudget budget;
         budget.limit_steps = steps;
         Kt_WorkMeter meter;

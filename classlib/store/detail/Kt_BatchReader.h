@@ -4,10 +4,19 @@
 #include <algorithm>
 #include <memory>
 
+#include "classlib/base/Kt_Charge.h"
 #include "classlib/store/Kt_CellBatches.h"
 #include "classlib/store/Kt_Dataset.h"
 
 namespace kt::detail {
+
+// Charges for the cells of some rows, at least one; row by row, so that it comes to the same however
+// many were computed at once.
+inline void ChargeCells(RoundCharge& charge, kt_long rows) {
+  do {
+    charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
+  } while (--rows > 0);
+}
 
 // Reads the cells of a computed column from row to row: many at a time where its evaluator does
 // that. Where it does so for a few rows only, it is asked less and less often, as each time costs
