@@ -10,8 +10,8 @@
 
 namespace kt::detail {
 
-// Charges for the cells of some rows, at least one; row by row, so that it comes to the same however
-// many were computed at once.
+// Charges for the cells of some rows, at least one; row by row, so that it comes to the same
+// however many were computed at once.
 inline void ChargeCells(RoundCharge& charge, kt_long rows) {
   do {
     charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
