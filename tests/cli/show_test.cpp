@@ -322,13 +322,14 @@ TEST(CliShow, MessagesNameWhatIsKnown) {
 // Every row has them, and every reading of its cells: each is told once.
 TEST(CliShow, FaultsOfComputedColumns) {
   const Outcome outcome = Show("a,unit price\n1,2.5\n2,3\n3,4\n",
-                               {"--add", "n=a + nosuch", "--add", "m=roud(a)", "--add",
+                               {"--add", "n=a + nosuch", "--add", "m=rund(a)", "--add",
                                 "p=curdata[rowidx]['unit price']", "--sort", "m"});
-  EXPECT_EQ(outcome.messages,
-            "expression:1:1: error: column 'm': unknown function: roud (did you mean 'round'?)\n"
-            "roud(a)\n^~~~\n"
-            "expression:1:5: error: column 'n': unknown variable 'nosuch' (row 0)\n"
-            "a + nosuch\n    ^~~~~~\n");
+  EXPECT_EQ(
+      outcome.messages,
+      "expression:1:1: error: column 'm': unknown function: rund (did you mean 'round'?) (row 0)\n"
+      "rund(a)\n^~~~\n"
+      "expression:1:5: error: column 'n': unknown variable 'nosuch' (row 0)\n"
+      "a + nosuch\n    ^~~~~~\n");
   EXPECT_EQ(outcome.out,
             "a  unit price  n  m    p\n─  ──────────  ─  ─  ───\n1         2.5  ·  ·  2.5\n"
             "2         3    ·  ·  3\n3         4    ·  ·  4\n");

@@ -36,7 +36,7 @@ std::vector<Kt_Variant> LargeValues(Kt_ExprDataset* wrapper) {
 // What a call takes uncounted is a small part of its arguments; a block of rows takes most.
 template <class Call>
 void Watch(const char16_t* name, const std::string& arguments, Call call) {
-  constexpr long kAllowedBytes = 50000;
+  constexpr long kAllowedBytes = 80000;
   const Kt_CountedMemory bound(8 << 20);  // some results have the square of the arguments' size
   WatchHeap();
   call();
