@@ -187,8 +187,7 @@ kt_long Kt_Dataset::Body::WriteOwn(Slot slot, kt_long col, const Kt_Variant& val
     const std::uint8_t flags = rows_.index->Flags(slot);
     bool is_free = (flags & kRowInserted) != 0;
     if (!is_free && (flags & kRowUpdated) != 0) {
-      const ChangeBuffer::Entry* const entry = rows_.changes->Find(slot);
-      const Kt_Variant* const old = entry != nullptr ? entry->cells.Find(col) : nullptr;
+      const Kt_Variant* const old = rows_.changes->OldValue(slot, col);
       is_free = old != nullptr && !IsNumberStoredAs(value, *old);
     }
     if (is_free) {
@@ -252,13 +251,12 @@ void Kt_Dataset::Body::StoreCell(Slot slot, kt_long stored_col, const Kt_Variant
     rows_.index.Write().Mark(slot, kRowUpdated, 0);
     cells.Write(slot, value);
   } catch (...) {
-    if (noted == ChangeBuffer::Noted::kEntry) rows_.index.Write().Mark(slot, 0, kRowUpdated);
-    changes.TakeBack(slot, noted);
+    if (noted == ChangeBuffer::Noted::kRow) rows_.index.Write().Mark(slot, 0, kRowUpdated);
+    changes.TakeBack(slot, stored_col, noted);
     throw;
   }
   if (noted != ChangeBuffer::Noted::kNothing) return;  // it is not what it was just before
-  const bool restored =
-      cells.Equals(slot, *ChangeBuffer::OldValue(*changes.Find(slot), stored_col));
+  const bool restored = cells.Equals(slot, *changes.OldValue(slot, stored_col));
   const bool changed = !restored || changes.NoteRestored(slot, stored_col);
   if (!changed) rows_.index.Write().Mark(slot, 0, kRowUpdated);
 }

@@ -43,7 +43,7 @@ kt_long Kt_Dataset::SetRowType(kt_long row, kt_long type) {
                                                        : 0;
     const auto change = [&] {
       index.Mark(*slot, mark, 0);
-      if (type == kRowTypeUpdate) changes.Touch(*slot).forced = true;
+      if (type == kRowTypeUpdate) changes.SetForced(*slot, true);
       if ((flags & kRowUpdated) != 0) changes.Drop(*slot);
       if ((flags & kRowInserted) != 0) --body().rows_.inserted_count;
       if (type == kRowTypeInsert) ++body().rows_.inserted_count;
@@ -91,8 +91,7 @@ Kt_Variant Kt_Dataset::Body::FirstValue(Slot slot, kt_long col) const {
   const Column& column = columns_[end];
   if (column.cells == nullptr) return GetSource()->body().FirstValue(slot, column.source_col);
   if ((PlainIndex().Flags(slot) & kRowInserted) != 0) return {};
-  const ChangeBuffer::Entry* const entry = PlainChanges().Find(slot);
-  const Kt_Variant* const old = entry ? ChangeBuffer::OldValue(*entry, end) : nullptr;
+  const Kt_Variant* const old = PlainChanges().OldValue(slot, end);
   return old != nullptr ? *old : column.cells->Read(slot);
 }
 
@@ -121,7 +120,7 @@ Kt_Variant Kt_Dataset::GetOrgBuffColumn(kt_long index, kt_long col) const {
 
 kt_long Kt_Dataset::GetOrgBuffType(kt_long index) const {
   if (index < 0 || index >= GetOrgBuffCount()) return 0;
-  return body().rows_.changes->Find(body().rows_.changes->SlotAt(index))->deleted ? kRowTypeDelete
+  return body().rows_.changes->IsDeleted(body().rows_.changes->SlotAt(index)) ? kRowTypeDelete
                                                                                   : kRowTypeUpdate;
 }
 
@@ -159,9 +158,8 @@ void Kt_Dataset::ApplyChange() {
 }
 
 void Kt_Dataset::Body::RestoreFirstValues(Slot slot) {
-  const ChangeBuffer::Entry* const entry = rows_.changes->Find(slot);
-  entry->cells.ForEach(
-      [&](kt_long col, const Kt_Variant& old) { columns_.Write(col).Write(slot, old); });
+  rows_.changes->ForEachOld(
+      slot, [&](kt_long col, const Kt_Variant& old) { columns_.Write(col).Write(slot, old); });
 }
 
 void Kt_Dataset::Reset() {
@@ -203,12 +201,12 @@ kt_long Kt_Dataset::Body::MarkAllUpdated() {
   rows_.index->ForEachEntry([&](RowIndex::Place, Slot slot) {
     charge.AddOrLeave(8 * Kt_WorkMeter::kUnitsPerCell);
     if ((rows_.index->Flags(slot) & (kRowInserted | kRowUpdated | kRowDeleted)) != 0) return;
-    changes.Write().Touch(slot).forced = true;
+    changes.Write().SetForced(slot, true);
   });
   for (kt_long entry = 0; entry < changes->Count(); ++entry) {
     charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
     const Slot slot = changes->SlotAt(entry);
-    if (!changes->Find(slot)->deleted) index.Write().Mark(slot, kRowUpdated, 0);
+    if (!changes->IsDeleted(slot)) index.Write().Mark(slot, kRowUpdated, 0);
   }
   rows_.changes = std::move(changes);
   rows_.index = std::move(index);

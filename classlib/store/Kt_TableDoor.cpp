@@ -126,7 +126,7 @@ void TableDoor::TakeNote(const LoadedNote& note, Slot slot) {
     return;
   }
   ChangeBuffer& changes = dataset_.body().rows_.changes.Write();
-  changes.Touch(slot).forced = note.forced;
+  changes.SetForced(slot, note.forced);
   for (const auto& [loaded_col, old] : note.old_cells) {
     const kt_long stored = dataset_.body().StoredCol(cols_[loaded_col]);
     if (stored >= 0)
@@ -221,11 +221,18 @@ void TableDoor::GiveColumns(const Kt_Dataset& dataset, const CountedVector<Slot>
 
 void TableDoor::GiveNotes(const Kt_Dataset& dataset, const CountedVector<Slot>& slots,
                           LoadedTable& table) {
+  const ChangeBuffer& changes = *dataset.body().rows_.changes;
+  CountedVector<std::uint32_t> numbers;  // by slot, from 1: the order of first change
+  for (kt_long at = 0; at < changes.Count(); ++at) {
+    const Slot slot = changes.SlotAt(at);
+    if (numbers.size() <= slot) numbers.resize(std::size_t{slot} + 1);
+    numbers[slot] = static_cast<std::uint32_t>(at + 1);
+  }
   std::unordered_map<Slot, kt_long> delete_numbers;
-  for (const Slot slot : dataset.body().rows_.changes->Deleted()) {
+  for (const Slot slot : changes.Deleted()) {
     delete_numbers.emplace(slot, static_cast<kt_long>(delete_numbers.size()));
   }
-  std::vector<std::pair<std::uint64_t, LoadedNote>> notes;
+  std::vector<std::pair<std::uint32_t, LoadedNote>> notes;
   RoundCharge charge;
   for (std::uint32_t row = 0; row < slots.size(); ++row) {
     charge.AddOrLeave(4 * Kt_WorkMeter::kUnitsPerCell);
@@ -235,15 +242,14 @@ void TableDoor::GiveNotes(const Kt_Dataset& dataset, const CountedVector<Slot>& 
     if ((flags & kRowInserted) != 0) {
       note.type = kRowTypeInsert;
       notes.emplace_back(0, std::move(note));
-    } else if (const ChangeBuffer::Entry* const entry =
-                   dataset.body().rows_.changes->Find(slots[row])) {
-      note.type = entry->deleted ? kRowTypeDelete : kRowTypeUpdate;
-      note.forced = entry->forced;
-      if (entry->deleted) note.delete_number = delete_numbers[slots[row]];
-      entry->cells.ForEach([&note](kt_long col, const Kt_Variant& old) {
+    } else if (const Slot slot = slots[row]; changes.Has(slot)) {
+      note.type = changes.IsDeleted(slot) ? kRowTypeDelete : kRowTypeUpdate;
+      note.forced = changes.IsForced(slot);
+      if (changes.IsDeleted(slot)) note.delete_number = delete_numbers[slot];
+      changes.ForEachOld(slot, [&note](kt_long col, const Kt_Variant& old) {
         note.old_cells.emplace_back(static_cast<std::uint32_t>(col), old);
       });
-      notes.emplace_back(entry->number + 1, std::move(note));
+      notes.emplace_back(numbers[slot], std::move(note));
     }
   }
   std::stable_sort(notes.begin(), notes.end(), [&](const auto& a, const auto& b) {

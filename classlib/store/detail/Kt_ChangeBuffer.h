@@ -1,145 +1,100 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include <memory>
-#include <utility>
-#include <vector>
-
+#include "classlib/store/detail/Kt_FirstCells.h"
 #include "classlib/store/detail/Kt_RowIndex.h"
 #include "classlib/value/Kt_Variant.h"
 
 namespace kt::detail {
-
-// What the cells of one row that were written had before, in order of their first change. Mostly
-// that is one, which takes no memory of its own.
-class FirstValues {
- public:
-  FirstValues() = default;
-  FirstValues(const FirstValues& other)
-      : more_(other.more_ != nullptr ? std::make_unique<Cells>(*other.more_) : nullptr),
-        first_col_(other.first_col_),
-        first_(other.first_) {}
-  FirstValues(FirstValues&&) noexcept = default;
-  FirstValues& operator=(const FirstValues&) = delete;
-  FirstValues& operator=(FirstValues&&) noexcept = default;
-  ~FirstValues() = default;
-
-  bool IsEmpty() const { return first_col_ < 0; }
-  // Null for a cell that was not written.
-  const Kt_Variant* Find(kt_long col) const {
-    if (KT_LIKELY(first_col_ == col)) return &first_;
-    return more_ != nullptr ? FindMore(col) : nullptr;
-  }
-  // Calls visit(col, old).
-  template <class Visit>
-  void ForEach(Visit visit) const {
-    if (!IsEmpty()) visit(first_col_, first_);
-    if (more_ == nullptr) return;
-    for (const auto& [col, old] : *more_) visit(col, old);
-  }
-
-  // REQUIRES: the column is not noted.
-  void Add(kt_long col, const Kt_Variant& before) {
-    if (!IsEmpty()) return AddMore(col, before);
-    first_ = before;
-    first_col_ = col;
-  }
-  // Need no memory.
-  void Remove(kt_long col);
-  void RemoveLast();
-
- private:
-  using Cells = CountedVector<std::pair<kt_long, Kt_Variant>>;
-  const Kt_Variant* FindMore(kt_long col) const;
-  void AddMore(kt_long col, const Kt_Variant& before);
-
-  std::unique_ptr<Cells> more_;  // null: none
-  kt_long first_col_ = -1;       // -1: none is noted
-  Kt_Variant first_;
-};
 
 // The first values of changed rows, and the deleted rows, in order of first change.
 //
 // Only the cells that were written are kept: an unchanged row costs nothing.
 class ChangeBuffer {
  public:
-  struct Entry {
-    std::uint64_t number : 62 = 0;  // rises with every new entry
-    bool deleted : 1 = false;
-    bool forced : 1 = false;  // marked changed by the host: stays though every cell is the original
-    FirstValues cells;
-  };
-
   kt_long Count() const { return order_.Count(kAllRows); }
   Slot SlotAt(kt_long index) const { return order_.At(kAllRows, index); }
-  // Null for a row without entry.
-  const Entry* Find(Slot slot) const {
-    const std::uint32_t number = NumberOf(slot);
-    return number != 0 ? &EntryOf(number) : nullptr;
+  bool Has(Slot slot) const { return MarksOf(slot) != 0; }
+  bool IsDeleted(Slot slot) const { return (MarksOf(slot) & kDeleted) != 0; }
+  // Marked changed by the host: stays though every cell is the original.
+  bool IsForced(Slot slot) const { return (MarksOf(slot) & kForced) != 0; }
+  // What a cell had before its first change; null when it still has that.
+  const Kt_Variant* OldValue(Slot slot, kt_long col) const {
+    const FirstCells* const cells = CellsOf(col);
+    return cells != nullptr ? cells->Find(slot) : nullptr;
   }
-  // The old value of a cell; null when it still has its first value.
-  static const Kt_Variant* OldValue(const Entry& entry, kt_long col) {
-    return entry.cells.Find(col);
+  // Calls visit(col, old) for the cells of a row that were written.
+  template <class Visit>
+  void ForEachOld(Slot slot, Visit visit) const {
+    for (const Column& column : columns_) {
+      if (const Kt_Variant* const old = column.cells.Find(slot)) visit(column.col, *old);
+    }
   }
+  // By time of deletion.
   const CountedVector<Slot>& Deleted() const { return deleted_; }
 
-  // The entry of a row, made if it is new. Good until the next one is made.
-  Entry& Touch(Slot slot) {
-    const std::uint32_t number = NumberOf(slot);
-    return number != 0 ? EntryOf(number) : MakeEntry(slot);
-  }
+  void SetForced(Slot slot, bool forced);
   // Notes the value that a cell had before its first change; nothing when one is noted already.
-  enum class Noted : std::uint8_t { kNothing, kCell, kEntry };
+  enum class Noted : std::uint8_t { kNothing, kCell, kRow };
   Noted NoteWrite(Slot slot, kt_long col, const Kt_Variant& before) {
-    const std::uint32_t number = NumberOf(slot);
-    if (number == 0) {
-      MakeEntry(slot).cells.Add(col, before);  // the first one needs no memory
-      return Noted::kEntry;
-    }
-    Entry& entry = EntryOf(number);
-    if (OldValue(entry, col) != nullptr) return Noted::kNothing;
-    entry.cells.Add(col, before);
-    return Noted::kCell;
+    FirstCells& cells = MakeCells(col);
+    const bool is_new = !Has(slot);
+    if (!is_new && cells.Find(slot) != nullptr) return Noted::kNothing;
+    cells.MakeRoom(slot);
+    if (is_new) AddRow(slot);
+    cells.Note(slot, before);
+    return is_new ? Noted::kRow : Noted::kCell;
   }
   // Takes the last note back; needs no memory.
-  void TakeBack(Slot slot, Noted noted);
-  // Notes that a cell has its first value again. False when that goes for the whole row: its entry
-  // has gone then.
+  void TakeBack(Slot slot, kt_long col, Noted noted);
+  // Notes that a cell has its first value again. False when that goes for the whole row, which is
+  // not in the buffer any more then.
   bool NoteRestored(Slot slot, kt_long col);
   void NoteDelete(Slot slot);
   void Drop(Slot slot);
   void Clear();
 
  private:
-  // REQUIRES: the row has none.
-  Entry& MakeEntry(Slot slot);
-  void AddFreeEntry();
-  void DropAt(Slot slot, RowIndex::Place place);
-  const Entry& EntryOf(std::uint32_t number) const {
-    return entries_[(number - 1) / kPageEntries][(number - 1) % kPageEntries];
-  }
-  Entry& EntryOf(std::uint32_t number) {
-    return entries_[(number - 1) / kPageEntries][(number - 1) % kPageEntries];
-  }
-  kt_long IndexOf(std::uint64_t number) const;
-  // From 1; 0: no entry.
-  std::uint32_t NumberOf(Slot slot) const {
-    const std::size_t page = slot / kPageSlots;
-    return page < pages_.size() && !pages_[page].empty() ? pages_[page][slot % kPageSlots] : 0;
-  }
+  // Of a row that is in the buffer: kKnown and more.
+  enum Mark : std::uint8_t { kKnown = 1, kDeleted = 2, kForced = 4 };
+  struct Column {
+    kt_long col;
+    FirstCells cells;
+  };
 
-  // Entry numbers by slot, in pages that are made where rows change; 0: no entry.
+  std::uint8_t MarksOf(Slot slot) const {
+    const std::size_t page = slot / kPageSlots;
+    return page < marks_.size() && !marks_[page].empty() ? marks_[page][slot % kPageSlots] : 0;
+  }
+  // REQUIRES: Has(slot).
+  std::uint8_t& MarksOf(Slot slot) { return marks_[slot / kPageSlots][slot % kPageSlots]; }
+  const FirstCells* CellsOf(kt_long col) const {
+    const auto at = static_cast<std::size_t>(col);
+    return at < places_.size() && places_[at] != 0 ? &columns_[places_[at] - 1].cells : nullptr;
+  }
+  FirstCells& MakeCells(kt_long col) {
+    const auto at = static_cast<std::size_t>(col);
+    if (KT_UNLIKELY(at >= places_.size() || places_[at] == 0)) AddColumn(col);
+    return columns_[places_[at] - 1].cells;
+  }
+  void AddColumn(kt_long col);
+  // REQUIRES: !Has(slot).
+  void AddRow(Slot slot) {
+    const std::size_t page = slot / kPageSlots;
+    if (KT_UNLIKELY(page >= marks_.size() || marks_[page].empty())) MakePage(page);
+    order_.Append(slot);
+    marks_[page][slot % kPageSlots] = kKnown;
+  }
+  void MakePage(std::size_t page);
+  void DropAt(Slot slot, RowIndex::Place place);
+
+  // By slot, in pages that are made where rows change.
   static constexpr Slot kPageSlots = 512;
-  using Page = CountedVector<std::uint32_t>;
-  CountedVector<Page> pages_;  // empty, or kPageSlots long
-  // By number from 1, in pages, so that no entry moves when there are many.
-  static constexpr std::uint32_t kPageEntries = 256;
-  CountedVector<CountedVector<Entry>> entries_;
-  std::uint32_t entry_count_ = 0;
-  CountedVector<std::uint32_t> free_numbers_;
+  CountedVector<CountedVector<std::uint8_t>> marks_;  // empty, or kPageSlots long
+  CountedVector<Column> columns_;                     // of which cells were written
+  CountedVector<std::uint32_t> places_;               // in columns_, from 1, by column; 0: none
   RowIndex order_;
-  CountedVector<Slot> deleted_;  // in order of deletion
-  std::uint64_t next_number_ = 0;
+  CountedVector<Slot> deleted_;
 };
 
 }  // namespace kt::detail
