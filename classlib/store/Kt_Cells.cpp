@@ -178,8 +178,8 @@ bool Kt_Dataset::WriteOwnCell(kt_long row, std::u16string_view id, kt_long& col,
   return true;
 }
 
-// WriteSlot of a record that is the dataset's own. A number that takes the place of another one, in
-// a row whose first values are known, needs no way back.
+// WriteSlot of a record of a dataset that has rows and cells of its own. A number that takes the
+// place of another one, in a row whose first values are known, needs no way back.
 kt_long Kt_Dataset::Body::WriteOwn(Slot slot, kt_long col, const Kt_Variant& value) {
   const Column& column = columns_[col];
   Kt_Column& cells = *column.cells;
@@ -211,6 +211,11 @@ bool Kt_Dataset::WouldChange(kt_long row, kt_long col, const Kt_Variant& value) 
 }
 
 kt_long Kt_Dataset::Body::WriteCell(View view, kt_long row, kt_long col, const Kt_Variant& value) {
+  if (OwnCellsAt(col) != nullptr && !IsEvaluating()) {
+    KT_CHECK_THREAD(one_thread_, "dataset", id_);
+    const auto slot = OwnRecordAt(view, row);
+    return slot ? WriteOwn(*slot, col, value) : -1;
+  }
   return Edit([&] {
     const auto slot = RecordAt(view, row);
     return slot && !IsPivot() ? WriteSlot(*slot, col, value) : -1;
@@ -271,12 +276,12 @@ bool Kt_Dataset::IsEvaluating() const { return body().IsEvaluating(); }
 
 kt_long Kt_Dataset::SetColumn(kt_long row, kt_long col, const Kt_Variant& value) {
   Body& own = body();
-  if (KT_UNLIKELY(own.OwnCellsAt(col) == nullptr || own.IsEvaluating())) {
-    return own.WriteCell(own.ActiveView(), row, col, value);
+  const bool is_own = own.OwnCellsAt(col) != nullptr && !own.IsEvaluating();
+  if (KT_LIKELY(is_own && own.rows_.index->IsIdentityAt(own.ActiveView(), row))) {
+    KT_CHECK_THREAD(own.one_thread_, "dataset", own.id_);
+    return own.WriteOwn(static_cast<Slot>(row), col, value);
   }
-  KT_CHECK_THREAD(own.one_thread_, "dataset", own.id_);
-  const auto slot = own.OwnRecordAt(own.ActiveView(), row);
-  return KT_LIKELY(slot.has_value()) ? own.WriteOwn(*slot, col, value) : -1;
+  return own.WriteCell(own.ActiveView(), row, col, value);
 }
 
 kt_long Kt_Dataset::SetColumnNF(kt_long row, kt_long col, const Kt_Variant& value) {

@@ -121,7 +121,7 @@ Kt_Variant Kt_Dataset::GetOrgBuffColumn(kt_long index, kt_long col) const {
 kt_long Kt_Dataset::GetOrgBuffType(kt_long index) const {
   if (index < 0 || index >= GetOrgBuffCount()) return 0;
   return body().rows_.changes->IsDeleted(body().rows_.changes->SlotAt(index)) ? kRowTypeDelete
-                                                                                  : kRowTypeUpdate;
+                                                                              : kRowTypeUpdate;
 }
 
 Kt_Variant Kt_Dataset::GetDelColumn(kt_long index, kt_long col) const {

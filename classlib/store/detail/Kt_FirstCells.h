@@ -44,7 +44,7 @@ class FirstCells {
     pages_[page].resize(kPageSlots);
   }
 
-  CountedVector<std::uint64_t> noted_;  // a bit for each slot
+  CountedVector<std::uint64_t> noted_;              // a bit for each slot
   CountedVector<CountedVector<Kt_Variant>> pages_;  // empty, or kPageSlots long
 };
 

@@ -228,7 +228,9 @@ void RowIndex::AddInTree(const Chunk& chunk, View view, int change) {
 }
 
 void RowIndex::MarkBehind(Slot slot, std::uint8_t set) {
-  ResizeSparingly(flags_, std::size_t{slot} + 1);
+  const std::size_t size = std::size_t{slot} + 1;
+  if (flags_.capacity() < size) flags_.reserve(size + size / 4);  // the next rows follow, mostly
+  flags_.resize(size);
   flags_[slot] = set;
 }
 
