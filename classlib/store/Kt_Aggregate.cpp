@@ -231,7 +231,8 @@ std::unique_ptr<Kt_Column> Kt_Dataset::Body::Evaluated(View view, kt_long start,
   RoundCharge charge;
   BatchReader batches(self_, col, view == ActiveView());
   for (kt_long row = start; row < end;) {
-    const kt_long count = batches.Append(row, end, *cells);
+    const kt_long count =
+        batches.Read(row, end, [&cells](const Kt_Variant& value) { cells->Append(value); });
     ChargeCells(charge, count);
     if (count == 0 && RecordAt(view, row)) cells->Append(ReadCell(view, row, col, position));
     row += std::max(count, 1);

@@ -276,20 +276,16 @@ std::shared_ptr<Kt_Column> Kt_Dataset::Body::ComputedCells(kt_long col) const {
   cells->AppendNulls(rows_.slot_count);
   // By record: where subtotals stand may depend on this very column.
   RoundCharge charge;
-  constexpr kt_long kRecordsAtOnce = 64 * 1024;
   BatchReader batches(self_, col, kAllRows == ActiveView());
   const kt_long count = rows_.index->Count(kAllRows);
   for (kt_long record = 0; record < count;) {
-    Kt_Column batch(cells->Type());
-    const kt_long end = std::min(record + kRecordsAtOnce, count);
-    const kt_long done = rows_.grouped ? 0 : batches.Append(record, end, batch);
-    ChargeCells(charge, done);
-    for (kt_long at = 0; at < done; ++at) {
-      cells->Write(rows_.index->At(kAllRows, record + at),
-                   batch.Read(static_cast<std::size_t>(at)));
-    }
-    if (done == 0) cells->Write(rows_.index->At(kAllRows, record), ReadRecord(record, col));
-    record += std::max(done, 1);
+    const kt_long first = record;
+    const auto store = [&](const Kt_Variant& value) {
+      cells->Write(rows_.index->At(kAllRows, record++), value);
+    };
+    const kt_long done = rows_.grouped ? 0 : batches.Read(record, count, store);
+    if (done == 0) store(ReadRecord(record, col));
+    ChargeCells(charge, record - first);
   }
   ChargeOrLeave(0);  // an expression may have been stopped
   return cells;

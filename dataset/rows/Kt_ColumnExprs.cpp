@@ -170,7 +170,7 @@ bool ColumnExprs::EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool fi
 
 // As row expressions that name the column do it (RowMap).
 kt_long ColumnExprs::ComputeRows(const Kt_Dataset& dataset, kt_long col, kt_long row, kt_long end,
-                                 bool filtered, Kt_Column& cells) {
+                                 bool filtered, const Taker& take) {
   constexpr kt_long kRowsAtOnce = 256;
   const bool is_computed = Kt_RowReader(dataset).GetShownCells(col) == nullptr;
   if (!is_computed || !RowExpr::Computes()) return 0;
@@ -188,7 +188,7 @@ kt_long ColumnExprs::ComputeRows(const Kt_Dataset& dataset, kt_long col, kt_long
     const bool is_there = records[at] != Kt_RowReader::kNoRecord &&
                           map->Read({dataset, row_count, next, records[at]}, value);
     if (!is_there || kt::ChargeRun(map->GetSteps()) != kOk) return next - row;
-    cells.Append(value);
+    take(value);
   }
   return end - row;
 }

@@ -45,7 +45,7 @@ class ColumnExprs final : public Kt_ColumnEvaluator, public Kt_CellBatches {
   bool EvaluateColumn(const Kt_Dataset& dataset, kt_long row, bool filtered,
                       const Kt_ColumnMap& map, Kt_Variant& result) override;
   kt_long ComputeRows(const Kt_Dataset& dataset, kt_long col, kt_long row, kt_long end,
-                      bool filtered, Kt_Column& cells) override;
+                      bool filtered, const Taker& take) override;
 
  private:
   struct Column {

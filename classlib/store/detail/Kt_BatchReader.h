@@ -30,10 +30,10 @@ class BatchReader {
         col_(col),
         filtered_(filtered) {}
 
-  // Appends the cells from `row` on, before `end`; how many. None: read the one of `row`.
-  kt_long Append(kt_long row, kt_long end, Kt_Column& cells) {
+  // Takes the cells from `row` on, before `end`; how many. None: read the one of `row`.
+  kt_long Read(kt_long row, kt_long end, const Kt_CellBatches::Taker& take) {
     if (batches_ == nullptr || row < next_) return 0;
-    const kt_long count = batches_->ComputeRows(dataset_, col_, row, end, filtered_, cells);
+    const kt_long count = batches_->ComputeRows(dataset_, col_, row, end, filtered_, take);
     pause_ = count >= kWorthwhile ? 1 : std::min(pause_ * 2, kMostPause);
     next_ = std::min(end - row - count, pause_) + row + count;
     return count;
