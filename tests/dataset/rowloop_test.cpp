@@ -383,7 +383,7 @@ class RandomForms : public Forms, public testing::WithParamInterface<unsigned> {
 
 // In portions, so that slow builds stay within the time of one test.
 TEST_P(RandomForms, Agree) {
-  constexpr unsigned kPortion = 4000;
+  constexpr unsigned kPortion = 2500;
   const unsigned first = GetParam() * kPortion;
   for (unsigned seed = first; seed < first + kPortion && !HasFailure(); ++seed) {
     ExpectSame(seed, 6, Kt_WString(ExprMaker(seed).Make()), true);
@@ -438,14 +438,14 @@ class NarrowingMaker {
   std::mt19937 random_;
 };
 TEST_F(Forms, NarrowedRows) {
-  for (unsigned seed = 0; seed < 400 && !HasFailure(); ++seed) {
+  for (unsigned seed = 0; seed < 160 && !HasFailure(); ++seed) {
     ExpectSame(seed, 300, Kt_WString(NarrowingMaker(seed).Make()), false);
   }
 }
 
 // Several blocks of rows, in every arrangement.
 TEST_F(Forms, LongTables) {
-  for (unsigned seed = 0; seed < 60 && !HasFailure(); ++seed) {
+  for (unsigned seed = 0; seed < 20 && !HasFailure(); ++seed) {
     ExpectSame(seed, 2500, Kt_WString(ExprMaker(seed + 100000).Make(3)), false);
   }
 }
