@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "classlib/store/detail/Kt_ChangeBuffer.h"
 
-#include <algorithm>
-
 namespace kt::detail {
 
 void ChangeBuffer::AddColumn(kt_long col) {
@@ -58,7 +56,5 @@ void ChangeBuffer::DropAt(Slot slot, RowIndex::Place place) {
   for (Column& column : columns_) column.cells.Forget(slot);
   MarksOf(slot) = 0;
 }
-
-void ChangeBuffer::Clear() { *this = ChangeBuffer(); }
 
 }  // namespace kt::detail

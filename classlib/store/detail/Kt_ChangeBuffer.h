@@ -52,7 +52,6 @@ class ChangeBuffer {
   bool NoteRestored(Slot slot, kt_long col);
   void NoteDelete(Slot slot);
   void Drop(Slot slot);
-  void Clear();
 
  private:
   // Of a row that is in the buffer: kKnown and more.

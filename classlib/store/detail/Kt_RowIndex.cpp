@@ -4,8 +4,6 @@
 #include <bit>
 #include <new>
 
-#include "classlib/base/detail/Kt_SparingGrowth.h"
-
 namespace kt::detail {
 
 namespace {
